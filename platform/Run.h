@@ -1,0 +1,84 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <typeindex>
+#include <vector>
+
+namespace platform
+{
+
+class AlertPresenter;
+class Desktop;
+class InfoDictionary;
+class MainQueue;
+class Reachability;
+class SecretStore;
+class StatusItem;
+class TimeSource;
+class UpdateFeed;
+
+/// What one run of the program finds around it. Each part is made on first use.
+class Environment
+{
+public:
+    virtual ~Environment() = default;
+    virtual InfoDictionary& info() = 0;
+    virtual TimeSource& time() = 0;
+    virtual SecretStore& secretStore() = 0;
+    virtual Reachability& reachability() = 0;
+    virtual AlertPresenter& alerts() = 0;
+    virtual Desktop& desktop() = 0;
+    virtual UpdateFeed& updateFeed() = 0;
+    /// Made by the first call; null where the run has no display.
+    virtual StatusItem& statusItem() = 0;
+};
+
+/// One run of the program: the owner of everything that is shared in it.
+///
+/// `main` makes one; each test makes its own. Shared objects are made on first use and destroyed in reverse order when
+/// the run ends. Made, used for `shared` and destroyed on the main thread; `postToMain` may be called from any thread.
+class Run
+{
+public:
+    explicit Run(std::unique_ptr<Environment> environment);
+    ~Run();
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    /// The run that is under way. Use outside a run is a fault of the caller.
+    static Run& current();
+    static bool exists();
+
+    Environment& environment() { return *m_environment; }
+
+    /// The run's one `T`, made on first use.
+    template <class T> T& shared()
+    {
+        const std::type_index type(typeid(T));
+        for (const Shared& entry : m_shared) {
+            if (entry.type == type)
+                return *static_cast<T*>(entry.object.get());
+        }
+        // Made before it is noted, so that what it uses in turn is destroyed after it.
+        auto object = std::shared_ptr<T>(new T, [](T* made) { delete made; });
+        m_shared.push_back({type, object});
+        return *object;
+    }
+
+    /// Calls `function` on the main thread, never within this call. All calls come in the order in which they were
+    /// posted, whichever thread posted them. What is still waiting when the run ends is dropped.
+    void postToMain(std::function<void()> function);
+
+private:
+    struct Shared
+    {
+        std::type_index type;
+        std::shared_ptr<void> object;
+    };
+    std::unique_ptr<Environment> m_environment;
+    std::unique_ptr<MainQueue> m_queue;
+    std::vector<Shared> m_shared;
+};
+
+} // namespace platform

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+#include <tl/expected.hpp>
+
+namespace platform
+{
+
+/// Passwords of (service, account) pairs, kept by the desktop (freedesktop Secret Service API 0.2). Main thread only.
+class SecretStore
+{
+public:
+    enum class Failure
+    {
+        NoService, ///< nobody on the session bus keeps secrets
+        Locked,    ///< an item is there, or the collection is, and it is locked
+        TimedOut,  ///< no answer in time; the service may be hanging
+        Other,
+    };
+    template <class T> using Result = tl::expected<T, Failure>;
+
+    virtual ~SecretStore() = default;
+
+    /// Never prompts and returns within two seconds. Empty when there is no such item.
+    virtual Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) = 0;
+
+    /// Asks the person to unlock the keyring if needed; calls back on the main thread, once, however long that takes,
+    /// unless the store is destroyed before.
+    virtual void unlockAndLookup(const QString& service, const QString& account,
+                                 std::function<void(Result<std::optional<QByteArray>>)> done) = 0;
+
+    /// Adds or overwrites. Returns within two seconds; a locked keyring is unlocked by a prompt that goes on after
+    /// that, and the item is stored when the person has answered.
+    virtual Result<void> store(const QString& service, const QString& account, const QByteArray& secret) = 0;
+
+    /// Removing what is not there succeeds.
+    virtual Result<void> remove(const QString& service, const QString& account) = 0;
+};
+
+} // namespace platform
