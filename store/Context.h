@@ -1,0 +1,140 @@
+#pragma once
+
+#include "store/Object.h"
+#include "store/Predicate.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include <tl/expected.hpp>
+
+namespace store
+{
+
+class Coordinator;
+class Connection;
+
+/// Why a save or a store failed, for people who look into it; the program itself runs on.
+struct Error
+{
+    QString text;
+};
+
+/// What one save changed. Immutable once made, so it may cross threads; it holds ids and values only.
+struct ChangeSet
+{
+    struct Change
+    {
+        ObjectId id;
+        std::uint32_t changedAttributes = 0; ///< a bit per attribute of the entity
+        std::uint32_t changedRelationships = 0;
+        std::vector<Value> values;         ///< all of the object's values after the save
+        std::vector<std::int64_t> toOnes;  ///< all of the object's to-one rows after the save
+    };
+    std::vector<Change> inserted;
+    std::vector<Change> updated;
+    std::vector<ObjectId> deleted;
+
+    bool isEmpty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
+};
+
+/// What wins when the store changed since an object was read.
+enum class MergePolicy
+{
+    Overwrite,             ///< the whole object as it is here; one deleted in the store is stored again
+    PropertyObjectTrump,   ///< the properties changed here; one deleted in the store stays deleted
+};
+
+/// A unit of work on the store: objects are fetched, changed and inserted here and saved together.
+///
+/// Each thread that works on the store has a context of its own. A context, its objects and all calls belong to the
+/// thread that uses it; only change sets go to others. Without a store (it could not be opened) everything works in
+/// memory and `save` fails.
+class Context
+{
+public:
+    Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy);
+    ~Context();
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    Coordinator& coordinator() const { return *m_coordinator; }
+
+    /// A new object of the entity, which must exist in the model.
+    Object& insert(std::string_view entity);
+    /// Deletes at the next save. Follows the delete rules at once; the object leaves every collection and query now.
+    void remove(Object& object);
+
+    /// The objects that match, unsaved changes of this context taken into account.
+    std::vector<Object*> fetch(const FetchRequest& request);
+    Object* fetchFirst(const FetchRequest& request);
+    /// The object of that id, loaded when needed; null when there is none.
+    Object* find(ObjectId id);
+
+    /// Loads all objects of the entity and keeps them keyed by these attributes and to-one relationships for the
+    /// context's life: `findKeyed`, and fetches by equality of exactly these keys, then cost no query. For imports,
+    /// which look up thousands.
+    void keepKeyed(std::string_view entity, const std::vector<std::string>& keys);
+    bool isKeyed(std::string_view entity, const std::vector<std::string>& keys) const;
+
+    bool hasChanges() const { return !m_changed.empty(); }
+
+    /// Writes all changes in one transaction, then tells `didSave`. On an error nothing is written and the changes
+    /// stay. Nothing is written, and nobody told, when nothing changed.
+    tl::expected<void, Error> save();
+
+    /// Called after each save that wrote something, on the context's thread.
+    void setDidSave(std::function<void(std::shared_ptr<const ChangeSet>)> didSave) { m_didSave = std::move(didSave); }
+
+    /// Takes over what another context saved: properties that are unchanged here, new members of collections, and
+    /// deletions. `didMerge` is told once, when everything is in place and before deleted objects are destroyed.
+    void mergeChanges(const ChangeSet& changes);
+    void setDidMerge(std::function<void(const ChangeSet&)> didMerge) { m_didMerge = std::move(didMerge); }
+
+    /// Objects in memory, for measuring.
+    std::size_t registeredCount() const { return m_objects.size(); }
+
+private:
+    friend class Object;
+    class KeyIndex;
+
+    Object* materialize(const Entity& entity, std::int64_t row);
+    Object* registered(ObjectId id) const;
+    void markChanged(Object& object);
+    void relationshipChanged(Object& object, int relationship, std::int64_t from, std::int64_t to);
+    std::vector<Object*>& collection(Object& owner, int relationship);
+    void forgetCollections(int entity);
+    bool matches(const Object& object, const Predicate& predicate) const;
+    void destroy(Object& object);
+    Connection* connection();
+
+    struct CollectionKey
+    {
+        ObjectId owner;
+        int relationship;
+        bool operator==(const CollectionKey&) const = default;
+    };
+    struct CollectionKeyHash
+    {
+        std::size_t operator()(const CollectionKey& key) const noexcept
+        {
+            return ObjectIdHash{}(key.owner) * 31 + static_cast<std::size_t>(key.relationship);
+        }
+    };
+
+    std::shared_ptr<Coordinator> m_coordinator;
+    MergePolicy m_policy;
+    std::unique_ptr<Connection> m_connection;
+    std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
+    std::vector<Object*> m_changed; ///< in the order of their first change
+    std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
+    std::vector<std::unique_ptr<KeyIndex>> m_indexes;
+    std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;
+    std::function<void(const ChangeSet&)> m_didMerge;
+};
+
+} // namespace store

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "store/Value.h"
+
+#include <QByteArray>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace store
+{
+
+enum class AttributeType
+{
+    Boolean,
+    Integer,
+    Double,
+    String,
+    Date,
+};
+
+struct Attribute
+{
+    std::string name;
+    AttributeType type = AttributeType::String;
+};
+
+enum class DeleteRule
+{
+    Nullify, ///< what pointed at the deleted object points at nothing
+    Cascade, ///< what this relationship leads to is deleted too
+};
+
+struct Relationship
+{
+    std::string name;
+    int destination = -1;    ///< index of the entity it leads to
+    bool toMany = false;     ///< a to-many relationship is never stored itself, only its to-one inverse
+    std::string inverseName; ///< empty: none
+    int inverse = -1;        ///< index in the destination's relationships, -1: none
+    DeleteRule deleteRule = DeleteRule::Nullify;
+};
+
+/// A query that belongs to an object and is never stored: the members of one of its to-many relationships that have
+/// one attribute at one value.
+struct FetchedProperty
+{
+    std::string name;
+    int relationship = -1; ///< index of the to-many relationship
+    std::string attribute; ///< of the destination
+    Value equals;
+};
+
+class Entity
+{
+public:
+    std::string name;
+    int index = -1;
+    std::vector<Attribute> attributes;
+    std::vector<Relationship> relationships;
+    std::vector<FetchedProperty> fetchedProperties;
+    std::vector<std::vector<std::string>> uniqueKeys; ///< attribute and to-one names; rows with a null never clash
+
+    int attributeIndex(std::string_view attribute) const;       ///< -1: none
+    int relationshipIndex(std::string_view relationship) const; ///< -1: none
+};
+
+/// The description of all entities, read from the model resource.
+class Model
+{
+public:
+    /// Empty when the text is no complete description.
+    static std::optional<Model> fromJson(const QByteArray& json);
+
+    const std::vector<Entity>& entities() const { return m_entities; }
+    const Entity* entity(std::string_view name) const; ///< null: none
+
+private:
+    std::vector<Entity> m_entities;
+};
+
+} // namespace store

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "store/Value.h"
+
+#include <string>
+#include <vector>
+
+namespace store
+{
+
+class Object;
+
+/// One condition: what a key path leads to, compared with a value or an object.
+///
+/// A key path is an attribute, a to-one relationship, or a to-one relationship and an attribute of its destination
+/// ("project.idString"). Comparing with null by Equal finds what is null. Every other comparison fails on a null.
+struct Condition
+{
+    enum class Operator
+    {
+        Equal,
+        NotEqual,
+        Less,
+        LessOrEqual,
+        Greater,
+        GreaterOrEqual,
+    };
+    std::string keyPath;
+    Operator op = Operator::Equal;
+    Value value;
+    /// For a key path that ends in a relationship, in place of `value`; null matches what leads nowhere.
+    const Object* object = nullptr;
+    bool comparesObject = false;
+};
+
+/// All of its conditions. An empty predicate holds for every object.
+///
+/// `where("company", company) && where("idString", Condition::Operator::NotEqual, u"newEntry"_s)`
+class Predicate
+{
+public:
+    Predicate() = default;
+    explicit Predicate(Condition condition) { m_conditions.push_back(std::move(condition)); }
+
+    const std::vector<Condition>& conditions() const { return m_conditions; }
+
+    friend Predicate operator&&(Predicate left, const Predicate& right)
+    {
+        left.m_conditions.insert(left.m_conditions.end(), right.m_conditions.begin(), right.m_conditions.end());
+        return left;
+    }
+
+private:
+    std::vector<Condition> m_conditions;
+};
+
+inline Predicate where(std::string keyPath, Condition::Operator op, Value value)
+{
+    return Predicate({std::move(keyPath), op, std::move(value)});
+}
+inline Predicate where(std::string keyPath, Value value)
+{
+    return where(std::move(keyPath), Condition::Operator::Equal, std::move(value));
+}
+inline Predicate where(std::string keyPath, const Object* object)
+{
+    return Predicate({std::move(keyPath), Condition::Operator::Equal, {}, object, true});
+}
+
+struct SortKey
+{
+    std::string keyPath;
+    bool ascending = true; ///< null comes first when ascending; texts compare by code point
+};
+
+/// What to look for. `limit` 0: everything.
+struct FetchRequest
+{
+    std::string entity;
+    Predicate predicate;
+    std::vector<SortKey> sortKeys;
+    int limit = 0;
+};
+
+} // namespace store
