@@ -1,0 +1,79 @@
+#include "Paths.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString absolute(const char* variable)
+{
+    const QString value = QFile::decodeName(qgetenv(variable));
+    return QDir::isAbsolutePath(value) ? QDir::cleanPath(value) : QString();
+}
+
+QString inHome(const char* variable, QLatin1StringView folder)
+{
+    const QString given = absolute(variable);
+    if (!given.isEmpty())
+        return given;
+    const QString home = absolute("HOME");
+    return home.isEmpty() ? QString() : home + u'/' + folder;
+}
+
+QString quillon(const QString& folder)
+{
+    return folder.isEmpty() ? folder : folder + "/Quillon"_L1;
+}
+
+} // namespace
+
+QString configFolder()
+{
+    return quillon(inHome("XDG_CONFIG_HOME", ".config"_L1));
+}
+
+QStringList configFolders()
+{
+    QStringList folders;
+    QString system = QFile::decodeName(qgetenv("XDG_CONFIG_DIRS"));
+    if (system.isEmpty())
+        system = u"/etc/xdg"_s;
+    for (const QString& folder : system.split(u':')) {
+        if (QDir::isAbsolutePath(folder))
+            folders.prepend(quillon(QDir::cleanPath(folder)));
+    }
+    if (const QString own = configFolder(); !own.isEmpty())
+        folders.append(own);
+    return folders;
+}
+
+QString dataFolder()
+{
+    return quillon(inHome("XDG_DATA_HOME", ".local/share"_L1));
+}
+
+QString runtimeFolder()
+{
+    const QString given = absolute("XDG_RUNTIME_DIR");
+    if (!given.isEmpty() && QDir(given).exists())
+        return given;
+    const QString own = QDir::tempPath() + "/quillon-"_L1 + QString::number(getuid());
+    const QByteArray name = QFile::encodeName(own);
+    mkdir(name.constData(), 0700);
+    // Anybody may have put something there under our name.
+    struct stat found;
+    const bool ours = lstat(name.constData(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
+                      (found.st_mode & 0077) == 0;
+    return ours ? own : QString();
+}
+
+} // namespace platform

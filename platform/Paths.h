@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+/// Where the program keeps its files: the XDG Base Directory Specification 0.8. No folder is made here. Read from the
+/// environment on each call; main thread only.
+namespace platform {
+
+/// `Quillon` in the folder for the person's settings.
+QString configFolder();
+
+/// `Quillon` in each of the folders for settings, the least important first, the person's own last.
+QStringList configFolders();
+
+/// `Quillon` in the folder for the person's data. Empty when there is no home.
+QString dataFolder();
+
+/// The folder for sockets and locks of this session; a private one in the folder for temporary files where the session
+/// has none. Empty when that cannot be made or belongs to somebody else.
+QString runtimeFolder();
+
+} // namespace platform

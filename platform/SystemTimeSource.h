@@ -1,0 +1,16 @@
+#pragma once
+
+#include "TimeSource.h"
+
+namespace platform {
+
+/// The machine's own clock. Timers may come up to 5 % late or early, so that the machine wakes less often.
+class SystemTimeSource final : public TimeSource
+{
+public:
+    TimePoint now() const override;
+    bool sleepFor(Duration duration, std::stop_token stop) override;
+    std::unique_ptr<Timer> repeat(Duration interval, std::function<void()> tick) override;
+};
+
+} // namespace platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/StatusItem.h"
+
+#include <QMenu>
+#include <QPointer>
+#include <QWidget>
+
+namespace support {
+
+/// A status item that nobody sees and that can be asked what it was told.
+class MemoryStatusItem final : public platform::StatusItem
+{
+public:
+    double thickness() const override { return 22; }
+    void setView(QWidget* shown) override { view = shown; }
+    void setLength(double points) override { m_length = points; }
+    double length() const override { return m_length; }
+    void setEnabled(bool on) override { enabled = on; }
+    void setToolTip(const QString& text) override { toolTip = text; }
+    void setDescription(const Description& told) override { description = told; }
+
+    /// Opens the menu for real, at the top left.
+    void popUpMenu(QMenu& opened) override
+    {
+        menu = &opened;
+        opened.popup(QPoint(0, 22));
+    }
+    void present() override { ++presented; }
+
+    QPointer<QWidget> view;
+    QPointer<QMenu> menu;
+    QString toolTip;
+    Description description;
+    int presented = 0;
+    bool enabled = false;
+
+private:
+    double m_length = -1;
+};
+
+} // namespace support

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Desktop.h"
+
+#include <QList>
+
+#include <optional>
+
+namespace support {
+
+/// Keeps what the program asked of the desktop.
+class RecordingDesktop final : public platform::Desktop
+{
+public:
+    bool openUrl(const QUrl& url) override
+    {
+        opened << url;
+        return opens;
+    }
+    void setShownInTaskBar(bool shown) override { shownInTaskBar = shown; }
+    void activate() override { ++activations; }
+
+    QList<QUrl> opened;
+    std::optional<bool> shownInTaskBar;
+    int activations = 0;
+    /// What `openUrl` answers.
+    bool opens = true;
+};
+
+/// Keeps what the program asked of the update feed.
+class RecordingUpdateFeed final : public platform::UpdateFeed
+{
+public:
+    void setCheckIntervalSeconds(int seconds) override { interval = seconds; }
+    void checkInBackground() override { ++backgroundChecks; }
+    void check() override { ++checks; }
+
+    int interval = 0;
+    int backgroundChecks = 0;
+    int checks = 0;
+};
+
+} // namespace support
