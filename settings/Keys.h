@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QLatin1StringView>
+#include <QString>
+
+namespace settings {
+
+// What is kept in the settings file, under which key.
+inline constexpr QLatin1StringView SCQuillonUrlKey("QuillonUrl"); ///< the account's name; absent: signed out
+inline constexpr QLatin1StringView SCEmailKey("Email");
+inline constexpr QLatin1StringView SCCompanyKey("Company");
+inline constexpr QLatin1StringView QuillonBlinkCursorKey("BlinkColon");
+inline constexpr QLatin1StringView QuillonStartAtLoginKey("StartAtLogin");
+inline constexpr QLatin1StringView QuillonHideFromDockKey("HideInDock");
+inline constexpr QLatin1StringView QuillonIdleTimerEnabled("IdleTimerEnabled");
+inline constexpr QLatin1StringView QuillonIdleMinutesThreshold("IdleMinutesThreshold");
+inline constexpr QLatin1StringView QuillonTimesheetHotKey("TimesheetHotKey");
+inline constexpr QLatin1StringView QuillonTimesheetHotKeyModifiers("TimesheetHotKeyModifiers");
+inline constexpr QLatin1StringView QuillonNewTimerHotKey("NewTimerHotKey");
+inline constexpr QLatin1StringView QuillonNewTimerHotKeyModifiers("NewTimerHotKeyModifiers");
+// Reserved for a third combination: these two have defaults, and nothing reads them yet.
+inline constexpr QLatin1StringView QuillonToggleTimerHotKey("ToggleTimerHotKey");
+inline constexpr QLatin1StringView QuillonToggleTimerHotKeyModifiers("ToggleTimerHotKeyModifiers");
+
+/// Announces changed settings of any kind, though its value speaks of credentials. QuillonPreferences sends it.
+inline constexpr QLatin1StringView QuillonPreferencesChangedNotification("CredentialsChanged");
+
+/// The service name of our items in the keyring: the program's reverse-DNS identifier. Main thread only.
+QString SCServiceName();
+
+} // namespace settings

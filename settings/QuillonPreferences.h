@@ -1,0 +1,120 @@
+#pragma once
+
+#include "settings/KeyCombo.h"
+
+#include <QObject>
+#include <QString>
+
+#include <mutex>
+
+namespace settings {
+
+/// Where requests go and who sends them, at one moment.
+struct Credentials
+{
+    QString email;
+    QString password;
+    QString url;     ///< the account's name
+    QString fullUrl; ///< the account's base address, without a slash at the end
+};
+
+/// The person's account and options in memory, loaded from the settings file and the keyring.
+///
+/// Setters change memory only; `save` writes everything. An absent text is a null one. Main thread only, save for
+/// `credentials`.
+class QuillonPreferences final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Loads what was saved. The service's domains are read here, from the information dictionary.
+    QuillonPreferences();
+
+    /// The one of the current run.
+    static QuillonPreferences& sharedPreferences();
+
+    /// Registers the defaults; before the first use of anything else.
+    static void setupDefaults();
+
+    void loadSaved();
+
+    /// Writes the file, then the password to the keyring. A keyring that refuses is not reported.
+    void save();
+
+    QString email() const { return m_email; }
+    void setEmail(const QString& email);
+
+    /// Looked up in the keyring on first use, without a prompt: that takes 30 ms, or 2 s where the keyring hangs. If
+    /// the keyring is locked the person is asked once, and `passwordArrived` tells when the password is there.
+    QString password();
+    void setPassword(const QString& password);
+    bool isPasswordLoaded() const { return m_passwordLoaded; }
+
+    /// This password is used, and neither it nor a later one reaches the keyring before the run ends.
+    void setPasswordForThisRunOnly(const QString& password);
+
+    /// True when no keyring keeps the password: it is forgotten when the program ends. Looks it up if need be.
+    bool passwordKeptForThisRunOnly();
+
+    /// The account's name: what was typed, freed of scheme and service domain. Rewrites what is stored.
+    QString url();
+    void setUrl(const QString& url);
+    QString fullUrl();
+
+    QString companyName() const { return m_companyName; }
+    void setCompanyName(const QString& name) { m_companyName = name; }
+
+    bool blinkColon() const { return m_blinkColon; }
+    void setBlinkColon(bool blink) { m_blinkColon = blink; }
+    bool startAtLogin() const { return m_startAtLogin; }
+    void setStartAtLogin(bool start) { m_startAtLogin = start; }
+    bool hideFromDock() const { return m_hideFromDock; }
+    void setHideFromDock(bool hide) { m_hideFromDock = hide; }
+    bool idleTimerEnabled() const { return m_idleTimerEnabled; }
+    void setIdleTimerEnabled(bool enabled) { m_idleTimerEnabled = enabled; }
+    qint64 idleMinutesThreshold() const { return m_idleMinutesThreshold; }
+    void setIdleMinutesThreshold(qint64 minutes) { m_idleMinutesThreshold = minutes; }
+    KeyCombo timesheetWindowHotKeyCombo() const { return m_timesheetWindowHotKeyCombo; }
+    void setTimesheetWindowHotKeyCombo(const KeyCombo& combo) { m_timesheetWindowHotKeyCombo = combo; }
+    KeyCombo newTimerWindowHotKeyCombo() const { return m_newTimerWindowHotKeyCombo; }
+    void setNewTimerWindowHotKeyCombo(const KeyCombo& combo) { m_newTimerWindowHotKeyCombo = combo; }
+
+    /// The account as it is now; without a password as long as that was not looked up. Any thread.
+    Credentials credentials() const;
+
+signals:
+    /// QuillonPreferencesChangedNotification. Sent by who saved, not by `save`.
+    void preferencesChanged();
+    /// The keyring was unlocked after a look-up that had found it locked.
+    void passwordArrived();
+
+private:
+    void loadPassword();
+    void storePassword();
+    void askToUnlock();
+    QString normalized(QString url) const;
+
+    mutable std::mutex m_mutex; ///< guards what `credentials` reads: the next four and the domains
+    QString m_email;
+    QString m_password;
+    QString m_url;
+    QString m_serviceDomain;
+    QString m_developmentDomain; ///< empty: the service itself is used
+
+    QString m_savedEmail; ///< the account of the password to look up
+    bool m_passwordLoaded = false;
+    bool m_passwordForThisRunOnly = false;
+    bool m_noKeyring = false;
+    bool m_askedToUnlock = false;
+
+    QString m_companyName;
+    bool m_blinkColon = false;
+    bool m_startAtLogin = false;
+    bool m_hideFromDock = false;
+    bool m_idleTimerEnabled = false;
+    qint64 m_idleMinutesThreshold = 0;
+    KeyCombo m_timesheetWindowHotKeyCombo;
+    KeyCombo m_newTimerWindowHotKeyCombo;
+};
+
+} // namespace settings

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+#include <tl/expected.hpp>
+
+namespace settings {
+
+inline constexpr QLatin1StringView TolvanKeychainUtilsErrorDomain("TolvanKeychainUtilsErrorDomain");
+
+struct KeychainError
+{
+    enum Code
+    {
+        ArgumentMissing = -2000,
+        ArgumentMissingInDelete = 2000, ///< deleting alone reports it as a positive number
+        ServiceAbsent = -25291,
+        Locked = -25308,
+        NoAnswer = -25312,
+        OtherFailure = -25299,
+    };
+    QLatin1StringView domain = TolvanKeychainUtilsErrorDomain;
+    int code = OtherFailure;
+
+    bool operator==(const KeychainError&) const = default;
+};
+
+/// One item of the keyring. Its password is empty while the item is locked.
+struct KeychainItem
+{
+    QString userName;
+    QString serviceName;
+    std::optional<QByteArray> password;
+};
+
+/// Reads, stores and deletes the password of one (user name, service name) pair in the desktop's keyring. A null text
+/// counts as a missing argument. Main thread only.
+class TolvanKeychainUtils
+{
+public:
+    template <class T>
+    using Result = tl::expected<T, KeychainError>;
+
+    TolvanKeychainUtils() = delete;
+
+    /// Empty when there is no such item. Never prompts. Longer passwords come back cut, see `passwordText`.
+    static Result<std::optional<QString>> getPasswordForUsername(const QString& userName, const QString& serviceName);
+
+    /// Adds the item or replaces its password, whatever `updateExisting` says. May prompt for a locked keyring.
+    static Result<void> storeUsername(const QString& userName, const QString& password, const QString& serviceName,
+                                      bool updateExisting);
+
+    /// Deleting what is not there succeeds.
+    static Result<void> deleteItemForUsername(const QString& userName, const QString& serviceName);
+
+    /// Empty when there is no such item; a locked item counts as one.
+    static Result<std::optional<KeychainItem>> getKeychainItemReferenceForUsername(const QString& userName,
+                                                                                   const QString& serviceName);
+
+    /// The text of a stored password: its first 1023 bytes, without a sign that this cuts in two. Null when the bytes
+    /// are no UTF-8.
+    static QString passwordText(QByteArray stored);
+};
+
+} // namespace settings

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QHash>
+#include <QLatin1StringView>
+#include <QSet>
+#include <QString>
+#include <QVariant>
+
+#include <initializer_list>
+#include <limits>
+#include <mutex>
+
+namespace settings {
+
+/// The person's settings: `[General]` of an INI file, over registered defaults, under values for this run only.
+///
+/// The file is read when the object is made and again by `synchronize`. A value that is no value of the wanted kind
+/// reads as the default. Reading is safe from any thread, the rest belongs to the main thread.
+class UserDefaults
+{
+public:
+    /// What a key reads as when the file says nothing or nonsense, and which integers are sense.
+    struct Default
+    {
+        QLatin1StringView key;
+        QVariant value;
+        qint64 least = std::numeric_limits<qint64>::min();
+        qint64 most = std::numeric_limits<qint64>::max();
+    };
+
+    /// The file is `Quillon.conf` in the folder for the person's settings.
+    UserDefaults();
+    explicit UserDefaults(const QString& file);
+    UserDefaults(const UserDefaults&) = delete;
+    UserDefaults& operator=(const UserDefaults&) = delete;
+
+    /// The one of the current run.
+    static UserDefaults& standardUserDefaults();
+
+    void registerDefaults(std::initializer_list<Default> defaults);
+
+    QString stringForKey(QLatin1StringView key) const; ///< a null text when absent
+    bool boolForKey(QLatin1StringView key) const;      ///< false when absent
+    qint64 integerForKey(QLatin1StringView key) const; ///< 0 when absent
+
+    /// A null text removes the key. Setters change nothing on disk before `synchronize`.
+    void setString(QLatin1StringView key, const QString& text);
+    void setBool(QLatin1StringView key, bool value);
+    void setInteger(QLatin1StringView key, qint64 value);
+
+    /// From now on the key has this value, whatever the file says, and setting it changes this value: nothing about the
+    /// key reaches the file before the run ends.
+    void setForThisRunOnly(QLatin1StringView key, const QVariant& value);
+
+    /// Writes what was set, all or nothing, and takes over what others wrote to the other keys. The file is readable
+    /// by the person alone. False when it could not be written: what was set stays for the next time.
+    bool synchronize();
+
+private:
+    void load();
+    void set(QLatin1StringView key, const QVariant& value);
+    /// The first of the layers for which `accept` is true. Without one: an invalid value.
+    template <class Accept>
+    QVariant find(QLatin1StringView key, Accept accept) const;
+
+    const QString m_file;
+    mutable std::mutex m_mutex;
+    QHash<QString, QVariant> m_runOnly;
+    QHash<QString, QVariant> m_values;
+    QSet<QString> m_changed;
+    QHash<QString, Default> m_defaults;
+};
+
+} // namespace settings
