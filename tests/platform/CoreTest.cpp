@@ -1,0 +1,323 @@
+#include "platform/InfoDictionary.h"
+#include "platform/MainQueue.h"
+#include "platform/Paths.h"
+#include "platform/Run.h"
+#include "platform/SystemTimeSource.h"
+#include "support/TestEnvironment.h"
+#include "support/TestMain.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <thread>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+QString write(const QString& path, const QByteArray& text)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(text);
+    return path;
+}
+
+/// Notes when it is made and destroyed, and uses what was made before it.
+QStringList s_life;
+struct First
+{
+    First() { s_life << u"first made"_s; }
+    ~First() { s_life << u"first gone"_s; }
+    void use() { s_life << u"first used"_s; }
+};
+struct Second
+{
+    Second() : first(platform::Run::current().shared<First>()) { s_life << u"second made"_s; }
+    ~Second()
+    {
+        platform::Run::current().shared<First>().use();
+        s_life << u"second gone"_s;
+    }
+    First& first;
+};
+
+} // namespace
+
+class CoreTest final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void callsKeepTheirOrder();
+    void callsAreMadeLaterAndDroppedAtTheEnd();
+    void aBurstOfCallsLetsEventsThrough();
+    void sharedObjectsGoInReverseOrder();
+    void stopEndsASleep();
+    void aTimerMayEndItself();
+    void manualTime();
+    void layers_data();
+    void layers();
+    void brokenFiles_data();
+    void brokenFiles();
+    void folders_data();
+    void folders();
+};
+
+void CoreTest::callsKeepTheirOrder()
+{
+    const support::TestRun run;
+    std::vector<int> seen;
+    std::vector<int> expected;
+    bool allOnMain = true;
+    // Two threads take turns, so that the order of the posts is known.
+    std::atomic<int> turn = 0;
+    const auto poster = [&](int parity) {
+        for (int i = parity; i < 400; i += 2) {
+            while (turn != i)
+                std::this_thread::yield();
+            platform::Run::current().postToMain([&, i] {
+                seen.push_back(i);
+                allOnMain &= QThread::currentThread() == qApp->thread();
+            });
+            turn = i + 1;
+        }
+    };
+    std::thread even(poster, 0);
+    std::thread odd(poster, 1);
+    for (int i = 0; i < 400; ++i)
+        expected.push_back(i);
+    QTRY_COMPARE(seen.size(), std::size_t(400));
+    even.join();
+    odd.join();
+    QCOMPARE(seen, expected);
+    QVERIFY(allOnMain);
+}
+
+void CoreTest::callsAreMadeLaterAndDroppedAtTheEnd()
+{
+    QStringList seen;
+    const auto token = std::make_shared<int>();
+    {
+        const support::TestRun run;
+        platform::Run& current = platform::Run::current();
+        current.postToMain([&] {
+            seen << u"outer"_s;
+            current.postToMain([&] { seen << u"inner"_s; });
+            seen << u"outer ends"_s;
+        });
+        QVERIFY(seen.isEmpty());
+        QTRY_COMPARE(seen, QStringList({u"outer"_s, u"outer ends"_s, u"inner"_s}));
+        current.postToMain([&seen, token] { seen << u"late"_s; });
+    }
+    QVERIFY(!platform::Run::exists());
+    QCoreApplication::processEvents();
+    QCOMPARE(seen.size(), 3);
+    QCOMPARE(token.use_count(), 1);
+}
+
+void CoreTest::aBurstOfCallsLetsEventsThrough()
+{
+    const support::TestRun run;
+    int calls = 0;
+    int callsAtEvent = -1;
+    for (int i = 0; i < 20; ++i) {
+        platform::Run::current().postToMain([&] {
+            QElapsedTimer busy;
+            busy.start();
+            while (busy.elapsed() < 3) {
+            }
+            ++calls;
+        });
+    }
+    QMetaObject::invokeMethod(
+        this, [&] { callsAtEvent = calls; }, Qt::QueuedConnection);
+    QTRY_COMPARE(calls, 20);
+    QVERIFY2(callsAtEvent > 0 && callsAtEvent < 10, qPrintable(QString::number(callsAtEvent)));
+}
+
+void CoreTest::sharedObjectsGoInReverseOrder()
+{
+    s_life.clear();
+    {
+        const support::TestRun run;
+        Second& second = platform::Run::current().shared<Second>();
+        QCOMPARE(&platform::Run::current().shared<First>(), &second.first);
+        QCOMPARE(&platform::Run::current().shared<Second>(), &second);
+    }
+    QCOMPARE(s_life,
+             QStringList({u"first made"_s, u"second made"_s, u"first used"_s, u"second gone"_s, u"first gone"_s}));
+}
+
+void CoreTest::stopEndsASleep()
+{
+    platform::SystemTimeSource time;
+    QVERIFY(time.sleepFor(1ms, {}));
+
+    std::optional<bool> whole;
+    std::jthread sleeper([&](const std::stop_token& stop) { whole = time.sleepFor(10min, stop); });
+    QElapsedTimer waited;
+    waited.start();
+    sleeper.request_stop();
+    sleeper.join();
+    QCOMPARE(whole, std::optional(false));
+    QVERIFY(waited.elapsed() < 5000);
+}
+
+void CoreTest::aTimerMayEndItself()
+{
+    platform::SystemTimeSource time;
+    int ticks = 0;
+    std::unique_ptr<platform::TimeSource::Timer> timer;
+    timer = time.repeat(1ms, [&] {
+        if (++ticks == 3)
+            timer.reset();
+        // The captures must still be there.
+        QVERIFY(ticks <= 3);
+    });
+    QTRY_COMPARE(ticks, 3);
+    QVERIFY(!timer);
+}
+
+void CoreTest::manualTime()
+{
+    support::ManualTimeSource time;
+    const auto start = time.now();
+    std::vector<std::pair<char, std::chrono::milliseconds>> ticks;
+    const auto note = [&](char name) {
+        ticks.emplace_back(name, std::chrono::duration_cast<std::chrono::milliseconds>(time.now() - start));
+    };
+    std::unique_ptr<platform::TimeSource::Timer> slow = time.repeat(30s, [&] { note('s'); });
+    std::unique_ptr<platform::TimeSource::Timer> quick = time.repeat(20s, [&] {
+        note('q');
+        if (ticks.size() > 2)
+            quick.reset();
+    });
+    time.advance(19s);
+    QVERIFY(ticks.empty());
+    time.advance(71s);
+    QCOMPARE(ticks, (decltype(ticks){{'q', 20s}, {'s', 30s}, {'q', 40s}, {'s', 60s}, {'s', 90s}}));
+    QCOMPARE(time.now() - start, 90s);
+
+    time.sleepFor(15s, {});
+    QCOMPARE(time.now() - start, 105s);
+    time.blockSleeps();
+    bool done = false;
+    std::thread sleeper([&] { done = time.sleepFor(300s, {}); });
+    QTRY_COMPARE(time.sleeping(), 1);
+    time.advance(299s);
+    QCOMPARE(time.sleeping(), 1);
+    time.advance(1s);
+    sleeper.join();
+    QVERIFY(done);
+    QCOMPARE(time.sleeps(), (std::vector<std::chrono::milliseconds>{15s, 300s}));
+}
+
+void CoreTest::layers_data()
+{
+    QTest::addColumn<QString>("system");
+    QTest::addColumn<QString>("user");
+    QTest::addColumn<QString>("environment");
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<double>("minutes");
+    QTest::addColumn<QString>("domain");
+
+    const QString ofSystem = uR"({"QuillonIdleMinutes": 1, "QuillonServiceDomain": ".system.example"})"_s;
+    QTest::newRow("built in") << u""_s << u""_s << u""_s << u""_s << 10.0 << u".quillon.example"_s;
+    QTest::newRow("system") << ofSystem << u""_s << u""_s << u""_s << 1.0 << u".system.example"_s;
+    QTest::newRow("user wins, key by key")
+        << ofSystem << uR"({"QuillonIdleMinutes": 2})"_s << u""_s << u""_s << 2.0 << u".system.example"_s;
+    QTest::newRow("environment wins") << ofSystem << uR"({"QuillonIdleMinutes": 2})"_s
+                                      << uR"({"QuillonIdleMinutes": 3})"_s << u""_s << 3.0 << u".system.example"_s;
+    QTest::newRow("option instead of environment") << u""_s << u""_s << uR"({"QuillonServiceDomain": ".env.example"})"_s
+                                                   << uR"({"QuillonIdleMinutes": 4})"_s << 4.0 << u".quillon.example"_s;
+    QTest::newRow("broken ones are passed over")
+        << u"{"_s << uR"({"QuillonIdleMinutes": "five"})"_s << u""_s << u""_s << 99.0 << u".quillon.example"_s;
+}
+
+void CoreTest::layers()
+{
+    QFETCH(QString, system);
+    QFETCH(QString, user);
+    QFETCH(QString, environment);
+    QFETCH(QString, option);
+    const support::TemporaryFolders folders;
+    qputenv("XDG_CONFIG_DIRS", folders.path(u"first"_s).toLocal8Bit() + ':' + folders.path(u"second"_s).toLocal8Bit());
+    if (!system.isEmpty()) {
+        write(folders.path(u"first/Quillon/Info.json"_s), system.toUtf8());
+        write(folders.path(u"second/Quillon/Info.json"_s), R"({"QuillonIdleMinutes": 99})");
+    }
+    if (!user.isEmpty())
+        write(platform::configFolder() + u"/Info.json"_s, user.toUtf8());
+    if (!environment.isEmpty())
+        qputenv("QUILLON_INFO", write(folders.path(u"env.json"_s), environment.toUtf8()).toLocal8Bit());
+
+    const auto info = platform::InfoDictionary::load(
+        option.isEmpty() ? QString() : write(folders.path(u"option.json"_s), option.toUtf8()));
+    QVERIFY(info);
+    QTEST(info->number("QuillonIdleMinutes"_L1), "minutes");
+    QTEST(info->string("QuillonServiceDomain"_L1), "domain");
+    QCOMPARE(info->string("CFBundleIdentifier"_L1), u"com.wrenfold.quillon"_s);
+    QCOMPARE(info->string("CFBundleVersion"_L1), QStringLiteral(QUILLON_VERSION));
+}
+
+void CoreTest::brokenFiles_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("missing") << QByteArray() << u"FILE: No such file or directory"_s;
+    QTest::newRow("syntax") << QByteArray("{\n\"a\": 1,\n\"b\" 2}") << u"FILE: line 3: missing name separator"_s;
+    QTest::newRow("list") << QByteArray("[1]") << u"FILE: it must be one JSON object"_s;
+    QTest::newRow("kind") << QByteArray(R"({"QuillonIdleMinutes": "5"})")
+                          << u"FILE: QuillonIdleMinutes must be a number"_s;
+    QTest::newRow("kind of a switch") << QByteArray(R"({"QuillonLocalDebug": 1})")
+                                      << u"FILE: QuillonLocalDebug must be true or false"_s;
+}
+
+void CoreTest::brokenFiles()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, error);
+    const support::TemporaryFolders folders;
+    const QString path = folders.path(u"named.json"_s);
+    if (!text.isEmpty())
+        write(path, text);
+    const auto info = platform::InfoDictionary::load(path);
+    QVERIFY(!info);
+    QCOMPARE(info.error(), error.replace("FILE"_L1, path));
+}
+
+void CoreTest::folders_data()
+{
+    QTest::addColumn<QByteArray>("config");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("expectedConfig");
+    QTest::addColumn<QString>("expectedData");
+    QTest::newRow("given") << QByteArray("/c/x/") << QByteArray("/d") << u"/c/x/Quillon"_s << u"/d/Quillon"_s;
+    QTest::newRow("unset") << QByteArray() << QByteArray() << u"/h/.config/Quillon"_s << u"/h/.local/share/Quillon"_s;
+    QTest::newRow("relative") << QByteArray("c") << QByteArray("./d") << u"/h/.config/Quillon"_s
+                              << u"/h/.local/share/Quillon"_s;
+}
+
+void CoreTest::folders()
+{
+    QFETCH(QByteArray, config);
+    QFETCH(QByteArray, data);
+    const support::TemporaryFolders folders;
+    const QByteArray home = qgetenv("HOME");
+    qputenv("HOME", "/h");
+    qputenv("XDG_CONFIG_HOME", config);
+    qputenv("XDG_DATA_HOME", data);
+    const QString configFolder = platform::configFolder();
+    const QString dataFolder = platform::dataFolder();
+    qputenv("HOME", home);
+    QTEST(configFolder, "expectedConfig");
+    QTEST(dataFolder, "expectedData");
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(CoreTest)
+#include "CoreTest.moc"
