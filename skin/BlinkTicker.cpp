@@ -1,0 +1,180 @@
+#include "skin/BlinkTicker.h"
+
+#include "platform/Run.h"
+
+#include <QWidget>
+#include <QWindow>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+using namespace std::chrono_literals;
+
+namespace skin {
+namespace {
+
+/// How far a tick looks ahead: a coarse timer may be early by as much, and changes this near each other share a
+/// repaint.
+constexpr auto lookAhead = 12ms;
+
+/// The part of the way, 0 to 1, covered after the part `t` of the time.
+double eased(Wave::Timing timing, double t)
+{
+    return timing == Wave::Timing::Linear ? t : (1 - std::cos(std::numbers::pi * t)) / 2;
+}
+
+double timeOf(Wave::Timing timing, double way)
+{
+    return timing == Wave::Timing::Linear ? way : std::acos(1 - 2 * way) / std::numbers::pi;
+}
+
+} // namespace
+
+int Wave::steps() const
+{
+    constexpr double stepsPerSecond = 8;
+    return static_cast<int>(std::clamp(std::floor(duration.count() * stepsPerSecond / 1000), 1.0, 16.0));
+}
+
+double Wave::opacityAt(std::chrono::milliseconds time) const
+{
+    if (duration <= 0ms)
+        return from;
+    const double length = static_cast<double>(duration.count());
+    const double phase = std::fmod(static_cast<double>(time.count()), 2 * length);
+    const double way = eased(timing, phase <= length ? phase / length : 2 - phase / length);
+    return from + (to - from) * std::round(way * steps()) / steps();
+}
+
+std::chrono::milliseconds Wave::untilNextChange(std::chrono::milliseconds time) const
+{
+    if (duration <= 0ms)
+        return 24h;
+    const double length = static_cast<double>(duration.count());
+    const double phase = std::fmod(static_cast<double>(time.count()), 2 * length);
+    const int count = steps();
+    // The opacity changes where the way crosses the middle between two steps: first going out, then coming back.
+    const auto crossing = [&](int i) {
+        const double out = timeOf(timing, ((i < count ? i : 2 * count - 1 - i) + 0.5) / count) * length;
+        return i < count ? out : 2 * length - out;
+    };
+    double next = crossing(0) + 2 * length;
+    for (int i = 2 * count - 1; i >= 0; --i) {
+        if (crossing(i) > phase)
+            next = crossing(i);
+    }
+    return std::max(1ms, std::chrono::milliseconds(static_cast<qint64>(std::ceil(next - phase))));
+}
+
+BlinkTicker::BlinkTicker()
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::CoarseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &BlinkTicker::tick);
+    m_clock.start();
+}
+
+BlinkTicker& BlinkTicker::sharedTicker()
+{
+    return platform::Run::current().shared<BlinkTicker>();
+}
+
+void BlinkTicker::add(Pulse* pulse)
+{
+    // From the first one on all keep the same beat.
+    if (m_pulses.empty())
+        m_clock.restart();
+    m_pulses.push_back(pulse);
+    pulse->advance(now());
+    schedule();
+}
+
+void BlinkTicker::remove(Pulse* pulse)
+{
+    std::erase(m_pulses, pulse);
+    schedule();
+}
+
+std::chrono::milliseconds BlinkTicker::now() const
+{
+    return std::chrono::milliseconds(m_clock.elapsed()) + lookAhead;
+}
+
+void BlinkTicker::tick()
+{
+    const std::vector<Pulse*> pulses = m_pulses;
+    for (Pulse* pulse : pulses) {
+        if (pulse->inSight())
+            pulse->advance(now());
+        else
+            pulse->stop();
+    }
+    schedule();
+}
+
+void BlinkTicker::schedule()
+{
+    if (m_pulses.empty()) {
+        m_timer.stop();
+        return;
+    }
+    const auto time = now();
+    auto wait = std::chrono::milliseconds::max();
+    for (const Pulse* pulse : m_pulses)
+        wait = std::min(wait, pulse->m_wave.untilNextChange(time));
+    m_timer.start(wait);
+}
+
+Pulse::Pulse(QWidget& widget, std::function<void()> repaint) : m_widget(widget), m_repaint(std::move(repaint))
+{
+    widget.installEventFilter(this);
+}
+
+Pulse::~Pulse()
+{
+    stop();
+}
+
+void Pulse::start(const Wave& wave)
+{
+    if ((isRunning() && wave == m_wave) || !inSight())
+        return;
+    stop();
+    m_wave = wave;
+    m_opacity = wave.from;
+    m_ticker = &BlinkTicker::sharedTicker();
+    m_ticker->add(this);
+}
+
+void Pulse::stop()
+{
+    if (m_ticker)
+        m_ticker->remove(this);
+    m_ticker = nullptr;
+    m_opacity = 1.0;
+}
+
+bool Pulse::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::Hide)
+        stop();
+    return QObject::eventFilter(watched, event);
+}
+
+bool Pulse::inSight() const
+{
+    const QWindow* window = m_widget.window()->windowHandle();
+    return m_widget.isVisible() && window && window->isExposed();
+}
+
+void Pulse::advance(std::chrono::milliseconds time)
+{
+    const double opacity = m_wave.opacityAt(time);
+    if (opacity == m_opacity)
+        return;
+    m_opacity = opacity;
+    m_repaint();
+}
+
+} // namespace skin

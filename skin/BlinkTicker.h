@@ -1,0 +1,107 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+class QWidget;
+
+namespace skin {
+
+/// An opacity that goes from one value to another and back, for ever, in a few visible steps.
+///
+/// Steps instead of frames: a repaint costs three wake-ups, and near the turning points an eased opacity hardly
+/// changes. So each step is shown when it is due and nothing happens in between; there are at most eight a second.
+struct Wave
+{
+    enum class Timing
+    {
+        Linear,
+        EaseInEaseOut
+    };
+
+    double from = 1.0;
+    double to = 0.0;
+    /// Time from one value to the other.
+    std::chrono::milliseconds duration{500};
+    Timing timing = Timing::EaseInEaseOut;
+
+    bool operator==(const Wave&) const = default;
+
+    /// Steps each way.
+    int steps() const;
+    double opacityAt(std::chrono::milliseconds time) const;
+    /// From `time` to the next change of the opacity; always more than zero.
+    std::chrono::milliseconds untilNextChange(std::chrono::milliseconds time) const;
+};
+
+class Pulse;
+
+/// The one clock of everything that blinks or pulsates in a run: all waves share its zero, and one timer serves them.
+/// It runs only while a pulse does. Main thread only.
+class BlinkTicker final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(BlinkTicker)
+public:
+    BlinkTicker();
+
+    /// The ticker of the current run.
+    static BlinkTicker& sharedTicker();
+
+    bool isActive() const { return m_timer.isActive(); }
+
+private:
+    friend class Pulse;
+
+    void add(Pulse* pulse);
+    void remove(Pulse* pulse);
+    std::chrono::milliseconds now() const;
+    void tick();
+    void schedule();
+
+    std::vector<Pulse*> m_pulses;
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+};
+
+/// One pulsating thing of a widget: a member of it. Start it from the widget's paint event; it ends by itself when the
+/// widget hides or its window is out of sight, and the paint event that follows starts it again.
+class Pulse final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Pulse)
+public:
+    /// `repaint` schedules the repaint of what pulsates.
+    Pulse(QWidget& widget, std::function<void()> repaint);
+    ~Pulse() override;
+
+    /// No effect while the same wave runs, or while the widget is out of sight.
+    void start(const Wave& wave);
+    void stop();
+    bool isRunning() const { return m_ticker != nullptr; }
+    /// The opacity to paint with; 1 while it does not run.
+    double opacity() const { return m_opacity; }
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    friend class BlinkTicker;
+
+    bool inSight() const;
+    void advance(std::chrono::milliseconds time);
+
+    QWidget& m_widget;
+    std::function<void()> m_repaint;
+    Wave m_wave;
+    double m_opacity = 1.0;
+    QPointer<BlinkTicker> m_ticker;
+};
+
+} // namespace skin

@@ -1,0 +1,35 @@
+#include "skin/Fonts.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+
+using namespace Qt::StringLiterals;
+
+namespace skin {
+
+QFont interfaceFont(int points, QFont::Weight weight)
+{
+    QFont font;
+    font.setFamilies({u"Inter"_s, u"Liberation Sans"_s, u"DejaVu Sans"_s});
+    font.setStyleHint(QFont::SansSerif);
+    font.setPixelSize(points);
+    font.setWeight(weight);
+    // Hinted advances are whole pixels, and differ from one scale to the next.
+    font.setHintingPreference(QFont::PreferNoHinting);
+    return font;
+}
+
+QSizeF TextAttributes::sizeOf(const QString& text) const
+{
+    const QFontMetricsF metrics(font);
+    return {metrics.horizontalAdvance(text), metrics.height()};
+}
+
+void TextAttributes::draw(QPainter& painter, QPointF topLeft, const QString& text) const
+{
+    painter.setFont(font);
+    painter.setPen(foreground);
+    painter.drawText(topLeft + QPointF(0, QFontMetricsF(font).ascent()), text);
+}
+
+} // namespace skin

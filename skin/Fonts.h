@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QSizeF>
+#include <QString>
+
+class QPainter;
+
+namespace skin {
+
+/// The one place fonts come from. `points` are logical pixels, so that sums of heights hold at every resolution
+/// setting; the family is the first installed of Inter, Liberation Sans, DejaVu Sans.
+QFont interfaceFont(int points, QFont::Weight weight = QFont::Normal);
+
+/// How a short text is set: measured and drawn alike, in points.
+struct TextAttributes
+{
+    QFont font;
+    QColor foreground;
+
+    QSizeF sizeOf(const QString& text) const;
+    /// Draws one line whose box has its top left corner at `topLeft`.
+    void draw(QPainter& painter, QPointF topLeft, const QString& text) const;
+};
+
+} // namespace skin

@@ -1,0 +1,127 @@
+#pragma once
+
+#include "skin/BlinkTicker.h"
+#include "skin/Fonts.h"
+#include "skin/Image.h"
+
+#include <QPixmap>
+#include <QPointer>
+#include <QWidget>
+
+class QMenu;
+
+namespace skin {
+
+class StatusItemOwner;
+
+/// The program's face in the desktop's bar: offline, signed out, or the hours of the current timer beside its start
+/// and stop button, with a colon that blinks while it runs.
+///
+/// A press on the button toggles the timer, a press anywhere else opens the menu. Points are logical pixels, counted
+/// from the top left corner. Setters repaint only when something changes.
+class QuillonStatusItemView final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// `menulet` is not owned and must outlive the view. Widths that are no whole points are rounded up.
+    QuillonStatusItemView(const QRectF& frame, StatusItemOwner& menulet);
+    ~QuillonStatusItemView() override;
+
+    void setHours(const QString& hours, bool andRunning);
+    QString hoursString() const { return m_hoursString; }
+    bool isRunning() const { return m_isRunning; }
+
+    void setOffline(bool offline);
+    bool offline() const { return m_offline; }
+    void setLoggedOut(bool loggedOut);
+    bool loggedOut() const { return m_loggedOut; }
+    /// Whether the highlight is drawn.
+    void setClicked(bool clicked);
+    bool clicked() const { return m_clicked; }
+    void setBlinkWhenRunning(bool blink);
+    bool blinkWhenRunning() const { return m_blinkWhenRunning; }
+
+    /// Points that the hours face needs for this text.
+    static double computeWidthForHours(const QString& hours);
+    static const TextAttributes& hoursAttributes();
+    static QSizeF stringSize(const QString& text);
+
+    /// Top left corner of the box of the hours text.
+    QPointF drawPointForString() const;
+    /// The patch that covers the colon when it blinks.
+    QRectF makeRectForBlinker() const;
+    /// Whether the point lies on the start and stop button, whichever face is shown.
+    bool inButton(QPointF point) const;
+
+    Image startStopButton() const;
+    static Image leftCapTextBackground();
+    static Image midTextBackground();
+    static Image rightCapTextBackground();
+
+    /// What a screen reader says: "1 hour 5 minutes, running". Also the accessible name.
+    QString spokenText() const;
+
+    /// The menu that the view opens, so that assistive technology finds it below the view. Not owned.
+    void setStatusMenu(QMenu* menu);
+    QMenu* statusMenu() const;
+
+    /// What a press on the button does, and a press beside it.
+    void pressButton();
+    void pressFace();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    enum class ButtonLook
+    {
+        Plain,
+        Hovered,
+        Pressed
+    };
+
+    void mouseDown(const QMouseEvent& event);
+    void mouseUp(const QMouseEvent& event);
+    void rightMouseDown();
+    void rightMouseUp();
+
+    QRectF buttonRect() const;
+    void drawFace(QPainter& painter) const;
+    void drawOffline(QPainter& painter) const;
+    void drawLoggedOut(QPainter& painter) const;
+    void drawBackground(QPainter& painter) const;
+    void drawHours(QPainter& painter) const;
+    void drawPill(QPainter& painter, const Image& image, const QString& label) const;
+    void drawFocus(QPainter& painter) const;
+    void addAnimationIfNeeded();
+    void setButtonLook(ButtonLook look);
+    void redisplay();
+    void updateSpokenText();
+
+    StatusItemOwner& m_menulet;
+    QString m_hoursString;
+    bool m_isRunning = false;
+    bool m_blinkWhenRunning = true;
+    bool m_offline = false;
+    bool m_loggedOut = false;
+    bool m_clicked = false;
+    ButtonLook m_buttonLook = ButtonLook::Plain;
+
+    Pulse m_blink;
+    /// Everything but the blinking patch, in device pixels; a step of the patch then costs a copy and a rectangle.
+    QPixmap m_face;
+    double m_faceScale = 0;
+    QPointer<QMenu> m_statusMenu;
+};
+
+} // namespace skin
