@@ -1,0 +1,28 @@
+#pragma once
+
+#include "model/QuillonObject.h"
+
+namespace model {
+
+class Project;
+
+/// A customer of the account; projects are grouped by it.
+class Client final : public QuillonObject
+{
+public:
+    static constexpr const char* entityName = "Client";
+
+    QString name() const { return string("name"); }
+    void setName(const QString& name) { setString("name", name); }
+    bool isActive() const { return boolean("isActive"); }
+    void setIsActive(bool isActive) { setValue("isActive", isActive); }
+
+    Company* company() const;
+    void setCompany(Company* company);
+    std::vector<Project*> projects() const;
+
+    /// A "clients" list. Clients that it does not hold stay as they are.
+    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+};
+
+} // namespace model

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "model/QuillonObject.h"
+
+#include <QDate>
+
+#include <optional>
+#include <string_view>
+
+namespace model {
+
+class Client;
+class DayEntry;
+class Project;
+class Task;
+class User;
+
+/// One account of the service: the root of everything that is cached for it.
+class Company final : public QuillonObject
+{
+public:
+    static constexpr const char* entityName = "Company";
+
+    /// The key by which a company is found.
+    QString subdomain() const { return string("subdomain"); }
+    void setSubdomain(const QString& subdomain) { setString("subdomain", subdomain); }
+    /// Entries are recorded as start and end times instead of durations.
+    bool timestampTimers() const { return boolean("timestampTimers"); }
+    void setTimestampTimers(bool timestampTimers) { setValue("timestampTimers", timestampTimers); }
+    bool hasTimestampTimers() const { return timestampTimers(); }
+    /// As the service names it.
+    QString timezone() const { return string("timezone"); }
+    void setTimezone(const QString& timezone) { setString("timezone", timezone); }
+    /// The id of the signed-in user.
+    QString userId() const { return string("userId"); }
+    void setUserId(const QString& userId) { setString("userId", userId); }
+    /// The last one seen from the service.
+    std::optional<std::int64_t> cacheVersion() const;
+    void setCacheVersion(std::optional<std::int64_t> cacheVersion);
+    bool isAdminUser() const { return boolean("isAdminUser"); }
+    void setIsAdminUser(bool isAdminUser) { setValue("isAdminUser", isAdminUser); }
+    QDateTime lastSuccessfulUpdate() const { return date("lastSuccessfulUpdate"); }
+    void setLastSuccessfulUpdate(const QDateTime& moment) { setDate("lastSuccessfulUpdate", moment); }
+
+    std::vector<DayEntry*> dayEntries() const;
+    std::vector<Project*> projects() const;
+    std::vector<Task*> tasks() const;
+    std::vector<User*> users() const;
+    std::vector<Client*> clients() const;
+
+    // Without a context: in the main context, null where there is none.
+    static Company* findBySubdomain(const QString& subdomain, store::Context& context);
+    static Company* findBySubdomain(const QString& subdomain);
+    /// Saves when it creates.
+    static Company& findOrCreateCompany(const QString& subdomain, store::Context& context);
+    static Company* findOrCreateCompany(const QString& subdomain);
+
+    /// Takes in the account's description ("/account/who_am_i"). Never null when there is no error.
+    static tl::expected<Company*, XmlError>
+    buildCompanyWithSubdomain(const QString& subdomain, const QByteArray& fromXml, store::Context& context);
+
+    /// The first object of that id, of whatever company; one of this company when it has one.
+    store::Object* findObject(std::string_view entity, const QString& idString, store::Context& context) const;
+    template <class T>
+    T* findObject(const QString& idString, store::Context& context) const
+    {
+        return static_cast<T*>(findObject(T::entityName, idString, context));
+    }
+
+    /// This company's object of that id, made with id and company only when there is none yet. Never saves.
+    QuillonObject& findOrCreateById(const QString& idString, store::Context& context, std::string_view entity);
+    template <class T>
+    T& findOrCreateById(const QString& idString, store::Context& context)
+    {
+        return static_cast<T&>(findOrCreateById(idString, context, T::entityName));
+    }
+    /// The same by name.
+    QuillonObject& findOrCreateByName(const QString& name, store::Context& context, std::string_view entity);
+
+    /// The entries of a local calendar day without the placeholder, by id as text ("100" before "99"), then by start
+    /// of the timer. Empty for an invalid date. Without a context: in the company's own.
+    std::vector<DayEntry*> dayEntriesForDate(QDate date, store::Context& context) const;
+    std::vector<DayEntry*> dayEntriesForDate(QDate date) const;
+    /// Hours.
+    double numberTotalForDate(QDate date) const;
+
+    /// The entry that the status item shows: today's running one, else today's last updated one, else yesterday's
+    /// running one. Null: none.
+    DayEntry* mostRecentDayEntry() const;
+    DayEntry* mostRecentRunningDayEntryFromToday() const;
+    DayEntry* mostRecentRunningDayEntryFromYesterday() const;
+
+    /// Deletes projects, tasks, entries, users and clients; the company stays. Does not save.
+    void clearAllData();
+};
+
+} // namespace model

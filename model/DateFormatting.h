@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+#include <memory>
+
+namespace platform {
+class Run;
+}
+
+namespace model {
+
+/// Every date that goes over the wire or is typed, as text and back.
+///
+/// Patterns are Unicode date patterns (UTS 35), texts English whatever the person's language. Local times follow a
+/// change of the system's time zone. Readers take the whole text or nothing: an invalid QDateTime means that it did not
+/// match, else it is in UTC. Writers give a null QString for an invalid date. Any thread.
+class DateFormatting
+{
+public:
+    static DateFormatting& instance();
+    ~DateFormatting();
+    DateFormatting(const DateFormatting&) = delete;
+    DateFormatting& operator=(const DateFormatting&) = delete;
+
+    /// "Tue, 5 Mar 2024 09:13:00 +0000"
+    QDateTime dateFromDatetime(const QString& text);
+    /// "2024-03-05T09:13:00Z"
+    QDateTime dateFromRailsDatetime(const QString& text);
+    /// "2024-03-05": the start of that local day.
+    QDateTime dateFromDaydate(const QString& text);
+    /// "Tue, 5 Mar 2024": the start of that local day.
+    QDateTime dateFromLongDaydate(const QString& text);
+    /// "2024-03-05 09:15am", local
+    QDateTime dateFromStartedStoppedString(const QString& text);
+    /// A day ("2024-03-05"), one blank and a clock time as people type it, local: "9:15AM", "9:15", "0915", "17:00", …
+    QDateTime dateFromUnvalidatedStartedStoppedString(const QString& text);
+
+    /// "Tue, 5 Mar 2024 09:13:00 +0000", always GMT
+    QString datetimeStringFromDate(const QDateTime& date);
+    /// "09:13AM", local
+    QString localDatetimeStringFromDate(const QDateTime& date);
+    /// "2024-03-05", local
+    QString daydateStringFromDate(const QDateTime& date);
+    /// "Tue, 5 Mar 2024", local
+    QString longDaydateStringFromDate(const QDateTime& date);
+    /// "Mar 5, 2024", local
+    QString monthDayYearStringFromDate(const QDateTime& date);
+    /// "9:13AM", local
+    QString hoursMinutesStringFromDate(const QDateTime& date);
+
+private:
+    friend class platform::Run;
+    class Formatters;
+
+    DateFormatting();
+
+    std::unique_ptr<Formatters> m_formatters;
+};
+
+} // namespace model

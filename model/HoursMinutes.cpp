@@ -1,0 +1,102 @@
+#include "HoursMinutes.h"
+
+#include <QByteArray>
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace model {
+
+namespace {
+
+/// Truncates; what no int holds becomes the nearest that one does.
+int toInt(double number)
+{
+    if (std::isnan(number))
+        return 0;
+    if (number >= std::numeric_limits<int>::max())
+        return std::numeric_limits<int>::max();
+    if (number <= std::numeric_limits<int>::min())
+        return std::numeric_limits<int>::min();
+    return static_cast<int>(number);
+}
+
+bool isDigit(QChar sign)
+{
+    return sign >= u'0' && sign <= u'9';
+}
+
+} // namespace
+
+QString stringInHoursMinutesFormat(double hours)
+{
+    const int h = toInt(hours);
+    int m = toInt(std::round(static_cast<float>((hours - h) * 60.0)));
+    // No carry: 1.999 hours show as 1:00.
+    if (m != 0 && m % 60 == 0)
+        m = 0;
+    return QString::asprintf("%d:%02d", h, m);
+}
+
+float numberFomStringInHoursMinutesFormat(const QString& text)
+{
+    const qsizetype colon = text.indexOf(u':');
+    if (colon < 0)
+        return floatValue(text);
+    const QStringView rest = QStringView(text).mid(colon + 1);
+    const qsizetype end = rest.indexOf(u':');
+    const double minutes = floatValue(end < 0 ? rest : rest.left(end));
+    return static_cast<float>(static_cast<double>(floatValue(QStringView(text).left(colon))) + minutes / 60.0);
+}
+
+double doubleValue(QStringView text)
+{
+    qsizetype at = 0;
+    while (at < text.size() && text[at].isSpace())
+        ++at;
+    // The part that is a number in this simple syntax alone: from_chars would also take "inf" and "nan".
+    QByteArray number;
+    if (at < text.size() && (text[at] == u'-' || text[at] == u'+')) {
+        if (text[at] == u'-')
+            number += '-';
+        ++at;
+    }
+    bool digits = false;
+    const auto takeDigits = [&] {
+        for (; at < text.size() && isDigit(text[at]); ++at) {
+            number += static_cast<char>(text[at].unicode());
+            digits = true;
+        }
+    };
+    takeDigits();
+    if (at < text.size() && text[at] == u'.') {
+        number += '.';
+        ++at;
+        takeDigits();
+    }
+    if (!digits)
+        return 0;
+    if (at < text.size() && (text[at] == u'e' || text[at] == u'E')) {
+        ++at;
+        number += 'e';
+        if (at < text.size() && (text[at] == u'-' || text[at] == u'+')) {
+            number += static_cast<char>(text[at].unicode());
+            ++at;
+        }
+        takeDigits();
+    }
+    double value = 0;
+    // An exponent without digits ends the number before it; one out of range leaves zero.
+    std::from_chars(number.constData(), number.constData() + number.size(), value);
+    return value;
+}
+
+float floatValue(QStringView text)
+{
+    const double value = doubleValue(text);
+    constexpr double most = std::numeric_limits<float>::max();
+    return static_cast<float>(std::fmin(std::fmax(value, -most), most));
+}
+
+} // namespace model

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+namespace model {
+
+/// Hours as "h:mm". A fraction that rounds up to a full hour shows as 00 minutes of the same hour.
+QString stringInHoursMinutesFormat(double hours);
+
+/// Hours from "h:mm" or a decimal number, in single precision; zero from anything else.
+float numberFomStringInHoursMinutesFormat(const QString& text);
+
+/// The number that the text begins with, behind blanks, else zero. The decimal sign is the full stop.
+double doubleValue(QStringView text);
+float floatValue(QStringView text);
+
+} // namespace model

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <tl/expected.hpp>
+
+namespace store {
+class Context;
+}
+
+namespace model {
+
+class Company;
+
+/// Why a text is no document that can be read. For people who look into it; never shown.
+struct XmlError
+{
+    QString text;
+};
+
+/// Takes one response of the service into the company's objects of `context` and saves. The class method `parseXml` of
+/// every entity class. On an error nothing has changed. Any thread, that of the context.
+using XmlImport = tl::expected<void, XmlError> (*)(const QByteArray& utf8, Company& company, store::Context& context);
+
+} // namespace model
