@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <typeindex>
 #include <vector>
 
@@ -37,7 +38,8 @@ public:
 /// One run of the program: the owner of everything that is shared in it.
 ///
 /// `main` makes one; each test makes its own. Shared objects are made on first use and destroyed in reverse order when
-/// the run ends. Made, used for `shared` and destroyed on the main thread; `postToMain` may be called from any thread.
+/// the run ends. Made and destroyed on the main thread, when no other thread uses it any more; `shared` and `postToMain`
+/// may be called from any thread.
 class Run
 {
 public:
@@ -55,6 +57,8 @@ public:
     /// The run's one `T`, made on first use.
     template <class T> T& shared()
     {
+        // Recursive: what is made may use what is shared in turn.
+        const std::lock_guard lock(m_sharedMutex);
         const std::type_index type(typeid(T));
         for (const Shared& entry : m_shared) {
             if (entry.type == type)
@@ -78,6 +82,7 @@ private:
     };
     std::unique_ptr<Environment> m_environment;
     std::unique_ptr<MainQueue> m_queue;
+    std::recursive_mutex m_sharedMutex;
     std::vector<Shared> m_shared;
 };
 
