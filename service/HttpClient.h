@@ -1,0 +1,76 @@
+#pragma once
+
+#include "service/QuillonError.h"
+
+#include <QByteArray>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <utility>
+#include <vector>
+
+namespace service {
+
+using HttpHeaders = std::vector<std::pair<QByteArray, QByteArray>>;
+
+struct HttpRequest
+{
+    QByteArray url;
+    /// Of a request with a body. One without is always a GET.
+    QByteArray method = "GET";
+    HttpHeaders headers; ///< sent in this order
+    std::optional<QByteArray> body;
+    /// Whether sending it twice may do harm. Then it never goes over a connection that was used before: such a one may
+    /// have died unnoticed, and a request lost with it is repeated without a word.
+    bool changesSomething = false;
+};
+
+/// What came back, as far as anything did.
+struct HttpReply
+{
+    int status = 0; ///< 0: no answer at all
+    HttpHeaders headers;
+    QByteArray body;
+    /// The exchange failed on the way. Status and body are then what had come until then.
+    std::optional<Error> error;
+
+    /// The last header of that name, in whatever case; empty when there is none.
+    std::optional<QByteArray> header(const QByteArray& name) const;
+};
+
+/// The errors of an exchange. Their codes are those of libcurl (curl/curl.h, CURLcode).
+inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
+
+/// Sends one request at a time and waits for the reply.
+///
+/// Follows up to five redirects, never from https to http, and sends the "Authorization" header to its first host only.
+/// Certificates are verified; proxy and certificates are those of the system, but a loopback host is never reached
+/// through a proxy. No cookies, no cache. Used on one thread.
+class HttpClient
+{
+public:
+    /// `timeout` is for the whole exchange, redirects included.
+    explicit HttpClient(std::chrono::milliseconds timeout = std::chrono::seconds(20));
+    ~HttpClient();
+    HttpClient(const HttpClient&) = delete;
+    HttpClient& operator=(const HttpClient&) = delete;
+
+    /// A reply larger than this is an error.
+    static constexpr qsizetype largestBody = 64 * 1024 * 1024;
+
+    /// Ends at once, with an error, when `stop` is requested.
+    HttpReply send(const HttpRequest& request, std::stop_token stop);
+
+private:
+    struct Exchange;
+    class Handles;
+
+    HttpReply sendOnce(const Exchange& exchange, std::stop_token stop);
+
+    const std::chrono::milliseconds m_timeout;
+    std::unique_ptr<Handles> m_handles; ///< made by the first request
+};
+
+} // namespace service

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "service/QuillonNetworkOperation.h"
+
+namespace service {
+
+/// Looks up the account, which it stores and tells by `gotQuillonCompany`.
+class QuillonCompanyNetworkOperation final : public QuillonNetworkOperation
+{
+public:
+    using QuillonNetworkOperation::QuillonNetworkOperation;
+
+protected:
+    bool parseWithTarget(const QByteArray& body) override;
+};
+
+} // namespace service
