@@ -90,7 +90,6 @@ signals:
 
 private:
     void loadPassword();
-    void storePassword();
     void askToUnlock();
     QString normalized(QString url) const;
 

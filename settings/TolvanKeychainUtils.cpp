@@ -1,0 +1,126 @@
+#include "TolvanKeychainUtils.h"
+
+#include "Keys.h"
+
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "platform/SecretStore.h"
+
+#include <QStringDecoder>
+
+namespace settings {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype longestPassword = 1023;
+
+platform::SecretStore& keyring()
+{
+    return platform::Run::current().environment().secretStore();
+}
+
+KeychainError error(KeychainError::Code code)
+{
+    return {TolvanKeychainUtilsErrorDomain, code};
+}
+
+KeychainError error(platform::SecretStore::Failure failure)
+{
+    switch (failure) {
+    case platform::SecretStore::Failure::NoService:
+        return error(KeychainError::ServiceAbsent);
+    case platform::SecretStore::Failure::Locked:
+        return error(KeychainError::Locked);
+    case platform::SecretStore::Failure::TimedOut:
+        return error(KeychainError::NoAnswer);
+    case platform::SecretStore::Failure::Other:
+        break;
+    }
+    return error(KeychainError::OtherFailure);
+}
+
+} // namespace
+
+QString SCServiceName()
+{
+    return platform::Run::current().environment().info().string("CFBundleIdentifier"_L1);
+}
+
+TolvanKeychainUtils::Result<std::optional<KeychainItem>>
+TolvanKeychainUtils::getKeychainItemReferenceForUsername(const QString& userName, const QString& serviceName)
+{
+    if (userName.isNull() || serviceName.isNull())
+        return tl::unexpected(error(KeychainError::ArgumentMissing));
+    const auto found = keyring().lookup(serviceName, userName);
+    if (!found && found.error() == platform::SecretStore::Failure::Locked)
+        return KeychainItem{userName, serviceName, std::nullopt};
+    if (!found)
+        return tl::unexpected(error(found.error()));
+    if (!*found)
+        return std::nullopt;
+    return KeychainItem{userName, serviceName, *found};
+}
+
+TolvanKeychainUtils::Result<std::optional<QString>>
+TolvanKeychainUtils::getPasswordForUsername(const QString& userName, const QString& serviceName)
+{
+    const auto item = getKeychainItemReferenceForUsername(userName, serviceName);
+    if (!item)
+        return tl::unexpected(item.error());
+    if (!*item)
+        return std::nullopt;
+    if (!(*item)->password)
+        return tl::unexpected(error(KeychainError::Locked));
+    const QString text = passwordText(*(*item)->password);
+    return text.isNull() ? std::nullopt : std::optional(text);
+}
+
+TolvanKeychainUtils::Result<void> TolvanKeychainUtils::storeUsername(const QString& userName, const QString& password,
+                                                                     const QString& serviceName,
+                                                                     bool /*updateExisting*/)
+{
+    if (userName.isNull() || password.isNull() || serviceName.isNull())
+        return tl::unexpected(error(KeychainError::ArgumentMissing));
+    if (const auto item = getKeychainItemReferenceForUsername(userName, serviceName); !item)
+        return tl::unexpected(item.error());
+    const auto stored = keyring().store(serviceName, userName, password.toUtf8());
+    if (!stored)
+        return tl::unexpected(error(stored.error()));
+    return {};
+}
+
+TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(const QString& userName,
+                                                                             const QString& serviceName)
+{
+    if (userName.isNull() || serviceName.isNull())
+        return tl::unexpected(error(KeychainError::ArgumentMissingInDelete));
+    const auto item = getKeychainItemReferenceForUsername(userName, serviceName);
+    if (!item)
+        return tl::unexpected(item.error());
+    if (!*item)
+        return {};
+    const auto removed = keyring().remove(serviceName, userName);
+    if (!removed)
+        return tl::unexpected(error(removed.error()));
+    return {};
+}
+
+QString TolvanKeychainUtils::passwordText(QByteArray stored)
+{
+    if (stored.size() > longestPassword) {
+        qsizetype end = longestPassword;
+        // A byte of the form 10xxxxxx goes on with a sign that began before it.
+        while (end > 0 && (static_cast<unsigned char>(stored[end]) & 0xC0) == 0x80)
+            --end;
+        stored.truncate(end);
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(stored);
+    if (decoder.hasError())
+        return {};
+    return text.isNull() ? u""_s : text;
+}
+
+} // namespace settings
