@@ -8,15 +8,16 @@
 #include <functional>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <tl/expected.hpp>
 
-namespace store
-{
+namespace store {
 
-class Coordinator;
 class Connection;
+class Coordinator;
+class StatementUse;
 
 /// Why a save or a store failed, for people who look into it; the program itself runs on.
 struct Error
@@ -31,11 +32,11 @@ struct ChangeSet
     {
         ObjectId id;
         std::uint32_t changedAttributes = 0; ///< a bit per attribute of the entity
-        std::uint32_t changedRelationships = 0;
-        std::vector<Value> values;         ///< all of the object's values after the save
-        std::vector<std::int64_t> toOnes;  ///< all of the object's to-one rows after the save
+        std::uint32_t changedToOnes = 0;     ///< a bit per to-one relationship
+        std::vector<Value> values;           ///< all of the object's values after the save
+        std::vector<std::int64_t> toOnes;    ///< all of the object's to-one rows after the save
     };
-    std::vector<Change> inserted;
+    std::vector<ObjectId> inserted; ///< ids alone: no other context can know an older state of them
     std::vector<Change> updated;
     std::vector<ObjectId> deleted;
 
@@ -45,8 +46,8 @@ struct ChangeSet
 /// What wins when the store changed since an object was read.
 enum class MergePolicy
 {
-    Overwrite,             ///< the whole object as it is here; one deleted in the store is stored again
-    PropertyObjectTrump,   ///< the properties changed here; one deleted in the store stays deleted
+    Overwrite,           ///< the whole object as it is here; one deleted in the store is stored again
+    PropertyObjectTrump, ///< the properties changed here; one deleted in the store stays deleted
 };
 
 /// A unit of work on the store: objects are fetched, changed and inserted here and saved together.
@@ -76,8 +77,8 @@ public:
     Object* find(ObjectId id);
 
     /// Loads all objects of the entity and keeps them keyed by these attributes and to-one relationships for the
-    /// context's life: `findKeyed`, and fetches by equality of exactly these keys, then cost no query. For imports,
-    /// which look up thousands.
+    /// context's life: fetches by equality of exactly these keys then cost no query. For imports, which look up
+    /// thousands.
     void keepKeyed(std::string_view entity, const std::vector<std::string>& keys);
     bool isKeyed(std::string_view entity, const std::vector<std::string>& keys) const;
 
@@ -101,15 +102,26 @@ public:
 private:
     friend class Object;
     class KeyIndex;
+    class Save;
 
-    Object* materialize(const Entity& entity, std::int64_t row);
     Object* registered(ObjectId id) const;
-    void markChanged(Object& object);
-    void relationshipChanged(Object& object, int relationship, std::int64_t from, std::int64_t to);
-    std::vector<Object*>& collection(Object& owner, int relationship);
-    void forgetCollections(int entity);
+    Object& adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row);
+    void markChanged(Object& object, Object::State state);
+    void setAttribute(Object& object, int attribute, Value value);
+    void setToOneRow(Object& object, int relationship, std::int64_t row);
+    std::vector<Object*>& collection(const Object& owner, int relationship);
+    void moveInCollections(Object& object, int relationship, std::int64_t from, std::int64_t to);
+    void detach(Object& object);
+    bool hasChangesOf(int entity) const;
+    bool dependsOnChangedDestination(const Entity& entity, const std::string& keyPath) const;
+    Value valueAt(const Object& object, const std::string& keyPath) const;
     bool matches(const Object& object, const Predicate& predicate) const;
-    void destroy(Object& object);
+    std::vector<Object*> load(const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
+                              int limit);
+    Object* loadRow(const Entity& entity, std::int64_t row);
+    Object* takeRow(const Entity& entity, StatementUse& statement);
+    void forgetChange(Object& object);
+    KeyIndex* keyIndexFor(const Entity& entity, const Predicate& predicate) const;
     Connection* connection();
 
     struct CollectionKey
@@ -130,7 +142,10 @@ private:
     MergePolicy m_policy;
     std::unique_ptr<Connection> m_connection;
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
-    std::vector<Object*> m_changed; ///< in the order of their first change
+    std::vector<Object*> m_changed;                 ///< in the order of their first change
+    std::vector<int> m_changedCount;                ///< of them, by entity
+    std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
+    std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
     std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
     std::vector<std::unique_ptr<KeyIndex>> m_indexes;
     std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;

@@ -9,8 +9,7 @@
 #include <mutex>
 #include <vector>
 
-namespace store
-{
+namespace store {
 
 /// Makes an entity's objects: the class of the same name.
 using ObjectFactory = std::function<std::unique_ptr<Object>()>;

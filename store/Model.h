@@ -9,8 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace store
-{
+namespace store {
 
 enum class AttributeType
 {
@@ -59,7 +58,8 @@ public:
     std::string name;
     int index = -1;
     std::vector<Attribute> attributes;
-    std::vector<Relationship> relationships;
+    std::vector<Relationship> relationships; ///< the to-one ones first
+    int toOneCount = 0;
     std::vector<FetchedProperty> fetchedProperties;
     std::vector<std::vector<std::string>> uniqueKeys; ///< attribute and to-one names; rows with a null never clash
 

@@ -6,8 +6,7 @@
 #include <memory>
 #include <vector>
 
-namespace store
-{
+namespace store {
 
 class Context;
 
@@ -43,7 +42,7 @@ public:
     bool boolean(std::string_view attribute) const;
     double number(std::string_view attribute) const;
     std::int64_t integer(std::string_view attribute) const;
-    QDateTime date(std::string_view attribute) const; ///< an invalid one when null
+    QDateTime date(std::string_view attribute) const;                ///< an invalid one when null
     void setString(std::string_view attribute, const QString& text); ///< a null QString stores null
     void setDate(std::string_view attribute, const QDateTime& date); ///< an invalid one stores null
 
@@ -67,7 +66,8 @@ protected:
 
 private:
     friend class Context;
-    template <class T> friend class Ref;
+    template <class T>
+    friend class Ref;
 
     enum class State : unsigned char
     {
@@ -83,14 +83,15 @@ private:
     std::int64_t m_row = 0;
     State m_state = State::Clean;
     std::uint32_t m_changedAttributes = 0; ///< a bit per attribute
-    std::uint32_t m_changedRelationships = 0;
-    std::vector<Value> m_values;           ///< in the entity's order
-    std::vector<std::int64_t> m_toOnes;    ///< destination rows, by relationship index; 0: none
+    std::uint32_t m_changedToOnes = 0;
+    std::vector<Value> m_values;        ///< in the entity's order
+    std::vector<std::int64_t> m_toOnes; ///< destination rows, in the entity's order; 0: none
     mutable std::shared_ptr<Object*> m_handle;
 };
 
 /// Holds an object across events: empty once the object is deleted, merged away or its context is gone.
-template <class T> class Ref
+template <class T>
+class Ref
 {
 public:
     Ref() = default;

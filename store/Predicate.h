@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-namespace store
-{
+namespace store {
 
 class Object;
 
 /// One condition: what a key path leads to, compared with a value or an object.
 ///
 /// A key path is an attribute, a to-one relationship, or a to-one relationship and an attribute of its destination
-/// ("project.idString"). Comparing with null by Equal finds what is null. Every other comparison fails on a null.
+/// ("project.idString"). Equal to null finds what is null, NotEqual to null what is not; NotEqual to anything else
+/// holds for what is null; the orders fail on a null.
 struct Condition
 {
     enum class Operator

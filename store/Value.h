@@ -6,14 +6,16 @@
 #include <cstdint>
 #include <variant>
 
-namespace store
-{
+namespace store {
 
 /// What an attribute holds: nothing, a truth value, an integer, a floating-point number, a text or a moment.
 /// Moments are kept to the millisecond, in UTC.
 using Value = std::variant<std::monostate, bool, std::int64_t, double, QString, QDateTime>;
 
-inline bool isNull(const Value& value) { return value.index() == 0; }
+inline bool isNull(const Value& value)
+{
+    return value.index() == 0;
+}
 
 /// Which row of which entity an object stands for. Rows are numbered when an object is inserted, not when it is
 /// saved, so an id never changes (but see Object::id).

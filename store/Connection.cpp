@@ -1,0 +1,86 @@
+#include "store/Connection.h"
+
+#include <QTimeZone>
+
+namespace store {
+
+namespace {
+constexpr int BusyTimeoutMs = 5000;
+}
+
+Connection::Connection(const std::string& file)
+    : m_database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, BusyTimeoutMs)
+{
+    m_database.exec("PRAGMA journal_mode=WAL");
+    // With a write-ahead log this loses nothing when the program dies; only the machine's own end may cost the last
+    // save, and all of it is fetched again from the service.
+    m_database.exec("PRAGMA synchronous=NORMAL");
+}
+
+SQLite::Statement& Connection::statement(const std::string& sql)
+{
+    auto& statement = m_statements[sql];
+    if (!statement)
+        statement = std::make_unique<SQLite::Statement>(m_database, sql);
+    else
+        statement->tryReset();
+    return *statement;
+}
+
+void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer)
+{
+    if (const QString* text = std::get_if<QString>(&value)) {
+        buffer = text->toStdString();
+        statement.bindNoCopy(index, buffer);
+    } else if (const bool* truth = std::get_if<bool>(&value)) {
+        statement.bind(index, *truth ? 1 : 0);
+    } else if (const std::int64_t* integer = std::get_if<std::int64_t>(&value)) {
+        statement.bind(index, *integer);
+    } else if (const double* number = std::get_if<double>(&value)) {
+        statement.bind(index, *number);
+    } else if (const QDateTime* date = std::get_if<QDateTime>(&value)) {
+        statement.bind(index, static_cast<std::int64_t>(date->toMSecsSinceEpoch()));
+    } else {
+        statement.bind(index);
+    }
+}
+
+Value readColumn(const SQLite::Statement& statement, int index, AttributeType type)
+{
+    const SQLite::Column column = const_cast<SQLite::Statement&>(statement).getColumn(index);
+    if (column.isNull())
+        return {};
+    switch (type) {
+    case AttributeType::Boolean:
+        return column.getInt() != 0;
+    case AttributeType::Integer:
+        return static_cast<std::int64_t>(column.getInt64());
+    case AttributeType::Double:
+        return column.getDouble();
+    case AttributeType::String: {
+        const char* text = column.getText();
+        return QString::fromUtf8(text, column.getBytes());
+    }
+    case AttributeType::Date:
+        return QDateTime::fromMSecsSinceEpoch(column.getInt64(), Qt::UTC);
+    }
+    return {};
+}
+
+std::string quotedName(const std::string& identifier)
+{
+    return '"' + identifier + '"';
+}
+
+std::string columnList(const Entity& entity, const std::string& alias)
+{
+    const std::string prefix = alias.empty() ? std::string() : alias + '.';
+    std::string list = prefix + "pk";
+    for (const Attribute& attribute : entity.attributes)
+        list += ", " + prefix + quotedName(attribute.name);
+    for (int i = 0; i < entity.toOneCount; ++i)
+        list += ", " + prefix + quotedName(entity.relationships[static_cast<std::size_t>(i)].name);
+    return list;
+}
+
+} // namespace store

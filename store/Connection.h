@@ -1,0 +1,61 @@
+#pragma once
+
+#include "store/Model.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+namespace store {
+
+/// One open SQLite database with its prepared statements. Used by one thread at a time. Throws SQLite::Exception.
+class Connection
+{
+public:
+    explicit Connection(const std::string& file);
+
+    SQLite::Database& database() { return m_database; }
+
+    /// The prepared statement, reset and without bindings. One SQL text is in use only once at a time.
+    SQLite::Statement& statement(const std::string& sql);
+
+    // Places to keep texts that are long and used often, by entity.
+    std::string& insertText(const Entity& entity) { return m_insertTexts[entity.index]; }
+    std::string& selectText(const Entity& entity) { return m_selectTexts[entity.index]; }
+
+private:
+    SQLite::Database m_database;
+    std::unordered_map<std::string, std::unique_ptr<SQLite::Statement>> m_statements;
+    std::unordered_map<int, std::string> m_insertTexts;
+    std::unordered_map<int, std::string> m_selectTexts;
+};
+
+/// Leaves the statement reset, so that it holds no read lock and no row of it is left behind.
+class StatementUse
+{
+public:
+    explicit StatementUse(SQLite::Statement& statement) : m_statement(statement) {}
+    ~StatementUse() { m_statement.tryReset(); }
+    StatementUse(const StatementUse&) = delete;
+    StatementUse& operator=(const StatementUse&) = delete;
+    SQLite::Statement* operator->() { return &m_statement; }
+    SQLite::Statement& operator*() { return m_statement; }
+
+private:
+    SQLite::Statement& m_statement;
+};
+
+/// Binds a value without copying its text: `buffer` must live until the statement has run.
+void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer);
+
+/// The column in the attribute's form.
+Value readColumn(const SQLite::Statement& statement, int index, AttributeType type);
+
+std::string quotedName(const std::string& identifier);
+
+/// `"pk", "a", …`: the row, the attributes and the to-one rows, in the entity's order, of the table named `alias`.
+std::string columnList(const Entity& entity, const std::string& alias = {});
+
+} // namespace store

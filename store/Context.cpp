@@ -1,0 +1,504 @@
+#include "store/Context.h"
+
+#include "store/Connection.h"
+#include "store/Coordinator.h"
+#include "store/KeyIndex.h"
+#include "store/Query.h"
+#include "store/Save.h"
+#include "store/Values.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace store {
+
+namespace {
+
+bool holds(Condition::Operator op, const Value& left, const Value& right)
+{
+    if (isNull(right)) {
+        if (op == Condition::Operator::Equal)
+            return isNull(left);
+        return op == Condition::Operator::NotEqual && !isNull(left);
+    }
+    const std::optional<int> order = compare(left, right);
+    if (!order)
+        return op == Condition::Operator::NotEqual;
+    switch (op) {
+    case Condition::Operator::Equal:
+        return *order == 0;
+    case Condition::Operator::NotEqual:
+        return *order != 0;
+    case Condition::Operator::Less:
+        return *order < 0;
+    case Condition::Operator::LessOrEqual:
+        return *order <= 0;
+    case Condition::Operator::Greater:
+        return *order > 0;
+    case Condition::Operator::GreaterOrEqual:
+        return *order >= 0;
+    }
+    return false;
+}
+
+} // namespace
+
+Context::Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy)
+    : m_coordinator(std::move(coordinator)), m_policy(policy), m_changedCount(m_coordinator->model().entities().size())
+{
+}
+
+Context::~Context()
+{
+    // What destructors of objects might still ask for must not find half a context.
+    m_collections.clear();
+    m_indexes.clear();
+    m_changed.clear();
+    m_deleted.clear();
+    m_objects.clear();
+    if (m_connection)
+        m_coordinator->giveBack(std::move(m_connection));
+}
+
+Connection* Context::connection()
+{
+    if (!m_connection && m_coordinator->hasStore()) {
+        try {
+            m_connection = m_coordinator->takeConnection();
+        } catch (const std::exception&) {
+            // The file went away since it was opened: from here on this context has no store, like one that was
+            // never opened.
+            return nullptr;
+        }
+    }
+    return m_connection.get();
+}
+
+Object& Context::adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row)
+{
+    Object& adopted = *object;
+    adopted.m_entity = &entity;
+    adopted.m_context = this;
+    adopted.m_row = row;
+    m_objects.emplace(ObjectId{entity.index, row}, std::move(object));
+    return adopted;
+}
+
+Object* Context::registered(ObjectId id) const
+{
+    const auto found = m_objects.find(id);
+    return found == m_objects.end() ? nullptr : found->second.get();
+}
+
+Object& Context::insert(std::string_view entityName)
+{
+    const Entity* entity = m_coordinator->model().entity(entityName);
+    Q_ASSERT_X(entity, "store", "the model has no such entity");
+    Object& object = adopt(m_coordinator->instantiate(*entity), *entity, m_coordinator->nextRow(entity->index));
+    object.m_values.resize(entity->attributes.size());
+    object.m_toOnes.resize(static_cast<std::size_t>(entity->toOneCount));
+    markChanged(object, Object::State::Inserted);
+    for (const auto& index : m_indexes) {
+        if (&index->entity() == entity)
+            index->add(object);
+    }
+    return object;
+}
+
+void Context::markChanged(Object& object, Object::State state)
+{
+    if (object.m_state == Object::State::Clean) {
+        m_changed.push_back(&object);
+        ++m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
+    }
+    if (object.m_state != Object::State::Inserted)
+        object.m_state = state;
+}
+
+void Context::forgetChange(Object& object)
+{
+    if (std::erase(m_changed, &object) > 0)
+        --m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
+}
+
+void Context::setAttribute(Object& object, int attribute, Value value)
+{
+    Value& stored = object.m_values[static_cast<std::size_t>(attribute)];
+    if (object.isDeleted() || order(stored, value) == 0)
+        return;
+    std::vector<KeyIndex*> keyed;
+    for (const auto& index : m_indexes) {
+        if (&index->entity() == object.m_entity && index->usesAttribute(attribute))
+            keyed.push_back(index.get());
+    }
+    for (KeyIndex* index : keyed)
+        index->remove(object);
+    stored = std::move(value);
+    for (KeyIndex* index : keyed)
+        index->add(object);
+    object.m_changedAttributes |= 1u << attribute;
+    markChanged(object, Object::State::Updated);
+}
+
+void Context::setToOneRow(Object& object, int relationship, std::int64_t row)
+{
+    std::int64_t& stored = object.m_toOnes[static_cast<std::size_t>(relationship)];
+    if (object.isDeleted() || stored == row)
+        return;
+    std::vector<KeyIndex*> keyed;
+    for (const auto& index : m_indexes) {
+        if (&index->entity() == object.m_entity && index->usesToOne(relationship))
+            keyed.push_back(index.get());
+    }
+    for (KeyIndex* index : keyed)
+        index->remove(object);
+    moveInCollections(object, relationship, stored, row);
+    stored = row;
+    for (KeyIndex* index : keyed)
+        index->add(object);
+    object.m_changedToOnes |= 1u << relationship;
+    markChanged(object, Object::State::Updated);
+}
+
+void Context::moveInCollections(Object& object, int relationship, std::int64_t from, std::int64_t to)
+{
+    const Relationship& own = object.m_entity->relationships[static_cast<std::size_t>(relationship)];
+    if (own.inverse < 0 || m_collections.empty())
+        return;
+    if (const auto old = m_collections.find({{own.destination, from}, own.inverse}); old != m_collections.end())
+        std::erase(old->second, &object);
+    if (const auto next = m_collections.find({{own.destination, to}, own.inverse}); next != m_collections.end())
+        next->second.push_back(&object);
+}
+
+std::vector<Object*>& Context::collection(const Object& owner, int relationship)
+{
+    const CollectionKey key{owner.id(), relationship};
+    if (const auto known = m_collections.find(key); known != m_collections.end())
+        return known->second;
+    const Relationship& own = owner.m_entity->relationships[static_cast<std::size_t>(relationship)];
+    const Entity& members = m_coordinator->model().entities()[static_cast<std::size_t>(own.destination)];
+    FetchRequest request;
+    request.entity = members.name;
+    request.predicate = where(members.relationships[static_cast<std::size_t>(own.inverse)].name, &owner);
+    // Fetched before it is noted: a fetch may itself fill other collections.
+    std::vector<Object*> found = fetch(request);
+    return m_collections.insert_or_assign(key, std::move(found)).first->second;
+}
+
+void Context::detach(Object& object)
+{
+    for (int i = 0; i < object.m_entity->toOneCount; ++i)
+        moveInCollections(object, i, object.m_toOnes[static_cast<std::size_t>(i)], 0);
+    for (std::size_t i = static_cast<std::size_t>(object.m_entity->toOneCount);
+         i < object.m_entity->relationships.size() && !m_collections.empty(); ++i)
+        m_collections.erase({object.id(), static_cast<int>(i)});
+    for (const auto& index : m_indexes) {
+        if (&index->entity() == object.m_entity)
+            index->remove(object);
+    }
+    object.m_state = Object::State::Deleted;
+    if (object.m_handle)
+        *object.m_handle = nullptr;
+    const auto owned = m_objects.find(object.id());
+    m_deleted.push_back(std::move(owned->second));
+    m_objects.erase(owned);
+}
+
+void Context::remove(Object& object)
+{
+    if (object.isDeleted())
+        return;
+    const Entity& entity = object.entity();
+    for (std::size_t i = static_cast<std::size_t>(entity.toOneCount); i < entity.relationships.size(); ++i) {
+        const Relationship& relationship = entity.relationships[i];
+        for (Object* member : std::vector<Object*>(collection(object, static_cast<int>(i)))) {
+            if (relationship.deleteRule == DeleteRule::Cascade)
+                remove(*member);
+            else
+                setToOneRow(*member, relationship.inverse, 0);
+        }
+    }
+    if (object.isInserted()) {
+        forgetChange(object);
+    } else {
+        markChanged(object, Object::State::Deleted);
+        m_pendingDeletes.insert(object.id());
+    }
+    detach(object);
+}
+
+bool Context::hasChangesOf(int entity) const
+{
+    return m_changedCount[static_cast<std::size_t>(entity)] > 0;
+}
+
+bool Context::dependsOnChangedDestination(const Entity& entity, const std::string& keyPath) const
+{
+    const std::size_t dot = keyPath.find('.');
+    if (dot == std::string::npos)
+        return false;
+    const int relationship = entity.relationshipIndex(std::string_view(keyPath).substr(0, dot));
+    return hasChangesOf(entity.relationships[static_cast<std::size_t>(relationship)].destination);
+}
+
+Value Context::valueAt(const Object& object, const std::string& keyPath) const
+{
+    const std::size_t dot = keyPath.find('.');
+    if (dot == std::string::npos)
+        return object.value(keyPath);
+    const Object* destination = object.toOne(std::string_view(keyPath).substr(0, dot));
+    return destination ? destination->value(std::string_view(keyPath).substr(dot + 1)) : Value();
+}
+
+bool Context::matches(const Object& object, const Predicate& predicate) const
+{
+    const auto& conditions = predicate.conditions();
+    return std::all_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
+        if (condition.comparesObject) {
+            const ObjectId leadsTo = object.toOneId(condition.keyPath);
+            const ObjectId wanted = condition.object ? condition.object->id() : ObjectId{};
+            return (leadsTo.row == wanted.row) == (condition.op == Condition::Operator::Equal);
+        }
+        return holds(condition.op, valueAt(object, condition.keyPath), condition.value);
+    });
+}
+
+Object* Context::takeRow(const Entity& entity, StatementUse& statement)
+{
+    const std::int64_t row = statement->getColumn(0).getInt64();
+    if (Object* known = registered({entity.index, row}))
+        return known;
+    if (m_pendingDeletes.contains({entity.index, row}))
+        return nullptr;
+    auto object = m_coordinator->instantiate(entity);
+    object->m_values.reserve(entity.attributes.size());
+    int column = 1;
+    for (const Attribute& attribute : entity.attributes)
+        object->m_values.push_back(readColumn(*statement, column++, attribute.type));
+    object->m_toOnes.reserve(static_cast<std::size_t>(entity.toOneCount));
+    for (int i = 0; i < entity.toOneCount; ++i)
+        object->m_toOnes.push_back(statement->getColumn(column++).getInt64());
+    return &adopt(std::move(object), entity, row);
+}
+
+std::vector<Object*> Context::load(const Entity& entity, const Predicate& predicate,
+                                   const std::vector<SortKey>& sortKeys, int limit)
+{
+    std::vector<Object*> found;
+    Connection* store = connection();
+    if (!store)
+        return found;
+    try {
+        SqlQuery query(m_coordinator->model(), entity, predicate, sortKeys, limit);
+        StatementUse statement(store->statement(query.text()));
+        query.bindTo(*statement);
+        while (statement->executeStep()) {
+            if (Object* object = takeRow(entity, statement))
+                found.push_back(object);
+        }
+    } catch (const std::exception&) {
+        // A query that fails answers nothing, as if the store were empty; the next one tries again.
+    }
+    return found;
+}
+
+Object* Context::loadRow(const Entity& entity, std::int64_t row)
+{
+    Connection* store = connection();
+    if (!store)
+        return nullptr;
+    try {
+        std::string& sql = store->selectText(entity);
+        if (sql.empty())
+            sql = "SELECT " + columnList(entity) + " FROM " + quotedName(entity.name) + " WHERE pk = ?";
+        StatementUse statement(store->statement(sql));
+        statement->bind(1, row);
+        return statement->executeStep() ? takeRow(entity, statement) : nullptr;
+    } catch (const std::exception&) {
+        return nullptr; // as in `load`
+    }
+}
+
+std::vector<Object*> Context::fetch(const FetchRequest& request)
+{
+    const Entity* entity = m_coordinator->model().entity(request.entity);
+    Q_ASSERT_X(entity, "store", "the model has no such entity");
+
+    std::vector<Object*> found;
+    bool sorted = false;
+    if (KeyIndex* index = keyIndexFor(*entity, request.predicate)) {
+        found = index->candidates(request.predicate);
+        std::erase_if(found, [&](const Object* object) { return !matches(*object, request.predicate); });
+    } else {
+        // The store knows nothing of changes not yet saved. What they may touch is asked of memory instead.
+        const bool changed = hasChangesOf(entity->index);
+        bool inStore = true;
+        Predicate stored;
+        for (const Condition& condition : request.predicate.conditions()) {
+            if (dependsOnChangedDestination(*entity, condition.keyPath))
+                inStore = false;
+            else
+                stored = std::move(stored) && Predicate(condition);
+        }
+        sorted = !changed && std::none_of(request.sortKeys.begin(), request.sortKeys.end(), [&](const SortKey& key) {
+            return dependsOnChangedDestination(*entity, key.keyPath);
+        });
+        found = load(*entity, stored, request.sortKeys, sorted && inStore ? request.limit : 0);
+        std::unordered_set<const Object*> seen;
+        if (changed)
+            seen.insert(found.begin(), found.end());
+        std::erase_if(found, [&](Object* object) { return !matches(*object, request.predicate); });
+        if (changed) {
+            for (Object* object : m_changed) {
+                if (object->m_entity == entity && !object->isDeleted() && !seen.contains(object) &&
+                    matches(*object, request.predicate))
+                    found.push_back(object);
+            }
+        }
+    }
+    if (!sorted && found.size() > 1) {
+        std::stable_sort(found.begin(), found.end(), [&](const Object* left, const Object* right) {
+            for (const SortKey& key : request.sortKeys) {
+                const int result = order(valueAt(*left, key.keyPath), valueAt(*right, key.keyPath));
+                if (result != 0)
+                    return key.ascending ? result < 0 : result > 0;
+            }
+            return left->m_row < right->m_row;
+        });
+    }
+    if (request.limit > 0 && found.size() > static_cast<std::size_t>(request.limit))
+        found.resize(static_cast<std::size_t>(request.limit));
+    return found;
+}
+
+Object* Context::fetchFirst(const FetchRequest& request)
+{
+    FetchRequest first = request;
+    first.limit = 1;
+    const std::vector<Object*> found = fetch(first);
+    return found.empty() ? nullptr : found.front();
+}
+
+Object* Context::find(ObjectId id)
+{
+    if (!id)
+        return nullptr;
+    if (Object* known = registered(id))
+        return known;
+    return loadRow(m_coordinator->model().entities()[static_cast<std::size_t>(id.entity)], id.row);
+}
+
+void Context::keepKeyed(std::string_view entityName, const std::vector<std::string>& keys)
+{
+    const Entity* entity = m_coordinator->model().entity(entityName);
+    Q_ASSERT(entity);
+    if (isKeyed(entityName, keys))
+        return;
+    // All rows need loading only for the first index of an entity: from then on every object is registered.
+    const bool loaded =
+        std::any_of(m_indexes.begin(), m_indexes.end(), [&](const auto& index) { return &index->entity() == entity; });
+    if (!loaded) {
+        FetchRequest all;
+        all.entity = entity->name;
+        fetch(all);
+    }
+    auto index = std::make_unique<KeyIndex>(*entity, keys);
+    for (const auto& [id, object] : m_objects) {
+        if (id.entity == entity->index)
+            index->add(*object);
+    }
+    m_indexes.push_back(std::move(index));
+}
+
+bool Context::isKeyed(std::string_view entity, const std::vector<std::string>& keys) const
+{
+    return std::any_of(m_indexes.begin(), m_indexes.end(),
+                       [&](const auto& index) { return index->entity().name == entity && index->hasKeys(keys); });
+}
+
+Context::KeyIndex* Context::keyIndexFor(const Entity& entity, const Predicate& predicate) const
+{
+    const auto found = std::find_if(m_indexes.begin(), m_indexes.end(), [&](const auto& index) {
+        return &index->entity() == &entity && index->answers(predicate);
+    });
+    return found == m_indexes.end() ? nullptr : found->get();
+}
+
+tl::expected<void, Error> Context::save()
+{
+    if (m_changed.empty())
+        return {};
+    Connection* store = connection();
+    if (!store)
+        return tl::unexpected(Error{QStringLiteral("there is no store")});
+
+    Save save(*this, *store);
+    if (auto written = save.write(); !written)
+        return written;
+    const std::shared_ptr<const ChangeSet> changes = save.finish();
+    if (m_didSave && !changes->isEmpty())
+        m_didSave(changes);
+    return {};
+}
+
+void Context::mergeChanges(const ChangeSet& changes)
+{
+    const auto& entities = m_coordinator->model().entities();
+
+    // Collections that gained or lost members not known here are fetched again when next asked for.
+    std::unordered_set<int> grown;
+    for (const ObjectId& id : changes.inserted)
+        grown.insert(id.entity);
+
+    for (const ChangeSet::Change& change : changes.updated) {
+        Object* object = registered(change.id);
+        if (!object) {
+            if (change.changedToOnes)
+                grown.insert(change.id.entity);
+            continue;
+        }
+        const Entity& entity = *object->m_entity;
+        for (const auto& index : m_indexes) {
+            if (&index->entity() == &entity)
+                index->remove(*object);
+        }
+        for (std::size_t i = 0; i < entity.attributes.size(); ++i) {
+            if ((change.changedAttributes & ~object->m_changedAttributes) >> i & 1u)
+                object->m_values[i] = change.values[i];
+        }
+        for (int i = 0; i < entity.toOneCount; ++i) {
+            if (!((change.changedToOnes & ~object->m_changedToOnes) >> i & 1u))
+                continue;
+            std::int64_t& row = object->m_toOnes[static_cast<std::size_t>(i)];
+            moveInCollections(*object, i, row, change.toOnes[static_cast<std::size_t>(i)]);
+            row = change.toOnes[static_cast<std::size_t>(i)];
+        }
+        for (const auto& index : m_indexes) {
+            if (&index->entity() == &entity)
+                index->add(*object);
+        }
+    }
+
+    const std::size_t deletedBefore = m_deleted.size();
+    for (const ObjectId& id : changes.deleted) {
+        if (Object* object = registered(id)) {
+            forgetChange(*object);
+            detach(*object);
+        }
+    }
+    const std::size_t deletedAfter = m_deleted.size();
+    std::erase_if(m_collections, [&](const auto& entry) {
+        const Entity& owner = entities[static_cast<std::size_t>(entry.first.owner.entity)];
+        return grown.contains(owner.relationships[static_cast<std::size_t>(entry.first.relationship)].destination);
+    });
+
+    if (m_didMerge)
+        m_didMerge(changes);
+    // What `didMerge` itself deleted or saved is not touched.
+    if (m_deleted.size() >= deletedAfter)
+        m_deleted.erase(m_deleted.begin() + static_cast<std::ptrdiff_t>(deletedBefore),
+                        m_deleted.begin() + static_cast<std::ptrdiff_t>(deletedAfter));
+}
+
+} // namespace store

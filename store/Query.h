@@ -1,0 +1,38 @@
+#pragma once
+
+#include "store/Connection.h"
+#include "store/Predicate.h"
+
+#include <string>
+#include <vector>
+
+namespace store {
+
+/// A fetch request as one SELECT with bound values.
+///
+/// Columns are those of `columnList`. Key paths through a relationship become left joins, so that what leads nowhere
+/// compares as null.
+class SqlQuery
+{
+public:
+    /// `predicate` and `limit` may be fewer than the request's: what the store cannot answer alone is left out and
+    /// looked at in memory.
+    SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
+             int limit);
+
+    const std::string& text() const { return m_text; }
+    void bindTo(SQLite::Statement& statement);
+
+private:
+    std::string column(const std::string& keyPath);
+
+    const Model& m_model;
+    const Entity& m_entity;
+    std::string m_text;
+    std::string m_joins;
+    std::vector<std::string> m_joined;
+    std::vector<Value> m_values;
+    std::vector<std::string> m_buffers;
+};
+
+} // namespace store

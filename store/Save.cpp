@@ -1,0 +1,238 @@
+#include "store/Save.h"
+
+#include "store/KeyIndex.h"
+
+#include <algorithm>
+
+#include <sqlite3.h>
+
+namespace store {
+
+namespace {
+
+constexpr std::uint32_t Everything = ~0u;
+
+} // namespace
+
+tl::expected<void, Error> Context::Save::write()
+{
+    try {
+        SQLite::Transaction transaction(m_connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
+        // Entities stand in the model so that what is pointed at comes first; rows taken over are then known in time.
+        std::vector<Object*> ordered = m_context.m_changed;
+        std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
+            return left->m_entity->index < right->m_entity->index;
+        });
+        for (Object* object : ordered) {
+            if (object->m_state == Object::State::Inserted)
+                insertRow(*object);
+        }
+        for (Object* object : ordered) {
+            if (object->m_state == Object::State::Updated)
+                updateRow(*object);
+            else if (object->m_state == Object::State::Deleted)
+                deleteRow(*object);
+        }
+        transaction.commit();
+    } catch (const std::exception& failure) {
+        return tl::unexpected(Error{QString::fromUtf8(failure.what())});
+    }
+    return {};
+}
+
+void Context::Save::bindAttribute(SQLite::Statement& statement, int index, const Object& object, std::size_t attribute)
+{
+    if (m_buffers.size() <= static_cast<std::size_t>(index))
+        m_buffers.resize(static_cast<std::size_t>(index) + 32);
+    bindValue(statement, index, object.m_values[attribute], m_buffers[static_cast<std::size_t>(index)]);
+}
+
+void Context::Save::bindToOne(SQLite::Statement& statement, int index, const Object& object, std::size_t relationship)
+{
+    std::int64_t row = object.m_toOnes[relationship];
+    if (row == 0) {
+        statement.bind(index);
+        return;
+    }
+    if (!m_takenOver.empty()) {
+        const int destination = object.m_entity->relationships[relationship].destination;
+        if (const auto taken = m_takenOver.find({destination, row}); taken != m_takenOver.end())
+            row = taken->second;
+    }
+    statement.bind(index, row);
+}
+
+bool Context::Save::tryInsert(const Object& object)
+{
+    const Entity& entity = *object.m_entity;
+    std::string& sql = m_connection.insertText(entity);
+    if (sql.empty()) {
+        std::string places = "?";
+        for (std::size_t i = 0; i < object.m_values.size() + object.m_toOnes.size(); ++i)
+            places += ", ?";
+        sql = "INSERT INTO " + quotedName(entity.name) + " (" + columnList(entity) + ") VALUES (" + places + ')';
+    }
+    StatementUse statement(m_connection.statement(sql));
+    int column = 1;
+    statement->bind(column++, object.m_row);
+    for (std::size_t i = 0; i < object.m_values.size(); ++i)
+        bindAttribute(*statement, column++, object, i);
+    for (std::size_t i = 0; i < object.m_toOnes.size(); ++i)
+        bindToOne(*statement, column++, object, i);
+    const int result = statement->tryExecuteStep();
+    if (result == SQLITE_DONE)
+        return true;
+    if (result != SQLITE_CONSTRAINT)
+        throw SQLite::Exception(m_connection.database().getHandle(), result);
+    return false;
+}
+
+int Context::Save::tryUpdate(const Object& object, std::int64_t row, std::uint32_t attributes, std::uint32_t toOnes)
+{
+    const Entity& entity = *object.m_entity;
+    std::string columns;
+    for (std::size_t i = 0; i < object.m_values.size(); ++i) {
+        if (attributes >> i & 1u)
+            columns += (columns.empty() ? "" : ", ") + quotedName(entity.attributes[i].name) + " = ?";
+    }
+    for (std::size_t i = 0; i < object.m_toOnes.size(); ++i) {
+        if (toOnes >> i & 1u)
+            columns += (columns.empty() ? "" : ", ") + quotedName(entity.relationships[i].name) + " = ?";
+    }
+    if (columns.empty())
+        return 1;
+    StatementUse statement(
+        m_connection.statement("UPDATE " + quotedName(entity.name) + " SET " + columns + " WHERE pk = ?"));
+    int column = 1;
+    for (std::size_t i = 0; i < object.m_values.size(); ++i) {
+        if (attributes >> i & 1u)
+            bindAttribute(*statement, column++, object, i);
+    }
+    for (std::size_t i = 0; i < object.m_toOnes.size(); ++i) {
+        if (toOnes >> i & 1u)
+            bindToOne(*statement, column++, object, i);
+    }
+    statement->bind(column, row);
+    return statement->exec();
+}
+
+std::int64_t Context::Save::rowWithSameKey(const Object& object)
+{
+    const Entity& entity = *object.m_entity;
+    for (const auto& key : entity.uniqueKeys) {
+        std::string conditions;
+        for (const std::string& name : key)
+            conditions += (conditions.empty() ? "" : " AND ") + quotedName(name) + " = ?";
+        StatementUse statement(
+            m_connection.statement("SELECT pk FROM " + quotedName(entity.name) + " WHERE " + conditions));
+        int column = 1;
+        for (const std::string& name : key) {
+            if (const int attribute = entity.attributeIndex(name); attribute >= 0)
+                bindAttribute(*statement, column++, object, static_cast<std::size_t>(attribute));
+            else
+                bindToOne(*statement, column++, object, static_cast<std::size_t>(entity.relationshipIndex(name)));
+        }
+        if (statement->executeStep())
+            return statement->getColumn(0).getInt64();
+    }
+    return 0;
+}
+
+void Context::Save::insertRow(Object& object)
+{
+    if (tryInsert(object))
+        return;
+    // Another context stored an object of the same key since this one was made. They are one: what was set here goes
+    // into the row that was first.
+    const std::int64_t first = rowWithSameKey(object);
+    if (first == 0)
+        throw SQLite::Exception("a row was refused");
+    m_takenOver[{object.m_entity->index, object.m_row}] = first;
+    tryUpdate(object, first, object.m_changedAttributes, object.m_changedToOnes);
+}
+
+void Context::Save::updateRow(Object& object)
+{
+    const bool overwrite = m_context.m_policy == MergePolicy::Overwrite;
+    const int rows = tryUpdate(object, object.m_row, overwrite ? Everything : object.m_changedAttributes,
+                               overwrite ? Everything : object.m_changedToOnes);
+    if (rows > 0)
+        return;
+    if (overwrite)
+        insertRow(object);
+    else
+        m_lost.push_back(&object);
+}
+
+void Context::Save::deleteRow(const Object& object)
+{
+    StatementUse statement(
+        m_connection.statement("DELETE FROM " + quotedName(object.m_entity->name) + " WHERE pk = ?"));
+    statement->bind(1, object.m_row);
+    statement->exec();
+}
+
+void Context::Save::takeOverRows()
+{
+    if (m_takenOver.empty())
+        return;
+    for (const auto& [key, first] : m_takenOver) {
+        const auto [entity, row] = key;
+        const auto entry = m_context.m_objects.find({entity, row});
+        if (m_context.registered({entity, first})) {
+            // Both are in memory: the later one goes, and what pointed at it points at the first.
+            m_context.forgetChange(*entry->second);
+            m_context.detach(*entry->second);
+            continue;
+        }
+        auto node = m_context.m_objects.extract(entry);
+        node.key().row = first;
+        node.mapped()->m_row = first;
+        m_context.m_objects.insert(std::move(node));
+    }
+    for (const auto& [id, object] : m_context.m_objects) {
+        for (std::size_t i = 0; i < object->m_toOnes.size(); ++i) {
+            const auto taken = m_takenOver.find({object->m_entity->relationships[i].destination, object->m_toOnes[i]});
+            if (taken != m_takenOver.end())
+                object->m_toOnes[i] = taken->second;
+        }
+    }
+    m_context.m_collections.clear();
+    m_context.m_indexes.clear();
+}
+
+std::shared_ptr<const ChangeSet> Context::Save::finish()
+{
+    std::vector<ObjectId> takenOver;
+    for (const auto& [key, first] : m_takenOver)
+        takenOver.push_back({key.first, first});
+    takeOverRows();
+    for (Object* lost : m_lost) {
+        m_context.forgetChange(*lost);
+        m_context.detach(*lost);
+    }
+
+    auto changes = std::make_shared<ChangeSet>();
+    changes->inserted.reserve(m_context.m_changed.size());
+    for (Object* object : m_context.m_changed) {
+        const bool joined = std::find(takenOver.begin(), takenOver.end(), object->id()) != takenOver.end();
+        if (object->m_state == Object::State::Deleted)
+            changes->deleted.push_back(object->id());
+        else if (object->m_state == Object::State::Inserted && !joined)
+            changes->inserted.push_back(object->id());
+        else
+            changes->updated.push_back({object->id(), object->m_changedAttributes, object->m_changedToOnes,
+                                        object->m_values, object->m_toOnes});
+        if (object->m_state != Object::State::Deleted)
+            object->m_state = Object::State::Clean;
+        object->m_changedAttributes = 0;
+        object->m_changedToOnes = 0;
+    }
+    m_context.m_changed.clear();
+    m_context.m_changedCount.assign(m_context.m_changedCount.size(), 0);
+    m_context.m_pendingDeletes.clear();
+    m_context.m_deleted.clear();
+    return changes;
+}
+
+} // namespace store

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "store/Connection.h"
+#include "store/Context.h"
+
+#include <map>
+
+namespace store {
+
+/// One save of a context: writes its changes in a transaction, then brings the context up to what was written.
+class Context::Save
+{
+public:
+    Save(Context& context, Connection& connection) : m_context(context), m_connection(connection) {}
+
+    /// All or nothing. Changes only the store.
+    tl::expected<void, Error> write();
+
+    /// After a successful `write`: the context's objects are clean, and the result says what others need to know.
+    std::shared_ptr<const ChangeSet> finish();
+
+private:
+    void insertRow(Object& object);
+    void updateRow(Object& object);
+    void deleteRow(const Object& object);
+    bool tryInsert(const Object& object);
+    int tryUpdate(const Object& object, std::int64_t row, std::uint32_t attributes, std::uint32_t toOnes);
+    std::int64_t rowWithSameKey(const Object& object);
+    void bindAttribute(SQLite::Statement& statement, int index, const Object& object, std::size_t attribute);
+    void bindToOne(SQLite::Statement& statement, int index, const Object& object, std::size_t relationship);
+    void takeOverRows();
+
+    Context& m_context;
+    Connection& m_connection;
+    std::vector<std::string> m_buffers;
+    std::map<std::pair<int, std::int64_t>, std::int64_t> m_takenOver; ///< (entity, new row) → the row that was first
+    std::vector<Object*> m_lost;                                      ///< deleted in the store meanwhile
+};
+
+} // namespace store
