@@ -1,0 +1,540 @@
+#include "store/Context.h"
+#include "store/Coordinator.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <thread>
+
+using namespace store;
+using namespace Qt::StringLiterals;
+using Operator = Condition::Operator;
+
+namespace {
+
+const QByteArray BoxesAndNotes = R"({"entities": [
+  {"name": "Box", "attributes": {"label": "String", "size": "Integer"},
+   "toMany": {"notes": {"to": "Note", "inverse": "box"},
+              "stickers": {"to": "Sticker", "inverse": "box", "deleteRule": "cascade"}},
+   "fetched": {"openNotes": {"of": "notes", "attribute": "open", "equals": true}},
+   "unique": [["label"]]},
+  {"name": "Note", "attributes": {"key": "String", "text": "String", "weight": "Double", "open": "Boolean",
+                                  "madeAt": "Date"},
+   "toOne": {"box": {"to": "Box", "inverse": "notes"}, "owner": {"to": "Box"}},
+   "unique": [["owner", "key"]]},
+  {"name": "Sticker", "attributes": {"key": "String"}, "toOne": {"box": {"to": "Box", "inverse": "stickers"}}}
+]})";
+
+class Thing : public Object
+{
+};
+
+std::unordered_map<std::string, ObjectFactory> things()
+{
+    const ObjectFactory make = [] { return std::make_unique<Thing>(); };
+    return {{"Box", make}, {"Note", make}, {"Sticker", make}};
+}
+
+std::shared_ptr<Coordinator> coordinator(const QString& file, const QByteArray& model = BoxesAndNotes)
+{
+    auto made = std::make_shared<Coordinator>(*Model::fromJson(model), things());
+    if (const auto added = made->addStore(file); !added)
+        return nullptr;
+    return made;
+}
+
+QStringList keys(const std::vector<Object*>& objects)
+{
+    QStringList list;
+    for (const Object* object : objects)
+        list << object->string("key");
+    return list;
+}
+
+/// A file with the coordinator, a long-lived context that follows, and others that work beside it.
+struct Desk
+{
+    QTemporaryDir folder;
+    QString file = folder.filePath(u"s.sqlite"_s);
+    std::shared_ptr<Coordinator> shared = coordinator(file);
+    Context main{shared, MergePolicy::Overwrite};
+
+    std::unique_ptr<Context> worker()
+    {
+        auto context = std::make_unique<Context>(shared, MergePolicy::PropertyObjectTrump);
+        context->setDidSave([this](std::shared_ptr<const ChangeSet> changes) { saved = std::move(changes); });
+        return context;
+    }
+    std::shared_ptr<const ChangeSet> saved;
+
+    static Object& note(Context& context, const QString& key, Object* box = nullptr, Object* owner = nullptr)
+    {
+        Object& note = context.insert("Note");
+        note.setString("key", key);
+        note.setToOne("box", box);
+        note.setToOne("owner", owner);
+        return note;
+    }
+    static Object& box(Context& context, const QString& label)
+    {
+        Object& box = context.insert("Box");
+        box.setString("label", label);
+        return box;
+    }
+    static Object* byKey(Context& context, const QString& key)
+    {
+        return context.fetchFirst({"Note", where("key", key), {}, 0});
+    }
+};
+
+} // namespace
+
+class StoreTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void valuesSurviveTheFile();
+    void sameRowIsSameObject();
+    void queries_data();
+    void queries();
+    void queriesSeeUnsavedChanges();
+    void collectionsFollowBothSides();
+    void deletionFollowsTheRules();
+    void mergeTakesOverWhatIsCleanHere();
+    void mergeDropsWhatWasDeleted();
+    void propertiesThatChangedHereWin();
+    void deletedMeanwhile();
+    void sameKeyMadeTwice();
+    void nothingChangedWritesNothing();
+    void keyedLookUpsFollowChanges();
+    void missingColumnsAreAdded();
+    void unusableStores_data();
+    void unusableStores();
+    void twoThreadsSave();
+};
+
+void StoreTest::valuesSurviveTheFile()
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(u"s.sqlite"_s);
+    const QDateTime made(QDate(2024, 3, 5), QTime(9, 15, 0, 250), Qt::UTC);
+    const QString text = u"Zürich 日本 😀 \"quoted\" 'x' \n"_s + QChar(u'\0') + u"after"_s;
+    {
+        Context context(coordinator(file), MergePolicy::Overwrite);
+        Object& note = Desk::note(context, u"1"_s, &Desk::box(context, u"A"_s));
+        note.setString("text", text);
+        note.setValue("weight", 0.1);
+        note.setValue("open", true);
+        note.setDate("madeAt", made);
+        QVERIFY(context.save());
+    }
+    QCOMPARE(QFile::permissions(file) & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteOther),
+             QFile::Permissions());
+    Context context(coordinator(file), MergePolicy::Overwrite);
+    const Object* note = Desk::byKey(context, u"1"_s);
+    QCOMPARE(note->string("text"), text);
+    QCOMPARE(note->number("weight"), 0.1);
+    QVERIFY(note->boolean("open"));
+    QCOMPARE(note->date("madeAt"), made);
+    QCOMPARE(note->toOne("box")->string("label"), u"A"_s);
+    QVERIFY(isNull(note->toOne("box")->value("size")));
+}
+
+void StoreTest::sameRowIsSameObject()
+{
+    Desk desk;
+    Object& note = Desk::note(desk.main, u"1"_s, &Desk::box(desk.main, u"A"_s));
+    const ObjectId id = note.id();
+    QCOMPARE(desk.main.find(id), &note);
+    QVERIFY(desk.main.save());
+    QCOMPARE(note.id(), id);
+    QCOMPARE(Desk::byKey(desk.main, u"1"_s), &note);
+    QCOMPARE(desk.main.fetchFirst({"Box", {}, {}, 0})->toMany("notes"), std::vector<Object*>{&note});
+}
+
+void StoreTest::queries_data()
+{
+    QTest::addColumn<Predicate>("predicate");
+    QTest::addColumn<std::vector<SortKey>>("sortKeys");
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<QStringList>("expected");
+
+    const std::vector<SortKey> byKey{{"key"}};
+    QTest::newRow("texts sort by code point")
+        << Predicate() << byKey << 0 << QStringList{u"100"_s, u"99"_s, u"a"_s, u"\uE000"_s, u"😀"_s};
+    QTest::newRow("descending, nulls last") << Predicate() << std::vector<SortKey>{{"weight", false}, {"key"}} << 0
+                                            << QStringList{u"a"_s, u"99"_s, u"100"_s, u"\uE000"_s, u"😀"_s};
+    QTest::newRow("limit") << Predicate() << byKey << 2 << QStringList{u"100"_s, u"99"_s};
+    QTest::newRow("range") << (where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0))
+                           << byKey << 0 << QStringList{u"100"_s, u"99"_s};
+    QTest::newRow("not equal holds for null")
+        << where("open", Operator::NotEqual, true) << byKey << 0 << QStringList{u"99"_s, u"a"_s, u"\uE000"_s, u"😀"_s};
+    QTest::newRow("null") << where("weight", Value()) << byKey << 0 << QStringList{u"\uE000"_s, u"😀"_s};
+    QTest::newRow("not null") << where("weight", Operator::NotEqual, Value()) << byKey << 0
+                              << QStringList{u"100"_s, u"99"_s, u"a"_s};
+    QTest::newRow("through a relationship") << where("box.label", u"B"_s) << byKey << 0 << QStringList{u"99"_s, u"a"_s};
+    QTest::newRow("sorted through a relationship")
+        << where("weight", Operator::Greater, 0.0) << std::vector<SortKey>{{"box.label"}, {"key", false}} << 0
+        << QStringList{u"100"_s, u"a"_s, u"99"_s};
+    QTest::newRow("leads nowhere") << where("box", static_cast<const Object*>(nullptr)) << byKey << 0
+                                   << QStringList{u"\uE000"_s, u"😀"_s};
+    QTest::newRow("hostile text") << where("key", u"' OR 1=1 --"_s) << byKey << 0 << QStringList{};
+}
+
+void StoreTest::queries()
+{
+    QFETCH(Predicate, predicate);
+    QFETCH(std::vector<SortKey>, sortKeys);
+    QFETCH(int, limit);
+    QFETCH(QStringList, expected);
+
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& b = Desk::box(desk.main, u"B"_s);
+    Desk::note(desk.main, u"100"_s, &a).setValue("weight", 1.0);
+    Desk::byKey(desk.main, u"100"_s)->setValue("open", true);
+    Desk::note(desk.main, u"a"_s, &b).setValue("weight", 3.0);
+    Desk::note(desk.main, u"99"_s, &b).setValue("weight", 2.0);
+    Desk::note(desk.main, u"😀"_s);
+    Desk::note(desk.main, u"\uE000"_s);
+
+    // The same answer from memory alone, from the file alone, and from a mixture of both.
+    const FetchRequest request{"Note", predicate, sortKeys, limit};
+    QCOMPARE(keys(desk.main.fetch(request)), expected);
+    QVERIFY(desk.main.save());
+    QCOMPARE(keys(desk.worker()->fetch(request)), expected);
+    const auto half = desk.worker();
+    Desk::byKey(*half, u"99"_s)->setString("text", u"changed"_s);
+    half->fetchFirst({"Box", where("label", u"B"_s), {}, 0})->setValue("size", std::int64_t(1));
+    QCOMPARE(keys(half->fetch(request)), expected);
+}
+
+void StoreTest::queriesSeeUnsavedChanges()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& moved = Desk::note(desk.main, u"moved"_s, &a);
+    Object& gone = Desk::note(desk.main, u"gone"_s, &a);
+    Desk::note(desk.main, u"stays"_s, &a);
+    QVERIFY(desk.main.save());
+
+    moved.setString("key", u"renamed"_s);
+    desk.main.remove(gone);
+    Desk::note(desk.main, u"new"_s, &a);
+    const FetchRequest inA{"Note", where("box.label", u"A"_s), {{"key"}}, 0};
+    QCOMPARE(keys(desk.main.fetch(inA)), QStringList({u"new"_s, u"renamed"_s, u"stays"_s}));
+    QVERIFY(!Desk::byKey(desk.main, u"moved"_s));
+    QVERIFY(!Desk::byKey(desk.main, u"gone"_s));
+
+    a.setString("label", u"Z"_s);
+    QVERIFY(desk.main.fetch(inA).empty());
+    QCOMPARE(desk.worker()->fetch(inA).size(), std::size_t(3));
+}
+
+void StoreTest::collectionsFollowBothSides()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& b = Desk::box(desk.main, u"B"_s);
+    Object& one = Desk::note(desk.main, u"1"_s, &a);
+    QVERIFY(desk.main.save());
+    QCOMPARE(keys(a.toMany("notes")), QStringList{u"1"_s});
+    QVERIFY(b.toMany("notes").empty());
+
+    Object& two = Desk::note(desk.main, u"2"_s);
+    a.addToMany("notes", two);
+    QCOMPARE(two.toOne("box"), &a);
+    one.setToOne("box", &b);
+    QCOMPARE(keys(a.toMany("notes")), QStringList{u"2"_s});
+    QCOMPARE(keys(b.toMany("notes")), QStringList{u"1"_s});
+    b.removeFromMany("notes", two); // not a member: nothing happens
+    QCOMPARE(two.toOne("box"), &a);
+    a.removeFromMany("notes", two);
+    QVERIFY(!two.toOne("box"));
+
+    one.setValue("open", true);
+    two.setToOne("box", &b);
+    QCOMPARE(keys(b.fetched("openNotes")), QStringList{u"1"_s});
+}
+
+void StoreTest::deletionFollowsTheRules()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& note = Desk::note(desk.main, u"1"_s, &a);
+    desk.main.insert("Sticker").setToOne("box", &a);
+    QVERIFY(desk.main.save());
+    const Ref<Object> box(&a);
+
+    desk.main.remove(a);
+    QVERIFY(!box);
+    QVERIFY(!note.toOne("box"));
+    QVERIFY(desk.main.fetch({"Sticker", {}, {}, 0}).empty());
+    QVERIFY(desk.main.save());
+    const auto other = desk.worker();
+    QVERIFY(other->fetch({"Sticker", {}, {}, 0}).empty());
+    QVERIFY(other->fetch({"Box", {}, {}, 0}).empty());
+    QVERIFY(!Desk::byKey(*other, u"1"_s)->toOne("box"));
+}
+
+void StoreTest::mergeTakesOverWhatIsCleanHere()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& b = Desk::box(desk.main, u"B"_s);
+    Object& note = Desk::note(desk.main, u"1"_s, &a);
+    QVERIFY(desk.main.save());
+    QCOMPARE(a.toMany("notes").size(), std::size_t(1));
+    QCOMPARE(b.toMany("notes").size(), std::size_t(0));
+    note.setString("text", u"mine"_s);
+
+    const auto worker = desk.worker();
+    Object* theirs = Desk::byKey(*worker, u"1"_s);
+    theirs->setString("text", u"theirs"_s);
+    theirs->setValue("weight", 2.0);
+    theirs->setToOne("box", worker->find(b.id()));
+    Desk::note(*worker, u"2"_s, worker->find(b.id()));
+    QVERIFY(worker->save());
+
+    int told = 0;
+    desk.main.setDidMerge([&](const ChangeSet&) { ++told; });
+    desk.main.mergeChanges(*desk.saved);
+    QCOMPARE(told, 1);
+    QCOMPARE(note.string("text"), u"mine"_s);
+    QCOMPARE(note.number("weight"), 2.0);
+    QCOMPARE(note.toOne("box"), &b);
+    QVERIFY(a.toMany("notes").empty());
+    QCOMPARE(keys(b.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
+    QVERIFY(desk.main.save());
+    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"mine"_s);
+}
+
+void StoreTest::mergeDropsWhatWasDeleted()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Object& note = Desk::note(desk.main, u"1"_s, &a);
+    QVERIFY(desk.main.save());
+    QCOMPARE(a.toMany("notes").size(), std::size_t(1));
+    note.setString("text", u"changed here"_s);
+    const Ref<Object> held(&note);
+
+    const auto worker = desk.worker();
+    worker->remove(*Desk::byKey(*worker, u"1"_s));
+    QVERIFY(worker->save());
+    bool stillThere = false;
+    bool refEmpty = false;
+    desk.main.setDidMerge([&](const ChangeSet&) {
+        stillThere = note.string("key") == u"1"_s; // destroyed only after observers were told
+        refEmpty = !held;
+    });
+    desk.main.mergeChanges(*desk.saved);
+    QVERIFY(stillThere);
+    QVERIFY(refEmpty);
+    QVERIFY(a.toMany("notes").empty());
+    QVERIFY(!Desk::byKey(desk.main, u"1"_s));
+    QVERIFY(!desk.main.hasChanges());
+}
+
+void StoreTest::propertiesThatChangedHereWin()
+{
+    Desk desk;
+    Desk::note(desk.main, u"1"_s).setString("text", u"old"_s);
+    QVERIFY(desk.main.save());
+
+    const auto trump = desk.worker();
+    const auto overwrite = std::make_unique<Context>(desk.shared, MergePolicy::Overwrite);
+    Desk::byKey(*trump, u"1"_s)->setValue("weight", 1.0);
+    Desk::byKey(*overwrite, u"1"_s)->setValue("open", true);
+
+    const auto other = desk.worker();
+    Desk::byKey(*other, u"1"_s)->setString("text", u"new"_s);
+    QVERIFY(other->save());
+    QVERIFY(trump->save());
+    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"new"_s);
+    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->number("weight"), 1.0);
+    QVERIFY(overwrite->save());
+    const auto after = desk.worker();
+    QCOMPARE(Desk::byKey(*after, u"1"_s)->string("text"), u"old"_s);
+    QVERIFY(isNull(Desk::byKey(*after, u"1"_s)->value("weight")));
+    QVERIFY(Desk::byKey(*after, u"1"_s)->boolean("open"));
+}
+
+void StoreTest::deletedMeanwhile()
+{
+    Desk desk;
+    Desk::note(desk.main, u"1"_s);
+    QVERIFY(desk.main.save());
+    const auto trump = desk.worker();
+    const auto overwrite = std::make_unique<Context>(desk.shared, MergePolicy::Overwrite);
+    Desk::byKey(*trump, u"1"_s)->setString("text", u"trump"_s);
+    Desk::byKey(*overwrite, u"1"_s)->setString("text", u"overwrite"_s);
+
+    const auto other = desk.worker();
+    other->remove(*Desk::byKey(*other, u"1"_s));
+    QVERIFY(other->save());
+    QVERIFY(trump->save());
+    QVERIFY(!Desk::byKey(*trump, u"1"_s));
+    QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
+    QVERIFY(overwrite->save());
+    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);
+}
+
+void StoreTest::sameKeyMadeTwice()
+{
+    Desk desk;
+    const auto first = desk.worker();
+    const auto second = desk.worker();
+    Desk::note(*first, u"1"_s, nullptr, &Desk::box(*first, u"A"_s)).setString("text", u"first"_s);
+    Object& later = Desk::box(*second, u"A"_s);
+    later.setValue("size", std::int64_t(7));
+    Object& note = Desk::note(*second, u"1"_s, &later, &later);
+    note.setValue("weight", 2.0);
+    QVERIFY(first->save());
+    QVERIFY(second->save());
+
+    QCOMPARE(note.toOne("box"), &later);
+    QCOMPARE(second->find(later.id()), &later);
+    const auto after = desk.worker();
+    QCOMPARE(after->fetch({"Box", {}, {}, 0}).size(), std::size_t(1));
+    const std::vector<Object*> notes = after->fetch({"Note", {}, {}, 0});
+    QCOMPARE(notes.size(), std::size_t(1));
+    QCOMPARE(notes.front()->string("text"), u"first"_s);
+    QCOMPARE(notes.front()->number("weight"), 2.0);
+    QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(7));
+    // Without an owner the key is no key.
+    Desk::note(*second, u"2"_s);
+    Desk::note(*second, u"2"_s);
+    QVERIFY(second->save());
+}
+
+void StoreTest::nothingChangedWritesNothing()
+{
+    Desk desk;
+    Object& note = Desk::note(desk.main, u"1"_s);
+    note.setValue("weight", 1.5);
+    note.setValue("open", true);
+    QVERIFY(desk.main.save());
+    const auto worker = desk.worker();
+    Object* same = Desk::byKey(*worker, u"1"_s);
+    same->setValue("weight", 1.5);
+    same->setValue("open", std::int64_t(1));
+    same->setString("key", u"1"_s);
+    same->setString("text", QString());
+    QVERIFY(!worker->hasChanges());
+    QVERIFY(worker->save());
+    QVERIFY(!desk.saved);
+}
+
+void StoreTest::keyedLookUpsFollowChanges()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    Desk::note(desk.main, u"1"_s, nullptr, &a);
+    Desk::note(desk.main, u"2"_s, nullptr, &a);
+    QVERIFY(desk.main.save());
+
+    const auto worker = desk.worker();
+    Object* box = worker->find(a.id());
+    worker->keepKeyed("Note", {"owner", "key"});
+    const auto look = [&](const QString& key, Object* owner) {
+        return worker->fetchFirst({"Note", where("key", key) && where("owner", owner), {}, 0});
+    };
+    QVERIFY(look(u"1"_s, box));
+    QVERIFY(!look(u"1"_s, nullptr));
+    look(u"1"_s, box)->setString("key", u"one"_s);
+    QVERIFY(!look(u"1"_s, box));
+    QVERIFY(look(u"one"_s, box));
+    look(u"2"_s, box)->setToOne("owner", nullptr);
+    QVERIFY(look(u"2"_s, nullptr));
+    Object& made = Desk::note(*worker, u"3"_s, nullptr, box);
+    QCOMPARE(look(u"3"_s, box), &made);
+    worker->remove(made);
+    QVERIFY(!look(u"3"_s, box));
+}
+
+void StoreTest::missingColumnsAreAdded()
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(u"s.sqlite"_s);
+    const QByteArray older = R"({"entities": [{"name": "Box", "attributes": {"label": "String"}}]})";
+    {
+        Context context(coordinator(file, older), MergePolicy::Overwrite);
+        Desk::box(context, u"kept"_s);
+        QVERIFY(context.save());
+    }
+    Context context(coordinator(file), MergePolicy::Overwrite);
+    Object* box = context.fetchFirst({"Box", {}, {}, 0});
+    QCOMPARE(box->string("label"), u"kept"_s);
+    box->setValue("size", std::int64_t(3));
+    Desk::note(context, u"1"_s, box);
+    QVERIFY(context.save());
+}
+
+void StoreTest::unusableStores_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char* kind : {"no folder", "no database", "newer", "none"})
+        QTest::newRow(kind) << QString::fromLatin1(kind);
+}
+
+void StoreTest::unusableStores()
+{
+    QFETCH(QString, kind);
+    QTemporaryDir folder;
+    QString file = folder.filePath(u"s.sqlite"_s);
+    if (kind == u"no folder"_s) {
+        file = folder.filePath(u"missing/s.sqlite"_s);
+    } else if (kind == u"no database"_s) {
+        QFile garbage(file);
+        QVERIFY(garbage.open(QIODevice::WriteOnly));
+        garbage.write(QByteArray(8192, 'x'));
+    } else if (kind == u"newer"_s) {
+        SQLite::Database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE)
+            .exec("PRAGMA user_version=999");
+    } else {
+        file.clear();
+    }
+    auto shared = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
+    const auto added = shared->addStore(file);
+    QVERIFY(!added);
+    QVERIFY(!added.error().text.isEmpty());
+
+    // Everything goes on in memory; only saving fails, and loses nothing.
+    Context context(shared, MergePolicy::Overwrite);
+    Object& a = Desk::box(context, u"A"_s);
+    Desk::note(context, u"1"_s, &a);
+    QVERIFY(!context.save());
+    QCOMPARE(keys(a.toMany("notes")), QStringList{u"1"_s});
+    QVERIFY(context.hasChanges());
+}
+
+void StoreTest::twoThreadsSave()
+{
+    Desk desk;
+    Object& a = Desk::box(desk.main, u"A"_s);
+    QVERIFY(desk.main.save());
+    const ObjectId box = a.id();
+    std::atomic<int> failed = 0;
+    const auto work = [&](int from) {
+        for (int i = from; i < from + 50; ++i) {
+            Context context(desk.shared, MergePolicy::PropertyObjectTrump);
+            Object* owner = context.find(box);
+            Desk::note(context, QString::number(i), owner, owner);
+            owner->setValue("size", std::int64_t(i));
+            if (!context.save())
+                ++failed;
+        }
+    };
+    std::thread other(work, 1000);
+    work(0);
+    other.join();
+    QCOMPARE(failed.load(), 0);
+    QCOMPARE(a.toMany("notes").size(), std::size_t(100));
+}
+
+QTEST_GUILESS_MAIN(StoreTest)
+#include "StoreTest.moc"
