@@ -1,0 +1,134 @@
+#include "Credentials.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <openssl/rand.h>
+#include <vector>
+
+namespace localservice {
+
+namespace {
+
+// 16 MB and some 40 ms: a start of the service is not felt, a guess is.
+constexpr std::uint64_t cost = 1U << 14U;
+constexpr std::uint64_t blockSize = 8;
+constexpr std::uint64_t lanes = 1;
+constexpr std::string_view scheme = "scrypt-14-8-1$";
+constexpr std::size_t saltLength = 16;
+constexpr std::size_t hashLength = 32;
+
+std::string hex(const unsigned char* bytes, std::size_t count)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += digits[bytes[i] >> 4U];
+        text += digits[bytes[i] & 15U];
+    }
+    return text;
+}
+
+bool fillRandom(unsigned char* bytes, std::size_t count)
+{
+    return RAND_bytes(bytes, static_cast<int>(count)) == 1;
+}
+
+std::optional<std::string> hashed(std::string_view password, const std::string& salt)
+{
+    std::array<unsigned char, hashLength> hash{};
+    const auto* saltBytes = reinterpret_cast<const unsigned char*>(salt.data());
+    if (EVP_PBE_scrypt(password.data(), password.size(), saltBytes, salt.size(), cost, blockSize, lanes, 0, hash.data(),
+                       hash.size()) != 1)
+        return {};
+    return std::string(scheme) + salt + "$" + hex(hash.data(), hash.size());
+}
+
+} // namespace
+
+std::optional<std::string> randomPassword()
+{
+    // 32 signs without those that look alike, so that every random byte counts the same.
+    constexpr std::string_view signs = "abcdefghijkmnpqrstuvwxyz23456789";
+    static_assert(signs.size() == 32);
+    std::array<unsigned char, 20> bytes{};
+    if (!fillRandom(bytes.data(), bytes.size()))
+        return {};
+    std::string password;
+    for (const auto byte : bytes)
+        password += signs[byte % signs.size()];
+    return password;
+}
+
+std::optional<std::string> hashOfPassword(std::string_view password)
+{
+    std::array<unsigned char, saltLength> salt{};
+    if (!fillRandom(salt.data(), salt.size()))
+        return {};
+    return hashed(password, hex(salt.data(), salt.size()));
+}
+
+std::optional<BasicCredentials> BasicCredentials::fromHeader(std::string_view authorization)
+{
+    constexpr std::string_view prefix = "Basic ";
+    if (authorization.substr(0, prefix.size()) != prefix || authorization.size() > 4096)
+        return {};
+    std::string encoded(authorization.substr(prefix.size()));
+    while (!encoded.empty() && encoded.back() == ' ')
+        encoded.pop_back();
+    std::vector<unsigned char> decoded(encoded.size() + 4);
+    const int length = EVP_DecodeBlock(decoded.data(), reinterpret_cast<const unsigned char*>(encoded.data()),
+                                       static_cast<int>(encoded.size()));
+    if (length < 0)
+        return {};
+    std::size_t count = static_cast<std::size_t>(length);
+    // The decoder counts the padding as zero bytes.
+    for (auto sign = encoded.rbegin(); sign != encoded.rend() && *sign == '=' && count > 0; ++sign)
+        --count;
+    const std::string pair(decoded.begin(), decoded.begin() + static_cast<std::ptrdiff_t>(count));
+    const auto colon = pair.find(':');
+    if (colon == std::string::npos)
+        return {};
+    return BasicCredentials{pair.substr(0, colon), pair.substr(colon + 1)};
+}
+
+PasswordCheck::PasswordCheck() : m_usable(fillRandom(m_key.data(), m_key.size())) {}
+
+PasswordCheck::Digest PasswordCheck::digestOf(std::string_view password, const std::string& storedHash) const
+{
+    // The stored hash has a fixed length, so the pair cannot be cut in another place.
+    const std::string pair = storedHash + std::string(password);
+    Digest digest{};
+    HMAC(EVP_sha256(), m_key.data(), static_cast<int>(m_key.size()),
+         reinterpret_cast<const unsigned char*>(pair.data()), pair.size(), digest.data(), nullptr);
+    return digest;
+}
+
+bool PasswordCheck::fits(std::string_view password, const std::string& storedHash)
+{
+    // With a key that anyone could guess, the digests would be worth a password.
+    if (!m_usable)
+        return false;
+    const auto digest = digestOf(password, storedHash);
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto known = m_known.find(storedHash);
+        if (known != m_known.end() && CRYPTO_memcmp(known->second.data(), digest.data(), digest.size()) == 0)
+            return true;
+    }
+    const auto saltEnd = storedHash.find('$', scheme.size());
+    if (storedHash.compare(0, scheme.size(), scheme) != 0 || saltEnd == std::string::npos)
+        return false;
+    const std::lock_guard hashing(m_hashing);
+    const auto actual = hashed(password, storedHash.substr(scheme.size(), saltEnd - scheme.size()));
+    if (!actual || actual->size() != storedHash.size() ||
+        CRYPTO_memcmp(actual->data(), storedHash.data(), actual->size()) != 0)
+        return false;
+    const std::lock_guard lock(m_mutex);
+    if (m_known.size() > 1000)
+        m_known.clear();
+    m_known[storedHash] = digest;
+    return true;
+}
+
+} // namespace localservice

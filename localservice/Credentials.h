@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+/// A text of 20 random letters and digits, easy to type, from the system's secure generator; nothing when that fails.
+std::optional<std::string> randomPassword();
+
+/// What is stored instead of a password: a salted scrypt hash (RFC 7914) with its parameters. Nothing when there are
+/// no random numbers or no memory for it.
+std::optional<std::string> hashOfPassword(std::string_view password);
+
+/// E-mail and password of a Basic authorization header (RFC 7617).
+struct BasicCredentials
+{
+    std::string email;
+    std::string password;
+
+    static std::optional<BasicCredentials> fromHeader(std::string_view authorization);
+};
+
+/// Checks passwords against stored hashes. The slow hash is worked out once for each password that fits; after that a
+/// keyed digest of the pair, in memory only, answers. A changed hash no longer matches any digest. Thread-safe.
+class PasswordCheck final
+{
+public:
+    PasswordCheck();
+
+    bool fits(std::string_view password, const std::string& storedHash);
+
+private:
+    using Digest = std::array<unsigned char, 32>;
+    Digest digestOf(std::string_view password, const std::string& storedHash) const;
+
+    Digest m_key{};
+    bool m_usable;
+    std::mutex m_mutex;
+    // One scrypt at a time: each takes 16 MB, and strangers may ask for as many as they like.
+    std::mutex m_hashing;
+    std::map<std::string, Digest> m_known;
+};
+
+} // namespace localservice

@@ -1,0 +1,314 @@
+#include "Database.h"
+
+#include "Credentials.h"
+#include "Storage.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+namespace localservice {
+
+namespace {
+
+using Outcome = tl::expected<Id, Problem>;
+
+template <typename... Values>
+Id insert(SQLite::Database& database, const std::string& sql, const Values&... values)
+{
+    SQLite::Statement statement(database, sql);
+    SQLite::bind(statement, values...);
+    statement.exec();
+    return database.getLastInsertRowid();
+}
+
+/// Runs a change of exactly one row.
+template <typename... Values>
+Outcome update(SQLite::Database& database, const std::string& sql, const Values&... values)
+{
+    SQLite::Statement statement(database, sql);
+    SQLite::bind(statement, values...);
+    if (statement.exec() == 1)
+        return 1;
+    return tl::unexpected(Problem{404, "NotFound", "There is no such record."});
+}
+
+Result<Id> withText(Outcome outcome)
+{
+    return std::move(outcome).map_error([](const Problem& problem) { return problem.message; });
+}
+
+Result<void> done(Outcome outcome)
+{
+    if (!outcome)
+        return tl::unexpected(outcome.error().message);
+    return {};
+}
+
+Outcome accountOf(SQLite::Database& database, const std::string& table, Id id)
+{
+    SQLite::Statement query(database, "SELECT account_id FROM " + table + " WHERE id = ?");
+    query.bind(1, id);
+    if (query.executeStep())
+        return query.getColumn(0).getInt64();
+    return tl::unexpected(Problem{404, "NotFound", "There is no record " + std::to_string(id) + " in " + table + "."});
+}
+
+/// The account that both records belong to.
+Outcome sharedAccount(SQLite::Database& database, const std::string& table, Id id, const std::string& other, Id otherId)
+{
+    const auto first = accountOf(database, table, id);
+    const auto second = accountOf(database, other, otherId);
+    if (!first || !second)
+        return first ? second : first;
+    if (*first != *second)
+        return tl::unexpected(Problem{500, "Validation", "The records belong to different accounts."});
+    return first;
+}
+
+Id insertAccount(SQLite::Database& database, const NewAccount& account)
+{
+    return insert(database, "INSERT INTO accounts (subdomain, name, timezone, timestamp_timers) VALUES (?, ?, ?, ?)",
+                  account.subdomain, account.name.empty() ? account.subdomain : account.name,
+                  account.timezone.empty() ? localZoneName() : account.timezone, int{account.timestampTimers});
+}
+
+Id insertPerson(SQLite::Database& database, const NewPerson& person, const std::string& hash)
+{
+    return insert(database,
+                  "INSERT INTO people (account_id, email, first_name, last_name, admin, rate, password_hash)"
+                  " VALUES (?, ?, ?, ?, ?, ?, ?)",
+                  person.account, person.email, person.firstName, person.lastName, int{person.admin}, person.rate,
+                  hash);
+}
+
+Id insertClient(SQLite::Database& database, Id account, const std::string& name, bool active)
+{
+    return insert(database, "INSERT INTO clients (account_id, name, active) VALUES (?, ?, ?)", account, name,
+                  int{active});
+}
+
+Id insertProject(SQLite::Database& database, Id account, const NewProject& project)
+{
+    return insert(database,
+                  "INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
+                  " VALUES (?, ?, ?, ?, ?, ?, ?, 1)",
+                  account, project.client, project.name, project.code, int{project.billable}, project.billBy,
+                  project.rate);
+}
+
+Id insertTask(SQLite::Database& database, Id account, const std::string& name, double rate)
+{
+    return insert(database, "INSERT INTO tasks (account_id, name, rate) VALUES (?, ?, ?)", account, name, rate);
+}
+
+Id insertOffer(SQLite::Database& database, Id account, Id project, Id task, bool billable, double rate)
+{
+    return insert(
+        database,
+        "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, ?)",
+        account, project, task, int{billable}, rate);
+}
+
+Id insertAssignment(SQLite::Database& database, Id account, Id project, Id person, double rate)
+{
+    return insert(database,
+                  "INSERT INTO user_assignments (account_id, project_id, person_id, rate) VALUES (?, ?, ?, ?)", account,
+                  project, person, rate);
+}
+
+struct SampleProject
+{
+    const char* client;
+    const char* code;
+    const char* name;
+    bool billable;
+    std::vector<std::string> tasks;
+};
+
+void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
+{
+    const std::vector<std::pair<std::string, bool>> tasks{{"Design", true},    {"Development", true},
+                                                          {"Meetings", true},  {"Writing", true},
+                                                          {"Learning", false}, {"Administration", false}};
+    const std::vector<SampleProject> projects{
+        {"Juniper Bakery", "JB-01", "Online Shop", true, {"Design", "Development", "Meetings", "Administration"}},
+        {"Juniper Bakery", "JB-02", "Seasonal Menu Cards", true, {"Design", "Writing", "Meetings"}},
+        {"Harbour & Sons", "HARB", "Boat Rental Booking", true, {"Design", "Development", "Meetings", "Learning"}},
+        {"My Own Work", "", "Bookkeeping", false, {"Administration"}},
+        {"My Own Work", "", "Training", false, {"Learning", "Meetings"}},
+    };
+    std::map<std::string, Id> clientIds;
+    std::map<std::string, Id> taskIds;
+    for (const auto& [name, billable] : tasks)
+        taskIds[name] = insertTask(database, account, name, 0);
+    for (const auto& sample : projects) {
+        if (!clientIds.contains(sample.client))
+            clientIds[sample.client] = insertClient(database, account, sample.client, true);
+        const Id project = insertProject(
+            database, account, {clientIds[sample.client], sample.name, sample.code, sample.billable, "Tasks", 0});
+        insertAssignment(database, account, project, owner, 0);
+        for (const auto& [name, billable] : tasks) {
+            if (std::find(sample.tasks.begin(), sample.tasks.end(), name) != sample.tasks.end())
+                insertOffer(database, account, project, taskIds[name], sample.billable && billable, 0);
+        }
+    }
+}
+
+constexpr const char* noHash = "The password could not be hashed.";
+
+} // namespace
+
+Database::Database(std::unique_ptr<Storage> storage) : m_storage(std::move(storage)) {}
+
+Database::~Database() = default;
+
+Result<std::unique_ptr<Database>> Database::open(const std::string& file)
+{
+    auto storage = Storage::open(file);
+    if (!storage)
+        return tl::unexpected(storage.error());
+    return std::unique_ptr<Database>(new Database(std::move(*storage)));
+}
+
+Result<Id> Database::addAccount(const NewAccount& account)
+{
+    return withText(m_storage->change([&](auto& database) -> Outcome { return insertAccount(database, account); }));
+}
+
+Result<Id> Database::addPerson(const NewPerson& person)
+{
+    const auto hash = hashOfPassword(person.password);
+    if (!hash)
+        return tl::unexpected(noHash);
+    return withText(
+        m_storage->change([&](auto& database) -> Outcome { return insertPerson(database, person, *hash); }));
+}
+
+Result<Id> Database::addClient(Id account, const std::string& name, bool active)
+{
+    return withText(
+        m_storage->change([&](auto& database) -> Outcome { return insertClient(database, account, name, active); }));
+}
+
+Result<Id> Database::addProject(const NewProject& project)
+{
+    return withText(m_storage->change([&](auto& database) -> Outcome {
+        return accountOf(database, "clients", project.client).map([&](Id account) {
+            return insertProject(database, account, project);
+        });
+    }));
+}
+
+Result<Id> Database::addTask(Id account, const std::string& name, double rate)
+{
+    return withText(
+        m_storage->change([&](auto& database) -> Outcome { return insertTask(database, account, name, rate); }));
+}
+
+Result<Id> Database::offerTask(Id project, Id task, bool billable, double rate)
+{
+    return withText(m_storage->change([&](auto& database) -> Outcome {
+        return sharedAccount(database, "projects", project, "tasks", task).map([&](Id account) {
+            return insertOffer(database, account, project, task, billable, rate);
+        });
+    }));
+}
+
+Result<Id> Database::assignPerson(Id project, Id person, double rate)
+{
+    return withText(m_storage->change([&](auto& database) -> Outcome {
+        return sharedAccount(database, "projects", project, "people", person).map([&](Id account) {
+            return insertAssignment(database, account, project, person, rate);
+        });
+    }));
+}
+
+Result<void> Database::setPassword(const std::string& subdomain, const std::string& email, const std::string& password)
+{
+    const auto hash = hashOfPassword(password);
+    if (!hash)
+        return tl::unexpected(noHash);
+    return done(m_storage->change([&](auto& database) {
+        return update(database,
+                      "UPDATE people SET password_hash = ? WHERE email = ?"
+                      " AND account_id = (SELECT id FROM accounts WHERE subdomain = ?)",
+                      *hash, email, subdomain);
+    }));
+}
+
+Result<void> Database::setProjectActive(Id project, bool active)
+{
+    return done(m_storage->change([&](auto& database) {
+        return update(database, "UPDATE projects SET active = ? WHERE id = ?", int{active}, project);
+    }));
+}
+
+Result<void> Database::withdrawTask(Id project, Id task)
+{
+    return done(m_storage->change([&](auto& database) {
+        return update(database, "DELETE FROM task_assignments WHERE project_id = ? AND task_id = ?", project, task);
+    }));
+}
+
+Result<void> Database::renameProject(Id project, const std::string& name)
+{
+    return done(m_storage->change(
+        [&](auto& database) { return update(database, "UPDATE projects SET name = ? WHERE id = ?", name, project); }));
+}
+
+Result<void> Database::lockEntry(Id entry, const std::optional<std::string>& reason)
+{
+    return done(m_storage->change([&](auto& database) {
+        if (!reason)
+            return update(database, "UPDATE entries SET locked_reason = NULL WHERE id = ?", entry);
+        return update(database, "UPDATE entries SET locked_reason = ? WHERE id = ?", *reason, entry);
+    }));
+}
+
+Result<void> Database::setBilled(Id entry, bool billed)
+{
+    return done(m_storage->change([&](auto& database) {
+        return update(database, "UPDATE entries SET billed = ? WHERE id = ?", int{billed}, entry);
+    }));
+}
+
+Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, const std::string& subdomain)
+{
+    using Found = tl::expected<SampleAccount, Problem>;
+    const auto find = [&](SQLite::Database& database) -> Found {
+        SQLite::Statement query(database, "SELECT a.id, p.id, p.email FROM accounts a JOIN people p"
+                                          " ON p.account_id = a.id WHERE a.subdomain = ? ORDER BY p.id LIMIT 1");
+        SQLite::bind(query, subdomain);
+        if (!query.executeStep())
+            return SampleAccount{};
+        return SampleAccount{query.getColumn(0).getInt64(), query.getColumn(1).getInt64(),
+                             query.getColumn(2).getString(), std::nullopt};
+    };
+    const auto text = [](const Problem& problem) { return problem.message; };
+    auto found = m_storage->look(find);
+    if (!found || found->account != 0)
+        return std::move(found).map_error(text);
+
+    const auto password = randomPassword();
+    const auto hash = password ? hashOfPassword(*password) : std::nullopt;
+    if (!hash)
+        return tl::unexpected(noHash);
+    return m_storage
+        ->change([&](SQLite::Database& database) -> Found {
+            // Another process may have been here between the look and this transaction.
+            auto sample = find(database);
+            if (sample && sample->account == 0) {
+                sample->account = insertAccount(database, {subdomain, "Sample Account"});
+                sample->email = email;
+                sample->person =
+                    insertPerson(database, {sample->account, email, {}, "Sample", "Person", true, 0}, *hash);
+                sample->password = password;
+                insertSampleCatalog(database, sample->account, sample->person);
+            }
+            return sample;
+        })
+        .map_error(text);
+}
+
+} // namespace localservice

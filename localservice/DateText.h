@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+/// Gives the present moment. Called from several threads.
+using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+using Day = std::chrono::year_month_day;
+/// Seconds since 1970, UTC.
+using Seconds = std::int64_t;
+/// Minutes since midnight, local time.
+using Minutes = int;
+
+/// Calendar day and clock time of a moment in the machine's zone.
+Day localDay(Seconds moment);
+Minutes localMinutes(Seconds moment);
+/// The moment of a local clock time on a day.
+Seconds momentOf(Day day, Minutes minutes);
+/// The IANA name of the machine's zone, "UTC" when it cannot be told.
+std::string localZoneName();
+
+/// The day of that number (1 = 1 January) in the year, if there is one.
+std::optional<Day> dayOfYear(int number, int year);
+
+std::string isoDayText(Day day);        ///< "2024-03-05"
+std::string longDayText(Day day);       ///< "Tue, 5 Mar 2024"
+std::string momentText(Seconds moment); ///< "Tue, 5 Mar 2024 08:15:00 +0000"
+std::string clockText(Minutes minutes); ///< "9:15am"
+std::string hoursText(Seconds seconds); ///< hours with up to four decimals, at least one: "1.5", "0.0833"
+
+/// Reads "Tue, 5 Mar 2024" (the week day may be missing or wrong) and "2024-03-05".
+std::optional<Day> readDay(std::string_view text);
+/// Reads the form of momentText, with any offset.
+std::optional<Seconds> readMoment(std::string_view text);
+/// Reads "9:15am", "09:15 AM" and "21:15".
+std::optional<Minutes> readClock(std::string_view text);
+/// Reads a number of hours, not negative, in decimal form.
+std::optional<double> readHours(std::string_view text);
+
+} // namespace localservice

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Http.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <tl/expected.hpp>
+
+namespace localservice {
+
+/// HTTP/1.1 over TCP. Each connection has a thread of a small pool, so the handler is called from several threads at
+/// once. Bodies are limited to 1 MiB, heads to 64 KiB, a whole request to 30 seconds.
+class HttpServer final
+{
+public:
+    using Handler = std::function<Reply(const Request&)>;
+
+    explicit HttpServer(Handler handler);
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    /// Listens on the numeric `address`; port 0 takes a free one. Answers the port, or why it is not to be had.
+    tl::expected<std::uint16_t, std::string> start(const std::string& address, std::uint16_t port);
+
+    /// Ends every connection, the ones in the middle of a reply too, and joins the threads. Harmless when not started.
+    void stop();
+
+private:
+    class Listener;
+    Handler m_handler;
+    std::unique_ptr<Listener> m_listener;
+};
+
+} // namespace localservice

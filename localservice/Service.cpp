@@ -1,0 +1,163 @@
+#include "Service.h"
+
+#include "Api.h"
+#include "HttpServer.h"
+#include "Storage.h"
+
+#include <arpa/inet.h>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <netinet/in.h>
+
+namespace localservice {
+
+class Service::State
+{
+public:
+    explicit State(Options options)
+        : m_options(std::move(options)), m_server([this](const Request& request) { return answer(request); })
+    {
+        if (!m_options.clock)
+            m_options.clock = [] { return std::chrono::system_clock::now(); };
+    }
+
+    Result<Database*> database()
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_database) {
+            auto opened = Database::open(m_options.dataFile);
+            if (!opened)
+                return tl::unexpected(opened.error());
+            m_database = std::move(*opened);
+            m_api = std::make_unique<Api>(m_database->storage(), m_options.clock);
+        }
+        return m_database.get();
+    }
+
+    Result<std::uint16_t> start()
+    {
+        if (!isLoopback(m_options.address))
+            return tl::unexpected("refusing to listen on " + m_options.address +
+                                  ": without encryption only loopback addresses are safe");
+        if (const auto opened = database(); !opened)
+            return tl::unexpected(opened.error());
+        auto port = m_server.start(m_options.address, m_options.port);
+        const std::lock_guard lock(m_mutex);
+        m_port = port.value_or(0);
+        return port;
+    }
+
+    void stop() { m_server.stop(); }
+
+    std::uint16_t port() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_port;
+    }
+
+    void script(const std::string& request, std::vector<Reply> replies)
+    {
+        const std::lock_guard lock(m_mutex);
+        auto& queue = m_scripts[request];
+        for (auto& reply : replies)
+            queue.push_back(std::move(reply));
+    }
+
+    std::vector<Request> requests() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_requests;
+    }
+
+    void forgetRequests()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_requests.clear();
+    }
+
+private:
+    Reply answer(const Request& request)
+    {
+        if (auto reply = scripted(request))
+            return std::move(*reply);
+        return m_api->answer(request);
+    }
+
+    std::optional<Reply> scripted(const Request& request)
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_options.recordRequests)
+            m_requests.push_back(request);
+        for (const auto& key :
+             {request.method + " " + request.target, request.method + " " + std::string(request.path())}) {
+            const auto found = m_scripts.find(key);
+            if (found == m_scripts.end() || found->second.empty())
+                continue;
+            Reply reply = std::move(found->second.front());
+            found->second.pop_front();
+            return reply;
+        }
+        return {};
+    }
+
+    Options m_options;
+    mutable std::mutex m_mutex;
+    std::unique_ptr<Database> m_database;
+    std::unique_ptr<Api> m_api;
+    std::map<std::string, std::deque<Reply>> m_scripts;
+    std::vector<Request> m_requests;
+    std::uint16_t m_port = 0;
+    // Last, so that its threads have ended before what they use goes.
+    HttpServer m_server;
+};
+
+bool Service::isLoopback(const std::string& address)
+{
+    in_addr four{};
+    if (::inet_pton(AF_INET, address.c_str(), &four) == 1)
+        return ntohl(four.s_addr) >> 24U == 127;
+    in6_addr six{};
+    return ::inet_pton(AF_INET6, address.c_str(), &six) == 1 && IN6_IS_ADDR_LOOPBACK(&six);
+}
+
+Service::Service(Options options) : m_state(std::make_unique<State>(std::move(options))) {}
+
+Service::~Service() = default;
+
+Result<std::uint16_t> Service::start()
+{
+    return m_state->start();
+}
+
+void Service::stop()
+{
+    m_state->stop();
+}
+
+Result<Database*> Service::database()
+{
+    return m_state->database();
+}
+
+std::string Service::url(const std::string& subdomain) const
+{
+    return "http://" + subdomain + ".localhost:" + std::to_string(m_state->port());
+}
+
+void Service::answer(const std::string& request, std::vector<Reply> replies)
+{
+    m_state->script(request, std::move(replies));
+}
+
+std::vector<Request> Service::requests() const
+{
+    return m_state->requests();
+}
+
+void Service::forgetRequests()
+{
+    m_state->forgetRequests();
+}
+
+} // namespace localservice

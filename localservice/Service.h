@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Database.h"
+#include "Http.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <tl/expected.hpp>
+#include <vector>
+
+namespace localservice {
+
+/// The timesheet service: HTTP on loopback over one data file.
+///
+/// Accounts are told apart by the first label of the host asked for ("acme.localhost:8787"). All calls are
+/// thread-safe; stopping ends open connections and takes well under a second whatever clients do.
+class Service final
+{
+public:
+    struct Options
+    {
+        std::string dataFile;
+        std::string address = "127.0.0.1"; ///< a numeric loopback address
+        std::uint16_t port = 0;            ///< 0 takes a free one
+        Clock clock = {};                  ///< the system's clock when empty
+        bool recordRequests = false;       ///< keep what `requests` answers, passwords included: for tests
+    };
+
+    /// Whether `address` is numeric and reaches this machine only. The service listens on no other.
+    static bool isLoopback(const std::string& address);
+
+    explicit Service(Options options);
+    ~Service();
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    /// Opens the data file, if that has not been done, and listens. Answers the port.
+    Result<std::uint16_t> start();
+    void stop();
+
+    /// Opens the data file alone, to fill it before the first request. It stays open until the service is destroyed.
+    Result<Database*> database();
+
+    /// The base URL of an account while the service runs: "http://acme.localhost:40123".
+    std::string url(const std::string& subdomain) const;
+
+    /// Scripts the next replies to `request`, a method and a target ("GET /daily/1/2013?slim=1"; without a query it
+    /// stands for the path with any). They are given in order, once each, before the service's own replies and without
+    /// asking who is there. More calls for the same request append.
+    void answer(const std::string& request, std::vector<Reply> replies);
+    /// Every request so far, in order of arrival, when they are recorded.
+    std::vector<Request> requests() const;
+    void forgetRequests();
+
+private:
+    class State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace localservice

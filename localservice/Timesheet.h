@@ -1,0 +1,88 @@
+#pragma once
+
+#include "Database.h"
+#include "Problem.h"
+#include "RequestBody.h"
+
+#include <optional>
+#include <string>
+#include <tl/expected.hpp>
+#include <vector>
+
+namespace localservice {
+
+/// Who sent a request, with what is needed of the account.
+struct Person
+{
+    Id id = 0;
+    Id account = 0;
+    std::string email;
+    std::string firstName;
+    std::string lastName;
+    bool admin = false;
+    double rate = 0;
+    std::string passwordHash;
+    std::string accountName;
+    std::string timezone;
+    bool timestampTimers = false;
+};
+
+/// One line of a timesheet.
+struct Entry
+{
+    Id id = 0;
+    Id person = 0;
+    Id project = 0;
+    Id task = 0;
+    std::string projectName;
+    std::string clientName;
+    std::string taskName;
+    Day day;
+    std::string notes;
+    Seconds base = 0;                    ///< time without the running timer
+    std::optional<Seconds> timerStarted; ///< set while the timer runs
+    std::optional<Minutes> startedAt;    ///< clock times, in accounts with timestamp timers
+    std::optional<Minutes> endedAt;
+    std::optional<std::string> lockedReason;
+    bool billed = false;
+    Seconds created = 0;
+    Seconds updated = 0;
+
+    /// Time with the running timer. A clock that was set back takes nothing away.
+    Seconds total(Seconds now) const { return base + (timerStarted && now > *timerStarted ? now - *timerStarted : 0); }
+};
+
+/// The entry, or why not. A stale synchronisation also carries the entry as it is.
+struct Refusal
+{
+    Problem problem;
+    std::optional<Entry> current = std::nullopt;
+};
+
+/// What one person may do with their entries. Each call is one transaction, in which starting a timer also stops the
+/// one that ran.
+class Timesheet final
+{
+public:
+    Timesheet(Storage& storage, const Person& person, Seconds now);
+
+    tl::expected<std::vector<Entry>, Problem> day(Day day);
+
+    /// With hours: a finished entry. Without, or with 0: a running timer. Accounts with timestamp timers go by start
+    /// and end time: a start without an end runs.
+    tl::expected<Entry, Problem> add(const RequestBody& body);
+    /// Stops the entry's timer if it runs, else starts it. The entry stays on its day.
+    tl::expected<Entry, Problem> toggle(Id id);
+    tl::expected<Entry, Problem> update(Id id, const RequestBody& body);
+    tl::expected<Id, Problem> remove(Id id);
+    /// Sets hours and timer state, unless the entry has changed since the update time that the request carries (409)
+    /// or is gone (410).
+    tl::expected<Entry, Refusal> synchronize(Id id, const RequestBody& body);
+
+private:
+    Storage& m_storage;
+    const Person& m_person;
+    const Seconds m_now;
+};
+
+} // namespace localservice
