@@ -1,0 +1,250 @@
+#include "SingleInstance.h"
+
+#include "Paths.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QFile>
+#include <QObject>
+#include <QSocketNotifier>
+#include <QVariantMap>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <optional>
+#include <utility>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kPatienceMilliseconds = 500;
+
+constexpr auto kName = "com.wrenfold.quillon"_L1;
+constexpr auto kPath = "/com/wrenfold/quillon"_L1;
+constexpr auto kInterface = "org.freedesktop.Application"_L1;
+
+/// What the first instance needs to be let in front (Startup Notification and XDG Activation).
+QVariantMap startupIds()
+{
+    QVariantMap ids;
+    if (const QString id = qEnvironmentVariable("DESKTOP_STARTUP_ID"); !id.isEmpty())
+        ids.insert(u"desktop-startup-id"_s, id);
+    if (const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN"); !token.isEmpty())
+        ids.insert(u"activation-token"_s, token);
+    return ids;
+}
+
+/// Whether there is a bus to connect to. Without this check libdbus would try to launch one.
+bool hasSessionBus()
+{
+    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        return true;
+    const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
+    return !folder.isEmpty() && access((folder + "/bus").constData(), F_OK) == 0;
+}
+
+class ApplicationObject final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    explicit ApplicationObject(std::function<void()> activated) : m_activated(std::move(activated)) {}
+
+public slots:
+    void Activate(const QVariantMap& platformData)
+    {
+        // Where Qt looks for the permission to raise a window.
+        const QString token = platformData.value(u"activation-token"_s).toString();
+        if (!token.isEmpty())
+            qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+        m_activated();
+    }
+    void Open(const QStringList&, const QVariantMap& platformData) { Activate(platformData); }
+    void ActivateAction(const QString&, const QVariantList&, const QVariantMap& platformData)
+    {
+        Activate(platformData);
+    }
+
+private:
+    const std::function<void()> m_activated;
+};
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int value) : m_value(value) {}
+    ~Descriptor()
+    {
+        if (m_value >= 0)
+            close(m_value);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int operator*() const { return m_value; }
+    explicit operator bool() const { return m_value >= 0; }
+
+private:
+    const int m_value;
+};
+
+std::optional<sockaddr_un> socketAddress(const QString& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray name = QFile::encodeName(path);
+    if (static_cast<std::size_t>(name.size()) >= sizeof address.sun_path)
+        return std::nullopt;
+    std::copy(name.begin(), name.end(), address.sun_path);
+    return address;
+}
+
+const sockaddr* generic(const sockaddr_un& address)
+{
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+} // namespace
+
+class SingleInstance::Claim
+{
+public:
+    virtual ~Claim() = default;
+    /// Empty: cannot be told this way.
+    virtual std::optional<bool> claim() = 0;
+};
+
+class SingleInstance::BusClaim final : public Claim
+{
+public:
+    explicit BusClaim(const std::function<void()>& activated) : m_object(activated) {}
+    ~BusClaim() override
+    {
+        if (!m_owner)
+            return;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.unregisterService(kName);
+        bus.unregisterObject(kPath);
+    }
+
+    std::optional<bool> claim() override
+    {
+        if (!hasSessionBus())
+            return std::nullopt;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.isConnected())
+            return std::nullopt;
+        // The object first: whoever sees the name may call it at once.
+        if (!bus.registerObject(kPath, &m_object, QDBusConnection::ExportAllSlots))
+            return std::nullopt;
+        // The owner may leave between our two steps; then its name is free.
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            m_owner = bus.registerService(kName);
+            if (m_owner)
+                return true;
+            QDBusMessage call = QDBusMessage::createMethodCall(kName, kPath, kInterface, u"Activate"_s);
+            call << startupIds();
+            call.setAutoStartService(false);
+            const QDBusMessage reply = bus.call(call, QDBus::Block, kPatienceMilliseconds);
+            if (reply.type() != QDBusMessage::ErrorMessage ||
+                reply.errorName() != "org.freedesktop.DBus.Error.ServiceUnknown"_L1)
+                break;
+        }
+        bus.unregisterObject(kPath);
+        return false;
+    }
+
+private:
+    ApplicationObject m_object;
+    bool m_owner = false;
+};
+
+class SingleInstance::SocketClaim final : public Claim
+{
+public:
+    explicit SocketClaim(std::function<void()> activated)
+        : m_activated(std::move(activated)), m_folder(runtimeFolder()),
+          // The kernel lets the lock go when its holder dies, however that happens.
+          m_lock(m_folder.isEmpty() ? -1
+                                    : open(QFile::encodeName(m_folder + "/quillon.lock"_L1).constData(),
+                                           O_RDWR | O_CREAT | O_CLOEXEC, 0600)),
+          m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+    {
+    }
+    ~SocketClaim() override
+    {
+        if (m_notifier)
+            unlink(socketPath().constData());
+    }
+
+    std::optional<bool> claim() override
+    {
+        const auto address = socketAddress(m_folder + "/quillon.socket"_L1);
+        if (!m_lock || !m_socket || !address)
+            return std::nullopt;
+        if (flock(*m_lock, LOCK_EX | LOCK_NB) != 0) {
+            tell(*address);
+            return false;
+        }
+        unlink(socketPath().constData());
+        if (bind(*m_socket, generic(*address), sizeof *address) == 0 && listen(*m_socket, 4) == 0) {
+            m_notifier.emplace(*m_socket, QSocketNotifier::Read);
+            QObject::connect(&*m_notifier, &QSocketNotifier::activated, &*m_notifier, [this] { accepted(); });
+        }
+        return true;
+    }
+
+private:
+    QByteArray socketPath() const { return QFile::encodeName(m_folder + "/quillon.socket"_L1); }
+
+    /// A connection is the whole message; its end is the receipt.
+    void tell(const sockaddr_un& address) const
+    {
+        if (connect(*m_socket, generic(address), sizeof address) != 0)
+            return;
+        pollfd end{*m_socket, POLLIN, 0};
+        poll(&end, 1, kPatienceMilliseconds);
+    }
+
+    void accepted() const
+    {
+        const Descriptor caller(accept4(*m_socket, nullptr, nullptr, SOCK_CLOEXEC));
+        if (caller)
+            m_activated();
+    }
+
+    const std::function<void()> m_activated;
+    const QString m_folder;
+    const Descriptor m_lock;
+    const Descriptor m_socket;
+    std::optional<QSocketNotifier> m_notifier;
+};
+
+SingleInstance::SingleInstance() = default;
+SingleInstance::~SingleInstance() = default;
+
+bool SingleInstance::claim(std::function<void()> activated)
+{
+    m_claim = std::make_unique<BusClaim>(activated);
+    std::optional<bool> first = m_claim->claim();
+    if (!first) {
+        m_claim = std::make_unique<SocketClaim>(std::move(activated));
+        first = m_claim->claim();
+    }
+    if (first != true)
+        m_claim.reset();
+    // Where neither way is open, running twice is better than not at all.
+    return first.value_or(true);
+}
+
+} // namespace platform
+
+#include "SingleInstance.moc"

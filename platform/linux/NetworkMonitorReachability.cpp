@@ -1,0 +1,71 @@
+// GLib first: Qt's keywords would break its headers.
+#include <gio/gio.h>
+
+#include "NetworkMonitorReachability.h"
+
+#include "../LoopbackNames.h"
+
+#include <QAbstractEventDispatcher>
+
+#include <utility>
+
+namespace platform {
+
+class NetworkMonitorReachability::Watch
+{
+public:
+    explicit Watch(std::function<void(bool)> changed)
+        : m_monitor(g_network_monitor_get_default()), m_changed(std::move(changed))
+    {
+        // Not `network-changed`: it repeats equal values with one backend and stays silent with the other.
+        for (const char* signal : {"notify::connectivity", "notify::network-available"})
+            g_signal_connect_swapped(m_monitor, signal, G_CALLBACK(&Watch::notified), this);
+        m_last = reachable();
+    }
+    ~Watch() { g_signal_handlers_disconnect_by_data(m_monitor, this); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    void report()
+    {
+        // A copy: the call may start another watch.
+        const auto changed = m_changed;
+        changed(m_last);
+    }
+
+private:
+    bool reachable() const { return g_network_monitor_get_connectivity(m_monitor) == G_NETWORK_CONNECTIVITY_FULL; }
+
+    static void notified(Watch* self)
+    {
+        if (const bool now = self->reachable(); now != std::exchange(self->m_last, now))
+            self->report();
+    }
+
+    GNetworkMonitor* m_monitor;
+    std::function<void(bool)> m_changed;
+    bool m_last = false;
+};
+
+NetworkMonitorReachability::NetworkMonitorReachability() = default;
+NetworkMonitorReachability::~NetworkMonitorReachability() = default;
+
+bool NetworkMonitorReachability::available()
+{
+    const QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+    return dispatcher && dispatcher->inherits("QEventDispatcherGlib");
+}
+
+bool NetworkMonitorReachability::watch(const QString& host, std::function<void(bool)> changed)
+{
+    m_watch.reset();
+    if (isLoopbackName(host)) {
+        changed(true);
+        return true;
+    }
+    m_watch = std::make_unique<Watch>(std::move(changed));
+    m_watch->report();
+    return true;
+}
+
+} // namespace platform

@@ -1,0 +1,303 @@
+// GLib first: Qt's keywords would break its headers. The search with options is not yet declared stable.
+#define SECRET_API_SUBJECT_TO_CHANGE
+#include <libsecret/secret.h>
+
+#include "SecretServiceStore.h"
+
+#include "../Run.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+using Secret = SecretStore::Result<std::optional<QByteArray>>;
+using Done = SecretStore::Result<void>;
+using Failure = SecretStore::Failure;
+
+constexpr std::chrono::seconds kPatience(2);
+
+// By its attributes alone: a search by the schema's name does not see items while they are locked.
+const SecretSchema kSchema = {"com.wrenfold.quillon",
+                              SECRET_SCHEMA_DONT_MATCH_NAME,
+                              {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                               {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                               {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                              0,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr};
+
+struct Key
+{
+    QByteArray service;
+    QByteArray account;
+};
+
+struct ErrorFree
+{
+    void operator()(GError* error) const { g_error_free(error); }
+};
+using Error = std::unique_ptr<GError, ErrorFree>;
+
+struct ValueUnref
+{
+    void operator()(SecretValue* value) const { secret_value_unref(value); }
+};
+using Value = std::unique_ptr<SecretValue, ValueUnref>;
+
+struct ListFree
+{
+    void operator()(GList* list) const { g_list_free_full(list, g_object_unref); }
+};
+using List = std::unique_ptr<GList, ListFree>;
+
+Failure failureOf(const GError& error)
+{
+    if (error.domain == SECRET_ERROR)
+        return error.code == SECRET_ERROR_IS_LOCKED ? Failure::Locked : Failure::Other;
+    if (error.domain == G_DBUS_ERROR) {
+        switch (error.code) {
+        case G_DBUS_ERROR_NO_REPLY:
+        case G_DBUS_ERROR_TIMEOUT:
+        case G_DBUS_ERROR_TIMED_OUT:
+            return Failure::TimedOut;
+        case G_DBUS_ERROR_SERVICE_UNKNOWN:
+        case G_DBUS_ERROR_NAME_HAS_NO_OWNER:
+        case G_DBUS_ERROR_NO_SERVER:
+        case G_DBUS_ERROR_DISCONNECTED:
+        case G_DBUS_ERROR_SPAWN_EXEC_FAILED:
+        case G_DBUS_ERROR_SPAWN_FORK_FAILED:
+        case G_DBUS_ERROR_SPAWN_CHILD_EXITED:
+        case G_DBUS_ERROR_SPAWN_CHILD_SIGNALED:
+        case G_DBUS_ERROR_SPAWN_FAILED:
+        case G_DBUS_ERROR_SPAWN_SERVICE_NOT_FOUND:
+            return Failure::NoService;
+        default:
+            return Failure::Other;
+        }
+    }
+    // There is no bus to ask.
+    if (error.domain == G_IO_ERROR)
+        return error.code == G_IO_ERROR_TIMED_OUT ? Failure::TimedOut : Failure::NoService;
+    return Failure::Other;
+}
+
+QByteArray bytes(SecretValue& value)
+{
+    gsize length = 0;
+    const gchar* data = secret_value_get(&value, &length);
+    return QByteArray(data, static_cast<qsizetype>(length));
+}
+
+/// Without a prompt.
+Secret search(const Key& key)
+{
+    GError* raised = nullptr;
+    const List found(secret_password_search_sync(&kSchema, SECRET_SEARCH_LOAD_SECRETS, nullptr, &raised, "service",
+                                                 key.service.constData(), "account", key.account.constData(), nullptr));
+    if (const Error error(raised); error)
+        return tl::unexpected(failureOf(*error));
+    if (!found)
+        return std::nullopt;
+    if (SECRET_IS_ITEM(found->data) && secret_item_get_locked(SECRET_ITEM(found->data)))
+        return tl::unexpected(Failure::Locked);
+    const Value value(secret_retrievable_retrieve_secret_sync(SECRET_RETRIEVABLE(found->data), nullptr, &raised));
+    if (const Error error(raised); error)
+        return tl::unexpected(failureOf(*error));
+    if (!value)
+        return tl::unexpected(Failure::Locked);
+    return bytes(*value);
+}
+
+/// With a prompt if need be, for as long as the person takes.
+Secret unlockAndSearch(const Key& key)
+{
+    GError* raised = nullptr;
+    const Value value(secret_password_lookup_binary_sync(&kSchema, nullptr, &raised, "service", key.service.constData(),
+                                                         "account", key.account.constData(), nullptr));
+    if (const Error error(raised); error)
+        return tl::unexpected(failureOf(*error));
+    if (value)
+        return bytes(*value);
+    // Either there is no such item, or the person would not unlock it.
+    return search(key);
+}
+
+Done write(const Key& key, const QByteArray& secret)
+{
+    const Value value(secret_value_new(secret.constData(), static_cast<gssize>(secret.size()), "text/plain"));
+    const QByteArray label = "Quillon: " + key.account;
+    GError* raised = nullptr;
+    secret_password_store_binary_sync(&kSchema, SECRET_COLLECTION_DEFAULT, label.constData(), value.get(), nullptr,
+                                      &raised, "service", key.service.constData(), "account", key.account.constData(),
+                                      nullptr);
+    if (const Error error(raised); error)
+        return tl::unexpected(failureOf(*error));
+    return {};
+}
+
+Done clear(const Key& key)
+{
+    GError* raised = nullptr;
+    secret_password_clear_sync(&kSchema, nullptr, &raised, "service", key.service.constData(), "account",
+                               key.account.constData(), nullptr);
+    if (const Error error(raised); error)
+        return tl::unexpected(failureOf(*error));
+    return {};
+}
+
+} // namespace
+
+/// Jobs that run one after another on a thread that lives while there are any.
+class SecretServiceStore::Lane : public std::enable_shared_from_this<Lane>
+{
+public:
+    void start(std::function<void()> job)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_jobs.push_back(std::move(job));
+        if (std::exchange(m_running, true))
+            return;
+        // Detached: it may be held up for good, and nothing may wait for it.
+        std::thread([self = shared_from_this()] { self->run(); }).detach();
+    }
+
+    /// Starts `job` and waits a while for its result.
+    template <class T>
+    Result<T> ask(std::function<Result<T>()> job)
+    {
+        struct Answer
+        {
+            std::mutex mutex;
+            std::condition_variable came;
+            std::optional<Result<T>> value;
+        };
+        const auto answer = std::make_shared<Answer>();
+        const bool heldUp = isHeldUp();
+        start([answer, job = std::move(job)] {
+            auto value = job();
+            const std::lock_guard lock(answer->mutex);
+            answer->value = std::move(value);
+            answer->came.notify_all();
+        });
+        std::unique_lock lock(answer->mutex);
+        // One long wait for a keyring that hangs is enough; later calls find out whether it has come round.
+        if (!heldUp && answer->came.wait_for(lock, kPatience, [&] { return answer->value.has_value(); }))
+            return *std::move(answer->value);
+        holdUp();
+        return tl::unexpected(Failure::TimedOut);
+    }
+
+    /// Whether a job that somebody has given up is still under way.
+    bool isHeldUp() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_running && m_heldUp;
+    }
+
+private:
+    void holdUp()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_heldUp = m_running;
+    }
+
+    void run()
+    {
+        std::unique_lock lock(m_mutex);
+        while (!m_jobs.empty()) {
+            const auto job = std::move(m_jobs.front());
+            m_jobs.pop_front();
+            lock.unlock();
+            job();
+            lock.lock();
+        }
+        m_running = false;
+        m_heldUp = false;
+    }
+
+    mutable std::mutex m_mutex;
+    std::deque<std::function<void()>> m_jobs;
+    bool m_running = false;
+    bool m_heldUp = false;
+};
+
+/// The way back from helper threads, closed when the store goes.
+struct SecretServiceStore::WayBack
+{
+    std::mutex mutex;
+    SecretServiceStore* store = nullptr;
+};
+
+SecretServiceStore::SecretServiceStore()
+    : m_reads(std::make_shared<Lane>()), m_writes(std::make_shared<Lane>()), m_prompts(std::make_shared<Lane>()),
+      m_wayBack(std::make_shared<WayBack>())
+{
+    m_wayBack->store = this;
+}
+
+SecretServiceStore::~SecretServiceStore()
+{
+    const std::lock_guard lock(m_wayBack->mutex);
+    m_wayBack->store = nullptr;
+}
+
+SecretServiceStore::Result<std::optional<QByteArray>> SecretServiceStore::lookup(const QString& service,
+                                                                                 const QString& account)
+{
+    if (m_reads->isHeldUp())
+        return tl::unexpected(Failure::TimedOut);
+    const Key key{service.toUtf8(), account.toUtf8()};
+    return m_reads->ask<std::optional<QByteArray>>([key] { return search(key); });
+}
+
+void SecretServiceStore::unlockAndLookup(const QString& service, const QString& account,
+                                         std::function<void(Result<std::optional<QByteArray>>)> done)
+{
+    const Key key{service.toUtf8(), account.toUtf8()};
+    const int number = m_asked++;
+    // Stays here, so that what it holds is only ever touched on the main thread.
+    m_waiting.emplace(number, std::move(done));
+    m_prompts->start([key, number, wayBack = m_wayBack] {
+        const auto secret = unlockAndSearch(key);
+        const std::lock_guard lock(wayBack->mutex);
+        if (!wayBack->store)
+            return;
+        Run::current().postToMain([wayBack, number, secret] {
+            if (SecretServiceStore* store = wayBack->store)
+                store->answer(number, secret);
+        });
+    });
+}
+
+void SecretServiceStore::answer(int number, const Result<std::optional<QByteArray>>& secret)
+{
+    if (const auto waiting = m_waiting.extract(number))
+        waiting.mapped()(secret);
+}
+
+SecretServiceStore::Result<void> SecretServiceStore::store(const QString& service, const QString& account,
+                                                           const QByteArray& secret)
+{
+    const Key key{service.toUtf8(), account.toUtf8()};
+    return m_writes->ask<void>([key, secret] { return write(key, secret); });
+}
+
+SecretServiceStore::Result<void> SecretServiceStore::remove(const QString& service, const QString& account)
+{
+    const Key key{service.toUtf8(), account.toUtf8()};
+    return m_writes->ask<void>([key] { return clear(key); });
+}
+
+} // namespace platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "../SecretStore.h"
+
+#include <map>
+#include <memory>
+
+namespace platform {
+
+/// The desktop's keyring through libsecret.
+///
+/// Every call is made on a helper thread, so that a keyring that hangs or asks the person keeps neither the main thread
+/// nor a quit waiting. A call that has begun is never cancelled: the keyring daemon does not survive that while it
+/// prompts.
+class SecretServiceStore final : public SecretStore
+{
+public:
+    SecretServiceStore();
+    ~SecretServiceStore() override;
+
+    Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
+    void unlockAndLookup(const QString& service, const QString& account,
+                         std::function<void(Result<std::optional<QByteArray>>)> done) override;
+    Result<void> store(const QString& service, const QString& account, const QByteArray& secret) override;
+    Result<void> remove(const QString& service, const QString& account) override;
+
+private:
+    class Lane;
+    struct WayBack;
+
+    void answer(int number, const Result<std::optional<QByteArray>>& secret);
+
+    // One after another in each lane. Shared with its thread, which may be left behind.
+    std::shared_ptr<Lane> m_reads;
+    std::shared_ptr<Lane> m_writes;
+    std::shared_ptr<Lane> m_prompts;
+    std::shared_ptr<WayBack> m_wayBack;
+    std::map<int, std::function<void(Result<std::optional<QByteArray>>)>> m_waiting;
+    int m_asked = 0;
+};
+
+} // namespace platform

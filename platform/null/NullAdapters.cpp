@@ -1,0 +1,54 @@
+#include "NullAdapters.h"
+
+#include "../LoopbackNames.h"
+#include "../Run.h"
+
+#include <QCursor>
+#include <QMenu>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+
+SecretStore::Result<std::optional<QByteArray>> NullSecretStore::lookup(const QString&, const QString&)
+{
+    return tl::unexpected(Failure::NoService);
+}
+
+void NullSecretStore::unlockAndLookup(const QString&, const QString&,
+                                      std::function<void(Result<std::optional<QByteArray>>)> done)
+{
+    Run::current().postToMain([done] { done(tl::unexpected(Failure::NoService)); });
+}
+
+SecretStore::Result<void> NullSecretStore::store(const QString&, const QString&, const QByteArray&)
+{
+    return tl::unexpected(Failure::NoService);
+}
+
+SecretStore::Result<void> NullSecretStore::remove(const QString&, const QString&)
+{
+    return tl::unexpected(Failure::NoService);
+}
+
+bool NullReachability::watch(const QString& host, std::function<void(bool)> changed)
+{
+    if (!isLoopbackName(host))
+        return false;
+    changed(true);
+    return true;
+}
+
+void NullUpdateFeed::check()
+{
+    m_alerts.show({u"Updates Not Set Up"_s,
+                   u"No update feed is set up for this copy of Quillon, so it cannot look for newer versions."_s,
+                   {u"OK"_s}});
+}
+
+void NullStatusItem::popUpMenu(QMenu& menu)
+{
+    menu.popup(QCursor::pos());
+}
+
+} // namespace platform

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "../Alerts.h"
+#include "../Desktop.h"
+#include "../Reachability.h"
+#include "../SecretStore.h"
+#include "../StatusItem.h"
+
+/// The last candidates: what is left where the desktop offers nothing. They fail in the way that each interface has for
+/// "cannot be done", so that callers need no check of their own.
+namespace platform {
+
+class NullSecretStore final : public SecretStore
+{
+public:
+    Result<std::optional<QByteArray>> lookup(const QString&, const QString&) override;
+    void unlockAndLookup(const QString&, const QString&,
+                         std::function<void(Result<std::optional<QByteArray>>)> done) override;
+    Result<void> store(const QString&, const QString&, const QByteArray&) override;
+    Result<void> remove(const QString&, const QString&) override;
+};
+
+class NullReachability final : public Reachability
+{
+public:
+    bool watch(const QString& host, std::function<void(bool)> changed) override;
+};
+
+/// Nobody can answer, so no answer comes.
+class NullAlerts final : public AlertPresenter
+{
+public:
+    void show(const Alert&, std::function<void(int)>) override {}
+};
+
+class NullDesktop final : public Desktop
+{
+public:
+    bool openUrl(const QUrl&) override { return false; }
+    void setShownInTaskBar(bool) override {}
+    void activate() override {}
+};
+
+/// Looks nowhere; says so when the person asks.
+class NullUpdateFeed final : public UpdateFeed
+{
+public:
+    explicit NullUpdateFeed(AlertPresenter& alerts) : m_alerts(alerts) {}
+
+    void setCheckIntervalSeconds(int) override {}
+    void checkInBackground() override {}
+    void check() override;
+
+private:
+    AlertPresenter& m_alerts;
+};
+
+/// Keeps the length, shows nothing.
+class NullStatusItem final : public StatusItem
+{
+public:
+    double thickness() const override { return 22; }
+    void setView(QWidget*) override {}
+    void setLength(double points) override { m_length = points; }
+    double length() const override { return m_length; }
+    void setEnabled(bool) override {}
+    void setToolTip(const QString&) override {}
+    void setDescription(const Description&) override {}
+    void popUpMenu(QMenu& menu) override;
+    void present() override {}
+
+private:
+    double m_length = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,125 @@
+#include "SystemEnvironment.h"
+
+#include "SystemTimeSource.h"
+#include "null/NullAdapters.h"
+
+#include <QtGlobal>
+
+#ifdef Q_OS_LINUX
+#include "linux/FloatingStrip.h"
+#include "linux/LinuxDesktop.h"
+#include "linux/MessageBoxAlerts.h"
+#include "linux/NetworkMonitorReachability.h"
+#include "linux/SecretServiceStore.h"
+#endif
+
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+/// One way to get a part of the environment. The first that is available is taken.
+template <class Part>
+struct Candidate
+{
+    bool (*available)();
+    std::unique_ptr<Part> (*make)(Environment&);
+};
+
+bool always()
+{
+    return true;
+}
+
+template <class Part, class Adapter>
+std::unique_ptr<Part> plain(Environment&)
+{
+    return std::make_unique<Adapter>();
+}
+
+constexpr Candidate<SecretStore> kSecretStores[] = {
+#ifdef Q_OS_LINUX
+    {always, plain<SecretStore, SecretServiceStore>},
+#endif
+    {always, plain<SecretStore, NullSecretStore>},
+};
+
+constexpr Candidate<Reachability> kReachabilities[] = {
+#ifdef Q_OS_LINUX
+    {NetworkMonitorReachability::available, plain<Reachability, NetworkMonitorReachability>},
+#endif
+    {always, plain<Reachability, NullReachability>},
+};
+
+constexpr Candidate<AlertPresenter> kAlertPresenters[] = {
+#ifdef Q_OS_LINUX
+    {MessageBoxAlerts::available, plain<AlertPresenter, MessageBoxAlerts>},
+#endif
+    {always, plain<AlertPresenter, NullAlerts>},
+};
+
+constexpr Candidate<Desktop> kDesktops[] = {
+#ifdef Q_OS_LINUX
+    {LinuxDesktop::available, plain<Desktop, LinuxDesktop>},
+#endif
+    {always, plain<Desktop, NullDesktop>},
+};
+
+constexpr Candidate<UpdateFeed> kUpdateFeeds[] = {
+    {always,
+     [](Environment& environment) -> std::unique_ptr<UpdateFeed> {
+         return std::make_unique<NullUpdateFeed>(environment.alerts());
+     }},
+};
+
+constexpr Candidate<StatusItem> kStatusItems[] = {
+#ifdef Q_OS_LINUX
+    {FloatingStrip::available, plain<StatusItem, FloatingStrip>},
+#endif
+    {always, plain<StatusItem, NullStatusItem>},
+};
+
+class SystemEnvironment final : public Environment
+{
+public:
+    explicit SystemEnvironment(InfoDictionary info) : m_info(std::move(info)) {}
+
+    InfoDictionary& info() override { return m_info; }
+    TimeSource& time() override { return m_time; }
+    SecretStore& secretStore() override { return first(m_secretStore, kSecretStores); }
+    Reachability& reachability() override { return first(m_reachability, kReachabilities); }
+    AlertPresenter& alerts() override { return first(m_alerts, kAlertPresenters); }
+    Desktop& desktop() override { return first(m_desktop, kDesktops); }
+    UpdateFeed& updateFeed() override { return first(m_updateFeed, kUpdateFeeds); }
+    StatusItem& statusItem() override { return first(m_statusItem, kStatusItems); }
+
+private:
+    template <class Part, std::size_t count>
+    Part& first(std::unique_ptr<Part>& part, const Candidate<Part> (&candidates)[count])
+    {
+        for (const auto& candidate : candidates) {
+            if (!part && candidate.available())
+                part = candidate.make(*this);
+        }
+        return *part;
+    }
+
+    InfoDictionary m_info;
+    SystemTimeSource m_time;
+    std::unique_ptr<SecretStore> m_secretStore;
+    std::unique_ptr<Reachability> m_reachability;
+    std::unique_ptr<AlertPresenter> m_alerts;
+    std::unique_ptr<Desktop> m_desktop;
+    std::unique_ptr<UpdateFeed> m_updateFeed;
+    std::unique_ptr<StatusItem> m_statusItem;
+};
+
+} // namespace
+
+std::unique_ptr<Environment> systemEnvironment(InfoDictionary info)
+{
+    return std::make_unique<SystemEnvironment>(std::move(info));
+}
+
+} // namespace platform
