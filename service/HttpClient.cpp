@@ -1,0 +1,291 @@
+#include "HttpClient.h"
+
+#include "platform/LoopbackNames.h"
+
+#include <QString>
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <mutex>
+
+namespace service {
+
+using namespace Qt::StringLiterals;
+using Steady = std::chrono::steady_clock;
+
+namespace {
+
+constexpr int mostRedirects = 5;
+
+template <auto function>
+struct FreeBy
+{
+    template <class T>
+    void operator()(T* object) const
+    {
+        function(object);
+    }
+};
+using Url = std::unique_ptr<CURLU, FreeBy<curl_url_cleanup>>;
+using HeaderList = std::unique_ptr<curl_slist, FreeBy<curl_slist_free_all>>;
+
+QString sentence(CURLcode code)
+{
+    switch (code) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return u"The address of the service was not found."_s;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return u"The address of the proxy was not found."_s;
+    case CURLE_COULDNT_CONNECT:
+        return u"The service could not be reached."_s;
+    case CURLE_OPERATION_TIMEDOUT:
+        return u"The service took too long to answer."_s;
+    case CURLE_GOT_NOTHING:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    case CURLE_PARTIAL_FILE:
+        return u"The connection to the service was lost."_s;
+    case CURLE_SSL_CONNECT_ERROR:
+        return u"A secure connection to the service could not be made."_s;
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return u"The service could not prove its identity."_s;
+    case CURLE_TOO_MANY_REDIRECTS:
+        return u"The service redirected the request too often."_s;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return u"The service redirected the request to an address that is not safe."_s;
+    case CURLE_FILESIZE_EXCEEDED:
+        return u"The answer of the service is too large."_s;
+    case CURLE_URL_MALFORMAT:
+        return u"The address of the service is not valid."_s;
+    default:
+        return QString::fromUtf8(curl_easy_strerror(code));
+    }
+}
+
+Error error(CURLcode code)
+{
+    return {HttpErrorDomain, code, sentence(code), {}};
+}
+
+/// What decides whether a redirect may be followed and credentials sent along.
+struct Origin
+{
+    QByteArray scheme;
+    QByteArray host;
+    int port = 0;
+
+    static std::optional<Origin> of(const QByteArray& address)
+    {
+        const Url url(curl_url());
+        if (curl_url_set(url.get(), CURLUPART_URL, address.constData(), 0) != CURLUE_OK)
+            return std::nullopt;
+        const auto part = [&url](CURLUPart which) {
+            char* text = nullptr;
+            curl_url_get(url.get(), which, &text, CURLU_DEFAULT_PORT);
+            const std::unique_ptr<char, FreeBy<curl_free>> owner(text);
+            return QByteArray(text).toLower();
+        };
+        return Origin{part(CURLUPART_SCHEME), part(CURLUPART_HOST), part(CURLUPART_PORT).toInt()};
+    }
+
+    bool isSecure() const { return scheme == "https"; }
+
+    /// The same host, or the same host's secure side.
+    bool mayHaveCredentialsOf(const Origin& first) const
+    {
+        if (host != first.host)
+            return false;
+        return (scheme == first.scheme && port == first.port) || (isSecure() && port == 443 && first.port == 80);
+    }
+};
+
+} // namespace
+
+/// One hop of a request.
+struct HttpClient::Exchange
+{
+    QByteArray url;
+    QByteArray host;
+    QByteArray method;
+    HttpHeaders headers;
+    const std::optional<QByteArray>& body;
+    bool sendsBody = false;
+    bool changesSomething = false;
+    std::chrono::milliseconds timeout{};
+    QByteArray& redirect; ///< where the reply leads on
+};
+
+class HttpClient::Handles
+{
+public:
+    Handles()
+    {
+        // Here and not at the start of the program, which should show its face first.
+        static std::once_flag initialized;
+        std::call_once(initialized, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+        multi.reset(curl_multi_init());
+        easy.reset(curl_easy_init());
+    }
+
+    std::unique_ptr<CURLM, FreeBy<curl_multi_cleanup>> multi;
+    std::unique_ptr<CURL, FreeBy<curl_easy_cleanup>> easy;
+};
+
+std::optional<QByteArray> HttpReply::header(const QByteArray& name) const
+{
+    const auto found = std::find_if(headers.rbegin(), headers.rend(), [&name](const auto& header) {
+        return header.first.compare(name, Qt::CaseInsensitive) == 0;
+    });
+    return found != headers.rend() ? std::optional(found->second) : std::nullopt;
+}
+
+HttpClient::HttpClient(std::chrono::milliseconds timeout) : m_timeout(timeout) {}
+
+HttpClient::~HttpClient() = default;
+
+HttpReply HttpClient::send(const HttpRequest& request, std::stop_token stop)
+{
+    if (!m_handles)
+        m_handles = std::make_unique<Handles>();
+    const auto fail = [](CURLcode code) {
+        HttpReply failed;
+        failed.error = error(code);
+        return failed;
+    };
+
+    const std::optional<Origin> first = Origin::of(request.url);
+    if (!first)
+        return fail(CURLE_URL_MALFORMAT);
+    const auto deadline = Steady::now() + m_timeout;
+    QByteArray redirect;
+    Exchange exchange{.url = request.url,
+                      .host = first->host,
+                      .method = request.body ? request.method : "GET",
+                      .headers = request.headers,
+                      .body = request.body,
+                      .sendsBody = request.body.has_value(),
+                      .changesSomething = request.changesSomething,
+                      .redirect = redirect};
+
+    // Redirects are followed here and not by the library, which cannot be told to stay with https once it was reached.
+    std::optional<Origin> origin = first;
+    for (int redirects = 0;; ++redirects) {
+        exchange.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Steady::now());
+        if (exchange.timeout.count() <= 0)
+            return fail(CURLE_OPERATION_TIMEDOUT);
+        HttpReply reply = sendOnce(exchange, stop);
+        const bool leadsOn = reply.status == 301 || reply.status == 302 || reply.status == 303 || reply.status == 307 ||
+                             reply.status == 308;
+        if (reply.error || !leadsOn || redirect.isEmpty())
+            return reply;
+
+        if (redirects == mostRedirects)
+            return fail(CURLE_TOO_MANY_REDIRECTS);
+        const std::optional<Origin> next = Origin::of(redirect);
+        if (!next || (next->scheme != "http" && next->scheme != "https") || (origin->isSecure() && !next->isSecure()))
+            return fail(CURLE_UNSUPPORTED_PROTOCOL);
+        if (!next->mayHaveCredentialsOf(*first)) {
+            std::erase_if(exchange.headers, [](const auto& header) {
+                return header.first.compare("Authorization", Qt::CaseInsensitive) == 0;
+            });
+        }
+        // As browsers do: only 307 and 308 repeat the request as it was.
+        if (reply.status < 307 && exchange.method != "GET") {
+            exchange.method = "GET";
+            exchange.sendsBody = false;
+        }
+        exchange.url = redirect;
+        exchange.host = next->host;
+        origin = next;
+    }
+}
+
+HttpReply HttpClient::sendOnce(const Exchange& exchange, std::stop_token stop)
+{
+    CURL* easy = m_handles->easy.get();
+    CURLM* multi = m_handles->multi.get();
+    const auto set = [easy](CURLoption option, auto value) { curl_easy_setopt(easy, option, value); };
+
+    HttpReply reply;
+    HeaderList headers;
+    const auto addHeader = [&headers](const QByteArray& line) {
+        if (curl_slist* longer = curl_slist_append(headers.get(), line.constData())) {
+            static_cast<void>(headers.release());
+            headers.reset(longer);
+        }
+    };
+    for (const auto& [name, value] : exchange.headers)
+        addHeader(name + ": " + value);
+    addHeader("Expect:"); // nobody waits for a "100 Continue" that some servers never send
+
+    curl_easy_reset(easy); // keeps the connections
+    set(CURLOPT_URL, exchange.url.constData());
+    set(CURLOPT_HTTPHEADER, headers.get());
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}); // later ones repeat refused requests by themselves
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeout.count()));
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
+    set(CURLOPT_FRESH_CONNECT, long{exchange.changesSomething});
+    set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{largestBody});
+    if (platform::isLoopbackName(QString::fromUtf8(exchange.host)))
+        set(CURLOPT_PROXY, "");
+    if (exchange.sendsBody) {
+        set(CURLOPT_POSTFIELDS, exchange.body->constData());
+        set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{exchange.body->size()});
+        if (exchange.method != "POST")
+            set(CURLOPT_CUSTOMREQUEST, exchange.method.constData());
+    }
+    using Write = size_t (*)(char*, size_t, size_t, void*);
+    bool tooLarge = false;
+    std::pair sink(&reply.body, &tooLarge);
+    set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
+    set(CURLOPT_WRITEFUNCTION, static_cast<Write>([](char* data, size_t, size_t size, void* where) -> size_t {
+            auto& [body, large] = *static_cast<decltype(sink)*>(where);
+            if (body->size() + static_cast<qsizetype>(size) > largestBody) {
+                *large = true;
+                return 0;
+            }
+            body->append(data, static_cast<qsizetype>(size));
+            return size;
+        }));
+
+    CURLcode code = CURLE_ABORTED_BY_CALLBACK;
+    curl_multi_add_handle(multi, easy);
+    {
+        const std::stop_callback wakeUp(stop, [multi] { curl_multi_wakeup(multi); });
+        for (int running = 1; !stop.stop_requested();) {
+            curl_multi_perform(multi, &running);
+            if (running == 0)
+                break;
+            curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+        }
+    }
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        if (message->msg == CURLMSG_DONE)
+            code = message->data.result;
+    }
+
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    reply.status = static_cast<int>(status);
+    curl_header* header = nullptr;
+    while ((header = curl_easy_nextheader(easy, CURLH_HEADER, -1, header)))
+        reply.headers.emplace_back(header->name, header->value);
+    char* redirect = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_REDIRECT_URL, &redirect);
+    exchange.redirect = redirect;
+    curl_multi_remove_handle(multi, easy);
+
+    if (tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
+        reply.body.clear();
+        code = CURLE_FILESIZE_EXCEEDED;
+    }
+    if (code != CURLE_OK)
+        reply.error = error(code);
+    return reply;
+}
+
+} // namespace service

@@ -1,0 +1,264 @@
+#include "QuillonApi.h"
+
+#include "QuillonCacheVersionNetworkOperation.h"
+#include "QuillonCompanyNetworkOperation.h"
+#include "QuillonStopIdleTimerOperation.h"
+
+#include "model/Company.h"
+#include "model/DayEntry.h"
+#include "model/Host.h"
+#include "model/User.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "platform/TimeSource.h"
+#include "settings/QuillonPreferences.h"
+#include "store/Context.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace service {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr std::size_t mostRequests = 36;
+constexpr milliseconds window = 15s;
+constexpr milliseconds margin = 1s;
+
+} // namespace
+
+QuillonApi::QuillonApi()
+    : m_run(platform::Run::current()), m_time(m_run.environment().time()),
+      m_userCredentials(settings::QuillonPreferences::sharedPreferences()),
+      m_userAgent("QuillonX " + m_run.environment().info().string("CFBundleVersion"_L1).toUtf8())
+{
+}
+
+QuillonApi::~QuillonApi()
+{
+    stop();
+}
+
+QuillonApi& QuillonApi::sharedApi()
+{
+    return platform::Run::current().shared<QuillonApi>();
+}
+
+model::Company* QuillonApi::company()
+{
+    if (!m_company)
+        m_company = model::Company::findOrCreateCompany(m_userCredentials.url());
+    return m_company.get();
+}
+
+void QuillonApi::requestCompany()
+{
+    add(std::make_unique<QuillonCompanyNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml,
+                                                         m_userCredentials),
+        delegate());
+}
+
+void QuillonApi::requestCompanyCacheVersion()
+{
+    add(std::make_unique<QuillonCacheVersionNetworkOperation>(u"/daily?slim=1"_s, nullptr, m_userCredentials),
+        delegate());
+}
+
+void QuillonApi::requestDailyTimesheetForDate(QDate date, bool andRefresh)
+{
+    const QString path =
+        u"/daily/%1/%2%3"_s.arg(date.dayOfYear()).arg(date.year()).arg(andRefresh ? u""_s : u"?slim=1"_s);
+    auto operation = std::make_unique<QuillonNetworkOperation>(path, &model::DayEntry::parseXml, m_userCredentials);
+    operation->setNotificationSelector(
+        {"requestDailyTimesheetDidSucceed"_L1, &OutcomeReceiver::requestDailyTimesheetDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"requestDailyTimesheetDidFailWithError"_L1, &OutcomeReceiver::requestDailyTimesheetDidFailWithError});
+    add(std::move(operation), delegate());
+}
+
+void QuillonApi::requestUser(const QString& userId)
+{
+    auto operation =
+        std::make_unique<QuillonNetworkOperation>("/people/"_L1 + userId, &model::User::parseXml, m_userCredentials);
+    operation->setNotificationSelector({"requestUserDidSucceed"_L1, &OutcomeReceiver::requestUserDidSucceed});
+    add(std::move(operation), delegate());
+}
+
+void QuillonApi::startNewTimer(model::DayEntry& entry)
+{
+    startNewTimer(entry, delegate());
+}
+
+void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify)
+{
+    auto operation = std::make_unique<QuillonNetworkOperation>(u"/daily/add"_s, entry.toXml(),
+                                                               &model::DayEntry::parseXml, m_userCredentials);
+    operation->setNotificationSelector({"startNewTimerDidSucceed"_L1, &OutcomeReceiver::startNewTimerDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"startNewTimerDidFailWithError"_L1, &OutcomeReceiver::startNewTimerDidFailWithError});
+    add(std::move(operation), andNotify);
+}
+
+void QuillonApi::toggleTimer(const model::DayEntry& entry)
+{
+    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/timer/"_L1 + entry.idString(),
+                                                               &model::DayEntry::parseXml, m_userCredentials);
+    operation->setChangesSomething(true);
+    operation->setNotificationSelector({"toggleTimerDidSucceed"_L1, &OutcomeReceiver::toggleTimerDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"toggleTimerDidFailWithError"_L1, &OutcomeReceiver::toggleTimerDidFailWithError});
+    add(std::move(operation), delegate());
+    requestDailyTimesheetForDate(entry.spentAt().toLocalTime().date());
+}
+
+void QuillonApi::updateTimer(model::DayEntry& entry)
+{
+    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/update/"_L1 + entry.idString(), entry.toXml(),
+                                                               &model::DayEntry::parseXml, m_userCredentials);
+    operation->setNotificationSelector({"updateTimerDidSucceed"_L1, &OutcomeReceiver::updateTimerDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"updateTimerDidFailWithError"_L1, &OutcomeReceiver::updateTimerDidFailWithError});
+    add(std::move(operation), delegate());
+}
+
+void QuillonApi::deleteTimer(const model::DayEntry& entry)
+{
+    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/delete/"_L1 + entry.idString(),
+                                                               &model::DayEntry::parseXml, m_userCredentials);
+    operation->setHttpMethod("DELETE"); // has no body, so it goes out as the GET that this address of the service wants
+    operation->setChangesSomething(true);
+    operation->setNotificationSelector({"deleteTimerDidSucceed"_L1, &OutcomeReceiver::deleteTimerDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"deleteTimerDidFailWithError"_L1, &OutcomeReceiver::deleteTimerDidFailWithError});
+    add(std::move(operation), delegate());
+}
+
+void QuillonApi::correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt)
+{
+    entry.setHours(std::max(entry.hours().value_or(0) - withIdleTime / 60 / 60, 0.0));
+    entry.setTimerStarted({});
+    auto operation = std::make_unique<QuillonStopIdleTimerOperation>(entry, andUpdatedAt, m_userCredentials);
+    operation->setNotificationSelector({"correctIdleTimerDidSucceed"_L1, &OutcomeReceiver::correctIdleTimerDidSucceed});
+    operation->setErrorNotificationSelector(
+        {"correctIdleTimerDidFailWithError"_L1, &OutcomeReceiver::correctIdleTimerDidFailWithError});
+    add(std::move(operation), delegate());
+}
+
+void QuillonApi::authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate)
+{
+    add(std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml, m_userCredentials),
+        delegate);
+}
+
+void QuillonApi::add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* delegate)
+{
+    operation->setNotificationDelegate(delegate);
+    operation->setMergeDelegate(this);
+    addOperation(std::move(operation));
+}
+
+void QuillonApi::addOperation(std::unique_ptr<QuillonNetworkOperation> operation)
+{
+    if (m_stopped)
+        return;
+    ++m_operationCount;
+    m_held.push_back(std::move(operation));
+    if (m_userCredentials.isPasswordLoaded())
+        release();
+    else if (m_held.size() == 1)
+        m_run.postToMain([this] { release(); });
+}
+
+void QuillonApi::release()
+{
+    if (m_stopped)
+        return;
+    // The keyring answers on this thread only, and not always at once.
+    m_userCredentials.password();
+    {
+        const std::lock_guard lock(m_queueMutex);
+        for (auto& operation : m_held)
+            m_queue.push_back(std::move(operation));
+    }
+    m_held.clear();
+    m_queued.notify_one();
+    if (!m_worker.joinable())
+        m_worker = std::jthread([this](const std::stop_token& stop) { work(stop); });
+}
+
+void QuillonApi::work(const std::stop_token& stop)
+{
+    HttpClient http;
+    for (;;) {
+        std::unique_ptr<QuillonNetworkOperation> operation;
+        {
+            std::unique_lock lock(m_queueMutex);
+            if (!m_queued.wait(lock, stop, [this] { return !m_queue.empty(); }))
+                return;
+            operation = std::move(m_queue.front());
+            m_queue.pop_front();
+        }
+        operation->attach(*this, http, stop);
+        operation->main();
+    }
+}
+
+void QuillonApi::stop()
+{
+    m_stopped = true;
+    m_held.clear();
+    if (m_worker.joinable()) {
+        m_worker.request_stop();
+        m_worker.join();
+    }
+    m_queue.clear();
+    m_operationCount = 0;
+}
+
+void QuillonApi::trimRequestHistory()
+{
+    const auto now = m_time.now();
+    while (!m_requestHistory.empty() && std::chrono::abs(m_requestHistory.front() - now) > window)
+        m_requestHistory.pop_front();
+}
+
+std::optional<milliseconds> QuillonApi::currentThrottleWait()
+{
+    trimRequestHistory();
+    if (m_requestHistory.size() < mostRequests)
+        return std::nullopt;
+    const auto untilOldestLeaves = std::chrono::abs(m_requestHistory.front() - (m_time.now() - window));
+    return std::chrono::ceil<milliseconds>(untilOldestLeaves) + margin;
+}
+
+void QuillonApi::newRequestStarted()
+{
+    m_requestHistory.push_back(m_time.now());
+}
+
+void QuillonApi::requestCompleted()
+{
+    if (m_operationCount > 0)
+        --m_operationCount;
+    if (m_operationCount > 0)
+        return;
+    if (OutcomeReceiver* receiver = delegate())
+        receiver->allRequestsProcessed();
+}
+
+void QuillonApi::mergeChanges(std::shared_ptr<const store::ChangeSet> changes)
+{
+    m_run.postToMain([this, changes = std::move(changes)] {
+        OutcomeReceiver* receiver = delegate();
+        if (!receiver)
+            receiver = dynamic_cast<OutcomeReceiver*>(model::Host::current());
+        if (receiver)
+            receiver->mergeRequired(changes);
+    });
+}
+
+} // namespace service

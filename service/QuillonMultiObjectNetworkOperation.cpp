@@ -1,0 +1,36 @@
+#include "QuillonMultiObjectNetworkOperation.h"
+
+namespace service {
+
+QuillonMultiObjectNetworkOperation::QuillonMultiObjectNetworkOperation(
+    const QString& url, const QStringList& ids, model::XmlImport objectType,
+    const settings::QuillonPreferences& usingCredentials)
+    : QuillonNetworkOperation(url, objectType, usingCredentials), m_path(url), m_multipleIDs(ids)
+{
+}
+
+void QuillonMultiObjectNetworkOperation::makeRequest()
+{
+    bool isFirst = true;
+    for (const QString& id : m_multipleIDs) {
+        if (!isFirst)
+            waitForThrottle();
+        isFirst = false;
+        if (isStopped())
+            return;
+        const HttpRequest sent = request(m_path + u'/' + id, std::nullopt);
+        HttpReply reply = doRequest(sent);
+        if (!retryIfUnavailable(sent, reply))
+            return;
+        processResponse(reply);
+        if (reply.body == QuillonAuthenticationFailed) {
+            tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationFailed(); });
+            break;
+        }
+        tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationSucceeded(); });
+        parseIntoCompany(reply.body);
+    }
+    tellSuccess();
+}
+
+} // namespace service

@@ -1,0 +1,250 @@
+#include "QuillonNetworkOperation.h"
+
+#include "Base64.h"
+#include "QuillonApi.h"
+
+#include "model/Company.h"
+#include "model/Host.h"
+#include "platform/Run.h"
+#include "platform/TimeSource.h"
+#include "store/Context.h"
+
+#include <QStringDecoder>
+
+#include <charconv>
+#include <mutex>
+#include <utility>
+
+namespace service {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto patience = 300s;
+
+/// Null when the bytes are no UTF-8.
+QByteArray decoded(const QByteArray& data)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder(data);
+    Q_UNUSED(text)
+    return decoder.hasError() ? QByteArray() : data;
+}
+
+} // namespace
+
+QuillonNetworkOperation::QuillonNetworkOperation(const QString& url, const std::optional<QByteArray>& postData,
+                                                 model::XmlImport objectType,
+                                                 const settings::QuillonPreferences& usingCredentials)
+    : m_url(url), m_postData(postData), m_credentials(usingCredentials), m_target(objectType),
+      m_httpMethod(postData ? "POST" : "GET")
+{
+}
+
+QuillonNetworkOperation::QuillonNetworkOperation(const QString& url, model::XmlImport objectType,
+                                                 const settings::QuillonPreferences& usingCredentials)
+    : QuillonNetworkOperation(url, std::nullopt, objectType, usingCredentials)
+{
+}
+
+QuillonNetworkOperation::~QuillonNetworkOperation() = default;
+
+void QuillonNetworkOperation::attach(QuillonApi& api, HttpClient& http, std::stop_token stop)
+{
+    m_api = &api;
+    m_http = &http;
+    m_stop = std::move(stop);
+    m_snapshot = m_credentials.credentials();
+}
+
+void QuillonNetworkOperation::main()
+{
+    if (isStopped())
+        return;
+    waitForThrottle();
+    makeRequestWithPostData(m_postData);
+    notifyComplete();
+}
+
+void QuillonNetworkOperation::waitForThrottle()
+{
+    // Held while asleep: whoever comes later waits behind.
+    const std::lock_guard lock(m_api->requestHistoryMutex());
+    if (const auto wait = m_api->currentThrottleWait())
+        m_api->time().sleepFor(*wait, m_stop);
+    m_api->newRequestStarted();
+}
+
+void QuillonNetworkOperation::notifyComplete()
+{
+    const std::lock_guard lock(m_api->requestHistoryMutex());
+    m_api->run().postToMain([api = m_api] { api->requestCompleted(); });
+}
+
+void QuillonNetworkOperation::makeRequest()
+{
+    makeRequestWithPostData(std::nullopt);
+}
+
+void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteArray>& postData)
+{
+    if (isStopped())
+        return;
+    const HttpRequest sent = request(m_url, postData);
+    HttpReply reply = doRequest(sent);
+    if (!retryIfUnavailable(sent, reply))
+        return;
+
+    const QByteArray body = decoded(reply.body);
+    if (!isAuthenticationError(body) && reply.error) {
+        tellFailure(reply.error);
+        return;
+    }
+    processResponse(reply);
+    if (isAuthenticationError(body)) {
+        tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationFailed(); });
+        return;
+    }
+    tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationSucceeded(); });
+    std::optional<Error> error;
+    if (isApplicationError(body, reply.status, error))
+        tellFailure(error);
+    parseWithTarget(body);
+}
+
+HttpRequest QuillonNetworkOperation::request(const QString& path, const std::optional<QByteArray>& postData) const
+{
+    HttpRequest request;
+    request.url = (m_snapshot.fullUrl + path).toUtf8();
+    setUpHeaders(request);
+    setUpAuthentication(request);
+    if (postData) {
+        request.body = postData;
+        request.method = m_httpMethod.isEmpty() ? QByteArray("GET") : m_httpMethod;
+    }
+    request.changesSomething = postData || m_changesSomething;
+    return request;
+}
+
+void QuillonNetworkOperation::setUpHeaders(HttpRequest& request) const
+{
+    request.headers.emplace_back("Content-Type", "application/xml");
+    request.headers.emplace_back("Accept", "application/xml");
+    request.headers.emplace_back("User-Agent", m_api->userAgent());
+}
+
+void QuillonNetworkOperation::setUpAuthentication(HttpRequest& request) const
+{
+    const QByteArray text = (m_snapshot.email + u':' + m_snapshot.password).toUtf8();
+    request.headers.emplace_back("Authorization", "Basic " + encodeBase64WithNewlines(text, false).toLatin1());
+}
+
+HttpReply QuillonNetworkOperation::doRequest(const HttpRequest& request)
+{
+    return m_http->send(request, m_stop);
+}
+
+bool QuillonNetworkOperation::retryIfUnavailable(const HttpRequest& request, HttpReply& reply)
+{
+    if ((reply.status == 502 || reply.status == 503) && m_api->time().sleepFor(patience, m_stop))
+        reply = m_http->send(request, m_stop);
+    return !isStopped();
+}
+
+bool QuillonNetworkOperation::isAuthenticationError(const QByteArray& body)
+{
+    return body == QuillonAuthenticationFailed || body.startsWith("<!DOCTYPE html>");
+}
+
+bool QuillonNetworkOperation::isApplicationError(const QByteArray& body, int withStatus, std::optional<Error>& error)
+{
+    if (withStatus != 500)
+        return false;
+    // A body that is no XML explains nothing.
+    error = QuillonError::parseXml(body).value_or(std::nullopt);
+    return true;
+}
+
+std::optional<qint64> QuillonNetworkOperation::cacheVersion(const HttpReply& response)
+{
+    const std::optional<QByteArray> text = response.header(QuillonCompanyCacheVersionKey.data());
+    if (!text)
+        return std::nullopt;
+    const QByteArray digits = text->trimmed();
+    qint64 version = 0;
+    std::from_chars(digits.begin(), digits.end(), version); // what is no number counts as zero
+    return version;
+}
+
+void QuillonNetworkOperation::processResponse(const HttpReply& response)
+{
+    if (const auto version = cacheVersion(response))
+        tellDelegate([=](OutcomeReceiver& delegate) { delegate.gotQuillonCompanyCacheVersion(*version); });
+}
+
+bool QuillonNetworkOperation::parseWithTarget(const QByteArray& body)
+{
+    if (!m_target)
+        return true;
+    parseIntoCompany(body);
+    tellSuccess();
+    return true;
+}
+
+void QuillonNetworkOperation::parseIntoCompany(const QByteArray& body)
+{
+    store::Context* context = managedObjectContext();
+    if (!context || !m_target)
+        return;
+    model::Company& company = model::Company::findOrCreateCompany(m_snapshot.url, *context);
+    // A reply that cannot be read changes nothing, and is told to nobody: the next refresh brings the same again.
+    static_cast<void>(m_target(body, company, *context));
+}
+
+store::Context* QuillonNetworkOperation::managedObjectContext()
+{
+    if (m_managedObjectContext)
+        return m_managedObjectContext.get();
+    model::Host* host = model::Host::current();
+    auto coordinator = host ? host->coordinator() : nullptr;
+    if (!coordinator)
+        return nullptr;
+    m_managedObjectContext =
+        std::make_unique<store::Context>(std::move(coordinator), store::MergePolicy::PropertyObjectTrump);
+    if (m_mergeDelegate) {
+        m_managedObjectContext->setDidSave(
+            [delegate = m_mergeDelegate](std::shared_ptr<const store::ChangeSet> changes) {
+                delegate->mergeChanges(std::move(changes));
+            });
+    }
+    return m_managedObjectContext.get();
+}
+
+void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)> outcome)
+{
+    if (!m_notificationDelegate.isSet())
+        return;
+    m_api->run().postToMain([delegate = m_notificationDelegate, outcome = std::move(outcome)] {
+        if (OutcomeReceiver* receiver = delegate.get())
+            outcome(*receiver);
+    });
+}
+
+void QuillonNetworkOperation::tellSuccess()
+{
+    if (m_notificationSelector)
+        tellDelegate([selector = m_notificationSelector](OutcomeReceiver& delegate) { (delegate.*selector.method)(); });
+}
+
+void QuillonNetworkOperation::tellFailure(const std::optional<Error>& error)
+{
+    if (m_errorNotificationSelector) {
+        tellDelegate([selector = m_errorNotificationSelector, error](OutcomeReceiver& delegate) {
+            (delegate.*selector.method)(error);
+        });
+    }
+}
+
+} // namespace service
