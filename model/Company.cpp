@@ -1,1 +1,222 @@
 #include "Company.h"
+
+#include "Client.h"
+#include "DateComparisons.h"
+#include "DayEntry.h"
+#include "Host.h"
+#include "Project.h"
+#include "Task.h"
+#include "User.h"
+#include "Xml.h"
+
+#include "settings/Keys.h"
+#include "settings/UserDefaults.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace model {
+
+using Operator = store::Condition::Operator;
+
+std::optional<std::int64_t> Company::cacheVersion() const
+{
+    if (store::isNull(value("cacheVersion")))
+        return std::nullopt;
+    return integer("cacheVersion");
+}
+
+void Company::setCacheVersion(std::optional<std::int64_t> cacheVersion)
+{
+    setValue("cacheVersion", cacheVersion ? store::Value(*cacheVersion) : store::Value());
+}
+
+std::vector<DayEntry*> Company::dayEntries() const
+{
+    return members<DayEntry>("dayEntries");
+}
+
+std::vector<Project*> Company::projects() const
+{
+    return members<Project>("projects");
+}
+
+std::vector<Task*> Company::tasks() const
+{
+    return members<Task>("tasks");
+}
+
+std::vector<User*> Company::users() const
+{
+    return members<User>("users");
+}
+
+std::vector<Client*> Company::clients() const
+{
+    return members<Client>("clients");
+}
+
+Company* Company::findBySubdomain(const QString& subdomain, store::Context& context)
+{
+    return fetchFirst<Company>(context, store::where("subdomain", textValue(subdomain)));
+}
+
+Company* Company::findBySubdomain(const QString& subdomain)
+{
+    store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
+    return context ? findBySubdomain(subdomain, *context) : nullptr;
+}
+
+Company& Company::findOrCreateCompany(const QString& subdomain, store::Context& context)
+{
+    if (Company* company = findBySubdomain(subdomain, context))
+        return *company;
+    auto& company = static_cast<Company&>(context.insert(entityName));
+    company.setSubdomain(subdomain);
+    saveWithErrorReporting(context);
+    return company;
+}
+
+Company* Company::findOrCreateCompany(const QString& subdomain)
+{
+    store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
+    return context ? &findOrCreateCompany(subdomain, *context) : nullptr;
+}
+
+tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QString& subdomain, const QByteArray& fromXml,
+                                                                    store::Context& context)
+{
+    const auto document = xml::Document::parse(fromXml);
+    if (!document)
+        return tl::unexpected(document.error());
+    Company& company = findOrCreateCompany(subdomain, context);
+    const xml::Element root = document->root();
+    const xml::Element account = root.name() == "hash" ? root.child("user") : xml::Element();
+    // Another document, such as one that tells of an error, describes no account: what is known stays.
+    if (!account)
+        return &company;
+
+    company.setTimestampTimers(account.descendant("timestamp-timers").isTrue());
+    company.setTimezone(account.descendant("timezone").text());
+    company.setIsAdminUser(account.descendant("admin").isTrue());
+    company.setUserId(account.descendant("id").text());
+
+    auto& user = company.findOrCreateById<User>(company.userId(), context);
+    if (user.email().isEmpty())
+        user.setEmail(settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCEmailKey));
+    user.setCompany(&company);
+    saveWithErrorReporting(context);
+    return &company;
+}
+
+store::Object* Company::findObject(std::string_view entity, const QString& idString, store::Context& context) const
+{
+    // The own one first: it is looked up by an index, and is meant nearly always.
+    const store::Predicate hasId = store::where("idString", textValue(idString));
+    if (store::Object* own = context.fetchFirst({std::string(entity), store::where("company", this) && hasId, {}, 1}))
+        return own;
+    return context.fetchFirst({std::string(entity), hasId, {}, 1});
+}
+
+QuillonObject& Company::findOrCreateById(const QString& idString, store::Context& context, std::string_view entity)
+{
+    if (store::Object* found =
+            context.fetchFirst({std::string(entity),
+                                store::where("company", this) && store::where("idString", textValue(idString)),
+                                {},
+                                1}))
+        return static_cast<QuillonObject&>(*found);
+    auto& made = static_cast<QuillonObject&>(context.insert(entity));
+    made.setIdString(idString);
+    made.setToOne("company", this);
+    return made;
+}
+
+QuillonObject& Company::findOrCreateByName(const QString& name, store::Context& context, std::string_view entity)
+{
+    if (store::Object* found = context.fetchFirst(
+            {std::string(entity), store::where("company", this) && store::where("name", textValue(name)), {}, 1}))
+        return static_cast<QuillonObject&>(*found);
+    auto& made = static_cast<QuillonObject&>(context.insert(entity));
+    made.setString("name", name);
+    made.setToOne("company", this);
+    return made;
+}
+
+std::vector<DayEntry*> Company::dayEntriesForDate(QDate date, store::Context& context) const
+{
+    if (!date.isValid())
+        return {};
+    std::vector<DayEntry*> entries;
+    for (store::Object* object : context.fetch(
+             {DayEntry::entityName,
+              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, startOfDay(date)) &&
+                  store::where("spentAt", Operator::Less, startOfDay(date.addDays(1))) &&
+                  store::where("idString", Operator::NotEqual, DayEntry::newEntryId),
+              {{"idString"}, {"timerStarted"}}}))
+        entries.push_back(static_cast<DayEntry*>(object));
+    return entries;
+}
+
+std::vector<DayEntry*> Company::dayEntriesForDate(QDate date) const
+{
+    return dayEntriesForDate(date, context());
+}
+
+double Company::numberTotalForDate(QDate date) const
+{
+    const std::vector<DayEntry*> entries = dayEntriesForDate(date);
+    return std::accumulate(entries.begin(), entries.end(), 0.0,
+                           [](double sum, const DayEntry* entry) { return sum + entry->hours().value_or(0); });
+}
+
+namespace {
+
+DayEntry* firstRunning(const std::vector<DayEntry*>& entries)
+{
+    const auto running =
+        std::find_if(entries.begin(), entries.end(), [](DayEntry* entry) { return entry->isRunning(); });
+    return running == entries.end() ? nullptr : *running;
+}
+
+} // namespace
+
+DayEntry* Company::mostRecentDayEntry() const
+{
+    const std::vector<DayEntry*> entries = dayEntriesForDate(localDay(now()));
+    if (DayEntry* running = firstRunning(entries))
+        return running;
+    // Of several that are equally recent the last; one without a date is the oldest.
+    DayEntry* recent = nullptr;
+    for (DayEntry* entry : entries) {
+        const QDateTime updated = entry->updatedAt();
+        if (!recent || !recent->updatedAt().isValid() || (updated.isValid() && updated >= recent->updatedAt()))
+            recent = entry;
+    }
+    return recent ? recent : mostRecentRunningDayEntryFromYesterday();
+}
+
+DayEntry* Company::mostRecentRunningDayEntryFromToday() const
+{
+    return firstRunning(dayEntriesForDate(localDay(now())));
+}
+
+DayEntry* Company::mostRecentRunningDayEntryFromYesterday() const
+{
+    return firstRunning(dayEntriesForDate(localDay(now()).addDays(-1)));
+}
+
+void Company::clearAllData()
+{
+    const auto removeAll = [this](const auto& objects) {
+        for (store::Object* object : objects)
+            context().remove(*object);
+    };
+    removeAll(projects());
+    removeAll(tasks());
+    removeAll(dayEntries());
+    removeAll(users());
+    removeAll(clients());
+}
+
+} // namespace model

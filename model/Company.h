@@ -76,6 +76,11 @@ public:
     }
     /// The same by name.
     QuillonObject& findOrCreateByName(const QString& name, store::Context& context, std::string_view entity);
+    template <class T>
+    T& findOrCreateByName(const QString& name, store::Context& context)
+    {
+        return static_cast<T&>(findOrCreateByName(name, context, T::entityName));
+    }
 
     /// The entries of a local calendar day without the placeholder, by id as text ("100" before "99"), then by start
     /// of the timer. Empty for an invalid date. Without a context: in the company's own.
