@@ -18,15 +18,26 @@ namespace {
 /// repaint.
 constexpr auto lookAhead = 12ms;
 
-/// The part of the way, 0 to 1, covered after the part `t` of the time.
-double eased(Wave::Timing timing, double t)
-{
-    return timing == Wave::Timing::Linear ? t : (1 - std::cos(std::numbers::pi * t)) / 2;
-}
-
+/// The part of the time after which the part `way`, 0 to 1, is covered. Easing follows half a cosine.
 double timeOf(Wave::Timing timing, double way)
 {
     return timing == Wave::Timing::Linear ? way : std::acos(1 - 2 * way) / std::numbers::pi;
+}
+
+/// When, within one period, the opacity takes its step `i`: where the way crosses the middle between two levels, first
+/// going out, then coming back.
+double changeTime(const Wave& wave, int i)
+{
+    const int steps = wave.steps();
+    const bool out = i < steps;
+    const double length = static_cast<double>(wave.duration.count());
+    const double time = timeOf(wave.timing, ((out ? i : 2 * steps - 1 - i) + 0.5) / steps) * length;
+    return out ? time : 2 * length - time;
+}
+
+double phaseOf(const Wave& wave, std::chrono::milliseconds time)
+{
+    return static_cast<double>(time.count() % (2 * wave.duration.count()));
 }
 
 } // namespace
@@ -41,30 +52,25 @@ double Wave::opacityAt(std::chrono::milliseconds time) const
 {
     if (duration <= 0ms)
         return from;
-    const double length = static_cast<double>(duration.count());
-    const double phase = std::fmod(static_cast<double>(time.count()), 2 * length);
-    const double way = eased(timing, phase <= length ? phase / length : 2 - phase / length);
-    return from + (to - from) * std::round(way * steps()) / steps();
+    const double phase = phaseOf(*this, time);
+    int taken = 0;
+    while (taken < 2 * steps() && changeTime(*this, taken) <= phase)
+        ++taken;
+    const int level = taken <= steps() ? taken : 2 * steps() - taken;
+    return from + (to - from) * level / steps();
 }
 
 std::chrono::milliseconds Wave::untilNextChange(std::chrono::milliseconds time) const
 {
     if (duration <= 0ms)
         return 24h;
-    const double length = static_cast<double>(duration.count());
-    const double phase = std::fmod(static_cast<double>(time.count()), 2 * length);
-    const int count = steps();
-    // The opacity changes where the way crosses the middle between two steps: first going out, then coming back.
-    const auto crossing = [&](int i) {
-        const double out = timeOf(timing, ((i < count ? i : 2 * count - 1 - i) + 0.5) / count) * length;
-        return i < count ? out : 2 * length - out;
-    };
-    double next = crossing(0) + 2 * length;
-    for (int i = 2 * count - 1; i >= 0; --i) {
-        if (crossing(i) > phase)
-            next = crossing(i);
-    }
-    return std::max(1ms, std::chrono::milliseconds(static_cast<qint64>(std::ceil(next - phase))));
+    const double phase = phaseOf(*this, time);
+    int next = 0;
+    while (next < 2 * steps() && changeTime(*this, next) <= phase)
+        ++next;
+    const double period = 2 * static_cast<double>(duration.count());
+    const double due = next < 2 * steps() ? changeTime(*this, next) : changeTime(*this, 0) + period;
+    return std::chrono::milliseconds(static_cast<qint64>(std::ceil(due - phase)));
 }
 
 BlinkTicker::BlinkTicker()

@@ -40,13 +40,13 @@ namespace {
 constexpr Guides pillRows{1, 2, 15};
 
 const std::array slices{
-    Slice{"m-h-start.png", "status-face", {0, 0, 15, 16}, {1, 5, 14}, pillRows},
-    Slice{"m-h-stop.png", "status-face", {20, 0, 15, 16}, {1, 4, 11, 14}, {1, 5, 12, 15}},
-    Slice{"m-right-bg-left.png", "status-face", {40, 0, 4, 16}, {}, pillRows},
+    Slice{"m-h-start.png", "status-face", {0, 0, 15, 16}, {1, 5}, pillRows},
+    Slice{"m-h-stop.png", "status-face", {20, 0, 15, 16}, {1, 4, 12}, {1, 4, 12, 15}},
+    Slice{"m-right-bg-left.png", "status-face", {40, 0, 4, 16}, {1}, pillRows},
     Slice{"m-right-bg-mid.png", "status-face", {48, 0, 4, 16}, {}, pillRows},
     Slice{"m-right-bg-right.png", "status-face", {56, 0, 4, 16}, {3}, pillRows},
-    Slice{"m-h-hover.png", "status-face", {64, 0, 15, 16}, {1, 14}, {1, 15}},
-    Slice{"m-h-pressed.png", "status-face", {84, 0, 15, 16}, {1, 14}, {1, 15}},
+    Slice{"m-h-hover.png", "status-face", {64, 0, 15, 16}, {1}, {1, 15}},
+    Slice{"m-h-pressed.png", "status-face", {84, 0, 15, 16}, {1}, {1, 15}},
     Slice{"m-offline.png", "status-face", {0, 20, 59, 16}, {1, 58}, pillRows},
     Slice{"m-sign-in.png", "status-face", {64, 20, 59, 16}, {1, 58}, pillRows},
     Slice{"tw-icn-start.png", "row-buttons", {0, 0, 28, 28}},

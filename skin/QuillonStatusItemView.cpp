@@ -213,7 +213,7 @@ void QuillonStatusItemView::drawFace(QPainter& painter) const
     } else {
         drawLoggedOut(painter);
     }
-    if (hasFocus())
+    if (m_focusShown)
         drawFocus(painter);
 }
 
@@ -233,8 +233,8 @@ void QuillonStatusItemView::drawPill(QPainter& painter, const Image& image, cons
     image.drawAtPoint(painter, corner);
 
     // The label takes what the sign at the left leaves; a wider font is drawn smaller rather than cut.
-    constexpr double signWidth = 18;
-    constexpr double rightInset = 4;
+    constexpr double signWidth = 17;
+    constexpr double rightInset = 3;
     const double room = image.size().width() - signWidth - rightInset;
     TextAttributes attributes = hoursAttributes();
     const double wanted = attributes.sizeOf(label).width();
@@ -388,14 +388,22 @@ void QuillonStatusItemView::contextMenuEvent(QContextMenuEvent* event)
     event->accept();
 }
 
-void QuillonStatusItemView::focusInEvent(QFocusEvent*)
+void QuillonStatusItemView::focusInEvent(QFocusEvent* event)
 {
-    redisplay();
+    // A ring for those who came with the keyboard; a bar that merely became active shows none.
+    const Qt::FocusReason reason = event->reason();
+    showFocus(reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason);
 }
 
 void QuillonStatusItemView::focusOutEvent(QFocusEvent*)
 {
-    redisplay();
+    showFocus(false);
+}
+
+void QuillonStatusItemView::showFocus(bool shown)
+{
+    if (std::exchange(m_focusShown, shown) != shown)
+        redisplay();
 }
 
 void QuillonStatusItemView::resizeEvent(QResizeEvent*)

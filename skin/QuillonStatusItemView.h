@@ -105,6 +105,7 @@ private:
     void drawFocus(QPainter& painter) const;
     void addAnimationIfNeeded();
     void setButtonLook(ButtonLook look);
+    void showFocus(bool shown);
     void redisplay();
     void updateSpokenText();
 
@@ -115,6 +116,7 @@ private:
     bool m_offline = false;
     bool m_loggedOut = false;
     bool m_clicked = false;
+    bool m_focusShown = false;
     ButtonLook m_buttonLook = ButtonLook::Plain;
 
     Pulse m_blink;
