@@ -23,6 +23,11 @@ tl::expected<void, Error> Context::Save::write()
         std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
             return left->m_entity->index < right->m_entity->index;
         });
+        // Deletions first: what is inserted may have the key of what goes.
+        for (const Object* object : ordered) {
+            if (object->m_state == Object::State::Deleted)
+                deleteRow(*object);
+        }
         for (Object* object : ordered) {
             if (object->m_state == Object::State::Inserted)
                 insertRow(*object);
@@ -30,8 +35,6 @@ tl::expected<void, Error> Context::Save::write()
         for (Object* object : ordered) {
             if (object->m_state == Object::State::Updated)
                 updateRow(*object);
-            else if (object->m_state == Object::State::Deleted)
-                deleteRow(*object);
         }
         transaction.commit();
     } catch (const std::exception& failure) {

@@ -405,6 +405,11 @@ void StoreTest::sameKeyMadeTwice()
     QCOMPARE(notes.front()->string("text"), u"first"_s);
     QCOMPARE(notes.front()->number("weight"), 2.0);
     QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(7));
+    // One that is deleted in the same save makes way.
+    second->remove(later);
+    Desk::box(*second, u"A"_s).setValue("size", std::int64_t(8));
+    QVERIFY(second->save());
+    QCOMPARE(desk.worker()->fetchFirst({"Box", where("label", u"A"_s), {}, 0})->integer("size"), std::int64_t(8));
     // Without an owner the key is no key.
     Desk::note(*second, u"2"_s);
     Desk::note(*second, u"2"_s);

@@ -1,0 +1,267 @@
+#include "app/Application.h"
+
+#include "app/WrenfoldMenulet.h"
+#include "platform/Alerts.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "platform/SecretStore.h"
+#include "platform/SingleInstance.h"
+#include "platform/SystemEnvironment.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/TolvanKeychainUtils.h"
+#include "settings/UserDefaults.h"
+#include "skin/QuillonStatusItemView.h"
+
+#include <QApplication>
+#include <QRandomGenerator>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <csignal>
+#include <cstdio>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int ExitCannotRun = 1;
+constexpr int ExitUsage = 2;
+
+// A face that nobody uncovers is never painted; what waits for it must not wait for that.
+constexpr auto LongestWaitForFace = 500ms;
+
+constexpr const char* HelpText =
+    R"(Usage: quillon [OPTION]…
+Shows the hours of the running timer of your timesheet, and starts and stops it.
+
+  --local        keep the timesheet on this computer, in the service that comes with the program
+  --info FILE    take tuning values from FILE (JSON) over the built-in ones
+  --help         print this and exit
+  --version      print the version and exit
+
+Settings:  $XDG_CONFIG_HOME/Quillon/Quillon.conf
+Data:      $XDG_DATA_HOME/Quillon
+)";
+
+void print(std::FILE* stream, const QString& text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stream);
+}
+
+/// Calls back once when the widget was painted for the first time, or after a while.
+class FirstPaint final : public QObject
+{
+public:
+    FirstPaint(QWidget& widget, std::function<void()> done) : QObject(&widget), m_done(std::move(done))
+    {
+        widget.installEventFilter(this);
+        QTimer::singleShot(LongestWaitForFace, this, &FirstPaint::finish);
+    }
+
+private:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            watched->removeEventFilter(this);
+            // What was painted is on its way to the screen only when this event is through.
+            QTimer::singleShot(0, this, &FirstPaint::finish);
+        }
+        return false;
+    }
+
+    void finish()
+    {
+        if (const auto done = std::exchange(m_done, {}))
+            done();
+    }
+
+    std::function<void()> m_done;
+};
+
+/// Ends the event loop on the signals by which a session or a terminal asks a program to end.
+class EndOnSignal
+{
+public:
+    EndOnSignal()
+    {
+        if (pipe2(s_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
+            return;
+        m_notifier.emplace(s_pipe[0], QSocketNotifier::Read);
+        QObject::connect(&*m_notifier, &QSocketNotifier::activated, [] { QCoreApplication::exit(0); });
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            std::signal(signal, [](int) { static_cast<void>(!write(s_pipe[1], "", 1)); });
+    }
+
+private:
+    static inline int s_pipe[2] = {-1, -1};
+    std::optional<QSocketNotifier> m_notifier;
+};
+
+/// The embedded service of a run: started beside it, and signed in to for this run only.
+class LocalRun
+{
+public:
+    LocalRun(std::unique_ptr<EmbeddedService> service, platform::Run& run) : m_service(std::move(service)), m_run(run)
+    {
+    }
+
+    /// `ready` comes on the main thread, signed in or, after an alert, not.
+    void start(std::function<void()> ready)
+    {
+        const QString password = keptPassword();
+        m_thread = std::jthread([this, password, ready = std::move(ready)] {
+            auto account = m_service->start(password);
+            m_run.postToMain([this, account = std::move(account), password, ready] {
+                if (account)
+                    signIn(*account, password);
+                else
+                    m_run.environment().alerts().show({QObject::tr("The Built-in Service Could Not Be Started"),
+                                                       account.error(),
+                                                       {QObject::tr("OK")}});
+                ready();
+            });
+        });
+    }
+
+private:
+    // The password stays the same from start to start where there is a keyring to keep it.
+    QString keptPassword()
+    {
+        const QString service = settings::SCServiceName() + u".local"_s;
+        const QString user = u"local"_s;
+        const auto kept = settings::TolvanKeychainUtils::getPasswordForUsername(user, service);
+        if (kept && *kept && !(*kept)->isEmpty())
+            return **kept;
+        quint32 random[6];
+        QRandomGenerator::system()->fillRange(random);
+        const QString made = QString::fromLatin1(
+            QByteArray(reinterpret_cast<const char*>(random), sizeof random).toBase64(QByteArray::Base64UrlEncoding));
+        // A locked keyring would ask the person for something that they know nothing of.
+        if (kept)
+            static_cast<void>(settings::TolvanKeychainUtils::storeUsername(user, made, service, true));
+        return made;
+    }
+
+    void signIn(const EmbeddedService::Account& account, const QString& password)
+    {
+        platform::InfoDictionary& info = m_run.environment().info();
+        info.set("QuillonLocalDebug"_L1, true);
+        info.set("QuillonDevelopmentDomain"_L1, account.domain);
+        settings::UserDefaults& defaults = settings::UserDefaults::standardUserDefaults();
+        defaults.setForThisRunOnly(settings::SCQuillonUrlKey, account.name);
+        defaults.setForThisRunOnly(settings::SCEmailKey, account.email);
+        defaults.setForThisRunOnly(settings::SCCompanyKey, account.name);
+        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setPasswordForThisRunOnly(password);
+        preferences.loadSaved();
+    }
+
+    std::unique_ptr<EmbeddedService> m_service;
+    platform::Run& m_run;
+    std::jthread m_thread; ///< last: joined before the service goes
+};
+
+} // namespace
+
+tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
+{
+    Arguments parsed;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument == "--local"_L1) {
+            parsed.local = true;
+        } else if (argument == "--help"_L1 || argument == "-h"_L1) {
+            parsed.help = true;
+        } else if (argument == "--version"_L1) {
+            parsed.version = true;
+        } else if (argument == "--info"_L1) {
+            if (++i == arguments.size())
+                return tl::unexpected(u"quillon: --info needs the name of a file\n"_s);
+            parsed.infoFile = arguments.at(i);
+        } else if (argument.startsWith("--info="_L1)) {
+            parsed.infoFile = argument.mid(7);
+        } else {
+            return tl::unexpected(u"quillon: there is no option \"%1\" (see quillon --help)\n"_s.arg(argument));
+        }
+    }
+    return parsed;
+}
+
+int Application::run(int argc, char** argv)
+{
+    QStringList words;
+    for (int i = 1; i < argc; ++i)
+        words << QString::fromLocal8Bit(argv[i]);
+    const auto arguments = Arguments::parse(words);
+    if (!arguments) {
+        print(stderr, arguments.error());
+        return ExitUsage;
+    }
+    if (arguments->help) {
+        print(stdout, QString::fromUtf8(HelpText));
+        return 0;
+    }
+    if (arguments->version) {
+        print(stdout, u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
+        return 0;
+    }
+    const QString infoFile = arguments->infoFile.isEmpty() ? qEnvironmentVariable("QUILLON_INFO") : arguments->infoFile;
+    auto info = platform::InfoDictionary::load(infoFile);
+    if (!info) {
+        print(stderr, u"quillon: %1\n"_s.arg(info.error()));
+        return ExitUsage;
+    }
+    if (arguments->local && !m_parts.embeddedService) {
+        print(stderr, u"quillon: this build has no service of its own\n"_s);
+        return ExitUsage;
+    }
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        print(stderr, u"quillon: there is no display to show anything on\n"_s);
+        return ExitCannotRun;
+    }
+
+    QApplication::setApplicationName(u"Quillon"_s);
+    QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
+    QApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication application(argc, argv);
+    const EndOnSignal endOnSignal;
+
+    platform::Run run(platform::systemEnvironment(std::move(*info)));
+    WrenfoldMenulet* controller = nullptr;
+    platform::SingleInstance instance;
+    if (!instance.claim([&controller] {
+            if (controller)
+                controller->applicationShouldHandleReopen(false);
+        }))
+        return 0;
+
+    WrenfoldMenulet menulet(std::move(m_parts.windows));
+    controller = &menulet;
+    menulet.applicationWillFinishLaunching();
+    // The face first: what takes time comes when there is something to look at.
+    menulet.showStatusItem();
+    std::optional<LocalRun> local;
+    new FirstPaint(menulet.statusItemView(), [&] {
+        if (!arguments->local) {
+            menulet.awakeFromNib();
+            return;
+        }
+        local.emplace(m_parts.embeddedService(), run);
+        local->start([&menulet] { menulet.awakeFromNib(); });
+    });
+    const int status = QApplication::exec();
+    controller = nullptr;
+    return status;
+}
+
+} // namespace app

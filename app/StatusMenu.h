@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QMenu>
+
+namespace app {
+
+/// The menu of the status item. Only the layout and the titles: the controller wires, enables and moves the items.
+///
+/// Object names are the members' names. A disabled item that the controller never enables belongs to a window that this
+/// build does not have.
+class StatusMenu final : public QMenu
+{
+    Q_OBJECT
+public:
+    StatusMenu();
+
+    QAction* toggleCurrentTimerMenuItem;
+    QAction* currentProjectMenuItem; ///< outside the menu until the controller puts it in
+    QAction* currentTaskMenuItem;    ///< likewise
+    QAction* newTimerMenuItem;
+    QAction* timesheetMenuItem;
+    QAction* offlineIndicator;
+    QAction* offlineSeparatorItem;
+    QAction* openInBrowserMenuItem;
+    QAction* manageProjectsMenuItem;
+    QAction* manageTasksMenuItem;
+    QAction* preferencesMenuItem;
+    QAction* checkForUpdatesMenuItem;
+    QAction* helpMenuItem;
+    QAction* aboutMenuItem;
+    QAction* quitMenuItem;
+
+    /// Where an item stands, -1 when it is not in the menu.
+    int indexOfItem(const QAction* item) const;
+    void insertItemAtIndex(QAction* item, int index);
+};
+
+} // namespace app

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QDate>
+
+#include <functional>
+#include <memory>
+
+namespace model {
+class Company;
+class DayEntry;
+} // namespace model
+
+namespace app {
+
+/// A window that is only ever shown: about, preferences.
+class Window
+{
+public:
+    virtual ~Window() = default;
+    /// Shows the window and brings it to the front.
+    virtual void show() = 0;
+};
+
+/// The list of a day's entries, as far as the controller speaks to it.
+class TimesheetWindow : public Window
+{
+public:
+    /// Hides the window when it is visible, shows it otherwise.
+    virtual void toggle() = 0;
+    /// Null while there is none. The window keeps no plain pointer.
+    virtual void setCompany(model::Company* company) = 0;
+    virtual void setOffline(bool offline) = 0;
+    /// The day that is shown. Invalid: none yet.
+    virtual QDate currentDate() const = 0;
+    virtual void reloadEntries() = 0;
+    virtual void updateKeyEquivalents() = 0;
+};
+
+/// The window that starts a timer, as far as the controller speaks to it.
+class NewTimerWindow : public Window
+{
+public:
+    virtual void close() = 0;
+    /// Null: none. The window keeps no plain pointer.
+    virtual void setEntry(model::DayEntry* entry) = 0;
+    virtual void setEnabled(bool enabled) = 0;
+    virtual void clearSelections() = 0;
+};
+
+/// Makes each window on first use. A window without a maker is not part of this build: its menu item is disabled.
+struct WindowMakers
+{
+    std::function<std::unique_ptr<Window>()> about;
+    std::function<std::unique_ptr<Window>()> preferences;
+    std::function<std::unique_ptr<TimesheetWindow>()> timesheet;
+    std::function<std::unique_ptr<NewTimerWindow>()> newTimer;
+};
+
+} // namespace app

@@ -1,0 +1,194 @@
+#include "app/WrenfoldMenulet.h"
+
+#include "app/StatusMenu.h"
+#include "model/Company.h"
+#include "model/DataModel.h"
+#include "platform/Desktop.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Paths.h"
+#include "platform/Reachability.h"
+#include "platform/Run.h"
+#include "platform/StatusItem.h"
+#include "service/QuillonApi.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
+#include "skin/QuillonStatusItemView.h"
+#include "store/Coordinator.h"
+
+#include <QDir>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int UpdateCheckSeconds = 3600;
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+} // namespace
+
+WrenfoldMenulet::WrenfoldMenulet(WindowMakers windows) : m_windows(std::move(windows))
+{
+    model::Host::set(this);
+}
+
+WrenfoldMenulet::~WrenfoldMenulet()
+{
+    // The worker asks this object for the store; it ends first.
+    if (m_api)
+        m_api->stop();
+    model::Host::set(nullptr);
+
+    m_updateTimer.reset();
+    setCompany(nullptr);
+    m_aboutController.reset();
+    m_preferenceController.reset();
+    m_timesheetController.reset();
+    m_addTimerController.reset();
+    if (m_statusItem)
+        m_statusItem->setView(nullptr);
+    m_view.reset();
+    m_menu.reset();
+    m_managedObjectContext.reset();
+    m_persistentStoreCoordinator.reset();
+}
+
+void WrenfoldMenulet::applicationWillFinishLaunching()
+{
+    if (settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonHideFromDockKey)) {
+        m_showingInDock = false;
+        return;
+    }
+    environment().desktop().setShownInTaskBar(true);
+    environment().desktop().activate();
+    m_showingInDock = true;
+}
+
+void WrenfoldMenulet::showStatusItem()
+{
+    if (m_view)
+        return;
+    settings::QuillonPreferences::setupDefaults();
+    m_userPreferences = &settings::QuillonPreferences::sharedPreferences();
+    m_clearingCompanyData = true;
+    m_api = &service::QuillonApi::sharedApi();
+    m_api->setDelegate(this);
+
+    m_statusItem = &environment().statusItem();
+    const float width = static_cast<float>(skin::QuillonStatusItemView::computeWidthForHours(u"-:--"_s));
+    const float height = static_cast<float>(m_statusItem->thickness());
+    m_view = std::make_unique<skin::QuillonStatusItemView>(QRectF(0, 0, width, height), *this);
+    m_view->setOffline(false);
+    m_statusItem->setLength(width);
+    m_statusItem->setView(m_view.get());
+    m_statusItem->setEnabled(true);
+    m_statusItem->setToolTip(u"Wrenfold"_s);
+}
+
+void WrenfoldMenulet::awakeFromNib()
+{
+    showStatusItem();
+    m_menu = std::make_unique<StatusMenu>();
+    m_view->setStatusMenu(m_menu.get());
+    initializeQuillonData();
+    wire();
+    setupReachabilityTarget();
+    if (settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCQuillonUrlKey).isEmpty()) {
+        m_loggedOut = true;
+        m_view->setLoggedOut(true);
+        describeStatusItem(nullptr);
+        showPreferencePanel(this);
+    }
+    environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);
+    environment().updateFeed().checkInBackground();
+    updateKeyEquivalents();
+}
+
+void WrenfoldMenulet::wire()
+{
+    connect(m_menu.get(), &QMenu::aboutToHide, this, &WrenfoldMenulet::menuDidClose);
+    connect(m_userPreferences, &settings::QuillonPreferences::preferencesChanged, this,
+            &WrenfoldMenulet::preferencesChanged);
+    connect(m_userPreferences, &settings::QuillonPreferences::passwordArrived, this,
+            &WrenfoldMenulet::initializeQuillonData);
+    connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, this, &WrenfoldMenulet::networkUnReachable);
+    connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, this, &WrenfoldMenulet::networkReachable);
+
+    const auto action = [this](QAction* item, void (WrenfoldMenulet::*method)(QObject*)) {
+        connect(item, &QAction::triggered, this, [this, item, method] { (this->*method)(item); });
+    };
+    action(m_menu->toggleCurrentTimerMenuItem, &WrenfoldMenulet::toggleCurrentTimer);
+    action(m_menu->newTimerMenuItem, &WrenfoldMenulet::showNewTimerWindow);
+    action(m_menu->timesheetMenuItem, &WrenfoldMenulet::toggleTimesheetWindow);
+    action(m_menu->openInBrowserMenuItem, &WrenfoldMenulet::openQuillonInBrowser);
+    action(m_menu->manageProjectsMenuItem, &WrenfoldMenulet::manageProjects);
+    action(m_menu->manageTasksMenuItem, &WrenfoldMenulet::manageTasks);
+    action(m_menu->preferencesMenuItem, &WrenfoldMenulet::showPreferencePanel);
+    action(m_menu->checkForUpdatesMenuItem, &WrenfoldMenulet::checkForUpdates);
+    action(m_menu->helpMenuItem, &WrenfoldMenulet::showHelp);
+    action(m_menu->aboutMenuItem, &WrenfoldMenulet::showAboutWindow);
+    action(m_menu->quitMenuItem, &WrenfoldMenulet::quitQuilonForMac);
+
+    m_menu->newTimerMenuItem->setEnabled(static_cast<bool>(m_windows.newTimer));
+    m_menu->timesheetMenuItem->setEnabled(static_cast<bool>(m_windows.timesheet));
+    m_menu->preferencesMenuItem->setEnabled(static_cast<bool>(m_windows.preferences));
+    m_menu->aboutMenuItem->setEnabled(static_cast<bool>(m_windows.about));
+}
+
+bool WrenfoldMenulet::applicationShouldHandleReopen(bool /*hasVisibleWindows*/)
+{
+    if (m_statusItem)
+        m_statusItem->present();
+    showTimesheetWindow(this);
+    return false;
+}
+
+const store::Model* WrenfoldMenulet::managedObjectModel()
+{
+    if (!m_managedObjectModel)
+        m_managedObjectModel = std::make_unique<const store::Model>(model::loadModel());
+    return m_managedObjectModel.get();
+}
+
+std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator()
+{
+    const std::lock_guard lock(m_storeMutex);
+    if (!m_persistentStoreCoordinator) {
+        auto coordinator = std::make_shared<store::Coordinator>(*managedObjectModel(), model::objectFactories());
+        const QString folder = directoryForDataStore();
+        // A store that cannot be opened is not reported: everything is fetched again at the next start, and until
+        // then the program works from memory.
+        static_cast<void>(coordinator->addStore(folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s));
+        m_persistentStoreCoordinator = std::move(coordinator);
+    }
+    return m_persistentStoreCoordinator;
+}
+
+store::Context* WrenfoldMenulet::managedObjectContext()
+{
+    if (!m_managedObjectContext) {
+        if (auto coordinator = persistentStoreCoordinator())
+            m_managedObjectContext =
+                std::make_unique<store::Context>(std::move(coordinator), store::MergePolicy::Overwrite);
+    }
+    return m_managedObjectContext.get();
+}
+
+QString WrenfoldMenulet::applicationSupportFolder()
+{
+    return platform::dataFolder();
+}
+
+QString WrenfoldMenulet::directoryForDataStore()
+{
+    const QString folder = applicationSupportFolder();
+    return !folder.isEmpty() && QDir().mkpath(folder) ? folder : QString();
+}
+
+} // namespace app

@@ -1,0 +1,198 @@
+#pragma once
+
+#include "app/Windows.h"
+#include "model/Host.h"
+#include "platform/TimeSource.h"
+#include "service/OutcomeReceiver.h"
+#include "skin/StatusItemOwner.h"
+#include "store/Object.h"
+
+#include <QObject>
+
+#include <memory>
+#include <mutex>
+
+namespace platform {
+class StatusItem;
+}
+namespace service {
+class QuillonApi;
+}
+namespace settings {
+class QuillonPreferences;
+}
+namespace skin {
+class QuillonStatusItemView;
+}
+namespace store {
+class Context;
+class Coordinator;
+class Model;
+} // namespace store
+
+namespace app {
+
+class StatusMenu;
+
+/// The width of the status item, in points, for hours of up to two digits and while offline.
+inline constexpr float QuillonStatusItemDefaultWidth = 71.0F;
+
+/// The program's controller: owns the status item, the local store, the refresh cycle and the windows, carries out the
+/// commands of the menu, and is told how requests end.
+///
+/// One per run, made inside it and destroyed before it. Main thread only, except what `model::Host` promises for any.
+class WrenfoldMenulet final : public QObject,
+                              public service::OutcomeReceiver,
+                              public skin::StatusItemOwner,
+                              public model::Host
+{
+    Q_OBJECT
+public:
+    explicit WrenfoldMenulet(WindowMakers windows = {});
+    ~WrenfoldMenulet() override;
+
+    // Start-up, in this order.
+
+    /// Decides whether the program is shown beside others, or lives in the bar alone.
+    void applicationWillFinishLaunching();
+    /// Puts the status item up, with placeholder hours. Nothing that costs time has happened by then.
+    void showStatusItem();
+    /// Everything else: signs in, watches the network, looks for updates. Shows the status item when that has not
+    /// been done.
+    void awakeFromNib();
+
+    /// The program was started again while it runs: shows the timesheet. Always false: the caller does nothing more.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+
+    // The local store. What cannot be had is null or empty, and the program runs on without it.
+
+    /// The data model, from the program's resources.
+    const store::Model* managedObjectModel();
+    /// Made on first use and kept, whether or not the store could be opened. Any thread.
+    std::shared_ptr<store::Coordinator> persistentStoreCoordinator();
+    /// The main thread's context.
+    store::Context* managedObjectContext();
+    /// Empty: there is no such folder.
+    static QString applicationSupportFolder();
+    /// The same folder, made if need be. Empty when that fails.
+    static QString directoryForDataStore();
+
+    // What is shown of the account.
+
+    model::Company* company() const { return m_company.get(); }
+    void setCompany(model::Company* company);
+    bool loggedOut() const { return m_loggedOut; }
+    bool offline() const { return m_offline; }
+    bool showingInDock() const { return m_showingInDock; }
+    StatusMenu& menu() const { return *m_menu; }
+    skin::QuillonStatusItemView& statusItemView() const { return *m_view; }
+    TimesheetWindow* timesheetController() const { return m_timesheetController.get(); }
+    NewTimerWindow* addTimerController() const { return m_addTimerController.get(); }
+
+    /// The signed-in user, null when not known yet.
+    model::User* currentUser() override;
+    model::User* currentUserInContext(store::Context& context) override;
+    store::Context* mainContext() override { return managedObjectContext(); }
+    std::shared_ptr<store::Coordinator> coordinator() override { return persistentStoreCoordinator(); }
+
+    // The refresh cycle.
+
+    void initializeQuillonData();
+    void setupUpdateTimer();
+    /// Requests the days that matter: the one on screen, the newest entry's, and today. Every 30 seconds.
+    void downloadLatest();
+    void preferencesChanged();
+    void clearAllData();
+    void setIndicatorsToGood();
+    void networkReachable();
+    void networkUnReachable();
+
+    void gotQuillonCompany(const QString& subdomain) override;
+    void gotQuillonCompanyCacheVersion(qint64 version) override;
+    void requestDailyTimesheetDidSucceed() override;
+    void mergeRequired(std::shared_ptr<const store::ChangeSet> changes) override;
+    void authenticationFailed() override;
+
+    // The status item and its menu.
+
+    /// Shows the current entry everywhere: after every merge.
+    void updateTotal();
+    void updateStatusItemForCurrentEntry(const model::DayEntry* entry);
+    void updateMenuItemsForCurrentEntry(const model::DayEntry* entry);
+    void hideCurrentTimerMenuItems(bool hide);
+    void updateKeyEquivalents();
+    void toggleStatusItemMenu() override;
+    void menuDidClose();
+
+    // The menu's actions. `sender` asked for it; null: the program itself.
+
+    void showAboutWindow(QObject* sender);
+    void showPreferencePanel(QObject* sender);
+    void toggleTimesheetWindow(QObject* sender);
+    void showTimesheetWindow(QObject* sender);
+    void showNewTimerWindow(QObject* sender);
+    void showHelp(QObject* sender);
+    void openQuillonInBrowser(QObject* sender);
+    void manageProjects(QObject* sender);
+    void manageTasks(QObject* sender);
+    /// Starts or stops the current entry's timer; without an entry, opens the window for a new one.
+    void toggleCurrentTimer(QObject* sender) override;
+    void checkForUpdates(QObject* sender);
+    void quitQuilonForMac(QObject* sender);
+
+    // How timer commands end.
+
+    void startNewTimerDidSucceed() override;
+    void startNewTimerDidFailWithError(const std::optional<service::Error>& error) override;
+    void deleteTimerDidSucceed() override;
+    void deleteTimerDidFailWithError(const std::optional<service::Error>& error) override;
+    void toggleTimerDidFailWithError(const std::optional<service::Error>& error) override;
+    void updateTimerDidSucceed() override;
+    void updateTimerDidFailWithError(const std::optional<service::Error>& error) override;
+
+signals:
+    // QuillonNetworkReachable and QuillonNetworkNotReachable, told to whoever shows connectivity.
+    void quillonForMacNetworkReachable();
+    void quillonForMacNetworkNotReachable();
+
+private:
+    model::DayEntry* currentEntry() const;
+    void wire();
+    void setupReachabilityTarget();
+    void describeStatusItem(const model::DayEntry* entry);
+    void showAlert(const QString& title, const QString& text);
+    void openPage(const QString& path);
+    void enableTimerItems(bool enable);
+    TimesheetWindow* timesheet();
+
+    WindowMakers m_windows;
+    platform::StatusItem* m_statusItem = nullptr; ///< the environment's
+    service::QuillonApi* m_api = nullptr;         ///< the run's
+    settings::QuillonPreferences* m_userPreferences = nullptr;
+    std::unique_ptr<StatusMenu> m_menu;
+    std::unique_ptr<skin::QuillonStatusItemView> m_view;
+
+    std::unique_ptr<Window> m_aboutController;
+    std::unique_ptr<Window> m_preferenceController;
+    std::unique_ptr<TimesheetWindow> m_timesheetController;
+    std::unique_ptr<NewTimerWindow> m_addTimerController;
+
+    std::unique_ptr<const store::Model> m_managedObjectModel;
+    std::mutex m_storeMutex; ///< guards the coordinator's making
+    std::shared_ptr<store::Coordinator> m_persistentStoreCoordinator;
+    std::unique_ptr<store::Context> m_managedObjectContext;
+    store::Ref<model::Company> m_company;
+    mutable std::mutex m_accountMutex; ///< guards the account's name, which workers ask for
+    QString m_account;
+
+    std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
+    bool m_loggedOut = false;
+    bool m_offline = false;
+    bool m_showingInDock = false;
+    bool m_clearingCompanyData = false;
+    bool m_cacheVersionChanged = false;
+    bool m_showingMenu = false;
+    bool m_tellingHowToSignIn = false;
+};
+
+} // namespace app

@@ -1,0 +1,307 @@
+// The status menu, its actions, and how timer commands end.
+
+#include "app/StatusMenu.h"
+#include "app/WrenfoldMenulet.h"
+
+#include "model/Company.h"
+#include "model/DayEntry.h"
+#include "model/Project.h"
+#include "model/Task.h"
+#include "platform/Alerts.h"
+#include "platform/Desktop.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "platform/StatusItem.h"
+#include "service/QuillonError.h"
+#include "service/QuillonApi.h"
+#include "settings/KeyCodes.h"
+#include "settings/QuillonPreferences.h"
+#include "skin/QuillonStatusItemView.h"
+
+#include <QCoreApplication>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Hours of three digits have texts this long, and do not fit the default width.
+constexpr qsizetype WideHoursLength = 6;
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+} // namespace
+
+model::DayEntry* WrenfoldMenulet::currentEntry() const
+{
+    const model::Company* company = m_company.get();
+    return company ? company->mostRecentDayEntry() : nullptr;
+}
+
+void WrenfoldMenulet::updateTotal()
+{
+    setIndicatorsToGood();
+    const model::DayEntry* entry = currentEntry();
+    updateStatusItemForCurrentEntry(entry);
+    updateMenuItemsForCurrentEntry(entry);
+    if (m_timesheetController)
+        m_timesheetController->reloadEntries();
+}
+
+void WrenfoldMenulet::updateStatusItemForCurrentEntry(const model::DayEntry* entry)
+{
+    const QString hours = entry ? entry->hoursMinutes() : u"0:00"_s;
+    m_view->setHours(hours, entry && entry->isRunning());
+    m_view->setBlinkWhenRunning(m_userPreferences->blinkColon());
+    m_statusItem->setLength(hours.size() < WideHoursLength ? static_cast<double>(QuillonStatusItemDefaultWidth)
+                                                           : skin::QuillonStatusItemView::computeWidthForHours(hours));
+    describeStatusItem(entry);
+}
+
+void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
+{
+    QStringList about;
+    if (entry) {
+        if (const model::Project* project = entry->project())
+            about << project->displayName();
+        if (const model::Task* task = entry->task())
+            about << task->name();
+    }
+    m_view->setAccessibleDescription(about.join(", "_L1));
+    QStringList spoken{m_view->spokenText()};
+    spoken << about;
+    m_statusItem->setDescription(
+        {m_view->hoursString(), spoken.join(", "_L1), m_view->isRunning(), m_view->offline(), m_view->loggedOut()});
+}
+
+void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entry)
+{
+    hideCurrentTimerMenuItems(true);
+    if (entry) {
+        const model::Project* project = entry->project();
+        const model::Task* task = entry->task();
+        m_menu->currentProjectMenuItem->setText(tr("Project: %1").arg(project ? project->displayName() : QString()));
+        m_menu->currentTaskMenuItem->setText(tr("Task: %1").arg(task ? task->name() : QString()));
+    }
+    m_menu->toggleCurrentTimerMenuItem->setText(entry && entry->isRunning() ? tr("Stop Current Timer")
+                                                                            : tr("Start Current Timer"));
+    if (m_menu->indexOfItem(m_menu->toggleCurrentTimerMenuItem) != 0) {
+        m_menu->removeAction(m_menu->toggleCurrentTimerMenuItem);
+        m_menu->insertItemAtIndex(m_menu->toggleCurrentTimerMenuItem, 0);
+    }
+}
+
+void WrenfoldMenulet::hideCurrentTimerMenuItems(bool hide)
+{
+    QAction* const project = m_menu->currentProjectMenuItem;
+    QAction* const task = m_menu->currentTaskMenuItem;
+    if (hide) {
+        m_menu->removeAction(project);
+        m_menu->removeAction(task);
+        return;
+    }
+    if (m_menu->indexOfItem(project) < 0)
+        m_menu->insertItemAtIndex(project, 1);
+    if (m_menu->indexOfItem(task) < 0)
+        m_menu->insertItemAtIndex(task, 2);
+}
+
+void WrenfoldMenulet::updateKeyEquivalents()
+{
+    const auto update = [](QAction* item, const settings::KeyCombo& combo) {
+        if (combo.code != settings::KeyCombo::NoKey)
+            item->setShortcut(settings::keySequence(combo));
+    };
+    update(m_menu->newTimerMenuItem, m_userPreferences->newTimerWindowHotKeyCombo());
+    update(m_menu->timesheetMenuItem, m_userPreferences->timesheetWindowHotKeyCombo());
+}
+
+void WrenfoldMenulet::toggleStatusItemMenu()
+{
+    if (!m_menu)
+        return; // pressed before start-up was through
+    if (m_showingMenu) {
+        m_menu->hide(); // menuDidClose follows
+        return;
+    }
+    if (m_view->loggedOut()) {
+        showPreferencePanel(this);
+        m_view->setClicked(false);
+        return;
+    }
+    environment().desktop().activate();
+    m_view->setClicked(true);
+    m_showingMenu = true;
+    m_statusItem->popUpMenu(*m_menu);
+}
+
+void WrenfoldMenulet::menuDidClose()
+{
+    m_showingMenu = false;
+    m_view->setClicked(false);
+}
+
+void WrenfoldMenulet::showAboutWindow(QObject* /*sender*/)
+{
+    if (!m_aboutController && m_windows.about)
+        m_aboutController = m_windows.about();
+    if (m_aboutController)
+        m_aboutController->show();
+}
+
+void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
+{
+    if (!m_preferenceController && m_windows.preferences)
+        m_preferenceController = m_windows.preferences();
+    if (m_preferenceController) {
+        m_preferenceController->show();
+        return;
+    }
+    // While signed out the menu never opens: without a window to sign in this is the only way out.
+    if (m_tellingHowToSignIn)
+        return;
+    m_tellingHowToSignIn = true;
+    environment().alerts().show(
+        {tr("You Are Not Signed In"),
+         tr("Start Quillon with the option --local to keep your time on this computer, or put the name of your account "
+            "and your e-mail address into the settings file and your password into the keyring."),
+         {tr("OK"), tr("Quit Quillon")}},
+        [this](int button) {
+            m_tellingHowToSignIn = false;
+            if (button == 1)
+                quitQuilonForMac(this);
+        });
+}
+
+TimesheetWindow* WrenfoldMenulet::timesheet()
+{
+    if (!m_timesheetController && m_windows.timesheet) {
+        m_timesheetController = m_windows.timesheet();
+        m_timesheetController->setCompany(company());
+    }
+    return m_timesheetController.get();
+}
+
+void WrenfoldMenulet::toggleTimesheetWindow(QObject* /*sender*/)
+{
+    if (TimesheetWindow* window = timesheet()) {
+        window->setCompany(company());
+        window->toggle();
+        window->setOffline(m_offline);
+    }
+}
+
+void WrenfoldMenulet::showTimesheetWindow(QObject* /*sender*/)
+{
+    if (TimesheetWindow* window = timesheet()) {
+        window->setCompany(company());
+        window->show();
+        window->setOffline(m_offline);
+    }
+}
+
+void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
+{
+    if (!m_addTimerController && m_windows.newTimer)
+        m_addTimerController = m_windows.newTimer();
+    if (m_addTimerController)
+        m_addTimerController->show();
+}
+
+void WrenfoldMenulet::showHelp(QObject* /*sender*/)
+{
+    environment().desktop().openUrl(QUrl(environment().info().string("QuillonHelpURL"_L1)));
+}
+
+void WrenfoldMenulet::openPage(const QString& path)
+{
+    environment().desktop().openUrl(QUrl(m_userPreferences->fullUrl() + path));
+}
+
+void WrenfoldMenulet::openQuillonInBrowser(QObject* /*sender*/)
+{
+    openPage(u"/daily"_s);
+}
+
+void WrenfoldMenulet::manageProjects(QObject* /*sender*/)
+{
+    openPage(u"/projects"_s);
+}
+
+void WrenfoldMenulet::manageTasks(QObject* /*sender*/)
+{
+    openPage(u"/tasks"_s);
+}
+
+void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/)
+{
+    if (const model::DayEntry* entry = currentEntry())
+        m_api->toggleTimer(*entry);
+    else
+        showNewTimerWindow(this);
+}
+
+void WrenfoldMenulet::checkForUpdates(QObject* /*sender*/)
+{
+    environment().updateFeed().check();
+}
+
+void WrenfoldMenulet::quitQuilonForMac(QObject* /*sender*/)
+{
+    // QApplication::quit() would ask the windows, and one of them may say no.
+    QCoreApplication::exit(0);
+}
+
+void WrenfoldMenulet::showAlert(const QString& title, const QString& text)
+{
+    environment().alerts().show({title, text, {tr("OK")}});
+}
+
+void WrenfoldMenulet::startNewTimerDidSucceed()
+{
+    if (m_addTimerController)
+        m_addTimerController->close();
+}
+
+void WrenfoldMenulet::startNewTimerDidFailWithError(const std::optional<service::Error>& error)
+{
+    const QString reason = error ? error->localizedDescription : QString();
+    showAlert(u"Timer Failed"_s,
+              u"The timer could not be added. %1"_s.arg(
+                  !reason.isEmpty() ? reason : u"Please make sure you have an internet connection and try again."_s));
+}
+
+void WrenfoldMenulet::deleteTimerDidSucceed()
+{
+    downloadLatest();
+}
+
+void WrenfoldMenulet::deleteTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
+{
+    showAlert(u"Delete Timer Failed"_s, u"The timer could not be deleted. Please make sure you have an internet "
+                                        "connection and try again."_s);
+}
+
+void WrenfoldMenulet::toggleTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
+{
+    showAlert(u"Toggle Timer Failed"_s, u"The timer could not be toggled at this time. Please make sure you have an "
+                                        "internet connection and try again."_s);
+}
+
+void WrenfoldMenulet::updateTimerDidSucceed()
+{
+    if (m_timesheetController && m_timesheetController->currentDate().isValid())
+        m_api->requestDailyTimesheetForDate(m_timesheetController->currentDate());
+}
+
+void WrenfoldMenulet::updateTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
+{
+    showAlert(u"Update Timer Failed"_s, u"The timer could not be updated. Please make sure you have an internet "
+                                        "connection and try again."_s);
+}
+
+} // namespace app

@@ -1,0 +1,238 @@
+// The refresh cycle and connectivity.
+
+#include "app/StatusMenu.h"
+#include "app/WrenfoldMenulet.h"
+
+#include "model/Company.h"
+#include "model/DateComparisons.h"
+#include "model/DayEntry.h"
+#include "model/User.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Reachability.h"
+#include "platform/Run.h"
+#include "platform/StatusItem.h"
+#include "service/QuillonApi.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
+#include "skin/QuillonStatusItemView.h"
+#include "store/Context.h"
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto RefreshInterval = 30s;
+
+QDate today()
+{
+    const auto now = platform::Run::current().environment().time().now();
+    return QDateTime::fromMSecsSinceEpoch(
+               std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count())
+        .date();
+}
+
+} // namespace
+
+void WrenfoldMenulet::setCompany(model::Company* company)
+{
+    m_company = company;
+    const std::lock_guard lock(m_accountMutex);
+    m_account = company ? company->subdomain() : QString();
+}
+
+model::User* WrenfoldMenulet::currentUser()
+{
+    store::Context* context = managedObjectContext();
+    return context ? currentUserInContext(*context) : nullptr;
+}
+
+model::User* WrenfoldMenulet::currentUserInContext(store::Context& context)
+{
+    QString account;
+    {
+        const std::lock_guard lock(m_accountMutex);
+        account = m_account;
+    }
+    if (account.isNull())
+        return nullptr;
+    const model::Company* company = model::Company::findBySubdomain(account, context);
+    const QString email = settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCEmailKey);
+    return company ? model::User::findByEmail(email, *company, context) : nullptr;
+}
+
+void WrenfoldMenulet::initializeQuillonData()
+{
+    m_api->setDelegate(this);
+    if (store::Context* context = managedObjectContext())
+        setCompany(&model::Company::findOrCreateCompany(m_userPreferences->url(), *context));
+    m_api->requestCompany();
+}
+
+void WrenfoldMenulet::gotQuillonCompany(const QString& subdomain)
+{
+    setCompany(model::Company::findBySubdomain(subdomain));
+    m_api->setDelegate(this);
+    m_api->requestCompanyCacheVersion();
+}
+
+void WrenfoldMenulet::gotQuillonCompanyCacheVersion(qint64 version)
+{
+    m_api->setDelegate(this);
+    model::Company* company = m_company.get();
+    // A company that never had a version counts as version 0.
+    if (company && version == company->cacheVersion().value_or(0)) {
+        m_cacheVersionChanged = false;
+    } else {
+        m_cacheVersionChanged = true;
+        if (m_updateTimer) {
+            m_api->requestCompany();
+            m_api->requestDailyTimesheetForDate(today(), true);
+        }
+    }
+    if (company) {
+        company->setCacheVersion(version);
+        // An error is left alone: the version is fetched again with the next reply.
+        static_cast<void>(managedObjectContext()->save());
+    }
+    if (!m_updateTimer)
+        setupUpdateTimer();
+}
+
+void WrenfoldMenulet::setupUpdateTimer()
+{
+    m_updateTimer = platform::Run::current().environment().time().repeat(RefreshInterval, [this] { downloadLatest(); });
+    downloadLatest();
+}
+
+void WrenfoldMenulet::downloadLatest()
+{
+    const QDate now = today();
+    if (m_timesheetController && m_timesheetController->currentDate() != now)
+        m_api->requestDailyTimesheetForDate(m_timesheetController->currentDate(), m_cacheVersionChanged);
+    if (const model::DayEntry* entry = currentEntry()) {
+        const QDate day = entry->spentAt().toLocalTime().date();
+        if (day != now)
+            m_api->requestDailyTimesheetForDate(day, m_cacheVersionChanged);
+    }
+    m_api->requestDailyTimesheetForDate(now, m_cacheVersionChanged);
+}
+
+void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
+{
+    if (m_clearingCompanyData && currentUser()) {
+        if (m_timesheetController) {
+            m_timesheetController->setCompany(company());
+            m_timesheetController->reloadEntries();
+        }
+        if (m_addTimerController) {
+            m_addTimerController->setEntry(model::DayEntry::entryWithDefaults());
+            m_addTimerController->setEnabled(true);
+        }
+        m_clearingCompanyData = false;
+    }
+    const model::DayEntry* entry = currentEntry();
+    m_view->setHours(entry ? entry->hoursMinutes() : u"0:00"_s, entry && entry->isRunning());
+    describeStatusItem(entry);
+    if (!m_timesheetController)
+        showTimesheetWindow(this);
+}
+
+void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)
+{
+    if (store::Context* context = managedObjectContext())
+        context->mergeChanges(*changes);
+    updateTotal();
+}
+
+void WrenfoldMenulet::authenticationFailed()
+{
+    m_view->setLoggedOut(true);
+    m_loggedOut = true;
+    describeStatusItem(currentEntry());
+}
+
+void WrenfoldMenulet::setIndicatorsToGood()
+{
+    m_view->setOffline(false);
+    m_view->setLoggedOut(false);
+    m_offline = false;
+    m_loggedOut = false;
+}
+
+void WrenfoldMenulet::preferencesChanged()
+{
+    m_updateTimer.reset();
+    clearAllData();
+    setupUpdateTimer();
+    initializeQuillonData();
+    updateKeyEquivalents();
+    if (m_timesheetController)
+        m_timesheetController->updateKeyEquivalents();
+}
+
+void WrenfoldMenulet::clearAllData()
+{
+    m_clearingCompanyData = true;
+    if (model::Company* company = m_company.get()) {
+        company->clearAllData();
+        managedObjectContext()->remove(*company);
+        setCompany(nullptr);
+    }
+    if (m_timesheetController)
+        m_timesheetController->setCompany(nullptr);
+    if (m_addTimerController) {
+        m_addTimerController->clearSelections();
+        m_addTimerController->setEnabled(false);
+    }
+}
+
+void WrenfoldMenulet::setupReachabilityTarget()
+{
+    platform::Environment& environment = platform::Run::current().environment();
+    // The service of a development or embedded run is on this machine, wherever the network leads.
+    const QString host = environment.info().boolean("QuillonLocalDebug"_L1)
+                             ? u"localhost"_s
+                             : environment.info().string("QuillonReachabilityHost"_L1);
+    // Where it cannot be measured the program never shows the offline state.
+    static_cast<void>(environment.reachability().watch(host, [this](bool reachable) {
+        if (reachable)
+            emit quillonForMacNetworkReachable();
+        else
+            emit quillonForMacNetworkNotReachable();
+    }));
+}
+
+void WrenfoldMenulet::networkUnReachable()
+{
+    m_statusItem->setLength(QuillonStatusItemDefaultWidth);
+    m_view->setOffline(true);
+    m_offline = true;
+    m_menu->offlineIndicator->setVisible(true);
+    m_menu->offlineSeparatorItem->setVisible(true);
+    enableTimerItems(false);
+    describeStatusItem(currentEntry());
+}
+
+void WrenfoldMenulet::networkReachable()
+{
+    if (m_view->offline() || m_view->loggedOut())
+        initializeQuillonData();
+    m_view->setOffline(false);
+    m_offline = false;
+    m_menu->offlineIndicator->setVisible(false);
+    m_menu->offlineSeparatorItem->setVisible(false);
+    enableTimerItems(true);
+    describeStatusItem(currentEntry());
+}
+
+void WrenfoldMenulet::enableTimerItems(bool enable)
+{
+    m_menu->toggleCurrentTimerMenuItem->setEnabled(enable);
+    m_menu->newTimerMenuItem->setEnabled(enable && m_windows.newTimer);
+}
+
+} // namespace app
