@@ -284,7 +284,7 @@ void FloatingStrip::Window::paintEvent(QPaintEvent* event)
     }
 
     // All of it is drawn anew when a compositor comes or goes, the view alone when only its face changes.
-    if (event->region().contains(QPoint(0, 0)))
+    if (event->region().contains(QPoint(1, height() / 2)))
         QMetaObject::invokeMethod(this, &Window::lookForCompositor, Qt::QueuedConnection);
 }
 

@@ -85,12 +85,14 @@ void MessageBoxAlerts::finished()
 {
     const Waiting answered = std::move(m_waiting.front());
     m_waiting.pop_front();
-    const auto pressed = m_buttons.indexOf(m_box->clickedButton());
+    // A closed box names its button too late to be seen here; it is the last.
+    const auto clicked = m_buttons.indexOf(m_box->clickedButton());
+    const auto pressed = clicked >= 0 ? clicked : m_buttons.size() - 1;
     // It is inside its own signal.
     m_box.release()->deleteLater();
     takenDown();
     if (answered.done)
-        answered.done(pressed >= 0 ? static_cast<int>(pressed) : 0);
+        answered.done(static_cast<int>(pressed));
     if (!m_box)
         openNext();
 }

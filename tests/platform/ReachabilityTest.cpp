@@ -1,0 +1,87 @@
+#include "platform/linux/NetworkMonitorReachability.h"
+#include "support/TestMain.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Tells the mocked NetworkManager what to report.
+bool tell(const QString& method, uint value)
+{
+    auto call =
+        QDBusMessage::createMethodCall(u"org.freedesktop.NetworkManager"_s, u"/org/freedesktop/NetworkManager"_s,
+                                       u"org.freedesktop.DBus.Mock"_s, method);
+    call << value;
+    return QDBusConnection::systemBus().call(call).type() == QDBusMessage::ReplyMessage;
+}
+
+bool setOnline(bool online)
+{
+    return tell(u"SetConnectivity"_s, online ? 4 : 1) && tell(u"SetGlobalConnectionState"_s, online ? 70 : 20);
+}
+
+} // namespace
+
+class ReachabilityTest final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void followsTheNetwork();
+    void loopbackNames_data();
+    void loopbackNames();
+};
+
+void ReachabilityTest::followsTheNetwork()
+{
+    QVERIFY(platform::NetworkMonitorReachability::available());
+    QVERIFY(setOnline(true));
+    platform::NetworkMonitorReachability network;
+    QList<bool> seen;
+    QVERIFY(network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; }));
+    QCOMPARE(seen, QList<bool>{true});
+    QVERIFY(setOnline(false));
+    QTRY_COMPARE(seen, QList<bool>({true, false}));
+    QVERIFY(setOnline(false));
+    QVERIFY(setOnline(true));
+    QTRY_COMPARE(seen, QList<bool>({true, false, true}));
+
+    // Another watch takes over, and the first hears no more.
+    QList<bool> second;
+    QVERIFY(setOnline(false));
+    QTRY_COMPARE(seen.size(), 4);
+    QVERIFY(network.watch(u"example.org"_s, [&](bool reachable) { second << reachable; }));
+    QVERIFY(setOnline(true));
+    QTRY_COMPARE(second, QList<bool>({false, true}));
+    QCOMPARE(seen.size(), 4);
+}
+
+void ReachabilityTest::loopbackNames_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<bool>("loopback");
+    for (const char* host : {"localhost", "LocalHost", "localhost.", "acme.localhost", "127.0.0.1", "127.255.0.9",
+                             "::1", "[::1]", "0:0:0:0:0:0:0:1"})
+        QTest::newRow(host) << QString::fromLatin1(host) << true;
+    for (const char* host :
+         {"example.com", "notlocalhost", "localhost.example.com", "127.example.com", "128.0.0.1", "::2", ""})
+        QTest::newRow(*host ? host : "empty") << QString::fromLatin1(host) << false;
+}
+
+void ReachabilityTest::loopbackNames()
+{
+    QFETCH(QString, host);
+    QFETCH(bool, loopback);
+    QVERIFY(setOnline(false));
+    platform::NetworkMonitorReachability network;
+    QList<bool> seen;
+    QVERIFY(network.watch(host, [&](bool reachable) { seen << reachable; }));
+    QVERIFY(!seen.isEmpty());
+    QTRY_COMPARE(seen.last(), loopback);
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(ReachabilityTest)
+#include "ReachabilityTest.moc"

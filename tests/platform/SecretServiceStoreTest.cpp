@@ -1,0 +1,190 @@
+#include "platform/linux/SecretServiceStore.h"
+#include "support/TestEnvironment.h"
+#include "support/TestMain.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusVirtualObject>
+#include <QElapsedTimer>
+#include <QProcess>
+
+using namespace Qt::StringLiterals;
+using platform::SecretServiceStore;
+using Failure = platform::SecretStore::Failure;
+using Secret = platform::SecretStore::Result<std::optional<QByteArray>>;
+
+namespace {
+
+const QString kService = u"com.example.test"_s;
+const QString kAda = u"ada@example.com"_s;
+
+Secret failed(Failure failure)
+{
+    return tl::unexpected(failure);
+}
+
+bool lockKeyring()
+{
+    auto call = QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
+                                               u"org.freedesktop.Secret.Service"_s, u"Lock"_s);
+    call << QVariant::fromValue(
+        QList<QDBusObjectPath>{QDBusObjectPath(u"/org/freedesktop/secrets/collection/login"_s)});
+    return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
+}
+
+/// Takes every call and answers none.
+class Silence final : public QDBusVirtualObject
+{
+public:
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage&, const QDBusConnection&) override { return true; }
+};
+
+/// Owns the name of the keyring and says nothing.
+class HangingService
+{
+public:
+    HangingService() : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"hanging"_s))
+    {
+        owns = m_bus.registerVirtualObject(u"/"_s, &m_silence, QDBusConnection::SubPath) &&
+               m_bus.registerService(u"org.freedesktop.secrets"_s);
+    }
+    ~HangingService() { QDBusConnection::disconnectFromBus(u"hanging"_s); }
+
+    bool owns = false;
+
+private:
+    QDBusConnection m_bus;
+    Silence m_silence;
+};
+
+} // namespace
+
+/// Each function needs surroundings of its own and is run by itself.
+class SecretServiceStoreTest final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { qDBusRegisterMetaType<QList<QDBusObjectPath>>(); }
+    void keepsSecrets();
+    void locked();
+    void unlocksWithAPrompt();
+    void nobodyKeepsSecrets();
+    void hangingService();
+    void leavesWhileItHangs();
+};
+
+void SecretServiceStoreTest::keepsSecrets()
+{
+    SecretServiceStore store;
+    QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
+    QVERIFY(store.remove(kService, kAda));
+
+    const QByteArray long_ = QByteArray(2000, 'x') + "\xc3\xa4";
+    for (const QByteArray& secret : {QByteArray("first"), long_, QByteArray(""), QByteArray("pa\xc3\x9fwort '\"$")}) {
+        QVERIFY(store.store(kService, kAda, secret));
+        QCOMPARE(store.lookup(kService, kAda), Secret(secret));
+    }
+    QVERIFY(store.store(kService, u"bob@example.com"_s, "other"));
+    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
+    QCOMPARE(store.lookup(u"com.example"_s, kAda), Secret(std::nullopt));
+
+    // Other programs find it by the two attributes.
+    QProcess tool;
+    tool.start(u"secret-tool"_s, {u"lookup"_s, u"service"_s, kService, u"account"_s, u"bob@example.com"_s});
+    QVERIFY(tool.waitForFinished());
+    QCOMPARE(tool.readAllStandardOutput(), QByteArray("other"));
+
+    QVERIFY(store.remove(kService, kAda));
+    QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
+}
+
+void SecretServiceStoreTest::locked()
+{
+    const support::TestRun run;
+    SecretServiceStore store;
+    QVERIFY(store.store(kService, kAda, "secret"));
+    QVERIFY(lockKeyring());
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
+    QCOMPARE(store.lookup(kService, u"nobody"_s), Secret(std::nullopt));
+
+    // Nobody can be asked without a display.
+    std::optional<Secret> answer;
+    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+    QVERIFY(!answer);
+    QTRY_VERIFY(answer);
+    QCOMPARE(*answer, failed(Failure::Locked));
+    QVERIFY(!store.store(kService, kAda, "other"));
+}
+
+void SecretServiceStoreTest::unlocksWithAPrompt()
+{
+    const support::TestRun run;
+    SecretServiceStore store;
+    QVERIFY(store.store(kService, kAda, "secret"));
+    QVERIFY(lockKeyring());
+    QList<Secret> answers;
+    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
+
+    // The dialog may grab the keyboard late; typing goes on until somebody listens.
+    QProcess person;
+    person.start(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
+        for try in 1 2 3 4 5 6 7 8; do xdotool sleep 1 key ctrl+a type test && xdotool key Return; done)"_s});
+    QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
+    person.kill();
+    person.waitForFinished();
+    QCOMPARE(answers.first(), Secret(QByteArray("secret")));
+    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("secret")));
+}
+
+void SecretServiceStoreTest::nobodyKeepsSecrets()
+{
+    const support::TestRun run;
+    SecretServiceStore store;
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::NoService));
+    QCOMPARE(store.store(kService, kAda, "x").error(), Failure::NoService);
+    QCOMPARE(store.remove(kService, kAda).error(), Failure::NoService);
+    std::optional<Secret> answer;
+    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+    QTRY_VERIFY(answer);
+    QCOMPARE(*answer, failed(Failure::NoService));
+}
+
+void SecretServiceStoreTest::hangingService()
+{
+    const HangingService service;
+    QVERIFY(service.owns);
+    SecretServiceStore store;
+    QElapsedTimer waited;
+    waited.start();
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+    QVERIFY(waited.elapsed() < 10000);
+    // One wait is enough.
+    waited.start();
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+    QVERIFY(waited.elapsed() < 1000);
+    QCOMPARE(store.store(kService, kAda, "x").error(), Failure::TimedOut);
+
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(), {u"leavesWhileItHangs"_s});
+    waited.start();
+    QTRY_COMPARE_WITH_TIMEOUT(child.state(), QProcess::NotRunning, 20000);
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+    // Two seconds of them are its lookup.
+    QVERIFY2(waited.elapsed() < 10000, qPrintable(QString::number(waited.elapsed())));
+}
+
+void SecretServiceStoreTest::leavesWhileItHangs()
+{
+    const support::TestRun run;
+    SecretServiceStore store;
+    store.unlockAndLookup(kService, kAda, [](const Secret&) { QFAIL("called back after its end"); });
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(SecretServiceStoreTest)
+#include "SecretServiceStoreTest.moc"
