@@ -1,0 +1,229 @@
+#include "ModelRun.h"
+
+#include "model/Client.h"
+#include "model/DateComparisons.h"
+#include "model/DayEntry.h"
+#include "model/Project.h"
+#include "model/Task.h"
+#include "model/TaskAssignment.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace model;
+
+namespace {
+
+/// An entry of a local day, running since `started` when that is given.
+DayEntry& entry(ModelRun& run, const char* id, QDate day, const char* started = nullptr, const char* updated = nullptr)
+{
+    auto& made = run.company().findOrCreateById<DayEntry>(QString::fromLatin1(id), run.main());
+    made.setSpentAt(startOfDay(day));
+    made.setHours(0.5);
+    made.setTimerStarted(started ? QDateTime::fromString(QLatin1StringView(started), Qt::ISODate) : QDateTime());
+    made.setUpdatedAt(updated ? QDateTime::fromString(QLatin1StringView(updated), Qt::ISODate) : QDateTime());
+    return made;
+}
+
+QStringList ids(const std::vector<DayEntry*>& entries)
+{
+    QStringList ids;
+    for (const DayEntry* entry : entries)
+        ids << entry->idString();
+    return ids;
+}
+
+QString id(const DayEntry* entry)
+{
+    return entry ? entry->idString() : u"none"_s;
+}
+
+const QDate today(2024, 3, 5);
+
+} // namespace
+
+class CompanyTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void describesTheAccount()
+    {
+        ModelRun run;
+        QVERIFY(run.stored);
+        store::Context context(run.coordinator(), store::MergePolicy::PropertyObjectTrump);
+        const auto company = Company::buildCompanyWithSubdomain(
+            u"acme"_s,
+            "<hash><company><id>99</id></company><user><more><id>7</id></more><admin>true</admin>"
+            "<timezone>Berlin &amp;amp; "
+            "more</timezone><timestamp-timers>true</timestamp-timers><id>8</id></user></hash>",
+            context);
+        QVERIFY(company);
+        QCOMPARE((*company)->subdomain(), u"acme");
+        QCOMPARE((*company)->userId(), u"7");
+        QCOMPARE((*company)->timezone(), u"Berlin &amp; more");
+        QVERIFY((*company)->isAdminUser());
+        QVERIFY((*company)->hasTimestampTimers());
+        QVERIFY(!(*company)->cacheVersion());
+        // Saved: the main context reads it.
+        QVERIFY(run.currentUser());
+        QCOMPARE(run.currentUser()->idString(), u"7");
+
+        const auto less =
+            Company::buildCompanyWithSubdomain(u"acme"_s, "<hash><user><id>7</id></user></hash>", context);
+        QCOMPARE(*less, *company);
+        QVERIFY((*company)->timezone().isNull());
+        QVERIFY(!(*company)->isAdminUser() && !(*company)->hasTimestampTimers());
+    }
+
+    void keepsAKnownEmail()
+    {
+        ModelRun run;
+        run.signIn();
+        QCOMPARE(run.byId<User>("7")->email(), ModelRun::email);
+        QVERIFY(run.import(&User::parseXml, "<users><user><id>7</id><email>other@example.com</email></user></users>"));
+        run.signIn();
+        QCOMPARE(run.byId<User>("7")->email(), u"other@example.com");
+    }
+
+    void staysWithoutADescription_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("wellFormed");
+        QTest::newRow("malformed") << QByteArray("<hash><user>") << false;
+        QTest::newRow("told of an error") << QByteArray("<error><kind>x</kind><id>3</id></error>") << true;
+        QTest::newRow("no user") << QByteArray("<hash><id>3</id></hash>") << true;
+    }
+    void staysWithoutADescription()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(bool, wellFormed);
+        ModelRun run;
+        run.signIn(true);
+        store::Context context(run.coordinator(), store::MergePolicy::PropertyObjectTrump);
+        QCOMPARE(Company::buildCompanyWithSubdomain(u"acme"_s, text, context).has_value(), wellFormed);
+        QVERIFY(!context.hasChanges());
+        QCOMPARE(Company::findBySubdomain(u"acme"_s, context)->userId(), u"7");
+        QCOMPARE(run.all<User>().size(), 1U);
+        QVERIFY(!Company::buildCompanyWithSubdomain(u"new"_s, "no", context));
+        QVERIFY(!Company::findBySubdomain(u"new"_s, context));
+    }
+
+    void importsClients()
+    {
+        ModelRun run;
+        const QByteArray list = "<clients><client><details><name>R&amp;amp;D</name></details><id>3</id>"
+                                "<active>true</active></client><client><id>4</id><name>Zoo</name></client></clients>";
+        QVERIFY(run.import(&Client::parseXml, list));
+        QCOMPARE(run.all<Client>().size(), 2U);
+        QCOMPARE(run.byId<Client>("3")->name(), u"R&D");
+        QVERIFY(run.byId<Client>("3")->isActive());
+        QVERIFY(!run.byId<Client>("4")->isActive());
+        QCOMPARE(run.byId<Client>("4")->company(), &run.company());
+
+        QVERIFY(run.import(&Client::parseXml, list));
+        QCOMPARE(run.saves, 0);
+        // What a list leaves out stays.
+        QVERIFY(run.import(&Client::parseXml, "<clients><client><id>4</id><name>Zoo 2</name></client></clients>"));
+        QCOMPARE(run.all<Client>().size(), 2U);
+        QCOMPARE(run.byId<Client>("4")->name(), u"Zoo 2");
+        QVERIFY(!run.import(&Client::parseXml, "<clients><client><id>5</id></client>"));
+        QVERIFY(run.import(&Client::parseXml, "<nil-classes type=\"array\"/>"));
+        QCOMPARE(run.all<Client>().size(), 2U);
+    }
+
+    void listsADay()
+    {
+        ModelRun run("America/Sao_Paulo");
+        // The first of these days begins at one in the morning.
+        const QDate first(2018, 11, 4);
+        for (const char* each : {"99", "100", "newEntry"})
+            entry(run, each, first);
+        entry(run, "1", first.addDays(-1));
+        entry(run, "2", first.addDays(1));
+        entry(run, "98", first).setSpentAt(QDateTime(first, QTime(23, 59, 59, 999)));
+        Company::findOrCreateCompany(u"other"_s)
+            ->findOrCreateById<DayEntry>(u"5"_s, run.main())
+            .setSpentAt(startOfDay(first));
+
+        QCOMPARE(ids(run.company().dayEntriesForDate(first)), QStringList({u"100"_s, u"98"_s, u"99"_s}));
+        QCOMPARE(ids(run.company().dayEntriesForDate(first.addDays(1))), QStringList{u"2"_s});
+        QCOMPARE(run.company().numberTotalForDate(first), 1.5);
+        QCOMPARE(run.company().numberTotalForDate(first.addDays(7)), 0.0);
+        QVERIFY(run.company().dayEntriesForDate(QDate()).empty());
+    }
+
+    void choosesTheCurrentEntry()
+    {
+        ModelRun run("America/New_York");
+        run.setNow("2024-03-06T03:30:00Z"); // half past ten in the evening of the fifth
+        Company& company = run.company();
+        QCOMPARE(id(company.mostRecentDayEntry()), u"none");
+
+        DayEntry& overnight = entry(run, "5", today.addDays(-1), "2024-03-05T04:00:00Z");
+        entry(run, "4", today.addDays(-1));
+        entry(run, "3", today.addDays(-2), "2024-03-03T12:00:00Z");
+        QCOMPARE(id(company.mostRecentDayEntry()), u"5");
+        QCOMPARE(id(company.mostRecentRunningDayEntryFromToday()), u"none");
+
+        entry(run, "20", today);
+        QCOMPARE(id(company.mostRecentDayEntry()), u"20");
+        entry(run, "21", today, nullptr, "2024-03-05T12:00:00Z");
+        entry(run, "22", today, nullptr, "2024-03-05T11:00:00Z");
+        entry(run, "23", today);
+        QCOMPARE(id(company.mostRecentDayEntry()), u"21");
+        QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"5");
+
+        // The first running one in the order of the day, whenever it was updated.
+        entry(run, "9", today, "2024-03-05T10:00:00Z");
+        entry(run, "10", today, "2024-03-05T11:00:00Z");
+        QCOMPARE(id(company.mostRecentDayEntry()), u"10");
+        QCOMPARE(id(company.mostRecentRunningDayEntryFromToday()), u"10");
+        overnight.setTimerStarted({});
+        QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"none");
+    }
+
+    void findsObjectsOfAnyCompany()
+    {
+        ModelRun run;
+        Company& other = *Company::findOrCreateCompany(u"other"_s);
+        auto& theirs = other.findOrCreateById<Project>(u"12"_s, run.main());
+        QCOMPARE(run.company().findObject<Project>(u"12"_s, run.main()), &theirs);
+        QVERIFY(!run.company().findObject<Project>(u"13"_s, run.main()));
+
+        auto& ours = run.company().findOrCreateById<Project>(u"12"_s, run.main());
+        QVERIFY(&ours != &theirs);
+        QCOMPARE(run.company().findObject<Project>(u"12"_s, run.main()), &ours);
+        QCOMPARE(&run.company().findOrCreateById<Project>(u"12"_s, run.main()), &ours);
+        QCOMPARE(&run.company().findOrCreateByName<Client>(u"Zoo"_s, run.main()),
+                 &run.company().findOrCreateByName<Client>(u"Zoo"_s, run.main()));
+        QVERIFY(run.main().hasChanges());
+    }
+
+    void clearsTheAccountOnly()
+    {
+        ModelRun run;
+        run.signIn();
+        Company& other = *Company::findOrCreateCompany(u"other"_s);
+        for (Company* company : {&run.company(), &other}) {
+            auto& project = company->findOrCreateById<Project>(u"1"_s, run.main());
+            project.setClient(&company->findOrCreateById<Client>(u"2"_s, run.main()));
+            auto& task = company->findOrCreateById<Task>(u"3"_s, run.main());
+            company->findOrCreateById<DayEntry>(u"4"_s, run.main()).setTask(&task);
+            company->setCacheVersion(12);
+        }
+        QVERIFY(run.main().save());
+        run.company().clearAllData();
+        QVERIFY(run.main().save());
+
+        QCOMPARE(run.company().cacheVersion(), 12);
+        QVERIFY(run.company().projects().empty() && run.company().clients().empty() && run.company().users().empty());
+        for (const std::size_t left :
+             {run.all<Project>().size(), run.all<Task>().size(), run.all<DayEntry>().size(), run.all<Client>().size()})
+            QCOMPARE(left, 1U);
+        QCOMPARE(run.all<DayEntry>().front()->task()->company(), &other);
+    }
+};
+
+QTEST_GUILESS_MAIN(CompanyTest)
+#include "CompanyTest.moc"

@@ -1,0 +1,411 @@
+#include "ModelRun.h"
+
+#include "model/Client.h"
+#include "model/DateComparisons.h"
+#include "model/DayEntry.h"
+#include "model/Project.h"
+#include "model/Task.h"
+#include "model/TaskAssignment.h"
+#include "model/UserAssignment.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace model;
+
+namespace {
+
+const QByteArray catalog = R"(<daily>
+  <projects>
+    <project><id>11</id><name>Website</name><client>Zoo</client><tasks><task><id>21</id><name>Design</name></task></tasks></project>
+  </projects>
+</daily>)";
+
+QByteArray dayEntry(const QByteArray& id, const QByteArray& more)
+{
+    return "<day_entry><id>" + id + "</id><project_id>11</project_id><task_id>21</task_id><user_id>7</user_id>" + more +
+           "</day_entry>";
+}
+
+QByteArray sheet(const QByteArray& day, const QByteArray& entries)
+{
+    return "<daily><for_day>" + day + "</for_day><day_entries>" + entries + "</day_entries></daily>";
+}
+
+/// A run with Ann signed in and one project with one task.
+class EntryRun : public ModelRun
+{
+public:
+    explicit EntryRun(const char* zone = "UTC", bool timestampTimers = false) : ModelRun(zone)
+    {
+        signIn(timestampTimers);
+        import(&DayEntry::parseXml, catalog);
+    }
+
+    bool import(const QByteArray& xml) { return ModelRun::import(&DayEntry::parseXml, xml); }
+    using ModelRun::import;
+
+    DayEntry& entry(const char* id)
+    {
+        auto& made = company().findOrCreateById<DayEntry>(QString::fromLatin1(id), main());
+        made.setProject(byId<Project>("11"));
+        made.setTask(byId<Task>("21"));
+        made.setUser(currentUser());
+        return made;
+    }
+    QStringList ids()
+    {
+        QStringList found;
+        for (const DayEntry* each : all<DayEntry>())
+            found << each->idString();
+        return found;
+    }
+};
+
+QDateTime moment(const char* iso)
+{
+    return QDateTime::fromString(QLatin1StringView(iso), Qt::ISODate);
+}
+
+} // namespace
+
+class DayEntryTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsAnEntryOfASheet()
+    {
+        EntryRun run("America/New_York");
+        const QByteArray xml = sheet("Tue, 5 Mar 2024", dayEntry("100", R"(
+            <hours>1.75</hours><hours_without_timer>0.5</hours_without_timer>
+            <timer_started_at>Tue, 05 Mar 2024 14:00:00 +0000</timer_started_at>
+            <spent_at>2024-03-05</spent_at><started_at>9:00am</started_at><ended_at>1:30pm</ended_at>
+            <updated_at>Tue, 5 Mar 2024 15:00:01 +0000</updated_at><created_at>Tue, 5 Mar 2024 14:00:02 +0000</created_at>
+            <is_billed>true</is_billed><is_locked>true</is_locked><locked_reason>Approved</locked_reason>
+            <notes>Logo &amp;amp; more</notes>)"));
+        QVERIFY(run.import(xml));
+        const DayEntry& entry = *run.byId<DayEntry>("100");
+        QCOMPARE(entry.project(), run.byId<Project>("11"));
+        QCOMPARE(entry.task(), run.byId<Task>("21"));
+        QCOMPARE(entry.user(), run.currentUser());
+        QCOMPARE(entry.company(), &run.company());
+        QCOMPARE(entry.hours(), 1.75);
+        QCOMPARE(entry.hoursWithoutTimer(), 0.5);
+        QCOMPARE(utc(entry.timerStarted()), u"2024-03-05T14:00:00Z");
+        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T05:00:00Z");
+        QCOMPARE(utc(entry.startedAt()), u"2024-03-05T14:00:00Z");
+        QCOMPARE(utc(entry.stoppedAt()), u"2024-03-05T18:30:00Z");
+        QCOMPARE(utc(entry.updatedAt()), u"2024-03-05T15:00:01Z");
+        QCOMPARE(utc(entry.createdAt()), u"2024-03-05T14:00:02Z");
+        QVERIFY(entry.isBilled() && entry.isLocked());
+        QCOMPARE(entry.lockedReason(), u"Approved");
+        QCOMPARE(entry.notes(), u"Logo &amp; more");
+
+        QVERIFY(run.import(xml));
+        QCOMPARE(run.saves, 0);
+
+        // Absent: stopped, unlocked, no hours, no notes; dates and the hours without the timer stay.
+        QVERIFY(run.import(
+            sheet("Tue, 5 Mar 2024", dayEntry("100", "<locked_reason>Approved</locked_reason><spent_at>soon</spent_at>"
+                                                     "<started_at>17:00</started_at><updated_at/>"))));
+        QVERIFY(!entry.isRunning() && !entry.isLocked() && !entry.isBilled());
+        QVERIFY(entry.lockedReason().isNull() && entry.notes().isNull());
+        QCOMPARE(entry.hours(), 0.0);
+        QCOMPARE(entry.hoursWithoutTimer(), 0.5);
+        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T05:00:00Z");
+        QCOMPARE(utc(entry.startedAt()), u"2024-03-05T14:00:00Z");
+        QCOMPARE(utc(entry.updatedAt()), u"2024-03-05T15:00:01Z");
+        QCOMPARE(entry.description(), u"ID: 100 | Project ID: 11 | User ID: 7 | Task ID: 21 | Is Billed Flag: NO | "
+                                      "Hours: 0.000000");
+    }
+
+    void readsAReport()
+    {
+        EntryRun run;
+        QVERIFY(run.import(R"(<day-entries type="array"><day-entry><id>100</id><project-id>11</project-id>
+            <task-id>21</task-id><user-id>7</user-id><hours>2</hours><spent-at>2024-03-05</spent-at>
+            <timer-started-at>2024-03-05T09:15:00Z</timer-started-at><is-billed>false</is-billed>
+            <is-locked>true</is-locked><locked-reason>Approved</locked-reason><notes>n</notes></day-entry>
+            <day-entry><id>101</id><project_id>11</project_id></day-entry></day-entries>)"));
+        const DayEntry& entry = *run.byId<DayEntry>("100");
+        QCOMPARE(entry.projectId(), u"11");
+        QCOMPARE(entry.hours(), 2.0);
+        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T00:00:00Z");
+        QCOMPARE(entry.lockedReason(), u"Approved");
+        // Its spelling of the start is not understood.
+        QVERIFY(!entry.isRunning());
+        QVERIFY(run.byId<DayEntry>("101")->projectId().isNull());
+        QVERIFY(run.import("<error><message>no</message></error>"));
+        QCOMPARE(run.ids(), QStringList({u"100"_s, u"101"_s}));
+    }
+
+    void standsInForWhatIsUnknown_data()
+    {
+        QTest::addColumn<QByteArray>("ids");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("project") << QByteArray("<project_id>99</project_id><task_id>21</task_id>")
+                                 << u"Project has been archived."_s;
+        QTest::newRow("task") << QByteArray("<project_id>11</project_id><task_id>98</task_id>")
+                              << u"Task has been unassigned."_s;
+        QTest::newRow("both") << QByteArray("<project_id>99</project_id><task_id>98</task_id>")
+                              << u"Task has been unassigned."_s;
+    }
+    void standsInForWhatIsUnknown()
+    {
+        QFETCH(QByteArray, ids);
+        QFETCH(QString, reason);
+        EntryRun run;
+        QVERIFY(run.import("<add><day_entry><id>100</id>" + ids +
+                           "<is_locked>false</is_locked><project>A&amp;amp;B</project><client>C&amp;lt;</client>"
+                           "<task>D&amp;gt;</task></day_entry></add>"));
+        const DayEntry& entry = *run.byId<DayEntry>("100");
+        QVERIFY(entry.isLocked());
+        QCOMPARE(entry.lockedReason(), reason);
+        QCOMPARE(entry.project()->name(), ids.contains("99") ? u"A&B"_s : u"Website"_s);
+        QCOMPARE(entry.project()->client()->name(), ids.contains("99") ? u"C<"_s : u"Zoo"_s);
+        QCOMPARE(entry.task()->name(), ids.contains("98") ? u"D>"_s : u"Design"_s);
+        // The stand-by is there from now on.
+        QVERIFY(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"));
+        QVERIFY(!entry.isLocked());
+    }
+
+    void dropsWhatASheetLeavesOut()
+    {
+        EntryRun run("Asia/Tokyo");
+        QVERIFY(run.import(sheet("Tue, 5 Mar 2024", dayEntry("1", "<spent_at>2024-03-05</spent_at>") +
+                                                        dayEntry("2", "<spent_at>2024-03-05</spent_at>"))));
+        QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("3", "<spent_at>2024-03-04</spent_at>"))));
+        QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s}));
+        run.entry("newEntry").setSpentAt(startOfDay(QDate(2024, 3, 5)));
+        QVERIFY(run.main().save());
+        const store::Ref<DayEntry> shown = run.byId<DayEntry>("1");
+
+        // Neither what cannot be read nor a sheet without a day says anything about entries.
+        const QByteArray shorter = sheet("Tue, 5 Mar 2024", dayEntry("2", "<spent_at>2024-03-05</spent_at>"));
+        QVERIFY(!run.import(shorter.chopped(10)));
+        QVERIFY(!run.import(shorter + "<!DOCTYPE html>"));
+        QVERIFY(run.import("<daily><day_entries/></daily>"));
+        QVERIFY(run.import(sheet("Di., 5 M\xc3\xa4rz 2024", "")));
+        QVERIFY(shown);
+
+        QVERIFY(run.import(shorter));
+        QVERIFY(!shown);
+        QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
+        // One that was moved to another day since is not deleted with the day it left.
+        QVERIFY(run.import(dayEntry("2", "<spent_at>2024-03-06</spent_at>")));
+        QVERIFY(run.import(sheet("Tue, 5 Mar 2024", "")));
+        QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
+    }
+
+    void runsOneTimerOnly()
+    {
+        EntryRun run;
+        const QByteArray running = "<timer_started_at>Tue, 5 Mar 2024 08:00:00 +0000</timer_started_at>";
+        QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("1", running + "<spent_at>2024-03-04</spent_at>"))));
+        QVERIFY(run.import(sheet("Tue, 5 Mar 2024", dayEntry("2", running + "<spent_at>2024-03-05</spent_at>"))));
+        DayEntry& theirs = Company::findOrCreateCompany(u"other"_s)->findOrCreateById<DayEntry>(u"9"_s, run.main());
+        theirs.setTimerStarted(moment("2024-03-05T08:00:00Z"));
+        QVERIFY(run.main().save());
+        // Of a sheet two may run: it is what the service says.
+        QVERIFY(run.byId<DayEntry>("1")->isRunning() && run.byId<DayEntry>("2")->isRunning());
+
+        QVERIFY(run.import("<timer>" + dayEntry("3", "") + "</timer>"));
+        QVERIFY(run.byId<DayEntry>("1")->isRunning() && run.byId<DayEntry>("2")->isRunning());
+        QVERIFY(run.import("<add>" + dayEntry("4", running) + dayEntry("5", running) + "</add>"));
+        QVERIFY(!run.byId<DayEntry>("1")->isRunning() && !run.byId<DayEntry>("2")->isRunning());
+        QVERIFY(run.byId<DayEntry>("4")->isRunning() && !run.byId<DayEntry>("5"));
+        QVERIFY(theirs.isRunning());
+        QVERIFY(run.import("<add><message>no entry</message></add>"));
+        QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s, u"9"_s}));
+    }
+
+    void keepsWhatIsTypedMeanwhile()
+    {
+        EntryRun run;
+        QVERIFY(
+            run.import(sheet("Tue, 5 Mar 2024", dayEntry("1", "<spent_at>2024-03-05</spent_at><notes>old</notes>"))));
+        DayEntry& shown = *run.byId<DayEntry>("1");
+        shown.setNotes(u"typed"_s);
+        QVERIFY(run.import(sheet("Tue, 5 Mar 2024",
+                                 dayEntry("1", "<spent_at>2024-03-05</spent_at><notes>new</notes><hours>2</hours>"))));
+        QCOMPARE(shown.notes(), u"typed");
+        QCOMPARE(shown.hours(), 2.0);
+    }
+
+    void countsHours()
+    {
+        EntryRun run;
+        run.setNow("2024-03-05T10:00:00Z");
+        DayEntry& entry = run.entry("1");
+        QCOMPARE(entry.totalHours(), 0.0);
+        QCOMPARE(entry.hoursMinutes(), u"0:00");
+        entry.setTimerStarted(moment("2024-03-05T09:30:00Z"));
+        entry.setHoursWithoutTimer(1.25);
+        QCOMPARE(entry.totalHours(), 1.75);
+        QCOMPARE(entry.hoursMinutes(), u"0:00");
+        entry.setHours(1.25);
+        QCOMPARE(entry.hoursMinutes(), u"1:45");
+        run.test.time.advance(std::chrono::minutes(30));
+        QCOMPARE(entry.hoursMinutes(), u"2:15");
+        entry.setTimerStarted({});
+        QCOMPARE(entry.hoursMinutes(), u"1:15");
+
+        entry.setStartedAt(moment("2024-03-05T09:00:00Z"));
+        entry.setStoppedAt(moment("2024-03-05T11:30:00Z"));
+        entry.updateHoursFromTimestamps();
+        QCOMPARE(entry.hours(), 2.5);
+        entry.setStoppedAt({});
+        entry.updateHoursFromTimestamps();
+        QCOMPARE(entry.hours(), 0.0);
+    }
+
+    void splitsHours_data()
+    {
+        QTest::addColumn<double>("hours");
+        QTest::addColumn<int>("h");
+        QTest::addColumn<int>("m");
+        QTest::newRow("half") << 1.5 << 1 << 30;
+        QTest::newRow("odd carry") << 2.9999 << 1 << 0;
+        QTest::newRow("full") << 3.0 << 3 << 0;
+        QTest::newRow("minute") << 0.016 << 0 << 1;
+    }
+    void splitsHours()
+    {
+        QFETCH(double, hours);
+        ModelRun run;
+        auto& entry = run.company().findOrCreateById<DayEntry>(u"1"_s, run.main());
+        QCOMPARE(entry.hourFromFractionalHours(), 0);
+        entry.setHours(hours);
+        QTEST(entry.hourFromFractionalHours(), "h");
+        QTEST(entry.minuteFromFractionalHours(), "m");
+    }
+
+    void tellsRealIds()
+    {
+        ModelRun run;
+        auto& entry = run.company().findOrCreateById<DayEntry>(u"1"_s, run.main());
+        for (const auto& [id, real] : {std::pair(u"newEntry"_s, false),
+                                       {u""_s, false},
+                                       {QString(), false},
+                                       {u"12 "_s, false},
+                                       {u"-1"_s, false},
+                                       {u"12345"_s, true}}) {
+            entry.setIdString(id);
+            QCOMPARE(entry.hasRealId(), real);
+        }
+    }
+
+    void preparesOnePlaceholder()
+    {
+        EntryRun run;
+        run.setNow("2024-03-05T10:00:00Z");
+        DayEntry* entry = DayEntry::entryWithDefaults();
+        QVERIFY(entry);
+        QCOMPARE(entry->idString(), u"newEntry");
+        QCOMPARE(entry->company(), &run.company());
+        QVERIFY(!entry->project() && !entry->hasRealId() && !entry->hours());
+
+        QVERIFY(run.import(sheet("Tue, 5 Mar 2024", dayEntry("1", "<spent_at>2024-03-05</spent_at>"))));
+        entry->setNotes(u"typed"_s);
+        entry->setHours(2);
+        entry->setStartedAt(moment("2024-03-05T09:00:00Z"));
+        entry->setSpentAt(moment("2024-03-05T00:00:00Z"));
+        entry->setTimerStarted(moment("2024-03-05T09:00:00Z"));
+        entry->setLockedReason(u"kept"_s);
+        QCOMPARE(DayEntry::entryWithDefaults(), entry);
+        QCOMPARE(entry->project(), run.byId<Project>("11"));
+        QCOMPARE(entry->task(), run.byId<Task>("21"));
+        QCOMPARE(entry->user(), run.currentUser());
+        QVERIFY(!entry->notes().isNull() && entry->notes().isEmpty());
+        QVERIFY(!entry->hours() && !entry->isRunning() && !entry->spentAt().isValid() && !entry->startedAt().isValid());
+        QCOMPARE(entry->lockedReason(), u"kept");
+        QCOMPARE(run.all<DayEntry>().size(), 2U);
+
+        run.currentUser()->setEmail(u"other@example.com"_s);
+        QVERIFY(!DayEntry::entryWithDefaults());
+    }
+
+    void findsItsAssignments()
+    {
+        EntryRun run;
+        DayEntry& entry = run.entry("1");
+        entry.setTaskId(u"21"_s);
+        entry.setProjectId(u"11"_s);
+        entry.setUserId(u"7"_s);
+        QCOMPARE(entry.taskAssignment(), run.byId<Project>("11")->taskAssignments().front());
+        // One that a sheet made does not know its user's id.
+        QVERIFY(!entry.userAssignment());
+        run.byId<Project>("11")->userAssignments().front()->setUserId(u"7"_s);
+        QCOMPARE(entry.userAssignment(), run.byId<Project>("11")->userAssignments().front());
+        entry.setProjectId(u"12"_s);
+        QVERIFY(!entry.taskAssignment());
+    }
+
+    void writesTheRequest()
+    {
+        EntryRun run("America/New_York");
+        DayEntry& entry = run.entry("100");
+        entry.setNotes(u"R&D <\u00e4>\u0007 \"x\""_s);
+        entry.setSpentAt(moment("2024-03-05T05:00:00Z"));
+        entry.setHours(1.005);
+        entry.setStartedAt(moment("2024-03-05T14:00:00Z"));
+        QCOMPARE(entry.toXml(), QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                           "<request>\n"
+                                           "  <id>100</id>\n"
+                                           "  <notes>R&amp;D &lt;\xc3\xa4&gt; \"x\"</notes>\n"
+                                           "  <project_id>11</project_id>\n"
+                                           "  <task_id>21</task_id>\n"
+                                           "  <spent_at>Tue, 5 Mar 2024</spent_at>\n"
+                                           "  <hours>1.00</hours>\n"
+                                           "</request>\n"));
+    }
+
+    void writesAnEmptyRequest()
+    {
+        ModelRun run("America/New_York");
+        run.setNow("2024-03-06T03:00:00Z");
+        auto& entry = run.company().findOrCreateById<DayEntry>(DayEntry::newEntryId, run.main());
+        entry.setHours(0);
+        QCOMPARE(entry.toXml(), QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                           "<request>\n"
+                                           "  <notes></notes>\n"
+                                           "  <project_id></project_id>\n"
+                                           "  <task_id></task_id>\n"
+                                           "  <spent_at>Tue, 5 Mar 2024</spent_at>\n"
+                                           "</request>\n"));
+        QCOMPARE(utc(entry.spentAt()), u"2024-03-06T03:00:00Z");
+    }
+
+    void writesTheCorrection()
+    {
+        EntryRun run("America/New_York", true);
+        DayEntry& entry = run.entry("100");
+        entry.setNotes(u""_s);
+        entry.setSpentAt(moment("2024-03-05T05:00:00Z"));
+        entry.setHours(0);
+        entry.setStartedAt(moment("2024-03-05T14:00:00Z"));
+        entry.setStoppedAt(moment("2024-03-05T17:05:00Z"));
+        QCOMPARE(entry.toSyncXml(moment("2024-03-05T18:00:01Z")),
+                 QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                            "<day_entry>\n"
+                            "  <id>100</id>\n"
+                            "  <notes></notes>\n"
+                            "  <project_id>11</project_id>\n"
+                            "  <task_id>21</task_id>\n"
+                            "  <spent_at>Tue, 5 Mar 2024</spent_at>\n"
+                            "  <hours>0.00</hours>\n"
+                            "  <started_at>9:00AM</started_at>\n"
+                            "  <ended_at>12:05PM</ended_at>\n"
+                            "  <timer_state>stopped</timer_state>\n"
+                            "  <updated_at>Tue, 5 Mar 2024 18:00:01 +0000</updated_at>\n"
+                            "</day_entry>\n"));
+        entry.setStoppedAt({});
+        entry.setTimerStarted(moment("2024-03-05T14:00:00Z"));
+        const QByteArray running = entry.toSyncXml(moment("2024-03-05T18:00:01Z"));
+        QVERIFY(running.contains("<started_at>9:00AM</started_at>\n  <timer_state>running</timer_state>"));
+    }
+};
+
+QTEST_GUILESS_MAIN(DayEntryTest)
+#include "DayEntryTest.moc"

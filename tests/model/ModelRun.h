@@ -1,0 +1,129 @@
+#pragma once
+
+#include "model/Company.h"
+#include "model/DataModel.h"
+#include "model/Host.h"
+#include "model/User.h"
+#include "support/TestEnvironment.h"
+
+#include "store/Context.h"
+#include "store/Coordinator.h"
+
+#include "settings/Keys.h"
+#include "settings/UserDefaults.h"
+
+#include <ctime>
+#include <optional>
+
+/// The system's time zone, for the lifetime of the object.
+class Zone
+{
+public:
+    explicit Zone(const char* name) : m_before(qgetenv("TZ"))
+    {
+        qputenv("TZ", name);
+        tzset();
+    }
+    ~Zone()
+    {
+        m_before.isNull() ? qunsetenv("TZ") : qputenv("TZ", m_before);
+        tzset();
+    }
+
+private:
+    QByteArray m_before;
+};
+
+inline QString utc(const QDateTime& date)
+{
+    return date.toUTC().toString(Qt::ISODate);
+}
+
+/// A run of the program with its store: a main context, and one per response as the worker has.
+class ModelRun : public model::Host
+{
+public:
+    static constexpr QLatin1StringView email{"ann@example.com"};
+
+    explicit ModelRun(const char* zone = "UTC")
+        : m_zone(zone),
+          m_coordinator(std::make_shared<store::Coordinator>(model::loadModel(), model::objectFactories()))
+    {
+        stored = m_coordinator->addStore(test.folders.path(QStringLiteral("QuillonX.sqlite"))).has_value();
+        settings::UserDefaults::standardUserDefaults().setString(settings::SCEmailKey, email);
+        m_main.emplace(m_coordinator, store::MergePolicy::Overwrite);
+        model::Host::set(this);
+    }
+    ~ModelRun() override { model::Host::set(nullptr); }
+
+    store::Context* mainContext() override { return &*m_main; }
+    model::User* currentUser() override { return currentUserInContext(*m_main); }
+    model::User* currentUserInContext(store::Context& context) override
+    {
+        model::Company* found = model::Company::findBySubdomain(QStringLiteral("acme"), context);
+        return found ? model::User::findByEmail(email, *found, context) : nullptr;
+    }
+    std::shared_ptr<store::Coordinator> coordinator() override { return m_coordinator; }
+
+    model::Company& company() { return *model::Company::findOrCreateCompany(QStringLiteral("acme")); }
+    store::Context& main() { return *m_main; }
+
+    /// A response as the worker takes it in: own context, merged into the main one. False when it was refused.
+    bool import(model::XmlImport parseXml, const QByteArray& xml)
+    {
+        store::Context context(m_coordinator, store::MergePolicy::PropertyObjectTrump);
+        auto& imported = model::Company::findOrCreateCompany(QStringLiteral("acme"), context);
+        saves = 0;
+        context.setDidSave([this](const std::shared_ptr<const store::ChangeSet>& changes) {
+            ++saves;
+            m_main->mergeChanges(*changes);
+        });
+        return parseXml(xml, imported, context).has_value();
+    }
+    /// The account's description, with Ann signed in.
+    void signIn(bool timestampTimers = false)
+    {
+        store::Context context(m_coordinator, store::MergePolicy::PropertyObjectTrump);
+        context.setDidSave(
+            [this](const std::shared_ptr<const store::ChangeSet>& changes) { m_main->mergeChanges(*changes); });
+        static_cast<void>(model::Company::buildCompanyWithSubdomain(
+            QStringLiteral("acme"),
+            QByteArray("<hash><user><timestamp-timers>") + (timestampTimers ? "true" : "false") +
+                "</timestamp-timers><timezone>London</timezone><admin>true</admin><id>7</id></user></hash>",
+            context));
+    }
+
+    template <class T>
+    std::vector<T*> all()
+    {
+        std::vector<T*> typed;
+        for (store::Object* object : m_main->fetch({T::entityName, {}, {{"idString"}}}))
+            typed.push_back(static_cast<T*>(object));
+        return typed;
+    }
+    /// Null: none.
+    template <class T>
+    T* byId(const char* id)
+    {
+        return model::fetchFirst<T>(*m_main, store::where("idString", QString::fromLatin1(id)));
+    }
+
+    void setNow(const char* isoUtc)
+    {
+        test.time.setNow(std::chrono::system_clock::time_point(std::chrono::milliseconds(
+            QDateTime::fromString(QLatin1StringView(isoUtc), Qt::ISODate).toMSecsSinceEpoch())));
+    }
+
+private:
+    Zone m_zone;
+
+public:
+    support::TestRun test;
+    bool stored = false;
+    /// Saves of the last import that wrote something.
+    int saves = 0;
+
+private:
+    std::shared_ptr<store::Coordinator> m_coordinator;
+    std::optional<store::Context> m_main;
+};

@@ -1,0 +1,139 @@
+#include "ModelRun.h"
+
+#include "model/Xml.h"
+
+#include <QTemporaryFile>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using model::xml::Body;
+using model::xml::Document;
+using model::xml::Element;
+
+class XmlTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refuses_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("nothing") << QByteArray();
+        QTest::newRow("blanks") << QByteArray("  \n");
+        QTest::newRow("plain text") << QByteArray("Authentication failed for API request.");
+        QTest::newRow("cut off") << QByteArray("<daily><for_day>Tue, 5 Mar 2024</for_d");
+        QTest::newRow("crossed") << QByteArray("<a><b></a></b>");
+        QTest::newRow("two roots") << QByteArray("<a/><b/>");
+        QTest::newRow("text behind") << QByteArray("<a/>b");
+        QTest::newRow("bare ampersand") << QByteArray("<a>R & D</a>");
+        QTest::newRow("unknown entity") << QByteArray("<a>&nbsp;</a>");
+        QTest::newRow("control sign") << QByteArray("<a>\x01</a>");
+        QTest::newRow("NUL") << QByteArray("<a>\0</a>", 8);
+        QTest::newRow("no UTF-8") << QByteArray("<a>\xe9</a>");
+        QTest::newRow("Latin 1 by its word")
+            << QByteArray("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a>\xe9</a>");
+        QTest::newRow("page") << QByteArray("<!DOCTYPE html><html><head><meta charset=utf-8></head></html>");
+        QTest::newRow("own entities") << QByteArray("<!DOCTYPE a [<!ENTITY b 'c'>]><a>&b;</a>");
+        QByteArray bomb = "<!DOCTYPE a [<!ENTITY e0 'ha'>";
+        for (int i = 1; i < 40; ++i)
+            bomb += "<!ENTITY e" + QByteArray::number(i) + " '&e" + QByteArray::number(i - 1) + ";&e" +
+                    QByteArray::number(i - 1) + ";'>";
+        QTest::newRow("entity bomb") << bomb + "]><a>&e39;</a>";
+        QTest::newRow("deep") << QByteArray("<a>").repeated(100'000) + QByteArray("</a>").repeated(100'000);
+        QTest::newRow("deep and cut off") << QByteArray("<a>").repeated(100'000);
+    }
+    void refuses()
+    {
+        QFETCH(QByteArray, text);
+        const auto document = Document::parse(text);
+        QVERIFY(!document);
+        QVERIFY(!document.error().text.isEmpty());
+    }
+
+    void readsNoFiles()
+    {
+        QTemporaryFile secret;
+        QVERIFY(secret.open());
+        secret.write("secret");
+        secret.flush();
+        const QByteArray file = secret.fileName().toUtf8();
+        QVERIFY(!Document::parse("<!DOCTYPE a [<!ENTITY f SYSTEM 'file://" + file + "'>]><a>&f;</a>"));
+        const auto included = Document::parse("<a xmlns:x=\"http://www.w3.org/2001/XInclude\"><x:include href=\"" +
+                                              file + "\" parse=\"text\"/></a>");
+        QVERIFY(!included || !included->root().text().contains(u"secret"_s));
+    }
+
+    void walks()
+    {
+        const auto document =
+            Document::parse("\xef\xbb\xbf<?xml version=\"1.0\"?>\n<list> <item><deep><id>1</id></deep>"
+                            "<id>2</id><ids>3</ids></item>\n<!-- between --><other/> <item/></list>");
+        QVERIFY(document);
+        const Element item = document->root().child("item");
+        QCOMPARE(item.child("id").text(), u"2");
+        QCOMPARE(item.descendant("id").text(), u"1");
+        QCOMPARE(item.firstChild().name(), "deep");
+        QCOMPARE(item.next().name(), "other");
+        QVERIFY(item.next("item") && !item.next("item").next("item"));
+        // Stays within the element.
+        QVERIFY(!item.next("item").descendant("id"));
+        QVERIFY(!item.child("deep").descendant("ids"));
+        QVERIFY(!document->root().descendant("list"));
+    }
+
+    void tellsEmptyFromMissing()
+    {
+        const auto document =
+            Document::parse("<a><empty></empty><short/><t>true</t><T>True</T><n> 12.5x</n>"
+                            "<mixed>R&amp;D <b>b</b><![CDATA[<&]]></mixed><cdata><![CDATA[true]]></cdata></a>");
+        QVERIFY(document);
+        const Element root = document->root();
+        QVERIFY(root.child("missing").text().isNull());
+        for (const char* name : {"empty", "short"}) {
+            QVERIFY(!root.child(name).text().isNull());
+            QVERIFY(root.child(name).text().isEmpty());
+            QVERIFY(!root.child(name).isTrue());
+        }
+        QVERIFY(root.child("t").isTrue() && root.child("cdata").isTrue());
+        QVERIFY(!root.child("T").isTrue() && !root.child("missing").isTrue());
+        QCOMPARE(root.child("n").number(), 12.5);
+        QCOMPARE(root.child("missing").number(), 0.0);
+        QCOMPARE(root.child("mixed").text(), u"R&D b<&");
+    }
+
+    void unescapesOnce_data()
+    {
+        QTest::addColumn<QString>("escaped");
+        QTest::addColumn<QString>("text");
+        const std::pair<QString, QString> rows[] = {
+            {u"R&amp;D"_s, u"R&D"_s},
+            {u"&amp;amp;"_s, u"&amp;"_s},
+            {u"&lt;b&gt; &quot;x&quot; &apos;"_s, u"<b> \"x\" '"_s},
+            {u"&#65;&#x42;&#X1F600;"_s, u"AB\U0001F600"_s},
+            {u"&#0;&#xD800;&#x110000;&#-5;&#;&#x;&#+65;"_s, u"&#0;&#xD800;&#x110000;&#-5;&#;&#x;&#+65;"_s},
+            {u"&nbsp; & &&amp; &amp"_s, u"&nbsp; & && &amp"_s},
+            {u"plain"_s, u"plain"_s}};
+        for (const auto& [escaped, text] : rows)
+            QTest::newRow(qPrintable(escaped)) << escaped << text;
+    }
+    void unescapesOnce()
+    {
+        QFETCH(QString, escaped);
+        QTEST(model::xml::stringByUnescapingEntities(escaped), "text");
+        QVERIFY(model::xml::stringByUnescapingEntities(QString()).isNull());
+    }
+
+    void writes()
+    {
+        Body body("request");
+        body.addChild("notes", u"R&D <3 \"\u00e9\U0001F600\"\ttab\n\u0001\u0000x\xFFFE"_s + QChar(0xD800));
+        body.addChild("none", QString());
+        QCOMPARE(body.toPrettyXml(), QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n"
+                                                "  <notes>R&amp;D &lt;3 \"\xc3\xa9\xf0\x9f\x98\x80\"\ttab\nx</notes>\n"
+                                                "  <none></none>\n</request>\n"));
+        QVERIFY(Document::parse(body.toPrettyXml()));
+    }
+};
+
+QTEST_GUILESS_MAIN(XmlTest)
+#include "XmlTest.moc"
