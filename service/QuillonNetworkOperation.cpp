@@ -169,7 +169,7 @@ bool QuillonNetworkOperation::isApplicationError(const QByteArray& body, int wit
 
 std::optional<qint64> QuillonNetworkOperation::cacheVersion(const HttpReply& response)
 {
-    const std::optional<QByteArray> text = response.header(QuillonCompanyCacheVersionKey.data());
+    const std::optional<QByteArray> text = response.header(QuillonCompanyCacheVersionKey);
     if (!text)
         return std::nullopt;
     const QByteArray digits = text->trimmed();

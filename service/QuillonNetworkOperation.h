@@ -24,9 +24,9 @@ namespace service {
 class QuillonApi;
 
 /// The whole body of a reply to bad credentials.
-inline constexpr QLatin1StringView QuillonAuthenticationFailed("Authentication failed for API request.");
+inline constexpr char QuillonAuthenticationFailed[] = "Authentication failed for API request.";
 /// The header in which every reply tells the version of the account's data, an integer.
-inline constexpr QLatin1StringView QuillonCompanyCacheVersionKey("X-Company-Cache-Version");
+inline constexpr char QuillonCompanyCacheVersionKey[] = "X-Company-Cache-Version";
 
 /// One request to the service, from the wait for its turn to the call that tells its outcome.
 ///
