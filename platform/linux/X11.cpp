@@ -6,6 +6,7 @@
 
 #include <xcb/xcb.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
 
@@ -27,11 +28,19 @@ xcb_connection_t* connection()
     return native ? native->connection() : nullptr;
 }
 
-xcb_atom_t atom(xcb_connection_t* x, const QByteArray& name)
+/// All names in one round trip.
+template <std::size_t count>
+std::array<xcb_atom_t, count> atoms(xcb_connection_t* x, const std::array<QByteArray, count>& names)
 {
-    const auto cookie = xcb_intern_atom(x, 0, static_cast<uint16_t>(name.size()), name.constData());
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    std::array<xcb_intern_atom_cookie_t, count> cookies;
+    std::array<xcb_atom_t, count> found;
+    for (std::size_t i = 0; i < count; ++i)
+        cookies[i] = xcb_intern_atom(x, 0, static_cast<uint16_t>(names[i].size()), names[i].constData());
+    for (std::size_t i = 0; i < count; ++i) {
+        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, cookies[i], nullptr));
+        found[i] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    }
+    return found;
 }
 
 int screenNumber()
@@ -44,10 +53,12 @@ int screenNumber()
     return screen;
 }
 
-xcb_window_t root(xcb_connection_t* x, xcb_window_t window)
+xcb_window_t root(xcb_connection_t* x)
 {
-    const Reply<xcb_query_tree_reply_t> reply(xcb_query_tree_reply(x, xcb_query_tree(x, window), nullptr));
-    return reply ? reply->root : xcb_window_t{XCB_WINDOW_NONE};
+    auto screen = xcb_setup_roots_iterator(xcb_get_setup(x));
+    for (int number = screenNumber(); number > 0 && screen.rem > 1; --number)
+        xcb_screen_next(&screen);
+    return screen.rem > 0 ? screen.data->root : xcb_window_t{XCB_WINDOW_NONE};
 }
 
 } // namespace
@@ -62,7 +73,7 @@ bool isComposited()
     xcb_connection_t* x = connection();
     if (!x)
         return false;
-    static const xcb_atom_t manager = atom(x, "_NET_WM_CM_S" + QByteArray::number(screenNumber()));
+    static const auto manager = atoms<1>(x, {"_NET_WM_CM_S" + QByteArray::number(screenNumber())})[0];
     const Reply<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, manager), nullptr));
     return reply && reply->owner != XCB_WINDOW_NONE;
@@ -75,17 +86,18 @@ void skipTaskBar(const QWindow& window)
         return;
     constexpr uint32_t kAdd = 1;
     constexpr uint32_t kFromApplication = 1;
+    const auto [state, skipTaskBar, skipPager] =
+        atoms<3>(x, {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = static_cast<xcb_window_t>(window.winId());
-    event.type = atom(x, "_NET_WM_STATE");
+    event.type = state;
     event.data.data32[0] = kAdd;
-    event.data.data32[1] = atom(x, "_NET_WM_STATE_SKIP_TASKBAR");
-    event.data.data32[2] = atom(x, "_NET_WM_STATE_SKIP_PAGER");
+    event.data.data32[1] = skipTaskBar;
+    event.data.data32[2] = skipPager;
     event.data.data32[3] = kFromApplication;
-    xcb_send_event(x, 0, root(x, event.window),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+    xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&event));
     xcb_flush(x);
 }

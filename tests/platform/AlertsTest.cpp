@@ -1,3 +1,5 @@
+#include "platform/Desktop.h"
+#include "platform/SystemEnvironment.h"
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/TestMain.h"
 
@@ -40,6 +42,7 @@ private slots:
     void answers();
     void textsArePlain();
     void quitTakesAlertsDown();
+    void checkWithoutAFeedSaysSo();
 };
 
 void AlertsTest::oneAfterAnother()
@@ -124,6 +127,16 @@ void AlertsTest::quitTakesAlertsDown()
 
     alerts.show({u"After"_s, {}, {u"OK"_s}}, {});
     QCOMPARE(openBox()->text(), u"After"_s);
+}
+
+void AlertsTest::checkWithoutAFeedSaysSo()
+{
+    const auto environment = platform::systemEnvironment(platform::InfoDictionary());
+    environment->updateFeed().checkInBackground();
+    QVERIFY(openBoxes().isEmpty());
+    environment->updateFeed().check();
+    QVERIFY(openBox());
+    QVERIFY(openBox()->informativeText().startsWith("No update feed is set up"_L1));
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(AlertsTest)
