@@ -50,7 +50,7 @@ public:
         flush();
         ::shutdown(m_socket, SHUT_WR);
         // Closing with unread bytes would reset the connection and could take the reply with it.
-        if (m_head || m_refused)
+        if (hasUnreadRequest())
             discardInput(std::chrono::steady_clock::now() + 1s);
         ::close(m_socket);
     }
@@ -79,9 +79,9 @@ public:
         m_limit = 2 * maximumBody;
     }
 
-    bool headIsTooLong() const { return m_head && m_received >= m_limit; }
+    /// The head could not be read, or its body will not be.
+    bool hasUnreadRequest() const { return m_head || m_refused; }
     void refuse() { m_refused = true; }
-    bool isRefused() const { return m_refused; }
     void close() { m_closed = true; }
 
     /// Nothing for `pause`; false when the service stops or the client has gone.
@@ -133,6 +133,9 @@ public:
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
     socket_t socket() const override { return m_socket; }
+
+    /// What the client sent with the present request, before the library is shown less of it.
+    Headers headers;
 
 private:
     /// True when the socket is ready for `events`; false on time-out, on stop and when the peer has gone.
@@ -249,15 +252,15 @@ private:
 // one thread for its whole life.
 thread_local Connection* currentConnection = nullptr;
 
-Request requestOf(const httplib::Request& from)
+Headers headersOf(const httplib::Request& from)
 {
-    Request request{from.method, from.target, {}, from.body};
+    Headers headers;
     for (const auto& [name, value] : from.headers) {
         // Added by the library, not sent by the client.
         if (name != "REMOTE_ADDR" && name != "REMOTE_PORT" && name != "LOCAL_ADDR" && name != "LOCAL_PORT")
-            request.headers.emplace_back(name, value);
+            headers.emplace_back(name, value);
     }
-    return request;
+    return headers;
 }
 
 void sendFaulty(Connection& connection, const Reply& reply)
@@ -343,7 +346,7 @@ public:
         set_pre_routing_handler(
             [](const httplib::Request& request, httplib::Response& response) { return refuse(request, response); });
         const auto answer = [&handler](const httplib::Request& request, httplib::Response& response) {
-            const Reply reply = handler(requestOf(request));
+            const Reply reply = handler({request.method, request.target, currentConnection->headers, request.body});
             if (reply.fault == Fault::None)
                 send(reply, response);
             else
@@ -412,16 +415,17 @@ private:
             bool closed = false;
             const bool understood = process_request(connection, false, closed, [&](httplib::Request& request) {
                 connection.beginBody();
-                // Every path goes to one handler: no pattern is matched against what a stranger sent. Replies are
-                // small and local, so they are neither compressed nor cut in ranges.
+                connection.headers = headersOf(request);
+                // Every path goes to one handler: no pattern is matched against what a stranger sent. Bodies are
+                // taken as they are, never as forms; replies are neither compressed nor cut in ranges.
                 request.path = "/";
+                request.headers.erase("Content-Type");
                 request.headers.erase("Accept-Encoding");
                 request.ranges.clear();
                 closed = request.get_header_value("Connection") == "close";
             });
-            if (!understood && connection.headIsTooLong())
-                connection.write("HTTP/1.1 431 Request Header Fields Too Large\r\nContent-Length: 0\r\n\r\n");
-            open = understood && !closed && !connection.isRefused() && connection.flush();
+            // What follows a request that was not understood would be taken for another one.
+            open = understood && !closed && !connection.hasUnreadRequest() && connection.flush();
         }
         currentConnection = nullptr;
         return true;

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+/// What came back: a transport error code of libcurl (0 for none), or a reply.
+struct Answer
+{
+    int error = 0;
+    int status = 0;
+    QByteArray body;
+    QMap<QString, QString> headers; ///< names in lower case
+
+    /// The texts of all elements of that name, in document order; only "malformed" when the body is not XML.
+    QStringList texts(const QString& element) const;
+    QString text(const QString& element) const { return texts(element).value(0); }
+    QString root() const;
+};
+
+/// An HTTP client that shares nothing with the service: libcurl, one connection kept open. One thread at a time.
+class HttpClient
+{
+public:
+    HttpClient(const QString& baseUrl, const QString& email, const QString& password);
+    ~HttpClient();
+    HttpClient(const HttpClient&) = delete;
+    HttpClient& operator=(const HttpClient&) = delete;
+
+    Answer get(const QString& target) { return send("GET", target); }
+    Answer post(const QString& target, const QByteArray& body) { return send("POST", target, body); }
+    Answer send(const QByteArray& method, const QString& target, const QByteArray& body = {},
+                const QStringList& headers = {});
+
+private:
+    struct Handle;
+    std::unique_ptr<Handle> m_handle;
+    QString m_baseUrl;
+    QByteArray m_credentials;
+};
+
+/// The body of an add or update request, from pairs of element and text.
+QByteArray requestBody(const QList<std::pair<QString, QString>>& fields,
+                       const QString& root = QStringLiteral("request"));

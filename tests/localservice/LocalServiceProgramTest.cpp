@@ -1,0 +1,187 @@
+#include "HttpClient.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <set>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// One run of the program on a data file of the folder.
+class Program
+{
+public:
+    explicit Program(const QTemporaryDir& folder, const QStringList& more = {})
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start(QStringLiteral(SERVICE_PROGRAM),
+                        QStringList{u"--port"_s, u"0"_s, u"--data"_s, folder.filePath(u"data.sqlite"_s)} + more);
+        while (!m_output.contains("http://") && m_process.waitForReadyRead())
+            m_output += m_process.readAllStandardOutput();
+    }
+
+    ~Program() { end(SIGKILL); }
+
+    /// Ends it by a signal; answers its exit status, -1 if the signal killed it.
+    int end(int signal)
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return m_process.exitCode();
+        ::kill(static_cast<pid_t>(m_process.processId()), signal);
+        m_process.waitForFinished();
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    }
+
+    QString address() const { return line(u"http://"_s); }
+    QString email() const { return line(u"  e-mail"_s).section(u' ', -1); }
+    QString password() const { return line(u"  password"_s).section(u' ', -1); }
+
+private:
+    QString line(const QString& start) const
+    {
+        for (const auto& line : QString::fromUtf8(m_output).split(u'\n')) {
+            if (line.startsWith(start))
+                return line;
+        }
+        return {};
+    }
+
+    QProcess m_process;
+    QByteArray m_output;
+};
+
+QByteArray hourWithNote(const QString& note)
+{
+    return requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}, {u"hours"_s, u"1"_s}, {u"notes"_s, note}});
+}
+
+} // namespace
+
+class LocalServiceProgramTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void tellsHowToSignInOnce();
+    void explainsItself_data();
+    void explainsItself();
+    void losesAtMostTheRequestInFlight();
+};
+
+void LocalServiceProgramTest::tellsHowToSignInOnce()
+{
+    QTemporaryDir folder;
+    Program first(folder);
+    QVERIFY(first.address().startsWith(u"http://127.0.0.1:"_s));
+    const auto email = first.email();
+    const auto password = first.password();
+    QCOMPARE(HttpClient(first.address(), email, password).get(u"/daily"_s).status, 200);
+    for (const int signal : {SIGTERM, SIGINT}) {
+        Program next(folder);
+        QCOMPARE(next.password(), QString());
+        QCOMPARE(HttpClient(next.address(), email, password).get(u"/daily"_s).status, 200);
+        QCOMPARE(next.end(signal), 0);
+    }
+    Program reset(folder, {u"--reset-password"_s});
+    QCOMPARE(HttpClient(reset.address(), email, password).get(u"/daily"_s).status, 401);
+    QCOMPARE(HttpClient(reset.address(), reset.email(), reset.password()).get(u"/daily"_s).status, 200);
+}
+
+void LocalServiceProgramTest::explainsItself_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("says");
+    QTest::newRow("help") << QStringList{u"--help"_s} << 0 << u"Usage: quillon-service [options]"_s;
+    QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"quillon-service " QUILLON_VERSION ""_s;
+    QTest::newRow("beyond loopback")
+        << QStringList{u"--bind"_s, u"0.0.0.0"_s} << 2
+        << u"quillon-service: --bind takes a loopback address only: what is sent is not encrypted"_s;
+    QTest::newRow("no port") << QStringList{u"--port=65536"_s} << 2
+                             << u"quillon-service: --port needs a number from 0 to 65535"_s;
+    QTest::newRow("no value") << QStringList{u"--data"_s} << 2 << u"quillon-service: --data needs a value"_s;
+    QTest::newRow("unknown") << QStringList{u"--bnid"_s} << 2 << u"quillon-service: unknown option --bnid"_s;
+    QTest::newRow("no folder") << QStringList{u"--data=/dev/null/x"_s} << 1
+                               << u"quillon-service: cannot open /dev/null/x: Not a directory"_s;
+}
+
+void LocalServiceProgramTest::explainsItself()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, says);
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral(SERVICE_PROGRAM), arguments);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), status);
+    const auto lines = QString::fromUtf8(process.readAll()).split(u'\n');
+    QCOMPARE(lines.first(), says);
+    QVERIFY(status == 0 || lines.size() == 2);
+}
+
+void LocalServiceProgramTest::losesAtMostTheRequestInFlight()
+{
+    constexpr int clients = 3;
+    QTemporaryDir folder;
+    QString email;
+    QString password;
+    std::set<QString> acknowledged;
+    int unanswered = 0;
+    for (int round = 0; round < 4; ++round) {
+        Program program(folder);
+        if (round == 0) {
+            email = program.email();
+            password = program.password();
+        }
+        std::atomic<int> answers = 0;
+        std::vector<std::set<QString>> notes(clients);
+        std::vector<std::thread> threads;
+        for (int n = 0; n < clients; ++n) {
+            threads.emplace_back([&, n] {
+                HttpClient client(program.address(), email, password);
+                for (int i = 0;; ++i) {
+                    const auto note = u"%1-%2-%3"_s.arg(round).arg(n).arg(i);
+                    const auto added = client.post(u"/daily/add"_s, hourWithNote(note));
+                    if (added.error != 0)
+                        return;
+                    if (added.status == 200)
+                        notes[n].insert(note);
+                    // Timers on the way make transactions with several rows.
+                    if (client.get(u"/daily/timer/"_s + added.text(u"id"_s)).error != 0)
+                        return;
+                    ++answers;
+                }
+            });
+        }
+        QTRY_VERIFY(answers >= 20 + 7 * round);
+        QCOMPARE(program.end(SIGKILL), -1);
+        for (auto& thread : threads)
+            thread.join();
+        for (const auto& some : notes)
+            acknowledged.insert(some.begin(), some.end());
+        unanswered += clients;
+    }
+
+    Program last(folder);
+    const auto sheet = HttpClient(last.address(), email, password).get(u"/daily?slim=1"_s);
+    const auto kept = sheet.texts(u"notes"_s);
+    const std::set<QString> unique(kept.begin(), kept.end());
+    QCOMPARE(static_cast<qsizetype>(unique.size()), kept.size());
+    QVERIFY(std::includes(unique.begin(), unique.end(), acknowledged.begin(), acknowledged.end()));
+    QVERIFY2(unique.size() <= acknowledged.size() + unanswered, QByteArray::number(kept.size()));
+    QVERIFY(sheet.texts(u"timer_started_at"_s).size() <= 1);
+    for (const auto& hours : sheet.texts(u"hours_without_timer"_s))
+        QVERIFY2(hours.toDouble() >= 1.0 && hours.toDouble() < 1.02, qPrintable(hours));
+}
+
+QTEST_GUILESS_MAIN(LocalServiceProgramTest)
+#include "LocalServiceProgramTest.moc"

@@ -1,0 +1,653 @@
+#include "Scenario.h"
+
+#include "localservice/DateText.h"
+
+#include <QTest>
+
+#include <thread>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Fields = QList<std::pair<QString, QString>>;
+
+/// "hours=1.5 notes=x" as fields; an underscore in a value stands for a blank.
+Fields fieldsOf(const QString& text)
+{
+    Fields fields;
+    for (const auto& pair : text.split(u' ', Qt::SkipEmptyParts))
+        fields.append({pair.section(u'=', 0, 0), pair.section(u'=', 1).replace(u'_', u' ')});
+    return fields;
+}
+
+/// Start, end and hours of the entry, or the message of a refusal.
+QStringList times(const Answer& answer)
+{
+    if (answer.status != 200)
+        return {answer.text(u"message"_s)};
+    return {answer.text(u"started_at"_s), answer.text(u"ended_at"_s), answer.text(u"hours"_s)};
+}
+
+} // namespace
+
+class LocalTimesheetTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void describesTheSignedInPerson();
+    void listsTheCatalog_data();
+    void listsTheCatalog();
+    void offersOnlyBookableProjects();
+    void writesEveryFieldOfAnEntry();
+    void addsFinishedAndRunningEntries_data();
+    void addsFinishedAndRunningEntries();
+    void refusesWhatCannotBeBooked_data();
+    void refusesWhatCannotBeBooked();
+    void togglingCountsEverySecondOnce();
+    void aTimerKeepsItsDayAcrossMidnight();
+    void aClockSetBackTakesNothingAway();
+    void editingLeavesUntouchedTimeExact_data();
+    void editingLeavesUntouchedTimeExact();
+    void editingMovesAnEntry();
+    void addsTimestampEntries_data();
+    void addsTimestampEntries();
+    void editsTimestampEntries_data();
+    void editsTimestampEntries();
+    void lockedAndArchivedEntriesStay();
+    void synchronizes_data();
+    void synchronizes();
+    void refusesStaleSynchronization();
+    void reachesOnlyOwnEntries();
+    void cacheVersionGrowsWithTheCatalogOnly();
+    void oneTimerRunsWhateverHappensAtOnce();
+    void survivesARestart();
+    void readsDatesAndTimes_data();
+    void readsDatesAndTimes();
+};
+
+void LocalTimesheetTest::describesTheSignedInPerson()
+{
+    Scenario s;
+    const auto acme = s.get(u"/account/who_am_i"_s);
+    QCOMPARE(acme.root(), u"hash"_s);
+    QCOMPARE(acme.texts(u"id"_s), QStringList{QString::number(s.acme.person)});
+    QCOMPARE(acme.text(u"admin"_s), u"true"_s);
+    QCOMPARE(acme.text(u"timezone"_s), u"Europe/Berlin"_s);
+    QCOMPARE(acme.text(u"timestamp-timers"_s), u"false"_s);
+    s.useTimestamps();
+    QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"timestamp-timers"_s), u"true"_s);
+    QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"id"_s), QString::number(s.clock.person));
+}
+
+void LocalTimesheetTest::listsTheCatalog_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("root");
+    QTest::addColumn<QString>("element");
+    QTest::addColumn<QStringList>("texts");
+    QTest::newRow("clients") << u"/clients"_s << u"clients"_s << u"name"_s << QStringList{u"Bread <& Sons>"_s};
+    QTest::newRow("projects") << u"/projects"_s << u"projects"_s << u"code"_s << QStringList{u"WEB"_s, QString()};
+    QTest::newRow("billable") << u"/projects"_s << u"projects"_s << u"billable"_s << QStringList{u"true"_s, u"false"_s};
+    QTest::newRow("project") << u"/projects/1"_s << u"project"_s << u"client-id"_s << QStringList{u"1"_s};
+    QTest::newRow("tasks") << u"/tasks"_s << u"tasks"_s << u"default-hourly-rate"_s
+                           << QStringList{u"90.00"_s, u"0.00"_s};
+    QTest::newRow("people") << u"/people"_s << u"users"_s << u"email"_s << QStringList{u"ann@example.com"_s};
+    QTest::newRow("person") << u"/people/1"_s << u"user"_s << u"last-name"_s << QStringList{u"Lee"_s};
+    QTest::newRow("other account's person") << u"/people/2"_s << u"error"_s << u"kind"_s << QStringList{u"NotFound"_s};
+    QTest::newRow("user assignments") << u"/user_assignments"_s << u"user-assignments"_s << u"project-id"_s
+                                      << QStringList{u"1"_s, u"2"_s};
+    QTest::newRow("task assignments of a project")
+        << u"/projects/2/task_assignments"_s << u"task-assignments"_s << u"task-id"_s << QStringList{u"2"_s};
+}
+
+void LocalTimesheetTest::listsTheCatalog()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, root);
+    QFETCH(QString, element);
+    QFETCH(QStringList, texts);
+    Scenario s;
+    const auto answer = s.get(target);
+    QCOMPARE(answer.root(), root);
+    QCOMPARE(answer.texts(element), texts);
+}
+
+void LocalTimesheetTest::offersOnlyBookableProjects()
+{
+    Scenario s;
+    QCOMPARE(s.get(u"/daily"_s).texts(u"billable"_s),
+             (QStringList{u"false"_s, u"false"_s, u"true"_s, u"true"_s, u"false"_s}));
+    QVERIFY(s.database().setProjectActive(s.acme.internal, false));
+    const auto full = s.get(u"/daily"_s);
+    QCOMPARE(full.texts(u"name"_s), (QStringList{u"Website"_s, u"Design"_s, u"Support"_s}));
+    QCOMPARE(full.texts(u"client"_s), QStringList{u"Bread <& Sons>"_s});
+    QVERIFY(s.database().withdrawTask(s.acme.website, s.acme.design));
+    QCOMPARE(s.get(u"/daily/65/2024"_s).texts(u"name"_s), (QStringList{u"Website"_s, u"Support"_s}));
+    QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).texts(u"project"_s), QStringList{});
+}
+
+void LocalTimesheetTest::writesEveryFieldOfAnEntry()
+{
+    Scenario s;
+    const auto id = s.add({{u"notes"_s, u"R&D <b>\nline – ü"_s}, {u"spent_at"_s, u"Thu, 29 Feb 2024"_s}});
+    s.pass(90min);
+    const auto day = s.get(u"/daily/60/2024?slim=1"_s);
+    QCOMPARE(day.text(u"for_day"_s), u"Thu, 29 Feb 2024"_s);
+    const QList<std::pair<QString, QString>> expected{{u"id"_s, id},
+                                                      {u"user_id"_s, QString::number(s.acme.person)},
+                                                      {u"spent_at"_s, u"2024-02-29"_s},
+                                                      {u"project_id"_s, QString::number(s.acme.website)},
+                                                      {u"project"_s, u"Website"_s},
+                                                      {u"client"_s, u"Bread <& Sons>"_s},
+                                                      {u"task_id"_s, QString::number(s.acme.design)},
+                                                      {u"task"_s, u"Design"_s},
+                                                      {u"hours"_s, u"1.5"_s},
+                                                      {u"hours_without_timer"_s, u"0.0"_s},
+                                                      {u"timer_started_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s},
+                                                      {u"notes"_s, u"R&D <b>\nline – ü"_s},
+                                                      {u"is_locked"_s, u"false"_s},
+                                                      {u"is_billed"_s, u"false"_s},
+                                                      {u"created_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s},
+                                                      {u"updated_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s}};
+    for (const auto& [name, text] : expected)
+        QCOMPARE(day.texts(name), QStringList{text});
+    QVERIFY(day.texts(u"started_at"_s).isEmpty() && day.texts(u"locked_reason"_s).isEmpty());
+
+    QVERIFY(s.database().setBilled(id.toLongLong(), true));
+    QVERIFY(s.database().lockEntry(id.toLongLong(), "Approved."));
+    const auto locked = s.get(u"/daily/60/2024?slim=1"_s);
+    QCOMPARE(locked.text(u"is_billed"_s), u"true"_s);
+    QCOMPARE(locked.text(u"locked_reason"_s), u"Approved."_s);
+}
+
+void LocalTimesheetTest::addsFinishedAndRunningEntries_data()
+{
+    QTest::addColumn<QString>("fields");
+    QTest::addColumn<QString>("hours");
+    QTest::addColumn<bool>("running");
+    QTest::newRow("no hours") << u""_s << u"0.0"_s << true;
+    QTest::newRow("zero hours") << u"hours=0.00"_s << u"0.0"_s << true;
+    QTest::newRow("empty hours") << u"hours="_s << u"0.0"_s << true;
+    QTest::newRow("quarters") << u"hours=1.25"_s << u"1.25"_s << false;
+    QTest::newRow("five minutes in hundredths") << u"hours=0.08"_s << u"0.0833"_s << false;
+    QTest::newRow("twenty minutes in hundredths") << u"hours=0.33"_s << u"0.3333"_s << false;
+    QTest::newRow("hundredths that are no minutes") << u"hours=0.01"_s << u"0.01"_s << false;
+    QTest::newRow("finer than hundredths") << u"hours=1.3958"_s << u"1.3958"_s << false;
+    QTest::newRow("a whole day") << u"hours=24"_s << u"24.0"_s << false;
+    QTest::newRow("clock times mean nothing here") << u"hours=2 started_at=9:00AM"_s << u"2.0"_s << false;
+}
+
+void LocalTimesheetTest::addsFinishedAndRunningEntries()
+{
+    QFETCH(QString, fields);
+    QFETCH(QString, hours);
+    QFETCH(bool, running);
+    Scenario s;
+    s.add(fieldsOf(fields));
+    const auto day = s.today();
+    QCOMPARE(day.text(u"hours"_s), hours);
+    QCOMPARE(!day.text(u"timer_started_at"_s).isEmpty(), running);
+    QVERIFY(day.text(u"started_at"_s).isEmpty());
+}
+
+void LocalTimesheetTest::refusesWhatCannotBeBooked_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("message");
+    const auto body = [](const QString& fields) { return requestBody(fieldsOf(fields)); };
+    QTest::newRow("no project") << body(u"task_id=1"_s) << u"This project does not exist."_s;
+    QTest::newRow("unknown project") << body(u"project_id=99 task_id=1"_s) << u"This project does not exist."_s;
+    QTest::newRow("project of another account")
+        << body(u"project_id=3 task_id=1"_s) << u"This project does not exist."_s;
+    QTest::newRow("no task") << body(u"project_id=1"_s) << u"This task does not exist."_s;
+    QTest::newRow("task not offered") << body(u"project_id=2 task_id=1"_s)
+                                      << u"This task is not offered on the project."_s;
+    QTest::newRow("hours as words") << body(u"project_id=1 task_id=1 hours=two"_s) << u"The hours cannot be read."_s;
+    QTest::newRow("negative hours") << body(u"project_id=1 task_id=1 hours=-1"_s) << u"The hours cannot be read."_s;
+    QTest::newRow("infinite hours") << body(u"project_id=1 task_id=1 hours=inf"_s) << u"The hours cannot be read."_s;
+    QTest::newRow("too many hours") << body(u"project_id=1 task_id=1 hours=24.02"_s)
+                                    << u"An entry cannot have more than 24 hours."_s;
+    QTest::newRow("no such day") << body(u"project_id=1 task_id=1 spent_at=Fri,_30_Feb_2024"_s)
+                                 << u"The date cannot be read."_s;
+    const auto unreadable = u"The request body cannot be read."_s;
+    QTest::newRow("empty body") << QByteArray("") << unreadable;
+    QTest::newRow("cut off") << QByteArray("<request><notes>a</notes>") << unreadable;
+    QTest::newRow("other root") << QByteArray("<day_entry/>") << unreadable;
+    QTest::newRow("bare ampersand") << QByteArray("<request><notes>a & b</notes></request>") << unreadable;
+    QTest::newRow("entity bomb") << QByteArray(
+                                        "<!DOCTYPE r [<!ENTITY a 'aaaaaaaaaa'><!ENTITY b '&a;&a;&a;&a;&a;'>"
+                                        "<!ENTITY c '&b;&b;&b;&b;&b;'>]><request><notes>&c;&c;</notes></request>")
+                                 << unreadable;
+    QTest::newRow("outside entity") << QByteArray("<!DOCTYPE r [<!ENTITY f SYSTEM 'file:///etc/hostname'>]>"
+                                                  "<request><project_id>1</project_id><task_id>1</task_id>"
+                                                  "<notes>&f;</notes></request>")
+                                    << unreadable;
+    QTest::newRow("empty document type") << QByteArray("<!DOCTYPE request><request/>") << unreadable;
+    QTest::newRow("deep nesting") << QByteArray("<request>").repeated(100'000) << unreadable;
+}
+
+void LocalTimesheetTest::refusesWhatCannotBeBooked()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QString, message);
+    Scenario s;
+    const auto answer = s.post(u"/daily/add"_s, body);
+    QCOMPARE(answer.status, 500);
+    QCOMPARE(answer.root(), u"error"_s);
+    QCOMPARE(answer.text(u"kind"_s), u"Validation"_s);
+    QCOMPARE(answer.text(u"message"_s), message);
+    QCOMPARE(s.today().texts(u"id"_s), QStringList{});
+}
+
+void LocalTimesheetTest::togglingCountsEverySecondOnce()
+{
+    Scenario s;
+    const auto first = s.add();
+    s.pass(125s);
+    const auto second = s.add();
+    QCOMPARE(s.today().texts(u"hours"_s), (QStringList{u"0.0347"_s, u"0.0"_s}));
+    s.pass(600s);
+    QCOMPARE(s.get(u"/daily/timer/"_s + first).text(u"timer_started_at"_s), u"Tue, 5 Mar 2024 08:27:45 +0000"_s);
+    s.pass(1s);
+    const auto running = s.today();
+    QCOMPARE(running.texts(u"hours"_s), (QStringList{u"0.035"_s, u"0.1667"_s}));
+    QCOMPARE(running.texts(u"hours_without_timer"_s), (QStringList{u"0.0347"_s, u"0.1667"_s}));
+    QCOMPARE(running.texts(u"timer_started_at"_s).size(), 1);
+    QCOMPARE(s.get(u"/daily/timer/"_s + first).root(), u"timer"_s);
+    s.pass(1h);
+    const auto stopped = s.today();
+    QCOMPARE(stopped.texts(u"hours"_s), (QStringList{u"0.035"_s, u"0.1667"_s}));
+    QCOMPARE(stopped.texts(u"timer_started_at"_s), QStringList{});
+    QCOMPARE(s.get(u"/daily/timer/4711"_s).text(u"message"_s), u"This entry no longer exists."_s);
+}
+
+void LocalTimesheetTest::aTimerKeepsItsDayAcrossMidnight()
+{
+    Scenario s;
+    const auto id = s.add();
+    // 9:15 in the evening of the fifth is 14 hours and 44 minutes before local midnight of it.
+    s.pass(14h + 44min + 30s);
+    QCOMPARE(s.today().text(u"for_day"_s), u"Wed, 6 Mar 2024"_s);
+    QCOMPARE(s.today().texts(u"id"_s), QStringList{});
+    QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s), u"14.7417"_s);
+    const auto stopped = s.get(u"/daily/timer/"_s + id);
+    QCOMPARE(stopped.text(u"spent_at"_s), u"2024-03-05"_s);
+    QCOMPARE(stopped.text(u"hours"_s), u"14.7417"_s);
+    QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"spent_at"_s), u"2024-03-05"_s);
+}
+
+void LocalTimesheetTest::aClockSetBackTakesNothingAway()
+{
+    Scenario s;
+    const auto id = s.add({{u"hours"_s, u"0.5"_s}});
+    s.get(u"/daily/timer/"_s + id);
+    s.pass(-2h);
+    const auto day = s.today();
+    QCOMPARE(day.text(u"hours"_s), u"0.5"_s);
+    QCOMPARE(day.text(u"timer_started_at"_s), u"Tue, 5 Mar 2024 06:15:40 +0000"_s);
+    QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"hours"_s), u"0.5"_s);
+}
+
+void LocalTimesheetTest::editingLeavesUntouchedTimeExact_data()
+{
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<bool>("running");
+    QTest::addColumn<QString>("fields");
+    QTest::addColumn<QString>("hours");
+    QTest::newRow("the hours as they were sent") << 5025 << false << u"hours=1.40 notes=new"_s << u"1.3958"_s;
+    QTest::newRow("a minute less") << 5025 << false << u"hours=1.38"_s << u"1.3833"_s;
+    QTest::newRow("other hours") << 5025 << false << u"hours=2.00"_s << u"2.0"_s;
+    QTest::newRow("shown without its last hour") << 7185 << false << u"hours=1.00"_s << u"1.9958"_s;
+    QTest::newRow("a few fields only") << 5025 << false << u"notes=new"_s << u"1.3958"_s;
+    QTest::newRow("everything but hours")
+        << 5025 << false << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=new"_s << u"0.0"_s;
+    QTest::newRow("running, as shown") << 600 << true << u"hours=0.17 notes=new"_s << u"0.1667"_s;
+    QTest::newRow("running, as shown a minute ago") << 610 << true << u"hours=0.15"_s << u"0.1694"_s;
+    QTest::newRow("running, other hours") << 600 << true << u"hours=1.00"_s << u"1.0"_s;
+    QTest::newRow("running, none") << 90 << true << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=n"_s
+                                   << u"0.025"_s;
+    QTest::newRow("running for days") << 200'000 << true << u"hours=55.55"_s << u"55.5556"_s;
+}
+
+void LocalTimesheetTest::editingLeavesUntouchedTimeExact()
+{
+    QFETCH(int, seconds);
+    QFETCH(bool, running);
+    QFETCH(QString, fields);
+    QFETCH(QString, hours);
+    Scenario s;
+    const auto id = s.add();
+    s.pass(std::chrono::seconds(seconds));
+    if (!running)
+        s.get(u"/daily/timer/"_s + id);
+    const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
+    QCOMPARE(answer.root(), u"add"_s);
+    QCOMPARE(answer.text(u"hours"_s), hours);
+    QCOMPARE(!answer.text(u"timer_started_at"_s).isEmpty(), running);
+    s.pass(36s);
+    const auto later = s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s).toDouble();
+    QCOMPARE(qRound((later - hours.toDouble()) * 100), running ? 1 : 0);
+}
+
+void LocalTimesheetTest::editingMovesAnEntry()
+{
+    Scenario s;
+    const auto id = s.add({{u"hours"_s, u"1"_s}});
+    const auto moved =
+        s.post(u"/daily/update/"_s + id, requestBody({{u"project_id"_s, QString::number(s.acme.internal)},
+                                                      {u"task_id"_s, QString::number(s.acme.support)},
+                                                      {u"spent_at"_s, u"Mon, 4 Mar 2024"_s},
+                                                      {u"notes"_s, u"moved"_s},
+                                                      {u"hours"_s, u"1.00"_s}}));
+    QCOMPARE(moved.text(u"project"_s), u"Internal"_s);
+    QCOMPARE(moved.text(u"spent_at"_s), u"2024-03-04"_s);
+    QCOMPARE(s.today().texts(u"id"_s), QStringList{});
+    QCOMPARE(s.get(u"/daily/64/2024"_s).text(u"notes"_s), u"moved"_s);
+    const auto refused =
+        s.post(u"/daily/update/"_s + id, requestBody({{u"task_id"_s, QString::number(s.acme.design)}}));
+    QCOMPARE(refused.text(u"message"_s), u"This task is not offered on the project."_s);
+}
+
+void LocalTimesheetTest::addsTimestampEntries_data()
+{
+    QTest::addColumn<QString>("fields");
+    QTest::addColumn<QString>("summary"); // started at, ended at, hours, running; or the message
+    QTest::newRow("nothing") << u""_s << u"9:15am||0.0|true"_s;
+    QTest::newRow("this minute") << u"started_at=9:15AM"_s << u"9:15am||0.0|true"_s;
+    QTest::newRow("earlier") << u"started_at=8:45AM hours=3"_s << u"8:45am||0.5111|true"_s;
+    QTest::newRow("both") << u"started_at=11:50AM ended_at=1:05PM"_s << u"11:50am|1:05pm|1.25|false"_s;
+    QTest::newRow("midnight and noon") << u"started_at=12:00AM ended_at=12:00PM"_s << u"12:00am|12:00pm|12.0|false"_s;
+    QTest::newRow("equal") << u"started_at=9:00AM ended_at=9:00AM"_s << u"9:00am|9:00am|0.0|false"_s;
+    QTest::newRow("hours only") << u"hours=0.75"_s << u"||0.75|false"_s;
+    QTest::newRow("another day") << u"started_at=8:45AM spent_at=2024-03-01"_s << u"8:45am||0.0|true"_s;
+    QTest::newRow("end first") << u"started_at=9:00AM ended_at=8:59AM"_s << u"The end time is before the start time."_s;
+    QTest::newRow("in the future") << u"started_at=9:16AM"_s << u"The start time is later than now."_s;
+    QTest::newRow("no time") << u"started_at=25:00"_s << u"The start time cannot be read."_s;
+}
+
+void LocalTimesheetTest::addsTimestampEntries()
+{
+    QFETCH(QString, fields);
+    QFETCH(QString, summary);
+    Scenario s;
+    s.useTimestamps();
+    const auto answer = s.post(u"/daily/add"_s, requestBody(Fields{{u"project_id"_s, QString::number(s.clock.website)},
+                                                                   {u"task_id"_s, QString::number(s.clock.design)}} +
+                                                            fieldsOf(fields)));
+    QStringList parts = times(answer);
+    if (answer.status == 200)
+        parts += answer.text(u"timer_started_at"_s).isEmpty() ? u"false"_s : u"true"_s;
+    QCOMPARE(parts.join(u'|'), summary);
+}
+
+void LocalTimesheetTest::editsTimestampEntries_data()
+{
+    QTest::addColumn<bool>("running");
+    QTest::addColumn<QString>("fields");
+    QTest::addColumn<QString>("summary");
+    // A timer from 9:15:40 to 9:45:40 and again from 10:15:40; where it is finished, until 10:25:40.
+    QTest::newRow("untouched") << false << u"started_at=9:15AM ended_at=10:25AM hours=1.17"_s
+                               << u"9:15am|10:25am|0.6667"_s;
+    QTest::newRow("notes only") << false << u"notes=x"_s << u"9:15am|10:25am|0.6667"_s;
+    QTest::newRow("new end") << false << u"started_at=9:15AM ended_at=10:30AM"_s << u"9:15am|10:30am|1.25"_s;
+    QTest::newRow("running untouched") << true << u"started_at=9:15AM ended_at=9:45AM hours=1"_s << u"9:15am||0.6667"_s;
+    QTest::newRow("running, started earlier") << true << u"started_at=9:00AM"_s << u"9:00am||0.9167"_s;
+    QTest::newRow("running, started later") << true << u"started_at=9:50AM"_s << u"9:50am||0.0833"_s;
+    QTest::newRow("running, started too late")
+        << true << u"started_at=10:00AM"_s << u"The start time is later than now."_s;
+}
+
+void LocalTimesheetTest::editsTimestampEntries()
+{
+    QFETCH(bool, running);
+    QFETCH(QString, fields);
+    QFETCH(QString, summary);
+    Scenario s;
+    s.useTimestamps();
+    const auto id = s.add();
+    s.pass(30min);
+    QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s), u"9:45am"_s);
+    s.pass(30min);
+    QVERIFY(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s).isEmpty());
+    s.pass(10min);
+    if (!running)
+        s.get(u"/daily/timer/"_s + id);
+    const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
+    QCOMPARE(times(answer).join(u'|'), summary);
+    QCOMPARE(s.today().texts(u"timer_started_at"_s).size(), running ? 1 : 0);
+}
+
+void LocalTimesheetTest::lockedAndArchivedEntriesStay()
+{
+    Scenario s;
+    const auto running = s.add();
+    const auto finished = s.add({{u"hours"_s, u"1"_s}});
+    for (const auto& id : {running, finished})
+        QVERIFY(s.database().lockEntry(id.toLongLong(), "Approved."));
+    const auto message = u"This entry is locked: Approved."_s;
+    QCOMPARE(s.post(u"/daily/update/"_s + finished, requestBody({{u"notes"_s, u"x"_s}})).text(u"message"_s), message);
+    QCOMPARE(s.get(u"/daily/delete/"_s + finished).text(u"message"_s), message);
+    QCOMPARE(s.get(u"/daily/timer/"_s + finished).text(u"message"_s), message);
+    QCOMPARE(s.sync(finished, u"0.50"_s, u"stopped"_s, u"Wed, 6 Mar 2024 00:00:00 +0000"_s).status, 500);
+    QCOMPARE(s.today().texts(u"hours"_s), (QStringList{u"0.0"_s, u"1.0"_s}));
+    // Only stopping is allowed: a timer that nobody can stop would count for ever.
+    s.pass(36s);
+    QCOMPARE(s.get(u"/daily/timer/"_s + running).text(u"hours"_s), u"0.01"_s);
+
+    QVERIFY(s.database().lockEntry(finished.toLongLong(), std::nullopt));
+    QVERIFY(s.database().setProjectActive(s.acme.website, false));
+    QCOMPARE(s.get(u"/daily/timer/"_s + finished).text(u"message"_s), u"This project has been archived."_s);
+    QCOMPARE(s.post(u"/daily/update/"_s + finished, requestBody({{u"hours"_s, u"2"_s}})).text(u"hours"_s), u"2.0"_s);
+    QCOMPARE(s.get(u"/daily/delete/"_s + finished).root(), u"result"_s);
+    QCOMPARE(s.today().texts(u"id"_s), QStringList{running});
+    const auto again = s.get(u"/daily/delete/"_s + finished);
+    QCOMPARE(again.status, 404);
+    QCOMPARE(again.root(), u"result"_s);
+}
+
+void LocalTimesheetTest::synchronizes_data()
+{
+    QTest::addColumn<QString>("hours");
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("after");
+    QTest::newRow("stopped with less") << u"0.33"_s << u"stopped"_s << 200 << u"0.33"_s;
+    QTest::newRow("stopped with none") << u"0.00"_s << u"stopped"_s << 200 << u"0.0"_s;
+    QTest::newRow("goes on") << u"0.25"_s << u"running"_s << 200 << u"1.25"_s;
+    QTest::newRow("still more than a day") << u"29.50"_s << u"stopped"_s << 200 << u"29.5"_s;
+    QTest::newRow("more than there was") << u"30.50"_s << u"stopped"_s << 500 << u"31.0"_s;
+    QTest::newRow("no hours") << u""_s << u"stopped"_s << 500 << u"31.0"_s;
+    QTest::newRow("no such state") << u"0.25"_s << u"paused"_s << 500 << u"31.0"_s;
+}
+
+void LocalTimesheetTest::synchronizes()
+{
+    QFETCH(QString, hours);
+    QFETCH(QString, state);
+    QFETCH(int, status);
+    QFETCH(QString, after);
+    Scenario s;
+    const auto id = s.add();
+    s.pass(30h);
+    const auto answer = s.sync(id, hours, state, u"Tue, 5 Mar 2024 08:15:40 +0000"_s);
+    QCOMPARE(answer.status, status);
+    QCOMPARE(answer.root(), status == 200 ? u"day_entry"_s : u"error"_s);
+    s.pass(1h);
+    QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s), after);
+}
+
+void LocalTimesheetTest::refusesStaleSynchronization()
+{
+    Scenario s;
+    const auto id = s.add();
+    s.pass(10min);
+    const auto seen = s.today().text(u"updated_at"_s);
+    // Two changes within the second that the client has seen.
+    const auto changed =
+        s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"elsewhere"_s}})).text(u"updated_at"_s);
+    QVERIFY(changed != seen);
+    QVERIFY(s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"again"_s}})).text(u"updated_at"_s) != changed);
+    for (const auto& stale : {seen, changed}) {
+        const auto refused = s.sync(id, u"0.00"_s, u"stopped"_s, stale);
+        QCOMPARE(refused.status, 409);
+        QCOMPARE(refused.root(), u"day_entry"_s);
+        QCOMPARE(refused.text(u"notes"_s), u"again"_s);
+    }
+    QCOMPARE(s.today().text(u"hours"_s), u"0.1667"_s);
+    QCOMPARE(s.sync(id, u"0.10"_s, u"stopped"_s, u"Tue, 5 Mar 2024 10:00:00 +0100"_s).status, 200);
+    s.get(u"/daily/delete/"_s + id);
+    QCOMPARE(s.sync(id, u"0.10"_s, u"stopped"_s, u"Wed, 6 Mar 2024 00:00:00 +0000"_s).status, 410);
+    QCOMPARE(s.sync(id, u"0.10"_s, u"stopped"_s, u"yesterday"_s).text(u"message"_s),
+             u"The update time cannot be read."_s);
+}
+
+void LocalTimesheetTest::reachesOnlyOwnEntries()
+{
+    Scenario s;
+    const auto id = s.add({{u"hours"_s, u"1"_s}});
+    QVERIFY(s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Ray"}));
+    HttpClient bob(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
+    QCOMPARE(bob.get(u"/daily?slim=1"_s).texts(u"id"_s), QStringList{});
+    QCOMPARE(bob.get(u"/daily/timer/"_s + id).status, 500);
+    QCOMPARE(bob.get(u"/daily/delete/"_s + id).status, 404);
+    QCOMPARE(bob.post(u"/daily/update/"_s + id, requestBody({{u"hours"_s, u"9"_s}})).status, 500);
+    QCOMPARE(bob.get(u"/daily"_s).texts(u"name"_s), QStringList{});
+    QCOMPARE(bob.post(u"/daily/add"_s, requestBody(fieldsOf(u"project_id=1 task_id=1"_s))).text(u"message"_s),
+             u"You are not assigned to this project."_s);
+    QCOMPARE(s.today().text(u"hours"_s), u"1.0"_s);
+}
+
+void LocalTimesheetTest::cacheVersionGrowsWithTheCatalogOnly()
+{
+    Scenario s;
+    const auto version = [&] { return s.today().headers.value(u"x-company-cache-version"_s).toInt(); };
+    const int before = version();
+    QVERIFY(before > 0);
+    const auto id = s.add();
+    s.get(u"/daily/timer/"_s + id);
+    s.get(u"/daily/delete/"_s + id);
+    QVERIFY(s.database().addClient(s.clock.id, "Elsewhere"));
+    QVERIFY(s.database().setPassword("acme", "ann@example.com", "secret"));
+    QCOMPARE(version(), before);
+    int last = before;
+    const auto grows = [&](bool changed) {
+        const int now = version();
+        const bool grown = changed && now > last;
+        last = now;
+        return grown;
+    };
+    auto& data = s.database();
+    QVERIFY(grows(data.addClient(s.acme.id, "New").has_value()));
+    QVERIFY(grows(data.renameProject(s.acme.website, "Web Site").has_value()));
+    QVERIFY(grows(data.setProjectActive(s.acme.internal, false).has_value()));
+    QVERIFY(grows(data.addTask(s.acme.id, "New").has_value()));
+    QVERIFY(grows(data.withdrawTask(s.acme.website, s.acme.support).has_value()));
+    QVERIFY(grows(data.addPerson({s.acme.id, "new@example.com", "x"}).has_value()));
+    s.restart();
+    QCOMPARE(version(), last);
+}
+
+void LocalTimesheetTest::oneTimerRunsWhateverHappensAtOnce()
+{
+    Scenario s;
+    constexpr int seconds = 120;
+    QStringList ids;
+    for (int i = 0; i < 4; ++i)
+        ids += s.add();
+    s.get(u"/daily/timer/"_s + ids.last());
+    // A second service on the same file: what holds must hold between processes too.
+    localservice::Service other({.dataFile = s.folder.filePath(u"deep/service.sqlite"_s).toStdString(),
+                                 .clock = [&s] { return std::chrono::system_clock::now(); }});
+    const auto otherPort = other.start();
+    QVERIFY(otherPort);
+    std::atomic<int> failures = 0;
+    std::atomic<int> tooMany = 0;
+    std::vector<std::thread> people;
+    for (int n = 0; n < 6; ++n) {
+        people.emplace_back([&, n] {
+            const auto client = s.client(s.acme);
+            for (int i = 0; i < seconds / 6; ++i) {
+                s.pass(1s);
+                failures += client->get(u"/daily/timer/"_s + ids[(n + i) % 4]).status != 200;
+                tooMany += client->get(u"/daily/65/2024?slim=1"_s).texts(u"timer_started_at"_s).size() > 1;
+            }
+        });
+    }
+    for (auto& person : people)
+        person.join();
+    QCOMPARE(failures.load(), 0);
+    QCOMPARE(tooMany.load(), 0);
+    double counted = 0;
+    for (const auto& hours : s.today().texts(u"hours"_s))
+        counted += hours.toDouble() * 3600;
+    QVERIFY2(counted <= seconds + 1, QByteArray::number(counted));
+
+    const auto running = s.today().texts(u"timer_started_at"_s).size();
+    if (running == 0)
+        s.get(u"/daily/timer/"_s + ids[0]);
+    HttpClient second(QString::fromStdString(other.url("acme")), u"ann@example.com"_s, u"secret"_s);
+    QCOMPARE(second.post(u"/daily/add"_s, requestBody(fieldsOf(u"project_id=1 task_id=1"_s))).status, 200);
+    QCOMPARE(s.today().texts(u"timer_started_at"_s), QStringList{});
+}
+
+void LocalTimesheetTest::survivesARestart()
+{
+    Scenario s;
+    const auto id = s.add({{u"notes"_s, u"kept"_s}});
+    s.pass(10min);
+    s.restart();
+    s.pass(5min);
+    const auto day = s.today();
+    QCOMPARE(day.text(u"id"_s), id);
+    QCOMPARE(day.text(u"hours"_s), u"0.25"_s);
+    QCOMPARE(day.text(u"notes"_s), u"kept"_s);
+    s.get(u"/daily/delete/"_s + id);
+    s.restart();
+    QVERIFY(s.add().toInt() > id.toInt());
+}
+
+void LocalTimesheetTest::readsDatesAndTimes_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("meaning"); // empty: not readable
+    QTest::newRow("long") << u"day"_s << u"Tue, 5 Mar 2024"_s << u"2024-03-05"_s;
+    QTest::newRow("long, two digits") << u"day"_s << u"Tue, 05 Mar 2024"_s << u"2024-03-05"_s;
+    QTest::newRow("long, blanks") << u"day"_s << u"\n  Tue, 5 Mar 2024 \n"_s << u"2024-03-05"_s;
+    QTest::newRow("short") << u"day"_s << u"2024-03-05"_s << u"2024-03-05"_s;
+    QTest::newRow("no leap year") << u"day"_s << u"29 Feb 2023"_s << QString();
+    QTest::newRow("more behind") << u"day"_s << u"2024-03-05x"_s << QString();
+    QTest::newRow("other month") << u"day"_s << u"Tue, 5 May 2024"_s << u"2024-05-05"_s;
+    QTest::newRow("no month") << u"day"_s << u"Tue, 5 Mai 2024"_s << QString();
+    QTest::newRow("moment") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40 +0000"_s << u"1709626540"_s;
+    QTest::newRow("moment east") << u"moment"_s << u"Tue, 5 Mar 2024 09:15:40 +01:00"_s << u"1709626540"_s;
+    QTest::newRow("moment west") << u"moment"_s << u"Tue, 5 Mar 2024 03:45:40 -0430"_s << u"1709626540"_s;
+    QTest::newRow("moment without offset") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40"_s << QString();
+    QTest::newRow("morning") << u"clock"_s << u"9:05am"_s << u"545"_s;
+    QTest::newRow("evening") << u"clock"_s << u"09:05 PM"_s << u"1265"_s;
+    QTest::newRow("midnight") << u"clock"_s << u"12:00AM"_s << u"0"_s;
+    QTest::newRow("24 hours") << u"clock"_s << u"21:05"_s << u"1265"_s;
+    QTest::newRow("13 pm") << u"clock"_s << u"13:00pm"_s << QString();
+    QTest::newRow("61 minutes") << u"clock"_s << u"9:61am"_s << QString();
+}
+
+void LocalTimesheetTest::readsDatesAndTimes()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, text);
+    QFETCH(QString, meaning);
+    QString read;
+    if (const auto day = localservice::readDay(text.toStdString()); kind == u"day"_s && day)
+        read = QString::fromStdString(localservice::isoDayText(*day));
+    if (const auto moment = localservice::readMoment(text.toStdString()); kind == u"moment"_s && moment)
+        read = QString::number(*moment);
+    if (const auto minutes = localservice::readClock(text.toStdString()); kind == u"clock"_s && minutes)
+        read = QString::number(*minutes);
+    QCOMPARE(read, meaning);
+}
+
+QTEST_GUILESS_MAIN(LocalTimesheetTest)
+#include "LocalTimesheetTest.moc"

@@ -1,0 +1,107 @@
+#include "Scenario.h"
+
+#include <QDir>
+
+#include <ctime>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Scenario::Account fill(localservice::Database& data, const QString& subdomain, bool timestampTimers)
+{
+    Scenario::Account account{subdomain};
+    account.id = data.addAccount({subdomain.toStdString(), "Acme & Co", timestampTimers, "Europe/Berlin"}).value();
+    account.person = data.addPerson({account.id, "ann@example.com", "secret", "Ann", "Lee", true, 80}).value();
+    const auto client = data.addClient(account.id, "Bread <& Sons>").value();
+    account.website = data.addProject({client, "Website", "WEB"}).value();
+    account.internal = data.addProject({client, "Internal", "", false}).value();
+    account.design = data.addTask(account.id, "Design", 90).value();
+    account.support = data.addTask(account.id, "Support").value();
+    data.offerTask(account.website, account.design, true).value();
+    data.offerTask(account.website, account.support, false).value();
+    data.offerTask(account.internal, account.support, false).value();
+    data.assignPerson(account.website, account.person).value();
+    data.assignPerson(account.internal, account.person).value();
+    return account;
+}
+
+/// A filled data file, made once for all scenarios of a test program: hashing passwords takes time.
+struct Template
+{
+    QTemporaryDir folder;
+    QString file = folder.filePath(u"template.sqlite"_s);
+    Scenario::Account acme;
+    Scenario::Account clock;
+
+    Template()
+    {
+        const auto database = localservice::Database::open(file.toStdString());
+        if (!database)
+            qFatal("%s", database.error().c_str());
+        acme = fill(**database, u"acme"_s, false);
+        clock = fill(**database, u"clock"_s, true);
+    }
+};
+
+} // namespace
+
+Scenario::Scenario()
+{
+    // Central European rules written out, so that no zone files are needed.
+    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    ::tzset();
+    static const Template filled;
+    acme = filled.acme;
+    clock = filled.clock;
+    QDir(folder.path()).mkdir(u"deep"_s);
+    QFile::copy(filled.file, folder.filePath(u"deep/service.sqlite"_s));
+    QFile::setPermissions(folder.filePath(u"deep/service.sqlite"_s),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    m_current = &acme;
+    restart();
+}
+
+void Scenario::restart()
+{
+    service.reset();
+    service = std::make_unique<localservice::Service>(
+        localservice::Service::Options{.dataFile = folder.filePath(u"deep/service.sqlite"_s).toStdString(),
+                                       .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); },
+                                       .recordRequests = true});
+    if (const auto port = service->start(); !port)
+        qFatal("%s", port.error().c_str());
+    connect();
+}
+
+std::unique_ptr<HttpClient> Scenario::client(const Account& account, const QString& password)
+{
+    const auto url = QString::fromStdString(service->url(account.subdomain.toStdString()));
+    return std::make_unique<HttpClient>(url, u"ann@example.com"_s, password);
+}
+
+void Scenario::connect()
+{
+    m_client = client(*m_current);
+}
+
+void Scenario::useTimestamps()
+{
+    m_current = &clock;
+    connect();
+}
+
+QString Scenario::add(const QList<std::pair<QString, QString>>& fields)
+{
+    QList<std::pair<QString, QString>> all{{u"project_id"_s, QString::number(account().website)},
+                                           {u"task_id"_s, QString::number(account().design)}};
+    return post(u"/daily/add"_s, requestBody(all + fields)).text(u"id"_s);
+}
+
+Answer Scenario::sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt)
+{
+    return post(
+        u"/hc/day_entry/"_s + id,
+        requestBody({{u"id"_s, id}, {u"hours"_s, hours}, {u"timer_state"_s, state}, {u"updated_at"_s, updatedAt}},
+                    u"day_entry"_s));
+}

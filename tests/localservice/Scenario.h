@@ -1,0 +1,58 @@
+#pragma once
+
+#include "HttpClient.h"
+
+#include "localservice/Service.h"
+
+#include <QTemporaryDir>
+
+#include <atomic>
+
+/// A service on a fresh data file with the accounts "acme" (durations) and "clock" (start and end times), one person
+/// in each, and a clock that moves only when told to. It stands at Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in its zone.
+class Scenario
+{
+public:
+    /// One of the two accounts, with what was made in it.
+    struct Account
+    {
+        QString subdomain;
+        localservice::Id id = 0;
+        localservice::Id person = 0;
+        localservice::Id website = 0;  ///< offers both tasks, design billable
+        localservice::Id internal = 0; ///< offers support only
+        localservice::Id design = 0;
+        localservice::Id support = 0;
+    };
+
+    Scenario();
+
+    void pass(std::chrono::seconds time) { m_now += time.count(); }
+    std::unique_ptr<HttpClient> client(const Account& account, const QString& password = QStringLiteral("secret"));
+
+    Answer get(const QString& target) { return m_client->get(target); }
+    Answer post(const QString& target, const QByteArray& body) { return m_client->post(target, body); }
+    /// Adds an entry on the website project and its design task; answers its id.
+    QString add(const QList<std::pair<QString, QString>>& fields = {});
+    Answer sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt);
+    Answer today() { return get(QStringLiteral("/daily?slim=1")); }
+
+    /// From now on the client speaks for the other account.
+    void useTimestamps();
+    void restart();
+
+    localservice::Database& database() { return **service->database(); }
+    const Account& account() const { return *m_current; }
+
+    Account acme;
+    Account clock;
+    std::unique_ptr<localservice::Service> service;
+    QTemporaryDir folder;
+
+private:
+    void connect();
+
+    std::atomic<std::int64_t> m_now{1709626540};
+    const Account* m_current = nullptr;
+    std::unique_ptr<HttpClient> m_client;
+};
