@@ -4,12 +4,10 @@
 #include "platform/Alerts.h"
 #include "platform/InfoDictionary.h"
 #include "platform/Run.h"
-#include "platform/SecretStore.h"
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
-#include "settings/TolvanKeychainUtils.h"
 #include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
 
@@ -116,7 +114,7 @@ public:
     /// `ready` comes on the main thread, signed in or, after an alert, not.
     void start(std::function<void()> ready)
     {
-        const QString password = keptPassword();
+        const QString password = newPassword();
         m_thread = std::jthread([this, password, ready = std::move(ready)] {
             auto account = m_service->start(password);
             m_run.postToMain([this, account = std::move(account), password, ready] {
@@ -132,22 +130,13 @@ public:
     }
 
 private:
-    // The password stays the same from start to start where there is a keyring to keep it.
-    QString keptPassword()
+    // Nobody types it: it is made anew for each run and kept nowhere.
+    static QString newPassword()
     {
-        const QString service = settings::SCServiceName() + u".local"_s;
-        const QString user = u"local"_s;
-        const auto kept = settings::TolvanKeychainUtils::getPasswordForUsername(user, service);
-        if (kept && *kept && !(*kept)->isEmpty())
-            return **kept;
         quint32 random[6];
         QRandomGenerator::system()->fillRange(random);
-        const QString made = QString::fromLatin1(
+        return QString::fromLatin1(
             QByteArray(reinterpret_cast<const char*>(random), sizeof random).toBase64(QByteArray::Base64UrlEncoding));
-        // A locked keyring would ask the person for something that they know nothing of.
-        if (kept)
-            static_cast<void>(settings::TolvanKeychainUtils::storeUsername(user, made, service, true));
-        return made;
     }
 
     void signIn(const EmbeddedService::Account& account, const QString& password)

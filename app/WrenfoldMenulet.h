@@ -79,7 +79,7 @@ public:
 
     // What is shown of the account.
 
-    model::Company* company() const { return m_company.get(); }
+    model::Company* company() const;
     void setCompany(model::Company* company);
     bool loggedOut() const { return m_loggedOut; }
     bool offline() const { return m_offline; }

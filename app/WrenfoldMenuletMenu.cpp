@@ -38,8 +38,8 @@ platform::Environment& environment()
 
 model::DayEntry* WrenfoldMenulet::currentEntry() const
 {
-    const model::Company* company = m_company.get();
-    return company ? company->mostRecentDayEntry() : nullptr;
+    const model::Company* account = company();
+    return account ? account->mostRecentDayEntry() : nullptr;
 }
 
 void WrenfoldMenulet::updateTotal()

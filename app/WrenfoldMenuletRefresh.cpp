@@ -37,6 +37,11 @@ QDate today()
 
 } // namespace
 
+model::Company* WrenfoldMenulet::company() const
+{
+    return m_company.get();
+}
+
 void WrenfoldMenulet::setCompany(model::Company* company)
 {
     m_company = company;
