@@ -26,6 +26,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kPatienceMilliseconds = 500;
+constexpr int kStepMilliseconds = 5;
 
 constexpr auto kName = "com.wrenfold.quillon"_L1;
 constexpr auto kPath = "/com/wrenfold/quillon"_L1;
@@ -190,9 +191,11 @@ public:
         const auto address = socketAddress(m_folder + "/quillon.socket"_L1);
         if (!m_lock || !m_socket || !address)
             return std::nullopt;
-        if (flock(*m_lock, LOCK_EX | LOCK_NB) != 0) {
-            tell(*address);
-            return false;
+        // The holder of the lock may not listen yet, or no longer: then the lock is about to be free.
+        for (int waited = 0; flock(*m_lock, LOCK_EX | LOCK_NB) != 0; waited += kStepMilliseconds) {
+            if (waited >= kPatienceMilliseconds || tell(*address))
+                return false;
+            poll(nullptr, 0, kStepMilliseconds);
         }
         unlink(socketPath().constData());
         if (bind(*m_socket, generic(*address), sizeof *address) == 0 && listen(*m_socket, 4) == 0) {
@@ -206,12 +209,13 @@ private:
     QByteArray socketPath() const { return QFile::encodeName(m_folder + "/quillon.socket"_L1); }
 
     /// A connection is the whole message; its end is the receipt.
-    void tell(const sockaddr_un& address) const
+    bool tell(const sockaddr_un& address) const
     {
         if (connect(*m_socket, generic(address), sizeof address) != 0)
-            return;
+            return false;
         pollfd end{*m_socket, POLLIN, 0};
         poll(&end, 1, kPatienceMilliseconds);
+        return true;
     }
 
     void accepted() const

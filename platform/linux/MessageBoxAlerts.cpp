@@ -14,6 +14,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// A line of text as long as reads well.
+constexpr int kTextWidth = 340;
+constexpr int kIconSize = 64;
+
 QLabel* label(const QMessageBox& box, QLatin1StringView name)
 {
     return box.findChild<QLabel*>(name);
@@ -50,6 +54,8 @@ void MessageBoxAlerts::openNext()
     m_box = std::make_unique<QMessageBox>();
     m_box->setWindowTitle(u"Quillon"_s);
     m_box->setWindowModality(Qt::ApplicationModal);
+    if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
+        m_box->setIconPixmap(icon.pixmap(kIconSize));
     m_box->setText(alert.title);
     m_box->setInformativeText(alert.text);
     // Texts come from the service too: nothing in them is markup.
@@ -61,6 +67,7 @@ void MessageBoxAlerts::openNext()
         QFont font = title->font();
         font.setBold(true);
         title->setFont(font);
+        title->setMinimumWidth(kTextWidth);
     }
 
     const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
