@@ -1,0 +1,227 @@
+#include "localservice/Service.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The program itself, in folders of its own.
+class Program
+{
+public:
+    explicit Program(const QStringList& arguments = {}) : m_arguments(arguments)
+    {
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
+            environment.insert(QString::fromLatin1(name), folder.path());
+        // Without a bus: the starts of one test must not find those of another.
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path="_s + folder.filePath(u"none"_s));
+        for (const char* name : {"QUILLON_INFO", "http_proxy", "https_proxy", "all_proxy"})
+            environment.remove(QString::fromLatin1(name));
+        process.setReadChannel(QProcess::StandardError);
+    }
+    ~Program()
+    {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished();
+        }
+    }
+
+    void start()
+    {
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(QUILLON), m_arguments);
+        QVERIFY(process.waitForStarted());
+    }
+    int run()
+    {
+        start();
+        return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+    QString file(const QString& name, const QByteArray& content)
+    {
+        QFile written(folder.filePath(name));
+        return written.open(QIODevice::WriteOnly) && written.write(content) == content.size() ? written.fileName()
+                                                                                              : QString();
+    }
+
+    QTemporaryDir folder;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcess process;
+
+private:
+    QStringList m_arguments;
+};
+
+} // namespace
+
+class ProgramTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void answersWithoutADisplay_data();
+    void answersWithoutADisplay();
+    void brokenInfoFiles_data();
+    void brokenInfoFiles();
+    void keepsTheDayInItsOwnService();
+    void endsAtOnceWhateverTheServiceDoes();
+    void secondStartMakesWay();
+    void relaunchWaitsForTheEnd();
+};
+
+void ProgramTest::answersWithoutADisplay_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QByteArray>("error");
+    QTest::newRow("help") << u"--help"_s << 0 << QByteArray("Usage: quillon") << QByteArray();
+    QTest::newRow("version") << u"--version"_s << 0 << QByteArray("quillon " QUILLON_VERSION "\n") << QByteArray();
+    QTest::newRow("unknown") << u"--lokal"_s << 2 << QByteArray()
+                             << QByteArray("quillon: there is no option \"--lokal\"");
+    QTest::newRow("nothing to show on") << u"--local"_s << 1 << QByteArray()
+                                        << QByteArray("quillon: there is no display");
+}
+
+void ProgramTest::answersWithoutADisplay()
+{
+    QFETCH(QString, argument);
+    QFETCH(int, status);
+    QFETCH(QByteArray, output);
+    QFETCH(QByteArray, error);
+    Program program({argument});
+    for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        program.environment.remove(QString::fromLatin1(name));
+    QCOMPARE(program.run(), status);
+    const QByteArray said = program.process.readAllStandardOutput();
+    const QByteArray complained = program.process.readAllStandardError();
+    QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
+    QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
+}
+
+void ProgramTest::brokenInfoFiles_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("byVariable");
+    QTest::newRow("missing") << QByteArray() << false;
+    QTest::newRow("missing, by variable") << QByteArray() << true;
+    QTest::newRow("no JSON") << QByteArray("{\"SUFeedURL\": ") << false;
+    QTest::newRow("no object") << QByteArray("[1, 2]") << false;
+}
+
+void ProgramTest::brokenInfoFiles()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(bool, byVariable);
+    QTemporaryDir folder;
+    const QString name = folder.filePath(u"info.json"_s);
+    if (!content.isEmpty()) {
+        QFile file(name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+    Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
+    if (byVariable)
+        program.environment.insert(u"QUILLON_INFO"_s, name);
+    QCOMPARE(program.run(), 2);
+    const QByteArray complaint = program.process.readAllStandardError();
+    QCOMPARE(complaint.count('\n'), 1);
+    QVERIFY2(complaint.contains(name.toLocal8Bit()), complaint);
+    QVERIFY(program.process.readAllStandardOutput().isEmpty());
+}
+
+void ProgramTest::keepsTheDayInItsOwnService()
+{
+    Program program({u"--local"_s});
+    // Off screen Qt warns of what such windows cannot do; the program's own words are no log messages.
+    program.environment.insert(u"QT_LOGGING_RULES"_s, u"default.warning=false"_s);
+    program.start();
+    const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
+    const QString data = program.folder.filePath(u"Quillon/LocalService.sqlite"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store) && QFile::exists(data), 20000);
+    QCOMPARE(QFile::permissions(data) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+    program.process.terminate();
+    QVERIFY(program.process.waitForFinished());
+    QCOMPARE(program.process.exitCode(), 0);
+    QCOMPARE(program.process.readAllStandardError(), QByteArray());
+    // Nothing of the built-in account reaches the settings.
+    QFile settings(program.folder.filePath(u"Quillon/Quillon.conf"_s));
+    QVERIFY(!settings.open(QIODevice::ReadOnly) || !settings.readAll().contains("localhost"));
+}
+
+void ProgramTest::endsAtOnceWhateverTheServiceDoes()
+{
+    QTemporaryDir folder;
+    localservice::Service::Options options;
+    options.dataFile = folder.filePath(u"service.sqlite"_s).toStdString();
+    options.recordRequests = true;
+    localservice::Service service(std::move(options));
+    const auto port = service.start();
+    QVERIFY(port);
+    service.answer("GET /account/who_am_i", {localservice::Reply::hanging()});
+
+    Program program;
+    program.environment.insert(
+        u"QUILLON_INFO"_s,
+        program.file(u"info.json"_s, "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \".localhost:" +
+                                         QByteArray::number(*port) + "\"}"));
+    QVERIFY(QDir(program.folder.path()).mkdir(u"Quillon"_s));
+    program.file(u"Quillon/Quillon.conf"_s, "[General]\nQuillonUrl=acme\nEmail=ann@example.com\n");
+    program.start();
+    QTRY_COMPARE_WITH_TIMEOUT(service.requests().size(), std::size_t(1), 20000);
+    QElapsedTimer quitting;
+    quitting.start();
+    program.process.terminate();
+    QVERIFY(program.process.waitForFinished());
+    QVERIFY(quitting.elapsed() < 1000);
+    QCOMPARE(program.process.exitCode(), 0);
+}
+
+void ProgramTest::secondStartMakesWay()
+{
+    Program first({u"--local"_s});
+    first.start();
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(first.folder.filePath(u"Quillon/QuillonX.sqlite"_s)), 20000);
+    Program second({u"--local"_s});
+    second.environment = first.environment;
+    QCOMPARE(second.run(), 0);
+    QCOMPARE(first.process.state(), QProcess::Running);
+}
+
+void ProgramTest::relaunchWaitsForTheEnd()
+{
+    QTemporaryDir folder;
+    const QString trace = folder.filePath(u"trace"_s);
+    QFile script(folder.filePath(u"again"_s));
+    QVERIFY(script.open(QIODevice::WriteOnly));
+    script.write("#!/bin/sh\necho again >" + trace.toLocal8Bit() + "\n");
+    script.close();
+    script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+
+    QProcess running;
+    running.start(u"cat"_s, QStringList()); // runs until its input ends
+    QVERIFY(running.waitForStarted());
+    QProcess helper;
+    helper.start(QStringLiteral(RELAUNCH), {script.fileName(), QString::number(running.processId())});
+    QVERIFY(helper.waitForStarted());
+    QVERIFY(!helper.waitForFinished(200));
+    QVERIFY(!QFile::exists(trace));
+    running.closeWriteChannel();
+    QVERIFY(running.waitForFinished());
+    QVERIFY(helper.waitForFinished());
+    QVERIFY(QFile::exists(trace));
+
+    QProcess wrong;
+    wrong.start(QStringLiteral(RELAUNCH), {script.fileName(), u"12x"_s});
+    QVERIFY(wrong.waitForFinished());
+    QCOMPARE(wrong.exitCode(), 2);
+}
+
+QTEST_GUILESS_MAIN(ProgramTest)
+#include "ProgramTest.moc"

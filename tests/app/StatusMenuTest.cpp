@@ -1,0 +1,340 @@
+#include "AppRun.h"
+
+#include "support/TestMain.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using localservice::Reply;
+
+namespace {
+
+constexpr QPoint OnTheButton(10, 11);
+constexpr QPoint BesideTheButton(50, 11);
+
+QStringList titles(const QMenu& menu)
+{
+    QStringList list;
+    for (const QAction* item : menu.actions()) {
+        if (item->isVisible())
+            list << (item->isSeparator() ? u"-"_s : item->text() + (item->isEnabled() ? QString() : u" (off)"_s));
+    }
+    return list;
+}
+
+} // namespace
+
+class StatusMenuTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void layout();
+    void windowsThatDoNotExist();
+    void openingAndClosing();
+    void startsAndStopsByClick();
+    void withoutAnEntry();
+    void wideHours_data();
+    void wideHours();
+    void currentTimerItems();
+    void keyEquivalents();
+    void pages();
+    void windows();
+    void startedAgainWhileItRuns();
+    void failedCommands_data();
+    void failedCommands();
+    void succeededCommands();
+    void saysWhatItShows();
+};
+
+void StatusMenuTest::layout()
+{
+    AppRun run;
+    run.start();
+    QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
+                                              u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
+                                              u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
+                                              u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
+}
+
+void StatusMenuTest::windowsThatDoNotExist()
+{
+    AppRun run(false);
+    run.menulet = std::make_unique<app::WrenfoldMenulet>();
+    run.test.alerts.answer.reset();
+    run.start();
+    for (const QAction* item : {run.menu().newTimerMenuItem, run.menu().timesheetMenuItem,
+                                run.menu().preferencesMenuItem, run.menu().aboutMenuItem})
+        QVERIFY2(!item->isEnabled(), qPrintable(item->text()));
+    // Signed out, without a window to sign in and without a menu, an alert says how and is the way out. Once.
+    run.menulet->toggleStatusItemMenu();
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    QCOMPARE(run.test.alerts.shown.front().title, u"You Are Not Signed In"_s);
+    QVERIFY(run.test.alerts.press(0));
+    run.menulet->toggleStatusItemMenu();
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(2));
+}
+
+void StatusMenuTest::openingAndClosing()
+{
+    AppRun run;
+    run.start();
+    const int before = run.test.desktop.activations;
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
+    QVERIFY(run.menu().isVisible());
+    QVERIFY(run.view().clicked());
+    QCOMPARE(run.test.desktop.activations, before + 1);
+    run.menulet->toggleStatusItemMenu();
+    QVERIFY(!run.menu().isVisible());
+    QVERIFY(!run.view().clicked());
+
+    QTest::mousePress(&run.view(), Qt::RightButton, {}, OnTheButton);
+    QVERIFY(run.menu().isVisible());
+    QTest::keyClick(&run.menu(), Qt::Key_Escape);
+    QVERIFY(!run.menu().isVisible());
+    QVERIFY(!run.view().clicked());
+    run.menulet->toggleStatusItemMenu();
+    QVERIFY(run.menu().isVisible());
+}
+
+void StatusMenuTest::startsAndStopsByClick()
+{
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    run.test.time.setNow(run.test.time.now() + 65min);
+    run.requested();
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    run.settle();
+    const QStringList requests = run.requested();
+    QVERIFY(requests.first().startsWith(u"GET /daily/timer/"_s));
+    QCOMPARE(requests.mid(1), QStringList{u"GET /daily/15/2013?slim=1"_s});
+    QCOMPARE(run.face(), u"1:05"_s);
+    QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Start Current Timer"_s);
+
+    run.menu().toggleCurrentTimerMenuItem->trigger();
+    run.settle();
+    QCOMPARE(run.face(), u"1:05 running"_s);
+    QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Stop Current Timer"_s);
+    QCOMPARE(titles(run.menu()).first(), u"Stop Current Timer"_s);
+}
+
+void StatusMenuTest::withoutAnEntry()
+{
+    AppRun run;
+    run.start();
+    run.windowCalls.clear();
+    run.requested();
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    run.settle();
+    QCOMPARE(run.windowCalls, QStringList{u"new timer show"_s});
+    QVERIFY(run.requested().isEmpty());
+    QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Start Current Timer"_s);
+}
+
+void StatusMenuTest::wideHours_data()
+{
+    QTest::addColumn<double>("hours");
+    QTest::addColumn<QString>("face");
+    QTest::addColumn<bool>("wide");
+    QTest::newRow("two digits") << 12.0 + 5.0 / 60.0 << u"12:05"_s << false;
+    QTest::newRow("four digits") << 1000.0 << u"1000:00"_s << true;
+}
+
+void StatusMenuTest::wideHours()
+{
+    QFETCH(double, hours);
+    QFETCH(QString, face);
+    QFETCH(bool, wide);
+    AppRun run;
+    run.start();
+    auto& entry =
+        run.menulet->company()->findOrCreateById<model::DayEntry>(u"7"_s, *run.menulet->managedObjectContext());
+    entry.setHours(hours);
+    run.menulet->updateStatusItemForCurrentEntry(&entry);
+    QCOMPARE(run.face(), face);
+    if (wide)
+        QVERIFY(run.test.statusItem.length() > 71.0);
+    else
+        QCOMPARE(run.test.statusItem.length(), 71.0);
+}
+
+void StatusMenuTest::currentTimerItems()
+{
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    // Their titles are kept, and they stay out of the menu.
+    QCOMPARE(run.menu().currentProjectMenuItem->text(), u"Project: [W1] Website"_s);
+    QCOMPARE(run.menu().currentTaskMenuItem->text(), u"Task: Design"_s);
+    QCOMPARE(run.menu().indexOfItem(run.menu().currentProjectMenuItem), -1);
+    const QStringList hidden = titles(run.menu());
+    for (int again = 0; again < 2; ++again) {
+        run.menulet->hideCurrentTimerMenuItems(false);
+        QCOMPARE(titles(run.menu()).mid(0, 4), QStringList({u"Stop Current Timer"_s, u"Project: [W1] Website"_s,
+                                                            u"Task: Design"_s, u"New Timer…"_s}));
+    }
+    for (int again = 0; again < 2; ++again) {
+        run.menulet->hideCurrentTimerMenuItems(true);
+        QCOMPARE(titles(run.menu()), hidden);
+    }
+}
+
+void StatusMenuTest::keyEquivalents()
+{
+    AppRun run;
+    run.start();
+    QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M));
+    QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
+    auto& preferences = settings::QuillonPreferences::sharedPreferences();
+    preferences.setTimesheetWindowHotKeyCombo({settings::KeyCombo::Command, 3});
+    preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, settings::KeyCombo::NoKey});
+    run.menulet->updateKeyEquivalents();
+    QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_F));
+    QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
+}
+
+void StatusMenuTest::pages()
+{
+    AppRun run;
+    run.start();
+    run.menu().openInBrowserMenuItem->trigger();
+    run.menu().manageProjectsMenuItem->trigger();
+    run.menu().manageTasksMenuItem->trigger();
+    run.menu().helpMenuItem->trigger();
+    const QString base = u"http://acme.localhost:%1"_s.arg(run.port);
+    QCOMPARE(run.test.desktop.opened,
+             QList<QUrl>({QUrl(base + u"/daily"_s), QUrl(base + u"/projects"_s), QUrl(base + u"/tasks"_s),
+                          QUrl(u"https://wrenfold.example/quillon/help"_s)}));
+    run.menu().checkForUpdatesMenuItem->trigger();
+    QCOMPARE(run.test.updates.checks, 1);
+}
+
+void StatusMenuTest::windows()
+{
+    AppRun run;
+    run.start();
+    run.windowCalls.clear();
+    for (int again = 0; again < 2; ++again) {
+        run.menu().aboutMenuItem->trigger();
+        run.menu().preferencesMenuItem->trigger();
+        run.menu().newTimerMenuItem->trigger();
+    }
+    QCOMPARE(run.windowCalls, QStringList({u"about show"_s, u"preferences show"_s, u"new timer show"_s, u"about show"_s,
+                                           u"preferences show"_s, u"new timer show"_s}));
+    run.windowCalls.clear();
+    run.test.network.setReachable(false);
+    run.menu().timesheetMenuItem->trigger();
+    QCOMPARE(run.windowCalls,
+             QStringList({u"timesheet company acme"_s, u"timesheet toggle"_s, u"timesheet offline 1"_s}));
+}
+
+void StatusMenuTest::startedAgainWhileItRuns()
+{
+    AppRun run;
+    run.start();
+    run.windowCalls.clear();
+    QVERIFY(!run.menulet->applicationShouldHandleReopen(false));
+    QVERIFY(run.windowCalls.contains(u"timesheet show"_s));
+    QCOMPARE(run.test.statusItem.presented, 1);
+}
+
+void StatusMenuTest::failedCommands_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<std::string>("reply");
+    const QString advice = u"Please make sure you have an internet connection and try again."_s;
+    const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
+    QTest::newRow("start, told why") << u"start"_s << u"Timer Failed"_s
+                                     << u"The timer could not be added. No such project."_s << said;
+    QTest::newRow("start, not told why") << u"start"_s << u"Timer Failed"_s
+                                         << u"The timer could not be added. "_s + advice << std::string("oops");
+    QTest::newRow("start, told nothing") << u"start"_s << u"Timer Failed"_s
+                                         << u"The timer could not be added. "_s + advice
+                                         << std::string("<error><kind>k</kind><message></message></error>");
+    QTest::newRow("toggle") << u"toggle"_s << u"Toggle Timer Failed"_s
+                            << u"The timer could not be toggled at this time. "_s + advice << said;
+    QTest::newRow("update") << u"update"_s << u"Update Timer Failed"_s << u"The timer could not be updated. "_s + advice
+                            << said;
+    QTest::newRow("delete") << u"delete"_s << u"Delete Timer Failed"_s << u"The timer could not be deleted. "_s + advice
+                            << said;
+}
+
+void StatusMenuTest::failedCommands()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, title);
+    QFETCH(QString, text);
+    QFETCH(std::string, reply);
+
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    run.refresh();
+    model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
+    const std::string id = entry->idString().toStdString();
+    auto& api = service::QuillonApi::sharedApi();
+    const Reply failure{500, reply};
+    if (command == u"start"_s) {
+        run.service.answer("POST /daily/add", {failure});
+        run.startTimer(u"Meetings"_s);
+    } else if (command == u"toggle"_s) {
+        run.service.answer("GET /daily/timer/" + id, {failure});
+        api.toggleTimer(*entry);
+    } else if (command == u"update"_s) {
+        run.service.answer("POST /daily/update/" + id, {failure});
+        api.updateTimer(*entry);
+    } else {
+        run.service.answer("GET /daily/delete/" + id, {failure});
+        api.deleteTimer(*entry);
+    }
+    run.settle();
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    const platform::Alert& alert = run.test.alerts.shown.front();
+    QCOMPARE(alert.title, title);
+    QCOMPARE(alert.text, text);
+    QCOMPARE(alert.buttons, QStringList{u"OK"_s});
+    QCOMPARE(run.face(), u"0:01 running"_s);
+}
+
+void StatusMenuTest::succeededCommands()
+{
+    AppRun run;
+    run.start();
+    run.menulet->showNewTimerWindow(nullptr);
+    run.windowCalls.clear();
+    run.startTimer(u"Design"_s);
+    QVERIFY(run.windowCalls.contains(u"new timer close"_s));
+    run.refresh();
+
+    auto& api = service::QuillonApi::sharedApi();
+    model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
+    run.requested();
+    entry->setNotes(u"changed"_s);
+    api.updateTimer(*entry);
+    run.settle();
+    QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
+
+    api.deleteTimer(*run.menulet->company()->mostRecentDayEntry());
+    run.settle();
+    QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
+    QVERIFY(!run.menulet->company()->mostRecentDayEntry());
+    QCOMPARE(run.face(), u"0:00"_s);
+}
+
+void StatusMenuTest::saysWhatItShows()
+{
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    run.test.time.setNow(run.test.time.now() + 65min);
+    run.menulet->downloadLatest();
+    run.settle();
+    QCOMPARE(run.view().accessibleName(), u"1 hour 5 minutes, running"_s);
+    QCOMPARE(run.view().accessibleDescription(), u"[W1] Website, Design"_s);
+    QCOMPARE(run.test.statusItem.description.spoken, u"1 hour 5 minutes, running, [W1] Website, Design"_s);
+    QVERIFY(run.test.statusItem.description.running);
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(StatusMenuTest)
+#include "StatusMenuTest.moc"
