@@ -126,6 +126,11 @@ QuillonObject& Company::findOrCreateById(const QString& idString, store::Context
                                 {},
                                 1}))
         return static_cast<QuillonObject&>(*found);
+    return insertWithId(idString, context, entity);
+}
+
+QuillonObject& Company::insertWithId(const QString& idString, store::Context& context, std::string_view entity)
+{
     auto& made = static_cast<QuillonObject&>(context.insert(entity));
     made.setIdString(idString);
     made.setToOne("company", this);

@@ -81,6 +81,13 @@ public:
     {
         return static_cast<T&>(findOrCreateByName(name, context, T::entityName));
     }
+    /// A new object of that id, for callers who know that there is none.
+    QuillonObject& insertWithId(const QString& idString, store::Context& context, std::string_view entity);
+    template <class T>
+    T& insertWithId(const QString& idString, store::Context& context)
+    {
+        return static_cast<T&>(insertWithId(idString, context, T::entityName));
+    }
 
     /// The entries of a local calendar day without the placeholder, by id as text ("100" before "99"), then by start
     /// of the timer. Empty for an invalid date. Without a context: in the company's own.

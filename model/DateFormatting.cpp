@@ -7,6 +7,8 @@
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 
+#include <QHash>
+
 #include <array>
 #include <ctime>
 #include <mutex>
@@ -101,17 +103,12 @@ public:
         if (text.isEmpty())
             return {};
         const std::lock_guard lock(m_mutex);
-        icu::SimpleDateFormat* formatter = get(index);
-        const std::optional<QDateTime> moment = parse(formatter, text, true);
-        if (!moment)
-            return {};
-        if (kPatterns[index].lenientCalendar) {
-            // The hour may run over, the day may not.
-            const std::optional<QDateTime> day = parse(get(Daydate), text, false);
-            if (!day || day->date() != moment->date())
-                return {};
-        }
-        return *moment;
+        QHash<QString, QDateTime>& known = m_known[index];
+        if (const auto found = known.constFind(text); found != known.cend())
+            return *found;
+        if (known.size() >= kKnownTexts)
+            known.clear();
+        return *known.insert(text, readAnew(index, text));
     }
 
     QString write(PatternIndex index, const QDateTime& moment)
@@ -128,6 +125,20 @@ public:
     }
 
 private:
+    QDateTime readAnew(PatternIndex index, const QString& text)
+    {
+        const std::optional<QDateTime> moment = parse(get(index), text, true);
+        if (!moment)
+            return {};
+        if (kPatterns[index].lenientCalendar) {
+            // The hour may run over, the day may not.
+            const std::optional<QDateTime> day = parse(get(Daydate), text, false);
+            if (!day || day->date() != moment->date())
+                return {};
+        }
+        return *moment;
+    }
+
     static std::optional<QDateTime> parse(icu::SimpleDateFormat* formatter, const QString& text, bool whole)
     {
         if (!formatter)
@@ -165,6 +176,10 @@ private:
 
     std::mutex m_mutex; ///< a formatter is no use to two threads at once
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
+    /// What texts were read as. Each refresh brings nearly those of the one before, and reading one anew takes some
+    /// ten microseconds. Holds in every time zone, like the formatters.
+    std::array<QHash<QString, QDateTime>, PatternCount> m_known;
+    static constexpr qsizetype kKnownTexts = 1000;
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}

@@ -1,5 +1,6 @@
 #include "DayEntry.h"
 
+#include "CatalogImport.h"
 #include "Client.h"
 #include "Company.h"
 #include "DateComparisons.h"
@@ -12,6 +13,8 @@
 #include "User.h"
 #include "UserAssignment.h"
 #include "Xml.h"
+
+#include <QHash>
 
 #include <algorithm>
 #include <cmath>
@@ -54,68 +57,81 @@ bool isFullHour(int minutes)
     return minutes != 0 && minutes % 60 == 0;
 }
 
-template <class T>
-std::unordered_set<T*> setOf(const std::vector<T*>& objects)
+/// The first "projects" element that holds a project. A day sheet without one says nothing about the catalog.
+xml::Element catalogOf(xml::Element root)
 {
-    return {objects.begin(), objects.end()};
-}
-
-/// So that the import of a whole catalog costs one query per entity instead of several per element.
-void keepCatalogKeyed(store::Context& context)
-{
-    context.keepKeyed(Project::entityName, {"company", "idString"});
-    context.keepKeyed(Task::entityName, {"company", "idString"});
-    context.keepKeyed(Client::entityName, {"company", "idString"});
-    context.keepKeyed(Client::entityName, {"company", "name"});
-    context.keepKeyed(UserAssignment::entityName, {"company", "project", "user"});
-    context.keepKeyed(TaskAssignment::entityName, {"company", "project", "task"});
-}
-
-void importTasks(xml::Element projectElement, Project& project, User* user, Company& company, store::Context& context,
-                 std::unordered_set<Task*>& stale)
-{
-    for (xml::Element tasks = projectElement.child("tasks"); tasks; tasks = tasks.next("tasks")) {
-        for (xml::Element element = tasks.child("task"); element; element = element.next("task")) {
-            Task& task = Task::parseTask(element, company, context);
-            stale.erase(&task);
-            if (user)
-                TaskAssignment::findOrCreateForUser(*user, project, task, context)
-                    .setIsBillable(element.child("billable").isTrue());
-        }
-    }
-}
-
-/// The projects with their tasks that a day sheet brings. One without any says nothing about them.
-void importCatalog(xml::Element root, Company& company, store::Context& context)
-{
-    const auto firstProject = [](xml::Element projects) { return projects.child("project"); };
     xml::Element projects = root.child("projects");
-    while (projects && !firstProject(projects))
+    while (projects && !projects.child("project"))
         projects = projects.next("projects");
-    if (!projects)
-        return;
-
-    keepCatalogKeyed(context);
-    // Without a known user there is nobody to assign to.
-    User* user = Host::current() ? Host::current()->currentUserInContext(context) : nullptr;
-    std::unordered_set<Project*> staleProjects = setOf(company.projects());
-    std::unordered_set<Task*> staleTasks = setOf(company.tasks());
-    for (; projects; projects = projects.next("projects")) {
-        for (xml::Element element = firstProject(projects); element; element = element.next("project")) {
-            Project& project = Project::parseProject(element, company, context);
-            staleProjects.erase(&project);
-            if (user)
-                UserAssignment::findOrCreateForUser(*user, project, context);
-            importTasks(element, project, user, company, context, staleTasks);
-        }
-    }
-    for (Project* project : staleProjects)
-        context.remove(*project);
-    for (Task* task : staleTasks)
-        context.remove(*task);
+    return projects;
 }
 
 } // namespace
+
+/// What one import of entries looks up: the entries of a day share a few projects, tasks and users.
+class DayEntry::EntryImport
+{
+public:
+    EntryImport(Company& into, store::Context& in) : company(into), context(in) {}
+
+    /// Notes entries that are known already.
+    void know(const std::vector<DayEntry*>& entries)
+    {
+        for (DayEntry* entry : entries)
+            m_entries.insert(entry->idString(), entry);
+    }
+    /// Looks for the entry now, not when it is imported: it costs least before the context has changes.
+    void lookUp(const QString& id)
+    {
+        if (!m_entries.contains(id))
+            m_entries.insert(id, fetchFirst<DayEntry>(context, store::where("company", &company) &&
+                                                                   store::where("idString", textValue(id))));
+    }
+    /// Imports the catalog that begins with this element.
+    void importCatalog(xml::Element projects)
+    {
+        User* user = Host::current() ? Host::current()->currentUserInContext(context) : nullptr;
+        CatalogImport import(company, user, context);
+        for (; projects; projects = projects.next("projects")) {
+            for (xml::Element element = projects.child("project"); element; element = element.next("project"))
+                import.importProject(element);
+        }
+        import.removeStale();
+        m_projects = import.projects();
+        m_tasks = import.tasks();
+    }
+
+    DayEntry& entry(const QString& id)
+    {
+        lookUp(id);
+        DayEntry*& entry = m_entries[id];
+        if (!entry)
+            entry = &company.insertWithId<DayEntry>(id, context);
+        return *entry;
+    }
+    // Null: none.
+    Project* project(const QString& id) { return find(m_projects, id); }
+    Task* task(const QString& id) { return find(m_tasks, id); }
+    User* user(const QString& id) { return find(m_users, id); }
+
+    Company& company;
+    store::Context& context;
+
+private:
+    template <class T>
+    T* find(QHash<QString, T*>& known, const QString& id)
+    {
+        T*& object = known[id];
+        if (!object)
+            object = company.findObject<T>(id, context);
+        return object;
+    }
+
+    QHash<QString, DayEntry*> m_entries;
+    QHash<QString, Project*> m_projects;
+    QHash<QString, Task*> m_tasks;
+    QHash<QString, User*> m_users;
+};
 
 const QString DayEntry::newEntryId = u"newEntry"_s;
 
@@ -320,14 +336,19 @@ tl::expected<void, XmlError> DayEntry::parseXml(const QByteArray& utf8, Company&
 void DayEntry::parseDailyXml(const xml::Document& document, Company& company, store::Context& context)
 {
     const xml::Element root = document.root();
-    importCatalog(root, company, context);
-
+    EntryImport import(company, context);
     // A sheet that does not say its day deletes nothing.
     const QDateTime day = DateFormatting::instance().dateFromLongDaydate(root.child("for_day").text());
-    std::unordered_set<DayEntry*> stale = setOf(company.dayEntriesForDate(localDay(day), context));
+    const std::vector<DayEntry*> before = company.dayEntriesForDate(localDay(day), context);
+    std::unordered_set<DayEntry*> stale(before.begin(), before.end());
+    import.know(before);
     const xml::Element entries = root.child("day_entries");
     for (xml::Element element = entries.child("day_entry"); element; element = element.next("day_entry"))
-        stale.erase(&parseDayEntry(element, company, context, false));
+        import.lookUp(element.child("id").text());
+    if (const xml::Element projects = catalogOf(root))
+        import.importCatalog(projects);
+    for (xml::Element element = entries.child("day_entry"); element; element = element.next("day_entry"))
+        stale.erase(&parseDayEntry(element, import, false));
     for (DayEntry* entry : stale)
         context.remove(*entry);
     saveWithErrorReporting(context);
@@ -359,16 +380,25 @@ void DayEntry::parseSyncXml(const xml::Document& document, Company& company, sto
 
 void DayEntry::parseReportXml(const xml::Document& document, Company& company, store::Context& context)
 {
+    EntryImport import(company, context);
     for (xml::Element element = document.root().child("day-entry"); element; element = element.next("day-entry"))
-        parseDayEntry(element, company, context, true);
+        parseDayEntry(element, import, true);
     saveWithErrorReporting(context);
 }
 
 DayEntry& DayEntry::parseDayEntry(xml::Element element, Company& company, store::Context& context, bool fromReports)
 {
+    EntryImport import(company, context);
+    return parseDayEntry(element, import, fromReports);
+}
+
+DayEntry& DayEntry::parseDayEntry(xml::Element element, EntryImport& import, bool fromReports)
+{
+    Company& company = import.company;
+    store::Context& context = import.context;
     const ElementNames& names = fromReports ? kReportNames : kSheetNames;
     DateFormatting& formatting = DateFormatting::instance();
-    auto& entry = company.findOrCreateById<DayEntry>(element.child("id").text(), context);
+    DayEntry& entry = import.entry(element.child("id").text());
 
     // Collected first and set once: a value that only passes through would count as a change to be saved.
     std::optional<bool> locked;
@@ -379,7 +409,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Company& company, store:
     }
 
     entry.setProjectId(element.child(names.projectId).text());
-    auto* project = company.findObject<Project>(entry.projectId(), context);
+    Project* project = import.project(entry.projectId());
     if (!project) {
         project = &createArchivedProject(element, entry.projectId(), company, context);
         locked = true;
@@ -388,10 +418,10 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Company& company, store:
     entry.setProject(project);
 
     entry.setUserId(element.child(names.userId).text());
-    entry.setUser(company.findObject<User>(entry.userId(), context));
+    entry.setUser(import.user(entry.userId()));
 
     entry.setTaskId(element.child(names.taskId).text());
-    auto* task = company.findObject<Task>(entry.taskId(), context);
+    Task* task = import.task(entry.taskId());
     if (!task) {
         task = &createUnassignedTask(element, entry.taskId(), company, context);
         locked = true;

@@ -126,6 +126,10 @@ public:
                                       store::Context& context);
     static Project& createArchivedProject(xml::Element element, const QString& idString, Company& company,
                                           store::Context& context);
+
+private:
+    class EntryImport;
+    static DayEntry& parseDayEntry(xml::Element element, EntryImport& import, bool fromReports);
 };
 
 } // namespace model

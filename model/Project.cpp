@@ -134,23 +134,28 @@ tl::expected<void, XmlError> Project::parseXml(const QByteArray& utf8, Company& 
 Project& Project::parseProject(xml::Element element, Company& company, store::Context& context)
 {
     auto& project = company.findOrCreateById<Project>(element.child("id").text(), context);
-    project.setName(element.child("name").unescapedText());
-    project.setCode(element.child("code").unescapedText());
-    if (const xml::Element billable = element.child("billable"))
-        project.setIsBillable(billable.isTrue());
-    if (const xml::Element billBy = element.child("bill-by"))
-        project.setBillBy(billBy.text());
-    if (const xml::Element rate = element.child("hourly-rate"))
-        project.setRate(rate.number());
-    // A day sheet names only projects that can be used, and does not say so.
-    const xml::Element active = element.child("active");
-    project.setIsActive(!active || active.isTrue());
+    project.readElement(element);
     // A project list gives the client's id, a day sheet the name.
     if (const xml::Element clientId = element.child("client-id"))
         project.setClient(&company.findOrCreateById<Client>(clientId.text(), context));
     else
         project.setClient(&company.findOrCreateByName<Client>(element.child("client").unescapedText(), context));
     return project;
+}
+
+void Project::readElement(xml::Element element)
+{
+    setName(element.child("name").unescapedText());
+    setCode(element.child("code").unescapedText());
+    if (const xml::Element billable = element.child("billable"))
+        setIsBillable(billable.isTrue());
+    if (const xml::Element billBy = element.child("bill-by"))
+        setBillBy(billBy.text());
+    if (const xml::Element rate = element.child("hourly-rate"))
+        setRate(rate.number());
+    // A day sheet names only projects that can be used, and does not say so.
+    const xml::Element active = element.child("active");
+    setIsActive(!active || active.isTrue());
 }
 
 Project& Project::createWithName(const QString& name, const QString& idString, Company& company,

@@ -69,6 +69,9 @@ public:
     static Project& parseProject(xml::Element element, Company& company, store::Context& context);
     static Project& createWithName(const QString& name, const QString& idString, Company& company,
                                    store::Context& context);
+
+    /// Takes over what a "project" element says of the project itself.
+    void readElement(xml::Element element);
 };
 
 } // namespace model

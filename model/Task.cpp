@@ -48,10 +48,15 @@ tl::expected<void, XmlError> Task::parseXml(const QByteArray& utf8, Company& com
 Task& Task::parseTask(xml::Element element, Company& company, store::Context& context)
 {
     auto& task = company.findOrCreateById<Task>(element.child("id").text(), context);
-    task.setName(element.child("name").unescapedText());
-    if (const xml::Element rate = element.child("default-hourly-rate"))
-        task.setRate(rate.number());
+    task.readElement(element);
     return task;
+}
+
+void Task::readElement(xml::Element element)
+{
+    setName(element.child("name").unescapedText());
+    if (const xml::Element rate = element.child("default-hourly-rate"))
+        setRate(rate.number());
 }
 
 Task& Task::createWithName(const QString& name, const QString& idString, Company& company, store::Context& context)

@@ -43,6 +43,9 @@ public:
     static Task& createWithName(const QString& name, const QString& idString, Company& company,
                                 store::Context& context);
 
+    /// Takes over what a "task" element says of the task itself.
+    void readElement(xml::Element element);
+
     /// Of this instance alone, never stored.
     bool isDeactivated = false;
 };

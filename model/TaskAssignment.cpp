@@ -64,12 +64,17 @@ TaskAssignment& TaskAssignment::findOrCreateForUser(User& user, Project& project
             fetchFirst<TaskAssignment>(context, store::where("company", company) && store::where("project", &project) &&
                                                     store::where("task", &task)))
         return *found;
+    return insertForUser(user, project, task, context);
+}
+
+TaskAssignment& TaskAssignment::insertForUser(User& user, Project& project, Task& task, store::Context& context)
+{
     auto& assignment = static_cast<TaskAssignment&>(context.insert(entityName));
     assignment.setProject(&project);
     assignment.setTask(&task);
     assignment.setProjectId(project.idString());
     assignment.setTaskId(task.idString());
-    assignment.setCompany(company);
+    assignment.setCompany(user.company());
     return assignment;
 }
 

@@ -42,6 +42,8 @@ public:
     static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
     /// In the user's company. Leaves `isBillable` to the caller. Does not save.
     static TaskAssignment& findOrCreateForUser(User& user, Project& project, Task& task, store::Context& context);
+    /// For callers who know that there is none.
+    static TaskAssignment& insertForUser(User& user, Project& project, Task& task, store::Context& context);
 };
 
 } // namespace model

@@ -56,11 +56,16 @@ UserAssignment& UserAssignment::findOrCreateForUser(User& user, Project& project
             fetchFirst<UserAssignment>(context, store::where("company", company) && store::where("project", &project) &&
                                                     store::where("user", &user)))
         return *found;
+    return insertForUser(user, project, context);
+}
+
+UserAssignment& UserAssignment::insertForUser(User& user, Project& project, store::Context& context)
+{
     auto& assignment = static_cast<UserAssignment&>(context.insert(entityName));
     assignment.setProject(&project);
     assignment.setUser(&user);
     assignment.setProjectId(project.idString());
-    assignment.setCompany(company);
+    assignment.setCompany(user.company());
     return assignment;
 }
 

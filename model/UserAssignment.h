@@ -37,6 +37,8 @@ public:
     static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
     /// One that is made here has neither an id nor a `userId`. Does not save.
     static UserAssignment& findOrCreateForUser(User& user, Project& project, store::Context& context);
+    /// For callers who know that there is none.
+    static UserAssignment& insertForUser(User& user, Project& project, store::Context& context);
 };
 
 } // namespace model
