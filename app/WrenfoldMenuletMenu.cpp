@@ -12,8 +12,8 @@
 #include "platform/InfoDictionary.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
-#include "service/QuillonError.h"
 #include "service/QuillonApi.h"
+#include "service/QuillonError.h"
 #include "settings/KeyCodes.h"
 #include "settings/QuillonPreferences.h"
 #include "skin/QuillonStatusItemView.h"
@@ -210,6 +210,26 @@ void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
         m_addTimerController = m_windows.newTimer();
     if (m_addTimerController)
         m_addTimerController->show();
+    else
+        startAgainWhatWasLast();
+}
+
+void WrenfoldMenulet::startAgainWhatWasLast()
+{
+    const model::DayEntry* last = nullptr;
+    for (const model::DayEntry* entry : company() ? company()->dayEntries() : std::vector<model::DayEntry*>()) {
+        if (entry->hasRealId() && !entry->isLocked() && (!last || last->updatedAt() < entry->updatedAt()))
+            last = entry;
+    }
+    model::DayEntry* entry = last ? model::DayEntry::entryWithDefaults() : nullptr;
+    if (!entry) {
+        showAlert(tr("There Is No Timer to Start"),
+                  tr("Today has no entry yet. Add one in the browser, and it appears here within half a minute."));
+        return;
+    }
+    entry->setProject(last->project());
+    entry->setTask(last->task());
+    m_api->startNewTimer(*entry);
 }
 
 void WrenfoldMenulet::showHelp(QObject* /*sender*/)

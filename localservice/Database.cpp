@@ -1,5 +1,7 @@
 #include "Database.h"
 
+#include "DateText.h"
+
 #include "Credentials.h"
 #include "Storage.h"
 
@@ -142,17 +144,26 @@ void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
     std::map<std::string, Id> taskIds;
     for (const auto& [name, billable] : tasks)
         taskIds[name] = insertTask(database, account, name, 0);
+    Id firstProject = 0;
     for (const auto& sample : projects) {
         if (!clientIds.contains(sample.client))
             clientIds[sample.client] = insertClient(database, account, sample.client, true);
         const Id project = insertProject(
             database, account, {clientIds[sample.client], sample.name, sample.code, sample.billable, "Tasks", 0});
         insertAssignment(database, account, project, owner, 0);
+        if (firstProject == 0)
+            firstProject = project;
         for (const auto& [name, billable] : tasks) {
             if (std::find(sample.tasks.begin(), sample.tasks.end(), name) != sample.tasks.end())
                 insertOffer(database, account, project, taskIds[name], sample.billable && billable, 0);
         }
     }
+    // One entry without time, so that there is a timer to start at once.
+    const Seconds now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    SQLite::Statement entry(database, "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds,"
+                                      " created_at, updated_at) VALUES (?, ?, ?, ?, '', 0, ?, ?)");
+    SQLite::bind(entry, owner, firstProject, taskIds[tasks.front().first], isoDayText(localDay(now)), now, now);
+    entry.exec();
 }
 
 constexpr const char* noHash = "The password could not be hashed.";

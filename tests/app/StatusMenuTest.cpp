@@ -29,6 +29,7 @@ class StatusMenuTest : public QObject
 private slots:
     void layout();
     void windowsThatDoNotExist();
+    void startsWhatWasLast();
     void openingAndClosing();
     void startsAndStopsByClick();
     void withoutAnEntry();
@@ -71,6 +72,28 @@ void StatusMenuTest::windowsThatDoNotExist()
     QVERIFY(run.test.alerts.press(0));
     run.menulet->toggleStatusItemMenu();
     QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(2));
+}
+
+void StatusMenuTest::startsWhatWasLast()
+{
+    AppRun run;
+    run.menulet = std::make_unique<app::WrenfoldMenulet>();
+    run.start();
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    run.settle();
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    QCOMPARE(run.test.alerts.shown.front().title, u"There Is No Timer to Start"_s);
+
+    run.startTimer(u"Meetings"_s);
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    run.settle();
+    run.test.time.setNow(run.test.time.now() + 24h);
+    run.refresh();
+    QCOMPARE(run.face(), u"0:00"_s);
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    run.settle();
+    QCOMPARE(run.face(), u"0:00 running"_s);
+    QCOMPARE(run.view().accessibleDescription(), u"[W1] Website, Meetings"_s);
 }
 
 void StatusMenuTest::openingAndClosing()
