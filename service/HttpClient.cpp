@@ -229,6 +229,9 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, std::stop_token stop)
     set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
     set(CURLOPT_FRESH_CONNECT, long{exchange.changesSomething});
     set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{largestBody});
+    // The usual way to name certificates of one's own; the library alone looks at the system's only.
+    if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
+        set(CURLOPT_CAINFO, certificates.constData());
     if (platform::isLoopbackName(QString::fromUtf8(exchange.host)))
         set(CURLOPT_PROXY, "");
     if (exchange.sendsBody) {

@@ -46,8 +46,8 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 /// Sends one request at a time and waits for the reply.
 ///
 /// Follows up to five redirects, never from https to http, and sends the "Authorization" header to its first host only.
-/// Certificates are verified; proxy and certificates are those of the system, but a loopback host is never reached
-/// through a proxy. No cookies, no cache. Used on one thread.
+/// Certificates are verified; proxy and certificates are those of the system, or of the environment (http_proxy and its
+/// kin, SSL_CERT_FILE), but a loopback host is never reached through a proxy. No cookies, no cache. Used on one thread.
 class HttpClient
 {
 public:
