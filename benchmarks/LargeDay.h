@@ -1,0 +1,17 @@
+#pragma once
+
+namespace localservice {
+class Database;
+}
+
+namespace bench {
+
+/// Fills an empty data file with a company of many projects and a person with a full day of today. `running`: the
+/// timer of the last entry runs. False, with a word on the error stream, when it cannot.
+bool fillWithLargeDay(localservice::Database& database, bool running);
+
+inline constexpr int projectCount = 500;
+inline constexpr int tasksOfProject = 20;
+inline constexpr int entryCount = 200;
+
+} // namespace bench

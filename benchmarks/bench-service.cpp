@@ -1,0 +1,42 @@
+// bench-service FILE [running]
+//
+// The timesheet service with the large day, made on first use. Prints its port and serves until it is told to stop.
+#include "LargeDay.h"
+
+#include <localservice/Service.h>
+
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+
+#include <csignal>
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::cerr << "usage: bench-service FILE [running]\n";
+        return 64;
+    }
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    const bool isNew = !std::filesystem::exists(argv[1]);
+    localservice::Service service({.dataFile = argv[1]});
+    const auto database = service.database();
+    if (!database ||
+        (isNew && !bench::fillWithLargeDay(**database, argc > 2 && argv[2] == std::string_view("running"))))
+        return 1;
+    const auto port = service.start();
+    if (!port) {
+        std::cerr << port.error() << '\n';
+        return 1;
+    }
+    std::cout << *port << std::endl;
+    int signal = 0;
+    sigwait(&signals, &signal);
+    service.stop();
+    return 0;
+}
