@@ -9,9 +9,12 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
+#include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QPainter>
 #include <QRandomGenerator>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -83,6 +86,22 @@ private:
 
     std::function<void()> m_done;
 };
+
+/// The program's picture for the windows that have one in their frame or in a list of windows.
+QIcon applicationIcon()
+{
+    const skin::Image image = skin::imageNamed("quillon.png");
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128}) {
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        image.draw(painter, QRectF(0, 0, size, size));
+        painter.end();
+        icon.addPixmap(pixmap);
+    }
+    return icon;
+}
 
 /// Ends the event loop on the signals by which a session or a terminal asks a program to end.
 class EndOnSignal
@@ -241,6 +260,7 @@ int Application::run(int argc, char** argv)
     menulet.showStatusItem();
     std::optional<LocalRun> local;
     new FirstPaint(menulet.statusItemView(), [&] {
+        QApplication::setWindowIcon(applicationIcon());
         if (!arguments->local) {
             menulet.awakeFromNib();
             return;

@@ -101,8 +101,7 @@ void WrenfoldMenulet::awakeFromNib()
     setupReachabilityTarget();
     if (settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCQuillonUrlKey).isEmpty()) {
         m_loggedOut = true;
-        m_view->setLoggedOut(true);
-        describeStatusItem(nullptr);
+        showLoggedOut();
         showPreferencePanel(this);
     }
     environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);

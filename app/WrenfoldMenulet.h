@@ -159,6 +159,7 @@ private:
     model::DayEntry* currentEntry() const;
     void wire();
     void setupReachabilityTarget();
+    void showLoggedOut();
     void describeStatusItem(const model::DayEntry* entry);
     void showAlert(const QString& title, const QString& text);
     void openPage(const QString& path);

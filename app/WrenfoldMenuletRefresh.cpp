@@ -155,8 +155,15 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
 
 void WrenfoldMenulet::authenticationFailed()
 {
-    m_view->setLoggedOut(true);
+    showLoggedOut();
     m_loggedOut = true;
+}
+
+void WrenfoldMenulet::showLoggedOut()
+{
+    m_view->setLoggedOut(true);
+    // The sign-in picture is wider than the placeholder hours that may be shown before.
+    m_statusItem->setLength(QuillonStatusItemDefaultWidth);
     describeStatusItem(currentEntry());
 }
 

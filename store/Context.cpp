@@ -427,17 +427,20 @@ Context::KeyIndex* Context::keyIndexFor(const Entity& entity, const Predicate& p
 
 tl::expected<void, Error> Context::save()
 {
-    if (m_changed.empty())
-        return {};
     Connection* store = connection();
     if (!store)
         return tl::unexpected(Error{QStringLiteral("there is no store")});
 
-    Save save(*this, *store);
-    if (auto written = save.write(); !written)
-        return written;
-    const std::shared_ptr<const ChangeSet> changes = save.finish();
-    if (m_didSave && !changes->isEmpty())
+    std::shared_ptr<const ChangeSet> changes;
+    if (m_changed.empty()) {
+        changes = std::make_shared<ChangeSet>();
+    } else {
+        Save save(*this, *store);
+        if (auto written = save.write(); !written)
+            return written;
+        changes = save.finish();
+    }
+    if (m_didSave)
         m_didSave(changes);
     return {};
 }

@@ -43,11 +43,12 @@ struct ChangeSet
     bool isEmpty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
 };
 
-/// What wins when the store changed since an object was read.
+/// What happens to an object changed here that changed in the store since it was read. Under either, the properties
+/// that changed here win over the store's, and the others keep what is stored by then.
 enum class MergePolicy
 {
-    Overwrite,           ///< the whole object as it is here; one deleted in the store is stored again
-    PropertyObjectTrump, ///< the properties changed here; one deleted in the store stays deleted
+    Overwrite,           ///< one that was deleted in the store is stored again, as it is here
+    PropertyObjectTrump, ///< one that was deleted in the store stays deleted
 };
 
 /// A unit of work on the store: objects are fetched, changed and inserted here and saved together.
@@ -85,10 +86,10 @@ public:
     bool hasChanges() const { return !m_changed.empty(); }
 
     /// Writes all changes in one transaction, then tells `didSave`. On an error nothing is written and the changes
-    /// stay. Nothing is written, and nobody told, when nothing changed.
+    /// stay. Nothing is written when nothing changed.
     tl::expected<void, Error> save();
 
-    /// Called after each save that wrote something, on the context's thread.
+    /// Called after each successful save, on the context's thread; with an empty change set when nothing had changed.
     void setDidSave(std::function<void(std::shared_ptr<const ChangeSet>)> didSave) { m_didSave = std::move(didSave); }
 
     /// Takes over what another context saved: properties that are unchanged here, new members of collections, and

@@ -8,12 +8,6 @@
 
 namespace store {
 
-namespace {
-
-constexpr std::uint32_t Everything = ~0u;
-
-} // namespace
-
 tl::expected<void, Error> Context::Save::write()
 {
     try {
@@ -156,12 +150,9 @@ void Context::Save::insertRow(Object& object)
 
 void Context::Save::updateRow(Object& object)
 {
-    const bool overwrite = m_context.m_policy == MergePolicy::Overwrite;
-    const int rows = tryUpdate(object, object.m_row, overwrite ? Everything : object.m_changedAttributes,
-                               overwrite ? Everything : object.m_changedToOnes);
-    if (rows > 0)
+    if (tryUpdate(object, object.m_row, object.m_changedAttributes, object.m_changedToOnes) > 0)
         return;
-    if (overwrite)
+    if (m_context.m_policy == MergePolicy::Overwrite)
         insertRow(object);
     else
         m_lost.push_back(&object);

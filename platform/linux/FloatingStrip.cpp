@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QBitmap>
+#include <QElapsedTimer>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -34,6 +35,8 @@ constexpr double kRadius = 7;
 // A maximised window has its buttons in the corner.
 constexpr int kRightInset = 110;
 constexpr int kTopInset = 2;
+
+constexpr qint64 kSettlingMs = 3000;
 
 constexpr auto kGeometryKey = "Strip/geometry"_L1;
 
@@ -115,6 +118,8 @@ private:
     std::optional<QRect> m_wanted;
     std::optional<QPoint> m_placed;
     std::optional<QPoint> m_dragFrom;
+    bool m_grabbed = false; ///< by the person, at least once
+    QElapsedTimer m_shown;
     bool m_composited = true;
     QTimer m_save;
 };
@@ -147,7 +152,7 @@ FloatingStrip::Window::Window()
 
 FloatingStrip::Window::~Window()
 {
-    if (m_save.isActive())
+    if (m_grabbed && m_save.isActive())
         savePlace();
     // It is not ours to delete.
     if (m_view)
@@ -206,8 +211,8 @@ void FloatingStrip::Window::place()
         return;
     const QRect wanted = m_wanted ? resized(*m_wanted, width()) : defaultPlace();
     m_placed = onScreen(QRect(wanted.topLeft(), size())).topLeft();
-    if (pos() != *m_placed)
-        move(*m_placed);
+    // Also when it stands there already: a window that was never moved is placed by the window manager.
+    move(*m_placed);
 }
 
 void FloatingStrip::Window::followScreen(QScreen* screen)
@@ -222,6 +227,8 @@ void FloatingStrip::Window::setVisible(bool visible)
     if (visible)
         lookForCompositor();
     QWidget::setVisible(visible);
+    if (visible)
+        m_shown.start();
     // After it is mapped: the window manager takes this as a request about a window that it knows.
     if (visible && windowHandle())
         x11::skipTaskBar(*windowHandle());
@@ -297,6 +304,10 @@ void FloatingStrip::Window::moveEvent(QMoveEvent* event)
 {
     if (!isVisible() || !m_placed || event->pos() == *m_placed)
         return;
+    // While it comes up, window managers try places for it and report positions of windows not yet framed. Those are
+    // nobody's wish.
+    if (!m_grabbed && m_shown.elapsed() < kSettlingMs)
+        return;
     m_placed = event->pos();
     m_wanted = QRect(event->pos(), size());
     m_save.start();
@@ -320,6 +331,7 @@ void FloatingStrip::Window::mousePressEvent(QMouseEvent* event)
     }
     if (event->button() != Qt::LeftButton)
         return;
+    m_grabbed = true;
     if (!windowHandle() || !windowHandle()->startSystemMove())
         m_dragFrom = event->position().toPoint();
 }

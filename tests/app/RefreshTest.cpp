@@ -21,6 +21,7 @@ private slots:
     void yesterdaysTimerIsStillTheCurrentOne();
     void refusedCredentials();
     void withoutAnAccount();
+    void startsAgainWithNothingNew();
     void lockedKeyring();
     void offlineAndBack();
     void changedSettingsClearTheAccount();
@@ -150,6 +151,7 @@ void RefreshTest::refusedCredentials()
     run.start();
     QCOMPARE(run.face(), u"signed out"_s);
     QVERIFY(run.menulet->loggedOut());
+    QCOMPARE(run.test.statusItem.length(), 71.0); // the sign-in picture is cut at less
     QVERIFY(run.test.alerts.shown.empty());
 
     // A press beside the button leads to where one signs in, never to the menu.
@@ -175,6 +177,26 @@ void RefreshTest::withoutAnAccount()
     QCOMPARE(run.windowCalls, QStringList{u"preferences show"_s});
     QCOMPARE(run.test.updates.backgroundChecks, 1);
     QVERIFY(run.test.statusItem.description.loggedOut);
+}
+
+void RefreshTest::startsAgainWithNothingNew()
+{
+    AppRun run;
+    run.start();
+    QCOMPARE(run.menulet->company()->timezone(), u"UTC"_s);
+    run.menulet = std::make_unique<app::WrenfoldMenulet>();
+    run.start();
+    // No reply changed anything in the store: the item shows the day all the same, at its full width.
+    QCOMPARE(run.face(), u"0:00"_s);
+    QCOMPARE(run.test.statusItem.length(), 71.0);
+    // Nor did a save of the cache version undo what the account's reply brought.
+    QCOMPARE(run.menulet->company()->timezone(), u"UTC"_s);
+
+    run.service.answer("GET /daily/15/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
+    run.refresh();
+    QCOMPARE(run.face(), u"signed out"_s);
+    run.refresh();
+    QCOMPARE(run.face(), u"0:00"_s);
 }
 
 void RefreshTest::lockedKeyring()
