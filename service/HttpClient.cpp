@@ -1,13 +1,12 @@
 #include "HttpClient.h"
 
+#include "CurlLibrary.h"
+
 #include "platform/LoopbackNames.h"
 
 #include <QString>
 
-#include <curl/curl.h>
-
 #include <algorithm>
-#include <mutex>
 
 namespace service {
 
@@ -18,17 +17,20 @@ namespace {
 
 constexpr int mostRedirects = 5;
 
+/// Only for what is reached after `CurlLibrary::load`.
+constexpr auto curl = CurlLibrary::get;
+
 template <auto function>
 struct FreeBy
 {
     template <class T>
     void operator()(T* object) const
     {
-        function(object);
+        (curl().*function)(object);
     }
 };
-using Url = std::unique_ptr<CURLU, FreeBy<curl_url_cleanup>>;
-using HeaderList = std::unique_ptr<curl_slist, FreeBy<curl_slist_free_all>>;
+using Url = std::unique_ptr<CURLU, FreeBy<&CurlLibrary::url_cleanup>>;
+using HeaderList = std::unique_ptr<curl_slist, FreeBy<&CurlLibrary::slist_free_all>>;
 
 QString sentence(CURLcode code)
 {
@@ -58,8 +60,10 @@ QString sentence(CURLcode code)
         return u"The answer of the service is too large."_s;
     case CURLE_URL_MALFORMAT:
         return u"The address of the service is not valid."_s;
+    case CURLE_FAILED_INIT:
+        return u"The program is not completely installed: libcurl is missing."_s;
     default:
-        return QString::fromUtf8(curl_easy_strerror(code));
+        return QString::fromUtf8(curl().easy_strerror(code));
     }
 }
 
@@ -77,13 +81,13 @@ struct Origin
 
     static std::optional<Origin> of(const QByteArray& address)
     {
-        const Url url(curl_url());
-        if (curl_url_set(url.get(), CURLUPART_URL, address.constData(), 0) != CURLUE_OK)
+        const Url url(curl().url());
+        if (curl().url_set(url.get(), CURLUPART_URL, address.constData(), 0) != CURLUE_OK)
             return std::nullopt;
         const auto part = [&url](CURLUPart which) {
             char* text = nullptr;
-            curl_url_get(url.get(), which, &text, CURLU_DEFAULT_PORT);
-            const std::unique_ptr<char, FreeBy<curl_free>> owner(text);
+            curl().url_get(url.get(), which, &text, CURLU_DEFAULT_PORT);
+            const std::unique_ptr<char, FreeBy<&CurlLibrary::free>> owner(text);
             return QByteArray(text).toLower();
         };
         return Origin{part(CURLUPART_SCHEME), part(CURLUPART_HOST), part(CURLUPART_PORT).toInt()};
@@ -121,15 +125,12 @@ class HttpClient::Handles
 public:
     Handles()
     {
-        // Here and not at the start of the program, which should show its face first.
-        static std::once_flag initialized;
-        std::call_once(initialized, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-        multi.reset(curl_multi_init());
-        easy.reset(curl_easy_init());
+        multi.reset(curl().multi_init());
+        easy.reset(curl().easy_init());
     }
 
-    std::unique_ptr<CURLM, FreeBy<curl_multi_cleanup>> multi;
-    std::unique_ptr<CURL, FreeBy<curl_easy_cleanup>> easy;
+    std::unique_ptr<CURLM, FreeBy<&CurlLibrary::multi_cleanup>> multi;
+    std::unique_ptr<CURL, FreeBy<&CurlLibrary::easy_cleanup>> easy;
 };
 
 std::optional<QByteArray> HttpReply::header(const QByteArray& name) const
@@ -144,15 +145,17 @@ HttpClient::HttpClient(std::chrono::milliseconds timeout) : m_timeout(timeout) {
 
 HttpClient::~HttpClient() = default;
 
-HttpReply HttpClient::send(const HttpRequest& request, std::stop_token stop)
+HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& stop)
 {
-    if (!m_handles)
-        m_handles = std::make_unique<Handles>();
     const auto fail = [](CURLcode code) {
         HttpReply failed;
         failed.error = error(code);
         return failed;
     };
+    if (!CurlLibrary::load())
+        return fail(CURLE_FAILED_INIT);
+    if (!m_handles)
+        m_handles = std::make_unique<Handles>();
 
     const std::optional<Origin> first = Origin::of(request.url);
     if (!first)
@@ -201,16 +204,16 @@ HttpReply HttpClient::send(const HttpRequest& request, std::stop_token stop)
     }
 }
 
-HttpReply HttpClient::sendOnce(const Exchange& exchange, std::stop_token stop)
+HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& stop)
 {
     CURL* easy = m_handles->easy.get();
     CURLM* multi = m_handles->multi.get();
-    const auto set = [easy](CURLoption option, auto value) { curl_easy_setopt(easy, option, value); };
+    const auto set = [easy](CURLoption option, auto value) { curl().easy_setopt(easy, option, value); };
 
     HttpReply reply;
     HeaderList headers;
     const auto addHeader = [&headers](const QByteArray& line) {
-        if (curl_slist* longer = curl_slist_append(headers.get(), line.constData())) {
+        if (curl_slist* longer = curl().slist_append(headers.get(), line.constData())) {
             static_cast<void>(headers.release());
             headers.reset(longer);
         }
@@ -219,7 +222,7 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, std::stop_token stop)
         addHeader(name + ": " + value);
     addHeader("Expect:"); // nobody waits for a "100 Continue" that some servers never send
 
-    curl_easy_reset(easy); // keeps the connections
+    curl().easy_reset(easy); // keeps the connections
     set(CURLOPT_URL, exchange.url.constData());
     set(CURLOPT_HTTPHEADER, headers.get());
     set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -255,32 +258,32 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, std::stop_token stop)
         }));
 
     CURLcode code = CURLE_ABORTED_BY_CALLBACK;
-    curl_multi_add_handle(multi, easy);
+    curl().multi_add_handle(multi, easy);
     {
-        const std::stop_callback wakeUp(stop, [multi] { curl_multi_wakeup(multi); });
+        const std::stop_callback wakeUp(stop, [multi] { curl().multi_wakeup(multi); });
         for (int running = 1; !stop.stop_requested();) {
-            curl_multi_perform(multi, &running);
+            curl().multi_perform(multi, &running);
             if (running == 0)
                 break;
-            curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+            curl().multi_poll(multi, nullptr, 0, 1000, nullptr);
         }
     }
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+    while (const CURLMsg* message = curl().multi_info_read(multi, &left)) {
         if (message->msg == CURLMSG_DONE)
             code = message->data.result;
     }
 
     long status = 0;
-    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    curl().easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     reply.status = static_cast<int>(status);
     curl_header* header = nullptr;
-    while ((header = curl_easy_nextheader(easy, CURLH_HEADER, -1, header)))
+    while ((header = curl().easy_nextheader(easy, CURLH_HEADER, -1, header)))
         reply.headers.emplace_back(header->name, header->value);
     char* redirect = nullptr;
-    curl_easy_getinfo(easy, CURLINFO_REDIRECT_URL, &redirect);
+    curl().easy_getinfo(easy, CURLINFO_REDIRECT_URL, &redirect);
     exchange.redirect = redirect;
-    curl_multi_remove_handle(multi, easy);
+    curl().multi_remove_handle(multi, easy);
 
     if (tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
         reply.body.clear();

@@ -58,16 +58,16 @@ public:
     HttpClient& operator=(const HttpClient&) = delete;
 
     /// A reply larger than this is an error.
-    static constexpr qsizetype largestBody = 64 * 1024 * 1024;
+    static constexpr qsizetype largestBody = qsizetype{64} * 1024 * 1024;
 
     /// Ends at once, with an error, when `stop` is requested.
-    HttpReply send(const HttpRequest& request, std::stop_token stop);
+    HttpReply send(const HttpRequest& request, const std::stop_token& stop);
 
 private:
     struct Exchange;
     class Handles;
 
-    HttpReply sendOnce(const Exchange& exchange, std::stop_token stop);
+    HttpReply sendOnce(const Exchange& exchange, const std::stop_token& stop);
 
     const std::chrono::milliseconds m_timeout;
     std::unique_ptr<Handles> m_handles; ///< made by the first request
