@@ -17,6 +17,10 @@
 #include <algorithm>
 #include <utility>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace service {
 
 using namespace std::chrono_literals;
@@ -28,6 +32,18 @@ namespace {
 constexpr std::size_t mostRequests = 36;
 constexpr milliseconds window = 15s;
 constexpr milliseconds margin = 1s;
+
+/// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
+constexpr qsizetype largeReply = 256 * 1024;
+
+/// The import of a catalog takes twenty times the reply's size for a moment, in so many pieces that the C library would
+/// keep it all for this thread, which never needs it again.
+void giveMemoryBack()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
 
 } // namespace
 
@@ -204,6 +220,10 @@ void QuillonApi::work(const std::stop_token& stop)
         }
         operation->attach(*this, http, stop);
         operation->main();
+        const bool tookMuch = operation->largestReply() > largeReply;
+        operation.reset();
+        if (tookMuch)
+            giveMemoryBack();
     }
 }
 

@@ -11,6 +11,7 @@
 
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <charconv>
 #include <mutex>
 #include <utility>
@@ -96,6 +97,7 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
     HttpReply reply = doRequest(sent);
     if (!retryIfUnavailable(sent, reply))
         return;
+    m_largestReply = std::max(m_largestReply, reply.body.size());
 
     const QByteArray body = decoded(reply.body);
     if (!isAuthenticationError(body) && reply.error) {

@@ -60,6 +60,9 @@ public:
     /// The whole of it. Nothing is sent, and nobody told, once a stop is requested.
     virtual void main();
 
+    /// Bytes of the largest reply so far.
+    qsizetype largestReply() const { return m_largestReply; }
+
 protected:
     void waitForThrottle();
     void notifyComplete();
@@ -107,6 +110,7 @@ private:
     QuillonApi* m_mergeDelegate = nullptr;
     QByteArray m_httpMethod;
     bool m_changesSomething = false;
+    qsizetype m_largestReply = 0;
     QuillonApi* m_api = nullptr;
     HttpClient* m_http = nullptr;
     std::stop_token m_stop;
