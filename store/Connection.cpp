@@ -2,6 +2,8 @@
 
 #include <QTimeZone>
 
+#include <sqlite3.h>
+
 namespace store {
 
 namespace {
@@ -25,6 +27,11 @@ SQLite::Statement& Connection::statement(const std::string& sql)
     else
         statement->tryReset();
     return *statement;
+}
+
+void Connection::releaseMemory()
+{
+    sqlite3_db_release_memory(m_database.getHandle());
 }
 
 void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer)

@@ -21,6 +21,9 @@ public:
     /// The prepared statement, reset and without bindings. One SQL text is in use only once at a time.
     SQLite::Statement& statement(const std::string& sql);
 
+    /// Gives up cached pages that nothing uses, up to 2 MB; they are read again when needed.
+    void releaseMemory();
+
     // Places to keep texts that are long and used often, by entity.
     std::string& insertText(const Entity& entity) { return m_insertTexts[entity.index]; }
     std::string& selectText(const Entity& entity) { return m_selectTexts[entity.index]; }

@@ -173,6 +173,7 @@ std::unique_ptr<Connection> Coordinator::takeConnection()
 
 void Coordinator::giveBack(std::unique_ptr<Connection> connection)
 {
+    connection->releaseMemory();
     const std::lock_guard lock(m_mutex);
     m_idle.push_back(std::move(connection));
 }
