@@ -64,7 +64,12 @@ struct RecordingNewTimer : app::NewTimerWindow
 class AppRun
 {
 public:
-    explicit AppRun(bool signedIn = true) : service(serviceOptions())
+    enum class Windows
+    {
+        All,
+        None
+    };
+    explicit AppRun(bool signedIn = true, Windows windows = Windows::All) : service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         port = service.start().value();
@@ -81,7 +86,7 @@ public:
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
         if (signedIn)
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
-        menulet = std::make_unique<app::WrenfoldMenulet>(makers());
+        menulet = std::make_unique<app::WrenfoldMenulet>(windows == Windows::All ? makers() : app::WindowMakers());
     }
 
     void signIn(const QString& account, const QString& email, const QString& password)
@@ -154,7 +159,6 @@ public:
     std::uint16_t port = 0;
     localservice::Id website = 0;
     QStringList windowCalls;
-    bool withTimesheet = false;
     QDate timesheetDay{2013, 1, 15};
     RecordingTimesheet* timesheet = nullptr;
     std::unique_ptr<app::WrenfoldMenulet> menulet;

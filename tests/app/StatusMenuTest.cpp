@@ -58,8 +58,7 @@ void StatusMenuTest::layout()
 
 void StatusMenuTest::windowsThatDoNotExist()
 {
-    AppRun run(false);
-    run.menulet = std::make_unique<app::WrenfoldMenulet>();
+    AppRun run(false, AppRun::Windows::None);
     run.test.alerts.answer.reset();
     run.start();
     for (const QAction* item : {run.menu().newTimerMenuItem, run.menu().timesheetMenuItem,
@@ -76,8 +75,7 @@ void StatusMenuTest::windowsThatDoNotExist()
 
 void StatusMenuTest::startsWhatWasLast()
 {
-    AppRun run;
-    run.menulet = std::make_unique<app::WrenfoldMenulet>();
+    AppRun run(true, AppRun::Windows::None);
     run.start();
     QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
     run.settle();

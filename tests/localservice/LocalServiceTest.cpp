@@ -294,7 +294,9 @@ void LocalServiceTest::samplesAreMadeOnce()
     HttpClient client(QString::fromStdString(service.url("local")), u"me@example.com"_s,
                       QString::fromStdString(*first->password));
     const auto sheet = client.get(u"/daily"_s);
-    QCOMPARE(sheet.texts(u"project"_s).size(), 5);
+    QCOMPARE(sheet.texts(u"code"_s).size(), 5);
+    // And one entry without time, so that there is a timer to start.
+    QCOMPARE(sheet.texts(u"hours"_s), QStringList{u"0.0"_s});
     QVERIFY(sheet.texts(u"code"_s).contains(QString()) && sheet.texts(u"code"_s).contains(u"JB-01"_s));
     QVERIFY(sheet.texts(u"billable"_s).contains(u"true"_s) && sheet.texts(u"billable"_s).contains(u"false"_s));
     // One account is told by its bare address too.
