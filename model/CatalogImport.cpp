@@ -50,12 +50,15 @@ CatalogImport::CatalogImport(Company& company, User* user, store::Context& conte
         return;
     for (const UserAssignment* assignment : user->userAssignments())
         m_assigned.insert(assignment->project());
-    const std::vector<store::Object*> assignments =
-        context.fetch({TaskAssignment::entityName, store::where("company", &company)});
-    m_taskAssignments.reserve(static_cast<qsizetype>(assignments.size()));
-    for (auto assignment = assignments.rbegin(); assignment != assignments.rend(); ++assignment)
-        m_taskAssignments.insert(rows((*assignment)->toOneId("project"), (*assignment)->toOneId("task")),
-                                 static_cast<TaskAssignment*>(*assignment));
+    // By far the most there is, and hardly ever changed: compared without making objects of them.
+    context.scan(
+        TaskAssignment::entityName, store::where("company", &company), {"isBillable"}, {"project", "task"},
+        [this](const store::Context::Glimpse& assignment) {
+            const bool* billable = std::get_if<bool>(&assignment.attributes[0]);
+            const auto pair = std::pair(assignment.toOnes[0], assignment.toOnes[1]);
+            if (!m_taskAssignments.contains(pair))
+                m_taskAssignments.insert(pair, {assignment.id, billable ? std::optional(*billable) : std::nullopt});
+        });
 }
 
 void CatalogImport::importProject(xml::Element element)
@@ -80,11 +83,21 @@ void CatalogImport::importTask(xml::Element element, Project& project)
     Task& task = noted(m_tasks, id, [&]() -> Task& { return m_company.insertWithId<Task>(id, m_context); });
     task.readElement(element);
     m_staleTasks.erase(&task);
-    if (!m_user)
+    if (m_user)
+        assign(task, project, element.child("billable").isTrue());
+}
+
+void CatalogImport::assign(Task& task, Project& project, bool billable)
+{
+    Assignment& known = m_taskAssignments[rows(project.id(), task.id())];
+    if (known.id && known.isBillable == billable)
         return;
-    noted(m_taskAssignments, rows(project.id(), task.id()), [&]() -> TaskAssignment& {
-        return TaskAssignment::insertForUser(*m_user, project, task, m_context);
-    }).setIsBillable(element.child("billable").isTrue());
+    auto* assignment = static_cast<TaskAssignment*>(m_context.find(known.id));
+    // None yet, or another context deleted it meanwhile.
+    if (!assignment)
+        assignment = &TaskAssignment::insertForUser(*m_user, project, task, m_context);
+    assignment->setIsBillable(billable);
+    known = {assignment->id(), billable};
 }
 
 Client& CatalogImport::clientOf(xml::Element projectElement)

@@ -2,9 +2,12 @@
 
 #include "Xml.h"
 
+#include "store/Value.h"
+
 #include <QHash>
 #include <QString>
 
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -18,9 +21,7 @@ class Client;
 class Company;
 class Project;
 class Task;
-class TaskAssignment;
 class User;
-class UserAssignment;
 
 /// Takes in the projects of a day sheet with their tasks and assignments, and drops those that it does not hold.
 ///
@@ -43,6 +44,14 @@ public:
 private:
     Client& clientOf(xml::Element projectElement);
     void importTask(xml::Element element, Project& project);
+    void assign(Task& task, Project& project, bool billable);
+
+    /// What is stored of the assignment of a task to a project.
+    struct Assignment
+    {
+        store::ObjectId id;
+        std::optional<bool> isBillable;
+    };
 
     Company& m_company;
     User* m_user;
@@ -51,8 +60,8 @@ private:
     QHash<QString, Task*> m_tasks;
     QHash<QString, Client*> m_clientsById;
     QHash<QString, Client*> m_clientsByName;
-    std::unordered_set<Project*> m_assigned;                             ///< to the user
-    QHash<std::pair<qint64, qint64>, TaskAssignment*> m_taskAssignments; ///< by rows of project and task
+    std::unordered_set<Project*> m_assigned;                        ///< to the user
+    QHash<std::pair<qint64, qint64>, Assignment> m_taskAssignments; ///< by rows of project and task
     std::unordered_set<Project*> m_staleProjects;
     std::unordered_set<Task*> m_staleTasks;
 };

@@ -372,6 +372,63 @@ std::vector<Object*> Context::fetch(const FetchRequest& request)
     return found;
 }
 
+void Context::scan(std::string_view entityName, const Predicate& predicate, const std::vector<std::string>& attributes,
+                   const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show)
+{
+    const Entity* entity = m_coordinator->model().entity(entityName);
+    Q_ASSERT_X(entity, "store", "the model has no such entity");
+    std::vector<std::size_t> attributeIndexes;
+    std::vector<std::size_t> toOneIndexes;
+    for (const std::string& name : attributes)
+        attributeIndexes.push_back(static_cast<std::size_t>(entity->attributeIndex(name)));
+    for (const std::string& name : toOnes)
+        toOneIndexes.push_back(static_cast<std::size_t>(entity->relationshipIndex(name)));
+    std::vector<Value> values(attributes.size());
+    std::vector<std::int64_t> rows(toOnes.size());
+    const auto showObject = [&](const Object& object) {
+        for (std::size_t i = 0; i < values.size(); ++i)
+            values[i] = object.m_values[attributeIndexes[i]];
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            rows[i] = object.m_toOnes[toOneIndexes[i]];
+        show({object.id(), values, rows});
+    };
+
+    // What is changed here or leads to something that is may match no longer, or only now.
+    const auto& conditions = predicate.conditions();
+    const bool changed = hasChangesOf(entity->index) ||
+                         std::any_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
+                             return dependsOnChangedDestination(*entity, condition.keyPath);
+                         });
+    Connection* store = connection();
+    if (changed || !store) {
+        for (const Object* object : fetch({entity->name, predicate, {}, 0}))
+            showObject(*object);
+        return;
+    }
+    try {
+        std::vector<std::string> columns = attributes;
+        columns.insert(columns.end(), toOnes.begin(), toOnes.end());
+        SqlQuery query(m_coordinator->model(), *entity, predicate, columns);
+        StatementUse statement(store->statement(query.text()));
+        query.bindTo(*statement);
+        while (statement->executeStep()) {
+            const ObjectId id{entity->index, statement->getColumn(0).getInt64()};
+            if (const Object* known = registered(id)) {
+                showObject(*known);
+                continue;
+            }
+            int column = 1;
+            for (std::size_t i = 0; i < values.size(); ++i)
+                values[i] = readColumn(*statement, column++, entity->attributes[attributeIndexes[i]].type);
+            for (std::int64_t& row : rows)
+                row = statement->getColumn(column++).getInt64();
+            show({id, values, rows});
+        }
+    } catch (const std::exception&) {
+        // as in `load`
+    }
+}
+
 Object* Context::fetchFirst(const FetchRequest& request)
 {
     FetchRequest first = request;

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -76,6 +77,18 @@ public:
     Object* fetchFirst(const FetchRequest& request);
     /// The object of that id, loaded when needed; null when there is none.
     Object* find(ObjectId id);
+
+    /// One object in a scan: some of its values, in the order in which they were asked for. Valid within the call.
+    struct Glimpse
+    {
+        ObjectId id;
+        std::span<const Value> attributes;
+        std::span<const std::int64_t> toOnes; ///< rows, 0: none
+    };
+    /// Shows the objects that match, in the order of their rows, without making objects of those that are not in
+    /// memory: for imports that compare thousands and change few.
+    void scan(std::string_view entity, const Predicate& predicate, const std::vector<std::string>& attributes,
+              const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show);
 
     /// Loads all objects of the entity and keeps them keyed by these attributes and to-one relationships for the
     /// context's life: fetches by equality of exactly these keys then cost no query. For imports, which look up

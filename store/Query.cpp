@@ -33,6 +33,29 @@ SqlQuery::SqlQuery(const Model& model, const Entity& entity, const Predicate& pr
                    const std::vector<SortKey>& sortKeys, int limit)
     : m_model(model), m_entity(entity)
 {
+    const std::string wanted = conditions(predicate);
+    std::string order = " ORDER BY ";
+    for (const SortKey& key : sortKeys)
+        order += column(key.keyPath) + (key.ascending ? ", " : " DESC, ");
+    m_text = "SELECT " + columnList(entity, "t") + " FROM " + quotedName(entity.name) + " t" + m_joins + wanted +
+             order + "t.pk";
+    if (limit > 0)
+        m_text += " LIMIT " + std::to_string(limit);
+}
+
+SqlQuery::SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate,
+                   const std::vector<std::string>& columns)
+    : m_model(model), m_entity(entity)
+{
+    const std::string wanted = conditions(predicate);
+    m_text = "SELECT t.pk";
+    for (const std::string& name : columns)
+        m_text += ", t." + quotedName(name);
+    m_text += " FROM " + quotedName(entity.name) + " t" + m_joins + wanted + " ORDER BY t.pk";
+}
+
+std::string SqlQuery::conditions(const Predicate& predicate)
+{
     std::string conditions;
     for (const Condition& condition : predicate.conditions()) {
         conditions += conditions.empty() ? " WHERE " : " AND ";
@@ -51,14 +74,8 @@ SqlQuery::SqlQuery(const Model& model, const Entity& entity, const Predicate& pr
             conditions += left + sqlOperator(condition.op);
         m_values.push_back(value);
     }
-    std::string order = " ORDER BY ";
-    for (const SortKey& key : sortKeys)
-        order += column(key.keyPath) + (key.ascending ? ", " : " DESC, ");
-    m_text = "SELECT " + columnList(entity, "t") + " FROM " + quotedName(entity.name) + " t" + m_joins + conditions +
-             order + "t.pk";
-    if (limit > 0)
-        m_text += " LIMIT " + std::to_string(limit);
     m_buffers.resize(m_values.size());
+    return conditions;
 }
 
 void SqlQuery::bindTo(SQLite::Statement& statement)

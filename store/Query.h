@@ -19,11 +19,16 @@ public:
     /// looked at in memory.
     SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
              int limit);
+    /// The row and these columns alone, in the order of the rows.
+    SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate,
+             const std::vector<std::string>& columns);
 
     const std::string& text() const { return m_text; }
     void bindTo(SQLite::Statement& statement);
 
 private:
+    /// What follows the columns, up to the order.
+    std::string conditions(const Predicate& predicate);
     std::string column(const std::string& keyPath);
 
     const Model& m_model;

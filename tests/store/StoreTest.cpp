@@ -101,6 +101,7 @@ private slots:
     void queries_data();
     void queries();
     void queriesSeeUnsavedChanges();
+    void scansShowWhatFetchesFind();
     void collectionsFollowBothSides();
     void deletionFollowsTheRules();
     void mergeTakesOverWhatIsCleanHere();
@@ -232,6 +233,39 @@ void StoreTest::queriesSeeUnsavedChanges()
     a.setString("label", u"Z"_s);
     QVERIFY(desk.main.fetch(inA).empty());
     QCOMPARE(desk.worker()->fetch(inA).size(), std::size_t(3));
+}
+
+void StoreTest::scansShowWhatFetchesFind()
+{
+    Desk desk;
+    Object& box = Desk::box(desk.main, u"box"_s);
+    Desk::note(desk.main, u"a"_s, &box).setValue("open", true);
+    Desk::note(desk.main, u"b"_s, &box);
+    Desk::note(desk.main, u"c"_s);
+    QVERIFY(desk.main.save());
+
+    const auto context = desk.worker();
+    const Object* sameBox = context->find(box.id());
+    const auto scanned = [&] {
+        QStringList lines;
+        context->scan("Note", where("box", sameBox), {"key", "open"}, {"box", "owner"},
+                      [&](const Context::Glimpse& note) {
+                          const bool* open = std::get_if<bool>(&note.attributes[1]);
+                          lines << u"%1 %2 %3%4"_s.arg(std::get<QString>(note.attributes[0]),
+                                                       open ? QString::number(*open) : u"-"_s)
+                                       .arg(note.toOnes[0] == box.id().row)
+                                       .arg(note.toOnes[1]);
+                      });
+        return lines;
+    };
+    QCOMPARE(scanned(), QStringList({u"a 1 10"_s, u"b - 10"_s}));
+    QCOMPARE(context->registeredCount(), std::size_t(1)); // the box alone
+
+    Object* first = Desk::byKey(*context, u"a"_s);
+    first->setValue("open", false);
+    context->remove(*Desk::byKey(*context, u"b"_s));
+    Desk::byKey(*context, u"c"_s)->setToOne("box", context->find(box.id()));
+    QCOMPARE(scanned(), QStringList({u"a 0 10"_s, u"c - 10"_s}));
 }
 
 void StoreTest::collectionsFollowBothSides()
