@@ -65,8 +65,8 @@ public:
             const double before = now();
             {
                 store::Context context(m_coordinator, store::MergePolicy::PropertyObjectTrump);
-                context.setDidSave([&](const auto&) {
-                    if (saves)
+                context.setDidSave([&](const auto& changes) {
+                    if (saves && !changes->isEmpty())
                         ++*saves;
                 });
                 model::Company& company = model::Company::findOrCreateCompany(account, context);
