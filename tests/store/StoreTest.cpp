@@ -248,14 +248,14 @@ void StoreTest::scansShowWhatFetchesFind()
     const Object* sameBox = context->find(box.id());
     const auto scanned = [&] {
         QStringList lines;
-        context->scan("Note", where("box", sameBox), {"key", "open"}, {"box", "owner"},
-                      [&](const Context::Glimpse& note) {
-                          const bool* open = std::get_if<bool>(&note.attributes[1]);
-                          lines << u"%1 %2 %3%4"_s.arg(std::get<QString>(note.attributes[0]),
-                                                       open ? QString::number(*open) : u"-"_s)
-                                       .arg(note.toOnes[0] == box.id().row)
-                                       .arg(note.toOnes[1]);
-                      });
+        context->scan(
+            "Note", where("box", sameBox), {"key", "open"}, {"box", "owner"}, [&](const Context::Glimpse& note) {
+                const bool* open = std::get_if<bool>(&note.attributes[1]);
+                lines << u"%1 %2 %3%4"_s
+                             .arg(std::get<QString>(note.attributes[0]), open ? QString::number(*open) : u"-"_s)
+                             .arg(note.toOnes[0] == box.id().row)
+                             .arg(note.toOnes[1]);
+            });
         return lines;
     };
     QCOMPARE(scanned(), QStringList({u"a 1 10"_s, u"b - 10"_s}));
