@@ -5,15 +5,16 @@
 
 #include <functional>
 
-namespace platform
-{
+namespace platform {
 
-/// What an alert says and offers. The first button is the default; Escape and closing the alert press the last.
+/// What an alert says and offers. The first button is the default.
 struct Alert
 {
     QString title;
     QString text;
     QStringList buttons;
+    /// Pressed by Escape and by closing the alert. Negative: the last one.
+    int escapeButton = -1;
 };
 
 /// Shows alerts one after another, application-modal, without a nested event loop. Main thread only.

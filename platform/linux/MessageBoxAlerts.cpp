@@ -79,22 +79,23 @@ void MessageBoxAlerts::openNext()
         m_buttons.append(button);
         if (i == 0)
             m_box->setDefaultButton(button);
-        // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
-        m_box->setEscapeButton(button);
     }
+    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
+    m_box->setEscapeButton(m_buttons[escapeButton()]);
     connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
-    m_box->open();
+    // Not open(): it would block the box's parent alone, and there is none.
+    m_box->show();
     m_box->raise();
     m_box->activateWindow();
 }
 
 void MessageBoxAlerts::finished()
 {
+    // A closed box names its button too late to be seen here.
+    const auto clicked = m_buttons.indexOf(m_box->clickedButton());
+    const auto pressed = clicked >= 0 ? clicked : escapeButton();
     const Waiting answered = std::move(m_waiting.front());
     m_waiting.pop_front();
-    // A closed box names its button too late to be seen here; it is the last.
-    const auto clicked = m_buttons.indexOf(m_box->clickedButton());
-    const auto pressed = clicked >= 0 ? clicked : m_buttons.size() - 1;
     // It is inside its own signal.
     m_box.release()->deleteLater();
     takenDown();
@@ -102,6 +103,12 @@ void MessageBoxAlerts::finished()
         answered.done(static_cast<int>(pressed));
     if (!m_box)
         openNext();
+}
+
+qsizetype MessageBoxAlerts::escapeButton() const
+{
+    const int wanted = m_waiting.front().alert.escapeButton;
+    return wanted >= 0 && wanted < m_buttons.size() ? wanted : m_buttons.size() - 1;
 }
 
 void MessageBoxAlerts::takenDown()

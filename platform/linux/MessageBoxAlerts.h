@@ -35,6 +35,8 @@ private:
 
     void openNext();
     void finished();
+    /// Of the alert that is open.
+    qsizetype escapeButton() const;
     void takenDown();
     void dropAll();
 

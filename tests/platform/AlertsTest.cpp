@@ -40,6 +40,8 @@ private slots:
     void oneAfterAnother();
     void answers_data();
     void answers();
+    void escapeButton();
+    void keepsTheOtherWindowsWaiting();
     void textsArePlain();
     void quitTakesAlertsDown();
     void checkWithoutAFeedSaysSo();
@@ -57,7 +59,6 @@ void AlertsTest::oneAfterAnother()
     for (const QString& title : {u"One"_s, u"Two"_s, u"Three"_s}) {
         QTRY_VERIFY(openBox());
         QCOMPARE(openBox()->text(), title);
-        QVERIFY(openBox()->isModal());
         openBox()->defaultButton()->click();
     }
     QTRY_COMPARE(said, QStringList({u"one"_s, u"two"_s, u"three"_s}));
@@ -96,6 +97,40 @@ void AlertsTest::answers()
     }
     QFETCH(int, answer);
     QTRY_COMPARE(answers, QList<int>{answer});
+}
+
+void AlertsTest::escapeButton()
+{
+    platform::MessageBoxAlerts alerts;
+    QList<int> answers;
+    platform::Alert alert = kIdle;
+    alert.escapeButton = 0;
+    const auto note = [&](int button) { answers << button; };
+    alerts.show(alert, note);
+    QVERIFY(openBox() && QTest::qWaitForWindowActive(openBox()));
+    QTest::keyClick(openBox(), Qt::Key_Escape);
+    QTRY_COMPARE(answers, QList<int>{0});
+    alerts.show(alert, note);
+    openBox()->close();
+    QTRY_COMPARE(answers, (QList<int>{0, 0}));
+}
+
+void AlertsTest::keepsTheOtherWindowsWaiting()
+{
+    QPushButton other;
+    int clicks = 0;
+    connect(&other, &QPushButton::clicked, this, [&] { ++clicks; });
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    const auto click = [&] { QTest::mouseClick(other.windowHandle(), Qt::LeftButton, {}, other.rect().center()); };
+    platform::MessageBoxAlerts alerts;
+    alerts.show(kIdle, {});
+    QVERIFY(openBox() && QTest::qWaitForWindowActive(openBox()));
+    click();
+    QCOMPARE(clicks, 0);
+    openBox()->close();
+    click();
+    QCOMPARE(clicks, 1);
 }
 
 void AlertsTest::textsArePlain()
