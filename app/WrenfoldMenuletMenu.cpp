@@ -169,7 +169,8 @@ void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
         {tr("You Are Not Signed In"),
          tr("Start Quillon with the option --local to keep your time on this computer, or put the name of your account "
             "and your e-mail address into the settings file and your password into the keyring."),
-         {tr("OK"), tr("Quit Quillon")}},
+         {tr("OK"), tr("Quit Quillon")},
+         0},
         [this](int button) {
             m_tellingHowToSignIn = false;
             if (button == 1)
@@ -216,6 +217,12 @@ void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
 
 void WrenfoldMenulet::startAgainWhatWasLast()
 {
+    if (!m_menu)
+        return; // pressed before start-up was through
+    if (m_loggedOut) {
+        showPreferencePanel(this);
+        return;
+    }
     const model::DayEntry* last = nullptr;
     for (const model::DayEntry* entry : company() ? company()->dayEntries() : std::vector<model::DayEntry*>()) {
         if (entry->hasRealId() && !entry->isLocked() && (!last || last->updatedAt() < entry->updatedAt()))

@@ -71,6 +71,12 @@ void StatusMenuTest::windowsThatDoNotExist()
     QVERIFY(run.test.alerts.press(0));
     run.menulet->toggleStatusItemMenu();
     QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(2));
+    QVERIFY(run.test.alerts.press(0));
+    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(3));
+    QCOMPARE(run.test.alerts.shown.back().title, u"You Are Not Signed In"_s);
+    // Leaving it by Escape is not leaving the program.
+    QCOMPARE(run.test.alerts.shown.back().buttons.value(run.test.alerts.shown.back().escapeButton), u"OK"_s);
 }
 
 void StatusMenuTest::startsWhatWasLast()
