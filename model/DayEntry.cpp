@@ -17,6 +17,8 @@
 #include <QHash>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <unordered_set>
 
@@ -55,6 +57,15 @@ std::pair<int, int> split(std::optional<double> hours)
 bool isFullHour(int minutes)
 {
     return minutes != 0 && minutes % 60 == 0;
+}
+
+/// As C's "%.*f" writes it. Qt rounds what lies halfway up and not to the even digit.
+QString fixedPoint(double number, int decimals)
+{
+    std::array<char, 400> text; // the largest number has 309 digits before the point
+    const auto written =
+        std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, decimals);
+    return QString::fromLatin1(text.data(), written.ptr - text.data());
 }
 
 /// The first "projects" element that holds a project. A day sheet without one says nothing about the catalog.
@@ -257,7 +268,7 @@ QString DayEntry::description() const
 {
     return u"ID: %1 | Project ID: %2 | User ID: %3 | Task ID: %4 | Is Billed Flag: %5 | Hours: %6"_s.arg(
         described("idString"), described("projectId"), described("userId"), described("taskId"),
-        store::isNull(value("isBilled")) ? u"NO"_s : u"YES"_s, QString::number(totalHours(), 'f', 6));
+        store::isNull(value("isBilled")) ? u"NO"_s : u"YES"_s, fixedPoint(totalHours(), 6));
 }
 
 QByteArray DayEntry::toXml()
@@ -290,7 +301,7 @@ void DayEntry::addInnerXml(xml::Body& element, bool forSync)
         setSpentAt(now());
     element.addChild("spent_at", formatting.longDaydateStringFromDate(spentAt()));
     if (const float sent = static_cast<float>(hours().value_or(0)); forSync || sent > 0)
-        element.addChild("hours", QString::number(static_cast<double>(sent), 'f', 2));
+        element.addChild("hours", fixedPoint(static_cast<double>(sent), 2));
     if (const Company* account = company(); account && account->hasTimestampTimers()) {
         if (startedAt().isValid())
             element.addChild("started_at", formatting.hoursMinutesStringFromDate(startedAt()));

@@ -348,7 +348,7 @@ private slots:
         DayEntry& entry = run.entry("100");
         entry.setNotes(u"R&D <\u00e4>\u0007 \"x\""_s);
         entry.setSpentAt(moment("2024-03-05T05:00:00Z"));
-        entry.setHours(1.005);
+        entry.setHours(1.125); // seven and a half minutes, halfway between two hundredths
         entry.setStartedAt(moment("2024-03-05T14:00:00Z"));
         QCOMPARE(entry.toXml(), QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                                            "<request>\n"
@@ -357,7 +357,7 @@ private slots:
                                            "  <project_id>11</project_id>\n"
                                            "  <task_id>21</task_id>\n"
                                            "  <spent_at>Tue, 5 Mar 2024</spent_at>\n"
-                                           "  <hours>1.00</hours>\n"
+                                           "  <hours>1.12</hours>\n"
                                            "</request>\n"));
     }
 
