@@ -76,6 +76,16 @@ const xmlChar* chars(const char* text)
     return reinterpret_cast<const xmlChar*>(text);
 }
 
+/// Where the ";" of the reference that begins at `ampersand` stands; -1 when it is none. Looks no further than a
+/// reference may go: else a long text of "&" alone would be read through for each of them.
+qsizetype endOfReference(QStringView text, qsizetype ampersand)
+{
+    qsizetype end = ampersand + 1;
+    while (end < text.size() && (text[end] == u'#' || text[end].isLetterOrNumber()))
+        ++end;
+    return end < text.size() && text[end] == u';' ? end : -1;
+}
+
 /// What a reference (the part between "&" and ";") stands for; nothing when it is none.
 QString resolved(QStringView reference)
 {
@@ -251,7 +261,7 @@ QString stringByUnescapingEntities(const QString& text)
     while (ampersand >= 0) {
         unescaped += source.mid(done, ampersand - done);
         done = ampersand;
-        if (const qsizetype end = source.indexOf(u';', ampersand); end > 0) {
+        if (const qsizetype end = endOfReference(source, ampersand); end > 0) {
             if (const QString sign = resolved(source.mid(ampersand + 1, end - ampersand - 1)); !sign.isEmpty()) {
                 unescaped += sign;
                 done = end + 1;

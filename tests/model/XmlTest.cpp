@@ -2,6 +2,7 @@
 
 #include "model/Xml.h"
 
+#include <QElapsedTimer>
 #include <QTemporaryFile>
 #include <QTest>
 
@@ -121,6 +122,19 @@ private slots:
         QFETCH(QString, escaped);
         QTEST(model::xml::stringByUnescapingEntities(escaped), "text");
         QVERIFY(model::xml::stringByUnescapingEntities(QString()).isNull());
+    }
+
+    void unescapesWhateverComesInGoodTime()
+    {
+        // The most that a document may hold in one element is ten times as much.
+        for (const QString& piece : {u"&"_s, u"&a"_s, u"&#"_s, u"&amp;"_s}) {
+            const QString text = piece.repeated(1'000'000);
+            QElapsedTimer time;
+            time.start();
+            const QString unescaped = model::xml::stringByUnescapingEntities(text);
+            QVERIFY2(time.elapsed() < 10'000, qPrintable(piece));
+            QVERIFY(unescaped == (piece == u"&amp;" ? u"&"_s.repeated(1'000'000) : text));
+        }
     }
 
     void writes()
