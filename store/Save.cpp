@@ -1,8 +1,10 @@
 #include "store/Save.h"
 
+#include "store/Coordinator.h"
 #include "store/KeyIndex.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include <sqlite3.h>
 
@@ -17,6 +19,8 @@ tl::expected<void, Error> Context::Save::write()
         std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
             return left->m_entity->index < right->m_entity->index;
         });
+        if (m_context.m_policy == MergePolicy::PropertyObjectTrump && !destinationsAreStored(ordered))
+            return tl::unexpected(Error{QStringLiteral("what new objects belong to was deleted meanwhile")});
         // Deletions first: what is inserted may have the key of what goes.
         for (const Object* object : ordered) {
             if (object->m_state == Object::State::Deleted)
@@ -35,6 +39,34 @@ tl::expected<void, Error> Context::Save::write()
         return tl::unexpected(Error{QString::fromUtf8(failure.what())});
     }
     return {};
+}
+
+/// New rows that lead to one that is gone would stay in the file for good: nobody's, and found all the same by queries
+/// that go by an id alone.
+bool Context::Save::destinationsAreStored(const std::vector<Object*>& changed)
+{
+    const auto& entities = m_context.m_coordinator->model().entities();
+    std::unordered_set<ObjectId, ObjectIdHash> stored;
+    for (const Object* object : changed) {
+        if (object->m_state != Object::State::Inserted)
+            continue;
+        for (std::size_t i = 0; i < object->m_toOnes.size(); ++i) {
+            const ObjectId id{object->m_entity->relationships[i].destination, object->m_toOnes[i]};
+            if (!id || stored.contains(id))
+                continue;
+            const Object* destination = m_context.registered(id);
+            if (!destination || !destination->isInserted()) {
+                StatementUse statement(m_connection.statement(
+                    "SELECT 1 FROM " + quotedName(entities[static_cast<std::size_t>(id.entity)].name) +
+                    " WHERE pk = ?"));
+                statement->bind(1, id.row);
+                if (!statement->executeStep())
+                    return false;
+            }
+            stored.insert(id);
+        }
+    }
+    return true;
 }
 
 void Context::Save::bindAttribute(SQLite::Statement& statement, int index, const Object& object, std::size_t attribute)

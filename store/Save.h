@@ -20,6 +20,7 @@ public:
     std::shared_ptr<const ChangeSet> finish();
 
 private:
+    bool destinationsAreStored(const std::vector<Object*>& changed);
     void insertRow(Object& object);
     void updateRow(Object& object);
     void deleteRow(const Object& object);

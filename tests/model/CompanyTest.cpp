@@ -132,6 +132,24 @@ private slots:
         QCOMPARE(run.all<Client>().size(), 2U);
     }
 
+    void importsNothingIntoAnAccountThatIsGone()
+    {
+        ModelRun run;
+        run.signIn();
+        store::Context worker(run.coordinator(), store::MergePolicy::PropertyObjectTrump);
+        Company& stale = Company::findOrCreateCompany(u"acme"_s, worker);
+        run.company().clearAllData();
+        run.main().remove(run.company());
+        QVERIFY(run.main().save());
+
+        const QByteArray list = "<clients><client><id>3</id></client></clients>";
+        QVERIFY(Client::parseXml(list, stale, worker));
+        QVERIFY(run.all<Client>().empty());
+        QVERIFY(run.import(&Client::parseXml, list));
+        QCOMPARE(run.all<Client>().size(), 1U);
+        QCOMPARE(run.byId<Client>("3")->company(), &run.company());
+    }
+
     void listsADay()
     {
         ModelRun run("America/Sao_Paulo");
