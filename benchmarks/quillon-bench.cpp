@@ -196,8 +196,10 @@ void measureBlink(const Programs& programs)
         FaceWatch watch;
         const auto process = started(watch, programs.quillon, home);
         awaitDay(*process, home);
+        static_cast<void>(watch.countRepaints(0.2)); // those that have waited to be counted since the start
         const double processor = process->processorTime();
         auto before = process->sleeps();
+        const double begin = now();
         int repaints = 0;
         std::int64_t wakeUps = 0;
         // In short steps: a thread that ends takes its count with it.
@@ -208,8 +210,9 @@ void measureBlink(const Programs& programs)
                 wakeUps += count - before[thread];
             before = std::move(after);
         }
-        return Rates{repaints / span, static_cast<double>(wakeUps) / span,
-                     (process->processorTime() - processor) / span * 100};
+        const double seconds = now() - begin;
+        return Rates{repaints / seconds, static_cast<double>(wakeUps) / seconds,
+                     (process->processorTime() - processor) / seconds * 100};
     };
     const Rates running = observe(true);
     const Rates still = observe(false);
