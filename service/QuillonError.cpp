@@ -2,11 +2,33 @@
 
 #include "model/Xml.h"
 
-#include <QRegularExpression>
-
 namespace service {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Without what stands between "<" and the next ">", if anything does. Once through the text is enough: a "<" that
+/// stays has a ">" right behind it, or none at all.
+QString withoutMarkup(const QString& text)
+{
+    const QStringView source(text);
+    QString plain;
+    qsizetype done = 0;
+    for (qsizetype open = source.indexOf(u'<'); open >= 0; open = source.indexOf(u'<', open)) {
+        const qsizetype close = source.indexOf(u'>', ++open);
+        if (close < 0)
+            break;
+        if (close == open)
+            continue;
+        plain += source.mid(done, open - 1 - done);
+        done = open = close + 1;
+    }
+    plain += source.mid(done);
+    return plain;
+}
+
+} // namespace
 
 tl::expected<std::optional<Error>, model::XmlError> QuillonError::parseXml(const QByteArray& body)
 {
@@ -17,11 +39,7 @@ tl::expected<std::optional<Error>, model::XmlError> QuillonError::parseXml(const
     if (root.name() != "error")
         return std::nullopt;
 
-    static const QRegularExpression markup(u"<[^>]+>"_s);
-    QString message = model::xml::stringByUnescapingEntities(root.child("message").text());
-    // Again and again: what is left around a removed piece may be markup in turn.
-    for (auto match = markup.match(message); match.hasMatch(); match = markup.match(message))
-        message.remove(match.capturedStart(), match.capturedLength());
+    QString message = withoutMarkup(model::xml::stringByUnescapingEntities(root.child("message").text()));
     message.remove(u'\n');
     while (message.contains("  "_L1))
         message.replace("  "_L1, " "_L1);

@@ -6,6 +6,7 @@
 #include "service/QuillonStopIdleTimerOperation.h"
 #include "settings/QuillonPreferences.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -87,6 +88,7 @@ private slots:
     void base64();
     void errorDocuments_data();
     void errorDocuments();
+    void longErrorsAreReadInGoodTime();
 
     void headers();
     void outcomes_data();
@@ -152,7 +154,7 @@ void RequestOperationTest::errorDocuments_data()
     row("markup", "Not &lt;b class=&quot;x&quot;&gt;now&lt;/b&gt;.", "Not now.");
     row("markup escaped twice", "Not &amp;lt;i&amp;gt;now&amp;lt;/i&amp;gt;.", "Not now.");
     row("markup within markup", "Not &lt;b&lt;i&gt;now.", "Not now.");
-    row("markup made by removing markup", "&lt;&lt;b&gt;i&gt;", "i>");
+    row("markup that begins twice", "&lt;&lt;b&gt;i&gt;", "i>");
     row("no markup", "&lt;&gt; 3 &gt; 2 &lt; 5", "<> 3 > 2 < 5");
     row("lines and blanks", "Not\nnow,\n   but    later", "Notnow, but later");
     row("ampersand", "Q&amp;A", "Q&A");
@@ -178,6 +180,18 @@ void RequestOperationTest::errorDocuments()
         QCOMPARE(*parsed, std::nullopt);
     else if (isXml)
         QCOMPARE(*parsed, (Error{u"QuillonForMac"_s, 500, message, u"locked"_s}));
+}
+
+void RequestOperationTest::longErrorsAreReadInGoodTime()
+{
+    // The most that a document may hold in one element is ten times as much.
+    const QByteArray text = QByteArray("&lt;b&gt;x").repeated(300'000) + "&gt;" + QByteArray("&lt;").repeated(300'000);
+    QElapsedTimer time;
+    time.start();
+    const auto parsed = QuillonError::parseXml("<error><kind>k</kind><message>" + text + "</message></error>");
+    QVERIFY(time.elapsed() < 10'000);
+    QVERIFY(parsed && *parsed);
+    QVERIFY((*parsed)->localizedDescription == u"x"_s.repeated(300'000) + u'>' + u"<"_s.repeated(300'000));
 }
 
 void RequestOperationTest::headers()
