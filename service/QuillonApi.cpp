@@ -262,6 +262,8 @@ void QuillonApi::newRequestStarted()
 
 void QuillonApi::requestCompleted()
 {
+    if (m_stopped)
+        return;
     if (m_operationCount > 0)
         --m_operationCount;
     if (m_operationCount > 0)

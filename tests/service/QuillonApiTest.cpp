@@ -349,7 +349,7 @@ void QuillonApiTest::quitsAtOnce()
     run->api.requestUser(u"7"_s);
     QCOMPARE(run->api.operationCount(), 0);
     QCoreApplication::processEvents();
-    QCOMPARE(run->outcomes.calls(), QStringList());
+    QCOMPARE(run->outcomes.everyCall(), QStringList());
     QCOMPARE(run->requests().size(), before ? 0 : 1);
     run.reset();
 }
