@@ -72,7 +72,7 @@ void CatalogImport::importProject(xml::Element element)
     if (m_user && m_assigned.insert(&project).second)
         UserAssignment::insertForUser(*m_user, project, m_context);
     for (xml::Element tasks = element.child("tasks"); tasks; tasks = tasks.next("tasks")) {
-        for (xml::Element task = tasks.child("task"); task; task = task.next("task"))
+        for (xml::Element task = tasks.child("task"); task && !m_context.isStopped(); task = task.next("task"))
             importTask(task, project);
     }
 }

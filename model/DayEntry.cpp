@@ -104,7 +104,8 @@ public:
         User* user = Host::current() ? Host::current()->currentUserInContext(context) : nullptr;
         CatalogImport import(company, user, context);
         for (; projects; projects = projects.next("projects")) {
-            for (xml::Element element = projects.child("project"); element; element = element.next("project"))
+            for (xml::Element element = projects.child("project"); element && !context.isStopped();
+                 element = element.next("project"))
                 import.importProject(element);
         }
         import.removeStale();
@@ -354,11 +355,13 @@ void DayEntry::parseDailyXml(const xml::Document& document, Company& company, st
     std::unordered_set<DayEntry*> stale(before.begin(), before.end());
     import.know(before);
     const xml::Element entries = root.child("day_entries");
-    for (xml::Element element = entries.child("day_entry"); element; element = element.next("day_entry"))
+    for (xml::Element element = entries.child("day_entry"); element && !context.isStopped();
+         element = element.next("day_entry"))
         import.lookUp(element.child("id").text());
     if (const xml::Element projects = catalogOf(root))
         import.importCatalog(projects);
-    for (xml::Element element = entries.child("day_entry"); element; element = element.next("day_entry"))
+    for (xml::Element element = entries.child("day_entry"); element && !context.isStopped();
+         element = element.next("day_entry"))
         stale.erase(&parseDayEntry(element, import, false));
     for (DayEntry* entry : stale)
         context.remove(*entry);
@@ -392,7 +395,8 @@ void DayEntry::parseSyncXml(const xml::Document& document, Company& company, sto
 void DayEntry::parseReportXml(const xml::Document& document, Company& company, store::Context& context)
 {
     EntryImport import(company, context);
-    for (xml::Element element = document.root().child("day-entry"); element; element = element.next("day-entry"))
+    for (xml::Element element = document.root().child("day-entry"); element && !context.isStopped();
+         element = element.next("day-entry"))
         parseDayEntry(element, import, true);
     saveWithErrorReporting(context);
 }

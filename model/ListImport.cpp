@@ -11,7 +11,7 @@ tl::expected<void, XmlError> importList(const QByteArray& utf8, store::Context& 
         return tl::unexpected(document.error());
     const xml::Element root = document->root();
     if (root.name() == list) {
-        for (xml::Element element = root.child(item); element; element = element.next(item))
+        for (xml::Element element = root.child(item); element && !context.isStopped(); element = element.next(item))
             import(element);
     } else if (listMayBeLeftOut && root.name() == item) {
         import(root);

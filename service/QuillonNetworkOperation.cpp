@@ -215,6 +215,7 @@ store::Context* QuillonNetworkOperation::managedObjectContext()
         return nullptr;
     m_managedObjectContext =
         std::make_unique<store::Context>(std::move(coordinator), store::MergePolicy::PropertyObjectTrump);
+    m_managedObjectContext->setStop(m_stop);
     if (m_mergeDelegate) {
         m_managedObjectContext->setDidSave(
             [delegate = m_mergeDelegate](std::shared_ptr<const store::ChangeSet> changes) {
@@ -226,7 +227,7 @@ store::Context* QuillonNetworkOperation::managedObjectContext()
 
 void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)> outcome)
 {
-    if (!m_notificationDelegate.isSet())
+    if (!m_notificationDelegate.isSet() || isStopped())
         return;
     m_api->run().postToMain([delegate = m_notificationDelegate, outcome = std::move(outcome)] {
         if (OutcomeReceiver* receiver = delegate.get())

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <stop_token>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -98,6 +99,10 @@ public:
 
     bool hasChanges() const { return !m_changed.empty(); }
 
+    /// Once this is requested `save` writes nothing any more. Who imports much asks `isStopped` now and then, and ends.
+    void setStop(std::stop_token stop) { m_stop = std::move(stop); }
+    bool isStopped() const { return m_stop.stop_requested(); }
+
     /// Writes all changes in one transaction, then tells `didSave`. On an error nothing is written and the changes
     /// stay. Nothing is written when nothing changed.
     tl::expected<void, Error> save();
@@ -154,6 +159,7 @@ private:
 
     std::shared_ptr<Coordinator> m_coordinator;
     MergePolicy m_policy;
+    std::stop_token m_stop;
     std::unique_ptr<Connection> m_connection;
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
     std::vector<Object*> m_changed;                 ///< in the order of their first change

@@ -21,19 +21,19 @@ tl::expected<void, Error> Context::Save::write()
         });
         if (m_context.m_policy == MergePolicy::PropertyObjectTrump && !destinationsAreStored(ordered))
             return tl::unexpected(Error{QStringLiteral("what new objects belong to was deleted meanwhile")});
+        const auto each = [&](Object::State state, void (Save::*write)(Object&)) {
+            for (Object* object : ordered) {
+                if (m_context.isStopped())
+                    return false;
+                if (object->m_state == state)
+                    (this->*write)(*object);
+            }
+            return true;
+        };
         // Deletions first: what is inserted may have the key of what goes.
-        for (const Object* object : ordered) {
-            if (object->m_state == Object::State::Deleted)
-                deleteRow(*object);
-        }
-        for (Object* object : ordered) {
-            if (object->m_state == Object::State::Inserted)
-                insertRow(*object);
-        }
-        for (Object* object : ordered) {
-            if (object->m_state == Object::State::Updated)
-                updateRow(*object);
-        }
+        if (!each(Object::State::Deleted, &Save::deleteRow) || !each(Object::State::Inserted, &Save::insertRow) ||
+            !each(Object::State::Updated, &Save::updateRow))
+            return tl::unexpected(Error{QStringLiteral("stopped")});
         transaction.commit();
     } catch (const std::exception& failure) {
         return tl::unexpected(Error{QString::fromUtf8(failure.what())});
@@ -190,7 +190,7 @@ void Context::Save::updateRow(Object& object)
         m_lost.push_back(&object);
 }
 
-void Context::Save::deleteRow(const Object& object)
+void Context::Save::deleteRow(Object& object)
 {
     StatementUse statement(
         m_connection.statement("DELETE FROM " + quotedName(object.m_entity->name) + " WHERE pk = ?"));

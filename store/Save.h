@@ -23,7 +23,7 @@ private:
     bool destinationsAreStored(const std::vector<Object*>& changed);
     void insertRow(Object& object);
     void updateRow(Object& object);
-    void deleteRow(const Object& object);
+    void deleteRow(Object& object);
     bool tryInsert(const Object& object);
     int tryUpdate(const Object& object, std::int64_t row, std::uint32_t attributes, std::uint32_t toOnes);
     std::int64_t rowWithSameKey(const Object& object);

@@ -56,6 +56,7 @@ private slots:
     void company();
     void quitsAtOnce_data();
     void quitsAtOnce();
+    void quitsInTheMiddleOfAnImport();
     void realService();
 };
 
@@ -352,6 +353,21 @@ void QuillonApiTest::quitsAtOnce()
     QCOMPARE(run->outcomes.everyCall(), QStringList());
     QCOMPARE(run->requests().size(), before ? 0 : 1);
     run.reset();
+}
+
+void QuillonApiTest::quitsInTheMiddleOfAnImport()
+{
+    ServiceRun run;
+    std::string sheet = "<daily><for_day>Tue, 1 Jan 2013</for_day><day_entries>";
+    for (int id = 1; id <= 20'000; ++id)
+        sheet += "<day_entry><id>" + std::to_string(id) + "</id><spent_at>2013-01-01</spent_at></day_entry>";
+    run.service.answer("GET /daily/1/2013?slim=1", {Reply{200, sheet + "</day_entries></daily>"}});
+    run.api.requestDailyTimesheetForDate(QDate(2013, 1, 1));
+    QTRY_VERIFY(run.outcomes.everyCall().contains(u"authenticationSucceeded"_s)); // the import comes next
+    run.api.stop();
+    QVERIFY(run.context.fetch({"DayEntry"}).empty());
+    QCoreApplication::processEvents();
+    QVERIFY(!run.outcomes.everyCall().contains(u"requestDailyTimesheetDidSucceed"_s));
 }
 
 void QuillonApiTest::realService()
