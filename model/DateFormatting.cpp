@@ -106,6 +106,8 @@ public:
         QHash<QString, QDateTime>& known = m_known[index];
         if (const auto found = known.constFind(text); found != known.cend())
             return *found;
+        if (text.size() > kLongestKnown)
+            return readAnew(index, text);
         if (known.size() >= kKnownTexts)
             known.clear();
         return *known.insert(text, readAnew(index, text));
@@ -180,6 +182,7 @@ private:
     /// ten microseconds. Holds in every time zone, like the formatters.
     std::array<QHash<QString, QDateTime>, PatternCount> m_known;
     static constexpr qsizetype kKnownTexts = 1000;
+    static constexpr qsizetype kLongestKnown = 64; ///< what is longer is no date, and would take room for nothing
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}
