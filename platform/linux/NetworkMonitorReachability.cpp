@@ -11,12 +11,30 @@
 
 namespace platform {
 
+namespace {
+
+/// GIO ends a process whose system bus goes away. This one has a timer to show, and no need of that bus but here.
+void outliveSystemBus(GNetworkMonitor* monitor)
+{
+    // The other monitors do not use that bus, and this is no reason to connect to it.
+    if (QLatin1StringView(G_OBJECT_TYPE_NAME(monitor)) != QLatin1StringView("GNetworkMonitorNM"))
+        return;
+    // The connection that the monitor holds, too.
+    if (GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr)) {
+        g_dbus_connection_set_exit_on_close(bus, FALSE);
+        g_object_unref(bus);
+    }
+}
+
+} // namespace
+
 class NetworkMonitorReachability::Watch
 {
 public:
     explicit Watch(std::function<void(bool)> changed)
         : m_monitor(g_network_monitor_get_default()), m_changed(std::move(changed))
     {
+        outliveSystemBus(m_monitor);
         // Not `network-changed`: it repeats equal values with one backend and stays silent with the other.
         for (const char* signal : {"notify::connectivity", "notify::network-available"})
             g_signal_connect_swapped(m_monitor, signal, G_CALLBACK(&Watch::notified), this);

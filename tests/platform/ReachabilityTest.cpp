@@ -1,8 +1,14 @@
+// GLib first: Qt's keywords would break its headers.
+#include <gio/gio.h>
+
 #include "platform/linux/NetworkMonitorReachability.h"
 #include "support/TestMain.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
+
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
@@ -33,6 +39,7 @@ private slots:
     void followsTheNetwork();
     void loopbackNames_data();
     void loopbackNames();
+    void outlivesTheBus();
 };
 
 void ReachabilityTest::followsTheNetwork()
@@ -81,6 +88,25 @@ void ReachabilityTest::loopbackNames()
     QVERIFY(network.watch(host, [&](bool reachable) { seen << reachable; }));
     QVERIFY(!seen.isEmpty());
     QTRY_COMPARE(seen.last(), loopback);
+}
+
+// The last: afterwards there is no bus to tell anything over.
+void ReachabilityTest::outlivesTheBus()
+{
+    QVERIFY(setOnline(true));
+    platform::NetworkMonitorReachability network;
+    QList<bool> seen;
+    QVERIFY(network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; }));
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    QVERIFY(bus);
+    // Heard just before GIO would end the process.
+    bool closed = false;
+    const auto note = +[](GDBusConnection*, gboolean, GError*, bool* heard) { *heard = true; };
+    g_signal_connect(bus, "closed", G_CALLBACK(note), &closed);
+    const QDBusReply<uint> pid = QDBusConnection::systemBus().interface()->servicePid(u"org.freedesktop.DBus"_s);
+    QVERIFY(pid.isValid() && kill(static_cast<pid_t>(pid.value()), SIGTERM) == 0);
+    QTRY_VERIFY(closed);
+    g_object_unref(bus);
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(ReachabilityTest)
