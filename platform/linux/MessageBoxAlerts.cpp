@@ -23,6 +23,13 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
     return box.findChild<QLabel*>(name);
 }
 
+/// A service may explain itself at any length; an alert has to fit the screen.
+QString shortened(const QString& text)
+{
+    constexpr qsizetype longest = 600;
+    return text.size() <= longest ? text : text.left(longest) + u'…';
+}
+
 } // namespace
 
 MessageBoxAlerts::MessageBoxAlerts() = default;
@@ -57,7 +64,7 @@ void MessageBoxAlerts::openNext()
     if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
         m_box->setIconPixmap(icon.pixmap(kIconSize));
     m_box->setText(alert.title);
-    m_box->setInformativeText(alert.text);
+    m_box->setInformativeText(shortened(alert.text));
     // Texts come from the service too: nothing in them is markup.
     for (const auto& name : {"qt_msgbox_label"_L1, "qt_msgbox_informativelabel"_L1}) {
         if (QLabel* text = label(*m_box, name))

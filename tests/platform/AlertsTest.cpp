@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
@@ -43,6 +44,7 @@ private slots:
     void escapeButton();
     void keepsTheOtherWindowsWaiting();
     void textsArePlain();
+    void longTextsFitTheScreen();
     void quitTakesAlertsDown();
     void checkWithoutAFeedSaysSo();
 };
@@ -144,6 +146,14 @@ void AlertsTest::textsArePlain()
     }
     QCOMPARE(plain, 2);
     QCOMPARE(openBox()->windowTitle(), u"Quillon"_s);
+}
+
+void AlertsTest::longTextsFitTheScreen()
+{
+    platform::MessageBoxAlerts alerts;
+    alerts.show({u"Timer Failed"_s, u"Why, oh why? "_s.repeated(100000), {u"OK"_s}}, {});
+    QTRY_VERIFY(openBox());
+    QVERIFY(openBox()->height() < openBox()->screen()->availableGeometry().height());
 }
 
 void AlertsTest::quitTakesAlertsDown()
