@@ -130,20 +130,24 @@ public:
     {
     }
 
-    /// `ready` comes on the main thread, signed in or, after an alert, not.
+    /// `ready` comes on the main thread, signed in. A service that does not start ends the program, after an alert.
     void start(std::function<void()> ready)
     {
         const QString password = newPassword();
         m_thread = std::jthread([this, password, ready = std::move(ready)] {
             auto account = m_service->start(password);
             m_run.postToMain([this, account = std::move(account), password, ready] {
-                if (account)
+                if (account) {
                     signIn(*account, password);
-                else
-                    m_run.environment().alerts().show({QObject::tr("The Built-in Service Could Not Be Started"),
-                                                       account.error(),
-                                                       {QObject::tr("OK")}});
-                ready();
+                    ready();
+                    return;
+                }
+                // Nothing was asked for but this service: without it there is nothing to show.
+                print(stderr, u"quillon: %1\n"_s.arg(account.error()));
+                m_run.environment().alerts().show({QObject::tr("The Built-in Service Could Not Be Started"),
+                                                   account.error(),
+                                                   {QObject::tr("Quit Quillon")}},
+                                                  [](int) { QCoreApplication::exit(ExitCannotRun); });
             });
         });
     }
