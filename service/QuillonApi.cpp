@@ -13,6 +13,7 @@
 #include "platform/TimeSource.h"
 #include "settings/QuillonPreferences.h"
 #include "store/Context.h"
+#include "store/Coordinator.h"
 
 #include <algorithm>
 #include <utility>
@@ -40,6 +41,10 @@ constexpr qsizetype largeReply = 256 * 1024;
 /// keep it all for this thread, which never needs it again.
 void giveMemoryBack()
 {
+    if (model::Host* host = model::Host::current()) {
+        if (const auto coordinator = host->coordinator())
+            coordinator->releaseMemory();
+    }
 #ifdef __GLIBC__
     malloc_trim(0);
 #endif

@@ -1,5 +1,6 @@
 #include "store/Connection.h"
 
+#include <QStringConverter>
 #include <QTimeZone>
 
 #include <sqlite3.h>
@@ -29,6 +30,29 @@ SQLite::Statement& Connection::statement(const std::string& sql)
     return *statement;
 }
 
+SQLite::Statement& Connection::insertStatement(const Entity& entity)
+{
+    SQLite::Statement*& known = m_insertStatements[entity.index];
+    if (!known) {
+        std::string places = "?";
+        for (std::size_t i = 0; i < entity.attributes.size() + static_cast<std::size_t>(entity.toOneCount); ++i)
+            places += ", ?";
+        known = &statement("INSERT INTO " + quotedName(entity.name) + " (" + columnList(entity) + ") VALUES (" +
+                           places + ')');
+    }
+    known->tryReset();
+    return *known;
+}
+
+SQLite::Statement& Connection::selectStatement(const Entity& entity)
+{
+    SQLite::Statement*& known = m_selectStatements[entity.index];
+    if (!known)
+        known = &statement("SELECT " + columnList(entity) + " FROM " + quotedName(entity.name) + " WHERE pk = ?");
+    known->tryReset();
+    return *known;
+}
+
 void Connection::releaseMemory()
 {
     sqlite3_db_release_memory(m_database.getHandle());
@@ -37,7 +61,11 @@ void Connection::releaseMemory()
 void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer)
 {
     if (const QString* text = std::get_if<QString>(&value)) {
-        buffer = text->toStdString();
+        // Straight into the buffer, which keeps its room from row to row.
+        QStringEncoder encoder(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
+        buffer.resize(static_cast<std::size_t>(encoder.requiredSpace(text->size())));
+        const char* const end = encoder.appendToBuffer(buffer.data(), *text);
+        buffer.resize(static_cast<std::size_t>(end - buffer.data()));
         statement.bindNoCopy(index, buffer);
     } else if (const bool* truth = std::get_if<bool>(&value)) {
         statement.bind(index, *truth ? 1 : 0);

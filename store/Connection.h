@@ -24,15 +24,16 @@ public:
     /// Gives up cached pages that nothing uses, up to 2 MB; they are read again when needed.
     void releaseMemory();
 
-    // Places to keep texts that are long and used often, by entity.
-    std::string& insertText(const Entity& entity) { return m_insertTexts[entity.index]; }
-    std::string& selectText(const Entity& entity) { return m_selectTexts[entity.index]; }
+    // The statements that are used for every single row: of a whole object in the order of `columnList`, and of the
+    // object of a row. Found without their texts.
+    SQLite::Statement& insertStatement(const Entity& entity);
+    SQLite::Statement& selectStatement(const Entity& entity);
 
 private:
     SQLite::Database m_database;
     std::unordered_map<std::string, std::unique_ptr<SQLite::Statement>> m_statements;
-    std::unordered_map<int, std::string> m_insertTexts;
-    std::unordered_map<int, std::string> m_selectTexts;
+    std::unordered_map<int, SQLite::Statement*> m_insertStatements;
+    std::unordered_map<int, SQLite::Statement*> m_selectStatements;
 };
 
 /// Leaves the statement reset, so that it holds no read lock and no row of it is left behind.

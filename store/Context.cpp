@@ -309,10 +309,7 @@ Object* Context::loadRow(const Entity& entity, std::int64_t row)
     if (!store)
         return nullptr;
     try {
-        std::string& sql = store->selectText(entity);
-        if (sql.empty())
-            sql = "SELECT " + columnList(entity) + " FROM " + quotedName(entity.name) + " WHERE pk = ?";
-        StatementUse statement(store->statement(sql));
+        StatementUse statement(store->selectStatement(entity));
         statement->bind(1, row);
         return statement->executeStep() ? takeRow(entity, statement) : nullptr;
     } catch (const std::exception&) {

@@ -171,9 +171,15 @@ std::unique_ptr<Connection> Coordinator::takeConnection()
     return std::make_unique<Connection>(m_file.toStdString());
 }
 
+void Coordinator::releaseMemory()
+{
+    const std::lock_guard lock(m_mutex);
+    for (const auto& connection : m_idle)
+        connection->releaseMemory();
+}
+
 void Coordinator::giveBack(std::unique_ptr<Connection> connection)
 {
-    connection->releaseMemory();
     const std::lock_guard lock(m_mutex);
     m_idle.push_back(std::move(connection));
 }

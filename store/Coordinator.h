@@ -30,6 +30,9 @@ public:
     tl::expected<void, Error> addStore(const QString& file);
     bool hasStore() const { return m_hasStore; }
 
+    /// Gives up what connections that no context uses have cached: some megabytes after a large save. Any thread.
+    void releaseMemory();
+
 private:
     friend class Context;
 

@@ -93,15 +93,7 @@ void Context::Save::bindToOne(SQLite::Statement& statement, int index, const Obj
 
 bool Context::Save::tryInsert(const Object& object)
 {
-    const Entity& entity = *object.m_entity;
-    std::string& sql = m_connection.insertText(entity);
-    if (sql.empty()) {
-        std::string places = "?";
-        for (std::size_t i = 0; i < object.m_values.size() + object.m_toOnes.size(); ++i)
-            places += ", ?";
-        sql = "INSERT INTO " + quotedName(entity.name) + " (" + columnList(entity) + ") VALUES (" + places + ')';
-    }
-    StatementUse statement(m_connection.statement(sql));
+    StatementUse statement(m_connection.insertStatement(*object.m_entity));
     int column = 1;
     statement->bind(column++, object.m_row);
     for (std::size_t i = 0; i < object.m_values.size(); ++i)
