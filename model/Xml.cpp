@@ -15,8 +15,9 @@ namespace {
 
 bool isNamed(const xmlNode* node, std::string_view name)
 {
+    // Most names differ in their first sign, and this is asked for every element of every import.
     const char* own = reinterpret_cast<const char*>(node->name);
-    return std::strncmp(own, name.data(), name.size()) == 0 && own[name.size()] == '\0';
+    return own[0] == name[0] && std::strncmp(own, name.data(), name.size()) == 0 && own[name.size()] == '\0';
 }
 
 const xmlNode* elementFrom(const xmlNode* node)
