@@ -12,6 +12,8 @@ class DayEntry;
 
 namespace app {
 
+class WrenfoldMenulet;
+
 /// A window that is only ever shown: about, preferences.
 class Window
 {
@@ -50,10 +52,13 @@ public:
 /// Makes each window on first use. A window without a maker is not part of this build: its menu item is disabled.
 struct WindowMakers
 {
-    std::function<std::unique_ptr<Window>()> about;
-    std::function<std::unique_ptr<Window>()> preferences;
-    std::function<std::unique_ptr<TimesheetWindow>()> timesheet;
-    std::function<std::unique_ptr<NewTimerWindow>()> newTimer;
+    template <class Made>
+    using Maker = std::function<std::unique_ptr<Made>(WrenfoldMenulet& owner)>;
+
+    Maker<Window> about;
+    Maker<Window> preferences;
+    Maker<TimesheetWindow> timesheet;
+    Maker<NewTimerWindow> newTimer;
 };
 
 } // namespace app

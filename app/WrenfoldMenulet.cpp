@@ -9,6 +9,7 @@
 #include "platform/Reachability.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
+#include "platform/UpdateFeed.h"
 #include "service/QuillonApi.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"

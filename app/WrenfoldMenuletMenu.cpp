@@ -12,6 +12,7 @@
 #include "platform/InfoDictionary.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
+#include "platform/UpdateFeed.h"
 #include "service/QuillonApi.h"
 #include "service/QuillonError.h"
 #include "settings/KeyCodes.h"
@@ -148,7 +149,7 @@ void WrenfoldMenulet::menuDidClose()
 void WrenfoldMenulet::showAboutWindow(QObject* /*sender*/)
 {
     if (!m_aboutController && m_windows.about)
-        m_aboutController = m_windows.about();
+        m_aboutController = m_windows.about(*this);
     if (m_aboutController)
         m_aboutController->show();
 }
@@ -156,7 +157,7 @@ void WrenfoldMenulet::showAboutWindow(QObject* /*sender*/)
 void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
 {
     if (!m_preferenceController && m_windows.preferences)
-        m_preferenceController = m_windows.preferences();
+        m_preferenceController = m_windows.preferences(*this);
     if (m_preferenceController) {
         m_preferenceController->show();
         return;
@@ -181,7 +182,7 @@ void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
 TimesheetWindow* WrenfoldMenulet::timesheet()
 {
     if (!m_timesheetController && m_windows.timesheet) {
-        m_timesheetController = m_windows.timesheet();
+        m_timesheetController = m_windows.timesheet(*this);
         m_timesheetController->setCompany(company());
     }
     return m_timesheetController.get();
@@ -208,7 +209,7 @@ void WrenfoldMenulet::showTimesheetWindow(QObject* /*sender*/)
 void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
 {
     if (!m_addTimerController && m_windows.newTimer)
-        m_addTimerController = m_windows.newTimer();
+        m_addTimerController = m_windows.newTimer(*this);
     if (m_addTimerController)
         m_addTimerController->show();
     else

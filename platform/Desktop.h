@@ -21,14 +21,4 @@ public:
     virtual void activate() = 0;
 };
 
-/// Looks for newer versions of the program. Main thread only.
-class UpdateFeed
-{
-public:
-    virtual ~UpdateFeed() = default;
-    virtual void setCheckIntervalSeconds(int seconds) = 0;
-    virtual void checkInBackground() = 0;
-    virtual void check() = 0;
-};
-
 } // namespace platform

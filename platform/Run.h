@@ -11,11 +11,15 @@ namespace platform
 
 class AlertPresenter;
 class Desktop;
+class HotKeys;
 class InfoDictionary;
+class LoginItems;
 class MainQueue;
 class Reachability;
 class SecretStore;
+class SleepMonitor;
 class StatusItem;
+class SystemIdle;
 class TimeSource;
 class UpdateFeed;
 
@@ -31,6 +35,10 @@ public:
     virtual AlertPresenter& alerts() = 0;
     virtual Desktop& desktop() = 0;
     virtual UpdateFeed& updateFeed() = 0;
+    virtual HotKeys& hotKeys() = 0;
+    virtual LoginItems& loginItems() = 0;
+    virtual SystemIdle& systemIdle() = 0;
+    virtual SleepMonitor& sleepMonitor() = 0;
     /// Made by the first call; null where the run has no display.
     virtual StatusItem& statusItem() = 0;
 };

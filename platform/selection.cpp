@@ -73,6 +73,22 @@ constexpr Candidate<UpdateFeed> kUpdateFeeds[] = {
      }},
 };
 
+constexpr Candidate<HotKeys> kHotKeys[] = {
+    {always, plain<HotKeys, NullHotKeys>},
+};
+
+constexpr Candidate<LoginItems> kLoginItems[] = {
+    {always, plain<LoginItems, NullLoginItems>},
+};
+
+constexpr Candidate<SystemIdle> kSystemIdles[] = {
+    {always, plain<SystemIdle, NullSystemIdle>},
+};
+
+constexpr Candidate<SleepMonitor> kSleepMonitors[] = {
+    {always, plain<SleepMonitor, NullSleepMonitor>},
+};
+
 constexpr Candidate<StatusItem> kStatusItems[] = {
 #ifdef Q_OS_LINUX
     {FloatingStrip::available, plain<StatusItem, FloatingStrip>},
@@ -92,6 +108,10 @@ public:
     AlertPresenter& alerts() override { return first(m_alerts, kAlertPresenters); }
     Desktop& desktop() override { return first(m_desktop, kDesktops); }
     UpdateFeed& updateFeed() override { return first(m_updateFeed, kUpdateFeeds); }
+    HotKeys& hotKeys() override { return first(m_hotKeys, kHotKeys); }
+    LoginItems& loginItems() override { return first(m_loginItems, kLoginItems); }
+    SystemIdle& systemIdle() override { return first(m_systemIdle, kSystemIdles); }
+    SleepMonitor& sleepMonitor() override { return first(m_sleepMonitor, kSleepMonitors); }
     StatusItem& statusItem() override { return first(m_statusItem, kStatusItems); }
 
 private:
@@ -112,6 +132,10 @@ private:
     std::unique_ptr<AlertPresenter> m_alerts;
     std::unique_ptr<Desktop> m_desktop;
     std::unique_ptr<UpdateFeed> m_updateFeed;
+    std::unique_ptr<HotKeys> m_hotKeys;
+    std::unique_ptr<LoginItems> m_loginItems;
+    std::unique_ptr<SystemIdle> m_systemIdle;
+    std::unique_ptr<SleepMonitor> m_sleepMonitor;
     std::unique_ptr<StatusItem> m_statusItem;
 };
 

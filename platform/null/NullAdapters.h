@@ -2,9 +2,14 @@
 
 #include "../Alerts.h"
 #include "../Desktop.h"
+#include "../HotKeys.h"
+#include "../LoginItems.h"
 #include "../Reachability.h"
 #include "../SecretStore.h"
+#include "../SleepMonitor.h"
 #include "../StatusItem.h"
+#include "../SystemIdle.h"
+#include "../UpdateFeed.h"
 
 /// The last candidates: what is left where the desktop offers nothing. They fail in the way that each interface has for
 /// "cannot be done", so that callers need no check of their own.
@@ -53,6 +58,22 @@ public:
 
 private:
     AlertPresenter& m_alerts;
+};
+
+class NullHotKeys final : public HotKeys
+{
+};
+
+class NullLoginItems final : public LoginItems
+{
+};
+
+class NullSystemIdle final : public SystemIdle
+{
+};
+
+class NullSleepMonitor final : public SleepMonitor
+{
 };
 
 /// Keeps the length, shows nothing.

@@ -173,16 +173,16 @@ private:
     app::WindowMakers makers()
     {
         app::WindowMakers windows;
-        windows.about = [this] { return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about")); };
-        windows.preferences = [this] {
+        windows.about = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about")); };
+        windows.preferences = [this](app::WrenfoldMenulet&) {
             return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("preferences"));
         };
-        windows.timesheet = [this] {
+        windows.timesheet = [this](app::WrenfoldMenulet&) {
             auto made = std::make_unique<RecordingTimesheet>(windowCalls, timesheetDay);
             timesheet = made.get();
             return made;
         };
-        windows.newTimer = [this] { return std::make_unique<RecordingNewTimer>(windowCalls); };
+        windows.newTimer = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingNewTimer>(windowCalls); };
         return windows;
     }
 };

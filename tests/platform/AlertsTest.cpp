@@ -1,5 +1,6 @@
 #include "platform/Desktop.h"
 #include "platform/SystemEnvironment.h"
+#include "platform/UpdateFeed.h"
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/TestMain.h"
 

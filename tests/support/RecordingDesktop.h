@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Desktop.h"
+#include "platform/UpdateFeed.h"
 
 #include <QList>
 

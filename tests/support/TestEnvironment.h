@@ -7,8 +7,12 @@
 #include "RecordingAlerts.h"
 #include "RecordingDesktop.h"
 
+#include "platform/HotKeys.h"
 #include "platform/InfoDictionary.h"
+#include "platform/LoginItems.h"
 #include "platform/Run.h"
+#include "platform/SleepMonitor.h"
+#include "platform/SystemIdle.h"
 
 #include <QByteArray>
 #include <QTemporaryDir>
@@ -48,6 +52,10 @@ public:
     platform::AlertPresenter& alerts() override { return alertPresenter; }
     platform::Desktop& desktop() override { return desktopServices; }
     platform::UpdateFeed& updateFeed() override { return updates; }
+    platform::HotKeys& hotKeys() override { return keys; }
+    platform::LoginItems& loginItems() override { return login; }
+    platform::SystemIdle& systemIdle() override { return idle; }
+    platform::SleepMonitor& sleepMonitor() override { return sleep; }
     platform::StatusItem& statusItem() override { return item; }
 
     TemporaryFolders folders;
@@ -59,6 +67,10 @@ public:
     RecordingAlerts alertPresenter;
     RecordingDesktop desktopServices;
     RecordingUpdateFeed updates;
+    platform::HotKeys keys;
+    platform::LoginItems login;
+    platform::SystemIdle idle;
+    platform::SleepMonitor sleep;
     MemoryStatusItem item;
 };
 

@@ -1,0 +1,10 @@
+#include "app/ProgramWindows.h"
+
+namespace app {
+
+WindowMakers programWindows()
+{
+    return {};
+}
+
+} // namespace app

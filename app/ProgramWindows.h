@@ -1,0 +1,10 @@
+#pragma once
+
+#include "app/Windows.h"
+
+namespace app {
+
+/// The program's own windows.
+WindowMakers programWindows();
+
+} // namespace app
