@@ -1,12 +1,67 @@
 #pragma once
 
+#include <QKeyCombination>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
 namespace platform {
 
 /// Combinations of keys that reach the program while another one is in front. Main thread only.
+///
+/// A combination means physical keys: a change of the keyboard's layout moves nothing. What is registered fires once
+/// per press, however long it is held and whatever lock keys are on, and reaches no other program.
 class HotKeys
 {
 public:
+    struct HotKey
+    {
+        int id = 0;           ///< comes back with each press; at most one registration at a time
+        QString name;         ///< by which the desktop remembers it from start to start: "new-timer"
+        QString description;  ///< what it does, for people
+        int evdevKey = 0;     ///< the physical key, in the numbers of linux/input-event-codes.h
+        QKeyCombination keys; ///< the same on a US keyboard, with the modifiers
+    };
+
+    enum class State
+    {
+        None,        ///< no key was asked for
+        Pending,     ///< the desktop has not answered yet; it may be asking the person
+        Registered,  ///< fires
+        Refused,     ///< taken by another program, or not permitted
+        Unavailable, ///< nothing here can do it
+    };
+    struct Status
+    {
+        State state = State::None;
+        /// What fires, in the desktop's own words, where the desktop chose for itself: "Press Ctrl+Alt+M". Empty: it
+        /// is what was asked for.
+        QString trigger;
+
+        bool operator==(const Status&) const = default;
+    };
+
+    /// One registered hot key; destroying it frees the key. Outlived by the HotKeys that made it.
+    class Registration
+    {
+    public:
+        virtual ~Registration() = default;
+        virtual Status status() const = 0;
+    };
+
     virtual ~HotKeys() = default;
+
+    /// Who is told of presses, by id, and of changes of any registration's status. Both are called from the event loop,
+    /// never from within a call of this class.
+    virtual void setHandlers(std::function<void(int id)> pressed, std::function<void()> statusChanged) = 0;
+
+    /// Never null: a key that cannot be had has a status that says so, and never fires.
+    [[nodiscard]] virtual std::unique_ptr<Registration> registerHotKey(const HotKey& key) = 0;
+
+    /// While paused nothing fires, and where the desktop permits it the keys reach the window in front: for a field
+    /// that records a combination.
+    virtual void setPaused(bool paused) = 0;
 };
 
 } // namespace platform

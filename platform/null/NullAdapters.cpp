@@ -46,6 +46,15 @@ void NullUpdateFeed::check()
                    {u"OK"_s}});
 }
 
+std::unique_ptr<HotKeys::Registration> NullHotKeys::registerHotKey(const HotKey&)
+{
+    class Nothing final : public Registration
+    {
+        Status status() const override { return {State::Unavailable, {}}; }
+    };
+    return std::make_unique<Nothing>();
+}
+
 void NullStatusItem::popUpMenu(QMenu& menu)
 {
     menu.popup(QCursor::pos());

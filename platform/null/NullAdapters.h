@@ -53,6 +53,8 @@ public:
     explicit NullUpdateFeed(AlertPresenter& alerts) : m_alerts(alerts) {}
 
     void setCheckIntervalSeconds(int) override {}
+    bool automaticallyChecksForUpdates() const override { return false; }
+    void setAutomaticallyChecksForUpdates(bool) override {}
     void checkInBackground() override {}
     void check() override;
 
@@ -62,10 +64,19 @@ private:
 
 class NullHotKeys final : public HotKeys
 {
+public:
+    void setHandlers(std::function<void(int)>, std::function<void()>) override {}
+    std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
+    void setPaused(bool) override {}
 };
 
 class NullLoginItems final : public LoginItems
 {
+public:
+    bool insert(const QString&, const QStringList&) override { return false; }
+    std::optional<std::vector<Item>> snapshot() const override { return std::nullopt; }
+    std::optional<QString> resolve(const Item&) const override { return std::nullopt; }
+    bool remove(const Item&) override { return false; }
 };
 
 class NullSystemIdle final : public SystemIdle

@@ -33,10 +33,13 @@ class RecordingUpdateFeed final : public platform::UpdateFeed
 {
 public:
     void setCheckIntervalSeconds(int seconds) override { interval = seconds; }
+    bool automaticallyChecksForUpdates() const override { return automatic; }
+    void setAutomaticallyChecksForUpdates(bool checks) override { automatic = checks; }
     void checkInBackground() override { ++backgroundChecks; }
     void check() override { ++checks; }
 
     int interval = 0;
+    bool automatic = true;
     int backgroundChecks = 0;
     int checks = 0;
 };

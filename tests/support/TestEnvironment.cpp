@@ -32,8 +32,9 @@ TestEnvironment::TestEnvironment()
 
 TestRun::TestRun(std::unique_ptr<TestEnvironment> made)
     : environment(*made), time(made->clock), secrets(made->secrets), network(made->network),
-      alerts(made->alertPresenter), desktop(made->desktopServices), updates(made->updates), statusItem(made->item),
-      info(made->information), folders(made->folders), run(std::move(made))
+      alerts(made->alertPresenter), desktop(made->desktopServices), updates(made->updates), hotKeys(made->keys),
+      loginItems(made->login), statusItem(made->item), info(made->information), folders(made->folders),
+      run(std::move(made))
 {
 }
 

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "ManualTimeSource.h"
+#include "MemoryLoginItems.h"
 #include "MemoryReachability.h"
 #include "MemorySecretStore.h"
 #include "MemoryStatusItem.h"
 #include "RecordingAlerts.h"
 #include "RecordingDesktop.h"
+#include "RecordingHotKeys.h"
 
-#include "platform/HotKeys.h"
 #include "platform/InfoDictionary.h"
-#include "platform/LoginItems.h"
 #include "platform/Run.h"
 #include "platform/SleepMonitor.h"
 #include "platform/SystemIdle.h"
@@ -67,8 +67,8 @@ public:
     RecordingAlerts alertPresenter;
     RecordingDesktop desktopServices;
     RecordingUpdateFeed updates;
-    platform::HotKeys keys;
-    platform::LoginItems login;
+    RecordingHotKeys keys;
+    MemoryLoginItems login;
     platform::SystemIdle idle;
     platform::SleepMonitor sleep;
     MemoryStatusItem item;
@@ -91,6 +91,8 @@ public:
     RecordingAlerts& alerts;
     RecordingDesktop& desktop;
     RecordingUpdateFeed& updates;
+    RecordingHotKeys& hotKeys;
+    MemoryLoginItems& loginItems;
     MemoryStatusItem& statusItem;
     platform::InfoDictionary& info;
     TemporaryFolders& folders;

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "platform/HotKeys.h"
+#include "settings/KeyCombo.h"
+
+#include <QObject>
+
+#include <map>
+#include <memory>
+
+namespace settings {
+
+/// Carries out what hot keys ask for: the program's controller.
+class HotKeyTarget
+{
+public:
+    virtual ~HotKeyTarget() = default;
+    virtual bool loggedOut() const = 0;
+    virtual bool offline() const = 0;
+    virtual void toggleTimesheetWindow(QObject* sender) = 0;
+    virtual void showNewTimerWindow(QObject* sender) = 0;
+};
+
+/// A combination and the desktop's hold of it.
+struct HotKey
+{
+    KeyCombo combo;
+    /// Null: the combination has no key that is known.
+    std::unique_ptr<platform::HotKeys::Registration> hotKeyRef;
+};
+
+/// The two combinations of keys that work while another program is in front: registers them with the desktop and
+/// passes presses on. Main thread only.
+class HotKeyManager final : public QObject
+{
+    Q_OBJECT
+public:
+    enum Action
+    {
+        ToggleTimesheetWindow = 1,
+        ShowNewTimerWindow = 2,
+    };
+
+    HotKeyManager() = default;
+
+    /// The one of the current run.
+    static HotKeyManager& instance();
+
+    /// Who is told of presses. Not owned; null: nobody.
+    void setTarget(HotKeyTarget* target) { m_target = target; }
+
+    /// Starts to listen, and registers both combinations. Once, at start-up.
+    void setupHotKeys();
+    /// Registers both combinations as the preferences have them now, and frees those from before.
+    void registerHotKeysFromPrefs();
+    void registerNewHotKey(const KeyCombo& combo, int forAction);
+
+    /// What became of an action's combination.
+    platform::HotKeys::Status status(int action) const;
+
+    /// While paused no hot key fires, and where the desktop permits it the keys reach the window in front: for a field
+    /// that records a combination.
+    void setPaused(bool paused);
+
+signals:
+    /// The status of an action may have become another one, by a registration or by the desktop.
+    void statusChanged();
+
+private:
+    void HandleHotKeys(int id);
+
+    HotKeyTarget* m_target = nullptr;
+    std::map<int, HotKey> m_hotKeyRefs; ///< by action
+};
+
+} // namespace settings
