@@ -1,0 +1,323 @@
+#include "platform/Alerts.h"
+#include "skin/MessageSheet.h"
+#include "support/TestMain.h"
+
+#include <QAccessible>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProxyStyle>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSignalSpy>
+#include <QVBoxLayout>
+
+using namespace skin;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Fusion with its animations on or off.
+class Style final : public QProxyStyle
+{
+public:
+    explicit Style(bool animated) : QProxyStyle(u"fusion"_s), m_animated(animated) {}
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* answer) const override
+    {
+        if (hint == SH_Widget_Animation_Duration)
+            return m_animated ? 200 : 0;
+        return QProxyStyle::styleHint(hint, option, widget, answer);
+    }
+
+private:
+    bool m_animated;
+};
+
+/// A window with a tool bar, two fields and a shortcut.
+class Window : public QWidget
+{
+public:
+    Window()
+    {
+        auto* layout = new QVBoxLayout(this);
+        layout->setContentsMargins({});
+        toolBar->setFixedHeight(30);
+        off->setEnabled(false);
+        for (QWidget* part : {static_cast<QWidget*>(toolBar), static_cast<QWidget*>(first),
+                              static_cast<QWidget*>(second), static_cast<QWidget*>(off)})
+            layout->addWidget(part);
+        layout->addStretch();
+        connect(shortcut, &QShortcut::activated, this, [this] { ++shortcuts; });
+        resize(400, 150);
+        show();
+        activateWindow();
+        second->setFocus();
+    }
+
+    QPushButton* toolBar = new QPushButton(u"Tool"_s);
+    QLineEdit* first = new QLineEdit;
+    QLineEdit* second = new QLineEdit;
+    QLineEdit* off = new QLineEdit;
+    QShortcut* shortcut = new QShortcut(QKeySequence(u"Ctrl+K"_s), this);
+    int shortcuts = 0;
+};
+
+/// Two fields and two buttons.
+class EditSheet : public Sheet
+{
+public:
+    explicit EditSheet(QWidget& window) : Sheet(window)
+    {
+        auto* layout = new QVBoxLayout(&body());
+        off->setEnabled(false);
+        for (QWidget* part : {static_cast<QWidget*>(name), static_cast<QWidget*>(off), static_cast<QWidget*>(no),
+                              static_cast<QWidget*>(yes)})
+            layout->addWidget(part);
+        layout->addSpacing(100);
+        setDefaultButton(yes);
+    }
+
+    QLineEdit* name = new QLineEdit;
+    QLineEdit* off = new QLineEdit;
+    QPushButton* no = new QPushButton(u"No"_s);
+    QPushButton* yes = new QPushButton(u"Yes"_s);
+};
+
+void press(QWidget& window, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+{
+    QTest::keyClick(window.window()->windowHandle(), key, modifiers);
+}
+
+} // namespace
+
+class SheetTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init() { QApplication::setStyle(new Style(false)); }
+    void blocksTheWindowAndGivesItBack();
+    void tabStaysInside();
+    void escapeAndReturn();
+    void followsTheWindow();
+    void hangsBelowThePartNamed();
+    void stacks();
+    void closedBelowAnother();
+    void slides();
+    void isADialogForAssistiveTechnology();
+    void messages();
+};
+
+void SheetTest::blocksTheWindowAndGivesItBack()
+{
+    Window window;
+    EditSheet sheet(window);
+    QSignalSpy closed(&sheet, &Sheet::closed);
+    sheet.open();
+    QCOMPARE(window.focusWidget(), sheet.name);
+    QVERIFY(!window.first->isEnabled());
+    QVERIFY(!window.toolBar->isEnabled());
+    QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, window.first->geometry().center());
+    press(window, Qt::Key_X);
+    QCOMPARE(window.first->text(), QString());
+    QCOMPARE(sheet.name->text(), u"x"_s);
+    press(window, Qt::Key_K, Qt::ControlModifier);
+    QCOMPARE(window.shortcuts, 0);
+
+    sheet.close();
+    QCOMPARE(closed.count(), 1);
+    QVERIFY(!sheet.isVisible());
+    QVERIFY(window.first->isEnabled());
+    QVERIFY(!window.off->isEnabled());
+    QCOMPARE(window.focusWidget(), window.second);
+    press(window, Qt::Key_K, Qt::ControlModifier);
+    QCOMPARE(window.shortcuts, 1);
+}
+
+void SheetTest::tabStaysInside()
+{
+    Window window;
+    EditSheet sheet(window);
+    sheet.open();
+    QWidgetList seen;
+    for (int i = 0; i < 4; ++i) {
+        seen << window.focusWidget();
+        press(window, Qt::Key_Tab);
+    }
+    QCOMPARE(seen, (QWidgetList{sheet.name, sheet.no, sheet.yes, sheet.name}));
+    press(window, Qt::Key_Backtab);
+    press(window, Qt::Key_Backtab);
+    QCOMPARE(window.focusWidget(), sheet.yes);
+}
+
+void SheetTest::escapeAndReturn()
+{
+    Window window;
+    EditSheet sheet(window);
+    QStringList pressed;
+    connect(sheet.no, &QPushButton::clicked, this, [&] { pressed << u"no"_s; });
+    connect(sheet.yes, &QPushButton::clicked, this, [&] { pressed << u"yes"_s; });
+    sheet.open();
+    press(window, Qt::Key_Return);
+    QTRY_COMPARE(pressed, QStringList{u"yes"_s});
+    press(window, Qt::Key_Tab);
+    press(window, Qt::Key_Enter);
+    QTRY_COMPARE(pressed, (QStringList{u"yes"_s, u"no"_s}));
+    QVERIFY(sheet.isOpen());
+    press(window, Qt::Key_Escape);
+    QVERIFY(!sheet.isOpen());
+}
+
+void SheetTest::followsTheWindow()
+{
+    Window window;
+    EditSheet sheet(window);
+    sheet.open();
+    QVERIFY(window.height() > 150);
+    QVERIFY(sheet.body().geometry().bottom() < window.height());
+    window.resize(700, 10);
+    QVERIFY(sheet.body().geometry().bottom() < window.height());
+    window.resize(700, 500);
+    QCOMPARE(sheet.geometry(), QRect(0, 0, 700, 500));
+    QCOMPARE(sheet.body().geometry().top(), 0);
+    QCOMPARE(sheet.body().geometry().center().x(), 349);
+
+    const int before = sheet.body().height();
+    sheet.name->setMinimumHeight(200);
+    QTRY_VERIFY(sheet.body().height() > before);
+
+    sheet.close();
+    window.resize(700, 150);
+    QCOMPARE(window.height(), 150);
+    sheet.name->setMinimumHeight(0);
+    sheet.open();
+    QVERIFY(window.height() > 150);
+    sheet.close();
+    QCOMPARE(window.height(), 150);
+}
+
+void SheetTest::hangsBelowThePartNamed()
+{
+    Window window;
+    EditSheet sheet(window);
+    sheet.setTopEdge(window.toolBar);
+    sheet.setUsable({window.toolBar});
+    sheet.open();
+    QCOMPARE(sheet.y(), 30);
+    QCOMPARE(sheet.geometry().bottom(), window.rect().bottom());
+    QVERIFY(window.toolBar->isEnabled());
+}
+
+void SheetTest::stacks()
+{
+    Window window;
+    EditSheet lower(window);
+    EditSheet upper(window);
+    lower.open();
+    lower.no->setFocus();
+    upper.open();
+    QCOMPARE(Sheet::openIn(window), &upper);
+    QVERIFY(!lower.isEnabled());
+    press(window, Qt::Key_Escape);
+    QCOMPARE(Sheet::openIn(window), &lower);
+    QVERIFY(lower.isEnabled());
+    QVERIFY(!window.first->isEnabled());
+    QCOMPARE(window.focusWidget(), lower.no);
+    press(window, Qt::Key_Escape);
+    QCOMPARE(Sheet::openIn(window), nullptr);
+    QCOMPARE(window.focusWidget(), window.second);
+}
+
+void SheetTest::closedBelowAnother()
+{
+    Window window;
+    EditSheet lower(window);
+    EditSheet upper(window);
+    lower.open();
+    upper.open();
+    lower.close();
+    QVERIFY(!window.first->isEnabled());
+    QCOMPARE(window.focusWidget(), upper.name);
+    upper.close();
+    QVERIFY(window.first->isEnabled());
+    QVERIFY(!window.off->isEnabled());
+    QCOMPARE(window.focusWidget(), window.second);
+    QVERIFY(lower.isEnabled());
+}
+
+void SheetTest::slides()
+{
+    QApplication::setStyle(new Style(true));
+    Window window;
+    EditSheet sheet(window);
+    sheet.open();
+    QVERIFY(sheet.body().y() < 0);
+    QTRY_COMPARE(sheet.body().y(), 0);
+    sheet.close();
+    QVERIFY(sheet.isVisible());
+    QVERIFY(window.first->isEnabled());
+    // Opened again on its way out.
+    sheet.open();
+    QTRY_COMPARE(sheet.body().y(), 0);
+    QVERIFY(sheet.isVisible());
+    sheet.close();
+    QTRY_VERIFY(!sheet.isVisible());
+}
+
+void SheetTest::isADialogForAssistiveTechnology()
+{
+    Window window;
+    EditSheet sheet(window);
+    sheet.setAccessibleName(u"Edit"_s);
+    sheet.open();
+    QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(&sheet);
+    QCOMPARE(spoken->role(), QAccessible::Dialog);
+    QCOMPARE(spoken->text(QAccessible::Name), u"Edit"_s);
+    QVERIFY(spoken->state().modal);
+    QVERIFY(QAccessible::queryAccessibleInterface(window.first)->state().disabled);
+    QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
+}
+
+void SheetTest::messages()
+{
+    Window window;
+    QList<int> answers;
+    const auto show = [&](int escapeButton) -> MessageSheet& {
+        return MessageSheet::show(window,
+                                  {u"Delete <b>&all?"_s,
+                                   u"It is gone for good."_s,
+                                   {u"Delete"_s, u"Keep & close"_s, u"Cancel"_s},
+                                   escapeButton},
+                                  [&](int button) {
+                                      QVERIFY(window.first->isEnabled());
+                                      answers << button;
+                                  });
+    };
+    QPointer<Sheet> sheet(&show(-1));
+    const auto labels = sheet->findChildren<QLabel*>();
+    QCOMPARE(labels.front()->text(), u"Delete <b>&all?"_s);
+    QCOMPARE(labels.front()->textFormat(), Qt::PlainText);
+    QVERIFY(labels.front()->font().bold());
+    QCOMPARE(labels.back()->text(), u"It is gone for good."_s);
+    QVERIFY(window.rect().contains(sheet->body().geometry()));
+
+    press(window, Qt::Key_Return);
+    QTRY_COMPARE(answers, QList<int>{0});
+    QTRY_VERIFY(!sheet);
+    show(-1);
+    press(window, Qt::Key_Escape);
+    show(1);
+    press(window, Qt::Key_Escape);
+    QCOMPARE(answers, (QList<int>{0, 2, 1}));
+
+    // Over another sheet, at a length that nobody reads.
+    EditSheet lower(window);
+    lower.open();
+    QPointer<Sheet> message(&MessageSheet::show(window, {u"Failed"_s, u"No. "_s.repeated(10000), {}}));
+    QVERIFY(message->body().height() < 500);
+    press(window, Qt::Key_Escape);
+    QTRY_VERIFY(!message);
+    QCOMPARE(Sheet::openIn(window), &lower);
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(SheetTest)
+#include "SheetTest.moc"
