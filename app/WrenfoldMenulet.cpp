@@ -45,6 +45,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     if (m_api)
         m_api->stop();
     model::Host::set(nullptr);
+    settings::HotKeyManager::instance().setTarget(nullptr);
 
     m_updateTimer.reset();
     setCompany(nullptr);
@@ -107,6 +108,8 @@ void WrenfoldMenulet::awakeFromNib()
     }
     environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);
     environment().updateFeed().checkInBackground();
+    settings::HotKeyManager::instance().setTarget(this);
+    settings::HotKeyManager::instance().setupHotKeys();
     updateKeyEquivalents();
 }
 

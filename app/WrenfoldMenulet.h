@@ -4,6 +4,7 @@
 #include "model/Host.h"
 #include "platform/TimeSource.h"
 #include "service/OutcomeReceiver.h"
+#include "settings/HotKeyManager.h"
 #include "skin/StatusItemOwner.h"
 #include "store/Object.h"
 
@@ -43,6 +44,7 @@ inline constexpr float QuillonStatusItemDefaultWidth = 71.0F;
 /// One per run, made inside it and destroyed before it. Main thread only, except what `model::Host` promises for any.
 class WrenfoldMenulet final : public QObject,
                               public service::OutcomeReceiver,
+                              public settings::HotKeyTarget,
                               public skin::StatusItemOwner,
                               public model::Host
 {
@@ -81,8 +83,8 @@ public:
 
     model::Company* company() const;
     void setCompany(model::Company* company);
-    bool loggedOut() const { return m_loggedOut; }
-    bool offline() const { return m_offline; }
+    bool loggedOut() const override { return m_loggedOut; }
+    bool offline() const override { return m_offline; }
     bool showingInDock() const { return m_showingInDock; }
     StatusMenu& menu() const { return *m_menu; }
     skin::QuillonStatusItemView& statusItemView() const { return *m_view; }
@@ -128,9 +130,9 @@ public:
 
     void showAboutWindow(QObject* sender);
     void showPreferencePanel(QObject* sender);
-    void toggleTimesheetWindow(QObject* sender);
+    void toggleTimesheetWindow(QObject* sender) override;
     void showTimesheetWindow(QObject* sender);
-    void showNewTimerWindow(QObject* sender);
+    void showNewTimerWindow(QObject* sender) override;
     void showHelp(QObject* sender);
     void openQuillonInBrowser(QObject* sender);
     void manageProjects(QObject* sender);

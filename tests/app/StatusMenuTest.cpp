@@ -37,6 +37,7 @@ private slots:
     void wideHours();
     void currentTimerItems();
     void keyEquivalents();
+    void hotKeys();
     void pages();
     void windows();
     void startedAgainWhileItRuns();
@@ -217,6 +218,31 @@ void StatusMenuTest::keyEquivalents()
     run.menulet->updateKeyEquivalents();
     QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_F));
     QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
+}
+
+void StatusMenuTest::hotKeys()
+{
+    AppRun run;
+    run.start();
+    const auto press = [&](Qt::Key key) {
+        run.windowCalls.clear();
+        const bool fires = run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key);
+        QCoreApplication::processEvents();
+        return fires && !run.windowCalls.isEmpty();
+    };
+    QVERIFY(press(Qt::Key_M));
+    QVERIFY(run.windowCalls.contains(u"timesheet toggle"_s));
+    QVERIFY(press(Qt::Key_N));
+    QCOMPARE(run.windowCalls, QStringList{u"new timer show"_s});
+
+    run.menulet->networkUnReachable();
+    QVERIFY(press(Qt::Key_M));
+    QVERIFY(!press(Qt::Key_N));
+    run.menulet->authenticationFailed();
+    QVERIFY(!press(Qt::Key_M));
+
+    run.menulet.reset();
+    QVERIFY(!press(Qt::Key_M));
 }
 
 void StatusMenuTest::pages()

@@ -1,0 +1,186 @@
+#include "settings/HotKeyManager.h"
+#include "settings/QuillonPreferences.h"
+#include "support/TestEnvironment.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using platform::HotKeys;
+using settings::HotKeyManager;
+using settings::KeyCombo;
+
+namespace {
+
+class Target final : public settings::HotKeyTarget
+{
+public:
+    bool loggedOut() const override { return signedOut; }
+    bool offline() const override { return noNetwork; }
+    void toggleTimesheetWindow(QObject*) override { calls << u"timesheet"_s; }
+    void showNewTimerWindow(QObject*) override { calls << u"new timer"_s; }
+
+    bool signedOut = false;
+    bool noNetwork = false;
+    QStringList calls;
+};
+
+/// A run with registered defaults, in which the combinations are set up.
+class Started
+{
+public:
+    Started()
+    {
+        manager.setTarget(&target);
+        manager.setupHotKeys();
+    }
+
+    /// Presses, and lets the press arrive. True when the combination was registered.
+    bool press(QKeyCombination keys)
+    {
+        const bool fires = test.hotKeys.press(keys);
+        QCoreApplication::processEvents();
+        return fires;
+    }
+
+    support::TestRun test;
+    Target target;
+    HotKeyManager& manager = HotKeyManager::instance();
+    settings::QuillonPreferences& preferences = loaded();
+
+private:
+    static settings::QuillonPreferences& loaded()
+    {
+        settings::QuillonPreferences::setupDefaults();
+        return settings::QuillonPreferences::sharedPreferences();
+    }
+};
+
+constexpr quint64 kCommandOption = KeyCombo::Command | KeyCombo::Option;
+constexpr auto kControlAlt = Qt::ControlModifier | Qt::AltModifier;
+
+} // namespace
+
+class HotKeyManagerTest final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void whoMayPressWhat_data();
+    void whoMayPressWhat();
+    void namesBothForTheDesktop();
+    void anotherCombinationReplacesTheOldOne();
+    void keysChangePlaces();
+    void combinationsWithoutAKey_data();
+    void combinationsWithoutAKey();
+    void saysWhatTheDesktopSays();
+    void pauses();
+};
+
+void HotKeyManagerTest::whoMayPressWhat_data()
+{
+    QTest::addColumn<bool>("signedOut");
+    QTest::addColumn<bool>("offline");
+    QTest::addColumn<QStringList>("calls");
+    QTest::newRow("at work") << false << false << QStringList{u"timesheet"_s, u"new timer"_s};
+    QTest::newRow("offline") << false << true << QStringList{u"timesheet"_s};
+    QTest::newRow("signed out") << true << false << QStringList();
+    QTest::newRow("signed out and offline") << true << true << QStringList();
+}
+
+void HotKeyManagerTest::whoMayPressWhat()
+{
+    QFETCH(bool, signedOut);
+    QFETCH(bool, offline);
+    Started start;
+    start.target.signedOut = signedOut;
+    start.target.noNetwork = offline;
+    QVERIFY(start.press(kControlAlt | Qt::Key_M));
+    QVERIFY(start.press(kControlAlt | Qt::Key_N));
+    QTEST(start.target.calls, "calls");
+
+    start.manager.setTarget(nullptr);
+    QVERIFY(start.press(kControlAlt | Qt::Key_M));
+    QTEST(start.target.calls, "calls");
+}
+
+void HotKeyManagerTest::namesBothForTheDesktop()
+{
+    Started start;
+    QCOMPARE(start.test.hotKeys.registered.size(), std::size_t(2));
+    const HotKeys::HotKey& timesheet = start.test.hotKeys.registered.at(HotKeyManager::ToggleTimesheetWindow);
+    const HotKeys::HotKey& timer = start.test.hotKeys.registered.at(HotKeyManager::ShowNewTimerWindow);
+    QCOMPARE(timesheet.name, u"timesheet"_s);
+    QCOMPARE(timesheet.evdevKey, 50);
+    QCOMPARE(timer.name, u"new-timer"_s);
+    QCOMPARE(timer.evdevKey, 49);
+    QVERIFY(!timesheet.description.isEmpty() && !timer.description.isEmpty());
+}
+
+void HotKeyManagerTest::anotherCombinationReplacesTheOldOne()
+{
+    Started start;
+    start.preferences.setNewTimerWindowHotKeyCombo({KeyCombo::Control | KeyCombo::Shift, 11});
+    QVERIFY(start.press(kControlAlt | Qt::Key_N));
+    start.target.calls.clear();
+
+    start.manager.registerHotKeysFromPrefs();
+    QVERIFY(!start.press(kControlAlt | Qt::Key_N));
+    QVERIFY(start.press(Qt::MetaModifier | Qt::ShiftModifier | Qt::Key_B));
+    QVERIFY(start.press(kControlAlt | Qt::Key_M));
+    QCOMPARE(start.target.calls, QStringList({u"new timer"_s, u"timesheet"_s}));
+}
+
+void HotKeyManagerTest::keysChangePlaces()
+{
+    Started start;
+    start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, 45});
+    start.preferences.setNewTimerWindowHotKeyCombo({kCommandOption, 46});
+    start.manager.registerHotKeysFromPrefs();
+    QVERIFY(start.press(kControlAlt | Qt::Key_N));
+    QCOMPARE(start.target.calls, QStringList{u"timesheet"_s});
+}
+
+void HotKeyManagerTest::combinationsWithoutAKey_data()
+{
+    QTest::addColumn<qint64>("code");
+    QTest::newRow("cleared") << KeyCombo::NoKey;
+    QTest::newRow("a code that no key has") << qint64(10);
+}
+
+void HotKeyManagerTest::combinationsWithoutAKey()
+{
+    QFETCH(qint64, code);
+    Started start;
+    start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, code});
+    start.manager.registerHotKeysFromPrefs();
+    QVERIFY(!start.press(kControlAlt | Qt::Key_M));
+    QVERIFY(!start.test.hotKeys.registered.contains(HotKeyManager::ToggleTimesheetWindow));
+    QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow).state, HotKeys::State::None);
+    QCOMPARE(start.manager.status(HotKeyManager::ShowNewTimerWindow).state, HotKeys::State::Registered);
+}
+
+void HotKeyManagerTest::saysWhatTheDesktopSays()
+{
+    Started start;
+    QSignalSpy changed(&start.manager, &HotKeyManager::statusChanged);
+    const HotKeys::Status chosen{HotKeys::State::Registered, u"Press Super+T"_s};
+    start.test.hotKeys.setStatus(HotKeyManager::ToggleTimesheetWindow, chosen);
+    QTRY_COMPARE(changed.count(), 1);
+    QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow), chosen);
+    QCOMPARE(start.manager.status(7).state, HotKeys::State::None);
+
+    start.manager.registerHotKeysFromPrefs();
+    QVERIFY(changed.count() > 1);
+}
+
+void HotKeyManagerTest::pauses()
+{
+    Started start;
+    start.manager.setPaused(true);
+    QVERIFY(!start.press(kControlAlt | Qt::Key_M));
+    start.manager.setPaused(false);
+    QVERIFY(start.press(kControlAlt | Qt::Key_M));
+}
+
+QTEST_GUILESS_MAIN(HotKeyManagerTest)
+#include "HotKeyManagerTest.moc"
