@@ -14,6 +14,7 @@ MAY_USE = {
     "model": {"store", "settings", "platform"},
     "service": {"model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
+    "timesheet": {"service", "model", "skin", "settings", "store", "platform"},
     "app": {"service", "model", "skin", "settings", "store", "platform"},
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "timesheet/RLDropHighlight.h"
+
+#include <QWidget>
+
+namespace timesheet {
+
+class RLListView;
+
+/// What the cells of a list lie on. It is as large as the visible part of the list only, and cells are placed in it
+/// relative to that part: so the length of a list is not limited by that of a widget.
+class RLListDocumentView final : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit RLListDocumentView(RLListView& listView);
+
+    RLListView& listView() const { return m_listView; }
+
+    void setDropHighlight(RLDropHighlight highlight);
+    RLDropHighlight dropHighlight() const { return m_dropHighlight; }
+
+    /// Draws the highlight in this widget's coordinates. Cells cover the document: each draws its part.
+    void drawDropHighlight(QPainter& painter) const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+
+private:
+    RLListView& m_listView;
+    RLDropHighlight m_dropHighlight = RLDropHighlight::None;
+};
+
+} // namespace timesheet

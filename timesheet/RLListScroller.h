@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QWidget>
+
+#include <optional>
+
+class QScrollBar;
+
+namespace timesheet {
+
+/// The scroller of a list: a thin thumb over the right edge of the rows, faint until the pointer is on it. It shows
+/// and moves the value of a scroll bar that is itself not shown.
+///
+/// It is as large as the thumb only: what it covers must be drawn again whenever the rows move.
+class RLListScroller final : public QWidget
+{
+    Q_OBJECT
+public:
+    static constexpr int width = 10;
+
+    /// `bar` must outlive the scroller.
+    RLListScroller(QScrollBar& bar, QWidget& parent);
+
+    /// Puts the thumb where the value is, along the right edge of `track` in the parent's coordinates; hides it when
+    /// there is nothing to scroll.
+    void place(const QRect& track);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+
+private:
+    QScrollBar& m_bar;
+    QRect m_track;
+    /// While the thumb is dragged: where the pointer took it, in points from its top.
+    std::optional<double> m_grip;
+};
+
+} // namespace timesheet

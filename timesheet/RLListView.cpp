@@ -1,0 +1,685 @@
+#include "timesheet/RLListView.h"
+
+#include "timesheet/RLListAccessible.h"
+#include "timesheet/RLListDocumentView.h"
+#include "timesheet/RLListScroller.h"
+#include "timesheet/RLListViewCell.h"
+#include "timesheet/RLListViewDelegate.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <ranges>
+
+namespace timesheet {
+namespace {
+
+/// Points that one line of a wheel moves; a step of a usual wheel is three lines.
+constexpr int pointsPerLine = 20;
+
+/// Unlike `qRound` the same for points above and below 0, so that scrolling by whole points moves every edge alike.
+int rounded(double points)
+{
+    return int(std::floor(points + 0.5));
+}
+
+} // namespace
+
+RLListView::RLListView(QWidget* parent)
+    : QAbstractScrollArea(parent), m_documentView(new RLListDocumentView(*this)),
+      m_scroller(new RLListScroller(*verticalScrollBar(), *this))
+{
+    installRLListAccessible();
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    verticalScrollBar()->setSingleStep(pointsPerLine);
+    setViewport(m_documentView);
+    m_scroller->raise();
+}
+
+RLListView::~RLListView() = default;
+
+void RLListView::setDelegate(RLListViewDelegate* delegate)
+{
+    m_delegate = delegate;
+    if (!m_delegate)
+        reloadData();
+}
+
+void RLListView::setCellSpacing(double points)
+{
+    m_cellSpacing = std::max(0.0, points);
+    rebuildLayout();
+}
+
+// Loading and layout
+
+void RLListView::reloadData()
+{
+    retireVisibleCells();
+    m_cellYOffsets.clear();
+    m_heights.clear();
+    m_selectedRows.clear();
+    m_lastSelectedRow = -1;
+    m_numberOfRows = m_delegate ? std::max(0, m_delegate->numberOfRowsInListView(*this)) : 0;
+    rebuildLayout();
+}
+
+void RLListView::reloadRowAtIndex(int row)
+{
+    if (!hasRow(row))
+        return;
+    cacheCellLayout();
+    updateCells();
+    layoutCells();
+}
+
+void RLListView::rebuildLayout()
+{
+    retireVisibleCells();
+    cacheCellLayout();
+    updateCells();
+    layoutCells();
+    hideRetiredCells();
+}
+
+void RLListView::cacheCellLayout()
+{
+    m_layoutWidth = contentWidth();
+    m_cellYOffsets.resize(std::size_t(m_numberOfRows));
+    m_heights.resize(std::size_t(m_numberOfRows));
+    m_totalHeight = 0;
+    for (int row = 0; row < m_numberOfRows; ++row) {
+        const double height = std::max(0.0, m_delegate->heightOfRow(*this, row));
+        m_cellYOffsets[std::size_t(row)] = m_totalHeight;
+        m_heights[std::size_t(row)] = height;
+        m_totalHeight += height + m_cellSpacing;
+    }
+    updateDocumentSize();
+}
+
+double RLListView::documentHeight() const
+{
+    return m_totalHeight > height() ? m_totalHeight : height() - 2;
+}
+
+void RLListView::updateDocumentSize()
+{
+    QScrollBar& bar = *verticalScrollBar();
+    const int view = viewport()->height();
+    const double hidden = std::ceil(documentHeight()) - view;
+    {
+        // The callers place the cells themselves, when all is in order.
+        const QSignalBlocker blocker(bar);
+        bar.setPageStep(view);
+        bar.setRange(0, int(std::clamp(hidden, 0.0, double(std::numeric_limits<int>::max()))));
+    }
+    m_scroller->place(viewport()->geometry());
+}
+
+double RLListView::contentWidth() const
+{
+    return m_inLiveResize && !m_usesLiveResize ? m_widthPriorToResize : viewport()->width();
+}
+
+QRectF RLListView::rectOfRow(int row) const
+{
+    if (!hasRow(row))
+        return {};
+    return {0, m_cellYOffsets[std::size_t(row)], contentWidth(), m_heights[std::size_t(row)]};
+}
+
+QRectF RLListView::visibleRect() const
+{
+    return {0, double(scrollOffset()), double(viewport()->width()), double(viewport()->height())};
+}
+
+QRect RLListView::frameOfRow(int row) const
+{
+    const QRectF rect = rectOfRow(row).translated(0, -scrollOffset());
+    const int top = rounded(rect.top());
+    return {0, top, rounded(rect.width()), rounded(rect.bottom()) - top};
+}
+
+RLListView::RowRange RLListView::visibleRange() const
+{
+    const QRectF visible = visibleRect();
+    const auto rows = std::views::iota(0, m_numberOfRows);
+    const auto above = [&](int row) { return rectOfRow(row).bottom() <= visible.top(); };
+    int first = int(std::ranges::partition_point(rows, above) - rows.begin());
+    while (hasRow(first) && rectOfRow(first).top() < visible.bottom() && !rectOfRow(first).intersects(visible))
+        ++first;
+    int end = first;
+    while (hasRow(end) && rectOfRow(end).intersects(visible))
+        ++end;
+    return end > first ? RowRange{first, end - first} : RowRange{};
+}
+
+// Cells
+
+RLListViewCell* RLListView::dequeueCellWithReusableIdentifier(const QString& identifier)
+{
+    const auto found = std::ranges::find(m_reusableCells, identifier, &RLListViewCell::reusableIdentifier);
+    if (found == m_reusableCells.end())
+        return nullptr;
+    RLListViewCell* cell = *found;
+    m_reusableCells.erase(found);
+    cell->prepareForReuse();
+    return cell;
+}
+
+void RLListView::enqueueCell(RLListViewCell& cell)
+{
+    std::erase(m_visibleCells, &cell);
+    m_reusableCells.push_back(&cell);
+    cell.hide();
+}
+
+/// To the queue, but still shown: in front of those that are hidden, so that a row gets the cell that it had, and
+/// nothing is hidden only to be shown again.
+void RLListView::retireCell(RLListViewCell& cell)
+{
+    std::erase(m_visibleCells, &cell);
+    m_reusableCells.insert(std::ranges::find_if(m_reusableCells, &QWidget::isHidden), &cell);
+}
+
+void RLListView::retireVisibleCells()
+{
+    for (RLListViewCell* cell : visibleCells())
+        retireCell(*cell);
+    m_currentRange = {};
+}
+
+void RLListView::hideRetiredCells()
+{
+    for (RLListViewCell* cell : m_reusableCells) {
+        if (cell->isHidden())
+            continue;
+        takeFocusFrom(*cell);
+        cell->hide();
+    }
+}
+
+void RLListView::takeFocusFrom(const RLListViewCell& cell)
+{
+    const QWidget* focused = QApplication::focusWidget();
+    if (focused && cell.isAncestorOf(focused))
+        setFocus(Qt::OtherFocusReason);
+}
+
+void RLListView::forgetCell(RLListViewCell& cell)
+{
+    std::erase(m_visibleCells, &cell);
+    std::erase(m_reusableCells, &cell);
+}
+
+RLListViewCell* RLListView::addCell(int row)
+{
+    RLListViewCell& cell = m_delegate->cellForRow(*this, row);
+    layoutCell(cell, row);
+    return &cell;
+}
+
+void RLListView::layoutCell(RLListViewCell& cell, int row)
+{
+    if (cell.parentWidget() != m_documentView)
+        cell.setParent(m_documentView);
+    if (cell.row() != row) {
+        // Space must not press the button of a row that only came to be under the finger.
+        takeFocusFrom(cell);
+        cell.update();
+    }
+    cell.m_listView = this;
+    cell.m_row = row;
+    cell.setGeometry(frameOfRow(row));
+    cell.show();
+}
+
+void RLListView::layoutCells()
+{
+    for (RLListViewCell* cell : visibleCells()) {
+        cell->setGeometry(frameOfRow(cell->row()));
+        cell->layoutSubviews();
+    }
+    updateDocumentSize();
+}
+
+void RLListView::updateCells()
+{
+    const RowRange range = visibleRange();
+    if (range == m_currentRange)
+        return;
+    // What leaves goes first: the cell of a row that enters is then the one of a row that left.
+    for (RLListViewCell* cell : visibleCells()) {
+        if (!range.contains(cell->row()))
+            retireCell(*cell);
+    }
+    const bool overlaps = range.intersects(m_currentRange);
+    const RowRange kept = overlaps ? m_currentRange : RowRange{range.first, 0};
+    for (int row = kept.first - 1; row >= range.first; --row)
+        m_visibleCells.insert(m_visibleCells.begin(), addCell(row));
+    for (int row = std::max(kept.end(), range.first); row < range.end(); ++row)
+        m_visibleCells.push_back(addCell(row));
+    m_currentRange = range;
+    hideRetiredCells();
+}
+
+RLListViewCell* RLListView::visibleCellForRow(int row) const
+{
+    const auto found = std::ranges::find(m_visibleCells, row, &RLListViewCell::row);
+    return found == m_visibleCells.end() ? nullptr : *found;
+}
+
+std::vector<RLListViewCell*> RLListView::visibleCellsForRowIndexes(const std::set<int>& rows) const
+{
+    std::vector<RLListViewCell*> cells;
+    std::ranges::copy_if(m_visibleCells, std::back_inserter(cells),
+                         [&](const RLListViewCell* cell) { return rows.contains(cell->row()); });
+    return cells;
+}
+
+// Scrolling
+
+int RLListView::scrollOffset() const
+{
+    return verticalScrollBar()->value();
+}
+
+void RLListView::setScrollOffset(int points)
+{
+    verticalScrollBar()->setValue(points);
+}
+
+bool RLListView::isScrollerVisible() const
+{
+    return verticalScrollBar()->maximum() > 0;
+}
+
+void RLListView::scrollToRow(int row)
+{
+    if (!hasRow(row))
+        return;
+    const QRectF rect = rectOfRow(row);
+    setScrollOffset(rect.bottom() > visibleRect().bottom() ? verticalScrollBar()->maximum() : rounded(rect.top()));
+}
+
+void RLListView::scrollRowToVisible(int row)
+{
+    if (hasRow(row) && !visibleRect().contains(rectOfRow(row)))
+        scrollToRow(row);
+}
+
+void RLListView::scrollContentsBy(int, int dy)
+{
+    const bool partly = std::abs(dy) < viewport()->height();
+    if (partly) {
+        // Moves the cells together with what they have drawn.
+        viewport()->scroll(0, dy);
+    }
+    updateCells();
+    if (!partly || m_documentView->dropHighlight() != RLDropHighlight::None)
+        layoutCells();
+    m_scroller->place(viewport()->geometry());
+}
+
+void RLListView::wheelEvent(QWheelEvent* event)
+{
+    if (!isScrollerVisible()) {
+        event->ignore();
+        return;
+    }
+    // Where the platform knows them these are points; those of X11 are not.
+    const bool points = !event->pixelDelta().isNull() && QGuiApplication::platformName() != u"xcb";
+    m_wheelRemainder += points ? event->pixelDelta().y()
+                               : event->angleDelta().y() * QApplication::wheelScrollLines() * pointsPerLine /
+                                     double(QWheelEvent::DefaultDeltasPerStep);
+    const double whole = std::trunc(m_wheelRemainder);
+    m_wheelRemainder -= whole;
+    setScrollOffset(scrollOffset() - int(whole));
+    event->accept();
+}
+
+void RLListView::resizeEvent(QResizeEvent* event)
+{
+    QAbstractScrollArea::resizeEvent(event);
+    if (contentWidth() != m_layoutWidth) {
+        rebuildLayout();
+        return;
+    }
+    updateDocumentSize();
+    updateCells();
+    layoutCells();
+}
+
+void RLListView::viewWillStartLiveResize()
+{
+    m_widthPriorToResize = viewport()->width();
+    m_inLiveResize = true;
+}
+
+void RLListView::viewDidEndLiveResize()
+{
+    m_inLiveResize = false;
+    if (contentWidth() != m_layoutWidth)
+        rebuildLayout();
+}
+
+// Selection
+
+int RLListView::selectedRow() const
+{
+    return m_selectedRows.size() == 1 ? *m_selectedRows.begin() : -1;
+}
+
+int RLListView::currentRow() const
+{
+    if (m_selectedRows.contains(m_lastSelectedRow))
+        return m_lastSelectedRow;
+    return m_selectedRows.empty() ? -1 : *m_selectedRows.rbegin();
+}
+
+void RLListView::selectRowIndexes(const std::set<int>& rows, bool byExtendingSelection)
+{
+    std::set<int> redisplayed = m_selectedRows;
+    if (!byExtendingSelection)
+        m_selectedRows.clear();
+    std::ranges::copy_if(rows, std::inserter(m_selectedRows, m_selectedRows.end()),
+                         [this](int row) { return hasRow(row); });
+    if (!rows.empty())
+        m_lastSelectedRow = *rows.rbegin();
+    redisplayed.insert(m_selectedRows.begin(), m_selectedRows.end());
+    selectionChanged(redisplayed);
+}
+
+void RLListView::deselectRowIndexes(const std::set<int>& rows)
+{
+    for (const int row : rows)
+        m_selectedRows.erase(row);
+    selectionChanged(rows);
+}
+
+void RLListView::selectAll()
+{
+    if (!m_allowsMultipleSelection)
+        return;
+    const auto rows = std::views::iota(0, m_numberOfRows);
+    selectRowIndexes(std::set<int>(rows.begin(), rows.end()));
+}
+
+bool RLListView::validateSelectAll() const
+{
+    return m_allowsMultipleSelection && int(m_selectedRows.size()) < m_numberOfRows;
+}
+
+bool RLListView::validateDeselectAll() const
+{
+    return m_allowsEmptySelection && !m_selectedRows.empty();
+}
+
+void RLListView::selectionChanged(const std::set<int>& redisplayed)
+{
+    for (RLListViewCell* cell : visibleCellsForRowIndexes(redisplayed))
+        cell->update();
+    if (m_showsFocus)
+        updateFocusMark();
+    tellAssistiveTechnology(redisplayed);
+    if (m_delegate)
+        m_delegate->selectionDidChange(*this);
+    emit selectionDidChange();
+}
+
+void RLListView::tellAssistiveTechnology(const std::set<int>& rows)
+{
+    if (!QAccessible::isActive())
+        return;
+    for (RLListViewCell* cell : visibleCellsForRowIndexes(rows)) {
+        QAccessible::State changed;
+        changed.selected = true;
+        QAccessibleStateChangeEvent event(cell, changed);
+        QAccessible::updateAccessibility(&event);
+    }
+    tellFocus();
+}
+
+void RLListView::tellFocus()
+{
+    RLListViewCell* current = hasFocus() && QAccessible::isActive() ? visibleCellForRow(currentRow()) : nullptr;
+    if (!current)
+        return;
+    QAccessibleEvent event(current, QAccessible::Focus);
+    QAccessible::updateAccessibility(&event);
+}
+
+// Mouse
+
+void RLListView::handleMouseDown(const QMouseEvent* event, RLListViewCell& inCell)
+{
+    // What the delegate does on a double click may give the cell to another row.
+    const int row = inCell.row();
+    if (m_delegate && event && event->type() == QEvent::MouseButtonDblClick)
+        m_delegate->rowDoubleClicked(*this, row);
+    setFocus(event ? Qt::MouseFocusReason : Qt::OtherFocusReason);
+    if (!hasRow(row))
+        return;
+
+    const bool modified = !event || event->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier);
+    const bool selected = m_selectedRows.contains(row);
+    const bool only = selected && m_selectedRows.size() == 1;
+    if (modified && selected && (m_allowsMultipleSelection || only)) {
+        if (!only || m_allowsEmptySelection)
+            deselectRowIndexes({row});
+        else if (!m_allowsMultipleSelection)
+            setSelectedRow(row);
+    } else if (modified && m_allowsMultipleSelection) {
+        selectRowIndexes({row}, true);
+    } else if (!only || !m_allowsMultipleSelection) {
+        setSelectedRow(row);
+    }
+}
+
+void RLListView::handleMouseDownOutsideCells(const QMouseEvent& event)
+{
+    if (m_allowsEmptySelection) {
+        deselectRows();
+    } else if (m_numberOfRows >= 2) {
+        const double y = mapFromGlobal(event.globalPosition()).y();
+        const auto after = std::ranges::upper_bound(m_cellYOffsets, y);
+        if (after != m_cellYOffsets.begin())
+            setSelectedRow(int(after - m_cellYOffsets.begin()) - 1);
+    }
+}
+
+void RLListView::contextMenuEvent(QContextMenuEvent* event)
+{
+    const int row = currentRow();
+    if (event->reason() != QContextMenuEvent::Keyboard || row < 0) {
+        event->ignore();
+        return;
+    }
+    revealRow(row);
+    if (RLListViewCell* cell = visibleCellForRow(row))
+        cell->showContextMenu();
+}
+
+// Keys
+
+void RLListView::keyPressEvent(QKeyEvent* event)
+{
+    constexpr Qt::KeyboardModifiers commands = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
+    if (m_delegate && !(event->modifiers() & commands) && m_keysToForward.contains(event->text())) {
+        m_delegate->keyDown(*this, *event);
+        if (event->isAccepted())
+            return;
+        event->accept();
+    }
+    if (event->matches(QKeySequence::SelectAll)) {
+        selectAll();
+        return;
+    }
+    if (event->matches(QKeySequence::Deselect) && validateDeselectAll()) {
+        deselectAll();
+        return;
+    }
+    if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+        QContextMenuEvent menu(QContextMenuEvent::Keyboard, QPoint(), QCursor::pos());
+        contextMenuEvent(&menu);
+        return;
+    }
+    if ((event->modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) {
+        event->ignore();
+        return;
+    }
+    switch (event->key()) {
+    case Qt::Key_Up:
+        moveUp();
+        break;
+    case Qt::Key_Down:
+        moveDown();
+        break;
+    case Qt::Key_PageUp:
+        moveByPage(-1);
+        break;
+    case Qt::Key_PageDown:
+        moveByPage(1);
+        break;
+    case Qt::Key_Home:
+        moveTo(0);
+        break;
+    case Qt::Key_End:
+        moveTo(m_numberOfRows - 1);
+        break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (m_delegate && selectedRow() >= 0)
+            m_delegate->rowDoubleClicked(*this, selectedRow());
+        break;
+    default:
+        event->ignore();
+        return;
+    }
+    setShowsFocus(hasFocus());
+}
+
+void RLListView::moveUp()
+{
+    if (m_selectedRows.empty() || *m_selectedRows.begin() == 0)
+        return;
+    const int row = *m_selectedRows.begin() - 1;
+    setSelectedRow(row);
+    scrollRowToVisible(row);
+}
+
+void RLListView::moveDown()
+{
+    const int row = m_selectedRows.empty() ? firstWholeRow() : *m_selectedRows.rbegin() + 1;
+    if (!hasRow(row))
+        return;
+    setSelectedRow(row);
+    scrollRowToVisible(row);
+}
+
+void RLListView::moveTo(int row)
+{
+    if (!hasRow(row))
+        return;
+    setSelectedRow(row);
+    revealRow(row);
+}
+
+void RLListView::moveByPage(int direction)
+{
+    if (m_numberOfRows == 0)
+        return;
+    const int from = currentRow() >= 0 ? currentRow() : firstWholeRow();
+    const double y = rectOfRow(from).top() + direction * viewport()->height();
+    const int there = int(std::ranges::upper_bound(m_cellYOffsets, y) - m_cellYOffsets.begin()) - 1;
+    const int row =
+        std::clamp(direction > 0 ? std::max(there, from + 1) : std::min(there, from - 1), 0, m_numberOfRows - 1);
+    setScrollOffset(scrollOffset() + rounded(rectOfRow(row).top() - rectOfRow(from).top()));
+    moveTo(row);
+}
+
+int RLListView::firstWholeRow() const
+{
+    const RowRange range = visibleRange();
+    const bool cut = range.count > 1 && rectOfRow(range.first).top() < visibleRect().top();
+    return range.first + (cut ? 1 : 0);
+}
+
+void RLListView::revealRow(int row)
+{
+    const QRectF rect = rectOfRow(row);
+    const QRectF visible = visibleRect();
+    if (rect.top() < visible.top() || rect.height() > visible.height())
+        setScrollOffset(rounded(rect.top()));
+    else if (rect.bottom() > visible.bottom())
+        setScrollOffset(int(std::ceil(rect.bottom() - visible.height())));
+}
+
+// Focus
+
+void RLListView::focusInEvent(QFocusEvent* event)
+{
+    QAbstractScrollArea::focusInEvent(event);
+    const Qt::FocusReason reason = event->reason();
+    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+        setShowsFocus(reason != Qt::MouseFocusReason && reason != Qt::OtherFocusReason);
+    tellFocus();
+}
+
+void RLListView::focusOutEvent(QFocusEvent* event)
+{
+    QAbstractScrollArea::focusOutEvent(event);
+    updateFocusMark();
+}
+
+void RLListView::setShowsFocus(bool shows)
+{
+    m_showsFocus = shows;
+    updateFocusMark();
+}
+
+void RLListView::updateFocusMark()
+{
+    m_documentView->update();
+    for (RLListViewCell* cell : m_visibleCells)
+        cell->update();
+}
+
+void RLListView::drawFocus(QPainter& painter, const QRect& rect) const
+{
+    if (m_showsFocus && hasFocus())
+        painter.fillRect(QRect(rect.left(), rect.top(), 3, rect.height()), palette().color(QPalette::Highlight));
+}
+
+bool RLListView::focusNextPrevChild(bool next)
+{
+    // Not into the cells: which button would come first is up to their reuse.
+    const QWidget* from = QApplication::focusWidget();
+    if (!from || !isAncestorOf(from))
+        from = this;
+    const auto step = [next](const QWidget* widget) {
+        return next ? widget->nextInFocusChain() : widget->previousInFocusChain();
+    };
+    for (QWidget* widget = step(from); widget != from; widget = step(widget)) {
+        const bool takesTab = (widget->focusPolicy() & Qt::TabFocus) == Qt::TabFocus && !widget->focusProxy();
+        if (takesTab && widget->isEnabled() && widget->isVisible() && widget->window() == window() &&
+            !widget->isWindow() && !isAncestorOf(widget)) {
+            widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace timesheet

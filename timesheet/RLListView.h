@@ -1,0 +1,216 @@
+#pragma once
+
+#include <QAbstractScrollArea>
+#include <QPointer>
+#include <QStringList>
+
+#include <set>
+#include <vector>
+
+namespace timesheet {
+
+class RLListDocumentView;
+class RLListScroller;
+class RLListViewCell;
+class RLListViewDelegate;
+
+/// A scrolling list of rows of different heights, made of cells that are reused.
+///
+/// Only rows in sight have a cell, so a long list costs what a screenful costs. Rows are counted from 0; positions and
+/// heights are points in the document, which begins above row 0 and grows downwards. Main thread only.
+///
+/// The heights are asked for once per layout and kept: a delegate whose heights change says so by `reloadData` or
+/// `reloadRowAtIndex`. A change of the width asks for them again by itself.
+class RLListView : public QAbstractScrollArea
+{
+    Q_OBJECT
+public:
+    /// A run of rows.
+    struct RowRange
+    {
+        int first = 0;
+        int count = 0;
+
+        int end() const { return first + count; }
+        bool contains(int row) const { return row >= first && row < end(); }
+        bool intersects(RowRange other) const { return first < other.end() && other.first < end(); }
+        bool operator==(const RowRange&) const = default;
+    };
+
+    explicit RLListView(QWidget* parent = nullptr);
+    ~RLListView() override;
+
+    /// Not owned; must outlive the list or be replaced. Without a delegate the list is empty. Setting one does not load
+    /// its rows.
+    void setDelegate(RLListViewDelegate* delegate);
+    RLListViewDelegate* delegate() const { return m_delegate; }
+
+    RLListDocumentView& documentView() const { return *m_documentView; }
+
+    /// Points below each row. 0 at first.
+    void setCellSpacing(double points);
+    double cellSpacing() const { return m_cellSpacing; }
+    /// True at first.
+    void setAllowsEmptySelection(bool allows) { m_allowsEmptySelection = allows; }
+    bool allowsEmptySelection() const { return m_allowsEmptySelection; }
+    /// False at first.
+    void setAllowsMultipleSelection(bool allows) { m_allowsMultipleSelection = allows; }
+    bool allowsMultipleSelection() const { return m_allowsMultipleSelection; }
+    /// Whether rows follow the width while the person is still dragging it. True at first.
+    void setUsesLiveResize(bool uses) { m_usesLiveResize = uses; }
+    bool usesLiveResize() const { return m_usesLiveResize; }
+    /// Texts of the keys that go to the delegate instead of the list.
+    void setKeysToForward(const QStringList& keys) { m_keysToForward = keys; }
+    const QStringList& keysToForward() const { return m_keysToForward; }
+
+    /// Asks for everything anew. Keeps the scroll position as far as the new height allows and the keyboard focus in
+    /// a row's button if the row still has the same cell; loses the selection without telling anybody.
+    void reloadData();
+    /// Makes the layout anew when the height of a row has changed.
+    void reloadRowAtIndex(int row);
+
+    int numberOfRows() const { return m_numberOfRows; }
+
+    /// A cell with that identifier that waits for reuse, made ready for it; null when there is none. It belongs to the
+    /// caller until the list lays it out.
+    RLListViewCell* dequeueCellWithReusableIdentifier(const QString& identifier);
+    /// Takes a cell out of sight and keeps it for reuse.
+    void enqueueCell(RLListViewCell& cell);
+
+    /// The cells in sight, in the order of their rows.
+    std::vector<RLListViewCell*> visibleCells() const { return m_visibleCells; }
+    std::vector<RLListViewCell*> visibleCellsForRowIndexes(const std::set<int>& rows) const;
+    /// Null when the row is out of sight.
+    RLListViewCell* visibleCellForRow(int row) const;
+    RLListViewCell* cellForRowAtIndex(int row) const { return visibleCellForRow(row); }
+    RowRange visibleRange() const;
+
+    /// In the document; empty for a row that is not there.
+    QRectF rectOfRow(int row) const;
+    /// The part of the document that is in sight.
+    QRectF visibleRect() const;
+    /// Height of the document: of all rows, or a little less than the list if they are not higher.
+    double documentHeight() const;
+
+    /// The only selected row; -1 when none is selected or several are.
+    int selectedRow() const;
+    void setSelectedRow(int row) { selectRowIndexes({row}); }
+    const std::set<int>& selectedRows() const { return m_selectedRows; }
+    void setSelectedRows(const std::set<int>& rows) { selectRowIndexes(rows); }
+    /// Rows that are not there are left out.
+    void selectRowIndexes(const std::set<int>& rows, bool byExtendingSelection = false);
+    void deselectRowIndexes(const std::set<int>& rows);
+    void deselectRows() { deselectRowIndexes(std::set<int>(m_selectedRows)); }
+    /// Nothing happens unless several rows may be selected.
+    void selectAll();
+    void deselectAll() { selectRowIndexes({}); }
+    /// Whether a menu item for that command is to be enabled.
+    bool validateSelectAll() const;
+    bool validateDeselectAll() const;
+
+    /// A row that reaches below the part in sight scrolls to the end of the list, any other to the top.
+    void scrollToRow(int row);
+    /// The same, unless all of the row is in sight.
+    void scrollRowToVisible(int row);
+    /// Points of the document that are above the part in sight; out of range values are brought into it.
+    void setScrollOffset(int points);
+    int scrollOffset() const;
+    /// Whether the list is higher than its view, so that the scroller shows. It lies over the rows and takes no width.
+    bool isScrollerVisible() const;
+
+    /// Frames the visible cells anew.
+    void layoutCells();
+    /// Asks for all heights; to be followed by `updateCells` and `layoutCells`.
+    void cacheCellLayout();
+    /// Brings the cells in line with the rows in sight.
+    void updateCells();
+
+    /// To be called when the person begins and ends to drag an edge of the window, where that is known.
+    void viewWillStartLiveResize();
+    void viewDidEndLiveResize();
+
+    void moveUp();
+    void moveDown();
+
+    /// A press on a cell, and one beside the cells. No event: a press by assistive technology, which counts as one with
+    /// a modifier key.
+    void handleMouseDown(const QMouseEvent* event, RLListViewCell& inCell);
+    void handleMouseDownOutsideCells(const QMouseEvent& event);
+
+    /// The selected row that keys and menus are about: of several the one selected last; -1 without a selection.
+    int currentRow() const;
+    /// Draws the mark of the keyboard focus into `rect`, if the focus is here and came by the keyboard.
+    void drawFocus(QPainter& painter, const QRect& rect) const;
+
+signals:
+    /// After every change of the selection.
+    void selectionDidChange();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
+
+private:
+    friend class RLListViewCell; ///< A cell that is destroyed tells the list.
+
+    bool hasRow(int row) const { return row >= 0 && row < m_numberOfRows; }
+    double contentWidth() const;
+    QRect frameOfRow(int row) const;
+    int firstWholeRow() const;
+    void updateDocumentSize();
+    void rebuildLayout();
+
+    RLListViewCell* addCell(int row);
+    void layoutCell(RLListViewCell& cell, int row);
+    void retireCell(RLListViewCell& cell);
+    void retireVisibleCells();
+    void hideRetiredCells();
+    void forgetCell(RLListViewCell& cell);
+
+    void selectionChanged(const std::set<int>& redisplayed);
+    void moveTo(int row);
+    void moveByPage(int direction);
+    /// Scrolls no further than needed.
+    void revealRow(int row);
+
+    void takeFocusFrom(const RLListViewCell& cell);
+    void setShowsFocus(bool shows);
+    void updateFocusMark();
+    void tellAssistiveTechnology(const std::set<int>& rows);
+    void tellFocus();
+
+    RLListViewDelegate* m_delegate = nullptr;
+    RLListDocumentView* m_documentView;
+    RLListScroller* m_scroller;
+
+    std::vector<RLListViewCell*> m_reusableCells;
+    std::vector<RLListViewCell*> m_visibleCells;
+    RowRange m_currentRange;
+
+    std::set<int> m_selectedRows;
+    int m_lastSelectedRow = -1;
+
+    int m_numberOfRows = 0;
+    std::vector<double> m_cellYOffsets;
+    std::vector<double> m_heights;
+    double m_totalHeight = 0;
+    double m_cellSpacing = 0;
+    double m_widthPriorToResize = 0;
+    double m_layoutWidth = -1; ///< what the heights were asked for
+    double m_wheelRemainder = 0;
+
+    bool m_allowsEmptySelection = true;
+    bool m_allowsMultipleSelection = false;
+    bool m_usesLiveResize = true;
+    bool m_inLiveResize = false;
+    bool m_showsFocus = false;
+    QStringList m_keysToForward;
+};
+
+} // namespace timesheet

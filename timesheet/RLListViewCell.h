@@ -1,0 +1,64 @@
+#pragma once
+
+#include "timesheet/RLDropHighlight.h"
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+namespace timesheet {
+
+class RLListView;
+
+/// One row of a list. A cell shows one row after the other: when its row goes out of sight it waits for reuse.
+///
+/// A subclass draws the row in `paintEvent` and sets `Qt::WA_OpaquePaintEvent` when it fills all of it, so that
+/// scrolling moves pixels instead of drawing them. Drop highlight and focus are drawn on top by this class.
+class RLListViewCell : public QWidget
+{
+    Q_OBJECT
+public:
+    /// Without an identifier the cell takes the name of its class.
+    explicit RLListViewCell(const QString& reusableIdentifier = QString());
+    ~RLListViewCell() override;
+
+    QString reusableIdentifier() const;
+
+    /// The list that shows the cell or keeps it for reuse; null before the cell was first shown.
+    RLListView* listView() const { return m_listView; }
+    /// -1 before the cell was first shown.
+    int row() const { return m_row; }
+    bool isSelected() const;
+
+    void setDropHighlight(RLDropHighlight highlight);
+    RLDropHighlight dropHighlight() const { return m_dropHighlight; }
+
+    /// Called when the cell is taken from the queue for another row. Resets the drop highlight.
+    virtual void prepareForReuse();
+    /// Called when the list has framed its visible cells anew.
+    virtual void layoutSubviews() {}
+
+    /// What a screen reader says for the row; the accessible name of the widget unless a subclass knows better.
+    virtual QString accessibleText() const;
+
+    /// A press by assistive technology: like a click with a modifier key.
+    void press();
+    /// Asks for the context menu of the cell as if by the keyboard.
+    void showContextMenu();
+
+protected:
+    bool event(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+
+private:
+    friend class RLListView;
+    void drawDecorations();
+
+    QString m_reusableIdentifier;
+    QPointer<RLListView> m_listView;
+    int m_row = -1;
+    RLDropHighlight m_dropHighlight = RLDropHighlight::None;
+};
+
+} // namespace timesheet
