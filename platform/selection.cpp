@@ -1,5 +1,6 @@
 #include "SystemEnvironment.h"
 
+#include "Compositing.h"
 #include "SystemTimeSource.h"
 #include "null/NullAdapters.h"
 
@@ -11,6 +12,7 @@
 #include "linux/MessageBoxAlerts.h"
 #include "linux/NetworkMonitorReachability.h"
 #include "linux/SecretServiceStore.h"
+#include "linux/X11.h"
 #endif
 
 #include <utility>
@@ -144,6 +146,15 @@ private:
 std::unique_ptr<Environment> systemEnvironment(InfoDictionary info)
 {
     return std::make_unique<SystemEnvironment>(std::move(info));
+}
+
+bool isScreenComposited()
+{
+#ifdef Q_OS_LINUX
+    return !x11::isRunning() || x11::isComposited();
+#else
+    return true;
+#endif
 }
 
 } // namespace platform

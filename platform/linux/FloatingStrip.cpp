@@ -1,5 +1,6 @@
 #include "FloatingStrip.h"
 
+#include "../Compositing.h"
 #include "../Paths.h"
 #include "X11.h"
 
@@ -349,7 +350,7 @@ void FloatingStrip::Window::mouseReleaseEvent(QMouseEvent*)
 
 void FloatingStrip::Window::lookForCompositor()
 {
-    const bool composited = !x11::isRunning() || x11::isComposited();
+    const bool composited = isScreenComposited();
     if (composited == std::exchange(m_composited, composited))
         return;
     applyMask();

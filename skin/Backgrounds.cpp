@@ -1,0 +1,82 @@
+#include "skin/Backgrounds.h"
+
+#include "skin/ColorHex.h"
+#include "skin/Fonts.h"
+#include "skin/Parts.h"
+
+#include <QEvent>
+#include <QPainter>
+
+using namespace Qt::StringLiterals;
+
+namespace skin {
+namespace {
+
+constexpr int barHeight = 34;
+
+} // namespace
+
+QSize BottomBarView::sizeHint() const
+{
+    return {0, barHeight};
+}
+
+void BottomBarView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    const Image image = imageNamed("tw-bg-footer.png");
+    drawThreePartImage(painter, QRectF(0, 0, width(), barHeight), image, image, image);
+}
+
+void EditTimerBackground::paintEvent(QPaintEvent*)
+{
+    QPainter(this).fillRect(rect(), colorFromHexRGB(u"EEEEEE"_s));
+}
+
+void QuillonNoEntriesBackgroundView::paintEvent(QPaintEvent*)
+{
+    QPainter(this).fillRect(rect(), colorFromHexRGB(u"EEEEEE"_s));
+}
+
+QuillonHoursBackgroundView::QuillonHoursBackgroundView(QWidget* parent) : QWidget(parent)
+{
+    setAttribute(Qt::WA_Hover);
+}
+
+void QuillonHoursBackgroundView::setActive(bool active)
+{
+    m_active = active;
+    update();
+}
+
+bool QuillonHoursBackgroundView::event(QEvent* event)
+{
+    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave)
+        update();
+    return QWidget::event(event);
+}
+
+void QuillonHoursBackgroundView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    drawNinePartImage(painter, rect(), ninePartsNamed("tw-tf"));
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    // Lighter is nearer to the white of a field in which one types.
+    painter.setBrush(colorFromHexRGB(m_active || underMouse() ? u"EEEEEE"_s : u"DDDDDD"_s));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -2), 4, 4);
+}
+
+void QuillonDebugBackgroundView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    const QColor ink(0xd0, 0x20, 0x90);
+    painter.fillRect(rect(), QBrush(QColor(0xd0, 0x20, 0x90, 70), Qt::BDiagPattern));
+    painter.setPen(QPen(ink, 0));
+    painter.drawRect(QRectF(rect()).adjusted(0, 0, -1 / devicePixelRatioF(), -1 / devicePixelRatioF()));
+    painter.setFont(interfaceFont(9));
+    painter.drawText(rect().adjusted(3, 1, -3, -1), Qt::AlignLeft | Qt::AlignTop,
+                     u"%1 × %2"_s.arg(width()).arg(height()));
+}
+
+} // namespace skin

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QWidget>
+
+namespace skin {
+
+/// The strip at the lower edge of a window of the timesheet skin. 34 points high, whatever its own height.
+class BottomBarView final : public QWidget
+{
+    Q_OBJECT
+public:
+    using QWidget::QWidget;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+/// Behind the fields of the edit sheet.
+class EditTimerBackground : public QWidget
+{
+    Q_OBJECT
+public:
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+/// Behind what is said about a day without entries.
+class QuillonNoEntriesBackgroundView : public QWidget
+{
+    Q_OBJECT
+public:
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+/// Around the hours of an entry: quiet until the pointer or the keyboard comes to it.
+class QuillonHoursBackgroundView : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit QuillonHoursBackgroundView(QWidget* parent = nullptr);
+
+    /// The hours in it are being typed.
+    void setActive(bool active);
+    bool active() const { return m_active; }
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    bool m_active = false;
+};
+
+/// Shows where a view lies while a window is being laid out: hatched, with its size. No part of any finished window.
+class QuillonDebugBackgroundView final : public QWidget
+{
+    Q_OBJECT
+public:
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+} // namespace skin

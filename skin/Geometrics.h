@@ -1,0 +1,68 @@
+#pragma once
+
+#include "skin/Fonts.h"
+
+#include <QFont>
+#include <QRectF>
+#include <QSizeF>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+class QPainter;
+class QTextLayout;
+
+namespace skin {
+
+/// From one baseline to the next, in whole points: 14 for a font of 11.
+double linePitch(const QFont& font);
+
+/// `text` without what breaks a layout: every kind of line break becomes "\n"; other control characters and tabs become
+/// blanks; halves of characters, non-characters and the sign for an embedded object become U+FFFD.
+QString displayable(const QString& text);
+
+/// `plainText` as a tool tip: shown as it is, wrapped when long.
+QString toolTipFor(const QString& plainText);
+
+/// A text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the
+/// one before it whatever signs it holds. Paragraphs that run from right to left begin at the right. Line breaks at the
+/// end open no line.
+class TextLines
+{
+public:
+    TextLines(const QString& text, const QFont& font, double width);
+    ~TextLines();
+    TextLines(TextLines&&) noexcept;
+    TextLines& operator=(TextLines&&) noexcept;
+
+    int count() const { return static_cast<int>(m_lines.size()); }
+    double height() const { return count() * m_pitch; }
+    /// Of the widest line.
+    double usedWidth() const { return m_usedWidth; }
+
+    /// In the painter's pen, from `topLeft` on; of the lines outside `clip` nothing is drawn. An empty `clip` is none.
+    void draw(QPainter& painter, QPointF topLeft, const QRectF& clip = {}) const;
+
+private:
+    struct Line
+    {
+        const QTextLayout* paragraph;
+        int index;
+    };
+
+    double m_pitch;
+    double m_usedWidth = 0;
+    std::vector<std::unique_ptr<QTextLayout>> m_paragraphs;
+    std::vector<Line> m_lines;
+};
+
+/// Points that the text needs below each other when broken at `width`. No text needs none.
+double heightForWidth(const QString& text, double width, const TextAttributes& attributes);
+double heightForWidth(const QString& text, double width, const QFont& font);
+/// The least whole width at which the text needs no more than `height`, but at least that of one line.
+double widthForHeight(const QString& text, double height, const TextAttributes& attributes);
+/// What the text takes of a box: the width of its widest line and its height, cut to `height`.
+QSizeF sizeForWidthHeight(const QString& text, double width, double height, const TextAttributes& attributes);
+
+} // namespace skin

@@ -1,0 +1,116 @@
+#include "skin/HUDBorderlessWindow.h"
+
+#include "platform/Compositing.h"
+
+#include <QBitmap>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWindow>
+
+#include <utility>
+
+namespace skin {
+namespace {
+
+constexpr double cornerRadius = 9;
+
+} // namespace
+
+HUDBorderlessWindow::HUDBorderlessWindow(QWidget* parent)
+    : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+{
+    setAttribute(Qt::WA_TranslucentBackground);
+}
+
+void HUDBorderlessWindow::setVisible(bool visible)
+{
+    if (visible)
+        lookForCompositor();
+    QWidget::setVisible(visible);
+}
+
+void HUDBorderlessWindow::paintEvent(QPaintEvent* event)
+{
+    if (event->region().contains(QPoint(width() / 2, 1)))
+        QMetaObject::invokeMethod(this, &HUDBorderlessWindow::lookForCompositor, Qt::QueuedConnection);
+}
+
+void HUDBorderlessWindow::resizeEvent(QResizeEvent*)
+{
+    applyMask();
+}
+
+void HUDBorderlessWindow::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton)
+        return;
+    m_initialLocation = pos();
+    if (!windowHandle() || !windowHandle()->startSystemMove())
+        m_grabbedAt = event->globalPosition().toPoint();
+}
+
+void HUDBorderlessWindow::mouseMoveEvent(QMouseEvent* event)
+{
+    if (m_grabbedAt)
+        move(m_initialLocation + event->globalPosition().toPoint() - *m_grabbedAt);
+}
+
+void HUDBorderlessWindow::mouseReleaseEvent(QMouseEvent*)
+{
+    m_grabbedAt.reset();
+}
+
+void HUDBorderlessWindow::lookForCompositor()
+{
+    const bool translucent = platform::isScreenComposited();
+    if (translucent == std::exchange(m_translucent, translucent))
+        return;
+    applyMask();
+    update();
+}
+
+void HUDBorderlessWindow::applyMask()
+{
+    if (m_translucent) {
+        clearMask();
+        return;
+    }
+    QBitmap shape(size());
+    shape.clear();
+    QPainter painter(&shape);
+    painter.setBrush(Qt::color1);
+    painter.setPen(Qt::NoPen);
+    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+    painter.end();
+    setMask(shape);
+}
+
+HUDBorderlessView::HUDBorderlessView(QWidget* parent) : QWidget(parent)
+{
+    setFixedWidth(static_cast<int>(topImage().size().width()));
+}
+
+QSize HUDBorderlessView::minimumSizeHint() const
+{
+    const QSizeF size = topImage().size();
+    return {static_cast<int>(size.width()), static_cast<int>(size.height() + bottomImage().size().height())};
+}
+
+void HUDBorderlessView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    // What lies below shows through translucent pictures only where the panel itself does.
+    const auto* panel = qobject_cast<const HUDBorderlessWindow*>(window());
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(rect(), panel && panel->isTranslucent() ? QColor(Qt::transparent) : QColor(0x22, 0x24, 0x27));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+
+    const QSizeF top = topImage().size();
+    const QSizeF bottom = bottomImage().size();
+    const double bottomEdge = height() - bottom.height();
+    bottomImage().draw(painter, QRectF(QPointF(0, bottomEdge), bottom));
+    topImage().draw(painter, QRectF(QPointF(0, 0), top));
+    midImage().draw(painter, QRectF(QPointF(0, top.height()), QPointF(width(), bottomEdge)));
+}
+
+} // namespace skin

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "skin/FocusRing.h"
+#include "skin/Image.h"
+
+#include <QAbstractButton>
+
+namespace skin {
+
+/// A button that is a picture: no frame and no title. Give it an accessible name that says what it does.
+class ImageButton : public QAbstractButton
+{
+    Q_OBJECT
+public:
+    /// `alternate` is shown while it is held down.
+    ImageButton(Image normal, Image alternate, QWidget* parent = nullptr);
+
+    void setImages(Image normal, Image alternate);
+    /// The picture that the present state shows.
+    Image shownImage() const { return isDown() ? m_alternate : m_normal; }
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    Image m_normal;
+    Image m_alternate;
+    FocusRing m_ring;
+};
+
+/// Starts the timer of a row.
+class QuillonTimesheetButtonCell final : public ImageButton
+{
+    Q_OBJECT
+public:
+    explicit QuillonTimesheetButtonCell(QWidget* parent = nullptr);
+};
+
+/// Opens the hours for typing: a pencil.
+class QuillonEditHoursButtonCell final : public ImageButton
+{
+    Q_OBJECT
+public:
+    explicit QuillonEditHoursButtonCell(QWidget* parent = nullptr);
+};
+
+/// Adds one more: a plus sign.
+class QuillonAddOneButtonCell final : public ImageButton
+{
+    Q_OBJECT
+public:
+    explicit QuillonAddOneButtonCell(QWidget* parent = nullptr);
+};
+
+} // namespace skin

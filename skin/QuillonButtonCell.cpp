@@ -1,0 +1,135 @@
+#include "skin/QuillonButtonCell.h"
+
+#include "skin/ColorHex.h"
+#include "skin/Fonts.h"
+#include "skin/Parts.h"
+
+#include <QEvent>
+#include <QFocusEvent>
+#include <QFontMetricsF>
+#include <QPainter>
+
+#include <cmath>
+#include <string>
+
+using namespace Qt::StringLiterals;
+
+namespace skin {
+namespace {
+
+constexpr qreal cornerRadius = 5;
+constexpr int titleMargin = 14;
+constexpr int leastWidth = 76;
+
+} // namespace
+
+QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent)
+    : QPushButton(title, parent), m_ring(*this, cornerRadius)
+{
+    setFont(interfaceFont(12, QFont::DemiBold));
+    setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
+    setAttribute(Qt::WA_Hover);
+}
+
+bool QuillonButtonCell::isCancelButton() const
+{
+    return text() == "Cancel"_L1;
+}
+
+QColor QuillonButtonCell::textColor() const
+{
+    return isDown() || isSubmitButton() ? QColor(Qt::white) : colorFromHexRGB(u"444444"_s);
+}
+
+std::string_view QuillonButtonCell::imagePrefix() const
+{
+    if (isDown())
+        return "btn-tw-active-";
+    return isCancelButton() ? "btn-tw-cancel-" : "btn-tw-submit-";
+}
+
+Image QuillonButtonCell::part(std::string_view which) const
+{
+    return imageNamed(std::string(imagePrefix()).append(which).append(".png"));
+}
+
+void QuillonButtonCell::drawBezelWithFrame(QPainter& painter, const QRectF& frame) const
+{
+    drawThreePartImage(painter, frame, leftImage(), midImage(), rightImage());
+    if (isEnabled() && underMouse() && !isDown()) {
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(255, 255, 255, isCancelButton() ? 90 : 26));
+        painter.drawRoundedRect(frame.adjusted(1, 1, -1, -2), cornerRadius - 1, cornerRadius - 1);
+        painter.restore();
+    }
+}
+
+void QuillonButtonCell::drawTitle(QPainter& painter, const QString& title, const QRectF& frame) const
+{
+    const QFontMetricsF metrics(font());
+    const QString shown = metrics.elidedText(title, Qt::ElideRight, frame.width() - 12);
+    // The lowest point of the picture is its shadow.
+    const QRectF box = snapped(painter, frame.adjusted(0, 0, 0, -1));
+    const QPointF baseline(box.center().x() - metrics.horizontalAdvance(shown) / 2,
+                           box.center().y() + (metrics.ascent() - metrics.descent()) / 2);
+    painter.setFont(font());
+    if (shouldShadowText()) {
+        painter.setPen(QColor(0, 0, 0, isEnabled() ? 90 : 60));
+        painter.drawText(baseline - QPointF(0, 1), shown);
+    }
+    painter.setPen(textColor());
+    painter.drawText(baseline, shown);
+}
+
+QSize QuillonButtonCell::sizeHint() const
+{
+    const qreal title = QFontMetricsF(font()).horizontalAdvance(text());
+    const auto width = static_cast<int>(std::ceil(title)) + 2 * titleMargin;
+    return {std::max(leastWidth, width), static_cast<int>(leftImage().size().height())};
+}
+
+bool QuillonButtonCell::event(QEvent* event)
+{
+    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave)
+        update();
+    return QPushButton::event(event);
+}
+
+void QuillonButtonCell::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    if (!isEnabled() && !showsDisabledByImage())
+        painter.setOpacity(0.5);
+    drawBezelWithFrame(painter, rect());
+    drawTitle(painter, text(), rect());
+}
+
+void QuillonButtonCell::focusInEvent(QFocusEvent* event)
+{
+    QPushButton::focusInEvent(event);
+    m_ring.setShown(showsFocus(event->reason()));
+}
+
+void QuillonButtonCell::focusOutEvent(QFocusEvent* event)
+{
+    QPushButton::focusOutEvent(event);
+    m_ring.setShown(false);
+}
+
+QColor QuillonHUDButtonCell::textColor() const
+{
+    return QColor::fromRgbF(1, 1, 1, isEnabled() ? 1.0f : 0.4f);
+}
+
+std::string_view QuillonHUDButtonCell::imagePrefix() const
+{
+    if (!isEnabled())
+        return "btn-hud-cancel-";
+    if (isDown())
+        return "btn-hud-active-";
+    return isCancelButton() ? "btn-hud-cancel-" : "btn-hud-submit-";
+}
+
+} // namespace skin

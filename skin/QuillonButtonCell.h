@@ -1,0 +1,66 @@
+#pragma once
+
+#include "skin/FocusRing.h"
+#include "skin/Image.h"
+
+#include <QPushButton>
+
+namespace skin {
+
+/// A button of the timesheet skin. What it looks like follows from its state and title alone: one titled "Cancel" is
+/// quiet, any other submits.
+class QuillonButtonCell : public QPushButton
+{
+    Q_OBJECT
+public:
+    explicit QuillonButtonCell(const QString& title = {}, QWidget* parent = nullptr);
+
+    bool isCancelButton() const;
+    bool isSubmitButton() const { return !isCancelButton(); }
+    virtual bool shouldShadowText() const { return isSubmitButton(); }
+    virtual QColor textColor() const;
+    Image leftImage() const { return part("left"); }
+    Image midImage() const { return part("mid"); }
+    Image rightImage() const { return part("right"); }
+
+    /// The look without a title.
+    void drawBezelWithFrame(QPainter& painter, const QRectF& frame) const;
+    /// `title` in the middle of `frame`, elided where it does not fit.
+    void drawTitle(QPainter& painter, const QString& title, const QRectF& frame) const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    /// What the names of the three pictures begin with, such as "btn-tw-submit-".
+    virtual std::string_view imagePrefix() const;
+    /// Whether the state shows in the pictures; if not, a disabled button is drawn faint.
+    virtual bool showsDisabledByImage() const { return false; }
+
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    Image part(std::string_view which) const;
+
+    FocusRing m_ring;
+};
+
+/// The same in the dark skin.
+class QuillonHUDButtonCell final : public QuillonButtonCell
+{
+    Q_OBJECT
+public:
+    using QuillonButtonCell::QuillonButtonCell;
+
+    bool shouldShadowText() const override { return true; }
+    QColor textColor() const override;
+
+protected:
+    std::string_view imagePrefix() const override;
+    bool showsDisabledByImage() const override { return true; }
+};
+
+} // namespace skin

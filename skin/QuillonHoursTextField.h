@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QLineEdit>
+
+namespace skin {
+
+class QuillonHoursTextField;
+
+/// Is told when the hours field gets the keyboard focus.
+class HoursTextFieldDelegate
+{
+public:
+    virtual void quillonHoursDidBecomeFirstResponder(QuillonHoursTextField& field) = 0;
+
+protected:
+    ~HoursTextFieldDelegate() = default;
+};
+
+/// A field for hours that says when it gets the keyboard focus: first to its delegate, then to everybody.
+///
+/// A window that becomes active again, or a menu that closes, gives the focus back without a word.
+class QuillonHoursTextField final : public QLineEdit
+{
+    Q_OBJECT
+public:
+    using QLineEdit::QLineEdit;
+
+    /// Not owned; null for none.
+    void setDelegate(HoursTextFieldDelegate* delegate) { m_delegate = delegate; }
+
+    /// Takes the focus. The announcement is made whether it could or not; returns whether it has the focus now.
+    bool becomeFirstResponder();
+
+signals:
+    void didBecomeFirstResponder(skin::QuillonHoursTextField* field);
+
+protected:
+    void focusInEvent(QFocusEvent* event) override;
+
+private:
+    void announce();
+
+    HoursTextFieldDelegate* m_delegate = nullptr;
+    bool m_asked = false;
+};
+
+} // namespace skin

@@ -1,0 +1,40 @@
+#include "skin/QuillonTextFieldBackground.h"
+
+#include "skin/Parts.h"
+
+#include <QApplication>
+#include <QPainter>
+
+namespace skin {
+
+QuillonTextFieldBackground::QuillonTextFieldBackground(QWidget* parent) : QWidget(parent), m_ring(*this, 5)
+{
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { followFocus(now); });
+}
+
+void QuillonTextFieldBackground::setUseHUDBackground(bool useHUDBackground)
+{
+    m_useHUDBackground = useHUDBackground;
+    update();
+}
+
+void QuillonTextFieldBackground::setError(bool error)
+{
+    m_error = error;
+    update();
+}
+
+void QuillonTextFieldBackground::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    const char* prefix = !m_useHUDBackground ? "tw-tf" : m_error ? "hud-tf-error" : "hud-tf";
+    drawNinePartImage(painter, rect(), ninePartsNamed(prefix));
+}
+
+void QuillonTextFieldBackground::followFocus(QWidget* now)
+{
+    // A window that is not active any more has no focus, but the field keeps its place.
+    m_ring.setShown(now && isAncestorOf(now));
+}
+
+} // namespace skin

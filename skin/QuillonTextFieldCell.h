@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QLabel>
+
+namespace skin {
+
+/// A line of plain text in a window: elided where it does not fit, with all of it as the tool tip. Its colour is that
+/// of the palette's window text. A right click on it opens the context menu of what it lies on.
+class QuillonTextFieldCell final : public QLabel
+{
+    Q_OBJECT
+public:
+    enum class BackgroundStyle
+    {
+        Normal,
+        /// Set off from a light background by a light edge below the letters.
+        Raised
+    };
+
+    explicit QuillonTextFieldCell(QWidget* parent = nullptr);
+
+    void setBackgroundStyle(BackgroundStyle style);
+    void setTextColor(const QColor& color);
+    /// Whether the text does not fit at the present width.
+    bool isElided() const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+private:
+    /// Line breaks and other signs that are not to be seen become blanks.
+    QString line() const;
+
+    BackgroundStyle m_style = BackgroundStyle::Normal;
+};
+
+} // namespace skin

@@ -1,0 +1,95 @@
+#include "skin/Spinner.h"
+
+#include <QPainter>
+#include <QTimerEvent>
+#include <QWindow>
+
+#include <algorithm>
+
+namespace skin {
+namespace {
+
+constexpr int spokes = 12;
+constexpr int stepMs = 90;
+
+} // namespace
+
+Spinner::Spinner(Look look, QWidget* parent) : QWidget(parent), m_look(look)
+{
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAccessibleName(tr("Loading"));
+}
+
+void Spinner::startAnimation()
+{
+    m_animating = true;
+    turnWhileVisible();
+}
+
+void Spinner::stopAnimation()
+{
+    m_animating = false;
+    turnWhileVisible();
+}
+
+void Spinner::turnWhileVisible()
+{
+    if (m_animating && isVisible())
+        m_timer.start(stepMs, Qt::CoarseTimer, this);
+    else
+        m_timer.stop();
+    update();
+}
+
+void Spinner::timerEvent(QTimerEvent* event)
+{
+    if (event->timerId() != m_timer.timerId()) {
+        QWidget::timerEvent(event);
+        return;
+    }
+    m_step = (m_step + 1) % spokes;
+    update();
+}
+
+void Spinner::showEvent(QShowEvent*)
+{
+    turnWhileVisible();
+}
+
+void Spinner::hideEvent(QHideEvent*)
+{
+    m_timer.stop();
+}
+
+void Spinner::paintEvent(QPaintEvent*)
+{
+    if (!m_animating)
+        return;
+    QPainter painter(this);
+    drawSpinner(painter, rect(), m_step, m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white));
+}
+
+void drawSpinner(QPainter& painter, const QRectF& rect, int step, const QColor& color)
+{
+    const qreal size = std::min(rect.width(), rect.height());
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.translate(rect.center());
+    painter.scale(size / 16, size / 16);
+    for (int i = 0; i < spokes; ++i) {
+        // The spoke at `step` leads; those behind it fade.
+        const int behind = (step - i + spokes) % spokes;
+        QColor shade = color;
+        shade.setAlphaF(static_cast<float>(std::max(0.15, 1.0 - behind * 0.09)));
+        painter.setBrush(shade);
+        painter.save();
+        painter.rotate(30.0 * i);
+        painter.drawRoundedRect(QRectF(-0.8, -7.5, 1.6, 3.9), 0.8, 0.8);
+        painter.restore();
+    }
+    painter.restore();
+}
+
+} // namespace skin

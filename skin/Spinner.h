@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QBasicTimer>
+#include <QWidget>
+
+namespace skin {
+
+/// Says that something is under way and takes a while: twelve spokes that turn. Nothing is shown when it is stopped,
+/// and nothing costs time while it is out of sight.
+class Spinner final : public QWidget
+{
+    Q_OBJECT
+public:
+    enum class Look
+    {
+        /// For light backgrounds.
+        Dark,
+        /// For dark ones.
+        Light
+    };
+
+    explicit Spinner(Look look = Look::Dark, QWidget* parent = nullptr);
+
+    void startAnimation();
+    void stopAnimation();
+    bool isAnimating() const { return m_animating; }
+
+    QSize sizeHint() const override { return {16, 16}; }
+
+protected:
+    void timerEvent(QTimerEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void turnWhileVisible();
+
+    Look m_look;
+    bool m_animating = false;
+    int m_step = 0;
+    QBasicTimer m_timer;
+};
+
+/// Draws the spokes in the square in the middle of `rect`, turned by `step` of twelve.
+void drawSpinner(QPainter& painter, const QRectF& rect, int step, const QColor& color);
+
+} // namespace skin
