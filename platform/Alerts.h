@@ -15,17 +15,37 @@ struct Alert
     QStringList buttons;
     /// Pressed by Escape and by closing the alert. Negative: the last one.
     int escapeButton = -1;
+    /// Comes up while the person may be at something else: it lies on top without taking the keyboard from the window
+    /// that has it, and what is pressed in the instant in which it appears, or only wakes the screen, answers nothing.
+    bool unasked = false;
+    bool operator==(const Alert&) const = default;
+};
+
+/// Names an alert that was shown, also after it is gone.
+enum class AlertId : quint64
+{
 };
 
 /// Shows alerts one after another, application-modal, without a nested event loop. Main thread only.
 class AlertPresenter
 {
 public:
+    /// Instead of a button, for an alert that was dismissed.
+    static constexpr int Dismissed = -1;
+
     virtual ~AlertPresenter() = default;
 
     /// Queues the alert. `done` gets the index of the pressed button, once; it is not called when the program quits
     /// before.
-    virtual void show(const Alert& alert, std::function<void(int button)> done = {}) = 0;
+    virtual AlertId show(const Alert& alert, std::function<void(int button)> done = {}) = 0;
+
+    /// Puts other texts into an alert that is open or waits; the number of its buttons stays. Nothing happens to one
+    /// that is gone.
+    virtual void update(AlertId id, const Alert& alert) = 0;
+
+    /// Takes an alert down, or out of the queue; its `done` gets `Dismissed` within this call. Nothing happens to one
+    /// that is gone.
+    virtual void dismiss(AlertId id) = 0;
 };
 
 } // namespace platform

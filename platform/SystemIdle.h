@@ -1,5 +1,8 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
+
 namespace platform {
 
 /// How long nobody has touched the machine. Main thread only.
@@ -7,6 +10,10 @@ class SystemIdle
 {
 public:
     virtual ~SystemIdle() = default;
+
+    /// Time since the last key press or pointer move anywhere in the session, the machine's sleep included. Nothing
+    /// when it cannot be measured, or not now. Takes a fraction of a millisecond as a rule, half a second at most.
+    virtual std::optional<std::chrono::milliseconds> idleTime() = 0;
 };
 
 } // namespace platform

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <utility>
 
+#include <ctime>
+
 namespace platform {
 
 namespace {
@@ -23,11 +25,24 @@ private:
     QTimer m_timer;
 };
 
+TimeSource::Duration reading(clockid_t clock)
+{
+    timespec time{};
+    clock_gettime(clock, &time);
+    return std::chrono::duration_cast<TimeSource::Duration>(std::chrono::seconds(time.tv_sec) +
+                                                            std::chrono::nanoseconds(time.tv_nsec));
+}
+
 } // namespace
 
 TimeSource::TimePoint SystemTimeSource::now() const
 {
     return Clock::now();
+}
+
+TimeSource::Uptime SystemTimeSource::uptime() const
+{
+    return {reading(CLOCK_BOOTTIME), reading(CLOCK_MONOTONIC)};
 }
 
 bool SystemTimeSource::sleepFor(Duration duration, std::stop_token stop)

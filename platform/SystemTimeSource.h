@@ -9,6 +9,7 @@ class SystemTimeSource final : public TimeSource
 {
 public:
     TimePoint now() const override;
+    Uptime uptime() const override;
     bool sleepFor(Duration duration, std::stop_token stop) override;
     std::unique_ptr<Timer> repeat(Duration interval, std::function<void()> tick) override;
 };

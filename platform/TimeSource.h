@@ -5,13 +5,12 @@
 #include <memory>
 #include <stop_token>
 
-namespace platform
-{
+namespace platform {
 
 /// The clock, the waits and the repeating timers of one run of the program.
 ///
-/// `now` and `sleepFor` may be called from any thread, the rest from the main thread only. Tests use a manual source,
-/// in which minutes pass at once.
+/// `now`, `uptime` and `sleepFor` may be called from any thread, the rest from the main thread only. Tests use a manual
+/// source, in which minutes pass at once.
 class TimeSource
 {
 public:
@@ -26,9 +25,19 @@ public:
         virtual ~Timer() = default;
     };
 
+    /// How long the machine has been up. Never goes back, whatever happens to the clock on the wall.
+    struct Uptime
+    {
+        Duration total; ///< asleep and awake
+        Duration awake;
+    };
+
     virtual ~TimeSource() = default;
 
+    /// The clock on the wall: it may be put forward and back.
     virtual TimePoint now() const = 0;
+
+    virtual Uptime uptime() const = 0;
 
     /// Blocks the calling thread. False when `stop` ended the wait early.
     virtual bool sleepFor(Duration duration, std::stop_token stop) = 0;

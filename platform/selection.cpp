@@ -56,7 +56,10 @@ constexpr Candidate<Reachability> kReachabilities[] = {
 
 constexpr Candidate<AlertPresenter> kAlertPresenters[] = {
 #ifdef Q_OS_LINUX
-    {MessageBoxAlerts::available, plain<AlertPresenter, MessageBoxAlerts>},
+    {MessageBoxAlerts::available,
+     [](Environment& environment) -> std::unique_ptr<AlertPresenter> {
+         return std::make_unique<MessageBoxAlerts>(environment.time());
+     }},
 #endif
     {always, plain<AlertPresenter, NullAlerts>},
 };

@@ -6,6 +6,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <algorithm>
 #include <utility>
 
 namespace platform {
@@ -17,6 +18,8 @@ namespace {
 // A line of text as long as reads well.
 constexpr int kTextWidth = 340;
 constexpr int kIconSize = 64;
+// Somebody who types or clicks goes on for about as long before they see that something else has come up.
+constexpr TimeSource::Duration kInstant{700};
 
 QLabel* label(const QMessageBox& box, QLatin1StringView name)
 {
@@ -32,7 +35,7 @@ QString shortened(const QString& text)
 
 } // namespace
 
-MessageBoxAlerts::MessageBoxAlerts() = default;
+MessageBoxAlerts::MessageBoxAlerts(const TimeSource& time) : m_time(time) {}
 
 MessageBoxAlerts::~MessageBoxAlerts()
 {
@@ -44,11 +47,41 @@ bool MessageBoxAlerts::available()
     return qobject_cast<QApplication*>(QCoreApplication::instance());
 }
 
-void MessageBoxAlerts::show(const Alert& alert, std::function<void(int)> done)
+AlertId MessageBoxAlerts::show(const Alert& alert, std::function<void(int)> done)
 {
-    m_waiting.push_back({alert, std::move(done)});
+    const AlertId id{++m_shown};
+    m_waiting.push_back({id, alert, std::move(done)});
     if (!m_box)
         openNext();
+    return id;
+}
+
+void MessageBoxAlerts::update(AlertId id, const Alert& alert)
+{
+    for (Waiting& waiting : m_waiting) {
+        if (waiting.id != id || waiting.alert == alert)
+            continue;
+        waiting.alert = alert;
+        if (m_box && &waiting == &m_waiting.front())
+            putTexts();
+    }
+}
+
+void MessageBoxAlerts::dismiss(AlertId id)
+{
+    if (m_box && m_waiting.front().id == id) {
+        m_box->disconnect(this);
+        m_box->hide();
+        answered(Dismissed);
+        return;
+    }
+    const auto found = std::find_if(m_waiting.begin(), m_waiting.end(), [id](const Waiting& w) { return w.id == id; });
+    if (found == m_waiting.end())
+        return;
+    const auto done = std::move(found->done);
+    m_waiting.erase(found);
+    if (done)
+        done(Dismissed);
 }
 
 void MessageBoxAlerts::openNext()
@@ -63,8 +96,17 @@ void MessageBoxAlerts::openNext()
     m_box->setWindowModality(Qt::ApplicationModal);
     if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
         m_box->setIconPixmap(icon.pixmap(kIconSize));
-    m_box->setText(alert.title);
-    m_box->setInformativeText(shortened(alert.text));
+    const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        const auto role = i == 0                  ? QMessageBox::AcceptRole
+                          : i == texts.size() - 1 ? QMessageBox::RejectRole
+                                                  : QMessageBox::ActionRole;
+        m_buttons.append(m_box->addButton(texts[i], role));
+    }
+    m_box->setDefaultButton(static_cast<QPushButton*>(m_buttons.first()));
+    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
+    m_box->setEscapeButton(m_buttons[escapeButton()]);
+    putTexts();
     // Texts come from the service too: nothing in them is markup.
     for (const auto& name : {"qt_msgbox_label"_L1, "qt_msgbox_informativelabel"_L1}) {
         if (QLabel* text = label(*m_box, name))
@@ -77,37 +119,47 @@ void MessageBoxAlerts::openNext()
         title->setMinimumWidth(kTextWidth);
     }
 
-    const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
-    for (qsizetype i = 0; i < texts.size(); ++i) {
-        const auto role = i == 0                  ? QMessageBox::AcceptRole
-                          : i == texts.size() - 1 ? QMessageBox::RejectRole
-                                                  : QMessageBox::ActionRole;
-        QPushButton* button = m_box->addButton(QString(texts[i]).replace(u'&', "&&"_L1), role);
-        m_buttons.append(button);
-        if (i == 0)
-            m_box->setDefaultButton(button);
-    }
-    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
-    m_box->setEscapeButton(m_buttons[escapeButton()]);
     connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
+    if (alert.unasked) {
+        m_box->setWindowFlag(Qt::WindowStaysOnTopHint);
+        m_box->setAttribute(Qt::WA_ShowWithoutActivating);
+    }
+    m_listensAt = m_time.uptime().total + kInstant;
+    m_noticed = false;
     // Not open(): it would block the box's parent alone, and there is none.
     m_box->show();
     m_box->raise();
-    m_box->activateWindow();
+    if (alert.unasked)
+        QApplication::alert(m_box.get());
+    else
+        m_box->activateWindow();
+}
+
+void MessageBoxAlerts::putTexts()
+{
+    const Alert& alert = m_waiting.front().alert;
+    for (qsizetype i = 0; i < std::min(alert.buttons.size(), m_buttons.size()); ++i)
+        m_buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
+    m_box->setText(alert.title);
+    m_box->setInformativeText(shortened(alert.text));
 }
 
 void MessageBoxAlerts::finished()
 {
     // A closed box names its button too late to be seen here.
     const auto clicked = m_buttons.indexOf(m_box->clickedButton());
-    const auto pressed = clicked >= 0 ? clicked : escapeButton();
-    const Waiting answered = std::move(m_waiting.front());
+    answered(static_cast<int>(clicked >= 0 ? clicked : escapeButton()));
+}
+
+void MessageBoxAlerts::answered(int button)
+{
+    const auto done = std::move(m_waiting.front().done);
     m_waiting.pop_front();
-    // It is inside its own signal.
+    // It may be inside its own signal.
     m_box.release()->deleteLater();
     takenDown();
-    if (answered.done)
-        answered.done(static_cast<int>(pressed));
+    if (done)
+        done(button);
     if (!m_box)
         openNext();
 }
@@ -124,10 +176,39 @@ void MessageBoxAlerts::takenDown()
     qApp->removeEventFilter(this);
 }
 
+bool MessageBoxAlerts::isTooEarly(const QEvent& event)
+{
+    const auto now = m_time.uptime().total;
+    const bool early = now < m_listensAt;
+    switch (event.type()) {
+    case QEvent::WindowActivate:
+        // Right after it came up: the desktop's doing. Later: the person's.
+        m_noticed = m_noticed || !early;
+        m_listensAt = now + kInstant;
+        return false;
+    case QEvent::MouseButtonPress:
+        m_noticed = m_noticed || !early;
+        return early;
+    case QEvent::KeyPress: {
+        // The first one may be there to wake the screen.
+        const bool meant = m_noticed && !early;
+        if (!meant)
+            m_listensAt = now + kInstant;
+        m_noticed = true;
+        return !meant;
+    }
+    default:
+        return false;
+    }
+}
+
 bool MessageBoxAlerts::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == qApp && event->type() == QEvent::Quit)
         dropAll();
+    else if (m_box && m_waiting.front().alert.unasked && watched->isWidgetType() &&
+             static_cast<QWidget*>(watched)->window() == m_box.get())
+        return isTooEarly(*event);
     return false;
 }
 

@@ -35,7 +35,9 @@ public:
 class NullAlerts final : public AlertPresenter
 {
 public:
-    void show(const Alert&, std::function<void(int)>) override {}
+    AlertId show(const Alert&, std::function<void(int)>) override { return {}; }
+    void update(AlertId, const Alert&) override {}
+    void dismiss(AlertId) override {}
 };
 
 class NullDesktop final : public Desktop
@@ -81,10 +83,14 @@ public:
 
 class NullSystemIdle final : public SystemIdle
 {
+public:
+    std::optional<std::chrono::milliseconds> idleTime() override { return std::nullopt; }
 };
 
 class NullSleepMonitor final : public SleepMonitor
 {
+public:
+    std::unique_ptr<Watch> watch(std::function<void()>, std::function<void()>) override { return nullptr; }
 };
 
 /// Keeps the length, shows nothing.

@@ -2,6 +2,7 @@
 #include "platform/SystemEnvironment.h"
 #include "platform/UpdateFeed.h"
 #include "platform/linux/MessageBoxAlerts.h"
+#include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
 #include <QLabel>
@@ -48,11 +49,14 @@ private slots:
     void longTextsFitTheScreen();
     void quitTakesAlertsDown();
     void checkWithoutAFeedSaysSo();
+
+private:
+    support::ManualTimeSource m_time;
 };
 
 void AlertsTest::oneAfterAnother()
 {
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     QStringList said;
     alerts.show({u"One"_s, {}, {u"OK"_s}}, [&](int) {
         said << u"one"_s;
@@ -83,7 +87,7 @@ void AlertsTest::answers()
 {
     QFETCH(int, key);
     QFETCH(QString, click);
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     QList<int> answers;
     alerts.show(kIdle, [&](int button) { answers << button; });
     QMessageBox* box = openBox();
@@ -104,7 +108,7 @@ void AlertsTest::answers()
 
 void AlertsTest::escapeButton()
 {
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     QList<int> answers;
     platform::Alert alert = kIdle;
     alert.escapeButton = 0;
@@ -126,7 +130,7 @@ void AlertsTest::keepsTheOtherWindowsWaiting()
     other.show();
     QVERIFY(QTest::qWaitForWindowExposed(&other));
     const auto click = [&] { QTest::mouseClick(other.windowHandle(), Qt::LeftButton, {}, other.rect().center()); };
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     alerts.show(kIdle, {});
     QVERIFY(openBox() && QTest::qWaitForWindowActive(openBox()));
     click();
@@ -138,7 +142,7 @@ void AlertsTest::keepsTheOtherWindowsWaiting()
 
 void AlertsTest::textsArePlain()
 {
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     alerts.show(kIdle, {});
     int plain = 0;
     for (const QLabel* label : openBox()->findChildren<QLabel*>()) {
@@ -151,7 +155,7 @@ void AlertsTest::textsArePlain()
 
 void AlertsTest::longTextsFitTheScreen()
 {
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     alerts.show({u"Timer Failed"_s, u"Why, oh why? "_s.repeated(100000), {u"OK"_s}}, {});
     QTRY_VERIFY(openBox());
     QVERIFY(openBox()->height() < openBox()->screen()->availableGeometry().height());
@@ -159,7 +163,7 @@ void AlertsTest::longTextsFitTheScreen()
 
 void AlertsTest::quitTakesAlertsDown()
 {
-    platform::MessageBoxAlerts alerts;
+    platform::MessageBoxAlerts alerts(m_time);
     bool answered = false;
     alerts.show(kIdle, [&](int) { answered = true; });
     alerts.show(kIdle, [&](int) { answered = true; });

@@ -41,12 +41,20 @@ ManualTimeSource::TimePoint ManualTimeSource::now() const
     return m_now;
 }
 
+ManualTimeSource::Uptime ManualTimeSource::uptime() const
+{
+    const std::lock_guard lock(m_mutex);
+    const Duration awake = std::chrono::hours(24) + m_elapsed + m_waited;
+    return {awake + m_suspended, awake};
+}
+
 bool ManualTimeSource::sleepFor(Duration duration, std::stop_token stop)
 {
     std::unique_lock lock(m_mutex);
     m_sleeps.push_back(duration);
     if (!m_block) {
         m_now += duration;
+        m_waited += duration;
         return !stop.stop_requested();
     }
     const Duration due = m_elapsed + duration;
@@ -90,6 +98,13 @@ void ManualTimeSource::advance(Duration duration)
         lock.lock();
     }
     goTo(std::max(end, m_elapsed));
+}
+
+void ManualTimeSource::suspend(Duration duration)
+{
+    const std::lock_guard lock(m_mutex);
+    m_now += duration;
+    m_suspended += duration;
 }
 
 void ManualTimeSource::blockSleeps(bool block)

@@ -17,6 +17,8 @@ public:
     ~ManualTimeSource() override;
 
     TimePoint now() const override;
+    /// Up since a day before this source was made.
+    Uptime uptime() const override;
 
     /// Notes the wait, lets the clock go on by it and returns at once; timers stay as they are. After `blockSleeps`:
     /// waits until the clock has been advanced that far.
@@ -28,6 +30,9 @@ public:
 
     /// Lets time pass: fires the timers that fall due on the way, in order, each at its own time, and ends sleeps.
     void advance(Duration duration);
+
+    /// The machine sleeps: only the clocks go on. Timers fall due later by as much.
+    void suspend(Duration duration);
 
     void blockSleeps(bool block = true);
 
@@ -44,6 +49,8 @@ private:
     std::condition_variable_any m_passed;
     TimePoint m_now;
     Duration m_elapsed{};
+    Duration m_waited{}; ///< in sleeps that returned at once
+    Duration m_suspended{};
     std::vector<Duration> m_sleeps;
     std::vector<ManualTimer*> m_timers;
     int m_sleeping = 0;

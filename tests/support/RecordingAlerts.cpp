@@ -2,20 +2,54 @@
 
 #include "platform/Run.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace support {
 
-void RecordingAlerts::show(const platform::Alert& alert, std::function<void(int)> done)
+platform::AlertId RecordingAlerts::show(const platform::Alert& alert, std::function<void(int)> done)
 {
-    m_queue.emplace_back(alert, std::move(done));
+    const platform::AlertId id{++m_shown};
+    m_queue.push_back({id, alert, std::move(done)});
     if (m_queue.size() == 1)
         openNext();
+    return id;
+}
+
+void RecordingAlerts::update(platform::AlertId id, const platform::Alert& alert)
+{
+    for (Waiting& waiting : m_queue) {
+        if (waiting.id == id)
+            waiting.alert = alert;
+    }
+}
+
+void RecordingAlerts::dismiss(platform::AlertId id)
+{
+    if (isOpen() && m_queue.front().id == id) {
+        answered(Dismissed);
+        return;
+    }
+    const auto found = std::find_if(m_queue.begin(), m_queue.end(), [id](const Waiting& w) { return w.id == id; });
+    if (found == m_queue.end())
+        return;
+    const auto done = std::move(found->done);
+    m_queue.erase(found);
+    if (done)
+        done(Dismissed);
 }
 
 bool RecordingAlerts::press(int button)
 {
     if (!isOpen())
         return false;
-    const auto done = std::move(m_queue.front().second);
+    answered(button);
+    return true;
+}
+
+void RecordingAlerts::answered(int button)
+{
+    const auto done = std::move(m_queue.front().done);
     m_queue.pop_front();
     m_open = false;
     if (done)
@@ -23,16 +57,15 @@ bool RecordingAlerts::press(int button)
     // What `done` showed may be up already.
     if (!m_open && !m_queue.empty())
         openNext();
-    return true;
 }
 
 void RecordingAlerts::openNext()
 {
     m_open = true;
-    shown.push_back(m_queue.front().first);
+    shown.push_back(m_queue.front().alert);
     platform::Run::current().postToMain([this] {
         if (whileOpen && isOpen())
-            whileOpen(m_queue.front().first);
+            whileOpen(m_queue.front().alert);
         if (answer && isOpen())
             press(*answer);
     });

@@ -4,7 +4,6 @@
 
 #include <deque>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace support {
@@ -13,13 +12,20 @@ namespace support {
 class RecordingAlerts final : public platform::AlertPresenter
 {
 public:
-    void show(const platform::Alert& alert, std::function<void(int)> done) override;
+    platform::AlertId show(const platform::Alert& alert, std::function<void(int)> done) override;
+    void update(platform::AlertId id, const platform::Alert& alert) override;
+    void dismiss(platform::AlertId id) override;
 
     /// Presses a button of the alert that is open. False when none is.
     bool press(int button);
     bool isOpen() const { return !m_queue.empty() && m_open; }
+    /// What the alert that is open says by now.
+    std::optional<platform::Alert> open() const
+    {
+        return isOpen() ? std::optional(m_queue.front().alert) : std::nullopt;
+    }
 
-    /// All alerts that have come up so far.
+    /// All alerts that have come up so far, as they came up.
     std::vector<platform::Alert> shown;
     /// The button that is pressed at once on every alert; nothing = the alert stays until `press`.
     std::optional<int> answer = 0;
@@ -27,9 +33,18 @@ public:
     std::function<void(const platform::Alert&)> whileOpen;
 
 private:
-    void openNext();
+    struct Waiting
+    {
+        platform::AlertId id;
+        platform::Alert alert;
+        std::function<void(int)> done;
+    };
 
-    std::deque<std::pair<platform::Alert, std::function<void(int)>>> m_queue;
+    void openNext();
+    void answered(int button);
+
+    std::deque<Waiting> m_queue;
+    quint64 m_shown = 0;
     bool m_open = false;
 };
 

@@ -33,8 +33,8 @@ TestEnvironment::TestEnvironment()
 TestRun::TestRun(std::unique_ptr<TestEnvironment> made)
     : environment(*made), time(made->clock), secrets(made->secrets), network(made->network),
       alerts(made->alertPresenter), desktop(made->desktopServices), updates(made->updates), hotKeys(made->keys),
-      loginItems(made->login), statusItem(made->item), info(made->information), folders(made->folders),
-      run(std::move(made))
+      loginItems(made->login), idle(made->idle), sleep(made->sleep), statusItem(made->item), info(made->information),
+      folders(made->folders), run(std::move(made))
 {
 }
 

@@ -8,11 +8,11 @@
 #include "RecordingAlerts.h"
 #include "RecordingDesktop.h"
 #include "RecordingHotKeys.h"
+#include "ScriptedIdle.h"
+#include "ScriptedSleep.h"
 
 #include "platform/InfoDictionary.h"
 #include "platform/Run.h"
-#include "platform/SleepMonitor.h"
-#include "platform/SystemIdle.h"
 
 #include <QByteArray>
 #include <QTemporaryDir>
@@ -69,8 +69,8 @@ public:
     RecordingUpdateFeed updates;
     RecordingHotKeys keys;
     MemoryLoginItems login;
-    platform::SystemIdle idle;
-    platform::SleepMonitor sleep;
+    ScriptedIdle idle{clock};
+    ScriptedSleep sleep{clock};
     MemoryStatusItem item;
 };
 
@@ -93,6 +93,8 @@ public:
     RecordingUpdateFeed& updates;
     RecordingHotKeys& hotKeys;
     MemoryLoginItems& loginItems;
+    ScriptedIdle& idle;
+    ScriptedSleep& sleep;
     MemoryStatusItem& statusItem;
     platform::InfoDictionary& info;
     TemporaryFolders& folders;
