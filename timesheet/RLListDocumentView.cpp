@@ -1,7 +1,6 @@
 #include "timesheet/RLListDocumentView.h"
 
 #include "timesheet/RLListView.h"
-#include "timesheet/RLListViewCell.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -16,8 +15,6 @@ void RLListDocumentView::setDropHighlight(RLDropHighlight highlight)
         return;
     m_dropHighlight = highlight;
     update();
-    for (RLListViewCell* cell : m_listView.visibleCells())
-        cell->update();
 }
 
 void RLListDocumentView::drawDropHighlight(QPainter& painter) const
@@ -37,10 +34,17 @@ void RLListDocumentView::drawDropHighlight(QPainter& painter) const
     painter.fillRect(QRectF(0, below, width(), 2), strong);
 }
 
+void RLListDocumentView::drawFocusMark(QPainter& painter, const QRect& rect) const
+{
+    constexpr int thickness = 3;
+    painter.fillRect(QRect(rect.left(), rect.top(), thickness, rect.height()), palette().color(QPalette::Highlight));
+}
+
 void RLListDocumentView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    m_listView.drawFocus(painter, rect());
+    if (m_listView.marksFocus() && m_listView.selectedRows().empty())
+        drawFocusMark(painter, rect());
     drawDropHighlight(painter);
 }
 

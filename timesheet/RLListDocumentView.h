@@ -21,8 +21,10 @@ public:
     void setDropHighlight(RLDropHighlight highlight);
     RLDropHighlight dropHighlight() const { return m_dropHighlight; }
 
-    /// Draws the highlight in this widget's coordinates. Cells cover the document: each draws its part.
+    /// Draws the drop highlight in this widget's coordinates. Cells cover the document, so each draws its part.
     void drawDropHighlight(QPainter& painter) const;
+    /// Draws the mark of the keyboard focus along the left edge of `rect`.
+    void drawFocusMark(QPainter& painter, const QRect& rect) const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -30,7 +30,7 @@ void RLListScroller::place(const QRect& track)
     const int length = qBound(shortestThumb, qRound(m_track.height() * shown), m_track.height());
     const double gone = double(m_bar.value() - m_bar.minimum()) / range;
     const int top = m_track.top() + qRound((m_track.height() - length) * gone);
-    setGeometry(m_track.right() + 1 - width, top, width, length);
+    setGeometry(m_track.right() + 1 - breadth, top, breadth, length);
     show();
 }
 
@@ -44,8 +44,7 @@ void RLListScroller::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
-    painter.drawRoundedRect(QRectF(QWidget::width() - margin - thickness, 0, thickness, height()), thickness / 2,
-                            thickness / 2);
+    painter.drawRoundedRect(QRectF(breadth - margin - thickness, 0, thickness, height()), thickness / 2, thickness / 2);
 }
 
 void RLListScroller::mousePressEvent(QMouseEvent* event)

@@ -16,7 +16,7 @@ class RLListScroller final : public QWidget
 {
     Q_OBJECT
 public:
-    static constexpr int width = 10;
+    static constexpr int breadth = 10;
 
     /// `bar` must outlive the scroller.
     RLListScroller(QScrollBar& bar, QWidget& parent);

@@ -47,7 +47,11 @@ RLListView::RLListView(QWidget* parent)
     m_scroller->raise();
 }
 
-RLListView::~RLListView() = default;
+RLListView::~RLListView()
+{
+    // They tell the list that they go, so they go while it is still one.
+    qDeleteAll(m_documentView->findChildren<RLListViewCell*>());
+}
 
 void RLListView::setDelegate(RLListViewDelegate* delegate)
 {
@@ -232,8 +236,14 @@ RLListViewCell* RLListView::addCell(int row)
 
 void RLListView::layoutCell(RLListViewCell& cell, int row)
 {
-    if (cell.parentWidget() != m_documentView)
+    if (cell.parentWidget() != m_documentView) {
         cell.setParent(m_documentView);
+        // The tab key would go through the cells in the order in which they were made.
+        for (QWidget* child : cell.findChildren<QWidget*>()) {
+            if (child->focusPolicy() & Qt::TabFocus)
+                child->setFocusPolicy(Qt::ClickFocus);
+        }
+    }
     if (cell.row() != row) {
         // Space must not press the button of a row that only came to be under the finger.
         takeFocusFrom(cell);
@@ -245,12 +255,17 @@ void RLListView::layoutCell(RLListViewCell& cell, int row)
     cell.show();
 }
 
+void RLListView::frameCells()
+{
+    for (RLListViewCell* cell : m_visibleCells)
+        cell->setGeometry(frameOfRow(cell->row()));
+}
+
 void RLListView::layoutCells()
 {
-    for (RLListViewCell* cell : visibleCells()) {
-        cell->setGeometry(frameOfRow(cell->row()));
+    frameCells();
+    for (RLListViewCell* cell : visibleCells())
         cell->layoutSubviews();
-    }
     updateDocumentSize();
 }
 
@@ -319,16 +334,30 @@ void RLListView::scrollRowToVisible(int row)
         scrollToRow(row);
 }
 
+bool RLListView::viewportEvent(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::Paint:
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+        // The document view's own.
+        return false;
+    default:
+        return QAbstractScrollArea::viewportEvent(event);
+    }
+}
+
 void RLListView::scrollContentsBy(int, int dy)
 {
     const bool partly = std::abs(dy) < viewport()->height();
-    if (partly) {
-        // Moves the cells together with what they have drawn.
+    // Moves the cells together with what they have drawn.
+    if (partly)
         viewport()->scroll(0, dy);
-    }
     updateCells();
-    if (!partly || m_documentView->dropHighlight() != RLDropHighlight::None)
-        layoutCells();
+    if (!partly)
+        frameCells();
+    if (m_documentView->dropHighlight() != RLDropHighlight::None)
+        m_documentView->update();
     m_scroller->place(viewport()->geometry());
 }
 
@@ -390,18 +419,17 @@ int RLListView::currentRow() const
 
 void RLListView::selectRowIndexes(const std::set<int>& rows, bool byExtendingSelection)
 {
-    std::set<int> redisplayed = m_selectedRows;
-    if (!byExtendingSelection)
-        m_selectedRows.clear();
-    std::ranges::copy_if(rows, std::inserter(m_selectedRows, m_selectedRows.end()),
-                         [this](int row) { return hasRow(row); });
-    if (!rows.empty())
-        m_lastSelectedRow = *rows.rbegin();
+    std::set<int> selected = byExtendingSelection ? m_selectedRows : std::set<int>();
+    for (const int row : rows) {
+        if (hasRow(row))
+            m_lastSelectedRow = *selected.insert(row).first;
+    }
+    std::set<int> redisplayed = std::exchange(m_selectedRows, std::move(selected));
     redisplayed.insert(m_selectedRows.begin(), m_selectedRows.end());
     selectionChanged(redisplayed);
 }
 
-void RLListView::deselectRowIndexes(const std::set<int>& rows)
+void RLListView::deselectRowIndexes(std::set<int> rows)
 {
     for (const int row : rows)
         m_selectedRows.erase(row);
@@ -430,8 +458,9 @@ void RLListView::selectionChanged(const std::set<int>& redisplayed)
 {
     for (RLListViewCell* cell : visibleCellsForRowIndexes(redisplayed))
         cell->update();
-    if (m_showsFocus)
-        updateFocusMark();
+    // Without a selection all of the list is marked.
+    if (marksFocus())
+        m_documentView->update();
     tellAssistiveTechnology(redisplayed);
     if (m_delegate)
         m_delegate->selectionDidChange(*this);
@@ -474,15 +503,18 @@ void RLListView::handleMouseDown(const QMouseEvent* event, RLListViewCell& inCel
 
     const bool modified = !event || event->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier);
     const bool selected = m_selectedRows.contains(row);
-    const bool only = selected && m_selectedRows.size() == 1;
-    if (modified && selected && (m_allowsMultipleSelection || only)) {
+    const bool only = selectedRow() == row;
+    if (!m_allowsMultipleSelection) {
+        if (modified && selected && m_allowsEmptySelection)
+            deselectRowIndexes({row});
+        else
+            setSelectedRow(row);
+    } else if (modified && !selected) {
+        selectRowIndexes({row}, true);
+    } else if (modified) {
         if (!only || m_allowsEmptySelection)
             deselectRowIndexes({row});
-        else if (!m_allowsMultipleSelection)
-            setSelectedRow(row);
-    } else if (modified && m_allowsMultipleSelection) {
-        selectRowIndexes({row}, true);
-    } else if (!only || !m_allowsMultipleSelection) {
+    } else if (!only) {
         setSelectedRow(row);
     }
 }
@@ -553,10 +585,10 @@ void RLListView::keyPressEvent(QKeyEvent* event)
         moveByPage(1);
         break;
     case Qt::Key_Home:
-        moveTo(0);
+        moveToEdge(0, 0);
         break;
     case Qt::Key_End:
-        moveTo(m_numberOfRows - 1);
+        moveToEdge(m_numberOfRows - 1, verticalScrollBar()->maximum());
         break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
@@ -567,7 +599,10 @@ void RLListView::keyPressEvent(QKeyEvent* event)
         event->ignore();
         return;
     }
-    setShowsFocus(hasFocus());
+    if (!m_showsFocus) {
+        m_showsFocus = true;
+        m_documentView->update();
+    }
 }
 
 void RLListView::moveUp()
@@ -588,12 +623,12 @@ void RLListView::moveDown()
     scrollRowToVisible(row);
 }
 
-void RLListView::moveTo(int row)
+void RLListView::moveToEdge(int row, int offset)
 {
     if (!hasRow(row))
         return;
     setSelectedRow(row);
-    revealRow(row);
+    setScrollOffset(offset);
 }
 
 void RLListView::moveByPage(int direction)
@@ -606,7 +641,8 @@ void RLListView::moveByPage(int direction)
     const int row =
         std::clamp(direction > 0 ? std::max(there, from + 1) : std::min(there, from - 1), 0, m_numberOfRows - 1);
     setScrollOffset(scrollOffset() + rounded(rectOfRow(row).top() - rectOfRow(from).top()));
-    moveTo(row);
+    setSelectedRow(row);
+    revealRow(row);
 }
 
 int RLListView::firstWholeRow() const
@@ -632,54 +668,35 @@ void RLListView::focusInEvent(QFocusEvent* event)
 {
     QAbstractScrollArea::focusInEvent(event);
     const Qt::FocusReason reason = event->reason();
-    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
-        setShowsFocus(reason != Qt::MouseFocusReason && reason != Qt::OtherFocusReason);
+    // Other reasons say nothing about how the person works: they leave it as it was.
+    if (reason == Qt::MouseFocusReason)
+        m_showsFocus = false;
+    else if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason)
+        m_showsFocus = true;
+    m_documentView->update();
     tellFocus();
 }
 
 void RLListView::focusOutEvent(QFocusEvent* event)
 {
     QAbstractScrollArea::focusOutEvent(event);
-    updateFocusMark();
-}
-
-void RLListView::setShowsFocus(bool shows)
-{
-    m_showsFocus = shows;
-    updateFocusMark();
-}
-
-void RLListView::updateFocusMark()
-{
     m_documentView->update();
-    for (RLListViewCell* cell : m_visibleCells)
-        cell->update();
 }
 
-void RLListView::drawFocus(QPainter& painter, const QRect& rect) const
+bool RLListView::marksFocus() const
 {
-    if (m_showsFocus && hasFocus())
-        painter.fillRect(QRect(rect.left(), rect.top(), 3, rect.height()), palette().color(QPalette::Highlight));
+    return m_showsFocus && hasFocus();
 }
 
 bool RLListView::focusNextPrevChild(bool next)
 {
-    // Not into the cells: which button would come first is up to their reuse.
-    const QWidget* from = QApplication::focusWidget();
-    if (!from || !isAncestorOf(from))
-        from = this;
-    const auto step = [next](const QWidget* widget) {
-        return next ? widget->nextInFocusChain() : widget->previousInFocusChain();
-    };
-    for (QWidget* widget = step(from); widget != from; widget = step(widget)) {
-        const bool takesTab = (widget->focusPolicy() & Qt::TabFocus) == Qt::TabFocus && !widget->focusProxy();
-        if (takesTab && widget->isEnabled() && widget->isVisible() && widget->window() == window() &&
-            !widget->isWindow() && !isAncestorOf(widget)) {
-            widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    // From a row's button as from the list; only then is it known what comes next.
+    if (!hasFocus()) {
+        setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+        if (!next)
             return true;
-        }
     }
-    return false;
+    return QAbstractScrollArea::focusNextPrevChild(next);
 }
 
 } // namespace timesheet

@@ -99,8 +99,8 @@ public:
     void setSelectedRows(const std::set<int>& rows) { selectRowIndexes(rows); }
     /// Rows that are not there are left out.
     void selectRowIndexes(const std::set<int>& rows, bool byExtendingSelection = false);
-    void deselectRowIndexes(const std::set<int>& rows);
-    void deselectRows() { deselectRowIndexes(std::set<int>(m_selectedRows)); }
+    void deselectRowIndexes(std::set<int> rows);
+    void deselectRows() { deselectRowIndexes(m_selectedRows); }
     /// Nothing happens unless several rows may be selected.
     void selectAll();
     void deselectAll() { selectRowIndexes({}); }
@@ -139,8 +139,8 @@ public:
 
     /// The selected row that keys and menus are about: of several the one selected last; -1 without a selection.
     int currentRow() const;
-    /// Draws the mark of the keyboard focus into `rect`, if the focus is here and came by the keyboard.
-    void drawFocus(QPainter& painter, const QRect& rect) const;
+    /// Whether the keyboard focus is here and is to be seen because the person works with the keyboard.
+    bool marksFocus() const;
 
 signals:
     /// After every change of the selection.
@@ -150,6 +150,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
@@ -168,20 +169,19 @@ private:
 
     RLListViewCell* addCell(int row);
     void layoutCell(RLListViewCell& cell, int row);
+    void frameCells();
     void retireCell(RLListViewCell& cell);
     void retireVisibleCells();
     void hideRetiredCells();
     void forgetCell(RLListViewCell& cell);
 
     void selectionChanged(const std::set<int>& redisplayed);
-    void moveTo(int row);
+    void moveToEdge(int row, int offset);
     void moveByPage(int direction);
     /// Scrolls no further than needed.
     void revealRow(int row);
 
     void takeFocusFrom(const RLListViewCell& cell);
-    void setShowsFocus(bool shows);
-    void updateFocusMark();
     void tellAssistiveTechnology(const std::set<int>& rows);
     void tellFocus();
 

@@ -74,6 +74,9 @@ bool RLListViewCell::event(QEvent* event)
 void RLListViewCell::drawDecorations()
 {
     const RLListDocumentView& document = m_listView->documentView();
+    const bool marked = m_listView->marksFocus() && (isSelected() || m_listView->selectedRows().empty());
+    if (!marked && m_dropHighlight == RLDropHighlight::None && document.dropHighlight() == RLDropHighlight::None)
+        return;
     QPainter painter(this);
     const QColor color = palette().color(QPalette::Highlight);
     switch (m_dropHighlight) {
@@ -90,8 +93,8 @@ void RLListViewCell::drawDecorations()
         painter.fillRect(QRect(0, 0, width(), 2), color);
         break;
     }
-    if (isSelected() || m_listView->selectedRows().empty())
-        m_listView->drawFocus(painter, rect());
+    if (marked)
+        document.drawFocusMark(painter, rect());
     painter.translate(-pos());
     document.drawDropHighlight(painter);
 }

@@ -13,7 +13,8 @@ class RLListView;
 /// One row of a list. A cell shows one row after the other: when its row goes out of sight it waits for reuse.
 ///
 /// A subclass draws the row in `paintEvent` and sets `Qt::WA_OpaquePaintEvent` when it fills all of it, so that
-/// scrolling moves pixels instead of drawing them. Drop highlight and focus are drawn on top by this class.
+/// scrolling moves pixels instead of drawing them. Drop highlight and focus are drawn on top by this class. The widgets
+/// in a cell take the keyboard focus by a click only: the tab key leaves the list.
 class RLListViewCell : public QWidget
 {
     Q_OBJECT
