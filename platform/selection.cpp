@@ -13,6 +13,7 @@
 #include "linux/NetworkMonitorReachability.h"
 #include "linux/SecretServiceStore.h"
 #include "linux/X11.h"
+#include "linux/X11HotKeys.h"
 #endif
 
 #include <utility>
@@ -79,6 +80,9 @@ constexpr Candidate<UpdateFeed> kUpdateFeeds[] = {
 };
 
 constexpr Candidate<HotKeys> kHotKeys[] = {
+#ifdef Q_OS_LINUX
+    {X11HotKeys::available, plain<HotKeys, X11HotKeys>},
+#endif
     {always, plain<HotKeys, NullHotKeys>},
 };
 

@@ -22,12 +22,6 @@ struct Free
 template <class T>
 using Reply = std::unique_ptr<T, Free<T>>;
 
-xcb_connection_t* connection()
-{
-    const auto* native = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return native ? native->connection() : nullptr;
-}
-
 /// All names in one round trip.
 template <std::size_t count>
 std::array<xcb_atom_t, count> atoms(xcb_connection_t* x, const std::array<QByteArray, count>& names)
@@ -53,15 +47,21 @@ int screenNumber()
     return screen;
 }
 
-xcb_window_t root(xcb_connection_t* x)
+} // namespace
+
+xcb_connection_t* connection()
+{
+    const auto* native = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return native ? native->connection() : nullptr;
+}
+
+std::uint32_t root(xcb_connection_t* x)
 {
     auto screen = xcb_setup_roots_iterator(xcb_get_setup(x));
     for (int number = screenNumber(); number > 0 && screen.rem > 1; --number)
         xcb_screen_next(&screen);
     return screen.rem > 0 ? screen.data->root : xcb_window_t{XCB_WINDOW_NONE};
 }
-
-} // namespace
 
 bool isRunning()
 {

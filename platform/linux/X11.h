@@ -1,12 +1,21 @@
 #pragma once
 
+#include <cstdint>
+
 class QWindow;
+struct xcb_connection_t;
 
 /// The few things that Qt does not ask of an X server itself. All do nothing, or say no, on other platforms.
 namespace platform::x11 {
 
 /// Whether the program's windows are on an X server.
 bool isRunning();
+
+/// Qt's own connection to the X server. Null: the program's windows are elsewhere.
+xcb_connection_t* connection();
+
+/// The root window of the program's screen.
+std::uint32_t root(xcb_connection_t* connection);
 
 /// Whether somebody composites the screen, so that translucent windows are translucent (EWMH 1.5, `_NET_WM_CM_Sn`). One
 /// round trip.
