@@ -1,10 +1,49 @@
 #include "app/ProgramWindows.h"
 
+#include "app/WrenfoldMenulet.h"
+#include "timesheet/TimesheetController.h"
+
 namespace app {
+
+namespace {
+
+/// The timesheet, as the controller speaks to it, and the controller, as the timesheet speaks to it.
+class Timesheet final : public TimesheetWindow, public timesheet::TimesheetOwner
+{
+public:
+    explicit Timesheet(WrenfoldMenulet& owner) : m_owner(owner), m_controller(*this)
+    {
+        m_controller.windowHack();
+        using timesheet::TimesheetController;
+        QObject::connect(&owner, &WrenfoldMenulet::quillonForMacNetworkNotReachable, &m_controller,
+                         &TimesheetController::wentOffline);
+        QObject::connect(&owner, &WrenfoldMenulet::quillonForMacNetworkReachable, &m_controller,
+                         &TimesheetController::wentOnline);
+    }
+
+    void show() override { m_controller.show(); }
+    void toggle() override { m_controller.toggle(); }
+    void setCompany(model::Company* company) override { m_controller.setCompany(company); }
+    void setOffline(bool offline) override { m_controller.setOffline(offline); }
+    QDate currentDate() const override { return m_controller.currentDate(); }
+    void reloadEntries() override { m_controller.reloadEntries(); }
+    void updateKeyEquivalents() override { m_controller.updateKeyEquivalents(); }
+
+    void showNewTimerWindow(QObject* sender) override { m_owner.showNewTimerWindow(sender); }
+    void openQuillonInBrowser(QObject* sender) override { m_owner.openQuillonInBrowser(sender); }
+
+private:
+    WrenfoldMenulet& m_owner;
+    timesheet::TimesheetController m_controller;
+};
+
+} // namespace
 
 WindowMakers programWindows()
 {
-    return {};
+    WindowMakers windows;
+    windows.timesheet = [](WrenfoldMenulet& owner) { return std::make_unique<Timesheet>(owner); };
+    return windows;
 }
 
 } // namespace app

@@ -1,6 +1,7 @@
 #include "skin/QuillonStatusItemView.h"
 
 #include "skin/ColorHex.h"
+#include "skin/SpokenHours.h"
 #include "skin/StatusItemAccessible.h"
 #include "skin/StatusItemOwner.h"
 
@@ -22,31 +23,6 @@ namespace {
 constexpr double edgeMargin = 6;
 /// The button with the left cap.
 constexpr double buttonAndCap = 19;
-
-QString counted(int count, QLatin1StringView one)
-{
-    return u"%1 %2%3"_s.arg(count).arg(one, count == 1 ? ""_L1 : "s"_L1);
-}
-
-/// "1:05" as "1 hour 5 minutes"; text of another form as it is.
-QString spokenHours(const QString& text)
-{
-    const QStringList parts = text.split(u':');
-    bool hoursRead = false;
-    bool minutesRead = false;
-    const int hours = parts.value(0).toInt(&hoursRead);
-    const int minutes = parts.value(1).toInt(&minutesRead);
-    if (parts.size() != 2 || !hoursRead || !minutesRead)
-        return text;
-    QStringList words;
-    if (text.startsWith(u'-'))
-        words << u"minus"_s;
-    if (hours != 0)
-        words << counted(std::abs(hours), "hour"_L1);
-    if (minutes != 0 || hours == 0)
-        words << counted(std::abs(minutes), "minute"_L1);
-    return words.join(u' ');
-}
 
 } // namespace
 

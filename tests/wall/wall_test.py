@@ -15,7 +15,7 @@ MAY_USE = {
     "service": {"model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
     "timesheet": {"service", "model", "skin", "settings", "store", "platform"},
-    "app": {"service", "model", "skin", "settings", "store", "platform"},
+    "app": {"timesheet", "service", "model", "skin", "settings", "store", "platform"},
 }
 
 

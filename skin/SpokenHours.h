@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QString>
+
+namespace skin {
+
+/// "1:05" as a screen reader says it: "1 hour 5 minutes". Text of another form as it is.
+QString spokenHours(const QString& text);
+
+} // namespace skin

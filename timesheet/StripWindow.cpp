@@ -1,0 +1,179 @@
+#include "timesheet/StripWindow.h"
+
+#include "platform/Compositing.h"
+#include "timesheet/TitleStrip.h"
+
+#include <QBitmap>
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWindow>
+
+namespace timesheet {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int EdgeWidth = 5;
+constexpr int CornerLength = 14;
+
+Qt::CursorShape cursorFor(Qt::Edges edges)
+{
+    if (!(edges & (Qt::TopEdge | Qt::BottomEdge)))
+        return Qt::SizeHorCursor;
+    if (!(edges & (Qt::LeftEdge | Qt::RightEdge)))
+        return Qt::SizeVerCursor;
+    const bool falling = edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge);
+    return falling ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor;
+}
+
+} // namespace
+
+/// A side of the window: resizes it, near its ends at the corner, and draws its part of the hairline around it.
+class StripWindow::Edge final : public QWidget
+{
+public:
+    Edge(Qt::Edge side, StripWindow& window) : QWidget(&window), m_side(side)
+    {
+        setMouseTracking(true);
+        connect(qApp, &QGuiApplication::applicationStateChanged, this, qOverload<>(&QWidget::update));
+    }
+
+    void place(QSize window)
+    {
+        switch (m_side) {
+        case Qt::LeftEdge:
+            setGeometry(0, 0, EdgeWidth, window.height());
+            break;
+        case Qt::RightEdge:
+            setGeometry(window.width() - EdgeWidth, 0, EdgeWidth, window.height());
+            break;
+        case Qt::TopEdge:
+            setGeometry(EdgeWidth, 0, window.width() - 2 * EdgeWidth, EdgeWidth);
+            break;
+        case Qt::BottomEdge:
+            setGeometry(EdgeWidth, window.height() - EdgeWidth, window.width() - 2 * EdgeWidth, EdgeWidth);
+            break;
+        }
+    }
+
+protected:
+    void mouseMoveEvent(QMouseEvent* event) override { setCursor(cursorFor(edgesAt(event->position().toPoint()))); }
+
+    void mousePressEvent(QMouseEvent* event) override
+    {
+        if (event->button() == Qt::LeftButton)
+            window()->windowHandle()->startSystemResize(edgesAt(event->position().toPoint()));
+    }
+
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        const bool active = TitleStrip::isProgramActive();
+        const QColor outline(0, 0, 0, 84);
+        const qreal pixel = 1 / devicePixelRatioF();
+        QRectF line(rect());
+        if (m_side == Qt::LeftEdge)
+            line.setWidth(pixel);
+        else if (m_side == Qt::RightEdge)
+            line.setLeft(line.right() - pixel);
+        else if (m_side == Qt::BottomEdge)
+            line.setTop(line.bottom() - pixel);
+        else if (active)
+            return; // the dark strip needs no line above it
+        else
+            line.setHeight(pixel);
+        // Beside the strip the lines begin below its round corner, and the dark one needs none.
+        if (m_side == Qt::LeftEdge || m_side == Qt::RightEdge)
+            line.setTop(active ? qreal(TitleStrip::Height) : TitleStrip::CornerRadius);
+        painter.fillRect(line, outline);
+        if (m_side == Qt::LeftEdge || m_side == Qt::RightEdge)
+            painter.fillRect(QRectF(0, height() - pixel, width(), pixel), outline);
+    }
+
+private:
+    Qt::Edges edgesAt(QPoint place) const
+    {
+        const QPoint at = mapTo(window(), place);
+        Qt::Edges edges = m_side;
+        if (m_side == Qt::LeftEdge || m_side == Qt::RightEdge) {
+            edges.setFlag(Qt::TopEdge, at.y() < CornerLength);
+            edges.setFlag(Qt::BottomEdge, at.y() >= window()->height() - CornerLength);
+        } else {
+            edges.setFlag(Qt::LeftEdge, at.x() < CornerLength);
+            edges.setFlag(Qt::RightEdge, at.x() >= window()->width() - CornerLength);
+        }
+        return edges;
+    }
+
+    Qt::Edge m_side;
+};
+
+StripWindow::StripWindow(QWidget* parent)
+    : QWidget(parent, Qt::Window), m_strip(new TitleStrip(*this)),
+      m_contentView(new QWidget(this)), m_edges{new Edge(Qt::LeftEdge, *this), new Edge(Qt::TopEdge, *this),
+                                                new Edge(Qt::RightEdge, *this), new Edge(Qt::BottomEdge, *this)}
+{
+    m_contentView->setObjectName(u"contentView"_s);
+}
+
+void StripWindow::setOwnFrame(bool own)
+{
+    m_ownFrame = own;
+    setWindowFlag(Qt::FramelessWindowHint, own);
+    setAttribute(Qt::WA_TranslucentBackground, own);
+    layOutFrame();
+}
+
+void StripWindow::showEvent(QShowEvent*)
+{
+    m_composited = platform::isScreenComposited();
+    updateMask();
+}
+
+void StripWindow::resizeEvent(QResizeEvent*)
+{
+    layOutFrame();
+    updateMask();
+}
+
+void StripWindow::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::WindowStateChange) {
+        layOutFrame();
+        updateMask();
+    }
+    QWidget::changeEvent(event);
+}
+
+void StripWindow::layOutFrame()
+{
+    const int top = m_ownFrame ? TitleStrip::Height : 0;
+    m_strip->setGeometry(0, 0, width(), TitleStrip::Height);
+    m_strip->setVisible(m_ownFrame);
+    m_contentView->setGeometry(0, top, width(), height() - top);
+    for (Edge* edge : m_edges) {
+        edge->place(size());
+        edge->setVisible(m_ownFrame && !isMaximized());
+    }
+}
+
+void StripWindow::updateMask()
+{
+    if (!m_ownFrame || isMaximized() || m_composited) {
+        clearMask();
+        return;
+    }
+    QBitmap shape(size());
+    shape.clear();
+    QPainter painter(&shape);
+    painter.setBrush(Qt::color1);
+    painter.setPen(Qt::NoPen);
+    painter.drawRoundedRect(rect().adjusted(0, 0, 0, qRound(TitleStrip::CornerRadius)), TitleStrip::CornerRadius,
+                            TitleStrip::CornerRadius);
+    painter.end();
+    setMask(shape);
+}
+
+} // namespace timesheet

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QWidget>
+
+#include <array>
+
+namespace timesheet {
+
+class TitleStrip;
+
+/// A window that can draw its own frame: a title strip above its content, a hairline around it, and edges that resize
+/// it.
+///
+/// With a frame of its own its upper corners are round where the screen is composited, and cut by a mask elsewhere;
+/// that is found out whenever the window is shown.
+class StripWindow : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit StripWindow(QWidget* parent = nullptr);
+
+    /// False at first: the frame is the desktop's. To be set while the window is hidden.
+    void setOwnFrame(bool own);
+
+    TitleStrip& titleStrip() const { return *m_strip; }
+    /// The window without its strip: what is shown goes in there.
+    QWidget& contentView() const { return *m_contentView; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    class Edge;
+
+    void layOutFrame();
+    void updateMask();
+
+    TitleStrip* m_strip;
+    QWidget* m_contentView;
+    bool m_ownFrame = false;
+    bool m_composited = true;
+    std::array<Edge*, 4> m_edges;
+};
+
+} // namespace timesheet

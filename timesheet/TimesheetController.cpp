@@ -1,0 +1,510 @@
+#include "timesheet/TimesheetController.h"
+
+#include "model/DateComparisons.h"
+#include "model/HoursMinutes.h"
+#include "platform/Desktop.h"
+#include "platform/Run.h"
+#include "service/QuillonApi.h"
+#include "settings/KeyCodes.h"
+#include "settings/QuillonPreferences.h"
+#include "skin/ColorHex.h"
+#include "skin/Geometrics.h"
+#include "skin/QuillonButtonCell.h"
+#include "skin/QuillonTextFieldCell.h"
+#include "skin/Spinner.h"
+#include "timesheet/RLListView.h"
+#include "timesheet/TimesheetWindow.h"
+
+#include <QEvent>
+#include <QKeyEvent>
+#include <QLocale>
+#include <QShortcut>
+
+#include <algorithm>
+#include <cmath>
+
+namespace timesheet {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Command = TimesheetListViewCell::Command;
+
+namespace {
+
+constexpr double LineHeight = 14;
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+QDate today()
+{
+    return model::localDay(model::now());
+}
+
+/// From hours that grow with the clock to the next moment at which their text, which rounds to minutes, changes.
+std::chrono::milliseconds untilNextMinute(double hours)
+{
+    const double minutes = hours * 60;
+    const double next = std::floor(minutes + 0.5) + 0.5;
+    // Past it rather than a hair before.
+    return std::chrono::milliseconds(static_cast<qint64>(std::ceil((next - minutes) * 60'000)) + 1);
+}
+
+} // namespace
+
+TimesheetController::TimesheetController(TimesheetOwner& owner)
+    : m_owner(owner), m_api(service::QuillonApi::sharedApi()), m_window(std::make_unique<TimesheetWindow>()),
+      m_currentDate(today())
+{
+    m_window->dayEntriesListView->setDelegate(this);
+    m_window->dayEntriesListView->setKeysToForward({u"e"_s, u"s"_s});
+    wire();
+    updateKeyEquivalents();
+    updateDateLabel();
+    updateTotal();
+    updateForNoEntries();
+    updateGoToTodayButton();
+    updateButtonsWhenNotToday();
+    m_window->restoreFrame();
+}
+
+TimesheetController::~TimesheetController()
+{
+    if (m_window->isVisible())
+        m_window->saveFrame();
+    m_window->removeEventFilter(this);
+    m_window->contentView().removeEventFilter(this);
+    m_window->dayEntriesListView->setDelegate(nullptr);
+}
+
+void TimesheetController::wire()
+{
+    const auto click = [this](QAbstractButton* button, auto action) {
+        connect(button, &QAbstractButton::clicked, this, action);
+    };
+    TimesheetWindow& window = *m_window;
+    click(window.backButton, [this] { advanceDate(m_window->backButton); });
+    click(window.forwardButton, [this] { advanceDate(m_window->forwardButton); });
+    click(window.goToTodayButton, [this] { goToToday(); });
+    click(window.newTimerButton, [this] { newTimerClicked(m_window->newTimerButton); });
+    click(window.startNewTimerButton, [this] { newTimerClicked(m_window->startNewTimerButton); });
+    click(window.goToQuillonButton, [this] { goToQuillon(m_window->goToQuillonButton); });
+
+    // A key does what its button does, and nothing while that is disabled or hidden.
+    const auto key = [this](std::initializer_list<QKeySequence> keys, QAbstractButton* button) {
+        for (const QKeySequence& sequence : keys) {
+            connect(new QShortcut(sequence, m_window.get()), &QShortcut::activated, button, [button] {
+                if (button->isVisible())
+                    button->click();
+            });
+        }
+    };
+    key({Qt::CTRL | Qt::Key_Left, Qt::ALT | Qt::Key_Left}, window.backButton);
+    key({Qt::CTRL | Qt::Key_Right, Qt::ALT | Qt::Key_Right}, window.forwardButton);
+    key({Qt::CTRL | Qt::Key_T}, window.goToTodayButton);
+    key({Qt::CTRL | Qt::Key_N}, window.newTimerButton);
+    // Deleting cannot be undone: the key only puts it within reach of Return.
+    connect(new QShortcut(Qt::Key_Delete, window.dayEntriesListView, nullptr, nullptr, Qt::WidgetShortcut),
+            &QShortcut::activated, this, [this] { showMenuOfSelectedRow(Command::DeleteTimer); });
+
+    window.installEventFilter(this);
+    window.contentView().installEventFilter(this);
+}
+
+// Showing
+
+void TimesheetController::setCompany(model::Company* company)
+{
+    m_company = company;
+    if (!company)
+        reloadEntries();
+}
+
+RLListView& TimesheetController::dayEntriesListView() const
+{
+    return *m_window->dayEntriesListView;
+}
+
+void TimesheetController::windowHack()
+{
+    m_window->setOwnFrame(true);
+}
+
+void TimesheetController::show()
+{
+    updateKeyEquivalents();
+    checkShouldGoToToday();
+    m_lastOpenedTime = model::now();
+    m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+    environment().desktop().activate();
+    reloadEntries();
+    updateScrolling();
+}
+
+void TimesheetController::toggle()
+{
+    if (m_window->isActiveWindow())
+        m_window->close();
+    else
+        show();
+}
+
+void TimesheetController::checkShouldGoToToday()
+{
+    if (!isToday() && !anyRunningTimers() && !isDateToday(model::localDay(m_lastOpenedTime)))
+        goToToday();
+}
+
+bool TimesheetController::anyRunningTimers() const
+{
+    return std::ranges::any_of(dayEntries(), [](const model::DayEntry* entry) { return entry && entry->isRunning(); });
+}
+
+std::vector<model::DayEntry*> TimesheetController::dayEntries() const
+{
+    std::vector<model::DayEntry*> entries;
+    entries.reserve(m_dayEntries.size());
+    for (const store::Ref<model::DayEntry>& entry : m_dayEntries)
+        entries.push_back(entry.get());
+    return entries;
+}
+
+model::DayEntry* TimesheetController::entryAt(int row) const
+{
+    return row >= 0 && static_cast<std::size_t>(row) < m_dayEntries.size()
+               ? m_dayEntries[static_cast<std::size_t>(row)].get()
+               : nullptr;
+}
+
+int TimesheetController::rowOfEntry(const model::DayEntry& entry) const
+{
+    const auto found = std::ranges::find(m_dayEntries, &entry, &store::Ref<model::DayEntry>::get);
+    return found == m_dayEntries.end() ? -1 : static_cast<int>(found - m_dayEntries.begin());
+}
+
+// Days
+
+void TimesheetController::advanceDate(const QObject* sender)
+{
+    m_currentDate = m_currentDate.addDays(sender == m_window->backButton ? -1 : 1);
+    m_api.requestDailyTimesheetForDate(m_currentDate);
+    toggleLoading(true);
+}
+
+void TimesheetController::goToToday()
+{
+    m_currentDate = today();
+    m_api.requestDailyTimesheetForDate(m_currentDate);
+    toggleLoading(true);
+    updateButtonsWhenNotToday();
+}
+
+bool TimesheetController::isDateToday(QDate date)
+{
+    return date.isValid() && date == today();
+}
+
+void TimesheetController::newTimerClicked(QObject* sender)
+{
+    m_owner.showNewTimerWindow(sender);
+}
+
+void TimesheetController::goToQuillon(QObject* sender)
+{
+    m_owner.openQuillonInBrowser(sender);
+}
+
+// Reloading
+
+void TimesheetController::reloadEntries()
+{
+    m_window->totalHoursLabel->setBackgroundStyle(skin::QuillonTextFieldCell::BackgroundStyle::Raised);
+    toggleLoading(false);
+    updateDateLabel();
+
+    const std::size_t before = m_dayEntries.size();
+    m_dayEntries.clear();
+    if (const model::Company* company = m_company.get()) {
+        for (model::DayEntry* entry : company->dayEntriesForDate(m_currentDate))
+            m_dayEntries.emplace_back(entry);
+    }
+    m_notesHeights.resize(m_dayEntries.size());
+
+    updateTotal();
+    updateForNoEntries();
+    updateGoToTodayButton();
+    dayEntriesListView().reloadData();
+    updateSelection();
+    if (m_dayEntries.size() != before)
+        updateScrolling();
+    fixTotalPosition();
+    updateButtonsWhenNotToday();
+    watchHours();
+}
+
+void TimesheetController::updateDateLabel()
+{
+    m_window->currentDateLabel->setText(QLocale::c().toString(m_currentDate, u"dddd, MMMM d, yyyy"_s));
+}
+
+void TimesheetController::updateTotal()
+{
+    double hours = 0;
+    for (const model::DayEntry* entry : dayEntries())
+        hours += entry ? entry->totalHours() : 0;
+    m_window->totalHoursLabel->setText(model::stringInHoursMinutesFormat(hours));
+}
+
+void TimesheetController::updateForNoEntries()
+{
+    const bool none = m_dayEntries.empty();
+    if (none) {
+        m_window->noEntriesLabel->setText(isToday() ? u"You have no timers yet today."_s
+                                                    : u"You have no timers for this date."_s);
+    }
+    m_window->noEntriesYetView->setVisible(none);
+    m_window->dayEntriesListView->setVisible(!none);
+}
+
+void TimesheetController::updateButtonsWhenNotToday()
+{
+    m_window->newTimerButton->setEnabled(isToday() && !m_offline);
+    m_window->startNewTimerButton->setVisible(isToday());
+    m_window->goToQuillonButton->setVisible(!isToday());
+}
+
+void TimesheetController::updateKeyEquivalents()
+{
+    const settings::KeyCombo combo = settings::QuillonPreferences::sharedPreferences().newTimerWindowHotKeyCombo();
+    m_window->setStartNewTimerTitle(
+        combo.code != settings::KeyCombo::NoKey
+            ? u"Start a new timer (%1)"_s.arg(settings::keySequence(combo).toString(QKeySequence::NativeText))
+            : u"Start a new timer"_s);
+}
+
+void TimesheetController::updateGoToTodayButton()
+{
+    m_window->centreDate(!isToday());
+}
+
+void TimesheetController::fixTotalPosition()
+{
+    m_window->placeTotal();
+}
+
+void TimesheetController::updateSelection()
+{
+    if (m_lastSelectedRow >= 0 && static_cast<std::size_t>(m_lastSelectedRow) < m_dayEntries.size())
+        dayEntriesListView().setSelectedRow(m_lastSelectedRow);
+}
+
+void TimesheetController::updateScrolling()
+{
+    const auto running = std::ranges::find_if(
+        m_dayEntries, [](const store::Ref<model::DayEntry>& entry) { return entry && entry.get()->isRunning(); });
+    const auto shown = running == m_dayEntries.end() ? std::ssize(m_dayEntries) - 1 : running - m_dayEntries.begin();
+    dayEntriesListView().scrollRowToVisible(static_cast<int>(shown));
+}
+
+// Hours that count on
+
+bool TimesheetController::isWatched() const
+{
+    return m_window->isVisible() && !m_window->isMinimized();
+}
+
+void TimesheetController::watchHours()
+{
+    m_nextMinute.reset();
+    if (!isWatched())
+        return;
+    double total = 0;
+    bool running = false;
+    auto wait = std::chrono::milliseconds::max();
+    for (const model::DayEntry* entry : dayEntries()) {
+        total += entry ? entry->totalHours() : 0;
+        if (entry && entry->isRunning()) {
+            running = true;
+            wait = std::min(wait, untilNextMinute(entry->totalHours()));
+        }
+    }
+    if (!running)
+        return;
+    wait = std::min(wait, untilNextMinute(total));
+    m_nextMinute = environment().time().repeat(wait, [this] { updateHours(); });
+}
+
+void TimesheetController::updateHours()
+{
+    for (RLListViewCell* cell : dayEntriesListView().visibleCells())
+        static_cast<TimesheetListViewCell*>(cell)->updateHours();
+    updateTotal();
+    fixTotalPosition();
+    watchHours();
+}
+
+bool TimesheetController::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == &m_window->contentView()) {
+        if (event->type() == QEvent::Resize)
+            fixTotalPosition();
+    } else if (event->type() == QEvent::Show) {
+        updateHours();
+    } else if (event->type() == QEvent::Hide || event->type() == QEvent::WindowStateChange) {
+        watchHours();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+// The list
+
+int TimesheetController::numberOfRowsInListView(RLListView&)
+{
+    return static_cast<int>(m_dayEntries.size());
+}
+
+RLListViewCell& TimesheetController::cellForRow(RLListView& listView, int row)
+{
+    RLListViewCell* queued = listView.dequeueCellWithReusableIdentifier(TimesheetListViewCell::reusableIdentifierOfAll);
+    auto* cell = queued ? static_cast<TimesheetListViewCell*>(queued) : new TimesheetListViewCell(*this);
+    cell->setDayEntry(entryAt(row));
+    return *cell;
+}
+
+double TimesheetController::heightOfRow(RLListView&, int row)
+{
+    const model::DayEntry* entry = entryAt(row);
+    if (!entry)
+        return 0;
+    const QString notes = entry->notes();
+    if (notes.isEmpty())
+        return TimesheetListViewCell::BaseHeight;
+    const int width = m_window->width() - TimesheetListViewCell::SideMargins;
+    NotesHeight& known = m_notesHeights[static_cast<std::size_t>(row)];
+    if (known.notes != notes || known.width != width)
+        known = {notes, width, skin::heightForWidth(notes, width, TimesheetListViewCell::notesFont())};
+    const auto height = static_cast<float>(known.height);
+    const auto lines = std::ceil(height / static_cast<float>(LineHeight));
+    return lines * static_cast<float>(LineHeight) + static_cast<float>(TimesheetListViewCell::NotesMargin) +
+           TimesheetListViewCell::BaseHeight;
+}
+
+void TimesheetController::selectionDidChange(RLListView& listView)
+{
+    m_lastSelectedRow = listView.selectedRow();
+}
+
+void TimesheetController::rowDoubleClicked(RLListView&, int row)
+{
+    model::DayEntry* entry = entryAt(row);
+    if (!m_loading && entry && !entry->isLocked())
+        editTimer(*entry);
+}
+
+void TimesheetController::keyDown(RLListView& listView, QKeyEvent& event)
+{
+    model::DayEntry* entry = entryAt(listView.selectedRow());
+    if (!entry || entry->isLocked())
+        return;
+    if (event.text() == "e"_L1) {
+        editTimer(*entry);
+    } else if (event.text() == "s"_L1) {
+        m_api.toggleTimer(*entry);
+        toggleLoading(true);
+    }
+}
+
+void TimesheetController::showMenuOfSelectedRow(std::optional<Command> preselected)
+{
+    RLListView& list = dayEntriesListView();
+    const int row = list.selectedRow();
+    list.scrollRowToVisible(row);
+    if (auto* cell = static_cast<TimesheetListViewCell*>(list.visibleCellForRow(row)))
+        cell->popUpMenu(cell->mapToGlobal(QPoint(24, TimesheetListViewCell::BaseHeight)), preselected);
+}
+
+// Rows
+
+void TimesheetController::buttonClickedAt(int row)
+{
+    if (const model::DayEntry* entry = entryAt(row)) {
+        m_api.toggleTimer(*entry);
+        toggleLoading(true);
+    }
+}
+
+void TimesheetController::deleteTimerAt(int row)
+{
+    if (const model::DayEntry* entry = entryAt(row))
+        m_api.deleteTimer(*entry);
+}
+
+void TimesheetController::viewInQuillonAtRow(int row)
+{
+    const model::DayEntry* entry = entryAt(row);
+    if (!entry)
+        return;
+    const QDate day = model::localDay(entry->spentAt());
+    environment().desktop().openUrl(
+        QUrl(u"%1/daily/%2/%3"_s.arg(settings::QuillonPreferences::sharedPreferences().fullUrl(),
+                                     QString::number(day.dayOfYear()), QString::number(day.year()))));
+}
+
+// Editing
+
+void TimesheetController::editTimer(model::DayEntry& entry)
+{
+    if (!canEdit())
+        return;
+    m_lastSelectedRow = dayEntriesListView().selectedRow();
+    if (!m_editTimerController)
+        m_editTimerController = m_editTimerMaker(entry);
+    m_editTimerController->setTimesheetController(this);
+    m_editTimerController->setEntry(&entry);
+    dayEntriesListView().clearFocus();
+    m_editTimerController->showEditTimer();
+    m_window->totalHoursLabel->hide();
+}
+
+void TimesheetController::dismissEditTimer()
+{
+    m_window->totalHoursLabel->show();
+    dayEntriesListView().reloadData();
+    dayEntriesListView().setFocus();
+    updateSelection();
+}
+
+// States
+
+void TimesheetController::setOffline(bool offline)
+{
+    m_offline = offline;
+    m_window->offlineIndicator->setVisible(offline);
+    for (QWidget* button : {m_window->backButton, m_window->forwardButton, m_window->goToTodayButton})
+        button->setEnabled(!offline);
+    m_window->newTimerButton->setEnabled(!offline && isToday());
+}
+
+void TimesheetController::toggleLoading(bool loading)
+{
+    skin::Spinner& indicator = *m_window->loadingIndicator;
+    if (m_offline) {
+        indicator.hide();
+        return;
+    }
+    m_loading = loading;
+    indicator.setVisible(loading);
+    if (loading) {
+        m_window->noEntriesYetView->hide();
+        indicator.startAnimation();
+    } else {
+        indicator.stopAnimation();
+    }
+}
+
+} // namespace timesheet

@@ -1,0 +1,169 @@
+#pragma once
+
+#include "model/Company.h"
+#include "model/DayEntry.h"
+#include "platform/TimeSource.h"
+#include "store/Object.h"
+#include "timesheet/RLListViewDelegate.h"
+#include "timesheet/TimesheetListViewCell.h"
+
+#include <QDate>
+#include <QDateTime>
+#include <QObject>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace service {
+class QuillonApi;
+}
+
+namespace timesheet {
+
+class TimesheetController;
+class TimesheetWindow;
+
+/// What the timesheet asks of the program's controller.
+class TimesheetOwner
+{
+public:
+    virtual void showNewTimerWindow(QObject* sender) = 0;
+    virtual void openQuillonInBrowser(QObject* sender) = 0;
+
+protected:
+    ~TimesheetOwner() = default;
+};
+
+/// The sheet in which an entry is edited, as far as the timesheet speaks to it. It says `dismissEditTimer` when it
+/// closes.
+class EditTimerSheet
+{
+public:
+    virtual ~EditTimerSheet() = default;
+    virtual void setTimesheetController(TimesheetController* controller) = 0;
+    virtual void setEntry(model::DayEntry* entry) = 0;
+    virtual void showEditTimer() = 0;
+};
+
+/// The window that shows one day's entries of the account, and what can be done with them.
+///
+/// It never waits for the service: it sends a request, shows that it is loading, and is told to reload when the answer
+/// is stored. Days are local calendar days. Main thread only.
+class TimesheetController final : public QObject, public RLListViewDelegate, public TimesheetRowCommands
+{
+    Q_OBJECT
+public:
+    /// Makes the sheet for the first entry that is edited.
+    using EditTimerMaker = std::function<std::unique_ptr<EditTimerSheet>(model::DayEntry& entry)>;
+
+    /// `owner` must outlive the controller.
+    explicit TimesheetController(TimesheetOwner& owner);
+    ~TimesheetController() override;
+
+    /// Without one nothing can be edited here, and the menu says so.
+    void setEditTimerMaker(EditTimerMaker maker) { m_editTimerMaker = std::move(maker); }
+
+    model::Company* company() const { return m_company.get(); }
+    /// Null: none. What was shown of an account that is gone goes with it.
+    void setCompany(model::Company* company);
+    /// Those on display, in the order of the rows; null in place of one that was deleted since.
+    std::vector<model::DayEntry*> dayEntries() const;
+    QDate currentDate() const { return m_currentDate; }
+    void setCurrentDate(QDate date) { m_currentDate = date; }
+    /// When the window was last shown; invalid before.
+    QDateTime lastOpenedTime() const { return m_lastOpenedTime; }
+    EditTimerSheet* editTimerController() const { return m_editTimerController.get(); }
+    TimesheetWindow& window() const { return *m_window; }
+    RLListView& dayEntriesListView() const;
+    bool offline() const { return m_offline; }
+    /// Between a request from this window and the next reload.
+    bool loading() const { return m_loading; }
+
+    /// Replaces the desktop's frame by the window's own title strip.
+    void windowHack();
+
+    /// Shows the window in front of all others, on today if it was last opened on an earlier day and no timer on
+    /// display runs.
+    void show();
+    /// Hides the window if it has the keyboard, else shows it.
+    void toggle();
+    void updateKeyEquivalents();
+    /// Shows what is stored of the day. Ends the loading state.
+    void reloadEntries();
+
+    void advanceDate(const QObject* sender);
+    void goToToday();
+    void newTimerClicked(QObject* sender);
+    void goToQuillon(QObject* sender);
+
+    void buttonClickedAt(int row) override;
+    void deleteTimerAt(int row) override;
+    void viewInQuillonAtRow(int row) override;
+    int rowOfEntry(const model::DayEntry& entry) const override;
+    bool canEdit() const override { return static_cast<bool>(m_editTimerMaker); }
+
+    void editTimer(model::DayEntry& entry);
+    void dismissEditTimer();
+
+    void setOffline(bool offline);
+    void wentOffline() { setOffline(true); }
+    void wentOnline() { setOffline(false); }
+    void toggleLoading(bool loading);
+
+    static bool isDateToday(QDate date);
+    bool isToday() const { return isDateToday(m_currentDate); }
+    bool anyRunningTimers() const;
+    void checkShouldGoToToday();
+    void updateDateLabel();
+    void updateTotal();
+    void updateForNoEntries();
+    void updateGoToTodayButton();
+    void updateButtonsWhenNotToday();
+    void updateSelection();
+    /// To the first running entry or, when none runs, to the last row.
+    void updateScrolling();
+    void fixTotalPosition();
+
+    int numberOfRowsInListView(RLListView& listView) override;
+    RLListViewCell& cellForRow(RLListView& listView, int row) override;
+    double heightOfRow(RLListView& listView, int row) override;
+    void selectionDidChange(RLListView& listView) override;
+    void rowDoubleClicked(RLListView& listView, int row) override;
+    void keyDown(RLListView& listView, QKeyEvent& event) override;
+
+private:
+    /// The height of the notes of a row, kept from one reload to the next.
+    struct NotesHeight
+    {
+        QString notes;
+        int width = 0;
+        double height = 0;
+    };
+
+    void wire();
+    void showMenuOfSelectedRow(std::optional<TimesheetListViewCell::Command> preselected);
+    model::DayEntry* entryAt(int row) const;
+    bool isWatched() const;
+    void watchHours();
+    void updateHours();
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    TimesheetOwner& m_owner;
+    service::QuillonApi& m_api;
+    std::unique_ptr<TimesheetWindow> m_window;
+    EditTimerMaker m_editTimerMaker;
+    std::unique_ptr<EditTimerSheet> m_editTimerController;
+    store::Ref<model::Company> m_company;
+    std::vector<store::Ref<model::DayEntry>> m_dayEntries;
+    std::vector<NotesHeight> m_notesHeights;
+    QDate m_currentDate;
+    QDateTime m_lastOpenedTime;
+    int m_lastSelectedRow = -1;
+    bool m_loading = false;
+    bool m_offline = false;
+    /// Runs out when the hours of a running entry, or the total, next show another minute.
+    std::unique_ptr<platform::TimeSource::Timer> m_nextMinute;
+};
+
+} // namespace timesheet

@@ -1,0 +1,219 @@
+#include "timesheet/TimesheetWindow.h"
+
+#include "settings/UserDefaults.h"
+#include "skin/Backgrounds.h"
+#include "skin/ColorHex.h"
+#include "skin/Fonts.h"
+#include "skin/ImageButton.h"
+#include "skin/QuillonButtonCell.h"
+#include "skin/QuillonTextFieldCell.h"
+#include "skin/Spinner.h"
+#include "timesheet/RLListView.h"
+#include "timesheet/TitleStrip.h"
+#include "timesheet/ToolbarView.h"
+
+#include <QFontMetricsF>
+#include <QKeyEvent>
+
+#include <cmath>
+
+namespace timesheet {
+
+using namespace Qt::StringLiterals;
+using skin::colorFromHexRGB;
+using skin::imageNamed;
+
+namespace {
+
+/// Base64 of what QWidget::saveGeometry makes: place, size, and whether the window was maximized.
+constexpr QLatin1StringView FrameKey("TimesheetWindowFrame");
+
+constexpr QSize FirstSize(460, 540);
+constexpr QSize LeastSize(440, 320);
+
+// In points.
+constexpr int SideMargin = 10;
+constexpr int FooterHeight = 34;
+constexpr int TotalRight = 36;
+/// Brings the total below the hours of the rows.
+constexpr int TotalPadding = 12;
+constexpr int DateSpacing = 10;
+constexpr int DateButtonBottom = 12;
+constexpr int StepGap = 4;
+
+template <class Widget>
+Widget* named(Widget* widget, const QString& name)
+{
+    widget->setObjectName(name);
+    return widget;
+}
+
+skin::ImageButton* imageButton(const char* image, const char* pressed, const QString& name, const QString& toolTip,
+                               const QString& objectName, QWidget* parent)
+{
+    auto* button = named(new skin::ImageButton(imageNamed(image), imageNamed(pressed), parent), objectName);
+    button->setAccessibleName(name);
+    button->setToolTip(toolTip);
+    button->resize(button->sizeHint());
+    return button;
+}
+
+skin::QuillonTextFieldCell* label(int points, QFont::Weight weight, const char* color, const QString& objectName,
+                                  QWidget* parent)
+{
+    auto* label = named(new skin::QuillonTextFieldCell(parent), objectName);
+    label->setFont(skin::interfaceFont(points, weight));
+    label->setTextColor(colorFromHexRGB(QLatin1StringView(color)));
+    label->setAlignment(Qt::AlignCenter);
+    label->setBackgroundStyle(skin::QuillonTextFieldCell::BackgroundStyle::Raised);
+    return label;
+}
+
+} // namespace
+
+TimesheetWindow::TimesheetWindow()
+    : toolbarView(named(new ToolbarView(&contentView()), u"toolbarView"_s)),
+      backButton(imageButton("tw-back.png", "tw-back-active.png", tr("Previous Day"), tr("Previous Day (Ctrl+Left)"),
+                             u"backButton"_s, toolbarView)),
+      forwardButton(imageButton("tw-forward.png", "tw-forward-active.png", tr("Next Day"), tr("Next Day (Ctrl+Right)"),
+                                u"forwardButton"_s, toolbarView)),
+      dateAndButtonContainer(named(new QWidget(toolbarView), u"dateAndButtonContainer"_s)),
+      currentDateLabel(label(14, QFont::Bold, "333333", u"currentDateLabel"_s, dateAndButtonContainer)),
+      goToTodayButton(imageButton("tw-today.png", "tw-today-active.png", tr("Today"), tr("Today (Ctrl+T)"),
+                                  u"goToTodayButton"_s, dateAndButtonContainer)),
+      newTimerButton(imageButton("tw-add-one.png", "tw-add-one-active.png", tr("New Timer"), tr("New Timer (Ctrl+N)"),
+                                 u"newTimerButton"_s, toolbarView)),
+      dailyTimesheetView(named(new QWidget(&contentView()), u"dailyTimesheetView"_s)),
+      dayEntriesListView(named(new RLListView(dailyTimesheetView), u"dayEntriesListView"_s)),
+      noEntriesYetView(named(new skin::QuillonNoEntriesBackgroundView(dailyTimesheetView), u"noEntriesYetView"_s)),
+      noEntriesLabel(label(14, QFont::Normal, "666666", u"noEntriesLabel"_s, noEntriesYetView)),
+      startNewTimerButton(named(new skin::QuillonButtonCell({}, noEntriesYetView), u"startNewTimerButton"_s)),
+      goToQuillonButton(
+          named(new skin::QuillonButtonCell(tr("View in Quillon"), noEntriesYetView), u"goToQuillonButton"_s)),
+      bottomBarView(named(new skin::BottomBarView(&contentView()), u"bottomBarView"_s)),
+      offlineIndicator(named(new QWidget(bottomBarView), u"offlineIndicator"_s)),
+      loadingIndicator(named(new skin::Spinner(skin::Spinner::Look::Dark, bottomBarView), u"loadingIndicator"_s)),
+      totalHoursLabel(label(14, QFont::Bold, "444444", u"totalHoursLabel"_s, bottomBarView))
+{
+    setObjectName(u"Timesheet"_s);
+    setWindowTitle(tr("Timesheet"));
+    setMinimumSize(LeastSize);
+    dayEntriesListView->setAccessibleName(tr("Timers"));
+    QPalette list = dayEntriesListView->palette();
+    list.setColor(QPalette::Window, colorFromHexRGB(u"EEEEEE"_s));
+    dayEntriesListView->viewport()->setPalette(list);
+    dayEntriesListView->viewport()->setAutoFillBackground(true);
+    dayEntriesListView->setFocus();
+    totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
+    loadingIndicator->setAccessibleName(tr("Loading"));
+
+    auto* cloud = new skin::ImageButton(imageNamed("tw-offline.png"), imageNamed("tw-offline.png"), offlineIndicator);
+    cloud->setEnabled(false);
+    auto* offline = label(11, QFont::Normal, "666666", u"offlineLabel"_s, offlineIndicator);
+    offline->setText(tr("Offline"));
+    cloud->setGeometry(QRect(QPoint(0, 0), cloud->sizeHint()));
+    offline->setGeometry(QRect(QPoint(24, 0), QSize(offline->sizeHint().width(), 20)));
+    offlineIndicator->resize(24 + offline->width(), 20);
+    offlineIndicator->hide();
+    loadingIndicator->hide();
+}
+
+void TimesheetWindow::centreDate(bool withButton)
+{
+    goToTodayButton->setVisible(withButton);
+    const QSize button = goToTodayButton->size();
+    const double text = std::ceil(QFontMetricsF(currentDateLabel->font()).horizontalAdvance(currentDateLabel->text()));
+    const double labelWidth = text + (withButton ? DateSpacing : 0);
+    const double groupWidth = labelWidth + (withButton ? button.width() : 0);
+    const int left = qRound((toolbarView->width() - groupWidth) / 2);
+    dateAndButtonContainer->setGeometry(left, 0, qRound(groupWidth), ToolbarView::Height);
+    currentDateLabel->setGeometry(0, 0, qRound(text), ToolbarView::Height - 1);
+    goToTodayButton->move(qRound(labelWidth), DateButtonBottom);
+}
+
+void TimesheetWindow::setStartNewTimerTitle(const QString& title)
+{
+    startNewTimerButton->setText(title);
+    centreButton(*startNewTimerButton);
+}
+
+void TimesheetWindow::centreButton(QPushButton& button)
+{
+    const QSize size = button.sizeHint();
+    const QPoint corner((noEntriesYetView->width() - size.width()) / 2, noEntriesYetView->height() / 2);
+    button.setGeometry(QRect(corner, size));
+}
+
+void TimesheetWindow::placeTotal()
+{
+    const int width = totalHoursLabel->sizeHint().width();
+    totalHoursLabel->setGeometry(this->width() - width - TotalRight, 1, width, FooterHeight - 1);
+}
+
+void TimesheetWindow::layOutContent()
+{
+    const QSize content = contentView().size();
+    const int footerTop = content.height() - FooterHeight;
+    toolbarView->setGeometry(0, 0, content.width(), ToolbarView::Height);
+    bottomBarView->setGeometry(0, footerTop, content.width(), FooterHeight);
+    dailyTimesheetView->setGeometry(0, ToolbarView::Height, content.width(), footerTop - ToolbarView::Height);
+    dayEntriesListView->setGeometry(dailyTimesheetView->rect());
+    noEntriesYetView->setGeometry(dailyTimesheetView->rect());
+
+    const int buttonTop = (ToolbarView::Height - backButton->height()) / 2;
+    backButton->move(SideMargin, buttonTop);
+    forwardButton->move(backButton->geometry().right() + 1 + StepGap, buttonTop);
+    newTimerButton->move(content.width() - SideMargin - newTimerButton->width(), buttonTop);
+    centreDate(!goToTodayButton->isHidden());
+
+    noEntriesLabel->setGeometry(SideMargin, noEntriesYetView->height() / 2 - 36,
+                                noEntriesYetView->width() - 2 * SideMargin, 20);
+    for (QPushButton* button : {startNewTimerButton, goToQuillonButton})
+        centreButton(*button);
+
+    offlineIndicator->move(SideMargin, (FooterHeight - offlineIndicator->height()) / 2);
+    const QSize spinner = loadingIndicator->sizeHint();
+    loadingIndicator->setGeometry(
+        QRect(QPoint(content.width() - SideMargin - 2 - spinner.width(), (FooterHeight - spinner.height()) / 2 + 1),
+              spinner));
+    placeTotal();
+}
+
+void TimesheetWindow::restoreFrame()
+{
+    const QString saved = settings::UserDefaults::standardUserDefaults().stringForKey(FrameKey);
+    // Qt moves and shrinks it onto the screens that are there.
+    if (!restoreGeometry(QByteArray::fromBase64(saved.toLatin1())))
+        resize(FirstSize);
+}
+
+void TimesheetWindow::saveFrame() const
+{
+    auto& defaults = settings::UserDefaults::standardUserDefaults();
+    defaults.setString(FrameKey, QString::fromLatin1(saveGeometry().toBase64()));
+    // Where it cannot be written the window opens as before.
+    static_cast<void>(defaults.synchronize());
+}
+
+void TimesheetWindow::resizeEvent(QResizeEvent* event)
+{
+    StripWindow::resizeEvent(event);
+    layOutContent();
+}
+
+void TimesheetWindow::hideEvent(QHideEvent* event)
+{
+    StripWindow::hideEvent(event);
+    saveFrame();
+}
+
+void TimesheetWindow::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape || event->matches(QKeySequence::Close))
+        close();
+    else
+        StripWindow::keyPressEvent(event);
+}
+
+} // namespace timesheet

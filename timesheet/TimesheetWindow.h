@@ -1,0 +1,69 @@
+#pragma once
+
+#include "timesheet/StripWindow.h"
+
+class QAbstractButton;
+class QPushButton;
+
+namespace skin {
+class BottomBarView;
+class QuillonTextFieldCell;
+class Spinner;
+} // namespace skin
+
+namespace timesheet {
+
+class RLListView;
+class ToolbarView;
+
+/// The timesheet's window. Only what is in it and where: the controller fills and wires it.
+///
+/// Object names are the members' names.
+class TimesheetWindow final : public StripWindow
+{
+    Q_OBJECT
+public:
+    TimesheetWindow();
+
+    ToolbarView* toolbarView;
+    QAbstractButton* backButton;
+    QAbstractButton* forwardButton;
+    QWidget* dateAndButtonContainer;
+    skin::QuillonTextFieldCell* currentDateLabel;
+    QAbstractButton* goToTodayButton;
+    QAbstractButton* newTimerButton;
+
+    /// Below the toolbar: the list, or what is said about an empty day.
+    QWidget* dailyTimesheetView;
+    RLListView* dayEntriesListView;
+    QWidget* noEntriesYetView;
+    skin::QuillonTextFieldCell* noEntriesLabel;
+    QPushButton* startNewTimerButton;
+    QPushButton* goToQuillonButton;
+
+    skin::BottomBarView* bottomBarView;
+    QWidget* offlineIndicator;
+    skin::Spinner* loadingIndicator;
+    skin::QuillonTextFieldCell* totalHoursLabel;
+
+    /// The date with the button beside it, or alone, in the middle of the toolbar.
+    void centreDate(bool withButton);
+    void setStartNewTimerTitle(const QString& title);
+    /// Right-aligned, its width by its text.
+    void placeTotal();
+
+    /// Takes up the place and size that the window had when it was last hidden; the first time those of a new window.
+    void restoreFrame();
+    void saveFrame() const;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void layOutContent();
+    void centreButton(QPushButton& button);
+};
+
+} // namespace timesheet

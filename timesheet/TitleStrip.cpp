@@ -1,0 +1,265 @@
+#include "timesheet/TitleStrip.h"
+
+#include "skin/ColorHex.h"
+#include "skin/Fonts.h"
+#include "skin/Image.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QFontMetricsF>
+#include <QLinearGradient>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QWindow>
+
+namespace timesheet {
+
+using namespace Qt::StringLiterals;
+using skin::colorFromHexRGB;
+
+namespace {
+
+enum class Sign
+{
+    Minimize,
+    Maximize,
+    Restore,
+    Close
+};
+
+constexpr int ButtonWidth = 28;
+constexpr qreal SignSize = 8;
+constexpr QSizeF LetteringSize(46, TitleStrip::Height);
+
+QColor signColor(bool active)
+{
+    return active ? QColor(255, 255, 255, 190) : QColor(0, 0, 0, 120);
+}
+
+/// One of the three buttons of the strip: a sign of thin lines, on a patch of light while the pointer is over it.
+class StripButton final : public QAbstractButton
+{
+public:
+    StripButton(Sign sign, const QString& name, QWidget* parent) : QAbstractButton(parent), m_sign(sign)
+    {
+        // As in any frame: the keys of these belong to the window manager.
+        setFocusPolicy(Qt::NoFocus);
+        setAttribute(Qt::WA_Hover);
+        setName(name);
+    }
+
+    void setName(const QString& name)
+    {
+        setAccessibleName(name);
+        setToolTip(name);
+    }
+
+    void setSign(Sign sign)
+    {
+        m_sign = sign;
+        update();
+    }
+
+private:
+    void paintEvent(QPaintEvent*) override
+    {
+        const bool active = TitleStrip::isProgramActive();
+        const bool hovered = underMouse() && isEnabled();
+        QPainter painter(this);
+        if (hovered || isDown()) {
+            QColor patch = m_sign == Sign::Close ? QColor(0xd9, 0x53, 0x4f)
+                           : active              ? QColor(255, 255, 255, 40)
+                                                 : QColor(0, 0, 0, 22);
+            painter.fillRect(rect(), isDown() ? patch.darker(125) : patch);
+        }
+        const bool onRed = m_sign == Sign::Close && (hovered || isDown());
+        const QColor color = onRed || (hovered && active) ? QColor(Qt::white) : signColor(active);
+        drawSign(painter, color);
+    }
+
+    void drawSign(QPainter& painter, const QColor& color) const
+    {
+        const QRectF box =
+            skin::snapped(painter, {(width() - SignSize) / 2, (height() - SignSize) / 2, SignSize, SignSize});
+        // Lines of whole device pixels, about a point wide, laid inside the box.
+        const qreal pixel = 1 / devicePixelRatioF();
+        const qreal line = std::max(1.0, std::round(devicePixelRatioF())) * pixel;
+        const auto frame = [&](const QRectF& r) {
+            painter.fillRect(QRectF(r.left(), r.top(), r.width(), line), color);
+            painter.fillRect(QRectF(r.left(), r.bottom() - line, r.width(), line), color);
+            painter.fillRect(QRectF(r.left(), r.top() + line, line, r.height() - 2 * line), color);
+            painter.fillRect(QRectF(r.right() - line, r.top() + line, line, r.height() - 2 * line), color);
+        };
+        switch (m_sign) {
+        case Sign::Minimize:
+            painter.fillRect(QRectF(box.left(), box.bottom() - 2 * line, box.width(), line), color);
+            break;
+        case Sign::Maximize:
+            frame(box);
+            break;
+        case Sign::Restore: {
+            const qreal step = 2 * line;
+            frame(box.adjusted(0, step, -step, 0));
+            painter.fillRect(QRectF(box.left() + step, box.top(), box.width() - step, line), color);
+            painter.fillRect(QRectF(box.right() - line, box.top() + line, line, box.height() - step - line), color);
+            break;
+        }
+        case Sign::Close:
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setPen(QPen(color, line * 1.2, Qt::SolidLine, Qt::FlatCap));
+            painter.drawLine(box.topLeft(), box.bottomRight());
+            painter.drawLine(box.topRight(), box.bottomLeft());
+            break;
+        }
+    }
+
+    Sign m_sign;
+};
+
+} // namespace
+
+TitleStrip::TitleStrip(QWidget& window)
+    : QWidget(&window), minimizeButton(new StripButton(Sign::Minimize, tr("Minimize"), this)),
+      maximizeButton(new StripButton(Sign::Maximize, tr("Maximize"), this)),
+      closeButton(new StripButton(Sign::Close, tr("Close"), this)), m_window(window)
+{
+    minimizeButton->setObjectName(u"minimizeButton"_s);
+    maximizeButton->setObjectName(u"maximizeButton"_s);
+    closeButton->setObjectName(u"closeButton"_s);
+    connect(minimizeButton, &QAbstractButton::clicked, &window, &QWidget::showMinimized);
+    connect(maximizeButton, &QAbstractButton::clicked, this, &TitleStrip::toggleMaximized);
+    connect(closeButton, &QAbstractButton::clicked, &window, &QWidget::close);
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, qOverload<>(&QWidget::update));
+    window.installEventFilter(this);
+}
+
+bool TitleStrip::isProgramActive()
+{
+    return QGuiApplication::applicationState() == Qt::ApplicationActive;
+}
+
+QLinearGradient TitleStrip::gradient(bool active)
+{
+    QLinearGradient gradient(0, 0, 0, Height);
+    if (active) {
+        gradient.setStops({{0.0, colorFromHexRGB(u"666666"_s)},
+                           {0.01, colorFromHexRGB(u"444444"_s)},
+                           {0.95, colorFromHexRGB(u"222222"_s)},
+                           {1.0, colorFromHexRGB(u"000000"_s)}});
+    } else {
+        gradient.setStops({{0.0, colorFromHexRGB(u"F6F6F6"_s)},
+                           {0.95, colorFromHexRGB(u"E6E6E6"_s)},
+                           {0.951, colorFromHexRGB(u"C4C4C4"_s)},
+                           {1.0, colorFromHexRGB(u"C4C4C4"_s)}});
+    }
+    return gradient;
+}
+
+QSize TitleStrip::sizeHint() const
+{
+    return {200, Height};
+}
+
+QMenu* TitleStrip::makeWindowMenu()
+{
+    auto* menu = new QMenu(&m_window);
+    menu->addAction(tr("Minimize"), &m_window, &QWidget::showMinimized);
+    menu->addAction(m_window.isMaximized() ? tr("Restore") : tr("Maximize"), this, &TitleStrip::toggleMaximized);
+    menu->addSeparator();
+    menu->addAction(tr("Close"), &m_window, &QWidget::close);
+    return menu;
+}
+
+void TitleStrip::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    const bool active = isProgramActive();
+    if (m_window.isMaximized()) {
+        painter.fillRect(rect(), gradient(active));
+    } else {
+        // Only the upper corners: the lower ones of this outline lie below the strip.
+        QPainterPath outline;
+        outline.addRoundedRect(QRectF(rect()).adjusted(0, 0, 0, CornerRadius * 2), CornerRadius, CornerRadius);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(outline, gradient(active));
+    }
+    const QRectF box(QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize);
+    painter.setFont(skin::interfaceFont(11, QFont::DemiBold));
+    painter.setPen(active ? QColor(Qt::white) : QColor(0, 0, 0, 130));
+    painter.drawText(box.adjusted(-20, 0, 20, -1), Qt::AlignCenter, m_window.windowTitle());
+}
+
+void TitleStrip::resizeEvent(QResizeEvent*)
+{
+    int right = width();
+    for (QWidget* button : {closeButton, maximizeButton, minimizeButton}) {
+        right -= ButtonWidth;
+        button->setGeometry(right, 0, ButtonWidth, Height - 1);
+    }
+}
+
+void TitleStrip::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        m_pressedAt = event->position().toPoint();
+}
+
+void TitleStrip::mouseMoveEvent(QMouseEvent* event)
+{
+    if (!m_pressedAt ||
+        (event->position().toPoint() - *m_pressedAt).manhattanLength() < QApplication::startDragDistance())
+        return;
+    m_pressedAt.reset();
+    // From here on the window manager has the pointer.
+    m_window.windowHandle()->startSystemMove();
+}
+
+void TitleStrip::mouseReleaseEvent(QMouseEvent*)
+{
+    m_pressedAt.reset();
+}
+
+void TitleStrip::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    m_pressedAt.reset();
+    if (event->button() == Qt::LeftButton)
+        toggleMaximized();
+}
+
+void TitleStrip::contextMenuEvent(QContextMenuEvent* event)
+{
+    QMenu* menu = makeWindowMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(event->globalPos());
+}
+
+bool TitleStrip::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::WindowStateChange)
+        updateMaximizeButton();
+    else if (event->type() == QEvent::WindowTitleChange)
+        update();
+    return QWidget::eventFilter(watched, event);
+}
+
+void TitleStrip::toggleMaximized()
+{
+    if (m_window.isMaximized())
+        m_window.showNormal();
+    else
+        m_window.showMaximized();
+}
+
+void TitleStrip::updateMaximizeButton()
+{
+    const bool maximized = m_window.isMaximized();
+    auto& button = *static_cast<StripButton*>(maximizeButton);
+    button.setSign(maximized ? Sign::Restore : Sign::Maximize);
+    button.setName(maximized ? tr("Restore") : tr("Maximize"));
+    update();
+}
+
+} // namespace timesheet

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QPoint>
+#include <QWidget>
+
+#include <optional>
+
+class QAbstractButton;
+class QLinearGradient;
+class QMenu;
+
+namespace timesheet {
+
+/// The title of a window that has no frame of the desktop's: a strip along its upper edge, dark while the program is
+/// active and calm while it is not, by which the window is moved, minimized, maximized and closed.
+///
+/// Object names of the buttons are the members' names.
+class TitleStrip final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// Points.
+    static constexpr int Height = 23;
+    static constexpr qreal CornerRadius = 3;
+
+    /// Shows the title of `window`, which it is put into.
+    explicit TitleStrip(QWidget& window);
+
+    QAbstractButton* minimizeButton;
+    QAbstractButton* maximizeButton; ///< restores a maximized window
+    QAbstractButton* closeButton;
+
+    /// From the upper edge to the lower.
+    static QLinearGradient gradient(bool active);
+    static bool isProgramActive();
+
+    /// What a window's menu offers. Owned by the caller.
+    QMenu* makeWindowMenu();
+
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void toggleMaximized();
+    void updateMaximizeButton();
+
+    QWidget& m_window;
+    std::optional<QPoint> m_pressedAt; ///< of a press that may become a move
+};
+
+} // namespace timesheet
