@@ -29,9 +29,14 @@ QString inHome(const char* variable, QLatin1StringView folder)
     return home.isEmpty() ? QString() : home + u'/' + folder;
 }
 
+QString within(const QString& folder, QLatin1StringView name)
+{
+    return folder.isEmpty() ? folder : folder + u'/' + name;
+}
+
 QString quillon(const QString& folder)
 {
-    return folder.isEmpty() ? folder : folder + "/Quillon"_L1;
+    return within(folder, "Quillon"_L1);
 }
 
 } // namespace
@@ -54,6 +59,11 @@ QStringList configFolders()
     if (const QString own = configFolder(); !own.isEmpty())
         folders.append(own);
     return folders;
+}
+
+QString autostartFolder()
+{
+    return within(inHome("XDG_CONFIG_HOME", ".config"_L1), "autostart"_L1);
 }
 
 QString dataFolder()

@@ -12,6 +12,9 @@ QString configFolder();
 /// `Quillon` in each of the folders for settings, the least important first, the person's own last.
 QStringList configFolders();
 
+/// Where the desktop finds what it starts when the person logs in. Empty when there is no home.
+QString autostartFolder();
+
 /// `Quillon` in the folder for the person's data. Empty when there is no home.
 QString dataFolder();
 

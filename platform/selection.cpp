@@ -7,6 +7,7 @@
 #include <QtGlobal>
 
 #ifdef Q_OS_LINUX
+#include "linux/AutostartItems.h"
 #include "linux/FloatingStrip.h"
 #include "linux/LinuxDesktop.h"
 #include "linux/MessageBoxAlerts.h"
@@ -87,6 +88,9 @@ constexpr Candidate<HotKeys> kHotKeys[] = {
 };
 
 constexpr Candidate<LoginItems> kLoginItems[] = {
+#ifdef Q_OS_LINUX
+    {AutostartItems::available, plain<LoginItems, AutostartItems>},
+#endif
     {always, plain<LoginItems, NullLoginItems>},
 };
 
