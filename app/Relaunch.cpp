@@ -13,8 +13,11 @@ bool relaunch(QObject* /*sender*/)
     // Beside the program, in a build as in an installation.
     const QString helper =
         QStandardPaths::findExecutable(u"relaunch_quillon"_s, {QCoreApplication::applicationDirPath()});
-    if (helper.isEmpty() || !QProcess::startDetached(helper, {QCoreApplication::applicationFilePath(),
-                                                              QString::number(QCoreApplication::applicationPid())}))
+    // As it was started now: else a person with a timesheet on this computer would come back signed out.
+    const QStringList arguments =
+        QStringList{QCoreApplication::applicationFilePath(), QString::number(QCoreApplication::applicationPid())} +
+        QCoreApplication::arguments().mid(1);
+    if (helper.isEmpty() || !QProcess::startDetached(helper, arguments))
         return false;
     QCoreApplication::exit(0);
     return true;

@@ -64,6 +64,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
 void WrenfoldMenulet::applicationWillFinishLaunching()
 {
     if (settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonHideFromDockKey)) {
+        environment().desktop().setShownInTaskBar(false);
         m_showingInDock = false;
         return;
     }

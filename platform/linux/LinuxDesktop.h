@@ -2,6 +2,10 @@
 
 #include "../Desktop.h"
 
+#include <QObject>
+
+#include <memory>
+
 namespace platform {
 
 /// The freedesktop way.
@@ -12,12 +16,15 @@ public:
 
     bool openUrl(const QUrl& url) override;
 
-    /// Without effect: a task bar lists windows here, not programs, and a window that is missing from it could not be
-    /// found again. The status item stays out of it either way.
+    /// A task bar lists windows here, not programs: not shown, each window of the program asks to be left out when it
+    /// opens. The status item stays out either way. Without effect on Wayland, which has no such request.
     void setShownInTaskBar(bool shown) override;
 
     /// Raises the program's open windows; the modal one, if any, last.
     void activate() override;
+
+private:
+    std::unique_ptr<QObject> m_leftOut; ///< watches for windows that open
 };
 
 } // namespace platform

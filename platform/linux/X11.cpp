@@ -84,21 +84,31 @@ void skipTaskBar(const QWindow& window)
     xcb_connection_t* x = connection();
     if (!x)
         return;
-    constexpr uint32_t kAdd = 1;
-    constexpr uint32_t kFromApplication = 1;
-    const auto [state, skipTaskBar, skipPager] =
-        atoms<3>(x, {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = static_cast<xcb_window_t>(window.winId());
-    event.type = state;
-    event.data.data32[0] = kAdd;
-    event.data.data32[1] = skipTaskBar;
-    event.data.data32[2] = skipPager;
-    event.data.data32[3] = kFromApplication;
-    xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char*>(&event));
+    // The last is for desktops that tell a switcher from a task bar.
+    const auto [state, taskBar, pager, switcher] =
+        atoms<4>(x, {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
+                     "_KDE_NET_WM_STATE_SKIP_SWITCHER"});
+    const std::array skipped{taskBar, pager, switcher};
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    // A window that is not mapped says so itself; of one that is, the window manager keeps the state.
+    if (!window.isVisible()) {
+        xcb_change_property(x, XCB_PROP_MODE_APPEND, id, state, XCB_ATOM_ATOM, 32, skipped.size(), skipped.data());
+        return;
+    }
+    for (const xcb_atom_t atom : skipped) {
+        constexpr uint32_t kAdd = 1;
+        constexpr uint32_t kFromApplication = 1;
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = id;
+        event.type = state;
+        event.data.data32[0] = kAdd;
+        event.data.data32[1] = atom;
+        event.data.data32[3] = kFromApplication;
+        xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char*>(&event));
+    }
     xcb_flush(x);
 }
 

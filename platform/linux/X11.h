@@ -21,7 +21,8 @@ std::uint32_t root(xcb_connection_t* connection);
 /// round trip.
 bool isComposited();
 
-/// Keeps a mapped window out of task bars and pagers (EWMH 1.5, `_NET_WM_STATE`).
+/// Keeps a window out of task bars, pagers and switchers (EWMH 1.5, `_NET_WM_STATE`) until it is hidden. It is shown
+/// already, or about to be.
 void skipTaskBar(const QWindow& window);
 
 } // namespace platform::x11

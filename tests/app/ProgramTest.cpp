@@ -72,7 +72,10 @@ private slots:
     void keepsTheDayInItsOwnService();
     void endsAtOnceWhateverTheServiceDoes();
     void secondStartMakesWay();
+    void relaunchWaitsForTheEnd_data();
     void relaunchWaitsForTheEnd();
+    void relaunchCalledWrongly_data();
+    void relaunchCalledWrongly();
 };
 
 void ProgramTest::answersWithoutADisplay_data()
@@ -194,33 +197,58 @@ void ProgramTest::secondStartMakesWay()
     QCOMPARE(first.process.state(), QProcess::Running);
 }
 
+void ProgramTest::relaunchWaitsForTheEnd_data()
+{
+    QTest::addColumn<QString>("end");
+    QTest::newRow("by itself") << u"exit"_s;
+    QTest::newRow("by a crash") << u"crash"_s;
+    QTest::newRow("before anybody waited") << u"early"_s;
+}
+
 void ProgramTest::relaunchWaitsForTheEnd()
 {
-    QTemporaryDir folder;
-    const QString trace = folder.filePath(u"trace"_s);
-    QFile script(folder.filePath(u"again"_s));
-    QVERIFY(script.open(QIODevice::WriteOnly));
-    script.write("#!/bin/sh\necho again >" + trace.toLocal8Bit() + "\n");
-    script.close();
-    script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-
+    QFETCH(QString, end);
     QProcess running;
     running.start(u"cat"_s, QStringList()); // runs until its input ends
     QVERIFY(running.waitForStarted());
+    const QString pid = QString::number(running.processId());
+    if (end == u"early"_s) {
+        running.kill();
+        QVERIFY(running.waitForFinished());
+    }
     QProcess helper;
-    helper.start(QStringLiteral(RELAUNCH), {script.fileName(), QString::number(running.processId())});
+    helper.start(QStringLiteral(RELAUNCH), {QStringLiteral(QUILLON), pid, u"--version"_s});
     QVERIFY(helper.waitForStarted());
-    QVERIFY(!helper.waitForFinished(200));
-    QVERIFY(!QFile::exists(trace));
-    running.closeWriteChannel();
-    QVERIFY(running.waitForFinished());
+    if (end != u"early"_s) {
+        QVERIFY(!helper.waitForReadyRead(200));
+        if (end == u"exit"_s)
+            running.closeWriteChannel();
+        else
+            running.kill();
+        QVERIFY(running.waitForFinished());
+    }
     QVERIFY(helper.waitForFinished());
-    QVERIFY(QFile::exists(trace));
+    QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
+}
 
-    QProcess wrong;
-    wrong.start(QStringLiteral(RELAUNCH), {script.fileName(), u"12x"_s});
-    QVERIFY(wrong.waitForFinished());
-    QCOMPARE(wrong.exitCode(), 2);
+void ProgramTest::relaunchCalledWrongly_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::newRow("without a process") << QStringList{u"true"_s} << 2;
+    QTest::newRow("no number") << QStringList{u"true"_s, u"12x"_s} << 2;
+    QTest::newRow("no process has it") << QStringList{u"true"_s, u"-1"_s} << 2;
+    QTest::newRow("no such program") << QStringList{u"/nowhere/quillon"_s, QString::number(1 << 30)} << 1;
+}
+
+void ProgramTest::relaunchCalledWrongly()
+{
+    QFETCH(QStringList, arguments);
+    QProcess helper;
+    helper.start(QStringLiteral(RELAUNCH), arguments);
+    QVERIFY(helper.waitForFinished());
+    QTEST(helper.exitCode(), "status");
+    QVERIFY(!helper.readAllStandardError().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(ProgramTest)

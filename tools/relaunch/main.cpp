@@ -1,4 +1,4 @@
-// relaunch_quillon PROGRAM PID: waits until the process has ended, then becomes the program.
+// relaunch_quillon PROGRAM PID [ARGUMENT…]: waits until the process has ended, however, then becomes the program.
 
 #include <cerrno>
 #include <cstdio>
@@ -11,9 +11,9 @@
 int main(int argc, char** argv)
 {
     char* rest = nullptr;
-    const long pid = argc == 3 ? std::strtol(argv[2], &rest, 10) : 0;
+    const long pid = argc >= 3 ? std::strtol(argv[2], &rest, 10) : 0;
     if (pid <= 0 || *rest != '\0') {
-        std::fprintf(stderr, "usage: relaunch_quillon PROGRAM PID\n");
+        std::fprintf(stderr, "usage: relaunch_quillon PROGRAM PID [ARGUMENT]...\n");
         return 2;
     }
     // A descriptor of a process becomes readable when it ends (Linux 5.3). One that has ended already has none.
@@ -24,7 +24,8 @@ int main(int argc, char** argv)
         }
         close(process);
     }
-    execl(argv[1], argv[1], static_cast<char*>(nullptr));
+    argv[2] = argv[1];
+    execv(argv[1], argv + 2);
     std::perror("relaunch_quillon");
     return 1;
 }
