@@ -1,6 +1,7 @@
 #include "timesheet/RLListDocumentView.h"
 
 #include "timesheet/RLListView.h"
+#include "timesheet/RLListViewCell.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -14,7 +15,15 @@ void RLListDocumentView::setDropHighlight(RLDropHighlight highlight)
     if (m_dropHighlight == highlight)
         return;
     m_dropHighlight = highlight;
+    redisplay();
+}
+
+void RLListDocumentView::redisplay()
+{
     update();
+    // What an opaque child covers is not drawn anew with its parent.
+    for (RLListViewCell* cell : m_listView.visibleCells())
+        cell->update();
 }
 
 void RLListDocumentView::drawDropHighlight(QPainter& painter) const

@@ -21,6 +21,9 @@ public:
     void setDropHighlight(RLDropHighlight highlight);
     RLDropHighlight dropHighlight() const { return m_dropHighlight; }
 
+    /// Draws the document and the cells in sight again.
+    void redisplay();
+
     /// Draws the drop highlight in this widget's coordinates. Cells cover the document, so each draws its part.
     void drawDropHighlight(QPainter& painter) const;
     /// Draws the mark of the keyboard focus along the left edge of `rect`.

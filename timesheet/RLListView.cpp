@@ -253,6 +253,7 @@ void RLListView::layoutCell(RLListViewCell& cell, int row)
     cell.m_row = row;
     cell.setGeometry(frameOfRow(row));
     cell.show();
+    cell.tellName();
 }
 
 void RLListView::frameCells()
@@ -287,6 +288,7 @@ void RLListView::updateCells()
         m_visibleCells.push_back(addCell(row));
     m_currentRange = range;
     hideRetiredCells();
+    tellFocus();
 }
 
 RLListViewCell* RLListView::visibleCellForRow(int row) const
@@ -357,7 +359,7 @@ void RLListView::scrollContentsBy(int, int dy)
     if (!partly)
         frameCells();
     if (m_documentView->dropHighlight() != RLDropHighlight::None)
-        m_documentView->update();
+        m_documentView->redisplay();
     m_scroller->place(viewport()->geometry());
 }
 
@@ -460,31 +462,33 @@ void RLListView::selectionChanged(const std::set<int>& redisplayed)
         cell->update();
     // Without a selection all of the list is marked.
     if (marksFocus())
-        m_documentView->update();
-    tellAssistiveTechnology(redisplayed);
+        m_documentView->redisplay();
+    tellSelection(redisplayed);
     if (m_delegate)
         m_delegate->selectionDidChange(*this);
     emit selectionDidChange();
 }
 
-void RLListView::tellAssistiveTechnology(const std::set<int>& rows)
+void RLListView::tellSelection(const std::set<int>& rows)
 {
     if (!QAccessible::isActive())
         return;
     for (RLListViewCell* cell : visibleCellsForRowIndexes(rows)) {
-        QAccessible::State changed;
-        changed.selected = true;
-        QAccessibleStateChangeEvent event(cell, changed);
+        QAccessibleEvent event(cell, QAccessible::Selection);
         QAccessible::updateAccessibility(&event);
     }
     tellFocus();
 }
 
+/// Once for each row: a reload after which the same row is selected again is not worth a word.
 void RLListView::tellFocus()
 {
-    RLListViewCell* current = hasFocus() && QAccessible::isActive() ? visibleCellForRow(currentRow()) : nullptr;
-    if (!current)
+    if (!QAccessible::isActive() || !hasFocus())
         return;
+    RLListViewCell* current = visibleCellForRow(currentRow());
+    if (!current || current->row() == m_toldRow)
+        return;
+    m_toldRow = current->row();
     QAccessibleEvent event(current, QAccessible::Focus);
     QAccessible::updateAccessibility(&event);
 }
@@ -601,7 +605,7 @@ void RLListView::keyPressEvent(QKeyEvent* event)
     }
     if (!m_showsFocus) {
         m_showsFocus = true;
-        m_documentView->update();
+        m_documentView->redisplay();
     }
 }
 
@@ -673,14 +677,15 @@ void RLListView::focusInEvent(QFocusEvent* event)
         m_showsFocus = false;
     else if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason)
         m_showsFocus = true;
-    m_documentView->update();
+    m_documentView->redisplay();
+    m_toldRow = -1;
     tellFocus();
 }
 
 void RLListView::focusOutEvent(QFocusEvent* event)
 {
     QAbstractScrollArea::focusOutEvent(event);
-    m_documentView->update();
+    m_documentView->redisplay();
 }
 
 bool RLListView::marksFocus() const

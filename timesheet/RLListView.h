@@ -158,7 +158,7 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    friend class RLListViewCell; ///< A cell that is destroyed tells the list.
+    friend class RLListViewCell; // a cell that is destroyed tells the list
 
     bool hasRow(int row) const { return row >= 0 && row < m_numberOfRows; }
     double contentWidth() const;
@@ -182,7 +182,7 @@ private:
     void revealRow(int row);
 
     void takeFocusFrom(const RLListViewCell& cell);
-    void tellAssistiveTechnology(const std::set<int>& rows);
+    void tellSelection(const std::set<int>& rows);
     void tellFocus();
 
     RLListViewDelegate* m_delegate = nullptr;
@@ -195,6 +195,7 @@ private:
 
     std::set<int> m_selectedRows;
     int m_lastSelectedRow = -1;
+    int m_toldRow = -1; ///< the row that assistive technology knows to have the focus
 
     int m_numberOfRows = 0;
     std::vector<double> m_cellYOffsets;

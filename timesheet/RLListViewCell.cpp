@@ -3,10 +3,13 @@
 #include "timesheet/RLListDocumentView.h"
 #include "timesheet/RLListView.h"
 
+#include <QAccessible>
 #include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPainter>
+
+#include <utility>
 
 namespace timesheet {
 
@@ -47,6 +50,16 @@ void RLListViewCell::prepareForReuse()
 QString RLListViewCell::accessibleText() const
 {
     return accessibleName();
+}
+
+void RLListViewCell::tellName()
+{
+    if (!QAccessible::isActive())
+        return;
+    if (const QString name = accessibleText(); std::exchange(m_toldName, name) != name) {
+        QAccessibleEvent event(this, QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 void RLListViewCell::press()

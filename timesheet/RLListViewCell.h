@@ -42,6 +42,10 @@ public:
     /// What a screen reader says for the row; the accessible name of the widget unless a subclass knows better.
     virtual QString accessibleText() const;
 
+    /// Tells assistive technology when the text has become another. The list calls it whenever it shows the cell, a
+    /// cell that changes in between by itself.
+    void tellName();
+
     /// A press by assistive technology: like a click with a modifier key.
     void press();
     /// Asks for the context menu of the cell as if by the keyboard.
@@ -59,6 +63,7 @@ private:
     QString m_reusableIdentifier;
     QPointer<RLListView> m_listView;
     int m_row = -1;
+    QString m_toldName;
     RLDropHighlight m_dropHighlight = RLDropHighlight::None;
 };
 

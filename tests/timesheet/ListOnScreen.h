@@ -10,16 +10,21 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
+
+#include <functional>
 
 /// A row that fills itself with one colour and has a button.
 class Row final : public timesheet::RLListViewCell
 {
 public:
-    Row(const QString& identifier, QStringList& calls) : RLListViewCell(identifier), m_calls(calls)
+    /// `note` gets "button ROW" and "menu ROW".
+    Row(const QString& identifier, std::function<void(const QString&)> note)
+        : RLListViewCell(identifier), m_note(std::move(note))
     {
         setAttribute(Qt::WA_OpaquePaintEvent);
-        connect(&button, &QPushButton::clicked, this, [this] { note(QStringLiteral("button")); });
+        connect(&button, &QPushButton::clicked, this, [this] { m_note(QStringLiteral("button %1").arg(row())); });
     }
 
     void layoutSubviews() override { ++layouts; }
@@ -44,17 +49,17 @@ protected:
     {
         QPainter painter(this);
         painter.fillRect(rect(), color(row(), isSelected()));
+        painter.drawText(110, 18, accessibleText());
     }
     void resizeEvent(QResizeEvent*) override { button.setGeometry(40, 2, 60, 20); }
-    void contextMenuEvent(QContextMenuEvent*) override { note(QStringLiteral("menu")); }
+    void contextMenuEvent(QContextMenuEvent*) override { m_note(QStringLiteral("menu %1").arg(row())); }
 
 private:
-    void note(const QString& what) { m_calls << QStringLiteral("%1 %2").arg(what).arg(row()); }
-
-    QStringList& m_calls;
+    std::function<void(const QString&)> m_note;
 };
 
-/// A window with a list of 300 by 200 points between two fields. Writes down what the list asks and tells.
+/// A window with a list of 300 by 200 points between two fields. Writes down what the list asks and tells; the field
+/// below shows the last of it.
 class ListOnScreen final : public timesheet::RLListViewDelegate
 {
 public:
@@ -105,6 +110,13 @@ public:
         return rows;
     }
     QList<int> selection() const { return {list.selectedRows().begin(), list.selectedRows().end()}; }
+    /// What is on the screen where the list is.
+    QImage seen()
+    {
+        QCoreApplication::processEvents();
+        const QRect at = list.geometry();
+        return window.screen()->grabWindow(window.winId(), at.x(), at.y(), at.width(), at.height()).toImage();
+    }
     QWidget& viewport() { return *list.viewport(); }
 
     int numberOfRowsInListView(timesheet::RLListView&) override { return int(m_heights.size()); }
@@ -120,11 +132,11 @@ public:
         if (auto* cell = listView.dequeueCellWithReusableIdentifier(identifier))
             return *cell;
         ++made;
-        return *new Row(identifier, calls);
+        return *new Row(identifier, [this](const QString& what) { note(what); });
     }
-    void selectionDidChange(timesheet::RLListView&) override { calls << QStringLiteral("selection"); }
-    void rowDoubleClicked(timesheet::RLListView&, int row) override { calls << QStringLiteral("open %1").arg(row); }
-    void keyDown(timesheet::RLListView&, QKeyEvent& event) override { calls << QStringLiteral("key ") + event.text(); }
+    void selectionDidChange(timesheet::RLListView&) override { note(QStringLiteral("selection")); }
+    void rowDoubleClicked(timesheet::RLListView&, int row) override { note(QStringLiteral("open %1").arg(row)); }
+    void keyDown(timesheet::RLListView&, QKeyEvent& event) override { note(QStringLiteral("key ") + event.text()); }
 
     /// "selection", "open ROW", "key TEXT", "button ROW", "menu ROW", in their order.
     QStringList calls;
@@ -139,5 +151,11 @@ public:
     QLineEdit after;
 
 private:
+    void note(const QString& what)
+    {
+        calls << what;
+        after.setText(what);
+    }
+
     std::vector<double> m_heights;
 };

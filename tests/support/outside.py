@@ -1,0 +1,66 @@
+"""Uses a program as assistive technology does, from outside its process.
+
+For the distribution's python3 (pyatspi), in a desktop of its own (tests/support/session).
+"""
+
+import os
+import subprocess
+import time
+
+import pyatspi
+
+LONGEST = 20  # seconds; nothing waits longer than it must
+
+
+def until(what, condition):
+    """Waits for `condition` to return something true and returns that."""
+    end = time.monotonic() + LONGEST
+    while True:
+        try:
+            result = condition()
+        except Exception:  # what is asked for may just be gone: asked again, until the time is up
+            result = None
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise AssertionError(f"not seen: {what}")
+        time.sleep(0.02)
+
+
+def states(accessible):
+    return {pyatspi.stateToString(state) for state in accessible.getState().getStates()}
+
+
+def find(root, role, name=None):
+    """The first below `root` with that role, such as "push button", and name, as soon as it is there."""
+    return until(f"{role} {name or ''}", lambda: pyatspi.findDescendant(
+        root, lambda a: a.getRoleName() == role and (name is None or a.name == name)))
+
+
+def actions(accessible):
+    action = accessible.queryAction()
+    return [action.getName(i) for i in range(action.nActions)]
+
+
+def press(accessible):
+    accessible.queryAction().doAction(actions(accessible).index("Press"))
+
+
+class Program:
+    """A running program and its place in the tree. Ends with the block."""
+
+    def __init__(self, name, *command):
+        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+        self.process = subprocess.Popen(command, env=environment)
+        self.name = name
+
+    def __enter__(self):
+        desktop = pyatspi.Registry.getDesktop(0)
+        self.root = until(self.name, lambda: next(a for a in desktop if a and a.name == self.name))
+        return self.root
+
+    def __exit__(self, *failure):
+        ended = self.process.poll()
+        self.process.terminate()
+        self.process.wait(LONGEST)
+        assert any(failure) or ended is None, f"{self.name} ended by itself with {ended}"
