@@ -9,7 +9,11 @@
 #include "User.h"
 #include "UserAssignment.h"
 
+#include "store/Context.h"
+
 #include <QFile>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +41,18 @@ store::Model loadModel()
 std::unordered_map<std::string, store::ObjectFactory> objectFactories()
 {
     return factoriesOf<Client, Company, DayEntry, Project, Task, TaskAssignment, User, UserAssignment>();
+}
+
+bool touchesCatalog(const store::ChangeSet& changes, const store::Model& model)
+{
+    const auto isCatalog = [&](store::ObjectId id) {
+        const std::string& name = model.entities()[static_cast<std::size_t>(id.entity)].name;
+        return name != DayEntry::entityName && name != Company::entityName;
+    };
+    return std::any_of(changes.inserted.begin(), changes.inserted.end(), isCatalog) ||
+           std::any_of(changes.deleted.begin(), changes.deleted.end(), isCatalog) ||
+           std::any_of(changes.updated.begin(), changes.updated.end(),
+                       [&](const store::ChangeSet::Change& change) { return isCatalog(change.id); });
 }
 
 } // namespace model

@@ -1,5 +1,6 @@
 #include "User.h"
 
+#include "AssignedProjects.h"
 #include "Client.h"
 #include "Company.h"
 #include "DayEntry.h"
@@ -86,13 +87,7 @@ std::vector<Project*> User::assignedProjects() const
 
 User::ProjectsByClient User::projectsWithMatchingNamesGroupedByClient(const QString& filter) const
 {
-    std::vector<Project*> projects = assignedProjects();
-    if (!filter.isEmpty()) {
-        std::erase_if(projects, [&](const Project* project) {
-            return !project->displayName().contains(filter, Qt::CaseInsensitive);
-        });
-    }
-    return groupByClientName(std::move(projects));
+    return AssignedProjects(*this).matching(filter);
 }
 
 User::ProjectsByClient User::groupByClientName(std::vector<Project*> projects) const
