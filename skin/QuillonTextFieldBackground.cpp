@@ -12,6 +12,12 @@ QuillonTextFieldBackground::QuillonTextFieldBackground(QWidget* parent) : QWidge
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { followFocus(now); });
 }
 
+QuillonTextFieldBackground::~QuillonTextFieldBackground()
+{
+    // A field in it loses the focus after this object has gone.
+    disconnect(qApp, nullptr, this, nullptr);
+}
+
 void QuillonTextFieldBackground::setUseHUDBackground(bool useHUDBackground)
 {
     m_useHUDBackground = useHUDBackground;

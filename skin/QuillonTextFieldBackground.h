@@ -12,6 +12,7 @@ class QuillonTextFieldBackground : public QWidget
     Q_OBJECT
 public:
     explicit QuillonTextFieldBackground(QWidget* parent = nullptr);
+    ~QuillonTextFieldBackground() override;
 
     /// The dark look, which is the default, or the light one.
     void setUseHUDBackground(bool useHUDBackground);
