@@ -14,8 +14,9 @@ MAY_USE = {
     "model": {"store", "settings", "platform"},
     "service": {"model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
-    "timesheet": {"service", "model", "skin", "settings", "store", "platform"},
-    "app": {"timesheet", "service", "model", "skin", "settings", "store", "platform"},
+    "editing": {"service", "model", "skin", "settings", "store", "platform"},
+    "timesheet": {"editing", "service", "model", "skin", "settings", "store", "platform"},
+    "app": {"timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
 }
 
 

@@ -1,0 +1,144 @@
+#include "editing/PickerMenu.h"
+
+#include "skin/Fonts.h"
+#include "skin/Geometrics.h"
+
+#include <QPainter>
+#include <QProxyStyle>
+#include <QStyleOptionMenuItem>
+
+#include <algorithm>
+#include <array>
+
+namespace editing {
+
+namespace {
+
+constexpr int itemHeight = 24;
+constexpr int headerIndent = 10;
+constexpr int itemIndent = 26; // leaves room for the check mark
+constexpr int rightMargin = 16;
+constexpr int widest = 460;
+
+/// Draws the items and measures them the same on every desktop.
+class MenuStyle final : public QProxyStyle
+{
+public:
+    explicit MenuStyle(QObject* parent) : QProxyStyle(QStringLiteral("Fusion")) { setParent(parent); }
+
+    QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
+                           const QWidget* widget) const override
+    {
+        const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+        if (type != CT_MenuItem || !item)
+            return QProxyStyle::sizeFromContents(type, option, size, widget);
+        const int text = QFontMetrics(item->font).size(Qt::TextSingleLine | Qt::TextShowMnemonic, item->text).width();
+        return {std::min(itemIndent + text + rightMargin, widest), itemHeight};
+    }
+
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override
+    {
+        const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+        if (element != CE_MenuItem || !item) {
+            QProxyStyle::drawControl(element, option, painter, widget);
+            return;
+        }
+        const bool header = !(item->state & State_Enabled);
+        const bool selected = !header && item->state & State_Selected;
+        painter->save();
+        if (selected)
+            painter->fillRect(item->rect, item->palette.highlight());
+        painter->setPen(item->palette.color(header     ? QPalette::Disabled
+                                            : selected ? QPalette::Active
+                                                       : QPalette::Inactive,
+                                            selected ? QPalette::HighlightedText : QPalette::Text));
+        painter->setFont(item->font);
+        const QRect box = item->rect.adjusted(header ? headerIndent : itemIndent, 0, -rightMargin / 2, 0);
+        const QString title =
+            QFontMetrics(item->font).elidedText(item->text, Qt::ElideRight, box.width(), Qt::TextShowMnemonic);
+        painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine | Qt::TextHideMnemonic, title);
+        if (item->checked) {
+            const QPointF origin(item->rect.left() + 9, item->rect.center().y() + 0.5);
+            const std::array<QPointF, 3> mark{origin + QPointF(0, 0.5), origin + QPointF(3.2, 3.7),
+                                              origin + QPointF(9, -3.8)};
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->setPen(QPen(painter->pen().color(), 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter->drawPolyline(mark.data(), static_cast<int>(mark.size()));
+        }
+        painter->restore();
+    }
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override
+    {
+        if (element == PE_PanelMenu)
+            painter->fillRect(option->rect, option->palette.window());
+        else if (element == PE_FrameMenu) {
+            painter->setPen(QPen(option->palette.color(QPalette::Mid), 0));
+            painter->drawRect(option->rect.adjusted(0, 0, -1, -1));
+        } else
+            QProxyStyle::drawPrimitive(element, option, painter, widget);
+    }
+
+    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
+    {
+        switch (metric) {
+        case PM_MenuPanelWidth:
+            return 1;
+        case PM_MenuVMargin:
+            return 4;
+        case PM_MenuHMargin:
+            return 0;
+        default:
+            return QProxyStyle::pixelMetric(metric, option, widget);
+        }
+    }
+
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* returned) const override
+    {
+        // A menu of thousands scrolls; it does not fill the screen with columns.
+        return hint == SH_Menu_Scrollable ? 1 : QProxyStyle::styleHint(hint, option, widget, returned);
+    }
+};
+
+QString escaped(const QString& title)
+{
+    return skin::displayable(title).replace(u'&', QStringLiteral("&&"));
+}
+
+} // namespace
+
+PickerMenu::PickerMenu(Look look, QWidget* parent) : QMenu(parent)
+{
+    setStyle(new MenuStyle(this));
+    setFont(skin::interfaceFont(13));
+    setToolTipsVisible(true);
+    const bool dark = look == Look::Dark;
+    QPalette palette;
+    palette.setColor(QPalette::Window, dark ? QColor(0x2b, 0x2e, 0x31) : QColor(0xfd, 0xfd, 0xfd));
+    palette.setColor(QPalette::Mid, dark ? QColor(0x0e, 0x0f, 0x10) : QColor(0xb0, 0xb0, 0xb0));
+    palette.setColor(QPalette::Text, dark ? QColor(0xf4, 0xf5, 0xf6) : QColor(0x22, 0x22, 0x22));
+    palette.setColor(QPalette::Disabled, QPalette::Text, dark ? QColor(0x9b, 0x9f, 0xa4) : QColor(0x72, 0x72, 0x72));
+    palette.setColor(QPalette::Highlight, dark ? QColor(0x3b, 0x78, 0xb8) : QColor(0x3d, 0x7a, 0xb5));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    setPalette(palette);
+}
+
+void PickerMenu::addHeader(const QString& title)
+{
+    addAction(escaped(title))->setEnabled(false);
+}
+
+QAction* PickerMenu::addItem(const QString& title, qint64 tag)
+{
+    QAction* item = addAction(escaped(title));
+    item->setCheckable(true);
+    item->setData(tag);
+    const int room = widest - itemIndent - rightMargin;
+    item->setToolTip(fontMetrics().horizontalAdvance(title) > room ? skin::toolTipFor(title) : QString());
+    return item;
+}
+
+} // namespace editing

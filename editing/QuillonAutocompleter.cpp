@@ -1,0 +1,472 @@
+#include "editing/QuillonAutocompleter.h"
+
+#include "skin/Geometrics.h"
+#include "skin/ImageButton.h"
+
+#include <QFocusEvent>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+
+#include <utility>
+
+namespace editing {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int darkHeight = 26;
+constexpr int lightHeight = 26;
+constexpr int leftMargin = 7;
+constexpr QSize buttonSize(24, 20);
+/// Of the menu button's lower edge, upwards from the frame's.
+constexpr int buttonBottom = 2;
+constexpr int lightButtonRise = 3;
+
+/// The arrow stands in the middle of the field's height, wherever in it the area to press lies.
+class MenuButton final : public skin::ImageButton
+{
+public:
+    using ImageButton::ImageButton;
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.setOpacity(isEnabled() ? 1 : 0.4);
+        const skin::Image image = shownImage();
+        const QSizeF size = image.size();
+        const double middle = parentWidget()->height() / 2.0 - y();
+        image.drawAtPoint(painter, QPointF((width() - size.width()) / 2, middle - size.height() / 2));
+    }
+};
+
+Look lookOf(int style)
+{
+    return style == 1 ? Look::Light : Look::Dark;
+}
+
+} // namespace
+
+QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& chooseText)
+    : m_chooseText(chooseText), m_container(new skin::QuillonTextFieldBackground),
+      m_textField(new QLineEdit(m_container)), m_fakePlaceholderField(new QLabel(m_container)),
+      m_popupButton(
+          new MenuButton(skin::imageNamed("hud-arrow.png"), skin::imageNamed("hud-arrow-active.png"), m_container)),
+      m_commands(new TextCommands(*m_textField, [this](TextCommand command) { return control(command); })),
+      m_resultsController(*this)
+{
+    m_container->setObjectName(u"autocompleterContainerView"_s);
+    m_container->resize(200, darkHeight);
+    m_container->installEventFilter(this);
+    m_textField->setObjectName(u"textField"_s);
+    m_textField->setAccessibleName(label);
+    m_textField->installEventFilter(this);
+    m_container->setFocusProxy(m_textField);
+    m_fakePlaceholderField->setObjectName(u"fakePlaceholderField"_s);
+    m_fakePlaceholderField->setText(m_chooseText);
+    m_fakePlaceholderField->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_popupButton->setObjectName(u"popupButton"_s);
+    m_popupButton->setFocusPolicy(Qt::NoFocus);
+    m_popupButton->resize(buttonSize);
+    m_resultsController.setContainerView(m_container);
+
+    connect(m_textField, &QLineEdit::textEdited, this, &QuillonAutocompleter::controlTextDidChange);
+    connect(m_popupButton, &QAbstractButton::pressed, this, &QuillonAutocompleter::popUpMenu);
+    connect(&m_resultsController, &QuillonAutocompleterResultsController::highlightChanged, this,
+            [this](const QString& suggestion) {
+                m_highlight = suggestion;
+                describe();
+            });
+    setStyle(0);
+}
+
+QuillonAutocompleter::~QuillonAutocompleter()
+{
+    // Their last events are nobody's business.
+    m_container->removeEventFilter(this);
+    m_textField->removeEventFilter(this);
+    delete m_commands;
+    delete m_container;
+}
+
+PickerMenu& QuillonAutocompleter::popupMenu()
+{
+    if (!m_menu) {
+        m_menu = new PickerMenu(lookOf(m_style), m_container);
+        m_menu->setObjectName(u"popupMenu"_s);
+        m_menu->setAccessibleName(chooseText());
+        connect(m_menu, &QMenu::triggered, this, [this](const QAction* item) {
+            m_textField->setFocus();
+            itemSelectedFromMenu(item->data().toLongLong());
+            updatePopupButtonAfterSelection(); // the menu has turned the mark of the item over
+        });
+        connect(m_menu, &QMenu::aboutToHide, m_popupButton, [this] { m_popupButton->setDown(false); });
+    }
+    if (!m_menuFilled) {
+        m_menuFilled = true;
+        m_menu->clear();
+        fillMenu(*m_menu);
+        updatePopupButtonAfterSelection();
+    }
+    return *m_menu;
+}
+
+void QuillonAutocompleter::addToView(QWidget& view, QPoint atPoint)
+{
+    m_container->setParent(&view);
+    m_container->move(atPoint.x(), view.height() - atPoint.y() - m_container->height());
+    m_container->show();
+}
+
+void QuillonAutocompleter::setStyle(int style)
+{
+    m_style = style;
+    const bool light = lookOf(style) == Look::Light;
+    dress(*m_textField, lookOf(style));
+    m_fakePlaceholderField->setFont(m_textField->font());
+    QPalette palette;
+    palette.setColor(QPalette::WindowText, m_textField->palette().color(QPalette::PlaceholderText));
+    m_fakePlaceholderField->setPalette(palette);
+    static_cast<skin::ImageButton*>(m_popupButton)
+        ->setImages(skin::imageNamed(light ? "tw-arrow.png" : "hud-arrow.png"),
+                    skin::imageNamed(light ? "tw-arrow-active.png" : "hud-arrow-active.png"));
+    m_resultsController.setLook(lookOf(style));
+    delete std::exchange(m_menu, nullptr);
+    m_menuFilled = false;
+    m_container->setUseHUDBackground(!light);
+    m_container->resize(m_container->width(), light ? lightHeight : darkHeight);
+    layOut();
+}
+
+void QuillonAutocompleter::matchWidth(const QWidget& view)
+{
+    m_container->resize(view.width(), m_container->height());
+    m_container->update();
+}
+
+void QuillonAutocompleter::setEnabled(bool enabled)
+{
+    m_textField->setEnabled(enabled);
+    m_popupButton->setEnabled(enabled);
+    m_fakePlaceholderField->setEnabled(enabled);
+    if (!enabled)
+        m_resultsController.closeResults();
+    updatePlaceholderText();
+}
+
+void QuillonAutocompleter::setInvalid(bool invalid)
+{
+    m_invalid = invalid;
+    m_container->setError(invalid);
+    describe();
+}
+
+void QuillonAutocompleter::setErrorState()
+{
+    const bool silent = m_initialDisplay && !selectedValue();
+    if (silent)
+        m_initialDisplay = false;
+    setInvalid(!silent && !selectedValue());
+}
+
+void QuillonAutocompleter::setSelectedValue(model::QuillonObject* selectedValue)
+{
+    const bool differs = selectedValue != m_selectedValue.get() || m_hasSelectedValue != (selectedValue != nullptr);
+    m_selectedValue = selectedValue;
+    m_hasSelectedValue = selectedValue != nullptr;
+    updateTextViewAfterSelection();
+    updatePopupButtonAfterSelection();
+    updatePlaceholderText();
+    if (selectedValue)
+        setInvalid(false);
+    if (differs)
+        tellDelegate();
+}
+
+QString QuillonAutocompleter::text() const
+{
+    return m_textField->text();
+}
+
+void QuillonAutocompleter::clear()
+{
+    m_textField->clear();
+    setSelectedValue(nullptr);
+}
+
+void QuillonAutocompleter::reloadData()
+{
+    m_menuFilled = m_menuFilled && m_menu->isVisible(); // one that is open stays as it is
+    m_suggestionsLoaded = false;
+}
+
+void QuillonAutocompleter::catalogDidChange()
+{
+    reloadData();
+    if (m_resultsController.visible())
+        loadSuggestions();
+
+    if (const model::QuillonObject* value = selectedValue()) {
+        // The choice has another name now, and the field shows nothing but the choice.
+        const QString name = value->displayName();
+        if (name != m_shownValue && text() == m_shownValue) {
+            const int caret = m_textField->cursorPosition();
+            const bool all = m_textField->hasSelectedText() && m_textField->selectedText() == text();
+            m_textField->setText(name);
+            m_userEnteredText = name;
+            all ? m_textField->selectAll() : m_textField->setCursorPosition(caret);
+            m_shownValue = name;
+        }
+    } else if (m_hasSelectedValue) {
+        m_hasSelectedValue = false;
+        m_shownValue.clear();
+        // Who is typing is not told of an error before they are through.
+        if (!m_textField->hasFocus())
+            setErrorState();
+        tellDelegate();
+    }
+    updatePlaceholderText();
+}
+
+QuillonAutocompleterResultsController::Results QuillonAutocompleter::suggestionsForText(const QString& /*text*/)
+{
+    return {};
+}
+
+model::QuillonObject* QuillonAutocompleter::findSelectionFromCurrentText(const QString& /*text*/)
+{
+    return nullptr;
+}
+
+qint64 QuillonAutocompleter::tag(const model::QuillonObject& object)
+{
+    return object.idString().toLongLong();
+}
+
+void QuillonAutocompleter::itemSelected(model::QuillonObject* item, QuillonAutocompleterResultsController&)
+{
+    setSelectedValue(item);
+}
+
+void QuillonAutocompleter::controlTextDidChange()
+{
+    const QString typed = text();
+    m_userEnteredText = typed;
+    loadSuggestions();
+    m_resultsController.showResults();
+    if (m_commands->isComposing() || typed.isEmpty())
+        m_deletingBackward = true;
+    const QString first = m_resultsController.selectFirst();
+    // Who types in the middle of a text does not want more at its end.
+    if (!first.isEmpty() && !m_deletingBackward && m_textField->cursorPosition() == typed.size())
+        addTemporarySelection(first);
+    if (m_deletingBackward) {
+        m_deletingBackward = false;
+        m_resultsController.selectNone();
+    }
+    updatePlaceholderText();
+}
+
+void QuillonAutocompleter::controlTextDidEndEditing()
+{
+    const model::QuillonObject* highlighted =
+        m_resultsController.visible() ? m_resultsController.selectedObject() : nullptr;
+    if (highlighted && highlighted->displayName() == text())
+        setSelectedValue(m_resultsController.selectedObject());
+    else if (shouldAssignFromTextOnLostFocus())
+        setSelectedValue(findSelectionFromCurrentText(text()));
+    m_resultsController.closeResults();
+    setErrorState();
+    m_textField->setCursorPosition(0); // shows where a long name begins
+    updatePlaceholderText();
+}
+
+bool QuillonAutocompleter::control(TextCommand doCommandBySelector)
+{
+    bool handled = true;
+    switch (doCommandBySelector) {
+    case TextCommand::MoveUp:
+        if (!m_suggestionsLoaded)
+            loadSuggestions();
+        addTemporarySelection(m_resultsController.moveSelectionUp());
+        break;
+    case TextCommand::MoveDown:
+        if (!m_suggestionsLoaded)
+            loadSuggestions();
+        addTemporarySelection(m_resultsController.moveSelectionDown());
+        break;
+    case TextCommand::InsertNewline:
+        commit();
+        if (!m_delegate || !m_delegate->returnPressed(*this))
+            moveOn();
+        break;
+    case TextCommand::InsertTab:
+        commit();
+        moveOn();
+        break;
+    case TextCommand::DeleteBackward:
+        m_deletingBackward = true;
+        handled = false;
+        break;
+    case TextCommand::Complete:
+        // Without a drop-down Escape is the window's.
+        handled = m_resultsController.visible();
+        m_resultsController.closeResults();
+        break;
+    case TextCommand::InsertLineBreak:
+        handled = false;
+        break;
+    }
+    updatePlaceholderText();
+    return handled;
+}
+
+void QuillonAutocompleter::commit()
+{
+    model::QuillonObject* highlighted = m_resultsController.visible() ? m_resultsController.selectedObject() : nullptr;
+    if (highlighted)
+        setSelectedValue(highlighted);
+    else if (shouldAssignFromTextOnLostFocus())
+        setSelectedValue(findSelectionFromCurrentText(text()));
+    m_resultsController.closeResults();
+}
+
+void QuillonAutocompleter::moveOn()
+{
+    if (m_nextKeyView)
+        m_nextKeyView->setFocus(Qt::TabFocusReason);
+}
+
+void QuillonAutocompleter::addTemporarySelection(const QString& candidate)
+{
+    if (!candidate.startsWith(m_userEnteredText, Qt::CaseInsensitive))
+        return;
+    const QString completed = m_userEnteredText + candidate.mid(m_userEnteredText.size());
+    if (completed != text())
+        m_textField->setText(completed);
+    // The caret stays where the typed part ends, so that this is what is in sight.
+    const auto tail = static_cast<int>(completed.size() - m_userEnteredText.size());
+    m_textField->setSelection(static_cast<int>(completed.size()), -tail);
+}
+
+bool QuillonAutocompleter::shouldAssignFromTextOnLostFocus() const
+{
+    const model::QuillonObject* value = selectedValue();
+    return !value || value->displayName() != text();
+}
+
+void QuillonAutocompleter::updateTextViewAfterSelection()
+{
+    m_resultsController.closeResults();
+    const qsizetype noted = text().size();
+    const model::QuillonObject* value = selectedValue();
+    m_shownValue = value ? value->displayName() : QString();
+    m_userEnteredText = value ? m_shownValue : text();
+    if (m_userEnteredText != text())
+        m_textField->setText(m_userEnteredText);
+    if (m_userEnteredText.size() >= noted)
+        m_textField->setCursorPosition(static_cast<int>(noted));
+    m_suggestionsLoaded = false;
+}
+
+void QuillonAutocompleter::updatePopupButtonAfterSelection()
+{
+    if (!m_menuFilled)
+        return;
+    const model::QuillonObject* value = selectedValue();
+    for (QAction* item : m_menu->actions())
+        item->setChecked(value && item->isEnabled() && item->data().toLongLong() == tag(*value));
+}
+
+void QuillonAutocompleter::updatePlaceholderText()
+{
+    m_fakePlaceholderField->setVisible(text().isEmpty() && !m_resultsController.visible() &&
+                                       !m_commands->isComposing());
+    describe();
+}
+
+void QuillonAutocompleter::loadSuggestions()
+{
+    m_resultsController.setResults(suggestionsForText(m_userEnteredText));
+    m_suggestionsLoaded = true;
+}
+
+void QuillonAutocompleter::tellDelegate()
+{
+    if (m_delegate)
+        m_delegate->itemSelected(selectedValue(), *this);
+}
+
+void QuillonAutocompleter::describe()
+{
+    const bool cut = m_textField->fontMetrics().horizontalAdvance(text()) > m_textField->width() - 6;
+    m_textField->setToolTip(m_invalid ? missingText() : cut ? skin::toolTipFor(text()) : QString());
+    const QString description = !m_highlight.isEmpty() ? m_highlight : m_invalid ? missingText() : QString();
+    if (m_textField->accessibleDescription() != description)
+        m_textField->setAccessibleDescription(description);
+}
+
+void QuillonAutocompleter::layOut()
+{
+    const QSize size = m_container->size();
+    const int rise = buttonBottom + (lookOf(m_style) == Look::Light ? lightButtonRise : 0);
+    m_popupButton->move(size.width() - buttonSize.width() - 1, size.height() - rise - buttonSize.height());
+    m_textField->setGeometry(leftMargin - 2, 1, m_popupButton->x() - leftMargin + 2, size.height() - 2);
+    m_fakePlaceholderField->setGeometry(leftMargin, 1, m_popupButton->x() - leftMargin, size.height() - 2);
+}
+
+void QuillonAutocompleter::popUpMenu()
+{
+    m_resultsController.closeResults();
+    updatePlaceholderText();
+    PickerMenu& menu = popupMenu();
+    menu.setMinimumWidth(m_container->width());
+    menu.popup(m_container->mapToGlobal(QPoint(0, m_container->height())));
+}
+
+bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_container) {
+        if (event->type() == QEvent::Resize)
+            layOut();
+        return false;
+    }
+    switch (event->type()) {
+    case QEvent::KeyPress: {
+        // A delete that found nothing to delete is over.
+        m_deletingBackward = false;
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Down && key->modifiers() & Qt::AltModifier) {
+            popUpMenu();
+            return true;
+        }
+        break;
+    }
+    case QEvent::InputMethod:
+        m_deletingBackward = false;
+        QMetaObject::invokeMethod(this, &QuillonAutocompleter::updatePlaceholderText, Qt::QueuedConnection);
+        break;
+    case QEvent::ShortcutOverride:
+        // An open drop-down comes before the window's shortcuts.
+        if (m_resultsController.visible() && textCommand(*static_cast<QKeyEvent*>(event)))
+            event->accept();
+        break;
+    case QEvent::FocusOut: {
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        // A window that is not active any more, or a menu, leaves the field what it is.
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+            controlTextDidEndEditing();
+        m_resultsController.closeResults();
+        updatePlaceholderText();
+        break;
+    }
+    default:
+        break;
+    }
+    return false;
+}
+
+} // namespace editing

@@ -1,0 +1,179 @@
+#pragma once
+
+#include "editing/PickerMenu.h"
+#include "editing/QuillonAutocompleterResultsController.h"
+#include "editing/TextCommands.h"
+#include "editing/TextFields.h"
+#include "model/DayEntry.h"
+#include "skin/QuillonTextFieldBackground.h"
+#include "store/Object.h"
+
+#include <QObject>
+#include <QPointer>
+
+class QAbstractButton;
+class QLabel;
+class QLineEdit;
+class QWidget;
+
+namespace editing {
+
+class QuillonAutocompleter;
+
+/// The owner of a picker.
+class QuillonAutocompleterDelegate
+{
+public:
+    /// There is another choice than before; null: none.
+    virtual void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) = 0;
+    /// Return was pressed, and what is typed has been taken as the choice. True: the owner has moved the focus; else it
+    /// goes to the next view.
+    virtual bool returnPressed(QuillonAutocompleter& /*inCompleter*/) { return false; }
+
+protected:
+    ~QuillonAutocompleterDelegate() = default;
+};
+
+/// A text field in which a project or a task is chosen: by typing, which completes what is typed and shows matching
+/// suggestions in a drop-down below, or from a menu of all there are.
+///
+/// It keeps no plain pointer to an object. The owner calls `catalogDidChange` after each merge that touched the catalog
+/// (`model::touchesCatalog`): what is typed, the caret, the open drop-down and a choice that still exists stay as they
+/// are. To be destroyed before the view that it is in. Main thread only.
+class QuillonAutocompleter : public QObject, private QuillonAutocompleterResultsDelegate
+{
+    Q_OBJECT
+public:
+    ~QuillonAutocompleter() override;
+
+    /// The frame with everything in it.
+    skin::QuillonTextFieldBackground* autocompleterContainerView() const { return m_container; }
+    QLineEdit* textField() const { return m_textField; }
+    QAbstractButton* popupButton() const { return m_popupButton; }
+    /// The menu of all choices, up to date.
+    PickerMenu& popupMenu();
+    QuillonAutocompleterResultsController& resultsController() { return m_resultsController; }
+
+    /// `atPoint`: the lower left corner of the frame, from the view's lower left corner upwards.
+    void addToView(QWidget& view, QPoint atPoint);
+    /// 0: for a dark panel, as at first. 1: for a light sheet.
+    void setStyle(int style);
+    void matchWidth(const QWidget& view);
+    /// Null: none. Chooses what the entry has.
+    virtual void setEntry(model::DayEntry* entry) = 0;
+    model::DayEntry* entry() const { return m_entry.get(); }
+    /// Not owned.
+    void setDelegate(QuillonAutocompleterDelegate* delegate) { m_delegate = delegate; }
+    /// Has the focus after Return and Tab.
+    void setNextKeyView(QWidget* nextKeyView) { m_nextKeyView = nextKeyView; }
+    QWidget* nextKeyView() const { return m_nextKeyView; }
+    void setEnabled(bool enabled);
+    void setInvalid(bool invalid);
+    /// True: the next check whether there is a choice says nothing.
+    void setInitialDisplay(bool initialDisplay) { m_initialDisplay = initialDisplay; }
+    void setErrorState();
+    /// Null: no choice; the text stays.
+    void setSelectedValue(model::QuillonObject* selectedValue);
+    model::QuillonObject* selectedValue() const { return m_selectedValue.get(); }
+    QString text() const;
+    /// Takes the text and the choice away.
+    void clear();
+
+    /// What the person has typed, without what was completed.
+    QString userEnteredText() const { return m_userEnteredText; }
+    // For owners; the picker itself has no use for it.
+    QString currentAutocompleteFragment() const { return m_currentAutocompleteFragment; }
+    void setCurrentAutocompleteFragment(const QString& fragment) { m_currentAutocompleteFragment = fragment; }
+
+    /// The menu shows other choices from now on.
+    virtual void reloadData();
+    /// The catalog, or something in it that is chosen, was changed or deleted.
+    virtual void catalogDidChange();
+
+    /// What the prompt says.
+    const QString& chooseText() const { return m_chooseText; }
+    virtual QuillonAutocompleterResultsController::Results suggestionsForText(const QString& text);
+    /// The first choice whose name is `text`, in any case; null: none.
+    virtual model::QuillonObject* findSelectionFromCurrentText(const QString& text);
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+protected:
+    /// `label`: what the field is for, as screen readers say it.
+    explicit QuillonAutocompleter(const QString& label, const QString& chooseText = QStringLiteral("choose"));
+
+    void setEntryOnly(model::DayEntry* entry) { m_entry = entry; }
+    /// Puts all choices into the empty menu.
+    virtual void fillMenu(PickerMenu& /*menu*/) {}
+    virtual void itemSelectedFromMenu(qint64 /*tag*/) {}
+    /// What is said while the choice is missing.
+    virtual QString missingText() const { return {}; }
+
+    /// The integer value of the object's id.
+    static qint64 tag(const model::QuillonObject& object);
+    template <class T>
+    static model::QuillonObject* withTag(const std::vector<T*>& objects, qint64 wanted)
+    {
+        for (T* object : objects) {
+            if (tag(*object) == wanted)
+                return object;
+        }
+        return nullptr;
+    }
+    template <class T>
+    static model::QuillonObject* withName(const std::vector<T*>& objects, const QString& name)
+    {
+        for (T* object : objects) {
+            const QString candidate = object->name();
+            if (candidate.size() == name.size() && candidate.compare(name, Qt::CaseInsensitive) == 0)
+                return object;
+        }
+        return nullptr;
+    }
+
+private:
+    void itemSelected(model::QuillonObject* item, QuillonAutocompleterResultsController& inResultsList) override;
+
+    void controlTextDidChange();
+    void controlTextDidEndEditing();
+    bool control(TextCommand doCommandBySelector);
+    void commit();
+    void moveOn();
+    void addTemporarySelection(const QString& candidate);
+    bool shouldAssignFromTextOnLostFocus() const;
+    void updateTextViewAfterSelection();
+    void updatePopupButtonAfterSelection();
+    void updatePlaceholderText();
+    void loadSuggestions();
+    void tellDelegate();
+    void describe();
+    void layOut();
+    void popUpMenu();
+
+    const QString m_chooseText;
+    skin::QuillonTextFieldBackground* m_container; ///< owned
+    QLineEdit* m_textField;
+    QLabel* m_fakePlaceholderField;
+    QAbstractButton* m_popupButton;
+    PickerMenu* m_menu = nullptr;
+    TextCommands* m_commands;
+    QuillonAutocompleterResultsController m_resultsController;
+    QuillonAutocompleterDelegate* m_delegate = nullptr;
+    QPointer<QWidget> m_nextKeyView;
+
+    store::Ref<model::DayEntry> m_entry;
+    store::Ref<model::QuillonObject> m_selectedValue;
+    bool m_hasSelectedValue = false; ///< as the owner knows it: also true for one that was deleted since
+    QString m_shownValue;            ///< the choice's display name when it was put into the field
+    QString m_userEnteredText;
+    QString m_currentAutocompleteFragment;
+    QString m_highlight;
+    bool m_suggestionsLoaded = false; ///< the drop-down holds those for what is typed
+    bool m_menuFilled = false;
+    bool m_deletingBackward = false;
+    bool m_initialDisplay = false;
+    bool m_invalid = false;
+    int m_style = 0;
+};
+
+} // namespace editing

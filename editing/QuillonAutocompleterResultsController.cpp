@@ -1,0 +1,392 @@
+#include "editing/QuillonAutocompleterResultsController.h"
+
+#include "editing/QuillonAutocompleterResultsWindow.h"
+
+#include "model/Client.h"
+#include "skin/Fonts.h"
+#include "skin/Geometrics.h"
+
+#include <QAbstractListModel>
+#include <QAccessible>
+#include <QListView>
+#include <QPainter>
+#include <QScreen>
+#include <QScrollBar>
+#include <QStyledItemDelegate>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <chrono>
+
+namespace editing {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int rowHeight = 26;
+constexpr int greatestHeight = 190;
+constexpr double widthOfContainer = 0.7;
+constexpr auto clickDelay = 100ms;
+constexpr int textMargin = 8;
+
+struct Colours
+{
+    QColor background, border, text, label, highlight, highlightedText, hover;
+};
+
+const Colours& coloursFor(Look look)
+{
+    static const Colours dark{QColor(0x2b, 0x2e, 0x31), QColor(0x0e, 0x0f, 0x10), QColor(0xf4, 0xf5, 0xf6),
+                              QColor(0x9b, 0x9f, 0xa4), QColor(0x3b, 0x78, 0xb8), Qt::white,
+                              QColor(0x38, 0x3c, 0x40)};
+    static const Colours light{QColor(0xfd, 0xfd, 0xfd), QColor(0xb0, 0xb0, 0xb0), QColor(0x22, 0x22, 0x22),
+                               QColor(0x72, 0x72, 0x72), QColor(0x3d, 0x7a, 0xb5), Qt::white,
+                               QColor(0xea, 0xf0, 0xf7)};
+    return look == Look::Dark ? dark : light;
+}
+
+class RowDelegate final : public QStyledItemDelegate
+{
+public:
+    RowDelegate(Look look, QObject* parent) : QStyledItemDelegate(parent), m_colours(coloursFor(look)) {}
+
+    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return {0, rowHeight}; }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        const bool selected = option.state & QStyle::State_Selected;
+        const bool enabled = index.flags() & Qt::ItemIsSelectable;
+        if (selected)
+            painter->fillRect(option.rect, m_colours.highlight);
+        else if (enabled && option.state & QStyle::State_MouseOver)
+            painter->fillRect(option.rect, m_colours.hover);
+        painter->setFont(option.font);
+        painter->setPen(selected ? m_colours.highlightedText : index.data(Qt::ForegroundRole).value<QColor>());
+        const QRect box = option.rect.adjusted(textMargin, 0, -textMargin, 0);
+        painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, box.width()));
+    }
+
+private:
+    const Colours& m_colours;
+};
+
+/// The list with a hairline around it, which takes no room from the rows.
+class ResultsList final : public QListView
+{
+public:
+    ResultsList(Look look, QWidget* parent) : QListView(parent), m_border(coloursFor(look).border)
+    {
+        setObjectName(u"resultsTableView"_s);
+        setAccessibleName(QObject::tr("Suggestions"));
+        setFrameShape(QFrame::NoFrame);
+        setFocusPolicy(Qt::NoFocus);
+        setUniformItemSizes(true);
+        setMinimumSize(1, 1); // by itself it wants to be higher than two rows
+        setEditTriggers(NoEditTriggers);
+        setSelectionMode(SingleSelection);
+        setVerticalScrollMode(ScrollPerPixel);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setMouseTracking(true);
+        verticalScrollBar()->setSingleStep(rowHeight);
+        QPalette palette;
+        palette.setColor(QPalette::Base, coloursFor(look).background);
+        setPalette(palette);
+        setFont(skin::interfaceFont(13));
+        setItemDelegate(new RowDelegate(look, this));
+    }
+
+protected:
+    void paintEvent(QPaintEvent* event) override
+    {
+        QListView::paintEvent(event);
+        QPainter painter(viewport());
+        painter.setPen(QPen(m_border, 0));
+        const QRect area = viewport()->rect();
+        painter.drawLine(area.topLeft(), area.bottomLeft());
+        painter.drawLine(area.bottomLeft(), area.bottomRight());
+        painter.drawLine(area.topRight(), area.bottomRight());
+    }
+
+private:
+    QColor m_border;
+};
+
+} // namespace
+
+/// The rows as views and screen readers see them.
+class ResultsRows final : public QAbstractListModel
+{
+public:
+    ResultsRows(const QuillonAutocompleterResultsController& controller, QListView* view)
+        : QAbstractListModel(view), m_controller(controller), m_view(*view)
+    {
+    }
+
+    int rowCount(const QModelIndex& parent = {}) const override
+    {
+        return parent.isValid() ? 0 : m_controller.rowCount();
+    }
+    Qt::ItemFlags flags(const QModelIndex& index) const override
+    {
+        return index.isValid() && m_controller.isLabelRow(index.row()) ? Qt::NoItemFlags
+                                                                       : Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    }
+    QVariant data(const QModelIndex& index, int role) const override
+    {
+        const auto& row = m_controller.m_groupedResults[static_cast<std::size_t>(index.row())];
+        const Colours& colours = coloursFor(m_controller.m_look);
+        switch (role) {
+        case Qt::DisplayRole:
+            return row.text;
+        case Qt::ForegroundRole:
+            return row.isGrey ? colours.label : colours.text;
+        case Qt::ToolTipRole: {
+            const int room = m_view.viewport()->width() - 2 * textMargin;
+            return m_view.fontMetrics().horizontalAdvance(row.text) > room ? skin::toolTipFor(row.text.trimmed())
+                                                                           : QString();
+        }
+        default:
+            return {};
+        }
+    }
+    void reload()
+    {
+        beginResetModel();
+        endResetModel();
+    }
+
+private:
+    const QuillonAutocompleterResultsController& m_controller;
+    const QListView& m_view;
+};
+
+QuillonAutocompleterResultsController::QuillonAutocompleterResultsController(
+    QuillonAutocompleterResultsDelegate& resultsDelegate)
+    : m_resultsDelegate(resultsDelegate)
+{
+    m_click.setSingleShot(true);
+    m_click.setInterval(clickDelay);
+    connect(&m_click, &QTimer::timeout, this, &QuillonAutocompleterResultsController::notifyDelegate);
+}
+
+QuillonAutocompleterResultsController::~QuillonAutocompleterResultsController()
+{
+    delete m_window;
+}
+
+void QuillonAutocompleterResultsController::setContainerView(QWidget* containerView)
+{
+    m_containerView = containerView;
+    if (visible())
+        fixGeometry();
+}
+
+void QuillonAutocompleterResultsController::setLook(Look look)
+{
+    m_look = look;
+    delete m_window;
+}
+
+void QuillonAutocompleterResultsController::setResults(const Results& results)
+{
+    m_click.stop();
+    const model::QuillonObject* selected = selectedObject();
+    const int selectedBefore = m_selectedRow;
+    m_groupedResults.clear();
+    m_selectedRow = -1;
+    for (const auto& [label, objects] : results) {
+        m_groupedResults.push_back({{}, skin::displayable(label), true, true});
+        std::vector<std::pair<QString, model::QuillonObject*>> named;
+        named.reserve(objects.size());
+        for (model::QuillonObject* object : objects)
+            named.emplace_back(object->string("name"), object);
+        std::stable_sort(named.begin(), named.end(),
+                         [](const auto& left, const auto& right) { return left.first < right.first; });
+        for (const auto& [name, object] : named) {
+            const bool isClient = object->entity().name == model::Client::entityName;
+            if (object == selected)
+                m_selectedRow = rowCount();
+            const QString shown = skin::displayable(object->displayName());
+            m_groupedResults.push_back({object, isClient ? shown : u"  "_s + shown, false, isClient});
+        }
+    }
+    if (visible()) {
+        const int scrolled = resultsTableView()->verticalScrollBar()->value();
+        showResults();
+        if (m_selectedRow >= 0)
+            resultsTableView()->verticalScrollBar()->setValue(scrolled + (m_selectedRow - selectedBefore) * rowHeight);
+    }
+}
+
+void QuillonAutocompleterResultsController::showResults()
+{
+    if (m_groupedResults.empty() || !m_containerView || !m_containerView->isVisible()) {
+        closeResults();
+        return;
+    }
+    const bool opens = !visible();
+    QuillonAutocompleterResultsWindow& shown = window();
+    fixGeometry();
+    static_cast<ResultsRows*>(resultsTableView()->model())->reload();
+    select(m_selectedRow);
+    if (!opens)
+        return;
+    resultsTableView()->scrollToTop();
+    shown.show();
+    QAccessibleEvent event(&shown, QAccessible::PopupMenuStart);
+    QAccessible::updateAccessibility(&event);
+}
+
+void QuillonAutocompleterResultsController::closeResults()
+{
+    m_click.stop();
+    if (!visible())
+        return;
+    m_window->hide();
+    QAccessibleEvent event(m_window.data(), QAccessible::PopupMenuEnd);
+    QAccessible::updateAccessibility(&event);
+    emit highlightChanged({});
+}
+
+bool QuillonAutocompleterResultsController::visible() const
+{
+    return m_window && m_window->isVisible();
+}
+
+QString QuillonAutocompleterResultsController::selectFirst()
+{
+    select(rowCount() < 2 ? -1 : 1);
+    const model::QuillonObject* first = selectedObject();
+    return first ? first->displayName() : u""_s;
+}
+
+QString QuillonAutocompleterResultsController::moveSelection(int direction)
+{
+    showResults();
+    select(newSelectedRowForMoving(direction));
+    const model::QuillonObject* object = selectedObject();
+    return object ? object->displayName() : u""_s;
+}
+
+void QuillonAutocompleterResultsController::selectNone()
+{
+    select(-1);
+}
+
+model::QuillonObject* QuillonAutocompleterResultsController::selectedObject() const
+{
+    return m_selectedRow >= 0 && m_selectedRow < rowCount()
+               ? m_groupedResults[static_cast<std::size_t>(m_selectedRow)].object.get()
+               : nullptr;
+}
+
+bool QuillonAutocompleterResultsController::isLabelRow(int row) const
+{
+    return row >= 0 && row < rowCount() && m_groupedResults[static_cast<std::size_t>(row)].isLabel;
+}
+
+int QuillonAutocompleterResultsController::newSelectedRowForMoving(int direction) const
+{
+    const int step = direction > 0 ? 1 : -1;
+    const int current = m_selectedRow >= 0 && m_selectedRow < rowCount() ? m_selectedRow : -1;
+    int candidate = current + step;
+    if (isLabelRow(candidate))
+        candidate = current + 2 * step;
+    if (candidate == -1)
+        candidate = 1; // up from the first object
+    // Up from nothing goes below -1, and lands where down from the last row does.
+    return candidate < 0 || candidate >= rowCount() ? rowCount() - 1 : candidate;
+}
+
+void QuillonAutocompleterResultsController::select(int row)
+{
+    m_selectedRow = isLabelRow(row) ? -1 : row;
+    if (!visible())
+        return;
+    QListView& view = *resultsTableView();
+    const QModelIndex index = view.model()->index(m_selectedRow, 0);
+    const QSignalBlocker quiet(view.selectionModel());
+    view.selectionModel()->clear();
+    if (index.isValid()) {
+        view.selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+        // With the first object the label above it.
+        if (m_selectedRow == 1)
+            view.scrollToTop();
+        else
+            view.scrollTo(index);
+    }
+    view.viewport()->update();
+    tellHighlight();
+}
+
+void QuillonAutocompleterResultsController::tellHighlight()
+{
+    const bool any = m_selectedRow >= 0 && m_selectedRow < rowCount();
+    emit highlightChanged(any ? m_groupedResults[static_cast<std::size_t>(m_selectedRow)].text.trimmed() : QString());
+    QAccessibleEvent event(resultsTableView(), QAccessible::Selection);
+    event.setChild(m_selectedRow);
+    QAccessible::updateAccessibility(&event);
+}
+
+void QuillonAutocompleterResultsController::fixGeometry()
+{
+    if (!m_containerView || !m_window)
+        return;
+    const QRect container(m_containerView->mapToGlobal(QPoint(0, 0)), m_containerView->size());
+    QRect frame(container.left() + 1, container.bottom() + 1, qRound(widthOfContainer * container.width()),
+                std::min(rowHeight * rowCount(), greatestHeight));
+    // Above the field where the screen ends below it.
+    const QRect screen = m_containerView->screen()->availableGeometry();
+    if (frame.bottom() > screen.bottom() && container.top() - screen.top() >= frame.height())
+        frame.moveBottom(container.top() - 1);
+    m_window->setInitialLocation(frame.topLeft());
+    m_window->setGeometry(frame);
+}
+
+void QuillonAutocompleterResultsController::notifyDelegate()
+{
+    if (model::QuillonObject* object = selectedObject())
+        m_resultsDelegate.itemSelected(object, *this);
+}
+
+QListView* QuillonAutocompleterResultsController::resultsTableView() const
+{
+    return m_window ? m_window->findChild<QListView*>() : nullptr;
+}
+
+QuillonAutocompleterResultsWindow& QuillonAutocompleterResultsController::window()
+{
+    QWidget* above = m_containerView->window();
+    if (m_window && m_window->parentWidget() != above)
+        delete m_window;
+    if (!m_window) {
+        m_window = new QuillonAutocompleterResultsWindow(*above);
+        auto* view = new ResultsList(m_look, m_window);
+        view->setModel(new ResultsRows(*this, view));
+        auto* layout = new QVBoxLayout(m_window);
+        layout->setContentsMargins({});
+        layout->addWidget(view);
+        connect(view, &QListView::clicked, this, [this](const QModelIndex& index) {
+            if (isLabelRow(index.row()))
+                return;
+            select(index.row());
+            m_click.start();
+        });
+        above->installEventFilter(this);
+    }
+    return *m_window;
+}
+
+bool QuillonAutocompleterResultsController::eventFilter(QObject* watched, QEvent* event)
+{
+    // It hangs on the field wherever its window goes.
+    if ((event->type() == QEvent::Move || event->type() == QEvent::Resize) && visible() &&
+        watched == m_window->parentWidget())
+        fixGeometry();
+    return false;
+}
+
+} // namespace editing

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "editing/QuillonAutocompleter.h"
+#include "model/Project.h"
+#include "model/Task.h"
+
+namespace editing {
+
+/// Chooses among the tasks assigned to one project.
+class TaskQuillonAutocompleter final : public QuillonAutocompleter
+{
+    Q_OBJECT
+public:
+    TaskQuillonAutocompleter();
+
+    /// Null: none.
+    model::Task* selectedTask() const;
+    model::Project* project() const { return m_project.get(); }
+    /// The choice stays.
+    void setProject(model::Project* project);
+    /// What an owner does when another project was chosen: the task of the name in the field is chosen, where the
+    /// project has it, else its first, else none.
+    void chooseForProject(model::Project* project);
+
+    void setEntry(model::DayEntry* entry) override;
+    QuillonAutocompleterResultsController::Results suggestionsForText(const QString& text) override;
+    model::QuillonObject* findSelectionFromCurrentText(const QString& text) override;
+
+protected:
+    void fillMenu(PickerMenu& menu) override;
+    void itemSelectedFromMenu(qint64 tag) override;
+    QString missingText() const override { return tr("No task chosen"); }
+
+private:
+    std::vector<model::Task*> assignedTasks() const;
+
+    store::Ref<model::Project> m_project;
+};
+
+} // namespace editing

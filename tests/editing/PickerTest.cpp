@@ -1,0 +1,451 @@
+#include "EditingRun.h"
+
+#include "editing/ProjectQuillonAutocompleter.h"
+#include "editing/QuillonAutocompleterResultsWindow.h"
+#include "editing/TaskQuillonAutocompleter.h"
+#include "support/TestMain.h"
+
+#include <QAbstractButton>
+#include <QInputMethodEvent>
+#include <QLabel>
+#include <QListView>
+
+using namespace editing;
+
+namespace {
+
+/// A window with both pickers and a field after them. Every key may be followed by a refresh.
+class Pickers : public QWidget, private QuillonAutocompleterDelegate
+{
+public:
+    explicit Pickers(EditingRun& with, bool refreshing = false) : run(with), m_refreshing(refreshing)
+    {
+        entry = &run.company().findOrCreateById<model::DayEntry>(u"newEntry"_s, run.main());
+        entry->setUser(run.currentUser());
+        resize(320, 220);
+        for (QuillonAutocompleter* picker :
+             {static_cast<QuillonAutocompleter*>(&project), static_cast<QuillonAutocompleter*>(&task)}) {
+            picker->setDelegate(this);
+            picker->setEntry(entry);
+        }
+        project.addToView(*this, {14, 157});
+        task.addToView(*this, {14, 123});
+        after->move(14, 150);
+        project.setNextKeyView(task.textField());
+        task.setNextKeyView(after);
+        show();
+        activateWindow();
+        static_cast<void>(QTest::qWaitForWindowActive(this));
+        focus(project);
+    }
+
+    void focus(QuillonAutocompleter& picker)
+    {
+        current = &picker;
+        picker.textField()->setFocus(Qt::TabFocusReason);
+    }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(focusWidget(), key, modifiers);
+        afterKey();
+    }
+    void type(const QString& text)
+    {
+        for (const QChar sign : text) {
+            QTest::keyClick(focusWidget(), sign.toLatin1());
+            afterKey();
+        }
+    }
+    /// What an input method says: `preedit` is under way, `commit` is final.
+    void compose(const QString& preedit, const QString& commit = {})
+    {
+        QInputMethodEvent event(preedit, {});
+        event.setCommitString(commit);
+        QCoreApplication::sendEvent(focusWidget(), &event);
+    }
+    void afterKey()
+    {
+        if (!m_refreshing)
+            return;
+        // Something else in the catalog is new each time.
+        run.offered.back().tasks = {{"23", u"Build %1"_s.arg(++m_refreshes)}};
+        catalogChanges();
+    }
+    void catalogChanges()
+    {
+        run.refresh();
+        project.catalogDidChange();
+        task.catalogDidChange();
+    }
+
+    /// "typed|completed"
+    QString field() const
+    {
+        const QLineEdit* line = current->textField();
+        const QString text = line->text();
+        return line->hasSelectedText() ? text.left(line->selectionStart()) + u'|' + line->selectedText()
+                                       : text.left(line->cursorPosition()) + u'|' + text.mid(line->cursorPosition());
+    }
+    /// Rows, the selected one marked; empty when it is closed.
+    QString list()
+    {
+        auto& results = current->resultsController();
+        if (!results.visible())
+            return {};
+        const QListView& view = *results.resultsTableView();
+        QStringList rows;
+        for (int row = 0; row < view.model()->rowCount(); ++row) {
+            const QModelIndex index = view.model()->index(row, 0);
+            rows << (view.selectionModel()->isSelected(index) ? u"*"_s : QString()) + index.data().toString();
+        }
+        return rows.join(u'/');
+    }
+    QString menu(QuillonAutocompleter& picker)
+    {
+        QStringList items;
+        for (const QAction* item : picker.popupMenu().actions())
+            items << (item->isEnabled() ? u"  "_s : QString()) + item->text() +
+                         (item->isChecked() ? u"*"_s : QString());
+        return items.join(u'/');
+    }
+    void pick(QuillonAutocompleter& picker, const QString& title)
+    {
+        for (QAction* item : picker.popupMenu().actions()) {
+            if (item->text() == title)
+                item->trigger();
+        }
+    }
+    bool error(QuillonAutocompleter& picker) const { return picker.autocompleterContainerView()->error(); }
+    bool prompt(QuillonAutocompleter& picker) const
+    {
+        return picker.autocompleterContainerView()->findChild<QLabel*>(u"fakePlaceholderField"_s)->isVisible();
+    }
+
+    EditingRun& run;
+    model::DayEntry* entry;
+    ProjectQuillonAutocompleter project;
+    TaskQuillonAutocompleter task;
+    QLineEdit* after = new QLineEdit(this);
+    QuillonAutocompleter* current = &project;
+    /// What the owner was told, in order: "project Website", "task -".
+    QStringList told;
+
+private:
+    void itemSelected(model::QuillonObject* value, QuillonAutocompleter& picker) override
+    {
+        told << (&picker == &project ? u"project "_s : u"task "_s) + (value ? value->displayName() : u"-"_s);
+        if (&picker == &project)
+            task.chooseForProject(project.selectedProject());
+    }
+
+    bool m_refreshing;
+    int m_refreshes = 0;
+};
+
+} // namespace
+
+class PickerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refreshing_data()
+    {
+        QTest::addColumn<bool>("refreshing");
+        QTest::newRow("quiet") << false;
+        QTest::newRow("a refresh at every key") << true;
+    }
+
+    void completesWhatIsTyped_data() { refreshing_data(); }
+    void completesWhatIsTyped()
+    {
+        QFETCH(bool, refreshing);
+        EditingRun run;
+        Pickers window(run, refreshing);
+        QVERIFY(window.prompt(window.project));
+        window.type(u"dEs"_s);
+        QCOMPARE(window.field(), u"dEs|ign");
+        QCOMPARE(window.list(), u"Bank/*  Design/  destination guide");
+        QVERIFY(!window.prompt(window.project));
+        QCOMPARE(window.project.textField()->accessibleDescription(), u"Design");
+
+        // Deleting never completes again, and nothing is offered to Return.
+        window.key(Qt::Key_Backspace);
+        QCOMPARE(window.field(), u"dEs|");
+        QCOMPARE(window.list(), u"Bank/  Design/  destination guide");
+        window.type(u"t"_s);
+        QCOMPARE(window.field(), u"dEst|ination guide");
+
+        // By code, which is no beginning: nothing to complete.
+        window.project.textField()->selectAll();
+        window.type(u"zw"_s);
+        QCOMPARE(window.field(), u"zw|");
+        QCOMPARE(window.list(), u"Zoo/*  [ZW] Website");
+        window.type(u"q"_s);
+        QCOMPARE(window.list(), QString());
+        QVERIFY(window.told.isEmpty());
+    }
+
+    void keys_data() { refreshing_data(); }
+    void keys()
+    {
+        QFETCH(bool, refreshing);
+        EditingRun run;
+        Pickers window(run, refreshing);
+        const QString all = u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website"_s;
+        window.key(Qt::Key_Up);
+        QCOMPARE(window.list(), QString(all).replace(u"  [ZW]"_s, u"*  [ZW]"_s));
+        QCOMPARE(window.field(), u"|[ZW] Website");
+        window.key(Qt::Key_Down);
+        QCOMPARE(window.field(), u"|[ZW] Website");
+        window.key(Qt::Key_Escape);
+        QCOMPARE(window.list(), QString());
+        window.key(Qt::Key_Up);
+        window.key(Qt::Key_Up);
+        QCOMPARE(window.list(), QString(all).replace(u"  dest"_s, u"*  dest"_s));
+        for (int i = 0; i < 5; ++i)
+            window.key(Qt::Key_Up);
+        QCOMPARE(window.list(), QString(all).replace(u"  Books"_s, u"*  Books"_s));
+        for (int i = 0; i < 3; ++i)
+            window.key(Qt::Key_Down);
+        QCOMPARE(window.field(), u"|Attic");
+        window.key(Qt::Key_Return);
+        QCOMPARE(window.told, QStringList({u"project Attic"_s}));
+        QCOMPARE(window.project.selectedProject()->name(), u"Attic");
+        QCOMPARE(window.list(), QString());
+        QVERIFY(window.task.textField()->hasFocus());
+        QCOMPARE(window.focusWidget(), window.task.textField());
+        QVERIFY(!window.error(window.project));
+    }
+
+    void takesWhatIsTyped_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("chosen");
+        QTest::addColumn<QString>("shown");
+        for (const auto& [name, key] : {std::pair{"Return", Qt::Key_Return}, std::pair{"Tab", Qt::Key_Tab},
+                                        std::pair{"Enter", Qt::Key_Enter}, std::pair{"back Tab", Qt::Key_Backtab}}) {
+            const auto row = [&](const char* what) -> QTestData& {
+                return QTest::newRow((QByteArray(name) + ": " + what).constData());
+            };
+            row("the beginning") << u"des"_s << int(key) << u"Design"_s << u"Design"_s;
+            row("the bare name") << u"WEBSITE"_s << int(key) << u"[ZW] Website"_s << u"[ZW] Website"_s;
+            row("nothing like it") << u"Websites"_s << int(key) << u"-"_s << u"Websites"_s;
+        }
+        // Return takes what is highlighted; leaving takes it only where it is what the field shows.
+        QTest::newRow("Return: by code") << u"zw"_s << int(Qt::Key_Return) << u"[ZW] Website"_s << u"[ZW] Website"_s;
+        QTest::newRow("back Tab: by code") << u"zw"_s << int(Qt::Key_Backtab) << u"-"_s << u"zw"_s;
+    }
+    void takesWhatIsTyped()
+    {
+        QFETCH(QString, typed);
+        QFETCH(int, key);
+        QFETCH(QString, chosen);
+        QFETCH(QString, shown);
+        EditingRun run;
+        Pickers window(run);
+        window.type(typed);
+        window.key(Qt::Key(key));
+        QCOMPARE(window.told.value(0, u"project -"_s), u"project "_s + chosen);
+        QCOMPARE(window.project.text(), shown);
+        QCOMPARE(window.error(window.project), chosen == u"-");
+        QCOMPARE(window.project.textField()->accessibleDescription(), chosen == u"-" ? u"No project chosen"_s : u""_s);
+        QVERIFY(!window.project.textField()->hasFocus());
+        QVERIFY(!window.project.resultsController().visible());
+    }
+
+    void choosesWithTheMouse()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.type(u"d"_s);
+        QListView& view = *window.project.resultsController().resultsTableView();
+        const auto click = [&](int row) {
+            QTest::mouseClick(view.viewport(), Qt::LeftButton, {},
+                              view.visualRect(view.model()->index(row, 0)).center());
+        };
+        click(0); // a label
+        QCOMPARE(window.list(), u"Bank/*  Design/  destination guide");
+        click(2);
+        QVERIFY(window.told.isEmpty()); // not before the person saw what they hit
+        QTRY_COMPARE(window.told, QStringList({u"project destination guide"_s, u"task Build"_s}));
+        QVERIFY(window.project.textField()->hasFocus());
+        QCOMPARE(window.field(), u"destin|ation guide"); // the text was as long as "Design"
+        QCOMPARE(window.list(), QString());
+    }
+
+    void choosesFromTheMenu()
+    {
+        EditingRun run;
+        Pickers window(run);
+        QCOMPARE(window.menu(window.project), u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website");
+        window.after->setFocus();
+        window.pick(window.project, u"[ZW] Website"_s);
+        QCOMPARE(window.told, QStringList({u"project [ZW] Website"_s, u"task Design"_s}));
+        QVERIFY(window.project.textField()->hasFocus());
+        QVERIFY(window.menu(window.project).endsWith(u"[ZW] Website*"));
+        QCOMPARE(window.menu(window.task), u"Billable/  Design*/Non-Billable/  admin");
+        window.pick(window.task, u"admin"_s);
+        QCOMPARE(window.menu(window.task), u"Billable/  Design/Non-Billable/  admin*");
+        // Chosen once more: still chosen, and nobody is told.
+        window.pick(window.task, u"admin"_s);
+        QCOMPARE(window.menu(window.task), u"Billable/  Design/Non-Billable/  admin*");
+        QCOMPARE(window.told.size(), 3);
+        window.pick(window.project, u"Attic"_s);
+        QCOMPARE(window.menu(window.task), QString());
+        QCOMPARE(window.told.last(), u"task -");
+        QCOMPARE(window.task.text(), u"admin");
+    }
+
+    void inputMethodsCompleteNothingHalfDone()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.type(u"de"_s);
+        QCOMPARE(window.field(), u"de|sign");
+        window.compose(u"ˆ"_s); // takes the place of the selection
+        QCOMPARE(window.field(), u"de|");
+        window.compose(u"s"_s);
+        QCOMPARE(window.field(), u"de|");
+        window.key(Qt::Key_Return); // the input method's
+        QVERIFY(window.told.isEmpty());
+        window.compose({}, u"s"_s);
+        QCOMPARE(window.field(), u"des|ign");
+        // Given up: nothing happened.
+        window.compose(u"x"_s);
+        QCOMPARE(window.field(), u"des|");
+        window.compose({});
+        QCOMPARE(window.field(), u"des|");
+    }
+
+    void firstLookIsSilent()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.project.setInitialDisplay(true);
+        window.key(Qt::Key_Tab);
+        QVERIFY(!window.error(window.project));
+        window.focus(window.project);
+        window.key(Qt::Key_Tab);
+        QVERIFY(window.error(window.project));
+        window.project.setSelectedValue(run.byId<model::Project>("13"));
+        QVERIFY(!window.error(window.project));
+    }
+
+    void geometry()
+    {
+        EditingRun run;
+        Pickers window(run);
+        QCOMPARE(window.project.autocompleterContainerView()->geometry(), QRect(14, 220 - 157 - 26, 200, 26));
+        window.project.matchWidth(*window.after);
+        QCOMPARE(window.project.autocompleterContainerView()->width(), window.after->width());
+        window.project.autocompleterContainerView()->resize(200, 26);
+        window.key(Qt::Key_Down);
+        const QWidget& drop = *window.project.resultsController().resultsTableView()->window();
+        const QPoint corner = window.project.autocompleterContainerView()->mapToGlobal(QPoint(0, 26));
+        QCOMPARE(drop.geometry(), QRect(corner + QPoint(1, 0), QSize(140, 7 * 26)));
+        QVERIFY(drop.testAttribute(Qt::WA_ShowWithoutActivating));
+        window.move(40, 60);
+        QTRY_COMPARE(drop.pos(), window.project.autocompleterContainerView()->mapToGlobal(QPoint(1, 26)));
+        window.key(Qt::Key_Backspace);
+        window.type(u"attic"_s);
+        QCOMPARE(drop.height(), 2 * 26);
+
+        const int before = window.project.popupButton()->y();
+        window.project.setStyle(1);
+        QCOMPARE(window.project.popupButton()->y(), before - 3);
+        QCOMPARE(window.project.autocompleterContainerView()->height(), 26);
+        QVERIFY(!window.project.autocompleterContainerView()->useHUDBackground());
+    }
+
+    void refreshUnderTheHand()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.project.setSelectedValue(run.byId<model::Project>("12"));
+        window.project.textField()->setCursorPosition(3);
+
+        // Another name for what is chosen and not being typed.
+        run.offered[1].name = u"Designs"_s;
+        window.catalogChanges();
+        QCOMPARE(window.field(), u"Des|igns");
+        QCOMPARE(window.project.selectedProject()->name(), u"Designs");
+
+        // The highlighted row is pushed down by new ones, and stays the highlighted row.
+        window.key(Qt::Key_End);
+        window.key(Qt::Key_Backspace);
+        window.project.textField()->selectAll();
+        window.type(u"d"_s);
+        window.key(Qt::Key_Down);
+        QCOMPARE(window.list(), u"Bank/  Designs/*  destination guide");
+        run.offered.insert(run.offered.begin(), {"19", u"Abbey"_s, {}, u"Doors"_s});
+        window.catalogChanges();
+        QCOMPARE(window.list(), u"Abbey/  Doors/Bank/  Designs/*  destination guide");
+        QCOMPARE(window.field(), u"d|estination guide");
+
+        // What was chosen goes: the owner is told, once; what is typed stays.
+        window.told.clear();
+        run.remove("12");
+        window.project.catalogDidChange();
+        window.task.catalogDidChange();
+        QCOMPARE(window.told.value(0), u"project -");
+        QCOMPARE(window.told.count(u"project -"_s), 1);
+        QCOMPARE(window.list(), u"Abbey/  Doors/Bank/*  destination guide");
+        QCOMPARE(window.field(), u"d|estination guide");
+        QVERIFY(!window.error(window.project));
+
+        // Even what is highlighted.
+        run.remove("15");
+        window.project.catalogDidChange();
+        window.task.catalogDidChange();
+        QCOMPARE(window.list(), u"Abbey/  Doors");
+        QCOMPARE(window.field(), u"d|estination guide");
+        window.key(Qt::Key_Return);
+        QCOMPARE(window.project.selectedValue(), nullptr);
+        QVERIFY(window.error(window.project));
+    }
+
+    void nothingIsUsedThatIsGone()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.project.setSelectedValue(run.byId<model::Project>("11"));
+        window.task.textField()->setFocus();
+        window.focus(window.project);
+        window.type(u"d"_s);
+        // The merge has come, and nobody has said so yet: the list still shows what is gone.
+        run.offered.clear();
+        run.offered.push_back({"30", u"Zoo"_s, {}, u"Only"_s});
+        run.refresh();
+        window.key(Qt::Key_Down);
+        window.key(Qt::Key_Down);
+        window.key(Qt::Key_Return);
+        QCOMPARE(window.project.selectedValue(), nullptr);
+        QVERIFY(window.error(window.project));
+        window.menu(window.task);
+        window.pick(window.task, u"Design"_s);
+        QCOMPARE(window.task.selectedValue(), nullptr);
+        // All of the account goes, the entry as well.
+        run.company().clearAllData();
+        window.focus(window.project);
+        window.type(u"x"_s);
+        window.key(Qt::Key_Down);
+        window.key(Qt::Key_Tab);
+        window.project.catalogDidChange();
+        QCOMPARE(window.menu(window.project), QString());
+    }
+
+    void disabledItClosesItsList()
+    {
+        EditingRun run;
+        Pickers window(run);
+        window.key(Qt::Key_Down);
+        window.project.setEnabled(false);
+        QCOMPARE(window.list(), QString());
+        QVERIFY(!window.project.textField()->isEnabled() && !window.project.popupButton()->isEnabled());
+    }
+};
+
+QUILLON_OFFSCREEN_TEST_MAIN(PickerTest)
+#include "PickerTest.moc"
