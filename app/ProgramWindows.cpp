@@ -1,11 +1,20 @@
 #include "app/ProgramWindows.h"
 
 #include "app/WrenfoldMenulet.h"
+#include "skin/AboutController.h"
 #include "timesheet/TimesheetController.h"
 
 namespace app {
-
 namespace {
+
+class AboutWindow final : public Window
+{
+public:
+    void show() override { m_controller.show(); }
+
+private:
+    skin::AboutController m_controller;
+};
 
 /// The timesheet, as the controller speaks to it, and the controller, as the timesheet speaks to it.
 class Timesheet final : public TimesheetWindow, public timesheet::TimesheetOwner
@@ -42,6 +51,7 @@ private:
 WindowMakers programWindows()
 {
     WindowMakers windows;
+    windows.about = [](WrenfoldMenulet&) { return std::make_unique<AboutWindow>(); };
     windows.timesheet = [](WrenfoldMenulet& owner) { return std::make_unique<Timesheet>(owner); };
     return windows;
 }

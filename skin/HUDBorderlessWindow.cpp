@@ -29,10 +29,19 @@ void HUDBorderlessWindow::setVisible(bool visible)
     QWidget::setVisible(visible);
 }
 
-void HUDBorderlessWindow::paintEvent(QPaintEvent* event)
+bool HUDBorderlessWindow::event(QEvent* event)
 {
-    if (event->region().contains(QPoint(width() / 2, 1)))
+    switch (event->type()) {
+    case QEvent::Enter:
+    case QEvent::WindowActivate:
+    case QEvent::Paint:
+        // Compositors come and go without a word to the windows. Not now: this may be in the middle of painting.
         QMetaObject::invokeMethod(this, &HUDBorderlessWindow::lookForCompositor, Qt::QueuedConnection);
+        break;
+    default:
+        break;
+    }
+    return QWidget::event(event);
 }
 
 void HUDBorderlessWindow::resizeEvent(QResizeEvent*)

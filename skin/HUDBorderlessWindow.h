@@ -13,7 +13,7 @@ namespace skin {
 /// keyboard focus.
 ///
 /// Translucent where the screen is composited; elsewhere opaque, cut to the panel's round corners. That is found out
-/// each time it is shown, and whenever all of it is painted anew, which happens when a compositor comes or goes.
+/// each time it is shown or painted, and when it becomes the active window or the pointer comes to it.
 class HUDBorderlessWindow : public QWidget
 {
     Q_OBJECT
@@ -30,7 +30,7 @@ public:
     void setVisible(bool visible) override;
 
 protected:
-    void paintEvent(QPaintEvent* event) override;
+    bool event(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;

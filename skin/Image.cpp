@@ -1,10 +1,14 @@
 #include "skin/Image.h"
 
+#include "skin/Fonts.h"
+
+#include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
 #include <QPixmapCache>
 #include <QSvgRenderer>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -29,6 +33,7 @@ using Guides = std::array<qreal, 4>;
 struct Slice
 {
     std::string_view name;
+    /// Empty: lettering, which is set at run time.
     std::string_view family;
     QRectF rect;
     Guides columns{};
@@ -152,6 +157,7 @@ const std::array slices{
     Slice{"window-restore-light.png", "signs", {171, 99, 15, 15}},
     Slice{"window-restore-light-hover.png", "signs", {190, 99, 15, 15}},
     Slice{"window-restore-light-active.png", "signs", {209, 99, 15, 15}},
+    Slice{"black-title-text.png", {}, {0, 0, 46, 23}},
     Slice{"quillon.png", "quillon", {0, 0, 128, 128}},
 };
 
@@ -180,7 +186,9 @@ struct Band
 /// nearer end and rounded towards it, so that both borders of a frame get the same width.
 std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
 {
-    const qreal scale = pixels / length;
+    // Scales come in quarters. How the frame itself was rounded must not add to the rounding of its lines.
+    const qreal quarters = std::round(4 * pixels / length);
+    const qreal scale = quarters > 0 ? quarters / 4 : pixels / length;
     std::vector<Band> result;
     Band band{0, length, 0, pixels};
     const auto pixelsFromEnd = [scale](qreal points) { return int(std::ceil(points * scale - 0.5)); };
@@ -197,6 +205,22 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
     return result;
 }
 
+/// "Timesheet" in white, as large as fits the `size` in points that the image shows.
+void drawTitleText(QImage& image, QSizeF size)
+{
+    const QString title = u"Timesheet"_s;
+    const QFont font = interfaceFont(11, QFont::DemiBold);
+    const QFontMetricsF metrics(font);
+    QPainter painter(&image);
+    painter.scale(image.width() / size.width(), image.height() / size.height());
+    painter.translate(size.width() / 2, size.height() / 2);
+    const qreal fit = std::min(1.0, size.width() / metrics.horizontalAdvance(title));
+    painter.scale(fit, fit);
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(QPointF(-metrics.horizontalAdvance(title) / 2, metrics.capHeight() / 2), title);
+}
+
 QPixmap rasterised(const Slice& slice, QSize pixels)
 {
     const QString key = u"skin/%1/%2x%3"_s.arg(QLatin1StringView(slice.name.data(), qsizetype(slice.name.size())))
@@ -208,7 +232,9 @@ QPixmap rasterised(const Slice& slice, QSize pixels)
 
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
-    {
+    if (slice.family.empty()) {
+        drawTitleText(image, slice.rect.size());
+    } else {
         QSvgRenderer& sheet = sheetOf(slice.family);
         QPainter painter(&image);
         const QSizeF size = slice.rect.size();

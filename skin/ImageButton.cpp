@@ -43,7 +43,7 @@ void ImageButton::paintEvent(QPaintEvent*)
         const QSizeF size = m_normal.size();
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(0, 0, 0, 14));
+        painter.setBrush(QColor(128, 128, 128, 32));
         painter.drawEllipse(QRectF(QPointF(1, 1), size - QSizeF(2, 2)));
     }
 }

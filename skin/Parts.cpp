@@ -2,18 +2,31 @@
 
 #include <QPainter>
 
-#include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace skin {
 namespace {
 
-/// Where the three parts of a length begin and end. Pictures drawn between them meet: each falls on whole device
-/// pixels.
-std::array<qreal, 4> cuts(qreal from, qreal length, qreal first, qreal last)
+/// The length that is a whole number of device pixels and nearest to `points`. Cut so, equal ends look equal, and no
+/// joint lies half-way between two pixels, where each side would round it its own way.
+qreal wholePixels(const QPainter& painter, qreal points)
 {
-    const qreal shrink = first + last > length && first + last > 0 ? length / (first + last) : 1;
-    return {from, from + first * shrink, from + length - last * shrink, from + length};
+    const qreal scale = painter.deviceTransform().mapRect(QRectF(0, 0, 1, 1)).width();
+    return std::round(points * scale) / scale;
+}
+
+/// Where the three parts of a length begin and end.
+std::array<qreal, 4> cuts(const QPainter& painter, qreal from, qreal length, qreal first, qreal last)
+{
+    if (first + last <= length) {
+        first = wholePixels(painter, first);
+        last = wholePixels(painter, last);
+    } else {
+        first = wholePixels(painter, length * first / (first + last));
+        last = length - first;
+    }
+    return {from, from + first, from + length - last, from + length};
 }
 
 QRectF between(const std::array<qreal, 4>& x, const std::array<qreal, 4>& y, size_t column, size_t row)
@@ -27,7 +40,7 @@ void drawThreePartImage(QPainter& painter, const QRectF& frame, const Image& lef
 {
     // Snapped first, so that both ends have the same width wherever the frame lies.
     const QRectF whole = snapped(painter, frame);
-    const auto x = cuts(whole.left(), whole.width(), left.size().width(), right.size().width());
+    const auto x = cuts(painter, whole.left(), whole.width(), left.size().width(), right.size().width());
     const std::array<qreal, 4> y{whole.top(), whole.bottom()};
     left.draw(painter, between(x, y, 0, 0));
     mid.draw(painter, between(x, y, 1, 0));
@@ -48,8 +61,8 @@ NineParts ninePartsNamed(std::string_view prefix)
 void drawNinePartImage(QPainter& painter, const QRectF& frame, const NineParts& parts)
 {
     const QRectF whole = snapped(painter, frame);
-    const auto x = cuts(whole.left(), whole.width(), parts[0].size().width(), parts[8].size().width());
-    const auto y = cuts(whole.top(), whole.height(), parts[0].size().height(), parts[8].size().height());
+    const auto x = cuts(painter, whole.left(), whole.width(), parts[0].size().width(), parts[8].size().width());
+    const auto y = cuts(painter, whole.top(), whole.height(), parts[0].size().height(), parts[8].size().height());
     for (size_t row = 0; row < 3; ++row) {
         for (size_t column = 0; column < 3; ++column)
             parts[row * 3 + column].draw(painter, between(x, y, column, row));

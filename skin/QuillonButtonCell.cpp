@@ -60,7 +60,7 @@ void QuillonButtonCell::drawBezelWithFrame(QPainter& painter, const QRectF& fram
         painter.save();
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(255, 255, 255, isCancelButton() ? 90 : 26));
+        painter.setBrush(QColor(255, 255, 255, isSubmitButton() || shouldShadowText() ? 24 : 110));
         painter.drawRoundedRect(frame.adjusted(1, 1, -1, -2), cornerRadius - 1, cornerRadius - 1);
         painter.restore();
     }
@@ -100,9 +100,10 @@ bool QuillonButtonCell::event(QEvent* event)
 void QuillonButtonCell::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    if (!isEnabled() && !showsDisabledByImage())
-        painter.setOpacity(0.5);
+    const bool faint = !isEnabled() && !showsDisabledByImage();
+    painter.setOpacity(faint ? 0.5 : 1);
     drawBezelWithFrame(painter, rect());
+    painter.setOpacity(faint ? 0.75 : 1);
     drawTitle(painter, text(), rect());
 }
 

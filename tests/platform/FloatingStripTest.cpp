@@ -1,4 +1,5 @@
 #include "platform/linux/FloatingStrip.h"
+#include "support/Pointer.h"
 #include "support/TestEnvironment.h"
 
 #include <QApplication>
@@ -12,6 +13,9 @@
 
 using namespace Qt::StringLiterals;
 using platform::FloatingStrip;
+using support::at;
+using support::pointer;
+using support::run;
 
 namespace {
 
@@ -26,27 +30,6 @@ public:
 protected:
     void mousePressEvent(QMouseEvent* event) override { presses << std::pair(event->button(), event->pos()); }
 };
-
-/// Runs a program while events go on; its output.
-QString run(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 20000))
-        process.kill();
-    return QString::fromUtf8(process.readAllStandardOutput());
-}
-
-/// A real pointer of the X server.
-void pointer(const QString& commands)
-{
-    run(u"xdotool"_s, commands.split(u' '));
-}
-
-QString at(const QPoint& place)
-{
-    return u"mousemove %1 %2"_s.arg(place.x()).arg(place.y());
-}
 
 bool shown(QWidget& view)
 {

@@ -1,3 +1,5 @@
+#include "ControlSheet.h"
+
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
 #include "skin/StatusItemOwner.h"
@@ -32,8 +34,11 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    if (argc != 2)
+    if (argc < 2 || argc > 3)
         return 1;
+    const QString file = QString::fromLocal8Bit(argv[1]);
+    if (argc == 3)
+        return controlSheet(QByteArray(argv[2]).toDouble()).save(file) ? 0 : 1;
 
     using namespace Qt::StringLiterals;
     const std::vector<Face> faces{
@@ -87,5 +92,5 @@ int main(int argc, char** argv)
         x += size + 20;
     }
     painter.end();
-    return sheet.save(QString::fromLocal8Bit(argv[1])) ? 0 : 1;
+    return sheet.save(file) ? 0 : 1;
 }

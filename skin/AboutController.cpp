@@ -1,0 +1,105 @@
+#include "skin/AboutController.h"
+
+#include "skin/Fonts.h"
+#include "skin/ImageView.h"
+#include "skin/LinkButton.h"
+
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+
+#include <QCoreApplication>
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace skin {
+namespace {
+
+constexpr int iconSize = 96;
+
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("AboutController", text);
+}
+
+QLabel* label(const QString& text, const QFont& font, float opacity)
+{
+    auto* made = new QLabel(text);
+    made->setTextFormat(Qt::PlainText);
+    made->setFont(font);
+    made->setAlignment(Qt::AlignCenter);
+    QPalette colors = made->palette();
+    QColor ink = colors.color(QPalette::WindowText);
+    ink.setAlphaF(opacity);
+    colors.setColor(QPalette::WindowText, ink);
+    made->setPalette(colors);
+    return made;
+}
+
+} // namespace
+
+AboutController::AboutController()
+{
+    loadWindow();
+    windowDidLoad();
+}
+
+AboutController::~AboutController() = default;
+
+void AboutController::show()
+{
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+void AboutController::loadWindow()
+{
+    m_window = std::make_unique<QDialog>();
+    m_window->setObjectName("About"_L1);
+    m_window->setWindowTitle(tr("About Quillon"));
+
+    auto* icon = new ImageView(imageNamed("quillon.png"));
+    icon->setFixedSize(iconSize, iconSize);
+    m_versionField = label({}, interfaceFont(12), 0.7f);
+    m_versionField->setObjectName("versionField"_L1);
+    m_versionField->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_tosButton = new LinkButton(tr("Terms of Service"));
+    m_tosButton->setObjectName("tosButton"_L1);
+    m_ppButton = new LinkButton(tr("Privacy Policy"));
+    m_ppButton->setObjectName("ppButton"_L1);
+
+    auto* links = new QHBoxLayout;
+    links->setSpacing(20);
+    links->addStretch();
+    links->addWidget(m_tosButton);
+    links->addWidget(m_ppButton);
+    links->addStretch();
+
+    auto* column = new QVBoxLayout(m_window.get());
+    column->setContentsMargins(56, 28, 56, 24);
+    column->setSpacing(0);
+    column->setSizeConstraint(QLayout::SetFixedSize);
+    column->addWidget(icon, 0, Qt::AlignHCenter);
+    column->addSpacing(12);
+    column->addWidget(label(tr("Quillon"), interfaceFont(24, QFont::Bold), 1));
+    column->addSpacing(2);
+    column->addWidget(m_versionField);
+    column->addSpacing(18);
+    column->addLayout(links);
+    column->addSpacing(18);
+    column->addWidget(label(tr("Made by Wrenfold"), interfaceFont(11), 0.6f));
+}
+
+void AboutController::windowDidLoad()
+{
+    const platform::InfoDictionary& info = platform::Run::current().environment().info();
+    m_tosButton->setLink(QUrl(info.string("QuillonTermsURL"_L1)));
+    m_ppButton->setLink(QUrl(info.string("QuillonPrivacyURL"_L1)));
+    m_versionField->setText(tr("Version %1").arg(info.string("CFBundleVersion"_L1)));
+}
+
+} // namespace skin

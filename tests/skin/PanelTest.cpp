@@ -1,0 +1,125 @@
+#include "support/Pointer.h"
+
+#include "skin/HUDBorderlessWindow.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QLineEdit>
+#include <QProcess>
+#include <QTest>
+
+using namespace skin;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A panel with its background and a field.
+class Panel final : public HUDBorderlessWindow
+{
+public:
+    Panel() : background(this), field(this)
+    {
+        background.resize(320, 160);
+        resize(background.size());
+        field.setGeometry(20, 50, 280, 24);
+        move(200, 150);
+    }
+
+    QImage picture()
+    {
+        QImage image(size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+        return image;
+    }
+
+    HUDBorderlessView background;
+    QLineEdit field;
+};
+
+} // namespace
+
+/// Needs an X server with a window manager and no compositor.
+class PanelTest final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void opaqueUntilSomebodyComposites();
+    void takesTheKeyboard();
+    void backgroundMovesIt();
+};
+
+void PanelTest::opaqueUntilSomebodyComposites()
+{
+    Panel panel;
+    panel.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&panel));
+    QVERIFY(!panel.isTranslucent());
+    const QRegion shape = panel.mask();
+    QVERIFY(shape.contains(QPoint(160, 0)) && shape.contains(QPoint(0, 80)) && shape.contains(QPoint(319, 159 - 9)));
+    for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 159), QPoint(319, 159)})
+        QVERIFY(!shape.contains(corner));
+    const QImage opaque = panel.picture();
+    for (int y = 0; y < 160; ++y) {
+        for (int x = 0; x < 320; ++x)
+            QCOMPARE(qAlpha(opaque.pixel(x, y)), shape.contains(QPoint(x, y)) ? 255 : 0);
+    }
+
+    QProcess compositor;
+    compositor.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
+    QVERIFY(compositor.waitForStarted());
+    const auto translucentWhenShown = [&] {
+        panel.hide();
+        panel.show();
+        return panel.isTranslucent();
+    };
+    QTRY_VERIFY(translucentWhenShown());
+    QVERIFY(panel.mask().isEmpty());
+    const QImage translucent = panel.picture();
+    QCOMPARE(qAlpha(translucent.pixel(0, 0)), 0);
+    const int body = qAlpha(translucent.pixel(160, 100));
+    QVERIFY2(body > 180 && body < 250, qPrintable(QString::number(body)));
+
+    compositor.terminate();
+    QVERIFY(compositor.waitForFinished());
+    QVERIFY(!translucentWhenShown());
+    QVERIFY(!panel.mask().isEmpty());
+}
+
+void PanelTest::takesTheKeyboard()
+{
+    Panel panel;
+    panel.show();
+    panel.raise();
+    panel.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&panel));
+    panel.field.setFocus();
+    support::pointer(u"type 1:30"_s);
+    QTRY_COMPARE(panel.field.text(), u"1:30"_s);
+}
+
+void PanelTest::backgroundMovesIt()
+{
+    Panel panel;
+    panel.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&panel));
+    const QPoint start = panel.pos();
+    const auto drag = [&](QPoint from) {
+        const QPoint grip = panel.mapToGlobal(from);
+        support::pointer(support::at(grip) + u" mousedown 1"_s);
+        for (int step = 1; step <= 6; ++step)
+            support::pointer(support::at(grip + QPoint(10, 5) * step));
+        support::pointer(u"mouseup 1"_s);
+    };
+    drag({160, 12});
+    QTRY_COMPARE(panel.pos() - start, QPoint(60, 30));
+    QCOMPARE(panel.initialLocation(), start);
+    // A field is for selecting text.
+    panel.field.setText(u"a long text to be selected"_s);
+    drag({30, 60});
+    QTRY_VERIFY(panel.field.hasSelectedText());
+    QCOMPARE(panel.pos() - start, QPoint(60, 30));
+}
+
+QTEST_MAIN(PanelTest)
+#include "PanelTest.moc"
