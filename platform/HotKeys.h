@@ -22,6 +22,8 @@ public:
         QString description;  ///< what it does, for people
         int evdevKey = 0;     ///< the physical key, in the numbers of linux/input-event-codes.h
         QKeyCombination keys; ///< the same on a US keyboard, with the modifiers
+
+        bool operator==(const HotKey&) const = default;
     };
 
     enum class State

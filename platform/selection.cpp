@@ -12,6 +12,7 @@
 #include "linux/LinuxDesktop.h"
 #include "linux/MessageBoxAlerts.h"
 #include "linux/NetworkMonitorReachability.h"
+#include "linux/PortalHotKeys.h"
 #include "linux/SecretServiceStore.h"
 #include "linux/X11.h"
 #include "linux/X11HotKeys.h"
@@ -82,6 +83,7 @@ constexpr Candidate<UpdateFeed> kUpdateFeeds[] = {
 
 constexpr Candidate<HotKeys> kHotKeys[] = {
 #ifdef Q_OS_LINUX
+    {PortalHotKeys::available, plain<HotKeys, PortalHotKeys>},
     {X11HotKeys::available, plain<HotKeys, X11HotKeys>},
 #endif
     {always, plain<HotKeys, NullHotKeys>},

@@ -1,0 +1,342 @@
+#include "PortalHotKeys.h"
+
+#include "../Run.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QGuiApplication>
+
+#include <algorithm>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const auto kConnection = u"quillon-hot-keys"_s;
+const auto kPortal = u"org.freedesktop.portal.Desktop"_s;
+const auto kPath = u"/org/freedesktop/portal/desktop"_s;
+const auto kShortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
+const auto kRequest = u"org.freedesktop.portal.Request"_s;
+const auto kSession = u"org.freedesktop.portal.Session"_s;
+const auto kRegistry = u"org.freedesktop.host.portal.Registry"_s;
+
+using Shortcut = std::pair<QString, QVariantMap>;
+
+/// Keys whose names are no letters and digits (X11/keysymdef.h, without the prefix).
+constexpr std::pair<Qt::Key, QLatin1StringView> kNames[] = {
+    {Qt::Key_Space, "space"_L1},
+    {Qt::Key_Apostrophe, "apostrophe"_L1},
+    {Qt::Key_Comma, "comma"_L1},
+    {Qt::Key_Minus, "minus"_L1},
+    {Qt::Key_Period, "period"_L1},
+    {Qt::Key_Slash, "slash"_L1},
+    {Qt::Key_Semicolon, "semicolon"_L1},
+    {Qt::Key_Equal, "equal"_L1},
+    {Qt::Key_BracketLeft, "bracketleft"_L1},
+    {Qt::Key_Backslash, "backslash"_L1},
+    {Qt::Key_BracketRight, "bracketright"_L1},
+    {Qt::Key_QuoteLeft, "grave"_L1},
+    {Qt::Key_Return, "Return"_L1},
+    {Qt::Key_Tab, "Tab"_L1},
+    {Qt::Key_Backspace, "BackSpace"_L1},
+    {Qt::Key_Escape, "Escape"_L1},
+    {Qt::Key_Delete, "Delete"_L1},
+    {Qt::Key_Home, "Home"_L1},
+    {Qt::Key_End, "End"_L1},
+    {Qt::Key_PageUp, "Page_Up"_L1},
+    {Qt::Key_PageDown, "Page_Down"_L1},
+    {Qt::Key_Left, "Left"_L1},
+    {Qt::Key_Right, "Right"_L1},
+    {Qt::Key_Up, "Up"_L1},
+    {Qt::Key_Down, "Down"_L1},
+};
+
+QString keyName(Qt::Key key)
+{
+    if ((key >= Qt::Key_A && key <= Qt::Key_Z) || (key >= Qt::Key_0 && key <= Qt::Key_9))
+        return QString(QChar(key)).toLower();
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F35)
+        return u'F' + QString::number(key - Qt::Key_F1 + 1);
+    const auto* found = std::ranges::find(kNames, key, [](const auto& entry) { return entry.first; });
+    return found != std::end(kNames) ? QString(found->second) : QString();
+}
+
+} // namespace
+
+class PortalHotKeys::Held final : public Registration
+{
+public:
+    Held(PortalHotKeys& owner, int id) : m_owner(owner), m_id(id) {}
+    ~Held() override
+    {
+        m_owner.m_keys.erase(m_id);
+        m_owner.changed();
+    }
+    Status status() const override { return m_owner.statusOf(m_id); }
+
+private:
+    PortalHotKeys& m_owner;
+    const int m_id;
+};
+
+bool PortalHotKeys::available()
+{
+    return (QGuiApplication::platformName().startsWith("wayland"_L1) ||
+            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") || qgetenv("XDG_SESSION_TYPE") == "wayland") &&
+           QDBusConnection::sessionBus().isConnected();
+}
+
+// A connection of its own: the portal learns a program's id from the first call on a connection, and Qt may have spoken
+// to it on the shared one.
+PortalHotKeys::PortalHotKeys() : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, kConnection))
+{
+    qDBusRegisterMetaType<Shortcut>();
+    qDBusRegisterMetaType<QList<Shortcut>>();
+    const auto listen = [this](const QString& interface, const QString& signal, const char* slot) {
+        // An empty path stands for all.
+        [[maybe_unused]] const bool listens = m_bus.connect(kPortal, QString(), interface, signal, this, slot);
+        Q_ASSERT(listens || !m_bus.isConnected());
+    };
+    listen(kRequest, u"Response"_s, SLOT(responded(QDBusMessage)));
+    listen(kShortcuts, u"Activated"_s, SLOT(activated(QDBusMessage)));
+    listen(kShortcuts, u"ShortcutsChanged"_s, SLOT(shortcutsChanged(QDBusMessage)));
+    listen(kSession, u"Closed"_s, SLOT(sessionClosed(QDBusMessage)));
+    auto* watcher = new QDBusServiceWatcher(kPortal, m_bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, &PortalHotKeys::portalLost);
+    connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &PortalHotKeys::portalCame);
+}
+
+PortalHotKeys::~PortalHotKeys()
+{
+    QDBusConnection::disconnectFromBus(kConnection);
+}
+
+void PortalHotKeys::setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged)
+{
+    m_pressed = std::move(pressed);
+    m_statusChanged = std::move(statusChanged);
+}
+
+std::unique_ptr<HotKeys::Registration> PortalHotKeys::registerHotKey(const HotKey& key)
+{
+    Q_ASSERT(!m_keys.contains(key.id));
+    m_keys[key.id] = key;
+    changed();
+    return std::make_unique<Held>(*this, key.id);
+}
+
+void PortalHotKeys::setPaused(bool paused)
+{
+    m_paused = paused;
+}
+
+QString PortalHotKeys::trigger(QKeyCombination keys)
+{
+    const QString key = keyName(keys.key());
+    if (key.isEmpty())
+        return key;
+    const Qt::KeyboardModifiers modifiers = keys.keyboardModifiers();
+    QString text;
+    if (modifiers & Qt::ControlModifier)
+        text += "CTRL+"_L1;
+    if (modifiers & Qt::AltModifier)
+        text += "ALT+"_L1;
+    if (modifiers & Qt::ShiftModifier)
+        text += "SHIFT+"_L1;
+    if (modifiers & Qt::MetaModifier)
+        text += "LOGO+"_L1;
+    return text + key;
+}
+
+/// Once after however many changes: a key that is freed and registered again is no change.
+void PortalHotKeys::changed()
+{
+    if (std::exchange(m_updatePosted, true))
+        return;
+    Run::current().postToMain([this] {
+        m_updatePosted = false;
+        if (m_keys != m_asked)
+            bindAgain();
+    });
+}
+
+void PortalHotKeys::bindAgain()
+{
+    // A session that is being made will do.
+    if (m_phase == Phase::Creating)
+        return;
+    closeSession();
+    if (m_keys.empty())
+        settle(Phase::Idle);
+    else
+        createSession();
+}
+
+void PortalHotKeys::createSession()
+{
+    settle(Phase::Creating);
+    // Newer portals take the program's word for who it is, where nobody has put it into a sandbox. Others know nothing
+    // of that, and it is no loss.
+    QDBusMessage call = QDBusMessage::createMethodCall(kPortal, kPath, kRegistry, u"Register"_s);
+    call << QGuiApplication::desktopFileName() << QVariantMap();
+    m_bus.asyncCall(call);
+    request(u"CreateSession"_s, {}, {{u"session_handle_token"_s, u"quillon%1"_s.arg(m_tokens)}});
+}
+
+void PortalHotKeys::bindShortcuts()
+{
+    m_asked = m_keys;
+    settle(Phase::Binding);
+    QList<Shortcut> shortcuts;
+    for (const auto& [id, key] : m_asked) {
+        QVariantMap about{{u"description"_s, key.description}};
+        if (const QString wish = trigger(key.keys); !wish.isEmpty())
+            about.insert(u"preferred_trigger"_s, wish);
+        shortcuts << Shortcut(key.name, about);
+    }
+    request(u"BindShortcuts"_s,
+            {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(shortcuts), QString()}, {});
+}
+
+void PortalHotKeys::request(const QString& method, const QVariantList& arguments, QVariantMap options)
+{
+    const QString token = u"quillon%1"_s.arg(m_tokens++);
+    // Known beforehand, as the answer may come before the reply.
+    const QString path = kPath + "/request/"_L1 + m_bus.baseService().mid(1).replace(u'.', u'_') + u'/' + token;
+    m_request = path;
+    options.insert(u"handle_token"_s, token);
+    QDBusMessage call = QDBusMessage::createMethodCall(kPortal, kPath, kShortcuts, method);
+    call.setArguments(arguments + QVariantList{options});
+    auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, path] {
+        watcher->deleteLater();
+        if (watcher->isError() && m_request == path)
+            settle(Phase::Failed);
+    });
+}
+
+void PortalHotKeys::responded(const QDBusMessage& message)
+{
+    if (message.path() != m_request || message.arguments().size() < 2)
+        return;
+    m_request.clear();
+    const bool granted = message.arguments().at(0).toUInt() == 0;
+    const QVariantMap results = qdbus_cast<QVariantMap>(message.arguments().at(1));
+    if (m_phase == Phase::Creating) {
+        const QVariant handle = results.value(u"session_handle"_s);
+        m_session = handle.canConvert<QDBusObjectPath>() ? handle.value<QDBusObjectPath>().path() : handle.toString();
+        if (!granted || m_session.isEmpty()) {
+            settle(Phase::Failed);
+        } else if (m_keys.empty()) {
+            closeSession();
+            settle(Phase::Idle);
+        } else {
+            bindShortcuts();
+        }
+    } else if (m_phase == Phase::Binding) {
+        take(granted ? results.value(u"shortcuts"_s) : QVariant());
+    }
+}
+
+void PortalHotKeys::take(const QVariant& shortcuts)
+{
+    m_granted.clear();
+    const auto described = u"trigger_description"_s;
+    for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(shortcuts)) {
+        // One that has no keys is known to the desktop but never fires.
+        if (!about.contains(described) || !about.value(described).toString().isEmpty())
+            m_granted[name] = about.value(described).toString();
+    }
+    settle(Phase::Bound);
+}
+
+void PortalHotKeys::activated(const QDBusMessage& message)
+{
+    const QVariantList arguments = message.arguments();
+    if (m_paused || !m_pressed || arguments.size() < 4 || arguments.at(0).value<QDBusObjectPath>().path() != m_session)
+        return;
+    const auto found = std::ranges::find_if(
+        m_asked, [&](const auto& entry) { return entry.second.name == arguments.at(1).toString(); });
+    if (found == m_asked.end())
+        return;
+    // Where Qt looks for the permission to raise a window.
+    const QString token = qdbus_cast<QVariantMap>(arguments.at(3)).value(u"activation_token"_s).toString();
+    if (!token.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    m_pressed(found->first);
+}
+
+void PortalHotKeys::shortcutsChanged(const QDBusMessage& message)
+{
+    const QVariantList arguments = message.arguments();
+    if (m_phase == Phase::Bound && arguments.size() == 2 &&
+        arguments.at(0).value<QDBusObjectPath>().path() == m_session)
+        take(arguments.at(1));
+}
+
+void PortalHotKeys::sessionClosed(const QDBusMessage& message)
+{
+    if (m_session.isEmpty() || message.path() != m_session)
+        return;
+    // The desktop wants it so. The next change, the next portal or the next start asks again.
+    m_session.clear();
+    settle(Phase::Failed);
+}
+
+void PortalHotKeys::closeSession()
+{
+    m_request.clear();
+    if (!m_session.isEmpty())
+        m_bus.send(QDBusMessage::createMethodCall(kPortal, m_session, kSession, u"Close"_s));
+    m_session.clear();
+}
+
+void PortalHotKeys::portalLost()
+{
+    m_request.clear();
+    m_session.clear();
+    // The call that asks for a session starts the portal again. One that left without an answer is not called again: it
+    // would leave each time.
+    if (m_phase == Phase::Bound)
+        createSession();
+    else if (m_phase != Phase::Idle)
+        settle(Phase::Failed);
+}
+
+void PortalHotKeys::portalCame()
+{
+    if (m_phase == Phase::Failed)
+        createSession();
+}
+
+void PortalHotKeys::settle(Phase phase)
+{
+    m_phase = phase;
+    if (phase == Phase::Failed || phase == Phase::Idle) {
+        m_request.clear();
+        m_asked.clear(); // so that the next change asks, whatever it is
+    }
+    if (m_statusChanged)
+        m_statusChanged();
+}
+
+HotKeys::Status PortalHotKeys::statusOf(int id) const
+{
+    if (m_phase == Phase::Failed)
+        return {State::Unavailable, {}};
+    const HotKey& key = m_keys.at(id);
+    const auto asked = m_asked.find(id);
+    if (m_phase != Phase::Bound || asked == m_asked.end() || asked->second != key)
+        return {State::Pending, {}};
+    const auto granted = m_granted.find(key.name);
+    return granted == m_granted.end() ? Status{State::Refused, {}} : Status{State::Registered, granted->second};
+}
+
+} // namespace platform

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "../HotKeys.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QVariantMap>
+
+#include <map>
+
+class QDBusMessage;
+
+namespace platform {
+
+/// Hot keys by the desktop's leave: the portal `org.freedesktop.portal.GlobalShortcuts` (XDG Desktop Portal, versions 1
+/// and 2). The desktop decides which keys fire and may ask the person.
+///
+/// All keys are bound together, anew at each start, after each change and when the portal comes back. Nothing blocks.
+class PortalHotKeys final : public QObject, public HotKeys
+{
+    Q_OBJECT
+public:
+    /// In a Wayland session, where no program sees keys that are pressed in another one.
+    static bool available();
+
+    PortalHotKeys();
+    ~PortalHotKeys() override;
+
+    void setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged) override;
+    std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
+    /// The desktop keeps the keys: they reach no window.
+    void setPaused(bool paused) override;
+
+    /// `keys` as the desktop's documents write them: "CTRL+ALT+m" (Shortcuts, XDG specifications). Empty when they have
+    /// no name there.
+    static QString trigger(QKeyCombination keys);
+
+private slots:
+    void responded(const QDBusMessage& message);
+    void activated(const QDBusMessage& message);
+    void shortcutsChanged(const QDBusMessage& message);
+    void sessionClosed(const QDBusMessage& message);
+
+private:
+    class Held;
+    enum class Phase
+    {
+        Idle,     ///< nothing is wanted
+        Creating, ///< a session was asked for
+        Binding,  ///< the keys were
+        Bound,    ///< the desktop has answered
+        Failed,   ///< there is no such portal, or not now
+    };
+
+    void changed();
+    void bindAgain();
+    void createSession();
+    void bindShortcuts();
+    void closeSession();
+    void settle(Phase phase);
+    void portalLost();
+    void portalCame();
+
+    /// Calls the portal with an answer to come at a request of its own; an error ends the attempt.
+    void request(const QString& method, const QVariantList& arguments, QVariantMap options);
+    void take(const QVariant& shortcuts);
+    Status statusOf(int id) const;
+
+    QDBusConnection m_bus;
+    std::function<void(int)> m_pressed;
+    std::function<void()> m_statusChanged;
+    std::map<int, HotKey> m_keys; ///< by id
+    std::map<int, HotKey> m_asked;
+    /// What fires, by name: of those that the desktop granted.
+    std::map<QString, QString> m_granted;
+    Phase m_phase = Phase::Idle;
+    QString m_request; ///< the path at which the next answer comes
+    QString m_session; ///< the path of the session; empty: none
+    int m_tokens = 0;
+    bool m_updatePosted = false;
+    bool m_paused = false;
+};
+
+} // namespace platform
