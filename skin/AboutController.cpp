@@ -25,17 +25,12 @@ QString tr(const char* text)
     return QCoreApplication::translate("AboutController", text);
 }
 
-QLabel* label(const QString& text, const QFont& font, float opacity)
+QLabel* line(const QString& text, const QFont& font)
 {
     auto* made = new QLabel(text);
     made->setTextFormat(Qt::PlainText);
-    made->setFont(font);
     made->setAlignment(Qt::AlignCenter);
-    QPalette colors = made->palette();
-    QColor ink = colors.color(QPalette::WindowText);
-    ink.setAlphaF(opacity);
-    colors.setColor(QPalette::WindowText, ink);
-    made->setPalette(colors);
+    made->setFont(font);
     return made;
 }
 
@@ -51,6 +46,9 @@ AboutController::~AboutController() = default;
 
 void AboutController::show()
 {
+    // Else the first link would have the focus, and glow before anybody asked for the keyboard.
+    if (!m_window->isVisible())
+        m_window->setFocus();
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
@@ -64,7 +62,7 @@ void AboutController::loadWindow()
 
     auto* icon = new ImageView(imageNamed("quillon.png"));
     icon->setFixedSize(iconSize, iconSize);
-    m_versionField = label({}, interfaceFont(12), 0.7f);
+    m_versionField = line({}, interfaceFont(12));
     m_versionField->setObjectName("versionField"_L1);
     m_versionField->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_tosButton = new LinkButton(tr("Terms of Service"));
@@ -85,13 +83,13 @@ void AboutController::loadWindow()
     column->setSizeConstraint(QLayout::SetFixedSize);
     column->addWidget(icon, 0, Qt::AlignHCenter);
     column->addSpacing(12);
-    column->addWidget(label(tr("Quillon"), interfaceFont(24, QFont::Bold), 1));
+    column->addWidget(line(tr("Quillon"), interfaceFont(24, QFont::Bold)));
     column->addSpacing(2);
     column->addWidget(m_versionField);
     column->addSpacing(18);
     column->addLayout(links);
     column->addSpacing(18);
-    column->addWidget(label(tr("Made by Wrenfold"), interfaceFont(11), 0.6f));
+    column->addWidget(line(tr("Made by Wrenfold"), interfaceFont(11)));
 }
 
 void AboutController::windowDidLoad()

@@ -1,6 +1,6 @@
 #include "skin/FocusRing.h"
 
-#include <QEvent>
+#include <QFocusEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QWidget>
@@ -79,6 +79,17 @@ void FocusRing::follow()
 bool FocusRing::eventFilter(QObject*, QEvent* event)
 {
     switch (event->type()) {
+    case QEvent::FocusIn: {
+        const auto reason = static_cast<QFocusEvent*>(event)->reason();
+        // Given back to a window or by a menu, the focus is as it was.
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+            m_byKeyboard = reason != Qt::MouseFocusReason;
+        setShown(m_byKeyboard);
+        break;
+    }
+    case QEvent::FocusOut:
+        setShown(false);
+        break;
     case QEvent::Move:
     case QEvent::Resize:
     case QEvent::ShowToParent:
@@ -91,11 +102,6 @@ bool FocusRing::eventFilter(QObject*, QEvent* event)
         break;
     }
     return false;
-}
-
-bool showsFocus(Qt::FocusReason reason)
-{
-    return reason != Qt::MouseFocusReason;
 }
 
 } // namespace skin

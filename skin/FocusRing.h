@@ -9,6 +9,9 @@ namespace skin {
 
 /// The glow around the control that has the keyboard focus: a member of that control. It is drawn over what lies around
 /// the control, so that controls need no margin for it.
+///
+/// It follows the focus of the control by itself, except that a click brings no glow: people who click know where they
+/// are.
 class FocusRing final : public QObject
 {
     Q_OBJECT
@@ -18,6 +21,7 @@ public:
     FocusRing(QWidget& control, double radius);
     ~FocusRing() override;
 
+    /// For controls that glow for another reason than their own focus.
     void setShown(bool shown);
     bool isShown() const { return m_shown; }
 
@@ -29,12 +33,9 @@ private:
     QWidget& m_control;
     double m_radius;
     bool m_shown = false;
+    bool m_byKeyboard = false;
     /// A sibling of the control, made when first needed; their parent may delete it first.
     QPointer<QWidget> m_glow;
 };
-
-/// Whether focus gained for this reason is to be pointed out on a control without a caret: people who click know where
-/// they are.
-bool showsFocus(Qt::FocusReason reason);
 
 } // namespace skin

@@ -1,16 +1,12 @@
 #include "skin/ImageButton.h"
 
-#include <QFocusEvent>
 #include <QPainter>
 
 namespace skin {
 
 ImageButton::ImageButton(Image normal, Image alternate, QWidget* parent)
-    : QAbstractButton(parent), m_normal(normal), m_alternate(alternate), m_ring(*this, normal.size().height() / 2)
+    : FlatButton(normal.size().height() / 2, parent), m_normal(normal), m_alternate(alternate)
 {
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    setFocusPolicy(Qt::StrongFocus);
-    setAttribute(Qt::WA_Hover);
 }
 
 void ImageButton::setImages(Image normal, Image alternate)
@@ -26,13 +22,6 @@ QSize ImageButton::sizeHint() const
     return m_normal.size().toSize();
 }
 
-bool ImageButton::event(QEvent* event)
-{
-    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave)
-        update();
-    return QAbstractButton::event(event);
-}
-
 void ImageButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
@@ -46,18 +35,6 @@ void ImageButton::paintEvent(QPaintEvent*)
         painter.setBrush(QColor(128, 128, 128, 32));
         painter.drawEllipse(QRectF(QPointF(1, 1), size - QSizeF(2, 2)));
     }
-}
-
-void ImageButton::focusInEvent(QFocusEvent* event)
-{
-    QAbstractButton::focusInEvent(event);
-    m_ring.setShown(showsFocus(event->reason()));
-}
-
-void ImageButton::focusOutEvent(QFocusEvent* event)
-{
-    QAbstractButton::focusOutEvent(event);
-    m_ring.setShown(false);
 }
 
 QuillonTimesheetButtonCell::QuillonTimesheetButtonCell(QWidget* parent)

@@ -1,14 +1,12 @@
 #pragma once
 
-#include "skin/FocusRing.h"
+#include "skin/FlatButton.h"
 #include "skin/Image.h"
-
-#include <QAbstractButton>
 
 namespace skin {
 
 /// A button that is a picture: no frame and no title. Give it an accessible name that says what it does.
-class ImageButton : public QAbstractButton
+class ImageButton : public FlatButton
 {
     Q_OBJECT
 public:
@@ -20,18 +18,13 @@ public:
     Image shownImage() const { return isDown() ? m_alternate : m_normal; }
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
-    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     Image m_normal;
     Image m_alternate;
-    FocusRing m_ring;
 };
 
 /// Starts the timer of a row.

@@ -5,22 +5,17 @@
 #include "platform/Desktop.h"
 #include "platform/Run.h"
 
-#include <QFocusEvent>
 #include <QFontMetricsF>
-#include <QKeyEvent>
 #include <QPainter>
 
 #include <cmath>
 
 namespace skin {
 
-LinkButton::LinkButton(const QString& title, QWidget* parent) : QAbstractButton(parent), m_ring(*this, 3)
+LinkButton::LinkButton(const QString& title, QWidget* parent) : FlatButton(3, parent)
 {
     setText(title);
     setFont(interfaceFont(12));
-    setFocusPolicy(Qt::StrongFocus);
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    setAttribute(Qt::WA_Hover);
     resetCursorRects();
     connect(this, &QAbstractButton::clicked, this, &LinkButton::goToWebsite);
 }
@@ -49,22 +44,6 @@ QSize LinkButton::sizeHint() const
             static_cast<int>(std::ceil(metrics.height())) + 4};
 }
 
-bool LinkButton::event(QEvent* event)
-{
-    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave)
-        update();
-    return QAbstractButton::event(event);
-}
-
-void LinkButton::keyPressEvent(QKeyEvent* event)
-{
-    // Links are followed with Return, buttons pressed with the space bar. It is both.
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
-}
-
 void LinkButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
@@ -79,18 +58,6 @@ void LinkButton::paintEvent(QPaintEvent*)
     painter.setFont(shown);
     painter.setPen(color);
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
-}
-
-void LinkButton::focusInEvent(QFocusEvent* event)
-{
-    QAbstractButton::focusInEvent(event);
-    m_ring.setShown(showsFocus(event->reason()));
-}
-
-void LinkButton::focusOutEvent(QFocusEvent* event)
-{
-    QAbstractButton::focusOutEvent(event);
-    m_ring.setShown(false);
 }
 
 } // namespace skin

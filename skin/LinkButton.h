@@ -1,14 +1,13 @@
 #pragma once
 
-#include "skin/FocusRing.h"
+#include "skin/FlatButton.h"
 
-#include <QAbstractButton>
 #include <QUrl>
 
 namespace skin {
 
 /// A title that opens a web page in the person's browser.
-class LinkButton final : public QAbstractButton
+class LinkButton final : public FlatButton
 {
     Q_OBJECT
 public:
@@ -20,20 +19,14 @@ public:
     void goToWebsite();
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
-    bool event(QEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     void resetCursorRects();
 
     QUrl m_link;
-    FocusRing m_ring;
 };
 
 } // namespace skin

@@ -39,7 +39,8 @@ bool QuillonBigLoadingButton::hitButton(const QPoint& position) const
 
 void QuillonBigLoadingButton::keyPressEvent(QKeyEvent* event)
 {
-    const bool presses = event->key() == Qt::Key_Space || event->key() == Qt::Key_Select;
+    const int key = event->key();
+    const bool presses = key == Qt::Key_Space || key == Qt::Key_Select || key == Qt::Key_Return || key == Qt::Key_Enter;
     if (!isLoading() || !presses)
         QuillonButtonCell::keyPressEvent(event);
 }

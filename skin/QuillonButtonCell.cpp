@@ -2,12 +2,13 @@
 
 #include "skin/ColorHex.h"
 #include "skin/Fonts.h"
+#include "skin/Geometrics.h"
 #include "skin/Parts.h"
 
-#include <QEvent>
-#include <QFocusEvent>
 #include <QFontMetricsF>
+#include <QHelpEvent>
 #include <QPainter>
+#include <QToolTip>
 
 #include <cmath>
 #include <string>
@@ -19,6 +20,7 @@ namespace {
 
 constexpr qreal cornerRadius = 5;
 constexpr int titleMargin = 14;
+constexpr int leastMargin = 6;
 constexpr int leastWidth = 76;
 
 } // namespace
@@ -29,6 +31,8 @@ QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent)
     setFont(interfaceFont(12, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     setAttribute(Qt::WA_Hover);
+    // Return presses it, in whatever window.
+    setAutoDefault(true);
 }
 
 bool QuillonButtonCell::isCancelButton() const
@@ -66,10 +70,15 @@ void QuillonButtonCell::drawBezelWithFrame(QPainter& painter, const QRectF& fram
     }
 }
 
+QString QuillonButtonCell::shownTitle(const QString& title, const QRectF& frame) const
+{
+    return QFontMetricsF(font()).elidedText(title, Qt::ElideRight, frame.width() - 2 * leastMargin);
+}
+
 void QuillonButtonCell::drawTitle(QPainter& painter, const QString& title, const QRectF& frame) const
 {
     const QFontMetricsF metrics(font());
-    const QString shown = metrics.elidedText(title, Qt::ElideRight, frame.width() - 12);
+    const QString shown = shownTitle(title, frame);
     // The lowest point of the picture is its shadow.
     const QRectF box = snapped(painter, frame.adjusted(0, 0, 0, -1));
     const QPointF baseline(box.center().x() - metrics.horizontalAdvance(shown) / 2,
@@ -92,8 +101,10 @@ QSize QuillonButtonCell::sizeHint() const
 
 bool QuillonButtonCell::event(QEvent* event)
 {
-    if (event->type() == QEvent::HoverEnter || event->type() == QEvent::HoverLeave)
-        update();
+    if (event->type() == QEvent::ToolTip && toolTip().isEmpty() && shownTitle(text(), rect()) != text()) {
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), toolTipFor(text()), this);
+        return true;
+    }
     return QPushButton::event(event);
 }
 
@@ -105,18 +116,6 @@ void QuillonButtonCell::paintEvent(QPaintEvent*)
     drawBezelWithFrame(painter, rect());
     painter.setOpacity(faint ? 0.75 : 1);
     drawTitle(painter, text(), rect());
-}
-
-void QuillonButtonCell::focusInEvent(QFocusEvent* event)
-{
-    QPushButton::focusInEvent(event);
-    m_ring.setShown(showsFocus(event->reason()));
-}
-
-void QuillonButtonCell::focusOutEvent(QFocusEvent* event)
-{
-    QPushButton::focusOutEvent(event);
-    m_ring.setShown(false);
 }
 
 QColor QuillonHUDButtonCell::textColor() const

@@ -39,11 +39,10 @@ protected:
 
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     Image part(std::string_view which) const;
+    QString shownTitle(const QString& title, const QRectF& frame) const;
 
     FocusRing m_ring;
 };

@@ -39,7 +39,6 @@ void QuillonTextFieldBackground::paintEvent(QPaintEvent*)
 
 void QuillonTextFieldBackground::followFocus(QWidget* now)
 {
-    // A window that is not active any more has no focus, but the field keeps its place.
     m_ring.setShown(now && isAncestorOf(now));
 }
 

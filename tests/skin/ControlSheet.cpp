@@ -1,5 +1,8 @@
 #include "ControlSheet.h"
 
+#include "support/TestEnvironment.h"
+
+#include "skin/AboutController.h"
 #include "skin/Backgrounds.h"
 #include "skin/ColorHex.h"
 #include "skin/Fonts.h"
@@ -15,6 +18,7 @@
 #include "skin/Spinner.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QFocusEvent>
 #include <QLineEdit>
 #include <QPainter>
@@ -302,7 +306,7 @@ void drawTitleStrips(QPainter& painter, QPointF at, double width)
 
 QImage controlSheet(double ratio)
 {
-    QImage image((QSizeF(960, 572) * ratio).toSize(), QImage::Format_RGB32);
+    QImage image((QSizeF(960, 840) * ratio).toSize(), QImage::Format_RGB32);
     image.setDevicePixelRatio(ratio);
     image.fill(0xffdfe3e8);
     QPainter painter(&image);
@@ -317,5 +321,17 @@ QImage controlSheet(double ratio)
     DarkPanel dark;
     painter.drawImage(QPointF(626, 16), picture(dark, ratio));
     drawTitleStrips(painter, {626, 400}, 320);
+
+    const QPalette before = QApplication::palette();
+    QPalette night(QColor(0x35, 0x36, 0x3a), QColor(0x26, 0x27, 0x2a));
+    double x = 16;
+    for (const QPalette& palette : {before, night}) {
+        QApplication::setPalette(palette);
+        const support::TestRun run;
+        const AboutController about;
+        painter.drawImage(QPointF(x, 568), picture(about.window(), ratio));
+        x += 340;
+    }
+    QApplication::setPalette(before);
     return image;
 }

@@ -185,11 +185,13 @@ void ControlsTest::loadingButtonTakesNoPress()
     QTest::mouseClick(&button, Qt::LeftButton);
     button.setFocus();
     QTest::keyClick(&button, Qt::Key_Space);
+    QTest::keyClick(&button, Qt::Key_Return);
     QCOMPARE(clicks.count(), 0);
     button.setLoading(false);
     QTest::mouseClick(&button, Qt::LeftButton);
     QTest::keyClick(&button, Qt::Key_Space);
-    QCOMPARE(clicks.count(), 2);
+    QTest::keyClick(&button, Qt::Key_Return);
+    QCOMPARE(clicks.count(), 3);
 }
 
 void ControlsTest::imageButtons()
@@ -432,6 +434,8 @@ void ControlsTest::about()
     about.show();
     QVERIFY(QTest::qWaitForWindowActive(&window));
     QCOMPARE(window.findChild<QLabel*>(u"versionField"_s)->text(), u"Version 2.7.1"_s);
+    QTest::keyClick(&window, Qt::Key_Tab);
+    QVERIFY(window.findChild<LinkButton*>(u"tosButton"_s)->hasFocus());
     QTest::mouseClick(window.findChild<LinkButton*>(u"tosButton"_s), Qt::LeftButton);
     QTest::mouseClick(window.findChild<LinkButton*>(u"ppButton"_s), Qt::LeftButton);
     QCOMPARE(run.desktop.opened,
