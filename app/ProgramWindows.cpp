@@ -1,6 +1,7 @@
 #include "app/ProgramWindows.h"
 
 #include "app/WrenfoldMenulet.h"
+#include "editing/NewTimerController.h"
 #include "skin/AboutController.h"
 #include "timesheet/TimesheetController.h"
 
@@ -46,6 +47,21 @@ private:
     timesheet::TimesheetController m_controller;
 };
 
+class NewTimer final : public NewTimerWindow
+{
+public:
+    void show() override { m_controller.show(); }
+    void close() override { m_controller.hide(); }
+    void setEntry(model::DayEntry* entry) override { m_controller.setEntry(entry); }
+    void setEnabled(bool enabled) override { m_controller.setEnabled(enabled); }
+    void clearSelections() override { m_controller.clearSelections(); }
+    void catalogDidChange() override { m_controller.catalogDidChange(); }
+    void startDidFail() override { m_controller.startDidFail(); }
+
+private:
+    editing::NewTimerController m_controller;
+};
+
 } // namespace
 
 WindowMakers programWindows()
@@ -53,6 +69,7 @@ WindowMakers programWindows()
     WindowMakers windows;
     windows.about = [](WrenfoldMenulet&) { return std::make_unique<AboutWindow>(); };
     windows.timesheet = [](WrenfoldMenulet& owner) { return std::make_unique<Timesheet>(owner); };
+    windows.newTimer = [](WrenfoldMenulet&) { return std::make_unique<NewTimer>(); };
     return windows;
 }
 

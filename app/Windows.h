@@ -47,6 +47,10 @@ public:
     virtual void setEntry(model::DayEntry* entry) = 0;
     virtual void setEnabled(bool enabled) = 0;
     virtual void clearSelections() = 0;
+    /// What there is to choose from was changed, or some of it deleted.
+    virtual void catalogDidChange() = 0;
+    /// The timer that the window asked for was not started.
+    virtual void startDidFail() = 0;
 };
 
 /// Makes each window on first use. A window without a maker is not part of this build: its menu item is disabled.

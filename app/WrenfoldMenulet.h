@@ -166,8 +166,6 @@ private:
     void showAlert(const QString& title, const QString& text);
     void openPage(const QString& path);
     void enableTimerItems(bool enable);
-    /// In a build without the window for a new timer: a timer on the project and task of the newest entry.
-    void startAgainWhatWasLast();
     TimesheetWindow* timesheet();
 
     WindowMakers m_windows;

@@ -212,32 +212,6 @@ void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
         m_addTimerController = m_windows.newTimer(*this);
     if (m_addTimerController)
         m_addTimerController->show();
-    else
-        startAgainWhatWasLast();
-}
-
-void WrenfoldMenulet::startAgainWhatWasLast()
-{
-    if (!m_menu)
-        return; // pressed before start-up was through
-    if (m_loggedOut) {
-        showPreferencePanel(this);
-        return;
-    }
-    const model::DayEntry* last = nullptr;
-    for (const model::DayEntry* entry : company() ? company()->dayEntries() : std::vector<model::DayEntry*>()) {
-        if (entry->hasRealId() && !entry->isLocked() && (!last || last->updatedAt() < entry->updatedAt()))
-            last = entry;
-    }
-    model::DayEntry* entry = last ? model::DayEntry::entryWithDefaults() : nullptr;
-    if (!entry) {
-        showAlert(tr("There Is No Timer to Start"),
-                  tr("Today has no entry yet. Add one in the browser, and it appears here within half a minute."));
-        return;
-    }
-    entry->setProject(last->project());
-    entry->setTask(last->task());
-    m_api->startNewTimer(*entry);
 }
 
 void WrenfoldMenulet::showHelp(QObject* /*sender*/)
@@ -269,6 +243,8 @@ void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/)
 {
     if (const model::DayEntry* entry = currentEntry())
         m_api->toggleTimer(*entry);
+    else if (m_loggedOut)
+        showPreferencePanel(this); // the button is under the words that ask to sign in
     else
         showNewTimerWindow(this);
 }
@@ -297,6 +273,8 @@ void WrenfoldMenulet::startNewTimerDidSucceed()
 
 void WrenfoldMenulet::startNewTimerDidFailWithError(const std::optional<service::Error>& error)
 {
+    if (m_addTimerController)
+        m_addTimerController->startDidFail();
     const QString reason = error ? error->localizedDescription : QString();
     showAlert(u"Timer Failed"_s,
               u"The timer could not be added. %1"_s.arg(

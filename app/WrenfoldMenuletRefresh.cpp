@@ -4,6 +4,7 @@
 #include "app/WrenfoldMenulet.h"
 
 #include "model/Company.h"
+#include "model/DataModel.h"
 #include "model/DateComparisons.h"
 #include "model/DayEntry.h"
 #include "model/User.h"
@@ -150,6 +151,8 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
 {
     if (store::Context* context = managedObjectContext())
         context->mergeChanges(*changes);
+    if (m_addTimerController && model::touchesCatalog(*changes, *managedObjectModel()))
+        m_addTimerController->catalogDidChange();
     updateTotal();
 }
 

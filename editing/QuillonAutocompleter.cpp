@@ -147,6 +147,12 @@ void QuillonAutocompleter::matchWidth(const QWidget& view)
     m_container->update();
 }
 
+void QuillonAutocompleter::replaceEntry(model::DayEntry* entry)
+{
+    m_entry = entry;
+    catalogDidChange();
+}
+
 void QuillonAutocompleter::setEnabled(bool enabled)
 {
     m_textField->setEnabled(enabled);
@@ -361,15 +367,17 @@ bool QuillonAutocompleter::shouldAssignFromTextOnLostFocus() const
 void QuillonAutocompleter::updateTextViewAfterSelection()
 {
     m_resultsController.closeResults();
-    const qsizetype noted = text().size();
+    m_suggestionsLoaded = false;
     const model::QuillonObject* value = selectedValue();
     m_shownValue = value ? value->displayName() : QString();
     m_userEnteredText = value ? m_shownValue : text();
-    if (m_userEnteredText != text())
-        m_textField->setText(m_userEnteredText);
-    if (m_userEnteredText.size() >= noted)
+    if (!value)
+        return; // the text stays, with the caret where it is
+    const qsizetype noted = text().size();
+    if (m_shownValue != text())
+        m_textField->setText(m_shownValue);
+    if (m_shownValue.size() >= noted)
         m_textField->setCursorPosition(static_cast<int>(noted));
-    m_suggestionsLoaded = false;
 }
 
 void QuillonAutocompleter::updatePopupButtonAfterSelection()

@@ -62,6 +62,8 @@ public:
     /// Null: none. Chooses what the entry has.
     virtual void setEntry(model::DayEntry* entry) = 0;
     model::DayEntry* entry() const { return m_entry.get(); }
+    /// Takes another entry, and leaves the choice and what is typed.
+    void replaceEntry(model::DayEntry* entry);
     /// Not owned.
     void setDelegate(QuillonAutocompleterDelegate* delegate) { m_delegate = delegate; }
     /// Has the focus after Return and Tab.

@@ -55,8 +55,11 @@ struct RecordingNewTimer : app::NewTimerWindow
     void setEntry(model::DayEntry* entry) override { calls << QStringLiteral("new timer entry ") + entry->idString(); }
     void setEnabled(bool enabled) override { calls << QStringLiteral("new timer enabled %1").arg(enabled); }
     void clearSelections() override { calls << QStringLiteral("new timer cleared"); }
+    void catalogDidChange() override { ++catalogChanges; }
+    void startDidFail() override { calls << QStringLiteral("new timer failed"); }
 
     QStringList& calls;
+    int catalogChanges = 0;
 };
 
 /// A whole program but for its desktop, against a real service on loopback in which "acme" has one project and two

@@ -29,7 +29,6 @@ class StatusMenuTest : public QObject
 private slots:
     void layout();
     void windowsThatDoNotExist();
-    void startsWhatWasLast();
     void openingAndClosing();
     void startsAndStopsByClick();
     void withoutAnEntry();
@@ -78,27 +77,6 @@ void StatusMenuTest::windowsThatDoNotExist()
     QCOMPARE(run.test.alerts.shown.back().title, u"You Are Not Signed In"_s);
     // Leaving it by Escape is not leaving the program.
     QCOMPARE(run.test.alerts.shown.back().buttons.value(run.test.alerts.shown.back().escapeButton), u"OK"_s);
-}
-
-void StatusMenuTest::startsWhatWasLast()
-{
-    AppRun run(true, AppRun::Windows::None);
-    run.start();
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
-    run.settle();
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    QCOMPARE(run.test.alerts.shown.front().title, u"There Is No Timer to Start"_s);
-
-    run.startTimer(u"Meetings"_s);
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
-    run.settle();
-    run.test.time.setNow(run.test.time.now() + 24h);
-    run.refresh();
-    QCOMPARE(run.face(), u"0:00"_s);
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
-    run.settle();
-    QCOMPARE(run.face(), u"0:00 running"_s);
-    QCOMPARE(run.view().accessibleDescription(), u"[W1] Website, Meetings"_s);
 }
 
 void StatusMenuTest::openingAndClosing()

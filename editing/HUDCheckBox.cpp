@@ -1,0 +1,57 @@
+#include "editing/HUDCheckBox.h"
+
+#include "skin/Image.h"
+
+#include <QFocusEvent>
+#include <QPainter>
+#include <QStyleOption>
+
+namespace editing {
+
+namespace {
+
+constexpr int boxSize = 16;
+constexpr int gap = 6;
+
+} // namespace
+
+HUDCheckBox::HUDCheckBox(const QString& title, QWidget* parent) : QCheckBox(title, parent), m_ring(*this, 4)
+{
+    setAttribute(Qt::WA_Hover);
+}
+
+QSize HUDCheckBox::sizeHint() const
+{
+    return {boxSize + gap + fontMetrics().size(Qt::TextShowMnemonic, text()).width() + 2, boxSize};
+}
+
+void HUDCheckBox::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setOpacity(isEnabled() ? 1 : 0.4);
+    const skin::Image box = skin::imageNamed(isChecked() ? "hud-checkbox-on.png" : "hud-checkbox.png");
+    box.drawAtPoint(painter, QPointF(0, (height() - boxSize) / 2.0));
+    const QColor title = palette().color(QPalette::WindowText);
+    painter.setPen(underMouse() || isDown() ? title.lighter(125) : title);
+    QStyleOption option;
+    option.initFrom(this);
+    const bool underlined = style()->styleHint(QStyle::SH_UnderlineShortcut, &option, this);
+    painter.drawText(rect().adjusted(boxSize + gap, 0, 0, 0),
+                     Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine |
+                         (underlined ? Qt::TextShowMnemonic : Qt::TextHideMnemonic),
+                     text());
+}
+
+void HUDCheckBox::focusInEvent(QFocusEvent* event)
+{
+    QCheckBox::focusInEvent(event);
+    m_ring.setShown(skin::showsFocus(event->reason()));
+}
+
+void HUDCheckBox::focusOutEvent(QFocusEvent* event)
+{
+    QCheckBox::focusOutEvent(event);
+    m_ring.setShown(false);
+}
+
+} // namespace editing
