@@ -47,6 +47,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     model::Host::set(nullptr);
     settings::HotKeyManager::instance().setTarget(nullptr);
 
+    m_idleTimer.reset();
     m_updateTimer.reset();
     setCompany(nullptr);
     m_aboutController.reset();
@@ -112,6 +113,7 @@ void WrenfoldMenulet::awakeFromNib()
     settings::HotKeyManager::instance().setTarget(this);
     settings::HotKeyManager::instance().setupHotKeys();
     updateKeyEquivalents();
+    setupIdleTimer();
 }
 
 void WrenfoldMenulet::wire()

@@ -1,13 +1,16 @@
 #pragma once
 
+#include "app/IdleTimer.h"
 #include "app/Windows.h"
 #include "model/Host.h"
+#include "platform/Alerts.h"
 #include "platform/TimeSource.h"
 #include "service/OutcomeReceiver.h"
 #include "settings/HotKeyManager.h"
 #include "skin/StatusItemOwner.h"
 #include "store/Object.h"
 
+#include <QDateTime>
 #include <QObject>
 
 #include <memory>
@@ -46,7 +49,8 @@ class WrenfoldMenulet final : public QObject,
                               public service::OutcomeReceiver,
                               public settings::HotKeyTarget,
                               public skin::StatusItemOwner,
-                              public model::Host
+                              public model::Host,
+                              public IdleTimerDelegate
 {
     Q_OBJECT
 public:
@@ -152,6 +156,32 @@ public:
     void updateTimerDidSucceed() override;
     void updateTimerDidFailWithError(const std::optional<service::Error>& error) override;
 
+    // Idle time. The controller is idle from the first report on until the person has answered.
+
+    void setupIdleTimer();
+    /// Forgets the idle time that was reported, and the timer that was noted for it.
+    void resetIdleTimer();
+    /// Notes the timer that runs now, if any.
+    void saveCurrentRunningTimerForPossibleIdle() override;
+    void clearCurrentRunningTimerForPossibleIdle() override;
+    /// Asks whether to go on timing or to remove the idle time, if a timer runs; while it asks, shows the time grow and
+    /// takes the question back when the timer was stopped elsewhere.
+    void applicationWasIdle(double seconds) override;
+    void updateIdleSheetLabels(double seconds);
+    static QString idleAlertMessage(int minutes);
+    static QString idleAlertButtonText(int minutes);
+    /// Removes the idle time from the timer that was noted, which stops. The next refresh shows the result.
+    void revertRunningTimerSinceIdle(QObject* sender);
+    void correctIdleTimerDidFailWithError(const std::optional<service::Error>& error) override;
+
+    /// The timer that ran when the idle time began, null when none did or it is gone.
+    model::DayEntry* runningTimerWhenIdleStarted() const;
+    QDateTime runningTimerSavedAt() const { return m_runningTimerSavedAt; }
+    /// Whole seconds, the most that was reported; 0 while not idle.
+    double idleTime() const { return m_idleTime; }
+    bool displayingIdleAlert() const { return m_displayingIdleAlert; }
+    IdleTimer& idleTimer() const { return *m_idleTimer; }
+
 signals:
     // QuillonNetworkReachable and QuillonNetworkNotReachable, told to whoever shows connectivity.
     void quillonForMacNetworkReachable();
@@ -167,6 +197,9 @@ private:
     void openPage(const QString& path);
     void enableTimerItems(bool enable);
     TimesheetWindow* timesheet();
+    void bringHoursUpToDate(model::DayEntry& entry) const;
+    void idleEpisodeIsOver();
+    void noteFreshHours();
 
     WindowMakers m_windows;
     platform::StatusItem* m_statusItem = nullptr; ///< the environment's
@@ -189,6 +222,17 @@ private:
     QString m_account;
 
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
+    platform::TimeSource::Duration m_hoursAsOf{}; ///< uptime at which the service last told the hours
+
+    std::unique_ptr<IdleTimer> m_idleTimer;
+    double m_idleTime = 0;
+    platform::Alert m_idleAlert;
+    platform::AlertId m_idleAlertId{};
+    bool m_displayingIdleAlert = false;
+    bool m_runningTimerNoted = false;
+    store::Ref<model::DayEntry> m_runningTimerWhenIdleStarted;
+    QDateTime m_runningTimerSavedAt;
+
     bool m_loggedOut = false;
     bool m_offline = false;
     bool m_showingInDock = false;

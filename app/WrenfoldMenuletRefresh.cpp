@@ -127,8 +127,14 @@ void WrenfoldMenulet::downloadLatest()
     m_api->requestDailyTimesheetForDate(now, m_cacheVersionChanged);
 }
 
+void WrenfoldMenulet::noteFreshHours()
+{
+    m_hoursAsOf = platform::Run::current().environment().time().uptime().total;
+}
+
 void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
 {
+    noteFreshHours();
     if (m_clearingCompanyData && currentUser()) {
         if (m_timesheetController) {
             m_timesheetController->setCompany(company());
@@ -149,6 +155,7 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
 
 void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)
 {
+    noteFreshHours();
     if (store::Context* context = managedObjectContext())
         context->mergeChanges(*changes);
     if (m_addTimerController && model::touchesCatalog(*changes, *managedObjectModel()))

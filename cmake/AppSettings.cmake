@@ -1,4 +1,5 @@
 # What every target is built with.
+set(CMAKE_C_STANDARD 11)
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -10,7 +11,9 @@ option(QUILLON_SANITIZE "Build with the address and undefined-behaviour sanitize
 option(QUILLON_WERROR "Treat warnings as errors" OFF)
 option(QUILLON_BENCHMARKS "Build the benchmark programs with everything else" OFF)
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Wno-missing-field-initializers)
+add_compile_options(
+  -Wall -Wextra -Wpedantic "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>"
+  -Wno-missing-field-initializers)
 add_compile_definitions(
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
   QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DISABLE_DEPRECATED_BEFORE=0x060400
@@ -25,5 +28,6 @@ endif()
 
 find_program(CCACHE ccache)
 if(CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE}")
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
 endif()

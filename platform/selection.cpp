@@ -7,15 +7,20 @@
 #include <QtGlobal>
 
 #ifdef Q_OS_LINUX
+#include "IdleSources.h"
 #include "linux/AutostartItems.h"
+#include "linux/BusIdle.h"
 #include "linux/FloatingStrip.h"
 #include "linux/LinuxDesktop.h"
+#include "linux/LogindSleepMonitor.h"
 #include "linux/MessageBoxAlerts.h"
 #include "linux/NetworkMonitorReachability.h"
 #include "linux/PortalHotKeys.h"
 #include "linux/SecretServiceStore.h"
+#include "linux/WaylandIdle.h"
 #include "linux/X11.h"
 #include "linux/X11HotKeys.h"
+#include "linux/X11Idle.h"
 #endif
 
 #include <utility>
@@ -96,11 +101,33 @@ constexpr Candidate<LoginItems> kLoginItems[] = {
     {always, plain<LoginItems, NullLoginItems>},
 };
 
+#ifdef Q_OS_LINUX
+/// Whatever may know on this desktop. Some of it comes and goes, so that each measurement may choose anew.
+std::unique_ptr<SystemIdle> idleSources(Environment& environment)
+{
+    using Trust = IdleSources::Trust;
+    std::vector<IdleSources::Source> sources;
+    if (WaylandIdle::available())
+        sources.push_back({std::make_unique<WaylandIdle>(environment.time())});
+    if (X11Idle::available())
+        sources.push_back({std::make_unique<X11Idle>()});
+    sources.push_back({std::make_unique<BusIdle>(BusIdle::mutter())});
+    sources.push_back({std::make_unique<BusIdle>(BusIdle::screenSaver()), Trust::Doubted});
+    return std::make_unique<IdleSources>(environment.time(), std::move(sources));
+}
+#endif
+
 constexpr Candidate<SystemIdle> kSystemIdles[] = {
+#ifdef Q_OS_LINUX
+    {always, idleSources},
+#endif
     {always, plain<SystemIdle, NullSystemIdle>},
 };
 
 constexpr Candidate<SleepMonitor> kSleepMonitors[] = {
+#ifdef Q_OS_LINUX
+    {always, plain<SleepMonitor, LogindSleepMonitor>},
+#endif
     {always, plain<SleepMonitor, NullSleepMonitor>},
 };
 

@@ -7,20 +7,10 @@
 #include <xcb/xcb.h>
 
 #include <array>
-#include <cstdlib>
-#include <memory>
 
 namespace platform::x11 {
 
 namespace {
-
-template <class T>
-struct Free
-{
-    void operator()(T* reply) const { std::free(reply); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free<T>>;
 
 /// All names in one round trip.
 template <std::size_t count>

@@ -1,12 +1,22 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 
 class QWindow;
 struct xcb_connection_t;
 
 /// The few things that Qt does not ask of an X server itself. All do nothing, or say no, on other platforms.
 namespace platform::x11 {
+
+struct Free
+{
+    void operator()(void* reply) const { std::free(reply); }
+};
+/// What xcb allocated for an answer.
+template <class T>
+using Reply = std::unique_ptr<T, Free>;
 
 /// Whether the program's windows are on an X server.
 bool isRunning();

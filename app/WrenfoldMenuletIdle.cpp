@@ -1,0 +1,172 @@
+// What happens when the person walks away from a running timer.
+
+#include "app/WrenfoldMenulet.h"
+
+#include "model/Company.h"
+#include "model/DateComparisons.h"
+#include "model/DayEntry.h"
+#include "model/HoursMinutes.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "service/QuillonApi.h"
+#include "service/QuillonError.h"
+
+#include <cmath>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr double SecondsInMinute = 60;
+constexpr int MinutesInHour = 60;
+constexpr int RemoveButton = 1;
+
+// Two refreshes have failed to come: the machine slept, or the service is out of reach.
+constexpr auto HoursAreStaleAfter = 60s;
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+QString hoursMinutes(int minutes)
+{
+    return model::stringInHoursMinutesFormat(static_cast<float>(minutes) / static_cast<float>(MinutesInHour));
+}
+
+} // namespace
+
+void WrenfoldMenulet::setupIdleTimer()
+{
+    m_displayingIdleAlert = false;
+    const double minutes = std::trunc(environment().info().number("QuillonIdleMinutes"_L1));
+    m_idleTimer = std::make_unique<IdleTimer>(minutes * SecondsInMinute);
+    m_idleTimer->setDelegate(this);
+}
+
+void WrenfoldMenulet::resetIdleTimer()
+{
+    clearCurrentRunningTimerForPossibleIdle();
+    m_idleTime = 0;
+    m_idleTimer->resetIdleTime();
+}
+
+void WrenfoldMenulet::saveCurrentRunningTimerForPossibleIdle()
+{
+    model::DayEntry* running = company() ? company()->mostRecentRunningDayEntryFromToday() : nullptr;
+    m_runningTimerWhenIdleStarted = running;
+    m_runningTimerNoted = running;
+    m_runningTimerSavedAt = model::now();
+}
+
+void WrenfoldMenulet::clearCurrentRunningTimerForPossibleIdle()
+{
+    m_runningTimerWhenIdleStarted = nullptr;
+    m_runningTimerNoted = false;
+    m_runningTimerSavedAt = {};
+}
+
+model::DayEntry* WrenfoldMenulet::runningTimerWhenIdleStarted() const
+{
+    return m_runningTimerWhenIdleStarted.get();
+}
+
+void WrenfoldMenulet::applicationWasIdle(double seconds)
+{
+    // An entry that vanished from below an open alert makes no room for another one: that is not what was asked about.
+    const bool askedAbout = m_displayingIdleAlert && m_runningTimerNoted;
+    if (!runningTimerWhenIdleStarted() && !askedAbout)
+        saveCurrentRunningTimerForPossibleIdle();
+    const double whole = std::trunc(seconds);
+    if (m_idleTime > whole)
+        return;
+    m_idleTime = whole;
+    updateIdleSheetLabels(m_idleTime);
+    if (!m_runningTimerNoted)
+        return;
+    if (m_displayingIdleAlert) {
+        const model::DayEntry* entry = runningTimerWhenIdleStarted();
+        if (!entry || !entry->isRunning())
+            environment().alerts().dismiss(m_idleAlertId);
+        return;
+    }
+    m_displayingIdleAlert = true;
+    m_idleAlertId = environment().alerts().show(m_idleAlert, [this](int button) {
+        if (button == RemoveButton)
+            revertRunningTimerSinceIdle(this);
+        else
+            idleEpisodeIsOver();
+    });
+}
+
+void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
+{
+    const int minutes = static_cast<int>(seconds / SecondsInMinute);
+    m_idleAlert.title = idleAlertMessage(minutes);
+    m_idleAlert.text = u"Would you like to stop your timer and remove the minutes, or continue timing?"_s;
+    m_idleAlert.buttons = {u"Continue Timing"_s, idleAlertButtonText(minutes)};
+    m_idleAlert.escapeButton = 0;
+    m_idleAlert.unasked = true;
+    if (m_displayingIdleAlert)
+        environment().alerts().update(m_idleAlertId, m_idleAlert);
+}
+
+QString WrenfoldMenulet::idleAlertMessage(int minutes)
+{
+    return minutes < MinutesInHour ? QString::asprintf("You've been idle for %d minutes with a timer running.", minutes)
+                                   : u"You've been idle for %1 with a timer running."_s.arg(hoursMinutes(minutes));
+}
+
+QString WrenfoldMenulet::idleAlertButtonText(int minutes)
+{
+    return minutes < MinutesInHour ? QString::asprintf("Remove %d Idle Minutes", minutes)
+                                   : u"Remove %1 of Idle Time"_s.arg(hoursMinutes(minutes));
+}
+
+void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
+{
+    model::DayEntry* entry = runningTimerWhenIdleStarted();
+    if (!m_runningTimerNoted && company())
+        entry = company()->mostRecentRunningDayEntryFromToday();
+    if (!entry) {
+        environment().alerts().show(
+            {u"Running Timer Stopped Elsewhere"_s,
+             u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
+             "more recently edited it outside of Quillon for Mac."_s,
+             {u"OK"_s}},
+            [this](int) { idleEpisodeIsOver(); });
+        return;
+    }
+    bringHoursUpToDate(*entry);
+    m_api->correctIdleTimer(*entry, m_idleTime,
+                            m_runningTimerSavedAt.isValid() ? m_runningTimerSavedAt : entry->updatedAt());
+    idleEpisodeIsOver();
+}
+
+void WrenfoldMenulet::bringHoursUpToDate(model::DayEntry& entry) const
+{
+    // Without this, what was worked between the last refresh and the absence would be taken off as well.
+    const auto age = environment().time().uptime().total - m_hoursAsOf;
+    if (entry.isRunning() && age > HoursAreStaleAfter)
+        entry.setHours(entry.hours().value_or(0) + std::chrono::duration<double, std::ratio<3600>>(age).count());
+}
+
+void WrenfoldMenulet::idleEpisodeIsOver()
+{
+    resetIdleTimer();
+    m_displayingIdleAlert = false;
+}
+
+void WrenfoldMenulet::correctIdleTimerDidFailWithError(const std::optional<service::Error>& error)
+{
+    const QString reason = error ? error->localizedDescription : u"The service did not say why."_s;
+    showAlert(u"Could Not Remove Idle Time"_s,
+              error && error->domain == service::QuillonErrorDomain
+                  ? reason
+                  : u"Your idle time could not be removed due to an error: %1"_s.arg(reason));
+}
+
+} // namespace app

@@ -1,0 +1,22 @@
+# wayland_protocol(TARGET PROTOCOL PRODUCT…)
+#
+# Adds what the scanner makes of a protocol of wayland-protocols: `client-header` and `server-header` give a header
+# "NAME-client-header.h" or "NAME-server-header.h", `private-code` a C source.
+function(wayland_protocol target protocol)
+  pkg_get_variable(folder wayland-protocols pkgdatadir)
+  find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
+  get_filename_component(name "${protocol}" NAME)
+  set(made "${CMAKE_CURRENT_BINARY_DIR}/protocols")
+  file(MAKE_DIRECTORY "${made}")
+  foreach(product IN LISTS ARGN)
+    set(file "${made}/${name}-${product}.h")
+    if(product STREQUAL "private-code")
+      set(file "${made}/${name}-${product}.c")
+    endif()
+    add_custom_command(OUTPUT "${file}"
+      COMMAND "${WAYLAND_SCANNER}" ${product} "${folder}/${protocol}.xml" "${file}"
+      DEPENDS "${folder}/${protocol}.xml" VERBATIM)
+    target_sources(${target} PRIVATE "${file}")
+  endforeach()
+  target_include_directories(${target} SYSTEM PRIVATE "${made}")
+endfunction()

@@ -1,0 +1,105 @@
+#include "LogindSleepMonitor.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+
+#include <utility>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString& service()
+{
+    static const QString name = u"org.freedesktop.login1"_s;
+    return name;
+}
+
+const QString& path()
+{
+    static const QString name = u"/org/freedesktop/login1"_s;
+    return name;
+}
+
+const QString& interface()
+{
+    static const QString name = u"org.freedesktop.login1.Manager"_s;
+    return name;
+}
+
+} // namespace
+
+class LogindSleepMonitor::Held final : public Watch
+{
+public:
+    explicit Held(LogindSleepMonitor& monitor) : m_monitor(monitor) {}
+    ~Held() override { m_monitor.end(); }
+
+private:
+    LogindSleepMonitor& m_monitor;
+};
+
+LogindSleepMonitor::LogindSleepMonitor()
+{
+    m_manager.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
+    m_manager.addWatchedService(service());
+    connect(&m_manager, &QDBusServiceWatcher::serviceRegistered, this, [this] {
+        m_asleep = false;
+        takeLock();
+    });
+}
+
+std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<void()> goingToSleep,
+                                                               std::function<void()> woke)
+{
+    QDBusConnection bus = QDBusConnection::systemBus();
+    if (!bus.connect(service(), path(), interface(), u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool))))
+        return nullptr;
+    m_goingToSleep = std::move(goingToSleep);
+    m_woke = std::move(woke);
+    m_manager.setConnection(bus);
+    takeLock();
+    return std::make_unique<Held>(*this);
+}
+
+void LogindSleepMonitor::end()
+{
+    QDBusConnection bus = QDBusConnection::systemBus();
+    bus.disconnect(service(), path(), interface(), u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
+    m_manager.setConnection(QDBusConnection(QString()));
+    m_goingToSleep = {};
+    m_woke = {};
+    m_lock = {};
+}
+
+void LogindSleepMonitor::takeLock()
+{
+    auto call = QDBusMessage::createMethodCall(service(), path(), interface(), u"Inhibit"_s);
+    call << u"sleep"_s << u"Quillon"_s << tr("Notes the running timer") << u"delay"_s;
+    auto* pending = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call), this);
+    connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending] {
+        pending->deleteLater();
+        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *pending;
+        // Refused or absent: the timer is noted all the same, in the time there is. Too late: nobody may wait for it.
+        if (reply.isValid() && m_goingToSleep && !m_asleep)
+            m_lock = reply.value();
+    });
+}
+
+void LogindSleepMonitor::prepareForSleep(bool asleep)
+{
+    m_asleep = asleep;
+    if (asleep) {
+        m_goingToSleep();
+        m_lock = {};
+    } else {
+        m_woke();
+        takeLock();
+    }
+}
+
+} // namespace platform
