@@ -2,7 +2,6 @@
 
 #include "skin/Image.h"
 
-#include <QFocusEvent>
 #include <QPainter>
 #include <QStyleOption>
 
@@ -40,18 +39,6 @@ void HUDCheckBox::paintEvent(QPaintEvent*)
                      Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine |
                          (underlined ? Qt::TextShowMnemonic : Qt::TextHideMnemonic),
                      text());
-}
-
-void HUDCheckBox::focusInEvent(QFocusEvent* event)
-{
-    QCheckBox::focusInEvent(event);
-    m_ring.setShown(skin::showsFocus(event->reason()));
-}
-
-void HUDCheckBox::focusOutEvent(QFocusEvent* event)
-{
-    QCheckBox::focusOutEvent(event);
-    m_ring.setShown(false);
 }
 
 } // namespace editing

@@ -97,6 +97,7 @@ NewTimerPanel::NewTimerPanel()
     connect(&m_growth, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& points) { setFixedSize(panelWidth, panelHeight + points.toInt()); });
     setFixedSize(panelWidth, panelHeight);
+    layOut(); // whoever adds something counts from the lower edge
 }
 
 void NewTimerPanel::growBy(int points)
@@ -136,6 +137,11 @@ void NewTimerPanel::closeEvent(QCloseEvent* event)
 void NewTimerPanel::resizeEvent(QResizeEvent* event)
 {
     HUDBorderlessWindow::resizeEvent(event);
+    layOut();
+}
+
+void NewTimerPanel::layOut()
+{
     contentView->setGeometry(rect());
     showDurationCheckButton->setGeometry(QRect(checkBoxAt, showDurationCheckButton->sizeHint()));
     const int grown = height() - panelHeight;

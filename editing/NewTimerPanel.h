@@ -47,6 +47,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void layOut();
+
     QWidget* m_durationClip; ///< uncovers the duration box from above while the panel grows
     QVariantAnimation m_growth;
 };
