@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ProgramWindows.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 #include "localservice/Service.h"
@@ -41,11 +42,13 @@ struct RecordingTimesheet : app::TimesheetWindow
     void setOffline(bool offline) override { calls << QStringLiteral("timesheet offline %1").arg(offline); }
     QDate currentDate() const override { return day; }
     void reloadEntries() override { ++reloads; }
+    void catalogDidChange() override { ++catalogChanges; }
     void updateKeyEquivalents() override { calls << QStringLiteral("timesheet keys"); }
 
     QStringList& calls;
     QDate day;
     int reloads = 0;
+    int catalogChanges = 0;
 };
 
 struct RecordingNewTimer : app::NewTimerWindow
@@ -70,27 +73,37 @@ class AppRun
 public:
     enum class Windows
     {
-        All,
-        None
+        All, ///< recording ones
+        None,
+        Program ///< those of the program
     };
-    explicit AppRun(bool signedIn = true, Windows windows = Windows::All) : service(serviceOptions())
+    enum class Timers
+    {
+        Hours,
+        Timestamps
+    };
+    explicit AppRun(bool signedIn = true, Windows windows = Windows::All, Timers timers = Timers::Hours)
+        : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         port = service.start().value();
         localservice::Database& data = *service.database().value();
-        const localservice::Id account = data.addAccount({"acme"}).value();
-        const localservice::Id person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
-        const localservice::Id client = data.addClient(account, "Harbour").value();
+        account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
+        person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
+        client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
-        for (const char* name : {"Design", "Meetings"})
-            data.offerTask(website, data.addTask(account, name).value(), true).value();
+        design = data.addTask(account, "Design").value();
+        data.offerTask(website, design, true).value();
+        data.offerTask(website, data.addTask(account, "Meetings").value(), true).value();
         data.assignPerson(website, person).value();
 
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
         if (signedIn)
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
-        menulet = std::make_unique<app::WrenfoldMenulet>(windows == Windows::All ? makers() : app::WindowMakers());
+        menulet = std::make_unique<app::WrenfoldMenulet>(windows == Windows::All       ? makers()
+                                                         : windows == Windows::Program ? app::programWindows()
+                                                                                       : app::WindowMakers());
     }
 
     void signIn(const QString& account, const QString& email, const QString& password)
@@ -163,10 +176,15 @@ public:
         return view().hoursString() + (view().isRunning() ? QStringLiteral(" running") : QString());
     }
 
+    const Timers timers;
     support::TestRun test;
     localservice::Service service;
     std::uint16_t port = 0;
+    localservice::Id account = 0;
+    localservice::Id person = 0;
+    localservice::Id client = 0;
     localservice::Id website = 0;
+    localservice::Id design = 0;
     QStringList windowCalls;
     QDate timesheetDay{2013, 1, 15};
     RecordingTimesheet* timesheet = nullptr;
