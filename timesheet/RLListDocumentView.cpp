@@ -8,12 +8,7 @@
 
 namespace timesheet {
 
-RLListDocumentView::RLListDocumentView(RLListView& listView) : QWidget(&listView), m_listView(listView)
-{
-    // Scrolling moves pixels only in a widget that is known to fill itself.
-    setBackgroundRole(QPalette::Base);
-    setAutoFillBackground(true);
-}
+RLListDocumentView::RLListDocumentView(RLListView& listView) : QWidget(&listView), m_listView(listView) {}
 
 void RLListDocumentView::setDropHighlight(RLDropHighlight highlight)
 {

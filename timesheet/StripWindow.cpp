@@ -4,7 +4,6 @@
 #include "timesheet/TitleStrip.h"
 
 #include <QBitmap>
-#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
@@ -34,11 +33,7 @@ Qt::CursorShape cursorFor(Qt::Edges edges)
 class StripWindow::Edge final : public QWidget
 {
 public:
-    Edge(Qt::Edge side, StripWindow& window) : QWidget(&window), m_side(side)
-    {
-        setMouseTracking(true);
-        connect(qApp, &QGuiApplication::applicationStateChanged, this, qOverload<>(&QWidget::update));
-    }
+    Edge(Qt::Edge side, StripWindow& window) : QWidget(&window), m_side(side) { setMouseTracking(true); }
 
     void place(QSize window)
     {
@@ -69,27 +64,19 @@ protected:
 
     void paintEvent(QPaintEvent*) override
     {
+        // Below the strip, which draws its own.
         QPainter painter(this);
-        const bool active = TitleStrip::isProgramActive();
-        const QColor outline(0, 0, 0, 84);
         const qreal pixel = 1 / devicePixelRatioF();
-        QRectF line(rect());
+        const auto line = [&](QRectF rect) {
+            painter.fillRect(rect & QRectF(this->rect()), TitleStrip::outlineColor());
+        };
+        const QRectF below(mapFromParent(QPoint(0, TitleStrip::Height)), QSizeF(window()->size()));
+        if (m_side != Qt::TopEdge)
+            line(QRectF(below.left(), window()->height() - pixel - y(), below.width(), pixel));
         if (m_side == Qt::LeftEdge)
-            line.setWidth(pixel);
-        else if (m_side == Qt::RightEdge)
-            line.setLeft(line.right() - pixel);
-        else if (m_side == Qt::BottomEdge)
-            line.setTop(line.bottom() - pixel);
-        else if (active)
-            return; // the dark strip needs no line above it
-        else
-            line.setHeight(pixel);
-        // Beside the strip the lines begin below its round corner, and the dark one needs none.
-        if (m_side == Qt::LeftEdge || m_side == Qt::RightEdge)
-            line.setTop(active ? qreal(TitleStrip::Height) : TitleStrip::CornerRadius);
-        painter.fillRect(line, outline);
-        if (m_side == Qt::LeftEdge || m_side == Qt::RightEdge)
-            painter.fillRect(QRectF(0, height() - pixel, width(), pixel), outline);
+            line(QRectF(0, below.top(), pixel, height() - pixel - below.top()));
+        if (m_side == Qt::RightEdge)
+            line(QRectF(width() - pixel, below.top(), pixel, height() - pixel - below.top()));
     }
 
 private:
@@ -116,13 +103,6 @@ StripWindow::StripWindow(QWidget* parent)
                                                 new Edge(Qt::RightEdge, *this), new Edge(Qt::BottomEdge, *this)}
 {
     m_contentView->setObjectName(u"contentView"_s);
-}
-
-QWidgetList StripWindow::frameParts() const
-{
-    QWidgetList parts(m_edges.begin(), m_edges.end());
-    parts.append(m_strip);
-    return parts;
 }
 
 void StripWindow::setOwnFrame(bool own)

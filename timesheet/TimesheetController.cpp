@@ -1,6 +1,5 @@
 #include "timesheet/TimesheetController.h"
 
-#include "editing/EditTimerController.h"
 #include "model/DateComparisons.h"
 #include "model/HoursMinutes.h"
 #include "platform/Desktop.h"
@@ -15,7 +14,6 @@
 #include "skin/Spinner.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetWindow.h"
-#include "timesheet/ToolbarView.h"
 
 #include <QEvent>
 #include <QKeyEvent>
@@ -225,6 +223,7 @@ void TimesheetController::goToQuillon(QObject* sender)
 
 void TimesheetController::reloadEntries()
 {
+    const bool contentFocused = m_window->isContentFocused();
     m_window->totalHoursLabel->setBackgroundStyle(skin::QuillonTextFieldCell::BackgroundStyle::Raised);
     toggleLoading(false);
     updateDateLabel();
@@ -246,9 +245,9 @@ void TimesheetController::reloadEntries()
         updateScrolling();
     fixTotalPosition();
     updateButtonsWhenNotToday();
+    if (contentFocused)
+        m_window->focusContent();
     watchHours();
-    if (m_editTimerController)
-        m_editTimerController->entriesDidChange();
 }
 
 void TimesheetController::updateDateLabel()
@@ -463,15 +462,15 @@ void TimesheetController::viewInQuillonAtRow(int row)
 
 void TimesheetController::editTimer(model::DayEntry& entry)
 {
+    if (!canEdit())
+        return;
     m_lastSelectedRow = dayEntriesListView().selectedRow();
     if (!m_editTimerController)
-        m_editTimerController = std::make_unique<editing::EditTimerController>(&entry);
+        m_editTimerController = m_editTimerMaker(entry);
     m_editTimerController->setTimesheetController(this);
     m_editTimerController->setEntry(&entry);
     dayEntriesListView().clearFocus();
     m_editTimerController->showEditTimer();
-    for (QWidget* part : m_window->frameParts())
-        part->raise();
     m_window->totalHoursLabel->hide();
 }
 
@@ -481,27 +480,6 @@ void TimesheetController::dismissEditTimer()
     dayEntriesListView().reloadData();
     dayEntriesListView().setFocus();
     updateSelection();
-}
-
-void TimesheetController::catalogDidChange()
-{
-    if (m_editTimerController)
-        m_editTimerController->catalogDidChange();
-}
-
-QWidget& TimesheetController::editTimerWindow()
-{
-    return *m_window;
-}
-
-QWidget* TimesheetController::editTimerTopEdge()
-{
-    return m_window->toolbarView;
-}
-
-QWidgetList TimesheetController::partsUsableWhileEditing()
-{
-    return m_window->frameParts();
 }
 
 // States
@@ -525,7 +503,10 @@ void TimesheetController::toggleLoading(bool loading)
     m_loading = loading;
     indicator.setVisible(loading);
     if (loading) {
+        const bool contentFocused = m_window->isContentFocused();
         m_window->noEntriesYetView->hide();
+        if (contentFocused)
+            m_window->focusContent();
         indicator.startAnimation();
     } else {
         indicator.stopAnimation();

@@ -31,7 +31,7 @@ constexpr int SideMargin = TimesheetListViewCell::SideMargins / 2;
 constexpr int ClientTop = 9;
 constexpr int ProjectTop = 23;
 constexpr int TaskTop = 41;
-constexpr int NotesTop = 57;
+constexpr int NotesTop = 59;
 constexpr int SmallLine = 15;
 constexpr int ProjectLine = 18;
 constexpr int HoursLine = 26;
@@ -284,6 +284,7 @@ std::unique_ptr<QMenu> TimesheetListViewCell::menuForEvent()
     } else {
         addItemsToMenuFromMenu(*menu, contextMenu());
         menu->actions().at(1)->setText(isRunning() ? tr("Stop Timer") : tr("Start Timer"));
+        menu->actions().at(0)->setEnabled(m_commands.canEdit());
     }
     // A refresh may give this cell another entry, or the entry another row, while the menu is open.
     connect(menu.get(), &QMenu::triggered, this, [this, entry = m_dayEntry](const QAction* action) {

@@ -14,6 +14,7 @@
 
 #include <QFontMetricsF>
 #include <QKeyEvent>
+#include <QScreen>
 
 #include <cmath>
 
@@ -119,6 +120,26 @@ TimesheetWindow::TimesheetWindow()
     loadingIndicator->hide();
 }
 
+bool TimesheetWindow::isContentFocused() const
+{
+    const QWidget* focused = focusWidget();
+    return focused && dailyTimesheetView->isAncestorOf(focused);
+}
+
+void TimesheetWindow::focusContent()
+{
+    const QWidget* focused = focusWidget();
+    if (isContentFocused() && focused != dailyTimesheetView && focused->isVisibleTo(this))
+        return;
+    for (QWidget* content : {static_cast<QWidget*>(dayEntriesListView), static_cast<QWidget*>(startNewTimerButton),
+                             static_cast<QWidget*>(goToQuillonButton), dailyTimesheetView}) {
+        if (content->isVisibleTo(this)) {
+            content->setFocus(Qt::OtherFocusReason);
+            return;
+        }
+    }
+}
+
 void TimesheetWindow::centreDate(bool withButton)
 {
     goToTodayButton->setVisible(withButton);
@@ -183,9 +204,20 @@ void TimesheetWindow::layOutContent()
 void TimesheetWindow::restoreFrame()
 {
     const QString saved = settings::UserDefaults::standardUserDefaults().stringForKey(FrameKey);
-    // Qt moves and shrinks it onto the screens that are there.
-    if (!restoreGeometry(QByteArray::fromBase64(saved.toLatin1())))
-        resize(FirstSize);
+    const bool known = restoreGeometry(QByteArray::fromBase64(saved.toLatin1()));
+    if (isMaximized())
+        return;
+    // All of it on the screen that it is on, whatever became of that since.
+    const QRect free = screen()->availableGeometry();
+    QRect frame = known ? geometry() : QRect(QPoint(), FirstSize);
+    frame.setSize(frame.size().boundedTo(free.size()));
+    if (known) {
+        frame.moveLeft(std::clamp(frame.left(), free.left(), free.right() + 1 - frame.width()));
+        frame.moveTop(std::clamp(frame.top(), free.top(), free.bottom() + 1 - frame.height()));
+    } else {
+        frame.moveTopLeft(free.topLeft() + QPoint(free.width() - frame.width(), free.height() - frame.height()) / 2);
+    }
+    setGeometry(frame);
 }
 
 void TimesheetWindow::saveFrame() const

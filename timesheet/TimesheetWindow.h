@@ -46,6 +46,12 @@ public:
     skin::Spinner* loadingIndicator;
     skin::QuillonTextFieldCell* totalHoursLabel;
 
+    /// Whether the keyboard focus is below the toolbar.
+    bool isContentFocused() const;
+    /// Moves the focus there, unless it is on something that is shown there. Nothing can be pressed while neither list
+    /// nor empty day is shown.
+    void focusContent();
+
     /// The date with the button beside it, or alone, in the middle of the toolbar.
     void centreDate(bool withButton);
     void setStartNewTimerTitle(const QString& title);

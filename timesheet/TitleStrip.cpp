@@ -185,6 +185,14 @@ void TitleStrip::paintEvent(QPaintEvent*)
         outline.addRoundedRect(QRectF(rect()).adjusted(0, 0, 0, CornerRadius * 2), CornerRadius, CornerRadius);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillPath(outline, gradient(active));
+        if (!active) {
+            const qreal half = 0.5 / devicePixelRatioF();
+            QPainterPath inner;
+            inner.addRoundedRect(QRectF(rect()).adjusted(half, half, -half, CornerRadius * 2), CornerRadius - half,
+                                 CornerRadius - half);
+            painter.strokePath(inner, QPen(outlineColor(), 2 * half));
+            painter.setRenderHint(QPainter::Antialiasing, false);
+        }
     }
     const QRectF box(QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize);
     painter.setFont(skin::interfaceFont(11, QFont::DemiBold));

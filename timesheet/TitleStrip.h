@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QPoint>
 #include <QWidget>
 
@@ -33,6 +34,8 @@ public:
     /// From the upper edge to the lower.
     static QLinearGradient gradient(bool active);
     static bool isProgramActive();
+    /// Of the hairline around the window.
+    static QColor outlineColor() { return QColor(0, 0, 0, 84); }
 
     /// What a window's menu offers. Owned by the caller.
     QMenu* makeWindowMenu();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "app/ProgramWindows.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 #include "localservice/Service.h"
@@ -42,13 +41,11 @@ struct RecordingTimesheet : app::TimesheetWindow
     void setOffline(bool offline) override { calls << QStringLiteral("timesheet offline %1").arg(offline); }
     QDate currentDate() const override { return day; }
     void reloadEntries() override { ++reloads; }
-    void catalogDidChange() override { ++catalogChanges; }
     void updateKeyEquivalents() override { calls << QStringLiteral("timesheet keys"); }
 
     QStringList& calls;
     QDate day;
     int reloads = 0;
-    int catalogChanges = 0;
 };
 
 struct RecordingNewTimer : app::NewTimerWindow
@@ -73,37 +70,35 @@ class AppRun
 public:
     enum class Windows
     {
-        All, ///< recording ones
-        None,
-        Program ///< those of the program
+        All,
+        None
     };
-    enum class Timers
-    {
-        Hours,
-        Timestamps
-    };
-    explicit AppRun(bool signedIn = true, Windows windows = Windows::All, Timers timers = Timers::Hours)
-        : timers(timers), service(serviceOptions())
+    /// `realTimesheet`: in place of one that only notes what it is told.
+    explicit AppRun(bool signedIn = true, Windows windows = Windows::All,
+                    app::WindowMakers::Maker<app::TimesheetWindow> realTimesheet = {})
+        : service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         port = service.start().value();
         localservice::Database& data = *service.database().value();
-        account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
+        const localservice::Id account = data.addAccount({"acme"}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
-        client = data.addClient(account, "Harbour").value();
+        const localservice::Id client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
         design = data.addTask(account, "Design").value();
-        data.offerTask(website, design, true).value();
-        data.offerTask(website, data.addTask(account, "Meetings").value(), true).value();
+        meetings = data.addTask(account, "Meetings").value();
+        for (const localservice::Id task : {design, meetings})
+            data.offerTask(website, task, true).value();
         data.assignPerson(website, person).value();
 
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
         if (signedIn)
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
-        menulet = std::make_unique<app::WrenfoldMenulet>(windows == Windows::All       ? makers()
-                                                         : windows == Windows::Program ? app::programWindows()
-                                                                                       : app::WindowMakers());
+        app::WindowMakers made = windows == Windows::All ? makers() : app::WindowMakers();
+        if (realTimesheet)
+            made.timesheet = std::move(realTimesheet);
+        menulet = std::make_unique<app::WrenfoldMenulet>(std::move(made));
     }
 
     void signIn(const QString& account, const QString& email, const QString& password)
@@ -176,15 +171,13 @@ public:
         return view().hoursString() + (view().isRunning() ? QStringLiteral(" running") : QString());
     }
 
-    const Timers timers;
     support::TestRun test;
     localservice::Service service;
     std::uint16_t port = 0;
-    localservice::Id account = 0;
     localservice::Id person = 0;
-    localservice::Id client = 0;
     localservice::Id website = 0;
     localservice::Id design = 0;
+    localservice::Id meetings = 0;
     QStringList windowCalls;
     QDate timesheetDay{2013, 1, 15};
     RecordingTimesheet* timesheet = nullptr;

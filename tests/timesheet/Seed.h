@@ -1,0 +1,26 @@
+#pragma once
+
+#include "localservice/Database.h"
+
+#include <string>
+
+/// Entries put straight into the service's data file: with any hours, on any day, running or locked.
+namespace seed {
+
+struct Entry
+{
+    localservice::Id project = 0;
+    localservice::Id task = 0;
+    std::string notes = {};
+    int minutes = 0;
+    bool running = false; ///< since the moment of the seeding, on top of the minutes
+    std::string lockedReason = {};
+    std::string day = {}; ///< "2024-03-05"
+};
+
+/// The entry's id.
+localservice::Id add(localservice::Database& data, localservice::Id person, const Entry& entry,
+                     localservice::Seconds now);
+void removeAll(localservice::Database& data, localservice::Id person);
+
+} // namespace seed

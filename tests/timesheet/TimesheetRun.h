@@ -1,0 +1,121 @@
+#pragma once
+
+#include "Seed.h"
+
+#include "../app/AppRun.h"
+#include "app/ProgramWindows.h"
+#include "skin/ImageButton.h"
+#include "skin/QuillonTextFieldCell.h"
+#include "skin/Spinner.h"
+#include "timesheet/RLListView.h"
+#include "timesheet/TimesheetController.h"
+#include "timesheet/TimesheetWindow.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QPushButton>
+
+/// An editor that only notes which entries it was shown with.
+struct RecordingEditor final : timesheet::EditTimerSheet
+{
+    explicit RecordingEditor(QStringList& log) : calls(log) {}
+    void setTimesheetController(timesheet::TimesheetController* set) override { controller = set; }
+    void setEntry(model::DayEntry* set) override { entry = set; }
+    void showEditTimer() override { calls << entry.get()->notes(); }
+
+    QStringList& calls;
+    timesheet::TimesheetController* controller = nullptr;
+    store::Ref<model::DayEntry> entry;
+};
+
+/// The program with its real timesheet, which the first download opens.
+class TimesheetRun : public AppRun
+{
+public:
+    TimesheetRun() : AppRun(true, Windows::All, app::programWindows().timesheet) {}
+
+    /// An entry of today on the website's design, unless it says otherwise. Its id.
+    localservice::Id add(seed::Entry entry)
+    {
+        if (entry.project == 0)
+            entry.project = website;
+        if (entry.task == 0)
+            entry.task = design;
+        if (entry.day.empty())
+            entry.day = "2013-01-15";
+        const auto now = std::chrono::floor<std::chrono::seconds>(test.time.now());
+        return seed::add(*service.database().value(), person, entry, now.time_since_epoch().count());
+    }
+
+    /// Starts, and waits until the window is there and has the keyboard.
+    void open()
+    {
+        start();
+        QVERIFY(findWindow());
+        QVERIFY(QTest::qWaitForWindowActive(findWindow()));
+        requested();
+    }
+
+    static timesheet::TimesheetWindow* findWindow()
+    {
+        for (QWidget* top : QApplication::topLevelWidgets()) {
+            if (auto* found = qobject_cast<timesheet::TimesheetWindow*>(top))
+                return found;
+        }
+        return nullptr;
+    }
+    timesheet::TimesheetWindow& window() { return *findWindow(); }
+    timesheet::RLListView& list() { return *window().dayEntriesListView; }
+    timesheet::TimesheetController& controller()
+    {
+        return static_cast<timesheet::TimesheetController&>(*list().delegate());
+    }
+    timesheet::TimesheetListViewCell& row(int row)
+    {
+        return static_cast<timesheet::TimesheetListViewCell&>(*list().visibleCellForRow(row));
+    }
+
+    /// Presses a key and waits for what was asked of the service. What that was.
+    QStringList key(int key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(window().focusWidget() ? window().focusWidget() : &window(), Qt::Key(key), modifiers);
+        settle();
+        return requested();
+    }
+    QStringList click(QWidget* widget)
+    {
+        QTest::mouseClick(widget, Qt::LeftButton);
+        settle();
+        return requested();
+    }
+
+    QStringList notesShown()
+    {
+        QStringList notes;
+        for (const model::DayEntry* entry : controller().dayEntries())
+            notes << entry->notes();
+        return notes;
+    }
+    QString date() { return window().currentDateLabel->text(); }
+    QString total() { return window().totalHoursLabel->text(); }
+
+    void plugEditor()
+    {
+        controller().setEditTimerMaker([this](model::DayEntry&) { return std::make_unique<RecordingEditor>(edited); });
+    }
+    QStringList edited;
+};
+
+/// The menu that is open, null without one.
+inline QMenu* openMenu()
+{
+    return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+}
+
+inline QStringList titles(const QMenu& menu)
+{
+    QStringList list;
+    for (const QAction* action : menu.actions())
+        list << (action->isSeparator() ? QStringLiteral("-") : action->text());
+    return list;
+}
