@@ -27,6 +27,28 @@ bool breaksLine(QChar c)
     }
 }
 
+/// `paragraph` with places to break in words that go on for many lines. For each line the layout looks ahead to the end
+/// of the word, which takes seconds where a hundred thousand characters stand without a blank.
+QString breakable(const QString& paragraph)
+{
+    constexpr int longest = 2048;
+    constexpr QChar zeroWidthSpace(0x200b);
+    constexpr QChar zeroWidthJoiner(0x200d);
+    QString result;
+    int run = 0;
+    for (const QChar c : paragraph) {
+        run = c.isSpace() ? 0 : run + 1;
+        const bool startsCharacter = !c.isMark() && !c.isLowSurrogate() && c != zeroWidthJoiner &&
+                                     (result.isEmpty() || result.back() != zeroWidthJoiner);
+        if (run > longest && startsCharacter) {
+            result += zeroWidthSpace;
+            run = 1;
+        }
+        result += c;
+    }
+    return result;
+}
+
 } // namespace
 
 double linePitch(const QFont& font)
@@ -60,8 +82,12 @@ QString displayable(const QString& text)
 
 QString toolTipFor(const QString& plainText)
 {
+    constexpr qsizetype most = 1000;
+    QString text = displayable(plainText);
+    if (text.size() > most)
+        text = text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
     // As plain text it would not wrap, and might be taken for marked-up text.
-    QString text = displayable(plainText).toHtmlEscaped();
+    text = text.toHtmlEscaped();
     return QStringLiteral("<qt>%1</qt>").arg(text.replace(u'\n', QLatin1StringView("<br>")));
 }
 
@@ -76,7 +102,7 @@ TextLines::TextLines(const QString& text, const QFont& font, double width) : m_p
     const QFontMetricsF metrics(font);
     const double baseline = std::round((m_pitch + metrics.ascent() - metrics.descent()) / 2);
     for (const QString& paragraph : shown.split(u'\n')) {
-        auto layout = std::make_unique<QTextLayout>(paragraph, font);
+        auto layout = std::make_unique<QTextLayout>(breakable(paragraph), font);
         QTextOption option(paragraph.isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft);
         option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         layout->setTextOption(option);

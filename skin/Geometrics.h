@@ -22,7 +22,7 @@ double linePitch(const QFont& font);
 /// blanks; halves of characters, non-characters and the sign for an embedded object become U+FFFD.
 QString displayable(const QString& text);
 
-/// `plainText` as a tool tip: shown as it is, wrapped when long.
+/// `plainText` as a tool tip: shown as it is, wrapped when long, and cut where it would fill the screen.
 QString toolTipFor(const QString& plainText);
 
 /// A text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the

@@ -16,9 +16,11 @@ private slots:
     void heights();
     void displayableText_data();
     void displayableText();
+    void toolTips();
     void linesStandOnTheirPitch();
     void rightToLeftBeginsAtTheRight();
     void longTextIsDrawnInParts();
+    void wordWithoutEnd();
     void widthsAndSizes();
 };
 
@@ -99,6 +101,13 @@ void GeometricsTest::displayableText()
     QCOMPARE(displayable(text), shown);
 }
 
+void GeometricsTest::toolTips()
+{
+    QCOMPARE(toolTipFor(u"A & B <i>\r\nnext"_s), u"<qt>A &amp; B &lt;i&gt;<br>next</qt>"_s);
+    QCOMPARE(toolTipFor(QString(5000, u'a')), u"<qt>"_s + QString(1000, u'a') + u"…</qt>"_s);
+    QCOMPARE(toolTipFor(QString(999, u'a') + u"🎉"_s), u"<qt>"_s + QString(999, u'a') + u"…</qt>"_s);
+}
+
 void GeometricsTest::linesStandOnTheirPitch()
 {
     // The same sign on each of four lines, among signs of other fonts, stands 14 points below the one before it.
@@ -135,6 +144,18 @@ void GeometricsTest::longTextIsDrawnInParts()
     QVERIFY(inkRows(part({})).first >= 0);
     QCOMPARE(part({0, 0, 300, 40}), part({}));
     QCOMPARE(inkRows(part({0, -9000, 300, 10})), std::pair(-1, -1));
+}
+
+void GeometricsTest::wordWithoutEnd()
+{
+    // As many lines as its width asks for, within the few that places to break cost; and no character is torn apart.
+    const QString blob(100000, u'm');
+    const TextAttributes style{interfaceFont(11), Qt::black};
+    const double lines = style.sizeOf(blob.first(1000)).width() * 100 / notesWidth;
+    const int count = TextLines(blob, style.font, notesWidth).count();
+    QVERIFY2(count >= lines && count <= lines * 1.1, qPrintable(QString::number(count)));
+    const QString oneCharacter = u'e' + QString(2000, QChar(0x301));
+    QCOMPARE(heightForWidth(oneCharacter, notesWidth, style), 14.0);
 }
 
 void GeometricsTest::widthsAndSizes()
