@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/AppcastFeed.h"
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
 #include "platform/InfoDictionary.h"
@@ -248,7 +249,7 @@ int Application::run(int argc, char** argv)
     QApplication application(argc, argv);
     const EndOnSignal endOnSignal;
 
-    platform::Run run(platform::systemEnvironment(std::move(*info)));
+    platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
     WrenfoldMenulet* controller = nullptr;
     platform::SingleInstance instance;
     if (!instance.claim([&controller] {

@@ -79,13 +79,6 @@ constexpr Candidate<Desktop> kDesktops[] = {
     {always, plain<Desktop, NullDesktop>},
 };
 
-constexpr Candidate<UpdateFeed> kUpdateFeeds[] = {
-    {always,
-     [](Environment& environment) -> std::unique_ptr<UpdateFeed> {
-         return std::make_unique<NullUpdateFeed>(environment.alerts());
-     }},
-};
-
 constexpr Candidate<HotKeys> kHotKeys[] = {
 #ifdef Q_OS_LINUX
     {PortalHotKeys::available, plain<HotKeys, PortalHotKeys>},
@@ -141,7 +134,10 @@ constexpr Candidate<StatusItem> kStatusItems[] = {
 class SystemEnvironment final : public Environment
 {
 public:
-    explicit SystemEnvironment(InfoDictionary info) : m_info(std::move(info)) {}
+    SystemEnvironment(InfoDictionary info, std::function<std::unique_ptr<UpdateFeed>()> makeUpdateFeed)
+        : m_info(std::move(info)), m_makeUpdateFeed(std::move(makeUpdateFeed))
+    {
+    }
 
     InfoDictionary& info() override { return m_info; }
     TimeSource& time() override { return m_time; }
@@ -149,7 +145,14 @@ public:
     Reachability& reachability() override { return first(m_reachability, kReachabilities); }
     AlertPresenter& alerts() override { return first(m_alerts, kAlertPresenters); }
     Desktop& desktop() override { return first(m_desktop, kDesktops); }
-    UpdateFeed& updateFeed() override { return first(m_updateFeed, kUpdateFeeds); }
+    UpdateFeed& updateFeed() override
+    {
+        if (!m_updateFeed && m_makeUpdateFeed)
+            m_updateFeed = m_makeUpdateFeed();
+        else if (!m_updateFeed)
+            m_updateFeed = std::make_unique<NullUpdateFeed>();
+        return *m_updateFeed;
+    }
     HotKeys& hotKeys() override { return first(m_hotKeys, kHotKeys); }
     LoginItems& loginItems() override { return first(m_loginItems, kLoginItems); }
     SystemIdle& systemIdle() override { return first(m_systemIdle, kSystemIdles); }
@@ -168,6 +171,7 @@ private:
     }
 
     InfoDictionary m_info;
+    const std::function<std::unique_ptr<UpdateFeed>()> m_makeUpdateFeed;
     SystemTimeSource m_time;
     std::unique_ptr<SecretStore> m_secretStore;
     std::unique_ptr<Reachability> m_reachability;
@@ -183,9 +187,10 @@ private:
 
 } // namespace
 
-std::unique_ptr<Environment> systemEnvironment(InfoDictionary info)
+std::unique_ptr<Environment> systemEnvironment(InfoDictionary info,
+                                               std::function<std::unique_ptr<UpdateFeed>()> makeUpdateFeed)
 {
-    return std::make_unique<SystemEnvironment>(std::move(info));
+    return std::make_unique<SystemEnvironment>(std::move(info), std::move(makeUpdateFeed));
 }
 
 bool isScreenComposited()

@@ -141,7 +141,7 @@ std::optional<QByteArray> HttpReply::header(const QByteArray& name) const
     return found != headers.rend() ? std::optional(found->second) : std::nullopt;
 }
 
-HttpClient::HttpClient(std::chrono::milliseconds timeout) : m_timeout(timeout) {}
+HttpClient::HttpClient(std::chrono::milliseconds timeout, qsizetype limit) : m_timeout(timeout), m_limit(limit) {}
 
 HttpClient::~HttpClient() = default;
 
@@ -231,7 +231,7 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
     set(CURLOPT_FRESH_CONNECT, long{exchange.changesSomething});
-    set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{largestBody});
+    set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{m_limit});
     // The usual way to name certificates of one's own; the library alone looks at the system's only.
     if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
         set(CURLOPT_CAINFO, certificates.constData());
@@ -244,16 +244,21 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
             set(CURLOPT_CUSTOMREQUEST, exchange.method.constData());
     }
     using Write = size_t (*)(char*, size_t, size_t, void*);
-    bool tooLarge = false;
-    std::pair sink(&reply.body, &tooLarge);
+    struct Sink
+    {
+        QByteArray& body;
+        const qsizetype limit;
+        bool tooLarge = false;
+    };
+    Sink sink{reply.body, m_limit};
     set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
     set(CURLOPT_WRITEFUNCTION, static_cast<Write>([](char* data, size_t, size_t size, void* where) -> size_t {
-            auto& [body, large] = *static_cast<decltype(sink)*>(where);
-            if (body->size() + static_cast<qsizetype>(size) > largestBody) {
-                *large = true;
+            auto& [body, limit, tooLarge] = *static_cast<Sink*>(where);
+            if (body.size() + static_cast<qsizetype>(size) > limit) {
+                tooLarge = true;
                 return 0;
             }
-            body->append(data, static_cast<qsizetype>(size));
+            body.append(data, static_cast<qsizetype>(size));
             return size;
         }));
 
@@ -285,7 +290,7 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
     exchange.redirect = redirect;
     curl().multi_remove_handle(multi, easy);
 
-    if (tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
+    if (sink.tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
         reply.body.clear();
         code = CURLE_FILESIZE_EXCEEDED;
     }

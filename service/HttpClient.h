@@ -51,14 +51,13 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 class HttpClient
 {
 public:
-    /// `timeout` is for the whole exchange, redirects included.
-    explicit HttpClient(std::chrono::milliseconds timeout = std::chrono::seconds(20));
+    static constexpr qsizetype largestBody = qsizetype{64} * 1024 * 1024;
+
+    /// `timeout` is for the whole exchange, redirects included. A reply with a larger body than `limit` is an error.
+    explicit HttpClient(std::chrono::milliseconds timeout = std::chrono::seconds(20), qsizetype limit = largestBody);
     ~HttpClient();
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;
-
-    /// A reply larger than this is an error.
-    static constexpr qsizetype largestBody = qsizetype{64} * 1024 * 1024;
 
     /// Ends at once, with an error, when `stop` is requested.
     HttpReply send(const HttpRequest& request, const std::stop_token& stop);
@@ -70,6 +69,7 @@ private:
     HttpReply sendOnce(const Exchange& exchange, const std::stop_token& stop);
 
     const std::chrono::milliseconds m_timeout;
+    const qsizetype m_limit;
     std::unique_ptr<Handles> m_handles; ///< made by the first request
 };
 

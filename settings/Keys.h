@@ -22,6 +22,11 @@ inline constexpr QLatin1StringView QuillonNewTimerHotKeyModifiers("NewTimerHotKe
 inline constexpr QLatin1StringView QuillonToggleTimerHotKey("ToggleTimerHotKey");
 inline constexpr QLatin1StringView QuillonToggleTimerHotKeyModifiers("ToggleTimerHotKeyModifiers");
 
+/// Whether newer versions are looked for without being asked.
+inline constexpr QLatin1StringView SUEnableAutomaticChecksKey("SUEnableAutomaticChecks");
+/// The version of which the person wants to hear no more.
+inline constexpr QLatin1StringView SUSkippedVersionKey("SUSkippedVersion");
+
 /// Announces changed settings of any kind, though its value speaks of credentials. QuillonPreferences sends it.
 inline constexpr QLatin1StringView QuillonPreferencesChangedNotification("CredentialsChanged");
 

@@ -8,8 +8,6 @@
 
 namespace platform {
 
-using namespace Qt::StringLiterals;
-
 SecretStore::Result<std::optional<QByteArray>> NullSecretStore::lookup(const QString&, const QString&)
 {
     return tl::unexpected(Failure::NoService);
@@ -37,13 +35,6 @@ bool NullReachability::watch(const QString& host, std::function<void(bool)> chan
         return false;
     changed(true);
     return true;
-}
-
-void NullUpdateFeed::check()
-{
-    m_alerts.show({u"Updates Not Set Up"_s,
-                   u"No update feed is set up for this copy of Quillon, so it cannot look for newer versions."_s,
-                   {u"OK"_s}});
 }
 
 std::unique_ptr<HotKeys::Registration> NullHotKeys::registerHotKey(const HotKey&)

@@ -48,20 +48,14 @@ public:
     void activate() override {}
 };
 
-/// Looks nowhere; says so when the person asks.
 class NullUpdateFeed final : public UpdateFeed
 {
 public:
-    explicit NullUpdateFeed(AlertPresenter& alerts) : m_alerts(alerts) {}
-
     void setCheckIntervalSeconds(int) override {}
     bool automaticallyChecksForUpdates() const override { return false; }
     void setAutomaticallyChecksForUpdates(bool) override {}
     void checkInBackground() override {}
-    void check() override;
-
-private:
-    AlertPresenter& m_alerts;
+    void check() override {}
 };
 
 class NullHotKeys final : public HotKeys

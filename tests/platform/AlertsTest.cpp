@@ -1,5 +1,4 @@
 #include "platform/Desktop.h"
-#include "platform/SystemEnvironment.h"
 #include "platform/UpdateFeed.h"
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/ManualTimeSource.h"
@@ -48,7 +47,6 @@ private slots:
     void textsArePlain();
     void longTextsFitTheScreen();
     void quitTakesAlertsDown();
-    void checkWithoutAFeedSaysSo();
 
 private:
     support::ManualTimeSource m_time;
@@ -177,16 +175,6 @@ void AlertsTest::quitTakesAlertsDown()
 
     alerts.show({u"After"_s, {}, {u"OK"_s}}, {});
     QCOMPARE(openBox()->text(), u"After"_s);
-}
-
-void AlertsTest::checkWithoutAFeedSaysSo()
-{
-    const auto environment = platform::systemEnvironment(platform::InfoDictionary());
-    environment->updateFeed().checkInBackground();
-    QVERIFY(openBoxes().isEmpty());
-    environment->updateFeed().check();
-    QVERIFY(openBox());
-    QVERIFY(openBox()->informativeText().startsWith("No update feed is set up"_L1));
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(AlertsTest)

@@ -1,0 +1,159 @@
+#include "app/AppcastFeed.h"
+
+#include "app/UpdateWindow.h"
+#include "platform/Alerts.h"
+#include "platform/Desktop.h"
+#include "platform/InfoDictionary.h"
+#include "platform/Run.h"
+#include "service/HttpClient.h"
+#include "settings/Keys.h"
+#include "settings/UserDefaults.h"
+
+#include <QCoreApplication>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int StatusOk = 200;
+
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("AppcastFeed", text);
+}
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+settings::UserDefaults& defaults()
+{
+    return settings::UserDefaults::standardUserDefaults();
+}
+
+QString thisVersion()
+{
+    return environment().info().string("CFBundleVersion"_L1);
+}
+
+/// An invalid one: no feed is set up.
+QUrl feedAddress()
+{
+    return QUrl(environment().info().string("SUFeedURL"_L1));
+}
+
+void showAlert(const QString& title, const QString& text)
+{
+    environment().alerts().show({title, text, {tr("OK")}});
+}
+
+tl::expected<std::optional<AppcastItem>, QString> fetch(const QByteArray& url, const QByteArray& userAgent,
+                                                        std::chrono::milliseconds patience, const std::stop_token& stop)
+{
+    service::HttpClient client(patience, Appcast::largestFeed);
+    const service::HttpReply reply = client.send({.url = url, .headers = {{"User-Agent", userAgent}}}, stop);
+    if (reply.error)
+        return tl::unexpected(reply.error->localizedDescription);
+    if (reply.status != StatusOk)
+        return tl::unexpected(tr("The server answered with status %1.").arg(reply.status));
+    return Appcast::newest(reply.body);
+}
+
+} // namespace
+
+AppcastFeed::AppcastFeed(std::chrono::milliseconds patience) : m_patience(patience)
+{
+    defaults().registerDefaults({{settings::SUEnableAutomaticChecksKey, true}});
+}
+
+AppcastFeed::~AppcastFeed() = default;
+
+bool AppcastFeed::automaticallyChecksForUpdates() const
+{
+    return defaults().boolForKey(settings::SUEnableAutomaticChecksKey);
+}
+
+void AppcastFeed::setAutomaticallyChecksForUpdates(bool checks)
+{
+    if (checks == automaticallyChecksForUpdates())
+        return;
+    defaults().setBool(settings::SUEnableAutomaticChecksKey, checks);
+    // What could not be written is written with the next setting that is.
+    static_cast<void>(defaults().synchronize());
+    if (m_timer)
+        lookUnasked();
+}
+
+void AppcastFeed::checkInBackground()
+{
+    if (feedAddress().isEmpty())
+        return;
+    m_timer = environment().time().repeat(m_interval, [this] { lookUnasked(); });
+    lookUnasked();
+}
+
+void AppcastFeed::lookUnasked()
+{
+    if (automaticallyChecksForUpdates())
+        look();
+}
+
+void AppcastFeed::check()
+{
+    if (feedAddress().isEmpty()) {
+        showAlert(tr("Updates Not Set Up"),
+                  tr("No update feed is set up for this copy of Quillon, so it cannot look for newer versions."));
+        return;
+    }
+    m_asked = true;
+    look();
+}
+
+void AppcastFeed::look()
+{
+    // One that is under way will answer whoever has asked meanwhile.
+    if (std::exchange(m_looking, true))
+        return;
+    const QByteArray userAgent = "Quillon/" + thisVersion().toUtf8();
+    m_thread = std::jthread(
+        [this, url = feedAddress().toEncoded(), userAgent, patience = m_patience](const std::stop_token& stop) {
+            Outcome outcome = fetch(url, userAgent, patience, stop);
+            if (!stop.stop_requested())
+                platform::Run::current().postToMain([this, outcome = std::move(outcome)] { found(outcome); });
+        });
+}
+
+void AppcastFeed::found(const Outcome& outcome)
+{
+    m_looking = false;
+    const bool asked = std::exchange(m_asked, false);
+    if (outcome && *outcome && Appcast::compareVersions((*outcome)->version, thisVersion()) > 0)
+        tellNewer(**outcome, asked);
+    else if (asked && outcome)
+        showAlert(tr("You Have the Newest Version"),
+                  tr("There is no newer version than Quillon %1.").arg(thisVersion()));
+    else if (asked)
+        showAlert(tr("Looking for Updates Failed"), outcome.error());
+}
+
+void AppcastFeed::tellNewer(const AppcastItem& item, bool asked)
+{
+    const bool heard =
+        m_told.contains(item.version) || defaults().stringForKey(settings::SUSkippedVersionKey) == item.version;
+    if (heard && !asked)
+        return;
+    m_told.insert(item.version);
+    m_window = std::make_unique<UpdateWindow>(item, thisVersion());
+    m_window->onGetIt = [page = item.page] { environment().desktop().openUrl(page); };
+    m_window->onSkip = [version = item.version] {
+        defaults().setString(settings::SUSkippedVersionKey, version);
+        // As above.
+        static_cast<void>(defaults().synchronize());
+    };
+    m_window->present(asked);
+}
+
+} // namespace app

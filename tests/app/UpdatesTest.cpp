@@ -1,0 +1,369 @@
+#include "app/Appcast.h"
+#include "app/AppcastFeed.h"
+#include "app/UpdateWindow.h"
+#include "localservice/Service.h"
+#include "settings/Keys.h"
+#include "settings/UserDefaults.h"
+#include "support/TestEnvironment.h"
+#include "support/TestMain.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using app::Appcast;
+using localservice::Reply;
+
+namespace {
+
+std::string feed(const std::string& items)
+{
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+           "<rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel>"
+           "<title>Quillon</title><link>https://wrenfold.example/</link>" +
+           items + "</channel></rss>";
+}
+
+std::string item(const std::string& version, const std::string& notes = "Faster.",
+                 const std::string& link = "https://wrenfold.example/get")
+{
+    return "<item><title>Quillon " + version + "</title><link>" + link + "</link><description>" + notes +
+           "</description><enclosure url=\"https://wrenfold.example/quillon.deb\" sparkle:version=\"" + version +
+           "\" length=\"1\" type=\"application/octet-stream\"/></item>";
+}
+
+/// Version 1.2 of the program, with a feed at a server on loopback.
+class Updates
+{
+public:
+    explicit Updates(std::chrono::milliseconds patience = 20s) : service({file(), "127.0.0.1", 0, {}, true})
+    {
+        test.info.set("CFBundleVersion"_L1, u"1.2"_s);
+        const int port = service.start().value();
+        test.info.set("SUFeedURL"_L1, u"http://127.0.0.1:%1/appcast.xml"_s.arg(port));
+        updates = std::make_unique<app::AppcastFeed>(patience);
+        updates->setCheckIntervalSeconds(3600);
+    }
+
+    void answer(std::vector<Reply> replies) { service.answer("GET /appcast.xml", std::move(replies)); }
+    int requests() const { return static_cast<int>(service.requests().size()); }
+
+    /// Hours pass until a window has come up.
+    void passHours() { QTRY_VERIFY_WITH_TIMEOUT((test.time.advance(1h), window()), 20000); }
+    /// The person asks, and something is said.
+    void ask()
+    {
+        const std::size_t before = test.alerts.shown.size();
+        updates->check();
+        QTRY_VERIFY_WITH_TIMEOUT(window() || test.alerts.shown.size() > before, 20000);
+    }
+    static app::UpdateWindow* window()
+    {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            auto* found = qobject_cast<app::UpdateWindow*>(widget);
+            if (found && found->isVisible())
+                return found;
+        }
+        return nullptr;
+    }
+    static QString text(const QString& field)
+    {
+        if (const auto* label = window()->findChild<QLabel*>(field))
+            return label->text();
+        return window()->findChild<QPlainTextEdit*>(field)->toPlainText();
+    }
+    static void click(const QString& button)
+    {
+        QTest::mouseClick(window()->findChild<QPushButton*>(button), Qt::LeftButton);
+    }
+
+    support::TestRun test;
+    localservice::Service service;
+    std::unique_ptr<app::AppcastFeed> updates;
+
+private:
+    std::string file() const { return test.folders.path(u"service.sqlite"_s).toStdString(); }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(localservice::Reply)
+
+class UpdatesTest final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void versions_data();
+    void versions();
+    void feeds_data();
+    void feeds();
+    void notes_data();
+    void notes();
+
+    void withoutAnAddress();
+    void tellsOfANewerVersion();
+    void tellsEachVersionOnce();
+    void skippedVersion();
+    void switchedOff();
+    void nothingNewer();
+    void brokenServers_data();
+    void brokenServers();
+    void askedWhileLooking();
+    void leavesWhileTheServerHangs();
+};
+
+void UpdatesTest::versions_data()
+{
+    QTest::addColumn<QString>("older");
+    QTest::addColumn<QString>("newer");
+    QTest::newRow("by the last number") << u"1.2.3"_s << u"1.2.4"_s;
+    QTest::newRow("as numbers, not as letters") << u"1.9"_s << u"1.10"_s;
+    QTest::newRow("more parts") << u"1.2"_s << u"1.2.1"_s;
+    QTest::newRow("first part decides") << u"1.99.99"_s << u"2"_s;
+    QTest::newRow("leading zeros") << u"1.08"_s << u"1.9"_s;
+    QTest::newRow("trial before the real one") << u"1.10b2"_s << u"1.10"_s;
+    QTest::newRow("trial after the version before") << u"1.9"_s << u"1.10-rc1"_s;
+    QTest::newRow("trials among themselves") << u"1.10b1"_s << u"1.10b2"_s;
+}
+
+void UpdatesTest::versions()
+{
+    QFETCH(QString, older);
+    QFETCH(QString, newer);
+    QVERIFY(Appcast::compareVersions(older, newer) < 0);
+    QVERIFY(Appcast::compareVersions(newer, older) > 0);
+    QCOMPARE(Appcast::compareVersions(newer, newer), 0);
+    QCOMPARE(Appcast::compareVersions(newer, newer + u".0"_s) == 0, !newer.contains(u'b') && !newer.contains(u'r'));
+}
+
+void UpdatesTest::feeds_data()
+{
+    QTest::addColumn<std::string>("xml");
+    QTest::addColumn<QString>("found"); // "none", "unreadable", or version and page
+    const auto offer = [](const QString& version) { return version + u" https://wrenfold.example/get"_s; };
+    QTest::newRow("newest, wherever it stands") << feed(item("1.9") + item("1.10") + item("1.3")) << offer(u"1.10"_s);
+    QTest::newRow("none listed") << feed("") << u"none"_s;
+    QTest::newRow("as elements, without a page")
+        << feed("<item><sparkle:version>3.0</sparkle:version><enclosure url=\"https://wrenfold.example/get\"/></item>")
+        << offer(u"3.0"_s);
+    QTest::newRow("for another system") << feed("<item><enclosure url=\"https://wrenfold.example/x\" "
+                                                "sparkle:version=\"9\" sparkle:os=\"macos\"/></item>" +
+                                                item("1.3"))
+                                        << offer(u"1.3"_s);
+    QTest::newRow("another namespace")
+        << feed(
+               "<item xmlns:other=\"urn:other\"><other:version>9</other:version><link>https://a.example/</link></item>")
+        << u"unreadable"_s;
+    QTest::newRow("an item of no use beside one whose page is none")
+        << feed(item("soon") + item("2.0", "", "javascript:alert(1)")) << u"2.0 https://wrenfold.example/quillon.deb"_s;
+    for (const char* link : {"javascript:alert(1)", "file:///etc/passwd", "data:text/html,x", "ftp://a.example/x",
+                             "/get", "https:///get", "https://wrenfold.example@evil.example/", "ssh://a.example"}) {
+        QTest::newRow(link) << feed(std::string("<item><sparkle:version>9</sparkle:version><link>") + link +
+                                    "</link></item>")
+                            << u"unreadable"_s;
+    }
+    QTest::newRow("no version") << feed(item("soon")) << u"unreadable"_s;
+    QTest::newRow("cut") << feed(item("1.3")).substr(0, 300) << u"unreadable"_s;
+    QTest::newRow("more after the end") << feed(item("1.3")) + "<rss/>" << u"unreadable"_s;
+    QTest::newRow("not well formed") << feed("<item><link>https://a.example/</item></link>") << u"unreadable"_s;
+    QTest::newRow("empty") << std::string() << u"unreadable"_s;
+    QTest::newRow("a page of HTML") << std::string("<!DOCTYPE html><html><body>Sign in</body></html>")
+                                    << u"unreadable"_s;
+    QTest::newRow("another kind of feed")
+        << std::string("<feed xmlns=\"http://www.w3.org/2005/Atom\"/>") << u"unreadable"_s;
+    QTest::newRow("entities that grow") << "<!DOCTYPE rss [<!ENTITY a \"ha\"><!ENTITY b \"&a;&a;&a;&a;\">]>" +
+                                               feed(item("1.3", "&b;")).substr(39)
+                                        << u"unreadable"_s;
+    QTest::newRow("a file as entity") << "<!DOCTYPE rss [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>" +
+                                             feed(item("1.3", "&a;")).substr(39)
+                                      << u"unreadable"_s;
+    QTest::newRow("unknown entity") << feed(item("1.3", "&nbsp;")) << u"unreadable"_s;
+    std::string deep;
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
+    QTest::newRow("deep") << feed("<item>" + deep) << u"unreadable"_s;
+    QTest::newRow("large") << feed(item("1.3", std::string(Appcast::largestFeed, 'x'))) << u"unreadable"_s;
+}
+
+void UpdatesTest::feeds()
+{
+    QFETCH(std::string, xml);
+    const auto newest = Appcast::newest(QByteArray::fromStdString(xml));
+    QString found = u"unreadable"_s;
+    if (newest)
+        found = *newest ? (*newest)->version + u' ' + (*newest)->page.toString() : u"none"_s;
+    QTEST(found, "found");
+    QVERIFY(newest || newest.error().endsWith(u'.'));
+}
+
+void UpdatesTest::notes_data()
+{
+    QTest::addColumn<QString>("written");
+    QTest::addColumn<QString>("read");
+    QTest::newRow("plain") << "One\n  Two " << u"One\n  Two"_s;
+    QTest::newRow("sign that looks like a tag") << "1 &lt; 2 &amp; 3 > 2" << u"1 < 2 & 3 > 2"_s;
+    QTest::newRow("formatted") << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul>]]>"
+                               << u"New\n• A & B\n• C"_s;
+    QTest::newRow("scripts and styles") << "<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>"
+                                        << u"Text"_s;
+    QTest::newRow("pictures") << "<![CDATA[Look: <img src='file:///etc/passwd'><br>Nice]]>" << u"Look: \nNice"_s;
+    QTest::newRow("none") << "" << QString();
+}
+
+void UpdatesTest::notes()
+{
+    QFETCH(QString, written);
+    const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
+    QVERIFY(newest && *newest);
+    QTEST((*newest)->plainNotes(), "read");
+}
+
+void UpdatesTest::withoutAnAddress()
+{
+    Updates run;
+    run.test.info.set("SUFeedURL"_L1, QString());
+    run.updates->checkInBackground();
+    run.test.time.advance(24h);
+    run.ask();
+    QCOMPARE(run.requests(), 0);
+    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    QVERIFY(run.test.alerts.shown.front().text.startsWith("No update feed is set up"_L1));
+}
+
+void UpdatesTest::tellsOfANewerVersion()
+{
+    Updates run;
+    const std::string pixel = "<![CDATA[<p>Faster.</p><img src=\"http://127.0.0.1/pixel\"><iframe src=\"/frame\">]]>";
+    run.answer({Reply{200, feed(item("1.3", pixel))}});
+    run.updates->checkInBackground();
+    QTRY_VERIFY(Updates::window());
+    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"notesField"_s), u"Faster."_s);
+    QCOMPARE(Updates::text(u"whereField"_s), u"The download page is at wrenfold.example."_s);
+    // Neither what the notes name nor what the feed offers was fetched.
+    QCOMPARE(run.requests(), 1);
+    QVERIFY(run.test.desktop.opened.isEmpty());
+
+    Updates::click(u"getItButton"_s);
+    QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/get"_s)});
+    QVERIFY(!Updates::window());
+}
+
+void UpdatesTest::tellsEachVersionOnce()
+{
+    Updates run;
+    const Reply same{200, feed(item("1.3"))};
+    run.answer({same, same, same, Reply{200, feed(item("1.4"))}, same});
+    run.updates->checkInBackground();
+    QTRY_VERIFY(Updates::window());
+    Updates::click(u"laterButton"_s);
+    run.passHours();
+    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.4 is there. You have 1.2."_s);
+    QTest::keyClick(Updates::window(), Qt::Key_Escape);
+    QVERIFY(!Updates::window());
+
+    run.ask();
+    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+}
+
+void UpdatesTest::skippedVersion()
+{
+    Updates run;
+    const Reply same{200, feed(item("1.3"))};
+    run.answer({same, same, Reply{200, feed(item("1.4"))}, same});
+    run.updates->checkInBackground();
+    QTRY_VERIFY(Updates::window());
+    Updates::click(u"skipButton"_s);
+    QVERIFY(!Updates::window());
+
+    run.updates = std::make_unique<app::AppcastFeed>(); // the next start
+    run.updates->setCheckIntervalSeconds(3600);
+    run.updates->checkInBackground();
+    run.passHours();
+    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.4 is there. You have 1.2."_s);
+    Updates::click(u"laterButton"_s);
+    run.ask();
+    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+}
+
+void UpdatesTest::switchedOff()
+{
+    Updates run;
+    QVERIFY(run.updates->automaticallyChecksForUpdates());
+    run.updates->setAutomaticallyChecksForUpdates(false);
+    run.updates->checkInBackground();
+    run.test.time.advance(24h);
+    QVERIFY(!settings::UserDefaults().boolForKey(settings::SUEnableAutomaticChecksKey));
+    run.answer({Reply{200, feed(item("1.3"))}});
+    run.updates->setAutomaticallyChecksForUpdates(true);
+    QTRY_VERIFY(Updates::window());
+    QCOMPARE(run.requests(), 1);
+}
+
+void UpdatesTest::nothingNewer()
+{
+    Updates run;
+    run.answer({Reply{200, feed(item("1.2.0"))}, Reply{200, feed("")}, Reply{200, feed(item("1.1"))},
+                Reply{200, feed(item("1.3"))}});
+    run.ask();
+    QVERIFY(!Updates::window());
+    QCOMPARE(run.test.alerts.shown.front().text, u"There is no newer version than Quillon 1.2."_s);
+    run.updates->checkInBackground();
+    run.passHours();
+    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+}
+
+void UpdatesTest::brokenServers_data()
+{
+    QTest::addColumn<Reply>("reply");
+    QTest::newRow("an error") << Reply{500, "no"};
+    QTest::newRow("not there") << Reply{404, feed(item("1.3"))};
+    QTest::newRow("hangs") << Reply::hanging();
+    QTest::newRow("slow") << Reply::dripping(feed(item("1.3")), 20ms);
+    QTest::newRow("closes") << Reply::closed();
+    QTest::newRow("cut") << Reply::cut(feed(item("1.3")));
+    QTest::newRow("huge") << Reply::huge(Appcast::largestFeed + 1);
+    QTest::newRow("leads to a file") << Reply::redirect("file:///etc/passwd");
+    QTest::newRow("no feed") << Reply{200, "<html/>"};
+}
+
+void UpdatesTest::brokenServers()
+{
+    QFETCH(Reply, reply);
+    Updates run(500ms);
+    run.answer({reply, reply, Reply{200, feed(item("1.3"))}});
+    run.ask();
+    QVERIFY(!Updates::window());
+    QCOMPARE(run.test.alerts.shown.front().title, u"Looking for Updates Failed"_s);
+    const QString sentence = run.test.alerts.shown.front().text;
+    QVERIFY2(sentence.endsWith(u'.') && sentence.count(u". "_s) == 0, qPrintable(sentence));
+
+    run.updates->checkInBackground();
+    run.passHours();
+    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+}
+
+void UpdatesTest::askedWhileLooking()
+{
+    Updates run;
+    run.answer({Reply::dripping(feed(""), 1ms)});
+    run.updates->checkInBackground();
+    run.updates->check();
+    run.updates->check();
+    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    QCOMPARE(run.requests(), 1);
+}
+
+void UpdatesTest::leavesWhileTheServerHangs()
+{
+    Updates run(std::chrono::hours(1));
+    run.answer({Reply::hanging()});
+    run.updates->check();
+    QTRY_COMPARE(run.requests(), 1);
+    run.updates.reset();
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(UpdatesTest)
+#include "UpdatesTest.moc"
