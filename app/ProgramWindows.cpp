@@ -37,6 +37,7 @@ public:
     void setOffline(bool offline) override { m_controller.setOffline(offline); }
     QDate currentDate() const override { return m_controller.currentDate(); }
     void reloadEntries() override { m_controller.reloadEntries(); }
+    void catalogDidChange() override { m_controller.catalogDidChange(); }
     void updateKeyEquivalents() override { m_controller.updateKeyEquivalents(); }
 
     void showNewTimerWindow(QObject* sender) override { m_owner.showNewTimerWindow(sender); }

@@ -35,6 +35,8 @@ public:
     /// The day that is shown. Invalid: none yet.
     virtual QDate currentDate() const = 0;
     virtual void reloadEntries() = 0;
+    /// What is offered for choosing has changed.
+    virtual void catalogDidChange() = 0;
     virtual void updateKeyEquivalents() = 0;
 };
 

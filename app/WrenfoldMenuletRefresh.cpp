@@ -158,8 +158,12 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
     noteFreshHours();
     if (store::Context* context = managedObjectContext())
         context->mergeChanges(*changes);
-    if (m_addTimerController && model::touchesCatalog(*changes, *managedObjectModel()))
-        m_addTimerController->catalogDidChange();
+    if (model::touchesCatalog(*changes, *managedObjectModel())) {
+        if (m_timesheetController)
+            m_timesheetController->catalogDidChange();
+        if (m_addTimerController)
+            m_addTimerController->catalogDidChange();
+    }
     updateTotal();
 }
 
@@ -204,8 +208,10 @@ void WrenfoldMenulet::clearAllData()
         managedObjectContext()->remove(*company);
         setCompany(nullptr);
     }
-    if (m_timesheetController)
+    if (m_timesheetController) {
         m_timesheetController->setCompany(nullptr);
+        m_timesheetController->catalogDidChange();
+    }
     if (m_addTimerController) {
         m_addTimerController->clearSelections();
         m_addTimerController->setEnabled(false);

@@ -1,8 +1,9 @@
 // quillon-bench [SECTION…]
 //
 // Measures Quillon beside the least that does the same work and prints the quotients; see docs. Sections: start,
-// memory, blink, inside (imports, stalls, timer commands); all of them without an argument. Needs a desktop session
-// with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and nobody else's program in it.
+// memory, blink, inside (imports, stalls, timer commands), list; all of them without an argument. Needs a desktop
+// session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and nobody else's program
+// in it.
 #include "FaceWatch.h"
 #include "Home.h"
 #include "Process.h"
@@ -28,10 +29,10 @@ struct Programs
 {
     explicit Programs(const path& folder)
         : quillon(folder.parent_path() / "quillon"), bare(folder / "bare"), service(folder / "bench-service"),
-          inside(folder / "bench-inside")
+          inside(folder / "bench-inside"), list(folder / "bench-list")
     {
     }
-    std::string quillon, bare, service, inside;
+    std::string quillon, bare, service, inside, list;
 };
 
 /// A service with the large day, on a data file of its own.
@@ -226,14 +227,25 @@ void measureBlink(const Programs& programs)
     note(text("  none runs: %.2f repaints/s, processor %.2f %%", still.repaints, still.processor));
 }
 
-void measureInside(const Programs& programs)
+/// A program that prints its results itself.
+void runInside(const std::vector<std::string>& command)
 {
-    const Peer peer(programs, false);
-    Process inside({programs.inside, peer.port()});
+    Process inside(command);
     for (std::string line = inside.readLine(); !line.empty(); line = inside.readLine())
         note(line);
     if (inside.wait() != 0)
-        throw std::runtime_error("the measurements inside failed");
+        throw std::runtime_error(command.front() + " failed");
+}
+
+void measureInside(const Programs& programs)
+{
+    const Peer peer(programs, false);
+    runInside({programs.inside, peer.port()});
+}
+
+void measureList(const Programs& programs)
+{
+    runInside({programs.list});
 }
 
 } // namespace
@@ -241,8 +253,11 @@ void measureInside(const Programs& programs)
 int main(int argc, char** argv)
 {
     const Programs programs(std::filesystem::read_symlink("/proc/self/exe").parent_path());
-    const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{
-        {"start", measureStart}, {"memory", measureMemory}, {"blink", measureBlink}, {"inside", measureInside}};
+    const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{{"start", measureStart},
+                                                                                             {"memory", measureMemory},
+                                                                                             {"blink", measureBlink},
+                                                                                             {"inside", measureInside},
+                                                                                             {"list", measureList}};
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     try {
         rememberPassword();

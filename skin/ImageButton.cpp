@@ -29,11 +29,11 @@ void ImageButton::paintEvent(QPaintEvent*)
         painter.setOpacity(0.4);
     shownImage().drawAtPoint(painter, {0, 0});
     if (isEnabled() && underMouse() && !isDown()) {
-        const QSizeF size = m_normal.size();
+        const QRectF area = m_normal.isNull() ? QRectF(rect()) : QRectF(QPointF(0, 0), m_normal.size());
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(128, 128, 128, 32));
-        painter.drawEllipse(QRectF(QPointF(1, 1), size - QSizeF(2, 2)));
+        painter.drawEllipse(area.adjusted(1, 1, -1, -1));
     }
 }
 

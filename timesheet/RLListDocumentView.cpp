@@ -8,7 +8,12 @@
 
 namespace timesheet {
 
-RLListDocumentView::RLListDocumentView(RLListView& listView) : QWidget(&listView), m_listView(listView) {}
+RLListDocumentView::RLListDocumentView(RLListView& listView) : QWidget(&listView), m_listView(listView)
+{
+    // Scrolling moves pixels only in a widget that is known to fill itself.
+    setBackgroundRole(QPalette::Base);
+    setAutoFillBackground(true);
+}
 
 void RLListDocumentView::setDropHighlight(RLDropHighlight highlight)
 {

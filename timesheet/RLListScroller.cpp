@@ -4,16 +4,41 @@
 #include <QPainter>
 #include <QScrollBar>
 
+#include <cmath>
+
 namespace timesheet {
 namespace {
 
 constexpr int shortestThumb = 28;
 constexpr int margin = 2;
+constexpr int thin = 6;
+constexpr int wide = 8;
+
+/// All pixels that a rectangle with round ends covers at least in part.
+QRegion pill(QSize size)
+{
+    const int radius = size.width() / 2;
+    QRegion region(0, radius, size.width(), size.height() - 2 * radius);
+    for (int line = 0; line < radius; ++line) {
+        const double above = radius - line - 0.5;
+        const int inset = int(radius - std::sqrt(radius * radius - above * above));
+        region += QRect(inset, line, size.width() - 2 * inset, 1);
+        region += QRect(inset, size.height() - 1 - line, size.width() - 2 * inset, 1);
+    }
+    return region;
+}
+
+QColor mixed(const QColor& of, const QColor& with, double share)
+{
+    const auto part = [share](int a, int b) { return qRound(a + (b - a) * share); };
+    return {part(of.red(), with.red()), part(of.green(), with.green()), part(of.blue(), with.blue())};
+}
 
 } // namespace
 
 RLListScroller::RLListScroller(QScrollBar& bar, QWidget& parent) : QWidget(&parent), m_bar(bar)
 {
+    setAttribute(Qt::WA_OpaquePaintEvent);
     setCursor(Qt::ArrowCursor);
     hide();
 }
@@ -21,30 +46,45 @@ RLListScroller::RLListScroller(QScrollBar& bar, QWidget& parent) : QWidget(&pare
 void RLListScroller::place(const QRect& track)
 {
     m_track = track.adjusted(0, margin, 0, -margin);
+    place();
+}
+
+void RLListScroller::place()
+{
     const int range = m_bar.maximum() - m_bar.minimum();
     if (range <= 0 || m_track.height() < shortestThumb) {
         hide();
         return;
     }
+    const int thickness = isNear() ? wide : thin;
     const double shown = double(m_bar.pageStep()) / (double(range) + m_bar.pageStep());
     const int length = qBound(shortestThumb, qRound(m_track.height() * shown), m_track.height());
     const double gone = double(m_bar.value() - m_bar.minimum()) / range;
     const int top = m_track.top() + qRound((m_track.height() - length) * gone);
-    setGeometry(m_track.right() + 1 - breadth, top, breadth, length);
+    const QRect thumb(m_track.right() + 1 - margin - thickness, top, thickness, length);
+    if (thumb.size() != size())
+        setMask(pill(thumb.size()));
+    setGeometry(thumb);
     show();
 }
 
 void RLListScroller::paintEvent(QPaintEvent*)
 {
-    const bool near = m_grip || underMouse();
-    const double thickness = near ? 7 : 5;
-    QColor color = palette().color(QPalette::Base).lightnessF() > 0.5 ? Qt::black : Qt::white;
-    color.setAlphaF(m_grip ? 0.6 : near ? 0.5 : 0.28);
+    const QColor base = palette().color(QPalette::Base);
+    const QColor ink = base.lightnessF() > 0.5 ? Qt::black : Qt::white;
+    const QColor color = mixed(base, ink, m_grip ? 0.6 : m_hovered ? 0.5 : 0.28);
+    const int end = width() / 2;
     QPainter painter(this);
+    painter.fillRect(0, end, width(), height() - 2 * end, color);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
-    painter.drawRoundedRect(QRectF(breadth - margin - thickness, 0, thickness, height()), thickness / 2, thickness / 2);
+    for (const bool lower : {false, true}) {
+        const QRect half(0, lower ? height() - end : 0, width(), end);
+        painter.setClipRect(half);
+        painter.fillRect(half, base); // behind the smooth edge
+        painter.drawEllipse(0, lower ? height() - width() : 0, width(), width());
+    }
 }
 
 void RLListScroller::mousePressEvent(QMouseEvent* event)
@@ -68,16 +108,21 @@ void RLListScroller::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton)
         m_grip.reset();
+    place();
     update();
 }
 
 void RLListScroller::enterEvent(QEnterEvent*)
 {
+    m_hovered = true;
+    place();
     update();
 }
 
 void RLListScroller::leaveEvent(QEvent*)
 {
+    m_hovered = false;
+    place();
     update();
 }
 

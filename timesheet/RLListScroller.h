@@ -11,13 +11,13 @@ namespace timesheet {
 /// The scroller of a list: a thin thumb over the right edge of the rows, faint until the pointer is on it. It shows
 /// and moves the value of a scroll bar that is itself not shown.
 ///
-/// It is as large as the thumb only: what it covers must be drawn again whenever the rows move.
+/// It must not make scrolling dear. So it lies among the rows, as a widget over the whole of them would keep scrolling
+/// from moving pixels; it is no larger than what is seen of it; and it is opaque, so that the rows below it need not be
+/// drawn whenever it moves.
 class RLListScroller final : public QWidget
 {
     Q_OBJECT
 public:
-    static constexpr int breadth = 10;
-
     /// `bar` must outlive the scroller.
     RLListScroller(QScrollBar& bar, QWidget& parent);
 
@@ -34,7 +34,11 @@ protected:
     void leaveEvent(QEvent* event) override;
 
 private:
+    bool isNear() const { return m_grip || m_hovered; }
+    void place();
+
     QScrollBar& m_bar;
+    bool m_hovered = false;
     QRect m_track;
     /// While the thumb is dragged: where the pointer took it, in points from its top.
     std::optional<double> m_grip;

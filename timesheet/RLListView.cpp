@@ -36,7 +36,7 @@ int rounded(double points)
 
 RLListView::RLListView(QWidget* parent)
     : QAbstractScrollArea(parent), m_documentView(new RLListDocumentView(*this)),
-      m_scroller(new RLListScroller(*verticalScrollBar(), *this))
+      m_scroller(new RLListScroller(*verticalScrollBar(), *m_documentView))
 {
     installRLListAccessible();
     setFrameShape(QFrame::NoFrame);
@@ -44,7 +44,6 @@ RLListView::RLListView(QWidget* parent)
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     verticalScrollBar()->setSingleStep(pointsPerLine);
     setViewport(m_documentView);
-    m_scroller->raise();
 }
 
 RLListView::~RLListView()
@@ -71,8 +70,6 @@ void RLListView::setCellSpacing(double points)
 void RLListView::reloadData()
 {
     retireVisibleCells();
-    m_cellYOffsets.clear();
-    m_heights.clear();
     m_selectedRows.clear();
     m_lastSelectedRow = -1;
     m_numberOfRows = m_delegate ? std::max(0, m_delegate->numberOfRowsInListView(*this)) : 0;
@@ -102,13 +99,14 @@ void RLListView::cacheCellLayout()
     m_layoutWidth = contentWidth();
     m_cellYOffsets.resize(std::size_t(m_numberOfRows));
     m_heights.resize(std::size_t(m_numberOfRows));
-    m_totalHeight = 0;
+    double offset = 0;
     for (int row = 0; row < m_numberOfRows; ++row) {
         const double height = std::max(0.0, m_delegate->heightOfRow(*this, row));
-        m_cellYOffsets[std::size_t(row)] = m_totalHeight;
+        m_cellYOffsets[std::size_t(row)] = offset;
         m_heights[std::size_t(row)] = height;
-        m_totalHeight += height + m_cellSpacing;
+        offset += height + m_cellSpacing;
     }
+    m_totalHeight = offset;
     updateDocumentSize();
 }
 
@@ -128,7 +126,7 @@ void RLListView::updateDocumentSize()
         bar.setPageStep(view);
         bar.setRange(0, int(std::clamp(hidden, 0.0, double(std::numeric_limits<int>::max()))));
     }
-    m_scroller->place(viewport()->geometry());
+    m_scroller->place(viewport()->rect());
 }
 
 double RLListView::contentWidth() const
@@ -238,6 +236,7 @@ void RLListView::layoutCell(RLListViewCell& cell, int row)
 {
     if (cell.parentWidget() != m_documentView) {
         cell.setParent(m_documentView);
+        cell.lower(); // the scroller lies over the cells
         // The tab key would go through the cells in the order in which they were made.
         for (QWidget* child : cell.findChildren<QWidget*>()) {
             if (child->focusPolicy() & Qt::TabFocus)
@@ -360,7 +359,7 @@ void RLListView::scrollContentsBy(int, int dy)
         frameCells();
     if (m_documentView->dropHighlight() != RLDropHighlight::None)
         m_documentView->redisplay();
-    m_scroller->place(viewport()->geometry());
+    m_scroller->place(viewport()->rect());
 }
 
 void RLListView::wheelEvent(QWheelEvent* event)

@@ -105,6 +105,13 @@ StripWindow::StripWindow(QWidget* parent)
     m_contentView->setObjectName(u"contentView"_s);
 }
 
+QWidgetList StripWindow::frameParts() const
+{
+    QWidgetList parts(m_edges.begin(), m_edges.end());
+    parts.append(m_strip);
+    return parts;
+}
+
 void StripWindow::setOwnFrame(bool own)
 {
     m_ownFrame = own;

@@ -25,6 +25,8 @@ public:
     TitleStrip& titleStrip() const { return *m_strip; }
     /// The window without its strip: what is shown goes in there.
     QWidget& contentView() const { return *m_contentView; }
+    /// What moves and resizes the window.
+    QWidgetList frameParts() const;
 
 protected:
     void showEvent(QShowEvent* event) override;

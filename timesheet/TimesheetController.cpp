@@ -1,5 +1,6 @@
 #include "timesheet/TimesheetController.h"
 
+#include "editing/EditTimerController.h"
 #include "model/DateComparisons.h"
 #include "model/HoursMinutes.h"
 #include "platform/Desktop.h"
@@ -14,6 +15,7 @@
 #include "skin/Spinner.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetWindow.h"
+#include "timesheet/ToolbarView.h"
 
 #include <QEvent>
 #include <QKeyEvent>
@@ -248,6 +250,8 @@ void TimesheetController::reloadEntries()
     if (contentFocused)
         m_window->focusContent();
     watchHours();
+    if (m_editTimerController)
+        m_editTimerController->entriesDidChange();
 }
 
 void TimesheetController::updateDateLabel()
@@ -462,15 +466,15 @@ void TimesheetController::viewInQuillonAtRow(int row)
 
 void TimesheetController::editTimer(model::DayEntry& entry)
 {
-    if (!canEdit())
-        return;
     m_lastSelectedRow = dayEntriesListView().selectedRow();
     if (!m_editTimerController)
-        m_editTimerController = m_editTimerMaker(entry);
+        m_editTimerController = std::make_unique<editing::EditTimerController>(&entry);
     m_editTimerController->setTimesheetController(this);
     m_editTimerController->setEntry(&entry);
     dayEntriesListView().clearFocus();
     m_editTimerController->showEditTimer();
+    for (QWidget* part : m_window->frameParts())
+        part->raise();
     m_window->totalHoursLabel->hide();
 }
 
@@ -480,6 +484,27 @@ void TimesheetController::dismissEditTimer()
     dayEntriesListView().reloadData();
     dayEntriesListView().setFocus();
     updateSelection();
+}
+
+void TimesheetController::catalogDidChange()
+{
+    if (m_editTimerController)
+        m_editTimerController->catalogDidChange();
+}
+
+QWidget& TimesheetController::editTimerWindow()
+{
+    return *m_window;
+}
+
+QWidget* TimesheetController::editTimerTopEdge()
+{
+    return m_window->toolbarView;
+}
+
+QWidgetList TimesheetController::partsUsableWhileEditing()
+{
+    return m_window->frameParts();
 }
 
 // States

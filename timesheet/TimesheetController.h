@@ -1,5 +1,6 @@
 #pragma once
 
+#include "editing/EditTimerOwner.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
 #include "platform/TimeSource.h"
@@ -11,10 +12,12 @@
 #include <QDateTime>
 #include <QObject>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
+namespace editing {
+class EditTimerController;
+}
 namespace service {
 class QuillonApi;
 }
@@ -35,34 +38,20 @@ protected:
     ~TimesheetOwner() = default;
 };
 
-/// The sheet in which an entry is edited, as far as the timesheet speaks to it. It says `dismissEditTimer` when it
-/// closes.
-class EditTimerSheet
-{
-public:
-    virtual ~EditTimerSheet() = default;
-    virtual void setTimesheetController(TimesheetController* controller) = 0;
-    virtual void setEntry(model::DayEntry* entry) = 0;
-    virtual void showEditTimer() = 0;
-};
-
 /// The window that shows one day's entries of the account, and what can be done with them.
 ///
 /// It never waits for the service: it sends a request, shows that it is loading, and is told to reload when the answer
 /// is stored. Days are local calendar days. Main thread only.
-class TimesheetController final : public QObject, public RLListViewDelegate, public TimesheetRowCommands
+class TimesheetController final : public QObject,
+                                  public RLListViewDelegate,
+                                  public TimesheetRowCommands,
+                                  private editing::EditTimerOwner
 {
     Q_OBJECT
 public:
-    /// Makes the sheet for the first entry that is edited.
-    using EditTimerMaker = std::function<std::unique_ptr<EditTimerSheet>(model::DayEntry& entry)>;
-
     /// `owner` must outlive the controller.
     explicit TimesheetController(TimesheetOwner& owner);
     ~TimesheetController() override;
-
-    /// Without one nothing can be edited here, and the menu says so.
-    void setEditTimerMaker(EditTimerMaker maker) { m_editTimerMaker = std::move(maker); }
 
     model::Company* company() const { return m_company.get(); }
     /// Null: none. What was shown of an account that is gone goes with it.
@@ -73,7 +62,8 @@ public:
     void setCurrentDate(QDate date) { m_currentDate = date; }
     /// When the window was last shown; invalid before.
     QDateTime lastOpenedTime() const { return m_lastOpenedTime; }
-    EditTimerSheet* editTimerController() const { return m_editTimerController.get(); }
+    /// Null before the first entry is edited.
+    editing::EditTimerController* editTimerController() const { return m_editTimerController.get(); }
     TimesheetWindow& window() const { return *m_window; }
     RLListView& dayEntriesListView() const;
     bool offline() const { return m_offline; }
@@ -101,10 +91,11 @@ public:
     void deleteTimerAt(int row) override;
     void viewInQuillonAtRow(int row) override;
     int rowOfEntry(const model::DayEntry& entry) const override;
-    bool canEdit() const override { return static_cast<bool>(m_editTimerMaker); }
 
     void editTimer(model::DayEntry& entry);
-    void dismissEditTimer();
+    void dismissEditTimer() override;
+    /// To be told after each merge that touched the catalog.
+    void catalogDidChange();
 
     void setOffline(bool offline);
     void wentOffline() { setOffline(true); }
@@ -141,6 +132,10 @@ private:
         double height = 0;
     };
 
+    QWidget& editTimerWindow() override;
+    QWidget* editTimerTopEdge() override;
+    QWidgetList partsUsableWhileEditing() override;
+
     void wire();
     void showMenuOfSelectedRow(std::optional<TimesheetListViewCell::Command> preselected);
     model::DayEntry* entryAt(int row) const;
@@ -152,8 +147,7 @@ private:
     TimesheetOwner& m_owner;
     service::QuillonApi& m_api;
     std::unique_ptr<TimesheetWindow> m_window;
-    EditTimerMaker m_editTimerMaker;
-    std::unique_ptr<EditTimerSheet> m_editTimerController;
+    std::unique_ptr<editing::EditTimerController> m_editTimerController; ///< its sheet is in the window
     store::Ref<model::Company> m_company;
     std::vector<store::Ref<model::DayEntry>> m_dayEntries;
     std::vector<NotesHeight> m_notesHeights;

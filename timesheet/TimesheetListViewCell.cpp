@@ -284,7 +284,6 @@ std::unique_ptr<QMenu> TimesheetListViewCell::menuForEvent()
     } else {
         addItemsToMenuFromMenu(*menu, contextMenu());
         menu->actions().at(1)->setText(isRunning() ? tr("Stop Timer") : tr("Start Timer"));
-        menu->actions().at(0)->setEnabled(m_commands.canEdit());
     }
     // A refresh may give this cell another entry, or the entry another row, while the menu is open.
     connect(menu.get(), &QMenu::triggered, this, [this, entry = m_dayEntry](const QAction* action) {

@@ -34,8 +34,6 @@ public:
     virtual void viewInQuillonAtRow(int row) = 0;
     /// The row that shows the entry; -1: none does any more.
     virtual int rowOfEntry(const model::DayEntry& entry) const = 0;
-    /// Whether there is an editor at all.
-    virtual bool canEdit() const = 0;
 
 protected:
     ~TimesheetRowCommands() = default;

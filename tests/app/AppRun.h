@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ProgramWindows.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 #include "localservice/Service.h"
@@ -41,11 +42,13 @@ struct RecordingTimesheet : app::TimesheetWindow
     void setOffline(bool offline) override { calls << QStringLiteral("timesheet offline %1").arg(offline); }
     QDate currentDate() const override { return day; }
     void reloadEntries() override { ++reloads; }
+    void catalogDidChange() override { ++catalogChanges; }
     void updateKeyEquivalents() override { calls << QStringLiteral("timesheet keys"); }
 
     QStringList& calls;
     QDate day;
     int reloads = 0;
+    int catalogChanges = 0;
 };
 
 struct RecordingNewTimer : app::NewTimerWindow
@@ -70,35 +73,37 @@ class AppRun
 public:
     enum class Windows
     {
-        All,
-        None
+        All, ///< recording ones
+        None,
+        Program,  ///< those of the program
+        Timesheet ///< the program's timesheet, else recording ones
     };
-    /// `realTimesheet`: in place of one that only notes what it is told.
-    explicit AppRun(bool signedIn = true, Windows windows = Windows::All,
-                    app::WindowMakers::Maker<app::TimesheetWindow> realTimesheet = {})
-        : service(serviceOptions())
+    enum class Timers
+    {
+        Hours,
+        Timestamps
+    };
+    explicit AppRun(bool signedIn = true, Windows windows = Windows::All, Timers timers = Timers::Hours)
+        : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         port = service.start().value();
         localservice::Database& data = *service.database().value();
-        const localservice::Id account = data.addAccount({"acme"}).value();
+        account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
-        const localservice::Id client = data.addClient(account, "Harbour").value();
+        client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
         design = data.addTask(account, "Design").value();
+        data.offerTask(website, design, true).value();
         meetings = data.addTask(account, "Meetings").value();
-        for (const localservice::Id task : {design, meetings})
-            data.offerTask(website, task, true).value();
+        data.offerTask(website, meetings, true).value();
         data.assignPerson(website, person).value();
 
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
         if (signedIn)
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
-        app::WindowMakers made = windows == Windows::All ? makers() : app::WindowMakers();
-        if (realTimesheet)
-            made.timesheet = std::move(realTimesheet);
-        menulet = std::make_unique<app::WrenfoldMenulet>(std::move(made));
+        menulet = std::make_unique<app::WrenfoldMenulet>(makers(windows));
     }
 
     void signIn(const QString& account, const QString& email, const QString& password)
@@ -171,10 +176,13 @@ public:
         return view().hoursString() + (view().isRunning() ? QStringLiteral(" running") : QString());
     }
 
+    const Timers timers;
     support::TestRun test;
     localservice::Service service;
     std::uint16_t port = 0;
+    localservice::Id account = 0;
     localservice::Id person = 0;
+    localservice::Id client = 0;
     localservice::Id website = 0;
     localservice::Id design = 0;
     localservice::Id meetings = 0;
@@ -190,8 +198,12 @@ private:
                 [this] { return test.time.now(); }, true};
     }
 
-    app::WindowMakers makers()
+    app::WindowMakers makers(Windows which)
     {
+        if (which == Windows::None)
+            return {};
+        if (which == Windows::Program)
+            return app::programWindows();
         app::WindowMakers windows;
         windows.about = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about")); };
         windows.preferences = [this](app::WrenfoldMenulet&) {
@@ -202,6 +214,8 @@ private:
             timesheet = made.get();
             return made;
         };
+        if (which == Windows::Timesheet)
+            windows.timesheet = app::programWindows().timesheet;
         windows.newTimer = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingNewTimer>(windowCalls); };
         return windows;
     }

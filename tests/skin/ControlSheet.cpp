@@ -278,30 +278,6 @@ QImage picture(QWidget& widget, double ratio)
     return image;
 }
 
-/// The buttons of a title strip, in both its looks.
-void drawTitleStrips(QPainter& painter, QPointF at, double width)
-{
-    for (const char* strip : {"dark", "light"}) {
-        const bool dark = strip[0] == 'd';
-        QLinearGradient gradient(at, at + QPointF(0, 23));
-        gradient.setColorAt(0, dark ? QColor(0x44, 0x44, 0x44) : QColor(0xf4, 0xf4, 0xf4));
-        gradient.setColorAt(0.95, dark ? QColor(0x22, 0x22, 0x22) : QColor(0xe2, 0xe2, 0xe2));
-        gradient.setColorAt(1, dark ? Qt::black : QColor(0xb0, 0xb0, 0xb0));
-        painter.fillRect(QRectF(at, QSizeF(width, 23)), gradient);
-        double x = at.x() + 8;
-        for (const char* name : {"close", "minimise", "maximise", "restore"}) {
-            for (const char* state : {"", "-hover", "-active"}) {
-                const std::string file = std::string("window-") + name + "-" + strip + state + ".png";
-                imageNamed(file).drawAtPoint(painter, {x, at.y() + 4});
-                x += 20;
-            }
-        }
-        if (dark)
-            imageNamed("black-title-text.png").draw(painter, QRectF(at + QPointF(260, 0), QSizeF(46, 23)));
-        at.ry() += 27;
-    }
-}
-
 } // namespace
 
 QImage controlSheet(double ratio)
@@ -320,7 +296,8 @@ QImage controlSheet(double ratio)
     painter.fillRect(QRectF(612, 0, 348, 380), wall);
     DarkPanel dark;
     painter.drawImage(QPointF(626, 16), picture(dark, ratio));
-    drawTitleStrips(painter, {626, 400}, 320);
+    painter.fillRect(QRectF(626, 400, 320, 23), QColor(0x33, 0x33, 0x33));
+    imageNamed("black-title-text.png").draw(painter, QRectF(763, 400, 46, 23));
 
     const QPalette before = QApplication::palette();
     QPalette night(QColor(0x35, 0x36, 0x3a), QColor(0x26, 0x27, 0x2a));

@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QWheelEvent>
 
+#include <algorithm>
 #include <random>
 
 using namespace timesheet;
@@ -245,7 +246,9 @@ void RLListViewTest::cellsThatAreDestroyed()
     auto screen = ListOnScreen::evenRows(10);
     screen.list.setScrollOffset(25);
     screen.list.setScrollOffset(0);
-    delete screen.viewport().findChildren<Row*>().constLast();
+    const auto cells = screen.viewport().findChildren<Row*>();
+    QCOMPARE(cells.size(), 5);
+    delete *std::ranges::find_if(cells, &QWidget::isHidden);
     delete &screen.cell(2);
     QCOMPARE(screen.visibleRows(), Rows({0, 1, 3}));
     screen.list.reloadData();
@@ -632,7 +635,7 @@ void RLListViewTest::scroller()
     QVERIFY(thumb->isVisible());
     QCOMPARE(screen.cell(0).width(), 300);
     QVERIFY(thumb->width() <= 10);
-    QCOMPARE(thumb->geometry().right(), 299);
+    QCOMPARE(thumb->geometry().right(), 297);
     const int top = thumb->y();
     screen.list.setScrollOffset(800);
     const int way = thumb->y() - top;

@@ -3,7 +3,7 @@
 #include "Seed.h"
 
 #include "../app/AppRun.h"
-#include "app/ProgramWindows.h"
+#include "editing/EditTimerController.h"
 #include "skin/ImageButton.h"
 #include "skin/QuillonTextFieldCell.h"
 #include "skin/Spinner.h"
@@ -15,24 +15,11 @@
 #include <QMenu>
 #include <QPushButton>
 
-/// An editor that only notes which entries it was shown with.
-struct RecordingEditor final : timesheet::EditTimerSheet
-{
-    explicit RecordingEditor(QStringList& log) : calls(log) {}
-    void setTimesheetController(timesheet::TimesheetController* set) override { controller = set; }
-    void setEntry(model::DayEntry* set) override { entry = set; }
-    void showEditTimer() override { calls << entry.get()->notes(); }
-
-    QStringList& calls;
-    timesheet::TimesheetController* controller = nullptr;
-    store::Ref<model::DayEntry> entry;
-};
-
 /// The program with its real timesheet, which the first download opens.
 class TimesheetRun : public AppRun
 {
 public:
-    TimesheetRun() : AppRun(true, Windows::All, app::programWindows().timesheet) {}
+    TimesheetRun() : AppRun(true, Windows::Timesheet) {}
 
     /// An entry of today on the website's design, unless it says otherwise. Its id.
     localservice::Id add(seed::Entry entry)
@@ -99,11 +86,13 @@ public:
     QString date() { return window().currentDateLabel->text(); }
     QString total() { return window().totalHoursLabel->text(); }
 
-    void plugEditor()
+    /// The notes of the entry in the edit sheet; null when that is closed.
+    QString edited()
     {
-        controller().setEditTimerMaker([this](model::DayEntry&) { return std::make_unique<RecordingEditor>(edited); });
+        const editing::EditTimerController* editor = controller().editTimerController();
+        return editor && editor->isShown() ? editor->entry()->notes() : QString();
     }
-    QStringList edited;
+    void closeEditor() { controller().editTimerController()->cancel(); }
 };
 
 /// The menu that is open, null without one.

@@ -264,14 +264,13 @@ void TimesheetWindowTest::loadingHoldsBackEdits()
     TimesheetRun run;
     run.add({.notes = "work", .minutes = 5});
     run.open();
-    run.plugEditor();
     run.controller().toggleLoading(true);
     QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
     run.row(0).edit();
-    QCOMPARE(run.edited, QStringList());
+    QCOMPARE(run.edited(), QString());
     // The key is not held back.
     QTest::keyClick(&run.list(), Qt::Key_E);
-    QCOMPARE(run.edited, QStringList(u"work"_s));
+    QCOMPARE(run.edited(), u"work"_s);
 }
 
 void TimesheetWindowTest::keysActOnTheSelectedRow()
@@ -280,26 +279,25 @@ void TimesheetWindowTest::keysActOnTheSelectedRow()
     const auto first = run.add({.notes = "first", .minutes = 5});
     run.add({.notes = "locked", .minutes = 5, .lockedReason = "Approved"});
     run.open();
-    run.plugEditor();
     QCOMPARE(run.key(Qt::Key_S), QStringList());
     QCOMPARE(run.key(Qt::Key_E), QStringList());
-    QCOMPARE(run.edited, QStringList());
+    QCOMPARE(run.edited(), QString());
 
     run.key(Qt::Key_Down);
     const QString toggle = u"GET /daily/timer/%1"_s.arg(first);
     QCOMPARE(run.key(Qt::Key_S), QStringList({toggle, u"GET /daily/15/2013?slim=1"_s}));
     QVERIFY(run.row(0).runningButtonView->isVisible());
-    run.key(Qt::Key_E);
-    run.controller().dismissEditTimer();
-    run.key(Qt::Key_Return);
-    run.controller().dismissEditTimer();
-    QCOMPARE(run.edited, QStringList({u"first"_s, u"first"_s}));
+    for (const Qt::Key key : {Qt::Key_E, Qt::Key_Return}) {
+        run.key(key);
+        QCOMPARE(run.edited(), u"first"_s);
+        run.closeEditor();
+    }
 
     run.key(Qt::Key_Down);
     QCOMPARE(run.key(Qt::Key_S), QStringList());
     run.key(Qt::Key_E);
     run.key(Qt::Key_Return);
-    QCOMPARE(run.edited, QStringList({u"first"_s, u"first"_s}));
+    QCOMPARE(run.edited(), QString());
 }
 
 void TimesheetWindowTest::deletesOnlyWhatWasChosen()
@@ -516,29 +514,21 @@ void TimesheetWindowTest::editorGetsTheEntryAndGivesBackTheFocus()
     run.add({.notes = "first", .minutes = 5});
     run.add({.notes = "second", .minutes = 5});
     run.open();
-    // Without an editor there is nothing to open, and the menu says so.
     QTest::mouseDClick(&run.row(1), Qt::LeftButton, {}, {40, 20});
-    QVERIFY(!run.controller().editTimerController());
-    QVERIFY(!run.row(1).menuForEvent()->actions().at(0)->isEnabled());
-
-    run.plugEditor();
-    QVERIFY(run.row(1).menuForEvent()->actions().at(0)->isEnabled());
-    QTest::mouseDClick(&run.row(1), Qt::LeftButton, {}, {40, 20});
-    QCOMPARE(run.edited, QStringList(u"second"_s));
-    auto* editor = static_cast<RecordingEditor*>(run.controller().editTimerController());
-    QCOMPARE(editor->controller, &run.controller());
+    QCOMPARE(run.edited(), u"second"_s);
+    const editing::EditTimerController* editor = run.controller().editTimerController();
     QVERIFY(!run.window().totalHoursLabel->isVisible());
     run.refresh();
     QVERIFY(!run.window().totalHoursLabel->isVisible());
+    QCOMPARE(run.edited(), u"second"_s);
 
-    run.window().backButton->setFocus();
-    run.controller().dismissEditTimer();
+    run.closeEditor();
     QVERIFY(run.window().totalHoursLabel->isVisible());
     QCOMPARE(run.window().focusWidget(), &run.list());
     QCOMPARE(run.list().selectedRow(), 1);
     run.list().setSelectedRow(0);
     QTest::keyClick(&run.list(), Qt::Key_E);
-    QCOMPARE(run.edited, QStringList({u"second"_s, u"first"_s}));
+    QCOMPARE(run.edited(), u"first"_s);
     QCOMPARE(run.controller().editTimerController(), editor);
 }
 

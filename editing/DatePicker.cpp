@@ -1,0 +1,282 @@
+#include "editing/DatePicker.h"
+
+#include "editing/TextFields.h"
+#include "model/DateComparisons.h"
+#include "skin/Fonts.h"
+#include "skin/ImageButton.h"
+
+#include <QCalendarWidget>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QLocale>
+#include <QPainter>
+#include <QScreen>
+#include <QTextCharFormat>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace editing {
+
+namespace {
+
+constexpr int fontPoints = 13;
+constexpr QSize calendarSize(238, 206);
+constexpr QColor ink(0x22, 0x22, 0x22);
+constexpr QColor faintInk(0xa4, 0xa8, 0xad);
+constexpr QColor headerInk(0x6c, 0x72, 0x7a);
+constexpr QColor blue(0x3d, 0x7a, 0xb5);
+constexpr QColor paper(0xfd, 0xfd, 0xfd);
+constexpr QColor edge(0xa3, 0xa8, 0xae);
+
+/// As the locale writes a day, the long names shortened: "Tue, Mar 5, 2024".
+QString dayFormat(const QLocale& locale)
+{
+    QString format = locale.dateFormat(QLocale::LongFormat);
+    return format.replace("dddd"_L1, "ddd"_L1).replace("MMMM"_L1, "MMM"_L1);
+}
+
+} // namespace
+
+/// The calendar that opens below the field.
+class DatePicker::Calendar final : public QCalendarWidget
+{
+public:
+    Calendar()
+    {
+        QPalette palette;
+        palette.setColor(QPalette::Window, paper);
+        palette.setColor(QPalette::Base, paper);
+        palette.setColor(QPalette::AlternateBase, paper);
+        palette.setColor(QPalette::Button, paper);
+        for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+            palette.setColor(role, ink);
+        palette.setColor(QPalette::Highlight, blue);
+        palette.setColor(QPalette::HighlightedText, Qt::white);
+        setPalette(palette);
+        setFont(skin::interfaceFont(12));
+        setMinimumSize(calendarSize);
+        setGridVisible(false);
+        setVerticalHeaderFormat(NoVerticalHeader);
+        setDateEditEnabled(false); // what is typed belongs into the field
+        QTextCharFormat header;
+        header.setForeground(headerInk);
+        header.setBackground(paper);
+        header.setFont(skin::interfaceFont(11));
+        setHeaderTextFormat(header);
+        for (int day = Qt::Monday; day <= Qt::Sunday; ++day) {
+            QTextCharFormat format;
+            format.setForeground(day >= Qt::Saturday ? headerInk : ink);
+            setWeekdayTextFormat(static_cast<Qt::DayOfWeek>(day), format);
+        }
+        if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s))
+            bar->setAutoFillBackground(false);
+        for (const auto& [name, picture, spoken] :
+             {std::tuple{"qt_calendar_prevmonth", "tw-back.png", tr("Previous Month")},
+              std::tuple{"qt_calendar_nextmonth", "tw-forward.png", tr("Next Month")}}) {
+            if (auto* button = findChild<QToolButton*>(QLatin1StringView(name))) {
+                button->setIcon(skin::imageNamed(picture).pixmap(devicePixelRatioF()));
+                button->setIconSize({20, 20});
+                button->setAccessibleName(spoken);
+                button->setToolTip(spoken);
+            }
+        }
+        setStyleSheet(u"QToolButton { color: #222222; background: transparent; border: none; border-radius: 4px;"
+                      u" padding: 3px 6px; margin: 2px; font-weight: bold; }"
+                      u"QToolButton:hover, QToolButton:focus { background: #e4e9ef; }"
+                      u"QToolButton:pressed { background: #d3dae2; }"
+                      u"QToolButton::menu-indicator { image: none; }"
+                      u"QAbstractItemView { background: #fdfdfd; border: none; outline: none;"
+                      u" selection-background-color: transparent; }"_s);
+    }
+
+protected:
+    void paintCell(QPainter* painter, const QRect& rect, QDate date) const override
+    {
+        const bool selected = date == selectedDate();
+        const bool today = date == model::localDay(model::now());
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        const qreal side = std::min(rect.width(), rect.height()) - 2;
+        QRectF disc(0, 0, side, side);
+        disc.moveCenter(QRectF(rect).center());
+        if (selected) {
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(blue);
+            painter->drawEllipse(disc);
+        } else if (today) {
+            painter->setPen(QPen(blue, 1.2));
+            painter->drawEllipse(disc.adjusted(1, 1, -1, -1));
+        }
+        painter->setFont(skin::interfaceFont(12, selected || today ? QFont::DemiBold : QFont::Normal));
+        const bool thisMonth = date.month() == monthShown() && date.year() == yearShown();
+        const QColor weekday = weekdayTextFormat(static_cast<Qt::DayOfWeek>(date.dayOfWeek())).foreground().color();
+        painter->setPen(selected ? QColor(Qt::white) : thisMonth ? weekday : faintInk);
+        painter->drawText(rect, Qt::AlignCenter, locale().toString(date.day()));
+        painter->restore();
+    }
+};
+
+namespace {
+
+/// Around the calendar: a sheet of paper with an edge.
+class Popup final : public QWidget
+{
+public:
+    explicit Popup(QWidget& field) : QWidget(&field, Qt::Popup | Qt::FramelessWindowHint)
+    {
+        setAttribute(Qt::WA_DeleteOnClose);
+        setAccessibleName(DatePicker::tr("Calendar"));
+    }
+
+protected:
+    void paintEvent(QPaintEvent* /*event*/) override
+    {
+        QPainter painter(this);
+        painter.fillRect(rect(), edge);
+        painter.fillRect(rect().adjusted(1, 1, -1, -1), paper);
+    }
+};
+
+} // namespace
+
+DatePicker::DatePicker(QWidget* parent)
+    : QDateEdit(parent),
+      m_button(new skin::ImageButton(skin::imageNamed("tw-today.png"), skin::imageNamed("tw-today-active.png"), this))
+{
+    setButtonSymbols(NoButtons);
+    setFrame(false);
+    dress(*lineEdit(), Look::Light);
+    setPalette(lineEdit()->palette());
+    setFont(skin::interfaceFont(fontPoints));
+    lineEdit()->setTextMargins(0, 0, m_button->sizeHint().width(), 0);
+    setDisplayFormat(dayFormat(locale()));
+    setAccessibleName(tr("Date"));
+
+    m_button->setFocusPolicy(Qt::NoFocus);
+    m_button->setCursor(Qt::ArrowCursor);
+    m_button->setAccessibleName(tr("Show Calendar"));
+    m_button->setToolTip(tr("Show the calendar (Alt+Down)"));
+    connect(m_button, &QAbstractButton::clicked, this, &DatePicker::showCalendar);
+    connect(this, &QDateEdit::dateChanged, this, [this](QDate proposed) {
+        QDate date = proposed;
+        if (m_delegate)
+            m_delegate->datePickerCell(*this, date);
+        if (date != proposed)
+            setDate(date);
+    });
+}
+
+QDate DatePicker::currentDate()
+{
+    interpretText();
+    return date();
+}
+
+void DatePicker::showCalendar()
+{
+    if (m_popup || !isEnabled())
+        return;
+    auto* popup = new Popup(*this);
+    auto* calendar = new Calendar;
+    auto* layout = new QVBoxLayout(popup);
+    layout->setContentsMargins(5, 5, 5, 5);
+    layout->addWidget(calendar);
+    calendar->setLocale(locale());
+    calendar->setFirstDayOfWeek(locale().firstDayOfWeek());
+    calendar->setDateRange(minimumDate(), maximumDate());
+    calendar->setSelectedDate(currentDate());
+    connect(calendar, &QCalendarWidget::clicked, this, &DatePicker::choose);
+    connect(calendar, &QCalendarWidget::activated, this, &DatePicker::choose);
+    m_popup = popup;
+
+    // Below the frame that the field lies in, or above it where there is no room.
+    const QWidget& frame = parentWidget() ? *parentWidget() : *this;
+    const QSize size = popup->sizeHint();
+    const QRect available = screen()->availableGeometry();
+    const QPoint below = frame.mapToGlobal(QPoint(0, frame.height() + 3));
+    QPoint corner = below;
+    if (below.y() + size.height() > available.bottom())
+        corner.setY(std::max(available.top(), frame.mapToGlobal(QPoint()).y() - 3 - size.height()));
+    corner.setX(std::clamp(below.x(), available.left(), std::max(available.left(), available.right() - size.width())));
+    popup->setGeometry({corner, size});
+    popup->show();
+    calendar->setFocus();
+}
+
+void DatePicker::choose(QDate date)
+{
+    setDate(date);
+    if (m_popup)
+        m_popup->close();
+    setFocus(Qt::OtherFocusReason);
+    selectDay();
+}
+
+void DatePicker::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LocaleChange)
+        setDisplayFormat(dayFormat(locale()));
+    QDateEdit::changeEvent(event);
+}
+
+void DatePicker::focusInEvent(QFocusEvent* event)
+{
+    QDateEdit::focusInEvent(event);
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+        selectDay();
+}
+
+void DatePicker::selectDay()
+{
+    // What people correct most. The weekday passes for a day as well.
+    for (int i = 0; i < sectionCount(); ++i) {
+        if (sectionAt(i) != DaySection)
+            continue;
+        setCurrentSectionIndex(i);
+        setSelectedSection(DaySection);
+        if (lineEdit()->selectedText().at(0).isDigit())
+            return;
+    }
+}
+
+bool DatePicker::focusNextPrevChild(bool next)
+{
+    return QWidget::focusNextPrevChild(next); // not to its next part
+}
+
+void DatePicker::keyPressEvent(QKeyEvent* event)
+{
+    const bool alt = (event->modifiers() & ~Qt::KeypadModifier) == Qt::AltModifier;
+    if (event->key() == Qt::Key_F4 || (event->key() == Qt::Key_Down && alt)) {
+        showCalendar();
+        return;
+    }
+    if ((event->key() == Qt::Key_Left || event->key() == Qt::Key_Right) && !event->modifiers()) {
+        QKeyEvent toPart(QEvent::KeyPress, event->key(), Qt::ControlModifier);
+        QDateEdit::keyPressEvent(&toPart);
+        return;
+    }
+    QDateEdit::keyPressEvent(event);
+}
+
+void DatePicker::resizeEvent(QResizeEvent* event)
+{
+    QDateEdit::resizeEvent(event);
+    const QSize size = m_button->sizeHint();
+    m_button->setGeometry({{width() - size.width(), (height() - size.height()) / 2}, size});
+}
+
+void DatePicker::wheelEvent(QWheelEvent* event)
+{
+    // A wheel that scrolls something else and passes over the field must not change the day.
+    if (hasFocus())
+        QDateEdit::wheelEvent(event);
+    else
+        event->ignore();
+}
+
+} // namespace editing

@@ -1,0 +1,413 @@
+#include "editing/EditTimerController.h"
+
+#include "editing/EditTimerOwner.h"
+#include "editing/ProjectQuillonAutocompleter.h"
+#include "editing/TaskQuillonAutocompleter.h"
+#include "editing/TimesheetEditSheet.h"
+#include "model/Company.h"
+#include "model/DateComparisons.h"
+#include "model/DateFormatting.h"
+#include "model/DayEntry.h"
+#include "model/HoursMinutes.h"
+#include "model/Project.h"
+#include "model/QuillonHoursFormatter.h"
+#include "model/Task.h"
+#include "service/QuillonApi.h"
+#include "skin/ImageButton.h"
+#include "skin/QuillonButtonCell.h"
+#include "skin/QuillonHoursTextField.h"
+#include "skin/QuillonTextFieldBackground.h"
+
+#include <QFocusEvent>
+#include <QLabel>
+
+using namespace Qt::StringLiterals;
+
+namespace editing {
+
+namespace {
+
+constexpr int lightStyle = 1;
+// The lower left corners of the pickers, from that of their view upwards.
+constexpr QPoint projectCorner(24, 185);
+constexpr QPoint taskCorner(24, 152);
+
+QString hoursMinutes(const QDateTime& date)
+{
+    return model::DateFormatting::instance().hoursMinutesStringFromDate(date);
+}
+
+void setTextIfOther(QLineEdit& field, const QString& text)
+{
+    if (field.text() != text)
+        field.setText(text);
+}
+
+bool isBlank(const QLineEdit& field)
+{
+    return field.text().trimmed().isEmpty();
+}
+
+} // namespace
+
+EditTimerController::EditTimerController(model::DayEntry* entry)
+    : m_api(service::QuillonApi::sharedApi()), m_entry(entry),
+      m_projectAutocompleter(std::make_unique<ProjectQuillonAutocompleter>()),
+      m_taskAutocompleter(std::make_unique<TaskQuillonAutocompleter>())
+{
+}
+
+EditTimerController::~EditTimerController()
+{
+    // Before the sheet that they are in, as they own what is theirs of it.
+    m_taskAutocompleter.reset();
+    m_projectAutocompleter.reset();
+    for (skin::Sheet* sheet :
+         {static_cast<skin::Sheet*>(m_invalidEntrySheet), static_cast<skin::Sheet*>(m_editTimerSheet)}) {
+        if (sheet)
+            sheet->close();
+        delete sheet;
+    }
+}
+
+std::array<QuillonAutocompleter*, 2> EditTimerController::pickers() const
+{
+    return {m_projectAutocompleter.get(), m_taskAutocompleter.get()};
+}
+
+TimesheetEditSheet* EditTimerController::editTimerSheet() const
+{
+    return m_editTimerSheet;
+}
+
+InvalidEntrySheet* EditTimerController::invalidEntrySheet() const
+{
+    return m_invalidEntrySheet;
+}
+
+void EditTimerController::setTimesheetController(EditTimerOwner* timesheetController)
+{
+    m_timesheetController = timesheetController;
+    if (!timesheetController || m_editTimerSheet)
+        return;
+    QWidget& window = timesheetController->editTimerWindow();
+    m_editTimerSheet = new TimesheetEditSheet(window);
+    m_invalidEntrySheet = new InvalidEntrySheet(window);
+    addAutoCompleter(*m_projectAutocompleter, projectCorner);
+    addAutoCompleter(*m_taskAutocompleter, taskCorner);
+    setTabOrder();
+    for (skin::QuillonTextFieldBackground* background :
+         {m_editTimerSheet->dateBackground, m_editTimerSheet->notesBackground,
+          m_editTimerSheet->durationContainerAndHoursBackground, m_editTimerSheet->startTimeBackground,
+          m_editTimerSheet->endTimeBackground})
+        background->setUseHUDBackground(false);
+    wire();
+    updateFields();
+}
+
+void EditTimerController::addAutoCompleter(QuillonAutocompleter& picker, QPoint atPoint)
+{
+    picker.setStyle(lightStyle);
+    picker.addToView(*m_editTimerSheet->containerView, atPoint);
+    picker.setEntry(m_entry.get());
+    picker.setDelegate(this);
+    picker.reloadData();
+    picker.matchWidth(*m_editTimerSheet->notesBackground);
+}
+
+void EditTimerController::setTabOrder()
+{
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    m_projectAutocompleter->setNextKeyView(m_taskAutocompleter->textField());
+    m_taskAutocompleter->setNextKeyView(sheet.notesField);
+    const QList<QWidget*> order{m_projectAutocompleter->textField(),
+                                m_taskAutocompleter->textField(),
+                                sheet.notesField,
+                                sheet.hoursField,
+                                sheet.startTimeField,
+                                sheet.endTimeField,
+                                sheet.cancelButton,
+                                sheet.saveButton,
+                                sheet.datePicker};
+    for (qsizetype i = 1; i < order.size(); ++i)
+        QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
+void EditTimerController::wire()
+{
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    sheet.datePicker->setDelegate(this);
+    for (QLineEdit* field : {static_cast<QLineEdit*>(sheet.hoursField), sheet.startTimeField, sheet.endTimeField})
+        field->installEventFilter(this);
+    new TextCommands(*sheet.notesField, [this](TextCommand command) {
+        switch (command) {
+        case TextCommand::InsertLineBreak:
+            m_editTimerSheet->notesField->insertLineBreak();
+            return true;
+        case TextCommand::InsertNewline:
+            saveTimer();
+            return true;
+        default:
+            return false;
+        }
+    });
+    connect(sheet.editHoursButton, &QAbstractButton::clicked, this, &EditTimerController::editHours);
+    connect(sheet.cancelButton, &QAbstractButton::clicked, this, &EditTimerController::cancel);
+    connect(sheet.saveButton, &QAbstractButton::clicked, this, &EditTimerController::saveTimer);
+    connect(&sheet, &TimesheetEditSheet::cancelled, this, &EditTimerController::cancel);
+    connect(m_invalidEntrySheet->acknowledgeButton, &QAbstractButton::clicked, this,
+            &EditTimerController::acknowledgeError);
+    connect(m_invalidEntrySheet, &skin::Sheet::closed, this, [this] {
+        if (m_focusAfterMessage && m_focusAfterMessage->isEnabled())
+            m_focusAfterMessage->setFocus(Qt::OtherFocusReason);
+    });
+}
+
+void EditTimerController::setEntry(model::DayEntry* entry)
+{
+    m_entry = entry;
+    updateFields();
+}
+
+void EditTimerController::updateFields()
+{
+    model::DayEntry* entry = m_entry.get();
+    if (!entry || !m_editTimerSheet)
+        return;
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    m_notesShown = entry->notes();
+    sheet.notesField->setText(m_notesShown);
+    sheet.hoursField->setText(entry->hoursMinutes());
+    m_projectAutocompleter->setEntry(entry);
+    m_taskAutocompleter->setEntry(entry);
+    if (entry->spentAt().isValid())
+        sheet.datePicker->setDate(model::localDay(entry->spentAt()));
+
+    if (entry->startedAt().isValid())
+        sheet.startTimeField->setText(hoursMinutes(entry->startedAt()));
+    const bool running = entry->isRunning();
+    sheet.endTimeField->setText(running ? QString() : hoursMinutes(entry->stoppedAt()));
+    sheet.endTimeField->setEnabled(!running);
+    for (QLineEdit* field : {sheet.startTimeField, sheet.endTimeField})
+        markTime(*field, false, false);
+
+    const model::Company* company = entry->company();
+    sheet.showTimestamps(company && company->hasTimestampTimers());
+}
+
+void EditTimerController::entriesDidChange()
+{
+    const model::DayEntry* entry = m_entry.get();
+    if (!entry || !m_editTimerSheet)
+        return;
+    QLineEdit& end = *m_editTimerSheet->endTimeField;
+    const bool running = entry->isRunning();
+    if (running != end.isEnabled() || end.isModified() || end.hasFocus())
+        return;
+    end.setText(running ? QString() : hoursMinutes(entry->stoppedAt()));
+    end.setEnabled(!running);
+}
+
+void EditTimerController::catalogDidChange()
+{
+    for (QuillonAutocompleter* picker : pickers())
+        picker->catalogDidChange();
+}
+
+void EditTimerController::showEditTimer()
+{
+    if (!m_editTimerSheet)
+        return;
+    for (skin::Sheet* sheet :
+         {static_cast<skin::Sheet*>(m_editTimerSheet), static_cast<skin::Sheet*>(m_invalidEntrySheet)}) {
+        sheet->setTopEdge(m_timesheetController->editTimerTopEdge());
+        sheet->setUsable(m_timesheetController->partsUsableWhileEditing());
+    }
+    QLineEdit* first = m_projectAutocompleter->textField();
+    m_editTimerSheet->open(first);
+    first->selectAll();
+}
+
+bool EditTimerController::isShown() const
+{
+    return m_editTimerSheet && m_editTimerSheet->isOpen();
+}
+
+bool EditTimerController::validateTimestampField(QLineEdit& field)
+{
+    model::DayEntry* entry = m_entry.get();
+    if (!entry)
+        return false;
+    if (entry->isRunning() && &field == m_editTimerSheet->endTimeField && isBlank(field))
+        return true;
+    model::DateFormatting& formatting = model::DateFormatting::instance();
+    const QDateTime time = formatting.dateFromUnvalidatedStartedStoppedString(
+        u"%1 %2"_s.arg(formatting.daydateStringFromDate(entry->spentAt()), field.text()));
+    if (!time.isValid())
+        return false;
+    if (&field == m_editTimerSheet->startTimeField)
+        entry->setStartedAt(time);
+    else
+        entry->setStoppedAt(time);
+    setTextIfOther(field, hoursMinutes(time));
+    return true;
+}
+
+void EditTimerController::controlTextDidEndEditing(QLineEdit& field)
+{
+    const TimesheetEditSheet& sheet = *m_editTimerSheet;
+    const model::DayEntry* entry = m_entry.get();
+    if (&field == sheet.hoursField) {
+        const model::QuillonHoursFormatter formatter;
+        setTextIfOther(field, formatter.stringForObjectValue(formatter.getObjectValue(field.text())));
+    } else if (entry && (&field == sheet.startTimeField || &field == sheet.endTimeField)) {
+        const bool valid = validateTimestampField(field);
+        const bool refill = !valid && isBlank(field);
+        if (refill)
+            field.setText(hoursMinutes(&field == sheet.startTimeField ? entry->startedAt() : entry->stoppedAt()));
+        markTime(field, !valid, !valid && !(refill && !isBlank(field)));
+    }
+}
+
+void EditTimerController::markTime(QLineEdit& field, bool error, bool explain)
+{
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    const bool start = &field == sheet.startTimeField;
+    (start ? sheet.startTimeBackground : sheet.endTimeBackground)->setError(error);
+    const QString wrong = explain ? tr("This is not a time of day. Type it like 9:15am, 9:15 or 0915.") : QString();
+    field.setAccessibleDescription(wrong);
+    field.setToolTip(wrong);
+    const bool startWrong = !sheet.startTimeField->accessibleDescription().isEmpty();
+    const bool endWrong = !sheet.endTimeField->accessibleDescription().isEmpty();
+    sheet.timeHint->setText(startWrong && endWrong ? tr("Type the times like 9:15am, 9:15 or 0915.")
+                            : startWrong           ? tr("Type the start time like 9:15am, 9:15 or 0915.")
+                            : endWrong             ? tr("Type the end time like 5:15pm, 17:15 or 1715.")
+                                                   : QString());
+}
+
+bool EditTimerController::validateEntry()
+{
+    const model::DayEntry* entry = m_entry.get();
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    if (!entry)
+        return refuse(tr("This timer has been deleted in the meantime. Copy what you want to keep, then cancel."));
+    if (entry->isLocked())
+        return refuse(tr("This timer has been locked in the meantime and can no longer be changed. %1")
+                          .arg(entry->lockedReason())
+                          .trimmed());
+
+    for (const QuillonAutocompleter* picker : pickers()) {
+        if (!picker->selectedValue())
+            return refuse(u"Please select a valid project and task combination and try again."_s, picker->textField());
+    }
+    if (sheet.timestampContainer->isHidden())
+        return true;
+
+    entriesDidChange();
+    QStringList failing;
+    QWidget* firstFailing = nullptr;
+    for (const auto& [field, name] :
+         {std::pair{sheet.startTimeField, u"start time"_s}, std::pair{sheet.endTimeField, u"end time"_s}}) {
+        if (validateTimestampField(*field))
+            continue;
+        failing << name;
+        if (!firstFailing)
+            firstFailing = field;
+    }
+    if (!failing.isEmpty())
+        return refuse(u"Please enter a valid %1 and try again."_s.arg(failing.join(" and "_L1)), firstFailing);
+    if (!entry->isRunning() && entry->startedAt().isValid() && entry->stoppedAt() < entry->startedAt() &&
+        entry->stoppedAt().isValid())
+        return refuse(u"End time must be later than start time. Please adjust your timestamps and try again."_s,
+                      sheet.endTimeField);
+    return true;
+}
+
+bool EditTimerController::refuse(const QString& message, QWidget* focusAfterwards)
+{
+    m_focusAfterMessage = focusAfterwards;
+    m_invalidEntrySheet->invalidEntryErrorMessage->setText(message);
+    m_invalidEntrySheet->setAccessibleName(message);
+    m_invalidEntrySheet->open();
+    return false;
+}
+
+void EditTimerController::acknowledgeError()
+{
+    m_invalidEntrySheet->close();
+}
+
+void EditTimerController::saveTimer()
+{
+    if (!isShown())
+        return;
+    takeTypedChoices();
+    if (!validateEntry())
+        return;
+    const TimesheetEditSheet& sheet = *m_editTimerSheet;
+    model::DayEntry& entry = *m_entry.get();
+    entry.setProject(m_projectAutocompleter->selectedProject());
+    entry.setTask(m_taskAutocompleter->selectedTask());
+    // What was not touched goes back sign for sign.
+    entry.setNotes(sheet.notesField->document()->isModified() ? sheet.notesField->text() : m_notesShown);
+    if (sheet.durationContainerAndHoursBackground->isHidden())
+        entry.updateHoursFromTimestamps();
+    else
+        entry.setHours(static_cast<double>(model::numberFomStringInHoursMinutesFormat(sheet.hoursField->text())));
+    entry.setSpentAt(model::startOfDay(sheet.datePicker->currentDate()));
+    m_api.updateTimer(entry);
+    endSheet();
+}
+
+void EditTimerController::takeTypedChoices()
+{
+    // The focus stays in a picker when a button is pressed: what stands there has not become the choice yet.
+    for (const QuillonAutocompleter* picker : pickers()) {
+        if (picker->textField()->hasFocus())
+            m_editTimerSheet->saveButton->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void EditTimerController::cancel()
+{
+    if (isShown())
+        endSheet();
+}
+
+void EditTimerController::endSheet()
+{
+    m_editTimerSheet->close();
+    if (m_timesheetController)
+        m_timesheetController->dismissEditTimer();
+}
+
+void EditTimerController::editHours()
+{
+    m_editTimerSheet->hoursField->setFocus(Qt::OtherFocusReason);
+    m_editTimerSheet->hoursField->selectAll();
+}
+
+void EditTimerController::itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter)
+{
+    if (&inCompleter == m_projectAutocompleter.get())
+        m_taskAutocompleter->chooseForProject(static_cast<model::Project*>(selectedValue));
+}
+
+void EditTimerController::datePickerCell(DatePicker& /*cell*/, QDate& /*validateProposedDateValue*/)
+{
+    // An entry may be on any day.
+}
+
+bool EditTimerController::eventFilter(QObject* watched, QEvent* event)
+{
+    // A field is left for another one of the sheet: not when its window or a menu takes the focus for a while, nor when
+    // the sheet closes or a message comes over it.
+    if (event->type() == QEvent::FocusOut && isShown() && !m_invalidEntrySheet->isOpen()) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+            controlTextDidEndEditing(*static_cast<QLineEdit*>(watched));
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace editing

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "editing/DatePicker.h"
+#include "editing/QuillonAutocompleter.h"
+#include "store/Object.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <array>
+#include <memory>
+
+class QLineEdit;
+
+namespace model {
+class DayEntry;
+class Project;
+} // namespace model
+
+namespace service {
+class QuillonApi;
+}
+
+namespace editing {
+
+class EditTimerOwner;
+class InvalidEntrySheet;
+class ProjectQuillonAutocompleter;
+class TaskQuillonAutocompleter;
+class TimesheetEditSheet;
+
+/// Runs the sheet in which an entry of the timesheet is changed: project, task, notes, day, and its hours or, in
+/// accounts that record them, its start and end.
+///
+/// One per timesheet, used for one entry after the other. Saving sends the entry; cancelling sends nothing. What the
+/// service changes while the sheet is open changes nothing that is shown, but for what `entriesDidChange` says; an
+/// entry that it has deleted or locked is not sent any more, and the sheet says so. Main thread only.
+class EditTimerController final : public QObject, private QuillonAutocompleterDelegate, private DatePickerDelegate
+{
+    Q_OBJECT
+public:
+    /// Null: none yet.
+    explicit EditTimerController(model::DayEntry* entry);
+    ~EditTimerController() override;
+
+    /// Null once it has been deleted.
+    model::DayEntry* entry() const { return m_entry.get(); }
+    /// Fills the fields anew.
+    void setEntry(model::DayEntry* entry);
+    /// Not owned. To be set before `showEditTimer`; its window outlives this object.
+    void setTimesheetController(EditTimerOwner* timesheetController);
+    EditTimerOwner* timesheetController() const { return m_timesheetController; }
+
+    ProjectQuillonAutocompleter& projectAutocompleter() const { return *m_projectAutocompleter; }
+    TaskQuillonAutocompleter& taskAutocompleter() const { return *m_taskAutocompleter; }
+    /// Null before there is a window.
+    TimesheetEditSheet* editTimerSheet() const;
+    InvalidEntrySheet* invalidEntrySheet() const;
+
+    void showEditTimer();
+    bool isShown() const;
+    /// Shows what the entry has. A start that it does not have leaves the field as it was.
+    void updateFields();
+
+    // To be told after each merge.
+
+    /// Of whatever kind: the end can be typed exactly while no timer runs.
+    void entriesDidChange();
+    /// One that touched the catalog.
+    void catalogDidChange();
+
+    void saveTimer();
+    void cancel();
+    /// Selects the hours, for typing.
+    void editHours();
+    /// Puts the message away.
+    void acknowledgeError();
+
+    /// Whether the entry can be saved as typed. If not, a message over the sheet says why.
+    bool validateEntry();
+    /// Whether there is a time of day in the field. If so the entry has it from now on, and the field shows it as all
+    /// times are shown.
+    bool validateTimestampField(QLineEdit& field);
+    void controlTextDidEndEditing(QLineEdit& field);
+
+private:
+    void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
+    void datePickerCell(DatePicker& cell, QDate& validateProposedDateValue) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    std::array<QuillonAutocompleter*, 2> pickers() const;
+    void wire();
+    void addAutoCompleter(QuillonAutocompleter& picker, QPoint atPoint);
+    void setTabOrder();
+    void takeTypedChoices();
+    /// Always false. `focusAfterwards`: null for where it is now.
+    bool refuse(const QString& message, QWidget* focusAfterwards = nullptr);
+    /// `explain`: what stands in the field is wrong.
+    void markTime(QLineEdit& field, bool error, bool explain);
+    void endSheet();
+
+    service::QuillonApi& m_api;
+    store::Ref<model::DayEntry> m_entry;
+    EditTimerOwner* m_timesheetController = nullptr;
+    std::unique_ptr<ProjectQuillonAutocompleter> m_projectAutocompleter;
+    std::unique_ptr<TaskQuillonAutocompleter> m_taskAutocompleter;
+    QPointer<TimesheetEditSheet> m_editTimerSheet;
+    QPointer<InvalidEntrySheet> m_invalidEntrySheet;
+    QPointer<QWidget> m_focusAfterMessage;
+    QString m_notesShown; ///< as the entry had them
+};
+
+} // namespace editing

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "skin/Sheet.h"
+
+class QLabel;
+class QLineEdit;
+
+namespace skin {
+class QuillonButtonCell;
+class QuillonEditHoursButtonCell;
+class QuillonHoursTextField;
+class QuillonTextFieldBackground;
+} // namespace skin
+
+namespace editing {
+
+class DatePicker;
+class NotesField;
+
+/// The sheet in which an entry is edited. Only what is in it and where: the controller fills and wires it. The pickers
+/// are put into `containerView`, whose places count from its lower left corner upwards.
+///
+/// Object names are the members' names.
+class TimesheetEditSheet final : public skin::Sheet
+{
+    Q_OBJECT
+public:
+    explicit TimesheetEditSheet(QWidget& window);
+
+    QWidget* containerView;
+    skin::QuillonTextFieldBackground* dateBackground;
+    DatePicker* datePicker;
+    skin::QuillonTextFieldBackground* notesBackground;
+    NotesField* notesField;
+
+    // One of the two is hidden.
+    skin::QuillonTextFieldBackground* durationContainerAndHoursBackground;
+    skin::QuillonHoursTextField* hoursField;
+    skin::QuillonEditHoursButtonCell* editHoursButton;
+    QLabel* hoursLabel;
+    QWidget* timestampContainer;
+    skin::QuillonTextFieldBackground* startTimeBackground;
+    QLineEdit* startTimeField;
+    skin::QuillonTextFieldBackground* endTimeBackground;
+    QLineEdit* endTimeField;
+
+    /// Says what is wrong with the times.
+    QLabel* timeHint;
+    skin::QuillonButtonCell* cancelButton;
+    skin::QuillonButtonCell* saveButton;
+
+    /// Shows the fields for start and end in place of those for the hours.
+    void showTimestamps(bool timestamps);
+
+signals:
+    /// Escape was pressed.
+    void cancelled();
+
+private:
+    void cancel() override { emit cancelled(); }
+
+    skin::QuillonTextFieldBackground* addBackground(const char* name, QWidget& parent, const QRect& place);
+    QLineEdit* addTimeField(const char* name, skin::QuillonTextFieldBackground& background, const QString& spoken,
+                            const QString& prompt);
+};
+
+/// The sheet over it that says why an entry cannot be saved.
+class InvalidEntrySheet final : public skin::Sheet
+{
+    Q_OBJECT
+public:
+    explicit InvalidEntrySheet(QWidget& window);
+
+    QLabel* invalidEntryErrorMessage;
+    skin::QuillonButtonCell* acknowledgeButton;
+};
+
+} // namespace editing

@@ -1,0 +1,169 @@
+#pragma once
+
+#include "../app/AppRun.h"
+
+#include "editing/DatePicker.h"
+#include "editing/TextFields.h"
+#include "localservice/Database.h"
+#include "model/DateComparisons.h"
+#include "skin/Sheet.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QWindow>
+
+/// The program with its own windows, signed in, and one entry of today in the list. On "Website" are "Design" and
+/// "Meetings", on "Intranet" "Design" and "Support".
+class EditRun : public AppRun
+{
+public:
+    explicit EditRun(Timers timers = Timers::Hours) : AppRun(true, Windows::Program, timers)
+    {
+        localservice::Database& data = *service.database().value();
+        intranet = data.addProject({client, "Intranet"}).value();
+        data.offerTask(intranet, design, true).value();
+        support = data.addTask(account, "Support").value();
+        data.offerTask(intranet, support, false).value();
+        data.assignPerson(intranet, person).value();
+        start();
+    }
+
+    /// A stopped entry of today: one and a half hours, or from 9:00 to 10:30. The caller gets its id.
+    QString book(const QString& notes = QStringLiteral("First draft"))
+    {
+        model::DayEntry* entry = prepare(notes);
+        if (timers == Timers::Timestamps) {
+            entry->setStartedAt(moment(7, 0));
+            entry->setStoppedAt(moment(8, 30));
+        } else {
+            entry->setHours(1.5);
+        }
+        return send(*entry);
+    }
+    QString startTimer(const QString& notes = QStringLiteral("Running")) { return send(*prepare(notes)); }
+
+    /// Null: there is no such entry.
+    model::DayEntry* entry(const QString& id)
+    {
+        for (model::DayEntry* candidate : menulet->company()->dayEntries()) {
+            if (candidate->idString() == id)
+                return candidate;
+        }
+        return nullptr;
+    }
+
+    // What is on the screen.
+
+    QWidget* window()
+    {
+        for (QWidget* candidate : QApplication::topLevelWidgets()) {
+            if (candidate->inherits("timesheet::TimesheetWindow"))
+                return candidate;
+        }
+        return nullptr;
+    }
+    template <class T = QWidget>
+    T* find(const char* name)
+    {
+        return window()->findChild<T*>(QLatin1StringView(name));
+    }
+    QLineEdit& project()
+    {
+        return *find("editTimerSheet")->findChildren<QLineEdit*>(QStringLiteral("textField")).at(0);
+    }
+    QLineEdit& task() { return *find("editTimerSheet")->findChildren<QLineEdit*>(QStringLiteral("textField")).at(1); }
+    editing::NotesField& notes() { return *find<editing::NotesField>("notesField"); }
+    QLineEdit& hours() { return *find<QLineEdit>("hoursField"); }
+    QLineEdit& startTime() { return *find<QLineEdit>("startTimeField"); }
+    QLineEdit& endTime() { return *find<QLineEdit>("endTimeField"); }
+    editing::DatePicker& date() { return *find<editing::DatePicker>("datePicker"); }
+    bool isOpen()
+    {
+        auto* sheet = find<skin::Sheet>("editTimerSheet");
+        return sheet && sheet->isOpen();
+    }
+    /// What the message over the sheet says; empty: there is none.
+    QString message()
+    {
+        auto* sheet = find<skin::Sheet>("invalidEntrySheet");
+        return sheet && sheet->isOpen() ? find<QLabel>("invalidEntryErrorMessage")->text() : QString();
+    }
+
+    // What the person does.
+
+    /// Selects the entry in the list and opens the sheet.
+    void edit()
+    {
+        window()->activateWindow();
+        find("dayEntriesListView")->setFocus();
+        QTest::keyClick(window()->focusWidget(), Qt::Key_Home);
+        QTest::keyClick(window()->focusWidget(), Qt::Key_E);
+        service.forgetRequests();
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(window()->focusWidget(), key, modifiers);
+    }
+    void type(QWidget& field, const QString& text)
+    {
+        field.setFocus(Qt::TabFocusReason);
+        QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+        if (text.isEmpty())
+            QTest::keyClick(&field, Qt::Key_Delete);
+        for (const QChar sign : text)
+            QTest::sendKeyEvent(QTest::Click, &field, Qt::Key_unknown, QString(sign), {});
+    }
+    void save() { QTest::mouseClick(find("saveButton"), Qt::LeftButton); }
+    void cancel() { QTest::mouseClick(find("cancelButton"), Qt::LeftButton); }
+    void acknowledge() { QTest::mouseClick(find("acknowledgeButton"), Qt::LeftButton); }
+
+    /// The one body that was sent by a change; empty when nothing or more was.
+    QByteArray sent()
+    {
+        settle();
+        QByteArray body;
+        int changes = 0;
+        for (const localservice::Request& request : service.requests()) {
+            if (request.method != "POST")
+                continue;
+            ++changes;
+            target = QString::fromStdString(request.target);
+            body = QByteArray::fromStdString(request.body);
+        }
+        return changes == 1 ? body : QByteArray();
+    }
+
+    /// At that time on the clock's day, which is one of UTC.
+    static QDateTime moment(int hour, int minute)
+    {
+        return QDateTime(model::localDay(model::now()), QTime(hour, minute), Qt::UTC);
+    }
+
+    QString target; ///< of what was `sent`
+    localservice::Id intranet = 0;
+    localservice::Id support = 0;
+
+private:
+    model::DayEntry* prepare(const QString& notes)
+    {
+        model::DayEntry* entry = model::DayEntry::entryWithDefaults();
+        for (model::Project* project : menulet->company()->projects()) {
+            if (project->name() == QLatin1StringView("Website"))
+                entry->setProject(project);
+        }
+        for (model::Task* task : menulet->company()->tasks()) {
+            if (task->name() == QLatin1StringView("Design"))
+                entry->setTask(task);
+        }
+        entry->setNotes(notes);
+        return entry;
+    }
+    QString send(model::DayEntry& entry)
+    {
+        service::QuillonApi::sharedApi().startNewTimer(entry);
+        settle();
+        const auto entries = menulet->company()->dayEntriesForDate(timesheetDay);
+        return entries.empty() ? QString() : entries.back()->idString();
+    }
+};
