@@ -510,6 +510,12 @@ void RLListViewTest::reload()
     QVERIFY(screen.calls.isEmpty() && screen.selection().isEmpty());
     QCOMPARE(screen.seen().pixelColor(200, 65), Row::color(7, false));
 
+    // Each row keeps its cell also while others wait for reuse.
+    screen.list.setScrollOffset(300);
+    const auto fewer = screen.list.visibleCells();
+    screen.list.reloadData();
+    QCOMPARE(screen.list.visibleCells(), fewer);
+
     screen.load(Heights(8, 50));
     QCOMPARE(screen.list.scrollOffset(), 200);
     QCOMPARE(framesAgainstRows(screen), QString());
