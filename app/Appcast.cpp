@@ -92,8 +92,11 @@ QString AppcastItem::plainNotes() const
 {
     QString text = notes.left(LongestNotes);
     if (Qt::mightBeRichText(text)) {
+        // Without its format a list has no bullets, and a heading nothing that sets it off.
+        static const QRegularExpression heading(u"(<h[1-6]\\b[^<>]*>)"_s, QRegularExpression::CaseInsensitiveOption);
         static const QRegularExpression item(u"(<li\\b[^<>]*>)"_s, QRegularExpression::CaseInsensitiveOption);
-        text = QTextDocumentFragment::fromHtml(text.replace(item, u"\\1• "_s)).toPlainText();
+        text.replace(heading, u"<p>&nbsp;</p>\\1"_s).replace(item, u"\\1• "_s);
+        text = QTextDocumentFragment::fromHtml(text).toPlainText();
         text.remove(QChar::ObjectReplacementCharacter); // where a picture would be
     }
     return text.trimmed();

@@ -16,7 +16,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int IconSize = 64;
-constexpr QSize NotesSize(440, 150);
+constexpr QSize NotesSize(460, 180);
+constexpr QSize ButtonRoom(20, 4);
 
 QLabel* label(const QString& text, const QFont& font)
 {
@@ -36,10 +37,12 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
 
     auto* icon = new skin::ImageView(skin::imageNamed("quillon.png"));
     icon->setFixedSize(IconSize, IconSize);
-    auto* heading = label(tr("A New Version of Quillon Is Available"), skin::interfaceFont(15, QFont::Bold));
-    auto* versions =
-        label(tr("Quillon %1 is there. You have %2.").arg(item.displayName, thisVersion), skin::interfaceFont(13));
+    auto* heading = label(tr("Quillon %1 Is Available").arg(item.displayName), skin::interfaceFont(15, QFont::Bold));
+    heading->setObjectName("headingField"_L1);
+    auto* versions = label(tr("You have Quillon %1. The download page is at %2.").arg(thisVersion, item.page.host()),
+                           skin::interfaceFont(13));
     versions->setObjectName("versionsField"_L1);
+    versions->setToolTip(item.page.toDisplayString().toHtmlEscaped());
 
     auto* notesLabel = label(tr("What Is New:"), skin::interfaceFont(12, QFont::Bold));
     auto* notes = new QPlainTextEdit(item.plainNotes());
@@ -56,10 +59,6 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
         notes->hide();
     }
 
-    auto* where = label(tr("The download page is at %1.").arg(item.page.host()), skin::interfaceFont(12));
-    where->setObjectName("whereField"_L1);
-    where->setToolTip(item.page.toDisplayString().toHtmlEscaped());
-
     auto* skip = new QPushButton(tr("Skip This Version"));
     skip->setObjectName("skipButton"_L1);
     auto* later = new QPushButton(tr("Remind Me Later"));
@@ -67,8 +66,10 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
     auto* getIt = new QPushButton(tr("Show Download Page"));
     getIt->setObjectName("getItButton"_L1);
     getIt->setDefault(true);
-    for (QPushButton* button : {skip, later, getIt})
+    for (QPushButton* button : {skip, later, getIt}) {
         button->setFont(skin::interfaceFont(13));
+        button->setMinimumSize(button->sizeHint() + ButtonRoom);
+    }
     connect(later, &QPushButton::clicked, this, &QDialog::close);
     connect(skip, &QPushButton::clicked, this, [this] {
         close();
@@ -96,8 +97,6 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
     text->addWidget(notesLabel);
     text->addSpacing(6);
     text->addWidget(notes, 1);
-    text->addSpacing(10);
-    text->addWidget(where);
     text->addSpacing(18);
     text->addLayout(buttons);
 

@@ -204,8 +204,9 @@ void UpdatesTest::notes_data()
     QTest::addColumn<QString>("read");
     QTest::newRow("plain") << "One\n  Two " << u"One\n  Two"_s;
     QTest::newRow("sign that looks like a tag") << "1 &lt; 2 &amp; 3 > 2" << u"1 < 2 & 3 > 2"_s;
-    QTest::newRow("formatted") << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul>]]>"
-                               << u"New\n• A & B\n• C"_s;
+    QTest::newRow("formatted")
+        << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul><H3>Old</H3>]]>"
+        << u"New\n• A & B\n• C\n \nOld"_s;
     QTest::newRow("scripts and styles") << "<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>"
                                         << u"Text"_s;
     QTest::newRow("pictures") << "<![CDATA[Look: <img src='file:///etc/passwd'><br>Nice]]>" << u"Look: \nNice"_s;
@@ -239,9 +240,9 @@ void UpdatesTest::tellsOfANewerVersion()
     run.answer({Reply{200, feed(item("1.3", pixel))}});
     run.updates->checkInBackground();
     QTRY_VERIFY(Updates::window());
-    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+    QCOMPARE(Updates::text(u"versionsField"_s), u"You have Quillon 1.2. The download page is at wrenfold.example."_s);
     QCOMPARE(Updates::text(u"notesField"_s), u"Faster."_s);
-    QCOMPARE(Updates::text(u"whereField"_s), u"The download page is at wrenfold.example."_s);
     // Neither what the notes name nor what the feed offers was fetched.
     QCOMPARE(run.requests(), 1);
     QVERIFY(run.test.desktop.opened.isEmpty());
@@ -260,12 +261,12 @@ void UpdatesTest::tellsEachVersionOnce()
     QTRY_VERIFY(Updates::window());
     Updates::click(u"laterButton"_s);
     run.passHours();
-    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.4 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
     QTest::keyClick(Updates::window(), Qt::Key_Escape);
     QVERIFY(!Updates::window());
 
     run.ask();
-    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
 }
 
 void UpdatesTest::skippedVersion()
@@ -282,10 +283,10 @@ void UpdatesTest::skippedVersion()
     run.updates->setCheckIntervalSeconds(3600);
     run.updates->checkInBackground();
     run.passHours();
-    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.4 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
     Updates::click(u"laterButton"_s);
     run.ask();
-    QCOMPARE(Updates::text(u"versionsField"_s), u"Quillon 1.3 is there. You have 1.2."_s);
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
 }
 
 void UpdatesTest::switchedOff()
