@@ -236,11 +236,16 @@ void DatePicker::selectDay()
     for (int i = 0; i < sectionCount(); ++i) {
         if (sectionAt(i) != DaySection)
             continue;
-        setCurrentSectionIndex(i);
-        setSelectedSection(DaySection);
+        selectPart(i);
         if (lineEdit()->selectedText().at(0).isDigit())
             return;
     }
+}
+
+void DatePicker::selectPart(int index)
+{
+    setCurrentSectionIndex(index);
+    setSelectedSection(sectionAt(index));
 }
 
 bool DatePicker::focusNextPrevChild(bool next)
@@ -256,8 +261,8 @@ void DatePicker::keyPressEvent(QKeyEvent* event)
         return;
     }
     if ((event->key() == Qt::Key_Left || event->key() == Qt::Key_Right) && !event->modifiers()) {
-        QKeyEvent toPart(QEvent::KeyPress, event->key(), Qt::ControlModifier);
-        QDateEdit::keyPressEvent(&toPart);
+        const int part = currentSectionIndex() + (event->key() == Qt::Key_Right ? 1 : -1);
+        selectPart(std::clamp(part, 0, sectionCount() - 1));
         return;
     }
     QDateEdit::keyPressEvent(event);

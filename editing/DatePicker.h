@@ -52,6 +52,7 @@ private:
 
     void choose(QDate date);
     void selectDay();
+    void selectPart(int index);
 
     DatePickerDelegate* m_delegate = nullptr;
     skin::ImageButton* m_button;

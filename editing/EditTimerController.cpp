@@ -21,6 +21,8 @@
 #include <QFocusEvent>
 #include <QLabel>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace editing {
@@ -62,8 +64,10 @@ EditTimerController::~EditTimerController()
     // Before the sheet that they are in, as they own what is theirs of it.
     m_taskAutocompleter.reset();
     m_projectAutocompleter.reset();
-    for (skin::Sheet* sheet :
-         {static_cast<skin::Sheet*>(m_invalidEntrySheet), static_cast<skin::Sheet*>(m_editTimerSheet)}) {
+    // Fields that lose the focus while they go find no sheet any more.
+    TimesheetEditSheet* const editTimerSheet = std::exchange(m_editTimerSheet, nullptr);
+    InvalidEntrySheet* const invalidEntrySheet = std::exchange(m_invalidEntrySheet, nullptr);
+    for (skin::Sheet* sheet : std::initializer_list<skin::Sheet*>{invalidEntrySheet, editTimerSheet}) {
         if (sheet)
             sheet->close();
         delete sheet;
@@ -218,8 +222,7 @@ void EditTimerController::showEditTimer()
 {
     if (!m_editTimerSheet)
         return;
-    for (skin::Sheet* sheet :
-         {static_cast<skin::Sheet*>(m_editTimerSheet), static_cast<skin::Sheet*>(m_invalidEntrySheet)}) {
+    for (skin::Sheet* sheet : std::initializer_list<skin::Sheet*>{m_editTimerSheet, m_invalidEntrySheet}) {
         sheet->setTopEdge(m_timesheetController->editTimerTopEdge());
         sheet->setUsable(m_timesheetController->partsUsableWhileEditing());
     }

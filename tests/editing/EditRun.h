@@ -6,9 +6,11 @@
 #include "editing/TextFields.h"
 #include "localservice/Database.h"
 #include "model/DateComparisons.h"
+#include "skin/QuillonTextFieldBackground.h"
 #include "skin/Sheet.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QLabel>
 #include <QLineEdit>
 #include <QWindow>
@@ -114,9 +116,37 @@ public:
         for (const QChar sign : text)
             QTest::sendKeyEvent(QTest::Click, &field, Qt::Key_unknown, QString(sign), {});
     }
+    /// Replaces what is in the field, at once.
+    void paste(QWidget& field, const QString& text)
+    {
+        field.setFocus(Qt::TabFocusReason);
+        QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(&field, Qt::Key_Delete);
+        QGuiApplication::clipboard()->setText(text);
+        QTest::keyClick(&field, Qt::Key_V, Qt::ControlModifier);
+    }
+    /// Goes on to the next field.
+    void leave() { press(Qt::Key_Tab); }
     void save() { QTest::mouseClick(find("saveButton"), Qt::LeftButton); }
     void cancel() { QTest::mouseClick(find("cancelButton"), Qt::LeftButton); }
     void acknowledge() { QTest::mouseClick(find("acknowledgeButton"), Qt::LeftButton); }
+
+    // What the service does.
+
+    /// The next refresh brings this of the day in place of what the service has.
+    void answerDay(const QByteArray& entries)
+    {
+        service.answer("GET /daily/15/2013", {{200, "<daily><for_day>Tue, 15 Jan 2013</for_day><day_entries>" +
+                                                        entries.toStdString() + "</day_entries></daily>"}});
+    }
+    /// The entry as a day sheet has it, with these elements besides.
+    static QByteArray entryElement(const QString& id, const QByteArray& more)
+    {
+        return "<day_entry><id>" + id.toUtf8() +
+               "</id><spent_at>2013-01-15</spent_at><user_id>1</user_id><client>Harbour</client><project_id>1"
+               "</project_id><project>Website</project><task_id>1</task_id><task>Design</task>" +
+               more + "</day_entry>";
+    }
 
     /// The one body that was sent by a change; empty when nothing or more was.
     QByteArray sent()

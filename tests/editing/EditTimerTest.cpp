@@ -2,39 +2,672 @@
 
 #include "support/TestMain.h"
 
+#include <QAccessible>
+#include <QCalendarWidget>
+#include <QMenu>
+
 using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString chooseBoth = u"Please select a valid project and task combination and try again."_s;
+const QString endBeforeStart =
+    u"End time must be later than start time. Please adjust your timestamps and try again."_s;
+
+/// A body of an update as it goes over the wire. `times`: the elements behind the day.
+QByteArray request(const QByteArray& notes, const QByteArray& times, int project = 1, int task = 1,
+                   const QByteArray& day = "Tue, 15 Jan 2013")
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n  <id>1</id>\n  <notes>" + notes +
+           "</notes>\n  <project_id>" + QByteArray::number(project) + "</project_id>\n  <task_id>" +
+           QByteArray::number(task) + "</task_id>\n  <spent_at>" + day + "</spent_at>\n" + times + "</request>\n";
+}
+
+} // namespace
 
 class EditTimerTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void sendsTheHours();
+    void opensAndCloses();
+    void sendsAnEntryOfHours();
+    void sendsAnEntryOfTimes();
+    void sendsARunningEntry();
+    void readsTypedTimes_data();
+    void readsTypedTimes();
+    void readsTypedHours_data();
+    void readsTypedHours();
+    void takesAnyNotes_data();
+    void takesAnyNotes();
+    void saysWhatIsMissing();
+    void checksTheTimes();
+    void fillsTimesThatWereCleared();
+    void keepsAStartThatTheEntryDoesNotHave();
+    void cancelsWithoutSending();
+    void returnAndTab();
+    void followsTheProject();
+    void picksADay();
+    void survivesRefreshes_data();
+    void survivesRefreshes();
+    void followsATimerThatStops();
+    void neverSavesADeletedEntry();
+    void neverSavesALockedEntry();
+    void outlivesTheAccount();
+    void losesAProjectThatIsGone();
+    void canBeRead();
 };
 
-void EditTimerTest::sendsTheHours()
+void EditTimerTest::opensAndCloses()
+{
+    EditRun run;
+    run.book();
+    QWidget* const list = run.find("dayEntriesListView");
+    QWidget* const total = run.find("totalHoursLabel");
+    for (const bool saving : {false, true}) {
+        run.edit();
+        QVERIFY(run.isOpen());
+        QVERIFY(total->isHidden());
+        QCOMPARE(run.window()->focusWidget(), &run.project());
+        QCOMPARE(run.project().selectedText(), u"[W1] Website"_s);
+        saving ? run.save() : run.cancel();
+        QVERIFY(!run.isOpen());
+        QVERIFY(!total->isHidden());
+        QVERIFY(list->isAncestorOf(run.window()->focusWidget()) || list == run.window()->focusWidget());
+        run.settle();
+        // The row is selected again: Return's key opens it once more.
+        QTest::keyClick(run.window()->focusWidget(), Qt::Key_E);
+        QVERIFY(run.isOpen());
+        run.press(Qt::Key_Escape);
+        QVERIFY(!run.isOpen());
+    }
+}
+
+void EditTimerTest::sendsAnEntryOfHours()
+{
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        QCOMPARE(run.task().text(), u"Design"_s);
+        QCOMPARE(run.notes().text(), u"First draft"_s);
+        QCOMPARE(run.hours().text(), u"1:30"_s);
+        QCOMPARE(run.date().date(), QDate(2013, 1, 15));
+        QVERIFY(run.find("timestampContainer")->isHidden());
+        run.save();
+        QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n"));
+        QCOMPARE(run.target, u"/daily/update/1"_s);
+    }
+    EditRun run;
+    run.book();
+    run.edit();
+    run.type(run.project(), u"intra"_s);
+    run.press(Qt::Key_Tab);
+    run.type(run.task(), u"su"_s);
+    run.press(Qt::Key_Tab);
+    run.type(run.notes(), u"R&D <äöü>"_s);
+    run.type(run.hours(), u"2:20"_s);
+    run.date().setDate(QDate(2013, 1, 14));
+    run.save();
+    QCOMPARE(run.sent(), request("R&amp;D &lt;äöü&gt;", "  <hours>2.33</hours>\n", 2, 3, "Mon, 14 Jan 2013"));
+}
+
+void EditTimerTest::sendsAnEntryOfTimes()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    const QString id = run.book();
+    run.edit();
+    QVERIFY(run.find("durationContainerAndHoursBackground")->isHidden());
+    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+    QCOMPARE(run.endTime().text(), u"8:30AM"_s);
+    run.type(run.startTime(), u"0630"_s);
+    run.leave();
+    QCOMPARE(run.startTime().text(), u"6:30AM"_s);
+    run.type(run.endTime(), u"8:15am"_s);
+    run.save();
+    QCOMPARE(run.sent(), request("First draft", "  <hours>1.75</hours>\n"
+                                                "  <started_at>6:30AM</started_at>\n"
+                                                "  <ended_at>8:15AM</ended_at>\n"));
+    QCOMPARE(run.entry(id)->hours(), 1.75);
+}
+
+void EditTimerTest::sendsARunningEntry()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    run.startTimer();
+    run.edit();
+    QCOMPARE(run.startTime().text(), u"9:00AM"_s);
+    QCOMPARE(run.endTime().text(), QString());
+    QVERIFY(!run.endTime().isEnabled());
+    run.type(run.startTime(), u"8:45"_s);
+    run.save();
+    QVERIFY(!run.isOpen());
+    QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"));
+}
+
+void EditTimerTest::readsTypedTimes_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("shown"); // empty: as typed, and wrong
+    for (const auto& [typed, shown] : std::initializer_list<std::pair<const char*, const char*>>{{"9:15AM", "9:15AM"},
+                                                                                                 {"9:15 am", "9:15AM"},
+                                                                                                 {"9:15", "9:15AM"},
+                                                                                                 {"09:15", "9:15AM"},
+                                                                                                 {"0915", "9:15AM"},
+                                                                                                 {"915", "9:15AM"},
+                                                                                                 {"17:00", "5:00PM"},
+                                                                                                 {"1700", "5:00PM"},
+                                                                                                 {"5:00pm", "5:00PM"},
+                                                                                                 {"12:00", "12:00AM"},
+                                                                                                 {"25:99", ""},
+                                                                                                 {"24:00", ""},
+                                                                                                 {"9", ""},
+                                                                                                 {"9am", ""},
+                                                                                                 {"9:5", ""},
+                                                                                                 {"noon", ""},
+                                                                                                 {"9:15 tomorrow", ""},
+                                                                                                 {"-9:15", ""},
+                                                                                                 {"9:15:30", ""},
+                                                                                                 {"٩:١٥x", ""}})
+        QTest::newRow(typed) << QString::fromUtf8(typed) << QString::fromUtf8(shown);
+    QTest::newRow("much") << QString(10'000, u'9') << QString();
+    QTest::newRow("controls") << u"9:\u0001\u202e15"_s << QString();
+}
+
+void EditTimerTest::readsTypedTimes()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, shown);
+    EditRun run(EditRun::Timers::Timestamps);
+    const QString id = run.book();
+    run.edit();
+    run.paste(run.startTime(), typed);
+    run.leave();
+    const bool wrong = shown.isEmpty();
+    QCOMPARE(run.startTime().text(), wrong ? typed : shown);
+    auto* background = run.find<skin::QuillonTextFieldBackground>("startTimeBackground");
+    QCOMPARE(background->error(), wrong);
+    // The look of the field stays the same: words say it.
+    QCOMPARE(run.find<QLabel>("timeHint")->text().isEmpty(), !wrong);
+    QCOMPARE(run.startTime().accessibleDescription().isEmpty(), !wrong);
+    QCOMPARE(run.entry(id)->startedAt() == EditRun::moment(7, 0), wrong);
+    run.save();
+    if (wrong)
+        QCOMPARE(run.message(), u"Please enter a valid start time and try again."_s);
+}
+
+void EditTimerTest::readsTypedHours_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QByteArray>("sent"); // empty: no hours are sent
+    const auto row = [](const char* typed, const char* shown, const char* sent) {
+        QTest::newRow(*typed ? typed : "empty")
+            << QString::fromUtf8(typed) << QString::fromUtf8(shown) << QByteArray(sent);
+    };
+    row("1:30", "1:30", "1.50");
+    row("2", "2:00", "2.00");
+    row("0:20", "0:20", "0.33");
+    row(":45", "0:45", "0.75");
+    row("0:90", "1:30", "1.50");
+    row("1:30:99", "1:30", "1.50");
+    row("999:59", "999:59", "999.98");
+    row("", "0:00", "");
+    row("0", "0:00", "");
+    row("::", "0:00", "");
+    row(".5", "5:00", "5.00"); // the sign that is no digit is not let in
+    row("-1", "1:00", "1.00");
+    row("1h", "1:00", "1.00");
+    row("1.5", "15:00", "15.00");
+}
+
+void EditTimerTest::readsTypedHours()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, shown);
+    QFETCH(QByteArray, sent);
+    EditRun run;
+    run.book();
+    run.edit();
+    QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
+    QCOMPARE(run.hours().selectedText(), u"1:30"_s);
+    run.type(run.hours(), typed);
+    run.leave();
+    QCOMPARE(run.hours().text(), shown);
+    run.save();
+    QCOMPARE(run.sent(), request("First draft", sent.isEmpty() ? QByteArray() : "  <hours>" + sent + "</hours>\n"));
+}
+
+void EditTimerTest::takesAnyNotes_data()
+{
+    QTest::addColumn<QString>("notes");
+    QTest::addColumn<QByteArray>("sent");
+    const auto row = [](const char* name, const QString& notes) { QTest::newRow(name) << notes << notes.toUtf8(); };
+    row("empty", u""_s);
+    row("right to left", u"פגישה עם הלקוח, 3 שעות"_s);
+    row("combining", u"e\u0301 a\u0308\u0323"_s);
+    row("emoji", u"👩🏽‍💻 🏳️‍🌈 ☕️"_s);
+    row("lines", u"one\n\n  three\n"_s);
+    row("no-break spaces", u"10\u00a0h, 5\u202f€"_s);
+    QTest::newRow("controls") << u"a\u0001b\u001bc"_s << QByteArray("abc");
+    row("long", u"All work and no play. "_s.repeated(5000));
+}
+
+void EditTimerTest::takesAnyNotes()
+{
+    QFETCH(QString, notes);
+    QFETCH(QByteArray, sent);
+    EditRun run;
+    run.book();
+    run.edit();
+    run.paste(run.notes(), notes);
+    run.press(Qt::Key_Return);
+    QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+    // What the service has is shown, and goes back untouched.
+    run.edit();
+    run.save();
+    QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+}
+
+void EditTimerTest::saysWhatIsMissing()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    run.type(run.project(), u"nothing of the kind"_s);
+    run.save();
+    QCOMPARE(run.message(), chooseBoth);
+    QCOMPARE(run.window()->focusWidget()->objectName(), u"acknowledgeButton"_s);
+    run.press(Qt::Key_Escape);
+    QCOMPARE(run.message(), QString());
+    QVERIFY(run.isOpen());
+    QCOMPARE(run.window()->focusWidget(), &run.project());
+    QCOMPARE(run.project().text(), u"nothing of the kind"_s);
+
+    run.type(run.project(), u"website"_s); // by its bare name
+    run.press(Qt::Key_Tab);
+    run.type(run.task(), u""_s);
+    run.save();
+    QCOMPARE(run.message(), chooseBoth);
+    run.acknowledge();
+    QCOMPARE(run.window()->focusWidget(), &run.task());
+    run.type(run.task(), u"meet"_s);
+    run.save();
+    QVERIFY(!run.isOpen());
+    QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 2));
+}
+
+void EditTimerTest::checksTheTimes()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    run.book();
+    run.edit();
+    const auto message = [&run](const QString& start, const QString& end) {
+        run.type(run.startTime(), start);
+        run.type(run.endTime(), end);
+        run.save();
+        const QString said = run.message();
+        run.acknowledge();
+        return said;
+    };
+    QCOMPARE(message(u"9"_s, u"10:00"_s), u"Please enter a valid start time and try again."_s);
+    QCOMPARE(run.window()->focusWidget(), &run.startTime());
+    QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
+    QCOMPARE(run.window()->focusWidget(), &run.endTime());
+    QCOMPARE(message(u"soon"_s, u"later"_s), u"Please enter a valid start time and end time and try again."_s);
+    QCOMPARE(message(u"9:00"_s, u"8:59"_s), endBeforeStart);
+    // The project comes first.
+    run.type(run.project(), u"x"_s);
+    QCOMPARE(message(u"soon"_s, u"later"_s), chooseBoth);
+    run.type(run.project(), u"website"_s);
+    run.press(Qt::Key_Tab);
+    QCOMPARE(message(u"9:00"_s, u"9:00"_s), QString());
+    QVERIFY(!run.isOpen());
+    QCOMPARE(run.sent(), request("First draft", "  <started_at>9:00AM</started_at>\n"
+                                                "  <ended_at>9:00AM</ended_at>\n"));
+}
+
+void EditTimerTest::fillsTimesThatWereCleared()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    run.book();
+    run.edit();
+    run.type(run.startTime(), u""_s);
+    run.leave();
+    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+    QVERIFY(run.find<skin::QuillonTextFieldBackground>("startTimeBackground")->error());
+    QCOMPARE(run.find<QLabel>("timeHint")->text(), QString());
+    run.type(run.endTime(), u"  "_s);
+    run.leave();
+    QCOMPARE(run.endTime().text(), u"8:30AM"_s);
+    run.save();
+    QVERIFY(!run.isOpen());
+}
+
+void EditTimerTest::keepsAStartThatTheEntryDoesNotHave()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    const QString id = run.book();
+    run.edit();
+    run.cancel();
+    run.entry(id)->setStartedAt({});
+    run.entry(id)->setStoppedAt({});
+    run.edit();
+    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+    QCOMPARE(run.endTime().text(), QString());
+}
+
+void EditTimerTest::cancelsWithoutSending()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    const QString id = run.book();
+    for (const bool escape : {false, true}) {
+        run.edit();
+        run.type(run.notes(), u"changed"_s);
+        run.type(run.endTime(), u"8:45"_s);
+        escape ? run.press(Qt::Key_Escape) : run.cancel();
+        QVERIFY(!run.isOpen());
+        run.settle();
+        QCOMPARE(run.requested(), QStringList());
+        QCOMPARE(run.entry(id)->notes(), u"First draft"_s);
+        QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 30));
+    }
+    // A time that was checked before stays with the entry here.
+    run.edit();
+    run.type(run.endTime(), u"8:45"_s);
+    run.leave();
+    run.cancel();
+    QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 45));
+}
+
+void EditTimerTest::returnAndTab()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    run.type(run.notes(), u"one"_s);
+    run.press(Qt::Key_Return, Qt::AltModifier);
+    QTest::keyClicks(&run.notes(), u"two"_s);
+    run.press(Qt::Key_Enter, Qt::AltModifier | Qt::KeypadModifier);
+    QVERIFY(run.isOpen());
+    QStringList order;
+    for (int i = 0; i < 7; ++i) {
+        order << run.window()->focusWidget()->objectName();
+        run.press(Qt::Key_Tab);
+    }
+    QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"cancelButton"_s, u"saveButton"_s, u"datePicker"_s,
+                                 u"textField"_s, u"textField"_s}));
+    QCOMPARE(run.window()->focusWidget(), &run.notes());
+    run.press(Qt::Key_Return);
+    QVERIFY(!run.isOpen());
+    QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>1.50</hours>\n"));
+
+    // Anywhere else Return is the default button's.
+    run.edit();
+    run.type(run.hours(), u"3"_s);
+    run.press(Qt::Key_Return);
+    QTRY_VERIFY(!run.isOpen());
+    QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>3.00</hours>\n"));
+}
+
+void EditTimerTest::followsTheProject()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    // The task of the same name, where the project has it, else its first.
+    run.type(run.project(), u"intra"_s);
+    run.press(Qt::Key_Tab);
+    QCOMPARE(run.task().text(), u"Design"_s);
+    run.type(run.task(), u"supp"_s);
+    run.press(Qt::Key_Tab);
+    run.type(run.project(), u"[w1"_s);
+    run.press(Qt::Key_Tab);
+    QVERIFY(run.task().text() == u"Design"_s || run.task().text() == u"Meetings"_s);
+
+    // What stands in a picker counts when Save is pressed right there.
+    run.type(run.project(), u"intranet"_s);
+    QTest::keyClick(run.window()->focusWidget(), Qt::Key_Escape);
+    run.save();
+    QVERIFY(!run.isOpen());
+    QVERIFY(run.sent().contains("<project_id>2</project_id>"));
+}
+
+void EditTimerTest::picksADay()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    editing::DatePicker& date = run.date();
+    date.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+    QCOMPARE(date.text(), u"Tue, Jan 15, 2013"_s);
+    // The day itself is typed first, and one Tab leaves.
+    date.setFocus(Qt::TabFocusReason);
+    QTest::keyClicks(&date, u"9"_s);
+    QCOMPARE(date.currentDate(), QDate(2013, 1, 9));
+    run.press(Qt::Key_Tab);
+    QCOMPARE(run.window()->focusWidget(), &run.project());
+    date.setFocus(Qt::TabFocusReason);
+    QTest::keyClick(&date, Qt::Key_Left);
+    QTest::keyClick(&date, Qt::Key_Up);
+    QCOMPARE(date.date(), QDate(2013, 2, 9));
+
+    QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
+    auto* calendar = date.findChild<QCalendarWidget*>();
+    QVERIFY(calendar && calendar->isVisible());
+    QCOMPARE(calendar->selectedDate(), QDate(2013, 2, 9));
+    run.refresh();
+    QVERIFY(calendar->isVisible());
+    QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Right);
+    QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
+    QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
+    QCOMPARE(date.date(), QDate(2013, 2, 10));
+    run.service.forgetRequests();
+    run.save();
+    QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));
+}
+
+void EditTimerTest::survivesRefreshes_data()
+{
+    QTest::addColumn<bool>("timestamps");
+    QTest::newRow("hours") << false;
+    QTest::newRow("times") << true;
+}
+
+void EditTimerTest::survivesRefreshes()
+{
+    QFETCH(bool, timestamps);
+    EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+    const QString id = run.book();
+    run.edit();
+    int refreshes = 0;
+    // Each brings other notes, hours and times for the entry.
+    const auto refresh = [&] {
+        run.answerDay(EditRun::entryElement(
+            id, "<hours>5.0</hours><started_at>1:00am</started_at><ended_at>6:00am</ended_at><notes>Changed " +
+                    QByteArray::number(++refreshes) + "</notes>"));
+        run.refresh();
+        QCOMPARE(run.entry(id)->notes(), u"Changed %1"_s.arg(refreshes));
+    };
+    const auto typeWithRefreshes = [&](QWidget& field, const QString& text) {
+        run.type(field, u""_s);
+        for (const QChar sign : text) {
+            QTest::keyClicks(&field, QString(sign));
+            const auto* line = qobject_cast<QLineEdit*>(&field);
+            const QString before = line ? line->text() : run.notes().text();
+            const QString selected = line ? line->selectedText() : QString();
+            const int caret = line ? line->cursorPosition() : run.notes().textCursor().position();
+            refresh();
+            QCOMPARE(line ? line->text() : run.notes().text(), before);
+            QCOMPARE(line ? line->selectedText() : QString(), selected);
+            QCOMPARE(line ? line->cursorPosition() : run.notes().textCursor().position(), caret);
+            QCOMPARE(run.window()->focusWidget(), &field);
+            QVERIFY(run.isOpen());
+        }
+    };
+    typeWithRefreshes(run.project(), u"intr"_s);
+    QCOMPARE(run.project().text(), u"intranet"_s);
+    run.press(Qt::Key_Tab);
+    refresh();
+    typeWithRefreshes(run.task(), u"sup"_s);
+    run.press(Qt::Key_Tab);
+    refresh();
+    QCOMPARE(run.project().text(), u"Intranet"_s);
+    QCOMPARE(run.task().text(), u"Support"_s);
+    typeWithRefreshes(run.notes(), u"My own"_s);
+    if (timestamps) {
+        typeWithRefreshes(run.startTime(), u"7:15"_s);
+        typeWithRefreshes(run.endTime(), u"8:45"_s);
+    } else {
+        typeWithRefreshes(run.hours(), u"1:45"_s);
+    }
+    run.date().setDate(QDate(2013, 1, 10));
+    refresh();
+    run.service.forgetRequests();
+    run.save();
+    QCOMPARE(run.sent(), request("My own",
+                                 timestamps ? "  <hours>1.50</hours>\n"
+                                              "  <started_at>7:15AM</started_at>\n"
+                                              "  <ended_at>8:45AM</ended_at>\n"
+                                            : "  <hours>1.75</hours>\n",
+                                 2, 3, "Thu, 10 Jan 2013"));
+}
+
+void EditTimerTest::followsATimerThatStops()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    const QString id = run.startTimer();
+    run.edit();
+    QVERIFY(!run.endTime().isEnabled());
+    run.answerDay(EditRun::entryElement(id, "<hours>1.0</hours><started_at>9:00am</started_at>"
+                                            "<ended_at>10:00am</ended_at><notes>Running</notes>"));
+    run.refresh();
+    QVERIFY(run.endTime().isEnabled());
+    QCOMPARE(run.endTime().text(), u"10:00AM"_s);
+
+    run.answerDay(EditRun::entryElement(
+        id, "<hours>1.0</hours><hours_without_timer>1.0</hours_without_timer><started_at>9:00am</started_at><ended_at>"
+            "10:00am</ended_at><timer_started_at>Tue, 15 Jan 2013 09:00:00 +0000</timer_started_at>"));
+    run.refresh();
+    QVERIFY(!run.endTime().isEnabled());
+    QCOMPARE(run.endTime().text(), QString());
+}
+
+void EditTimerTest::neverSavesADeletedEntry()
+{
+    for (const EditRun::Timers timers : {EditRun::Timers::Hours, EditRun::Timers::Timestamps}) {
+        EditRun run(timers);
+        const QString id = run.book();
+        run.edit();
+        run.type(run.notes(), u"All that I did"_s);
+        if (timers == EditRun::Timers::Timestamps) {
+            run.type(run.endTime(), u"8:45"_s);
+            run.leave(); // the entry has a change that is not saved
+        }
+        run.answerDay({});
+        run.refresh();
+        QVERIFY(!run.entry(id));
+        QVERIFY(run.isOpen());
+        QCOMPARE(run.notes().text(), u"All that I did"_s);
+        for (QLineEdit* field : {&run.hours(), &run.startTime(), &run.endTime()}) {
+            field->setFocus(Qt::TabFocusReason);
+            run.press(Qt::Key_Tab);
+        }
+        run.service.forgetRequests();
+        run.save();
+        QVERIFY(run.message().startsWith(u"This timer has been deleted in the meantime."_s));
+        run.press(Qt::Key_Return);
+        QTRY_COMPARE(run.message(), QString());
+        run.settle();
+        QCOMPARE(run.requested(), QStringList());
+        run.press(Qt::Key_Escape);
+        QVERIFY(!run.isOpen());
+        run.answerDay({});
+        run.refresh();
+        QVERIFY(!run.entry(id));
+    }
+}
+
+void EditTimerTest::neverSavesALockedEntry()
 {
     EditRun run;
     const QString id = run.book();
     run.edit();
-    QVERIFY(run.isOpen());
-    QCOMPARE(run.window()->focusWidget(), &run.project());
-    QCOMPARE(run.project().text(), u"[W1] Website"_s);
-    QCOMPARE(run.task().text(), u"Design"_s);
-    QCOMPARE(run.notes().text(), u"First draft"_s);
-    QCOMPARE(run.hours().text(), u"1:30"_s);
-    QCOMPARE(run.date().date(), QDate(2013, 1, 15));
+    run.type(run.hours(), u"4"_s);
+    QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), "Approved by Kim."));
+    run.refresh();
+    run.service.forgetRequests();
     run.save();
+    QCOMPARE(run.message(),
+             u"This timer has been locked in the meantime and can no longer be changed. Approved by Kim."_s);
+    run.acknowledge();
+    QCOMPARE(run.hours().text(), u"4"_s);
+    QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), std::nullopt));
+    run.refresh();
+    run.service.forgetRequests();
+    run.save();
+    QCOMPARE(run.sent(), request("First draft", "  <hours>4.00</hours>\n"));
+}
+
+void EditTimerTest::outlivesTheAccount()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    run.type(run.project(), u"in"_s);
+    run.menulet->clearAllData();
+    QCoreApplication::processEvents();
+    QVERIFY(run.isOpen());
+    QCOMPARE(run.project().text(), u"intranet"_s);
+    run.press(Qt::Key_Down);
+    run.press(Qt::Key_Tab);
+    run.save();
+    QVERIFY(!run.message().isEmpty());
+    run.acknowledge();
+    run.cancel();
     QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                    "<request>\n"
-                                    "  <id>1</id>\n"
-                                    "  <notes>First draft</notes>\n"
-                                    "  <project_id>1</project_id>\n"
-                                    "  <task_id>1</task_id>\n"
-                                    "  <spent_at>Tue, 15 Jan 2013</spent_at>\n"
-                                    "  <hours>1.50</hours>\n"
-                                    "</request>\n"));
-    QCOMPARE(run.target, u"/daily/update/1"_s);
+    QCOMPARE(run.sent(), QByteArray());
+}
+
+void EditTimerTest::losesAProjectThatIsGone()
+{
+    EditRun run;
+    run.book();
+    run.edit();
+    run.type(run.project(), u"intranet"_s);
+    run.press(Qt::Key_Tab);
+    QVERIFY(run.service.database().value()->setProjectActive(run.intranet, false));
+    service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+    run.settle();
+    QCOMPARE(run.project().text(), u"Intranet"_s);
+    run.service.forgetRequests();
+    run.save();
+    QCOMPARE(run.message(), chooseBoth);
+    QCOMPARE(run.sent(), QByteArray());
+}
+
+void EditTimerTest::canBeRead()
+{
+    EditRun run(EditRun::Timers::Timestamps);
+    run.book();
+    run.edit();
+    const auto spoken = [](QWidget& widget) {
+        QAccessibleInterface* face = QAccessible::queryAccessibleInterface(&widget);
+        return face ? face->text(QAccessible::Name) : QString();
+    };
+    QCOMPARE(spoken(*run.find("editTimerSheet")), u"Edit Timer"_s);
+    QCOMPARE(QAccessible::queryAccessibleInterface(run.find("editTimerSheet"))->role(), QAccessible::Dialog);
+    QStringList names;
+    for (QWidget* field : {static_cast<QWidget*>(&run.project()), static_cast<QWidget*>(&run.task()),
+                           static_cast<QWidget*>(&run.notes()), static_cast<QWidget*>(&run.startTime()),
+                           static_cast<QWidget*>(&run.endTime()), static_cast<QWidget*>(&run.hours()),
+                           static_cast<QWidget*>(&run.date()), run.find("editHoursButton"), run.find("cancelButton"),
+                           run.find("saveButton")})
+        names << spoken(*field);
+    QCOMPARE(names, QStringList({u"Project"_s, u"Task"_s, u"Notes"_s, u"Start Time"_s, u"End Time"_s, u"Hours"_s,
+                                 u"Date"_s, u"Edit Hours"_s, u"Cancel"_s, u"Save"_s}));
+    run.type(run.endTime(), u"9"_s);
+    run.save();
+    QCOMPARE(spoken(*run.find("invalidEntrySheet")), run.message());
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(EditTimerTest)
