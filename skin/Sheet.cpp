@@ -80,6 +80,13 @@ void tellAssistiveTechnology(Sheet& sheet, QAccessible::Event what)
     QAccessible::updateAccessibility(&event);
 }
 
+/// Only push buttons have a look for it.
+void showDefault(QAbstractButton* button, bool isDefault)
+{
+    if (auto* push = qobject_cast<QPushButton*>(button))
+        push->setDefault(isDefault);
+}
+
 /// Switches off what is on and notes it.
 template <class Thing>
 void block(const QList<Thing*>& things, QList<QPointer<Thing>>& blocked)
@@ -119,13 +126,6 @@ Sheet::Sheet(QWidget& window) : QWidget(&window), m_window(window), m_body(new B
     connect(&m_slide, &QVariantAnimation::finished, this, [this] { setVisible(m_open); });
 }
 
-void Sheet::setDefaultButton(QAbstractButton* button)
-{
-    m_defaultButton = button;
-    if (auto* push = qobject_cast<QPushButton*>(button))
-        push->setDefault(true);
-}
-
 Sheet* Sheet::openIn(const QWidget& window)
 {
     // Those above come later among the children.
@@ -141,6 +141,13 @@ void Sheet::open(QWidget* focus)
     m_open = true;
     setAttribute(Qt::WA_TransparentForMouseEvents, false);
     m_focusBefore = m_window.focusWidget();
+    // Before the focus moves: in a dialog the button that has it counts as the default one.
+    for (QPushButton* button : m_window.findChildren<QPushButton*>()) {
+        if (button->isDefault()) {
+            button->setDefault(false);
+            m_defaultBefore = button;
+        }
+    }
     m_minimumHeightBefore = m_window.minimumHeight();
     m_heightBefore = m_window.height();
     m_window.installEventFilter(this);
@@ -151,6 +158,7 @@ void Sheet::open(QWidget* focus)
     QWidget* const first = focus ? focus : nextFocus(this, true);
     (first ? first : this)->setFocus(Qt::OtherFocusReason);
     block();
+    showDefault(m_defaultButton, true);
     slide(true);
     tellAssistiveTechnology(*this, QAccessible::DialogStart);
 }
@@ -168,9 +176,12 @@ void Sheet::close()
         upper->m_blockedActions += std::exchange(m_blockedActions, {});
         upper->m_blockedShortcuts += std::exchange(m_blockedShortcuts, {});
         upper->m_focusBefore = m_focusBefore;
+        upper->m_defaultBefore = m_defaultBefore;
         upper->m_minimumHeightBefore = m_minimumHeightBefore;
         upper->m_heightBefore = m_heightBefore;
     } else {
+        showDefault(m_defaultButton, false);
+        showDefault(m_defaultBefore, true);
         unblock();
     }
     slide(false);

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <QAccessible>
 #include <QList>
 #include <QPointer>
+#include <QPushButton>
 #include <QVariantAnimation>
 #include <QWidget>
 
-class QAbstractButton;
 class QAction;
 class QShortcut;
 
@@ -37,7 +36,7 @@ public:
     void setTopEdge(QWidget* part) { m_topEdge = part; }
     /// Children of the window that stay usable while the sheet is open, such as the strip that moves it.
     void setUsable(const QList<QWidget*>& parts) { m_usable = parts; }
-    void setDefaultButton(QAbstractButton* button);
+    void setDefaultButton(QAbstractButton* button) { m_defaultButton = button; }
 
     /// `focus` has the focus first; null: the first control.
     void open(QWidget* focus = nullptr);
@@ -86,6 +85,7 @@ private:
     QList<QPointer<QAction>> m_blockedActions;
     QList<QPointer<QShortcut>> m_blockedShortcuts;
     QPointer<QWidget> m_focusBefore;
+    QPointer<QPushButton> m_defaultBefore;
     int m_minimumHeightBefore = 0;
     int m_heightBefore = 0;
     int m_heightGiven = 0;

@@ -1,11 +1,11 @@
 #include "platform/Alerts.h"
 #include "skin/MessageSheet.h"
+#include "support/StillStyle.h"
 #include "support/TestMain.h"
 
 #include <QAccessible>
 #include <QLabel>
 #include <QLineEdit>
-#include <QProxyStyle>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSignalSpy>
@@ -15,23 +15,6 @@ using namespace skin;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// Fusion with its animations on or off.
-class Style final : public QProxyStyle
-{
-public:
-    explicit Style(bool animated) : QProxyStyle(u"fusion"_s), m_animated(animated) {}
-    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                  QStyleHintReturn* answer) const override
-    {
-        if (hint == SH_Widget_Animation_Duration)
-            return m_animated ? 200 : 0;
-        return QProxyStyle::styleHint(hint, option, widget, answer);
-    }
-
-private:
-    bool m_animated;
-};
 
 /// A window with a tool bar, two fields and a shortcut.
 class Window : public QWidget
@@ -94,7 +77,7 @@ class SheetTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QApplication::setStyle(new Style(false)); }
+    void init() { QApplication::setStyle(new support::StillStyle); }
     void blocksTheWindowAndGivesItBack();
     void tabStaysInside();
     void escapeAndReturn();
@@ -246,7 +229,7 @@ void SheetTest::closedBelowAnother()
 
 void SheetTest::slides()
 {
-    QApplication::setStyle(new Style(true));
+    QApplication::setStyle(new support::StillStyle(true));
     Window window;
     EditSheet sheet(window);
     sheet.open();
