@@ -1,7 +1,10 @@
 #include "app/ProgramWindows.h"
 
+#include "app/Relaunch.h"
 #include "app/WrenfoldMenulet.h"
 #include "editing/NewTimerController.h"
+#include "settings/ui/PreferenceController.h"
+#include "settings/ui/PreferencesOwner.h"
 #include "skin/AboutController.h"
 #include "timesheet/TimesheetController.h"
 
@@ -15,6 +18,25 @@ public:
 
 private:
     skin::AboutController m_controller;
+};
+
+/// The preferences window, as the controller speaks to it, and the controller, as that window speaks to it.
+class PreferencesWindow final : public Window, public settings_ui::PreferencesOwner
+{
+public:
+    explicit PreferencesWindow(WrenfoldMenulet& owner) : m_owner(owner), m_controller(*this) {}
+
+    void show() override { m_controller.show(); }
+
+    bool loggedOut() const override { return m_owner.loggedOut(); }
+    bool showingInDock() const override { return m_owner.showingInDock(); }
+    void showHelp() override { m_owner.showHelp(&m_controller); }
+    void relaunch() override { app::relaunch(&m_controller); }
+    void quit() override { m_owner.quitQuilonForMac(&m_controller); }
+
+private:
+    WrenfoldMenulet& m_owner;
+    settings_ui::PreferenceController m_controller;
 };
 
 /// The timesheet, as the controller speaks to it, and the controller, as the timesheet speaks to it.
@@ -69,6 +91,7 @@ WindowMakers programWindows()
 {
     WindowMakers windows;
     windows.about = [](WrenfoldMenulet&) { return std::make_unique<AboutWindow>(); };
+    windows.preferences = [](WrenfoldMenulet& owner) { return std::make_unique<PreferencesWindow>(owner); };
     windows.timesheet = [](WrenfoldMenulet& owner) { return std::make_unique<Timesheet>(owner); };
     windows.newTimer = [](WrenfoldMenulet&) { return std::make_unique<NewTimer>(); };
     return windows;

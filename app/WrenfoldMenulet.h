@@ -239,7 +239,6 @@ private:
     bool m_clearingCompanyData = false;
     bool m_cacheVersionChanged = false;
     bool m_showingMenu = false;
-    bool m_tellingHowToSignIn = false;
 };
 
 } // namespace app

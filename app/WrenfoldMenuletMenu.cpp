@@ -158,25 +158,8 @@ void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
 {
     if (!m_preferenceController && m_windows.preferences)
         m_preferenceController = m_windows.preferences(*this);
-    if (m_preferenceController) {
+    if (m_preferenceController)
         m_preferenceController->show();
-        return;
-    }
-    // While signed out the menu never opens: without a window to sign in this is the only way out.
-    if (m_tellingHowToSignIn)
-        return;
-    m_tellingHowToSignIn = true;
-    environment().alerts().show(
-        {tr("You Are Not Signed In"),
-         tr("Start Quillon with the option --local to keep your time on this computer, or put the name of your account "
-            "and your e-mail address into the settings file and your password into the keyring."),
-         {tr("OK"), tr("Quit Quillon")},
-         0},
-        [this](int button) {
-            m_tellingHowToSignIn = false;
-            if (button == 1)
-                quitQuilonForMac(this);
-        });
 }
 
 TimesheetWindow* WrenfoldMenulet::timesheet()

@@ -135,6 +135,12 @@ const std::array slices{
     Slice{"tw-add-one-active.png", "signs", {152, 52, 20, 20}},
     Slice{"black-title-text.png", {}, {0, 0, 46, 23}},
     Slice{"quillon.png", "quillon", {0, 0, 128, 128}},
+    Slice{"prefs-account.png", "preferences", {0, 0, 24, 24}},
+    Slice{"prefs-general.png", "preferences", {28, 0, 24, 24}},
+    Slice{"prefs-shortcuts.png", "preferences", {56, 0, 24, 24}},
+    Slice{"prefs-show.png", "preferences", {84, 4, 16, 16}},
+    Slice{"prefs-hide.png", "preferences", {104, 4, 16, 16}},
+    Slice{"prefs-clear.png", "preferences", {124, 4, 16, 16}},
 };
 
 /// The parsed sheets. They never change, so they are kept for the life of the process.

@@ -58,25 +58,11 @@ void StatusMenuTest::layout()
 
 void StatusMenuTest::windowsThatDoNotExist()
 {
-    AppRun run(false, AppRun::Windows::None);
-    run.test.alerts.answer.reset();
+    AppRun run(true, AppRun::Windows::None);
     run.start();
     for (const QAction* item : {run.menu().newTimerMenuItem, run.menu().timesheetMenuItem,
                                 run.menu().preferencesMenuItem, run.menu().aboutMenuItem})
         QVERIFY2(!item->isEnabled(), qPrintable(item->text()));
-    // Signed out, without a window to sign in and without a menu, an alert says how and is the way out. Once.
-    run.menulet->toggleStatusItemMenu();
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    QCOMPARE(run.test.alerts.shown.front().title, u"You Are Not Signed In"_s);
-    QVERIFY(run.test.alerts.press(0));
-    run.menulet->toggleStatusItemMenu();
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(2));
-    QVERIFY(run.test.alerts.press(0));
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(3));
-    QCOMPARE(run.test.alerts.shown.back().title, u"You Are Not Signed In"_s);
-    // Leaving it by Escape is not leaving the program.
-    QCOMPARE(run.test.alerts.shown.back().buttons.value(run.test.alerts.shown.back().escapeButton), u"OK"_s);
 }
 
 void StatusMenuTest::openingAndClosing()

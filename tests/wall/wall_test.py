@@ -14,9 +14,10 @@ MAY_USE = {
     "model": {"store", "settings", "platform"},
     "service": {"model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
+    "settings_ui": {"service", "model", "skin", "settings", "store", "platform"},
     "editing": {"service", "model", "skin", "settings", "store", "platform"},
     "timesheet": {"editing", "service", "model", "skin", "settings", "store", "platform"},
-    "app": {"timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
+    "app": {"settings_ui", "timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
 }
 
 
@@ -24,9 +25,10 @@ def main(commands_file, source):
     source = pathlib.Path(source)
     commands = {}
     for entry in json.loads(pathlib.Path(commands_file).read_text()):
-        module = pathlib.Path(entry["file"]).parent
-        if module.parent == source and f"quillon_{module.name}.dir" in entry["command"]:
-            commands.setdefault(module.name, entry)
+        folder = pathlib.Path(entry["file"]).parent
+        module = str(folder.relative_to(source)).replace("/", "_") if folder.is_relative_to(source) else ""
+        if f"quillon_{module}.dir" in entry["command"]:
+            commands.setdefault(module, entry)
     assert set(commands) == set(MAY_USE), f"modules: {sorted(commands)}"
 
     wrong = []
@@ -35,10 +37,11 @@ def main(commands_file, source):
         compiler = words[1] if words[0].endswith("ccache") else words[0]
         flags = [word for word in words if word.startswith("-I")]
         for other in MAY_USE:
-            header = sorted((source / other).glob("*.h"))[0].name
+            folder = other.replace("_", "/")
+            header = sorted((source / folder).glob("*.h"))[0].name
             found = subprocess.run(
                 [compiler, *flags, "-xc++", "-M", "-MG", "-"],
-                input=f'#if !__has_include("{other}/{header}")\n#error\n#endif\n',
+                input=f'#if !__has_include("{folder}/{header}")\n#error\n#endif\n',
                 text=True, capture_output=True, cwd=entry["directory"], check=False).returncode == 0
             if found and other != module and other not in MAY_USE[module]:
                 wrong.append(f"{module} sees {other}/{header}")

@@ -1,0 +1,156 @@
+#include "settings/ui/PasswordField.h"
+
+#include "settings/ui/Signs.h"
+
+#include <QAccessibleWidget>
+#include <QEvent>
+#include <QToolButton>
+
+namespace settings_ui {
+
+namespace {
+
+constexpr int buttonSize = 22;
+constexpr int signSize = 16;
+
+class PasswordFieldAccessible final : public QAccessibleWidget,
+                                      public QAccessibleTextInterface,
+                                      public QAccessibleEditableTextInterface
+{
+public:
+    explicit PasswordFieldAccessible(PasswordField& field) : QAccessibleWidget(&field, QAccessible::EditableText) {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.passwordEdit = true;
+        state.editable = true;
+        state.focusable = true;
+        return state;
+    }
+
+    QString text(QAccessible::Text kind) const override
+    {
+        return kind == QAccessible::Value ? dots() : QAccessibleWidget::text(kind);
+    }
+    void setText(QAccessible::Text kind, const QString& text) override
+    {
+        if (kind == QAccessible::Value)
+            field().setText(text);
+    }
+
+    void* interface_cast(QAccessible::InterfaceType type) override
+    {
+        if (type == QAccessible::TextInterface)
+            return static_cast<QAccessibleTextInterface*>(this);
+        if (type == QAccessible::EditableTextInterface)
+            return static_cast<QAccessibleEditableTextInterface*>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    void selection(int index, int* start, int* end) const override
+    {
+        *start = *end = 0;
+        if (index == 0 && field().hasSelectedText()) {
+            *start = field().selectionStart();
+            *end = field().selectionEnd();
+        }
+    }
+    int selectionCount() const override { return field().hasSelectedText() ? 1 : 0; }
+    void addSelection(int start, int end) override { setSelection(0, start, end); }
+    void removeSelection(int index) override
+    {
+        if (index == 0)
+            field().deselect();
+    }
+    void setSelection(int index, int start, int end) override
+    {
+        if (index == 0)
+            field().setSelection(start, end - start);
+    }
+    int cursorPosition() const override { return field().cursorPosition(); }
+    void setCursorPosition(int position) override { field().setCursorPosition(position); }
+    QString text(int start, int end) const override { return dots().mid(start, end - start); }
+    int characterCount() const override { return static_cast<int>(field().text().size()); }
+    QRect characterRect(int /*offset*/) const override { return {}; }
+    int offsetAtPoint(const QPoint& point) const override
+    {
+        return field().cursorPositionAt(field().mapFromGlobal(point));
+    }
+    void scrollToSubstring(int start, int /*end*/) override { field().setCursorPosition(start); }
+    QString attributes(int offset, int* start, int* end) const override
+    {
+        *start = *end = offset;
+        return {};
+    }
+
+    void deleteText(int start, int end) override { replaceText(start, end, {}); }
+    void insertText(int offset, const QString& text) override { replaceText(offset, offset, text); }
+    void replaceText(int start, int end, const QString& text) override
+    {
+        field().setText(field().text().replace(start, end - start, text));
+    }
+
+private:
+    PasswordField& field() const { return *static_cast<PasswordField*>(object()); }
+    QString dots() const { return QString(field().text().size(), QChar(0x2022)); }
+};
+
+QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
+{
+    auto* field = qobject_cast<PasswordField*>(object);
+    return field ? new PasswordFieldAccessible(*field) : nullptr;
+}
+
+} // namespace
+
+PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QToolButton(this))
+{
+    [[maybe_unused]] static const bool installed = [] {
+        QAccessible::installFactory(makeInterface);
+        return true;
+    }();
+    m_show->setObjectName(QStringLiteral("showPasswordButton"));
+    m_show->setCheckable(true);
+    m_show->setAutoRaise(true);
+    m_show->setCursor(Qt::ArrowCursor);
+    m_show->setFocusPolicy(Qt::TabFocus);
+    m_show->setAccessibleName(tr("Show Password"));
+    m_show->setIconSize({signSize, signSize});
+    m_show->resize(buttonSize, buttonSize);
+    setTextMargins(0, 0, buttonSize + 2, 0);
+    setShown(false);
+    connect(m_show, &QToolButton::toggled, this, &PasswordField::setShown);
+}
+
+void PasswordField::setShown(bool shown)
+{
+    setEchoMode(shown ? Normal : Password);
+    // Lost with the echo mode, and as true of what is shown.
+    setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
+    m_show->setChecked(shown);
+    m_show->setToolTip(shown ? tr("Hide the password") : tr("Show the password"));
+    updateSign();
+}
+
+void PasswordField::changeEvent(QEvent* event)
+{
+    QLineEdit::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
+        updateSign();
+}
+
+void PasswordField::resizeEvent(QResizeEvent* event)
+{
+    QLineEdit::resizeEvent(event);
+    const int gap = (height() - buttonSize) / 2;
+    m_show->move(width() - buttonSize - gap, gap);
+}
+
+void PasswordField::updateSign()
+{
+    m_show->setIcon(
+        sign(isShown() ? "prefs-hide.png" : "prefs-show.png", palette().text().color(), devicePixelRatioF()));
+}
+
+} // namespace settings_ui

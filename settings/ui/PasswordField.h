@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QLineEdit>
+
+class QToolButton;
+
+namespace settings_ui {
+
+/// A field for a password, with a button that shows what was typed. Assistive technology is told of dots only, whatever
+/// is on the screen: what it knows, every program of the session can read.
+class PasswordField final : public QLineEdit
+{
+    Q_OBJECT
+public:
+    explicit PasswordField(QWidget* parent = nullptr);
+
+    bool isShown() const { return echoMode() == Normal; }
+    void setShown(bool shown);
+    QToolButton& showButton() const { return *m_show; }
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void updateSign();
+
+    QToolButton* m_show;
+};
+
+} // namespace settings_ui

@@ -1,0 +1,532 @@
+#include "settings/ui/PreferenceController.h"
+
+#include "platform/Desktop.h"
+#include "platform/InfoDictionary.h"
+#include "platform/LoginItems.h"
+#include "platform/Run.h"
+#include "platform/UpdateFeed.h"
+#include "service/QuillonApi.h"
+#include "settings/HotKeyManager.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
+#include "settings/ui/PreferencesOwner.h"
+#include "skin/LinkButton.h"
+#include "skin/Sheet.h"
+#include "skin/Spinner.h"
+#include "ui_Preferences.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QShortcut>
+#include <QStyle>
+#include <QTabBar>
+#include <QToolButton>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace settings_ui {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// A service that is there answers within a second or two.
+constexpr auto patience = 10s;
+constexpr qint64 leastIdleMinutes = 1;
+constexpr qint64 defaultIdleMinutes = 10;
+constexpr int messageWidth = 300;
+constexpr int iconSize = 48;
+constexpr int fieldHeight = 26;
+
+platform::Environment& environment()
+{
+    return platform::Run::current().environment();
+}
+
+/// The number that the text begins with; 0 when it begins with none.
+template <class Number>
+Number leadingNumber(const QString& text)
+{
+    const QByteArray digits = text.trimmed().toLatin1();
+    Number number = 0;
+    std::from_chars(digits.begin(), digits.end(), number);
+    return number;
+}
+
+/// The person's way to write money; where the system names no country, that of the United States.
+QLocale currencyLocale()
+{
+    const QLocale system = QLocale::system();
+    return system.currencySymbol().isEmpty() || system.language() == QLocale::C
+               ? QLocale(QLocale::English, QLocale::UnitedStates)
+               : system;
+}
+
+/// Text that steps back a little, and is still easy to read.
+QColor mixed(const QColor& text, const QColor& ground)
+{
+    const auto part = [](int of, int with) { return (of * 65 + with * 35) / 100; };
+    return {part(text.red(), ground.red()), part(text.green(), ground.green()), part(text.blue(), ground.blue())};
+}
+
+QString statusText(const platform::HotKeys::Status& status)
+{
+    using State = platform::HotKeys::State;
+    switch (status.state) {
+    case State::Pending:
+        return PreferenceController::tr("Waiting for the desktop to permit it…");
+    case State::Refused:
+        return PreferenceController::tr("Not available: another program may be using it.");
+    case State::Unavailable:
+        return PreferenceController::tr("This desktop has no shortcuts for all programs.");
+    case State::Registered:
+        return status.trigger;
+    case State::None:
+        break;
+    }
+    return {};
+}
+
+} // namespace
+
+PreferenceController::PreferenceController(PreferencesOwner& owner)
+    : m_owner(owner), m_api(service::QuillonApi::sharedApi()),
+      m_preferences(settings::QuillonPreferences::sharedPreferences()), m_hotKeys(settings::HotKeyManager::instance()),
+      m_loginItems(environment().loginItems()), m_formatter(currencyLocale()), m_ui(std::make_unique<Ui::Preferences>())
+{
+    m_loginItemsThread.setMaxThreadCount(1);
+    m_ui->setupUi(&m_window);
+    m_window.setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                            Qt::WindowCloseButtonHint);
+    awakeFromNib();
+    windowDidLoad();
+}
+
+PreferenceController::~PreferenceController() = default;
+
+void PreferenceController::awakeFromNib()
+{
+    if (m_ui->tabView->tabText(1) == "Favorites"_L1)
+        m_ui->tabView->removeTab(1);
+
+    for (QLineEdit* field : m_window.findChildren<QLineEdit*>())
+        field->setMinimumHeight(fieldHeight);
+    // What belongs to a check box stands below its title.
+    const QStyle& style = *m_window.style();
+    const int indent = style.pixelMetric(QStyle::PM_IndicatorWidth, nullptr, m_ui->showInDockButton) +
+                       style.pixelMetric(QStyle::PM_CheckBoxLabelSpacing, nullptr, m_ui->showInDockButton);
+    m_ui->dockHint->setContentsMargins(indent, 0, 0, 0);
+    m_ui->idleRow->setContentsMargins(indent, 0, 0, 0);
+
+    m_learnMoreLink = new skin::LinkButton(tr("Learn more about Quillon"));
+    m_learnMoreLink->setObjectName(u"learnMoreLink"_s);
+    m_learnMoreLink->setFont(m_window.font());
+    m_ui->learnMoreRow->addWidget(m_learnMoreLink);
+    m_ui->learnMoreRow->addStretch();
+    QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());
+    QWidget::setTabOrder(&m_ui->passwordField->showButton(), m_ui->companyField);
+    QWidget::setTabOrder(m_ui->defaultRateField, m_learnMoreLink);
+
+    const bool dark = m_window.palette().window().color().lightness() < 128;
+    m_authenticatingIndicator = new skin::Spinner(dark ? skin::Spinner::Look::Light : skin::Spinner::Look::Dark);
+    m_authenticatingIndicator->setObjectName(u"authenticatingIndicator"_s);
+    m_ui->footer->insertWidget(m_ui->footer->indexOf(m_ui->checkingLabel), m_authenticatingIndicator);
+
+    m_invalidCredentialsSheet = new skin::Sheet(m_window);
+    m_invalidCredentialsSheet->setObjectName(u"invalidCredentialsSheet"_s);
+    m_invalidCredentialsSheet->setTopEdge(m_ui->tabView->tabBar());
+    m_secondaryErrorMessage = new QLabel;
+    m_secondaryErrorMessage->setObjectName(u"secondaryErrorMessage"_s);
+    m_secondaryErrorMessage->setTextFormat(Qt::PlainText);
+    m_secondaryErrorMessage->setWordWrap(true);
+    m_secondaryErrorMessage->setMinimumWidth(messageWidth);
+    auto* picture = new QLabel;
+    picture->setPixmap(QApplication::windowIcon().pixmap(QSize(iconSize, iconSize), m_window.devicePixelRatioF()));
+    auto* acknowledge = new QPushButton(tr("OK"));
+    acknowledge->setObjectName(u"acknowledgeButton"_s);
+    connect(acknowledge, &QPushButton::clicked, this, &PreferenceController::acknowledgeValidationError);
+    auto* grid = new QGridLayout(&m_invalidCredentialsSheet->body());
+    grid->setContentsMargins(22, 20, 22, 18);
+    grid->setHorizontalSpacing(16);
+    grid->setVerticalSpacing(16);
+    grid->addWidget(picture, 0, 0, Qt::AlignTop);
+    grid->addWidget(m_secondaryErrorMessage, 0, 1, Qt::AlignVCenter);
+    grid->addWidget(acknowledge, 1, 1, Qt::AlignRight);
+    m_invalidCredentialsSheet->setDefaultButton(acknowledge);
+}
+
+void PreferenceController::windowDidLoad()
+{
+    const platform::InfoDictionary& info = environment().info();
+    m_learnMoreLink->setLink(QUrl(info.string("QuillonLearnMoreURL"_L1)));
+    m_ui->domainLabel->setText(
+        info.string(info.boolean("QuillonLocalDebug"_L1) ? "QuillonDevelopmentDomain"_L1 : "QuillonServiceDomain"_L1));
+    showChecking(false);
+    setHintColors();
+    wire();
+    controlTextDidEndEditing(nullptr);
+}
+
+void PreferenceController::wire()
+{
+    m_window.installEventFilter(this);
+    connect(m_ui->doneButton, &QPushButton::clicked, this, &PreferenceController::doneClicked);
+    connect(m_ui->tryAgainButton, &QPushButton::clicked, this, &PreferenceController::doneClicked);
+    connect(m_ui->helpButton, &QPushButton::clicked, this, &PreferenceController::goToHelpCenter);
+    connect(m_ui->quitButton, &QPushButton::clicked, this, [this] { m_owner.quit(); });
+    connect(new QShortcut(Qt::CTRL | Qt::Key_Q, &m_window), &QShortcut::activated, this, [this] { m_owner.quit(); });
+    connect(m_ui->defaultRateField, &QLineEdit::editingFinished, this,
+            [this] { controlTextDidEndEditing(m_ui->defaultRateField); });
+    connect(m_ui->idleTimerEnabledButton, &QCheckBox::toggled, m_ui->idleTimerMinutesField, &QWidget::setEnabled);
+    connect(&m_preferences, &settings::QuillonPreferences::passwordArrived, this, [this] {
+        if (m_ui->passwordField->text().isEmpty())
+            m_ui->passwordField->setText(m_preferences.password());
+    });
+    connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
+    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus);
+    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus);
+}
+
+void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status)
+{
+    recorder.setTaken([this, &recorder](qint64 keyCode, quint64 flags, QString& reason) {
+        return shortcutRecorder(recorder, keyCode, flags, reason);
+    });
+    connect(&recorder, &SRRecorderControl::keyComboChanged, this, &PreferenceController::showShortcutStatus);
+    connect(&recorder, &SRRecorderControl::refused, &status, &QLabel::setText);
+    connect(&recorder, &SRRecorderControl::recordingChanged, this, [this](bool recording) {
+        // What is in use now shall be typed, not carried out.
+        m_hotKeys.setPaused(recording);
+        showShortcutStatus();
+    });
+}
+
+void PreferenceController::show()
+{
+    if (!m_window.isVisible()) {
+        fill();
+        m_quitting = false;
+        QCoreApplication::instance()->installEventFilter(this);
+    }
+    m_ui->quitButton->setVisible(m_owner.loggedOut());
+    m_window.setWindowState(m_window.windowState() & ~Qt::WindowMinimized);
+    m_window.show();
+    m_window.raise();
+    m_window.activateWindow();
+    environment().desktop().activate();
+}
+
+void PreferenceController::fill()
+{
+    m_ui->emailField->setText(m_preferences.email());
+    m_ui->passwordField->setText(m_preferences.password());
+    m_ui->passwordField->setShown(false);
+    m_ui->quillonUrlField->setText(m_preferences.url());
+    m_ui->companyField->setText(m_preferences.companyName());
+    m_ui->blinkColonButton->setChecked(m_preferences.blinkColon());
+    m_ui->startAtLoginButton->setChecked(m_preferences.startAtLogin());
+    m_ui->idleTimerEnabledButton->setChecked(m_preferences.idleTimerEnabled());
+    m_ui->idleTimerMinutesField->setEnabled(m_preferences.idleTimerEnabled());
+    m_ui->checkForUpdatesButton->setChecked(updater().automaticallyChecksForUpdates());
+    m_ui->showInDockButton->setChecked(!m_preferences.hideFromDock());
+    m_ui->idleTimerMinutesField->setText(QString::number(m_preferences.idleMinutesThreshold()));
+    m_ui->toggleTimesheetShortcutControl->setKeyCombo(m_preferences.timesheetWindowHotKeyCombo());
+    m_ui->newTimerShortcutControl->setKeyCombo(m_preferences.newTimerWindowHotKeyCombo());
+    showKeyring();
+    showShortcutStatus();
+
+    m_ui->tabView->setCurrentWidget(m_ui->accountPage);
+    const std::array<QLineEdit*, 3> fields{m_ui->quillonUrlField, m_ui->emailField, m_ui->passwordField};
+    const auto empty = std::ranges::find_if(fields, [](const QLineEdit* field) { return field->text().isEmpty(); });
+    (empty != fields.end() ? *empty : fields.front())->setFocus();
+}
+
+void PreferenceController::doneClicked()
+{
+    if (!validateCredentials())
+        return;
+    saveCredentials();
+    m_api.authenticateNewCredentialsAndNotify(this);
+    m_waitingForAuthenticationCheck = true;
+    showChecking(true);
+    m_ui->doneButton->setEnabled(false);
+}
+
+bool PreferenceController::windowShouldClose()
+{
+    // What the sheet says comes first.
+    if (!m_invalidCredentialsSheet->isOpen())
+        doneClicked();
+    return false;
+}
+
+bool PreferenceController::validateCredentials()
+{
+    QStringList invalid;
+    const auto check = [&invalid](const QLineEdit& field, const QString& label) {
+        if (field.text().trimmed().isEmpty())
+            invalid << label;
+    };
+    check(*m_ui->emailField, u"Email"_s);
+    check(*m_ui->quillonUrlField, u"Secure Site"_s);
+    check(*m_ui->passwordField, u"Password"_s);
+    switch (invalid.size()) {
+    case 0:
+        return true;
+    case 1:
+        showSheet(u"Your %1 is invalid. Please enter a valid %1 before continuing."_s.arg(invalid[0]));
+        break;
+    case 2:
+        showSheet(u"Your %1 are invalid. Please enter valid values before continuing."_s.arg(invalid.join(" and "_L1)));
+        break;
+    default:
+        showSheet(u"Your %1, %2, and %3 are invalid. Please enter valid values before continuing."_s.arg(
+            invalid[0], invalid[1], invalid[2]));
+    }
+    return false;
+}
+
+void PreferenceController::showSheet(const QString& message)
+{
+    m_secondaryErrorMessage->setText(message);
+    m_invalidCredentialsSheet->setAccessibleName(message);
+    m_ui->tabView->setCurrentWidget(m_ui->accountPage);
+    m_invalidCredentialsSheet->open();
+}
+
+void PreferenceController::acknowledgeValidationError()
+{
+    m_invalidCredentialsSheet->close();
+}
+
+bool PreferenceController::credentialsChanged() const
+{
+    const settings::Credentials stored = m_preferences.credentials();
+    return m_ui->emailField->text().trimmed() != stored.email ||
+           m_ui->quillonUrlField->text().trimmed() != stored.url ||
+           m_ui->passwordField->text().trimmed() != m_preferences.password();
+}
+
+settings::QuillonPreferences& PreferenceController::saveCredentials()
+{
+    m_preferences.setUrl(m_ui->quillonUrlField->text());
+    m_preferences.setEmail(m_ui->emailField->text());
+    m_preferences.setPassword(m_ui->passwordField->text());
+    m_preferences.setCompanyName(m_ui->companyField->text());
+    m_preferences.setBlinkColon(m_ui->blinkColonButton->isChecked());
+    m_preferences.setStartAtLogin(m_ui->startAtLoginButton->isChecked());
+    m_preferences.setIdleTimerEnabled(m_ui->idleTimerEnabledButton->isChecked());
+    m_preferences.setHideFromDock(!m_ui->showInDockButton->isChecked());
+
+    auto minutes = leadingNumber<qint64>(m_ui->idleTimerMinutesField->text());
+    if (minutes < leastIdleMinutes) {
+        minutes = defaultIdleMinutes;
+        m_ui->idleTimerMinutesField->setText(QString::number(minutes));
+    }
+    m_preferences.setIdleMinutesThreshold(minutes);
+
+    updater().setAutomaticallyChecksForUpdates(m_ui->checkForUpdatesButton->isChecked());
+    m_preferences.setTimesheetWindowHotKeyCombo(m_ui->toggleTimesheetShortcutControl->keyCombo());
+    m_preferences.setNewTimerWindowHotKeyCombo(m_ui->newTimerShortcutControl->keyCombo());
+    m_preferences.save();
+    m_hotKeys.registerHotKeysFromPrefs();
+    showKeyring();
+
+    m_loginItemsThread.start([this, start = m_ui->startAtLoginButton->isChecked()] {
+        if (start)
+            addAppAsLoginItem();
+        else
+            deleteAppFromLoginItem();
+    });
+    return m_preferences;
+}
+
+void PreferenceController::authenticationSucceeded()
+{
+    showChecking(false);
+    if (m_waitingForAuthenticationCheck) {
+        m_waitingForAuthenticationCheck = false;
+        m_ui->doneButton->setEnabled(true);
+        emit saveCredentials().preferencesChanged();
+        m_window.hide();
+    }
+    const auto& defaults = settings::UserDefaults::standardUserDefaults();
+    if (m_owner.showingInDock() == defaults.boolForKey(settings::QuillonHideFromDockKey))
+        m_owner.relaunch();
+}
+
+void PreferenceController::authenticationFailed()
+{
+    showChecking(false);
+    if (!m_waitingForAuthenticationCheck)
+        return;
+    m_waitingForAuthenticationCheck = false;
+    // Before the sheet, which blocks what is enabled.
+    m_ui->doneButton->setEnabled(true);
+    showSheet(u"Your credentials could not be verified. Please check to make sure they are correct and try again."_s);
+}
+
+void PreferenceController::showChecking(bool checking)
+{
+    m_ui->tryAgainButton->hide();
+    m_ui->checkingLabel->setText(checking ? tr("Checking your account…") : QString());
+    m_patience.reset();
+    if (checking) {
+        m_authenticatingIndicator->startAnimation();
+        m_patience = environment().time().repeat(patience, [this] { showUnanswered(); });
+    } else {
+        m_authenticatingIndicator->stopAnimation();
+    }
+}
+
+void PreferenceController::showUnanswered()
+{
+    m_patience.reset();
+    m_ui->checkingLabel->setText(tr("No answer yet"));
+    m_ui->checkingLabel->setToolTip(m_preferences.fullUrl());
+    m_ui->tryAgainButton->show();
+}
+
+void PreferenceController::showKeyring()
+{
+    m_ui->keyringLabel->setVisible(m_preferences.passwordKeptForThisRunOnly());
+}
+
+void PreferenceController::showShortcutStatus()
+{
+    const auto show = [this](const SRRecorderControl& recorder, const SRRecorderControl& other, QLabel& label,
+                             const settings::KeyCombo& saved, int action) {
+        const settings::KeyCombo combo = recorder.keyCombo();
+        QString text;
+        if (combo.code != settings::KeyCombo::NoKey && combo == other.keyCombo())
+            text = tr("Both shortcuts are the same.");
+        else if (combo == saved)
+            text = statusText(m_hotKeys.status(action));
+        label.setText(recorder.isRecording() ? tr("Delete for none, Escape to leave it.") : text);
+    };
+    const SRRecorderControl& timesheet = *m_ui->toggleTimesheetShortcutControl;
+    const SRRecorderControl& newTimer = *m_ui->newTimerShortcutControl;
+    show(timesheet, newTimer, *m_ui->toggleTimesheetShortcutStatus, m_preferences.timesheetWindowHotKeyCombo(),
+         settings::HotKeyManager::ToggleTimesheetWindow);
+    show(newTimer, timesheet, *m_ui->newTimerShortcutStatus, m_preferences.newTimerWindowHotKeyCombo(),
+         settings::HotKeyManager::ShowNewTimerWindow);
+}
+
+void PreferenceController::controlTextDidEndEditing(QLineEdit* field)
+{
+    if (!field || !field->isModified())
+        return;
+    const double rate = parseRate(*field).value_or(leadingNumber<double>(field->text()));
+    field->setText(m_formatter.toCurrencyString(std::isfinite(rate) ? rate : 0.0));
+}
+
+std::optional<double> PreferenceController::parseRate(const QLineEdit& field) const
+{
+    // With its symbol or without: it is an amount in the one currency.
+    QString text = field.text();
+    text.remove(m_formatter.currencySymbol());
+    bool isNumber = false;
+    const double rate = m_formatter.toDouble(text.trimmed(), &isNumber);
+    return isNumber ? std::optional(rate) : std::nullopt;
+}
+
+void PreferenceController::setUsingDefaultRate(bool use)
+{
+    m_usingDefaultRate = use;
+    m_ui->defaultRateField->setEnabled(use);
+}
+
+void PreferenceController::goToHelpCenter()
+{
+    m_owner.showHelp();
+}
+
+void PreferenceController::addAppAsLoginItem()
+{
+    // A list that cannot be written is left alone: there is nothing that the person could do about it here.
+    static_cast<void>(
+        m_loginItems.insert(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1)));
+}
+
+void PreferenceController::deleteAppFromLoginItem()
+{
+    const QString program = QCoreApplication::applicationFilePath();
+    for (const platform::LoginItems::Item& item :
+         m_loginItems.snapshot().value_or(std::vector<platform::LoginItems::Item>())) {
+        if (m_loginItems.resolve(item) == program)
+            static_cast<void>(m_loginItems.remove(item)); // likewise
+    }
+}
+
+platform::UpdateFeed& PreferenceController::updater() const
+{
+    return environment().updateFeed();
+}
+
+bool PreferenceController::shortcutRecorder(const SRRecorderControl& /*recorder*/, qint64 /*isKeyCode*/,
+                                            quint64 /*andFlagsTaken*/, QString& reason) const
+{
+    reason = u"no"_s;
+    return false;
+}
+
+void PreferenceController::setHintColors()
+{
+    // Desktops tell a colour for hints seldom, and then a pale one.
+    const auto paint = [](QWidget& widget, QPalette::ColorRole role, QPalette::ColorRole text,
+                          QPalette::ColorRole ground) {
+        QPalette palette = widget.palette();
+        const QColor hint = mixed(palette.color(QPalette::Active, text), palette.color(QPalette::Active, ground));
+        palette.setColor(QPalette::Active, role, hint);
+        palette.setColor(QPalette::Inactive, role, hint);
+        widget.setPalette(palette);
+    };
+    m_window.ensurePolished();
+    for (QLabel* label : {m_ui->domainLabel, m_ui->keyringLabel, m_ui->defaultRateHint, m_ui->dockHint,
+                          m_ui->shortcutsHint, m_ui->toggleTimesheetShortcutStatus, m_ui->newTimerShortcutStatus}) {
+        label->setPalette(m_window.palette());
+        paint(*label, QPalette::WindowText, QPalette::WindowText, QPalette::Window);
+    }
+    for (QWidget* field :
+         std::initializer_list<QWidget*>{m_ui->quillonUrlField, m_ui->emailField, m_ui->toggleTimesheetShortcutControl,
+                                         m_ui->newTimerShortcutControl})
+        paint(*field, QPalette::PlaceholderText, QPalette::Text, QPalette::Base);
+}
+
+bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched != &m_window) {
+        // The program ends: now the window may close.
+        if (watched == QCoreApplication::instance() && event->type() == QEvent::Quit)
+            m_quitting = true;
+        return false;
+    }
+    switch (event->type()) {
+    case QEvent::Close:
+        if (m_quitting)
+            return false;
+        event->setAccepted(windowShouldClose());
+        return true;
+    case QEvent::KeyPress:
+        if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
+            return false;
+        windowShouldClose();
+        return true;
+    case QEvent::PaletteChange:
+        setHintColors();
+        return false;
+    case QEvent::Hide:
+        if (!event->spontaneous())
+            QCoreApplication::instance()->removeEventFilter(this);
+        return false;
+    default:
+        return false;
+    }
+}
+
+} // namespace settings_ui

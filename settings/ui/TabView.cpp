@@ -1,0 +1,115 @@
+#include "settings/ui/TabView.h"
+
+#include "settings/ui/Signs.h"
+
+#include "skin/Image.h"
+
+#include <QPainter>
+#include <QProxyStyle>
+#include <QTabBar>
+
+#include <algorithm>
+
+namespace settings_ui {
+
+namespace {
+
+constexpr int tabWidth = 92;
+constexpr int tabHeight = 62;
+constexpr int margin = 4; ///< around what is highlighted
+constexpr int signSize = 24;
+
+/// The tabs in the middle, and nothing around the pages.
+class TabViewStyle final : public QProxyStyle
+{
+public:
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* answer) const override
+    {
+        return hint == SH_TabBar_Alignment ? static_cast<int>(Qt::AlignHCenter)
+                                           : QProxyStyle::styleHint(hint, option, widget, answer);
+    }
+    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
+    {
+        return metric == PM_TabBarBaseOverlap ? 0 : QProxyStyle::pixelMetric(metric, option, widget);
+    }
+    QRect subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const override
+    {
+        return QProxyStyle::subElementRect(element == SE_TabWidgetTabContents ? SE_TabWidgetTabPane : element, option,
+                                           widget);
+    }
+};
+
+class TabRow final : public QTabBar
+{
+public:
+    explicit TabRow(TabView& view) : QTabBar(&view), m_view(view)
+    {
+        setDrawBase(false);
+        setExpanding(false);
+        setUsesScrollButtons(false);
+        setFocusPolicy(Qt::TabFocus);
+        setAttribute(Qt::WA_Hover);
+    }
+
+private:
+    QSize tabSizeHint(int index) const override
+    {
+        return {std::max(tabWidth, fontMetrics().horizontalAdvance(tabText(index)) + 28), tabHeight};
+    }
+
+    void paintEvent(QPaintEvent* /*event*/) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        for (int i = 0; i < count(); ++i) {
+            const QRect tab = tabRect(i);
+            const QRectF around = QRectF(tab).adjusted(margin, margin + 1, -margin, -margin - 1);
+            const bool selected = i == currentIndex();
+            QColor highlight = palette().windowText().color();
+            if (selected || tab.contains(mapFromGlobal(QCursor::pos()))) {
+                highlight.setAlphaF(selected ? 0.1F : 0.05F);
+                painter.setPen(Qt::NoPen);
+                painter.setBrush(highlight);
+                painter.drawRoundedRect(around, 7, 7);
+            }
+            if (selected && hasFocus()) {
+                painter.setPen(QPen(palette().highlight().color(), 2));
+                painter.setBrush(Qt::NoBrush);
+                painter.drawRoundedRect(around.adjusted(1, 1, -1, -1), 6, 6);
+            }
+            const QColor color = palette().windowText().color();
+            const QPixmap picture =
+                sign(m_view.widget(i)->property("sign").toByteArray().toStdString(), color, devicePixelRatioF());
+            skin::drawDevicePixmap(painter, {tab.center().x() + 0.5 - signSize / 2.0, around.top() + 6.0}, picture);
+            painter.setPen(color);
+            painter.drawText(around.adjusted(0, 0, 0, -4), Qt::AlignHCenter | Qt::AlignBottom | Qt::TextSingleLine,
+                             tabText(i));
+        }
+    }
+
+    TabView& m_view;
+};
+
+} // namespace
+
+TabView::TabView(QWidget* parent) : QTabWidget(parent)
+{
+    auto* own = new TabViewStyle;
+    own->setParent(this);
+    setStyle(own);
+    setTabBar(new TabRow(*this));
+}
+
+void TabView::paintEvent(QPaintEvent* /*event*/)
+{
+    // One line below the tabs, as wide as the window.
+    QPainter painter(this);
+    QColor line = palette().windowText().color();
+    line.setAlphaF(0.18F);
+    painter.setPen(QPen(line, 0));
+    const double y = tabBar()->geometry().bottom() + 0.5;
+    painter.drawLine(QPointF(0, y), QPointF(width(), y));
+}
+
+} // namespace settings_ui

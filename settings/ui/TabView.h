@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QTabWidget>
+
+namespace settings_ui {
+
+/// Pages behind a row of pictures with titles, in the middle of the window's top edge. A tab's picture is the sign that
+/// its page names in the property "sign".
+class TabView final : public QTabWidget
+{
+    Q_OBJECT
+public:
+    explicit TabView(QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+} // namespace settings_ui

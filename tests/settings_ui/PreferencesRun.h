@@ -1,0 +1,138 @@
+#pragma once
+
+#include "localservice/Service.h"
+#include "service/QuillonApi.h"
+#include "settings/HotKeyManager.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
+#include "settings/ui/PreferenceController.h"
+#include "settings/ui/PreferencesOwner.h"
+#include "support/TestEnvironment.h"
+
+#include <QAbstractButton>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTest>
+
+/// Keeps what the window asked of the program.
+struct RecordingPreferencesOwner final : settings_ui::PreferencesOwner
+{
+    bool loggedOut() const override { return isLoggedOut; }
+    bool showingInDock() const override { return isShowingInDock; }
+    void showHelp() override { asked << QStringLiteral("help"); }
+    void relaunch() override { asked << QStringLiteral("relaunch"); }
+    void quit() override { asked << QStringLiteral("quit"); }
+
+    bool isLoggedOut = false;
+    bool isShowingInDock = true;
+    QStringList asked;
+};
+
+/// The preferences window of a run, against a real service on loopback where ann@example.com has the password "secret"
+/// in the account "acme".
+class PreferencesRun
+{
+public:
+    PreferencesRun()
+        : service({test.folders.path(QStringLiteral("service.sqlite")).toStdString(), "127.0.0.1", 0, {}, true})
+    {
+        settings::QuillonPreferences::setupDefaults();
+        const std::uint16_t port = service.start().value();
+        localservice::Database& data = *service.database().value();
+        const localservice::Id account = data.addAccount({"acme"}).value();
+        data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
+        test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
+        test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
+        settings::HotKeyManager::instance().setupHotKeys();
+    }
+    ~PreferencesRun() { service::QuillonApi::sharedApi().stop(); }
+
+    /// What an earlier run left behind.
+    void save(const QString& account, const QString& email, const QString& password)
+    {
+        auto& defaults = settings::UserDefaults::standardUserDefaults();
+        defaults.setString(settings::SCQuillonUrlKey, account);
+        defaults.setString(settings::SCEmailKey, email);
+        test.secrets.store(settings::SCServiceName(), email, password.toUtf8());
+        settings::QuillonPreferences::sharedPreferences().loadSaved();
+    }
+
+    settings_ui::PreferenceController& open()
+    {
+        if (!controller)
+            controller = std::make_unique<settings_ui::PreferenceController>(owner);
+        controller->show();
+        return *controller;
+    }
+
+    template <class Widget = QWidget>
+    Widget& part(const char* name)
+    {
+        auto* found = controller->window().findChild<Widget*>(QLatin1StringView(name));
+        Q_ASSERT(found);
+        return *found;
+    }
+    QString focused() { return controller->window().focusWidget()->objectName(); }
+    QString text(const char* field) { return part<QLineEdit>(field).text(); }
+
+    /// Types over what is there.
+    void type(const char* name, const QString& text)
+    {
+        auto& field = part<QLineEdit>(name);
+        field.setFocus();
+        field.selectAll();
+        key(Qt::Key_Delete);
+        for (const QChar sign : text)
+            QTest::keyClick(controller->window().windowHandle(), sign.toLatin1());
+    }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::keyClick(controller->window().windowHandle(), key, modifiers);
+    }
+    void click(const char* name)
+    {
+        auto& window = controller->window();
+        auto& button = part(name);
+        // Near the left: a check box is no wider than its title.
+        QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {},
+                          button.mapTo(&window, QPoint(12, button.height() / 2)));
+    }
+    void signIn(const QString& account, const QString& email, const QString& password)
+    {
+        type("quillonUrlField", account);
+        type("emailField", email);
+        type("passwordField", password);
+        click("doneButton");
+    }
+
+    /// The message of the sheet, null while there is none.
+    QString sheet()
+    {
+        const auto* label = controller->window().findChild<QLabel*>(QLatin1StringView("secondaryErrorMessage"));
+        return label->isVisible() && part("acknowledgeButton").isEnabled() ? label->text() : QString();
+    }
+
+    /// What was asked of the service since the last call: "GET /account/who_am_i".
+    QStringList requested()
+    {
+        QStringList list;
+        for (const localservice::Request& request : service.requests())
+            list << QString::fromStdString(request.method + ' ' + request.target);
+        service.forgetRequests();
+        return list;
+    }
+
+    QByteArray settingsFile()
+    {
+        QFile file(test.folders.path(QStringLiteral("XDG_CONFIG_HOME/Quillon/Quillon.conf")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    support::TestRun test;
+    localservice::Service service;
+    RecordingPreferencesOwner owner;
+    std::unique_ptr<settings_ui::PreferenceController> controller;
+};
