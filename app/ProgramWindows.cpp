@@ -74,7 +74,7 @@ class NewTimer final : public NewTimerWindow
 {
 public:
     void show() override { m_controller.show(); }
-    void close() override { m_controller.hide(); }
+    void close() override { m_controller.startDidSucceed(); }
     void setEntry(model::DayEntry* entry) override { m_controller.setEntry(entry); }
     void setEnabled(bool enabled) override { m_controller.setEnabled(enabled); }
     void clearSelections() override { m_controller.clearSelections(); }

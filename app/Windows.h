@@ -44,6 +44,7 @@ public:
 class NewTimerWindow : public Window
 {
 public:
+    /// The timer was started.
     virtual void close() = 0;
     /// Null: none. The window keeps no plain pointer.
     virtual void setEntry(model::DayEntry* entry) = 0;

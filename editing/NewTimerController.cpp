@@ -13,6 +13,8 @@
 #include <QLabel>
 #include <QScreen>
 
+#include <utility>
+
 namespace editing {
 
 using namespace Qt::StringLiterals;
@@ -114,8 +116,10 @@ void NewTimerController::show()
         m_projectAutocompleter.setInvalid(false);
         m_projectAutocompleter.setInitialDisplay(true);
     }
-    if (!wasVisible || !goesOn)
-        m_projectAutocompleter.textField()->setFocus(Qt::TabFocusReason); // selects the text
+    if (!wasVisible || !goesOn) {
+        m_projectAutocompleter.textField()->setFocus();
+        m_projectAutocompleter.textField()->selectAll();
+    }
     m_window->raise();
     m_window->activateWindow();
 }
@@ -181,9 +185,17 @@ void NewTimerController::catalogDidChange()
     m_touched = touched;
 }
 
+void NewTimerController::startDidSucceed()
+{
+    // A service that gives its reason for a failure lets the call of success follow.
+    if (!std::exchange(m_startFailed, false))
+        hide();
+}
+
 void NewTimerController::startDidFail()
 {
     m_starting = false;
+    m_startFailed = true;
 }
 
 void NewTimerController::save()
@@ -197,6 +209,7 @@ void NewTimerController::save()
     if (m_window->showDurationCheckButton->isEnabled())
         entry->setHours(
             static_cast<double>(model::numberFomStringInHoursMinutesFormat(m_window->durationTextField->text())));
+    m_startFailed = false;
     m_api.startNewTimer(*entry);
 }
 
@@ -272,6 +285,8 @@ void NewTimerController::saveFromEnterIfPossible()
 
 void NewTimerController::setSaveButtonState()
 {
+    const QString duration = trimmedDuration();
+    m_window->setDurationInvalid(!duration.isEmpty() && !(model::numberFomStringInHoursMinutesFormat(duration) > 0));
     m_window->saveButton->setText(saveButtonTitle());
     m_window->saveButton->setEnabled(hasValidSelections());
 }

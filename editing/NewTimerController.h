@@ -40,7 +40,8 @@ public:
     void clearSelections();
     /// See QuillonAutocompleter.
     void catalogDidChange();
-    /// The timer of the last `save` could not be started.
+    // How the last `save` ended. After a success the window closes; after a failure nothing that was typed is lost.
+    void startDidSucceed();
     void startDidFail();
 
     // Actions.
@@ -77,7 +78,8 @@ private:
     TaskQuillonAutocompleter m_taskAutocompleter;
     store::Ref<model::DayEntry> m_entry;
     bool m_touched = false;  ///< the fields hold what a person put there
-    bool m_starting = false; ///< and it is on its way to the service
+    bool m_starting = false; ///< and it is on its way to the service, and the window out of the way
+    bool m_startFailed = false;
 };
 
 } // namespace editing

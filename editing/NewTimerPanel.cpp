@@ -63,21 +63,21 @@ NewTimerPanel::NewTimerPanel()
     durationContainer = new QWidget(m_durationClip);
     durationContainer->setObjectName(u"durationContainer"_s);
     durationContainer->setGeometry(0, 0, panelWidth, durationFrame.bottom() + 1 + glow);
-    auto* durationBackground = new skin::QuillonTextFieldBackground(durationContainer);
-    durationBackground->setObjectName(u"durationBackground"_s);
-    durationBackground->setGeometry(durationFrame);
-    durationTextField = new QLineEdit(durationBackground);
+    m_durationBackground = new skin::QuillonTextFieldBackground(durationContainer);
+    m_durationBackground->setObjectName(u"durationBackground"_s);
+    m_durationBackground->setGeometry(durationFrame);
+    durationTextField = new QLineEdit(m_durationBackground);
     durationTextField->setObjectName(u"durationTextField"_s);
     durationTextField->setAccessibleName(tr("Duration"));
-    durationTextField->setGeometry(durationBackground->rect().adjusted(5, 1, -5, -1));
+    durationTextField->setGeometry(m_durationBackground->rect().adjusted(5, 1, -5, -1));
     dress(*durationTextField, Look::Dark);
-    durationHint = new QLabel(tr("hours, like 1:30 or 1.5"), durationContainer);
+    durationHint = new QLabel(durationContainer);
     durationHint->setObjectName(u"durationHint"_s);
     durationHint->setFont(skin::interfaceFont(11));
     durationHint->setGeometry(durationFrame.right() + 9, durationFrame.y(), 180, durationFrame.height());
     palette.setColor(QPalette::WindowText, durationTextField->palette().color(QPalette::PlaceholderText));
     durationHint->setPalette(palette);
-    durationTextField->setAccessibleDescription(durationHint->text());
+    setDurationInvalid(false);
     durationContainer->hide();
     durationHint->hide();
 
@@ -98,6 +98,13 @@ NewTimerPanel::NewTimerPanel()
             [this](const QVariant& points) { setFixedSize(panelWidth, panelHeight + points.toInt()); });
     setFixedSize(panelWidth, panelHeight);
     layOut(); // whoever adds something counts from the lower edge
+}
+
+void NewTimerPanel::setDurationInvalid(bool invalid)
+{
+    m_durationBackground->setError(invalid);
+    durationHint->setText(invalid ? tr("no duration: a timer starts") : tr("hours, like 1:30 or 1.5"));
+    durationTextField->setAccessibleDescription(durationHint->text());
 }
 
 void NewTimerPanel::growBy(int points)

@@ -9,7 +9,8 @@ class QLineEdit;
 
 namespace skin {
 class QuillonHUDButtonCell;
-}
+class QuillonTextFieldBackground;
+} // namespace skin
 
 namespace editing {
 
@@ -33,6 +34,9 @@ public:
     skin::QuillonHUDButtonCell* saveButton;
     skin::QuillonHUDButtonCell* cancelButton;
 
+    /// Whether what is typed as a duration is none, which is no reason to stop anybody.
+    void setDurationInvalid(bool invalid);
+
     /// Makes the panel this much higher than it is without the duration box, downwards, in a moment.
     void growBy(int points);
 
@@ -49,6 +53,7 @@ protected:
 private:
     void layOut();
 
+    skin::QuillonTextFieldBackground* m_durationBackground;
     QWidget* m_durationClip; ///< uncovers the duration box from above while the panel grows
     QVariantAnimation m_growth;
 };

@@ -212,8 +212,15 @@ void QuillonAutocompleter::reloadData()
 void QuillonAutocompleter::catalogDidChange()
 {
     reloadData();
-    if (m_resultsController.visible())
+    if (m_resultsController.visible()) {
+        const bool completed = m_textField->hasSelectedText() &&
+                               m_textField->selectionStart() == m_userEnteredText.size() &&
+                               m_textField->selectionEnd() == text().size();
         loadSuggestions();
+        const model::QuillonObject* highlighted = m_resultsController.selectedObject();
+        if (completed && highlighted)
+            addTemporarySelection(highlighted->displayName());
+    }
 
     if (const model::QuillonObject* value = selectedValue()) {
         // The choice has another name now, and the field shows nothing but the choice.

@@ -1,0 +1,483 @@
+#include "../app/AppRun.h"
+
+#include "editing/HUDCheckBox.h"
+#include "editing/NewTimerController.h"
+#include "editing/NewTimerPanel.h"
+#include "editing/TextFields.h"
+#include "skin/QuillonButtonCell.h"
+#include "skin/QuillonTextFieldBackground.h"
+#include "support/TestMain.h"
+
+#include <QLabel>
+#include <QListView>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The program with the window for a new timer open. Besides "[W1] Website" (Design, Meetings) there are "Garden"
+/// (Meetings, Weeding) and "Attic", which has no tasks.
+class NewTimerRun : public AppRun
+{
+public:
+    NewTimerRun() : AppRun(true, Windows::Program)
+    {
+        localservice::Database& data = *service.database().value();
+        const localservice::Id zoo = data.addClient(account, "Zoo").value();
+        garden = data.addProject({zoo, "Garden"}).value();
+        attic = data.addProject({zoo, "Attic"}).value();
+        for (const char* name : {"Meetings", "Weeding"})
+            data.offerTask(garden, data.addTask(account, name).value(), true).value();
+        for (const localservice::Id project : {garden, attic})
+            data.assignPerson(project, person).value();
+        start();
+        open();
+        requested();
+    }
+
+    void open()
+    {
+        menulet->showNewTimerWindow(nullptr);
+        window = nullptr;
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (auto* panel = qobject_cast<editing::NewTimerPanel*>(widget))
+                window = panel;
+        }
+        Q_ASSERT(window);
+        // Off screen a window that comes back is not told that it is active again.
+        QApplication::setActiveWindow(window);
+    }
+
+    QLineEdit* field(const char* label) const
+    {
+        for (auto* line : window->findChildren<QLineEdit*>()) {
+            if (line->accessibleName() == QLatin1StringView(label))
+                return line;
+        }
+        return nullptr;
+    }
+    QLineEdit* project() const { return field("Project"); }
+    QLineEdit* task() const { return field("Task"); }
+    bool error(const QLineEdit* picker) const
+    {
+        return static_cast<skin::QuillonTextFieldBackground*>(picker->parentWidget())->error();
+    }
+    QString focus() const { return window->focusWidget() ? window->focusWidget()->accessibleName() : QString(); }
+    /// "Start", "Save (off)"
+    QString button() const
+    {
+        return window->saveButton->text() + (window->saveButton->isEnabled() ? QString() : u" (off)"_s);
+    }
+
+    /// One key, with whatever it is followed by.
+    void key(int key, Qt::KeyboardModifiers modifiers = {})
+    {
+        ++keys;
+        QTest::keyClick(window->focusWidget(), Qt::Key(key), modifiers);
+        if (afterKey)
+            afterKey();
+    }
+    void type(const QString& text)
+    {
+        for (const QChar sign : text) {
+            ++keys;
+            QTest::keyClick(window->focusWidget(), sign.toLatin1());
+            if (afterKey)
+                afterKey();
+        }
+    }
+    void choose(const QString& projectText, const QString& taskText)
+    {
+        project()->setFocus();
+        project()->selectAll();
+        type(projectText);
+        key(Qt::Key_Tab);
+        if (taskText.isEmpty())
+            return;
+        task()->selectAll();
+        type(taskText);
+        key(Qt::Key_Tab);
+    }
+
+    /// The bodies of the timers asked for.
+    std::vector<std::string> sent()
+    {
+        settle();
+        std::vector<std::string> bodies;
+        for (const localservice::Request& request : service.requests()) {
+            if (request.method == "POST" && request.target == "/daily/add")
+                bodies.push_back(request.body);
+        }
+        return bodies;
+    }
+    static std::string body(const std::string& inner)
+    {
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n" + inner + "</request>\n";
+    }
+
+    localservice::Id garden = 0;
+    localservice::Id attic = 0;
+    editing::NewTimerPanel* window = nullptr;
+    int keys = 0;
+    std::function<void()> afterKey;
+};
+
+} // namespace
+
+class NewTimerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void startsAKnownTaskInAFewKeys()
+    {
+        NewTimerRun run;
+        QCOMPARE(run.focus(), u"Project");
+        run.type(u"ga"_s);
+        run.key(Qt::Key_Tab);
+        run.type(u"we"_s);
+        run.key(Qt::Key_Tab);
+        run.type(u"beds"_s);
+        QCOMPARE(run.button(), u"Start");
+        run.key(Qt::Key_Return);
+        QCOMPARE(run.keys, 11);
+        QVERIFY(!run.window->isVisible());
+        const std::vector<std::string> sent = run.sent();
+        QCOMPARE(sent.size(), 1U);
+        QCOMPARE(sent[0], NewTimerRun::body("  <notes>beds</notes>\n  <project_id>" + std::to_string(run.garden) +
+                                            "</project_id>\n  <task_id>4</task_id>\n"
+                                            "  <spent_at>Tue, 15 Jan 2013</spent_at>\n"));
+        QCOMPARE(run.face(), u"0:00 running");
+        QCOMPARE(run.view().accessibleDescription(), u"Garden, Weeding");
+
+        // The next time it offers what was worked on last, ready to be typed over.
+        run.open();
+        QCOMPARE(run.project()->selectedText(), u"Garden");
+        QCOMPARE(run.task()->text(), u"Weeding");
+        QCOMPARE(run.window->notesText->text(), QString());
+        QCOMPARE(run.button(), u"Start");
+    }
+
+    void booksDurations_data()
+    {
+        QTest::addColumn<QString>("duration");
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<std::string>("hours");
+        const auto row = [](const char* name, const QString& duration, const char* button, const char* hours) {
+            QTest::newRow(name) << duration << QString::fromLatin1(button)
+                                << (*hours ? "  <hours>" + std::string(hours) + "</hours>\n" : std::string());
+        };
+        row("h:mm", u"1:30"_s, "Save", "1.50");
+        row("decimal", u" 0.25 "_s, "Save", "0.25");
+        row("no digit before the point", u".5"_s, "Save", "0.50");
+        row("seconds are none", u"1:30:99"_s, "Save", "1.50");
+        row("long", u"999:59"_s, "Save", "999.98");
+        row("blanks", u" \t "_s, "Start", "");
+        row("negative", u"-1"_s, "Save", "");
+        row("no number", u"soon"_s, "Save", "");
+        row("10 KB", QString(10240, u'9'), "Save", "");
+    }
+    void booksDurations()
+    {
+        QFETCH(QString, duration);
+        QFETCH(QString, button);
+        QFETCH(std::string, hours);
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.key(Qt::Key_D, Qt::AltModifier);
+        run.window->durationTextField->insert(duration);
+        QCOMPARE(run.button(), button);
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        const std::vector<std::string> sent = run.sent();
+        QCOMPARE(sent.size(), 1U);
+        QCOMPARE(sent[0], NewTimerRun::body("  <notes></notes>\n  <project_id>" + std::to_string(run.website) +
+                                            "</project_id>\n  <task_id>2</task_id>\n"
+                                            "  <spent_at>Tue, 15 Jan 2013</spent_at>\n" +
+                                            hours));
+    }
+
+    void sendsNotesAsTyped_data()
+    {
+        QTest::addColumn<QString>("notes");
+        QTest::addColumn<QString>("sent");
+        const auto row = [](const char* name, const QString& notes, const QString& sent) {
+            QTest::newRow(name) << notes << sent;
+        };
+        row("markup", u"a < b & \"c\""_s, u"a &lt; b &amp; \"c\""_s);
+        row("lines", u"one\ntwo"_s, u"one\ntwo"_s);
+        row("blanks that do not break", u"1\u00a0h"_s, u"1\u00a0h"_s);
+        row("right to left", u"שלום \u202eabc"_s, u"שלום \u202eabc"_s);
+        row("combining, emoji", u"e\u0301 👩‍👩‍👧 𝔘"_s, u"e\u0301 👩‍👩‍👧 𝔘"_s);
+        row("control", u"a\x01\x1b"_s + u"b"_s, u"ab"_s);
+        row("100 KB", u"word "_s.repeated(20480), u"word "_s.repeated(20480));
+    }
+    void sendsNotesAsTyped()
+    {
+        QFETCH(QString, notes);
+        QFETCH(QString, sent);
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.window->notesText->insertPlainText(notes);
+        run.key(Qt::Key_Return);
+        const std::vector<std::string> bodies = run.sent();
+        QCOMPARE(bodies.size(), 1U);
+        QCOMPARE(bodies[0].substr(0, bodies[0].find("  <project_id>")),
+                 NewTimerRun::body("  <notes>" + sent.toStdString() + "</notes>\n")
+                     .substr(0, bodies[0].find("  <project_id>")));
+    }
+
+    void returnKey_data()
+    {
+        QTest::addColumn<QString>("in");
+        QTest::addColumn<bool>("durationBox");
+        QTest::addColumn<bool>("taskChosen");
+        QTest::addColumn<QString>("then"); // where the focus is, or "sent"
+        const auto row = [](const char* in, bool durationBox, bool taskChosen, const char* then) {
+            QTest::addRow("%s%s%s", in, durationBox ? ", box" : "", taskChosen ? "" : ", no task")
+                << QString::fromLatin1(in) << durationBox << taskChosen << QString::fromLatin1(then);
+        };
+        row("Notes", false, true, "sent");
+        row("Notes", true, true, "Duration");
+        row("Notes", false, false, "Notes");
+        row("Notes", true, false, "Duration");
+        row("Duration", true, true, "sent");
+        row("Duration", true, false, "Duration");
+        row("Project", false, true, "Task");
+        row("Project", true, true, "Duration");
+        row("Task", false, true, "Notes");
+        row("Task", true, true, "Duration");
+    }
+    void returnKey()
+    {
+        QFETCH(QString, in);
+        QFETCH(bool, durationBox);
+        QFETCH(bool, taskChosen);
+        QFETCH(QString, then);
+        NewTimerRun run;
+        taskChosen ? run.choose(u"web"_s, u"mee"_s) : run.choose(u"attic"_s, {});
+        QCOMPARE(run.button(), taskChosen ? u"Start"_s : u"Start (off)"_s);
+        if (durationBox)
+            QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+        QWidget* field = in == u"Notes" ? static_cast<QWidget*>(run.window->notesText) : run.field(in.toLatin1());
+        field->setFocus();
+        run.key(Qt::Key_Return);
+        QCOMPARE(run.window->isVisible() ? run.focus() : u"sent"_s, then);
+        QCOMPARE(run.sent().size(), then == u"sent" ? 1U : 0U);
+    }
+
+    void lineBreaksInNotes()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"one"_s);
+        run.key(Qt::Key_Return, Qt::AltModifier);
+        run.type(u"two"_s);
+        run.key(Qt::Key_Enter, Qt::ShiftModifier | Qt::KeypadModifier);
+        QCOMPARE(run.window->notesText->text(), u"one\ntwo\n");
+        QVERIFY(run.window->isVisible());
+        QVERIFY(run.sent().empty());
+    }
+
+    void taskFollowsTheProject()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"meet"_s);
+        run.choose(u"gard"_s, {});
+        QCOMPARE(run.task()->text(), u"Meetings"); // of the same name, another task
+        run.choose(u"web"_s, u"des"_s);
+        run.choose(u"gard"_s, {});
+        QCOMPARE(run.task()->text(), u"Meetings"); // the first
+        QCOMPARE(run.button(), u"Start");
+        run.choose(u"att"_s, {});
+        QCOMPARE(run.button(), u"Start (off)");
+        QCOMPARE(run.task()->text(), u"Meetings");
+        run.key(Qt::Key_Tab);
+        QVERIFY(run.error(run.task()) && !run.error(run.project()));
+        QCOMPARE(run.task()->accessibleDescription(), u"No task chosen");
+    }
+
+    void anEmptyFieldIsNoErrorAtFirst()
+    {
+        NewTimerRun run;
+        for (int times = 0; times < 2; ++times) {
+            run.key(Qt::Key_Tab);
+            QVERIFY(!run.error(run.project()));
+            run.project()->setFocus();
+            run.key(Qt::Key_Tab);
+            QVERIFY(run.error(run.project()));
+            run.key(Qt::Key_Escape);
+            QVERIFY(!run.window->isVisible());
+            run.open();
+            QVERIFY(!run.error(run.project()) && !run.error(run.task()));
+            QCOMPARE(run.focus(), u"Project");
+        }
+        // What is left of a text that was no choice does not look like one.
+        run.type(u"nothing"_s);
+        run.key(Qt::Key_Tab);
+        run.key(Qt::Key_Escape);
+        run.open();
+        QCOMPARE(run.project()->text(), QString());
+    }
+
+    void durationBox()
+    {
+        NewTimerRun run;
+        auto& defaults = settings::UserDefaults::standardUserDefaults();
+        const QRect before = run.window->geometry();
+        QVERIFY(!run.window->durationHint->isVisible());
+        QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+        QVERIFY(run.window->durationHint->isVisible());
+        QTRY_COMPARE(run.window->geometry(), before.adjusted(0, 0, 0, 29));
+        QVERIFY(!defaults.boolForKey("QuillonDurationBoxOpen"_L1));
+        run.key(Qt::Key_Escape);
+        QVERIFY(settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1)); // on disk
+
+        // Closed and opened in one go, while it still moves.
+        run.open();
+        QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+        QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+        QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+        QVERIFY(!run.window->durationHint->isVisible());
+        QTRY_COMPARE(run.window->height(), before.height());
+        QTest::mouseClick(run.window->cancelButton, Qt::LeftButton);
+        QVERIFY(!settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1));
+        QVERIFY(!run.window->isVisible());
+    }
+
+    void durationBoxIsRemembered()
+    {
+        NewTimerRun run;
+        settings::UserDefaults::standardUserDefaults().setBool("QuillonDurationBoxOpen"_L1, true);
+        editing::NewTimerController again;
+        QVERIFY(!again.durationBoxClosed());
+        QVERIFY(again.window().showDurationCheckButton->isChecked());
+        QCOMPARE(again.window().height(), run.window->height() + 29);
+    }
+
+    void oneTimerForADoubleClick()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        QTest::mouseDClick(run.window->saveButton, Qt::LeftButton);
+        QVERIFY(run.window->isVisible()); // until the service has said yes
+        QCOMPARE(run.sent().size(), 1U);
+        QVERIFY(!run.window->isVisible());
+    }
+
+    void whatCouldNotBeStartedIsNotLost()
+    {
+        NewTimerRun run;
+        run.service.answer("POST /daily/add", {localservice::Reply{500, "<hash><message>No</message></hash>"}});
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"long notes"_s);
+        run.key(Qt::Key_Return);
+        QVERIFY(!run.window->isVisible());
+        run.settle();
+        QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        run.open();
+        QCOMPARE(run.window->notesText->text(), u"long notes");
+        QCOMPARE(run.task()->text(), u"Meetings");
+        QCOMPARE(run.button(), u"Start");
+        run.key(Qt::Key_Return);
+        run.settle();
+        run.open();
+        run.window->notesText->setFocus();
+        run.key(Qt::Key_Return);
+        QCOMPARE(run.sent().size(), 2U);
+        run.open();
+        QCOMPARE(run.window->notesText->text(), QString());
+    }
+
+    void showingItAgainTakesNothingAway()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"half a th"_s);
+        run.open();
+        QCOMPARE(run.focus(), u"Notes");
+        run.type(u"ought"_s);
+        QCOMPARE(run.window->notesText->text(), u"half a thought");
+        QCOMPARE(run.button(), u"Start");
+    }
+
+    void clearedWithTheAccount()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"notes"_s);
+        run.menulet->clearAllData();
+        QCOMPARE(run.project()->text() + run.task()->text() + run.window->notesText->text(), QString());
+        QVERIFY(!run.project()->isEnabled() && !run.task()->isEnabled() && !run.window->notesText->isEnabled());
+        QCOMPARE(run.button(), u"Start (off)");
+        run.menulet->initializeQuillonData();
+        service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+        run.settle();
+        QVERIFY(run.project()->isEnabled() && run.window->notesText->isEnabled());
+        run.choose(u"web"_s, u"mee"_s);
+        QCOMPARE(run.button(), u"Start");
+    }
+
+    void refreshAtEveryKey()
+    {
+        NewTimerRun run;
+        localservice::Database& data = *run.service.database().value();
+        int refreshes = 0;
+        run.afterKey = [&] {
+            // The project that is not being chosen has another name each time.
+            QVERIFY(data.renameProject(run.attic, "Attic " + std::to_string(++refreshes)));
+            run.test.time.advance(std::chrono::seconds(1)); // no more requests at a time than are allowed
+            service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+            run.settle();
+        };
+        run.type(u"ga"_s);
+        QCOMPARE(run.project()->text(), u"garden");
+        QCOMPARE(run.project()->selectedText(), u"rden");
+        const auto* list = run.window->findChild<QListView*>();
+        QVERIFY(list && list->isVisible());
+        QCOMPARE(list->selectionModel()->selectedIndexes().value(0).data().toString(), u"  Garden");
+        run.key(Qt::Key_Tab);
+        run.type(u"we"_s);
+        QCOMPARE(run.task()->selectedText(), u"eding");
+        run.key(Qt::Key_Tab);
+        run.type(u"be"_s);
+        run.key(Qt::Key_Left);
+        run.type(u"x"_s);
+        QCOMPARE(run.window->notesText->text(), u"bxe");
+        QCOMPARE(run.button(), u"Start");
+        QCOMPARE(refreshes, 10);
+        // Even what is being completed has another name each time.
+        run.project()->setFocus();
+        run.project()->selectAll();
+        run.type(u"attic"_s);
+        QCOMPARE(run.project()->text(), u"attic 15");
+        QCOMPARE(run.project()->selectedText(), u" 15");
+
+        // The project that is chosen is archived under the hand.
+        run.afterKey = nullptr;
+        run.choose(u"garden"_s, u"we"_s);
+        QCOMPARE(run.button(), u"Start");
+        QVERIFY(data.setProjectActive(run.garden, false));
+        run.test.time.advance(std::chrono::seconds(60));
+        service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+        run.settle();
+        QCOMPARE(run.button(), u"Start (off)");
+        QCOMPARE(run.project()->text(), u"Garden");
+        QCOMPARE(run.window->notesText->text(), u"bxe");
+        run.key(Qt::Key_Return);
+        QVERIFY(run.sent().empty());
+    }
+
+    void namesForScreenReaders()
+    {
+        NewTimerRun run;
+        for (const char* label : {"Project", "Task", "Duration"})
+            QVERIFY2(run.field(label), label);
+        QCOMPARE(run.window->notesText->accessibleName(), u"Notes");
+        QCOMPARE(run.window->windowTitle(), u"New Timer");
+        QCOMPARE(run.window->cancelButton->text(), u"Cancel");
+    }
+};
+
+QUILLON_OFFSCREEN_TEST_MAIN(NewTimerTest)
+#include "NewTimerTest.moc"
