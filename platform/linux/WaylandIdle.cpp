@@ -51,13 +51,15 @@ public:
             if (wl_display_dispatch_pending(m_display) < 0)
                 return false;
         }
-        wl_display_flush(m_display);
         pollfd readable{wl_display_get_fd(m_display), POLLIN, 0};
         if (poll(&readable, 1, 0) > 0)
             static_cast<void>(wl_display_read_events(m_display)); // a failure shows below
         else
             wl_display_cancel_read(m_display);
-        return wl_display_dispatch_pending(m_display) >= 0;
+        const bool there = wl_display_dispatch_pending(m_display) >= 0;
+        // What was heard may have led to questions.
+        wl_display_flush(m_display);
+        return there;
     }
 
     /// Of the seat where somebody was last.

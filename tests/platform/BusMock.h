@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QProcess>
+#include <QTest>
+
+/// A service that somebody else would run, mocked on a bus of the test's own by python-dbusmock.
+class BusMock
+{
+public:
+    /// `arguments` are dbusmock's, but for the bus.
+    BusMock(QDBusConnection bus, const QString& name, const QString& path, QStringList arguments)
+        : m_bus(std::move(bus)), m_name(name), m_path(path)
+    {
+        arguments.prepend(m_bus.name() == QDBusConnection::systemBus().name() ? QStringLiteral("--system")
+                                                                              : QStringLiteral("--session"));
+        // The system's own interpreter: another one in PATH may lack the module.
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start(QStringLiteral("/usr/bin/python3"),
+                        QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock")} + arguments);
+    }
+    ~BusMock() { end(); }
+
+    bool isThere() const
+    {
+        return QTest::qWaitFor([this] { return m_bus.interface()->isServiceRegistered(m_name); }, 20000);
+    }
+
+    QDBusMessage call(const QString& interface, const QString& method, const QVariantList& arguments = {}) const
+    {
+        auto message = QDBusMessage::createMethodCall(m_name, m_path, interface, method);
+        message.setArguments(arguments);
+        return m_bus.call(message);
+    }
+
+    /// Tells the mock how to behave: a method of dbusmock's own interface.
+    bool tell(const QString& method, const QVariantList& arguments) const
+    {
+        return call(QStringLiteral("org.freedesktop.DBus.Mock"), method, arguments).type() ==
+               QDBusMessage::ReplyMessage;
+    }
+
+    void end()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+
+private:
+    QDBusConnection m_bus;
+    QString m_name;
+    QString m_path;
+    QProcess m_process;
+};
