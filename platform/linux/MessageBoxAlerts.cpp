@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QWindow>
 
 #include <algorithm>
 #include <utility>
@@ -121,8 +122,11 @@ void MessageBoxAlerts::openNext()
 
     connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
     if (alert.unasked) {
-        m_box->setWindowFlag(Qt::WindowStaysOnTopHint);
         m_box->setAttribute(Qt::WA_ShowWithoutActivating);
+        m_box->setWindowFlag(Qt::WindowStaysOnTopHint);
+        // Qt activates every modal window all the same. This one takes no focus until it has been painted.
+        m_box->setWindowFlag(Qt::WindowDoesNotAcceptFocus);
+        m_trueActivation.emplace();
     }
     m_listensAt = m_time.uptime().total + kInstant;
     m_noticed = false;
@@ -173,6 +177,7 @@ qsizetype MessageBoxAlerts::escapeButton() const
 void MessageBoxAlerts::takenDown()
 {
     m_buttons.clear();
+    m_trueActivation.reset();
     qApp->removeEventFilter(this);
 }
 
@@ -181,6 +186,9 @@ bool MessageBoxAlerts::isTooEarly(const QEvent& event)
     const auto now = m_time.uptime().total;
     const bool early = now < m_listensAt;
     switch (event.type()) {
+    case QEvent::Paint:
+        m_box->windowHandle()->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+        return false;
     case QEvent::WindowActivate:
         // Right after it came up: the desktop's doing. Later: the person's.
         m_noticed = m_noticed || !early;

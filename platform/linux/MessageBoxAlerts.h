@@ -2,12 +2,14 @@
 
 #include "../Alerts.h"
 #include "../TimeSource.h"
+#include "X11.h"
 
 #include <QList>
 #include <QObject>
 
 #include <deque>
 #include <memory>
+#include <optional>
 
 class QAbstractButton;
 class QMessageBox;
@@ -53,6 +55,7 @@ private:
     std::deque<Waiting> m_waiting;
     std::unique_ptr<QMessageBox> m_box;
     QList<QAbstractButton*> m_buttons;
+    std::optional<x11::TrueActivation> m_trueActivation;
     TimeSource::Duration m_listensAt{}; ///< uptime from which on presses count
     bool m_noticed = false;             ///< the person is at the alert
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QAbstractNativeEventFilter>
+
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -34,5 +36,18 @@ bool isComposited();
 /// Keeps a window out of task bars, pagers and switchers (EWMH 1.5, `_NET_WM_STATE`) until it is hidden. It is shown
 /// already, or about to be.
 void skipTaskBar(const QWindow& window);
+
+/// While one of these lives, a window of the program is active when the window manager made it so. Otherwise Qt takes
+/// the wish for the deed: it hears its own request (EWMH 1.5, `_NET_ACTIVE_WINDOW`), which may be refused.
+class TrueActivation final : public QAbstractNativeEventFilter
+{
+public:
+    TrueActivation();
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+private:
+    std::uint32_t m_request = 0;
+};
 
 } // namespace platform::x11

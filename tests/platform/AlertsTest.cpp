@@ -6,6 +6,7 @@
 
 #include <QLabel>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
@@ -43,6 +44,10 @@ private slots:
     void answers_data();
     void answers();
     void escapeButton();
+    void changesWhileOpen();
+    void dismissed();
+    void unaskedOnesAreNotAnsweredByMistake_data();
+    void unaskedOnesAreNotAnsweredByMistake();
     void keepsTheOtherWindowsWaiting();
     void textsArePlain();
     void longTextsFitTheScreen();
@@ -118,6 +123,88 @@ void AlertsTest::escapeButton()
     alerts.show(alert, note);
     openBox()->close();
     QTRY_COMPARE(answers, (QList<int>{0, 0}));
+}
+
+void AlertsTest::changesWhileOpen()
+{
+    platform::MessageBoxAlerts alerts(m_time);
+    QList<int> answers;
+    const auto first = alerts.show(kIdle, [&](int button) { answers << button; });
+    const auto second = alerts.show(kIdle, {});
+    const QPointer<QMessageBox> box = openBox();
+    platform::Alert changed = kIdle;
+    changed.title = u"You were away for much longer than anybody had thought"_s;
+    changed.buttons[2] = u"Remove R&D"_s;
+    alerts.update(second, {u"Two"_s, {}, {u"OK"_s}});
+    QCOMPARE(box->text(), kIdle.title);
+    alerts.update(first, changed);
+    QCOMPARE(openBoxes(), QList<QMessageBox*>{box});
+    QCOMPARE(box->text(), changed.title);
+    QCOMPARE(box->informativeText(), kIdle.text);
+    for (QAbstractButton* button : box->buttons()) {
+        if (button->text() == u"Remove R&&D"_s)
+            QTest::mouseClick(button, Qt::LeftButton);
+    }
+    QCOMPARE(answers, QList<int>{2});
+    alerts.update(first, kIdle);
+    QCOMPARE(openBox()->text(), u"Two"_s);
+}
+
+void AlertsTest::dismissed()
+{
+    platform::MessageBoxAlerts alerts(m_time);
+    QStringList said;
+    std::vector<platform::AlertId> ids;
+    for (const QString& title : {u"One"_s, u"Two"_s, u"Three"_s})
+        ids.push_back(alerts.show({title, {}, {u"OK"_s}},
+                                  [&said, title](int button) { said << title + QString::number(button); }));
+    alerts.dismiss(ids[1]);
+    QCOMPARE(said, QStringList{u"Two-1"_s});
+    QCOMPARE(openBox()->text(), u"One"_s);
+    alerts.dismiss(ids[0]);
+    QCOMPARE(said.last(), u"One-1"_s);
+    QVERIFY(openBox());
+    QCOMPARE(openBox()->text(), u"Three"_s);
+    alerts.dismiss(ids[0]);
+    openBox()->close();
+    QCOMPARE(said.last(), u"Three0"_s);
+    alerts.dismiss(ids[2]);
+    QCOMPARE(said.size(), 3);
+}
+
+void AlertsTest::unaskedOnesAreNotAnsweredByMistake_data()
+{
+    // When the window got the keyboard, and when the keys came, of which the last one answers: milliseconds after it
+    // came up.
+    QTest::addColumn<int>("active");
+    QTest::addColumn<QList<int>>("keys");
+    QTest::newRow("somebody goes on typing") << 0 << QList<int>{10, 200, 600, 1200, 1950};
+    QTest::newRow("a key that wakes the screen") << 0 << QList<int>{3600'000, 3600'300, 3601'100};
+    QTest::newRow("somebody turns to it") << 3600'000 << QList<int>{3600'800};
+    QTest::newRow("somebody turns to it, typing") << 3600'000 << QList<int>{3600'010, 3600'800};
+}
+
+void AlertsTest::unaskedOnesAreNotAnsweredByMistake()
+{
+    QFETCH(int, active);
+    QFETCH(QList<int>, keys);
+    platform::MessageBoxAlerts alerts(m_time);
+    platform::Alert alert = kIdle;
+    alert.unasked = true;
+    QList<int> answers;
+    alerts.show(alert, [&](int button) { answers << button; });
+    QVERIFY(openBox()->testAttribute(Qt::WA_ShowWithoutActivating));
+    int passed = active;
+    m_time.advance(std::chrono::milliseconds(active));
+    QEvent activation(QEvent::WindowActivate);
+    QCoreApplication::sendEvent(openBox(), &activation);
+    for (const int key : keys) {
+        m_time.advance(std::chrono::milliseconds(key - passed));
+        passed = key;
+        QVERIFY(answers.isEmpty());
+        QTest::keyClick(openBox(), Qt::Key_Return);
+    }
+    QCOMPARE(answers, QList<int>{0});
 }
 
 void AlertsTest::keepsTheOtherWindowsWaiting()
