@@ -8,8 +8,10 @@
 #include "service/HttpClient.h"
 #include "settings/Keys.h"
 #include "settings/UserDefaults.h"
+#include "skin/Fonts.h"
 
 #include <QCoreApplication>
+#include <QProgressDialog>
 
 namespace app {
 
@@ -18,6 +20,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int StatusOk = 200;
+constexpr int ProgressWidth = 340;
+constexpr int ProgressDelay = 400; // milliseconds
 
 QString tr(const char* text)
 {
@@ -108,7 +112,7 @@ void AppcastFeed::check()
                   tr("No update feed is set up for this copy of Quillon, so it cannot look for newer versions."));
         return;
     }
-    m_asked = true;
+    showProgress();
     look();
 }
 
@@ -126,10 +130,32 @@ void AppcastFeed::look()
         });
 }
 
+void AppcastFeed::showProgress()
+{
+    if (m_progress)
+        return;
+    m_progress = std::make_unique<QProgressDialog>(tr("Looking for a newer version…"), tr("Cancel"), 0, 0);
+    m_progress->setWindowTitle(tr("Software Update"));
+    m_progress->setFont(skin::interfaceFont(13));
+    m_progress->setMinimumWidth(ProgressWidth);
+    m_progress->setMinimumDuration(ProgressDelay);
+    m_progress->setValue(0); // from now on it counts
+    QObject::connect(m_progress.get(), &QProgressDialog::canceled, m_progress.get(), [this] { cancel(); });
+}
+
+void AppcastFeed::cancel()
+{
+    m_thread.request_stop();
+    m_looking = false;
+    // It is in the middle of telling us.
+    m_progress.release()->deleteLater();
+}
+
 void AppcastFeed::found(const Outcome& outcome)
 {
     m_looking = false;
-    const bool asked = std::exchange(m_asked, false);
+    const bool asked = m_progress != nullptr;
+    m_progress.reset();
     if (outcome && *outcome && Appcast::compareVersions((*outcome)->version, thisVersion()) > 0)
         tellNewer(**outcome, asked);
     else if (asked && outcome)

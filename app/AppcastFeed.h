@@ -9,6 +9,8 @@
 #include <memory>
 #include <thread>
 
+class QProgressDialog;
+
 namespace app {
 
 class UpdateWindow;
@@ -38,6 +40,8 @@ private:
 
     void lookUnasked();
     void look();
+    void showProgress();
+    void cancel();
     void found(const Outcome& outcome);
     void tellNewer(const AppcastItem& item, bool asked);
 
@@ -45,7 +49,8 @@ private:
     std::chrono::milliseconds m_interval{};
     std::unique_ptr<platform::TimeSource::Timer> m_timer; ///< while looking unasked is under way
     bool m_looking = false;
-    bool m_asked = false; ///< the person waits for an answer
+    /// While the person waits for an answer. Seen only when that takes a moment.
+    std::unique_ptr<QProgressDialog> m_progress;
     QSet<QString> m_told; ///< versions, in this run
     std::unique_ptr<UpdateWindow> m_window;
     std::jthread m_thread; ///< last: joined before the rest goes

@@ -74,6 +74,7 @@ private slots:
     void secondStartMakesWay();
     void relaunchWaitsForTheEnd_data();
     void relaunchWaitsForTheEnd();
+    void relaunchedAfterACrash();
     void relaunchCalledWrongly_data();
     void relaunchCalledWrongly();
 };
@@ -229,6 +230,30 @@ void ProgramTest::relaunchWaitsForTheEnd()
     }
     QVERIFY(helper.waitForFinished());
     QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
+}
+
+void ProgramTest::relaunchedAfterACrash()
+{
+    Program program({u"--local"_s});
+    program.start();
+    const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
+    QProcess again;
+    again.setProcessEnvironment(program.environment);
+    again.start(QStringLiteral(RELAUNCH),
+                {QStringLiteral(QUILLON), QString::number(program.process.processId()), u"--local"_s});
+    QVERIFY(again.waitForStarted());
+    const QString executable = u"/proc/%1/exe"_s.arg(again.processId());
+    QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(RELAUNCH)).canonicalFilePath());
+
+    program.process.kill();
+    QVERIFY(program.process.waitForFinished());
+    QVERIFY(QFile::remove(store));
+    QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(QUILLON)).canonicalFilePath());
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
+    again.terminate();
+    QVERIFY(again.waitForFinished());
+    QCOMPARE(again.exitCode(), 0);
 }
 
 void ProgramTest::relaunchCalledWrongly_data()

@@ -9,6 +9,7 @@
 
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QProgressDialog>
 #include <QPushButton>
 
 using namespace Qt::StringLiterals;
@@ -111,6 +112,7 @@ private slots:
     void brokenServers_data();
     void brokenServers();
     void askedWhileLooking();
+    void askedAndCalledOff();
     void leavesWhileTheServerHangs();
 };
 
@@ -355,6 +357,21 @@ void UpdatesTest::askedWhileLooking()
     run.updates->check();
     QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
     QCOMPARE(run.requests(), 1);
+}
+
+void UpdatesTest::askedAndCalledOff()
+{
+    Updates run(std::chrono::hours(1));
+    run.answer({Reply::hanging(), Reply{200, feed(item("1.3"))}});
+    run.updates->check();
+    const auto progress = [] { return qobject_cast<QProgressDialog*>(QApplication::activeWindow()); };
+    QTRY_VERIFY(progress() && progress()->isVisible());
+    QTRY_COMPARE(run.requests(), 1);
+    QTest::keyClick(progress(), Qt::Key_Escape);
+    QTRY_VERIFY(!progress());
+    run.ask();
+    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+    QVERIFY(run.test.alerts.shown.empty());
 }
 
 void UpdatesTest::leavesWhileTheServerHangs()
