@@ -3,10 +3,13 @@
 #include "platform/Compositing.h"
 #include "timesheet/TitleStrip.h"
 
+#include <QAccessibleWidget>
 #include <QBitmap>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
+
+#include <mutex>
 
 namespace timesheet {
 
@@ -25,6 +28,13 @@ Qt::CursorShape cursorFor(Qt::Edges edges)
         return Qt::SizeVerCursor;
     const bool falling = edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge);
     return falling ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor;
+}
+
+/// Without this assistive technology takes a window that is no QMainWindow for a box.
+QAccessibleInterface* makeWindowInterface(const QString&, QObject* object)
+{
+    auto* window = qobject_cast<StripWindow*>(object);
+    return window ? new QAccessibleWidget(window, QAccessible::Window) : nullptr;
 }
 
 } // namespace
@@ -102,6 +112,8 @@ StripWindow::StripWindow(QWidget* parent)
       m_contentView(new QWidget(this)), m_edges{new Edge(Qt::LeftEdge, *this), new Edge(Qt::TopEdge, *this),
                                                 new Edge(Qt::RightEdge, *this), new Edge(Qt::BottomEdge, *this)}
 {
+    static std::once_flag accessible;
+    std::call_once(accessible, [] { QAccessible::installFactory(makeWindowInterface); });
     m_contentView->setObjectName(u"contentView"_s);
 }
 
