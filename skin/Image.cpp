@@ -113,6 +113,7 @@ const std::array slices{
     Slice{"hud-background-1.png", "hud", {0, 0, 320, 40}, {1, 2, 318, 319}, {1, 2, 28, 29}},
     Slice{"hud-background-2.png", "hud", {0, 44, 320, 10}, {1, 2, 318, 319}},
     Slice{"hud-background-3.png", "hud", {0, 58, 320, 40}, {1, 2, 318, 319}, {38, 39}},
+    Slice{"tw-empty-day.png", "empty-day", {0, 0, 64, 64}},
     Slice{"tw-back.png", "signs", {0, 0, 20, 20}},
     Slice{"tw-back-active.png", "signs", {24, 0, 20, 20}},
     Slice{"tw-forward.png", "signs", {48, 0, 20, 20}},

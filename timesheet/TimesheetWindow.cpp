@@ -14,6 +14,7 @@
 
 #include <QFontMetricsF>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QScreen>
 
 #include <cmath>
@@ -41,6 +42,23 @@ constexpr int TotalPadding = 12;
 constexpr int DateSpacing = 10;
 constexpr int DateButtonBottom = 12;
 constexpr int StepGap = 4;
+
+/// A picture that does nothing.
+class Picture final : public QWidget
+{
+public:
+    Picture(skin::Image image, QWidget* parent) : QWidget(parent), m_image(image) { resize(image.size().toSize()); }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        m_image.drawAtPoint(painter, {0, 0});
+    }
+
+private:
+    skin::Image m_image;
+};
 
 template <class Widget>
 Widget* named(Widget* widget, const QString& name)
@@ -101,19 +119,17 @@ TimesheetWindow::TimesheetWindow()
     setMinimumSize(LeastSize);
     dayEntriesListView->setAccessibleName(tr("Timers"));
     QPalette list = dayEntriesListView->palette();
-    list.setColor(QPalette::Window, colorFromHexRGB(u"EEEEEE"_s));
-    dayEntriesListView->viewport()->setPalette(list);
-    dayEntriesListView->viewport()->setAutoFillBackground(true);
+    list.setColor(QPalette::Base, colorFromHexRGB(u"EEEEEE"_s));
+    dayEntriesListView->setPalette(list);
     dayEntriesListView->setFocus();
+    m_emptyDay = new Picture(imageNamed("tw-empty-day.png"), noEntriesYetView);
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
     loadingIndicator->setAccessibleName(tr("Loading"));
 
-    auto* cloud = new skin::ImageButton(imageNamed("tw-offline.png"), imageNamed("tw-offline.png"), offlineIndicator);
-    cloud->setEnabled(false);
+    new Picture(imageNamed("tw-offline.png"), offlineIndicator);
     auto* offline = label(11, QFont::Normal, "666666", u"offlineLabel"_s, offlineIndicator);
     offline->setText(tr("Offline"));
-    cloud->setGeometry(QRect(QPoint(0, 0), cloud->sizeHint()));
     offline->setGeometry(QRect(QPoint(24, 0), QSize(offline->sizeHint().width(), 20)));
     offlineIndicator->resize(24 + offline->width(), 20);
     offlineIndicator->hide();
@@ -162,7 +178,7 @@ void TimesheetWindow::setStartNewTimerTitle(const QString& title)
 void TimesheetWindow::centreButton(QPushButton& button)
 {
     const QSize size = button.sizeHint();
-    const QPoint corner((noEntriesYetView->width() - size.width()) / 2, noEntriesYetView->height() / 2);
+    const QPoint corner((noEntriesYetView->width() - size.width()) / 2, noEntriesYetView->height() / 2 + 24);
     button.setGeometry(QRect(corner, size));
 }
 
@@ -188,8 +204,9 @@ void TimesheetWindow::layOutContent()
     newTimerButton->move(content.width() - SideMargin - newTimerButton->width(), buttonTop);
     centreDate(!goToTodayButton->isHidden());
 
-    noEntriesLabel->setGeometry(SideMargin, noEntriesYetView->height() / 2 - 36,
-                                noEntriesYetView->width() - 2 * SideMargin, 20);
+    const int middle = noEntriesYetView->height() / 2;
+    m_emptyDay->move((noEntriesYetView->width() - m_emptyDay->width()) / 2, middle - 92);
+    noEntriesLabel->setGeometry(SideMargin, middle - 12, noEntriesYetView->width() - 2 * SideMargin, 20);
     for (QPushButton* button : {startNewTimerButton, goToQuillonButton})
         centreButton(*button);
 

@@ -70,6 +70,8 @@ protected:
 private:
     void layOutContent();
     void centreButton(QPushButton& button);
+
+    QWidget* m_emptyDay;
 };
 
 } // namespace timesheet
