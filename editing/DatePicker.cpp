@@ -47,11 +47,9 @@ class DatePicker::Calendar final : public QCalendarWidget
 public:
     Calendar()
     {
-        QPalette palette;
-        palette.setColor(QPalette::Window, paper);
+        QPalette palette(paper, paper);
         palette.setColor(QPalette::Base, paper);
         palette.setColor(QPalette::AlternateBase, paper);
-        palette.setColor(QPalette::Button, paper);
         for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
             palette.setColor(role, ink);
         palette.setColor(QPalette::Highlight, blue);
@@ -193,7 +191,7 @@ void DatePicker::showCalendar()
     connect(calendar, &QCalendarWidget::activated, this, &DatePicker::choose);
     m_popup = popup;
 
-    // Below the frame that the field lies in, or above it where there is no room.
+    // Below the frame that the field lies in and level with its right side; above it where there is no room.
     const QWidget& frame = parentWidget() ? *parentWidget() : *this;
     const QSize size = popup->sizeHint();
     const QRect available = screen()->availableGeometry();
@@ -201,7 +199,8 @@ void DatePicker::showCalendar()
     QPoint corner = below;
     if (below.y() + size.height() > available.bottom())
         corner.setY(std::max(available.top(), frame.mapToGlobal(QPoint()).y() - 3 - size.height()));
-    corner.setX(std::clamp(below.x(), available.left(), std::max(available.left(), available.right() - size.width())));
+    corner.setX(std::clamp(below.x() + frame.width() - size.width(), available.left(),
+                           std::max(available.left(), available.right() - size.width())));
     popup->setGeometry({corner, size});
     popup->show();
     calendar->setFocus();

@@ -130,8 +130,8 @@ void EditTimerController::setTabOrder()
                                 sheet.hoursField,
                                 sheet.startTimeField,
                                 sheet.endTimeField,
+                                sheet.saveButton, // the first that Tab and Return come to
                                 sheet.cancelButton,
-                                sheet.saveButton,
                                 sheet.datePicker};
     for (qsizetype i = 1; i < order.size(); ++i)
         QWidget::setTabOrder(order[i - 1], order[i]);
@@ -189,9 +189,7 @@ void EditTimerController::updateFields()
 
     if (entry->startedAt().isValid())
         sheet.startTimeField->setText(hoursMinutes(entry->startedAt()));
-    const bool running = entry->isRunning();
-    sheet.endTimeField->setText(running ? QString() : hoursMinutes(entry->stoppedAt()));
-    sheet.endTimeField->setEnabled(!running);
+    showEnd(*entry);
     for (QLineEdit* field : {sheet.startTimeField, sheet.endTimeField})
         markTime(*field, false, false);
 
@@ -205,10 +203,16 @@ void EditTimerController::entriesDidChange()
     if (!entry || !m_editTimerSheet)
         return;
     QLineEdit& end = *m_editTimerSheet->endTimeField;
-    const bool running = entry->isRunning();
-    if (running != end.isEnabled() || end.isModified() || end.hasFocus())
-        return;
-    end.setText(running ? QString() : hoursMinutes(entry->stoppedAt()));
+    if (entry->isRunning() == end.isEnabled() && !end.isModified() && !end.hasFocus())
+        showEnd(*entry);
+}
+
+void EditTimerController::showEnd(const model::DayEntry& entry)
+{
+    QLineEdit& end = *m_editTimerSheet->endTimeField;
+    const bool running = entry.isRunning();
+    end.setText(running ? QString() : hoursMinutes(entry.stoppedAt()));
+    end.setPlaceholderText(running ? tr("running") : tr("End"));
     end.setEnabled(!running);
 }
 

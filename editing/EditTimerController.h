@@ -92,6 +92,7 @@ private:
     void wire();
     void addAutoCompleter(QuillonAutocompleter& picker, QPoint atPoint);
     void setTabOrder();
+    void showEnd(const model::DayEntry& entry);
     void takeTypedChoices();
     /// Always false. `focusAfterwards`: null for where it is now.
     bool refuse(const QString& message, QWidget* focusAfterwards = nullptr);

@@ -28,9 +28,10 @@ constexpr int margin = 24;
 constexpr int fieldWidth = containerWidth - 2 * margin;
 constexpr int fieldHeight = 26;
 constexpr int dateWidth = 176;
-constexpr int timeWidth = 82;
+constexpr int timeWidth = 76;
 constexpr int hoursWidth = 88;
-constexpr int betweenTimes = 24;
+constexpr int betweenTimes = 22;
+constexpr int glow = 4; ///< around a field that has the focus
 constexpr int textMargin = 7;
 constexpr int headingY = 218;
 constexpr int notesY = 64;
@@ -50,10 +51,11 @@ QRect upwards(const QRect& rect, int viewHeight)
     return {rect.x(), viewHeight - rect.y() - rect.height(), rect.width(), rect.height()};
 }
 
+/// Whole, so that nothing of a dark desktop shows in scroll bars.
 QPalette lightPalette()
 {
-    QPalette palette;
-    palette.setColor(QPalette::Window, skin::colorFromHexRGB(u"EEEEEE"_s));
+    const QColor background = skin::colorFromHexRGB(u"EEEEEE"_s);
+    QPalette palette(background, background);
     palette.setColor(QPalette::WindowText, skin::colorFromHexRGB(u"444444"_s));
     return palette;
 }
@@ -94,7 +96,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
                                     upwards({margin, notesY, fieldWidth, notesHeight}, containerHeight));
     notesField = new NotesField(Look::Light, notesBackground);
     notesField->setObjectName(u"notesField"_s);
-    notesField->setGeometry(notesBackground->rect().adjusted(textMargin - 3, 2, -2, -3));
+    notesField->setGeometry(notesBackground->rect().adjusted(textMargin - 2, 2, -2, -3));
     notesField->setPlaceholderText(tr("Notes"));
     notesField->setAccessibleName(tr("Notes"));
     notesField->setAccessibleDescription(tr("Return saves, Alt+Return begins a new line."));
@@ -119,14 +121,16 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
 
     timestampContainer = new QWidget(containerView);
     timestampContainer->setObjectName(u"timestampContainer"_s);
-    place(*timestampContainer, {margin, timesY, 2 * timeWidth + betweenTimes, fieldHeight});
-    startTimeBackground = addBackground("startTimeBackground", *timestampContainer, {0, 0, timeWidth, fieldHeight});
+    place(*timestampContainer,
+          QRect(margin, timesY, 2 * timeWidth + betweenTimes, fieldHeight).adjusted(-glow, -glow, glow, glow));
+    startTimeBackground =
+        addBackground("startTimeBackground", *timestampContainer, {glow, glow, timeWidth, fieldHeight});
     startTimeField = addTimeField("startTimeField", *startTimeBackground, tr("Start Time"), tr("Start"));
     auto* to = label(*timestampContainer, tr("to"), 13);
-    to->setGeometry(timeWidth, 0, betweenTimes, fieldHeight);
+    to->setGeometry(glow + timeWidth, glow, betweenTimes, fieldHeight);
     to->setAlignment(Qt::AlignCenter);
-    endTimeBackground =
-        addBackground("endTimeBackground", *timestampContainer, {timeWidth + betweenTimes, 0, timeWidth, fieldHeight});
+    endTimeBackground = addBackground("endTimeBackground", *timestampContainer,
+                                      {glow + timeWidth + betweenTimes, glow, timeWidth, fieldHeight});
     endTimeField = addTimeField("endTimeField", *endTimeBackground, tr("End Time"), tr("End"));
 
     timeHint = label(*containerView, {}, 11);

@@ -394,7 +394,7 @@ void EditTimerTest::returnAndTab()
         order << run.window()->focusWidget()->objectName();
         run.press(Qt::Key_Tab);
     }
-    QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"cancelButton"_s, u"saveButton"_s, u"datePicker"_s,
+    QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"saveButton"_s, u"cancelButton"_s, u"datePicker"_s,
                                  u"textField"_s, u"textField"_s}));
     QCOMPARE(run.window()->focusWidget(), &run.notes());
     run.press(Qt::Key_Return);

@@ -32,6 +32,17 @@ Id add(Database& data, Id person, const Entry& entry, Seconds now)
         .value();
 }
 
+void recordTimes(Database& data, Id account)
+{
+    static_cast<void>(data.storage().change([&](SQLite::Database& database) -> tl::expected<int, Problem> {
+        SQLite::Statement accounts(database, "UPDATE accounts SET timestamp_timers = 1 WHERE id = ?");
+        accounts.bind(1, account);
+        accounts.exec();
+        return database.exec("UPDATE entries SET started_at = 540,"
+                             " ended_at = CASE WHEN timer_started IS NULL THEN 540 + seconds / 60 END");
+    }));
+}
+
 void removeAll(Database& data, Id person)
 {
     static_cast<void>(data.storage().change([&](SQLite::Database& database) -> tl::expected<int, Problem> {

@@ -21,6 +21,8 @@ struct Entry
 /// The entry's id.
 localservice::Id add(localservice::Database& data, localservice::Id person, const Entry& entry,
                      localservice::Seconds now);
+/// From now on the account records start and end; the entries that it has began at nine.
+void recordTimes(localservice::Database& data, localservice::Id account);
 void removeAll(localservice::Database& data, localservice::Id person);
 
 } // namespace seed

@@ -1,7 +1,7 @@
 // timesheet_seed FILE SCENE
 //
 // Fills the data file of the service that comes with the program (`quillon --local`) with a day to look at: "empty",
-// "mixed", "long" or "full".
+// "mixed", "long", "full" or, with start and end times, "times".
 
 #include "Seed.h"
 
@@ -99,7 +99,7 @@ int main(int argc, char** argv)
 {
     const std::string scene = argc == 3 ? argv[2] : "";
     std::vector<Line> lines;
-    if (scene == "mixed") {
+    if (scene == "mixed" || scene == "times") {
         lines = mixed;
     } else if (scene == "long") {
         lines = extremes;
@@ -111,7 +111,7 @@ int main(int argc, char** argv)
             lines.push_back(line);
         }
     } else if (scene != "empty") {
-        std::fputs("usage: timesheet_seed FILE empty|mixed|long|full\n", stderr);
+        std::fputs("usage: timesheet_seed FILE empty|mixed|long|full|times\n", stderr);
         return 2;
     }
     auto data = Database::open(argv[1]);
@@ -124,5 +124,7 @@ int main(int argc, char** argv)
     Catalog catalog(**data, *account);
     for (const Line& line : lines)
         catalog.add(line);
+    if (scene == "times")
+        seed::recordTimes(**data, account->account);
     return 0;
 }
