@@ -39,6 +39,23 @@ constexpr int ButtonSize = 28;
 constexpr int ButtonRight = 12;
 constexpr int ColumnGap = 8;
 
+/// A lock with a tool tip. Pressing it does nothing, so it does not look as if it did.
+class LockedButton final : public skin::ImageButton
+{
+public:
+    explicit LockedButton(QWidget* parent)
+        : ImageButton(imageNamed("tw-icn-lock.png"), imageNamed("tw-icn-lock.png"), parent)
+    {
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        shownImage().drawAtPoint(painter, {0, 0});
+    }
+};
+
 skin::QuillonTextFieldCell* makeLabel(const QString& name, const QFont& font, QWidget* parent)
 {
     auto* label = new skin::QuillonTextFieldCell(parent);
@@ -84,8 +101,7 @@ TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
       taskLabel(makeLabel(u"taskLabel"_s, skin::interfaceFont(11), this)),
       hoursLabel(makeLabel(u"hoursLabel"_s, skin::interfaceFont(19), this)),
       notesLabel(new NotesView(notesFont(), this)), runningButtonView(new skin::RunningButtonBackground(this)),
-      startStopButton(new skin::QuillonTimesheetButtonCell(this)),
-      lockedButton(new skin::ImageButton(imageNamed("tw-icn-lock.png"), imageNamed("tw-icn-lock.png"), this)),
+      startStopButton(new skin::QuillonTimesheetButtonCell(this)), lockedButton(new LockedButton(this)),
       m_commands(commands), m_normalColor(colorFromHexRGB(u"666666"_s)), m_lockedColor(colorFromHexRGB(u"AAAAAA"_s)),
       m_normalProjectColor(colorFromHexRGB(u"212121"_s))
 {
