@@ -17,6 +17,7 @@ namespace {
 
 constexpr int textWidth = 320; ///< a line of text as long as reads well
 constexpr int iconSize = 48;
+constexpr int buttonPadding = 16;
 constexpr qsizetype longestText = 600; ///< a service may explain itself at any length
 
 QLabel* textLabel(const QString& text)
@@ -78,6 +79,7 @@ MessageSheet::MessageSheet(QWidget& window, const platform::Alert& alert, std::f
     // The default one at the right, the others before it. Tab goes from left to right.
     for (int i = last; i >= 0; --i) {
         auto* button = new QPushButton(QString(texts[i]).replace(u'&', "&&"_L1));
+        button->setMinimumWidth(button->sizeHint().width() + buttonPadding);
         row->addWidget(button);
         connect(button, &QPushButton::clicked, this, [this, i] { press(i); });
         m_default = button; // in the end the first of them

@@ -13,6 +13,11 @@ namespace {
 constexpr int buttonSize = 22;
 constexpr int signSize = 16;
 
+QString dots(const QString& text)
+{
+    return QString(text.size(), QChar(0x2022));
+}
+
 class PasswordFieldAccessible final : public QAccessibleWidget,
                                       public QAccessibleTextInterface,
                                       public QAccessibleEditableTextInterface
@@ -93,7 +98,7 @@ public:
 
 private:
     PasswordField& field() const { return *static_cast<PasswordField*>(object()); }
-    QString dots() const { return QString(field().text().size(), QChar(0x2022)); }
+    QString dots() const { return settings_ui::dots(field().text()); }
 };
 
 QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
@@ -102,12 +107,49 @@ QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* objec
     return field ? new PasswordFieldAccessible(*field) : nullptr;
 }
 
+QAccessible::UpdateHandler nextHandler = nullptr;
+
+void tellDotsOnly(QAccessibleEvent* event);
+
+void passOn(QAccessibleEvent* event)
+{
+    QAccessible::installUpdateHandler(nextHandler);
+    QAccessible::updateAccessibility(event);
+    QAccessible::installUpdateHandler(tellDotsOnly);
+}
+
+/// A line edit tells every sign that is typed, in fields for passwords too, and there is no other place to stop that.
+void tellDotsOnly(QAccessibleEvent* event)
+{
+    auto* field = qobject_cast<PasswordField*>(event->object());
+    if (field && event->type() == QAccessible::TextInserted) {
+        const auto& told = static_cast<const QAccessibleTextInsertEvent&>(*event);
+        QAccessibleTextInsertEvent masked(field, told.changePosition(), dots(told.textInserted()));
+        passOn(&masked);
+    } else if (field && event->type() == QAccessible::TextRemoved) {
+        const auto& told = static_cast<const QAccessibleTextRemoveEvent&>(*event);
+        QAccessibleTextRemoveEvent masked(field, told.changePosition(), dots(told.textRemoved()));
+        passOn(&masked);
+    } else if (field && event->type() == QAccessible::TextUpdated) {
+        const auto& told = static_cast<const QAccessibleTextUpdateEvent&>(*event);
+        QAccessibleTextUpdateEvent masked(field, told.changePosition(), dots(told.textRemoved()),
+                                          dots(told.textInserted()));
+        passOn(&masked);
+    } else if (field && event->type() == QAccessible::ValueChanged) {
+        QAccessibleValueChangeEvent masked(field, dots(field->text()));
+        passOn(&masked);
+    } else {
+        passOn(event);
+    }
+}
+
 } // namespace
 
 PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QToolButton(this))
 {
     [[maybe_unused]] static const bool installed = [] {
         QAccessible::installFactory(makeInterface);
+        nextHandler = QAccessible::installUpdateHandler(tellDotsOnly);
         return true;
     }();
     m_show->setObjectName(QStringLiteral("showPasswordButton"));

@@ -39,9 +39,12 @@ namespace {
 constexpr auto patience = 10s;
 constexpr qint64 leastIdleMinutes = 1;
 constexpr qint64 defaultIdleMinutes = 10;
-constexpr int messageWidth = 300;
+constexpr int messageWidth = 340;
 constexpr int iconSize = 48;
 constexpr int fieldHeight = 26;
+constexpr int statusWidth = 300;
+constexpr int buttonWidth = 84;
+constexpr int buttonPadding = 16;
 
 platform::Environment& environment()
 {
@@ -116,6 +119,8 @@ void PreferenceController::awakeFromNib()
 
     for (QLineEdit* field : m_window.findChildren<QLineEdit*>())
         field->setMinimumHeight(fieldHeight);
+    for (QPushButton* button : m_window.findChildren<QPushButton*>())
+        button->setMinimumWidth(std::max(buttonWidth, button->sizeHint().width() + buttonPadding));
     // What belongs to a check box stands below its title.
     const QStyle& style = *m_window.style();
     const int indent = style.pixelMetric(QStyle::PM_IndicatorWidth, nullptr, m_ui->showInDockButton) +
@@ -188,21 +193,27 @@ void PreferenceController::wire()
             m_ui->passwordField->setText(m_preferences.password());
     });
     connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
-    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus);
-    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus);
+    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus,
+         settings::HotKeyManager::ToggleTimesheetWindow);
+    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus, settings::HotKeyManager::ShowNewTimerWindow);
 }
 
-void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status)
+void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status, int action)
 {
+    status.setFixedWidth(statusWidth);
     recorder.setTaken([this, &recorder](qint64 keyCode, quint64 flags, QString& reason) {
         return shortcutRecorder(recorder, keyCode, flags, reason);
     });
-    connect(&recorder, &SRRecorderControl::keyComboChanged, this, &PreferenceController::showShortcutStatus);
     connect(&recorder, &SRRecorderControl::refused, &status, &QLabel::setText);
-    connect(&recorder, &SRRecorderControl::recordingChanged, this, [this](bool recording) {
+    connect(&recorder, &SRRecorderControl::recordingChanged, this, [this, &status](bool recording) {
         // What is in use now shall be typed, not carried out.
         m_hotKeys.setPaused(recording);
+        status.setText(tr("Delete for none, Escape to leave it."));
         showShortcutStatus();
+    });
+    connect(&recorder, &SRRecorderControl::keyComboChanged, this, [this, &recorder, action] {
+        // At once, so that the person sees here whether the desktop grants it.
+        m_hotKeys.registerNewHotKey(recorder.keyCombo(), action);
     });
 }
 
@@ -399,22 +410,20 @@ void PreferenceController::showKeyring()
 
 void PreferenceController::showShortcutStatus()
 {
-    const auto show = [this](const SRRecorderControl& recorder, const SRRecorderControl& other, QLabel& label,
-                             const settings::KeyCombo& saved, int action) {
-        const settings::KeyCombo combo = recorder.keyCombo();
-        QString text;
-        if (combo.code != settings::KeyCombo::NoKey && combo == other.keyCombo())
-            text = tr("Both shortcuts are the same.");
-        else if (combo == saved)
-            text = statusText(m_hotKeys.status(action));
-        label.setText(recorder.isRecording() ? tr("Delete for none, Escape to leave it.") : text);
-    };
     const SRRecorderControl& timesheet = *m_ui->toggleTimesheetShortcutControl;
     const SRRecorderControl& newTimer = *m_ui->newTimerShortcutControl;
-    show(timesheet, newTimer, *m_ui->toggleTimesheetShortcutStatus, m_preferences.timesheetWindowHotKeyCombo(),
-         settings::HotKeyManager::ToggleTimesheetWindow);
-    show(newTimer, timesheet, *m_ui->newTimerShortcutStatus, m_preferences.newTimerWindowHotKeyCombo(),
-         settings::HotKeyManager::ShowNewTimerWindow);
+    // While one is recorded, what became of the other is not to be known.
+    if (timesheet.isRecording() || newTimer.isRecording())
+        return;
+    const bool same =
+        timesheet.keyCombo() == newTimer.keyCombo() && timesheet.keyCombo().code != settings::KeyCombo::NoKey;
+    const auto show = [this, same](QLabel& label, int action) {
+        const QString text = same ? tr("Both shortcuts are the same.") : statusText(m_hotKeys.status(action));
+        label.setText(label.fontMetrics().elidedText(text, Qt::ElideRight, statusWidth));
+        label.setToolTip(text);
+    };
+    show(*m_ui->toggleTimesheetShortcutStatus, settings::HotKeyManager::ToggleTimesheetWindow);
+    show(*m_ui->newTimerShortcutStatus, settings::HotKeyManager::ShowNewTimerWindow);
 }
 
 void PreferenceController::controlTextDidEndEditing(QLineEdit* field)

@@ -98,7 +98,7 @@ private:
     void awakeFromNib();
     void windowDidLoad();
     void wire();
-    void wire(SRRecorderControl& recorder, QLabel& status);
+    void wire(SRRecorderControl& recorder, QLabel& status, int action);
     void fill();
     void showSheet(const QString& message);
     void showChecking(bool checking);

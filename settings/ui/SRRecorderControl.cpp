@@ -59,8 +59,10 @@ public:
     QString text(QAccessible::Text kind) const override
     {
         const QString text = QAccessibleWidget::text(kind);
-        // The part of it that is sure to be spoken.
-        return kind == QAccessible::Name ? text + ": "_L1 + recorder().shownText() : text;
+        if (kind != QAccessible::Name)
+            return text;
+        // The part of it that is sure to be spoken. A label brings its colon.
+        return text + (text.endsWith(u':') ? " "_L1 : ": "_L1) + recorder().shownText();
     }
 
     QStringList actionNames() const override { return {pressAction()}; }

@@ -2,8 +2,6 @@
 
 #include "settings/ui/Signs.h"
 
-#include "skin/Image.h"
-
 #include <QPainter>
 #include <QProxyStyle>
 #include <QTabBar>
@@ -81,7 +79,7 @@ private:
             const QColor color = palette().windowText().color();
             const QPixmap picture =
                 sign(m_view.widget(i)->property("sign").toByteArray().toStdString(), color, devicePixelRatioF());
-            skin::drawDevicePixmap(painter, {tab.center().x() + 0.5 - signSize / 2.0, around.top() + 6.0}, picture);
+            painter.drawPixmap(tab.x() + (tab.width() - signSize) / 2, tab.y() + margin + 7, picture);
             painter.setPen(color);
             painter.drawText(around.adjusted(0, 0, 0, -4), Qt::AlignHCenter | Qt::AlignBottom | Qt::TextSingleLine,
                              tabText(i));

@@ -47,11 +47,11 @@ def press(accessible):
 
 
 class Program:
-    """A running program and its place in the tree. Ends with the block."""
+    """A running program and its place in the tree. Ends with the block. `streams` as for Popen."""
 
-    def __init__(self, name, *command):
+    def __init__(self, name, *command, **streams):
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
-        self.process = subprocess.Popen(command, env=environment)
+        self.process = subprocess.Popen(command, env=environment, **streams)
         self.name = name
 
     def __enter__(self):
