@@ -215,7 +215,13 @@ void NewTimerController::save()
 
 void NewTimerController::toggleDuration()
 {
-    showDurationBox(durationBoxClosed());
+    // Who opens the box is about to type a duration, and who closes it goes on with the notes.
+    const bool opens = durationBoxClosed();
+    showDurationBox(opens);
+    if (opens)
+        focusDuration();
+    else
+        m_window->notesText->setFocus();
 }
 
 bool NewTimerController::durationBoxClosed() const

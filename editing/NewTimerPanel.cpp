@@ -59,6 +59,7 @@ NewTimerPanel::NewTimerPanel()
 
     showDurationCheckButton = new HUDCheckBox(tr("Enter &duration"), contentView);
     showDurationCheckButton->setObjectName(u"showDurationCheckButton"_s);
+    showDurationCheckButton->setFocusPolicy(Qt::TabFocus);
 
     durationContainer = new QWidget(m_durationClip);
     durationContainer->setObjectName(u"durationContainer"_s);

@@ -439,6 +439,11 @@ void QuillonAutocompleter::popUpMenu()
     updatePlaceholderText();
     PickerMenu& menu = popupMenu();
     menu.setMinimumWidth(m_container->width());
+    // Who walks through it with the keys begins at what is chosen.
+    QAction* checked = nullptr;
+    for (QAction* item : menu.actions())
+        checked = item->isChecked() ? item : checked;
+    menu.setActiveAction(checked);
     menu.popup(m_container->mapToGlobal(QPoint(0, m_container->height())));
 }
 

@@ -91,6 +91,7 @@ public:
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setMouseTracking(true);
         verticalScrollBar()->setSingleStep(rowHeight);
+        dress(*verticalScrollBar(), look);
         QPalette palette;
         palette.setColor(QPalette::Base, coloursFor(look).background);
         setPalette(palette);

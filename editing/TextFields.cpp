@@ -2,7 +2,10 @@
 
 #include "skin/Fonts.h"
 
+#include <QPaintEvent>
 #include <QScrollBar>
+
+#include <cmath>
 
 namespace editing {
 
@@ -35,6 +38,16 @@ void dress(QLineEdit& field, Look look)
     field.setFont(skin::interfaceFont(fontPoints));
 }
 
+void dress(QScrollBar& bar, Look look)
+{
+    const QString shade = look == Look::Dark ? u"255, 255, 255"_s : u"0, 0, 0"_s;
+    bar.setStyleSheet(u"QScrollBar:vertical { background: transparent; width: 8px; margin: 1px; }"
+                      "QScrollBar::handle:vertical { background: rgba(%1, 35%); border-radius: 3px; min-height: 14px; }"
+                      "QScrollBar::handle:vertical:hover { background: rgba(%1, 55%); }"
+                      "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+                      "QScrollBar::add-page, QScrollBar::sub-page { background: none; }"_s.arg(shade));
+}
+
 NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
 {
     setFrameShape(QFrame::NoFrame);
@@ -43,7 +56,9 @@ NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
     setFont(skin::interfaceFont(fontPoints));
     setTabChangesFocus(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    document()->setDocumentMargin(2);
+    dress(*verticalScrollBar(), look);
+    // The margin is around the lines, not in the text: there a line that was scrolled away would show.
+    document()->setDocumentMargin(0);
 }
 
 QString NotesField::text() const
@@ -59,6 +74,23 @@ void NotesField::insertLineBreak()
 {
     textCursor().insertBlock();
     ensureCursorVisible();
+}
+
+void NotesField::paintEvent(QPaintEvent* event)
+{
+    // Lines are no whole points high: with the last one in sight, the feet of one above the first look in.
+    QPaintEvent inside(event->rect().intersected(viewport()->rect().adjusted(0, 1, 0, 0)));
+    QPlainTextEdit::paintEvent(&inside);
+}
+
+void NotesField::resizeEvent(QResizeEvent* event)
+{
+    // Room for whole lines only.
+    constexpr int top = 2;
+    const double line = QFontMetricsF(font()).lineSpacing();
+    const int lines = static_cast<int>(std::ceil(std::floor((height() - top) / line) * line));
+    setViewportMargins(3, top, 2, height() - top - lines);
+    QPlainTextEdit::resizeEvent(event);
 }
 
 } // namespace editing

@@ -3,6 +3,8 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 
+class QScrollBar;
+
 namespace editing {
 
 /// On which skin a field lies.
@@ -14,6 +16,9 @@ enum class Look
 
 /// Makes a line of text see-through and sets its font and colours, to lie in a QuillonTextFieldBackground.
 void dress(QLineEdit& field, Look look);
+
+/// Makes a scroll bar slim and quiet.
+void dress(QScrollBar& bar, Look look);
 
 /// Notes of any length, in lines that wrap: scrolls where they do not fit. Tab leaves it.
 ///
@@ -29,6 +34,10 @@ public:
     /// Not for what is being typed: forgets the caret and what could be undone.
     void setText(const QString& text) { setPlainText(text); }
     void insertLineBreak();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 };
 
 } // namespace editing
