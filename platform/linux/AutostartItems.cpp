@@ -15,7 +15,7 @@ namespace {
 
 constexpr auto kOurs = "com.wrenfold.quillon.desktop"_L1;
 // Larger than any entry with all its translations.
-constexpr qint64 kLargestEntry = 256 * 1024;
+constexpr qint64 kLargestEntry = qint64{256} * 1024;
 
 /// A value as it stands in the file ("Values" in the Desktop Entry Specification).
 QString escaped(QString value)

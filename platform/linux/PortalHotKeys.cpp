@@ -141,7 +141,7 @@ QString PortalHotKeys::trigger(QKeyCombination keys)
 {
     const QString key = keyName(keys.key());
     if (key.isEmpty())
-        return key;
+        return {};
     const Qt::KeyboardModifiers modifiers = keys.keyboardModifiers();
     QString text;
     if (modifiers & Qt::ControlModifier)
