@@ -1,13 +1,14 @@
 #pragma once
 
-#include <QPoint>
+#include <QImage>
 #include <QString>
+
+#include <functional>
 
 class QMenu;
 class QWidget;
 
-namespace platform
-{
+namespace platform {
 
 /// The program's place in the desktop's bar. One carrier of it exists at a time. Main thread only.
 ///
@@ -42,11 +43,29 @@ public:
     };
     virtual void setDescription(const Description& description) = 0;
 
+    /// What carriers that cannot show the view put in its place. Until it is set, the item is one that shows the view.
+    struct StandIn
+    {
+        QMenu* menu = nullptr; ///< offered to desktops that draw menus themselves. Flat. Not owned
+        std::function<void()> openMenu;
+        std::function<void()> toggleTimer;
+        /// A square picture of so many device pixels a side.
+        std::function<QImage(const Description&, int side)> tile;
+    };
+    /// An empty one takes it back: before the menu goes.
+    virtual void setStandIn(StandIn standIn) = 0;
+
+    /// Keeps the item out of the desktop's bar, in a small window of its own. Off at first; best set before the view.
+    virtual void setFloating(bool floating) = 0;
+
     /// Opens `menu` beside the item and returns at once.
     virtual void popUpMenu(QMenu& menu) = 0;
 
     /// Makes the item known to the person: shows it if hidden, puts it in front.
     virtual void present() = 0;
+
+    /// Where the item is now and what the desktop grants it, in one line for people.
+    virtual QString describe() const = 0;
 };
 
 } // namespace platform

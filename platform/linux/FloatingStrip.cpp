@@ -438,4 +438,9 @@ void FloatingStrip::present()
     m_window->raise();
 }
 
+QString FloatingStrip::describe() const
+{
+    return u"floating strip, %1 × %2 points"_s.arg(m_window->width()).arg(m_window->height());
+}
+
 } // namespace platform

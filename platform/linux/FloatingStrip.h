@@ -26,8 +26,12 @@ public:
     void setEnabled(bool enabled) override;
     void setToolTip(const QString& text) override;
     void setDescription(const Description& description) override;
+    /// It shows the view itself and floats anyway.
+    void setStandIn(StandIn) override {}
+    void setFloating(bool) override {}
     void popUpMenu(QMenu& menu) override;
     void present() override;
+    QString describe() const override;
 
 private:
     class Window;

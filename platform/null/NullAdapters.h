@@ -98,8 +98,11 @@ public:
     void setEnabled(bool) override {}
     void setToolTip(const QString&) override {}
     void setDescription(const Description&) override {}
+    void setStandIn(StandIn) override {}
+    void setFloating(bool) override {}
     void popUpMenu(QMenu& menu) override;
     void present() override {}
+    QString describe() const override { return QStringLiteral("nowhere: there is no display"); }
 
 private:
     double m_length = 0;

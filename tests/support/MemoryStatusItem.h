@@ -19,6 +19,8 @@ public:
     void setEnabled(bool on) override { enabled = on; }
     void setToolTip(const QString& text) override { toolTip = text; }
     void setDescription(const Description& told) override { description = told; }
+    void setStandIn(StandIn given) override { standIn = std::move(given); }
+    void setFloating(bool on) override { floating = on; }
 
     /// Opens the menu for real, at the top left.
     void popUpMenu(QMenu& opened) override
@@ -27,12 +29,15 @@ public:
         opened.popup(QPoint(0, 22));
     }
     void present() override { ++presented; }
+    QString describe() const override { return QStringLiteral("in memory"); }
 
     QPointer<QWidget> view;
     QPointer<QMenu> menu;
     QString toolTip;
     Description description;
+    StandIn standIn;
     int presented = 0;
+    bool floating = false;
     bool enabled = false;
 
 private:
