@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QLocale>
+#include <QMenu>
 #include <QPainter>
 #include <QScreen>
 #include <QTextCharFormat>
@@ -82,11 +83,19 @@ public:
                 button->setToolTip(spoken);
             }
         }
+        if (auto* months = findChild<QMenu*>())
+            months->setFont(font());
         setStyleSheet(u"QToolButton { color: #222222; background: transparent; border: none; border-radius: 4px;"
                       u" padding: 3px 6px; margin: 2px; font-weight: bold; }"
                       u"QToolButton:hover, QToolButton:focus { background: #e4e9ef; }"
                       u"QToolButton:pressed { background: #d3dae2; }"
                       u"QToolButton::menu-indicator { image: none; }"
+                      u"QSpinBox { color: #222222; background: #ffffff; border: 1px solid #b0b5bb; border-radius: 3px;"
+                      u" selection-background-color: #b5d5f8; selection-color: #222222; }"
+                      u"QSpinBox::up-button, QSpinBox::down-button { width: 0; border: none; }"
+                      u"QMenu { color: #222222; background: #fdfdfd; border: 1px solid #a3a8ae; padding: 3px 0; }"
+                      u"QMenu::item { padding: 3px 24px 3px 14px; }"
+                      u"QMenu::item:selected { color: #ffffff; background: #3d7ab5; }"
                       u"QAbstractItemView { background: #fdfdfd; border: none; outline: none;"
                       u" selection-background-color: transparent; }"_s);
     }

@@ -20,6 +20,7 @@
 
 #include <QFocusEvent>
 #include <QLabel>
+#include <QScrollBar>
 
 #include <utility>
 
@@ -181,6 +182,9 @@ void EditTimerController::updateFields()
     TimesheetEditSheet& sheet = *m_editTimerSheet;
     m_notesShown = entry->notes();
     sheet.notesField->setText(m_notesShown);
+    // What is typed first goes on behind the notes, whose beginning is in sight.
+    sheet.notesField->moveCursor(QTextCursor::End);
+    sheet.notesField->verticalScrollBar()->setValue(0);
     sheet.hoursField->setText(entry->hoursMinutes());
     m_projectAutocompleter->setEntry(entry);
     m_taskAutocompleter->setEntry(entry);

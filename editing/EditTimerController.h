@@ -69,12 +69,16 @@ public:
     /// One that touched the catalog.
     void catalogDidChange();
 
+    // What the controls of the sheet do.
+
     void saveTimer();
     void cancel();
     /// Selects the hours, for typing.
     void editHours();
     /// Puts the message away.
     void acknowledgeError();
+
+    // Of the fields, so once there is a window.
 
     /// Whether the entry can be saved as typed. If not, a message over the sheet says why.
     bool validateEntry();

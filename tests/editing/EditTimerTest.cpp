@@ -104,6 +104,8 @@ void EditTimerTest::sendsAnEntryOfHours()
     run.press(Qt::Key_Tab);
     run.type(run.task(), u"su"_s);
     run.press(Qt::Key_Tab);
+    QTest::keyClicks(&run.notes(), u" of R&D"_s); // behind what is there
+    QCOMPARE(run.notes().text(), u"First draft of R&D"_s);
     run.type(run.notes(), u"R&D <äöü>"_s);
     run.type(run.hours(), u"2:20"_s);
     run.date().setDate(QDate(2013, 1, 14));
