@@ -258,7 +258,8 @@ void DatePicker::selectPart(int index)
 
 bool DatePicker::focusNextPrevChild(bool next)
 {
-    return QWidget::focusNextPrevChild(next); // not to its next part
+    // Out of the field, not to its next part, where the class between goes.
+    return QWidget::focusNextPrevChild(next); // NOLINT(bugprone-parent-virtual-call)
 }
 
 void DatePicker::keyPressEvent(QKeyEvent* event)

@@ -87,9 +87,8 @@ void NotesField::resizeEvent(QResizeEvent* event)
 {
     // Room for whole lines only.
     constexpr int top = 2;
-    const double line = QFontMetricsF(font()).lineSpacing();
-    const int lines = static_cast<int>(std::ceil(std::floor((height() - top) / line) * line));
-    setViewportMargins(3, top, 2, height() - top - lines);
+    const int line = static_cast<int>(std::ceil(QFontMetricsF(font()).lineSpacing())); // as they are laid out
+    setViewportMargins(3, top, 2, (height() - top) % line);
     QPlainTextEdit::resizeEvent(event);
 }
 

@@ -96,7 +96,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
                                     upwards({margin, notesY, fieldWidth, notesHeight}, containerHeight));
     notesField = new NotesField(Look::Light, notesBackground);
     notesField->setObjectName(u"notesField"_s);
-    notesField->setGeometry(notesBackground->rect().adjusted(textMargin - 2, 2, -2, -3));
+    notesField->setGeometry(notesBackground->rect().adjusted(textMargin - 3, 2, -2, -3));
     notesField->setPlaceholderText(tr("Notes"));
     notesField->setAccessibleName(tr("Notes"));
     notesField->setAccessibleDescription(tr("Return saves, Alt+Return begins a new line."));
