@@ -52,4 +52,8 @@ Pairs pairs(int count, Ours ours, Bare bare)
 /// Seconds of a clock that never jumps.
 double now();
 
+/// Seconds that this process has computed. Where nothing is waited for, this is what a person would wait on an idle
+/// machine; and on a busy one it is still the same.
+double processorTime();
+
 } // namespace bench

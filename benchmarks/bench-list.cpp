@@ -16,22 +16,12 @@
 #include <QWindow>
 
 #include <cstdio>
-#include <ctime>
 #include <memory>
 
 namespace bench {
 namespace {
 
 constexpr QSize viewSize(470, 600);
-
-/// Seconds. Nothing here waits for anything, so this is what a person would wait for on an idle machine; and on a busy
-/// one it is still the same.
-double processorTime()
-{
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
-}
 
 class OurList final : public timesheet::RLListView, public timesheet::RLListViewDelegate
 {

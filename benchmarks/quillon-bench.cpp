@@ -1,9 +1,9 @@
 // quillon-bench [SECTION…]
 //
 // Measures Quillon beside the least that does the same work and prints the quotients; see docs. Sections: start,
-// memory, blink, inside (imports, stalls, timer commands), list; all of them without an argument. Needs a desktop
-// session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and nobody else's program
-// in it.
+// memory, blink, inside (imports, stalls, timer commands), list, picker; all of them without an argument. Needs a
+// desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and nobody else's
+// program in it.
 #include "FaceWatch.h"
 #include "Home.h"
 #include "Process.h"
@@ -29,10 +29,10 @@ struct Programs
 {
     explicit Programs(const path& folder)
         : quillon(folder.parent_path() / "quillon"), bare(folder / "bare"), service(folder / "bench-service"),
-          inside(folder / "bench-inside"), list(folder / "bench-list")
+          inside(folder / "bench-inside"), list(folder / "bench-list"), picker(folder / "bench-picker")
     {
     }
-    std::string quillon, bare, service, inside, list;
+    std::string quillon, bare, service, inside, list, picker;
 };
 
 /// A service with the large day, on a data file of its own.
@@ -248,16 +248,19 @@ void measureList(const Programs& programs)
     runInside({programs.list});
 }
 
+void measurePicker(const Programs& programs)
+{
+    runInside({programs.picker});
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const Programs programs(std::filesystem::read_symlink("/proc/self/exe").parent_path());
-    const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{{"start", measureStart},
-                                                                                             {"memory", measureMemory},
-                                                                                             {"blink", measureBlink},
-                                                                                             {"inside", measureInside},
-                                                                                             {"list", measureList}};
+    const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{
+        {"start", measureStart},   {"memory", measureMemory}, {"blink", measureBlink},
+        {"inside", measureInside}, {"list", measureList},     {"picker", measurePicker}};
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     try {
         rememberPassword();

@@ -1,6 +1,7 @@
 #include "AssignedProjects.h"
 
 #include "Client.h"
+#include "Company.h"
 #include "Project.h"
 
 using namespace Qt::StringLiterals;
@@ -30,6 +31,11 @@ QString folded(const QString& text)
 
 AssignedProjects::AssignedProjects(const User& user)
 {
+    // All of them are loaded at once, not one by one as each is asked for its name.
+    if (const Company* company = user.company()) {
+        static_cast<void>(company->projects());
+        static_cast<void>(company->clients());
+    }
     const std::vector<Project*> projects = user.assignedProjects();
     m_items.reserve(projects.size());
     for (Project* project : projects) {
