@@ -6,11 +6,14 @@
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
 
+#include <QAccessibleWidget>
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QStyle>
+
+#include <mutex>
 
 namespace editing {
 
@@ -31,11 +34,19 @@ constexpr int buttonBottom = 14;
 /// The glow around the duration field reaches this far below it.
 constexpr int glow = 4;
 
+QAccessibleInterface* makeInterface(const QString&, QObject* object)
+{
+    auto* panel = qobject_cast<NewTimerPanel*>(object);
+    return panel ? new QAccessibleWidget(panel, QAccessible::Dialog) : nullptr;
+}
+
 } // namespace
 
 NewTimerPanel::NewTimerPanel()
     : contentView(new skin::HUDBorderlessView(this)), m_durationClip(new QWidget(contentView))
 {
+    static std::once_flag accessible;
+    std::call_once(accessible, [] { QAccessible::installFactory(makeInterface); });
     setObjectName(u"NewTimer"_s);
     setWindowTitle(tr("New Timer"));
     contentView->setObjectName(u"contentView"_s);

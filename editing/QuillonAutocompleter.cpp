@@ -69,6 +69,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
     m_fakePlaceholderField->setText(m_chooseText);
     m_fakePlaceholderField->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_popupButton->setObjectName(u"popupButton"_s);
+    m_popupButton->setAccessibleName(m_chooseText);
     m_popupButton->setFocusPolicy(Qt::NoFocus);
     m_popupButton->resize(buttonSize);
     m_resultsController.setContainerView(m_container);

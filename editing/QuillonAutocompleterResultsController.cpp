@@ -73,11 +73,10 @@ private:
     const Colours& m_colours;
 };
 
-/// The list with a hairline around it, which takes no room from the rows.
 class ResultsList final : public QListView
 {
 public:
-    ResultsList(Look look, QWidget* parent) : QListView(parent), m_border(coloursFor(look).border)
+    ResultsList(Look look, QWidget* parent) : QListView(parent)
     {
         setObjectName(u"resultsTableView"_s);
         setAccessibleName(QObject::tr("Suggestions"));
@@ -94,25 +93,43 @@ public:
         dress(*verticalScrollBar(), look);
         QPalette palette;
         palette.setColor(QPalette::Base, coloursFor(look).background);
+        palette.setColor(QPalette::Window, coloursFor(look).background); // behind the scroll bar
         setPalette(palette);
+        setAutoFillBackground(true);
         setFont(skin::interfaceFont(13));
         setItemDelegate(new RowDelegate(look, this));
     }
+};
+
+/// A hairline around the list, all but the edge at the field. It takes no room from the rows.
+class Border final : public QWidget
+{
+public:
+    Border(Look look, QWidget* around) : QWidget(around), m_colour(coloursFor(look).border)
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        around->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Resize)
+            resize(static_cast<QWidget*>(watched)->size());
+        return false;
+    }
 
 protected:
-    void paintEvent(QPaintEvent* event) override
+    void paintEvent(QPaintEvent*) override
     {
-        QListView::paintEvent(event);
-        QPainter painter(viewport());
-        painter.setPen(QPen(m_border, 0));
-        const QRect area = viewport()->rect();
-        painter.drawLine(area.topLeft(), area.bottomLeft());
-        painter.drawLine(area.bottomLeft(), area.bottomRight());
-        painter.drawLine(area.topRight(), area.bottomRight());
+        QPainter painter(this);
+        painter.setPen(QPen(m_colour, 0));
+        painter.drawLine(rect().topLeft(), rect().bottomLeft());
+        painter.drawLine(rect().bottomLeft(), rect().bottomRight());
+        painter.drawLine(rect().topRight(), rect().bottomRight());
     }
 
 private:
-    QColor m_border;
+    QColor m_colour;
 };
 
 } // namespace
@@ -370,6 +387,7 @@ QuillonAutocompleterResultsWindow& QuillonAutocompleterResultsController::window
         auto* layout = new QVBoxLayout(m_window);
         layout->setContentsMargins({});
         layout->addWidget(view);
+        (new Border(m_look, m_window))->raise();
         connect(view, &QListView::clicked, this, [this](const QModelIndex& index) {
             if (isLabelRow(index.row()))
                 return;

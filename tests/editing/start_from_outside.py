@@ -1,0 +1,69 @@
+"""A timer started in the window of the real program, with the keyboard and by assistive technology."""
+
+import pathlib
+import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+from outside import Program, actions, find, press, states, until
+
+
+def keys(*names):
+    subprocess.run(["xdotool", "key", *names], check=True)
+
+
+def typed(text):
+    subprocess.run(["xdotool", "type", text], check=True)
+
+
+def text_of(accessible):
+    return accessible.queryText().getText(0, -1)
+
+
+def main(program):
+    with Program("Quillon", program, "--local") as root:
+        rows = find(find(root, "frame", "Timesheet"), "list")
+        until("the entry of the first day", lambda: len(rows) == 1)
+
+        # By keyboard, from anywhere.
+        keys("ctrl+alt+n")
+        window = find(root, "dialog", "New Timer")
+        project, task = find(window, "text", "Project"), find(window, "text", "Task")
+        until("the project focused", lambda: "focused" in states(project))
+        typed("train")
+        until("the suggestion said", lambda: project.description == "Training")
+        assert text_of(project) == "training"
+        suggestions = find(root, "list", "Suggestions")
+        assert [row.name.strip() for row in suggestions] == ["My Own Work", "Training"]
+        keys("Tab")
+        until("the task focused", lambda: "focused" in states(task))
+        assert text_of(project) == "Training" and text_of(task) == "Learning"
+        typed("nothing")
+        keys("Tab")
+        until("the error said", lambda: task.description == "No task chosen")
+        assert "enabled" not in states(find(window, "push button", "Start"))
+        keys("shift+Tab")
+        typed("me")
+        keys("Tab")
+        typed("Reading")
+        keys("Return")
+        until("the entry", lambda: len(rows) == 2)
+        until("its row", lambda: "My Own Work, Training, Meetings" in " ".join(row.name for row in rows))
+        until("the window gone", lambda: "showing" not in states(window))
+
+        # By assistive technology: what was worked on last, as time to book.
+        keys("ctrl+alt+n")
+        until("the window", lambda: "showing" in states(window))
+        until("what was last", lambda: text_of(task) == "Meetings")
+        box = find(window, "check box", "Enter duration")
+        box.queryAction().doAction(actions(box).index("Toggle"))
+        find(window, "text", "Duration").queryEditableText().setTextContents("1:30")
+        find(window, "text", "Notes").queryEditableText().setTextContents("Read aloud")
+        press(find(window, "push button", "Save"))
+        until("the entry", lambda: len(rows) == 3)
+        until("its time", lambda: "1 hour 30 minutes" in " ".join(row.name for row in rows))
+        until("the window gone", lambda: "showing" not in states(window))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
