@@ -19,6 +19,7 @@ namespace {
 // A line of text as long as reads well.
 constexpr int kTextWidth = 340;
 constexpr int kIconSize = 64;
+constexpr QLatin1StringView kTitle("qt_msgbox_label"); // Qt's name for it
 // Somebody who types or clicks goes on for about as long before they see that something else has come up.
 constexpr TimeSource::Duration kInstant{700};
 
@@ -107,17 +108,16 @@ void MessageBoxAlerts::openNext()
     m_box->setDefaultButton(static_cast<QPushButton*>(m_buttons.first()));
     // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
     m_box->setEscapeButton(m_buttons[escapeButton()]);
-    putTexts();
-    // Texts come from the service too: nothing in them is markup.
-    for (const auto& name : {"qt_msgbox_label"_L1, "qt_msgbox_informativelabel"_L1}) {
-        if (QLabel* text = label(*m_box, name))
-            text->setTextFormat(Qt::PlainText);
-    }
-    if (QLabel* title = label(*m_box, "qt_msgbox_label"_L1)) {
+    if (QLabel* title = label(*m_box, kTitle)) {
         QFont font = title->font();
         font.setBold(true);
         title->setFont(font);
-        title->setMinimumWidth(kTextWidth);
+    }
+    putTexts();
+    // Texts come from the service too: nothing in them is markup.
+    for (const auto& name : {kTitle, "qt_msgbox_informativelabel"_L1}) {
+        if (QLabel* text = label(*m_box, name))
+            text->setTextFormat(Qt::PlainText);
     }
 
     connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
@@ -145,6 +145,9 @@ void MessageBoxAlerts::putTexts()
     for (qsizetype i = 0; i < std::min(alert.buttons.size(), m_buttons.size()); ++i)
         m_buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
     m_box->setText(alert.title);
+    if (QLabel* title = label(*m_box, kTitle))
+        title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
+    // Last: now the box takes the size of all this.
     m_box->setInformativeText(shortened(alert.text));
 }
 

@@ -141,6 +141,8 @@ void AlertsTest::changesWhileOpen()
     QCOMPARE(openBoxes(), QList<QMessageBox*>{box});
     QCOMPARE(box->text(), changed.title);
     QCOMPARE(box->informativeText(), kIdle.text);
+    const QLabel* title = box->findChild<QLabel*>(u"qt_msgbox_label"_s);
+    QTRY_VERIFY(title->width() >= title->fontMetrics().horizontalAdvance(title->text()));
     for (QAbstractButton* button : box->buttons()) {
         if (button->text() == u"Remove R&&D"_s)
             QTest::mouseClick(button, Qt::LeftButton);
