@@ -7,7 +7,6 @@
 #include "skin/QuillonTextFieldBackground.h"
 
 #include <QAccessibleWidget>
-#include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -147,9 +146,8 @@ void NewTimerPanel::keyPressEvent(QKeyEvent* event)
         HUDBorderlessWindow::keyPressEvent(event);
 }
 
-void NewTimerPanel::closeEvent(QCloseEvent* event)
+void NewTimerPanel::closeEvent(QCloseEvent*)
 {
-    event->ignore(); // the controller hides it
     emit closeAsked();
 }
 

@@ -339,7 +339,7 @@ private slots:
         QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
         QVERIFY(!run.window->durationHint->isVisible());
         QTRY_COMPARE(run.window->height(), before.height());
-        QTest::mouseClick(run.window->cancelButton, Qt::LeftButton);
+        QVERIFY(run.window->close()); // whoever ends the session is not held up
         QVERIFY(!settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1));
         QVERIFY(!run.window->isVisible());
     }
@@ -399,6 +399,12 @@ private slots:
         run.type(u"ought"_s);
         QCOMPARE(run.window->notesText->text(), u"half a thought");
         QCOMPARE(run.button(), u"Start");
+        // Cancelled is cancelled.
+        QTest::mouseClick(run.window->cancelButton, Qt::LeftButton);
+        QVERIFY(!run.window->isVisible());
+        run.open();
+        QCOMPARE(run.window->notesText->text(), QString());
+        QVERIFY(run.sent().empty());
     }
 
     void clearedWithTheAccount()
