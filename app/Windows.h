@@ -56,7 +56,7 @@ public:
     virtual void startDidFail() = 0;
 };
 
-/// Makes each window on first use. A window without a maker is not part of this build: its menu item is disabled.
+/// Makes each window on first use. Without a maker there is no such window: what would show it does nothing.
 struct WindowMakers
 {
     template <class Made>

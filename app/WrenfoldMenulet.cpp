@@ -140,11 +140,6 @@ void WrenfoldMenulet::wire()
     action(m_menu->helpMenuItem, &WrenfoldMenulet::showHelp);
     action(m_menu->aboutMenuItem, &WrenfoldMenulet::showAboutWindow);
     action(m_menu->quitMenuItem, &WrenfoldMenulet::quitQuilonForMac);
-
-    m_menu->newTimerMenuItem->setEnabled(static_cast<bool>(m_windows.newTimer));
-    m_menu->timesheetMenuItem->setEnabled(static_cast<bool>(m_windows.timesheet));
-    m_menu->preferencesMenuItem->setEnabled(static_cast<bool>(m_windows.preferences));
-    m_menu->aboutMenuItem->setEnabled(static_cast<bool>(m_windows.about));
 }
 
 bool WrenfoldMenulet::applicationShouldHandleReopen(bool /*hasVisibleWindows*/)

@@ -260,7 +260,7 @@ void WrenfoldMenulet::networkReachable()
 void WrenfoldMenulet::enableTimerItems(bool enable)
 {
     m_menu->toggleCurrentTimerMenuItem->setEnabled(enable);
-    m_menu->newTimerMenuItem->setEnabled(enable && m_windows.newTimer);
+    m_menu->newTimerMenuItem->setEnabled(enable);
 }
 
 } // namespace app

@@ -73,8 +73,7 @@ class AppRun
 public:
     enum class Windows
     {
-        All, ///< recording ones
-        None,
+        All,      ///< recording ones
         Program,  ///< those of the program
         Timesheet ///< the program's timesheet, else recording ones
     };
@@ -200,12 +199,12 @@ private:
 
     app::WindowMakers makers(Windows which)
     {
-        if (which == Windows::None)
-            return {};
         if (which == Windows::Program)
             return app::programWindows();
         app::WindowMakers windows;
-        windows.about = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about")); };
+        windows.about = [this](app::WrenfoldMenulet&) {
+            return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about"));
+        };
         windows.preferences = [this](app::WrenfoldMenulet&) {
             return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("preferences"));
         };

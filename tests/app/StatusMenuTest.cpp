@@ -28,7 +28,6 @@ class StatusMenuTest : public QObject
     Q_OBJECT
 private slots:
     void layout();
-    void windowsThatDoNotExist();
     void openingAndClosing();
     void startsAndStopsByClick();
     void withoutAnEntry();
@@ -54,15 +53,6 @@ void StatusMenuTest::layout()
                                               u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
                                               u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
                                               u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
-}
-
-void StatusMenuTest::windowsThatDoNotExist()
-{
-    AppRun run(true, AppRun::Windows::None);
-    run.start();
-    for (const QAction* item : {run.menu().newTimerMenuItem, run.menu().timesheetMenuItem,
-                                run.menu().preferencesMenuItem, run.menu().aboutMenuItem})
-        QVERIFY2(!item->isEnabled(), qPrintable(item->text()));
 }
 
 void StatusMenuTest::openingAndClosing()
