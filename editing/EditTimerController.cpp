@@ -34,6 +34,7 @@ constexpr int lightStyle = 1;
 // The lower left corners of the pickers, from that of their view upwards.
 constexpr QPoint projectCorner(24, 185);
 constexpr QPoint taskCorner(24, 152);
+constexpr qsizetype longestReason = 300; ///< a service may explain itself at any length
 
 QString hoursMinutes(const QDateTime& date)
 {
@@ -304,7 +305,7 @@ bool EditTimerController::validateEntry()
         return refuse(tr("This timer has been deleted in the meantime. Copy what you want to keep, then cancel."));
     if (entry->isLocked())
         return refuse(tr("This timer has been locked in the meantime and can no longer be changed. %1")
-                          .arg(entry->lockedReason())
+                          .arg(entry->lockedReason().left(longestReason))
                           .trimmed());
 
     for (const QuillonAutocompleter* picker : pickers()) {
@@ -327,8 +328,9 @@ bool EditTimerController::validateEntry()
     }
     if (!failing.isEmpty())
         return refuse(u"Please enter a valid %1 and try again."_s.arg(failing.join(" and "_L1)), firstFailing);
-    if (!entry->isRunning() && entry->startedAt().isValid() && entry->stoppedAt() < entry->startedAt() &&
-        entry->stoppedAt().isValid())
+    const QDateTime from = entry->startedAt();
+    const QDateTime to = entry->stoppedAt();
+    if (!entry->isRunning() && from.isValid() && to.isValid() && to < from)
         return refuse(u"End time must be later than start time. Please adjust your timestamps and try again."_s,
                       sheet.endTimeField);
     return true;
