@@ -1,6 +1,7 @@
 #include "app/Application.h"
 
 #include "app/AppcastFeed.h"
+#include "app/SessionBus.h"
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
 #include "platform/InfoDictionary.h"
@@ -42,12 +43,24 @@ constexpr auto LongestWaitForFace = 500ms;
 
 constexpr const char* HelpText =
     R"(Usage: quillon [OPTION]…
+       quillon COMMAND
 Shows the hours of the running timer of your timesheet, and starts and stops it.
 
   --local        keep the timesheet on this computer, in the service that comes with the program
   --info FILE    take tuning values from FILE (JSON) over the built-in ones
   --help         print this and exit
   --version      print the version and exit
+
+Commands to the program that runs:
+  toggle         start or stop the current timer
+  new            show the window for a new timer
+  timesheet      show or hide the timesheet
+  preferences    show the preferences
+  quit           end the program
+  status         print the hours and what they are for
+    --json         as JSON
+    --follow       a line for each change, until nobody reads them
+    --format TEXT  as TEXT says: {text} {hours} {state} {symbol} {project} {task} {client} {notes}
 
 Settings:  $XDG_CONFIG_HOME/Quillon/Quillon.conf
 Data:      $XDG_DATA_HOME/Quillon
@@ -189,6 +202,7 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
     Arguments parsed;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments.at(i);
+        const bool isStatus = parsed.command && parsed.command->name == "status"_L1;
         if (argument == "--local"_L1) {
             parsed.local = true;
         } else if (argument == "--help"_L1 || argument == "-h"_L1) {
@@ -201,10 +215,29 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.infoFile = arguments.at(i);
         } else if (argument.startsWith("--info="_L1)) {
             parsed.infoFile = argument.mid(7);
+        } else if (isStatus && argument == "--json"_L1) {
+            parsed.command->json = true;
+        } else if (isStatus && argument == "--follow"_L1) {
+            parsed.command->follow = true;
+        } else if (isStatus && (argument == "--format"_L1 || argument.startsWith("--format="_L1))) {
+            if (argument == "--format"_L1 && ++i == arguments.size())
+                return tl::unexpected(u"quillon: --format needs a text\n"_s);
+            const auto text = StatusText::parse(argument == "--format"_L1 ? arguments.at(i) : argument.mid(9));
+            if (!text)
+                return tl::unexpected(u"quillon: %1\n"_s.arg(text.error()));
+            parsed.command->text = *text;
+        } else if (argument.startsWith(u'-')) {
+            return tl::unexpected(u"quillon: there is no option \"%1\" %2(see quillon --help)\n"_s.arg(
+                argument, parsed.command ? u"of %1 "_s.arg(parsed.command->name) : QString()));
+        } else if (parsed.command || !BusCommand::exists(argument)) {
+            return tl::unexpected(u"quillon: there is no command \"%1\" (see quillon --help)\n"_s.arg(argument));
         } else {
-            return tl::unexpected(u"quillon: there is no option \"%1\" (see quillon --help)\n"_s.arg(argument));
+            parsed.command = BusCommand{.name = argument, .text = {}};
         }
     }
+    if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
+        return tl::unexpected(u"quillon: %1 goes to the program that runs, and takes no --local and no --info\n"_s.arg(
+            parsed.command->name));
     return parsed;
 }
 
@@ -226,6 +259,8 @@ int Application::run(int argc, char** argv)
         print(stdout, u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
         return 0;
     }
+    if (arguments->command)
+        arguments->command->run(argc, argv);
     const QString infoFile = arguments->infoFile.isEmpty() ? qEnvironmentVariable("QUILLON_INFO") : arguments->infoFile;
     auto info = platform::InfoDictionary::load(infoFile);
     if (!info) {
@@ -251,11 +286,17 @@ int Application::run(int argc, char** argv)
 
     platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
     WrenfoldMenulet* controller = nullptr;
+    std::optional<SessionBus> sessionBus;
     platform::SingleInstance instance;
-    if (!instance.claim([&controller] {
+    const bool first = instance.claim(
+        [&controller] {
             if (controller)
                 controller->applicationShouldHandleReopen(false);
-        }))
+        },
+        [&](const QString& action) {
+            return sessionBus ? sessionBus->perform(action) : SessionBus::refuseWhileStarting();
+        });
+    if (!first)
         return 0;
 
     WrenfoldMenulet menulet(std::move(m_parts.windows));
@@ -264,17 +305,22 @@ int Application::run(int argc, char** argv)
     // The face first: what takes time comes when there is something to look at.
     menulet.showStatusItem();
     std::optional<LocalRun> local;
+    const auto awake = [&] {
+        menulet.awakeFromNib();
+        sessionBus.emplace(menulet, instance.busObject());
+    };
     new FirstPaint(menulet.statusItemView(), [&] {
         QApplication::setWindowIcon(applicationIcon());
         if (!arguments->local) {
-            menulet.awakeFromNib();
+            awake();
             return;
         }
         local.emplace(m_parts.embeddedService(), run);
-        local->start([&menulet] { menulet.awakeFromNib(); });
+        local->start(awake);
     });
     const int status = QApplication::exec();
     controller = nullptr;
+    sessionBus.reset();
     return status;
 }
 

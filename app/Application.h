@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/BusCommand.h"
 #include "app/EmbeddedService.h"
 #include "app/Windows.h"
 
@@ -7,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace app {
 
@@ -17,6 +19,7 @@ struct Arguments
     bool help = false;
     bool version = false;
     QString infoFile;
+    std::optional<BusCommand> command;
 
     /// Without the program's own name. The error is one line for standard error.
     static tl::expected<Arguments, QString> parse(const QStringList& arguments);

@@ -38,6 +38,21 @@ namespace app {
 
 class StatusMenu;
 
+/// What the status item says at one moment, and of which entry.
+struct Status
+{
+    QString hours; ///< "1:05", or "-:--" while not known yet
+    QString project;
+    QString task;
+    QString client;
+    QString notes;
+    bool running = false;
+    bool offline = false;
+    bool loggedOut = false;
+
+    bool operator==(const Status&) const = default;
+};
+
 /// The width of the status item, in points, for hours of up to two digits and while offline.
 inline constexpr float QuillonStatusItemDefaultWidth = 71.0F;
 
@@ -90,6 +105,7 @@ public:
     bool loggedOut() const override { return m_loggedOut; }
     bool offline() const override { return m_offline; }
     bool showingInDock() const { return m_showingInDock; }
+    Status status() const;
     StatusMenu& menu() const { return *m_menu; }
     skin::QuillonStatusItemView& statusItemView() const { return *m_view; }
     TimesheetWindow* timesheetController() const { return m_timesheetController.get(); }
@@ -186,6 +202,9 @@ signals:
     // QuillonNetworkReachable and QuillonNetworkNotReachable, told to whoever shows connectivity.
     void quillonForMacNetworkReachable();
     void quillonForMacNetworkNotReachable();
+
+    /// What `status` returns may have changed.
+    void statusChanged();
 
 private:
     model::DayEntry* currentEntry() const;

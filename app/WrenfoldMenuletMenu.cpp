@@ -3,6 +3,7 @@
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 
+#include "model/Client.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
 #include "model/Project.h"
@@ -77,6 +78,26 @@ void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
     spoken << about;
     m_statusItem->setDescription(
         {m_view->hoursString(), spoken.join(", "_L1), m_view->isRunning(), m_view->offline(), m_view->loggedOut()});
+    emit statusChanged();
+}
+
+Status WrenfoldMenulet::status() const
+{
+    Status status{
+        .hours = m_view->hoursString(), .running = m_view->isRunning(), .offline = m_offline, .loggedOut = m_loggedOut};
+    const model::DayEntry* entry = currentEntry();
+    // Of somebody else, perhaps, when nobody is signed in.
+    if (!entry || m_loggedOut)
+        return status;
+    if (const model::Project* project = entry->project()) {
+        status.project = project->displayName();
+        if (const model::Client* client = project->client())
+            status.client = client->name();
+    }
+    if (const model::Task* task = entry->task())
+        status.task = task->name();
+    status.notes = entry->notes();
+    return status;
 }
 
 void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entry)

@@ -169,8 +169,8 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
 
 void WrenfoldMenulet::authenticationFailed()
 {
-    showLoggedOut();
     m_loggedOut = true;
+    showLoggedOut();
 }
 
 void WrenfoldMenulet::showLoggedOut()

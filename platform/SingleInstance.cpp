@@ -3,11 +3,11 @@
 #include "Paths.h"
 
 #include <QDBusConnection>
+#include <QDBusContext>
 #include <QDBusMessage>
 #include <QFile>
 #include <QObject>
 #include <QSocketNotifier>
-#include <QVariantMap>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -28,55 +28,49 @@ namespace {
 constexpr int kPatienceMilliseconds = 500;
 constexpr int kStepMilliseconds = 5;
 
-constexpr auto kName = "com.wrenfold.quillon"_L1;
-constexpr auto kPath = "/com/wrenfold/quillon"_L1;
 constexpr auto kInterface = "org.freedesktop.Application"_L1;
 
-/// What the first instance needs to be let in front (Startup Notification and XDG Activation).
-QVariantMap startupIds()
-{
-    QVariantMap ids;
-    if (const QString id = qEnvironmentVariable("DESKTOP_STARTUP_ID"); !id.isEmpty())
-        ids.insert(u"desktop-startup-id"_s, id);
-    if (const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN"); !token.isEmpty())
-        ids.insert(u"activation-token"_s, token);
-    return ids;
-}
-
-/// Whether there is a bus to connect to. Without this check libdbus would try to launch one.
-bool hasSessionBus()
-{
-    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
-        return true;
-    const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
-    return !folder.isEmpty() && access((folder + "/bus").constData(), F_OK) == 0;
-}
-
-class ApplicationObject final : public QObject
+class ApplicationObject final : public QObject, public QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
-    explicit ApplicationObject(std::function<void()> activated) : m_activated(std::move(activated)) {}
+    ApplicationObject(std::function<void()> activated, SingleInstance::PerformAction perform)
+        : m_activated(std::move(activated)), m_perform(std::move(perform))
+    {
+    }
 
 public slots:
     void Activate(const QVariantMap& platformData)
+    {
+        takeToken(platformData);
+        m_activated();
+    }
+    void Open(const QStringList& uris, const QVariantMap& platformData)
+    {
+        Q_UNUSED(uris); // there is no file to open; named for who looks at the interface
+        Activate(platformData);
+    }
+    void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData)
+    {
+        Q_UNUSED(parameter);
+        takeToken(platformData);
+        if (const auto refusal = m_perform(name))
+            sendErrorReply(refusal->error, refusal->reason);
+    }
+
+private:
+    static void takeToken(const QVariantMap& platformData)
     {
         // Where Qt looks for the permission to raise a window.
         const QString token = platformData.value(u"activation-token"_s).toString();
         if (!token.isEmpty())
             qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
-        m_activated();
-    }
-    void Open(const QStringList&, const QVariantMap& platformData) { Activate(platformData); }
-    void ActivateAction(const QString&, const QVariantList&, const QVariantMap& platformData)
-    {
-        Activate(platformData);
     }
 
-private:
     const std::function<void()> m_activated;
+    const SingleInstance::PerformAction m_perform;
 };
 
 class Descriptor
@@ -115,26 +109,47 @@ const sockaddr* generic(const sockaddr_un& address)
 
 } // namespace
 
+bool hasSessionBus()
+{
+    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        return true;
+    const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
+    return !folder.isEmpty() && access((folder + "/bus").constData(), F_OK) == 0;
+}
+
+QVariantMap startupIds()
+{
+    QVariantMap ids;
+    if (const QString id = qEnvironmentVariable("DESKTOP_STARTUP_ID"); !id.isEmpty())
+        ids.insert(u"desktop-startup-id"_s, id);
+    if (const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN"); !token.isEmpty())
+        ids.insert(u"activation-token"_s, token);
+    return ids;
+}
+
 class SingleInstance::Claim
 {
 public:
     virtual ~Claim() = default;
     /// Empty: cannot be told this way.
     virtual std::optional<bool> claim() = 0;
+    virtual QObject* busObject() { return nullptr; }
 };
 
 class SingleInstance::BusClaim final : public Claim
 {
 public:
-    explicit BusClaim(const std::function<void()>& activated) : m_object(activated) {}
+    BusClaim(const std::function<void()>& activated, PerformAction perform) : m_object(activated, std::move(perform)) {}
     ~BusClaim() override
     {
         if (!m_owner)
             return;
         QDBusConnection bus = QDBusConnection::sessionBus();
-        bus.unregisterService(kName);
-        bus.unregisterObject(kPath);
+        bus.unregisterService(BusName);
+        bus.unregisterObject(BusPath);
     }
+
+    QObject* busObject() override { return &m_object; }
 
     std::optional<bool> claim() override
     {
@@ -144,14 +159,14 @@ public:
         if (!bus.isConnected())
             return std::nullopt;
         // The object first: whoever sees the name may call it at once.
-        if (!bus.registerObject(kPath, &m_object, QDBusConnection::ExportAllSlots))
+        if (!bus.registerObject(BusPath, &m_object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAdaptors))
             return std::nullopt;
         // The owner may leave between our two steps; then its name is free.
         for (int attempt = 0; attempt < 3; ++attempt) {
-            m_owner = bus.registerService(kName);
+            m_owner = bus.registerService(BusName);
             if (m_owner)
                 return true;
-            QDBusMessage call = QDBusMessage::createMethodCall(kName, kPath, kInterface, u"Activate"_s);
+            QDBusMessage call = QDBusMessage::createMethodCall(BusName, BusPath, kInterface, u"Activate"_s);
             call << startupIds();
             call.setAutoStartService(false);
             const QDBusMessage reply = bus.call(call, QDBus::Block, kPatienceMilliseconds);
@@ -159,7 +174,7 @@ public:
                 reply.errorName() != "org.freedesktop.DBus.Error.ServiceUnknown"_L1)
                 break;
         }
-        bus.unregisterObject(kPath);
+        bus.unregisterObject(BusPath);
         return false;
     }
 
@@ -235,9 +250,9 @@ private:
 SingleInstance::SingleInstance() = default;
 SingleInstance::~SingleInstance() = default;
 
-bool SingleInstance::claim(std::function<void()> activated)
+bool SingleInstance::claim(std::function<void()> activated, PerformAction perform)
 {
-    m_claim = std::make_unique<BusClaim>(activated);
+    m_claim = std::make_unique<BusClaim>(activated, std::move(perform));
     std::optional<bool> first = m_claim->claim();
     if (!first) {
         m_claim = std::make_unique<SocketClaim>(std::move(activated));
@@ -247,6 +262,11 @@ bool SingleInstance::claim(std::function<void()> activated)
         m_claim.reset();
     // Where neither way is open, running twice is better than not at all.
     return first.value_or(true);
+}
+
+QObject* SingleInstance::busObject() const
+{
+    return m_claim ? m_claim->busObject() : nullptr;
 }
 
 } // namespace platform

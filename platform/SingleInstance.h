@@ -1,9 +1,26 @@
 #pragma once
 
+#include <QLatin1StringView>
+#include <QString>
+#include <QVariantMap>
+
 #include <functional>
 #include <memory>
+#include <optional>
+
+class QObject;
 
 namespace platform {
+
+/// Where the running program is found on the session bus.
+inline constexpr QLatin1StringView BusName("com.wrenfold.quillon");
+inline constexpr QLatin1StringView BusPath("/com/wrenfold/quillon");
+
+/// Whether there is a bus to connect to; it need not answer. Without this check libdbus would try to launch one.
+bool hasSessionBus();
+
+/// What starts of programs hand on so that the other side may come in front (Startup Notification, XDG Activation).
+QVariantMap startupIds();
 
 /// Keeps a second start of the program from running beside the first: it asks the first to come forward instead.
 ///
@@ -16,10 +33,23 @@ public:
     SingleInstance();
     ~SingleInstance();
 
+    /// Why an action was not carried out: the name of a D-Bus error, and a sentence for people.
+    struct Refusal
+    {
+        QString error;
+        QString reason;
+    };
+    /// Carries out one of the program's actions (Desktop Entry Specification, `ActivateAction`).
+    using PerformAction = std::function<std::optional<Refusal>(const QString& name)>;
+
     /// True: this is the first, and `activated` is called on the main thread whenever another start, the desktop or a
     /// person at the bus asks for the program. False: another one runs and was told; leave with success. Takes a few
     /// milliseconds, and half a second when the other one hangs.
-    bool claim(std::function<void()> activated);
+    bool claim(std::function<void()> activated, PerformAction perform);
+
+    /// The object that stands at `BusPath`: what is added to it as QDBusAbstractAdaptor can be called there. Null: the
+    /// program is not on a bus.
+    QObject* busObject() const;
 
 private:
     class Claim;

@@ -20,7 +20,13 @@ int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
     platform::SingleInstance instance;
-    if (!instance.claim([] { say("activated"); })) {
+    const auto perform = [](const QString& name) -> std::optional<platform::SingleInstance::Refusal> {
+        if (name != QLatin1StringView("show"))
+            return platform::SingleInstance::Refusal{QStringLiteral("com.example.NoSuchAction"), name};
+        say("show");
+        return std::nullopt;
+    };
+    if (!instance.claim([] { say("activated"); }, perform)) {
         say("second");
         return 0;
     }

@@ -1,0 +1,221 @@
+#include "app/BusCommand.h"
+
+#include "app/BusInterface.h"
+#include "platform/SingleInstance.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusServiceWatcher>
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <cstdio>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int ExitFailed = 1;
+constexpr int PatienceMilliseconds = 2000;
+
+struct Named
+{
+    QLatin1StringView command;
+    QLatin1StringView action; ///< empty: asks for the status
+};
+
+constexpr Named Commands[] = {{"status"_L1, {}},          {"toggle"_L1, "toggle"_L1},
+                              {"new"_L1, "new-timer"_L1}, {"timesheet"_L1, "timesheet"_L1},
+                              {"quit"_L1, "quit"_L1},     {"preferences"_L1, "preferences"_L1}};
+
+const Named* find(const QString& command)
+{
+    const auto* found = std::ranges::find(Commands, command, &Named::command);
+    return found == std::end(Commands) ? nullptr : found;
+}
+
+int failed(const QString& reason)
+{
+    std::fputs(u"quillon: %1\n"_s.arg(reason).toLocal8Bit().constData(), stderr);
+    return ExitFailed;
+}
+
+QDBusMessage methodCall(const QString& interface, const QString& method)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(platform::BusName, platform::BusPath, interface, method);
+    // Who looks whether the program runs does not want it started.
+    call.setAutoStartService(false);
+    return call;
+}
+
+QDBusMessage statusCall()
+{
+    return methodCall(PropertiesInterface, u"GetAll"_s) << QString(QuillonInterface);
+}
+
+QString reasonOf(const QDBusMessage& error)
+{
+    const QString name = error.errorName();
+    if (name.startsWith(QuillonInterface))
+        return error.errorMessage();
+    if (name == "org.freedesktop.DBus.Error.ServiceUnknown"_L1 ||
+        name == "org.freedesktop.DBus.Error.NameHasNoOwner"_L1)
+        return u"the program does not run"_s;
+    if (name == "org.freedesktop.DBus.Error.NoReply"_L1 || name == "org.freedesktop.DBus.Error.Timeout"_L1)
+        return u"the program that runs does not answer"_s;
+    return u"the program that runs does not understand this (%1)"_s.arg(error.errorMessage());
+}
+
+/// The properties that a reply has. Empty: there is no program to tell them.
+QVariantMap propertiesOf(const QDBusMessage& reply)
+{
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return qdbus_cast<QVariantMap>(reply.arguments().value(0));
+    // Its name is there before the rest, which comes when the first face is on the screen.
+    if (reply.errorName() == "org.freedesktop.DBus.Error.UnknownInterface"_L1)
+        return {{u"State"_s, u"starting"_s}, {u"Hours"_s, u"-:--"_s}};
+    return {};
+}
+
+QByteArray line(const BusCommand& command, const QVariantMap& properties)
+{
+    return (command.json ? command.text.json(properties) : command.text.line(properties).toLocal8Bit()) + '\n';
+}
+
+bool print(const QByteArray& line)
+{
+    return std::fputs(line.constData(), stdout) >= 0 && std::fflush(stdout) == 0;
+}
+
+/// Prints a line for each change of what there is to print.
+class Follower final : public QObject
+{
+    Q_OBJECT
+public:
+    Follower(const BusCommand& command, QDBusConnection bus)
+        : m_command(command), m_bus(std::move(bus)),
+          m_watcher(platform::BusName, m_bus, QDBusServiceWatcher::WatchForOwnerChange)
+    {
+        connect(&m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+                [this](const QString&, const QString&, const QString& owner) {
+                    ++m_asked; // what is still to come is of the program before
+                    if (owner.isEmpty())
+                        show({});
+                    else
+                        ask();
+                });
+    }
+
+    bool start()
+    {
+        if (!m_bus.connect(platform::BusName, platform::BusPath, PropertiesInterface, u"PropertiesChanged"_s, this,
+                           SLOT(propertiesChanged(QString, QVariantMap))) ||
+            !m_bus.connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
+                           u"Disconnected"_s, this, SLOT(disconnected())))
+            return false;
+        struct stat output
+        {
+        };
+        // The end of a bar shows at once as an end of the pipe; else only the next line would meet it.
+        if (fstat(STDOUT_FILENO, &output) == 0 && (S_ISFIFO(output.st_mode) || S_ISSOCK(output.st_mode))) {
+            auto* end = new QSocketNotifier(STDOUT_FILENO, QSocketNotifier::Read, this);
+            connect(end, &QSocketNotifier::activated, this, [] { QCoreApplication::exit(0); });
+        }
+        ask();
+        return true;
+    }
+
+private slots:
+    void propertiesChanged(const QString& interface, const QVariantMap& changed)
+    {
+        if (interface != QuillonInterface)
+            return;
+        // Before there is a whole answer, a change is not the whole either.
+        if (m_properties.isEmpty()) {
+            ask();
+            return;
+        }
+        QVariantMap now = m_properties;
+        now.insert(changed);
+        show(now);
+    }
+    void disconnected() { QCoreApplication::exit(failed(u"the session bus is gone"_s)); }
+
+private:
+    void ask()
+    {
+        const int asked = ++m_asked;
+        auto* reply = new QDBusPendingCallWatcher(m_bus.asyncCall(statusCall(), PatienceMilliseconds), this);
+        connect(reply, &QDBusPendingCallWatcher::finished, this, [this, asked](QDBusPendingCallWatcher* call) {
+            call->deleteLater();
+            if (asked == m_asked)
+                show(propertiesOf(call->reply()));
+        });
+    }
+
+    void show(const QVariantMap& properties)
+    {
+        m_properties = properties;
+        const QByteArray now = line(m_command, properties);
+        if (now != std::exchange(m_line, now) && !print(now))
+            QCoreApplication::exit(0);
+    }
+
+    const BusCommand& m_command;
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_watcher;
+    QVariantMap m_properties;
+    QByteArray m_line; ///< printed last; empty: none yet
+    int m_asked = 0;
+};
+
+} // namespace
+
+bool BusCommand::exists(const QString& name)
+{
+    return find(name) != nullptr;
+}
+
+void BusCommand::run(int argc, char** argv) const
+{
+    const QCoreApplication application(argc, argv);
+    const int status = carryOut();
+    std::fflush(nullptr);
+    // At an ordinary end Qt's thread for the bus outlives the types that it uses, and says so on standard error.
+    _exit(status);
+}
+
+int BusCommand::carryOut() const
+{
+    if (!platform::hasSessionBus() || !QDBusConnection::sessionBus().isConnected())
+        return failed(u"there is no session bus"_s);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (follow) {
+        Follower follower(*this, bus);
+        return follower.start() ? QCoreApplication::exec() : failed(u"the session bus does not answer"_s);
+    }
+    const QLatin1StringView action = find(name)->action;
+    if (!action.isEmpty()) {
+        const QDBusMessage reply = bus.call(methodCall(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
+                                                << QString(action) << QVariantList() << platform::startupIds(),
+                                            QDBus::Block, PatienceMilliseconds);
+        return reply.type() == QDBusMessage::ErrorMessage ? failed(reasonOf(reply)) : 0;
+    }
+    const QDBusMessage reply = bus.call(statusCall(), QDBus::Block, PatienceMilliseconds);
+    const QVariantMap properties = propertiesOf(reply);
+    if (properties.isEmpty())
+        return failed(reasonOf(reply));
+    return print(line(*this, properties)) ? 0 : ExitFailed;
+}
+
+} // namespace app
+
+#include "BusCommand.moc"

@@ -1,0 +1,185 @@
+#include "app/SessionBus.h"
+
+#include "app/BusInterface.h"
+#include "app/StatusMenu.h"
+#include "app/WrenfoldMenulet.h"
+
+#include <QDBusAbstractAdaptor>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QMetaProperty>
+
+#include <algorithm>
+
+namespace app {
+
+using namespace Qt::StringLiterals;
+
+using Refusal = SessionBus::Refusal;
+
+namespace {
+
+struct NamedAction
+{
+    QLatin1StringView name;
+    QAction* StatusMenu::*item;
+    bool needsAccount; ///< the menu does not open while nobody is signed in
+};
+
+constexpr NamedAction Actions[] = {
+    {"toggle"_L1, &StatusMenu::toggleCurrentTimerMenuItem, true},
+    {"new-timer"_L1, &StatusMenu::newTimerMenuItem, true},
+    {"timesheet"_L1, &StatusMenu::timesheetMenuItem, true},
+    {"open-in-browser"_L1, &StatusMenu::openInBrowserMenuItem, true},
+    {"manage-projects"_L1, &StatusMenu::manageProjectsMenuItem, true},
+    {"manage-tasks"_L1, &StatusMenu::manageTasksMenuItem, true},
+    {"preferences"_L1, &StatusMenu::preferencesMenuItem, false},
+    {"check-for-updates"_L1, &StatusMenu::checkForUpdatesMenuItem, false},
+    {"help"_L1, &StatusMenu::helpMenuItem, false},
+    {"about"_L1, &StatusMenu::aboutMenuItem, false},
+    {"quit"_L1, &StatusMenu::quitMenuItem, false},
+};
+
+Refusal refusal(const char* name, const QString& reason)
+{
+    return {QuillonInterface + ".Error."_L1 + QLatin1StringView(name), reason};
+}
+
+/// Does what an item of the menu does, where the menu would let a person choose it.
+std::optional<Refusal> perform(const WrenfoldMenulet& menulet, const QString& action)
+{
+    const auto* known = std::ranges::find(Actions, action, &NamedAction::name);
+    if (known == std::end(Actions))
+        return refusal("NoSuchAction", QObject::tr("there is no action “%1”").arg(action));
+    if (known->needsAccount && menulet.loggedOut())
+        return refusal("SignedOut", QObject::tr("nobody is signed in: sign in in the preferences"));
+    QAction* item = menulet.menu().*known->item;
+    if (!item->isEnabled()) {
+        return menulet.offline() ? refusal("Offline", QObject::tr("the service cannot be reached"))
+                                 : refusal("NotAvailable", QObject::tr("this build cannot do it"));
+    }
+    item->trigger();
+    return std::nullopt;
+}
+
+} // namespace
+
+/// The interface `com.wrenfold.Quillon1`. Properties are what was told last, so that a reader and a listener agree.
+class StatusAdaptor final : public QDBusAbstractAdaptor
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.wrenfold.Quillon1")
+    Q_PROPERTY(QString Hours READ hours)
+    Q_PROPERTY(QString State READ state)
+    Q_PROPERTY(bool Running READ running)
+    Q_PROPERTY(bool Offline READ offline)
+    Q_PROPERTY(bool SignedOut READ signedOut)
+    Q_PROPERTY(QString Project READ project)
+    Q_PROPERTY(QString Task READ task)
+    Q_PROPERTY(QString Client READ client)
+    Q_PROPERTY(QString Notes READ notes)
+
+public:
+    StatusAdaptor(WrenfoldMenulet& menulet, QObject* object)
+        : QDBusAbstractAdaptor(object), m_menulet(menulet), m_status(menulet.status())
+    {
+        connect(&menulet, &WrenfoldMenulet::statusChanged, this, &StatusAdaptor::update);
+        // Who asked before this interface was there was told that the program starts.
+        announce(properties());
+    }
+
+    QString hours() const { return m_status.hours; }
+    QString state() const
+    {
+        if (m_status.offline)
+            return u"offline"_s;
+        if (m_status.loggedOut)
+            return u"signed-out"_s;
+        if (m_status.hours == "-:--"_L1)
+            return u"starting"_s;
+        return m_status.running ? u"running"_s : u"stopped"_s;
+    }
+    bool running() const { return m_status.running; }
+    bool offline() const { return m_status.offline; }
+    bool signedOut() const { return m_status.loggedOut; }
+    QString project() const { return m_status.project; }
+    QString task() const { return m_status.task; }
+    QString client() const { return m_status.client; }
+    QString notes() const { return m_status.notes; }
+
+public slots:
+    void Toggle(const QDBusMessage& call) { carryOut(u"toggle"_s, call); }
+    void NewTimer(const QDBusMessage& call) { carryOut(u"new-timer"_s, call); }
+    void ToggleTimesheet(const QDBusMessage& call) { carryOut(u"timesheet"_s, call); }
+    void OpenInBrowser(const QDBusMessage& call) { carryOut(u"open-in-browser"_s, call); }
+    void ManageProjects(const QDBusMessage& call) { carryOut(u"manage-projects"_s, call); }
+    void ManageTasks(const QDBusMessage& call) { carryOut(u"manage-tasks"_s, call); }
+    void ShowPreferences(const QDBusMessage& call) { carryOut(u"preferences"_s, call); }
+    void CheckForUpdates(const QDBusMessage& call) { carryOut(u"check-for-updates"_s, call); }
+    void ShowHelp(const QDBusMessage& call) { carryOut(u"help"_s, call); }
+    void ShowAbout(const QDBusMessage& call) { carryOut(u"about"_s, call); }
+    void Quit(const QDBusMessage& call) { carryOut(u"quit"_s, call); }
+
+private:
+    void carryOut(const QString& action, const QDBusMessage& call)
+    {
+        if (const auto refused = perform(m_menulet, action)) {
+            call.setDelayedReply(true);
+            QDBusConnection::sessionBus().send(call.createErrorReply(refused->error, refused->reason));
+        }
+    }
+
+    QVariantMap properties() const
+    {
+        QVariantMap all;
+        for (int i = staticMetaObject.propertyOffset(); i < staticMetaObject.propertyCount(); ++i) {
+            const QMetaProperty property = staticMetaObject.property(i);
+            all.insert(QString::fromLatin1(property.name()), property.read(this));
+        }
+        return all;
+    }
+
+    void update()
+    {
+        Status now = m_menulet.status();
+        if (now == m_status)
+            return;
+        const QVariantMap before = properties();
+        m_status = std::move(now);
+        QVariantMap changed = properties();
+        changed.removeIf([&](const auto& property) { return before.value(property.key()) == property.value(); });
+        announce(changed);
+    }
+
+    static void announce(const QVariantMap& changed)
+    {
+        QDBusMessage signal =
+            QDBusMessage::createSignal(platform::BusPath, PropertiesInterface, u"PropertiesChanged"_s);
+        signal << QString(QuillonInterface) << changed << QStringList();
+        QDBusConnection::sessionBus().send(signal);
+    }
+
+    WrenfoldMenulet& m_menulet;
+    Status m_status;
+};
+
+SessionBus::SessionBus(WrenfoldMenulet& menulet, QObject* object)
+    : m_menulet(menulet), m_adaptor(object ? std::make_unique<StatusAdaptor>(menulet, object) : nullptr)
+{
+}
+
+SessionBus::~SessionBus() = default;
+
+std::optional<Refusal> SessionBus::perform(const QString& action) const
+{
+    return app::perform(m_menulet, action);
+}
+
+Refusal SessionBus::refuseWhileStarting()
+{
+    return refusal("Starting", QObject::tr("the program is still starting"));
+}
+
+} // namespace app
+
+#include "SessionBus.moc"

@@ -1,0 +1,95 @@
+#include "AppRun.h"
+#include "app/SessionBus.h"
+#include "support/TestMain.h"
+
+using namespace Qt::StringLiterals;
+
+/// What callers on the session bus may ask for, and when.
+class BusGuardsTest final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void guards_data();
+    void guards();
+    void statusOfTheCurrentEntry();
+};
+
+void BusGuardsTest::guards_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("online");
+    QTest::addColumn<QString>("offline");
+    QTest::addColumn<QString>("signedOut");
+    QTest::addColumn<QString>("effect");
+    const QString offline = u"com.wrenfold.Quillon1.Error.Offline"_s;
+    const QString signedOut = u"com.wrenfold.Quillon1.Error.SignedOut"_s;
+    const QString unknown = u"com.wrenfold.Quillon1.Error.NoSuchAction"_s;
+    const QString done;
+    QTest::newRow("toggle") << u"toggle"_s << done << offline << signedOut << u"GET /daily/timer/1"_s;
+    QTest::newRow("new") << u"new-timer"_s << done << offline << signedOut << u"new timer show"_s;
+    QTest::newRow("timesheet") << u"timesheet"_s << done << done << signedOut << u"timesheet toggle"_s;
+    QTest::newRow("page") << u"manage-tasks"_s << done << done << signedOut << u"/tasks"_s;
+    QTest::newRow("preferences") << u"preferences"_s << done << done << done << u"preferences show"_s;
+    QTest::newRow("about") << u"about"_s << done << done << done << u"about show"_s;
+    QTest::newRow("unknown") << u"abuot"_s << unknown << unknown << unknown << QString();
+}
+
+void BusGuardsTest::guards()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, effect);
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    const app::SessionBus bus(*run.menulet, nullptr);
+
+    // The error, and whether the action had its effect.
+    const auto ask = [&] {
+        run.windowCalls.clear();
+        run.test.desktop.opened.clear();
+        run.requested();
+        const auto refusal = bus.perform(action);
+        run.settle();
+        QStringList seen = run.windowCalls + run.requested();
+        for (const QUrl& url : run.test.desktop.opened)
+            seen << url.path();
+        return std::pair(refusal ? refusal->error : QString(), seen.contains(effect));
+    };
+    const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
+
+    QFETCH(QString, online);
+    QCOMPARE(ask(), expected(online));
+    QFETCH(QString, offline);
+    run.test.network.setReachable(false);
+    QCOMPARE(ask(), expected(offline));
+    run.test.network.setReachable(true);
+    run.settle();
+    QFETCH(QString, signedOut);
+    run.menulet->authenticationFailed();
+    QCOMPARE(ask(), expected(signedOut));
+}
+
+void BusGuardsTest::statusOfTheCurrentEntry()
+{
+    AppRun run;
+    QSignalSpy changed(run.menulet.get(), &app::WrenfoldMenulet::statusChanged);
+    run.start();
+    run.startTimer(u"Design"_s);
+    QVERIFY(run.menulet->status() == (app::Status{.hours = u"0:00"_s,
+                                                  .project = u"[W1] Website"_s,
+                                                  .task = u"Design"_s,
+                                                  .client = u"Harbour"_s,
+                                                  .running = true}));
+    changed.clear();
+    run.test.network.setReachable(false);
+    QVERIFY(!changed.isEmpty() && run.menulet->status().offline);
+    changed.clear();
+    // Nothing of an account whose password is no longer right.
+    run.menulet->authenticationFailed();
+    QVERIFY(!changed.isEmpty());
+    QVERIFY(run.menulet->status() ==
+            (app::Status{.hours = u"0:00"_s, .running = true, .offline = true, .loggedOut = true}));
+}
+
+QUILLON_OFFSCREEN_TEST_MAIN(BusGuardsTest)
+#include "BusGuardsTest.moc"

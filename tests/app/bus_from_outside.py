@@ -1,0 +1,208 @@
+"""The real program on a session bus, as a client that is not Qt and as the command line see it."""
+
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+
+from gi.repository import Gio, GLib
+
+NAME, PATH, OURS = "com.wrenfold.quillon", "/com/wrenfold/quillon", "com.wrenfold.Quillon1"
+PROPERTIES, APPLICATION = "org.freedesktop.DBus.Properties", "org.freedesktop.Application"
+LONGEST = 20  # seconds; nothing waits longer than it must
+
+
+def until(what, condition):
+    """Handles what comes from the bus until `condition` returns something true, and returns that."""
+    end = time.monotonic() + LONGEST
+    while True:
+        while GLib.MainContext.default().iteration(False):
+            pass
+        result = condition()
+        if result:
+            return result
+        assert time.monotonic() < end, f"not seen: {what}"
+        time.sleep(0.01)
+
+
+class Client:
+    """The program as the bus shows it, and every change of a property that it told."""
+
+    def __init__(self):
+        self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        self.changes = []
+        self.bus.signal_subscribe(NAME, PROPERTIES, "PropertiesChanged", PATH, OURS, Gio.DBusSignalFlags.NONE,
+                                  lambda *signal: self.changes.append(signal[5].unpack()[1]))
+
+    def call(self, interface, method, *arguments, signature="()"):
+        """The reply, or the name of the error."""
+        try:
+            return self.bus.call_sync(NAME, PATH, interface, method, GLib.Variant(signature, arguments), None,
+                                      Gio.DBusCallFlags.NO_AUTO_START, 5000).unpack()
+        except GLib.Error as error:
+            return Gio.DBusError.get_remote_error(error)
+
+    def do(self, method):
+        return self.call(OURS, method)
+
+    def activate(self, action):
+        return self.call(APPLICATION, "ActivateAction", action, [], {}, signature="(sava{sv})")
+
+    def properties(self):
+        reply = self.call(PROPERTIES, "GetAll", OURS, signature="(s)")
+        return reply[0] if isinstance(reply, tuple) else {}
+
+    def state(self):
+        return self.properties().get("State")
+
+
+def windows():
+    """The titles of the windows that can be seen."""
+    found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "^(Timesheet|Quillon Preferences|New Timer|About Quillon)$"],
+                           capture_output=True, text=True, check=False).stdout.split()
+    return [subprocess.run(["xdotool", "getwindowname", window], capture_output=True, text=True, check=False).stdout.strip()
+            for window in found]
+
+
+class Follower:
+    def __init__(self, program, *options):
+        self.process = subprocess.Popen([program, "status", "--follow", *options], stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE)
+        os.set_blocking(self.process.stdout.fileno(), False)
+        self.text = b""
+
+    def lines(self):
+        self.text += self.process.stdout.read() or b""
+        return self.text.decode().split("\n")[:-1]
+
+
+def run(program, *words):
+    """Exit status, standard output, standard error."""
+    ended = subprocess.run([program, *words], capture_output=True, text=True, timeout=LONGEST, check=False)
+    return ended.returncode, ended.stdout, ended.stderr
+
+
+def while_it_does_not_run(program):
+    for command in ("status", "toggle", "timesheet", "new", "preferences", "quit"):
+        assert run(program, command) == (1, "", "quillon: the program does not run\n"), command
+    assert run(program, "status", "--json")[:2] == (1, "")
+    for wrong, about in ((["stauts"], 'no command "stauts"'), (["status", "toggle"], 'no command "toggle"'),
+                         (["toggle", "--json"], '"--json" of toggle'), (["--follow"], '"--follow"'),
+                         (["status", "--format"], "needs a text"), (["status", "--format", "{hour}"], '"{hour}"'),
+                         (["status", "--format", "{hours"], '"{hours"'), (["toggle", "--local"], "--local")):
+        status, output, error = run(program, *wrong)
+        assert (status, output) == (2, "") and about in error and error.count("\n") == 1, (wrong, error)
+    # A command that looks must not start what it looks for; nor does a session without a bus hang one.
+    environment = dict(os.environ)
+    del environment["DBUS_SESSION_BUS_ADDRESS"]
+    ended = subprocess.run([program, "status"], env=environment, capture_output=True, text=True, check=False)
+    assert (ended.returncode, ended.stderr) == (1, "quillon: there is no session bus\n"), ended
+
+
+def introspection(client):
+    node = Gio.DBusNodeInfo.new_for_xml(client.call("org.freedesktop.DBus.Introspectable", "Introspect")[0])
+    ours = node.lookup_interface(OURS)
+    assert {p.name: p.signature for p in ours.properties} == {
+        "Hours": "s", "State": "s", "Running": "b", "Offline": "b", "SignedOut": "b", "Project": "s", "Task": "s",
+        "Client": "s", "Notes": "s"}
+    assert all(p.flags == Gio.DBusPropertyInfoFlags.READABLE for p in ours.properties)
+    assert {m.name for m in ours.methods} == {
+        "Toggle", "NewTimer", "ToggleTimesheet", "OpenInBrowser", "ManageProjects", "ManageTasks", "ShowPreferences",
+        "CheckForUpdates", "ShowHelp", "ShowAbout", "Quit"}
+    assert not any(m.in_args or m.out_args for m in ours.methods)
+    application = node.lookup_interface(APPLICATION)
+    assert [a.signature for a in application.lookup_method("ActivateAction").in_args] == ["s", "av", "a{sv}"]
+
+
+def signed_in(program):
+    """From the start to the end of a program with its own service."""
+    client = Client()
+    plain, shaped = Follower(program), Follower(program, "--json", "--format", "{symbol}{{{hours}}}")
+    until("nothing", lambda: plain.lines() == [""])
+    nothing = json.loads(until("nothing", shaped.lines)[0])
+    assert (nothing["text"], nothing["state"], nothing["running"]) == ("", "not-running", False), nothing
+
+    process = subprocess.Popen([program, "--local"])
+    until("the first entry", lambda: client.properties().get("Project"))
+    before = client.properties()
+    assert before == {"Hours": "0:00", "State": "stopped", "Running": False, "Offline": False, "SignedOut": False,
+                      "Project": "[JB-01] Online Shop", "Task": "Design", "Client": "Juniper Bakery", "Notes": ""}
+    introspection(client)
+    until("the timesheet", lambda: "Timesheet" in windows())
+
+    # The timer started and stopped, by either way, and every change of it told once.
+    del client.changes[:]
+    assert client.do("Toggle") == ()
+    until("it runs", lambda: client.changes == [{"Running": True, "State": "running"}])
+    status, output, error = run(program, "status")
+    assert (status, output, error) == (0, "0:00 running, [JB-01] Online Shop, Design\n", "")
+    status, output, error = run(program, "status", "--json")
+    assert (status, error) == (0, "") and json.loads(output) == {
+        "text": "0:00", "alt": "running", "class": "running", "tooltip": "0:00 running, [JB-01] Online Shop, Design",
+        "hours": "0:00", "state": "running", "running": True, "offline": False, "signedOut": False,
+        "project": "[JB-01] Online Shop", "task": "Design", "client": "Juniper Bakery", "notes": ""}
+    assert run(program, "status", "--format={client}: {task} {{{state}}}") == (0, "Juniper Bakery: Design {running}\n", "")
+    assert run(program, "toggle") == (0, "", "")
+    until("it stands", lambda: client.changes == [{"Running": True, "State": "running"},
+                                                  {"Running": False, "State": "stopped"}])
+
+    # Windows, by both interfaces.
+    assert client.do("ToggleTimesheet") == ()
+    until("no timesheet", lambda: "Timesheet" not in windows())
+    assert run(program, "timesheet") == (0, "", "")
+    until("the timesheet", lambda: "Timesheet" in windows())
+    assert run(program, "new") == (0, "", "")
+    until("the new timer", lambda: any(title.startswith("New Timer") for title in windows()))
+    assert client.activate("preferences") == ()
+    until("the preferences", lambda: any("Preferences" in title for title in windows()))
+    assert client.activate("no-such-action") == OURS + ".Error.NoSuchAction"
+
+    # Every line once, each a change.
+    steps = ["0:00 stopped, [JB-01] Online Shop, Design", "0:00 running, [JB-01] Online Shop, Design"]
+    until("the lines", lambda: plain.lines()[-3:] == [steps[0], steps[1], steps[0]])
+    assert all(one != next for one, next in zip(plain.lines(), plain.lines()[1:])), plain.lines()
+    until("the texts", lambda: [json.loads(line)["text"] for line in shaped.lines()][-3:] == [
+        "○{0:00}", "●{0:00}", "○{0:00}"])
+
+    # A bar that ends takes its follower along, though nothing changes.
+    shaped.process.stdout.close()
+    assert shaped.process.wait(LONGEST) == 0
+
+    assert run(program, "quit") == (0, "", "")
+    assert process.wait(LONGEST) == 0
+    until("nothing", lambda: plain.lines()[-1] == "")
+    plain.process.send_signal(signal.SIGTERM)
+    plain.process.wait(LONGEST)
+    assert plain.process.stderr.read() == b""
+
+
+def signed_out(program):
+    """Nobody has signed in yet: the menu would not open, and the preferences do."""
+    client = Client()
+    with subprocess.Popen([program]) as process:
+        until("signed out", lambda: client.state() == "signed-out")
+        assert client.properties()["SignedOut"] and client.properties()["Project"] == ""
+        until("the preferences", windows)
+        for method in ("Toggle", "NewTimer", "ToggleTimesheet", "OpenInBrowser", "ManageProjects", "ManageTasks"):
+            assert client.do(method) == OURS + ".Error.SignedOut", method
+        status, output, error = run(program, "toggle")
+        assert (status, output) == (1, "") and "sign in in the preferences" in error, error
+        assert run(program, "status") == (0, "signed out\n", "")
+        assert not [title for title in windows() if "Preferences" not in title]
+        assert client.do("ShowAbout") == ()
+        until("the about window", lambda: len(windows()) == 2)
+        assert client.do("Quit") == ()
+        assert process.wait(LONGEST) == 0
+
+
+def main(program):
+    while_it_does_not_run(program)
+    signed_in(program)
+    signed_out(program)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])
