@@ -1,6 +1,7 @@
 #include "app/Application.h"
 
 #include "app/AppcastFeed.h"
+#include "app/Check.h"
 #include "app/SessionBus.h"
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
@@ -48,6 +49,7 @@ Shows the hours of the running timer of your timesheet, and starts and stops it.
 
   --local        keep the timesheet on this computer, in the service that comes with the program
   --info FILE    take tuning values from FILE (JSON) over the built-in ones
+  --check        look at what Quillon needs of this desktop, and print what to do about it
   --help         print this and exit
   --version      print the version and exit
 
@@ -209,6 +211,8 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.help = true;
         } else if (argument == "--version"_L1) {
             parsed.version = true;
+        } else if (argument == "--check"_L1) {
+            parsed.check = true;
         } else if (argument == "--info"_L1) {
             if (++i == arguments.size())
                 return tl::unexpected(u"quillon: --info needs the name of a file\n"_s);
@@ -235,6 +239,8 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.command = BusCommand{.name = argument, .text = {}};
         }
     }
+    if (parsed.check && (parsed.local || parsed.command))
+        return tl::unexpected(u"quillon: --check looks at the program that runs, and takes --info at most\n"_s);
     if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
         return tl::unexpected(u"quillon: %1 goes to the program that runs, and takes no --local and no --info\n"_s.arg(
             parsed.command->name));
@@ -267,6 +273,8 @@ int Application::run(int argc, char** argv)
         print(stderr, u"quillon: %1\n"_s.arg(info.error()));
         return ExitUsage;
     }
+    if (arguments->check)
+        check(argc, argv, std::move(*info));
     if (arguments->local && !m_parts.embeddedService) {
         print(stderr, u"quillon: this build has no service of its own\n"_s);
         return ExitUsage;

@@ -18,6 +18,7 @@ struct Arguments
     bool local = false;
     bool help = false;
     bool version = false;
+    bool check = false;
     QString infoFile;
     std::optional<BusCommand> command;
 

@@ -1,6 +1,7 @@
 #include "app/SessionBus.h"
 
 #include "app/BusInterface.h"
+#include "app/Check.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 
@@ -83,6 +84,7 @@ public:
     StatusAdaptor(WrenfoldMenulet& menulet, QObject* object)
         : QDBusAbstractAdaptor(object), m_menulet(menulet), m_status(menulet.status())
     {
+        registerFindings();
         connect(&menulet, &WrenfoldMenulet::statusChanged, this, &StatusAdaptor::update);
         // Who asked before this interface was there was told that the program starts.
         announce(properties());
@@ -118,6 +120,7 @@ public slots:
     void CheckForUpdates(const QDBusMessage& call) { carryOut(u"check-for-updates"_s, call); }
     void ShowHelp(const QDBusMessage& call) { carryOut(u"help"_s, call); }
     void ShowAbout(const QDBusMessage& call) { carryOut(u"about"_s, call); }
+    app::Findings Check() { return findingsOfThisRun(m_menulet.loggedOut()); }
     void Quit(const QDBusMessage& call) { carryOut(u"quit"_s, call); }
 
 private:

@@ -27,12 +27,14 @@ public:
     {
         std::unique_ptr<SystemIdle> adapter;
         Trust trust = Trust::Believed;
+        QString name = {}; ///< for people
     };
 
     /// The best source first.
     IdleSources(const TimeSource& time, std::vector<Source> sources);
 
     std::optional<std::chrono::milliseconds> idleTime() override;
+    QString source() const override { return m_chosen ? m_chosen->source.name : QString(); }
 
 private:
     using Duration = TimeSource::Duration;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <chrono>
 #include <optional>
 
@@ -14,6 +16,9 @@ public:
     /// Time since the last key press or pointer move anywhere in the session, the machine's sleep included. Nothing
     /// when it cannot be measured, or not now. Takes a fraction of a millisecond as a rule, half a second at most.
     virtual std::optional<std::chrono::milliseconds> idleTime() = 0;
+
+    /// Who gave the last answer, for people. Empty: there is only one who could, or none did.
+    virtual QString source() const { return {}; }
 };
 
 } // namespace platform

@@ -27,6 +27,8 @@
 
 namespace platform {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// One way to get a part of the environment. The first that is available is taken.
@@ -101,11 +103,12 @@ std::unique_ptr<SystemIdle> idleSources(Environment& environment)
     using Trust = IdleSources::Trust;
     std::vector<IdleSources::Source> sources;
     if (WaylandIdle::available())
-        sources.push_back({std::make_unique<WaylandIdle>(environment.time())});
+        sources.push_back(
+            {std::make_unique<WaylandIdle>(environment.time()), Trust::Believed, u"the Wayland compositor"_s});
     if (X11Idle::available())
-        sources.push_back({std::make_unique<X11Idle>()});
-    sources.push_back({std::make_unique<BusIdle>(BusIdle::mutter())});
-    sources.push_back({std::make_unique<BusIdle>(BusIdle::screenSaver()), Trust::Doubted});
+        sources.push_back({std::make_unique<X11Idle>(), Trust::Believed, u"the X server"_s});
+    sources.push_back({std::make_unique<BusIdle>(BusIdle::mutter()), Trust::Believed, u"GNOME"_s});
+    sources.push_back({std::make_unique<BusIdle>(BusIdle::screenSaver()), Trust::Doubted, u"the screen saver"_s});
     return std::make_unique<IdleSources>(environment.time(), std::move(sources));
 }
 #endif

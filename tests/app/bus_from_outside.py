@@ -111,8 +111,9 @@ def introspection(client):
     assert all(p.flags == Gio.DBusPropertyInfoFlags.READABLE for p in ours.properties)
     assert {m.name for m in ours.methods} == {
         "Toggle", "NewTimer", "ToggleTimesheet", "OpenInBrowser", "ManageProjects", "ManageTasks", "ShowPreferences",
-        "CheckForUpdates", "ShowHelp", "ShowAbout", "Quit"}
-    assert not any(m.in_args or m.out_args for m in ours.methods)
+        "CheckForUpdates", "ShowHelp", "ShowAbout", "Check", "Quit"}
+    assert not any(m.in_args for m in ours.methods)
+    assert {m.name: [a.signature for a in m.out_args] for m in ours.methods if m.out_args} == {"Check": ["a(sbs)"]}
     application = node.lookup_interface(APPLICATION)
     assert [a.signature for a in application.lookup_method("ActivateAction").in_args] == ["s", "av", "a{sv}"]
 

@@ -1,0 +1,128 @@
+"""The page of `quillon --check` on good, bare and hanging sessions."""
+
+import contextlib
+import json
+import os
+import pathlib
+import socket
+import subprocess
+import sys
+import tempfile
+
+LONGEST = 20  # seconds; a peer that hangs would hold up its callers for longer
+PARTS = ["Store", "Status item", "Hot keys", "Service", "Idle time", "Network", "Keyring"]
+EMAIL, PASSWORD = "ann@example.com", "correct horse"
+
+
+def check(program, **environment):
+    """What each part was said to be, with "ok" or "!!" before it, and the whole page."""
+    values = {**os.environ, **environment}
+    ended = subprocess.run([program, "--check"], env={k: v for k, v in values.items() if v is not None},
+                           capture_output=True, text=True, timeout=LONGEST, check=False)
+    lines = ended.stdout.splitlines()
+    assert lines[0].startswith("Quillon "), ended
+    found = {line[3:15].strip(): line[:3] + line[16:] for line in lines[1:]}
+    assert ended.returncode == int(any(line.startswith("!!") for line in lines)), ended
+    assert EMAIL not in ended.stdout and PASSWORD not in ended.stdout
+    return found
+
+
+def files():
+    """Every file of this session's person, with its content."""
+    home = pathlib.Path(os.environ["HOME"])
+    return {path: path.read_bytes() for path in home.rglob("*") if path.is_file() and "keyrings" not in path.parts}
+
+
+HANGING = """
+import os, signal, sys
+from gi.repository import Gio, GLib
+bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+              GLib.Variant("(su)", (sys.argv[1], 4)), None, Gio.DBusCallFlags.NONE, -1)
+print("owned", flush=True)
+os.kill(os.getpid(), signal.SIGSTOP)
+"""
+
+
+@contextlib.contextmanager
+def hanging(name, address):
+    """A process that has the name on a bus and never answers."""
+    process = subprocess.Popen([sys.executable, "-c", HANGING, name], stdout=subprocess.PIPE,
+                               env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=address))
+    assert process.stdout.readline() == b"owned\n"
+    yield
+    process.kill()
+    process.wait(LONGEST)
+
+
+def main(program):
+    config = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "Quillon"
+    config.mkdir(parents=True)
+    (config / "Info.json").write_text(json.dumps({"QuillonReachabilityHost": "localhost"}))
+
+    # A good session in which nobody is signed in.
+    found = check(program)
+    assert list(found) == PARTS, found
+    assert {part for part, text in found.items() if not text.startswith("ok")} == {"Service"}, found
+    assert "sign in" in found["Service"]
+
+    # The same with an account, once without and once with its password.
+    (config / "Quillon.conf").write_text(f"[General]\nQuillonUrl=acme\nEmail={EMAIL}\n")
+    found = check(program)
+    assert found["Service"] == "ok https://acme.quillon.example" and "no password" in found["Keyring"], found
+    subprocess.run(["secret-tool", "store", "--label=test", "service", "com.wrenfold.quillon", "account", EMAIL],
+                   input=PASSWORD.encode(), check=True)
+    before = files()
+    found = check(program)
+    assert all(text.startswith("ok") for text in found.values()), found
+    assert files() == before, "something was recorded"
+
+    # Without a bus, without a display, with one that is not there, with a store that is none.
+    found = check(program, DBUS_SESSION_BUS_ADDRESS=None)
+    assert found["Keyring"].startswith("!! nobody keeps secrets") and found["Idle time"].startswith("ok"), found
+    found = check(program, DISPLAY=None, QT_QPA_PLATFORM=None)
+    assert found["Status item"].startswith("!! there is no display") and found["Keyring"].startswith("ok"), found
+    assert found["Hot keys"].startswith("!! cannot be had") and found["Idle time"].startswith("!!"), found
+    found = check(program, DISPLAY=":nowhere")
+    assert found["Status item"].startswith("!! the display cannot be opened"), found
+    with tempfile.TemporaryDirectory() as data:
+        (pathlib.Path(data) / "Quillon").mkdir()
+        (pathlib.Path(data) / "Quillon" / "QuillonX.sqlite").write_text("hours and hours and hours")
+        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! is no data base")
+
+    # Peers that hang: a keyring, then the program itself as well, then the bus.
+    with tempfile.TemporaryDirectory() as folder:
+        server = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile",
+                                   f"--address=unix:path={folder}/bus", "--print-address=1"], stdout=subprocess.PIPE)
+        server.stdout.readline()
+        address = f"unix:path={folder}/bus"
+        with hanging("org.freedesktop.secrets", address):
+            found = check(program, DBUS_SESSION_BUS_ADDRESS=address)
+            assert found["Keyring"].startswith("!! does not answer"), found
+            with hanging("com.wrenfold.quillon", address):
+                found = check(program, DBUS_SESSION_BUS_ADDRESS=address)
+                assert found["Status item"].startswith("!! the program that runs does not answer"), found
+                assert found["Keyring"].startswith("!!"), found
+        server.terminate()
+        server.wait(LONGEST)
+
+        with socket.socket(socket.AF_UNIX) as silent:
+            silent.bind(f"{folder}/silent")
+            silent.listen()
+            found = check(program, DBUS_SESSION_BUS_ADDRESS=f"unix:path={folder}/silent")
+            assert found["Store"].startswith("ok") and found["Status item"].startswith("!! no answer"), found
+
+    # The program that runs tells what it alone knows.
+    (config / "Quillon.conf").unlink()
+    with subprocess.Popen([program, "--local"]) as running:
+        follower = subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True)
+        next(line for line in follower.stdout if "Design" in line)
+        found = check(program)
+        assert all(text.startswith("ok") for text in found.values()), found
+        assert "does not run" not in found["Status item"] and ".localhost:" in found["Service"], found
+        follower.terminate()
+        running.terminate()
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])
