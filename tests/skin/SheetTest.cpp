@@ -1,10 +1,8 @@
-#include "platform/Alerts.h"
-#include "skin/MessageSheet.h"
+#include "skin/Sheet.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
 
 #include <QAccessible>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QShortcut>
@@ -87,7 +85,6 @@ private slots:
     void closedBelowAnother();
     void slides();
     void isADialogForAssistiveTechnology();
-    void messages();
 };
 
 void SheetTest::blocksTheWindowAndGivesItBack()
@@ -258,48 +255,6 @@ void SheetTest::isADialogForAssistiveTechnology()
     QVERIFY(spoken->state().modal);
     QVERIFY(QAccessible::queryAccessibleInterface(window.first)->state().disabled);
     QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
-}
-
-void SheetTest::messages()
-{
-    Window window;
-    QList<int> answers;
-    const auto show = [&](int escapeButton) -> MessageSheet& {
-        return MessageSheet::show(window,
-                                  {u"Delete <b>&all?"_s,
-                                   u"It is gone for good."_s,
-                                   {u"Delete"_s, u"Keep & close"_s, u"Cancel"_s},
-                                   escapeButton},
-                                  [&](int button) {
-                                      QVERIFY(window.first->isEnabled());
-                                      answers << button;
-                                  });
-    };
-    QPointer<Sheet> sheet(&show(-1));
-    const auto labels = sheet->findChildren<QLabel*>();
-    QCOMPARE(labels.front()->text(), u"Delete <b>&all?"_s);
-    QCOMPARE(labels.front()->textFormat(), Qt::PlainText);
-    QVERIFY(labels.front()->font().bold());
-    QCOMPARE(labels.back()->text(), u"It is gone for good."_s);
-    QVERIFY(window.rect().contains(sheet->body().geometry()));
-
-    press(window, Qt::Key_Return);
-    QTRY_COMPARE(answers, QList<int>{0});
-    QTRY_VERIFY(!sheet);
-    show(-1);
-    press(window, Qt::Key_Escape);
-    show(1);
-    press(window, Qt::Key_Escape);
-    QCOMPARE(answers, (QList<int>{0, 2, 1}));
-
-    // Over another sheet, at a length that nobody reads.
-    EditSheet lower(window);
-    lower.open();
-    QPointer<Sheet> message(&MessageSheet::show(window, {u"Failed"_s, u"No. "_s.repeated(10000), {}}));
-    QVERIFY(message->body().height() < 500);
-    press(window, Qt::Key_Escape);
-    QTRY_VERIFY(!message);
-    QCOMPARE(Sheet::openIn(window), &lower);
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(SheetTest)
