@@ -75,7 +75,7 @@ struct Entry
 {
     QString type;
     QString exec;
-    bool hidden = false;
+    bool switchedOff = false;
 };
 
 Entry read(const QString& path)
@@ -100,8 +100,10 @@ Entry read(const QString& path)
             entry.type = value;
         else if (key == "Exec"_L1)
             entry.exec = value;
-        else if (key == "Hidden"_L1)
-            entry.hidden = value == "true"_L1;
+        else if (key == "Hidden"_L1 && value == "true"_L1)
+            entry.switchedOff = true;
+        else if (key == "X-GNOME-Autostart-enabled"_L1 && value == "false"_L1)
+            entry.switchedOff = true;
     }
     return entry;
 }
@@ -134,7 +136,7 @@ bool AutostartItems::insert(const QString& program, const QStringList& arguments
     // Started twice, the program would take the second start for a wish to see its window.
     for (const Item& item : snapshot().value_or(std::vector<Item>())) {
         const Entry entry = read(path(item.name));
-        if (item.name != kOurs && !entry.hidden && platform::program(entry) == program)
+        if (item.name != kOurs && !entry.switchedOff && platform::program(entry) == program)
             return true;
     }
     QString command = quoted(program);

@@ -125,6 +125,8 @@ void AutostartItemsTest::listedByAnotherFile_data()
     QTest::addColumn<bool>("ours");
     QTest::newRow("same program") << QByteArray("Exec=/opt/quillon --local\n") << false;
     QTest::newRow("same program, switched off") << QByteArray("Exec=/opt/quillon\nHidden=true\n") << true;
+    QTest::newRow("same program, switched off in GNOME")
+        << QByteArray("Exec=/opt/quillon\nX-GNOME-Autostart-enabled=false\n") << true;
     QTest::newRow("another program") << QByteArray("Exec=/opt/quillonette\n") << true;
 }
 
