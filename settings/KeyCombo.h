@@ -4,8 +4,8 @@
 
 namespace settings {
 
-/// A key with its modifiers. Codes and flags are those of the field's desktop that the settings came from: virtual key
-/// codes of a US keyboard, and a mask in which each modifier has one bit.
+/// A key with its modifiers, as the settings keep it: the virtual key code that macOS gives to the physical key
+/// (HIToolbox, Events.h), and a mask in which each modifier has the bit of NSEvent's modifier flags.
 struct KeyCombo
 {
     static constexpr quint64 Shift = 0x20000;

@@ -9,7 +9,6 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <span>
 
 namespace platform {
@@ -29,14 +28,6 @@ constexpr auto kExtension = std::string_view("XKEYBOARD");
 // XKB protocol, section 16: the kinds of events that say that the keyboard became another one.
 constexpr std::uint8_t kNewKeyboard = 0;
 constexpr std::uint8_t kMapChanged = 1;
-
-template <class T>
-struct Free
-{
-    void operator()(T* reply) const { std::free(reply); }
-};
-template <class T>
-using Reply = std::unique_ptr<T, Free<T>>;
 
 } // namespace
 
@@ -66,7 +57,7 @@ X11HotKeys::X11HotKeys()
     xcb_connection_t* x = x11::connection();
     const auto asked = xcb_query_extension(x, kExtension.size(), kExtension.data());
     m_modifiers = readModifiers();
-    const Reply<xcb_query_extension_reply_t> extension(xcb_query_extension_reply(x, asked, nullptr));
+    const x11::Reply<xcb_query_extension_reply_t> extension(xcb_query_extension_reply(x, asked, nullptr));
     if (extension && extension->present)
         m_keyboardEvent = extension->first_event;
     QCoreApplication::instance()->installNativeEventFilter(this);
@@ -99,8 +90,9 @@ X11HotKeys::Modifiers X11HotKeys::readModifiers()
     const auto mapAsked = xcb_get_modifier_mapping(x);
     const auto symbolsAsked = xcb_get_keyboard_mapping(
         x, setup->min_keycode, static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1));
-    const Reply<xcb_get_modifier_mapping_reply_t> map(xcb_get_modifier_mapping_reply(x, mapAsked, nullptr));
-    const Reply<xcb_get_keyboard_mapping_reply_t> symbols(xcb_get_keyboard_mapping_reply(x, symbolsAsked, nullptr));
+    const x11::Reply<xcb_get_modifier_mapping_reply_t> map(xcb_get_modifier_mapping_reply(x, mapAsked, nullptr));
+    const x11::Reply<xcb_get_keyboard_mapping_reply_t> symbols(
+        xcb_get_keyboard_mapping_reply(x, symbolsAsked, nullptr));
     if (!map || !symbols)
         return {};
 
@@ -201,7 +193,7 @@ bool X11HotKeys::take(const Grab& grab) const
     });
     bool granted = true;
     for (const xcb_void_cookie_t cookie : asked) {
-        if (const Reply<xcb_generic_error_t> error{xcb_request_check(x, cookie)})
+        if (const x11::Reply<xcb_generic_error_t> error{xcb_request_check(x, cookie)})
             granted = false;
     }
     // All or nothing: half a hot key would come and go with a lock key.
