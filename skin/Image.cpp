@@ -188,20 +188,26 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
     return result;
 }
 
-/// "Timesheet" in white, as large as fits the `size` in points that the image shows.
+/// "Timesheet" in white, as large as fits the `size` in points that the image shows. Letters this small are set on the
+/// pixels of the device.
 void drawTitleText(QImage& image, QSizeF size)
 {
     const QString title = u"Timesheet"_s;
-    const QFont font = interfaceFont(11, QFont::DemiBold);
+    constexpr int points = 11;
+    QFont font = interfaceFont(points, QFont::DemiBold);
+    const qreal fit = std::min(1.0, size.width() / QFontMetricsF(font).horizontalAdvance(title));
+    font.setHintingPreference(QFont::PreferVerticalHinting);
+    font.setPixelSize(std::max(1, qRound(points * fit * image.height() / size.height())));
+    const qreal tooWide = QFontMetricsF(font).horizontalAdvance(title) - image.width();
+    if (tooWide > 0)
+        font.setLetterSpacing(QFont::AbsoluteSpacing, -tooWide / title.size());
     const QFontMetricsF metrics(font);
     QPainter painter(&image);
-    painter.scale(image.width() / size.width(), image.height() / size.height());
-    painter.translate(size.width() / 2, size.height() / 2);
-    const qreal fit = std::min(1.0, size.width() / metrics.horizontalAdvance(title));
-    painter.scale(fit, fit);
     painter.setFont(font);
     painter.setPen(Qt::white);
-    painter.drawText(QPointF(-metrics.horizontalAdvance(title) / 2, metrics.capHeight() / 2), title);
+    painter.drawText(QPointF((image.width() - metrics.horizontalAdvance(title)) / 2,
+                             std::round((image.height() + metrics.capHeight()) / 2)),
+                     title);
 }
 
 QPixmap rasterised(const Slice& slice, QSize pixels)

@@ -1,13 +1,11 @@
 #include "timesheet/TitleStrip.h"
 
 #include "skin/ColorHex.h"
-#include "skin/Fonts.h"
 #include "skin/Image.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QContextMenuEvent>
-#include <QFontMetricsF>
 #include <QLinearGradient>
 #include <QMenu>
 #include <QMouseEvent>
@@ -119,6 +117,22 @@ private:
     Sign m_sign;
 };
 
+void drawLettering(QPainter& painter, const QRectF& box, bool active)
+{
+    const skin::Image lettering = skin::imageNamed("black-title-text.png");
+    if (active) {
+        lettering.draw(painter, box);
+        return;
+    }
+    QPixmap inked = lettering.pixmap(painter.device()->devicePixelRatioF());
+    inked.setDevicePixelRatio(1);
+    QPainter ink(&inked);
+    ink.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    ink.fillRect(inked.rect(), QColor(0, 0, 0, 130));
+    ink.end();
+    skin::drawDevicePixmap(painter, box.topLeft(), inked);
+}
+
 } // namespace
 
 TitleStrip::TitleStrip(QWidget& window)
@@ -194,10 +208,7 @@ void TitleStrip::paintEvent(QPaintEvent*)
             painter.setRenderHint(QPainter::Antialiasing, false);
         }
     }
-    const QRectF box(QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize);
-    painter.setFont(skin::interfaceFont(11, QFont::DemiBold));
-    painter.setPen(active ? QColor(Qt::white) : QColor(0, 0, 0, 130));
-    painter.drawText(box.adjusted(-20, 0, 20, -1), Qt::AlignCenter, m_window.windowTitle());
+    drawLettering(painter, {QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize}, active);
 }
 
 void TitleStrip::resizeEvent(QResizeEvent*)
@@ -248,8 +259,6 @@ bool TitleStrip::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::WindowStateChange)
         updateMaximizeButton();
-    else if (event->type() == QEvent::WindowTitleChange)
-        update();
     return QWidget::eventFilter(watched, event);
 }
 

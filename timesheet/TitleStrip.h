@@ -24,7 +24,7 @@ public:
     static constexpr int Height = 23;
     static constexpr qreal CornerRadius = 3;
 
-    /// Shows the title of `window`, which it is put into.
+    /// For `window`, which it is put into.
     explicit TitleStrip(QWidget& window);
 
     QAbstractButton* minimizeButton;
