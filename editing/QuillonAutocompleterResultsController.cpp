@@ -5,6 +5,7 @@
 #include "model/Client.h"
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
+#include "skin/ThinScroller.h"
 
 #include <QAbstractListModel>
 #include <QAccessible>
@@ -90,15 +91,28 @@ public:
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         setMouseTracking(true);
         verticalScrollBar()->setSingleStep(rowHeight);
-        dress(*verticalScrollBar(), look);
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         QPalette palette;
         palette.setColor(QPalette::Base, coloursFor(look).background);
-        palette.setColor(QPalette::Window, coloursFor(look).background); // behind the scroll bar
         setPalette(palette);
-        setAutoFillBackground(true);
         setFont(skin::interfaceFont(13));
         setItemDelegate(new RowDelegate(look, this));
+        // Scrolling takes the scroller along with the rows.
+        connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &ResultsList::placeScroller);
+        connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &ResultsList::placeScroller);
     }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override
+    {
+        QListView::resizeEvent(event);
+        placeScroller();
+    }
+
+private:
+    void placeScroller() { m_scroller->place(viewport()->rect()); }
+
+    skin::ThinScroller* m_scroller = new skin::ThinScroller(*verticalScrollBar(), *viewport());
 };
 
 /// A hairline around the list, all but the edge at the field. It takes no room from the rows.

@@ -29,16 +29,8 @@ QPalette paletteFor(Look look)
     return palette;
 }
 
-} // namespace
-
-void dress(QLineEdit& field, Look look)
-{
-    field.setFrame(false);
-    field.setPalette(paletteFor(look));
-    field.setFont(skin::interfaceFont(fontPoints));
-}
-
-void dress(QScrollBar& bar, Look look)
+/// Makes a scroll bar slim and quiet.
+void makeSlim(QScrollBar& bar, Look look)
 {
     const QString shade = look == Look::Dark ? u"255, 255, 255"_s : u"0, 0, 0"_s;
     bar.setStyleSheet(u"QScrollBar:vertical { background: transparent; width: 8px; margin: 1px; }"
@@ -46,6 +38,15 @@ void dress(QScrollBar& bar, Look look)
                       "QScrollBar::handle:vertical:hover { background: rgba(%1, 55%); }"
                       "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
                       "QScrollBar::add-page, QScrollBar::sub-page { background: none; }"_s.arg(shade));
+}
+
+} // namespace
+
+void dress(QLineEdit& field, Look look)
+{
+    field.setFrame(false);
+    field.setPalette(paletteFor(look));
+    field.setFont(skin::interfaceFont(fontPoints));
 }
 
 NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
@@ -56,7 +57,7 @@ NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
     setFont(skin::interfaceFont(fontPoints));
     setTabChangesFocus(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    dress(*verticalScrollBar(), look);
+    makeSlim(*verticalScrollBar(), look);
     // The margin is around the lines, not in the text: there a line that was scrolled away would show.
     document()->setDocumentMargin(0);
 }

@@ -3,8 +3,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 
-class QScrollBar;
-
 namespace editing {
 
 /// On which skin a field lies.
@@ -16,9 +14,6 @@ enum class Look
 
 /// Makes a line of text see-through and sets its font and colours, to lie in a QuillonTextFieldBackground.
 void dress(QLineEdit& field, Look look);
-
-/// Makes a scroll bar slim and quiet.
-void dress(QScrollBar& bar, Look look);
 
 /// Notes of any length, in lines that wrap: scrolls where they do not fit. Tab leaves it.
 ///

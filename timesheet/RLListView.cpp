@@ -1,8 +1,8 @@
 #include "timesheet/RLListView.h"
 
+#include "skin/ThinScroller.h"
 #include "timesheet/RLListAccessible.h"
 #include "timesheet/RLListDocumentView.h"
-#include "timesheet/RLListScroller.h"
 #include "timesheet/RLListViewCell.h"
 #include "timesheet/RLListViewDelegate.h"
 
@@ -36,7 +36,7 @@ int rounded(double points)
 
 RLListView::RLListView(QWidget* parent)
     : QAbstractScrollArea(parent), m_documentView(new RLListDocumentView(*this)),
-      m_scroller(new RLListScroller(*verticalScrollBar(), *m_documentView))
+      m_scroller(new skin::ThinScroller(*verticalScrollBar(), *m_documentView))
 {
     installRLListAccessible();
     setFrameShape(QFrame::NoFrame);

@@ -7,10 +7,13 @@
 #include <set>
 #include <vector>
 
+namespace skin {
+class ThinScroller;
+}
+
 namespace timesheet {
 
 class RLListDocumentView;
-class RLListScroller;
 class RLListViewCell;
 class RLListViewDelegate;
 
@@ -187,7 +190,7 @@ private:
 
     RLListViewDelegate* m_delegate = nullptr;
     RLListDocumentView* m_documentView;
-    RLListScroller* m_scroller;
+    skin::ThinScroller* m_scroller;
 
     std::vector<RLListViewCell*> m_reusableCells;
     std::vector<RLListViewCell*> m_visibleCells;

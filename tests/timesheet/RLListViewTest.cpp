@@ -2,7 +2,7 @@
 
 #include "support/TestMain.h"
 #include "timesheet/RLListDocumentView.h"
-#include "timesheet/RLListScroller.h"
+#include "skin/ThinScroller.h"
 
 #include <QAccessible>
 #include <QScrollBar>
@@ -637,7 +637,7 @@ void RLListViewTest::wheel()
 void RLListViewTest::scroller()
 {
     auto screen = ListOnScreen::evenRows(20);
-    auto* thumb = screen.list.findChild<RLListScroller*>();
+    auto* thumb = screen.list.findChild<skin::ThinScroller*>();
     QVERIFY(thumb->isVisible());
     QCOMPARE(screen.cell(0).width(), 300);
     QVERIFY(thumb->width() <= 10);

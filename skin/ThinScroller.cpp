@@ -1,4 +1,4 @@
-#include "timesheet/RLListScroller.h"
+#include "skin/ThinScroller.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-namespace timesheet {
+namespace skin {
 namespace {
 
 constexpr int shortestThumb = 28;
@@ -36,20 +36,20 @@ QColor mixed(const QColor& of, const QColor& with, double share)
 
 } // namespace
 
-RLListScroller::RLListScroller(QScrollBar& bar, QWidget& parent) : QWidget(&parent), m_bar(bar)
+ThinScroller::ThinScroller(QScrollBar& bar, QWidget& parent) : QWidget(&parent), m_bar(bar)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setCursor(Qt::ArrowCursor);
     hide();
 }
 
-void RLListScroller::place(const QRect& track)
+void ThinScroller::place(const QRect& track)
 {
     m_track = track.adjusted(0, margin, 0, -margin);
     place();
 }
 
-void RLListScroller::place()
+void ThinScroller::place()
 {
     const int range = m_bar.maximum() - m_bar.minimum();
     if (range <= 0 || m_track.height() < shortestThumb) {
@@ -68,7 +68,7 @@ void RLListScroller::place()
     show();
 }
 
-void RLListScroller::paintEvent(QPaintEvent*)
+void ThinScroller::paintEvent(QPaintEvent*)
 {
     const QColor base = palette().color(QPalette::Base);
     const QColor ink = base.lightnessF() > 0.5 ? Qt::black : Qt::white;
@@ -87,14 +87,14 @@ void RLListScroller::paintEvent(QPaintEvent*)
     }
 }
 
-void RLListScroller::mousePressEvent(QMouseEvent* event)
+void ThinScroller::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton)
         m_grip = event->position().y();
     update();
 }
 
-void RLListScroller::mouseMoveEvent(QMouseEvent* event)
+void ThinScroller::mouseMoveEvent(QMouseEvent* event)
 {
     if (!m_grip)
         return;
@@ -104,7 +104,7 @@ void RLListScroller::mouseMoveEvent(QMouseEvent* event)
         m_bar.setValue(m_bar.minimum() + qRound(top / way * (m_bar.maximum() - m_bar.minimum())));
 }
 
-void RLListScroller::mouseReleaseEvent(QMouseEvent* event)
+void ThinScroller::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton)
         m_grip.reset();
@@ -112,18 +112,18 @@ void RLListScroller::mouseReleaseEvent(QMouseEvent* event)
     update();
 }
 
-void RLListScroller::enterEvent(QEnterEvent*)
+void ThinScroller::enterEvent(QEnterEvent*)
 {
     m_hovered = true;
     place();
     update();
 }
 
-void RLListScroller::leaveEvent(QEvent*)
+void ThinScroller::leaveEvent(QEvent*)
 {
     m_hovered = false;
     place();
     update();
 }
 
-} // namespace timesheet
+} // namespace skin

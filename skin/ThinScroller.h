@@ -6,20 +6,20 @@
 
 class QScrollBar;
 
-namespace timesheet {
+namespace skin {
 
 /// The scroller of a list: a thin thumb over the right edge of the rows, faint until the pointer is on it. It shows
-/// and moves the value of a scroll bar that is itself not shown.
+/// and moves the value of a scroll bar that is itself not shown, in shades of the base colour of its palette.
 ///
 /// It must not make scrolling dear. So it lies among the rows, as a widget over the whole of them would keep scrolling
 /// from moving pixels; it is no larger than what is seen of it; and it is opaque, so that the rows below it need not be
 /// drawn whenever it moves.
-class RLListScroller final : public QWidget
+class ThinScroller final : public QWidget
 {
     Q_OBJECT
 public:
     /// `bar` must outlive the scroller.
-    RLListScroller(QScrollBar& bar, QWidget& parent);
+    ThinScroller(QScrollBar& bar, QWidget& parent);
 
     /// Puts the thumb where the value is, along the right edge of `track` in the parent's coordinates; hides it when
     /// there is nothing to scroll.
@@ -44,4 +44,4 @@ private:
     std::optional<double> m_grip;
 };
 
-} // namespace timesheet
+} // namespace skin
