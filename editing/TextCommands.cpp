@@ -66,8 +66,12 @@ bool TextCommands::eventFilter(QObject* /*watched*/, QEvent* event)
         m_composing = false;
         return false;
     case QEvent::KeyPress: {
-        const std::optional<TextCommand> command = textCommand(*static_cast<QKeyEvent*>(event));
-        return command && !m_composing && m_handle(*command);
+        const auto& key = *static_cast<QKeyEvent*>(event);
+        const std::optional<TextCommand> command = textCommand(key);
+        if (!command || m_composing)
+            return false;
+        const bool held = key.isAutoRepeat() && command == TextCommand::InsertNewline;
+        return held || m_handle(*command);
     }
     default:
         return false;

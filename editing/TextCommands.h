@@ -27,7 +27,8 @@ std::optional<TextCommand> textCommand(const QKeyEvent& key);
 
 /// Offers the commands of one field to `handle` before the field sees the key. True: the field never does.
 ///
-/// While an input method composes no command is offered: its keys are its own. Owned by the field.
+/// While an input method composes no command is offered: its keys are its own. A Return that is held down is one
+/// command. Owned by the field.
 class TextCommands final : public QObject
 {
     Q_OBJECT

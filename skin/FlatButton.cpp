@@ -13,10 +13,10 @@ FlatButton::FlatButton(double radius, QWidget* parent) : QAbstractButton(parent)
 
 void FlatButton::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter)
         QAbstractButton::keyPressEvent(event);
+    else if (!event->isAutoRepeat())
+        click();
 }
 
 } // namespace skin

@@ -7,6 +7,7 @@
 
 #include <QFontMetricsF>
 #include <QHelpEvent>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QToolTip>
 
@@ -97,6 +98,14 @@ QSize QuillonButtonCell::sizeHint() const
     const qreal title = QFontMetricsF(font()).horizontalAdvance(text());
     const auto width = static_cast<int>(std::ceil(title)) + 2 * titleMargin;
     return {std::max(leastWidth, width), static_cast<int>(leftImage().size().height())};
+}
+
+void QuillonButtonCell::keyPressEvent(QKeyEvent* event)
+{
+    // However long it is held down, Return is one press.
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!isReturn || !event->isAutoRepeat())
+        QPushButton::keyPressEvent(event);
 }
 
 bool QuillonButtonCell::event(QEvent* event)

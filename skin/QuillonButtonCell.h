@@ -38,6 +38,7 @@ protected:
     virtual bool showsDisabledByImage() const { return false; }
 
     bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

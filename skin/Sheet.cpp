@@ -296,7 +296,7 @@ void Sheet::keyPressEvent(QKeyEvent* event)
     } else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
         auto* button = qobject_cast<QPushButton*>(m_window.focusWidget());
         QAbstractButton* const pressed = button && isAncestorOf(button) ? button : m_defaultButton.data();
-        if (pressed && pressed->isEnabled())
+        if (pressed && pressed->isEnabled() && !event->isAutoRepeat())
             pressed->animateClick();
     }
 }

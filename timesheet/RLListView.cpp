@@ -595,7 +595,8 @@ void RLListView::keyPressEvent(QKeyEvent* event)
         break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (m_delegate && selectedRow() >= 0)
+        // A key that is held down since a sheet closed must not open it again.
+        if (m_delegate && selectedRow() >= 0 && !event->isAutoRepeat())
             m_delegate->rowDoubleClicked(*this, selectedRow());
         break;
     default:

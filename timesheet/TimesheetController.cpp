@@ -348,8 +348,10 @@ void TimesheetController::watchHours()
 
 void TimesheetController::updateHours()
 {
-    for (RLListViewCell* cell : dayEntriesListView().visibleCells())
+    for (RLListViewCell* cell : dayEntriesListView().visibleCells()) {
         static_cast<TimesheetListViewCell*>(cell)->updateHours();
+        cell->tellName();
+    }
     updateTotal();
     fixTotalPosition();
     watchHours();
@@ -416,7 +418,8 @@ void TimesheetController::rowDoubleClicked(RLListView&, int row)
 void TimesheetController::keyDown(RLListView& listView, QKeyEvent& event)
 {
     model::DayEntry* entry = entryAt(listView.selectedRow());
-    if (!entry || entry->isLocked())
+    // A key that is held down is pressed once.
+    if (!entry || entry->isLocked() || event.isAutoRepeat())
         return;
     if (event.text() == "e"_L1) {
         editTimer(*entry);

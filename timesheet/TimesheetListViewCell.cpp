@@ -16,6 +16,7 @@
 
 #include <QContextMenuEvent>
 #include <QMenu>
+#include <QPaintEvent>
 #include <QPainter>
 
 namespace timesheet {
@@ -216,13 +217,13 @@ void TimesheetListViewCell::viewWillDraw()
     updateTextColors();
 }
 
-void TimesheetListViewCell::paintEvent(QPaintEvent*)
+void TimesheetListViewCell::paintEvent(QPaintEvent* event)
 {
     viewWillDraw();
     QPainter painter(this);
     QLinearGradient gradient(0, height(), 0, 0);
     gradient.setStops(computeGradient());
-    painter.fillRect(rect(), gradient);
+    painter.fillRect(event->rect(), gradient);
     drawBorders(painter, rect());
 }
 

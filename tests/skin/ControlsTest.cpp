@@ -98,6 +98,7 @@ private slots:
     void buttonsShowTheirState();
     void buttonTitleIsLiteral();
     void loadingButtonTakesNoPress();
+    void heldReturnIsOnePress();
     void imageButtons();
     void focusGlows();
     void textFieldLooks();
@@ -192,6 +193,21 @@ void ControlsTest::loadingButtonTakesNoPress()
     QTest::keyClick(&button, Qt::Key_Space);
     QTest::keyClick(&button, Qt::Key_Return);
     QCOMPARE(clicks.count(), 3);
+}
+
+void ControlsTest::heldReturnIsOnePress()
+{
+    QuillonButtonCell start(u"Start"_s);
+    QuillonTimesheetButtonCell row;
+    for (QAbstractButton* button : {static_cast<QAbstractButton*>(&start), static_cast<QAbstractButton*>(&row)}) {
+        const Window window(*button);
+        const QSignalSpy clicks(button, &QAbstractButton::clicked);
+        QTest::keyPress(button, Qt::Key_Return);
+        QKeyEvent again(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
+        QApplication::sendEvent(button, &again);
+        QCOMPARE(clicks.count(), 1);
+        button->setParent(nullptr);
+    }
 }
 
 void ControlsTest::imageButtons()

@@ -5,6 +5,7 @@
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
+#include <QAccessible>
 #include <QPainter>
 #include <QScreen>
 
@@ -287,6 +288,13 @@ void TimesheetWindowTest::keysActOnTheSelectedRow()
     const QString toggle = u"GET /daily/timer/%1"_s.arg(first);
     QCOMPARE(run.key(Qt::Key_S), QStringList({toggle, u"GET /daily/15/2013?slim=1"_s}));
     QVERIFY(run.row(0).runningButtonView->isVisible());
+    for (const Qt::Key held : {Qt::Key_S, Qt::Key_E, Qt::Key_Return}) {
+        QKeyEvent again(QEvent::KeyPress, held, {}, QKeySequence(held).toString().toLower(), true);
+        QApplication::sendEvent(&run.list(), &again);
+        run.settle();
+        QCOMPARE(run.requested(), QStringList());
+        QCOMPARE(run.edited(), QString());
+    }
     for (const Qt::Key key : {Qt::Key_E, Qt::Key_Return}) {
         run.key(key);
         QCOMPARE(run.edited(), u"first"_s);
@@ -466,6 +474,8 @@ void TimesheetWindowTest::hoursCountOnWhileOneLooks()
     QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:06"_s, u"1:36"_s}));
     run.test.time.advance(2min);
     QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:08"_s, u"1:38"_s}));
+    QCOMPARE(QAccessible::queryAccessibleInterface(&run.row(1))->text(QAccessible::Name), run.row(1).accessibleText());
+    QVERIFY(run.row(1).accessibleText().contains(u"1 hour 8 minutes"_s));
 
     // Nothing to do while nobody looks.
     const int timers = run.test.time.timers();
@@ -621,6 +631,21 @@ void TimesheetWindowTest::stripIsDarkWhileTheProgramIsActive()
     };
     // From 444444 at a hundredth to 222222 at 95 of them, then to black.
     QCOMPARE(colors(), QStringList({u"#424242"_s, u"#323232"_s, u"#242424"_s, u"#0f0f0f"_s}));
+
+    // The lettering fills its picture of 46 points, in the middle.
+    const QImage image = strip.grab(QRect(0, 0, strip.minimizeButton->x(), 23)).toImage();
+    int left = image.width();
+    int right = 0;
+    for (int x = 20; x < image.width(); ++x) {
+        for (int y = 4; y < 20; ++y) {
+            if (image.pixelColor(x, y).lightness() > 160) {
+                left = std::min(left, x);
+                right = x;
+            }
+        }
+    }
+    const int middle = strip.width() / 2;
+    QVERIFY(left >= middle - 23 && left < middle - 18 && right <= middle + 23 && right > middle + 18);
 }
 
 void TimesheetWindowTest::stripWorksTheWindow()
