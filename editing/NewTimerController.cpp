@@ -156,6 +156,11 @@ void NewTimerController::setEntry(model::DayEntry* entry)
     m_window->durationTextField->setText(entry && entry->hours() ? entry->hoursMinutes() : QString());
     setSaveButtonState();
     m_touched = false;
+    // Whoever is about to type replaces what stands there, also when it came after the window.
+    for (QLineEdit* field : {m_projectAutocompleter.textField(), m_taskAutocompleter.textField()}) {
+        if (field->hasFocus())
+            field->selectAll();
+    }
 }
 
 void NewTimerController::setEnabled(bool enabled)

@@ -154,6 +154,9 @@ private slots:
         run.open();
         QCOMPARE(run.project()->selectedText(), u"Garden");
         QCOMPARE(run.task()->text(), u"Weeding");
+        // Also when the first sheet of the day comes in after it.
+        run.menulet->addTimerController()->setEntry(model::DayEntry::entryWithDefaults());
+        QCOMPARE(run.project()->selectedText(), u"Garden");
         QCOMPARE(run.window->notesText->text(), QString());
         QCOMPARE(run.button(), u"Start");
     }
