@@ -34,8 +34,8 @@ public:
     virtual void unlockAndLookup(const QString& service, const QString& account,
                                  std::function<void(Result<std::optional<QByteArray>>)> done) = 0;
 
-    /// Adds or overwrites. Returns within two seconds; a locked keyring is unlocked by a prompt that goes on after
-    /// that, and the item is stored when the person has answered.
+    /// Adds or overwrites. Returns within two seconds; at once, as `Locked`, where the person must be asked first: then
+    /// the item is stored when they have answered.
     virtual Result<void> store(const QString& service, const QString& account, const QByteArray& secret) = 0;
 
     /// Removing what is not there succeeds.

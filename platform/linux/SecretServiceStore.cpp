@@ -100,6 +100,11 @@ QByteArray bytes(SecretValue& value)
     return QByteArray(data, static_cast<qsizetype>(length));
 }
 
+struct ObjectUnref
+{
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+
 /// Without a prompt.
 Secret search(const Key& key)
 {
@@ -132,6 +137,22 @@ Secret unlockAndSearch(const Key& key)
         return bytes(*value);
     // Either there is no such item, or the person would not unlock it.
     return search(key);
+}
+
+/// Whether something can be stored without asking the person for a password.
+bool isOpen()
+{
+    GError* raised = nullptr;
+    const std::unique_ptr<SecretService, ObjectUnref> keyring(
+        secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, &raised));
+    const std::unique_ptr<SecretCollection, ObjectUnref> collection(
+        keyring ? secret_collection_for_alias_sync(keyring.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
+                                                   nullptr, &raised)
+                : nullptr);
+    // Whoever stores meets the same error, and tells of it.
+    if (const Error error(raised); error)
+        return true;
+    return collection && !secret_collection_get_locked(collection.get());
 }
 
 Done write(const Key& key, const QByteArray& secret)
@@ -291,7 +312,12 @@ SecretServiceStore::Result<void> SecretServiceStore::store(const QString& servic
                                                            const QByteArray& secret)
 {
     const Key key{service.toUtf8(), account.toUtf8()};
-    return m_writes->ask<void>([key, secret] { return write(key, secret); });
+    return m_writes->ask<void>([key, secret, prompts = m_prompts]() -> Done {
+        if (isOpen())
+            return write(key, secret);
+        prompts->start([key, secret] { static_cast<void>(write(key, secret)); }); // nobody waits for it any more
+        return tl::unexpected(Failure::Locked);
+    });
 }
 
 SecretServiceStore::Result<void> SecretServiceStore::remove(const QString& service, const QString& account)

@@ -117,7 +117,7 @@ void SecretServiceStoreTest::locked()
     QVERIFY(!answer);
     QTRY_VERIFY(answer);
     QCOMPARE(*answer, failed(Failure::Locked));
-    QVERIFY(!store.store(kService, kAda, "other"));
+    QCOMPARE(store.store(kService, kAda, "other").error(), Failure::Locked);
 }
 
 void SecretServiceStoreTest::unlocksWithAPrompt()
@@ -128,6 +128,7 @@ void SecretServiceStoreTest::unlocksWithAPrompt()
     QVERIFY(lockKeyring());
     QList<Secret> answers;
     store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
+    QCOMPARE(store.store(kService, kAda, "newer").error(), Failure::Locked);
 
     // The dialog may grab the keyboard late; typing goes on until somebody listens.
     QProcess person;
@@ -137,7 +138,7 @@ void SecretServiceStoreTest::unlocksWithAPrompt()
     person.kill();
     person.waitForFinished();
     QCOMPARE(answers.first(), Secret(QByteArray("secret")));
-    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("secret")));
+    QTRY_COMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
 }
 
 void SecretServiceStoreTest::nobodyKeepsSecrets()
