@@ -48,8 +48,11 @@ LogindSleepMonitor::LogindSleepMonitor()
     m_manager.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
     m_manager.addWatchedService(service());
     connect(&m_manager, &QDBusServiceWatcher::serviceRegistered, this, [this] {
-        m_asleep = false;
-        takeLock();
+        // One that was started anew tells nobody of the end of a sleep that it has not seen begin.
+        if (m_asleep)
+            prepareForSleep(false);
+        else
+            takeLock();
     });
 }
 

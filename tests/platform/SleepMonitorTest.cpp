@@ -96,12 +96,14 @@ void SleepMonitorTest::loginManagerStartedAnew()
 {
     LogindSleepMonitor monitor;
     int sleeps = 0;
-    const auto watch = monitor.watch([&] { ++sleeps; }, [] {});
+    int wakes = 0;
+    const auto watch = monitor.watch([&] { ++sleeps; }, [&] { ++wakes; });
     QVERIFY(watch);
     for (int start = 1; start <= 2; ++start) {
         const Logind logind;
         QVERIFY(logind.isThere());
         QTRY_COMPARE(logind.inhibitors(), kHeld);
+        QCOMPARE(wakes, start - 1);
         QVERIFY(logind.prepareForSleep(true));
         QTRY_COMPARE(sleeps, start);
     }
