@@ -15,6 +15,7 @@
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
+#include "skin/StatusTile.h"
 #include "store/Coordinator.h"
 
 #include <QDir>
@@ -54,8 +55,10 @@ WrenfoldMenulet::~WrenfoldMenulet()
     m_preferenceController.reset();
     m_timesheetController.reset();
     m_addTimerController.reset();
-    if (m_statusItem)
+    if (m_statusItem) {
         m_statusItem->setView(nullptr);
+        m_statusItem->setStandIn({});
+    }
     m_view.reset();
     m_menu.reset();
     m_managedObjectContext.reset();
@@ -89,6 +92,8 @@ void WrenfoldMenulet::showStatusItem()
     const float height = static_cast<float>(m_statusItem->thickness());
     m_view = std::make_unique<skin::QuillonStatusItemView>(QRectF(0, 0, width, height), *this);
     m_view->setOffline(false);
+    m_statusItem->setFloating(
+        settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFloatingStatusItemKey));
     m_statusItem->setLength(width);
     m_statusItem->setView(m_view.get());
     m_statusItem->setEnabled(true);
@@ -102,6 +107,8 @@ void WrenfoldMenulet::awakeFromNib()
     m_view->setStatusMenu(m_menu.get());
     initializeQuillonData();
     wire();
+    m_statusItem->setStandIn({m_menu.get(), [this] { toggleStatusItemMenu(); },
+                              [this] { toggleCurrentTimer(m_view.get()); }, skin::statusTile});
     setupReachabilityTarget();
     if (settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCQuillonUrlKey).isEmpty()) {
         m_loggedOut = true;

@@ -73,11 +73,11 @@ void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
         if (const model::Task* task = entry->task())
             about << task->name();
     }
-    m_view->setAccessibleDescription(about.join(", "_L1));
-    QStringList spoken{m_view->spokenText()};
-    spoken << about;
-    m_statusItem->setDescription(
-        {m_view->hoursString(), spoken.join(", "_L1), m_view->isRunning(), m_view->offline(), m_view->loggedOut()});
+    const QString joined = about.join(", "_L1);
+    m_view->setAccessibleDescription(joined);
+    about.prepend(m_view->spokenText());
+    m_statusItem->setDescription({m_view->hoursString(), about.join(", "_L1), m_view->isRunning(), m_view->offline(),
+                                  m_view->loggedOut(), joined});
     emit statusChanged();
 }
 

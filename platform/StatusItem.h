@@ -39,6 +39,7 @@ public:
         bool running = false;
         bool offline = false;
         bool loggedOut = false;
+        QString about; ///< what it is spent on: project, task
         bool operator==(const Description&) const = default;
     };
     virtual void setDescription(const Description& description) = 0;

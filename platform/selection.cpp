@@ -10,6 +10,7 @@
 #include "IdleSources.h"
 #include "linux/AutostartItems.h"
 #include "linux/BusIdle.h"
+#include "linux/CarrierSwitch.h"
 #include "linux/FloatingStrip.h"
 #include "linux/LinuxDesktop.h"
 #include "linux/LogindSleepMonitor.h"
@@ -129,7 +130,10 @@ constexpr Candidate<SleepMonitor> kSleepMonitors[] = {
 
 constexpr Candidate<StatusItem> kStatusItems[] = {
 #ifdef Q_OS_LINUX
-    {FloatingStrip::available, plain<StatusItem, FloatingStrip>},
+    {FloatingStrip::available,
+     [](Environment& environment) -> std::unique_ptr<StatusItem> {
+         return std::make_unique<CarrierSwitch>(environment.time());
+     }},
 #endif
     {always, plain<StatusItem, NullStatusItem>},
 };

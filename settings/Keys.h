@@ -12,6 +12,8 @@ inline constexpr QLatin1StringView SCCompanyKey("Company");
 inline constexpr QLatin1StringView QuillonBlinkCursorKey("BlinkColon");
 inline constexpr QLatin1StringView QuillonStartAtLoginKey("StartAtLogin");
 inline constexpr QLatin1StringView QuillonHideFromDockKey("HideInDock");
+/// Keeps the status item out of the desktop's bar. Read at the start; nothing in the program sets it.
+inline constexpr QLatin1StringView QuillonFloatingStatusItemKey("FloatingStatusItem");
 inline constexpr QLatin1StringView QuillonIdleTimerEnabled("IdleTimerEnabled");
 inline constexpr QLatin1StringView QuillonIdleMinutesThreshold("IdleMinutesThreshold");
 inline constexpr QLatin1StringView QuillonTimesheetHotKey("TimesheetHotKey");

@@ -41,6 +41,7 @@ void QuillonPreferences::setupDefaults()
         {QuillonBlinkCursorKey, true},
         {QuillonStartAtLoginKey, false},
         {QuillonHideFromDockKey, false},
+        {QuillonFloatingStatusItemKey, false},
         {QuillonTimesheetHotKey, keyM, KeyCombo::NoKey, highestCode},
         {QuillonTimesheetHotKeyModifiers, commandAndOption, 0, allFlags},
         {QuillonNewTimerHotKey, keyN, KeyCombo::NoKey, highestCode},

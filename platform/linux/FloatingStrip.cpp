@@ -2,6 +2,7 @@
 
 #include "../Compositing.h"
 #include "../Paths.h"
+#include "PopUp.h"
 #include "X11.h"
 
 #include <QApplication>
@@ -237,15 +238,10 @@ void FloatingStrip::Window::setVisible(bool visible)
 
 void FloatingStrip::Window::popUp(QMenu& menu)
 {
-    const QRect strip = frameGeometry();
-    QPoint corner(m_view ? m_view->mapToGlobal(QPoint(0, 0)).x() : strip.left(), strip.bottom() + 1);
-    const QSize size = menu.sizeHint();
-    if (const QScreen* screen = screenFor(strip)) {
-        const QRect area = screen->availableGeometry();
-        if (corner.y() + size.height() > area.bottom() + 1)
-            corner.setY(strip.top() - size.height());
-    }
-    menu.popup(corner);
+    QRect item = frameGeometry();
+    if (m_view)
+        item.setLeft(m_view->mapToGlobal(QPoint(0, 0)).x());
+    popUpBeside(menu, item);
 }
 
 void FloatingStrip::Window::paintEvent(QPaintEvent* event)

@@ -1,31 +1,9 @@
-#include "X11.h"
+#include "Xcb.h"
 
-#include <QByteArray>
 #include <QGuiApplication>
 #include <QWindow>
 
-#include <xcb/xcb.h>
-
-#include <array>
-
 namespace platform::x11 {
-
-namespace {
-
-/// All names in one round trip.
-template <std::size_t count>
-std::array<xcb_atom_t, count> atoms(xcb_connection_t* x, const std::array<QByteArray, count>& names)
-{
-    std::array<xcb_intern_atom_cookie_t, count> cookies;
-    std::array<xcb_atom_t, count> found;
-    for (std::size_t i = 0; i < count; ++i)
-        cookies[i] = xcb_intern_atom(x, 0, static_cast<uint16_t>(names[i].size()), names[i].constData());
-    for (std::size_t i = 0; i < count; ++i) {
-        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(x, cookies[i], nullptr));
-        found[i] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-    return found;
-}
 
 int screenNumber()
 {
@@ -36,8 +14,6 @@ int screenNumber()
         std::free(host);
     return screen;
 }
-
-} // namespace
 
 xcb_connection_t* connection()
 {
@@ -88,16 +64,8 @@ void skipTaskBar(const QWindow& window)
     for (const xcb_atom_t atom : skipped) {
         constexpr uint32_t kAdd = 1;
         constexpr uint32_t kFromApplication = 1;
-        xcb_client_message_event_t event{};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = id;
-        event.type = state;
-        event.data.data32[0] = kAdd;
-        event.data.data32[1] = atom;
-        event.data.data32[3] = kFromApplication;
-        xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                       reinterpret_cast<const char*>(&event));
+        sendMessage(x, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, id, state,
+                    {kAdd, atom, 0, kFromApplication});
     }
     xcb_flush(x);
 }

@@ -26,6 +26,9 @@ bool isRunning();
 /// Qt's own connection to the X server. Null: the program's windows are elsewhere.
 xcb_connection_t* connection();
 
+/// The number of the program's screen, as it stands in the names of selections.
+int screenNumber();
+
 /// The root window of the program's screen.
 std::uint32_t root(xcb_connection_t* connection);
 

@@ -1,0 +1,289 @@
+#include "XEmbedDock.h"
+
+#include "PopUp.h"
+#include "Xcb.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPointer>
+#include <QScreen>
+#include <QWidget>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace platform {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kThickness = 22;
+
+// Points. Less and the hours are cut; a panel that gives more in height means to scale an icon.
+constexpr QSize kLeast(66, 20);
+constexpr int kHighest = 40;
+constexpr auto kTrial = 1500ms;
+
+// XEmbed 0.5
+constexpr std::uint32_t kXEmbedVersion = 0;
+constexpr std::uint32_t kXEmbedMapped = 1;
+constexpr std::uint32_t kRequestDock = 0;
+
+/// A place on the screen in the program's points, from the server's pixels. Screens keep their corners in both.
+QPoint inPoints(QPoint pixels)
+{
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        const QPoint corner = screen->geometry().topLeft();
+        const double scale = screen->devicePixelRatio();
+        if (QRect(corner, screen->geometry().size() * scale).contains(pixels))
+            return corner + QPointF(QPointF(pixels - corner) / scale).toPoint();
+    }
+    return pixels;
+}
+
+/// Whether the notification area's windows can be seen through.
+bool isTranslucent(xcb_connection_t* x, xcb_window_t tray)
+{
+    const auto [property] = x11::atoms<1>(x, {"_NET_SYSTEM_TRAY_VISUAL"});
+    const x11::Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(x, xcb_get_property(x, 0, tray, property, XCB_ATOM_VISUALID, 0, 1), nullptr));
+    if (!reply || xcb_get_property_value_length(reply.get()) < 4)
+        return false;
+    const auto wanted = *static_cast<const xcb_visualid_t*>(xcb_get_property_value(reply.get()));
+    for (auto screen = xcb_setup_roots_iterator(xcb_get_setup(x)); screen.rem; xcb_screen_next(&screen)) {
+        for (auto depth = xcb_screen_allowed_depths_iterator(screen.data); depth.rem; xcb_depth_next(&depth)) {
+            const auto* visuals = xcb_depth_visuals(depth.data);
+            const auto* end = visuals + xcb_depth_visuals_length(depth.data);
+            if (std::any_of(visuals, end, [&](const auto& visual) { return visual.visual_id == wanted; }))
+                return depth.data->depth == 32;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+class XEmbedDock::Window final : public QWidget, public QAbstractNativeEventFilter
+{
+public:
+    Window(TimeSource& time, std::uint32_t tray, std::function<void()> refused);
+    ~Window() override;
+
+    void setView(QWidget* view);
+    void setLength(double points);
+    double length() const { return m_length; }
+    /// Where it is on the screen. Qt knows nothing of windows that contain it.
+    QRect place() const;
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void dock();
+    void dockedOrPutOut();
+    void layOutView();
+    void judgeLater();
+    bool fits() const;
+
+    TimeSource& m_time;
+    const xcb_window_t m_tray;
+    std::function<void()> m_refused;
+    QPointer<QWidget> m_view;
+    double m_length = 0;
+    xcb_window_t m_id = 0; ///< 0: not asked to be docked yet
+    bool m_docked = false;
+    std::unique_ptr<TimeSource::Timer> m_trial;
+};
+
+XEmbedDock::Window::Window(TimeSource& time, std::uint32_t tray, std::function<void()> refused)
+    : m_time(time), m_tray(tray), m_refused(std::move(refused))
+{
+    setWindowFlags(Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint | Qt::Tool);
+    setAttribute(Qt::WA_TranslucentBackground, isTranslucent(x11::connection(), m_tray));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    // It is never the active window, and tool tips are for those only.
+    setAttribute(Qt::WA_AlwaysShowToolTips);
+    setWindowTitle(u"Quillon"_s);
+    qApp->installNativeEventFilter(this);
+}
+
+XEmbedDock::Window::~Window()
+{
+    qApp->removeNativeEventFilter(this);
+    // It is not ours to delete.
+    if (m_view)
+        m_view->setParent(nullptr);
+}
+
+void XEmbedDock::Window::setView(QWidget* view)
+{
+    if (m_view)
+        m_view->setParent(nullptr);
+    m_view = view;
+    if (!view) {
+        hide();
+        return;
+    }
+    view->setParent(this);
+    setLength(m_length > 0 ? m_length : view->width());
+    view->show();
+    if (!m_id)
+        dock();
+}
+
+void XEmbedDock::Window::setLength(double points)
+{
+    m_length = points;
+    // The least size is what panels go by.
+    const QSize size(static_cast<int>(std::ceil(points)), kThickness);
+    if (size != minimumSize()) {
+        setMinimumSize(size);
+        resize(size.width(), std::max(height(), kThickness));
+    }
+    layOutView();
+}
+
+void XEmbedDock::Window::dock()
+{
+    xcb_connection_t* x = x11::connection();
+    m_id = static_cast<xcb_window_t>(winId());
+    const auto [info, request] = x11::atoms<2>(x, {"_XEMBED_INFO", "_NET_SYSTEM_TRAY_OPCODE"});
+    const std::array state{kXEmbedVersion, kXEmbedMapped};
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, m_id, info, info, 32, state.size(), state.data());
+    x11::sendMessage(x, m_tray, XCB_EVENT_MASK_NO_EVENT, m_tray, request, {XCB_CURRENT_TIME, kRequestDock, m_id});
+    xcb_flush(x);
+    judgeLater();
+}
+
+bool XEmbedDock::Window::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
+{
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    constexpr int kSentBit = 0x80;
+    if ((event->response_type & ~kSentBit) != XCB_REPARENT_NOTIFY)
+        return false;
+    const auto* moved = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
+    if (moved->window != m_id || moved->event != m_id)
+        return false;
+    const bool docked = moved->parent != x11::root(x11::connection());
+    if (std::exchange(m_docked, docked) != docked)
+        QMetaObject::invokeMethod(this, &Window::dockedOrPutOut, Qt::QueuedConnection);
+    return false;
+}
+
+void XEmbedDock::Window::dockedOrPutOut()
+{
+    setVisible(m_docked && m_view);
+    judgeLater();
+}
+
+void XEmbedDock::Window::layOutView()
+{
+    if (!m_view)
+        return;
+    const int width = std::min(static_cast<int>(std::ceil(m_length)), this->width());
+    m_view->setGeometry((this->width() - width) / 2, 0, width, height());
+}
+
+void XEmbedDock::Window::resizeEvent(QResizeEvent*)
+{
+    layOutView();
+    if (m_docked)
+        judgeLater();
+}
+
+void XEmbedDock::Window::paintEvent(QPaintEvent* event)
+{
+    QPainter painter(this);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    const bool clear = testAttribute(Qt::WA_TranslucentBackground);
+    painter.fillRect(event->rect(), clear ? QColor(Qt::transparent) : palette().color(QPalette::Window));
+}
+
+void XEmbedDock::Window::judgeLater()
+{
+    m_trial = m_time.repeat(kTrial, [this] {
+        m_trial.reset();
+        if (fits())
+            return;
+        hide();
+        m_refused();
+    });
+}
+
+bool XEmbedDock::Window::fits() const
+{
+    return m_docked && width() >= kLeast.width() && height() >= kLeast.height() && height() <= kHighest;
+}
+
+QRect XEmbedDock::Window::place() const
+{
+    xcb_connection_t* x = x11::connection();
+    const x11::Reply<xcb_translate_coordinates_reply_t> reply(
+        xcb_translate_coordinates_reply(x, xcb_translate_coordinates(x, m_id, x11::root(x), 0, 0), nullptr));
+    return reply ? QRect(inPoints({reply->dst_x, reply->dst_y}), size()) : geometry();
+}
+
+XEmbedDock::XEmbedDock(TimeSource& time, std::uint32_t tray, std::function<void()> refused)
+    : m_window(std::make_unique<Window>(time, tray, std::move(refused)))
+{
+}
+
+XEmbedDock::~XEmbedDock() = default;
+
+double XEmbedDock::thickness() const
+{
+    return kThickness;
+}
+
+void XEmbedDock::setView(QWidget* view)
+{
+    m_window->setView(view);
+}
+
+void XEmbedDock::setLength(double points)
+{
+    m_window->setLength(points);
+}
+
+double XEmbedDock::length() const
+{
+    return m_window->length();
+}
+
+void XEmbedDock::setEnabled(bool enabled)
+{
+    m_window->setEnabled(enabled);
+}
+
+void XEmbedDock::setToolTip(const QString& text)
+{
+    m_window->setToolTip(text);
+}
+
+void XEmbedDock::setDescription(const Description& description)
+{
+    m_window->setAccessibleName(description.spoken);
+    m_window->setAccessibleDescription(description.hours);
+}
+
+void XEmbedDock::popUpMenu(QMenu& menu)
+{
+    popUpBeside(menu, m_window->place());
+}
+
+QString XEmbedDock::describe() const
+{
+    return u"docked in the panel, which grants %1 × %2 points"_s.arg(m_window->width()).arg(m_window->height());
+}
+
+} // namespace platform

@@ -1,0 +1,118 @@
+#include "skin/StatusTile.h"
+
+#include "skin/ColorHex.h"
+#include "skin/Fonts.h"
+#include "skin/Image.h"
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace skin {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The length in pixels that is so many of 22 parts of the tile.
+int part(int side, double of22)
+{
+    return qMax(1, qRound(side * of22 / 22));
+}
+
+QLinearGradient gradient(double top, double bottom, const QString& from, const QString& to)
+{
+    QLinearGradient colors(0, top, 0, bottom);
+    colors.setColorAt(0, colorFromHexRGB(from));
+    colors.setColorAt(1, colorFromHexRGB(to));
+    return colors;
+}
+
+/// The sign at the left of a pill of that name, in the middle of the tile.
+void drawSign(QPainter& painter, std::string_view name, int side)
+{
+    constexpr double middle = 9.8; // of the sign, from the left of the pill
+    const Image pill = imageNamed(name);
+    const double scale = side / pill.size().height();
+    pill.draw(painter, {side / 2.0 - middle * scale, 0, pill.size().width() * scale, static_cast<double>(side)});
+}
+
+void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight)
+{
+    const int length = part(side, 5);
+    const QRectF box((side - length) / 2, (buttonHeight - length + 1) / 2, length, length);
+    painter.setBrush(Qt::white);
+    if (stop) {
+        painter.drawRoundedRect(box, length / 8.0, length / 8.0);
+        return;
+    }
+    QPainterPath triangle;
+    const double tall = part(side, 6);
+    const double top = box.center().y() - tall / 2;
+    triangle.moveTo(box.left() + length * 0.1, top);
+    triangle.lineTo(box.right() + length * 0.1, box.center().y());
+    triangle.lineTo(box.left() + length * 0.1, top + tall);
+    triangle.closeSubpath();
+    painter.drawPath(triangle);
+}
+
+/// As large as fits: first drawn narrower, then smaller.
+void drawHours(QPainter& painter, const QString& hours, const QRectF& field)
+{
+    constexpr double narrowest = 0.8;
+    TextAttributes attributes{interfaceFont(qRound(field.height() * 0.92), QFont::Bold), Qt::white};
+    while (attributes.sizeOf(hours).width() * narrowest > field.width() && attributes.font.pixelSize() > 5)
+        attributes.font.setPixelSize(attributes.font.pixelSize() - 1);
+    const QSizeF size = attributes.sizeOf(hours);
+    const double squeeze = qMin(1.0, field.width() / size.width());
+    painter.save();
+    painter.translate(field.center());
+    painter.scale(squeeze, 1);
+    // Digits have no descenders: what is to be in the middle is their height.
+    const QFontMetricsF metrics(attributes.font);
+    const double baseline = metrics.capHeight() / 2;
+    attributes.draw(painter, {-size.width() / 2, baseline - metrics.ascent()}, hours);
+    painter.restore();
+}
+
+} // namespace
+
+QImage statusTile(const platform::StatusItem::Description& description, int side)
+{
+    QImage tile(side, side, QImage::Format_ARGB32_Premultiplied);
+    tile.fill(Qt::transparent);
+    QPainter painter(&tile);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+
+    const double radius = side * 4.0 / 22;
+    QPainterPath outline;
+    outline.addRoundedRect(0, 0, side, side, radius, radius);
+    painter.setClipPath(outline);
+    if (description.offline || description.loggedOut) {
+        drawSign(painter, description.offline ? "m-offline.png" : "m-sign-in.png", side);
+        return tile;
+    }
+
+    const bool running = description.running;
+    const int line = part(side, 1);
+    const int button = part(side, 10);
+    painter.fillRect(0, 0, side, button,
+                     running ? gradient(0, side, u"14562c"_s, u"23794a"_s)
+                             : gradient(0, side, u"1d1f22"_s, u"4b4f54"_s));
+    painter.fillRect(0, button, side, side - button, gradient(0, side, u"121212"_s, u"5c5c5c"_s));
+    QPainterPath inner;
+    inner.addRoundedRect(line, line, side - 2 * line, side - 2 * line, radius - line, radius - line);
+    painter.setClipPath(inner);
+    painter.fillRect(0, 0, side, button,
+                     running ? gradient(line, button, u"45b970"_s, u"218348"_s)
+                             : gradient(line, button, u"7b8188"_s, u"53575d"_s));
+    painter.fillRect(0, button, side, side - button, colorFromHexRGB(u"2F2F2F"_s));
+    drawGlyph(painter, running, side, button);
+    // The hours may reach over the edge line: it is dark.
+    painter.setClipPath(outline);
+    drawHours(painter, description.hours, QRectF(line / 2.0, button, side - line, side - button - line));
+    return tile;
+}
+
+} // namespace skin

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/StatusItem.h"
+
+#include <QImage>
+
+namespace skin {
+
+/// The program's face as a square, for bars that take icons only: the button above, the hours below; or the sign of
+/// offline or signed out. It never blinks. `side` is in device pixels; drawn for that size, sharp from 22 on.
+QImage statusTile(const platform::StatusItem::Description& description, int side);
+
+} // namespace skin
