@@ -109,9 +109,7 @@ QImage statusTile(const platform::StatusItem::Description& description, int side
                              : gradient(line, button, u"7b8188"_s, u"53575d"_s));
     painter.fillRect(0, button, side, side - button, colorFromHexRGB(u"2F2F2F"_s));
     drawGlyph(painter, running, side, button);
-    // The hours may reach over the edge line: it is dark.
-    painter.setClipPath(outline);
-    drawHours(painter, description.hours, QRectF(line / 2.0, button, side - line, side - button - line));
+    drawHours(painter, description.hours, QRectF(line, button, side - 2 * line, side - button - line));
     return tile;
 }
 
