@@ -79,8 +79,10 @@ public:
     void setView(QWidget* view);
     void setLength(double points);
     double length() const { return m_length; }
-    /// Where it is on the screen. Qt knows nothing of windows that contain it.
+    /// Where it is on the screen. Qt knows nothing of windows that contain it, nor always of what they do to it.
     QRect place() const;
+    /// What the panel gives it, in points.
+    QSize granted() const;
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
@@ -222,7 +224,15 @@ void XEmbedDock::Window::judgeLater()
 
 bool XEmbedDock::Window::fits() const
 {
-    return m_docked && width() >= kLeast.width() && height() >= kLeast.height() && height() <= kHighest;
+    const QSize size = granted();
+    return m_docked && size.width() >= kLeast.width() && size.height() >= kLeast.height() && size.height() <= kHighest;
+}
+
+QSize XEmbedDock::Window::granted() const
+{
+    xcb_connection_t* x = x11::connection();
+    const x11::Reply<xcb_get_geometry_reply_t> reply(xcb_get_geometry_reply(x, xcb_get_geometry(x, m_id), nullptr));
+    return reply ? (QSizeF(reply->width, reply->height) / devicePixelRatioF()).toSize() : QSize();
 }
 
 QRect XEmbedDock::Window::place() const
@@ -230,7 +240,7 @@ QRect XEmbedDock::Window::place() const
     xcb_connection_t* x = x11::connection();
     const x11::Reply<xcb_translate_coordinates_reply_t> reply(
         xcb_translate_coordinates_reply(x, xcb_translate_coordinates(x, m_id, x11::root(x), 0, 0), nullptr));
-    return reply ? QRect(inPoints({reply->dst_x, reply->dst_y}), size()) : geometry();
+    return reply ? QRect(inPoints({reply->dst_x, reply->dst_y}), granted()) : geometry();
 }
 
 XEmbedDock::XEmbedDock(TimeSource& time, std::uint32_t tray, std::function<void()> refused)
@@ -283,7 +293,8 @@ void XEmbedDock::popUpMenu(QMenu& menu)
 
 QString XEmbedDock::describe() const
 {
-    return u"docked in the panel, which grants %1 × %2 points"_s.arg(m_window->width()).arg(m_window->height());
+    const QSize granted = m_window->granted();
+    return u"docked in the panel, which grants %1 × %2 points"_s.arg(granted.width()).arg(granted.height());
 }
 
 } // namespace platform
