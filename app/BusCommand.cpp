@@ -87,6 +87,9 @@ QVariantMap propertiesOf(const QDBusMessage& reply)
 
 QByteArray line(const BusCommand& command, const QVariantMap& properties)
 {
+    // An empty line is no news to some bars, and they go on to show the hours of a program that is gone.
+    if (properties.isEmpty() && !command.json)
+        return " \n";
     return (command.json ? command.text.json(properties) : command.text.line(properties).toLocal8Bit()) + '\n';
 }
 

@@ -55,10 +55,9 @@ std::optional<Refusal> perform(const WrenfoldMenulet& menulet, const QString& ac
     if (known->needsAccount && menulet.loggedOut())
         return refusal("SignedOut", QObject::tr("nobody is signed in: sign in in the preferences"));
     QAction* item = menulet.menu().*known->item;
-    if (!item->isEnabled()) {
-        return menulet.offline() ? refusal("Offline", QObject::tr("the service cannot be reached"))
-                                 : refusal("NotAvailable", QObject::tr("this build cannot do it"));
-    }
+    // While offline the menu shows what cannot be done then in grey.
+    if (!item->isEnabled())
+        return refusal("Offline", QObject::tr("the service cannot be reached"));
     item->trigger();
     return std::nullopt;
 }

@@ -122,7 +122,7 @@ def signed_in(program):
     """From the start to the end of a program with its own service."""
     client = Client()
     plain, shaped = Follower(program), Follower(program, "--json", "--format", "{symbol}{{{hours}}}")
-    until("nothing", lambda: plain.lines() == [""])
+    until("nothing", lambda: plain.lines() == [" "])
     nothing = json.loads(until("nothing", shaped.lines)[0])
     assert (nothing["text"], nothing["state"], nothing["running"]) == ("", "not-running", False), nothing
 
@@ -174,7 +174,7 @@ def signed_in(program):
 
     assert run(program, "quit") == (0, "", "")
     assert process.wait(LONGEST) == 0
-    until("nothing", lambda: plain.lines()[-1] == "")
+    until("nothing", lambda: plain.lines()[-1] == " ")
     plain.process.send_signal(signal.SIGTERM)
     plain.process.wait(LONGEST)
     assert plain.process.stderr.read() == b""
