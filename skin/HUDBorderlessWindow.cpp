@@ -1,6 +1,7 @@
 #include "skin/HUDBorderlessWindow.h"
 
 #include "platform/Compositing.h"
+#include "skin/Popups.h"
 
 #include <QBitmap>
 #include <QMouseEvent>
@@ -37,6 +38,9 @@ bool HUDBorderlessWindow::event(QEvent* event)
     case QEvent::Paint:
         // Compositors come and go without a word to the windows. Not now: this may be in the middle of painting.
         QMetaObject::invokeMethod(this, &HUDBorderlessWindow::lookForCompositor, Qt::QueuedConnection);
+        break;
+    case QEvent::Hide:
+        closePopupsOf(*this);
         break;
     default:
         break;

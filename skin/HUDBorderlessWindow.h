@@ -13,7 +13,8 @@ namespace skin {
 /// keyboard focus.
 ///
 /// Translucent where the screen is composited; elsewhere opaque, cut to the panel's round corners. That is found out
-/// each time it is shown or painted, and when it becomes the active window or the pointer comes to it.
+/// each time it is shown or painted, and when it becomes the active window or the pointer comes to it. Menus and popups
+/// that were opened in it close when it is hidden.
 class HUDBorderlessWindow : public QWidget
 {
     Q_OBJECT

@@ -1,6 +1,7 @@
 #include "timesheet/StripWindow.h"
 
 #include "platform/Compositing.h"
+#include "skin/Popups.h"
 #include "timesheet/TitleStrip.h"
 
 #include <QAccessibleWidget>
@@ -136,6 +137,11 @@ void StripWindow::showEvent(QShowEvent*)
 {
     m_composited = platform::isScreenComposited();
     updateMask();
+}
+
+void StripWindow::hideEvent(QHideEvent*)
+{
+    skin::closePopupsOf(*this);
 }
 
 void StripWindow::resizeEvent(QResizeEvent*)

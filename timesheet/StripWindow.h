@@ -12,7 +12,7 @@ class TitleStrip;
 /// it.
 ///
 /// With a frame of its own its upper corners are round where the screen is composited, and cut by a mask elsewhere;
-/// that is found out whenever the window is shown.
+/// that is found out whenever the window is shown. Menus and popups that were opened in it close when it is hidden.
 class StripWindow : public QWidget
 {
     Q_OBJECT
@@ -30,6 +30,7 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
 

@@ -97,7 +97,9 @@ void TimesheetController::wire()
     // A key does what its button does, and nothing while that is disabled or hidden.
     const auto key = [this](std::initializer_list<QKeySequence> keys, QAbstractButton* button) {
         for (const QKeySequence& sequence : keys) {
-            connect(new QShortcut(sequence, m_window.get()), &QShortcut::activated, button, [button] {
+            auto* shortcut = new QShortcut(sequence, m_window.get());
+            shortcut->setAutoRepeat(false); // each press is a request
+            connect(shortcut, &QShortcut::activated, button, [button] {
                 if (button->isVisible())
                     button->click();
             });

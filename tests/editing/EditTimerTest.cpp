@@ -467,6 +467,13 @@ void EditTimerTest::picksADay()
     QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
     QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
     QCOMPARE(date.date(), QDate(2013, 2, 10));
+    // It goes with its window, of which the sheet stays as it is.
+    QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
+    QVERIFY(date.findChild<QCalendarWidget*>()->isVisible());
+    run.window()->hide();
+    QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
+    run.window()->show();
+    QVERIFY(run.isOpen());
     run.service.forgetRequests();
     run.save();
     QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));

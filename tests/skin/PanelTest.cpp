@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QImage>
 #include <QLineEdit>
+#include <QMenu>
 #include <QProcess>
 #include <QTest>
 
@@ -47,6 +48,7 @@ private slots:
     void opaqueUntilSomebodyComposites();
     void takesTheKeyboard();
     void backgroundMovesIt();
+    void takesItsMenusAlong();
 };
 
 void PanelTest::opaqueUntilSomebodyComposites()
@@ -96,6 +98,31 @@ void PanelTest::takesTheKeyboard()
     panel.field.setFocus();
     support::pointer(u"type 1:30"_s);
     QTRY_COMPARE(panel.field.text(), u"1:30"_s);
+}
+
+void PanelTest::takesItsMenusAlong()
+{
+    Panel panel;
+    panel.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&panel));
+    QMenu menu(&panel.field);
+    QMenu* below = menu.addMenu(u"More"_s);
+    below->addAction(u"One"_s);
+    menu.popup(panel.mapToGlobal(QPoint(10, 10)));
+    below->popup(panel.mapToGlobal(QPoint(60, 10)));
+    QVERIFY(menu.isVisible() && below->isVisible());
+    panel.hide();
+    QVERIFY(!menu.isVisible() && !below->isVisible());
+
+    // Those of other windows are none of its business.
+    Panel other;
+    other.show();
+    panel.show();
+    QMenu elsewhere(&other);
+    elsewhere.addAction(u"One"_s);
+    elsewhere.popup(other.mapToGlobal(QPoint(10, 10)));
+    panel.hide();
+    QVERIFY(elsewhere.isVisible());
 }
 
 void PanelTest::backgroundMovesIt()
