@@ -199,10 +199,33 @@ def signed_out(program):
         assert process.wait(LONGEST) == 0
 
 
+def started_by_the_bus(program):
+    """A call to the name starts the program; a command does not."""
+    services = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "dbus-1" / "services"
+    services.mkdir(parents=True)
+    (services / f"{NAME}.service").write_text(f"[D-BUS Service]\nName={NAME}\nExec={program} --local\n")
+    client = Client()
+    client.bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "ReloadConfig", None,
+                         None, Gio.DBusCallFlags.NONE, -1)
+    follower = Follower(program)
+    until("nothing", lambda: follower.lines() == [" "])
+    while_it_does_not_run(program)
+    assert follower.lines() == [" "]
+    client.bus.call_sync(NAME, PATH, APPLICATION, "Activate", GLib.Variant("(a{sv})", ({},)), None,
+                         Gio.DBusCallFlags.NONE, LONGEST * 1000)
+    until("the timesheet", lambda: "Timesheet" in windows())
+    until("an entry", lambda: "Design" in follower.lines()[-1])
+    assert run(program, "quit") == (0, "", "")
+    until("the end", lambda: follower.lines()[-1] == " ")
+    follower.process.terminate()
+    follower.process.wait(LONGEST)
+
+
 def main(program):
     while_it_does_not_run(program)
     signed_in(program)
     signed_out(program)
+    started_by_the_bus(program)
 
 
 if __name__ == "__main__":
