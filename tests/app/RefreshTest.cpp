@@ -51,6 +51,7 @@ void RefreshTest::firstStartDownloadsTheDay()
     QCOMPARE(run.menulet->company()->projects().size(), std::size_t(1));
     QCOMPARE(run.menulet->currentUser()->email(), u"ann@example.com"_s);
     QCOMPARE(run.test.updates.backgroundChecks, 1);
+    QCOMPARE(run.test.updates.interval, 3600);
     QVERIFY(QFile::exists(run.menulet->directoryForDataStore() + u"/QuillonX.sqlite"_s));
     // The first day that is there opens the timesheet, and only the first.
     QCOMPARE(run.windowCalls.count(u"timesheet show"_s), 1);
