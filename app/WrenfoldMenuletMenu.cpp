@@ -74,9 +74,8 @@ void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
             about << task->name();
     }
     const QString joined = about.join(", "_L1);
-    m_view->setAccessibleDescription(joined);
-    about.prepend(m_view->spokenText());
-    m_statusItem->setDescription({m_view->hoursString(), about.join(", "_L1), m_view->isRunning(), m_view->offline(),
+    m_view->setAbout(joined);
+    m_statusItem->setDescription({m_view->hoursString(), m_view->spokenText(), m_view->isRunning(), m_view->offline(),
                                   m_view->loggedOut(), joined});
     emit statusChanged();
 }

@@ -411,7 +411,16 @@ QString QuillonStatusItemView::spokenText() const
     const QString state = m_isRunning ? u"running"_s : u"stopped"_s;
     if (m_hoursString == "-:--"_L1)
         return u"No hours yet"_s;
-    return u"%1, %2"_s.arg(spokenHours(m_hoursString), state);
+    QStringList said{spokenHours(m_hoursString), state};
+    if (!m_about.isEmpty())
+        said << m_about;
+    return said.join(", "_L1);
+}
+
+void QuillonStatusItemView::setAbout(const QString& about)
+{
+    m_about = about;
+    updateSpokenText();
 }
 
 void QuillonStatusItemView::updateSpokenText()

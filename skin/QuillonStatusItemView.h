@@ -58,7 +58,9 @@ public:
     static Image midTextBackground();
     static Image rightCapTextBackground();
 
-    /// What a screen reader says: "1 hour 5 minutes, running". Also the accessible name.
+    /// What the hours are spent on: said with them, not drawn.
+    void setAbout(const QString& about);
+    /// What a screen reader says: "1 hour 5 minutes, running, Website, Design". Also the accessible name.
     QString spokenText() const;
 
     /// The menu that the view opens, so that assistive technology finds it below the view. Not owned.
@@ -111,6 +113,7 @@ private:
 
     StatusItemOwner& m_menulet;
     QString m_hoursString;
+    QString m_about;
     bool m_isRunning = false;
     bool m_blinkWhenRunning = true;
     bool m_offline = false;

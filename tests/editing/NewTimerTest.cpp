@@ -148,7 +148,7 @@ private slots:
                                             "</project_id>\n  <task_id>4</task_id>\n"
                                             "  <spent_at>Tue, 15 Jan 2013</spent_at>\n"));
         QCOMPARE(run.face(), u"0:00 running");
-        QCOMPARE(run.view().accessibleDescription(), u"Garden, Weeding");
+        QCOMPARE(run.view().accessibleName(), u"0 minutes, running, Garden, Weeding");
 
         // The next time it offers what was worked on last, ready to be typed over.
         run.open();

@@ -369,6 +369,8 @@ void StatusItemViewTest::spokenName()
     QuillonStatusItemView view(QRectF(0, 0, 71, 22), owner);
     view.setHours(hours, running);
     QCOMPARE(view.accessibleName(), name);
+    view.setAbout(u"Website, Design"_s);
+    QCOMPARE(view.accessibleName(), hours == u"-:--"_s ? name : name + u", Website, Design"_s);
     view.setLoggedOut(true);
     QCOMPARE(view.accessibleName(), u"Sign in"_s);
     view.setOffline(true);
