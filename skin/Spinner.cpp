@@ -24,21 +24,13 @@ Spinner::Spinner(Look look, QWidget* parent) : QWidget(parent), m_look(look)
 void Spinner::startAnimation()
 {
     m_animating = true;
-    turnWhileVisible();
+    update();
 }
 
 void Spinner::stopAnimation()
 {
     m_animating = false;
-    turnWhileVisible();
-}
-
-void Spinner::turnWhileVisible()
-{
-    if (m_animating && isVisible())
-        m_timer.start(stepMs, Qt::CoarseTimer, this);
-    else
-        m_timer.stop();
+    m_timer.stop();
     update();
 }
 
@@ -48,13 +40,12 @@ void Spinner::timerEvent(QTimerEvent* event)
         QWidget::timerEvent(event);
         return;
     }
+    // Minimized or covered: the paint event that follows goes on.
+    const QWindow* window = this->window()->windowHandle();
+    if (!window || !window->isExposed())
+        m_timer.stop();
     m_step = (m_step + 1) % spokes;
     update();
-}
-
-void Spinner::showEvent(QShowEvent*)
-{
-    turnWhileVisible();
 }
 
 void Spinner::hideEvent(QHideEvent*)
@@ -66,6 +57,8 @@ void Spinner::paintEvent(QPaintEvent*)
 {
     if (!m_animating)
         return;
+    if (isVisible() && !m_timer.isActive())
+        m_timer.start(stepMs, Qt::CoarseTimer, this);
     QPainter painter(this);
     drawSpinner(painter, rect(), m_step, m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white));
 }

@@ -29,13 +29,10 @@ public:
 
 protected:
     void timerEvent(QTimerEvent* event) override;
-    void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    void turnWhileVisible();
-
     Look m_look;
     bool m_animating = false;
     int m_step = 0;

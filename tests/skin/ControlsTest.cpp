@@ -417,6 +417,11 @@ void ControlsTest::spinnerTurnsOnlyInSight()
     QVERIFY(first != nothing);
     spinner.show();
     QTRY_VERIFY(picture(spinner) != first);
+    spinner.hide();
+    const QImage hidden = picture(spinner);
+    QCOMPARE(picture(spinner), hidden);
+    spinner.show();
+    QTRY_VERIFY(picture(spinner) != hidden);
     spinner.stopAnimation();
     QCOMPARE(picture(spinner), nothing);
 }
