@@ -3,6 +3,7 @@
 #include "editing/ProjectQuillonAutocompleter.h"
 #include "editing/QuillonAutocompleterResultsWindow.h"
 #include "editing/TaskQuillonAutocompleter.h"
+#include "skin/ThinScroller.h"
 #include "support/TestMain.h"
 
 #include <QAbstractButton>
@@ -351,6 +352,21 @@ private slots:
         window.key(Qt::Key_Backspace);
         window.type(u"attic"_s);
         QCOMPARE(drop.height(), 2 * 26);
+
+        // More rows than there is room for: a thumb over them goes along, and takes no width.
+        for (const char* id : {"40", "41", "42", "43", "44", "45"})
+            run.offered.push_back({id, u"Zoo"_s, {}, QString::fromLatin1(id)});
+        window.catalogChanges();
+        window.project.textField()->selectAll();
+        window.key(Qt::Key_Delete);
+        QCOMPARE(drop.height(), 190);
+        const QWidget& rows = *window.project.resultsController().resultsTableView()->viewport();
+        const auto* thumb = rows.findChild<skin::ThinScroller*>();
+        QCOMPARE(rows.width(), 140);
+        QVERIFY(thumb->isVisible());
+        QCOMPARE(thumb->y(), 2);
+        window.key(Qt::Key_Up);
+        QCOMPARE(thumb->geometry().bottom(), 187);
 
         const int before = window.project.popupButton()->y();
         window.project.setStyle(1);
