@@ -185,7 +185,8 @@ Finding hotKeys()
                     u"cannot be had here: bind keys of the desktop to “quillon timesheet” and “quillon new”"_s};
         }
     }
-    return {HotKeys, ok, texts.join("; "_L1)};
+    const QString way = platform::Run::current().environment().hotKeys().way();
+    return {HotKeys, ok, u"%1, %2"_s.arg(texts.join("; "_L1), way)};
 }
 
 Finding idle(platform::SystemIdle& idle)

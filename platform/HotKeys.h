@@ -64,6 +64,9 @@ public:
     /// While paused nothing fires, and where the desktop permits it the keys reach the window in front: for a field
     /// that records a combination.
     virtual void setPaused(bool paused) = 0;
+
+    /// How presses get here, for people: "from the X server". Empty: not at all.
+    virtual QString way() const { return {}; }
 };
 
 } // namespace platform

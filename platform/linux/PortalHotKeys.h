@@ -30,6 +30,7 @@ public:
     std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
     /// The desktop keeps the keys: they reach no window.
     void setPaused(bool paused) override;
+    QString way() const override { return QStringLiteral("from the desktop's portal"); }
 
     /// `keys` as the desktop's documents write them: "CTRL+ALT+m" (Shortcuts, XDG specifications). Empty when they have
     /// no name there.

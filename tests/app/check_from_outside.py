@@ -64,7 +64,7 @@ def main(program):
     found = check(program)
     assert list(found) == PARTS, found
     assert {part for part, text in found.items() if not text.startswith("ok")} == {"Service"}, found
-    assert "sign in" in found["Service"]
+    assert "sign in" in found["Service"] and found["Hot keys"].endswith(", from the X server"), found
 
     # The same with an account, once without and once with its password.
     (config / "Quillon.conf").write_text(f"[General]\nQuillonUrl=acme\nEmail={EMAIL}\n")
