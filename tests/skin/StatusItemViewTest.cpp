@@ -1,3 +1,4 @@
+#include "skin/StatusTile.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
 
@@ -33,6 +34,8 @@ private slots:
     void spokenName_data();
     void spokenName();
     void assistiveActions();
+    void tile_data();
+    void tile();
 };
 
 namespace {
@@ -399,6 +402,48 @@ void StatusItemViewTest::assistiveActions()
     actions->doAction(QAccessibleActionInterface::pressAction());
     QVERIFY(on.owner.calls.isEmpty());
     QTRY_COMPARE(on.owner.calls, QStringList({u"toggle"_s, u"menu, highlight off"_s}));
+}
+
+void StatusItemViewTest::tile_data()
+{
+    QTest::addColumn<int>("side");
+    for (const int side : {22, 24, 32, 44, 48})
+        QTest::addRow("%d pixels", side) << side;
+}
+
+/// As the desktop draws it in a bar for icons: what there is to tell can be told from it, and nothing is cut off.
+void StatusItemViewTest::tile()
+{
+    QFETCH(int, side);
+    const auto tile = [side](const QString& hours, bool running, bool offline = false, bool loggedOut = false) {
+        return skin::statusTile({hours, {}, running, offline, loggedOut, {}}, side);
+    };
+    const QImage running = tile(u"1:05"_s, true);
+    QCOMPARE(running.size(), QSize(side, side));
+    QCOMPARE(running.devicePixelRatio(), 1.0);
+    const QList<QImage> faces{running, tile(u"1:06"_s, true), tile(u"1:05"_s, false), tile(u"1:05"_s, true, true),
+                              tile(u"1:05"_s, true, false, true)};
+    for (qsizetype i = 0; i < faces.size(); ++i) {
+        QCOMPARE(faces.indexOf(faces.at(i)), i);
+        QCOMPARE(qAlpha(faces.at(i).pixel(0, side - 1)), 0);
+        QCOMPARE(qAlpha(faces.at(i).pixel(side / 2, side - 1)), 255);
+    }
+    QCOMPARE(tile(u"1:05"_s, true, true, true), faces.at(3));
+
+    // The hours keep off the edges, however long they are.
+    const auto lit = [](QRgb pixel) { return qGray(pixel) > 150; };
+    for (const QString& hours : {u"0:00"_s, u"12:34"_s, u"-10:00"_s, u"1234:56"_s}) {
+        const QImage shown = tile(hours, true);
+        int inside = 0;
+        for (int y = side / 2 + 1; y < side; ++y) {
+            QVERIFY2(!lit(shown.pixel(0, y)) && !lit(shown.pixel(side - 1, y)), qPrintable(hours));
+            for (int x = 1; x < side - 1; ++x)
+                inside += lit(shown.pixel(x, y));
+        }
+        for (int x = 0; x < side; ++x)
+            QVERIFY2(!lit(shown.pixel(x, side - 1)), qPrintable(hours));
+        QVERIFY2(inside > side / 2, qPrintable(hours));
+    }
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(StatusItemViewTest)
