@@ -70,7 +70,11 @@ void NewTimerController::awakeFromNib()
         new TextCommands(*field, [this, field](TextCommand command) { return control(field, command); });
     connect(window.notesText, &QPlainTextEdit::textChanged, this, &NewTimerController::controlTextDidChange);
     connect(window.durationTextField, &QLineEdit::textChanged, this, &NewTimerController::controlTextDidChange);
-    connect(window.saveButton, &QAbstractButton::clicked, this, &NewTimerController::save);
+    connect(window.saveButton, &QAbstractButton::clicked, this, [this] {
+        // Who presses again while a slow service takes its time wants no second timer.
+        if (!std::exchange(m_sent, true))
+            save();
+    });
     connect(window.cancelButton, &QAbstractButton::clicked, this, &NewTimerController::hide);
     connect(window.showDurationCheckButton, &QAbstractButton::clicked, this, &NewTimerController::toggleDuration);
     connect(&window, &NewTimerPanel::closeAsked, this, &NewTimerController::hide);
@@ -96,6 +100,7 @@ void NewTimerController::show()
     if (m_starting)
         m_touched = false;
     m_starting = false;
+    m_sent = false;
     const bool goesOn = m_touched;
     setEntry(model::DayEntry::entryWithDefaults());
     if (!goesOn) {
@@ -128,6 +133,7 @@ void NewTimerController::hide()
 {
     m_touched = false;
     m_starting = false;
+    m_sent = false;
     orderOut();
 }
 
@@ -200,6 +206,7 @@ void NewTimerController::startDidSucceed()
 void NewTimerController::startDidFail()
 {
     m_starting = false;
+    m_sent = false;
     m_startFailed = true;
 }
 
@@ -252,6 +259,7 @@ bool NewTimerController::hasValidSelections() const
 void NewTimerController::itemSelected(model::QuillonObject* /*selectedValue*/, QuillonAutocompleter& inCompleter)
 {
     m_touched = true;
+    m_sent = false;
     if (&inCompleter == &m_projectAutocompleter)
         m_taskAutocompleter.chooseForProject(m_projectAutocompleter.selectedProject());
     setSaveButtonState();
@@ -268,6 +276,7 @@ bool NewTimerController::returnPressed(QuillonAutocompleter& /*inCompleter*/)
 void NewTimerController::controlTextDidChange()
 {
     m_touched = true;
+    m_sent = false;
     setSaveButtonState();
 }
 

@@ -79,6 +79,7 @@ private:
     store::Ref<model::DayEntry> m_entry;
     bool m_touched = false;  ///< the fields hold what a person put there
     bool m_starting = false; ///< and it is on its way to the service, and the window out of the way
+    bool m_sent = false;     ///< by the button, with nothing changed since
     bool m_startFailed = false;
 };
 

@@ -362,6 +362,7 @@ private slots:
         NewTimerRun run;
         run.choose(u"web"_s, u"mee"_s);
         QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
         QTest::mouseDClick(run.window->saveButton, Qt::LeftButton);
         QVERIFY(run.window->isVisible()); // until the service has said yes
         QCOMPARE(run.sent().size(), 1U);
