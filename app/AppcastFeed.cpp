@@ -17,6 +17,8 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 
+using platform::environment;
+
 namespace {
 
 constexpr int StatusOk = 200;
@@ -26,11 +28,6 @@ constexpr int ProgressDelay = 400; // milliseconds
 QString tr(const char* text)
 {
     return QCoreApplication::translate("AppcastFeed", text);
-}
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
 }
 
 settings::UserDefaults& defaults()

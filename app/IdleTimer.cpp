@@ -10,16 +10,13 @@ namespace app {
 
 using namespace std::chrono_literals;
 
+using platform::environment;
+
 namespace {
 
 constexpr auto CheckInterval = 15s;
 constexpr double SecondsInMinute = 60;
 constexpr int FastSecondShift = 30;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 } // namespace
 

@@ -24,14 +24,11 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 
+using platform::environment;
+
 namespace {
 
 constexpr int UpdateCheckSeconds = 3600;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 } // namespace
 

@@ -18,6 +18,8 @@ namespace app {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+using platform::environment;
+
 namespace {
 
 constexpr double SecondsInMinute = 60;
@@ -26,11 +28,6 @@ constexpr int RemoveButton = 1;
 
 // Two refreshes have failed to come: the machine slept, or the service is out of reach.
 constexpr auto HoursAreStaleAfter = 60s;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 QString hoursMinutes(int minutes)
 {

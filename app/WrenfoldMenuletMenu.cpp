@@ -26,15 +26,12 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 
+using platform::environment;
+
 namespace {
 
 // Hours of three digits have texts this long, and do not fit the default width.
 constexpr qsizetype WideHoursLength = 6;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 } // namespace
 

@@ -94,4 +94,10 @@ private:
     std::vector<Shared> m_shared;
 };
 
+/// The current run's.
+inline Environment& environment()
+{
+    return Run::current().environment();
+}
+
 } // namespace platform

@@ -3,7 +3,6 @@
 #include "platform/Compositing.h"
 #include "skin/Popups.h"
 
-#include <QBitmap>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
@@ -88,14 +87,7 @@ void HUDBorderlessWindow::applyMask()
         clearMask();
         return;
     }
-    QBitmap shape(size());
-    shape.clear();
-    QPainter painter(&shape);
-    painter.setBrush(Qt::color1);
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
-    painter.end();
-    setMask(shape);
+    platform::maskRounded(*this, rect(), cornerRadius);
 }
 
 HUDBorderlessView::HUDBorderlessView(QWidget* parent) : QWidget(parent)

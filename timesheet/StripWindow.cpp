@@ -5,7 +5,6 @@
 #include "timesheet/TitleStrip.h"
 
 #include <QAccessibleWidget>
-#include <QBitmap>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
@@ -177,15 +176,8 @@ void StripWindow::updateMask()
         clearMask();
         return;
     }
-    QBitmap shape(size());
-    shape.clear();
-    QPainter painter(&shape);
-    painter.setBrush(Qt::color1);
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(rect().adjusted(0, 0, 0, qRound(TitleStrip::CornerRadius)), TitleStrip::CornerRadius,
-                            TitleStrip::CornerRadius);
-    painter.end();
-    setMask(shape);
+    // Only the upper corners: the lower ones of this outline lie below the window.
+    platform::maskRounded(*this, QRectF(rect()).adjusted(0, 0, 0, TitleStrip::CornerRadius), TitleStrip::CornerRadius);
 }
 
 } // namespace timesheet

@@ -31,14 +31,11 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using Command = TimesheetListViewCell::Command;
 
+using platform::environment;
+
 namespace {
 
 constexpr double LineHeight = 14;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 QDate today()
 {

@@ -6,7 +6,6 @@
 #include "X11.h"
 
 #include <QApplication>
-#include <QBitmap>
 #include <QElapsedTimer>
 #include <QMenu>
 #include <QMouseEvent>
@@ -359,14 +358,7 @@ void FloatingStrip::Window::applyMask()
         clearMask();
         return;
     }
-    QBitmap shape(size());
-    shape.clear();
-    QPainter painter(&shape);
-    painter.setBrush(Qt::color1);
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(rect(), kRadius, kRadius);
-    painter.end();
-    setMask(shape);
+    maskRounded(*this, rect(), kRadius);
 }
 
 void FloatingStrip::Window::savePlace()

@@ -33,6 +33,8 @@ namespace settings_ui {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+using platform::environment;
+
 namespace {
 
 // A service that is there answers within a second or two.
@@ -45,11 +47,6 @@ constexpr int fieldHeight = 26;
 constexpr int statusWidth = 300;
 constexpr int buttonWidth = 84;
 constexpr int buttonPadding = 16;
-
-platform::Environment& environment()
-{
-    return platform::Run::current().environment();
-}
 
 /// The number that the text begins with; 0 when it begins with none.
 template <class Number>

@@ -191,6 +191,16 @@ public:
     {
         return QTest::qWaitFor([&] { return item.describe().startsWith(carrier); }, 20000);
     }
+    /// The desktop's answer to a question may come after the time to settle is over: then that begins again.
+    bool settlesOn(const QString& carrier)
+    {
+        return QTest::qWaitFor(
+            [&] {
+                time.advance(kSettling);
+                return item.describe().startsWith(carrier);
+            },
+            20000);
+    }
     bool isInTray()
     {
         return QTest::qWaitFor([this] { return view.isVisible() && view.window()->windowHandle(); }, 20000);
@@ -466,8 +476,7 @@ void CarriersTest::shellStartsAnew()
     QTRY_COMPARE(item.time.timers(), 1);
     watcher.appear();
     QTRY_COMPARE(watcher.items.size(), 2);
-    item.time.advance(kSettling);
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
+    QVERIFY2(item.settlesOn(kNotifier), qPrintable(item.item.describe()));
     QCOMPARE(watcher.items.first(), watcher.items.last());
 
     watcher.disappear();
