@@ -197,6 +197,8 @@ void measureBlink(const Programs& programs)
         FaceWatch watch;
         const auto process = started(watch, programs.quillon, home);
         awaitDay(*process, home);
+        // The item alone: the window of the day opens by itself, and its running row pulsates, too.
+        Process({programs.quillon, "timesheet"}, home.environment()).wait();
         static_cast<void>(watch.countRepaints(0.2)); // those that have waited to be counted since the start
         const double processor = process->processorTime();
         auto before = process->sleeps();
