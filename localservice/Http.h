@@ -18,6 +18,8 @@ struct Request
     std::string target;
     Headers headers;
     std::string body;
+    bool secure = false; ///< it came over TLS
+    std::string peer;    ///< the client's address, numeric: "192.0.2.7", "2001:db8::7"
 
     /// The part of `target` before the question mark.
     std::string_view path() const;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/tcp.h>
 #include <optional>
 #include <poll.h>
@@ -129,6 +130,22 @@ public:
         return static_cast<ssize_t>(size);
     }
     using Stream::write;
+
+    /// The client's address in numbers.
+    std::string peer() const
+    {
+        sockaddr_storage address{};
+        socklen_t length = sizeof address;
+        std::array<char, NI_MAXHOST> text{};
+        if (::getpeername(m_socket, reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
+            ::getnameinfo(reinterpret_cast<sockaddr*>(&address), length, text.data(), text.size(), nullptr, 0,
+                          NI_NUMERICHOST) != 0)
+            return {};
+        // A socket for both versions of IP shows addresses of the fourth in the clothes of the sixth.
+        constexpr std::string_view mapped = "::ffff:";
+        const std::string_view numeric(text.data());
+        return std::string(numeric.starts_with(mapped) ? numeric.substr(mapped.size()) : numeric);
+    }
 
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
@@ -346,7 +363,8 @@ public:
         set_pre_routing_handler(
             [](const httplib::Request& request, httplib::Response& response) { return refuse(request, response); });
         const auto answer = [&handler](const httplib::Request& request, httplib::Response& response) {
-            const Reply reply = handler({request.method, request.target, currentConnection->headers, request.body});
+            const Reply reply = handler({request.method, request.target, currentConnection->headers, request.body,
+                                         false, currentConnection->peer()});
             if (reply.fault == Fault::None)
                 send(reply, response);
             else
