@@ -346,17 +346,28 @@ std::string subdomainOf(std::string_view host)
     return number || label == "localhost" || host.starts_with('[') ? std::string() : label;
 }
 
-constexpr std::string_view authenticationFailed = "Authentication failed for API request.";
+/// No challenge header: a browser that asked for the password and kept it would send it along with what any web page
+/// asks of this service.
+tl::unexpected<Reply> stranger(int status = 401, Headers headers = {})
+{
+    headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
+    return tl::unexpected(Reply{status, "Authentication failed for API request.", std::move(headers)});
+}
 
 } // namespace
 
-Api::Api(Storage& storage, Clock clock) : m_storage(storage), m_clock(std::move(clock)) {}
+Api::Api(Storage& storage, Clock clock, SignInThrottle& throttle)
+    : m_storage(storage), m_clock(std::move(clock)), m_throttle(throttle)
+{
+}
 
-std::optional<Person> Api::signedIn(const Request& request)
+tl::expected<Person, Reply> Api::signedIn(const Request& request)
 {
     const auto credentials = BasicCredentials::fromHeader(request.header("Authorization"));
     if (!credentials)
-        return {};
+        return stranger();
+    if (const auto wait = m_throttle.tryAgainIn(request.peer, credentials->email, credentials->password))
+        return stranger(429, {{"Retry-After", std::to_string(wait->count())}});
     const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<Person, Problem> {
         // A bare address is enough while there is one account, as there mostly is.
         SQLite::Statement query(
@@ -373,18 +384,19 @@ std::optional<Person> Api::signedIn(const Request& request)
             query.getColumn(6).getDouble(), query.getColumn(7).getString(),   query.getColumn(8).getString(),
             query.getColumn(9).getString(), query.getColumn(10).getInt() != 0};
     });
+    if (!found)
+        m_passwords.fitsNobody(credentials->password);
     if (!found || !m_passwords.fits(credentials->password, found->passwordHash))
-        return {};
+        return stranger();
+    m_throttle.succeeded(request.peer, credentials->email);
     return *found;
 }
 
 Reply Api::answer(const Request& request)
 {
     const auto person = signedIn(request);
-    // No challenge header: a browser that asked for the password and kept it would send it along with what any web
-    // page asks of this service.
     if (!person)
-        return {401, std::string(authenticationFailed), {{"Content-Type", "text/plain; charset=utf-8"}}};
+        return person.error();
     // Read before the reply is made: a version that is too old makes the client ask again, one that is too new would
     // make it miss a change.
     const auto version = m_storage.look([&](SQLite::Database& database) -> tl::expected<Id, Problem> {

@@ -3,6 +3,7 @@
 #include "Credentials.h"
 #include "Database.h"
 #include "Http.h"
+#include "SignInThrottle.h"
 #include "Timesheet.h"
 
 namespace localservice {
@@ -11,16 +12,18 @@ namespace localservice {
 class Api final
 {
 public:
-    Api(Storage& storage, Clock clock);
+    Api(Storage& storage, Clock clock, SignInThrottle& throttle);
 
     Reply answer(const Request& request);
 
 private:
-    std::optional<Person> signedIn(const Request& request);
+    /// Who sent the request, or the reply for strangers.
+    tl::expected<Person, Reply> signedIn(const Request& request);
     Reply answerTo(const Person& person, const Request& request);
 
     Storage& m_storage;
     Clock m_clock;
+    SignInThrottle& m_throttle;
     PasswordCheck m_passwords;
 };
 

@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
+#include <tuple>
 #include <vector>
 
 namespace localservice {
@@ -129,6 +130,12 @@ bool PasswordCheck::fits(std::string_view password, const std::string& storedHas
         m_known.clear();
     m_known[storedHash] = digest;
     return true;
+}
+
+void PasswordCheck::fitsNobody(std::string_view password)
+{
+    const std::lock_guard hashing(m_hashing);
+    std::ignore = hashed(password, std::string(2 * saltLength, '0'));
 }
 
 } // namespace localservice

@@ -33,6 +33,8 @@ public:
     PasswordCheck();
 
     bool fits(std::string_view password, const std::string& storedHash);
+    /// Takes as long as a check that fails. Done for unknown people, or the time would tell who is known.
+    void fitsNobody(std::string_view password);
 
 private:
     using Digest = std::array<unsigned char, 32>;

@@ -2,6 +2,7 @@
 
 #include "Api.h"
 #include "HttpServer.h"
+#include "SignInThrottle.h"
 #include "Storage.h"
 
 #include <arpa/inet.h>
@@ -16,10 +17,10 @@ class Service::State
 {
 public:
     explicit State(Options options)
-        : m_options(std::move(options)), m_server([this](const Request& request) { return answer(request); })
+        : m_options(std::move(options)),
+          m_clock(m_options.clock ? m_options.clock : [] { return std::chrono::system_clock::now(); }),
+          m_throttle(m_clock), m_server([this](const Request& request) { return answer(request); })
     {
-        if (!m_options.clock)
-            m_options.clock = [] { return std::chrono::system_clock::now(); };
     }
 
     Result<Database*> database()
@@ -30,7 +31,7 @@ public:
             if (!opened)
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);
-            m_api = std::make_unique<Api>(m_database->storage(), m_options.clock);
+            m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle);
         }
         return m_database.get();
     }
@@ -101,7 +102,9 @@ private:
         return {};
     }
 
-    Options m_options;
+    const Options m_options;
+    const Clock m_clock;
+    SignInThrottle m_throttle;
     mutable std::mutex m_mutex;
     std::unique_ptr<Database> m_database;
     std::unique_ptr<Api> m_api;

@@ -1,5 +1,7 @@
 #include "Scenario.h"
 
+#include "localservice/SignInThrottle.h"
+
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QTest>
@@ -52,6 +54,8 @@ private slots:
     void refusesStrangers_data();
     void refusesStrangers();
     void passwordsChangeAtOnce();
+    void slowsGuessingDown();
+    void throttleKeepsPeopleApart();
     void refusesOddRequests_data();
     void refusesOddRequests();
     void answersAsScripted();
@@ -114,6 +118,60 @@ void LocalServiceTest::passwordsChangeAtOnce()
         client->get(u"/account/who_am_i"_s);
     // A slow hash for each request, or a delayed acknowledgement, would cost ten times as much.
     QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+}
+
+void LocalServiceTest::slowsGuessingDown()
+{
+    Scenario s;
+    const auto tryWith = [&s](const QString& password) { return s.client(s.acme, password)->get(u"/daily?slim=1"_s); };
+    for (int i = 0; i < 11; ++i)
+        QCOMPARE(tryWith(u"old password of a program"_s).status, 401);
+    s.pass(5min);
+    for (int i = 0; i < 9; ++i)
+        QCOMPARE(tryWith(QString::number(i)).status, 401);
+    // Not even the right password tells anything now. The body is the one by which programs know that they are out.
+    const auto refused = tryWith(u"secret"_s);
+    QCOMPARE(refused.status, 429);
+    QCOMPARE(refused.headers.value(u"retry-after"_s), u"600"_s);
+    QCOMPARE(refused.body, "Authentication failed for API request.");
+    QVERIFY(!refused.headers.contains(u"x-company-cache-version"_s));
+    s.pass(599s);
+    QCOMPARE(tryWith(u"secret"_s).status, 429);
+    s.pass(1s);
+    QCOMPARE(tryWith(u"another"_s).status, 401);
+    QCOMPARE(tryWith(u"secret"_s).status, 429);
+    s.pass(5min);
+    QCOMPARE(tryWith(u"secret"_s).status, 200);
+    // Who is in has a fresh start.
+    for (int i = 0; i < 9; ++i)
+        QCOMPARE(tryWith(QString::number(i)).status, 401);
+    QCOMPARE(tryWith(u"secret"_s).status, 200);
+}
+
+void LocalServiceTest::throttleKeepsPeopleApart()
+{
+    std::chrono::system_clock::time_point now{};
+    localservice::SignInThrottle throttle([&now] { return now; });
+    const auto blocked = [&](const char* peer, const char* email, const std::string& password = "right") {
+        return throttle.tryAgainIn(peer, email, password).has_value();
+    };
+    QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
+    throttle.succeeded("192.0.2.1", "ben@example.com");
+    for (int i = 0; i < 10; ++i)
+        QVERIFY(!blocked("192.0.2.1", "ann@example.com", std::to_string(i)));
+    QVERIFY(blocked("192.0.2.1", "Ann@Example.com"));
+    QVERIFY(!blocked("192.0.2.2", "ann@example.com"));
+    for (int i = 0; i < 40; ++i)
+        QVERIFY(!blocked("192.0.2.1", ("guess" + std::to_string(i)).c_str(), "123456"));
+    QVERIFY(blocked("192.0.2.1", "somebody@example.com"));
+    QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
+    for (int i = 0; i < 10; ++i)
+        QVERIFY(!blocked(("2001:db8::" + std::to_string(i)).c_str(), "ann@example.com", std::to_string(i)));
+    QVERIFY(blocked("2001:db8::ffff", "ann@example.com"));
+    QVERIFY(!blocked("2001:db8:0:1::1", "ann@example.com"));
+    // A clock that is set back blocks nobody for longer than the window.
+    now -= 24h;
+    QVERIFY(!blocked("192.0.2.1", "ann@example.com"));
 }
 
 void LocalServiceTest::refusesOddRequests_data()
