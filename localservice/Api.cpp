@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 
 namespace localservice {
@@ -225,7 +224,7 @@ tl::expected<void, Problem> writeProjects(Storage& storage, const Person& person
                                              " JOIN user_assignments u ON u.project_id = p.id AND u.person_id = ?"
                                              " WHERE p.active ORDER BY c.name, p.name, p.id");
         SQLite::Statement tasks(database, "SELECT t.id, t.name, a.billable FROM task_assignments a"
-                                          " JOIN tasks t ON t.id = a.task_id WHERE a.project_id = ?"
+                                          " JOIN tasks t ON t.id = a.task_id WHERE a.project_id = ? AND t.active"
                                           " ORDER BY t.name, t.id");
         projects.bind(1, person.id);
         xml.open("projects");
@@ -310,40 +309,9 @@ Reply synchronized(const tl::expected<Entry, Refusal>& outcome, Seconds now)
     return {outcome ? 200 : outcome.error().problem.status, xml.document()};
 }
 
-/// The path's pieces between the slashes.
-std::vector<std::string_view> pieces(std::string_view path)
-{
-    std::vector<std::string_view> result;
-    while (!path.empty()) {
-        path.remove_prefix(path.front() == '/' ? 1 : 0);
-        const auto end = std::min(path.find('/'), path.size());
-        if (end > 0)
-            result.push_back(path.substr(0, end));
-        path.remove_prefix(end);
-    }
-    return result;
-}
-
-/// A decimal number of at most 18 digits, 0 for anything else.
-Id numberIn(std::string_view text)
-{
-    Id number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() && number > 0 ? number : 0;
-}
-
 bool isSlim(const Request& request)
 {
     return request.query().find("slim=1") != std::string_view::npos;
-}
-
-/// The account that a host stands for: the first label of its name. A bare loopback address stands for none by itself.
-std::string subdomainOf(std::string_view host)
-{
-    std::string label(host.substr(0, host.find_first_of(".:")));
-    const bool number =
-        !label.empty() && std::all_of(label.begin(), label.end(), [](char c) { return c >= '0' && c <= '9'; });
-    return number || label == "localhost" || host.starts_with('[') ? std::string() : label;
 }
 
 /// No challenge header: a browser that asked for the password and kept it would send it along with what any web page
@@ -369,20 +337,10 @@ tl::expected<Person, Reply> Api::signedIn(const Request& request)
     if (const auto wait = m_throttle.tryAgainIn(request.peer, credentials->email, credentials->password))
         return stranger(429, {{"Retry-After", std::to_string(wait->count())}});
     const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<Person, Problem> {
-        // A bare address is enough while there is one account, as there mostly is.
-        SQLite::Statement query(
-            database, "SELECT p.id, p.account_id, p.email, p.first_name, p.last_name, p.admin, p.rate, p.password_hash,"
-                      " a.name, a.timezone, a.timestamp_timers FROM people p JOIN accounts a ON a.id = p.account_id"
-                      " WHERE p.email = ?1 AND (a.subdomain = ?2"
-                      " OR (?2 = '' AND (SELECT COUNT(*) FROM accounts) = 1))");
-        SQLite::bind(query, credentials->email, subdomainOf(request.header("Host")));
-        if (!query.executeStep())
+        auto person = personByEmail(database, credentials->email, request.subdomain());
+        if (!person)
             return tl::unexpected(Problem{401, "Authentication", {}});
-        return Person{
-            query.getColumn(0).getInt64(),  query.getColumn(1).getInt64(),    query.getColumn(2).getString(),
-            query.getColumn(3).getString(), query.getColumn(4).getString(),   query.getColumn(5).getInt() != 0,
-            query.getColumn(6).getDouble(), query.getColumn(7).getString(),   query.getColumn(8).getString(),
-            query.getColumn(9).getString(), query.getColumn(10).getInt() != 0};
+        return std::move(*person);
     });
     if (!found)
         m_passwords.fitsNobody(credentials->password);
@@ -413,13 +371,13 @@ Reply Api::answer(const Request& request)
 Reply Api::answerTo(const Person& person, const Request& request)
 {
     const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
-    const auto path = pieces(request.path());
+    const auto path = request.pieces();
     const auto is = [&](std::string_view method, std::initializer_list<std::string_view> wanted) {
         return (method.empty() || request.method == method) && path.size() == wanted.size() &&
                std::equal(path.begin(), path.end(), wanted.begin(),
-                          [](auto piece, auto name) { return name == "#" ? numberIn(piece) > 0 : piece == name; });
+                          [](auto piece, auto name) { return name == "#" ? idIn(piece) > 0 : piece == name; });
     };
-    const auto number = [&](std::size_t index) { return numberIn(path[index]); };
+    const auto number = [&](std::size_t index) { return idIn(path[index]); };
     const auto body = [&](std::string_view root) { return RequestBody::read(request.body, root); };
     const Problem unreadable{500, "Validation", "The request body cannot be read."};
     Timesheet timesheet(m_storage, person, now);

@@ -61,6 +61,21 @@ std::optional<std::string> randomPassword()
     return password;
 }
 
+std::optional<std::string> randomSecret()
+{
+    std::array<unsigned char, 32> bytes{};
+    if (!fillRandom(bytes.data(), bytes.size()))
+        return {};
+    return hex(bytes.data(), bytes.size());
+}
+
+std::string digestOf(std::string_view text)
+{
+    std::array<unsigned char, 32> digest{};
+    EVP_Digest(text.data(), text.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+    return hex(digest.data(), digest.size());
+}
+
 std::optional<std::string> hashOfPassword(std::string_view password)
 {
     std::array<unsigned char, saltLength> salt{};

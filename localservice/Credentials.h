@@ -12,6 +12,12 @@ namespace localservice {
 /// A text of 20 random letters and digits, easy to type, from the system's secure generator; nothing when that fails.
 std::optional<std::string> randomPassword();
 
+/// 256 random bits in hexadecimal, for programs to carry; nothing when the system's generator fails.
+std::optional<std::string> randomSecret();
+
+/// The SHA-256 digest of a text that is too random to be guessed, in hexadecimal: what is stored of such secrets.
+std::string digestOf(std::string_view text);
+
 /// What is stored instead of a password: a salted scrypt hash (RFC 7914) with its parameters. Nothing when there are
 /// no random numbers or no memory for it.
 std::optional<std::string> hashOfPassword(std::string_view password);

@@ -6,6 +6,7 @@
 #include "Storage.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <vector>
 
@@ -169,6 +170,13 @@ void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
 constexpr const char* noHash = "The password could not be hashed.";
 
 } // namespace
+
+Id idIn(std::string_view text)
+{
+    Id number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() && number > 0 ? number : 0;
+}
 
 Database::Database(std::unique_ptr<Storage> storage) : m_storage(std::move(storage)) {}
 

@@ -6,11 +6,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tl/expected.hpp>
 
 namespace localservice {
 
 using Id = std::int64_t;
+
+/// A record's number as a text has it: decimal digits only. 0 for anything else.
+Id idIn(std::string_view text);
 
 /// A result, or a sentence about what went wrong.
 template <typename T>

@@ -27,6 +27,10 @@ struct Request
     std::string_view query() const;
     /// The first header of that name (any case), empty when there is none.
     std::string_view header(std::string_view name) const;
+    /// The account that the host asked for stands for: the first label of its name. Empty for a bare loopback address.
+    std::string subdomain() const;
+    /// The path's pieces between the slashes.
+    std::vector<std::string_view> pieces() const;
 };
 
 /// What is done to a reply on its way to the client.

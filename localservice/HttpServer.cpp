@@ -322,30 +322,6 @@ std::string hostForUrl(const std::string& address)
 
 } // namespace
 
-std::string_view Request::path() const
-{
-    return std::string_view(target).substr(0, target.find('?'));
-}
-
-std::string_view Request::query() const
-{
-    const auto mark = target.find('?');
-    return mark == std::string::npos ? std::string_view{} : std::string_view(target).substr(mark + 1);
-}
-
-std::string_view Request::header(std::string_view name) const
-{
-    const auto same = [](char a, char b) {
-        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-        return lower(a) == lower(b);
-    };
-    for (const auto& [key, value] : headers) {
-        if (std::equal(key.begin(), key.end(), name.begin(), name.end(), same))
-            return value;
-    }
-    return {};
-}
-
 class HttpServer::Listener final : public httplib::Server
 {
 public:

@@ -4,6 +4,7 @@
 #include "HttpServer.h"
 #include "SignInThrottle.h"
 #include "Storage.h"
+#include "pages/Site.h"
 
 #include <arpa/inet.h>
 #include <deque>
@@ -32,6 +33,7 @@ public:
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);
             m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle);
+            m_site = std::make_unique<Site>(m_database->storage(), m_clock, m_throttle);
         }
         return m_database.get();
     }
@@ -82,7 +84,7 @@ private:
     {
         if (auto reply = scripted(request))
             return std::move(*reply);
-        return m_api->answer(request);
+        return Site::isAskedBy(request) ? m_site->answer(request) : m_api->answer(request);
     }
 
     std::optional<Reply> scripted(const Request& request)
@@ -108,6 +110,7 @@ private:
     mutable std::mutex m_mutex;
     std::unique_ptr<Database> m_database;
     std::unique_ptr<Api> m_api;
+    std::unique_ptr<Site> m_site;
     std::map<std::string, std::deque<Reply>> m_scripts;
     std::vector<Request> m_requests;
     std::uint16_t m_port = 0;
@@ -141,6 +144,12 @@ void Service::stop()
 Result<Database*> Service::database()
 {
     return m_state->database();
+}
+
+std::string Service::signInLink(const std::string& subdomain, const std::string& /*email*/,
+                                const std::string& target) const
+{
+    return url(subdomain) + target;
 }
 
 std::string Service::url(const std::string& subdomain) const

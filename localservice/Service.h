@@ -45,6 +45,10 @@ public:
     /// The base URL of an account while the service runs: "http://acme.localhost:40123".
     std::string url(const std::string& subdomain) const;
 
+    /// The address of a page of that account, by which a browser of the same user of this machine arrives signed in as
+    /// that person: once, and within a minute. To anybody else it is the plain address. `target` is path and query.
+    std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target) const;
+
     /// Scripts the next replies to `request`, a method and a target ("GET /daily/1/2013?slim=1"; without a query it
     /// stands for the path with any). They are given in order, once each, before the service's own replies and without
     /// asking who is there. More calls for the same request append.

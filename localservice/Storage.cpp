@@ -11,7 +11,7 @@ namespace localservice {
 
 namespace {
 
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 
 // Ids are never given twice, so a late request for a deleted entry cannot meet another one. Two rules live in the
 // schema, where no code path can forget them: one running timer for each person, and a new cache version whenever
@@ -88,6 +88,18 @@ CREATE INDEX entries_of_day ON entries (person_id, spent_at);
 CREATE UNIQUE INDEX one_running_timer ON entries (person_id) WHERE timer_started IS NOT NULL;
 )sql";
 
+// Archived people cannot sign in and archived tasks cannot be booked; what was booked stays. A session is found by the
+// digest of its secret: who reads the file cannot sign in with it.
+constexpr const char* secondSchema = R"sql(
+ALTER TABLE people ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
+ALTER TABLE tasks ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
+CREATE TABLE sessions (
+    digest TEXT PRIMARY KEY,
+    person_id INTEGER NOT NULL REFERENCES people(id),
+    created_at INTEGER NOT NULL,
+    used_at INTEGER NOT NULL);
+)sql";
+
 std::string cacheVersionTriggers()
 {
     std::string sql;
@@ -111,6 +123,8 @@ void migrate(SQLite::Database& database)
         throw SQLite::Exception("it was written by a newer version of the service");
     if (version < 1)
         database.exec(firstSchema + cacheVersionTriggers());
+    if (version < 2)
+        database.exec(secondSchema);
     database.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
     transaction.commit();
 }

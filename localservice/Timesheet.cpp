@@ -3,7 +3,6 @@
 #include "Storage.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 namespace localservice {
@@ -15,13 +14,6 @@ constexpr Seconds longestEntry = Seconds{24} * 3600;
 tl::unexpected<Problem> invalid(std::string message)
 {
     return tl::unexpected(Problem{500, "Validation", std::move(message)});
-}
-
-std::optional<Id> readId(const std::string& text)
-{
-    Id id = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-    return error == std::errc{} && end == text.data() + text.size() && id > 0 ? std::optional(id) : std::nullopt;
 }
 
 /// A field with text in it; an empty one counts as missing.
@@ -129,7 +121,7 @@ public:
 
     tl::expected<void, Problem> checkOffer(Id project, Id task)
     {
-        SQLite::Statement query(m_database, "SELECT p.active, u.id, t.id, o.id FROM projects p"
+        SQLite::Statement query(m_database, "SELECT p.active, u.id, t.id, o.id, t.active FROM projects p"
                                             " LEFT JOIN user_assignments u ON u.project_id = p.id AND u.person_id = ?"
                                             " LEFT JOIN tasks t ON t.id = ? AND t.account_id = p.account_id"
                                             " LEFT JOIN task_assignments o ON o.project_id = p.id AND o.task_id = t.id"
@@ -145,6 +137,8 @@ public:
             return invalid("This task does not exist.");
         if (query.getColumn(3).isNull())
             return invalid("This task is not offered on the project.");
+        if (query.getColumn(4).getInt() == 0)
+            return invalid("This task has been archived.");
         return {};
     }
 
@@ -251,9 +245,9 @@ struct Fields
         Fields fields;
         fields.notes = body.field("notes");
         if (const auto text = filled(body, "project_id"))
-            fields.project = readId(*text).value_or(0);
+            fields.project = idIn(*text);
         if (const auto text = filled(body, "task_id"))
-            fields.task = readId(*text).value_or(0);
+            fields.task = idIn(*text);
         if (const auto text = filled(body, "spent_at")) {
             fields.day = readDay(*text);
             if (!fields.day)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Database.h"
+#include "Person.h"
 #include "Problem.h"
 #include "RequestBody.h"
 
@@ -10,22 +11,6 @@
 #include <vector>
 
 namespace localservice {
-
-/// Who sent a request, with what is needed of the account.
-struct Person
-{
-    Id id = 0;
-    Id account = 0;
-    std::string email;
-    std::string firstName;
-    std::string lastName;
-    bool admin = false;
-    double rate = 0;
-    std::string passwordHash;
-    std::string accountName;
-    std::string timezone;
-    bool timestampTimers = false;
-};
 
 /// One line of a timesheet.
 struct Entry

@@ -1,0 +1,10 @@
+#include "Site.h"
+
+namespace localservice {
+
+void addDayPages(Site& site)
+{
+    static_cast<void>(site);
+}
+
+} // namespace localservice

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "../Database.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace localservice {
+
+/// Names and values in the form that browsers send fields in (application/x-www-form-urlencoded, WHATWG URL), of a
+/// query or of a body. A name may occur more than once. Line breaks in values are single line feeds.
+class Form final
+{
+public:
+    Form() = default;
+    static Form read(std::string_view encoded);
+
+    bool has(std::string_view name) const;
+    /// The first value of that name, empty when there is none.
+    std::string text(std::string_view name) const;
+    /// The same without blanks at its ends.
+    std::string trimmed(std::string_view name) const;
+    /// The first value of that name as a record's number, 0 for anything else.
+    Id id(std::string_view name) const;
+    /// Every value of that name that is a record's number.
+    std::vector<Id> ids(std::string_view name) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_fields;
+};
+
+/// A text as it stands in a query or in a piece of a path.
+std::string urlEncoded(std::string_view text);
+
+} // namespace localservice

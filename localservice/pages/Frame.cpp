@@ -1,0 +1,169 @@
+#include "Assets.h"
+#include "Page.h"
+
+#include <array>
+#include <chrono>
+
+namespace localservice {
+
+namespace {
+
+struct Note
+{
+    std::string_view name;
+    std::string_view text;
+};
+
+// Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
+constexpr std::array notes{
+    Note{"saved", "Saved."},       Note{"added", "Added."},
+    Note{"removed", "Removed."},   Note{"archived", "Archived. It keeps its hours and takes no new ones."},
+    Note{"restored", "Restored."},
+};
+
+struct Place
+{
+    Section section;
+    std::string_view path;
+    std::string_view name;
+};
+
+constexpr std::array places{
+    Place{Section::Timesheet, "/daily", "Timesheet"}, Place{Section::Projects, "/projects", "Projects"},
+    Place{Section::Tasks, "/tasks", "Tasks"},         Place{Section::People, "/people", "People"},
+    Place{Section::Reports, "/reports", "Reports"},
+};
+
+std::string nameOf(const Person& person)
+{
+    const std::string name =
+        person.firstName + (person.firstName.empty() || person.lastName.empty() ? "" : " ") + person.lastName;
+    return name.empty() ? person.email : name;
+}
+
+void writeHead(Html& html, const Head& head)
+{
+    const auto element = html.in("head");
+    html.empty("meta", {{"charset", "utf-8"}});
+    html.empty("meta", {{"name", "viewport"}, {"content", "width=device-width, initial-scale=1"}});
+    html.empty("meta", {{"name", "color-scheme"}, {"content", "light dark"}});
+    html.leaf("title", head.title + " – Quillon");
+    html.empty("link", {{"rel", "icon"}, {"type", "image/svg+xml"}, {"href", assetPath("icon.svg")}});
+    html.empty("link", {{"rel", "stylesheet"}, {"href", assetPath("style.css")}});
+}
+
+void writeNavigation(Html& html, const Visit& visit, Section here)
+{
+    const auto header = html.in("header", {{"class", "site"}});
+    {
+        const auto navigation = html.in("nav", {{"aria-label", "Site"}});
+        const auto list = html.in("ul");
+        for (const auto& place : places) {
+            if (place.section == Section::People && !visit.person.admin)
+                continue;
+            const auto item = html.in("li");
+            html.leaf("a", {{"href", place.path}, {"aria-current", place.section == here ? "page" : "false"}},
+                      place.name);
+        }
+    }
+    const auto who = html.in("div", {{"class", "who"}});
+    html.leaf("a", {{"href", "/account"}, {"aria-current", here == Section::Account ? "page" : "false"}},
+              nameOf(visit.person));
+    const auto form = formTo(html, visit, "/sign-out");
+    html.leaf("button", {{"class", "quiet"}}, "Sign Out");
+}
+
+Reply asReply(int status, const Html& html)
+{
+    return {status, html.document(), {{"Content-Type", "text/html; charset=utf-8"}}};
+}
+
+} // namespace
+
+std::string assetPath(std::string_view name)
+{
+    for (const auto& asset : assets()) {
+        if (asset.name.ends_with(name))
+            return "/assets/" + asset.name;
+    }
+    return "/assets/";
+}
+
+Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)>& content)
+{
+    Html html;
+    {
+        const auto root = html.in("html", {{"lang", "en"}});
+        writeHead(html, head);
+        const auto body = html.in("body");
+        html.leaf("a", {{"class", "skip"}, {"href", "#content"}}, "Skip to the content");
+        writeNavigation(html, visit, head.section);
+        const auto main = html.in("main", {{"id", "content"}});
+        for (const auto& note : notes) {
+            if (visit.query.text("note") == note.name)
+                html.leaf("p", {{"class", "note"}, {"role", "status"}}, note.text);
+        }
+        html.leaf("h1", head.title);
+        content(html);
+    }
+    return asReply(head.status, html);
+}
+
+Reply plainPage(const Head& head, const std::function<void(Html&)>& content)
+{
+    Html html;
+    {
+        const auto root = html.in("html", {{"lang", "en"}});
+        writeHead(html, head);
+        const auto body = html.in("body", {{"class", "plain"}});
+        const auto main = html.in("main", {{"id", "content"}});
+        html.leaf("h1", head.title);
+        content(html);
+    }
+    return asReply(head.status, html);
+}
+
+Reply problemPage(const Visit& visit, const Problem& problem)
+{
+    return page(visit, {"That Did Not Work", Section::None, problem.status},
+                [&](Html& html) { html.leaf("p", problem.message); });
+}
+
+Reply notFoundPage(const Visit& visit)
+{
+    return page(visit, {"Not Found", Section::None, 404}, [&](Html& html) {
+        html.leaf("p", "There is nothing at this address.");
+        const auto paragraph = html.in("p");
+        html.leaf("a", {{"href", "/daily"}}, "Go to today’s timesheet");
+    });
+}
+
+Reply goTo(std::string target, std::string_view note)
+{
+    if (!note.empty())
+        (target += target.find('?') == std::string::npos ? "?note=" : "&note=") += note;
+    return Reply::redirect(std::move(target), 303);
+}
+
+Html::Element formTo(Html& html, const Visit& visit, std::string_view action, std::string_view cssClass)
+{
+    Html::Element form = html.in("form", {{"method", "post"}, {"action", action}, {"class", cssClass}});
+    html.empty("input", {{"type", "hidden"}, {"name", "token"}, {"value", visit.formToken}});
+    return form;
+}
+
+std::string dayPath(Day day)
+{
+    using namespace std::chrono;
+    const auto number = (sys_days(day) - sys_days(day.year() / January / 1)).count() + 1;
+    return "/daily/" + std::to_string(number) + "/" + std::to_string(static_cast<int>(day.year()));
+}
+
+std::string hoursMinutes(Seconds seconds)
+{
+    const Seconds minutes = (seconds + 30) / 60;
+    const std::string rest = std::to_string(minutes % 60);
+    return std::to_string(minutes / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
+}
+
+} // namespace localservice

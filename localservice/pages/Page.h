@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Form.h"
+#include "Html.h"
+#include "Http.h"
+#include "Person.h"
+#include "Problem.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+class Storage;
+
+/// One request of somebody who is signed in.
+struct Visit
+{
+    const Request& request;
+    Storage& storage;
+    Person person;
+    Seconds now = 0;
+    std::string formToken; ///< every form of the session carries it
+    Form query;
+    Form form; ///< the fields that were sent; already known to come from a page of this session
+};
+
+/// The part of the site that a page belongs to, marked in the navigation.
+enum class Section
+{
+    None,
+    Timesheet,
+    Projects,
+    Tasks,
+    People,
+    Reports,
+    Account,
+};
+
+struct Head
+{
+    std::string title; ///< of the window and the page: "Projects"
+    Section section = Section::None;
+    int status = 200;
+};
+
+/// A page in the site's frame: navigation, heading, what happened last, and the content.
+Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)>& content);
+/// The same for somebody who is not signed in: no navigation.
+Reply plainPage(const Head& head, const std::function<void(Html&)>& content);
+
+/// A page that says why something cannot be done.
+Reply problemPage(const Visit& visit, const Problem& problem);
+Reply notFoundPage(const Visit& visit);
+
+/// Sends the browser on after a form was carried out (303). `note` names a line of `notes()` in Frame.cpp that the
+/// next page shows, none when empty.
+Reply goTo(std::string target, std::string_view note = {});
+
+/// Opens a form that changes something: method POST, with the token of the session.
+Html::Element formTo(Html& html, const Visit& visit, std::string_view action, std::string_view cssClass = {});
+
+/// "/daily/65/2024", the page of a day.
+std::string dayPath(Day day);
+/// "1:05", as people read hours.
+std::string hoursMinutes(Seconds seconds);
+
+} // namespace localservice

@@ -1,0 +1,80 @@
+#include "Sessions.h"
+
+#include "Credentials.h"
+#include "Storage.h"
+
+namespace localservice {
+
+namespace {
+
+constexpr Seconds longestPause = Seconds{12} * 3600;
+constexpr Seconds longestLife = Seconds{7} * 24 * 3600;
+// Each write is flushed to the disk; a page that is looked at twice within a minute needs none.
+constexpr Seconds useResolution = 60;
+
+} // namespace
+
+std::optional<std::string> Sessions::begin(Id person, Seconds now)
+{
+    const auto secret = randomSecret();
+    if (!secret)
+        return {};
+    const auto begun = m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
+        SQLite::Statement old(database, "DELETE FROM sessions WHERE used_at < ? OR created_at < ?");
+        SQLite::bind(old, now - longestPause, now - longestLife);
+        old.exec();
+        SQLite::Statement insert(database,
+                                 "INSERT INTO sessions (digest, person_id, created_at, used_at) VALUES (?, ?, ?, ?)");
+        SQLite::bind(insert, digestOf("session " + *secret), person, now, now);
+        insert.exec();
+        return {};
+    });
+    return begun ? secret : std::nullopt;
+}
+
+std::optional<Person> Sessions::find(std::string_view secret, Seconds now)
+{
+    if (secret.empty())
+        return {};
+    const std::string digest = digestOf("session " + std::string(secret));
+    Seconds used = 0;
+    const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
+        SQLite::Statement query(database, "SELECT person_id, used_at FROM sessions"
+                                          " WHERE digest = ? AND used_at >= ? AND created_at >= ?");
+        SQLite::bind(query, digest, now - longestPause, now - longestLife);
+        if (!query.executeStep())
+            return std::optional<Person>();
+        used = query.getColumn(1).getInt64();
+        return personById(database, query.getColumn(0).getInt64());
+    });
+    if (!found || !*found)
+        return {};
+    if (now - used >= useResolution) {
+        // That the use was not noted costs a sign-in some hours later; the page is more important.
+        static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
+            SQLite::Statement update(database, "UPDATE sessions SET used_at = ? WHERE digest = ?");
+            SQLite::bind(update, now, digest);
+            update.exec();
+            return {};
+        }));
+    }
+    return *found;
+}
+
+void Sessions::end(std::string_view secret)
+{
+    // A session that cannot be deleted ends by itself; the browser has forgotten it by now.
+    static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
+        SQLite::Statement statement(database, "DELETE FROM sessions WHERE digest = ?");
+        statement.bind(1, digestOf("session " + std::string(secret)));
+        statement.exec();
+        return {};
+    }));
+}
+
+std::string Sessions::formToken(std::string_view secret)
+{
+    return digestOf("form " + std::string(secret));
+}
+
+} // namespace localservice

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Person.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+class Storage;
+
+/// Who is signed in to the pages: a secret in the browser's cookie stands for a person, until it was not used for
+/// twelve hours, seven days after the sign-in, or until they sign out. Kept in the data file as digests, so that a
+/// restart signs nobody out. Thread-safe.
+class Sessions final
+{
+public:
+    explicit Sessions(Storage& storage) : m_storage(storage) {}
+
+    /// Begins one; answers its secret. Nothing when there are no random numbers or the file cannot be written.
+    std::optional<std::string> begin(Id person, Seconds now);
+    /// Whose session it is; counts as use.
+    std::optional<Person> find(std::string_view secret, Seconds now);
+    void end(std::string_view secret);
+
+    /// What forms carry to show that they come from a page of this session: cannot be guessed, and does not tell the
+    /// secret.
+    static std::string formToken(std::string_view secret);
+
+private:
+    Storage& m_storage;
+};
+
+} // namespace localservice
