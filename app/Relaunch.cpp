@@ -10,9 +10,10 @@ using namespace Qt::StringLiterals;
 
 bool relaunch(QObject* /*sender*/)
 {
-    // Beside the program, in a build as in an installation.
+    // In a build it lies beside the program.
+    const QString here = QCoreApplication::applicationDirPath();
     const QString helper =
-        QStandardPaths::findExecutable(u"relaunch_quillon"_s, {QCoreApplication::applicationDirPath()});
+        QStandardPaths::findExecutable(u"relaunch_quillon"_s, {here + "/" QUILLON_HELPER_FOLDER ""_L1, here});
     // As it was started now: else a person with a timesheet on this computer would come back signed out.
     const QStringList arguments =
         QStringList{QCoreApplication::applicationFilePath(), QString::number(QCoreApplication::applicationPid())} +

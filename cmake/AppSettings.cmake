@@ -7,6 +7,9 @@ set(CMAKE_AUTOMOC ON)
 set(CMAKE_AUTORCC ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# For programs that only our program starts.
+set(QUILLON_HELPER_DIR "${CMAKE_INSTALL_LIBEXECDIR}/quillon")
+
 option(QUILLON_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
 option(QUILLON_WERROR "Treat warnings as errors" OFF)
 option(QUILLON_BENCHMARKS "Build the benchmark programs with everything else" OFF)

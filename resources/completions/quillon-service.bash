@@ -1,0 +1,24 @@
+# Completion of quillon-service for bash.
+
+_quillon_service() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  # In --data=FILE bash takes the sign for a word of its own.
+  if [ "$word" = = ]; then
+    word=''
+  elif [ "$before" = = ]; then
+    before=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+  COMPREPLY=()
+  case $before in
+    --data)
+      compopt -o filenames
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      ;;
+    --bind) mapfile -t COMPREPLY < <(compgen -W '127.0.0.1 ::1 localhost' -- "$word") ;;
+    --port) ;;
+    *)
+      mapfile -t COMPREPLY < <(compgen -W '--port --bind --data --reset-password --help --version' -- "$word")
+      ;;
+  esac
+}
+complete -F _quillon_service quillon-service
