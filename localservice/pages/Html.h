@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,12 +10,16 @@
 
 namespace localservice {
 
-/// An attribute of an element. One made of `true` stands alone, one made of `false` is left out.
+/// An attribute of an element. One made of `true` stands alone; one made of `false` or of nothing is left out.
 struct Attribute
 {
     Attribute(std::string_view key, std::string_view text) : name(key), value(text) {}
     Attribute(std::string_view key, const char* text) : name(key), value(text) {}
     Attribute(std::string_view key, const std::string& text) : name(key), value(text) {}
+    Attribute(std::string_view key, const std::optional<std::string>& text)
+        : name(key), value(text.value_or(std::string())), present(text.has_value())
+    {
+    }
     Attribute(std::string_view key, std::same_as<bool> auto there) : name(key), present(there), alone(true) {}
     template <std::integral Number>
     requires(!std::same_as<Number, bool>) Attribute(std::string_view key, Number number)

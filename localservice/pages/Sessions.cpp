@@ -72,6 +72,13 @@ void Sessions::end(std::string_view secret)
     }));
 }
 
+void Sessions::endAllOf(SQLite::Database& database, Id person, std::string_view except)
+{
+    SQLite::Statement statement(database, "DELETE FROM sessions WHERE person_id = ? AND digest != ?");
+    SQLite::bind(statement, person, digestOf("session " + std::string(except)));
+    statement.exec();
+}
+
 std::string Sessions::formToken(std::string_view secret)
 {
     return digestOf("form " + std::string(secret));

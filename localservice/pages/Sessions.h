@@ -6,6 +6,10 @@
 #include <string>
 #include <string_view>
 
+namespace SQLite {
+class Database;
+}
+
 namespace localservice {
 
 class Storage;
@@ -23,6 +27,9 @@ public:
     /// Whose session it is; counts as use.
     std::optional<Person> find(std::string_view secret, Seconds now);
     void end(std::string_view secret);
+    /// Ends those of a person, all but the one of `except`, within a transaction: with a new password goes whoever
+    /// signed in with the old one.
+    static void endAllOf(SQLite::Database& database, Id person, std::string_view except = {});
 
     /// What forms carry to show that they come from a page of this session: cannot be guessed, and does not tell the
     /// secret.

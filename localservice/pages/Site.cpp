@@ -139,7 +139,13 @@ Reply Site::answer(const Request& request)
             return signInPage(pathHere(Form::read(request.query()).text("to")), {}, {});
         return Reply::redirect(std::string(signInPath) + "?to=" + urlEncoded(target), 303);
     }
-    Visit visit{request, m_storage, std::move(*person), now, Sessions::formToken(secret), Form::read(request.query()),
+    Visit visit{request,
+                m_storage,
+                std::move(*person),
+                now,
+                std::string(secret),
+                Sessions::formToken(secret),
+                Form::read(request.query()),
                 {}};
     if (isForm) {
         visit.form = Form::read(request.body);

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "Page.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+// What pages are made of: fields, tables, bars, questions. The classes that they use stand on top of style/base.css.
+
+namespace localservice {
+
+/// A field of a form: its label above it, help and what is wrong with it below, both tied to it for screen readers.
+struct Field
+{
+    std::string name;
+    std::string label;
+    std::string value = {};
+    std::string help = {};
+    std::string error = {};    ///< why it was not accepted; empty when it was
+    std::string type = "text"; ///< of the input element
+    bool required = false;
+    std::string id = {}; ///< the name when empty; for pages that have two fields of one name
+    std::string autocomplete = "off";
+    std::string inputMode = {};
+    std::string placeholder = {};
+    int longest = 0;           ///< characters that it takes, as many as one likes when 0
+    std::string cssClass = {}; ///< "short" for a few characters, "hours", "wide"
+    bool autofocus = false;
+    bool optional = false;   ///< says so behind the label
+    std::string fewest = {}; ///< the least value that numbers and dates may have
+    std::string most = {};
+};
+
+/// One choice of a list; a group's choices follow each other.
+struct Choice
+{
+    std::string value;
+    std::string text;
+    std::string group = {};
+};
+
+void writeField(Html& html, const Field& field);
+/// The same for a text of several lines.
+void writeTextArea(Html& html, const Field& field, int rows = 3);
+/// The same with a list to choose from; the choice of `field.value` is the present one.
+void writeChoice(Html& html, const Field& field, const std::vector<Choice>& choices);
+
+/// A check box with its label behind it.
+struct Check
+{
+    std::string name;
+    std::string label;
+    bool checked = false;
+    std::string value = "1";
+    std::string help = {};
+    std::string id = {}; ///< name and value when empty
+};
+
+void writeCheck(Html& html, const Check& check);
+
+struct Column
+{
+    std::string name; ///< what stands in the head, for screen readers alone when `quiet`
+    bool number = false;
+    bool quiet = false;
+};
+
+/// A table with its caption (for screen readers), head, rows and, when there are any, the cells of a total. `rows`
+/// writes a "tr" for each.
+void writeTable(Html& html, std::string_view caption, const std::vector<Column>& columns,
+                const std::function<void()>& rows, const std::vector<std::string>& total = {});
+/// A cell with digits under digits.
+void writeNumber(Html& html, std::string_view text);
+
+/// A piece of a bar: how much it is, and its class in the style sheet ("billable", "other", …).
+struct Share
+{
+    Seconds amount = 0;
+    std::string cssClass = "billable";
+};
+
+/// A bar of which `shares` fill as much as they have of `whole`. Screen readers pass it by: its number stands beside
+/// it.
+void writeBar(Html& html, const std::vector<Share>& shares, Seconds whole);
+/// The same standing upright, filled from below.
+void writeUprightBar(Html& html, const std::vector<Share>& shares, Seconds whole);
+
+/// What stands where records will be, and how to begin; no link when `path` is empty.
+void writeEmpty(Html& html, std::string_view text, std::string_view path = {}, std::string_view linkText = {});
+
+/// What cannot be undone is asked for on a page of its own.
+struct Question
+{
+    std::string title;  ///< "Remove this entry?"
+    std::string text;   ///< what will happen
+    std::string action; ///< where the answer yes is sent
+    std::string yes = "Remove";
+    std::string no = "Keep";
+    std::string back; ///< the page that the answer no leads to
+    Section section = Section::None;
+    std::vector<std::pair<std::string, std::string>> fields = {}; ///< sent along, hidden
+};
+
+/// `about` shows the record in question.
+Reply questionPage(const Visit& visit, const Question& question, const std::function<void(Html&)>& about = {});
+
+} // namespace localservice
