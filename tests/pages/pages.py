@@ -1,0 +1,356 @@
+"""Uses the embedded service's pages as a person does, in a real browser.
+
+For the distribution's python3 with python3-selenium and chromium-driver. A file of tests ends with `pages.main()` and
+is given the path of pages_host. With PAGES_SHOTS set to a folder, `shot` leaves pictures there.
+"""
+
+import base64
+import contextlib
+import http.client
+import json
+import os
+import pathlib
+import re
+import shutil
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import unittest
+import urllib.parse
+
+from selenium import webdriver
+from selenium.common.exceptions import WebDriverException
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select, WebDriverWait
+
+LONGEST = 30  # seconds; nothing waits longer than it must
+OPTIONS = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking
+    --disable-component-update --disable-sync --disable-dev-shm-usage --no-proxy-server --hide-scrollbars
+    --window-size=1000,800""".split()
+AUDIT = (pathlib.Path(__file__).parent / "audit.js").read_text()
+WIDE, NARROW = 1000, 360  # in points
+SUBMITS = ("button", "input[type=submit]", "summary", "a[href]")
+
+
+class Host:
+    """pages_host, with its data file. The accounts "acme" (durations), "clock" (start and end times) and "other" have
+    the same content each: Ann Lee, who administers, and Ben Okoro, both with the password "secret"; the clients
+    "Bread <& Sons>" with the projects Website (Design billable, Support) and Internal (Support), and Harbour with
+    Boats (Design, billable); Ann works on all, Ben on Website only. It is Tuesday, 5 March 2024, 9:15:40."""
+
+    def __init__(self, program, folder):
+        self.process = subprocess.Popen([program, folder], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.port = 0
+
+    def tell(self, *words):
+        self.process.stdin.write(" ".join(map(str, words)) + "\n")
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline().strip()
+        assert answer and answer != "unknown", f"{words}: {answer!r}"
+        return answer
+
+    def fresh(self):
+        self.port = int(self.tell("fresh"))
+        self.file = self.tell("file")
+
+    def restart(self):
+        self.port = int(self.tell("restart"))
+
+    def pass_time(self, seconds=0, minutes=0, hours=0):
+        self.tell("pass", seconds + 60 * minutes + 3600 * hours)
+
+    def link(self, target="/daily"):
+        return self.tell("link", target)
+
+    def url(self, target="", account="acme"):
+        return f"http://{account}.localhost:{self.port}{target}"
+
+    def data(self, statement, *values):
+        """Asks or changes the data file beside the service."""
+        with contextlib.closing(sqlite3.connect(self.file, timeout=LONGEST)) as database, database:
+            return database.execute(statement, values).fetchall()
+
+    def everything(self):
+        """All that the data file says, without when sessions were used: for "nothing was changed"."""
+        with contextlib.closing(sqlite3.connect(self.file, timeout=LONGEST)) as database:
+            return [line for line in database.iterdump() if '"sessions"' not in line]
+
+    def end(self):
+        self.process.stdin.close()
+        status = self.process.wait(LONGEST)
+        assert status == 0, f"pages_host ended with {status}"
+
+
+def start_browser(folder):
+    options = webdriver.ChromeOptions()
+    options.binary_location = "/usr/bin/chromium"
+    for option in [*OPTIONS, f"--user-data-dir={folder}/profile"]:
+        options.add_argument(option)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    environment = {**os.environ, "HOME": folder, "XDG_CONFIG_HOME": folder, "XDG_CACHE_HOME": folder}
+    service = Service("/usr/bin/chromedriver", env=environment)
+    return webdriver.Chrome(service=service, options=options)
+
+
+class Pages:
+    """One browser at the service."""
+
+    def __init__(self, driver, host):
+        self.driver = driver
+        self.host = host
+
+    def forget(self):
+        """A browser as on its first day."""
+        self.driver.get("about:blank")
+        self.driver.execute_cdp_cmd("Network.clearBrowserCookies", {})
+        self.driver.get_log("browser")
+
+    def until(self, what, condition):
+        return WebDriverWait(self.driver, LONGEST, 0.03, [WebDriverException]).until(lambda _: condition(), what)
+
+    # Where
+
+    def open(self, target, account="acme"):
+        """Opens a path, or a whole address."""
+        self.driver.get(target if "://" in target else self.host.url(target, account))
+
+    @property
+    def path(self):
+        """Path and query of the page."""
+        address = urllib.parse.urlsplit(self.driver.current_url)
+        return address.path + (f"?{address.query}" if address.query else "")
+
+    def sign_in(self, person="ann", account="acme", to="/daily", password="secret"):
+        self.open(f"/sign-in?to={urllib.parse.quote(to, safe='')}", account)
+        self.fill("E-mail", f"{person}@example.com")
+        self.fill("Password", password)
+        self.press("Sign In")
+
+    # What is there
+
+    def find(self, css, text=None, within=None):
+        """The one visible element that fits. `text` is its whole text."""
+        root = self.find(within) if isinstance(within, str) else within or self.driver
+        found = [e for e in root.find_elements(By.CSS_SELECTOR, css)
+                 if e.is_displayed() and (text is None or self.name_of(e) == text)]
+        assert len(found) == 1, f"{len(found)} of {css} {text or ''}"
+        return found[0]
+
+    def name_of(self, element):
+        """By which a person knows it: the text shown, or what is read out instead."""
+        return " ".join((element.text or element.get_attribute("aria-label") or
+                         element.get_attribute("value") or "").split())
+
+    def texts(self, css):
+        """The visible texts of all that fit, top to bottom."""
+        return [" ".join(e.text.split()) for e in self.driver.find_elements(By.CSS_SELECTOR, css) if e.is_displayed()]
+
+    @property
+    def heading(self):
+        return self.find("h1").text
+
+    @property
+    def words(self):
+        """The whole visible text."""
+        return self.find("body").text
+
+    def field(self, label, within=None):
+        """The field with that label."""
+        root = self.find(within) if isinstance(within, str) else within
+        found = self.driver.execute_script("""
+            const [label, root] = arguments, tidy = text => text.replace(/\\s+/g, " ").trim();
+            return [...(root || document).querySelectorAll("input:not([type=hidden]), select, textarea")].filter(e =>
+                e.checkVisibility() && [e.getAttribute("aria-label"), ...[...e.labels].map(l => {
+                    const copy = l.cloneNode(true);
+                    copy.querySelectorAll("input, select, textarea").forEach(inner => inner.remove());
+                    return copy.textContent;
+                })].some(text => text && tidy(text) === label));""", label, root)
+        assert len(found) == 1, f"{len(found)} fields labelled {label}"
+        return found[0]
+
+    # What people do
+
+    def fill(self, label, value, within=None):
+        """Puts the value into the field: a text, an option's text, or whether it is ticked."""
+        element = self.field(label, within)
+        kind = element.get_attribute("type")
+        if element.tag_name == "select":
+            Select(element).select_by_visible_text(value)
+        elif kind in ("checkbox", "radio"):
+            if element.is_selected() != value:
+                element.click()
+        elif kind in ("date", "time", "week", "month", "color", "number") or len(value) > 200 or \
+                any(not " " <= sign <= "\uffff" for sign in value):
+            # What the driver cannot type, or types by the browser's locale.
+            self.driver.execute_script("""
+                arguments[0].value = arguments[1];
+                for (const kind of ["input", "change"]) arguments[0].dispatchEvent(new Event(kind, {bubbles: true}));
+                """, element, value)
+        else:
+            element.clear()
+            element.send_keys(value)
+
+    def press(self, name, within=None):
+        """Presses the button, or follows the link, of that name, and waits for the page that comes."""
+        self.going(self.control(name, within).click)
+
+    def toggle(self, name, within=None):
+        """Presses what opens and closes something on the same page."""
+        self.control(name, within).click()
+
+    def control(self, name, within=None):
+        root = self.find(within) if isinstance(within, str) else within or self.driver
+        for css in SUBMITS:
+            found = [e for e in root.find_elements(By.CSS_SELECTOR, css) if e.is_displayed() and name in
+                     (self.name_of(e), e.get_attribute("aria-label"))]
+            if found:
+                assert len(found) == 1, f"{len(found)} times {css} {name}"
+                return found[0]
+        raise AssertionError(f"nothing to press named {name}")
+
+    def going(self, act):
+        """Does what leads to another page, and waits until that is there."""
+        origin = self.driver.execute_script("return performance.timeOrigin")
+        act()
+        self.until("another page", lambda: self.driver.execute_script(
+            "return document.readyState === 'complete' && performance.timeOrigin !== arguments[0]", origin))
+
+    # Without the browser, with its cookies
+
+    def request(self, method, target, body=None, headers=None, account="acme", cookies=True):
+        """Status, headers (names in lower case) and body. A dict as body is sent as a form."""
+        values = {"Host": f"{account}.localhost:{self.host.port}", "Accept": "text/html"}
+        if cookies:
+            found = self.driver.execute_cdp_cmd("Network.getCookies", {"urls": [self.host.url("/", account)]})
+            values["Cookie"] = "; ".join(f"{c['name']}={c['value']}" for c in found["cookies"])
+        if isinstance(body, (dict, list)):
+            body = urllib.parse.urlencode(body, doseq=True)
+            values |= {"Content-Type": "application/x-www-form-urlencoded", "Origin": self.host.url("", account)}
+        connection = http.client.HTTPConnection("127.0.0.1", self.host.port, timeout=LONGEST)
+        with contextlib.closing(connection):
+            connection.request(method, target, body, values | (headers or {}))
+            reply = connection.getresponse()
+            # One header of each name; a second one would show as a list.
+            return reply.status, {name.lower(): ", ".join(reply.headers.get_all(name)) for name in reply.headers}, \
+                reply.read().decode()
+
+    # Looking
+
+    @contextlib.contextmanager
+    def seen(self, width=WIDE, scale=1, dark=False):
+        """The page as it is on such a screen."""
+        command = self.driver.execute_cdp_cmd
+        command("Emulation.setDeviceMetricsOverride",
+                {"width": width, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+        command("Emulation.setEmulatedMedia",
+                {"features": [{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}]})
+        yield
+        command("Emulation.clearDeviceMetricsOverride", {})
+        command("Emulation.setEmulatedMedia", {"features": []})
+
+    def shot(self, name):
+        """Pictures of the whole page, light and dark, wide and narrow, for people to look at; only when asked for."""
+        folder = os.environ.get("PAGES_SHOTS")
+        if not folder:
+            return
+        pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
+        for kind, screen in {"light": {}, "dark": {"dark": True}, "light-2x": {"scale": 2},
+                             "dark-2x": {"scale": 2, "dark": True}, "narrow": {"width": NARROW, "scale": 2}}.items():
+            with self.seen(**screen):
+                picture = self.driver.execute_cdp_cmd("Page.captureScreenshot", {"captureBeyondViewport": True})
+            (pathlib.Path(folder) / f"{name}-{kind}.png").write_bytes(base64.b64decode(picture["data"]))
+
+    def console(self):
+        """What the browser complained about since it was asked last, but for plain failures to load."""
+        return [entry["message"] for entry in self.driver.get_log("browser")
+                if "Failed to load resource: the server responded" not in entry["message"]]
+
+    def check_page(self):
+        """That people who do not see well, use no mouse, or have a small screen can use this page; and that the browser
+        had nothing to object to."""
+        wrong = {}
+        for name, screen in {"light": {}, "dark": {"dark": True}, "narrow": {"width": NARROW}}.items():
+            with self.seen(**screen):
+                for fault in self.driver.execute_script(AUDIT):
+                    wrong.setdefault(fault, []).append(name)
+        lines = [f"{fault} ({', '.join(screens)})" for fault, screens in wrong.items()] + self.console()
+        assert not lines, "\n  ".join([f"{self.path} is not well made:", *lines])
+
+    def excerpt(self):
+        """What a failure leaves for whoever mends it."""
+        with contextlib.suppress(WebDriverException):
+            html = re.sub(r"\s*\n\s*", "\n", self.driver.page_source)
+            main = html.find("<main")
+            return "\n".join([f"At {self.driver.current_url}", *self.console(), html[max(0, main):][:3000]])
+        return "The browser does not answer."
+
+
+class PageTest(Pages, unittest.TestCase):
+    """Tests with one host and one browser for the file, and fresh data and cookies for each."""
+
+    maxDiff = None
+    program = None
+
+    def __init__(self, method):
+        unittest.TestCase.__init__(self, method)
+
+    @classmethod
+    def setUpClass(cls):
+        cls.started = contextlib.ExitStack()
+        cls.addClassCleanup(cls.started.close)
+        cls.host = Host(cls.program, cls.folder())
+        cls.started.callback(cls.host.end)
+        cls.driver = cls.new_driver()
+        cls.second = None
+
+    @classmethod
+    def folder(cls):
+        path = tempfile.mkdtemp(prefix="pages.")
+        cls.started.callback(shutil.rmtree, path, ignore_errors=True)
+        return path
+
+    @classmethod
+    def new_driver(cls):
+        driver = start_browser(cls.folder())
+        cls.started.callback(driver.quit)
+        return driver
+
+    def setUp(self):
+        self.forget()
+        self.host.fresh()
+
+    def another_browser(self):
+        """A second browser, which shares nothing with the first."""
+        cls = type(self)
+        if not cls.second:
+            cls.second = Pages(cls.new_driver(), self.host)
+        cls.second.forget()
+        return cls.second
+
+
+class _Result(unittest.TextTestResult):
+    """Tells what the browser shows where a test fails."""
+
+    def told(self, test, failure):
+        if isinstance(test, PageTest) and hasattr(test, "driver"):
+            print(test.excerpt(), file=sys.stderr)
+        return failure
+
+    def addError(self, test, err):
+        super().addError(test, self.told(test, err))
+
+    def addFailure(self, test, err):
+        super().addFailure(test, self.told(test, err))
+
+    def addSubTest(self, test, subtest, err):
+        super().addSubTest(test, subtest, self.told(test, err) if err else err)
+
+
+def main():
+    PageTest.program = sys.argv.pop(1)
+    for name in list(os.environ):
+        if name.lower().endswith("_proxy"):
+            del os.environ[name]
+    unittest.main(testRunner=unittest.TextTestRunner(resultclass=_Result, verbosity=2))
