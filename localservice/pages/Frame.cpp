@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <optional>
 
 namespace localservice {
 
@@ -41,6 +42,25 @@ std::string nameOf(const Person& person)
     return name.empty() ? person.email : name;
 }
 
+std::optional<std::string> marked(bool current)
+{
+    return current ? std::optional<std::string>("page") : std::nullopt;
+}
+
+void writeHeading(Html& html, const Head& head)
+{
+    if (!head.upPath.empty()) {
+        const auto up = html.in("p", {{"class", "up"}});
+        html.leaf("a", {{"href", head.upPath}}, "‹ " + head.upName);
+    }
+    const auto heading = html.in("div", {{"class", "heading"}});
+    html.leaf("h1", head.title);
+    if (!head.actions)
+        return;
+    const auto actions = html.in("div", {{"class", "actions"}});
+    head.actions(html);
+}
+
 void writeHead(Html& html, const Head& head)
 {
     const auto element = html.in("head");
@@ -56,19 +76,22 @@ void writeNavigation(Html& html, const Visit& visit, Section here)
 {
     const auto header = html.in("header", {{"class", "site"}});
     {
+        const auto brand = html.in("a", {{"class", "brand"}, {"href", "/daily"}});
+        html.empty("img", {{"src", assetPath("icon.svg")}, {"alt", ""}, {"width", 28}, {"height", 28}});
+        html.text("Quillon");
+    }
+    {
         const auto navigation = html.in("nav", {{"aria-label", "Site"}});
         const auto list = html.in("ul");
         for (const auto& place : places) {
             if (place.section == Section::People && !visit.person.admin)
                 continue;
             const auto item = html.in("li");
-            html.leaf("a", {{"href", place.path}, {"aria-current", place.section == here ? "page" : "false"}},
-                      place.name);
+            html.leaf("a", {{"href", place.path}, {"aria-current", marked(place.section == here)}}, place.name);
         }
     }
     const auto who = html.in("div", {{"class", "who"}});
-    html.leaf("a", {{"href", "/account"}, {"aria-current", here == Section::Account ? "page" : "false"}},
-              nameOf(visit.person));
+    html.leaf("a", {{"href", "/account"}, {"aria-current", marked(here == Section::Account)}}, nameOf(visit.person));
     const auto form = formTo(html, visit, "/sign-out");
     html.leaf("button", {{"class", "quiet"}}, "Sign Out");
 }
@@ -98,12 +121,12 @@ Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)
         const auto body = html.in("body");
         html.leaf("a", {{"class", "skip"}, {"href", "#content"}}, "Skip to the content");
         writeNavigation(html, visit, head.section);
-        const auto main = html.in("main", {{"id", "content"}});
+        const auto main = html.in("main", {{"id", "content"}, {"tabindex", -1}});
         for (const auto& note : notes) {
             if (visit.query.text("note") == note.name)
                 html.leaf("p", {{"class", "note"}, {"role", "status"}}, note.text);
         }
-        html.leaf("h1", head.title);
+        writeHeading(html, head);
         content(html);
     }
     return asReply(head.status, html);

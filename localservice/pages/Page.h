@@ -44,6 +44,9 @@ struct Head
     std::string title; ///< of the window and the page: "Projects"
     Section section = Section::None;
     int status = 200;
+    std::function<void(Html&)> actions = {}; ///< links and forms beside the heading
+    std::string upPath = {};                 ///< the page above this one
+    std::string upName = {};                 ///< and its name: "Projects"
 };
 
 /// A page in the site's frame: navigation, heading, what happened last, and the content.
