@@ -288,11 +288,11 @@ Reply whoAmI(const Person& person)
     return {200, xml.document()};
 }
 
-Reply removed(const tl::expected<Id, Problem>& outcome)
+Reply removed(const tl::expected<Id, Refusal>& outcome)
 {
     // Gone is what was asked for, whoever was first.
-    if (!outcome && outcome.error().kind != "NotFound")
-        return failure(outcome.error());
+    if (!outcome && outcome.error().problem.kind != "NotFound")
+        return failure(outcome.error().problem);
     XmlWriter xml;
     xml.open("result");
     xml.close();
@@ -380,6 +380,10 @@ Reply Api::answerTo(const Person& person, const Request& request)
     const auto number = [&](std::size_t index) { return idIn(path[index]); };
     const auto body = [&](std::string_view root) { return RequestBody::read(request.body, root); };
     const Problem unreadable{500, "Validation", "The request body cannot be read."};
+    const auto fields = [&]() -> tl::expected<EntryFields, Problem> {
+        const auto read = body("request");
+        return read ? EntryFields::read(*read) : tl::unexpected(unreadable);
+    };
     Timesheet timesheet(m_storage, person, now);
 
     if (is("GET", {"account", "who_am_i"}))
@@ -393,20 +397,21 @@ Reply Api::answerTo(const Person& person, const Request& request)
         return day ? daily(m_storage, person, now, *day, isSlim(request)) : notFound();
     }
     if (is("POST", {"daily", "add"})) {
-        const auto fields = body("request");
-        return fields ? wrapped("add", timesheet.add(*fields), now) : failure(unreadable);
+        return wrapped("add", fields().and_then([&](const auto& entry) { return timesheet.add(entry); }), now);
     }
     if (is("GET", {"daily", "timer", "#"}))
         return wrapped("timer", timesheet.toggle(number(2)), now);
     if (is("POST", {"daily", "update", "#"})) {
-        const auto fields = body("request");
-        return fields ? wrapped("add", timesheet.update(number(2), *fields), now) : failure(unreadable);
+        const auto change = [&](const auto& entry) {
+            return timesheet.update(number(2), entry).map_error([](const Refusal& refusal) { return refusal.problem; });
+        };
+        return wrapped("add", fields().and_then(change), now);
     }
     if (is("GET", {"daily", "delete", "#"}) || is("DELETE", {"daily", "delete", "#"}))
         return removed(timesheet.remove(number(2)));
     if (is("POST", {"hc", "day_entry", "#"})) {
-        const auto fields = body("day_entry");
-        return fields ? synchronized(timesheet.synchronize(number(2), *fields), now) : failure(unreadable);
+        const auto known = body("day_entry");
+        return known ? synchronized(timesheet.synchronize(number(2), *known), now) : failure(unreadable);
     }
     if (is("GET", {"clients"}))
         return list(m_storage, person, clientList());

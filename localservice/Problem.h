@@ -4,12 +4,14 @@
 
 namespace localservice {
 
-/// Why a request was not carried out: the HTTP status, one word for programs and a sentence for people.
+/// Why a request was not carried out: the HTTP status, one word for programs, a sentence for people, and the field of
+/// a page's form that it is about, if it is about one.
 struct Problem
 {
     int status = 500;
     std::string kind;
     std::string message;
+    std::string field = {};
 };
 
 } // namespace localservice

@@ -11,18 +11,14 @@ namespace {
 
 constexpr Seconds longestEntry = Seconds{24} * 3600;
 
-tl::unexpected<Problem> invalid(std::string message)
+tl::unexpected<Problem> invalid(std::string message, std::string field)
 {
-    return tl::unexpected(Problem{500, "Validation", std::move(message)});
+    return tl::unexpected(Problem{500, "Validation", std::move(message), std::move(field)});
 }
 
-/// A field with text in it; an empty one counts as missing.
-std::optional<std::string> filled(const RequestBody& body, const std::string& name)
+Problem staleEntry()
 {
-    auto text = body.field(name);
-    if (text && text->find_first_not_of(" \t\r\n") == std::string::npos)
-        text.reset();
-    return text;
+    return {409, "Conflict", "This entry has been updated since."};
 }
 
 Seconds exactSeconds(double hours)
@@ -53,9 +49,12 @@ bool looksLike(Seconds typed, Seconds actual)
 
 constexpr const char* selectEntry =
     "SELECT e.id, e.person_id, e.project_id, e.task_id, p.name, c.name, t.name, e.spent_at, e.notes, e.seconds,"
-    " e.timer_started, e.started_at, e.ended_at, e.locked_reason, e.billed, e.created_at, e.updated_at"
+    " e.timer_started, e.started_at, e.ended_at, e.locked_reason, e.billed, e.created_at, e.updated_at, p.code,"
+    " p.billable AND COALESCE(o.billable, 1)"
     " FROM entries e JOIN projects p ON p.id = e.project_id JOIN clients c ON c.id = p.client_id"
-    " JOIN tasks t ON t.id = e.task_id WHERE e.person_id = ?";
+    " JOIN tasks t ON t.id = e.task_id"
+    " LEFT JOIN task_assignments o ON o.project_id = e.project_id AND o.task_id = e.task_id"
+    " WHERE e.person_id = ?";
 
 template <typename T>
 std::optional<T> optionalNumber(const SQLite::Column& column)
@@ -84,6 +83,8 @@ Entry entryOf(SQLite::Statement& row)
     entry.billed = row.getColumn(14).getInt() != 0;
     entry.created = row.getColumn(15).getInt64();
     entry.updated = row.getColumn(16).getInt64();
+    entry.projectCode = row.getColumn(17).getString();
+    entry.billable = row.getColumn(18).getInt() != 0;
     return entry;
 }
 
@@ -128,17 +129,17 @@ public:
                                             " WHERE p.id = ? AND p.account_id = ?");
         SQLite::bind(query, m_person.id, task, project, m_person.account);
         if (!query.executeStep())
-            return invalid("This project does not exist.");
+            return invalid("This project does not exist.", "booking");
         if (query.getColumn(0).getInt() == 0)
-            return invalid("This project has been archived.");
+            return invalid("This project has been archived.", "booking");
         if (query.getColumn(1).isNull())
-            return invalid("You are not assigned to this project.");
+            return invalid("You are not assigned to this project.", "booking");
         if (query.getColumn(2).isNull())
-            return invalid("This task does not exist.");
+            return invalid("This task does not exist.", "booking");
         if (query.getColumn(3).isNull())
-            return invalid("This task is not offered on the project.");
+            return invalid("This task is not offered on the project.", "booking");
         if (query.getColumn(4).getInt() == 0)
-            return invalid("This task has been archived.");
+            return invalid("This task has been archived.", "booking");
         return {};
     }
 
@@ -216,74 +217,22 @@ private:
     const Seconds m_now;
 };
 
-/// The clock time in a field: absent, unreadable (a problem) or a time.
-tl::expected<std::optional<Minutes>, Problem> clockField(const RequestBody& body, const std::string& name,
-                                                         const std::string& what)
-{
-    const auto text = filled(body, name);
-    if (!text)
-        return std::nullopt;
-    const auto minutes = readClock(*text);
-    if (!minutes)
-        return invalid("The " + what + " time cannot be read.");
-    return minutes;
-}
-
-/// Everything a request may say about an entry, read and checked by itself.
-struct Fields
-{
-    std::optional<Id> project;
-    std::optional<Id> task;
-    std::optional<Day> day;
-    std::optional<std::string> notes;
-    std::optional<double> hours;
-    std::optional<Minutes> startedAt;
-    std::optional<Minutes> endedAt;
-
-    static tl::expected<Fields, Problem> read(const RequestBody& body)
-    {
-        Fields fields;
-        fields.notes = body.field("notes");
-        if (const auto text = filled(body, "project_id"))
-            fields.project = idIn(*text);
-        if (const auto text = filled(body, "task_id"))
-            fields.task = idIn(*text);
-        if (const auto text = filled(body, "spent_at")) {
-            fields.day = readDay(*text);
-            if (!fields.day)
-                return invalid("The date cannot be read.");
-        }
-        if (const auto text = filled(body, "hours")) {
-            fields.hours = readHours(*text);
-            if (!fields.hours)
-                return invalid("The hours cannot be read.");
-        }
-        const auto started = clockField(body, "started_at", "start");
-        const auto ended = clockField(body, "ended_at", "end");
-        if (!started || !ended)
-            return tl::unexpected(!started ? started.error() : ended.error());
-        fields.startedAt = *started;
-        fields.endedAt = *ended;
-        return fields;
-    }
-};
-
 tl::expected<Seconds, Problem> span(Minutes start, Minutes end)
 {
     if (end < start)
-        return invalid("The end time is before the start time.");
+        return invalid("The end time is before the start time.", "ended");
     return Seconds{60} * (end - start);
 }
 
 tl::expected<void, Problem> checkLength(Seconds seconds)
 {
     if (seconds > longestEntry)
-        return invalid("An entry cannot have more than 24 hours.");
+        return invalid("An entry cannot have more than 24 hours.", "hours");
     return {};
 }
 
 /// The new entry's time in an account with timestamp timers. Answers the moment its timer runs from, if it runs.
-tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const Fields& fields, Seconds now)
+tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const EntryFields& fields, Seconds now)
 {
     const bool timed = fields.startedAt.has_value();
     if (timed && fields.endedAt) {
@@ -306,19 +255,19 @@ tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const Field
         return now;
     const Seconds since = momentOf(entry.day, *entry.startedAt);
     if (since > now)
-        return invalid("The start time is later than now.");
+        return invalid("The start time is later than now.", "started");
     return since;
 }
 
 /// Applies typed hours to an existing entry. People edit notes far more often than hours, and clients send the rounded
 /// hours along each time: hours that were not touched leave the exact time, and a running timer, as they are.
-tl::expected<void, Problem> setHours(Entry& entry, double hours, Seconds now)
+tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Seconds now)
 {
-    const Seconds typed = typedSeconds(hours);
+    const Seconds typed = typedSeconds(fields.hours.value_or(0));
     const Seconds actual = entry.total(now);
     // What was shown of a running timer may be a minute old by the time it is sent back.
     const bool justShown = entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60));
-    if (looksLike(typed, actual) || justShown)
+    if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
     if (const auto allowed = checkLength(typed); !allowed)
         return allowed;
@@ -330,7 +279,7 @@ tl::expected<void, Problem> setHours(Entry& entry, double hours, Seconds now)
 
 /// Applies start and end time to an existing entry. Times that were not touched leave its hours alone: a timer that
 /// was stopped and started again has fewer than lie between its first start and its last end.
-tl::expected<void, Problem> changeTimes(Entry& entry, const Fields& fields, Seconds now)
+tl::expected<void, Problem> changeTimes(Entry& entry, const EntryFields& fields, Seconds now)
 {
     if (entry.timerStarted) {
         // The end of a running timer is in the future; what a client sends of it is left over from an earlier stop.
@@ -338,7 +287,7 @@ tl::expected<void, Problem> changeTimes(Entry& entry, const Fields& fields, Seco
             return {};
         const Seconds earlier = Seconds{60} * (*entry.startedAt - *fields.startedAt);
         if (entry.total(now) + earlier < 0)
-            return invalid("The start time is later than now.");
+            return invalid("The start time is later than now.", "started");
         entry.base += earlier;
         if (entry.base < 0) {
             *entry.timerStarted -= entry.base;
@@ -354,8 +303,8 @@ tl::expected<void, Problem> changeTimes(Entry& entry, const Fields& fields, Seco
         if (!length)
             return tl::unexpected(length.error());
         entry.base = *length;
-    } else if (!(start && end) && fields.hours) {
-        if (const auto set = setHours(entry, *fields.hours, now); !set)
+    } else if (!(start && end) && fields.hoursTouched.value_or(fields.hours.has_value())) {
+        if (const auto set = setHours(entry, fields, now); !set)
             return set;
     }
     entry.startedAt = start;
@@ -372,38 +321,45 @@ Timesheet::Timesheet(Storage& storage, const Person& person, Seconds now)
 
 tl::expected<std::vector<Entry>, Problem> Timesheet::day(Day day)
 {
+    return days(day, day);
+}
+
+tl::expected<std::vector<Entry>, Problem> Timesheet::days(Day first, Day last)
+{
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<std::vector<Entry>, Problem> {
         std::vector<Entry> entries;
-        SQLite::Statement query(database, std::string(selectEntry) + " AND e.spent_at = ? ORDER BY e.id");
-        SQLite::bind(query, m_person.id, isoDayText(day));
+        SQLite::Statement query(database, std::string(selectEntry) + " AND e.spent_at BETWEEN ? AND ? ORDER BY e.id");
+        SQLite::bind(query, m_person.id, isoDayText(first), isoDayText(last));
         while (query.executeStep())
             entries.push_back(entryOf(query));
         return entries;
     });
 }
 
-tl::expected<Entry, Problem> Timesheet::add(const RequestBody& body)
+tl::expected<Entry, Problem> Timesheet::entry(Id id)
 {
-    const auto fields = Fields::read(body);
-    if (!fields)
-        return tl::unexpected(fields.error());
+    return m_storage.look([&](SQLite::Database& database) { return Ledger(database, m_person, m_now).find(id); });
+}
+
+tl::expected<Entry, Problem> Timesheet::add(const EntryFields& fields)
+{
     return m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
         Ledger ledger(database, m_person, m_now);
-        if (const auto offered = ledger.checkOffer(fields->project.value_or(0), fields->task.value_or(0)); !offered)
+        if (const auto offered = ledger.checkOffer(fields.project.value_or(0), fields.task.value_or(0)); !offered)
             return tl::unexpected(offered.error());
         Entry entry;
-        entry.project = *fields->project;
-        entry.task = *fields->task;
-        entry.day = fields->day.value_or(localDay(m_now));
-        entry.notes = fields->notes.value_or("");
+        entry.project = *fields.project;
+        entry.task = *fields.task;
+        entry.day = fields.day.value_or(localDay(m_now));
+        entry.notes = fields.notes.value_or("");
         std::optional<Seconds> runsSince;
         if (m_person.timestampTimers) {
-            const auto times = setTimes(entry, *fields, m_now);
+            const auto times = setTimes(entry, fields, m_now);
             if (!times)
                 return tl::unexpected(times.error());
             runsSince = *times;
         } else {
-            entry.base = typedSeconds(fields->hours.value_or(0));
+            entry.base = typedSeconds(fields.hours.value_or(0));
             if (entry.base == 0)
                 runsSince = m_now;
         }
@@ -417,10 +373,20 @@ tl::expected<Entry, Problem> Timesheet::add(const RequestBody& body)
 
 tl::expected<Entry, Problem> Timesheet::toggle(Id id)
 {
+    return setTimer(id, std::nullopt);
+}
+
+tl::expected<Entry, Problem> Timesheet::setRunning(Id id, bool running)
+{
+    return setTimer(id, running);
+}
+
+tl::expected<Entry, Problem> Timesheet::setTimer(Id id, std::optional<bool> wanted)
+{
     return m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
         Ledger ledger(database, m_person, m_now);
         auto entry = ledger.find(id);
-        if (!entry)
+        if (!entry || wanted == entry->timerStarted.has_value())
             return entry;
         if (entry->timerStarted) {
             ledger.stopTimer(*entry);
@@ -435,18 +401,19 @@ tl::expected<Entry, Problem> Timesheet::toggle(Id id)
     });
 }
 
-tl::expected<Entry, Problem> Timesheet::update(Id id, const RequestBody& body)
+tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields, std::optional<Seconds> known)
 {
-    const auto fields = Fields::read(body);
-    if (!fields)
-        return tl::unexpected(fields.error());
-    return m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
+    std::optional<Entry> current;
+    auto result = m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
         Ledger ledger(database, m_person, m_now);
         auto entry = ledger.findUnlocked(id);
         if (!entry)
             return entry;
-        const Id project = fields->project.value_or(entry->project);
-        const Id task = fields->task.value_or(entry->task);
+        current = *entry;
+        if (known && *known != entry->updated)
+            return tl::unexpected(staleEntry());
+        const Id project = fields.project.value_or(entry->project);
+        const Id task = fields.task.value_or(entry->task);
         // An entry may stay where nothing new may be booked.
         if (project != entry->project || task != entry->task) {
             if (const auto offered = ledger.checkOffer(project, task); !offered)
@@ -454,36 +421,46 @@ tl::expected<Entry, Problem> Timesheet::update(Id id, const RequestBody& body)
         }
         entry->project = project;
         entry->task = task;
-        entry->day = fields->day.value_or(entry->day);
-        entry->notes = fields->notes.value_or(entry->notes);
+        entry->day = fields.day.value_or(entry->day);
+        entry->notes = fields.notes.value_or(entry->notes);
         // Clients leave hours of 0 out. In a request that names everything else of a finished entry, that means 0.
-        const bool zero = !fields->hours && fields->project && fields->task && fields->day && fields->notes;
+        const bool zero = !entry->timerStarted && fields.project && fields.task && fields.day && fields.notes;
         tl::expected<void, Problem> set;
         if (m_person.timestampTimers)
-            set = changeTimes(*entry, *fields, m_now);
-        else if (fields->hours || (zero && !entry->timerStarted))
-            set = setHours(*entry, fields->hours.value_or(0), m_now);
+            set = changeTimes(*entry, fields, m_now);
+        else if (fields.hoursTouched.value_or(fields.hours || zero))
+            set = setHours(*entry, fields, m_now);
         if (!set)
             return tl::unexpected(set.error());
         return ledger.save(*entry);
     });
+    if (!result)
+        return tl::unexpected(Refusal{result.error(), result.error().status == 409 ? current : std::nullopt});
+    return *result;
 }
 
-tl::expected<Id, Problem> Timesheet::remove(Id id)
+tl::expected<Id, Refusal> Timesheet::remove(Id id, std::optional<Seconds> known)
 {
-    return m_storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
+    std::optional<Entry> current;
+    auto result = m_storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
         Ledger ledger(database, m_person, m_now);
         auto entry = ledger.findUnlocked(id);
         if (!entry)
             return tl::unexpected(entry.error());
+        current = *entry;
+        if (known && *known != entry->updated)
+            return tl::unexpected(staleEntry());
         ledger.erase(id);
         return id;
     });
+    if (!result)
+        return tl::unexpected(Refusal{result.error(), result.error().status == 409 ? current : std::nullopt});
+    return *result;
 }
 
 tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& body)
 {
-    const auto fields = Fields::read(body);
+    const auto fields = EntryFields::read(body);
     const auto known = readMoment(body.field("updated_at").value_or(""));
     const auto state = body.field("timer_state").value_or("");
     if (!fields)
@@ -503,7 +480,7 @@ tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& bo
             return tl::unexpected(Problem{410, "Gone", "This entry no longer exists."});
         current = *entry;
         if (entry->updated > *known)
-            return tl::unexpected(Problem{409, "Conflict", "This entry has been updated since."});
+            return tl::unexpected(staleEntry());
         if (const auto unlocked = ledger.findUnlocked(id); !unlocked)
             return unlocked;
         const Seconds before = entry->total(m_now);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Database.h"
+#include "EntryFields.h"
 #include "Person.h"
 #include "Problem.h"
 #include "RequestBody.h"
@@ -20,6 +21,7 @@ struct Entry
     Id project = 0;
     Id task = 0;
     std::string projectName;
+    std::string projectCode;
     std::string clientName;
     std::string taskName;
     Day day;
@@ -29,6 +31,7 @@ struct Entry
     std::optional<Minutes> startedAt;    ///< clock times, in accounts with timestamp timers
     std::optional<Minutes> endedAt;
     std::optional<std::string> lockedReason;
+    bool billable = false; ///< the project is, and the task on it
     bool billed = false;
     Seconds created = 0;
     Seconds updated = 0;
@@ -37,7 +40,7 @@ struct Entry
     Seconds total(Seconds now) const { return base + (timerStarted && now > *timerStarted ? now - *timerStarted : 0); }
 };
 
-/// The entry, or why not. A stale synchronisation also carries the entry as it is.
+/// The entry, or why not. What was refused for being stale also carries the entry as it is.
 struct Refusal
 {
     Problem problem;
@@ -52,19 +55,27 @@ public:
     Timesheet(Storage& storage, const Person& person, Seconds now);
 
     tl::expected<std::vector<Entry>, Problem> day(Day day);
+    /// Everything from the first day to the last.
+    tl::expected<std::vector<Entry>, Problem> days(Day first, Day last);
+    tl::expected<Entry, Problem> entry(Id id);
 
     /// With hours: a finished entry. Without, or with 0: a running timer. Accounts with timestamp timers go by start
     /// and end time: a start without an end runs.
-    tl::expected<Entry, Problem> add(const RequestBody& body);
+    tl::expected<Entry, Problem> add(const EntryFields& fields);
     /// Stops the entry's timer if it runs, else starts it. The entry stays on its day.
     tl::expected<Entry, Problem> toggle(Id id);
-    tl::expected<Entry, Problem> update(Id id, const RequestBody& body);
-    tl::expected<Id, Problem> remove(Id id);
+    /// The same for somebody who said which; what is so already stays so.
+    tl::expected<Entry, Problem> setRunning(Id id, bool running);
+    /// `known` is the update time that the person has seen: an entry that has changed since is refused (409).
+    tl::expected<Entry, Refusal> update(Id id, const EntryFields& fields, std::optional<Seconds> known = {});
+    tl::expected<Id, Refusal> remove(Id id, std::optional<Seconds> known = {});
     /// Sets hours and timer state, unless the entry has changed since the update time that the request carries (409)
     /// or is gone (410).
     tl::expected<Entry, Refusal> synchronize(Id id, const RequestBody& body);
 
 private:
+    tl::expected<Entry, Problem> setTimer(Id id, std::optional<bool> wanted);
+
     Storage& m_storage;
     const Person& m_person;
     const Seconds m_now;
