@@ -21,7 +21,7 @@ public:
     /// Ends the service, in well under a second.
     virtual ~EmbeddedService() = default;
 
-    /// Starts it on this machine alone, and makes `password` the account's. Blocks for as long as a slow hash takes.
+    /// Starts it on this machine alone, and lets `password` in for this run, beside whatever password its owner has.
     /// Once, on any thread. The error is a sentence for people.
     virtual tl::expected<Account, QString> start(const QString& password) = 0;
 };

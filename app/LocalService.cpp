@@ -25,15 +25,14 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
 
     localservice::Service::Options options;
     options.dataFile = (folder + u"/LocalService.sqlite"_s).toStdString();
+    options.ownerPassword = password.toStdString();
     m_service.emplace(std::move(options));
     const auto database = m_service->database();
     if (!database)
         return failed(database.error());
-    const auto sample = (*database)->ensureSampleAccount("you@localhost", ::Account);
+    const auto sample = (*database)->ensureSampleAccount("you@localhost", ::Account, localservice::FirstPassword::None);
     if (!sample)
         return failed(sample.error());
-    if (const auto set = (*database)->setPassword(::Account, sample->email, password.toStdString()); !set)
-        return failed(set.error());
     const auto port = m_service->start();
     if (!port)
         return failed(port.error());

@@ -12,7 +12,8 @@ namespace localservice {
 class Api final
 {
 public:
-    Api(Storage& storage, Clock clock, SignInThrottle& throttle);
+    /// `ownerPassword`: see Service::Options.
+    Api(Storage& storage, Clock clock, SignInThrottle& throttle, std::string_view ownerPassword);
 
     Reply answer(const Request& request);
 
@@ -25,6 +26,7 @@ private:
     Clock m_clock;
     SignInThrottle& m_throttle;
     PasswordCheck m_passwords;
+    std::string m_ownerDigest;
 };
 
 } // namespace localservice

@@ -133,8 +133,10 @@ bool PasswordCheck::fits(std::string_view password, const std::string& storedHas
             return true;
     }
     const auto saltEnd = storedHash.find('$', scheme.size());
-    if (storedHash.compare(0, scheme.size(), scheme) != 0 || saltEnd == std::string::npos)
+    if (storedHash.compare(0, scheme.size(), scheme) != 0 || saltEnd == std::string::npos) {
+        fitsNobody(password);
         return false;
+    }
     const std::lock_guard hashing(m_hashing);
     const auto actual = hashed(password, storedHash.substr(scheme.size(), saltEnd - scheme.size()));
     if (!actual || actual->size() != storedHash.size() ||

@@ -249,6 +249,11 @@ Result<void> Database::setPassword(const std::string& subdomain, const std::stri
     if (!hash)
         return tl::unexpected(noHash);
     return done(m_storage->change([&](auto& database) {
+        SQLite::Statement end(database,
+                              "DELETE FROM sessions WHERE person_id IN (SELECT p.id FROM people p"
+                              " JOIN accounts a ON a.id = p.account_id WHERE p.email = ? AND a.subdomain = ?)");
+        SQLite::bind(end, email, subdomain);
+        end.exec();
         return update(database,
                       "UPDATE people SET password_hash = ? WHERE email = ?"
                       " AND account_id = (SELECT id FROM accounts WHERE subdomain = ?)",
@@ -292,26 +297,28 @@ Result<void> Database::setBilled(Id entry, bool billed)
     }));
 }
 
-Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, const std::string& subdomain)
+Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, const std::string& subdomain,
+                                                    FirstPassword first)
 {
     using Found = tl::expected<SampleAccount, Problem>;
     const auto find = [&](SQLite::Database& database) -> Found {
-        SQLite::Statement query(database, "SELECT a.id, p.id, p.email FROM accounts a JOIN people p"
-                                          " ON p.account_id = a.id WHERE a.subdomain = ? ORDER BY p.id LIMIT 1");
+        SQLite::Statement query(database,
+                                "SELECT a.id, p.id, p.email, p.password_hash <> '' FROM accounts a JOIN people p"
+                                " ON p.account_id = a.id WHERE a.subdomain = ? ORDER BY p.id LIMIT 1");
         SQLite::bind(query, subdomain);
         if (!query.executeStep())
             return SampleAccount{};
         return SampleAccount{query.getColumn(0).getInt64(), query.getColumn(1).getInt64(),
-                             query.getColumn(2).getString(), std::nullopt};
+                             query.getColumn(2).getString(), std::nullopt, query.getColumn(3).getInt() != 0};
     };
     const auto text = [](const Problem& problem) { return problem.message; };
     auto found = m_storage->look(find);
     if (!found || found->account != 0)
         return std::move(found).map_error(text);
 
-    const auto password = randomPassword();
+    const auto password = first == FirstPassword::Made ? randomPassword() : std::nullopt;
     const auto hash = password ? hashOfPassword(*password) : std::nullopt;
-    if (!hash)
+    if (!hash && first == FirstPassword::Made)
         return tl::unexpected(noHash);
     return m_storage
         ->change([&](SQLite::Database& database) -> Found {
@@ -320,9 +327,10 @@ Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, co
             if (sample && sample->account == 0) {
                 sample->account = insertAccount(database, {subdomain, "Sample Account"});
                 sample->email = email;
-                sample->person =
-                    insertPerson(database, {sample->account, email, {}, "Sample", "Person", true, 0}, *hash);
+                sample->person = insertPerson(database, {sample->account, email, {}, "Sample", "Person", true, 0},
+                                              hash.value_or(""));
                 sample->password = password;
+                sample->hasPassword = password.has_value();
                 insertSampleCatalog(database, sample->account, sample->person);
             }
             return sample;

@@ -57,6 +57,14 @@ struct SampleAccount
     std::string email; ///< the owner's, by which the account is signed in to
     /// The password given to the person, once, when the account was made; only its hash is stored.
     std::optional<std::string> password;
+    bool hasPassword = false; ///< else nobody can sign in by one
+};
+
+/// Whether the owner of a new account gets a password, or none until they choose one on the pages.
+enum class FirstPassword
+{
+    Made,
+    None,
 };
 
 class Storage;
@@ -82,6 +90,7 @@ public:
     /// Lets a person book time on a project; answers the assignment's id.
     Result<Id> assignPerson(Id project, Id person, double rate = 0);
 
+    /// Ends the sessions of that person, too.
     Result<void> setPassword(const std::string& subdomain, const std::string& email, const std::string& password);
     /// An archived project keeps its entries and takes no new ones.
     Result<void> setProjectActive(Id project, bool active);
@@ -93,7 +102,8 @@ public:
 
     /// The account of that subdomain and its owner, the first person in it. When there is none it is made, owned by
     /// `email`, with a small sample catalog.
-    Result<SampleAccount> ensureSampleAccount(const std::string& email, const std::string& subdomain = "local");
+    Result<SampleAccount> ensureSampleAccount(const std::string& email, const std::string& subdomain = "local",
+                                              FirstPassword first = FirstPassword::Made);
 
     Storage& storage() { return *m_storage; }
 

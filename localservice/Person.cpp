@@ -32,6 +32,15 @@ std::optional<Person> personByEmail(SQLite::Database& database, const std::strin
     return only(query);
 }
 
+std::optional<Person> ownerOf(SQLite::Database& database, const std::string& subdomain)
+{
+    SQLite::Statement query(
+        database, std::string(selectPerson) +
+                      "p.id = (SELECT MIN(o.id) FROM people o WHERE o.account_id = a.id) AND a.subdomain = ?");
+    query.bind(1, subdomain);
+    return only(query);
+}
+
 std::optional<Person> personById(SQLite::Database& database, Id id)
 {
     SQLite::Statement query(database, std::string(selectPerson) + "p.id = ?");

@@ -31,6 +31,9 @@ struct Person
 /// the only account there is, as there mostly is just one.
 std::optional<Person> personByEmail(SQLite::Database& database, const std::string& email, const std::string& subdomain);
 
+/// The owner of the account of that subdomain: the first person in it, unless archived.
+std::optional<Person> ownerOf(SQLite::Database& database, const std::string& subdomain);
+
 /// The person of that number, unless archived.
 std::optional<Person> personById(SQLite::Database& database, Id id);
 

@@ -32,7 +32,7 @@ public:
             if (!opened)
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);
-            m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle);
+            m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle, m_options.ownerPassword);
             m_site = std::make_unique<Site>(m_database->storage(), m_clock, m_throttle);
         }
         return m_database.get();

@@ -24,7 +24,10 @@ public:
         std::string address = "127.0.0.1"; ///< a numeric loopback address
         std::uint16_t port = 0;            ///< 0 takes a free one
         Clock clock = {};                  ///< the system's clock when empty
-        bool recordRequests = false;       ///< keep what `requests` answers, passwords included: for tests
+        /// Signs the program that brings this service in as an account's owner, whatever e-mail it sends and whatever
+        /// password the owner has or has not: for XML alone, not for pages. Too random to be guessed; none when empty.
+        std::string ownerPassword = {};
+        bool recordRequests = false; ///< keep what `requests` answers, passwords included: for tests
     };
 
     /// Whether `address` is numeric and reaches this machine only. The service listens on no other.

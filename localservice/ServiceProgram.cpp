@@ -84,7 +84,7 @@ Result<void> ServiceProgram::prepareAccount(Service& service)
     auto sample = (*database)->ensureSampleAccount(firstEmail, subdomain);
     if (!sample)
         return tl::unexpected(sample.error());
-    if (m_resetPassword && !sample->password) {
+    if (!sample->password && (m_resetPassword || !sample->hasPassword)) {
         sample->password = randomPassword();
         if (!sample->password)
             return tl::make_unexpected("there are no random numbers for a password");

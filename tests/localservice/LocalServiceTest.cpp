@@ -67,6 +67,7 @@ private slots:
     void sharesNoPort();
     void keepsItsFileToItself();
     void samplesAreMadeOnce();
+    void theProgramSignsInBesideItsOwner();
     void refusesUnusableFiles();
 };
 
@@ -363,6 +364,33 @@ void LocalServiceTest::samplesAreMadeOnce()
     QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Host: 127.0.0.1:1"_s}).status, 200);
     QVERIFY((*database)->setPassword("local", "me@example.com", "mine"));
     QCOMPARE(client.get(u"/daily"_s).status, 401);
+}
+
+void LocalServiceTest::theProgramSignsInBesideItsOwner()
+{
+    QTemporaryDir folder;
+    localservice::Service service(
+        {.dataFile = folder.filePath(u"x.sqlite"_s).toStdString(), .ownerPassword = "made for this run"});
+    const auto database = service.database();
+    QVERIFY(database);
+    const auto sample = (*database)->ensureSampleAccount("me@localhost", "local", localservice::FirstPassword::None);
+    QVERIFY(sample && !sample->password && !sample->hasPassword);
+    const auto bob = (*database)->addPerson({sample->account, "bob@localhost", "secret of bob"});
+    QVERIFY(bob && service.start());
+    const auto who = [&](const QString& email, const QString& password) {
+        HttpClient client(QString::fromStdString(service.url("local")), email, password);
+        const auto answer = client.get(u"/account/who_am_i"_s);
+        return answer.status == 200 ? answer.text(u"email"_s) : QString::number(answer.status);
+    };
+    QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
+    QCOMPARE(who(u"old@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
+    QCOMPARE(who(u"me@localhost"_s, QString()), u"401"_s);
+    QCOMPARE(who(u"bob@localhost"_s, u"secret of bob"_s), u"bob@localhost"_s);
+
+    QVERIFY((*database)->setPassword("local", "me@localhost", "mine"));
+    QVERIFY((*database)->ensureSampleAccount("me@localhost")->hasPassword);
+    QCOMPARE(who(u"me@localhost"_s, u"mine"_s), u"me@localhost"_s);
+    QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
 }
 
 void LocalServiceTest::refusesUnusableFiles()
