@@ -59,8 +59,10 @@ bool isFromHere(const Request& request)
 /// A path of this site, and of no other: what a sign-in goes on to.
 std::string pathHere(std::string_view target)
 {
-    const bool here = target.starts_with('/') && !target.starts_with("//") && !target.starts_with("/\\") &&
-                      !target.starts_with(signInPath);
+    // Browsers take "\\" for "/" and drop control characters, after which "//" would lead to another host.
+    const bool plain =
+        std::all_of(target.begin(), target.end(), [](char c) { return c > ' ' && c < '\x7f' && c != '\\'; });
+    const bool here = plain && target.starts_with('/') && !target.starts_with("//") && !target.starts_with(signInPath);
     return here ? std::string(target) : "/daily";
 }
 

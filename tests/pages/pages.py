@@ -164,7 +164,7 @@ class Pages:
             return [...(root || document).querySelectorAll("input:not([type=hidden]), select, textarea")].filter(e =>
                 e.checkVisibility() && [e.getAttribute("aria-label"), ...[...e.labels].map(l => {
                     const copy = l.cloneNode(true);
-                    copy.querySelectorAll("input, select, textarea").forEach(inner => inner.remove());
+                    copy.querySelectorAll("input, select, textarea, .faint").forEach(inner => inner.remove());
                     return copy.textContent;
                 })].some(text => text && tidy(text) === label));""", label, root)
         assert len(found) == 1, f"{len(found)} fields labelled {label}"

@@ -23,6 +23,16 @@ class SignIn(pages.PageTest):
         self.open("/projects")
         self.assertEqual(self.heading, "Sign In")
 
+    def test_leads_to_this_site_only(self):
+        for target in ("javascript:alert(1)", "https:evil.example", "//evil.example/", "/%5Cevil.example",
+                       "/%09/evil.example", "/%0A/evil.example", "/%0D%0ASet-Cookie:hit=1", "/daily%00"):
+            form = f"email=ann@example.com&password=secret&to={target}"
+            status, headers, _ = self.request("POST", "/sign-in", form, {
+                "Content-Type": "application/x-www-form-urlencoded", "Origin": self.host.url()})
+            self.assertEqual((status, headers["location"]), (303, "/daily"), target)
+            self.assertIn("; HttpOnly; SameSite=", headers["set-cookie"])
+            self.assertNotIn("hit=1", headers["set-cookie"])
+
     def test_holds_twelve_hours_without_use_and_over_a_restart(self):
         self.sign_in()
         self.host.pass_time(hours=11)
