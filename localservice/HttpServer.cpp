@@ -1,12 +1,14 @@
 #include "HttpServer.h"
 
+#include "ConnectionPool.h"
+#include "Peer.h"
+#include "Tls.h"
+
 #include <httplib.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fcntl.h>
-#include <netdb.h>
 #include <netinet/tcp.h>
 #include <optional>
 #include <poll.h>
@@ -20,10 +22,12 @@ namespace {
 
 constexpr std::size_t maximumHead = 64 * 1024;
 constexpr std::size_t maximumBody = 1024 * 1024;
+constexpr auto handshakeTime = 10s;
+constexpr auto headTime = 10s;
 constexpr auto requestTime = 30s;
+constexpr auto replyTime = 2min;
 // Longer than the client's refresh period, so that its polling needs one connection.
 constexpr auto keepAliveTime = 75s;
-constexpr std::size_t maximumConnections = 64;
 
 using Deadline = std::chrono::steady_clock::time_point;
 
@@ -33,43 +37,49 @@ int millisecondsUntil(Deadline deadline)
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
 }
 
-/// One accepted socket. Every wait also listens to the stop event, so that stopping never waits for a client; small
-/// writes are gathered, so that a reply leaves in one segment.
+/// One connection. Every wait also listens to the stop event, so that stopping never waits for a client; small writes
+/// are gathered, so that a reply leaves in one segment.
 class Connection final : public httplib::Stream
 {
 public:
-    Connection(int socket, int stopEvent) : m_socket(socket), m_stopEvent(stopEvent)
+    Connection(int socket, int stopEvent, std::string peer, std::unique_ptr<Transport> transport)
+        : peer(std::move(peer)), m_socket(socket), m_stopEvent(stopEvent), m_transport(std::move(transport))
     {
         const int on = 1;
         ::setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        ::fcntl(m_socket, F_SETFD, FD_CLOEXEC);
-        ::fcntl(m_socket, F_SETFL, ::fcntl(m_socket, F_GETFL) | O_NONBLOCK);
     }
 
     ~Connection() override
     {
         flush();
+        m_transport->close();
         ::shutdown(m_socket, SHUT_WR);
         // Closing with unread bytes would reset the connection and could take the reply with it.
         if (hasUnreadRequest())
             discardInput(std::chrono::steady_clock::now() + 1s);
-        ::close(m_socket);
     }
 
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    bool waitForRequest()
+    bool open()
     {
-        return m_position < m_input.size() || wait(POLLIN, std::chrono::steady_clock::now() + keepAliveTime);
+        const auto deadline = std::chrono::steady_clock::now() + handshakeTime;
+        return complete(deadline, [this] { return m_transport->open(); }).has_value();
     }
+
+    bool hasInput() const { return m_position < m_input.size(); }
+
+    /// Waits for the first bytes of a request.
+    bool waitForRequest(std::chrono::milliseconds time) { return fill(std::chrono::steady_clock::now() + time); }
 
     void beginRequest()
     {
         m_head = true;
-        m_received = 0;
+        m_received = m_input.size() - m_position;
         m_limit = maximumHead;
-        m_deadline = std::chrono::steady_clock::now() + requestTime;
+        m_deadline = std::chrono::steady_clock::now() + headTime;
+        m_replyDeadline.reset();
     }
 
     void beginBody()
@@ -78,6 +88,7 @@ public:
         m_received = 0;
         // Room for the frames of a chunked body.
         m_limit = 2 * maximumBody;
+        m_deadline = std::chrono::steady_clock::now() + requestTime;
     }
 
     /// The head could not be read, or its body will not be.
@@ -95,13 +106,11 @@ public:
     {
         std::string_view rest = m_output;
         while (!rest.empty() && !m_closed) {
-            const auto sent = ::send(m_socket, rest.data(), rest.size(), MSG_NOSIGNAL);
-            if (sent > 0)
-                rest.remove_prefix(static_cast<std::size_t>(sent));
-            else if (errno == EAGAIN || errno == EWOULDBLOCK)
-                m_closed = !wait(POLLOUT, std::chrono::steady_clock::now() + requestTime);
-            else if (errno != EINTR)
-                m_closed = true;
+            if (!m_replyDeadline)
+                m_replyDeadline = std::chrono::steady_clock::now() + replyTime;
+            const auto sent = complete(*m_replyDeadline, [&] { return m_transport->send(rest.data(), rest.size()); });
+            m_closed = !sent;
+            rest.remove_prefix(sent.value_or(0));
         }
         m_output.clear();
         return !m_closed;
@@ -131,40 +140,43 @@ public:
     }
     using Stream::write;
 
-    /// The client's address in numbers.
-    std::string peer() const
-    {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        std::array<char, NI_MAXHOST> text{};
-        if (::getpeername(m_socket, reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
-            ::getnameinfo(reinterpret_cast<sockaddr*>(&address), length, text.data(), text.size(), nullptr, 0,
-                          NI_NUMERICHOST) != 0)
-            return {};
-        // A socket for both versions of IP shows addresses of the fourth in the clothes of the sixth.
-        constexpr std::string_view mapped = "::ffff:";
-        const std::string_view numeric(text.data());
-        return std::string(numeric.starts_with(mapped) ? numeric.substr(mapped.size()) : numeric);
-    }
-
     void get_remote_ip_and_port(std::string&, int&) const override {}
     void get_local_ip_and_port(std::string&, int&) const override {}
     socket_t socket() const override { return m_socket; }
 
     /// What the client sent with the present request, before the library is shown less of it.
     Headers headers;
+    const std::string peer;
 
 private:
+    /// Repeats a step of the transport until it is done; nothing when the client has gone or time is up.
+    template <typename Attempt>
+    std::optional<std::size_t> complete(Deadline deadline, Attempt attempt)
+    {
+        for (;;) {
+            const auto step = attempt();
+            if (step.outcome == Transport::Outcome::Done)
+                return step.bytes;
+            const short event = step.outcome == Transport::Outcome::WantsOutput ? POLLOUT : POLLIN;
+            if (step.outcome == Transport::Outcome::Closed || !wait(event, deadline))
+                return {};
+        }
+    }
+
     /// True when the socket is ready for `events`; false on time-out, on stop and when the peer has gone.
     bool wait(short events, Deadline deadline)
     {
         for (;;) {
             std::array<pollfd, 2> files{pollfd{m_socket, events, 0}, pollfd{m_stopEvent, POLLIN, 0}};
-            const int ready = ::poll(files.data(), files.size(), millisecondsUntil(deadline));
+            const int left = millisecondsUntil(deadline);
+            const int ready = ::poll(files.data(), files.size(), left);
             if (ready < 0 && errno == EINTR)
                 continue;
             if (ready > 0 && (files[1].revents || (files[0].revents & (POLLERR | POLLRDHUP | POLLNVAL))))
                 m_gone = true;
+            // Whoever sends without end, but never what is waited for, has no more time than others.
+            if (left == 0)
+                return false;
             return ready > 0 && !files[1].revents && (files[0].revents & (events | POLLHUP));
         }
     }
@@ -174,22 +186,18 @@ private:
         // The library reads header lines of any length; this is what bounds them.
         if (m_closed || m_received >= m_limit || !flush())
             return false;
+        return fill(m_deadline);
+    }
+
+    bool fill(Deadline deadline)
+    {
+        // Room for a whole record of TLS, so that none is left behind where no wait would notice it.
         m_input.resize(16 * 1024);
         m_position = 0;
-        for (;;) {
-            const auto count = ::recv(m_socket, m_input.data(), m_input.size(), 0);
-            if (count > 0) {
-                m_input.resize(static_cast<std::size_t>(count));
-                m_received += m_input.size();
-                return true;
-            }
-            const bool empty = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
-            const bool again = count < 0 && errno == EINTR;
-            if (again || (empty && wait(POLLIN, m_deadline)))
-                continue;
-            m_input.clear();
-            return false;
-        }
+        const auto count = complete(deadline, [this] { return m_transport->receive(m_input.data(), m_input.size()); });
+        m_input.resize(count.value_or(0));
+        m_received += m_input.size();
+        return count.has_value();
     }
 
     void discardInput(Deadline deadline)
@@ -203,66 +211,18 @@ private:
 
     const int m_socket;
     const int m_stopEvent;
+    const std::unique_ptr<Transport> m_transport;
     std::string m_input;
     std::size_t m_position = 0;
     std::string m_output;
     std::size_t m_received = 0;
     std::size_t m_limit = maximumHead;
     Deadline m_deadline;
+    std::optional<Deadline> m_replyDeadline;
     bool m_head = false;
     bool m_refused = false;
     bool m_closed = false;
     bool m_gone = false;
-};
-
-/// Threads are made when no idle one is left, up to a limit: an unused service costs none.
-class GrowingPool final : public httplib::TaskQueue
-{
-public:
-    void enqueue(std::function<void()> job) override
-    {
-        const std::lock_guard lock(m_mutex);
-        m_jobs.push_back(std::move(job));
-        if (m_jobs.size() > m_idle && m_threads.size() < maximumConnections)
-            m_threads.emplace_back([this] { work(); });
-        m_changed.notify_one();
-    }
-
-    void shutdown() override
-    {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_shutdown = true;
-        }
-        m_changed.notify_all();
-        for (auto& thread : m_threads)
-            thread.join();
-    }
-
-private:
-    void work()
-    {
-        std::unique_lock lock(m_mutex);
-        for (;;) {
-            ++m_idle;
-            m_changed.wait(lock, [this] { return m_shutdown || !m_jobs.empty(); });
-            --m_idle;
-            if (m_jobs.empty())
-                return;
-            auto job = std::move(m_jobs.front());
-            m_jobs.pop_front();
-            lock.unlock();
-            job();
-            lock.lock();
-        }
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::list<std::function<void()>> m_jobs;
-    std::vector<std::thread> m_threads;
-    std::size_t m_idle = 0;
-    bool m_shutdown = false;
 };
 
 // The library hands a handler the request only; a reply with a fault needs the connection too. A connection stays on
@@ -315,32 +275,23 @@ void send(const Reply& reply, httplib::Response& response)
     response.set_content(reply.body, type);
 }
 
-std::string hostForUrl(const std::string& address)
-{
-    return address.find(':') == std::string::npos ? address : "[" + address + "]";
-}
-
 } // namespace
 
 class HttpServer::Listener final : public httplib::Server
 {
 public:
-    explicit Listener(const HttpServer::Handler& handler) : m_stopEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    Listener(const HttpServer::Handler& handler, std::shared_ptr<Tls> tls)
+        : m_tls(std::move(tls)), m_stopEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     {
-        new_task_queue = [] { return new GrowingPool; };
         set_keep_alive_timeout(keepAliveTime.count());
         set_keep_alive_max_count(1000);
         set_payload_max_length(maximumBody);
-        // The library's default also shares the port with any other program that asks for it.
-        set_socket_options([](socket_t socket) {
-            const int on = 1;
-            ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        });
         set_pre_routing_handler(
             [](const httplib::Request& request, httplib::Response& response) { return refuse(request, response); });
-        const auto answer = [&handler](const httplib::Request& request, httplib::Response& response) {
+        const auto answer = [&handler, secure = m_tls != nullptr](const httplib::Request& request,
+                                                                  httplib::Response& response) {
             const Reply reply = handler({request.method, request.target, currentConnection->headers, request.body,
-                                         false, currentConnection->peer()});
+                                         secure, currentConnection->peer});
             if (reply.fault == Fault::None)
                 send(reply, response);
             else
@@ -349,32 +300,38 @@ public:
         Get("/", answer).Post("/", answer).Put("/", answer).Delete("/", answer).Patch("/", answer).Options("/", answer);
     }
 
-    ~Listener() override { ::close(m_stopEvent); }
+    ~Listener() override
+    {
+        ::eventfd_write(m_stopEvent, 1);
+        if (m_thread.joinable())
+            m_thread.join();
+        m_pool.reset();
+        if (m_socket >= 0)
+            ::close(m_socket);
+        ::close(m_stopEvent);
+    }
 
     tl::expected<std::uint16_t, std::string> open(const std::string& address, std::uint16_t port)
     {
-        errno = 0;
-        const int bound = port == 0 ? bind_to_any_port(address) : bind_to_port(address, port) ? port : -1;
-        if (bound <= 0) {
-            const std::string why = errno ? std::strerror(errno) : "address not available";
-            return tl::unexpected("cannot listen on " + hostForUrl(address) + ":" + std::to_string(port) + ": " + why);
-        }
-        // The library's queue of five loses connections of a burst for a second.
-        ::listen(svr_sock_, 128);
-        m_thread = std::thread([this] { listen_after_bind(); });
-        return static_cast<std::uint16_t>(bound);
-    }
-
-    void shut()
-    {
-        if (!m_thread.joinable())
-            return;
-        ::eventfd_write(m_stopEvent, 1);
-        // Stopping has no effect before the thread has entered its loop.
-        while (!is_running())
-            std::this_thread::yield();
-        Server::stop();
-        m_thread.join();
+        sockaddr_storage wanted{};
+        const auto length = socketAddress(address, port, wanted);
+        const int on = 1;
+        const int off = 0;
+        errno = EADDRNOTAVAIL;
+        m_socket = length ? ::socket(wanted.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0) : -1;
+        ::setsockopt(m_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        if (wanted.ss_family == AF_INET6)
+            ::setsockopt(m_socket, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+        auto* bound = reinterpret_cast<sockaddr*>(&wanted);
+        socklen_t boundLength = sizeof wanted;
+        if (m_socket < 0 || ::bind(m_socket, bound, length) != 0 || ::listen(m_socket, 128) != 0 ||
+            ::getsockname(m_socket, bound, &boundLength) != 0)
+            return tl::unexpected("cannot listen on " + urlHost(address) + ":" + std::to_string(port) + ": " +
+                                  std::strerror(errno));
+        m_pool.emplace([this](int socket, const std::string& peer) { serve(socket, peer); });
+        m_thread = std::thread([this] { acceptAll(); });
+        // The port stands at the same place in the addresses of both versions.
+        return ntohs(reinterpret_cast<const sockaddr_in*>(&wanted)->sin_port);
     }
 
 private:
@@ -383,8 +340,16 @@ private:
         const auto lengthText = request.get_header_value("Content-Length");
         const auto length = std::strtoull(lengthText.c_str(), nullptr, 10);
         const bool mayHaveBody = request.method == "POST" || request.method == "PUT" || request.method == "PATCH";
+        // What two readers could understand in two ways.
+        const auto count = [&](const char* name) { return request.get_header_value_count(name); };
+        const bool twofold =
+            count("Content-Length") + count("Transfer-Encoding") > 1 || count("Host") > 1 ||
+            lengthText.find_first_not_of("0123456789") != std::string::npos ||
+            (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked");
         if (request.has_header("Content-Encoding"))
             response.status = 415;
+        else if (twofold)
+            response.status = 400;
         else if (length > maximumBody)
             response.status = 413;
         else if (mayHaveBody && lengthText.empty() && !request.has_header("Transfer-Encoding"))
@@ -399,12 +364,44 @@ private:
         return HandlerResponse::Handled;
     }
 
-    bool process_and_close_socket(socket_t socket) override
+    void acceptAll()
     {
-        Connection connection(socket, m_stopEvent);
+        for (;;) {
+            std::array<pollfd, 2> files{pollfd{m_socket, POLLIN, 0}, pollfd{m_stopEvent, POLLIN, 0}};
+            if (::poll(files.data(), files.size(), -1) < 0 && errno != EINTR)
+                return;
+            if (files[1].revents)
+                return;
+            sockaddr_storage address{};
+            socklen_t length = sizeof address;
+            const int socket =
+                ::accept4(m_socket, reinterpret_cast<sockaddr*>(&address), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+            if (socket >= 0)
+                m_pool->add(socket, numericAddress(address));
+            else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                ::poll(&files[1], 1, 100); // the client stays in the queue, and would wake us again at once
+        }
+    }
+
+    void serve(int socket, const std::string& peer)
+    {
+        auto transport = m_tls ? m_tls->over(socket) : Transport::plain(socket);
+        if (!transport)
+            return;
+        Connection connection(socket, m_stopEvent, peer, std::move(transport));
         currentConnection = &connection;
-        bool open = true;
-        while (open && connection.waitForRequest()) {
+        // Who has just come is not idle, and says soon what is wanted.
+        bool open = connection.open() && connection.waitForRequest(headTime);
+        const auto waitForNext = [&] {
+            if (connection.hasInput())
+                return true;
+            if (!m_pool->beginIdle(socket))
+                return false;
+            const bool there = connection.waitForRequest(keepAliveTime);
+            m_pool->endIdle(socket);
+            return there;
+        };
+        while (open) {
             connection.beginRequest();
             bool closed = false;
             const bool understood = process_request(connection, false, closed, [&](httplib::Request& request) {
@@ -419,13 +416,15 @@ private:
                 closed = request.get_header_value("Connection") == "close";
             });
             // What follows a request that was not understood would be taken for another one.
-            open = understood && !closed && !connection.hasUnreadRequest() && connection.flush();
+            open = understood && !closed && !connection.hasUnreadRequest() && connection.flush() && waitForNext();
         }
         currentConnection = nullptr;
-        return true;
     }
 
+    const std::shared_ptr<Tls> m_tls;
     const int m_stopEvent;
+    int m_socket = -1;
+    std::optional<ConnectionPool> m_pool;
     std::thread m_thread;
 };
 
@@ -436,10 +435,11 @@ HttpServer::~HttpServer()
     stop();
 }
 
-tl::expected<std::uint16_t, std::string> HttpServer::start(const std::string& address, std::uint16_t port)
+tl::expected<std::uint16_t, std::string> HttpServer::start(const std::string& address, std::uint16_t port,
+                                                           std::shared_ptr<Tls> tls)
 {
     stop();
-    auto listener = std::make_unique<Listener>(m_handler);
+    auto listener = std::make_unique<Listener>(m_handler, std::move(tls));
     auto bound = listener->open(address, port);
     if (bound)
         m_listener = std::move(listener);
@@ -448,8 +448,6 @@ tl::expected<std::uint16_t, std::string> HttpServer::start(const std::string& ad
 
 void HttpServer::stop()
 {
-    if (m_listener)
-        m_listener->shut();
     m_listener.reset();
 }
 

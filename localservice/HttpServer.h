@@ -10,8 +10,11 @@
 
 namespace localservice {
 
-/// HTTP/1.1 over TCP. Each connection has a thread of a small pool, so the handler is called from several threads at
-/// once. Bodies are limited to 1 MiB, heads to 64 KiB, a whole request to 30 seconds.
+class Tls;
+
+/// HTTP/1.1 over TCP, with TLS or without. Each connection has a thread of a small pool, so the handler is called from
+/// several threads at once. Bodies are limited to 1 MiB, heads to 64 KiB; a client has 10 seconds for a handshake and
+/// for a head, 30 for a body, and 2 minutes to take a reply.
 class HttpServer final
 {
 public:
@@ -22,8 +25,10 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /// Listens on the numeric `address`; port 0 takes a free one. Answers the port, or why it is not to be had.
-    tl::expected<std::uint16_t, std::string> start(const std::string& address, std::uint16_t port);
+    /// Listens on the numeric `address`, encrypted when there is `tls`; port 0 takes a free one. Answers the port, or
+    /// why it is not to be had.
+    tl::expected<std::uint16_t, std::string> start(const std::string& address, std::uint16_t port,
+                                                   std::shared_ptr<Tls> tls = {});
 
     /// Ends every connection, the ones in the middle of a reply too, and joins the threads. Harmless when not started.
     void stop();

@@ -40,16 +40,18 @@ public:
 
     Result<std::uint16_t> start()
     {
-        if (!isLoopback(m_options.address))
+        if (!m_options.tls && !isLoopback(m_options.address))
             return tl::unexpected("refusing to listen on " + m_options.address +
                                   ": without encryption only loopback addresses are safe");
         if (const auto opened = database(); !opened)
             return tl::unexpected(opened.error());
-        auto port = m_server.start(m_options.address, m_options.port);
+        auto port = m_server.start(m_options.address, m_options.port, m_options.tls);
         const std::lock_guard lock(m_mutex);
         m_port = port.value_or(0);
         return port;
     }
+
+    std::string scheme() const { return m_options.tls ? "https" : "http"; }
 
     void stop() { m_server.stop(); }
 
@@ -154,7 +156,7 @@ std::string Service::signInLink(const std::string& subdomain, const std::string&
 
 std::string Service::url(const std::string& subdomain) const
 {
-    return "http://" + subdomain + ".localhost:" + std::to_string(m_state->port());
+    return m_state->scheme() + "://" + subdomain + ".localhost:" + std::to_string(m_state->port());
 }
 
 void Service::answer(const std::string& request, std::vector<Reply> replies)

@@ -2,6 +2,7 @@
 
 #include "Database.h"
 #include "Http.h"
+#include "Tls.h"
 
 #include <cstdint>
 #include <memory>
@@ -11,7 +12,7 @@
 
 namespace localservice {
 
-/// The timesheet service: HTTP on loopback over one data file.
+/// The timesheet service: HTTP over one data file, on loopback; with TLS, on any address of this machine.
 ///
 /// Accounts are told apart by the first label of the host asked for ("acme.localhost:8787"). All calls are
 /// thread-safe; stopping ends open connections and takes well under a second whatever clients do.
@@ -21,8 +22,9 @@ public:
     struct Options
     {
         std::string dataFile;
-        std::string address = "127.0.0.1"; ///< a numeric loopback address
+        std::string address = "127.0.0.1"; ///< numeric; without TLS a loopback address
         std::uint16_t port = 0;            ///< 0 takes a free one
+        std::shared_ptr<Tls> tls = {};     ///< encrypts what is sent, when given
         Clock clock = {};                  ///< the system's clock when empty
         /// Signs the program that brings this service in as an account's owner, whatever e-mail it sends and whatever
         /// password the owner has or has not: for XML alone, not for pages. Too random to be guessed; none when empty.
@@ -30,7 +32,7 @@ public:
         bool recordRequests = false; ///< keep what `requests` answers, passwords included: for tests
     };
 
-    /// Whether `address` is numeric and reaches this machine only. The service listens on no other.
+    /// Whether `address` is numeric and reaches this machine only. Without TLS the service listens on no other.
     static bool isLoopback(const std::string& address);
 
     explicit Service(Options options);

@@ -1,8 +1,8 @@
 #include "SignInThrottle.h"
 
+#include "Peer.h"
+
 #include <algorithm>
-#include <arpa/inet.h>
-#include <array>
 #include <functional>
 
 using namespace std::chrono_literals;
@@ -17,17 +17,6 @@ constexpr std::ptrdiff_t mostForAddress = 50;
 // What strangers can make the service remember.
 constexpr std::size_t mostTries = 5000;
 constexpr std::size_t mostPlaces = 1000;
-
-/// Whoever has one address of IPv6 mostly has all of its network.
-std::string networkOf(const std::string& peer)
-{
-    in6_addr address{};
-    if (::inet_pton(AF_INET6, peer.c_str(), &address) != 1)
-        return peer;
-    std::fill(std::begin(address.s6_addr) + 8, std::end(address.s6_addr), std::uint8_t{0});
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    return ::inet_ntop(AF_INET6, &address, text.data(), text.size());
-}
 
 } // namespace
 

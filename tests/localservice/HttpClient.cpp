@@ -66,6 +66,10 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
     curl_easy_setopt(easy, CURLOPT_NOPROXY, "*");
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, 60'000L);
+    if (!trusted.isEmpty())
+        curl_easy_setopt(easy, CURLOPT_CAINFO, trusted.toUtf8().constData());
+    if (!source.isEmpty())
+        curl_easy_setopt(easy, CURLOPT_INTERFACE, source.toUtf8().constData());
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, appendBody);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &answer.body);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, addHeader);

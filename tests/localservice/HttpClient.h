@@ -25,6 +25,9 @@ struct Answer
 class HttpClient
 {
 public:
+    QString trusted; ///< a file of certificates that the service may prove itself with; those of the system if empty
+    QString source;  ///< the address of this machine that it speaks from
+
     HttpClient(const QString& baseUrl, const QString& email, const QString& password);
     ~HttpClient();
     HttpClient(const HttpClient&) = delete;

@@ -8,6 +8,7 @@
 
 #include <curl/curl.h>
 #include <future>
+#include <list>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,26 +19,41 @@ using localservice::Reply;
 
 namespace {
 
-/// Sends bytes as they are and reads what comes back until the service closes.
-QByteArray exchange(std::uint16_t port, const QByteArray& bytes)
+/// A TCP connection to the service that says what it is told to say.
+class RawClient
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    QByteArray received;
-    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-        std::ignore = ::send(socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+public:
+    explicit RawClient(std::uint16_t port, const QByteArray& bytes = {})
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+            std::ignore = ::send(m_socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+    }
+    ~RawClient() { ::close(m_socket); }
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    /// Reads until `end` has come, or the service closes.
+    QByteArray readUntil(const QByteArray& end)
+    {
+        QByteArray received;
         char some[256];
-        for (ssize_t count = 1; count > 0;) {
-            count = ::recv(socket, some, sizeof some, 0);
+        for (ssize_t count = 1; count > 0 && (end.isEmpty() || !received.contains(end));) {
+            count = ::recv(m_socket, some, sizeof some, 0);
             received.append(some, std::max<ssize_t>(0, count));
         }
+        return received;
     }
-    ::close(socket);
-    return received;
-}
+    QByteArray readAll() { return readUntil({}); }
+
+private:
+    const int m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+using Over = Scenario::Over;
 
 std::uint16_t portOf(const Scenario& s)
 {
@@ -63,6 +79,9 @@ private slots:
     void faultsReachTheClient();
     void stopsAtOnce_data();
     void stopsAtOnce();
+    void speaksTls();
+    void idleClientsGiveWay();
+    void slowClientsKeepNobodyOut();
     void listensOnLoopbackOnly();
     void sharesNoPort();
     void keepsItsFileToItself();
@@ -188,6 +207,10 @@ void LocalServiceTest::refusesOddRequests_data()
     QTest::newRow("second request as a body")
         << QByteArray("GET / HTTP/1.1\r\nContent-Length: 30\r\n\r\nGET /daily/timer/1 HTTP/1.1\r\n\r\n")
         << QByteArray("HTTP/1.1 400");
+    for (const auto* twice :
+         {"Content-Length: 1\r\nContent-Length: 2", "Content-Length: 1\r\nTransfer-Encoding: chunked",
+          "Transfer-Encoding: xchunked", "Content-Length: +1", "Content-Length: 1\r\nHost: clock"})
+        QTest::newRow(twice) << add + twice + "\r\n\r\nx" << QByteArray("HTTP/1.1 400");
     QTest::newRow("endless header") << "GET / HTTP/1.1\r\nX: " + QByteArray(70'000, 'x') << QByteArray("HTTP/1.1 400");
     QTest::newRow("many headers") << "GET / HTTP/1.1\r\n" + QByteArray("X: y\r\n").repeated(20'000)
                                   << QByteArray("HTTP/1.1 400");
@@ -204,7 +227,7 @@ void LocalServiceTest::refusesOddRequests()
     QFETCH(QByteArray, sent);
     QFETCH(QByteArray, answer);
     Scenario s;
-    const auto reply = exchange(portOf(s), sent);
+    const auto reply = RawClient(portOf(s), sent).readAll();
     QCOMPARE(reply.left(answer.size()), answer);
     // What follows a request that was not understood must not be taken for another one.
     QCOMPARE(reply.count("HTTP/1.1"), 1);
@@ -245,19 +268,23 @@ void LocalServiceTest::answersAsScripted()
 
 void LocalServiceTest::faultsReachTheClient_data()
 {
+    QTest::addColumn<Over>("over");
     QTest::addColumn<QString>("fault");
     QTest::addColumn<int>("error");
     QTest::addColumn<int>("status");
     QTest::addColumn<qsizetype>("length");
-    QTest::newRow("closed") << u"closed"_s << int(CURLE_GOT_NOTHING) << 0 << qsizetype(0);
-    QTest::newRow("cut") << u"cut"_s << int(CURLE_PARTIAL_FILE) << 200 << qsizetype(4);
-    QTest::newRow("drip") << u"drip"_s << int(CURLE_OK) << 200 << qsizetype(8);
-    QTest::newRow("huge") << u"huge"_s << int(CURLE_OK) << 200 << qsizetype(20'000'000);
-    QTest::newRow("redirect") << u"redirect"_s << int(CURLE_OK) << 307 << qsizetype(0);
+    for (const auto& [over, name] : {std::pair{Over::Plain, "plain"}, {Over::Tls, "encrypted"}}) {
+        QTest::addRow("closed %s", name) << over << u"closed"_s << int(CURLE_GOT_NOTHING) << 0 << qsizetype(0);
+        QTest::addRow("cut %s", name) << over << u"cut"_s << int(CURLE_PARTIAL_FILE) << 200 << qsizetype(4);
+        QTest::addRow("drip %s", name) << over << u"drip"_s << int(CURLE_OK) << 200 << qsizetype(8);
+        QTest::addRow("huge %s", name) << over << u"huge"_s << int(CURLE_OK) << 200 << qsizetype(20'000'000);
+        QTest::addRow("redirect %s", name) << over << u"redirect"_s << int(CURLE_OK) << 307 << qsizetype(0);
+    }
 }
 
 void LocalServiceTest::faultsReachTheClient()
 {
+    QFETCH(Over, over);
     QFETCH(QString, fault);
     QFETCH(int, error);
     QFETCH(int, status);
@@ -267,7 +294,7 @@ void LocalServiceTest::faultsReachTheClient()
                                            {u"drip"_s, Reply::dripping("<daily/>", 1ms)},
                                            {u"huge"_s, Reply::huge(20'000'000)},
                                            {u"redirect"_s, Reply::redirect("/elsewhere", 307)}};
-    Scenario s;
+    Scenario s(over);
     s.service->answer("GET /daily", {replies.at(fault)});
     // A fresh connection: a client may silently repeat a request on one that it had kept.
     const auto answer = s.client(s.acme)->get(u"/daily"_s);
@@ -280,15 +307,21 @@ void LocalServiceTest::faultsReachTheClient()
 
 void LocalServiceTest::stopsAtOnce_data()
 {
+    QTest::addColumn<Over>("over");
     QTest::addColumn<bool>("hang");
-    QTest::newRow("client is kept waiting") << true;
-    QTest::newRow("client is fed slowly") << false;
+    QTest::newRow("client is kept waiting") << Over::Plain << true;
+    QTest::newRow("client is fed slowly") << Over::Plain << false;
+    QTest::newRow("client is kept waiting, encrypted") << Over::Tls << true;
+    QTest::newRow("client is fed slowly, encrypted") << Over::Tls << false;
 }
 
 void LocalServiceTest::stopsAtOnce()
 {
+    QFETCH(Over, over);
     QFETCH(bool, hang);
-    Scenario s;
+    Scenario s(over);
+    const RawClient silent(portOf(s));
+    const RawClient stalled(portOf(s), over == Over::Tls ? "\x16\x03\x01" : "GET / HT");
     QCOMPARE(s.today().status, 200); // this connection stays open
     s.service->answer("GET /slow", {hang ? Reply::hanging() : Reply::dripping(std::string(1000, 'x'), 10s)});
     auto waiting = std::async(std::launch::async, [client = s.client(s.acme)] { return client->get(u"/slow"_s); });
@@ -301,6 +334,64 @@ void LocalServiceTest::stopsAtOnce()
     QCOMPARE(s.client(s.acme)->get(u"/daily"_s).error, int(CURLE_COULDNT_CONNECT));
     QVERIFY(s.service->start());
     QCOMPARE(s.client(s.acme)->get(u"/daily"_s).status, 200);
+}
+
+void LocalServiceTest::speaksTls()
+{
+    Scenario s(Over::Tls);
+    QVERIFY(!s.service->requests().size());
+    QCOMPARE(s.today().status, 200);
+    QVERIFY(s.service->requests().back().secure);
+    const auto suspicious = s.client(s.acme);
+    suspicious->trusted.clear();
+    QCOMPARE(suspicious->get(u"/daily"_s).error, int(CURLE_PEER_FAILED_VERIFICATION));
+    // Whoever does not speak it hears nothing, and disturbs nobody.
+    QVERIFY(!RawClient(portOf(s), "GET / HTTP/1.1\r\n\r\n").readAll().contains("HTTP"));
+    const RawClient stalled(portOf(s), "\x16\x03\x01");
+    // More than a record holds, both ways.
+    const QByteArray note(60'000, 'x');
+    s.service->answer("POST /echo", {Reply{200, note.toStdString()}});
+    QCOMPARE(s.post(u"/echo"_s, note).body, note);
+    QCOMPARE(s.service->requests().back().body, note.toStdString());
+
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 100; ++i)
+        QCOMPARE(s.get(u"/account/who_am_i"_s).status, 200);
+    // A handshake for each request, or a delayed acknowledgement, would cost more.
+    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+}
+
+void LocalServiceTest::idleClientsGiveWay()
+{
+    Scenario s;
+    std::list<RawClient> idle;
+    for (int i = 0; i < 80; ++i) {
+        idle.emplace_back(portOf(s), "GET / HTTP/1.1\r\n\r\n");
+        QVERIFY(idle.back().readUntil("API request.").startsWith("HTTP/1.1 401"));
+    }
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(s.today().status, 200);
+    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+    QCOMPARE(idle.front().readAll(), QByteArray());
+}
+
+void LocalServiceTest::slowClientsKeepNobodyOut()
+{
+    Scenario s;
+    std::list<RawClient> slow;
+    for (int i = 0; i < 100; ++i)
+        slow.emplace_back(portOf(s), "GET / HT");
+    const auto other = s.client(s.acme);
+    other->source = u"127.0.0.2"_s;
+    QElapsedTimer timer;
+    timer.start();
+    const auto answer = other->get(u"/daily"_s);
+    QCOMPARE(answer.error, int(CURLE_OK));
+    QCOMPARE(answer.status, 200);
+    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+    QCOMPARE(s.service->requests().back().peer, "127.0.0.2");
 }
 
 void LocalServiceTest::listensOnLoopbackOnly()

@@ -1,5 +1,7 @@
 #include "Scenario.h"
 
+#include "Certificate.h"
+
 #include <QDir>
 
 #include <ctime>
@@ -44,9 +46,23 @@ struct Template
     }
 };
 
+const Certificate& certificate()
+{
+    static const Certificate made;
+    return made;
+}
+
+std::shared_ptr<localservice::Tls> openTls()
+{
+    auto tls = localservice::Tls::open({certificate().file().toStdString(), certificate().key().toStdString()});
+    if (!tls)
+        qFatal("%s", tls.error().c_str());
+    return std::move(*tls);
+}
+
 } // namespace
 
-Scenario::Scenario()
+Scenario::Scenario(Over transport) : m_transport(transport)
 {
     // Central European rules written out, so that no zone files are needed.
     qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
@@ -67,6 +83,7 @@ void Scenario::restart()
     service.reset();
     service = std::make_unique<localservice::Service>(
         localservice::Service::Options{.dataFile = folder.filePath(u"deep/service.sqlite"_s).toStdString(),
+                                       .tls = m_transport == Over::Tls ? openTls() : nullptr,
                                        .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); },
                                        .recordRequests = true});
     if (const auto port = service->start(); !port)
@@ -77,7 +94,10 @@ void Scenario::restart()
 std::unique_ptr<HttpClient> Scenario::client(const Account& account, const QString& password)
 {
     const auto url = QString::fromStdString(service->url(account.subdomain.toStdString()));
-    return std::make_unique<HttpClient>(url, u"ann@example.com"_s, password);
+    auto client = std::make_unique<HttpClient>(url, u"ann@example.com"_s, password);
+    if (m_transport == Over::Tls)
+        client->trusted = certificate().file();
+    return client;
 }
 
 void Scenario::connect()

@@ -25,7 +25,12 @@ public:
         localservice::Id support = 0;
     };
 
-    Scenario();
+    enum class Over
+    {
+        Plain,
+        Tls,
+    };
+    explicit Scenario(Over transport = Over::Plain);
 
     void pass(std::chrono::seconds time) { m_now += time.count(); }
     std::unique_ptr<HttpClient> client(const Account& account, const QString& password = QStringLiteral("secret"));
@@ -52,6 +57,7 @@ public:
 private:
     void connect();
 
+    const Over m_transport;
     std::atomic<std::int64_t> m_now{1709626540};
     const Account* m_current = nullptr;
     std::unique_ptr<HttpClient> m_client;

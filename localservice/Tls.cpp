@@ -1,0 +1,213 @@
+#include "Tls.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <ctime>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <strings.h>
+
+namespace localservice {
+
+namespace {
+
+template <auto function>
+struct FreeBy
+{
+    template <typename T>
+    void operator()(T* object) const
+    {
+        function(object);
+    }
+};
+using Session = std::unique_ptr<SSL, FreeBy<SSL_free>>;
+using Key = std::unique_ptr<EVP_PKEY, FreeBy<EVP_PKEY_free>>;
+using Names = std::unique_ptr<GENERAL_NAMES, FreeBy<GENERAL_NAMES_free>>;
+using File = std::unique_ptr<std::FILE, FreeBy<std::fclose>>;
+
+/// What the library says last about a failure.
+std::string reason()
+{
+    const char* text = ERR_reason_error_string(ERR_peek_last_error());
+    return text ? text : "unknown error";
+}
+
+std::string dayOf(const ASN1_TIME* time)
+{
+    std::tm parts{};
+    std::array<char, 32> text{};
+    if (ASN1_TIME_to_tm(time, &parts) != 1 || std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts) == 0)
+        return "an unknown day";
+    return text.data();
+}
+
+tl::expected<Key, std::string> readKey(const std::string& path)
+{
+    const File file(std::fopen(path.c_str(), "re"));
+    if (!file)
+        return tl::unexpected("cannot read " + path + ": " + std::strerror(errno));
+    bool locked = false;
+    // Instead of the library's own way, which asks at the terminal.
+    const auto askNobody = [](char*, int, int, void* where) {
+        *static_cast<bool*>(where) = true;
+        return -1;
+    };
+    Key key(PEM_read_PrivateKey(file.get(), nullptr, askNobody, &locked));
+    if (!key)
+        return tl::unexpected(
+            path + (locked ? " has a passphrase: the service needs a key without one" : " holds no PEM key"));
+    return key;
+}
+
+class TlsTransport final : public Transport
+{
+public:
+    explicit TlsTransport(Session session) : m_session(std::move(session)) {}
+
+    Step open() override
+    {
+        return step([this] { return SSL_accept(m_session.get()); });
+    }
+
+    Step receive(char* to, std::size_t size) override
+    {
+        return step([&] { return SSL_read(m_session.get(), to, length(size)); });
+    }
+
+    Step send(const char* from, std::size_t size) override
+    {
+        return step([&] { return SSL_write(m_session.get(), from, length(size)); });
+    }
+
+    void close() override
+    {
+        if (m_usable && SSL_is_init_finished(m_session.get()))
+            step([this] { return SSL_shutdown(m_session.get()); });
+        m_usable = false;
+    }
+
+private:
+    static int length(std::size_t size) { return static_cast<int>(std::min<std::size_t>(size, INT_MAX)); }
+
+    template <typename Attempt>
+    Step step(Attempt attempt)
+    {
+        if (!m_usable)
+            return {Outcome::Closed};
+        // The library looks at this thread's old errors, too.
+        ERR_clear_error();
+        const int result = attempt();
+        if (result > 0)
+            return {Outcome::Done, static_cast<std::size_t>(result)};
+        const int error = SSL_get_error(m_session.get(), result);
+        if (error == SSL_ERROR_WANT_READ)
+            return {Outcome::WantsInput};
+        if (error == SSL_ERROR_WANT_WRITE)
+            return {Outcome::WantsOutput};
+        // After an orderly end of the client's side, ours may still say good-bye; after anything else, nothing may.
+        m_usable = error == SSL_ERROR_ZERO_RETURN;
+        return {Outcome::Closed};
+    }
+
+    const Session m_session;
+    bool m_usable = true;
+};
+
+} // namespace
+
+tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
+{
+    const Context context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    if (!context)
+        return tl::unexpected("TLS is not available: " + reason());
+    SSL_CTX* settings = context.get();
+    SSL_CTX_set_min_proto_version(settings, TLS1_2_VERSION);
+    // Those of TLS 1.2 that have forward secrecy and authenticated encryption; TLS 1.3 has no others.
+    SSL_CTX_set_cipher_list(settings, "ECDHE+AESGCM:ECDHE+CHACHA20");
+    // Sessions are not resumed: the secrets of a ticket would open the traffic of all who had one.
+    // A client that ends without a good-bye cuts nothing short: HTTP says how long everything is.
+    SSL_CTX_set_options(settings, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET | SSL_OP_IGNORE_UNEXPECTED_EOF);
+    SSL_CTX_set_session_cache_mode(settings, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_num_tickets(settings, 0);
+    SSL_CTX_set_mode(settings,
+                     SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER | SSL_MODE_RELEASE_BUFFERS);
+
+    if (const File file(std::fopen(files.certificate.c_str(), "re")); !file)
+        return tl::unexpected("cannot read " + files.certificate + ": " + std::strerror(errno));
+    ERR_clear_error();
+    if (SSL_CTX_use_certificate_chain_file(settings, files.certificate.c_str()) != 1)
+        return tl::unexpected(files.certificate + (ERR_GET_LIB(ERR_peek_error()) == ERR_LIB_PEM
+                                                       ? " holds no PEM certificate"
+                                                       : " cannot be used: " + reason()));
+    const X509* certificate = SSL_CTX_get0_certificate(settings);
+    if (X509_cmp_current_time(X509_get0_notAfter(certificate)) < 0)
+        return tl::unexpected("the certificate in " + files.certificate + " ended on " +
+                              dayOf(X509_get0_notAfter(certificate)));
+    if (X509_cmp_current_time(X509_get0_notBefore(certificate)) > 0)
+        return tl::unexpected("the certificate in " + files.certificate + " begins on " +
+                              dayOf(X509_get0_notBefore(certificate)));
+
+    const auto key = readKey(files.key);
+    if (!key)
+        return tl::unexpected(key.error());
+    if (SSL_CTX_use_PrivateKey(settings, key->get()) != 1)
+        return tl::unexpected("the key in " + files.key + " does not belong to the certificate in " +
+                              files.certificate);
+    return context;
+}
+
+tl::expected<std::unique_ptr<Tls>, std::string> Tls::open(TlsFiles files)
+{
+    auto context = read(files);
+    if (!context)
+        return tl::unexpected(context.error());
+    return std::unique_ptr<Tls>(new Tls(std::move(files), std::move(*context)));
+}
+
+tl::expected<void, std::string> Tls::reload()
+{
+    auto context = read(m_files);
+    if (!context)
+        return tl::unexpected(context.error());
+    const std::lock_guard lock(m_mutex);
+    m_context = std::move(*context);
+    return {};
+}
+
+std::optional<std::string> Tls::hostOf(const std::string& account) const
+{
+    const std::lock_guard lock(m_mutex);
+    const X509* certificate = SSL_CTX_get0_certificate(m_context.get());
+    const Names names(
+        static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+    for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
+        if (name->type != GEN_DNS)
+            continue;
+        const std::string text(reinterpret_cast<const char*>(ASN1_STRING_get0_data(name->d.dNSName)),
+                               static_cast<std::size_t>(ASN1_STRING_length(name->d.dNSName)));
+        const auto label = text.substr(0, text.find('.'));
+        if (label == "*" || strcasecmp(label.c_str(), account.c_str()) == 0)
+            return account + text.substr(label.size());
+    }
+    return {};
+}
+
+std::unique_ptr<Transport> Tls::over(int socket)
+{
+    Session session;
+    {
+        const std::lock_guard lock(m_mutex);
+        session.reset(SSL_new(m_context.get()));
+    }
+    if (!session || SSL_set_fd(session.get(), socket) != 1)
+        return nullptr;
+    return std::make_unique<TlsTransport>(std::move(session));
+}
+
+} // namespace localservice
