@@ -1,11 +1,15 @@
 #include "ServiceProgram.h"
 
 #include "Credentials.h"
+#include "Peer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <map>
+#include <sys/stat.h>
 
 namespace localservice {
 
@@ -13,22 +17,27 @@ namespace {
 
 constexpr const char* help = R"(Usage: quillon-service [options]
 
-A timesheet service for one machine, with its own data file.
+A timesheet service with its own data file, for one machine or for a small team.
 
-  --port N          listen on this port (default 8787; 0 takes a free one)
-  --bind ADDRESS    listen on this loopback address (default 127.0.0.1)
-  --data FILE       keep the data in this file
-                    (default $XDG_DATA_HOME/Quillon/LocalService.sqlite)
-  --reset-password  give the owner of the account "local" a new password, print it, and go on
-  --help            show this and exit
-  --version         show the version and exit
+  --port N                listen on this port (default 8787; 0 takes a free one)
+  --bind ADDRESS          listen on this address (default 127.0.0.1); 0.0.0.0 and
+                          :: stand for all. Beyond this machine only with TLS
+  --tls-certificate FILE  speak TLS with this certificate (PEM, with its chain)
+  --tls-key FILE          and this key (PEM, no passphrase)
+  --data FILE             keep the data in this file
+                          (default $XDG_DATA_HOME/Quillon/LocalService.sqlite)
+  --account NAME          the account that is made on first use (default local);
+                          people reach it at NAME.your.domain
+  --first-email ADDRESS   the e-mail address of its owner on first use
+  --reset-password        give the account's owner a new password, print it, and go on
+  --help                  show this and exit
+  --version               show the version and exit
 
-On first use the account "local" is made with a few sample projects, and how to sign in is printed once.
-The address is printed on a line of its own when the service is ready. SIGINT and SIGTERM stop it.
+On first use the account is made with a few sample projects, and how to sign in is printed once.
+The address is printed on a line of its own when the service is ready. SIGINT and SIGTERM stop it. With TLS, SIGHUP
+reads certificate and key again.
 )";
 
-constexpr const char* subdomain = "local";
-constexpr const char* firstEmail = "me@local.localhost";
 constexpr std::uint16_t defaultPort = 8787;
 
 std::string defaultDataFile()
@@ -39,12 +48,43 @@ std::string defaultDataFile()
     return folder + "/Quillon/LocalService.sqlite";
 }
 
+/// Whether it can be the first label of a host (RFC 1123) and is not taken for a part of a bare address.
+bool isAccountName(const std::string& name)
+{
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto isSign = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '-'; };
+    return name.size() <= 63 && std::all_of(name.begin(), name.end(), isSign) &&
+           std::any_of(name.begin(), name.end(), isLetter) && name.front() != '-' && name.back() != '-';
+}
+
+void complain(const std::string& what)
+{
+    std::cerr << "quillon-service: " << what << std::endl;
+}
+
+void warnOfExposedKey(const std::string& file)
+{
+    struct stat status
+    {
+    };
+    if (::stat(file.c_str(), &status) == 0 && (status.st_mode & S_IROTH))
+        complain("everybody on this machine can read the key in " + file);
+}
+
 } // namespace
 
 Result<void> ServiceProgram::readOptions()
 {
     m_options.port = defaultPort;
     m_options.dataFile = defaultDataFile();
+    std::string port;
+    const std::map<std::string, std::string*> values{{"--port", &port},
+                                                     {"--bind", &m_options.address},
+                                                     {"--data", &m_options.dataFile},
+                                                     {"--tls-certificate", &m_tls.certificate},
+                                                     {"--tls-key", &m_tls.key},
+                                                     {"--account", &m_account},
+                                                     {"--first-email", &m_firstEmail}};
     for (std::size_t i = 0; i < m_arguments.size(); ++i) {
         std::string name = m_arguments[i];
         std::optional<std::string> value;
@@ -56,46 +96,110 @@ Result<void> ServiceProgram::readOptions()
             m_resetPassword = true;
             continue;
         }
-        if (name != "--port" && name != "--bind" && name != "--data")
+        const auto option = values.find(name);
+        if (option == values.end())
             return tl::unexpected("unknown option " + m_arguments[i]);
         if (!value && ++i < m_arguments.size())
             value = m_arguments[i];
         if (!value || value->empty())
             return tl::unexpected(name + " needs a value");
-        if (name == "--bind")
-            m_options.address = *value == "localhost" ? "127.0.0.1" : *value;
-        else if (name == "--data")
-            m_options.dataFile = *value;
-        else if (const auto [end, error] =
-                     std::from_chars(value->data(), value->data() + value->size(), m_options.port);
-                 error != std::errc{} || end != value->data() + value->size())
-            return tl::make_unexpected("--port needs a number from 0 to 65535");
+        *option->second = *value;
     }
-    if (!Service::isLoopback(m_options.address))
-        return tl::make_unexpected("--bind takes a loopback address only: what is sent is not encrypted");
+    if (const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), m_options.port);
+        !port.empty() && (error != std::errc{} || end != port.data() + port.size()))
+        return tl::make_unexpected("--port needs a number from 0 to 65535");
+    return checkOptions();
+}
+
+Result<void> ServiceProgram::checkOptions()
+{
+    const std::string wanted = m_options.address;
+    if (wanted == "localhost")
+        m_options.address = "127.0.0.1";
+    if (wanted.size() > 2 && wanted.front() == '[' && wanted.back() == ']')
+        m_options.address = wanted.substr(1, wanted.size() - 2);
+    sockaddr_storage address{};
+    if (socketAddress(m_options.address, 0, address) == 0)
+        return tl::make_unexpected("--bind needs an address in numbers, such as 192.0.2.7, 0.0.0.0 or ::");
+    if (m_tls.certificate.empty() != m_tls.key.empty())
+        return tl::make_unexpected("--tls-certificate and --tls-key go together");
+    if (m_tls.key.empty() && !Service::isLoopback(m_options.address))
+        return tl::unexpected("--bind " + wanted +
+                              " needs --tls-certificate and --tls-key: without encryption the service stays on this"
+                              " machine");
+    if (!isAccountName(m_account))
+        return tl::make_unexpected("--account needs a name of letters, digits and hyphens, such as team");
+    if (m_firstEmail.empty())
+        m_firstEmail = "me@" + m_account + ".localhost";
+    if (const auto at = m_firstEmail.find('@'); at == 0 || at >= m_firstEmail.size() - 1)
+        return tl::make_unexpected("--first-email needs an e-mail address");
     return {};
 }
 
-Result<void> ServiceProgram::prepareAccount(Service& service)
+Result<void> ServiceProgram::openTls()
+{
+    if (m_tls.key.empty())
+        return {};
+    auto tls = Tls::open(m_tls);
+    if (!tls)
+        return tl::unexpected(tls.error());
+    m_options.tls = std::move(*tls);
+    warnOfExposedKey(m_tls.key);
+    if (!m_options.tls->hostOf(m_account))
+        complain("the certificate names no host that begins with \"" + m_account +
+                 ".\": people will not reach the account by a name that is trusted");
+    return {};
+}
+
+Result<bool> ServiceProgram::prepareAccount(Service& service)
 {
     const auto database = service.database();
     if (!database)
         return tl::unexpected(database.error());
-    auto sample = (*database)->ensureSampleAccount(firstEmail, subdomain);
+    auto sample = (*database)->ensureSampleAccount(m_firstEmail, m_account);
     if (!sample)
         return tl::unexpected(sample.error());
     if (!sample->password && (m_resetPassword || !sample->hasPassword)) {
         sample->password = randomPassword();
         if (!sample->password)
             return tl::make_unexpected("there are no random numbers for a password");
-        if (auto set = (*database)->setPassword(subdomain, sample->email, *sample->password); !set)
-            return set;
+        if (auto set = (*database)->setPassword(m_account, sample->email, *sample->password); !set)
+            return tl::unexpected(set.error());
     }
     // Only its hash is kept, so it is shown here or never.
     if (sample->password)
-        std::cout << "Sign in to the account \"" << subdomain << "\" with\n  e-mail    " << sample->email
+        std::cout << "Sign in to the account \"" << m_account << "\" with\n  e-mail    " << sample->email
                   << "\n  password  " << *sample->password << std::endl;
-    return {};
+    return sample->password.has_value();
+}
+
+void ServiceProgram::tellAddress(std::uint16_t port, bool passwordShown) const
+{
+    const auto& tls = m_options.tls;
+    const std::string scheme = tls ? "https://" : "http://";
+    const auto named = tls ? tls->hostOf(m_account) : std::nullopt;
+    const std::string numbers = urlHost(m_options.address) + ":" + std::to_string(port);
+    const std::string host = named ? *named + ":" + std::to_string(port) : numbers;
+    // Written at once, for whoever waits for the address.
+    std::string text;
+    if (passwordShown) {
+        const std::string domain =
+            (named ? named->substr(m_account.size()) : ".localhost") + ":" + std::to_string(port);
+        text += "  browser   " + scheme + host + "/\n  Quillon   account \"" + m_account + "\", with ";
+        text += tls ? "{" : "{\"QuillonLocalDebug\": true, ";
+        text += tls ? "\"QuillonServiceDomain\": \"" : "\"QuillonDevelopmentDomain\": \"";
+        text += domain + "\"} in Quillon/Info.json\n";
+    }
+    std::cout << text << scheme << host << std::endl;
+}
+
+void ServiceProgram::reloadCertificate() const
+{
+    if (const auto read = m_options.tls->reload(); !read)
+        complain(read.error() + "; the certificate from before stays in use");
+    else
+        std::cout << "certificate and key were read again" << std::endl;
+    warnOfExposedKey(m_tls.key);
 }
 
 int ServiceProgram::run()
@@ -111,7 +215,7 @@ int ServiceProgram::run()
         }
     }
     if (const auto read = readOptions(); !read) {
-        std::cerr << "quillon-service: " << read.error() << std::endl;
+        complain(read.error());
         return 2;
     }
 
@@ -120,20 +224,27 @@ int ServiceProgram::run()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    if (!m_tls.key.empty())
+        sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    // Before the data file, so that the password of the first use is not shown by a start that fails.
+    if (const auto opened = openTls(); !opened) {
+        complain(opened.error());
+        return 1;
+    }
     Service service(m_options);
     const auto prepared = prepareAccount(service);
     const auto port = prepared ? service.start() : Result<std::uint16_t>(tl::unexpected(prepared.error()));
     if (!port) {
-        std::cerr << "quillon-service: " << port.error() << std::endl;
+        complain(port.error());
         return 1;
     }
-    const bool six = m_options.address.find(':') != std::string::npos;
-    std::cout << "http://" << (six ? "[" : "") << m_options.address << (six ? "]" : "") << ":" << *port << std::endl;
+    tellAddress(*port, *prepared);
 
     int signal = 0;
-    sigwait(&signals, &signal);
+    while (sigwait(&signals, &signal) == 0 && signal == SIGHUP)
+        reloadCertificate();
     service.stop();
     return 0;
 }

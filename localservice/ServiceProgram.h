@@ -7,7 +7,8 @@
 
 namespace localservice {
 
-/// The program `quillon-service`: options, first use, and running until SIGINT or SIGTERM.
+/// The program `quillon-service`: options, first use, and running until SIGINT or SIGTERM. With TLS, SIGHUP reads
+/// certificate and key again.
 class ServiceProgram final
 {
 public:
@@ -18,10 +19,18 @@ public:
 
 private:
     Result<void> readOptions();
-    Result<void> prepareAccount(Service& service);
+    Result<void> checkOptions();
+    Result<void> openTls();
+    /// Answers whether a password was shown.
+    Result<bool> prepareAccount(Service& service);
+    void tellAddress(std::uint16_t port, bool passwordShown) const;
+    void reloadCertificate() const;
 
     std::vector<std::string> m_arguments;
     Service::Options m_options;
+    TlsFiles m_tls;
+    std::string m_account = "local";
+    std::string m_firstEmail;
     bool m_resetPassword = false;
 };
 

@@ -1,5 +1,7 @@
+#include "Certificate.h"
 #include "HttpClient.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
@@ -8,6 +10,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <curl/curl.h>
 #include <set>
 #include <thread>
 
@@ -21,11 +24,10 @@ class Program
 public:
     explicit Program(const QTemporaryDir& folder, const QStringList& more = {})
     {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.setProcessChannelMode(QProcess::MergedChannels);
         m_process.start(QStringLiteral(SERVICE_PROGRAM),
                         QStringList{u"--port"_s, u"0"_s, u"--data"_s, folder.filePath(u"data.sqlite"_s)} + more);
-        while (!m_output.contains("http://") && m_process.waitForReadyRead())
-            m_output += m_process.readAllStandardOutput();
+        waitFor(QByteArray());
     }
 
     ~Program() { end(SIGKILL); }
@@ -35,12 +37,23 @@ public:
     {
         if (m_process.state() == QProcess::NotRunning)
             return m_process.exitCode();
-        ::kill(static_cast<pid_t>(m_process.processId()), signal);
+        this->signal(signal);
         m_process.waitForFinished();
         return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
     }
 
-    QString address() const { return line(u"http://"_s); }
+    void signal(int number) { ::kill(static_cast<pid_t>(m_process.processId()), number); }
+
+    /// Waits until it has said that, or its address.
+    bool waitFor(const QByteArray& text)
+    {
+        while ((text.isEmpty() ? address().isEmpty() : !m_output.contains(text)) && m_process.waitForReadyRead())
+            m_output += m_process.readAll();
+        return m_output.contains(text);
+    }
+
+    QString address() const { return line(u"http"_s); }
+    QString quillon() const { return line(u"  Quillon"_s); }
     QString email() const { return line(u"  e-mail"_s).section(u' ', -1); }
     QString password() const { return line(u"  password"_s).section(u' ', -1); }
 
@@ -73,6 +86,7 @@ private slots:
     void tellsHowToSignInOnce();
     void explainsItself_data();
     void explainsItself();
+    void servesATeam();
     void losesAtMostTheRequestInFlight();
 };
 
@@ -104,7 +118,42 @@ void LocalServiceProgramTest::explainsItself_data()
     QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"quillon-service " QUILLON_VERSION ""_s;
     QTest::newRow("beyond loopback")
         << QStringList{u"--bind"_s, u"0.0.0.0"_s} << 2
-        << u"quillon-service: --bind takes a loopback address only: what is sent is not encrypted"_s;
+        << u"quillon-service: --bind 0.0.0.0 needs --tls-certificate and --tls-key: without encryption the service "
+           "stays on this machine"_s;
+    QTest::newRow("no address") << QStringList{u"--bind=office.example"_s} << 2
+                                << u"quillon-service: --bind needs an address in numbers, such as 192.0.2.7, 0.0.0.0 "
+                                   "or ::"_s;
+    QTest::newRow("no key") << QStringList{u"--bind=[::]"_s, u"--tls-certificate=x"_s} << 2
+                            << u"quillon-service: --tls-certificate and --tls-key go together"_s;
+    for (const auto& name : {u"te am"_s, u"-team"_s, u"12"_s, u"team.office"_s, u"täm"_s}) {
+        QTest::newRow(qPrintable(name))
+            << QStringList{u"--account"_s, name} << 2
+            << u"quillon-service: --account needs a name of letters, digits and hyphens, such as team"_s;
+    }
+    static const Certificate good;
+    static const Certificate other;
+    static const Certificate locked({u"DNS:x"_s}, u"secret"_s);
+    static const Certificate old;
+    old.expire();
+    const auto yesterday = QDateTime::currentDateTimeUtc().addDays(-1).date().toString(Qt::ISODate);
+    const auto with = [](const QString& certificate, const QString& key) {
+        return QStringList{u"--data=/dev/null/x"_s, u"--tls-certificate"_s, certificate, u"--tls-key"_s, key};
+    };
+    QTest::newRow("missing certificate") << with(u"/no/file"_s, good.key()) << 1
+                                         << u"quillon-service: cannot read /no/file: No such file or directory"_s;
+    QTest::newRow("no certificate in it")
+        << with(good.key(), good.key()) << 1 << u"quillon-service: %1 holds no PEM certificate"_s.arg(good.key());
+    QTest::newRow("no key in it") << with(good.file(), good.file()) << 1
+                                  << u"quillon-service: %1 holds no PEM key"_s.arg(good.file());
+    QTest::newRow("key of another") << with(good.file(), other.key()) << 1
+                                    << u"quillon-service: the key in %1 does not belong to the certificate in %2"_s.arg(
+                                           other.key(), good.file());
+    QTest::newRow("locked key") << with(locked.file(), locked.key()) << 1
+                                << u"quillon-service: %1 has a passphrase: the service needs a key without one"_s.arg(
+                                       locked.key());
+    QTest::newRow("old certificate") << with(old.file(), old.key()) << 1
+                                     << u"quillon-service: the certificate in %1 ended on %2"_s.arg(old.file(),
+                                                                                                    yesterday);
     QTest::newRow("no port") << QStringList{u"--port=65536"_s} << 2
                              << u"quillon-service: --port needs a number from 0 to 65535"_s;
     QTest::newRow("no value") << QStringList{u"--data"_s} << 2 << u"quillon-service: --data needs a value"_s;
@@ -126,6 +175,44 @@ void LocalServiceProgramTest::explainsItself()
     const auto lines = QString::fromUtf8(process.readAll()).split(u'\n');
     QCOMPARE(lines.first(), says);
     QVERIFY(status == 0 || lines.size() == 2);
+}
+
+void LocalServiceProgramTest::servesATeam()
+{
+    const QStringList hosts{u"DNS:*.office.localhost"_s};
+    const Certificate first(hosts);
+    const Certificate second(hosts);
+    const Certificate used(hosts);
+    first.replace(used);
+    QTemporaryDir folder;
+    Program program(folder,
+                    {u"--bind"_s, u"0.0.0.0"_s, u"--account"_s, u"team"_s, u"--first-email=ann@office.example"_s,
+                     u"--tls-certificate"_s, used.file(), u"--tls-key"_s, used.key()});
+    const auto port = program.address().section(u':', -1);
+    QCOMPARE(program.address(), u"https://team.office.localhost:"_s + port);
+    QCOMPARE(program.email(), u"ann@office.example"_s);
+    QVERIFY(program.quillon().contains(u"{\"QuillonServiceDomain\": \".office.localhost:%1\"}"_s.arg(port)));
+    const auto knock = [&](const Certificate& trusted) {
+        HttpClient client(program.address(), program.email(), program.password());
+        client.trusted = trusted.file();
+        const auto answer = client.get(u"/daily"_s);
+        return answer.error ? -answer.error : answer.status;
+    };
+    QCOMPARE(knock(first), 200);
+    QCOMPARE(knock(second), -int(CURLE_PEER_FAILED_VERIFICATION));
+
+    second.replace(used);
+    QCOMPARE(knock(first), 200);
+    program.signal(SIGHUP);
+    QVERIFY(program.waitFor("certificate and key were read again"));
+    QCOMPARE(knock(second), 200);
+    QCOMPARE(knock(first), -int(CURLE_PEER_FAILED_VERIFICATION));
+
+    QVERIFY(QFile::remove(used.key()));
+    program.signal(SIGHUP);
+    QVERIFY(program.waitFor("No such file or directory; the certificate from before stays in use"));
+    QCOMPARE(knock(second), 200);
+    QCOMPARE(program.end(SIGTERM), 0);
 }
 
 void LocalServiceProgramTest::losesAtMostTheRequestInFlight()
