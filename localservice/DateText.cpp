@@ -16,6 +16,11 @@ namespace {
 constexpr std::array<std::string_view, 7> weekdays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::array<std::string_view, 7> wholeWeekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                                        "Thursday", "Friday", "Saturday"};
+constexpr std::array<std::string_view, 12> wholeMonths{"January",   "February", "March",    "April",
+                                                       "May",       "June",     "July",     "August",
+                                                       "September", "October",  "November", "December"};
 
 char lower(char c)
 {
@@ -196,6 +201,23 @@ std::string longDayText(Day day)
     const std::chrono::weekday weekday{std::chrono::sys_days{day}};
     return formatted("%s, %u %s %d", weekdays[weekday.c_encoding()].data(), dayOf(day), months[monthOf(day) - 1].data(),
                      yearOf(day));
+}
+
+std::string dayInWords(Day day)
+{
+    const std::chrono::weekday weekday{std::chrono::sys_days{day}};
+    return formatted("%s, %u %s %d", wholeWeekdays[weekday.c_encoding()].data(), dayOf(day),
+                     wholeMonths[monthOf(day) - 1].data(), yearOf(day));
+}
+
+std::string daysInWords(Day first, Day last)
+{
+    std::string text = formatted("%u", dayOf(first));
+    if (yearOf(first) != yearOf(last))
+        text += formatted(" %s %d", wholeMonths[monthOf(first) - 1].data(), yearOf(first));
+    else if (monthOf(first) != monthOf(last))
+        text += formatted(" %s", wholeMonths[monthOf(first) - 1].data());
+    return text + formatted(" – %u %s %d", dayOf(last), wholeMonths[monthOf(last) - 1].data(), yearOf(last));
 }
 
 std::string momentText(Seconds moment)

@@ -1,10 +1,271 @@
-#include "Site.h"
+#include "DayPages.h"
+
+#include "Bookings.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
 
 namespace localservice {
 
+namespace {
+
+using std::chrono::days;
+using std::chrono::sys_days;
+
+constexpr Seconds fullDay = Seconds{8} * 3600;
+
+/// What was booked, and how much of it is billable.
+struct Sum
+{
+    Seconds all = 0;
+    Seconds billable = 0;
+
+    void add(const Entry& entry, Seconds now)
+    {
+        all += entry.total(now);
+        billable += entry.billable ? entry.total(now) : 0;
+    }
+    std::vector<Share> shares() const { return {{billable, "billable"}, {all - billable, "other"}}; }
+};
+
+Day plus(Day day, int number)
+{
+    return sys_days(day) + days(number);
+}
+
+Day mondayOf(Day day)
+{
+    return plus(day, 1 - static_cast<int>(std::chrono::weekday(sys_days(day)).iso_encoding()));
+}
+
+std::string weekdayOf(Day day)
+{
+    return longDayText(day).substr(0, 3);
+}
+
+void writeDayNavigation(Html& html, Day day, Day today)
+{
+    const auto bar = html.in("div", {{"class", "day-navigation"}});
+    {
+        const auto navigation = html.in("nav", {{"aria-label", "Days"}, {"class", "days"}});
+        html.leaf("a", {{"class", "button"}, {"href", dayPath(plus(day, -1))}, {"rel", "prev"}}, "‹ Previous Day");
+        html.leaf("a", {{"class", "button"}, {"href", "/daily"}, {"aria-current", day == today ? "date" : "false"}},
+                  "Today");
+        html.leaf("a", {{"class", "button"}, {"href", dayPath(plus(day, 1))}, {"rel", "next"}}, "Next Day ›");
+    }
+    const auto form = html.in("form", {{"method", "get"}, {"action", "/daily"}, {"class", "jump"}});
+    html.leaf("label", {{"for", "jump"}, {"class", "unseen"}}, "Go to the day");
+    html.empty("input", {{"type", "date"},
+                         {"id", "jump"},
+                         {"name", "day"},
+                         {"value", isoDayText(day)},
+                         {"min", "1900-01-01"},
+                         {"max", "9999-12-31"},
+                         {"required", true}});
+    html.leaf("button", "Go");
+}
+
+void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, const Sum& week)
+{
+    const Day monday = mondayOf(day);
+    const auto sheet = html.in("section", {{"class", "sheet week"}, {"aria-labelledby", "week"}});
+    {
+        const auto total = html.in("div", {{"class", "week-total"}});
+        html.leaf("h2", {{"id", "week"}}, daysInWords(monday, plus(monday, 6)));
+        {
+            const auto paragraph = html.in("p", {{"class", "total"}});
+            html.leaf("strong", hoursMinutes(week.all));
+            html.text(" hours");
+        }
+        writeBar(html, week.shares(), week.all);
+        const auto legend = html.in("ul", {{"class", "legend"}});
+        const auto line = [&](std::string_view cssClass, Seconds seconds, const std::string& what) {
+            const auto item = html.in("li", {{"class", cssClass}});
+            html.leaf("span", {{"class", "number"}}, hoursMinutes(seconds));
+            html.text(" " + what);
+        };
+        line("billable", week.billable,
+             "billable" + (week.all > 0 ? ", " + std::to_string((week.billable * 100 + week.all / 2) / week.all) + " %"
+                                        : std::string()));
+        line("other", week.all - week.billable, "not billable");
+    }
+    Seconds longest = fullDay;
+    for (const auto& sum : sums)
+        longest = std::max(longest, sum.all);
+    const auto list = html.in("ol", {{"class", "bars"}});
+    for (int i = 0; i < 7; ++i) {
+        const Day that = plus(monday, i);
+        const auto& sum = sums[static_cast<std::size_t>(i)];
+        const auto item = html.in("li", {{"class", that == today ? "today" : i > 4 ? "weekend" : "workday"}});
+        const auto link = html.in("a", {{"href", dayPath(that)}, {"aria-current", that == day ? "page" : "false"}});
+        writeUprightBar(html, sum.shares(), longest);
+        {
+            const auto name = html.in("span", {{"class", "name"}});
+            html.text(weekdayOf(that));
+            html.leaf("span", {{"class", "unseen"}}, longDayText(that).substr(3) + ": ");
+        }
+        html.leaf("span", {{"class", sum.all > 0 ? "number" : "number none"}}, hoursMinutes(sum.all));
+        if (sum.all > 0)
+            html.leaf("span", {{"class", "unseen"}}, " hours, of them " + hoursMinutes(sum.billable) + " billable");
+        if (that == today)
+            html.leaf("span", {{"class", "unseen"}}, ", today");
+    }
+}
+
+void writeMarks(Html& html, const Entry& entry)
+{
+    if (entry.lockedReason)
+        html.leaf("p", {{"class", "mark locked"}},
+                  entry.lockedReason->empty() ? "Locked" : "Locked: " + *entry.lockedReason);
+    if (entry.billed)
+        html.leaf("p", {{"class", "mark billed"}}, "Billed");
+}
+
+void writeActions(Html& html, const Visit& visit, const Entry& entry)
+{
+    const auto cell = html.in("td", {{"class", "actions"}});
+    const auto row = html.in("div", {{"class", "buttons"}});
+    const std::string path = "/entries/" + std::to_string(entry.id);
+    const std::string what = entry.taskName + " on " + projectText(entry.projectCode, entry.projectName);
+    const bool fixed = entry.lockedReason || entry.billed;
+    const bool runs = entry.timerStarted.has_value();
+    if (runs || !fixed) {
+        const auto form = formTo(html, visit, path + "/timer");
+        html.empty("input", {{"type", "hidden"}, {"name", "state"}, {"value", runs ? "stopped" : "running"}});
+        html.leaf("button",
+                  {{"class", runs ? "stop" : "start"},
+                   {"aria-label", (runs ? "Stop the timer of " : "Start the timer of ") + what}},
+                  runs ? "Stop" : "Start");
+    }
+    if (fixed)
+        return;
+    html.leaf("a", {{"class", "quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
+    html.leaf("a", {{"class", "quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}}, "Remove");
+}
+
+void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entries, const Sum& sum)
+{
+    const bool timed = std::any_of(entries.begin(), entries.end(), [](const auto& entry) { return entry.startedAt; });
+    std::vector<Column> columns{{"Project and task"}, {"Notes"}};
+    std::vector<std::string> total{"Total", ""};
+    if (timed) {
+        columns.push_back({"Times"});
+        total.emplace_back();
+    }
+    columns.insert(columns.end(), {{"Hours", true}, {"Actions", false, true}});
+    total.insert(total.end(), {hoursMinutes(sum.all), ""});
+    const auto rows = [&] {
+        for (const auto& entry : entries) {
+            const bool runs = entry.timerStarted.has_value();
+            const auto row = html.in("tr", {{"class", runs ? "running" : entry.lockedReason ? "locked" : "finished"}});
+            {
+                const auto cell = html.in("th", {{"scope", "row"}, {"class", "what"}});
+                html.leaf("span", {{"class", "project"}}, projectText(entry.projectCode, entry.projectName));
+                html.leaf("span", {{"class", "client"}}, entry.clientName);
+                html.leaf("span", {{"class", "task"}}, entry.taskName);
+            }
+            {
+                const auto cell = html.in("td", {{"class", "notes"}});
+                if (!entry.notes.empty())
+                    html.leaf("div", {{"class", "text"}}, entry.notes);
+                writeMarks(html, entry);
+            }
+            if (timed)
+                html.leaf("td", {{"class", "times"}}, timesText(entry));
+            {
+                const auto cell = html.in("td", {{"class", "number hours"}});
+                html.leaf("strong", hoursMinutes(entry.total(visit.now)));
+                if (runs)
+                    html.leaf("span", {{"class", "since"}},
+                              timed && entry.startedAt ? "running" : "running " + timesText(entry));
+            }
+            writeActions(html, visit, entry);
+        }
+    };
+    const auto sheet = html.in("section", {{"class", "sheet entries"}});
+    writeTable(html, "Entries of the day", columns, rows, total);
+}
+
+void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem)
+{
+    const auto sheet = html.in("section", {{"class", "sheet new-entry"}, {"id", "new"}});
+    html.leaf("h2", "New Entry");
+    const auto form = formTo(html, visit, draft.path(), "entry");
+    writeEntryFields(html, visit, draft, problem);
+    const auto buttons = html.in("div", {{"class", "buttons"}});
+    html.leaf("button", {{"class", "main"}}, "Add Entry");
+}
+
+void writeNothingToBook(Html& html, const Visit& visit)
+{
+    if (visit.person.admin)
+        writeEmpty(html,
+                   "There is no project yet that you can book time on. Make one, offer tasks on it and assign yourself"
+                   " to it.",
+                   "/projects", "Open the Projects");
+    else
+        writeEmpty(html, "You are not assigned to a project yet. Ask an administrator of " + visit.person.accountName +
+                             " to assign you to one; then this is the place to note your hours.");
+}
+
+} // namespace
+
+Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draft,
+              const std::optional<Problem>& problem)
+{
+    const Day today = localDay(visit.now);
+    const Day monday = mondayOf(day);
+    const auto entries = Timesheet(visit.storage, visit.person, visit.now).days(monday, plus(monday, 6));
+    const auto last = Bookings(visit.storage, visit.person).last();
+    const auto bookable = Bookings(visit.storage, visit.person).atHand({});
+    if (!entries || !last || !bookable)
+        return problemPage(visit, !entries ? entries.error() : !last ? last.error() : bookable.error());
+    std::array<Sum, 7> sums;
+    Sum week;
+    std::vector<Entry> ofDay;
+    for (const auto& entry : *entries) {
+        sums.at(static_cast<std::size_t>((sys_days(entry.day) - sys_days(monday)).count())).add(entry, visit.now);
+        week.add(entry, visit.now);
+        if (entry.day == day)
+            ofDay.push_back(entry);
+    }
+    const auto& sum = sums.at(static_cast<std::size_t>((sys_days(day) - sys_days(monday)).count()));
+    return page(visit, {dayInWords(day), Section::Timesheet, problem ? problem->status : 200}, [&](Html& html) {
+        writeDayNavigation(html, day, today);
+        if (problem && problem->field.empty())
+            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
+        writeWeek(html, day, today, sums, week);
+        if (!ofDay.empty())
+            writeEntries(html, visit, ofDay, sum);
+        else if (!bookable->bookings.empty())
+            writeEmpty(html, day > today ? "Nothing is noted for this day yet."
+                             : day < today
+                                 ? "Nothing was noted on this day. What you remember can still be added below."
+                                 : "Nothing is noted for today yet. Choose what you work on and start a timer"
+                                   " below.");
+        if (bookable->bookings.empty())
+            writeNothingToBook(html, visit);
+        else
+            writeNewEntry(html, visit, draft.value_or(EntryDraft::ofNew(day, *last)), problem);
+    });
+}
+
 void addDayPages(Site& site)
 {
-    static_cast<void>(site);
+    site.add("GET", "/daily", [](const Visit& visit, const auto& /*numbers*/) {
+        if (!visit.query.has("day"))
+            return dayPage(visit, localDay(visit.now));
+        const auto day = readDay(visit.query.text("day"));
+        return day ? goTo(dayPath(*day)) : goTo("/daily");
+    });
+    site.add("GET", "/daily/#/#", [](const Visit& visit, const std::vector<Id>& numbers) {
+        const auto day = numbers[0] <= 366 && numbers[1] <= 9999
+                             ? dayOfYear(static_cast<int>(numbers[0]), static_cast<int>(numbers[1]))
+                             : std::nullopt;
+        return day ? dayPage(visit, *day) : notFoundPage(visit);
+    });
+    addEntryPages(site);
 }
 
 } // namespace localservice

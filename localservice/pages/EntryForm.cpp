@@ -1,0 +1,175 @@
+#include "EntryForm.h"
+
+#include "Bookings.h"
+
+#include <algorithm>
+
+namespace localservice {
+
+namespace {
+
+std::string two(int number)
+{
+    return (number < 10 ? "0" : "") + std::to_string(number);
+}
+
+/// As fields of the type "time" have it.
+std::string fieldTime(const std::optional<Minutes>& minutes)
+{
+    return minutes ? two(*minutes / 60) + ":" + two(*minutes % 60) : std::string();
+}
+
+/// The bookings as choices, with what the entry is booked on now even where nothing new may be booked.
+std::vector<Choice> choicesOf(const Bookings::List& list, const std::string& chosen, const Entry* present)
+{
+    std::vector<Choice> choices;
+    bool found = false;
+    for (const auto& booking : list.bookings) {
+        choices.push_back({bookingText(booking.project, booking.task), booking.taskName,
+                           booking.projectName + " (" + booking.clientName + ")"});
+        found = found || choices.back().value == chosen;
+    }
+    if (!found && present && bookingText(present->project, present->task) == chosen)
+        choices.insert(choices.begin(), {chosen, present->taskName,
+                                         projectText(present->projectCode, present->projectName) + " (" +
+                                             present->clientName + "), for this entry only"});
+    else if (!found)
+        choices.insert(choices.begin(), {"", "Choose a project and task"});
+    return choices;
+}
+
+} // namespace
+
+EntryDraft EntryDraft::ofNew(Day day, std::string booking)
+{
+    EntryDraft draft;
+    draft.booking = std::move(booking);
+    draft.day = isoDayText(day);
+    return draft;
+}
+
+EntryDraft EntryDraft::of(const Entry& entry, Seconds now)
+{
+    const std::string hours = hoursMinutes(entry.total(now));
+    return {entry.id,
+            bookingText(entry.project, entry.task),
+            isoDayText(entry.day),
+            hours,
+            fieldTime(entry.startedAt),
+            fieldTime(entry.endedAt),
+            entry.notes,
+            hours,
+            entry.updated};
+}
+
+EntryDraft EntryDraft::of(const Form& form, Id id)
+{
+    return {id,
+            form.trimmed("booking"),
+            form.trimmed("day"),
+            form.trimmed("hours"),
+            form.trimmed("started"),
+            form.trimmed("ended"),
+            form.text("notes"),
+            form.text("shown"),
+            form.id("updated")};
+}
+
+void writeHidden(Html& html, const EntryDraft& draft)
+{
+    const std::pair<const char*, std::string> fields[]{{"entry", std::to_string(draft.id)},
+                                                       {"day", draft.day},
+                                                       {"hours", draft.hours},
+                                                       {"started", draft.started},
+                                                       {"ended", draft.ended},
+                                                       {"notes", draft.notes},
+                                                       {"shown", draft.shown},
+                                                       {"updated", std::to_string(draft.updated)}};
+    for (const auto& [name, value] : fields)
+        html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+}
+
+void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
+                      const Entry* present)
+{
+    const auto error = [&](std::string_view field) {
+        return problem && problem->field == field ? problem->message : std::string();
+    };
+    const auto hidden = [&](std::string_view name, const std::string& value) {
+        html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+    };
+    hidden("entry", std::to_string(draft.id));
+    hidden("shown", draft.shown);
+    hidden("updated", std::to_string(draft.updated));
+
+    const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking).value_or(Bookings::List{});
+    {
+        const auto box = html.in("div", {{"class", "booking"}});
+        writeChoice(html,
+                    {.name = "booking",
+                     .label = "Project and task",
+                     .value = draft.booking,
+                     .error = error("booking"),
+                     .cssClass = "wide"},
+                    choicesOf(list, draft.booking, present));
+        if (!list.whole)
+            html.leaf("button", {{"formaction", "/entries/projects"}, {"class", "quiet"}, {"formnovalidate", true}},
+                      "More Projects…");
+    }
+    // An entry that has no times in spite of the account keeps its hours.
+    const bool timed = visit.person.timestampTimers && (!present || present->startedAt || present->timerStarted);
+    const bool runs = present && present->timerStarted;
+    if (timed) {
+        writeField(html, {.name = "started",
+                          .label = "Start",
+                          .value = draft.started,
+                          .help = draft.id == 0 ? "Empty for now." : "",
+                          .error = error("started"),
+                          .type = "time",
+                          .cssClass = "short"});
+        if (!runs)
+            writeField(html, {.name = "ended",
+                              .label = "End",
+                              .value = draft.ended,
+                              .help = draft.id == 0 ? "Empty starts a timer." : "",
+                              .error = error("ended") + error("hours"),
+                              .type = "time",
+                              .cssClass = "short"});
+    } else {
+        writeField(html, {.name = "hours",
+                          .label = "Hours",
+                          .value = draft.hours,
+                          .help = draft.id == 0 ? "Empty starts a timer."
+                                  : runs        ? "The timer goes on from there."
+                                                : "",
+                          .error = error("hours"),
+                          .inputMode = "text",
+                          .placeholder = "1:30",
+                          .longest = 12,
+                          .cssClass = "hours"});
+    }
+    writeField(html, {.name = "day",
+                      .label = "Day",
+                      .value = draft.day,
+                      .error = error("day"),
+                      .type = "date",
+                      .required = true,
+                      .cssClass = "day"});
+    writeTextArea(html, {.name = "notes", .label = "Notes", .value = draft.notes, .cssClass = "wide", .optional = true},
+                  static_cast<int>(std::clamp<std::ptrdiff_t>(
+                      std::count(draft.notes.begin(), draft.notes.end(), '\n') + 1, draft.id == 0 ? 2 : 4, 20)));
+}
+
+std::string timesText(const Entry& entry)
+{
+    if (entry.timerStarted) {
+        const auto began = entry.startedAt.value_or(localMinutes(*entry.timerStarted));
+        const Day day = localDay(*entry.timerStarted);
+        return "since " + clockText(began) + (day == entry.day ? std::string() : ", " + longDayText(day));
+    }
+    if (!entry.startedAt)
+        return {};
+    return clockText(*entry.startedAt) + " – " + (entry.endedAt ? clockText(*entry.endedAt) : std::string());
+}
+
+} // namespace localservice

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "../Timesheet.h"
+#include "Parts.h"
+
+#include <optional>
+#include <string>
+
+namespace localservice {
+
+/// The form of an entry: texts as the person typed them, so that nothing typed is lost when something was wrong.
+struct EntryDraft
+{
+    Id id = 0;           ///< 0 for a new entry
+    std::string booking; ///< "12-7", project and task
+    std::string day;
+    std::string hours;
+    std::string started;
+    std::string ended;
+    std::string notes;
+    std::string shown;   ///< the hours that the form was opened with
+    Seconds updated = 0; ///< of the entry as the person has seen it
+
+    static EntryDraft ofNew(Day day, std::string booking);
+    static EntryDraft of(const Entry& entry, Seconds now);
+    static EntryDraft of(const Form& form, Id id);
+
+    /// Where it is sent: "/entries", "/entries/12".
+    std::string path() const { return id == 0 ? "/entries" : "/entries/" + std::to_string(id); }
+};
+
+/// The fields of the form, without its buttons. `present` is the entry as it is, for drafts that change one.
+void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
+                      const Entry* present = nullptr);
+/// The same unseen, for pages on the way back to the form.
+void writeHidden(Html& html, const EntryDraft& draft);
+
+/// "9:15am – 10:25am", "since 9:15am"; empty when there is nothing to tell.
+std::string timesText(const Entry& entry);
+
+} // namespace localservice
