@@ -19,7 +19,7 @@ struct Note
 constexpr std::array notes{
     Note{"saved", "Saved."},       Note{"added", "Added."},
     Note{"removed", "Removed."},   Note{"archived", "Archived. It keeps its hours and takes no new ones."},
-    Note{"restored", "Restored."},
+    Note{"restored", "Restored."}, Note{"person-archived", "Archived. They cannot sign in any more; their hours stay."},
 };
 
 struct Place

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "Database.h"
+#include "Problem.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <tl/expected.hpp>
+#include <vector>
+
+namespace SQLite {
+class Database;
+}
+
+namespace localservice {
+
+/// What is told of a person, as it is typed.
+struct PersonDetails
+{
+    std::string email;
+    std::string firstName;
+    std::string lastName;
+    bool admin = false;
+};
+
+/// A person of an account.
+struct Member : PersonDetails
+{
+    Id id = 0;
+    bool active = true;
+    bool hasPassword = true;
+    Seconds booked = 0; ///< in the days asked for, with a running timer up to now
+    bool running = false;
+
+    std::string name() const;
+};
+
+/// A project and whether somebody may book on it.
+struct BookableProject
+{
+    Id id = 0;
+    std::string name;
+    std::string client;
+    bool active = true;
+    bool assigned = false;
+};
+
+/// First and last name, the e-mail address for those who have neither.
+std::string fullName(const std::string& firstName, const std::string& lastName, const std::string& email);
+
+/// The people of one account and every change of them. Works within the transaction of its caller; people of other
+/// accounts are as if they were not there. Problems name the field of a form that they are about.
+class People final
+{
+public:
+    using Done = tl::expected<void, Problem>;
+
+    static constexpr std::size_t fewestPasswordCharacters = 10;
+    static constexpr std::size_t longestPassword = 512; ///< bytes; programs send it in a header
+    static constexpr std::size_t longestName = 100;     ///< characters
+    static constexpr std::size_t longestEmail = 254;    ///< bytes
+
+    People(SQLite::Database& database, Id account) : m_database(database), m_account(account) {}
+
+    /// Everybody by name, those who are archived last.
+    std::vector<Member> all(Day first, Day last, Seconds now);
+    tl::expected<Member, Problem> find(Id person);
+
+    /// `hash` is that of the password. Answers the person's number.
+    tl::expected<Id, Problem> add(const PersonDetails& details, const std::string& hash);
+    Done change(Id person, const PersonDetails& details);
+    /// Ends the person's sessions but the one whose secret is `except`.
+    Done setPassword(Id person, const std::string& hash, std::string_view except = {});
+    /// They cannot sign in any more, their sessions end and their timer stops. `by` is who does it.
+    Done archive(Id person, Id by, Seconds now);
+    Done restore(Id person);
+
+    /// All projects by client and name, those that are archived only where the person is assigned.
+    std::vector<BookableProject> projects(Id person);
+    /// From now on the person may book on these of the projects that are not archived, and on no other of them.
+    Done setProjects(Id person, const std::vector<Id>& projects);
+
+    /// Why a password that somebody chose cannot be taken; nothing wrong when empty.
+    static std::string wrongWithPassword(std::string_view password);
+
+private:
+    Done check(PersonDetails& details, Id itself);
+    bool isOnlyAdministrator(Id person);
+
+    SQLite::Database& m_database;
+    Id m_account;
+};
+
+} // namespace localservice

@@ -1,0 +1,193 @@
+#include "Report.h"
+
+#include "People.h"
+#include "Storage.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <unordered_map>
+
+namespace localservice {
+
+namespace {
+
+constexpr const char* counted = " FROM entries e"
+                                " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
+                                " AND (?2 = 0 OR id = ?2)) AND e.spent_at BETWEEN ?3 AND ?4";
+
+void bind(SQLite::Statement& query, const ReportFilter& filter)
+{
+    SQLite::bind(query, filter.account, filter.person, isoDayText(filter.from), isoDayText(filter.to));
+}
+
+Seconds runOf(const SQLite::Column& timerStarted, Seconds now)
+{
+    return timerStarted.isNull() ? 0 : std::max<Seconds>(0, now - timerStarted.getInt64());
+}
+
+/// Which combinations of project and task are billable. What is no longer offered counts like its project.
+class Billable
+{
+public:
+    Billable(SQLite::Database& database, Id account)
+    {
+        SQLite::Statement projects(database, "SELECT id, billable FROM projects WHERE account_id = ?");
+        projects.bind(1, account);
+        while (projects.executeStep())
+            m_projects[projects.getColumn(0).getInt64()] = projects.getColumn(1).getInt() != 0;
+        SQLite::Statement offers(database, "SELECT project_id, task_id FROM task_assignments"
+                                           " WHERE account_id = ? AND NOT billable");
+        offers.bind(1, account);
+        while (offers.executeStep())
+            m_unbillable[{offers.getColumn(0).getInt64(), offers.getColumn(1).getInt64()}] = true;
+    }
+
+    bool operator()(Id project, Id task) const
+    {
+        const auto found = m_projects.find(project);
+        return found != m_projects.end() && found->second && !m_unbillable.contains({project, task});
+    }
+
+private:
+    std::unordered_map<Id, bool> m_projects;
+    std::map<std::pair<Id, Id>, bool> m_unbillable;
+};
+
+void sortBySize(std::vector<ReportLine>& lines)
+{
+    std::stable_sort(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
+        return left.amount.all != right.amount.all ? left.amount.all > right.amount.all : left.name < right.name;
+    });
+}
+
+std::string clock(const SQLite::Column& minutes)
+{
+    if (minutes.isNull())
+        return {};
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d", minutes.getInt() / 60 % 24, minutes.getInt() % 60);
+    return text.data();
+}
+
+std::string hoursAndMinutes(Seconds seconds)
+{
+    std::array<char, 32> text{};
+    const auto minutes = static_cast<long long>((seconds + 30) / 60);
+    std::snprintf(text.data(), text.size(), "%lld:%02lld", minutes / 60, minutes % 60);
+    return text.data();
+}
+
+} // namespace
+
+Amount& Amount::operator+=(const Amount& other)
+{
+    all += other.all;
+    billable += other.billable;
+    return *this;
+}
+
+Report Report::of(SQLite::Database& database, const ReportFilter& filter)
+{
+    Report report;
+    const Billable isBillable(database, filter.account);
+    std::map<std::pair<Id, Id>, Amount> work; ///< by project and task
+    std::unordered_map<Id, Amount> people;
+    std::unordered_map<std::string, Amount> days;
+    SQLite::Statement query(database, std::string("SELECT e.person_id, e.spent_at, e.project_id, e.task_id,"
+                                                  " SUM(e.seconds), MAX(e.timer_started)") +
+                                          counted + " GROUP BY 1, 2, 3, 4");
+    bind(query, filter);
+    while (query.executeStep()) {
+        const std::pair booked{query.getColumn(2).getInt64(), query.getColumn(3).getInt64()};
+        const Seconds run = runOf(query.getColumn(5), filter.now);
+        Amount amount{query.getColumn(4).getInt64() + run, 0};
+        amount.billable = isBillable(booked.first, booked.second) ? amount.all : 0;
+        report.runningTimers += query.getColumn(5).isNull() ? 0 : 1;
+        report.running += run;
+        report.total += amount;
+        people[query.getColumn(0).getInt64()] += amount;
+        days[query.getColumn(1).getString()] += amount;
+        work[booked] += amount;
+    }
+    for (const auto& [day, amount] : days)
+        report.days[readDay(day).value_or(filter.from)] += amount;
+
+    std::unordered_map<Id, Amount> projects;
+    std::unordered_map<Id, Amount> tasks;
+    for (const auto& [booked, amount] : work) {
+        projects[booked.first] += amount;
+        tasks[booked.second] += amount;
+    }
+    const auto lines = [&](const char* sql, const std::unordered_map<Id, Amount>& amounts,
+                           std::vector<ReportLine>& to) {
+        SQLite::Statement names(database, sql);
+        names.bind(1, filter.account);
+        while (names.executeStep()) {
+            const auto found = amounts.find(names.getColumn(0).getInt64());
+            if (found == amounts.end())
+                continue;
+            to.push_back({found->first, names.getColumn(1).getString(), names.getColumn(2).getString(),
+                          names.getColumn(3).getString(), found->second});
+        }
+        sortBySize(to);
+    };
+    lines("SELECT p.id, p.name, c.name, p.code FROM projects p JOIN clients c ON c.id = p.client_id"
+          " WHERE p.account_id = ?",
+          projects, report.projects);
+    lines("SELECT id, name, '', '' FROM tasks WHERE account_id = ?", tasks, report.tasks);
+    lines("SELECT id, CASE WHEN TRIM(first_name || last_name) = '' THEN email"
+          " ELSE TRIM(first_name || ' ' || last_name) END, '', '' FROM people WHERE account_id = ?",
+          people, report.people);
+    return report;
+}
+
+std::string csvCell(std::string_view text)
+{
+    constexpr std::string_view formula = "=+-@\t\r";
+    std::string cell;
+    for (const char c : text) {
+        // Control characters mean nothing to anybody, and the byte 0 ends a text for some.
+        if (static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t' && c != '\r')
+            continue;
+        if (cell.empty() && formula.find(c) != std::string_view::npos)
+            cell += '\'';
+        cell += c;
+        if (c == '"')
+            cell += '"';
+    }
+    return cell.find_first_of(",\"\r\n\t") == std::string::npos ? cell : '"' + cell + '"';
+}
+
+std::string csvOf(SQLite::Database& database, const ReportFilter& filter)
+{
+    std::string csv = "\xEF\xBB\xBF"
+                      "Date,Client,Project,Code,Task,Person,Notes,Hours,Hours and Minutes,Billable,Start,End\r\n";
+    const Billable isBillable(database, filter.account);
+    SQLite::Statement query(
+        database, "SELECT e.spent_at, c.name, p.name, p.code, t.name, o.first_name, o.last_name, o.email,"
+                  " e.notes, e.seconds, e.timer_started, e.project_id, e.task_id, e.started_at, e.ended_at"
+                  " FROM entries e JOIN projects p ON p.id = e.project_id JOIN clients c ON c.id = p.client_id"
+                  " JOIN tasks t ON t.id = e.task_id JOIN people o ON o.id = e.person_id"
+                  " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
+                  " AND (?2 = 0 OR id = ?2)) AND e.spent_at BETWEEN ?3 AND ?4"
+                  " ORDER BY e.spent_at, e.person_id, e.id");
+    bind(query, filter);
+    while (query.executeStep()) {
+        const auto text = [&](int column) { return query.getColumn(column).getString(); };
+        const Seconds time = query.getColumn(9).getInt64() + runOf(query.getColumn(10), filter.now);
+        const bool billable = isBillable(query.getColumn(11).getInt64(), query.getColumn(12).getInt64());
+        csv += text(0);
+        for (const int column : {1, 2, 3, 4})
+            (csv += ',') += csvCell(text(column));
+        for (const auto& cell : {fullName(text(5), text(6), text(7)), text(8)})
+            (csv += ',') += csvCell(cell);
+        ((csv += ',') += hoursText(time)) += ',';
+        ((csv += hoursAndMinutes(time)) += ',') += billable ? "yes" : "no";
+        ((csv += ',') += clock(query.getColumn(13))) += ',';
+        (csv += clock(query.getColumn(14))) += "\r\n";
+    }
+    return csv;
+}
+
+} // namespace localservice

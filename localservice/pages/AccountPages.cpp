@@ -1,0 +1,257 @@
+#include "Parts.h"
+#include "Passwords.h"
+#include "People.h"
+#include "Site.h"
+#include "Storage.h"
+
+#include "../Credentials.h"
+
+#include <optional>
+
+namespace localservice {
+
+namespace {
+
+using Numbers = std::vector<Id>;
+
+const std::string here = "/account";
+
+/// What was typed in one of the page's forms when it was refused.
+struct Typed
+{
+    std::optional<PersonDetails> details = {};
+    std::optional<std::string> accountName = {};
+    Problem problem;
+};
+
+std::string errorOf(const Typed* typed, std::string_view field)
+{
+    return typed && typed->problem.field == field ? typed->problem.message : std::string();
+}
+
+PersonDetails ownDetails(const Person& person)
+{
+    return {person.email, person.firstName, person.lastName, person.admin};
+}
+
+void writeYou(Html& html, const Visit& visit, const Typed* typed)
+{
+    const auto details = typed && typed->details ? *typed->details : ownDetails(visit.person);
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "You");
+    const auto form = formTo(html, visit, here, "fields");
+    {
+        const auto row = html.in("div", {{"class", "row"}});
+        writeField(html, {.name = "first-name",
+                          .label = "First name",
+                          .value = details.firstName,
+                          .error = errorOf(typed, "first-name"),
+                          .required = true,
+                          .autocomplete = "given-name",
+                          .longest = People::longestName});
+        writeField(html, {.name = "last-name",
+                          .label = "Last name",
+                          .value = details.lastName,
+                          .error = errorOf(typed, "last-name"),
+                          .autocomplete = "family-name",
+                          .longest = People::longestName,
+                          .optional = true});
+    }
+    writeField(html, {.name = "email",
+                      .label = "E-mail",
+                      .value = details.email,
+                      .help = "You sign in with it, here and in the desktop program.",
+                      .error = errorOf(typed, "email"),
+                      .type = "email",
+                      .required = true,
+                      .autocomplete = "email",
+                      .longest = People::longestEmail});
+    const auto buttons = html.in("div", {{"class", "buttons"}});
+    html.leaf("button", {{"class", "main"}}, "Save");
+}
+
+void writePassword(Html& html, const Visit& visit, const Typed* typed)
+{
+    const bool has = !visit.person.passwordHash.empty();
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "Password");
+    html.leaf(
+        "p", {{"class", "faint"}},
+        has ? "A new password signs you out of every other browser. The desktop program asks for it, too."
+            : "You have none yet: the program on this computer signs you in by itself. With one you can also sign "
+              "in here without it.");
+    const auto form = formTo(html, visit, here + "/password", "fields");
+    // Password managers tell by it whose password this is.
+    html.empty("input", {{"type", "hidden"}, {"name", "username"}, {"value", visit.person.email}});
+    if (has)
+        writeField(html, {.name = "present-password",
+                          .label = "Present password",
+                          .error = errorOf(typed, "present-password"),
+                          .type = "password",
+                          .required = true,
+                          .autocomplete = "current-password"});
+    writeField(html, {.name = "new-password",
+                      .label = "New password",
+                      .help = "At least 10 characters. Several words in a row are easy to keep in mind.",
+                      .error = errorOf(typed, "new-password"),
+                      .type = "password",
+                      .required = true,
+                      .autocomplete = "new-password"});
+    writeField(html, {.name = "new-password-again",
+                      .label = "New password again",
+                      .error = errorOf(typed, "new-password-again"),
+                      .type = "password",
+                      .required = true,
+                      .autocomplete = "new-password"});
+    const auto buttons = html.in("div", {{"class", "buttons"}});
+    html.leaf("button", {{"class", "main"}}, has ? "Change Password" : "Set Password");
+}
+
+void writeEverywhere(Html& html, const Visit& visit)
+{
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "Browsers");
+    html.leaf("p", {{"class", "faint"}},
+              "Signs you out of this browser and of all others. The desktop program stays signed in.");
+    const auto form = formTo(html, visit, here + "/sign-out-everywhere", "buttons");
+    html.leaf("button", "Sign Out Everywhere");
+}
+
+void writeAccount(Html& html, const Visit& visit, const Typed* typed)
+{
+    const bool times = visit.person.timestampTimers;
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "Account");
+    const auto form = formTo(html, visit, here + "/settings", "fields");
+    writeField(html, {.name = "account-name",
+                      .label = "Name",
+                      .value = typed && typed->accountName ? *typed->accountName : visit.person.accountName,
+                      .help = "Everybody sees it, in the desktop program too.",
+                      .error = errorOf(typed, "account-name"),
+                      .required = true,
+                      .longest = People::longestName});
+    {
+        const auto kinds = html.in("fieldset");
+        html.leaf("legend", "What people type");
+        const auto kind = [&](const std::string& value, std::string_view label, const std::string& help, bool chosen) {
+            const auto box = html.in("div", {{"class", "check"}});
+            html.empty("input", {{"type", "radio"},
+                                 {"name", "timers"},
+                                 {"id", "timers-" + value},
+                                 {"value", value},
+                                 {"checked", chosen},
+                                 {"aria-describedby", "timers-" + value + "-help"}});
+            html.leaf("label", {{"for", "timers-" + value}}, label);
+            html.leaf("p", {{"class", "help"}, {"id", "timers-" + value + "-help"}}, help);
+        };
+        kind("hours", "Hours", "How long something took: 1:30.", !times);
+        kind("times", "Start and end times", "When it began and ended: 9:00 to 10:30. The hours follow from that.",
+             times);
+    }
+    html.leaf("p", {{"class", "help"}},
+              "A change is for everybody. What was booked keeps its hours, and the times that it has. Desktop programs "
+              "learn of it when they sign in the next time.");
+    html.leaf("p", {{"class", "help"}}, "Days begin at midnight of this computer’s clock (" + localZoneName() + ").");
+    const auto buttons = html.in("div", {{"class", "buttons"}});
+    html.leaf("button", {{"class", "main"}}, "Save Account");
+}
+
+Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
+{
+    return page(visit,
+                {.title = "Your Account", .section = Section::Account, .status = typed ? typed->problem.status : 200},
+                [&](Html& html) {
+                    if (typed && typed->problem.field.empty())
+                        html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, typed->problem.message);
+                    if (visit.query.text("note") == "password")
+                        html.leaf("p", {{"class", "note"}, {"role", "status"}}, "Your password is changed.");
+                    {
+                        const auto pair = html.in("div", {{"class", "pair"}});
+                        writeYou(html, visit, typed);
+                        writePassword(html, visit, typed);
+                    }
+                    if (visit.person.admin)
+                        writeAccount(html, visit, typed);
+                    const auto pair = html.in("div", {{"class", "pair"}});
+                    writeHowToSignIn(html, visit, visit.person.email);
+                    writeEverywhere(html, visit);
+                });
+}
+
+Reply refused(const Visit& visit, Typed typed)
+{
+    return accountPage(visit, &typed);
+}
+
+Reply save(const Visit& visit)
+{
+    const PersonDetails details{visit.form.trimmed("email"), visit.form.text("first-name"),
+                                visit.form.text("last-name"), visit.person.admin};
+    const auto done = visit.storage.change([&](SQLite::Database& database) {
+        return People(database, visit.person.account).change(visit.person.id, details);
+    });
+    return done ? goTo(here, "saved") : refused(visit, {.details = details, .problem = done.error()});
+}
+
+Reply changePassword(const Visit& visit, PasswordCheck& passwords)
+{
+    const auto wrong = [&](std::string message, std::string field) {
+        return refused(visit, {.problem = {422, "Validation", std::move(message), std::move(field)}});
+    };
+    const auto& form = visit.form;
+    const auto& present = visit.person.passwordHash;
+    if (!present.empty() && !passwords.fits(form.text("present-password"), present))
+        return wrong("This is not your present password.", "present-password");
+    if (form.text("new-password") != form.text("new-password-again"))
+        return wrong("This is not the same as above.", "new-password-again");
+    const auto hash = hashOfChosen(form.text("new-password"), "new-password");
+    if (!hash)
+        return refused(visit, {.problem = hash.error()});
+    const auto done = visit.storage.change([&](SQLite::Database& database) {
+        return People(database, visit.person.account).setPassword(visit.person.id, *hash, visit.session);
+    });
+    return done ? goTo(here, "password") : refused(visit, {.problem = done.error()});
+}
+
+Reply signOutEverywhere(const Visit& visit)
+{
+    const auto done = visit.storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
+        Sessions::endAllOf(database, visit.person.id);
+        return {};
+    });
+    return done ? goTo("/sign-in") : refused(visit, {.problem = done.error()});
+}
+
+Reply saveAccount(const Visit& visit)
+{
+    const auto name = visit.form.trimmed("account-name");
+    if (name.empty())
+        return refused(visit,
+                       {.accountName = name, .problem = {422, "Validation", "An account has a name.", "account-name"}});
+    const bool times = visit.form.text("timers") == "times";
+    const auto done = visit.storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
+        SQLite::Statement update(database, "UPDATE accounts SET name = ?, timestamp_timers = ? WHERE id = ?");
+        SQLite::bind(update, name, int{times}, visit.person.account);
+        update.exec();
+        return {};
+    });
+    return done ? goTo(here, "saved") : refused(visit, {.accountName = name, .problem = done.error()});
+}
+
+} // namespace
+
+void addAccountPages(Site& site)
+{
+    constexpr auto admins = Site::For::Administrators;
+    const auto passwords = std::make_shared<PasswordCheck>();
+    site.add("GET", here, [](const Visit& visit, const Numbers&) { return accountPage(visit); });
+    site.add("POST", here, [](const Visit& visit, const Numbers&) { return save(visit); });
+    site.add("POST", here + "/password",
+             [passwords](const Visit& visit, const Numbers&) { return changePassword(visit, *passwords); });
+    site.add("POST", here + "/sign-out-everywhere",
+             [](const Visit& visit, const Numbers&) { return signOutEverywhere(visit); });
+    site.add(
+        "POST", here + "/settings", [](const Visit& visit, const Numbers&) { return saveAccount(visit); }, admins);
+}
+
+} // namespace localservice

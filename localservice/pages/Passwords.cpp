@@ -1,0 +1,133 @@
+#include "Passwords.h"
+
+#include "Parts.h"
+#include "People.h"
+#include "Storage.h"
+
+#include "../Credentials.h"
+
+namespace localservice {
+
+namespace {
+
+constexpr const char* typedField = "password";
+
+std::string subdomainOf(const Visit& visit)
+{
+    return visit.storage
+        .look([&](SQLite::Database& database) -> tl::expected<std::string, Problem> {
+            SQLite::Statement query(database, "SELECT subdomain FROM accounts WHERE id = ?");
+            query.bind(1, visit.person.account);
+            return query.executeStep() ? query.getColumn(0).getString() : std::string();
+        })
+        .value_or(std::string());
+}
+
+/// What follows the account's name in the host by which programs reach it: ".localhost:8787". Empty when the browser
+/// came by an address that tells nothing about it.
+std::string domainOf(const Request& request, const std::string& subdomain)
+{
+    const std::string host(request.header("Host"));
+    const auto label = request.subdomain();
+    if (!label.empty() && label == subdomain)
+        return host.substr(label.size());
+    const auto colon = host.rfind(':');
+    const bool here = host.starts_with("localhost") || host.starts_with("127.") || host.starts_with("[::1]");
+    const bool port = colon != std::string::npos && host.find(']', colon) == std::string::npos;
+    return here ? ".localhost" + (port ? host.substr(colon) : std::string()) : std::string();
+}
+
+void writeFact(Html& html, std::string_view name, std::string_view value)
+{
+    html.leaf("dt", name);
+    html.leaf("dd", value);
+}
+
+} // namespace
+
+void writeNewPassword(Html& html, bool typed, const std::string& error)
+{
+    const auto choice = html.in("fieldset");
+    html.leaf("legend", "Password");
+    const auto radio = [&](const std::string& value, std::string_view label, bool checked) {
+        const auto box = html.in("div", {{"class", "check"}});
+        html.empty("input", {{"type", "radio"},
+                             {"name", "password-by"},
+                             {"id", "password-by-" + value},
+                             {"value", value},
+                             {"checked", checked}});
+        html.leaf("label", {{"for", "password-by-" + value}}, label);
+    };
+    radio("made", "Make one for them", !typed);
+    radio("typed", "This one:", typed);
+    writeField(html, {.name = typedField,
+                      .label = "Password of your choice",
+                      .help = "At least 10 characters.",
+                      .error = error,
+                      .type = "password",
+                      .autocomplete = "new-password"});
+}
+
+tl::expected<NewPassword, Problem> newPasswordIn(const Form& form)
+{
+    NewPassword result;
+    // Whoever typed one meant it, whatever is marked above it.
+    result.typed = form.text("password-by") == "typed" || !form.text(typedField).empty();
+    if (!result.typed) {
+        const auto made = randomPassword();
+        const auto hash = made ? hashOfPassword(*made) : std::nullopt;
+        if (!hash)
+            return tl::unexpected(Problem{500, "Random", "There are no random numbers for a password."});
+        return NewPassword{*made, *hash, false};
+    }
+    result.text = form.text(typedField);
+    auto hash = hashOfChosen(result.text, typedField);
+    if (!hash)
+        return tl::unexpected(hash.error());
+    result.hash = std::move(*hash);
+    return result;
+}
+
+tl::expected<std::string, Problem> hashOfChosen(const std::string& password, const std::string& field)
+{
+    if (const auto wrong = People::wrongWithPassword(password); !wrong.empty())
+        return tl::unexpected(Problem{422, "Validation", wrong, field});
+    const auto hash = hashOfPassword(password);
+    if (!hash)
+        return tl::unexpected(Problem{500, "Random", "The password could not be hashed."});
+    return *hash;
+}
+
+void writeHowToSignIn(Html& html, const Visit& visit, const std::string& email)
+{
+    const auto subdomain = subdomainOf(visit);
+    const auto domain = domainOf(visit.request, subdomain);
+    const bool secure = visit.request.secure;
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "How to sign in");
+    html.leaf("h3", "In a browser");
+    {
+        const auto facts = html.in("dl", {{"class", "facts"}});
+        writeFact(html, "Address",
+                  (secure ? "https://" : "http://") +
+                      (domain.empty() ? std::string(visit.request.header("Host")) : subdomain + domain));
+        writeFact(html, "E-mail", email);
+    }
+    html.leaf("h3", "In the desktop program");
+    {
+        const auto facts = html.in("dl", {{"class", "facts"}});
+        writeFact(html, "Account", subdomain);
+        writeFact(html, "E-mail", email);
+    }
+    const auto text = html.in("p", {{"class", "faint"}});
+    html.text("Both stand in its preferences. ");
+    if (domain.empty())
+        return;
+    html.text("So that it looks for the account here, its file Info.json, beside Quillon.conf in the folder of its "
+              "settings, has this line:");
+    const auto line = html.in("span", {{"class", "line"}});
+    html.leaf("code", secure ? "{\"QuillonServiceDomain\": \"" + domain + "\"}"
+                             : "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \"" + domain + "\"}");
+}
+
+} // namespace localservice
