@@ -1,7 +1,7 @@
 # Completion of quillon-service for bash.
 
 _quillon_service() {
-  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} words
   # In --data=FILE bash takes the sign for a word of its own.
   if [ "$word" = = ]; then
     word=''
@@ -10,14 +10,15 @@ _quillon_service() {
   fi
   COMPREPLY=()
   case $before in
-    --data)
+    --data | --tls-certificate | --tls-key)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       ;;
-    --bind) mapfile -t COMPREPLY < <(compgen -W '127.0.0.1 ::1 localhost' -- "$word") ;;
-    --port) ;;
+    --bind) mapfile -t COMPREPLY < <(compgen -W '127.0.0.1 0.0.0.0' -- "$word") ;;
+    --port | --account | --first-email) ;;
     *)
-      mapfile -t COMPREPLY < <(compgen -W '--port --bind --data --reset-password --help --version' -- "$word")
+      words='--port --bind --tls-certificate --tls-key --data --account --first-email --reset-password --help --version'
+      mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
       ;;
   esac
 }
