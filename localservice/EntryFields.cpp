@@ -78,6 +78,8 @@ tl::expected<EntryFields, Problem> EntryFields::read(const RequestBody& body)
 tl::expected<EntryFields, Problem> EntryFields::read(const Form& form)
 {
     const std::string booking = form.trimmed("booking");
+    if (booking.empty())
+        return invalid("Choose a project and a task.", "booking");
     const auto dash = std::min(booking.find('-'), booking.size());
     const auto source = [&](const std::string& name) -> std::optional<std::string> {
         if (name == "project_id")

@@ -39,6 +39,12 @@ Day mondayOf(Day day)
     return plus(day, 1 - static_cast<int>(std::chrono::weekday(sys_days(day)).iso_encoding()));
 }
 
+/// For "aria-current".
+std::optional<std::string> currentIf(bool here)
+{
+    return here ? std::optional<std::string>("page") : std::nullopt;
+}
+
 std::string weekdayOf(Day day)
 {
     return longDayText(day).substr(0, 3);
@@ -46,16 +52,19 @@ std::string weekdayOf(Day day)
 
 void writeDayNavigation(Html& html, Day day, Day today)
 {
-    const auto bar = html.in("div", {{"class", "day-navigation"}});
     {
         const auto navigation = html.in("nav", {{"aria-label", "Days"}, {"class", "days"}});
-        html.leaf("a", {{"class", "button"}, {"href", dayPath(plus(day, -1))}, {"rel", "prev"}}, "‹ Previous Day");
-        html.leaf("a", {{"class", "button"}, {"href", "/daily"}, {"aria-current", day == today ? "date" : "false"}},
-                  "Today");
-        html.leaf("a", {{"class", "button"}, {"href", dayPath(plus(day, 1))}, {"rel", "next"}}, "Next Day ›");
+        const auto arrow = [&](int step, std::string_view name, std::string_view sign) {
+            html.leaf("a",
+                      {{"class", "button"}, {"href", dayPath(plus(day, step))}, {"aria-label", name}, {"title", name}},
+                      sign);
+        };
+        arrow(-1, "Previous Day", "‹");
+        html.leaf("a", {{"class", "button"}, {"href", "/daily"}, {"aria-current", currentIf(day == today)}}, "Today");
+        arrow(1, "Next Day", "›");
     }
     const auto form = html.in("form", {{"method", "get"}, {"action", "/daily"}, {"class", "jump"}});
-    html.leaf("label", {{"for", "jump"}, {"class", "unseen"}}, "Go to the day");
+    html.leaf("label", {{"for", "jump"}, {"class", "unseen"}}, "Day to go to");
     html.empty("input", {{"type", "date"},
                          {"id", "jump"},
                          {"name", "day"},
@@ -74,16 +83,17 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
         const auto total = html.in("div", {{"class", "week-total"}});
         html.leaf("h2", {{"id", "week"}}, daysInWords(monday, plus(monday, 6)));
         {
-            const auto paragraph = html.in("p", {{"class", "total"}});
+            const auto paragraph = html.in("p", {{"class", "sum"}});
             html.leaf("strong", hoursMinutes(week.all));
             html.text(" hours");
         }
         writeBar(html, week.shares(), week.all);
-        const auto legend = html.in("ul", {{"class", "legend"}});
-        const auto line = [&](std::string_view cssClass, Seconds seconds, const std::string& what) {
-            const auto item = html.in("li", {{"class", cssClass}});
+        const auto key = html.in("ul", {{"class", "key"}});
+        const auto line = [&](const std::string& swatch, Seconds seconds, const std::string& what) {
+            const auto item = html.in("li");
+            html.leaf("span", {{"class", "swatch " + swatch}}, {});
             html.leaf("span", {{"class", "number"}}, hoursMinutes(seconds));
-            html.text(" " + what);
+            html.text(what);
         };
         line("billable", week.billable,
              "billable" + (week.all > 0 ? ", " + std::to_string((week.billable * 100 + week.all / 2) / week.all) + " %"
@@ -98,7 +108,7 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
         const Day that = plus(monday, i);
         const auto& sum = sums[static_cast<std::size_t>(i)];
         const auto item = html.in("li", {{"class", that == today ? "today" : i > 4 ? "weekend" : "workday"}});
-        const auto link = html.in("a", {{"href", dayPath(that)}, {"aria-current", that == day ? "page" : "false"}});
+        const auto link = html.in("a", {{"href", dayPath(that)}, {"aria-current", currentIf(that == day)}});
         writeUprightBar(html, sum.shares(), longest);
         {
             const auto name = html.in("span", {{"class", "name"}});
@@ -115,17 +125,19 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
 
 void writeMarks(Html& html, const Entry& entry)
 {
+    if (!entry.lockedReason && !entry.billed)
+        return;
+    const auto marks = html.in("div", {{"class", "marks"}});
     if (entry.lockedReason)
-        html.leaf("p", {{"class", "mark locked"}},
+        html.leaf("span", {{"class", "badge"}},
                   entry.lockedReason->empty() ? "Locked" : "Locked: " + *entry.lockedReason);
     if (entry.billed)
-        html.leaf("p", {{"class", "mark billed"}}, "Billed");
+        html.leaf("span", {{"class", "badge"}}, "Billed");
 }
 
 void writeActions(Html& html, const Visit& visit, const Entry& entry)
 {
-    const auto cell = html.in("td", {{"class", "actions"}});
-    const auto row = html.in("div", {{"class", "buttons"}});
+    const auto cell = html.in("td", {{"class", "acts"}});
     const std::string path = "/entries/" + std::to_string(entry.id);
     const std::string what = entry.taskName + " on " + projectText(entry.projectCode, entry.projectName);
     const bool fixed = entry.lockedReason || entry.billed;
@@ -134,14 +146,15 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
         const auto form = formTo(html, visit, path + "/timer");
         html.empty("input", {{"type", "hidden"}, {"name", "state"}, {"value", runs ? "stopped" : "running"}});
         html.leaf("button",
-                  {{"class", runs ? "stop" : "start"},
+                  {{"class", runs ? "small stop" : "small start"},
                    {"aria-label", (runs ? "Stop the timer of " : "Start the timer of ") + what}},
                   runs ? "Stop" : "Start");
     }
     if (fixed)
         return;
-    html.leaf("a", {{"class", "quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
-    html.leaf("a", {{"class", "quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}}, "Remove");
+    html.leaf("a", {{"class", "button small quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
+    html.leaf("a", {{"class", "button small quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}},
+              "Remove");
 }
 
 void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entries, const Sum& sum)
@@ -191,7 +204,7 @@ void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, cons
 {
     const auto sheet = html.in("section", {{"class", "sheet new-entry"}, {"id", "new"}});
     html.leaf("h2", "New Entry");
-    const auto form = formTo(html, visit, draft.path(), "entry");
+    const auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
     writeEntryFields(html, visit, draft, problem);
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Add Entry");
@@ -231,8 +244,9 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
             ofDay.push_back(entry);
     }
     const auto& sum = sums.at(static_cast<std::size_t>((sys_days(day) - sys_days(monday)).count()));
-    return page(visit, {dayInWords(day), Section::Timesheet, problem ? problem->status : 200}, [&](Html& html) {
-        writeDayNavigation(html, day, today);
+    const Head head{dayInWords(day), Section::Timesheet, problem ? problem->status : 200,
+                    [&](Html& html) { writeDayNavigation(html, day, today); }};
+    return page(visit, head, [&](Html& html) {
         if (problem && problem->field.empty())
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
         writeWeek(html, day, today, sums, week);

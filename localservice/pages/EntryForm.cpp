@@ -25,14 +25,14 @@ std::vector<Choice> choicesOf(const Bookings::List& list, const std::string& cho
     std::vector<Choice> choices;
     bool found = false;
     for (const auto& booking : list.bookings) {
-        choices.push_back({bookingText(booking.project, booking.task), booking.taskName,
-                           booking.projectName + " (" + booking.clientName + ")"});
+        choices.push_back({bookingText(booking.project, booking.task), booking.projectName + " · " + booking.taskName,
+                           booking.clientName});
         found = found || choices.back().value == chosen;
     }
     if (!found && present && bookingText(present->project, present->task) == chosen)
-        choices.insert(choices.begin(), {chosen, present->taskName,
-                                         projectText(present->projectCode, present->projectName) + " (" +
-                                             present->clientName + "), for this entry only"});
+        choices.insert(choices.begin(),
+                       {chosen, projectText(present->projectCode, present->projectName) + " · " + present->taskName,
+                        present->clientName});
     else if (!found)
         choices.insert(choices.begin(), {"", "Choose a project and task"});
     return choices;
@@ -113,8 +113,7 @@ void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, c
                      .cssClass = "wide"},
                     choicesOf(list, draft.booking, present));
         if (!list.whole)
-            html.leaf("button", {{"formaction", "/entries/projects"}, {"class", "quiet"}, {"formnovalidate", true}},
-                      "More Projects…");
+            html.leaf("button", {{"formaction", "/entries/projects"}, {"formnovalidate", true}}, "More Projects…");
     }
     // An entry that has no times in spite of the account keeps its hours.
     const bool timed = visit.person.timestampTimers && (!present || present->startedAt || present->timerStarted);

@@ -41,7 +41,7 @@ void writeFact(Html& html, std::string_view name, const std::string& text, bool 
     const auto fact = html.in("dd", {{"class", differs ? "differs" : "same"}});
     html.leaf("span", {{"class", "text"}}, text.empty() ? "none" : text);
     if (differs)
-        html.leaf("span", {{"class", "mark"}}, "differs from yours");
+        html.leaf("span", {{"class", "badge"}}, "differs from yours");
 }
 
 /// The entry in full; against a draft, with what differs marked.
@@ -79,7 +79,7 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
         }
         const auto sheet = html.in("section", {{"class", "sheet"}});
-        const auto form = formTo(html, visit, draft.path(), "entry");
+        const auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
         writeEntryFields(html, visit, draft, problem, &entry);
         const auto buttons = html.in("div", {{"class", "buttons"}});
         html.leaf("button", {{"class", "main"}}, stale ? "Save Mine" : "Save");
