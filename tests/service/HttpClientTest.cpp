@@ -1,4 +1,5 @@
 #include "service/HttpClient.h"
+#include "settings/QuillonPreferences.h"
 #include "support/ServiceRun.h"
 
 #include <QElapsedTimer>
@@ -70,7 +71,7 @@ public:
     SecurePeer()
     {
         run(u"req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout key.pem -out certificate.pem "
-            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost"_s);
+            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost,DNS:team.office.localhost"_s);
         m_server.waitForFinished(30'000);
         run(u"s_server -HTTP -accept 127.0.0.1:0 -cert certificate.pem -key key.pem"_s);
         QByteArray said;
@@ -89,6 +90,7 @@ public:
 
     QByteArray url(const char* path) const { return "https://localhost:" + QByteArray::number(port) + path; }
     QByteArray certificate() const { return m_folder.filePath(u"certificate.pem"_s).toLocal8Bit(); }
+    QByteArray key() const { return m_folder.filePath(u"key.pem"_s).toLocal8Bit(); }
     void serve(const QString& name, const QByteArray& reply) const
     {
         QFile file(m_folder.filePath(name));
@@ -142,6 +144,7 @@ private slots:
     void changingRequestsAreNeverRepeated();
     void loopbackNeedsNoProxy();
     void secureConnections();
+    void aTeamsOwnService();
     void stopEndsTheWait();
 };
 
@@ -387,6 +390,29 @@ void HttpClientTest::secureConnections()
     open.service.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
     QCOMPARE(errorCode(client.send(get(open.url("/up")), {})), 1);
     QCOMPARE(open.requests(), QStringList(u"GET /up"_s));
+}
+
+void HttpClientTest::aTeamsOwnService()
+{
+    const SecurePeer secure;
+    const Variable trusted("SSL_CERT_FILE", secure.certificate());
+    auto tls = localservice::Tls::open({secure.certificate().toStdString(), secure.key().toStdString()});
+    QVERIFY(tls);
+    support::TestRun run;
+    localservice::Service team({.dataFile = run.folders.path(u"team.sqlite"_s).toStdString(), .tls = std::move(*tls)});
+    const auto port = team.start();
+    QVERIFY(port);
+    QVERIFY((*team.database())->ensureSampleAccount("ann@example.com", "team"));
+    QVERIFY((*team.database())->setPassword("team", "ann@example.com", "sesame"));
+
+    run.environment.information.set("QuillonServiceDomain"_L1, u".office.localhost:%1"_s.arg(*port));
+    settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
+    preferences.setUrl(u"https://team.office.localhost:%1"_s.arg(*port));
+    QCOMPARE(preferences.fullUrl(), u"https://team.office.localhost:%1"_s.arg(*port));
+    const HttpRequest request{
+        .url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
+        .headers = {{"Authorization", "Basic " + QByteArray("ann@example.com:sesame").toBase64()}}};
+    QCOMPARE(HttpClient().send(request, {}).status, 200);
 }
 
 void HttpClientTest::stopEndsTheWait()
