@@ -1,8 +1,9 @@
 #include "Database.h"
 
-#include "DateText.h"
-
+#include "Catalog.h"
 #include "Credentials.h"
+#include "DateText.h"
+#include "Sql.h"
 #include "Storage.h"
 
 #include <algorithm>
@@ -16,22 +17,11 @@ namespace {
 
 using Outcome = tl::expected<Id, Problem>;
 
-template <typename... Values>
-Id insert(SQLite::Database& database, const std::string& sql, const Values&... values)
-{
-    SQLite::Statement statement(database, sql);
-    SQLite::bind(statement, values...);
-    statement.exec();
-    return database.getLastInsertRowid();
-}
-
 /// Runs a change of exactly one row.
 template <typename... Values>
 Outcome update(SQLite::Database& database, const std::string& sql, const Values&... values)
 {
-    SQLite::Statement statement(database, sql);
-    SQLite::bind(statement, values...);
-    if (statement.exec() == 1)
+    if (execute(database, sql, values...) == 1)
         return 1;
     return tl::unexpected(Problem{404, "NotFound", "There is no such record."});
 }
@@ -41,32 +31,19 @@ Result<Id> withText(Outcome outcome)
     return std::move(outcome).map_error([](const Problem& problem) { return problem.message; });
 }
 
-Result<void> done(Outcome outcome)
+template <typename T>
+Result<void> done(const tl::expected<T, Problem>& outcome)
 {
     if (!outcome)
         return tl::unexpected(outcome.error().message);
     return {};
 }
 
-Outcome accountOf(SQLite::Database& database, const std::string& table, Id id)
+/// The catalog that the record belongs to. There is none of account 0, so one of an unknown record changes nothing.
+Catalog catalogOf(SQLite::Database& database, const std::string& table, Id id)
 {
-    SQLite::Statement query(database, "SELECT account_id FROM " + table + " WHERE id = ?");
-    query.bind(1, id);
-    if (query.executeStep())
-        return query.getColumn(0).getInt64();
-    return tl::unexpected(Problem{404, "NotFound", "There is no record " + std::to_string(id) + " in " + table + "."});
-}
-
-/// The account that both records belong to.
-Outcome sharedAccount(SQLite::Database& database, const std::string& table, Id id, const std::string& other, Id otherId)
-{
-    const auto first = accountOf(database, table, id);
-    const auto second = accountOf(database, other, otherId);
-    if (!first || !second)
-        return first ? second : first;
-    if (*first != *second)
-        return tl::unexpected(Problem{500, "Validation", "The records belong to different accounts."});
-    return first;
+    return {database, number(database, "SELECT account_id FROM " + table + " WHERE id = ?", id),
+            Catalog::Doubles::Allowed};
 }
 
 Id insertAccount(SQLite::Database& database, const NewAccount& account)
@@ -83,41 +60,6 @@ Id insertPerson(SQLite::Database& database, const NewPerson& person, const std::
                   " VALUES (?, ?, ?, ?, ?, ?, ?)",
                   person.account, person.email, person.firstName, person.lastName, int{person.admin}, person.rate,
                   hash);
-}
-
-Id insertClient(SQLite::Database& database, Id account, const std::string& name, bool active)
-{
-    return insert(database, "INSERT INTO clients (account_id, name, active) VALUES (?, ?, ?)", account, name,
-                  int{active});
-}
-
-Id insertProject(SQLite::Database& database, Id account, const NewProject& project)
-{
-    return insert(database,
-                  "INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
-                  " VALUES (?, ?, ?, ?, ?, ?, ?, 1)",
-                  account, project.client, project.name, project.code, int{project.billable}, project.billBy,
-                  project.rate);
-}
-
-Id insertTask(SQLite::Database& database, Id account, const std::string& name, double rate)
-{
-    return insert(database, "INSERT INTO tasks (account_id, name, rate) VALUES (?, ?, ?)", account, name, rate);
-}
-
-Id insertOffer(SQLite::Database& database, Id account, Id project, Id task, bool billable, double rate)
-{
-    return insert(
-        database,
-        "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, ?)",
-        account, project, task, int{billable}, rate);
-}
-
-Id insertAssignment(SQLite::Database& database, Id account, Id project, Id person, double rate)
-{
-    return insert(database,
-                  "INSERT INTO user_assignments (account_id, project_id, person_id, rate) VALUES (?, ?, ?, ?)", account,
-                  project, person, rate);
 }
 
 struct SampleProject
@@ -141,22 +83,24 @@ void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
         {"My Own Work", "", "Bookkeeping", false, {"Administration"}},
         {"My Own Work", "", "Training", false, {"Learning", "Meetings"}},
     };
+    // These texts are ours, so nothing is refused.
+    Catalog catalog(database, account);
     std::map<std::string, Id> clientIds;
     std::map<std::string, Id> taskIds;
     for (const auto& [name, billable] : tasks)
-        taskIds[name] = insertTask(database, account, name, 0);
+        taskIds[name] = catalog.addTask(name).value();
     Id firstProject = 0;
     for (const auto& sample : projects) {
         if (!clientIds.contains(sample.client))
-            clientIds[sample.client] = insertClient(database, account, sample.client, true);
-        const Id project = insertProject(
-            database, account, {clientIds[sample.client], sample.name, sample.code, sample.billable, "Tasks", 0});
-        insertAssignment(database, account, project, owner, 0);
+            clientIds[sample.client] = catalog.addClient(sample.client).value();
+        const Id project =
+            catalog.addProject({clientIds[sample.client], sample.name, sample.code, sample.billable}).value();
+        catalog.assignPerson(project, owner).value();
         if (firstProject == 0)
             firstProject = project;
         for (const auto& [name, billable] : tasks) {
             if (std::find(sample.tasks.begin(), sample.tasks.end(), name) != sample.tasks.end())
-                insertOffer(database, account, project, taskIds[name], sample.billable && billable, 0);
+                catalog.offerTask(project, taskIds[name], sample.billable && billable).value();
         }
     }
     // One entry without time, so that there is a timer to start at once.
@@ -206,41 +150,33 @@ Result<Id> Database::addPerson(const NewPerson& person)
 
 Result<Id> Database::addClient(Id account, const std::string& name, bool active)
 {
-    return withText(
-        m_storage->change([&](auto& database) -> Outcome { return insertClient(database, account, name, active); }));
+    return withText(m_storage->change(
+        [&](auto& database) { return Catalog(database, account, Catalog::Doubles::Allowed).addClient(name, active); }));
 }
 
 Result<Id> Database::addProject(const NewProject& project)
 {
-    return withText(m_storage->change([&](auto& database) -> Outcome {
-        return accountOf(database, "clients", project.client).map([&](Id account) {
-            return insertProject(database, account, project);
-        });
-    }));
+    return withText(m_storage->change(
+        [&](auto& database) { return catalogOf(database, "clients", project.client).addProject(project); }));
 }
 
 Result<Id> Database::addTask(Id account, const std::string& name, double rate)
 {
-    return withText(
-        m_storage->change([&](auto& database) -> Outcome { return insertTask(database, account, name, rate); }));
+    return withText(m_storage->change(
+        [&](auto& database) { return Catalog(database, account, Catalog::Doubles::Allowed).addTask(name, rate); }));
 }
 
 Result<Id> Database::offerTask(Id project, Id task, bool billable, double rate)
 {
-    return withText(m_storage->change([&](auto& database) -> Outcome {
-        return sharedAccount(database, "projects", project, "tasks", task).map([&](Id account) {
-            return insertOffer(database, account, project, task, billable, rate);
-        });
+    return withText(m_storage->change([&](auto& database) {
+        return catalogOf(database, "projects", project).offerTask(project, task, billable, rate);
     }));
 }
 
 Result<Id> Database::assignPerson(Id project, Id person, double rate)
 {
-    return withText(m_storage->change([&](auto& database) -> Outcome {
-        return sharedAccount(database, "projects", project, "people", person).map([&](Id account) {
-            return insertAssignment(database, account, project, person, rate);
-        });
-    }));
+    return withText(m_storage->change(
+        [&](auto& database) { return catalogOf(database, "projects", project).assignPerson(project, person, rate); }));
 }
 
 Result<void> Database::setPassword(const std::string& subdomain, const std::string& email, const std::string& password)
@@ -263,22 +199,21 @@ Result<void> Database::setPassword(const std::string& subdomain, const std::stri
 
 Result<void> Database::setProjectActive(Id project, bool active)
 {
-    return done(m_storage->change([&](auto& database) {
-        return update(database, "UPDATE projects SET active = ? WHERE id = ?", int{active}, project);
-    }));
+    return done(m_storage->change(
+        [&](auto& database) { return catalogOf(database, "projects", project).setProjectActive(project, active); }));
 }
 
 Result<void> Database::withdrawTask(Id project, Id task)
 {
-    return done(m_storage->change([&](auto& database) {
-        return update(database, "DELETE FROM task_assignments WHERE project_id = ? AND task_id = ?", project, task);
-    }));
+    return done(m_storage->change(
+        [&](auto& database) { return catalogOf(database, "projects", project).withdrawTask(project, task); }));
 }
 
 Result<void> Database::renameProject(Id project, const std::string& name)
 {
-    return done(m_storage->change(
-        [&](auto& database) { return update(database, "UPDATE projects SET name = ? WHERE id = ?", name, project); }));
+    return done(m_storage->change([&](auto& database) {
+        return catalogOf(database, "projects", project).changeProject(project, {.name = name});
+    }));
 }
 
 Result<void> Database::lockEntry(Id entry, const std::optional<std::string>& reason)

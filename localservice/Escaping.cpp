@@ -2,9 +2,6 @@
 
 namespace localservice {
 
-namespace {
-
-/// The length of the well-formed UTF-8 sequence at the start of `text` that XML may carry, 0 when there is none.
 std::size_t characterLength(std::string_view text)
 {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
@@ -26,8 +23,6 @@ std::size_t characterLength(std::string_view text)
     }
     return 0;
 }
-
-} // namespace
 
 void appendEscaped(std::string& to, std::string_view text)
 {

@@ -1,0 +1,312 @@
+#include "Catalog.h"
+
+#include "NameText.h"
+#include "Sql.h"
+
+namespace localservice {
+
+namespace {
+
+tl::unexpected<Problem> refused(std::string kind, std::string message)
+{
+    return tl::unexpected(Problem{422, std::move(kind), std::move(message)});
+}
+
+/// What a record of that table is called.
+std::string wordFor(const std::string& table)
+{
+    return table == "people" ? "person" : table.substr(0, table.size() - 1);
+}
+
+tl::expected<std::string, Problem> checkedName(std::string_view typed, const std::string& what)
+{
+    auto name = nameText(typed);
+    if (name.empty())
+        return refused("Name", "The " + what + " needs a name.");
+    if (characterCount(name) > Catalog::longestName)
+        return refused("Name",
+                       "This name is too long. It can have " + std::to_string(Catalog::longestName) + " characters.");
+    return name;
+}
+
+} // namespace
+
+Catalog::Done Catalog::find(const std::string& table, Id id)
+{
+    if (number(m_database, "SELECT id FROM " + table + " WHERE id = ? AND account_id = ?", id, m_account) == 0)
+        return tl::unexpected(Problem{404, "Missing", "This " + wordFor(table) + " no longer exists."});
+    return {};
+}
+
+tl::expected<std::string, Problem> Catalog::freeName(const std::string& table, std::string_view typed, Id itself)
+{
+    const auto what = wordFor(table);
+    auto name = checkedName(typed, what);
+    if (!name || m_doubles == Doubles::Allowed)
+        return name;
+    SQLite::Statement query(m_database,
+                            "SELECT active FROM " + table +
+                                " WHERE account_id = ? AND name = ? COLLATE NOCASE AND id <> ? ORDER BY active DESC");
+    SQLite::bind(query, m_account, *name, itself);
+    if (!query.executeStep())
+        return name;
+    if (query.getColumn(0).getInt() != 0)
+        return refused("Name", "There is a " + what + " of this name already.");
+    return refused("Name", "There is an archived " + what + " of this name. Restore that one, or choose another name.");
+}
+
+Id Catalog::named(const std::string& table, std::string_view name)
+{
+    return number(m_database,
+                  "SELECT id FROM " + table +
+                      " WHERE account_id = ? AND name = ? COLLATE NOCASE AND active ORDER BY id",
+                  m_account, nameText(name));
+}
+
+Catalog::Done Catalog::rename(const std::string& table, Id id, std::string_view typed)
+{
+    SQLite::Statement query(m_database, "SELECT name FROM " + table + " WHERE id = ? AND account_id = ?");
+    SQLite::bind(query, id, m_account);
+    if (!query.executeStep())
+        return find(table, id);
+    if (nameText(typed) == query.getColumn(0).getString())
+        return {};
+    const auto name = freeName(table, typed, id);
+    if (!name)
+        return tl::unexpected(name.error());
+    execute(m_database, "UPDATE " + table + " SET name = ? WHERE id = ?", *name, id);
+    return {};
+}
+
+Catalog::Added Catalog::addClient(std::string_view typed, bool active)
+{
+    const auto name = freeName("clients", typed, 0);
+    if (!name)
+        return tl::unexpected(name.error());
+    return insert(m_database, "INSERT INTO clients (account_id, name, active) VALUES (?, ?, ?)", m_account, *name,
+                  int{active});
+}
+
+Catalog::Added Catalog::clientNamed(std::string_view name)
+{
+    const Id known = named("clients", name);
+    return known != 0 ? Added(known) : addClient(name);
+}
+
+Catalog::Done Catalog::renameClient(Id client, std::string_view name)
+{
+    return rename("clients", client, name);
+}
+
+Catalog::Done Catalog::setClientActive(Id client, bool active)
+{
+    if (auto found = find("clients", client); !found)
+        return found;
+    execute(m_database, "UPDATE clients SET active = ? WHERE id = ?", int{active}, client);
+    if (!active)
+        execute(m_database, "UPDATE projects SET active = 0 WHERE client_id = ? AND active", client);
+    return {};
+}
+
+Catalog::Done Catalog::removeClient(Id client)
+{
+    if (auto found = find("clients", client); !found)
+        return found;
+    if (number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", client) > 0)
+        return refused("Booked", "This client has projects. Archive it instead, or remove its projects first.");
+    execute(m_database, "DELETE FROM clients WHERE id = ?", client);
+    return {};
+}
+
+Catalog::Done Catalog::checkProject(const NewProject& project, Id itself)
+{
+    if (const auto name = checkedName(project.name, "project"); !name)
+        return tl::unexpected(name.error());
+    if (characterCount(project.code) > longestCode)
+        return refused("Code", "This code is too long. It can have " + std::to_string(longestCode) + " characters.");
+    if (m_doubles == Doubles::Allowed)
+        return {};
+    SQLite::Statement query(m_database, "SELECT active FROM projects WHERE client_id = ? AND name = ? COLLATE NOCASE"
+                                        " AND code = ? COLLATE NOCASE AND id <> ? ORDER BY active DESC");
+    SQLite::bind(query, project.client, project.name, project.code, itself);
+    if (!query.executeStep())
+        return {};
+    if (query.getColumn(0).getInt() != 0)
+        return refused("Name", "This client has a project of this name already. Choose another name or code.");
+    return refused(
+        "Name", "This client has an archived project of this name. Restore that one, or choose another name or code.");
+}
+
+Catalog::Added Catalog::addProject(const NewProject& typed)
+{
+    auto project = typed;
+    project.name = nameText(typed.name);
+    project.code = nameText(typed.code);
+    if (const auto found = find("clients", project.client); !found)
+        return refused("Client", "Choose a client.");
+    if (number(m_database, "SELECT active FROM clients WHERE id = ?", project.client) == 0)
+        return refused("Client", "This client has been archived. Restore it first.");
+    if (const auto fine = checkProject(project, 0); !fine)
+        return tl::unexpected(fine.error());
+    return insert(m_database,
+                  "INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
+                  " VALUES (?, ?, ?, ?, ?, ?, ?, 1)",
+                  m_account, project.client, project.name, project.code, int{project.billable}, project.billBy,
+                  project.rate);
+}
+
+Catalog::Done Catalog::changeProject(Id project, const ProjectChange& change)
+{
+    SQLite::Statement query(
+        m_database, "SELECT client_id, name, code, billable, active FROM projects WHERE id = ? AND account_id = ?");
+    SQLite::bind(query, project, m_account);
+    if (!query.executeStep())
+        return find("projects", project);
+    const NewProject before{query.getColumn(0).getInt64(), query.getColumn(1).getString(),
+                            query.getColumn(2).getString(), query.getColumn(3).getInt() != 0};
+    const bool active = query.getColumn(4).getInt() != 0;
+    query.reset();
+    const NewProject after{change.client.value_or(before.client), change.name ? nameText(*change.name) : before.name,
+                           change.code ? nameText(*change.code) : before.code,
+                           change.billable.value_or(before.billable)};
+    if (after.client != before.client) {
+        if (!find("clients", after.client))
+            return refused("Client", "This client no longer exists.");
+        if (active && number(m_database, "SELECT active FROM clients WHERE id = ?", after.client) == 0)
+            return refused("Client", "This client has been archived. Restore it first.");
+    }
+    if (after.client != before.client || after.name != before.name || after.code != before.code) {
+        if (auto fine = checkProject(after, project); !fine)
+            return fine;
+    } else if (after.billable == before.billable) {
+        return {};
+    }
+    execute(m_database, "UPDATE projects SET client_id = ?, name = ?, code = ?, billable = ? WHERE id = ?",
+            after.client, after.name, after.code, int{after.billable}, project);
+    return {};
+}
+
+Catalog::Done Catalog::setProjectActive(Id project, bool active)
+{
+    if (auto found = find("projects", project); !found)
+        return found;
+    execute(m_database, "UPDATE projects SET active = ? WHERE id = ?", int{active}, project);
+    if (active)
+        execute(m_database,
+                "UPDATE clients SET active = 1 WHERE NOT active AND id = (SELECT client_id FROM projects WHERE id = ?)",
+                project);
+    return {};
+}
+
+Catalog::Done Catalog::removeProject(Id project)
+{
+    if (auto found = find("projects", project); !found)
+        return found;
+    if (number(m_database, "SELECT COUNT(*) FROM entries WHERE project_id = ?", project) > 0)
+        return refused("Booked", "Time was booked on this project, so it stays. Archive it instead.");
+    execute(m_database, "DELETE FROM task_assignments WHERE project_id = ?", project);
+    execute(m_database, "DELETE FROM user_assignments WHERE project_id = ?", project);
+    execute(m_database, "DELETE FROM projects WHERE id = ?", project);
+    return {};
+}
+
+Catalog::Added Catalog::addTask(std::string_view typed, double rate)
+{
+    const auto name = freeName("tasks", typed, 0);
+    if (!name)
+        return tl::unexpected(name.error());
+    return insert(m_database, "INSERT INTO tasks (account_id, name, rate) VALUES (?, ?, ?)", m_account, *name, rate);
+}
+
+Catalog::Added Catalog::taskNamed(std::string_view name)
+{
+    const Id known = named("tasks", name);
+    return known != 0 ? Added(known) : addTask(name);
+}
+
+Catalog::Done Catalog::renameTask(Id task, std::string_view name)
+{
+    return rename("tasks", task, name);
+}
+
+Catalog::Done Catalog::setTaskActive(Id task, bool active)
+{
+    if (auto found = find("tasks", task); !found)
+        return found;
+    execute(m_database, "UPDATE tasks SET active = ? WHERE id = ?", int{active}, task);
+    return {};
+}
+
+Catalog::Done Catalog::removeTask(Id task)
+{
+    if (auto found = find("tasks", task); !found)
+        return found;
+    if (number(m_database, "SELECT COUNT(*) FROM entries WHERE task_id = ?", task) > 0)
+        return refused("Booked", "Time was booked on this task, so it stays. Archive it instead.");
+    execute(m_database, "DELETE FROM task_assignments WHERE task_id = ?", task);
+    execute(m_database, "DELETE FROM tasks WHERE id = ?", task);
+    return {};
+}
+
+Catalog::Added Catalog::offerTask(Id project, Id task, bool billable, double rate)
+{
+    const auto place = find("projects", project);
+    const auto work = find("tasks", task);
+    if (!place || !work)
+        return tl::unexpected(place ? work.error() : place.error());
+    const Id offer =
+        number(m_database, "SELECT id FROM task_assignments WHERE project_id = ? AND task_id = ?", project, task);
+    if (offer != 0) {
+        execute(m_database, "UPDATE task_assignments SET billable = ? WHERE id = ?", int{billable}, offer);
+        return offer;
+    }
+    return insert(
+        m_database,
+        "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, ?)",
+        m_account, project, task, int{billable}, rate);
+}
+
+Catalog::Done Catalog::offerTaskEverywhere(Id task, bool billable)
+{
+    if (auto found = find("tasks", task); !found)
+        return found;
+    execute(m_database,
+            "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate)"
+            " SELECT account_id, id, ?1, ?2, 0 FROM projects WHERE account_id = ?3 AND active"
+            " AND id NOT IN (SELECT project_id FROM task_assignments WHERE task_id = ?1)",
+            task, int{billable}, m_account);
+    return {};
+}
+
+Catalog::Done Catalog::withdrawTask(Id project, Id task)
+{
+    if (execute(m_database, "DELETE FROM task_assignments WHERE project_id = ? AND task_id = ? AND account_id = ?",
+                project, task, m_account) == 0)
+        return tl::unexpected(Problem{404, "Missing", "This task is not offered on the project."});
+    return {};
+}
+
+Catalog::Added Catalog::assignPerson(Id project, Id person, double rate)
+{
+    const auto place = find("projects", project);
+    const auto who = find("people", person);
+    if (!place || !who)
+        return tl::unexpected(place ? who.error() : place.error());
+    const Id assignment =
+        number(m_database, "SELECT id FROM user_assignments WHERE project_id = ? AND person_id = ?", project, person);
+    if (assignment != 0)
+        return assignment;
+    return insert(m_database,
+                  "INSERT INTO user_assignments (account_id, project_id, person_id, rate) VALUES (?, ?, ?, ?)",
+                  m_account, project, person, rate);
+}
+
+Catalog::Done Catalog::releasePerson(Id project, Id person)
+{
+    if (execute(m_database, "DELETE FROM user_assignments WHERE project_id = ? AND person_id = ? AND account_id = ?",
+                project, person, m_account) == 0)
+        return tl::unexpected(Problem{404, "Missing", "This person is not assigned to the project."});
+    return {};
+}
+
+} // namespace localservice

@@ -1,0 +1,73 @@
+#include "NameText.h"
+
+#include "Escaping.h"
+
+#include <algorithm>
+
+namespace localservice {
+
+namespace {
+
+/// The code point of a well-formed sequence.
+char32_t codePoint(std::string_view sequence)
+{
+    const auto first = static_cast<unsigned char>(sequence.front());
+    char32_t result = sequence.size() == 1 ? first : first & (0xFFU >> (sequence.size() + 1));
+    for (const char c : sequence.substr(1))
+        result = (result << 6U) | (static_cast<unsigned char>(c) & 0x3FU);
+    return result;
+}
+
+bool isControl(char32_t c)
+{
+    return c < 0x20 || (c >= 0x7F && c < 0xA0);
+}
+
+/// Blanks of all kinds, line and paragraph separators.
+bool isBlank(char32_t c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == 0x85 || c == 0xA0 || c == 0x1680 ||
+           (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+/// Marks that take no room: joiners, directions, the byte order mark.
+bool isInvisible(char32_t c)
+{
+    return c == 0xAD || (c >= 0x200B && c <= 0x200F) || (c >= 0x202A && c <= 0x202E) || (c >= 0x2060 && c <= 0x206F) ||
+           c == 0xFEFF;
+}
+
+} // namespace
+
+std::string nameText(std::string_view typed)
+{
+    std::string name;
+    std::string waiting; ///< what is kept only if something visible follows
+    while (!typed.empty()) {
+        const auto length = characterLength(typed);
+        const auto sequence = typed.substr(0, std::max<std::size_t>(length, 1));
+        typed.remove_prefix(sequence.size());
+        if (length == 0)
+            continue;
+        const char32_t c = codePoint(sequence);
+        if (isBlank(c)) {
+            if (!name.empty() && !waiting.ends_with(' '))
+                waiting += ' ';
+        } else if (isInvisible(c)) {
+            if (!name.empty())
+                waiting += sequence;
+        } else if (!isControl(c)) {
+            (name += waiting) += sequence;
+            waiting.clear();
+        }
+    }
+    return name;
+}
+
+std::size_t characterCount(std::string_view text)
+{
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
+}
+
+} // namespace localservice

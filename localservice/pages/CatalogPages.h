@@ -1,0 +1,82 @@
+#pragma once
+
+#include "../Catalog.h"
+#include "../Storage.h"
+#include "CatalogViews.h"
+#include "Parts.h"
+#include "Site.h"
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+// What the pages of clients, projects and tasks have in common.
+
+namespace localservice {
+
+void addProjectPages(Site& site);
+void addClientPages(Site& site);
+void addTaskPages(Site& site);
+
+/// Runs `work(Catalog&)`, which answers a tl::expected<…, Problem>, in one transaction: all of it or nothing.
+template <typename Work>
+auto changeCatalog(const Visit& visit, Work work)
+{
+    return visit.storage.change([&](SQLite::Database& database) -> std::invoke_result_t<Work, Catalog&> {
+        Catalog catalog(database, visit.person.account);
+        return work(catalog);
+    });
+}
+
+/// "/projects/7"
+std::string recordPath(std::string_view list, Id id);
+
+/// Somebody's name: its direction is its own, whatever is beside it.
+void writeName(Html& html, std::string_view name);
+void writeNameLink(Html& html, const std::string& path, std::string_view name);
+
+/// The message of a problem that is about that field, empty otherwise.
+std::string errorOf(const std::optional<Problem>& problem, std::string_view kind);
+/// A problem that is about none of the fields, above the form.
+void writeOtherProblem(Html& html, const std::optional<Problem>& problem,
+                       std::initializer_list<std::string_view> fields);
+
+/// The field to search a list, and the way between what is archived and what is not.
+void writeListHead(Html& html, std::string_view path, const ListQuery& query, std::string_view label, int active,
+                   int archived);
+/// The ways to the other pages of a list.
+void writePager(Html& html, std::string_view path, const ListQuery& query, int matches);
+
+/// The hours of this month and before, of `longest`.
+void writeBookedBar(Html& html, const Booked& booked, Seconds longest);
+void writeBookedKey(Html& html);
+void writeFigures(Html& html, const Booked& booked);
+
+/// The cells of projects in a table, under `projectColumns()`.
+const std::vector<Column>& projectColumns();
+void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest);
+
+/// What follows the form of a record: archiving or restoring it, and removing it where that is possible.
+struct RecordEnd
+{
+    std::string path;
+    std::string what; ///< "project"
+    bool active = true;
+    std::string archiving = {}; ///< what archiving does
+    std::string staying = {};   ///< why it cannot be removed; empty when it can
+    bool asks = false;          ///< archiving is asked for on a page of its own
+};
+void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);
+
+/// Adds the forms of that page end: archive, restore, remove. `change(Catalog&, Id, verb)`.
+enum class RecordAct
+{
+    Archive,
+    Restore,
+    Remove,
+};
+void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section,
+                   Catalog::Done (Catalog::*setActive)(Id, bool), Catalog::Done (Catalog::*remove)(Id),
+                   std::string (*nameOf)(const Visit&, Id));
+
+} // namespace localservice

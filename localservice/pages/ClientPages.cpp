@@ -1,0 +1,148 @@
+#include "CatalogPages.h"
+
+namespace localservice {
+
+namespace {
+
+using Numbers = std::vector<Id>;
+
+const std::string list = "/clients";
+
+void writeName(Html& html, const std::string& value, const std::optional<Problem>& problem, bool fresh)
+{
+    writeField(html, {.name = "name",
+                      .label = "Name",
+                      .value = value,
+                      .error = errorOf(problem, "Name"),
+                      .required = true,
+                      .longest = static_cast<int>(Catalog::longestName),
+                      .autofocus = fresh});
+}
+
+Reply newPage(const Visit& visit, const std::optional<Problem>& problem)
+{
+    return page(visit,
+                {.title = "New Client",
+                 .section = Section::Projects,
+                 .status = problem ? problem->status : 200,
+                 .upPath = "/projects",
+                 .upName = "Projects"},
+                [&](Html& html) {
+                    writeOtherProblem(html, problem, {"Name"});
+                    const auto sheet = html.in("section", {{"class", "sheet"}});
+                    const auto form = formTo(html, visit, list);
+                    writeName(html, visit.form.text("name"), problem, true);
+                    const auto buttons = html.in("div", {{"class", "buttons"}});
+                    html.leaf("button", {{"class", "main"}}, "Add Client");
+                    html.leaf("a", {{"class", "button"}, {"href", "/projects"}}, "Cancel");
+                });
+}
+
+Reply clientPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
+{
+    const auto view = CatalogViews(visit).client(id);
+    if (!view)
+        return problemPage(visit, view.error());
+    const auto actions = [&](Html& html) {
+        html.leaf("a", {{"class", "button"}, {"href", "/projects/new?client=" + std::to_string(id)}}, "New Project");
+    };
+    return page(visit,
+                {.title = view->name,
+                 .section = Section::Projects,
+                 .status = problem ? problem->status : 200,
+                 .actions = view->active ? actions : std::function<void(Html&)>(),
+                 .upPath = "/projects",
+                 .upName = "Projects"},
+                [&](Html& html) {
+                    writeOtherProblem(html, problem, {"Name"});
+                    {
+                        const auto sheet = html.in("section", {{"class", "sheet"}});
+                        const auto form = formTo(html, visit, recordPath(list, id), "row");
+                        writeName(html, problem ? visit.form.text("name") : view->name, problem, false);
+                        html.leaf("button", {{"class", "main"}}, "Rename");
+                    }
+                    if (!view->projects.empty()) {
+                        const auto sheet = html.in("section", {{"class", "sheet"}});
+                        html.leaf("h2", "Projects");
+                        writeTable(html, "Projects of the client", projectColumns(), [&] {
+                            for (const auto& line : view->projects) {
+                                const auto row = html.in("tr", {{"class", line.active ? "" : "archived"}});
+                                writeProjectCells(html, line, view->longest);
+                            }
+                        });
+                    }
+                    writeRecordEnd(
+                        html, visit,
+                        {.path = recordPath(list, id),
+                         .what = "client",
+                         .active = view->active,
+                         .archiving = "A client is archived with its projects. They keep their hours and take no "
+                                      "new ones.",
+                         .staying = view->projects.empty() ? "" : "It has projects, so it cannot be removed.",
+                         .asks = view->activeProjects > 0});
+                });
+}
+
+Reply archivePage(const Visit& visit, Id id)
+{
+    const auto view = CatalogViews(visit).client(id);
+    if (!view)
+        return problemPage(visit, view.error());
+    const auto path = recordPath(list, id);
+    const auto projects = view->activeProjects == 1 ? std::string("Its project is")
+                                                    : "Its " + std::to_string(view->activeProjects) + " projects are";
+    return questionPage(visit,
+                        {.title = "Archive This Client?",
+                         .text = projects + " archived with it: nobody can book on them any more. Their hours stay. "
+                                            "Each project can be restored by itself later.",
+                         .action = path + "/archive",
+                         .yes = "Archive All",
+                         .no = "Cancel",
+                         .back = path,
+                         .section = Section::Projects},
+                        [&](Html& html) {
+                            const auto line = html.in("p", {{"class", "about"}});
+                            localservice::writeName(html, view->name);
+                        });
+}
+
+} // namespace
+
+void addClientPages(Site& site)
+{
+    constexpr auto admins = Site::For::Administrators;
+    // Clients are listed with their projects.
+    site.add("GET", list, [](const Visit&, const Numbers&) { return goTo("/projects"); });
+    site.add(
+        "GET", list + "/new", [](const Visit& visit, const Numbers&) { return newPage(visit, {}); }, admins);
+    site.add(
+        "GET", list + "/#",
+        [](const Visit& visit, const Numbers& numbers) { return clientPage(visit, numbers[0], {}); }, admins);
+    site.add(
+        "GET", list + "/#/archive",
+        [](const Visit& visit, const Numbers& numbers) { return archivePage(visit, numbers[0]); }, admins);
+    site.add(
+        "POST", list,
+        [](const Visit& visit, const Numbers&) {
+            const auto added =
+                changeCatalog(visit, [&](Catalog& catalog) { return catalog.addClient(visit.form.text("name")); });
+            return added ? goTo(recordPath(list, *added), "added") : newPage(visit, added.error());
+        },
+        admins);
+    site.add(
+        "POST", list + "/#",
+        [](const Visit& visit, const Numbers& numbers) {
+            const auto renamed = changeCatalog(
+                visit, [&](Catalog& catalog) { return catalog.renameClient(numbers[0], visit.form.text("name")); });
+            return renamed ? goTo(recordPath(list, numbers[0]), "saved")
+                           : clientPage(visit, numbers[0], renamed.error());
+        },
+        admins);
+    addRecordActs(site, list, "client", Section::Projects, &Catalog::setClientActive, &Catalog::removeClient,
+                  [](const Visit& visit, Id id) {
+                      const auto view = CatalogViews(visit).client(id);
+                      return view ? view->name : std::string();
+                  });
+}
+
+} // namespace localservice
