@@ -9,22 +9,17 @@
 #include "platform/Run.h"
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
-#include "settings/Keys.h"
-#include "settings/QuillonPreferences.h"
-#include "settings/UserDefaults.h"
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
 
 #include <QApplication>
 #include <QIcon>
 #include <QPainter>
-#include <QRandomGenerator>
 #include <QSocketNotifier>
 #include <QTimer>
 
 #include <csignal>
 #include <cstdio>
-#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -33,6 +28,8 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+using platform::environment;
 
 namespace {
 
@@ -136,65 +133,6 @@ public:
 private:
     static inline int s_pipe[2] = {-1, -1};
     std::optional<QSocketNotifier> m_notifier;
-};
-
-/// The embedded service of a run: started beside it, and signed in to for this run only.
-class LocalRun
-{
-public:
-    LocalRun(std::unique_ptr<EmbeddedService> service, platform::Run& run) : m_service(std::move(service)), m_run(run)
-    {
-    }
-
-    /// `ready` comes on the main thread, signed in. A service that does not start ends the program, after an alert.
-    void start(std::function<void()> ready)
-    {
-        const QString password = newPassword();
-        m_thread = std::jthread([this, password, ready = std::move(ready)] {
-            auto account = m_service->start(password);
-            m_run.postToMain([this, account = std::move(account), password, ready] {
-                if (account) {
-                    signIn(*account, password);
-                    ready();
-                    return;
-                }
-                // Nothing was asked for but this service: without it there is nothing to show.
-                print(stderr, u"quillon: %1\n"_s.arg(account.error()));
-                m_run.environment().alerts().show({QObject::tr("The Built-in Service Could Not Be Started"),
-                                                   account.error(),
-                                                   {QObject::tr("Quit Quillon")}},
-                                                  [](int) { QCoreApplication::exit(ExitCannotRun); });
-            });
-        });
-    }
-
-private:
-    // Nobody types it: it is made anew for each run and kept nowhere.
-    static QString newPassword()
-    {
-        quint32 random[6];
-        QRandomGenerator::system()->fillRange(random);
-        return QString::fromLatin1(
-            QByteArray(reinterpret_cast<const char*>(random), sizeof random).toBase64(QByteArray::Base64UrlEncoding));
-    }
-
-    void signIn(const EmbeddedService::Account& account, const QString& password)
-    {
-        platform::InfoDictionary& info = m_run.environment().info();
-        info.set("QuillonLocalDebug"_L1, true);
-        info.set("QuillonDevelopmentDomain"_L1, account.domain);
-        settings::UserDefaults& defaults = settings::UserDefaults::standardUserDefaults();
-        defaults.setForThisRunOnly(settings::SCQuillonUrlKey, account.name);
-        defaults.setForThisRunOnly(settings::SCEmailKey, account.email);
-        defaults.setForThisRunOnly(settings::SCCompanyKey, account.name);
-        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
-        preferences.setPasswordForThisRunOnly(password);
-        preferences.loadSaved();
-    }
-
-    std::unique_ptr<EmbeddedService> m_service;
-    platform::Run& m_run;
-    std::jthread m_thread; ///< last: joined before the service goes
 };
 
 } // namespace
@@ -307,24 +245,35 @@ int Application::run(int argc, char** argv)
     if (!first)
         return 0;
 
-    WrenfoldMenulet menulet(std::move(m_parts.windows));
+    WrenfoldMenulet menulet(std::move(m_parts.windows), std::move(m_parts.embeddedService));
     controller = &menulet;
     menulet.applicationWillFinishLaunching();
     // The face first: what takes time comes when there is something to look at.
     menulet.showStatusItem();
-    std::optional<LocalRun> local;
     const auto awake = [&] {
         menulet.awakeFromNib();
         sessionBus.emplace(menulet, instance.busObject());
     };
     new FirstPaint(menulet.statusItemView(), [&] {
         QApplication::setWindowIcon(applicationIcon());
-        if (!arguments->local) {
+        if (!arguments->local && !menulet.remembersToKeepTimeHere()) {
             awake();
             return;
         }
-        local.emplace(m_parts.embeddedService(), run);
-        local->start(awake);
+        menulet.startOwnService([&, asked = arguments->local](const QString& failure) {
+            if (!failure.isEmpty())
+                print(stderr, u"quillon: %1\n"_s.arg(failure));
+            // Who asked for nothing but this service has nothing to be shown without it.
+            if (!failure.isEmpty() && asked) {
+                environment().alerts().show(
+                    {WrenfoldMenulet::ownServiceFailedTitle(), failure, {QObject::tr("Quit Quillon")}},
+                    [](int) { QCoreApplication::exit(ExitCannotRun); });
+                return;
+            }
+            awake();
+            if (!failure.isEmpty())
+                menulet.tellOwnServiceFailed(failure);
+        });
     });
     const int status = QApplication::exec();
     controller = nullptr;

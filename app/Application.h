@@ -1,13 +1,11 @@
 #pragma once
 
 #include "app/BusCommand.h"
-#include "app/EmbeddedService.h"
+#include "app/OwnService.h"
 #include "app/Windows.h"
 
 #include <QStringList>
 
-#include <functional>
-#include <memory>
 #include <optional>
 
 namespace app {
@@ -35,7 +33,7 @@ public:
     {
         WindowMakers windows;
         /// Null: this build has no service of its own.
-        std::function<std::unique_ptr<EmbeddedService>()> embeddedService;
+        OwnService::Maker embeddedService;
     };
 
     explicit Application(Parts parts) : m_parts(std::move(parts)) {}

@@ -144,7 +144,9 @@ Finding store()
 Finding service(bool loggedOut)
 {
     auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    if (preferences.url().isEmpty())
+    if (preferences.timeIsKeptHere() && !loggedOut)
+        return {Service, true, u"the own one, on this computer"_s};
+    if (preferences.credentials().url.isEmpty())
         return {Service, false, u"nobody is signed in: sign in in the preferences"_s};
     if (loggedOut)
         return {Service, false,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QUrl>
 
 #include <tl/expected.hpp>
 
@@ -13,8 +14,7 @@ public:
     /// How the program signs in to it.
     struct Account
     {
-        QString name;   ///< the account's name, as in the settings
-        QString domain; ///< what follows it in the service's host, with a dot in front and the port behind
+        QString url; ///< the account's base address, without a slash at the end
         QString email;
     };
 
@@ -24,6 +24,10 @@ public:
     /// Starts it on this machine alone, and lets `password` in for this run, beside whatever password its owner has.
     /// Once, on any thread. The error is a sentence for people.
     virtual tl::expected<Account, QString> start(const QString& password) = 0;
+
+    /// An address that opens `page`, one of the service's, in a browser that is signed in then. It works once, within a
+    /// minute, for the person who runs this program: to be opened at once and kept nowhere. After `start`, any thread.
+    virtual QUrl signedInLink(const QUrl& page) = 0;
 };
 
 } // namespace app

@@ -2,13 +2,26 @@
 
 #include "app/WrenfoldMenulet.h"
 
+#include "platform/Paths.h"
+
 #include <localservice/Database.h>
+
+#include <QSettings>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr const char* Account = "local";
+
+/// The port of the last run: pages that are open in a browser live on when it can be had again.
+constexpr auto PortKey = "OwnService/port"_L1;
+constexpr uint LowestFreePort = 1024;
+
+QSettings stateFile()
+{
+    return QSettings(platform::configFolder() + "/State.conf"_L1, QSettings::IniFormat);
+}
 
 tl::unexpected<QString> failed(const std::string& reason)
 {
@@ -23,19 +36,36 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
     if (folder.isEmpty())
         return tl::unexpected(QObject::tr("There is no folder to keep your time in."));
 
+    QSettings state = stateFile();
+    const uint lastPort = state.value(PortKey).toUInt();
     localservice::Service::Options options;
     options.dataFile = (folder + u"/LocalService.sqlite"_s).toStdString();
     options.ownerPassword = password.toStdString();
-    m_service.emplace(std::move(options));
+    if (lastPort >= LowestFreePort && lastPort <= std::numeric_limits<quint16>::max())
+        options.port = static_cast<quint16>(lastPort);
+    m_service.emplace(options);
     const auto database = m_service->database();
     if (!database)
         return failed(database.error());
     const auto sample = (*database)->ensureSampleAccount("you@localhost", ::Account, localservice::FirstPassword::None);
     if (!sample)
         return failed(sample.error());
-    const auto port = m_service->start();
+    auto port = m_service->start();
+    if (!port && options.port != 0) {
+        options.port = 0;
+        m_service.emplace(options);
+        port = m_service->start();
+    }
     if (!port)
         return failed(port.error());
-    return EmbeddedService::Account{QString::fromLatin1(::Account), u".localhost:%1"_s.arg(*port),
-                                    QString::fromStdString(sample->email)};
+    if (*port != lastPort)
+        state.setValue(PortKey, *port);
+    m_email = sample->email;
+    return EmbeddedService::Account{QString::fromStdString(m_service->url(::Account)), QString::fromStdString(m_email)};
+}
+
+QUrl LocalService::signedInLink(const QUrl& page)
+{
+    const QString target = page.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
+    return QUrl(QString::fromStdString(m_service->signInLink(::Account, m_email, target.toStdString())));
 }

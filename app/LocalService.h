@@ -6,13 +6,16 @@
 
 #include <optional>
 
-/// The service that comes with the program, on a free port of this machine's loopback, with its data beside the
-/// program's own.
+/// The service that comes with the program, on this machine's loopback, with its data beside the program's own. It
+/// takes the port of the last run (`OwnService/port` in `Quillon/State.conf` in the person's configuration folder), or
+/// a free one where that is taken.
 class LocalService final : public app::EmbeddedService
 {
 public:
     tl::expected<Account, QString> start(const QString& password) override;
+    QUrl signedInLink(const QUrl& page) override;
 
 private:
     std::optional<localservice::Service> m_service;
+    std::string m_email;
 };

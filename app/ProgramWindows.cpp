@@ -33,6 +33,13 @@ public:
     void showHelp() override { m_owner.showHelp(&m_controller); }
     void relaunch() override { app::relaunch(&m_controller); }
     void quit() override { m_owner.quitQuilonForMac(&m_controller); }
+    QStringList startArguments() const override { return app::startArguments(); }
+
+    bool canKeepTimeHere() const override { return m_owner.canKeepTimeHere(); }
+    void keepTimeHere(std::function<void(bool)> done) override { m_owner.keepTimeHere(std::move(done)); }
+    void keepTimeElsewhere() override { m_owner.keepTimeElsewhere(); }
+    QString folderOfTime() const override { return WrenfoldMenulet::applicationSupportFolder(); }
+    void openInBrowser() override { m_owner.openQuillonInBrowser(&m_controller); }
 
 private:
     WrenfoldMenulet& m_owner;

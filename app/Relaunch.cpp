@@ -1,6 +1,9 @@
 #include "app/Relaunch.h"
 
+#include "settings/QuillonPreferences.h"
+
 #include <QCoreApplication>
+#include <QDir>
 #include <QProcess>
 #include <QStandardPaths>
 
@@ -8,16 +11,33 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 
+QStringList startArguments()
+{
+    const bool here = settings::QuillonPreferences::sharedPreferences().timeIsKeptHere();
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (!here)
+        arguments.removeAll(u"--local"_s);
+    // The next start may be in another folder.
+    constexpr auto Info = "--info="_L1;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        QString& argument = arguments[i];
+        if (argument.startsWith(Info))
+            argument = Info + QDir().absoluteFilePath(argument.mid(Info.size()));
+        else if (i > 0 && arguments.at(i - 1) == "--info"_L1)
+            argument = QDir().absoluteFilePath(argument);
+    }
+    return arguments;
+}
+
 bool relaunch(QObject* /*sender*/)
 {
     // In a build it lies beside the program.
     const QString here = QCoreApplication::applicationDirPath();
     const QString helper =
         QStandardPaths::findExecutable(u"relaunch_quillon"_s, {here + "/" QUILLON_HELPER_FOLDER ""_L1, here});
-    // As it was started now: else a person with a timesheet on this computer would come back signed out.
     const QStringList arguments =
         QStringList{QCoreApplication::applicationFilePath(), QString::number(QCoreApplication::applicationPid())} +
-        QCoreApplication::arguments().mid(1);
+        startArguments();
     if (helper.isEmpty() || !QProcess::startDetached(helper, arguments))
         return false;
     QCoreApplication::exit(0);

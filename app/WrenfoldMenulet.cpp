@@ -32,7 +32,8 @@ constexpr int UpdateCheckSeconds = 3600;
 
 } // namespace
 
-WrenfoldMenulet::WrenfoldMenulet(WindowMakers windows) : m_windows(std::move(windows))
+WrenfoldMenulet::WrenfoldMenulet(WindowMakers windows, OwnService::Maker ownService)
+    : m_windows(std::move(windows)), m_ownService(std::move(ownService))
 {
     model::Host::set(this);
 }
@@ -107,7 +108,7 @@ void WrenfoldMenulet::awakeFromNib()
     m_statusItem->setStandIn({m_menu.get(), [this] { toggleStatusItemMenu(); },
                               [this] { toggleCurrentTimer(m_view.get()); }, skin::statusTile});
     setupReachabilityTarget();
-    if (settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCQuillonUrlKey).isEmpty()) {
+    if (m_userPreferences->credentials().url.isEmpty()) {
         m_loggedOut = true;
         showLoggedOut();
         showPreferencePanel(this);

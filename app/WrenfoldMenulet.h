@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/IdleTimer.h"
+#include "app/OwnService.h"
 #include "app/Windows.h"
 #include "model/Host.h"
 #include "platform/Alerts.h"
@@ -69,7 +70,7 @@ class WrenfoldMenulet final : public QObject,
 {
     Q_OBJECT
 public:
-    explicit WrenfoldMenulet(WindowMakers windows = {});
+    explicit WrenfoldMenulet(WindowMakers windows = {}, OwnService::Maker ownService = {});
     ~WrenfoldMenulet() override;
 
     // Start-up, in this order.
@@ -116,6 +117,23 @@ public:
     model::User* currentUserInContext(store::Context& context) override;
     store::Context* mainContext() override { return managedObjectContext(); }
     std::shared_ptr<store::Coordinator> coordinator() override { return persistentStoreCoordinator(); }
+
+    // Time kept on this computer, in the service within the program.
+
+    /// Whether this build has one.
+    bool canKeepTimeHere() const { return m_ownService.exists(); }
+    /// Whether the person chose it, in an earlier run or this one.
+    bool remembersToKeepTimeHere() const;
+    /// Starts it and signs in to it; nobody is signed in until then, nor when it fails. `done` as for `OwnService`. At
+    /// start-up this comes before `awakeFromNib`.
+    void startOwnService(std::function<void(const QString& failure)> done);
+    /// The person's wish: the same, remembered, and the timesheet shown. `done` is told whether the time is kept here
+    /// now, and then announces it with the other preferences; a failure was told in an alert.
+    void keepTimeHere(std::function<void(bool kept)> done);
+    /// From now on in the account that is saved. Nothing is announced yet.
+    void keepTimeElsewhere();
+    void tellOwnServiceFailed(const QString& failure);
+    static QString ownServiceFailedTitle();
 
     // The refresh cycle.
 
@@ -222,7 +240,8 @@ private:
 
     WindowMakers m_windows;
     platform::StatusItem* m_statusItem = nullptr; ///< the environment's
-    service::QuillonApi* m_api = nullptr;         ///< the run's
+    OwnService m_ownService;
+    service::QuillonApi* m_api = nullptr; ///< the run's
     settings::QuillonPreferences* m_userPreferences = nullptr;
     std::unique_ptr<StatusMenu> m_menu;
     std::unique_ptr<skin::QuillonStatusItemView> m_view;
@@ -254,6 +273,7 @@ private:
 
     bool m_loggedOut = false;
     bool m_offline = false;
+    bool m_watchesThisComputer = false;
     bool m_showingInDock = false;
     bool m_clearingCompanyData = false;
     bool m_cacheVersionChanged = false;

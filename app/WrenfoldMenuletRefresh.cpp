@@ -13,9 +13,7 @@
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "service/QuillonApi.h"
-#include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
-#include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 
@@ -66,7 +64,7 @@ model::User* WrenfoldMenulet::currentUserInContext(store::Context& context)
     if (account.isNull())
         return nullptr;
     const model::Company* company = model::Company::findBySubdomain(account, context);
-    const QString email = settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCEmailKey);
+    const QString email = settings::QuillonPreferences::sharedPreferences().emailInUse();
     return company ? model::User::findByEmail(email, *company, context) : nullptr;
 }
 
@@ -74,7 +72,7 @@ void WrenfoldMenulet::initializeQuillonData()
 {
     m_api->setDelegate(this);
     if (store::Context* context = managedObjectContext())
-        setCompany(&model::Company::findOrCreateCompany(m_userPreferences->url(), *context));
+        setCompany(&model::Company::findOrCreateCompany(m_userPreferences->credentials().url, *context));
     m_api->requestCompany();
 }
 
@@ -192,7 +190,11 @@ void WrenfoldMenulet::setIndicatorsToGood()
 void WrenfoldMenulet::preferencesChanged()
 {
     m_updateTimer.reset();
+    if (!m_userPreferences->timeIsKeptHere())
+        m_ownService.end();
     clearAllData();
+    if (m_watchesThisComputer != m_userPreferences->timeIsKeptHere())
+        setupReachabilityTarget();
     setupUpdateTimer();
     initializeQuillonData();
     updateKeyEquivalents();
@@ -221,8 +223,9 @@ void WrenfoldMenulet::clearAllData()
 void WrenfoldMenulet::setupReachabilityTarget()
 {
     platform::Environment& environment = platform::Run::current().environment();
-    // The service of a development or embedded run is on this machine, wherever the network leads.
-    const QString host = environment.info().boolean("QuillonLocalDebug"_L1)
+    // The own service and that of a development run are on this machine, wherever the network leads.
+    m_watchesThisComputer = m_userPreferences->timeIsKeptHere();
+    const QString host = m_watchesThisComputer || environment.info().boolean("QuillonLocalDebug"_L1)
                              ? u"localhost"_s
                              : environment.info().string("QuillonReachabilityHost"_L1);
     // Where it cannot be measured the program never shows the offline state.

@@ -14,9 +14,7 @@
 #include "platform/Run.h"
 #include "platform/SystemEnvironment.h"
 #include "service/QuillonApi.h"
-#include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
-#include "settings/UserDefaults.h"
 #include "store/Context.h"
 
 #include <QCoreApplication>
@@ -61,12 +59,9 @@ public:
         qputenv("XDG_CONFIG_HOME", m_folder.filePath(u"config"_s).toUtf8());
         qputenv("XDG_DATA_HOME", m_folder.filePath(u"data"_s).toUtf8());
         m_run.emplace(platform::systemEnvironment(informationFor(port)));
-        settings::UserDefaults& defaults = settings::UserDefaults::standardUserDefaults();
-        defaults.setForThisRunOnly(settings::SCQuillonUrlKey, QString::fromLatin1(accountName));
-        defaults.setForThisRunOnly(settings::SCEmailKey, QString::fromLatin1(email));
-        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
-        preferences.setPasswordForThisRunOnly(QString::fromLatin1(password));
-        preferences.loadSaved();
+        settings::QuillonPreferences::sharedPreferences().keepTimeHere(
+            {QString::fromLatin1(email), QString::fromLatin1(password), QString::fromLatin1(accountName),
+             "http://"_L1 + QString::fromLatin1(accountName) + ".localhost:"_L1 + QString::fromStdString(port)});
         menulet.emplace();
         menulet->showStatusItem();
     }

@@ -136,7 +136,7 @@ std::string firstDifference(const std::string& left, const std::string& right)
 void measureImports(const QByteArray& sheet)
 {
     platform::Run run(platform::systemEnvironment(platform::InfoDictionary()));
-    settings::UserDefaults::standardUserDefaults().setForThisRunOnly(settings::SCEmailKey, QString::fromLatin1(email));
+    settings::UserDefaults::standardUserDefaults().setString(settings::SCEmailKey, QString::fromLatin1(email));
     const std::string_view xml(sheet.constData(), static_cast<std::size_t>(sheet.size()));
 
     std::string ours, bare;

@@ -9,8 +9,7 @@
 #include "User.h"
 #include "Xml.h"
 
-#include "settings/Keys.h"
-#include "settings/UserDefaults.h"
+#include "settings/QuillonPreferences.h"
 
 #include <algorithm>
 #include <numeric>
@@ -103,7 +102,7 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
 
     auto& user = company.findOrCreateById<User>(company.userId(), context);
     if (user.email().isEmpty())
-        user.setEmail(settings::UserDefaults::standardUserDefaults().stringForKey(settings::SCEmailKey));
+        user.setEmail(settings::QuillonPreferences::sharedPreferences().emailInUse());
     user.setCompany(&company);
     saveWithErrorReporting(context);
     return &company;

@@ -2,8 +2,9 @@
 
 #include <QUrl>
 
-namespace platform
-{
+#include <functional>
+
+namespace platform {
 
 /// Small services of the desktop that need no state. Main thread only.
 class Desktop
@@ -12,13 +13,21 @@ public:
     virtual ~Desktop() = default;
 
     /// Opens a page in the person's browser. False when the desktop would not.
-    virtual bool openUrl(const QUrl& url) = 0;
+    bool openUrl(const QUrl& url) { return open(m_translation ? m_translation(url) : url); }
+
+    /// From now on what is opened is what `translation` makes of the address; empty: the address itself.
+    void setTranslation(std::function<QUrl(const QUrl& url)> translation) { m_translation = std::move(translation); }
 
     /// Shown in the task bar and the application switcher, or not. Decided once, at start.
     virtual void setShownInTaskBar(bool shown) = 0;
 
     /// Brings the program to the front of all others, as far as the desktop allows.
     virtual void activate() = 0;
+
+private:
+    virtual bool open(const QUrl& url) = 0;
+
+    std::function<QUrl(const QUrl&)> m_translation;
 };
 
 } // namespace platform

@@ -72,7 +72,7 @@ QuillonApi& QuillonApi::sharedApi()
 model::Company* QuillonApi::company()
 {
     if (!m_company)
-        m_company = model::Company::findOrCreateCompany(m_userCredentials.url());
+        m_company = model::Company::findOrCreateCompany(m_userCredentials.credentials().url);
     return m_company.get();
 }
 
@@ -171,8 +171,10 @@ void QuillonApi::correctIdleTimer(model::DayEntry& entry, double withIdleTime, c
 
 void QuillonApi::authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate)
 {
-    add(std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml, m_userCredentials),
-        delegate);
+    auto operation =
+        std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml, m_userCredentials);
+    operation->setTriesSavedAccount(true);
+    add(std::move(operation), delegate);
 }
 
 void QuillonApi::add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* delegate)
@@ -199,7 +201,8 @@ void QuillonApi::release()
     if (m_stopped)
         return;
     // The keyring answers on this thread only, and not always at once.
-    m_userCredentials.password();
+    if (!m_userCredentials.isPasswordLoaded())
+        m_userCredentials.password();
     {
         const std::lock_guard lock(m_queueMutex);
         for (auto& operation : m_held)

@@ -80,7 +80,7 @@ public:
     /// Takes the idle time (seconds) off the entry, which stops, here at once and then on the service, unless the entry
     /// was changed there after `andUpdatedAt`.
     void correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt);
-    /// Tries the credentials. Outcomes: authenticationSucceeded or authenticationFailed, of the receiver given.
+    /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, of the receiver given.
     void authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate);
 
     /// Queues an operation that is set up. The password is looked up before the first one runs, but not within this

@@ -57,7 +57,7 @@ void QuillonNetworkOperation::attach(QuillonApi& api, HttpClient& http, std::sto
     m_api = &api;
     m_http = &http;
     m_stop = std::move(stop);
-    m_snapshot = m_credentials.credentials();
+    m_snapshot = m_triesSavedAccount ? m_credentials.savedCredentials() : m_credentials.credentials();
 }
 
 void QuillonNetworkOperation::main()

@@ -54,6 +54,8 @@ public:
     void setHttpMethod(const QByteArray& method) { m_httpMethod = method; }
     /// The request changes something although it has no body.
     void setChangesSomething(bool changes) { m_changesSomething = changes; }
+    /// The request goes to the saved account, even while another one is in use.
+    void setTriesSavedAccount(bool tries) { m_triesSavedAccount = tries; }
 
     /// What the operation works with; before `main`, on the worker thread.
     void attach(QuillonApi& api, HttpClient& http, std::stop_token stop);
@@ -110,6 +112,7 @@ private:
     QuillonApi* m_mergeDelegate = nullptr;
     QByteArray m_httpMethod;
     bool m_changesSomething = false;
+    bool m_triesSavedAccount = false;
     qsizetype m_largestReply = 0;
     QuillonApi* m_api = nullptr;
     HttpClient* m_http = nullptr;

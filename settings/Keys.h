@@ -9,6 +9,10 @@ namespace settings {
 inline constexpr QLatin1StringView SCQuillonUrlKey("QuillonUrl"); ///< the account's name; absent: signed out
 inline constexpr QLatin1StringView SCEmailKey("Email");
 inline constexpr QLatin1StringView SCCompanyKey("Company");
+/// The person keeps their time on this computer, in the service within the program, whatever account is saved above.
+inline constexpr QLatin1StringView QuillonKeepTimeHereKey("KeepTimeHere");
+/// The person was shown where the hours are, and has put that away.
+inline constexpr QLatin1StringView QuillonFirstStepsDoneKey("FirstStepsDone");
 inline constexpr QLatin1StringView QuillonBlinkCursorKey("BlinkColon");
 inline constexpr QLatin1StringView QuillonStartAtLoginKey("StartAtLogin");
 inline constexpr QLatin1StringView QuillonHideFromDockKey("HideInDock");

@@ -42,6 +42,8 @@ void QuillonPreferences::setupDefaults()
         {QuillonStartAtLoginKey, false},
         {QuillonHideFromDockKey, false},
         {QuillonFloatingStatusItemKey, false},
+        {QuillonKeepTimeHereKey, false},
+        {QuillonFirstStepsDoneKey, false},
         {QuillonTimesheetHotKey, keyM, KeyCombo::NoKey, highestCode},
         {QuillonTimesheetHotKeyModifiers, commandAndOption, 0, allFlags},
         {QuillonNewTimerHotKey, keyN, KeyCombo::NoKey, highestCode},
@@ -64,10 +66,8 @@ void QuillonPreferences::loadSaved()
         m_serviceDomain = info.string("QuillonServiceDomain"_L1);
         m_developmentDomain =
             info.boolean("QuillonLocalDebug"_L1) ? info.string("QuillonDevelopmentDomain"_L1) : QString();
-        if (!m_passwordForThisRunOnly) {
-            m_password = QString();
-            m_passwordLoaded = false;
-        }
+        m_password = QString();
+        m_passwordLoaded = false;
     }
     m_savedEmail = m_email;
     m_companyName = defaults.stringForKey(SCCompanyKey);
@@ -87,8 +87,10 @@ void QuillonPreferences::loadSaved()
 
 void QuillonPreferences::save()
 {
+    // While the time is kept here, nobody may have touched the saved account: then the keyring is left in peace.
+    const bool keepsSecret = m_passwordLoaded || !timeIsKeptHere();
     // Before anything is changed: a password that nobody has asked for yet would be lost for the keyring.
-    const QString secret = password();
+    const QString secret = keepsSecret ? password() : QString();
 
     UserDefaults& defaults = UserDefaults::standardUserDefaults();
     defaults.setString(SCQuillonUrlKey, url());
@@ -105,7 +107,7 @@ void QuillonPreferences::save()
     defaults.setInteger(QuillonNewTimerHotKeyModifiers, static_cast<qint64>(m_newTimerWindowHotKeyCombo.flags));
     defaults.synchronize();
 
-    if (m_passwordForThisRunOnly)
+    if (!keepsSecret)
         return;
     const auto stored = TolvanKeychainUtils::storeUsername(m_email, secret, SCServiceName(), /*updateExisting=*/true);
     if (stored || stored.error().code == KeychainError::ServiceAbsent)
@@ -130,12 +132,6 @@ void QuillonPreferences::setPassword(const QString& password)
     const std::lock_guard lock(m_mutex);
     m_password = password;
     m_passwordLoaded = true;
-}
-
-void QuillonPreferences::setPasswordForThisRunOnly(const QString& password)
-{
-    setPassword(password);
-    m_passwordForThisRunOnly = true;
 }
 
 bool QuillonPreferences::passwordKeptForThisRunOnly()
@@ -206,7 +202,45 @@ QString QuillonPreferences::fullUrl()
     return credentials().fullUrl;
 }
 
+void QuillonPreferences::keepTimeHere(const Credentials& own)
+{
+    const std::lock_guard lock(m_mutex);
+    m_own = own;
+}
+
+void QuillonPreferences::keepTimeElsewhere()
+{
+    const std::lock_guard lock(m_mutex);
+    m_own.reset();
+}
+
+bool QuillonPreferences::timeIsKeptHere() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_own.has_value();
+}
+
+QString QuillonPreferences::emailInUse() const
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_own)
+            return m_own->email;
+    }
+    return UserDefaults::standardUserDefaults().stringForKey(SCEmailKey);
+}
+
 Credentials QuillonPreferences::credentials() const
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_own)
+            return *m_own;
+    }
+    return savedCredentials();
+}
+
+Credentials QuillonPreferences::savedCredentials() const
 {
     const std::lock_guard lock(m_mutex);
     const QString url = normalized(m_url);

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <mutex>
+#include <optional>
 
 namespace settings {
 
@@ -20,8 +21,11 @@ struct Credentials
 
 /// The person's account and options in memory, loaded from the settings file and the keyring.
 ///
-/// Setters change memory only; `save` writes everything. An absent text is a null one. Main thread only, save for
-/// `credentials`.
+/// Setters change memory only; `save` writes everything. An absent text is a null one. Main thread only, unless a
+/// method says otherwise.
+///
+/// The account in use is the saved one, or that of the service within the program while the time is kept here. Then the
+/// saved one stays what it was, and can be changed and tried out, while nothing of the other is ever saved.
 class QuillonPreferences final : public QObject
 {
     Q_OBJECT
@@ -48,10 +52,8 @@ public:
     /// the keyring is locked the person is asked once, and `passwordArrived` tells when the password is there.
     QString password();
     void setPassword(const QString& password);
-    bool isPasswordLoaded() const { return m_passwordLoaded; }
-
-    /// This password is used, and neither it nor a later one reaches the keyring before the run ends.
-    void setPasswordForThisRunOnly(const QString& password);
+    /// Whether the account in use has its password without a look-up.
+    bool isPasswordLoaded() const { return m_passwordLoaded || timeIsKeptHere(); }
 
     /// True when no keyring keeps the password: it is forgotten when the program ends. Looks it up if need be.
     bool passwordKeptForThisRunOnly();
@@ -59,7 +61,15 @@ public:
     /// The account's name: what was typed, freed of scheme and service domain. Rewrites what is stored.
     QString url();
     void setUrl(const QString& url);
+    /// The base address of the account in use.
     QString fullUrl();
+
+    /// From now on the account in use is `own`, at the service within the program. Without an address nobody is signed
+    /// in: the service is not there yet, or does not start.
+    void keepTimeHere(const Credentials& own);
+    /// The saved account is in use again, as at first.
+    void keepTimeElsewhere();
+    bool timeIsKeptHere() const;
 
     QString companyName() const { return m_companyName; }
     void setCompanyName(const QString& name) { m_companyName = name; }
@@ -79,8 +89,12 @@ public:
     KeyCombo newTimerWindowHotKeyCombo() const { return m_newTimerWindowHotKeyCombo; }
     void setNewTimerWindowHotKeyCombo(const KeyCombo& combo) { m_newTimerWindowHotKeyCombo = combo; }
 
-    /// The account as it is now; without a password as long as that was not looked up. Any thread.
+    /// The account in use, as it is now; without a password as long as that was not looked up. Any thread.
     Credentials credentials() const;
+    /// Likewise the saved account, or what is about to be saved as such. Any thread.
+    Credentials savedCredentials() const;
+    /// The e-mail address of the account in use; of the saved one as it stands in the settings. Any thread.
+    QString emailInUse() const;
 
 signals:
     /// QuillonPreferencesChangedNotification. Sent by who saved, not by `save`.
@@ -93,7 +107,8 @@ private:
     void askToUnlock();
     QString normalized(QString url) const;
 
-    mutable std::mutex m_mutex; ///< guards what `credentials` reads: the next four and the domains
+    mutable std::mutex m_mutex; ///< guards what any thread may read: the next four and the domains
+    std::optional<Credentials> m_own;
     QString m_email;
     QString m_password;
     QString m_url;
@@ -102,7 +117,6 @@ private:
 
     QString m_savedEmail; ///< the account of the password to look up
     bool m_passwordLoaded = false;
-    bool m_passwordForThisRunOnly = false;
     bool m_noKeyring = false;
     bool m_askedToUnlock = false;
 

@@ -79,11 +79,8 @@ template <class Accept>
 QVariant UserDefaults::find(QLatin1StringView name, Accept accept) const
 {
     const QString key(name);
-    for (const auto* layer : {&m_runOnly, &m_values}) {
-        const auto found = layer->find(key);
-        if (found != layer->end() && accept(*found))
-            return *found;
-    }
+    if (const auto found = m_values.find(key); found != m_values.end() && accept(*found))
+        return *found;
     const auto found = m_defaults.find(key);
     return found != m_defaults.end() && accept(found->value) ? found->value : QVariant();
 }
@@ -130,22 +127,11 @@ void UserDefaults::set(QLatin1StringView name, const QVariant& value)
 {
     const std::lock_guard lock(m_mutex);
     const QString key(name);
-    if (const auto own = m_runOnly.find(key); own != m_runOnly.end()) {
-        *own = value;
-        return;
-    }
     m_changed.insert(key);
     if (value.isValid())
         m_values.insert(key, value);
     else
         m_values.remove(key);
-}
-
-void UserDefaults::setForThisRunOnly(QLatin1StringView key, const QVariant& value)
-{
-    const std::lock_guard lock(m_mutex);
-    m_runOnly.insert(QString(key), value);
-    m_changed.remove(QString(key));
 }
 
 bool UserDefaults::synchronize()

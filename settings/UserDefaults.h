@@ -12,7 +12,7 @@
 
 namespace settings {
 
-/// The person's settings: `[General]` of an INI file, over registered defaults, under values for this run only.
+/// The person's settings: `[General]` of an INI file, over registered defaults.
 ///
 /// The file is read when the object is made and again by `synchronize`. A value that is no value of the wanted kind
 /// reads as the default. Reading is safe from any thread, the rest belongs to the main thread.
@@ -48,10 +48,6 @@ public:
     void setBool(QLatin1StringView key, bool value);
     void setInteger(QLatin1StringView key, qint64 value);
 
-    /// From now on the key has this value, whatever the file says, and setting it changes this value: nothing about the
-    /// key reaches the file before the run ends.
-    void setForThisRunOnly(QLatin1StringView key, const QVariant& value);
-
     /// Writes what was set, all or nothing, and takes over what others wrote to the other keys. The file is readable
     /// by the person alone. False when it could not be written: what was set stays for the next time.
     bool synchronize();
@@ -59,13 +55,12 @@ public:
 private:
     void load();
     void set(QLatin1StringView key, const QVariant& value);
-    /// The first of the layers for which `accept` is true. Without one: an invalid value.
+    /// The value of the file or the default, the first for which `accept` is true. Without one: an invalid value.
     template <class Accept>
     QVariant find(QLatin1StringView key, Accept accept) const;
 
     const QString m_file;
     mutable std::mutex m_mutex;
-    QHash<QString, QVariant> m_runOnly;
     QHash<QString, QVariant> m_values;
     QSet<QString> m_changed;
     QHash<QString, Default> m_defaults;

@@ -43,7 +43,7 @@ bool LinuxDesktop::available()
     return qobject_cast<QApplication*>(QCoreApplication::instance());
 }
 
-bool LinuxDesktop::openUrl(const QUrl& url)
+bool LinuxDesktop::open(const QUrl& url)
 {
     return url.isValid() && QDesktopServices::openUrl(url);
 }

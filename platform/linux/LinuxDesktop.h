@@ -14,7 +14,7 @@ class LinuxDesktop final : public Desktop
 public:
     static bool available();
 
-    bool openUrl(const QUrl& url) override;
+    bool open(const QUrl& url) override;
 
     /// A task bar lists windows here, not programs: not shown, each window of the program asks to be left out when it
     /// opens. The status item stays out either way. Without effect on Wayland, which has no such request.

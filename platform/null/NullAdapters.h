@@ -43,7 +43,7 @@ public:
 class NullDesktop final : public Desktop
 {
 public:
-    bool openUrl(const QUrl&) override { return false; }
+    bool open(const QUrl&) override { return false; }
     void setShownInTaskBar(bool) override {}
     void activate() override {}
 };

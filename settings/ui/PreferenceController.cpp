@@ -45,6 +45,7 @@ constexpr int messageWidth = 340;
 constexpr int iconSize = 48;
 constexpr int fieldHeight = 26;
 constexpr int statusWidth = 300;
+constexpr int folderWidth = 420;
 constexpr int buttonWidth = 84;
 constexpr int buttonPadding = 16;
 
@@ -130,6 +131,16 @@ void PreferenceController::awakeFromNib()
     m_learnMoreLink->setFont(m_window.font());
     m_ui->learnMoreRow->addWidget(m_learnMoreLink);
     m_ui->learnMoreRow->addStretch();
+    QFont title = m_window.font();
+    title.setWeight(QFont::DemiBold);
+    for (QLabel* label : {m_ui->keepHereTitle, m_ui->hereTitle})
+        label->setFont(title);
+    // Buttons below each other are of one width.
+    const int wide = std::max(m_ui->openInBrowserButton->minimumWidth(), m_ui->signInButton->minimumWidth());
+    for (QPushButton* button : {m_ui->openInBrowserButton, m_ui->signInButton})
+        button->setMinimumWidth(wide);
+    m_ui->hereGrid->setColumnStretch(1, 1);
+
     QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());
     QWidget::setTabOrder(&m_ui->passwordField->showButton(), m_ui->companyField);
     QWidget::setTabOrder(m_ui->defaultRateField, m_learnMoreLink);
@@ -179,6 +190,10 @@ void PreferenceController::wire()
     m_window.installEventFilter(this);
     connect(m_ui->doneButton, &QPushButton::clicked, this, &PreferenceController::doneClicked);
     connect(m_ui->tryAgainButton, &QPushButton::clicked, this, &PreferenceController::doneClicked);
+    connect(m_ui->cancelButton, &QPushButton::clicked, this, &PreferenceController::cancelSigningIn);
+    connect(m_ui->keepTimeHereButton, &QPushButton::clicked, this, &PreferenceController::keepTimeHere);
+    connect(m_ui->signInButton, &QPushButton::clicked, this, &PreferenceController::signInElsewhere);
+    connect(m_ui->openInBrowserButton, &QPushButton::clicked, this, [this] { m_owner.openInBrowser(); });
     connect(m_ui->helpButton, &QPushButton::clicked, this, &PreferenceController::goToHelpCenter);
     connect(m_ui->quitButton, &QPushButton::clicked, this, [this] { m_owner.quit(); });
     connect(new QShortcut(Qt::CTRL | Qt::Key_Q, &m_window), &QShortcut::activated, this, [this] { m_owner.quit(); });
@@ -186,7 +201,7 @@ void PreferenceController::wire()
             [this] { controlTextDidEndEditing(m_ui->defaultRateField); });
     connect(m_ui->idleTimerEnabledButton, &QCheckBox::toggled, m_ui->idleTimerMinutesField, &QWidget::setEnabled);
     connect(&m_preferences, &settings::QuillonPreferences::passwordArrived, this, [this] {
-        if (m_ui->passwordField->text().isEmpty())
+        if (m_accountPage == AccountPage::Fields && m_ui->passwordField->text().isEmpty())
             m_ui->passwordField->setText(m_preferences.password());
     });
     connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
@@ -231,11 +246,6 @@ void PreferenceController::show()
 
 void PreferenceController::fill()
 {
-    m_ui->emailField->setText(m_preferences.email());
-    m_ui->passwordField->setText(m_preferences.password());
-    m_ui->passwordField->setShown(false);
-    m_ui->quillonUrlField->setText(m_preferences.url());
-    m_ui->companyField->setText(m_preferences.companyName());
     m_ui->blinkColonButton->setChecked(m_preferences.blinkColon());
     m_ui->startAtLoginButton->setChecked(m_preferences.startAtLogin());
     m_ui->idleTimerEnabledButton->setChecked(m_preferences.idleTimerEnabled());
@@ -245,17 +255,106 @@ void PreferenceController::fill()
     m_ui->idleTimerMinutesField->setText(QString::number(m_preferences.idleMinutesThreshold()));
     m_ui->toggleTimesheetShortcutControl->setKeyCombo(m_preferences.timesheetWindowHotKeyCombo());
     m_ui->newTimerShortcutControl->setKeyCombo(m_preferences.newTimerWindowHotKeyCombo());
-    showKeyring();
     showShortcutStatus();
 
     m_ui->tabView->setCurrentWidget(m_ui->accountPage);
+    // A service of our own that is not there shows nothing.
+    const bool here = m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
+    showAccountPage(here ? AccountPage::Here : AccountPage::Fields);
+}
+
+void PreferenceController::fillAccount()
+{
+    m_ui->emailField->setText(m_preferences.email());
+    m_ui->passwordField->setText(m_preferences.password());
+    m_ui->passwordField->setShown(false);
+    m_ui->quillonUrlField->setText(m_preferences.url());
+    m_ui->companyField->setText(m_preferences.companyName());
+    showKeyring();
+
     const std::array<QLineEdit*, 3> fields{m_ui->quillonUrlField, m_ui->emailField, m_ui->passwordField};
     const auto empty = std::ranges::find_if(fields, [](const QLineEdit* field) { return field->text().isEmpty(); });
     (empty != fields.end() ? *empty : fields.front())->setFocus();
 }
 
+void PreferenceController::showAccountPage(AccountPage page)
+{
+    m_accountPage = page;
+    const bool fields = page == AccountPage::Fields;
+    const bool signedInHere = m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
+    const bool offersHere = fields && !signedInHere && m_owner.canKeepTimeHere();
+    const bool isNew = offersHere && m_preferences.url().isEmpty();
+
+    m_ui->herePage->setVisible(!fields);
+    m_ui->accountFields->setVisible(fields);
+    m_ui->cancelButton->setVisible(fields && signedInHere);
+    m_ui->keepHereBox->setVisible(offersHere);
+    m_ui->accountLead->setVisible(fields && (isNew || signedInHere));
+    m_ui->accountLead->setText(signedInHere
+                                   ? tr("Your time on this computer stays as it is, and you can come back to it.")
+                                   : tr("Or sign in to the account that you have:"));
+    m_ui->keepHereTitle->setText(isNew ? tr("Welcome to Quillon") : tr("Without an account"));
+    m_ui->keepHereText->setText(
+        isNew ? tr("You need no account: your time can be kept on this computer.")
+              : tr("Your time can be kept on this computer instead. Your account stays as it is."));
+    // Who has no account is greeted first; who has one sees it first.
+    m_ui->accountColumn->removeWidget(m_ui->keepHereBox);
+    m_ui->accountColumn->insertWidget(isNew ? 0 : m_ui->accountColumn->indexOf(m_ui->accountFields) + 1,
+                                      m_ui->keepHereBox);
+    if (isNew)
+        QWidget::setTabOrder(m_ui->tabView->tabBar(), m_ui->keepTimeHereButton);
+    else
+        QWidget::setTabOrder(m_learnMoreLink, m_ui->keepTimeHereButton);
+
+    if (fields) {
+        fillAccount();
+        return;
+    }
+    const QString folder = tr("In the folder %1").arg(m_owner.folderOfTime());
+    m_ui->hereText->setText(m_ui->hereText->fontMetrics().elidedText(folder, Qt::ElideMiddle, folderWidth));
+    m_ui->hereText->setToolTip(m_owner.folderOfTime());
+    m_ui->doneButton->setFocus();
+}
+
+void PreferenceController::signInElsewhere()
+{
+    showAccountPage(AccountPage::Fields);
+}
+
+void PreferenceController::cancelSigningIn()
+{
+    m_waitingForAuthenticationCheck = false;
+    showChecking(false);
+    m_ui->doneButton->setEnabled(true);
+    showAccountPage(AccountPage::Here);
+}
+
+void PreferenceController::keepTimeHere()
+{
+    showBusy(tr("Starting…"));
+    for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
+        button->setEnabled(false);
+    m_waitingForAuthenticationCheck = false;
+    m_owner.keepTimeHere([this](bool kept) {
+        showBusy({});
+        for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
+            button->setEnabled(true);
+        if (!kept)
+            return;
+        showAccountPage(AccountPage::Here);
+        announce();
+        relaunchIfNeeded();
+    });
+}
+
 void PreferenceController::doneClicked()
 {
+    // The own service knows us.
+    if (m_accountPage == AccountPage::Here) {
+        announce();
+        relaunchIfNeeded();
+        return;
+    }
     if (!validateCredentials())
         return;
     saveCredentials();
@@ -268,8 +367,12 @@ void PreferenceController::doneClicked()
 bool PreferenceController::windowShouldClose()
 {
     // What the sheet says comes first.
-    if (!m_invalidCredentialsSheet->isOpen())
-        doneClicked();
+    if (m_invalidCredentialsSheet->isOpen())
+        return false;
+    // Who looked at the fields and typed nothing wants to be where they were.
+    if (!m_ui->cancelButton->isHidden() && !credentialsChanged())
+        cancelSigningIn();
+    doneClicked();
     return false;
 }
 
@@ -314,7 +417,7 @@ void PreferenceController::acknowledgeValidationError()
 
 bool PreferenceController::credentialsChanged() const
 {
-    const settings::Credentials stored = m_preferences.credentials();
+    const settings::Credentials stored = m_preferences.savedCredentials();
     return m_ui->emailField->text().trimmed() != stored.email ||
            m_ui->quillonUrlField->text().trimmed() != stored.url ||
            m_ui->passwordField->text().trimmed() != m_preferences.password();
@@ -322,10 +425,12 @@ bool PreferenceController::credentialsChanged() const
 
 settings::QuillonPreferences& PreferenceController::saveCredentials()
 {
-    m_preferences.setUrl(m_ui->quillonUrlField->text());
-    m_preferences.setEmail(m_ui->emailField->text());
-    m_preferences.setPassword(m_ui->passwordField->text());
-    m_preferences.setCompanyName(m_ui->companyField->text());
+    if (m_accountPage == AccountPage::Fields) {
+        m_preferences.setUrl(m_ui->quillonUrlField->text());
+        m_preferences.setEmail(m_ui->emailField->text());
+        m_preferences.setPassword(m_ui->passwordField->text());
+        m_preferences.setCompanyName(m_ui->companyField->text());
+    }
     m_preferences.setBlinkColon(m_ui->blinkColonButton->isChecked());
     m_preferences.setStartAtLogin(m_ui->startAtLoginButton->isChecked());
     m_preferences.setIdleTimerEnabled(m_ui->idleTimerEnabledButton->isChecked());
@@ -343,7 +448,8 @@ settings::QuillonPreferences& PreferenceController::saveCredentials()
     m_preferences.setNewTimerWindowHotKeyCombo(m_ui->newTimerShortcutControl->keyCombo());
     m_preferences.save();
     m_hotKeys.registerHotKeysFromPrefs();
-    showKeyring();
+    if (m_accountPage == AccountPage::Fields)
+        showKeyring();
 
     m_loginItemsThread.start([this, start = m_ui->startAtLoginButton->isChecked()] {
         if (start)
@@ -360,9 +466,21 @@ void PreferenceController::authenticationSucceeded()
     if (m_waitingForAuthenticationCheck) {
         m_waitingForAuthenticationCheck = false;
         m_ui->doneButton->setEnabled(true);
-        emit saveCredentials().preferencesChanged();
-        m_window.hide();
+        if (m_preferences.timeIsKeptHere())
+            m_owner.keepTimeElsewhere();
+        announce();
     }
+    relaunchIfNeeded();
+}
+
+void PreferenceController::announce()
+{
+    emit saveCredentials().preferencesChanged();
+    m_window.hide();
+}
+
+void PreferenceController::relaunchIfNeeded()
+{
     const auto& defaults = settings::UserDefaults::standardUserDefaults();
     if (m_owner.showingInDock() == defaults.boolForKey(settings::QuillonHideFromDockKey))
         m_owner.relaunch();
@@ -379,24 +497,29 @@ void PreferenceController::authenticationFailed()
     showSheet(u"Your credentials could not be verified. Please check to make sure they are correct and try again."_s);
 }
 
-void PreferenceController::showChecking(bool checking)
+void PreferenceController::showBusy(const QString& what)
 {
     m_ui->tryAgainButton->hide();
-    m_ui->checkingLabel->setText(checking ? tr("Checking your account…") : QString());
+    m_ui->checkingLabel->setText(what);
     m_patience.reset();
-    if (checking) {
-        m_authenticatingIndicator->startAnimation();
-        m_patience = environment().time().repeat(patience, [this] { showUnanswered(); });
-    } else {
+    if (what.isNull())
         m_authenticatingIndicator->stopAnimation();
-    }
+    else
+        m_authenticatingIndicator->startAnimation();
+}
+
+void PreferenceController::showChecking(bool checking)
+{
+    showBusy(checking ? tr("Checking your account…") : QString());
+    if (checking)
+        m_patience = environment().time().repeat(patience, [this] { showUnanswered(); });
 }
 
 void PreferenceController::showUnanswered()
 {
     m_patience.reset();
     m_ui->checkingLabel->setText(tr("No answer yet"));
-    m_ui->checkingLabel->setToolTip(m_preferences.fullUrl());
+    m_ui->checkingLabel->setToolTip(m_preferences.savedCredentials().fullUrl);
     m_ui->tryAgainButton->show();
 }
 
@@ -455,8 +578,7 @@ void PreferenceController::goToHelpCenter()
 void PreferenceController::addAppAsLoginItem()
 {
     // A list that cannot be written is left alone: there is nothing that the person could do about it here.
-    static_cast<void>(
-        m_loginItems.insert(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1)));
+    static_cast<void>(m_loginItems.insert(QCoreApplication::applicationFilePath(), m_owner.startArguments()));
 }
 
 void PreferenceController::deleteAppFromLoginItem()
@@ -493,7 +615,8 @@ void PreferenceController::setHintColors()
         widget.setPalette(palette);
     };
     m_window.ensurePolished();
-    for (QLabel* label : {m_ui->domainLabel, m_ui->keyringLabel, m_ui->defaultRateHint, m_ui->dockHint,
+    for (QLabel* label : {m_ui->domainLabel, m_ui->keyringLabel, m_ui->accountLead, m_ui->hereText,
+                          m_ui->openInBrowserHint, m_ui->signInHint, m_ui->defaultRateHint, m_ui->dockHint,
                           m_ui->shortcutsHint, m_ui->toggleTimesheetShortcutStatus, m_ui->newTimerShortcutStatus}) {
         label->setPalette(m_window.palette());
         paint(*label, QPalette::WindowText, QPalette::WindowText, QPalette::Window);
@@ -521,7 +644,10 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
     case QEvent::KeyPress:
         if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
             return false;
-        windowShouldClose();
+        if (m_ui->cancelButton->isHidden())
+            windowShouldClose();
+        else
+            cancelSigningIn();
         return true;
     case QEvent::PaletteChange:
         setHintColors();

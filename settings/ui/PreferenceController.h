@@ -83,6 +83,19 @@ public:
     bool usingDefaultRate() const { return m_usingDefaultRate; }
     void setUsingDefaultRate(bool use);
 
+    /// What the page of the account shows: its fields, or where the time is kept on this computer.
+    enum class AccountPage
+    {
+        Fields,
+        Here
+    };
+    AccountPage accountPage() const { return m_accountPage; }
+    /// From where the time is kept here to the fields of an account elsewhere. Cancel and Escape lead back.
+    void signInElsewhere();
+    void cancelSigningIn();
+    /// Has the time kept on this computer, and closes the window when it is.
+    void keepTimeHere();
+
     void goToHelpCenter();
     /// Has the desktop start this program when the person logs in, or no longer. Any thread, one at a time.
     void addAppAsLoginItem();
@@ -100,7 +113,13 @@ private:
     void wire();
     void wire(SRRecorderControl& recorder, QLabel& status, int action);
     void fill();
+    void fillAccount();
+    void showAccountPage(AccountPage page);
+    void announce();
+    void relaunchIfNeeded();
     void showSheet(const QString& message);
+    /// Shows what is under way; a null text: nothing is.
+    void showBusy(const QString& what);
     void showChecking(bool checking);
     void showUnanswered();
     void showKeyring();
@@ -122,6 +141,7 @@ private:
     QLabel* m_secondaryErrorMessage;
 
     bool m_usingDefaultRate = true;
+    AccountPage m_accountPage = AccountPage::Fields;
     bool m_waitingForAuthenticationCheck = false;
     bool m_quitting = false;
     std::unique_ptr<platform::TimeSource::Timer> m_patience; ///< while a check is under way

@@ -87,7 +87,7 @@ private slots:
     void savingKeepsWhatOthersWrote();
     void unwritableFileLosesNothing();
     void readsAreSafeWhileValuesChange();
-    void valuesForThisRunStayOutOfTheFile();
+    void timeKeptHereLeavesTheSavedAccountAlone();
 
     void accountNameIsNormalized_data();
     void accountNameIsNormalized();
@@ -101,7 +101,6 @@ private slots:
     void lockedKeyringIsAskedForOnce();
     void typedPasswordWinsOverALateOne();
     void withoutKeyringThePasswordLastsThisRun();
-    void passwordForThisRunNeverReachesTheKeyring();
 
     void keychainResults();
     void keychainFailures_data();
@@ -271,26 +270,35 @@ void SettingsTest::readsAreSafeWhileValuesChange()
     QCOMPARE(torn, QStringList());
 }
 
-void SettingsTest::valuesForThisRunStayOutOfTheFile()
+void SettingsTest::timeKeptHereLeavesTheSavedAccountAlone()
 {
     Started start(signedIn);
-    UserDefaults& defaults = start.defaults();
-    defaults.setForThisRunOnly(SCQuillonUrlKey, u"local"_s);
-    defaults.setForThisRunOnly(SCEmailKey, u"local@localhost"_s);
-    defaults.setForThisRunOnly(SCCompanyKey, u"Embedded"_s);
     QuillonPreferences& preferences = start.preferences();
-    QCOMPARE(preferences.url(), u"local"_s);
-    QCOMPARE(preferences.email(), u"local@localhost"_s);
-    QCOMPARE(preferences.companyName(), u"Embedded"_s);
+    preferences.keepTimeHere({u"you@localhost"_s, u"embedded"_s, u".local"_s, u"http://local.localhost:1234"_s});
+    QVERIFY(preferences.isPasswordLoaded());
+    QCOMPARE(preferences.fullUrl(), u"http://local.localhost:1234"_s);
+    QCOMPARE(preferences.credentials().password, u"embedded"_s);
+    QCOMPARE(preferences.emailInUse(), u"you@localhost"_s);
+    QCOMPARE(preferences.url(), u"acme"_s);
 
     preferences.setIdleMinutesThreshold(33);
-    preferences.setCompanyName(u"Renamed"_s);
     preferences.save();
-    QCOMPARE(defaults.stringForKey(SCCompanyKey), u"Renamed"_s);
+    QCOMPARE(UserDefaults(settingsFile()).integerForKey(QuillonIdleMinutesThreshold), 33);
     QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCQuillonUrlKey), u"acme"_s);
     QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCEmailKey), u"ann@example.com"_s);
-    QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCCompanyKey), u"Acme"_s);
-    QCOMPARE(UserDefaults(settingsFile()).integerForKey(QuillonIdleMinutesThreshold), 33);
+    QCOMPARE(start.run.secrets.asked, QStringList()); // nothing of it in the keyring, and nobody was asked to open it
+
+    // Another account, about to be tried.
+    preferences.setEmail(u"bob@example.com"_s);
+    preferences.setPassword(u"sesame"_s);
+    preferences.save();
+    QCOMPARE(preferences.credentials().email, u"you@localhost"_s);
+    QCOMPARE(preferences.savedCredentials().email, u"bob@example.com"_s);
+    QCOMPARE(start.run.secrets.items.at({SCServiceName(), u"bob@example.com"_s}), QByteArray("sesame"));
+
+    preferences.keepTimeElsewhere();
+    QCOMPARE(preferences.fullUrl(), u"https://acme.quillon.example"_s);
+    QCOMPARE(preferences.emailInUse(), u"bob@example.com"_s);
 }
 
 void SettingsTest::accountNameIsNormalized_data()
@@ -441,19 +449,6 @@ void SettingsTest::withoutKeyringThePasswordLastsThisRun()
     start.run.secrets.failure.reset();
     preferences.save();
     QVERIFY(!preferences.passwordKeptForThisRunOnly());
-}
-
-void SettingsTest::passwordForThisRunNeverReachesTheKeyring()
-{
-    Started start(signedIn);
-    QuillonPreferences& preferences = start.preferences();
-    preferences.setPasswordForThisRunOnly(u"embedded"_s);
-    preferences.loadSaved();
-    QCOMPARE(preferences.password(), u"embedded"_s);
-    preferences.setPassword(u"another"_s);
-    preferences.save();
-    QCOMPARE(preferences.credentials().password, u"another"_s);
-    QCOMPARE(start.run.secrets.asked, QStringList());
 }
 
 void SettingsTest::keychainResults()

@@ -25,10 +25,26 @@ struct RecordingPreferencesOwner final : settings_ui::PreferencesOwner
     void showHelp() override { asked << QStringLiteral("help"); }
     void relaunch() override { asked << QStringLiteral("relaunch"); }
     void quit() override { asked << QStringLiteral("quit"); }
+    QStringList startArguments() const override { return arguments; }
+    bool canKeepTimeHere() const override { return true; }
+    void keepTimeHere(std::function<void(bool)> done) override
+    {
+        asked << QStringLiteral("here");
+        kept = std::move(done);
+    }
+    void keepTimeElsewhere() override
+    {
+        asked << QStringLiteral("elsewhere");
+        settings::QuillonPreferences::sharedPreferences().keepTimeElsewhere();
+    }
+    QString folderOfTime() const override { return QStringLiteral("/home/ann/.local/share/Quillon"); }
+    void openInBrowser() override { asked << QStringLiteral("browser"); }
 
     bool isLoggedOut = false;
     bool isShowingInDock = true;
     QStringList asked;
+    QStringList arguments;
+    std::function<void(bool)> kept; ///< to be told whether the time is kept here
 };
 
 /// The preferences window of a run, against a real service on loopback where ann@example.com has the password "secret"

@@ -13,7 +13,7 @@ namespace support {
 class RecordingDesktop final : public platform::Desktop
 {
 public:
-    bool openUrl(const QUrl& url) override
+    bool open(const QUrl& url) override
     {
         opened << url;
         return opens;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QWidget>
+
+namespace settings_ui {
+
+/// Sets what is in it off from the page by a tint of the desktop's highlight.
+class TintedBox final : public QWidget
+{
+    Q_OBJECT
+public:
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+} // namespace settings_ui
