@@ -14,6 +14,7 @@
 #include "settings/KeyCodes.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
 
 #include <QApplication>
 #include <QDBusArgument>
@@ -144,8 +145,10 @@ Finding store()
 Finding service(bool loggedOut)
 {
     auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    if (preferences.timeIsKeptHere() && !loggedOut)
-        return {Service, true, u"the own one, on this computer"_s};
+    // Known before the program runs and has started it.
+    if (!preferences.timeIsKeptHere() &&
+        settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonKeepTimeHereKey))
+        return {Service, true, u"the program's own, on this computer"_s};
     if (preferences.credentials().url.isEmpty())
         return {Service, false, u"nobody is signed in: sign in in the preferences"_s};
     if (loggedOut)

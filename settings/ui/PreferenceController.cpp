@@ -140,6 +140,7 @@ void PreferenceController::awakeFromNib()
     for (QPushButton* button : {m_ui->openInBrowserButton, m_ui->signInButton})
         button->setMinimumWidth(wide);
     m_ui->hereGrid->setColumnStretch(1, 1);
+    m_ui->hereText->setContentsMargins(0, 0, 0, 12);
 
     QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());
     QWidget::setTabOrder(&m_ui->passwordField->showButton(), m_ui->companyField);
