@@ -58,6 +58,9 @@ public:
                          &TimesheetController::wentOffline);
         QObject::connect(&owner, &WrenfoldMenulet::quillonForMacNetworkReachable, &m_controller,
                          &TimesheetController::wentOnline);
+        m_controller.setLoggedOut(owner.loggedOut());
+        QObject::connect(&owner, &WrenfoldMenulet::statusChanged, &m_controller,
+                         [this] { m_controller.setLoggedOut(m_owner.loggedOut()); });
     }
 
     void show() override { m_controller.show(); }
@@ -68,9 +71,11 @@ public:
     void reloadEntries() override { m_controller.reloadEntries(); }
     void catalogDidChange() override { m_controller.catalogDidChange(); }
     void updateKeyEquivalents() override { m_controller.updateKeyEquivalents(); }
+    void setHint(const std::optional<skin::Hint>& hint) override { m_controller.setHint(hint); }
 
     void showNewTimerWindow(QObject* sender) override { m_owner.showNewTimerWindow(sender); }
     void openQuillonInBrowser(QObject* sender) override { m_owner.openQuillonInBrowser(sender); }
+    void showPreferencePanel(QObject* sender) override { m_owner.showPreferencePanel(sender); }
 
 private:
     WrenfoldMenulet& m_owner;

@@ -27,6 +27,7 @@ StatusMenu::StatusMenu()
     preferencesMenuItem = item("preferencesMenuItem", tr("Preferences…"));
     checkForUpdatesMenuItem = item("checkForUpdatesMenuItem", tr("Check for Updates…"));
     helpMenuItem = item("helpMenuItem", tr("Quillon Help"));
+    firstStepsMenuItem = item("firstStepsMenuItem", tr("First Steps"));
     aboutMenuItem = item("aboutMenuItem", tr("About Quillon"));
     quitMenuItem = item("quitMenuItem", tr("Quit Quillon"));
 
@@ -37,7 +38,7 @@ StatusMenu::StatusMenu()
     offlineSeparatorItem->setObjectName(u"offlineSeparatorItem"_s);
     addActions({openInBrowserMenuItem, manageProjectsMenuItem, manageTasksMenuItem});
     addSeparator();
-    addActions({preferencesMenuItem, checkForUpdatesMenuItem, helpMenuItem, aboutMenuItem});
+    addActions({preferencesMenuItem, checkForUpdatesMenuItem, helpMenuItem, firstStepsMenuItem, aboutMenuItem});
     addSeparator();
     addAction(quitMenuItem);
     offlineIndicator->setVisible(false);

@@ -27,6 +27,7 @@ public:
     QAction* preferencesMenuItem;
     QAction* checkForUpdatesMenuItem;
     QAction* helpMenuItem;
+    QAction* firstStepsMenuItem;
     QAction* aboutMenuItem;
     QAction* quitMenuItem;
 

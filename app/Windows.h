@@ -4,11 +4,16 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace model {
 class Company;
 class DayEntry;
 } // namespace model
+
+namespace skin {
+struct Hint;
+}
 
 namespace app {
 
@@ -38,6 +43,8 @@ public:
     /// What is offered for choosing has changed.
     virtual void catalogDidChange() = 0;
     virtual void updateKeyEquivalents() = 0;
+    /// Says it at the top of the window; empty: no longer.
+    virtual void setHint(const std::optional<skin::Hint>& hint) = 0;
 };
 
 /// The window that starts a timer, as far as the controller speaks to it.

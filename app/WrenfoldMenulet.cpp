@@ -14,6 +14,7 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
+#include "skin/Callout.h"
 #include "skin/QuillonStatusItemView.h"
 #include "skin/StatusTile.h"
 #include "store/Coordinator.h"
@@ -46,6 +47,8 @@ WrenfoldMenulet::~WrenfoldMenulet()
     model::Host::set(nullptr);
     settings::HotKeyManager::instance().setTarget(nullptr);
 
+    m_firstStepsTimer.reset();
+    m_callout.reset();
     m_idleTimer.reset();
     m_updateTimer.reset();
     setCompany(nullptr);
@@ -143,6 +146,7 @@ void WrenfoldMenulet::wire()
     action(m_menu->preferencesMenuItem, &WrenfoldMenulet::showPreferencePanel);
     action(m_menu->checkForUpdatesMenuItem, &WrenfoldMenulet::checkForUpdates);
     action(m_menu->helpMenuItem, &WrenfoldMenulet::showHelp);
+    action(m_menu->firstStepsMenuItem, &WrenfoldMenulet::showFirstSteps);
     action(m_menu->aboutMenuItem, &WrenfoldMenulet::showAboutWindow);
     action(m_menu->quitMenuItem, &WrenfoldMenulet::quitQuilonForMac);
 }

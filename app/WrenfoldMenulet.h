@@ -5,6 +5,7 @@
 #include "app/Windows.h"
 #include "model/Host.h"
 #include "platform/Alerts.h"
+#include "platform/StatusItem.h"
 #include "platform/TimeSource.h"
 #include "service/OutcomeReceiver.h"
 #include "settings/HotKeyManager.h"
@@ -17,9 +18,6 @@
 #include <memory>
 #include <mutex>
 
-namespace platform {
-class StatusItem;
-}
 namespace service {
 class QuillonApi;
 }
@@ -27,8 +25,10 @@ namespace settings {
 class QuillonPreferences;
 }
 namespace skin {
+class Callout;
 class QuillonStatusItemView;
-}
+struct Hint;
+} // namespace skin
 namespace store {
 class Context;
 class Coordinator;
@@ -172,6 +172,9 @@ public:
     void showTimesheetWindow(QObject* sender);
     void showNewTimerWindow(QObject* sender) override;
     void showHelp(QObject* sender);
+    /// Shows where the hours are: beside the item, or in the timesheet where the item's place is not to be known. It
+    /// stays until the person puts it away, also over the next start.
+    void showFirstSteps(QObject* sender);
     void openQuillonInBrowser(QObject* sender);
     void manageProjects(QObject* sender);
     void manageTasks(QObject* sender);
@@ -237,6 +240,10 @@ private:
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void idleEpisodeIsOver();
     void noteFreshHours();
+    void placeFirstSteps();
+    void hideFirstSteps();
+    skin::Hint firstSteps(bool showsView, bool isBeside);
+    void finishFirstSteps();
 
     WindowMakers m_windows;
     platform::StatusItem* m_statusItem = nullptr; ///< the environment's
@@ -259,6 +266,9 @@ private:
     mutable std::mutex m_accountMutex; ///< guards the account's name, which workers ask for
     QString m_account;
 
+    std::unique_ptr<platform::TimeSource::Timer> m_firstStepsTimer; ///< while the first steps are shown
+    platform::StatusItem::Place m_firstStepsPlace;                  ///< as it was found last
+    std::unique_ptr<skin::Callout> m_callout;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
     platform::TimeSource::Duration m_hoursAsOf{}; ///< uptime at which the service last told the hours
 
@@ -274,6 +284,7 @@ private:
     bool m_loggedOut = false;
     bool m_offline = false;
     bool m_watchesThisComputer = false;
+    bool m_firstStepsInTimesheet = false;
     bool m_showingInDock = false;
     bool m_clearingCompanyData = false;
     bool m_cacheVersionChanged = false;

@@ -13,7 +13,9 @@
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "service/QuillonApi.h"
+#include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 
@@ -149,6 +151,9 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
     describeStatusItem(entry);
     if (!m_timesheetController)
         showTimesheetWindow(this);
+    if (m_userPreferences->timeIsKeptHere() && !m_firstStepsTimer &&
+        !settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFirstStepsDoneKey))
+        showFirstSteps(this);
 }
 
 void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)
@@ -190,6 +195,7 @@ void WrenfoldMenulet::setIndicatorsToGood()
 void WrenfoldMenulet::preferencesChanged()
 {
     m_updateTimer.reset();
+    hideFirstSteps();
     if (!m_userPreferences->timeIsKeptHere())
         m_ownService.end();
     clearAllData();

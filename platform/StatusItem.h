@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QImage>
+#include <QRect>
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 class QMenu;
 class QWidget;
@@ -58,6 +60,16 @@ public:
 
     /// Keeps the item out of the desktop's bar, in a small window of its own. Off at first; best set before the view.
     virtual void setFloating(bool floating) = 0;
+
+    /// What people see of it, and where.
+    struct Place
+    {
+        bool showsView = true;         ///< else a tile, which the desktop draws
+        std::optional<QRect> onScreen; ///< of the view, in points. Empty: not to be known
+        bool operator==(const Place&) const = default;
+    };
+    /// One round trip or two where the item is docked: it is not told when a panel moves it.
+    virtual Place place() const = 0;
 
     /// Opens `menu` beside the item and returns at once.
     virtual void popUpMenu(QMenu& menu) = 0;

@@ -29,7 +29,8 @@ void LinkButton::setLink(const QUrl& link)
 
 void LinkButton::goToWebsite()
 {
-    platform::Run::current().environment().desktop().openUrl(m_link);
+    if (m_link.isValid())
+        platform::Run::current().environment().desktop().openUrl(m_link);
 }
 
 void LinkButton::resetCursorRects()

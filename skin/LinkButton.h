@@ -6,7 +6,7 @@
 
 namespace skin {
 
-/// A title that opens a web page in the person's browser.
+/// A title that opens a web page in the person's browser, or does what else it is connected to.
 class LinkButton final : public FlatButton
 {
     Q_OBJECT

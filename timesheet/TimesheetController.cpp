@@ -89,6 +89,7 @@ void TimesheetController::wire()
     click(window.goToTodayButton, [this] { goToToday(); });
     click(window.newTimerButton, [this] { newTimerClicked(m_window->newTimerButton); });
     click(window.startNewTimerButton, [this] { newTimerClicked(m_window->startNewTimerButton); });
+    click(window.signInButton, [this] { m_owner.showPreferencePanel(m_window->signInButton); });
     click(window.goToQuillonButton, [this] { goToQuillon(m_window->goToQuillonButton); });
 
     // A key does what its button does, and nothing while that is disabled or hidden.
@@ -273,15 +274,27 @@ void TimesheetController::updateForNoEntries()
         m_window->noEntriesLabel->setText(isToday() ? u"You have no timers yet today."_s
                                                     : u"You have no timers for this date."_s);
     }
+    updateEmptyDayNote();
     m_window->noEntriesYetView->setVisible(none);
     m_window->dayEntriesListView->setVisible(!none);
+}
+
+void TimesheetController::updateEmptyDayNote()
+{
+    QString note;
+    if (m_loggedOut)
+        note = tr("Nobody is signed in.");
+    else if (m_offline)
+        note = tr("You are offline. Timers show again when the network is back.");
+    m_window->setEmptyDayNote(note);
 }
 
 void TimesheetController::updateButtonsWhenNotToday()
 {
     m_window->newTimerButton->setEnabled(isToday() && !m_offline);
-    m_window->startNewTimerButton->setVisible(isToday());
-    m_window->goToQuillonButton->setVisible(!isToday());
+    m_window->startNewTimerButton->setVisible(isToday() && !m_loggedOut);
+    m_window->signInButton->setVisible(m_loggedOut);
+    m_window->goToQuillonButton->setVisible(!isToday() && !m_loggedOut);
 }
 
 void TimesheetController::updateKeyEquivalents()
@@ -511,9 +524,23 @@ QWidgetList TimesheetController::partsUsableWhileEditing()
 
 // States
 
+void TimesheetController::setHint(const std::optional<skin::Hint>& hint)
+{
+    m_window->setHint(hint);
+}
+
+void TimesheetController::setLoggedOut(bool loggedOut)
+{
+    if (std::exchange(m_loggedOut, loggedOut) == loggedOut)
+        return;
+    updateEmptyDayNote();
+    updateButtonsWhenNotToday();
+}
+
 void TimesheetController::setOffline(bool offline)
 {
     m_offline = offline;
+    updateEmptyDayNote();
     m_window->offlineIndicator->setVisible(offline);
     for (QWidget* button : {m_window->backButton, m_window->forwardButton, m_window->goToTodayButton})
         button->setEnabled(!offline);

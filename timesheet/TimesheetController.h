@@ -13,6 +13,7 @@
 #include <QObject>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace editing {
@@ -20,6 +21,10 @@ class EditTimerController;
 }
 namespace service {
 class QuillonApi;
+}
+
+namespace skin {
+struct Hint;
 }
 
 namespace timesheet {
@@ -33,6 +38,7 @@ class TimesheetOwner
 public:
     virtual void showNewTimerWindow(QObject* sender) = 0;
     virtual void openQuillonInBrowser(QObject* sender) = 0;
+    virtual void showPreferencePanel(QObject* sender) = 0;
 
 protected:
     ~TimesheetOwner() = default;
@@ -97,6 +103,10 @@ public:
     /// To be told after each merge that touched the catalog.
     void catalogDidChange();
 
+    /// Says it below the toolbar; empty: no longer.
+    void setHint(const std::optional<skin::Hint>& hint);
+    /// Nobody is signed in: an empty day says so, and leads to the preferences.
+    void setLoggedOut(bool loggedOut);
     void setOffline(bool offline);
     void wentOffline() { setOffline(true); }
     void wentOnline() { setOffline(false); }
@@ -109,6 +119,7 @@ public:
     void updateDateLabel();
     void updateTotal();
     void updateForNoEntries();
+    void updateEmptyDayNote();
     void updateGoToTodayButton();
     void updateButtonsWhenNotToday();
     void updateSelection();
@@ -156,6 +167,7 @@ private:
     int m_lastSelectedRow = -1;
     bool m_loading = false;
     bool m_offline = false;
+    bool m_loggedOut = false;
     /// Runs out when the hours of a running entry, or the total, next show another minute.
     std::unique_ptr<platform::TimeSource::Timer> m_nextMinute;
 };

@@ -4,6 +4,7 @@
 #include "skin/Backgrounds.h"
 #include "skin/ColorHex.h"
 #include "skin/Fonts.h"
+#include "skin/HintCard.h"
 #include "skin/ImageButton.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldCell.h"
@@ -109,6 +110,8 @@ TimesheetWindow::TimesheetWindow()
       startNewTimerButton(named(new skin::QuillonButtonCell({}, noEntriesYetView), u"startNewTimerButton"_s)),
       goToQuillonButton(
           named(new skin::QuillonButtonCell(tr("View in Quillon"), noEntriesYetView), u"goToQuillonButton"_s)),
+      emptyDayNote(label(12, QFont::Normal, "666666", u"emptyDayNote"_s, noEntriesYetView)),
+      signInButton(named(new skin::QuillonButtonCell(tr("Open the Preferences"), noEntriesYetView), u"signInButton"_s)),
       bottomBarView(named(new skin::BottomBarView(&contentView()), u"bottomBarView"_s)),
       offlineIndicator(named(new QWidget(bottomBarView), u"offlineIndicator"_s)),
       loadingIndicator(named(new skin::Spinner(skin::Spinner::Look::Dark, bottomBarView), u"loadingIndicator"_s)),
@@ -123,6 +126,7 @@ TimesheetWindow::TimesheetWindow()
     dayEntriesListView->setPalette(list);
     dayEntriesListView->setFocus();
     m_emptyDay = new Picture(imageNamed("tw-empty-day.png"), noEntriesYetView);
+    signInButton->hide();
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
     loadingIndicator->setAccessibleName(tr("Loading"));
@@ -147,8 +151,9 @@ void TimesheetWindow::focusContent()
     const QWidget* focused = focusWidget();
     if (isContentFocused() && focused != dailyTimesheetView && focused->isVisibleTo(this))
         return;
-    for (QWidget* content : {static_cast<QWidget*>(dayEntriesListView), static_cast<QWidget*>(startNewTimerButton),
-                             static_cast<QWidget*>(goToQuillonButton), dailyTimesheetView}) {
+    for (QWidget* content :
+         {static_cast<QWidget*>(dayEntriesListView), static_cast<QWidget*>(startNewTimerButton),
+          static_cast<QWidget*>(goToQuillonButton), static_cast<QWidget*>(signInButton), dailyTimesheetView}) {
         if (content->isVisibleTo(this)) {
             content->setFocus(Qt::OtherFocusReason);
             return;
@@ -167,6 +172,27 @@ void TimesheetWindow::centreDate(bool withButton)
     dateAndButtonContainer->setGeometry(left, 0, qRound(groupWidth), ToolbarView::Height);
     currentDateLabel->setGeometry(0, 0, qRound(text), ToolbarView::Height - 1);
     goToTodayButton->move(qRound(labelWidth), DateButtonBottom);
+}
+
+void TimesheetWindow::setEmptyDayNote(const QString& text)
+{
+    emptyDayNote->setText(text);
+    emptyDayNote->setVisible(!text.isEmpty());
+}
+
+void TimesheetWindow::setHint(const std::optional<skin::Hint>& hint)
+{
+    if (hint && !m_hintCard) {
+        m_hintCard = named(new skin::HintCard(&contentView()), u"hintCard"_s);
+        m_hintCard->stackUnder(dailyTimesheetView);
+        QWidget::setTabOrder(newTimerButton, m_hintCard);
+    }
+    if (!m_hintCard)
+        return;
+    if (hint)
+        m_hintCard->setHint(*hint);
+    m_hintCard->setVisible(hint.has_value());
+    layOutContent();
 }
 
 void TimesheetWindow::setStartNewTimerTitle(const QString& title)
@@ -194,7 +220,11 @@ void TimesheetWindow::layOutContent()
     const int footerTop = content.height() - FooterHeight;
     toolbarView->setGeometry(0, 0, content.width(), ToolbarView::Height);
     bottomBarView->setGeometry(0, footerTop, content.width(), FooterHeight);
-    dailyTimesheetView->setGeometry(0, ToolbarView::Height, content.width(), footerTop - ToolbarView::Height);
+    const int hint = m_hintCard && !m_hintCard->isHidden() ? m_hintCard->heightForWidth(content.width()) : 0;
+    if (hint > 0)
+        m_hintCard->setGeometry(0, ToolbarView::Height, content.width(), hint);
+    const int dayTop = ToolbarView::Height + hint;
+    dailyTimesheetView->setGeometry(0, dayTop, content.width(), footerTop - dayTop);
     dayEntriesListView->setGeometry(dailyTimesheetView->rect());
     noEntriesYetView->setGeometry(dailyTimesheetView->rect());
 
@@ -207,8 +237,9 @@ void TimesheetWindow::layOutContent()
     const int middle = noEntriesYetView->height() / 2;
     m_emptyDay->move((noEntriesYetView->width() - m_emptyDay->width()) / 2, middle - 92);
     noEntriesLabel->setGeometry(SideMargin, middle - 12, noEntriesYetView->width() - 2 * SideMargin, 20);
-    for (QPushButton* button : {startNewTimerButton, goToQuillonButton})
+    for (QPushButton* button : {startNewTimerButton, goToQuillonButton, signInButton})
         centreButton(*button);
+    emptyDayNote->setGeometry(SideMargin, middle + 64, noEntriesYetView->width() - 2 * SideMargin, 18);
 
     offlineIndicator->move(SideMargin, (FooterHeight - offlineIndicator->height()) / 2);
     const QSize spinner = loadingIndicator->sizeHint();

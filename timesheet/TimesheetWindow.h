@@ -2,13 +2,17 @@
 
 #include "timesheet/StripWindow.h"
 
+#include <optional>
+
 class QAbstractButton;
 class QPushButton;
 
 namespace skin {
 class BottomBarView;
+class HintCard;
 class QuillonTextFieldCell;
 class Spinner;
+struct Hint;
 } // namespace skin
 
 namespace timesheet {
@@ -40,6 +44,8 @@ public:
     skin::QuillonTextFieldCell* noEntriesLabel;
     QPushButton* startNewTimerButton;
     QPushButton* goToQuillonButton;
+    skin::QuillonTextFieldCell* emptyDayNote; ///< below the buttons: why there may be nothing
+    QPushButton* signInButton;
 
     skin::BottomBarView* bottomBarView;
     QWidget* offlineIndicator;
@@ -54,6 +60,10 @@ public:
 
     /// The date with the button beside it, or alone, in the middle of the toolbar.
     void centreDate(bool withButton);
+    /// A null text: nothing to note.
+    void setEmptyDayNote(const QString& text);
+    /// Below the toolbar; empty: nothing.
+    void setHint(const std::optional<skin::Hint>& hint);
     void setStartNewTimerTitle(const QString& title);
     /// Right-aligned, its width by its text.
     void placeTotal();
@@ -72,6 +82,7 @@ private:
     void centreButton(QPushButton& button);
 
     QWidget* m_emptyDay;
+    skin::HintCard* m_hintCard = nullptr; ///< made when first needed
 };
 
 } // namespace timesheet

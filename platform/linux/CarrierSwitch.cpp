@@ -171,6 +171,11 @@ void CarrierSwitch::setFloating(bool floating)
     decide();
 }
 
+StatusItem::Place CarrierSwitch::place() const
+{
+    return m_carrier ? m_carrier->place() : Place{};
+}
+
 void CarrierSwitch::popUpMenu(QMenu& menu)
 {
     if (m_carrier)

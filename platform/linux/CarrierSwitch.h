@@ -28,6 +28,7 @@ public:
     void setDescription(const Description& description) override;
     void setStandIn(StandIn standIn) override;
     void setFloating(bool floating) override;
+    Place place() const override;
     void popUpMenu(QMenu& menu) override;
     void present() override;
     QString describe() const override;

@@ -92,6 +92,8 @@ public:
     void setLength(double points);
     double length() const { return m_length; }
     void popUp(QMenu& menu);
+    /// Of the view. Empty where the compositor places the window, and tells nobody.
+    std::optional<QRect> viewPlace() const;
     void setVisible(bool visible) override;
 
 protected:
@@ -241,6 +243,14 @@ void FloatingStrip::Window::popUp(QMenu& menu)
     if (m_view)
         item.setLeft(m_view->mapToGlobal(QPoint(0, 0)).x());
     popUpBeside(menu, item);
+}
+
+std::optional<QRect> FloatingStrip::Window::viewPlace() const
+{
+    if (!isPlacedByUs() || !isVisible() || !m_view)
+        return std::nullopt;
+    return QRect(QPoint(m_view->mapToGlobal(QPoint(0, 0)).x(), frameGeometry().top()),
+                 QSize(m_view->width(), height()));
 }
 
 void FloatingStrip::Window::paintEvent(QPaintEvent* event)
@@ -413,6 +423,11 @@ void FloatingStrip::setDescription(const Description& description)
 {
     m_window->setAccessibleName(description.spoken);
     m_window->setAccessibleDescription(description.hours);
+}
+
+StatusItem::Place FloatingStrip::place() const
+{
+    return {true, m_window->viewPlace()};
 }
 
 void FloatingStrip::popUpMenu(QMenu& menu)

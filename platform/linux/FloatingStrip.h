@@ -29,6 +29,7 @@ public:
     /// It shows the view itself and floats anyway.
     void setStandIn(StandIn) override {}
     void setFloating(bool) override {}
+    Place place() const override;
     void popUpMenu(QMenu& menu) override;
     void present() override;
     QString describe() const override;

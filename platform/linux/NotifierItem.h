@@ -47,6 +47,7 @@ public:
     void setDescription(const Description& description) override;
     void setStandIn(StandIn standIn) override;
     void setFloating(bool) override {}
+    Place place() const override { return {false, std::nullopt}; }
     void popUpMenu(QMenu& menu) override;
     void present() override {}
     QString describe() const override;

@@ -286,6 +286,11 @@ void XEmbedDock::setDescription(const Description& description)
     m_window->setAccessibleDescription(description.hours);
 }
 
+StatusItem::Place XEmbedDock::place() const
+{
+    return {true, m_window->isVisible() ? std::optional(m_window->place()) : std::nullopt};
+}
+
 void XEmbedDock::popUpMenu(QMenu& menu)
 {
     popUpBeside(menu, m_window->place());

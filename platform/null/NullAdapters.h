@@ -100,6 +100,7 @@ public:
     void setDescription(const Description&) override {}
     void setStandIn(StandIn) override {}
     void setFloating(bool) override {}
+    Place place() const override { return {}; }
     void popUpMenu(QMenu& menu) override;
     void present() override {}
     QString describe() const override { return QStringLiteral("nowhere: there is no display"); }

@@ -52,7 +52,7 @@ void StatusMenuTest::layout()
     QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
                                               u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
                                               u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
-                                              u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
+                                              u"First Steps"_s, u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
 }
 
 void StatusMenuTest::openingAndClosing()

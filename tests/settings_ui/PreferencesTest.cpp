@@ -62,6 +62,9 @@ private slots:
     void labelsLeadToTheirFields();
     void shortcuts();
     void helpAndQuit();
+    void greetsWhoHasNoAccount();
+    void signsInElsewhereFromHere();
+    void backHereFromAnAccount();
 };
 
 void PreferencesTest::opensWithWhatIsStored()
@@ -613,6 +616,98 @@ void PreferencesTest::helpAndQuit()
     run.click("quitButton");
     run.key(Qt::Key_Q, Qt::ControlModifier);
     QCOMPARE(run.owner.asked, QStringList({u"help"_s, u"quit"_s, u"quit"_s}));
+}
+
+void PreferencesTest::greetsWhoHasNoAccount()
+{
+    PreferencesRun run;
+    run.owner.isLoggedOut = true;
+    auto& controller = run.open();
+    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    // First in the window, for the eye and for the keys, though the fields can be typed in at once.
+    QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
+    run.part("quillonUrlField").setFocus();
+    run.key(Qt::Key_Tab, Qt::ShiftModifier);
+    QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
+
+    run.type("emailField", u"ann@"_s); // thought better of
+    run.click("keepTimeHereButton");
+    QCOMPARE(run.owner.asked, QStringList(u"here"_s));
+    QVERIFY(!run.part("keepTimeHereButton").isEnabled() && !run.part("doneButton").isEnabled());
+    run.owner.kept(false);
+    QVERIFY(controller.window().isVisible());
+    QVERIFY(run.part("doneButton").isEnabled());
+    QCOMPARE(changed.count(), 0);
+
+    run.part<QAbstractButton>("blinkColonButton").setChecked(false);
+    run.key(Qt::Key_K, Qt::AltModifier);
+    QTRY_COMPARE(run.owner.asked, QStringList(2, u"here"_s));
+    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    run.owner.kept(true);
+    QVERIFY(!controller.window().isVisible());
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(run.test.secrets.asked.filter(u"store"_s), QStringList());
+    QVERIFY(run.settingsFile().contains("BlinkColon=false"));
+    QVERIFY(!run.settingsFile().contains("localhost") && !run.settingsFile().contains("ann@"));
+    QCOMPARE(run.requested(), QStringList());
+}
+
+void PreferencesTest::signsInElsewhereFromHere()
+{
+    PreferencesRun run;
+    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    auto& controller = run.open();
+    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
+    QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
+    run.click("openInBrowserButton");
+    QCOMPARE(run.owner.asked, QStringList(u"browser"_s));
+
+    // There and back, by Escape and by closing; nobody had to be asked for a password so far.
+    run.click("signInButton");
+    QVERIFY(run.part("accountFields").isVisible() && run.part("cancelButton").isVisible());
+    QCOMPARE(run.focused(), u"quillonUrlField"_s);
+    run.key(Qt::Key_Escape);
+    QVERIFY(run.part("herePage").isVisible() && controller.window().isVisible());
+    run.click("signInButton");
+    QVERIFY(!controller.window().close());
+    QVERIFY(!controller.window().isVisible());
+    QCOMPARE(changed.count(), 1);
+
+    // What is tried is the other account, while the own one stays in use until it is accepted.
+    run.open();
+    run.click("signInButton");
+    run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
+    QTRY_COMPARE(run.sheet(), unverified);
+    QCOMPARE(preferences().credentials().email, u"you@localhost"_s);
+    QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
+    run.key(Qt::Key_Return);
+    QTRY_COMPARE(run.sheet(), QString());
+    run.type("passwordField", u"secret"_s);
+    run.key(Qt::Key_Return);
+    QTRY_VERIFY(!controller.window().isVisible());
+    QCOMPARE(run.owner.asked.last(), u"elsewhere"_s);
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(preferences().credentials().email, u"ann@example.com"_s);
+    QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
+    QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
+}
+
+void PreferencesTest::backHereFromAnAccount()
+{
+    PreferencesRun run;
+    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+    run.open();
+    QVERIFY(run.part("keepHereBox").y() > run.part("accountFields").y());
+    run.click("keepTimeHereButton");
+    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    run.owner.kept(true);
+    // The account is as it was, for who wants to go back.
+    QVERIFY(!run.controller->window().isVisible());
+    run.open();
+    run.click("signInButton");
+    QCOMPARE(run.text("quillonUrlField"), u"acme"_s);
+    QCOMPARE(run.text("passwordField"), u"secret"_s);
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(PreferencesTest)

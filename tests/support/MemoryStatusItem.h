@@ -22,6 +22,7 @@ public:
     void setStandIn(StandIn given) override { standIn = std::move(given); }
     void setFloating(bool on) override { floating = on; }
 
+    Place place() const override { return whereabouts; }
     /// Opens the menu for real, at the top left.
     void popUpMenu(QMenu& opened) override
     {
@@ -35,6 +36,7 @@ public:
     QPointer<QMenu> menu;
     QString toolTip;
     Description description;
+    Place whereabouts;
     StandIn standIn;
     int presented = 0;
     bool floating = false;

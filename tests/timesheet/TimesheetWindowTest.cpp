@@ -585,6 +585,7 @@ void TimesheetWindowTest::comesBackWhereItWas()
     {
         void showNewTimerWindow(QObject*) override {}
         void openQuillonInBrowser(QObject*) override {}
+        void showPreferencePanel(QObject*) override {}
     } owner;
     const timesheet::TimesheetController next(owner);
     QCOMPARE(next.window().geometry(), QRect(80, 90, 520, 430));

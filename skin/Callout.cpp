@@ -1,0 +1,127 @@
+#include "skin/Callout.h"
+
+#include "skin/HintCard.h"
+
+#include "platform/Compositing.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+
+#include <algorithm>
+
+namespace skin {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// In points.
+constexpr int shadow = 12; // around the outline
+constexpr int tipHeight = 9;
+constexpr int tipHalfWidth = 10;
+constexpr double cornerRadius = 9;
+constexpr int gap = 3;  // to what it points at
+constexpr int edge = 8; // to the sides of the screen
+
+} // namespace
+
+Callout::Callout()
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), m_card(new HintCard(this))
+{
+    setObjectName(u"callout"_s);
+    setWindowTitle(tr("First Steps"));
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+}
+
+void Callout::setHint(const Hint& hint)
+{
+    m_card->setHint(hint);
+    m_target = {};
+}
+
+void Callout::pointAt(const QRect& target)
+{
+    if (isVisible() && target == m_target)
+        return;
+    m_target = target;
+    const QScreen* screen = QGuiApplication::screenAt(target.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const QRect area = screen ? screen->availableGeometry() : QRect();
+    m_composited = platform::isScreenComposited();
+
+    const QSize card = m_card->sizeHint();
+    const QSize whole(card.width() + 2 * shadow, card.height() + tipHeight + 2 * shadow);
+    m_tipAbove = target.bottom() + gap + tipHeight + card.height() <= area.bottom();
+    const int top = m_tipAbove ? target.bottom() + 1 + gap - shadow : target.top() - gap + shadow - whole.height();
+    const int least = area.left() + edge - shadow;
+    const int most = area.right() + 1 - edge + shadow - whole.width();
+    const int left = std::clamp(target.center().x() - whole.width() / 2, least, std::max(least, most));
+    const int tip =
+        std::clamp(target.center().x() - left, shadow + 2 * tipHalfWidth, whole.width() - shadow - 2 * tipHalfWidth);
+    m_tip = {tip, m_tipAbove ? shadow : whole.height() - shadow};
+    m_card->setGeometry(QRect(QPoint(shadow, shadow + (m_tipAbove ? tipHeight : 0)), card));
+    setFixedSize(whole);
+    move(left, top);
+    if (m_composited)
+        clearMask();
+    else
+        setMask(QRegion(outline().toFillPolygon().toPolygon()));
+    update();
+    show();
+}
+
+QPainterPath Callout::outline() const
+{
+    QPainterPath body;
+    body.addRoundedRect(m_card->geometry(), cornerRadius, cornerRadius);
+    const QPointF tip = m_tip;
+    const double base = m_tipAbove ? tip.y() + tipHeight : tip.y() - tipHeight;
+    // Into the body a little, so that the two are one.
+    const double inside = m_tipAbove ? base + 1 : base - 1;
+    QPainterPath arrow;
+    arrow.addPolygon(QPolygonF({tip,
+                                {tip.x() + tipHalfWidth, base},
+                                {tip.x() + tipHalfWidth, inside},
+                                {tip.x() - tipHalfWidth, inside},
+                                {tip.x() - tipHalfWidth, base},
+                                tip}));
+    return body.united(arrow);
+}
+
+void Callout::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Escape)
+        emit escaped();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void Callout::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(rect(), m_composited ? QColor(Qt::transparent) : HintCard::ground());
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QPainterPath path = outline();
+    if (m_composited) {
+        // Soft: each ring a little fainter, and all a little lower than what throws them.
+        painter.save();
+        painter.translate(0, 2);
+        for (int ring = shadow - 2; ring > 0; --ring) {
+            painter.setPen(QPen(QColor(0, 0, 0, 5), 2 * ring, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter.drawPath(path);
+        }
+        painter.restore();
+    }
+    painter.setBrush(HintCard::ground());
+    painter.setPen(QPen(QColor(0x5c, 0x66, 0x70, 150), 1 / devicePixelRatioF()));
+    painter.drawPath(path);
+}
+
+} // namespace skin
