@@ -12,6 +12,7 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
+#include "skin/HintCard.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 #include "support/TestEnvironment.h"
@@ -43,10 +44,16 @@ struct RecordingTimesheet : app::TimesheetWindow
     QDate currentDate() const override { return day; }
     void reloadEntries() override { ++reloads; }
     void catalogDidChange() override { ++catalogChanges; }
+    void setHint(const std::optional<skin::Hint>& hint) override
+    {
+        calls << (hint ? QStringLiteral("timesheet hint ") + hint->title : QStringLiteral("timesheet no hint"));
+        shownHint = hint;
+    }
     void updateKeyEquivalents() override { calls << QStringLiteral("timesheet keys"); }
 
     QStringList& calls;
     QDate day;
+    std::optional<skin::Hint> shownHint;
     int reloads = 0;
     int catalogChanges = 0;
 };
@@ -193,8 +200,9 @@ public:
 private:
     localservice::Service::Options serviceOptions()
     {
-        return {test.folders.path(QStringLiteral("service.sqlite")).toStdString(), "127.0.0.1", 0,
-                [this] { return test.time.now(); }, true};
+        return {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(),
+                .clock = [this] { return test.time.now(); },
+                .recordRequests = true};
     }
 
     app::WindowMakers makers(Windows which)

@@ -39,7 +39,7 @@ std::string item(const std::string& version, const std::string& notes = "Faster.
 class Updates
 {
 public:
-    explicit Updates(std::chrono::milliseconds patience = 20s) : service({file(), "127.0.0.1", 0, {}, true})
+    explicit Updates(std::chrono::milliseconds patience = 20s) : service({.dataFile = file(), .recordRequests = true})
     {
         test.info.set("CFBundleVersion"_L1, u"1.2"_s);
         const int port = service.start().value();

@@ -53,7 +53,8 @@ class PreferencesRun
 {
 public:
     PreferencesRun()
-        : service({test.folders.path(QStringLiteral("service.sqlite")).toStdString(), "127.0.0.1", 0, {}, true})
+        : service(
+              {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(), .recordRequests = true})
     {
         settings::QuillonPreferences::setupDefaults();
         const std::uint16_t port = service.start().value();
