@@ -192,6 +192,13 @@ public:
         return find(entry.id).value();
     }
 
+    std::optional<Entry> running()
+    {
+        SQLite::Statement query(m_database, std::string(selectEntry) + " AND e.timer_started IS NOT NULL");
+        query.bind(1, m_person.id);
+        return query.executeStep() ? std::optional(entryOf(query)) : std::nullopt;
+    }
+
     void erase(Id id)
     {
         SQLite::Statement statement(m_database, "DELETE FROM entries WHERE id = ?");
@@ -202,14 +209,10 @@ public:
 private:
     void stopRunningTimer()
     {
-        SQLite::Statement query(m_database, std::string(selectEntry) + " AND e.timer_started IS NOT NULL");
-        query.bind(1, m_person.id);
-        if (!query.executeStep())
-            return;
-        Entry running = entryOf(query);
-        query.reset();
-        stopTimer(running);
-        save(running);
+        if (auto entry = running()) {
+            stopTimer(*entry);
+            save(*entry);
+        }
     }
 
     SQLite::Database& m_database;
@@ -339,6 +342,13 @@ tl::expected<std::vector<Entry>, Problem> Timesheet::days(Day first, Day last)
 tl::expected<Entry, Problem> Timesheet::entry(Id id)
 {
     return m_storage.look([&](SQLite::Database& database) { return Ledger(database, m_person, m_now).find(id); });
+}
+
+tl::expected<std::optional<Entry>, Problem> Timesheet::running()
+{
+    return m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Entry>, Problem> {
+        return Ledger(database, m_person, m_now).running();
+    });
 }
 
 tl::expected<Entry, Problem> Timesheet::add(const EntryFields& fields)

@@ -58,6 +58,8 @@ public:
     /// Everything from the first day to the last.
     tl::expected<std::vector<Entry>, Problem> days(Day first, Day last);
     tl::expected<Entry, Problem> entry(Id id);
+    /// The entry whose timer runs, if one does.
+    tl::expected<std::optional<Entry>, Problem> running();
 
     /// With hours: a finished entry. Without, or with 0: a running timer. Accounts with timestamp timers go by start
     /// and end time: a start without an end runs.

@@ -81,7 +81,15 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
     const auto sheet = html.in("section", {{"class", "sheet week"}, {"aria-labelledby", "week"}});
     {
         const auto total = html.in("div", {{"class", "week-total"}});
-        html.leaf("h2", {{"id", "week"}}, daysInWords(monday, plus(monday, 6)));
+        {
+            const auto heading = html.in("div", {{"class", "weeks"}});
+            html.leaf("h2", {{"id", "week"}}, daysInWords(monday, plus(monday, 6)));
+            const auto navigation = html.in("nav", {{"aria-label", "Weeks"}});
+            html.leaf("a",
+                      {{"href", dayPath(plus(day, -7))}, {"aria-label", "Previous Week"}, {"title", "Previous Week"}},
+                      "‹");
+            html.leaf("a", {{"href", dayPath(plus(day, 7))}, {"aria-label", "Next Week"}, {"title", "Next Week"}}, "›");
+        }
         {
             const auto paragraph = html.in("p", {{"class", "sum"}});
             html.leaf("strong", hoursMinutes(week.all));
@@ -153,6 +161,7 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
     if (fixed)
         return;
     html.leaf("a", {{"class", "button small quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
+    html.text(" ");
     html.leaf("a", {{"class", "button small quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}},
               "Remove");
 }
@@ -204,10 +213,20 @@ void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, cons
 {
     const auto sheet = html.in("section", {{"class", "sheet new-entry"}, {"id", "new"}});
     html.leaf("h2", "New Entry");
-    const auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
-    writeEntryFields(html, visit, draft, problem);
+    const auto form = entryForm(html, visit, draft, problem);
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Add Entry");
+    writeMoreProjects(html, visit, draft);
+}
+
+/// A timer that runs on another day than the one that is shown.
+void writeRunningElsewhere(Html& html, const Entry& entry, Seconds now)
+{
+    const auto paragraph = html.in("p", {{"class", "hint"}});
+    html.text("A timer is running on another day: " + projectText(entry.projectCode, entry.projectName) + " · " +
+              entry.taskName + ", " + hoursMinutes(entry.total(now)) + " hours on ");
+    html.leaf("a", {{"href", dayPath(entry.day)}}, dayInWords(entry.day));
+    html.text(".");
 }
 
 void writeNothingToBook(Html& html, const Visit& visit)
@@ -229,11 +248,13 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
 {
     const Day today = localDay(visit.now);
     const Day monday = mondayOf(day);
-    const auto entries = Timesheet(visit.storage, visit.person, visit.now).days(monday, plus(monday, 6));
+    Timesheet timesheet(visit.storage, visit.person, visit.now);
+    const auto entries = timesheet.days(monday, plus(monday, 6));
+    const auto running = timesheet.running();
     const auto last = Bookings(visit.storage, visit.person).last();
     const auto bookable = Bookings(visit.storage, visit.person).atHand({});
-    if (!entries || !last || !bookable)
-        return problemPage(visit, !entries ? entries.error() : !last ? last.error() : bookable.error());
+    if (!entries || !running || !last || !bookable)
+        return problemPage(visit, {500, "Storage", "The data file cannot be read."});
     std::array<Sum, 7> sums;
     Sum week;
     std::vector<Entry> ofDay;
@@ -249,6 +270,8 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
     return page(visit, head, [&](Html& html) {
         if (problem && problem->field.empty())
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
+        if (*running && (*running)->day != day)
+            writeRunningElsewhere(html, **running, visit.now);
         writeWeek(html, day, today, sums, week);
         if (!ofDay.empty())
             writeEntries(html, visit, ofDay, sum);

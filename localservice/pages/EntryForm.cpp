@@ -89,9 +89,10 @@ void writeHidden(Html& html, const EntryDraft& draft)
         html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
 }
 
-void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
-                      const Entry* present)
+Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
+                        const Entry* present)
 {
+    auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
     const auto error = [&](std::string_view field) {
         return problem && problem->field == field ? problem->message : std::string();
     };
@@ -103,18 +104,13 @@ void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, c
     hidden("updated", std::to_string(draft.updated));
 
     const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking).value_or(Bookings::List{});
-    {
-        const auto box = html.in("div", {{"class", "booking"}});
-        writeChoice(html,
-                    {.name = "booking",
-                     .label = "Project and task",
-                     .value = draft.booking,
-                     .error = error("booking"),
-                     .cssClass = "wide"},
-                    choicesOf(list, draft.booking, present));
-        if (!list.whole)
-            html.leaf("button", {{"formaction", "/entries/projects"}, {"formnovalidate", true}}, "More Projects…");
-    }
+    writeChoice(html,
+                {.name = "booking",
+                 .label = "Project and task",
+                 .value = draft.booking,
+                 .error = error("booking"),
+                 .cssClass = "booking"},
+                choicesOf(list, draft.booking, present));
     // An entry that has no times in spite of the account keeps its hours.
     const bool timed = visit.person.timestampTimers && (!present || present->startedAt || present->timerStarted);
     const bool runs = present && present->timerStarted;
@@ -157,6 +153,14 @@ void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, c
     writeTextArea(html, {.name = "notes", .label = "Notes", .value = draft.notes, .cssClass = "wide", .optional = true},
                   static_cast<int>(std::clamp<std::ptrdiff_t>(
                       std::count(draft.notes.begin(), draft.notes.end(), '\n') + 1, draft.id == 0 ? 2 : 4, 20)));
+    return form;
+}
+
+void writeMoreProjects(Html& html, const Visit& visit, const EntryDraft& draft)
+{
+    const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking);
+    if (list && !list->whole)
+        html.leaf("button", {{"formaction", "/entries/projects"}, {"formnovalidate", true}}, "Other Project…");
 }
 
 std::string timesText(const Entry& entry)

@@ -29,9 +29,12 @@ struct EntryDraft
     std::string path() const { return id == 0 ? "/entries" : "/entries/" + std::to_string(id); }
 };
 
-/// The fields of the form, without its buttons. `present` is the entry as it is, for drafts that change one.
-void writeEntryFields(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
-                      const Entry* present = nullptr);
+/// Opens the form; its buttons are written into it. `present` is the entry as it is, for drafts that change one.
+Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
+                        const Entry* present = nullptr);
+/// The button to projects that the form does not list, if there are any. It stands behind the main one: the return key
+/// presses a form's first button.
+void writeMoreProjects(Html& html, const Visit& visit, const EntryDraft& draft);
 /// The same unseen, for pages on the way back to the form.
 void writeHidden(Html& html, const EntryDraft& draft);
 

@@ -40,6 +40,7 @@ void writeFact(Html& html, std::string_view name, const std::string& text, bool 
     html.leaf("dt", name);
     const auto fact = html.in("dd", {{"class", differs ? "differs" : "same"}});
     html.leaf("span", {{"class", "text"}}, text.empty() ? "none" : text);
+    html.text(" ");
     if (differs)
         html.leaf("span", {{"class", "badge"}}, "differs from yours");
 }
@@ -79,10 +80,10 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
         }
         const auto sheet = html.in("section", {{"class", "sheet"}});
-        const auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
-        writeEntryFields(html, visit, draft, problem, &entry);
+        const auto form = entryForm(html, visit, draft, problem, &entry);
         const auto buttons = html.in("div", {{"class", "buttons"}});
         html.leaf("button", {{"class", "main"}}, stale ? "Save Mine" : "Save");
+        writeMoreProjects(html, visit, draft);
         html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Cancel");
         html.leaf("a", {{"class", "button danger"}, {"href", draft.path() + "/remove"}}, "Remove…");
     });
@@ -107,9 +108,16 @@ Reply edit(const Visit& visit, const std::vector<Id>& numbers)
 Reply save(const Visit& visit, const std::vector<Id>& numbers)
 {
     const auto entry = changeable(visit, numbers[0]);
-    if (!entry)
-        return problemPage(visit, entry.error());
     auto draft = EntryDraft::of(visit.form, numbers[0]);
+    if (!entry) {
+        // What was typed can still become an entry of its own.
+        draft.id = 0;
+        draft.shown.clear();
+        const Problem& problem = entry.error();
+        return dayPage(visit, readDay(draft.day).value_or(localDay(visit.now)), draft,
+                       Problem{problem.status, problem.kind,
+                               problem.message + " What you typed stands in the form for a new entry."});
+    }
     const auto fields = EntryFields::read(visit.form);
     if (!fields)
         return editPage(visit, *entry, draft, forBrowsers(fields.error()));
@@ -206,11 +214,13 @@ Reply chooseProject(const Visit& visit, const std::vector<Id>& /*numbers*/)
             {
                 const auto legend = html.in("legend");
                 html.leaf("span", {{"class", "project"}}, first.projectName);
+                html.text(" ");
                 html.leaf("span", {{"class", "client"}}, first.clientName);
             }
             for (; at != list->bookings.end() && at->project == first.project; ++at)
                 html.leaf("button",
-                          {{"name", "booking"},
+                          {{"class", "small"},
+                           {"name", "booking"},
                            {"value", bookingText(at->project, at->task)},
                            {"aria-label", at->taskName + " on " + at->projectName}},
                           at->taskName);

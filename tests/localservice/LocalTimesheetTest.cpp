@@ -1,6 +1,7 @@
 #include "Scenario.h"
 
 #include "localservice/DateText.h"
+#include "localservice/Timesheet.h"
 
 #include <QTest>
 
@@ -8,6 +9,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 namespace {
 
@@ -51,6 +53,9 @@ private slots:
     void aClockSetBackTakesNothingAway();
     void editingLeavesUntouchedTimeExact_data();
     void editingLeavesUntouchedTimeExact();
+    void formsLeaveUntouchedTimeExact_data();
+    void formsLeaveUntouchedTimeExact();
+    void formsOlderThanTheirEntryAreRefused();
     void editingMovesAnEntry();
     void addsTimestampEntries_data();
     void addsTimestampEntries();
@@ -66,6 +71,8 @@ private slots:
     void survivesARestart();
     void readsDatesAndTimes_data();
     void readsDatesAndTimes();
+    void readsTypedHours_data();
+    void readsTypedHours();
 };
 
 void LocalTimesheetTest::describesTheSignedInPerson()
@@ -330,6 +337,59 @@ void LocalTimesheetTest::editingLeavesUntouchedTimeExact()
     s.pass(36s);
     const auto later = s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s).toDouble();
     QCOMPARE(qRound((later - hours.toDouble()) * 100), running ? 1 : 0);
+}
+
+void LocalTimesheetTest::formsLeaveUntouchedTimeExact_data()
+{
+    QTest::addColumn<int>("seconds");
+    QTest::addColumn<bool>("running");
+    QTest::addColumn<bool>("touched");
+    QTest::addColumn<std::string>("hours");
+    QTest::addColumn<int>("after");
+    QTest::newRow("untouched") << 5025 << false << false << ""s << 5025;
+    QTest::newRow("touched") << 5025 << false << true << "1:25"s << 5100;
+    QTest::newRow("other hours that look like these") << 7185 << false << true << "1:00"s << 3600;
+    QTest::newRow("rounded") << 5025 << false << true << "84m"s << 5040;
+    QTest::newRow("emptied") << 5025 << false << true << ""s << 0;
+    QTest::newRow("running, untouched") << 5025 << true << false << ""s << 5025;
+    QTest::newRow("running, touched") << 5025 << true << true << "0:05"s << 300;
+}
+
+void LocalTimesheetTest::formsLeaveUntouchedTimeExact()
+{
+    QFETCH(int, seconds);
+    QFETCH(bool, running);
+    QFETCH(bool, touched);
+    QFETCH(std::string, hours);
+    QFETCH(int, after);
+    Scenario s;
+    const auto id = s.add().toLongLong();
+    s.pass(std::chrono::seconds(seconds));
+    QVERIFY(s.timesheet().setRunning(id, true).value().timerStarted);
+    if (!running)
+        QVERIFY(!s.timesheet().setRunning(id, false).value().timerStarted);
+    const localservice::EntryFields form{.project = s.acme.website,
+                                         .task = s.acme.design,
+                                         .day = localservice::readDay("2024-03-05"),
+                                         .notes = "n",
+                                         .hours = localservice::readTypedHours(hours),
+                                         .hoursTouched = touched};
+    const auto saved = s.timesheet().update(id, form);
+    QCOMPARE(saved.value().total(s.now()), localservice::Seconds{after});
+    QCOMPARE(saved.value().timerStarted.has_value(), running);
+}
+
+void LocalTimesheetTest::formsOlderThanTheirEntryAreRefused()
+{
+    Scenario s;
+    const auto id = s.add({{u"hours"_s, u"1"_s}});
+    const auto seen = s.timesheet().entry(id.toLongLong()).value().updated;
+    s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"elsewhere"_s}}));
+    const auto refused = s.timesheet().update(id.toLongLong(), {.notes = "here"}, seen).error();
+    QCOMPARE(refused.problem.status, 409);
+    QCOMPARE(refused.current.value().notes, "elsewhere"s);
+    QCOMPARE(s.timesheet().remove(id.toLongLong(), seen).error().current.value().notes, "elsewhere"s);
+    QCOMPARE(s.timesheet().update(id.toLongLong(), {.notes = "here"}, refused.current->updated).value().notes, "here"s);
 }
 
 void LocalTimesheetTest::editingMovesAnEntry()
@@ -647,6 +707,26 @@ void LocalTimesheetTest::readsDatesAndTimes()
     if (const auto minutes = localservice::readClock(text.toStdString()); kind == u"clock"_s && minutes)
         read = QString::number(*minutes);
     QCOMPARE(read, meaning);
+}
+
+void LocalTimesheetTest::readsTypedHours_data()
+{
+    QTest::addColumn<std::string>("text");
+    QTest::addColumn<int>("minutes"); // -1: not readable
+    for (const auto& [text, minutes] : std::initializer_list<std::pair<std::string, int>>{
+             {"1:30", 90}, {":05", 5},   {"1.5", 90},    {" 1,5 ", 90},  {"90m", 90},     {"90 min", 90},
+             {"1h", 60},   {"1h30", 90}, {"1H 30m", 90}, {"0.5h", 30},   {"24:00", 1440}, {"", -1},
+             {"two", -1},  {"1:60", -1}, {"1:5:0", -1},  {"1.5:00", -1}, {"1:005", -1},   {"-1", -1},
+             {"1m30", -1}, {"h", -1},    {"1e3", -1},    {"nan", -1},    {"1,5,0", -1}})
+        QTest::newRow(text.c_str()) << text << minutes;
+}
+
+void LocalTimesheetTest::readsTypedHours()
+{
+    QFETCH(std::string, text);
+    QFETCH(int, minutes);
+    const auto hours = localservice::readTypedHours(text);
+    QCOMPARE(hours ? qRound(*hours * 60) : -1, minutes);
 }
 
 QTEST_GUILESS_MAIN(LocalTimesheetTest)

@@ -111,6 +111,14 @@ void Scenario::useTimestamps()
     connect();
 }
 
+localservice::Timesheet Scenario::timesheet()
+{
+    m_person.id = account().person;
+    m_person.account = account().id;
+    m_person.timestampTimers = account().subdomain == u"clock"_s;
+    return {database().storage(), m_person, now()};
+}
+
 QString Scenario::add(const QList<std::pair<QString, QString>>& fields)
 {
     QList<std::pair<QString, QString>> all{{u"project_id"_s, QString::number(account().website)},

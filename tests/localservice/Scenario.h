@@ -3,6 +3,7 @@
 #include "HttpClient.h"
 
 #include "localservice/Service.h"
+#include "localservice/Timesheet.h"
 
 #include <QTemporaryDir>
 
@@ -46,6 +47,10 @@ public:
     void useTimestamps();
     void restart();
 
+    /// What the person may do, beside the service on the same data file.
+    localservice::Timesheet timesheet();
+    localservice::Seconds now() const { return m_now; }
+
     localservice::Database& database() { return **service->database(); }
     const Account& account() const { return *m_current; }
 
@@ -60,5 +65,6 @@ private:
     const Over m_transport;
     std::atomic<std::int64_t> m_now{1709626540};
     const Account* m_current = nullptr;
+    localservice::Person m_person;
     std::unique_ptr<HttpClient> m_client;
 };

@@ -1,0 +1,267 @@
+"""The timesheet: days, weeks, entries and their timers."""
+
+import pages
+
+TODAY = "Tuesday, 5 March 2024"
+
+
+class Day(pages.PageTest):
+
+    def setUp(self):
+        super().setUp()
+        self.sign_in()
+
+    def book(self, seconds, day="2024-03-05", project="Website", task="Design", person="ann", **columns):
+        """An entry beside the pages; answers its number."""
+        values = {"seconds": seconds, "spent_at": day, "notes": "", "created_at": 1, "updated_at": 1, **columns}
+        self.host.data(f"""
+            INSERT INTO entries (person_id, project_id, task_id, {", ".join(values)})
+            SELECT u.id, p.id, t.id, {", ".join("?" * len(values))} FROM people u JOIN accounts a ON a.id = u.account_id
+            JOIN projects p ON p.account_id = a.id JOIN tasks t ON t.account_id = a.id
+            WHERE a.subdomain = 'acme' AND p.name = ? AND t.name = ? AND u.email LIKE ?""",
+                       *values.values(), project, task, person + "%")
+        return self.host.data("SELECT MAX(id) FROM entries")[0][0]
+
+    def entries(self, columns="spent_at, seconds, notes"):
+        return self.host.data(f"SELECT {columns} FROM entries ORDER BY id")
+
+    def rows(self):
+        return self.texts("tbody tr")
+
+    def send(self, target, **fields):
+        """A form that the page shown does not have."""
+        token = self.driver.execute_script("return document.querySelector('[name=token]').value")
+        return self.request("POST", target, {"token": token, **fields})
+
+    def test_new_entries(self):
+        self.assertEqual(self.heading, TODAY)
+        self.assertIn("Nothing is noted for today yet.", self.words)
+        self.check_page()
+        self.shot("day-empty")
+        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Hours", "1:30")
+        self.fill("Notes", "<b>bold</b>\n\"two\" & three")
+        self.press("Add Entry")
+        self.assertEqual(self.path, "/daily/65/2024?note=added")
+        self.assertEqual(self.rows(), ["WEB – Website Bread <& Sons> Design <b>bold</b> \"two\" & three 1:30"
+                                       " Start Edit Remove"])
+        self.assertEqual(self.entries(), [("2024-03-05", 5400, "<b>bold</b>\n\"two\" & three")])
+        # The last project and task are chosen; no hours start a timer, and the key does what the button does.
+        self.going(lambda: self.field("Hours").send_keys("\n"))
+        self.host.pass_time(minutes=45)
+        self.open("/daily")
+        self.assertEqual(self.texts("tr.running"), ["WEB – Website Bread <& Sons> Design 0:45 running since 9:15am"
+                                                    " Stop Edit Remove"])
+        self.assertEqual(self.texts("tfoot tr"), ["Total 2:15"])
+        self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
+                         ["2:15 hours", "2:15 billable, 100 % 0:00 not billable"])
+        self.check_page()
+        self.shot("day")
+        self.press("Start", within=self.find("tr.finished"))
+        self.host.pass_time(minutes=5)
+        self.press("Stop")
+        self.assertEqual(self.entries("seconds, timer_started"), [(5700, None), (2700, None)])
+
+    def test_keeps_what_was_typed_wrong(self):
+        before = self.host.everything()
+        for hours, error in {"two": "The hours cannot be read.",
+                             "24:30": "An entry cannot have more than 24 hours."}.items():
+            self.fill("Project and task", "Internal · Support")
+            self.fill("Hours", hours)
+            self.fill("Notes", "kept </textarea>")
+            self.fill("Day", "2024-03-07")
+            self.press("Add Entry")
+            self.assertEqual(self.texts(".field.wrong"), [f"Hours {error} Empty starts a timer."])
+            self.assertEqual([self.field(name).get_property("value") for name in ("Hours", "Notes", "Day")],
+                             [hours, "kept </textarea>", "2024-03-07"])
+            self.check_page()
+        self.shot("day-wrong")
+        self.assertEqual(self.host.everything(), before)
+
+    def test_edits(self):
+        entry = self.book(5025, notes="\nbegins with a break")
+        self.open("/daily")
+        self.press("Edit Design on WEB – Website")
+        self.check_page()
+        self.shot("edit")
+        self.assertEqual(self.field("Hours").get_property("value"), "1:24")
+        self.press("Save")
+        self.assertEqual(self.entries(), [("2024-03-05", 5025, "\nbegins with a break")])
+        self.open(f"/entries/{entry}")
+        self.fill("Project and task", "BOAT – Boats · Design")
+        self.fill("Hours", "1,5")
+        self.fill("Day", "2024-02-29")
+        self.press("Save")
+        self.assertEqual(self.heading, "Thursday, 29 February 2024")
+        self.assertEqual(self.rows(), ["BOAT – Boats Harbour Design begins with a break 1:30 Start Edit Remove"])
+
+    def test_asks_when_the_entry_has_changed(self):
+        entry = self.book(5025, notes="old")
+        self.open(f"/entries/{entry}")
+        self.fill("Notes", "mine")
+        self.host.data("UPDATE entries SET notes = 'theirs', seconds = 6111, updated_at = 2")
+        self.press("Save")
+        self.assertEqual(self.texts("h2"), ["The entry has changed in the meantime"])
+        self.assertEqual(self.texts(".facts dd.differs"), ["theirs differs from yours"])
+        self.assertEqual([self.field(name).get_property("value") for name in ("Hours", "Notes")], ["1:42", "mine"])
+        self.check_page()
+        self.shot("edit-changed")
+        self.assertEqual(self.entries(), [("2024-03-05", 6111, "theirs")])
+        self.press("Save Mine")
+        self.assertEqual(self.entries(), [("2024-03-05", 6111, "mine")])
+        # Removed elsewhere: the text is not lost.
+        self.open(f"/entries/{entry}")
+        self.fill("Notes", "long text")
+        self.host.data("DELETE FROM entries")
+        self.press("Save")
+        self.assertIn("This entry no longer exists.", self.texts("[role=alert]")[0])
+        self.press("Add Entry")
+        self.assertEqual(self.entries(), [("2024-03-05", 6120, "long text")])
+
+    def test_removes_what_the_question_told(self):
+        self.book(3600, notes="first")
+        self.open("/daily")
+        self.press("Remove Design on WEB – Website")
+        self.assertIn("Its 1:00 hours will be gone from Tuesday, 5 March 2024.", self.words)
+        self.check_page()
+        self.shot("remove")
+        self.host.data("UPDATE entries SET notes = 'second', updated_at = 2")
+        self.press("Remove")
+        self.assertIn("second", self.words)
+        self.press("Keep")
+        self.assertEqual(len(self.rows()), 1)
+        self.press("Remove Design on WEB – Website")
+        self.press("Remove")
+        self.assertEqual(self.path, "/daily/65/2024?note=removed")
+        self.assertEqual(self.entries(), [])
+
+    def test_leaves_alone_what_is_fixed(self):
+        locked = self.book(3600, notes="a", locked_reason="Approved <b>")
+        billed = self.book(1800, notes="b", billed=1)
+        theirs = self.book(900, person="ben")
+        gone = self.book(600, project="Internal", task="Support")
+        self.host.data("UPDATE projects SET active = 0 WHERE name = 'Internal'")
+        before = self.host.everything()
+        self.open("/daily")
+        self.assertEqual(self.rows(), ["WEB – Website Bread <& Sons> Design a Locked: Approved <b> 1:00",
+                                       "WEB – Website Bread <& Sons> Design b Billed 0:30",
+                                       "Internal Bread <& Sons> Support 0:10 Start Edit Remove"])
+        self.check_page()
+        for entry, status in {locked: 422, billed: 422, theirs: 404, 99: 404}.items():
+            for target in (f"/entries/{entry}", f"/entries/{entry}/remove"):
+                self.assertEqual(self.request("GET", target)[0], status)
+                self.assertEqual(self.send(target, booking="1-1", updated="1", notes="x", hours="5")[0], status)
+        for entry, status in {locked: 422, theirs: 404, gone: 422}.items():
+            self.assertEqual(self.send(f"/entries/{entry}/timer", state="running")[0], status)
+        self.press("Start")
+        self.assertEqual(self.texts("[role=alert]"), ["This project has been archived."])
+        self.assertEqual(self.host.everything(), before)
+        # What is booked there may still be mended.
+        self.press("Edit")
+        self.fill("Notes", "mended")
+        self.press("Save")
+        self.assertEqual(self.entries("seconds, notes")[3], (600, "mended"))
+
+    def test_goes_from_day_to_day(self):
+        self.book(7200, "2024-03-04")
+        self.book(3600, "2024-03-04", "Internal", "Support")
+        self.book(3600, "2024-03-03")
+        self.open("/daily")
+        bars = self.driver.execute_script("return [...document.querySelectorAll('.bars a')].map(a => a.textContent)")
+        self.assertEqual(bars[:2], ["Mon, 4 Mar 2024: 3:00 hours, of them 2:00 billable", "Tue, 5 Mar 2024: 0:00, today"])
+        self.assertEqual(len(bars), 7)
+        self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
+                         ["3:00 hours", "2:00 billable, 67 % 1:00 not billable"])
+        self.press("Previous Day")
+        self.assertEqual((self.heading, self.path), ("Monday, 4 March 2024", "/daily/64/2024"))
+        self.assertEqual(self.texts(".bars a[aria-current] .number"), ["3:00"])
+        self.press("Previous Day")
+        self.assertEqual(self.texts(".week-total h2, .week-total .sum"), ["26 February – 3 March 2024", "1:00 hours"])
+        self.press("Next Week")
+        self.press("Today")
+        self.assertEqual((self.heading, self.path), (TODAY, "/daily"))
+        self.fill("Day to go to", "2023-12-31")
+        self.press("Go")
+        self.assertEqual(self.path, "/daily/365/2023")
+        self.press("Next Day")
+        self.assertEqual((self.path, self.texts(".week-total h2")), ("/daily/1/2024", ["1 – 7 January 2024"]))
+        self.assertEqual(self.request("GET", "/daily/366/2023")[0], 404)
+        # Clocks go forward within this week, and midnight ends a day but no timer.
+        self.open("/daily/90/2024")
+        self.assertEqual(self.texts(".week-total h2"), ["25 – 31 March 2024"])
+        self.open("/daily")
+        self.fill("Project and task", "WEB – Website · Design")
+        self.press("Add Entry")
+        self.host.pass_time(hours=14, minutes=50)
+        self.sign_in()
+        self.assertEqual(self.heading, "Wednesday, 6 March 2024")
+        self.assertEqual(self.texts(".hint"), ["A timer is running on another day: WEB – Website · Design, 14:50 hours on"
+                                               " Tuesday, 5 March 2024."])
+        self.check_page()
+
+    def test_start_and_end_times(self):
+        self.sign_in(account="clock")
+        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Start", "08:00")
+        self.fill("End", "07:00")
+        self.press("Add Entry")
+        self.assertIn("The end time is before the start time.", self.texts(".field.wrong")[0])
+        self.fill("End", "09:10")
+        self.press("Add Entry")
+        self.press("Add Entry")
+        self.host.pass_time(minutes=30)
+        self.open("/daily", "clock")
+        self.assertEqual(self.texts("td.times"), ["8:00am – 9:10am", "since 9:15am"])
+        self.check_page()
+        self.shot("day-times")
+        self.press("Stop")
+        self.press("Edit", within=self.driver.find_elements("css selector", "tbody tr")[1])
+        self.check_page()
+        self.press("Save")
+        self.assertEqual(self.entries("seconds, started_at, ended_at"), [(4200, 480, 550), (1800, 555, 585)])
+
+    def test_finds_one_of_many_projects(self):
+        self.host.data("""
+            WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000)
+            INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)
+            SELECT account_id, client_id, 'Job ' || i || '%', 'J' || i, 1, 'Tasks', 0, 1 FROM n
+            JOIN projects p ON p.name = 'Boats' AND p.account_id = (SELECT id FROM accounts WHERE subdomain = 'acme')""")
+        self.host.data("""
+            INSERT INTO user_assignments (account_id, project_id, person_id, rate)
+            SELECT p.account_id, p.id, u.id, 0 FROM projects p JOIN people u ON u.account_id = p.account_id
+            WHERE p.code LIKE 'J%' AND u.first_name = 'Ann'""")
+        self.host.data("""
+            INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate)
+            SELECT p.account_id, p.id, t.id, 1, 0 FROM projects p JOIN tasks t ON t.account_id = p.account_id
+            WHERE p.code LIKE 'J%' AND t.name = 'Support'""")
+        self.book(60)
+        self.open("/daily")
+        self.assertLess(len(self.driver.page_source), 20_000)
+        self.fill("Hours", "2")
+        self.fill("Notes", "kept")
+        self.press("Other Project…")
+        self.check_page()
+        self.fill("Project, code or client", "4711% HARB")
+        self.press("Search")
+        self.check_page()
+        self.shot("projects")
+        self.assertEqual(self.texts("legend"), ["J4711 – Job 4711% Harbour"])
+        self.press("Support on J4711 – Job 4711%")
+        self.press("Add Entry")
+        self.assertEqual(self.rows()[1], "J4711 – Job 4711% Harbour Support kept 2:00 Start Edit Remove")
+
+    def test_tells_who_cannot_book_what_to_do(self):
+        self.host.data("DELETE FROM user_assignments")
+        self.open("/daily")
+        self.press("Open the Projects")
+        self.assertEqual(self.path, "/projects")
+        self.press("Sign Out")
+        self.sign_in("ben")
+        self.assertIn("Ask an administrator of Acme & Co", self.words)
+        self.check_page()
+        self.assertEqual(self.send("/entries", booking="1-1", hours="1")[0], 422)
+        self.assertEqual(self.entries(), [])
+
+
+if __name__ == "__main__":
+    pages.main()
