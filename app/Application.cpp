@@ -227,6 +227,7 @@ int Application::run(int argc, char** argv)
     QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
     QApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
     QApplication::setQuitOnLastWindowClosed(false);
+    QVariantMap startedBy = platform::startupIds();
     QApplication application(argc, argv);
     const EndOnSignal endOnSignal;
 
@@ -235,6 +236,7 @@ int Application::run(int argc, char** argv)
     std::optional<SessionBus> sessionBus;
     platform::SingleInstance instance;
     const bool first = instance.claim(
+        std::move(startedBy),
         [&controller] {
             if (controller)
                 controller->applicationShouldHandleReopen(false);

@@ -1,6 +1,7 @@
 #include "SingleInstance.h"
 
 #include "Paths.h"
+#include "linux/X11.h"
 
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -44,7 +45,7 @@ public:
 public slots:
     void Activate(const QVariantMap& platformData)
     {
-        takeToken(platformData);
+        takeIds(platformData);
         m_activated();
     }
     void Open(const QStringList& uris, const QVariantMap& platformData)
@@ -55,14 +56,15 @@ public slots:
     void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData)
     {
         Q_UNUSED(parameter);
-        takeToken(platformData);
+        takeIds(platformData);
         if (const auto refusal = m_perform(name))
             sendErrorReply(refusal->error, refusal->reason);
     }
 
 private:
-    static void takeToken(const QVariantMap& platformData)
+    static void takeIds(const QVariantMap& platformData)
     {
+        x11::endStartup(platformData.value(u"desktop-startup-id"_s).toString().toUtf8());
         // Where Qt looks for the permission to raise a window.
         const QString token = platformData.value(u"activation-token"_s).toString();
         if (!token.isEmpty())
@@ -139,7 +141,10 @@ public:
 class SingleInstance::BusClaim final : public Claim
 {
 public:
-    BusClaim(const std::function<void()>& activated, PerformAction perform) : m_object(activated, std::move(perform)) {}
+    BusClaim(QVariantMap startedBy, const std::function<void()>& activated, PerformAction perform)
+        : m_startedBy(std::move(startedBy)), m_object(activated, std::move(perform))
+    {
+    }
     ~BusClaim() override
     {
         if (!m_owner)
@@ -167,7 +172,7 @@ public:
             if (m_owner)
                 return true;
             QDBusMessage call = QDBusMessage::createMethodCall(BusName, BusPath, kInterface, u"Activate"_s);
-            call << startupIds();
+            call << m_startedBy;
             call.setAutoStartService(false);
             const QDBusMessage reply = bus.call(call, QDBus::Block, kPatienceMilliseconds);
             if (reply.type() != QDBusMessage::ErrorMessage ||
@@ -179,6 +184,7 @@ public:
     }
 
 private:
+    const QVariantMap m_startedBy;
     ApplicationObject m_object;
     bool m_owner = false;
 };
@@ -250,9 +256,9 @@ private:
 SingleInstance::SingleInstance() = default;
 SingleInstance::~SingleInstance() = default;
 
-bool SingleInstance::claim(std::function<void()> activated, PerformAction perform)
+bool SingleInstance::claim(QVariantMap startedBy, std::function<void()> activated, PerformAction perform)
 {
-    m_claim = std::make_unique<BusClaim>(activated, std::move(perform));
+    m_claim = std::make_unique<BusClaim>(std::move(startedBy), activated, std::move(perform));
     std::optional<bool> first = m_claim->claim();
     if (!first) {
         m_claim = std::make_unique<SocketClaim>(std::move(activated));

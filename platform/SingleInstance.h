@@ -44,8 +44,9 @@ public:
 
     /// True: this is the first, and `activated` is called on the main thread whenever another start, the desktop or a
     /// person at the bus asks for the program. False: another one runs and was told; leave with success. Takes a few
-    /// milliseconds, and half a second when the other one hangs.
-    bool claim(std::function<void()> activated, PerformAction perform);
+    /// milliseconds, and half a second when the other one hangs. `startedBy`: `startupIds()` from before the
+    /// QApplication, which takes them out of the environment.
+    bool claim(QVariantMap startedBy, std::function<void()> activated, PerformAction perform);
 
     /// The object that stands at `BusPath`: what is added to it as QDBusAbstractAdaptor can be called there. Null: the
     /// program is not on a bus.

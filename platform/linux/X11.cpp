@@ -17,7 +17,9 @@ int screenNumber()
 
 xcb_connection_t* connection()
 {
-    const auto* native = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    // Without windows it may also be a QCoreApplication.
+    const auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    const auto* native = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     return native ? native->connection() : nullptr;
 }
 
@@ -67,6 +69,34 @@ void skipTaskBar(const QWindow& window)
         sendMessage(x, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, id, state,
                     {kAdd, atom, 0, kFromApplication});
     }
+    xcb_flush(x);
+}
+
+void endStartup(const QByteArray& id)
+{
+    xcb_connection_t* x = connection();
+    if (!x || id.isEmpty())
+        return;
+    QByteArray value = id;
+    value.replace('\\', "\\\\").replace('"', "\\\"");
+    QByteArray text = "remove: ID=\"" + value + '"';
+    xcb_client_message_event_t event{};
+    constexpr qsizetype Part = sizeof event.data.data8;
+    // It ends with a zero, and the last part is filled up with them.
+    text.append(Part - text.size() % Part, '\0');
+    const auto [begin, more] = atoms<2>(x, {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"});
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 8;
+    event.window = xcb_generate_id(x); // tells these parts from those of others
+    event.type = begin;
+    xcb_create_window(x, 0, event.window, root(x), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
+                      0, nullptr);
+    for (qsizetype at = 0; at < text.size(); at += Part) {
+        std::copy_n(text.constData() + at, Part, event.data.data8);
+        xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_PROPERTY_CHANGE, reinterpret_cast<const char*>(&event));
+        event.type = more;
+    }
+    xcb_destroy_window(x, event.window);
     xcb_flush(x);
 }
 

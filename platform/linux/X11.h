@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractNativeEventFilter>
+#include <QByteArray>
 
 #include <cstdint>
 #include <cstdlib>
@@ -39,6 +40,10 @@ bool isComposited();
 /// Keeps a window out of task bars, pagers and switchers (EWMH 1.5, `_NET_WM_STATE`) until it is hidden. It is shown
 /// already, or about to be.
 void skipTaskBar(const QWindow& window);
+
+/// Tells the desktop that what was started under that id shows itself now (Startup Notification 0.1): it shows a busy
+/// pointer until then.
+void endStartup(const QByteArray& id);
 
 /// While one of these lives, a window of the program is active when the window manager made it so. Otherwise Qt takes
 /// the wish for the deed: it hears its own request (EWMH 1.5, `_NET_ACTIVE_WINDOW`), which may be refused.

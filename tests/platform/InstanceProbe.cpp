@@ -26,7 +26,8 @@ int main(int argc, char** argv)
         say("show");
         return std::nullopt;
     };
-    if (!instance.claim([] { say("activated"); }, perform)) {
+    if (!instance.claim(
+            platform::startupIds(), [] { say("activated"); }, perform)) {
         say("second");
         return 0;
     }

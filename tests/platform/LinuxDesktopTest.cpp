@@ -1,4 +1,5 @@
 #include "platform/linux/LinuxDesktop.h"
+#include "platform/linux/Xcb.h"
 
 #include <QDialog>
 #include <QProcess>
@@ -31,7 +32,48 @@ private slots:
     void windowsInTheTaskBar_data();
     void windowsInTheTaskBar();
     void bringsWindowsToTheFront();
+    void endsTheBusyPointer();
 };
+
+/// What somebody else at the X server hears of starts that are over.
+class StartupListener
+{
+public:
+    StartupListener()
+    {
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(m_x, platform::x11::root(m_x), XCB_CW_EVENT_MASK, &mask);
+        m_parts = platform::x11::atoms<2>(m_x, {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"});
+    }
+    ~StartupListener() { xcb_disconnect(m_x); }
+    Q_DISABLE_COPY_MOVE(StartupListener)
+
+    QByteArray text()
+    {
+        while (const platform::x11::Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_x)}) {
+            const auto* part = reinterpret_cast<const xcb_client_message_event_t*>(event.get());
+            if ((event->response_type & 0x7f) != XCB_CLIENT_MESSAGE || part->format != 8)
+                continue;
+            if (part->type == m_parts[m_text.isEmpty() ? 0 : 1])
+                m_text.append(reinterpret_cast<const char*>(part->data.data8), sizeof part->data.data8);
+        }
+        return m_text;
+    }
+
+private:
+    xcb_connection_t* m_x = xcb_connect(nullptr, nullptr);
+    std::array<xcb_atom_t, 2> m_parts{};
+    QByteArray m_text;
+};
+
+void LinuxDesktopTest::endsTheBusyPointer()
+{
+    StartupListener listener;
+    platform::x11::endStartup("menu/\"quillon\"-7_TIME42");
+    const QByteArray expected = R"(remove: ID="menu/\"quillon\"-7_TIME42")";
+    QTRY_COMPARE(listener.text(), expected + QByteArray(40 - expected.size(), '\0'));
+    platform::x11::endStartup({});
+}
 
 void LinuxDesktopTest::windowsInTheTaskBar_data()
 {
