@@ -91,7 +91,8 @@ def check_completions(prefix, zsh_folder, helps):
             completes(shell, "quillon ", *commands(helps["quillon"]))
             completes(shell, "quillon pref", "preferences")
             completes(shell, "quillon --info val", "values.json")
-            completes(shell, "quillon-service --data=val", "values.json")
+            if "quillon-service" in helps:
+                completes(shell, "quillon-service --data=val", "values.json")
             print(f"ok: completion in {name}")
 
 
