@@ -234,6 +234,7 @@ int Application::run(int argc, char** argv)
     platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
     WrenfoldMenulet* controller = nullptr;
     std::optional<SessionBus> sessionBus;
+    std::vector<QString> waiting;
     platform::SingleInstance instance;
     const bool first = instance.claim(
         std::move(startedBy),
@@ -241,8 +242,12 @@ int Application::run(int argc, char** argv)
             if (controller)
                 controller->applicationShouldHandleReopen(false);
         },
-        [&](const QString& action) {
-            return sessionBus ? sessionBus->perform(action) : SessionBus::refuseWhileStarting();
+        [&](const QString& action) -> std::optional<SessionBus::Refusal> {
+            if (sessionBus)
+                return sessionBus->perform(action);
+            // The desktop has started the program for it.
+            waiting.push_back(action);
+            return std::nullopt;
         });
     if (!first)
         return 0;
@@ -255,6 +260,9 @@ int Application::run(int argc, char** argv)
     const auto awake = [&] {
         menulet.awakeFromNib();
         sessionBus.emplace(menulet, instance.busObject());
+        // What cannot be done shows: the preferences ask to sign in, the face says that the service is not there.
+        for (const QString& action : waiting)
+            static_cast<void>(sessionBus->perform(action));
     };
     new FirstPaint(menulet.statusItemView(), [&] {
         QApplication::setWindowIcon(applicationIcon());

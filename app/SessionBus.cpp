@@ -177,11 +177,6 @@ std::optional<Refusal> SessionBus::perform(const QString& action) const
     return app::perform(m_menulet, action);
 }
 
-Refusal SessionBus::refuseWhileStarting()
-{
-    return refusal("Starting", QObject::tr("the program is still starting"));
-}
-
 } // namespace app
 
 #include "SessionBus.moc"

@@ -25,9 +25,6 @@ public:
     /// Does what the item of the status menu with that name does, where the menu would let a person choose it.
     std::optional<Refusal> perform(const QString& action) const;
 
-    /// The answer to every action before this exists.
-    static Refusal refuseWhileStarting();
-
 private:
     WrenfoldMenulet& m_menulet;
     std::unique_ptr<StatusAdaptor> m_adaptor;
