@@ -45,14 +45,15 @@ void Callout::setHint(const Hint& hint)
 
 void Callout::pointAt(const QRect& target)
 {
-    if (isVisible() && target == m_target)
+    const bool composited = platform::isScreenComposited();
+    if (isVisible() && target == m_target && composited == m_composited)
         return;
     m_target = target;
+    m_composited = composited;
     const QScreen* screen = QGuiApplication::screenAt(target.center());
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     const QRect area = screen ? screen->availableGeometry() : QRect();
-    m_composited = platform::isScreenComposited();
 
     const QSize card = m_card->sizeHint();
     const QSize whole(card.width() + 2 * shadow, card.height() + tipHeight + 2 * shadow);

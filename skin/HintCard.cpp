@@ -19,7 +19,8 @@ namespace {
 
 // In points.
 constexpr int bestWidth = 330;
-constexpr int sideMargin = 18;
+constexpr int windowMargin = 18; // left and right, in a window of its own
+constexpr int partMargin = 10;   // likewise as part of a window
 constexpr int topMargin = 14;
 constexpr int bottomMargin = 14;
 constexpr int titleGap = 6;
@@ -98,8 +99,14 @@ int HintCard::heightForWidth(int width) const
     return layOut(width, false);
 }
 
+bool HintCard::isAlone() const
+{
+    return parentWidget() && parentWidget()->isWindow();
+}
+
 int HintCard::layOut(int width, bool move) const
 {
+    const int sideMargin = isAlone() ? windowMargin : partMargin;
     const int inner = width - 2 * sideMargin;
     int y = topMargin;
     const auto place = [&](QWidget* part, int height) {
@@ -139,7 +146,7 @@ void HintCard::resizeEvent(QResizeEvent*)
 void HintCard::paintEvent(QPaintEvent*)
 {
     // In a window of its own, that draws the ground.
-    if (parentWidget() && parentWidget()->isWindow() && parentWidget()->testAttribute(Qt::WA_TranslucentBackground))
+    if (isAlone())
         return;
     QPainter painter(this);
     painter.fillRect(rect(), ground());

@@ -45,6 +45,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    bool isAlone() const; ///< in a window of its own, which draws the ground
     /// Lays the parts out, if `move`, and answers the height.
     int layOut(int width, bool move) const;
 
