@@ -1,5 +1,6 @@
 #include "People.h"
 
+#include "NameText.h"
 #include "Storage.h"
 #include "pages/Sessions.h"
 
@@ -18,21 +19,6 @@ Problem invalid(std::string message, std::string field = {})
 Problem unknown()
 {
     return {404, "NotFound", "This person does not exist."};
-}
-
-std::size_t characters(std::string_view text)
-{
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
-
-std::string oneLine(std::string text)
-{
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    text.erase(0, std::min(text.find_first_not_of(' '), text.size()));
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
 }
 
 bool isEmail(std::string_view text)
@@ -103,12 +89,12 @@ tl::expected<Member, Problem> People::find(Id person)
 
 People::Done People::check(PersonDetails& details, Id itself)
 {
-    details.firstName = oneLine(details.firstName);
-    details.lastName = oneLine(details.lastName);
+    details.firstName = nameText(details.firstName);
+    details.lastName = nameText(details.lastName);
     if (details.firstName.empty())
         return tl::unexpected(invalid("Somebody without a name is hard to tell from others.", "first-name"));
     for (const auto& [name, field] : {std::pair{&details.firstName, "first-name"}, {&details.lastName, "last-name"}}) {
-        if (characters(*name) > longestName)
+        if (characterCount(*name) > longestName)
             return tl::unexpected(invalid("That is longer than 100 characters.", field));
     }
     if (details.email.size() > longestEmail || !isEmail(details.email))
@@ -247,7 +233,7 @@ People::Done People::setProjects(Id person, const std::vector<Id>& projects)
 
 std::string People::wrongWithPassword(std::string_view password)
 {
-    if (characters(password) < fewestPasswordCharacters)
+    if (characterCount(password) < fewestPasswordCharacters)
         return "At least 10 characters, please. Several words in a row are easy to keep in mind.";
     if (password.size() > longestPassword)
         return "This is longer than a program can send.";

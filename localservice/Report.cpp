@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <set>
 #include <unordered_map>
 
 namespace localservice {
 
 namespace {
 
-constexpr const char* counted = " FROM entries e"
-                                " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
+constexpr const char* counted = " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
                                 " AND (?2 = 0 OR id = ?2)) AND e.spent_at BETWEEN ?3 AND ?4";
 
 void bind(SQLite::Statement& query, const ReportFilter& filter)
@@ -40,7 +40,7 @@ public:
                                            " WHERE account_id = ? AND NOT billable");
         offers.bind(1, account);
         while (offers.executeStep())
-            m_unbillable[{offers.getColumn(0).getInt64(), offers.getColumn(1).getInt64()}] = true;
+            m_unbillable.emplace(offers.getColumn(0).getInt64(), offers.getColumn(1).getInt64());
     }
 
     bool operator()(Id project, Id task) const
@@ -51,7 +51,7 @@ public:
 
 private:
     std::unordered_map<Id, bool> m_projects;
-    std::map<std::pair<Id, Id>, bool> m_unbillable;
+    std::set<std::pair<Id, Id>> m_unbillable;
 };
 
 void sortBySize(std::vector<ReportLine>& lines)
@@ -93,11 +93,13 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
     const Billable isBillable(database, filter.account);
     std::map<std::pair<Id, Id>, Amount> work; ///< by project and task
     std::unordered_map<Id, Amount> people;
-    std::unordered_map<std::string, Amount> days;
-    SQLite::Statement query(database, std::string("SELECT e.person_id, e.spent_at, e.project_id, e.task_id,"
-                                                  " SUM(e.seconds), MAX(e.timer_started)") +
-                                          counted + " GROUP BY 1, 2, 3, 4");
+    // Summed up here: the database would sort all entries first to do it.
+    SQLite::Statement query(database, std::string("SELECT e.person_id, e.spent_at, e.project_id, e.task_id, e.seconds,"
+                                                  " e.timer_started FROM entries e") +
+                                          counted);
     bind(query, filter);
+    std::string dayText;
+    Amount* day = nullptr;
     while (query.executeStep()) {
         const std::pair booked{query.getColumn(2).getInt64(), query.getColumn(3).getInt64()};
         const Seconds run = runOf(query.getColumn(5), filter.now);
@@ -107,11 +109,14 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
         report.running += run;
         report.total += amount;
         people[query.getColumn(0).getInt64()] += amount;
-        days[query.getColumn(1).getString()] += amount;
         work[booked] += amount;
+        // They mostly come day by day.
+        if (const char* text = query.getColumn(1).getText(); !day || dayText != text) {
+            dayText = text;
+            day = &report.days[readDay(dayText).value_or(filter.from)];
+        }
+        *day += amount;
     }
-    for (const auto& [day, amount] : days)
-        report.days[readDay(day).value_or(filter.from)] += amount;
 
     std::unordered_map<Id, Amount> projects;
     std::unordered_map<Id, Amount> tasks;
@@ -135,6 +140,14 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
     lines("SELECT p.id, p.name, c.name, p.code FROM projects p JOIN clients c ON c.id = p.client_id"
           " WHERE p.account_id = ?",
           projects, report.projects);
+    std::unordered_map<Id, Amount> clients;
+    SQLite::Statement owners(database, "SELECT id, client_id FROM projects WHERE account_id = ?");
+    owners.bind(1, filter.account);
+    while (owners.executeStep()) {
+        if (const auto found = projects.find(owners.getColumn(0).getInt64()); found != projects.end())
+            clients[owners.getColumn(1).getInt64()] += found->second;
+    }
+    lines("SELECT id, name, '', '' FROM clients WHERE account_id = ?", clients, report.clients);
     lines("SELECT id, name, '', '' FROM tasks WHERE account_id = ?", tasks, report.tasks);
     lines("SELECT id, CASE WHEN TRIM(first_name || last_name) = '' THEN email"
           " ELSE TRIM(first_name || ' ' || last_name) END, '', '' FROM people WHERE account_id = ?",
@@ -165,13 +178,12 @@ std::string csvOf(SQLite::Database& database, const ReportFilter& filter)
                       "Date,Client,Project,Code,Task,Person,Notes,Hours,Hours and Minutes,Billable,Start,End\r\n";
     const Billable isBillable(database, filter.account);
     SQLite::Statement query(
-        database, "SELECT e.spent_at, c.name, p.name, p.code, t.name, o.first_name, o.last_name, o.email,"
-                  " e.notes, e.seconds, e.timer_started, e.project_id, e.task_id, e.started_at, e.ended_at"
-                  " FROM entries e JOIN projects p ON p.id = e.project_id JOIN clients c ON c.id = p.client_id"
-                  " JOIN tasks t ON t.id = e.task_id JOIN people o ON o.id = e.person_id"
-                  " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
-                  " AND (?2 = 0 OR id = ?2)) AND e.spent_at BETWEEN ?3 AND ?4"
-                  " ORDER BY e.spent_at, e.person_id, e.id");
+        database,
+        std::string("SELECT e.spent_at, c.name, p.name, p.code, t.name, o.first_name, o.last_name, o.email,"
+                    " e.notes, e.seconds, e.timer_started, e.project_id, e.task_id, e.started_at, e.ended_at"
+                    " FROM entries e JOIN projects p ON p.id = e.project_id JOIN clients c ON c.id = p.client_id"
+                    " JOIN tasks t ON t.id = e.task_id JOIN people o ON o.id = e.person_id") +
+            counted + " ORDER BY e.spent_at, e.person_id, e.id");
     bind(query, filter);
     while (query.executeStep()) {
         const auto text = [&](int column) { return query.getColumn(column).getString(); };

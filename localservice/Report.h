@@ -53,6 +53,7 @@ struct Report
     Seconds running = 0;              ///< what of the total their present runs make
     std::map<Day, Amount> days;       ///< only those with entries
     std::vector<ReportLine> projects; ///< the largest first, like the other lists
+    std::vector<ReportLine> clients;
     std::vector<ReportLine> tasks;
     std::vector<ReportLine> people;
 

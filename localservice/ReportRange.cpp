@@ -156,12 +156,7 @@ std::string nameOf(const DayRange& range)
         return yearName(from);
     if (range == whole(monthOf(from)))
         return monthName(from) + " " + yearName(from);
-    const auto last = number(to) + " " + monthName(to) + " " + yearName(to);
-    if (from == to)
-        return last;
-    if (monthOf(from) == monthOf(to))
-        return number(from) + " – " + last;
-    return number(from) + " " + monthName(from) + (from.year() == to.year() ? "" : " " + yearName(from)) + " – " + last;
+    return from == to ? number(from) + " " + monthName(from) + " " + yearName(from) : daysInWords(from, to);
 }
 
 StepLength stepLengthOf(const DayRange& range, const Report& report)

@@ -1,3 +1,4 @@
+#include "NameText.h"
 #include "Parts.h"
 #include "Passwords.h"
 #include "People.h"
@@ -81,8 +82,7 @@ void writePassword(Html& html, const Visit& visit, const Typed* typed)
             : "You have none yet: the program on this computer signs you in by itself. With one you can also sign "
               "in here without it.");
     const auto form = formTo(html, visit, here + "/password", "fields");
-    // Password managers tell by it whose password this is.
-    html.empty("input", {{"type", "hidden"}, {"name", "username"}, {"value", visit.person.email}});
+    writeUserName(html, visit.person.email);
     if (has)
         writeField(html, {.name = "present-password",
                           .label = "Present password",
@@ -173,7 +173,8 @@ Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
                     if (visit.person.admin)
                         writeAccount(html, visit, typed);
                     const auto pair = html.in("div", {{"class", "pair"}});
-                    writeHowToSignIn(html, visit, visit.person.email);
+                    if (!visit.person.passwordHash.empty())
+                        writeHowToSignIn(html, visit, visit.person.email);
                     writeEverywhere(html, visit);
                 });
 }
@@ -224,10 +225,14 @@ Reply signOutEverywhere(const Visit& visit)
 
 Reply saveAccount(const Visit& visit)
 {
-    const auto name = visit.form.trimmed("account-name");
+    const auto name = nameText(visit.form.text("account-name"));
+    std::string wrong;
     if (name.empty())
-        return refused(visit,
-                       {.accountName = name, .problem = {422, "Validation", "An account has a name.", "account-name"}});
+        wrong = "An account has a name.";
+    else if (characterCount(name) > People::longestName)
+        wrong = "That is longer than 100 characters.";
+    if (!wrong.empty())
+        return refused(visit, {.accountName = name, .problem = {422, "Validation", wrong, "account-name"}});
     const bool times = visit.form.text("timers") == "times";
     const auto done = visit.storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
         SQLite::Statement update(database, "UPDATE accounts SET name = ?, timestamp_timers = ? WHERE id = ?");

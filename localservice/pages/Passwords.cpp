@@ -45,10 +45,23 @@ void writeFact(Html& html, std::string_view name, std::string_view value)
 
 } // namespace
 
-void writeNewPassword(Html& html, bool typed, const std::string& error)
+void writeUserName(Html& html, const std::string& email)
 {
+    html.empty("input", {{"type", "text"},
+                         {"name", "username"},
+                         {"value", email},
+                         {"autocomplete", "username"},
+                         {"aria-label", "E-mail"},
+                         {"readonly", true},
+                         {"hidden", true}});
+}
+
+void writeNewPassword(Html& html, const std::string& email, bool typed, const std::string& error)
+{
+    if (!email.empty())
+        writeUserName(html, email);
     const auto choice = html.in("fieldset");
-    html.leaf("legend", "Password");
+    html.leaf("legend", {{"class", email.empty() ? "" : "unseen"}}, "Password");
     const auto radio = [&](const std::string& value, std::string_view label, bool checked) {
         const auto box = html.in("div", {{"class", "check"}});
         html.empty("input", {{"type", "radio"},
@@ -58,10 +71,10 @@ void writeNewPassword(Html& html, bool typed, const std::string& error)
                              {"checked", checked}});
         html.leaf("label", {{"for", "password-by-" + value}}, label);
     };
-    radio("made", "Make one for them", !typed);
-    radio("typed", "This one:", typed);
+    radio("made", "A password that is made here and shown once", !typed);
+    radio("typed", "One that you choose", typed);
     writeField(html, {.name = typedField,
-                      .label = "Password of your choice",
+                      .label = "Password",
                       .help = "At least 10 characters.",
                       .error = error,
                       .type = "password",
@@ -126,7 +139,8 @@ void writeHowToSignIn(Html& html, const Visit& visit, const std::string& email)
     html.text("So that it looks for the account here, its file Info.json, beside Quillon.conf in the folder of its "
               "settings, has this line:");
     const auto line = html.in("span", {{"class", "line"}});
-    html.leaf("code", secure ? "{\"QuillonServiceDomain\": \"" + domain + "\"}"
+    html.leaf("code", secure ? "{\"QuillonServiceDomain\": \"" + domain + "\", \"QuillonReachabilityHost\": \"" +
+                                   subdomain + domain.substr(0, domain.rfind(':')) + "\"}"
                              : "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \"" + domain + "\"}");
 }
 

@@ -17,8 +17,11 @@ struct NewPassword
     bool typed = false; ///< else the service made it
 };
 
-/// The fields that ask whether the service makes a password or `typed` takes one, and `error` about that one.
-void writeNewPassword(Html& html, bool typed, const std::string& error);
+/// The account's name in a form that asks for its password: managers of passwords look for it, people do not.
+void writeUserName(Html& html, const std::string& email);
+/// The fields that ask whether the service makes a password or `typed` takes one, and `error` about that one. `email`
+/// is whose it is, empty when the form asks for that, too.
+void writeNewPassword(Html& html, const std::string& email, bool typed, const std::string& error);
 /// What was chosen there.
 tl::expected<NewPassword, Problem> newPasswordIn(const Form& form);
 /// The stored form of a password that somebody chose, which must be long enough. `field` is where it was typed.

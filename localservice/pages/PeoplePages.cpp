@@ -102,17 +102,17 @@ void writeDetails(Html& html, const Draft& draft, bool isNew)
 
 void writePeople(Html& html, const std::vector<Member>& members, std::string_view caption)
 {
-    writeTable(html, caption, {{"Name"}, {"E-mail"}, {"Role"}, {"This week", true}}, [&] {
+    writeTable(html, caption, {{"Name"}, {"This week", true}}, [&] {
         for (const auto& member : members) {
             const auto row = html.in("tr", {{"class", member.active ? "" : "archived"}});
             {
                 const auto name = html.in("th", {{"scope", "row"}});
                 html.leaf("a", {{"href", pathOf(member.id)}}, member.name());
-            }
-            html.leaf("td", member.email);
-            {
-                const auto role = html.in("td");
-                html.text(member.admin ? "Administrator" : "Member");
+                if (member.admin) {
+                    html.text(" ");
+                    html.leaf("span", {{"class", "badge"}}, "Administrator");
+                }
+                html.leaf("span", {{"class", "email faint"}}, member.email);
             }
             const auto hours = html.in("td", {{"class", "number"}});
             if (member.running) {
@@ -170,7 +170,7 @@ Reply newPage(const Visit& visit, const Draft& draft)
                     const auto sheet = html.in("section", {{"class", "sheet"}});
                     const auto form = formTo(html, visit, list, "fields");
                     writeDetails(html, draft, true);
-                    writeNewPassword(html, draft.ownPassword, errorOf(draft.problem, "password"));
+                    writeNewPassword(html, {}, draft.ownPassword, errorOf(draft.problem, "password"));
                     const auto buttons = html.in("div", {{"class", "buttons"}});
                     html.leaf("button", {{"class", "main"}}, "Add");
                     html.leaf("a", {{"class", "button"}, {"href", list}}, "Cancel");
@@ -189,7 +189,7 @@ Reply passwordPage(const Visit& visit, const Member& member, const std::string& 
                     {
                         const auto sheet = html.in("section", {{"class", "sheet"}});
                         html.leaf("p", "This is the only time that the password is shown. Give it to " + member.name() +
-                                           " on a way that you trust; they can choose another one on their "
+                                           " in a way that you trust; they can choose another one on their "
                                            "account page.");
                         const auto facts = html.in("dl", {{"class", "facts"}});
                         html.leaf("dt", "E-mail");
@@ -275,7 +275,7 @@ void writePasswordForm(Html& html, const Visit& visit, const Member& member, con
               member.hasPassword ? "A new one signs " + member.name() + " out of every browser."
                                  : member.name() + " has none yet, and cannot sign in here.");
     const auto form = formTo(html, visit, pathOf(member.id) + "/password", "fields");
-    writeNewPassword(html, draft.ownPassword, errorOf(draft.problem, "password"));
+    writeNewPassword(html, member.email, draft.ownPassword, errorOf(draft.problem, "password"));
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", "Give a New Password");
 }

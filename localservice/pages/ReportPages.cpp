@@ -167,14 +167,15 @@ void writeFigures(Html& html, const Seen& seen)
 Seconds roundHours(Seconds most)
 {
     for (Seconds power = 1;; power *= 10) {
-        for (const Seconds step : {1, 2, 4, 8}) {
+        // Even, so that half of it is whole.
+        for (const Seconds step : {2, 4, 6, 8, 10, 12, 16}) {
             if (const Seconds scale = step * power * 3600; scale >= most)
                 return scale;
         }
     }
 }
 
-void writeChart(Html& html, const std::vector<Step>& steps, StepLength length)
+void writeChart(Html& html, const std::vector<Step>& steps)
 {
     Seconds most = 0;
     for (const auto& step : steps)
@@ -197,7 +198,6 @@ void writeChart(Html& html, const std::vector<Step>& steps, StepLength length)
         writeUprightBar(html, sharesOf(step.amount), scale);
         html.leaf("span", {{"class", step.marked ? "label marked" : "label"}}, step.label);
     }
-    static_cast<void>(length);
 }
 
 void writeSteps(Html& html, const Visit& visit, const Seen& seen, const std::vector<Step>& steps, StepLength length)
@@ -206,7 +206,7 @@ void writeSteps(Html& html, const Visit& visit, const Seen& seen, const std::vec
     const auto name = names[static_cast<std::size_t>(length)];
     const bool own = seen.filter.person == visit.person.id || seen.people.size() == 1;
     writeTable(html, "Hours by " + std::string(1, static_cast<char>(name[0] | 0x20)) + std::string(name.substr(1)),
-               {{std::string(name)}, {"Billable", true}, {"Not billable", true}, {"Hours", true}},
+               {{std::string(name)}, {"Billable", true}, {"Hours", true}},
                [&] {
                    for (const auto& step : steps) {
                        if (step.amount.all == 0)
@@ -223,12 +223,10 @@ void writeSteps(Html& html, const Visit& visit, const Seen& seen, const std::vec
                                html.text(step.name);
                        }
                        writeNumber(html, hoursMinutes(step.amount.billable));
-                       writeNumber(html, hoursMinutes(step.amount.all - step.amount.billable));
                        writeNumber(html, hoursMinutes(step.amount.all));
                    }
                },
-               {"Together", hoursMinutes(seen.report.total.billable),
-                hoursMinutes(seen.report.total.all - seen.report.total.billable), hoursMinutes(seen.report.total.all)});
+               {"Total", hoursMinutes(seen.report.total.billable), hoursMinutes(seen.report.total.all)});
 }
 
 void writeTimes(Html& html, const Visit& visit, const Seen& seen)
@@ -248,8 +246,8 @@ void writeTimes(Html& html, const Visit& visit, const Seen& seen)
             html.text(text);
         }
     }
-    writeChart(html, steps, length);
-    const auto fold = html.in("details", {{"class", "as-numbers"}});
+    writeChart(html, steps);
+    const auto fold = html.in("details", {{"class", "as-numbers steps"}});
     html.leaf("summary", "As numbers");
     writeSteps(html, visit, seen, steps, length);
 }
@@ -259,7 +257,7 @@ void writeWeeks(Html& html, const Visit& visit, const Seen& seen)
     const DayRange range{seen.filter.from, seen.filter.to};
     if (daysIn(range) <= 14 || stepLengthOf(range, seen.report) != StepLength::Day)
         return;
-    const auto sheet = html.in("section", {{"class", "sheet"}});
+    const auto sheet = html.in("section", {{"class", "sheet steps"}});
     html.leaf("h2", "By week");
     writeSteps(html, visit, seen, stepsOf(range, seen.report, StepLength::Week, localDay(visit.now)), StepLength::Week);
 }
@@ -326,6 +324,8 @@ void writeReport(Html& html, const Visit& visit, const Asked& asked, const Seen&
                 }},
                report.projects, report.total);
     const auto pair = html.in("div", {{"class", "pair"}});
+    if (report.clients.size() > 1)
+        writeGroup(html, {"By client", "Client"}, report.clients, report.total);
     writeGroup(html, {"By task", "Task"}, report.tasks, report.total);
     if (seen.people.size() > 1 && asked.person == 0)
         writeGroup(html,

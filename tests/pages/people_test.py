@@ -1,0 +1,193 @@
+"""People, what they may do, and what they say of themselves."""
+
+import re
+
+import pages
+
+HOSTILE = "<script>alert(1)</script> \"'&amp;"
+
+
+class People(pages.PageTest):
+
+    def add(self, first, last, email, password=None):
+        self.open("/people/new")
+        self.fill("First name", first)
+        self.fill("Last name", last)
+        self.fill("E-mail", email)
+        if password:
+            self.fill("Password", password)
+        self.press("Add")
+
+    def test_added_with_a_password_that_is_shown_once(self):
+        self.sign_in(to="/people")
+        self.press("Add a Person")
+        self.check_page()
+        self.add("Cleo", HOSTILE, "ann@example.com")
+        self.assertEqual(self.texts(".error"), ["This is the address of Ann Lee already."])
+        self.assertEqual(self.field("Last name").get_attribute("value"), HOSTILE)
+        self.check_page()
+        self.fill("E-mail", "cleo@example.com")
+        self.press("Add")
+        self.assertEqual(self.heading, f"Cleo {HOSTILE} Is Added")
+        self.check_page()
+        self.shot("person-added")
+        password = self.find("code.password").text
+        self.assertRegex(password, "^[a-z0-9]{20}$")
+        self.assertIn(f"http://acme.localhost:{self.host.port}", self.words)
+        self.assertIn(f'".localhost:{self.host.port}"', self.words)
+        self.press("Choose Their Projects")
+        self.assertNotIn(password, self.driver.page_source)
+
+        other = self.another_browser()
+        other.sign_in("cleo", password=password)
+        other.open("/people")
+        self.assertEqual(other.texts("main p"), ["Only an administrator of this account can do that."])
+        self.assertEqual(other.request("POST", "/people/1/archive", {})[0], 403)
+
+    def test_told_a_new_password_and_signed_out(self):
+        other = self.another_browser()
+        other.sign_in("ben")
+        self.sign_in(to="/people")
+        self.press("Ben Okoro")
+        self.fill("Password", "short")
+        self.press("Give a New Password")
+        self.assertIn("At least 10 characters, please.", self.texts(".error")[0])
+        self.check_page()
+        self.fill("Password", "a longer word")
+        self.press("Give a New Password")
+        self.assertEqual(self.texts("[role=status]"), ["Saved."])
+        other.open("/account")
+        self.assertEqual(other.heading, "Sign In")
+        other.sign_in("ben", password="a longer word", to="/account")
+        self.assertEqual(other.heading, "Your Account")
+
+    def test_edited_assigned_archived_and_restored(self):
+        other = self.another_browser()
+        other.sign_in("ben")
+        self.sign_in(to="/people")
+        self.check_page()
+        self.press("Ben Okoro")
+        self.check_page()
+        self.shot("person")
+        self.fill("First name", HOSTILE)
+        self.field("Administrator").click()
+        self.press("Save")
+        self.assertEqual(self.heading, f"{HOSTILE} Okoro")
+        self.assertTrue(self.field("Administrator").is_selected())
+        self.field("BOAT – Boats").click()
+        self.field("WEB – Website").click()
+        self.press("Save Projects")
+        self.assertEqual([self.field(name).is_selected() for name in
+                          ("BOAT – Boats", "WEB – Website", "Internal")], [True, False, False])
+
+        self.press("Archive")
+        self.assertEqual(self.texts("[role=status]"), ["Archived. They cannot sign in any more; their hours stay."])
+        self.check_page()
+        other.open("/account")
+        self.assertEqual(other.heading, "Sign In")
+        other.sign_in("ben")
+        self.assertEqual(other.texts("[role=alert]"), ["E-mail and password do not fit together."])
+        self.open("/people")
+        self.assertEqual(self.texts("section.people tbody th a"), ["Ann Lee"])
+        self.toggle("Archived (1)")
+        self.check_page()
+        self.shot("people")
+        self.press(f"{HOSTILE} Okoro")
+        self.press("Restore")
+        other.sign_in("ben", to="/people")
+        self.assertEqual(other.heading, "People")
+
+    def test_who_administers_alone_stays(self):
+        self.sign_in(to="/people/1")
+        self.assertNotIn("Archive", self.texts("button"))
+        self.field("Administrator").click()
+        self.press("Save")
+        self.assertIn("Make somebody else an administrator first.", self.texts(".error")[0])
+        self.check_page()
+        before = self.host.everything()
+        token = self.driver.find_element("css selector", "[name=token]").get_attribute("value")
+        for path in ("/people/1/archive", "/people/5/archive", "/people/5/password", "/people/5", "/people/5/projects"):
+            status, _, body = self.request("POST", path, {"token": token, "first-name": "X", "email": "x@example.com"})
+            self.assertIn(status, (404, 422), path)
+        self.assertEqual(self.host.everything(), before)
+
+
+class Account(pages.PageTest):
+
+    def test_own_name_and_address(self):
+        self.sign_in("ben", to="/account")
+        self.check_page()
+        self.assertNotIn("Save Account", self.texts("button"))
+        self.fill("First name", HOSTILE)
+        self.fill("E-mail", "ann@example.com")
+        self.press("Save", within="form[action='/account']")
+        self.assertEqual(self.texts(".error"), ["This is the address of Ann Lee already."])
+        self.fill("E-mail", "benjamin@example.com")
+        self.press("Save", within="form[action='/account']")
+        self.assertEqual(self.find(".who > a").text, f"{HOSTILE} Okoro")
+        self.press("Sign Out")
+        self.sign_in("benjamin")
+        # One cannot make oneself an administrator.
+        token = self.driver.find_element("css selector", "[name=token]").get_attribute("value")
+        form = {"token": token, "first-name": "Ben", "email": "ben@example.com", "admin": "1"}
+        self.assertEqual(self.request("POST", "/account", form)[0], 303)
+        self.assertEqual(self.request("GET", "/people")[0], 403)
+        self.assertEqual(self.request("POST", "/account/settings", form)[0], 403)
+
+    def test_own_password(self):
+        other = self.another_browser()
+        other.sign_in("ben")
+        self.sign_in("ben", to="/account")
+
+        def change(present, new, again):
+            self.fill("Present password", present)
+            self.fill("New password", new)
+            self.fill("New password again", again)
+            self.press("Change Password")
+            return self.texts(".error, [role=status]")
+
+        self.assertEqual(change("wrong", "correct horse", "correct horse"), ["This is not your present password."])
+        self.check_page()
+        self.assertEqual(change("secret", "correct horse", "correct  horse"), ["This is not the same as above."])
+        self.assertEqual(change("secret", "correctho", "correctho"),
+                         ["At least 10 characters, please. Several words in a row are easy to keep in mind."])
+        other.open("/account")
+        self.assertEqual(other.heading, "Your Account")
+        self.assertEqual(change("secret", "ürgé correct horse", "ürgé correct horse"), ["Your password is changed."])
+        self.open("/account")
+        self.assertEqual(self.heading, "Your Account")
+        other.open("/account")
+        self.assertEqual(other.heading, "Sign In")
+        other.sign_in("ben", password="ürgé correct horse", to="/account")
+        other.press("Sign Out Everywhere")
+        self.open("/account")
+        self.assertEqual(self.heading, "Sign In")
+
+    def test_first_password_of_who_was_signed_in_by_the_program(self):
+        self.sign_in(to="/account")
+        self.host.data("UPDATE people SET password_hash = '' WHERE email = 'ann@example.com'")
+        self.open("/account")
+        self.check_page()
+        self.shot("account-without-password")
+        self.fill("New password", "correct horse")
+        self.fill("New password again", "correct horse")
+        self.press("Set Password")
+        self.assertIn("Present password", self.texts("label"))
+        self.press("Sign Out")
+        self.sign_in(password="correct horse", to="/account")
+        self.assertEqual(self.heading, "Your Account")
+
+    def test_of_everybody(self):
+        self.sign_in(to="/account")
+        self.check_page()
+        self.shot("account")
+        self.fill("Name", HOSTILE)
+        self.field("Start and end times").click()
+        self.press("Save Account")
+        self.assertEqual(self.field("Name").get_attribute("value"), HOSTILE)
+        self.assertTrue(self.field("Start and end times").is_selected())
+        self.assertEqual(self.host.data("SELECT timestamp_timers FROM accounts"), [(1,), (1,), (0,)])
+
+
+if __name__ == "__main__":
+    pages.main()

@@ -1,0 +1,140 @@
+"""Totals over ranges of days, and their entries as a file."""
+
+import csv
+import io
+import time
+
+import pages
+
+HOSTILE = "<b>\"bold\"</b>, 'so'"
+
+
+class Reports(pages.PageTest):
+
+    def book(self, person, project, task, day, minutes, notes="", running=None):
+        """Time on a project of the account "acme", past all forms."""
+        self.host.data(
+            "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, timer_started, created_at,"
+            " updated_at) SELECT o.id, p.id, t.id, ?, ?, ?, ?, 0, 0 FROM accounts a"
+            " JOIN people o ON o.account_id = a.id AND o.first_name = ?"
+            " JOIN projects p ON p.account_id = a.id AND p.name = ?"
+            " JOIN tasks t ON t.account_id = a.id AND t.name = ? WHERE a.subdomain = 'acme'",
+            day, notes, 60 * minutes, running, person, project, task)
+
+    def fill_days(self):
+        self.book("Ann", "Website", "Design", "2024-03-04", 90)
+        self.book("Ann", "Website", "Support", "2024-03-04", 30)
+        self.book("Ann", "Boats", "Design", "2024-03-05", 60, running=1709626540 - 15 * 60)
+        self.book("Ben", "Website", "Design", "2024-03-06", 120)
+        self.book("Ann", "Boats", "Design", "2024-02-27", 60)
+
+    def table(self, caption):
+        rows = self.driver.find_elements("css selector", f"[aria-label='{caption}'] tr")
+        return [self.driver.execute_script(
+            "return [...arguments[0].children].map(e => e.innerText.replace(/\\s+/g, ' ').trim())", row)
+            for row in rows[1:]]
+
+    def figures(self):
+        return dict(zip(self.texts(".figures dt"), self.texts(".figures dd")))
+
+    def test_show_everybody_to_administrators(self):
+        self.fill_days()
+        self.sign_in(to="/reports")
+        self.assertEqual(self.heading, "4 – 10 March 2024")
+        self.check_page()
+        self.assertEqual(self.figures(), {"Hours": "5:15", "Billable": "4:45 90 %", "Not billable": "0:30 10 %",
+                                          "Days with hours": "3 1:45 each"})
+        self.assertIn("A timer runs: its 0:15 up to now is counted in.", self.words)
+        self.toggle("As numbers")
+        self.assertEqual(self.table("Hours by day"), [["Mon, 4 Mar 2024", "1:30", "2:00"],
+                                                      ["Tue, 5 Mar 2024", "1:15", "1:15"],
+                                                      ["Wed, 6 Mar 2024", "2:00", "2:00"], ["Total", "4:45", "5:15"]])
+        self.assertEqual(self.table("By project"), [["WEB – Website Bread <& Sons>", "3:30", "4:00", "76 %"],
+                                                    ["BOAT – Boats Harbour", "1:15", "1:15", "24 %"]])
+        self.assertEqual(self.table("By task"), [["Design", "4:45", "4:45", "90 %"], ["Support", "0:00", "0:30", "10 %"]])
+        self.assertEqual(self.table("By client"), [["Bread <& Sons>", "3:30", "4:00", "76 %"],
+                                                   ["Harbour", "1:15", "1:15", "24 %"]])
+        self.check_page()
+        self.shot("report")
+        self.press("Ben Okoro")
+        self.assertEqual(self.figures()["Hours"], "2:00")
+        self.press("Last week")
+        self.assertEqual(self.texts(".empty"), ["No time was booked in these days."])
+        self.check_page()
+        self.fill("Person", "Everybody")
+        self.press("Show")
+        self.assertEqual(self.figures()["Hours"], "1:00")
+        self.press("This month")
+        self.assertEqual(self.table("Hours by week"), [["4 – 10 March 2024", "4:45", "5:15"],
+                                                       ["Total", "4:45", "5:15"]])
+        self.press("‹ Earlier")
+        self.assertEqual(self.heading, "February 2024")
+        self.press("This year")
+        self.assertEqual(self.texts(".times h2"), ["By week"])
+        self.check_page()
+
+    def test_show_others_only_themselves(self):
+        self.fill_days()
+        self.sign_in("ben", to="/reports?person=1&from=2024-03-01&to=2024-03-31")
+        self.assertEqual(self.figures()["Hours"], "2:00")
+        self.assertNotIn("Person", self.texts("label"))
+        self.check_page()
+        # A project that is not theirs has hours here, yet no page for them.
+        self.book("Ben", "Boats", "Design", "2024-03-06", 30)
+        self.driver.refresh()
+        self.assertEqual(self.texts("[aria-label='By project'] a"), ["WEB – Website"])
+        self.press("WEB – Website")
+        _, _, body = self.request("GET", "/reports.csv?person=1&from=2024-01-01&to=2024-12-31")
+        self.assertEqual({row["Person"] for row in csv.DictReader(io.StringIO(body))}, {"Ben Okoro"})
+
+    def test_ranges_that_are_none(self):
+        self.sign_in(to="/reports?from=2024-03-10&to=2024-03-01")
+        self.assertEqual(self.texts(".error"), ["The first day comes after the last one. Please turn them round."])
+        self.check_page()
+        for range_ in ("from=2024-03-10&to=2024-03-01", "from=2024-02-30&to=x", "from=%3Cb%3E&to=2024-03-01"):
+            self.assertEqual([self.request("GET", f"/{page}?{range_}")[0] for page in ("reports", "reports.csv")],
+                             [422, 422], range_)
+        for range_ in ("from=1900-01-01&to=9999-12-31", "from=2024-03-01", "to=2024-03-01", "person=99999"):
+            self.assertEqual(self.request("GET", f"/reports?{range_}")[0], 200, range_)
+
+    def test_files_keep_every_text_and_run_none(self):
+        self.host.data("UPDATE projects SET name = '=HYPERLINK(\"http://x\")', code = '-1' WHERE name = 'Boats'")
+        self.host.data("UPDATE clients SET name = ? WHERE name = 'Harbour'", HOSTILE)
+        notes = ["=1+1", "@x\n\"two\", lines", "", "\tx", "ü – 日本 🧁"]
+        self.host.data("UPDATE people SET last_name = ? WHERE first_name = 'Ben'", HOSTILE)
+        for i, text in enumerate(notes):
+            self.book("Ben", "=HYPERLINK(\"http://x\")", "Design", f"2024-03-0{i + 1}", 50 + i, text)
+        self.host.data("UPDATE entries SET started_at = 545, ended_at = 595 WHERE seconds = 3000")
+        self.sign_in(to="/reports?from=2024-03-01&to=2024-03-31")
+        self.check_page()
+        target = self.find("a[href^='/reports.csv']").get_attribute("href").split(str(self.host.port))[1]
+        status, headers, body = self.request("GET", target)
+        self.assertEqual(status, 200)
+        self.assertEqual(headers["content-type"], "text/csv; charset=utf-8")
+        self.assertEqual(headers["content-disposition"], 'attachment; filename="quillon-2024-03-01-2024-03-31.csv"')
+        self.assertTrue(body.startswith("\ufeff"))
+        self.assertEqual(body.count("\r\n"), 6)
+        rows = list(csv.DictReader(io.StringIO(body[1:], newline="")))
+        self.assertEqual([row["Notes"] for row in rows], ["'=1+1", "'@x\n\"two\", lines", "", "'\tx", "ü – 日本 🧁"])
+        self.assertEqual(rows[0], {
+            "Date": "2024-03-01", "Client": HOSTILE, "Project": "'=HYPERLINK(\"http://x\")", "Code": "'-1",
+            "Task": "Design", "Person": f"Ben {HOSTILE}", "Notes": "'=1+1", "Hours": "0.8333",
+            "Hours and Minutes": "0:50", "Billable": "yes", "Start": "09:05", "End": "09:55"})
+
+    def test_ten_years_of_ten_people_take_no_time(self):
+        self.host.data(
+            "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 199999)"
+            " INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
+            " SELECT 1 + i % 2, 1 + i % 3, 1 + i % 2, date('2014-03-06', '+' || (i / 55) || ' days'), '', 900, 0, 0"
+            " FROM n")
+        self.sign_in()
+        began = time.monotonic()
+        status, _, body = self.request("GET", "/reports?from=2014-01-01&to=2024-12-31")
+        self.assertEqual(status, 200)
+        self.assertIn("50000:00", body)
+        # Some 0.3 s; this is a slow machine's debug build.
+        self.assertLess(time.monotonic() - began, 5)
+
+
+if __name__ == "__main__":
+    pages.main()
