@@ -9,6 +9,7 @@
 #include <QSettings>
 
 using namespace Qt::StringLiterals;
+using localservice::FirstPassword;
 
 namespace {
 
@@ -47,7 +48,7 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
     const auto database = m_service->database();
     if (!database)
         return failed(database.error());
-    const auto sample = (*database)->ensureSampleAccount("you@localhost", ::Account, localservice::FirstPassword::None);
+    const auto sample = (*database)->ensureSampleAccount("you@localhost", ::Account, FirstPassword::None);
     if (!sample)
         return failed(sample.error());
     auto port = m_service->start();
@@ -67,5 +68,10 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
 QUrl LocalService::signedInLink(const QUrl& page)
 {
     const QString target = page.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
-    return QUrl(QString::fromStdString(m_service->signInLink(::Account, m_email, target.toStdString())));
+    // The owner may have got another e-mail address in the pages since the start.
+    const auto database = m_service->database();
+    const auto owner = database ? (*database)->ensureSampleAccount(m_email, ::Account, FirstPassword::None)
+                                : tl::unexpected(database.error());
+    const std::string email = owner ? owner->email : m_email;
+    return QUrl(QString::fromStdString(m_service->signInLink(::Account, email, target.toStdString())));
 }

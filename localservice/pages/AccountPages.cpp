@@ -150,7 +150,7 @@ void writeAccount(Html& html, const Visit& visit, const Typed* typed)
     }
     html.leaf("p", {{"class", "help"}},
               "A change is for everybody. What was booked keeps its hours, and the times that it has. Desktop programs "
-              "learn of it when they sign in the next time.");
+              "learn of it within minutes.");
     html.leaf("p", {{"class", "help"}}, "Days begin at midnight of this computer’s clock (" + localZoneName() + ").");
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Save Account");
@@ -235,7 +235,9 @@ Reply saveAccount(const Visit& visit)
         return refused(visit, {.accountName = name, .problem = {422, "Validation", wrong, "account-name"}});
     const bool times = visit.form.text("timers") == "times";
     const auto done = visit.storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
-        SQLite::Statement update(database, "UPDATE accounts SET name = ?, timestamp_timers = ? WHERE id = ?");
+        // A new cache version makes clients ask for the account, too.
+        SQLite::Statement update(database, "UPDATE accounts SET name = ?, timestamp_timers = ?,"
+                                           " cache_version = cache_version + 1 WHERE id = ?");
         SQLite::bind(update, name, int{times}, visit.person.account);
         update.exec();
         return {};
