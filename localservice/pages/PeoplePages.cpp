@@ -145,12 +145,12 @@ Reply listPage(const Visit& visit)
                      }},
                 [&](Html& html) {
                     {
-                        const auto sheet = html.in("section", {{"class", "sheet people"}});
+                        const auto sheet = html.in("section", {{"class", "sheet members"}});
                         writePeople(html, {members->begin(), archived}, "People");
                     }
                     if (archived == members->end())
                         return;
-                    const auto fold = html.in("details", {{"class", "sheet people"}});
+                    const auto fold = html.in("details", {{"class", "sheet members"}});
                     const auto count = members->end() - archived;
                     html.leaf("summary", "Archived (" + std::to_string(count) + ")");
                     writePeople(html, {archived, members->end()}, "Archived people");

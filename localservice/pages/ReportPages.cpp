@@ -271,7 +271,7 @@ struct Group
 
 void writeGroup(Html& html, const Group& group, const std::vector<ReportLine>& lines, const Amount& total)
 {
-    const auto sheet = html.in("section", {{"class", "sheet group"}});
+    const auto sheet = html.in("section", {{"class", "sheet ranking"}});
     html.leaf("h2", group.title);
     const Seconds most = lines.empty() ? 0 : lines.front().amount.all;
     writeTable(html, group.title, {{group.name}, {"Billable", true}, {"Hours", true}, {"Share", true}}, [&] {

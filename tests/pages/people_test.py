@@ -88,7 +88,7 @@ class People(pages.PageTest):
         other.sign_in("ben")
         self.assertEqual(other.texts("[role=alert]"), ["E-mail and password do not fit together."])
         self.open("/people")
-        self.assertEqual(self.texts("section.people tbody th a"), ["Ann Lee"])
+        self.assertEqual(self.texts("section.members tbody th a"), ["Ann Lee"])
         self.toggle("Archived (1)")
         self.check_page()
         self.shot("people")
