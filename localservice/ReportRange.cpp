@@ -96,10 +96,12 @@ void label(Step& step, StepLength length, int count)
         break;
     case StepLength::Week:
         step.name = nameOf(step.range);
-        step.marked = static_cast<unsigned>(first.day()) <= 7;
-        step.label = count <= 10   ? number(first) + " " + monthName(first).substr(0, 3)
-                     : step.marked ? monthName(first).substr(0, 3)
-                                   : std::string();
+        // The week that a month begins in has its name.
+        step.marked = first.day() == 1d || monthOf(first) != monthOf(step.range.to);
+        if (count <= 10)
+            step.label = number(first) + " " + monthName(first).substr(0, 3);
+        else if (step.marked)
+            step.label = monthName(step.range.to).substr(0, 3);
         break;
     case StepLength::Month:
         step.name = nameOf(step.range);
