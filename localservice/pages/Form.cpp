@@ -1,5 +1,7 @@
 #include "Form.h"
 
+#include "../Escaping.h"
+
 #include <algorithm>
 
 namespace localservice {
@@ -27,8 +29,22 @@ std::string decoded(std::string_view text)
             result += text[i] == '+' ? ' ' : text[i];
         }
     }
-    // Browsers send the breaks of a text area as CR LF, whatever the person's system has.
-    std::erase(result, '\r');
+    return result;
+}
+
+/// What people can have typed. Everything else would have to be thought of wherever texts go out again.
+std::string plain(std::string_view encoded)
+{
+    const std::string whole = decoded(encoded);
+    std::string_view text = whole;
+    std::string result;
+    while (!text.empty()) {
+        const auto length = characterLength(text);
+        // Browsers send the breaks of a text area as CR LF, whatever the person's system has.
+        if (text.front() != '\r')
+            result += text.substr(0, length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
     return result;
 }
 
@@ -42,8 +58,8 @@ Form Form::read(std::string_view encoded)
         const auto field = encoded.substr(0, end);
         if (!field.empty()) {
             const auto sign = std::min(field.find('='), field.size());
-            form.m_fields.emplace_back(decoded(field.substr(0, sign)),
-                                       decoded(field.substr(std::min(sign + 1, field.size()))));
+            form.m_fields.emplace_back(plain(field.substr(0, sign)),
+                                       plain(field.substr(std::min(sign + 1, field.size()))));
         }
         encoded.remove_prefix(std::min(end + 1, encoded.size()));
     }

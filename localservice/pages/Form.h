@@ -11,7 +11,8 @@
 namespace localservice {
 
 /// Names and values in the form that browsers send fields in (application/x-www-form-urlencoded, WHATWG URL), of a
-/// query or of a body. A name may occur more than once. Line breaks in values are single line feeds.
+/// query or of a body. A name may occur more than once. Line breaks in values are single line feeds; other control
+/// characters and broken UTF-8 are left out.
 class Form final
 {
 public:
