@@ -219,12 +219,16 @@ class Pages:
 
     # Without the browser, with its cookies
 
-    def request(self, method, target, body=None, headers=None, account="acme", cookies=True):
-        """Status, headers (names in lower case) and body. A dict as body is sent as a form."""
-        values = {"Host": f"{account}.localhost:{self.host.port}", "Accept": "text/html"}
-        if cookies:
-            found = self.driver.execute_cdp_cmd("Network.getCookies", {"urls": [self.host.url("/", account)]})
-            values["Cookie"] = "; ".join(f"{c['name']}={c['value']}" for c in found["cookies"])
+    def cookies(self, account="acme"):
+        """The header with which the browser would ask."""
+        found = self.driver.execute_cdp_cmd("Network.getCookies", {"urls": [self.host.url("/", account)]})
+        return "; ".join(f"{cookie['name']}={cookie['value']}" for cookie in found["cookies"])
+
+    def request(self, method, target, body=None, headers=None, account="acme", cookies=None):
+        """Status, headers (names in lower case) and body. A dict as body is sent as a form. `cookies` are the browser's
+        unless given; asking it takes a while."""
+        values = {"Host": f"{account}.localhost:{self.host.port}", "Accept": "text/html",
+                  "Cookie": self.cookies(account) if cookies is None else cookies}
         if isinstance(body, (dict, list)):
             body = urllib.parse.urlencode(body, doseq=True)
             values |= {"Content-Type": "application/x-www-form-urlencoded", "Origin": self.host.url("", account)}
@@ -331,10 +335,15 @@ class PageTest(Pages, unittest.TestCase):
 
 
 class _Result(unittest.TextTestResult):
-    """Tells what the browser shows where a test fails."""
+    """Tells what the browser shows where a test fails first."""
+
+    def __init__(self, *words):
+        super().__init__(*words)
+        self.shown = []
 
     def told(self, test, failure):
-        if isinstance(test, PageTest) and hasattr(test, "driver"):
+        if isinstance(test, PageTest) and hasattr(test, "driver") and test not in self.shown:
+            self.shown.append(test)
             print(test.excerpt(), file=sys.stderr)
         return failure
 

@@ -1,0 +1,195 @@
+"""What strangers' pages and curious colleagues cannot do, on whatever pages and forms there are."""
+
+import http.server
+import re
+import threading
+
+import crawl
+import pages
+
+
+class Protection(pages.PageTest):
+
+    def setUp(self):
+        super().setUp()
+        crawl.fill(self.host)
+        self.ann = self.signed_in("ann")
+        self.ben = self.signed_in("ben")
+
+    def signed_in(self, person):
+        """The cookies of that person."""
+        form = {"email": f"{person}@example.com", "password": "secret"}
+        return self.request("POST", "/sign-in", form, cookies="")[1]["set-cookie"].partition(";")[0]
+
+    def get(self, target, cookies=None):
+        return self.request("GET", target, cookies=cookies or self.ann)
+
+    def post(self, target, fields, headers=None, cookies=None):
+        return self.request("POST", target, fields, headers, cookies=cookies or self.ann)
+
+    def crawl(self, cookies=None):
+        return crawl.Site(lambda target: self.get(target, cookies))
+
+    def token(self, cookies):
+        return re.search(r'name="token" value="([^"]+)"', self.get("/daily", cookies)[2]).group(1)
+
+    # Strangers' pages
+
+    def test_forms_are_taken_from_pages_of_the_session_only(self):
+        foreign = self.token(self.ben)
+        here = self.host.url()
+        for form in self.crawl().posts():
+            sent = form.values((form.buttons or [None])[0])
+            self.assertTrue(dict(sent).get("token"), form)
+            bare = [field for field in sent if field[0] != "token"]
+            attempts = {
+                "another site": (sent, {"Origin": "http://evil.localhost"}),
+                "another port": (sent, {"Origin": "http://acme.localhost:1"}),
+                "another scheme's look-alike": (sent, {"Origin": here + ".evil.example"}),
+                "nobody": (sent, {"Origin": "null"}), "no origin": (sent, {"Origin": ""}),
+                "a site that tells": (sent, {"Origin": "", "Sec-Fetch-Site": "cross-site"}),
+                "a neighbour that tells": (sent, {"Origin": "", "Sec-Fetch-Site": "same-site"}),
+            }
+            if form.action != "/sign-out":  # the button of a page from an earlier session shall work
+                attempts |= {
+                    "no token": (bare, {}), "another's token": ([*bare, ("token", foreign)], {}),
+                    "two tokens": ([("token", foreign), *sent], {}), "empty token": ([*bare, ("token", "")], {}),
+                }
+            before = self.host.everything()
+            for name, (fields, headers) in attempts.items():
+                with self.subTest(form=form.kind, attempt=name):
+                    self.assertEqual(self.post(form.action, fields, headers)[0], 403)
+            self.assertEqual(self.host.everything(), before, form)
+            self.assertNotEqual(self.get("/daily")[0], 303, "signed out")
+            if "sign-out" not in form.action:
+                self.assertNotEqual(self.post(form.action, sent)[0], 403, "the refusals had another reason")
+
+    def test_other_sites_reach_nothing_in_the_browser(self):
+        forms = self.crawl().posts()
+        self.sign_in()
+        before = self.host.everything()
+        with Stranger([(self.host.url(form.action), form.values()) for form in forms]) as port:
+            # The first is another site for the browser; the second is the same site, and gets the cookies, too.
+            for host in ("evil", "acme"):
+                self.open(f"http://{host}.localhost:{port}/")
+                results = self.driver.execute_async_script("""
+                    const done = arguments[0], send = (url, options) =>
+                        fetch(url, {credentials: "include", ...options}).then(r => r.type, () => "refused");
+                    Promise.all([...document.forms].flatMap(form => [
+                        send(form.action, {method: "POST", mode: "no-cors",
+                                           body: new URLSearchParams(new FormData(form))}),
+                        send(form.action, {method: "GET"})])).then(done);""")
+                self.assertEqual(set(results), {"opaque", "refused"})
+                for number in range(3):  # by a click of the person; all the others are tried above
+                    self.open(f"http://{host}.localhost:{port}/")
+                    self.press(f"Send {number}")
+                    self.assertEqual(self.texts("h1"), ["That Did Not Work"])
+        self.assertEqual(self.host.everything(), before)
+        self.open("/daily")
+        self.assertNotEqual(self.heading, "Sign In")
+        self.console()
+
+    # Curious colleagues
+
+    def test_others_reach_nothing_of_administrators(self):
+        admin = self.crawl()
+        own = self.crawl(self.ben)
+        reachable = {crawl.pattern(page) for page in own.pages}
+        kinds = {form.kind[:2] for form in own.forms.values()}
+        closed = [page for page in admin.pages if crawl.pattern(page) not in reachable]
+        for page in closed + [page for page in admin.pages if page.startswith("/entries/")]:
+            with self.subTest(page=page):
+                self.assertIn(self.get(page, self.ben)[0], (403, 404))
+        token = self.token(self.ben)
+        before = self.host.everything()
+        for form in admin.posts():
+            if form.kind[:2] in kinds:
+                continue
+            for sent in form.sendings():
+                with self.subTest(form=form.kind):
+                    sent = [(name, token if name == "token" else value) for name, value in sent]
+                    self.assertIn(self.post(form.action, sent, cookies=self.ben)[0], (403, 404))
+        self.assertEqual(self.host.everything(), before)
+        self.assertTrue(any(form.kind[:2] not in kinds for form in admin.posts()))
+
+    def test_records_of_another_account_do_not_exist(self):
+        site = self.crawl()
+        foreign = crawl.records(self.host, "other")
+        before = self.rows_of("other")
+
+        def elsewhere(address):
+            return re.sub(r"^/(\w+)/\d+", lambda found: f"/{found[1]}/{foreign.get(found[1], 999)}", address)
+        for page in {crawl.pattern(page): page for page in site.pages if not page.startswith("/daily/")}.values():
+            if elsewhere(page) != page:
+                with self.subTest(page=page):
+                    self.assertEqual(self.get(elsewhere(page))[0], 404)
+        for form in site.posts():
+            for sent in form.sendings():
+                if elsewhere(form.action) != form.action:
+                    with self.subTest(form=form.kind):
+                        self.assertEqual(self.post(elsewhere(form.action), sent)[0], 404)
+                # Whatever names records, such as 12 or 12-7, is asked for another account's.
+                numbered = {name for name, value in sent if re.fullmatch(r"\d+(-\d+)?", value)}
+                for name in numbered:
+                    for number in ("{projects}", "{clients}", "{tasks}", "{people}", "{entries}", "{projects}-{tasks}"):
+                        fields = [(key, number.format(**foreign) if key == name else value) for key, value in sent]
+                        self.assertLess(self.post(form.action, fields)[0], 500, (form.kind, name))
+        self.assertEqual(self.rows_of("other"), before)
+        self.assertEqual(self.host.data("""
+            SELECT 'entry', e.id FROM entries e JOIN people p ON p.id = e.person_id JOIN projects j ON j.id = e.project_id
+                JOIN tasks t ON t.id = e.task_id WHERE p.account_id != j.account_id OR p.account_id != t.account_id
+            UNION SELECT 'project', j.id FROM projects j JOIN clients c ON c.id = j.client_id
+                WHERE j.account_id != c.account_id
+            UNION SELECT 'task', a.id FROM task_assignments a JOIN projects j ON j.id = a.project_id
+                JOIN tasks t ON t.id = a.task_id WHERE j.account_id != t.account_id OR a.account_id != j.account_id
+            UNION SELECT 'person', a.id FROM user_assignments a JOIN projects j ON j.id = a.project_id
+                JOIN people p ON p.id = a.person_id WHERE j.account_id != p.account_id OR a.account_id != j.account_id
+            """), [], "records of two accounts are tied together")
+
+    def rows_of(self, account):
+        own = "SELECT id FROM accounts WHERE subdomain = ?"
+        entries = f"SELECT * FROM entries WHERE person_id IN (SELECT id FROM people WHERE account_id = ({own}))"
+        return [self.host.data(entries, account)] + [
+            self.host.data(f"SELECT * FROM {table} WHERE account_id = ({own})", account)
+            for table in ("people", "clients", "projects", "tasks", "task_assignments", "user_assignments")]
+
+
+class Stranger:
+    """A site of somebody else's, with forms that are sent to this one."""
+
+    def __init__(self, forms):
+        escape = lambda text: text.replace("&", "&amp;").replace('"', "&quot;").replace("<", "&lt;")
+        page = "<!DOCTYPE html><title>Stranger</title>" + "".join(
+            f'<form method=post action="{escape(action)}">' + "".join(
+                f'<input type=hidden name="{escape(name)}" value="{escape(value)}">' for name, value in fields) +
+            f"<button>Send {number}</button></form>" for number, (action, fields) in enumerate(forms))
+        here = re.match(r"https?://[^/]+", forms[0][0])[0]
+        frame = f'<title>x</title><iframe src="{here}/daily" onload="document.title=\'loaded\'"></iframe>'
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                body = (frame if self.path == "/frame" else page).encode()
+                self.send_response(200)
+                self.send_header("Content-Type", "text/html; charset=utf-8")
+                self.send_header("Content-Length", str(len(body)))
+                self.end_headers()
+                self.wfile.write(body)
+
+            def log_message(self, *_):
+                pass
+
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.thread = threading.Thread(target=self.server.serve_forever, kwargs={"poll_interval": 0.02})
+
+    def __enter__(self):
+        self.thread.start()
+        return self.server.server_port
+
+    def __exit__(self, *_):
+        self.server.shutdown()
+        self.thread.join()
+        self.server.server_close()
+
+
+if __name__ == "__main__":
+    pages.main()

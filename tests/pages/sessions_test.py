@@ -1,0 +1,82 @@
+"""Sessions that end while somebody works, and two browsers at once."""
+
+import crawl
+import pages
+
+TODAY = "/daily/65/2024"
+
+
+class Sessions(pages.PageTest):
+
+    def test_an_ended_session_leads_to_sign_in_and_back(self):
+        crawl.fill(self.host)
+        self.sign_in()
+        site = crawl.of(self)
+        self.host.pass_time(hours=12, seconds=1)
+        before = self.host.everything()
+        for page in site.pages:
+            with self.subTest(page=page):
+                status, headers, _ = self.request("GET", page)
+                self.assertEqual((status, headers["location"].partition("?")[0]), (303, "/sign-in"))
+        for form in site.posts():
+            for sent in form.sendings():
+                with self.subTest(form=form.kind):
+                    status, headers, text = self.request("POST", form.action, sent)
+                    self.assertIn("Sign In", text or headers["location"].replace("/sign-in", "Sign In"))
+                    self.assertNotIn("set-cookie", headers)
+        self.assertEqual(self.host.everything(), before)
+        for page in site.html[::5]:
+            self.driver.delete_all_cookies()
+            self.open(page)
+            self.fill("E-mail", "ann@example.com")
+            self.fill("Password", "secret")
+            self.press("Sign In")
+            self.assertEqual(self.path, page)
+
+    def test_two_people_see_their_own(self):
+        ben = self.another_browser()
+        for browser, person in ((self, "ann"), (ben, "ben")):
+            browser.sign_in(person, to=TODAY)
+            browser.fill("Project and task", "WEB – Website · Design")
+            browser.fill("Notes", f"drawn by {person}")
+            browser.press("Add Entry")
+        self.open(TODAY)
+        self.assertIn("drawn by ann", self.words)
+        self.assertNotIn("drawn by ben", self.words)
+        self.assertIn("drawn by ben", ben.words)
+        self.assertNotIn("drawn by ann", ben.words)
+        self.press("Sign Out")
+        ben.open("/daily")
+        self.assertNotEqual(ben.heading, "Sign In")
+
+    def test_one_person_at_two_machines(self):
+        crawl.fill(self.host)
+        there = self.another_browser()
+        for browser in (self, there):
+            browser.sign_in(to="/entries/11")
+        self.fill("Notes", "written here")
+        self.press("Save")
+        there.fill("Notes", "written there")
+        there.press("Save")
+        # Nobody's words are lost without being asked.
+        self.assertIn("written here", there.words)
+        self.assertEqual(there.field("Notes").get_attribute("value"), "written there")
+        self.assertEqual(self.notes_of(11), "written here")
+        there.check_page()
+        there.press("Save Mine")
+        self.assertEqual(self.notes_of(11), "written there")
+
+        for browser in (self, there):
+            browser.open(TODAY)
+        timers = "tr .start"  # the same button in both windows, pressed there when the page is no longer true
+        self.going(self.driver.find_elements("css selector", timers)[0].click)
+        there.going(there.driver.find_elements("css selector", timers)[0].click)
+        running = self.host.data("SELECT id FROM entries WHERE timer_started IS NOT NULL AND person_id = 1")
+        self.assertEqual(running, [(11,)])
+
+    def notes_of(self, entry):
+        return self.host.data("SELECT notes FROM entries WHERE id = ?", entry)[0][0]
+
+
+if __name__ == "__main__":
+    pages.main()
