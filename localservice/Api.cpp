@@ -177,8 +177,10 @@ const ListKind& taskAssignmentList()
     static const ListKind kind{
         "task-assignments",
         "task-assignment",
+        // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
         "SELECT id, project_id, task_id, billable, rate FROM task_assignments"
-        " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)",
+        " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
+        " AND task_id IN (SELECT id FROM tasks WHERE active)",
         {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Money}}};
     return kind;
 }
@@ -225,8 +227,9 @@ tl::expected<void, Problem> writeProjects(Storage& storage, const Person& person
                                              " JOIN clients c ON c.id = p.client_id"
                                              " JOIN user_assignments u ON u.project_id = p.id AND u.person_id = ?"
                                              " WHERE p.active ORDER BY c.name, p.name, p.id");
-        SQLite::Statement tasks(database, "SELECT t.id, t.name, a.billable FROM task_assignments a"
-                                          " JOIN tasks t ON t.id = a.task_id WHERE a.project_id = ? AND t.active"
+        SQLite::Statement tasks(database, "SELECT t.id, t.name, a.billable AND p.billable FROM task_assignments a"
+                                          " JOIN tasks t ON t.id = a.task_id JOIN projects p ON p.id = a.project_id"
+                                          " WHERE a.project_id = ? AND t.active"
                                           " ORDER BY t.name, t.id");
         projects.bind(1, person.id);
         xml.open("projects");

@@ -42,8 +42,12 @@ void writeOtherProblem(Html& html, const std::optional<Problem>& problem,
 void writeListHead(Html& html, std::string_view path, const ListQuery& query, std::string_view label, int active,
                    int archived)
 {
+    const bool many = !query.search.empty() || (query.archived ? archived : active) > 8;
+    const bool both = archived > 0 || query.archived;
+    if (!many && !both)
+        return;
     const auto head = html.in("div", {{"class", "list-head"}});
-    if (!query.search.empty() || (query.archived ? archived : active) > 8) {
+    if (many) {
         const auto form =
             html.in("form", {{"method", "get"}, {"action", path}, {"role", "search"}, {"class", "search"}});
         if (query.archived)
@@ -55,7 +59,7 @@ void writeListHead(Html& html, std::string_view path, const ListQuery& query, st
                              {"placeholder", label}});
         html.leaf("button", "Search");
     }
-    if (archived == 0 && !query.archived)
+    if (!both)
         return;
     const auto ways = html.in("ul", {{"class", "ways"}});
     const auto way = [&](bool toArchived, const std::string& text) {

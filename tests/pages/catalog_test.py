@@ -1,0 +1,212 @@
+"""Projects, clients and tasks: made, changed, archived and removed."""
+
+import time
+
+import pages
+
+HOSTILE = {
+    "markup": "<script>alert(1)</script>\"'>&amp;",
+    "right to left": "\u202eمخبز العرعر\u202e (x)",
+    "emoji": "👩🏽\u200d💻🏳️\u200d🌈 Café",
+}
+
+
+class Catalog(pages.PageTest):
+
+    def book(self, project, task, person=1, seconds=5400, day="2024-03-04"):
+        self.host.data("INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at,"
+                       " updated_at) VALUES (?, ?, ?, ?, '', ?, 0, 0)", person, project, task, day, seconds)
+
+    def offers(self, project):
+        return dict(self.host.data("SELECT t.name, a.billable FROM task_assignments a JOIN tasks t ON t.id = a.task_id"
+                                   " WHERE a.project_id = ?", project))
+
+    def people(self, project):
+        return [name for name, in self.host.data("SELECT w.first_name FROM user_assignments u JOIN people w ON"
+                                                 " w.id = u.person_id WHERE u.project_id = ? ORDER BY 1", project)]
+
+    def test_a_new_project_has_a_new_client_and_new_tasks(self):
+        self.sign_in(to="/projects")
+        self.press("New Project", ".heading")
+        self.check_page()
+        self.fill("Name", "Signs")
+        self.press("Add Project")
+        self.assertEqual(self.texts(".error"), ["Choose a client."])
+        self.check_page()
+        self.fill("Or a new client", " Café  Zoë ")
+        self.fill("Code", "CZ")
+        self.fill("New tasks", "Painting\n\n design \n")
+        self.fill("Design", False)
+        self.fill("Ben Okoro", True)
+        self.press("Add Project")
+        self.assertEqual((self.heading, self.texts("[role=status]")), ("Signs", ["Added."]))
+        self.check_page()
+        (project, client), = self.host.data("SELECT p.id, c.name FROM projects p JOIN clients c ON c.id = p.client_id"
+                                            " WHERE p.name = 'Signs' AND p.code = 'CZ' AND p.billable")
+        # The blanks are tidied, and the task that is there already is not made again.
+        self.assertEqual(client, "Café Zoë")
+        self.assertEqual(self.offers(project), {"Design": 1, "Painting": 1})
+        self.assertEqual(self.people(project), ["Ann", "Ben"])
+
+    def test_two_administrators_keep_what_they_do_not_touch(self):
+        self.sign_in(to="/projects/1")
+        other = self.another_browser()
+        other.sign_in(to="/projects/1")
+        other.fill("Name", "Web Site")
+        other.fill("Design", False)
+        other.fill("Support is billable", True)
+        other.press("Save")
+        self.fill("Code", "W2")
+        self.fill("Ben Okoro", False)
+        self.press("Save")
+        self.assertEqual(self.heading, "Web Site")
+        self.assertEqual(self.host.data("SELECT name, code FROM projects WHERE id = 1"), [("Web Site", "W2")])
+        self.assertEqual(self.offers(1), {"Support": 1})
+        self.assertEqual(self.people(1), ["Ann"])
+        # What is gone meanwhile is told.
+        other.open("/projects/3")
+        self.open("/projects/3/remove")
+        self.press("Remove")
+        other.press("Save")
+        self.assertIn("This project no longer exists.", other.words)
+
+    def test_what_was_booked_stays(self):
+        self.book(1, 1)
+        self.sign_in(to="/projects/1")
+        self.assertIn("cannot be removed", self.words)
+        self.shot("project")
+        self.assertEqual(self.request("POST", "/projects/1/remove", {"token": self.token()})[0], 422)
+        self.press("Archive")
+        self.assertEqual(self.texts("[role=status]"), ["Archived. It keeps its hours and takes no new ones."])
+        self.open("/projects")
+        self.assertEqual(self.texts("tbody .named"), ["Internal Not billable", "Boats BOAT"])
+        self.press("Archived (1)")
+        self.check_page()
+        self.assertEqual(self.texts("tbody .named"), ["Website WEB Archived"])
+        self.press("Website")
+        self.press("Restore")
+        self.open("/tasks/1")
+        self.press("Archive")
+        self.assertEqual(self.host.data("SELECT p.active, t.active FROM projects p, tasks t WHERE p.id = t.id"
+                                        " AND p.id = 1"), [(1, 0)])
+
+    def token(self):
+        return self.driver.find_element("name", "token").get_attribute("value")
+
+    def test_a_client_takes_its_projects_along(self):
+        self.sign_in(to="/clients/1")
+        self.check_page()
+        self.press("Archive…")
+        self.assertIn("Its 2 projects are archived with it", self.words)
+        self.press("Archive All")
+        self.assertEqual(self.host.data("SELECT active FROM projects WHERE account_id = 1"), [(0,), (0,), (1,)])
+        self.open("/projects/2")
+        self.press("Restore")
+        self.assertEqual(self.host.data("SELECT active FROM clients WHERE id = 1"), [(1,)])
+        self.open("/clients/new")
+        self.fill("Name", "harbour")
+        self.press("Add Client")
+        self.assertEqual(self.texts(".error"), ["There is a client of this name already."])
+        self.fill("Name", "Quay")
+        self.press("Add Client")
+        self.fill("Name", "Old Quay")
+        self.press("Rename")
+        self.assertEqual(self.heading, "Old Quay")
+        self.press("Remove…")
+        self.press("Remove")
+        self.assertEqual((self.path, "Quay" in self.words), ("/projects?note=removed", False))
+
+    def test_tasks(self):
+        self.book(1, 1)
+        self.sign_in(to="/tasks")
+        self.fill("New task", "Painting")
+        self.fill("Billable there", False)
+        self.press("Add Task")
+        self.check_page()
+        self.shot("tasks")
+        self.assertEqual(self.texts("tbody tr"), ["Design Boats, Website 1:30 1:30",
+                                                  "Painting Boats, Internal, Website 0:00 0:00",
+                                                  "Support Internal, Website 0:00 0:00"])
+        self.assertEqual(self.offers(2), {"Support": 0, "Painting": 0})
+        self.press("Painting")
+        self.check_page()
+        self.fill("Name", "Support")
+        self.press("Rename")
+        self.assertEqual(self.texts(".error"), ["There is a task of this name already."])
+        self.fill("Name", "Lettering")
+        self.press("Rename")
+        self.press("Remove…")
+        self.check_page()
+        self.press("Remove")
+        self.assertEqual(self.texts("tbody .named"), ["Design", "Support"])
+
+    def test_names_are_texts_whatever_is_in_them(self):
+        self.sign_in(to="/projects/1")
+        for kind, name in HOSTILE.items():
+            with self.subTest(kind):
+                self.open("/projects/1")
+                self.fill("Name", name)
+                self.press("Save")
+                self.check_page()
+                self.assertEqual(self.driver.find_element("id", "name").get_attribute("value"), name.strip("\u202e"))
+                self.open("/projects")
+                self.check_page()
+        self.open("/projects/1")
+        self.driver.execute_script("document.querySelector('#name').removeAttribute('maxlength')")
+        self.fill("Name", "ü" * 10000)
+        self.press("Save")
+        self.assertEqual(self.texts(".error"), ["This name is too long. It can have 200 characters."])
+        self.check_page()
+        self.driver.execute_script("document.querySelector('#name').removeAttribute('maxlength')")
+        self.fill("Name", "ü" * 200)
+        self.press("Save")
+        self.assertEqual(self.heading, "ü" * 200)
+        self.check_page()
+
+    def test_others_see_what_they_can_book_and_change_nothing(self):
+        self.book(1, 1, person=1)
+        self.book(1, 1, person=2, seconds=900)
+        self.sign_in("ben", to="/projects")
+        self.check_page()
+        self.assertEqual(self.texts("tbody tr"), ["Bread <& Sons>", "Website WEB 2 2 0:15 0:15"])
+        self.press("Website")
+        self.check_page()
+        self.assertEqual(self.texts("tbody tr"), ["Design Yes 0:15", "Support No 0:00"])
+        self.assertEqual(self.texts("main button"), [])
+        before = self.host.everything()
+        for target in ("/projects", "/projects/1", "/projects/1/archive", "/projects/1/remove", "/clients",
+                       "/clients/1", "/clients/1/archive", "/tasks", "/tasks/1", "/tasks/1/remove"):
+            self.assertEqual(self.request("POST", target, {"token": self.token(), "name": "X"})[0], 403, target)
+        self.assertEqual(self.request("GET", "/projects/2")[0], 404)
+        self.sign_out_and_in()
+        # Another account's records are as if they were not there.
+        for target in ("/projects/4", "/clients/3", "/tasks/3"):
+            self.assertEqual(self.request("GET", target)[0], 404, target)
+            self.assertEqual(self.request("POST", target, {"token": self.token(), "name": "X"})[0], 404, target)
+        self.assertEqual(self.host.everything(), before)
+
+    def sign_out_and_in(self):
+        self.press("Sign Out")
+        self.sign_in(to="/projects")
+
+    def test_many_projects_come_in_pages(self):
+        for number in range(500):
+            self.host.data("INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
+                           " VALUES (1, 2, ?, '', 1, 'Tasks', 0, 1)", f"Ship {number:03}")
+        self.sign_in(to="/projects")
+        self.assertEqual(len(self.texts("tbody .named")), 100)
+        self.press("Next ›")
+        self.assertEqual(self.path, "/projects?page=2")
+        self.check_page()
+        self.shot("projects-many")
+        started = time.monotonic()
+        status, _, body = self.request("GET", "/projects")
+        print(f"{len(body)} bytes in {1000 * (time.monotonic() - started):.0f} ms", end=" ")
+        self.assertLess(len(body), 200_000)
+        self.fill("Search projects and clients", "ship 49")
+        self.press("Search")
+        self.assertEqual(self.texts("tbody .named"), [f"Ship {number}" for number in range(490, 500)])
+
+
+if __name__ == "__main__":
+    pages.main()
