@@ -1,0 +1,112 @@
+#include "Scenario.h"
+
+#include "localservice/Catalog.h"
+#include "localservice/NameText.h"
+#include "localservice/Storage.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using localservice::Catalog;
+using localservice::Problem;
+
+namespace {
+
+/// Does something in a catalog; answers the kind of problem that there was, "" when there was none.
+template <typename Work>
+QString problem(Scenario& s, localservice::Id account, Work work)
+{
+    const auto done = s.database().storage().change([&](SQLite::Database& database) {
+        Catalog catalog(database, account);
+        return work(catalog);
+    });
+    return done ? QString() : QString::fromStdString(done.error().kind);
+}
+
+} // namespace
+
+class LocalCatalogTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void tidiesNames_data();
+    void tidiesNames();
+    void refusesWhatPeopleWouldRegret();
+    void archivedTasksAreNamesOnly();
+};
+
+void LocalCatalogTest::tidiesNames_data()
+{
+    QTest::addColumn<QByteArray>("typed");
+    QTest::addColumn<QByteArray>("kept");
+    QTest::newRow("blanks and line breaks") << "\t Web\r\n \nsite \u00a0"_ba
+                                            << "Web site"_ba;
+    QTest::newRow("nothing to see") << "\u200b \u202e\ufeff"_ba
+                                    << ""_ba;
+    QTest::newRow("direction within") << "\u202ea\u202eb\u202e"_ba
+                                      << "a\u202eb"_ba;
+    QTest::newRow("emoji of several parts") << "👩🏽\u200d💻"_ba
+                                            << "👩🏽\u200d💻"_ba;
+    QTest::newRow("what XML cannot carry") << "a\x01\x7f\xff\xc3"_ba
+                                           << "a"_ba;
+}
+
+void LocalCatalogTest::tidiesNames()
+{
+    QFETCH(QByteArray, typed);
+    QFETCH(QByteArray, kept);
+    QCOMPARE(QByteArray::fromStdString(localservice::nameText(typed.toStdString())), kept);
+}
+
+void LocalCatalogTest::refusesWhatPeopleWouldRegret()
+{
+    Scenario s;
+    const auto& a = s.acme;
+    const auto in = [&](auto work) { return problem(s, s.acme.id, work); };
+    QCOMPARE(in([](Catalog& c) { return c.addTask(" \n"); }), u"Name"_s);
+    QCOMPARE(in([](Catalog& c) { return c.addTask("design"); }), u"Name"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.renameTask(a.design, "DESIGN "); }), u""_s);
+    QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "web"}); }), u"Name"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "two"}); }), u""_s);
+    QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.website, {.code = std::string(41, 'x')}); }), u"Code"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.removeClient(1); }), u"Booked"_s);
+    s.add();
+    QCOMPARE(in([&](Catalog& c) { return c.removeProject(a.website); }), u"Booked"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.removeTask(a.design); }), u"Booked"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.removeProject(a.internal); }), u""_s);
+    QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.internal, {.name = "Gone"}); }), u"Missing"_s);
+
+    // A client is archived with its projects, and takes no new ones until it is back.
+    QCOMPARE(in([](Catalog& c) { return c.setClientActive(1, false); }), u""_s);
+    QCOMPARE(s.get(u"/projects"_s).texts(u"active"_s), (QStringList{u"false"_s, u"false"_s}));
+    QCOMPARE(in([](Catalog& c) { return c.addProject({1, "Late"}); }), u"Client"_s);
+    QCOMPARE(in([&](Catalog& c) { return c.setProjectActive(a.website, true); }), u""_s);
+    QCOMPARE(s.get(u"/clients"_s).texts(u"active"_s), QStringList{u"true"_s});
+
+    // Another account's records are as if they were not there.
+    const auto& other = s.clock;
+    for (const auto& kind : {in([&](Catalog& c) { return c.renameTask(other.design, "X"); }),
+                             in([&](Catalog& c) { return c.setProjectActive(other.website, false); }),
+                             in([&](Catalog& c) { return c.offerTask(a.website, other.design, true); }),
+                             in([&](Catalog& c) { return c.assignPerson(a.website, other.person); }),
+                             in([&](Catalog& c) { return c.withdrawTask(other.website, other.design); })})
+        QCOMPARE(kind, u"Missing"_s);
+    QCOMPARE(in([](Catalog& c) { return c.addProject({2, "Abroad"}); }), u"Client"_s);
+}
+
+void LocalCatalogTest::archivedTasksAreNamesOnly()
+{
+    Scenario s;
+    s.add();
+    QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.setTaskActive(s.acme.design, false); }), u""_s);
+    QCOMPARE(s.get(u"/daily"_s).texts(u"name"_s),
+             (QStringList{u"Internal"_s, u"Support"_s, u"Website"_s, u"Support"_s}));
+    QCOMPARE(s.get(u"/task_assignments"_s).texts(u"task-id"_s), (QStringList{u"2"_s, u"2"_s}));
+    QCOMPARE(s.get(u"/tasks"_s).texts(u"name"_s), (QStringList{u"Design"_s, u"Support"_s}));
+    const auto refused = s.post(u"/daily/add"_s, requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}}));
+    QCOMPARE(refused.text(u"message"_s), u"This task has been archived."_s);
+}
+
+QTEST_GUILESS_MAIN(LocalCatalogTest)
+#include "LocalCatalogTest.moc"
