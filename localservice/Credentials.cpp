@@ -76,6 +76,11 @@ std::string digestOf(std::string_view text)
     return hex(digest.data(), digest.size());
 }
 
+bool isSameSecret(std::string_view one, std::string_view other)
+{
+    return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
+}
+
 std::optional<std::string> hashOfPassword(std::string_view password)
 {
     std::array<unsigned char, saltLength> salt{};

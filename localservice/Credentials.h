@@ -18,6 +18,9 @@ std::optional<std::string> randomSecret();
 /// The SHA-256 digest of a text that is too random to be guessed, in hexadecimal: what is stored of such secrets.
 std::string digestOf(std::string_view text);
 
+/// Compares two secrets in a time that tells nothing of where they differ.
+bool isSameSecret(std::string_view one, std::string_view other);
+
 /// What is stored instead of a password: a salted scrypt hash (RFC 7914) with its parameters. Nothing when there are
 /// no random numbers or no memory for it.
 std::optional<std::string> hashOfPassword(std::string_view password);

@@ -20,6 +20,7 @@ struct Request
     std::string body;
     bool secure = false; ///< it came over TLS
     std::string peer;    ///< the client's address, numeric: "192.0.2.7", "2001:db8::7"
+    int socket = -1;     ///< of the connection; open until the request is answered
 
     /// The part of `target` before the question mark.
     std::string_view path() const;

@@ -2,6 +2,7 @@
 
 #include "ConnectionPool.h"
 #include "Peer.h"
+#include "Protection.h"
 #include "Tls.h"
 
 #include <httplib.h>
@@ -288,10 +289,17 @@ public:
         set_payload_max_length(maximumBody);
         set_pre_routing_handler(
             [](const httplib::Request& request, httplib::Response& response) { return refuse(request, response); });
-        const auto answer = [&handler, secure = m_tls != nullptr](const httplib::Request& request,
-                                                                  httplib::Response& response) {
+        const bool secure = m_tls != nullptr;
+        // Called for every answer, those that the library gives by itself too.
+        set_post_routing_handler([secure](const httplib::Request& request, httplib::Response& response) {
+            for (const auto& [name, value] : protectionHeaders(secure, request.get_header_value("Host"))) {
+                if (!response.has_header(name.c_str()))
+                    response.set_header(name.c_str(), value);
+            }
+        });
+        const auto answer = [&handler, secure](const httplib::Request& request, httplib::Response& response) {
             const Reply reply = handler({request.method, request.target, currentConnection->headers, request.body,
-                                         secure, currentConnection->peer});
+                                         secure, currentConnection->peer, currentConnection->socket()});
             if (reply.fault == Fault::None)
                 send(reply, response);
             else
@@ -350,7 +358,10 @@ private:
             response.status = 415;
         else if (twofold)
             response.status = 400;
-        else if (length > maximumBody)
+        else if (request.method == "TRACE" || request.method == "CONNECT" || request.method == "PRI") {
+            response.status = 405;
+            response.set_header("Allow", "GET, HEAD, POST, PUT, DELETE");
+        } else if (length > maximumBody)
             response.status = 413;
         else if (mayHaveBody && lengthText.empty() && !request.has_header("Transfer-Encoding"))
             response.status = 411;

@@ -33,7 +33,10 @@ public:
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);
             m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle, m_options.ownerPassword);
-            m_site = std::make_unique<Site>(m_database->storage(), m_clock, m_throttle);
+            m_site =
+                std::make_unique<Site>(m_database->storage(), m_clock, m_throttle,
+                                       Site::Options{.withinProgram = !m_options.ownerPassword.empty(),
+                                                     .signInLinks = !m_options.tls && isLoopback(m_options.address)});
         }
         return m_database.get();
     }
@@ -59,6 +62,11 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         return m_port;
+    }
+
+    std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target)
+    {
+        return database() ? m_site->signInLink(subdomain, email, target) : target;
     }
 
     void script(const std::string& request, std::vector<Reply> replies)
@@ -148,10 +156,9 @@ Result<Database*> Service::database()
     return m_state->database();
 }
 
-std::string Service::signInLink(const std::string& subdomain, const std::string& /*email*/,
-                                const std::string& target) const
+std::string Service::signInLink(const std::string& subdomain, const std::string& email, const std::string& target) const
 {
-    return url(subdomain) + target;
+    return url(subdomain) + m_state->signInLink(subdomain, email, target);
 }
 
 std::string Service::url(const std::string& subdomain) const

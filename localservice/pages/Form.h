@@ -28,6 +28,8 @@ public:
     Id id(std::string_view name) const;
     /// Every value of that name that is a record's number.
     std::vector<Id> ids(std::string_view name) const;
+    /// All names and values, as sent.
+    const std::vector<std::pair<std::string, std::string>>& fields() const& { return m_fields; }
 
 private:
     std::vector<std::pair<std::string, std::string>> m_fields;

@@ -140,7 +140,11 @@ Reply plainPage(const Head& head, const std::function<void(Html&)>& content)
         writeHead(html, head);
         const auto body = html.in("body", {{"class", "plain"}});
         const auto main = html.in("main", {{"id", "content"}});
-        html.leaf("h1", head.title);
+        {
+            const auto brand = html.in("div", {{"class", "brand"}});
+            html.empty("img", {{"src", assetPath("icon.svg")}, {"alt", "Quillon"}, {"width", 64}, {"height", 64}});
+            html.leaf("h1", head.title);
+        }
         content(html);
     }
     return asReply(head.status, html);

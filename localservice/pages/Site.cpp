@@ -1,101 +1,44 @@
 #include "Site.h"
 
 #include "Assets.h"
+#include "Browser.h"
+#include "PeerUser.h"
+#include "SignInPages.h"
 #include "SignInThrottle.h"
 #include "Storage.h"
 
 #include <algorithm>
 #include <chrono>
+#include <unistd.h>
 
 namespace localservice {
 
 namespace {
 
-constexpr std::string_view signInPath = "/sign-in";
-
-/// Two services on one machine share a browser's cookies whatever their ports: each has a name of its own.
-std::string cookieName(const Request& request)
+Reply plainProblem(int status, const std::string& title, std::string_view text)
 {
-    const auto host = request.header("Host");
-    const auto colon = host.rfind(':');
-    const bool port = colon != std::string_view::npos && host.find(']', colon) == std::string_view::npos;
-    return "quillon-session" + (port ? "-" + std::string(host.substr(colon + 1)) : std::string());
+    return plainPage({title, Section::None, status}, [&](Html& html) { html.leaf("p", text); });
 }
 
-std::string_view cookie(const Request& request, std::string_view name)
+Reply wrongMethod(Reply reply, const std::string& allowed)
 {
-    auto rest = request.header("Cookie");
-    while (!rest.empty()) {
-        const auto end = std::min(rest.find(';'), rest.size());
-        auto pair = rest.substr(0, end);
-        pair.remove_prefix(std::min(pair.find_first_not_of(' '), pair.size()));
-        const auto sign = pair.find('=');
-        if (sign != std::string_view::npos && pair.substr(0, sign) == name)
-            return pair.substr(sign + 1);
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    return {};
-}
-
-Reply withCookie(Reply reply, const Request& request, std::string_view secret)
-{
-    std::string value = cookieName(request) + "=" + std::string(secret) + "; Path=/; HttpOnly; SameSite=Lax";
-    if (secret.empty())
-        value += "; Max-Age=0";
-    reply.headers.emplace_back("Set-Cookie", std::move(value));
+    reply.status = 405;
+    reply.headers.emplace_back("Allow", allowed);
     return reply;
 }
 
-/// Whether the form was sent from a page of this very site, as browsers tell by themselves.
-bool isFromHere(const Request& request)
+/// Whether the browser is this machine's user's own: whoever else reads a link (the command line that starts a browser
+/// is public) gets nowhere with it.
+bool isOwnBrowser(const Request& request)
 {
-    const auto origin = request.header("Origin");
-    const auto host = request.header("Host");
-    if (origin.empty())
-        return request.header("Sec-Fetch-Site") == "same-origin";
-    return origin == "http://" + std::string(host) || origin == "https://" + std::string(host);
-}
-
-/// A path of this site, and of no other: what a sign-in goes on to.
-std::string pathHere(std::string_view target)
-{
-    // Browsers take "\\" for "/" and drop control characters, after which "//" would lead to another host.
-    const bool plain =
-        std::all_of(target.begin(), target.end(), [](char c) { return c > ' ' && c < '\x7f' && c != '\\'; });
-    const bool here = plain && target.starts_with('/') && !target.starts_with("//") && !target.starts_with(signInPath);
-    return here ? std::string(target) : "/daily";
-}
-
-Reply signInPage(const std::string& target, const std::string& email, std::string_view problem)
-{
-    return plainPage({"Sign In", Section::None, problem.empty() ? 200 : 422}, [&](Html& html) {
-        if (!problem.empty())
-            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem);
-        const auto form = html.in("form", {{"method", "post"}, {"action", signInPath}, {"class", "fields"}});
-        html.empty("input", {{"type", "hidden"}, {"name", "to"}, {"value", target}});
-        html.leaf("label", {{"for", "email"}}, "E-mail");
-        html.empty("input", {{"type", "email"},
-                             {"id", "email"},
-                             {"name", "email"},
-                             {"value", email},
-                             {"autocomplete", "username"},
-                             {"required", true},
-                             {"autofocus", email.empty()}});
-        html.leaf("label", {{"for", "password"}}, "Password");
-        html.empty("input", {{"type", "password"},
-                             {"id", "password"},
-                             {"name", "password"},
-                             {"autocomplete", "current-password"},
-                             {"required", true},
-                             {"autofocus", !email.empty()}});
-        html.leaf("button", {{"class", "main"}}, "Sign In");
-    });
+    const auto user = userAtOtherEnd(request.socket);
+    return user && (::geteuid() == 0 || *user == ::geteuid());
 }
 
 } // namespace
 
-Site::Site(Storage& storage, Clock clock, SignInThrottle& throttle)
-    : m_storage(storage), m_clock(std::move(clock)), m_sessions(storage), m_throttle(throttle)
+Site::Site(Storage& storage, Clock clock, SignInThrottle& throttle, Options options)
+    : m_storage(storage), m_clock(std::move(clock)), m_options(options), m_sessions(storage), m_throttle(throttle)
 {
     addDayPages(*this);
     addCatalogPages(*this);
@@ -124,66 +67,177 @@ Reply Site::answer(const Request& request)
 {
     const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
     const auto path = request.pieces();
+    const bool isForm = request.method == "POST";
+    if (!isForm && request.method != "GET" && request.method != "HEAD")
+        return wrongMethod(plainProblem(405, "That Did Not Work", "Pages are opened or sent a form, nothing else."),
+                           "GET, HEAD, POST");
     if (path.size() == 2 && path[0] == "assets")
         return asset(path[1]);
-    const bool isForm = request.method == "POST";
+    if (!isOurName(request))
+        return plainProblem(421, "Wrong Address", "This service answers at addresses that end in “localhost”.");
     if (isForm && !isFromHere(request))
-        return plainPage({"That Did Not Work", Section::None, 403},
-                         [](Html& html) { html.leaf("p", "This form did not come from a page of this service."); });
-    if (request.path() == signInPath && isForm)
-        return signIn(request, now);
+        return plainProblem(403, "That Did Not Work", "This form did not come from a page of this service.");
+    if (request.path() == "/sign-in/link" && !isForm)
+        return followLink(request, now);
 
-    const auto secret = cookie(request, cookieName(request));
+    const auto account = this->account(request);
+    if (!account)
+        return plainProblem(404, "No Such Account",
+                            request.subdomain().empty()
+                                ? "There are several accounts here. Put the name of yours and a dot before the address."
+                                : "There is no account of this name here. The address begins with the account’s name.");
+    if (request.path() == "/sign-in" && isForm)
+        return signIn(request, *account, now);
+    const auto secret = sessionCookie(request);
     auto person = m_sessions.find(secret, now);
-    if (!person) {
-        const std::string target = isForm ? "/daily" : request.target;
-        if (request.path() == signInPath)
-            return signInPage(pathHere(Form::read(request.query()).text("to")), {}, {});
-        return Reply::redirect(std::string(signInPath) + "?to=" + urlEncoded(target), 303);
-    }
-    Visit visit{request,
-                m_storage,
-                std::move(*person),
-                now,
-                std::string(secret),
-                Sessions::formToken(secret),
-                Form::read(request.query()),
-                {}};
-    if (isForm) {
+    return person ? answerSignedIn(request, secret, std::move(*person), now)
+                  : askToSignIn(request, *account, !secret.empty());
+}
+
+Reply Site::answerSignedIn(const Request& request, std::string_view secret, Person person, Seconds now)
+{
+    Visit visit = this->visit(request, secret, std::move(person), now);
+    if (request.method == "POST") {
         visit.form = Form::read(request.body);
-        if (visit.form.text("token") != visit.formToken)
-            return problemPage(visit, {403, "Forbidden", "This form is from an earlier session. Open its page again."});
         if (request.path() == "/sign-out") {
             m_sessions.end(secret);
-            return withCookie(goTo(std::string(signInPath)), request, {});
+            return withSessionCookie(goTo(signInPath("/daily", SignInReason::SignedOut)), request, {});
+        }
+        if (!isSameSecret(visit.form.text("token"), visit.formToken)) {
+            const auto held = HeldForm::of(request);
+            auto reply = held.empty()
+                             ? problemPage(visit, {403, "Forbidden",
+                                                   "This page was opened in an earlier session. Open it again."})
+                             : sendAgainPage(visit, held);
+            reply.status = 403;
+            return reply;
         }
     }
-    if (path.empty() || request.path() == signInPath)
-        return goTo("/daily");
+    if (request.pieces().empty() || request.path() == "/sign-in")
+        return goTo(pathHere(visit.query.text("to")));
     return answerTo(visit);
 }
 
-Reply Site::signIn(const Request& request, Seconds now)
+Reply Site::askToSignIn(const Request& request, const Account& account, bool hadSession)
+{
+    SignIn signIn{.accountName = account.name, .withinProgram = m_options.withinProgram};
+    if (request.path() == "/sign-in") {
+        const auto query = Form::read(request.query());
+        signIn.target = pathHere(query.text("to"));
+        signIn.reason = signInReason(query);
+        return signInPage(signIn);
+    }
+    if (request.path() == "/sign-out")
+        return goTo(signInPath("/daily", SignInReason::SignedOut));
+    if (request.method != "POST")
+        return goTo(signInPath(pathHere(request.target), hadSession ? SignInReason::SessionEnded : SignInReason::None));
+    signIn.held = HeldForm::of(request);
+    signIn.target = pathBefore(request);
+    signIn.reason = SignInReason::SessionEnded;
+    signIn.status = 403;
+    return signInPage(signIn);
+}
+
+Reply Site::signIn(const Request& request, const Account& account, Seconds now)
 {
     const auto form = Form::read(request.body);
-    const std::string target = pathHere(form.text("to"));
-    const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
-        return personByEmail(database, form.trimmed("email"), request.subdomain());
-    });
-    const std::string email = form.trimmed("email");
-    if (const auto wait = m_throttle.tryAgainIn(request.peer, email, form.text("password"))) {
-        auto reply = signInPage(target, email, "There were too many attempts. Try again in a few minutes.");
-        reply.status = 429;
+    SignIn signIn{.accountName = account.name,
+                  .target = pathHere(form.text("to")),
+                  .email = form.trimmed("email"),
+                  .held = {form.text("held_target"), form.text("held_fields")},
+                  .withinProgram = m_options.withinProgram};
+    const std::string password = form.text("password");
+    if (const auto wait = m_throttle.tryAgainIn(request.peer, signIn.email, password)) {
+        signIn.problem = "There were too many attempts. Try again in a few minutes.";
+        signIn.status = 429;
+        auto reply = signInPage(signIn);
         reply.headers.emplace_back("Retry-After", std::to_string(wait->count()));
         return reply;
     }
-    const auto secret = found && *found && m_passwords.fits(form.text("password"), (*found)->passwordHash)
-                            ? m_sessions.begin((*found)->id, now)
-                            : std::nullopt;
-    if (!secret)
-        return signInPage(target, email, "E-mail and password do not fit together.");
-    m_throttle.succeeded(request.peer, email);
-    return withCookie(goTo(target), request, *secret);
+    auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
+        return personByEmail(database, signIn.email, account.subdomain);
+    });
+    const bool known = found && *found;
+    if (!known)
+        m_passwords.fitsNobody(password);
+    if (!known || !m_passwords.fits(password, (*found)->passwordHash)) {
+        signIn.problem = "E-mail and password do not fit together.";
+        signIn.status = 422;
+        return signInPage(signIn);
+    }
+    m_throttle.succeeded(request.peer, signIn.email);
+    const auto secret = m_sessions.begin((*found)->id, now);
+    if (!secret) {
+        signIn.problem = "The data file cannot be written now. Try again.";
+        signIn.status = 500;
+        return signInPage(signIn);
+    }
+    if (signIn.held.empty())
+        return enter(request, goTo(signIn.target), *secret);
+    signIn.held.target = pathHere(signIn.held.target);
+    return enter(request, sendAgainPage(visit(request, *secret, std::move(**found), now), signIn.held), *secret);
+}
+
+std::string Site::signInLink(const std::string& subdomain, const std::string& email, const std::string& target)
+{
+    if (!m_options.signInLinks)
+        return target;
+    const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
+        return personByEmail(database, email, subdomain);
+    });
+    const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
+    const auto key = found && *found ? m_links.make((*found)->id, now) : std::nullopt;
+    return key ? "/sign-in/link?key=" + *key + "&to=" + urlEncoded(target) : target;
+}
+
+Reply Site::followLink(const Request& request, Seconds now)
+{
+    const auto query = Form::read(request.query());
+    const std::string target = pathHere(query.text("to"));
+    // A look ahead must not use the link up before the person comes.
+    if (!isGoneTo(request))
+        return goTo(signInPath(target));
+    const auto session = m_sessions.find(sessionCookie(request), now);
+    const auto person =
+        m_options.signInLinks && isOwnBrowser(request) ? m_links.take(query.text("key"), now) : std::nullopt;
+    if (session && (!person || session->id == *person))
+        return goTo(target);
+    const auto secret = person ? m_sessions.begin(*person, now) : std::nullopt;
+    return secret ? enter(request, goTo(target), *secret) : goTo(signInPath(target, SignInReason::LinkUsed));
+}
+
+Reply Site::enter(const Request& request, Reply reply, std::string_view secret)
+{
+    // Whoever was signed in with this browser before is not any more.
+    if (const auto before = sessionCookie(request); !before.empty())
+        m_sessions.end(before);
+    return withSessionCookie(std::move(reply), request, secret);
+}
+
+Visit Site::visit(const Request& request, std::string_view secret, Person person, Seconds now)
+{
+    return {request,
+            m_storage,
+            std::move(person),
+            now,
+            std::string(secret),
+            Sessions::formToken(secret),
+            Form::read(request.query()),
+            {}};
+}
+
+std::optional<Site::Account> Site::account(const Request& request)
+{
+    using Found = tl::expected<std::optional<Account>, Problem>;
+    const auto found = m_storage.look([&](SQLite::Database& database) -> Found {
+        SQLite::Statement query(database, "SELECT subdomain, name FROM accounts WHERE subdomain = ?1"
+                                          " OR (?1 = '' AND (SELECT COUNT(*) FROM accounts) = 1)");
+        query.bind(1, request.subdomain());
+        if (!query.executeStep())
+            return std::optional<Account>();
+        return Account{query.getColumn(0).getString(), query.getColumn(1).getString()};
+    });
+    return found.value_or(std::nullopt);
 }
 
 Reply Site::asset(std::string_view name) const
@@ -199,8 +253,10 @@ Reply Site::asset(std::string_view name) const
 Reply Site::answerTo(const Visit& visit)
 {
     const auto path = visit.request.pieces();
+    const std::string method = visit.request.method == "HEAD" ? "GET" : visit.request.method;
+    bool isThere = false;
     for (const auto& route : m_routes) {
-        if (route.method != visit.request.method || route.pieces.size() != path.size())
+        if (route.pieces.size() != path.size())
             continue;
         std::vector<Id> numbers;
         const bool fits =
@@ -210,13 +266,17 @@ Reply Site::answerTo(const Visit& visit)
                 numbers.push_back(idIn(piece));
                 return numbers.back() > 0;
             });
-        if (!fits)
+        isThere = isThere || fits;
+        if (!fits || route.method != method)
             continue;
         if (route.whom == For::Administrators && !visit.person.admin)
             return problemPage(visit, {403, "Forbidden", "Only an administrator of this account can do that."});
         return route.handler(visit, numbers);
     }
-    return notFoundPage(visit);
+    if (!isThere)
+        return notFoundPage(visit);
+    // Mostly a page that was left for something else: the address of a form was opened again.
+    return wrongMethod(notFoundPage(visit), method == "GET" ? "POST" : "GET, HEAD");
 }
 
 } // namespace localservice

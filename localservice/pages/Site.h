@@ -3,9 +3,10 @@
 #include "Credentials.h"
 #include "Page.h"
 #include "Sessions.h"
+#include "SignInLinks.h"
 
 #include <functional>
-#include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,12 +30,22 @@ public:
         Administrators,
     };
 
-    Site(Storage& storage, Clock clock, SignInThrottle& throttle);
+    struct Options
+    {
+        bool withinProgram = false; ///< the desktop program's menu opens pages signed in
+        bool signInLinks = false;   ///< the service is for this machine alone
+    };
+
+    Site(Storage& storage, Clock clock, SignInThrottle& throttle, Options options);
 
     /// Whether a browser asks for a page, rather than a program for XML.
     static bool isAskedBy(const Request& request);
 
     Reply answer(const Request& request);
+
+    /// The path by which a browser of this machine's user arrives at `target` signed in as that person of the account,
+    /// once and within a minute: `target` itself when there are no such links here.
+    std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target);
 
     /// `path` has "#" for a number: "/projects/#". Forms are sent with POST, everything else is GET.
     void add(std::string_view method, std::string_view path, Handler handler, For whom = For::Everybody);
@@ -48,13 +59,27 @@ private:
         For whom;
     };
 
+    struct Account
+    {
+        std::string subdomain;
+        std::string name;
+    };
+
+    Reply answerSignedIn(const Request& request, std::string_view secret, Person person, Seconds now);
     Reply answerTo(const Visit& visit);
     Reply asset(std::string_view name) const;
-    Reply signIn(const Request& request, Seconds now);
+    std::optional<Account> account(const Request& request);
+    Reply askToSignIn(const Request& request, const Account& account, bool hadSession);
+    Reply signIn(const Request& request, const Account& account, Seconds now);
+    Reply followLink(const Request& request, Seconds now);
+    Visit visit(const Request& request, std::string_view secret, Person person, Seconds now);
+    Reply enter(const Request& request, Reply reply, std::string_view secret);
 
     Storage& m_storage;
     Clock m_clock;
+    const Options m_options;
     Sessions m_sessions;
+    SignInLinks m_links;
     PasswordCheck m_passwords;
     SignInThrottle& m_throttle;
     std::vector<Route> m_routes;

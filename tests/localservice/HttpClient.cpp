@@ -49,7 +49,7 @@ QString Answer::root() const
 }
 
 HttpClient::HttpClient(const QString& baseUrl, const QString& email, const QString& password)
-    : m_handle(std::make_unique<Handle>()), m_baseUrl(baseUrl), m_credentials((email + u':' + password).toUtf8())
+    : m_handle(std::make_unique<Handle>()), m_baseUrl(baseUrl), m_credentials(email.isEmpty() ? QByteArray() : (email + u':' + password).toUtf8())
 {
 }
 
@@ -62,7 +62,8 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
     CURL* easy = m_handle->easy;
     curl_easy_reset(easy);
     curl_easy_setopt(easy, CURLOPT_URL, (m_baseUrl + target).toUtf8().constData());
-    curl_easy_setopt(easy, CURLOPT_USERPWD, m_credentials.constData());
+    if (!m_credentials.isEmpty())
+        curl_easy_setopt(easy, CURLOPT_USERPWD, m_credentials.constData());
     curl_easy_setopt(easy, CURLOPT_NOPROXY, "*");
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, 60'000L);

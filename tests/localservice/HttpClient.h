@@ -28,6 +28,7 @@ public:
     QString trusted; ///< a file of certificates that the service may prove itself with; those of the system if empty
     QString source;  ///< the address of this machine that it speaks from
 
+    /// Sends no credentials when `email` is empty.
     HttpClient(const QString& baseUrl, const QString& email, const QString& password);
     ~HttpClient();
     HttpClient(const HttpClient&) = delete;

@@ -1,0 +1,124 @@
+#include "PeerUser.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <netinet/in.h>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+
+namespace localservice {
+
+namespace {
+
+constexpr int established = 1; // TCP_ESTABLISHED: later on the kernel no longer knows whose socket it was
+
+/// Address and port of one end. Addresses of the fourth version are mapped into the sixth, as sockets for both are.
+struct End
+{
+    in6_addr address{};
+    std::uint16_t port = 0;
+
+    bool operator==(const End& other) const
+    {
+        return port == other.port && IN6_ARE_ADDR_EQUAL(&address, &other.address);
+    }
+};
+
+void setMapped(in6_addr& address, const void* four)
+{
+    address = {};
+    address.s6_addr[10] = address.s6_addr[11] = 0xff;
+    std::memcpy(&address.s6_addr[12], four, 4);
+}
+
+using Name = int (*)(int, sockaddr*, socklen_t*);
+
+std::optional<End> endOf(int socket, Name name)
+{
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    if (name(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        return {};
+    End end;
+    if (address.ss_family == AF_INET) {
+        sockaddr_in four{};
+        std::memcpy(&four, &address, sizeof four);
+        setMapped(end.address, &four.sin_addr);
+        end.port = ntohs(four.sin_port);
+        return end;
+    }
+    sockaddr_in6 six{};
+    std::memcpy(&six, &address, sizeof six);
+    end.address = six.sin6_addr;
+    end.port = ntohs(six.sin6_port);
+    return end;
+}
+
+template <typename Number>
+std::optional<Number> numberIn(std::string_view text, int base)
+{
+    Number number{};
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return error == std::errc{} && rest == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+/// "0100007F:1F90": words of 32 bits as this machine keeps them, each in hexadecimal, and the port.
+std::optional<End> endIn(std::string_view text)
+{
+    const auto colon = text.find(':');
+    const auto port = colon == 8 || colon == 32 ? numberIn<std::uint16_t>(text.substr(colon + 1), 16) : std::nullopt;
+    if (!port)
+        return {};
+    std::array<std::uint32_t, 4> words{};
+    for (std::size_t i = 0; i * 8 < colon; ++i) {
+        const auto word = numberIn<std::uint32_t>(text.substr(i * 8, 8), 16);
+        if (!word)
+            return {};
+        words[i] = *word;
+    }
+    End end{{}, *port};
+    if (colon == 8)
+        setMapped(end.address, words.data());
+    else
+        std::memcpy(&end.address, words.data(), sizeof end.address);
+    return end;
+}
+
+/// The owner of the socket whose own end is `own` and whose other end is `other`.
+std::optional<uid_t> ownerIn(const char* table, const End& own, const End& other)
+{
+    std::ifstream file(table);
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream columns(line);
+        std::array<std::string, 8> column; // sl, local, remote, state, queues, timer, retransmits, uid
+        for (auto& text : column)
+            columns >> text;
+        if (numberIn<int>(column[3], 16) == established && endIn(column[1]) == own && endIn(column[2]) == other)
+            return numberIn<uid_t>(column[7], 10);
+    }
+    return {};
+}
+
+} // namespace
+
+std::optional<uid_t> userAtOtherEnd(int socket)
+{
+    const auto here = endOf(socket, ::getsockname);
+    const auto there = endOf(socket, ::getpeername);
+    if (!here || !there)
+        return {};
+    // A browser's socket for both versions of IP stands in the second table, though it speaks the fourth.
+    for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+        if (const auto owner = ownerIn(table, *there, *here))
+            return owner;
+    }
+    return {};
+}
+
+} // namespace localservice

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <sys/types.h>
+
+namespace localservice {
+
+/// The user of this machine whose program holds the other end of a connected TCP socket, from the kernel's tables
+/// (proc(5): /proc/net/tcp and tcp6). Nothing when the other end is elsewhere or it cannot be told.
+std::optional<uid_t> userAtOtherEnd(int socket);
+
+} // namespace localservice

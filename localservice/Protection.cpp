@@ -1,0 +1,24 @@
+#include "Protection.h"
+
+namespace localservice {
+
+Headers protectionHeaders(bool secure, std::string_view host)
+{
+    Headers headers{
+        {"Content-Security-Policy", "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; "
+                                    "frame-ancestors 'none'; base-uri 'none'"},
+        {"X-Content-Type-Options", "nosniff"},
+        {"X-Frame-Options", "DENY"},
+        {"Referrer-Policy", "same-origin"},
+        {"Cross-Origin-Opener-Policy", "same-origin"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+        {"Cache-Control", "no-store"},
+    };
+    // It holds for all ports of a name: that of every program on every machine is not ours to decide about.
+    const auto name = host.substr(0, host.rfind(':'));
+    if (secure && name != "localhost" && !name.ends_with(".localhost"))
+        headers.emplace_back("Strict-Transport-Security", "max-age=15552000");
+    return headers;
+}
+
+} // namespace localservice

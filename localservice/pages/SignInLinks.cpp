@@ -1,0 +1,45 @@
+#include "SignInLinks.h"
+
+#include "Credentials.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace localservice {
+
+namespace {
+
+constexpr Seconds longestLife = 60;
+// Nobody opens that many pages within a minute.
+constexpr std::size_t mostLinks = 100;
+
+} // namespace
+
+std::optional<std::string> SignInLinks::make(Id person, Seconds now)
+{
+    const auto key = randomSecret();
+    if (!key)
+        return {};
+    const std::lock_guard lock(m_mutex);
+    m_links.push_back({digestOf("link " + *key), person, now});
+    if (m_links.size() > mostLinks)
+        m_links.pop_front();
+    return key;
+}
+
+std::optional<Id> SignInLinks::take(std::string_view key, Seconds now)
+{
+    const std::string digest = digestOf("link " + std::string(key));
+    const std::lock_guard lock(m_mutex);
+    // A clock that was set back makes no link last longer.
+    std::erase_if(m_links, [now](const Link& link) { return std::abs(now - link.made) > longestLife; });
+    const auto found =
+        std::find_if(m_links.begin(), m_links.end(), [&](const Link& link) { return link.digest == digest; });
+    if (found == m_links.end())
+        return {};
+    const Id person = found->person;
+    m_links.erase(found);
+    return person;
+}
+
+} // namespace localservice

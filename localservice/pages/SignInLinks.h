@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Database.h"
+
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+/// Keys by which a browser arrives signed in without a password: 256 random bits each, good for one sign-in within a
+/// minute. In memory only, as digests. Thread-safe.
+class SignInLinks final
+{
+public:
+    /// A key for that person; nothing when there are no random numbers.
+    std::optional<std::string> make(Id person, Seconds now);
+    /// Whose key it is, which then is no key any more.
+    std::optional<Id> take(std::string_view key, Seconds now);
+
+private:
+    struct Link
+    {
+        std::string digest;
+        Id person = 0;
+        Seconds made = 0;
+    };
+
+    std::mutex m_mutex;
+    std::deque<Link> m_links; // oldest first
+};
+
+} // namespace localservice

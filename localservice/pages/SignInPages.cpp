@@ -1,0 +1,156 @@
+#include "SignInPages.h"
+
+#include "Browser.h"
+#include "Parts.h"
+
+#include <algorithm>
+#include <array>
+
+namespace localservice {
+
+namespace {
+
+struct Reason
+{
+    SignInReason reason;
+    std::string_view name;
+    std::string_view text;
+};
+
+// Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
+constexpr std::array reasons{
+    Reason{SignInReason::SessionEnded, "ended", "Your session has ended. Sign in, and you are where you were."},
+    Reason{SignInReason::SignedOut, "out", "You are signed out."},
+    Reason{SignInReason::LinkUsed, "link",
+           "This link has been used, or is more than a minute old. Open the page from Quillon’s menu again, or sign in"
+           " here."},
+};
+
+bool isPassword(std::string_view name)
+{
+    return name.find("password") != std::string_view::npos;
+}
+
+/// "spent_at" as people read it: "Spent at".
+std::string readable(std::string name)
+{
+    std::replace(name.begin(), name.end(), '_', ' ');
+    if (!name.empty() && name[0] >= 'a' && name[0] <= 'z')
+        name[0] = static_cast<char>(name[0] - 32);
+    return name;
+}
+
+/// Where the password comes from that people are asked for.
+void writeAdvice(Html& html, bool withinProgram)
+{
+    const auto advice = html.in("div", {{"class", "advice"}});
+    if (withinProgram) {
+        html.leaf("p", "No password? Open this page from Quillon’s menu, and you are signed in.");
+        html.leaf("p", "You can choose a password under your name, to sign in from other browsers.");
+        return;
+    }
+    html.leaf("p", "Your administrator gave you the password.");
+    const auto paragraph = html.in("p");
+    html.text("Is this service yours? It printed a password at its first start, and ");
+    html.leaf("code", "quillon-service --reset-password");
+    html.text(" makes a new one.");
+}
+
+} // namespace
+
+HeldForm HeldForm::of(const Request& request)
+{
+    HeldForm held{pathHere(request.target)};
+    const auto form = Form::read(request.body);
+    for (const auto& [name, value] : form.fields()) {
+        if (isPassword(name))
+            return {};
+        if (name != "token")
+            held.fields += (held.fields.empty() ? "" : "&") + urlEncoded(name) + "=" + urlEncoded(value);
+    }
+    return held;
+}
+
+Reply signInPage(const SignIn& signIn)
+{
+    return plainPage({"Sign In", Section::None, signIn.status}, [&](Html& html) {
+        html.leaf("p", {{"class", "lead"}}, signIn.accountName);
+        if (!signIn.problem.empty())
+            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, signIn.problem);
+        else if (!signIn.held.empty())
+            html.leaf("p", {{"class", "hint"}, {"role", "status"}},
+                      "Your session had ended, so nothing was saved yet. What you wrote is kept here: sign in, and you"
+                      " can send it again.");
+        for (const auto& reason : reasons) {
+            if (reason.reason == signIn.reason && signIn.problem.empty() && signIn.held.empty())
+                html.leaf("p", {{"class", "hint"}, {"role", "status"}}, reason.text);
+        }
+        const auto sheet = html.in("div", {{"class", "sheet"}});
+        const auto form = html.in("form", {{"method", "post"}, {"action", "/sign-in"}});
+        html.empty("input", {{"type", "hidden"}, {"name", "to"}, {"value", signIn.target}});
+        if (!signIn.held.empty()) {
+            html.empty("input", {{"type", "hidden"}, {"name", "held_target"}, {"value", signIn.held.target}});
+            html.empty("input", {{"type", "hidden"}, {"name", "held_fields"}, {"value", signIn.held.fields}});
+        }
+        writeField(html, {.name = "email",
+                          .label = "E-mail",
+                          .value = signIn.email,
+                          .type = "email",
+                          .required = true,
+                          .autocomplete = "username",
+                          .cssClass = "wide",
+                          .autofocus = signIn.email.empty()});
+        writeField(html, {.name = "password",
+                          .label = "Password",
+                          .type = "password",
+                          .required = true,
+                          .autocomplete = "current-password",
+                          .cssClass = "wide",
+                          .autofocus = !signIn.email.empty()});
+        html.leaf("button", {{"class", "main"}}, "Sign In");
+        writeAdvice(html, signIn.withinProgram);
+    });
+}
+
+std::string signInPath(std::string_view target, SignInReason reason)
+{
+    std::string path = "/sign-in?to=" + urlEncoded(target);
+    for (const auto& known : reasons) {
+        if (known.reason == reason)
+            (path += "&why=") += known.name;
+    }
+    return path;
+}
+
+SignInReason signInReason(const Form& query)
+{
+    const auto found = std::find_if(reasons.begin(), reasons.end(),
+                                    [&](const auto& known) { return known.name == query.text("why"); });
+    return found == reasons.end() ? SignInReason::None : found->reason;
+}
+
+Reply sendAgainPage(const Visit& visit, const HeldForm& held)
+{
+    return page(visit, {"Not Saved Yet"}, [&](Html& html) {
+        const auto sheet = html.in("section", {{"class", "sheet question"}});
+        html.leaf("p", "Your session had ended when this was sent. Nothing is lost: look at it, and send it again.");
+        const auto fields = Form::read(held.fields);
+        {
+            const auto list = html.in("dl", {{"class", "held"}});
+            for (const auto& [name, value] : fields.fields()) {
+                // Numbers of records say nothing to people.
+                if (value.empty() || name == "id" || name.ends_with("_id"))
+                    continue;
+                html.leaf("dt", readable(name));
+                html.leaf("dd", value);
+            }
+        }
+        const auto form = formTo(html, visit, held.target, "buttons");
+        for (const auto& [name, value] : fields.fields())
+            html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+        html.leaf("button", {{"class", "main"}}, "Send Again");
+        html.leaf("a", {{"class", "button"}, {"href", "/daily"}}, "Leave It");
+    });
+}
+
+} // namespace localservice

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Form.h"
+#include "Page.h"
+
+#include <string>
+#include <string_view>
+
+namespace localservice {
+
+/// A form that was sent when there was no session any more: kept in the page, and sent again when somebody has signed
+/// in and looked at it, so that nothing is lost and nothing is done unasked.
+struct HeldForm
+{
+    std::string target = {};
+    std::string fields = {}; ///< encoded as a body, without the session's token
+
+    /// Nothing is kept of a form with passwords in it.
+    static HeldForm of(const Request& request);
+    bool empty() const { return target.empty(); }
+};
+
+/// Why somebody has to sign in, when there is more to say than that.
+enum class SignInReason
+{
+    None,
+    SessionEnded,
+    SignedOut,
+    LinkUsed,
+};
+
+struct SignIn
+{
+    std::string accountName = {};
+    std::string target = {}; ///< where it goes on to
+    std::string email = {};
+    std::string problem = {}; ///< why the last try failed
+    SignInReason reason = SignInReason::None;
+    HeldForm held = {};
+    /// The service runs within the desktop program, whose menu opens pages signed in.
+    bool withinProgram = false;
+    int status = 200;
+};
+
+Reply signInPage(const SignIn& signIn);
+/// The address of the sign-in page that goes on to `target`.
+std::string signInPath(std::string_view target, SignInReason reason = SignInReason::None);
+/// The reason that such an address names.
+SignInReason signInReason(const Form& query);
+
+/// Shows a form that was held back, to be sent once more.
+Reply sendAgainPage(const Visit& visit, const HeldForm& held);
+
+} // namespace localservice
