@@ -33,6 +33,40 @@ class Sessions(pages.PageTest):
             self.press("Sign In")
             self.assertEqual(self.path, page)
 
+    def test_what_was_typed_outlives_the_session(self):
+        self.sign_in(to=TODAY)
+        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Notes", "Three sketches,\nand <a> letter")
+        self.host.pass_time(hours=12, seconds=1)
+        before = self.host.everything()
+        self.press("Add Entry")
+        self.assertEqual(self.heading, "Sign In")
+        self.check_page()
+        self.shot("sign-in-kept")
+        # A slip of the finger loses nothing either.
+        for password in ("wrong", "secret"):
+            self.fill("E-mail", "ann@example.com")
+            self.fill("Password", password)
+            self.press("Sign In")
+        self.assertIn("Three sketches", self.words)
+        self.check_page()
+        self.shot("not-saved-yet")
+        self.assertEqual(self.host.everything(), before)
+        self.press("Send Again")
+        self.assertEqual(self.host.data("SELECT notes FROM entries"), [("Three sketches,\nand <a> letter",)])
+
+    def test_what_was_typed_is_not_sent_by_somebody_else(self):
+        """A kept form waits for whoever signs in to look at it; it never goes by itself."""
+        self.sign_in(to=TODAY)
+        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Notes", "Ann's")
+        self.host.pass_time(hours=12, seconds=1)
+        self.press("Add Entry")
+        self.fill("E-mail", "ben@example.com")
+        self.fill("Password", "secret")
+        self.press("Sign In")
+        self.assertEqual(self.host.data("SELECT count(*) FROM entries"), [(0,)])
+
     def test_two_people_see_their_own(self):
         ben = self.another_browser()
         for browser, person in ((self, "ann"), (ben, "ben")):
