@@ -139,7 +139,11 @@ Reply save(const Visit& visit, const std::vector<Id>& numbers)
 Reply setTimer(const Visit& visit, const std::vector<Id>& numbers)
 {
     auto timesheet = timesheetOf(visit);
-    const auto set = timesheet.setRunning(numbers[0], visit.form.text("state") == "running");
+    const bool run = visit.form.text("state") == "running";
+    // A timer that runs can be stopped whatever has become of its entry.
+    const auto set = (run ? changeable(visit, numbers[0]) : timesheet.entry(numbers[0])).and_then([&](const Entry&) {
+        return timesheet.setRunning(numbers[0], run);
+    });
     if (set)
         return goTo(dayPath(set->day));
     const auto entry = timesheet.entry(numbers[0]);

@@ -151,7 +151,7 @@ class Day(pages.PageTest):
             for target in (f"/entries/{entry}", f"/entries/{entry}/remove"):
                 self.assertEqual(self.request("GET", target)[0], status)
                 self.assertEqual(self.send(target, booking="1-1", updated="1", notes="x", hours="5")[0], status)
-        for entry, status in {locked: 422, theirs: 404, gone: 422}.items():
+        for entry, status in {locked: 422, billed: 422, theirs: 404, gone: 422}.items():
             self.assertEqual(self.send(f"/entries/{entry}/timer", state="running")[0], status)
         self.press("Start")
         self.assertEqual(self.texts("[role=alert]"), ["This project has been archived."])
