@@ -1,5 +1,6 @@
 #include "DateText.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -21,6 +22,9 @@ constexpr std::array<std::string_view, 7> wholeWeekdays{"Sunday",   "Monday", "T
 constexpr std::array<std::string_view, 12> wholeMonths{"January",   "February", "March",    "April",
                                                        "May",       "June",     "July",     "August",
                                                        "September", "October",  "November", "December"};
+
+// What is worked out with more would not fit into a number of seconds.
+constexpr double mostHours = 1e6;
 
 char lower(char c)
 {
@@ -304,7 +308,7 @@ std::optional<double> readHours(std::string_view text)
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), hours, std::chars_format::fixed);
     if (text.empty() || error != std::errc{} || end != text.data() + text.size() || !std::isfinite(hours) || hours < 0)
         return {};
-    return hours;
+    return std::min(hours, mostHours);
 }
 
 } // namespace localservice

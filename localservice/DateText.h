@@ -44,7 +44,7 @@ std::optional<Day> readDay(std::string_view text);
 std::optional<Seconds> readMoment(std::string_view text);
 /// Reads "9:15am", "09:15 AM" and "21:15".
 std::optional<Minutes> readClock(std::string_view text);
-/// Reads a number of hours, not negative, in decimal form.
+/// Reads a number of hours, not negative, in decimal form. More than anybody can mean becomes a million.
 std::optional<double> readHours(std::string_view text);
 
 } // namespace localservice

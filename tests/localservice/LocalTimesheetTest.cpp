@@ -217,6 +217,8 @@ void LocalTimesheetTest::refusesWhatCannotBeBooked_data()
     QTest::newRow("infinite hours") << body(u"project_id=1 task_id=1 hours=inf"_s) << u"The hours cannot be read."_s;
     QTest::newRow("too many hours") << body(u"project_id=1 task_id=1 hours=24.02"_s)
                                     << u"An entry cannot have more than 24 hours."_s;
+    QTest::newRow("hours without end") << body(u"project_id=1 task_id=1 hours=1"_s + QString(30, u'0'))
+                                       << u"An entry cannot have more than 24 hours."_s;
     QTest::newRow("no such day") << body(u"project_id=1 task_id=1 spent_at=Fri,_30_Feb_2024"_s)
                                  << u"The date cannot be read."_s;
     const auto unreadable = u"The request body cannot be read."_s;
