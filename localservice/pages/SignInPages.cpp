@@ -40,6 +40,13 @@ std::string readable(std::string name)
     return name;
 }
 
+/// Whether it names records, such as 12 or 12-7, which say nothing to people.
+bool isRecord(std::string_view value)
+{
+    return value.find_first_not_of("0123456789-") == std::string_view::npos &&
+           std::count(value.begin(), value.end(), '-') < 2;
+}
+
 /// Where the password comes from that people are asked for.
 void writeAdvice(Html& html, bool withinProgram)
 {
@@ -138,8 +145,7 @@ Reply sendAgainPage(const Visit& visit, const HeldForm& held)
         {
             const auto list = html.in("dl", {{"class", "held"}});
             for (const auto& [name, value] : fields.fields()) {
-                // Numbers of records say nothing to people.
-                if (value.empty() || name == "id" || name.ends_with("_id"))
+                if (value.empty() || (isRecord(value) && name != "hours"))
                     continue;
                 html.leaf("dt", readable(name));
                 html.leaf("dd", value);
