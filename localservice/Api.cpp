@@ -329,8 +329,8 @@ tl::unexpected<Reply> stranger(int status = 401, Headers headers = {})
 
 } // namespace
 
-Api::Api(Storage& storage, Clock clock, SignInThrottle& throttle, std::string_view ownerPassword)
-    : m_storage(storage), m_clock(std::move(clock)), m_throttle(throttle),
+Api::Api(Storage& storage, Clock clock, PasswordSignIn& signIn, std::string_view ownerPassword)
+    : m_storage(storage), m_clock(std::move(clock)), m_signIn(signIn),
       m_ownerDigest(ownerPassword.empty() ? std::string() : digestOf(ownerPassword))
 {
 }
@@ -340,25 +340,18 @@ tl::expected<Person, Reply> Api::signedIn(const Request& request)
     const auto credentials = BasicCredentials::fromHeader(request.header("Authorization"));
     if (!credentials)
         return stranger();
-    const bool owner = digestOf(credentials->password) == m_ownerDigest;
-    if (const auto wait =
-            owner ? std::nullopt : m_throttle.tryAgainIn(request.peer, credentials->email, credentials->password))
-        return stranger(429, {{"Retry-After", std::to_string(wait->count())}});
-    const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<Person, Problem> {
-        auto person = owner ? ownerOf(database, request.subdomain())
-                            : personByEmail(database, credentials->email, request.subdomain());
-        if (!person)
-            return tl::unexpected(Problem{401, "Authentication", {}});
+    if (digestOf(credentials->password) == m_ownerDigest) {
+        const auto owner = m_storage.look([&](SQLite::Database& database) -> tl::expected<Person, Problem> {
+            auto person = ownerOf(database, request.subdomain());
+            return person ? tl::expected<Person, Problem>(std::move(*person)) : tl::unexpected(Problem{});
+        });
+        return owner ? tl::expected<Person, Reply>(*owner) : stranger();
+    }
+    auto person = m_signIn.person(request, credentials->email, credentials->password);
+    if (person)
         return std::move(*person);
-    });
-    if (found && owner)
-        return *found;
-    if (!found)
-        m_passwords.fitsNobody(credentials->password);
-    if (!found || !m_passwords.fits(credentials->password, found->passwordHash))
-        return stranger();
-    m_throttle.succeeded(request.peer, credentials->email);
-    return *found;
+    const auto wait = person.error().tryAgainIn;
+    return wait ? stranger(429, {{"Retry-After", std::to_string(wait->count())}}) : stranger();
 }
 
 Reply Api::answer(const Request& request)

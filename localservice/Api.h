@@ -3,7 +3,7 @@
 #include "Credentials.h"
 #include "Database.h"
 #include "Http.h"
-#include "SignInThrottle.h"
+#include "PasswordSignIn.h"
 #include "Timesheet.h"
 
 namespace localservice {
@@ -13,7 +13,7 @@ class Api final
 {
 public:
     /// `ownerPassword`: see Service::Options.
-    Api(Storage& storage, Clock clock, SignInThrottle& throttle, std::string_view ownerPassword);
+    Api(Storage& storage, Clock clock, PasswordSignIn& signIn, std::string_view ownerPassword);
 
     Reply answer(const Request& request);
 
@@ -24,8 +24,7 @@ private:
 
     Storage& m_storage;
     Clock m_clock;
-    SignInThrottle& m_throttle;
-    PasswordCheck m_passwords;
+    PasswordSignIn& m_signIn;
     std::string m_ownerDigest;
 };
 

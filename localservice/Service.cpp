@@ -2,7 +2,7 @@
 
 #include "Api.h"
 #include "HttpServer.h"
-#include "SignInThrottle.h"
+#include "PasswordSignIn.h"
 #include "Storage.h"
 #include "pages/Site.h"
 
@@ -20,7 +20,7 @@ public:
     explicit State(Options options)
         : m_options(std::move(options)),
           m_clock(m_options.clock ? m_options.clock : [] { return std::chrono::system_clock::now(); }),
-          m_throttle(m_clock), m_server([this](const Request& request) { return answer(request); })
+          m_server([this](const Request& request) { return answer(request); })
     {
     }
 
@@ -32,9 +32,10 @@ public:
             if (!opened)
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);
-            m_api = std::make_unique<Api>(m_database->storage(), m_clock, m_throttle, m_options.ownerPassword);
+            m_signIn = std::make_unique<PasswordSignIn>(m_database->storage(), m_clock);
+            m_api = std::make_unique<Api>(m_database->storage(), m_clock, *m_signIn, m_options.ownerPassword);
             m_site =
-                std::make_unique<Site>(m_database->storage(), m_clock, m_throttle,
+                std::make_unique<Site>(m_database->storage(), m_clock, *m_signIn,
                                        Site::Options{.withinProgram = !m_options.ownerPassword.empty(),
                                                      .signInLinks = !m_options.tls && isLoopback(m_options.address)});
         }
@@ -116,9 +117,9 @@ private:
 
     const Options m_options;
     const Clock m_clock;
-    SignInThrottle m_throttle;
     mutable std::mutex m_mutex;
     std::unique_ptr<Database> m_database;
+    std::unique_ptr<PasswordSignIn> m_signIn;
     std::unique_ptr<Api> m_api;
     std::unique_ptr<Site> m_site;
     std::map<std::string, std::deque<Reply>> m_scripts;

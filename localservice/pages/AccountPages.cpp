@@ -1,11 +1,11 @@
 #include "NameText.h"
 #include "Parts.h"
+#include "PasswordSignIn.h"
 #include "Passwords.h"
 #include "People.h"
+#include "SignInPages.h"
 #include "Site.h"
 #include "Storage.h"
-
-#include "../Credentials.h"
 
 #include <optional>
 
@@ -194,15 +194,19 @@ Reply save(const Visit& visit)
     return done ? goTo(here, "saved") : refused(visit, {.details = details, .problem = done.error()});
 }
 
-Reply changePassword(const Visit& visit, PasswordCheck& passwords)
+Reply changePassword(const Visit& visit, PasswordSignIn& signIn)
 {
-    const auto wrong = [&](std::string message, std::string field) {
-        return refused(visit, {.problem = {422, "Validation", std::move(message), std::move(field)}});
+    const auto wrong = [&](std::string message, std::string field, int status = 422) {
+        return refused(visit, {.problem = {status, "Validation", std::move(message), std::move(field)}});
     };
     const auto& form = visit.form;
-    const auto& present = visit.person.passwordHash;
-    if (!present.empty() && !passwords.fits(form.text("present-password"), present))
-        return wrong("This is not your present password.", "present-password");
+    if (!visit.person.passwordHash.empty()) {
+        const auto person = signIn.person(visit.request, visit.person.email, form.text("present-password"));
+        if (!person && person.error().tryAgainIn)
+            return wrong(tooManyTries, "present-password", 429);
+        if (!person || person->id != visit.person.id)
+            return wrong("This is not your present password.", "present-password");
+    }
     if (form.text("new-password") != form.text("new-password-again"))
         return wrong("This is not the same as above.", "new-password-again");
     const auto hash = hashOfChosen(form.text("new-password"), "new-password");
@@ -250,11 +254,11 @@ Reply saveAccount(const Visit& visit)
 void addAccountPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    const auto passwords = std::make_shared<PasswordCheck>();
     site.add("GET", here, [](const Visit& visit, const Numbers&) { return accountPage(visit); });
     site.add("POST", here, [](const Visit& visit, const Numbers&) { return save(visit); });
-    site.add("POST", here + "/password",
-             [passwords](const Visit& visit, const Numbers&) { return changePassword(visit, *passwords); });
+    site.add("POST", here + "/password", [&signIn = site.passwordSignIn()](const Visit& visit, const Numbers&) {
+        return changePassword(visit, signIn);
+    });
     site.add("POST", here + "/sign-out-everywhere",
              [](const Visit& visit, const Numbers&) { return signOutEverywhere(visit); });
     site.add(

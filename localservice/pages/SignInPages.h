@@ -42,6 +42,9 @@ struct SignIn
     int status = 200;
 };
 
+/// What people read instead of whether their password is right.
+constexpr const char* tooManyTries = "There were too many attempts. Try again in a few minutes.";
+
 Reply signInPage(const SignIn& signIn);
 /// The address of the sign-in page that goes on to `target`.
 std::string signInPath(std::string_view target, SignInReason reason = SignInReason::None);

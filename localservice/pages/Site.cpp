@@ -2,9 +2,10 @@
 
 #include "Assets.h"
 #include "Browser.h"
+#include "Credentials.h"
+#include "PasswordSignIn.h"
 #include "PeerUser.h"
 #include "SignInPages.h"
-#include "SignInThrottle.h"
 #include "Storage.h"
 
 #include <algorithm>
@@ -37,8 +38,8 @@ bool isOwnBrowser(const Request& request)
 
 } // namespace
 
-Site::Site(Storage& storage, Clock clock, SignInThrottle& throttle, Options options)
-    : m_storage(storage), m_clock(std::move(clock)), m_options(options), m_sessions(storage), m_throttle(throttle)
+Site::Site(Storage& storage, Clock clock, PasswordSignIn& signIn, Options options)
+    : m_storage(storage), m_clock(std::move(clock)), m_options(options), m_sessions(storage), m_signIn(signIn)
 {
     addDayPages(*this);
     addCatalogPages(*this);
@@ -146,27 +147,17 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
                   .email = form.trimmed("email"),
                   .held = {form.text("held_target"), form.text("held_fields")},
                   .withinProgram = m_options.withinProgram};
-    const std::string password = form.text("password");
-    if (const auto wait = m_throttle.tryAgainIn(request.peer, signIn.email, password)) {
-        signIn.problem = "There were too many attempts. Try again in a few minutes.";
-        signIn.status = 429;
+    auto person = m_signIn.person(request, signIn.email, form.text("password"));
+    if (!person) {
+        const auto wait = person.error().tryAgainIn;
+        signIn.problem = wait ? tooManyTries : "E-mail and password do not fit together.";
+        signIn.status = wait ? 429 : 422;
         auto reply = signInPage(signIn);
-        reply.headers.emplace_back("Retry-After", std::to_string(wait->count()));
+        if (wait)
+            reply.headers.emplace_back("Retry-After", std::to_string(wait->count()));
         return reply;
     }
-    auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
-        return personByEmail(database, signIn.email, account.subdomain);
-    });
-    const bool known = found && *found;
-    if (!known)
-        m_passwords.fitsNobody(password);
-    if (!known || !m_passwords.fits(password, (*found)->passwordHash)) {
-        signIn.problem = "E-mail and password do not fit together.";
-        signIn.status = 422;
-        return signInPage(signIn);
-    }
-    m_throttle.succeeded(request.peer, signIn.email);
-    const auto secret = m_sessions.begin((*found)->id, now);
+    const auto secret = m_sessions.begin(person->id, now);
     if (!secret) {
         signIn.problem = "The data file cannot be written now. Try again.";
         signIn.status = 500;
@@ -175,7 +166,7 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     if (signIn.held.empty())
         return enter(request, goTo(signIn.target), *secret);
     signIn.held.target = pathHere(signIn.held.target);
-    return enter(request, sendAgainPage(visit(request, *secret, std::move(**found), now), signIn.held), *secret);
+    return enter(request, sendAgainPage(visit(request, *secret, std::move(*person), now), signIn.held), *secret);
 }
 
 std::string Site::signInLink(const std::string& subdomain, const std::string& email, const std::string& target)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Credentials.h"
 #include "Page.h"
 #include "Sessions.h"
 #include "SignInLinks.h"
@@ -13,7 +12,7 @@
 
 namespace localservice {
 
-class SignInThrottle;
+class PasswordSignIn;
 class Storage;
 
 /// The pages for people's browsers. Everything but signing in needs a session; every form needs its token. Any thread.
@@ -36,7 +35,7 @@ public:
         bool signInLinks = false;   ///< the service is for this machine alone
     };
 
-    Site(Storage& storage, Clock clock, SignInThrottle& throttle, Options options);
+    Site(Storage& storage, Clock clock, PasswordSignIn& signIn, Options options);
 
     /// Whether a browser asks for a page, rather than a program for XML.
     static bool isAskedBy(const Request& request);
@@ -46,6 +45,9 @@ public:
     /// The path by which a browser of this machine's user arrives at `target` signed in as that person of the account,
     /// once and within a minute: `target` itself when there are no such links here.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target);
+
+    /// For pages that ask for a password once more.
+    PasswordSignIn& passwordSignIn() const { return m_signIn; }
 
     /// `path` has "#" for a number: "/projects/#". Forms are sent with POST, everything else is GET.
     void add(std::string_view method, std::string_view path, Handler handler, For whom = For::Everybody);
@@ -80,8 +82,7 @@ private:
     const Options m_options;
     Sessions m_sessions;
     SignInLinks m_links;
-    PasswordCheck m_passwords;
-    SignInThrottle& m_throttle;
+    PasswordSignIn& m_signIn;
     std::vector<Route> m_routes;
 };
 

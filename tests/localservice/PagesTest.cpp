@@ -94,6 +94,7 @@ private Q_SLOTS:
     void readsForms();
     void escapesTexts();
     void signsIn();
+    void slowsGuessingDownOnceInside();
     void sessionsEnd_data();
     void sessionsEnd();
     void refusesOtherSites_data();
@@ -164,6 +165,25 @@ void PagesTest::signsIn()
         files += file.readAll();
     }
     QVERIFY(files.contains("sessions") && !files.contains(second.section(u'=', 1).toUtf8()));
+}
+
+void PagesTest::slowsGuessingDownOnceInside()
+{
+    Scenario s;
+    Browser browser(s);
+    browser.signIn();
+    const QString token = browser.token();
+    const auto change = [&](const QString& present) {
+        return browser.post(u"/account/password"_s, {{u"token"_s, token},
+                                                     {u"present-password"_s, present},
+                                                     {u"new-password"_s, u"correct horse"_s},
+                                                     {u"new-password-again"_s, u"correct horse"_s}});
+    };
+    for (int i = 0; i < 10; ++i)
+        QCOMPARE(change(QString::number(i)).status, 422);
+    QCOMPARE(change(u"secret"_s).status, 429);
+    s.pass(15min);
+    QCOMPARE(where(change(u"secret"_s)), u"303 /account?note=password"_s);
 }
 
 void PagesTest::sessionsEnd_data()

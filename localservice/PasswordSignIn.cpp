@@ -1,0 +1,24 @@
+#include "PasswordSignIn.h"
+
+#include "Storage.h"
+
+namespace localservice {
+
+tl::expected<Person, PasswordSignIn::Refusal> PasswordSignIn::person(const Request& request, const std::string& email,
+                                                                     const std::string& password)
+{
+    if (const auto wait = m_throttle.tryAgainIn(request.peer, email, password))
+        return tl::unexpected(Refusal{wait});
+    auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
+        return personByEmail(database, email, request.subdomain());
+    });
+    const bool known = found && *found;
+    if (!known)
+        m_passwords.fitsNobody(password);
+    if (!known || !m_passwords.fits(password, (*found)->passwordHash))
+        return tl::unexpected(Refusal{});
+    m_throttle.succeeded(request.peer, email);
+    return std::move(**found);
+}
+
+} // namespace localservice
