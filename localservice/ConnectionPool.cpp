@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace localservice {
@@ -42,9 +43,7 @@ void ConnectionPool::add(int socket, const std::string& peer)
                                        [](const Client& other) { return other.state == State::Waiting; });
     if (isFull(m_clients.back().network))
         endIdleOne(&m_clients.back().network);
-    else if (static_cast<std::size_t>(waiting) > m_freeThreads && m_threads.size() < mostThreads)
-        m_threads.emplace_back([this] { work(); });
-    else if (static_cast<std::size_t>(waiting) > m_freeThreads)
+    else if (static_cast<std::size_t>(waiting) > m_freeThreads && !addThread())
         endIdleOne(nullptr);
     m_changed.notify_one();
 }
@@ -67,6 +66,19 @@ void ConnectionPool::endIdle(int socket)
 {
     const std::lock_guard lock(m_mutex);
     become(served(socket), State::Busy);
+}
+
+bool ConnectionPool::addThread()
+{
+    if (m_threads.size() >= mostThreads)
+        return false;
+    try {
+        m_threads.emplace_back([this] { work(); });
+        return true;
+    } catch (const std::system_error&) {
+        // The machine gives no more threads now. The client waits for one of those that are there, or for the next try.
+        return false;
+    }
 }
 
 void ConnectionPool::work()

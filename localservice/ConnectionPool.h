@@ -50,6 +50,7 @@ private:
     };
     using Clients = std::list<Client>; // in order of their last change of state
 
+    bool addThread();
     void work();
     void become(Clients::iterator client, State state);
     Clients::iterator served(int socket);
