@@ -24,7 +24,8 @@ struct Visit
     std::string session;   ///< the secret of the session, which never stands in a page
     std::string formToken; ///< every form of the session carries it
     Form query;
-    Form form; ///< the fields that were sent; already known to come from a page of this session
+    Form form;                  ///< the fields that were sent; already known to come from a page of this session
+    bool withinProgram = false; ///< the desktop program runs this service, and needs no advice to find it
 };
 
 /// The part of the site that a page belongs to, marked in the navigation.

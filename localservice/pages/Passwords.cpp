@@ -126,6 +126,8 @@ void writeHowToSignIn(Html& html, const Visit& visit, const std::string& email)
                       (domain.empty() ? std::string(visit.request.header("Host")) : subdomain + domain));
         writeFact(html, "E-mail", email);
     }
+    if (visit.withinProgram && email == visit.person.email)
+        return;
     html.leaf("h3", "In the desktop program");
     {
         const auto facts = html.in("dl", {{"class", "facts"}});

@@ -214,7 +214,8 @@ Visit Site::visit(const Request& request, std::string_view secret, Person person
             std::string(secret),
             Sessions::formToken(secret),
             Form::read(request.query()),
-            {}};
+            {},
+            m_options.withinProgram};
 }
 
 std::optional<Site::Account> Site::account(const Request& request)

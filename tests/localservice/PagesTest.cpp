@@ -22,7 +22,8 @@ using Fields = QList<std::pair<QString, QString>>;
 class Browser
 {
 public:
-    explicit Browser(const Scenario& s) : url(QString::fromStdString(s.service->url("acme"))), client(url, {}, {}) {}
+    explicit Browser(const Scenario& s) : Browser(s.service->url("acme")) {}
+    explicit Browser(const std::string& base) : url(QString::fromStdString(base)), client(url, {}, {}) {}
 
     Answer get(const QString& target, const QStringList& headers = {}) { return send("GET", target, {}, headers); }
 
@@ -102,6 +103,7 @@ private Q_SLOTS:
     void keepsFormsOfEndedSessions();
     void linksSignInOnce();
     void linksAreForTheirUser();
+    void theProgramNeedsNoAdvice();
     void protectsEveryAnswer_data();
     void protectsEveryAnswer();
     void protectsOverTls();
@@ -364,6 +366,24 @@ void PagesTest::linksAreForTheirUser()
     QVERIFY(stranger.cookie.isEmpty());
     QCOMPARE(where(entered), u"303 /reports"_s);
     QVERIFY(own.isSignedIn());
+}
+
+void PagesTest::theProgramNeedsNoAdvice()
+{
+    QTemporaryDir folder;
+    localservice::Service service(
+        {.dataFile = folder.filePath(u"x.sqlite"_s).toStdString(), .ownerPassword = "made for this run"});
+    const auto database = service.database();
+    QVERIFY(database && (*database)->ensureSampleAccount("me@localhost") && service.start());
+    Browser browser(service.url("local"));
+    const auto link = QString::fromStdString(service.signInLink("local", "me@localhost", "/account"));
+    QCOMPARE(where(browser.get(link.mid(browser.url.size()))), u"303 /account"_s);
+    const auto account = browser.get(u"/account"_s);
+    QVERIFY(account.body.contains("In a browser") && !account.body.contains("Info.json"));
+
+    Browser other(*m_shared);
+    other.signIn();
+    QVERIFY(other.get(u"/account"_s).body.contains("Info.json"));
 }
 
 void PagesTest::protectsEveryAnswer_data()
