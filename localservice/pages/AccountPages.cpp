@@ -78,7 +78,8 @@ void writePassword(Html& html, const Visit& visit, const Typed* typed)
     html.leaf("h2", "Password");
     html.leaf(
         "p", {{"class", "faint"}},
-        has ? "A new password signs you out of every other browser. The desktop program asks for it, too."
+        has ? std::string("A new password signs you out of every other browser.") +
+                  (visit.withinProgram ? "" : " The desktop program asks for it, too.")
             : "You have none yet: the program on this computer signs you in by itself. With one you can also sign "
               "in here without it.");
     const auto form = formTo(html, visit, here + "/password", "fields");

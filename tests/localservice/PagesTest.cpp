@@ -379,7 +379,8 @@ void PagesTest::theProgramNeedsNoAdvice()
     const auto link = QString::fromStdString(service.signInLink("local", "me@localhost", "/account"));
     QCOMPARE(where(browser.get(link.mid(browser.url.size()))), u"303 /account"_s);
     const auto account = browser.get(u"/account"_s);
-    QVERIFY(account.body.contains("In a browser") && !account.body.contains("Info.json"));
+    QVERIFY(account.body.contains("In a browser") && account.body.contains("Present password"));
+    QVERIFY(!account.body.contains("Info.json") && !account.body.contains("asks for it"));
 
     Browser other(*m_shared);
     other.signIn();
