@@ -109,13 +109,10 @@ struct Origin
 /// One hop of a request.
 struct HttpClient::Exchange
 {
+    const HttpRequest& request;
     QByteArray url;
     QByteArray host;
-    QByteArray method;
     HttpHeaders headers;
-    const std::optional<QByteArray>& body;
-    bool sendsBody = false;
-    bool changesSomething = false;
     std::chrono::milliseconds timeout{};
     QByteArray& redirect; ///< where the reply leads on
 };
@@ -147,11 +144,12 @@ HttpClient::~HttpClient() = default;
 
 HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& stop)
 {
-    const auto fail = [](CURLcode code) {
-        HttpReply failed;
-        failed.error = error(code);
-        return failed;
+    const auto failed = [](Error why) {
+        HttpReply reply;
+        reply.error = std::move(why);
+        return reply;
     };
+    const auto fail = [&failed](CURLcode code) { return failed(error(code)); };
     if (!CurlLibrary::load())
         return fail(CURLE_FAILED_INIT);
     if (!m_handles)
@@ -162,14 +160,8 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         return fail(CURLE_URL_MALFORMAT);
     const auto deadline = Steady::now() + m_timeout;
     QByteArray redirect;
-    Exchange exchange{.url = request.url,
-                      .host = first->host,
-                      .method = request.body ? request.method : "GET",
-                      .headers = request.headers,
-                      .body = request.body,
-                      .sendsBody = request.body.has_value(),
-                      .changesSomething = request.changesSomething,
-                      .redirect = redirect};
+    Exchange exchange{
+        .request = request, .url = request.url, .host = first->host, .headers = request.headers, .redirect = redirect};
 
     // Redirects are followed here and not by the library, which cannot be told to stay with https once it was reached.
     std::optional<Origin> origin = first;
@@ -180,9 +172,16 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         HttpReply reply = sendOnce(exchange, stop);
         const bool leadsOn = reply.status == 301 || reply.status == 302 || reply.status == 303 || reply.status == 307 ||
                              reply.status == 308;
-        if (reply.error || !leadsOn || redirect.isEmpty())
+        if (reply.error || !leadsOn)
             return reply;
-
+        // Whether it was carried out nobody can tell, and another host has no business with what is in it.
+        if (request.mayChangeSomething())
+            return failed({HttpErrorDomain,
+                           CURLE_TOO_MANY_REDIRECTS,
+                           u"The service redirected the request to another address."_s,
+                           {}});
+        if (redirect.isEmpty())
+            return reply;
         if (redirects == mostRedirects)
             return fail(CURLE_TOO_MANY_REDIRECTS);
         const std::optional<Origin> next = Origin::of(redirect);
@@ -192,11 +191,6 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
             std::erase_if(exchange.headers, [](const auto& header) {
                 return header.first.compare("Authorization", Qt::CaseInsensitive) == 0;
             });
-        }
-        // As browsers do: only 307 and 308 repeat the request as it was.
-        if (reply.status < 307 && exchange.method != "GET") {
-            exchange.method = "GET";
-            exchange.sendsBody = false;
         }
         exchange.url = redirect;
         exchange.host = next->host;
@@ -230,18 +224,18 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeout.count()));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
-    set(CURLOPT_FRESH_CONNECT, long{exchange.changesSomething});
+    set(CURLOPT_FRESH_CONNECT, long{exchange.request.mayChangeSomething()});
     set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{m_limit});
     // The usual way to name certificates of one's own; the library alone looks at the system's only.
     if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
         set(CURLOPT_CAINFO, certificates.constData());
     if (platform::isLoopbackName(QString::fromUtf8(exchange.host)))
         set(CURLOPT_PROXY, "");
-    if (exchange.sendsBody) {
-        set(CURLOPT_POSTFIELDS, exchange.body->constData());
-        set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{exchange.body->size()});
-        if (exchange.method != "POST")
-            set(CURLOPT_CUSTOMREQUEST, exchange.method.constData());
+    if (const HttpRequest& request = exchange.request; request.body) {
+        set(CURLOPT_POSTFIELDS, request.body->constData());
+        set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{request.body->size()});
+        if (request.method != "POST")
+            set(CURLOPT_CUSTOMREQUEST, request.method.constData());
     }
     using Write = size_t (*)(char*, size_t, size_t, void*);
     struct Sink

@@ -22,9 +22,12 @@ struct HttpRequest
     QByteArray method = "GET";
     HttpHeaders headers; ///< sent in this order
     std::optional<QByteArray> body;
-    /// Whether sending it twice may do harm. Then it never goes over a connection that was used before: such a one may
-    /// have died unnoticed, and a request lost with it is repeated without a word.
+    /// Set for one without a body that changes something all the same.
     bool changesSomething = false;
+
+    /// Then sending it twice may do harm. It follows no redirect, and never goes over a connection that was used
+    /// before: such a one may have died unnoticed, and a request lost with it is repeated without a word.
+    bool mayChangeSomething() const { return changesSomething || body.has_value(); }
 };
 
 /// What came back, as far as anything did.
@@ -45,9 +48,10 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 
 /// Sends one request at a time and waits for the reply.
 ///
-/// Follows up to five redirects, never from https to http, and sends the "Authorization" header to its first host only.
-/// Certificates are verified; proxy and certificates are those of the system, or of the environment (http_proxy and its
-/// kin, SSL_CERT_FILE), but a loopback host is never reached through a proxy. No cookies, no cache. Used on one thread.
+/// A request that only reads follows up to five redirects, never from https to http, with the "Authorization" header
+/// for the first host only; for one that may change something a redirect is an error. Certificates are verified; proxy
+/// and certificates are those of the system, or of the environment (http_proxy and its kin, SSL_CERT_FILE), but a
+/// loopback host is never reached through a proxy. No cookies, no cache. Used on one thread.
 class HttpClient
 {
 public:

@@ -126,7 +126,7 @@ HttpRequest QuillonNetworkOperation::request(const QString& path, const std::opt
         request.body = postData;
         request.method = m_httpMethod.isEmpty() ? QByteArray("GET") : m_httpMethod;
     }
-    request.changesSomething = postData || m_changesSomething;
+    request.changesSomething = m_changesSomething;
     return request;
 }
 
