@@ -26,7 +26,8 @@ QString spokenHours(const QString& text)
     if (parts.size() != 2 || !hoursRead || !minutesRead)
         return text;
     QStringList words;
-    if (text.startsWith(u'-'))
+    // With a clock behind the service's the sign stands before the minutes: "0:-3".
+    if (hours < 0 || minutes < 0)
         words << u"minus"_s;
     if (hours != 0)
         words << counted(std::abs(hours), "hour"_L1);

@@ -359,7 +359,8 @@ void StatusItemViewTest::spokenName_data()
     QTest::newRow("full hours") << u"12:00"_s << true << u"12 hours, running"_s;
     QTest::newRow("one minute") << u"0:01"_s << true << u"1 minute, running"_s;
     QTest::newRow("nothing") << u"0:00"_s << false << u"0 minutes, stopped"_s;
-    QTest::newRow("negative") << u"-1:30"_s << false << u"minus 1 hour 30 minutes, stopped"_s;
+    QTest::newRow("before it began") << u"0:-3"_s << true << u"minus 3 minutes, running"_s;
+    QTest::newRow("hours before it began") << u"-1:-30"_s << true << u"minus 1 hour 30 minutes, running"_s;
     QTest::newRow("placeholder") << u"-:--"_s << false << u"No hours yet"_s;
 }
 
