@@ -87,6 +87,21 @@ QDateTime fromLocalClock(const QDateTime& clock)
     return {};
 }
 
+/// "9:5", "2024-3-05": some releases of ICU read these in a strict pattern, too, others do not.
+bool hasLoneDigit(const QString& text)
+{
+    const auto digitAt = [&](qsizetype i) { return i < text.size() && text.at(i).isDigit(); };
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) != u':' && text.at(i) != u'-')
+            continue;
+        while (i + 1 < text.size() && text.at(i + 1).isSpace())
+            ++i;
+        if (digitAt(i + 1) && !digitAt(i + 2))
+            return true;
+    }
+    return false;
+}
+
 QDateTime toLocalClock(const QDateTime& date)
 {
     const QDateTime local = date.toLocalTime();
@@ -129,6 +144,9 @@ public:
 private:
     QDateTime readAnew(PatternIndex index, const QString& text)
     {
+        // Where a zone follows, a hyphen may be its sign.
+        if (index != Datetime && hasLoneDigit(text))
+            return {};
         const std::optional<QDateTime> moment = parse(get(index), text, true);
         if (!moment)
             return {};
@@ -223,9 +241,10 @@ QDateTime DateFormatting::dateFromStartedStoppedString(const QString& text)
 QDateTime DateFormatting::dateFromUnvalidatedStartedStoppedString(const QString& text)
 {
     for (int index = FirstTyped; index < PatternCount; ++index) {
-        if (const QDateTime date = fromLocalClock(m_formatters->read(static_cast<PatternIndex>(index), text));
-            date.isValid())
-            return date;
+        // The first pattern that reads the text says what was meant. Where the zone skips that time there is none: a
+        // later pattern would take "2:30AM" for half past midnight.
+        if (const QDateTime clock = m_formatters->read(static_cast<PatternIndex>(index), text); clock.isValid())
+            return fromLocalClock(clock);
     }
     return {};
 }

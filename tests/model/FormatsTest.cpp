@@ -51,6 +51,8 @@ private slots:
         row(day, "America/New_York", "2024-03-05T00", "");
         row(day, "UTC", "2024-02-30", "");
         row(day, "UTC", "2024-3-5", "");
+        row(day, "UTC", "2024-3-05", "");
+        row(day, "UTC", "2024- 3-05", "");
         const Reader longDay = &DateFormatting::dateFromLongDaydate;
         row(longDay, "Asia/Tokyo", "Tue, 5 Mar 2024", "2024-03-04T15:00:00Z");
         row(longDay, "Asia/Tokyo", "5 Mar 2024", "");
@@ -69,6 +71,17 @@ private slots:
         row(clock, "America/New_York", "2024-03-10 02:30am", "");
         row(clock, "America/New_York", "2024-03-10 03:30am", "2024-03-10T07:30:00Z");
         row(clock, "America/New_York", "2024-11-03 01:30am", "2024-11-03T06:30:00Z");
+        row(clock, "UTC", "2024-3-05 09:15am", "");
+        // Typed: no later pattern may read what the change skips as another time.
+        const Reader typed = &DateFormatting::dateFromUnvalidatedStartedStoppedString;
+        for (const char* skipped : {"2:30AM", "2:30 a", "2:30", "230", "0230", "2:00AM", "2:59AM"})
+            row(typed, "Europe/Berlin", qPrintable("2026-03-29 "_L1 + QLatin1StringView(skipped)), "");
+        row(typed, "Europe/Berlin", "2026-03-29 3:00AM", "2026-03-29T01:00:00Z");
+        row(typed, "Europe/Berlin", "2026-03-29 2:30PM", "2026-03-29T12:30:00Z");
+        row(typed, "Europe/Berlin", "2026-03-29 230pm", "2026-03-29T10:30:00Z");
+        row(typed, "America/Sao_Paulo", "2018-11-04 12:30AM", "");
+        row(typed, "America/Sao_Paulo", "2018-11-04 1:00AM", "2018-11-04T03:00:00Z");
+        row(typed, "Australia/Lord_Howe", "2024-10-06 2:15AM", "");
     }
     void reads()
     {
