@@ -1,10 +1,15 @@
 #include "MessageBoxAlerts.h"
 
+#include "LongText.h"
+
 #include <QApplication>
 #include <QEvent>
+#include <QGridLayout>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QWindow>
 
 #include <algorithm>
@@ -19,7 +24,9 @@ namespace {
 // A line of text as long as reads well.
 constexpr int kTextWidth = 340;
 constexpr int kIconSize = 64;
-constexpr QLatin1StringView kTitle("qt_msgbox_label"); // Qt's name for it
+// Qt's names for them
+constexpr QLatin1StringView kTitle("qt_msgbox_label");
+constexpr QLatin1StringView kInformativeText("qt_msgbox_informativelabel");
 // Somebody who types or clicks goes on for about as long before they see that something else has come up.
 constexpr TimeSource::Duration kInstant{700};
 
@@ -28,11 +35,14 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
     return box.findChild<QLabel*>(name);
 }
 
-/// A service may explain itself at any length; an alert has to fit the screen.
-QString shortened(const QString& text)
+/// Whether the text can stand in the box as it is, every line of it.
+bool fits(const QString& text, const QMessageBox& box)
 {
-    constexpr qsizetype longest = 600;
-    return text.size() <= longest ? text : text.left(longest) + u'…';
+    constexpr qsizetype longest = 2000; // what is longer need not be measured
+    if (text.size() > longest)
+        return false;
+    const QSize size = box.fontMetrics().boundingRect({0, 0, kTextWidth, 0}, Qt::TextWordWrap, text).size();
+    return size.width() <= kTextWidth && size.height() <= box.screen()->availableGeometry().height() / 4;
 }
 
 } // namespace
@@ -114,11 +124,6 @@ void MessageBoxAlerts::openNext()
         title->setFont(font);
     }
     putTexts();
-    // Texts come from the service too: nothing in them is markup.
-    for (const auto& name : {kTitle, "qt_msgbox_informativelabel"_L1}) {
-        if (QLabel* text = label(*m_box, name))
-            text->setTextFormat(Qt::PlainText);
-    }
 
     connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
     if (alert.unasked) {
@@ -147,8 +152,34 @@ void MessageBoxAlerts::putTexts()
     m_box->setText(alert.title);
     if (QLabel* title = label(*m_box, kTitle))
         title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
-    // Last: now the box takes the size of all this.
-    m_box->setInformativeText(shortened(alert.text));
+    putText(alert.text);
+    // What comes from the service is no markup.
+    for (const auto& name : {kTitle, kInformativeText}) {
+        if (QLabel* text = label(*m_box, name)) {
+            text->setTextFormat(Qt::PlainText);
+            text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        }
+    }
+}
+
+void MessageBoxAlerts::putText(const QString& text)
+{
+    auto* longText = static_cast<LongText*>(m_box->findChild<QPlainTextEdit*>());
+    if (fits(text, *m_box)) {
+        delete longText;
+        m_box->setInformativeText(text);
+        return;
+    }
+    m_box->setInformativeText({});
+    if (!longText)
+        longText = new LongText(kTextWidth, m_box.get());
+    longText->setAccessibleName(m_box->text());
+    longText->setText(text);
+    // Below the title; the box has just made its layout anew.
+    if (auto* grid = qobject_cast<QGridLayout*>(m_box->layout()))
+        grid->addWidget(longText, 1, grid->columnCount() - 1);
+    longText->show();
+    longText->setFocus(); // it is what there is to read, and Return still presses the default button
 }
 
 void MessageBoxAlerts::finished()

@@ -41,6 +41,7 @@ private:
 
     void openNext();
     void putTexts();
+    void putText(const QString& text);
     void finished();
     void answered(int button);
     /// Of the alert that is open.

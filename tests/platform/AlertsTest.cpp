@@ -4,8 +4,10 @@
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QScreen>
@@ -50,7 +52,8 @@ private slots:
     void unaskedOnesAreNotAnsweredByMistake();
     void keepsTheOtherWindowsWaiting();
     void textsArePlain();
-    void longTextsFitTheScreen();
+    void longTextsAreAllThere_data();
+    void longTextsAreAllThere();
     void quitTakesAlertsDown();
 
 private:
@@ -240,12 +243,50 @@ void AlertsTest::textsArePlain()
     QCOMPARE(openBox()->windowTitle(), u"Quillon"_s);
 }
 
-void AlertsTest::longTextsFitTheScreen()
+void AlertsTest::longTextsAreAllThere_data()
 {
+    QTest::addColumn<QString>("text");
+    QTest::newRow("many words") << u"The project is archived. "_s.repeated(200) + u"The end."_s;
+    QTest::newRow("one word") << u"0123456789abcdef"_s.repeated(20);
+    QTest::newRow("many lines") << u"line\n"_s.repeated(200) + u"The end."_s;
+    QTest::newRow("megabytes of words") << u"Why, oh why? "_s.repeated(400000);
+    QTest::newRow("megabytes without a blank") << u"\U0001F9C1x\U0001F9C1"_s.repeated(400000);
+}
+
+void AlertsTest::longTextsAreAllThere()
+{
+    QFETCH(QString, text);
     platform::MessageBoxAlerts alerts(m_time);
-    alerts.show({u"Timer Failed"_s, u"Why, oh why? "_s.repeated(100000), {u"OK"_s}}, {});
-    QTRY_VERIFY(openBox());
-    QVERIFY(openBox()->height() < openBox()->screen()->availableGeometry().height());
+    QList<int> answers;
+    const auto note = [&](int button) { answers << button; };
+    QElapsedTimer time;
+    time.start();
+    const auto id = alerts.show({u"Timer Failed"_s, u"Short."_s, {u"OK"_s}}, note);
+    alerts.update(id, {u"Timer Failed"_s, text, {u"OK"_s}});
+    QMessageBox* box = openBox();
+    QVERIFY(box && QTest::qWaitForWindowActive(box));
+    QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
+
+    auto* shown = box->findChild<QPlainTextEdit*>();
+    QVERIFY(shown && shown->isVisible() && shown->hasFocus());
+    QCOMPARE(shown->toPlainText().remove(u'\n').remove(u' '), QString(text).remove(u'\n').remove(u' '));
+    QCOMPARE(shown->accessibleName(), u"Timer Failed"_s);
+    const QRect screen = box->screen()->availableGeometry();
+    QTRY_VERIFY(box->frameGeometry().height() < screen.height());
+    QVERIFY(box->width() < screen.width());
+    const QWidget* button = box->buttons().first();
+    QVERIFY(box->rect().contains(QRect(button->mapTo(box, QPoint()), button->size())));
+    QVERIFY(!shown->geometry().intersects(QRect(button->mapTo(box, QPoint()), button->size())));
+
+    // The keys reach its end, and still answer.
+    QTest::keyClick(shown, Qt::Key_End, Qt::ControlModifier);
+    QVERIFY(shown->textCursor().atEnd() && shown->viewport()->rect().contains(shown->cursorRect()));
+    QTest::keyClick(shown, Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(shown->textCursor().selectedText().size(), shown->toPlainText().size());
+    alerts.update(id, {u"Timer Failed again"_s, text, {u"OK"_s}});
+    QVERIFY(shown->textCursor().hasSelection());
+    QTest::keyClick(shown, Qt::Key_Return);
+    QCOMPARE(answers, QList<int>{0});
 }
 
 void AlertsTest::quitTakesAlertsDown()
