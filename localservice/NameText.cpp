@@ -18,46 +18,51 @@ char32_t codePoint(std::string_view sequence)
     return result;
 }
 
+} // namespace
+
+std::optional<Character> nextCharacter(std::string_view& text)
+{
+    while (!text.empty()) {
+        const auto length = characterLength(text);
+        const auto bytes = text.substr(0, std::max<std::size_t>(length, 1));
+        text.remove_prefix(bytes.size());
+        if (length > 0)
+            return Character{bytes, codePoint(bytes)};
+    }
+    return {};
+}
+
 bool isControl(char32_t c)
 {
     return c < 0x20 || (c >= 0x7F && c < 0xA0);
 }
 
-/// Blanks of all kinds, line and paragraph separators.
 bool isBlank(char32_t c)
 {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == 0x85 || c == 0xA0 || c == 0x1680 ||
            (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
 }
 
-/// Marks that take no room: joiners, directions, the byte order mark.
 bool isInvisible(char32_t c)
 {
-    return c == 0xAD || (c >= 0x200B && c <= 0x200F) || (c >= 0x202A && c <= 0x202E) || (c >= 0x2060 && c <= 0x206F) ||
-           c == 0xFEFF;
+    return c == 0xAD || c == 0x61C || c == 0x180E || (c >= 0x200B && c <= 0x200F) || (c >= 0x202A && c <= 0x202E) ||
+           (c >= 0x2060 && c <= 0x206F) || c == 0xFEFF;
 }
-
-} // namespace
 
 std::string nameText(std::string_view typed)
 {
     std::string name;
     std::string waiting; ///< what is kept only if something visible follows
-    while (!typed.empty()) {
-        const auto length = characterLength(typed);
-        const auto sequence = typed.substr(0, std::max<std::size_t>(length, 1));
-        typed.remove_prefix(sequence.size());
-        if (length == 0)
-            continue;
-        const char32_t c = codePoint(sequence);
+    while (const auto next = nextCharacter(typed)) {
+        const char32_t c = next->code;
         if (isBlank(c)) {
             if (!name.empty() && !waiting.ends_with(' '))
                 waiting += ' ';
         } else if (isInvisible(c)) {
             if (!name.empty())
-                waiting += sequence;
+                waiting += next->bytes;
         } else if (!isControl(c)) {
-            (name += waiting) += sequence;
+            (name += waiting) += next->bytes;
             waiting.clear();
         }
     }

@@ -1,5 +1,6 @@
 #include "Report.h"
 
+#include "NameText.h"
 #include "People.h"
 #include "Storage.h"
 
@@ -76,6 +77,22 @@ std::string hoursAndMinutes(Seconds seconds)
     const auto minutes = static_cast<long long>((seconds + 30) / 60);
     std::snprintf(text.data(), text.size(), "%lld:%02lld", minutes / 60, minutes % 60);
     return text.data();
+}
+
+/// As they are, in full width and small: all of them begin a formula somewhere.
+bool beginsFormula(char32_t c)
+{
+    constexpr std::u32string_view signs = U"=+-@\uFF1D\uFF0B\uFF0D\uFF20\uFE66\uFE62\uFE63\uFE6B";
+    return signs.find(c) != std::u32string_view::npos;
+}
+
+/// Whether a hyphen, with what follows it, is an item of a list in somebody's notes: nothing in it could be called.
+bool isListItem(char32_t sign, std::string_view rest)
+{
+    const auto line = rest.substr(0, rest.find_first_of("\r\n;\t"));
+    // The second begins all signs in full width.
+    return sign == '-' && line.starts_with(' ') && line.find_first_of("=+@(|!") == std::string_view::npos &&
+           line.find("\xEF") == std::string_view::npos;
 }
 
 } // namespace
@@ -157,17 +174,27 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
 
 std::string csvCell(std::string_view text)
 {
-    constexpr std::string_view formula = "=+-@\t\r";
     std::string cell;
-    for (const char c : text) {
-        // Control characters mean nothing to anybody, and the byte 0 ends a text for some.
-        if (static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t' && c != '\r')
-            continue;
-        if (cell.empty() && formula.find(c) != std::string_view::npos)
-            cell += '\'';
-        cell += c;
+    std::size_t start = 0; ///< where in the cell some spreadsheet may see one begin
+    bool isAtStart = true; ///< nothing that it would look at has come since then
+    while (const auto next = nextCharacter(text)) {
+        const char32_t c = next->code;
+        const bool outside = c == '\t' || c == '\r' || c == '\n';
+        if (isAtStart && ((beginsFormula(c) && !(start > 0 && isListItem(c, text))) || (outside && cell.empty()))) {
+            cell.insert(start, 1, '\'');
+            isAtStart = false;
+        }
+        cell += next->bytes;
         if (c == '"')
             cell += '"';
+        // A spreadsheet that separates by semicolons, as many countries do, sees our lines as one cell each and takes
+        // our quotation marks for text: there, these begin a new one.
+        if (outside || c == ';') {
+            isAtStart = true;
+            start = cell.size();
+        } else {
+            isAtStart = isAtStart && (isBlank(c) || isInvisible(c) || isControl(c));
+        }
     }
     return cell.find_first_of(",\"\r\n\t") == std::string::npos ? cell : '"' + cell + '"';
 }

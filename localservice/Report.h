@@ -64,7 +64,8 @@ struct Report
 /// spreadsheets know that.
 std::string csvOf(SQLite::Database& database, const ReportFilter& filter);
 
-/// A cell of comma-separated values. What a spreadsheet would take for a formula gets an apostrophe in front.
+/// A cell of comma-separated values. What a spreadsheet would take for a formula gets an apostrophe in front: also
+/// behind what it passes over, and within the text where one that separates otherwise would see a cell begin.
 std::string csvCell(std::string_view text);
 
 } // namespace localservice

@@ -209,10 +209,36 @@ void ReportTest::cellsAreNoFormulas_data()
     row("number", "-1", "'-1");
     row("plus", "+1", "'+1");
     row("function", "@SUM(1)", "'@SUM(1)");
-    row("tab", "\t=1", "\"'\t=1\"");
-    row("return", "\r=1", "\"'\r=1\"");
+    row("tab", "\t=1", "\"'\t'=1\"");
+    row("return", "\r=1", "\"'\r'=1\"");
     row("control characters in front", "\x01\x02=1", "'=1");
     row("within", "a=1", "a=1");
+    row("blanks in front", " \xC2\xA0\xE3\x80\x80=1", "' \xC2\xA0\xE3\x80\x80=1");
+    row("line break", "\n=1", "\"'\n'=1\"");
+    row("byte order mark", "\xEF\xBB\xBF=1", "'\xEF\xBB\xBF=1");
+    row("two of them and a zero width space", "\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A",
+        "'\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A");
+    row("full width",
+        "\xEF\xBC\x9D"
+        "1",
+        "'\xEF\xBC\x9D"
+        "1");
+    row("full width behind a line separator",
+        "\xE2\x80\xA8\xEF\xBC\xA0"
+        "A",
+        "'\xE2\x80\xA8\xEF\xBC\xA0"
+        "A");
+    row("small",
+        "\xEF\xB9\xA3"
+        "1",
+        "'\xEF\xB9\xA3"
+        "1");
+    row("ill-formed bytes in front", "\xFF\xC3=1", "'=1");
+    row("in a later line", "a\r\n\xEF\xBB\xBF =A(1)\nb", "\"a\r\n'\xEF\xBB\xBF =A(1)\nb\"");
+    row("behind a semicolon", "a; +A(1); =2", "a;' +A(1);' =2");
+    row("list", "Today:\n- bread; - rolls\n- 2 cakes", "\"Today:\n- bread; - rolls\n- 2 cakes\"");
+    row("formulas as a list", "Today:\n- A(1)\n-1\n- cmd|'x'!A", "\"Today:\n'- A(1)\n'-1\n'- cmd|'x'!A\"");
+    row("ordinary", " – 1 = 2; ¿a+b? (x@y.z) -1", " – 1 = 2; ¿a+b? (x@y.z) -1");
 }
 
 void ReportTest::cellsAreNoFormulas()
