@@ -73,8 +73,8 @@ void WrenfoldMenulet::applicationWillFinishLaunching()
         m_showingInDock = false;
         return;
     }
+    // There is no window yet that could be brought to the front.
     environment().desktop().setShownInTaskBar(true);
-    environment().desktop().activate();
     m_showingInDock = true;
 }
 

@@ -151,7 +151,6 @@ void WrenfoldMenulet::toggleStatusItemMenu()
         m_view->setClicked(false);
         return;
     }
-    environment().desktop().activate();
     m_view->setClicked(true);
     m_showingMenu = true;
     m_statusItem->popUpMenu(*m_menu);

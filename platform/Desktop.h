@@ -4,6 +4,8 @@
 
 #include <functional>
 
+class QWidget;
+
 namespace platform {
 
 /// Small services of the desktop that need no state. Main thread only.
@@ -21,8 +23,9 @@ public:
     /// Shown in the task bar and the application switcher, or not. Decided once, at start.
     virtual void setShownInTaskBar(bool shown) = 0;
 
-    /// Brings the program to the front of all others, as far as the desktop allows.
-    virtual void activate() = 0;
+    /// Brings the program to the front of all others, as far as the desktop allows: `window`, which is shown, last and
+    /// with the keyboard, its other windows as they lie. A question that blocks `window` has the keyboard instead.
+    virtual void activate(QWidget& window) = 0;
 
 private:
     virtual bool open(const QUrl& url) = 0;

@@ -141,9 +141,7 @@ void TimesheetController::show()
     m_lastOpenedTime = model::now();
     m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
     m_window->show();
-    m_window->raise();
-    m_window->activateWindow();
-    environment().desktop().activate();
+    environment().desktop().activate(*m_window);
     reloadEntries();
     updateScrolling();
 }

@@ -7,15 +7,11 @@
 #include <QEvent>
 #include <QWidget>
 
+#include <algorithm>
+
 namespace platform {
 
 namespace {
-
-void toFront(QWidget& window)
-{
-    window.raise();
-    window.activateWindow();
-}
 
 bool isOrdinary(const QWidget& window)
 {
@@ -57,15 +53,28 @@ void LinuxDesktop::setShownInTaskBar(bool shown)
     QCoreApplication::instance()->installEventFilter(m_leftOut.get());
 }
 
-void LinuxDesktop::activate()
+void LinuxDesktop::activate(QWidget& window)
 {
-    const QWidgetList windows = QApplication::topLevelWidgets();
-    for (QWidget* window : windows) {
-        if (isOrdinary(*window) && window->isVisible() && !(window->windowFlags() & Qt::WindowDoesNotAcceptFocus))
-            toFront(*window);
+    QWidgetList open = QApplication::topLevelWidgets();
+    open.removeIf([](const QWidget* each) {
+        return !isOrdinary(*each) || !each->isVisible() || (each->windowFlags() & Qt::WindowDoesNotAcceptFocus);
+    });
+    // Qt has them in no order.
+    const std::vector<std::uint32_t> stack = x11::stack();
+    std::ranges::sort(open, {}, [&](const QWidget* each) {
+        return std::ranges::find(stack, static_cast<std::uint32_t>(each->internalWinId())) - stack.begin();
+    });
+    for (QWidget* each : open)
+        each->raise();
+    // No other one is activated on the way: the window manager may take its time with each wish.
+    window.raise();
+    QWidget* const question = QApplication::activeModalWidget();
+    if (question && question != &window) {
+        question->raise();
+        question->activateWindow();
+    } else {
+        window.activateWindow();
     }
-    if (QWidget* modal = QApplication::activeModalWidget())
-        toFront(*modal);
 }
 
 } // namespace platform

@@ -20,8 +20,7 @@ public:
     /// opens. The status item stays out either way. Without effect on Wayland, which has no such request.
     void setShownInTaskBar(bool shown) override;
 
-    /// Raises the program's open windows; the modal one, if any, last.
-    void activate() override;
+    void activate(QWidget& window) override;
 
 private:
     std::unique_ptr<QObject> m_leftOut; ///< watches for windows that open

@@ -72,6 +72,21 @@ void skipTaskBar(const QWindow& window)
     xcb_flush(x);
 }
 
+std::vector<std::uint32_t> stack()
+{
+    xcb_connection_t* x = connection();
+    if (!x)
+        return {};
+    static const auto list = atoms<1>(x, {"_NET_CLIENT_LIST_STACKING"})[0];
+    constexpr std::uint32_t most = 4096;
+    const Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(x, xcb_get_property(x, 0, root(x), list, XCB_ATOM_WINDOW, 0, most), nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto* windows = static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
+    return {windows, windows + xcb_get_property_value_length(reply.get()) / sizeof *windows};
+}
+
 void endStartup(const QByteArray& id)
 {
     xcb_connection_t* x = connection();

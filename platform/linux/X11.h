@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 class QWindow;
 struct xcb_connection_t;
@@ -40,6 +41,10 @@ bool isComposited();
 /// Keeps a window out of task bars, pagers and switchers (EWMH 1.5, `_NET_WM_STATE`) until it is hidden. It is shown
 /// already, or about to be.
 void skipTaskBar(const QWindow& window);
+
+/// All managed windows, the lowest first (EWMH 1.5, `_NET_CLIENT_LIST_STACKING`). Empty: the window manager tells
+/// nothing. One round trip.
+std::vector<std::uint32_t> stack();
 
 /// Tells the desktop that what was started under that id shows itself now (Startup Notification 0.1): it shows a busy
 /// pointer until then.

@@ -45,7 +45,7 @@ class NullDesktop final : public Desktop
 public:
     bool open(const QUrl&) override { return false; }
     void setShownInTaskBar(bool) override {}
-    void activate() override {}
+    void activate(QWidget&) override {}
 };
 
 class NullUpdateFeed final : public UpdateFeed

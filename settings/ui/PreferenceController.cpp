@@ -240,9 +240,7 @@ void PreferenceController::show()
     m_ui->quitButton->setVisible(m_owner.loggedOut());
     m_window.setWindowState(m_window.windowState() & ~Qt::WindowMinimized);
     m_window.show();
-    m_window.raise();
-    m_window.activateWindow();
-    environment().desktop().activate();
+    environment().desktop().activate(m_window);
 }
 
 void PreferenceController::fill()

@@ -59,11 +59,12 @@ void StatusMenuTest::openingAndClosing()
 {
     AppRun run;
     run.start();
-    const int before = run.test.desktop.activations;
+    run.test.desktop.activated.clear();
     QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
     QVERIFY(run.menu().isVisible());
     QVERIFY(run.view().clicked());
-    QCOMPARE(run.test.desktop.activations, before + 1);
+    // Who opens the menu has not asked for any of the windows.
+    QVERIFY(run.test.desktop.activated.isEmpty());
     run.menulet->toggleStatusItemMenu();
     QVERIFY(!run.menu().isVisible());
     QVERIFY(!run.view().clicked());

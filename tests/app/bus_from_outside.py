@@ -67,6 +67,12 @@ def windows():
             for window in found]
 
 
+def active():
+    """The title of the window that has the keyboard."""
+    return subprocess.run(["xdotool", "getactivewindow", "getwindowname"], capture_output=True, text=True,
+                          check=False).stdout.strip()
+
+
 class Follower:
     def __init__(self, program, *options):
         self.process = subprocess.Popen([program, "status", "--follow", *options], stdout=subprocess.PIPE,
@@ -158,7 +164,12 @@ def signed_in(program):
     assert run(program, "new") == (0, "", "")
     until("the new timer", lambda: any(title.startswith("New Timer") for title in windows()))
     assert client.activate("preferences") == ()
-    until("the preferences", lambda: any("Preferences" in title for title in windows()))
+    # The window that was asked for has the keyboard, whatever else is open: so that the next press puts it away.
+    for _ in range(4):
+        until("the preferences in front", lambda: active() == "Quillon Preferences")
+        assert run(program, "timesheet") == (0, "", "")
+        until("the timesheet in front", lambda: active() == "Timesheet")
+        assert run(program, "preferences") == (0, "", "")
     assert client.activate("no-such-action") == OURS + ".Error.NoSuchAction"
 
     # Every line once, each a change.

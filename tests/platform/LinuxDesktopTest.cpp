@@ -1,9 +1,12 @@
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/Xcb.h"
 
+#include <QApplication>
 #include <QDialog>
 #include <QProcess>
 #include <QTest>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -23,6 +26,26 @@ bool isManaged(const QWidget& window)
     return state(window).contains("window state: Normal"_L1);
 }
 
+/// The active window, as the window manager says. 0: none.
+WId activeWindow()
+{
+    QProcess xprop;
+    xprop.start(u"xprop"_s, {u"-root"_s, u"-notype"_s, u"32x"_s, u"_NET_ACTIVE_WINDOW"_s});
+    xprop.waitForFinished();
+    return static_cast<WId>(
+        xprop.readAllStandardOutput().simplified().split('#').last().trimmed().toULongLong(nullptr, 0));
+}
+
+/// The windows, the lowest first.
+QList<QWidget*> ourStack(QList<QWidget*> windows)
+{
+    const std::vector<std::uint32_t> stack = platform::x11::stack();
+    std::ranges::sort(windows, {}, [&](const QWidget* window) {
+        return std::ranges::find(stack, static_cast<std::uint32_t>(window->winId())) - stack.begin();
+    });
+    return windows;
+}
+
 } // namespace
 
 class LinuxDesktopTest final : public QObject
@@ -31,7 +54,7 @@ class LinuxDesktopTest final : public QObject
 private slots:
     void windowsInTheTaskBar_data();
     void windowsInTheTaskBar();
-    void bringsWindowsToTheFront();
+    void windowAskedForComesToTheFront();
     void endsTheBusyPointer();
 };
 
@@ -106,19 +129,63 @@ void LinuxDesktopTest::windowsInTheTaskBar()
     }
 }
 
-void LinuxDesktopTest::bringsWindowsToTheFront()
+/// Notes which of our windows Qt takes for the active one.
+class Activations final : public QObject
+{
+public:
+    Activations() { QCoreApplication::instance()->installEventFilter(this); }
+    QList<QObject*> seen;
+
+private:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::WindowActivate && watched->isWidgetType() &&
+            (seen.isEmpty() || seen.last() != watched))
+            seen << watched;
+        return false;
+    }
+};
+
+void LinuxDesktopTest::windowAskedForComesToTheFront()
 {
     platform::LinuxDesktop desktop;
     QWidget first;
-    first.show();
-    QVERIFY(QTest::qWaitForWindowActive(&first));
-    QProcess other;
-    other.start(QStringLiteral(OTHER_PROGRAM), QStringList());
-    QTRY_VERIFY(!first.isActiveWindow());
-    desktop.activate();
-    QTRY_VERIFY(first.isActiveWindow());
-    other.terminate();
-    other.waitForFinished();
+    QDialog second;
+    QWidget third(nullptr, Qt::FramelessWindowHint);
+    const QList<QWidget*> shown{&first, static_cast<QWidget*>(&second), &third};
+    for (QWidget* window : shown) {
+        window->resize(200, 100);
+        window->show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+    }
+    // As they come to lie after each: what was asked for on top, the others as before.
+    QList<QWidget*> stack = shown;
+    for (QWidget* asked :
+         {&first, static_cast<QWidget*>(&second), &third, static_cast<QWidget*>(&second), &first, &third}) {
+        QProcess other;
+        other.start(QStringLiteral(OTHER_PROGRAM), QStringList());
+        QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
+        Activations activations;
+        desktop.activate(*asked);
+        stack.removeOne(asked);
+        stack << asked;
+        QTRY_COMPARE(activeWindow(), asked->winId());
+        QTRY_COMPARE(ourStack(stack), stack);
+        QTRY_COMPARE(activations.seen, QList<QObject*>{asked});
+        other.terminate();
+        other.waitForFinished();
+    }
+
+    // What is asked blocks the others.
+    QDialog question;
+    question.setModal(true);
+    question.show();
+    QVERIFY(QTest::qWaitForWindowActive(&question));
+    desktop.activate(first);
+    stack.removeOne(&first);
+    stack << &first << &question;
+    QTRY_COMPARE(ourStack(stack), stack);
+    QCOMPARE(activeWindow(), question.winId());
 }
 
 QTEST_MAIN(LinuxDesktopTest)

@@ -4,6 +4,7 @@
 #include "platform/UpdateFeed.h"
 
 #include <QList>
+#include <QWidget>
 
 #include <optional>
 
@@ -19,11 +20,16 @@ public:
         return opens;
     }
     void setShownInTaskBar(bool shown) override { shownInTaskBar = shown; }
-    void activate() override { ++activations; }
+    void activate(QWidget& window) override
+    {
+        activated << &window;
+        window.raise();
+        window.activateWindow();
+    }
 
     QList<QUrl> opened;
     std::optional<bool> shownInTaskBar;
-    int activations = 0;
+    QList<QWidget*> activated;
     /// What `openUrl` answers.
     bool opens = true;
 };
