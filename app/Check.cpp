@@ -209,8 +209,8 @@ Finding network(platform::Environment& environment)
                              ? u"localhost"_s
                              : environment.info().string("QuillonReachabilityHost"_L1);
     std::optional<bool> leads;
-    const bool measured = environment.reachability().watch(host, [&](bool reachable) { leads = reachable; });
-    if (!measured || !leads)
+    const auto watch = environment.reachability().watch(host, [&](bool reachable) { leads = reachable; });
+    if (!watch || !leads)
         return {Network, true, u"cannot be measured here, and counts as there"_s};
     return *leads ? Finding{Network, true, u"leads to "_s + host}
                   : Finding{Network, false, u"does not lead to %1: connect this computer"_s.arg(host)};

@@ -6,7 +6,6 @@
 #include "platform/Desktop.h"
 #include "platform/InfoDictionary.h"
 #include "platform/Paths.h"
-#include "platform/Reachability.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "platform/UpdateFeed.h"

@@ -5,6 +5,7 @@
 #include "app/Windows.h"
 #include "model/Host.h"
 #include "platform/Alerts.h"
+#include "platform/Reachability.h"
 #include "platform/StatusItem.h"
 #include "platform/TimeSource.h"
 #include "service/OutcomeReceiver.h"
@@ -269,6 +270,7 @@ private:
     std::unique_ptr<platform::TimeSource::Timer> m_firstStepsTimer; ///< while the first steps are shown
     platform::StatusItem::Place m_firstStepsPlace;                  ///< as it was found last
     std::unique_ptr<skin::Callout> m_callout;
+    std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
     platform::TimeSource::Duration m_hoursAsOf{}; ///< uptime at which the service last told the hours
 

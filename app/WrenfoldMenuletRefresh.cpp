@@ -9,7 +9,6 @@
 #include "model/DayEntry.h"
 #include "model/User.h"
 #include "platform/InfoDictionary.h"
-#include "platform/Reachability.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "service/QuillonApi.h"
@@ -235,12 +234,12 @@ void WrenfoldMenulet::setupReachabilityTarget()
                              ? u"localhost"_s
                              : environment.info().string("QuillonReachabilityHost"_L1);
     // Where it cannot be measured the program never shows the offline state.
-    static_cast<void>(environment.reachability().watch(host, [this](bool reachable) {
+    m_reachabilityTarget = environment.reachability().watch(host, [this](bool reachable) {
         if (reachable)
             emit quillonForMacNetworkReachable();
         else
             emit quillonForMacNetworkNotReachable();
-    }));
+    });
 }
 
 void WrenfoldMenulet::networkUnReachable()

@@ -26,27 +26,25 @@ void outliveSystemBus(GNetworkMonitor* monitor)
     }
 }
 
-} // namespace
-
-class NetworkMonitorReachability::Watch
+class MonitorWatch final : public Reachability::Watch
 {
 public:
-    explicit Watch(std::function<void(bool)> changed)
+    explicit MonitorWatch(std::function<void(bool)> changed)
         : m_monitor(g_network_monitor_get_default()), m_changed(std::move(changed))
     {
         outliveSystemBus(m_monitor);
         // Not `network-changed`: it repeats equal values with one backend and stays silent with the other.
         for (const char* signal : {"notify::connectivity", "notify::network-available"})
-            g_signal_connect_swapped(m_monitor, signal, G_CALLBACK(&Watch::notified), this);
+            g_signal_connect_swapped(m_monitor, signal, G_CALLBACK(&MonitorWatch::notified), this);
         m_last = reachable();
     }
-    ~Watch() { g_signal_handlers_disconnect_by_data(m_monitor, this); }
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
+    ~MonitorWatch() override { g_signal_handlers_disconnect_by_data(m_monitor, this); }
+    MonitorWatch(const MonitorWatch&) = delete;
+    MonitorWatch& operator=(const MonitorWatch&) = delete;
 
     void report()
     {
-        // A copy: the call may start another watch.
+        // A copy: the call may end this watch.
         const auto changed = m_changed;
         changed(m_last);
     }
@@ -54,7 +52,7 @@ public:
 private:
     bool reachable() const { return g_network_monitor_get_connectivity(m_monitor) == G_NETWORK_CONNECTIVITY_FULL; }
 
-    static void notified(Watch* self)
+    static void notified(MonitorWatch* self)
     {
         if (const bool now = self->reachable(); now != std::exchange(self->m_last, now))
             self->report();
@@ -65,8 +63,7 @@ private:
     bool m_last = false;
 };
 
-NetworkMonitorReachability::NetworkMonitorReachability() = default;
-NetworkMonitorReachability::~NetworkMonitorReachability() = default;
+} // namespace
 
 bool NetworkMonitorReachability::available()
 {
@@ -74,16 +71,16 @@ bool NetworkMonitorReachability::available()
     return dispatcher && dispatcher->inherits("QEventDispatcherGlib");
 }
 
-bool NetworkMonitorReachability::watch(const QString& host, std::function<void(bool)> changed)
+std::unique_ptr<Reachability::Watch> NetworkMonitorReachability::watch(const QString& host,
+                                                                       std::function<void(bool)> changed)
 {
-    m_watch.reset();
     if (isLoopbackName(host)) {
         changed(true);
-        return true;
+        return std::make_unique<Watch>();
     }
-    m_watch = std::make_unique<Watch>(std::move(changed));
-    m_watch->report();
-    return true;
+    auto watch = std::make_unique<MonitorWatch>(std::move(changed));
+    watch->report();
+    return watch;
 }
 
 } // namespace platform

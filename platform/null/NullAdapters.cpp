@@ -19,7 +19,7 @@ void NullSecretStore::unlockAndLookup(const QString&, const QString&,
     Run::current().postToMain([done] { done(tl::unexpected(Failure::NoService)); });
 }
 
-SecretStore::Result<void> NullSecretStore::store(const QString&, const QString&, const QByteArray&)
+SecretStore::Result<void> NullSecretStore::store(const QString&, const QString&, const QByteArray&, Stored)
 {
     return tl::unexpected(Failure::NoService);
 }
@@ -29,12 +29,12 @@ SecretStore::Result<void> NullSecretStore::remove(const QString&, const QString&
     return tl::unexpected(Failure::NoService);
 }
 
-bool NullReachability::watch(const QString& host, std::function<void(bool)> changed)
+std::unique_ptr<Reachability::Watch> NullReachability::watch(const QString& host, std::function<void(bool)> changed)
 {
     if (!isLoopbackName(host))
-        return false;
+        return nullptr;
     changed(true);
-    return true;
+    return std::make_unique<Watch>();
 }
 
 std::unique_ptr<HotKeys::Registration> NullHotKeys::registerHotKey(const HotKey&)

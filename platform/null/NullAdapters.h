@@ -21,14 +21,14 @@ public:
     Result<std::optional<QByteArray>> lookup(const QString&, const QString&) override;
     void unlockAndLookup(const QString&, const QString&,
                          std::function<void(Result<std::optional<QByteArray>>)> done) override;
-    Result<void> store(const QString&, const QString&, const QByteArray&) override;
+    Result<void> store(const QString&, const QString&, const QByteArray&, Stored) override;
     Result<void> remove(const QString&, const QString&) override;
 };
 
 class NullReachability final : public Reachability
 {
 public:
-    bool watch(const QString& host, std::function<void(bool)> changed) override;
+    std::unique_ptr<Watch> watch(const QString& host, std::function<void(bool)> changed) override;
 };
 
 /// Nobody can answer, so no answer comes.

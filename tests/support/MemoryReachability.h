@@ -10,28 +10,34 @@ namespace support {
 class MemoryReachability final : public platform::Reachability
 {
 public:
-    bool watch(const QString& watched, std::function<void(bool)> changed) override
+    std::unique_ptr<Watch> watch(const QString& watched, std::function<void(bool)> changed) override
     {
         host = watched;
         if (!measurable)
-            return false;
-        m_changed = std::move(changed);
-        m_changed(m_reachable);
-        return true;
+            return nullptr;
+        auto watch = std::make_unique<Listener>();
+        m_changed = watch->changed = std::make_shared<std::function<void(bool)>>(std::move(changed));
+        (*watch->changed)(m_reachable);
+        return watch;
     }
 
-    /// Tells the watcher when this is news.
+    /// Tells who watches, the last that began, when this is news.
     void setReachable(bool reachable)
     {
-        if (std::exchange(m_reachable, reachable) != reachable && m_changed)
-            m_changed(reachable);
+        if (const auto changed = m_changed.lock(); std::exchange(m_reachable, reachable) != reachable && changed)
+            (*changed)(reachable);
     }
 
     QString host;
     bool measurable = true;
 
 private:
-    std::function<void(bool)> m_changed;
+    struct Listener final : Watch
+    {
+        std::shared_ptr<std::function<void(bool)>> changed;
+    };
+
+    std::weak_ptr<std::function<void(bool)>> m_changed;
     bool m_reachable = true;
 };
 
