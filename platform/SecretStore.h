@@ -8,8 +8,7 @@
 
 #include <tl/expected.hpp>
 
-namespace platform
-{
+namespace platform {
 
 /// Passwords of (service, account) pairs, kept by the desktop (freedesktop Secret Service API 0.2). Main thread only.
 class SecretStore
@@ -22,7 +21,8 @@ public:
         TimedOut,  ///< no answer in time; the service may be hanging
         Other,
     };
-    template <class T> using Result = tl::expected<T, Failure>;
+    template <class T>
+    using Result = tl::expected<T, Failure>;
 
     virtual ~SecretStore() = default;
 
@@ -34,9 +34,14 @@ public:
     virtual void unlockAndLookup(const QString& service, const QString& account,
                                  std::function<void(Result<std::optional<QByteArray>>)> done) = 0;
 
+    /// What became of an item that could not be stored at once.
+    using Stored = std::function<void(Result<void>)>;
+
     /// Adds or overwrites. Returns within two seconds; at once, as `Locked`, where the person must be asked first: then
-    /// the item is stored when they have answered.
-    virtual Result<void> store(const QString& service, const QString& account, const QByteArray& secret) = 0;
+    /// the item is stored when they have answered, and `later` is called on the main thread, once, however long that
+    /// takes, unless the store is destroyed before.
+    virtual Result<void> store(const QString& service, const QString& account, const QByteArray& secret,
+                               Stored later) = 0;
 
     /// Removing what is not there succeeds.
     virtual Result<void> remove(const QString& service, const QString& account) = 0;

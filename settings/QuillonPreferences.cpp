@@ -109,7 +109,15 @@ void QuillonPreferences::save()
 
     if (!keepsSecret)
         return;
-    const auto stored = TolvanKeychainUtils::storeUsername(m_email, secret, SCServiceName(), /*updateExisting=*/true);
+    const auto later = [self = QPointer(this), email = m_email, secret](const auto& stored) {
+        // Another password is another matter.
+        if (!self || self->m_email != email || self->m_password != secret)
+            return;
+        self->m_noKeyring = !stored;
+        emit self->keyringAnswered();
+    };
+    const auto stored =
+        TolvanKeychainUtils::storeUsername(m_email, secret, SCServiceName(), /*updateExisting=*/true, later);
     if (stored || stored.error().code == KeychainError::ServiceAbsent)
         m_noKeyring = !stored;
 }

@@ -55,7 +55,8 @@ public:
     /// Whether the account in use has its password without a look-up.
     bool isPasswordLoaded() const { return m_passwordLoaded || timeIsKeptHere(); }
 
-    /// True when no keyring keeps the password: it is forgotten when the program ends. Looks it up if need be.
+    /// True when no keyring keeps the password, because there is none or the person would not unlock it: it is
+    /// forgotten when the program ends. Looks it up if need be.
     bool passwordKeptForThisRunOnly();
 
     /// The account's name: what was typed, freed of scheme and service domain. Rewrites what is stored.
@@ -101,6 +102,8 @@ signals:
     void preferencesChanged();
     /// The keyring was unlocked after a look-up that had found it locked.
     void passwordArrived();
+    /// The person was asked to unlock the keyring for a password to be saved, and it is clear whether it is kept.
+    void keyringAnswered();
 
 private:
     void loadPassword();

@@ -79,16 +79,20 @@ TolvanKeychainUtils::getPasswordForUsername(const QString& userName, const QStri
 
 TolvanKeychainUtils::Result<void> TolvanKeychainUtils::storeUsername(const QString& userName, const QString& password,
                                                                      const QString& serviceName,
-                                                                     bool /*updateExisting*/)
+                                                                     bool /*updateExisting*/,
+                                                                     std::function<void(Result<void>)> later)
 {
     if (userName.isNull() || password.isNull() || serviceName.isNull())
         return tl::unexpected(error(KeychainError::ArgumentMissing));
     if (const auto item = getKeychainItemReferenceForUsername(userName, serviceName); !item)
         return tl::unexpected(item.error());
-    const auto stored = keyring().store(serviceName, userName, password.toUtf8());
-    if (!stored)
-        return tl::unexpected(error(stored.error()));
-    return {};
+    const auto told = [later = std::move(later)](const platform::SecretStore::Result<void>& stored) {
+        if (later)
+            later(stored.map_error([](auto failure) { return error(failure); }));
+    };
+    return keyring().store(serviceName, userName, password.toUtf8(), told).map_error([](auto failure) {
+        return error(failure);
+    });
 }
 
 TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(const QString& userName,

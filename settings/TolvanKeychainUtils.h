@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 #include <tl/expected.hpp>
@@ -49,9 +50,10 @@ public:
     /// Empty when there is no such item. Never prompts. Longer passwords come back cut, see `passwordText`.
     static Result<std::optional<QString>> getPasswordForUsername(const QString& userName, const QString& serviceName);
 
-    /// Adds the item or replaces its password, whatever `updateExisting` says. May prompt for a locked keyring.
+    /// Adds the item or replaces its password, whatever `updateExisting` says. `Locked` where the person is asked to
+    /// unlock the keyring: `later` is called with what became of it when they have answered.
     static Result<void> storeUsername(const QString& userName, const QString& password, const QString& serviceName,
-                                      bool updateExisting);
+                                      bool updateExisting, std::function<void(Result<void>)> later = {});
 
     /// Deleting what is not there succeeds.
     static Result<void> deleteItemForUsername(const QString& userName, const QString& serviceName);

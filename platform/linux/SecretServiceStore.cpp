@@ -6,6 +6,7 @@
 
 #include "../Run.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -283,41 +284,69 @@ SecretServiceStore::Result<std::optional<QByteArray>> SecretServiceStore::lookup
     return m_reads->ask<std::optional<QByteArray>>([key] { return search(key); });
 }
 
-void SecretServiceStore::unlockAndLookup(const QString& service, const QString& account,
-                                         std::function<void(Result<std::optional<QByteArray>>)> done)
+template <class T>
+void SecretServiceStore::askPerson(std::function<Result<T>()> job, std::function<void(Result<T>)> done)
 {
-    const Key key{service.toUtf8(), account.toUtf8()};
     const int number = m_asked++;
+    const auto found = std::make_shared<std::optional<Result<T>>>();
     // Stays here, so that what it holds is only ever touched on the main thread.
-    m_waiting.emplace(number, std::move(done));
-    m_prompts->start([key, number, wayBack = m_wayBack] {
-        const auto secret = unlockAndSearch(key);
+    m_waiting.emplace(number, [found, done = std::move(done)] { done(**found); });
+    m_prompts->start([job = std::move(job), found, number, wayBack = m_wayBack] {
+        *found = job();
         const std::lock_guard lock(wayBack->mutex);
         if (!wayBack->store)
             return;
-        Run::current().postToMain([wayBack, number, secret] {
+        Run::current().postToMain([wayBack, number] {
             if (SecretServiceStore* store = wayBack->store)
-                store->answer(number, secret);
+                store->answer(number);
         });
     });
 }
 
-void SecretServiceStore::answer(int number, const Result<std::optional<QByteArray>>& secret)
+void SecretServiceStore::answer(int number)
 {
     if (const auto waiting = m_waiting.extract(number))
-        waiting.mapped()(secret);
+        waiting.mapped()();
+}
+
+void SecretServiceStore::unlockAndLookup(const QString& service, const QString& account,
+                                         std::function<void(Result<std::optional<QByteArray>>)> done)
+{
+    const Key key{service.toUtf8(), account.toUtf8()};
+    askPerson<std::optional<QByteArray>>([key] { return unlockAndSearch(key); }, std::move(done));
 }
 
 SecretServiceStore::Result<void> SecretServiceStore::store(const QString& service, const QString& account,
-                                                           const QByteArray& secret)
+                                                           const QByteArray& secret, Stored later)
 {
     const Key key{service.toUtf8(), account.toUtf8()};
-    return m_writes->ask<void>([key, secret, prompts = m_prompts]() -> Done {
-        if (isOpen())
-            return write(key, secret);
-        prompts->start([key, secret] { static_cast<void>(write(key, secret)); }); // nobody waits for it any more
-        return tl::unexpected(Failure::Locked);
+    const auto stored = m_writes->ask<bool>([key, secret]() -> Result<bool> {
+        if (!isOpen())
+            return false;
+        return write(key, secret).map([] { return true; });
     });
+    if (!stored)
+        return tl::unexpected(stored.error());
+    if (*stored)
+        return {};
+
+    // Who saves twice is asked once.
+    const auto same = std::ranges::find_if(m_toStore, [&](const Waiting& other) {
+        return other.service == service && other.account == account && other.secret == secret;
+    });
+    if (same != m_toStore.end()) {
+        same->told.push_back(std::move(later));
+        return tl::unexpected(Failure::Locked);
+    }
+    const auto waiting = m_toStore.insert(m_toStore.end(), {service, account, secret, {std::move(later)}});
+    askPerson<void>([key, secret] { return write(key, secret); },
+                    [this, waiting](const Done& done) {
+                        const std::vector<Stored> told = std::move(waiting->told);
+                        m_toStore.erase(waiting);
+                        for (const Stored& tell : told)
+                            tell(done);
+                    });
+    return tl::unexpected(Failure::Locked);
 }
 
 SecretServiceStore::Result<void> SecretServiceStore::remove(const QString& service, const QString& account)

@@ -2,8 +2,10 @@
 
 #include "../SecretStore.h"
 
+#include <list>
 #include <map>
 #include <memory>
+#include <vector>
 
 namespace platform {
 
@@ -21,21 +23,34 @@ public:
     Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
     void unlockAndLookup(const QString& service, const QString& account,
                          std::function<void(Result<std::optional<QByteArray>>)> done) override;
-    Result<void> store(const QString& service, const QString& account, const QByteArray& secret) override;
+    Result<void> store(const QString& service, const QString& account, const QByteArray& secret, Stored later) override;
     Result<void> remove(const QString& service, const QString& account) override;
 
 private:
     class Lane;
     struct WayBack;
 
-    void answer(int number, const Result<std::optional<QByteArray>>& secret);
+    /// An item that waits until the person has unlocked the keyring.
+    struct Waiting
+    {
+        QString service;
+        QString account;
+        QByteArray secret;
+        std::vector<Stored> told;
+    };
+
+    /// Runs `job`, which may prompt, and then `done` on the main thread with what it found.
+    template <class T>
+    void askPerson(std::function<Result<T>()> job, std::function<void(Result<T>)> done);
+    void answer(int number);
 
     // One after another in each lane. Shared with its thread, which may be left behind.
     std::shared_ptr<Lane> m_reads;
     std::shared_ptr<Lane> m_writes;
     std::shared_ptr<Lane> m_prompts;
     std::shared_ptr<WayBack> m_wayBack;
-    std::map<int, std::function<void(Result<std::optional<QByteArray>>)>> m_waiting;
+    std::map<int, std::function<void()>> m_waiting;
+    std::list<Waiting> m_toStore;
     int m_asked = 0;
 };
 

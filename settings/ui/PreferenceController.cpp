@@ -205,6 +205,7 @@ void PreferenceController::wire()
         if (m_accountPage == AccountPage::Fields && m_ui->passwordField->text().isEmpty())
             m_ui->passwordField->setText(m_preferences.password());
     });
+    connect(&m_preferences, &settings::QuillonPreferences::keyringAnswered, this, &PreferenceController::showKeyring);
     connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
     wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus,
          settings::HotKeyManager::ToggleTimesheetWindow);

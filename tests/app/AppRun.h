@@ -117,7 +117,7 @@ public:
         auto& defaults = settings::UserDefaults::standardUserDefaults();
         defaults.setString(settings::SCQuillonUrlKey, account);
         defaults.setString(settings::SCEmailKey, email);
-        test.secrets.store(settings::SCServiceName(), email, password.toUtf8());
+        test.secrets.store(settings::SCServiceName(), email, password.toUtf8(), {});
     }
 
     /// Starts and waits for the first downloads to be through.

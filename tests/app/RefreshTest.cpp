@@ -148,7 +148,7 @@ void RefreshTest::yesterdaysTimerIsStillTheCurrentOne()
 void RefreshTest::refusedCredentials()
 {
     AppRun run;
-    run.test.secrets.store(settings::SCServiceName(), u"ann@example.com"_s, "wrong");
+    run.test.secrets.store(settings::SCServiceName(), u"ann@example.com"_s, "wrong", {});
     run.start();
     QCOMPARE(run.face(), u"signed out"_s);
     QVERIFY(run.menulet->loggedOut());

@@ -34,6 +34,38 @@ bool lockKeyring()
     return QDBusConnection::sessionBus().call(call).type() == QDBusMessage::ReplyMessage;
 }
 
+/// Notes what became of items that could not be stored at once.
+SecretServiceStore::Stored into(QList<std::optional<Failure>>& outcomes)
+{
+    return [&outcomes](const SecretServiceStore::Result<void>& stored) {
+        outcomes << (stored ? std::nullopt : std::optional(stored.error()));
+    };
+}
+
+void noOutcome(const SecretServiceStore::Result<void>&)
+{
+    QFAIL("nothing was left open");
+}
+
+/// Types at the first dialog that comes up. It may grab the keyboard late: typing goes on until somebody listens.
+class Person
+{
+public:
+    explicit Person(const QString& keys)
+    {
+        m_typing.start(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
+            for try in 1 2 3 4 5 6 7 8; do xdotool sleep 1 %1; done)"_s.arg(keys)});
+    }
+    ~Person()
+    {
+        m_typing.kill();
+        m_typing.waitForFinished();
+    }
+
+private:
+    QProcess m_typing;
+};
+
 /// Takes every call and answers none.
 class Silence final : public QDBusVirtualObject
 {
@@ -72,6 +104,7 @@ private slots:
     void keepsSecrets();
     void locked();
     void unlocksWithAPrompt();
+    void promptIsCancelled();
     void nobodyKeepsSecrets();
     void hangingService();
     void leavesWhileItHangs();
@@ -85,10 +118,10 @@ void SecretServiceStoreTest::keepsSecrets()
 
     const QByteArray long_ = QByteArray(2000, 'x') + "\xc3\xa4";
     for (const QByteArray& secret : {QByteArray("first"), long_, QByteArray(""), QByteArray("pa\xc3\x9fwort '\"$")}) {
-        QVERIFY(store.store(kService, kAda, secret));
+        QVERIFY(store.store(kService, kAda, secret, noOutcome));
         QCOMPARE(store.lookup(kService, kAda), Secret(secret));
     }
-    QVERIFY(store.store(kService, u"bob@example.com"_s, "other"));
+    QVERIFY(store.store(kService, u"bob@example.com"_s, "other", noOutcome));
     QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
     QCOMPARE(store.lookup(u"com.example"_s, kAda), Secret(std::nullopt));
 
@@ -106,7 +139,7 @@ void SecretServiceStoreTest::locked()
 {
     const support::TestRun run;
     SecretServiceStore store;
-    QVERIFY(store.store(kService, kAda, "secret"));
+    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
     QVERIFY(lockKeyring());
     QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
     QCOMPARE(store.lookup(kService, u"nobody"_s), Secret(std::nullopt));
@@ -117,28 +150,47 @@ void SecretServiceStoreTest::locked()
     QVERIFY(!answer);
     QTRY_VERIFY(answer);
     QCOMPARE(*answer, failed(Failure::Locked));
-    QCOMPARE(store.store(kService, kAda, "other").error(), Failure::Locked);
+    QList<std::optional<Failure>> outcomes;
+    QCOMPARE(store.store(kService, kAda, "other", into(outcomes)).error(), Failure::Locked);
+    QCOMPARE(outcomes.size(), 0);
+    QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{Failure::Locked});
 }
 
 void SecretServiceStoreTest::unlocksWithAPrompt()
 {
     const support::TestRun run;
     SecretServiceStore store;
-    QVERIFY(store.store(kService, kAda, "secret"));
+    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
     QVERIFY(lockKeyring());
     QList<Secret> answers;
     store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
-    QCOMPARE(store.store(kService, kAda, "newer").error(), Failure::Locked);
-
-    // The dialog may grab the keyboard late; typing goes on until somebody listens.
-    QProcess person;
-    person.start(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
-        for try in 1 2 3 4 5 6 7 8; do xdotool sleep 1 key ctrl+a type test && xdotool key Return; done)"_s});
-    QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
-    person.kill();
-    person.waitForFinished();
+    QList<std::optional<Failure>> outcomes;
+    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+    {
+        const Person person(u"key ctrl+a type test && xdotool key Return"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
+    }
     QCOMPARE(answers.first(), Secret(QByteArray("secret")));
-    QTRY_COMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
+    QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{std::nullopt});
+    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
+}
+
+void SecretServiceStoreTest::promptIsCancelled()
+{
+    const support::TestRun run;
+    SecretServiceStore store;
+    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+    QVERIFY(lockKeyring());
+    QList<std::optional<Failure>> outcomes;
+    // Twice the same is asked once.
+    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+    {
+        const Person person(u"key Escape"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(!outcomes.isEmpty(), 30000);
+    }
+    QCOMPARE(outcomes, QList<std::optional<Failure>>({Failure::Locked, Failure::Locked}));
+    QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
 }
 
 void SecretServiceStoreTest::nobodyKeepsSecrets()
@@ -146,7 +198,7 @@ void SecretServiceStoreTest::nobodyKeepsSecrets()
     const support::TestRun run;
     SecretServiceStore store;
     QCOMPARE(store.lookup(kService, kAda), failed(Failure::NoService));
-    QCOMPARE(store.store(kService, kAda, "x").error(), Failure::NoService);
+    QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::NoService);
     QCOMPARE(store.remove(kService, kAda).error(), Failure::NoService);
     std::optional<Secret> answer;
     store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
@@ -167,7 +219,7 @@ void SecretServiceStoreTest::hangingService()
     waited.start();
     QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
     QVERIFY(waited.elapsed() < 1000);
-    QCOMPARE(store.store(kService, kAda, "x").error(), Failure::TimedOut);
+    QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::TimedOut);
 
     QProcess child;
     child.start(QCoreApplication::applicationFilePath(), {u"leavesWhileItHangs"_s});

@@ -449,6 +449,24 @@ void SettingsTest::withoutKeyringThePasswordLastsThisRun()
     start.run.secrets.failure.reset();
     preferences.save();
     QVERIFY(!preferences.passwordKeptForThisRunOnly());
+
+    // Locked: it depends on what the person answers, and on that password alone.
+    start.run.secrets.failure = Failure::Locked;
+    QSignalSpy answered(&preferences, &QuillonPreferences::keyringAnswered);
+    preferences.save();
+    QVERIFY(!preferences.passwordKeptForThisRunOnly());
+    start.run.secrets.answerPrompts(false);
+    QTRY_COMPARE(answered.size(), 1);
+    QVERIFY(preferences.passwordKeptForThisRunOnly());
+    preferences.setPassword(u"newer"_s);
+    preferences.save();
+    preferences.setPassword(u"newest"_s);
+    start.run.secrets.answerPrompts(true);
+    bool told = false;
+    start.run.run.postToMain([&] { told = true; });
+    QTRY_VERIFY(told);
+    QVERIFY(preferences.passwordKeptForThisRunOnly());
+    QCOMPARE(answered.size(), 1);
 }
 
 void SettingsTest::keychainResults()

@@ -507,6 +507,17 @@ void PreferencesTest::keyringThatIsMissing()
     run.controller->saveCredentials();
     run.open();
     QVERIFY(run.part("keyringLabel").isVisible());
+
+    // One that the person would not unlock is none either.
+    run.test.secrets.failure.reset();
+    run.controller->saveCredentials();
+    QVERIFY(!run.part("keyringLabel").isVisible());
+    run.test.secrets.failure = platform::SecretStore::Failure::Locked;
+    for (const bool unlocks : {false, true}) {
+        run.controller->saveCredentials();
+        run.test.secrets.answerPrompts(unlocks);
+        QTRY_COMPARE(run.part("keyringLabel").isVisible(), !unlocks);
+    }
 }
 
 void PreferencesTest::passwordThatArrivesLate()

@@ -29,7 +29,7 @@ void MemorySecretStore::unlockAndLookup(const QString& service, const QString& a
 }
 
 MemorySecretStore::Result<void> MemorySecretStore::store(const QString& service, const QString& account,
-                                                         const QByteArray& secret)
+                                                         const QByteArray& secret, Stored later)
 {
     asked << u"store %1 %2"_s.arg(service, account);
     if (!failure) {
@@ -41,8 +41,10 @@ MemorySecretStore::Result<void> MemorySecretStore::store(const QString& service,
     m_prompts.push_back([=, this](bool unlocked) {
         if (unlocked)
             items[{service, account}] = secret;
+        const Result<void> stored = unlocked ? Result<void>() : tl::unexpected(Failure::Locked);
+        platform::Run::current().postToMain([later, stored] { later(stored); });
     });
-    return tl::unexpected(Failure::TimedOut);
+    return tl::unexpected(Failure::Locked);
 }
 
 MemorySecretStore::Result<void> MemorySecretStore::remove(const QString& service, const QString& account)

@@ -18,7 +18,7 @@ public:
 
     Secret lookup(const QString& service, const QString& account) override;
     void unlockAndLookup(const QString& service, const QString& account, std::function<void(Secret)> done) override;
-    Result<void> store(const QString& service, const QString& account, const QByteArray& secret) override;
+    Result<void> store(const QString& service, const QString& account, const QByteArray& secret, Stored later) override;
     Result<void> remove(const QString& service, const QString& account) override;
 
     /// The person's answer to all prompts that are up: with true the keyring is open from now on.
@@ -26,7 +26,7 @@ public:
 
     std::map<std::pair<QString, QString>, QByteArray> items;
     /// As long as this is set nothing else happens: `lookup` of an item fails so, and so does `store`. With `Locked`,
-    /// `unlockAndLookup` waits for `answerPrompts` and `store` is done then.
+    /// `unlockAndLookup` and `store` wait for `answerPrompts`.
     std::optional<Failure> failure;
     /// Every call: "lookup SERVICE ACCOUNT", "unlock …", "store …", "remove …".
     QStringList asked;
