@@ -81,7 +81,8 @@ enum class Kind
 {
     Text,
     Flag,
-    Money
+    Money,
+    Price, ///< money that is told to administrators alone
 };
 struct Field
 {
@@ -89,19 +90,32 @@ struct Field
     Kind kind = Kind::Text;
 };
 
-void writeRow(XmlWriter& xml, SQLite::Statement& row, const std::vector<Field>& fields)
+void writeRow(XmlWriter& xml, SQLite::Statement& row, const std::vector<Field>& fields, bool withPrices = false)
 {
     int index = 0;
     for (const auto& field : fields) {
         const Cell cell = row.getColumn(index++);
-        if (field.kind == Kind::Flag)
+        switch (field.kind) {
+        case Kind::Text:
+            xml.text(field.name, cell.getString());
+            break;
+        case Kind::Flag:
             xml.flag(field.name, cell.getInt() != 0);
-        else
-            xml.text(field.name, field.kind == Kind::Money ? numberText(cell.getDouble()) : cell.getString());
+            break;
+        case Kind::Price:
+            if (!withPrices)
+                break;
+            [[fallthrough]];
+        case Kind::Money:
+            xml.text(field.name, numberText(cell.getDouble()));
+            break;
+        }
     }
 }
 
-/// One of the plain lists, whose rows are read by `sql` ("… WHERE account_id = ?1 AND (?2 = 0 OR some_id = ?2)").
+/// One of the plain lists, whose rows are read by `sql` ("… WHERE account_id = ?1 AND (?2 = 0 OR some_id = ?2) AND
+/// (?3 = 0 OR …)"). ?3 is who asks, 0 for administrators: others read what is their own, and what they may book on, as
+/// on the pages.
 struct ListKind
 {
     const char* root;
@@ -114,7 +128,9 @@ const ListKind& clientList()
 {
     static const ListKind kind{"clients",
                                "client",
-                               "SELECT id, name, active FROM clients WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)",
+                               "SELECT id, name, active FROM clients WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
+                               " AND (?3 = 0 OR id IN (SELECT p.client_id FROM projects p JOIN user_assignments u"
+                               "  ON u.project_id = p.id WHERE u.person_id = ?3))",
                                {{"id"}, {"name"}, {"active", Kind::Flag}}};
     return kind;
 }
@@ -124,13 +140,14 @@ const ListKind& projectList()
     static const ListKind kind{"projects",
                                "project",
                                "SELECT id, name, code, billable, bill_by, rate, active, client_id FROM projects"
-                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)",
+                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id IN"
+                               "  (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
                                {{"id"},
                                 {"name"},
                                 {"code"},
                                 {"billable", Kind::Flag},
                                 {"bill-by"},
-                                {"hourly-rate", Kind::Money},
+                                {"hourly-rate", Kind::Price},
                                 {"active", Kind::Flag},
                                 {"client-id"}}};
     return kind;
@@ -140,8 +157,10 @@ const ListKind& taskList()
 {
     static const ListKind kind{"tasks",
                                "task",
-                               "SELECT id, name, rate FROM tasks WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)",
-                               {{"id"}, {"name"}, {"default-hourly-rate", Kind::Money}}};
+                               "SELECT id, name, rate FROM tasks WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
+                               " AND (?3 = 0 OR id IN (SELECT t.task_id FROM task_assignments t JOIN user_assignments u"
+                               "  ON u.project_id = t.project_id WHERE u.person_id = ?3))",
+                               {{"id"}, {"name"}, {"default-hourly-rate", Kind::Price}}};
     return kind;
 }
 
@@ -151,7 +170,7 @@ const ListKind& personList()
     static const ListKind kind{"users",
                                "user",
                                "SELECT id, email, first_name, last_name, admin, active, rate FROM people"
-                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)",
+                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id = ?3)",
                                {{"id"},
                                 {"email"},
                                 {"first-name"},
@@ -167,7 +186,8 @@ const ListKind& userAssignmentList()
     static const ListKind kind{"user-assignments",
                                "user-assignment",
                                "SELECT id, project_id, person_id, rate FROM user_assignments"
-                               " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)",
+                               " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
+                               " AND (?3 = 0 OR person_id = ?3)",
                                {{"id"}, {"project-id"}, {"user-id"}, {"hourly-rate", Kind::Money}}};
     return kind;
 }
@@ -180,8 +200,9 @@ const ListKind& taskAssignmentList()
         // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
         "SELECT id, project_id, task_id, billable, rate FROM task_assignments"
         " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
-        " AND task_id IN (SELECT id FROM tasks WHERE active)",
-        {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Money}}};
+        " AND task_id IN (SELECT id FROM tasks WHERE active)"
+        " AND (?3 = 0 OR project_id IN (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
+        {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Price}}};
     return kind;
 }
 
@@ -189,12 +210,12 @@ Reply list(Storage& storage, const Person& person, const ListKind& kind, Id only
 {
     auto reply = storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
         SQLite::Statement rows(database, std::string(kind.sql) + " ORDER BY id");
-        SQLite::bind(rows, person.account, only);
+        SQLite::bind(rows, person.account, only, person.admin ? 0 : person.id);
         XmlWriter xml;
         xml.open(kind.root, "type=\"array\"");
         while (rows.executeStep()) {
             xml.open(kind.element);
-            writeRow(xml, rows, kind.fields);
+            writeRow(xml, rows, kind.fields, person.admin);
             xml.close();
         }
         xml.close();
@@ -207,12 +228,12 @@ Reply single(Storage& storage, const Person& person, const ListKind& kind, Id id
 {
     auto reply = storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
         SQLite::Statement row(database, kind.sql);
-        SQLite::bind(row, person.account, id);
+        SQLite::bind(row, person.account, id, person.admin ? 0 : person.id);
         if (id == 0 || !row.executeStep())
             return notFound();
         XmlWriter xml;
         xml.open(kind.element);
-        writeRow(xml, row, kind.fields);
+        writeRow(xml, row, kind.fields, person.admin);
         xml.close();
         return Reply{200, xml.document()};
     });
