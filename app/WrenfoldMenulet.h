@@ -18,6 +18,7 @@
 
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 namespace service {
 class QuillonApi;
@@ -240,7 +241,6 @@ private:
     TimesheetWindow* timesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void idleEpisodeIsOver();
-    void noteFreshHours();
     void placeFirstSteps();
     void hideFirstSteps();
     skin::Hint firstSteps(bool showsView, bool isBeside);
@@ -272,7 +272,8 @@ private:
     std::unique_ptr<skin::Callout> m_callout;
     std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
-    platform::TimeSource::Duration m_hoursAsOf{}; ///< uptime at which the service last told the hours
+    /// When the service last told the hours of an entry, in this run: the uptime.
+    std::unordered_map<store::ObjectId, platform::TimeSource::Duration, store::ObjectIdHash> m_hoursAsOf;
 
     std::unique_ptr<IdleTimer> m_idleTimer;
     double m_idleTime = 0;

@@ -146,7 +146,11 @@ void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
 void WrenfoldMenulet::bringHoursUpToDate(model::DayEntry& entry) const
 {
     // Without this, what was worked between the last refresh and the absence would be taken off as well.
-    const auto age = environment().time().uptime().total - m_hoursAsOf;
+    // Nobody knows how old hours are that an earlier run has left.
+    const auto told = m_hoursAsOf.find(entry.id());
+    if (told == m_hoursAsOf.end())
+        return;
+    const auto age = environment().time().uptime().total - told->second;
     if (entry.isRunning() && age > HoursAreStaleAfter)
         entry.setHours(entry.hours().value_or(0) + std::chrono::duration<double, std::ratio<3600>>(age).count());
 }

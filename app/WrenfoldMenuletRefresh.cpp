@@ -126,14 +126,8 @@ void WrenfoldMenulet::downloadLatest()
     m_api->requestDailyTimesheetForDate(now, m_cacheVersionChanged);
 }
 
-void WrenfoldMenulet::noteFreshHours()
-{
-    m_hoursAsOf = platform::Run::current().environment().time().uptime().total;
-}
-
 void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
 {
-    noteFreshHours();
     if (m_clearingCompanyData && currentUser()) {
         if (m_timesheetController) {
             m_timesheetController->setCompany(company());
@@ -157,7 +151,8 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
 
 void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)
 {
-    noteFreshHours();
+    for (const store::ObjectId& entry : changes->confirmed)
+        m_hoursAsOf[entry] = platform::Run::current().environment().time().uptime().total;
     if (store::Context* context = managedObjectContext())
         context->mergeChanges(*changes);
     if (model::touchesCatalog(*changes, *managedObjectModel())) {
@@ -210,6 +205,7 @@ void WrenfoldMenulet::preferencesChanged()
 void WrenfoldMenulet::clearAllData()
 {
     m_clearingCompanyData = true;
+    m_hoursAsOf.clear();
     if (model::Company* company = m_company.get()) {
         company->clearAllData();
         managedObjectContext()->remove(*company);

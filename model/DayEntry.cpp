@@ -476,6 +476,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, EntryImport& import, boo
     if (const QDateTime created = formatting.dateFromDatetime(element.child(names.createdAt).text()); created.isValid())
         entry.setCreatedAt(created);
     entry.setNotes(element.child("notes").text());
+    context.confirm(entry);
     return entry;
 }
 

@@ -485,15 +485,12 @@ tl::expected<void, Error> Context::save()
     if (!store)
         return tl::unexpected(Error{QStringLiteral("there is no store")});
 
-    std::shared_ptr<const ChangeSet> changes;
-    if (m_changed.empty()) {
-        changes = std::make_shared<ChangeSet>();
-    } else {
-        Save save(*this, *store);
+    Save save(*this, *store);
+    if (!m_changed.empty()) {
         if (auto written = save.write(); !written)
             return written;
-        changes = save.finish();
     }
+    const std::shared_ptr<const ChangeSet> changes = save.finish();
     if (m_didSave)
         m_didSave(changes);
     return {};

@@ -41,7 +41,9 @@ struct ChangeSet
     std::vector<ObjectId> inserted; ///< ids alone: no other context can know an older state of them
     std::vector<Change> updated;
     std::vector<ObjectId> deleted;
+    std::vector<ObjectId> confirmed; ///< what was found to be current (see Context::confirm), changed or not
 
+    /// Whether the store stayed as it was.
     bool isEmpty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
 };
 
@@ -98,6 +100,10 @@ public:
     bool isKeyed(std::string_view entity, const std::vector<std::string>& keys) const;
 
     bool hasChanges() const { return !m_changed.empty(); }
+
+    /// Notes that what is known of the object by now is current, for the next save to tell: an import that finds all as
+    /// it was changes nothing.
+    void confirm(const Object& object) { m_confirmed.push_back(object.id()); }
 
     /// Once this is requested `save` writes nothing any more. Who imports much asks `isStopped` now and then, and ends.
     void setStop(std::stop_token stop) { m_stop = std::move(stop); }
@@ -166,6 +172,7 @@ private:
     std::vector<int> m_changedCount;                ///< of them, by entity
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
     std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
+    std::vector<ObjectId> m_confirmed; ///< since the last save
     std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
     std::vector<std::unique_ptr<KeyIndex>> m_indexes;
     std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;

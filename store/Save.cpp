@@ -231,6 +231,11 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
     }
 
     auto changes = std::make_shared<ChangeSet>();
+    changes->confirmed = std::exchange(m_context.m_confirmed, {});
+    for (ObjectId& id : changes->confirmed) {
+        if (const auto taken = m_takenOver.find({id.entity, id.row}); taken != m_takenOver.end())
+            id.row = taken->second;
+    }
     changes->inserted.reserve(m_context.m_changed.size());
     for (Object* object : m_context.m_changed) {
         const bool joined = std::find(takenOver.begin(), takenOver.end(), object->id()) != takenOver.end();

@@ -16,7 +16,8 @@ public:
     /// All or nothing. Changes only the store.
     tl::expected<void, Error> write();
 
-    /// After a successful `write`: the context's objects are clean, and the result says what others need to know.
+    /// After a successful `write`, or when there was nothing to write: the context's objects are clean, and the result
+    /// says what others need to know.
     std::shared_ptr<const ChangeSet> finish();
 
 private:

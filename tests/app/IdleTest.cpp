@@ -23,11 +23,13 @@ TimeSource::Duration measured(int minutes)
 class IdleRun : public AppRun
 {
 public:
-    explicit IdleRun(int thresholdMinutes = 10)
+    explicit IdleRun(int thresholdMinutes = 10, const std::function<void(IdleRun&)>& beforeStart = {})
     {
         auto& defaults = settings::UserDefaults::standardUserDefaults();
         defaults.setInteger(settings::QuillonIdleMinutesThreshold, thresholdMinutes);
         test.alerts.answer.reset();
+        if (beforeStart)
+            beforeStart(*this);
         start();
     }
 
@@ -82,10 +84,28 @@ public:
     }
 
     /// The same account in a browser.
-    Answer elsewhere(const QString& target)
+    Answer elsewhere(const QString& target, const QByteArray& body = {})
     {
         HttpClient client(QString::fromStdString(service.url("acme")), u"ann@example.com"_s, u"secret"_s);
-        return client.get(target);
+        return body.isEmpty() ? client.get(target) : client.post(target, body);
+    }
+    /// An earlier run has left half an hour of a timer that runs.
+    void rememberTimer()
+    {
+        const QString id = elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(website)},
+                                                                   {u"task_id"_s, QString::number(design)},
+                                                                   {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}))
+                               .text(u"id"_s);
+        store::Context& cache = *menulet->managedObjectContext();
+        auto& company = model::Company::findOrCreateCompany(u"acme"_s, cache);
+        auto& entry = company.findOrCreateById<model::DayEntry>(id, cache);
+        entry.setProject(&company.findOrCreateById<model::Project>(QString::number(website), cache));
+        entry.setTask(&company.findOrCreateById<model::Task>(QString::number(design), cache));
+        entry.setSpentAt(QDateTime(QDate(2013, 1, 15), QTime(), Qt::UTC));
+        entry.setTimerStarted(QDateTime(QDate(2013, 1, 15), QTime(9, 0), Qt::UTC));
+        entry.setHours(0.5);
+        QVERIFY(cache.save());
+        test.time.advance(30min);
     }
     QString currentId() const { return menulet->company()->mostRecentDayEntry()->idString(); }
     void toggleElsewhere() { QCOMPARE(elsewhere(u"/daily/timer/"_s + currentId()).status, 200); }
@@ -140,6 +160,9 @@ private slots:
     void clockPutForwardOrBackDuringSleep_data();
     void clockPutForwardOrBackDuringSleep();
     void hoursFromBeforeTheSleepAreNotLost();
+    void hoursOfUnknownAgeStayAsTheyAre_data();
+    void hoursOfUnknownAgeStayAsTheyAre();
+    void hoursThatWereToldAgainAreFresh();
     void twoHoursComeOutRight();
 };
 
@@ -484,6 +507,45 @@ void IdleTest::hoursFromBeforeTheSleepAreNotLost()
     QVERIFY(run.press(1));
     QVERIFY(run.corrections().value(0).startsWith("0.50 stopped"_L1));
     QCOMPARE(run.dayTotal(), 0.5);
+}
+
+void IdleTest::hoursOfUnknownAgeStayAsTheyAre_data()
+{
+    QTest::addColumn<QByteArrayList>("refused");
+    QTest::newRow("nothing told") << QByteArrayList{"/account/who_am_i", "/daily", "/daily/15/2013"};
+    QTest::newRow("the account told") << QByteArrayList{"/daily", "/daily/15/2013"};
+    QTest::newRow("another day told") << QByteArrayList{"/daily/15/2013"};
+}
+
+void IdleTest::hoursOfUnknownAgeStayAsTheyAre()
+{
+    QFETCH(QByteArrayList, refused);
+    IdleRun run(10, [&](IdleRun& before) {
+        before.rememberTimer();
+        before.timesheetDay = QDate(2013, 1, 14);
+        for (const QByteArray& path : refused)
+            before.service.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
+    });
+    run.menulet->showTimesheetWindow(nullptr);
+    run.work(kStep);
+    run.test.sleep.sleep(12min);
+    QCOMPARE(run.alert(), asksAboutMinutes(12));
+    QVERIFY(run.press(1));
+    QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
+}
+
+void IdleTest::hoursThatWereToldAgainAreFresh()
+{
+    IdleRun run;
+    run.startTimer(u"Design"_s);
+    run.work(30min);
+    const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
+    run.service.answer("GET /daily/15/2013", std::vector<Reply>(20, sheet));
+    run.work(10min);
+    run.test.sleep.sleep(2h);
+    QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
+    QVERIFY(run.press(1));
+    QVERIFY2(run.corrections().value(0).startsWith("0.50 stopped"_L1), qPrintable(run.corrections().value(0)));
 }
 
 void IdleTest::twoHoursComeOutRight()
