@@ -536,45 +536,49 @@ void RLListView::handleMouseDownOutsideCells(const QMouseEvent& event)
 
 void RLListView::contextMenuEvent(QContextMenuEvent* event)
 {
+    event->setAccepted(event->reason() == QContextMenuEvent::Keyboard && showContextMenuOfCurrentRow());
+}
+
+bool RLListView::showContextMenuOfCurrentRow()
+{
     const int row = currentRow();
-    if (event->reason() != QContextMenuEvent::Keyboard || row < 0) {
-        event->ignore();
-        return;
-    }
+    if (row < 0)
+        return false;
     revealRow(row);
     if (RLListViewCell* cell = visibleCellForRow(row))
         cell->showContextMenu();
+    return true;
 }
 
 // Keys
 
 void RLListView::keyPressEvent(QKeyEvent* event)
 {
+    event->setAccepted(handleKey(*event));
+}
+
+bool RLListView::handleKey(QKeyEvent& event)
+{
     constexpr Qt::KeyboardModifiers commands = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
-    if (m_delegate && !(event->modifiers() & commands) && m_keysToForward.contains(event->text())) {
-        m_delegate->keyDown(*this, *event);
-        if (event->isAccepted())
-            return;
-        event->accept();
+    if (m_delegate && !(event.modifiers() & commands) && m_keysToForward.contains(event.text())) {
+        event.accept();
+        m_delegate->keyDown(*this, event);
+        if (event.isAccepted())
+            return true;
     }
-    if (event->matches(QKeySequence::SelectAll)) {
+    if (event.matches(QKeySequence::SelectAll)) {
         selectAll();
-        return;
+        return true;
     }
-    if (event->matches(QKeySequence::Deselect) && validateDeselectAll()) {
+    if (event.matches(QKeySequence::Deselect) && validateDeselectAll()) {
         deselectAll();
-        return;
+        return true;
     }
-    if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
-        QContextMenuEvent menu(QContextMenuEvent::Keyboard, QPoint(), QCursor::pos());
-        contextMenuEvent(&menu);
-        return;
-    }
-    if ((event->modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) {
-        event->ignore();
-        return;
-    }
-    switch (event->key()) {
+    if (event.key() == Qt::Key_F10 && event.modifiers() == Qt::ShiftModifier)
+        return showContextMenuOfCurrentRow();
+    if ((event.modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier)
+        return false;
+    switch (event.key()) {
     case Qt::Key_Up:
         moveUp();
         break;
@@ -596,17 +600,17 @@ void RLListView::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Return:
     case Qt::Key_Enter:
         // A key that is held down since a sheet closed must not open it again.
-        if (m_delegate && selectedRow() >= 0 && !event->isAutoRepeat())
+        if (m_delegate && selectedRow() >= 0 && !event.isAutoRepeat())
             m_delegate->rowDoubleClicked(*this, selectedRow());
         break;
     default:
-        event->ignore();
-        return;
+        return false;
     }
     if (!m_showsFocus) {
         m_showsFocus = true;
         m_documentView->redisplay();
     }
+    return true;
 }
 
 void RLListView::moveUp()

@@ -135,6 +135,11 @@ public:
     void moveUp();
     void moveDown();
 
+    /// Does what the key does, wherever in the window it was pressed. False: nothing.
+    bool handleKey(QKeyEvent& event);
+    /// The menu of the row that `currentRow` names, as if asked for with the keyboard. False: there is none.
+    bool showContextMenuOfCurrentRow();
+
     /// A press on a cell, and one beside the cells. No event: a press by assistive technology, which counts as one with
     /// a modifier key.
     void handleMouseDown(const QMouseEvent* event, RLListViewCell& inCell);

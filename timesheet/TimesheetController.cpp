@@ -108,8 +108,10 @@ void TimesheetController::wire()
     key({Qt::CTRL | Qt::Key_T}, window.goToTodayButton);
     key({Qt::CTRL | Qt::Key_N}, window.newTimerButton);
     // Deleting cannot be undone: the key only puts it within reach of Return.
-    connect(new QShortcut(Qt::Key_Delete, window.dayEntriesListView, nullptr, nullptr, Qt::WidgetShortcut),
-            &QShortcut::activated, this, [this] { showMenuOfSelectedRow(Command::DeleteTimer); });
+    connect(new QShortcut(Qt::Key_Delete, m_window.get()), &QShortcut::activated, this, [this] {
+        if (m_window->isListReachable())
+            showMenuOfSelectedRow(Command::DeleteTimer);
+    });
 
     window.installEventFilter(this);
     window.contentView().installEventFilter(this);

@@ -8,11 +8,13 @@
 #include "skin/ImageButton.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldCell.h"
+#include "skin/Sheet.h"
 #include "skin/Spinner.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
+#include <QContextMenuEvent>
 #include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QPainter>
@@ -138,6 +140,8 @@ TimesheetWindow::TimesheetWindow()
     offlineIndicator->resize(24 + offline->width(), 20);
     offlineIndicator->hide();
     loadingIndicator->hide();
+    for (QAbstractButton* button : toolbarView->findChildren<QAbstractButton*>())
+        button->installEventFilter(this);
 }
 
 bool TimesheetWindow::isContentFocused() const
@@ -292,8 +296,54 @@ void TimesheetWindow::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_Escape || event->matches(QKeySequence::Close))
         close();
-    else
+    else if (!handKeyToList(*event))
         StripWindow::keyPressEvent(event);
+}
+
+/// What has the focus had no use for the key.
+bool TimesheetWindow::handKeyToList(QKeyEvent& event)
+{
+    if (!isListReachable())
+        return false;
+    switch (event.key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+        // Who walks through the list is in it from then on.
+        if (event.modifiers() & ~Qt::KeypadModifier)
+            return false;
+        dayEntriesListView->setFocus(Qt::ShortcutFocusReason);
+        break;
+    default:
+        break;
+    }
+    return dayEntriesListView->handleKey(event);
+}
+
+bool TimesheetWindow::isListReachable() const
+{
+    return dayEntriesListView->isVisible() && !skin::Sheet::openIn(*this);
+}
+
+void TimesheetWindow::contextMenuEvent(QContextMenuEvent* event)
+{
+    if (event->reason() != QContextMenuEvent::Keyboard || !isListReachable() ||
+        !dayEntriesListView->showContextMenuOfCurrentRow())
+        event->ignore();
+}
+
+bool TimesheetWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    // A button goes to its neighbour with any of the four arrows.
+    if (event->type() == QEvent::KeyPress) {
+        auto& key = *static_cast<QKeyEvent*>(event);
+        if (key.key() == Qt::Key_Up || key.key() == Qt::Key_Down)
+            return handKeyToList(key);
+    }
+    return StripWindow::eventFilter(watched, event);
 }
 
 } // namespace timesheet

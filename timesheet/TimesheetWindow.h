@@ -58,6 +58,9 @@ public:
     /// nor empty day is shown.
     void focusContent();
 
+    /// Whether the list is shown and nothing lies over it, so that its keys work.
+    bool isListReachable() const;
+
     /// The date with the button beside it, or alone, in the middle of the toolbar.
     void centreDate(bool withButton);
     /// A null text: nothing to note.
@@ -76,8 +79,11 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    bool handKeyToList(QKeyEvent& event);
     void layOutContent();
     void centreButton(QPushButton& button);
 

@@ -30,6 +30,7 @@ private slots:
     void loadingEndsWithTheNextReload();
     void loadingHoldsBackEdits();
     void keysActOnTheSelectedRow();
+    void keysWorkWhereverTheFocusIs();
     void deletesOnlyWhatWasChosen();
     void menuActsOnItsEntryWhereverThatIs();
     void opensTheDayInTheBrowser();
@@ -306,6 +307,73 @@ void TimesheetWindowTest::keysActOnTheSelectedRow()
     run.key(Qt::Key_E);
     run.key(Qt::Key_Return);
     QCOMPARE(run.edited(), QString());
+}
+
+void TimesheetWindowTest::keysWorkWhereverTheFocusIs()
+{
+    TimesheetRun run;
+    run.add({.notes = "first", .minutes = 5});
+    const auto last = run.add({.notes = "last", .minutes = 5});
+    run.open();
+    timesheet::TimesheetWindow& window = run.window();
+    const QStringList toggled{u"GET /daily/timer/%1"_s.arg(last), u"GET /daily/15/2013?slim=1"_s};
+    for (QWidget* place : {static_cast<QWidget*>(window.backButton), static_cast<QWidget*>(window.forwardButton),
+                           static_cast<QWidget*>(window.newTimerButton), window.dailyTimesheetView}) {
+        run.list().deselectAll();
+        const auto key = [&](Qt::Key key) {
+            place->setFocus();
+            return run.key(key);
+        };
+        // Nothing is chosen yet.
+        QCOMPARE(key(Qt::Key_E) + key(Qt::Key_S) + key(Qt::Key_Delete), QStringList());
+        QVERIFY(run.edited().isNull() && !openMenu());
+
+        // Who walks through the list is in it from then on; a key that acts on a row leaves the focus.
+        key(Qt::Key_Down);
+        QCOMPARE(run.list().selectedRow(), 0);
+        QVERIFY(run.list().hasFocus());
+        key(Qt::Key_End);
+        QCOMPARE(run.list().selectedRow(), 1);
+        QCOMPARE(key(Qt::Key_S), toggled);
+        QCOMPARE(window.focusWidget(), place == window.dailyTimesheetView ? &run.list() : place);
+        QCOMPARE(key(Qt::Key_S), toggled);
+        key(Qt::Key_E);
+        QCOMPARE(run.edited(), u"last"_s);
+
+        // While the sheet is open they are its own.
+        for (const char* name : {"saveButton", "datePicker", "notesField"}) {
+            window.findChild<QWidget*>(QLatin1StringView(name))->setFocus();
+            QCOMPARE(run.key(Qt::Key_S) + run.key(Qt::Key_E) + run.key(Qt::Key_Delete), QStringList());
+            QVERIFY(!openMenu());
+        }
+        window.setFocus(); // as when all that could have it is gone
+        QTest::keyClick(&window, Qt::Key_S);
+        QTest::keyClick(&window, Qt::Key_Home);
+        run.settle();
+        QCOMPARE(run.requested(), QStringList());
+        QCOMPARE(run.list().selectedRow(), 1);
+        run.closeEditor();
+
+        key(Qt::Key_Delete);
+        QVERIFY(openMenu());
+        QTest::keyClick(openMenu(), Qt::Key_Escape);
+        place->setFocus();
+        QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+        QApplication::sendEvent(place, &menuKey);
+        QVERIFY(openMenu());
+        QTest::keyClick(openMenu(), Qt::Key_Escape);
+    }
+
+    // Return presses the button, else it edits the chosen row.
+    window.backButton->setFocus();
+    QCOMPARE(run.key(Qt::Key_Return), QStringList(u"GET /daily/14/2013?slim=1"_s));
+    QCOMPARE(run.edited(), QString());
+    window.forwardButton->setFocus();
+    QCOMPARE(run.key(Qt::Key_Return), QStringList(u"GET /daily/15/2013?slim=1"_s));
+    run.list().setSelectedRow(0);
+    window.dailyTimesheetView->setFocus();
+    run.key(Qt::Key_Return);
+    QCOMPARE(run.edited(), u"first"_s);
 }
 
 void TimesheetWindowTest::deletesOnlyWhatWasChosen()
