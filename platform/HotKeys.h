@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace platform {
 
@@ -64,6 +65,10 @@ public:
     /// While paused nothing fires, and where the desktop permits it the keys reach the window in front: for a field
     /// that records a combination.
     virtual void setPaused(bool paused) = 0;
+
+    /// Whether a registration of the key would be granted now, as far as other programs go. Nothing is taken for it.
+    /// Empty: that cannot be asked here.
+    virtual std::optional<bool> couldBeHad(const HotKey& /*key*/) { return std::nullopt; }
 
     /// How presses get here, for people: "from the X server". Empty: not at all.
     virtual QString way() const { return {}; }

@@ -55,12 +55,24 @@ void HotKeyManager::registerNewHotKey(const KeyCombo& combo, int forAction)
     emit statusChanged();
 }
 
+KeyCombo HotKeyManager::combo(int action) const
+{
+    const auto found = m_hotKeyRefs.find(action);
+    return found == m_hotKeyRefs.end() ? KeyCombo() : found->second.combo;
+}
+
 platform::HotKeys::Status HotKeyManager::status(int action) const
 {
     const auto found = m_hotKeyRefs.find(action);
     if (found == m_hotKeyRefs.end() || !found->second.hotKeyRef)
         return {};
     return found->second.hotKeyRef->status();
+}
+
+std::optional<bool> HotKeyManager::couldBeHad(const KeyCombo& combo) const
+{
+    const auto evdevKey = evdevCode(combo.code);
+    return evdevKey ? hotKeys().couldBeHad(described({}, *evdevKey, combo)) : std::nullopt;
 }
 
 void HotKeyManager::setPaused(bool paused)

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace settings {
 
@@ -55,8 +56,14 @@ public:
     void registerHotKeysFromPrefs();
     void registerNewHotKey(const KeyCombo& combo, int forAction);
 
-    /// What became of an action's combination.
+    /// The combination that was registered last for an action.
+    KeyCombo combo(int action) const;
+    /// What became of it.
     platform::HotKeys::Status status(int action) const;
+
+    /// Whether other programs leave the combination to us, were it registered now. Empty: that is not to be known, or
+    /// there is no such key.
+    std::optional<bool> couldBeHad(const KeyCombo& combo) const;
 
     /// While paused no hot key fires, and where the desktop permits it the keys reach the window in front: for a field
     /// that records a combination.

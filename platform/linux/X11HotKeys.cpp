@@ -83,6 +83,25 @@ void X11HotKeys::setPaused(bool paused)
     update();
 }
 
+std::optional<bool> X11HotKeys::couldBeHad(const HotKey& key)
+{
+    const auto grab = grabFor(key);
+    if (!grab)
+        return false;
+    if (m_taken.contains(*grab))
+        return true;
+    // A passive grab is the one way to ask. Until it is given back no other program is heard, so that none is refused
+    // for it.
+    xcb_connection_t* x = x11::connection();
+    xcb_grab_server(x);
+    const bool granted = take(*grab);
+    if (granted)
+        release(*grab);
+    xcb_ungrab_server(x);
+    xcb_flush(x);
+    return granted;
+}
+
 X11HotKeys::Modifiers X11HotKeys::readModifiers()
 {
     xcb_connection_t* x = x11::connection();

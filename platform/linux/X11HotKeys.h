@@ -26,6 +26,7 @@ public:
     void setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged) override;
     std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
     void setPaused(bool paused) override;
+    std::optional<bool> couldBeHad(const HotKey& key) override;
     QString way() const override { return QStringLiteral("from the X server"); }
 
 private:

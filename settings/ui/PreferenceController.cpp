@@ -7,6 +7,7 @@
 #include "platform/UpdateFeed.h"
 #include "service/QuillonApi.h"
 #include "settings/HotKeyManager.h"
+#include "settings/KeyCodes.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
@@ -54,8 +55,12 @@ template <class Number>
 Number leadingNumber(const QString& text)
 {
     const QByteArray digits = text.trimmed().toLatin1();
+    // from_chars knows no plus.
+    const auto* begin = digits.begin();
+    if (digits.startsWith('+') && !digits.startsWith("+-"))
+        ++begin;
     Number number = 0;
-    std::from_chars(digits.begin(), digits.end(), number);
+    std::from_chars(begin, digits.end(), number);
     return number;
 }
 
@@ -207,12 +212,11 @@ void PreferenceController::wire()
     });
     connect(&m_preferences, &settings::QuillonPreferences::keyringAnswered, this, &PreferenceController::showKeyring);
     connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
-    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus,
-         settings::HotKeyManager::ToggleTimesheetWindow);
-    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus, settings::HotKeyManager::ShowNewTimerWindow);
+    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus);
+    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus);
 }
 
-void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status, int action)
+void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status)
 {
     status.setFixedWidth(statusWidth);
     recorder.setTaken([this, &recorder](qint64 keyCode, quint64 flags, QString& reason) {
@@ -225,10 +229,7 @@ void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status, int
         status.setText(tr("Delete for none, Escape to leave it."));
         showShortcutStatus();
     });
-    connect(&recorder, &SRRecorderControl::keyComboChanged, this, [this, &recorder, action] {
-        // At once, so that the person sees here whether the desktop grants it.
-        m_hotKeys.registerNewHotKey(recorder.keyCombo(), action);
-    });
+    connect(&recorder, &SRRecorderControl::keyComboChanged, this, &PreferenceController::showShortcutStatus);
 }
 
 void PreferenceController::show()
@@ -535,15 +536,26 @@ void PreferenceController::showShortcutStatus()
     // While one is recorded, what became of the other is not to be known.
     if (timesheet.isRecording() || newTimer.isRecording())
         return;
-    const bool same =
-        timesheet.keyCombo() == newTimer.keyCombo() && timesheet.keyCombo().code != settings::KeyCombo::NoKey;
-    const auto show = [this, same](QLabel& label, int action) {
-        const QString text = same ? tr("Both shortcuts are the same.") : statusText(m_hotKeys.status(action));
+    const QKeySequence keys = settings::keySequence(timesheet.keyCombo());
+    const bool same = !keys.isEmpty() && keys == settings::keySequence(newTimer.keyCombo());
+    const auto show = [this, same](QLabel& label, const SRRecorderControl& recorder, int action) {
+        const QString text = same ? tr("Both shortcuts are the same.") : shortcutStatus(recorder.keyCombo(), action);
         label.setText(label.fontMetrics().elidedText(text, Qt::ElideRight, statusWidth));
         label.setToolTip(text);
     };
-    show(*m_ui->toggleTimesheetShortcutStatus, settings::HotKeyManager::ToggleTimesheetWindow);
-    show(*m_ui->newTimerShortcutStatus, settings::HotKeyManager::ShowNewTimerWindow);
+    show(*m_ui->toggleTimesheetShortcutStatus, timesheet, settings::HotKeyManager::ToggleTimesheetWindow);
+    show(*m_ui->newTimerShortcutStatus, newTimer, settings::HotKeyManager::ShowNewTimerWindow);
+}
+
+QString PreferenceController::shortcutStatus(const settings::KeyCombo& shown, int action) const
+{
+    using State = platform::HotKeys::State;
+    const platform::HotKeys::Status status = m_hotKeys.status(action);
+    if (shown == m_hotKeys.combo(action) || status.state == State::Unavailable)
+        return statusText(status);
+    // Not ours yet: the desktop is not asked for it before Done.
+    return m_hotKeys.couldBeHad(shown) == false ? statusText({State::Refused, {}})
+                                                : tr("Takes effect when you press Done.");
 }
 
 void PreferenceController::controlTextDidEndEditing(QLineEdit* field)
@@ -644,9 +656,8 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
     case QEvent::KeyPress:
         if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
             return false;
-        if (m_ui->cancelButton->isHidden())
-            windowShouldClose();
-        else
+        // It takes back, and never sends what is half typed. A dialog would close.
+        if (!m_ui->cancelButton->isHidden())
             cancelSigningIn();
         return true;
     case QEvent::PaletteChange:

@@ -2,6 +2,7 @@
 
 #include "platform/TimeSource.h"
 #include "service/OutcomeReceiver.h"
+#include "settings/KeyCombo.h"
 
 #include <QDialog>
 #include <QLocale>
@@ -111,7 +112,7 @@ private:
     void awakeFromNib();
     void windowDidLoad();
     void wire();
-    void wire(SRRecorderControl& recorder, QLabel& status, int action);
+    void wire(SRRecorderControl& recorder, QLabel& status);
     void fill();
     void fillAccount();
     void showAccountPage(AccountPage page);
@@ -124,6 +125,7 @@ private:
     void showUnanswered();
     void showKeyring();
     void showShortcutStatus();
+    QString shortcutStatus(const settings::KeyCombo& shown, int action) const;
     void setHintColors();
 
     PreferencesOwner& m_owner;

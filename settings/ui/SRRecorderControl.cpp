@@ -137,7 +137,6 @@ void SRRecorderControl::clear()
 
 void SRRecorderControl::take(const settings::KeyCombo& combo)
 {
-    // Before the key may fire again: it is still held.
     m_combo = combo;
     stopRecording();
     updateShown();
@@ -247,6 +246,12 @@ void SRRecorderControl::focusOutEvent(QFocusEvent* event)
     QWidget::focusOutEvent(event);
     stopRecording();
     update();
+}
+
+void SRRecorderControl::hideEvent(QHideEvent* event)
+{
+    QWidget::hideEvent(event);
+    stopRecording();
 }
 
 void SRRecorderControl::changeEvent(QEvent* event)

@@ -138,6 +138,7 @@ private slots:
     void takenByAnotherProgram();
     void oneCombinationForTwo();
     void paused();
+    void couldBeHad();
     void anotherKeyboard();
     void missingModifier();
 
@@ -310,6 +311,26 @@ void X11HotKeysTest::paused()
     QTRY_COMPARE(other.text(), QByteArray("B"));
     m_keys->setPaused(false);
     m_keyboard.press({Shift, B});
+    QTRY_COMPARE(m_pressed, QList<int>{1});
+}
+
+void X11HotKeysTest::couldBeHad()
+{
+    const auto timesheet = m_keys->registerHotKey(kTimesheet);
+    for (const bool paused : {true, false}) {
+        m_keys->setPaused(paused);
+        {
+            const OtherProgram other(
+                QStringList{QString::number(N), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)});
+            QCOMPARE(m_keys->couldBeHad(kNewTimer), false);
+        }
+        QTRY_COMPARE(m_keys->couldBeHad(kNewTimer), true);
+        QCOMPARE(m_keys->couldBeHad(kTimesheet), true);
+        // It was asked, not taken.
+        OtherProgram other(QStringList{QString::number(N), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)});
+        QVERIFY(other.said("grabbed"));
+    }
+    m_keyboard.press({Control, Alt, M});
     QTRY_COMPARE(m_pressed, QList<int>{1});
 }
 

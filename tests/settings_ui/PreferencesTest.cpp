@@ -279,6 +279,8 @@ void PreferencesTest::idleMinutes_data()
     QTest::newRow("empty") << u""_s << qint64(10);
     QTest::newRow("one") << u"1"_s << qint64(1);
     QTest::newRow("blanks around") << u" 7 "_s << qint64(7);
+    QTest::newRow("with a plus") << u"+5"_s << qint64(5);
+    QTest::newRow("two signs") << u"+-5"_s << qint64(10);
     QTest::newRow("unit behind") << u"12 min"_s << qint64(12);
     QTest::newRow("too long") << u"99999999999999999999"_s << qint64(999999);
 }
@@ -313,11 +315,16 @@ void PreferencesTest::closingIsDone()
 
     run.type("quillonUrlField", u"acme"_s);
     run.type("emailField", u"ann@example.com"_s);
-    run.key(Qt::Key_Escape);
+    QVERIFY(!controller.window().close());
     QTRY_COMPARE(run.sheet(), u"Your Password is invalid. Please enter a valid Password before continuing."_s);
     run.key(Qt::Key_Escape);
     run.type("passwordField", u"secret"_s);
+    // Nothing is sent or saved before somebody says so.
     run.key(Qt::Key_Escape);
+    QVERIFY(controller.window().isVisible() && !controller.waitingForAuthenticationCheck());
+    QVERIFY(!run.settingsFile().contains("ann@example.com") && run.requested().isEmpty());
+    QCOMPARE(run.text("passwordField"), u"secret"_s);
+    QVERIFY(!controller.window().close());
     QVERIFY(controller.waitingForAuthenticationCheck());
     QTRY_VERIFY(!controller.window().isVisible());
 
@@ -596,14 +603,23 @@ void PreferencesTest::shortcuts()
     type(65, Qt::Key_Space, Qt::NoModifier);
     QCOMPARE(status("newTimerShortcutStatus"), u"Use it together with Ctrl, Alt or Super."_s);
     QVERIFY(keys.paused);
+    keys.free = false;
     type(33, Qt::Key_P, Qt::MetaModifier | Qt::ShiftModifier);
-    QCOMPARE(status("newTimerShortcutStatus"), QString());
+    QCOMPARE(status("newTimerShortcutStatus"), u"Not available: another program may be using it."_s);
     run.part("toggleTimesheetShortcutControl").setFocus();
+    keys.free.reset();
     run.key(Qt::Key_Delete);
+    for (const char* name : {"toggleTimesheetShortcutStatus", "newTimerShortcutStatus"})
+        QCOMPARE(status(name), u"Takes effect when you press Done."_s);
 
-    // What became of it is seen at once.
-    keys.setStatus(2, {platform::HotKeys::State::Refused, {}});
-    QTRY_COMPARE(status("newTimerShortcutStatus"), u"Not available: another program may be using it."_s);
+    // Until then nothing was taken, and what there was goes on: also when the window goes while one is recorded.
+    run.click("newTimerShortcutControl");
+    QVERIFY(keys.paused);
+    controller.window().hide();
+    QVERIFY(!keys.paused);
+    QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M));
+    QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_N));
+    QCOMPARE(keys.registrations, 2);
     controller.saveCredentials();
     QCOMPARE(preferences().newTimerWindowHotKeyCombo(), (settings::KeyCombo{0x60000, 35}));
     QCOMPARE(preferences().timesheetWindowHotKeyCombo().code, settings::KeyCombo::NoKey);

@@ -23,6 +23,7 @@ public:
     }
 
     void setPaused(bool now) override { paused = now; }
+    std::optional<bool> couldBeHad(const HotKey& /*key*/) override { return free; }
 
     /// The person presses the combination. False when nobody has registered it.
     bool press(QKeyCombination keys)
@@ -48,6 +49,8 @@ public:
     /// How many registrations there have been.
     int registrations = 0;
     bool paused = false;
+    /// Whether another key could be had. Empty: nobody can tell.
+    std::optional<bool> free;
     /// The status of every key for which nothing else was set.
     Status answer{State::Registered, {}};
 
