@@ -64,8 +64,9 @@ void QuillonPreferences::loadSaved()
         m_email = defaults.stringForKey(SCEmailKey);
         m_url = defaults.stringForKey(SCQuillonUrlKey);
         m_serviceDomain = info.string("QuillonServiceDomain"_L1);
-        m_developmentDomain =
-            info.boolean("QuillonLocalDebug"_L1) ? info.string("QuillonDevelopmentDomain"_L1) : QString();
+        m_developmentDomain = info.boolean("QuillonLocalDebug"_L1)
+                                  ? std::optional(info.string("QuillonDevelopmentDomain"_L1))
+                                  : std::nullopt;
         m_password = QString();
         m_passwordLoaded = false;
     }
@@ -252,8 +253,8 @@ Credentials QuillonPreferences::savedCredentials() const
 {
     const std::lock_guard lock(m_mutex);
     const QString url = normalized(m_url);
-    const QString fullUrl = m_developmentDomain.isEmpty() ? "https://"_L1 + url + m_serviceDomain
-                                                          : "http://"_L1 + url + m_developmentDomain;
+    const QString fullUrl =
+        m_developmentDomain ? "http://"_L1 + url + *m_developmentDomain : "https://"_L1 + url + m_serviceDomain;
     return {m_email, m_password, url, fullUrl};
 }
 

@@ -116,7 +116,7 @@ private:
     QString m_password;
     QString m_url;
     QString m_serviceDomain;
-    QString m_developmentDomain; ///< empty: the service itself is used
+    std::optional<QString> m_developmentDomain; ///< none: the service itself is used
 
     QString m_savedEmail; ///< the account of the password to look up
     bool m_passwordLoaded = false;

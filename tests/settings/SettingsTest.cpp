@@ -337,18 +337,22 @@ void SettingsTest::accountNameIsNormalized()
 void SettingsTest::baseAddress_data()
 {
     QTest::addColumn<bool>("localDebug");
+    QTest::addColumn<QString>("domain");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("service") << false << u"https://acme.quillon.example"_s;
-    QTest::newRow("development") << true << u"http://acme.localhost:4711"_s;
+    QTest::newRow("service") << false << u".localhost:4711"_s << u"https://acme.quillon.example"_s;
+    QTest::newRow("development") << true << u".localhost:4711"_s << u"http://acme.localhost:4711"_s;
+    // Never the service itself.
+    QTest::newRow("development without a domain") << true << QString() << u"http://acme"_s;
 }
 
 void SettingsTest::baseAddress()
 {
     QFETCH(bool, localDebug);
+    QFETCH(QString, domain);
     QFETCH(QString, expected);
     Started start(signedIn);
     start.run.info.set("QuillonLocalDebug"_L1, localDebug);
-    start.run.info.set("QuillonDevelopmentDomain"_L1, u".localhost:4711"_s);
+    start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
     QCOMPARE(start.preferences().fullUrl(), expected);
     QCOMPARE(start.preferences().credentials().fullUrl, expected);
 }
