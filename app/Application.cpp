@@ -2,6 +2,7 @@
 
 #include "app/AppcastFeed.h"
 #include "app/Check.h"
+#include "app/Complaint.h"
 #include "app/SessionBus.h"
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
@@ -65,9 +66,9 @@ Settings:  $XDG_CONFIG_HOME/Quillon/Quillon.conf
 Data:      $XDG_DATA_HOME/Quillon
 )";
 
-void print(std::FILE* stream, const QString& text)
+void print(const QString& text)
 {
-    std::fputs(text.toLocal8Bit().constData(), stream);
+    std::fputs(text.toLocal8Bit().constData(), stdout);
 }
 
 /// Calls back once when the widget was painted for the first time, or after a while.
@@ -153,7 +154,7 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.check = true;
         } else if (argument == "--info"_L1) {
             if (++i == arguments.size())
-                return tl::unexpected(u"quillon: --info needs the name of a file\n"_s);
+                return tl::unexpected(u"--info needs the name of a file"_s);
             parsed.infoFile = arguments.at(i);
         } else if (argument.startsWith("--info="_L1)) {
             parsed.infoFile = argument.mid(7);
@@ -163,25 +164,25 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.command->follow = true;
         } else if (isStatus && (argument == "--format"_L1 || argument.startsWith("--format="_L1))) {
             if (argument == "--format"_L1 && ++i == arguments.size())
-                return tl::unexpected(u"quillon: --format needs a text\n"_s);
+                return tl::unexpected(u"--format needs a text"_s);
             const auto text = StatusText::parse(argument == "--format"_L1 ? arguments.at(i) : argument.mid(9));
             if (!text)
-                return tl::unexpected(u"quillon: %1\n"_s.arg(text.error()));
+                return tl::unexpected(text.error());
             parsed.command->text = *text;
         } else if (argument.startsWith(u'-')) {
-            return tl::unexpected(u"quillon: there is no option \"%1\" %2(see quillon --help)\n"_s.arg(
+            return tl::unexpected(u"there is no option \"%1\" %2(see quillon --help)"_s.arg(
                 argument, parsed.command ? u"of %1 "_s.arg(parsed.command->name) : QString()));
         } else if (parsed.command || !BusCommand::exists(argument)) {
-            return tl::unexpected(u"quillon: there is no command \"%1\" (see quillon --help)\n"_s.arg(argument));
+            return tl::unexpected(u"there is no command \"%1\" (see quillon --help)"_s.arg(argument));
         } else {
             parsed.command = BusCommand{.name = argument, .text = {}};
         }
     }
     if (parsed.check && (parsed.local || parsed.command))
-        return tl::unexpected(u"quillon: --check looks at the program that runs, and takes --info at most\n"_s);
+        return tl::unexpected(u"--check looks at the program that runs, and takes --info at most"_s);
     if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
-        return tl::unexpected(u"quillon: %1 goes to the program that runs, and takes no --local and no --info\n"_s.arg(
-            parsed.command->name));
+        return tl::unexpected(
+            u"%1 goes to the program that runs, and takes no --local and no --info"_s.arg(parsed.command->name));
     return parsed;
 }
 
@@ -192,15 +193,15 @@ int Application::run(int argc, char** argv)
         words << QString::fromLocal8Bit(argv[i]);
     const auto arguments = Arguments::parse(words);
     if (!arguments) {
-        print(stderr, arguments.error());
+        complain(arguments.error());
         return ExitUsage;
     }
     if (arguments->help) {
-        print(stdout, QString::fromUtf8(HelpText));
+        print(QString::fromUtf8(HelpText));
         return 0;
     }
     if (arguments->version) {
-        print(stdout, u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
+        print(u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
         return 0;
     }
     if (arguments->command)
@@ -208,18 +209,18 @@ int Application::run(int argc, char** argv)
     const QString infoFile = arguments->infoFile.isEmpty() ? qEnvironmentVariable("QUILLON_INFO") : arguments->infoFile;
     auto info = platform::InfoDictionary::load(infoFile);
     if (!info) {
-        print(stderr, u"quillon: %1\n"_s.arg(info.error()));
+        complain(info.error());
         return ExitUsage;
     }
     if (arguments->check)
         check(argc, argv, std::move(*info));
     if (arguments->local && !m_parts.embeddedService) {
-        print(stderr, u"quillon: this build has no service of its own\n"_s);
+        complain(u"this build has no service of its own"_s);
         return ExitUsage;
     }
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        print(stderr, u"quillon: there is no display to show anything on\n"_s);
+        complain(u"there is no display to show anything on"_s);
         return ExitCannotRun;
     }
 
@@ -228,7 +229,12 @@ int Application::run(int argc, char** argv)
     QApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
     QApplication::setQuitOnLastWindowClosed(false);
     QVariantMap startedBy = platform::startupIds();
+    std::optional<DisplayGuard> guard([] {
+        complain(NoDisplay);
+        _exit(ExitCannotRun);
+    });
     QApplication application(argc, argv);
+    guard.reset();
     const EndOnSignal endOnSignal;
 
     platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
@@ -272,7 +278,7 @@ int Application::run(int argc, char** argv)
         }
         menulet.startOwnService([&, asked = arguments->local](const QString& failure) {
             if (!failure.isEmpty())
-                print(stderr, u"quillon: %1\n"_s.arg(failure));
+                complain(failure);
             // Who asked for nothing but this service has nothing to be shown without it.
             if (!failure.isEmpty() && asked) {
                 environment().alerts().show(

@@ -1,6 +1,7 @@
 #include "app/BusCommand.h"
 
 #include "app/BusInterface.h"
+#include "app/Complaint.h"
 #include "platform/SingleInstance.h"
 
 #include <QCoreApplication>
@@ -44,7 +45,7 @@ const Named* find(const QString& command)
 
 int failed(const QString& reason)
 {
-    std::fputs(u"quillon: %1\n"_s.arg(reason).toLocal8Bit().constData(), stderr);
+    complain(reason);
     return ExitFailed;
 }
 

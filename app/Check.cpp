@@ -1,6 +1,7 @@
 #include "app/Check.h"
 
 #include "app/BusInterface.h"
+#include "app/Complaint.h"
 #include "platform/HotKeys.h"
 #include "platform/Paths.h"
 #include "platform/Reachability.h"
@@ -87,8 +88,8 @@ private:
     void print(const Finding& finding)
     {
         m_allWell = m_allWell && finding.ok;
-        const QString line =
-            u"%1 %2 %3\n"_s.arg(finding.ok ? u"ok"_s : u"!!"_s, finding.what.leftJustified(12), finding.text);
+        const QString line = u"%1 %2 %3\n"_s.arg(finding.ok ? u"ok"_s : u"!!"_s, finding.what.leftJustified(12),
+                                                 printable(finding.text));
         std::fputs(line.toLocal8Bit().constData(), stdout);
         std::fflush(stdout);
     }
@@ -112,13 +113,6 @@ private:
 };
 
 Page* s_page = nullptr;
-
-/// A display that cannot be opened ends the process within Qt, after these words.
-void qtSays(QtMsgType type, const QMessageLogContext&, const QString&)
-{
-    if (type == QtFatalMsg)
-        s_page->giveUp(u"the display cannot be opened: look at DISPLAY and WAYLAND_DISPLAY"_s);
-}
 
 Finding store()
 {
@@ -299,7 +293,7 @@ void check(int argc, char** argv, platform::InfoDictionary info)
     page.add(store());
 
     page.begin(StatusItem);
-    qInstallMessageHandler(qtSays);
+    const DisplayGuard guard([] { s_page->giveUp(NoDisplay); });
     const bool display = !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
     if (!display && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -313,7 +307,10 @@ void check(int argc, char** argv, platform::InfoDictionary info)
     for (const Finding& finding : others)
         page.add(finding);
     if (others.isEmpty()) {
-        page.add(display ? Finding{StatusItem, true, u"Quillon does not run; while it does, this tells its place"_s}
+        platform::StatusItem& item = environment.statusItem();
+        item.setFloating(
+            settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFloatingStatusItemKey));
+        page.add(display ? Finding{StatusItem, true, u"Quillon does not run; it would be "_s + item.describe()}
                          : Finding{StatusItem, false, u"there is no display: start Quillon in a desktop session"_s});
         page.begin(HotKeys);
         // On X11 this takes the keys for a moment, which alone tells whether they are free. A portal is not asked

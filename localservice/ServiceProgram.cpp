@@ -57,9 +57,23 @@ bool isAccountName(const std::string& name)
            std::any_of(name.begin(), name.end(), isLetter) && name.front() != '-' && name.back() != '-';
 }
 
+/// In one line. What somebody else has chosen, such as a file's name, shall not steer the terminal.
 void complain(const std::string& what)
 {
-    std::cerr << "quillon-service: " << what << std::endl;
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string line = "quillon-service: ";
+    for (std::size_t i = 0; i < what.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(what[i]);
+        // U+0080 to U+009F are control characters as well, and 0xC2 is no sign by itself.
+        const bool second = byte == 0xC2 && i + 1 < what.size() && static_cast<unsigned char>(what[i + 1]) < 0xA0;
+        if (byte < 0x20 || byte == 0x7F || second) {
+            const auto number = second ? static_cast<unsigned char>(what[++i]) : byte;
+            line += {'\\', 'x', digits[number >> 4U], digits[number & 15U]};
+        } else {
+            line += what[i];
+        }
+    }
+    std::cerr << line << std::endl;
 }
 
 void warnOfExposedKey(const std::string& file)

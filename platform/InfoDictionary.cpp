@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 namespace platform {
@@ -12,14 +13,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr qint64 mostBytes = 1024 * 1024;
+
 tl::expected<QJsonObject, QString> read(const QString& path)
 {
+    // A device may have no end, and a pipe nobody at the other one.
+    if (const QFileInfo found(path); found.exists() && !found.isFile())
+        return tl::unexpected(u"it is no ordinary file"_s);
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return tl::unexpected(file.errorString());
-    const QByteArray text = file.readAll();
+    const QByteArray text = file.read(mostBytes + 1);
     if (file.error() != QFileDevice::NoError)
         return tl::unexpected(file.errorString());
+    if (text.size() > mostBytes)
+        return tl::unexpected(u"it is too long"_s);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);
     if (error.error != QJsonParseError::NoError) {

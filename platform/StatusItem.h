@@ -77,7 +77,8 @@ public:
     /// Makes the item known to the person: shows it if hidden, puts it in front.
     virtual void present() = 0;
 
-    /// Where the item is now and what the desktop grants it, in one line for people.
+    /// Where the item is now and what the desktop grants it, in one line for people. Before it has a view: where it
+    /// would be at first; the desktop is asked for that, for half a second at most.
     virtual QString describe() const = 0;
 };
 

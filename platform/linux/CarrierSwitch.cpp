@@ -190,7 +190,18 @@ void CarrierSwitch::present()
 
 QString CarrierSwitch::describe() const
 {
-    return m_carrier ? m_carrier->describe() : QStringLiteral("between two places, for a moment");
+    if (m_carrier)
+        return m_carrier->describe();
+    return m_view ? QStringLiteral("between two places, for a moment") : foretell();
+}
+
+QString CarrierSwitch::foretell() const
+{
+    if (!m_floating && m_tray.owner())
+        return QStringLiteral("docked in the panel, if that grants it the room");
+    if (!m_floating && NotifierHost::isThereNow())
+        return QStringLiteral("a status notifier item, drawn by the desktop");
+    return QStringLiteral("a floating strip");
 }
 
 } // namespace platform

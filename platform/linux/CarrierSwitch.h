@@ -43,6 +43,7 @@ private:
     };
 
     Kind wanted() const;
+    QString foretell() const;
     void decide();
     void decideSoon();
     void decideSettled();

@@ -1,5 +1,6 @@
 #include "NotifierItem.h"
 
+#include "../SingleInstance.h"
 #include "MenuExport.h"
 
 #include <QCoreApplication>
@@ -10,7 +11,7 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
+#include <QDBusReply>
 #include <QDBusServiceWatcher>
 #include <QMenu>
 #include <QtEndian>
@@ -98,6 +99,28 @@ const QDBusArgument& operator>>(const QDBusArgument& in, NotifierToolTip& toolTi
     return in;
 }
 
+namespace {
+
+QDBusMessage questionForHost()
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(kWatcher, kWatcherPath, kProperties, u"Get"_s);
+    call << kWatcher << u"IsStatusNotifierHostRegistered"_s;
+    // The watcher belongs to a panel that runs, or to none: nothing is started for it.
+    call.setAutoStartService(false);
+    return call;
+}
+
+bool tellsOfHost(const QDBusReply<QDBusVariant>& reply)
+{
+    // A watcher that does not know the property shows items all the same.
+    const QDBusError::ErrorType error = reply.error().type();
+    const bool unknown = error == QDBusError::UnknownProperty || error == QDBusError::UnknownInterface ||
+                         error == QDBusError::UnknownMethod || error == QDBusError::InvalidArgs;
+    return reply.isValid() ? reply.value().variant().toBool() : unknown;
+}
+
+} // namespace
+
 class NotifierHost::Watch final : public QObject
 {
     Q_OBJECT
@@ -141,21 +164,11 @@ void NotifierHost::Watch::begin()
 void NotifierHost::Watch::ask()
 {
     const int question = ++m_question;
-    QDBusMessage call = QDBusMessage::createMethodCall(kWatcher, kWatcherPath, kProperties, u"Get"_s);
-    call << kWatcher << u"IsStatusNotifierHostRegistered"_s;
-    // The watcher belongs to a panel that runs, or to none: nothing is started for it.
-    call.setAutoStartService(false);
-    auto* answer = new QDBusPendingCallWatcher(bus().asyncCall(call), this);
+    auto* answer = new QDBusPendingCallWatcher(bus().asyncCall(questionForHost()), this);
     connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, question] {
         answer->deleteLater();
-        const QDBusPendingReply<QDBusVariant> reply = *answer;
-        if (question != m_question)
-            return;
-        // A watcher that does not know the property shows items all the same.
-        const QDBusError::ErrorType error = reply.error().type();
-        const bool unknown = error == QDBusError::UnknownProperty || error == QDBusError::UnknownInterface ||
-                             error == QDBusError::UnknownMethod || error == QDBusError::InvalidArgs;
-        setThere(reply.isError() ? unknown : reply.value().variant().toBool());
+        if (question == m_question)
+            setThere(tellsOfHost(answer->reply()));
     });
 }
 
@@ -172,6 +185,13 @@ NotifierHost::~NotifierHost() = default;
 void NotifierHost::begin()
 {
     m_watch->begin();
+}
+
+bool NotifierHost::isThereNow()
+{
+    constexpr int patienceMilliseconds = 500;
+    return hasSessionBus() && bus().isConnected() &&
+           tellsOfHost(bus().call(questionForHost(), QDBus::Block, patienceMilliseconds));
 }
 
 bool NotifierHost::isThere() const

@@ -17,6 +17,8 @@ public:
 
     void begin();
     bool isThere() const;
+    /// Waits for the answer, half a second at most.
+    static bool isThereNow();
 
     class Watch;
 

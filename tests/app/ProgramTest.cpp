@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -78,6 +80,8 @@ class ProgramTest : public QObject
 private slots:
     void answersWithoutADisplay_data();
     void answersWithoutADisplay();
+    void displaysThatLeadNowhere_data();
+    void displaysThatLeadNowhere();
     void brokenInfoFiles_data();
     void brokenInfoFiles();
     void keepsTheDayInItsOwnService();
@@ -102,6 +106,8 @@ void ProgramTest::answersWithoutADisplay_data()
                              << QByteArray("quillon: there is no option \"--lokal\"");
     QTest::newRow("nothing to show on") << u"--local"_s << 1 << QByteArray()
                                         << QByteArray("quillon: there is no display");
+    QTest::newRow("for the terminal") << u"\u001b[31m\n\u009b"_s << 2 << QByteArray()
+                                      << QByteArray("quillon: there is no command \"\\u{1b}[31m\\u{a}\\u{9b}\" (");
 }
 
 void ProgramTest::answersWithoutADisplay()
@@ -118,6 +124,35 @@ void ProgramTest::answersWithoutADisplay()
     const QByteArray complained = program.process.readAllStandardError();
     QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
     QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
+    QVERIFY2(complained.count('\n') <= 1, complained);
+}
+
+void ProgramTest::displaysThatLeadNowhere_data()
+{
+    QTest::addColumn<QByteArray>("variable");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("X11") << QByteArray("DISPLAY") << u":4711"_s;
+    QTest::newRow("X11, no address") << QByteArray("DISPLAY") << u"\u001b[31m"_s;
+    QTest::newRow("Wayland") << QByteArray("WAYLAND_DISPLAY") << u"wayland-4711"_s;
+    QTest::newRow("no platform of Qt's") << QByteArray("QT_QPA_PLATFORM") << u"nonsense"_s;
+}
+
+void ProgramTest::displaysThatLeadNowhere()
+{
+    QFETCH(QByteArray, variable);
+    QFETCH(QString, value);
+    for (const QStringList& arguments : {QStringList(), QStringList(u"--check"_s)}) {
+        Program program(arguments);
+        for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+            program.environment.remove(QString::fromLatin1(name));
+        program.environment.insert(QString::fromLatin1(variable), value);
+        QCOMPARE(program.run(), 1);
+        const QByteArray complaint = program.process.readAllStandardError();
+        const QByteArray page = program.process.readAllStandardOutput();
+        QCOMPARE(complaint + page.mid(page.lastIndexOf("!! ") + 3),
+                 (arguments.isEmpty() ? QByteArray("quillon: ") : QByteArray("Status item  ")) +
+                     "no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM\n");
+    }
 }
 
 void ProgramTest::brokenInfoFiles_data()
@@ -128,6 +163,9 @@ void ProgramTest::brokenInfoFiles_data()
     QTest::newRow("missing, by variable") << QByteArray() << true;
     QTest::newRow("no JSON") << QByteArray("{\"SUFeedURL\": ") << false;
     QTest::newRow("no object") << QByteArray("[1, 2]") << false;
+    QTest::newRow("too long") << QByteArray("{}").leftJustified(1024 * 1024 + 1) << false;
+    QTest::newRow("endless") << QByteArray("/dev/zero") << false;
+    QTest::newRow("nobody at the other end") << QByteArray("fifo") << true;
 }
 
 void ProgramTest::brokenInfoFiles()
@@ -135,8 +173,12 @@ void ProgramTest::brokenInfoFiles()
     QFETCH(QByteArray, content);
     QFETCH(bool, byVariable);
     QTemporaryDir folder;
-    const QString name = folder.filePath(u"info.json"_s);
-    if (!content.isEmpty()) {
+    QString name = folder.filePath(u"info.json"_s);
+    if (content.startsWith('/')) {
+        name = QString::fromLatin1(content);
+    } else if (content == "fifo") {
+        QCOMPARE(mkfifo(QFile::encodeName(name).constData(), 0600), 0);
+    } else if (!content.isEmpty()) {
         QFile file(name);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(content);

@@ -64,7 +64,19 @@ def main(program):
     found = check(program)
     assert list(found) == PARTS, found
     assert {part for part, text in found.items() if not text.startswith("ok")} == {"Service"}, found
+    assert found["Status item"] == "ok Quillon does not run; it would be a floating strip", found
     assert "sign in" in found["Service"] and found["Hot keys"].endswith(", from the X server"), found
+
+    # A desktop that draws items.
+    watcher = "org.kde.StatusNotifierWatcher"
+    with subprocess.Popen([sys.executable, "-m", "dbusmock", watcher, "/StatusNotifierWatcher", watcher]) as desktop:
+        subprocess.run(["gdbus", "wait", "--session", "--timeout", str(LONGEST), watcher], check=True)
+        subprocess.run(["gdbus", "call", "--session", "--dest", watcher, "--object-path", "/StatusNotifierWatcher",
+                        "--method", "org.freedesktop.DBus.Mock.AddProperty", watcher,
+                        "IsStatusNotifierHostRegistered", "<true>"], check=True, stdout=subprocess.DEVNULL)
+        found = check(program)
+        assert found["Status item"].endswith("it would be a status notifier item, drawn by the desktop"), found
+        desktop.terminate()
 
     # The same with an account, once without and once with its password.
     (config / "Quillon.conf").write_text(f"[General]\nQuillonUrl=acme\nEmail={EMAIL}\n")
@@ -84,7 +96,7 @@ def main(program):
     assert found["Status item"].startswith("!! there is no display") and found["Keyring"].startswith("ok"), found
     assert found["Hot keys"].startswith("!! cannot be had") and found["Idle time"].startswith("!!"), found
     found = check(program, DISPLAY=":nowhere")
-    assert found["Status item"].startswith("!! the display cannot be opened"), found
+    assert found["Status item"].startswith("!! no display can be opened"), found
     with tempfile.TemporaryDirectory() as data:
         (pathlib.Path(data) / "Quillon").mkdir()
         (pathlib.Path(data) / "Quillon" / "QuillonX.sqlite").write_text("hours and hours and hours")

@@ -292,6 +292,7 @@ void CarriersTest::trial()
     QFETCH(QString, carrier);
     Tray tray(width, height);
     Item item;
+    QCOMPARE(item.item.describe(), u"docked in the panel, if that grants it the room"_s);
     item.show();
     QVERIFY(tray.says("docked\n"));
     QVERIFY(item.isInTray());
