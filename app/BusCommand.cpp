@@ -62,6 +62,12 @@ QDBusMessage statusCall()
     return methodCall(PropertiesInterface, u"GetAll"_s) << QString(QuillonInterface);
 }
 
+bool isSilence(const QDBusMessage& error)
+{
+    const QString name = error.errorName();
+    return name == "org.freedesktop.DBus.Error.NoReply"_L1 || name == "org.freedesktop.DBus.Error.Timeout"_L1;
+}
+
 QString reasonOf(const QDBusMessage& error)
 {
     const QString name = error.errorName();
@@ -70,7 +76,7 @@ QString reasonOf(const QDBusMessage& error)
     if (name == "org.freedesktop.DBus.Error.ServiceUnknown"_L1 ||
         name == "org.freedesktop.DBus.Error.NameHasNoOwner"_L1)
         return u"the program does not run"_s;
-    if (name == "org.freedesktop.DBus.Error.NoReply"_L1 || name == "org.freedesktop.DBus.Error.Timeout"_L1)
+    if (isSilence(error))
         return u"the program that runs does not answer"_s;
     return u"the program that runs does not understand this (%1)"_s.arg(error.errorMessage());
 }
@@ -211,7 +217,10 @@ int BusCommand::carryOut() const
         const QDBusMessage reply = bus.call(methodCall(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
                                                 << QString(action) << QVariantList() << platform::startupIds(),
                                             QDBus::Block, PatienceMilliseconds);
-        return reply.type() == QDBusMessage::ErrorMessage ? failed(reasonOf(reply)) : 0;
+        if (reply.type() != QDBusMessage::ErrorMessage)
+            return 0;
+        // It has the call, and may come back to it.
+        return failed(reasonOf(reply) + (isSilence(reply) ? u", and may still do it"_s : QString()));
     }
     const QDBusMessage reply = bus.call(statusCall(), QDBus::Block, PatienceMilliseconds);
     const QVariantMap properties = propertiesOf(reply);

@@ -15,9 +15,9 @@ struct BusCommand
     /// Whether there is a command of that name.
     static bool exists(const QString& name);
 
-    /// Carries the command out and ends this process with the exit status: 0, or 1 when the program does not run or
-    /// would not, after a line on standard error. Never starts the program. Follows until what reads standard output is
-    /// gone.
+    /// Carries the command out and ends this process with the exit status: 0, or 1 when the program does not run,
+    /// would not or does not answer, after a line on standard error. Never starts the program. Follows until what reads
+    /// standard output is gone.
     ///
     /// Needs no display, and makes the application object of this process itself.
     [[noreturn]] void run(int argc, char** argv) const;

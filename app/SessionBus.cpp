@@ -24,21 +24,20 @@ struct NamedAction
 {
     QLatin1StringView name;
     QAction* StatusMenu::*item;
-    bool needsAccount; ///< the menu does not open while nobody is signed in
 };
 
 constexpr NamedAction Actions[] = {
-    {"toggle"_L1, &StatusMenu::toggleCurrentTimerMenuItem, true},
-    {"new-timer"_L1, &StatusMenu::newTimerMenuItem, true},
-    {"timesheet"_L1, &StatusMenu::timesheetMenuItem, true},
-    {"open-in-browser"_L1, &StatusMenu::openInBrowserMenuItem, true},
-    {"manage-projects"_L1, &StatusMenu::manageProjectsMenuItem, true},
-    {"manage-tasks"_L1, &StatusMenu::manageTasksMenuItem, true},
-    {"preferences"_L1, &StatusMenu::preferencesMenuItem, false},
-    {"check-for-updates"_L1, &StatusMenu::checkForUpdatesMenuItem, false},
-    {"help"_L1, &StatusMenu::helpMenuItem, false},
-    {"about"_L1, &StatusMenu::aboutMenuItem, false},
-    {"quit"_L1, &StatusMenu::quitMenuItem, false},
+    {"toggle"_L1, &StatusMenu::toggleCurrentTimerMenuItem},
+    {"new-timer"_L1, &StatusMenu::newTimerMenuItem},
+    {"timesheet"_L1, &StatusMenu::timesheetMenuItem},
+    {"open-in-browser"_L1, &StatusMenu::openInBrowserMenuItem},
+    {"manage-projects"_L1, &StatusMenu::manageProjectsMenuItem},
+    {"manage-tasks"_L1, &StatusMenu::manageTasksMenuItem},
+    {"preferences"_L1, &StatusMenu::preferencesMenuItem},
+    {"check-for-updates"_L1, &StatusMenu::checkForUpdatesMenuItem},
+    {"help"_L1, &StatusMenu::helpMenuItem},
+    {"about"_L1, &StatusMenu::aboutMenuItem},
+    {"quit"_L1, &StatusMenu::quitMenuItem},
 };
 
 Refusal refusal(const char* name, const QString& reason)
@@ -46,18 +45,46 @@ Refusal refusal(const char* name, const QString& reason)
     return {QuillonInterface + ".Error."_L1 + QLatin1StringView(name), reason};
 }
 
+Refusal signedOut()
+{
+    return refusal("SignedOut", QObject::tr("nobody is signed in: sign in in the preferences"));
+}
+
+Refusal offline()
+{
+    return refusal("Offline", QObject::tr("the service cannot be reached"));
+}
+
+/// As a press on the button, and says when no timer comes of it.
+std::optional<Refusal> toggle(WrenfoldMenulet& menulet)
+{
+    const bool hasEntry = menulet.hasCurrentEntry();
+    if (menulet.offline() && (hasEntry || !menulet.loggedOut()))
+        return offline();
+    menulet.toggleCurrentTimer(nullptr);
+    if (hasEntry)
+        return std::nullopt;
+    if (menulet.loggedOut())
+        return signedOut();
+    return refusal("NoEntry",
+                   QObject::tr("there is no entry to start or stop: choose one in the window for a new timer"));
+}
+
 /// Does what an item of the menu does, where the menu would let a person choose it.
-std::optional<Refusal> perform(const WrenfoldMenulet& menulet, const QString& action)
+std::optional<Refusal> perform(WrenfoldMenulet& menulet, const QString& action)
 {
     const auto* known = std::ranges::find(Actions, action, &NamedAction::name);
     if (known == std::end(Actions))
         return refusal("NoSuchAction", QObject::tr("there is no action “%1”").arg(action));
-    if (known->needsAccount && menulet.loggedOut())
-        return refusal("SignedOut", QObject::tr("nobody is signed in: sign in in the preferences"));
-    QAction* item = menulet.menu().*known->item;
+    const StatusMenu& menu = menulet.menu();
+    QAction* item = menu.*known->item;
+    if (item == menu.toggleCurrentTimerMenuItem)
+        return toggle(menulet);
+    if (menulet.loggedOut() && menu.needsAccount(item))
+        return signedOut();
     // While offline the menu shows what cannot be done then in grey.
     if (!item->isEnabled())
-        return refusal("Offline", QObject::tr("the service cannot be reached"));
+        return offline();
     item->trigger();
     return std::nullopt;
 }

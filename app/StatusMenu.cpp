@@ -1,5 +1,8 @@
 #include "app/StatusMenu.h"
 
+#include <algorithm>
+#include <array>
+
 namespace app {
 
 using namespace Qt::StringLiterals;
@@ -32,17 +35,33 @@ StatusMenu::StatusMenu()
     quitMenuItem = item("quitMenuItem", tr("Quit Quillon"));
 
     addActions({toggleCurrentTimerMenuItem, newTimerMenuItem, timesheetMenuItem});
-    addSeparator();
+    m_timerSeparator = addSeparator();
     addAction(offlineIndicator);
     offlineSeparatorItem = addSeparator();
     offlineSeparatorItem->setObjectName(u"offlineSeparatorItem"_s);
     addActions({openInBrowserMenuItem, manageProjectsMenuItem, manageTasksMenuItem});
-    addSeparator();
+    m_pagesSeparator = addSeparator();
     addActions({preferencesMenuItem, checkForUpdatesMenuItem, helpMenuItem, firstStepsMenuItem, aboutMenuItem});
     addSeparator();
     addAction(quitMenuItem);
     offlineIndicator->setVisible(false);
     offlineSeparatorItem->setVisible(false);
+}
+
+bool StatusMenu::needsAccount(const QAction* item) const
+{
+    // The first steps show how to time, too.
+    const std::array all{toggleCurrentTimerMenuItem, newTimerMenuItem,    timesheetMenuItem, openInBrowserMenuItem,
+                         manageProjectsMenuItem,     manageTasksMenuItem, firstStepsMenuItem};
+    return std::ranges::find(all, item) != all.end();
+}
+
+void StatusMenu::setSignedOut(bool signedOut)
+{
+    for (QAction* item : actions()) {
+        if (needsAccount(item) || item == m_timerSeparator || item == m_pagesSeparator)
+            item->setVisible(!signedOut);
+    }
 }
 
 int StatusMenu::indexOfItem(const QAction* item) const

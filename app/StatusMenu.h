@@ -31,9 +31,19 @@ public:
     QAction* aboutMenuItem;
     QAction* quitMenuItem;
 
+    /// Whether the item is of no use while nobody is signed in. This is the one list of that: for the menu, for hosts
+    /// that draw it, for screen readers, and for the bus and the command line.
+    bool needsAccount(const QAction* item) const;
+    /// While signed out, only what works then is in sight.
+    void setSignedOut(bool signedOut);
+
     /// Where an item stands, -1 when it is not in the menu.
     int indexOfItem(const QAction* item) const;
     void insertItemAtIndex(QAction* item, int index);
+
+private:
+    QAction* m_timerSeparator;
+    QAction* m_pagesSeparator;
 };
 
 } // namespace app

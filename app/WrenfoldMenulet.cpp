@@ -134,7 +134,13 @@ void WrenfoldMenulet::wire()
     connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, this, &WrenfoldMenulet::networkReachable);
 
     const auto action = [this](QAction* item, void (WrenfoldMenulet::*method)(QObject*)) {
-        connect(item, &QAction::triggered, this, [this, item, method] { (this->*method)(item); });
+        connect(item, &QAction::triggered, this, [this, item, method] {
+            // Hosts and screen readers may know the menu as it was before.
+            if (m_loggedOut && m_menu->needsAccount(item))
+                showPreferencePanel(item);
+            else
+                (this->*method)(item);
+        });
     };
     action(m_menu->toggleCurrentTimerMenuItem, &WrenfoldMenulet::toggleCurrentTimer);
     action(m_menu->newTimerMenuItem, &WrenfoldMenulet::showNewTimerWindow);

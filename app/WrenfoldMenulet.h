@@ -180,8 +180,10 @@ public:
     void openQuillonInBrowser(QObject* sender);
     void manageProjects(QObject* sender);
     void manageTasks(QObject* sender);
-    /// Starts or stops the current entry's timer; without an entry, opens the window for a new one.
+    /// Starts or stops the current entry's timer; without an entry, opens the window for a new one, or the preferences
+    /// while nobody is signed in.
     void toggleCurrentTimer(QObject* sender) override;
+    bool hasCurrentEntry() const { return currentEntry(); }
     void checkForUpdates(QObject* sender);
     void quitQuilonForMac(QObject* sender);
 

@@ -173,6 +173,7 @@ void WrenfoldMenulet::authenticationFailed()
 void WrenfoldMenulet::showLoggedOut()
 {
     m_view->setLoggedOut(true);
+    m_menu->setSignedOut(true);
     // The sign-in picture is wider than the placeholder hours that may be shown before.
     m_statusItem->setLength(QuillonStatusItemDefaultWidth);
     describeStatusItem(currentEntry());
@@ -182,6 +183,7 @@ void WrenfoldMenulet::setIndicatorsToGood()
 {
     m_view->setOffline(false);
     m_view->setLoggedOut(false);
+    m_menu->setSignedOut(false);
     m_offline = false;
     m_loggedOut = false;
 }

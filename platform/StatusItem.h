@@ -50,7 +50,7 @@ public:
     struct StandIn
     {
         QMenu* menu = nullptr; ///< offered to desktops that draw menus themselves. Flat. Not owned
-        std::function<void()> openMenu;
+        std::function<void()> openMenu; ///< the item is pressed; what there is to open instead is the program's choice
         std::function<void()> toggleTimer;
         /// A square picture of so many device pixels a side.
         std::function<QImage(const Description&, int side)> tile;

@@ -239,7 +239,8 @@ public:
     QList<NotifierPixmap> iconPixmap() const;
     QString spoken() const { return m_description.spoken; }
     NotifierToolTip toolTip() const { return {{}, {}, m_toolTipTitle, toolTipText(m_description)}; }
-    bool itemIsMenu() const { return true; }
+    /// Signed out, a press is answered by the program.
+    bool itemIsMenu() const { return !m_description.loggedOut; }
     QDBusObjectPath menuPath() const { return QDBusObjectPath(kMenuPath); }
     QString label() const { return labelOf(m_description); }
     QString labelGuide() const { return u"00:00"_s; }
@@ -346,6 +347,12 @@ void NotifierItem::Object::setToolTipTitle(const QString& text)
 void NotifierItem::Object::setDescription(const Description& description)
 {
     const Description before = std::exchange(m_description, description);
+    if (before.loggedOut != description.loggedOut) {
+        // The protocol has no signal of its own for it. Hosts that look at none read it with the next tile.
+        QDBusMessage signal = QDBusMessage::createSignal(kItemPath, kProperties, u"PropertiesChanged"_s);
+        signal << u"org.kde.StatusNotifierItem"_s << QVariantMap{{u"ItemIsMenu"_s, itemIsMenu()}} << QStringList();
+        bus().send(signal);
+    }
     const auto face = [](const Description& told) {
         return std::tuple(labelOf(told), told.running && !told.offline && !told.loggedOut);
     };

@@ -28,7 +28,7 @@ private:
 
 /// The item as the desktop draws it (freedesktop.org StatusNotifierItem): a square tile with the hours, their text as a
 /// label where the desktop knows `XAyatanaLabel`, and the menu over `com.canonical.dbusmenu`. A left click opens the
-/// menu, a middle click starts or stops the timer.
+/// menu, or is passed on while nobody is signed in; a middle click starts or stops the timer.
 ///
 /// It says on the bus that something is new when, and only when, the hours or the state became others: the label and
 /// the tile, two messages. It registers again with each watcher that comes.

@@ -11,6 +11,7 @@ class BusGuardsTest final : public QObject
 private slots:
     void guards_data();
     void guards();
+    void nothingToToggle();
     void statusOfTheCurrentEntry();
 };
 
@@ -25,7 +26,7 @@ void BusGuardsTest::guards_data()
     const QString signedOut = u"com.wrenfold.Quillon1.Error.SignedOut"_s;
     const QString unknown = u"com.wrenfold.Quillon1.Error.NoSuchAction"_s;
     const QString done;
-    QTest::newRow("toggle") << u"toggle"_s << done << offline << signedOut << u"GET /daily/timer/1"_s;
+    QTest::newRow("toggle") << u"toggle"_s << done << offline << done << u"GET /daily/timer/1"_s;
     QTest::newRow("new") << u"new-timer"_s << done << offline << signedOut << u"new timer show"_s;
     QTest::newRow("timesheet") << u"timesheet"_s << done << done << signedOut << u"timesheet toggle"_s;
     QTest::newRow("page") << u"manage-tasks"_s << done << done << signedOut << u"/tasks"_s;
@@ -67,6 +68,27 @@ void BusGuardsTest::guards()
     QFETCH(QString, signedOut);
     run.menulet->authenticationFailed();
     QCOMPARE(ask(), expected(signedOut));
+}
+
+void BusGuardsTest::nothingToToggle()
+{
+    AppRun run;
+    run.start();
+    const app::SessionBus bus(*run.menulet, nullptr);
+    // What there is to do instead is shown, and a script hears that no timer came of it.
+    const auto toggle = [&] {
+        run.windowCalls.clear();
+        run.requested();
+        const auto refusal = bus.perform(u"toggle"_s);
+        run.settle();
+        return QStringList(refusal ? refusal->error.section(u'.', -1) : u"toggled"_s) + run.windowCalls +
+               run.requested();
+    };
+    QCOMPARE(toggle(), QStringList({u"NoEntry"_s, u"new timer show"_s}));
+    run.test.network.setReachable(false);
+    QCOMPARE(toggle(), QStringList(u"Offline"_s));
+    run.menulet->authenticationFailed();
+    QCOMPARE(toggle(), QStringList({u"SignedOut"_s, u"preferences show"_s}));
 }
 
 void BusGuardsTest::statusOfTheCurrentEntry()

@@ -29,6 +29,7 @@ class StatusMenuTest : public QObject
 private slots:
     void layout();
     void openingAndClosing();
+    void signedOut();
     void startsAndStopsByClick();
     void withoutAnEntry();
     void wideHours_data();
@@ -76,6 +77,43 @@ void StatusMenuTest::openingAndClosing()
     QVERIFY(!run.view().clicked());
     run.menulet->toggleStatusItemMenu();
     QVERIFY(run.menu().isVisible());
+}
+
+void StatusMenuTest::signedOut()
+{
+    const QStringList works{u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s, u"About Quillon"_s, u"-"_s,
+                            u"Quit Quillon"_s};
+    QCOMPARE(
+        [] {
+            AppRun nobody(false);
+            nobody.start();
+            return titles(nobody.menu());
+        }(),
+        works);
+
+    AppRun run;
+    run.start();
+    run.startTimer(u"Design"_s);
+    const QStringList everything = titles(run.menu());
+    run.menulet->authenticationFailed();
+    QCOMPARE(titles(run.menu()), works);
+    run.windowCalls.clear();
+    run.requested();
+    // Pressed in the bar; and chosen in a menu that somebody drew before, or that a screen reader knows.
+    run.test.statusItem.standIn.openMenu();
+    for (QAction* item :
+         {run.menu().toggleCurrentTimerMenuItem, run.menu().newTimerMenuItem, run.menu().timesheetMenuItem,
+          run.menu().openInBrowserMenuItem, run.menu().manageProjectsMenuItem, run.menu().manageTasksMenuItem,
+          run.menu().firstStepsMenuItem})
+        item->trigger();
+    QVERIFY(!run.menu().isVisible() && run.test.desktop.opened.isEmpty() && run.requested().isEmpty());
+    QCOMPARE(run.windowCalls, QStringList(8, u"preferences show"_s));
+
+    // What is known is sent all the same, and an answer signs in.
+    run.test.statusItem.standIn.toggleTimer();
+    run.settle();
+    QVERIFY(run.requested().first().startsWith(u"GET /daily/timer/"_s));
+    QCOMPARE(titles(run.menu()).mid(1), everything.mid(1));
 }
 
 void StatusMenuTest::startsAndStopsByClick()

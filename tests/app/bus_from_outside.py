@@ -183,6 +183,12 @@ def signed_in(program):
     shaped.process.stdout.close()
     assert shaped.process.wait(LONGEST) == 0
 
+    # A program that hangs may still do what it was asked for, and then does.
+    process.send_signal(signal.SIGSTOP)
+    assert run(program, "toggle") == (1, "", "quillon: the program that runs does not answer, and may still do it\n")
+    process.send_signal(signal.SIGCONT)
+    until("it runs", lambda: client.changes[-1] == {"Running": True, "State": "running"})
+
     assert run(program, "quit") == (0, "", "")
     assert process.wait(LONGEST) == 0
     until("nothing", lambda: plain.lines()[-1] == " ")

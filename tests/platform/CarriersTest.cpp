@@ -448,6 +448,15 @@ void CarriersTest::drawnByTheDesktop()
     item.item.setDescription(item.told);
     QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);
 
+    // Who is to sign in gets no menu for a press: the program is told of it.
+    Listened monitor;
+    monitor.start(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, name});
+    QVERIFY(monitor.says("is owned by"));
+    item.told.loggedOut = true;
+    item.item.setDescription(item.told);
+    QVERIFY(monitor.says("('org.kde.StatusNotifierItem', {'ItemIsMenu': <false>}, @as [])\n"));
+    QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<false>,)"_s);
+
     // Where the program is not told, it opens where the pointer is.
     pointer(at({600, 300}));
     QTRY_COMPARE(QCursor::pos(), QPoint(600, 300));
