@@ -377,6 +377,8 @@ tl::expected<Person, Reply> Api::signedIn(const Request& request)
 
 Reply Api::answer(const Request& request)
 {
+    if (const auto trouble = m_storage.whyUnreadable())
+        return failure(*trouble);
     const auto person = signedIn(request);
     if (!person)
         return person.error();

@@ -126,9 +126,9 @@ Database::Database(std::unique_ptr<Storage> storage) : m_storage(std::move(stora
 
 Database::~Database() = default;
 
-Result<std::unique_ptr<Database>> Database::open(const std::string& file)
+Result<std::unique_ptr<Database>> Database::open(const std::string& file, FileTrouble trouble)
 {
-    auto storage = Storage::open(file);
+    auto storage = Storage::open(file, std::move(trouble));
     if (!storage)
         return tl::unexpected(storage.error());
     return std::unique_ptr<Database>(new Database(std::move(*storage)));

@@ -3,6 +3,7 @@
 #include "DateText.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -69,13 +70,22 @@ enum class FirstPassword
 
 class Storage;
 
+/// What is said when the data file is moved, replaced or spoiled while it is in use, and how.
+struct FileTrouble
+{
+    /// A sentence for people about what happened and what to do; an empty one when all is well again. Called on the
+    /// thread that found it out, which waits for it.
+    std::function<void(const std::string& sentence)> tell = {};
+    std::string stop = "Stop the service"; ///< how somebody ends the program that has the file open
+};
+
 /// The data file of the service and what an administrator does to it: accounts, people and the catalog. Each call is
 /// one transaction, on disk when it returns. Thread-safe, and safe beside a service that runs on the same file.
 class Database final
 {
 public:
     /// Opens the file or makes it, with its folder, for the owner's eyes only.
-    static Result<std::unique_ptr<Database>> open(const std::string& file);
+    static Result<std::unique_ptr<Database>> open(const std::string& file, FileTrouble trouble = {});
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;

@@ -28,7 +28,10 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         if (!m_database) {
-            auto opened = Database::open(m_options.dataFile);
+            FileTrouble trouble{m_options.tellTrouble};
+            if (!m_options.ownerPassword.empty())
+                trouble.stop = "Quit Quillon";
+            auto opened = Database::open(m_options.dataFile, std::move(trouble));
             if (!opened)
                 return tl::unexpected(opened.error());
             m_database = std::move(*opened);

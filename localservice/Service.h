@@ -5,6 +5,7 @@
 #include "Tls.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <tl/expected.hpp>
@@ -29,6 +30,8 @@ public:
         /// Signs the program that brings this service in as an account's owner, whatever e-mail it sends and whatever
         /// password the owner has or has not: for XML alone, not for pages. Too random to be guessed; none when empty.
         std::string ownerPassword = {};
+        /// Told when the data file is lost while it is in use; see FileTrouble.
+        std::function<void(const std::string& sentence)> tellTrouble = {};
         bool recordRequests = false; ///< keep what `requests` answers, passwords included: for tests
     };
 

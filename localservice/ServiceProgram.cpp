@@ -247,6 +247,9 @@ int ServiceProgram::run()
         complain(opened.error());
         return 1;
     }
+    m_options.tellTrouble = [file = m_options.dataFile](const std::string& sentence) {
+        complain(file + ": " + (sentence.empty() ? "all is well again, changes are saved" : sentence));
+    };
     Service service(m_options);
     const auto prepared = prepareAccount(service);
     const auto port = prepared ? service.start() : Result<std::uint16_t>(tl::unexpected(prepared.error()));

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -129,19 +130,65 @@ void migrate(SQLite::Database& database)
     transaction.commit();
 }
 
-} // namespace
+using Finding = FileWatch::Finding;
 
-Storage::Storage(const std::string& file) : m_database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 5000)
+/// Nothing of what is read then is certain, and a checkpoint would do harm.
+bool isUnreadable(Finding found)
 {
-    m_database.exec("PRAGMA journal_mode = WAL");
-    // A commit is on the disk before its reply leaves, so that not even a power cut takes a timer that the person has
-    // seen start. It costs a disk flush for each change, and changes come at the pace of a person.
-    m_database.exec("PRAGMA synchronous = FULL");
-    m_database.exec("PRAGMA foreign_keys = ON");
-    migrate(m_database);
+    return found == Finding::FileOverwritten || found == Finding::JournalCut || found == Finding::IndexGone;
 }
 
-tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::string& file)
+/// What happened and what to do, for people. `stop` is how the program is ended.
+std::string sentence(Finding found, const std::string& stop)
+{
+    switch (found) {
+    case Finding::Nothing:
+        return {};
+    case Finding::FileGone:
+        return "Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it back. " +
+               stop + " and start it again to use another one.";
+    case Finding::FileOverwritten:
+        return "Nothing can be saved or read: the data file was overwritten while it was in use. " + stop +
+               ", remove the two files beside the data file that end in -wal and -shm, put the copy that is to be used"
+               " in its place again, and start.";
+    case Finding::JournalGone:
+    case Finding::JournalReplaced:
+        return "Nothing can be saved: the journal beside the data file, which ends in -wal, was replaced while it was "
+               "in"
+               " use. All that was saved is in the data file. Remove that journal.";
+    case Finding::JournalCut:
+        return "Nothing can be saved or read: the journal beside the data file, which ends in -wal, was overwritten or"
+               " cut off while it was in use, and the latest changes with it. " +
+               stop + " and start it again to go on with the rest.";
+    case Finding::IndexGone:
+        return "Nothing can be saved or read: the data file cannot be opened any more. " + stop +
+               " and start it again.";
+    }
+    return {};
+}
+
+} // namespace
+
+Storage::Opened Storage::connect(const std::string& file, int flags)
+{
+    auto database = std::make_unique<SQLite::Database>(file, SQLite::OPEN_READWRITE | flags, 5000);
+    database->exec("PRAGMA journal_mode = WAL");
+    // A commit is on the disk before its reply leaves, so that not even a power cut takes a timer that the person has
+    // seen start. It costs a disk flush for each change, and changes come at the pace of a person.
+    database->exec("PRAGMA synchronous = FULL");
+    database->exec("PRAGMA foreign_keys = ON");
+    migrate(*database);
+    // What a run left in the journal that ended without closing it: from now on every checkpoint can be told.
+    database->exec("PRAGMA wal_checkpoint(PASSIVE)");
+    return database;
+}
+
+Storage::Storage(const std::string& file, Opened database, FileTrouble trouble)
+    : m_file(file), m_telling(std::move(trouble)), m_watch(file), m_database(std::move(database))
+{
+}
+
+tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::string& file, FileTrouble trouble)
 {
     std::error_code error;
     const auto folder = std::filesystem::path(file).parent_path();
@@ -154,10 +201,131 @@ tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::str
     ::fchmod(descriptor, 0600);
     ::close(descriptor);
     try {
-        return std::unique_ptr<Storage>(new Storage(file));
+        // Wherever the program goes: the files are looked for by their name again and again.
+        const std::string place = std::filesystem::absolute(file, error).string();
+        std::unique_ptr<Storage> storage(new Storage(place, connect(place, SQLite::OPEN_CREATE), std::move(trouble)));
+        if (!storage->m_watch.begin(storage->m_database->getHandle()))
+            return tl::unexpected("cannot use " + file + ": it was moved or removed meanwhile");
+        return storage;
     } catch (const SQLite::Exception& exception) {
         return tl::unexpected("cannot use " + file + ": " + exception.what());
     }
+}
+
+std::optional<Problem> Storage::whyUnreadable()
+{
+    const std::lock_guard lock(m_mutex);
+    auto trouble = lookAfterFiles();
+    return isUnreadable(m_found) ? trouble : std::nullopt;
+}
+
+std::optional<Problem> Storage::trouble()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_trouble;
+}
+
+tl::expected<Storage::Begun, Problem> Storage::beginChange()
+{
+    // Looked at within the transaction: no other process changes anything now. A second time after something was
+    // mended.
+    for (int tries = 0; tries < 2; ++tries) {
+        if (m_database && m_found == Finding::Nothing) {
+            auto transaction =
+                std::make_unique<SQLite::Transaction>(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
+            if (m_watch.look(m_database->getHandle()) == Finding::Nothing)
+                return transaction;
+        }
+        if (auto trouble = lookAfterFiles())
+            return tl::unexpected(std::move(*trouble));
+    }
+    return tl::unexpected(Problem{500, "Storage", "The files of the service are being moved. Try again."});
+}
+
+/// Outside of transactions.
+std::optional<Problem> Storage::lookAfterFiles()
+{
+    // These do not end while the service runs: what is in the files now may be anything.
+    if (m_found == Finding::FileOverwritten || m_found == Finding::JournalCut)
+        return m_trouble;
+    Finding found = m_database ? m_watch.look(m_database->getHandle()) : Finding::IndexGone;
+    if (found == Finding::JournalCut) {
+        // Or another process was just writing.
+        try {
+            const SQLite::Transaction transaction(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
+            found = m_watch.look(m_database->getHandle());
+        } catch (const SQLite::Exception&) {
+            // A journal that cannot be read is what was found.
+        }
+    }
+    found = mend(found);
+    if (found == m_found)
+        return m_trouble;
+    m_found = found;
+    const std::string text = sentence(found, m_telling.stop);
+    m_trouble = text.empty() ? std::nullopt : std::optional(Problem{500, "Storage", text});
+    if (m_telling.tell)
+        m_telling.tell(text);
+    return m_trouble;
+}
+
+/// Brings what was saved into safety and opens the files again where nothing is lost by it. Answers what is left.
+Finding Storage::mend(Finding found)
+{
+    const bool isNew = found != m_found;
+    switch (found) {
+    case Finding::Nothing:
+        // It may have been anywhere meanwhile, and changed there.
+        return m_found == Finding::FileGone ? mend(Finding::IndexGone) : found;
+    case Finding::FileGone:
+        // Whole, wherever it is now, and an empty journal spoils no file that comes in its place.
+        if (isNew)
+            bringIntoFile();
+        return found;
+    case Finding::JournalReplaced:
+        if (isNew)
+            bringIntoFile();
+        return found;
+    case Finding::JournalGone:
+        return bringIntoFile() && reopen() ? Finding::Nothing : found;
+    case Finding::IndexGone:
+        return reopen() ? Finding::Nothing : found;
+    case Finding::FileOverwritten:
+    case Finding::JournalCut:
+        // Or closing the database would bring the journal into a file that it does not belong to.
+        sqlite3_db_config(m_database->getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        return found;
+    }
+    return found;
+}
+
+bool Storage::bringIntoFile()
+{
+    return FileWatch::hasWholeJournal(m_database->getHandle()) &&
+           sqlite3_wal_checkpoint_v2(m_database->getHandle(), "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) ==
+               SQLITE_OK;
+}
+
+bool Storage::reopen()
+{
+    if (!m_watch.isFileThere())
+        return false;
+    try {
+        // The journal stays: what is in it is read when it is opened again.
+        if (m_database)
+            sqlite3_db_config(m_database->getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        m_database.reset();
+        m_database = connect(m_file, 0);
+        return m_watch.begin(m_database->getHandle());
+    } catch (const SQLite::Exception&) {
+        // Tried again at the next look; until then it is said that it cannot be opened.
+        return false;
+    }
+}
+
+Problem Storage::problemOf(const SQLite::Exception& error) const
+{
+    return m_trouble.value_or(Problem{500, "Storage", std::string("The data file: ") + error.what() + "."});
 }
 
 } // namespace localservice

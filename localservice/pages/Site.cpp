@@ -78,6 +78,8 @@ Reply Site::answer(const Request& request)
         return plainProblem(421, "Wrong Address", "This service answers at addresses that end in “localhost”.");
     if (isForm && !isFromHere(request))
         return plainProblem(403, "That Did Not Work", "This form did not come from a page of this service.");
+    if (const auto trouble = m_storage.whyUnreadable())
+        return plainProblem(trouble->status, "That Did Not Work", trouble->message);
     if (request.path() == "/sign-in/link" && !isForm)
         return followLink(request, now);
 
@@ -159,7 +161,8 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     }
     const auto secret = m_sessions.begin(person->id, now);
     if (!secret) {
-        signIn.problem = "The data file cannot be written now. Try again.";
+        const auto trouble = m_storage.trouble();
+        signIn.problem = trouble ? trouble->message : "The data file cannot be written now. Try again.";
         signIn.status = 500;
         return signInPage(signIn);
     }
@@ -194,6 +197,8 @@ Reply Site::followLink(const Request& request, Seconds now)
     if (session && (!person || session->id == *person))
         return goTo(target);
     const auto secret = person ? m_sessions.begin(*person, now) : std::nullopt;
+    if (const auto trouble = m_storage.trouble(); person && !secret && trouble)
+        return plainProblem(trouble->status, "That Did Not Work", trouble->message);
     return secret ? enter(request, goTo(target), *secret) : goTo(signInPath(target, SignInReason::LinkUsed));
 }
 
