@@ -2,6 +2,7 @@
 
 #include "app/BusInterface.h"
 #include "app/Complaint.h"
+#include "model/DataModel.h"
 #include "platform/HotKeys.h"
 #include "platform/Paths.h"
 #include "platform/Reachability.h"
@@ -16,6 +17,7 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
+#include "store/Coordinator.h"
 
 #include <QApplication>
 #include <QDBusArgument>
@@ -124,7 +126,7 @@ Finding store()
         QFileInfo nearest(folder);
         while (!nearest.exists() && !nearest.isRoot())
             nearest.setFile(nearest.absolutePath());
-        return nearest.isWritable()
+        return nearest.isDir() && nearest.isWritable()
                    ? Finding{Store, true, u"will be made at the first start: "_s + name}
                    : Finding{Store, false, u"cannot be made: make %1 a folder of your own"_s.arg(folder)};
     }
@@ -133,6 +135,9 @@ Finding store()
     // "The Database Header" of the SQLite file format; an empty file is a new one.
     if (file.size() > 0 && file.read(16) != QByteArray("SQLite format 3", 16))
         return {Store, false, u"is no data base: end Quillon and remove "_s + name};
+    if (const auto usable = store::Coordinator(model::loadModel(), {}).examine(name); !usable)
+        return {Store, false,
+                u"cannot be used, %1: put that right, or end Quillon and remove %2"_s.arg(usable.error().text, name)};
     return {Store, true, u"%1, %2 KB"_s.arg(name).arg((file.size() + 1023) / 1024)};
 }
 
@@ -277,11 +282,16 @@ void registerFindings()
     qDBusRegisterMetaType<Findings>();
 }
 
-Findings findingsOfThisRun(bool loggedOut)
+Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& storeFailure)
 {
-    return {{StatusItem, true, platform::Run::current().environment().statusItem().describe()},
-            hotKeys(),
-            service(loggedOut)};
+    Findings findings{{StatusItem, true, platform::Run::current().environment().statusItem().describe()},
+                      hotKeys(),
+                      service(loggedOut)};
+    if (storeFailure)
+        findings << Finding{
+            Store, false,
+            u"is in memory in this run: %1. Put that right and start Quillon again"_s.arg(storeFailure->text)};
+    return findings;
 }
 
 void check(int argc, char** argv, platform::InfoDictionary info)

@@ -4,6 +4,7 @@
 #include "app/Check.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
+#include "store/Coordinator.h"
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
@@ -146,7 +147,10 @@ public slots:
     void CheckForUpdates(const QDBusMessage& call) { carryOut(u"check-for-updates"_s, call); }
     void ShowHelp(const QDBusMessage& call) { carryOut(u"help"_s, call); }
     void ShowAbout(const QDBusMessage& call) { carryOut(u"about"_s, call); }
-    app::Findings Check() { return findingsOfThisRun(m_menulet.loggedOut()); }
+    app::Findings Check()
+    {
+        return findingsOfThisRun(m_menulet.loggedOut(), m_menulet.persistentStoreCoordinator()->failure());
+    }
     void Quit(const QDBusMessage& call) { carryOut(u"quit"_s, call); }
 
 private:

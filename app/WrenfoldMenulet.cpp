@@ -19,6 +19,7 @@
 #include "store/Coordinator.h"
 
 #include <QDir>
+#include <QPointer>
 
 namespace app {
 
@@ -177,8 +178,14 @@ std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator(
     if (!m_persistentStoreCoordinator) {
         auto coordinator = std::make_shared<store::Coordinator>(*managedObjectModel(), model::objectFactories());
         const QString folder = directoryForDataStore();
-        // A store that cannot be opened is not reported: everything is fetched again at the next start, and until
-        // then the program works from memory.
+        coordinator->setDidLose([self = QPointer(this)] {
+            platform::Run::current().postToMain([self] {
+                if (self)
+                    self->fetchEverything();
+            });
+        });
+        // A store that cannot be used is told by `--check` alone: the program works from memory, and everything is
+        // fetched again at the next start.
         static_cast<void>(coordinator->addStore(folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s));
         m_persistentStoreCoordinator = std::move(coordinator);
     }

@@ -88,11 +88,11 @@ public:
     /// The program was started again while it runs: shows the timesheet. Always false: the caller does nothing more.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
-    // The local store. What cannot be had is null or empty, and the program runs on without it.
+    // The local store. A file that cannot be used is left alone, and the program works from memory.
 
     /// The data model, from the program's resources.
     const store::Model* managedObjectModel();
-    /// Made on first use and kept, whether or not the store could be opened. Any thread.
+    /// Made on first use and kept, whether or not the file could be opened. Any thread.
     std::shared_ptr<store::Coordinator> persistentStoreCoordinator();
     /// The main thread's context.
     store::Context* managedObjectContext();
@@ -143,6 +143,8 @@ public:
     void setupUpdateTimer();
     /// Requests the days that matter: the one on screen, the newest entry's, and today. Every 30 seconds.
     void downloadLatest();
+    /// The account and today, catalog included: what the store had of them is lost.
+    void fetchEverything();
     void preferencesChanged();
     void clearAllData();
     void setIndicatorsToGood();

@@ -126,6 +126,14 @@ void WrenfoldMenulet::downloadLatest()
     m_api->requestDailyTimesheetForDate(now, m_cacheVersionChanged);
 }
 
+void WrenfoldMenulet::fetchEverything()
+{
+    // First what is known here, so that the replies go to the account that is shown.
+    static_cast<void>(managedObjectContext()->save());
+    m_api->requestCompany();
+    m_api->requestDailyTimesheetForDate(today(), true);
+}
+
 void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
 {
     if (m_clearingCompanyData && currentUser()) {

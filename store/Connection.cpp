@@ -8,16 +8,27 @@
 namespace store {
 
 namespace {
-constexpr int BusyTimeoutMs = 5000;
-}
+// Where readers and writers of one process wait for each other: none takes longer than a save.
+constexpr int MemoryPatienceMs = 5000;
+} // namespace
 
-Connection::Connection(const std::string& file)
-    : m_database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, BusyTimeoutMs)
+Connection::Connection(const std::string& file, std::chrono::milliseconds patience,
+                       const std::function<void(SQLite::Database&)>& accept)
+    : m_database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, static_cast<int>(patience.count()))
 {
+    if (accept)
+        accept(m_database);
     m_database.exec("PRAGMA journal_mode=WAL");
     // With a write-ahead log this loses nothing when the program dies; only the machine's own end may cost the last
     // save, and all of it is fetched again from the service.
     m_database.exec("PRAGMA synchronous=NORMAL");
+}
+
+std::unique_ptr<Connection> Connection::inMemory(const std::string& name)
+{
+    // Names with a slash in front are shared by the connections of the process ("memdb.c" of SQLite).
+    return std::unique_ptr<Connection>(new Connection(SQLite::Database(
+        '/' + name, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, MemoryPatienceMs, "memdb")));
 }
 
 SQLite::Statement& Connection::statement(const std::string& sql)

@@ -4,6 +4,8 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -14,8 +16,14 @@ namespace store {
 class Connection
 {
 public:
-    explicit Connection(const std::string& file);
+    /// To a file, which must exist. A busy one is waited for. `accept` looks at what is in it before anything is
+    /// written, and throws when it is not to be touched.
+    Connection(const std::string& file, std::chrono::milliseconds patience,
+               const std::function<void(SQLite::Database&)>& accept = {});
+    /// To the database of that name in memory. It lives as long as one connection to it.
+    static std::unique_ptr<Connection> inMemory(const std::string& name);
 
+    bool isInMemory() const { return m_isInMemory; }
     SQLite::Database& database() { return m_database; }
 
     /// The prepared statement, reset and without bindings. One SQL text is in use only once at a time.
@@ -30,7 +38,10 @@ public:
     SQLite::Statement& selectStatement(const Entity& entity);
 
 private:
+    explicit Connection(SQLite::Database database) : m_database(std::move(database)), m_isInMemory(true) {}
+
     SQLite::Database m_database;
+    bool m_isInMemory = false;
     std::unordered_map<std::string, std::unique_ptr<SQLite::Statement>> m_statements;
     std::unordered_map<int, SQLite::Statement*> m_insertStatements;
     std::unordered_map<int, SQLite::Statement*> m_selectStatements;

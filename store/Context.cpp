@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 namespace store {
 
@@ -60,18 +61,46 @@ Context::~Context()
         m_coordinator->giveBack(std::move(m_connection));
 }
 
-Connection* Context::connection()
+Connection& Context::connection()
 {
-    if (!m_connection && m_coordinator->hasStore()) {
+    if (m_connection && m_coordinator->hasLeft(*m_connection))
+        m_left = std::move(m_connection);
+    if (!m_connection) {
+        m_connection = m_coordinator->takeConnection();
+        if (m_left && m_coordinator->m_hasLost)
+            offerAgain(*m_connection);
+    }
+    return *m_connection;
+}
+
+/// What is known here and was lost with the file is to be stored again by the next save.
+void Context::offerAgain(Connection& store)
+{
+    for (const auto& [id, object] : m_objects) {
+        if (object->isInserted())
+            continue;
+        StatementUse statement(store.selectStatement(*object->m_entity));
+        statement->bind(1, id.row);
+        if (statement->executeStep())
+            continue;
+        m_offeredAgain.insert(id);
+        markChanged(*object, Object::State::Inserted);
+    }
+}
+
+/// Does the work on the store, and does it again where the file failed and had to be left. Throws what else fails.
+template <class Work>
+auto Context::onStore(const Work& work)
+{
+    for (;;) {
+        Connection& store = connection();
         try {
-            m_connection = m_coordinator->takeConnection();
-        } catch (const std::exception&) {
-            // The file went away since it was opened: from here on this context has no store, like one that was
-            // never opened.
-            return nullptr;
+            return work(store);
+        } catch (const SQLite::Exception& failure) {
+            if (!m_coordinator->leaveFile(&store, failure))
+                throw;
         }
     }
-    return m_connection.get();
 }
 
 Object& Context::adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row)
@@ -282,42 +311,31 @@ Object* Context::takeRow(const Entity& entity, StatementUse& statement)
     return &adopt(std::move(object), entity, row);
 }
 
-std::vector<Object*> Context::load(const Entity& entity, const Predicate& predicate,
+std::vector<Object*> Context::load(Connection& store, const Entity& entity, const Predicate& predicate,
                                    const std::vector<SortKey>& sortKeys, int limit)
 {
     std::vector<Object*> found;
-    Connection* store = connection();
-    if (!store)
-        return found;
-    try {
-        SqlQuery query(m_coordinator->model(), entity, predicate, sortKeys, limit);
-        StatementUse statement(store->statement(query.text()));
-        query.bindTo(*statement);
-        while (statement->executeStep()) {
-            if (Object* object = takeRow(entity, statement))
-                found.push_back(object);
-        }
-    } catch (const std::exception&) {
-        // A query that fails answers nothing, as if the store were empty; the next one tries again.
+    SqlQuery query(m_coordinator->model(), entity, predicate, sortKeys, limit);
+    StatementUse statement(store.statement(query.text()));
+    query.bindTo(*statement);
+    while (statement->executeStep()) {
+        if (Object* object = takeRow(entity, statement))
+            found.push_back(object);
     }
     return found;
 }
 
-Object* Context::loadRow(const Entity& entity, std::int64_t row)
+std::vector<Object*> Context::fetch(const FetchRequest& request)
 {
-    Connection* store = connection();
-    if (!store)
-        return nullptr;
     try {
-        StatementUse statement(store->selectStatement(entity));
-        statement->bind(1, row);
-        return statement->executeStep() ? takeRow(entity, statement) : nullptr;
+        return onStore([&](Connection& store) { return fetchFrom(&store, request); });
     } catch (const std::exception&) {
-        return nullptr; // as in `load`
+        // A query that fails is answered from memory, as if the store were empty; the next one tries again.
+        return fetchFrom(nullptr, request);
     }
 }
 
-std::vector<Object*> Context::fetch(const FetchRequest& request)
+std::vector<Object*> Context::fetchFrom(Connection* store, const FetchRequest& request)
 {
     const Entity* entity = m_coordinator->model().entity(request.entity);
     Q_ASSERT_X(entity, "store", "the model has no such entity");
@@ -341,7 +359,8 @@ std::vector<Object*> Context::fetch(const FetchRequest& request)
         sorted = !changed && std::none_of(request.sortKeys.begin(), request.sortKeys.end(), [&](const SortKey& key) {
             return dependsOnChangedDestination(*entity, key.keyPath);
         });
-        found = load(*entity, stored, request.sortKeys, sorted && inStore ? request.limit : 0);
+        if (store)
+            found = load(*store, *entity, stored, request.sortKeys, sorted && inStore ? request.limit : 0);
         std::unordered_set<const Object*> seen;
         if (changed)
             seen.insert(found.begin(), found.end());
@@ -382,31 +401,35 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
         toOneIndexes.push_back(static_cast<std::size_t>(entity->relationshipIndex(name)));
     std::vector<Value> values(attributes.size());
     std::vector<std::int64_t> rows(toOnes.size());
+    std::int64_t shown = 0; // they come in order, and none is shown again when the store is left in the middle
+    const auto showOnce = [&](ObjectId id) {
+        if (id.row > std::exchange(shown, std::max(shown, id.row)))
+            show({id, values, rows});
+    };
     const auto showObject = [&](const Object& object) {
         for (std::size_t i = 0; i < values.size(); ++i)
             values[i] = object.m_values[attributeIndexes[i]];
         for (std::size_t i = 0; i < rows.size(); ++i)
             rows[i] = object.m_toOnes[toOneIndexes[i]];
-        show({object.id(), values, rows});
+        showOnce(object.id());
     };
 
-    // What is changed here or leads to something that is may match no longer, or only now.
-    const auto& conditions = predicate.conditions();
-    const bool changed = hasChangesOf(entity->index) ||
-                         std::any_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
-                             return dependsOnChangedDestination(*entity, condition.keyPath);
-                         });
-    Connection* store = connection();
-    if (changed || !store) {
-        for (const Object* object : fetch({entity->name, predicate, {}, 0}))
-            showObject(*object);
-        return;
-    }
-    try {
+    const auto scanStore = [&](Connection& store) {
+        // What is changed here or leads to something that is may match no longer, or only now.
+        const auto& conditions = predicate.conditions();
+        const bool changed = hasChangesOf(entity->index) ||
+                             std::any_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
+                                 return dependsOnChangedDestination(*entity, condition.keyPath);
+                             });
+        if (changed) {
+            for (const Object* object : fetchFrom(&store, {entity->name, predicate, {}, 0}))
+                showObject(*object);
+            return;
+        }
         std::vector<std::string> columns = attributes;
         columns.insert(columns.end(), toOnes.begin(), toOnes.end());
         SqlQuery query(m_coordinator->model(), *entity, predicate, columns);
-        StatementUse statement(store->statement(query.text()));
+        StatementUse statement(store.statement(query.text()));
         query.bindTo(*statement);
         while (statement->executeStep()) {
             const ObjectId id{entity->index, statement->getColumn(0).getInt64()};
@@ -419,10 +442,14 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
                 values[i] = readColumn(*statement, column++, entity->attributes[attributeIndexes[i]].type);
             for (std::int64_t& row : rows)
                 row = statement->getColumn(column++).getInt64();
-            show({id, values, rows});
+            showOnce(id);
         }
+    };
+    try {
+        onStore(scanStore);
     } catch (const std::exception&) {
-        // as in `load`
+        for (const Object* object : fetchFrom(nullptr, {entity->name, predicate, {}, 0}))
+            showObject(*object); // as in `fetch`
     }
 }
 
@@ -440,7 +467,16 @@ Object* Context::find(ObjectId id)
         return nullptr;
     if (Object* known = registered(id))
         return known;
-    return loadRow(m_coordinator->model().entities()[static_cast<std::size_t>(id.entity)], id.row);
+    const Entity& entity = m_coordinator->model().entities()[static_cast<std::size_t>(id.entity)];
+    try {
+        return onStore([&](Connection& store) -> Object* {
+            StatementUse statement(store.selectStatement(entity));
+            statement->bind(1, id.row);
+            return statement->executeStep() ? takeRow(entity, statement) : nullptr;
+        });
+    } catch (const std::exception&) {
+        return nullptr; // as in `fetch`
+    }
 }
 
 void Context::keepKeyed(std::string_view entityName, const std::vector<std::string>& keys)
@@ -481,16 +517,22 @@ Context::KeyIndex* Context::keyIndexFor(const Entity& entity, const Predicate& p
 
 tl::expected<void, Error> Context::save()
 {
-    Connection* store = connection();
-    if (!store)
-        return tl::unexpected(Error{QStringLiteral("there is no store")});
-
-    Save save(*this, *store);
-    if (!m_changed.empty()) {
-        if (auto written = save.write(); !written)
+    std::shared_ptr<const ChangeSet> changes;
+    try {
+        const auto written = onStore([&](Connection& store) -> tl::expected<void, Error> {
+            Save save(*this, store);
+            if (!m_changed.empty()) {
+                if (auto result = save.write(); !result)
+                    return result;
+            }
+            changes = save.finish();
+            return {};
+        });
+        if (!written)
             return written;
+    } catch (const std::exception& failure) {
+        return tl::unexpected(Error{QString::fromUtf8(failure.what())});
     }
-    const std::shared_ptr<const ChangeSet> changes = save.finish();
     if (m_didSave)
         m_didSave(changes);
     return {};

@@ -58,8 +58,7 @@ enum class MergePolicy
 /// A unit of work on the store: objects are fetched, changed and inserted here and saved together.
 ///
 /// Each thread that works on the store has a context of its own. A context, its objects and all calls belong to the
-/// thread that uses it; only change sets go to others. Without a store (it could not be opened) everything works in
-/// memory and `save` fails.
+/// thread that uses it; only change sets go to others.
 class Context
 {
 public:
@@ -141,13 +140,16 @@ private:
     bool dependsOnChangedDestination(const Entity& entity, const std::string& keyPath) const;
     Value valueAt(const Object& object, const std::string& keyPath) const;
     bool matches(const Object& object, const Predicate& predicate) const;
-    std::vector<Object*> load(const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
-                              int limit);
-    Object* loadRow(const Entity& entity, std::int64_t row);
+    std::vector<Object*> fetchFrom(Connection* store, const FetchRequest& request);
+    std::vector<Object*> load(Connection& store, const Entity& entity, const Predicate& predicate,
+                              const std::vector<SortKey>& sortKeys, int limit);
     Object* takeRow(const Entity& entity, StatementUse& statement);
     void forgetChange(Object& object);
     KeyIndex* keyIndexFor(const Entity& entity, const Predicate& predicate) const;
-    Connection* connection();
+    Connection& connection();
+    void offerAgain(Connection& store);
+    template <class Work>
+    auto onStore(const Work& work);
 
     struct CollectionKey
     {
@@ -167,12 +169,14 @@ private:
     MergePolicy m_policy;
     std::stop_token m_stop;
     std::unique_ptr<Connection> m_connection;
+    std::unique_ptr<Connection> m_left; ///< to a file that failed; statements of it may still be in use
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
     std::vector<Object*> m_changed;                 ///< in the order of their first change
     std::vector<int> m_changedCount;                ///< of them, by entity
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
     std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
-    std::vector<ObjectId> m_confirmed; ///< since the last save
+    std::vector<ObjectId> m_confirmed;                         ///< since the last save
+    std::unordered_set<ObjectId, ObjectIdHash> m_offeredAgain; ///< inserted ones that other contexts may know
     std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
     std::vector<std::unique_ptr<KeyIndex>> m_indexes;
     std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;

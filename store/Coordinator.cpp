@@ -3,9 +3,12 @@
 #include "store/Connection.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <set>
+
+#include <sqlite3.h>
 
 namespace store {
 
@@ -15,6 +18,8 @@ namespace {
 
 // Raised when the tables change in a way that adding what is missing cannot express.
 constexpr int SchemaVersion = 1;
+
+constexpr auto OfOwner = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
 std::string columnType(AttributeType type)
 {
@@ -77,20 +82,93 @@ void addIndexes(SQLite::Database& database, const Entity& entity)
     }
 }
 
-void prepareSchema(SQLite::Database& database, const Model& model)
+/// Throws unless the database is empty or a store of this program. Writes nothing.
+void refuseForeign(SQLite::Database& database, const Model& model)
 {
-    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     const int version = database.execAndGet("PRAGMA user_version").getInt();
     if (version > SchemaVersion)
-        throw SQLite::Exception("made by a newer version of the program");
-    for (const Entity& entity : model.entities()) {
-        database.exec("CREATE TABLE IF NOT EXISTS " + quotedName(entity.name) + " (pk INTEGER PRIMARY KEY)");
-        addMissingColumns(database, entity);
-        addIndexes(database, entity);
+        throw SQLite::Exception("it was made by a newer version of the program");
+    bool isEmpty = true;
+    bool isOurs = false;
+    SQLite::Statement names(database, "SELECT name, type FROM sqlite_master");
+    while (names.executeStep()) {
+        isEmpty = false;
+        const Entity* entity = model.entity(names.getColumn(0).getString());
+        if (!entity)
+            continue;
+        isOurs = names.getColumn(1).getString() == "table" && columnsOf(database, *entity).contains("pk");
+        if (!isOurs)
+            break;
     }
-    if (version != SchemaVersion)
-        database.exec("PRAGMA user_version=" + std::to_string(SchemaVersion));
+    if (isEmpty ? version != 0 : version != SchemaVersion || !isOurs)
+        throw SQLite::Exception("it was made by another program");
+}
+
+/// Whether the log beside the file, with saves that are not in it yet, stays there when this connection is closed.
+void keepLog(SQLite::Database& database, bool keep)
+{
+    sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, static_cast<int>(keep), nullptr);
+}
+
+bool hasLog(const QString& file)
+{
+    return QFileInfo(file + "-wal"_L1).size() > 0;
+}
+
+/// Whether a file that failed so is of no use any more. One that is busy is.
+bool isFinal(int code)
+{
+    switch (code & 0xff) {
+    case SQLITE_ERROR: // its tables are not ours any more
+    case SQLITE_PERM:
+    case SQLITE_READONLY:
+    case SQLITE_IOERR:
+    case SQLITE_CORRUPT:
+    case SQLITE_FULL:
+    case SQLITE_CANTOPEN:
+    case SQLITE_NOLFS:
+    case SQLITE_NOTADB:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// False when some rows could not be read.
+bool copyRows(SQLite::Database& from, SQLite::Database& to, const Model& model)
+{
+    bool all = true;
+    SQLite::Transaction transaction(to);
+    for (const Entity& entity : model.entities()) {
+        try {
+            const std::string name = quotedName(entity.name);
+            SQLite::Statement rows(from, "SELECT " + columnList(entity, "t") + " FROM " + name + " t");
+            std::string places = "?";
+            for (int i = 1; i < rows.getColumnCount(); ++i)
+                places += ", ?";
+            SQLite::Statement insert(to, "INSERT OR IGNORE INTO " + name + " (" + columnList(entity) + ") VALUES (" +
+                                             places + ')');
+            while (rows.executeStep()) {
+                for (int i = 0; i < rows.getColumnCount(); ++i) {
+                    const SQLite::Column column = rows.getColumn(i);
+                    if (column.isNull())
+                        insert.bind(i + 1);
+                    else if (column.isInteger())
+                        insert.bind(i + 1, static_cast<std::int64_t>(column.getInt64()));
+                    else if (column.isFloat())
+                        insert.bind(i + 1, column.getDouble());
+                    else
+                        insert.bind(i + 1, column.getString());
+                }
+                insert.exec();
+                insert.reset();
+            }
+        } catch (const SQLite::Exception&) {
+            all = false; // of this table, from here on
+        }
+    }
     transaction.commit();
+    return all;
 }
 
 } // namespace
@@ -104,46 +182,92 @@ Coordinator::Coordinator(Model model, std::unordered_map<std::string, ObjectFact
 
 Coordinator::~Coordinator() = default;
 
-tl::expected<void, Error> Coordinator::addStore(const QString& file)
+tl::expected<void, Error> Coordinator::addStore(const QString& file, std::chrono::milliseconds patience)
 {
+    const auto fail = [this](const QString& why) {
+        const std::lock_guard lock(m_mutex);
+        m_failure = Error{why};
+        return tl::unexpected(*m_failure);
+    };
     if (file.isEmpty())
-        return tl::unexpected(Error{u"there is no folder for it"_s});
+        return fail(u"there is no folder for it"_s);
 
-    // SQLite gives its log files the mode of the database, so that mode must be right before the first of them.
     QFile placeholder(file);
-    if (!placeholder.exists() &&
-        !placeholder.open(QIODevice::NewOnly | QIODevice::WriteOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner))
-        return tl::unexpected(Error{placeholder.errorString()});
+    if (!placeholder.exists() && !placeholder.open(QIODevice::NewOnly | QIODevice::WriteOnly, OfOwner))
+        return fail(placeholder.errorString());
     placeholder.close();
-    placeholder.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
 
     try {
-        auto connection = std::make_unique<Connection>(file.toStdString());
-        prepareSchema(connection->database(), m_model);
-        // Rows are numbered here, never by SQLite; a number stays taken as long as anything points at it.
-        for (const Entity& entity : m_model.entities()) {
-            const auto atLeast = [this](int index, const SQLite::Column& largest) {
-                auto& last = m_lastRow[static_cast<std::size_t>(index)];
-                last = std::max<std::int64_t>(last, largest.getInt64());
-            };
-            SQLite::Statement rows(connection->database(), "SELECT max(pk) FROM " + quotedName(entity.name));
-            rows.executeStep();
-            atLeast(entity.index, rows.getColumn(0));
-            for (int i = 0; i < entity.toOneCount; ++i) {
-                const Relationship& relationship = entity.relationships[static_cast<std::size_t>(i)];
-                SQLite::Statement targets(connection->database(), "SELECT max(" + quotedName(relationship.name) +
-                                                                      ") FROM " + quotedName(entity.name));
-                targets.executeStep();
-                atLeast(relationship.destination, targets.getColumn(0));
-            }
-        }
+        const auto accept = [&, hadLog = hasLog(file)](SQLite::Database& database) {
+            keepLog(database, hadLog);
+            refuseForeign(database, m_model);
+            keepLog(database, false);
+            // Before anything is written. Nobody gets a right here that was taken away.
+            for (const auto& name : {file, file + "-wal"_L1, file + "-shm"_L1})
+                QFile::setPermissions(name, QFile::permissions(name) & OfOwner);
+        };
+        auto connection = std::make_unique<Connection>(file.toStdString(), patience, accept);
+        prepare(connection->database());
         m_file = file;
+        m_patience = patience;
         giveBack(std::move(connection));
+    } catch (const std::exception& failure) {
+        return fail(QString::fromUtf8(failure.what()));
+    }
+    return {};
+}
+
+tl::expected<void, Error> Coordinator::examine(const QString& file) const
+{
+    constexpr auto Patience = std::chrono::milliseconds(500);
+    try {
+        // Not a Connection: that would make the log.
+        SQLite::Database database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
+                                  static_cast<int>(Patience.count()));
+        keepLog(database, hasLog(file));
+        refuseForeign(database, m_model);
+        const SQLite::Transaction writing(database, SQLite::TransactionBehavior::IMMEDIATE);
+        if (const std::string found = database.execAndGet("PRAGMA quick_check(1)").getString(); found != "ok")
+            return tl::unexpected(Error{u"it is damaged: "_s + QString::fromStdString(found).simplified()});
     } catch (const std::exception& failure) {
         return tl::unexpected(Error{QString::fromUtf8(failure.what())});
     }
-    m_hasStore = true;
     return {};
+}
+
+/// Makes or completes the tables, and learns which rows are taken. All or nothing.
+void Coordinator::prepare(SQLite::Database& database)
+{
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    for (const Entity& entity : m_model.entities()) {
+        database.exec("CREATE TABLE IF NOT EXISTS " + quotedName(entity.name) + " (pk INTEGER PRIMARY KEY)");
+        addMissingColumns(database, entity);
+        addIndexes(database, entity);
+    }
+    // Rows are numbered here, never by SQLite; a number stays taken as long as anything points at it.
+    const auto takeUpTo = [&](int index, const std::string& column, const Entity& entity) {
+        auto& last = m_lastRow[static_cast<std::size_t>(index)];
+        const std::int64_t largest =
+            database.execAndGet("SELECT max(t." + quotedName(column) + ") FROM " + quotedName(entity.name) + " t")
+                .getInt64();
+        last = std::max<std::int64_t>(last, largest);
+    };
+    for (const Entity& entity : m_model.entities()) {
+        takeUpTo(entity.index, "pk", entity);
+        for (int i = 0; i < entity.toOneCount; ++i) {
+            const Relationship& relationship = entity.relationships[static_cast<std::size_t>(i)];
+            takeUpTo(relationship.destination, relationship.name, entity);
+        }
+    }
+    if (database.execAndGet("PRAGMA user_version").getInt() != SchemaVersion)
+        database.exec("PRAGMA user_version=" + std::to_string(SchemaVersion));
+    transaction.commit();
+}
+
+std::optional<Error> Coordinator::failure() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_failure;
 }
 
 std::unique_ptr<Object> Coordinator::instantiate(const Entity& entity) const
@@ -160,15 +284,80 @@ std::int64_t Coordinator::nextRow(int entity)
 
 std::unique_ptr<Connection> Coordinator::takeConnection()
 {
-    {
-        const std::lock_guard lock(m_mutex);
-        if (!m_idle.empty()) {
-            auto connection = std::move(m_idle.back());
-            m_idle.pop_back();
-            return connection;
+    if (!m_isInMemory) {
+        if (m_file.isEmpty()) {
+            const std::unique_lock writers(m_writers);
+            if (!m_isInMemory)
+                makeMemory(nullptr);
+        } else {
+            {
+                const std::lock_guard lock(m_mutex);
+                if (!m_idle.empty()) {
+                    auto connection = std::move(m_idle.back());
+                    m_idle.pop_back();
+                    return connection;
+                }
+            }
+            try {
+                return std::make_unique<Connection>(m_file.toStdString(), m_patience);
+            } catch (const SQLite::Exception& failure) {
+                if (!leaveFile(nullptr, failure))
+                    throw;
+            }
         }
     }
-    return std::make_unique<Connection>(m_file.toStdString());
+    const std::lock_guard lock(m_mutex);
+    if (m_idle.empty())
+        return Connection::inMemory(m_memoryName);
+    auto connection = std::move(m_idle.back());
+    m_idle.pop_back();
+    return connection;
+}
+
+bool Coordinator::hasLeft(const Connection& connection) const
+{
+    return m_isInMemory && !connection.isInMemory();
+}
+
+bool Coordinator::leaveFile(Connection* connection, const SQLite::Exception& failure)
+{
+    if (connection && connection->isInMemory())
+        return false;
+    {
+        const std::unique_lock writers(m_writers);
+        if (m_isInMemory)
+            return true; // another thread was first
+        if (!isFinal(failure.getErrorCode()))
+            return false;
+        makeMemory(connection);
+        const std::lock_guard lock(m_mutex);
+        m_failure = Error{QString::fromUtf8(failure.what())};
+    }
+    if (m_hasLost && m_didLose)
+        m_didLose();
+    return true;
+}
+
+void Coordinator::makeMemory(Connection* salvage)
+{
+    static std::atomic<int> count = 0;
+    const std::string name = "quillon" + std::to_string(++count);
+    auto memory = Connection::inMemory(name);
+    prepare(memory->database());
+    m_hasLost = !m_file.isEmpty() && !(salvage && copyRows(salvage->database(), memory->database(), m_model));
+    const std::lock_guard lock(m_mutex);
+    m_idle.clear();
+    m_memory = std::move(memory);
+    m_memoryName = name;
+    m_isInMemory = true;
+}
+
+std::shared_lock<std::shared_mutex> Coordinator::beginWriting(const Connection& connection)
+{
+    std::shared_lock lock(m_writers);
+    if (hasLeft(connection))
+        throw SQLite::Exception("the file was left", SQLITE_READONLY);
+    return lock;
 }
 
 void Coordinator::releaseMemory()
@@ -181,7 +370,8 @@ void Coordinator::releaseMemory()
 void Coordinator::giveBack(std::unique_ptr<Connection> connection)
 {
     const std::lock_guard lock(m_mutex);
-    m_idle.push_back(std::move(connection));
+    if (!hasLeft(*connection))
+        m_idle.push_back(std::move(connection));
 }
 
 } // namespace store

@@ -4,10 +4,18 @@
 #include "store/Model.h"
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <shared_mutex>
 #include <vector>
+
+namespace SQLite {
+class Database;
+class Exception;
+} // namespace SQLite
 
 namespace store {
 
@@ -15,6 +23,9 @@ namespace store {
 using ObjectFactory = std::function<std::unique_ptr<Object>()>;
 
 /// Owns the model and the SQLite file that contexts work on. May be shared by contexts of several threads.
+///
+/// Without a file that can be used contexts work on a store in memory, which all of them share and which ends with the
+/// coordinator. A file that fails in the middle is left as it is for one, with all of it that can be read.
 class Coordinator
 {
 public:
@@ -25,10 +36,20 @@ public:
     const Model& model() const { return m_model; }
 
     /// Opens or creates the file (mode 0600, WAL). Tables and columns that the model has and the file has not are
-    /// added, and what is in it stays. Once, before contexts are made; without it, or after an error, there is no
-    /// store and contexts work in memory.
-    tl::expected<void, Error> addStore(const QString& file);
-    bool hasStore() const { return m_hasStore; }
+    /// added, and what is in it stays. A file that another program keeps busy is waited for. Once, before contexts are
+    /// made. After an error the file is as it was: damaged, of another program, of a newer version, not to be written.
+    tl::expected<void, Error> addStore(const QString& file,
+                                       std::chrono::milliseconds patience = std::chrono::seconds(5));
+
+    /// Whether `addStore` would open that file, which must exist, and all of it can be read. Changes nothing.
+    tl::expected<void, Error> examine(const QString& file) const;
+
+    /// Why contexts work in memory; nothing while they work on the file. Any thread.
+    std::optional<Error> failure() const;
+
+    /// Called when the file failed in the middle and some of it may be lost: what no context has in memory is to be
+    /// imported again. On the thread that met the failure, within its call. Set before contexts are made.
+    void setDidLose(std::function<void()> didLose) { m_didLose = std::move(didLose); }
 
     /// Gives up what connections that no context uses have cached: some megabytes after a large save. Any thread.
     void releaseMemory();
@@ -38,16 +59,33 @@ private:
 
     std::unique_ptr<Object> instantiate(const Entity& entity) const;
     std::int64_t nextRow(int entity);
+    void prepare(SQLite::Database& database);
     std::unique_ptr<Connection> takeConnection();
     void giveBack(std::unique_ptr<Connection> connection);
 
+    /// Whether the connection is one to the file while contexts work in memory by now.
+    bool hasLeft(const Connection& connection) const;
+    /// True when what failed on this connection is to be done again on another: contexts work in memory by now.
+    bool leaveFile(Connection* connection, const SQLite::Exception& failure);
+    void makeMemory(Connection* salvage);
+    /// Held while a save is written, so that none goes to a file that is being left. Throws when it has been left.
+    std::shared_lock<std::shared_mutex> beginWriting(const Connection& connection);
+
     Model m_model;
     std::vector<ObjectFactory> m_factories;
-    QString m_file;
-    std::atomic<bool> m_hasStore = false;
+    QString m_file; ///< empty: none that could be used
+    std::chrono::milliseconds m_patience{};
     std::unique_ptr<std::atomic<std::int64_t>[]> m_lastRow;
-    std::mutex m_mutex;
+    std::function<void()> m_didLose;
+
+    std::shared_mutex m_writers;
+    std::atomic<bool> m_isInMemory = false;
+    std::atomic<bool> m_hasLost = false;
+    mutable std::mutex m_mutex; ///< guards what follows
     std::vector<std::unique_ptr<Connection>> m_idle;
+    std::unique_ptr<Connection> m_memory; ///< keeps it
+    std::string m_memoryName;
+    std::optional<Error> m_failure;
 };
 
 } // namespace store

@@ -12,32 +12,29 @@ namespace store {
 
 tl::expected<void, Error> Context::Save::write()
 {
-    try {
-        SQLite::Transaction transaction(m_connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
-        // Entities stand in the model so that what is pointed at comes first; rows taken over are then known in time.
-        std::vector<Object*> ordered = m_context.m_changed;
-        std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
-            return left->m_entity->index < right->m_entity->index;
-        });
-        if (m_context.m_policy == MergePolicy::PropertyObjectTrump && !destinationsAreStored(ordered))
-            return tl::unexpected(Error{QStringLiteral("what new objects belong to was deleted meanwhile")});
-        const auto each = [&](Object::State state, void (Save::*write)(Object&)) {
-            for (Object* object : ordered) {
-                if (m_context.isStopped())
-                    return false;
-                if (object->m_state == state)
-                    (this->*write)(*object);
-            }
-            return true;
-        };
-        // Deletions first: what is inserted may have the key of what goes.
-        if (!each(Object::State::Deleted, &Save::deleteRow) || !each(Object::State::Inserted, &Save::insertRow) ||
-            !each(Object::State::Updated, &Save::updateRow))
-            return tl::unexpected(Error{QStringLiteral("stopped")});
-        transaction.commit();
-    } catch (const std::exception& failure) {
-        return tl::unexpected(Error{QString::fromUtf8(failure.what())});
-    }
+    const auto writing = m_context.m_coordinator->beginWriting(m_connection);
+    SQLite::Transaction transaction(m_connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
+    // Entities stand in the model so that what is pointed at comes first; rows taken over are then known in time.
+    std::vector<Object*> ordered = m_context.m_changed;
+    std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
+        return left->m_entity->index < right->m_entity->index;
+    });
+    if (m_context.m_policy == MergePolicy::PropertyObjectTrump && !destinationsAreStored(ordered))
+        return tl::unexpected(Error{QStringLiteral("what new objects belong to was deleted meanwhile")});
+    const auto each = [&](Object::State state, void (Save::*write)(Object&)) {
+        for (Object* object : ordered) {
+            if (m_context.isStopped())
+                return false;
+            if (object->m_state == state)
+                (this->*write)(*object);
+        }
+        return true;
+    };
+    // Deletions first: what is inserted may have the key of what goes.
+    if (!each(Object::State::Deleted, &Save::deleteRow) || !each(Object::State::Inserted, &Save::insertRow) ||
+        !each(Object::State::Updated, &Save::updateRow))
+        return tl::unexpected(Error{QStringLiteral("stopped")});
+    transaction.commit();
     return {};
 }
 
@@ -241,6 +238,8 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
         const bool joined = std::find(takenOver.begin(), takenOver.end(), object->id()) != takenOver.end();
         if (object->m_state == Object::State::Deleted)
             changes->deleted.push_back(object->id());
+        else if (m_context.m_offeredAgain.contains(object->id()))
+            changes->updated.push_back({object->id(), ~0u, ~0u, object->m_values, object->m_toOnes});
         else if (object->m_state == Object::State::Inserted && !joined)
             changes->inserted.push_back(object->id());
         else
@@ -255,6 +254,7 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
     m_context.m_changedCount.assign(m_context.m_changedCount.size(), 0);
     m_context.m_pendingDeletes.clear();
     m_context.m_deleted.clear();
+    m_context.m_offeredAgain.clear();
     return changes;
 }
 

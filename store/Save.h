@@ -13,7 +13,7 @@ class Context::Save
 public:
     Save(Context& context, Connection& connection) : m_context(context), m_connection(connection) {}
 
-    /// All or nothing. Changes only the store.
+    /// All or nothing. Changes only the store. Throws when the store fails.
     tl::expected<void, Error> write();
 
     /// After a successful `write`, or when there was nothing to write: the context's objects are clean, and the result

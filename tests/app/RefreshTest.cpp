@@ -1,7 +1,10 @@
 #include "AppRun.h"
 
 #include "model/User.h"
+#include "store/Coordinator.h"
 #include "support/TestMain.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
 
 #include <QFile>
 
@@ -27,7 +30,8 @@ private slots:
     void changedSettingsClearTheAccount();
     void damagedReplies_data();
     void damagedReplies();
-    void storeThatCannotBeOpened();
+    void storeThatCannotBeUsed_data();
+    void storeThatCannotBeUsed();
     void quitsWhileTheServiceHangs();
 };
 
@@ -303,20 +307,43 @@ void RefreshTest::damagedReplies()
     QVERIFY(run.test.alerts.shown.empty());
 }
 
-void RefreshTest::storeThatCannotBeOpened()
+void RefreshTest::storeThatCannotBeUsed_data()
 {
+    QTest::addColumn<bool>("later");
+    QTest::newRow("from the start") << false;
+    QTest::newRow("from the middle on") << true;
+}
+
+void RefreshTest::storeThatCannotBeUsed()
+{
+    QFETCH(bool, later);
     AppRun run;
-    const QString folder = app::WrenfoldMenulet::directoryForDataStore();
-    QFile garbage(folder + u"/QuillonX.sqlite"_s);
-    QVERIFY(garbage.open(QIODevice::WriteOnly));
-    garbage.write(QByteArray(4096, '!'));
-    garbage.close();
-    run.start();
-    run.refresh();
+    const QString file = app::WrenfoldMenulet::directoryForDataStore() + u"/QuillonX.sqlite"_s;
+    if (later) {
+        run.start();
+        run.refresh();
+        SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
+        for (const store::Entity& entity : run.menulet->managedObjectModel()->entities())
+            other.exec("DROP TABLE " + entity.name);
+        run.refresh();
+    } else {
+        QFile garbage(file);
+        QVERIFY(garbage.open(QIODevice::WriteOnly));
+        garbage.write(QByteArray(4096, '!'));
+        garbage.close();
+        run.start();
+    }
+    QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
     QCOMPARE(run.face(), u"0:00"_s);
-    QVERIFY(run.test.alerts.shown.empty());
+    QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
+    run.startTimer(u"Design"_s);
+    QCOMPARE(run.face(), u"0:00 running"_s);
+    QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);
+    QVERIFY(!run.menulet->company()->mostRecentDayEntry()->isLocked());
     QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
     run.settle();
+    QCOMPARE(run.face(), u"0:00"_s);
+    QVERIFY(run.test.alerts.shown.empty());
 }
 
 void RefreshTest::quitsWhileTheServiceHangs()

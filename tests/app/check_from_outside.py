@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -98,9 +99,20 @@ def main(program):
     found = check(program, DISPLAY=":nowhere")
     assert found["Status item"].startswith("!! no display can be opened"), found
     with tempfile.TemporaryDirectory() as data:
-        (pathlib.Path(data) / "Quillon").mkdir()
-        (pathlib.Path(data) / "Quillon" / "QuillonX.sqlite").write_text("hours and hours and hours")
+        folder = pathlib.Path(data) / "Quillon"
+        folder.write_text("a file")
+        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! cannot be made")
+        folder.unlink()
+        folder.mkdir()
+        store = folder / "QuillonX.sqlite"
+        store.write_text("hours and hours and hours")
         assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! is no data base")
+        store.unlink()
+        with contextlib.closing(sqlite3.connect(store)) as newer:
+            newer.executescript("CREATE TABLE Company (pk INTEGER PRIMARY KEY); PRAGMA user_version=999")
+        before = store.read_bytes()
+        assert "made by a newer version" in check(program, XDG_DATA_HOME=data)["Store"]
+        assert store.read_bytes() == before
 
     # Peers that hang: a keyring, then the program itself as well, then the bus.
     with tempfile.TemporaryDirectory() as folder:
@@ -132,6 +144,16 @@ def main(program):
         found = check(program)
         assert all(text.startswith("ok") for text in found.values()), found
         assert "does not run" not in found["Status item"] and ".localhost:" in found["Service"], found
+        assert found["Store"].endswith(" KB"), found
+        follower.terminate()
+        running.terminate()
+    store = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "Quillon" / "QuillonX.sqlite"
+    store.write_bytes(store.read_bytes()[:4096] + b"!" * 65536)
+    with subprocess.Popen([program, "--local"]) as running:
+        follower = subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True)
+        next(line for line in follower.stdout if "Design" in line)
+        found = check(program)
+        assert found["Store"].startswith("!! is in memory in this run: "), found
         follower.terminate()
         running.terminate()
 

@@ -3,11 +3,18 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+#include <future>
 #include <thread>
+
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace store;
 using namespace Qt::StringLiterals;
@@ -52,6 +59,56 @@ QStringList keys(const std::vector<Object*>& objects)
     for (const Object* object : objects)
         list << object->string("key");
     return list;
+}
+
+/// Has no more rights to files than others, also where the tests run as root. Of this thread.
+class Stranger
+{
+public:
+    Stranger()
+    {
+        if (geteuid() == 0)
+            setfsuid(65534);
+    }
+    ~Stranger() { setfsuid(geteuid()); }
+    Q_DISABLE_COPY_MOVE(Stranger)
+};
+
+/// No file of this process can grow, as on a full disk.
+class FullDisk
+{
+public:
+    FullDisk()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    Q_DISABLE_COPY_MOVE(FullDisk)
+
+private:
+    rlimit m_before{};
+};
+
+void runSql(const QString& file, const char* sql)
+{
+    SQLite::Database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE).exec(sql);
+}
+
+/// Everything in the folder by its name, with the bits of its mode. Without SQLite's index of a log, which is no data.
+QMap<QString, QByteArray> contents(const QString& folder)
+{
+    QMap<QString, QByteArray> all;
+    for (const QFileInfo& entry : QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+        if (entry.fileName().endsWith("-shm"_L1))
+            continue;
+        QFile file(entry.filePath());
+        all[entry.fileName()] = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        all[entry.fileName()] += QByteArray::number(int(entry.permissions()), 16);
+    }
+    return all;
 }
 
 /// A file with the coordinator, a long-lived context that follows, and others that work beside it.
@@ -114,6 +171,10 @@ private slots:
     void missingColumnsAreAdded();
     void unusableStores_data();
     void unusableStores();
+    void busyFilesAreWaitedFor();
+    void filesThatFailMeanwhile_data();
+    void filesThatFailMeanwhile();
+    void twoThreadsSave_data();
     void twoThreadsSave();
 };
 
@@ -515,52 +576,193 @@ void StoreTest::missingColumnsAreAdded()
 
 void StoreTest::unusableStores_data()
 {
-    QTest::addColumn<QString>("kind");
-    for (const char* kind : {"no folder", "no database", "newer", "none"})
-        QTest::newRow(kind) << QString::fromLatin1(kind);
+    using Arrange = std::function<void(const QString& file)>;
+    QTest::addColumn<Arrange>("arrange");
+    const auto sql = [](const char* text) -> Arrange { return [=](const QString& file) { runSql(file, text); }; };
+    QTest::newRow("no folder") << Arrange([](const QString& file) { QDir().rmdir(QFileInfo(file).path()); });
+    QTest::newRow("a folder in its place") << Arrange([](const QString& file) { QDir().mkdir(file); });
+    QTest::newRow("no database") << Arrange([](const QString& file) {
+        QFile garbage(file);
+        QVERIFY(garbage.open(QIODevice::WriteOnly));
+        garbage.write(QByteArray(8192, 'x'));
+    });
+    QTest::newRow("newer") << sql("CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999");
+    QTest::newRow("newer, in its log alone") << Arrange([](const QString& file) {
+        const QString made = file + u".made"_s;
+        SQLite::Database writer(made.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+        writer.exec("PRAGMA journal_mode=WAL; CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999");
+        QVERIFY(QFile::copy(made, file) && QFile::copy(made + u"-wal"_s, file + u"-wal"_s));
+    });
+    QTest::newRow("another program's") << sql("CREATE TABLE bookmarks (url)");
+    QTest::newRow("another program's, of the same version")
+        << sql("CREATE TABLE bookmarks (url); PRAGMA user_version=1");
+    QTest::newRow("tables of another kind") << sql("CREATE TABLE Box (label); PRAGMA user_version=1");
+    QTest::newRow("a view for a table") << sql("CREATE VIEW Box AS SELECT 1 AS pk; PRAGMA user_version=1");
+    QTest::newRow("no log can be made") << Arrange([](const QString& file) {
+        coordinator(file).reset();
+        QDir().mkdir(file + u"-wal"_s);
+    });
+    QTest::newRow("not to be written") << Arrange([](const QString& file) {
+        coordinator(file).reset();
+        QFile::setPermissions(QFileInfo(file).path(),
+                              QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
+        QFile::setPermissions(file, QFile::ReadOwner | QFile::ReadOther);
+    });
+    QTest::newRow("busy") << Arrange([](const QString& file) {
+        static std::unique_ptr<SQLite::Database> other;
+        coordinator(file).reset();
+        other = std::make_unique<SQLite::Database>(file.toStdString(), SQLite::OPEN_READWRITE);
+        other->exec("BEGIN IMMEDIATE");
+    });
 }
 
 void StoreTest::unusableStores()
 {
-    QFETCH(QString, kind);
+    QFETCH(std::function<void(const QString&)>, arrange);
     QTemporaryDir folder;
-    QString file = folder.filePath(u"s.sqlite"_s);
-    if (kind == u"no folder"_s) {
-        file = folder.filePath(u"missing/s.sqlite"_s);
-    } else if (kind == u"no database"_s) {
-        QFile garbage(file);
-        QVERIFY(garbage.open(QIODevice::WriteOnly));
-        garbage.write(QByteArray(8192, 'x'));
-    } else if (kind == u"newer"_s) {
-        SQLite::Database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE)
-            .exec("PRAGMA user_version=999");
-    } else {
-        file.clear();
-    }
-    auto shared = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
-    const auto added = shared->addStore(file);
-    QVERIFY(!added);
-    QVERIFY(!added.error().text.isEmpty());
+    const QString home = folder.filePath(u"home"_s);
+    const QString file = home + u"/s.sqlite"_s;
+    QVERIFY(QDir().mkdir(home));
+    QFile::setPermissions(folder.path(), QFile::permissions(folder.path()) | QFile::ExeOther);
+    arrange(file);
+    const auto before = contents(home);
 
-    // Everything goes on in memory; only saving fails, and loses nothing.
+    std::optional<Stranger> stranger;
+    if (QByteArray(QTest::currentDataTag()) == "not to be written")
+        stranger.emplace();
+    auto shared = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
+    QVERIFY(!QFile::exists(file) || !shared->examine(file));
+    const auto added = shared->addStore(file, std::chrono::milliseconds(100));
+    QVERIFY(!added && !added.error().text.isEmpty());
+    QCOMPARE(shared->failure()->text, added.error().text);
+
+    // Everything goes on in memory, which all contexts share and nobody else.
+    Context main(shared, MergePolicy::Overwrite);
+    Object& a = Desk::box(main, u"A"_s);
+    Desk::note(main, u"1"_s, &a, &a);
+    QVERIFY(main.save());
+    Context worker(shared, MergePolicy::PropertyObjectTrump);
+    worker.setDidSave([&](std::shared_ptr<const ChangeSet> changes) { main.mergeChanges(*changes); });
+    Object* box = worker.find(a.id());
+    QVERIFY(box);
+    Desk::note(worker, u"2"_s, box, box);
+    QVERIFY(worker.save());
+    QCOMPARE(keys(a.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
+    auto other = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
+    QVERIFY(Context(other, MergePolicy::Overwrite).fetch({"Box", {}, {}, 0}).empty());
+    stranger.reset();
+    QVERIFY2(contents(home) == before, qPrintable(contents(home).keys().join(u' ')));
+}
+
+void StoreTest::busyFilesAreWaitedFor()
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(u"s.sqlite"_s);
+    coordinator(file).reset();
+    SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
+    other.exec("BEGIN IMMEDIATE");
+    auto opened = std::async(std::launch::async, [&] { return coordinator(file); });
+    QCOMPARE(opened.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    other.exec("ROLLBACK");
+    const auto shared = opened.get();
+    QVERIFY(shared && !shared->failure());
+
+    // In the middle of a run nothing is given up for it either.
+    other.exec("BEGIN IMMEDIATE");
     Context context(shared, MergePolicy::Overwrite);
-    Object& a = Desk::box(context, u"A"_s);
-    Desk::note(context, u"1"_s, &a);
-    QVERIFY(!context.save());
-    QCOMPARE(keys(a.toMany("notes")), QStringList{u"1"_s});
-    QVERIFY(context.hasChanges());
+    Desk::box(context, u"A"_s);
+    auto saved = std::async(std::launch::async, [&] { return context.save().has_value(); });
+    QCOMPARE(saved.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    other.exec("ROLLBACK");
+    QVERIFY(saved.get() && !shared->failure());
+}
+
+void StoreTest::filesThatFailMeanwhile_data()
+{
+    using Break = std::function<std::shared_ptr<FullDisk>(const QString& file)>;
+    QTest::addColumn<Break>("breakFile");
+    QTest::addColumn<bool>("loses");
+    QTest::newRow("full disk") << Break([](const QString&) { return std::make_shared<FullDisk>(); }) << false;
+    QTest::newRow("overwritten") << Break([](const QString& file) {
+        QFile damaged(file);
+        [[maybe_unused]] const bool opened = damaged.open(QIODevice::ReadWrite);
+        damaged.write(QByteArray(static_cast<int>(damaged.size()), '\xff'));
+        QFile::resize(file + u"-wal"_s, 0);
+        return nullptr;
+    }) << true;
+    QTest::newRow("tables gone") << Break([](const QString& file) {
+        runSql(file, "DROP TABLE Note; DROP TABLE Box");
+        return nullptr;
+    }) << true;
+    QTest::newRow("deleted") << Break([](const QString& file) {
+        QFile::remove(file);
+        return nullptr;
+    }) << true;
+}
+
+void StoreTest::filesThatFailMeanwhile()
+{
+    QFETCH(std::function<std::shared_ptr<FullDisk>(const QString&)>, breakFile);
+    QFETCH(bool, loses);
+    Desk desk;
+    int told = 0;
+    desk.shared->setDidLose([&] { ++told; });
+    Object& a = Desk::box(desk.main, u"A"_s);
+    a.setValue("size", std::int64_t(1));
+    Object& one = Desk::note(desk.main, u"1"_s, &a, &a);
+    Object& gone = Desk::note(desk.main, u"gone"_s, &a, &a);
+    QVERIFY(desk.main.save());
+    auto busy = desk.worker(); // has a connection and objects of its own
+    Object* theirs = busy->find(a.id());
+    theirs->setValue("size", std::int64_t(2));
+    Desk::note(*busy, u"2"_s, theirs, theirs);
+    one.setString("text", u"mine"_s);
+    desk.main.remove(gone);
+
+    const auto broken = breakFile(desk.file);
+    auto late = desk.worker(); // needs another connection
+    const bool lateSaw = Desk::byKey(*late, u"1"_s);
+    QVERIFY(busy->save());
+    desk.main.mergeChanges(*desk.saved);
+    QVERIFY(desk.main.save());
+    QVERIFY(late->save());
+
+    QVERIFY(desk.shared->failure());
+    QCOMPARE(told, int(loses));
+    QVERIFY(lateSaw || loses);
+    QCOMPARE(a.integer("size"), std::int64_t(2));
+    QCOMPARE(keys(a.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
+    const auto after = desk.worker();
+    const std::vector<Object*> notes = after->fetch({"Note", {}, {{"key"}}, 0});
+    QCOMPARE(keys(notes), QStringList({u"1"_s, u"2"_s}));
+    QCOMPARE(notes.front()->string("text"), u"mine"_s);
+    QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(2));
+}
+
+void StoreTest::twoThreadsSave_data()
+{
+    QTest::addColumn<QString>("where");
+    for (const char* where : {"file", "memory", "file that fails meanwhile"})
+        QTest::newRow(where) << QString::fromLatin1(where);
 }
 
 void StoreTest::twoThreadsSave()
 {
+    QFETCH(QString, where);
     Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    QVERIFY(desk.main.save());
+    auto shared =
+        where == u"memory"_s ? std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things()) : desk.shared;
+    Context main(shared, MergePolicy::Overwrite);
+    Object& a = Desk::box(main, u"A"_s);
+    QVERIFY(main.save());
     const ObjectId box = a.id();
     std::atomic<int> failed = 0;
+    std::optional<FullDisk> full;
     const auto work = [&](int from) {
         for (int i = from; i < from + 50; ++i) {
-            Context context(desk.shared, MergePolicy::PropertyObjectTrump);
+            if (i == 25 && where.size() > 6)
+                full.emplace();
+            Context context(shared, MergePolicy::PropertyObjectTrump);
             Object* owner = context.find(box);
             Desk::note(context, QString::number(i), owner, owner);
             owner->setValue("size", std::int64_t(i));
@@ -572,6 +774,7 @@ void StoreTest::twoThreadsSave()
     work(0);
     other.join();
     QCOMPARE(failed.load(), 0);
+    QCOMPARE(shared->failure().has_value(), full.has_value());
     QCOMPARE(a.toMany("notes").size(), std::size_t(100));
 }
 
