@@ -109,18 +109,24 @@ void QuillonApi::requestUser(const QString& userId)
     add(std::move(operation), delegate());
 }
 
-void QuillonApi::startNewTimer(model::DayEntry& entry)
+void QuillonApi::startNewTimer(model::DayEntry& entry, Ended ended)
 {
-    startNewTimer(entry, delegate());
+    startNewTimer(entry, delegate(), std::move(ended));
 }
 
 void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify)
+{
+    startNewTimer(entry, andNotify, {});
+}
+
+void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended)
 {
     auto operation = std::make_unique<QuillonNetworkOperation>(u"/daily/add"_s, entry.toXml(),
                                                                &model::DayEntry::parseXml, m_userCredentials);
     operation->setNotificationSelector({"startNewTimerDidSucceed"_L1, &OutcomeReceiver::startNewTimerDidSucceed});
     operation->setErrorNotificationSelector(
         {"startNewTimerDidFailWithError"_L1, &OutcomeReceiver::startNewTimerDidFailWithError});
+    operation->setEnded(std::move(ended));
     add(std::move(operation), andNotify);
 }
 
@@ -136,13 +142,14 @@ void QuillonApi::toggleTimer(const model::DayEntry& entry)
     requestDailyTimesheetForDate(entry.spentAt().toLocalTime().date());
 }
 
-void QuillonApi::updateTimer(model::DayEntry& entry)
+void QuillonApi::updateTimer(model::DayEntry& entry, Ended ended)
 {
     auto operation = std::make_unique<QuillonNetworkOperation>("/daily/update/"_L1 + entry.idString(), entry.toXml(),
                                                                &model::DayEntry::parseXml, m_userCredentials);
     operation->setNotificationSelector({"updateTimerDidSucceed"_L1, &OutcomeReceiver::updateTimerDidSucceed});
     operation->setErrorNotificationSelector(
         {"updateTimerDidFailWithError"_L1, &OutcomeReceiver::updateTimerDidFailWithError});
+    operation->setEnded(std::move(ended));
     add(std::move(operation), delegate());
 }
 

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -59,6 +60,11 @@ public:
     /// The account in the main context, made when it is not there. Null without a main context.
     model::Company* company();
 
+    /// For who sent a request and must know how that very one ended, by whatever outcome or none. Called once, before
+    /// the outcomes of its kind and with no success after a failure; never when the facade stops. What it needs may be
+    /// gone by then.
+    using Ended = std::function<void(bool succeeded)>;
+
     settings::QuillonPreferences& userCredentials() const { return m_userCredentials; }
 
     /// The account. Outcome: gotQuillonCompany.
@@ -71,16 +77,17 @@ public:
     /// Outcome: requestUserDidSucceed.
     void requestUser(const QString& userId);
     /// Outcomes, here and below: the method's name with DidSucceed and DidFailWithError.
-    void startNewTimer(model::DayEntry& entry);
+    void startNewTimer(model::DayEntry& entry, Ended ended = {});
     void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify);
     /// Starts or stops the entry's timer, then requests the slim sheet of its day: other entries may have been stopped.
     void toggleTimer(const model::DayEntry& entry);
-    void updateTimer(model::DayEntry& entry);
+    void updateTimer(model::DayEntry& entry, Ended ended = {});
     void deleteTimer(const model::DayEntry& entry);
     /// Takes the idle time (seconds) off the entry, which stops, here at once and then on the service, unless the entry
     /// was changed there after `andUpdatedAt`.
     void correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt);
-    /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, of the receiver given.
+    /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, of
+    /// the receiver given.
     void authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate);
 
     /// Queues an operation that is set up. The password is looked up before the first one runs, but not within this
@@ -113,6 +120,7 @@ public:
 
 private:
     void add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* delegate);
+    void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended);
     void release();
     void work(const std::stop_token& stop);
 

@@ -80,6 +80,7 @@ void QuillonNetworkOperation::waitForThrottle()
 
 void QuillonNetworkOperation::notifyComplete()
 {
+    tellEnded(false);
     const std::lock_guard lock(m_api->requestHistoryMutex());
     m_api->run().postToMain([api = m_api] { api->requestCompleted(); });
 }
@@ -235,14 +236,22 @@ void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)>
     });
 }
 
+void QuillonNetworkOperation::tellEnded(bool succeeded)
+{
+    if (m_ended && !isStopped())
+        m_api->run().postToMain([ended = std::exchange(m_ended, {}), succeeded] { ended(succeeded); });
+}
+
 void QuillonNetworkOperation::tellSuccess()
 {
+    tellEnded(true);
     if (m_notificationSelector)
         tellDelegate([selector = m_notificationSelector](OutcomeReceiver& delegate) { (delegate.*selector.method)(); });
 }
 
 void QuillonNetworkOperation::tellFailure(const std::optional<Error>& error)
 {
+    tellEnded(false);
     if (m_errorNotificationSelector) {
         tellDelegate([selector = m_errorNotificationSelector, error](OutcomeReceiver& delegate) {
             (delegate.*selector.method)(error);

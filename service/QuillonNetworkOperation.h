@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <utility>
 
 namespace store {
 class Context;
@@ -52,6 +53,9 @@ public:
     /// Counts only for a request with a body: one without goes out as GET whatever is set here. The service's address
     /// for deleting wants it so.
     void setHttpMethod(const QByteArray& method) { m_httpMethod = method; }
+    /// Called once on the main thread, as soon as it is known whether the service has done what was asked: before the
+    /// failure or the success is told, and also when neither is. Not when a stop is requested.
+    void setEnded(std::function<void(bool succeeded)> ended) { m_ended = std::move(ended); }
     /// The request changes something although it has no body.
     void setChangesSomething(bool changes) { m_changesSomething = changes; }
     /// The request goes to the saved account, even while another one is in use.
@@ -100,6 +104,8 @@ protected:
     void tellFailure(const std::optional<Error>& error);
 
 private:
+    void tellEnded(bool succeeded);
+
     const QString m_url;
     const std::optional<QByteArray> m_postData;
     const settings::QuillonPreferences& m_credentials;
@@ -108,6 +114,7 @@ private:
     ReceiverHandle m_notificationDelegate;
     SuccessSelector m_notificationSelector;
     FailureSelector m_errorNotificationSelector;
+    std::function<void(bool)> m_ended; ///< empty once it was told
     std::unique_ptr<store::Context> m_managedObjectContext;
     QuillonApi* m_mergeDelegate = nullptr;
     QByteArray m_httpMethod;
