@@ -35,6 +35,18 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
     return box.findChild<QLabel*>(name);
 }
 
+/// A window of this program that stays on top of others and takes the keyboard. Null: none is shown.
+QWindow* windowOnTop()
+{
+    constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
+    for (const QWidget* widget : QApplication::topLevelWidgets()) {
+        if (widget->isVisible() && (widget->windowFlags() & flags) == Qt::WindowStaysOnTopHint &&
+            widget->windowType() == Qt::Tool)
+            return widget->windowHandle();
+    }
+    return nullptr;
+}
+
 /// Whether the text can stand in the box as it is, every line of it.
 bool fits(const QString& text, const QMessageBox& box)
 {
@@ -135,6 +147,11 @@ void MessageBoxAlerts::openNext()
     }
     m_listensAt = m_time.uptime().total + kInstant;
     m_noticed = false;
+    if (QWindow* onTop = alert.unasked ? nullptr : windowOnTop()) {
+        // Else that one would lie over the alert, blocked by it.
+        m_box->winId();
+        m_box->windowHandle()->setTransientParent(onTop);
+    }
     // Not open(): it would block the box's parent alone, and there is none.
     m_box->show();
     m_box->raise();
