@@ -86,12 +86,10 @@ class NewTimer final : public NewTimerWindow
 {
 public:
     void show() override { m_controller.show(); }
-    void close() override { m_controller.startDidSucceed(); }
     void setEntry(model::DayEntry* entry) override { m_controller.setEntry(entry); }
     void setEnabled(bool enabled) override { m_controller.setEnabled(enabled); }
     void clearSelections() override { m_controller.clearSelections(); }
     void catalogDidChange() override { m_controller.catalogDidChange(); }
-    void startDidFail() override { m_controller.startDidFail(); }
 
 private:
     editing::NewTimerController m_controller;

@@ -47,20 +47,16 @@ public:
     virtual void setHint(const std::optional<skin::Hint>& hint) = 0;
 };
 
-/// The window that starts a timer, as far as the controller speaks to it.
+/// The window that starts a timer, as far as the controller speaks to it. How its own starts end it hears by itself.
 class NewTimerWindow : public Window
 {
 public:
-    /// The timer was started.
-    virtual void close() = 0;
     /// Null: none. The window keeps no plain pointer.
     virtual void setEntry(model::DayEntry* entry) = 0;
     virtual void setEnabled(bool enabled) = 0;
     virtual void clearSelections() = 0;
     /// What there is to choose from was changed, or some of it deleted.
     virtual void catalogDidChange() = 0;
-    /// The timer that the window asked for was not started.
-    virtual void startDidFail() = 0;
 };
 
 /// Makes each window on first use. Without a maker there is no such window: what would show it does nothing.

@@ -191,7 +191,6 @@ public:
 
     // How timer commands end.
 
-    void startNewTimerDidSucceed() override;
     void startNewTimerDidFailWithError(const std::optional<service::Error>& error) override;
     void deleteTimerDidSucceed() override;
     void deleteTimerDidFailWithError(const std::optional<service::Error>& error) override;

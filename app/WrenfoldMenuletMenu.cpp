@@ -264,16 +264,8 @@ void WrenfoldMenulet::showAlert(const QString& title, const QString& text)
     environment().alerts().show({title, text, {tr("OK")}});
 }
 
-void WrenfoldMenulet::startNewTimerDidSucceed()
-{
-    if (m_addTimerController)
-        m_addTimerController->close();
-}
-
 void WrenfoldMenulet::startNewTimerDidFailWithError(const std::optional<service::Error>& error)
 {
-    if (m_addTimerController)
-        m_addTimerController->startDidFail();
     const QString reason = error ? error->localizedDescription : QString();
     showAlert(u"Timer Failed"_s,
               u"The timer could not be added. %1"_s.arg(

@@ -2,6 +2,7 @@
 
 #include "skin/Image.h"
 
+#include <QEvent>
 #include <QPainter>
 #include <QStyleOption>
 
@@ -22,6 +23,18 @@ HUDCheckBox::HUDCheckBox(const QString& title, QWidget* parent) : QCheckBox(titl
 QSize HUDCheckBox::sizeHint() const
 {
     return {boxSize + gap + fontMetrics().size(Qt::TextShowMnemonic, text()).width() + 2, boxSize};
+}
+
+bool HUDCheckBox::event(QEvent* event)
+{
+    if (event->type() != QEvent::Shortcut)
+        return QCheckBox::event(event);
+    // Not as other buttons, which seem to be pressed for a moment first: what is typed then would go elsewhere.
+    if (isChecked())
+        emit askedAgain();
+    else
+        click();
+    return true;
 }
 
 void HUDCheckBox::paintEvent(QPaintEvent*)

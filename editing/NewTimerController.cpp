@@ -1,6 +1,8 @@
 #include "editing/NewTimerController.h"
 
 #include "editing/HUDCheckBox.h"
+#include "editing/HintLabel.h"
+#include "editing/HoursInput.h"
 #include "editing/NewTimerPanel.h"
 #include "model/HoursMinutes.h"
 #include "service/QuillonApi.h"
@@ -10,9 +12,10 @@
 
 #include <QCursor>
 #include <QGuiApplication>
-#include <QLabel>
+#include <QPointer>
 #include <QScreen>
 
+#include <algorithm>
 #include <utility>
 
 namespace editing {
@@ -50,7 +53,7 @@ void NewTimerController::awakeFromNib()
         picker->setDelegate(this);
         picker->setEntry(m_entry.get());
         picker->matchWidth(*window.notesText->parentWidget());
-        connect(picker->textField(), &QLineEdit::textEdited, this, [this] { m_touched = true; });
+        connect(picker->textField(), &QLineEdit::textEdited, this, [this] { m_state = State::Typed; });
     }
 
     m_projectAutocompleter.setNextKeyView(m_taskAutocompleter.textField());
@@ -70,18 +73,30 @@ void NewTimerController::awakeFromNib()
         new TextCommands(*field, [this, field](TextCommand command) { return control(field, command); });
     connect(window.notesText, &QPlainTextEdit::textChanged, this, &NewTimerController::controlTextDidChange);
     connect(window.durationTextField, &QLineEdit::textChanged, this, &NewTimerController::controlTextDidChange);
-    connect(window.saveButton, &QAbstractButton::clicked, this, [this] {
-        // Who presses again while a slow service takes its time wants no second timer.
-        if (!std::exchange(m_sent, true))
-            save();
+    connect(window.durationTextField, &QLineEdit::editingFinished, this, [this] {
+        const State state = m_state;
+        m_window->durationInput->endEditing();
+        m_state = state; // shown otherwise is not typed otherwise
     });
+    connect(window.saveButton, &QAbstractButton::clicked, this, &NewTimerController::save);
     connect(window.cancelButton, &QAbstractButton::clicked, this, &NewTimerController::hide);
-    connect(window.showDurationCheckButton, &QAbstractButton::clicked, this, &NewTimerController::toggleDuration);
     connect(&window, &NewTimerPanel::closeAsked, this, &NewTimerController::hide);
+    connect(&window, &NewTimerPanel::unblocked, this, [this] {
+        // Back to what could not be started: the desktop knows another window that was active before.
+        if (m_state == State::Failed && m_window->isVisible())
+            m_window->activateWindow();
+    });
 
     if (settings::UserDefaults::standardUserDefaults().boolForKey(QuillonDurationBoxOpenKey) && durationBoxClosed())
         showDurationBox(true);
-    m_touched = false;
+    // However it is turned over: assistive technology does not click.
+    connect(window.showDurationCheckButton, &QAbstractButton::toggled, this, [this](bool on) {
+        // Who opens the box is about to type a duration, and who closes it goes on with the notes.
+        showDurationBox(on);
+        on ? focusDuration() : m_window->notesText->setFocus();
+    });
+    connect(window.showDurationCheckButton, &HUDCheckBox::askedAgain, this, &NewTimerController::focusDuration);
+    m_state = State::Idle;
 }
 
 void NewTimerController::setupCustomButtons()
@@ -97,11 +112,12 @@ void NewTimerController::setupCustomButtons()
 void NewTimerController::show()
 {
     const bool wasVisible = m_window->isVisible();
-    if (m_starting)
-        m_touched = false;
-    m_starting = false;
-    m_sent = false;
-    const bool goesOn = m_touched;
+    if (m_state == State::Sent && !wasVisible) {
+        // Sent by Return, which is through with it; the next timer begins.
+        startOfFields()->left = timerOfFields();
+        m_state = State::Idle;
+    }
+    const bool goesOn = m_state != State::Idle;
     setEntry(model::DayEntry::entryWithDefaults());
     if (!goesOn) {
         // What is left of another time would look like a choice.
@@ -111,7 +127,9 @@ void NewTimerController::show()
                 picker->clear();
             picker->setInvalid(false);
         }
-        m_touched = false;
+        m_state = State::Idle;
+        if (const auto notStarted = std::exchange(m_notStarted, {}))
+            put(*notStarted);
     }
     setSaveButtonState();
     if (!wasVisible)
@@ -121,7 +139,7 @@ void NewTimerController::show()
         m_projectAutocompleter.setInvalid(false);
         m_projectAutocompleter.setInitialDisplay(true);
     }
-    if (!wasVisible || !goesOn) {
+    if (!goesOn) {
         m_projectAutocompleter.textField()->setFocus();
         m_projectAutocompleter.textField()->selectAll();
     }
@@ -131,9 +149,9 @@ void NewTimerController::show()
 
 void NewTimerController::hide()
 {
-    m_touched = false;
-    m_starting = false;
-    m_sent = false;
+    m_state = State::Idle;
+    if (const auto start = startOfFields(); start != m_starts.end())
+        m_starts.erase(start); // however it ends: cancelled is cancelled
     orderOut();
 }
 
@@ -151,7 +169,7 @@ void NewTimerController::setEntry(model::DayEntry* entry)
     m_entry = entry;
     m_projectAutocompleter.setEnabled(true);
     m_taskAutocompleter.setEnabled(true);
-    if (m_touched) {
+    if (m_state != State::Idle) {
         m_projectAutocompleter.replaceEntry(entry);
         m_taskAutocompleter.replaceEntry(entry);
         return;
@@ -159,9 +177,9 @@ void NewTimerController::setEntry(model::DayEntry* entry)
     m_projectAutocompleter.setEntry(entry);
     m_taskAutocompleter.setEntry(entry);
     m_window->notesText->setText(entry ? entry->notes() : QString());
-    m_window->durationTextField->setText(entry && entry->hours() ? entry->hoursMinutes() : QString());
+    m_window->durationInput->setText(entry && entry->hours() ? entry->hoursMinutes() : QString());
     setSaveButtonState();
-    m_touched = false;
+    m_state = State::Idle;
     // Whoever is about to type replaces what stands there, also when it came after the window.
     for (QLineEdit* field : {m_projectAutocompleter.textField(), m_taskAutocompleter.textField()}) {
         if (field->hasFocus())
@@ -184,56 +202,98 @@ void NewTimerController::clearSelections()
     m_projectAutocompleter.clear();
     m_taskAutocompleter.clear();
     setSaveButtonState();
-    m_touched = false;
+    // What is on its way belongs to another account.
+    m_starts.clear();
+    m_notStarted.reset();
+    m_state = State::Idle;
 }
 
 void NewTimerController::catalogDidChange()
 {
-    const bool touched = m_touched;
+    const State state = m_state;
     m_projectAutocompleter.catalogDidChange();
     m_taskAutocompleter.catalogDidChange();
     setSaveButtonState();
-    m_touched = touched;
-}
-
-void NewTimerController::startDidSucceed()
-{
-    // A service that gives its reason for a failure lets the call of success follow.
-    if (!std::exchange(m_startFailed, false))
-        hide();
-}
-
-void NewTimerController::startDidFail()
-{
-    m_starting = false;
-    m_sent = false;
-    m_startFailed = true;
+    m_state = state;
 }
 
 void NewTimerController::save()
 {
+    send();
+}
+
+bool NewTimerController::send()
+{
+    // Who presses again while a slow service takes its time wants no second timer.
+    if (startOfFields() != m_starts.end() || !m_window->durationInput->mayBeSent())
+        return false;
     model::DayEntry* entry = m_entry.get() ? m_entry.get() : model::DayEntry::entryWithDefaults();
     if (!entry)
-        return; // nobody is signed in any more
+        return false; // nobody is signed in any more
     entry->setProject(m_projectAutocompleter.selectedProject());
     entry->setTask(m_taskAutocompleter.selectedTask());
     entry->setNotes(m_window->notesText->text());
     if (m_window->showDurationCheckButton->isEnabled())
         entry->setHours(
             static_cast<double>(model::numberFomStringInHoursMinutesFormat(m_window->durationTextField->text())));
-    m_startFailed = false;
-    m_api.startNewTimer(*entry);
+    const int number = ++m_lastStart;
+    m_starts.push_back({number, {}});
+    m_state = State::Sent;
+    m_api.startNewTimer(*entry, [self = QPointer(this), number](bool succeeded) {
+        if (self)
+            self->startDidEnd(number, succeeded);
+    });
+    return true;
+}
+
+void NewTimerController::startDidEnd(int number, bool succeeded)
+{
+    const auto start = std::ranges::find(m_starts, number, &Start::number);
+    if (start == m_starts.end())
+        return;
+    const std::optional<Timer> left = std::move(start->left);
+    m_starts.erase(start);
+    if (left) {
+        if (succeeded || !left->project)
+            return;
+        m_notStarted = left;
+        if (m_state == State::Idle)
+            show();
+    } else if (m_state == State::Sent) { // else the fields have been changed since, and stay
+        if (succeeded) {
+            hide();
+            return;
+        }
+        m_state = State::Failed;
+        if (!m_window->isVisible())
+            show();
+    }
+}
+
+std::vector<NewTimerController::Start>::iterator NewTimerController::startOfFields()
+{
+    return std::ranges::find_if(m_starts, [](const Start& start) { return !start.left; });
+}
+
+NewTimerController::Timer NewTimerController::timerOfFields() const
+{
+    return {m_projectAutocompleter.selectedProject(), m_taskAutocompleter.selectedTask(), m_window->notesText->text(),
+            m_window->durationTextField->text()};
+}
+
+void NewTimerController::put(const Timer& timer)
+{
+    m_projectAutocompleter.setSelectedValue(timer.project.get());
+    if (model::Task* task = timer.task.get())
+        m_taskAutocompleter.setSelectedValue(task);
+    m_window->notesText->setText(timer.notes);
+    m_window->durationInput->setText(timer.duration);
+    m_state = State::Failed;
 }
 
 void NewTimerController::toggleDuration()
 {
-    // Who opens the box is about to type a duration, and who closes it goes on with the notes.
-    const bool opens = durationBoxClosed();
-    showDurationBox(opens);
-    if (opens)
-        focusDuration();
-    else
-        m_window->notesText->setFocus();
+    m_window->showDurationCheckButton->toggle();
 }
 
 bool NewTimerController::durationBoxClosed() const
@@ -258,8 +318,7 @@ bool NewTimerController::hasValidSelections() const
 
 void NewTimerController::itemSelected(model::QuillonObject* /*selectedValue*/, QuillonAutocompleter& inCompleter)
 {
-    m_touched = true;
-    m_sent = false;
+    m_state = State::Typed;
     if (&inCompleter == &m_projectAutocompleter)
         m_taskAutocompleter.chooseForProject(m_projectAutocompleter.selectedProject());
     setSaveButtonState();
@@ -275,8 +334,7 @@ bool NewTimerController::returnPressed(QuillonAutocompleter& /*inCompleter*/)
 
 void NewTimerController::controlTextDidChange()
 {
-    m_touched = true;
-    m_sent = false;
+    m_state = State::Typed;
     setSaveButtonState();
 }
 
@@ -296,17 +354,14 @@ bool NewTimerController::control(QWidget* field, TextCommand doCommandBySelector
 
 void NewTimerController::saveFromEnterIfPossible()
 {
-    if (!hasValidSelections())
-        return;
-    save();
-    m_starting = true;
-    orderOut();
+    if (hasValidSelections() && send())
+        orderOut();
 }
 
 void NewTimerController::setSaveButtonState()
 {
-    const QString duration = trimmedDuration();
-    m_window->setDurationInvalid(!duration.isEmpty() && !(model::numberFomStringInHoursMinutesFormat(duration) > 0));
+    // It counts all the same: nothing is booked that cannot be seen.
+    m_window->setHiddenDuration(durationBoxClosed() ? trimmedDuration() : QString());
     m_window->saveButton->setText(saveButtonTitle());
     m_window->saveButton->setEnabled(hasValidSelections());
 }
@@ -316,8 +371,12 @@ void NewTimerController::showDurationBox(bool show)
     m_window->durationHint->setVisible(show);
     m_window->durationContainer->setVisible(show);
     m_window->growBy(show ? durationBoxHeight : 0);
-    if (show)
-        m_window->showDurationCheckButton->setChecked(true);
+    m_window->showDurationCheckButton->setChecked(show);
+    if (!show) {
+        m_window->durationInput->endEditing();
+        m_window->durationInput->forgetRefusal();
+    }
+    setSaveButtonState();
 }
 
 void NewTimerController::focusDuration()

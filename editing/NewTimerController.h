@@ -6,6 +6,8 @@
 #include <QObject>
 
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace service {
 class QuillonApi;
@@ -40,11 +42,11 @@ public:
     void clearSelections();
     /// See QuillonAutocompleter.
     void catalogDidChange();
-    // How the last `save` ended. After a success the window closes; after a failure nothing that was typed is lost.
-    void startDidSucceed();
-    void startDidFail();
 
     // Actions.
+
+    /// Sends what stands in the window, unless that is on its way already. Once the timer is there the window closes;
+    /// where that fails it is there with what was typed.
     void save();
     void toggleDuration();
 
@@ -58,6 +60,28 @@ public:
     TaskQuillonAutocompleter& taskAutocompleter() { return m_taskAutocompleter; }
 
 private:
+    enum class State
+    {
+        Idle,   ///< the fields hold what the window came up with
+        Typed,  ///< what a person put there
+        Sent,   ///< that, or what it came up with, is on its way to the service
+        Failed, ///< and was not started
+    };
+    /// What the fields ask for.
+    struct Timer
+    {
+        store::Ref<model::Project> project;
+        store::Ref<model::Task> task;
+        QString notes;
+        QString duration;
+    };
+    /// One on its way to the service.
+    struct Start
+    {
+        int number;
+        std::optional<Timer> left; ///< what it is for, once the fields have been given to another one
+    };
+
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
     bool returnPressed(QuillonAutocompleter& inCompleter) override;
 
@@ -66,6 +90,11 @@ private:
     void controlTextDidChange();
     bool control(QWidget* field, TextCommand doCommandBySelector);
     void saveFromEnterIfPossible();
+    bool send();
+    void startDidEnd(int number, bool succeeded);
+    std::vector<Start>::iterator startOfFields();
+    Timer timerOfFields() const;
+    void put(const Timer& timer);
     void setSaveButtonState();
     void showDurationBox(bool show);
     void focusDuration();
@@ -77,10 +106,10 @@ private:
     ProjectQuillonAutocompleter m_projectAutocompleter;
     TaskQuillonAutocompleter m_taskAutocompleter;
     store::Ref<model::DayEntry> m_entry;
-    bool m_touched = false;  ///< the fields hold what a person put there
-    bool m_starting = false; ///< and it is on its way to the service, and the window out of the way
-    bool m_sent = false;     ///< by the button, with nothing changed since
-    bool m_startFailed = false;
+    State m_state = State::Idle; ///< of the fields
+    std::vector<Start> m_starts;
+    int m_lastStart = 0;
+    std::optional<Timer> m_notStarted; ///< waits until the fields are free for it
 };
 
 } // namespace editing

@@ -1,7 +1,10 @@
 #include "editing/NewTimerPanel.h"
 
 #include "editing/HUDCheckBox.h"
+#include "editing/HintLabel.h"
+#include "editing/HoursInput.h"
 #include "editing/TextFields.h"
+#include "model/HoursMinutes.h"
 #include "skin/Fonts.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
@@ -67,7 +70,7 @@ NewTimerPanel::NewTimerPanel()
     notesText->setPlaceholderText(tr("Notes"));
     notesText->setGeometry(notesBackground->rect().adjusted(4, 3, -3, -3));
 
-    showDurationCheckButton = new HUDCheckBox(tr("Enter &duration"), contentView);
+    showDurationCheckButton = new HUDCheckBox({}, contentView);
     showDurationCheckButton->setObjectName(u"showDurationCheckButton"_s);
     showDurationCheckButton->setFocusPolicy(Qt::TabFocus);
 
@@ -82,15 +85,19 @@ NewTimerPanel::NewTimerPanel()
     durationTextField->setAccessibleName(tr("Duration"));
     durationTextField->setGeometry(m_durationBackground->rect().adjusted(5, 1, -5, -1));
     dress(*durationTextField, Look::Dark);
-    durationHint = new QLabel(durationContainer);
+    durationInput = new HoursInput(*durationTextField, {});
+    durationHint = new HintLabel(durationTextField->palette().color(QPalette::PlaceholderText),
+                                 QColor(0xff, 0x9d, 0x96), durationContainer);
     durationHint->setObjectName(u"durationHint"_s);
-    durationHint->setFont(skin::interfaceFont(11));
     durationHint->setGeometry(durationFrame.right() + 9, durationFrame.y(), 180, durationFrame.height());
-    palette.setColor(QPalette::WindowText, durationTextField->palette().color(QPalette::PlaceholderText));
-    durationHint->setPalette(palette);
-    setDurationInvalid(false);
+    connect(durationTextField, &QLineEdit::textChanged, this, &NewTimerPanel::updateDurationHint);
+    connect(durationInput, &HoursInput::accepted, this, &NewTimerPanel::updateDurationHint);
+    connect(durationInput, &HoursInput::refused, this, [this] {
+        durationHint->warn(tr("digits and colons only, like 1:30"));
+        updateDurationHint();
+    });
+    updateDurationHint();
     durationContainer->hide();
-    durationHint->hide();
 
     cancelButton = new skin::QuillonHUDButtonCell(u"Cancel"_s, contentView);
     cancelButton->setObjectName(u"cancelButton"_s);
@@ -108,14 +115,25 @@ NewTimerPanel::NewTimerPanel()
     connect(&m_growth, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& points) { setFixedSize(panelWidth, panelHeight + points.toInt()); });
     setFixedSize(panelWidth, panelHeight);
-    layOut(); // whoever adds something counts from the lower edge
+    setHiddenDuration({}); // lays out: whoever adds something counts from the lower edge
 }
 
-void NewTimerPanel::setDurationInvalid(bool invalid)
+void NewTimerPanel::updateDurationHint()
 {
-    m_durationBackground->setError(invalid);
-    durationHint->setText(invalid ? tr("no duration: a timer starts") : tr("hours, like 1:30 or 1.5"));
+    const QString duration = durationTextField->text();
+    const bool refused = durationInput->hasRefused();
+    const bool none = !duration.isEmpty() && !(model::numberFomStringInHoursMinutesFormat(duration) > 0);
+    m_durationBackground->setError(refused || none);
+    if (!refused)
+        durationHint->advise(none ? tr("no duration: a timer starts") : tr("hours, like 1:30"));
     durationTextField->setAccessibleDescription(durationHint->text());
+}
+
+void NewTimerPanel::setHiddenDuration(const QString& duration)
+{
+    showDurationCheckButton->setText(duration.isEmpty() ? tr("Enter &duration")
+                                                        : tr("Enter &duration (%1)").arg(duration));
+    layOut();
 }
 
 void NewTimerPanel::growBy(int points)
@@ -130,6 +148,13 @@ void NewTimerPanel::growBy(int points)
     m_growth.setStartValue(height() - panelHeight);
     m_growth.setEndValue(points);
     m_growth.start();
+}
+
+bool NewTimerPanel::event(QEvent* event)
+{
+    if (event->type() == QEvent::WindowUnblocked)
+        emit unblocked();
+    return HUDBorderlessWindow::event(event);
 }
 
 bool NewTimerPanel::eventFilter(QObject* /*watched*/, QEvent* event)

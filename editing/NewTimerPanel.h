@@ -4,7 +4,6 @@
 
 #include <QVariantAnimation>
 
-class QLabel;
 class QLineEdit;
 
 namespace skin {
@@ -15,6 +14,8 @@ class QuillonTextFieldBackground;
 namespace editing {
 
 class HUDCheckBox;
+class HintLabel;
+class HoursInput;
 class NotesField;
 
 /// The window in which a timer is started: its controls and where they stand. NewTimerController does the rest, and
@@ -29,13 +30,14 @@ public:
     NotesField* notesText;
     QWidget* durationContainer;
     QLineEdit* durationTextField;
-    QLabel* durationHint;
+    HoursInput* durationInput; ///< of that field
+    HintLabel* durationHint;
     HUDCheckBox* showDurationCheckButton;
     skin::QuillonHUDButtonCell* saveButton;
     skin::QuillonHUDButtonCell* cancelButton;
 
-    /// Whether what is typed as a duration is none, which is no reason to stop anybody.
-    void setDurationInvalid(bool invalid);
+    /// The check box names this duration, which would not be seen otherwise. Empty: none.
+    void setHiddenDuration(const QString& duration);
 
     /// Makes the panel this much higher than it is without the duration box, downwards, in a moment.
     void growBy(int points);
@@ -43,8 +45,11 @@ public:
 signals:
     /// Escape, or the window manager's way of closing.
     void closeAsked();
+    /// An alert was over the window and is gone.
+    void unblocked();
 
 protected:
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
@@ -52,6 +57,7 @@ protected:
 
 private:
     void layOut();
+    void updateDurationHint();
 
     skin::QuillonTextFieldBackground* m_durationBackground;
     QWidget* m_durationClip; ///< uncovers the duration box from above while the panel grows

@@ -62,12 +62,10 @@ struct RecordingNewTimer : app::NewTimerWindow
 {
     explicit RecordingNewTimer(QStringList& log) : calls(log) {}
     void show() override { calls << QStringLiteral("new timer show"); }
-    void close() override { calls << QStringLiteral("new timer close"); }
     void setEntry(model::DayEntry* entry) override { calls << QStringLiteral("new timer entry ") + entry->idString(); }
     void setEnabled(bool enabled) override { calls << QStringLiteral("new timer enabled %1").arg(enabled); }
     void clearSelections() override { calls << QStringLiteral("new timer cleared"); }
     void catalogDidChange() override { ++catalogChanges; }
-    void startDidFail() override { calls << QStringLiteral("new timer failed"); }
 
     QStringList& calls;
     int catalogChanges = 0;

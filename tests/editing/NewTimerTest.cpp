@@ -1,6 +1,7 @@
 #include "../app/AppRun.h"
 
 #include "editing/HUDCheckBox.h"
+#include "editing/HintLabel.h"
 #include "editing/NewTimerController.h"
 #include "editing/NewTimerPanel.h"
 #include "editing/TextFields.h"
@@ -8,7 +9,8 @@
 #include "skin/QuillonTextFieldBackground.h"
 #include "support/TestMain.h"
 
-#include <QLabel>
+#include <QAccessible>
+#include <QClipboard>
 #include <QListView>
 
 using namespace Qt::StringLiterals;
@@ -99,6 +101,14 @@ public:
         key(Qt::Key_Tab);
     }
 
+    QString hint() const
+    {
+        const auto* label = window->durationHint;
+        return QAccessible::queryAccessibleInterface(window->durationHint)->text(QAccessible::Name) == label->text()
+                   ? label->text()
+                   : u"said otherwise"_s;
+    }
+
     /// The bodies of the timers asked for.
     std::vector<std::string> sent()
     {
@@ -113,6 +123,14 @@ public:
     static std::string body(const std::string& inner)
     {
         return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n" + inner + "</request>\n";
+    }
+
+    void startTimerOfAnother()
+    {
+        model::DayEntry* entry = model::DayEntry::entryWithDefaults();
+        entry->setProject(menulet->company()->projects().front());
+        entry->setTask(menulet->company()->tasks().front());
+        service::QuillonApi::sharedApi().startNewTimer(*entry);
     }
 
     localservice::Id garden = 0;
@@ -171,14 +189,14 @@ private slots:
                                 << (*hours ? "  <hours>" + std::string(hours) + "</hours>\n" : std::string());
         };
         row("h:mm", u"1:30"_s, "Save", "1.50");
-        row("decimal", u" 0.25 "_s, "Save", "0.25");
-        row("no digit before the point", u".5"_s, "Save", "0.50");
+        row("hours", u"2"_s, "Save", "2.00");
+        row("one digit of minutes", u"1:5"_s, "Save", "1.08");
         row("seconds are none", u"1:30:99"_s, "Save", "1.50");
         row("long", u"999:59"_s, "Save", "999.98");
-        row("blanks", u" \t "_s, "Start", "");
-        row("negative", u"-1"_s, "Save", "");
-        row("no number", u"soon"_s, "Save", "");
-        row("10 KB", QString(10240, u'9'), "Save", "");
+        row("none", u":"_s, "Save", "");
+        for (const QString& refused :
+             {u" 0.25 "_s, u".5"_s, u"1,5"_s, u" \t "_s, u"-1"_s, u"soon"_s, u"90m"_s, u"١:٣٠"_s, QString(10240, u'9')})
+            row(qPrintable(refused.left(9)), refused, "Start", "");
     }
     void booksDurations()
     {
@@ -188,8 +206,18 @@ private slots:
         NewTimerRun run;
         run.choose(u"web"_s, u"mee"_s);
         run.key(Qt::Key_D, Qt::AltModifier);
-        run.window->durationTextField->insert(duration);
+        QGuiApplication::clipboard()->setText(duration);
+        run.key(Qt::Key_V, Qt::ControlModifier);
+        const bool refused = button == u"Start";
+        QCOMPARE(run.window->durationTextField->text(), refused ? QString() : duration);
+        QCOMPARE(run.hint(), refused         ? u"digits and colons only, like 1:30"_s
+                             : hours.empty() ? u"no duration: a timer starts"_s
+                                             : u"hours, like 1:30"_s);
         QCOMPARE(run.button(), button);
+        if (refused) {
+            QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+            QVERIFY(run.sent().empty());
+        }
         QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
         const std::vector<std::string> sent = run.sent();
         QCOMPARE(sent.size(), 1U);
@@ -197,6 +225,59 @@ private slots:
                                             "</project_id>\n  <task_id>2</task_id>\n"
                                             "  <spent_at>Tue, 15 Jan 2013</spent_at>\n" +
                                             hours));
+    }
+
+    void saysWhatItRefuses()
+    {
+        NewTimerRun run;
+        run.choose(u"web"_s, u"mee"_s);
+        run.key(Qt::Key_D, Qt::AltModifier);
+        QLineEdit& field = *run.window->durationTextField;
+        const QString refused = u"digits and colons only, like 1:30"_s;
+        // Typed on without a look, and Return at once: nothing goes out before it could be seen.
+        run.type(u"1.5"_s);
+        QCOMPARE(run.hint(), refused);
+        QCOMPARE(field.accessibleDescription(), refused);
+        QCOMPARE(field.text(), u"15");
+        run.key(Qt::Key_Return);
+        QCOMPARE(field.text(), QString());
+        QCOMPARE(run.hint(), refused);
+        QVERIFY(run.sent().empty());
+        run.type(u"3"_s);
+        QCOMPARE(run.hint(), u"hours, like 1:30");
+        run.type(u"h"_s);
+        QCOMPARE(run.hint(), refused);
+        run.type(u":30h"_s);
+        run.window->notesText->setFocus();
+        QCOMPARE(field.text(), u"3:30");
+        // By the button no more than by Return.
+        field.setFocus();
+        field.selectAll();
+        run.type(u"90m"_s);
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        QCOMPARE(run.focus(), u"Duration");
+        QCOMPARE(field.selectedText(), u"3:30");
+        QCOMPARE(run.hint(), refused);
+        QVERIFY(run.sent().empty());
+        run.type(u"1:5"_s);
+        QCOMPARE(run.hint(), u"hours, like 1:30");
+        QCOMPARE(field.accessibleDescription(), u"hours, like 1:30");
+
+        // What assistive technology sets is no exception, and what stood there stays.
+        QAccessible::queryAccessibleInterface(&field)->editableTextInterface()->replaceText(0, 3, u"90m"_s);
+        QCOMPARE(field.text(), u"1:5");
+        QCOMPARE(run.hint(), refused);
+        QAccessible::queryAccessibleInterface(&field)->editableTextInterface()->replaceText(0, 3, u"2:5"_s);
+        QCOMPARE(run.hint(), u"hours, like 1:30");
+        // Left: it shows as all hours do. Without text it stays so.
+        run.window->notesText->setFocus();
+        QCOMPARE(field.text(), u"2:05");
+        field.setFocus();
+        field.selectAll();
+        run.key(Qt::Key_Delete);
+        run.key(Qt::Key_Backtab);
+        QCOMPARE(field.text(), QString());
+        QCOMPARE(run.button(), u"Start");
     }
 
     void sendsNotesAsTyped_data()
@@ -335,6 +416,36 @@ private slots:
         run.key(Qt::Key_Escape);
         QVERIFY(settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1)); // on disk
 
+        // Its key leads into it, open or not, and what is typed at once is there.
+        run.open();
+        run.window->notesText->setFocus();
+        for (const char* typed : {"1:", "30"}) {
+            run.key(Qt::Key_D, Qt::AltModifier);
+            run.type(QString::fromLatin1(typed));
+            QCOMPARE(run.focus(), u"Duration");
+            QVERIFY(run.window->durationHint->isVisible());
+        }
+        QCOMPARE(run.window->notesText->text(), QString());
+        QCOMPARE(run.window->durationTextField->text(), u"1:30");
+        // What is left in it when it closes is seen all the same.
+        editing::HUDCheckBox& check = *run.window->showDurationCheckButton;
+        const auto title = [&check] { return QAccessible::queryAccessibleInterface(&check)->text(QAccessible::Name); };
+        QCOMPARE(title(), u"Enter duration");
+        const auto toggle = [&check] {
+            QAccessible::queryAccessibleInterface(&check)->actionInterface()->doAction(
+                QAccessibleActionInterface::toggleAction());
+        };
+        toggle();
+        QVERIFY(!run.window->durationHint->isVisible());
+        QCOMPARE(title(), u"Enter duration (1:30)");
+        QVERIFY(check.width() >= check.sizeHint().width());
+        QCOMPARE(run.button(), u"Save (off)");
+        toggle();
+        QVERIFY(run.window->durationHint->isVisible());
+        QCOMPARE(run.focus(), u"Duration");
+        QCOMPARE(title(), u"Enter duration");
+        run.key(Qt::Key_Escape);
+
         // Closed and opened in one go, while it still moves.
         run.open();
         QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
@@ -364,9 +475,123 @@ private slots:
         QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
         QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
         QTest::mouseDClick(run.window->saveButton, Qt::LeftButton);
+        run.window->notesText->setFocus();
+        run.key(Qt::Key_Return);
+        QCOMPARE(run.button(), u"Start");
         QVERIFY(run.window->isVisible()); // until the service has said yes
         QCOMPARE(run.sent().size(), 1U);
         QVERIFY(!run.window->isVisible());
+    }
+
+    void startsAgainHoweverTheLastOneEnded_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<std::string>("body");
+        QTest::addColumn<bool>("patience");
+        QTest::newRow("sign-in page") << 200 << std::string("<!DOCTYPE html><html><body>Sign in</body></html>")
+                                      << false;
+        QTest::newRow("not this account") << 401 << std::string("Authentication failed for API request.") << false;
+        QTest::newRow("failure") << 500 << std::string("<hash><message>No</message></hash>") << false;
+        QTest::newRow("unexplained") << 500 << std::string("oops") << false;
+        QTest::newRow("after five minutes") << 503 << std::string("busy") << true;
+    }
+    void startsAgainHoweverTheLastOneEnded()
+    {
+        QFETCH(int, status);
+        QFETCH(std::string, body);
+        QFETCH(bool, patience);
+        NewTimerRun run;
+        const localservice::Reply reply{status, body};
+        const localservice::Reply no{500, "<hash><message>No</message></hash>"};
+        run.service.answer("POST /daily/add", {reply, patience ? no : reply, no});
+        run.test.time.blockSleeps();
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"notes"_s);
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        if (patience) {
+            // What other requests say is not about this one, and changing something starts no second timer.
+            QTRY_COMPARE(run.test.time.sleeping(), 1);
+            run.menulet->authenticationFailed();
+            run.menulet->startNewTimerDidFailWithError({});
+            run.menulet->allRequestsProcessed();
+            run.window->notesText->setFocus();
+            run.type(u"!"_s);
+            QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+            run.window->notesText->setFocus();
+            run.key(Qt::Key_Return);
+            QVERIFY(run.window->isVisible());
+            run.test.time.advance(std::chrono::seconds(300));
+        }
+        const std::size_t attempts = patience ? 2 : 1;
+        QCOMPARE(run.sent().size(), attempts);
+        QVERIFY(run.window->isVisible());
+        // By Return it comes back with everything.
+        run.window->notesText->setFocus();
+        run.key(Qt::Key_Return);
+        QVERIFY(!run.window->isVisible());
+        QCOMPARE(run.sent().size(), attempts + 1);
+        QVERIFY(run.window->isVisible());
+        QCOMPARE(run.window->notesText->text(), patience ? u"notes!"_s : u"notes"_s);
+        QCOMPARE(run.task()->text(), u"Meetings");
+        QCOMPARE(run.focus(), u"Notes");
+        run.key(Qt::Key_Return);
+        run.settle();
+        if (!patience)
+            run.key(Qt::Key_Return);
+        QCOMPARE(run.sent().size(), 4U);
+        QVERIFY(!run.window->isVisible());
+    }
+
+    void severalStartsUnderWay()
+    {
+        NewTimerRun run;
+        const localservice::Reply no{500, "<hash><message>No</message></hash>"};
+        run.service.answer("POST /daily/add", {localservice::Reply{503, ""}, no});
+        run.test.time.blockSleeps();
+        run.choose(u"web"_s, u"mee"_s);
+        run.type(u"first"_s);
+        run.key(Qt::Key_D, Qt::AltModifier);
+        run.type(u"2"_s);
+        run.key(Qt::Key_Return);
+        QTRY_COMPARE(run.test.time.sleeping(), 1);
+        run.open();
+        QCOMPARE(run.window->notesText->text(), QString());
+        QCOMPARE(run.window->durationTextField->text(), QString());
+        run.choose(u"gard"_s, u"we"_s);
+        run.type(u"second"_s);
+        // A start of somebody else.
+        run.startTimerOfAnother();
+        run.test.time.advance(std::chrono::seconds(300));
+        run.settle();
+        QCOMPARE(run.window->notesText->text(), u"second");
+        QVERIFY(run.window->isVisible());
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        run.settle();
+        QVERIFY(!run.window->isVisible());
+        // Now there is room for the one that was not started.
+        run.open();
+        QCOMPARE(run.window->notesText->text(), u"first");
+        QCOMPARE(run.project()->text(), u"[W1] Website");
+        QCOMPARE(run.task()->text(), u"Meetings");
+        QCOMPARE(run.window->durationTextField->text(), u"2:00");
+        // One that was cancelled does not come back.
+        run.service.answer("POST /daily/add", {no});
+        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+        run.key(Qt::Key_Escape);
+        run.settle();
+        QVERIFY(!run.window->isVisible());
+        // Nor does one of another account.
+        run.open();
+        run.choose(u"web"_s, u"mee"_s);
+        run.service.answer("POST /daily/add", {no});
+        run.window->durationTextField->setFocus();
+        run.key(Qt::Key_Return);
+        QVERIFY(!run.window->isVisible());
+        run.menulet->clearAllData();
+        run.settle();
+        QVERIFY(!run.window->isVisible());
+        run.open();
+        QCOMPARE(run.window->notesText->text(), QString());
     }
 
     void whatCouldNotBeStartedIsNotLost()
@@ -375,18 +600,17 @@ private slots:
         run.service.answer("POST /daily/add", {localservice::Reply{500, "<hash><message>No</message></hash>"}});
         run.choose(u"web"_s, u"mee"_s);
         run.type(u"long notes"_s);
+        bool thereBeforeTheAlert = false;
+        run.test.alerts.whileOpen = [&](const platform::Alert&) { thereBeforeTheAlert = run.window->isVisible(); };
         run.key(Qt::Key_Return);
         QVERIFY(!run.window->isVisible());
         run.settle();
         QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        QVERIFY(thereBeforeTheAlert);
         run.open();
         QCOMPARE(run.window->notesText->text(), u"long notes");
         QCOMPARE(run.task()->text(), u"Meetings");
         QCOMPARE(run.button(), u"Start");
-        run.key(Qt::Key_Return);
-        run.settle();
-        run.open();
-        run.window->notesText->setFocus();
         run.key(Qt::Key_Return);
         QCOMPARE(run.sent().size(), 2U);
         run.open();
