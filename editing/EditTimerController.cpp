@@ -1,6 +1,8 @@
 #include "editing/EditTimerController.h"
 
 #include "editing/EditTimerOwner.h"
+#include "editing/HintLabel.h"
+#include "editing/HoursInput.h"
 #include "editing/ProjectQuillonAutocompleter.h"
 #include "editing/TaskQuillonAutocompleter.h"
 #include "editing/TimesheetEditSheet.h"
@@ -10,7 +12,6 @@
 #include "model/DayEntry.h"
 #include "model/HoursMinutes.h"
 #include "model/Project.h"
-#include "model/QuillonHoursFormatter.h"
 #include "model/Task.h"
 #include "service/QuillonApi.h"
 #include "skin/ImageButton.h"
@@ -20,8 +21,10 @@
 
 #include <QFocusEvent>
 #include <QLabel>
+#include <QPointer>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -157,6 +160,8 @@ void EditTimerController::wire()
             return false;
         }
     });
+    connect(sheet.hoursInput, &HoursInput::refused, this, [this] { explainHours(true); });
+    connect(sheet.hoursInput, &HoursInput::accepted, this, [this] { explainHours(false); });
     connect(sheet.editHoursButton, &QAbstractButton::clicked, this, &EditTimerController::editHours);
     connect(sheet.cancelButton, &QAbstractButton::clicked, this, &EditTimerController::cancel);
     connect(sheet.saveButton, &QAbstractButton::clicked, this, &EditTimerController::saveTimer);
@@ -173,6 +178,7 @@ void EditTimerController::setEntry(model::DayEntry* entry)
 {
     m_entry = entry;
     updateFields();
+    showTyped();
 }
 
 void EditTimerController::updateFields()
@@ -181,12 +187,8 @@ void EditTimerController::updateFields()
     if (!entry || !m_editTimerSheet)
         return;
     TimesheetEditSheet& sheet = *m_editTimerSheet;
-    m_notesShown = entry->notes();
-    sheet.notesField->setText(m_notesShown);
-    // What is typed first goes on behind the notes, whose beginning is in sight.
-    sheet.notesField->moveCursor(QTextCursor::End);
-    sheet.notesField->verticalScrollBar()->setValue(0);
-    sheet.hoursField->setText(entry->hoursMinutes());
+    showNotes(entry->notes());
+    sheet.hoursInput->setText(entry->hoursMinutes());
     m_projectAutocompleter->setEntry(entry);
     m_taskAutocompleter->setEntry(entry);
     if (entry->spentAt().isValid())
@@ -202,8 +204,48 @@ void EditTimerController::updateFields()
     sheet.showTimestamps(company && company->hasTimestampTimers());
 }
 
+void EditTimerController::showNotes(const QString& notes)
+{
+    NotesField& field = *m_editTimerSheet->notesField;
+    m_notesShown = notes;
+    field.setText(notes);
+    // What is typed first goes on behind the notes, whose beginning is in sight.
+    field.moveCursor(QTextCursor::End);
+    field.verticalScrollBar()->setValue(0);
+}
+
+void EditTimerController::showTyped()
+{
+    const model::DayEntry* entry = m_entry.get();
+    const auto typed =
+        std::ranges::find_if(m_typed, [entry](const Typed& candidate) { return candidate.entry.get() == entry; });
+    if (!entry || !m_editTimerSheet || typed == m_typed.end())
+        return;
+    if (typed->updatedAt != entry->updatedAt()) {
+        m_typed.erase(typed); // somebody else has had the last word
+        return;
+    }
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    if (model::Project* project = typed->project.get())
+        m_projectAutocompleter->setSelectedValue(project);
+    if (model::Task* task = typed->task.get())
+        m_taskAutocompleter->setSelectedValue(task);
+    showNotes(typed->notes);
+    sheet.datePicker->setDate(typed->day);
+    sheet.hoursInput->setText(typed->hours);
+    sheet.startTimeField->setText(typed->start);
+    if (sheet.endTimeField->isEnabled())
+        sheet.endTimeField->setText(typed->end);
+}
+
+void EditTimerController::forgetTyped()
+{
+    std::erase_if(m_typed, [this](const Typed& typed) { return typed.entry.get() == m_entry.get(); });
+}
+
 void EditTimerController::entriesDidChange()
 {
+    std::erase_if(m_typed, [](const Typed& typed) { return !typed.entry; });
     const model::DayEntry* entry = m_entry.get();
     if (!entry || !m_editTimerSheet)
         return;
@@ -270,8 +312,7 @@ void EditTimerController::controlTextDidEndEditing(QLineEdit& field)
     const TimesheetEditSheet& sheet = *m_editTimerSheet;
     const model::DayEntry* entry = m_entry.get();
     if (&field == sheet.hoursField) {
-        const model::QuillonHoursFormatter formatter;
-        setTextIfOther(field, formatter.stringForObjectValue(formatter.getObjectValue(field.text())));
+        sheet.hoursInput->endEditing();
     } else if (entry && (&field == sheet.startTimeField || &field == sheet.endTimeField)) {
         const bool valid = validateTimestampField(field);
         const bool refill = !valid && isBlank(field);
@@ -279,6 +320,14 @@ void EditTimerController::controlTextDidEndEditing(QLineEdit& field)
             field.setText(hoursMinutes(&field == sheet.startTimeField ? entry->startedAt() : entry->stoppedAt()));
         markTime(field, !valid, !valid && !(refill && !isBlank(field)));
     }
+}
+
+void EditTimerController::explainHours(bool refused)
+{
+    TimesheetEditSheet& sheet = *m_editTimerSheet;
+    const QString wrong = refused ? tr("Type hours with digits and colons only, like 1:30.") : QString();
+    sheet.hoursField->setAccessibleDescription(wrong);
+    refused ? sheet.timeHint->warn(wrong) : sheet.timeHint->advise({});
 }
 
 void EditTimerController::markTime(QLineEdit& field, bool error, bool explain)
@@ -291,10 +340,14 @@ void EditTimerController::markTime(QLineEdit& field, bool error, bool explain)
     field.setToolTip(wrong);
     const bool startWrong = !sheet.startTimeField->accessibleDescription().isEmpty();
     const bool endWrong = !sheet.endTimeField->accessibleDescription().isEmpty();
-    sheet.timeHint->setText(startWrong && endWrong ? tr("Type the times like 9:15am, 9:15 or 0915.")
-                            : startWrong           ? tr("Type the start time like 9:15am, 9:15 or 0915.")
-                            : endWrong             ? tr("Type the end time like 5:15pm, 17:15 or 1715.")
-                                                   : QString());
+    if (startWrong && endWrong)
+        sheet.timeHint->warn(tr("Type the times like 9:15am, 9:15 or 0915."));
+    else if (startWrong)
+        sheet.timeHint->warn(tr("Type the start time like 9:15am, 9:15 or 0915."));
+    else if (endWrong)
+        sheet.timeHint->warn(tr("Type the end time like 5:15pm, 17:15 or 1715."));
+    else
+        sheet.timeHint->advise({});
 }
 
 bool EditTimerController::validateEntry()
@@ -355,7 +408,7 @@ void EditTimerController::saveTimer()
     if (!isShown())
         return;
     takeTypedChoices();
-    if (!validateEntry())
+    if (!m_editTimerSheet->hoursInput->mayBeSent() || !validateEntry())
         return;
     const TimesheetEditSheet& sheet = *m_editTimerSheet;
     model::DayEntry& entry = *m_entry.get();
@@ -368,7 +421,15 @@ void EditTimerController::saveTimer()
     else
         entry.setHours(static_cast<double>(model::numberFomStringInHoursMinutesFormat(sheet.hoursField->text())));
     entry.setSpentAt(model::startOfDay(sheet.datePicker->currentDate()));
-    m_api.updateTimer(entry);
+    forgetTyped();
+    const int number = ++m_lastSaved;
+    m_typed.push_back({number, &entry, entry.updatedAt(), m_projectAutocompleter->selectedProject(),
+                       m_taskAutocompleter->selectedTask(), entry.notes(), sheet.datePicker->currentDate(),
+                       sheet.hoursField->text(), sheet.startTimeField->text(), sheet.endTimeField->text()});
+    m_api.updateTimer(entry, [self = QPointer(this), number](bool succeeded) {
+        if (self && succeeded)
+            std::erase_if(self->m_typed, [number](const Typed& typed) { return typed.number == number; });
+    });
     endSheet();
 }
 
@@ -383,8 +444,10 @@ void EditTimerController::takeTypedChoices()
 
 void EditTimerController::cancel()
 {
-    if (isShown())
-        endSheet();
+    if (!isShown())
+        return;
+    forgetTyped();
+    endSheet();
 }
 
 void EditTimerController::endSheet()

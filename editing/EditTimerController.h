@@ -4,17 +4,21 @@
 #include "editing/QuillonAutocompleter.h"
 #include "store/Object.h"
 
+#include <QDate>
+#include <QDateTime>
 #include <QObject>
 #include <QPointer>
 
 #include <array>
 #include <memory>
+#include <vector>
 
 class QLineEdit;
 
 namespace model {
 class DayEntry;
 class Project;
+class Task;
 } // namespace model
 
 namespace service {
@@ -32,8 +36,9 @@ class TimesheetEditSheet;
 /// Runs the sheet in which an entry of the timesheet is changed: project, task, notes, day, and its hours or, in
 /// accounts that record them, its start and end.
 ///
-/// One per timesheet, used for one entry after the other. Saving sends the entry; cancelling sends nothing. What the
-/// service changes while the sheet is open changes nothing that is shown, but for what `entriesDidChange` says; an
+/// One per timesheet, used for one entry after the other. Saving sends the entry; cancelling sends nothing. What could
+/// not be saved is there again when the sheet is next opened on that entry, unless the entry was changed since. What
+/// the service changes while the sheet is open changes nothing that is shown, but for what `entriesDidChange` says; an
 /// entry that it has deleted or locked is not sent any more, and the sheet says so. Main thread only.
 class EditTimerController final : public QObject, private QuillonAutocompleterDelegate, private DatePickerDelegate
 {
@@ -45,7 +50,7 @@ public:
 
     /// Null once it has been deleted.
     model::DayEntry* entry() const { return m_entry.get(); }
-    /// Fills the fields anew.
+    /// Fills the fields anew: with what could not be saved, if there is such a thing, else with what the entry has.
     void setEntry(model::DayEntry* entry);
     /// Not owned. To be set before `showEditTimer`; its window outlives this object.
     void setTimesheetController(EditTimerOwner* timesheetController);
@@ -88,6 +93,21 @@ public:
     void controlTextDidEndEditing(QLineEdit& field);
 
 private:
+    /// What stood in the sheet when it was saved, until that is known to have gone well.
+    struct Typed
+    {
+        int number;
+        store::Ref<model::DayEntry> entry;
+        QDateTime updatedAt; ///< of the entry that it is meant for
+        store::Ref<model::Project> project;
+        store::Ref<model::Task> task;
+        QString notes;
+        QDate day;
+        QString hours;
+        QString start;
+        QString end;
+    };
+
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
     void datePickerCell(DatePicker& cell, QDate& validateProposedDateValue) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -97,6 +117,10 @@ private:
     void addAutoCompleter(QuillonAutocompleter& picker, QPoint atPoint);
     void setTabOrder();
     void showEnd(const model::DayEntry& entry);
+    void showNotes(const QString& notes);
+    void showTyped();
+    void forgetTyped();
+    void explainHours(bool refused);
     void takeTypedChoices();
     /// Always false. `focusAfterwards`: null for where it is now.
     bool refuse(const QString& message, QWidget* focusAfterwards = nullptr);
@@ -112,7 +136,9 @@ private:
     QPointer<TimesheetEditSheet> m_editTimerSheet;
     QPointer<InvalidEntrySheet> m_invalidEntrySheet;
     QPointer<QWidget> m_focusAfterMessage;
-    QString m_notesShown; ///< as the entry had them
+    QString m_notesShown; ///< as they were put there
+    std::vector<Typed> m_typed;
+    int m_lastSaved = 0;
 };
 
 } // namespace editing

@@ -1,7 +1,8 @@
 #include "editing/TimesheetEditSheet.h"
 
 #include "editing/DatePicker.h"
-#include "editing/HoursValidator.h"
+#include "editing/HintLabel.h"
+#include "editing/HoursInput.h"
 #include "editing/TextFields.h"
 #include "skin/Backgrounds.h"
 #include "skin/ColorHex.h"
@@ -43,7 +44,6 @@ constexpr int buttonHeight = 24;
 constexpr int buttonGap = 10;
 constexpr int hintHeight = 15;
 constexpr int belowContainer = 7; ///< the room for the sheet's round corners
-constexpr int longestHours = 9;   ///< signs of hours of which there can still be sense
 
 /// `rect` counted upwards in a view of that height, as Qt counts.
 QRect upwards(const QRect& rect, int viewHeight)
@@ -108,8 +108,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     hoursField->setObjectName(u"hoursField"_s);
     dress(*hoursField, Look::Light);
     hoursField->setAccessibleName(tr("Hours"));
-    hoursField->setMaxLength(longestHours);
-    hoursField->setValidator(new HoursValidator(hoursField));
+    hoursInput = new HoursInput(*hoursField, u"0:00"_s);
     editHoursButton = new skin::QuillonEditHoursButtonCell(durationContainerAndHoursBackground);
     editHoursButton->setObjectName(u"editHoursButton"_s);
     editHoursButton->setFocusPolicy(Qt::NoFocus); // the field itself is next to it
@@ -133,11 +132,8 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
                                       {glow + timeWidth + betweenTimes, glow, timeWidth, fieldHeight});
     endTimeField = addTimeField("endTimeField", *endTimeBackground, tr("End Time"), tr("End"));
 
-    timeHint = label(*containerView, {}, 11);
+    timeHint = new HintLabel(lightPalette().color(QPalette::WindowText), QColor(0xb0, 0x2f, 0x2a), containerView);
     timeHint->setObjectName(u"timeHint"_s);
-    QPalette warning = timeHint->palette();
-    warning.setColor(QPalette::WindowText, QColor(0xb0, 0x2f, 0x2a));
-    timeHint->setPalette(warning);
     place(*timeHint, {margin, timesY - hintHeight - 5, fieldWidth, hintHeight});
 
     cancelButton = new skin::QuillonButtonCell(tr("Cancel"), containerView);

@@ -15,6 +15,8 @@ class QuillonTextFieldBackground;
 namespace editing {
 
 class DatePicker;
+class HintLabel;
+class HoursInput;
 class NotesField;
 
 /// The sheet in which an entry is edited. Only what is in it and where: the controller fills and wires it. The pickers
@@ -36,6 +38,7 @@ public:
     // One of the two is hidden.
     skin::QuillonTextFieldBackground* durationContainerAndHoursBackground;
     skin::QuillonHoursTextField* hoursField;
+    HoursInput* hoursInput; ///< of that field
     skin::QuillonEditHoursButtonCell* editHoursButton;
     QLabel* hoursLabel;
     QWidget* timestampContainer;
@@ -44,8 +47,8 @@ public:
     skin::QuillonTextFieldBackground* endTimeBackground;
     QLineEdit* endTimeField;
 
-    /// Says what is wrong with the times.
-    QLabel* timeHint;
+    /// Says what is wrong with the times, or the hours.
+    HintLabel* timeHint;
     skin::QuillonButtonCell* cancelButton;
     skin::QuillonButtonCell* saveButton;
 

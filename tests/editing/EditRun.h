@@ -94,12 +94,14 @@ public:
 
     // What the person does.
 
-    /// Selects the entry in the list and opens the sheet.
-    void edit()
+    /// Selects the entry of that row in the list and opens the sheet.
+    void edit(int row = 0)
     {
         window()->activateWindow();
         find("dayEntriesListView")->setFocus();
         QTest::keyClick(window()->focusWidget(), Qt::Key_Home);
+        for (; row > 0; --row)
+            QTest::keyClick(window()->focusWidget(), Qt::Key_Down);
         QTest::keyClick(window()->focusWidget(), Qt::Key_E);
         service.forgetRequests();
     }
@@ -122,6 +124,11 @@ public:
         field.setFocus(Qt::TabFocusReason);
         QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
         QTest::keyClick(&field, Qt::Key_Delete);
+        pasteOver(field, text);
+    }
+    /// Over what is selected.
+    static void pasteOver(QWidget& field, const QString& text)
+    {
         QGuiApplication::clipboard()->setText(text);
         QTest::keyClick(&field, Qt::Key_V, Qt::ControlModifier);
     }

@@ -53,6 +53,8 @@ private slots:
     void neverSavesADeletedEntry();
     void neverSavesALockedEntry();
     void outlivesTheAccount();
+    void keepsWhatCouldNotBeSaved_data();
+    void keepsWhatCouldNotBeSaved();
     void losesAProjectThatIsGone();
     void canBeRead();
 };
@@ -216,10 +218,9 @@ void EditTimerTest::readsTypedHours_data()
     row("", "0:00", "");
     row("0", "0:00", "");
     row("::", "0:00", "");
-    row(".5", "5:00", "5.00"); // the sign that is no digit is not let in
-    row("-1", "1:00", "1.00");
-    row("1h", "1:00", "1.00");
-    row("1.5", "15:00", "15.00");
+    // Refused whole: what was there stays.
+    for (const char* refused : {".5", "-1", "1h", "1.5", " 2", "9999999999"})
+        row(refused, "1:30", "1.50");
 }
 
 void EditTimerTest::readsTypedHours()
@@ -232,10 +233,16 @@ void EditTimerTest::readsTypedHours()
     run.edit();
     QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
     QCOMPARE(run.hours().selectedText(), u"1:30"_s);
-    run.type(run.hours(), typed);
+    const bool refused = shown == u"1:30" && typed != shown && typed != u"0:90" && typed != u"1:30:99";
+    typed.isEmpty() ? run.press(Qt::Key_Delete) : run.pasteOver(run.hours(), typed);
     run.leave();
     QCOMPARE(run.hours().text(), shown);
+    QCOMPARE(run.find<QLabel>("timeHint")->isVisible(), refused);
+    QCOMPARE(run.hours().accessibleDescription(),
+             refused ? u"Type hours with digits and colons only, like 1:30."_s : QString());
     run.save();
+    if (refused)
+        run.save(); // now that it can have been seen
     QCOMPARE(run.sent(), request("First draft", sent.isEmpty() ? QByteArray() : "  <hours>" + sent + "</hours>\n"));
 }
 
@@ -407,9 +414,15 @@ void EditTimerTest::returnAndTab()
     QVERIFY(!run.isOpen());
     QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>1.50</hours>\n"));
 
-    // Anywhere else Return is the default button's.
+    // Anywhere else Return is the default button's, unless nobody can have seen yet what it would save.
     run.edit();
-    run.type(run.hours(), u"3"_s);
+    run.type(run.hours(), u"1.5"_s);
+    run.press(Qt::Key_Return);
+    QTRY_COMPARE(run.hours().selectedText(), u"1:30"_s);
+    QVERIFY(run.find<QLabel>("timeHint")->isVisible());
+    QVERIFY(run.isOpen());
+    QTest::keyClicks(&run.hours(), u"3"_s);
+    QVERIFY(!run.find<QLabel>("timeHint")->isVisible());
     run.press(Qt::Key_Return);
     QTRY_VERIFY(!run.isOpen());
     QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>3.00</hours>\n"));
@@ -639,6 +652,84 @@ void EditTimerTest::outlivesTheAccount()
     run.cancel();
     QVERIFY(!run.isOpen());
     QCOMPARE(run.sent(), QByteArray());
+}
+
+void EditTimerTest::keepsWhatCouldNotBeSaved_data()
+{
+    QTest::addColumn<bool>("timestamps");
+    QTest::addColumn<QString>("then");
+    QTest::addColumn<bool>("kept");
+    QTest::newRow("hours") << false << QString() << true;
+    QTest::newRow("times") << true << QString() << true;
+    QTest::newRow("sign-in page") << false << u"html"_s << true;
+    QTest::newRow("taken for saved") << false << u"404"_s << false;
+    QTest::newRow("cancelled") << false << u"cancel"_s << false;
+    QTest::newRow("changed elsewhere") << false << u"change"_s << false;
+    QTest::newRow("signed out") << false << u"sign out"_s << false;
+}
+
+void EditTimerTest::keepsWhatCouldNotBeSaved()
+{
+    QFETCH(bool, timestamps);
+    QFETCH(QString, then);
+    QFETCH(bool, kept);
+    EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+    const QString id = run.book();
+    const QString other = run.book(u"Second"_s);
+    const localservice::Reply failure{500, "<hash><message>No</message></hash>"};
+    const localservice::Reply page{200, "<!DOCTYPE html><html></html>"};
+    const localservice::Reply gone{404, "<hash><message>No</message></hash>"};
+    // The service fails both, and has what it had before.
+    run.service.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
+                                                                  : then == u"404" ? gone
+                                                                                   : failure});
+    run.service.answer("POST /daily/update/" + other.toStdString(), {failure});
+    run.edit();
+    run.type(run.project(), u"intra"_s);
+    run.press(Qt::Key_Tab);
+    run.type(run.task(), u"su"_s);
+    run.press(Qt::Key_Tab);
+    run.type(run.notes(), u"All that I did"_s);
+    timestamps ? run.type(run.startTime(), u"6:15"_s) : run.type(run.hours(), u"2:20"_s);
+    run.date().setDate(QDate(2013, 1, 14));
+    run.save();
+    run.settle();
+    run.edit(1);
+    run.type(run.notes(), u"Another"_s);
+    run.save();
+    run.settle();
+    if (then == u"change")
+        run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>Changed</notes>"
+                                                "<updated_at>Tue, 15 Jan 2013 09:30:00 +0000</updated_at>"));
+    run.refresh();
+    QCOMPARE(run.entry(id)->notes(), then == u"change" ? u"Changed"_s : u"First draft"_s);
+    if (then == u"sign out") {
+        run.menulet->clearAllData();
+        run.menulet->initializeQuillonData();
+        service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+        run.settle();
+    }
+    run.edit();
+    if (then == u"cancel") {
+        QCOMPARE(run.notes().text(), u"All that I did"_s);
+        run.cancel();
+        run.edit();
+    }
+    if (!kept) {
+        QVERIFY(run.notes().text() != u"All that I did"_s);
+    } else {
+        QCOMPARE(run.date().date(), QDate(2013, 1, 14));
+        run.save();
+        QCOMPARE(run.sent(), request("All that I did",
+                                     timestamps ? "  <hours>2.25</hours>\n"
+                                                  "  <started_at>6:15AM</started_at>\n"
+                                                  "  <ended_at>8:30AM</ended_at>\n"
+                                                : "  <hours>2.33</hours>\n",
+                                     2, 3, "Mon, 14 Jan 2013"));
+        // The other one waits as well, by now the only one of its day.
+        run.edit();
+        QCOMPARE(run.notes().text(), u"Another"_s);
+    }
 }
 
 void EditTimerTest::losesAProjectThatIsGone()
