@@ -22,6 +22,13 @@ int toInt(double number)
     return static_cast<int>(number);
 }
 
+/// What no float holds becomes the nearest that one does.
+float toFloat(double number)
+{
+    constexpr double most = std::numeric_limits<float>::max();
+    return static_cast<float>(std::fmin(std::fmax(number, -most), most));
+}
+
 bool isDigit(QChar sign)
 {
     return sign >= u'0' && sign <= u'9';
@@ -47,7 +54,7 @@ float numberFomStringInHoursMinutesFormat(const QString& text)
     const QStringView rest = QStringView(text).mid(colon + 1);
     const qsizetype end = rest.indexOf(u':');
     const double minutes = floatValue(end < 0 ? rest : rest.left(end));
-    return static_cast<float>(static_cast<double>(floatValue(QStringView(text).left(colon))) + minutes / 60.0);
+    return toFloat(static_cast<double>(floatValue(QStringView(text).left(colon))) + minutes / 60.0);
 }
 
 double doubleValue(QStringView text)
@@ -94,9 +101,7 @@ double doubleValue(QStringView text)
 
 float floatValue(QStringView text)
 {
-    const double value = doubleValue(text);
-    constexpr double most = std::numeric_limits<float>::max();
-    return static_cast<float>(std::fmin(std::fmax(value, -most), most));
+    return toFloat(doubleValue(text));
 }
 
 } // namespace model
