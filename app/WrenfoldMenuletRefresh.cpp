@@ -203,10 +203,12 @@ void WrenfoldMenulet::preferencesChanged()
     if (!m_userPreferences->timeIsKeptHere())
         m_ownService.end();
     clearAllData();
+    setupUpdateTimer();
     if (m_watchesThisComputer != m_userPreferences->timeIsKeptHere())
         setupReachabilityTarget();
-    setupUpdateTimer();
-    initializeQuillonData();
+    // Unless the first word of who watches the network has done it.
+    if (!company())
+        initializeQuillonData();
     updateKeyEquivalents();
     if (m_timesheetController)
         m_timesheetController->updateKeyEquivalents();

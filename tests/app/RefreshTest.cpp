@@ -24,6 +24,7 @@ private slots:
     void yesterdaysTimerIsStillTheCurrentOne();
     void refusedCredentials();
     void withoutAnAccount();
+    void timeKeptHereFromNowOn();
     void repliesThatChangeNothing();
     void lockedKeyring();
     void offlineAndBack();
@@ -182,6 +183,25 @@ void RefreshTest::withoutAnAccount()
     QCOMPARE(run.windowCalls, QStringList{u"preferences show"_s});
     QCOMPARE(run.test.updates.backgroundChecks, 1);
     QVERIFY(run.test.statusItem.description.loggedOut);
+}
+
+void RefreshTest::timeKeptHereFromNowOn()
+{
+    AppRun run(false);
+    run.test.info.set("QuillonLocalDebug"_L1, false);
+    run.start();
+    run.requested();
+    auto& preferences = settings::QuillonPreferences::sharedPreferences();
+    preferences.keepTimeHere(
+        {u"ann@example.com"_s, u"secret"_s, u".local"_s, QString::fromStdString(run.service.url("acme"))});
+    emit preferences.preferencesChanged();
+    run.settle();
+    QCOMPARE(run.test.network.host, u"localhost"_s);
+    QCOMPARE(run.face(), u"0:00"_s);
+    // The account once, and with the day once more because the version of its data is news.
+    QCOMPARE(run.requested(),
+             QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /account/who_am_i"_s, u"GET /account/who_am_i"_s,
+                          u"GET /daily/15/2013"_s, u"GET /daily?slim=1"_s, u"GET /daily?slim=1"_s}));
 }
 
 void RefreshTest::repliesThatChangeNothing()
