@@ -29,6 +29,8 @@ if(QUILLON_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+include(Hardening)
+
 find_program(CCACHE ccache)
 if(CCACHE)
   set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE}")
