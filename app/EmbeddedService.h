@@ -3,6 +3,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <functional>
 #include <tl/expected.hpp>
 
 namespace app {
@@ -18,12 +19,16 @@ public:
         QString email;
     };
 
+    /// Told on any thread, at once and briefly, when the file that the time is in is lost while it is in use: a
+    /// sentence for people. An empty one when all is well again.
+    using FileTrouble = std::function<void(const QString& sentence)>;
+
     /// Ends the service, in well under a second.
     virtual ~EmbeddedService() = default;
 
     /// Starts it on this machine alone, and lets `password` in for this run, beside whatever password its owner has.
     /// Once, on any thread. The error is a sentence for people.
-    virtual tl::expected<Account, QString> start(const QString& password) = 0;
+    virtual tl::expected<Account, QString> start(const QString& password, FileTrouble trouble) = 0;
 
     /// An address that opens `page`, one of the service's, in a browser that is signed in then. It works once, within a
     /// minute, for the person who runs this program: to be opened at once and kept nowhere. After `start`, any thread.

@@ -31,7 +31,7 @@ tl::unexpected<QString> failed(const std::string& reason)
 
 } // namespace
 
-tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const QString& password)
+tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const QString& password, FileTrouble trouble)
 {
     const QString folder = app::WrenfoldMenulet::directoryForDataStore();
     if (folder.isEmpty())
@@ -42,6 +42,9 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
     localservice::Service::Options options;
     options.dataFile = (folder + u"/LocalService.sqlite"_s).toStdString();
     options.ownerPassword = password.toStdString();
+    options.tellTrouble = [trouble = std::move(trouble), file = options.dataFile](const std::string& sentence) {
+        trouble(QString::fromStdString(sentence.empty() ? sentence : sentence + " The file is " + file + "."));
+    };
     if (lastPort >= LowestFreePort && lastPort <= std::numeric_limits<quint16>::max())
         options.port = static_cast<quint16>(lastPort);
     m_service.emplace(options);

@@ -12,7 +12,7 @@
 class LocalService final : public app::EmbeddedService
 {
 public:
-    tl::expected<Account, QString> start(const QString& password) override;
+    tl::expected<Account, QString> start(const QString& password, FileTrouble trouble) override;
     QUrl signedInLink(const QUrl& page) override;
 
 private:

@@ -33,7 +33,10 @@ bool isBelow(const QUrl& page, const QUrl& account)
 
 } // namespace
 
-OwnService::OwnService(Maker maker) : m_maker(std::move(maker)) {}
+OwnService::OwnService(Maker maker, EmbeddedService::FileTrouble fileTrouble)
+    : m_maker(std::move(maker)), m_fileTrouble(std::move(fileTrouble))
+{
+}
 
 OwnService::~OwnService()
 {
@@ -48,7 +51,12 @@ void OwnService::start(std::function<void(const QString&)> done)
     m_service = m_maker();
     const QString password = newPassword();
     m_starting = std::jthread([self = QPointer(this), service = m_service.get(), password, done = std::move(done)] {
-        auto account = service->start(password);
+        auto account = service->start(password, [self](const QString& sentence) {
+            platform::Run::current().postToMain([self, sentence] {
+                if (self)
+                    self->m_fileTrouble(sentence);
+            });
+        });
         platform::Run::current().postToMain([self, account = std::move(account), password, done] {
             if (!self)
                 return;

@@ -19,8 +19,8 @@ class OwnService final : public QObject
 public:
     using Maker = std::function<std::unique_ptr<EmbeddedService>()>;
 
-    /// `maker` makes one for each start. Empty: there is no such service.
-    explicit OwnService(Maker maker);
+    /// `maker` makes one for each start. Empty: there is no such service. `fileTrouble` is told later, on this thread.
+    OwnService(Maker maker, EmbeddedService::FileTrouble fileTrouble);
     ~OwnService() override;
 
     bool exists() const { return static_cast<bool>(m_maker); }
@@ -34,6 +34,7 @@ private:
     void signIn(const EmbeddedService::Account& account, const QString& password);
 
     const Maker m_maker;
+    const EmbeddedService::FileTrouble m_fileTrouble;
     std::unique_ptr<EmbeddedService> m_service;
     std::jthread m_starting; ///< last: joined before the service goes
 };

@@ -34,7 +34,8 @@ constexpr int UpdateCheckSeconds = 3600;
 } // namespace
 
 WrenfoldMenulet::WrenfoldMenulet(WindowMakers windows, OwnService::Maker ownService)
-    : m_windows(std::move(windows)), m_ownService(std::move(ownService))
+    : m_windows(std::move(windows)),
+      m_ownService(std::move(ownService), [](const QString& sentence) { tellFileTrouble(sentence); })
 {
     model::Host::set(this);
 }

@@ -136,6 +136,8 @@ public:
     void keepTimeElsewhere();
     void tellOwnServiceFailed(const QString& failure);
     static QString ownServiceFailedTitle();
+    /// The file that the time kept here is in was lost while it is in use, or with an empty text is in use again.
+    static void tellFileTrouble(const QString& sentence);
 
     // The refresh cycle.
 

@@ -1,5 +1,6 @@
 // Time kept on this computer, and what is shown to a person who is new.
 
+#include "app/Complaint.h"
 #include "app/WrenfoldMenulet.h"
 
 #include "platform/HotKeys.h"
@@ -89,6 +90,15 @@ QString WrenfoldMenulet::ownServiceFailedTitle()
 void WrenfoldMenulet::tellOwnServiceFailed(const QString& failure)
 {
     environment().alerts().show({ownServiceFailedTitle(), failure, {tr("OK")}});
+}
+
+void WrenfoldMenulet::tellFileTrouble(const QString& sentence)
+{
+    if (sentence.isEmpty())
+        return;
+    complain(sentence);
+    environment().alerts().show(
+        {.title = tr("Your Time Cannot Be Saved"), .text = sentence, .buttons = {tr("OK")}, .unasked = true});
 }
 
 void WrenfoldMenulet::showFirstSteps(QObject* /*sender*/)

@@ -76,7 +76,7 @@ struct FileTrouble
     /// A sentence for people about what happened and what to do; an empty one when all is well again. Called on the
     /// thread that found it out, which waits for it.
     std::function<void(const std::string& sentence)> tell = {};
-    std::string stop = "Stop the service"; ///< how somebody ends the program that has the file open
+    std::string stop = "stop the service"; ///< how somebody ends the program that has the file open
 };
 
 /// The data file of the service and what an administrator does to it: accounts, people and the catalog. Each call is

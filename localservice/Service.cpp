@@ -30,7 +30,7 @@ public:
         if (!m_database) {
             FileTrouble trouble{m_options.tellTrouble};
             if (!m_options.ownerPassword.empty())
-                trouble.stop = "Quit Quillon";
+                trouble.stop = "quit Quillon";
             auto opened = Database::open(m_options.dataFile, std::move(trouble));
             if (!opened)
                 return tl::unexpected(opened.error());

@@ -145,23 +145,24 @@ std::string sentence(Finding found, const std::string& stop)
     case Finding::Nothing:
         return {};
     case Finding::FileGone:
-        return "Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it back. " +
-               stop + " and start it again to use another one.";
+        return "Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it back to "
+               "go"
+               " on, or " +
+               stop + " and start it again with another one.";
     case Finding::FileOverwritten:
-        return "Nothing can be saved or read: the data file was overwritten while it was in use. " + stop +
+        return "Nothing can be saved or read: the data file was overwritten while it was in use. To go on, " + stop +
                ", remove the two files beside the data file that end in -wal and -shm, put the copy that is to be used"
                " in its place again, and start.";
     case Finding::JournalGone:
     case Finding::JournalReplaced:
-        return "Nothing can be saved: the journal beside the data file, which ends in -wal, was replaced while it was "
-               "in"
-               " use. All that was saved is in the data file. Remove that journal.";
+        return "Nothing can be saved: the journal beside the data file, which ends in -wal, was replaced while it was"
+               " in use. All that was saved is in the data file. To go on, remove that journal.";
     case Finding::JournalCut:
         return "Nothing can be saved or read: the journal beside the data file, which ends in -wal, was overwritten or"
-               " cut off while it was in use, and the latest changes with it. " +
-               stop + " and start it again to go on with the rest.";
+               " cut off while it was in use, and the latest changes with it. To go on with the rest, " +
+               stop + " and start it again.";
     case Finding::IndexGone:
-        return "Nothing can be saved or read: the data file cannot be opened any more. " + stop +
+        return "Nothing can be saved or read: the data file cannot be opened any more. To go on, " + stop +
                " and start it again.";
     }
     return {};

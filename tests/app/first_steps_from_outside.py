@@ -49,6 +49,7 @@ def main(quillon):
 
     first_start(quillon)
     second_start(quillon)
+    lost_file(quillon)
     elsewhere(quillon)
 
 
@@ -89,6 +90,31 @@ def second_start(quillon):
         assert not shown(root, "dialog", "Quillon Preferences")
         assert not pyatspi.findDescendant(root, lambda a: a.getRoleName() == "notification")
     assert (CONFIG / "State.conf").read_text() == port, "pages that were open are dead"
+
+
+def lost_file(quillon):
+    """The file that the time is in is moved away while the program runs, and comes back."""
+    data = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "Quillon" / "LocalService.sqlite"
+    program = Program("Quillon", quillon, stderr=subprocess.PIPE)
+    with program as root:
+        until("the timer", lambda: status()["Running"])
+        data.rename(data.with_suffix(".away"))
+        call("Toggle")
+        # Why, and then what came of the toggle.
+        alert = find(root, "alert")
+        find(alert, "label", "Your Time Cannot Be Saved")
+        find(alert, "label", "Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it"
+             f" back to go on, or quit Quillon and start it again with another one. The file is {data}.")
+        press(find(alert, "push button", "OK"))
+        alert = until("the other alert", lambda: shown(root, "label", "Toggle Timer Failed") and find(root, "alert"))
+        press(find(alert, "push button", "OK"))
+        assert status()["Running"]
+        data.with_suffix(".away").rename(data)
+        for running in (False, True):
+            call("Toggle")
+            until(f"running: {running}", lambda: status()["Running"] == running)
+    complaints = [line for line in program.process.stderr.read().decode().splitlines() if "saved" in line]
+    assert len(complaints) == 1 and complaints[0].startswith("quillon: Nothing can be saved:"), complaints
 
 
 def elsewhere(quillon):
