@@ -250,7 +250,8 @@ void Coordinator::prepare(SQLite::Database& database)
         const std::int64_t largest =
             database.execAndGet("SELECT max(t." + quotedName(column) + ") FROM " + quotedName(entity.name) + " t")
                 .getInt64();
-        last = std::max<std::int64_t>(last, largest);
+        if (last < largest) // never so in memory, which is prepared while other threads count on
+            last = largest;
     };
     for (const Entity& entity : m_model.entities()) {
         takeUpTo(entity.index, "pk", entity);

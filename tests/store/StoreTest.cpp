@@ -566,7 +566,10 @@ void StoreTest::missingColumnsAreAdded()
         Desk::box(context, u"kept"_s);
         QVERIFY(context.save());
     }
+    QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
     Context context(coordinator(file), MergePolicy::Overwrite);
+    for (const QString& name : {file, file + u"-wal"_s, file + u"-shm"_s})
+        QVERIFY2(!(QFile::permissions(name) & (QFile::ReadGroup | QFile::ReadOther)), qPrintable(name));
     Object* box = context.fetchFirst({"Box", {}, {}, 0});
     QCOMPARE(box->string("label"), u"kept"_s);
     box->setValue("size", std::int64_t(3));
