@@ -150,9 +150,12 @@ std::string sentence(Finding found, const std::string& stop)
                " on, or " +
                stop + " and start it again with another one.";
     case Finding::FileOverwritten:
-        return "Nothing can be saved or read: the data file was overwritten while it was in use. To go on, " + stop +
-               ", remove the two files beside the data file that end in -wal and -shm, put the copy that is to be used"
-               " in its place again, and start.";
+        return "Nothing can be saved or read: the data file was changed by something else while it was in use. To go "
+               "on, " +
+               stop +
+               " and start it again. If a copy was put in the file's place, before the start remove the two files "
+               "beside"
+               " it that end in -wal and -shm, and put the copy there once more.";
     case Finding::JournalGone:
     case Finding::JournalReplaced:
         return "Nothing can be saved: the journal beside the data file, which ends in -wal, was replaced while it was"

@@ -84,6 +84,7 @@ class LocalServiceProgramTest : public QObject
 
 private slots:
     void tellsHowToSignInOnce();
+    void saysThatItsFileIsGone();
     void explainsItself_data();
     void explainsItself();
     void servesATeam();
@@ -107,6 +108,21 @@ void LocalServiceProgramTest::tellsHowToSignInOnce()
     Program reset(folder, {u"--reset-password"_s});
     QCOMPARE(HttpClient(reset.address(), email, password).get(u"/daily"_s).status, 401);
     QCOMPARE(HttpClient(reset.address(), reset.email(), reset.password()).get(u"/daily"_s).status, 200);
+}
+
+void LocalServiceProgramTest::saysThatItsFileIsGone()
+{
+    QTemporaryDir folder;
+    Program program(folder);
+    HttpClient client(program.address(), program.email(), program.password());
+    const QString file = folder.filePath(u"data.sqlite"_s);
+    QVERIFY(QFile::rename(file, file + u".away"_s));
+    QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 500);
+    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": Nothing can be saved: the data file was moved"));
+    QVERIFY(QFile::rename(file + u".away"_s, file));
+    QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 200);
+    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": all is well again, changes are saved\n"));
+    QCOMPARE(program.end(SIGTERM), 0);
 }
 
 void LocalServiceProgramTest::explainsItself_data()

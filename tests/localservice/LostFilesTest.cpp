@@ -123,7 +123,7 @@ void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain_data()
     row("overwritten", {.act = [](const auto& file, const auto&) { overwrite(file.parent_path() / "backup", file); },
                         .reads = false,
                         .destroys = true,
-                        .told = u"the data file was overwritten"_s});
+                        .told = u"the data file was changed by something else"_s});
     row("journal removed", {.act = [](const auto& file, const auto&) { fs::remove(journalOf(file)); },
                             .goesOn = true,
                             .where = "deep/service.sqlite",

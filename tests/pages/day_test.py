@@ -1,5 +1,7 @@
 """The timesheet: days, weeks, entries and their timers."""
 
+import pathlib
+
 import pages
 
 TODAY = "Tuesday, 5 March 2024"
@@ -261,6 +263,23 @@ class Day(pages.PageTest):
         self.check_page()
         self.assertEqual(self.send("/entries", booking="1-1", hours="1")[0], 422)
         self.assertEqual(self.entries(), [])
+
+
+    def test_lost_file(self):
+        self.book(3600, notes="before")
+        away = pathlib.Path(self.host.file).rename(self.host.file + ".away")
+        self.open("/daily")
+        self.assertIn("before", self.rows()[0])
+        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Hours", "1:30")
+        self.fill("Notes", "typed")
+        self.press("Add Entry")
+        self.assertIn("Nothing can be saved: the data file was moved, removed or replaced while it was in use.", self.words)
+        self.check_page()
+        self.shot("day-lost-file")
+        away.rename(self.host.file)
+        self.driver.refresh()
+        self.assertEqual([row[2] for row in self.entries()], ["before", "typed"])
 
 
 if __name__ == "__main__":
