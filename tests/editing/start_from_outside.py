@@ -5,7 +5,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from outside import Program, actions, find, press, states, until
+from outside import Heard, Program, actions, find, press, states, until
 
 
 def keys(*names):
@@ -56,8 +56,17 @@ def main(program):
         until("the window", lambda: "showing" in states(window))
         until("what was last", lambda: text_of(task) == "Meetings")
         box = find(window, "check box", "Enter duration")
+        heard = Heard()
         box.queryAction().doAction(actions(box).index("Toggle"))
-        find(window, "text", "Duration").queryEditableText().setTextContents("1:30")
+        duration = find(window, "text", "Duration")
+        until("the box open", lambda: {"showing", "focused"} <= states(duration))
+        duration.queryEditableText().setTextContents("90m")
+        refused = "digits and colons only, like 1:30"
+        until("the refusal said", lambda: heard.hears("notification", refused))
+        until("the refusal described", lambda: duration.description == refused)
+        assert text_of(duration) == ""
+        duration.queryEditableText().setTextContents("1:30")
+        until("the refusal past", lambda: duration.description == "hours, like 1:30")
         find(window, "text", "Notes").queryEditableText().setTextContents("Read aloud")
         press(find(window, "push button", "Save"))
         until("the entry", lambda: len(rows) == 3)

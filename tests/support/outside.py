@@ -8,6 +8,7 @@ import subprocess
 import time
 
 import pyatspi
+from gi.repository import GLib
 
 LONGEST = 20  # seconds; nothing waits longer than it must
 
@@ -40,6 +41,22 @@ def find(root, role, name=None):
 def actions(accessible):
     action = accessible.queryAction()
     return [action.getName(i) for i in range(action.nActions)]
+
+
+class Heard:
+    """What screen readers are told as it comes up, whatever has the focus: role and name."""
+
+    def __init__(self):
+        self.told = []
+        pyatspi.Registry.registerEventListener(self._note, "object:state-changed:showing")
+
+    def _note(self, event):
+        if event.detail1:
+            self.told.append((event.source.getRoleName(), event.source.name))
+
+    def hears(self, role, name):
+        GLib.MainContext.default().iteration(False)
+        return (role, name) in self.told
 
 
 def press(accessible):
