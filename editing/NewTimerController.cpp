@@ -73,11 +73,7 @@ void NewTimerController::awakeFromNib()
         new TextCommands(*field, [this, field](TextCommand command) { return control(field, command); });
     connect(window.notesText, &QPlainTextEdit::textChanged, this, &NewTimerController::controlTextDidChange);
     connect(window.durationTextField, &QLineEdit::textChanged, this, &NewTimerController::controlTextDidChange);
-    connect(window.durationTextField, &QLineEdit::editingFinished, this, [this] {
-        const State state = m_state;
-        m_window->durationInput->endEditing();
-        m_state = state; // shown otherwise is not typed otherwise
-    });
+    connect(window.durationTextField, &QLineEdit::editingFinished, this, &NewTimerController::finishDuration);
     connect(window.saveButton, &QAbstractButton::clicked, this, &NewTimerController::save);
     connect(window.cancelButton, &QAbstractButton::clicked, this, &NewTimerController::hide);
     connect(&window, &NewTimerPanel::closeAsked, this, &NewTimerController::hide);
@@ -112,9 +108,9 @@ void NewTimerController::setupCustomButtons()
 void NewTimerController::show()
 {
     const bool wasVisible = m_window->isVisible();
-    if (m_state == State::Sent && !wasVisible) {
+    if (const auto start = startOfFields(); start != m_starts.end() && !wasVisible) {
         // Sent by Return, which is through with it; the next timer begins.
-        startOfFields()->left = timerOfFields();
+        start->left = timerOfFields();
         m_state = State::Idle;
     }
     const bool goesOn = m_state != State::Idle;
@@ -259,7 +255,7 @@ void NewTimerController::startDidEnd(int number, bool succeeded)
         m_notStarted = left;
         if (m_state == State::Idle)
             show();
-    } else if (m_state == State::Sent) { // else the fields have been changed since, and stay
+    } else if (m_state == State::Sent || !m_window->isVisible()) { // else they have been changed since, and stay
         if (succeeded) {
             hide();
             return;
@@ -373,7 +369,7 @@ void NewTimerController::showDurationBox(bool show)
     m_window->growBy(show ? durationBoxHeight : 0);
     m_window->showDurationCheckButton->setChecked(show);
     if (!show) {
-        m_window->durationInput->endEditing();
+        finishDuration();
         m_window->durationInput->forgetRefusal();
     }
     setSaveButtonState();
@@ -382,6 +378,13 @@ void NewTimerController::showDurationBox(bool show)
 void NewTimerController::focusDuration()
 {
     m_window->durationTextField->setFocus(Qt::TabFocusReason);
+}
+
+void NewTimerController::finishDuration()
+{
+    const State state = m_state;
+    m_window->durationInput->endEditing();
+    m_state = state; // shown otherwise is not typed otherwise
 }
 
 void NewTimerController::centre()

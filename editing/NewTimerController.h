@@ -98,6 +98,7 @@ private:
     void setSaveButtonState();
     void showDurationBox(bool show);
     void focusDuration();
+    void finishDuration();
     void centre();
     void orderOut();
 

@@ -20,6 +20,16 @@ def text_of(accessible):
     return accessible.queryText().getText(0, -1)
 
 
+def title_of_active():
+    return subprocess.check_output(["xdotool", "getactivewindow", "getwindowname"], text=True).strip()
+
+
+def on_top():
+    stacked = subprocess.check_output(["xprop", "-root", "_NET_CLIENT_LIST_STACKING"], text=True)
+    top = stacked.split()[-1]
+    return subprocess.check_output(["xdotool", "getwindowname", str(int(top, 16))], text=True).strip()
+
+
 def main(program):
     with Program("Quillon", program, "--local") as root:
         rows = find(find(root, "frame", "Timesheet"), "list")
@@ -72,6 +82,22 @@ def main(program):
         until("the entry", lambda: len(rows) == 3)
         until("its time", lambda: "1 hour 30 minutes" in " ".join(row.name for row in rows))
         until("the window gone", lambda: "showing" not in states(window))
+
+        # What the service refuses comes back below the alert, and has the keyboard afterwards.
+        keys("ctrl+alt+n")
+        until("the window", lambda: "focused" in states(project))
+        keys("alt+d")
+        typed("99:00")
+        keys("Return")
+        alert = find(root, "alert")
+        until("the alert on top", lambda: "showing" in states(window) and on_top() == title_of_active() == "Quillon")
+        press(find(alert, "push button", "OK"))
+        until("the duration focused", lambda: title_of_active() == "New Timer" and "focused" in states(duration))
+        assert text_of(duration) == "99:00"
+        keys("ctrl+a")
+        typed("0:45")
+        keys("Return")
+        until("the entry", lambda: len(rows) == 4)
 
 
 if __name__ == "__main__":
