@@ -92,7 +92,7 @@ bool isListItem(char32_t sign, std::string_view rest)
     const auto line = rest.substr(0, rest.find_first_of("\r\n;\t"));
     // The second begins all signs in full width.
     return sign == '-' && line.starts_with(' ') && line.find_first_of("=+@(|!") == std::string_view::npos &&
-           line.find("\xEF") == std::string_view::npos;
+           line.find('\xEF') == std::string_view::npos;
 }
 
 } // namespace

@@ -282,11 +282,8 @@ Finding Storage::mend(Finding found)
         // It may have been anywhere meanwhile, and changed there.
         return m_found == Finding::FileGone ? mend(Finding::IndexGone) : found;
     case Finding::FileGone:
-        // Whole, wherever it is now, and an empty journal spoils no file that comes in its place.
-        if (isNew)
-            bringIntoFile();
-        return found;
     case Finding::JournalReplaced:
+        // So the file is whole, wherever it is now, and an empty journal spoils none that comes in its place.
         if (isNew)
             bringIntoFile();
         return found;

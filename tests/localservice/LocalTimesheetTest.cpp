@@ -40,8 +40,6 @@ class LocalTimesheetTest : public QObject
 
 private slots:
     void describesTheSignedInPerson();
-    void listsTheCatalog_data();
-    void listsTheCatalog();
     void offersOnlyBookableProjects();
     void writesEveryFieldOfAnEntry();
     void addsFinishedAndRunningEntries_data();
@@ -87,39 +85,6 @@ void LocalTimesheetTest::describesTheSignedInPerson()
     s.useTimestamps();
     QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"timestamp-timers"_s), u"true"_s);
     QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"id"_s), QString::number(s.clock.person));
-}
-
-void LocalTimesheetTest::listsTheCatalog_data()
-{
-    QTest::addColumn<QString>("target");
-    QTest::addColumn<QString>("root");
-    QTest::addColumn<QString>("element");
-    QTest::addColumn<QStringList>("texts");
-    QTest::newRow("clients") << u"/clients"_s << u"clients"_s << u"name"_s << QStringList{u"Bread <& Sons>"_s};
-    QTest::newRow("projects") << u"/projects"_s << u"projects"_s << u"code"_s << QStringList{u"WEB"_s, QString()};
-    QTest::newRow("billable") << u"/projects"_s << u"projects"_s << u"billable"_s << QStringList{u"true"_s, u"false"_s};
-    QTest::newRow("project") << u"/projects/1"_s << u"project"_s << u"client-id"_s << QStringList{u"1"_s};
-    QTest::newRow("tasks") << u"/tasks"_s << u"tasks"_s << u"default-hourly-rate"_s
-                           << QStringList{u"90.00"_s, u"0.00"_s};
-    QTest::newRow("people") << u"/people"_s << u"users"_s << u"email"_s << QStringList{u"ann@example.com"_s};
-    QTest::newRow("person") << u"/people/1"_s << u"user"_s << u"last-name"_s << QStringList{u"Lee"_s};
-    QTest::newRow("other account's person") << u"/people/2"_s << u"error"_s << u"kind"_s << QStringList{u"NotFound"_s};
-    QTest::newRow("user assignments") << u"/user_assignments"_s << u"user-assignments"_s << u"project-id"_s
-                                      << QStringList{u"1"_s, u"2"_s};
-    QTest::newRow("task assignments of a project")
-        << u"/projects/2/task_assignments"_s << u"task-assignments"_s << u"task-id"_s << QStringList{u"2"_s};
-}
-
-void LocalTimesheetTest::listsTheCatalog()
-{
-    QFETCH(QString, target);
-    QFETCH(QString, root);
-    QFETCH(QString, element);
-    QFETCH(QStringList, texts);
-    Scenario s;
-    const auto answer = s.get(target);
-    QCOMPARE(answer.root(), root);
-    QCOMPARE(answer.texts(element), texts);
 }
 
 void LocalTimesheetTest::offersOnlyBookableProjects()

@@ -6,8 +6,8 @@
 #include <QTest>
 
 #include <condition_variable>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <thread>
 
@@ -16,33 +16,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// What somebody does to the files below the service, and where all that was saved before has to be afterwards.
+/// What somebody does to the files below the service, and what comes of it.
 struct Deed
 {
-    std::function<void(const fs::path& file, const fs::path& kept)> act;
-    bool goesOn = false;   ///< changes are saved all the same
-    bool reads = true;     ///< what is there can still be read
-    bool destroys = false; ///< what was in the files before; there is nothing to find
-    fs::path where = {};   ///< below the folder; "kept" when empty
-    bool journal = false;  ///< is part of it
-    QString told = {};
+    const char* commands;        ///< of a shell in the test's folder; $f is the data file
+    bool goesOn = false;         ///< changes are saved all the same
+    QString told = {};           ///< why not
+    bool reads = true;           ///< what is there can still be read
+    const char* where = nullptr; ///< the file that has all that was saved; none where the deed destroyed it
+    bool journal = false;        ///< belongs to it
 };
-
-fs::path journalOf(fs::path file)
-{
-    return file += "-wal";
-}
-
-fs::path indexOf(fs::path file)
-{
-    return file += "-shm";
-}
-
-/// Into the file that is there, as `cp` does.
-void overwrite(const fs::path& from, const fs::path& to)
-{
-    std::ofstream(to, std::ios::binary | std::ios::trunc) << std::ifstream(from, std::ios::binary).rdbuf();
-}
 
 /// The notes in the files as they are on the disk at this moment: what a power cut leaves.
 QStringList notesIn(const fs::path& file, bool journal)
@@ -50,8 +33,8 @@ QStringList notesIn(const fs::path& file, bool journal)
     const QTemporaryDir folder;
     const fs::path copy = folder.filePath(u"copy.sqlite"_s).toStdString();
     fs::copy_file(file, copy);
-    if (journal && fs::exists(journalOf(file)))
-        fs::copy_file(journalOf(file), journalOf(copy));
+    if (const fs::path its = file.string() + "-wal"; journal && fs::exists(its))
+        fs::copy_file(its, copy.string() + "-wal");
     const auto database = localservice::Database::open(copy.string());
     if (!database)
         return {QString::fromStdString(database.error())};
@@ -93,71 +76,24 @@ Q_DECLARE_METATYPE(Deed)
 void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain_data()
 {
     QTest::addColumn<Deed>("deed");
-    const auto row = [](const char* name, Deed deed) { QTest::newRow(name) << deed; };
+    const auto row = [](const char* name, const Deed& deed) { QTest::newRow(name) << deed; };
     const QString gone = u"the data file was moved, removed or replaced"_s;
-    row("removed", {.act =
-                        [](const auto& file, const auto& kept) {
-                            fs::create_hard_link(file, kept);
-                            fs::remove(file);
-                        },
-                    .told = gone});
-    row("removed with all that belongs to it", {.act =
-                                                    [](const auto& file, const auto& kept) {
-                                                        fs::create_hard_link(file, kept);
-                                                        fs::remove(journalOf(file));
-                                                        fs::remove(indexOf(file));
-                                                        fs::remove(file);
-                                                    },
-                                                .told = gone});
-    row("moved", {.act = [](const auto& file, const auto& kept) { fs::rename(file, kept); }, .told = gone});
-    row("another one in its place", {.act =
-                                         [](const auto& file, const auto& kept) {
-                                             fs::create_hard_link(file, kept);
-                                             fs::rename(file.parent_path() / "backup", file);
-                                         },
-                                     .told = gone});
-    row("folder moved", {.act = [](const auto& file,
-                                   const auto& kept) { fs::rename(file.parent_path(), kept.parent_path() / "moved"); },
-                         .where = "moved/service.sqlite",
-                         .told = gone});
-    row("overwritten", {.act = [](const auto& file, const auto&) { overwrite(file.parent_path() / "backup", file); },
-                        .reads = false,
-                        .destroys = true,
-                        .told = u"the data file was changed by something else"_s});
-    row("journal removed", {.act = [](const auto& file, const auto&) { fs::remove(journalOf(file)); },
-                            .goesOn = true,
-                            .where = "deep/service.sqlite",
-                            .journal = true});
-    row("journal and index removed", {.act =
-                                          [](const auto& file, const auto&) {
-                                              fs::remove(journalOf(file));
-                                              fs::remove(indexOf(file));
-                                          },
-                                      .goesOn = true,
-                                      .where = "deep/service.sqlite",
-                                      .journal = true});
-    row("index removed", {.act = [](const auto& file, const auto&) { fs::remove(indexOf(file)); },
-                          .goesOn = true,
-                          .where = "deep/service.sqlite",
-                          .journal = true});
-    row("another journal in its place",
-        {.act =
-             [](const auto& file, const auto& kept) {
-                 fs::copy_file(journalOf(file), kept);
-                 fs::rename(kept, journalOf(file));
-             },
-         .where = "deep/service.sqlite",
-         .told = u"the journal beside the data file, which ends in -wal, was replaced"_s});
-    row("journal emptied", {.act = [](const auto& file, const auto&) { fs::resize_file(journalOf(file), 0); },
-                            .reads = false,
-                            .destroys = true,
-                            .told = u"overwritten or cut off"_s});
-    row("journal cut in its middle",
-        {.act = [](const auto& file,
-                   const auto&) { fs::resize_file(journalOf(file), fs::file_size(journalOf(file)) / 2); },
-         .reads = false,
-         .destroys = true,
-         .told = u"overwritten or cut off"_s});
+    const QString changed = u"the data file was changed by something else"_s;
+    const QString replaced = u"the journal beside the data file, which ends in -wal, was replaced"_s;
+    const QString cut = u"overwritten or cut off"_s;
+    constexpr const char* same = "deep/service.sqlite";
+    row("removed", {"ln $f kept; rm $f", false, gone, true, "kept"});
+    row("removed with all of it", {"ln $f kept; rm $f*", false, gone, true, "kept"});
+    row("moved", {"mv $f kept", false, gone, true, "kept"});
+    row("another in its place", {"ln $f kept; mv backup $f", false, gone, true, "kept"});
+    row("folder moved", {"mv deep moved", false, gone, true, "moved/service.sqlite"});
+    row("copied over", {"cp backup $f", false, changed, false});
+    row("journal removed", {"rm $f-wal", true, {}, true, same, true});
+    row("journal and index removed", {"rm $f-wal $f-shm", true, {}, true, same, true});
+    row("index removed", {"rm $f-shm", true, {}, true, same, true});
+    row("another journal in its place", {"cp $f-wal x; mv x $f-wal", false, replaced, true, same});
+    row("journal emptied", {": > $f-wal", false, cut, false});
+    row("journal cut", {"truncate -s 50K $f-wal", false, cut, false});
 }
 
 void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain()
@@ -167,7 +103,8 @@ void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain()
     const fs::path folder = s.folder.path().toStdString();
     const fs::path file = folder / "deep/service.sqlite";
     s.add({{u"hours"_s, u"1"_s}, {u"notes"_s, u"first"_s}});
-    fs::copy_file(file, file.parent_path() / "backup");
+    fs::copy_file(file, folder / "backup");
+    const std::string commands = "cd " + folder.string() + " && f=deep/service.sqlite && { " + deed.commands + "; }";
 
     std::mutex mutex;
     std::condition_variable progress;
@@ -178,9 +115,9 @@ void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain()
         progress.wait(lock, [&] { return sent >= 20; });
         lock.unlock();
         // While the next changes are on their way.
-        deed.act(file, folder / "kept");
+        const int failed = std::system(commands.c_str());
         lock.lock();
-        done = true;
+        done = failed == 0;
         progress.notify_all();
     });
     QStringList saved{u"first"_s};
@@ -225,14 +162,14 @@ void LostFilesTest::whatIsSaidToBeSavedIsFoundAgain()
     else
         QVERIFY2(day.text(u"message"_s).contains(deed.told), day.body.constData());
 
-    const fs::path where = folder / (deed.where.empty() ? "kept" : deed.where);
-    if (!deed.destroys)
-        QCOMPARE(without(saved + savedAfter, notesIn(where, deed.journal)), QStringList());
+    // At this moment, as after a power cut, and when the service has ended.
+    if (deed.where)
+        QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, deed.journal)), QStringList());
     s.service.reset();
-    if (!deed.destroys)
-        QCOMPARE(without(saved + savedAfter, notesIn(where, true)), QStringList());
+    if (deed.where)
+        QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, true)), QStringList());
     // Nothing was mixed into a file that somebody has put there.
-    if (deed.where.empty() && !deed.destroys && fs::exists(file))
+    if (deed.where && folder / deed.where != file && fs::exists(file))
         QCOMPARE(without(notesIn(file, true), {u"first"_s, QString()}), QStringList());
 }
 
@@ -277,7 +214,9 @@ void LostFilesTest::reachesPeople()
 {
     Scenario s;
     QStringList told;
-    const auto file = s.folder.filePath(u"deep/other.sqlite"_s);
+    // Where somebody keeps it elsewhere, its journal is there, too.
+    const auto file = s.folder.filePath(u"other.sqlite"_s);
+    QVERIFY(QFile::link(s.folder.filePath(u"deep/elsewhere.sqlite"_s), file));
     localservice::Service service(
         {.dataFile = file.toStdString(), .ownerPassword = "own", .tellTrouble = [&](const std::string& sentence) {
              told.append(QString::fromStdString(sentence));

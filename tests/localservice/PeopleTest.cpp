@@ -207,11 +207,16 @@ void PeopleTest::programsOfMembersReadOnlyTheirOwn()
             const auto next = all.next();
             texts.append(next.captured(1) + u'=' + next.captured(2));
         }
-        return texts.join(u' ').toUtf8();
+        return (answer.root() + u' ' + texts.join(u' ')).trimmed().toUtf8();
     };
-    const auto row = [&](const QByteArray& target, const QByteArray& administrator, const QByteArray& member) {
-        QCOMPARE(target + ' ' + told(s.get(QString::fromUtf8(target))), target + ' ' + administrator);
-        QCOMPARE(target + ' ' + told(client.get(QString::fromUtf8(target))), target + ' ' + member);
+    const QByteArray nothing = "error kind=NotFound message=There is nothing at this address.";
+    const auto row = [&](const QByteArray& target, const QByteArray& root, const QByteArray& administrator,
+                         const QByteArray& member) {
+        const auto expected = [&](const QByteArray& records) {
+            return target + ": " + (records == nothing ? nothing : (root + ' ' + records).trimmed());
+        };
+        QCOMPARE(target + ": " + told(s.get(QString::fromUtf8(target))), expected(administrator));
+        QCOMPARE(target + ": " + told(client.get(QString::fromUtf8(target))), expected(member));
     };
 
     const QByteArray ann = "id=1 email=ann@example.com first-name=Ann last-name=Lee is-admin=true is-active=true"
@@ -221,55 +226,55 @@ void PeopleTest::programsOfMembersReadOnlyTheirOwn()
     const QByteArray cost = "id=1 name=Website code=WEB billable=true bill-by=Tasks hourly-rate=0.00 active=true"
                             " client-id=1";
     const QByteArray noCost = "id=1 name=Website code=WEB billable=true bill-by=Tasks active=true client-id=1";
-    const QByteArray nothing = "kind=NotFound message=There is nothing at this address.";
-    row("/people", ann + ' ' + bob, bob);
-    row("/people/1", ann, nothing);
-    row("/people/3", bob, bob);
-    row("/people/2", nothing, nothing);
-    row("/user_assignments",
+    row("/people", "users", ann + ' ' + bob, bob);
+    row("/people/1", "user", ann, nothing);
+    row("/people/3", "user", bob, bob);
+    row("/people/2", "user", nothing, nothing);
+    row("/user_assignments", "user-assignments",
         "id=1 project-id=1 user-id=1 hourly-rate=0.00 id=2 project-id=2 user-id=1 hourly-rate=0.00"
         " id=5 project-id=1 user-id=3 hourly-rate=45.00",
         "id=5 project-id=1 user-id=3 hourly-rate=45.00");
-    row("/projects/1/user_assignments",
+    row("/projects/1/user_assignments", "user-assignments",
         "id=1 project-id=1 user-id=1 hourly-rate=0.00 id=5 project-id=1 user-id=3 hourly-rate=45.00",
         "id=5 project-id=1 user-id=3 hourly-rate=45.00");
-    row("/projects/2/user_assignments", "id=2 project-id=2 user-id=1 hourly-rate=0.00", "");
-    row("/projects",
+    row("/projects/2/user_assignments", "user-assignments", "id=2 project-id=2 user-id=1 hourly-rate=0.00", "");
+    row("/projects", "projects",
         cost + " id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1"
                " id=5 name=Cages code= billable=true bill-by=Tasks hourly-rate=70.00 active=true client-id=3",
         noCost);
-    row("/projects/1", cost, noCost);
-    row("/projects/2", "id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1",
-        nothing);
-    row("/clients", "id=1 name=Bread &lt;&amp; Sons&gt; active=true id=3 name=Zoo active=true",
+    row("/projects/1", "project", cost, noCost);
+    row("/projects/2", "project",
+        "id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1", nothing);
+    row("/clients", "clients", "id=1 name=Bread &lt;&amp; Sons&gt; active=true id=3 name=Zoo active=true",
         "id=1 name=Bread &lt;&amp; Sons&gt; active=true");
-    row("/clients/3", "id=3 name=Zoo active=true", nothing);
-    row("/tasks",
+    row("/clients/3", "client", "id=3 name=Zoo active=true", nothing);
+    row("/tasks", "tasks",
         "id=1 name=Design default-hourly-rate=90.00 id=2 name=Support default-hourly-rate=0.00"
         " id=5 name=Feeding default-hourly-rate=20.00",
         "id=1 name=Design id=2 name=Support");
-    row("/tasks/1", "id=1 name=Design default-hourly-rate=90.00", "id=1 name=Design");
-    row("/tasks/5", "id=5 name=Feeding default-hourly-rate=20.00", nothing);
-    row("/task_assignments",
+    row("/tasks/1", "task", "id=1 name=Design default-hourly-rate=90.00", "id=1 name=Design");
+    row("/tasks/5", "task", "id=5 name=Feeding default-hourly-rate=20.00", nothing);
+    row("/task_assignments", "task-assignments",
         "id=1 project-id=1 task-id=1 billable=true hourly-rate=0.00 id=2 project-id=1 task-id=2 billable=false"
         " hourly-rate=0.00 id=3 project-id=2 task-id=2 billable=false hourly-rate=0.00"
         " id=7 project-id=5 task-id=5 billable=true hourly-rate=30.00",
         "id=1 project-id=1 task-id=1 billable=true id=2 project-id=1 task-id=2 billable=false");
-    row("/projects/5/task_assignments", "id=7 project-id=5 task-id=5 billable=true hourly-rate=30.00", "");
-    row("/daily/65/2024?slim=1&user_id=1",
+    row("/projects/5/task_assignments", "task-assignments",
+        "id=7 project-id=5 task-id=5 billable=true hourly-rate=30.00", "");
+    row("/daily/65/2024?slim=1&user_id=1", "daily",
         "for_day=Tue, 5 Mar 2024 id=1 user_id=1 spent_at=2024-03-05 project_id=1 project=Website"
         " client=Bread &lt;&amp; Sons&gt; task_id=1 task=Design hours=1.0 hours_without_timer=1.0 notes=private"
         " is_locked=false is_billed=false created_at=Tue, 5 Mar 2024 08:15:40 +0000"
         " updated_at=Tue, 5 Mar 2024 08:15:40 +0000",
         "for_day=Tue, 5 Mar 2024");
-    row("/account/who_am_i?id=1",
+    row("/account/who_am_i?id=1", "hash",
         "name=Acme &amp; Co active=true id=1 email=ann@example.com first-name=Ann last-name=Lee admin=true"
         " timezone=Europe/Berlin timestamp-timers=false",
         "name=Acme &amp; Co active=true id=3 email=bob@example.com first-name=Bob last-name=Stone admin=false"
         " timezone=Europe/Berlin timestamp-timers=false");
     for (const char* unknown : {"/people/1/assignments", "/people/1/daily", "/people/1/entries", "/reports",
                                 "/reports.csv?person=1", "/projects/1/entries", "/company", "/people.xml"})
-        row(unknown, nothing, nothing);
+        row(unknown, "error", nothing, nothing);
 }
 
 QTEST_GUILESS_MAIN(PeopleTest)
