@@ -56,7 +56,7 @@ public:
         // Nothing that was sent breaks a header, the data or a statement.
         for (const auto& [name, value] : reply.headers)
             MUST(std::none_of(value.begin(), value.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }));
-        MUST(reply.body.find("The data file:") == std::string::npos);
+        MUST(reply.body.find("<kind>Storage</kind>") == std::string::npos);
         MUST(m_behind.execAndGet("SELECT COUNT(*) FROM pragma_foreign_key_check").getInt() == 0);
         MUST(m_behind.execAndGet("SELECT COUNT(*) FROM entries WHERE timer_started IS NOT NULL").getInt() <= 1);
         return reply;

@@ -7,10 +7,11 @@
 // The list of newer versions: what is offered can be named, compared, shown as plain text and opened in a browser.
 void takeIn(std::string_view text)
 {
+    [[maybe_unused]] static const bool isUnseen = qputenv("QT_QPA_PLATFORM", "minimal");
     static int count = 1;
-    static char name[] = "feed", platform[] = "-platform", none[] = "minimal";
-    static char* arguments[] = {name, platform, none, nullptr};
-    static const QGuiApplication application((count = 3), arguments);
+    static char name[] = "feed";
+    static char* arguments[] = {name, nullptr};
+    static const QGuiApplication application(count, arguments);
 
     const auto newest = app::Appcast::newest(fuzz::bytes(text));
     if (!newest || !*newest)
