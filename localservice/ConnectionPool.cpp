@@ -3,6 +3,7 @@
 #include "Peer.h"
 
 #include <algorithm>
+#include <csignal>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
@@ -14,6 +15,8 @@ namespace {
 constexpr std::size_t mostThreads = 64;
 constexpr std::size_t mostForNetwork = 48;
 constexpr std::size_t mostWaitingForNetwork = 64;
+// What a network gets at the cost of others.
+constexpr std::size_t fairShare = 16;
 
 } // namespace
 
@@ -34,17 +37,14 @@ void ConnectionPool::add(int socket, const std::string& peer)
 {
     const std::lock_guard lock(m_mutex);
     Client client{socket, peer, networkOf(peer)};
-    if (m_stopping || count(client.network, true) >= mostWaitingForNetwork) {
+    if (m_stopping || overview().networks[client.network].waiting >= mostWaitingForNetwork) {
         ::close(socket);
         return;
     }
     m_clients.push_back(std::move(client));
-    const auto waiting = std::count_if(m_clients.begin(), m_clients.end(),
-                                       [](const Client& other) { return other.state == State::Waiting; });
-    if (isFull(m_clients.back().network))
-        endIdleOne(&m_clients.back().network);
-    else if (static_cast<std::size_t>(waiting) > m_freeThreads && !addThread())
-        endIdleOne(nullptr);
+    if (m_threads.size() < std::min(m_clients.size(), mostThreads))
+        addThread();
+    endIdleOne(m_clients.back().network);
     m_changed.notify_one();
 }
 
@@ -52,14 +52,17 @@ bool ConnectionPool::beginIdle(int socket)
 {
     const std::lock_guard lock(m_mutex);
     const auto self = served(socket);
-    const bool wanted = std::any_of(m_clients.begin(), m_clients.end(), [&](const Client& client) {
-        return client.state == State::Waiting &&
-               (isFull(client.network) ? client.network == self->network : m_freeThreads == 0);
-    });
-    if (wanted)
+    if (!self->heir.empty())
         return false;
-    become(self, State::Idle);
-    return true;
+    const auto overview = this->overview();
+    const auto other = std::find_if(m_clients.begin(), m_clients.end(), [&](const Client& client) {
+        return client.state == State::Waiting && overview.makesWay(self->network, client.network);
+    });
+    if (other == m_clients.end())
+        become(self, State::Idle);
+    else
+        self->heir = other->network;
+    return self->state == State::Idle;
 }
 
 void ConnectionPool::endIdle(int socket)
@@ -68,28 +71,27 @@ void ConnectionPool::endIdle(int socket)
     become(served(socket), State::Busy);
 }
 
-bool ConnectionPool::addThread()
+void ConnectionPool::addThread()
 {
-    if (m_threads.size() >= mostThreads)
-        return false;
     try {
         m_threads.emplace_back([this] { work(); });
-        return true;
     } catch (const std::system_error&) {
         // The machine gives no more threads now. The client waits for one of those that are there, or for the next try.
-        return false;
     }
 }
 
 void ConnectionPool::work()
 {
+    // A client that has gone is an error of that connection. The TLS library writes as if it were to end the program.
+    sigset_t brokenPipe;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
     std::unique_lock lock(m_mutex);
     while (!m_stopping) {
         const auto client = next();
         if (client == m_clients.end()) {
-            ++m_freeThreads;
             m_changed.wait(lock);
-            --m_freeThreads;
             continue;
         }
         become(client, State::Busy);
@@ -114,21 +116,47 @@ ConnectionPool::Clients::iterator ConnectionPool::served(int socket)
                         [socket](const Client& client) { return client.socket == socket; });
 }
 
-std::size_t ConnectionPool::count(const std::string& network, bool waiting) const
+ConnectionPool::Overview ConnectionPool::overview() const
 {
-    return static_cast<std::size_t>(std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) {
-        return client.network == network && (client.state == State::Waiting) == waiting;
-    }));
+    Overview result{.free = m_threads.size()};
+    std::size_t ending = 0;
+    for (const auto& client : m_clients) {
+        auto& network = result.networks[client.network];
+        if (client.state == State::Waiting) {
+            ++network.waiting;
+            continue;
+        }
+        --result.free;
+        ++network.served;
+        ending += client.heir.empty() ? 0 : 1;
+        ++result.networks[client.heir.empty() ? client.network : client.heir].share;
+    }
+    std::size_t waiting = 0;
+    for (const auto& [name, network] : result.networks)
+        waiting += std::min(network.waiting, mostForNetwork - network.served);
+    result.isPlaceWanted = waiting > result.free + ending;
+    return result;
+}
+
+bool ConnectionPool::Overview::makesWay(const std::string& network, const std::string& other) const
+{
+    const auto& waiting = networks.at(other);
+    if (network == other)
+        return isPlaceWanted || waiting.served >= mostForNetwork;
+    // Those of them that wait for no more than a thread that is free have their place already.
+    const auto share = waiting.share + std::min(waiting.waiting, free);
+    return isPlaceWanted && share < fairShare && share < networks.at(network).share;
 }
 
 ConnectionPool::Clients::iterator ConnectionPool::next()
 {
+    const auto overview = this->overview();
     auto best = m_clients.end();
     auto fewest = mostForNetwork;
     for (auto client = m_clients.begin(); client != m_clients.end(); ++client) {
         if (client->state != State::Waiting)
             continue;
-        if (const auto served = count(client->network, false); served < fewest) {
+        if (const auto served = overview.networks.at(client->network).served; served < fewest) {
             best = client;
             fewest = served;
         }
@@ -136,21 +164,24 @@ ConnectionPool::Clients::iterator ConnectionPool::next()
     return best;
 }
 
-bool ConnectionPool::isFull(const std::string& network) const
+void ConnectionPool::endIdleOne(const std::string& other)
 {
-    return count(network, false) >= mostForNetwork;
-}
-
-void ConnectionPool::endIdleOne(const std::string* network)
-{
-    const auto idle = std::find_if(m_clients.begin(), m_clients.end(), [&](const Client& client) {
-        return client.state == State::Idle && (!network || client.network == *network);
-    });
+    const auto overview = this->overview();
+    auto idle = m_clients.end();
+    std::size_t most = 0;
+    for (auto client = m_clients.begin(); client != m_clients.end(); ++client) {
+        if (client->state != State::Idle || !client->heir.empty() || !overview.makesWay(client->network, other))
+            continue;
+        if (const auto share = overview.networks.at(client->network).share; share > most) {
+            idle = client;
+            most = share;
+        }
+    }
     if (idle == m_clients.end())
         return;
-    // Its thread wakes up and finds that its client has nothing more to say. Others must not choose it again.
+    // Its thread wakes up and finds that its client has nothing more to say.
     ::shutdown(idle->socket, SHUT_RD);
-    become(idle, State::Busy);
+    idle->heir = other;
 }
 
 } // namespace localservice

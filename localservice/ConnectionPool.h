@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <functional>
 #include <list>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -12,9 +13,11 @@ namespace localservice {
 
 /// The connections and their threads, one for each that is served.
 ///
-/// Threads are made when no free one is left, up to 64: an unused service costs none. When all are taken, the
-/// connection that has been idle for longest is ended for the next, which is one of the network that is served least; a
-/// single network never gets more than 48, so that slow clients cannot keep everybody else out. Thread-safe.
+/// Threads are made when no free one is left, up to 64: an unused service costs none. When all are taken, an idle
+/// connection is ended for the next, which is one of the network that is served least. It is one of the network that
+/// has most; but a network with 16 or more gets another place only from those that nobody has, or that are its own. A
+/// single network never gets more than 48. So nobody's flood ends the idle connections of others, or keeps them out.
+/// Thread-safe.
 class ConnectionPool final
 {
 public:
@@ -47,24 +50,39 @@ private:
         std::string peer;
         std::string network;
         State state = State::Waiting;
+        std::string heir = {}; ///< the network that its place goes to, when it has been told to end
     };
     using Clients = std::list<Client>; // in order of their last change of state
 
-    bool addThread();
+    struct Network
+    {
+        std::size_t served = 0;
+        std::size_t waiting = 0;
+        std::size_t share = 0; ///< the places that it has, or will have when those have ended that were told to
+    };
+    struct Overview
+    {
+        std::map<std::string, Network> networks;
+        std::size_t free = 0;       ///< threads that have no connection, or are only just beginning
+        bool isPlaceWanted = false; ///< more wait than there are places for, with those that have been told to end
+
+        /// Whether an idle connection of `network` ends for one of `other` that waits.
+        bool makesWay(const std::string& network, const std::string& other) const;
+    };
+
+    void addThread();
     void work();
     void become(Clients::iterator client, State state);
     Clients::iterator served(int socket);
-    std::size_t count(const std::string& network, bool waiting) const;
     Clients::iterator next();
-    bool isFull(const std::string& network) const;
-    void endIdleOne(const std::string* network);
+    Overview overview() const;
+    void endIdleOne(const std::string& other);
 
     const Serve m_serve;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     Clients m_clients;
     std::vector<std::thread> m_threads;
-    std::size_t m_freeThreads = 0;
     bool m_stopping = false;
 };
 
