@@ -64,19 +64,34 @@ tl::expected<Key, std::string> readKey(const std::string& path)
     return key;
 }
 
+// Clients change their keys now and then, between what they have to say.
+constexpr int mostSilentMessages = 16;
+
 class TlsTransport final : public Transport
 {
 public:
-    explicit TlsTransport(Session session) : m_session(std::move(session)) {}
+    explicit TlsTransport(Session session) : m_session(std::move(session))
+    {
+        SSL_set_msg_callback(m_session.get(), countMessage);
+        SSL_set_msg_callback_arg(m_session.get(), this);
+    }
 
     Step open() override
     {
-        return step([this] { return SSL_accept(m_session.get()); });
+        const auto opened = step([this] { return SSL_accept(m_session.get()); });
+        m_silentMessages = 0;
+        return opened;
     }
 
     Step receive(char* to, std::size_t size) override
     {
-        return step([&] { return SSL_read(m_session.get(), to, length(size)); });
+        // Each of them costs us more than the client; and whoever sends nothing else has nothing to say.
+        if (m_silentMessages > mostSilentMessages)
+            m_usable = false;
+        const auto received = step([&] { return SSL_read(m_session.get(), to, length(size)); });
+        if (received.outcome == Outcome::Done)
+            m_silentMessages = 0;
+        return received;
     }
 
     Step send(const char* from, std::size_t size) override
@@ -114,7 +129,14 @@ private:
         return {Outcome::Closed};
     }
 
+    static void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* self)
+    {
+        if (!isWritten && type == SSL3_RT_HANDSHAKE)
+            ++static_cast<TlsTransport*>(self)->m_silentMessages;
+    }
+
     const Session m_session;
+    int m_silentMessages = 0;
     bool m_usable = true;
 };
 
@@ -134,6 +156,8 @@ tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
     SSL_CTX_set_options(settings, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET | SSL_OP_IGNORE_UNEXPECTED_EOF);
     SSL_CTX_set_session_cache_mode(settings, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(settings, 0);
+    // Else a call would not return for as long as the client has changes of keys to send.
+    SSL_CTX_clear_mode(settings, SSL_MODE_AUTO_RETRY);
     SSL_CTX_set_mode(settings,
                      SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER | SSL_MODE_RELEASE_BUFFERS);
 
