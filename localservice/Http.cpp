@@ -4,6 +4,13 @@
 
 namespace localservice {
 
+bool isSameName(std::string_view one, std::string_view other)
+{
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [lower](char a, char b) { return lower(a) == lower(b); });
+}
+
 std::string_view Request::path() const
 {
     return std::string_view(target).substr(0, target.find('?'));
@@ -17,12 +24,8 @@ std::string_view Request::query() const
 
 std::string_view Request::header(std::string_view name) const
 {
-    const auto same = [](char a, char b) {
-        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-        return lower(a) == lower(b);
-    };
     for (const auto& [key, value] : headers) {
-        if (std::equal(key.begin(), key.end(), name.begin(), name.end(), same))
+        if (isSameName(key, name))
             return value;
     }
     return {};

@@ -2,14 +2,20 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
 namespace localservice {
 
 using Headers = std::vector<std::pair<std::string, std::string>>;
+
+/// Whether two names are the same to HTTP: the case of letters does not matter (ASCII).
+bool isSameName(std::string_view one, std::string_view other);
 
 /// A request as it arrived: `target` is path and query exactly as sent, `body` the bytes after the header.
 struct Request
@@ -20,7 +26,9 @@ struct Request
     std::string body;
     bool secure = false; ///< it came over TLS
     std::string peer;    ///< the client's address, numeric: "192.0.2.7", "2001:db8::7"
-    int socket = -1;     ///< of the connection; open until the request is answered
+    /// The user of this machine whose program sent it, where that can be told. Until the request is answered; the first
+    /// call on a connection asks the kernel.
+    std::function<std::optional<uid_t>()> user = {};
 
     /// The part of `target` before the question mark.
     std::string_view path() const;

@@ -14,6 +14,21 @@
 
 namespace localservice {
 
+namespace {
+
+/// "localhost" stands for both loopback addresses, and which of them a browser asks first is its own affair: whoever
+/// listened at the other one would get what is meant for us.
+std::vector<std::string> addressesFor(const std::string& address)
+{
+    if (address == "127.0.0.1")
+        return {address, "::1"};
+    if (Service::isLoopback(address) && address.find(':') != std::string::npos)
+        return {address, "127.0.0.1"};
+    return {address};
+}
+
+} // namespace
+
 class Service::State
 {
 public:
@@ -52,7 +67,7 @@ public:
                                   ": without encryption only loopback addresses are safe");
         if (const auto opened = database(); !opened)
             return tl::unexpected(opened.error());
-        auto port = m_server.start(m_options.address, m_options.port, m_options.tls);
+        auto port = m_server.start(addressesFor(m_options.address), m_options.port, m_options.tls);
         const std::lock_guard lock(m_mutex);
         m_port = port.value_or(0);
         return port;

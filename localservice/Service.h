@@ -23,10 +23,11 @@ public:
     struct Options
     {
         std::string dataFile;
-        std::string address = "127.0.0.1"; ///< numeric; without TLS a loopback address
-        std::uint16_t port = 0;            ///< 0 takes a free one
-        std::shared_ptr<Tls> tls = {};     ///< encrypts what is sent, when given
-        Clock clock = {};                  ///< the system's clock when empty
+        /// Numeric; without TLS a loopback address. 127.0.0.1 and ::1 stand for both, where the machine has both.
+        std::string address = "127.0.0.1";
+        std::uint16_t port = 0;        ///< 0 takes a free one
+        std::shared_ptr<Tls> tls = {}; ///< encrypts what is sent, when given
+        Clock clock = {};              ///< the system's clock when empty
         /// Signs the program that brings this service in as an account's owner, whatever e-mail it sends and whatever
         /// password the owner has or has not: for XML alone, not for pages. Too random to be guessed; none when empty.
         std::string ownerPassword = {};

@@ -20,8 +20,9 @@ constexpr const char* help = R"(Usage: quillon-service [options]
 A timesheet service with its own data file, for one machine or for a small team.
 
   --port N                listen on this port (default 8787; 0 takes a free one)
-  --bind ADDRESS          listen on this address (default 127.0.0.1); 0.0.0.0 and
-                          :: stand for all. Beyond this machine only with TLS
+  --bind ADDRESS          listen on this address (default 127.0.0.1, and ::1 with
+                          it); 0.0.0.0 and :: stand for all. Beyond this
+                          machine only with TLS
   --tls-certificate FILE  speak TLS with this certificate (PEM, with its chain)
   --tls-key FILE          and this key (PEM, no passphrase)
   --data FILE             keep the data in this file

@@ -4,7 +4,6 @@
 #include "Browser.h"
 #include "Credentials.h"
 #include "PasswordSignIn.h"
-#include "PeerUser.h"
 #include "SignInPages.h"
 #include "Storage.h"
 
@@ -32,7 +31,7 @@ Reply wrongMethod(Reply reply, const std::string& allowed)
 /// is public) gets nowhere with it.
 bool isOwnBrowser(const Request& request)
 {
-    const auto user = userAtOtherEnd(request.socket);
+    const auto user = request.user ? request.user() : std::nullopt;
     return user && (::geteuid() == 0 || *user == ::geteuid());
 }
 

@@ -11,8 +11,13 @@
 #include <atomic>
 #include <csignal>
 #include <curl/curl.h>
+#include <future>
+#include <netinet/in.h>
+#include <openssl/ssl.h>
 #include <set>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,11 +27,15 @@ namespace {
 class Program
 {
 public:
-    explicit Program(const QTemporaryDir& folder, const QStringList& more = {})
+    /// `within` is a command that runs it.
+    explicit Program(const QTemporaryDir& folder, const QStringList& more = {}, const QStringList& within = {})
     {
         m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start(QStringLiteral(SERVICE_PROGRAM),
-                        QStringList{u"--port"_s, u"0"_s, u"--data"_s, folder.filePath(u"data.sqlite"_s)} + more);
+        const auto command = within +
+                             QStringList{QStringLiteral(SERVICE_PROGRAM), u"--port"_s, u"0"_s, u"--data"_s,
+                                         folder.filePath(u"data.sqlite"_s)} +
+                             more;
+        m_process.start(command.first(), command.mid(1));
         waitFor(QByteArray());
     }
 
@@ -52,6 +61,7 @@ public:
         return m_output.contains(text);
     }
 
+    QString process() const { return QString::number(m_process.processId()); }
     QString address() const { return line(u"http"_s); }
     QString quillon() const { return line(u"  Quillon"_s); }
     QString email() const { return line(u"  e-mail"_s).section(u' ', -1); }
@@ -71,6 +81,63 @@ private:
     QByteArray m_output;
 };
 
+/// A client that speaks TLS without minding its manners.
+class TlsClient
+{
+public:
+    explicit TlsClient(const QString& address)
+    {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(address.section(u':', -1).toUShort());
+        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const timeval longest{1, 0};
+        ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof longest);
+        SSL_set_fd(m_session, m_socket);
+        if (::connect(m_socket, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0)
+            SSL_connect(m_session);
+    }
+    ~TlsClient()
+    {
+        SSL_free(m_session);
+        SSL_CTX_free(m_context);
+        ::close(m_socket);
+    }
+    TlsClient(const TlsClient&) = delete;
+    TlsClient& operator=(const TlsClient&) = delete;
+
+    /// False when the service has ended the connection.
+    bool changeKey()
+    {
+        return SSL_key_update(m_session, SSL_KEY_UPDATE_NOT_REQUESTED) == 1 && SSL_do_handshake(m_session) == 1;
+    }
+    bool say(const QByteArray& text) { return SSL_write(m_session, text.constData(), int(text.size())) > 0; }
+    QByteArray read()
+    {
+        QByteArray some(1000, '\0');
+        some.resize(std::max(0, SSL_read(m_session, some.data(), int(some.size()))));
+        return some;
+    }
+    /// Takes no answer: first it says that nothing more comes, and then it is gone.
+    void vanish()
+    {
+        ::shutdown(m_socket, SHUT_WR);
+        const linger none{1, 0};
+        ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    }
+
+private:
+    SSL_CTX* const m_context = SSL_CTX_new(TLS_client_method());
+    SSL* const m_session = SSL_new(m_context);
+    const int m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+/// A command that runs another one on a network of its own, which looks as `setUp` makes it.
+QStringList onNetwork(const QString& setUp)
+{
+    return {u"unshare"_s, u"-rn"_s, u"sh"_s, u"-c"_s, u"ip link set lo up; "_s + setUp + u"; exec \"$@\""_s, u"sh"_s};
+}
+
 QByteArray hourWithNote(const QString& note)
 {
     return requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}, {u"hours"_s, u"1"_s}, {u"notes"_s, note}});
@@ -88,6 +155,8 @@ private slots:
     void explainsItself_data();
     void explainsItself();
     void servesATeam();
+    void outlivesRudeClients();
+    void takesWhatTheMachineHas();
     void losesAtMostTheRequestInFlight();
 };
 
@@ -229,6 +298,76 @@ void LocalServiceProgramTest::servesATeam()
     QVERIFY(program.waitFor("No such file or directory; the certificate from before stays in use"));
     QCOMPARE(knock(second), 200);
     QCOMPARE(program.end(SIGTERM), 0);
+}
+
+void LocalServiceProgramTest::outlivesRudeClients()
+{
+    const Certificate certificate;
+    const QTemporaryDir folder;
+    Program program(folder, {u"--tls-certificate"_s, certificate.file(), u"--tls-key"_s, certificate.key()});
+    // Not before: the program would inherit it.
+    std::signal(SIGPIPE, SIG_IGN);
+    // A wrong password is looked into for long enough.
+    const QByteArray request = "GET /daily HTTP/1.1\r\nHost: local\r\nAuthorization: Basic eDp5\r\n\r\n";
+    for (int i = 0; i < 3; ++i) {
+        TlsClient client(program.address());
+        QVERIFY(client.say(request));
+        client.vanish();
+    }
+    TlsClient polite(program.address());
+    for (int i = 0; i < 40; ++i) {
+        QVERIFY(polite.changeKey() && polite.say(request));
+        QVERIFY(polite.read().startsWith("HTTP/1.1 4"));
+    }
+
+    std::atomic<bool> isOver = false;
+    std::atomic<int> ended = 0;
+    std::vector<std::future<void>> clients;
+    for (int i = 0; i < 4; ++i) {
+        clients.push_back(std::async(std::launch::async, [&] {
+            while (!isOver) {
+                TlsClient client(program.address());
+                while (!isOver && client.changeKey()) {
+                }
+                ++ended;
+            }
+        }));
+    }
+    // None of them keeps a thread.
+    const bool areEnded = QTest::qWaitFor([&] { return ended > 20; });
+    QElapsedTimer timer;
+    timer.start();
+    const int status = program.end(SIGTERM);
+    const auto elapsed = timer.elapsed();
+    isOver = true;
+    clients.clear();
+    QVERIFY(areEnded);
+    QCOMPARE(status, 0);
+    QVERIFY2(elapsed < 2000, QByteArray::number(elapsed));
+}
+
+void LocalServiceProgramTest::takesWhatTheMachineHas()
+{
+    if (QProcess::execute(u"unshare"_s, {u"-rn"_s, u"true"_s}) != 0)
+        QSKIP("no network of its own to be had here");
+    const QTemporaryDir folder;
+    Program four(folder, {}, onNetwork(u"ip -6 address delete ::1/128 dev lo"_s));
+    QVERIFY2(four.address().startsWith(u"http://127.0.0.1:"_s), qPrintable(four.address()));
+    QCOMPARE(four.end(SIGTERM), 0);
+    Program none(folder, {u"--bind=::1"_s}, onNetwork(u"echo 1 > /proc/sys/net/ipv6/conf/all/disable_ipv6"_s));
+    QVERIFY(none.waitFor("cannot listen on [::1]:0: Cannot assign requested address"));
+
+    // There are two ports, and one of them is somebody else's at the address that is not asked for first.
+    const Program other(folder, {u"--bind=::1"_s},
+                        onNetwork(u"echo 40000 40001 > /proc/sys/net/ipv4/ip_local_port_range;"
+                                  " ip address delete 127.0.0.1/8 dev lo"_s));
+    QVERIFY2(other.address().startsWith(u"http://[::1]:4000"_s), qPrintable(other.address()));
+    const QTemporaryDir second;
+    const Program own(second, {},
+                      {u"nsenter"_s, u"--preserve-credentials"_s, u"-U"_s, u"-n"_s, u"-t"_s, other.process(), u"sh"_s,
+                       u"-c"_s, u"ip address add 127.0.0.1/8 dev lo; exec \"$@\""_s, u"sh"_s});
+    QVERIFY2(own.address().startsWith(u"http://127.0.0.1:4000"_s), qPrintable(own.address()));
+    QVERIFY(own.address().last(1) != other.address().last(1));
 }
 
 void LocalServiceProgramTest::losesAtMostTheRequestInFlight()

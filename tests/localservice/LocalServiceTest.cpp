@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <algorithm>
 #include <curl/curl.h>
 #include <future>
 #include <list>
@@ -23,18 +24,26 @@ namespace {
 class RawClient
 {
 public:
-    explicit RawClient(std::uint16_t port, const QByteArray& bytes = {})
+    /// `source` tells the addresses of 127.0.0.0/8 apart that it may speak from.
+    explicit RawClient(std::uint16_t port, const QByteArray& bytes = {}, std::uint32_t source = 1)
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(0x7f000000U + source);
+        ::bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-            std::ignore = ::send(m_socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+            say(bytes);
     }
     ~RawClient() { ::close(m_socket); }
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
+
+    void say(const QByteArray& bytes)
+    {
+        std::ignore = ::send(m_socket, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+    }
 
     /// Reads until `end` has come, or the service closes.
     QByteArray readUntil(const QByteArray& end)
@@ -55,6 +64,32 @@ private:
 
 using Over = Scenario::Over;
 
+/// A listening socket of somebody else's on [::1]; its port is 0 where there is none.
+class Squatter
+{
+public:
+    explicit Squatter(std::uint16_t port = 0)
+    {
+        m_address.sin6_family = AF_INET6;
+        m_address.sin6_addr = in6addr_loopback;
+        m_address.sin6_port = htons(port);
+        socklen_t length = sizeof m_address;
+        auto* address = reinterpret_cast<sockaddr*>(&m_address);
+        if (::bind(m_socket, address, length) != 0 || ::listen(m_socket, 1) != 0 ||
+            ::getsockname(m_socket, address, &length) != 0)
+            m_address.sin6_port = 0;
+    }
+    ~Squatter() { ::close(m_socket); }
+    Squatter(const Squatter&) = delete;
+    Squatter& operator=(const Squatter&) = delete;
+
+    std::uint16_t port() const { return ntohs(m_address.sin6_port); }
+
+private:
+    const int m_socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 m_address{};
+};
+
 std::uint16_t portOf(const Scenario& s)
 {
     return QString::fromStdString(s.service->url("x")).section(u':', -1).toUShort();
@@ -74,6 +109,7 @@ private slots:
     void throttleKeepsPeopleApart();
     void refusesOddRequests_data();
     void refusesOddRequests();
+    void readsWhatIsSentInPieces();
     void answersAsScripted();
     void faultsReachTheClient_data();
     void faultsReachTheClient();
@@ -82,7 +118,10 @@ private slots:
     void speaksTls();
     void idleClientsGiveWay();
     void slowClientsKeepNobodyOut();
+    void floodsEndNobodysConnections_data();
+    void floodsEndNobodysConnections();
     void listensOnLoopbackOnly();
+    void listensOnBothLoopbacks();
     void sharesNoPort();
     void keepsItsFileToItself();
     void samplesAreMadeOnce();
@@ -207,10 +246,34 @@ void LocalServiceTest::refusesOddRequests_data()
     QTest::newRow("second request as a body")
         << QByteArray("GET / HTTP/1.1\r\nContent-Length: 30\r\n\r\nGET /daily/timer/1 HTTP/1.1\r\n\r\n")
         << QByteArray("HTTP/1.1 400");
-    for (const auto* twice :
-         {"Content-Length: 1\r\nContent-Length: 2", "Content-Length: 1\r\nTransfer-Encoding: chunked",
-          "Transfer-Encoding: xchunked", "Content-Length: +1", "Content-Length: 1\r\nHost: clock"})
-        QTest::newRow(twice) << add + twice + "\r\n\r\nx" << QByteArray("HTTP/1.1 400");
+    // What another reader would see the end of the request in, or the beginning of the next one.
+    const QByteArray next = "\r\nGET /daily/timer/1 HTTP/1.1\r\n\r\n";
+    const auto ambiguous = [&](const QByteArray& request) {
+        const auto name = request.toPercentEncoding(" +:;,").replace("%0D%0A", "|");
+        QTest::newRow(name.constData()) << request + next << QByteArray("HTTP/1.1 400");
+    };
+    for (const QByteArray& fields :
+         {"Content-Length: 1\r\nContent-Length: 2"_ba, "Content-Length: 1\r\nContent-Length: 1"_ba,
+          "Content-Length: 1, 1"_ba, "Content-Length: +1"_ba, "Content-Length: 0x1"_ba, "Content-Length: "_ba,
+          "Content-Length : 1"_ba, "Content-Length: 1\n"_ba, "Content-Length: 1\rX: y"_ba, "Content-Length: 1\r\n x"_ba,
+          "Content-Length: 1\r\nX: y\0z"_ba, "Content-Length: 1\r\nno colon"_ba, "Content-Length: 1\r\n: x"_ba,
+          "Content-Length: 1\r\nHost: clock"_ba, "Content-Length: 1\r\nTransfer-Encoding: chunked"_ba,
+          "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked"_ba, "Transfer-Encoding: xchunked"_ba,
+          "Transfer-Encoding: chunked, identity"_ba})
+        ambiguous(add + fields + "\r\n\r\nx");
+    for (const QByteArray& chunks :
+         {"+5\r\nhello\r\n0\r\n"_ba, "0x5\r\nhello\r\n0\r\n"_ba, "-5\r\nhello\r\n0\r\n"_ba, " 5\r\nhello\r\n0\r\n"_ba,
+          "5 \r\nhello\r\n0\r\n"_ba, "\r\nhello\r\n0\r\n"_ba, "5\nhello\r\n0\r\n"_ba, "5;a\nhello\r\n0\r\n"_ba,
+          "5\r\nhello0\r\n"_ba, "5\r\nhellohello\r\n0\r\n"_ba, "5\r\nhello\n0\r\n"_ba, "0\r\nX : y\r\n"_ba,
+          "ffffffffffffffffff\r\nhello\r\n0\r\n"_ba})
+        ambiguous(add + "Transfer-Encoding: chunked\r\n\r\n" + chunks);
+    ambiguous("POST /daily/add HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n");
+    for (const QByteArray& line : {"GET  / HTTP/1.1"_ba, "GET / x HTTP/1.1"_ba, "GET /\t HTTP/1.1"_ba, "GET /"_ba,
+                                   "GET x HTTP/1.1"_ba, "GET / HTTP/2.0"_ba, " GET / HTTP/1.1"_ba})
+        ambiguous(line + "\r\n");
+    QTest::newRow("body in chunks too long")
+        << add + "Transfer-Encoding: chunked\r\n\r\n80000\r\n" + QByteArray(0x80000, 'x') + "\r\n80001\r\n"
+        << QByteArray("HTTP/1.1 413");
     QTest::newRow("endless header") << "GET / HTTP/1.1\r\nX: " + QByteArray(70'000, 'x') << QByteArray("HTTP/1.1 400");
     QTest::newRow("many headers") << "GET / HTTP/1.1\r\n" + QByteArray("X: y\r\n").repeated(20'000)
                                   << QByteArray("HTTP/1.1 400");
@@ -233,6 +296,31 @@ void LocalServiceTest::refusesOddRequests()
     QCOMPARE(reply.count("HTTP/1.1"), 1);
     // Whatever that was, others are served.
     QCOMPARE(s.today().status, 200);
+}
+
+void LocalServiceTest::readsWhatIsSentInPieces()
+{
+    Scenario s;
+    s.service->answer("POST /echo", {Reply{200, "first"}, Reply{200, "second"}});
+    RawClient client(portOf(s));
+    // Each sign a segment of its own, and the next request right behind.
+    for (const char sign : "POST /echo HTTP/1.1\r\nHost:acme\r\ntransfer-encoding:\tChunked \r\nX: \r\n\r\n"
+                           "5;a=b\r\nhe\r\nl\r\n00A\r\no there, x\r\n0\r\nX: y\r\n\r\n"
+                           "POST /echo HTTP/1.1\r\nContent-Length: 3\r\nConnection: x, Close\r\n\r\nabc"_ba)
+        client.say(QByteArray(1, sign));
+    const auto replies = client.readAll();
+    QVERIFY2(replies.contains("first") && replies.endsWith("second"), replies.constData());
+    const auto seen = s.service->requests();
+    QCOMPARE(seen.size(), 2U);
+    QCOMPARE(seen[0].body, "he\r\nlo there, x");
+    QCOMPARE(seen[0].header("host"), "acme");
+    QCOMPARE(seen[0].header("Transfer-Encoding"), "Chunked");
+    QCOMPARE(seen[1].body, "abc");
+
+    RawClient asking(portOf(s), "POST /echo HTTP/1.1\r\nContent-Length: 3\r\nExpect: 100-continue\r\n\r\n");
+    QCOMPARE(asking.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    asking.say("abc");
+    QVERIFY(asking.readUntil("\r\n\r\n").startsWith("HTTP/1.1 401"));
 }
 
 void LocalServiceTest::answersAsScripted()
@@ -394,6 +482,36 @@ void LocalServiceTest::slowClientsKeepNobodyOut()
     QCOMPARE(s.service->requests().back().peer, "127.0.0.2");
 }
 
+void LocalServiceTest::floodsEndNobodysConnections_data()
+{
+    QTest::addColumn<QByteArray>("flood");
+    QTest::newRow("of clients that say nothing") << "GET / HT"_ba;
+    QTest::newRow("of clients that stay") << "GET / HTTP/1.1\r\n\r\n"_ba;
+}
+
+void LocalServiceTest::floodsEndNobodysConnections()
+{
+    QFETCH(QByteArray, flood);
+    Scenario s;
+    const QByteArray request = "GET / HTTP/1.1\r\n\r\n";
+    const QByteArray end = "API request.";
+    std::list<RawClient> kept;
+    for (std::uint32_t i = 0; i < 36; ++i) {
+        // Twelve at the same address, and one each at others.
+        kept.emplace_back(portOf(s), request, 10 + std::max(12U, i));
+        QVERIFY(kept.back().readUntil(end).startsWith("HTTP/1.1 401"));
+    }
+    std::list<RawClient> clients;
+    for (int i = 0; i < 300; ++i)
+        clients.emplace_back(portOf(s), flood);
+    // They come in order: when the last one has been answered or sent away, the others have been as well.
+    clients.back().readUntil(end);
+    for (auto& client : kept) {
+        client.say(request);
+        QVERIFY(client.readUntil(end).startsWith("HTTP/1.1 401"));
+    }
+}
+
 void LocalServiceTest::listensOnLoopbackOnly()
 {
     QTemporaryDir folder;
@@ -402,6 +520,34 @@ void LocalServiceTest::listensOnLoopbackOnly()
         QVERIFY2(!service.start(), address);
     }
     QVERIFY(!QFileInfo::exists(folder.filePath(u"x"_s)));
+}
+
+void LocalServiceTest::listensOnBothLoopbacks()
+{
+    const Squatter squatter;
+    if (squatter.port() == 0)
+        QSKIP("this machine has no [::1]");
+    const bool isRoot = ::geteuid() == 0;
+    for (const auto* address : {"127.0.0.1", "::1", "0:0:0:0:0:0:0:1"}) {
+        QTemporaryDir folder;
+        localservice::Service::Options options{.dataFile = folder.filePath(u"x"_s).toStdString(), .address = address};
+        localservice::Service service(options);
+        const auto port = service.start();
+        QVERIFY2(port, port ? "" : port.error().c_str());
+        for (const auto& host : {u"127.0.0.1"_s, u"[::1]"_s}) {
+            HttpClient client(u"http://%1:%2"_s.arg(host).arg(*port), {}, {});
+            QCOMPARE(client.get(u"/"_s).status, 401);
+            QVERIFY(!isRoot || ::seteuid(4242) == 0);
+            QCOMPARE(Squatter(*port).port(), std::uint16_t{0});
+            QVERIFY(!isRoot || ::seteuid(0) == 0);
+        }
+        service.stop();
+        // Half of the addresses would be worse than none: the other half may be somebody else's.
+        options.port = squatter.port();
+        QVERIFY(!localservice::Service(options).start());
+    }
+    Scenario s;
+    QCOMPARE(s.today().status, 200);
 }
 
 void LocalServiceTest::sharesNoPort()
