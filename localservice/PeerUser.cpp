@@ -105,6 +105,21 @@ std::optional<uid_t> ownerIn(const char* table, const End& own, const End& other
     return {};
 }
 
+/// Within a container, all users of whom it knows nothing have one number.
+bool isAnybody(uid_t user)
+{
+    uid_t overflow = 65534;
+    std::ifstream("/proc/sys/kernel/overflowuid") >> overflow;
+    if (user != overflow)
+        return false;
+    constexpr std::uint64_t allUsers = 0xffffffff;
+    std::uint64_t inside = 0;
+    std::uint64_t outside = 0;
+    std::uint64_t count = 0;
+    std::ifstream("/proc/self/uid_map") >> inside >> outside >> count;
+    return count != allUsers;
+}
+
 } // namespace
 
 std::optional<uid_t> userAtOtherEnd(int socket)
@@ -114,9 +129,9 @@ std::optional<uid_t> userAtOtherEnd(int socket)
     if (!here || !there)
         return {};
     // A browser's socket for both versions of IP stands in the second table, though it speaks the fourth.
-    for (const char* table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+    for (const char* table : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
         if (const auto owner = ownerIn(table, *there, *here))
-            return owner;
+            return isAnybody(*owner) ? std::nullopt : owner;
     }
     return {};
 }

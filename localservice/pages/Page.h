@@ -21,7 +21,7 @@ struct Visit
     Storage& storage;
     Person person;
     Seconds now = 0;
-    std::string session;   ///< the secret of the session, which never stands in a page
+    std::string session;   ///< the key of the session, which never stands in a page
     std::string formToken; ///< every form of the session carries it
     Form query;
     Form form;                  ///< the fields that were sent; already known to come from a page of this session

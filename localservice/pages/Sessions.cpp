@@ -14,29 +14,26 @@ constexpr Seconds useResolution = 60;
 
 } // namespace
 
-std::optional<std::string> Sessions::begin(Id person, Seconds now)
+bool Sessions::begin(std::string_view key, Id person, Seconds now)
 {
-    const auto secret = randomSecret();
-    if (!secret)
-        return {};
     const auto begun = m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
         SQLite::Statement old(database, "DELETE FROM sessions WHERE used_at < ? OR created_at < ?");
         SQLite::bind(old, now - longestPause, now - longestLife);
         old.exec();
         SQLite::Statement insert(database,
                                  "INSERT INTO sessions (digest, person_id, created_at, used_at) VALUES (?, ?, ?, ?)");
-        SQLite::bind(insert, digestOf("session " + *secret), person, now, now);
+        SQLite::bind(insert, digestOf("session " + std::string(key)), person, now, now);
         insert.exec();
         return {};
     });
-    return begun ? secret : std::nullopt;
+    return begun.has_value();
 }
 
-std::optional<Person> Sessions::find(std::string_view secret, Seconds now)
+std::optional<Person> Sessions::find(std::string_view key, Seconds now)
 {
-    if (secret.empty())
+    if (key.empty())
         return {};
-    const std::string digest = digestOf("session " + std::string(secret));
+    const std::string digest = digestOf("session " + std::string(key));
     Seconds used = 0;
     const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
         SQLite::Statement query(database, "SELECT person_id, used_at FROM sessions"
@@ -61,12 +58,12 @@ std::optional<Person> Sessions::find(std::string_view secret, Seconds now)
     return *found;
 }
 
-void Sessions::end(std::string_view secret)
+void Sessions::end(std::string_view key)
 {
     // A session that cannot be deleted ends by itself; the browser has forgotten it by now.
     static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
         SQLite::Statement statement(database, "DELETE FROM sessions WHERE digest = ?");
-        statement.bind(1, digestOf("session " + std::string(secret)));
+        statement.bind(1, digestOf("session " + std::string(key)));
         statement.exec();
         return {};
     }));
@@ -79,9 +76,9 @@ void Sessions::endAllOf(SQLite::Database& database, Id person, std::string_view 
     statement.exec();
 }
 
-std::string Sessions::formToken(std::string_view secret)
+std::string Sessions::formToken(std::string_view key)
 {
-    return digestOf("form " + std::string(secret));
+    return digestOf("form " + std::string(key));
 }
 
 } // namespace localservice

@@ -27,12 +27,32 @@ Reply wrongMethod(Reply reply, const std::string& allowed)
     return reply;
 }
 
+std::optional<uid_t> userOf(const Request& request)
+{
+    return request.user ? request.user() : std::nullopt;
+}
+
 /// Whether the browser is this machine's user's own: whoever else reads a link (the command line that starts a browser
 /// is public) gets nowhere with it.
 bool isOwnBrowser(const Request& request)
 {
-    const auto user = request.user ? request.user() : std::nullopt;
-    return user && (::geteuid() == 0 || *user == ::geteuid());
+    return userOf(request) == ::geteuid();
+}
+
+/// The key of the session that a cookie's secret stands for: empty when it stands for none. Browsers give the cookie to
+/// whatever listens at our name, on any port, and without encryption that may be another user's program: what it got is
+/// worth nothing from there. Who cannot be told is nobody.
+std::string sessionKey(const Request& request, std::string_view secret)
+{
+    const auto user = secret.empty() || request.secure ? std::nullopt : userOf(request);
+    if (secret.empty() || !(request.secure || user))
+        return {};
+    return std::string(secret) + (user ? " of user " + std::to_string(*user) : " over TLS");
+}
+
+std::string sessionKey(const Request& request)
+{
+    return sessionKey(request, sessionCookie(request));
 }
 
 } // namespace
@@ -90,19 +110,19 @@ Reply Site::answer(const Request& request)
                                 : "There is no account of this name here. The address begins with the account’s name.");
     if (request.path() == "/sign-in" && isForm)
         return signIn(request, *account, now);
-    const auto secret = sessionCookie(request);
-    auto person = m_sessions.find(secret, now);
-    return person ? answerSignedIn(request, secret, std::move(*person), now)
-                  : askToSignIn(request, *account, !secret.empty());
+    const auto session = sessionKey(request);
+    auto person = m_sessions.find(session, now);
+    return person ? answerSignedIn(request, session, std::move(*person), now)
+                  : askToSignIn(request, *account, !sessionCookie(request).empty());
 }
 
-Reply Site::answerSignedIn(const Request& request, std::string_view secret, Person person, Seconds now)
+Reply Site::answerSignedIn(const Request& request, std::string_view session, Person person, Seconds now)
 {
-    Visit visit = this->visit(request, secret, std::move(person), now);
+    Visit visit = this->visit(request, session, std::move(person), now);
     if (request.method == "POST") {
         visit.form = Form::read(request.body);
         if (request.path() == "/sign-out") {
-            m_sessions.end(secret);
+            m_sessions.end(session);
             return withSessionCookie(goTo(signInPath("/daily", SignInReason::SignedOut)), request, {});
         }
         if (!isSameSecret(visit.form.text("token"), visit.formToken)) {
@@ -158,17 +178,22 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
             reply.headers.emplace_back("Retry-After", std::to_string(wait->count()));
         return reply;
     }
-    const auto secret = m_sessions.begin(person->id, now);
+    const auto secret = enter(request, person->id, now);
     if (!secret) {
+        const bool isTold = request.secure || userOf(request);
         const auto trouble = m_storage.trouble();
-        signIn.problem = trouble ? trouble->message : "The data file cannot be written now. Try again.";
-        signIn.status = 500;
+        signIn.problem = !isTold   ? "This computer does not tell whose browser this is, and without encryption nobody "
+                                     "else could be kept out."
+                         : trouble ? trouble->message
+                                   : "The data file cannot be written now. Try again.";
+        signIn.status = isTold ? 500 : 403;
         return signInPage(signIn);
     }
     if (signIn.held.empty())
-        return enter(request, goTo(signIn.target), *secret);
+        return withSessionCookie(goTo(signIn.target), request, *secret);
     signIn.held.target = pathHere(signIn.held.target);
-    return enter(request, sendAgainPage(visit(request, *secret, std::move(*person), now), signIn.held), *secret);
+    const Visit entered = visit(request, sessionKey(request, *secret), std::move(*person), now);
+    return withSessionCookie(sendAgainPage(entered, signIn.held), request, *secret);
 }
 
 std::string Site::signInLink(const std::string& subdomain, const std::string& email, const std::string& target)
@@ -190,33 +215,38 @@ Reply Site::followLink(const Request& request, Seconds now)
     // A look ahead must not use the link up before the person comes.
     if (!isGoneTo(request))
         return goTo(signInPath(target));
-    const auto session = m_sessions.find(sessionCookie(request), now);
+    const auto session = m_sessions.find(sessionKey(request), now);
     const auto person =
         m_options.signInLinks && isOwnBrowser(request) ? m_links.take(query.text("key"), now) : std::nullopt;
     if (session && (!person || session->id == *person))
         return goTo(target);
-    const auto secret = person ? m_sessions.begin(*person, now) : std::nullopt;
+    const auto secret = person ? enter(request, *person, now) : std::nullopt;
     if (const auto trouble = m_storage.trouble(); person && !secret && trouble)
         return plainProblem(trouble->status, "That Did Not Work", trouble->message);
-    return secret ? enter(request, goTo(target), *secret) : goTo(signInPath(target, SignInReason::LinkUsed));
+    return secret ? withSessionCookie(goTo(target), request, *secret)
+                  : goTo(signInPath(target, SignInReason::LinkUsed));
 }
 
-Reply Site::enter(const Request& request, Reply reply, std::string_view secret)
+std::optional<std::string> Site::enter(const Request& request, Id person, Seconds now)
 {
+    const auto secret = randomSecret();
+    const auto session = sessionKey(request, secret.value_or(std::string()));
+    if (session.empty() || !m_sessions.begin(session, person, now))
+        return {};
     // Whoever was signed in with this browser before is not any more.
-    if (const auto before = sessionCookie(request); !before.empty())
+    if (const auto before = sessionKey(request); !before.empty())
         m_sessions.end(before);
-    return withSessionCookie(std::move(reply), request, secret);
+    return secret;
 }
 
-Visit Site::visit(const Request& request, std::string_view secret, Person person, Seconds now)
+Visit Site::visit(const Request& request, std::string_view session, Person person, Seconds now)
 {
     return {request,
             m_storage,
             std::move(person),
             now,
-            std::string(secret),
-            Sessions::formToken(secret),
+            std::string(session),
+            Sessions::formToken(session),
             Form::read(request.query()),
             {},
             m_options.withinProgram};

@@ -67,15 +67,16 @@ private:
         std::string name;
     };
 
-    Reply answerSignedIn(const Request& request, std::string_view secret, Person person, Seconds now);
+    Reply answerSignedIn(const Request& request, std::string_view session, Person person, Seconds now);
     Reply answerTo(const Visit& visit);
     Reply asset(std::string_view name) const;
     std::optional<Account> account(const Request& request);
     Reply askToSignIn(const Request& request, const Account& account, bool hadSession);
     Reply signIn(const Request& request, const Account& account, Seconds now);
     Reply followLink(const Request& request, Seconds now);
-    Visit visit(const Request& request, std::string_view secret, Person person, Seconds now);
-    Reply enter(const Request& request, Reply reply, std::string_view secret);
+    /// Begins a session; answers the secret for its cookie.
+    std::optional<std::string> enter(const Request& request, Id person, Seconds now);
+    Visit visit(const Request& request, std::string_view session, Person person, Seconds now);
 
     Storage& m_storage;
     Clock m_clock;

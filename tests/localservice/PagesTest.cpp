@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QUrlQuery>
 
+#include <curl/curl.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -103,6 +104,8 @@ private Q_SLOTS:
     void keepsFormsOfEndedSessions();
     void linksSignInOnce();
     void linksAreForTheirUser();
+    void sessionsAreForTheirUser_data();
+    void sessionsAreForTheirUser();
     void theProgramNeedsNoAdvice();
     void protectsEveryAnswer_data();
     void protectsEveryAnswer();
@@ -366,6 +369,59 @@ void PagesTest::linksAreForTheirUser()
     QVERIFY(stranger.cookie.isEmpty());
     QCOMPARE(where(entered), u"303 /reports"_s);
     QVERIFY(own.isSignedIn());
+}
+
+void PagesTest::sessionsAreForTheirUser_data()
+{
+    QTest::addColumn<Scenario::Over>("over");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<bool>("byLink");
+    QTest::newRow("with a password") << Scenario::Over::Plain << u"127.0.0.1"_s << false;
+    QTest::newRow("with a password, [::1]") << Scenario::Over::Plain << u"::1"_s << false;
+    QTest::newRow("by a link") << Scenario::Over::Plain << u"127.0.0.1"_s << true;
+    QTest::newRow("by a link, [::1]") << Scenario::Over::Plain << u"::1"_s << true;
+    // Whoever comes over the network belongs to no user of this machine.
+    QTest::newRow("over TLS") << Scenario::Over::Tls << u"127.0.0.1"_s << false;
+}
+
+void PagesTest::sessionsAreForTheirUser()
+{
+    QFETCH(Scenario::Over, over);
+    QFETCH(QString, source);
+    QFETCH(bool, byLink);
+    if (::geteuid() != 0)
+        QSKIP("only root can be two users");
+    Scenario s(over);
+    Browser own(s);
+    Browser other(s);
+    for (Browser* browser : {&own, &other}) {
+        browser->client.source = source;
+        browser->client.trusted = s.client(s.acme)->trusted;
+    }
+    if (own.get(u"/sign-in"_s).error == CURLE_INTERFACE_FAILED)
+        QSKIP("this machine has no [::1]");
+    QVERIFY(::seteuid(4242) == 0);
+    other.get(u"/sign-in"_s); // from here on it has a connection, which is that user's
+    QVERIFY(::seteuid(0) == 0);
+    const auto link = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
+    QCOMPARE(where(byLink ? own.get(link.mid(own.url.size())) : own.signIn()), u"303 /reports"_s);
+    QCOMPARE(s.service->requests().back().peer, source.toStdString());
+    QVERIFY(own.isSignedIn());
+    const bool isAnybodys = over == Scenario::Over::Tls;
+    const QString token = own.token();
+    const QString stolen = own.cookie;
+
+    other.cookie = stolen;
+    QCOMPARE(other.isSignedIn(), isAnybodys);
+    if (isAnybodys)
+        return;
+    QCOMPARE(other.post(u"/sign-out"_s, {{u"token"_s, token}}).status, 303);
+    // Nor does one that begins take the place of the other's.
+    other.cookie = stolen;
+    QCOMPARE(where(other.signIn()), u"303 /reports"_s);
+    QVERIFY(other.isSignedIn() && own.isSignedIn());
+    own.cookie = other.cookie;
+    QVERIFY(!own.isSignedIn());
 }
 
 void PagesTest::theProgramNeedsNoAdvice()

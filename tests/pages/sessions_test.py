@@ -1,5 +1,10 @@
 """Sessions that end while somebody works, and two browsers at once."""
 
+import os
+import socket
+import subprocess
+import unittest
+
 import crawl
 import pages
 
@@ -107,6 +112,46 @@ class Sessions(pages.PageTest):
         there.going(there.driver.find_elements("css selector", timers)[0].click)
         running = self.host.data("SELECT id FROM entries WHERE timer_started IS NOT NULL AND person_id = 1")
         self.assertEqual(running, [(11,)])
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can be two users")
+    def test_a_stolen_cookie_is_worth_nothing_to_another_user(self):
+        self.sign_in(to=TODAY)
+        stolen = self.cookies()
+
+        def ask(address, *user):
+            command = [*user, "curl", "-sS", "-o", "/dev/null", "-w", "%{http_code}", "--noproxy", "*", "-H",
+                       "Accept: text/html", "-H", f"Cookie: {stolen}", "--resolve",
+                       f"acme.localhost:{self.host.port}:{address}", self.host.url(TODAY)]
+            return subprocess.run(command, capture_output=True, text=True, check=True).stdout
+
+        for address in ("127.0.0.1", "::1"):
+            with self.subTest(address=address):
+                self.assertEqual(ask(address), "200")
+                self.assertEqual(ask(address, "setpriv", "--reuid=4242", "--clear-groups"), "303")
+        self.open("/account")
+        self.assertEqual(self.path, "/account")
+
+    def test_only_who_can_be_told_is_signed_in(self):
+        self.sign_in(to=TODAY)
+        stolen = self.cookies()
+
+        def ask(ending, text):
+            # A socket for both versions of IP, as browsers may have it.
+            with socket.create_connection(("::ffff:127.0.0.1", int(self.host.port)), pages.LONGEST) as client:
+                # Held back until there is more to go with it: the end.
+                client.setsockopt(socket.IPPROTO_TCP, socket.TCP_CORK, int(ending))
+                client.sendall(text.replace("\n", "\r\n").encode())
+                if ending:
+                    client.shutdown(socket.SHUT_WR)
+                return client.recv(12).decode()
+
+        host = f"Host: acme.localhost:{self.host.port}\n"
+        page = f"GET {TODAY} HTTP/1.1\n{host}Accept: text/html\nCookie: {stolen}\n\n"
+        form = "email=ann@example.com&password=secret"
+        sign_in = (f"POST /sign-in HTTP/1.1\n{host}Origin: {self.host.url()}\nContent-Length: {len(form)}\n"
+                   f"Content-Type: application/x-www-form-urlencoded\n\n{form}")
+        self.assertEqual([ask(False, page), ask(False, sign_in)], ["HTTP/1.1 200", "HTTP/1.1 303"])
+        self.assertEqual([ask(True, page), ask(True, sign_in)], ["HTTP/1.1 303", "HTTP/1.1 403"])
 
     def notes_of(self, entry):
         return self.host.data("SELECT notes FROM entries WHERE id = ?", entry)[0][0]
