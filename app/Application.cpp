@@ -240,7 +240,7 @@ int Application::run(int argc, char** argv)
     platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
     WrenfoldMenulet* controller = nullptr;
     std::optional<SessionBus> sessionBus;
-    std::vector<QString> waiting;
+    std::vector<std::pair<QString, SessionBus::Done>> waiting;
     platform::SingleInstance instance;
     const bool first = instance.claim(
         std::move(startedBy),
@@ -248,12 +248,11 @@ int Application::run(int argc, char** argv)
             if (controller)
                 controller->applicationShouldHandleReopen(false);
         },
-        [&](const QString& action) -> std::optional<SessionBus::Refusal> {
+        [&](const QString& action, SessionBus::Done done) {
             if (sessionBus)
-                return sessionBus->perform(action);
-            // The desktop has started the program for it.
-            waiting.push_back(action);
-            return std::nullopt;
+                sessionBus->perform(action, done);
+            else // the desktop has started the program for it
+                waiting.emplace_back(action, std::move(done));
         });
     if (!first)
         return 0;
@@ -266,9 +265,8 @@ int Application::run(int argc, char** argv)
     const auto awake = [&] {
         menulet.awakeFromNib();
         sessionBus.emplace(menulet, instance.busObject());
-        // What cannot be done shows: the preferences ask to sign in, the face says that the service is not there.
-        for (const QString& action : waiting)
-            static_cast<void>(sessionBus->perform(action));
+        for (const auto& [action, done] : waiting)
+            sessionBus->perform(action, done);
     };
     new FirstPaint(menulet.statusItemView(), [&] {
         QApplication::setWindowIcon(applicationIcon());

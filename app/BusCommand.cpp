@@ -26,6 +26,8 @@ namespace {
 
 constexpr int ExitFailed = 1;
 constexpr int PatienceMilliseconds = 2000;
+/// For what the service is asked for: it has 20 s to answer.
+constexpr int ServicePatienceMilliseconds = 30'000;
 
 struct Named
 {
@@ -214,9 +216,10 @@ int BusCommand::carryOut() const
     }
     const QLatin1StringView action = find(name)->action;
     if (!action.isEmpty()) {
-        const QDBusMessage reply = bus.call(methodCall(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
-                                                << QString(action) << QVariantList() << platform::startupIds(),
-                                            QDBus::Block, PatienceMilliseconds);
+        const QDBusMessage reply =
+            bus.call(methodCall(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
+                         << QString(action) << QVariantList() << platform::startupIds(),
+                     QDBus::Block, action == "toggle"_L1 ? ServicePatienceMilliseconds : PatienceMilliseconds);
         if (reply.type() != QDBusMessage::ErrorMessage)
             return 0;
         // It has the call, and may come back to it.

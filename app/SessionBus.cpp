@@ -17,7 +17,8 @@ namespace app {
 
 using namespace Qt::StringLiterals;
 
-using Refusal = SessionBus::Refusal;
+using Refusal = platform::SingleInstance::Refusal;
+using Done = SessionBus::Done;
 
 namespace {
 
@@ -56,38 +57,48 @@ Refusal offline()
     return refusal("Offline", QObject::tr("the service cannot be reached"));
 }
 
-/// As a press on the button, and says when no timer comes of it.
-std::optional<Refusal> toggle(WrenfoldMenulet& menulet)
+/// As a press on the button, and says when no timer came of it.
+void toggle(WrenfoldMenulet& menulet, const Done& done)
 {
     const bool hasEntry = menulet.hasCurrentEntry();
-    if (menulet.offline() && (hasEntry || !menulet.loggedOut()))
-        return offline();
-    menulet.toggleCurrentTimer(nullptr);
+    if (menulet.offline() && (hasEntry || !menulet.loggedOut())) {
+        done(offline());
+        return;
+    }
+    menulet.toggleCurrentTimer(nullptr, [done](bool toggled) {
+        done(toggled ? std::nullopt
+                     : std::optional(refusal("Failed", QObject::tr("the service did not start or stop the timer"))));
+    });
     if (hasEntry)
-        return std::nullopt;
+        return;
     if (menulet.loggedOut())
-        return signedOut();
-    return refusal("NoEntry",
-                   QObject::tr("there is no entry to start or stop: choose one in the window for a new timer"));
+        done(signedOut());
+    else
+        done(refusal("NoEntry",
+                     QObject::tr("there is no entry to start or stop: choose one in the window for a new timer")));
 }
 
 /// Does what an item of the menu does, where the menu would let a person choose it.
-std::optional<Refusal> perform(WrenfoldMenulet& menulet, const QString& action)
+void perform(WrenfoldMenulet& menulet, const QString& action, const Done& done)
 {
     const auto* known = std::ranges::find(Actions, action, &NamedAction::name);
-    if (known == std::end(Actions))
-        return refusal("NoSuchAction", QObject::tr("there is no action “%1”").arg(action));
+    if (known == std::end(Actions)) {
+        done(refusal("NoSuchAction", QObject::tr("there is no action “%1”").arg(action)));
+        return;
+    }
     const StatusMenu& menu = menulet.menu();
     QAction* item = menu.*known->item;
-    if (item == menu.toggleCurrentTimerMenuItem)
-        return toggle(menulet);
-    if (menulet.loggedOut() && menu.needsAccount(item))
-        return signedOut();
-    // While offline the menu shows what cannot be done then in grey.
-    if (!item->isEnabled())
-        return offline();
-    item->trigger();
-    return std::nullopt;
+    if (item == menu.toggleCurrentTimerMenuItem) {
+        toggle(menulet, done);
+    } else if (menulet.loggedOut() && menu.needsAccount(item)) {
+        done(signedOut());
+    } else if (!item->isEnabled()) {
+        // While offline the menu shows what cannot be done then in grey.
+        done(offline());
+    } else {
+        item->trigger();
+        done(std::nullopt);
+    }
 }
 
 } // namespace
@@ -156,10 +167,11 @@ public slots:
 private:
     void carryOut(const QString& action, const QDBusMessage& call)
     {
-        if (const auto refused = perform(m_menulet, action)) {
-            call.setDelayedReply(true);
-            QDBusConnection::sessionBus().send(call.createErrorReply(refused->error, refused->reason));
-        }
+        call.setDelayedReply(true);
+        perform(m_menulet, action, [call](const std::optional<Refusal>& refused) {
+            QDBusConnection::sessionBus().send(refused ? call.createErrorReply(refused->error, refused->reason)
+                                                       : call.createReply());
+        });
     }
 
     QVariantMap properties() const
@@ -203,9 +215,9 @@ SessionBus::SessionBus(WrenfoldMenulet& menulet, QObject* object)
 
 SessionBus::~SessionBus() = default;
 
-std::optional<Refusal> SessionBus::perform(const QString& action) const
+void SessionBus::perform(const QString& action, const Done& done) const
 {
-    return app::perform(m_menulet, action);
+    app::perform(m_menulet, action, done);
 }
 
 } // namespace app

@@ -16,14 +16,15 @@ class WrenfoldMenulet;
 class SessionBus
 {
 public:
-    using Refusal = platform::SingleInstance::Refusal;
+    using Done = platform::SingleInstance::Done;
 
     /// `menulet` has its menu and outlives this. `object` stands on the bus; null: there is none.
     SessionBus(WrenfoldMenulet& menulet, QObject* object);
     ~SessionBus();
 
-    /// Does what the item of the status menu with that name does, where the menu would let a person choose it.
-    std::optional<Refusal> perform(const QString& action) const;
+    /// Does what the item of the status menu with that name does, where the menu would let a person choose it. `done`
+    /// hears of it at once; of a toggle that was sent, when the service has answered.
+    void perform(const QString& action, const Done& done) const;
 
 private:
     WrenfoldMenulet& m_menulet;

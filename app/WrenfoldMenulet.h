@@ -187,6 +187,8 @@ public:
     /// Starts or stops the current entry's timer; without an entry, opens the window for a new one, or the preferences
     /// while nobody is signed in.
     void toggleCurrentTimer(QObject* sender) override;
+    /// The same, for who must know what came of it. `ended` is not called where there is no entry.
+    void toggleCurrentTimer(QObject* sender, std::function<void(bool toggled)> ended);
     bool hasCurrentEntry() const { return currentEntry(); }
     void checkForUpdates(QObject* sender);
     void quitQuilonForMac(QObject* sender);

@@ -238,10 +238,15 @@ void WrenfoldMenulet::manageTasks(QObject* /*sender*/)
     openPage(u"/tasks"_s);
 }
 
-void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/)
+void WrenfoldMenulet::toggleCurrentTimer(QObject* sender)
+{
+    toggleCurrentTimer(sender, {});
+}
+
+void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/, std::function<void(bool)> ended)
 {
     if (const model::DayEntry* entry = currentEntry())
-        m_api->toggleTimer(*entry);
+        m_api->toggleTimer(*entry, std::move(ended));
     else if (m_loggedOut)
         showPreferencePanel(this); // the button is under the words that ask to sign in
     else

@@ -57,8 +57,10 @@ public slots:
     {
         Q_UNUSED(parameter);
         takeIds(platformData);
-        if (const auto refusal = m_perform(name))
-            sendErrorReply(refusal->error, refusal->reason);
+        setDelayedReply(true);
+        m_perform(name, [call = message(), bus = connection()](const std::optional<SingleInstance::Refusal>& refused) {
+            bus.send(refused ? call.createErrorReply(refused->error, refused->reason) : call.createReply());
+        });
     }
 
 private:

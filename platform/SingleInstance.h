@@ -39,8 +39,10 @@ public:
         QString error;
         QString reason;
     };
+    /// To be called once, at once or later, with why not or nothing. Main thread.
+    using Done = std::function<void(const std::optional<Refusal>& refused)>;
     /// Carries out one of the program's actions (Desktop Entry Specification, `ActivateAction`).
-    using PerformAction = std::function<std::optional<Refusal>(const QString& name)>;
+    using PerformAction = std::function<void(const QString& name, Done done)>;
 
     /// True: this is the first, and `activated` is called on the main thread whenever another start, the desktop or a
     /// person at the bus asks for the program. False: another one runs and was told; leave with success. Takes a few

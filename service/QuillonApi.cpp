@@ -130,7 +130,7 @@ void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotif
     add(std::move(operation), andNotify);
 }
 
-void QuillonApi::toggleTimer(const model::DayEntry& entry)
+void QuillonApi::toggleTimer(const model::DayEntry& entry, Ended ended)
 {
     auto operation = std::make_unique<QuillonNetworkOperation>("/daily/timer/"_L1 + entry.idString(),
                                                                &model::DayEntry::parseXml, m_userCredentials);
@@ -138,6 +138,7 @@ void QuillonApi::toggleTimer(const model::DayEntry& entry)
     operation->setNotificationSelector({"toggleTimerDidSucceed"_L1, &OutcomeReceiver::toggleTimerDidSucceed});
     operation->setErrorNotificationSelector(
         {"toggleTimerDidFailWithError"_L1, &OutcomeReceiver::toggleTimerDidFailWithError});
+    operation->setEnded(std::move(ended));
     add(std::move(operation), delegate());
     requestDailyTimesheetForDate(entry.spentAt().toLocalTime().date());
 }

@@ -80,7 +80,7 @@ public:
     void startNewTimer(model::DayEntry& entry, Ended ended = {});
     void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify);
     /// Starts or stops the entry's timer, then requests the slim sheet of its day: other entries may have been stopped.
-    void toggleTimer(const model::DayEntry& entry);
+    void toggleTimer(const model::DayEntry& entry, Ended ended = {});
     void updateTimer(model::DayEntry& entry, Ended ended = {});
     void deleteTimer(const model::DayEntry& entry);
     /// Takes the idle time (seconds) off the entry, which stops, here at once and then on the service, unless the entry

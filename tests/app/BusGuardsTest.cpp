@@ -4,6 +4,19 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// The error that is answered in the end, empty when it was done.
+QString perform(AppRun& run, const app::SessionBus& bus, const QString& action)
+{
+    QStringList answers;
+    bus.perform(action, [&](const auto& refused) { answers << (refused ? refused->error : QString()); });
+    run.settle();
+    return answers.size() == 1 ? answers.first() : u"answers: "_s + QString::number(answers.size());
+}
+
+} // namespace
+
 /// What callers on the session bus may ask for, and when.
 class BusGuardsTest final : public QObject
 {
@@ -49,12 +62,11 @@ void BusGuardsTest::guards()
         run.windowCalls.clear();
         run.test.desktop.opened.clear();
         run.requested();
-        const auto refusal = bus.perform(action);
-        run.settle();
+        const QString answer = perform(run, bus, action);
         QStringList seen = run.windowCalls + run.requested();
         for (const QUrl& url : run.test.desktop.opened)
             seen << url.path();
-        return std::pair(refusal ? refusal->error : QString(), seen.contains(effect));
+        return std::pair(answer, seen.contains(effect));
     };
     const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
 
@@ -79,16 +91,24 @@ void BusGuardsTest::nothingToToggle()
     const auto toggle = [&] {
         run.windowCalls.clear();
         run.requested();
-        const auto refusal = bus.perform(u"toggle"_s);
-        run.settle();
-        return QStringList(refusal ? refusal->error.section(u'.', -1) : u"toggled"_s) + run.windowCalls +
-               run.requested();
+        const QString answer = perform(run, bus, u"toggle"_s);
+        return QStringList(answer.section(u'.', -1)) + run.windowCalls + run.requested();
     };
     QCOMPARE(toggle(), QStringList({u"NoEntry"_s, u"new timer show"_s}));
     run.test.network.setReachable(false);
     QCOMPARE(toggle(), QStringList(u"Offline"_s));
     run.menulet->authenticationFailed();
     QCOMPARE(toggle(), QStringList({u"SignedOut"_s, u"preferences show"_s}));
+
+    // Refused by the service, and a reply that is neither yes nor no.
+    run.test.network.setReachable(true);
+    run.settle();
+    run.startTimer(u"Design"_s);
+    const std::string id = run.menulet->company()->mostRecentDayEntry()->idString().toStdString();
+    run.service.answer("GET /daily/timer/" + id, {{500, "oops"}, {200, "<!DOCTYPE html>"}});
+    QCOMPARE(toggle().first(), u"Failed"_s);
+    QCOMPARE(toggle().first(), u"Failed"_s);
+    QCOMPARE(toggle().first(), QString());
 }
 
 void BusGuardsTest::statusOfTheCurrentEntry()

@@ -185,9 +185,9 @@ def signed_in(program):
 
     # A program that hangs may still do what it was asked for, and then does.
     process.send_signal(signal.SIGSTOP)
-    assert run(program, "toggle") == (1, "", "quillon: the program that runs does not answer, and may still do it\n")
+    assert run(program, "timesheet") == (1, "", "quillon: the program that runs does not answer, and may still do it\n")
     process.send_signal(signal.SIGCONT)
-    until("it runs", lambda: client.changes[-1] == {"Running": True, "State": "running"})
+    until("the timesheet in front", lambda: active() == "Timesheet")
 
     assert run(program, "quit") == (0, "", "")
     assert process.wait(LONGEST) == 0

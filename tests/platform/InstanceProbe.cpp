@@ -20,11 +20,13 @@ int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
     platform::SingleInstance instance;
-    const auto perform = [](const QString& name) -> std::optional<platform::SingleInstance::Refusal> {
-        if (name != QLatin1StringView("show"))
-            return platform::SingleInstance::Refusal{QStringLiteral("com.example.NoSuchAction"), name};
+    const auto perform = [](const QString& name, const platform::SingleInstance::Done& done) {
+        if (name != QLatin1StringView("show")) {
+            done(platform::SingleInstance::Refusal{QStringLiteral("com.example.NoSuchAction"), name});
+            return;
+        }
         say("show");
-        return std::nullopt;
+        done(std::nullopt);
     };
     if (!instance.claim(
             platform::startupIds(), [] { say("activated"); }, perform)) {
