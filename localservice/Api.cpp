@@ -362,15 +362,20 @@ tl::expected<Person, Reply> Api::signedIn(const Request& request)
     if (!credentials)
         return stranger();
     if (digestOf(credentials->password) == m_ownerDigest) {
-        const auto owner = m_storage.look([&](SQLite::Database& database) -> tl::expected<Person, Problem> {
-            auto person = ownerOf(database, request.subdomain());
-            return person ? tl::expected<Person, Problem>(std::move(*person)) : tl::unexpected(Problem{});
-        });
-        return owner ? tl::expected<Person, Reply>(*owner) : stranger();
+        const auto owner =
+            m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
+                return ownerOf(database, request.subdomain());
+            });
+        if (!owner)
+            return tl::unexpected(failure(owner.error()));
+        return *owner ? tl::expected<Person, Reply>(**owner) : stranger();
     }
     auto person = m_signIn.person(request, credentials->email, credentials->password);
     if (person)
         return std::move(*person);
+    // Or clients would forget who they are.
+    if (const auto& problem = person.error().problem)
+        return tl::unexpected(failure(*problem));
     const auto wait = person.error().tryAgainIn;
     return wait ? stranger(429, {{"Retry-After", std::to_string(wait->count())}}) : stranger();
 }

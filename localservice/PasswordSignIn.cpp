@@ -12,7 +12,9 @@ tl::expected<Person, PasswordSignIn::Refusal> PasswordSignIn::person(const Reque
     auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
         return personByEmail(database, email, request.subdomain());
     });
-    const bool known = found && *found;
+    if (!found)
+        return tl::unexpected(Refusal{.problem = std::move(found.error())});
+    const bool known = found->has_value();
     if (!known)
         m_passwords.fitsNobody(password);
     if (!known || !m_passwords.fits(password, (*found)->passwordHash))

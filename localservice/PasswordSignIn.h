@@ -3,6 +3,7 @@
 #include "Credentials.h"
 #include "Http.h"
 #include "Person.h"
+#include "Problem.h"
 #include "SignInThrottle.h"
 
 #include <chrono>
@@ -18,10 +19,11 @@ class Storage;
 class PasswordSignIn final
 {
 public:
-    /// Why not: they do not fit together, or nobody looked at them.
+    /// Why not: they do not fit together, or nobody could look at them.
     struct Refusal
     {
         std::optional<std::chrono::seconds> tryAgainIn = {}; ///< set when there were too many tries
+        std::optional<Problem> problem = {};                 ///< set when the data file could not be read
     };
 
     PasswordSignIn(Storage& storage, Clock clock) : m_storage(storage), m_throttle(std::move(clock)) {}

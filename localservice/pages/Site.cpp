@@ -171,8 +171,9 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     auto person = m_signIn.person(request, signIn.email, form.text("password"));
     if (!person) {
         const auto wait = person.error().tryAgainIn;
-        signIn.problem = wait ? tooManyTries : "E-mail and password do not fit together.";
-        signIn.status = wait ? 429 : 422;
+        const auto& problem = person.error().problem;
+        signIn.problem = wait ? tooManyTries : problem ? problem->message : "E-mail and password do not fit together.";
+        signIn.status = wait ? 429 : problem ? problem->status : 422;
         auto reply = signInPage(signIn);
         if (wait)
             reply.headers.emplace_back("Retry-After", std::to_string(wait->count()));

@@ -68,6 +68,7 @@ private slots:
     void whatIsSaidToBeSavedIsFoundAgain();
     void goesOnWhenTheFileIsBack();
     void othersMayBringTheJournalIn();
+    void signsNobodyOut();
     void reachesPeople();
 };
 
@@ -208,6 +209,18 @@ void LostFilesTest::othersMayBringTheJournalIn()
         QVERIFY(!s.add({{u"hours"_s, u"0.1"_s}}).isEmpty());
         QCOMPARE(s.get(u"/account/who_am_i"_s).status, 200);
     }
+}
+
+void LostFilesTest::signsNobodyOut()
+{
+    Scenario s;
+    SQLite::Database other(s.folder.filePath(u"deep/service.sqlite"_s).toStdString(), SQLite::OPEN_READWRITE);
+    other.exec("ALTER TABLE people RENAME TO folk");
+    const auto answer = s.get(u"/daily"_s);
+    QCOMPARE(answer.status, 500);
+    QCOMPARE(answer.text(u"kind"_s), u"Storage"_s);
+    other.exec("ALTER TABLE folk RENAME TO people");
+    QCOMPARE(s.get(u"/daily"_s).status, 200);
 }
 
 void LostFilesTest::reachesPeople()
