@@ -99,7 +99,11 @@ def lost_file(quillon):
     with program as root:
         until("the timer", lambda: status()["Running"])
         data.rename(data.with_suffix(".away"))
-        call("Toggle")
+        try:
+            call("Toggle")
+            assert False, "toggled without its file"
+        except GLib.Error as error:
+            assert Gio.DBusError.get_remote_error(error) == INTERFACE + ".Error.Failed", error
         # Why, and then what came of the toggle.
         alert = find(root, "alert")
         find(alert, "label", "Your Time Cannot Be Saved")
