@@ -24,10 +24,13 @@ def title_of_active():
     return subprocess.check_output(["xdotool", "getactivewindow", "getwindowname"], text=True).strip()
 
 
-def on_top():
-    stacked = subprocess.check_output(["xprop", "-root", "_NET_CLIENT_LIST_STACKING"], text=True)
-    top = stacked.split()[-1]
-    return subprocess.check_output(["xdotool", "getwindowname", str(int(top, 16))], text=True).strip()
+def is_active_above(title):
+    """Whether the active window lies over the one with this title."""
+    windows = subprocess.check_output(["xprop", "-root", "_NET_CLIENT_LIST_STACKING"], text=True).partition("#")[2]
+    stacked = [int(window, 16) for window in windows.split(",")]  # from the lowest up
+    other = subprocess.check_output(["xdotool", "search", "--onlyvisible", "--name", f"^{title}$"], text=True)
+    active = subprocess.check_output(["xdotool", "getactivewindow"], text=True)
+    return stacked.index(int(active)) > stacked.index(int(other))
 
 
 def main(program):
@@ -39,7 +42,7 @@ def main(program):
         keys("ctrl+alt+n")
         window = find(root, "dialog", "New Timer")
         project, task = find(window, "text", "Project"), find(window, "text", "Task")
-        until("the project focused", lambda: "focused" in states(project))
+        until("the project focused", lambda: title_of_active() == "New Timer" and "focused" in states(project))
         typed("train")
         until("the suggestion said", lambda: project.description == "Training")
         assert text_of(project) == "training"
@@ -85,12 +88,12 @@ def main(program):
 
         # What the service refuses comes back below the alert, and has the keyboard afterwards.
         keys("ctrl+alt+n")
-        until("the window", lambda: "focused" in states(project))
+        until("the window", lambda: title_of_active() == "New Timer" and "focused" in states(project))
         keys("alt+d")
         typed("99:00")
         keys("Return")
         alert = find(root, "alert")
-        until("the alert on top", lambda: "showing" in states(window) and on_top() == title_of_active() == "Quillon")
+        until("the alert on top", lambda: title_of_active() == "Quillon" and is_active_above("New Timer"))
         press(find(alert, "push button", "OK"))
         until("the duration focused", lambda: title_of_active() == "New Timer" and "focused" in states(duration))
         assert text_of(duration) == "99:00"
