@@ -247,6 +247,7 @@ private:
     void enableTimerItems(bool enable);
     TimesheetWindow* timesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
+    void dismissIdleAlertOfStoppedTimer();
     void idleEpisodeIsOver();
     void placeFirstSteps();
     void hideFirstSteps();

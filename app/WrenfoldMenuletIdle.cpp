@@ -99,6 +99,14 @@ void WrenfoldMenulet::applicationWasIdle(double seconds)
     });
 }
 
+void WrenfoldMenulet::dismissIdleAlertOfStoppedTimer()
+{
+    // The other windows work while it asks. One whose entry is gone stays until the next report, and says so when asked.
+    const model::DayEntry* entry = runningTimerWhenIdleStarted();
+    if (m_displayingIdleAlert && entry && !entry->isRunning())
+        environment().alerts().dismiss(m_idleAlertId);
+}
+
 void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
 {
     const int minutes = static_cast<int>(seconds / SecondsInMinute);

@@ -47,6 +47,7 @@ void WrenfoldMenulet::updateTotal()
     const model::DayEntry* entry = currentEntry();
     updateStatusItemForCurrentEntry(entry);
     updateMenuItemsForCurrentEntry(entry);
+    dismissIdleAlertOfStoppedTimer();
     if (m_timesheetController)
         m_timesheetController->reloadEntries();
 }

@@ -16,7 +16,8 @@ struct Alert
     /// Pressed by Escape and by closing the alert. Negative: the last one.
     int escapeButton = -1;
     /// Comes up while the person may be at something else: it lies on top without taking the keyboard from the window
-    /// that has it, and what is pressed in the instant in which it appears, or only wakes the screen, answers nothing.
+    /// that has it and without blocking any, and what is pressed in the moment in which it appears, or only wakes the
+    /// screen, answers nothing.
     bool unasked = false;
     bool operator==(const Alert&) const = default;
 };
@@ -26,7 +27,8 @@ enum class AlertId : quint64
 {
 };
 
-/// Shows alerts one after another, application-modal, without a nested event loop. Main thread only.
+/// Shows alerts one after another, application-modal, without a nested event loop. One that nobody asked for stands
+/// beside them and comes up when none of the others is open. Main thread only.
 class AlertPresenter
 {
 public:

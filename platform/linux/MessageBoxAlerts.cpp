@@ -27,8 +27,9 @@ constexpr int kIconSize = 64;
 // Qt's names for them
 constexpr QLatin1StringView kTitle("qt_msgbox_label");
 constexpr QLatin1StringView kInformativeText("qt_msgbox_informativelabel");
-// Somebody who types or clicks goes on for about as long before they see that something else has come up.
+// Somebody who clicks goes on for about as long before they see that something else has come up, and who types longer.
 constexpr TimeSource::Duration kInstant{700};
+constexpr TimeSource::Duration kSentence{2000};
 
 QLabel* label(const QMessageBox& box, QLatin1StringView name)
 {
@@ -41,7 +42,7 @@ QWindow* windowOnTop()
     constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
     for (const QWidget* widget : QApplication::topLevelWidgets()) {
         if (widget->isVisible() && (widget->windowFlags() & flags) == Qt::WindowStaysOnTopHint &&
-            widget->windowType() == Qt::Tool)
+            (widget->windowType() == Qt::Tool || widget->windowType() == Qt::Dialog))
             return widget->windowHandle();
     }
     return nullptr;
@@ -74,185 +75,187 @@ bool MessageBoxAlerts::available()
 AlertId MessageBoxAlerts::show(const Alert& alert, std::function<void(int)> done)
 {
     const AlertId id{++m_shown};
-    m_waiting.push_back({id, alert, std::move(done)});
-    if (!m_box)
-        openNext();
+    lineOf(alert).waiting.push_back({id, alert, std::move(done)});
+    openNext();
     return id;
 }
 
 void MessageBoxAlerts::update(AlertId id, const Alert& alert)
 {
-    for (Waiting& waiting : m_waiting) {
-        if (waiting.id != id || waiting.alert == alert)
-            continue;
-        waiting.alert = alert;
-        if (m_box && &waiting == &m_waiting.front())
-            putTexts();
+    for (Line* line : m_lines) {
+        for (Waiting& waiting : line->waiting) {
+            if (waiting.id != id || waiting.alert == alert)
+                continue;
+            waiting.alert = alert;
+            if (line->box && &waiting == &line->waiting.front())
+                putTexts(*line);
+        }
     }
 }
 
 void MessageBoxAlerts::dismiss(AlertId id)
 {
-    if (m_box && m_waiting.front().id == id) {
-        m_box->disconnect(this);
-        m_box->hide();
-        answered(Dismissed);
+    for (Line* line : m_lines) {
+        const auto found = std::ranges::find(line->waiting, id, &Waiting::id);
+        if (found == line->waiting.end())
+            continue;
+        if (line->box && found == line->waiting.begin()) {
+            line->box->disconnect(this);
+            line->box->hide();
+            answered(*line, Dismissed);
+            return;
+        }
+        const auto done = std::move(found->done);
+        line->waiting.erase(found);
+        if (done)
+            done(Dismissed);
         return;
     }
-    const auto found = std::find_if(m_waiting.begin(), m_waiting.end(), [id](const Waiting& w) { return w.id == id; });
-    if (found == m_waiting.end())
-        return;
-    const auto done = std::move(found->done);
-    m_waiting.erase(found);
-    if (done)
-        done(Dismissed);
 }
 
 void MessageBoxAlerts::openNext()
 {
-    if (m_waiting.empty())
-        return;
+    if (!m_asked.box && !m_asked.waiting.empty())
+        open(m_asked);
+    // Below an alert that blocks everything it could not be answered.
+    if (!m_asked.box && !m_unasked.box && !m_unasked.waiting.empty())
+        open(m_unasked);
+}
+
+void MessageBoxAlerts::open(Line& line)
+{
     // To see a quit; only now, because the filter sees every event there is.
     qApp->installEventFilter(this);
-    const Alert& alert = m_waiting.front().alert;
-    m_box = std::make_unique<QMessageBox>();
-    m_box->setWindowTitle(u"Quillon"_s);
-    m_box->setWindowModality(Qt::ApplicationModal);
+    const Alert& alert = line.waiting.front().alert;
+    line.box = std::make_unique<QMessageBox>();
+    QMessageBox& box = *line.box;
+    box.setWindowTitle(u"Quillon"_s);
+    box.setWindowModality(alert.unasked ? Qt::NonModal : Qt::ApplicationModal);
     if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
-        m_box->setIconPixmap(icon.pixmap(kIconSize));
+        box.setIconPixmap(icon.pixmap(kIconSize));
     const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
     for (qsizetype i = 0; i < texts.size(); ++i) {
         const auto role = i == 0                  ? QMessageBox::AcceptRole
                           : i == texts.size() - 1 ? QMessageBox::RejectRole
                                                   : QMessageBox::ActionRole;
-        m_buttons.append(m_box->addButton(texts[i], role));
+        line.buttons.append(box.addButton(texts[i], role));
     }
-    m_box->setDefaultButton(static_cast<QPushButton*>(m_buttons.first()));
+    box.setDefaultButton(static_cast<QPushButton*>(line.buttons.first()));
     // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
-    m_box->setEscapeButton(m_buttons[escapeButton()]);
-    if (QLabel* title = label(*m_box, kTitle)) {
+    box.setEscapeButton(line.buttons[escapeButton(line)]);
+    if (QLabel* title = label(box, kTitle)) {
         QFont font = title->font();
         font.setBold(true);
         title->setFont(font);
     }
-    putTexts();
+    putTexts(line);
 
-    connect(m_box.get(), &QDialog::finished, this, &MessageBoxAlerts::finished);
+    connect(&box, &QDialog::finished, this, [this, &line] { finished(line); });
     if (alert.unasked) {
-        m_box->setAttribute(Qt::WA_ShowWithoutActivating);
-        m_box->setWindowFlag(Qt::WindowStaysOnTopHint);
-        // Qt activates every modal window all the same. This one takes no focus until it has been painted.
-        m_box->setWindowFlag(Qt::WindowDoesNotAcceptFocus);
-        m_trueActivation.emplace();
-    }
-    m_listensAt = m_time.uptime().total + kInstant;
-    m_noticed = false;
-    if (QWindow* onTop = alert.unasked ? nullptr : windowOnTop()) {
+        box.setAttribute(Qt::WA_ShowWithoutActivating);
+        box.setWindowFlag(Qt::WindowStaysOnTopHint);
+        const auto now = m_time.uptime().total;
+        m_clicksFrom = now + kInstant;
+        m_keysFrom = now + kSentence;
+        m_noticed = false;
+    } else if (QWindow* onTop = windowOnTop()) {
         // Else that one would lie over the alert, blocked by it.
-        m_box->winId();
-        m_box->windowHandle()->setTransientParent(onTop);
+        box.winId();
+        box.windowHandle()->setTransientParent(onTop);
     }
     // Not open(): it would block the box's parent alone, and there is none.
-    m_box->show();
-    m_box->raise();
+    box.show();
+    box.raise();
     if (alert.unasked)
-        QApplication::alert(m_box.get());
+        QApplication::alert(&box);
     else
-        m_box->activateWindow();
+        box.activateWindow();
 }
 
-void MessageBoxAlerts::putTexts()
+void MessageBoxAlerts::putTexts(Line& line)
 {
-    const Alert& alert = m_waiting.front().alert;
-    for (qsizetype i = 0; i < std::min(alert.buttons.size(), m_buttons.size()); ++i)
-        m_buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
-    m_box->setText(alert.title);
-    if (QLabel* title = label(*m_box, kTitle))
+    const Alert& alert = line.waiting.front().alert;
+    QMessageBox& box = *line.box;
+    for (qsizetype i = 0; i < std::min(alert.buttons.size(), line.buttons.size()); ++i)
+        line.buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
+    box.setText(alert.title);
+    if (QLabel* title = label(box, kTitle))
         title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
-    putText(alert.text);
+    putText(box, alert.text);
     // What comes from the service is no markup.
     for (const auto& name : {kTitle, kInformativeText}) {
-        if (QLabel* text = label(*m_box, name)) {
+        if (QLabel* text = label(box, name)) {
             text->setTextFormat(Qt::PlainText);
             text->setTextInteractionFlags(Qt::TextSelectableByMouse);
         }
     }
 }
 
-void MessageBoxAlerts::putText(const QString& text)
+void MessageBoxAlerts::putText(QMessageBox& box, const QString& text)
 {
-    auto* longText = static_cast<LongText*>(m_box->findChild<QPlainTextEdit*>());
-    if (fits(text, *m_box)) {
+    auto* longText = static_cast<LongText*>(box.findChild<QPlainTextEdit*>());
+    if (fits(text, box)) {
         delete longText;
-        m_box->setInformativeText(text);
+        box.setInformativeText(text);
         return;
     }
-    m_box->setInformativeText({});
+    box.setInformativeText({});
     if (!longText)
-        longText = new LongText(kTextWidth, m_box.get());
-    longText->setAccessibleName(m_box->text());
+        longText = new LongText(kTextWidth, &box);
+    longText->setAccessibleName(box.text());
     longText->setText(text);
     // Below the title; the box has just made its layout anew.
-    if (auto* grid = qobject_cast<QGridLayout*>(m_box->layout()))
+    if (auto* grid = qobject_cast<QGridLayout*>(box.layout()))
         grid->addWidget(longText, 1, grid->columnCount() - 1);
     longText->show();
     longText->setFocus(); // it is what there is to read, and Return still presses the default button
 }
 
-void MessageBoxAlerts::finished()
+void MessageBoxAlerts::finished(Line& line)
 {
     // A closed box names its button too late to be seen here.
-    const auto clicked = m_buttons.indexOf(m_box->clickedButton());
-    answered(static_cast<int>(clicked >= 0 ? clicked : escapeButton()));
+    const auto clicked = line.buttons.indexOf(line.box->clickedButton());
+    answered(line, static_cast<int>(clicked >= 0 ? clicked : escapeButton(line)));
 }
 
-void MessageBoxAlerts::answered(int button)
+void MessageBoxAlerts::answered(Line& line, int button)
 {
-    const auto done = std::move(m_waiting.front().done);
-    m_waiting.pop_front();
+    const auto done = std::move(line.waiting.front().done);
+    line.waiting.pop_front();
     // It may be inside its own signal.
-    m_box.release()->deleteLater();
-    takenDown();
+    line.box.release()->deleteLater();
+    line.buttons.clear();
     if (done)
         done(button);
-    if (!m_box)
-        openNext();
+    openNext();
+    if (!m_asked.box && !m_unasked.box)
+        qApp->removeEventFilter(this);
 }
 
-qsizetype MessageBoxAlerts::escapeButton() const
+qsizetype MessageBoxAlerts::escapeButton(const Line& line)
 {
-    const int wanted = m_waiting.front().alert.escapeButton;
-    return wanted >= 0 && wanted < m_buttons.size() ? wanted : m_buttons.size() - 1;
-}
-
-void MessageBoxAlerts::takenDown()
-{
-    m_buttons.clear();
-    m_trueActivation.reset();
-    qApp->removeEventFilter(this);
+    const int wanted = line.waiting.front().alert.escapeButton;
+    return wanted >= 0 && wanted < line.buttons.size() ? wanted : line.buttons.size() - 1;
 }
 
 bool MessageBoxAlerts::isTooEarly(const QEvent& event)
 {
     const auto now = m_time.uptime().total;
-    const bool early = now < m_listensAt;
     switch (event.type()) {
-    case QEvent::Paint:
-        m_box->windowHandle()->setFlag(Qt::WindowDoesNotAcceptFocus, false);
-        return false;
     case QEvent::WindowActivate:
-        // Right after it came up: the desktop's doing. Later: the person's.
-        m_noticed = m_noticed || !early;
-        m_listensAt = now + kInstant;
+        // Right after it came up: the desktop's doing. Later: the person's, who may be typing as the window that they
+        // typed into goes away.
+        m_noticed = m_noticed || now >= m_clicksFrom;
+        m_keysFrom = std::max(m_keysFrom, now + kInstant);
         return false;
     case QEvent::MouseButtonPress:
-        m_noticed = m_noticed || !early;
-        return early;
+        m_noticed = m_noticed || now >= m_clicksFrom;
+        return now < m_clicksFrom;
     case QEvent::KeyPress: {
         // The first one may be there to wake the screen.
-        const bool meant = m_noticed && !early;
+        const bool meant = m_noticed && now >= m_keysFrom;
         if (!meant)
-            m_listensAt = now + kInstant;
+            m_keysFrom = std::max(m_keysFrom, now + kInstant);
         m_noticed = true;
         return !meant;
     }
@@ -265,20 +268,22 @@ bool MessageBoxAlerts::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == qApp && event->type() == QEvent::Quit)
         dropAll();
-    else if (m_box && m_waiting.front().alert.unasked && watched->isWidgetType() &&
-             static_cast<QWidget*>(watched)->window() == m_box.get())
+    else if (m_unasked.box && watched->isWidgetType() &&
+             static_cast<QWidget*>(watched)->window() == m_unasked.box.get())
         return isTooEarly(*event);
     return false;
 }
 
 void MessageBoxAlerts::dropAll()
 {
-    m_waiting.clear();
-    if (!m_box)
-        return;
-    m_box->disconnect(this);
-    m_box.reset();
-    takenDown();
+    for (Line* line : m_lines) {
+        line->waiting.clear();
+        line->buttons.clear();
+        if (line->box)
+            line->box->disconnect(this);
+        line->box.reset();
+    }
+    qApp->removeEventFilter(this);
 }
 
 } // namespace platform

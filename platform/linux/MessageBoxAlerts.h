@@ -2,21 +2,20 @@
 
 #include "../Alerts.h"
 #include "../TimeSource.h"
-#include "X11.h"
 
 #include <QList>
 #include <QObject>
 
+#include <array>
 #include <deque>
 #include <memory>
-#include <optional>
 
 class QAbstractButton;
 class QMessageBox;
 
 namespace platform {
 
-/// Alerts as message boxes. A quit takes them down unanswered.
+/// Alerts as message boxes: application-modal, but for those that nobody asked for. A quit takes them down unanswered.
 class MessageBoxAlerts final : public QObject, public AlertPresenter
 {
 public:
@@ -38,27 +37,35 @@ private:
         Alert alert;
         std::function<void(int)> done;
     };
+    /// Alerts of which one is open at a time, the first.
+    struct Line
+    {
+        std::deque<Waiting> waiting;
+        std::unique_ptr<QMessageBox> box;
+        QList<QAbstractButton*> buttons;
+    };
 
+    Line& lineOf(const Alert& alert) { return alert.unasked ? m_unasked : m_asked; }
     void openNext();
-    void putTexts();
-    void putText(const QString& text);
-    void finished();
-    void answered(int button);
+    void open(Line& line);
+    void putTexts(Line& line);
+    void putText(QMessageBox& box, const QString& text);
+    void finished(Line& line);
+    void answered(Line& line, int button);
     /// Of the alert that is open.
-    qsizetype escapeButton() const;
-    /// Whether the event comes too early to be meant for the alert that is open.
+    static qsizetype escapeButton(const Line& line);
+    /// Whether the event comes too early to be meant for the alert that nobody asked for.
     bool isTooEarly(const QEvent& event);
-    void takenDown();
     void dropAll();
 
     const TimeSource& m_time;
     quint64 m_shown = 0;
-    std::deque<Waiting> m_waiting;
-    std::unique_ptr<QMessageBox> m_box;
-    QList<QAbstractButton*> m_buttons;
-    std::optional<x11::TrueActivation> m_trueActivation;
-    TimeSource::Duration m_listensAt{}; ///< uptime from which on presses count
-    bool m_noticed = false;             ///< the person is at the alert
+    Line m_asked;
+    Line m_unasked; ///< comes up while none of the others is open
+    const std::array<Line*, 2> m_lines{&m_asked, &m_unasked};
+    TimeSource::Duration m_clicksFrom{}; ///< uptime from which on presses count, in the one that nobody asked for
+    TimeSource::Duration m_keysFrom{};
+    bool m_noticed = false; ///< the person is at it
 };
 
 } // namespace platform

@@ -115,21 +115,4 @@ void endStartup(const QByteArray& id)
     xcb_flush(x);
 }
 
-TrueActivation::TrueActivation()
-{
-    xcb_connection_t* x = connection();
-    if (!x)
-        return;
-    m_request = atoms<1>(x, {"_NET_ACTIVE_WINDOW"})[0];
-    qApp->installNativeEventFilter(this);
-}
-
-bool TrueActivation::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
-{
-    const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    constexpr int kSentBit = 0x80;
-    return (event->response_type & ~kSentBit) == XCB_CLIENT_MESSAGE &&
-           reinterpret_cast<const xcb_client_message_event_t*>(event)->type == m_request;
-}
-
 } // namespace platform::x11

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QAbstractNativeEventFilter>
 #include <QByteArray>
 
 #include <cstdint>
@@ -49,18 +48,5 @@ std::vector<std::uint32_t> stack();
 /// Tells the desktop that what was started under that id shows itself now (Startup Notification 0.1): it shows a busy
 /// pointer until then.
 void endStartup(const QByteArray& id);
-
-/// While one of these lives, a window of the program is active when the window manager made it so. Otherwise Qt takes
-/// the wish for the deed: it hears its own request (EWMH 1.5, `_NET_ACTIVE_WINDOW`), which may be refused.
-class TrueActivation final : public QAbstractNativeEventFilter
-{
-public:
-    TrueActivation();
-
-    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
-
-private:
-    std::uint32_t m_request = 0;
-};
 
 } // namespace platform::x11

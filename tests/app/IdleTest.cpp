@@ -147,6 +147,7 @@ private slots:
     void growsWhileOpen();
     void closesWhenStoppedElsewhere_data();
     void closesWhenStoppedElsewhere();
+    void closesWhenThePersonStopsTheTimer();
     void continueTiming();
     void removesIdleTime();
     void removesNoMoreThanThereIs();
@@ -299,6 +300,20 @@ void IdleTest::closesWhenStoppedElsewhere()
     QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
 }
 
+void IdleTest::closesWhenThePersonStopsTheTimer()
+{
+    IdleRun run;
+    run.startTimer(u"Design"_s);
+    run.work(kStep);
+    run.away(measured(10) + kStep);
+    run.test.idle.touch();
+    run.menulet->toggleCurrentTimer(nullptr);
+    run.settle();
+    QCOMPARE(run.alert(), kNoAlert);
+    QCOMPARE(run.menulet->idleTime(), 0.0);
+    QCOMPARE(run.corrections(), QStringList());
+}
+
 void IdleTest::continueTiming()
 {
     IdleRun run;
@@ -364,6 +379,8 @@ void IdleTest::stoppedElsewhereBeforeTheAnswer()
     run.away(measured(10) + kStep);
     if (deleted) {
         run.deleteElsewhere();
+        run.menulet->downloadLatest();
+        run.settle();
         run.startTimer(u"Meetings"_s);
     } else {
         run.menulet->clearCurrentRunningTimerForPossibleIdle();

@@ -4,7 +4,6 @@
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -50,6 +49,7 @@ private slots:
     void dismissed();
     void unaskedOnesAreNotAnsweredByMistake_data();
     void unaskedOnesAreNotAnsweredByMistake();
+    void unaskedOnesBlockNothing();
     void keepsTheOtherWindowsWaiting();
     void textsArePlain();
     void longTextsAreAllThere_data();
@@ -183,7 +183,7 @@ void AlertsTest::unaskedOnesAreNotAnsweredByMistake_data()
     // came up.
     QTest::addColumn<int>("active");
     QTest::addColumn<QList<int>>("keys");
-    QTest::newRow("somebody goes on typing") << 0 << QList<int>{10, 200, 600, 1200, 1950};
+    QTest::newRow("somebody goes on typing") << 0 << QList<int>{10, 200, 600, 1200, 1950, 2700};
     QTest::newRow("a key that wakes the screen") << 0 << QList<int>{3600'000, 3600'300, 3601'100};
     QTest::newRow("somebody turns to it") << 3600'000 << QList<int>{3600'800};
     QTest::newRow("somebody turns to it, typing") << 3600'000 << QList<int>{3600'010, 3600'800};
@@ -210,6 +210,36 @@ void AlertsTest::unaskedOnesAreNotAnsweredByMistake()
         QTest::keyClick(openBox(), Qt::Key_Return);
     }
     QCOMPARE(answers, QList<int>{0});
+}
+
+void AlertsTest::unaskedOnesBlockNothing()
+{
+    QPushButton other;
+    int clicks = 0;
+    connect(&other, &QPushButton::clicked, this, [&] { ++clicks; });
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    platform::MessageBoxAlerts alerts(m_time);
+    QStringList said;
+    const auto note = [&said](const QString& what) {
+        return [&said, what](int button) { said << what + QString::number(button); };
+    };
+    platform::Alert question = kIdle;
+    question.unasked = true;
+    const auto first = alerts.show(question, note(u"question "_s));
+    QTest::mouseClick(other.windowHandle(), Qt::LeftButton, {}, other.rect().center());
+    QCOMPARE(clicks, 1);
+
+    // What fails meanwhile is told at once, and a question waits for what blocks it.
+    alerts.show({u"Failed"_s, {}, {u"OK"_s}}, note(u"failure "_s));
+    QCOMPARE(openBoxes().size(), 2);
+    alerts.dismiss(first);
+    alerts.show(question, note(u"question "_s));
+    QVERIFY(openBox() && openBox()->text() == u"Failed"_s);
+    openBox()->close();
+    QTRY_VERIFY(openBox() && openBox()->text() == question.title);
+    openBox()->close();
+    QCOMPARE(said, QStringList({u"question -1"_s, u"failure 0"_s, u"question 2"_s}));
 }
 
 void AlertsTest::keepsTheOtherWindowsWaiting()
@@ -259,13 +289,10 @@ void AlertsTest::longTextsAreAllThere()
     platform::MessageBoxAlerts alerts(m_time);
     QList<int> answers;
     const auto note = [&](int button) { answers << button; };
-    QElapsedTimer time;
-    time.start();
     const auto id = alerts.show({u"Timer Failed"_s, u"Short."_s, {u"OK"_s}}, note);
     alerts.update(id, {u"Timer Failed"_s, text, {u"OK"_s}});
     QMessageBox* box = openBox();
     QVERIFY(box && QTest::qWaitForWindowActive(box));
-    QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
 
     auto* shown = box->findChild<QPlainTextEdit*>();
     QVERIFY(shown && shown->isVisible() && shown->hasFocus());
