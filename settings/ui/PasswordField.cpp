@@ -4,6 +4,8 @@
 
 #include <QAccessibleWidget>
 #include <QEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QToolButton>
 
 namespace settings_ui {
@@ -161,15 +163,14 @@ PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QT
     m_show->setIconSize({signSize, signSize});
     m_show->resize(buttonSize, buttonSize);
     setTextMargins(0, 0, buttonSize + 2, 0);
+    setDragEnabled(false);
     setShown(false);
     connect(m_show, &QToolButton::toggled, this, &PasswordField::setShown);
 }
 
 void PasswordField::setShown(bool shown)
 {
-    setEchoMode(shown ? Normal : Password);
-    // Lost with the echo mode, and as true of what is shown.
-    setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
+    setEcho(shown ? Normal : Password);
     m_show->setChecked(shown);
     m_show->setToolTip(shown ? tr("Hide the password") : tr("Show the password"));
     updateSign();
@@ -180,6 +181,36 @@ void PasswordField::changeEvent(QEvent* event)
     QLineEdit::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
         updateSign();
+}
+
+void PasswordField::setEcho(EchoMode mode)
+{
+    setEchoMode(mode);
+    // Lost with the echo mode, and as true of what is shown.
+    setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
+}
+
+void PasswordField::keyPressEvent(QKeyEvent* event)
+{
+    const bool selects = event->matches(QKeySequence::SelectAll) ||
+                         (event->modifiers().testFlag(Qt::ShiftModifier) && event->text().isEmpty());
+    if (!isShown() || !selects || event->matches(QKeySequence::Copy) || event->matches(QKeySequence::Cut)) {
+        QLineEdit::keyPressEvent(event);
+        return;
+    }
+    // A line edit offers what is selected by keys as well, but not of a password that is hidden.
+    setEcho(Password);
+    QLineEdit::keyPressEvent(event);
+    setEcho(Normal);
+}
+
+void PasswordField::mouseReleaseEvent(QMouseEvent* event)
+{
+    // With it a line edit would offer what was selected to every window; it does nothing else here.
+    if (event->button() == Qt::LeftButton && isShown())
+        event->accept();
+    else
+        QLineEdit::mouseReleaseEvent(event);
 }
 
 void PasswordField::resizeEvent(QResizeEvent* event)

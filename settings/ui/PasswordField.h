@@ -7,7 +7,8 @@ class QToolButton;
 namespace settings_ui {
 
 /// A field for a password, with a button that shows what was typed. Assistive technology is told of dots only, whatever
-/// is on the screen: what it knows, every program of the session can read.
+/// is on the screen: what it knows, every program of the session can read. Nor is what is selected in it ever offered
+/// as the primary selection, or dragged away.
 class PasswordField final : public QLineEdit
 {
     Q_OBJECT
@@ -20,9 +21,12 @@ public:
 
 protected:
     void changeEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void setEcho(EchoMode mode);
     void updateSign();
 
     QToolButton* m_show;

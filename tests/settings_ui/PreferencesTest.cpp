@@ -5,6 +5,7 @@
 #include "support/TestMain.h"
 
 #include <QAccessible>
+#include <QClipboard>
 #include <QTabWidget>
 
 using namespace Qt::StringLiterals;
@@ -55,6 +56,7 @@ private slots:
     void defaultRate();
     void knowsChangedCredentials();
     void passwordIsNotSpoken();
+    void passwordIsNotOffered();
     void keyringThatIsMissing();
     void passwordThatArrivesLate();
     void tabOrderIsTheVisualOrder();
@@ -483,6 +485,48 @@ void PreferencesTest::passwordIsNotSpoken()
     run.controller->window().hide();
     run.open();
     QCOMPARE(field.echoMode(), QLineEdit::Password);
+}
+
+// Run by itself on an X server: no other platform has a primary selection.
+void PreferencesTest::passwordIsNotOffered()
+{
+    QClipboard& clipboard = *QGuiApplication::clipboard();
+    if (!clipboard.supportsSelection())
+        QSKIP("there is no primary selection here");
+    PreferencesRun run;
+    run.open();
+    run.type("passwordField", u"Sesame"_s);
+    run.click("showPasswordButton");
+    run.type("emailField", u"ann@example.com"_s);
+    // Every way to select, and whether a field offers what was selected that way.
+    const auto offers = [&](const char* name) {
+        auto& field = run.part<QLineEdit>(name);
+        const QPoint end(field.width() / 2, field.height() / 2);
+        QList<bool> offered;
+        const auto note = [&] {
+            offered << (!field.selectedText().isEmpty() &&
+                        clipboard.text(QClipboard::Selection) == field.selectedText());
+            clipboard.setText(u"another program's"_s, QClipboard::Selection);
+            field.end(false);
+        };
+        QTest::mousePress(&field, Qt::LeftButton, {}, end);
+        QTest::mouseMove(&field, QPoint(2, end.y()));
+        QTest::mouseRelease(&field, Qt::LeftButton, {}, QPoint(2, end.y()));
+        note();
+        QTest::mouseDClick(&field, Qt::LeftButton, {}, QPoint(20, end.y()));
+        note();
+        QTest::keyClick(&field, Qt::Key_Left, Qt::ShiftModifier);
+        note();
+        QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+        note();
+        field.selectAll();
+        note();
+        return offered;
+    };
+    QCOMPARE(offers("emailField").count(true), 3);
+    QCOMPARE(offers("passwordField").count(true), 0);
+    QCOMPARE(run.part<QLineEdit>("passwordField").echoMode(), QLineEdit::Normal);
+    QVERIFY(!run.part<QLineEdit>("passwordField").dragEnabled());
 }
 
 void PreferencesTest::keyringThatIsMissing()
