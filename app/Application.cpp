@@ -7,6 +7,7 @@
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
 #include "platform/InfoDictionary.h"
+#include "platform/Paths.h"
 #include "platform/Run.h"
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
@@ -256,6 +257,7 @@ int Application::run(int argc, char** argv)
         });
     if (!first)
         return 0;
+    platform::makeOwnFolder(platform::configFolder());
 
     WrenfoldMenulet menulet(std::move(m_parts.windows), std::move(m_parts.embeddedService));
     controller = &menulet;

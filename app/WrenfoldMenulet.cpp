@@ -211,7 +211,7 @@ QString WrenfoldMenulet::applicationSupportFolder()
 QString WrenfoldMenulet::directoryForDataStore()
 {
     const QString folder = applicationSupportFolder();
-    return !folder.isEmpty() && QDir().mkpath(folder) ? folder : QString();
+    return !folder.isEmpty() && platform::makeOwnFolder(folder) ? folder : QString();
 }
 
 } // namespace app

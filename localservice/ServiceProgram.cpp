@@ -7,6 +7,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <sys/stat.h>
@@ -251,6 +252,9 @@ int ServiceProgram::run()
     m_options.tellTrouble = [file = m_options.dataFile](const std::string& sentence) {
         complain(file + ": " + (sentence.empty() ? "all is well again, changes are saved" : sentence));
     };
+    // A folder that was named on the command line is the person's own; this one is ours, and may be there already.
+    if (m_options.dataFile == defaultDataFile())
+        ::chmod(std::filesystem::path(m_options.dataFile).parent_path().c_str(), 0700);
     Service service(m_options);
     const auto prepared = prepareAccount(service);
     const auto port = prepared ? service.start() : Result<std::uint16_t>(tl::unexpected(prepared.error()));

@@ -194,17 +194,20 @@ Storage::Storage(const std::string& file, Opened database, FileTrouble trouble)
 
 tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::string& file, FileTrouble trouble)
 {
-    std::error_code error;
-    const auto folder = std::filesystem::path(file).parent_path();
-    if (!folder.empty())
-        std::filesystem::create_directories(folder, error);
+    // What is missing is made for one's own eyes, whatever the umask.
+    std::filesystem::path folder;
+    for (const auto& part : std::filesystem::path(file).parent_path())
+        ::mkdir((folder /= part).c_str(), 0700);
     // Made before SQLite sees it: the journal files take their mode from it.
     const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor < 0)
         return tl::unexpected("cannot open " + file + ": " + std::strerror(errno));
     ::fchmod(descriptor, 0600);
     ::close(descriptor);
+    for (const char* journal : {"-wal", "-shm"})
+        ::chmod((file + journal).c_str(), 0600); // of an earlier run
     try {
+        std::error_code error;
         // Wherever the program goes: the files are looked for by their name again and again.
         const std::string place = std::filesystem::absolute(file, error).string();
         std::unique_ptr<Storage> storage(new Storage(place, connect(place, SQLite::OPEN_CREATE), std::move(trouble)));

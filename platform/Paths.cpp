@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -84,6 +85,36 @@ QString runtimeFolder()
     const bool ours = lstat(name.constData(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                       (found.st_mode & 0077) == 0;
     return ours ? own : QString();
+}
+
+bool makeFolder(const QString& folder)
+{
+    const QString path = QDir::cleanPath(folder);
+    if (!QDir::isAbsolutePath(path))
+        return false;
+    for (qsizetype end = path.indexOf(u'/', 1);; end = path.indexOf(u'/', end + 1)) {
+        mkdir(QFile::encodeName(path.left(end)).constData(), 0700);
+        if (end < 0)
+            return QDir(path).exists();
+    }
+}
+
+bool makeOwnFolder(const QString& folder)
+{
+    if (!makeFolder(folder))
+        return false;
+    const auto narrow = [](const QString& path, mode_t mode) {
+        const QByteArray name = QFile::encodeName(path);
+        struct stat found;
+        if (stat(name.constData(), &found) == 0 && found.st_uid == getuid() && (found.st_mode & 0077) != 0)
+            chmod(name.constData(), mode);
+    };
+    narrow(folder, 0700);
+    for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {
+        if (file.fileName() != "Info.json"_L1)
+            narrow(file.filePath(), 0600);
+    }
+    return true;
 }
 
 } // namespace platform

@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Where the program keeps its files: the XDG Base Directory Specification 0.8. No folder is made here. Read from the
-/// environment on each call; main thread only.
+/// Where the program keeps its files: the XDG Base Directory Specification 0.8. Read from the environment on each call;
+/// main thread only.
 namespace platform {
 
 /// `Quillon` in the folder for the person's settings.
@@ -21,5 +21,14 @@ QString dataFolder();
 /// The folder for sockets and locks of this session; a private one in the folder for temporary files where the session
 /// has none. Empty when that cannot be made or belongs to somebody else.
 QString runtimeFolder();
+
+/// Makes the folder and those above it, as far as they are missing, for the person alone (mode 0700, as the
+/// specification wants it) whatever the umask. False when it is not there afterwards. Any thread.
+bool makeFolder(const QString& folder);
+
+/// The same for a folder of our own, `configFolder` or `dataFolder`: one that is there, and the files in it, are
+/// narrowed to modes 0700 and 0600. What belongs to somebody else is left alone, and so is `Info.json`, which the
+/// person writes.
+bool makeOwnFolder(const QString& folder);
 
 } // namespace platform

@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -221,6 +222,8 @@ public:
             poll(nullptr, 0, kStepMilliseconds);
         }
         unlink(socketPath().constData());
+        // The path takes its mode from it.
+        fchmod(*m_socket, 0600);
         if (bind(*m_socket, generic(*address), sizeof *address) == 0 && listen(*m_socket, 4) == 0) {
             m_notifier.emplace(*m_socket, QSocketNotifier::Read);
             QObject::connect(&*m_notifier, &QSocketNotifier::activated, &*m_notifier, [this] { accepted(); });

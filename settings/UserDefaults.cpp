@@ -3,12 +3,14 @@
 #include "platform/Paths.h"
 #include "platform/Run.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSettings>
 
 #include <optional>
+
+#include <sys/stat.h>
 
 namespace settings {
 
@@ -137,10 +139,10 @@ void UserDefaults::set(QLatin1StringView name, const QVariant& value)
 bool UserDefaults::synchronize()
 {
     if (!m_changed.isEmpty()) {
-        const QString folder = QFileInfo(m_file).path();
-        if (!QFileInfo::exists(folder) && QDir().mkpath(folder))
-            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
+        platform::makeFolder(QFileInfo(m_file).path());
+        // It is written beside its place, under a lock: these files are for the person alone, too.
+        const mode_t before = umask(0077);
+        const auto restore = qScopeGuard([before] { umask(before); });
         QSettings file(m_file, QSettings::IniFormat);
         for (const QString& key : std::as_const(m_changed)) {
             if (m_values.contains(key))

@@ -142,11 +142,13 @@ bool AutostartItems::insert(const QString& program, const QStringList& arguments
     QString command = quoted(program);
     for (const QString& argument : arguments)
         command += u' ' + quoted(argument);
-    if (!QDir().mkpath(m_folder))
+    if (!makeFolder(m_folder))
         return false;
     QSaveFile file(path(kOurs));
     if (!file.open(QIODevice::WriteOnly))
         return false;
+    // What it says is started: nobody else may write it, whatever the umask.
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
     file.write(u"[Desktop Entry]\n"
                "Type=Application\n"
                "Name=Quillon\n"

@@ -7,6 +7,8 @@
 #include <QStandardPaths>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 using platform::AutostartItems;
 
@@ -112,7 +114,11 @@ void AutostartItemsTest::listedOnce()
 {
     Folder folder;
     AutostartItems items;
+    const mode_t before = umask(0);
     QVERIFY(items.insert(u"/old/quillon"_s, {}));
+    umask(before);
+    for (const QString& path : {folder.path(), folder.path() + u'/' + kOurs})
+        QVERIFY(!(QFile::permissions(path) & (QFile::WriteGroup | QFile::WriteOther)));
     QVERIFY(items.insert(u"/opt/quillon"_s, {}));
     QVERIFY(items.insert(u"/opt/quillon"_s, {}));
     QCOMPARE(folder.files(), QStringList{kOurs});
