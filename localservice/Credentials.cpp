@@ -30,6 +30,20 @@ std::string hex(const unsigned char* bytes, std::size_t count)
     return text;
 }
 
+/// Overwrites a buffer when its time is over.
+template <typename Buffer>
+class Wiped
+{
+public:
+    explicit Wiped(Buffer& buffer) : m_buffer(buffer) {}
+    ~Wiped() { OPENSSL_cleanse(m_buffer.data(), m_buffer.size()); }
+    Wiped(const Wiped&) = delete;
+    Wiped& operator=(const Wiped&) = delete;
+
+private:
+    Buffer& m_buffer;
+};
+
 bool fillRandom(unsigned char* bytes, std::size_t count)
 {
     return RAND_bytes(bytes, static_cast<int>(count)) == 1;
@@ -81,6 +95,12 @@ bool isSameSecret(std::string_view one, std::string_view other)
     return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
 }
 
+void wipe(std::string& text)
+{
+    OPENSSL_cleanse(text.data(), text.size());
+    text.clear();
+}
+
 std::optional<std::string> hashOfPassword(std::string_view password)
 {
     std::array<unsigned char, saltLength> salt{};
@@ -97,7 +117,9 @@ std::optional<BasicCredentials> BasicCredentials::fromHeader(std::string_view au
     std::string encoded(authorization.substr(prefix.size()));
     while (!encoded.empty() && encoded.back() == ' ')
         encoded.pop_back();
+    const Wiped wiped(encoded);
     std::vector<unsigned char> decoded(encoded.size() + 4);
+    const Wiped wipedBytes(decoded);
     const int length = EVP_DecodeBlock(decoded.data(), reinterpret_cast<const unsigned char*>(encoded.data()),
                                        static_cast<int>(encoded.size()));
     if (length < 0)
@@ -106,11 +128,18 @@ std::optional<BasicCredentials> BasicCredentials::fromHeader(std::string_view au
     // The decoder counts the padding as zero bytes.
     for (auto sign = encoded.rbegin(); sign != encoded.rend() && *sign == '=' && count > 0; ++sign)
         --count;
-    const std::string pair(decoded.begin(), decoded.begin() + static_cast<std::ptrdiff_t>(count));
+    const std::string_view pair(reinterpret_cast<const char*>(decoded.data()), count);
     const auto colon = pair.find(':');
     if (colon == std::string::npos)
         return {};
-    return BasicCredentials{pair.substr(0, colon), pair.substr(colon + 1)};
+    return BasicCredentials(pair.substr(0, colon), pair.substr(colon + 1));
+}
+
+BasicCredentials::~BasicCredentials()
+{
+    // What was moved away may still stand in the text itself, where short ones are kept.
+    password.resize(password.capacity());
+    wipe(password);
 }
 
 PasswordCheck::PasswordCheck() : m_usable(fillRandom(m_key.data(), m_key.size())) {}
@@ -118,7 +147,10 @@ PasswordCheck::PasswordCheck() : m_usable(fillRandom(m_key.data(), m_key.size())
 PasswordCheck::Digest PasswordCheck::digestOf(std::string_view password, const std::string& storedHash) const
 {
     // The stored hash has a fixed length, so the pair cannot be cut in another place.
-    const std::string pair = storedHash + std::string(password);
+    std::string pair;
+    pair.reserve(storedHash.size() + password.size());
+    pair.append(storedHash).append(password);
+    const Wiped wiped(pair);
     Digest digest{};
     HMAC(EVP_sha256(), m_key.data(), static_cast<int>(m_key.size()),
          reinterpret_cast<const unsigned char*>(pair.data()), pair.size(), digest.data(), nullptr);

@@ -21,6 +21,9 @@ std::string digestOf(std::string_view text);
 /// Compares two secrets in a time that tells nothing of where they differ.
 bool isSameSecret(std::string_view one, std::string_view other);
 
+/// Overwrites a text that somebody could sign in with, and empties it.
+void wipe(std::string& text);
+
 /// What is stored instead of a password: a salted scrypt hash (RFC 7914) with its parameters. Nothing when there are
 /// no random numbers or no memory for it.
 std::optional<std::string> hashOfPassword(std::string_view password);
@@ -28,6 +31,11 @@ std::optional<std::string> hashOfPassword(std::string_view password);
 /// E-mail and password of a Basic authorization header (RFC 7617).
 struct BasicCredentials
 {
+    BasicCredentials(std::string_view mail, std::string_view secret) : email(mail), password(secret) {}
+    BasicCredentials(BasicCredentials&&) = default;
+    BasicCredentials& operator=(BasicCredentials&&) = delete;
+    ~BasicCredentials(); ///< overwrites the password
+
     std::string email;
     std::string password;
 

@@ -2,6 +2,7 @@
 
 #include "Connection.h"
 #include "ConnectionPool.h"
+#include "Credentials.h"
 #include "Peer.h"
 #include "Protection.h"
 #include "RequestReader.h"
@@ -280,6 +281,10 @@ private:
         if (refusal == 405)
             reply.headers.emplace_back("Allow", "GET, HEAD, POST, PUT, DELETE");
         send(connection, request, reply, reader.isLast());
+        // The next request may be long in coming, and there are passwords in this one.
+        for (auto& [name, value] : request.headers)
+            wipe(value);
+        wipe(request.body);
         if (refusal || (reader.isLast() && !connection.input().empty()))
             connection.leaveUnread();
         return !reader.isLast();

@@ -1,5 +1,7 @@
 #include "RequestReader.h"
 
+#include "Credentials.h"
+
 #include <algorithm>
 #include <charconv>
 #include <initializer_list>
@@ -128,7 +130,7 @@ void RequestReader::takeLine(std::string_view& input)
     else if (end != std::string_view::npos) {
         const std::string_view line = m_line;
         m_part = line.ends_with("\r\n") ? next(line.substr(0, line.size() - 2)) : refuse(400);
-        m_line.clear();
+        wipe(m_line);
     }
 }
 

@@ -2,10 +2,14 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <type_traits>
 
 #include <dlfcn.h>
+#include <malloc.h>
 
 namespace service {
 
@@ -13,6 +17,24 @@ namespace {
 
 /// The library's stable interface: it has had this name since 2006.
 constexpr const char* fileName = "libcurl.so.4";
+
+// The library makes several copies of the password on its way to the service, and gives them back as they are.
+void wipeAndFree(void* memory)
+{
+    if (memory)
+        explicit_bzero(memory, malloc_usable_size(memory));
+    std::free(memory);
+}
+
+void* wipeAndResize(void* memory, std::size_t size)
+{
+    void* larger = std::malloc(size);
+    if (larger && memory)
+        std::memcpy(larger, memory, std::min(size, malloc_usable_size(memory)));
+    if (larger)
+        wipeAndFree(memory);
+    return larger;
+}
 
 std::optional<CurlLibrary> loaded()
 {
@@ -34,7 +56,7 @@ std::optional<CurlLibrary> loaded()
     find(library.easy_setopt, "curl_easy_setopt");
     find(library.easy_strerror, "curl_easy_strerror");
     find(library.free, "curl_free");
-    find(library.global_init, "curl_global_init");
+    find(library.global_init_mem, "curl_global_init_mem");
     find(library.multi_add_handle, "curl_multi_add_handle");
     find(library.multi_cleanup, "curl_multi_cleanup");
     find(library.multi_info_read, "curl_multi_info_read");
@@ -49,7 +71,8 @@ std::optional<CurlLibrary> loaded()
     find(library.url_cleanup, "curl_url_cleanup");
     find(library.url_get, "curl_url_get");
     find(library.url_set, "curl_url_set");
-    if (!complete || library.global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+    if (!complete ||
+        library.global_init_mem(CURL_GLOBAL_DEFAULT, malloc, wipeAndFree, wipeAndResize, strdup, calloc) != CURLE_OK)
         return std::nullopt;
     return library;
 }

@@ -23,7 +23,7 @@ struct CurlLibrary
     decltype(&curl_easy_setopt) easy_setopt = nullptr;
     decltype(&curl_easy_strerror) easy_strerror = nullptr;
     decltype(&curl_free) free = nullptr;
-    decltype(&curl_global_init) global_init = nullptr;
+    decltype(&curl_global_init_mem) global_init_mem = nullptr;
     decltype(&curl_multi_add_handle) multi_add_handle = nullptr;
     decltype(&curl_multi_cleanup) multi_cleanup = nullptr;
     decltype(&curl_multi_info_read) multi_info_read = nullptr;

@@ -112,7 +112,7 @@ struct HttpClient::Exchange
     const HttpRequest& request;
     QByteArray url;
     QByteArray host;
-    HttpHeaders headers;
+    bool hasAuthorization = true; ///< may have it, if the request does
     std::chrono::milliseconds timeout{};
     QByteArray& redirect; ///< where the reply leads on
 };
@@ -160,8 +160,7 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         return fail(CURLE_URL_MALFORMAT);
     const auto deadline = Steady::now() + m_timeout;
     QByteArray redirect;
-    Exchange exchange{
-        .request = request, .url = request.url, .host = first->host, .headers = request.headers, .redirect = redirect};
+    Exchange exchange{.request = request, .url = request.url, .host = first->host, .redirect = redirect};
 
     // Redirects are followed here and not by the library, which cannot be told to stay with https once it was reached.
     std::optional<Origin> origin = first;
@@ -187,11 +186,8 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         const std::optional<Origin> next = Origin::of(redirect);
         if (!next || (next->scheme != "http" && next->scheme != "https") || (origin->isSecure() && !next->isSecure()))
             return fail(CURLE_UNSUPPORTED_PROTOCOL);
-        if (!next->mayHaveCredentialsOf(*first)) {
-            std::erase_if(exchange.headers, [](const auto& header) {
-                return header.first.compare("Authorization", Qt::CaseInsensitive) == 0;
-            });
-        }
+        if (!next->mayHaveCredentialsOf(*first))
+            exchange.hasAuthorization = false;
         exchange.url = redirect;
         exchange.host = next->host;
         origin = next;
@@ -212,8 +208,10 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
             headers.reset(longer);
         }
     };
-    for (const auto& [name, value] : exchange.headers)
+    for (const auto& [name, value] : exchange.request.headers)
         addHeader(name + ": " + value);
+    if (exchange.hasAuthorization && !exchange.request.authorization->isNull())
+        addHeader(*platform::Secret<QByteArray>("Authorization: " + *exchange.request.authorization));
     addHeader("Expect:"); // nobody waits for a "100 Continue" that some servers never send
 
     curl().easy_reset(easy); // keeps the connections

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Secret.h"
 #include "service/QuillonError.h"
 
 #include <QByteArray>
@@ -21,6 +22,8 @@ struct HttpRequest
     /// Of a request with a body. One without is always a GET.
     QByteArray method = "GET";
     HttpHeaders headers; ///< sent in this order
+    /// Of a header of that name, which comes last; none when null.
+    platform::Secret<QByteArray> authorization = {};
     std::optional<QByteArray> body;
     /// Set for one without a body that changes something all the same.
     bool changesSomething = false;
@@ -48,7 +51,7 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 
 /// Sends one request at a time and waits for the reply.
 ///
-/// A request that only reads follows up to five redirects, never from https to http, with the "Authorization" header
+/// A request that only reads follows up to five redirects, never from https to http, with the authorization
 /// for the first host only; for one that may change something a redirect is an error. Certificates are verified; proxy
 /// and certificates are those of the system, or of the environment (http_proxy and its kin, SSL_CERT_FILE), but a
 /// loopback host is never reached through a proxy. No cookies, no cache. Used on one thread.

@@ -140,8 +140,11 @@ void QuillonNetworkOperation::setUpHeaders(HttpRequest& request) const
 
 void QuillonNetworkOperation::setUpAuthentication(HttpRequest& request) const
 {
-    const QByteArray text = (m_snapshot.email + u':' + m_snapshot.password).toUtf8();
-    request.headers.emplace_back("Authorization", "Basic " + encodeBase64WithNewlines(text, false).toLatin1());
+    const platform::Secret<QString> pair = m_snapshot.email + u':' + *m_snapshot.password;
+    const platform::Secret<QByteArray> bytes = pair->toUtf8();
+    const platform::Secret<QString> text = encodeBase64WithNewlines(*bytes, false);
+    const platform::Secret<QByteArray> latin = text->toLatin1();
+    request.authorization = "Basic " + *latin;
 }
 
 HttpReply QuillonNetworkOperation::doRequest(const HttpRequest& request)

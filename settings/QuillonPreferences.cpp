@@ -67,7 +67,7 @@ void QuillonPreferences::loadSaved()
         m_developmentDomain = info.boolean("QuillonLocalDebug"_L1)
                                   ? std::optional(info.string("QuillonDevelopmentDomain"_L1))
                                   : std::nullopt;
-        m_password = QString();
+        m_password = {};
         m_passwordLoaded = false;
     }
     m_savedEmail = m_email;
@@ -91,7 +91,9 @@ void QuillonPreferences::save()
     // While the time is kept here, nobody may have touched the saved account: then the keyring is left in peace.
     const bool keepsSecret = m_passwordLoaded || !timeIsKeptHere();
     // Before anything is changed: a password that nobody has asked for yet would be lost for the keyring.
-    const QString secret = keepsSecret ? password() : QString();
+    if (keepsSecret)
+        password();
+    const platform::Secret<QString> secret = keepsSecret ? m_password : platform::Secret<QString>();
 
     UserDefaults& defaults = UserDefaults::standardUserDefaults();
     defaults.setString(SCQuillonUrlKey, url());
@@ -118,7 +120,7 @@ void QuillonPreferences::save()
         emit self->keyringAnswered();
     };
     const auto stored =
-        TolvanKeychainUtils::storeUsername(m_email, secret, SCServiceName(), /*updateExisting=*/true, later);
+        TolvanKeychainUtils::storeUsername(m_email, *secret, SCServiceName(), /*updateExisting=*/true, later);
     if (stored || stored.error().code == KeychainError::ServiceAbsent)
         m_noKeyring = !stored;
 }
@@ -133,7 +135,7 @@ QString QuillonPreferences::password()
 {
     if (!m_passwordLoaded)
         loadPassword();
-    return m_password;
+    return *m_password;
 }
 
 void QuillonPreferences::setPassword(const QString& password)
@@ -169,7 +171,7 @@ void QuillonPreferences::askToUnlock()
     const auto done = [self,
                        account = m_savedEmail](const platform::SecretStore::Result<std::optional<QByteArray>>& found) {
         // A password that was typed meanwhile is the newer one.
-        if (!self || !found || !*found || !self->m_password.isNull() || self->m_savedEmail != account)
+        if (!self || !found || !*found || !self->m_password->isNull() || self->m_savedEmail != account)
             return;
         const QString text = TolvanKeychainUtils::passwordText(**found);
         if (text.isNull())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Secret.h"
 #include "settings/KeyCombo.h"
 
 #include <QObject>
@@ -14,7 +15,7 @@ namespace settings {
 struct Credentials
 {
     QString email;
-    QString password;
+    platform::Secret<QString> password;
     QString url;     ///< the account's name
     QString fullUrl; ///< the account's base address, without a slash at the end
 };
@@ -113,7 +114,7 @@ private:
     mutable std::mutex m_mutex; ///< guards what any thread may read: the next four and the domains
     std::optional<Credentials> m_own;
     QString m_email;
-    QString m_password;
+    platform::Secret<QString> m_password;
     QString m_url;
     QString m_serviceDomain;
     std::optional<QString> m_developmentDomain; ///< none: the service itself is used

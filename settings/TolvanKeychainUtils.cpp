@@ -53,14 +53,14 @@ TolvanKeychainUtils::getKeychainItemReferenceForUsername(const QString& userName
 {
     if (userName.isNull() || serviceName.isNull())
         return tl::unexpected(error(KeychainError::ArgumentMissing));
-    const auto found = keyring().lookup(serviceName, userName);
+    auto found = keyring().lookup(serviceName, userName);
     if (!found && found.error() == platform::SecretStore::Failure::Locked)
         return KeychainItem{userName, serviceName, std::nullopt};
     if (!found)
         return tl::unexpected(error(found.error()));
     if (!*found)
         return std::nullopt;
-    return KeychainItem{userName, serviceName, *found};
+    return KeychainItem{userName, serviceName, *std::move(*found)};
 }
 
 TolvanKeychainUtils::Result<std::optional<QString>>
@@ -73,7 +73,7 @@ TolvanKeychainUtils::getPasswordForUsername(const QString& userName, const QStri
         return std::nullopt;
     if (!(*item)->password)
         return tl::unexpected(error(KeychainError::Locked));
-    const QString text = passwordText(*(*item)->password);
+    const QString text = passwordText(**(*item)->password);
     return text.isNull() ? std::nullopt : std::optional(text);
 }
 
@@ -90,9 +90,8 @@ TolvanKeychainUtils::Result<void> TolvanKeychainUtils::storeUsername(const QStri
         if (later)
             later(stored.map_error([](auto failure) { return error(failure); }));
     };
-    return keyring().store(serviceName, userName, password.toUtf8(), told).map_error([](auto failure) {
-        return error(failure);
-    });
+    const platform::Secret<QByteArray> bytes = password.toUtf8();
+    return keyring().store(serviceName, userName, *bytes, told).map_error([](auto failure) { return error(failure); });
 }
 
 TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(const QString& userName,
@@ -111,17 +110,17 @@ TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(con
     return {};
 }
 
-QString TolvanKeychainUtils::passwordText(QByteArray stored)
+QString TolvanKeychainUtils::passwordText(const QByteArray& stored)
 {
-    if (stored.size() > longestPassword) {
-        qsizetype end = longestPassword;
+    qsizetype end = stored.size();
+    if (end > longestPassword) {
+        end = longestPassword;
         // A byte of the form 10xxxxxx goes on with a sign that began before it.
         while (end > 0 && (static_cast<unsigned char>(stored[end]) & 0xC0) == 0x80)
             --end;
-        stored.truncate(end);
     }
     QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(stored);
+    const QString text = decoder(QByteArrayView(stored).first(end));
     if (decoder.hasError())
         return {};
     return text.isNull() ? u""_s : text;

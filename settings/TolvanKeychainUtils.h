@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Secret.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -34,7 +36,7 @@ struct KeychainItem
 {
     QString userName;
     QString serviceName;
-    std::optional<QByteArray> password;
+    std::optional<platform::Secret<QByteArray>> password;
 };
 
 /// Reads, stores and deletes the password of one (user name, service name) pair in the desktop's keyring. A null text
@@ -64,7 +66,7 @@ public:
 
     /// The text of a stored password: its first 1023 bytes, without a sign that this cuts in two. Null when the bytes
     /// are no UTF-8.
-    static QString passwordText(QByteArray stored);
+    static QString passwordText(const QByteArray& stored);
 };
 
 } // namespace settings

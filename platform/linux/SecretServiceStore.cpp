@@ -18,7 +18,7 @@ namespace platform {
 
 namespace {
 
-using Secret = SecretStore::Result<std::optional<QByteArray>>;
+using Found = SecretStore::Result<std::optional<QByteArray>>;
 using Done = SecretStore::Result<void>;
 using Failure = SecretStore::Failure;
 
@@ -107,7 +107,7 @@ struct ObjectUnref
 };
 
 /// Without a prompt.
-Secret search(const Key& key)
+Found search(const Key& key)
 {
     GError* raised = nullptr;
     const List found(secret_password_search_sync(&kSchema, SECRET_SEARCH_LOAD_SECRETS, nullptr, &raised, "service",
@@ -127,7 +127,7 @@ Secret search(const Key& key)
 }
 
 /// With a prompt if need be, for as long as the person takes.
-Secret unlockAndSearch(const Key& key)
+Found unlockAndSearch(const Key& key)
 {
     GError* raised = nullptr;
     const Value value(secret_password_lookup_binary_sync(&kSchema, nullptr, &raised, "service", key.service.constData(),
@@ -156,9 +156,9 @@ bool isOpen()
     return collection && !secret_collection_get_locked(collection.get());
 }
 
-Done write(const Key& key, const QByteArray& secret)
+Done write(const Key& key, const Secret<QByteArray>& secret)
 {
-    const Value value(secret_value_new(secret.constData(), static_cast<gssize>(secret.size()), "text/plain"));
+    const Value value(secret_value_new(secret->constData(), static_cast<gssize>(secret->size()), "text/plain"));
     const QByteArray label = "Quillon: " + key.account;
     GError* raised = nullptr;
     secret_password_store_binary_sync(&kSchema, SECRET_COLLECTION_DEFAULT, label.constData(), value.get(), nullptr,
@@ -317,8 +317,9 @@ void SecretServiceStore::unlockAndLookup(const QString& service, const QString& 
 }
 
 SecretServiceStore::Result<void> SecretServiceStore::store(const QString& service, const QString& account,
-                                                           const QByteArray& secret, Stored later)
+                                                           const QByteArray& bytes, Stored later)
 {
+    const Secret<QByteArray> secret = bytes;
     const Key key{service.toUtf8(), account.toUtf8()};
     const auto stored = m_writes->ask<bool>([key, secret]() -> Result<bool> {
         if (!isOpen())

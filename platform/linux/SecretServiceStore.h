@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../Secret.h"
 #include "../SecretStore.h"
 
 #include <list>
@@ -35,7 +36,7 @@ private:
     {
         QString service;
         QString account;
-        QByteArray secret;
+        Secret<QByteArray> secret;
         std::vector<Stored> told;
     };
 

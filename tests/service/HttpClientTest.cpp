@@ -46,7 +46,7 @@ struct Peer
 
 HttpRequest get(const QByteArray& url)
 {
-    return {.url = url, .headers = {{"Authorization", "Basic YTpi"}}};
+    return {.url = url, .authorization = QByteArray("Basic YTpi")};
 }
 
 HttpRequest post(const QByteArray& url)
@@ -164,8 +164,10 @@ void HttpClientTest::sendsWhatItIsGiven()
     for (const auto& [name, value] : got.headers)
         names << QString::fromStdString(name);
     names.sort();
-    QCOMPARE(names, QStringList({u"Accept"_s, u"Content-Length"_s, u"Content-Type"_s, u"Host"_s, u"X-Long"_s}));
+    QCOMPARE(names, QStringList({u"Accept"_s, u"Authorization"_s, u"Content-Length"_s, u"Content-Type"_s, u"Host"_s,
+                                 u"X-Long"_s}));
     QCOMPARE(got.header("X-Long").size(), 3000U);
+    QCOMPARE(got.header("Authorization"), "Basic YTpi");
     QCOMPARE(got.header("Host"), "acme.localhost:" + std::to_string(peer.port));
 }
 
@@ -409,9 +411,8 @@ void HttpClientTest::aTeamsOwnService()
     settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
     preferences.setUrl(u"https://team.office.localhost:%1"_s.arg(*port));
     QCOMPARE(preferences.fullUrl(), u"https://team.office.localhost:%1"_s.arg(*port));
-    const HttpRequest request{
-        .url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
-        .headers = {{"Authorization", "Basic " + QByteArray("ann@example.com:sesame").toBase64()}}};
+    const HttpRequest request{.url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
+                              .authorization = "Basic " + QByteArray("ann@example.com:sesame").toBase64()};
     QCOMPARE(HttpClient().send(request, {}).status, 200);
 }
 

@@ -277,7 +277,7 @@ void SettingsTest::timeKeptHereLeavesTheSavedAccountAlone()
     preferences.keepTimeHere({u"you@localhost"_s, u"embedded"_s, u".local"_s, u"http://local.localhost:1234"_s});
     QVERIFY(preferences.isPasswordLoaded());
     QCOMPARE(preferences.fullUrl(), u"http://local.localhost:1234"_s);
-    QCOMPARE(preferences.credentials().password, u"embedded"_s);
+    QCOMPARE(*preferences.credentials().password, u"embedded"_s);
     QCOMPARE(preferences.emailInUse(), u"you@localhost"_s);
     QCOMPARE(preferences.url(), u"acme"_s);
 
@@ -365,7 +365,7 @@ void SettingsTest::passwordIsLookedUpLateAndOnce()
     QCOMPARE(start.run.secrets.asked, QStringList());
     preferences.setEmail(u"typed@example.com"_s); // not yet saved
     QCOMPARE(preferences.password(), u"sesame"_s);
-    QCOMPARE(preferences.credentials().password, u"sesame"_s);
+    QCOMPARE(*preferences.credentials().password, u"sesame"_s);
     QCOMPARE(preferences.password(), u"sesame"_s);
     QVERIFY(!preferences.passwordKeptForThisRunOnly());
     QCOMPARE(start.run.secrets.asked, QStringList(u"lookup com.wrenfold.quillon ann@example.com"_s));
