@@ -12,12 +12,10 @@
 #include <csignal>
 #include <curl/curl.h>
 #include <future>
-#include <netinet/in.h>
 #include <openssl/ssl.h>
 #include <set>
 #include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -87,21 +85,14 @@ class TlsClient
 public:
     explicit TlsClient(const QString& address)
     {
-        sockaddr_in to{};
-        to.sin_family = AF_INET;
-        to.sin_port = htons(address.section(u':', -1).toUShort());
-        to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const timeval longest{1, 0};
-        ::setsockopt(m_socket, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof longest);
-        SSL_set_fd(m_session, m_socket);
-        if (::connect(m_socket, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0)
-            SSL_connect(m_session);
+        BIO_get_ssl(m_connection, &m_session);
+        BIO_set_conn_hostname(m_connection, ("127.0.0.1:" + address.section(u':', -1).toLatin1()).constData());
+        BIO_do_handshake(m_connection);
     }
     ~TlsClient()
     {
-        SSL_free(m_session);
+        BIO_free_all(m_connection);
         SSL_CTX_free(m_context);
-        ::close(m_socket);
     }
     TlsClient(const TlsClient&) = delete;
     TlsClient& operator=(const TlsClient&) = delete;
@@ -121,15 +112,16 @@ public:
     /// Takes no answer: first it says that nothing more comes, and then it is gone.
     void vanish()
     {
-        ::shutdown(m_socket, SHUT_WR);
+        const int socket = SSL_get_fd(m_session);
+        ::shutdown(socket, SHUT_WR);
         const linger none{1, 0};
-        ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &none, sizeof none);
     }
 
 private:
     SSL_CTX* const m_context = SSL_CTX_new(TLS_client_method());
-    SSL* const m_session = SSL_new(m_context);
-    const int m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    BIO* const m_connection = BIO_new_ssl_connect(m_context);
+    SSL* m_session = nullptr;
 };
 
 /// A command that runs another one on a network of its own, which looks as `setUp` makes it.

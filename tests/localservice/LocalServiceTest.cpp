@@ -64,31 +64,18 @@ private:
 
 using Over = Scenario::Over;
 
-/// A listening socket of somebody else's on [::1]; its port is 0 where there is none.
-class Squatter
+/// Listens at that port of [::1] for as long as the process lives; answers the port, 0 if it is not to be had.
+std::uint16_t squat(std::uint16_t port)
 {
-public:
-    explicit Squatter(std::uint16_t port = 0)
-    {
-        m_address.sin6_family = AF_INET6;
-        m_address.sin6_addr = in6addr_loopback;
-        m_address.sin6_port = htons(port);
-        socklen_t length = sizeof m_address;
-        auto* address = reinterpret_cast<sockaddr*>(&m_address);
-        if (::bind(m_socket, address, length) != 0 || ::listen(m_socket, 1) != 0 ||
-            ::getsockname(m_socket, address, &length) != 0)
-            m_address.sin6_port = 0;
-    }
-    ~Squatter() { ::close(m_socket); }
-    Squatter(const Squatter&) = delete;
-    Squatter& operator=(const Squatter&) = delete;
-
-    std::uint16_t port() const { return ntohs(m_address.sin6_port); }
-
-private:
-    const int m_socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in6 m_address{};
-};
+    sockaddr_in6 address{AF_INET6, htons(port), 0, in6addr_loopback, 0};
+    socklen_t length = sizeof address;
+    const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    return ::bind(socket, generic, length) == 0 && ::listen(socket, 1) == 0 &&
+                   ::getsockname(socket, generic, &length) == 0
+               ? ntohs(address.sin6_port)
+               : 0;
+}
 
 std::uint16_t portOf(const Scenario& s)
 {
@@ -117,9 +104,8 @@ private slots:
     void stopsAtOnce();
     void speaksTls();
     void idleClientsGiveWay();
-    void slowClientsKeepNobodyOut();
-    void floodsEndNobodysConnections_data();
-    void floodsEndNobodysConnections();
+    void floodsHarmNobodyElse_data();
+    void floodsHarmNobodyElse();
     void listensOnLoopbackOnly();
     void listensOnBothLoopbacks();
     void sharesNoPort();
@@ -465,31 +451,14 @@ void LocalServiceTest::idleClientsGiveWay()
     QCOMPARE(idle.front().readAll(), QByteArray());
 }
 
-void LocalServiceTest::slowClientsKeepNobodyOut()
-{
-    Scenario s;
-    std::list<RawClient> slow;
-    for (int i = 0; i < 100; ++i)
-        slow.emplace_back(portOf(s), "GET / HT");
-    const auto other = s.client(s.acme);
-    other->source = u"127.0.0.2"_s;
-    QElapsedTimer timer;
-    timer.start();
-    const auto answer = other->get(u"/daily"_s);
-    QCOMPARE(answer.error, int(CURLE_OK));
-    QCOMPARE(answer.status, 200);
-    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
-    QCOMPARE(s.service->requests().back().peer, "127.0.0.2");
-}
-
-void LocalServiceTest::floodsEndNobodysConnections_data()
+void LocalServiceTest::floodsHarmNobodyElse_data()
 {
     QTest::addColumn<QByteArray>("flood");
     QTest::newRow("of clients that say nothing") << "GET / HT"_ba;
     QTest::newRow("of clients that stay") << "GET / HTTP/1.1\r\n\r\n"_ba;
 }
 
-void LocalServiceTest::floodsEndNobodysConnections()
+void LocalServiceTest::floodsHarmNobodyElse()
 {
     QFETCH(QByteArray, flood);
     Scenario s;
@@ -510,6 +479,11 @@ void LocalServiceTest::floodsEndNobodysConnections()
         client.say(request);
         QVERIFY(client.readUntil(end).startsWith("HTTP/1.1 401"));
     }
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(RawClient(portOf(s), request, 2).readUntil(end).startsWith("HTTP/1.1 401"));
+    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+    QCOMPARE(s.service->requests().back().peer, "127.0.0.2");
 }
 
 void LocalServiceTest::listensOnLoopbackOnly()
@@ -524,8 +498,8 @@ void LocalServiceTest::listensOnLoopbackOnly()
 
 void LocalServiceTest::listensOnBothLoopbacks()
 {
-    const Squatter squatter;
-    if (squatter.port() == 0)
+    const auto taken = squat(0);
+    if (taken == 0)
         QSKIP("this machine has no [::1]");
     const bool isRoot = ::geteuid() == 0;
     for (const auto* address : {"127.0.0.1", "::1", "0:0:0:0:0:0:0:1"}) {
@@ -538,12 +512,12 @@ void LocalServiceTest::listensOnBothLoopbacks()
             HttpClient client(u"http://%1:%2"_s.arg(host).arg(*port), {}, {});
             QCOMPARE(client.get(u"/"_s).status, 401);
             QVERIFY(!isRoot || ::seteuid(4242) == 0);
-            QCOMPARE(Squatter(*port).port(), std::uint16_t{0});
+            QCOMPARE(squat(*port), std::uint16_t{0});
             QVERIFY(!isRoot || ::seteuid(0) == 0);
         }
         service.stop();
         // Half of the addresses would be worse than none: the other half may be somebody else's.
-        options.port = squatter.port();
+        options.port = taken;
         QVERIFY(!localservice::Service(options).start());
     }
     Scenario s;

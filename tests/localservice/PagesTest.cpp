@@ -103,7 +103,6 @@ private Q_SLOTS:
     void refusesOtherSites();
     void keepsFormsOfEndedSessions();
     void linksSignInOnce();
-    void linksAreForTheirUser();
     void sessionsAreForTheirUser_data();
     void sessionsAreForTheirUser();
     void theProgramNeedsNoAdvice();
@@ -350,27 +349,6 @@ void PagesTest::linksSignInOnce()
     QCOMPARE(s.service->signInLink("acme", "nobody@example.com", "/x"), s.service->url("acme") + "/x");
 }
 
-void PagesTest::linksAreForTheirUser()
-{
-    if (::geteuid() != 0)
-        QSKIP("only root can be two users");
-    Scenario s;
-    const auto link = [&] {
-        return QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
-    };
-    Browser stranger(s);
-    QCOMPARE(stranger.get(u"/sign-in"_s).status, 200); // from here on it has a connection, which is root's
-    QVERIFY(::seteuid(4242) == 0);
-    Browser own(s);
-    const auto refused = stranger.get(link().mid(stranger.url.size()));
-    const auto entered = own.get(link().mid(own.url.size()));
-    QVERIFY(::seteuid(0) == 0);
-    QCOMPARE(where(refused), u"303 /sign-in?to=%2Freports&why=link"_s);
-    QVERIFY(stranger.cookie.isEmpty());
-    QCOMPARE(where(entered), u"303 /reports"_s);
-    QVERIFY(own.isSignedIn());
-}
-
 void PagesTest::sessionsAreForTheirUser_data()
 {
     QTest::addColumn<Scenario::Over>("over");
@@ -403,8 +381,10 @@ void PagesTest::sessionsAreForTheirUser()
     QVERIFY(::seteuid(4242) == 0);
     other.get(u"/sign-in"_s); // from here on it has a connection, which is that user's
     QVERIFY(::seteuid(0) == 0);
-    const auto link = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
-    QCOMPARE(where(byLink ? own.get(link.mid(own.url.size())) : own.signIn()), u"303 /reports"_s);
+    const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
+    const auto link = address.mid(own.url.size());
+    QVERIFY(!byLink || where(other.get(link)) == u"303 /sign-in?to=%2Freports&why=link"_s);
+    QCOMPARE(where(byLink ? own.get(link) : own.signIn()), u"303 /reports"_s);
     QCOMPARE(s.service->requests().back().peer, source.toStdString());
     QVERIFY(own.isSignedIn());
     const bool isAnybodys = over == Scenario::Over::Tls;
