@@ -2,10 +2,14 @@
 
 #include "skin/Fonts.h"
 
+#include <QMimeData>
 #include <QPaintEvent>
 #include <QScrollBar>
+#include <QTextBlock>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace editing {
 
@@ -14,6 +18,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int fontPoints = 13;
+constexpr qsizetype longestPiece = 2000; ///< signs of a paragraph that are laid out at once, but for the last word
+constexpr qsizetype longestWord = 200;
+constexpr int continued = 1; ///< the state of a block that goes on with the line of the one before
 
 QPalette paletteFor(Look look)
 {
@@ -64,11 +71,66 @@ NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
 
 QString NotesField::text() const
 {
+    return textBetween(0, document()->characterCount() - 1);
+}
+
+QString NotesField::textBetween(int begin, int end) const
+{
     // Not toPlainText, which makes blanks of no-break spaces.
-    QString text = document()->toRawText();
-    text.replace(QChar::ParagraphSeparator, u'\n');
+    QString text;
+    text.reserve(end - begin);
+    for (QTextBlock block = document()->findBlock(begin); block.isValid() && block.position() <= end;
+         block = block.next()) {
+        if (block.position() > begin && block.userState() != continued)
+            text += u'\n';
+        const int from = std::max(begin - block.position(), 0);
+        text += QStringView(block.text()).mid(from, end - block.position() - from);
+    }
     text.replace(QChar::LineSeparator, u'\n');
     return text;
+}
+
+void NotesField::setText(const QString& text)
+{
+    if (text.size() <= longestPiece) {
+        setPlainText(text);
+        return;
+    }
+    // A paragraph is laid out whole as soon as any of it is in sight. A long one stands in several.
+    QString pieces;
+    pieces.reserve(text.size() + text.size() / longestPiece + 1);
+    std::vector<int> continuing; // which of them go on with the one before
+    int number = 0;
+    qsizetype length = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar sign = text.at(i);
+        if (sign == u'\n' || sign == u'\r' || sign == QChar::ParagraphSeparator) {
+            if (sign == u'\r' && i + 1 < text.size() && text.at(i + 1) == u'\n')
+                ++i;
+            pieces += u'\n';
+            ++number;
+            length = 0;
+            continue;
+        }
+        const bool mayBreak = !sign.isLowSurrogate() && !sign.isMark();
+        if (length >= longestPiece && mayBreak && (pieces.back() == u' ' || length >= longestPiece + longestWord)) {
+            pieces += u'\n';
+            continuing.push_back(++number);
+            length = 0;
+        }
+        pieces += sign;
+        ++length;
+    }
+    setPlainText(pieces);
+    for (const int piece : continuing)
+        document()->findBlockByNumber(piece).setUserState(continued);
+}
+
+QMimeData* NotesField::createMimeDataFromSelection() const
+{
+    auto* data = new QMimeData;
+    data->setText(textBetween(textCursor().selectionStart(), textCursor().selectionEnd()));
+    return data;
 }
 
 void NotesField::insertLineBreak()

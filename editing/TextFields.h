@@ -26,13 +26,17 @@ public:
 
     /// Sign for sign what was set or typed; lines end in "\n".
     QString text() const;
-    /// Not for what is being typed: forgets the caret and what could be undone.
-    void setText(const QString& text) { setPlainText(text); }
+    /// Not for what is being typed: forgets the caret and what could be undone. Megabytes appear at once.
+    void setText(const QString& text);
     void insertLineBreak();
 
 protected:
+    QMimeData* createMimeDataFromSelection() const override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+
+private:
+    QString textBetween(int begin, int end) const;
 };
 
 } // namespace editing

@@ -21,9 +21,9 @@ std::vector<Project*> Client::projects() const
     return members<Project>("projects");
 }
 
-tl::expected<void, XmlError> Client::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> Client::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "clients", "client", false, [&](xml::Element element) {
+    return importList(std::move(utf8), context, "clients", "client", false, [&](xml::Element element) {
         auto& client = company.findOrCreateById<Client>(element.descendant("id").text(), context);
         client.setName(element.descendant("name").unescapedText());
         client.setIsActive(element.descendant("active").isTrue());

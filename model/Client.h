@@ -22,7 +22,7 @@ public:
     std::vector<Project*> projects() const;
 
     /// A "clients" list. Clients that it does not hold stay as they are.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
 };
 
 } // namespace model

@@ -82,10 +82,10 @@ Company* Company::findOrCreateCompany(const QString& subdomain)
     return context ? &findOrCreateCompany(subdomain, *context) : nullptr;
 }
 
-tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QString& subdomain, const QByteArray& fromXml,
+tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QString& subdomain, QByteArray fromXml,
                                                                     store::Context& context)
 {
-    const auto document = xml::Document::parse(fromXml);
+    const auto document = xml::Document::parse(std::move(fromXml));
     if (!document)
         return tl::unexpected(document.error());
     Company& company = findOrCreateCompany(subdomain, context);

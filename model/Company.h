@@ -56,8 +56,8 @@ public:
     static Company* findOrCreateCompany(const QString& subdomain);
 
     /// Takes in the account's description ("/account/who_am_i"). Never null when there is no error.
-    static tl::expected<Company*, XmlError>
-    buildCompanyWithSubdomain(const QString& subdomain, const QByteArray& fromXml, store::Context& context);
+    static tl::expected<Company*, XmlError> buildCompanyWithSubdomain(const QString& subdomain, QByteArray fromXml,
+                                                                      store::Context& context);
 
     /// The first object of that id, of whatever company; one of this company when it has one.
     store::Object* findObject(std::string_view entity, const QString& idString, store::Context& context) const;

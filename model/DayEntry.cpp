@@ -328,9 +328,9 @@ DayEntry* DayEntry::entryWithDefaults()
     return &entry;
 }
 
-tl::expected<void, XmlError> DayEntry::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> DayEntry::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    const auto document = xml::Document::parse(utf8);
+    auto document = xml::Document::parse(std::move(utf8));
     if (!document)
         return tl::unexpected(document.error());
     const std::string_view root = document->root().name();
@@ -339,9 +339,12 @@ tl::expected<void, XmlError> DayEntry::parseXml(const QByteArray& utf8, Company&
     else if (root == "add" || root == "timer")
         parseAddXml(*document, company, context);
     else if (root == "day_entry")
-        parseSyncXml(*document, company, context);
+        parseDayEntry(document->root(), company, context, false);
     else
         parseReportXml(*document, company, context);
+    // Saving takes memory for what is large in it; by then the document has given its own back.
+    document = tl::unexpected(XmlError{});
+    saveWithErrorReporting(context);
     return {};
 }
 
@@ -365,7 +368,6 @@ void DayEntry::parseDailyXml(const xml::Document& document, Company& company, st
         stale.erase(&parseDayEntry(element, import, false));
     for (DayEntry* entry : stale)
         context.remove(*entry);
-    saveWithErrorReporting(context);
 }
 
 void DayEntry::parseAddXml(const xml::Document& document, Company& company, store::Context& context)
@@ -383,13 +385,6 @@ void DayEntry::parseAddXml(const xml::Document& document, Company& company, stor
                 static_cast<DayEntry*>(other)->setTimerStarted({});
         }
     }
-    saveWithErrorReporting(context);
-}
-
-void DayEntry::parseSyncXml(const xml::Document& document, Company& company, store::Context& context)
-{
-    parseDayEntry(document.root(), company, context, false);
-    saveWithErrorReporting(context);
 }
 
 void DayEntry::parseReportXml(const xml::Document& document, Company& company, store::Context& context)
@@ -398,7 +393,6 @@ void DayEntry::parseReportXml(const xml::Document& document, Company& company, s
     for (xml::Element element = document.root().child("day-entry"); element && !context.isStopped();
          element = element.next("day-entry"))
         parseDayEntry(element, import, true);
-    saveWithErrorReporting(context);
 }
 
 DayEntry& DayEntry::parseDayEntry(xml::Element element, Company& company, store::Context& context, bool fromReports)

@@ -107,14 +107,12 @@ public:
     static DayEntry* entryWithDefaults();
 
     /// A day sheet, the result of adding, toggling or correcting an entry, or a report, told by the root element.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
-    /// Root "daily". Also the catalog, when the sheet brings it: what it does not hold is deleted.
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
+    /// Root "daily". Also the catalog, when the sheet brings it: what it does not hold is deleted. Does not save.
     static void parseDailyXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Root "add" or "timer". A running entry stops all others of the company.
+    /// Root "add" or "timer". A running entry stops all others of the company. Does not save.
     static void parseAddXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Root "day_entry".
-    static void parseSyncXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Any other root.
+    /// Any other root. Does not save.
     static void parseReportXml(const xml::Document& document, Company& company, store::Context& context);
 
     /// One entry. Element names are joined by "-" in reports and by "_" elsewhere. A project or task that is not known

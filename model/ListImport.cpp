@@ -2,11 +2,11 @@
 
 namespace model {
 
-tl::expected<void, XmlError> importList(const QByteArray& utf8, store::Context& context, std::string_view list,
+tl::expected<void, XmlError> importList(QByteArray utf8, store::Context& context, std::string_view list,
                                         std::string_view item, bool listMayBeLeftOut,
                                         const std::function<void(xml::Element)>& import)
 {
-    const auto document = xml::Document::parse(utf8);
+    const auto document = xml::Document::parse(std::move(utf8));
     if (!document)
         return tl::unexpected(document.error());
     const xml::Element root = document->root();

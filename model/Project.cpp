@@ -125,9 +125,9 @@ std::map<QString, std::vector<Task*>> Project::tasksWithMatchingNamesGroupedByBi
     return groups;
 }
 
-tl::expected<void, XmlError> Project::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> Project::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "projects", "project", true,
+    return importList(std::move(utf8), context, "projects", "project", true,
                       [&](xml::Element element) { parseProject(element, company, context); });
 }
 

@@ -64,7 +64,7 @@ public:
     std::map<QString, std::vector<Task*>> tasksWithMatchingNamesGroupedByBillable(const QString& filter) const;
 
     /// A "projects" list, or a single "project".
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// One "project" element, of a list or of a day sheet. Does not save.
     static Project& parseProject(xml::Element element, Company& company, store::Context& context);
     static Project& createWithName(const QString& name, const QString& idString, Company& company,

@@ -9,7 +9,7 @@ QString QuillonObject::description() const
     return u"%1 | ID: %2"_s.arg(QString::fromStdString(entity().name), described("idString"));
 }
 
-tl::expected<void, XmlError> QuillonObject::parseXml(const QByteArray&, Company&, store::Context&)
+tl::expected<void, XmlError> QuillonObject::parseXml(QByteArray, Company&, store::Context&)
 {
     return {};
 }

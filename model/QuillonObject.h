@@ -34,7 +34,7 @@ public:
     virtual QString description() const;
 
     /// Does nothing, and succeeds.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
 
     /// Saves; an error is reported nowhere, so the next import tries again.
     static void saveWithErrorReporting(store::Context& context);

@@ -39,9 +39,9 @@ int Task::taskCaseInsenstiveCompare(const Task& other) const
     return name().compare(other.name(), Qt::CaseInsensitive);
 }
 
-tl::expected<void, XmlError> Task::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> Task::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "tasks", "task", false,
+    return importList(std::move(utf8), context, "tasks", "task", false,
                       [&](xml::Element element) { parseTask(element, company, context); });
 }
 

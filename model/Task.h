@@ -37,7 +37,7 @@ public:
     int taskCaseInsenstiveCompare(const Task& other) const;
 
     /// A "tasks" list.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// One "task" element, of a list or of a day sheet. Does not save.
     static Task& parseTask(xml::Element element, Company& company, store::Context& context);
     static Task& createWithName(const QString& name, const QString& idString, Company& company,

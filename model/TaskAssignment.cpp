@@ -44,16 +44,17 @@ QString TaskAssignment::name() const
     return assigned ? assigned->name() : QString();
 }
 
-tl::expected<void, XmlError> TaskAssignment::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> TaskAssignment::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "task-assignments", "task-assignment", false, [&](xml::Element element) {
-        auto& assignment = company.findOrCreateById<TaskAssignment>(element.descendant("id").text(), context);
-        assignment.setProjectId(element.descendant("project-id").text());
-        assignment.setTaskId(element.descendant("task-id").text());
-        assignment.setRate(element.descendant("hourly-rate").number());
-        assignment.setProject(company.findObject<Project>(assignment.projectId(), context));
-        assignment.setTask(company.findObject<Task>(assignment.taskId(), context));
-    });
+    return importList(
+        std::move(utf8), context, "task-assignments", "task-assignment", false, [&](xml::Element element) {
+            auto& assignment = company.findOrCreateById<TaskAssignment>(element.descendant("id").text(), context);
+            assignment.setProjectId(element.descendant("project-id").text());
+            assignment.setTaskId(element.descendant("task-id").text());
+            assignment.setRate(element.descendant("hourly-rate").number());
+            assignment.setProject(company.findObject<Project>(assignment.projectId(), context));
+            assignment.setTask(company.findObject<Task>(assignment.taskId(), context));
+        });
 }
 
 TaskAssignment& TaskAssignment::findOrCreateForUser(User& user, Project& project, Task& task, store::Context& context)

@@ -39,7 +39,7 @@ public:
     QString name() const;
 
     /// A "task-assignments" list.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// In the user's company. Leaves `isBillable` to the caller. Does not save.
     static TaskAssignment& findOrCreateForUser(User& user, Project& project, Task& task, store::Context& context);
     /// For callers who know that there is none.

@@ -101,9 +101,9 @@ User::ProjectsByClient User::groupByClientName(std::vector<Project*> projects) c
     return groups;
 }
 
-tl::expected<void, XmlError> User::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> User::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "users", "user", true, [&](xml::Element element) {
+    return importList(std::move(utf8), context, "users", "user", true, [&](xml::Element element) {
         auto& user = company.findOrCreateById<User>(element.descendant("id").text(), context);
         user.setFirstName(element.descendant("first-name").text());
         user.setLastName(element.descendant("last-name").text());

@@ -47,7 +47,7 @@ public:
     ProjectsByClient groupByClientName(std::vector<Project*> projects) const;
 
     /// A "users" list, or a single "user".
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
 };
 
 } // namespace model

@@ -37,16 +37,17 @@ void UserAssignment::setCompany(Company* company)
     setToOne("company", company);
 }
 
-tl::expected<void, XmlError> UserAssignment::parseXml(const QByteArray& utf8, Company& company, store::Context& context)
+tl::expected<void, XmlError> UserAssignment::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(utf8, context, "user-assignments", "user-assignment", false, [&](xml::Element element) {
-        auto& assignment = company.findOrCreateById<UserAssignment>(element.descendant("id").text(), context);
-        assignment.setProjectId(element.descendant("project-id").text());
-        assignment.setUserId(element.descendant("user-id").text());
-        assignment.setRate(element.descendant("hourly-rate").number());
-        assignment.setProject(company.findObject<Project>(assignment.projectId(), context));
-        assignment.setUser(company.findObject<User>(assignment.userId(), context));
-    });
+    return importList(
+        std::move(utf8), context, "user-assignments", "user-assignment", false, [&](xml::Element element) {
+            auto& assignment = company.findOrCreateById<UserAssignment>(element.descendant("id").text(), context);
+            assignment.setProjectId(element.descendant("project-id").text());
+            assignment.setUserId(element.descendant("user-id").text());
+            assignment.setRate(element.descendant("hourly-rate").number());
+            assignment.setProject(company.findObject<Project>(assignment.projectId(), context));
+            assignment.setUser(company.findObject<User>(assignment.userId(), context));
+        });
 }
 
 UserAssignment& UserAssignment::findOrCreateForUser(User& user, Project& project, store::Context& context)

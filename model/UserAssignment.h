@@ -34,7 +34,7 @@ public:
     void setCompany(Company* company);
 
     /// A "user-assignments" list.
-    static tl::expected<void, XmlError> parseXml(const QByteArray& utf8, Company& company, store::Context& context);
+    static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// One that is made here has neither an id nor a `userId`. Does not save.
     static UserAssignment& findOrCreateForUser(User& user, Project& project, store::Context& context);
     /// For callers who know that there is none.

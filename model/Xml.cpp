@@ -5,53 +5,170 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
-#include <cstring>
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
 namespace model::xml {
 
+/// The elements of a document in the order in which they begin, and all their texts behind each other. The library's
+/// own tree takes up to thirty times the size of the document.
+class Tree
+{
+public:
+    struct Node
+    {
+        std::uint32_t end : 31 = 0;    ///< the first element that is no longer inside
+        std::uint32_t hasNext : 1 = 0; ///< that one has the same parent
+        std::uint32_t text = 0;        ///< where the text within begins, and where it ends
+        std::uint32_t textEnd = 0;
+        std::uint32_t name = 0;
+    };
+
+    bool hasChildren(std::uint32_t node) const { return nodes[node].end > node + 1; }
+    std::string_view nameOf(std::uint32_t node) const { return names[nodes[node].name]; }
+    std::string_view textOf(std::uint32_t node) const
+    {
+        return std::string_view(texts).substr(nodes[node].text, nodes[node].textEnd - nodes[node].text);
+    }
+
+    std::vector<Node> nodes;
+    std::string texts;
+    std::vector<std::string> names{std::string()};
+};
+
 namespace {
-
-bool isNamed(const xmlNode* node, std::string_view name)
-{
-    // Most names differ in their first sign, and this is asked for every element of every import.
-    const char* own = reinterpret_cast<const char*>(node->name);
-    return own[0] == name[0] && std::strncmp(own, name.data(), name.size()) == 0 && own[name.size()] == '\0';
-}
-
-const xmlNode* elementFrom(const xmlNode* node)
-{
-    while (node && node->type != XML_ELEMENT_NODE)
-        node = node->next;
-    return node;
-}
-
-const xmlNode* elementFrom(const xmlNode* node, std::string_view name)
-{
-    while (node && (node->type != XML_ELEMENT_NODE || !isNamed(node, name)))
-        node = node->next;
-    return node;
-}
-
-QString fromUtf8(const xmlChar* text)
-{
-    // Given a length: an empty text shall not become a null one.
-    const char* utf8 = text ? reinterpret_cast<const char*>(text) : "";
-    return QString::fromUtf8(utf8, static_cast<qsizetype>(std::strlen(utf8)));
-}
-
-/// Whether the text of the element stands in a single node, the usual case; `text` is null when there is none.
-bool hasPlainText(const xmlNode* element, const xmlChar*& text)
-{
-    const xmlNode* child = element->children;
-    text = child ? child->content : nullptr;
-    return !child || (!child->next && (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE));
-}
 
 struct FreeParser
 {
-    void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
+    void operator()(xmlParserCtxt* parser) const
+    {
+        // Made for declarations of entities, and left behind where one stopped the parser.
+        xmlFreeDoc(parser->myDoc);
+        xmlFreeParserCtxt(parser);
+    }
+};
+
+/// Takes what the parser reads into a tree.
+class Builder
+{
+public:
+    Builder(xmlParserCtxt& parser, Tree& tree) : m_parser(parser), m_tree(tree)
+    {
+        xmlSAXHandler handler{};
+        handler.initialized = XML_SAX2_MAGIC;
+        handler.startElementNs = [](void* builder, const xmlChar* name, const xmlChar*, const xmlChar*, int,
+                                    const xmlChar**, int, int,
+                                    const xmlChar**) { static_cast<Builder*>(builder)->startElement(name); };
+        handler.endElementNs = [](void* builder, const xmlChar*, const xmlChar*, const xmlChar*) {
+            static_cast<Builder*>(builder)->endElement();
+        };
+        handler.characters = [](void* builder, const xmlChar* text, int size) {
+            static_cast<Builder*>(builder)->addText(text, size);
+        };
+        handler.ignorableWhitespace = handler.characters;
+        handler.cdataBlock = handler.characters;
+        handler.entityDecl = [](void* builder, const xmlChar*, int, const xmlChar*, const xmlChar*, xmlChar*) {
+            // Nothing of the service declares entities; what does is no answer of it.
+            static_cast<Builder*>(builder)->refuse(u"declares entities"_s);
+        };
+        handler.serror = [](void*, xmlError*) {}; // kept by the parser; else printed
+        *parser.sax = handler;
+        parser.userData = this;
+    }
+
+    /// Why the document is not wanted; null when it is.
+    const QString& refusal() const { return m_refusal; }
+
+private:
+    /// Thirty bytes are the least that an element of the service takes.
+    static constexpr std::size_t mostElements = 4'000'000;
+    static constexpr std::size_t longestText = 10'000'000; ///< in bytes
+    static constexpr std::size_t mostNames = 4096;
+    static constexpr std::size_t deepest = 256;
+
+    void refuse(const QString& why)
+    {
+        m_refusal = why;
+        xmlStopParser(&m_parser);
+    }
+
+    void startElement(const xmlChar* name)
+    {
+        dropBlanks();
+        if (m_tree.nodes.size() == mostElements) {
+            refuse(u"has too many elements"_s);
+            return;
+        }
+        if (m_open.size() == deepest) {
+            refuse(u"is nested too deep"_s);
+            return;
+        }
+        if (!m_open.empty()) {
+            std::uint32_t& before = m_open.back().lastChild;
+            if (before)
+                m_tree.nodes[before].hasNext = 1;
+            before = static_cast<std::uint32_t>(m_tree.nodes.size());
+        }
+        m_open.push_back({static_cast<std::uint32_t>(m_tree.nodes.size())});
+        m_tree.nodes.push_back({.text = static_cast<std::uint32_t>(m_tree.texts.size()), .name = number(name)});
+        m_textSinceTag = m_tree.texts.size();
+    }
+
+    void endElement()
+    {
+        if (!m_refusal.isNull())
+            return; // of one that was not begun
+        if (m_open.back().lastChild)
+            dropBlanks();
+        Tree::Node& node = m_tree.nodes[m_open.back().node];
+        node.end = static_cast<std::uint32_t>(m_tree.nodes.size()) & 0x7fffffffU;
+        node.textEnd = static_cast<std::uint32_t>(m_tree.texts.size());
+        m_open.pop_back();
+        m_textSinceTag = m_tree.texts.size();
+    }
+
+    void addText(const xmlChar* text, int size)
+    {
+        m_tree.texts.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size));
+        if (m_tree.texts.size() - m_textSinceTag > longestText)
+            refuse(u"has too long a text"_s);
+    }
+
+    /// Those between two elements are nobody's text.
+    void dropBlanks()
+    {
+        if (m_tree.texts.find_first_not_of(" \t\r\n", m_textSinceTag) == std::string::npos)
+            m_tree.texts.resize(m_textSinceTag);
+    }
+
+    /// The parser keeps one copy of each name.
+    std::uint32_t number(const xmlChar* name)
+    {
+        const auto known = m_numbers.find(name);
+        if (known != m_numbers.end())
+            return known->second;
+        if (m_numbers.size() == mostNames)
+            return 0;
+        m_tree.names.emplace_back(reinterpret_cast<const char*>(name));
+        return m_numbers[name] = static_cast<std::uint32_t>(m_tree.names.size() - 1);
+    }
+
+    struct Open
+    {
+        std::uint32_t node;
+        std::uint32_t lastChild = 0;
+    };
+
+    xmlParserCtxt& m_parser;
+    Tree& m_tree;
+    QString m_refusal;
+    std::vector<Open> m_open;
+    std::unordered_map<const xmlChar*, std::uint32_t> m_numbers;
+    std::size_t m_textSinceTag = 0; ///< where the text since the last tag begins
 };
 
 /// The text without the signs that no XML document may hold.
@@ -116,58 +233,60 @@ QString resolved(QStringView reference)
 
 std::string_view Element::name() const
 {
-    return m_node ? reinterpret_cast<const char*>(m_node->name) : std::string_view();
+    return m_tree ? m_tree->nameOf(m_node) : std::string_view();
 }
 
 Element Element::firstChild() const
 {
-    return Element(m_node ? elementFrom(m_node->children) : nullptr);
+    return m_tree && m_tree->hasChildren(m_node) ? Element(*m_tree, m_node + 1) : Element();
 }
 
 Element Element::next() const
 {
-    return Element(m_node ? elementFrom(m_node->next) : nullptr);
+    return m_tree && m_tree->nodes[m_node].hasNext ? Element(*m_tree, m_tree->nodes[m_node].end) : Element();
 }
 
 Element Element::child(std::string_view name) const
 {
-    return Element(m_node ? elementFrom(m_node->children, name) : nullptr);
+    return firstChild().orNext(name);
 }
 
 Element Element::next(std::string_view name) const
 {
-    return Element(m_node ? elementFrom(m_node->next, name) : nullptr);
+    return next().orNext(name);
+}
+
+Element Element::orNext(std::string_view name) const
+{
+    Element element = *this;
+    while (element && element.name() != name)
+        element = element.next();
+    return element;
 }
 
 Element Element::descendant(std::string_view name) const
 {
-    const xmlNode* node = m_node;
-    while (node) {
-        if (const xmlNode* inner = elementFrom(node->type == XML_ELEMENT_NODE ? node->children : nullptr)) {
-            node = inner;
-        } else {
-            while (node != m_node && !elementFrom(node->next))
-                node = node->parent;
-            if (node == m_node)
-                return {};
-            node = elementFrom(node->next);
-        }
-        if (isNamed(node, name))
-            return Element(node);
+    // They stand behind it, in document order, up to the one that is no longer inside.
+    const std::uint32_t end = m_tree ? m_tree->nodes[m_node].end : 0;
+    for (std::uint32_t node = m_node + 1; node < end; ++node) {
+        if (m_tree->nameOf(node) == name)
+            return {*m_tree, node};
     }
     return {};
 }
 
+std::string_view Element::utf8() const
+{
+    return m_tree ? m_tree->textOf(m_node) : std::string_view();
+}
+
 QString Element::text() const
 {
-    if (!m_node)
+    if (!m_tree)
         return {};
-    const xmlChar* plain = nullptr;
-    if (hasPlainText(m_node, plain))
-        return fromUtf8(plain);
-    const std::unique_ptr<xmlChar, void (*)(void*)> joined(xmlNodeGetContent(m_node),
-                                                           [](void* text) { xmlFree(text); });
-    return fromUtf8(joined.get());
+    // An empty text shall not become a null one.
+    const std::string_view text = utf8();
+    return QString::fromUtf8(text.empty() ? "" : text.data(), static_cast<qsizetype>(text.size()));
 }
 
 QString Element::unescapedText() const
@@ -177,12 +296,7 @@ QString Element::unescapedText() const
 
 bool Element::isTrue() const
 {
-    if (!m_node)
-        return false;
-    const xmlChar* plain = nullptr;
-    if (hasPlainText(m_node, plain))
-        return plain && std::strcmp(reinterpret_cast<const char*>(plain), "true") == 0;
-    return text() == "true"_L1;
+    return utf8() == "true";
 }
 
 double Element::number() const
@@ -190,39 +304,52 @@ double Element::number() const
     return doubleValue(text());
 }
 
-void Document::Free::operator()(_xmlDoc* document) const
-{
-    xmlFreeDoc(document);
-}
+Document::Document(std::unique_ptr<const Tree> tree) : m_tree(std::move(tree)) {}
+Document::Document(Document&&) noexcept = default;
+Document& Document::operator=(Document&&) noexcept = default;
+Document::~Document() = default;
 
-tl::expected<Document, XmlError> Document::parse(const QByteArray& utf8)
+tl::expected<Document, XmlError> Document::parse(QByteArray utf8)
 {
     // Its tables must be there before two threads use the library.
     [[maybe_unused]] static const bool initialized = (xmlInitParser(), true);
 
-    const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
-    if (!parser)
-        return tl::unexpected(XmlError{u"out of memory"_s});
-    // Without the option for huge documents nesting and the growth of entities are limited. UTF-8 is forced because
-    // the text is that, whatever its declaration says.
-    Document document(xmlCtxtReadMemory(parser.get(), utf8.constData(), static_cast<int>(utf8.size()), nullptr, "UTF-8",
-                                        XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_COMPACT));
-    if (!document.m_document) {
-        const xmlError* error = xmlCtxtGetLastError(parser.get());
-        if (!error || !error->message)
-            return tl::unexpected(XmlError{u"no document"_s});
-        return tl::unexpected(
-            XmlError{u"line %1: %2"_s.arg(error->line).arg(QString::fromUtf8(error->message).trimmed())});
+    // A document is UTF-8, whatever it says of itself or looks like to the library.
+    if (utf8.isEmpty() || utf8.contains('\0') || !utf8.isValidUtf8())
+        return tl::unexpected(XmlError{u"no UTF-8"_s});
+    const std::unique_ptr<xmlParserCtxt, FreeParser> parser(
+        xmlCreatePushParserCtxt(nullptr, nullptr, nullptr, 0, nullptr));
+    auto tree = std::make_unique<Tree>();
+    Builder builder(*parser, *tree);
+    // Without the option for huge documents what entities grow to is limited.
+    xmlCtxtUseOptions(parser.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
+    // The parser copies what it is given.
+    constexpr qsizetype piece = qsizetype{1024} * 1024;
+    for (qsizetype at = 0; at < utf8.size();) {
+        qsizetype end = std::min(at + piece, utf8.size());
+        while (end < utf8.size() && (static_cast<uchar>(utf8[end]) & 0xc0U) == 0x80U)
+            --end; // not within a sign
+        xmlParseChunk(parser.get(), utf8.constData() + at, static_cast<int>(end - at), 0);
+        at = end;
     }
-    // Nothing of the service declares entities; what does is no answer of it.
-    if (document.m_document->intSubset && document.m_document->intSubset->entities)
-        return tl::unexpected(XmlError{u"declares entities"_s});
-    return document;
+    xmlParseChunk(parser.get(), nullptr, 0, 1);
+    if (!builder.refusal().isEmpty())
+        return tl::unexpected(XmlError{builder.refusal()});
+    if (!parser->wellFormed) {
+        const xmlError* error = xmlCtxtGetLastError(parser.get());
+        return tl::unexpected(XmlError{
+            error && error->message ? u"line %1: %2"_s.arg(error->line).arg(QString::fromUtf8(error->message).trimmed())
+                                    : u"no document"_s});
+    }
+    utf8.clear(); // where nobody else has it, it is gone
+    tree->nodes.shrink_to_fit();
+    tree->texts.shrink_to_fit();
+    return Document(std::move(tree));
 }
 
 Element Document::root() const
 {
-    return Element(xmlDocGetRootElement(m_document.get()));
+    return Element(*m_tree, 0);
 }
 
 void Body::Free::operator()(_xmlDoc* document) const

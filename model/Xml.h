@@ -2,14 +2,16 @@
 
 #include "model/XmlImport.h"
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
 struct _xmlDoc;
-struct _xmlNode;
 
 /// Reading and writing the service's XML, over libxml2.
 namespace model::xml {
+
+class Tree;
 
 /// An element of a document, or none. Valid as long as its document. Copies freely.
 ///
@@ -18,11 +20,12 @@ class Element
 {
 public:
     Element() = default;
-    explicit Element(const _xmlNode* node) : m_node(node) {}
+    Element(const Tree& tree, std::uint32_t node) : m_tree(&tree), m_node(node) {}
 
-    explicit operator bool() const { return m_node; }
+    explicit operator bool() const { return m_tree; }
     bool operator==(const Element&) const = default;
 
+    /// Empty for names beyond the first few thousand of a document.
     std::string_view name() const;
 
     Element firstChild() const; ///< the first child element
@@ -42,27 +45,33 @@ public:
     double number() const;
 
 private:
-    const _xmlNode* m_node = nullptr;
+    std::string_view utf8() const;
+    Element orNext(std::string_view name) const;
+
+    const Tree* m_tree = nullptr;
+    std::uint32_t m_node = 0;
 };
 
 /// A well-formed document. Reads no network, no files and no entities of the document's own.
+///
+/// Takes 16 bytes for each element and the bytes of all texts, so no more than the document itself as a rule.
 class Document
 {
 public:
-    /// Refuses what is not well formed, is no UTF-8 (whatever the declaration says), is nested absurdly deep or
-    /// declares entities.
-    static tl::expected<Document, XmlError> parse(const QByteArray& utf8);
+    /// Refuses what is not well formed, is no UTF-8 (whatever the declaration says), is nested absurdly deep, declares
+    /// entities, or has a text or more elements than anything of the service could. Gives
+    /// `utf8` up.
+    static tl::expected<Document, XmlError> parse(QByteArray utf8);
+    Document(Document&&) noexcept;
+    Document& operator=(Document&&) noexcept;
+    ~Document();
 
     Element root() const;
 
 private:
-    struct Free
-    {
-        void operator()(_xmlDoc* document) const;
-    };
-    explicit Document(_xmlDoc* document) : m_document(document) {}
+    explicit Document(std::unique_ptr<const Tree> tree);
 
-    std::unique_ptr<_xmlDoc, Free> m_document;
+    std::unique_ptr<const Tree> m_tree;
 };
 
 /// A document to send: a root element with elements of text.

@@ -20,8 +20,8 @@ struct XmlError
 };
 
 /// Takes one response of the service into the company's objects of `context` and saves. The class method `parseXml` of
-/// every entity class. On an error, and once the context is stopped, nothing has changed. Any thread, that of the
-/// context.
-using XmlImport = tl::expected<void, XmlError> (*)(const QByteArray& utf8, Company& company, store::Context& context);
+/// every entity class. On an error, and once the context is stopped, nothing has changed. Gives `utf8` up before
+/// anything is made of it: moved in, it is gone then. Any thread, that of the context.
+using XmlImport = tl::expected<void, XmlError> (*)(QByteArray utf8, Company& company, store::Context& context);
 
 } // namespace model

@@ -9,7 +9,7 @@ void QuillonCacheVersionNetworkOperation::processResponse(const HttpReply& respo
     m_newCacheVersion = cacheVersion(response);
 }
 
-bool QuillonCacheVersionNetworkOperation::parseWithTarget(const QByteArray& body)
+bool QuillonCacheVersionNetworkOperation::parseWithTarget(QByteArray body)
 {
     if (!model::xml::Document::parse(body))
         return false;

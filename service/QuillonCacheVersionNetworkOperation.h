@@ -12,7 +12,7 @@ public:
 
 protected:
     void processResponse(const HttpReply& response) override;
-    bool parseWithTarget(const QByteArray& body) override;
+    bool parseWithTarget(QByteArray body) override;
 
 private:
     std::optional<qint64> m_newCacheVersion;

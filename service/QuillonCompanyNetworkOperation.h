@@ -11,7 +11,7 @@ public:
     using QuillonNetworkOperation::QuillonNetworkOperation;
 
 protected:
-    bool parseWithTarget(const QByteArray& body) override;
+    bool parseWithTarget(QByteArray body) override;
 };
 
 } // namespace service

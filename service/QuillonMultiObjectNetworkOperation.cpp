@@ -1,5 +1,7 @@
 #include "QuillonMultiObjectNetworkOperation.h"
 
+#include <utility>
+
 namespace service {
 
 QuillonMultiObjectNetworkOperation::QuillonMultiObjectNetworkOperation(
@@ -28,7 +30,7 @@ void QuillonMultiObjectNetworkOperation::makeRequest()
             break;
         }
         tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationSucceeded(); });
-        parseIntoCompany(reply.body);
+        parseIntoCompany(std::move(reply.body));
     }
     tellSuccess();
 }

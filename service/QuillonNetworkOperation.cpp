@@ -9,8 +9,6 @@
 #include "platform/TimeSource.h"
 #include "store/Context.h"
 
-#include <QStringDecoder>
-
 #include <algorithm>
 #include <charconv>
 #include <mutex>
@@ -24,15 +22,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto patience = 300s;
-
-/// Null when the bytes are no UTF-8.
-QByteArray decoded(const QByteArray& data)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder(data);
-    Q_UNUSED(text)
-    return decoder.hasError() ? QByteArray() : data;
-}
 
 } // namespace
 
@@ -100,7 +89,10 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
         return;
     m_largestReply = std::max(m_largestReply, reply.body.size());
 
-    const QByteArray body = decoded(reply.body);
+    // Null when it is no UTF-8. From here on there is no other, so that its last reader can give it up.
+    QByteArray body = std::move(reply.body);
+    if (!body.isValidUtf8())
+        body = QByteArray();
     if (!isAuthenticationError(body) && reply.error) {
         tellFailure(reply.error);
         return;
@@ -114,7 +106,7 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
     std::optional<Error> error;
     if (isApplicationError(body, reply.status, error))
         tellFailure(error);
-    parseWithTarget(body);
+    parseWithTarget(std::move(body));
 }
 
 HttpRequest QuillonNetworkOperation::request(const QString& path, const std::optional<QByteArray>& postData) const
@@ -190,23 +182,23 @@ void QuillonNetworkOperation::processResponse(const HttpReply& response)
         tellDelegate([=](OutcomeReceiver& delegate) { delegate.gotQuillonCompanyCacheVersion(*version); });
 }
 
-bool QuillonNetworkOperation::parseWithTarget(const QByteArray& body)
+bool QuillonNetworkOperation::parseWithTarget(QByteArray body)
 {
     if (!m_target)
         return true;
-    parseIntoCompany(body);
+    parseIntoCompany(std::move(body));
     tellSuccess();
     return true;
 }
 
-void QuillonNetworkOperation::parseIntoCompany(const QByteArray& body)
+void QuillonNetworkOperation::parseIntoCompany(QByteArray body)
 {
     store::Context* context = managedObjectContext();
     if (!context || !m_target)
         return;
     model::Company& company = model::Company::findOrCreateCompany(m_snapshot.url, *context);
     // A reply that cannot be read changes nothing, and is told to nobody: the next refresh brings the same again.
-    static_cast<void>(m_target(body, company, *context));
+    static_cast<void>(m_target(std::move(body), company, *context));
 }
 
 store::Context* QuillonNetworkOperation::managedObjectContext()

@@ -85,7 +85,8 @@ protected:
     /// Whether the service failed, with the reason if it gave one.
     static bool isApplicationError(const QByteArray& body, int withStatus, std::optional<Error>& error);
     virtual void processResponse(const HttpReply& response);
-    virtual bool parseWithTarget(const QByteArray& body);
+    /// Gives the body up as soon as it is read: with a large one much depends on that.
+    virtual bool parseWithTarget(QByteArray body);
 
     HttpRequest request(const QString& path, const std::optional<QByteArray>& postData) const;
     /// Waits and repeats the request if the service asks for patience. False when stopped.
@@ -93,7 +94,7 @@ protected:
     static std::optional<qint64> cacheVersion(const HttpReply& response);
     /// Null where there is no coordinator.
     store::Context* managedObjectContext();
-    void parseIntoCompany(const QByteArray& body);
+    void parseIntoCompany(QByteArray body);
     const settings::Credentials& credentials() const { return m_snapshot; }
     model::XmlImport target() const { return m_target; }
     bool isStopped() const { return m_stop.stop_requested(); }

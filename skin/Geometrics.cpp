@@ -83,7 +83,8 @@ QString displayable(const QString& text)
 QString toolTipFor(const QString& plainText)
 {
     constexpr qsizetype most = 1000;
-    QString text = displayable(plainText);
+    // What is cut off is not looked at: it may be megabytes. A line break takes two signs at most.
+    QString text = displayable(plainText.left(2 * most + 2));
     if (text.size() > most)
         text = text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
     // As plain text it would not wrap, and might be taken for marked-up text.

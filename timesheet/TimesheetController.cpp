@@ -402,7 +402,7 @@ double TimesheetController::heightOfRow(RLListView&, int row)
     const model::DayEntry* entry = entryAt(row);
     if (!entry)
         return 0;
-    const QString notes = entry->notes();
+    const QString notes = TimesheetListViewCell::shownNotes(entry->notes());
     if (notes.isEmpty())
         return TimesheetListViewCell::BaseHeight;
     const int width = m_window->width() - TimesheetListViewCell::SideMargins;

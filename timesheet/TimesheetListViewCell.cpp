@@ -15,6 +15,7 @@
 #include "timesheet/RLListViewDelegate.h"
 
 #include <QContextMenuEvent>
+#include <QLocale>
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPainter>
@@ -39,6 +40,7 @@ constexpr int HoursLine = 26;
 constexpr int ButtonSize = 28;
 constexpr int ButtonRight = 12;
 constexpr int ColumnGap = 8;
+constexpr qsizetype MostNotes = 10'000;
 
 /// A lock with a tool tip. Pressing it does nothing, so it does not look as if it did.
 class LockedButton final : public skin::ImageButton
@@ -96,6 +98,14 @@ QFont TimesheetListViewCell::notesFont()
     return skin::interfaceFont(11);
 }
 
+QString TimesheetListViewCell::shownNotes(const QString& notes)
+{
+    if (notes.size() <= MostNotes)
+        return notes;
+    const qsizetype shown = MostNotes - (notes.at(MostNotes - 1).isHighSurrogate() ? 1 : 0);
+    return notes.first(shown) + tr("… (%1 more characters)").arg(QLocale::c().toString(notes.size() - shown));
+}
+
 TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
     : RLListViewCell(reusableIdentifierOfAll), clientLabel(makeLabel(u"clientLabel"_s, skin::interfaceFont(11), this)),
       projectLabel(makeLabel(u"projectLabel"_s, skin::interfaceFont(14, QFont::Bold), this)),
@@ -129,7 +139,7 @@ void TimesheetListViewCell::setDayEntry(model::DayEntry* entry)
     clientLabel->setText(client ? client->name() : QString());
     projectLabel->setText(project ? project->displayName() : QString());
     taskLabel->setText(task ? task->name() : QString());
-    notesLabel->setText(entry ? entry->notes() : QString());
+    notesLabel->setText(entry ? shownNotes(entry->notes()) : QString());
     notesLabel->setVisible(!notesLabel->text().isEmpty());
     updateHours();
     updateImagesForButton();

@@ -56,6 +56,9 @@ public:
     /// Left and right of the notes together: they are drawn in exactly the width that they are measured with.
     static constexpr int SideMargins = 20;
     static QFont notesFont();
+    /// What a row shows of an entry's notes: their beginning, many times as long as the window is high, and how much
+    /// more there is.
+    static QString shownNotes(const QString& notes);
 
     /// `commands` must outlive the cell.
     explicit TimesheetListViewCell(TimesheetRowCommands& commands);

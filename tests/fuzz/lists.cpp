@@ -10,7 +10,7 @@
 
 namespace {
 
-tl::expected<void, model::XmlError> whoAmI(const QByteArray& xml, model::Company&, store::Context& context)
+tl::expected<void, model::XmlError> whoAmI(QByteArray xml, model::Company&, store::Context& context)
 {
     return model::Company::buildCompanyWithSubdomain(QStringLiteral("acme"), xml, context).map([](auto*) {});
 }

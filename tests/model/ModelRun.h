@@ -15,6 +15,12 @@
 #include <ctime>
 #include <optional>
 
+#ifdef __SANITIZE_ADDRESS__
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // gcc comes without its header
+#else
+#include <malloc.h>
+#endif
+
 /// The system's time zone, for the lifetime of the object.
 class Zone
 {
@@ -37,6 +43,17 @@ private:
 inline QString utc(const QDateTime& date)
 {
     return date.toUTC().toString(Qt::ISODate);
+}
+
+/// Bytes that the program has in use.
+inline qsizetype bytesInUse()
+{
+#ifdef __SANITIZE_ADDRESS__
+    return static_cast<qsizetype>(__sanitizer_get_current_allocated_bytes());
+#else
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<qsizetype>(info.uordblks + info.hblkhd);
+#endif
 }
 
 /// A run of the program with its store: a main context, and one per response as the worker has.
@@ -75,6 +92,7 @@ public:
         auto& imported = model::Company::findOrCreateCompany(QStringLiteral("acme"), context);
         saves = 0;
         context.setDidSave([this](const std::shared_ptr<const store::ChangeSet>& changes) {
+            bytesAtSave = bytesInUse();
             saves += changes->isEmpty() ? 0 : 1;
             m_main->mergeChanges(*changes);
         });
@@ -122,6 +140,7 @@ public:
     bool stored = false;
     /// Saves of the last import that wrote something.
     int saves = 0;
+    qsizetype bytesAtSave = 0;
 
 private:
     std::shared_ptr<store::Coordinator> m_coordinator;

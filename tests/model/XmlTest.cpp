@@ -42,6 +42,11 @@ private slots:
         QTest::newRow("entity bomb") << bomb + "]><a>&e39;</a>";
         QTest::newRow("deep") << QByteArray("<a>").repeated(100'000) + QByteArray("</a>").repeated(100'000);
         QTest::newRow("deep and cut off") << QByteArray("<a>").repeated(100'000);
+        QTest::newRow("UTF-16") << QByteArray("\xff\xfe<\0a\0/\0>\0", 10);
+        QTest::newRow("UTF-16 without a mark") << QByteArray("<\0a\0/\0>\0", 8);
+        // More than anything of the service has, and much to keep in memory.
+        QTest::newRow("millions of elements") << "<a>" + QByteArray("<b/>").repeated(4'000'000) + "</a>";
+        QTest::newRow("a text of megabytes") << "<a>" + QByteArray(10'000'001, 'x') + "</a>";
     }
     void refuses()
     {
@@ -49,6 +54,33 @@ private slots:
         const auto document = Document::parse(text);
         QVERIFY(!document);
         QVERIFY(!document.error().text.isEmpty());
+    }
+
+    void takesNoMoreMemoryThanTheText()
+    {
+        QByteArray text = "<daily>\n  <day_entries>\n";
+        for (int id = 0; text.size() < 5'000'000; ++id)
+            text += "    <day_entry>\n      <id>" + QByteArray::number(id) +
+                    "</id>\n      <hours>1.25</hours>\n      <notes>Second pass</notes>\n    </day_entry>\n";
+        text += "  </day_entries>\n</daily>\n";
+        const qsizetype before = bytesInUse();
+        const auto document = Document::parse(text);
+        QVERIFY(document);
+        QVERIFY2(bytesInUse() - before <= text.size(), qPrintable(QString::number(bytesInUse() - before)));
+    }
+
+    void readsTextsOfAnyLength()
+    {
+        // However the parser gets them: with signs of one to four bytes at every place where a piece may end.
+        for (const char* sign : {"x", "\xc3\xa9", "\xe6\x97\xa5", "\xf0\x9f\xa7\x81", "&amp;"}) {
+            for (qsizetype shift = 0; shift < 4; ++shift) {
+                const QByteArray text = QByteArray(shift, '.') + QByteArray(sign).repeated(600'000);
+                const auto document = Document::parse("<a><b>" + text + "</b><c>end</c></a>");
+                QVERIFY(document);
+                QVERIFY(document->root().child("b").text() == QString::fromUtf8(text).replace(u"&amp;"_s, u"&"_s));
+                QCOMPARE(document->root().child("c").text(), u"end");
+            }
+        }
     }
 
     void readsNoFiles()

@@ -1,11 +1,14 @@
 #include "TimesheetRun.h"
 
+#include "editing/TextFields.h"
 #include "model/Client.h"
 #include "skin/Fonts.h"
 #include "skin/RunningButtonBackground.h"
 #include "support/TestMain.h"
 #include "timesheet/NotesView.h"
 
+#include <QClipboard>
+#include <QElapsedTimer>
 #include <QPainter>
 
 using namespace Qt::StringLiterals;
@@ -25,6 +28,8 @@ private slots:
     void heightCountsTheLinesOfTheNotes_data();
     void heightCountsTheLinesOfTheNotes();
     void notesAreDrawnAsMeasured();
+    void notesOfMegabytesHoldNothingUp_data();
+    void notesOfMegabytesHoldNothingUp();
     void showsWhatIsThereOfAnEntry();
     void followsTheEntryWithoutAReload();
     void readsAnyText_data();
@@ -213,6 +218,43 @@ void TimesheetRowTest::notesAreDrawnAsMeasured()
         QVERIFY(cell.notesLabel->height() >= 14 * lines.count());
         QVERIFY(cell.notesLabel->geometry().bottom() < cell.height());
     }
+}
+
+void TimesheetRowTest::notesOfMegabytesHoldNothingUp_data()
+{
+    QTest::addColumn<QString>("piece");
+    QTest::newRow("words") << u"Second pass "_s;
+    QTest::newRow("without a blank") << u"x\U0001F9C1"_s;
+    QTest::newRow("lines") << u"A line of notes as long as lines are wont to be.\n"_s;
+}
+
+void TimesheetRowTest::notesOfMegabytesHoldNothingUp()
+{
+    QFETCH(QString, piece);
+    const QString notes = piece.repeated(9'900'000 / piece.toUtf8().size()) + u"end"_s;
+    TimesheetRun run;
+    run.add({.notes = notes.toStdString(), .minutes = 5});
+    QElapsedTimer time;
+    time.start();
+    run.open();
+    QVERIFY(run.controller().dayEntries().at(0)->notes() == notes);
+    QVERIFY(run.row(0).accessibleText().endsWith(u" more characters)"_s));
+    QVERIFY(run.row(0).height() > 2 * run.window().height());
+    run.window().grab();
+    run.key(Qt::Key_Down);
+    run.key(Qt::Key_E);
+    run.window().grab();
+    QVERIFY2(time.elapsed() < 10'000, qPrintable(QString::number(time.elapsed())));
+
+    // All of it is in the sheet, with what is typed, and is copied as it is.
+    auto* field = run.window().findChild<editing::NotesField*>();
+    QTest::keyClick(field, Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClick(field, Qt::Key_X);
+    QVERIFY(field->text() == notes + u'x');
+    field->selectAll();
+    field->copy();
+    QVERIFY(QGuiApplication::clipboard()->text() == notes + u'x');
+    QVERIFY2(time.elapsed() < 20'000, qPrintable(QString::number(time.elapsed())));
 }
 
 void TimesheetRowTest::showsWhatIsThereOfAnEntry()
