@@ -339,7 +339,7 @@ tl::expected<void, XmlError> DayEntry::parseXml(QByteArray utf8, Company& compan
     else if (root == "add" || root == "timer")
         parseAddXml(*document, company, context);
     else if (root == "day_entry")
-        parseDayEntry(document->root(), company, context, false);
+        parseSyncXml(*document, company, context);
     else
         parseReportXml(*document, company, context);
     // Saving takes memory for what is large in it; by then the document has given its own back.
@@ -385,6 +385,11 @@ void DayEntry::parseAddXml(const xml::Document& document, Company& company, stor
                 static_cast<DayEntry*>(other)->setTimerStarted({});
         }
     }
+}
+
+void DayEntry::parseSyncXml(const xml::Document& document, Company& company, store::Context& context)
+{
+    parseDayEntry(document.root(), company, context, false);
 }
 
 void DayEntry::parseReportXml(const xml::Document& document, Company& company, store::Context& context)

@@ -112,6 +112,8 @@ public:
     static void parseDailyXml(const xml::Document& document, Company& company, store::Context& context);
     /// Root "add" or "timer". A running entry stops all others of the company. Does not save.
     static void parseAddXml(const xml::Document& document, Company& company, store::Context& context);
+    /// Root "day_entry". Does not save.
+    static void parseSyncXml(const xml::Document& document, Company& company, store::Context& context);
     /// Any other root. Does not save.
     static void parseReportXml(const xml::Document& document, Company& company, store::Context& context);
 

@@ -59,8 +59,7 @@ class Document
 {
 public:
     /// Refuses what is not well formed, is no UTF-8 (whatever the declaration says), is nested absurdly deep, declares
-    /// entities, or has a text or more elements than anything of the service could. Gives
-    /// `utf8` up.
+    /// entities, or has a text or more elements than anything of the service could. Gives `utf8` up.
     static tl::expected<Document, XmlError> parse(QByteArray utf8);
     Document(Document&&) noexcept;
     Document& operator=(Document&&) noexcept;
