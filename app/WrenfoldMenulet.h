@@ -207,7 +207,7 @@ public:
     void setupIdleTimer();
     /// Forgets the idle time that was reported, and the timer that was noted for it.
     void resetIdleTimer();
-    /// Notes the timer that runs now, if any.
+    /// Notes the timer that runs now, if any. Neither this nor the next does anything while a question is open.
     void saveCurrentRunningTimerForPossibleIdle() override;
     void clearCurrentRunningTimerForPossibleIdle() override;
     /// Asks whether to go on timing or to remove the idle time, if a timer runs; while it asks, shows the time grow and
@@ -247,6 +247,7 @@ private:
     void enableTimerItems(bool enable);
     TimesheetWindow* timesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
+    void forgetRunningTimer();
     void dismissIdleAlertOfStoppedTimer();
     void idleEpisodeIsOver();
     void placeFirstSteps();

@@ -46,13 +46,16 @@ void WrenfoldMenulet::setupIdleTimer()
 
 void WrenfoldMenulet::resetIdleTimer()
 {
-    clearCurrentRunningTimerForPossibleIdle();
+    forgetRunningTimer();
     m_idleTime = 0;
     m_idleTimer->resetIdleTime();
 }
 
 void WrenfoldMenulet::saveCurrentRunningTimerForPossibleIdle()
 {
+    // An open question stays about its timer, also when that vanishes from below it: nobody asked about another one.
+    if (m_displayingIdleAlert)
+        return;
     model::DayEntry* running = company() ? company()->mostRecentRunningDayEntryFromToday() : nullptr;
     m_runningTimerWhenIdleStarted = running;
     m_runningTimerNoted = running;
@@ -60,6 +63,12 @@ void WrenfoldMenulet::saveCurrentRunningTimerForPossibleIdle()
 }
 
 void WrenfoldMenulet::clearCurrentRunningTimerForPossibleIdle()
+{
+    if (!m_displayingIdleAlert)
+        forgetRunningTimer();
+}
+
+void WrenfoldMenulet::forgetRunningTimer()
 {
     m_runningTimerWhenIdleStarted = nullptr;
     m_runningTimerNoted = false;
@@ -73,9 +82,7 @@ model::DayEntry* WrenfoldMenulet::runningTimerWhenIdleStarted() const
 
 void WrenfoldMenulet::applicationWasIdle(double seconds)
 {
-    // An entry that vanished from below an open alert makes no room for another one: that is not what was asked about.
-    const bool askedAbout = m_displayingIdleAlert && m_runningTimerNoted;
-    if (!runningTimerWhenIdleStarted() && !askedAbout)
+    if (!runningTimerWhenIdleStarted())
         saveCurrentRunningTimerForPossibleIdle();
     const double whole = std::trunc(seconds);
     if (m_idleTime > whole)
@@ -165,8 +172,8 @@ void WrenfoldMenulet::bringHoursUpToDate(model::DayEntry& entry) const
 
 void WrenfoldMenulet::idleEpisodeIsOver()
 {
-    resetIdleTimer();
     m_displayingIdleAlert = false;
+    resetIdleTimer();
 }
 
 void WrenfoldMenulet::correctIdleTimerDidFailWithError(const std::optional<service::Error>& error)

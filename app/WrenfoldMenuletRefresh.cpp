@@ -218,6 +218,8 @@ void WrenfoldMenulet::clearAllData()
 {
     m_clearingCompanyData = true;
     m_hoursAsOf.clear();
+    if (m_displayingIdleAlert)
+        platform::environment().alerts().dismiss(m_idleAlertId); // its timer is gone, and nobody has stopped it
     if (model::Company* company = m_company.get()) {
         company->clearAllData();
         managedObjectContext()->remove(*company);

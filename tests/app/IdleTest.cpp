@@ -148,11 +148,12 @@ private slots:
     void closesWhenStoppedElsewhere_data();
     void closesWhenStoppedElsewhere();
     void closesWhenThePersonStopsTheTimer();
+    void asksAboutTheSameTimerAcrossASleep();
+    void closesWithTheAccount();
     void continueTiming();
     void removesIdleTime();
     void removesNoMoreThanThereIs();
-    void stoppedElsewhereBeforeTheAnswer_data();
-    void stoppedElsewhereBeforeTheAnswer();
+    void deletedElsewhereBeforeTheAnswer();
     void failures_data();
     void failures();
     void sleepCounts_data();
@@ -314,6 +315,38 @@ void IdleTest::closesWhenThePersonStopsTheTimer()
     QCOMPARE(run.corrections(), QStringList());
 }
 
+// Who lets the question lie and works on may send the machine to sleep for a moment.
+void IdleTest::asksAboutTheSameTimerAcrossASleep()
+{
+    IdleRun run;
+    run.startTimer(u"Design"_s);
+    run.work(kStep);
+    run.away(measured(10) + kStep);
+    run.work(kStep);
+    run.test.sleep.sleep(3min);
+    QCOMPARE(run.alert(), asksAboutMinutes(10));
+    run.elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(run.website)},
+                                                {u"task_id"_s, QString::number(run.meetings)},
+                                                {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}));
+    run.refresh();
+    run.press(1);
+    QCOMPARE(run.corrections(), QStringList());
+    QCOMPARE(run.alert(), kNoAlert);
+}
+
+void IdleTest::closesWithTheAccount()
+{
+    IdleRun run;
+    run.startTimer(u"Design"_s);
+    run.work(kStep);
+    run.away(measured(10) + kStep);
+    run.test.idle.touch();
+    emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
+    run.settle();
+    QCOMPARE(run.alert(), kNoAlert);
+    QVERIFY(!run.menulet->displayingIdleAlert());
+}
+
 void IdleTest::continueTiming()
 {
     IdleRun run;
@@ -363,29 +396,16 @@ void IdleTest::removesNoMoreThanThereIs()
     QVERIFY(run.corrections().value(0).startsWith("0.00 stopped"_L1));
 }
 
-void IdleTest::stoppedElsewhereBeforeTheAnswer_data()
+void IdleTest::deletedElsewhereBeforeTheAnswer()
 {
-    QTest::addColumn<bool>("deleted");
-    QTest::newRow("deleted, and another timer runs") << true;
-    QTest::newRow("forgotten, and stopped") << false;
-}
-
-void IdleTest::stoppedElsewhereBeforeTheAnswer()
-{
-    QFETCH(bool, deleted);
     IdleRun run;
     run.startTimer(u"Design"_s);
     run.work(kStep);
     run.away(measured(10) + kStep);
-    if (deleted) {
-        run.deleteElsewhere();
-        run.menulet->downloadLatest();
-        run.settle();
-        run.startTimer(u"Meetings"_s);
-    } else {
-        run.menulet->clearCurrentRunningTimerForPossibleIdle();
-        run.toggleElsewhere();
-    }
+    run.deleteElsewhere();
+    run.menulet->downloadLatest();
+    run.settle();
+    run.startTimer(u"Meetings"_s);
     run.menulet->downloadLatest();
     run.settle();
     QVERIFY(run.press(1));
