@@ -27,6 +27,10 @@ protected:
     void fillMenu(PickerMenu& menu) override;
     void itemSelectedFromMenu(qint64 tag) override;
     QString missingText() const override { return tr("No project chosen"); }
+    std::pair<QString, QString> manager() const override
+    {
+        return {tr("Manage Projects"), QStringLiteral("/projects")};
+    }
 
 private:
     const model::AssignedProjects& assignedProjects();

@@ -1,7 +1,10 @@
 #include "editing/QuillonAutocompleter.h"
 
+#include "editing/HintLabel.h"
+#include "settings/QuillonPreferences.h"
 #include "skin/Geometrics.h"
 #include "skin/ImageButton.h"
+#include "skin/LinkButton.h"
 
 #include <QFocusEvent>
 #include <QKeyEvent>
@@ -423,6 +426,51 @@ void QuillonAutocompleter::describe()
     const QString description = !m_highlight.isEmpty() ? m_highlight : m_invalid ? missingText() : QString();
     if (m_textField->accessibleDescription() != description)
         m_textField->setAccessibleDescription(description);
+    updateUnknownNote();
+}
+
+/// Nothing there is has what is typed in its name; or it was left without being the name of anything.
+bool QuillonAutocompleter::isUnknown() const
+{
+    const model::QuillonObject* value = selectedValue();
+    if (text().isEmpty() || (value && value->displayName() == text()) || m_commands->isComposing())
+        return false;
+    const bool typing = m_textField->hasFocus() && m_suggestionsLoaded;
+    return typing ? m_resultsController.rowCount() == 0 : m_invalid && !value;
+}
+
+void QuillonAutocompleter::updateUnknownNote()
+{
+    const bool unknown = isUnknown() && !manager().first.isNull();
+    if (!unknown && !m_unknownNote)
+        return;
+    if (!m_unknownNote) {
+        const bool dark = lookOf(m_style) == Look::Dark;
+        m_unknownNote =
+            new HintLabel(Qt::gray, dark ? QColor(0xff, 0x9d, 0x96) : QColor(0xb0, 0x2f, 0x2a), m_container);
+        m_unknownNote->setObjectName(u"unknownNote"_s);
+        m_manageLink = new skin::LinkButton(manager().first, m_container);
+        m_manageLink->setObjectName(u"manageLink"_s);
+        m_manageLink->setFont(m_unknownNote->font());
+        QPalette palette = m_manageLink->palette();
+        palette.setColor(QPalette::Window, dark ? Qt::black : Qt::white);
+        m_manageLink->setPalette(palette);
+    }
+    const bool was = !m_manageLink->isHidden() && !m_unknownNote->text().isEmpty();
+    if (unknown == was)
+        return;
+    if (unknown) {
+        m_manageLink->setLink(QUrl(settings::QuillonPreferences::sharedPreferences().fullUrl() + manager().second));
+        m_manageLink->show();
+        QWidget::setTabOrder(m_textField, m_manageLink);
+        m_unknownNote->warn(tr("Not found"));
+    } else {
+        if (m_manageLink->hasFocus())
+            m_textField->setFocus();
+        m_manageLink->hide();
+        m_unknownNote->advise({});
+    }
+    layOut();
 }
 
 void QuillonAutocompleter::layOut()
@@ -430,7 +478,14 @@ void QuillonAutocompleter::layOut()
     const QSize size = m_container->size();
     const int rise = buttonBottom + (lookOf(m_style) == Look::Light ? lightButtonRise : 0);
     m_popupButton->move(size.width() - buttonSize.width() - 1, size.height() - rise - buttonSize.height());
-    m_textField->setGeometry(leftMargin - 2, 1, m_popupButton->x() - leftMargin + 2, size.height() - 2);
+    int right = m_popupButton->x();
+    if (m_manageLink && !m_manageLink->isHidden()) {
+        for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {
+            right -= part->sizeHint().width() + 4;
+            part->setGeometry(right, 1, part->sizeHint().width(), size.height() - 2);
+        }
+    }
+    m_textField->setGeometry(leftMargin - 2, 1, right - leftMargin + 2, size.height() - 2);
     m_fakePlaceholderField->setGeometry(leftMargin, 1, m_popupButton->x() - leftMargin, size.height() - 2);
 }
 

@@ -11,13 +11,20 @@
 #include <QObject>
 #include <QPointer>
 
+#include <utility>
+
 class QAbstractButton;
 class QLabel;
 class QLineEdit;
 class QWidget;
 
+namespace skin {
+class LinkButton;
+}
+
 namespace editing {
 
+class HintLabel;
 class QuillonAutocompleter;
 
 /// The owner of a picker.
@@ -110,6 +117,8 @@ protected:
     virtual void itemSelectedFromMenu(qint64 /*tag*/) {}
     /// What is said while the choice is missing.
     virtual QString missingText() const { return {}; }
+    /// What manages the choices: title and path of the service's page. Null: nothing does.
+    virtual std::pair<QString, QString> manager() const { return {}; }
 
     /// The integer value of the object's id.
     static qint64 tag(const model::QuillonObject& object);
@@ -149,6 +158,8 @@ private:
     void loadSuggestions();
     void tellDelegate();
     void describe();
+    bool isUnknown() const;
+    void updateUnknownNote();
     void layOut();
     void popUpMenu();
 
@@ -157,6 +168,8 @@ private:
     QLineEdit* m_textField;
     QLabel* m_fakePlaceholderField;
     QAbstractButton* m_popupButton;
+    HintLabel* m_unknownNote = nullptr; ///< with the link, made when first needed
+    skin::LinkButton* m_manageLink = nullptr;
     PickerMenu* m_menu = nullptr;
     TextCommands* m_commands;
     QuillonAutocompleterResultsController m_resultsController;

@@ -30,6 +30,7 @@ protected:
     void fillMenu(PickerMenu& menu) override;
     void itemSelectedFromMenu(qint64 tag) override;
     QString missingText() const override { return tr("No task chosen"); }
+    std::pair<QString, QString> manager() const override { return {tr("Manage Tasks"), QStringLiteral("/tasks")}; }
 
 private:
     std::vector<model::Task*> assignedTasks() const;

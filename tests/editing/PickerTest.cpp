@@ -6,6 +6,8 @@
 #include "skin/ThinScroller.h"
 #include "support/TestMain.h"
 
+#include "skin/LinkButton.h"
+
 #include <QAbstractButton>
 #include <QInputMethodEvent>
 #include <QLabel>
@@ -155,6 +157,31 @@ private slots:
         QTest::addColumn<bool>("refreshing");
         QTest::newRow("quiet") << false;
         QTest::newRow("a refresh at every key") << true;
+    }
+
+    void saysWhatIsUnknown()
+    {
+        EditingRun run;
+        Pickers window(run);
+        const auto note = [&] {
+            auto* label = window.project.autocompleterContainerView()->findChild<QLabel*>(u"unknownNote"_s);
+            return label && label->isVisible() ? label->text() : QString();
+        };
+        window.type(u"des"_s);
+        QCOMPARE(note(), QString());
+        window.type(u"x"_s);
+        QCOMPARE(note(), u"Not found"_s);
+        auto* link = window.project.autocompleterContainerView()->findChild<skin::LinkButton*>();
+        QVERIFY(link->isVisible() && link->link().path() == u"/projects"_s);
+        QCOMPARE(link->text(), u"Manage Projects"_s);
+        window.key(Qt::Key_Tab);
+        QCOMPARE(window.focusWidget(), window.task.textField());
+        QCOMPARE(note(), u"Not found"_s);
+        window.focus(window.project);
+        window.project.textField()->selectAll();
+        window.type(u"des"_s);
+        QCOMPARE(note(), QString());
+        QVERIFY(!link->isVisible());
     }
 
     void completesWhatIsTyped_data() { refreshing_data(); }
