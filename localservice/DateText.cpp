@@ -77,6 +77,9 @@ public:
         return value;
     }
 
+    /// One of two digits behind that sign.
+    std::optional<int> numberAfter(char sign) { return take(sign) ? number(2) : std::optional<int>(); }
+
     std::string word()
     {
         std::string letters;
@@ -251,7 +254,7 @@ std::optional<Day> readDay(std::string_view text)
     const auto year = iso.number(4);
     if (year && iso.take('-')) {
         const auto month = iso.number(2);
-        const auto day = iso.take('-') ? iso.number(2) : std::nullopt;
+        const auto day = iso.numberAfter('-');
         return month && day && iso.atEnd() ? valid(*year, *month, *day) : std::nullopt;
     }
     Reader words(text);
@@ -265,8 +268,8 @@ std::optional<Seconds> readMoment(std::string_view text)
     const auto day = readLongDay(reader);
     reader.skipBlanks();
     const auto hour = reader.number(2);
-    const auto minute = reader.take(':') ? reader.number(2) : std::nullopt;
-    const auto second = reader.take(':') ? reader.number(2) : std::nullopt;
+    const auto minute = reader.numberAfter(':');
+    const auto second = reader.numberAfter(':');
     reader.skipBlanks();
     const bool west = reader.take('-');
     const bool east = !west && reader.take('+');
@@ -286,7 +289,7 @@ std::optional<Minutes> readClock(std::string_view text)
 {
     Reader reader(text);
     const auto hour = reader.number(2);
-    const auto minute = reader.take(':') ? reader.number(2) : std::nullopt;
+    const auto minute = reader.numberAfter(':');
     reader.skipBlanks();
     const auto half = reader.word();
     if (!hour || !minute || *minute > 59 || !reader.atEnd())
