@@ -103,11 +103,12 @@ bool makeOwnFolder(const QString& folder)
 {
     if (!makeFolder(folder))
         return false;
-    const auto narrow = [](const QString& path, mode_t mode) {
+    // Nobody gets a right here that was taken away: what is not to be written stays so.
+    const auto narrow = [](const QString& path, mode_t most) {
         const QByteArray name = QFile::encodeName(path);
         struct stat found;
         if (stat(name.constData(), &found) == 0 && found.st_uid == getuid() && (found.st_mode & 0077) != 0)
-            chmod(name.constData(), mode);
+            chmod(name.constData(), found.st_mode & most);
     };
     narrow(folder, 0700);
     for (const QFileInfo& file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::NoSymLinks)) {

@@ -27,8 +27,8 @@ QString runtimeFolder();
 bool makeFolder(const QString& folder);
 
 /// The same for a folder of our own, `configFolder` or `dataFolder`: one that is there, and the files in it, are
-/// narrowed to modes 0700 and 0600. What belongs to somebody else is left alone, and so is `Info.json`, which the
-/// person writes.
+/// narrowed to modes 0700 and 0600 at most. What belongs to somebody else is left alone, and so is `Info.json`, which
+/// the person writes.
 bool makeOwnFolder(const QString& folder);
 
 } // namespace platform

@@ -12,6 +12,9 @@
 #include <QRegularExpression>
 
 #include <thread>
+#include <tuple>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -66,6 +69,7 @@ private slots:
     void brokenFiles();
     void folders_data();
     void folders();
+    void ownFoldersAreNarrowedOnly();
 };
 
 void CoreTest::callsKeepTheirOrder()
@@ -317,6 +321,25 @@ void CoreTest::folders()
     qputenv("HOME", home);
     QTEST(configFolder, "expectedConfig");
     QTEST(dataFolder, "expectedData");
+}
+
+void CoreTest::ownFoldersAreNarrowedOnly()
+{
+    const support::TemporaryFolders folders;
+    const QString folder = folders.path(u"ours"_s);
+    QVERIFY(platform::makeOwnFolder(folder));
+    const std::vector<std::tuple<QString, mode_t, mode_t>> modes{{write(folder + u"/open"_s, "x"), 0666, 0600},
+                                                                 {write(folder + u"/protected"_s, "x"), 0444, 0400},
+                                                                 {folder, 0555, 0500}};
+    for (const auto& [path, before, after] : modes)
+        QCOMPARE(chmod(qPrintable(path), before), 0);
+    QVERIFY(platform::makeOwnFolder(folder));
+    for (const auto& [path, before, after] : modes) {
+        struct stat found;
+        QCOMPARE(stat(qPrintable(path), &found), 0);
+        QCOMPARE(found.st_mode & 0777, after);
+    }
+    chmod(qPrintable(folder), 0700);
 }
 
 QUILLON_OFFSCREEN_TEST_MAIN(CoreTest)
