@@ -62,7 +62,6 @@ private slots:
     void sharedObjectsGoInReverseOrder();
     void stopEndsASleep();
     void aTimerMayEndItself();
-    void manualTime();
     void layers_data();
     void layers();
     void brokenFiles_data();
@@ -185,40 +184,6 @@ void CoreTest::aTimerMayEndItself()
     });
     QTRY_COMPARE(ticks, 3);
     QVERIFY(!timer);
-}
-
-void CoreTest::manualTime()
-{
-    support::ManualTimeSource time;
-    const auto start = time.now();
-    std::vector<std::pair<char, std::chrono::milliseconds>> ticks;
-    const auto note = [&](char name) {
-        ticks.emplace_back(name, std::chrono::duration_cast<std::chrono::milliseconds>(time.now() - start));
-    };
-    std::unique_ptr<platform::TimeSource::Timer> slow = time.repeat(30s, [&] { note('s'); });
-    std::unique_ptr<platform::TimeSource::Timer> quick = time.repeat(20s, [&] {
-        note('q');
-        if (ticks.size() > 2)
-            quick.reset();
-    });
-    time.advance(19s);
-    QVERIFY(ticks.empty());
-    time.advance(71s);
-    QCOMPARE(ticks, (decltype(ticks){{'q', 20s}, {'s', 30s}, {'q', 40s}, {'s', 60s}, {'s', 90s}}));
-    QCOMPARE(time.now() - start, 90s);
-
-    time.sleepFor(15s, {});
-    QCOMPARE(time.now() - start, 105s);
-    time.blockSleeps();
-    bool done = false;
-    std::thread sleeper([&] { done = time.sleepFor(300s, {}); });
-    QTRY_COMPARE(time.sleeping(), 1);
-    time.advance(299s);
-    QCOMPARE(time.sleeping(), 1);
-    time.advance(1s);
-    sleeper.join();
-    QVERIFY(done);
-    QCOMPARE(time.sleeps(), (std::vector<std::chrono::milliseconds>{15s, 300s}));
 }
 
 void CoreTest::layers_data()

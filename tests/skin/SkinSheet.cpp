@@ -1,5 +1,3 @@
-#include "ControlSheet.h"
-
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
 #include "skin/StatusItemOwner.h"
@@ -34,11 +32,9 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    if (argc < 2 || argc > 3)
+    if (argc != 2)
         return 1;
     const QString file = QString::fromLocal8Bit(argv[1]);
-    if (argc == 3)
-        return controlSheet(QByteArray(argv[2]).toDouble()).save(file) ? 0 : 1;
 
     using namespace Qt::StringLiterals;
     const std::vector<Face> faces{
