@@ -4,13 +4,6 @@ import time
 
 import pages
 
-HOSTILE = {
-    "markup": "<script>alert(1)</script>\"'>&amp;",
-    "right to left": "\u202eمخبز العرعر\u202e (x)",
-    "emoji": "👩🏽\u200d💻🏳️\u200d🌈 Café",
-}
-
-
 class Catalog(pages.PageTest):
 
     def book(self, project, task, person=1, seconds=5400, day="2024-03-04"):
@@ -140,18 +133,8 @@ class Catalog(pages.PageTest):
         self.press("Remove")
         self.assertEqual(self.texts("tbody .named"), ["Design", "Support"])
 
-    def test_names_are_texts_whatever_is_in_them(self):
+    def test_names_have_a_longest_length(self):
         self.sign_in(to="/projects/1")
-        for kind, name in HOSTILE.items():
-            with self.subTest(kind):
-                self.open("/projects/1")
-                self.fill("Name", name)
-                self.press("Save")
-                self.check_page()
-                self.assertEqual(self.driver.find_element("id", "name").get_attribute("value"), name.strip("\u202e"))
-                self.open("/projects")
-                self.check_page()
-        self.open("/projects/1")
         self.driver.execute_script("document.querySelector('#name').removeAttribute('maxlength')")
         self.fill("Name", "ü" * 10000)
         self.press("Save")
