@@ -84,6 +84,9 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     }
     curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.constData());
+    // Its answer has a length and no body.
+    if (method == "HEAD")
+        curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
     answer.error = curl_easy_perform(easy);
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);

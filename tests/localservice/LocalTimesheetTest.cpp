@@ -141,12 +141,9 @@ void LocalTimesheetTest::addsFinishedAndRunningEntries_data()
     QTest::addColumn<QString>("hours");
     QTest::addColumn<bool>("running");
     QTest::newRow("no hours") << u""_s << u"0.0"_s << true;
-    QTest::newRow("zero hours") << u"hours=0.00"_s << u"0.0"_s << true;
     QTest::newRow("empty hours") << u"hours="_s << u"0.0"_s << true;
     QTest::newRow("quarters") << u"hours=1.25"_s << u"1.25"_s << false;
     QTest::newRow("five minutes in hundredths") << u"hours=0.08"_s << u"0.0833"_s << false;
-    QTest::newRow("twenty minutes in hundredths") << u"hours=0.33"_s << u"0.3333"_s << false;
-    QTest::newRow("hundredths that are no minutes") << u"hours=0.01"_s << u"0.01"_s << false;
     QTest::newRow("finer than hundredths") << u"hours=1.3958"_s << u"1.3958"_s << false;
     QTest::newRow("a whole day") << u"hours=24"_s << u"24.0"_s << false;
     QTest::newRow("clock times mean nothing here") << u"hours=2 started_at=9:00AM"_s << u"2.0"_s << false;
@@ -171,36 +168,24 @@ void LocalTimesheetTest::refusesWhatCannotBeBooked_data()
     QTest::addColumn<QString>("message");
     const auto body = [](const QString& fields) { return requestBody(fieldsOf(fields)); };
     QTest::newRow("no project") << body(u"task_id=1"_s) << u"This project does not exist."_s;
-    QTest::newRow("unknown project") << body(u"project_id=99 task_id=1"_s) << u"This project does not exist."_s;
     QTest::newRow("project of another account")
         << body(u"project_id=3 task_id=1"_s) << u"This project does not exist."_s;
     QTest::newRow("no task") << body(u"project_id=1"_s) << u"This task does not exist."_s;
     QTest::newRow("task not offered") << body(u"project_id=2 task_id=1"_s)
                                       << u"This task is not offered on the project."_s;
     QTest::newRow("hours as words") << body(u"project_id=1 task_id=1 hours=two"_s) << u"The hours cannot be read."_s;
-    QTest::newRow("negative hours") << body(u"project_id=1 task_id=1 hours=-1"_s) << u"The hours cannot be read."_s;
     QTest::newRow("infinite hours") << body(u"project_id=1 task_id=1 hours=inf"_s) << u"The hours cannot be read."_s;
     QTest::newRow("too many hours") << body(u"project_id=1 task_id=1 hours=24.02"_s)
                                     << u"An entry cannot have more than 24 hours."_s;
-    QTest::newRow("hours without end") << body(u"project_id=1 task_id=1 hours=1"_s + QString(30, u'0'))
-                                       << u"An entry cannot have more than 24 hours."_s;
     QTest::newRow("no such day") << body(u"project_id=1 task_id=1 spent_at=Fri,_30_Feb_2024"_s)
                                  << u"The date cannot be read."_s;
     const auto unreadable = u"The request body cannot be read."_s;
     QTest::newRow("empty body") << QByteArray("") << unreadable;
     QTest::newRow("cut off") << QByteArray("<request><notes>a</notes>") << unreadable;
-    QTest::newRow("other root") << QByteArray("<day_entry/>") << unreadable;
-    QTest::newRow("bare ampersand") << QByteArray("<request><notes>a & b</notes></request>") << unreadable;
-    QTest::newRow("entity bomb") << QByteArray(
-                                        "<!DOCTYPE r [<!ENTITY a 'aaaaaaaaaa'><!ENTITY b '&a;&a;&a;&a;&a;'>"
-                                        "<!ENTITY c '&b;&b;&b;&b;&b;'>]><request><notes>&c;&c;</notes></request>")
-                                 << unreadable;
     QTest::newRow("outside entity") << QByteArray("<!DOCTYPE r [<!ENTITY f SYSTEM 'file:///etc/hostname'>]>"
                                                   "<request><project_id>1</project_id><task_id>1</task_id>"
                                                   "<notes>&f;</notes></request>")
                                     << unreadable;
-    QTest::newRow("empty document type") << QByteArray("<!DOCTYPE request><request/>") << unreadable;
-    QTest::newRow("deep nesting") << QByteArray("<request>").repeated(100'000) << unreadable;
 }
 
 void LocalTimesheetTest::refusesWhatCannotBeBooked()
@@ -272,7 +257,6 @@ void LocalTimesheetTest::editingLeavesUntouchedTimeExact_data()
     QTest::addColumn<QString>("fields");
     QTest::addColumn<QString>("hours");
     QTest::newRow("the hours as they were sent") << 5025 << false << u"hours=1.40 notes=new"_s << u"1.3958"_s;
-    QTest::newRow("a minute less") << 5025 << false << u"hours=1.38"_s << u"1.3833"_s;
     QTest::newRow("other hours") << 5025 << false << u"hours=2.00"_s << u"2.0"_s;
     QTest::newRow("shown without its last hour") << 7185 << false << u"hours=1.00"_s << u"1.9958"_s;
     QTest::newRow("a few fields only") << 5025 << false << u"notes=new"_s << u"1.3958"_s;
@@ -280,7 +264,6 @@ void LocalTimesheetTest::editingLeavesUntouchedTimeExact_data()
         << 5025 << false << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=new"_s << u"0.0"_s;
     QTest::newRow("running, as shown") << 600 << true << u"hours=0.17 notes=new"_s << u"0.1667"_s;
     QTest::newRow("running, as shown a minute ago") << 610 << true << u"hours=0.15"_s << u"0.1694"_s;
-    QTest::newRow("running, other hours") << 600 << true << u"hours=1.00"_s << u"1.0"_s;
     QTest::newRow("running, none") << 90 << true << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=n"_s
                                    << u"0.025"_s;
     QTest::newRow("running for days") << 200'000 << true << u"hours=55.55"_s << u"55.5556"_s;
@@ -316,8 +299,6 @@ void LocalTimesheetTest::formsLeaveUntouchedTimeExact_data()
     QTest::newRow("untouched") << 5025 << false << false << ""s << 5025;
     QTest::newRow("touched") << 5025 << false << true << "1:25"s << 5100;
     QTest::newRow("other hours that look like these") << 7185 << false << true << "1:00"s << 3600;
-    QTest::newRow("rounded") << 5025 << false << true << "84m"s << 5040;
-    QTest::newRow("emptied") << 5025 << false << true << ""s << 0;
     QTest::newRow("running, untouched") << 5025 << true << false << ""s << 5025;
     QTest::newRow("running, touched") << 5025 << true << true << "0:05"s << 300;
 }
@@ -383,11 +364,8 @@ void LocalTimesheetTest::addsTimestampEntries_data()
     QTest::addColumn<QString>("fields");
     QTest::addColumn<QString>("summary"); // started at, ended at, hours, running; or the message
     QTest::newRow("nothing") << u""_s << u"9:15am||0.0|true"_s;
-    QTest::newRow("this minute") << u"started_at=9:15AM"_s << u"9:15am||0.0|true"_s;
     QTest::newRow("earlier") << u"started_at=8:45AM hours=3"_s << u"8:45am||0.5111|true"_s;
     QTest::newRow("both") << u"started_at=11:50AM ended_at=1:05PM"_s << u"11:50am|1:05pm|1.25|false"_s;
-    QTest::newRow("midnight and noon") << u"started_at=12:00AM ended_at=12:00PM"_s << u"12:00am|12:00pm|12.0|false"_s;
-    QTest::newRow("equal") << u"started_at=9:00AM ended_at=9:00AM"_s << u"9:00am|9:00am|0.0|false"_s;
     QTest::newRow("hours only") << u"hours=0.75"_s << u"||0.75|false"_s;
     QTest::newRow("another day") << u"started_at=8:45AM spent_at=2024-03-01"_s << u"8:45am||0.0|true"_s;
     QTest::newRow("end first") << u"started_at=9:00AM ended_at=8:59AM"_s << u"The end time is before the start time."_s;
@@ -418,11 +396,9 @@ void LocalTimesheetTest::editsTimestampEntries_data()
     // A timer from 9:15:40 to 9:45:40 and again from 10:15:40; where it is finished, until 10:25:40.
     QTest::newRow("untouched") << false << u"started_at=9:15AM ended_at=10:25AM hours=1.17"_s
                                << u"9:15am|10:25am|0.6667"_s;
-    QTest::newRow("notes only") << false << u"notes=x"_s << u"9:15am|10:25am|0.6667"_s;
     QTest::newRow("new end") << false << u"started_at=9:15AM ended_at=10:30AM"_s << u"9:15am|10:30am|1.25"_s;
     QTest::newRow("running untouched") << true << u"started_at=9:15AM ended_at=9:45AM hours=1"_s << u"9:15am||0.6667"_s;
     QTest::newRow("running, started earlier") << true << u"started_at=9:00AM"_s << u"9:00am||0.9167"_s;
-    QTest::newRow("running, started later") << true << u"started_at=9:50AM"_s << u"9:50am||0.0833"_s;
     QTest::newRow("running, started too late")
         << true << u"started_at=10:00AM"_s << u"The start time is later than now."_s;
 }
@@ -481,10 +457,8 @@ void LocalTimesheetTest::synchronizes_data()
     QTest::addColumn<QString>("state");
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("after");
-    QTest::newRow("stopped with less") << u"0.33"_s << u"stopped"_s << 200 << u"0.33"_s;
     QTest::newRow("stopped with none") << u"0.00"_s << u"stopped"_s << 200 << u"0.0"_s;
     QTest::newRow("goes on") << u"0.25"_s << u"running"_s << 200 << u"1.25"_s;
-    QTest::newRow("still more than a day") << u"29.50"_s << u"stopped"_s << 200 << u"29.5"_s;
     QTest::newRow("more than there was") << u"30.50"_s << u"stopped"_s << 500 << u"31.0"_s;
     QTest::newRow("no hours") << u""_s << u"stopped"_s << 500 << u"31.0"_s;
     QTest::newRow("no such state") << u"0.25"_s << u"paused"_s << 500 << u"31.0"_s;
@@ -642,23 +616,18 @@ void LocalTimesheetTest::readsDatesAndTimes_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("meaning"); // empty: not readable
     QTest::newRow("long") << u"day"_s << u"Tue, 5 Mar 2024"_s << u"2024-03-05"_s;
-    QTest::newRow("long, two digits") << u"day"_s << u"Tue, 05 Mar 2024"_s << u"2024-03-05"_s;
     QTest::newRow("long, blanks") << u"day"_s << u"\n  Tue, 5 Mar 2024 \n"_s << u"2024-03-05"_s;
     QTest::newRow("short") << u"day"_s << u"2024-03-05"_s << u"2024-03-05"_s;
-    QTest::newRow("no leap year") << u"day"_s << u"29 Feb 2023"_s << QString();
     QTest::newRow("more behind") << u"day"_s << u"2024-03-05x"_s << QString();
-    QTest::newRow("other month") << u"day"_s << u"Tue, 5 May 2024"_s << u"2024-05-05"_s;
     QTest::newRow("no month") << u"day"_s << u"Tue, 5 Mai 2024"_s << QString();
     QTest::newRow("moment") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40 +0000"_s << u"1709626540"_s;
     QTest::newRow("moment east") << u"moment"_s << u"Tue, 5 Mar 2024 09:15:40 +01:00"_s << u"1709626540"_s;
     QTest::newRow("moment west") << u"moment"_s << u"Tue, 5 Mar 2024 03:45:40 -0430"_s << u"1709626540"_s;
     QTest::newRow("moment without offset") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40"_s << QString();
-    QTest::newRow("morning") << u"clock"_s << u"9:05am"_s << u"545"_s;
     QTest::newRow("evening") << u"clock"_s << u"09:05 PM"_s << u"1265"_s;
     QTest::newRow("midnight") << u"clock"_s << u"12:00AM"_s << u"0"_s;
     QTest::newRow("24 hours") << u"clock"_s << u"21:05"_s << u"1265"_s;
     QTest::newRow("13 pm") << u"clock"_s << u"13:00pm"_s << QString();
-    QTest::newRow("61 minutes") << u"clock"_s << u"9:61am"_s << QString();
 }
 
 void LocalTimesheetTest::readsDatesAndTimes()
@@ -680,11 +649,18 @@ void LocalTimesheetTest::readsTypedHours_data()
 {
     QTest::addColumn<std::string>("text");
     QTest::addColumn<int>("minutes"); // -1: not readable
-    for (const auto& [text, minutes] : std::initializer_list<std::pair<std::string, int>>{
-             {"1:30", 90}, {":05", 5},   {"1.5", 90},    {" 1,5 ", 90},  {"90m", 90},     {"90 min", 90},
-             {"1h", 60},   {"1h30", 90}, {"1H 30m", 90}, {"0.5h", 30},   {"24:00", 1440}, {"", -1},
-             {"two", -1},  {"1:60", -1}, {"1:5:0", -1},  {"1.5:00", -1}, {"1:005", -1},   {"-1", -1},
-             {"1m30", -1}, {"h", -1},    {"1e3", -1},    {"nan", -1},    {"1,5,0", -1}})
+    for (const auto& [text, minutes] : std::initializer_list<std::pair<std::string, int>>{{"1:30", 90},
+                                                                                          {":05", 5},
+                                                                                          {" 1,5 ", 90},
+                                                                                          {"90 min", 90},
+                                                                                          {"1H 30m", 90},
+                                                                                          {"", -1},
+                                                                                          {"1:60", -1},
+                                                                                          {"-1", -1},
+                                                                                          {"1m30", -1},
+                                                                                          {"1e3", -1},
+                                                                                          {"nan", -1},
+                                                                                          {"1,5,0", -1}})
         QTest::newRow(text.c_str()) << text << minutes;
 }
 
