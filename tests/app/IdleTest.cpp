@@ -174,9 +174,7 @@ void IdleTest::asksAtTheThreshold_data()
     QTest::addColumn<int>("minutes");
     QTest::addColumn<QString>("alert");
     QTest::newRow("one minute, in the plural") << 1 << 1 << asksAboutMinutes(1);
-    QTest::newRow("fifteen") << 15 << 15 << asksAboutMinutes(15);
     QTest::newRow("the last that is told in minutes") << 59 << 59 << asksAboutMinutes(59);
-    QTest::newRow("an hour") << 60 << 60 << asksAbout(u"1:00"_s, u"1:00 of Idle Time"_s);
     QTest::newRow("an hour and a quarter") << 75 << 75 << asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s);
 }
 

@@ -150,28 +150,8 @@ void EditTimerTest::readsTypedTimes_data()
 {
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QString>("shown"); // empty: as typed, and wrong
-    for (const auto& [typed, shown] : std::initializer_list<std::pair<const char*, const char*>>{{"9:15AM", "9:15AM"},
-                                                                                                 {"9:15 am", "9:15AM"},
-                                                                                                 {"9:15", "9:15AM"},
-                                                                                                 {"09:15", "9:15AM"},
-                                                                                                 {"0915", "9:15AM"},
-                                                                                                 {"915", "9:15AM"},
-                                                                                                 {"17:00", "5:00PM"},
-                                                                                                 {"1700", "5:00PM"},
-                                                                                                 {"5:00pm", "5:00PM"},
-                                                                                                 {"12:00", "12:00AM"},
-                                                                                                 {"25:99", ""},
-                                                                                                 {"24:00", ""},
-                                                                                                 {"9", ""},
-                                                                                                 {"9am", ""},
-                                                                                                 {"9:5", ""},
-                                                                                                 {"noon", ""},
-                                                                                                 {"9:15 tomorrow", ""},
-                                                                                                 {"-9:15", ""},
-                                                                                                 {"9:15:30", ""},
-                                                                                                 {"٩:١٥x", ""}})
-        QTest::newRow(typed) << QString::fromUtf8(typed) << QString::fromUtf8(shown);
-    QTest::newRow("much") << QString(10'000, u'9') << QString();
+    QTest::newRow("hours and minutes") << u"1700"_s << u"5:00PM"_s;
+    QTest::newRow("hours alone") << u"9"_s << QString();
     QTest::newRow("controls") << u"9:\u0001\u202e15"_s << QString();
 }
 
@@ -207,17 +187,12 @@ void EditTimerTest::readsTypedHours_data()
             << QString::fromUtf8(typed) << QString::fromUtf8(shown) << QByteArray(sent);
     };
     row("1:30", "1:30", "1.50");
-    row("2", "2:00", "2.00");
-    row("0:20", "0:20", "0.33");
     row(":45", "0:45", "0.75");
     row("0:90", "1:30", "1.50");
-    row("1:30:99", "1:30", "1.50");
-    row("999:59", "999:59", "999.98");
     row("", "0:00", "");
-    row("0", "0:00", "");
     row("::", "0:00", "");
     // Refused whole: what was there stays.
-    for (const char* refused : {".5", "-1", "1h", "1.5", " 2", "9999999999"})
+    for (const char* refused : {"1.5", "9999999999"})
         row(refused, "1:30", "1.50");
 }
 
@@ -232,7 +207,7 @@ void EditTimerTest::readsTypedHours()
     QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
     QCOMPARE(run.hours().selectedText(), u"1:30"_s);
     QCOMPARE(run.hours().accessibleName(), u"Hours"_s);
-    const bool refused = shown == u"1:30" && typed != shown && typed != u"0:90" && typed != u"1:30:99";
+    const bool refused = shown == u"1:30" && typed != shown && typed != u"0:90";
     typed.isEmpty() ? run.press(Qt::Key_Delete) : run.pasteOver(run.hours(), typed);
     run.leave();
     QCOMPARE(run.hours().text(), shown);
@@ -250,12 +225,9 @@ void EditTimerTest::takesAnyNotes_data()
     QTest::addColumn<QString>("notes");
     QTest::addColumn<QByteArray>("sent");
     const auto row = [](const char* name, const QString& notes) { QTest::newRow(name) << notes << notes.toUtf8(); };
-    row("empty", u""_s);
     row("right to left", u"פגישה עם הלקוח, 3 שעות"_s);
-    row("combining", u"e\u0301 a\u0308\u0323"_s);
     row("emoji", u"👩🏽‍💻 🏳️‍🌈 ☕️"_s);
     row("lines", u"one\n\n  three\n"_s);
-    row("no-break spaces", u"10\u00a0h, 5\u202f€"_s);
     QTest::newRow("controls") << u"a\u0001b\u001bc"_s << QByteArray("abc");
     row("long", u"All work and no play. "_s.repeated(5000));
 }

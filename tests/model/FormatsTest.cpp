@@ -36,22 +36,17 @@ private slots:
         const Reader datetime = &DateFormatting::dateFromDatetime;
         row(datetime, "Asia/Tokyo", "Tue, 5 Mar 2024 09:13:00 +0000", "2024-03-05T09:13:00Z");
         row(datetime, "Asia/Tokyo", "Tue, 05 Mar 2024 09:13:07 +0100", "2024-03-05T08:13:07Z");
-        row(datetime, "Asia/Tokyo", "Tue, 5 Mar 2024 09:13:00 GMT", "2024-03-05T09:13:00Z");
         row(datetime, "UTC", "Tue, 5 Mar 2024 09:13:00 +0000 and more", "");
         row(datetime, "UTC", "Sat, 31 Feb 2024 09:13:00 +0000", "");
-        row(datetime, "UTC", "Tue, 5 Mar 2024 25:13:00 +0000", "");
         row(datetime, "UTC", "Di., 5 März 2024 09:13:00 +0000", "");
         row(datetime, "UTC", "Tue, 5 Mar 2024 09:13:00", "");
-        row(datetime, "UTC", "", "");
         const Reader rails = &DateFormatting::dateFromRailsDatetime;
         row(rails, "America/New_York", "2024-03-05T09:15:00Z", "2024-03-05T09:15:00Z");
         row(rails, "America/New_York", "2024-03-05T09:15:00GMT", "");
         const Reader day = &DateFormatting::dateFromDaydate;
         row(day, "America/New_York", "2024-03-05", "2024-03-05T05:00:00Z");
         row(day, "America/New_York", "2024-03-05T00", "");
-        row(day, "UTC", "2024-02-30", "");
         row(day, "UTC", "2024-3-5", "");
-        row(day, "UTC", "2024-3-05", "");
         row(day, "UTC", "2024- 3-05", "");
         const Reader longDay = &DateFormatting::dateFromLongDaydate;
         row(longDay, "Asia/Tokyo", "Tue, 5 Mar 2024", "2024-03-04T15:00:00Z");
@@ -63,13 +58,10 @@ private slots:
         row(longDay, "Asia/Beirut", "Sun, 27 Mar 2022", "2022-03-26T22:00:00Z");
         const Reader clock = &DateFormatting::dateFromStartedStoppedString;
         row(clock, "Europe/Berlin", "2024-07-05 09:15am", "2024-07-05T07:15:00Z");
-        row(clock, "Europe/Berlin", "2024-07-05 9:15PM", "2024-07-05T19:15:00Z");
         row(clock, "Europe/Berlin", "2024-07-05 12:00am", "2024-07-04T22:00:00Z");
         row(clock, "Europe/Berlin", "2024-07-05 17:00", "");
-        row(clock, "Europe/Berlin", "2024-07-05 13:15pm", "");
         // A time that the spring change skips, and the later of the two that the autumn change gives.
         row(clock, "America/New_York", "2024-03-10 02:30am", "");
-        row(clock, "America/New_York", "2024-03-10 03:30am", "2024-03-10T07:30:00Z");
         row(clock, "America/New_York", "2024-11-03 01:30am", "2024-11-03T06:30:00Z");
         row(clock, "UTC", "2024-3-05 09:15am", "");
         // Typed: no later pattern may read what the change skips as another time.
@@ -77,11 +69,8 @@ private slots:
         for (const char* skipped : {"2:30AM", "2:30 a", "2:30", "230", "0230", "2:00AM", "2:59AM"})
             row(typed, "Europe/Berlin", qPrintable("2026-03-29 "_L1 + QLatin1StringView(skipped)), "");
         row(typed, "Europe/Berlin", "2026-03-29 3:00AM", "2026-03-29T01:00:00Z");
-        row(typed, "Europe/Berlin", "2026-03-29 2:30PM", "2026-03-29T12:30:00Z");
-        row(typed, "Europe/Berlin", "2026-03-29 230pm", "2026-03-29T10:30:00Z");
         row(typed, "America/Sao_Paulo", "2018-11-04 12:30AM", "");
         row(typed, "America/Sao_Paulo", "2018-11-04 1:00AM", "2018-11-04T03:00:00Z");
-        row(typed, "Australia/Lord_Howe", "2024-10-06 2:15AM", "");
     }
     void reads()
     {
@@ -193,10 +182,9 @@ private slots:
     {
         QTest::addColumn<double>("hours");
         QTest::addColumn<QString>("text");
-        const std::pair<double, const char*> rows[] = {{0, "0:00"},         {0.25, "0:15"},     {1.5, "1:30"},
-                                                       {2, "2:00"},         {1.9999, "1:00"},   {1.999, "1:00"},
-                                                       {2.1166666, "2:07"}, {100.25, "100:15"}, {-0.5, "0:-30"},
-                                                       {-1.25, "-1:-15"},   {0.008, "0:00"},    {1.0 / 120, "0:01"}};
+        const std::pair<double, const char*> rows[] = {{0, "0:00"},       {0.25, "0:15"},      {1.5, "1:30"},
+                                                       {1.9999, "1:00"},  {2.1166666, "2:07"}, {-0.5, "0:-30"},
+                                                       {-1.25, "-1:-15"}, {0.008, "0:00"},     {1.0 / 120, "0:01"}};
         for (const auto& [hours, text] : rows)
             QTest::addRow("%f", hours) << hours << QString::fromLatin1(text);
     }
@@ -211,12 +199,8 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<float>("hours");
         const std::pair<const char*, float> rows[] = {
-            {"1:30", 1.5F},  {"0:45", 0.75F}, {"1:30:99", 1.5F}, {"2:07", 2.1166666F},
-            {"2", 2},        {"2.5", 2.5F},   {"", 0},           {"abc", 0},
-            {":30", 0.5F},   {"3:", 3},       {":", 0},          {" 1.5h", 1.5F},
-            {"-1.5", -1.5F}, {"+2", 2},       {".5", 0.5F},      {"1e1x", 10},
-            {"1e", 1},       {"2,5", 2},      {"inf", 0},        {"0x10", 0},
-            {"1e99999", 0},  {"1:3x", 1.05F}};
+            {"1:30:99", 1.5F}, {"2:07", 2.1166666F}, {"2.5", 2.5F},   {"abc", 0},   {":30", 0.5F}, {"3:", 3},
+            {"2,5", 2},        {" 1.5h", 1.5F},      {"-1.5", -1.5F}, {"1e1x", 10}, {"inf", 0},    {"1e99999", 0}};
         for (const auto& [text, hours] : rows)
             QTest::addRow("'%s'", text) << QString::fromLatin1(text) << hours;
     }

@@ -2,8 +2,6 @@
 
 #include "model/Company.h"
 #include "model/DayEntry.h"
-#include "model/Project.h"
-#include "model/Task.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 
@@ -58,7 +56,6 @@ private slots:
     void quitsAtOnce_data();
     void quitsAtOnce();
     void quitsInTheMiddleOfAnImport();
-    void realService();
 };
 
 void QuillonApiTest::requestsAndTheirOutcomes_data()
@@ -206,7 +203,6 @@ void QuillonApiTest::idleTimeIsTakenOff_data()
     QTest::addColumn<double>("left");
     QTest::addColumn<QByteArray>("sent");
     QTest::newRow("some") << 2.0 << 2700.0 << 1.25 << QByteArray("<hours>1.25</hours>");
-    QTest::newRow("all") << 0.25 << 900.0 << 0.0 << QByteArray("<hours>0.00</hours>");
     QTest::newRow("more than there is") << 0.5 << 3600.0 << 0.0 << QByteArray("<hours>0.00</hours>");
 }
 
@@ -381,54 +377,6 @@ void QuillonApiTest::quitsInTheMiddleOfAnImport()
     QVERIFY(run.context.fetch({"DayEntry"}).empty());
     QCoreApplication::processEvents();
     QVERIFY(!run.outcomes.everyCall().contains(u"requestDailyTimesheetDidSucceed"_s));
-}
-
-void QuillonApiTest::realService()
-{
-    ServiceRun run;
-    auto database = run.service.database();
-    QVERIFY(database);
-    QVERIFY((*database)->ensureSampleAccount("ann@example.com", "acme"));
-    QVERIFY((*database)->setPassword("acme", "ann@example.com", "sesame"));
-    const QDate today = QDate::currentDate();
-    run.api.requestCompany();
-    run.api.requestDailyTimesheetForDate(today, true);
-    QVERIFY(run.finish());
-    const auto projects = run.context.fetch({"Project"});
-    const auto assignments = run.context.fetch({"TaskAssignment"});
-    QVERIFY(!projects.empty());
-    QVERIFY(!assignments.empty());
-
-    model::DayEntry& prepared = run.entry(model::DayEntry::newEntryId);
-    prepared.setSpentAt(today.startOfDay());
-    prepared.setProject(static_cast<model::Project*>(assignments[0]->toOne("project")));
-    prepared.setTask(static_cast<model::Task*>(assignments[0]->toOne("task")));
-    prepared.setNotes(u"R&D <\u00e9>"_s);
-    run.outcomes.forgetCalls();
-    run.api.startNewTimer(prepared);
-    QVERIFY(run.finish());
-    QVERIFY(run.outcomes.calls().contains(u"startNewTimerDidSucceed"_s));
-    store::Ref<model::DayEntry> entry;
-    for (model::DayEntry* candidate : run.api.company()->dayEntriesForDate(today)) {
-        if (candidate->notes() == u"R&D <\u00e9>"_s)
-            entry = candidate;
-    }
-    QVERIFY(entry);
-    QVERIFY(entry.get()->isRunning());
-
-    run.api.toggleTimer(*entry.get());
-    QVERIFY(run.finish());
-    QVERIFY(!entry.get()->isRunning());
-    run.api.deleteTimer(*entry.get());
-    run.api.requestDailyTimesheetForDate(today);
-    QVERIFY(run.finish());
-    QVERIFY(!entry);
-
-    run.outcomes.forgetCalls();
-    run.api.userCredentials().setPassword(u"wrong"_s);
-    run.api.requestCompany();
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls().last(), u"authenticationFailed"_s);
 }
 
 QTEST_GUILESS_MAIN(QuillonApiTest)

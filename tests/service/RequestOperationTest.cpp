@@ -117,7 +117,6 @@ void RequestOperationTest::base64_data()
     QTest::addColumn<bool>("newlines");
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QByteArray() << false << QString();
-    QTest::newRow("plain") << QByteArray("a:b") << false << u"YTpi"_s;
     QTest::newRow("filled up") << QByteArray("a:bc\xff") << false << u"YTpiY/8="_s;
     QTest::newRow("end of line") << QByteArray("a:b") << true << u"YTpi\n"_s;
     const QString line = u"eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4"_s;
@@ -154,19 +153,14 @@ void RequestOperationTest::errorDocuments_data()
     row("markup", "Not &lt;b class=&quot;x&quot;&gt;now&lt;/b&gt;.", "Not now.");
     row("markup escaped twice", "Not &amp;lt;i&amp;gt;now&amp;lt;/i&amp;gt;.", "Not now.");
     row("markup within markup", "Not &lt;b&lt;i&gt;now.", "Not now.");
-    row("markup that begins twice", "&lt;&lt;b&gt;i&gt;", "i>");
     row("no markup", "&lt;&gt; 3 &gt; 2 &lt; 5", "<> 3 > 2 < 5");
     row("lines and blanks", "Not\nnow,\n   but    later", "Notnow, but later");
-    row("ampersand", "Q&amp;A", "Q&A");
     row("ampersand escaped twice", "Q&amp;amp;A", "Q&A");
-    row("empty", "", "");
     QTest::newRow("first of several") << QByteArray("<error><message>a</message><message>b</message><kind>locked</kind>"
                                                     "<kind>c</kind></error>")
                                       << true << u"a"_s;
     QTest::newRow("another root") << QByteArray("<daily><message>a</message></daily>") << true << QString();
     QTest::newRow("no XML") << QByteArray("Internal Server Error") << false << QString();
-    QTest::newRow("nothing") << QByteArray() << false << QString();
-    QTest::newRow("HTML") << QByteArray("<html><body><br>Sorry</html>") << false << QString();
 }
 
 void RequestOperationTest::errorDocuments()
@@ -224,26 +218,18 @@ void RequestOperationTest::outcomes_data()
     row("answer", {200, "<daily/>"}, {succeeded, dayCame});
     row("cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
         {u"gotQuillonCompanyCacheVersion 12345678901"_s, succeeded, dayCame});
-    row("odd cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "7-a"}}},
-        {u"gotQuillonCompanyCacheVersion 7"_s, succeeded, dayCame});
     row("error document", {500, error}, {succeeded, dayFailed + "QuillonForMac 500 Not now."_L1, dayCame});
     row("failure without XML", {500, "Oops"}, {succeeded, dayFailed + "without an error"_L1, dayCame});
-    row("failure with other XML", {500, "<oops/>"}, {succeeded, dayFailed + "without an error"_L1, dayCame});
     row("refused", {401, refusal}, {failed});
     row("refused with success", {200, refusal, {{"X-Company-Cache-Version", "7"}}},
         {u"gotQuillonCompanyCacheVersion 7"_s, failed});
-    row("refused with failure", {500, refusal}, {failed});
     row("refused and more", {401, refusal + "\n"}, {succeeded, dayCame});
     row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {failed});
     row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {succeeded, dayCame});
     row("page after a blank", {200, " <!DOCTYPE html>"}, {succeeded, dayCame});
     row("error document, not found", {404, error}, {succeeded, dayCame});
-    row("unprocessable", {422, ""}, {succeeded, dayCame});
     row("no UTF-8", {200, "<daily>\xff</daily>"}, {succeeded, dayCame});
-    row("failure, no UTF-8", {500, "<error><message>\xff</message></error>"},
-        {succeeded, dayFailed + "without an error"_L1, dayCame});
     row("cut off", {200, "<daily><day_entr"}, {succeeded, dayCame});
-    row("nothing", {200, ""}, {succeeded, dayCame});
 }
 
 void RequestOperationTest::outcomes()
@@ -264,7 +250,6 @@ void RequestOperationTest::transportFailures_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QStringList>("expected");
     QTest::newRow("nothing came") << QByteArray() << QStringList(dayFailed + "transport 56 Gone."_L1);
-    QTest::newRow("a part came") << QByteArray("<daily>") << QStringList(dayFailed + "transport 56 Gone."_L1);
     QTest::newRow("the refusal came") << QByteArray("Authentication failed for API request.") << QStringList(failed);
 }
 
@@ -290,14 +275,11 @@ void RequestOperationTest::retriesOnceAfterFiveMinutes_data()
     QTest::newRow("502") << 502 << good << QStringList({succeeded, dayCame}) << true;
     QTest::newRow("503") << 503 << good << QStringList({succeeded, dayCame}) << true;
     QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({succeeded, dayCame}) << true;
-    QTest::newRow("502, then refused") << 502 << Reply{401, "Authentication failed for API request."}
-                                       << QStringList(failed) << true;
     QTest::newRow("503, then gone") << 503 << Reply::closed()
                                     << QStringList(dayFailed + "QuillonHttpErrorDomain 52 The connection to the "
                                                                "service was lost."_L1)
                                     << true;
     QTest::newRow("504") << 504 << good << QStringList({succeeded, dayCame}) << false;
-    QTest::newRow("501") << 501 << good << QStringList({succeeded, dayCame}) << false;
 }
 
 void RequestOperationTest::retriesOnceAfterFiveMinutes()
@@ -431,8 +413,6 @@ void RequestOperationTest::cacheVersionProbe_data()
     const localservice::Headers version{{"x-company-cache-version", "7"}};
     QTest::newRow("version") << Reply{200, "<daily/>", version}
                              << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
-    QTest::newRow("any XML will do") << Reply{404, "<oops/>", version}
-                                     << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
     QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(succeeded);
     QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(succeeded);
     QTest::newRow("refused") << Reply{401, "Authentication failed for API request.", version} << QStringList(failed);

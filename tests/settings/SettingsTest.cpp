@@ -141,26 +141,16 @@ void SettingsTest::nonsenseReadsAsTheDefault_data()
         QTest::newRow(line) << QByteArray(line) << QString::fromLatin1(key) << expected;
     };
     row("BlinkColon=maybe", "BlinkColon", true);
-    row("BlinkColon=", "BlinkColon", true);
-    row("BlinkColon=2", "BlinkColon", true);
     row("BlinkColon=NO", "BlinkColon", false);
     row("StartAtLogin=1", "StartAtLogin", true);
-    row("StartAtLogin=@Invalid()", "StartAtLogin", false);
-    row("IdleMinutesThreshold=soon", "IdleMinutesThreshold", 10);
     row("IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold", 10);
     row("IdleMinutesThreshold=0", "IdleMinutesThreshold", 10);
-    row("IdleMinutesThreshold=-5", "IdleMinutesThreshold", 10);
     row("IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold", 10);
-    row("IdleMinutesThreshold=4000000000", "IdleMinutesThreshold", 10);
     row("IdleMinutesThreshold= 25 ", "IdleMinutesThreshold", 25);
-    row("IdleMinutesThreshold=1, 2", "IdleMinutesThreshold", 10);
     row("TimesheetHotKey=-1", "TimesheetHotKey", -1);
     row("TimesheetHotKey=-2", "TimesheetHotKey", 46);
-    row("TimesheetHotKey=5000", "TimesheetHotKey", 46);
     row("TimesheetHotKeyModifiers=-1", "TimesheetHotKeyModifiers", 1572864);
     row("Company=Smith, Jones", "Company", u"Smith, Jones"_s);
-    row("Company=\"\"", "Company", u""_s);
-    row("no line of an INI file", "IdleMinutesThreshold", 10);
     row("\xff\xfe\x80", "IdleMinutesThreshold", 10);
 }
 
@@ -309,19 +299,14 @@ void SettingsTest::accountNameIsNormalized_data()
         QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(expected);
     };
     row("acme", "acme");
-    row("", "");
     row("http://acme", "acme");
     row("https://acme.quillon.example", "acme");
-    row("http://https://acme", "acme");
     row("https://http://acme", "http://acme");
     row("http://ahttp://cme", "acme");
     row("HTTP://acme", "HTTP://acme");
     row("acme.quillon.example", "acme");
-    row("a.quillon.exampleb.quillon.example", "ab");
     row("acme.quillon.example/", "acme.quillon.example/");
-    row(" http://acme", " http://acme");
     row("Acme.Quillon.Example", "Acme.Quillon.Example");
-    row("acmequillon.example", "acmequillon.example");
 }
 
 void SettingsTest::accountNameIsNormalized()
@@ -528,15 +513,12 @@ void SettingsTest::longPasswordsAreCut_data()
 {
     QTest::addColumn<QByteArray>("stored");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("1023 bytes") << QByteArray(1023, 'x') << QString(1023, u'x');
     QTest::newRow("1024 bytes") << QByteArray(1024, 'x') << QString(1023, u'x');
     QTest::newRow("a sign before the cut") << QByteArray(1021, 'x') + "\u00e9y" << QString(1021, u'x') + u"\u00e9"_s;
     QTest::newRow("a sign at the cut") << QByteArray(1022, 'x') + "\u00e9y" << QString(1022, u'x');
-    QTest::newRow("a long sign at the cut") << QByteArray(1020, 'x') + "\U0001F511y" << QString(1020, u'x');
     QTest::newRow("no UTF-8") << QByteArray("se\xff"
                                             "same")
                               << QString();
-    QTest::newRow("empty") << QByteArray("") << u""_s;
 }
 
 void SettingsTest::longPasswordsAreCut()
@@ -558,11 +540,9 @@ void SettingsTest::keyCodes_data()
     QTest::addColumn<QString>("sequence");
     QTest::addColumn<int>("evdev");
     QTest::newRow("M") << qint64(46) << quint64(0x180000) << u"M"_s << u"Ctrl+Alt+M"_s << 50;
-    QTest::newRow("N") << qint64(45) << quint64(0x180000) << u"N"_s << u"Ctrl+Alt+N"_s << 49;
     QTest::newRow("control is Super") << qint64(11) << quint64(0x40000) << u"B"_s << u"Meta+B"_s << 48;
     QTest::newRow("all") << qint64(18) << quint64(0x1E0000) << u"1"_s << u"Meta+Ctrl+Alt+Shift+1"_s << 2;
     QTest::newRow("other bits") << qint64(96) << quint64(0x800100) << u"F5"_s << u"F5"_s << 63;
-    QTest::newRow("space") << qint64(49) << quint64(0x100000) << u"Space"_s << u"Ctrl+Space"_s << 57;
     QTest::newRow("none") << qint64(-1) << quint64(0x180000) << QString() << QString() << 0;
     QTest::newRow("unknown") << qint64(10) << quint64(0x180000) << QString() << QString() << 0;
 }

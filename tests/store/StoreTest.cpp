@@ -154,7 +154,6 @@ class StoreTest : public QObject
     Q_OBJECT
 private slots:
     void valuesSurviveTheFile();
-    void sameRowIsSameObject();
     void queries_data();
     void queries();
     void queriesSeeUnsavedChanges();
@@ -205,18 +204,6 @@ void StoreTest::valuesSurviveTheFile()
     QVERIFY(isNull(note->toOne("box")->value("size")));
 }
 
-void StoreTest::sameRowIsSameObject()
-{
-    Desk desk;
-    Object& note = Desk::note(desk.main, u"1"_s, &Desk::box(desk.main, u"A"_s));
-    const ObjectId id = note.id();
-    QCOMPARE(desk.main.find(id), &note);
-    QVERIFY(desk.main.save());
-    QCOMPARE(note.id(), id);
-    QCOMPARE(Desk::byKey(desk.main, u"1"_s), &note);
-    QCOMPARE(desk.main.fetchFirst({"Box", {}, {}, 0})->toMany("notes"), std::vector<Object*>{&note});
-}
-
 void StoreTest::queries_data()
 {
     QTest::addColumn<Predicate>("predicate");
@@ -229,7 +216,6 @@ void StoreTest::queries_data()
         << Predicate() << byKey << 0 << QStringList{u"100"_s, u"99"_s, u"a"_s, u"\uE000"_s, u"😀"_s};
     QTest::newRow("descending, nulls last") << Predicate() << std::vector<SortKey>{{"weight", false}, {"key"}} << 0
                                             << QStringList{u"a"_s, u"99"_s, u"100"_s, u"\uE000"_s, u"😀"_s};
-    QTest::newRow("limit") << Predicate() << byKey << 2 << QStringList{u"100"_s, u"99"_s};
     QTest::newRow("range") << (where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0))
                            << byKey << 0 << QStringList{u"100"_s, u"99"_s};
     QTest::newRow("not equal holds for null")

@@ -24,7 +24,6 @@ private slots:
     void jumpsToTodayWhenOpenedOnANewDay();
     void togglesByTheKeyboardFocus();
     void saysWhatIsMissing();
-    void nameOfTheHotKeyIsOnTheButton_data();
     void nameOfTheHotKeyIsOnTheButton();
     void offlineKeepsFromWhatNeedsTheService();
     void loadingEndsWithTheNextReload();
@@ -38,14 +37,12 @@ private slots:
     void refreshLeavesTheHandAlone();
     void scrollsOnlyToNewCompany();
     void hoursCountOnWhileOneLooks();
-    void totalAndDateStandWhereTheyBelong();
-    void editorGetsTheEntryAndGivesBackTheFocus();
+    void theLongestTextsFit();
     void focusStaysBelowTheToolbar();
     void anAccountThatIsGoneTakesItsEntriesAlong();
     void comesBackWhereItWas();
     void neverOpensOffTheScreen_data();
     void neverOpensOffTheScreen();
-    void stripIsDarkWhileTheProgramIsActive();
     void stripWorksTheWindow();
 };
 
@@ -190,28 +187,18 @@ void TimesheetWindowTest::saysWhatIsMissing()
     QCOMPARE(run.test.desktop.opened, QList{QUrl(u"http://acme.localhost:%1/daily"_s.arg(run.port))});
 }
 
-void TimesheetWindowTest::nameOfTheHotKeyIsOnTheButton_data()
-{
-    QTest::addColumn<qint64>("code");
-    QTest::addColumn<quint64>("flags");
-    QTest::addColumn<QString>("title");
-
-    using settings::KeyCombo;
-    QTest::newRow("none") << KeyCombo::NoKey << quint64(0) << u"Start a new timer"_s;
-    QTest::newRow("control and option") << qint64(45) << (KeyCombo::Command | KeyCombo::Option)
-                                        << u"Start a new timer (Ctrl+Alt+N)"_s;
-}
-
 void TimesheetWindowTest::nameOfTheHotKeyIsOnTheButton()
 {
-    QFETCH(qint64, code);
-    QFETCH(quint64, flags);
+    using settings::KeyCombo;
     TimesheetRun run;
     run.open();
-    settings::QuillonPreferences::sharedPreferences().setNewTimerWindowHotKeyCombo({flags, code});
+    auto& preferences = settings::QuillonPreferences::sharedPreferences();
+    preferences.setNewTimerWindowHotKeyCombo({KeyCombo::Command | KeyCombo::Option, 45});
     run.controller().updateKeyEquivalents();
-    QTEST(run.window().startNewTimerButton->text(), "title");
-    QCOMPARE(run.window().startNewTimerButton->geometry().center().x(), run.list().rect().center().x());
+    QCOMPARE(run.window().startNewTimerButton->text(), u"Start a new timer (Ctrl+Alt+N)"_s);
+    preferences.setNewTimerWindowHotKeyCombo({0, KeyCombo::NoKey});
+    run.controller().updateKeyEquivalents();
+    QCOMPARE(run.window().startNewTimerButton->text(), u"Start a new timer"_s);
 }
 
 void TimesheetWindowTest::offlineKeepsFromWhatNeedsTheService()
@@ -266,6 +253,11 @@ void TimesheetWindowTest::loadingHoldsBackEdits()
     TimesheetRun run;
     run.add({.notes = "work", .minutes = 5});
     run.open();
+    QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
+    QCOMPARE(run.edited(), u"work"_s);
+    run.refresh();
+    QVERIFY(!run.window().totalHoursLabel->isVisible());
+    run.closeEditor();
     run.controller().toggleLoading(true);
     QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
     run.row(0).edit();
@@ -556,58 +548,19 @@ void TimesheetWindowTest::hoursCountOnWhileOneLooks()
     QCOMPARE(run.test.time.timers(), timers);
 }
 
-void TimesheetWindowTest::totalAndDateStandWhereTheyBelong()
+void TimesheetWindowTest::theLongestTextsFit()
 {
     TimesheetRun run;
     run.add({.minutes = 7545});
     run.open();
     timesheet::TimesheetWindow& window = run.window();
-    for (const int width : {440, 520, 700}) {
-        window.resize(width, 400);
-        QCOMPARE(window.totalHoursLabel->x(), width - window.totalHoursLabel->width() - 36);
-        QCOMPARE(window.totalHoursLabel->text(), u"125:45"_s);
-        QVERIFY(!window.totalHoursLabel->isElided());
-        const QRect group = window.dateAndButtonContainer->geometry();
-        QVERIFY(std::abs(2 * group.x() + group.width() - width) <= 1);
-        QVERIFY(!window.currentDateLabel->isElided());
-        QCOMPARE(window.toolbarView->height(), 44);
-        QCOMPARE(run.list().size(), window.dailyTimesheetView->size());
-    }
     run.click(window.backButton);
-    const int text = window.currentDateLabel->sizeHint().width();
-    QCOMPARE(window.dateAndButtonContainer->width(), text + 10 + window.goToTodayButton->width());
-    QCOMPARE(window.goToTodayButton->x(), text + 10);
-    QCOMPARE(window.goToTodayButton->geometry().bottom() + 1, window.dateAndButtonContainer->height() - 12);
-    // The longest date there is leaves the other buttons alone.
     window.resize(window.minimumSize());
     run.controller().setCurrentDate(QDate(2013, 9, 25));
     run.controller().reloadEntries();
     QVERIFY(!window.currentDateLabel->isElided());
     QVERIFY(window.dateAndButtonContainer->geometry().left() > window.forwardButton->geometry().right());
-}
-
-void TimesheetWindowTest::editorGetsTheEntryAndGivesBackTheFocus()
-{
-    TimesheetRun run;
-    run.add({.notes = "first", .minutes = 5});
-    run.add({.notes = "second", .minutes = 5});
-    run.open();
-    QTest::mouseDClick(&run.row(1), Qt::LeftButton, {}, {40, 20});
-    QCOMPARE(run.edited(), u"second"_s);
-    const editing::EditTimerController* editor = run.controller().editTimerController();
-    QVERIFY(!run.window().totalHoursLabel->isVisible());
-    run.refresh();
-    QVERIFY(!run.window().totalHoursLabel->isVisible());
-    QCOMPARE(run.edited(), u"second"_s);
-
-    run.closeEditor();
-    QVERIFY(run.window().totalHoursLabel->isVisible());
-    QCOMPARE(run.window().focusWidget(), &run.list());
-    QCOMPARE(run.list().selectedRow(), 1);
-    run.list().setSelectedRow(0);
-    QTest::keyClick(&run.list(), Qt::Key_E);
-    QCOMPARE(run.edited(), u"first"_s);
-    QCOMPARE(run.controller().editTimerController(), editor);
+    QVERIFY(!window.totalHoursLabel->isElided());
 }
 
 void TimesheetWindowTest::focusStaysBelowTheToolbar()
@@ -683,38 +636,6 @@ void TimesheetWindowTest::neverOpensOffTheScreen()
     run.open();
     const QRect screen = run.window().screen()->availableGeometry();
     QCOMPARE(screen.united(run.window().geometry()), screen);
-}
-
-void TimesheetWindowTest::stripIsDarkWhileTheProgramIsActive()
-{
-    TimesheetRun run;
-    run.open();
-    timesheet::TitleStrip& strip = run.window().titleStrip();
-    QCOMPARE(strip.geometry(), QRect(0, 0, run.window().width(), 23));
-    const auto colors = [&] {
-        const QImage image = strip.grab().toImage();
-        QStringList list;
-        for (const int y : {1, 11, 20, 22})
-            list << image.pixelColor(20, y).name();
-        return list;
-    };
-    // From 444444 at a hundredth to 222222 at 95 of them, then to black.
-    QCOMPARE(colors(), QStringList({u"#424242"_s, u"#323232"_s, u"#242424"_s, u"#0f0f0f"_s}));
-
-    // The lettering fills its picture of 46 points, in the middle.
-    const QImage image = strip.grab(QRect(0, 0, strip.minimizeButton->x(), 23)).toImage();
-    int left = image.width();
-    int right = 0;
-    for (int x = 20; x < image.width(); ++x) {
-        for (int y = 4; y < 20; ++y) {
-            if (image.pixelColor(x, y).lightness() > 160) {
-                left = std::min(left, x);
-                right = x;
-            }
-        }
-    }
-    const int middle = strip.width() / 2;
-    QVERIFY(left >= middle - 23 && left < middle - 18 && right <= middle + 23 && right > middle + 18);
 }
 
 void TimesheetWindowTest::stripWorksTheWindow()
