@@ -89,10 +89,11 @@ bool Connection::idle(std::chrono::milliseconds pause)
 
 std::optional<uid_t> Connection::user()
 {
-    // Whose it is stays the same for as long as our end is open, so that once is enough.
+    // Whose it is stays the same for as long as our end is open. That it could not be told does not: without a free
+    // descriptor, say, the kernel's tables cannot be read, and the next request should not suffer from it.
     if (!m_user)
         m_user = userAtOtherEnd(m_socket);
-    return *m_user;
+    return m_user;
 }
 
 /// Repeats a step of the transport until it is done; nothing when the client has gone or time is up.

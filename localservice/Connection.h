@@ -47,7 +47,7 @@ public:
     /// Nothing for `pause`; false when the service stops or the client has gone.
     bool idle(std::chrono::milliseconds pause);
 
-    /// The user of this machine whose program is at the other end, where that can be told: looked up at the first call.
+    /// The user of this machine whose program is at the other end, where that can be told: looked up until it is.
     std::optional<uid_t> user();
 
 private:
@@ -61,7 +61,7 @@ private:
     std::string m_input;
     std::string_view m_unread;
     std::string m_output;
-    std::optional<std::optional<uid_t>> m_user;
+    std::optional<uid_t> m_user;
     bool m_leavesUnread = false;
     bool m_closed = false;
     bool m_gone = false;

@@ -24,6 +24,9 @@ constexpr std::array reasons{
     Reason{SignInReason::LinkUsed, "link",
            "This link has been used, or is more than a minute old. Open the page from Quillon’s menu again, or sign in"
            " here."},
+    Reason{SignInReason::LinkOfAnother, "user",
+           "Such a link works only in a browser of whoever runs Quillon, and this computer does not tell that this is"
+           " one. Sign in here."},
 };
 
 bool isPassword(std::string_view name)

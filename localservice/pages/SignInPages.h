@@ -27,6 +27,7 @@ enum class SignInReason
     SessionEnded,
     SignedOut,
     LinkUsed,
+    LinkOfAnother, ///< not known to be a browser of the user whom the link is for
 };
 
 struct SignIn

@@ -217,15 +217,16 @@ Reply Site::followLink(const Request& request, Seconds now)
     if (!isGoneTo(request))
         return goTo(signInPath(target));
     const auto session = m_sessions.find(sessionKey(request), now);
-    const auto person =
-        m_options.signInLinks && isOwnBrowser(request) ? m_links.take(query.text("key"), now) : std::nullopt;
+    const bool isOwn = isOwnBrowser(request);
+    const auto person = m_options.signInLinks && isOwn ? m_links.take(query.text("key"), now) : std::nullopt;
     if (session && (!person || session->id == *person))
         return goTo(target);
     const auto secret = person ? enter(request, *person, now) : std::nullopt;
     if (const auto trouble = m_storage.trouble(); person && !secret && trouble)
         return plainProblem(trouble->status, "That Did Not Work", trouble->message);
-    return secret ? withSessionCookie(goTo(target), request, *secret)
-                  : goTo(signInPath(target, SignInReason::LinkUsed));
+    // Opening another from the menu would help nobody whose browser is not known.
+    const auto reason = m_options.signInLinks && !isOwn ? SignInReason::LinkOfAnother : SignInReason::LinkUsed;
+    return secret ? withSessionCookie(goTo(target), request, *secret) : goTo(signInPath(target, reason));
 }
 
 std::optional<std::string> Site::enter(const Request& request, Id person, Seconds now)

@@ -10,6 +10,7 @@
 #include <QUrlQuery>
 
 #include <curl/curl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -78,6 +79,26 @@ QString where(const Answer& answer)
     return QString::number(answer.status) + u' ' + answer.headers.value(u"location"_s);
 }
 
+/// The kernel's tables, like all other files, cannot be opened while it lives.
+class NoMoreFiles
+{
+public:
+    NoMoreFiles()
+    {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        const int lowest = ::dup(0);
+        ::close(lowest);
+        const rlimit none{static_cast<rlim_t>(lowest), m_before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoMoreFiles() { setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoMoreFiles(const NoMoreFiles&) = delete;
+    NoMoreFiles& operator=(const NoMoreFiles&) = delete;
+
+private:
+    rlimit m_before{};
+};
+
 void change(Scenario& s, const char* sql)
 {
     const auto done = s.database().storage().change(
@@ -105,6 +126,7 @@ private Q_SLOTS:
     void linksSignInOnce();
     void sessionsAreForTheirUser_data();
     void sessionsAreForTheirUser();
+    void saysWhenTheUserCannotBeTold();
     void theProgramNeedsNoAdvice();
     void protectsEveryAnswer_data();
     void protectsEveryAnswer();
@@ -383,7 +405,7 @@ void PagesTest::sessionsAreForTheirUser()
     QVERIFY(::seteuid(0) == 0);
     const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
     const auto link = address.mid(own.url.size());
-    QVERIFY(!byLink || where(other.get(link)) == u"303 /sign-in?to=%2Freports&why=link"_s);
+    QVERIFY(!byLink || where(other.get(link)) == u"303 /sign-in?to=%2Freports&why=user"_s);
     QCOMPARE(where(byLink ? own.get(link) : own.signIn()), u"303 /reports"_s);
     QCOMPARE(s.service->requests().back().peer, source.toStdString());
     QVERIFY(own.isSignedIn());
@@ -402,6 +424,31 @@ void PagesTest::sessionsAreForTheirUser()
     QVERIFY(other.isSignedIn() && own.isSignedIn());
     own.cookie = other.cookie;
     QVERIFY(!own.isSignedIn());
+}
+
+void PagesTest::saysWhenTheUserCannotBeTold()
+{
+    Scenario s;
+    Browser browser(s);
+    Browser before(s);
+    QCOMPARE(before.signIn().status, 303);
+    browser.get(u"/sign-in"_s); // from here on it has a connection
+    browser.cookie = before.cookie;
+    const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
+    const auto link = address.mid(browser.url.size());
+    {
+        const NoMoreFiles none;
+        QCOMPARE(where(browser.get(u"/reports"_s)), u"303 /sign-in?to=%2Freports&why=ended"_s);
+        const auto there = browser.get(link).headers.value(u"location"_s);
+        QCOMPARE(there, u"/sign-in?to=%2Freports&why=user"_s);
+        QVERIFY(browser.get(there).body.contains("does not tell that this is one"));
+        const auto refused = browser.signIn();
+        QVERIFY(refused.status == 403 && refused.body.contains("does not tell whose browser this is"));
+    }
+    // Nothing of it stays with the connection, and nothing was used up.
+    QVERIFY(browser.isSignedIn());
+    browser.cookie.clear();
+    QCOMPARE(where(browser.get(link)), u"303 /reports"_s);
 }
 
 void PagesTest::theProgramNeedsNoAdvice()
