@@ -53,6 +53,14 @@ bool isTarget(std::string_view text)
     return text.starts_with('/') && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
 }
 
+/// Whether it can be host and port (RFC 3986, section 3.2.2), of which the first label is an account.
+bool isHost(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return c > ' ' && c < '\x7f' && "/?#@\\\"<>^`{|}"sv.find(c) == std::string_view::npos;
+    });
+}
+
 std::string_view trimmed(std::string_view text)
 {
     const auto first = std::min(text.find_first_not_of(" \t"), text.size());
@@ -187,7 +195,7 @@ RequestReader::Part RequestReader::endHead()
     const auto length = numberIn(m_request.header("Content-Length"), 10);
     const bool older = m_isLast;
     m_isLast = older || lists(headers, "connection", "close");
-    if (lengths + codings > 1 || count(headers, "host") > 1)
+    if (lengths + codings > 1 || count(headers, "host") > 1 || !isHost(m_request.header("Host")))
         return refuse(400);
     if (lengths == 1 && !length) {
         const auto text = m_request.header("Content-Length");
@@ -207,9 +215,11 @@ RequestReader::Part RequestReader::endHead()
             : m_request.method != "DELETE" && (length.value_or(0) > 0 || codings > 0))
         return refuse(lengths + codings == 0 ? 411 : 400);
     const auto expected = m_request.header("Expect");
-    m_awaitsContinue = isSameName(expected, "100-continue");
-    if (!expected.empty() && !m_awaitsContinue)
+    const bool isKnown = isSameName(expected, "100-continue");
+    if (!expected.empty() && !isKnown)
         return refuse(417);
+    // An older client would take it for the reply.
+    m_awaitsContinue = isKnown && !older;
     m_rest = length.value_or(0);
     return codings > 0 ? Part::ChunkSize : m_rest > 0 ? Part::Data : Part::Complete;
 }
