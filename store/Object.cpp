@@ -129,19 +129,6 @@ std::vector<Object*> Object::toMany(std::string_view relationship) const
     return m_context->collection(*this, static_cast<int>(toManyOf(*m_entity, relationship)));
 }
 
-void Object::addToMany(std::string_view relationship, Object& member)
-{
-    const Relationship& own = m_entity->relationships[toManyOf(*m_entity, relationship)];
-    m_context->setToOneRow(member, own.inverse, m_row);
-}
-
-void Object::removeFromMany(std::string_view relationship, Object& member)
-{
-    const Relationship& own = m_entity->relationships[toManyOf(*m_entity, relationship)];
-    if (member.m_toOnes[static_cast<std::size_t>(own.inverse)] == m_row)
-        m_context->setToOneRow(member, own.inverse, 0);
-}
-
 std::vector<Object*> Object::fetched(std::string_view fetchedProperty) const
 {
     const auto& all = m_entity->fetchedProperties;

@@ -55,8 +55,6 @@ public:
 
     /// The members of a to-many relationship, in no promised order, as a snapshot.
     std::vector<Object*> toMany(std::string_view relationship) const;
-    void addToMany(std::string_view relationship, Object& member);
-    void removeFromMany(std::string_view relationship, Object& member);
 
     /// The members that a fetched property of the entity selects now.
     std::vector<Object*> fetched(std::string_view fetchedProperty) const;
