@@ -96,7 +96,8 @@ void NotesField::setText(const QString& text)
         setPlainText(text);
         return;
     }
-    // A paragraph is laid out whole as soon as any of it is in sight. A long one stands in several.
+    // A paragraph is laid out whole as soon as any of it is in sight, and each is an object of its own. A long one
+    // stands in several, and short ones share one.
     QString pieces;
     pieces.reserve(text.size() + text.size() / longestPiece + 1);
     std::vector<int> continuing; // which of them go on with the one before
@@ -107,9 +108,14 @@ void NotesField::setText(const QString& text)
         if (sign == u'\n' || sign == u'\r' || sign == QChar::ParagraphSeparator) {
             if (sign == u'\r' && i + 1 < text.size() && text.at(i + 1) == u'\n')
                 ++i;
-            pieces += u'\n';
-            ++number;
-            length = 0;
+            if (length < longestPiece) {
+                pieces += QChar::LineSeparator;
+                ++length;
+            } else {
+                pieces += u'\n';
+                ++number;
+                length = 0;
+            }
             continue;
         }
         const bool mayBreak = !sign.isLowSurrogate() && !sign.isMark();
