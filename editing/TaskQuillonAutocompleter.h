@@ -30,7 +30,11 @@ protected:
     void fillMenu(PickerMenu& menu) override;
     void itemSelectedFromMenu(qint64 tag) override;
     QString missingText() const override { return tr("No task chosen"); }
-    std::pair<QString, QString> manager() const override { return {tr("Manage Tasks"), QStringLiteral("/tasks")}; }
+    std::pair<QString, QString> manager() const override
+    {
+        // Without a project there is none to be found: that one is wanted first.
+        return m_project ? std::pair(tr("Manage Tasks"), QStringLiteral("/tasks")) : std::pair<QString, QString>();
+    }
 
 private:
     std::vector<model::Task*> assignedTasks() const;

@@ -3,10 +3,10 @@
 #include "editing/ProjectQuillonAutocompleter.h"
 #include "editing/QuillonAutocompleterResultsWindow.h"
 #include "editing/TaskQuillonAutocompleter.h"
+#include "settings/QuillonPreferences.h"
+#include "skin/LinkButton.h"
 #include "skin/ThinScroller.h"
 #include "support/TestMain.h"
-
-#include "skin/LinkButton.h"
 
 #include <QAbstractButton>
 #include <QInputMethodEvent>
@@ -162,6 +162,7 @@ private slots:
     void saysWhatIsUnknown()
     {
         EditingRun run;
+        settings::QuillonPreferences::sharedPreferences().setUrl(u"acme"_s);
         Pickers window(run);
         const auto note = [&] {
             auto* label = window.project.autocompleterContainerView()->findChild<QLabel*>(u"unknownNote"_s);
@@ -177,6 +178,14 @@ private slots:
         window.key(Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), window.task.textField());
         QCOMPARE(note(), u"Not found"_s);
+        window.key(Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(window.focusWidget(), link);
+        // Without a project that is no matter of the task.
+        QVERIFY(!window.task.autocompleterContainerView()->findChild<skin::LinkButton*>());
+        window.key(Qt::Key_Return);
+        QCOMPARE(run.test.desktop.opened, QList<QUrl>{link->link()});
+        window.key(Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(window.focusWidget(), window.project.textField());
         window.focus(window.project);
         window.project.textField()->selectAll();
         window.type(u"des"_s);
