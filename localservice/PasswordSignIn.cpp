@@ -7,7 +7,9 @@ namespace localservice {
 tl::expected<Person, PasswordSignIn::Refusal> PasswordSignIn::person(const Request& request, const std::string& email,
                                                                      const std::string& password)
 {
-    if (const auto wait = m_throttle.tryAgainIn(request.peer, email, password))
+    // Over TLS most come from elsewhere.
+    const auto user = request.secure || !request.user ? std::nullopt : request.user();
+    if (const auto wait = m_throttle.tryAgainIn(request.peer, user, email, password))
         return tl::unexpected(Refusal{wait});
     auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
         return personByEmail(database, email, request.subdomain());
@@ -19,7 +21,7 @@ tl::expected<Person, PasswordSignIn::Refusal> PasswordSignIn::person(const Reque
         m_passwords.fitsNobody(password);
     if (!known || !m_passwords.fits(password, (*found)->passwordHash))
         return tl::unexpected(Refusal{});
-    m_throttle.succeeded(request.peer, email);
+    m_throttle.succeeded(request.peer, user, email);
     return std::move(**found);
 }
 

@@ -20,19 +20,20 @@ constexpr std::size_t mostPlaces = 1000;
 
 } // namespace
 
-SignInThrottle::Place SignInThrottle::placeOf(const std::string& peer, std::string_view email)
+SignInThrottle::Place SignInThrottle::placeOf(const std::string& peer, std::optional<uid_t> user,
+                                              std::string_view email)
 {
     std::string lower(email);
     for (char& sign : lower)
         sign = sign >= 'A' && sign <= 'Z' ? static_cast<char>(sign + 32) : sign;
-    return {networkOf(peer), std::hash<std::string>{}(lower)};
+    return {networkOf(peer), user, std::hash<std::string>{}(lower)};
 }
 
-std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string& peer, std::string_view email,
-                                                               std::string_view password)
+std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string& peer, std::optional<uid_t> user,
+                                                               std::string_view email, std::string_view password)
 {
     const auto now = m_clock();
-    const Try next{now, placeOf(peer, email), std::hash<std::string_view>{}(password)};
+    const Try next{now, placeOf(peer, user, email), std::hash<std::string_view>{}(password)};
     const std::lock_guard lock(m_mutex);
     // A clock that was set back must not block anybody until it has caught up.
     std::erase_if(m_tries, [now](const Try& old) { return std::chrono::abs(now - old.time) >= window; });
@@ -59,9 +60,9 @@ std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string
     return {};
 }
 
-void SignInThrottle::succeeded(const std::string& peer, std::string_view email)
+void SignInThrottle::succeeded(const std::string& peer, std::optional<uid_t> user, std::string_view email)
 {
-    const Place place = placeOf(peer, email);
+    const Place place = placeOf(peer, user, email);
     const std::lock_guard lock(m_mutex);
     std::erase_if(m_tries, [&](const Try& old) { return old.place == place; });
     if (std::find(m_signedIn.begin(), m_signedIn.end(), place) != m_signedIn.end())

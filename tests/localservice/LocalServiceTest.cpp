@@ -195,10 +195,10 @@ void LocalServiceTest::throttleKeepsPeopleApart()
     std::chrono::system_clock::time_point now{};
     localservice::SignInThrottle throttle([&now] { return now; });
     const auto blocked = [&](const char* peer, const char* email, const std::string& password = "right") {
-        return throttle.tryAgainIn(peer, email, password).has_value();
+        return throttle.tryAgainIn(peer, {}, email, password).has_value();
     };
     QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
-    throttle.succeeded("192.0.2.1", "ben@example.com");
+    throttle.succeeded("192.0.2.1", {}, "ben@example.com");
     for (int i = 0; i < 10; ++i)
         QVERIFY(!blocked("192.0.2.1", "ann@example.com", std::to_string(i)));
     QVERIFY(blocked("192.0.2.1", "Ann@Example.com"));
@@ -211,6 +211,10 @@ void LocalServiceTest::throttleKeepsPeopleApart()
         QVERIFY(!blocked(("2001:db8::" + std::to_string(i)).c_str(), "ann@example.com", std::to_string(i)));
     QVERIFY(blocked("2001:db8::ffff", "ann@example.com"));
     QVERIFY(!blocked("2001:db8:0:1::1", "ann@example.com"));
+    // Whoever can be many users of a machine has no more tries for it.
+    for (uid_t user = 0; user < 50; ++user)
+        QVERIFY(!throttle.tryAgainIn("127.0.0.1", user, "ann@example.com", std::to_string(user)));
+    QVERIFY(throttle.tryAgainIn("127.0.0.1", 50, "ann@example.com", "right"));
     // A clock that is set back blocks nobody for longer than the window.
     now -= 24h;
     QVERIFY(!blocked("192.0.2.1", "ann@example.com"));

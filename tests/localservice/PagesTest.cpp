@@ -424,6 +424,11 @@ void PagesTest::sessionsAreForTheirUser()
     QVERIFY(other.isSignedIn() && own.isSignedIn());
     own.cookie = other.cookie;
     QVERIFY(!own.isSignedIn());
+    // Who guesses is kept out, and nobody else.
+    for (int i = 0; i < 10; ++i)
+        QCOMPARE(other.signIn(QString::number(i)).status, 422);
+    QCOMPARE(other.signIn().status, 429);
+    QCOMPARE(where(own.signIn()), u"303 /reports"_s);
 }
 
 void PagesTest::saysWhenTheUserCannotBeTold()
