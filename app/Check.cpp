@@ -134,10 +134,10 @@ Finding store()
         return {Store, false, u"cannot be written: give yourself the right to write "_s + name};
     // "The Database Header" of the SQLite file format; an empty file is a new one.
     if (file.size() > 0 && file.read(16) != QByteArray("SQLite format 3", 16))
-        return {Store, false, u"is no data base: end Quillon and remove "_s + name};
+        return {Store, false, u"is not a database: quit Quillon and remove "_s + name};
     if (const auto usable = store::Coordinator(model::loadModel(), {}).examine(name); !usable)
         return {Store, false,
-                u"cannot be used, %1: put that right, or end Quillon and remove %2"_s.arg(usable.error().text, name)};
+                u"cannot be used, %1: put that right, or quit Quillon and remove %2"_s.arg(usable.error().text, name)};
     return {Store, true, u"%1, %2 KB"_s.arg(name).arg((file.size() + 1023) / 1024)};
 }
 
@@ -290,7 +290,7 @@ Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& st
     if (storeFailure)
         findings << Finding{
             Store, false,
-            u"is in memory in this run: %1. Put that right and start Quillon again"_s.arg(storeFailure->text)};
+            u"is in memory for this run: %1. Put that right and start Quillon again"_s.arg(storeFailure->text)};
     return findings;
 }
 

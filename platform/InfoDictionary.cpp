@@ -19,7 +19,7 @@ tl::expected<QJsonObject, QString> read(const QString& path)
 {
     // A device may have no end, and a pipe nobody at the other one.
     if (const QFileInfo found(path); found.exists() && !found.isFile())
-        return tl::unexpected(u"it is no ordinary file"_s);
+        return tl::unexpected(u"it is not an ordinary file"_s);
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return tl::unexpected(file.errorString());
@@ -27,7 +27,7 @@ tl::expected<QJsonObject, QString> read(const QString& path)
     if (file.error() != QFileDevice::NoError)
         return tl::unexpected(file.errorString());
     if (text.size() > mostBytes)
-        return tl::unexpected(u"it is too long"_s);
+        return tl::unexpected(u"it is too large"_s);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);
     if (error.error != QJsonParseError::NoError) {

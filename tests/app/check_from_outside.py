@@ -106,7 +106,7 @@ def main(program):
         folder.mkdir()
         store = folder / "QuillonX.sqlite"
         store.write_text("hours and hours and hours")
-        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! is no data base")
+        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! is not a database")
         store.unlink()
         with contextlib.closing(sqlite3.connect(store)) as newer:
             newer.executescript("CREATE TABLE Company (pk INTEGER PRIMARY KEY); PRAGMA user_version=999")
@@ -153,7 +153,7 @@ def main(program):
         follower = subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True)
         next(line for line in follower.stdout if "Design" in line)
         found = check(program)
-        assert found["Store"].startswith("!! is in memory in this run: "), found
+        assert found["Store"].startswith("!! is in memory for this run: "), found
         follower.terminate()
         running.terminate()
 
