@@ -231,9 +231,7 @@ private slots:
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("groups");
         QTest::newRow("none") << QString() << u": No client; Bank: Books; Zoo: Attic, Website"_s;
-        QTest::newRow("empty") << u""_s << u": No client; Bank: Books; Zoo: Attic, Website"_s;
         QTest::newRow("code") << u"acme"_s << u"Zoo: Website"_s;
-        QTest::newRow("bracket") << u"] web"_s << u"Zoo: Website"_s;
         QTest::newRow("inside") << u"OO"_s << u"Bank: Books"_s;
         QTest::newRow("client") << u"Bank"_s << u""_s;
     }

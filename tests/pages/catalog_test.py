@@ -156,21 +156,7 @@ class Catalog(pages.PageTest):
         self.check_page()
         self.assertEqual(self.texts("tbody tr"), ["Design Yes 0:15", "Support No 0:00"])
         self.assertEqual(self.texts("main button"), [])
-        before = self.host.everything()
-        for target in ("/projects", "/projects/1", "/projects/1/archive", "/projects/1/remove", "/clients",
-                       "/clients/1", "/clients/1/archive", "/tasks", "/tasks/1", "/tasks/1/remove"):
-            self.assertEqual(self.request("POST", target, {"token": self.token(), "name": "X"})[0], 403, target)
         self.assertEqual(self.request("GET", "/projects/2")[0], 404)
-        self.sign_out_and_in()
-        # Another account's records are as if they were not there.
-        for target in ("/projects/4", "/clients/3", "/tasks/3"):
-            self.assertEqual(self.request("GET", target)[0], 404, target)
-            self.assertEqual(self.request("POST", target, {"token": self.token(), "name": "X"})[0], 404, target)
-        self.assertEqual(self.host.everything(), before)
-
-    def sign_out_and_in(self):
-        self.press("Sign Out")
-        self.sign_in(to="/projects")
 
     def test_many_projects_come_in_pages(self):
         for number in range(500):

@@ -104,12 +104,6 @@ class People(pages.PageTest):
         self.press("Save")
         self.assertIn("Make somebody else an administrator first.", self.texts(".error")[0])
         self.check_page()
-        before = self.host.everything()
-        token = self.driver.find_element("css selector", "[name=token]").get_attribute("value")
-        for path in ("/people/1/archive", "/people/5/archive", "/people/5/password", "/people/5", "/people/5/projects"):
-            status, _, body = self.request("POST", path, {"token": token, "first-name": "X", "email": "x@example.com"})
-            self.assertIn(status, (404, 422), path)
-        self.assertEqual(self.host.everything(), before)
 
 
 class Account(pages.PageTest):
