@@ -169,6 +169,10 @@ void UpdatesTest::feeds_data()
     QTest::newRow("entities that grow") << "<!DOCTYPE rss [<!ENTITY a \"ha\"><!ENTITY b \"&a;&a;&a;&a;\">]>" +
                                                feed(item("1.3", "&b;")).substr(39)
                                         << u"unreadable"_s;
+    std::string deep;
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
+    QTest::newRow("deep") << feed("<item>" + deep) << u"unreadable"_s;
     QTest::newRow("large") << feed(item("1.3", std::string(Appcast::largestFeed, 'x'))) << u"unreadable"_s;
 }
 

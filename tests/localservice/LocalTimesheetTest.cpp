@@ -186,6 +186,7 @@ void LocalTimesheetTest::refusesWhatCannotBeBooked_data()
                                                   "<request><project_id>1</project_id><task_id>1</task_id>"
                                                   "<notes>&f;</notes></request>")
                                     << unreadable;
+    QTest::newRow("deep nesting") << QByteArray("<request>").repeated(100'000) << unreadable;
 }
 
 void LocalTimesheetTest::refusesWhatCannotBeBooked()
