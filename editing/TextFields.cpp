@@ -20,7 +20,9 @@ namespace {
 constexpr int fontPoints = 13;
 constexpr qsizetype longestPiece = 2000; ///< signs of a paragraph that are laid out at once, but for the last word
 constexpr qsizetype longestWord = 200;
-constexpr int continued = 1; ///< the state of a block that goes on with the line of the one before
+/// Of a block's format: it goes on with the line of the one before. Unlike a block's state this comes back with an
+/// undo.
+constexpr int continued = QTextFormat::UserProperty;
 
 QPalette paletteFor(Look look)
 {
@@ -81,7 +83,7 @@ QString NotesField::textBetween(int begin, int end) const
     text.reserve(end - begin);
     for (QTextBlock block = document()->findBlock(begin); block.isValid() && block.position() <= end;
          block = block.next()) {
-        if (block.position() > begin && block.userState() != continued)
+        if (block.position() > begin && !block.blockFormat().hasProperty(continued))
             text += u'\n';
         const int from = std::max(begin - block.position(), 0);
         text += QStringView(block.text()).mid(from, end - block.position() - from);
@@ -128,8 +130,17 @@ void NotesField::setText(const QString& text)
         ++length;
     }
     setPlainText(pieces);
-    for (const int piece : continuing)
-        document()->findBlockByNumber(piece).setUserState(continued);
+    QTextBlockFormat format;
+    format.setProperty(continued, true);
+    document()->setUndoRedoEnabled(false);
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    for (const int piece : continuing) {
+        cursor.setPosition(document()->findBlockByNumber(piece).position());
+        cursor.setBlockFormat(format);
+    }
+    cursor.endEditBlock();
+    document()->setUndoRedoEnabled(true);
 }
 
 QMimeData* NotesField::createMimeDataFromSelection() const
@@ -141,7 +152,7 @@ QMimeData* NotesField::createMimeDataFromSelection() const
 
 void NotesField::insertLineBreak()
 {
-    textCursor().insertBlock();
+    textCursor().insertBlock(QTextBlockFormat());
     ensureCursorVisible();
 }
 

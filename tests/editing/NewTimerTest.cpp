@@ -11,6 +11,7 @@
 
 #include <QAccessible>
 #include <QClipboard>
+#include <QTextBlock>
 
 using namespace Qt::StringLiterals;
 
@@ -140,6 +141,30 @@ class NewTimerTest : public QObject
     Q_OBJECT
 
 private slots:
+    void longNotesStayWhatTheyAre()
+    {
+        editing::NotesField field(editing::Look::Light);
+        const QString notes = u"word "_s.repeated(1000) + u"\nend"_s;
+        field.setText(notes);
+        QCOMPARE(field.blockCount(), 3);
+        field.selectAll();
+        QTest::keyClick(&field, Qt::Key_Delete);
+        QCOMPARE(field.text(), QString());
+        field.undo();
+        QVERIFY(field.text() == notes);
+
+        QTextCursor inside(field.document()->findBlockByNumber(1));
+        inside.movePosition(QTextCursor::Right, QTextCursor::MoveAnchor, 5);
+        field.setTextCursor(inside);
+        field.insertLineBreak();
+        QGuiApplication::clipboard()->setText(u"a\nb"_s);
+        field.paste();
+        QVERIFY(field.text() == QString(notes).insert(2005, u"\na\nb"_s));
+        field.undo();
+        field.undo();
+        QVERIFY(field.text() == notes);
+    }
+
     void startsAKnownTaskInAFewKeys()
     {
         NewTimerRun run;
