@@ -55,7 +55,8 @@ def main(program):
         keys("Tab")
         until("the error said", lambda: task.description == "No task chosen")
         assert "enabled" not in states(find(window, "push button", "Start"))
-        keys("shift+Tab")
+        keys("shift+Tab", "shift+Tab")  # back over the way to where tasks are made
+        until("the task focused again", lambda: "focused" in states(task))
         typed("me")
         keys("Tab")
         typed("Reading")
