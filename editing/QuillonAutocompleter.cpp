@@ -462,7 +462,11 @@ void QuillonAutocompleter::updateUnknownNote()
     if (unknown) {
         m_manageLink->setLink(QUrl(settings::QuillonPreferences::sharedPreferences().fullUrl() + manager().second));
         m_manageLink->show();
-        QWidget::setTabOrder(m_textField, m_manageLink);
+        // Before the field: who comes back to it is about to type something else.
+        QWidget* before = m_textField->previousInFocusChain();
+        while (before->focusProxy() || !(before->focusPolicy() & Qt::TabFocus) || before == m_manageLink)
+            before = before->previousInFocusChain();
+        QWidget::setTabOrder(before, m_manageLink);
         m_unknownNote->warn(tr("Not found"));
     } else {
         if (m_manageLink->hasFocus())

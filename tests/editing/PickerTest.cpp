@@ -179,13 +179,13 @@ private slots:
         QCOMPARE(window.focusWidget(), window.task.textField());
         QCOMPARE(note(), u"Not found"_s);
         window.key(Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(window.focusWidget(), window.project.textField());
+        window.key(Qt::Key_Backtab, Qt::ShiftModifier);
         QCOMPARE(window.focusWidget(), link);
         // Without a project that is no matter of the task.
         QVERIFY(!window.task.autocompleterContainerView()->findChild<skin::LinkButton*>());
         window.key(Qt::Key_Return);
         QCOMPARE(run.test.desktop.opened, QList<QUrl>{link->link()});
-        window.key(Qt::Key_Backtab, Qt::ShiftModifier);
-        QCOMPARE(window.focusWidget(), window.project.textField());
         window.focus(window.project);
         window.project.textField()->selectAll();
         window.type(u"des"_s);
