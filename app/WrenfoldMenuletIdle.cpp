@@ -108,7 +108,8 @@ void WrenfoldMenulet::applicationWasIdle(double seconds)
 
 void WrenfoldMenulet::dismissIdleAlertOfStoppedTimer()
 {
-    // The other windows work while it asks. One whose entry is gone stays until the next report, and says so when asked.
+    // The other windows work while it asks. A question whose entry is gone stays until the next report, and its answer
+    // says so.
     const model::DayEntry* entry = runningTimerWhenIdleStarted();
     if (m_displayingIdleAlert && entry && !entry->isRunning())
         environment().alerts().dismiss(m_idleAlertId);
@@ -161,7 +162,7 @@ void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
 void WrenfoldMenulet::bringHoursUpToDate(model::DayEntry& entry) const
 {
     // Without this, what was worked between the last refresh and the absence would be taken off as well.
-    // Nobody knows how old hours are that an earlier run has left.
+    // The age of hours that an earlier run left is unknown.
     const auto told = m_hoursAsOf.find(entry.id());
     if (told == m_hoursAsOf.end())
         return;

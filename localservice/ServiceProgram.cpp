@@ -59,7 +59,7 @@ bool isAccountName(const std::string& name)
            std::any_of(name.begin(), name.end(), isLetter) && name.front() != '-' && name.back() != '-';
 }
 
-/// In one line. What somebody else has chosen, such as a file's name, shall not steer the terminal.
+/// In one line. What somebody else has chosen, such as a file's name, must not control the terminal.
 void complain(const std::string& what)
 {
     constexpr std::string_view digits = "0123456789abcdef";

@@ -284,7 +284,7 @@ QString Element::text() const
 {
     if (!m_tree)
         return {};
-    // An empty text shall not become a null one.
+    // An empty text must not become a null one.
     const std::string_view text = utf8();
     return QString::fromUtf8(text.empty() ? "" : text.data(), static_cast<qsizetype>(text.size()));
 }
