@@ -3,8 +3,8 @@
 #include "app/Relaunch.h"
 #include "app/WrenfoldMenulet.h"
 #include "editing/NewTimerController.h"
-#include "settings/ui/PreferenceController.h"
-#include "settings/ui/PreferencesOwner.h"
+#include "preferences/PreferenceController.h"
+#include "preferences/PreferencesOwner.h"
 #include "skin/AboutController.h"
 #include "timesheet/TimesheetController.h"
 
@@ -21,7 +21,7 @@ private:
 };
 
 /// The preferences window, as the controller speaks to it, and the controller, as that window speaks to it.
-class PreferencesWindow final : public Window, public settings_ui::PreferencesOwner
+class PreferencesWindow final : public Window, public preferences::PreferencesOwner
 {
 public:
     explicit PreferencesWindow(WrenfoldMenulet& owner) : m_owner(owner), m_controller(*this) {}
@@ -43,7 +43,7 @@ public:
 
 private:
     WrenfoldMenulet& m_owner;
-    settings_ui::PreferenceController m_controller;
+    preferences::PreferenceController m_controller;
 };
 
 /// The timesheet, as the controller speaks to it, and the controller, as the timesheet speaks to it.

@@ -14,10 +14,10 @@ MAY_USE = {
     "model": {"store", "settings", "platform"},
     "service": {"model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
-    "settings_ui": {"service", "model", "skin", "settings", "store", "platform"},
+    "preferences": {"service", "model", "skin", "settings", "store", "platform"},
     "editing": {"service", "model", "skin", "settings", "store", "platform"},
     "timesheet": {"editing", "service", "model", "skin", "settings", "store", "platform"},
-    "app": {"settings_ui", "timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
+    "app": {"preferences", "timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
 }
 
 

@@ -8,7 +8,7 @@
 
 class QToolButton;
 
-namespace settings_ui {
+namespace preferences {
 
 /// A field that shows a combination of keys, and records another one from what is typed.
 ///
@@ -73,4 +73,4 @@ private:
     QToolButton* m_clear;
 };
 
-} // namespace settings_ui
+} // namespace preferences

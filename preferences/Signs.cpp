@@ -1,10 +1,10 @@
-#include "settings/ui/Signs.h"
+#include "preferences/Signs.h"
 
 #include "skin/Image.h"
 
 #include <QPainter>
 
-namespace settings_ui {
+namespace preferences {
 
 QPixmap sign(std::string_view name, const QColor& color, qreal devicePixelRatio)
 {
@@ -15,4 +15,4 @@ QPixmap sign(std::string_view name, const QColor& color, qreal devicePixelRatio)
     return pixmap;
 }
 
-} // namespace settings_ui
+} // namespace preferences

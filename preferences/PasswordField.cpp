@@ -1,6 +1,6 @@
-#include "settings/ui/PasswordField.h"
+#include "preferences/PasswordField.h"
 
-#include "settings/ui/Signs.h"
+#include "preferences/Signs.h"
 
 #include <QAccessibleWidget>
 #include <QEvent>
@@ -8,7 +8,7 @@
 #include <QMouseEvent>
 #include <QToolButton>
 
-namespace settings_ui {
+namespace preferences {
 
 namespace {
 
@@ -100,7 +100,7 @@ public:
 
 private:
     PasswordField& field() const { return *static_cast<PasswordField*>(object()); }
-    QString dots() const { return settings_ui::dots(field().text()); }
+    QString dots() const { return preferences::dots(field().text()); }
 };
 
 QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
@@ -226,4 +226,4 @@ void PasswordField::updateSign()
         sign(isShown() ? "prefs-hide.png" : "prefs-show.png", palette().text().color(), devicePixelRatioF()));
 }
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,4 +1,4 @@
-#include "settings/ui/PreferenceController.h"
+#include "preferences/PreferenceController.h"
 
 #include "platform/Desktop.h"
 #include "platform/InfoDictionary.h"
@@ -11,7 +11,7 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "settings/ui/PreferencesOwner.h"
+#include "preferences/PreferencesOwner.h"
 #include "skin/LinkButton.h"
 #include "skin/Sheet.h"
 #include "skin/Spinner.h"
@@ -29,7 +29,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace settings_ui {
+namespace preferences {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -672,4 +672,4 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
     }
 }
 
-} // namespace settings_ui
+} // namespace preferences

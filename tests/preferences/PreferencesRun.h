@@ -6,8 +6,8 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "settings/ui/PreferenceController.h"
-#include "settings/ui/PreferencesOwner.h"
+#include "preferences/PreferenceController.h"
+#include "preferences/PreferencesOwner.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractButton>
@@ -18,7 +18,7 @@
 #include <QTest>
 
 /// Keeps what the window asked of the program.
-struct RecordingPreferencesOwner final : settings_ui::PreferencesOwner
+struct RecordingPreferencesOwner final : preferences::PreferencesOwner
 {
     bool loggedOut() const override { return isLoggedOut; }
     bool showingInDock() const override { return isShowingInDock; }
@@ -77,10 +77,10 @@ public:
         settings::QuillonPreferences::sharedPreferences().loadSaved();
     }
 
-    settings_ui::PreferenceController& open()
+    preferences::PreferenceController& open()
     {
         if (!controller)
-            controller = std::make_unique<settings_ui::PreferenceController>(owner);
+            controller = std::make_unique<preferences::PreferenceController>(owner);
         controller->show();
         return *controller;
     }
@@ -151,5 +151,5 @@ public:
     support::TestRun test;
     localservice::Service service;
     RecordingPreferencesOwner owner;
-    std::unique_ptr<settings_ui::PreferenceController> controller;
+    std::unique_ptr<preferences::PreferenceController> controller;
 };

@@ -4,7 +4,7 @@
 
 class QToolButton;
 
-namespace settings_ui {
+namespace preferences {
 
 /// A field for a password, with a button that shows what was typed. Assistive technology is told of dots only, whatever
 /// is on the screen: what it knows, every program of the session can read. Nor is what is selected in it ever offered
@@ -32,4 +32,4 @@ private:
     QToolButton* m_show;
 };
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,6 +1,6 @@
-#include "settings/ui/TabView.h"
+#include "preferences/TabView.h"
 
-#include "settings/ui/Signs.h"
+#include "preferences/Signs.h"
 
 #include <QPainter>
 #include <QProxyStyle>
@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-namespace settings_ui {
+namespace preferences {
 
 namespace {
 
@@ -110,4 +110,4 @@ void TabView::paintEvent(QPaintEvent* /*event*/)
     painter.drawLine(QPointF(0, y), QPointF(width(), y));
 }
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,6 +1,6 @@
 #include "PreferencesRun.h"
 
-#include "settings/ui/SRRecorderControl.h"
+#include "preferences/SRRecorderControl.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
 
@@ -615,7 +615,7 @@ void PreferencesTest::shortcuts()
     QCOMPARE(status("toggleTimesheetShortcutStatus"), QString());
 
     QString reason;
-    QVERIFY(!controller.shortcutRecorder(run.part<settings_ui::SRRecorderControl>("newTimerShortcutControl"), 46,
+    QVERIFY(!controller.shortcutRecorder(run.part<preferences::SRRecorderControl>("newTimerShortcutControl"), 46,
                                          0x180000, reason));
     QCOMPARE(reason, u"no"_s);
 }

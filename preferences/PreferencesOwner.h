@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace settings_ui {
+namespace preferences {
 
 /// What the preferences window asks of the program: its controller.
 class PreferencesOwner
@@ -32,4 +32,4 @@ public:
     virtual void openInBrowser() = 0;
 };
 
-} // namespace settings_ui
+} // namespace preferences

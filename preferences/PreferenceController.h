@@ -39,7 +39,7 @@ class Sheet;
 class Spinner;
 } // namespace skin
 
-namespace settings_ui {
+namespace preferences {
 
 class PreferencesOwner;
 class SRRecorderControl;
@@ -150,4 +150,4 @@ private:
     QThreadPool m_loginItemsThread;                          ///< one thread; last: it uses this object
 };
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,7 +1,7 @@
-#include "settings/ui/SRRecorderControl.h"
+#include "preferences/SRRecorderControl.h"
 
 #include "settings/KeyCodes.h"
-#include "settings/ui/Signs.h"
+#include "preferences/Signs.h"
 
 #include <QAccessibleWidget>
 #include <QKeyEvent>
@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace settings_ui {
+namespace preferences {
 
 using namespace Qt::StringLiterals;
 
@@ -297,4 +297,4 @@ void SRRecorderControl::paintEvent(QPaintEvent* /*event*/)
                      fontMetrics().elidedText(shownText(), Qt::ElideRight, text.width()));
 }
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,8 +1,8 @@
-#include "settings/ui/TintedBox.h"
+#include "preferences/TintedBox.h"
 
 #include <QPainter>
 
-namespace settings_ui {
+namespace preferences {
 namespace {
 
 constexpr double cornerRadius = 8;
@@ -23,4 +23,4 @@ void TintedBox::paintEvent(QPaintEvent*)
                             cornerRadius);
 }
 
-} // namespace settings_ui
+} // namespace preferences

@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-namespace settings_ui {
+namespace preferences {
 
 /// Sets what is in it off from the page by a tint of the desktop's highlight.
 class TintedBox final : public QWidget
@@ -15,4 +15,4 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
-} // namespace settings_ui
+} // namespace preferences

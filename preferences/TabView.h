@@ -2,7 +2,7 @@
 
 #include <QTabWidget>
 
-namespace settings_ui {
+namespace preferences {
 
 /// Pages behind a row of pictures with titles, in the middle of the window's top edge. A tab's picture is the sign that
 /// its page names in the property "sign".
@@ -16,4 +16,4 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
-} // namespace settings_ui
+} // namespace preferences

@@ -1,4 +1,4 @@
-#include "settings/ui/SRRecorderControl.h"
+#include "preferences/SRRecorderControl.h"
 #include "support/TestMain.h"
 
 #include <QAccessible>
@@ -9,7 +9,7 @@
 
 using namespace Qt::StringLiterals;
 using settings::KeyCombo;
-using settings_ui::SRRecorderControl;
+using preferences::SRRecorderControl;
 
 namespace {
 
