@@ -1,7 +1,7 @@
 #include "preferences/SRRecorderControl.h"
 
-#include "settings/KeyCodes.h"
 #include "preferences/Signs.h"
+#include "settings/KeyCodes.h"
 
 #include <QAccessibleWidget>
 #include <QKeyEvent>

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "localservice/Service.h"
+#include "preferences/PreferenceController.h"
+#include "preferences/PreferencesOwner.h"
 #include "service/QuillonApi.h"
 #include "settings/HotKeyManager.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "preferences/PreferenceController.h"
-#include "preferences/PreferencesOwner.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractButton>

@@ -16,7 +16,7 @@ namespace {
 constexpr auto unverified =
     "Your credentials could not be verified. Please check to make sure they are correct and try again."_L1;
 
-settings::QuillonPreferences& preferences()
+settings::QuillonPreferences& settingsOfRun()
 {
     return settings::QuillonPreferences::sharedPreferences();
 }
@@ -75,7 +75,7 @@ void PreferencesTest::opensWithWhatIsStored()
     defaults.setBool(settings::QuillonBlinkCursorKey, false);
     defaults.setBool(settings::QuillonHideFromDockKey, true);
     defaults.setInteger(settings::QuillonIdleMinutesThreshold, 25);
-    preferences().loadSaved();
+    settingsOfRun().loadSaved();
     run.test.updates.automatic = false;
     run.open();
 
@@ -109,7 +109,7 @@ void PreferencesTest::signsIn()
     logged.clear();
     const auto before = qInstallMessageHandler(keepLog);
     auto& controller = run.open();
-    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
 
     run.signIn(u"https://acme.quillon.example"_s, u"ann@example.com"_s, u"wrong-Pa55"_s);
     QVERIFY(controller.waitingForAuthenticationCheck());
@@ -130,7 +130,7 @@ void PreferencesTest::signsIn()
     QTRY_VERIFY(!controller.window().isVisible());
     QCOMPARE(changed.count(), 1);
     QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
-    QCOMPARE(preferences().credentials().email, u"ann@example.com"_s);
+    QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
     const auto secrets = run.test.secrets.items;
     QCOMPARE(secrets.at({settings::SCServiceName(), u"ann@example.com"_s}), "secret");
     QCOMPARE(run.owner.asked, QStringList());
@@ -187,7 +187,7 @@ void PreferencesTest::passwordKeepsItsBlanks()
     run.open();
     run.signIn(u"acme"_s, u"ann@example.com"_s, u"  secret "_s);
     QTRY_COMPARE(run.sheet(), unverified);
-    QCOMPARE(preferences().password(), u"  secret "_s);
+    QCOMPARE(settingsOfRun().password(), u"  secret "_s);
 }
 
 void PreferencesTest::options()
@@ -209,7 +209,7 @@ void PreferencesTest::options()
     run.click("doneButton");
     QTRY_VERIFY(!controller.window().isVisible());
 
-    const auto& saved = preferences();
+    const auto& saved = settingsOfRun();
     QCOMPARE(saved.companyName(), u"Acme Ltd"_s);
     QVERIFY(saved.startAtLogin());
     QVERIFY(!saved.blinkColon());
@@ -245,7 +245,7 @@ void PreferencesTest::idleMinutes()
     run.part<QTabWidget>("tabView").setCurrentIndex(1);
     run.type("idleTimerMinutesField", typed);
     controller.saveCredentials();
-    QCOMPARE(preferences().idleMinutesThreshold(), stored);
+    QCOMPARE(settingsOfRun().idleMinutesThreshold(), stored);
     if (stored == 10)
         QCOMPARE(run.text("idleTimerMinutesField"), u"10"_s);
 }
@@ -318,7 +318,7 @@ void PreferencesTest::outcomesThatNobodyAskedFor()
 {
     PreferencesRun run;
     auto& controller = run.open();
-    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
     controller.authenticationFailed();
     controller.authenticationSucceeded();
     QCOMPARE(run.sheet(), QString());
@@ -607,8 +607,8 @@ void PreferencesTest::shortcuts()
     QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_N));
     QCOMPARE(keys.registrations, 2);
     controller.saveCredentials();
-    QCOMPARE(preferences().newTimerWindowHotKeyCombo(), (settings::KeyCombo{0x60000, 35}));
-    QCOMPARE(preferences().timesheetWindowHotKeyCombo().code, settings::KeyCombo::NoKey);
+    QCOMPARE(settingsOfRun().newTimerWindowHotKeyCombo(), (settings::KeyCombo{0x60000, 35}));
+    QCOMPARE(settingsOfRun().timesheetWindowHotKeyCombo().code, settings::KeyCombo::NoKey);
     QCOMPARE(keys.registered.size(), std::size_t(1));
     keys.setStatus(2, {platform::HotKeys::State::Registered, u"Press Meta+F9"_s});
     QTRY_COMPARE(status("newTimerShortcutStatus"), u"Press Meta+F9"_s);
@@ -636,7 +636,7 @@ void PreferencesTest::greetsWhoHasNoAccount()
     PreferencesRun run;
     run.owner.isLoggedOut = true;
     auto& controller = run.open();
-    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
     QCOMPARE(run.focused(), u"quillonUrlField"_s);
     // First in the window, for the eye and for the keys, though the fields can be typed in at once.
     QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
@@ -655,7 +655,7 @@ void PreferencesTest::greetsWhoHasNoAccount()
     run.part<QAbstractButton>("blinkColonButton").setChecked(false);
     run.key(Qt::Key_K, Qt::AltModifier);
     QTRY_COMPARE(run.owner.asked, QStringList(2, u"here"_s));
-    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
     run.owner.kept(true);
     QVERIFY(!controller.window().isVisible());
     QCOMPARE(changed.count(), 1);
@@ -668,9 +668,9 @@ void PreferencesTest::greetsWhoHasNoAccount()
 void PreferencesTest::signsInElsewhereFromHere()
 {
     PreferencesRun run;
-    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
     auto& controller = run.open();
-    QSignalSpy changed(&preferences(), &settings::QuillonPreferences::preferencesChanged);
+    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
     QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
     QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
     run.click("openInBrowserButton");
@@ -692,7 +692,7 @@ void PreferencesTest::signsInElsewhereFromHere()
     run.click("signInButton");
     run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
     QTRY_COMPARE(run.sheet(), unverified);
-    QCOMPARE(preferences().credentials().email, u"you@localhost"_s);
+    QCOMPARE(settingsOfRun().credentials().email, u"you@localhost"_s);
     QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
     run.key(Qt::Key_Return);
     QTRY_COMPARE(run.sheet(), QString());
@@ -701,7 +701,7 @@ void PreferencesTest::signsInElsewhereFromHere()
     QTRY_VERIFY(!controller.window().isVisible());
     QCOMPARE(run.owner.asked.last(), u"elsewhere"_s);
     QCOMPARE(changed.count(), 2);
-    QCOMPARE(preferences().credentials().email, u"ann@example.com"_s);
+    QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
     QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
     QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
 }
@@ -713,7 +713,7 @@ void PreferencesTest::backHereFromAnAccount()
     run.open();
     QVERIFY(run.part("keepHereBox").y() > run.part("accountFields").y());
     run.click("keepTimeHereButton");
-    preferences().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
     run.owner.kept(true);
     // The account is as it was, for who wants to go back.
     QVERIFY(!run.controller->window().isVisible());

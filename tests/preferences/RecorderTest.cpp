@@ -8,8 +8,8 @@
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
-using settings::KeyCombo;
 using preferences::SRRecorderControl;
+using settings::KeyCombo;
 
 namespace {
 
