@@ -27,8 +27,8 @@ enum class AlertId : quint64
 {
 };
 
-/// Shows alerts one after another, application-modal, without a nested event loop. One that nobody asked for stands
-/// beside them and comes up when none of the others is open. Main thread only.
+/// Shows alerts one after another, application-modal, without a nested event loop. Those that nobody asked for wait for
+/// the others and not for each other: each has a window of its own. Main thread only.
 class AlertPresenter
 {
 public:

@@ -1,6 +1,7 @@
 #include "MessageBoxAlerts.h"
 
 #include "LongText.h"
+#include "X11.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -24,6 +25,7 @@ namespace {
 // A line of text as long as reads well.
 constexpr int kTextWidth = 340;
 constexpr int kIconSize = 64;
+constexpr QPoint kBeside(48, 64);
 // Qt's names for them
 constexpr QLatin1StringView kTitle("qt_msgbox_label");
 constexpr QLatin1StringView kInformativeText("qt_msgbox_informativelabel");
@@ -36,16 +38,20 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
     return box.findChild<QLabel*>(name);
 }
 
-/// A window of this program that stays on top of others and takes the keyboard. Null: none is shown.
+/// The highest window of this program that stays on top of others and takes the keyboard. Null: none is shown.
 QWindow* windowOnTop()
 {
     constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
-    for (const QWidget* widget : QApplication::topLevelWidgets()) {
-        if (widget->isVisible() && (widget->windowFlags() & flags) == Qt::WindowStaysOnTopHint &&
-            (widget->windowType() == Qt::Tool || widget->windowType() == Qt::Dialog))
-            return widget->windowHandle();
-    }
-    return nullptr;
+    QWidgetList onTop = QApplication::topLevelWidgets();
+    onTop.removeIf([](const QWidget* widget) {
+        return !widget->isVisible() || (widget->windowFlags() & flags) != Qt::WindowStaysOnTopHint ||
+               (widget->windowType() != Qt::Tool && widget->windowType() != Qt::Dialog);
+    });
+    const std::vector<std::uint32_t> stack = x11::stack();
+    const auto highest = std::ranges::max_element(onTop, {}, [&](const QWidget* widget) {
+        return std::ranges::find(stack, static_cast<std::uint32_t>(widget->internalWinId())) - stack.begin();
+    });
+    return highest != onTop.end() ? (*highest)->windowHandle() : nullptr;
 }
 
 /// Whether the text can stand in the box as it is, every line of it.
@@ -58,140 +64,7 @@ bool fits(const QString& text, const QMessageBox& box)
     return size.width() <= kTextWidth && size.height() <= box.screen()->availableGeometry().height() / 4;
 }
 
-} // namespace
-
-MessageBoxAlerts::MessageBoxAlerts(const TimeSource& time) : m_time(time) {}
-
-MessageBoxAlerts::~MessageBoxAlerts()
-{
-    dropAll();
-}
-
-bool MessageBoxAlerts::available()
-{
-    return qobject_cast<QApplication*>(QCoreApplication::instance());
-}
-
-AlertId MessageBoxAlerts::show(const Alert& alert, std::function<void(int)> done)
-{
-    const AlertId id{++m_shown};
-    lineOf(alert).waiting.push_back({id, alert, std::move(done)});
-    openNext();
-    return id;
-}
-
-void MessageBoxAlerts::update(AlertId id, const Alert& alert)
-{
-    for (Line* line : m_lines) {
-        for (Waiting& waiting : line->waiting) {
-            if (waiting.id != id || waiting.alert == alert)
-                continue;
-            waiting.alert = alert;
-            if (line->box && &waiting == &line->waiting.front())
-                putTexts(*line);
-        }
-    }
-}
-
-void MessageBoxAlerts::dismiss(AlertId id)
-{
-    for (Line* line : m_lines) {
-        const auto found = std::ranges::find(line->waiting, id, &Waiting::id);
-        if (found == line->waiting.end())
-            continue;
-        if (line->box && found == line->waiting.begin()) {
-            line->box->disconnect(this);
-            line->box->hide();
-            answered(*line, Dismissed);
-            return;
-        }
-        const auto done = std::move(found->done);
-        line->waiting.erase(found);
-        if (done)
-            done(Dismissed);
-        return;
-    }
-}
-
-void MessageBoxAlerts::openNext()
-{
-    if (!m_asked.box && !m_asked.waiting.empty())
-        open(m_asked);
-    // Below an alert that blocks everything it could not be answered.
-    if (!m_asked.box && !m_unasked.box && !m_unasked.waiting.empty())
-        open(m_unasked);
-}
-
-void MessageBoxAlerts::open(Line& line)
-{
-    // To see a quit; only now, because the filter sees every event there is.
-    qApp->installEventFilter(this);
-    const Alert& alert = line.waiting.front().alert;
-    line.box = std::make_unique<QMessageBox>();
-    QMessageBox& box = *line.box;
-    box.setWindowTitle(u"Quillon"_s);
-    box.setWindowModality(alert.unasked ? Qt::NonModal : Qt::ApplicationModal);
-    if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
-        box.setIconPixmap(icon.pixmap(kIconSize));
-    const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
-    for (qsizetype i = 0; i < texts.size(); ++i) {
-        const auto role = i == 0                  ? QMessageBox::AcceptRole
-                          : i == texts.size() - 1 ? QMessageBox::RejectRole
-                                                  : QMessageBox::ActionRole;
-        line.buttons.append(box.addButton(texts[i], role));
-    }
-    box.setDefaultButton(static_cast<QPushButton*>(line.buttons.first()));
-    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
-    box.setEscapeButton(line.buttons[escapeButton(line)]);
-    if (QLabel* title = label(box, kTitle)) {
-        QFont font = title->font();
-        font.setBold(true);
-        title->setFont(font);
-    }
-    putTexts(line);
-
-    connect(&box, &QDialog::finished, this, [this, &line] { finished(line); });
-    if (alert.unasked) {
-        box.setAttribute(Qt::WA_ShowWithoutActivating);
-        box.setWindowFlag(Qt::WindowStaysOnTopHint);
-        const auto now = m_time.uptime().total;
-        m_clicksFrom = now + kInstant;
-        m_keysFrom = now + kSentence;
-        m_noticed = false;
-    } else if (QWindow* onTop = windowOnTop()) {
-        // Else that one would lie over the alert, blocked by it.
-        box.winId();
-        box.windowHandle()->setTransientParent(onTop);
-    }
-    // Not open(): it would block the box's parent alone, and there is none.
-    box.show();
-    box.raise();
-    if (alert.unasked)
-        QApplication::alert(&box);
-    else
-        box.activateWindow();
-}
-
-void MessageBoxAlerts::putTexts(Line& line)
-{
-    const Alert& alert = line.waiting.front().alert;
-    QMessageBox& box = *line.box;
-    for (qsizetype i = 0; i < std::min(alert.buttons.size(), line.buttons.size()); ++i)
-        line.buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
-    box.setText(alert.title);
-    if (QLabel* title = label(box, kTitle))
-        title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
-    putText(box, alert.text);
-    // What comes from the service is no markup.
-    for (const auto& name : {kTitle, kInformativeText}) {
-        if (QLabel* text = label(box, name)) {
-            text->setTextFormat(Qt::PlainText);
-            text->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        }
-    }
-}
-
-void MessageBoxAlerts::putText(QMessageBox& box, const QString& text)
+void putText(QMessageBox& box, const QString& text)
 {
     auto* longText = static_cast<LongText*>(box.findChild<QPlainTextEdit*>());
     if (fits(text, box)) {
@@ -211,52 +84,185 @@ void MessageBoxAlerts::putText(QMessageBox& box, const QString& text)
     longText->setFocus(); // it is what there is to read, and Return still presses the default button
 }
 
-void MessageBoxAlerts::finished(Line& line)
+} // namespace
+
+MessageBoxAlerts::MessageBoxAlerts(const TimeSource& time) : m_time(time) {}
+
+MessageBoxAlerts::~MessageBoxAlerts()
 {
-    // A closed box names its button too late to be seen here.
-    const auto clicked = line.buttons.indexOf(line.box->clickedButton());
-    answered(line, static_cast<int>(clicked >= 0 ? clicked : escapeButton(line)));
+    dropAll();
 }
 
-void MessageBoxAlerts::answered(Line& line, int button)
+bool MessageBoxAlerts::available()
 {
-    const auto done = std::move(line.waiting.front().done);
-    line.waiting.pop_front();
+    return qobject_cast<QApplication*>(QCoreApplication::instance());
+}
+
+AlertId MessageBoxAlerts::show(const Alert& alert, std::function<void(int)> done)
+{
+    const AlertId id{++m_count};
+    m_alerts.push_back({id, alert, std::move(done)});
+    openNext();
+    return id;
+}
+
+void MessageBoxAlerts::update(AlertId id, const Alert& alert)
+{
+    const auto found = std::ranges::find(m_alerts, id, &Shown::id);
+    if (found == m_alerts.end() || found->alert == alert)
+        return;
+    const bool unasked = std::exchange(found->alert, alert).unasked;
+    found->alert.unasked = unasked;
+    if (found->box)
+        putTexts(*found);
+}
+
+void MessageBoxAlerts::dismiss(AlertId id)
+{
+    const auto found = std::ranges::find(m_alerts, id, &Shown::id);
+    if (found == m_alerts.end())
+        return;
+    if (found->box) {
+        found->box->disconnect(this);
+        found->box->hide();
+    }
+    end(*found, Dismissed);
+}
+
+void MessageBoxAlerts::openNext()
+{
+    const auto asked = std::ranges::find(m_alerts, false, [](const Shown& shown) { return shown.alert.unasked; });
+    if (asked != m_alerts.end()) {
+        // It blocks everything: below it no other one could be answered.
+        if (!asked->box)
+            open(*asked);
+        return;
+    }
+    for (Shown& shown : m_alerts) {
+        if (!shown.box)
+            open(shown);
+    }
+}
+
+void MessageBoxAlerts::open(Shown& shown)
+{
+    // To see a quit; only now, because the filter sees every event there is.
+    qApp->installEventFilter(this);
+    const Alert& alert = shown.alert;
+    shown.box = std::make_unique<QMessageBox>();
+    QMessageBox& box = *shown.box;
+    box.setWindowTitle(u"Quillon"_s);
+    box.setWindowModality(alert.unasked ? Qt::NonModal : Qt::ApplicationModal);
+    if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
+        box.setIconPixmap(icon.pixmap(kIconSize));
+    const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
+    for (qsizetype i = 0; i < texts.size(); ++i) {
+        const auto role = i == 0                  ? QMessageBox::AcceptRole
+                          : i == texts.size() - 1 ? QMessageBox::RejectRole
+                                                  : QMessageBox::ActionRole;
+        shown.buttons.append(box.addButton(texts[i], role));
+    }
+    box.setDefaultButton(static_cast<QPushButton*>(shown.buttons.first()));
+    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
+    box.setEscapeButton(shown.buttons[escapeButton(shown)]);
+    if (QLabel* title = label(box, kTitle)) {
+        QFont font = title->font();
+        font.setBold(true);
+        title->setFont(font);
+    }
+    putTexts(shown);
+
+    connect(&box, &QDialog::finished, this, [this, &shown] {
+        // A closed box names its button too late to be seen here.
+        const auto clicked = static_cast<int>(shown.buttons.indexOf(shown.box->clickedButton()));
+        end(shown, clicked >= 0 ? clicked : escapeButton(shown));
+    });
+    if (alert.unasked) {
+        box.setAttribute(Qt::WA_ShowWithoutActivating);
+        box.setWindowFlag(Qt::WindowStaysOnTopHint);
+        const auto now = m_time.uptime().total;
+        shown.clicksFrom = now + kInstant;
+        shown.keysFrom = now + kSentence;
+        // Beside those that are there already: their buttons stay in sight.
+        for (const Shown& other : m_alerts) {
+            if (!other.box || &other == &shown)
+                continue;
+            box.adjustSize();
+            box.move(other.box->pos() + other.box->rect().bottomRight() - box.rect().bottomRight() - kBeside);
+        }
+    } else if (QWindow* onTop = windowOnTop()) {
+        // Else that one would lie over the alert, blocked by it.
+        box.winId();
+        box.windowHandle()->setTransientParent(onTop);
+    }
+    // Not open(): it would block the box's parent alone, and there is none.
+    box.show();
+    box.raise();
+    if (alert.unasked)
+        QApplication::alert(&box);
+    else
+        box.activateWindow();
+}
+
+void MessageBoxAlerts::putTexts(const Shown& shown)
+{
+    const Alert& alert = shown.alert;
+    QMessageBox& box = *shown.box;
+    for (qsizetype i = 0; i < std::min(alert.buttons.size(), shown.buttons.size()); ++i)
+        shown.buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
+    box.setText(alert.title);
+    if (QLabel* title = label(box, kTitle))
+        title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
+    putText(box, alert.text);
+    // What comes from the service is no markup.
+    for (const auto& name : {kTitle, kInformativeText}) {
+        if (QLabel* text = label(box, name)) {
+            text->setTextFormat(Qt::PlainText);
+            text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        }
+    }
+}
+
+void MessageBoxAlerts::end(const Shown& shown, int button)
+{
+    std::list<Shown> ended;
+    ended.splice(ended.begin(), m_alerts, std::ranges::find(m_alerts, shown.id, &Shown::id));
     // It may be inside its own signal.
-    line.box.release()->deleteLater();
-    line.buttons.clear();
-    if (done)
+    if (QMessageBox* box = ended.front().box.release())
+        box->deleteLater();
+    if (const auto& done = ended.front().done)
         done(button);
     openNext();
-    if (!m_asked.box && !m_unasked.box)
+    if (m_alerts.empty())
         qApp->removeEventFilter(this);
 }
 
-qsizetype MessageBoxAlerts::escapeButton(const Line& line)
+int MessageBoxAlerts::escapeButton(const Shown& shown)
 {
-    const int wanted = line.waiting.front().alert.escapeButton;
-    return wanted >= 0 && wanted < line.buttons.size() ? wanted : line.buttons.size() - 1;
+    const int wanted = shown.alert.escapeButton;
+    const int last = static_cast<int>(shown.buttons.size()) - 1;
+    return wanted >= 0 && wanted <= last ? wanted : last;
 }
 
-bool MessageBoxAlerts::isTooEarly(const QEvent& event)
+bool MessageBoxAlerts::isTooEarly(Shown& shown, const QEvent& event) const
 {
     const auto now = m_time.uptime().total;
     switch (event.type()) {
     case QEvent::WindowActivate:
         // Right after it came up: the desktop's doing. Later: the person's, who may be typing as the window that they
         // typed into goes away.
-        m_noticed = m_noticed || now >= m_clicksFrom;
-        m_keysFrom = std::max(m_keysFrom, now + kInstant);
+        shown.noticed = shown.noticed || now >= shown.clicksFrom;
+        shown.keysFrom = std::max(shown.keysFrom, now + kInstant);
         return false;
     case QEvent::MouseButtonPress:
-        m_noticed = m_noticed || now >= m_clicksFrom;
-        return now < m_clicksFrom;
+        shown.noticed = shown.noticed || now >= shown.clicksFrom;
+        return now < shown.clicksFrom;
     case QEvent::KeyPress: {
         // The first one may be there to wake the screen.
-        const bool meant = m_noticed && now >= m_keysFrom;
+        const bool meant = shown.noticed && now >= shown.keysFrom;
         if (!meant)
-            m_keysFrom = std::max(m_keysFrom, now + kInstant);
-        m_noticed = true;
+            shown.keysFrom = std::max(shown.keysFrom, now + kInstant);
+        shown.noticed = true;
         return !meant;
     }
     default:
@@ -268,22 +274,21 @@ bool MessageBoxAlerts::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == qApp && event->type() == QEvent::Quit)
         dropAll();
-    else if (m_unasked.box && watched->isWidgetType() &&
-             static_cast<QWidget*>(watched)->window() == m_unasked.box.get())
-        return isTooEarly(*event);
-    return false;
+    if (!watched->isWidgetType())
+        return false;
+    const QWidget* window = static_cast<QWidget*>(watched)->window();
+    const auto found = std::ranges::find(m_alerts, window, [](const Shown& shown) { return shown.box.get(); });
+    return found != m_alerts.end() && found->alert.unasked && isTooEarly(*found, *event);
 }
 
 void MessageBoxAlerts::dropAll()
 {
-    for (Line* line : m_lines) {
-        line->waiting.clear();
-        line->buttons.clear();
-        if (line->box)
-            line->box->disconnect(this);
-        line->box.reset();
-    }
     qApp->removeEventFilter(this);
+    const std::list<Shown> dropped = std::exchange(m_alerts, {});
+    for (const Shown& shown : dropped) {
+        if (shown.box)
+            shown.box->disconnect(this);
+    }
 }
 
 } // namespace platform

@@ -4,18 +4,16 @@
 #include "../TimeSource.h"
 
 #include <QList>
+#include <QMessageBox>
 #include <QObject>
 
-#include <array>
-#include <deque>
+#include <list>
 #include <memory>
-
-class QAbstractButton;
-class QMessageBox;
 
 namespace platform {
 
-/// Alerts as message boxes: application-modal, but for those that nobody asked for. A quit takes them down unanswered.
+/// Alerts as message boxes: application-modal and one at a time, but for those that nobody asked for. A quit takes them
+/// down unanswered.
 class MessageBoxAlerts final : public QObject, public AlertPresenter
 {
 public:
@@ -31,41 +29,32 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    struct Waiting
+    /// An alert that is open or waits.
+    struct Shown
     {
         AlertId id;
         Alert alert;
         std::function<void(int)> done;
-    };
-    /// Alerts of which one is open at a time, the first.
-    struct Line
-    {
-        std::deque<Waiting> waiting;
-        std::unique_ptr<QMessageBox> box;
-        QList<QAbstractButton*> buttons;
+        std::unique_ptr<QMessageBox> box = {}; ///< null: it waits
+        QList<QAbstractButton*> buttons = {};
+        // Uptime from which on presses count, in one that nobody asked for.
+        TimeSource::Duration clicksFrom{};
+        TimeSource::Duration keysFrom{};
+        bool noticed = false; ///< the person is at it
     };
 
-    Line& lineOf(const Alert& alert) { return alert.unasked ? m_unasked : m_asked; }
     void openNext();
-    void open(Line& line);
-    void putTexts(Line& line);
-    void putText(QMessageBox& box, const QString& text);
-    void finished(Line& line);
-    void answered(Line& line, int button);
-    /// Of the alert that is open.
-    static qsizetype escapeButton(const Line& line);
-    /// Whether the event comes too early to be meant for the alert that nobody asked for.
-    bool isTooEarly(const QEvent& event);
+    void open(Shown& shown);
+    static void putTexts(const Shown& shown);
+    void end(const Shown& shown, int button);
+    static int escapeButton(const Shown& shown);
+    /// Whether the event comes too early to be meant for an alert that nobody asked for.
+    bool isTooEarly(Shown& shown, const QEvent& event) const;
     void dropAll();
 
     const TimeSource& m_time;
-    quint64 m_shown = 0;
-    Line m_asked;
-    Line m_unasked; ///< comes up while none of the others is open
-    const std::array<Line*, 2> m_lines{&m_asked, &m_unasked};
-    TimeSource::Duration m_clicksFrom{}; ///< uptime from which on presses count, in the one that nobody asked for
-    TimeSource::Duration m_keysFrom{};
-    bool m_noticed = false; ///< the person is at it
+    quint64 m_count = 0;
+    std::list<Shown> m_alerts; ///< in the order in which they were shown
 };
 
 } // namespace platform
