@@ -168,13 +168,6 @@ DatePicker::DatePicker(QWidget* parent)
     m_button->setAccessibleName(tr("Show Calendar"));
     m_button->setToolTip(tr("Show the calendar (Alt+Down)"));
     connect(m_button, &QAbstractButton::clicked, this, &DatePicker::showCalendar);
-    connect(this, &QDateEdit::dateChanged, this, [this](QDate proposed) {
-        QDate date = proposed;
-        if (m_delegate)
-            m_delegate->datePickerCell(*this, date);
-        if (date != proposed)
-            setDate(date);
-    });
 }
 
 QDate DatePicker::currentDate()

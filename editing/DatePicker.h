@@ -9,31 +9,13 @@ class ImageButton;
 
 namespace editing {
 
-class DatePicker;
-
-/// Is asked about every day that is proposed.
-class DatePickerDelegate
-{
-public:
-    /// May change the proposed day; the picker shows what it is afterwards.
-    virtual void datePickerCell(DatePicker& cell, QDate& validateProposedDateValue) = 0;
-
-protected:
-    ~DatePickerDelegate() = default;
-};
-
 /// A day of the calendar in the words of the person's locale. Its parts are typed or stepped with Up and Down, Left and
 /// Right go from part to part, or the day is taken from a calendar, which the button or Alt+Down opens.
-///
-/// Put it into a QuillonTextFieldBackground.
 class DatePicker final : public QDateEdit
 {
     Q_OBJECT
 public:
     explicit DatePicker(QWidget* parent = nullptr);
-
-    /// Not owned; null for none.
-    void setDelegate(DatePickerDelegate* delegate) { m_delegate = delegate; }
 
     /// What is shown, a part that is being typed included.
     QDate currentDate();
@@ -54,7 +36,6 @@ private:
     void selectDay();
     void selectPart(int index);
 
-    DatePickerDelegate* m_delegate = nullptr;
     skin::ImageButton* m_button;
     QPointer<QWidget> m_popup; ///< while the calendar is open
 };

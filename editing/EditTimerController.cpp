@@ -1,5 +1,6 @@
 #include "editing/EditTimerController.h"
 
+#include "editing/DatePicker.h"
 #include "editing/EditTimerOwner.h"
 #include "editing/HintLabel.h"
 #include "editing/HoursInput.h"
@@ -34,9 +35,8 @@ namespace editing {
 namespace {
 
 constexpr int lightStyle = 1;
-// The lower left corners of the pickers, from that of their view upwards.
-constexpr QPoint projectCorner(24, 185);
-constexpr QPoint taskCorner(24, 152);
+constexpr QPoint projectCorner(24, 49);
+constexpr QPoint taskCorner(24, 82);
 constexpr qsizetype longestReason = 300; ///< a service may explain itself at any length
 
 QString hoursMinutes(const QDateTime& date)
@@ -105,11 +105,6 @@ void EditTimerController::setTimesheetController(EditTimerOwner* timesheetContro
     addAutoCompleter(*m_projectAutocompleter, projectCorner);
     addAutoCompleter(*m_taskAutocompleter, taskCorner);
     setTabOrder();
-    for (skin::QuillonTextFieldBackground* background :
-         {m_editTimerSheet->dateBackground, m_editTimerSheet->notesBackground,
-          m_editTimerSheet->durationContainerAndHoursBackground, m_editTimerSheet->startTimeBackground,
-          m_editTimerSheet->endTimeBackground})
-        background->setUseHUDBackground(false);
     wire();
     updateFields();
 }
@@ -129,23 +124,17 @@ void EditTimerController::setTabOrder()
     TimesheetEditSheet& sheet = *m_editTimerSheet;
     m_projectAutocompleter->setNextKeyView(m_taskAutocompleter->textField());
     m_taskAutocompleter->setNextKeyView(sheet.notesField);
-    const QList<QWidget*> order{m_projectAutocompleter->textField(),
-                                m_taskAutocompleter->textField(),
-                                sheet.notesField,
-                                sheet.hoursField,
-                                sheet.startTimeField,
-                                sheet.endTimeField,
-                                sheet.saveButton, // the first that Tab and Return come to
-                                sheet.cancelButton,
-                                sheet.datePicker};
-    for (qsizetype i = 1; i < order.size(); ++i)
-        QWidget::setTabOrder(order[i - 1], order[i]);
+    editing::setTabOrder({m_projectAutocompleter->textField(), m_taskAutocompleter->textField(), sheet.notesField,
+                          sheet.hoursField, sheet.startTimeField, sheet.endTimeField,
+                          sheet.saveButton, // the first that Tab and Return come to
+                          sheet.cancelButton, sheet.datePicker});
 }
 
 void EditTimerController::wire()
 {
     TimesheetEditSheet& sheet = *m_editTimerSheet;
-    sheet.datePicker->setDelegate(this);
+    connect(sheet.datePicker, &QDateEdit::dateChanged, this,
+            [this](QDate proposed) { m_editTimerSheet->datePicker->setDate(datePickerCell(proposed)); });
     for (QLineEdit* field : {static_cast<QLineEdit*>(sheet.hoursField), sheet.startTimeField, sheet.endTimeField})
         field->installEventFilter(this);
     new TextCommands(*sheet.notesField, [this](TextCommand command) {
@@ -467,11 +456,6 @@ void EditTimerController::itemSelected(model::QuillonObject* selectedValue, Quil
 {
     if (&inCompleter == m_projectAutocompleter.get())
         m_taskAutocompleter->chooseForProject(static_cast<model::Project*>(selectedValue));
-}
-
-void EditTimerController::datePickerCell(DatePicker& /*cell*/, QDate& /*validateProposedDateValue*/)
-{
-    // An entry may be on any day.
 }
 
 bool EditTimerController::eventFilter(QObject* watched, QEvent* event)

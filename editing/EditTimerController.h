@@ -1,6 +1,5 @@
 #pragma once
 
-#include "editing/DatePicker.h"
 #include "editing/QuillonAutocompleter.h"
 #include "store/Object.h"
 
@@ -40,7 +39,7 @@ class TimesheetEditSheet;
 /// not be saved is there again when the sheet is next opened on that entry, unless the entry was changed since. What
 /// the service changes while the sheet is open changes nothing that is shown, but for what `entriesDidChange` says; an
 /// entry that it has deleted or locked is not sent any more, and the sheet says so. Main thread only.
-class EditTimerController final : public QObject, private QuillonAutocompleterDelegate, private DatePickerDelegate
+class EditTimerController final : public QObject, private QuillonAutocompleterDelegate
 {
     Q_OBJECT
 public:
@@ -109,7 +108,8 @@ private:
     };
 
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
-    void datePickerCell(DatePicker& cell, QDate& validateProposedDateValue) override;
+    /// The day that is taken for a proposed one: an entry may be on any.
+    static QDate datePickerCell(QDate validateProposedDateValue) { return validateProposedDateValue; }
     bool eventFilter(QObject* watched, QEvent* event) override;
 
     std::array<QuillonAutocompleter*, 2> pickers() const;

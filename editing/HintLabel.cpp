@@ -1,10 +1,7 @@
 #include "editing/HintLabel.h"
 
+#include "skin/AccessibleRole.h"
 #include "skin/Fonts.h"
-
-#include <QAccessibleWidget>
-
-#include <mutex>
 
 namespace editing {
 
@@ -12,20 +9,12 @@ namespace {
 
 constexpr int fontPoints = 11;
 
-QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
-{
-    auto* label = qobject_cast<HintLabel*>(object);
-    // Screen readers speak a notification when it comes up, whatever has the focus.
-    return label ? new QAccessibleWidget(label, QAccessible::Notification) : nullptr;
-}
-
 } // namespace
 
-HintLabel::HintLabel(const QColor& quiet, const QColor& warning, QWidget* parent)
-    : QLabel(parent), m_quiet(quiet), m_warning(warning)
+HintLabel::HintLabel(Look look, QWidget* parent) : QLabel(parent), m_look(look)
 {
-    static std::once_flag accessible;
-    std::call_once(accessible, [] { QAccessible::installFactory(makeInterface); });
+    // Screen readers speak a notification when it comes up, whatever has the focus.
+    skin::installAccessibleRole<HintLabel, QAccessible::Notification>();
     setTextFormat(Qt::PlainText);
     setFont(skin::interfaceFont(fontPoints));
     hide();
@@ -33,7 +22,7 @@ HintLabel::HintLabel(const QColor& quiet, const QColor& warning, QWidget* parent
 
 void HintLabel::advise(const QString& text)
 {
-    put(text, m_quiet);
+    put(text, m_look == Look::Dark ? QColor(0xa2, 0xa6, 0xab) : QColor(0x44, 0x44, 0x44));
     if (text.isEmpty())
         hide();
 }
@@ -41,22 +30,22 @@ void HintLabel::advise(const QString& text)
 void HintLabel::warn(const QString& text)
 {
     const bool wasEmpty = this->text().isEmpty();
-    put(text, m_warning);
+    put(text, m_look == Look::Dark ? QColor(0xff, 0x9d, 0x96) : QColor(0xb0, 0x2f, 0x2a));
     if (wasEmpty)
-        show(); // which is told
+        show(); // which is announced
     else if (isVisible()) {
         QAccessibleEvent shown(this, QAccessible::ObjectShow);
         QAccessible::updateAccessibility(&shown);
     }
 }
 
-void HintLabel::put(const QString& text, const QColor& colour)
+void HintLabel::put(const QString& text, const QColor& color)
 {
     QPalette palette;
-    palette.setColor(QPalette::WindowText, colour);
+    palette.setColor(QPalette::WindowText, color);
     setPalette(palette);
     setText(text);
-    setAccessibleName(text); // this is told as well
+    setAccessibleName(text); // this is announced as well
 }
 
 } // namespace editing

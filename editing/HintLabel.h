@@ -1,5 +1,7 @@
 #pragma once
 
+#include "editing/TextFields.h"
+
 #include <QLabel>
 
 namespace editing {
@@ -10,18 +12,17 @@ class HintLabel final : public QLabel
 {
     Q_OBJECT
 public:
-    HintLabel(const QColor& quiet, const QColor& warning, QWidget* parent = nullptr);
+    explicit HintLabel(Look look, QWidget* parent = nullptr);
 
     /// Empty: hides it. What is hidden otherwise stays hidden.
     void advise(const QString& text);
-    /// Told again each time, also with the same text.
+    /// Announced again each time, even with the same text.
     void warn(const QString& text);
 
 private:
-    void put(const QString& text, const QColor& colour);
+    void put(const QString& text, const QColor& color);
 
-    const QColor m_quiet;
-    const QColor m_warning;
+    const Look m_look;
 };
 
 } // namespace editing

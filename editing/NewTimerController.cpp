@@ -46,8 +46,8 @@ void NewTimerController::awakeFromNib()
 {
     NewTimerPanel& window = *m_window;
     setupCustomButtons();
-    m_projectAutocompleter.addToView(*window.contentView, {14, 157});
-    m_taskAutocompleter.addToView(*window.contentView, {14, 123});
+    m_projectAutocompleter.addToView(*window.contentView, {14, 38});
+    m_taskAutocompleter.addToView(*window.contentView, {14, 72});
     for (QuillonAutocompleter* picker : {static_cast<QuillonAutocompleter*>(&m_projectAutocompleter),
                                          static_cast<QuillonAutocompleter*>(&m_taskAutocompleter)}) {
         picker->setDelegate(this);
@@ -58,15 +58,8 @@ void NewTimerController::awakeFromNib()
 
     m_projectAutocompleter.setNextKeyView(m_taskAutocompleter.textField());
     m_taskAutocompleter.setNextKeyView(window.notesText);
-    QWidget* const order[] = {m_projectAutocompleter.textField(),
-                              m_taskAutocompleter.textField(),
-                              window.notesText,
-                              window.saveButton,
-                              window.cancelButton,
-                              window.showDurationCheckButton,
-                              window.durationTextField};
-    for (auto field = std::begin(order); std::next(field) != std::end(order); ++field)
-        QWidget::setTabOrder(*field, *std::next(field));
+    setTabOrder({m_projectAutocompleter.textField(), m_taskAutocompleter.textField(), window.notesText,
+                 window.saveButton, window.cancelButton, window.showDurationCheckButton, window.durationTextField});
     m_projectAutocompleter.textField()->setFocus();
 
     for (QWidget* field : {static_cast<QWidget*>(window.notesText), static_cast<QWidget*>(window.durationTextField)})
@@ -102,7 +95,6 @@ void NewTimerController::setupCustomButtons()
     QPalette palette;
     palette.setColor(QPalette::WindowText, QColor::fromRgbF(0.6F, 0.6F, 0.6F));
     button.setPalette(palette);
-    button.resize(button.sizeHint());
 }
 
 void NewTimerController::show()
@@ -304,7 +296,7 @@ QString NewTimerController::trimmedDuration() const
 
 QString NewTimerController::saveButtonTitle() const
 {
-    return trimmedDuration().isEmpty() ? u"Start"_s : u"Save"_s;
+    return trimmedDuration().isEmpty() ? tr("Start") : tr("Save");
 }
 
 bool NewTimerController::hasValidSelections() const

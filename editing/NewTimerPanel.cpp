@@ -5,17 +5,16 @@
 #include "editing/HoursInput.h"
 #include "editing/TextFields.h"
 #include "model/HoursMinutes.h"
+#include "skin/AccessibleRole.h"
 #include "skin/Fonts.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
 
-#include <QAccessibleWidget>
+#include <QBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QStyle>
-
-#include <mutex>
 
 namespace editing {
 
@@ -23,73 +22,66 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// In points from the upper left corner. The pickers stand 38 and 72 below the upper edge, 26 high each.
+// In points.
 constexpr int panelWidth = 320;
 constexpr int panelHeight = 221;
 constexpr int margin = 14;
-constexpr QRect notesFrame(margin, 106, panelWidth - 2 * margin, 42);
-constexpr QPoint checkBoxAt(margin + 1, 157);
-constexpr int durationTop = 175;
-constexpr QRect durationFrame(margin + 23, 3, 74, 26);
+constexpr int pickersHeight = 78; ///< with what is above and below them
+constexpr int notesHeight = 42;
+constexpr QSize durationSize(74, 26);
 constexpr int buttonWidth = 84;
-constexpr int buttonBottom = 14;
-/// The glow around the duration field reaches this far below it.
-constexpr int glow = 4;
-
-QAccessibleInterface* makeInterface(const QString&, QObject* object)
-{
-    auto* panel = qobject_cast<NewTimerPanel*>(object);
-    return panel ? new QAccessibleWidget(panel, QAccessible::Dialog) : nullptr;
-}
+constexpr int glow = 4; ///< below a field that has the focus
 
 } // namespace
 
-NewTimerPanel::NewTimerPanel()
-    : contentView(new skin::HUDBorderlessView(this)), m_durationClip(new QWidget(contentView))
+NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
 {
-    static std::once_flag accessible;
-    std::call_once(accessible, [] { QAccessible::installFactory(makeInterface); });
+    skin::installAccessibleRole<NewTimerPanel, QAccessible::Dialog>();
     setObjectName(u"NewTimer"_s);
     setWindowTitle(tr("New Timer"));
     contentView->setObjectName(u"contentView"_s);
 
-    auto* title = new QLabel(windowTitle(), contentView);
+    auto* title = new QLabel(windowTitle());
     title->setFont(skin::interfaceFont(12, QFont::DemiBold));
     title->setAlignment(Qt::AlignCenter);
     title->setAttribute(Qt::WA_TransparentForMouseEvents);
     QPalette palette;
     palette.setColor(QPalette::WindowText, QColor(0xe4, 0xe6, 0xe8));
     title->setPalette(palette);
-    title->setGeometry(0, 1, panelWidth, 27);
+    title->setFixedHeight(27);
 
-    auto* notesBackground = new skin::QuillonTextFieldBackground(contentView);
-    notesBackground->setGeometry(notesFrame);
-    notesText = new NotesField(Look::Dark, notesBackground);
+    notesText = new NotesField(Look::Dark);
     notesText->setObjectName(u"notesText"_s);
     notesText->setAccessibleName(tr("Notes"));
     notesText->setPlaceholderText(tr("Notes"));
-    notesText->setGeometry(notesBackground->rect().adjusted(4, 3, -3, -3));
+    auto* notesBackground = frame(*notesText, Look::Dark, {4, 3, 3, 3});
+    notesBackground->setFixedHeight(notesHeight);
 
-    showDurationCheckButton = new HUDCheckBox({}, contentView);
+    showDurationCheckButton = new HUDCheckBox({});
     showDurationCheckButton->setObjectName(u"showDurationCheckButton"_s);
     showDurationCheckButton->setFocusPolicy(Qt::TabFocus);
 
-    durationContainer = new QWidget(m_durationClip);
-    durationContainer->setObjectName(u"durationContainer"_s);
-    durationContainer->setGeometry(0, 0, panelWidth, durationFrame.bottom() + 1 + glow);
-    m_durationBackground = new skin::QuillonTextFieldBackground(durationContainer);
-    m_durationBackground->setObjectName(u"durationBackground"_s);
-    m_durationBackground->setGeometry(durationFrame);
-    durationTextField = new QLineEdit(m_durationBackground);
+    durationTextField = new QLineEdit;
     durationTextField->setObjectName(u"durationTextField"_s);
     durationTextField->setAccessibleName(tr("Duration"));
-    durationTextField->setGeometry(m_durationBackground->rect().adjusted(5, 1, -5, -1));
     dress(*durationTextField, Look::Dark);
     durationInput = new HoursInput(*durationTextField, {});
-    durationHint = new HintLabel(durationTextField->palette().color(QPalette::PlaceholderText),
-                                 QColor(0xff, 0x9d, 0x96), durationContainer);
+    m_durationBackground = frame(*durationTextField, Look::Dark, {5, 1, 5, 1});
+    m_durationBackground->setObjectName(u"durationBackground"_s);
+    m_durationBackground->setFixedSize(durationSize);
+    durationHint = new HintLabel(Look::Dark);
     durationHint->setObjectName(u"durationHint"_s);
-    durationHint->setGeometry(durationFrame.right() + 9, durationFrame.y(), 180, durationFrame.height());
+    // It stays where it is while the panel grows and uncovers it from above.
+    auto* uncovered = new QWidget;
+    uncovered->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
+    durationContainer = new QWidget(uncovered);
+    durationContainer->setObjectName(u"durationContainer"_s);
+    durationContainer->resize(panelWidth, 3 + durationSize.height() + glow);
+    auto* duration = new QHBoxLayout(durationContainer);
+    duration->setContentsMargins(margin + 23, 3, 0, glow);
+    duration->setSpacing(8);
+    duration->addWidget(m_durationBackground);
+    duration->addWidget(durationHint, 1);
     connect(durationTextField, &QLineEdit::textChanged, this, &NewTimerPanel::updateDurationHint);
     connect(durationInput, &HoursInput::accepted, this, &NewTimerPanel::updateDurationHint);
     connect(durationInput, &HoursInput::refused, this, [this] {
@@ -99,15 +91,39 @@ NewTimerPanel::NewTimerPanel()
     updateDurationHint();
     durationContainer->hide();
 
-    cancelButton = new skin::QuillonHUDButtonCell(u"Cancel"_s, contentView);
+    cancelButton = new skin::QuillonHUDButtonCell(tr("Cancel"));
     cancelButton->setObjectName(u"cancelButton"_s);
-    saveButton = new skin::QuillonHUDButtonCell(u"Start"_s, contentView);
+    saveButton = new skin::QuillonHUDButtonCell(tr("Start"));
     saveButton->setObjectName(u"saveButton"_s);
     for (skin::QuillonHUDButtonCell* button : {cancelButton, saveButton}) {
-        button->setAutoDefault(true); // Return presses the one that has the focus
-        button->resize(buttonWidth, button->sizeHint().height());
+        button->setMinimumWidth(buttonWidth);
         button->installEventFilter(this);
     }
+
+    auto* notes = new QHBoxLayout;
+    notes->setContentsMargins(margin, 0, margin, 0);
+    notes->addWidget(notesBackground);
+    auto* check = new QHBoxLayout;
+    check->setContentsMargins(margin + 1, 9, margin, 2);
+    check->addWidget(showDurationCheckButton);
+    check->addStretch();
+    auto* buttons = new QHBoxLayout;
+    buttons->setContentsMargins(margin, 8 - glow, margin, margin);
+    buttons->addWidget(cancelButton);
+    buttons->addStretch();
+    buttons->addWidget(saveButton);
+    auto* rows = new QVBoxLayout(contentView);
+    rows->setContentsMargins(0, 1, 0, 0);
+    rows->setSpacing(0);
+    rows->addWidget(title);
+    rows->addSpacing(pickersHeight); // which are put over it
+    rows->addLayout(notes);
+    rows->addLayout(check);
+    rows->addWidget(uncovered, 1);
+    rows->addLayout(buttons);
+    auto* whole = new QVBoxLayout(this);
+    whole->setContentsMargins({});
+    whole->addWidget(contentView);
 
     m_growth.setEasingCurve(QEasingCurve::OutCubic);
     m_growth.setStartValue(0);
@@ -115,7 +131,10 @@ NewTimerPanel::NewTimerPanel()
     connect(&m_growth, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& points) { setFixedSize(panelWidth, panelHeight + points.toInt()); });
     setFixedSize(panelWidth, panelHeight);
-    setHiddenDuration({}); // lays out: whoever adds something counts from the lower edge
+    setHiddenDuration({});
+    // The pickers take the width of the notes.
+    contentView->resize(size());
+    rows->activate();
 }
 
 void NewTimerPanel::updateDurationHint()
@@ -133,7 +152,6 @@ void NewTimerPanel::setHiddenDuration(const QString& duration)
 {
     showDurationCheckButton->setText(duration.isEmpty() ? tr("Enter &duration")
                                                         : tr("Enter &duration (%1)").arg(duration));
-    layOut();
 }
 
 void NewTimerPanel::growBy(int points)
@@ -174,23 +192,6 @@ void NewTimerPanel::keyPressEvent(QKeyEvent* event)
 void NewTimerPanel::closeEvent(QCloseEvent*)
 {
     emit closeAsked();
-}
-
-void NewTimerPanel::resizeEvent(QResizeEvent* event)
-{
-    HUDBorderlessWindow::resizeEvent(event);
-    layOut();
-}
-
-void NewTimerPanel::layOut()
-{
-    contentView->setGeometry(rect());
-    showDurationCheckButton->setGeometry(QRect(checkBoxAt, showDurationCheckButton->sizeHint()));
-    const int grown = height() - panelHeight;
-    m_durationClip->setGeometry(0, durationTop, width(), grown > 0 ? grown + glow : 0);
-    const int top = height() - buttonBottom - saveButton->height();
-    cancelButton->move(margin, top);
-    saveButton->move(width() - margin - buttonWidth, top);
 }
 
 } // namespace editing

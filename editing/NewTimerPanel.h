@@ -53,14 +53,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
 
 private:
-    void layOut();
     void updateDurationHint();
 
     skin::QuillonTextFieldBackground* m_durationBackground;
-    QWidget* m_durationClip; ///< uncovers the duration box from above while the panel grows
     QVariantAnimation m_growth;
 };
 

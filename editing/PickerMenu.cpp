@@ -49,9 +49,7 @@ public:
         painter->save();
         if (selected)
             painter->fillRect(item->rect, item->palette.highlight());
-        painter->setPen(item->palette.color(header     ? QPalette::Disabled
-                                            : selected ? QPalette::Active
-                                                       : QPalette::Inactive,
+        painter->setPen(item->palette.color(header ? QPalette::Disabled : QPalette::Active,
                                             selected ? QPalette::HighlightedText : QPalette::Text));
         painter->setFont(item->font);
         const QRect box = item->rect.adjusted(header ? headerIndent : itemIndent, 0, -rightMargin / 2, 0);
@@ -115,15 +113,7 @@ PickerMenu::PickerMenu(Look look, QWidget* parent) : QMenu(parent)
     setStyle(new MenuStyle(this));
     setFont(skin::interfaceFont(13));
     setToolTipsVisible(true);
-    const bool dark = look == Look::Dark;
-    QPalette palette;
-    palette.setColor(QPalette::Window, dark ? QColor(0x2b, 0x2e, 0x31) : QColor(0xfd, 0xfd, 0xfd));
-    palette.setColor(QPalette::Mid, dark ? QColor(0x0e, 0x0f, 0x10) : QColor(0xb0, 0xb0, 0xb0));
-    palette.setColor(QPalette::Text, dark ? QColor(0xf4, 0xf5, 0xf6) : QColor(0x22, 0x22, 0x22));
-    palette.setColor(QPalette::Disabled, QPalette::Text, dark ? QColor(0x9b, 0x9f, 0xa4) : QColor(0x72, 0x72, 0x72));
-    palette.setColor(QPalette::Highlight, dark ? QColor(0x3b, 0x78, 0xb8) : QColor(0x3d, 0x7a, 0xb5));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    setPalette(palette);
+    setPalette(listPalette(look));
 }
 
 void PickerMenu::addHeader(const QString& title)

@@ -20,13 +20,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int darkHeight = 26;
-constexpr int lightHeight = 26;
+constexpr int height = 26;
 constexpr int leftMargin = 7;
 constexpr QSize buttonSize(24, 20);
-/// Of the menu button's lower edge, upwards from the frame's.
-constexpr int buttonBottom = 2;
-constexpr int lightButtonRise = 3;
+constexpr int darkButtonTop = 4;
+constexpr int lightButtonTop = darkButtonTop - 3;
 
 /// The arrow stands in the middle of the field's height, wherever in it the area to press lies.
 class MenuButton final : public skin::ImageButton
@@ -62,7 +60,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
       m_resultsController(*this)
 {
     m_container->setObjectName(u"autocompleterContainerView"_s);
-    m_container->resize(200, darkHeight);
+    m_container->resize(200, height);
     m_container->installEventFilter(this);
     m_textField->setObjectName(u"textField"_s);
     m_textField->setAccessibleName(label);
@@ -121,7 +119,7 @@ PickerMenu& QuillonAutocompleter::popupMenu()
 void QuillonAutocompleter::addToView(QWidget& view, QPoint atPoint)
 {
     m_container->setParent(&view);
-    m_container->move(atPoint.x(), view.height() - atPoint.y() - m_container->height());
+    m_container->move(atPoint);
     m_container->show();
 }
 
@@ -141,7 +139,6 @@ void QuillonAutocompleter::setStyle(int style)
     delete std::exchange(m_menu, nullptr);
     m_menuFilled = false;
     m_container->setUseHUDBackground(!light);
-    m_container->resize(m_container->width(), light ? lightHeight : darkHeight);
     layOut();
 }
 
@@ -445,15 +442,13 @@ void QuillonAutocompleter::updateUnknownNote()
     if (!unknown && !m_unknownNote)
         return;
     if (!m_unknownNote) {
-        const bool dark = lookOf(m_style) == Look::Dark;
-        m_unknownNote =
-            new HintLabel(Qt::gray, dark ? QColor(0xff, 0x9d, 0x96) : QColor(0xb0, 0x2f, 0x2a), m_container);
+        m_unknownNote = new HintLabel(lookOf(m_style), m_container);
         m_unknownNote->setObjectName(u"unknownNote"_s);
         m_manageLink = new skin::LinkButton(manager().first, m_container);
         m_manageLink->setObjectName(u"manageLink"_s);
         m_manageLink->setFont(m_unknownNote->font());
         QPalette palette = m_manageLink->palette();
-        palette.setColor(QPalette::Window, dark ? Qt::black : Qt::white);
+        palette.setColor(QPalette::Window, lookOf(m_style) == Look::Dark ? Qt::black : Qt::white);
         m_manageLink->setPalette(palette);
     }
     const bool was = !m_manageLink->isHidden() && !m_unknownNote->text().isEmpty();
@@ -480,8 +475,8 @@ void QuillonAutocompleter::updateUnknownNote()
 void QuillonAutocompleter::layOut()
 {
     const QSize size = m_container->size();
-    const int rise = buttonBottom + (lookOf(m_style) == Look::Light ? lightButtonRise : 0);
-    m_popupButton->move(size.width() - buttonSize.width() - 1, size.height() - rise - buttonSize.height());
+    m_popupButton->move(size.width() - buttonSize.width() - 1,
+                        lookOf(m_style) == Look::Light ? lightButtonTop : darkButtonTop);
     int right = m_popupButton->x();
     if (m_manageLink && !m_manageLink->isHidden()) {
         for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {

@@ -61,7 +61,7 @@ public:
     PickerMenu& popupMenu();
     QuillonAutocompleterResultsController& resultsController() { return m_resultsController; }
 
-    /// `atPoint`: the lower left corner of the frame, from the view's lower left corner upwards.
+    /// `atPoint`: the upper left corner of the frame.
     void addToView(QWidget& view, QPoint atPoint);
     /// 0: for a dark panel, as at first. 1: for a light sheet.
     void setStyle(int style);

@@ -1,7 +1,9 @@
 #include "editing/TextFields.h"
 
 #include "skin/Fonts.h"
+#include "skin/QuillonTextFieldBackground.h"
 
+#include <QBoxLayout>
 #include <QMimeData>
 #include <QPaintEvent>
 #include <QScrollBar>
@@ -18,7 +20,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int fontPoints = 13;
-constexpr qsizetype longestPiece = 2000; ///< signs of a paragraph that are laid out at once, but for the last word
+constexpr qsizetype longestPiece = 2000; ///< characters of a paragraph laid out at once, but for the last word
 constexpr qsizetype longestWord = 200;
 /// Of a block's format: it goes on with the line of the one before. Unlike a block's state this comes back with an
 /// undo.
@@ -38,7 +40,6 @@ QPalette paletteFor(Look look)
     return palette;
 }
 
-/// Makes a scroll bar slim and quiet.
 void makeSlim(QScrollBar& bar, Look look)
 {
     const QString shade = look == Look::Dark ? u"255, 255, 255"_s : u"0, 0, 0"_s;
@@ -56,6 +57,36 @@ void dress(QLineEdit& field, Look look)
     field.setFrame(false);
     field.setPalette(paletteFor(look));
     field.setFont(skin::interfaceFont(fontPoints));
+}
+
+skin::QuillonTextFieldBackground* frame(QWidget& field, Look look, QMargins inside)
+{
+    auto* background = new skin::QuillonTextFieldBackground;
+    background->setUseHUDBackground(look == Look::Dark);
+    auto* layout = new QHBoxLayout(background);
+    layout->setContentsMargins(inside);
+    layout->addWidget(&field);
+    return background;
+}
+
+QPalette listPalette(Look look)
+{
+    const bool dark = look == Look::Dark;
+    QPalette palette;
+    palette.setColor(QPalette::Window, dark ? QColor(0x2b, 0x2e, 0x31) : QColor(0xfd, 0xfd, 0xfd));
+    palette.setColor(QPalette::Mid, dark ? QColor(0x0e, 0x0f, 0x10) : QColor(0xb0, 0xb0, 0xb0));
+    palette.setColor(QPalette::Midlight, dark ? QColor(0x38, 0x3c, 0x40) : QColor(0xea, 0xf0, 0xf7));
+    palette.setColor(QPalette::Text, dark ? QColor(0xf4, 0xf5, 0xf6) : QColor(0x22, 0x22, 0x22));
+    palette.setColor(QPalette::Disabled, QPalette::Text, dark ? QColor(0x9b, 0x9f, 0xa4) : QColor(0x72, 0x72, 0x72));
+    palette.setColor(QPalette::Highlight, dark ? QColor(0x3b, 0x78, 0xb8) : QColor(0x3d, 0x7a, 0xb5));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
+void setTabOrder(std::initializer_list<QWidget*> order)
+{
+    for (auto next = std::next(order.begin()); next != order.end(); ++next)
+        QWidget::setTabOrder(*std::prev(next), *next);
 }
 
 NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
@@ -106,9 +137,9 @@ void NotesField::setText(const QString& text)
     int number = 0;
     qsizetype length = 0;
     for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar sign = text.at(i);
-        if (sign == u'\n' || sign == u'\r' || sign == QChar::ParagraphSeparator) {
-            if (sign == u'\r' && i + 1 < text.size() && text.at(i + 1) == u'\n')
+        const QChar character = text.at(i);
+        if (character == u'\n' || character == u'\r' || character == QChar::ParagraphSeparator) {
+            if (character == u'\r' && i + 1 < text.size() && text.at(i + 1) == u'\n')
                 ++i;
             if (length < longestPiece) {
                 pieces += QChar::LineSeparator;
@@ -120,13 +151,13 @@ void NotesField::setText(const QString& text)
             }
             continue;
         }
-        const bool mayBreak = !sign.isLowSurrogate() && !sign.isMark();
+        const bool mayBreak = !character.isLowSurrogate() && !character.isMark();
         if (length >= longestPiece && mayBreak && (pieces.back() == u' ' || length >= longestPiece + longestWord)) {
             pieces += u'\n';
             continuing.push_back(++number);
             length = 0;
         }
-        pieces += sign;
+        pieces += character;
         ++length;
     }
     setPlainText(pieces);

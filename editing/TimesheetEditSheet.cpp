@@ -22,34 +22,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// In points; places count from the lower left corner of the container upwards.
-constexpr int containerWidth = 400;
-constexpr int containerHeight = 260;
+// In points.
+constexpr QSize containerSize(400, 260);
 constexpr int margin = 24;
-constexpr int fieldWidth = containerWidth - 2 * margin;
 constexpr int fieldHeight = 26;
-constexpr int dateWidth = 176;
-constexpr int timeWidth = 76;
-constexpr int hoursWidth = 88;
-constexpr int betweenTimes = 22;
-constexpr int glow = 4; ///< around a field that has the focus
-constexpr int textMargin = 7;
-constexpr int headingY = 218;
-constexpr int notesY = 64;
+constexpr QSize dateSize(176, fieldHeight);
+constexpr QSize timeSize(76, fieldHeight);
+constexpr QSize hoursSize(88, fieldHeight);
+constexpr QMargins insideField(5, 1, 3, 1);
 constexpr int notesHeight = 81;
-constexpr int timesY = 25;
-constexpr int buttonsY = 26;
-constexpr int buttonWidth = 76;
 constexpr int buttonHeight = 24;
-constexpr int buttonGap = 10;
-constexpr int hintHeight = 15;
+constexpr int pickersHeight = 73; ///< with what is above and below them
+constexpr int glow = 4;           ///< around a field that has the focus
 constexpr int belowContainer = 7; ///< the room for the sheet's round corners
-
-/// `rect` counted upwards in a view of that height, as Qt counts.
-QRect upwards(const QRect& rect, int viewHeight)
-{
-    return {rect.x(), viewHeight - rect.y() - rect.height(), rect.width(), rect.height()};
-}
 
 /// Whole, so that nothing of a dark desktop shows in scroll bars.
 QPalette lightPalette()
@@ -60,12 +45,49 @@ QPalette lightPalette()
     return palette;
 }
 
-QLabel* label(QWidget& parent, const QString& text, int points, QFont::Weight weight = QFont::Normal)
+QLabel* label(const QString& text, int points, QFont::Weight weight = QFont::Normal)
 {
-    auto* made = new QLabel(text, &parent);
+    auto* made = new QLabel(text);
     made->setTextFormat(Qt::PlainText);
     made->setFont(skin::interfaceFont(points, weight));
     return made;
+}
+
+QHBoxLayout* line(QMargins margins)
+{
+    auto* made = new QHBoxLayout;
+    made->setContentsMargins(margins);
+    made->setSpacing(0);
+    return made;
+}
+
+/// Parts side by side, with room for their glow.
+QWidget* row(std::initializer_list<QWidget*> parts, int spacing)
+{
+    auto* made = new QWidget;
+    QHBoxLayout* layout = line({margin, glow, glow, glow});
+    layout->setSpacing(spacing);
+    for (QWidget* part : parts)
+        layout->addWidget(part);
+    made->setLayout(layout);
+    return made;
+}
+
+skin::QuillonTextFieldBackground* fieldFrame(const char* name, QWidget& field)
+{
+    auto* made = frame(field, Look::Light, insideField);
+    made->setObjectName(QLatin1StringView(name));
+    return made;
+}
+
+QLineEdit* timeField(const char* name, const QString& spoken, const QString& prompt)
+{
+    auto* field = new QLineEdit;
+    field->setObjectName(QLatin1StringView(name));
+    dress(*field, Look::Light);
+    field->setAccessibleName(spoken);
+    field->setPlaceholderText(prompt);
+    return field;
 }
 
 } // namespace
@@ -79,102 +101,90 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     layout->setContentsMargins(1, 0, 1, belowContainer);
     layout->addWidget(containerView);
     containerView->setObjectName(u"containerView"_s);
-    containerView->setFixedSize(containerWidth, containerHeight);
+    containerView->setFixedSize(containerSize);
 
-    const auto place = [](QWidget& widget, const QRect& rect) { widget.setGeometry(upwards(rect, containerHeight)); };
-
-    auto* heading = label(*containerView, tr("Edit Timer"), 14, QFont::Bold);
-    place(*heading, {margin, headingY, fieldWidth - dateWidth, fieldHeight});
-
-    const QRect dateRect(margin + fieldWidth - dateWidth, headingY, dateWidth, fieldHeight);
-    dateBackground = addBackground("dateBackground", *containerView, upwards(dateRect, containerHeight));
-    datePicker = new DatePicker(dateBackground);
+    datePicker = new DatePicker;
     datePicker->setObjectName(u"datePicker"_s);
-    datePicker->setGeometry(dateBackground->rect().adjusted(textMargin - 2, 1, -3, -1));
-
-    notesBackground = addBackground("notesBackground", *containerView,
-                                    upwards({margin, notesY, fieldWidth, notesHeight}, containerHeight));
-    notesField = new NotesField(Look::Light, notesBackground);
+    dateBackground = fieldFrame("dateBackground", *datePicker);
+    dateBackground->setFixedSize(dateSize);
+    notesField = new NotesField(Look::Light);
     notesField->setObjectName(u"notesField"_s);
-    notesField->setGeometry(notesBackground->rect().adjusted(textMargin - 3, 2, -2, -3));
     notesField->setPlaceholderText(tr("Notes"));
     notesField->setAccessibleName(tr("Notes"));
     notesField->setAccessibleDescription(tr("Return saves, Alt+Return begins a new line."));
+    notesBackground = frame(*notesField, Look::Light, {4, 2, 2, 3});
+    notesBackground->setObjectName(u"notesBackground"_s);
+    notesBackground->setFixedHeight(notesHeight);
 
-    const QRect hoursRect(margin, timesY, hoursWidth, fieldHeight);
-    durationContainerAndHoursBackground =
-        addBackground("durationContainerAndHoursBackground", *containerView, upwards(hoursRect, containerHeight));
-    hoursField = new skin::QuillonHoursTextField(durationContainerAndHoursBackground);
+    hoursField = new skin::QuillonHoursTextField;
     hoursField->setObjectName(u"hoursField"_s);
     dress(*hoursField, Look::Light);
     hoursField->setAccessibleName(tr("Hours"));
     hoursInput = new HoursInput(*hoursField, u"0:00"_s);
-    editHoursButton = new skin::QuillonEditHoursButtonCell(durationContainerAndHoursBackground);
+    durationContainerAndHoursBackground = fieldFrame("durationContainerAndHoursBackground", *hoursField);
+    durationContainerAndHoursBackground->setFixedSize(hoursSize);
+    editHoursButton = new skin::QuillonEditHoursButtonCell;
     editHoursButton->setObjectName(u"editHoursButton"_s);
     editHoursButton->setFocusPolicy(Qt::NoFocus); // the field itself is next to it
-    const QSize pencil = editHoursButton->sizeHint();
-    editHoursButton->setGeometry({{hoursWidth - pencil.width() - 3, (fieldHeight - pencil.height()) / 2}, pencil});
-    hoursField->setGeometry(textMargin - 2, 1, hoursWidth - pencil.width() - textMargin - 1, fieldHeight - 2);
-    hoursLabel = label(*containerView, tr("hours"), 13);
-    place(*hoursLabel, {margin + hoursWidth + 8, timesY, 60, fieldHeight});
+    durationContainerAndHoursBackground->layout()->addWidget(editHoursButton);
+    m_hoursRow = row({durationContainerAndHoursBackground, label(tr("hours"), 13)}, 8);
 
-    timestampContainer = new QWidget(containerView);
-    timestampContainer->setObjectName(u"timestampContainer"_s);
-    place(*timestampContainer,
-          QRect(margin, timesY, 2 * timeWidth + betweenTimes, fieldHeight).adjusted(-glow, -glow, glow, glow));
-    startTimeBackground =
-        addBackground("startTimeBackground", *timestampContainer, {glow, glow, timeWidth, fieldHeight});
-    startTimeField = addTimeField("startTimeField", *startTimeBackground, tr("Start Time"), tr("Start"));
-    auto* to = label(*timestampContainer, tr("to"), 13);
-    to->setGeometry(glow + timeWidth, glow, betweenTimes, fieldHeight);
+    startTimeField = timeField("startTimeField", tr("Start Time"), tr("Start"));
+    startTimeBackground = fieldFrame("startTimeBackground", *startTimeField);
+    startTimeBackground->setFixedSize(timeSize);
+    endTimeField = timeField("endTimeField", tr("End Time"), tr("End"));
+    endTimeBackground = fieldFrame("endTimeBackground", *endTimeField);
+    endTimeBackground->setFixedSize(timeSize);
+    auto* to = label(tr("to"), 13);
     to->setAlignment(Qt::AlignCenter);
-    endTimeBackground = addBackground("endTimeBackground", *timestampContainer,
-                                      {glow + timeWidth + betweenTimes, glow, timeWidth, fieldHeight});
-    endTimeField = addTimeField("endTimeField", *endTimeBackground, tr("End Time"), tr("End"));
+    to->setMinimumWidth(22);
+    timestampContainer = row({startTimeBackground, to, endTimeBackground}, 0);
+    timestampContainer->setObjectName(u"timestampContainer"_s);
 
-    timeHint = new HintLabel(lightPalette().color(QPalette::WindowText), QColor(0xb0, 0x2f, 0x2a), containerView);
+    timeHint = new HintLabel(Look::Light);
     timeHint->setObjectName(u"timeHint"_s);
-    place(*timeHint, {margin, timesY - hintHeight - 5, fieldWidth, hintHeight});
-
-    cancelButton = new skin::QuillonButtonCell(tr("Cancel"), containerView);
+    timeHint->setContentsMargins(margin, 0, margin, 0);
+    timeHint->setFixedHeight(15);
+    cancelButton = new skin::QuillonButtonCell(tr("Cancel"));
     cancelButton->setObjectName(u"cancelButton"_s);
-    saveButton = new skin::QuillonButtonCell(tr("Save"), containerView);
+    saveButton = new skin::QuillonButtonCell(tr("Save"));
     saveButton->setObjectName(u"saveButton"_s);
-    const int right = margin + fieldWidth;
-    place(*saveButton, {right - buttonWidth, buttonsY, buttonWidth, buttonHeight});
-    place(*cancelButton, {right - 2 * buttonWidth - buttonGap, buttonsY, buttonWidth, buttonHeight});
     // A click leaves the focus in the field: what is typed there is not taken for finished by cancelling.
-    for (QWidget* button : {static_cast<QWidget*>(cancelButton), static_cast<QWidget*>(saveButton)})
+    for (QWidget* button : {cancelButton, saveButton}) {
         button->setFocusPolicy(Qt::TabFocus);
+        button->setFixedHeight(buttonHeight);
+    }
     setDefaultButton(saveButton);
+
+    QHBoxLayout* top = line({margin, 16, margin, 0});
+    top->addWidget(label(tr("Edit Timer"), 14, QFont::Bold), 1);
+    top->addWidget(dateBackground);
+    QHBoxLayout* notes = line({margin, 0, margin, 0});
+    notes->addWidget(notesBackground);
+    QHBoxLayout* bottom = line({0, 9, margin, 1});
+    bottom->addWidget(timestampContainer);
+    bottom->addWidget(m_hoursRow);
+    bottom->addStretch();
+    bottom->addWidget(cancelButton);
+    bottom->addSpacing(10);
+    bottom->addWidget(saveButton);
+    auto* rows = new QVBoxLayout(containerView);
+    rows->setContentsMargins({});
+    rows->setSpacing(0);
+    rows->addLayout(top);
+    rows->addSpacing(pickersHeight); // which are put over it
+    rows->addLayout(notes);
+    rows->addLayout(bottom);
+    rows->addWidget(timeHint);
+    rows->addStretch();
+    rows->activate(); // the pickers take the width of the notes
 }
 
 void TimesheetEditSheet::showTimestamps(bool timestamps)
 {
     timestampContainer->setVisible(timestamps);
     durationContainerAndHoursBackground->setVisible(!timestamps);
-    hoursLabel->setVisible(!timestamps);
-}
-
-skin::QuillonTextFieldBackground* TimesheetEditSheet::addBackground(const char* name, QWidget& parent,
-                                                                    const QRect& place)
-{
-    auto* background = new skin::QuillonTextFieldBackground(&parent);
-    background->setObjectName(QLatin1StringView(name));
-    background->setGeometry(place);
-    return background;
-}
-
-QLineEdit* TimesheetEditSheet::addTimeField(const char* name, skin::QuillonTextFieldBackground& background,
-                                            const QString& spoken, const QString& prompt)
-{
-    auto* field = new QLineEdit(&background);
-    field->setObjectName(QLatin1StringView(name));
-    dress(*field, Look::Light);
-    field->setGeometry(background.rect().adjusted(textMargin - 2, 1, -3, -1));
-    field->setAccessibleName(spoken);
-    field->setPlaceholderText(prompt);
-    return field;
+    m_hoursRow->setVisible(!timestamps);
 }
 
 InvalidEntrySheet::InvalidEntrySheet(QWidget& window)

@@ -19,8 +19,8 @@ class HintLabel;
 class HoursInput;
 class NotesField;
 
-/// The sheet in which an entry is edited. Only what is in it and where: the controller fills and wires it. The pickers
-/// are put into `containerView`, whose places count from its lower left corner upwards.
+/// The sheet in which an entry is edited. Only what is in it and where: the controller fills and wires it, and puts the
+/// pickers into `containerView`.
 ///
 /// Object names are the members' names.
 class TimesheetEditSheet final : public skin::Sheet
@@ -40,7 +40,6 @@ public:
     skin::QuillonHoursTextField* hoursField;
     HoursInput* hoursInput; ///< of that field
     skin::QuillonEditHoursButtonCell* editHoursButton;
-    QLabel* hoursLabel;
     QWidget* timestampContainer;
     skin::QuillonTextFieldBackground* startTimeBackground;
     QLineEdit* startTimeField;
@@ -62,9 +61,7 @@ signals:
 private:
     void cancel() override { emit cancelled(); }
 
-    skin::QuillonTextFieldBackground* addBackground(const char* name, QWidget& parent, const QRect& place);
-    QLineEdit* addTimeField(const char* name, skin::QuillonTextFieldBackground& background, const QString& spoken,
-                            const QString& prompt);
+    QWidget* m_hoursRow;
 };
 
 /// The sheet over it that says why an entry cannot be saved.

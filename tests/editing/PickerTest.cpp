@@ -31,8 +31,8 @@ public:
             picker->setDelegate(this);
             picker->setEntry(entry);
         }
-        project.addToView(*this, {14, 157});
-        task.addToView(*this, {14, 123});
+        project.addToView(*this, {14, 37});
+        task.addToView(*this, {14, 71});
         after->move(14, 150);
         project.setNextKeyView(task.textField());
         task.setNextKeyView(after);
@@ -374,7 +374,7 @@ private slots:
     {
         EditingRun run;
         Pickers window(run);
-        QCOMPARE(window.project.autocompleterContainerView()->geometry(), QRect(14, 220 - 157 - 26, 200, 26));
+        QCOMPARE(window.project.autocompleterContainerView()->geometry(), QRect(14, 37, 200, 26));
         window.project.matchWidth(*window.after);
         QCOMPARE(window.project.autocompleterContainerView()->width(), window.after->width());
         window.project.autocompleterContainerView()->resize(200, 26);
