@@ -82,11 +82,6 @@ bool Connection::flush()
     return !m_closed;
 }
 
-bool Connection::idle(std::chrono::milliseconds pause)
-{
-    return !wait(POLLRDHUP, std::chrono::steady_clock::now() + pause) && !m_gone;
-}
-
 std::optional<uid_t> Connection::user()
 {
     // Whose it is stays the same for as long as our end is open. That it could not be told does not: without a free
@@ -119,8 +114,6 @@ bool Connection::wait(short events, Deadline deadline)
         const int ready = ::poll(files.data(), files.size(), left);
         if (ready < 0 && errno == EINTR)
             continue;
-        if (ready > 0 && (files[1].revents || (files[0].revents & (POLLERR | POLLRDHUP | POLLNVAL))))
-            m_gone = true;
         // Whoever sends without end, but never what is waited for, has no more time than others.
         if (left == 0)
             return false;

@@ -41,12 +41,6 @@ public:
     void write(std::string_view text) { m_output += text; }
     /// Sends what was written; false when the client has gone or does not take it.
     bool flush();
-    /// Ends without another byte.
-    void close() { m_closed = true; }
-
-    /// Nothing for `pause`; false when the service stops or the client has gone.
-    bool idle(std::chrono::milliseconds pause);
-
     /// The user of this machine whose program is at the other end, where that can be told: looked up until it is.
     std::optional<uid_t> user();
 
@@ -64,7 +58,6 @@ private:
     std::optional<uid_t> m_user;
     bool m_leavesUnread = false;
     bool m_closed = false;
-    bool m_gone = false;
 };
 
 } // namespace localservice

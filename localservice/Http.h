@@ -1,7 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -42,38 +40,12 @@ struct Request
     std::vector<std::string_view> pieces() const;
 };
 
-/// What is done to a reply on its way to the client.
-enum class Fault
-{
-    None,
-    Close, ///< the connection ends before the first byte
-    Hang,  ///< nothing is sent until the client gives up or the service stops
-    Drip,  ///< the head at once, then the body byte by byte, `pause` apart
-    Cut,   ///< the head announces the whole body, the connection ends after half of it
-};
-
-/// An answer. `Reply{502}` and `Reply{200, "<daily/>"}` are enough for most scripts; XML is the type unless a
-/// Content-Type header says otherwise.
+/// A reply; its type is XML unless a Content-Type header says otherwise.
 struct Reply
 {
     int status = 200;
     std::string body = {};
     Headers headers = {};
-    Fault fault = Fault::None;
-    std::chrono::milliseconds pause{0};
-
-    static Reply closed() { return {200, {}, {}, Fault::Close}; }
-    static Reply hanging() { return {200, {}, {}, Fault::Hang}; }
-    static Reply dripping(std::string body, std::chrono::milliseconds pause)
-    {
-        return {200, std::move(body), {}, Fault::Drip, pause};
-    }
-    static Reply cut(std::string body) { return {200, std::move(body), {}, Fault::Cut}; }
-    static Reply huge(std::size_t bytes) { return {200, std::string(bytes, ' ')}; }
-    static Reply redirect(std::string location, int status = 302)
-    {
-        return {status, {}, {{"Location", std::move(location)}}};
-    }
 };
 
 } // namespace localservice

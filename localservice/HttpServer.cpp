@@ -88,27 +88,11 @@ std::string headOf(const Reply& reply, const Request& request, bool isLast)
     return head + "\r\n";
 }
 
-/// Sends the reply, faults and all.
 void send(Connection& connection, const Request& request, const Reply& reply, bool isLast)
 {
-    const std::string_view body = request.method == "HEAD" || reply.status == 204 || reply.status == 304
-                                      ? std::string_view{}
-                                      : std::string_view(reply.body);
-    if (reply.fault == Fault::Hang)
-        connection.idle(24h);
-    if (reply.fault == Fault::Hang || reply.fault == Fault::Close)
-        return connection.close();
     connection.write(headOf(reply, request, isLast));
-    if (reply.fault == Fault::None)
-        return connection.write(body);
-    if (reply.fault == Fault::Cut)
-        connection.write(body.substr(0, body.size() / 2));
-    bool there = connection.flush();
-    for (std::size_t i = 0; there && reply.fault == Fault::Drip && i < body.size(); ++i) {
-        connection.write(body.substr(i, 1));
-        there = connection.flush() && connection.idle(reply.pause);
-    }
-    connection.close();
+    if (request.method != "HEAD" && reply.status != 204 && reply.status != 304)
+        connection.write(reply.body);
 }
 
 /// A socket that listens, or the error. `port` 0 becomes the one that was free.

@@ -7,8 +7,6 @@
 #include "pages/Site.h"
 
 #include <arpa/inet.h>
-#include <deque>
-#include <map>
 #include <mutex>
 #include <netinet/in.h>
 
@@ -88,49 +86,10 @@ public:
         return database() ? m_site->signInLink(subdomain, email, target) : target;
     }
 
-    void script(const std::string& request, std::vector<Reply> replies)
-    {
-        const std::lock_guard lock(m_mutex);
-        auto& queue = m_scripts[request];
-        for (auto& reply : replies)
-            queue.push_back(std::move(reply));
-    }
-
-    std::vector<Request> requests() const
-    {
-        const std::lock_guard lock(m_mutex);
-        return m_requests;
-    }
-
-    void forgetRequests()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_requests.clear();
-    }
-
 private:
     Reply answer(const Request& request)
     {
-        if (auto reply = scripted(request))
-            return std::move(*reply);
         return Site::isAskedBy(request) ? m_site->answer(request) : m_api->answer(request);
-    }
-
-    std::optional<Reply> scripted(const Request& request)
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_options.recordRequests)
-            m_requests.push_back(request);
-        for (const auto& key :
-             {request.method + " " + request.target, request.method + " " + std::string(request.path())}) {
-            const auto found = m_scripts.find(key);
-            if (found == m_scripts.end() || found->second.empty())
-                continue;
-            Reply reply = std::move(found->second.front());
-            found->second.pop_front();
-            return reply;
-        }
-        return {};
     }
 
     const Options m_options;
@@ -140,8 +99,6 @@ private:
     std::unique_ptr<PasswordSignIn> m_signIn;
     std::unique_ptr<Api> m_api;
     std::unique_ptr<Site> m_site;
-    std::map<std::string, std::deque<Reply>> m_scripts;
-    std::vector<Request> m_requests;
     std::uint16_t m_port = 0;
     // Last, so that its threads have ended before what they use goes.
     HttpServer m_server;
@@ -183,21 +140,6 @@ std::string Service::signInLink(const std::string& subdomain, const std::string&
 std::string Service::url(const std::string& subdomain) const
 {
     return m_state->scheme() + "://" + subdomain + ".localhost:" + std::to_string(m_state->port());
-}
-
-void Service::answer(const std::string& request, std::vector<Reply> replies)
-{
-    m_state->script(request, std::move(replies));
-}
-
-std::vector<Request> Service::requests() const
-{
-    return m_state->requests();
-}
-
-void Service::forgetRequests()
-{
-    m_state->forgetRequests();
 }
 
 } // namespace localservice

@@ -33,7 +33,6 @@ public:
         std::string ownerPassword = {};
         /// Told when the data file is lost while it is in use; see FileTrouble.
         std::function<void(const std::string& sentence)> tellTrouble = {};
-        bool recordRequests = false; ///< keep what `requests` answers, passwords included: for tests
     };
 
     /// Whether `address` is numeric and reaches this machine only. Without TLS the service listens on no other.
@@ -57,14 +56,6 @@ public:
     /// The address of a page of that account, by which a browser of the same user of this machine arrives signed in as
     /// that person: once, and within a minute. To anybody else it is the plain address. `target` is path and query.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target) const;
-
-    /// Scripts the next replies to `request`, a method and a target ("GET /daily/1/2013?slim=1"; without a query it
-    /// stands for the path with any). They are given in order, once each, before the service's own replies and without
-    /// asking who is there. More calls for the same request append.
-    void answer(const std::string& request, std::vector<Reply> replies);
-    /// Every request so far, in order of arrival, when they are recorded.
-    std::vector<Request> requests() const;
-    void forgetRequests();
 
 private:
     class State;

@@ -169,7 +169,7 @@ Reply goTo(std::string target, std::string_view note)
 {
     if (!note.empty())
         (target += target.find('?') == std::string::npos ? "?note=" : "&note=") += note;
-    return Reply::redirect(std::move(target), 303);
+    return Reply{303, {}, {{"Location", std::move(target)}}};
 }
 
 Html::Element formTo(Html& html, const Visit& visit, std::string_view action, std::string_view cssClass)

@@ -15,6 +15,7 @@
 #include "skin/HintCard.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
+#include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 
 #include <QSignalSpy>
@@ -91,7 +92,6 @@ public:
         : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
-        port = service.start().value();
         localservice::Database& data = *service.database().value();
         account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
@@ -142,10 +142,8 @@ public:
     /// What was asked of the service since the last call, "GET /daily/15/2013".
     QStringList requested()
     {
-        QStringList list;
-        for (const localservice::Request& request : service.requests())
-            list << QString::fromStdString(request.method + ' ' + request.target);
-        service.forgetRequests();
+        QStringList list = peer.asked();
+        peer.forgetRequests();
         return list;
     }
 
@@ -183,7 +181,8 @@ public:
     const Timers timers;
     support::TestRun test;
     localservice::Service service;
-    std::uint16_t port = 0;
+    support::ScriptedPeer peer{service.start().value()}; ///< the service, to the program
+    const std::uint16_t port = peer.port();
     localservice::Id account = 0;
     localservice::Id person = 0;
     localservice::Id client = 0;
@@ -199,8 +198,7 @@ private:
     localservice::Service::Options serviceOptions()
     {
         return {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(),
-                .clock = [this] { return test.time.now(); },
-                .recordRequests = true};
+                .clock = [this] { return test.time.now(); }};
     }
 
     app::WindowMakers makers(Windows which)

@@ -105,7 +105,7 @@ void BusGuardsTest::nothingToToggle()
     run.settle();
     run.startTimer(u"Design"_s);
     const std::string id = run.menulet->company()->mostRecentDayEntry()->idString().toStdString();
-    run.service.answer("GET /daily/timer/" + id, {{500, "oops"}, {200, "<!DOCTYPE html>"}});
+    run.peer.answer("GET /daily/timer/" + id, {{500, "oops"}, {200, "<!DOCTYPE html>"}});
     QCOMPARE(toggle().first(), u"Failed"_s);
     QCOMPARE(toggle().first(), u"Failed"_s);
     QCOMPARE(toggle().first(), QString());

@@ -5,9 +5,8 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using localservice::Fault;
-using localservice::Reply;
 using platform::TimeSource;
+using support::Reply;
 
 namespace {
 
@@ -68,7 +67,7 @@ public:
     QStringList corrections() const
     {
         QStringList list;
-        for (const localservice::Request& request : service.requests()) {
+        for (const support::Request& request : peer.requests()) {
             if (!request.target.starts_with("/hc/day_entry/"))
                 continue;
             const Answer body{0, 0, QByteArray::fromStdString(request.body), {}};
@@ -425,9 +424,8 @@ void IdleTest::failures_data()
     QTest::addColumn<Arrange>("arrange");
     QTest::addColumn<QString>("text");
     const auto answers = [](Reply reply) -> Arrange {
-        return [reply](IdleRun& run) {
-            run.service.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply});
-        };
+        return
+            [reply](IdleRun& run) { run.peer.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply}); };
     };
     const QString changed = u"The entry was updated while Quillon for Mac was idle. It looks like your idle time does "
                             "not need to be removed after all."_s;
@@ -437,7 +435,7 @@ void IdleTest::failures_data()
     QTest::newRow("refused") << answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"})
                              << u"No more."_s;
     QTest::newRow("refused without a word") << answers({500, "oops"}) << because + u"The service did not say why."_s;
-    QTest::newRow("out of reach") << answers({200, {}, {}, Fault::Close}) << because;
+    QTest::newRow("out of reach") << answers(Reply::closed()) << because;
 }
 
 void IdleTest::failures()
@@ -545,7 +543,7 @@ void IdleTest::hoursFromBeforeTheSleepAreNotLost()
     run.startTimer(u"Design"_s);
     run.work(30min);
     const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
-    run.service.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
+    run.peer.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
     run.work(unchangedReplies * 30s);
     run.test.sleep.sleep(2h);
     QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
@@ -570,7 +568,7 @@ void IdleTest::hoursOfUnknownAgeStayAsTheyAre()
         before.rememberTimer();
         before.timesheetDay = QDate(2013, 1, 14);
         for (const QByteArray& path : refused)
-            before.service.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
+            before.peer.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
     });
     run.menulet->showTimesheetWindow(nullptr);
     run.work(kStep);

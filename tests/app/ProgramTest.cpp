@@ -1,4 +1,4 @@
-#include "localservice/Service.h"
+#include "support/ScriptedPeer.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -212,24 +212,18 @@ void ProgramTest::keepsTheDayInItsOwnService()
 
 void ProgramTest::endsAtOnceWhateverTheServiceDoes()
 {
-    QTemporaryDir folder;
-    localservice::Service::Options options;
-    options.dataFile = folder.filePath(u"service.sqlite"_s).toStdString();
-    options.recordRequests = true;
-    localservice::Service service(std::move(options));
-    const auto port = service.start();
-    QVERIFY(port);
-    service.answer("GET /account/who_am_i", {localservice::Reply::hanging()});
+    support::ScriptedPeer peer;
+    peer.answer("GET /account/who_am_i", {support::Reply::hanging()});
 
     Program program;
     program.environment.insert(
         u"QUILLON_INFO"_s,
         program.file(u"info.json"_s, "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \".localhost:" +
-                                         QByteArray::number(*port) + "\"}"));
+                                         QByteArray::number(peer.port()) + "\"}"));
     QVERIFY(QDir(program.folder.path()).mkdir(u"Quillon"_s));
     program.file(u"Quillon/Quillon.conf"_s, "[General]\nQuillonUrl=acme\nEmail=ann@example.com\n");
     program.start();
-    QTRY_COMPARE_WITH_TIMEOUT(service.requests().size(), std::size_t(1), 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(peer.requests().size(), std::size_t(1), 20000);
     QElapsedTimer quitting;
     quitting.start();
     program.process.terminate();

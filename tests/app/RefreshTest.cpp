@@ -10,7 +10,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using localservice::Reply;
+using support::Reply;
 
 class RefreshTest : public QObject
 {
@@ -46,7 +46,7 @@ void RefreshTest::firstStartDownloadsTheDay()
     QCOMPARE(run.test.statusItem.view, &run.view());
     QCOMPARE(run.test.statusItem.toolTip, u"Wrenfold"_s);
     QVERIFY(run.test.statusItem.enabled);
-    QVERIFY(run.service.requests().empty());
+    QVERIFY(run.peer.requests().empty());
 
     run.menulet->awakeFromNib();
     run.settle();
@@ -192,8 +192,7 @@ void RefreshTest::timeKeptHereFromNowOn()
     run.start();
     run.requested();
     auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.keepTimeHere(
-        {u"ann@example.com"_s, u"secret"_s, u".local"_s, QString::fromStdString(run.service.url("acme"))});
+    preferences.keepTimeHere({u"ann@example.com"_s, u"secret"_s, u".local"_s, QString::fromLatin1(run.peer.url())});
     emit preferences.preferencesChanged();
     run.settle();
     QCOMPARE(run.test.network.host, u"localhost"_s);
@@ -214,7 +213,7 @@ void RefreshTest::repliesThatChangeNothing()
 
     run.refresh();
     run.test.statusItem.setLength(10);
-    run.service.answer("GET /daily/15/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
+    run.peer.answer("GET /daily/15/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
     run.refresh();
     QCOMPARE(run.face(), u"signed out"_s);
     run.test.statusItem.setLength(10);
@@ -307,7 +306,7 @@ void RefreshTest::damagedReplies()
     run.start();
     run.startTimer(u"Design"_s);
     run.refresh();
-    run.service.answer("GET /daily/15/2013?slim=1", {Reply{200, body.toStdString()}});
+    run.peer.answer("GET /daily/15/2013?slim=1", {Reply{200, body.toStdString()}});
     run.refresh();
     // The store is unharmed, and the next refresh goes on where this one failed.
     QCOMPARE(run.menulet->company()->dayEntries().size(), std::size_t(2)); // the entry, and the one for a new timer
@@ -359,9 +358,9 @@ void RefreshTest::storeThatCannotBeUsed()
 void RefreshTest::quitsWhileTheServiceHangs()
 {
     AppRun run;
-    run.service.answer("GET /account/who_am_i", {Reply::hanging()});
+    run.peer.answer("GET /account/who_am_i", {Reply::hanging()});
     run.menulet->awakeFromNib();
-    QTRY_COMPARE(run.service.requests().size(), std::size_t(1));
+    QTRY_COMPARE(run.peer.requests().size(), std::size_t(1));
     QElapsedTimer quitting;
     quitting.start();
     run.menulet.reset();

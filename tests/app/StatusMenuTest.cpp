@@ -4,7 +4,7 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using localservice::Reply;
+using support::Reply;
 
 namespace {
 
@@ -272,16 +272,16 @@ void StatusMenuTest::failedCommands()
     auto& api = service::QuillonApi::sharedApi();
     const Reply failure{500, reply};
     if (command == u"start"_s) {
-        run.service.answer("POST /daily/add", {failure});
+        run.peer.answer("POST /daily/add", {failure});
         run.startTimer(u"Meetings"_s);
     } else if (command == u"toggle"_s) {
-        run.service.answer("GET /daily/timer/" + id, {failure});
+        run.peer.answer("GET /daily/timer/" + id, {failure});
         api.toggleTimer(*entry);
     } else if (command == u"update"_s) {
-        run.service.answer("POST /daily/update/" + id, {failure});
+        run.peer.answer("POST /daily/update/" + id, {failure});
         api.updateTimer(*entry);
     } else {
-        run.service.answer("GET /daily/delete/" + id, {failure});
+        run.peer.answer("GET /daily/delete/" + id, {failure});
         api.deleteTimer(*entry);
     }
     run.settle();

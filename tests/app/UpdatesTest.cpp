@@ -1,9 +1,9 @@
 #include "app/Appcast.h"
 #include "app/AppcastFeed.h"
 #include "app/UpdateWindow.h"
-#include "localservice/Service.h"
 #include "settings/Keys.h"
 #include "settings/UserDefaults.h"
+#include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
 
@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using app::Appcast;
-using localservice::Reply;
+using support::Reply;
 
 namespace {
 
@@ -39,17 +39,16 @@ std::string item(const std::string& version, const std::string& notes = "Faster.
 class Updates
 {
 public:
-    explicit Updates(std::chrono::milliseconds patience = 20s) : service({.dataFile = file(), .recordRequests = true})
+    explicit Updates(std::chrono::milliseconds patience = 20s)
     {
         test.info.set("CFBundleVersion"_L1, u"1.2"_s);
-        const int port = service.start().value();
-        test.info.set("SUFeedURL"_L1, u"http://127.0.0.1:%1/appcast.xml"_s.arg(port));
+        test.info.set("SUFeedURL"_L1, QString::fromLatin1(peer.url("/appcast.xml", "127.0.0.1")));
         updates = std::make_unique<app::AppcastFeed>(patience);
         updates->setCheckIntervalSeconds(3600);
     }
 
-    void answer(std::vector<Reply> replies) { service.answer("GET /appcast.xml", std::move(replies)); }
-    int requests() const { return static_cast<int>(service.requests().size()); }
+    void answer(std::vector<Reply> replies) { peer.answer("GET /appcast.xml", std::move(replies)); }
+    int requests() const { return static_cast<int>(peer.requests().size()); }
 
     /// Hours pass until a window has come up.
     void passHours() { QTRY_VERIFY_WITH_TIMEOUT((test.time.advance(1h), window()), 20000); }
@@ -81,16 +80,11 @@ public:
     }
 
     support::TestRun test;
-    localservice::Service service;
+    support::ScriptedPeer peer;
     std::unique_ptr<app::AppcastFeed> updates;
-
-private:
-    std::string file() const { return test.folders.path(u"service.sqlite"_s).toStdString(); }
 };
 
 } // namespace
-
-Q_DECLARE_METATYPE(localservice::Reply)
 
 class UpdatesTest final : public QObject
 {
@@ -313,7 +307,7 @@ void UpdatesTest::brokenServers_data()
     QTest::newRow("slow") << Reply::dripping(feed(item("1.3")), 20ms);
     QTest::newRow("closes") << Reply::closed();
     QTest::newRow("cut") << Reply::cut(feed(item("1.3")));
-    QTest::newRow("huge") << Reply::huge(Appcast::largestFeed + 1);
+    QTest::newRow("huge") << Reply{200, std::string(Appcast::largestFeed + 1, ' ')};
     QTest::newRow("leads to a file") << Reply::redirect("file:///etc/passwd");
     QTest::newRow("no feed") << Reply{200, "<html/>"};
 }

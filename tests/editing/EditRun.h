@@ -103,7 +103,7 @@ public:
         for (; row > 0; --row)
             QTest::keyClick(window()->focusWidget(), Qt::Key_Down);
         QTest::keyClick(window()->focusWidget(), Qt::Key_E);
-        service.forgetRequests();
+        peer.forgetRequests();
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     {
@@ -143,8 +143,8 @@ public:
     /// The next refresh brings this of the day in place of what the service has.
     void answerDay(const QByteArray& entries)
     {
-        service.answer("GET /daily/15/2013", {{200, "<daily><for_day>Tue, 15 Jan 2013</for_day><day_entries>" +
-                                                        entries.toStdString() + "</day_entries></daily>"}});
+        peer.answer("GET /daily/15/2013", {{200, "<daily><for_day>Tue, 15 Jan 2013</for_day><day_entries>" +
+                                                     entries.toStdString() + "</day_entries></daily>"}});
     }
     /// The entry as a day sheet has it, with these elements besides.
     static QByteArray entryElement(const QString& id, const QByteArray& more)
@@ -161,7 +161,7 @@ public:
         settle();
         QByteArray body;
         int changes = 0;
-        for (const localservice::Request& request : service.requests()) {
+        for (const support::Request& request : peer.requests()) {
             if (request.method != "POST")
                 continue;
             ++changes;

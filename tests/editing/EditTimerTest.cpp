@@ -458,7 +458,7 @@ void EditTimerTest::picksADay()
     QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
     run.window()->show();
     QVERIFY(run.isOpen());
-    run.service.forgetRequests();
+    run.peer.forgetRequests();
     run.save();
     QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));
 }
@@ -519,7 +519,7 @@ void EditTimerTest::survivesRefreshes()
     }
     run.date().setDate(QDate(2013, 1, 10));
     refresh();
-    run.service.forgetRequests();
+    run.peer.forgetRequests();
     run.save();
     QCOMPARE(run.sent(), request("My own",
                                  timestamps ? "  <hours>1.50</hours>\n"
@@ -569,7 +569,7 @@ void EditTimerTest::neverSavesADeletedEntry()
             field->setFocus(Qt::TabFocusReason);
             run.press(Qt::Key_Tab);
         }
-        run.service.forgetRequests();
+        run.peer.forgetRequests();
         run.save();
         QVERIFY(run.message().startsWith(u"This timer has been deleted in the meantime."_s));
         run.press(Qt::Key_Return);
@@ -592,7 +592,7 @@ void EditTimerTest::neverSavesALockedEntry()
     run.type(run.hours(), u"4"_s);
     QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), "Approved by Kim."));
     run.refresh();
-    run.service.forgetRequests();
+    run.peer.forgetRequests();
     run.save();
     QCOMPARE(run.message(),
              u"This timer has been locked in the meantime and can no longer be changed. Approved by Kim."_s);
@@ -600,7 +600,7 @@ void EditTimerTest::neverSavesALockedEntry()
     QCOMPARE(run.hours().text(), u"4"_s);
     QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), std::nullopt));
     run.refresh();
-    run.service.forgetRequests();
+    run.peer.forgetRequests();
     run.save();
     QCOMPARE(run.sent(), request("First draft", "  <hours>4.00</hours>\n"));
 }
@@ -647,14 +647,14 @@ void EditTimerTest::keepsWhatCouldNotBeSaved()
     EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
     const QString id = run.book();
     const QString other = run.book(u"Second"_s);
-    const localservice::Reply failure{500, "<hash><message>No</message></hash>"};
-    const localservice::Reply page{200, "<!DOCTYPE html><html></html>"};
-    const localservice::Reply gone{404, "<hash><message>No</message></hash>"};
+    const support::Reply failure{500, "<hash><message>No</message></hash>"};
+    const support::Reply page{200, "<!DOCTYPE html><html></html>"};
+    const support::Reply gone{404, "<hash><message>No</message></hash>"};
     // The service fails both, and has what it had before.
-    run.service.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
-                                                                  : then == u"404" ? gone
-                                                                                   : failure});
-    run.service.answer("POST /daily/update/" + other.toStdString(), {failure});
+    run.peer.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
+                                                               : then == u"404" ? gone
+                                                                                : failure});
+    run.peer.answer("POST /daily/update/" + other.toStdString(), {failure});
     run.edit();
     run.type(run.project(), u"intra"_s);
     run.press(Qt::Key_Tab);
@@ -714,7 +714,7 @@ void EditTimerTest::losesAProjectThatIsGone()
     service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
     run.settle();
     QCOMPARE(run.project().text(), u"Intranet"_s);
-    run.service.forgetRequests();
+    run.peer.forgetRequests();
     run.save();
     QCOMPARE(run.message(), chooseBoth);
     QCOMPARE(run.sent(), QByteArray());

@@ -109,7 +109,7 @@ public:
     {
         settle();
         std::vector<std::string> bodies;
-        for (const localservice::Request& request : service.requests()) {
+        for (const support::Request& request : peer.requests()) {
             if (request.method == "POST" && request.target == "/daily/add")
                 bodies.push_back(request.body);
         }
@@ -485,9 +485,9 @@ private slots:
         QFETCH(std::string, body);
         QFETCH(bool, patience);
         NewTimerRun run;
-        const localservice::Reply reply{status, body};
-        const localservice::Reply no{500, "<hash><message>No</message></hash>"};
-        run.service.answer("POST /daily/add", {reply, patience ? no : reply, no});
+        const support::Reply reply{status, body};
+        const support::Reply no{500, "<hash><message>No</message></hash>"};
+        run.peer.answer("POST /daily/add", {reply, patience ? no : reply, no});
         run.test.time.blockSleeps();
         run.choose(u"web"_s, u"mee"_s);
         run.type(u"notes"_s);
@@ -529,8 +529,8 @@ private slots:
     void severalStartsUnderWay()
     {
         NewTimerRun run;
-        const localservice::Reply no{500, "<hash><message>No</message></hash>"};
-        run.service.answer("POST /daily/add", {localservice::Reply{503, ""}, no});
+        const support::Reply no{500, "<hash><message>No</message></hash>"};
+        run.peer.answer("POST /daily/add", {support::Reply{503, ""}, no});
         run.test.time.blockSleeps();
         run.choose(u"web"_s, u"mee"_s);
         run.type(u"first"_s);
@@ -559,7 +559,7 @@ private slots:
         QCOMPARE(run.task()->text(), u"Meetings");
         QCOMPARE(run.window->durationTextField->text(), u"2:00");
         // One that was cancelled does not come back.
-        run.service.answer("POST /daily/add", {no});
+        run.peer.answer("POST /daily/add", {no});
         QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
         run.key(Qt::Key_Escape);
         run.settle();
@@ -567,7 +567,7 @@ private slots:
         // Nor does one of another account.
         run.open();
         run.choose(u"web"_s, u"mee"_s);
-        run.service.answer("POST /daily/add", {no});
+        run.peer.answer("POST /daily/add", {no});
         run.window->durationTextField->setFocus();
         run.key(Qt::Key_Return);
         QVERIFY(!run.window->isVisible());

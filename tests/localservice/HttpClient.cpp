@@ -49,7 +49,8 @@ QString Answer::root() const
 }
 
 HttpClient::HttpClient(const QString& baseUrl, const QString& email, const QString& password)
-    : m_handle(std::make_unique<Handle>()), m_baseUrl(baseUrl), m_credentials(email.isEmpty() ? QByteArray() : (email + u':' + password).toUtf8())
+    : m_handle(std::make_unique<Handle>()), m_baseUrl(baseUrl),
+      m_credentials(email.isEmpty() ? QByteArray() : (email + u':' + password).toUtf8())
 {
 }
 
@@ -71,6 +72,7 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
         curl_easy_setopt(easy, CURLOPT_CAINFO, trusted.toUtf8().constData());
     if (!source.isEmpty())
         curl_easy_setopt(easy, CURLOPT_INTERFACE, source.toUtf8().constData());
+    curl_easy_setopt(easy, CURLOPT_MAX_RECV_SPEED_LARGE, curl_off_t(speed));
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, appendBody);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &answer.body);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, addHeader);

@@ -27,6 +27,7 @@ class HttpClient
 public:
     QString trusted; ///< a file of certificates that the service may prove itself with; those of the system if empty
     QString source;  ///< the address of this machine that it speaks from
+    int speed = 0;   ///< the bytes a second that it takes at most; 0 for any number
 
     /// Sends no credentials when `email` is empty.
     HttpClient(const QString& baseUrl, const QString& email, const QString& password);

@@ -84,8 +84,7 @@ void Scenario::restart()
     service = std::make_unique<localservice::Service>(
         localservice::Service::Options{.dataFile = folder.filePath(u"deep/service.sqlite"_s).toStdString(),
                                        .tls = m_transport == Over::Tls ? openTls() : nullptr,
-                                       .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); },
-                                       .recordRequests = true});
+                                       .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); }});
     if (const auto port = service->start(); !port)
         qFatal("%s", port.error().c_str());
     connect();

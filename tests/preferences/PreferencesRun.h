@@ -8,6 +8,7 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
+#include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractButton>
@@ -52,17 +53,14 @@ struct RecordingPreferencesOwner final : preferences::PreferencesOwner
 class PreferencesRun
 {
 public:
-    PreferencesRun()
-        : service(
-              {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(), .recordRequests = true})
+    PreferencesRun() : service({.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString()})
     {
         settings::QuillonPreferences::setupDefaults();
-        const std::uint16_t port = service.start().value();
         localservice::Database& data = *service.database().value();
         const localservice::Id account = data.addAccount({"acme"}).value();
         data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
-        test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
+        test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(peer.port()));
         settings::HotKeyManager::instance().setupHotKeys();
     }
     ~PreferencesRun() { service::QuillonApi::sharedApi().stop(); }
@@ -135,10 +133,8 @@ public:
     /// What was asked of the service since the last call: "GET /account/who_am_i".
     QStringList requested()
     {
-        QStringList list;
-        for (const localservice::Request& request : service.requests())
-            list << QString::fromStdString(request.method + ' ' + request.target);
-        service.forgetRequests();
+        QStringList list = peer.asked();
+        peer.forgetRequests();
         return list;
     }
 
@@ -150,6 +146,7 @@ public:
 
     support::TestRun test;
     localservice::Service service;
+    support::ScriptedPeer peer{service.start().value()};
     RecordingPreferencesOwner owner;
     std::unique_ptr<preferences::PreferenceController> controller;
 };

@@ -292,7 +292,7 @@ void PreferencesTest::serviceThatDoesNotAnswer()
 {
     PreferencesRun run;
     auto& controller = run.open();
-    run.service.stop();
+    run.peer.stop();
     run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
     auto& api = service::QuillonApi::sharedApi();
     QTRY_COMPARE(api.operationCount(), 0);

@@ -1,3 +1,4 @@
+#include "localservice/Service.h"
 #include "service/HttpClient.h"
 #include "settings/QuillonPreferences.h"
 #include "support/ServiceRun.h"
@@ -15,34 +16,9 @@ using service::HttpClient;
 using service::HttpReply;
 using service::HttpRequest;
 using support::Reply;
+using support::ScriptedPeer;
 
 namespace {
-
-/// A service whose replies are scripted, on its own.
-struct Peer
-{
-    Peer() { port = service.start().value_or(0); }
-
-    QByteArray url(const char* path, const char* host = "acme.localhost") const
-    {
-        return QByteArray("http://") + host + ':' + QByteArray::number(port) + path;
-    }
-    std::string location(const char* path, const char* host = "acme.localhost") const
-    {
-        return url(path, host).toStdString();
-    }
-    QStringList requests() const
-    {
-        QStringList all;
-        for (const localservice::Request& request : service.requests())
-            all << QString::fromStdString(request.method + ' ' + request.target);
-        return all;
-    }
-
-    QTemporaryDir folder;
-    localservice::Service service{{.dataFile = folder.filePath(u"data"_s).toStdString(), .recordRequests = true}};
-    std::uint16_t port = 0;
-};
 
 HttpRequest get(const QByteArray& url)
 {
@@ -149,15 +125,15 @@ private slots:
 
 void HttpClientTest::sendsWhatItIsGiven()
 {
-    Peer peer;
-    peer.service.answer("POST /daily/add", {Reply{201, "<add/>"}});
+    ScriptedPeer peer;
+    peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
     HttpClient client;
     HttpRequest request = post(peer.url("/daily/add?of=x"));
     request.headers = {{"Content-Type", "application/xml"}, {"X-Long", QByteArray(3000, 'x')}};
     request.body = QByteArray("a\0b", 3);
     QCOMPARE(client.send(request, {}).status, 201);
 
-    const localservice::Request got = peer.service.requests().at(0);
+    const support::Request got = peer.requests().at(0);
     QCOMPARE(got.target, "/daily/add?of=x");
     QCOMPARE(got.body, std::string("a\0b", 3));
     QStringList names;
@@ -168,7 +144,7 @@ void HttpClientTest::sendsWhatItIsGiven()
                                  u"X-Long"_s}));
     QCOMPARE(got.header("X-Long").size(), 3000U);
     QCOMPARE(got.header("Authorization"), "Basic YTpi");
-    QCOMPARE(got.header("Host"), "acme.localhost:" + std::to_string(peer.port));
+    QCOMPARE(got.header("Host"), "acme.localhost:" + std::to_string(peer.port()));
 }
 
 void HttpClientTest::repliesOfAllKindsComeBack_data()
@@ -181,9 +157,9 @@ void HttpClientTest::repliesOfAllKindsComeBack_data()
 void HttpClientTest::repliesOfAllKindsComeBack()
 {
     QFETCH(int, status);
-    Peer peer;
+    ScriptedPeer peer;
     const std::string body = status == 304 ? "" : "R\xc3\xa9ponse";
-    peer.service.answer("GET /daily", {Reply{status, body, {{"X-Company-Cache-Version", "7"}}}});
+    peer.answer("GET /daily", {Reply{status, body, {{"X-Company-Cache-Version", "7"}}}});
     HttpClient client;
     const HttpReply reply = client.send(get(peer.url("/daily")), {});
     QCOMPARE(errorCode(reply), 0);
@@ -191,7 +167,7 @@ void HttpClientTest::repliesOfAllKindsComeBack()
     QCOMPARE(reply.body.toStdString(), body);
     QCOMPARE(reply.header("x-company-CACHE-version"), "7");
     QCOMPARE(reply.header("X-Other"), std::nullopt);
-    QCOMPARE(peer.requests(), QStringList(u"GET /daily"_s));
+    QCOMPARE(peer.asked(), QStringList(u"GET /daily"_s));
 }
 
 void HttpClientTest::failuresOnTheWay_data()
@@ -210,8 +186,8 @@ void HttpClientTest::failuresOnTheWay()
     QFETCH(Reply, scripted);
     QFETCH(int, code);
     QFETCH(QByteArray, body);
-    Peer peer;
-    peer.service.answer("GET /daily", {scripted});
+    ScriptedPeer peer;
+    peer.answer("GET /daily", {scripted});
     HttpClient client(400ms);
     QElapsedTimer time;
     time.start();
@@ -223,11 +199,11 @@ void HttpClientTest::failuresOnTheWay()
     QVERIFY(time.elapsed() < 5000);
 
     // The same client goes on afterwards, and knows what is no address at all.
-    peer.service.answer("GET /daily", {Reply{200, "<daily/>"}});
+    peer.answer("GET /daily", {Reply{200, "<daily/>"}});
     QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
     QCOMPARE(errorCode(client.send(get("http://a b/daily"), {})), 3);
     QCOMPARE(errorCode(client.send(get("ftp://127.0.0.1/daily"), {})), 1);
-    peer.service.stop();
+    peer.stop();
     QCOMPARE(errorCode(client.send(get(peer.url("/daily")), {})), 7);
 }
 
@@ -241,47 +217,47 @@ void HttpClientTest::redirectsAreFollowed_data()
 void HttpClientTest::redirectsAreFollowed()
 {
     QFETCH(int, status);
-    Peer peer;
-    peer.service.answer("GET /here", {Reply::redirect("/there", status)});
-    peer.service.answer("GET /there", {Reply{200, "arrived"}});
+    ScriptedPeer peer;
+    peer.answer("GET /here", {Reply::redirect("/there", status)});
+    peer.answer("GET /there", {Reply{200, "arrived"}});
     HttpClient client;
     QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
-    QCOMPARE(peer.requests(), QStringList({u"GET /here"_s, u"GET /there"_s}));
-    QCOMPARE(peer.service.requests().back().header("Authorization"), "Basic YTpi");
+    QCOMPARE(peer.asked(), QStringList({u"GET /here"_s, u"GET /there"_s}));
+    QCOMPARE(peer.requests().back().header("Authorization"), "Basic YTpi");
 
     // One that changes something goes nowhere, even where that is not said; nor does one that has no place to go.
     HttpRequest change = get(peer.url("/change"));
     change.changesSomething = true;
     const std::string signIn = "<!DOCTYPE html>";
     for (const HttpRequest& request : {change, post(peer.url("/change"))}) {
-        peer.service.answer((request.method + " /change").toStdString(),
-                            {Reply{status, signIn, {{"Location", "/there"}}}, Reply{status, signIn}});
-        peer.service.forgetRequests();
+        peer.answer((request.method + " /change").toStdString(),
+                    {Reply{status, signIn, {{"Location", "/there"}}}, Reply{status, signIn}});
+        peer.forgetRequests();
         for (int n = 0; n < 2; ++n) {
             const HttpReply reply = client.send(request, {});
             QCOMPARE(errorCode(reply), 47);
             QCOMPARE(reply.body, QByteArray());
         }
-        QCOMPARE(peer.requests().size(), 2);
+        QCOMPARE(peer.asked().size(), 2);
     }
-    peer.service.answer("GET /nowhere", {Reply{status}});
+    peer.answer("GET /nowhere", {Reply{status}});
     QCOMPARE(client.send(get(peer.url("/nowhere")), {}).status, status);
 }
 
 void HttpClientTest::redirectsHaveALimit()
 {
-    Peer peer;
-    peer.service.answer("GET /here", std::vector<Reply>(6, Reply::redirect("/here")));
+    ScriptedPeer peer;
+    peer.answer("GET /here", std::vector<Reply>(6, Reply::redirect("/here")));
     HttpClient client;
     QCOMPARE(errorCode(client.send(get(peer.url("/here")), {})), 47);
-    QCOMPARE(peer.requests().size(), 6);
+    QCOMPARE(peer.asked().size(), 6);
 
-    peer.service.forgetRequests();
-    peer.service.answer("GET /five", std::vector<Reply>(5, Reply::redirect("/five")));
-    peer.service.answer("GET /five", {Reply{200, "arrived"}});
+    peer.forgetRequests();
+    peer.answer("GET /five", std::vector<Reply>(5, Reply::redirect("/five")));
+    peer.answer("GET /five", {Reply{200, "arrived"}});
     QCOMPARE(client.send(get(peer.url("/five")), {}).body, "arrived");
 
-    peer.service.answer("GET /away", {Reply::redirect("file:///etc/hostname"), Reply::redirect("http://")});
+    peer.answer("GET /away", {Reply::redirect("file:///etc/hostname"), Reply::redirect("http://")});
     QCOMPARE(errorCode(client.send(get(peer.url("/away")), {})), 1);
 }
 
@@ -300,35 +276,35 @@ void HttpClientTest::credentialsStayWithTheirHost()
 {
     QFETCH(QStringList, hosts);
     QFETCH(QStringList, sentTo);
-    Peer peer;
+    ScriptedPeer peer;
     std::vector<Reply> replies;
     for (const QString& host : hosts.mid(1))
-        replies.push_back(Reply::redirect(peer.location("/here", (host + ".localhost"_L1).toLatin1().constData())));
+        replies.push_back(Reply::redirect(peer.url("/here", host.toLatin1() + ".localhost").toStdString()));
     replies.push_back(Reply{200, "arrived"});
-    peer.service.answer("GET /here", replies);
+    peer.answer("GET /here", replies);
     HttpClient client;
     QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
     QStringList told;
-    for (const localservice::Request& request : peer.service.requests()) {
+    for (const support::Request& request : peer.requests()) {
         if (!request.header("Authorization").empty())
             told << QString::fromStdString(std::string(request.header("Host"))).section(u'.', 0, 0);
     }
-    QCOMPARE(peer.requests().size(), hosts.size());
+    QCOMPARE(peer.asked().size(), hosts.size());
     QCOMPARE(told, sentTo);
 
     // The same machine, but somebody else's port.
-    Peer other;
-    other.service.answer("GET /here", {Reply{200, "arrived"}});
-    peer.service.answer("GET /here", {Reply::redirect(other.location("/here"))});
+    ScriptedPeer other;
+    other.answer("GET /here", {Reply{200, "arrived"}});
+    peer.answer("GET /here", {Reply::redirect(other.url("/here").toStdString())});
     QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
-    QCOMPARE(other.service.requests().at(0).header("Authorization"), "");
+    QCOMPARE(other.requests().at(0).header("Authorization"), "");
 }
 
 void HttpClientTest::largestBody()
 {
-    Peer peer;
+    ScriptedPeer peer;
     constexpr std::size_t limit = 64 * 1024 * 1024;
-    peer.service.answer("GET /huge", {Reply::huge(limit), Reply::huge(limit + 1)});
+    peer.answer("GET /huge", {Reply{200, std::string(limit, ' ')}, Reply{200, std::string(limit + 1, ' ')}});
     HttpClient client(60s);
     HttpReply reply = client.send(get(peer.url("/huge")), {});
     QCOMPARE(errorCode(reply), 0);
@@ -353,22 +329,22 @@ void HttpClientTest::changingRequestsAreNeverRepeated()
     QFETCH(bool, changes);
     QFETCH(int, code);
     QFETCH(int, arrived);
-    Peer peer;
-    peer.service.answer("GET /first", {Reply{200, "leaves a connection open"}});
-    peer.service.answer("GET /daily/timer/1", {Reply::closed(), Reply{200, "<timer/>"}});
+    ScriptedPeer peer;
+    peer.answer("GET /first", {Reply{200, "leaves a connection open"}});
+    peer.answer("GET /daily/timer/1", {Reply::closed(), Reply{200, "<timer/>"}});
     HttpClient client;
     QCOMPARE(client.send(get(peer.url("/first")), {}).status, 200);
     HttpRequest request = get(peer.url("/daily/timer/1"));
     request.changesSomething = changes;
     QCOMPARE(errorCode(client.send(request, {})), code);
-    QCOMPARE(peer.requests().filter(u"timer"_s).size(), arrived);
+    QCOMPARE(peer.asked().filter(u"timer"_s).size(), arrived);
 }
 
 void HttpClientTest::loopbackNeedsNoProxy()
 {
     const Variable proxy("http_proxy", "http://127.0.0.1:1");
-    Peer peer;
-    peer.service.answer("GET /daily", {Reply{200, "<daily/>"}});
+    ScriptedPeer peer;
+    peer.answer("GET /daily", {Reply{200, "<daily/>"}});
     HttpClient client;
     QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
     QCOMPARE(errorCode(client.send(get("http://quillon.invalid/daily"), {})), 7);
@@ -378,8 +354,8 @@ void HttpClientTest::secureConnections()
 {
     SecurePeer secure;
     QVERIFY(secure.port > 0);
-    Peer open;
-    open.service.answer("GET /open", {Reply{200, "arrived"}});
+    ScriptedPeer open;
+    open.answer("GET /open", {Reply{200, "arrived"}});
     secure.serve(u"plain"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
     secure.serve(u"down"_s, "HTTP/1.0 302 Found\r\nLocation: " + open.url("/open") + "\r\n\r\n");
 
@@ -389,9 +365,9 @@ void HttpClientTest::secureConnections()
     QCOMPARE(client.send(get(secure.url("/plain")), {}).body, "arrived");
 
     QCOMPARE(errorCode(client.send(get(secure.url("/down")), {})), 1);
-    open.service.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
+    open.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
     QCOMPARE(errorCode(client.send(get(open.url("/up")), {})), 1);
-    QCOMPARE(open.requests(), QStringList(u"GET /up"_s));
+    QCOMPARE(open.asked(), QStringList(u"GET /up"_s));
 }
 
 void HttpClientTest::aTeamsOwnService()
@@ -418,14 +394,14 @@ void HttpClientTest::aTeamsOwnService()
 
 void HttpClientTest::stopEndsTheWait()
 {
-    Peer peer;
-    peer.service.answer("GET /daily", {Reply::hanging()});
+    ScriptedPeer peer;
+    peer.answer("GET /daily", {Reply::hanging()});
     std::stop_source stop;
     HttpReply reply;
     QElapsedTimer time;
     {
         const std::jthread worker([&] { reply = HttpClient().send(get(peer.url("/daily")), stop.get_token()); });
-        QTRY_COMPARE(peer.requests().size(), 1);
+        QTRY_COMPARE(peer.asked().size(), 1);
         time.start();
         stop.request_stop();
     }

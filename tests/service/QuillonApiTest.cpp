@@ -110,12 +110,12 @@ void QuillonApiTest::requestsAndTheirOutcomes()
     QFETCH(QStringList, toldOfFailure);
     ServiceRun run;
     for (const QString& key : sent) {
-        run.service.answer(key.toStdString(), {Reply{200, "<nothing/>"},
-                                               Reply{500, "<error><kind>k</kind><message>Not now.</message></error>"}});
+        run.peer.answer(key.toStdString(), {Reply{200, "<nothing/>"},
+                                            Reply{500, "<error><kind>k</kind><message>Not now.</message></error>"}});
     }
     request(run);
     QVERIFY(run.finish());
-    QCOMPARE(run.requests(), sent);
+    QCOMPARE(run.peer.asked(), sent);
     QCOMPARE(run.outcomes.calls(), told);
 
     run.outcomes.forgetCalls();
@@ -139,13 +139,13 @@ void QuillonApiTest::changingRequestsAreSentOnce()
     QFETCH(Reply, reply);
     QFETCH(QString, failure);
     ServiceRun run;
-    run.service.answer("GET /people/7", {Reply{200, "<leaves-a-connection-open/>"}});
+    run.peer.answer("GET /people/7", {Reply{200, "<leaves-a-connection-open/>"}});
     // Whatever repeats one finds the second reply.
     const std::vector<Reply> replies{reply, Reply{200, "<repeated/>"}};
     for (const char* key : {"POST /daily/add", "POST /daily/update/12", "GET /daily/timer/12", "GET /daily/delete/12",
                             "POST /hc/day_entry/12"})
-        run.service.answer(key, replies);
-    run.service.answer("GET /daily/1/2013?slim=1", {Reply{200, "<daily/>"}});
+        run.peer.answer(key, replies);
+    run.peer.answer("GET /daily/1/2013?slim=1", {Reply{200, "<daily/>"}});
 
     model::DayEntry& entry = newYearsEntry(run);
     run.api.requestUser(u"7"_s);
@@ -155,9 +155,9 @@ void QuillonApiTest::changingRequestsAreSentOnce()
     run.api.deleteTimer(entry);
     run.api.correctIdleTimer(entry, 60, {});
     QVERIFY(run.finish());
-    QCOMPARE(run.requests(), QStringList({u"GET /people/7"_s, u"POST /daily/add"_s, u"POST /daily/update/12"_s,
-                                          u"GET /daily/timer/12"_s, u"GET /daily/1/2013?slim=1"_s,
-                                          u"GET /daily/delete/12"_s, u"POST /hc/day_entry/12"_s}));
+    QCOMPARE(run.peer.asked(), QStringList({u"GET /people/7"_s, u"POST /daily/add"_s, u"POST /daily/update/12"_s,
+                                            u"GET /daily/timer/12"_s, u"GET /daily/1/2013?slim=1"_s,
+                                            u"GET /daily/delete/12"_s, u"POST /hc/day_entry/12"_s}));
     QCOMPARE(run.outcomes.calls().filter(failure).size(), 5);
 }
 
@@ -168,14 +168,14 @@ void QuillonApiTest::requestsRunInOrder()
     QStringList calls;
     for (int day = 1; day <= 12; ++day) {
         const QString key = u"GET /daily/%1/2013?slim=1"_s.arg(day);
-        run.service.answer(key.toStdString(), {Reply{200, "<daily/>"}});
+        run.peer.answer(key.toStdString(), {Reply{200, "<daily/>"}});
         run.api.requestDailyTimesheetForDate(QDate(2013, 1, day));
         expected << key;
         calls << u"authenticationSucceeded"_s << u"requestDailyTimesheetDidSucceed"_s;
     }
     QCOMPARE(run.api.operationCount(), 12);
     QVERIFY(run.finish());
-    QCOMPARE(run.requests(), expected);
+    QCOMPARE(run.peer.asked(), expected);
     QCOMPARE(run.outcomes.calls(), calls);
     QCOMPARE(run.outcomes.everyCall().count(u"allRequestsProcessed"_s), 1);
 }
@@ -184,8 +184,8 @@ void QuillonApiTest::newCredentialsAreTriedForTheReceiver()
 {
     ServiceRun run;
     support::RecordingReceiver window;
-    run.service.answer("GET /account/who_am_i", {Reply{401, "Authentication failed for API request."},
-                                                 Reply{200, "<hash/>", {{"X-Company-Cache-Version", "7"}}}});
+    run.peer.answer("GET /account/who_am_i", {Reply{401, "Authentication failed for API request."},
+                                              Reply{200, "<hash/>", {{"X-Company-Cache-Version", "7"}}}});
     run.api.authenticateNewCredentialsAndNotify(&window);
     run.api.authenticateNewCredentialsAndNotify(&window);
     QVERIFY(run.finish());
@@ -198,7 +198,7 @@ void QuillonApiTest::newCredentialsAreTriedForTheReceiver()
 void QuillonApiTest::idleTimeIsTakenOff()
 {
     ServiceRun run;
-    run.service.answer("POST /hc/day_entry/12", {Reply{200, "no XML"}});
+    run.peer.answer("POST /hc/day_entry/12", {Reply{200, "no XML"}});
     model::DayEntry& entry = newYearsEntry(run);
     entry.setHours(2);
     entry.setTimerStarted(QDateTime(QDate(2013, 1, 1), QTime(8, 0), Qt::UTC));
@@ -214,7 +214,7 @@ void QuillonApiTest::idleTimeIsTakenOff()
 void QuillonApiTest::thirtySixRequestsInFifteenSeconds()
 {
     ServiceRun run;
-    run.service.answer("GET /people/7", std::vector<Reply>(38, Reply{200, "<user/>"}));
+    run.peer.answer("GET /people/7", std::vector<Reply>(38, Reply{200, "<user/>"}));
     for (int n = 0; n < 36; ++n)
         run.api.requestUser(u"7"_s);
     QVERIFY(run.finish());
@@ -225,7 +225,7 @@ void QuillonApiTest::thirtySixRequestsInFifteenSeconds()
     run.api.requestUser(u"7"_s);
     QVERIFY(run.finish());
     QCOMPARE(run.time.sleeps(), Sleeps{11s});
-    QCOMPARE(run.requests().size(), 38);
+    QCOMPARE(run.peer.asked().size(), 38);
 }
 
 void QuillonApiTest::throttleWindow()
@@ -265,7 +265,7 @@ void QuillonApiTest::throttleWithAClockSetBack()
 void QuillonApiTest::passwordIsLookedUpForTheFirstRequest()
 {
     ServiceRun run;
-    run.service.answer("GET /people/7", {Reply{200, "<user/>"}, Reply{200, "<user/>"}});
+    run.peer.answer("GET /people/7", {Reply{200, "<user/>"}, Reply{200, "<user/>"}});
     run.api.requestUser(u"7"_s);
     run.api.requestUser(u"7"_s);
     QCOMPARE(run.environment.secrets.asked, QStringList()); // the start of the program does not wait for it
@@ -293,7 +293,7 @@ void QuillonApiTest::mergesGoToTheHostWithoutDelegate()
     ServiceRun run;
     const Controller controller(run);
     run.api.setDelegate(nullptr);
-    run.service.answer("GET /people/7", {Reply{200, "<user><id>7</id></user>"}});
+    run.peer.answer("GET /people/7", {Reply{200, "<user><id>7</id></user>"}});
     run.api.requestUser(u"7"_s);
     QVERIFY(run.finish());
     QCOMPARE(controller.merges, 2); // the account, then the person
@@ -328,12 +328,12 @@ void QuillonApiTest::quitsAtOnce()
     QFETCH(int, before);
     auto run = std::make_unique<ServiceRun>();
     run->time.blockSleeps();
-    run->service.answer("GET /people/7", {reply, reply});
+    run->peer.answer("GET /people/7", {reply, reply});
     start(*run, before);
     run->api.requestUser(u"7"_s);
     run->api.requestUser(u"7"_s);
-    if (reply.fault == localservice::Fault::Hang)
-        QTRY_COMPARE(run->requests().size(), 1);
+    if (reply.fault == support::Fault::Hold)
+        QTRY_COMPARE(run->peer.asked().size(), 1);
     else
         QTRY_COMPARE(run->time.sleeping(), 1);
 
@@ -345,7 +345,7 @@ void QuillonApiTest::quitsAtOnce()
     QCOMPARE(run->api.operationCount(), 0);
     QCoreApplication::processEvents();
     QCOMPARE(run->outcomes.everyCall(), QStringList());
-    QCOMPARE(run->requests().size(), before ? 0 : 1);
+    QCOMPARE(run->peer.asked().size(), before ? 0 : 1);
     run.reset();
 }
 
@@ -355,7 +355,7 @@ void QuillonApiTest::quitsInTheMiddleOfAnImport()
     std::string sheet = "<daily><for_day>Tue, 1 Jan 2013</for_day><day_entries>";
     for (int id = 1; id <= 20'000; ++id)
         sheet += "<day_entry><id>" + std::to_string(id) + "</id><spent_at>2013-01-01</spent_at></day_entry>";
-    run.service.answer("GET /daily/1/2013?slim=1", {Reply{200, sheet + "</day_entries></daily>"}});
+    run.peer.answer("GET /daily/1/2013?slim=1", {Reply{200, sheet + "</day_entries></daily>"}});
     run.api.requestDailyTimesheetForDate(QDate(2013, 1, 1));
     QTRY_VERIFY(run.outcomes.everyCall().contains(u"authenticationSucceeded"_s)); // the import comes next
     run.api.stop();

@@ -194,7 +194,7 @@ void RequestOperationTest::headers()
     settings::QuillonPreferences& preferences = run.api.userCredentials();
     preferences.setEmail(u"änn@example.com"_s);
     preferences.setPassword(u"p:w "_s + QString(120, u'x'));
-    run.service.answer(day, {Reply{200, "<daily/>"}});
+    run.peer.answer(day, {Reply{200, "<daily/>"}});
     run.api.requestDailyTimesheetForDate(newYear);
     QVERIFY(run.finish());
     QCOMPARE(run.headerOfRequest(0, "Content-Type"), "application/xml");
@@ -237,11 +237,11 @@ void RequestOperationTest::outcomes()
     QFETCH(Reply, reply);
     QFETCH(QStringList, expected);
     ServiceRun run;
-    run.service.answer(day, {reply});
+    run.peer.answer(day, {reply});
     run.api.requestDailyTimesheetForDate(newYear);
     QVERIFY(run.finish());
     QCOMPARE(run.outcomes.calls(), expected);
-    QCOMPARE(run.requests().size(), 1);
+    QCOMPARE(run.peer.asked().size(), 1);
     QCOMPARE(run.time.sleeps(), Sleeps());
 }
 
@@ -289,7 +289,7 @@ void RequestOperationTest::retriesOnceAfterFiveMinutes()
     QFETCH(QStringList, expected);
     QFETCH(bool, waits);
     ServiceRun run;
-    run.service.answer("POST /hc/day_entry/12", {Reply{first}, second});
+    run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
     // A request with a body, which must be there again in the second attempt.
     auto operation =
         std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(), run.api.userCredentials());
@@ -302,7 +302,7 @@ void RequestOperationTest::retriesOnceAfterFiveMinutes()
     QVERIFY(run.finish());
     QCOMPARE(run.outcomes.calls(), expected);
     QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
-    QCOMPARE(run.requests().size(), waits ? 2 : 1);
+    QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
     if (waits) {
         QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
         QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
@@ -313,17 +313,17 @@ void RequestOperationTest::retryHoldsUpTheOthers()
 {
     ServiceRun run;
     run.time.blockSleeps();
-    run.service.answer(day, {Reply{503}, Reply{200, "<daily/>"}});
-    run.service.answer("GET /people/7", {Reply{200, "<user/>"}});
+    run.peer.answer(day, {Reply{503}, Reply{200, "<daily/>"}});
+    run.peer.answer("GET /people/7", {Reply{200, "<user/>"}});
     run.api.requestDailyTimesheetForDate(newYear);
     run.api.requestUser(u"7"_s);
     QTRY_COMPARE(run.time.sleeping(), 1);
     run.time.advance(299s);
     QCOMPARE(run.time.sleeping(), 1);
-    QCOMPARE(run.requests().size(), 1);
+    QCOMPARE(run.peer.asked().size(), 1);
     run.time.advance(1s);
     QVERIFY(run.finish());
-    QCOMPARE(run.requests().mid(1), QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /people/7"_s}));
+    QCOMPARE(run.peer.asked().mid(1), QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /people/7"_s}));
     QCOMPARE(run.outcomes.calls(), QStringList({succeeded, dayCame, succeeded, u"requestUserDidSucceed"_s}));
 }
 
@@ -331,7 +331,7 @@ void RequestOperationTest::credentialsAreTakenAtTheStart()
 {
     ServiceRun run;
     run.time.blockSleeps();
-    run.service.answer(day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
+    run.peer.answer(day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
     run.api.requestDailyTimesheetForDate(newYear);
     QTRY_COMPARE(run.time.sleeping(), 1);
     run.api.userCredentials().setUrl(u"globex"_s);
@@ -353,7 +353,7 @@ void RequestOperationTest::mergeComesBeforeSuccess()
     run.outcomes.whenCalled = [&](const QString& call) {
         seenAt[call] = !entry ? u"gone"_s : QString::number(entry.get()->hours().value_or(0));
     };
-    run.service.answer(day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
+    run.peer.answer(day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
     run.api.requestDailyTimesheetForDate(newYear);
     QVERIFY(run.finish());
     QCOMPARE(seenAt.value(succeeded), u"0"_s);
@@ -371,7 +371,7 @@ void RequestOperationTest::receiverMayGoAway()
 {
     ServiceRun run;
     run.time.blockSleeps();
-    run.service.answer("POST /daily/add", {Reply{503}, Reply{200, "<add/>"}});
+    run.peer.answer("POST /daily/add", {Reply{503}, Reply{200, "<add/>"}});
     auto window = std::make_unique<RecordingReceiver>();
     run.api.startNewTimer(run.entry(u"newEntry"_s), window.get());
     QTRY_COMPARE(run.time.sleeping(), 1);
@@ -379,15 +379,15 @@ void RequestOperationTest::receiverMayGoAway()
     run.time.advance(300s);
     QVERIFY(run.finish());
     QCOMPARE(run.outcomes.calls(), QStringList());
-    QCOMPARE(run.requests().size(), 2);
+    QCOMPARE(run.peer.asked().size(), 2);
 }
 
 void RequestOperationTest::account()
 {
     ServiceRun run;
-    run.service.answer("GET /account/who_am_i", {Reply{200, "<hash><user><id>7</id><email>ann@example.com</email>"
-                                                            "<timezone>London</timezone></user></hash>"},
-                                                 Reply{200, "no XML"}});
+    run.peer.answer("GET /account/who_am_i", {Reply{200, "<hash><user><id>7</id><email>ann@example.com</email>"
+                                                         "<timezone>London</timezone></user></hash>"},
+                                              Reply{200, "no XML"}});
     std::size_t companiesThen = 0;
     run.outcomes.whenCalled = [&](const QString& call) {
         if (call.startsWith("gotQuillonCompany "_L1))
@@ -410,7 +410,7 @@ void RequestOperationTest::cacheVersionProbe_data()
 {
     QTest::addColumn<Reply>("reply");
     QTest::addColumn<QStringList>("expected");
-    const localservice::Headers version{{"x-company-cache-version", "7"}};
+    const support::Headers version{{"x-company-cache-version", "7"}};
     QTest::newRow("version") << Reply{200, "<daily/>", version}
                              << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
     QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(succeeded);
@@ -425,7 +425,7 @@ void RequestOperationTest::cacheVersionProbe()
     QFETCH(Reply, reply);
     QFETCH(QStringList, expected);
     ServiceRun run;
-    run.service.answer("GET /daily?slim=1", {reply});
+    run.peer.answer("GET /daily?slim=1", {reply});
     run.api.requestCompanyCacheVersion();
     QVERIFY(run.finish());
     QCOMPARE(run.outcomes.calls(), expected);
@@ -450,7 +450,7 @@ void RequestOperationTest::staleIdleCorrection()
     QFETCH(QStringList, expected);
     ServiceRun run;
     const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
-    run.service.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
+    run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
     model::DayEntry& entry = run.entry(u"12"_s);
     run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
     QVERIFY(run.finish());
@@ -463,12 +463,12 @@ void RequestOperationTest::objectsOneByOne()
     ServiceRun run;
     run.time.blockSleeps(false);
     for (const char* id : {"1", "2", "3"})
-        run.service.answer(std::string("GET /people/") + id, {Reply{200, sheet({QString::fromLatin1(id)})}});
-    run.service.answer("GET /people/4", {Reply{503}, Reply{200, "<daily/>", {{"X-Company-Cache-Version", "7"}}}});
+        run.peer.answer(std::string("GET /people/") + id, {Reply{200, sheet({QString::fromLatin1(id)})}});
+    run.peer.answer("GET /people/4", {Reply{503}, Reply{200, "<daily/>", {{"X-Company-Cache-Version", "7"}}}});
     run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s})));
     QVERIFY(run.finish());
-    QCOMPARE(run.requests(), QStringList({u"GET /people/1"_s, u"GET /people/2"_s, u"GET /people/3"_s,
-                                          u"GET /people/4"_s, u"GET /people/4"_s}));
+    QCOMPARE(run.peer.asked(), QStringList({u"GET /people/1"_s, u"GET /people/2"_s, u"GET /people/3"_s,
+                                            u"GET /people/4"_s, u"GET /people/4"_s}));
     QCOMPARE(run.outcomes.calls(), QStringList({succeeded, succeeded, succeeded, u"gotQuillonCompanyCacheVersion 7"_s,
                                                 succeeded, u"requestUserDidSucceed"_s}));
     QCOMPARE(run.time.sleeps(), Sleeps{300s});
@@ -477,11 +477,11 @@ void RequestOperationTest::objectsOneByOne()
 void RequestOperationTest::objectsOneByOneEndAtBadCredentials()
 {
     ServiceRun run;
-    run.service.answer("GET /people/1", {Reply{200, sheet({u"1"_s})}});
-    run.service.answer("GET /people/2", {Reply{401, "Authentication failed for API request."}});
+    run.peer.answer("GET /people/1", {Reply{200, sheet({u"1"_s})}});
+    run.peer.answer("GET /people/2", {Reply{401, "Authentication failed for API request."}});
     run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s})));
     QVERIFY(run.finish());
-    QCOMPARE(run.requests().size(), 2);
+    QCOMPARE(run.peer.asked().size(), 2);
     QCOMPARE(run.outcomes.calls(), QStringList({succeeded, failed, u"requestUserDidSucceed"_s}));
 }
 

@@ -26,11 +26,10 @@ std::shared_ptr<store::Coordinator> storeIn(const TestEnvironment& environment)
     return coordinator;
 }
 
-service::QuillonApi& signedIn(TestEnvironment& environment, localservice::Service& service)
+service::QuillonApi& signedIn(TestEnvironment& environment, const ScriptedPeer& peer)
 {
-    const std::uint16_t port = service.start().value_or(0);
     environment.information.set("QuillonLocalDebug"_L1, true);
-    environment.information.set("QuillonDevelopmentDomain"_L1, u".localhost:%1"_s.arg(port));
+    environment.information.set("QuillonDevelopmentDomain"_L1, u".localhost:%1"_s.arg(peer.port()));
     environment.information.set("CFBundleVersion"_L1, u"4.2"_s);
 
     settings::QuillonPreferences::setupDefaults();
@@ -44,10 +43,8 @@ service::QuillonApi& signedIn(TestEnvironment& environment, localservice::Servic
 } // namespace
 
 ServiceRun::ServiceRun()
-    : environment(m_run.environment), time(m_run.time),
-      service({.dataFile = m_run.folders.path(u"LocalService.sqlite"_s).toStdString(), .recordRequests = true}),
-      m_coordinator(storeIn(environment)), context(m_coordinator, store::MergePolicy::Overwrite), outcomes(&context),
-      api(signedIn(environment, service))
+    : environment(m_run.environment), time(m_run.time), m_coordinator(storeIn(environment)),
+      context(m_coordinator, store::MergePolicy::Overwrite), outcomes(&context), api(signedIn(environment, peer))
 {
     model::Host::set(this);
     api.setDelegate(&outcomes);
@@ -68,14 +65,6 @@ model::User* ServiceRun::currentUserInContext(store::Context& asked)
 bool ServiceRun::finish()
 {
     return QTest::qWaitFor([this] { return api.operationCount() == 0; }, 30'000);
-}
-
-QStringList ServiceRun::requests() const
-{
-    QStringList all;
-    for (const localservice::Request& request : service.requests())
-        all << QString::fromStdString(request.method + ' ' + request.target);
-    return all;
 }
 
 model::DayEntry& ServiceRun::entry(const QString& idString)

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "support/RecordingReceiver.h"
+#include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 
-#include "localservice/Service.h"
 #include "model/Host.h"
 #include "service/QuillonApi.h"
 #include "store/Context.h"
@@ -18,10 +18,8 @@ class DayEntry;
 
 namespace support {
 
-using localservice::Reply;
-
-/// A fresh program that is signed in to the account "acme" of a service on loopback: own time, settings, store and
-/// facade, outcomes noted. The service's replies are scripted; it records what it is asked.
+/// A fresh program that is signed in to the account "acme" of a scripted peer: own time, settings, store and facade,
+/// outcomes noted.
 class ServiceRun final : public model::Host
 {
     // Before everything that reads them.
@@ -39,12 +37,10 @@ public:
     /// Waits for the end of all requests; everything has been told then. False when that takes too long.
     bool finish();
 
-    /// What the service was asked so far, "METHOD target".
-    QStringList requests() const;
-    std::string bodyOfRequest(std::size_t index) const { return service.requests().at(index).body; }
+    std::string bodyOfRequest(std::size_t index) const { return peer.requests().at(index).body; }
     std::string headerOfRequest(std::size_t index, const std::string& name) const
     {
-        return std::string(service.requests().at(index).header(name));
+        return peer.requests().at(index).header(name);
     }
 
     /// An entry of the account in the main context.
@@ -52,7 +48,7 @@ public:
 
     TestEnvironment& environment;
     ManualTimeSource& time;
-    localservice::Service service;
+    ScriptedPeer peer;
 
 private:
     std::shared_ptr<store::Coordinator> m_coordinator;

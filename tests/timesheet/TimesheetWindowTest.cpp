@@ -237,7 +237,7 @@ void TimesheetWindowTest::loadingEndsWithTheNextReload()
     TimesheetRun run;
     run.add({.notes = "work", .minutes = 5});
     run.open();
-    run.service.answer("GET /daily/14/2013", {{503}, {503}});
+    run.peer.answer("GET /daily/14/2013", {{503}, {503}});
     run.test.time.blockSleeps();
     QTest::mouseClick(run.window().backButton, Qt::LeftButton);
     QVERIFY(run.controller().loading());
