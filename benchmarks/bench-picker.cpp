@@ -101,7 +101,7 @@ public:
         m_window.resize(320, 220);
         m_picker = std::make_unique<editing::ProjectQuillonAutocompleter>();
         m_picker->setEntry(&entry);
-        m_picker->addToView(m_window, {14, 157});
+        m_picker->addToView(m_window, {14, 38});
         m_window.show();
         m_window.activateWindow();
         m_picker->textField()->setFocus();

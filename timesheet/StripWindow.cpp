@@ -1,15 +1,14 @@
 #include "timesheet/StripWindow.h"
 
 #include "platform/Compositing.h"
+#include "skin/AccessibleRole.h"
 #include "skin/Popups.h"
 #include "timesheet/TitleStrip.h"
 
-#include <QAccessibleWidget>
+#include <QBoxLayout>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWindow>
-
-#include <mutex>
 
 namespace timesheet {
 
@@ -28,13 +27,6 @@ Qt::CursorShape cursorFor(Qt::Edges edges)
         return Qt::SizeVerCursor;
     const bool falling = edges == (Qt::LeftEdge | Qt::TopEdge) || edges == (Qt::RightEdge | Qt::BottomEdge);
     return falling ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor;
-}
-
-/// Without this assistive technology takes a window that is no QMainWindow for a box.
-QAccessibleInterface* makeWindowInterface(const QString&, QObject* object)
-{
-    auto* window = qobject_cast<StripWindow*>(object);
-    return window ? new QAccessibleWidget(window, QAccessible::Window) : nullptr;
 }
 
 } // namespace
@@ -112,9 +104,15 @@ StripWindow::StripWindow(QWidget* parent)
       m_contentView(new QWidget(this)), m_edges{new Edge(Qt::LeftEdge, *this), new Edge(Qt::TopEdge, *this),
                                                 new Edge(Qt::RightEdge, *this), new Edge(Qt::BottomEdge, *this)}
 {
-    static std::once_flag accessible;
-    std::call_once(accessible, [] { QAccessible::installFactory(makeWindowInterface); });
+    // Without this assistive technology takes a window that is no QMainWindow for a box.
+    skin::installAccessibleRole<StripWindow, QAccessible::Window>();
     m_contentView->setObjectName(u"contentView"_s);
+    m_strip->hide();
+    auto* rows = new QVBoxLayout(this);
+    rows->setContentsMargins({});
+    rows->setSpacing(0);
+    rows->addWidget(m_strip);
+    rows->addWidget(m_contentView, 1);
 }
 
 QWidgetList StripWindow::frameParts() const
@@ -129,7 +127,8 @@ void StripWindow::setOwnFrame(bool own)
     m_ownFrame = own;
     setWindowFlag(Qt::FramelessWindowHint, own);
     setAttribute(Qt::WA_TranslucentBackground, own);
-    layOutFrame();
+    m_strip->setVisible(own);
+    placeEdges();
 }
 
 void StripWindow::showEvent(QShowEvent*)
@@ -145,25 +144,21 @@ void StripWindow::hideEvent(QHideEvent*)
 
 void StripWindow::resizeEvent(QResizeEvent*)
 {
-    layOutFrame();
+    placeEdges();
     updateMask();
 }
 
 void StripWindow::changeEvent(QEvent* event)
 {
     if (event->type() == QEvent::WindowStateChange) {
-        layOutFrame();
+        placeEdges();
         updateMask();
     }
     QWidget::changeEvent(event);
 }
 
-void StripWindow::layOutFrame()
+void StripWindow::placeEdges()
 {
-    const int top = m_ownFrame ? TitleStrip::Height : 0;
-    m_strip->setGeometry(0, 0, width(), TitleStrip::Height);
-    m_strip->setVisible(m_ownFrame);
-    m_contentView->setGeometry(0, top, width(), height() - top);
     for (Edge* edge : m_edges) {
         edge->place(size());
         edge->setVisible(m_ownFrame && !isMaximized());

@@ -37,7 +37,7 @@ protected:
 private:
     class Edge;
 
-    void layOutFrame();
+    void placeEdges();
     void updateMask();
 
     TitleStrip* m_strip;

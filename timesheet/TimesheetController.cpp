@@ -92,21 +92,6 @@ void TimesheetController::wire()
     click(window.signInButton, [this] { m_owner.showPreferencePanel(m_window->signInButton); });
     click(window.goToQuillonButton, [this] { goToQuillon(m_window->goToQuillonButton); });
 
-    // A key does what its button does, and nothing while that is disabled or hidden.
-    const auto key = [this](std::initializer_list<QKeySequence> keys, QAbstractButton* button) {
-        for (const QKeySequence& sequence : keys) {
-            auto* shortcut = new QShortcut(sequence, m_window.get());
-            shortcut->setAutoRepeat(false); // each press is a request
-            connect(shortcut, &QShortcut::activated, button, [button] {
-                if (button->isVisible())
-                    button->click();
-            });
-        }
-    };
-    key({Qt::CTRL | Qt::Key_Left, Qt::ALT | Qt::Key_Left}, window.backButton);
-    key({Qt::CTRL | Qt::Key_Right, Qt::ALT | Qt::Key_Right}, window.forwardButton);
-    key({Qt::CTRL | Qt::Key_T}, window.goToTodayButton);
-    key({Qt::CTRL | Qt::Key_N}, window.newTimerButton);
     // Deleting cannot be undone: the key only puts it within reach of Return.
     connect(new QShortcut(Qt::Key_Delete, m_window.get()), &QShortcut::activated, this, [this] {
         if (m_window->isListReachable())

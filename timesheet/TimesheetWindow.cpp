@@ -14,13 +14,16 @@
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
+#include <QBoxLayout>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QShortcut>
 
 #include <cmath>
+#include <utility>
 
 namespace timesheet {
 
@@ -44,13 +47,12 @@ constexpr int TotalRight = 36;
 constexpr int TotalPadding = 12;
 constexpr int DateSpacing = 10;
 constexpr int DateButtonBottom = 12;
-constexpr int StepGap = 4;
 
 /// A picture that does nothing.
 class Picture final : public QWidget
 {
 public:
-    Picture(skin::Image image, QWidget* parent) : QWidget(parent), m_image(image) { resize(image.size().toSize()); }
+    explicit Picture(skin::Image image) : m_image(image) { setFixedSize(image.size().toSize()); }
 
 protected:
     void paintEvent(QPaintEvent*) override
@@ -76,7 +78,6 @@ skin::ImageButton* imageButton(const char* image, const char* pressed, const QSt
     auto* button = named(new skin::ImageButton(imageNamed(image), imageNamed(pressed), parent), objectName);
     button->setAccessibleName(name);
     button->setToolTip(toolTip);
-    button->resize(button->sizeHint());
     return button;
 }
 
@@ -127,21 +128,92 @@ TimesheetWindow::TimesheetWindow()
     list.setColor(QPalette::Base, colorFromHexRGB(u"EEEEEE"_s));
     dayEntriesListView->setPalette(list);
     dayEntriesListView->setFocus();
-    m_emptyDay = new Picture(imageNamed("tw-empty-day.png"), noEntriesYetView);
     signInButton->hide();
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
     loadingIndicator->setAccessibleName(tr("Loading"));
 
-    new Picture(imageNamed("tw-offline.png"), offlineIndicator);
-    auto* offline = label(11, QFont::Normal, "666666", u"offlineLabel"_s, offlineIndicator);
-    offline->setText(tr("Offline"));
-    offline->setGeometry(QRect(QPoint(24, 0), QSize(offline->sizeHint().width(), 20)));
-    offlineIndicator->resize(24 + offline->width(), 20);
     offlineIndicator->hide();
     loadingIndicator->hide();
+    layOut();
+    addKeys();
     for (QAbstractButton* button : toolbarView->findChildren<QAbstractButton*>())
         button->installEventFilter(this);
+}
+
+void TimesheetWindow::layOut()
+{
+    toolbarView->setFixedHeight(ToolbarView::Height);
+    auto* toolbar = new QHBoxLayout(toolbarView);
+    toolbar->setContentsMargins(SideMargin, 0, SideMargin, 0);
+    toolbar->setSpacing(4);
+    toolbar->addWidget(backButton, 0, Qt::AlignVCenter);
+    toolbar->addWidget(forwardButton, 0, Qt::AlignVCenter);
+    toolbar->addStretch();
+    toolbar->addWidget(newTimerButton, 0, Qt::AlignVCenter);
+
+    auto* emptyDay = new QVBoxLayout(noEntriesYetView);
+    emptyDay->setContentsMargins(SideMargin, 0, SideMargin, 11);
+    emptyDay->setSpacing(0);
+    auto* picture = new Picture(imageNamed("tw-empty-day.png"));
+    noEntriesLabel->setFixedHeight(20);
+    emptyDayNote->setFixedHeight(18);
+    QSizePolicy kept = emptyDayNote->sizePolicy();
+    kept.setRetainSizeWhenHidden(true);
+    emptyDayNote->setSizePolicy(kept);
+    emptyDay->addStretch();
+    emptyDay->addWidget(picture, 0, Qt::AlignHCenter);
+    emptyDay->addSpacing(80 - picture->height());
+    emptyDay->addWidget(noEntriesLabel);
+    emptyDay->addSpacing(16);
+    for (QWidget* button : {startNewTimerButton, goToQuillonButton, signInButton})
+        emptyDay->addWidget(button, 0, Qt::AlignHCenter);
+    emptyDay->addSpacing(15);
+    emptyDay->addWidget(emptyDayNote);
+    emptyDay->addStretch();
+    auto* day = new QVBoxLayout(dailyTimesheetView);
+    day->setContentsMargins({});
+    day->addWidget(dayEntriesListView);
+    day->addWidget(noEntriesYetView);
+
+    auto* offline = new QHBoxLayout(offlineIndicator);
+    auto* cloud = new Picture(imageNamed("tw-offline.png"));
+    auto* text = label(11, QFont::Normal, "666666", u"offlineLabel"_s, offlineIndicator);
+    text->setText(tr("Offline"));
+    offline->setContentsMargins(0, 0, 0, 2);
+    offline->setSpacing(24 - cloud->width());
+    offline->addWidget(cloud);
+    offline->addWidget(text);
+    bottomBarView->setFixedHeight(FooterHeight);
+    auto* footer = new QHBoxLayout(bottomBarView);
+    footer->setContentsMargins(SideMargin, 2, SideMargin + 2, 0);
+    footer->addWidget(offlineIndicator, 0, Qt::AlignVCenter);
+    footer->addStretch();
+    footer->addWidget(loadingIndicator, 0, Qt::AlignVCenter);
+
+    m_rows = new QVBoxLayout(&contentView());
+    m_rows->setContentsMargins({});
+    m_rows->setSpacing(0);
+    m_rows->addWidget(toolbarView);
+    m_rows->addWidget(dailyTimesheetView, 1);
+    m_rows->addWidget(bottomBarView);
+}
+
+/// A key does what its button does, and nothing while that is disabled or hidden.
+void TimesheetWindow::addKeys()
+{
+    const std::pair<QKeySequence, QAbstractButton*> keys[] = {
+        {Qt::CTRL | Qt::Key_Left, backButton},     {Qt::ALT | Qt::Key_Left, backButton},
+        {Qt::CTRL | Qt::Key_Right, forwardButton}, {Qt::ALT | Qt::Key_Right, forwardButton},
+        {Qt::CTRL | Qt::Key_T, goToTodayButton},   {Qt::CTRL | Qt::Key_N, newTimerButton}};
+    for (const auto& [key, button] : keys) {
+        auto* shortcut = new QShortcut(key, this);
+        shortcut->setAutoRepeat(false); // each press is a request
+        connect(shortcut, &QShortcut::activated, button, [button = button] {
+            if (button->isVisible())
+                button->click();
+        });
+    }
 }
 
 bool TimesheetWindow::isContentFocused() const
@@ -189,6 +261,10 @@ void TimesheetWindow::setHint(const std::optional<skin::Hint>& hint)
     if (hint && !m_hintCard) {
         m_hintCard = named(new skin::HintCard(&contentView()), u"hintCard"_s);
         m_hintCard->stackUnder(dailyTimesheetView);
+        QSizePolicy byWidth(QSizePolicy::Preferred, QSizePolicy::Fixed);
+        byWidth.setHeightForWidth(true);
+        m_hintCard->setSizePolicy(byWidth);
+        m_rows->insertWidget(1, m_hintCard);
         QWidget::setTabOrder(newTimerButton, m_hintCard);
     }
     if (!m_hintCard)
@@ -196,61 +272,17 @@ void TimesheetWindow::setHint(const std::optional<skin::Hint>& hint)
     if (hint)
         m_hintCard->setHint(*hint);
     m_hintCard->setVisible(hint.has_value());
-    layOutContent();
 }
 
 void TimesheetWindow::setStartNewTimerTitle(const QString& title)
 {
     startNewTimerButton->setText(title);
-    centreButton(*startNewTimerButton);
-}
-
-void TimesheetWindow::centreButton(QPushButton& button)
-{
-    const QSize size = button.sizeHint();
-    const QPoint corner((noEntriesYetView->width() - size.width()) / 2, noEntriesYetView->height() / 2 + 24);
-    button.setGeometry(QRect(corner, size));
 }
 
 void TimesheetWindow::placeTotal()
 {
     const int width = totalHoursLabel->sizeHint().width();
     totalHoursLabel->setGeometry(this->width() - width - TotalRight, 1, width, FooterHeight - 1);
-}
-
-void TimesheetWindow::layOutContent()
-{
-    const QSize content = contentView().size();
-    const int footerTop = content.height() - FooterHeight;
-    toolbarView->setGeometry(0, 0, content.width(), ToolbarView::Height);
-    bottomBarView->setGeometry(0, footerTop, content.width(), FooterHeight);
-    const int hint = m_hintCard && !m_hintCard->isHidden() ? m_hintCard->heightForWidth(content.width()) : 0;
-    if (hint > 0)
-        m_hintCard->setGeometry(0, ToolbarView::Height, content.width(), hint);
-    const int dayTop = ToolbarView::Height + hint;
-    dailyTimesheetView->setGeometry(0, dayTop, content.width(), footerTop - dayTop);
-    dayEntriesListView->setGeometry(dailyTimesheetView->rect());
-    noEntriesYetView->setGeometry(dailyTimesheetView->rect());
-
-    const int buttonTop = (ToolbarView::Height - backButton->height()) / 2;
-    backButton->move(SideMargin, buttonTop);
-    forwardButton->move(backButton->geometry().right() + 1 + StepGap, buttonTop);
-    newTimerButton->move(content.width() - SideMargin - newTimerButton->width(), buttonTop);
-    centreDate(!goToTodayButton->isHidden());
-
-    const int middle = noEntriesYetView->height() / 2;
-    m_emptyDay->move((noEntriesYetView->width() - m_emptyDay->width()) / 2, middle - 92);
-    noEntriesLabel->setGeometry(SideMargin, middle - 12, noEntriesYetView->width() - 2 * SideMargin, 20);
-    for (QPushButton* button : {startNewTimerButton, goToQuillonButton, signInButton})
-        centreButton(*button);
-    emptyDayNote->setGeometry(SideMargin, middle + 64, noEntriesYetView->width() - 2 * SideMargin, 18);
-
-    offlineIndicator->move(SideMargin, (FooterHeight - offlineIndicator->height()) / 2);
-    const QSize spinner = loadingIndicator->sizeHint();
-    loadingIndicator->setGeometry(
-        QRect(QPoint(content.width() - SideMargin - 2 - spinner.width(), (FooterHeight - spinner.height()) / 2 + 1),
-              spinner));
-    placeTotal();
 }
 
 void TimesheetWindow::restoreFrame()
@@ -283,7 +315,8 @@ void TimesheetWindow::saveFrame() const
 void TimesheetWindow::resizeEvent(QResizeEvent* event)
 {
     StripWindow::resizeEvent(event);
-    layOutContent();
+    centreDate(!goToTodayButton->isHidden());
+    placeTotal();
 }
 
 void TimesheetWindow::hideEvent(QHideEvent* event)

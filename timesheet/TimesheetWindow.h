@@ -6,6 +6,7 @@
 
 class QAbstractButton;
 class QPushButton;
+class QVBoxLayout;
 
 namespace skin {
 class BottomBarView;
@@ -84,10 +85,10 @@ protected:
 
 private:
     bool handKeyToList(QKeyEvent& event);
-    void layOutContent();
-    void centreButton(QPushButton& button);
+    void layOut();
+    void addKeys();
 
-    QWidget* m_emptyDay;
+    QVBoxLayout* m_rows;
     skin::HintCard* m_hintCard = nullptr; ///< made when first needed
 };
 

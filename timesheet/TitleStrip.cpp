@@ -5,6 +5,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QBoxLayout>
 #include <QContextMenuEvent>
 #include <QLinearGradient>
 #include <QMenu>
@@ -143,6 +144,15 @@ TitleStrip::TitleStrip(QWidget& window)
     minimizeButton->setObjectName(u"minimizeButton"_s);
     maximizeButton->setObjectName(u"maximizeButton"_s);
     closeButton->setObjectName(u"closeButton"_s);
+    setFixedHeight(Height);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins({});
+    row->setSpacing(0);
+    row->addStretch();
+    for (QWidget* button : {minimizeButton, maximizeButton, closeButton}) {
+        button->setFixedSize(ButtonWidth, Height - 1);
+        row->addWidget(button, 0, Qt::AlignTop);
+    }
     connect(minimizeButton, &QAbstractButton::clicked, &window, &QWidget::showMinimized);
     connect(maximizeButton, &QAbstractButton::clicked, this, &TitleStrip::toggleMaximized);
     connect(closeButton, &QAbstractButton::clicked, &window, &QWidget::close);
@@ -170,11 +180,6 @@ QLinearGradient TitleStrip::gradient(bool active)
                            {1.0, colorFromHexRGB(u"C4C4C4"_s)}});
     }
     return gradient;
-}
-
-QSize TitleStrip::sizeHint() const
-{
-    return {200, Height};
 }
 
 QMenu* TitleStrip::makeWindowMenu()
@@ -209,15 +214,6 @@ void TitleStrip::paintEvent(QPaintEvent*)
         }
     }
     drawLettering(painter, {QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize}, active);
-}
-
-void TitleStrip::resizeEvent(QResizeEvent*)
-{
-    int right = width();
-    for (QWidget* button : {closeButton, maximizeButton, minimizeButton}) {
-        right -= ButtonWidth;
-        button->setGeometry(right, 0, ButtonWidth, Height - 1);
-    }
 }
 
 void TitleStrip::mousePressEvent(QMouseEvent* event)
