@@ -160,6 +160,7 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
     }
     if (fixed)
         return;
+    html.text(" ");
     html.leaf("a", {{"class", "button small quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
     html.text(" ");
     html.leaf("a", {{"class", "button small quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}},

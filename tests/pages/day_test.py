@@ -74,7 +74,7 @@ class Day(pages.PageTest):
             self.fill("Day", "2024-03-07")
             self.press("Add Entry")
             self.assertEqual(self.texts(".field.wrong"), [f"Hours {error} Empty starts a timer."])
-            self.assertEqual([self.field(name).get_property("value") for name in ("Hours", "Notes", "Day")],
+            self.assertEqual([self.value(name) for name in ("Hours", "Notes", "Day")],
                              [hours, "kept </textarea>", "2024-03-07"])
             self.check_page()
         self.shot("day-wrong")
@@ -86,7 +86,7 @@ class Day(pages.PageTest):
         self.press("Edit Design on WEB – Website")
         self.check_page()
         self.shot("edit")
-        self.assertEqual(self.field("Hours").get_property("value"), "1:24")
+        self.assertEqual(self.value("Hours"), "1:24")
         self.press("Save")
         self.assertEqual(self.entries(), [("2024-03-05", 5025, "\nbegins with a break")])
         self.open(f"/entries/{entry}")
@@ -105,7 +105,7 @@ class Day(pages.PageTest):
         self.press("Save")
         self.assertEqual(self.texts("h2"), ["The entry has changed in the meantime"])
         self.assertEqual(self.texts(".facts dd.differs"), ["theirs differs from yours"])
-        self.assertEqual([self.field(name).get_property("value") for name in ("Hours", "Notes")], ["1:42", "mine"])
+        self.assertEqual([self.value(name) for name in ("Hours", "Notes")], ["1:42", "mine"])
         self.check_page()
         self.shot("edit-changed")
         self.assertEqual(self.entries(), [("2024-03-05", 6111, "theirs")])

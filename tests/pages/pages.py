@@ -22,7 +22,6 @@ import urllib.parse
 from selenium import webdriver
 from selenium.common.exceptions import WebDriverException
 from selenium.webdriver.chrome.service import Service
-from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select, WebDriverWait
 
 LONGEST = 30  # seconds; nothing waits longer than it must
@@ -31,7 +30,15 @@ OPTIONS = """--headless=new --no-sandbox --disable-gpu --disable-quic --no-first
     --window-size=1000,800""".split()
 AUDIT = (pathlib.Path(__file__).parent / "audit.js").read_text()
 WIDE, NARROW = 1000, 360  # in points
-SUBMITS = ("button", "input[type=submit]", "summary", "a[href]")
+HELP = """
+    const tidy = text => text.replace(/\\s+/g, " ").trim();
+    const nameOf = e => tidy(e.innerText || e.getAttribute("aria-label") || e.value || "");
+    const shown = e => e.checkVisibility({visibilityProperty: true});
+    const within = (root, css) => {
+        const from = typeof root === "string" ? document.querySelector(root) : root || document;
+        return [...from.querySelectorAll(css)].filter(shown);
+    };
+"""
 
 
 class Host:
@@ -61,8 +68,8 @@ class Host:
     def pass_time(self, seconds=0, minutes=0, hours=0):
         self.tell("pass", seconds + 60 * minutes + 3600 * hours)
 
-    def link(self, target="/daily"):
-        return self.tell("link", target)
+    def link(self, target="/daily", person="ann", account="acme"):
+        return self.tell("link", target, person, account)
 
     def url(self, target="", account="acme"):
         return f"http://{account}.localhost:{self.port}{target}"
@@ -95,15 +102,25 @@ def start_browser(folder):
 
 
 class Pages:
-    """One browser at the service."""
+    """One browser at the service: a window, and a domain for cookies of its own."""
 
-    def __init__(self, driver, host):
-        self.driver = driver
+    domain = "localhost"
+
+    def __init__(self, chromium, host, window, domain):
+        self.chromium = chromium
         self.host = host
+        self.window = window
+        self.domain = domain
+
+    @property
+    def driver(self):
+        if self.chromium.window != self.window:
+            self.chromium.window = self.window
+            self.chromium.switch_to.window(self.window)
+        return self.chromium
 
     def forget(self):
         """A browser as on its first day."""
-        self.driver.get("about:blank")
         self.driver.execute_cdp_cmd("Network.clearBrowserCookies", {})
         self.driver.get_log("browser")
 
@@ -114,7 +131,8 @@ class Pages:
 
     def open(self, target, account="acme"):
         """Opens a path, or a whole address."""
-        self.driver.get(target if "://" in target else self.host.url(target, account))
+        address = target if "://" in target else self.host.url(target, account)
+        self.driver.get(address.replace(".localhost", "." + self.domain, 1))
 
     @property
     def path(self):
@@ -122,74 +140,76 @@ class Pages:
         address = urllib.parse.urlsplit(self.driver.current_url)
         return address.path + (f"?{address.query}" if address.query else "")
 
-    def sign_in(self, person="ann", account="acme", to="/daily", password="secret"):
+    def sign_in(self, person="ann", account="acme", to="/daily", password=None):
+        """With a password on the page that asks for it; without one by a link as from the program's menu, which costs
+        neither the page nor a hash."""
+        if password is None:
+            self.open(self.host.link(to, person, account))
+            return
         self.open(f"/sign-in?to={urllib.parse.quote(to, safe='')}", account)
         self.fill("E-mail", f"{person}@example.com")
         self.fill("Password", password)
         self.press("Sign In")
 
-    # What is there
+    # What is there. Each question is one script: the driver's own for text and visibility take a hundred times as long.
+
+    def ask(self, script, *values):
+        return self.driver.execute_script(HELP + script, *values)
 
     def find(self, css, text=None, within=None):
         """The one visible element that fits. `text` is its whole text."""
-        root = self.find(within) if isinstance(within, str) else within or self.driver
-        found = [e for e in root.find_elements(By.CSS_SELECTOR, css)
-                 if e.is_displayed() and (text is None or self.name_of(e) == text)]
+        found = self.ask("return within(arguments[2], arguments[0]).filter(e => arguments[1] === null ||"
+                         " nameOf(e) === arguments[1]);", css, text, within)
         assert len(found) == 1, f"{len(found)} of {css} {text or ''}"
         return found[0]
 
-    def name_of(self, element):
-        """By which a person knows it: the text shown, or what is read out instead."""
-        return " ".join((element.text or element.get_attribute("aria-label") or
-                         element.get_attribute("value") or "").split())
-
     def texts(self, css):
         """The visible texts of all that fit, top to bottom."""
-        return [" ".join(e.text.split()) for e in self.driver.find_elements(By.CSS_SELECTOR, css) if e.is_displayed()]
+        return self.ask("return within(null, arguments[0]).map(e => tidy(e.innerText));", css)
 
     @property
     def heading(self):
-        return self.find("h1").text
+        heading, = self.texts("h1")
+        return heading
 
     @property
     def words(self):
         """The whole visible text."""
-        return self.find("body").text
+        return self.ask("return document.body.innerText;")
 
     def field(self, label, within=None):
         """The field with that label."""
-        root = self.find(within) if isinstance(within, str) else within
-        found = self.driver.execute_script("""
-            const [label, root] = arguments, tidy = text => text.replace(/\\s+/g, " ").trim();
-            return [...(root || document).querySelectorAll("input:not([type=hidden]), select, textarea")].filter(e =>
-                e.checkVisibility() && [e.getAttribute("aria-label"), ...[...e.labels].map(l => {
+        found = self.ask("""
+            return within(arguments[1], "input:not([type=hidden]), select, textarea").filter(e =>
+                [e.getAttribute("aria-label"), ...[...e.labels].map(l => {
                     const copy = l.cloneNode(true);
                     copy.querySelectorAll("input, select, textarea, .faint").forEach(inner => inner.remove());
                     return copy.textContent;
-                })].some(text => text && tidy(text) === label));""", label, root)
+                })].some(text => text && tidy(text) === arguments[0]));""", label, within)
         assert len(found) == 1, f"{len(found)} fields labelled {label}"
         return found[0]
+
+    def value(self, label):
+        """What stands in the field with that label, or whether it is ticked."""
+        return self.ask("const e = arguments[0]; return /checkbox|radio/.test(e.type) ? e.checked : e.value;",
+                        self.field(label))
 
     # What people do
 
     def fill(self, label, value, within=None):
         """Puts the value into the field: a text, an option's text, or whether it is ticked."""
         element = self.field(label, within)
-        kind = element.get_attribute("type")
-        if element.tag_name == "select":
+        kind, before = self.ask("const e = arguments[0]; return [e.type, e.checked ?? e.value];", element)
+        if kind == "select-one":
             Select(element).select_by_visible_text(value)
         elif kind in ("checkbox", "radio"):
-            if element.is_selected() != value:
+            if before != value:
                 element.click()
-        elif kind in ("date", "time", "week", "month", "color", "number") or len(value) > 200 or \
-                any(not " " <= sign <= "\uffff" for sign in value):
+        elif kind in ("date", "time") or len(value) > 200 or any(not " " <= char <= "\uffff" for char in value):
             # What the driver cannot type, or types by the browser's locale.
-            self.driver.execute_script("""
-                arguments[0].value = arguments[1];
-                for (const kind of ["input", "change"]) arguments[0].dispatchEvent(new Event(kind, {bubbles: true}));
-                """, element, value)
+            self.ask("arguments[0].value = arguments[1];", element, value)
         else:
-            element.clear()
+            self.ask("arguments[0].value = '';", element)
             element.send_keys(value)
 
     def press(self, name, within=None):
@@ -201,27 +221,29 @@ class Pages:
         self.control(name, within).click()
 
     def control(self, name, within=None):
-        root = self.find(within) if isinstance(within, str) else within or self.driver
-        for css in SUBMITS:
-            found = [e for e in root.find_elements(By.CSS_SELECTOR, css) if e.is_displayed() and name in
-                     (self.name_of(e), e.get_attribute("aria-label"))]
-            if found:
-                assert len(found) == 1, f"{len(found)} times {css} {name}"
-                return found[0]
-        raise AssertionError(f"nothing to press named {name}")
+        found = self.ask("""
+            for (const css of ["button", "summary", "a[href]"]) {
+                const found = within(arguments[1], css).filter(e =>
+                    nameOf(e) === arguments[0] || e.getAttribute("aria-label") === arguments[0]);
+                if (found.length) return found;
+            }
+            return [];""", name, within)
+        assert len(found) == 1, f"{len(found)} to press named {name}"
+        return found[0]
 
     def going(self, act):
         """Does what leads to another page, and waits until that is there."""
-        origin = self.driver.execute_script("return performance.timeOrigin")
+        origin = self.ask("return performance.timeOrigin;")
         act()
-        self.until("another page", lambda: self.driver.execute_script(
-            "return document.readyState === 'complete' && performance.timeOrigin !== arguments[0]", origin))
+        self.until("another page", lambda: self.ask(
+            "return document.readyState === 'complete' && performance.timeOrigin !== arguments[0];", origin))
 
     # Without the browser, with its cookies
 
     def cookies(self, account="acme"):
         """The header with which the browser would ask."""
-        found = self.driver.execute_cdp_cmd("Network.getCookies", {"urls": [self.host.url("/", account)]})
+        found = self.driver.execute_cdp_cmd("Network.getCookies", {
+            "urls": [self.host.url("/", account).replace(".localhost", "." + self.domain, 1)]})
         return "; ".join(f"{cookie['name']}={cookie['value']}" for cookie in found["cookies"])
 
     def request(self, method, target, body=None, headers=None, account="acme", cookies=None):
@@ -243,16 +265,19 @@ class Pages:
     # Looking
 
     @contextlib.contextmanager
-    def seen(self, width=WIDE, scale=1, dark=False):
+    def seen(self, width=None, scale=1, dark=False):
         """The page as it is on such a screen."""
         command = self.driver.execute_cdp_cmd
-        command("Emulation.setDeviceMetricsOverride",
-                {"width": width, "height": 800, "deviceScaleFactor": scale, "mobile": False})
-        command("Emulation.setEmulatedMedia",
-                {"features": [{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}]})
+        if width or scale != 1:
+            command("Emulation.setDeviceMetricsOverride",
+                    {"width": width or WIDE, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+        if dark:
+            command("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": "dark"}]})
         yield
-        command("Emulation.clearDeviceMetricsOverride", {})
-        command("Emulation.setEmulatedMedia", {"features": []})
+        if width or scale != 1:
+            command("Emulation.clearDeviceMetricsOverride", {})
+        if dark:
+            command("Emulation.setEmulatedMedia", {"features": []})
 
     def shot(self, name):
         """Pictures of the whole page, light and dark, wide and narrow, for people to look at; only when asked for."""
@@ -275,9 +300,11 @@ class Pages:
         """That people who do not see well, use no mouse, or have a small screen can use this page; and that the browser
         had nothing to object to."""
         wrong = {}
-        for name, screen in {"light": {}, "dark": {"dark": True}, "narrow": {"width": NARROW}}.items():
-            with self.seen(**screen):
-                for fault in self.driver.execute_script(AUDIT):
+        # Structure, names and the keyboard are the same on every screen.
+        for name, part, screen in (("light", "all", None), ("dark", "colours", {"dark": True}),
+                                   ("narrow", "space", {"width": NARROW})):
+            with self.seen(**screen) if screen else contextlib.nullcontext():
+                for fault in self.driver.execute_script(AUDIT, part):
                     wrong.setdefault(fault, []).append(name)
         lines = [f"{fault} ({', '.join(screens)})" for fault, screens in wrong.items()] + self.console()
         assert not lines, "\n  ".join([f"{self.path} is not well made:", *lines])
@@ -296,30 +323,23 @@ class PageTest(Pages, unittest.TestCase):
 
     maxDiff = None
     program = None
+    chromium = None
+    second = None
 
     def __init__(self, method):
         unittest.TestCase.__init__(self, method)
 
     @classmethod
     def setUpClass(cls):
-        cls.started = contextlib.ExitStack()
-        cls.addClassCleanup(cls.started.close)
-        cls.host = Host(cls.program, cls.folder())
-        cls.started.callback(cls.host.end)
-        cls.driver = cls.new_driver()
-        cls.second = None
-
-    @classmethod
-    def folder(cls):
-        path = tempfile.mkdtemp(prefix="pages.")
-        cls.started.callback(shutil.rmtree, path, ignore_errors=True)
-        return path
-
-    @classmethod
-    def new_driver(cls):
-        driver = start_browser(cls.folder())
-        cls.started.callback(driver.quit)
-        return driver
+        if PageTest.chromium:
+            return
+        folder = tempfile.mkdtemp(prefix="pages.")
+        unittest.addModuleCleanup(shutil.rmtree, folder, ignore_errors=True)
+        PageTest.host = Host(cls.program, folder)
+        unittest.addModuleCleanup(cls.host.end)
+        PageTest.chromium = start_browser(folder)
+        unittest.addModuleCleanup(cls.chromium.quit)
+        PageTest.window = cls.chromium.window = cls.chromium.current_window_handle
 
     def setUp(self):
         self.forget()
@@ -327,11 +347,12 @@ class PageTest(Pages, unittest.TestCase):
 
     def another_browser(self):
         """A second browser, which shares nothing with the first."""
-        cls = type(self)
-        if not cls.second:
-            cls.second = Pages(cls.new_driver(), self.host)
-        cls.second.forget()
-        return cls.second
+        if not self.second:
+            self.chromium.switch_to.new_window("window")
+            self.chromium.window = self.chromium.current_window_handle
+            # The account is the first label alone.
+            PageTest.second = Pages(self.chromium, self.host, self.chromium.window, "second.localhost")
+        return self.second
 
 
 class _Result(unittest.TextTestResult):
@@ -342,7 +363,7 @@ class _Result(unittest.TextTestResult):
         self.shown = []
 
     def told(self, test, failure):
-        if isinstance(test, PageTest) and hasattr(test, "driver") and test not in self.shown:
+        if isinstance(test, PageTest) and hasattr(test, "chromium") and test not in self.shown:
             self.shown.append(test)
             print(test.excerpt(), file=sys.stderr)
         return failure

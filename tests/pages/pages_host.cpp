@@ -4,7 +4,7 @@
 //   fresh          the data file as it was at first, the clock back, no session; answers the port
 //   restart        the service ended and started again on its file and port
 //   pass SECONDS   the clock goes on
-//   link TARGET    the address by which a browser of this machine arrives signed in as Ann
+//   link TARGET PERSON ACCOUNT    the address by which a browser of this machine arrives signed in
 //   file           the path of the data file
 
 #include "localservice/Service.h"
@@ -67,13 +67,15 @@ public:
         std::istringstream words(line);
         std::string command;
         std::string value;
-        words >> command >> value;
+        std::string who;
+        std::string account;
+        words >> command >> value >> who >> account;
         if (command == "fresh")
             return fresh();
         if (command == "restart")
             return run();
         if (command == "link")
-            return m_service->signInLink("acme", "ann@example.com", value);
+            return m_service->signInLink(account, who + "@example.com", value);
         if (command == "file")
             return file();
         if (command != "pass")

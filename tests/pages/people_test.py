@@ -24,7 +24,7 @@ class People(pages.PageTest):
         self.check_page()
         self.add("Cleo", HOSTILE, "ann@example.com")
         self.assertEqual(self.texts(".error"), ["This is the address of Ann Lee already."])
-        self.assertEqual(self.field("Last name").get_attribute("value"), HOSTILE)
+        self.assertEqual(self.value("Last name"), HOSTILE)
         self.check_page()
         self.fill("E-mail", "cleo@example.com")
         self.press("Add")
@@ -73,11 +73,11 @@ class People(pages.PageTest):
         self.field("Administrator").click()
         self.press("Save")
         self.assertEqual(self.heading, f"{HOSTILE} Okoro")
-        self.assertTrue(self.field("Administrator").is_selected())
+        self.assertTrue(self.value("Administrator"))
         self.field("BOAT – Boats").click()
         self.field("WEB – Website").click()
         self.press("Save Projects")
-        self.assertEqual([self.field(name).is_selected() for name in
+        self.assertEqual([self.value(name) for name in
                           ("BOAT – Boats", "WEB – Website", "Internal")], [True, False, False])
 
         self.press("Archive")
@@ -85,7 +85,7 @@ class People(pages.PageTest):
         self.check_page()
         other.open("/account")
         self.assertEqual(other.heading, "Sign In")
-        other.sign_in("ben")
+        other.sign_in("ben", password="secret")
         self.assertEqual(other.texts("[role=alert]"), ["E-mail and password do not fit together."])
         self.open("/people")
         self.assertEqual(self.texts("section.members tbody th a"), ["Ann Lee"])
@@ -178,8 +178,8 @@ class Account(pages.PageTest):
         self.fill("Name", HOSTILE)
         self.field("Start and end times").click()
         self.press("Save Account")
-        self.assertEqual(self.field("Name").get_attribute("value"), HOSTILE)
-        self.assertTrue(self.field("Start and end times").is_selected())
+        self.assertEqual(self.value("Name"), HOSTILE)
+        self.assertTrue(self.value("Start and end times"))
         self.assertEqual(self.host.data("SELECT timestamp_timers FROM accounts"), [(1,), (1,), (0,)])
 
 
