@@ -4,6 +4,7 @@
 #include "app/Check.h"
 #include "app/Complaint.h"
 #include "app/SessionBus.h"
+#include "app/Text.h"
 #include "app/WrenfoldMenulet.h"
 #include "platform/Alerts.h"
 #include "platform/InfoDictionary.h"
@@ -41,12 +42,12 @@ constexpr int ExitUsage = 2;
 // A face that nobody uncovers is never painted; what waits for it must not wait for that.
 constexpr auto LongestWaitForFace = 500ms;
 
-constexpr const char* HelpText =
+constexpr char HelpText[] =
     R"(Usage: quillon [OPTION]…
        quillon COMMAND
 Shows the hours of the running timer of your timesheet, and starts and stops it.
 
-  --local        keep the timesheet on this computer, in the service that comes with the program
+  --local        keep the timesheet on this computer, in the built-in service
   --info FILE    take tuning values from FILE (JSON) over the built-in ones
   --check        look at what Quillon needs of this desktop, and print what to do about it
   --help         print this and exit
@@ -137,6 +138,75 @@ private:
     std::optional<QSocketNotifier> m_notifier;
 };
 
+/// The program in its desktop: the controller, and what reaches it over the bus.
+class Program
+{
+public:
+    /// False: another one runs and was asked to come forward.
+    bool isFirst(QVariantMap startedBy)
+    {
+        return m_instance.claim(
+            std::move(startedBy),
+            [this] {
+                if (m_menulet)
+                    m_menulet->applicationShouldHandleReopen(false);
+            },
+            [this](const QString& action, SessionBus::Done done) {
+                if (m_sessionBus)
+                    m_sessionBus->perform(action, done);
+                else // the desktop has started the program for it
+                    m_waiting.emplace_back(action, std::move(done));
+            });
+    }
+
+    /// The face first: what takes time comes when there is something to look at.
+    void start(const BuiltInService::Maker& builtInService, bool local)
+    {
+        m_menulet.emplace(builtInService);
+        m_menulet->applicationWillFinishLaunching();
+        m_menulet->showStatusItem();
+        new FirstPaint(m_menulet->statusItemView(), [this, local] {
+            QApplication::setWindowIcon(applicationIcon());
+            TimeHere& timeHere = m_menulet->timeHere();
+            if (local || timeHere.isRemembered())
+                timeHere.startUp([this, local](const QString& failure) { builtInServiceDidStart(failure, local); });
+            else
+                awake();
+        });
+    }
+
+private:
+    void builtInServiceDidStart(const QString& failure, bool local)
+    {
+        if (failure.isEmpty()) {
+            awake();
+            return;
+        }
+        complain(failure);
+        // Who asked for nothing but this service has nothing to be shown without it.
+        if (local) {
+            environment().alerts().show({TimeHere::startFailedTitle(), failure, {tr("Quit Quillon")}},
+                                        [](int) { QCoreApplication::exit(ExitCannotRun); });
+            return;
+        }
+        awake();
+        TimeHere::showStartFailed(failure);
+    }
+
+    void awake()
+    {
+        m_menulet->awakeFromNib();
+        m_sessionBus.emplace(*m_menulet, m_instance.busObject());
+        for (const auto& [action, done] : m_waiting)
+            m_sessionBus->perform(action, done);
+    }
+
+    platform::SingleInstance m_instance;
+    std::vector<std::pair<QString, SessionBus::Done>> m_waiting;
+    std::optional<WrenfoldMenulet> m_menulet;
+    std::optional<SessionBus> m_sessionBus;
+};
+
 } // namespace
 
 tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
@@ -155,7 +225,7 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.check = true;
         } else if (argument == "--info"_L1) {
             if (++i == arguments.size())
-                return tl::unexpected(u"--info needs the name of a file"_s);
+                return tl::unexpected(tr("--info needs the name of a file"));
             parsed.infoFile = arguments.at(i);
         } else if (argument.startsWith("--info="_L1)) {
             parsed.infoFile = argument.mid(7);
@@ -165,29 +235,30 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.command->follow = true;
         } else if (isStatus && (argument == "--format"_L1 || argument.startsWith("--format="_L1))) {
             if (argument == "--format"_L1 && ++i == arguments.size())
-                return tl::unexpected(u"--format needs a text"_s);
+                return tl::unexpected(tr("--format needs a text"));
             const auto text = StatusText::parse(argument == "--format"_L1 ? arguments.at(i) : argument.mid(9));
             if (!text)
                 return tl::unexpected(text.error());
             parsed.command->text = *text;
         } else if (argument.startsWith(u'-')) {
-            return tl::unexpected(u"there is no option \"%1\" %2(see quillon --help)"_s.arg(
-                argument, parsed.command ? u"of %1 "_s.arg(parsed.command->name) : QString()));
+            return tl::unexpected(
+                tr("there is no option \"%1\" %2(see quillon --help)")
+                    .arg(argument, parsed.command ? tr("of %1 ").arg(parsed.command->name) : QString()));
         } else if (parsed.command || !BusCommand::exists(argument)) {
-            return tl::unexpected(u"there is no command \"%1\" (see quillon --help)"_s.arg(argument));
+            return tl::unexpected(tr("there is no command \"%1\" (see quillon --help)").arg(argument));
         } else {
             parsed.command = BusCommand{.name = argument, .text = {}};
         }
     }
     if (parsed.check && (parsed.local || parsed.command))
-        return tl::unexpected(u"--check looks at the program that runs, and takes --info at most"_s);
+        return tl::unexpected(tr("--check looks at the program that runs, and takes --info at most"));
     if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
         return tl::unexpected(
-            u"%1 goes to the program that runs, and takes no --local and no --info"_s.arg(parsed.command->name));
+            tr("%1 goes to the program that runs, and takes no --local and no --info").arg(parsed.command->name));
     return parsed;
 }
 
-int Application::run(int argc, char** argv)
+int Application::run(int argc, char** argv) const
 {
     QStringList words;
     for (int i = 1; i < argc; ++i)
@@ -197,12 +268,8 @@ int Application::run(int argc, char** argv)
         complain(arguments.error());
         return ExitUsage;
     }
-    if (arguments->help) {
-        print(QString::fromUtf8(HelpText));
-        return 0;
-    }
-    if (arguments->version) {
-        print(u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
+    if (arguments->help || arguments->version) {
+        print(arguments->help ? tr(HelpText) : u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
         return 0;
     }
     if (arguments->command)
@@ -215,86 +282,39 @@ int Application::run(int argc, char** argv)
     }
     if (arguments->check)
         check(argc, argv, std::move(*info));
-    if (arguments->local && !m_parts.embeddedService) {
-        complain(u"this build has no service of its own"_s);
+    if (arguments->local && !m_builtInService) {
+        complain(tr("this build has no built-in service"));
         return ExitUsage;
     }
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        complain(u"there is no display to show anything on"_s);
+    if (!hasDisplay() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        complain(tr("there is no display to show anything on"));
         return ExitCannotRun;
     }
+    return show(argc, argv, std::move(*info), arguments->local);
+}
 
+int Application::show(int argc, char** argv, platform::InfoDictionary info, bool local) const
+{
     QApplication::setApplicationName(u"Quillon"_s);
     QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
     QApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
     QApplication::setQuitOnLastWindowClosed(false);
     QVariantMap startedBy = platform::startupIds();
     std::optional<DisplayGuard> guard([] {
-        complain(NoDisplay);
+        complain(noDisplay());
         _exit(ExitCannotRun);
     });
-    QApplication application(argc, argv);
+    const QApplication application(argc, argv);
     guard.reset();
     const EndOnSignal endOnSignal;
 
-    platform::Run run(platform::systemEnvironment(std::move(*info), [] { return std::make_unique<AppcastFeed>(); }));
-    WrenfoldMenulet* controller = nullptr;
-    std::optional<SessionBus> sessionBus;
-    std::vector<std::pair<QString, SessionBus::Done>> waiting;
-    platform::SingleInstance instance;
-    const bool first = instance.claim(
-        std::move(startedBy),
-        [&controller] {
-            if (controller)
-                controller->applicationShouldHandleReopen(false);
-        },
-        [&](const QString& action, SessionBus::Done done) {
-            if (sessionBus)
-                sessionBus->perform(action, done);
-            else // the desktop has started the program for it
-                waiting.emplace_back(action, std::move(done));
-        });
-    if (!first)
+    platform::Run run(platform::systemEnvironment(std::move(info), [] { return std::make_unique<AppcastFeed>(); }));
+    Program program;
+    if (!program.isFirst(std::move(startedBy)))
         return 0;
     platform::makeOwnFolder(platform::configFolder());
-
-    WrenfoldMenulet menulet(std::move(m_parts.windows), std::move(m_parts.embeddedService));
-    controller = &menulet;
-    menulet.applicationWillFinishLaunching();
-    // The face first: what takes time comes when there is something to look at.
-    menulet.showStatusItem();
-    const auto awake = [&] {
-        menulet.awakeFromNib();
-        sessionBus.emplace(menulet, instance.busObject());
-        for (const auto& [action, done] : waiting)
-            sessionBus->perform(action, done);
-    };
-    new FirstPaint(menulet.statusItemView(), [&] {
-        QApplication::setWindowIcon(applicationIcon());
-        if (!arguments->local && !menulet.remembersToKeepTimeHere()) {
-            awake();
-            return;
-        }
-        menulet.startOwnService([&, asked = arguments->local](const QString& failure) {
-            if (!failure.isEmpty())
-                complain(failure);
-            // Who asked for nothing but this service has nothing to be shown without it.
-            if (!failure.isEmpty() && asked) {
-                environment().alerts().show(
-                    {WrenfoldMenulet::ownServiceFailedTitle(), failure, {QObject::tr("Quit Quillon")}},
-                    [](int) { QCoreApplication::exit(ExitCannotRun); });
-                return;
-            }
-            awake();
-            if (!failure.isEmpty())
-                menulet.tellOwnServiceFailed(failure);
-        });
-    });
-    const int status = QApplication::exec();
-    controller = nullptr;
-    sessionBus.reset();
-    return status;
+    program.start(m_builtInService, local);
+    return QApplication::exec();
 }
 
 } // namespace app

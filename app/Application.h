@@ -1,12 +1,15 @@
 #pragma once
 
+#include "app/BuiltInService.h"
 #include "app/BusCommand.h"
-#include "app/OwnService.h"
-#include "app/Windows.h"
 
 #include <QStringList>
 
 #include <optional>
+
+namespace platform {
+class InfoDictionary;
+}
 
 namespace app {
 
@@ -29,19 +32,14 @@ struct Arguments
 class Application
 {
 public:
-    struct Parts
-    {
-        WindowMakers windows;
-        /// Null: this build has no service of its own.
-        OwnService::Maker embeddedService;
-    };
+    explicit Application(BuiltInService::Maker builtInService) : m_builtInService(std::move(builtInService)) {}
 
-    explicit Application(Parts parts) : m_parts(std::move(parts)) {}
-
-    int run(int argc, char** argv);
+    int run(int argc, char** argv) const;
 
 private:
-    Parts m_parts;
+    int show(int argc, char** argv, platform::InfoDictionary info, bool local) const;
+
+    const BuiltInService::Maker m_builtInService;
 };
 
 } // namespace app

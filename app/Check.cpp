@@ -303,8 +303,8 @@ void check(int argc, char** argv, platform::InfoDictionary info)
     page.add(store());
 
     page.begin(StatusItem);
-    const DisplayGuard guard([] { s_page->giveUp(NoDisplay); });
-    const bool display = !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    const DisplayGuard guard([] { s_page->giveUp(noDisplay()); });
+    const bool display = hasDisplay();
     if (!display && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);

@@ -1,5 +1,7 @@
 #include "app/Complaint.h"
 
+#include "app/Text.h"
+
 #include <QList>
 
 #include <csignal>
@@ -47,6 +49,16 @@ QString printable(const QString& text)
 void complain(const QString& what)
 {
     std::fputs(u"quillon: %1\n"_s.arg(printable(what)).toLocal8Bit().constData(), stderr);
+}
+
+QString noDisplay()
+{
+    return tr("no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM");
+}
+
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 DisplayGuard::DisplayGuard(void (*failed)())

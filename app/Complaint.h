@@ -23,8 +23,10 @@ public:
     DisplayGuard& operator=(const DisplayGuard&) = delete;
 };
 
-/// What to tell of it.
-inline constexpr QLatin1StringView NoDisplay("no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and "
-                                             "QT_QPA_PLATFORM");
+/// What to say about it.
+QString noDisplay();
+
+/// Whether the environment names a display, which need not be there.
+bool hasDisplay();
 
 } // namespace app

@@ -29,7 +29,7 @@ QStringList startArguments()
     return arguments;
 }
 
-bool relaunch(QObject* /*sender*/)
+void relaunch(QObject* /*sender*/)
 {
     // In a build it lies beside the program.
     const QString here = QCoreApplication::applicationDirPath();
@@ -38,10 +38,8 @@ bool relaunch(QObject* /*sender*/)
     const QStringList arguments =
         QStringList{QCoreApplication::applicationFilePath(), QString::number(QCoreApplication::applicationPid())} +
         startArguments();
-    if (helper.isEmpty() || !QProcess::startDetached(helper, arguments))
-        return false;
-    QCoreApplication::exit(0);
-    return true;
+    if (!helper.isEmpty() && QProcess::startDetached(helper, arguments))
+        QCoreApplication::exit(0);
 }
 
 } // namespace app

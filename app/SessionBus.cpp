@@ -4,12 +4,16 @@
 #include "app/Check.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
+#include "model/Client.h"
+#include "model/DayEntry.h"
+#include "model/Project.h"
+#include "model/Task.h"
+#include "skin/QuillonStatusItemView.h"
 #include "store/Coordinator.h"
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QMetaProperty>
 
 #include <algorithm>
 
@@ -57,10 +61,38 @@ Refusal offline()
     return refusal("Offline", QObject::tr("the service cannot be reached"));
 }
 
+/// What the status item says, and of which entry: the properties of the interface.
+QVariantMap statusOf(const WrenfoldMenulet& menulet)
+{
+    const skin::QuillonStatusItemView& view = menulet.statusItemView();
+    const QString hours = view.hoursString();
+    QString state = view.isRunning() ? u"running"_s : u"stopped"_s;
+    if (menulet.offline())
+        state = u"offline"_s;
+    else if (menulet.loggedOut())
+        state = u"signed-out"_s;
+    else if (hours == "-:--"_L1)
+        state = u"starting"_s;
+    // Of somebody else, perhaps, when nobody is signed in.
+    const model::DayEntry* entry = menulet.loggedOut() ? nullptr : menulet.currentEntry();
+    const model::Project* project = entry ? entry->project() : nullptr;
+    const model::Client* client = project ? project->client() : nullptr;
+    const model::Task* task = entry ? entry->task() : nullptr;
+    return {{u"Hours"_s, hours},
+            {u"State"_s, state},
+            {u"Running"_s, view.isRunning()},
+            {u"Offline"_s, menulet.offline()},
+            {u"SignedOut"_s, menulet.loggedOut()},
+            {u"Project"_s, project ? project->displayName() : QString()},
+            {u"Task"_s, task ? task->name() : QString()},
+            {u"Client"_s, client ? client->name() : QString()},
+            {u"Notes"_s, entry ? entry->notes() : QString()}};
+}
+
 /// As a press on the button, and says when no timer came of it.
 void toggle(WrenfoldMenulet& menulet, const Done& done)
 {
-    const bool hasEntry = menulet.hasCurrentEntry();
+    const bool hasEntry = menulet.currentEntry();
     if (menulet.offline() && (hasEntry || !menulet.loggedOut())) {
         done(offline());
         return;
@@ -103,7 +135,8 @@ void perform(WrenfoldMenulet& menulet, const QString& action, const Done& done)
 
 } // namespace
 
-/// The interface `com.wrenfold.Quillon1`. Properties are what was told last, so that a reader and a listener agree.
+/// The interface `com.wrenfold.Quillon1`. Properties are what was announced last, so that a reader and a listener
+/// agree.
 class StatusAdaptor final : public QDBusAbstractAdaptor
 {
     Q_OBJECT
@@ -120,32 +153,23 @@ class StatusAdaptor final : public QDBusAbstractAdaptor
 
 public:
     StatusAdaptor(WrenfoldMenulet& menulet, QObject* object)
-        : QDBusAbstractAdaptor(object), m_menulet(menulet), m_status(menulet.status())
+        : QDBusAbstractAdaptor(object), m_menulet(menulet), m_status(statusOf(menulet))
     {
         registerFindings();
         connect(&menulet, &WrenfoldMenulet::statusChanged, this, &StatusAdaptor::update);
-        // Who asked before this interface was there was told that the program starts.
-        announce(properties());
+        // Who asked before this interface was there has heard that the program starts.
+        announce(m_status);
     }
 
-    QString hours() const { return m_status.hours; }
-    QString state() const
-    {
-        if (m_status.offline)
-            return u"offline"_s;
-        if (m_status.loggedOut)
-            return u"signed-out"_s;
-        if (m_status.hours == "-:--"_L1)
-            return u"starting"_s;
-        return m_status.running ? u"running"_s : u"stopped"_s;
-    }
-    bool running() const { return m_status.running; }
-    bool offline() const { return m_status.offline; }
-    bool signedOut() const { return m_status.loggedOut; }
-    QString project() const { return m_status.project; }
-    QString task() const { return m_status.task; }
-    QString client() const { return m_status.client; }
-    QString notes() const { return m_status.notes; }
+    QString hours() const { return text("Hours"); }
+    QString state() const { return text("State"); }
+    bool running() const { return flag("Running"); }
+    bool offline() const { return flag("Offline"); }
+    bool signedOut() const { return flag("SignedOut"); }
+    QString project() const { return text("Project"); }
+    QString task() const { return text("Task"); }
+    QString client() const { return text("Client"); }
+    QString notes() const { return text("Notes"); }
 
 public slots:
     void Toggle(const QDBusMessage& call) { carryOut(u"toggle"_s, call); }
@@ -174,26 +198,16 @@ private:
         });
     }
 
-    QVariantMap properties() const
-    {
-        QVariantMap all;
-        for (int i = staticMetaObject.propertyOffset(); i < staticMetaObject.propertyCount(); ++i) {
-            const QMetaProperty property = staticMetaObject.property(i);
-            all.insert(QString::fromLatin1(property.name()), property.read(this));
-        }
-        return all;
-    }
+    QString text(const char* property) const { return m_status.value(QString::fromLatin1(property)).toString(); }
+    bool flag(const char* property) const { return m_status.value(QString::fromLatin1(property)).toBool(); }
 
     void update()
     {
-        Status now = m_menulet.status();
-        if (now == m_status)
-            return;
-        const QVariantMap before = properties();
-        m_status = std::move(now);
-        QVariantMap changed = properties();
+        const QVariantMap before = std::exchange(m_status, statusOf(m_menulet));
+        QVariantMap changed = m_status;
         changed.removeIf([&](const auto& property) { return before.value(property.key()) == property.value(); });
-        announce(changed);
+        if (!changed.isEmpty())
+            announce(changed);
     }
 
     static void announce(const QVariantMap& changed)
@@ -205,7 +219,7 @@ private:
     }
 
     WrenfoldMenulet& m_menulet;
-    Status m_status;
+    QVariantMap m_status; ///< as announced last
 };
 
 SessionBus::SessionBus(WrenfoldMenulet& menulet, QObject* object)

@@ -1,19 +1,21 @@
 #include "app/WrenfoldMenulet.h"
 
+#include "app/FirstSteps.h"
 #include "app/StatusMenu.h"
+#include "editing/NewTimerController.h"
 #include "model/Company.h"
 #include "model/DataModel.h"
 #include "platform/Desktop.h"
-#include "platform/InfoDictionary.h"
 #include "platform/Paths.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "platform/UpdateFeed.h"
+#include "preferences/PreferenceController.h"
 #include "service/QuillonApi.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "skin/Callout.h"
+#include "skin/AboutController.h"
 #include "skin/QuillonStatusItemView.h"
 #include "skin/StatusTile.h"
 #include "store/Coordinator.h"
@@ -33,9 +35,8 @@ constexpr int UpdateCheckSeconds = 3600;
 
 } // namespace
 
-WrenfoldMenulet::WrenfoldMenulet(WindowMakers windows, OwnService::Maker ownService)
-    : m_windows(std::move(windows)),
-      m_ownService(std::move(ownService), [](const QString& sentence) { tellFileTrouble(sentence); })
+WrenfoldMenulet::WrenfoldMenulet(BuiltInService::Maker builtInService)
+    : m_timeHere(std::move(builtInService)), m_firstSteps(std::make_unique<FirstSteps>(*this))
 {
     model::Host::set(this);
 }
@@ -48,8 +49,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     model::Host::set(nullptr);
     settings::HotKeyManager::instance().setTarget(nullptr);
 
-    m_firstStepsTimer.reset();
-    m_callout.reset();
+    m_firstSteps.reset();
     m_idleTimer.reset();
     m_updateTimer.reset();
     setCompany(nullptr);
@@ -113,8 +113,7 @@ void WrenfoldMenulet::awakeFromNib()
                               [this] { toggleCurrentTimer(m_view.get()); }, skin::statusTile});
     setupReachabilityTarget();
     if (m_userPreferences->credentials().url.isEmpty()) {
-        m_loggedOut = true;
-        showLoggedOut();
+        authenticationFailed();
         showPreferencePanel(this);
     }
     environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);
@@ -134,11 +133,16 @@ void WrenfoldMenulet::wire()
             &WrenfoldMenulet::initializeQuillonData);
     connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, this, &WrenfoldMenulet::networkUnReachable);
     connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, this, &WrenfoldMenulet::networkReachable);
+    connect(&m_timeHere, &TimeHere::kept, this, [this] {
+        // It opens by itself when the first day is there, and never again.
+        if (m_timesheetController)
+            showTimesheetWindow(this);
+    });
 
     const auto action = [this](QAction* item, void (WrenfoldMenulet::*method)(QObject*)) {
         connect(item, &QAction::triggered, this, [this, item, method] {
             // Hosts and screen readers may know the menu as it was before.
-            if (m_loggedOut && m_menu->needsAccount(item))
+            if (loggedOut() && m_menu->needsAccount(item))
                 showPreferencePanel(item);
             else
                 (this->*method)(item);

@@ -1,17 +1,17 @@
 #pragma once
 
 #include "app/IdleTimer.h"
-#include "app/OwnService.h"
-#include "app/Windows.h"
+#include "app/TimeHere.h"
 #include "model/Host.h"
 #include "platform/Alerts.h"
 #include "platform/Reachability.h"
-#include "platform/StatusItem.h"
 #include "platform/TimeSource.h"
+#include "preferences/PreferencesOwner.h"
 #include "service/OutcomeReceiver.h"
 #include "settings/HotKeyManager.h"
 #include "skin/StatusItemOwner.h"
 #include "store/Object.h"
+#include "timesheet/TimesheetController.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -20,6 +20,15 @@
 #include <mutex>
 #include <unordered_map>
 
+namespace editing {
+class NewTimerController;
+}
+namespace platform {
+class StatusItem;
+}
+namespace preferences {
+class PreferenceController;
+}
 namespace service {
 class QuillonApi;
 }
@@ -27,9 +36,8 @@ namespace settings {
 class QuillonPreferences;
 }
 namespace skin {
-class Callout;
+class AboutController;
 class QuillonStatusItemView;
-struct Hint;
 } // namespace skin
 namespace store {
 class Context;
@@ -39,40 +47,28 @@ class Model;
 
 namespace app {
 
+class FirstSteps;
 class StatusMenu;
-
-/// What the status item says at one moment, and of which entry.
-struct Status
-{
-    QString hours; ///< "1:05", or "-:--" while not known yet
-    QString project;
-    QString task;
-    QString client;
-    QString notes;
-    bool running = false;
-    bool offline = false;
-    bool loggedOut = false;
-
-    bool operator==(const Status&) const = default;
-};
 
 /// The width of the status item, in points, for hours of up to two digits and while offline.
 inline constexpr float QuillonStatusItemDefaultWidth = 71.0F;
 
 /// The program's controller: owns the status item, the local store, the refresh cycle and the windows, carries out the
-/// commands of the menu, and is told how requests end.
+/// commands of the menu, and hears how requests end.
 ///
 /// One per run, made inside it and destroyed before it. Main thread only, except what `model::Host` promises for any.
 class WrenfoldMenulet final : public QObject,
                               public service::OutcomeReceiver,
                               public settings::HotKeyTarget,
                               public skin::StatusItemOwner,
+                              public timesheet::TimesheetOwner,
+                              public preferences::PreferencesOwner,
                               public model::Host,
                               public IdleTimerDelegate
 {
     Q_OBJECT
 public:
-    explicit WrenfoldMenulet(WindowMakers windows = {}, OwnService::Maker ownService = {});
+    explicit WrenfoldMenulet(BuiltInService::Maker builtInService = {});
     ~WrenfoldMenulet() override;
 
     // Start-up, in this order.
@@ -105,39 +101,27 @@ public:
 
     model::Company* company() const;
     void setCompany(model::Company* company);
-    bool loggedOut() const override { return m_loggedOut; }
-    bool offline() const override { return m_offline; }
-    bool showingInDock() const { return m_showingInDock; }
-    Status status() const;
+    /// The most recent one of the account; null: none.
+    model::DayEntry* currentEntry() const;
+    bool loggedOut() const override { return m_connection.loggedOut; }
+    bool offline() const override { return m_connection.offline; }
+    bool showingInDock() const override { return m_showingInDock; }
+    TimeHere& timeHere() { return m_timeHere; }
     StatusMenu& menu() const { return *m_menu; }
     skin::QuillonStatusItemView& statusItemView() const { return *m_view; }
-    TimesheetWindow* timesheetController() const { return m_timesheetController.get(); }
-    NewTimerWindow* addTimerController() const { return m_addTimerController.get(); }
+
+    // Null before they are first shown.
+
+    skin::AboutController* aboutController() const { return m_aboutController.get(); }
+    preferences::PreferenceController* preferenceController() const { return m_preferenceController.get(); }
+    timesheet::TimesheetController* timesheetController() const { return m_timesheetController.get(); }
+    editing::NewTimerController* addTimerController() const { return m_addTimerController.get(); }
 
     /// The signed-in user, null when not known yet.
     model::User* currentUser() override;
     model::User* currentUserInContext(store::Context& context) override;
     store::Context* mainContext() override { return managedObjectContext(); }
     std::shared_ptr<store::Coordinator> coordinator() override { return persistentStoreCoordinator(); }
-
-    // Time kept on this computer, in the service within the program.
-
-    /// Whether this build has one.
-    bool canKeepTimeHere() const { return m_ownService.exists(); }
-    /// Whether the person chose it, in an earlier run or this one.
-    bool remembersToKeepTimeHere() const;
-    /// Starts it and signs in to it; nobody is signed in until then, nor when it fails. `done` as for `OwnService`. At
-    /// start-up this comes before `awakeFromNib`.
-    void startOwnService(std::function<void(const QString& failure)> done);
-    /// The person's wish: the same, remembered, and the timesheet shown. `done` is told whether the time is kept here
-    /// now, and then announces it with the other preferences; a failure was told in an alert.
-    void keepTimeHere(std::function<void(bool kept)> done);
-    /// From now on in the account that is saved. Nothing is announced yet.
-    void keepTimeElsewhere();
-    void tellOwnServiceFailed(const QString& failure);
-    static QString ownServiceFailedTitle();
-    /// The file that the time kept here is in was lost while it is in use, or with an empty text is in use again.
-    static void tellFileTrouble(const QString& sentence);
 
     // The refresh cycle.
 
@@ -152,6 +136,8 @@ public:
     void setIndicatorsToGood();
     void networkReachable();
     void networkUnReachable();
+    /// Of the host whose reachability counts as the network's.
+    static QString reachabilityHost(bool timeIsKeptHere);
 
     void gotQuillonCompany(const QString& subdomain) override;
     void gotQuillonCompanyCacheVersion(qint64 version) override;
@@ -173,15 +159,13 @@ public:
     // The menu's actions. `sender` asked for it; null: the program itself.
 
     void showAboutWindow(QObject* sender);
-    void showPreferencePanel(QObject* sender);
+    void showPreferencePanel(QObject* sender) override;
     void toggleTimesheetWindow(QObject* sender) override;
     void showTimesheetWindow(QObject* sender);
     void showNewTimerWindow(QObject* sender) override;
-    void showHelp(QObject* sender);
-    /// Shows where the hours are: beside the item, or in the timesheet where the item's place is not to be known. It
-    /// stays until the person puts it away, also over the next start.
+    void showHelp(QObject* sender) override;
     void showFirstSteps(QObject* sender);
-    void openQuillonInBrowser(QObject* sender);
+    void openQuillonInBrowser(QObject* sender) override;
     void manageProjects(QObject* sender);
     void manageTasks(QObject* sender);
     /// Starts or stops the current entry's timer; without an entry, opens the window for a new one, or the preferences
@@ -189,9 +173,10 @@ public:
     void toggleCurrentTimer(QObject* sender) override;
     /// The same, for who must know what came of it. `ended` is not called where there is no entry.
     void toggleCurrentTimer(QObject* sender, std::function<void(bool toggled)> ended);
-    bool hasCurrentEntry() const { return currentEntry(); }
     void checkForUpdates(QObject* sender);
-    void quitQuilonForMac(QObject* sender);
+    void quitQuilonForMac(QObject* sender) override;
+    void relaunch(QObject* sender) override;
+    QStringList startArguments() const override;
 
     // How timer commands end.
 
@@ -229,44 +214,45 @@ public:
     IdleTimer& idleTimer() const { return *m_idleTimer; }
 
 signals:
-    // QuillonNetworkReachable and QuillonNetworkNotReachable, told to whoever shows connectivity.
+    // QuillonNetworkReachable and QuillonNetworkNotReachable, for whoever shows connectivity.
     void quillonForMacNetworkReachable();
     void quillonForMacNetworkNotReachable();
 
-    /// What `status` returns may have changed.
+    /// What the status item says may have changed.
     void statusChanged();
 
 private:
-    model::DayEntry* currentEntry() const;
+    struct Connection
+    {
+        bool loggedOut = false;
+        bool offline = false;
+    };
+
     void wire();
+    void setConnection(Connection connection);
     void setupReachabilityTarget();
-    void showLoggedOut();
     void describeStatusItem(const model::DayEntry* entry);
     void showAlert(const QString& title, const QString& text);
     void openPage(const QString& path);
     void enableTimerItems(bool enable);
-    TimesheetWindow* timesheet();
+    timesheet::TimesheetController& timesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void forgetRunningTimer();
     void dismissIdleAlertOfStoppedTimer();
     void idleEpisodeIsOver();
-    void placeFirstSteps();
-    void hideFirstSteps();
-    skin::Hint firstSteps(bool showsView, bool isBeside);
-    void finishFirstSteps();
 
-    WindowMakers m_windows;
+    TimeHere m_timeHere;
     platform::StatusItem* m_statusItem = nullptr; ///< the environment's
-    OwnService m_ownService;
-    service::QuillonApi* m_api = nullptr; ///< the run's
+    service::QuillonApi* m_api = nullptr;         ///< the run's
     settings::QuillonPreferences* m_userPreferences = nullptr;
     std::unique_ptr<StatusMenu> m_menu;
     std::unique_ptr<skin::QuillonStatusItemView> m_view;
 
-    std::unique_ptr<Window> m_aboutController;
-    std::unique_ptr<Window> m_preferenceController;
-    std::unique_ptr<TimesheetWindow> m_timesheetController;
-    std::unique_ptr<NewTimerWindow> m_addTimerController;
+    std::unique_ptr<FirstSteps> m_firstSteps;
+    std::unique_ptr<skin::AboutController> m_aboutController;
+    std::unique_ptr<preferences::PreferenceController> m_preferenceController;
+    std::unique_ptr<timesheet::TimesheetController> m_timesheetController;
+    std::unique_ptr<editing::NewTimerController> m_addTimerController;
 
     std::unique_ptr<const store::Model> m_managedObjectModel;
     std::mutex m_storeMutex; ///< guards the coordinator's making
@@ -276,9 +262,6 @@ private:
     mutable std::mutex m_accountMutex; ///< guards the account's name, which workers ask for
     QString m_account;
 
-    std::unique_ptr<platform::TimeSource::Timer> m_firstStepsTimer; ///< while the first steps are shown
-    platform::StatusItem::Place m_firstStepsPlace;                  ///< as it was found last
-    std::unique_ptr<skin::Callout> m_callout;
     std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
     /// When the service last told the hours of an entry, in this run: the uptime.
@@ -293,10 +276,8 @@ private:
     store::Ref<model::DayEntry> m_runningTimerWhenIdleStarted;
     QDateTime m_runningTimerSavedAt;
 
-    bool m_loggedOut = false;
-    bool m_offline = false;
+    Connection m_connection; ///< what the status item, its menu and the windows show of it comes from here
     bool m_watchesThisComputer = false;
-    bool m_firstStepsInTimesheet = false;
     bool m_showingInDock = false;
     bool m_clearingCompanyData = false;
     bool m_cacheVersionChanged = false;

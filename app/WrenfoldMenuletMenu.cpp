@@ -1,9 +1,11 @@
 // The status menu, its actions, and how timer commands end.
 
+#include "app/FirstSteps.h"
+#include "app/Relaunch.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 
-#include "model/Client.h"
+#include "editing/NewTimerController.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
 #include "model/Project.h"
@@ -14,10 +16,12 @@
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "platform/UpdateFeed.h"
+#include "preferences/PreferenceController.h"
 #include "service/QuillonApi.h"
 #include "service/QuillonError.h"
 #include "settings/KeyCodes.h"
 #include "settings/QuillonPreferences.h"
+#include "skin/AboutController.h"
 #include "skin/QuillonStatusItemView.h"
 
 #include <QCoreApplication>
@@ -73,28 +77,9 @@ void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
     }
     const QString joined = about.join(", "_L1);
     m_view->setAbout(joined);
-    m_statusItem->setDescription({m_view->hoursString(), m_view->spokenText(), m_view->isRunning(), m_view->offline(),
-                                  m_view->loggedOut(), joined});
+    m_statusItem->setDescription(
+        {m_view->hoursString(), m_view->spokenText(), m_view->isRunning(), offline(), loggedOut(), joined});
     emit statusChanged();
-}
-
-Status WrenfoldMenulet::status() const
-{
-    Status status{
-        .hours = m_view->hoursString(), .running = m_view->isRunning(), .offline = m_offline, .loggedOut = m_loggedOut};
-    const model::DayEntry* entry = currentEntry();
-    // Of somebody else, perhaps, when nobody is signed in.
-    if (!entry || m_loggedOut)
-        return status;
-    if (const model::Project* project = entry->project()) {
-        status.project = project->displayName();
-        if (const model::Client* client = project->client())
-            status.client = client->name();
-    }
-    if (const model::Task* task = entry->task())
-        status.task = task->name();
-    status.notes = entry->notes();
-    return status;
 }
 
 void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entry)
@@ -147,7 +132,7 @@ void WrenfoldMenulet::toggleStatusItemMenu()
         m_menu->hide(); // menuDidClose follows
         return;
     }
-    if (m_view->loggedOut()) {
+    if (loggedOut()) {
         showPreferencePanel(this);
         m_view->setClicked(false);
         return;
@@ -165,58 +150,60 @@ void WrenfoldMenulet::menuDidClose()
 
 void WrenfoldMenulet::showAboutWindow(QObject* /*sender*/)
 {
-    if (!m_aboutController && m_windows.about)
-        m_aboutController = m_windows.about(*this);
-    if (m_aboutController)
-        m_aboutController->show();
+    if (!m_aboutController)
+        m_aboutController = std::make_unique<skin::AboutController>();
+    m_aboutController->show();
 }
 
 void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
 {
-    if (!m_preferenceController && m_windows.preferences)
-        m_preferenceController = m_windows.preferences(*this);
-    if (m_preferenceController)
-        m_preferenceController->show();
+    if (!m_preferenceController)
+        m_preferenceController = std::make_unique<preferences::PreferenceController>(*this, m_timeHere);
+    m_preferenceController->show();
 }
 
-TimesheetWindow* WrenfoldMenulet::timesheet()
+timesheet::TimesheetController& WrenfoldMenulet::timesheet()
 {
-    if (!m_timesheetController && m_windows.timesheet) {
-        m_timesheetController = m_windows.timesheet(*this);
-        m_timesheetController->setCompany(company());
+    using timesheet::TimesheetController;
+    if (!m_timesheetController) {
+        m_timesheetController = std::make_unique<TimesheetController>(*this);
+        TimesheetController* const made = m_timesheetController.get();
+        made->windowHack();
+        made->setLoggedOut(loggedOut());
+        connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, made, &TimesheetController::wentOffline);
+        connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, made, &TimesheetController::wentOnline);
     }
-    return m_timesheetController.get();
+    m_timesheetController->setCompany(company());
+    return *m_timesheetController;
 }
 
 void WrenfoldMenulet::toggleTimesheetWindow(QObject* /*sender*/)
 {
-    if (TimesheetWindow* window = timesheet()) {
-        window->setCompany(company());
-        window->toggle();
-        window->setOffline(m_offline);
-    }
+    timesheet().toggle();
+    m_timesheetController->setOffline(offline());
 }
 
 void WrenfoldMenulet::showTimesheetWindow(QObject* /*sender*/)
 {
-    if (TimesheetWindow* window = timesheet()) {
-        window->setCompany(company());
-        window->show();
-        window->setOffline(m_offline);
-    }
+    timesheet().show();
+    m_timesheetController->setOffline(offline());
 }
 
 void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
 {
-    if (!m_addTimerController && m_windows.newTimer)
-        m_addTimerController = m_windows.newTimer(*this);
-    if (m_addTimerController)
-        m_addTimerController->show();
+    if (!m_addTimerController)
+        m_addTimerController = std::make_unique<editing::NewTimerController>();
+    m_addTimerController->show();
 }
 
 void WrenfoldMenulet::showHelp(QObject* /*sender*/)
 {
     environment().desktop().openUrl(QUrl(environment().info().string("QuillonHelpURL"_L1)));
+}
+
+void WrenfoldMenulet::showFirstSteps(QObject* /*sender*/)
+{
+    m_firstSteps->show();
 }
 
 void WrenfoldMenulet::openPage(const QString& path)
@@ -248,7 +235,7 @@ void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/, std::function<void
 {
     if (const model::DayEntry* entry = currentEntry())
         m_api->toggleTimer(*entry, std::move(ended));
-    else if (m_loggedOut)
+    else if (loggedOut())
         showPreferencePanel(this); // the button is under the words that ask to sign in
     else
         showNewTimerWindow(this);
@@ -263,6 +250,16 @@ void WrenfoldMenulet::quitQuilonForMac(QObject* /*sender*/)
 {
     // QApplication::quit() would ask the windows, and one of them may say no.
     QCoreApplication::exit(0);
+}
+
+void WrenfoldMenulet::relaunch(QObject* sender)
+{
+    app::relaunch(sender);
+}
+
+QStringList WrenfoldMenulet::startArguments() const
+{
+    return app::startArguments();
 }
 
 void WrenfoldMenulet::showAlert(const QString& title, const QString& text)

@@ -1,8 +1,10 @@
 // The refresh cycle and connectivity.
 
+#include "app/FirstSteps.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 
+#include "editing/NewTimerController.h"
 #include "model/Company.h"
 #include "model/DataModel.h"
 #include "model/DateComparisons.h"
@@ -12,9 +14,7 @@
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "service/QuillonApi.h"
-#include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
-#include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 
@@ -29,7 +29,7 @@ constexpr auto RefreshInterval = 30s;
 
 QDate today()
 {
-    const auto now = platform::Run::current().environment().time().now();
+    const auto now = platform::environment().time().now();
     return QDateTime::fromMSecsSinceEpoch(
                std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count())
         .date();
@@ -109,7 +109,7 @@ void WrenfoldMenulet::gotQuillonCompanyCacheVersion(qint64 version)
 
 void WrenfoldMenulet::setupUpdateTimer()
 {
-    m_updateTimer = platform::Run::current().environment().time().repeat(RefreshInterval, [this] { downloadLatest(); });
+    m_updateTimer = platform::environment().time().repeat(RefreshInterval, [this] { downloadLatest(); });
     downloadLatest();
 }
 
@@ -152,15 +152,14 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
     describeStatusItem(entry);
     if (!m_timesheetController)
         showTimesheetWindow(this);
-    if (m_userPreferences->timeIsKeptHere() && !m_firstStepsTimer &&
-        !settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFirstStepsDoneKey))
-        showFirstSteps(this);
+    if (m_userPreferences->timeIsKeptHere())
+        m_firstSteps->showOnce();
 }
 
 void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)
 {
     for (const store::ObjectId& entry : changes->confirmed)
-        m_hoursAsOf[entry] = platform::Run::current().environment().time().uptime().total;
+        m_hoursAsOf[entry] = platform::environment().time().uptime().total;
     if (store::Context* context = managedObjectContext())
         context->mergeChanges(*changes);
     if (model::touchesCatalog(*changes, *managedObjectModel())) {
@@ -172,16 +171,19 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
     updateTotal();
 }
 
-void WrenfoldMenulet::authenticationFailed()
+void WrenfoldMenulet::setConnection(Connection connection)
 {
-    m_loggedOut = true;
-    showLoggedOut();
+    m_connection = connection;
+    m_view->setOffline(connection.offline);
+    m_view->setLoggedOut(connection.loggedOut);
+    m_menu->setSignedOut(connection.loggedOut);
+    if (m_timesheetController)
+        m_timesheetController->setLoggedOut(connection.loggedOut);
 }
 
-void WrenfoldMenulet::showLoggedOut()
+void WrenfoldMenulet::authenticationFailed()
 {
-    m_view->setLoggedOut(true);
-    m_menu->setSignedOut(true);
+    setConnection({.loggedOut = true, .offline = offline()});
     // The sign-in picture is wider than the placeholder hours that may be shown before.
     m_statusItem->setLength(QuillonStatusItemDefaultWidth);
     describeStatusItem(currentEntry());
@@ -189,19 +191,15 @@ void WrenfoldMenulet::showLoggedOut()
 
 void WrenfoldMenulet::setIndicatorsToGood()
 {
-    m_view->setOffline(false);
-    m_view->setLoggedOut(false);
-    m_menu->setSignedOut(false);
-    m_offline = false;
-    m_loggedOut = false;
+    setConnection({});
 }
 
 void WrenfoldMenulet::preferencesChanged()
 {
     m_updateTimer.reset();
-    hideFirstSteps();
+    m_firstSteps->hide();
     if (!m_userPreferences->timeIsKeptHere())
-        m_ownService.end();
+        m_timeHere.end();
     clearAllData();
     setupUpdateTimer();
     if (m_watchesThisComputer != m_userPreferences->timeIsKeptHere())
@@ -237,26 +235,29 @@ void WrenfoldMenulet::clearAllData()
 
 void WrenfoldMenulet::setupReachabilityTarget()
 {
-    platform::Environment& environment = platform::Run::current().environment();
-    // The own service and that of a development run are on this machine, wherever the network leads.
     m_watchesThisComputer = m_userPreferences->timeIsKeptHere();
-    const QString host = m_watchesThisComputer || environment.info().boolean("QuillonLocalDebug"_L1)
-                             ? u"localhost"_s
-                             : environment.info().string("QuillonReachabilityHost"_L1);
     // Where it cannot be measured the program never shows the offline state.
-    m_reachabilityTarget = environment.reachability().watch(host, [this](bool reachable) {
-        if (reachable)
-            emit quillonForMacNetworkReachable();
-        else
-            emit quillonForMacNetworkNotReachable();
-    });
+    m_reachabilityTarget =
+        platform::environment().reachability().watch(reachabilityHost(m_watchesThisComputer), [this](bool reachable) {
+            if (reachable)
+                emit quillonForMacNetworkReachable();
+            else
+                emit quillonForMacNetworkNotReachable();
+        });
+}
+
+QString WrenfoldMenulet::reachabilityHost(bool timeIsKeptHere)
+{
+    // The built-in service and that of a development run are on this machine, wherever the network leads.
+    const platform::InfoDictionary& info = platform::environment().info();
+    return timeIsKeptHere || info.boolean("QuillonLocalDebug"_L1) ? u"localhost"_s
+                                                                  : info.string("QuillonReachabilityHost"_L1);
 }
 
 void WrenfoldMenulet::networkUnReachable()
 {
     m_statusItem->setLength(QuillonStatusItemDefaultWidth);
-    m_view->setOffline(true);
-    m_offline = true;
+    setConnection({.loggedOut = loggedOut(), .offline = true});
     m_menu->offlineIndicator->setVisible(true);
     m_menu->offlineSeparatorItem->setVisible(true);
     enableTimerItems(false);
@@ -265,10 +266,9 @@ void WrenfoldMenulet::networkUnReachable()
 
 void WrenfoldMenulet::networkReachable()
 {
-    if (m_view->offline() || m_view->loggedOut())
+    if (offline() || loggedOut())
         initializeQuillonData();
-    m_view->setOffline(false);
-    m_offline = false;
+    setConnection({.loggedOut = loggedOut(), .offline = false});
     m_menu->offlineIndicator->setVisible(false);
     m_menu->offlineSeparatorItem->setVisible(false);
     enableTimerItems(true);

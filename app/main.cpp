@@ -1,11 +1,10 @@
-#include "LocalService.h"
+#include "LoopbackService.h"
 
 #include "app/Application.h"
-#include "app/ProgramWindows.h"
 #include "localservice/CoreDumps.h"
 
 int main(int argc, char** argv)
 {
     localservice::keepOutOfCoreDumps();
-    return app::Application({app::programWindows(), [] { return std::make_unique<LocalService>(); }}).run(argc, argv);
+    return app::Application([] { return std::make_unique<LoopbackService>(); }).run(argc, argv);
 }

@@ -3,6 +3,7 @@
 #include "platform/Desktop.h"
 #include "platform/InfoDictionary.h"
 #include "platform/LoginItems.h"
+#include "platform/Paths.h"
 #include "platform/Run.h"
 #include "platform/UpdateFeed.h"
 #include "preferences/PreferencesOwner.h"
@@ -100,8 +101,8 @@ QString statusText(const platform::HotKeys::Status& status)
 
 } // namespace
 
-PreferenceController::PreferenceController(PreferencesOwner& owner)
-    : m_owner(owner), m_api(service::QuillonApi::sharedApi()),
+PreferenceController::PreferenceController(PreferencesOwner& owner, TimeHereOwner& timeHere)
+    : m_owner(owner), m_timeHere(timeHere), m_api(service::QuillonApi::sharedApi()),
       m_preferences(settings::QuillonPreferences::sharedPreferences()), m_hotKeys(settings::HotKeyManager::instance()),
       m_loginItems(environment().loginItems()), m_formatter(currencyLocale()), m_ui(std::make_unique<Ui::Preferences>())
 {
@@ -199,10 +200,11 @@ void PreferenceController::wire()
     connect(m_ui->cancelButton, &QPushButton::clicked, this, &PreferenceController::cancelSigningIn);
     connect(m_ui->keepTimeHereButton, &QPushButton::clicked, this, &PreferenceController::keepTimeHere);
     connect(m_ui->signInButton, &QPushButton::clicked, this, &PreferenceController::signInElsewhere);
-    connect(m_ui->openInBrowserButton, &QPushButton::clicked, this, [this] { m_owner.openInBrowser(); });
+    connect(m_ui->openInBrowserButton, &QPushButton::clicked, this, [this] { m_owner.openQuillonInBrowser(this); });
     connect(m_ui->helpButton, &QPushButton::clicked, this, &PreferenceController::goToHelpCenter);
-    connect(m_ui->quitButton, &QPushButton::clicked, this, [this] { m_owner.quit(); });
-    connect(new QShortcut(Qt::CTRL | Qt::Key_Q, &m_window), &QShortcut::activated, this, [this] { m_owner.quit(); });
+    connect(m_ui->quitButton, &QPushButton::clicked, this, [this] { m_owner.quitQuilonForMac(this); });
+    connect(new QShortcut(Qt::CTRL | Qt::Key_Q, &m_window), &QShortcut::activated, this,
+            [this] { m_owner.quitQuilonForMac(this); });
     connect(m_ui->defaultRateField, &QLineEdit::editingFinished, this,
             [this] { controlTextDidEndEditing(m_ui->defaultRateField); });
     connect(m_ui->idleTimerEnabledButton, &QCheckBox::toggled, m_ui->idleTimerMinutesField, &QWidget::setEnabled);
@@ -283,7 +285,7 @@ void PreferenceController::showAccountPage(AccountPage page)
     m_accountPage = page;
     const bool fields = page == AccountPage::Fields;
     const bool signedInHere = m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
-    const bool offersHere = fields && !signedInHere && m_owner.canKeepTimeHere();
+    const bool offersHere = fields && !signedInHere && m_timeHere.canKeepTimeHere();
     const bool isNew = offersHere && m_preferences.url().isEmpty();
 
     m_ui->herePage->setVisible(!fields);
@@ -311,9 +313,9 @@ void PreferenceController::showAccountPage(AccountPage page)
         fillAccount();
         return;
     }
-    const QString folder = tr("In the folder %1").arg(m_owner.folderOfTime());
+    const QString folder = tr("In the folder %1").arg(platform::dataFolder());
     m_ui->hereText->setText(m_ui->hereText->fontMetrics().elidedText(folder, Qt::ElideMiddle, folderWidth));
-    m_ui->hereText->setToolTip(m_owner.folderOfTime());
+    m_ui->hereText->setToolTip(platform::dataFolder());
     m_ui->doneButton->setFocus();
 }
 
@@ -336,7 +338,7 @@ void PreferenceController::keepTimeHere()
     for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
         button->setEnabled(false);
     m_waitingForAuthenticationCheck = false;
-    m_owner.keepTimeHere([this](bool kept) {
+    m_timeHere.keepTimeHere([this](bool kept) {
         showBusy({});
         for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
             button->setEnabled(true);
@@ -468,7 +470,7 @@ void PreferenceController::authenticationSucceeded()
         m_waitingForAuthenticationCheck = false;
         m_ui->doneButton->setEnabled(true);
         if (m_preferences.timeIsKeptHere())
-            m_owner.keepTimeElsewhere();
+            m_timeHere.keepTimeElsewhere();
         announce();
     }
     relaunchIfNeeded();
@@ -484,7 +486,7 @@ void PreferenceController::relaunchIfNeeded()
 {
     const auto& defaults = settings::UserDefaults::standardUserDefaults();
     if (m_owner.showingInDock() == defaults.boolForKey(settings::QuillonHideFromDockKey))
-        m_owner.relaunch();
+        m_owner.relaunch(this);
 }
 
 void PreferenceController::authenticationFailed()
@@ -584,7 +586,7 @@ void PreferenceController::setUsingDefaultRate(bool use)
 
 void PreferenceController::goToHelpCenter()
 {
-    m_owner.showHelp();
+    m_owner.showHelp(this);
 }
 
 void PreferenceController::addAppAsLoginItem()

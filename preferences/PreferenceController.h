@@ -43,6 +43,7 @@ namespace preferences {
 
 class PreferencesOwner;
 class SRRecorderControl;
+class TimeHereOwner;
 
 /// The preferences window: the account, the options and the two shortcuts.
 ///
@@ -53,7 +54,8 @@ class PreferenceController final : public QObject, public service::OutcomeReceiv
 {
     Q_OBJECT
 public:
-    explicit PreferenceController(PreferencesOwner& owner);
+    /// Both must outlive the controller.
+    PreferenceController(PreferencesOwner& owner, TimeHereOwner& timeHere);
     ~PreferenceController() override;
 
     /// Shows the window, filled from the preferences unless it is open, and brings it to the front of everything.
@@ -129,6 +131,7 @@ private:
     void setHintColors();
 
     PreferencesOwner& m_owner;
+    TimeHereOwner& m_timeHere;
     service::QuillonApi& m_api;
     settings::QuillonPreferences& m_preferences;
     settings::HotKeyManager& m_hotKeys;

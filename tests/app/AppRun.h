@@ -1,6 +1,5 @@
 #pragma once
 
-#include "app/ProgramWindows.h"
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
 #include "localservice/Service.h"
@@ -12,84 +11,28 @@
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "skin/HintCard.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 #include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
+#include "timesheet/TimesheetController.h"
 
+#include <QApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
-
-/// Windows that only note what they were told.
-struct RecordingWindow : app::Window
-{
-    explicit RecordingWindow(QStringList& log, const QString& name) : calls(log), name(name) {}
-    void show() override { calls << name + QStringLiteral(" show"); }
-
-    QStringList& calls;
-    QString name;
-};
-
-struct RecordingTimesheet : app::TimesheetWindow
-{
-    explicit RecordingTimesheet(QStringList& log, QDate day) : calls(log), day(day) {}
-    void show() override { calls << QStringLiteral("timesheet show"); }
-    void toggle() override { calls << QStringLiteral("timesheet toggle"); }
-    void setCompany(model::Company* company) override
-    {
-        calls << QStringLiteral("timesheet company ") + (company ? company->subdomain() : QStringLiteral("none"));
-    }
-    void setOffline(bool offline) override { calls << QStringLiteral("timesheet offline %1").arg(offline); }
-    QDate currentDate() const override { return day; }
-    void reloadEntries() override { ++reloads; }
-    void catalogDidChange() override { ++catalogChanges; }
-    void setHint(const std::optional<skin::Hint>& hint) override
-    {
-        calls << (hint ? QStringLiteral("timesheet hint ") + hint->title : QStringLiteral("timesheet no hint"));
-        shownHint = hint;
-    }
-    void updateKeyEquivalents() override { calls << QStringLiteral("timesheet keys"); }
-
-    QStringList& calls;
-    QDate day;
-    std::optional<skin::Hint> shownHint;
-    int reloads = 0;
-    int catalogChanges = 0;
-};
-
-struct RecordingNewTimer : app::NewTimerWindow
-{
-    explicit RecordingNewTimer(QStringList& log) : calls(log) {}
-    void show() override { calls << QStringLiteral("new timer show"); }
-    void setEntry(model::DayEntry* entry) override { calls << QStringLiteral("new timer entry ") + entry->idString(); }
-    void setEnabled(bool enabled) override { calls << QStringLiteral("new timer enabled %1").arg(enabled); }
-    void clearSelections() override { calls << QStringLiteral("new timer cleared"); }
-    void catalogDidChange() override { ++catalogChanges; }
-
-    QStringList& calls;
-    int catalogChanges = 0;
-};
 
 /// A whole program but for its desktop, against a real service on loopback in which "acme" has one project and two
 /// tasks. The clock stands at Tue, 15 Jan 2013 09:00 UTC until it is moved.
 class AppRun
 {
 public:
-    enum class Windows
-    {
-        All,      ///< recording ones
-        Program,  ///< those of the program
-        Timesheet ///< the program's timesheet, else recording ones
-    };
     enum class Timers
     {
         Hours,
         Timestamps
     };
-    explicit AppRun(bool signedIn = true, Windows windows = Windows::All, Timers timers = Timers::Hours)
-        : timers(timers), service(serviceOptions())
+    explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         localservice::Database& data = *service.database().value();
@@ -107,7 +50,7 @@ public:
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(port));
         if (signedIn)
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
-        menulet = std::make_unique<app::WrenfoldMenulet>(makers(windows));
+        menulet = std::make_unique<app::WrenfoldMenulet>();
     }
 
     void signIn(const QString& account, const QString& email, const QString& password)
@@ -167,6 +110,20 @@ public:
         settle();
     }
 
+    /// The titles of the windows that can be seen, which are put away: those that came up since the last call.
+    static QStringList shown()
+    {
+        QStringList titles;
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->isVisible() && !window->windowTitle().isEmpty()) {
+                titles << window->windowTitle();
+                window->hide();
+            }
+        }
+        titles.sort();
+        return titles;
+    }
+
     skin::QuillonStatusItemView& view() { return menulet->statusItemView(); }
     app::StatusMenu& menu() { return menulet->menu(); }
     QString face()
@@ -189,9 +146,6 @@ public:
     localservice::Id website = 0;
     localservice::Id design = 0;
     localservice::Id meetings = 0;
-    QStringList windowCalls;
-    QDate timesheetDay{2013, 1, 15};
-    RecordingTimesheet* timesheet = nullptr;
     std::unique_ptr<app::WrenfoldMenulet> menulet;
 
 private:
@@ -199,27 +153,5 @@ private:
     {
         return {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(),
                 .clock = [this] { return test.time.now(); }};
-    }
-
-    app::WindowMakers makers(Windows which)
-    {
-        if (which == Windows::Program)
-            return app::programWindows();
-        app::WindowMakers windows;
-        windows.about = [this](app::WrenfoldMenulet&) {
-            return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("about"));
-        };
-        windows.preferences = [this](app::WrenfoldMenulet&) {
-            return std::make_unique<RecordingWindow>(windowCalls, QStringLiteral("preferences"));
-        };
-        windows.timesheet = [this](app::WrenfoldMenulet&) {
-            auto made = std::make_unique<RecordingTimesheet>(windowCalls, timesheetDay);
-            timesheet = made.get();
-            return made;
-        };
-        if (which == Windows::Timesheet)
-            windows.timesheet = app::programWindows().timesheet;
-        windows.newTimer = [this](app::WrenfoldMenulet&) { return std::make_unique<RecordingNewTimer>(windowCalls); };
-        return windows;
     }
 };

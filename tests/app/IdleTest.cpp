@@ -566,11 +566,11 @@ void IdleTest::hoursOfUnknownAgeStayAsTheyAre()
     QFETCH(QByteArrayList, refused);
     IdleRun run(10, [&](IdleRun& before) {
         before.rememberTimer();
-        before.timesheetDay = QDate(2013, 1, 14);
         for (const QByteArray& path : refused)
             before.peer.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
     });
     run.menulet->showTimesheetWindow(nullptr);
+    run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
     run.work(kStep);
     run.test.sleep.sleep(12min);
     QCOMPARE(run.alert(), asksAboutMinutes(12));

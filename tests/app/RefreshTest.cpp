@@ -1,12 +1,16 @@
 #include "AppRun.h"
 
+#include "editing/NewTimerController.h"
+#include "editing/NewTimerPanel.h"
 #include "model/User.h"
 #include "store/Coordinator.h"
 #include "support/TestMain.h"
+#include "timesheet/TimesheetWindow.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
 #include <QFile>
+#include <QPushButton>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -59,9 +63,9 @@ void RefreshTest::firstStartDownloadsTheDay()
     QCOMPARE(run.test.updates.interval, 3600);
     QVERIFY(QFile::exists(run.menulet->directoryForDataStore() + u"/QuillonX.sqlite"_s));
     // The first day that is there opens the timesheet, and only the first.
-    QCOMPARE(run.windowCalls.count(u"timesheet show"_s), 1);
+    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
     run.refresh();
-    QCOMPARE(run.windowCalls.count(u"timesheet show"_s), 1);
+    QCOMPARE(run.shown(), QStringList());
 }
 
 void RefreshTest::refreshesQuietly()
@@ -125,8 +129,8 @@ void RefreshTest::requestsTheDaysThatMatter()
     QFETCH(QStringList, expected);
 
     AppRun run;
-    run.timesheetDay = onScreen;
     run.start();
+    run.menulet->timesheetController()->setCurrentDate(onScreen);
     run.startTimer(u"Design"_s);
     run.refresh();
     run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
@@ -162,7 +166,7 @@ void RefreshTest::refusedCredentials()
 
     // A press beside the button leads to where one signs in, never to the menu.
     QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(50, 11));
-    QVERIFY(run.windowCalls.contains(u"preferences show"_s));
+    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
     QVERIFY(!run.menu().isVisible());
     QVERIFY(!run.view().clicked());
 
@@ -180,7 +184,7 @@ void RefreshTest::withoutAnAccount()
     run.start();
     QVERIFY(run.menulet->loggedOut());
     QCOMPARE(run.face(), u"signed out"_s);
-    QCOMPARE(run.windowCalls, QStringList{u"preferences show"_s});
+    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
     QCOMPARE(run.test.updates.backgroundChecks, 1);
     QVERIFY(run.test.statusItem.description.loggedOut);
 }
@@ -267,22 +271,24 @@ void RefreshTest::changedSettingsClearTheAccount()
     localservice::Database& data = *run.service.database().value();
     const auto other = data.addAccount({"other"}).value();
     QVERIFY(data.addPerson({other, "ann@example.com", "secret"}));
-    run.windowCalls.clear();
+    timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
+    editing::NewTimerController& newTimer = *run.menulet->addTimerController();
+    QVERIFY(newTimer.hasValidSelections() && newTimer.window().notesText->isEnabled());
 
     auto& preferences = settings::QuillonPreferences::sharedPreferences();
     preferences.setUrl(u"http://other"_s);
+    preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, 3});
     preferences.save();
     emit preferences.preferencesChanged();
-    QVERIFY(run.windowCalls.contains(u"timesheet company none"_s));
-    QVERIFY(run.windowCalls.contains(u"new timer cleared"_s));
-    QVERIFY(run.windowCalls.contains(u"new timer enabled 0"_s));
-    QVERIFY(run.windowCalls.contains(u"timesheet keys"_s));
+    QVERIFY(!timesheet.company() && timesheet.dayEntries().empty());
+    QVERIFY(!newTimer.hasValidSelections() && !newTimer.window().notesText->isEnabled());
+    QVERIFY(timesheet.window().startNewTimerButton->text().endsWith("(Ctrl+F)"_L1));
     run.settle();
     QCOMPARE(run.menulet->company()->subdomain(), u"other"_s);
     QCOMPARE(run.face(), u"0:00"_s);
-    QVERIFY(run.windowCalls.contains(u"timesheet company other"_s));
-    QVERIFY(run.windowCalls.contains(u"new timer entry newEntry"_s));
-    QVERIFY(run.windowCalls.contains(u"new timer enabled 1"_s));
+    QCOMPARE(timesheet.company(), run.menulet->company());
+    QVERIFY(newTimer.entry() && newTimer.entry()->company() == run.menulet->company());
+    QVERIFY(newTimer.window().notesText->isEnabled());
 
     // Nothing of the old account is left, on disk either.
     store::Context context(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);

@@ -85,7 +85,7 @@ void StatusMenuTest::signedOut()
     run.menulet->authenticationFailed();
     QCOMPARE(titles(run.menu()), QStringList({u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
                                               u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
-    run.windowCalls.clear();
+    run.shown();
     run.requested();
     // Pressed in the bar; and chosen in a menu that somebody drew before, or that a screen reader knows.
     run.test.statusItem.standIn.openMenu();
@@ -94,7 +94,7 @@ void StatusMenuTest::signedOut()
             item->trigger();
     }
     QVERIFY(!run.menu().isVisible() && run.test.desktop.opened.isEmpty() && run.requested().isEmpty());
-    QCOMPARE(QSet<QString>(run.windowCalls.begin(), run.windowCalls.end()), QSet<QString>{u"preferences show"_s});
+    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
 
     // What is known is sent all the same, and an answer signs in.
     run.test.statusItem.standIn.toggleTimer();
@@ -181,11 +181,11 @@ void StatusMenuTest::hotKeys()
 {
     AppRun run;
     run.start();
-    run.windowCalls.clear();
+    run.shown();
     for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
         QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));
     QCoreApplication::processEvents();
-    QVERIFY(run.windowCalls.contains(u"timesheet toggle"_s) && run.windowCalls.contains(u"new timer show"_s));
+    QCOMPARE(run.shown(), QStringList({u"New Timer"_s, u"Timesheet"_s}));
     run.menulet.reset();
     // A press that is still on its way meets nobody.
     run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M);
@@ -212,24 +212,23 @@ void StatusMenuTest::windows()
 {
     AppRun run;
     run.start();
-    run.windowCalls.clear();
+    run.shown();
     for (QAction* item : {run.menu().aboutMenuItem, run.menu().preferencesMenuItem, run.menu().newTimerMenuItem})
         item->trigger();
-    QCOMPARE(run.windowCalls, QStringList({u"about show"_s, u"preferences show"_s, u"new timer show"_s}));
-    run.windowCalls.clear();
+    QCOMPARE(run.shown(), QStringList({u"About Quillon"_s, u"New Timer"_s, u"Quillon Preferences"_s}));
     run.test.network.setReachable(false);
     run.menu().timesheetMenuItem->trigger();
-    QCOMPARE(run.windowCalls,
-             QStringList({u"timesheet company acme"_s, u"timesheet toggle"_s, u"timesheet offline 1"_s}));
+    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
+    QVERIFY(run.menulet->timesheetController()->offline());
 }
 
 void StatusMenuTest::startedAgainWhileItRuns()
 {
     AppRun run;
     run.start();
-    run.windowCalls.clear();
+    run.shown();
     QVERIFY(!run.menulet->applicationShouldHandleReopen(false));
-    QVERIFY(run.windowCalls.contains(u"timesheet show"_s));
+    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
     QCOMPARE(run.test.statusItem.presented, 1);
 }
 

@@ -20,7 +20,7 @@
 class EditRun : public AppRun
 {
 public:
-    explicit EditRun(Timers timers = Timers::Hours) : AppRun(true, Windows::Program, timers)
+    explicit EditRun(Timers timers = Timers::Hours) : AppRun(true, timers)
     {
         localservice::Database& data = *service.database().value();
         intranet = data.addProject({client, "Intranet"}).value();
@@ -200,7 +200,7 @@ private:
     {
         service::QuillonApi::sharedApi().startNewTimer(entry);
         settle();
-        const auto entries = menulet->company()->dayEntriesForDate(timesheetDay);
+        const auto entries = menulet->company()->dayEntriesForDate(QDate(2013, 1, 15));
         return entries.empty() ? QString() : entries.back()->idString();
     }
 };

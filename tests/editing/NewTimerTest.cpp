@@ -22,7 +22,7 @@ namespace {
 class NewTimerRun : public AppRun
 {
 public:
-    NewTimerRun() : AppRun(true, Windows::Program)
+    NewTimerRun()
     {
         localservice::Database& data = *service.database().value();
         const localservice::Id zoo = data.addClient(account, "Zoo").value();

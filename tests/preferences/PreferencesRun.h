@@ -19,13 +19,13 @@
 #include <QTest>
 
 /// Keeps what the window asked of the program.
-struct RecordingPreferencesOwner final : preferences::PreferencesOwner
+struct RecordingPreferencesOwner final : preferences::PreferencesOwner, preferences::TimeHereOwner
 {
     bool loggedOut() const override { return isLoggedOut; }
     bool showingInDock() const override { return isShowingInDock; }
-    void showHelp() override { asked << QStringLiteral("help"); }
-    void relaunch() override { asked << QStringLiteral("relaunch"); }
-    void quit() override { asked << QStringLiteral("quit"); }
+    void showHelp(QObject*) override { asked << QStringLiteral("help"); }
+    void relaunch(QObject*) override { asked << QStringLiteral("relaunch"); }
+    void quitQuilonForMac(QObject*) override { asked << QStringLiteral("quit"); }
     QStringList startArguments() const override { return arguments; }
     bool canKeepTimeHere() const override { return true; }
     void keepTimeHere(std::function<void(bool)> done) override
@@ -38,8 +38,7 @@ struct RecordingPreferencesOwner final : preferences::PreferencesOwner
         asked << QStringLiteral("elsewhere");
         settings::QuillonPreferences::sharedPreferences().keepTimeElsewhere();
     }
-    QString folderOfTime() const override { return QStringLiteral("/home/ann/.local/share/Quillon"); }
-    void openInBrowser() override { asked << QStringLiteral("browser"); }
+    void openQuillonInBrowser(QObject*) override { asked << QStringLiteral("browser"); }
 
     bool isLoggedOut = false;
     bool isShowingInDock = true;
@@ -78,7 +77,7 @@ public:
     preferences::PreferenceController& open()
     {
         if (!controller)
-            controller = std::make_unique<preferences::PreferenceController>(owner);
+            controller = std::make_unique<preferences::PreferenceController>(owner, owner);
         controller->show();
         return *controller;
     }

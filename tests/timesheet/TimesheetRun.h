@@ -19,8 +19,6 @@
 class TimesheetRun : public AppRun
 {
 public:
-    TimesheetRun() : AppRun(true, Windows::Timesheet) {}
-
     /// An entry of today on the website's design, unless it says otherwise. Its id.
     localservice::Id add(seed::Entry entry)
     {

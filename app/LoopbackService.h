@@ -1,15 +1,15 @@
 #pragma once
 
-#include "app/EmbeddedService.h"
+#include "app/BuiltInService.h"
 
 #include <localservice/Service.h>
 
 #include <optional>
 
-/// The service that comes with the program, on this machine's loopback, with its data beside the program's own. It
+/// The built-in service on this machine's loopback, with its data beside the program's own. It
 /// takes the port of the last run (`OwnService/port` in `Quillon/State.conf` in the person's configuration folder), or
 /// a free one where that is taken.
-class LocalService final : public app::EmbeddedService
+class LoopbackService final : public app::BuiltInService
 {
 public:
     tl::expected<Account, QString> start(const QString& password, FileTrouble trouble) override;

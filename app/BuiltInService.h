@@ -4,14 +4,17 @@
 #include <QUrl>
 
 #include <functional>
+#include <memory>
 #include <tl/expected.hpp>
 
 namespace app {
 
-/// A timesheet service that runs within the program, for a person without an account elsewhere.
-class EmbeddedService
+/// The built-in service: a timesheet service for a person without an account elsewhere.
+class BuiltInService
 {
 public:
+    using Maker = std::function<std::unique_ptr<BuiltInService>()>;
+
     /// How the program signs in to it.
     struct Account
     {
@@ -19,12 +22,12 @@ public:
         QString email;
     };
 
-    /// Told on any thread, at once and briefly, when the file that the time is in is lost while it is in use: a
-    /// sentence for people. An empty one when all is well again.
+    /// Called on any thread, with a sentence for people, when the file that the time is in is lost while it is in use.
+    /// With an empty one when all is well again. To return at once.
     using FileTrouble = std::function<void(const QString& sentence)>;
 
     /// Ends the service, in well under a second.
-    virtual ~EmbeddedService() = default;
+    virtual ~BuiltInService() = default;
 
     /// Starts it on this machine alone, and lets `password` in for this run, beside whatever password its owner has.
     /// Once, on any thread. The error is a sentence for people.

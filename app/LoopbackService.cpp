@@ -1,4 +1,4 @@
-#include "LocalService.h"
+#include "LoopbackService.h"
 
 #include "app/WrenfoldMenulet.h"
 
@@ -31,7 +31,7 @@ tl::unexpected<QString> failed(const std::string& reason)
 
 } // namespace
 
-tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const QString& password, FileTrouble trouble)
+tl::expected<app::BuiltInService::Account, QString> LoopbackService::start(const QString& password, FileTrouble trouble)
 {
     const QString folder = app::WrenfoldMenulet::directoryForDataStore();
     if (folder.isEmpty())
@@ -65,10 +65,10 @@ tl::expected<app::EmbeddedService::Account, QString> LocalService::start(const Q
     if (*port != lastPort)
         state.setValue(PortKey, *port);
     m_email = sample->email;
-    return EmbeddedService::Account{QString::fromStdString(m_service->url(::Account)), QString::fromStdString(m_email)};
+    return BuiltInService::Account{QString::fromStdString(m_service->url(::Account)), QString::fromStdString(m_email)};
 }
 
-QUrl LocalService::signedInLink(const QUrl& page)
+QUrl LoopbackService::signedInLink(const QUrl& page)
 {
     const QString target = page.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
     // The owner may have got another e-mail address in the pages since the start.

@@ -1,0 +1,129 @@
+#include "app/FirstSteps.h"
+
+#include "app/WrenfoldMenulet.h"
+#include "platform/HotKeys.h"
+#include "platform/Run.h"
+#include "settings/HotKeyManager.h"
+#include "settings/KeyCodes.h"
+#include "settings/Keys.h"
+#include "settings/QuillonPreferences.h"
+#include "settings/UserDefaults.h"
+#include "skin/Callout.h"
+#include "skin/HintCard.h"
+#include "timesheet/TimesheetController.h"
+
+namespace app {
+
+using namespace std::chrono_literals;
+
+using platform::environment;
+
+namespace {
+
+// How often the item is looked for while the first steps are shown.
+constexpr auto Look = 1s;
+
+/// The keys for a new timer, null when there are none or another program has them.
+QString newTimerKeys()
+{
+    using State = platform::HotKeys::State;
+    const auto status = settings::HotKeyManager::instance().status(settings::HotKeyManager::ShowNewTimerWindow);
+    if (status.state == State::Unavailable || status.state == State::Refused || status.state == State::None)
+        return {};
+    if (!status.trigger.isEmpty())
+        return status.trigger;
+    const auto combo = settings::QuillonPreferences::sharedPreferences().newTimerWindowHotKeyCombo();
+    return settings::keySequence(combo).toString(QKeySequence::NativeText);
+}
+
+void rememberDone(bool done)
+{
+    settings::UserDefaults::standardUserDefaults().setBool(settings::QuillonFirstStepsDoneKey, done);
+    // Where it cannot be written it holds for this run.
+    static_cast<void>(settings::UserDefaults::standardUserDefaults().synchronize());
+}
+
+} // namespace
+
+FirstSteps::FirstSteps(WrenfoldMenulet& menulet) : m_menulet(menulet) {}
+
+FirstSteps::~FirstSteps() = default;
+
+void FirstSteps::show()
+{
+    rememberDone(false);
+    hide();
+    m_place = {};
+    m_timer = environment().time().repeat(Look, [this] { place(); });
+    if (!m_callout) {
+        m_callout = std::make_unique<skin::Callout>();
+        connect(m_callout.get(), &skin::Callout::escaped, this, &FirstSteps::finish);
+    }
+}
+
+void FirstSteps::showOnce()
+{
+    if (!m_timer && !settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFirstStepsDoneKey))
+        show();
+}
+
+void FirstSteps::place()
+{
+    const platform::StatusItem::Place place = environment().statusItem().place();
+    // Panels take their time to find a place for it, and a person to put it elsewhere.
+    if (std::exchange(m_place, place) != place)
+        return;
+    timesheet::TimesheetController* const timesheet = m_menulet.timesheetController();
+    const bool shownBeside = m_callout->isVisible();
+    if (place.onScreen) {
+        if (!shownBeside) {
+            if (timesheet)
+                timesheet->setHint(std::nullopt);
+            m_callout->setHint(hint(place.showsView, true));
+        }
+        m_callout->pointAt(*place.onScreen);
+    } else if (timesheet && (shownBeside || !m_inTimesheet)) {
+        m_callout->hide();
+        timesheet->setHint(hint(place.showsView, false));
+    }
+    m_inTimesheet = !place.onScreen && timesheet;
+}
+
+skin::Hint FirstSteps::hint(bool showsView, bool isBeside)
+{
+    skin::Hint hint;
+    if (isBeside)
+        hint.title = tr("Your hours are here");
+    else
+        hint.title = showsView ? tr("Your hours are in the small window") : tr("Your hours are in the desktop's bar");
+    if (showsView)
+        hint.lines << tr("The button starts and stops the timer.") << tr("A click beside it opens the menu.");
+    else
+        hint.lines << tr("A click opens the menu.") << tr("A middle click starts and stops the timer.");
+    if (const QString keys = newTimerKeys(); !keys.isEmpty())
+        hint.lines << tr("%1 starts a new timer from anywhere.").arg(keys);
+    if (settings::QuillonPreferences::sharedPreferences().timeIsKeptHere()) {
+        hint.aside = tr("Your time is kept on this computer.");
+        hint.link = tr("Sign In to an Account…");
+    }
+    hint.onLink = [this] { m_menulet.showPreferencePanel(m_callout.get()); };
+    hint.onButton = [this] { finish(); };
+    return hint;
+}
+
+void FirstSteps::finish()
+{
+    rememberDone(true);
+    hide();
+}
+
+void FirstSteps::hide()
+{
+    m_timer.reset();
+    if (m_callout)
+        m_callout->hide();
+    if (std::exchange(m_inTimesheet, false))
+        m_menulet.timesheetController()->setHint(std::nullopt);
+}
+
+} // namespace app

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/StatusItem.h"
+#include "platform/TimeSource.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace skin {
+class Callout;
+struct Hint;
+} // namespace skin
+
+namespace app {
+
+class WrenfoldMenulet;
+
+/// Shows a person who is new where the hours are: beside the status item, or in the timesheet where the item's place is
+/// not to be known. The hint stays until the person puts it away, also over the next start. Main thread only.
+class FirstSteps final : public QObject
+{
+    Q_OBJECT
+public:
+    /// `menulet` outlives this.
+    explicit FirstSteps(WrenfoldMenulet& menulet);
+    ~FirstSteps() override;
+
+    void show();
+    /// Shows them, unless they are shown or the person has put them away.
+    void showOnce();
+    void hide();
+
+private:
+    void place();
+    skin::Hint hint(bool showsView, bool isBeside);
+    void finish();
+
+    WrenfoldMenulet& m_menulet;
+    platform::StatusItem::Place m_place; ///< as it was found last
+    std::unique_ptr<skin::Callout> m_callout;
+    bool m_inTimesheet = false;
+    std::unique_ptr<platform::TimeSource::Timer> m_timer; ///< while they are shown
+};
+
+} // namespace app
