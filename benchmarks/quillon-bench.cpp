@@ -1,9 +1,9 @@
 // quillon-bench [SECTION…]
 //
 // Measures Quillon beside the least that does the same work and prints the quotients; see docs. Sections: start,
-// memory, blink, inside (imports, stalls, timer commands), list, picker; all of them without an argument. Needs a
-// desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and nobody else's
-// program in it.
+// memory, blink, inside (imports, stalls, timer commands), list, picker, desktops; all of them without an argument.
+// Needs a desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and
+// nobody else's program in it.
 #include "FaceWatch.h"
 #include "Home.h"
 #include "Process.h"
@@ -29,10 +29,11 @@ struct Programs
 {
     explicit Programs(const path& folder)
         : quillon(folder.parent_path() / "quillon"), bare(folder / "bare"), service(folder / "bench-service"),
-          inside(folder / "bench-inside"), list(folder / "bench-list"), picker(folder / "bench-picker")
+          inside(folder / "bench-inside"), list(folder / "bench-list"), picker(folder / "bench-picker"),
+          desktops(folder / "bench-desktops")
     {
     }
-    std::string quillon, bare, service, inside, list, picker;
+    std::string quillon, bare, service, inside, list, picker, desktops;
 };
 
 /// A service with the large day, on a data file of its own.
@@ -60,6 +61,7 @@ public:
     Peer& operator=(const Peer&) = delete;
 
     const std::string& port() const { return m_port; }
+    std::string process() const { return std::to_string(m_process->id()); }
 
 private:
     std::string m_file;
@@ -255,14 +257,20 @@ void measurePicker(const Programs& programs)
     runInside({programs.picker});
 }
 
+void measureDesktops(const Programs& programs)
+{
+    const Peer peer(programs, false);
+    runInside({programs.desktops, peer.port(), peer.process()});
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const Programs programs(std::filesystem::read_symlink("/proc/self/exe").parent_path());
     const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{
-        {"start", measureStart},   {"memory", measureMemory}, {"blink", measureBlink},
-        {"inside", measureInside}, {"list", measureList},     {"picker", measurePicker}};
+        {"start", measureStart}, {"memory", measureMemory}, {"blink", measureBlink},      {"inside", measureInside},
+        {"list", measureList},   {"picker", measurePicker}, {"desktops", measureDesktops}};
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     try {
         rememberPassword();

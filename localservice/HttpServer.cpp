@@ -1,23 +1,39 @@
 #include "HttpServer.h"
 
-#include "Connection.h"
-#include "ConnectionPool.h"
 #include "Credentials.h"
 #include "Peer.h"
+#include "PeerUser.h"
 #include "Protection.h"
 #include "RequestReader.h"
 #include "Tls.h"
 
+#include <utility>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/status.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <netinet/in.h>
+#include <list>
+#include <map>
 #include <optional>
-#include <poll.h>
-#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -25,44 +41,132 @@ namespace localservice {
 
 namespace {
 
-constexpr auto handshakeTime = 10s;
-constexpr auto headTime = 10s;
-constexpr auto bodyTime = 30s;
-// Longer than the client's refresh period, so that its polling needs one connection.
-constexpr auto keepAliveTime = 75s;
+namespace net = boost::asio;
+using boost::system::error_code;
+using tcp = net::ip::tcp;
+using TlsStream = net::ssl::stream<tcp::socket&>;
+using Clock = net::steady_timer::clock_type;
+template <typename T = void>
+using Task = net::awaitable<T>;
+
+constexpr auto goodbyeTime = 1s;
 // Two addresses rarely have different ports free, unless somebody sees to it.
 constexpr int mostTries = 50;
+// This part of all places a network gets at the cost of others.
+constexpr std::size_t fairShare = 64;
+constexpr int workers = 4;
+constexpr int mostWorkersForNetwork = 3;
+constexpr std::size_t pieceSize = 4 * 1024;
+// Clients change their keys now and then, between what they have to say.
+constexpr int mostSilentMessages = 16;
 
-std::string_view reasonOf(int status)
+/// Completes an operation within a coroutine, with its error in `error`.
+auto into(error_code& error)
 {
-    static constexpr std::pair<int, std::string_view> reasons[]{
-        {200, "OK"},
-        {303, "See Other"},
-        {400, "Bad Request"},
-        {401, "Unauthorized"},
-        {403, "Forbidden"},
-        {404, "Not Found"},
-        {405, "Method Not Allowed"},
-        {409, "Conflict"},
-        {410, "Gone"},
-        {411, "Length Required"},
-        {413, "Content Too Large"},
-        {414, "URI Too Long"},
-        {415, "Unsupported Media Type"},
-        {417, "Expectation Failed"},
-        {421, "Misdirected Request"},
-        {422, "Unprocessable Content"},
-        {429, "Too Many Requests"},
-        {500, "Internal Server Error"},
-    };
-    const auto* found = std::find_if(std::begin(reasons), std::end(reasons),
-                                     [status](const auto& reason) { return reason.first == status; });
-    // It may be left out (RFC 9112, section 4).
-    return found == std::end(reasons) ? std::string_view{} : found->second;
+    return net::redirect_error(net::use_awaitable, error);
 }
 
-/// The head of a reply. Every one carries the headers that protect it, unless it has its own.
-std::string headOf(const Reply& reply, const Request& request, bool isLast)
+/// The clients of one network.
+struct Network
+{
+    std::size_t clients = 0;
+    int workers = 0; ///< that are busy for it
+};
+
+struct Client;
+
+/// All clients, and what they share. On the loop's thread.
+struct Everybody
+{
+    HttpServer::Limits limits;
+    std::list<Client*> clients; ///< those who have waited longest first
+    std::map<std::string, Network> networks;
+    net::io_context loop{1}; // last: what it still holds belongs to clients
+};
+
+/// One connection. On the loop's thread, but for `user` while a worker has its request.
+struct Client : std::enable_shared_from_this<Client>
+{
+    Client(Everybody& others, const tcp::endpoint& end);
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    /// What is now waited for ends the connection unless it comes within that time, whatever else comes.
+    void allow(std::chrono::milliseconds time);
+    /// Ends every wait, now and from now on.
+    void end();
+
+    Everybody& all;
+    tcp::socket socket;
+    net::steady_timer deadline;
+    net::steady_timer turn; ///< waits for a worker
+    const std::string peer;
+    const std::map<std::string, Network>::iterator network;
+    const std::list<Client*>::iterator place;
+    std::optional<uid_t> user; ///< of this machine, whose program is at the other end, once that was told
+    int silentMessages = 0;    ///< of TLS, since the last that had something to say
+    bool isBusy = false;       ///< a worker has its request, or will
+    bool hasTurn = false;
+    bool isEnding = false;
+};
+
+/// An address of version 4 that a socket for both versions has accepted is shown as such.
+std::string numericAddress(const net::ip::address& address)
+{
+    if (address.is_v4())
+        return address.to_string();
+    auto six = address.to_v6();
+    six.scope_id(0);
+    return six.is_v4_mapped() ? net::ip::make_address_v4(net::ip::v4_mapped, six).to_string() : six.to_string();
+}
+
+Client::Client(Everybody& others, const tcp::endpoint& end)
+    : all(others), socket(all.loop), deadline(all.loop), turn(all.loop), peer(numericAddress(end.address())),
+      network(all.networks.try_emplace(networkOf(peer)).first), place(all.clients.insert(all.clients.end(), this))
+{
+    ++network->second.clients;
+}
+
+Client::~Client()
+{
+    all.clients.erase(place);
+    if (--network->second.clients == 0)
+        all.networks.erase(network);
+}
+
+void Client::allow(std::chrono::milliseconds time)
+{
+    all.clients.splice(all.clients.end(), all.clients, place);
+    deadline.expires_after(time);
+    deadline.async_wait([self = weak_from_this()](const error_code&) {
+        const auto client = self.lock();
+        if (client && client->deadline.expiry() <= Clock::now())
+            client->end();
+    });
+}
+
+void Client::end()
+{
+    isEnding = true;
+    turn.cancel();
+    error_code ignored; // it may have ended by itself
+    if (isBusy)
+        socket.shutdown(tcp::socket::shutdown_both, ignored); // its descriptor may be in use by the worker
+    else
+        socket.close(ignored);
+}
+
+/// Each of them costs us more than the client; and whoever sends nothing else has nothing to say.
+void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* client)
+{
+    auto* self = static_cast<Client*>(client);
+    if (!isWritten && type == SSL3_RT_HANDSHAKE && ++self->silentMessages > mostSilentMessages)
+        self->end();
+}
+
+/// A reply as it is sent. Every one carries the headers that protect it, unless it has its own.
+std::string textOf(const Reply& reply, const Request& request, std::optional<std::chrono::milliseconds> keptFor)
 {
     Headers headers = reply.headers;
     const auto add = [&](std::string_view name, std::string value) {
@@ -74,73 +178,124 @@ std::string headOf(const Reply& reply, const Request& request, bool isLast)
     add("Content-Type", "application/xml; charset=utf-8");
     for (auto& [name, value] : protectionHeaders(request.secure, request.header("Host")))
         add(name, std::move(value));
-    if (reply.status != 204 && reply.status != 304)
+    const bool mayHaveBody = reply.status != 204 && reply.status != 304;
+    if (mayHaveBody)
         add("Content-Length", std::to_string(reply.body.size()));
-    add("Connection", isLast ? "close" : "keep-alive");
-    if (!isLast)
-        add("Keep-Alive", "timeout=" + std::to_string(keepAliveTime.count()));
-    std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " " + std::string(reasonOf(reply.status)) + "\r\n";
+    add("Connection", keptFor ? "keep-alive" : "close");
+    if (keptFor)
+        add("Keep-Alive", "timeout=" + std::to_string(keptFor->count() / 1000));
+    const auto reason = boost::beast::http::obsolete_reason(boost::beast::http::int_to_status(unsigned(reply.status)));
+    std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " " + std::string(reason) + "\r\n";
     for (const auto& [name, value] : headers) {
         // A line break would begin a header, or a reply, of somebody else's making.
         if (value.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos)
-            head += name + ": " + value + "\r\n";
+            text += name + ": " + value + "\r\n";
     }
-    return head + "\r\n";
+    text += "\r\n";
+    if (mayHaveBody && request.method != "HEAD")
+        text += reply.body;
+    return text;
 }
 
-void send(Connection& connection, const Request& request, const Reply& reply, bool isLast)
+/// Adds what comes next to `input`; false when the client has gone or its time is over.
+template <typename Stream>
+Task<bool> receive(Client& client, Stream& stream, std::string& input)
 {
-    connection.write(headOf(reply, request, isLast));
-    if (request.method != "HEAD" && reply.status != 204 && reply.status != 304)
-        connection.write(reply.body);
+    std::array<char, pieceSize> piece; // there are passwords in it
+    error_code error;
+    const std::size_t size = co_await stream.async_read_some(net::buffer(piece), into(error));
+    input.append(piece.data(), size);
+    OPENSSL_cleanse(piece.data(), size);
+    client.silentMessages = 0;
+    co_return !error;
 }
 
-/// A socket that listens, or the error. `port` 0 becomes the one that was free.
-tl::expected<int, int> listenOn(const std::string& address, std::uint16_t& port)
+template <typename Stream>
+Task<bool> send(Client& client, Stream& stream, std::string text)
 {
-    sockaddr_storage wanted{};
-    const auto length = socketAddress(address, port, wanted);
-    if (length == 0)
-        return tl::unexpected(EADDRNOTAVAIL);
-    const int socket = ::socket(wanted.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    error_code error;
+    client.allow(client.all.limits.reply);
+    co_await net::async_write(stream, net::buffer(text), into(error));
+    co_return !error;
+}
+
+/// Reads until a request is complete or refused; false when the client has gone before.
+template <typename Stream>
+Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, RequestReader& reader)
+{
+    using State = RequestReader::State;
+    client.allow(client.all.limits.head);
+    bool isInBody = false;
+    for (bool isThere = true; isThere;) {
+        const auto state = reader.read(input);
+        if (state == State::Complete || state == State::Refused)
+            co_return true;
+        if (state == State::Body && !isInBody) {
+            isInBody = true;
+            if (reader.awaitsContinue())
+                isThere = co_await send(client, stream, "HTTP/1.1 100 Continue\r\n\r\n");
+            client.allow(client.all.limits.body);
+        }
+        if (isThere)
+            isThere = co_await receive(client, stream, input);
+    }
+    co_return false;
+}
+
+/// What a client still sends is taken in: closing with unread bytes would reset the connection and could take the reply
+/// with it.
+Task<> takeRubbish(Client& client)
+{
+    std::array<char, pieceSize> rubbish;
+    error_code error;
+    client.socket.shutdown(tcp::socket::shutdown_send, error);
+    while (!error)
+        co_await client.socket.async_read_some(net::buffer(rubbish), into(error));
+}
+
+/// Opens `acceptor` at that end. No program that is started gets it as well.
+error_code listenAt(tcp::acceptor& acceptor, const tcp::endpoint& end)
+{
+    error_code error;
+    const int socket = ::socket(end.protocol().family(), SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (socket < 0)
-        return tl::unexpected(errno);
-    const int on = 1;
-    const int off = 0;
-    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (wanted.ss_family == AF_INET6)
-        ::setsockopt(socket, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
-    auto* bound = reinterpret_cast<sockaddr*>(&wanted);
-    socklen_t boundLength = sizeof wanted;
-    if (::bind(socket, bound, length) != 0 || ::listen(socket, 128) != 0 ||
-        ::getsockname(socket, bound, &boundLength) != 0) {
-        const int error = errno;
-        ::close(socket);
-        return tl::unexpected(error);
-    }
-    // The port stands at the same place in the addresses of both versions.
-    port = ntohs(reinterpret_cast<const sockaddr_in*>(&wanted)->sin_port);
-    return socket;
+        return {errno, boost::system::system_category()};
+    acceptor.assign(end.protocol(), socket, error);
+    acceptor.native_non_blocking(true, error);
+    acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (end.address().is_v6())
+        acceptor.set_option(net::ip::v6_only(false), error);
+    if (!acceptor.bind(end, error))
+        acceptor.listen(net::socket_base::max_listen_connections, error);
+    return error;
 }
 
 } // namespace
 
+/// One run of the server: a loop that waits for everybody at once, and the workers that answer.
 class HttpServer::Listener final
 {
 public:
-    Listener(const HttpServer::Handler& handler, std::shared_ptr<Tls> tls)
-        : m_handler(handler), m_tls(std::move(tls)), m_stopEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    Listener(const HttpServer& server, std::shared_ptr<Tls> tls) : m_handler(server.m_handler), m_tls(std::move(tls))
     {
+        m_all.limits = server.m_limits;
+        // The rest is for the data file, and for the program that the service comes with.
+        rlimit descriptors{};
+        if (::getrlimit(RLIMIT_NOFILE, &descriptors) == 0)
+            m_all.limits.clients = std::min<rlim_t>(m_all.limits.clients, descriptors.rlim_cur / 4 * 3);
     }
 
     ~Listener()
     {
-        ::eventfd_write(m_stopEvent, 1);
+        net::post(m_all.loop, [this] {
+            m_isStopping = true;
+            m_waiting.clear();
+            m_acceptors.clear();
+            for (auto* client : m_all.clients)
+                client->end();
+        });
         if (m_thread.joinable())
             m_thread.join();
-        m_pool.reset();
-        closeAll(m_sockets);
-        ::close(m_stopEvent);
     }
 
     Listener(const Listener&) = delete;
@@ -149,18 +304,19 @@ public:
     tl::expected<std::uint16_t, std::string> open(const std::vector<std::string>& addresses, std::uint16_t port)
     {
         // Held on to, so that the next try does not get the same port.
-        std::vector<int> inVain;
+        std::vector<std::vector<tcp::acceptor>> inVain;
         auto bound = listenOnAll(addresses, port);
         for (int i = 1; !bound && port == 0 && i < mostTries; ++i) {
-            inVain.insert(inVain.end(), m_sockets.begin(), m_sockets.end());
-            m_sockets.clear();
+            inVain.push_back(std::exchange(m_acceptors, {}));
             bound = listenOnAll(addresses, port);
         }
-        closeAll(inVain);
-        if (!bound)
+        if (!bound) {
+            m_acceptors.clear();
             return bound;
-        m_pool.emplace([this](int socket, const std::string& peer) { serve(socket, peer); });
-        m_thread = std::thread([this] { acceptAll(); });
+        }
+        for (auto& acceptor : m_acceptors)
+            net::co_spawn(m_all.loop, accept(acceptor), net::detached);
+        m_thread = std::thread([this] { m_all.loop.run(); });
         return bound;
     }
 
@@ -168,132 +324,213 @@ private:
     tl::expected<std::uint16_t, std::string> listenOnAll(const std::vector<std::string>& addresses, std::uint16_t port)
     {
         for (const auto& address : addresses) {
-            const auto socket = listenOn(address, port);
-            if (socket) {
-                m_sockets.push_back(*socket);
-                continue;
+            error_code error;
+            tcp::acceptor acceptor(m_all.loop);
+            const tcp::endpoint end(net::ip::make_address(address, error), port);
+            if (!error)
+                error = listenAt(acceptor, end);
+            if (!error) {
+                port = acceptor.local_endpoint(error).port();
+                m_acceptors.push_back(std::move(acceptor));
+            } else if (m_acceptors.empty() || (error.value() != EADDRNOTAVAIL && error.value() != EAFNOSUPPORT)) {
+                return tl::unexpected("cannot listen on " + urlHost(address) + ":" + std::to_string(port) + ": " +
+                                      error.message());
             }
-            if (!m_sockets.empty() && (socket.error() == EADDRNOTAVAIL || socket.error() == EAFNOSUPPORT))
-                continue;
-            return tl::unexpected("cannot listen on " + urlHost(address) + ":" + std::to_string(port) + ": " +
-                                  std::strerror(socket.error()));
         }
         return port;
     }
 
-    static void closeAll(const std::vector<int>& sockets)
+    Task<> accept(tcp::acceptor& acceptor)
     {
-        for (const int socket : sockets)
-            ::close(socket);
-    }
-
-    void acceptAll()
-    {
-        std::vector<pollfd> files{{m_stopEvent, POLLIN, 0}};
-        for (const int socket : m_sockets)
-            files.push_back({socket, POLLIN, 0});
-        for (;;) {
-            if (::poll(files.data(), files.size(), -1) < 0 && errno != EINTR)
-                return;
-            if (files[0].revents)
-                return;
-            // Each in its turn, so that a flood at one keeps nobody from the other.
-            for (const int socket : m_sockets)
-                acceptOne(socket);
-        }
-    }
-
-    void acceptOne(int listening)
-    {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        const int socket =
-            ::accept4(listening, reinterpret_cast<sockaddr*>(&address), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        pollfd stop{m_stopEvent, POLLIN, 0};
-        if (socket >= 0)
-            m_pool->add(socket, numericAddress(address));
-        else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
-            ::poll(&stop, 1, 100); // the client stays in the queue, and would wake us again at once
-    }
-
-    void serve(int socket, const std::string& peer)
-    {
-        auto transport = m_tls ? m_tls->over(socket) : Transport::plain(socket);
-        if (!transport)
-            return;
-        Connection connection(socket, m_stopEvent, std::move(transport));
-        const auto now = [] { return std::chrono::steady_clock::now(); };
-        // Who has just come is not idle, and says soon what is wanted.
-        bool isOpen = connection.open(now() + handshakeTime) && connection.receive(now() + headTime);
-        while (isOpen) {
-            RequestReader reader;
-            isOpen = readRequest(connection, reader) && answer(connection, reader, peer) && connection.flush() &&
-                     waitForNext(connection, socket);
-        }
-    }
-
-    /// Reads until a request is complete or refused; false when the client has gone before.
-    static bool readRequest(Connection& connection, RequestReader& reader)
-    {
-        using State = RequestReader::State;
-        auto deadline = std::chrono::steady_clock::now() + headTime;
-        bool isInBody = false;
-        for (;;) {
-            const auto state = reader.read(connection.input());
-            if (state == State::Complete || state == State::Refused)
-                return true;
-            if (state == State::Body && !isInBody) {
-                isInBody = true;
-                deadline = std::chrono::steady_clock::now() + bodyTime;
-                if (reader.awaitsContinue())
-                    connection.write("HTTP/1.1 100 Continue\r\n\r\n");
+        net::steady_timer pause(m_all.loop);
+        error_code error;
+        while (!m_isStopping) {
+            co_await acceptor.async_wait(tcp::acceptor::wait_read, into(error));
+            if (m_isStopping)
+                co_return;
+            tcp::endpoint end;
+            auto length = static_cast<socklen_t>(end.capacity());
+            const int socket = ::accept4(acceptor.native_handle(), end.data(), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+            if (socket >= 0) {
+                admit(socket, end);
+            } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+                // The client stays in the queue, and would wake us again at once.
+                pause.expires_after(100ms);
+                co_await pause.async_wait(into(error));
             }
-            if (!connection.receive(deadline))
-                return false;
         }
     }
 
-    /// Answers whether another request may follow.
-    bool answer(Connection& connection, RequestReader& reader, const std::string& peer)
+    void admit(int socket, const tcp::endpoint& end)
+    {
+        const auto client = std::make_shared<Client>(m_all, end);
+        error_code error;
+        client->socket.assign(end.protocol(), socket, error);
+        if (error)
+            ::close(socket);
+        else if (makeRoom(client->network))
+            net::co_spawn(m_all.loop, serve(client), net::detached);
+    }
+
+    /// Whether there is a place for the newcomer of that network, after the one who has waited longest has made way:
+    /// one of the network that has most; but a network that has its share already gets a place only from its own.
+    bool makeRoom(std::map<std::string, Network>::iterator network)
+    {
+        if (m_all.clients.size() <= m_all.limits.clients)
+            return true;
+        if (network->second.clients <= m_all.limits.clients / fairShare)
+            network =
+                std::max_element(m_all.networks.begin(), m_all.networks.end(), [](const auto& one, const auto& other) {
+                    return one.second.clients < other.second.clients;
+                });
+        const auto longest = std::find_if(m_all.clients.begin(), m_all.clients.end(), [&](const Client* client) {
+            return client->network == network && client->socket.is_open() && !client->isBusy && !client->isEnding;
+        });
+        if (longest == m_all.clients.end())
+            return false;
+        (*longest)->end();
+        return true;
+    }
+
+    Task<> serve(std::shared_ptr<Client> client)
+    {
+        error_code error;
+        client->socket.set_option(tcp::no_delay(true), error);
+        if (!m_tls) {
+            co_await converse(*client, client->socket);
+            co_return;
+        }
+        // The stream takes a reference of its own.
+        const auto settings = m_tls->context();
+        SSL_CTX_up_ref(settings.get());
+        net::ssl::context context(settings.get());
+        TlsStream stream(client->socket, context);
+        SSL_set_msg_callback(stream.native_handle(), countMessage);
+        SSL_set_msg_callback_arg(stream.native_handle(), client.get());
+        client->allow(m_all.limits.handshake);
+        co_await stream.async_handshake(TlsStream::server, into(error));
+        if (!error)
+            co_await converse(*client, stream);
+    }
+
+    /// All requests of a connection, one after the other.
+    template <typename Stream>
+    Task<> converse(Client& client, Stream& stream)
+    {
+        std::string input;
+        // Who has just come is not idle, and says soon what is wanted.
+        client.allow(m_all.limits.head);
+        for (bool goesOn = true; goesOn;) {
+            if (input.empty())
+                goesOn = co_await receive(client, stream, input);
+            RequestReader reader;
+            if (goesOn)
+                goesOn = co_await receiveRequest(client, stream, input, reader);
+            if (!goesOn)
+                break;
+            goesOn = co_await answer(client, stream, reader);
+            if (!goesOn && !client.isEnding && (reader.refusal() != 0 || !input.empty())) {
+                client.allow(goodbyeTime);
+                co_await takeRubbish(client);
+            }
+            client.allow(m_all.limits.idle);
+        }
+        wipe(input);
+    }
+
+    /// Whether another request may follow.
+    template <typename Stream>
+    Task<bool> answer(Client& client, Stream& stream, RequestReader& reader)
     {
         Request& request = reader.request();
         request.secure = m_tls != nullptr;
-        request.peer = peer;
-        request.user = [&connection] { return connection.user(); };
-        const int refusal = reader.refusal();
-        Reply reply = refusal ? Reply{refusal} : m_handler(request);
-        if (refusal == 405)
+        request.peer = client.peer;
+        request.user = [&client, socket = client.socket.native_handle()] {
+            // Whose it is stays the same for as long as our end is open. That it could not be told does not: without a
+            // free descriptor, say, the kernel's tables cannot be read, and the next request should not suffer from it.
+            return client.user ? client.user : client.user = userAtOtherEnd(socket);
+        };
+        Reply reply{reader.refusal()};
+        if (reader.refusal() == 0)
+            reply = co_await work(client, request);
+        else if (reader.refusal() == 405)
             reply.headers.emplace_back("Allow", "GET, HEAD, POST, PUT, DELETE");
-        send(connection, request, reply, reader.isLast());
+        auto text = textOf(reply, request, reader.isLast() ? std::nullopt : std::optional(m_all.limits.idle));
         // The next request may be long in coming, and there are passwords in this one.
         for (auto& [name, value] : request.headers)
             wipe(value);
         wipe(request.body);
-        if (refusal || (reader.isLast() && !connection.input().empty()))
-            connection.leaveUnread();
-        return !reader.isLast();
+        reply = {};
+        const bool isSent = co_await send(client, stream, std::move(text));
+        if (isSent && reader.isLast())
+            co_await sayGoodbye(client, stream);
+        co_return isSent && !reader.isLast();
     }
 
-    bool waitForNext(Connection& connection, int socket)
+    static Task<> sayGoodbye(Client&, tcp::socket&) { co_return; }
+    static Task<> sayGoodbye(Client& client, TlsStream& stream)
     {
-        if (!m_pool->beginIdle(socket))
-            return false;
-        const bool isThere = connection.input().empty()
-                                 ? connection.receive(std::chrono::steady_clock::now() + keepAliveTime)
-                                 : !connection.isStopping();
-        m_pool->endIdle(socket);
-        return isThere;
+        error_code ignored; // the client may have gone
+        client.allow(goodbyeTime);
+        co_await stream.async_shutdown(into(ignored));
     }
 
-    const Handler& m_handler;
+    /// Has a worker answer it.
+    Task<Reply> work(Client& client, const Request& request)
+    {
+        error_code ignored; // who waits is woken up by being cancelled
+        client.isBusy = true;
+        client.deadline.expires_at(Clock::time_point::max());
+        client.turn.expires_at(Clock::time_point::max());
+        m_waiting.push_back(&client);
+        giveTurns();
+        while (!client.hasTurn && !m_isStopping)
+            co_await client.turn.async_wait(into(ignored));
+        Reply reply;
+        if (client.hasTurn) {
+            reply = co_await net::co_spawn(
+                m_workers, [&]() -> Task<Reply> { co_return m_handler(request); }, net::use_awaitable);
+            --m_busyWorkers;
+            --client.network->second.workers;
+            client.hasTurn = false;
+            giveTurns();
+        }
+        client.isBusy = false;
+        co_return reply;
+    }
+
+    /// Workers go to those who have waited longest of the networks that have fewest. The last one is kept for another
+    /// network: whoever asks for what takes long does not make everybody wait.
+    void giveTurns()
+    {
+        while (m_busyWorkers < workers && !m_waiting.empty()) {
+            const auto next =
+                std::min_element(m_waiting.begin(), m_waiting.end(), [](const auto* one, const auto* other) {
+                    return one->network->second.workers < other->network->second.workers;
+                });
+            auto& network = (*next)->network->second;
+            if (network.workers >= mostWorkersForNetwork)
+                return;
+            ++m_busyWorkers;
+            ++network.workers;
+            (*next)->hasTurn = true;
+            (*next)->turn.cancel();
+            m_waiting.erase(next);
+        }
+    }
+
+    const HttpServer::Handler& m_handler;
     const std::shared_ptr<Tls> m_tls;
-    const int m_stopEvent;
-    std::vector<int> m_sockets;
-    std::optional<ConnectionPool> m_pool;
+    Everybody m_all;
+    std::list<Client*> m_waiting; // for a worker
+    int m_busyWorkers = 0;
+    bool m_isStopping = false;
+    net::thread_pool m_workers{workers};
+    std::vector<tcp::acceptor> m_acceptors;
     std::thread m_thread;
 };
 
-HttpServer::HttpServer(Handler handler) : m_handler(std::move(handler)) {}
+HttpServer::HttpServer(Handler handler, Limits limits) : m_handler(std::move(handler)), m_limits(limits) {}
 
 HttpServer::~HttpServer()
 {
@@ -304,7 +541,7 @@ tl::expected<std::uint16_t, std::string> HttpServer::start(const std::vector<std
                                                            std::uint16_t port, std::shared_ptr<Tls> tls)
 {
     stop();
-    auto listener = std::make_unique<Listener>(m_handler, std::move(tls));
+    auto listener = std::make_unique<Listener>(*this, std::move(tls));
     auto bound = listener->open(addresses, port);
     if (bound)
         m_listener = std::move(listener);

@@ -2,26 +2,48 @@
 
 #include "Http.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <tl/expected.hpp>
+#include <utility>
 #include <vector>
 
 namespace localservice {
 
 class Tls;
 
-/// HTTP/1.1 over TCP, with TLS or without. Each connection has a thread of a small pool, so the handler is called from
-/// several threads at once. A client has 10 seconds for a handshake and for a head, 30 for a body, and 2 minutes to
-/// take a reply; after a request that is refused (`RequestReader`) its connection ends.
+/// HTTP/1.1 over TCP, with TLS or without. One thread waits for all connections, so those that are slow or idle cost
+/// memory alone; four workers call the handler, several at once. After a request that is refused (`RequestReader`) a
+/// connection ends.
+///
+/// When all places are taken, the newcomer gets that of a connection that waits for its client, idle or in the middle
+/// of something: the one that has waited longest, of the network that has most. A network with a 64th of all places
+/// gets another only from those that nobody has, or that are its own; and no network has all workers. So nobody's flood
+/// keeps others out, or ends what they keep open.
 class HttpServer final
 {
 public:
     using Handler = std::function<Reply(const Request&)>;
 
-    explicit HttpServer(Handler handler);
+    /// How long a client has for each step, and how many there are at a time: no more than three quarters of the
+    /// descriptors that the process may open when it starts to listen.
+    struct Limits
+    {
+        std::chrono::milliseconds handshake = std::chrono::seconds(10);
+        std::chrono::milliseconds head = std::chrono::seconds(10);
+        std::chrono::milliseconds body = std::chrono::seconds(30);
+        std::chrono::milliseconds reply = std::chrono::minutes(2); ///< to take it
+        /// Longer than the program's refresh period, so that its polling needs one connection.
+        std::chrono::milliseconds idle = std::chrono::seconds(75);
+        std::size_t clients = 4096;
+    };
+
+    explicit HttpServer(Handler handler) : HttpServer(std::move(handler), Limits()) {}
+    HttpServer(Handler handler, Limits limits);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -37,7 +59,8 @@ public:
 
 private:
     class Listener;
-    Handler m_handler;
+    const Handler m_handler;
+    const Limits m_limits;
     std::unique_ptr<Listener> m_listener;
 };
 

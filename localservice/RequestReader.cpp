@@ -2,14 +2,19 @@
 
 #include "Credentials.h"
 
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+
 #include <algorithm>
-#include <charconv>
 #include <initializer_list>
-#include <optional>
+#include <openssl/crypto.h>
 
 namespace localservice {
 
 namespace {
+
+namespace http = boost::beast::http;
+using boost::beast::error_code;
 
 constexpr std::size_t longestHead = 64 * 1024;
 constexpr std::size_t longestRequestLine = 8 * 1024;
@@ -24,30 +29,6 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> othe
     return std::find(others.begin(), others.end(), text) != others.end();
 }
 
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-/// A sign of a token (RFC 9110, section 5.6.2).
-bool isTokenSign(char c)
-{
-    return isDigit(c) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-           "!#$%&'*+-.^_`|~"sv.find(c) != std::string_view::npos;
-}
-
-bool isToken(std::string_view text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), isTokenSign);
-}
-
-/// No control character may stand in a value: what begins a line for one reader does not for another.
-bool isFieldText(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return c == '\t' || (static_cast<unsigned char>(c) >= ' ' && c != '\x7f'); });
-}
-
 bool isTarget(std::string_view text)
 {
     return text.starts_with('/') && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
@@ -57,23 +38,8 @@ bool isTarget(std::string_view text)
 bool isHost(std::string_view text)
 {
     return std::all_of(text.begin(), text.end(), [](char c) {
-        return c > ' ' && c < '\x7f' && "/?#@\\\"<>^`{|}"sv.find(c) == std::string_view::npos;
+        return c > ' ' && c < '\x7f' && "/?#@\\\"<>^`{|},"sv.find(c) == std::string_view::npos;
     });
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    const auto first = std::min(text.find_first_not_of(" \t"), text.size());
-    text.remove_prefix(first);
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
-}
-
-/// A number of digits alone: no sign, no blank, no prefix.
-std::optional<std::size_t> numberIn(std::string_view text, int base)
-{
-    std::size_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 std::size_t count(const Headers& headers, std::string_view name)
@@ -82,165 +48,153 @@ std::size_t count(const Headers& headers, std::string_view name)
                                                   [&](const auto& header) { return isSameName(header.first, name); }));
 }
 
-/// Whether a list of words, in one header or in several, has this one.
-bool lists(const Headers& headers, std::string_view name, std::string_view word)
+/// The library keeps the headers in memory of its own, credentials among them.
+template <typename T>
+struct WipingAllocator : std::allocator<T>
 {
-    return std::any_of(headers.begin(), headers.end(), [&](const auto& header) {
-        if (!isSameName(header.first, name))
-            return false;
-        std::string_view rest = header.second;
-        while (!rest.empty()) {
-            const auto end = std::min(rest.find(','), rest.size());
-            if (isSameName(trimmed(rest.substr(0, end)), word))
-                return true;
-            rest.remove_prefix(std::min(end + 1, rest.size()));
-        }
-        return false;
-    });
-}
+    WipingAllocator() = default;
+    template <typename Other>
+    WipingAllocator(const WipingAllocator<Other>&)
+    {
+    }
+    void deallocate(T* memory, std::size_t size)
+    {
+        OPENSSL_cleanse(memory, size * sizeof(T));
+        std::allocator<T>::deallocate(memory, size);
+    }
+};
 
 } // namespace
 
-RequestReader::State RequestReader::read(std::string_view& input)
+class RequestReader::Parser final : public http::parser<true, http::string_body, WipingAllocator<char>>
 {
-    while (!input.empty() && m_part < Part::Complete) {
-        if (m_part == Part::Data || m_part == Part::Chunk)
-            takeData(input);
-        else
-            takeLine(input);
+};
+
+RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
+{
+    m_parser->header_limit(longestHead);
+    m_parser->body_limit(longestBody);
+}
+
+RequestReader::~RequestReader() = default;
+
+RequestReader::State RequestReader::read(std::string& input)
+{
+    std::size_t taken = m_parser->is_header_done() ? 0 : readHead(input);
+    if (m_parser->is_header_done() && m_refusal == 0)
+        taken += readBody(std::string_view(input).substr(taken));
+    if (taken > 0) {
+        std::string rest(input, taken);
+        wipe(input);
+        input = std::move(rest);
     }
-    if (m_part >= Part::Complete)
-        return m_part == Part::Complete ? State::Complete : State::Refused;
-    return m_part <= Part::Fields ? State::Head : State::Body;
+    if (m_refusal != 0)
+        return State::Refused;
+    return m_parser->is_done() ? State::Complete : m_parser->is_header_done() ? State::Body : State::Head;
 }
 
-void RequestReader::takeData(std::string_view& input)
+/// The size of the head with its blank line; 0 while that has not come. The library unfolds lines, and readers differ
+/// in what they make of a break that is none: such heads are refused as they come.
+std::size_t RequestReader::endOfHead(const std::string& input)
 {
-    const auto size = std::min(m_rest, input.size());
-    m_request.body.append(input.substr(0, size));
-    input.remove_prefix(size);
-    m_rest -= size;
-    if (m_rest == 0)
-        m_part = m_part == Part::Data ? Part::Complete : Part::ChunkEnd;
-}
-
-void RequestReader::takeLine(std::string_view& input)
-{
-    const auto end = input.find('\n');
-    const auto size = end == std::string_view::npos ? input.size() : end + 1;
-    m_line.append(input.substr(0, size));
-    input.remove_prefix(size);
-    m_overhead += size;
-    if (m_part == Part::RequestLine && m_line.size() > longestRequestLine)
-        m_part = refuse(414);
-    else if (m_overhead > (m_part <= Part::Fields ? longestHead : longestHead + longestFrames))
-        m_part = refuse(400);
-    else if (end != std::string_view::npos) {
-        const std::string_view line = m_line;
-        m_part = line.ends_with("\r\n") ? next(line.substr(0, line.size() - 2)) : refuse(400);
-        wipe(m_line);
+    for (auto end = input.find('\n', m_line); end != std::string::npos; end = input.find('\n', m_line)) {
+        const auto line = std::string_view(input).substr(m_line, end - m_line);
+        if (!line.ends_with('\r') || line.starts_with(' ') || line.starts_with('\t'))
+            refuse(400);
+        if (m_line == 0 && line.size() > longestRequestLine)
+            refuse(414);
+        m_line = end + 1;
+        if (m_refusal != 0 || line == "\r")
+            return m_line;
     }
+    if (m_line == 0 && input.size() > longestRequestLine)
+        refuse(414);
+    return 0;
 }
 
-RequestReader::Part RequestReader::next(std::string_view line)
+std::size_t RequestReader::readHead(const std::string& input)
 {
-    switch (m_part) {
-    case Part::RequestLine:
-        return readRequestLine(line);
-    case Part::Fields:
-        return line.empty() ? endHead() : readField(line);
-    case Part::ChunkSize:
-        return readChunkSize(line);
-    case Part::ChunkEnd:
-        return line.empty() ? Part::ChunkSize : refuse(400);
-    default:
-        return line.empty() ? Part::Complete : readField(line);
-    }
+    const auto size = endOfHead(input);
+    if (m_refusal == 0 && (size > 0 ? size : input.size()) > longestHead)
+        refuse(400);
+    if (m_refusal != 0 || size == 0)
+        return 0;
+    error_code error;
+    m_parser->put(boost::asio::buffer(input.data(), size), error);
+    const auto& head = m_parser->get();
+    m_request.method = std::string_view(head.method_string().data(), head.method_string().size());
+    m_request.target = std::string_view(head.target().data(), head.target().size());
+    for (const auto& field : head)
+        m_request.headers.emplace_back(field.name_string(), field.value());
+    if (error)
+        refuse(error == http::error::body_limit ? 413 : 400);
+    else if (const int status = reasonToRefuse(); status != 0)
+        refuse(status);
+    // Older clients do not say that they will send no more, and would take the go-ahead for the reply.
+    const bool isOlder = head.version() < 11;
+    m_isLast = m_isLast || isOlder || !m_parser->keep_alive();
+    m_awaitsContinue = !isOlder && !m_request.header("Expect").empty();
+    return size;
 }
 
-RequestReader::Part RequestReader::readRequestLine(std::string_view line)
-{
-    const auto first = line.find(' ');
-    const auto last = line.rfind(' ');
-    if (first == last)
-        return refuse(400);
-    m_request.method = line.substr(0, first);
-    m_request.target = line.substr(first + 1, last - first - 1);
-    const auto version = line.substr(last + 1);
-    // Older clients do not say that they will send no more, and know of no chunks.
-    m_isLast = version == "HTTP/1.0";
-    const bool known = isOneOf(m_request.method, {"GET", "HEAD", "POST", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"});
-    return known && isTarget(m_request.target) && (m_isLast || version == "HTTP/1.1") ? Part::Fields : refuse(400);
-}
-
-RequestReader::Part RequestReader::readField(std::string_view line)
-{
-    const auto colon = std::min(line.find(':'), line.size());
-    const auto name = line.substr(0, colon);
-    const auto value = trimmed(line.substr(std::min(colon + 1, line.size())));
-    // A name that is a token has no blank before the colon, and is not the rest of the line before.
-    if (colon == line.size() || !isToken(name) || !isFieldText(value))
-        return refuse(400);
-    if (m_part == Part::Fields)
-        m_request.headers.emplace_back(name, value);
-    // What comes after a body could change what was understood before it; nobody here needs it.
-    return m_part;
-}
-
-RequestReader::Part RequestReader::endHead()
+/// What of a head that can be read has no place here; 0 for nothing.
+int RequestReader::reasonToRefuse() const
 {
     const auto& headers = m_request.headers;
+    const bool isOlder = m_parser->get().version() < 11;
+    const auto hosts = count(headers, "host");
+    const auto length = m_request.header("Content-Length");
     const auto lengths = count(headers, "content-length");
     const auto codings = count(headers, "transfer-encoding");
-    const auto length = numberIn(m_request.header("Content-Length"), 10);
-    const bool older = m_isLast;
-    m_isLast = older || lists(headers, "connection", "close");
-    if (lengths + codings > 1 || count(headers, "host") > 1 || !isHost(m_request.header("Host")))
-        return refuse(400);
-    if (lengths == 1 && !length) {
-        const auto text = m_request.header("Content-Length");
-        // More than a number can hold is too long as well.
-        return refuse(!text.empty() && std::all_of(text.begin(), text.end(), isDigit) ? 413 : 400);
-    }
-    if (codings == 1 && (older || !isSameName(m_request.header("Transfer-Encoding"), "chunked")))
-        return refuse(400);
+    if (!isOneOf(m_request.method, {"GET", "HEAD", "POST", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"}) ||
+        !isTarget(m_request.target) || hosts > 1 || (hosts == 0 && !isOlder) || !isHost(m_request.header("Host")))
+        return 400;
+    if (lengths + codings > 1 || length.find_first_not_of("0123456789") != std::string_view::npos)
+        return 400;
+    if (codings == 1 && (isOlder || !isSameName(m_request.header("Transfer-Encoding"), "chunked")))
+        return 400;
     if (count(headers, "content-encoding") > 0)
-        return refuse(415);
+        return 415;
     if (m_request.method == "TRACE")
-        return refuse(405);
-    if (length.value_or(0) > longestBody)
-        return refuse(413);
-    if (isOneOf(m_request.method, {"POST", "PUT", "PATCH"})
-            ? lengths + codings == 0
-            : m_request.method != "DELETE" && (length.value_or(0) > 0 || codings > 0))
-        return refuse(lengths + codings == 0 ? 411 : 400);
+        return 405;
+    const bool hasBody = codings > 0 || m_parser->content_length().value_or(0) > 0;
+    if (isOneOf(m_request.method, {"POST", "PUT", "PATCH"}) && lengths + codings == 0)
+        return 411;
+    if (isOneOf(m_request.method, {"GET", "HEAD", "OPTIONS"}) && hasBody)
+        return 400;
     const auto expected = m_request.header("Expect");
-    const bool isKnown = isSameName(expected, "100-continue");
-    if (!expected.empty() && !isKnown)
-        return refuse(417);
-    // An older client would take it for the reply.
-    m_awaitsContinue = isKnown && !older;
-    m_rest = length.value_or(0);
-    return codings > 0 ? Part::ChunkSize : m_rest > 0 ? Part::Data : Part::Complete;
+    return expected.empty() || isSameName(expected, "100-continue") ? 0 : 417;
 }
 
-RequestReader::Part RequestReader::readChunkSize(std::string_view line)
+std::size_t RequestReader::readBody(std::string_view input)
 {
-    const auto end = std::min(line.find(';'), line.size());
-    const auto size = numberIn(line.substr(0, end), 16);
-    if (!size || !isFieldText(line.substr(end)))
-        return refuse(400);
-    if (*size > longestBody - m_request.body.size())
-        return refuse(413);
-    m_rest = *size;
-    return m_rest > 0 ? Part::Chunk : Part::Trailers;
+    std::size_t taken = 0;
+    error_code error;
+    while (!m_parser->is_done() && taken < input.size() && !error) {
+        const auto rest = input.substr(taken);
+        const auto size = m_parser->put(boost::asio::buffer(rest.data(), rest.size()), error);
+        taken += size;
+        // What comes after a body in chunks is not asked for, but has the lines of a head.
+        const auto trailers = m_parser->is_done() && m_parser->chunked() ? rest.substr(0, size) : std::string_view{};
+        if (trailers.find("\r\n ") != std::string_view::npos || trailers.find("\r\n\t") != std::string_view::npos)
+            refuse(400);
+    }
+    m_sent += taken;
+    const bool isIncomplete = error == http::error::need_more;
+    if (error == http::error::body_limit)
+        refuse(413);
+    else if ((error && !isIncomplete) || m_sent > longestBody + longestFrames ||
+             (isIncomplete && input.size() - taken > longestHead))
+        refuse(400);
+    else if (m_parser->is_done())
+        m_request.body = std::move(m_parser->get().body());
+    return taken;
 }
 
-RequestReader::Part RequestReader::refuse(int status)
+void RequestReader::refuse(int status)
 {
-    m_refusal = status;
+    m_refusal = m_refusal ? m_refusal : status;
     m_isLast = true;
-    return Part::Refused;
 }
 
 } // namespace localservice

@@ -3,8 +3,8 @@
 #include "Http.h"
 
 #include <cstddef>
+#include <memory>
 #include <string>
-#include <string_view>
 
 namespace localservice {
 
@@ -22,8 +22,14 @@ public:
         Refused, ///< nothing on this connection can be understood any more
     };
 
-    /// Takes what belongs to the request from the start of `input`; what is left belongs to the next one.
-    State read(std::string_view& input);
+    RequestReader();
+    ~RequestReader();
+    RequestReader(const RequestReader&) = delete;
+    RequestReader& operator=(const RequestReader&) = delete;
+
+    /// Takes what is complete from the start of `input`, leaving no copy there; what is left comes again with more
+    /// behind it, or belongs to the next request.
+    State read(std::string& input);
 
     /// What is known so far: the head unless the state is Head, the body when it is Complete.
     Request& request() { return m_request; }
@@ -35,33 +41,18 @@ public:
     bool awaitsContinue() const { return m_awaitsContinue; }
 
 private:
-    enum class Part
-    {
-        RequestLine,
-        Fields,
-        Data,
-        ChunkSize,
-        Chunk,
-        ChunkEnd,
-        Trailers,
-        Complete,
-        Refused,
-    };
+    class Parser;
 
-    void takeLine(std::string_view& input);
-    void takeData(std::string_view& input);
-    Part next(std::string_view line);
-    Part readRequestLine(std::string_view line);
-    Part readField(std::string_view line);
-    Part readChunkSize(std::string_view line);
-    Part endHead();
-    Part refuse(int status);
+    std::size_t endOfHead(const std::string& input);
+    std::size_t readHead(const std::string& input);
+    std::size_t readBody(std::string_view input);
+    int reasonToRefuse() const;
+    void refuse(int status);
 
+    std::unique_ptr<Parser> m_parser;
     Request m_request;
-    Part m_part = Part::RequestLine;
-    std::string m_line;
-    std::size_t m_overhead = 0; // the bytes of all lines
-    std::size_t m_rest = 0;     // of the body or the chunk
+    std::size_t m_line = 0; // where the head's last line begins that has not ended
+    std::size_t m_sent = 0; // the bytes of the body, as they were sent
     int m_refusal = 0;
     bool m_isLast = false;
     bool m_awaitsContinue = false;

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace localservice {
@@ -87,6 +88,16 @@ void warnOfExposedKey(const std::string& file)
         complain("everybody on this machine can read the key in " + file);
 }
 
+/// As many as are allowed: each connection takes one, and what one gets without asking is less than a team needs.
+void openManyFiles()
+{
+    rlimit descriptors{};
+    if (::getrlimit(RLIMIT_NOFILE, &descriptors) == 0) {
+        descriptors.rlim_cur = descriptors.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &descriptors);
+    }
+}
+
 } // namespace
 
 Result<void> ServiceProgram::readOptions()
@@ -134,8 +145,7 @@ Result<void> ServiceProgram::checkOptions()
         m_options.address = "127.0.0.1";
     if (wanted.size() > 2 && wanted.front() == '[' && wanted.back() == ']')
         m_options.address = wanted.substr(1, wanted.size() - 2);
-    sockaddr_storage address{};
-    if (socketAddress(m_options.address, 0, address) == 0)
+    if (!isNumericAddress(m_options.address))
         return tl::make_unexpected("--bind needs an address in numbers, such as 192.0.2.7, 0.0.0.0 or ::");
     if (m_tls.certificate.empty() != m_tls.key.empty())
         return tl::make_unexpected("--tls-certificate and --tls-key go together");
@@ -255,6 +265,7 @@ int ServiceProgram::run()
     // A folder that was named on the command line is the person's own; this one is ours, and may be there already.
     if (m_options.dataFile == defaultDataFile())
         ::chmod(std::filesystem::path(m_options.dataFile).parent_path().c_str(), 0700);
+    openManyFiles();
     Service service(m_options);
     const auto prepared = prepareAccount(service);
     const auto port = prepared ? service.start() : Result<std::uint16_t>(tl::unexpected(prepared.error()));

@@ -1,9 +1,7 @@
 #include "Tls.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <ctime>
 #include <openssl/err.h>
@@ -25,7 +23,6 @@ struct FreeBy
         function(object);
     }
 };
-using Session = std::unique_ptr<SSL, FreeBy<SSL_free>>;
 using Key = std::unique_ptr<EVP_PKEY, FreeBy<EVP_PKEY_free>>;
 using Names = std::unique_ptr<GENERAL_NAMES, FreeBy<GENERAL_NAMES_free>>;
 using File = std::unique_ptr<std::FILE, FreeBy<std::fclose>>;
@@ -64,82 +61,6 @@ tl::expected<Key, std::string> readKey(const std::string& path)
     return key;
 }
 
-// Clients change their keys now and then, between what they have to say.
-constexpr int mostSilentMessages = 16;
-
-class TlsTransport final : public Transport
-{
-public:
-    explicit TlsTransport(Session session) : m_session(std::move(session))
-    {
-        SSL_set_msg_callback(m_session.get(), countMessage);
-        SSL_set_msg_callback_arg(m_session.get(), this);
-    }
-
-    Step open() override
-    {
-        const auto opened = step([this] { return SSL_accept(m_session.get()); });
-        m_silentMessages = 0;
-        return opened;
-    }
-
-    Step receive(char* to, std::size_t size) override
-    {
-        // Each of them costs us more than the client; and whoever sends nothing else has nothing to say.
-        if (m_silentMessages > mostSilentMessages)
-            m_usable = false;
-        const auto received = step([&] { return SSL_read(m_session.get(), to, length(size)); });
-        if (received.outcome == Outcome::Done)
-            m_silentMessages = 0;
-        return received;
-    }
-
-    Step send(const char* from, std::size_t size) override
-    {
-        return step([&] { return SSL_write(m_session.get(), from, length(size)); });
-    }
-
-    void close() override
-    {
-        if (m_usable && SSL_is_init_finished(m_session.get()))
-            step([this] { return SSL_shutdown(m_session.get()); });
-        m_usable = false;
-    }
-
-private:
-    static int length(std::size_t size) { return static_cast<int>(std::min<std::size_t>(size, INT_MAX)); }
-
-    template <typename Attempt>
-    Step step(Attempt attempt)
-    {
-        if (!m_usable)
-            return {Outcome::Closed};
-        // The library looks at this thread's old errors, too.
-        ERR_clear_error();
-        const int result = attempt();
-        if (result > 0)
-            return {Outcome::Done, static_cast<std::size_t>(result)};
-        const int error = SSL_get_error(m_session.get(), result);
-        if (error == SSL_ERROR_WANT_READ)
-            return {Outcome::WantsInput};
-        if (error == SSL_ERROR_WANT_WRITE)
-            return {Outcome::WantsOutput};
-        // After an orderly end of the client's side, ours may still say good-bye; after anything else, nothing may.
-        m_usable = error == SSL_ERROR_ZERO_RETURN;
-        return {Outcome::Closed};
-    }
-
-    static void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* self)
-    {
-        if (!isWritten && type == SSL3_RT_HANDSHAKE)
-            ++static_cast<TlsTransport*>(self)->m_silentMessages;
-    }
-
-    const Session m_session;
-    int m_silentMessages = 0;
-    bool m_usable = true;
-};
-
 } // namespace
 
 tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
@@ -156,10 +77,6 @@ tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
     SSL_CTX_set_options(settings, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET | SSL_OP_IGNORE_UNEXPECTED_EOF);
     SSL_CTX_set_session_cache_mode(settings, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(settings, 0);
-    // Else a call would not return for as long as the client has changes of keys to send.
-    SSL_CTX_clear_mode(settings, SSL_MODE_AUTO_RETRY);
-    SSL_CTX_set_mode(settings,
-                     SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER | SSL_MODE_RELEASE_BUFFERS);
 
     if (const File file(std::fopen(files.certificate.c_str(), "re")); !file)
         return tl::unexpected("cannot read " + files.certificate + ": " + std::strerror(errno));
@@ -222,16 +139,10 @@ std::optional<std::string> Tls::hostOf(const std::string& account) const
     return {};
 }
 
-std::unique_ptr<Transport> Tls::over(int socket)
+std::shared_ptr<ssl_ctx_st> Tls::context() const
 {
-    Session session;
-    {
-        const std::lock_guard lock(m_mutex);
-        session.reset(SSL_new(m_context.get()));
-    }
-    if (!session || SSL_set_fd(session.get(), socket) != 1)
-        return nullptr;
-    return std::make_unique<TlsTransport>(std::move(session));
+    const std::lock_guard lock(m_mutex);
+    return m_context;
 }
 
 } // namespace localservice

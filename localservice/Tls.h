@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Transport.h"
-
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -32,8 +30,8 @@ public:
     /// The name in the certificate by which an account is reached: one that begins with it, or a star in its place.
     std::optional<std::string> hostOf(const std::string& account) const;
 
-    /// The encrypted transport over a socket; nothing when there is no memory for it.
-    std::unique_ptr<Transport> over(int socket);
+    /// What a new connection is made with: OpenSSL's SSL_CTX.
+    std::shared_ptr<ssl_ctx_st> context() const;
 
 private:
     using Context = std::shared_ptr<ssl_ctx_st>;

@@ -9,15 +9,17 @@ namespace {
 using localservice::RequestReader;
 using State = RequestReader::State;
 
-/// What a connection brings in pieces of this size; what is left belongs to the next request.
-State readIn(RequestReader& reader, std::string_view& text, std::size_t size)
+/// What a connection brings in pieces of this size; what is left in `text` belongs to the next request.
+State readIn(RequestReader& reader, std::string& text, std::size_t size)
 {
     State state = State::Head;
-    while (!text.empty() && state != State::Complete && state != State::Refused) {
-        auto piece = text.substr(0, size);
-        const auto given = piece.size();
-        state = reader.read(piece);
-        text.remove_prefix(given - piece.size());
+    std::string input;
+    for (std::size_t given = 0; given < text.size() && state != State::Complete && state != State::Refused;
+         given += size) {
+        input += text.substr(given, size);
+        state = reader.read(input);
+        if (state == State::Complete)
+            text.erase(0, std::min(given + size, text.size()) - input.size());
     }
     return state;
 }
@@ -35,7 +37,7 @@ bool isPlain(std::string_view text, char least)
 void takeIn(std::string_view text)
 {
     RequestReader whole, pieces;
-    auto rest = text, restOfPieces = text;
+    std::string rest(text), restOfPieces(text);
     const State state = readIn(whole, rest, text.size());
     MUST(readIn(pieces, restOfPieces, 1) == state);
     MUST(state != State::Refused || (whole.refusal() >= 400 && whole.refusal() == pieces.refusal()));
