@@ -12,20 +12,6 @@ using namespace skin;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-class BlinkTest : public QObject
-{
-    Q_OBJECT
-private slots:
-    void fewStepsASecond_data();
-    void fewStepsASecond();
-    void blinksOnlyWhile_data();
-    void blinksOnlyWhile();
-    void sleepsOutOfSight();
-    void oneTickerServesAll();
-    void repaintsThePatchOnly();
-    void pulseIsTunable();
-};
-
 namespace {
 
 const Wave blink{};
@@ -49,144 +35,121 @@ public:
 
 } // namespace
 
-void BlinkTest::fewStepsASecond_data()
+class BlinkTest final : public QObject
 {
-    QTest::addColumn<Wave>("wave");
-    QTest::newRow("blink") << blink;
-    QTest::newRow("pulse") << slowPulse;
-    QTest::newRow("hasty") << Wave{.duration = 130ms};
-    QTest::newRow("slow") << Wave{.duration = 5000ms};
-}
+    Q_OBJECT
 
-void BlinkTest::fewStepsASecond()
-{
-    QFETCH(Wave, wave);
-    QCOMPARE(wave.opacityAt(0ms), 1.0);
-    QVERIFY(qAbs(wave.opacityAt(wave.duration) - wave.to) < 1e-9);
-    int steps = 0;
-    auto time = 0ms;
-    double before = wave.opacityAt(time);
-    while (time < 10s) {
-        time += wave.untilNextChange(time);
-        // Each announced change is one: no step is slept through, none shows nothing new.
-        const double now = wave.opacityAt(time);
-        QVERIFY2(now != before, qPrintable(QString::number(time.count())));
-        QCOMPARE(wave.opacityAt(time - 2ms), before);
-        before = now;
-        ++steps;
-    }
-    QVERIFY2(steps <= 81 && steps >= 30, qPrintable(QString::number(steps)));
-}
-
-void BlinkTest::blinksOnlyWhile_data()
-{
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<bool>("blinkWhenRunning");
-    QTest::addColumn<bool>("offline");
-    QTest::addColumn<bool>("loggedOut");
-    QTest::addColumn<bool>("blinks");
-    QTest::newRow("running") << true << true << false << false << true;
-    QTest::newRow("stopped") << false << true << false << false << false;
-    QTest::newRow("blinking off") << true << false << false << false << false;
-    QTest::newRow("offline") << true << true << true << false << false;
-    QTest::newRow("signed out") << true << true << false << true << false;
-}
-
-void BlinkTest::blinksOnlyWhile()
-{
-    QFETCH(bool, running);
-    QFETCH(bool, blinkWhenRunning);
-    QFETCH(bool, offline);
-    QFETCH(bool, loggedOut);
-    QFETCH(bool, blinks);
-    support::TestRun run;
-    ViewOnScreen on;
-    // From blinking into the state: what ran must end at the next draw.
-    on.view.setHours(u"1:05"_s, true);
-    on.picture();
-    QVERIFY(BlinkTicker::sharedTicker().isActive());
-
-    on.view.setHours(u"1:05"_s, running);
-    on.view.setBlinkWhenRunning(blinkWhenRunning);
-    on.view.setOffline(offline);
-    on.view.setLoggedOut(loggedOut);
-    on.picture();
-    QCOMPARE(BlinkTicker::sharedTicker().isActive(), blinks);
-}
-
-void BlinkTest::sleepsOutOfSight()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setHours(u"1:05"_s, true);
-    on.picture();
-    on.view.hide();
-    QVERIFY(!BlinkTicker::sharedTicker().isActive());
-    // Drawing a hidden view, for a picture of it, wakes nothing.
-    on.picture();
-    QVERIFY(!BlinkTicker::sharedTicker().isActive());
-    on.view.show();
-    QTRY_VERIFY(BlinkTicker::sharedTicker().isActive());
-}
-
-void BlinkTest::oneTickerServesAll()
-{
-    support::TestRun run;
-    BlinkTicker& ticker = BlinkTicker::sharedTicker();
-    ViewOnScreen on;
+private slots:
+    void blinksOnlyWhile_data()
     {
-        RunningButtonBackground button;
-        button.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&button));
-        QVERIFY(!ticker.isActive());
-        button.setIsRunning(true);
-        button.grab();
-        QVERIFY(ticker.isActive());
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<bool>("blinkWhenRunning");
+        QTest::addColumn<bool>("offline");
+        QTest::addColumn<bool>("loggedOut");
+        QTest::addColumn<bool>("blinks");
+        QTest::newRow("running") << true << true << false << false << true;
+        QTest::newRow("stopped") << false << true << false << false << false;
+        QTest::newRow("blinking off") << true << false << false << false << false;
+        QTest::newRow("offline") << true << true << true << false << false;
+        QTest::newRow("signed out") << true << true << false << true << false;
+    }
 
+    void blinksOnlyWhile()
+    {
+        QFETCH(bool, running);
+        QFETCH(bool, blinkWhenRunning);
+        QFETCH(bool, offline);
+        QFETCH(bool, loggedOut);
+        QFETCH(bool, blinks);
+        support::TestRun run;
+        ViewOnScreen on;
+        // From blinking into the state: what ran must end at the next draw.
         on.view.setHours(u"1:05"_s, true);
         on.picture();
-        button.setIsRunning(false);
-        QVERIFY(ticker.isActive());
-        on.view.hide();
-        QVERIFY(!ticker.isActive());
+        QVERIFY(BlinkTicker::sharedTicker().isActive());
 
-        button.setIsRunning(true);
-        button.grab();
-        QVERIFY(ticker.isActive());
+        on.view.setHours(u"1:05"_s, running);
+        on.view.setBlinkWhenRunning(blinkWhenRunning);
+        on.view.setOffline(offline);
+        on.view.setLoggedOut(loggedOut);
+        on.picture();
+        QCOMPARE(BlinkTicker::sharedTicker().isActive(), blinks);
     }
-    QVERIFY(!ticker.isActive());
-}
 
-void BlinkTest::repaintsThePatchOnly()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setHours(u"1:05"_s, true);
-    on.view.repaint();
-    const QRect patch = on.view.makeRectForBlinker().toAlignedRect();
-    QCoreApplication::processEvents();
-    PaintSpy spy(on.view);
-    QTRY_VERIFY(spy.areas.size() >= 4);
-    QCOMPARE(spy.areas, QList<QRect>(spy.areas.size(), patch));
-}
+    void sleepsOutOfSight()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        on.view.setHours(u"1:05"_s, true);
+        on.picture();
+        on.view.hide();
+        QVERIFY(!BlinkTicker::sharedTicker().isActive());
+        // Drawing a hidden view, for a picture of it, wakes nothing.
+        on.picture();
+        QVERIFY(!BlinkTicker::sharedTicker().isActive());
+        on.view.show();
+        QTRY_VERIFY(BlinkTicker::sharedTicker().isActive());
+    }
 
-void BlinkTest::pulseIsTunable()
-{
-    support::TestRun run;
-    run.info.set("QuillonPulsateTransparency"_L1, 0.25);
-    run.info.set("QuillonPulsateFrequency"_L1, 0.75);
-    const Wave wave = RunningButtonBackground::pulsatingTimerAnimation();
-    QCOMPARE(wave.opacityAt(0ms), 1.0);
-    QCOMPARE(wave.opacityAt(750ms), 0.25);
-    QCOMPARE(wave.opacityAt(1500ms), 1.0);
+    void oneTickerServesAll()
+    {
+        support::TestRun run;
+        BlinkTicker& ticker = BlinkTicker::sharedTicker();
+        ViewOnScreen on;
+        {
+            RunningButtonBackground button;
+            button.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&button));
+            QVERIFY(!ticker.isActive());
+            button.setIsRunning(true);
+            button.grab();
+            QVERIFY(ticker.isActive());
 
-    // Stretched into the widget, whole.
-    RunningButtonBackground button;
-    button.resize(56, 40);
-    const QImage image = button.grab().toImage();
-    const QColor rim = image.pixelColor(28, 37);
-    QVERIFY(rim.green() > rim.red() + 40 && rim.green() > rim.blue() + 40);
-}
+            on.view.setHours(u"1:05"_s, true);
+            on.picture();
+            button.setIsRunning(false);
+            QVERIFY(ticker.isActive());
+            on.view.hide();
+            QVERIFY(!ticker.isActive());
+
+            button.setIsRunning(true);
+            button.grab();
+            QVERIFY(ticker.isActive());
+        }
+        QVERIFY(!ticker.isActive());
+    }
+
+    void repaintsThePatchOnly()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        on.view.setHours(u"1:05"_s, true);
+        on.view.repaint();
+        const QRect patch = on.view.makeRectForBlinker().toAlignedRect();
+        QCoreApplication::processEvents();
+        PaintSpy spy(on.view);
+        QTRY_VERIFY(spy.areas.size() >= 4);
+        QCOMPARE(spy.areas, QList<QRect>(spy.areas.size(), patch));
+    }
+
+    void pulseIsTunable()
+    {
+        support::TestRun run;
+        run.info.set("QuillonPulsateTransparency"_L1, 0.25);
+        run.info.set("QuillonPulsateFrequency"_L1, 0.75);
+        const Wave wave = RunningButtonBackground::pulsatingTimerAnimation();
+        QCOMPARE(wave.opacityAt(0ms), 1.0);
+        QCOMPARE(wave.opacityAt(750ms), 0.25);
+        QCOMPARE(wave.opacityAt(1500ms), 1.0);
+
+        // Stretched into the widget, whole.
+        RunningButtonBackground button;
+        button.resize(56, 40);
+        const QImage image = button.grab().toImage();
+        const QColor rim = image.pixelColor(28, 37);
+        QVERIFY(rim.green() > rim.red() + 40 && rim.green() > rim.blue() + 40);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(BlinkTest)
 #include "BlinkTest.moc"

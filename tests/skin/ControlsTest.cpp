@@ -5,7 +5,7 @@
 #include "skin/ImageButton.h"
 #include "skin/LinkButton.h"
 #include "skin/Parts.h"
-#include "skin/QuillonBigLoadingButton.h"
+#include "skin/QuillonButtonCell.h"
 #include "skin/QuillonDateBackgroundView.h"
 #include "skin/QuillonHoursTextField.h"
 #include "skin/QuillonTextFieldBackground.h"
@@ -89,315 +89,274 @@ struct Told final : HoursTextFieldDelegate, DateBackgroundDelegate
 
 } // namespace
 
-class ControlsTest : public QObject
+class ControlsTest final : public QObject
 {
     Q_OBJECT
+
 private slots:
-    void buttonsShowTheirState_data();
-    void buttonsShowTheirState();
-    void buttonTitleIsLiteral();
-    void loadingButtonTakesNoPress();
-    void heldReturnIsOnePress();
-    void focusGlows();
-    void textFieldLooks();
-    void textFieldGlowsAroundItsField();
-    void hoursFieldAnnounces();
-    void dateAnnouncesClicks();
-    void textElidesWithToolTip();
-    void rightClickOnTextReachesItsRow();
-    void spinnerTurnsOnlyInSight();
-    void linkOpensItsPage();
-    void about();
-};
-
-void ControlsTest::buttonsShowTheirState_data()
-{
-    QTest::addColumn<bool>("hud");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<bool>("enabled");
-    QTest::addColumn<bool>("pressed");
-    QTest::addColumn<QByteArray>("images");
-    QTest::addColumn<QColor>("ink");
-    QTest::addColumn<bool>("shadow");
-    const QColor white(255, 255, 255);
-    const QColor grey(0x44, 0x44, 0x44);
-    const QColor faded = QColor::fromRgbF(1, 1, 1, 0.4f);
-    const auto row = [](const char* name, bool hud, QStringView title, bool enabled, bool pressed, const char* images,
-                        const QColor& ink, bool shadow) {
-        QTest::newRow(name) << hud << title.toString() << enabled << pressed << QByteArray(images) << ink << shadow;
-    };
-    row("light save", false, u"Save", true, false, "btn-tw-submit-", white, true);
-    row("light save pressed", false, u"Save", true, true, "btn-tw-active-", white, true);
-    row("light cancel", false, u"Cancel", true, false, "btn-tw-cancel-", grey, false);
-    row("dark start", true, u"Start", true, false, "btn-hud-submit-", white, true);
-    row("dark start pressed", true, u"Start", true, true, "btn-hud-active-", white, true);
-    row("dark cancel", true, u"Cancel", true, false, "btn-hud-cancel-", white, true);
-    row("dark cancel pressed", true, u"Cancel", true, true, "btn-hud-active-", white, true);
-    row("dark start disabled", true, u"Start", false, false, "btn-hud-cancel-", faded, true);
-}
-
-void ControlsTest::buttonsShowTheirState()
-{
-    QFETCH(bool, hud);
-    QFETCH(QString, title);
-    QFETCH(bool, enabled);
-    QFETCH(bool, pressed);
-    QFETCH(QByteArray, images);
-    QFETCH(QColor, ink);
-    QFETCH(bool, shadow);
-    const std::unique_ptr<QuillonButtonCell> button(hud ? new QuillonHUDButtonCell(title)
-                                                        : new QuillonButtonCell(title));
-    button->resize(90, button->sizeHint().height());
-    button->setEnabled(enabled);
-    button->setDown(pressed);
-    QCOMPARE(leftEnd(picture(*button)), leftEnd(bezel(images, button->size())));
-    QCOMPARE(button->textColor(), ink);
-    QCOMPARE(button->shouldShadowText(), shadow);
-    QCOMPARE(button->isCancelButton(), title == "Cancel"_L1);
-    QCOMPARE(button->isSubmitButton(), title != "Cancel"_L1);
-}
-
-void ControlsTest::buttonTitleIsLiteral()
-{
-    QuillonButtonCell plain(u"Research"_s);
-    QuillonButtonCell longer(u"A title that is longer than a button usually is"_s);
-    QVERIFY(longer.sizeHint().width() > plain.sizeHint().width());
-    QCOMPARE(longer.sizeHint().height(), plain.sizeHint().height());
-    // The title reaches neither border, however narrow the button is.
-    longer.resize(60, longer.sizeHint().height());
-    QCOMPARE(picture(longer).copy(0, 0, 5, 25), bezel("btn-tw-submit-", longer.size()).copy(0, 0, 5, 25));
-    QCOMPARE(picture(longer).copy(55, 0, 5, 25), bezel("btn-tw-submit-", longer.size()).copy(55, 0, 5, 25));
-}
-
-void ControlsTest::loadingButtonTakesNoPress()
-{
-    QuillonBigLoadingButton button(u"Start a new timer"_s);
-    const Window window(button);
-    const QSignalSpy clicks(&button, &QAbstractButton::clicked);
-    button.setLoading(true);
-    QTest::mouseClick(&button, Qt::LeftButton);
-    button.setFocus();
-    QTest::keyClick(&button, Qt::Key_Space);
-    QTest::keyClick(&button, Qt::Key_Return);
-    QCOMPARE(clicks.count(), 0);
-    button.setLoading(false);
-    QTest::mouseClick(&button, Qt::LeftButton);
-    QTest::keyClick(&button, Qt::Key_Space);
-    QTest::keyClick(&button, Qt::Key_Return);
-    QCOMPARE(clicks.count(), 3);
-}
-
-void ControlsTest::heldReturnIsOnePress()
-{
-    QuillonButtonCell start(u"Start"_s);
-    QuillonTimesheetButtonCell row;
-    for (QAbstractButton* button : {static_cast<QAbstractButton*>(&start), static_cast<QAbstractButton*>(&row)}) {
-        const Window window(*button);
-        const QSignalSpy clicks(button, &QAbstractButton::clicked);
-        QTest::keyPress(button, Qt::Key_Return);
-        QKeyEvent again(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
-        QApplication::sendEvent(button, &again);
-        QCOMPARE(clicks.count(), 1);
-        button->setParent(nullptr);
-    }
-}
-
-void ControlsTest::focusGlows()
-{
-    auto button = std::make_unique<QuillonButtonCell>(u"Save"_s);
-    Window window(*button);
-    const QPoint place = button->geometry().topLeft() + QPoint(20, -1);
-    const auto beside = [&] { return window.grab().toImage().pixelColor(place); };
-    const QColor before = beside();
-    button->setFocus(Qt::TabFocusReason);
-    QVERIFY(beside().blue() > beside().red() + 30);
-    window.other.setFocus();
-    QCOMPARE(beside(), before);
-    // People who click know where they are.
-    button->setFocus(Qt::MouseFocusReason);
-    QCOMPARE(beside(), before);
-    window.other.setFocus();
-    button->setFocus(Qt::TabFocusReason);
-    button->hide();
-    QCOMPARE(beside(), before);
-    button->show();
-    button->setFocus(Qt::TabFocusReason);
-    QVERIFY(beside() != before);
-    button.reset();
-    QCOMPARE(beside(), before);
-}
-
-void ControlsTest::textFieldLooks()
-{
-    QuillonTextFieldBackground field;
-    field.resize(80, 26);
-    QVERIFY(qGray(picture(field).pixel(40, 13)) < 0x40);
-    field.setError(true);
-    const QRgb error = picture(field).pixel(40, 13);
-    QVERIFY(qRed(error) > qGreen(error) + 20);
-    field.setUseHUDBackground(false);
-    const QImage lightWithError = picture(field);
-    QCOMPARE(lightWithError.pixel(40, 13), 0xffffffffu);
-    field.setError(false);
-    QCOMPARE(picture(field), lightWithError);
-}
-
-void ControlsTest::textFieldGlowsAroundItsField()
-{
-    QuillonTextFieldBackground frame;
-    QLineEdit field(&frame);
-    frame.setFixedSize(100, 26);
-    field.setGeometry(4, 2, 90, 20);
-    Window window(frame);
-    const auto beside = [&] { return window.grab().toImage().pixelColor(frame.geometry().topLeft() + QPoint(20, -1)); };
-    window.other.setFocus();
-    const QColor before = beside();
-    field.setFocus(Qt::MouseFocusReason);
-    QVERIFY(beside().blue() > beside().red() + 30);
-    window.other.setFocus();
-    QCOMPARE(beside(), before);
-}
-
-void ControlsTest::hoursFieldAnnounces()
-{
-    Told told;
-    QuillonHoursTextField field;
-    field.setDelegate(&told);
-    connect(&field, &QuillonHoursTextField::didBecomeFirstResponder, &field, [&](const QuillonHoursTextField* sender) {
-        told.calls << (sender == &field ? u"everybody"_s : u"wrong sender"_s);
-    });
-    Window window(field);
-    window.other.setFocus();
-    const QStringList once{u"delegate"_s, u"everybody"_s};
-
-    QTest::mouseClick(&field, Qt::LeftButton);
-    QVERIFY(field.hasFocus());
-    QCOMPARE(std::exchange(told.calls, {}), once);
-
-    window.other.setFocus();
-    QVERIFY(field.becomeFirstResponder());
-    QCOMPARE(std::exchange(told.calls, {}), once);
-
-    // The window was away for a moment: nothing new.
-    QFocusEvent back(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
-    QApplication::sendEvent(&field, &back);
-    QCOMPARE(told.calls, QStringList());
-
-    window.other.setFocus();
-    field.setEnabled(false);
-    QVERIFY(!field.becomeFirstResponder());
-    QCOMPARE(std::exchange(told.calls, {}), once);
-}
-
-void ControlsTest::dateAnnouncesClicks()
-{
-    Told told;
-    QuillonDateBackgroundView view;
-    view.setDelegate(&told);
-    connect(&view, &QuillonDateBackgroundView::clicked, &view, [&] { told.calls << u"everybody"_s; });
-    Window window(view);
-    QTest::mouseClick(&view, Qt::RightButton);
-    QCOMPARE(told.calls, QStringList());
-    QTest::mouseClick(&view, Qt::LeftButton);
-    QCOMPARE(told.calls, (QStringList{u"delegate"_s, u"everybody"_s}));
-}
-
-void ControlsTest::textElidesWithToolTip()
-{
-    QuillonTextFieldCell text;
-    text.setText(u"Harbour <b>Lights</b>\nand more"_s);
-    Window window(text);
-    text.resize(text.sizeHint());
-    QVERIFY(!text.isElided());
-    const auto toolTip = [&] {
-        QToolTip::hideText();
-        QHelpEvent event(QEvent::ToolTip, {2, 2}, text.mapToGlobal(QPoint(2, 2)));
-        QApplication::sendEvent(&text, &event);
-        return QToolTip::text();
-    };
-    QCOMPARE(toolTip(), QString());
-    text.resize(50, text.height());
-    QVERIFY(text.isElided());
-    QCOMPARE(toolTip(), u"<qt>Harbour &lt;b&gt;Lights&lt;/b&gt;<br>and more</qt>"_s);
-    QToolTip::hideText();
-}
-
-void ControlsTest::rightClickOnTextReachesItsRow()
-{
-    struct Row final : QWidget
+    void buttonsShowTheirState_data()
     {
-        void contextMenuEvent(QContextMenuEvent* event) override { menuAt = event->pos(); }
-        QPoint menuAt;
-    } row;
-    QuillonTextFieldCell text(&row);
-    text.setTextInteractionFlags(Qt::TextSelectableByMouse);
-    text.setText(u"Annual report"_s);
-    text.setGeometry(10, 5, 100, 16);
-    QContextMenuEvent event(QContextMenuEvent::Mouse, {3, 4}, text.mapToGlobal(QPoint(3, 4)));
-    QApplication::sendEvent(&text, &event);
-    QCOMPARE(row.menuAt, QPoint(13, 9));
-}
+        QTest::addColumn<bool>("hud");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("pressed");
+        QTest::addColumn<QByteArray>("images");
+        QTest::addColumn<QColor>("ink");
+        QTest::addColumn<bool>("shadow");
+        const QColor white(255, 255, 255);
+        const QColor grey(0x44, 0x44, 0x44);
+        const QColor faded = QColor::fromRgbF(1, 1, 1, 0.4f);
+        const auto row = [](const char* name, bool hud, QStringView title, bool enabled, bool pressed,
+                            const char* images, const QColor& ink, bool shadow) {
+            QTest::newRow(name) << hud << title.toString() << enabled << pressed << QByteArray(images) << ink << shadow;
+        };
+        row("light save", false, u"Save", true, false, "btn-tw-submit-", white, true);
+        row("light save pressed", false, u"Save", true, true, "btn-tw-active-", white, true);
+        row("light cancel", false, u"Cancel", true, false, "btn-tw-cancel-", grey, false);
+        row("dark start", true, u"Start", true, false, "btn-hud-submit-", white, true);
+        row("dark start pressed", true, u"Start", true, true, "btn-hud-active-", white, true);
+        row("dark cancel", true, u"Cancel", true, false, "btn-hud-cancel-", white, true);
+        row("dark cancel pressed", true, u"Cancel", true, true, "btn-hud-active-", white, true);
+        row("dark start disabled", true, u"Start", false, false, "btn-hud-cancel-", faded, true);
+    }
 
-void ControlsTest::spinnerTurnsOnlyInSight()
-{
-    Spinner spinner;
-    spinner.resize(16, 16);
-    const QImage nothing = canvas({16, 16});
-    QCOMPARE(picture(spinner), nothing);
-    spinner.startAnimation();
-    const QImage first = picture(spinner);
-    QVERIFY(first != nothing);
-    spinner.show();
-    QTRY_VERIFY(picture(spinner) != first);
-    spinner.hide();
-    const QImage hidden = picture(spinner);
-    QCOMPARE(picture(spinner), hidden);
-    spinner.show();
-    QTRY_VERIFY(picture(spinner) != hidden);
-    spinner.stopAnimation();
-    QCOMPARE(picture(spinner), nothing);
-}
+    void buttonsShowTheirState()
+    {
+        QFETCH(bool, hud);
+        QFETCH(QString, title);
+        QFETCH(bool, enabled);
+        QFETCH(bool, pressed);
+        QFETCH(QByteArray, images);
+        QFETCH(QColor, ink);
+        QFETCH(bool, shadow);
+        const auto purpose = title == "Cancel"_L1 ? QuillonButtonCell::Cancel : QuillonButtonCell::Submit;
+        const std::unique_ptr<QuillonButtonCell> button(hud ? new QuillonHUDButtonCell(title, nullptr, purpose)
+                                                            : new QuillonButtonCell(title, nullptr, purpose));
+        button->resize(90, button->sizeHint().height());
+        button->setEnabled(enabled);
+        button->setDown(pressed);
+        QCOMPARE(leftEnd(picture(*button)), leftEnd(bezel(images, button->size())));
+        QCOMPARE(button->textColor(), ink);
+        QCOMPARE(button->shouldShadowText(), shadow);
+        QCOMPARE(button->isCancelButton(), title == "Cancel"_L1);
+        QCOMPARE(button->isSubmitButton(), title != "Cancel"_L1);
+    }
 
-void ControlsTest::linkOpensItsPage()
-{
-    const support::TestRun run;
-    LinkButton link(u"Privacy Policy"_s);
-    link.setLink(QUrl(u"https://wrenfold.example/privacy"_s));
-    Window window(link);
-    QCOMPARE(link.cursor().shape(), Qt::PointingHandCursor);
-    QTest::mouseClick(&link, Qt::LeftButton, {}, QPoint(1, 1));
-    link.setFocus();
-    QTest::keyClick(&link, Qt::Key_Return);
-    QTest::keyClick(&link, Qt::Key_Space);
-    const QUrl page(u"https://wrenfold.example/privacy"_s);
-    QCOMPARE(run.desktop.opened, (QList<QUrl>{page, page, page}));
-    link.setLink(QUrl());
-    QVERIFY(!link.isEnabled());
-}
+    void heldReturnIsOnePress()
+    {
+        QuillonButtonCell start(u"Start"_s);
+        QuillonTimesheetButtonCell row;
+        for (QAbstractButton* button : {static_cast<QAbstractButton*>(&start), static_cast<QAbstractButton*>(&row)}) {
+            const Window window(*button);
+            const QSignalSpy clicks(button, &QAbstractButton::clicked);
+            QTest::keyPress(button, Qt::Key_Return);
+            QKeyEvent again(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
+            QApplication::sendEvent(button, &again);
+            QCOMPARE(clicks.count(), 1);
+            button->setParent(nullptr);
+        }
+    }
 
-void ControlsTest::about()
-{
-    const support::TestRun run;
-    run.info.set("CFBundleVersion"_L1, u"2.7.1"_s);
-    run.info.set("QuillonTermsURL"_L1, u"https://wrenfold.example/terms"_s);
-    run.info.set("QuillonPrivacyURL"_L1, u"https://wrenfold.example/privacy"_s);
-    AboutController about;
-    QDialog& window = about.window();
-    QVERIFY(!window.isVisible());
-    about.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    QCOMPARE(window.findChild<QLabel*>(u"versionField"_s)->text(), u"Version 2.7.1"_s);
-    QTest::keyClick(&window, Qt::Key_Tab);
-    QVERIFY(window.findChild<LinkButton*>(u"tosButton"_s)->hasFocus());
-    QTest::mouseClick(window.findChild<LinkButton*>(u"tosButton"_s), Qt::LeftButton);
-    QTest::mouseClick(window.findChild<LinkButton*>(u"ppButton"_s), Qt::LeftButton);
-    QCOMPARE(run.desktop.opened,
-             (QList<QUrl>{QUrl(u"https://wrenfold.example/terms"_s), QUrl(u"https://wrenfold.example/privacy"_s)}));
-    QTest::keyClick(&window, Qt::Key_Escape);
-    QVERIFY(!window.isVisible());
-    about.show();
-    QVERIFY(window.isVisible());
-}
+    void focusGlows()
+    {
+        auto button = std::make_unique<QuillonButtonCell>(u"Save"_s);
+        Window window(*button);
+        const QPoint place = button->geometry().topLeft() + QPoint(20, -1);
+        const auto beside = [&] { return window.grab().toImage().pixelColor(place); };
+        const QColor before = beside();
+        button->setFocus(Qt::TabFocusReason);
+        QVERIFY(beside().blue() > beside().red() + 30);
+        window.other.setFocus();
+        QCOMPARE(beside(), before);
+        // People who click know where they are.
+        button->setFocus(Qt::MouseFocusReason);
+        QCOMPARE(beside(), before);
+        window.other.setFocus();
+        button->setFocus(Qt::TabFocusReason);
+        button->hide();
+        QCOMPARE(beside(), before);
+        button->show();
+        button->setFocus(Qt::TabFocusReason);
+        QVERIFY(beside() != before);
+        button.reset();
+        QCOMPARE(beside(), before);
+    }
+
+    void textFieldLooks()
+    {
+        QuillonTextFieldBackground field;
+        field.resize(80, 26);
+        QVERIFY(qGray(picture(field).pixel(40, 13)) < 0x40);
+        field.setError(true);
+        const QRgb error = picture(field).pixel(40, 13);
+        QVERIFY(qRed(error) > qGreen(error) + 20);
+        field.setUseHUDBackground(false);
+        const QImage lightWithError = picture(field);
+        QCOMPARE(lightWithError.pixel(40, 13), 0xffffffffu);
+        field.setError(false);
+        QCOMPARE(picture(field), lightWithError);
+    }
+
+    void textFieldGlowsAroundItsField()
+    {
+        QuillonTextFieldBackground frame;
+        QLineEdit field(&frame);
+        frame.setFixedSize(100, 26);
+        field.setGeometry(4, 2, 90, 20);
+        Window window(frame);
+        const auto beside = [&] {
+            return window.grab().toImage().pixelColor(frame.geometry().topLeft() + QPoint(20, -1));
+        };
+        window.other.setFocus();
+        const QColor before = beside();
+        field.setFocus(Qt::MouseFocusReason);
+        QVERIFY(beside().blue() > beside().red() + 30);
+        window.other.setFocus();
+        QCOMPARE(beside(), before);
+    }
+
+    void hoursFieldAnnounces()
+    {
+        Told told;
+        QuillonHoursTextField field;
+        field.setDelegate(&told);
+        connect(&field, &QuillonHoursTextField::didBecomeFirstResponder, &field,
+                [&](const QuillonHoursTextField* sender) {
+                    told.calls << (sender == &field ? u"everybody"_s : u"wrong sender"_s);
+                });
+        Window window(field);
+        window.other.setFocus();
+        const QStringList once{u"delegate"_s, u"everybody"_s};
+
+        QTest::mouseClick(&field, Qt::LeftButton);
+        QVERIFY(field.hasFocus());
+        QCOMPARE(std::exchange(told.calls, {}), once);
+
+        window.other.setFocus();
+        QVERIFY(field.becomeFirstResponder());
+        QCOMPARE(std::exchange(told.calls, {}), once);
+
+        // The window was away for a moment: nothing new.
+        QFocusEvent back(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+        QApplication::sendEvent(&field, &back);
+        QCOMPARE(told.calls, QStringList());
+
+        window.other.setFocus();
+        field.setEnabled(false);
+        QVERIFY(!field.becomeFirstResponder());
+        QCOMPARE(std::exchange(told.calls, {}), once);
+    }
+
+    void dateAnnouncesClicks()
+    {
+        Told told;
+        QuillonDateBackgroundView view;
+        view.setDelegate(&told);
+        connect(&view, &QuillonDateBackgroundView::clicked, &view, [&] { told.calls << u"everybody"_s; });
+        Window window(view);
+        QTest::mouseClick(&view, Qt::RightButton);
+        QCOMPARE(told.calls, QStringList());
+        QTest::mouseClick(&view, Qt::LeftButton);
+        QCOMPARE(told.calls, (QStringList{u"delegate"_s, u"everybody"_s}));
+    }
+
+    void textElidesWithToolTip()
+    {
+        QuillonTextFieldCell text;
+        text.setText(u"Harbour <b>Lights</b>\nand more"_s);
+        Window window(text);
+        text.resize(text.sizeHint());
+        QVERIFY(!text.isElided());
+        const auto toolTip = [&] {
+            QToolTip::hideText();
+            QHelpEvent event(QEvent::ToolTip, {2, 2}, text.mapToGlobal(QPoint(2, 2)));
+            QApplication::sendEvent(&text, &event);
+            return QToolTip::text();
+        };
+        QCOMPARE(toolTip(), QString());
+        text.resize(50, text.height());
+        QVERIFY(text.isElided());
+        QCOMPARE(toolTip(), u"<qt>Harbour &lt;b&gt;Lights&lt;/b&gt;<br>and more</qt>"_s);
+        QToolTip::hideText();
+    }
+
+    void rightClickOnTextReachesItsRow()
+    {
+        struct Row final : QWidget
+        {
+            void contextMenuEvent(QContextMenuEvent* event) override { menuAt = event->pos(); }
+            QPoint menuAt;
+        } row;
+        QuillonTextFieldCell text(&row);
+        text.setTextInteractionFlags(Qt::TextSelectableByMouse);
+        text.setText(u"Annual report"_s);
+        text.setGeometry(10, 5, 100, 16);
+        QContextMenuEvent event(QContextMenuEvent::Mouse, {3, 4}, text.mapToGlobal(QPoint(3, 4)));
+        QApplication::sendEvent(&text, &event);
+        QCOMPARE(row.menuAt, QPoint(13, 9));
+    }
+
+    void spinnerTurnsOnlyInSight()
+    {
+        Spinner spinner;
+        spinner.resize(16, 16);
+        const QImage nothing = canvas({16, 16});
+        QCOMPARE(picture(spinner), nothing);
+        spinner.startAnimation();
+        const QImage first = picture(spinner);
+        QVERIFY(first != nothing);
+        spinner.show();
+        QTRY_VERIFY(picture(spinner) != first);
+        spinner.hide();
+        const QImage hidden = picture(spinner);
+        QCOMPARE(picture(spinner), hidden);
+        spinner.show();
+        QTRY_VERIFY(picture(spinner) != hidden);
+        spinner.stopAnimation();
+        QCOMPARE(picture(spinner), nothing);
+    }
+
+    void linkOpensItsPage()
+    {
+        const support::TestRun run;
+        LinkButton link(u"Privacy Policy"_s);
+        link.setLink(QUrl(u"https://wrenfold.example/privacy"_s));
+        Window window(link);
+        QCOMPARE(link.cursor().shape(), Qt::PointingHandCursor);
+        QTest::mouseClick(&link, Qt::LeftButton, {}, QPoint(1, 1));
+        link.setFocus();
+        QTest::keyClick(&link, Qt::Key_Return);
+        QTest::keyClick(&link, Qt::Key_Space);
+        const QUrl page(u"https://wrenfold.example/privacy"_s);
+        QCOMPARE(run.desktop.opened, (QList<QUrl>{page, page, page}));
+        link.setLink(QUrl());
+        QVERIFY(!link.isEnabled());
+    }
+
+    void about()
+    {
+        const support::TestRun run;
+        run.info.set("CFBundleVersion"_L1, u"2.7.1"_s);
+        run.info.set("QuillonTermsURL"_L1, u"https://wrenfold.example/terms"_s);
+        run.info.set("QuillonPrivacyURL"_L1, u"https://wrenfold.example/privacy"_s);
+        AboutController about;
+        QDialog& window = about.window();
+        QVERIFY(!window.isVisible());
+        about.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QCOMPARE(window.findChild<QLabel*>(u"versionField"_s)->text(), u"Version 2.7.1"_s);
+        QTest::keyClick(&window, Qt::Key_Tab);
+        QVERIFY(window.findChild<LinkButton*>(u"tosButton"_s)->hasFocus());
+        QTest::mouseClick(window.findChild<LinkButton*>(u"tosButton"_s), Qt::LeftButton);
+        QTest::mouseClick(window.findChild<LinkButton*>(u"ppButton"_s), Qt::LeftButton);
+        QCOMPARE(run.desktop.opened,
+                 (QList<QUrl>{QUrl(u"https://wrenfold.example/terms"_s), QUrl(u"https://wrenfold.example/privacy"_s)}));
+        QTest::keyClick(&window, Qt::Key_Escape);
+        QVERIFY(!window.isVisible());
+        about.show();
+        QVERIFY(window.isVisible());
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(ControlsTest)
 #include "ControlsTest.moc"

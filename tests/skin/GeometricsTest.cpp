@@ -8,22 +8,6 @@
 using namespace skin;
 using namespace Qt::StringLiterals;
 
-class GeometricsTest : public QObject
-{
-    Q_OBJECT
-private slots:
-    void heights_data();
-    void heights();
-    void displayableText_data();
-    void displayableText();
-    void toolTips();
-    void linesStandOnTheirPitch();
-    void rightToLeftBeginsAtTheRight();
-    void longTextIsDrawnInParts();
-    void wordWithoutEnd();
-    void widthsAndSizes();
-};
-
 namespace {
 
 constexpr double notesWidth = 300;
@@ -56,123 +40,131 @@ QImage drawn(const TextLines& lines, QSize size)
 
 } // namespace
 
-void GeometricsTest::heights_data()
+class GeometricsTest final : public QObject
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<double>("height");
-    QTest::newRow("none") << QString() << 0.0;
-    QTest::newRow("one line") << u"Second pass"_s << 14.0;
-    QTest::newRow("line break at the end") << u"Second pass\r\n"_s << 14.0;
-    QTest::newRow("empty line between") << u"Second\r\n\r\nThird"_s << 42.0;
-    QTest::newRow("every kind of break") << u"a\nb\rc\r\nd\u2028e\u2029f\vg\fh\u0085i"_s << 126.0;
-    QTest::newRow("wraps") << u"Reworked the invoice import so that the totals agree with the ledger"_s << 28.0;
-    QTest::newRow("control characters") << u"bell \u0007 escape \u001b null \u0000 end"_s << 14.0;
-    QTest::newRow("signs of other fonts") << u"שלום ẹ̷̌ 🎉 日本語"_s << 14.0;
-    QTest::newRow("one word, wider than the line") << QString(200, u'm') << 98.0;
-}
+    Q_OBJECT
 
-void GeometricsTest::heights()
-{
-    QFETCH(QString, text);
-    QFETCH(double, height);
-    QCOMPARE(heightForWidth(text, notesWidth, interfaceFont(11)), height);
-    QCOMPARE(heightForWidth(text, notesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
-}
+private slots:
+    void heights_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("height");
+        QTest::newRow("none") << QString() << 0.0;
+        QTest::newRow("one line") << u"Second pass"_s << 14.0;
+        QTest::newRow("line break at the end") << u"Second pass\r\n"_s << 14.0;
+        QTest::newRow("empty line between") << u"Second\r\n\r\nThird"_s << 42.0;
+        QTest::newRow("every kind of break") << u"a\nb\rc\r\nd\u2028e\u2029f\vg\fh\u0085i"_s << 126.0;
+        QTest::newRow("wraps") << u"Reworked the invoice import so that the totals agree with the ledger"_s << 28.0;
+        QTest::newRow("control characters") << u"bell \u0007 escape \u001b null \u0000 end"_s << 14.0;
+        QTest::newRow("signs of other fonts") << u"שלום ẹ̷̌ 🎉 日本語"_s << 14.0;
+        QTest::newRow("one word, wider than the line") << QString(200, u'm') << 98.0;
+    }
 
-void GeometricsTest::displayableText_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("tab and controls") << u"a\tb\u0001c\u007f"_s << u"a b c "_s;
-    QTest::newRow("emoji stays whole") << u"a🎉b"_s << u"a🎉b"_s;
-    QTest::newRow("halves") << QString(u'a') + QChar(0xd83c) + u'b' + QChar(0xdf89) << u"a\ufffdb\ufffd"_s;
-    QTest::newRow("half at the end") << QString(u'a') + QChar(0xd83c) << u"a\ufffd"_s;
-    QTest::newRow("embedded object") << u"a\ufffcb"_s << u"a\ufffdb"_s;
-    QTest::newRow("breaks") << u"a\r\nb\r\r\nc"_s << u"a\nb\n\nc"_s;
-}
+    void heights()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, height);
+        QCOMPARE(heightForWidth(text, notesWidth, interfaceFont(11)), height);
+        QCOMPARE(heightForWidth(text, notesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
+    }
 
-void GeometricsTest::displayableText()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, shown);
-    QCOMPARE(displayable(text), shown);
-}
+    void displayableText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("tab and controls") << u"a\tb\u0001c\u007f"_s << u"a b c "_s;
+        QTest::newRow("emoji stays whole") << u"a🎉b"_s << u"a🎉b"_s;
+        QTest::newRow("halves") << QString(u'a') + QChar(0xd83c) + u'b' + QChar(0xdf89) << u"a\ufffdb\ufffd"_s;
+        QTest::newRow("half at the end") << QString(u'a') + QChar(0xd83c) << u"a\ufffd"_s;
+        QTest::newRow("embedded object") << u"a\ufffcb"_s << u"a\ufffdb"_s;
+        QTest::newRow("breaks") << u"a\r\nb\r\r\nc"_s << u"a\nb\n\nc"_s;
+    }
 
-void GeometricsTest::toolTips()
-{
-    QCOMPARE(toolTipFor(u"A & B <i>\r\nnext"_s), u"<qt>A &amp; B &lt;i&gt;<br>next</qt>"_s);
-    QCOMPARE(toolTipFor(QString(5000, u'a')), u"<qt>"_s + QString(1000, u'a') + u"…</qt>"_s);
-    QCOMPARE(toolTipFor(QString(999, u'a') + u"🎉"_s), u"<qt>"_s + QString(999, u'a') + u"…</qt>"_s);
-}
+    void displayableText()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        QCOMPARE(displayable(text), shown);
+    }
 
-void GeometricsTest::linesStandOnTheirPitch()
-{
-    // The same sign on each of four lines, among signs of other fonts, stands 14 points below the one before it.
-    const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), notesWidth), {300, 14});
-    const auto [top, bottom] = inkRows(plain);
-    QVERIFY(top >= 1 && bottom <= 12);
-    const QImage four = drawn(TextLines(u"H\nH \u05e9\nH\u0e20\u0e39\nH"_s, interfaceFont(11), notesWidth), {300, 56});
-    for (int line = 0; line < 4; ++line)
-        QCOMPARE(four.copy(0, line * 14 + top, 8, bottom - top), plain.copy(0, top, 8, bottom - top));
-}
+    void toolTips()
+    {
+        QCOMPARE(toolTipFor(u"A & B <i>\r\nnext"_s), u"<qt>A &amp; B &lt;i&gt;<br>next</qt>"_s);
+        QCOMPARE(toolTipFor(QString(5000, u'a')), u"<qt>"_s + QString(1000, u'a') + u"…</qt>"_s);
+        QCOMPARE(toolTipFor(QString(999, u'a') + u"🎉"_s), u"<qt>"_s + QString(999, u'a') + u"…</qt>"_s);
+    }
 
-void GeometricsTest::rightToLeftBeginsAtTheRight()
-{
-    const QImage image = drawn(TextLines(u"שלום"_s, interfaceFont(11), notesWidth), {300, 14});
-    QCOMPARE(inkRows(image.copy(0, 0, 200, 14)), std::pair(-1, -1));
-    QVERIFY(inkRows(image.copy(200, 0, 100, 14)).first >= 0);
-}
+    void linesStandOnTheirPitch()
+    {
+        // The same sign on each of four lines, among signs of other fonts, stands 14 points below the one before it.
+        const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), notesWidth), {300, 14});
+        const auto [top, bottom] = inkRows(plain);
+        QVERIFY(top >= 1 && bottom <= 12);
+        const QImage four =
+            drawn(TextLines(u"H\nH \u05e9\nH\u0e20\u0e39\nH"_s, interfaceFont(11), notesWidth), {300, 56});
+        for (int line = 0; line < 4; ++line)
+            QCOMPARE(four.copy(0, line * 14 + top, 8, bottom - top), plain.copy(0, top, 8, bottom - top));
+    }
 
-void GeometricsTest::longTextIsDrawnInParts()
-{
-    const QString text = u"Reworked the invoice import, שלום. "_s.repeated(3000);
-    const TextLines lines(text, interfaceFont(11), notesWidth);
-    QVERIFY(lines.count() > 1500);
-    QCOMPARE(lines.height(), lines.count() * 14.0);
-    QVERIFY(lines.usedWidth() <= notesWidth);
-    // A part from the middle is the same whether all or only that part is asked for.
-    const auto part = [&](const QRectF& clip) {
-        QImage image(300, 40, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        lines.draw(painter, {0, -7000}, clip);
-        return image;
-    };
-    QVERIFY(inkRows(part({})).first >= 0);
-    QCOMPARE(part({0, 0, 300, 40}), part({}));
-    QCOMPARE(inkRows(part({0, -9000, 300, 10})), std::pair(-1, -1));
-}
+    void rightToLeftBeginsAtTheRight()
+    {
+        const QImage image = drawn(TextLines(u"שלום"_s, interfaceFont(11), notesWidth), {300, 14});
+        QCOMPARE(inkRows(image.copy(0, 0, 200, 14)), std::pair(-1, -1));
+        QVERIFY(inkRows(image.copy(200, 0, 100, 14)).first >= 0);
+    }
 
-void GeometricsTest::wordWithoutEnd()
-{
-    // As many lines as its width asks for, within the few that places to break cost; and no character is torn apart.
-    const QString blob(100000, u'm');
-    const TextAttributes style{interfaceFont(11), Qt::black};
-    const double lines = style.sizeOf(blob.first(1000)).width() * 100 / notesWidth;
-    const int count = TextLines(blob, style.font, notesWidth).count();
-    QVERIFY2(count >= lines && count <= lines * 1.1, qPrintable(QString::number(count)));
-    const QString oneCharacter = u'e' + QString(2000, QChar(0x301));
-    QCOMPARE(heightForWidth(oneCharacter, notesWidth, style), 14.0);
-}
+    void longTextIsDrawnInParts()
+    {
+        const QString text = u"Reworked the invoice import, שלום. "_s.repeated(3000);
+        const TextLines lines(text, interfaceFont(11), notesWidth);
+        QVERIFY(lines.count() > 1500);
+        QCOMPARE(lines.height(), lines.count() * 14.0);
+        QVERIFY(lines.usedWidth() <= notesWidth);
+        // A part from the middle is the same whether all or only that part is asked for.
+        const auto part = [&](const QRectF& clip) {
+            QImage image(300, 40, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            lines.draw(painter, {0, -7000}, clip);
+            return image;
+        };
+        QVERIFY(inkRows(part({})).first >= 0);
+        QCOMPARE(part({0, 0, 300, 40}), part({}));
+        QCOMPARE(inkRows(part({0, -9000, 300, 10})), std::pair(-1, -1));
+    }
 
-void GeometricsTest::widthsAndSizes()
-{
-    const TextAttributes style{interfaceFont(11), Qt::black};
-    const QString text = u"Reworked the invoice import so that the totals agree"_s;
-    const double oneLine = widthForHeight(text, 14, style);
-    QVERIFY(qAbs(oneLine - style.sizeOf(text).width()) <= 2);
-    // No height is too small for one line; with room for three, it is the least width that gives three.
-    QCOMPARE(widthForHeight(text, 0, style), oneLine);
-    const double threeLines = widthForHeight(text, 50, style);
-    QCOMPARE(heightForWidth(text, threeLines, style), 42.0);
-    QVERIFY(heightForWidth(text, threeLines - 1, style) > 42);
-    QCOMPARE(widthForHeight({}, 50, style), 0.0);
+    void wordWithoutEnd()
+    {
+        // As many lines as its width asks for, within the few that places to break cost; and no character is torn
+        // apart.
+        const QString blob(100000, u'm');
+        const TextAttributes style{interfaceFont(11), Qt::black};
+        const double lines = style.sizeOf(blob.first(1000)).width() * 100 / notesWidth;
+        const int count = TextLines(blob, style.font, notesWidth).count();
+        QVERIFY2(count >= lines && count <= lines * 1.1, qPrintable(QString::number(count)));
+        const QString oneCharacter = u'e' + QString(2000, QChar(0x301));
+        QCOMPARE(heightForWidth(oneCharacter, notesWidth, style), 14.0);
+    }
 
-    QCOMPARE(sizeForWidthHeight(text, 1000, 1000, style), QSizeF(oneLine, 14));
-    const QSizeF cut = sizeForWidthHeight(text, threeLines, 30, style);
-    QCOMPARE(cut.height(), 30.0);
-    QVERIFY(cut.width() <= threeLines && cut.width() > threeLines - 60);
-}
+    void widthsAndSizes()
+    {
+        const TextAttributes style{interfaceFont(11), Qt::black};
+        const QString text = u"Reworked the invoice import so that the totals agree"_s;
+        const double oneLine = widthForHeight(text, 14, style);
+        QVERIFY(qAbs(oneLine - style.sizeOf(text).width()) <= 2);
+        // No height is too small for one line; with room for three, it is the least width that gives three.
+        QCOMPARE(widthForHeight(text, 0, style), oneLine);
+        const double threeLines = widthForHeight(text, 50, style);
+        QCOMPARE(heightForWidth(text, threeLines, style), 42.0);
+        QVERIFY(heightForWidth(text, threeLines - 1, style) > 42);
+        QCOMPARE(widthForHeight({}, 50, style), 0.0);
+
+        QCOMPARE(sizeForWidthHeight(text, 1000, 1000, style), QSizeF(oneLine, 14));
+        const QSizeF cut = sizeForWidthHeight(text, threeLines, 30, style);
+        QCOMPARE(cut.height(), 30.0);
+        QVERIFY(cut.width() <= threeLines && cut.width() > threeLines - 60);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(GeometricsTest)
 #include "GeometricsTest.moc"

@@ -10,16 +10,6 @@
 using namespace skin;
 using namespace Qt::StringLiterals;
 
-class ImageTest : public QObject
-{
-    Q_OBJECT
-private slots:
-    void everyNameOfBothSkins();
-    void partsMeet();
-    void colours_data();
-    void colours();
-};
-
 namespace {
 
 QImage canvas(QSize pixels)
@@ -40,93 +30,68 @@ QImage drawn(std::string_view name, double scale, QPointF at = {})
 
 } // namespace
 
-void ImageTest::everyNameOfBothSkins()
+class ImageTest final : public QObject
 {
-    // Written out: these are the names that drawing code asks for.
-    QStringList names{u"m-h-start"_s,           u"m-h-stop"_s,           u"m-right-bg-left"_s,  u"m-right-bg-mid"_s,
-                      u"m-right-bg-right"_s,    u"m-offline"_s,          u"m-sign-in"_s,        u"tw-icn-start"_s,
-                      u"tw-icn-start-active"_s, u"tw-icn-stop-active"_s, u"quillon"_s,          u"tw-icn-lock"_s,
-                      u"tw-bg-header"_s,        u"tw-bg-footer"_s,       u"hud-background-1"_s, u"hud-background-2"_s,
-                      u"hud-background-3"_s,    u"black-title-text"_s,   u"tw-offline"_s};
-    for (const QString& button : {u"btn-tw-submit"_s, u"btn-tw-cancel"_s, u"btn-tw-active"_s, u"btn-hud-submit"_s,
-                                  u"btn-hud-cancel"_s, u"btn-hud-active"_s}) {
-        for (const QString& part : {u"left"_s, u"mid"_s, u"right"_s})
-            names << button + u'-' + part;
-    }
-    for (const QString& sign : {u"tw-back"_s, u"tw-forward"_s, u"tw-today"_s, u"tw-arrow"_s, u"hud-arrow"_s,
-                                u"tw-edit-hours"_s, u"tw-add-one"_s})
-        names << sign << sign + u"-active"_s;
-    for (const QString& box : {u"tw-checkbox"_s, u"hud-checkbox"_s})
-        names << box << box + u"-on"_s;
-    for (const QString& name : names) {
-        const QImage image = drawn((name + u".png"_s).toStdString(), 2);
-        int inked = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x)
-                inked += qAlpha(image.pixel(x, y)) > 0;
-        }
-        QVERIFY2(inked > 20, qPrintable(name));
-    }
-    for (const char* prefix : {"tw-tf", "hud-tf", "hud-tf-error"}) {
-        for (const Image& part : ninePartsNamed(prefix))
-            QVERIFY2(!part.isNull(), prefix);
-    }
-}
+    Q_OBJECT
 
-void ImageTest::partsMeet()
-{
-    for (const auto& [scale, shift] : {std::pair(1.25, 0.3), std::pair(1.5, 0.5), std::pair(1.75, 0.8)}) {
-        const QRectF frame(4 + shift, 4 + shift, 83, 25);
-        const auto picture = [scale = scale](auto draw) {
-            QImage image = canvas(QSize(qCeil(92 * scale), qCeil(36 * scale)));
-            QPainter painter(&image);
-            painter.scale(scale, scale);
-            draw(painter);
-            return image;
-        };
-        const QImage button = picture([&](QPainter& painter) {
-            drawThreePartImage(painter, frame, imageNamed("btn-tw-submit-left.png"),
-                               imageNamed("btn-tw-submit-mid.png"), imageNamed("btn-tw-submit-right.png"));
-        });
-        const QImage field =
-            picture([&](QPainter& painter) { drawNinePartImage(painter, frame, ninePartsNamed("hud-tf")); });
-        const auto step = [](QRgb a, QRgb b) {
-            return std::max({qAbs(qRed(a) - qRed(b)), qAbs(qGreen(a) - qGreen(b)), qAbs(qBlue(a) - qBlue(b)),
-                             qAbs(qAlpha(a) - qAlpha(b))});
-        };
-        // Every line of pixels is of one colour from corner to corner, straight across both joints.
-        const int corner = qCeil(6 * scale);
-        for (const QImage& image : {button, field}) {
-            for (int y = qRound(frame.top() * scale); y < qRound(frame.bottom() * scale); ++y) {
-                for (int x = qRound(frame.left() * scale) + corner; x < qRound(frame.right() * scale) - corner; ++x)
-                    QVERIFY2(step(image.pixel(x, y), image.pixel(x - 1, y)) <= 3, qPrintable(u"%1,%2"_s.arg(x).arg(y)));
+private slots:
+    void everyNameOfBothSkins()
+    {
+        // Written out: these are the names that drawing code asks for.
+        QStringList names{
+            u"m-h-start"_s,           u"m-h-stop"_s,           u"m-right-bg-left"_s,  u"m-right-bg-mid"_s,
+            u"m-right-bg-right"_s,    u"m-offline"_s,          u"m-sign-in"_s,        u"tw-icn-start"_s,
+            u"tw-icn-start-active"_s, u"tw-icn-stop-active"_s, u"quillon"_s,          u"tw-icn-lock"_s,
+            u"tw-bg-header"_s,        u"tw-bg-footer"_s,       u"hud-background-1"_s, u"hud-background-2"_s,
+            u"hud-background-3"_s,    u"black-title-text"_s,   u"tw-offline"_s};
+        for (const QString& button : {u"btn-tw-submit"_s, u"btn-tw-cancel"_s, u"btn-tw-active"_s, u"btn-hud-submit"_s,
+                                      u"btn-hud-cancel"_s, u"btn-hud-active"_s}) {
+            for (const QString& part : {u"left"_s, u"mid"_s, u"right"_s})
+                names << button + u'-' + part;
+        }
+        for (const QString& sign : {u"tw-back"_s, u"tw-forward"_s, u"tw-today"_s, u"tw-arrow"_s, u"hud-arrow"_s,
+                                    u"tw-edit-hours"_s, u"tw-add-one"_s})
+            names << sign << sign + u"-active"_s;
+        for (const QString& box : {u"tw-checkbox"_s, u"hud-checkbox"_s})
+            names << box << box + u"-on"_s;
+        for (const QString& name : names) {
+            const QImage image = drawn((name + u".png"_s).toStdString(), 2);
+            int inked = 0;
+            for (int y = 0; y < image.height(); ++y) {
+                for (int x = 0; x < image.width(); ++x)
+                    inked += qAlpha(image.pixel(x, y)) > 0;
             }
+            QVERIFY2(inked > 20, qPrintable(name));
+        }
+        for (const char* prefix : {"tw-tf", "hud-tf", "hud-tf-error"}) {
+            for (const Image& part : ninePartsNamed(prefix))
+                QVERIFY2(!part.isNull(), prefix);
         }
     }
-}
 
-void ImageTest::colours_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QColor>("colour");
-    QTest::newRow("grey") << u"EEEEEE"_s << QColor(238, 238, 238);
-    QTest::newRow("order of parts") << u"0a80Ff"_s << QColor(10, 128, 255);
-    QTest::newRow("short is a small number") << u"ff"_s << QColor(0, 0, 255);
-    QTest::newRow("more than six digits") << u"12345678"_s << QColor(0x34, 0x56, 0x78);
-    QTest::newRow("leading blank and 0x") << u" 0x2F2F2F"_s << QColor(47, 47, 47);
-    QTest::newRow("ends at the first other sign") << u"12zz"_s << QColor(0, 0, 0x12);
-    QTest::newRow("too large") << u"123456789"_s << QColor(255, 255, 255);
-    QTest::newRow("no number") << u"#EEEEEE"_s << QColor(0, 0, 0);
-    QTest::newRow("null") << QString() << QColor(0, 0, 0);
-}
+    void colours_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QColor>("colour");
+        QTest::newRow("grey") << u"EEEEEE"_s << QColor(238, 238, 238);
+        QTest::newRow("order of parts") << u"0a80Ff"_s << QColor(10, 128, 255);
+        QTest::newRow("short is a small number") << u"ff"_s << QColor(0, 0, 255);
+        QTest::newRow("more than six digits") << u"12345678"_s << QColor(0x34, 0x56, 0x78);
+        QTest::newRow("leading blank and 0x") << u" 0x2F2F2F"_s << QColor(47, 47, 47);
+        QTest::newRow("ends at the first other sign") << u"12zz"_s << QColor(0, 0, 0x12);
+        QTest::newRow("too large") << u"123456789"_s << QColor(255, 255, 255);
+        QTest::newRow("no number") << u"#EEEEEE"_s << QColor(0, 0, 0);
+        QTest::newRow("null") << QString() << QColor(0, 0, 0);
+    }
 
-void ImageTest::colours()
-{
-    QFETCH(QString, text);
-    QFETCH(QColor, colour);
-    QCOMPARE(colorFromHexRGB(text).rgba(), colour.rgba());
-    QCOMPARE(colorFromHexRGB(text, 0.5f).alphaF(), QColor::fromRgbF(0, 0, 0, 0.5f).alphaF());
-}
+    void colours()
+    {
+        QFETCH(QString, text);
+        QFETCH(QColor, colour);
+        QCOMPARE(colorFromHexRGB(text).rgba(), colour.rgba());
+        QCOMPARE(colorFromHexRGB(text, 0.5f).alphaF(), QColor::fromRgbF(0, 0, 0, 0.5f).alphaF());
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(ImageTest)
 #include "ImageTest.moc"

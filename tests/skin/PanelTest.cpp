@@ -44,109 +44,106 @@ public:
 class PanelTest final : public QObject
 {
     Q_OBJECT
-private slots:
-    void opaqueUntilSomebodyComposites();
-    void takesTheKeyboard();
-    void backgroundMovesIt();
-    void takesItsMenusAlong();
-};
 
-void PanelTest::opaqueUntilSomebodyComposites()
-{
-    Panel panel;
-    panel.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&panel));
-    QVERIFY(!panel.isTranslucent());
-    const QRegion shape = panel.mask();
-    QVERIFY(shape.contains(QPoint(160, 0)) && shape.contains(QPoint(0, 80)) && shape.contains(QPoint(319, 159 - 9)));
-    for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 159), QPoint(319, 159)})
-        QVERIFY(!shape.contains(corner));
-    const QImage opaque = panel.picture();
-    for (int y = 0; y < 160; ++y) {
-        for (int x = 0; x < 320; ++x)
-            QCOMPARE(qAlpha(opaque.pixel(x, y)), shape.contains(QPoint(x, y)) ? 255 : 0);
+private slots:
+    void opaqueUntilSomebodyComposites()
+    {
+        Panel panel;
+        panel.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&panel));
+        QVERIFY(!panel.isTranslucent());
+        const QRegion shape = panel.mask();
+        QVERIFY(shape.contains(QPoint(160, 0)) && shape.contains(QPoint(0, 80)) &&
+                shape.contains(QPoint(319, 159 - 9)));
+        for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 159), QPoint(319, 159)})
+            QVERIFY(!shape.contains(corner));
+        const QImage opaque = panel.picture();
+        for (int y = 0; y < 160; ++y) {
+            for (int x = 0; x < 320; ++x)
+                QCOMPARE(qAlpha(opaque.pixel(x, y)), shape.contains(QPoint(x, y)) ? 255 : 0);
+        }
+
+        QProcess compositor;
+        compositor.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
+        QVERIFY(compositor.waitForStarted());
+        const auto translucentWhenShown = [&] {
+            panel.hide();
+            panel.show();
+            return panel.isTranslucent();
+        };
+        QTRY_VERIFY(translucentWhenShown());
+        QVERIFY(panel.mask().isEmpty());
+        const QImage translucent = panel.picture();
+        QCOMPARE(qAlpha(translucent.pixel(0, 0)), 0);
+        const int body = qAlpha(translucent.pixel(160, 100));
+        QVERIFY2(body > 180 && body < 250, qPrintable(QString::number(body)));
+
+        compositor.terminate();
+        QVERIFY(compositor.waitForFinished());
+        QVERIFY(!translucentWhenShown());
+        QVERIFY(!panel.mask().isEmpty());
     }
 
-    QProcess compositor;
-    compositor.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
-    QVERIFY(compositor.waitForStarted());
-    const auto translucentWhenShown = [&] {
-        panel.hide();
+    void takesTheKeyboard()
+    {
+        Panel panel;
         panel.show();
-        return panel.isTranslucent();
-    };
-    QTRY_VERIFY(translucentWhenShown());
-    QVERIFY(panel.mask().isEmpty());
-    const QImage translucent = panel.picture();
-    QCOMPARE(qAlpha(translucent.pixel(0, 0)), 0);
-    const int body = qAlpha(translucent.pixel(160, 100));
-    QVERIFY2(body > 180 && body < 250, qPrintable(QString::number(body)));
+        panel.raise();
+        panel.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&panel));
+        panel.field.setFocus();
+        support::pointer(u"type 1:30"_s);
+        QTRY_COMPARE(panel.field.text(), u"1:30"_s);
+    }
 
-    compositor.terminate();
-    QVERIFY(compositor.waitForFinished());
-    QVERIFY(!translucentWhenShown());
-    QVERIFY(!panel.mask().isEmpty());
-}
+    void backgroundMovesIt()
+    {
+        Panel panel;
+        panel.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&panel));
+        const QPoint start = panel.pos();
+        const auto drag = [&](QPoint from) {
+            const QPoint grip = panel.mapToGlobal(from);
+            support::pointer(support::at(grip) + u" mousedown 1"_s);
+            for (int step = 1; step <= 6; ++step)
+                support::pointer(support::at(grip + QPoint(10, 5) * step));
+            support::pointer(u"mouseup 1"_s);
+        };
+        drag({160, 12});
+        QTRY_COMPARE(panel.pos() - start, QPoint(60, 30));
+        QCOMPARE(panel.initialLocation(), start);
+        // A field is for selecting text.
+        panel.field.setText(u"a long text to be selected"_s);
+        drag({30, 60});
+        QTRY_VERIFY(panel.field.hasSelectedText());
+        QCOMPARE(panel.pos() - start, QPoint(60, 30));
+    }
 
-void PanelTest::takesTheKeyboard()
-{
-    Panel panel;
-    panel.show();
-    panel.raise();
-    panel.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&panel));
-    panel.field.setFocus();
-    support::pointer(u"type 1:30"_s);
-    QTRY_COMPARE(panel.field.text(), u"1:30"_s);
-}
+    void takesItsMenusAlong()
+    {
+        Panel panel;
+        panel.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&panel));
+        QMenu menu(&panel.field);
+        QMenu* below = menu.addMenu(u"More"_s);
+        below->addAction(u"One"_s);
+        menu.popup(panel.mapToGlobal(QPoint(10, 10)));
+        below->popup(panel.mapToGlobal(QPoint(60, 10)));
+        QVERIFY(menu.isVisible() && below->isVisible());
+        panel.hide();
+        QVERIFY(!menu.isVisible() && !below->isVisible());
 
-void PanelTest::takesItsMenusAlong()
-{
-    Panel panel;
-    panel.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&panel));
-    QMenu menu(&panel.field);
-    QMenu* below = menu.addMenu(u"More"_s);
-    below->addAction(u"One"_s);
-    menu.popup(panel.mapToGlobal(QPoint(10, 10)));
-    below->popup(panel.mapToGlobal(QPoint(60, 10)));
-    QVERIFY(menu.isVisible() && below->isVisible());
-    panel.hide();
-    QVERIFY(!menu.isVisible() && !below->isVisible());
-
-    // Those of other windows are none of its business.
-    Panel other;
-    other.show();
-    panel.show();
-    QMenu elsewhere(&other);
-    elsewhere.addAction(u"One"_s);
-    elsewhere.popup(other.mapToGlobal(QPoint(10, 10)));
-    panel.hide();
-    QVERIFY(elsewhere.isVisible());
-}
-
-void PanelTest::backgroundMovesIt()
-{
-    Panel panel;
-    panel.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&panel));
-    const QPoint start = panel.pos();
-    const auto drag = [&](QPoint from) {
-        const QPoint grip = panel.mapToGlobal(from);
-        support::pointer(support::at(grip) + u" mousedown 1"_s);
-        for (int step = 1; step <= 6; ++step)
-            support::pointer(support::at(grip + QPoint(10, 5) * step));
-        support::pointer(u"mouseup 1"_s);
-    };
-    drag({160, 12});
-    QTRY_COMPARE(panel.pos() - start, QPoint(60, 30));
-    QCOMPARE(panel.initialLocation(), start);
-    // A field is for selecting text.
-    panel.field.setText(u"a long text to be selected"_s);
-    drag({30, 60});
-    QTRY_VERIFY(panel.field.hasSelectedText());
-    QCOMPARE(panel.pos() - start, QPoint(60, 30));
-}
+        // Those of other windows are none of its business.
+        Panel other;
+        other.show();
+        panel.show();
+        QMenu elsewhere(&other);
+        elsewhere.addAction(u"One"_s);
+        elsewhere.popup(other.mapToGlobal(QPoint(10, 10)));
+        panel.hide();
+        QVERIFY(elsewhere.isVisible());
+    }
+};
 
 QTEST_MAIN(PanelTest)
 #include "PanelTest.moc"

@@ -71,191 +71,183 @@ void press(QWidget& window, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
 
 } // namespace
 
-class SheetTest : public QObject
+class SheetTest final : public QObject
 {
     Q_OBJECT
+
 private slots:
     void init() { QApplication::setStyle(new support::StillStyle); }
-    void blocksTheWindowAndGivesItBack();
-    void tabStaysInside();
-    void escapeAndReturn();
-    void followsTheWindow();
-    void hangsBelowThePartNamed();
-    void stacks();
-    void closedBelowAnother();
-    void slides();
-    void isADialogForAssistiveTechnology();
-};
 
-void SheetTest::blocksTheWindowAndGivesItBack()
-{
-    Window window;
-    EditSheet sheet(window);
-    QSignalSpy closed(&sheet, &Sheet::closed);
-    sheet.open();
-    QCOMPARE(window.focusWidget(), sheet.name);
-    QVERIFY(!window.first->isEnabled());
-    QVERIFY(!window.toolBar->isEnabled());
-    QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, window.first->geometry().center());
-    press(window, Qt::Key_X);
-    QCOMPARE(window.first->text(), QString());
-    QCOMPARE(sheet.name->text(), u"x"_s);
-    press(window, Qt::Key_K, Qt::ControlModifier);
-    QCOMPARE(window.shortcuts, 0);
+    void blocksTheWindowAndGivesItBack()
+    {
+        Window window;
+        EditSheet sheet(window);
+        QSignalSpy closed(&sheet, &Sheet::closed);
+        sheet.open();
+        QCOMPARE(window.focusWidget(), sheet.name);
+        QVERIFY(!window.first->isEnabled());
+        QVERIFY(!window.toolBar->isEnabled());
+        QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, window.first->geometry().center());
+        press(window, Qt::Key_X);
+        QCOMPARE(window.first->text(), QString());
+        QCOMPARE(sheet.name->text(), u"x"_s);
+        press(window, Qt::Key_K, Qt::ControlModifier);
+        QCOMPARE(window.shortcuts, 0);
 
-    sheet.close();
-    QCOMPARE(closed.count(), 1);
-    QVERIFY(!sheet.isVisible());
-    QVERIFY(window.first->isEnabled());
-    QVERIFY(!window.off->isEnabled());
-    QCOMPARE(window.focusWidget(), window.second);
-    press(window, Qt::Key_K, Qt::ControlModifier);
-    QCOMPARE(window.shortcuts, 1);
-}
-
-void SheetTest::tabStaysInside()
-{
-    Window window;
-    EditSheet sheet(window);
-    sheet.open();
-    QWidgetList seen;
-    for (int i = 0; i < 4; ++i) {
-        seen << window.focusWidget();
-        press(window, Qt::Key_Tab);
+        sheet.close();
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!sheet.isVisible());
+        QVERIFY(window.first->isEnabled());
+        QVERIFY(!window.off->isEnabled());
+        QCOMPARE(window.focusWidget(), window.second);
+        press(window, Qt::Key_K, Qt::ControlModifier);
+        QCOMPARE(window.shortcuts, 1);
     }
-    QCOMPARE(seen, (QWidgetList{sheet.name, sheet.no, sheet.yes, sheet.name}));
-    press(window, Qt::Key_Backtab);
-    press(window, Qt::Key_Backtab);
-    QCOMPARE(window.focusWidget(), sheet.yes);
-}
 
-void SheetTest::escapeAndReturn()
-{
-    Window window;
-    EditSheet sheet(window);
-    QStringList pressed;
-    connect(sheet.no, &QPushButton::clicked, this, [&] { pressed << u"no"_s; });
-    connect(sheet.yes, &QPushButton::clicked, this, [&] { pressed << u"yes"_s; });
-    sheet.open();
-    press(window, Qt::Key_Return);
-    QTRY_COMPARE(pressed, QStringList{u"yes"_s});
-    press(window, Qt::Key_Tab);
-    press(window, Qt::Key_Enter);
-    QTRY_COMPARE(pressed, (QStringList{u"yes"_s, u"no"_s}));
-    QVERIFY(sheet.isOpen());
-    press(window, Qt::Key_Escape);
-    QVERIFY(!sheet.isOpen());
-}
+    void tabStaysInside()
+    {
+        Window window;
+        EditSheet sheet(window);
+        sheet.open();
+        QWidgetList seen;
+        for (int i = 0; i < 4; ++i) {
+            seen << window.focusWidget();
+            press(window, Qt::Key_Tab);
+        }
+        QCOMPARE(seen, (QWidgetList{sheet.name, sheet.no, sheet.yes, sheet.name}));
+        press(window, Qt::Key_Backtab);
+        press(window, Qt::Key_Backtab);
+        QCOMPARE(window.focusWidget(), sheet.yes);
+    }
 
-void SheetTest::followsTheWindow()
-{
-    Window window;
-    EditSheet sheet(window);
-    sheet.open();
-    QVERIFY(window.height() > 150);
-    QVERIFY(sheet.body().geometry().bottom() < window.height());
-    window.resize(700, 10);
-    QVERIFY(sheet.body().geometry().bottom() < window.height());
-    window.resize(700, 500);
-    QCOMPARE(sheet.geometry(), QRect(0, 0, 700, 500));
-    QCOMPARE(sheet.body().geometry().top(), 0);
-    QCOMPARE(sheet.body().geometry().center().x(), 349);
+    void escapeAndReturn()
+    {
+        Window window;
+        EditSheet sheet(window);
+        QStringList pressed;
+        connect(sheet.no, &QPushButton::clicked, this, [&] { pressed << u"no"_s; });
+        connect(sheet.yes, &QPushButton::clicked, this, [&] { pressed << u"yes"_s; });
+        sheet.open();
+        press(window, Qt::Key_Return);
+        QTRY_COMPARE(pressed, QStringList{u"yes"_s});
+        press(window, Qt::Key_Tab);
+        press(window, Qt::Key_Enter);
+        QTRY_COMPARE(pressed, (QStringList{u"yes"_s, u"no"_s}));
+        QVERIFY(sheet.isOpen());
+        press(window, Qt::Key_Escape);
+        QVERIFY(!sheet.isOpen());
+    }
 
-    const int before = sheet.body().height();
-    sheet.name->setMinimumHeight(200);
-    QTRY_VERIFY(sheet.body().height() > before);
+    void followsTheWindow()
+    {
+        Window window;
+        EditSheet sheet(window);
+        sheet.open();
+        QVERIFY(window.height() > 150);
+        QVERIFY(sheet.body().geometry().bottom() < window.height());
+        window.resize(700, 10);
+        QVERIFY(sheet.body().geometry().bottom() < window.height());
+        window.resize(700, 500);
+        QCOMPARE(sheet.geometry(), QRect(0, 0, 700, 500));
+        QCOMPARE(sheet.body().geometry().top(), 0);
+        QCOMPARE(sheet.body().geometry().center().x(), 349);
 
-    sheet.close();
-    window.resize(700, 150);
-    QCOMPARE(window.height(), 150);
-    sheet.name->setMinimumHeight(0);
-    sheet.open();
-    QVERIFY(window.height() > 150);
-    sheet.close();
-    QCOMPARE(window.height(), 150);
-}
+        const int before = sheet.body().height();
+        sheet.name->setMinimumHeight(200);
+        QTRY_VERIFY(sheet.body().height() > before);
 
-void SheetTest::hangsBelowThePartNamed()
-{
-    Window window;
-    EditSheet sheet(window);
-    sheet.setTopEdge(window.toolBar);
-    sheet.setUsable({window.toolBar});
-    sheet.open();
-    QCOMPARE(sheet.y(), 30);
-    QCOMPARE(sheet.geometry().bottom(), window.rect().bottom());
-    QVERIFY(window.toolBar->isEnabled());
-}
+        sheet.close();
+        window.resize(700, 150);
+        QCOMPARE(window.height(), 150);
+        sheet.name->setMinimumHeight(0);
+        sheet.open();
+        QVERIFY(window.height() > 150);
+        sheet.close();
+        QCOMPARE(window.height(), 150);
+    }
 
-void SheetTest::stacks()
-{
-    Window window;
-    EditSheet lower(window);
-    EditSheet upper(window);
-    lower.open();
-    lower.no->setFocus();
-    upper.open();
-    QCOMPARE(Sheet::openIn(window), &upper);
-    QVERIFY(!lower.isEnabled());
-    press(window, Qt::Key_Escape);
-    QCOMPARE(Sheet::openIn(window), &lower);
-    QVERIFY(lower.isEnabled());
-    QVERIFY(!window.first->isEnabled());
-    QCOMPARE(window.focusWidget(), lower.no);
-    press(window, Qt::Key_Escape);
-    QCOMPARE(Sheet::openIn(window), nullptr);
-    QCOMPARE(window.focusWidget(), window.second);
-}
+    void hangsBelowThePartNamed()
+    {
+        Window window;
+        EditSheet sheet(window);
+        sheet.setTopEdge(window.toolBar);
+        sheet.setUsable({window.toolBar});
+        sheet.open();
+        QCOMPARE(sheet.y(), 30);
+        QCOMPARE(sheet.geometry().bottom(), window.rect().bottom());
+        QVERIFY(window.toolBar->isEnabled());
+    }
 
-void SheetTest::closedBelowAnother()
-{
-    Window window;
-    EditSheet lower(window);
-    EditSheet upper(window);
-    lower.open();
-    upper.open();
-    lower.close();
-    QVERIFY(!window.first->isEnabled());
-    QCOMPARE(window.focusWidget(), upper.name);
-    upper.close();
-    QVERIFY(window.first->isEnabled());
-    QVERIFY(!window.off->isEnabled());
-    QCOMPARE(window.focusWidget(), window.second);
-    QVERIFY(lower.isEnabled());
-}
+    void stacks()
+    {
+        Window window;
+        EditSheet lower(window);
+        EditSheet upper(window);
+        lower.open();
+        lower.no->setFocus();
+        upper.open();
+        QCOMPARE(Sheet::openIn(window), &upper);
+        QVERIFY(!lower.isEnabled());
+        press(window, Qt::Key_Escape);
+        QCOMPARE(Sheet::openIn(window), &lower);
+        QVERIFY(lower.isEnabled());
+        QVERIFY(!window.first->isEnabled());
+        QCOMPARE(window.focusWidget(), lower.no);
+        press(window, Qt::Key_Escape);
+        QCOMPARE(Sheet::openIn(window), nullptr);
+        QCOMPARE(window.focusWidget(), window.second);
+    }
 
-void SheetTest::slides()
-{
-    QApplication::setStyle(new support::StillStyle(true));
-    Window window;
-    EditSheet sheet(window);
-    sheet.open();
-    QVERIFY(sheet.body().y() < 0);
-    QTRY_COMPARE(sheet.body().y(), 0);
-    sheet.close();
-    QVERIFY(sheet.isVisible());
-    QVERIFY(window.first->isEnabled());
-    // Opened again on its way out.
-    sheet.open();
-    QTRY_COMPARE(sheet.body().y(), 0);
-    QVERIFY(sheet.isVisible());
-    sheet.close();
-    QTRY_VERIFY(!sheet.isVisible());
-}
+    void closedBelowAnother()
+    {
+        Window window;
+        EditSheet lower(window);
+        EditSheet upper(window);
+        lower.open();
+        upper.open();
+        lower.close();
+        QVERIFY(!window.first->isEnabled());
+        QCOMPARE(window.focusWidget(), upper.name);
+        upper.close();
+        QVERIFY(window.first->isEnabled());
+        QVERIFY(!window.off->isEnabled());
+        QCOMPARE(window.focusWidget(), window.second);
+        QVERIFY(lower.isEnabled());
+    }
 
-void SheetTest::isADialogForAssistiveTechnology()
-{
-    Window window;
-    EditSheet sheet(window);
-    sheet.setAccessibleName(u"Edit"_s);
-    sheet.open();
-    QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(&sheet);
-    QCOMPARE(spoken->role(), QAccessible::Dialog);
-    QCOMPARE(spoken->text(QAccessible::Name), u"Edit"_s);
-    QVERIFY(spoken->state().modal);
-    QVERIFY(QAccessible::queryAccessibleInterface(window.first)->state().disabled);
-    QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
-}
+    void slides()
+    {
+        QApplication::setStyle(new support::StillStyle(true));
+        Window window;
+        EditSheet sheet(window);
+        sheet.open();
+        QVERIFY(sheet.body().y() < 0);
+        QTRY_COMPARE(sheet.body().y(), 0);
+        sheet.close();
+        QVERIFY(sheet.isVisible());
+        QVERIFY(window.first->isEnabled());
+        // Opened again on its way out.
+        sheet.open();
+        QTRY_COMPARE(sheet.body().y(), 0);
+        QVERIFY(sheet.isVisible());
+        sheet.close();
+        QTRY_VERIFY(!sheet.isVisible());
+    }
+
+    void isADialogForAssistiveTechnology()
+    {
+        Window window;
+        EditSheet sheet(window);
+        sheet.setAccessibleName(u"Edit"_s);
+        sheet.open();
+        QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(&sheet);
+        QCOMPARE(spoken->role(), QAccessible::Dialog);
+        QCOMPARE(spoken->text(QAccessible::Name), u"Edit"_s);
+        QVERIFY(spoken->state().modal);
+        QVERIFY(QAccessible::queryAccessibleInterface(window.first)->state().disabled);
+        QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(SheetTest)
 #include "SheetTest.moc"

@@ -10,26 +10,6 @@
 using namespace skin;
 using namespace Qt::StringLiterals;
 
-class StatusItemViewTest : public QObject
-{
-    Q_OBJECT
-private slots:
-    void blinkerLiesOnTheColon();
-    void faces();
-    void highlightFillsTheView();
-    void noSeams();
-    void mouse_data();
-    void mouse();
-    void highlightAfterRelease_data();
-    void highlightAfterRelease();
-    void keys();
-    void hoverChangesTheButtonOnly();
-    void spokenName_data();
-    void spokenName();
-    void assistiveActions();
-    void tile();
-};
-
 namespace {
 
 QRgb at(const QImage& image, double x, double y)
@@ -54,290 +34,270 @@ bool greyish(QRgb c)
 
 } // namespace
 
-void StatusItemViewTest::blinkerLiesOnTheColon()
+class StatusItemViewTest final : public QObject
 {
-    for (const auto& [scale, hours] : {std::pair(1.0, u"1:05"_s), std::pair(1.25, u"12:48"_s)}) {
+    Q_OBJECT
+
+private slots:
+    void blinkerLiesOnTheColon()
+    {
+        for (const auto& [scale, hours] : {std::pair(1.0, u"1:05"_s), std::pair(1.25, u"12:48"_s)}) {
+            support::TestRun run;
+            ViewOnScreen on;
+            on.view.setHours(hours, false);
+            const QImage plain = on.picture(scale);
+            on.view.setHours(hours, true);
+            const QImage covered = on.picture(scale);
+
+            const QRectF patch = on.view.makeRectForBlinker();
+            // The colon shows without the patch; with it nothing of it is left but the colour of the field.
+            const int left = qRound(patch.left() * scale);
+            const int right = qRound(patch.right() * scale);
+            bool ink = false;
+            for (int y = qRound(6 * scale); y < qRound(17 * scale); ++y) {
+                for (int x = left; x < right; ++x) {
+                    ink |= qRed(plain.pixel(x, y)) > 0xc0;
+                    QCOMPARE(QColor(covered.pixel(x, y)).name(), u"#2f2f2f"_s);
+                }
+            }
+            QVERIFY(ink);
+            // Beside the patch nothing changed.
+            QCOMPARE(covered.copy(right, 0, 1000, 1000), plain.copy(right, 0, 1000, 1000));
+        }
+    }
+
+    void faces()
+    {
         support::TestRun run;
         ViewOnScreen on;
-        on.view.setHours(hours, false);
-        const QImage plain = on.picture(scale);
-        on.view.setHours(hours, true);
-        const QImage covered = on.picture(scale);
+        on.view.setBlinkWhenRunning(false);
+        on.view.setHours(u"1:05"_s, false);
+        const QImage stopped = on.picture();
+        on.view.setHours(u"1:05"_s, true);
+        const QImage running = on.picture();
+        on.view.setLoggedOut(true);
+        const QImage signedOut = on.picture();
+        on.view.setOffline(true);
+        const QImage offlineAndSignedOut = on.picture();
+        on.view.setLoggedOut(false);
+        const QImage offline = on.picture();
+        on.view.setOffline(false);
 
-        const QRectF patch = on.view.makeRectForBlinker();
-        // The colon shows without the patch; with it nothing of it is left but the colour of the field.
-        const int left = qRound(patch.left() * scale);
-        const int right = qRound(patch.right() * scale);
-        bool ink = false;
-        for (int y = qRound(6 * scale); y < qRound(17 * scale); ++y) {
-            for (int x = left; x < right; ++x) {
-                ink |= qRed(plain.pixel(x, y)) > 0xc0;
-                QCOMPARE(QColor(covered.pixel(x, y)).name(), u"#2f2f2f"_s);
+        QVERIFY(greyish(at(stopped, 8, 16)));
+        QVERIFY(greenish(at(running, 8, 16)));
+        QVERIFY(bluish(at(signedOut, 8, 16)) && bluish(at(signedOut, 63, 10)));
+        QVERIFY(greyish(at(offline, 8, 16)) && greyish(at(offline, 63, 10)));
+        QCOMPARE(offlineAndSignedOut, offline);
+        QCOMPARE(on.picture(), running);
+        // The triangle and the square; only the button differs between stopped and running.
+        QCOMPARE(at(stopped, 13, 11), QRgb(0xffffffff));
+        QCOMPARE(at(running, 13, 11), QRgb(0xffffffff));
+        QCOMPARE(running.copy(21, 0, 50, 22), stopped.copy(21, 0, 50, 22));
+        // Six points at each side and three above and below stay free.
+        const QRect face(6, 3, 59, 16);
+        for (const QImage& image : {stopped, running, signedOut, offline}) {
+            for (int y = 0; y < 22; ++y) {
+                for (int x = 0; x < 71; ++x)
+                    QVERIFY(face.contains(x, y) || qAlpha(image.pixel(x, y)) == 0);
             }
         }
-        QVERIFY(ink);
-        // Beside the patch nothing changed.
-        QCOMPARE(covered.copy(right, 0, 1000, 1000), plain.copy(right, 0, 1000, 1000));
     }
-}
 
-void StatusItemViewTest::faces()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setBlinkWhenRunning(false);
-    on.view.setHours(u"1:05"_s, false);
-    const QImage stopped = on.picture();
-    on.view.setHours(u"1:05"_s, true);
-    const QImage running = on.picture();
-    on.view.setLoggedOut(true);
-    const QImage signedOut = on.picture();
-    on.view.setOffline(true);
-    const QImage offlineAndSignedOut = on.picture();
-    on.view.setLoggedOut(false);
-    const QImage offline = on.picture();
-    on.view.setOffline(false);
+    void highlightFillsTheView()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        on.view.setClicked(true);
+        const QImage image = on.picture();
+        for (const QPoint corner : {QPoint(0, 0), QPoint(70, 0), QPoint(0, 21), QPoint(70, 21)})
+            QCOMPARE(image.pixel(corner), on.view.palette().color(QPalette::Highlight).rgb());
+        on.view.setClicked(false);
+        QCOMPARE(qAlpha(on.picture().pixel(0, 0)), 0);
+    }
 
-    QVERIFY(greyish(at(stopped, 8, 16)));
-    QVERIFY(greenish(at(running, 8, 16)));
-    QVERIFY(bluish(at(signedOut, 8, 16)) && bluish(at(signedOut, 63, 10)));
-    QVERIFY(greyish(at(offline, 8, 16)) && greyish(at(offline, 63, 10)));
-    QCOMPARE(offlineAndSignedOut, offline);
-    QCOMPARE(on.picture(), running);
-    // The triangle and the square; only the button differs between stopped and running.
-    QCOMPARE(at(stopped, 13, 11), QRgb(0xffffffff));
-    QCOMPARE(at(running, 13, 11), QRgb(0xffffffff));
-    QCOMPARE(running.copy(21, 0, 50, 22), stopped.copy(21, 0, 50, 22));
-    // Six points at each side and three above and below stay free.
-    const QRect face(6, 3, 59, 16);
-    for (const QImage& image : {stopped, running, signedOut, offline}) {
-        for (int y = 0; y < 22; ++y) {
-            for (int x = 0; x < 71; ++x)
-                QVERIFY(face.contains(x, y) || qAlpha(image.pixel(x, y)) == 0);
+    void mouse_data()
+    {
+        QTest::addColumn<Qt::MouseButton>("button");
+        QTest::addColumn<QPoint>("point");
+        QTest::addColumn<bool>("loggedOut");
+        QTest::addColumn<QStringList>("calls");
+        const QPoint first(6, 3);
+        const QPoint last(20, 18);
+        const QPoint beside(21, 11);
+        const QStringList toggle{u"toggle"_s};
+        const QStringList menuOff{u"menu, highlight off"_s};
+        const QStringList menuOn{u"menu, highlight on"_s};
+        QTest::newRow("button") << Qt::LeftButton << first << false << toggle;
+        QTest::newRow("button while signed out") << Qt::LeftButton << last << true << toggle;
+        QTest::newRow("hours") << Qt::LeftButton << beside << false << menuOff;
+        QTest::newRow("sign in") << Qt::LeftButton << beside << true << menuOff;
+        QTest::newRow("right on the hours") << Qt::RightButton << beside << false << menuOn;
+        QTest::newRow("right on the button") << Qt::RightButton << first << false << menuOn;
+        QTest::newRow("middle") << Qt::MiddleButton << beside << false << QStringList();
+    }
+
+    void mouse()
+    {
+        QFETCH(Qt::MouseButton, button);
+        QFETCH(QPoint, point);
+        QFETCH(bool, loggedOut);
+        QFETCH(QStringList, calls);
+        support::TestRun run;
+        ViewOnScreen on;
+        on.view.setLoggedOut(loggedOut);
+        QTest::mousePress(&on.view, button, {}, point);
+        QCOMPARE(on.owner.calls, calls);
+        QTest::mouseRelease(&on.view, button, {}, point);
+        QCOMPARE(on.owner.calls, calls);
+        QVERIFY(!on.view.clicked());
+    }
+
+    void highlightAfterRelease_data()
+    {
+        QTest::addColumn<Qt::MouseButton>("button");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("plain") << Qt::LeftButton << Qt::KeyboardModifiers() << false;
+        QTest::newRow("Alt") << Qt::LeftButton << Qt::KeyboardModifiers(Qt::AltModifier) << true;
+        QTest::newRow("Control") << Qt::LeftButton << Qt::KeyboardModifiers(Qt::ControlModifier) << false;
+        QTest::newRow("Alt, right") << Qt::RightButton << Qt::KeyboardModifiers(Qt::AltModifier) << false;
+    }
+
+    void highlightAfterRelease()
+    {
+        QFETCH(Qt::MouseButton, button);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        QFETCH(bool, kept);
+        support::TestRun run;
+        ViewOnScreen on;
+        on.owner.highlightOnMenu = true;
+        QTest::mousePress(&on.view, button, modifiers, {45, 11});
+        QVERIFY(on.view.clicked());
+        QTest::mouseRelease(&on.view, button, modifiers, {45, 11});
+        QCOMPARE(on.view.clicked(), kept);
+    }
+
+    void keys()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        QTest::keyClick(&on.view, Qt::Key_Space);
+        QTest::keyClick(&on.view, Qt::Key_Return);
+        QTest::keyClick(&on.view, Qt::Key_Down);
+        QTest::keyClick(&on.view, Qt::Key_Menu);
+        QTest::keyClick(&on.view, Qt::Key_A);
+        QKeyEvent held(QEvent::KeyPress, Qt::Key_Space, {}, QString(), true);
+        QCoreApplication::sendEvent(&on.view, &held);
+        QCOMPARE(on.owner.calls,
+                 QStringList({u"toggle"_s, u"toggle"_s, u"menu, highlight off"_s, u"menu, highlight off"_s}));
+    }
+
+    void hoverChangesTheButtonOnly()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        on.view.setHours(u"1:05"_s, false);
+        const QImage plain = on.picture();
+        QTest::mouseMove(&on.view, {13, 11});
+        QCoreApplication::processEvents();
+        const QImage hovered = on.picture();
+        QVERIFY(qRed(at(hovered, 8, 14)) > qRed(at(plain, 8, 14)));
+        QCOMPARE(hovered.copy(21, 0, 50, 22), plain.copy(21, 0, 50, 22));
+        QTest::mousePress(&on.view, Qt::LeftButton, {}, {13, 11});
+        QVERIFY(qRed(at(on.picture(), 8, 14)) < qRed(at(plain, 8, 14)));
+        QTest::mouseRelease(&on.view, Qt::LeftButton, {}, {13, 11});
+        QTest::mouseMove(&on.view, {45, 11});
+        QCoreApplication::processEvents();
+        QCOMPARE(on.picture(), plain);
+    }
+
+    void spokenName_data()
+    {
+        QTest::addColumn<QString>("hours");
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("both") << u"1:05"_s << true << u"1 hour 5 minutes, running"_s;
+        QTest::newRow("one minute") << u"0:01"_s << true << u"1 minute, running"_s;
+        QTest::newRow("nothing") << u"0:00"_s << false << u"0 minutes, stopped"_s;
+        QTest::newRow("before it began") << u"0:-3"_s << true << u"minus 3 minutes, running"_s;
+        QTest::newRow("hours before it began") << u"-1:-30"_s << true << u"minus 1 hour 30 minutes, running"_s;
+        QTest::newRow("placeholder") << u"-:--"_s << false << u"No hours yet"_s;
+    }
+
+    void spokenName()
+    {
+        QFETCH(QString, hours);
+        QFETCH(bool, running);
+        QFETCH(QString, name);
+        RecordingOwner owner;
+        QuillonStatusItemView view(QRectF(0, 0, 71, 22), owner);
+        view.setHours(hours, running);
+        QCOMPARE(view.accessibleName(), name);
+        view.setAbout(u"Website, Design"_s);
+        QCOMPARE(view.accessibleName(), hours == u"-:--"_s ? name : name + u", Website, Design"_s);
+        view.setLoggedOut(true);
+        QCOMPARE(view.accessibleName(), u"Sign in"_s);
+        view.setOffline(true);
+        QCOMPARE(view.accessibleName(), u"Offline"_s);
+    }
+
+    void assistiveActions()
+    {
+        support::TestRun run;
+        ViewOnScreen on;
+        QMenu menu;
+        on.view.setAccessibleDescription(u"Website relaunch"_s);
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&on.view);
+        QVERIFY(accessible);
+        QCOMPARE(accessible->role(), QAccessible::Button);
+        QCOMPARE(accessible->text(QAccessible::Description), u"Website relaunch"_s);
+        QCOMPARE(accessible->childCount(), 0);
+        on.view.setStatusMenu(&menu);
+        QCOMPARE(accessible->childCount(), 1);
+        QCOMPARE(accessible->child(0)->object(), &menu);
+        QCOMPARE(accessible->indexOfChild(accessible->child(0)), 0);
+
+        QAccessibleActionInterface* actions = accessible->actionInterface();
+        QVERIFY(actions);
+        actions->doAction(QAccessibleActionInterface::toggleAction());
+        actions->doAction(QAccessibleActionInterface::pressAction());
+        QVERIFY(on.owner.calls.isEmpty());
+        QTRY_COMPARE(on.owner.calls, QStringList({u"toggle"_s, u"menu, highlight off"_s}));
+    }
+
+    /// As the desktop draws it in a bar for icons: what there is to tell can be told from it, and nothing is cut off.
+    void tile()
+    {
+        constexpr int side = 22;
+        const auto tile = [](const QString& hours, bool running, bool offline = false, bool loggedOut = false) {
+            return skin::statusTile({hours, {}, running, offline, loggedOut, {}}, side);
+        };
+        const QImage running = tile(u"1:05"_s, true);
+        const QList<QImage> faces{running, tile(u"1:06"_s, true), tile(u"1:05"_s, false), tile(u"1:05"_s, true, true),
+                                  tile(u"1:05"_s, true, false, true)};
+        for (qsizetype i = 0; i < faces.size(); ++i) {
+            QCOMPARE(faces.indexOf(faces.at(i)), i);
+            QCOMPARE(qAlpha(faces.at(i).pixel(0, side - 1)), 0);
+            QCOMPARE(qAlpha(faces.at(i).pixel(side / 2, side - 1)), 255);
+        }
+        QCOMPARE(tile(u"1:05"_s, true, true, true), faces.at(3));
+
+        // The hours keep off the edges, however long they are.
+        const auto lit = [](QRgb pixel) { return qGray(pixel) > 150; };
+        for (const QString& hours : {u"0:00"_s, u"12:34"_s, u"-10:00"_s, u"1234:56"_s}) {
+            const QImage shown = tile(hours, true);
+            int inside = 0;
+            for (int y = side / 2 + 1; y < side; ++y) {
+                QVERIFY2(!lit(shown.pixel(0, y)) && !lit(shown.pixel(side - 1, y)), qPrintable(hours));
+                for (int x = 1; x < side - 1; ++x)
+                    inside += lit(shown.pixel(x, y));
+            }
+            for (int x = 0; x < side; ++x)
+                QVERIFY2(!lit(shown.pixel(x, side - 1)), qPrintable(hours));
+            QVERIFY2(inside > side / 2, qPrintable(hours));
         }
     }
-}
-
-void StatusItemViewTest::highlightFillsTheView()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setClicked(true);
-    const QImage image = on.picture();
-    for (const QPoint corner : {QPoint(0, 0), QPoint(70, 0), QPoint(0, 21), QPoint(70, 21)})
-        QCOMPARE(image.pixel(corner), on.view.palette().color(QPalette::Highlight).rgb());
-    on.view.setClicked(false);
-    QCOMPARE(qAlpha(on.picture().pixel(0, 0)), 0);
-}
-
-void StatusItemViewTest::noSeams()
-{
-    support::TestRun run;
-    for (const auto& [scale, width] : {std::pair(1.25, 71), std::pair(1.5, 78), std::pair(1.75, 71)}) {
-        ViewOnScreen on(width);
-        on.view.setHours(QString(), false);
-        const QImage image = on.picture(scale);
-        const int top = qRound(3 * scale);
-        const int bottom = qRound(19 * scale);
-        // No gap anywhere between the rounded ends.
-        for (int y = top; y < bottom; ++y) {
-            for (int x = qRound(10 * scale); x < qRound((width - 10) * scale); ++x)
-                QCOMPARE(qAlpha(image.pixel(x, y)), 255);
-        }
-        // The field is one even surface from the shadow of the button to the border at the right, across its parts.
-        for (int y = qRound(6 * scale); y < qRound(16 * scale); ++y) {
-            for (int x = qRound(24 * scale); x < qFloor((width - 7) * scale) - 1; ++x)
-                QCOMPARE(QColor(image.pixel(x, y)).name(), u"#2f2f2f"_s);
-        }
-        for (int y = top; y < bottom; ++y) {
-            for (int x = qRound(24 * scale); x < qRound((width - 9) * scale); ++x)
-                QCOMPARE(image.pixel(x, y), image.pixel(qRound(40 * scale), y));
-        }
-    }
-}
-
-void StatusItemViewTest::mouse_data()
-{
-    QTest::addColumn<Qt::MouseButton>("button");
-    QTest::addColumn<QPoint>("point");
-    QTest::addColumn<bool>("loggedOut");
-    QTest::addColumn<QStringList>("calls");
-    const QPoint first(6, 3);
-    const QPoint last(20, 18);
-    const QPoint beside(21, 11);
-    const QStringList toggle{u"toggle"_s};
-    const QStringList menuOff{u"menu, highlight off"_s};
-    const QStringList menuOn{u"menu, highlight on"_s};
-    QTest::newRow("button") << Qt::LeftButton << first << false << toggle;
-    QTest::newRow("button while signed out") << Qt::LeftButton << last << true << toggle;
-    QTest::newRow("hours") << Qt::LeftButton << beside << false << menuOff;
-    QTest::newRow("sign in") << Qt::LeftButton << beside << true << menuOff;
-    QTest::newRow("right on the hours") << Qt::RightButton << beside << false << menuOn;
-    QTest::newRow("right on the button") << Qt::RightButton << first << false << menuOn;
-    QTest::newRow("middle") << Qt::MiddleButton << beside << false << QStringList();
-}
-
-void StatusItemViewTest::mouse()
-{
-    QFETCH(Qt::MouseButton, button);
-    QFETCH(QPoint, point);
-    QFETCH(bool, loggedOut);
-    QFETCH(QStringList, calls);
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setLoggedOut(loggedOut);
-    QTest::mousePress(&on.view, button, {}, point);
-    QCOMPARE(on.owner.calls, calls);
-    QTest::mouseRelease(&on.view, button, {}, point);
-    QCOMPARE(on.owner.calls, calls);
-    QVERIFY(!on.view.clicked());
-}
-
-void StatusItemViewTest::highlightAfterRelease_data()
-{
-    QTest::addColumn<Qt::MouseButton>("button");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<bool>("kept");
-    QTest::newRow("plain") << Qt::LeftButton << Qt::KeyboardModifiers() << false;
-    QTest::newRow("Alt") << Qt::LeftButton << Qt::KeyboardModifiers(Qt::AltModifier) << true;
-    QTest::newRow("Control") << Qt::LeftButton << Qt::KeyboardModifiers(Qt::ControlModifier) << false;
-    QTest::newRow("Alt, right") << Qt::RightButton << Qt::KeyboardModifiers(Qt::AltModifier) << false;
-}
-
-void StatusItemViewTest::highlightAfterRelease()
-{
-    QFETCH(Qt::MouseButton, button);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(bool, kept);
-    support::TestRun run;
-    ViewOnScreen on;
-    on.owner.highlightOnMenu = true;
-    QTest::mousePress(&on.view, button, modifiers, {45, 11});
-    QVERIFY(on.view.clicked());
-    QTest::mouseRelease(&on.view, button, modifiers, {45, 11});
-    QCOMPARE(on.view.clicked(), kept);
-}
-
-void StatusItemViewTest::keys()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    QTest::keyClick(&on.view, Qt::Key_Space);
-    QTest::keyClick(&on.view, Qt::Key_Return);
-    QTest::keyClick(&on.view, Qt::Key_Down);
-    QTest::keyClick(&on.view, Qt::Key_Menu);
-    QTest::keyClick(&on.view, Qt::Key_A);
-    QKeyEvent held(QEvent::KeyPress, Qt::Key_Space, {}, QString(), true);
-    QCoreApplication::sendEvent(&on.view, &held);
-    QCOMPARE(on.owner.calls,
-             QStringList({u"toggle"_s, u"toggle"_s, u"menu, highlight off"_s, u"menu, highlight off"_s}));
-}
-
-void StatusItemViewTest::hoverChangesTheButtonOnly()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    on.view.setHours(u"1:05"_s, false);
-    const QImage plain = on.picture();
-    QTest::mouseMove(&on.view, {13, 11});
-    QCoreApplication::processEvents();
-    const QImage hovered = on.picture();
-    QVERIFY(qRed(at(hovered, 8, 14)) > qRed(at(plain, 8, 14)));
-    QCOMPARE(hovered.copy(21, 0, 50, 22), plain.copy(21, 0, 50, 22));
-    QTest::mousePress(&on.view, Qt::LeftButton, {}, {13, 11});
-    QVERIFY(qRed(at(on.picture(), 8, 14)) < qRed(at(plain, 8, 14)));
-    QTest::mouseRelease(&on.view, Qt::LeftButton, {}, {13, 11});
-    QTest::mouseMove(&on.view, {45, 11});
-    QCoreApplication::processEvents();
-    QCOMPARE(on.picture(), plain);
-}
-
-void StatusItemViewTest::spokenName_data()
-{
-    QTest::addColumn<QString>("hours");
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("both") << u"1:05"_s << true << u"1 hour 5 minutes, running"_s;
-    QTest::newRow("one minute") << u"0:01"_s << true << u"1 minute, running"_s;
-    QTest::newRow("nothing") << u"0:00"_s << false << u"0 minutes, stopped"_s;
-    QTest::newRow("before it began") << u"0:-3"_s << true << u"minus 3 minutes, running"_s;
-    QTest::newRow("hours before it began") << u"-1:-30"_s << true << u"minus 1 hour 30 minutes, running"_s;
-    QTest::newRow("placeholder") << u"-:--"_s << false << u"No hours yet"_s;
-}
-
-void StatusItemViewTest::spokenName()
-{
-    QFETCH(QString, hours);
-    QFETCH(bool, running);
-    QFETCH(QString, name);
-    RecordingOwner owner;
-    QuillonStatusItemView view(QRectF(0, 0, 71, 22), owner);
-    view.setHours(hours, running);
-    QCOMPARE(view.accessibleName(), name);
-    view.setAbout(u"Website, Design"_s);
-    QCOMPARE(view.accessibleName(), hours == u"-:--"_s ? name : name + u", Website, Design"_s);
-    view.setLoggedOut(true);
-    QCOMPARE(view.accessibleName(), u"Sign in"_s);
-    view.setOffline(true);
-    QCOMPARE(view.accessibleName(), u"Offline"_s);
-}
-
-void StatusItemViewTest::assistiveActions()
-{
-    support::TestRun run;
-    ViewOnScreen on;
-    QMenu menu;
-    on.view.setAccessibleDescription(u"Website relaunch"_s);
-    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&on.view);
-    QVERIFY(accessible);
-    QCOMPARE(accessible->role(), QAccessible::Button);
-    QCOMPARE(accessible->text(QAccessible::Description), u"Website relaunch"_s);
-    QCOMPARE(accessible->childCount(), 0);
-    on.view.setStatusMenu(&menu);
-    QCOMPARE(accessible->childCount(), 1);
-    QCOMPARE(accessible->child(0)->object(), &menu);
-    QCOMPARE(accessible->indexOfChild(accessible->child(0)), 0);
-
-    QAccessibleActionInterface* actions = accessible->actionInterface();
-    QVERIFY(actions);
-    actions->doAction(QAccessibleActionInterface::toggleAction());
-    actions->doAction(QAccessibleActionInterface::pressAction());
-    QVERIFY(on.owner.calls.isEmpty());
-    QTRY_COMPARE(on.owner.calls, QStringList({u"toggle"_s, u"menu, highlight off"_s}));
-}
-
-/// As the desktop draws it in a bar for icons: what there is to tell can be told from it, and nothing is cut off.
-void StatusItemViewTest::tile()
-{
-    constexpr int side = 22;
-    const auto tile = [](const QString& hours, bool running, bool offline = false, bool loggedOut = false) {
-        return skin::statusTile({hours, {}, running, offline, loggedOut, {}}, side);
-    };
-    const QImage running = tile(u"1:05"_s, true);
-    const QList<QImage> faces{running, tile(u"1:06"_s, true), tile(u"1:05"_s, false), tile(u"1:05"_s, true, true),
-                              tile(u"1:05"_s, true, false, true)};
-    for (qsizetype i = 0; i < faces.size(); ++i) {
-        QCOMPARE(faces.indexOf(faces.at(i)), i);
-        QCOMPARE(qAlpha(faces.at(i).pixel(0, side - 1)), 0);
-        QCOMPARE(qAlpha(faces.at(i).pixel(side / 2, side - 1)), 255);
-    }
-    QCOMPARE(tile(u"1:05"_s, true, true, true), faces.at(3));
-
-    // The hours keep off the edges, however long they are.
-    const auto lit = [](QRgb pixel) { return qGray(pixel) > 150; };
-    for (const QString& hours : {u"0:00"_s, u"12:34"_s, u"-10:00"_s, u"1234:56"_s}) {
-        const QImage shown = tile(hours, true);
-        int inside = 0;
-        for (int y = side / 2 + 1; y < side; ++y) {
-            QVERIFY2(!lit(shown.pixel(0, y)) && !lit(shown.pixel(side - 1, y)), qPrintable(hours));
-            for (int x = 1; x < side - 1; ++x)
-                inside += lit(shown.pixel(x, y));
-        }
-        for (int x = 0; x < side; ++x)
-            QVERIFY2(!lit(shown.pixel(x, side - 1)), qPrintable(hours));
-        QVERIFY2(inside > side / 2, qPrintable(hours));
-    }
-}
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(StatusItemViewTest)
 #include "StatusItemViewTest.moc"
