@@ -91,7 +91,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     updateDurationHint();
     durationContainer->hide();
 
-    cancelButton = new skin::QuillonHUDButtonCell(tr("Cancel"));
+    cancelButton = new skin::QuillonHUDButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel);
     cancelButton->setObjectName(u"cancelButton"_s);
     saveButton = new skin::QuillonHUDButtonCell(tr("Start"));
     saveButton->setObjectName(u"saveButton"_s);

@@ -145,7 +145,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     timeHint->setObjectName(u"timeHint"_s);
     timeHint->setContentsMargins(margin, 0, margin, 0);
     timeHint->setFixedHeight(15);
-    cancelButton = new skin::QuillonButtonCell(tr("Cancel"));
+    cancelButton = new skin::QuillonButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel);
     cancelButton->setObjectName(u"cancelButton"_s);
     saveButton = new skin::QuillonButtonCell(tr("Save"));
     saveButton->setObjectName(u"saveButton"_s);

@@ -4,18 +4,29 @@
 
 namespace skin {
 
-/// Makes widgets of that class known to assistive technology by that role. May be called any number of times.
-template <class Widget, QAccessible::Role role>
-void installAccessibleRole()
+/// Makes widgets of that class known to assistive technology by an `Interface`, which is made from a reference to one.
+/// May be called any number of times. Main thread only.
+template <class Widget, class Interface>
+void installAccessible()
 {
-    static const bool installed = [] {
-        QAccessible::installFactory([](const QString&, QObject* object) -> QAccessibleInterface* {
+    [[maybe_unused]] static const bool installed = [] {
+        QAccessible::installFactory([](const QString& /*className*/, QObject* object) -> QAccessibleInterface* {
             auto* widget = qobject_cast<Widget*>(object);
-            return widget ? new QAccessibleWidget(widget, role) : nullptr;
+            return widget ? new Interface(*widget) : nullptr;
         });
         return true;
     }();
-    Q_UNUSED(installed)
+}
+
+/// Likewise by a role alone.
+template <class Widget, QAccessible::Role spokenAs>
+void installAccessibleRole()
+{
+    struct Interface final : QAccessibleWidget
+    {
+        explicit Interface(Widget& widget) : QAccessibleWidget(&widget, spokenAs) {}
+    };
+    installAccessible<Widget, Interface>();
 }
 
 } // namespace skin

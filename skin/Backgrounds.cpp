@@ -1,7 +1,6 @@
 #include "skin/Backgrounds.h"
 
 #include "skin/ColorHex.h"
-#include "skin/Fonts.h"
 #include "skin/Parts.h"
 
 #include <QEvent>
@@ -29,11 +28,6 @@ void BottomBarView::paintEvent(QPaintEvent*)
 }
 
 void EditTimerBackground::paintEvent(QPaintEvent*)
-{
-    QPainter(this).fillRect(rect(), colorFromHexRGB(u"EEEEEE"_s));
-}
-
-void QuillonNoEntriesBackgroundView::paintEvent(QPaintEvent*)
 {
     QPainter(this).fillRect(rect(), colorFromHexRGB(u"EEEEEE"_s));
 }
@@ -69,14 +63,7 @@ void QuillonHoursBackgroundView::paintEvent(QPaintEvent*)
 
 void QuillonDebugBackgroundView::paintEvent(QPaintEvent*)
 {
-    QPainter painter(this);
-    const QColor ink(0xd0, 0x20, 0x90);
-    painter.fillRect(rect(), QBrush(QColor(0xd0, 0x20, 0x90, 70), Qt::BDiagPattern));
-    painter.setPen(QPen(ink, 0));
-    painter.drawRect(QRectF(rect()).adjusted(0, 0, -1 / devicePixelRatioF(), -1 / devicePixelRatioF()));
-    painter.setFont(interfaceFont(9));
-    painter.drawText(rect().adjusted(3, 1, -3, -1), Qt::AlignLeft | Qt::AlignTop,
-                     u"%1 × %2"_s.arg(width()).arg(height()));
+    QPainter(this).fillRect(rect(), QBrush(QColor(0xd0, 0x20, 0x90, 70), Qt::BDiagPattern));
 }
 
 } // namespace skin

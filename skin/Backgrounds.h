@@ -28,15 +28,12 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
-/// Behind what is said about a day without entries.
-class QuillonNoEntriesBackgroundView : public QWidget
+/// Likewise behind the note on a day without entries.
+class QuillonNoEntriesBackgroundView final : public EditTimerBackground
 {
     Q_OBJECT
 public:
-    using QWidget::QWidget;
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
+    using EditTimerBackground::EditTimerBackground;
 };
 
 /// Around the hours of an entry: quiet until the pointer or the keyboard comes to it.

@@ -14,7 +14,7 @@ class QWidget;
 
 namespace skin {
 
-/// An opacity that goes from one value to another and back, for ever, in a few visible steps.
+/// An opacity that goes from one value to another and back, forever, in a few visible steps.
 ///
 /// Steps instead of frames: a repaint costs three wake-ups, and near the turning points an eased opacity hardly
 /// changes. So each step is shown when it is due and nothing happens in between; there are at most eight a second.

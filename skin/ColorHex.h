@@ -5,7 +5,7 @@
 
 namespace skin {
 
-/// The opaque colour that six hexadecimal digits name, red first, without "#". Text that is no number gives black.
+/// The opaque colour that six hexadecimal digits name, red first, without "#". Text that is not a number gives black.
 QColor colorFromHexRGB(const QString& text);
 
 /// The same with an opacity from 0 to 1.

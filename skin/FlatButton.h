@@ -6,7 +6,7 @@
 
 namespace skin {
 
-/// A button without a frame: glows with the keyboard focus, is pressed with the space bar or Return, and is drawn anew
+/// A button without a frame: glows with the keyboard focus, is pressed with the space bar or Return, and is redrawn
 /// when the pointer comes or goes.
 class FlatButton : public QAbstractButton
 {

@@ -13,7 +13,7 @@ namespace skin {
 /// setting; the family is the first installed of Inter, Liberation Sans, DejaVu Sans.
 QFont interfaceFont(int points, QFont::Weight weight = QFont::Normal);
 
-/// How a short text is set: measured and drawn alike, in points.
+/// How a short string is set: measured and drawn alike, in points.
 struct TextAttributes
 {
     QFont font;

@@ -83,7 +83,7 @@ QString displayable(const QString& text)
 QString toolTipFor(const QString& plainText)
 {
     constexpr qsizetype most = 1000;
-    // What is cut off is not looked at: it may be megabytes. A line break takes two signs at most.
+    // What is cut off is not looked at: it may be megabytes. A line break takes two characters at most.
     QString text = displayable(plainText.left(2 * most + 2));
     if (text.size() > most)
         text = text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
@@ -111,7 +111,7 @@ TextLines::TextLines(const QString& text, const QFont& font, double width) : m_p
         layout->beginLayout();
         for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
             line.setLineWidth(std::max(width, 1.0));
-            // By the baseline: a sign from another font makes its line higher, but must not move it.
+            // By the baseline: a character from another font makes its line higher, but must not move it.
             line.setPosition(QPointF(0, count() * m_pitch + baseline - line.ascent()));
             m_usedWidth = std::max(m_usedWidth, line.naturalTextWidth());
             m_lines.push_back({layout.get(), line.lineNumber()});
@@ -130,7 +130,7 @@ void TextLines::draw(QPainter& painter, QPointF topLeft, const QRectF& clip) con
     int first = 0;
     int end = count();
     if (!clip.isEmpty()) {
-        // One more on either side: signs may reach out of their line.
+        // One more on either side: glyphs may reach out of their line.
         const auto lineAt = [&](double y) { return static_cast<int>(std::clamp(y / m_pitch, -1.0, count() + 1.0)); };
         first = std::max(0, lineAt(clip.top() - topLeft.y()) - 1);
         end = std::min(end, lineAt(clip.bottom() - topLeft.y()) + 2);

@@ -19,15 +19,15 @@ namespace skin {
 double linePitch(const QFont& font);
 
 /// `text` without what breaks a layout: every kind of line break becomes "\n"; other control characters and tabs become
-/// blanks; halves of characters, non-characters and the sign for an embedded object become U+FFFD.
+/// spaces; halves of characters, non-characters and the placeholder for an embedded object become U+FFFD.
 QString displayable(const QString& text);
 
 /// `plainText` as a tool tip: shown as it is, wrapped when long, and cut where it would fill the screen.
 QString toolTipFor(const QString& plainText);
 
-/// A text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the
-/// one before it whatever signs it holds. Paragraphs that run from right to left begin at the right. Line breaks at the
-/// end open no line.
+/// Text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the
+/// one before it, whatever characters it holds. Paragraphs that run from right to left begin at the right. Line breaks
+/// at the end open no line.
 class TextLines
 {
 public:

@@ -35,7 +35,7 @@ bool HUDBorderlessWindow::event(QEvent* event)
     case QEvent::Enter:
     case QEvent::WindowActivate:
     case QEvent::Paint:
-        // Compositors come and go without a word to the windows. Not now: this may be in the middle of painting.
+        // Compositors come and go without telling the windows. Later, as this may be in the middle of painting.
         QMetaObject::invokeMethod(this, &HUDBorderlessWindow::lookForCompositor, Qt::QueuedConnection);
         break;
     case QEvent::Hide:

@@ -1,15 +1,14 @@
 #include "skin/HintCard.h"
 
+#include "skin/AccessibleRole.h"
 #include "skin/ColorHex.h"
 #include "skin/Fonts.h"
 #include "skin/LinkButton.h"
 #include "skin/QuillonButtonCell.h"
 
-#include <QAccessibleWidget>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
-
-#include <algorithm>
 
 namespace skin {
 
@@ -21,24 +20,8 @@ namespace {
 constexpr int bestWidth = 330;
 constexpr int windowMargin = 18; // left and right, in a window of its own
 constexpr int partMargin = 10;   // likewise as part of a window
-constexpr int topMargin = 14;
-constexpr int bottomMargin = 14;
-constexpr int titleGap = 6;
-constexpr int asideGap = 10;
-constexpr int partGap = 6;
-
-/// What is said when it comes up, though nobody went there.
-class HintCardAccessible final : public QAccessibleWidget
-{
-public:
-    explicit HintCardAccessible(HintCard& card) : QAccessibleWidget(&card, QAccessible::Notification) {}
-};
-
-QAccessibleInterface* makeInterface(const QString&, QObject* object)
-{
-    auto* card = qobject_cast<HintCard*>(object);
-    return card ? new HintCardAccessible(*card) : nullptr;
-}
+constexpr int edgeMargin = 14;   // above and below
+constexpr int linkMargin = 2;    // of a link's letters, in line with those of the text
 
 QLabel* label(int points, QFont::Weight weight, const char* color, const char* name, QWidget* parent)
 {
@@ -47,6 +30,7 @@ QLabel* label(int points, QFont::Weight weight, const char* color, const char* n
     label->setFont(interfaceFont(points, weight));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
+    label->setContentsMargins(linkMargin, 0, 0, 0);
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, colorFromHexRGB(QLatin1StringView(color)));
     label->setPalette(palette);
@@ -61,14 +45,30 @@ HintCard::HintCard(QWidget* parent)
       m_aside(label(12, QFont::Normal, "5A5F66", "hintAside", this)), m_link(new LinkButton({}, this)),
       m_button(new QuillonButtonCell(tr("Got It"), this))
 {
-    static const bool known = (QAccessible::installFactory(makeInterface), true);
-    Q_UNUSED(known)
+    // Read out when it comes up, though nobody went there.
+    installAccessibleRole<HintCard, QAccessible::Notification>();
     // The ground is light on dark desktops, too.
     QPalette palette = this->palette();
     palette.setColor(QPalette::Window, ground());
     setPalette(palette);
     m_link->setObjectName(u"hintLink"_s);
     m_button->setObjectName(u"hintButton"_s);
+    m_aside->setContentsMargins(linkMargin, 0, 0, 2);
+    auto* column = new QVBoxLayout(this);
+    const int sideMargin = parent->isWindow() ? windowMargin : partMargin;
+    column->setContentsMargins(sideMargin - linkMargin, edgeMargin, sideMargin, edgeMargin);
+    column->setSpacing(0);
+    column->addWidget(m_title);
+    column->addSpacing(6);
+    column->addWidget(m_text);
+    column->addSpacing(10);
+    column->addWidget(m_aside);
+    auto* row = new QHBoxLayout;
+    row->addWidget(m_link);
+    row->addStretch();
+    row->addWidget(m_button);
+    column->addLayout(row);
+    column->addStretch();
     QWidget::setTabOrder(m_button, m_link);
     // Copies: the call may put this card away, or another hint on it.
     connect(m_link, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onLink)(); });
@@ -85,7 +85,6 @@ void HintCard::setHint(const Hint& hint)
     m_link->setText(hint.link);
     m_link->setVisible(!hint.link.isEmpty());
     setAccessibleName(QStringList{hint.title, hint.lines.join(u' '), hint.aside}.join(". "_L1));
-    layOut(width(), true);
     updateGeometry();
 }
 
@@ -94,59 +93,10 @@ QSize HintCard::sizeHint() const
     return {bestWidth, heightForWidth(bestWidth)};
 }
 
-int HintCard::heightForWidth(int width) const
-{
-    return layOut(width, false);
-}
-
-bool HintCard::isAlone() const
-{
-    return parentWidget() && parentWidget()->isWindow();
-}
-
-int HintCard::layOut(int width, bool move) const
-{
-    const int sideMargin = isAlone() ? windowMargin : partMargin;
-    const int inner = width - 2 * sideMargin;
-    int y = topMargin;
-    const auto place = [&](QWidget* part, int height) {
-        if (move)
-            part->setGeometry(sideMargin, y, inner, height);
-        y += height;
-    };
-    place(m_title, m_title->heightForWidth(inner));
-    y += titleGap;
-    place(m_text, m_text->heightForWidth(inner));
-    y += asideGap;
-    if (!m_aside->isHidden())
-        place(m_aside, m_aside->heightForWidth(inner));
-    // The link and the button share a line where both fit.
-    const QSize button = m_button->sizeHint();
-    QSize link = m_link->isHidden() ? QSize() : m_link->sizeHint();
-    const bool together = link.width() + partGap + button.width() <= inner;
-    if (!link.isEmpty() && !together) {
-        if (move)
-            m_link->setGeometry(QRect(QPoint(sideMargin - 2, y), link));
-        y += link.height() + partGap;
-    } else {
-        y += m_aside->isHidden() ? 0 : 2;
-        if (move && !link.isEmpty())
-            m_link->setGeometry(QRect(QPoint(sideMargin - 2, y + (button.height() - link.height()) / 2), link));
-    }
-    if (move)
-        m_button->setGeometry(QRect(QPoint(width - sideMargin - button.width(), y), button));
-    return y + button.height() + bottomMargin;
-}
-
-void HintCard::resizeEvent(QResizeEvent*)
-{
-    layOut(width(), true);
-}
-
 void HintCard::paintEvent(QPaintEvent*)
 {
     // In a window of its own, that draws the ground.
-    if (isAlone())
+    if (parentWidget()->isWindow())
         return;
     QPainter painter(this);
     painter.fillRect(rect(), ground());

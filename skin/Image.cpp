@@ -2,6 +2,7 @@
 
 #include "skin/Fonts.h"
 
+#include <QCoreApplication>
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -26,13 +28,12 @@ static void initArtwork()
 namespace skin {
 
 /// Lines of a picture, in points from its left or top edge, that must fall between device pixels at every scale:
-/// borders and the straight sides of signs. Ended by the first 0.
+/// borders and the straight sides of symbols. Ended by the first 0.
 using Guides = std::array<qreal, 4>;
 
 /// Where a picture lies in the sheet of its family.
 struct Slice
 {
-    std::string_view name;
     /// Empty: lettering, which is set at run time.
     std::string_view family;
     QRectF rect;
@@ -42,107 +43,98 @@ struct Slice
 
 namespace {
 
-constexpr Guides pillRows{1, 2, 15};
+using Slices = std::map<std::string, Slice, std::less<>>;
 
-const std::array slices{
-    Slice{"m-h-start.png", "status-face", {0, 0, 15, 16}, {1, 5}, pillRows},
-    Slice{"m-h-stop.png", "status-face", {20, 0, 15, 16}, {1, 4, 12}, {1, 4, 12, 15}},
-    Slice{"m-right-bg-left.png", "status-face", {40, 0, 4, 16}, {1}, pillRows},
-    Slice{"m-right-bg-mid.png", "status-face", {48, 0, 4, 16}, {}, pillRows},
-    Slice{"m-right-bg-right.png", "status-face", {56, 0, 4, 16}, {3}, pillRows},
-    Slice{"m-h-hover.png", "status-face", {64, 0, 15, 16}, {1}, {1, 15}},
-    Slice{"m-h-pressed.png", "status-face", {84, 0, 15, 16}, {1}, {1, 15}},
-    Slice{"m-offline.png", "status-face", {0, 20, 59, 16}, {1, 58}, pillRows},
-    Slice{"m-sign-in.png", "status-face", {64, 20, 59, 16}, {1, 58}, pillRows},
-    Slice{"tw-icn-start.png", "row-buttons", {0, 0, 28, 28}},
-    Slice{"tw-icn-start-active.png", "row-buttons", {32, 0, 28, 28}},
-    Slice{"tw-icn-stop-active.png", "row-buttons", {64, 0, 28, 28}},
-    Slice{"btn-tw-submit-left.png", "buttons", {0, 0, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-tw-submit-mid.png", "buttons", {12, 0, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-tw-submit-right.png", "buttons", {20, 0, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-tw-cancel-left.png", "buttons", {0, 28, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-tw-cancel-mid.png", "buttons", {12, 28, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-tw-cancel-right.png", "buttons", {20, 28, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-tw-active-left.png", "buttons", {0, 56, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-tw-active-mid.png", "buttons", {12, 56, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-tw-active-right.png", "buttons", {20, 56, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-hud-submit-left.png", "buttons", {0, 84, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-hud-submit-mid.png", "buttons", {12, 84, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-hud-submit-right.png", "buttons", {20, 84, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-hud-cancel-left.png", "buttons", {0, 112, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-hud-cancel-mid.png", "buttons", {12, 112, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-hud-cancel-right.png", "buttons", {20, 112, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-hud-active-left.png", "buttons", {0, 140, 7, 25}, {1}, {1, 2, 23, 24}},
-    Slice{"btn-hud-active-mid.png", "buttons", {12, 140, 4, 25}, {}, {1, 2, 23, 24}},
-    Slice{"btn-hud-active-right.png", "buttons", {20, 140, 7, 25}, {6}, {1, 2, 23, 24}},
-    Slice{"btn-big-submit-left.png", "buttons", {0, 168, 7, 35}, {1}, {1, 2, 33, 34}},
-    Slice{"btn-big-submit-mid.png", "buttons", {12, 168, 4, 35}, {}, {1, 2, 33, 34}},
-    Slice{"btn-big-submit-right.png", "buttons", {20, 168, 7, 35}, {6}, {1, 2, 33, 34}},
-    Slice{"btn-big-active-left.png", "buttons", {0, 206, 7, 35}, {1}, {1, 2, 33, 34}},
-    Slice{"btn-big-active-mid.png", "buttons", {12, 206, 4, 35}, {}, {1, 2, 33, 34}},
-    Slice{"btn-big-active-right.png", "buttons", {20, 206, 7, 35}, {6}, {1, 2, 33, 34}},
-    Slice{"tw-tf-upper-left.png", "text-fields", {0, 0, 6, 6}, {1}, {1}},
-    Slice{"tw-tf-upper-mid.png", "text-fields", {6, 0, 4, 6}, {}, {1}},
-    Slice{"tw-tf-upper-right.png", "text-fields", {10, 0, 6, 6}, {5}, {1}},
-    Slice{"tw-tf-mid-left.png", "text-fields", {0, 6, 6, 4}, {1}},
-    Slice{"tw-tf-mid-mid.png", "text-fields", {6, 6, 4, 4}},
-    Slice{"tw-tf-mid-right.png", "text-fields", {10, 6, 6, 4}, {5}},
-    Slice{"tw-tf-lower-left.png", "text-fields", {0, 10, 6, 6}, {1}, {4, 5}},
-    Slice{"tw-tf-lower-mid.png", "text-fields", {6, 10, 4, 6}, {}, {4, 5}},
-    Slice{"tw-tf-lower-right.png", "text-fields", {10, 10, 6, 6}, {5}, {4, 5}},
-    Slice{"hud-tf-upper-left.png", "text-fields", {20, 0, 6, 6}, {1}, {1}},
-    Slice{"hud-tf-upper-mid.png", "text-fields", {26, 0, 4, 6}, {}, {1}},
-    Slice{"hud-tf-upper-right.png", "text-fields", {30, 0, 6, 6}, {5}, {1}},
-    Slice{"hud-tf-mid-left.png", "text-fields", {20, 6, 6, 4}, {1}},
-    Slice{"hud-tf-mid-mid.png", "text-fields", {26, 6, 4, 4}},
-    Slice{"hud-tf-mid-right.png", "text-fields", {30, 6, 6, 4}, {5}},
-    Slice{"hud-tf-lower-left.png", "text-fields", {20, 10, 6, 6}, {1}, {4, 5}},
-    Slice{"hud-tf-lower-mid.png", "text-fields", {26, 10, 4, 6}, {}, {4, 5}},
-    Slice{"hud-tf-lower-right.png", "text-fields", {30, 10, 6, 6}, {5}, {4, 5}},
-    Slice{"hud-tf-error-upper-left.png", "text-fields", {40, 0, 6, 6}, {1}, {1}},
-    Slice{"hud-tf-error-upper-mid.png", "text-fields", {46, 0, 4, 6}, {}, {1}},
-    Slice{"hud-tf-error-upper-right.png", "text-fields", {50, 0, 6, 6}, {5}, {1}},
-    Slice{"hud-tf-error-mid-left.png", "text-fields", {40, 6, 6, 4}, {1}},
-    Slice{"hud-tf-error-mid-mid.png", "text-fields", {46, 6, 4, 4}},
-    Slice{"hud-tf-error-mid-right.png", "text-fields", {50, 6, 6, 4}, {5}},
-    Slice{"hud-tf-error-lower-left.png", "text-fields", {40, 10, 6, 6}, {1}, {4, 5}},
-    Slice{"hud-tf-error-lower-mid.png", "text-fields", {46, 10, 4, 6}, {}, {4, 5}},
-    Slice{"hud-tf-error-lower-right.png", "text-fields", {50, 10, 6, 6}, {5}, {4, 5}},
-    Slice{"tw-bg-header.png", "bars", {0, 0, 4, 44}, {}, {1, 43}},
-    Slice{"tw-bg-footer.png", "bars", {8, 0, 4, 34}, {}, {1, 2}},
-    Slice{"hud-background-1.png", "hud", {0, 0, 320, 40}, {1, 2, 318, 319}, {1, 2, 28, 29}},
-    Slice{"hud-background-2.png", "hud", {0, 44, 320, 10}, {1, 2, 318, 319}},
-    Slice{"hud-background-3.png", "hud", {0, 58, 320, 40}, {1, 2, 318, 319}, {38, 39}},
-    Slice{"tw-empty-day.png", "empty-day", {0, 0, 64, 64}},
-    Slice{"tw-back.png", "signs", {0, 0, 20, 20}},
-    Slice{"tw-back-active.png", "signs", {24, 0, 20, 20}},
-    Slice{"tw-forward.png", "signs", {48, 0, 20, 20}},
-    Slice{"tw-forward-active.png", "signs", {72, 0, 20, 20}},
-    Slice{"tw-today.png", "signs", {96, 0, 20, 20}},
-    Slice{"tw-today-active.png", "signs", {120, 0, 20, 20}},
-    Slice{"tw-icn-lock.png", "signs", {0, 24, 28, 28}},
-    Slice{"tw-offline.png", "signs", {32, 24, 20, 20}},
-    Slice{"tw-arrow.png", "signs", {56, 24, 16, 16}},
-    Slice{"tw-arrow-active.png", "signs", {76, 24, 16, 16}},
-    Slice{"hud-arrow.png", "signs", {96, 24, 16, 16}},
-    Slice{"hud-arrow-active.png", "signs", {116, 24, 16, 16}},
-    Slice{"tw-checkbox.png", "signs", {0, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}},
-    Slice{"tw-checkbox-on.png", "signs", {20, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}},
-    Slice{"hud-checkbox.png", "signs", {40, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}},
-    Slice{"hud-checkbox-on.png", "signs", {60, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}},
-    Slice{"tw-edit-hours.png", "signs", {80, 52, 20, 20}},
-    Slice{"tw-edit-hours-active.png", "signs", {104, 52, 20, 20}},
-    Slice{"tw-add-one.png", "signs", {128, 52, 20, 20}},
-    Slice{"tw-add-one-active.png", "signs", {152, 52, 20, 20}},
-    Slice{"black-title-text.png", {}, {0, 0, 46, 23}},
-    Slice{"quillon.png", "quillon", {0, 0, 128, 128}},
-    Slice{"prefs-account.png", "preferences", {0, 0, 24, 24}},
-    Slice{"prefs-general.png", "preferences", {28, 0, 24, 24}},
-    Slice{"prefs-shortcuts.png", "preferences", {56, 0, 24, 24}},
-    Slice{"prefs-show.png", "preferences", {84, 4, 16, 16}},
-    Slice{"prefs-hide.png", "preferences", {104, 4, 16, 16}},
-    Slice{"prefs-clear.png", "preferences", {124, 4, 16, 16}},
-};
+/// The three pictures of a button: its ends, and what is stretched between them.
+void addButton(Slices& slices, const std::string& name, qreal y, qreal height)
+{
+    const Guides rows{1, 2, height - 2, height - 1};
+    slices[name + "-left.png"] = {"buttons", {0, y, 7, height}, {1}, rows};
+    slices[name + "-mid.png"] = {"buttons", {12, y, 4, height}, {}, rows};
+    slices[name + "-right.png"] = {"buttons", {20, y, 7, height}, {6}, rows};
+}
+
+/// The nine pictures of a text field's frame.
+void addFrame(Slices& slices, const std::string& name, qreal x)
+{
+    struct Row
+    {
+        const char* name;
+        qreal y, height;
+        Guides guides;
+    };
+    for (const auto& [row, y, height, rows] :
+         {Row{"-upper", 0, 6, {1}}, Row{"-mid", 6, 4}, Row{"-lower", 10, 6, {4, 5}}}) {
+        slices[name + row + "-left.png"] = {"text-fields", QRectF(x, y, 6, height), {1}, rows};
+        slices[name + row + "-mid.png"] = {"text-fields", QRectF(x + 6, y, 4, height), {}, rows};
+        slices[name + row + "-right.png"] = {"text-fields", QRectF(x + 10, y, 6, height), {5}, rows};
+    }
+}
+
+Slices allSlices()
+{
+    constexpr Guides pillRows{1, 2, 15};
+    Slices slices{
+        {"m-h-start.png", {"status-face", {0, 0, 15, 16}, {1, 5}, pillRows}},
+        {"m-h-stop.png", {"status-face", {20, 0, 15, 16}, {1, 4, 12}, {1, 4, 12, 15}}},
+        {"m-right-bg-left.png", {"status-face", {40, 0, 4, 16}, {1}, pillRows}},
+        {"m-right-bg-mid.png", {"status-face", {48, 0, 4, 16}, {}, pillRows}},
+        {"m-right-bg-right.png", {"status-face", {56, 0, 4, 16}, {3}, pillRows}},
+        {"m-h-hover.png", {"status-face", {64, 0, 15, 16}, {1}, {1, 15}}},
+        {"m-h-pressed.png", {"status-face", {84, 0, 15, 16}, {1}, {1, 15}}},
+        {"m-offline.png", {"status-face", {0, 20, 59, 16}, {1, 58}, pillRows}},
+        {"m-sign-in.png", {"status-face", {64, 20, 59, 16}, {1, 58}, pillRows}},
+        {"tw-icn-start.png", {"row-buttons", {0, 0, 28, 28}}},
+        {"tw-icn-start-active.png", {"row-buttons", {32, 0, 28, 28}}},
+        {"tw-icn-stop-active.png", {"row-buttons", {64, 0, 28, 28}}},
+        {"tw-bg-header.png", {"bars", {0, 0, 4, 44}, {}, {1, 43}}},
+        {"tw-bg-footer.png", {"bars", {8, 0, 4, 34}, {}, {1, 2}}},
+        {"hud-background-1.png", {"hud", {0, 0, 320, 40}, {1, 2, 318, 319}, {1, 2, 28, 29}}},
+        {"hud-background-2.png", {"hud", {0, 44, 320, 10}, {1, 2, 318, 319}}},
+        {"hud-background-3.png", {"hud", {0, 58, 320, 40}, {1, 2, 318, 319}, {38, 39}}},
+        {"tw-empty-day.png", {"empty-day", {0, 0, 64, 64}}},
+        {"tw-back.png", {"symbols", {0, 0, 20, 20}}},
+        {"tw-back-active.png", {"symbols", {24, 0, 20, 20}}},
+        {"tw-forward.png", {"symbols", {48, 0, 20, 20}}},
+        {"tw-forward-active.png", {"symbols", {72, 0, 20, 20}}},
+        {"tw-today.png", {"symbols", {96, 0, 20, 20}}},
+        {"tw-today-active.png", {"symbols", {120, 0, 20, 20}}},
+        {"tw-icn-lock.png", {"symbols", {0, 24, 28, 28}}},
+        {"tw-offline.png", {"symbols", {32, 24, 20, 20}}},
+        {"tw-arrow.png", {"symbols", {56, 24, 16, 16}}},
+        {"tw-arrow-active.png", {"symbols", {76, 24, 16, 16}}},
+        {"hud-arrow.png", {"symbols", {96, 24, 16, 16}}},
+        {"hud-arrow-active.png", {"symbols", {116, 24, 16, 16}}},
+        {"tw-checkbox.png", {"symbols", {0, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}}},
+        {"tw-checkbox-on.png", {"symbols", {20, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}}},
+        {"hud-checkbox.png", {"symbols", {40, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}}},
+        {"hud-checkbox-on.png", {"symbols", {60, 56, 16, 16}, {1, 2, 14, 15}, {1, 2, 14, 15}}},
+        {"tw-edit-hours.png", {"symbols", {80, 52, 20, 20}}},
+        {"tw-edit-hours-active.png", {"symbols", {104, 52, 20, 20}}},
+        {"tw-add-one.png", {"symbols", {128, 52, 20, 20}}},
+        {"tw-add-one-active.png", {"symbols", {152, 52, 20, 20}}},
+        {"black-title-text.png", {{}, {0, 0, 46, 23}}},
+        {"quillon.png", {"quillon", {0, 0, 128, 128}}},
+        {"prefs-account.png", {"preferences", {0, 0, 24, 24}}},
+        {"prefs-general.png", {"preferences", {28, 0, 24, 24}}},
+        {"prefs-shortcuts.png", {"preferences", {56, 0, 24, 24}}},
+        {"prefs-show.png", {"preferences", {84, 4, 16, 16}}},
+        {"prefs-hide.png", {"preferences", {104, 4, 16, 16}}},
+        {"prefs-clear.png", {"preferences", {124, 4, 16, 16}}},
+    };
+    qreal y = 0;
+    for (const char* name :
+         {"btn-tw-submit", "btn-tw-cancel", "btn-tw-active", "btn-hud-submit", "btn-hud-cancel", "btn-hud-active"}) {
+        addButton(slices, name, y, 25);
+        y += 28;
+    }
+    addButton(slices, "btn-big-submit", 168, 35);
+    addButton(slices, "btn-big-active", 206, 35);
+    addFrame(slices, "tw-tf", 0);
+    addFrame(slices, "hud-tf", 20);
+    addFrame(slices, "hud-tf-error", 40);
+    return slices;
+}
 
 /// The parsed sheets. They never change, so they are kept for the life of the process.
 QSvgRenderer& sheetOf(std::string_view family)
@@ -192,7 +184,7 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
 /// pixels of the device.
 void drawTitleText(QImage& image, QSizeF size)
 {
-    const QString title = u"Timesheet"_s;
+    const QString title = QCoreApplication::translate("skin::Image", "Timesheet");
     constexpr int points = 11;
     QFont font = interfaceFont(points, QFont::DemiBold);
     const qreal fit = std::min(1.0, size.width() / QFontMetricsF(font).horizontalAdvance(title));
@@ -212,9 +204,7 @@ void drawTitleText(QImage& image, QSizeF size)
 
 QPixmap rasterised(const Slice& slice, QSize pixels)
 {
-    const QString key = u"skin/%1/%2x%3"_s.arg(QLatin1StringView(slice.name.data(), qsizetype(slice.name.size())))
-                            .arg(pixels.width())
-                            .arg(pixels.height());
+    const QString key = u"skin/%1/%2x%3"_s.arg(quintptr(&slice)).arg(pixels.width()).arg(pixels.height());
     QPixmap pixmap;
     if (QPixmapCache::find(key, &pixmap))
         return pixmap;
@@ -285,13 +275,20 @@ QPixmap Image::pixmap(qreal devicePixelRatio) const
     return pixmap;
 }
 
+QPixmap Image::pixmap(qreal devicePixelRatio, const QColor& color) const
+{
+    QPixmap pixmap = this->pixmap(devicePixelRatio);
+    QPainter painter(&pixmap);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(pixmap.rect(), color);
+    return pixmap;
+}
+
 Image imageNamed(std::string_view name)
 {
-    for (const Slice& slice : slices) {
-        if (slice.name == name)
-            return Image(&slice);
-    }
-    return {};
+    static const Slices slices = allSlices();
+    const auto found = slices.find(name);
+    return found != slices.end() ? Image(&found->second) : Image();
 }
 
 QRectF snapped(const QPainter& painter, const QRectF& rect)

@@ -32,6 +32,8 @@ public:
 
     /// In its natural size for a screen of that ratio, for icons.
     QPixmap pixmap(qreal devicePixelRatio) const;
+    /// The same, all in one colour.
+    QPixmap pixmap(qreal devicePixelRatio, const QColor& color) const;
 
 private:
     friend Image imageNamed(std::string_view name);

@@ -43,7 +43,7 @@ public:
     explicit QuillonEditHoursButtonCell(QWidget* parent = nullptr);
 };
 
-/// Adds one more: a plus sign.
+/// Adds one more: a plus.
 class QuillonAddOneButtonCell final : public ImageButton
 {
     Q_OBJECT

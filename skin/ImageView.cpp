@@ -9,13 +9,6 @@ ImageView::ImageView(Image image, QWidget* parent) : QWidget(parent), m_image(im
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void ImageView::setImage(Image image)
-{
-    m_image = image;
-    updateGeometry();
-    update();
-}
-
 void ImageView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);

@@ -13,15 +13,13 @@ class ImageView final : public QWidget
 public:
     explicit ImageView(Image image, QWidget* parent = nullptr);
 
-    void setImage(Image image);
-
     QSize sizeHint() const override { return m_image.size().toSize(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    Image m_image;
+    const Image m_image;
 };
 
 } // namespace skin

@@ -6,12 +6,13 @@
 
 namespace skin {
 
-/// A title that opens a web page in the person's browser, or does what else it is connected to.
+/// A title that opens a web page in the user's browser, or does whatever else it is connected to.
 class LinkButton final : public FlatButton
 {
     Q_OBJECT
 public:
-    explicit LinkButton(const QString& title = {}, QWidget* parent = nullptr);
+    explicit LinkButton(QWidget* parent) : LinkButton(QString(), parent) {}
+    explicit LinkButton(const QString& title, QWidget* parent = nullptr);
 
     /// Where it leads; also its tool tip.
     void setLink(const QUrl& link);

@@ -26,19 +26,14 @@ constexpr int leastWidth = 76;
 
 } // namespace
 
-QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent)
-    : QPushButton(title, parent), m_ring(*this, cornerRadius)
+QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent, Purpose purpose)
+    : QPushButton(title, parent), m_isCancelButton(purpose == Cancel), m_ring(*this, cornerRadius)
 {
     setFont(interfaceFont(12, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     setAttribute(Qt::WA_Hover);
     // Return presses it, in whatever window.
     setAutoDefault(true);
-}
-
-bool QuillonButtonCell::isCancelButton() const
-{
-    return text() == "Cancel"_L1;
 }
 
 QColor QuillonButtonCell::textColor() const

@@ -7,15 +7,21 @@
 
 namespace skin {
 
-/// A button of the timesheet skin. What it looks like follows from its state and title alone: one titled "Cancel" is
-/// quiet, any other submits.
+/// A button of the timesheet skin. What it looks like follows from its state and from what it is for: one that
+/// cancels is quiet, any other submits.
 class QuillonButtonCell : public QPushButton
 {
     Q_OBJECT
 public:
-    explicit QuillonButtonCell(const QString& title = {}, QWidget* parent = nullptr);
+    enum Purpose
+    {
+        Submit,
+        Cancel ///< for the one titled "Cancel", in any language
+    };
 
-    bool isCancelButton() const;
+    explicit QuillonButtonCell(const QString& title = {}, QWidget* parent = nullptr, Purpose purpose = Submit);
+
+    bool isCancelButton() const { return m_isCancelButton; }
     bool isSubmitButton() const { return !isCancelButton(); }
     virtual bool shouldShadowText() const { return isSubmitButton(); }
     virtual QColor textColor() const;
@@ -45,6 +51,7 @@ private:
     Image part(std::string_view which) const;
     QString shownTitle(const QString& title, const QRectF& frame) const;
 
+    const bool m_isCancelButton;
     FocusRing m_ring;
 };
 
@@ -61,6 +68,17 @@ public:
 protected:
     std::string_view imagePrefix() const override;
     bool showsDisabledByImage() const override { return true; }
+};
+
+/// The large one of an otherwise empty view.
+class QuillonBigLoadingButton final : public QuillonButtonCell
+{
+    Q_OBJECT
+public:
+    using QuillonButtonCell::QuillonButtonCell;
+
+protected:
+    std::string_view imagePrefix() const override { return isDown() ? "btn-big-active-" : "btn-big-submit-"; }
 };
 
 } // namespace skin

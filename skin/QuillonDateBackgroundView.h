@@ -6,7 +6,7 @@ namespace skin {
 
 class QuillonDateBackgroundView;
 
-/// Is told when the date is clicked.
+/// Is notified when the date is clicked.
 class DateBackgroundDelegate
 {
 public:

@@ -6,7 +6,7 @@ namespace skin {
 
 class QuillonHoursTextField;
 
-/// Is told when the hours field gets the keyboard focus.
+/// Is notified when the hours field gets the keyboard focus.
 class HoursTextFieldDelegate
 {
 public:
@@ -18,7 +18,7 @@ protected:
 
 /// A field for hours that says when it gets the keyboard focus: first to its delegate, then to everybody.
 ///
-/// A window that becomes active again, or a menu that closes, gives the focus back without a word.
+/// A window that becomes active again, or a menu that closes, gives the focus back without an announcement.
 class QuillonHoursTextField final : public QLineEdit
 {
     Q_OBJECT

@@ -1,5 +1,6 @@
 #include "skin/QuillonStatusItemView.h"
 
+#include "skin/AccessibleRole.h"
 #include "skin/ColorHex.h"
 #include "skin/SpokenHours.h"
 #include "skin/StatusItemAccessible.h"
@@ -13,7 +14,6 @@
 #include <QPainter>
 
 #include <cmath>
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -30,17 +30,13 @@ QuillonStatusItemView::QuillonStatusItemView(const QRectF& frame, StatusItemOwne
     : m_menulet(menulet), m_hoursString(u"-:--"_s),
       m_blink(*this, [this] { update(makeRectForBlinker().toAlignedRect()); })
 {
-    static std::once_flag accessible;
-    std::call_once(accessible, installStatusItemAccessible);
-
+    installAccessible<QuillonStatusItemView, StatusItemAccessible>();
     setObjectName(u"statusItemView"_s);
     setGeometry(QRect(frame.topLeft().toPoint(), QSize(qCeil(frame.width()), qCeil(frame.height()))));
     setFocusPolicy(Qt::TabFocus);
     setMouseTracking(true);
     updateSpokenText();
 }
-
-QuillonStatusItemView::~QuillonStatusItemView() = default;
 
 void QuillonStatusItemView::setHours(const QString& hours, bool andRunning)
 {
@@ -195,12 +191,12 @@ void QuillonStatusItemView::drawFace(QPainter& painter) const
 
 void QuillonStatusItemView::drawOffline(QPainter& painter) const
 {
-    drawPill(painter, imageNamed("m-offline.png"), u"Offline"_s);
+    drawPill(painter, imageNamed("m-offline.png"), tr("Offline"));
 }
 
 void QuillonStatusItemView::drawLoggedOut(QPainter& painter) const
 {
-    drawPill(painter, imageNamed("m-sign-in.png"), u"Sign in"_s);
+    drawPill(painter, imageNamed("m-sign-in.png"), tr("Sign in"));
 }
 
 void QuillonStatusItemView::drawPill(QPainter& painter, const Image& image, const QString& label) const
@@ -208,16 +204,16 @@ void QuillonStatusItemView::drawPill(QPainter& painter, const Image& image, cons
     const QPointF corner(edgeMargin, height() / 2.0 - image.size().height() / 2);
     image.drawAtPoint(painter, corner);
 
-    // The label takes what the sign at the left leaves; a wider font is drawn smaller rather than cut.
-    constexpr double signWidth = 17;
+    // The label takes what the symbol at the left leaves; a wider font is drawn smaller rather than cut.
+    constexpr double symbolWidth = 17;
     constexpr double rightInset = 3;
-    const double room = image.size().width() - signWidth - rightInset;
+    const double room = image.size().width() - symbolWidth - rightInset;
     TextAttributes attributes = hoursAttributes();
     const double wanted = attributes.sizeOf(label).width();
     if (wanted > room)
         attributes.font.setPixelSize(qMax(8, qFloor(11 * room / wanted)));
     const QSizeF size = attributes.sizeOf(label);
-    attributes.draw(painter, {corner.x() + signWidth + (room - size.width()) / 2, (height() - size.height()) / 2},
+    attributes.draw(painter, {corner.x() + symbolWidth + (room - size.width()) / 2, (height() - size.height()) / 2},
                     label);
 }
 
@@ -405,13 +401,12 @@ void QuillonStatusItemView::setButtonLook(ButtonLook look)
 QString QuillonStatusItemView::spokenText() const
 {
     if (m_offline)
-        return u"Offline"_s;
+        return tr("Offline");
     if (m_loggedOut)
-        return u"Sign in"_s;
-    const QString state = m_isRunning ? u"running"_s : u"stopped"_s;
+        return tr("Sign in");
     if (m_hoursString == "-:--"_L1)
-        return u"No hours yet"_s;
-    QStringList said{spokenHours(m_hoursString), state};
+        return tr("No hours yet");
+    QStringList said{spokenHours(m_hoursString), m_isRunning ? tr("running") : tr("stopped")};
     if (!m_about.isEmpty())
         said << m_about;
     return said.join(", "_L1);

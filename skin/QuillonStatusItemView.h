@@ -23,9 +23,8 @@ class QuillonStatusItemView final : public QWidget
 {
     Q_OBJECT
 public:
-    /// `menulet` is not owned and must outlive the view. Widths that are no whole points are rounded up.
+    /// `menulet` is not owned and must outlive the view. Fractional widths are rounded up.
     QuillonStatusItemView(const QRectF& frame, StatusItemOwner& menulet);
-    ~QuillonStatusItemView() override;
 
     void setHours(const QString& hours, bool andRunning);
     QString hoursString() const { return m_hoursString; }
@@ -58,7 +57,7 @@ public:
     static Image midTextBackground();
     static Image rightCapTextBackground();
 
-    /// What the hours are spent on: said with them, not drawn.
+    /// What the hours are spent on: spoken with them, not drawn.
     void setAbout(const QString& about);
     /// What a screen reader says: "1 hour 5 minutes, running, Website, Design". Also the accessible name.
     QString spokenText() const;

@@ -33,7 +33,7 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    /// Line breaks and other signs that are not to be seen become blanks.
+    /// Line breaks and other invisible characters become spaces.
     QString line() const;
 
     BackgroundStyle m_style = BackgroundStyle::Normal;

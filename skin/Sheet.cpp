@@ -1,5 +1,7 @@
 #include "skin/Sheet.h"
 
+#include "skin/AccessibleRole.h"
+
 #include <QAbstractButton>
 #include <QAccessibleWidget>
 #include <QAction>
@@ -68,12 +70,6 @@ public:
     }
 };
 
-QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
-{
-    auto* sheet = qobject_cast<Sheet*>(object);
-    return sheet ? new SheetAccessible(*sheet) : nullptr;
-}
-
 void tellAssistiveTechnology(Sheet& sheet, QAccessible::Event what)
 {
     QAccessibleEvent event(&sheet, what);
@@ -112,10 +108,7 @@ void unblock(QList<QPointer<Thing>>& blocked)
 
 Sheet::Sheet(QWidget& window) : QWidget(&window), m_window(window), m_body(new Body(*this))
 {
-    [[maybe_unused]] static const bool installed = [] {
-        QAccessible::installFactory(makeInterface);
-        return true;
-    }();
+    installAccessible<Sheet, SheetAccessible>();
     hide();
     m_body->installEventFilter(this);
     m_slide.setDuration(slideMilliseconds);
@@ -290,7 +283,7 @@ bool Sheet::focusNextPrevChild(bool next)
 
 void Sheet::keyPressEvent(QKeyEvent* event)
 {
-    // What reaches this place is of no use to any control of the sheet. It goes no further.
+    // What arrives here no control of the sheet has used. It goes no further.
     if (event->key() == Qt::Key_Escape) {
         cancel();
     } else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
@@ -310,7 +303,7 @@ bool Sheet::event(QEvent* event)
     case QEvent::MouseMove:
     case QEvent::Wheel:
     case QEvent::ContextMenu:
-        // The window's own ideas about the mouse do not hold below a sheet.
+        // Nothing below a sheet is to react to the mouse.
         event->accept();
         return true;
     default:

@@ -48,7 +48,7 @@ public:
     static Sheet* openIn(const QWidget& window);
 
 signals:
-    /// It has been closed, by whom ever; the window is usable again.
+    /// It has been closed, however that came about; the window is usable again.
     void closed();
 
 protected:

@@ -60,29 +60,20 @@ void Spinner::paintEvent(QPaintEvent*)
     if (isVisible() && !m_timer.isActive())
         m_timer.start(stepMs, Qt::CoarseTimer, this);
     QPainter painter(this);
-    drawSpinner(painter, rect(), m_step, m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white));
-}
-
-void drawSpinner(QPainter& painter, const QRectF& rect, int step, const QColor& color)
-{
-    const qreal size = std::min(rect.width(), rect.height());
-    painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.translate(rect.center());
+    const qreal size = std::min(width(), height());
+    painter.translate(QRectF(rect()).center());
     painter.scale(size / 16, size / 16);
+    QColor shade = m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white);
     for (int i = 0; i < spokes; ++i) {
-        // The spoke at `step` leads; those behind it fade.
-        const int behind = (step - i + spokes) % spokes;
-        QColor shade = color;
+        // The spoke at `m_step` leads; those behind it fade.
+        const int behind = (m_step - i + spokes) % spokes;
         shade.setAlphaF(static_cast<float>(std::max(0.15, 1.0 - behind * 0.09)));
         painter.setBrush(shade);
-        painter.save();
-        painter.rotate(30.0 * i);
         painter.drawRoundedRect(QRectF(-0.8, -7.5, 1.6, 3.9), 0.8, 0.8);
-        painter.restore();
+        painter.rotate(360.0 / spokes);
     }
-    painter.restore();
 }
 
 } // namespace skin

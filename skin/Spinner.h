@@ -5,7 +5,7 @@
 
 namespace skin {
 
-/// Says that something is under way and takes a while: twelve spokes that turn. Nothing is shown when it is stopped,
+/// Shows that something is under way and takes a while: twelve turning spokes. Nothing is shown when it is stopped,
 /// and nothing costs time while it is out of sight.
 class Spinner final : public QWidget
 {
@@ -38,8 +38,5 @@ private:
     int m_step = 0;
     QBasicTimer m_timer;
 };
-
-/// Draws the spokes in the square in the middle of `rect`, turned by `step` of twelve.
-void drawSpinner(QPainter& painter, const QRectF& rect, int step, const QColor& color);
 
 } // namespace skin

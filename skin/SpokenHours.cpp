@@ -1,5 +1,6 @@
 #include "skin/SpokenHours.h"
 
+#include <QCoreApplication>
 #include <QStringList>
 
 #include <cmath>
@@ -7,11 +8,12 @@
 using namespace Qt::StringLiterals;
 
 namespace skin {
+
 namespace {
 
-QString counted(int count, QLatin1StringView one)
+QString tr(const char* text)
 {
-    return u"%1 %2%3"_s.arg(count).arg(one, count == 1 ? ""_L1 : "s"_L1);
+    return QCoreApplication::translate("SpokenHours", text);
 }
 
 } // namespace
@@ -26,13 +28,13 @@ QString spokenHours(const QString& text)
     if (parts.size() != 2 || !hoursRead || !minutesRead)
         return text;
     QStringList words;
-    // With a clock behind the service's the sign stands before the minutes: "0:-3".
+    // With a clock behind the service's the minus stands before the minutes: "0:-3".
     if (hours < 0 || minutes < 0)
-        words << u"minus"_s;
+        words << tr("minus");
     if (hours != 0)
-        words << counted(std::abs(hours), "hour"_L1);
+        words << (std::abs(hours) == 1 ? tr("%1 hour") : tr("%1 hours")).arg(std::abs(hours));
     if (minutes != 0 || hours == 0)
-        words << counted(std::abs(minutes), "minute"_L1);
+        words << (std::abs(minutes) == 1 ? tr("%1 minute") : tr("%1 minutes")).arg(std::abs(minutes));
     return words.join(u' ');
 }
 

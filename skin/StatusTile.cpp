@@ -28,10 +28,10 @@ QLinearGradient gradient(double top, double bottom, const QString& from, const Q
     return colors;
 }
 
-/// The sign at the left of a pill of that name, in the middle of the tile.
-void drawSign(QPainter& painter, std::string_view name, int side)
+/// The symbol at the left of the pill with that name, in the middle of the tile.
+void drawSymbol(QPainter& painter, std::string_view name, int side)
 {
-    constexpr double middle = 9.8; // of the sign, from the left of the pill
+    constexpr double middle = 9.8; // of the symbol, from the left of the pill
     const Image pill = imageNamed(name);
     const double scale = side / pill.size().height();
     pill.draw(painter, {side / 2.0 - middle * scale, 0, pill.size().width() * scale, static_cast<double>(side)});
@@ -90,7 +90,7 @@ QImage statusTile(const platform::StatusItem::Description& description, int side
     outline.addRoundedRect(0, 0, side, side, radius, radius);
     painter.setClipPath(outline);
     if (description.offline || description.loggedOut) {
-        drawSign(painter, description.offline ? "m-offline.png" : "m-sign-in.png", side);
+        drawSymbol(painter, description.offline ? "m-offline.png" : "m-sign-in.png", side);
         return tile;
     }
 

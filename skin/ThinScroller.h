@@ -11,9 +11,9 @@ namespace skin {
 /// The scroller of a list: a thin thumb over the right edge of the rows, faint until the pointer is on it. It shows
 /// and moves the value of a scroll bar that is itself not shown, in shades of the base colour of its palette.
 ///
-/// It must not make scrolling dear. So it lies among the rows, as a widget over the whole of them would keep scrolling
-/// from moving pixels; it is no larger than what is seen of it; and it is opaque, so that the rows below it need not be
-/// drawn whenever it moves.
+/// It must not make scrolling expensive. So it lies among the rows, as a widget over the whole of them would keep
+/// scrolling from moving pixels; it is no larger than what is seen of it; and it is opaque, so that the rows below it
+/// need not be drawn whenever it moves.
 class ThinScroller final : public QWidget
 {
     Q_OBJECT

@@ -125,12 +125,8 @@ void drawLettering(QPainter& painter, const QRectF& box, bool active)
         lettering.draw(painter, box);
         return;
     }
-    QPixmap inked = lettering.pixmap(painter.device()->devicePixelRatioF());
+    QPixmap inked = lettering.pixmap(painter.device()->devicePixelRatioF(), QColor(0, 0, 0, 130));
     inked.setDevicePixelRatio(1);
-    QPainter ink(&inked);
-    ink.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    ink.fillRect(inked.rect(), QColor(0, 0, 0, 130));
-    ink.end();
     skin::drawDevicePixmap(painter, box.topLeft(), inked);
 }
 
