@@ -11,86 +11,24 @@ struct Key
 {
     qint64 code;
     int evdev;
-    Qt::Key key;
     const char* name;
 };
 
 // By code, as on a US keyboard.
 constexpr auto keys = std::to_array<Key>({
     // clang-format off
-    {0, 30, Qt::Key_A, "A"},
-    {1, 31, Qt::Key_S, "S"},
-    {2, 32, Qt::Key_D, "D"},
-    {3, 33, Qt::Key_F, "F"},
-    {4, 35, Qt::Key_H, "H"},
-    {5, 34, Qt::Key_G, "G"},
-    {6, 44, Qt::Key_Z, "Z"},
-    {7, 45, Qt::Key_X, "X"},
-    {8, 46, Qt::Key_C, "C"},
-    {9, 47, Qt::Key_V, "V"},
-    {11, 48, Qt::Key_B, "B"},
-    {12, 16, Qt::Key_Q, "Q"},
-    {13, 17, Qt::Key_W, "W"},
-    {14, 18, Qt::Key_E, "E"},
-    {15, 19, Qt::Key_R, "R"},
-    {16, 21, Qt::Key_Y, "Y"},
-    {17, 20, Qt::Key_T, "T"},
-    {18, 2, Qt::Key_1, "1"},
-    {19, 3, Qt::Key_2, "2"},
-    {20, 4, Qt::Key_3, "3"},
-    {21, 5, Qt::Key_4, "4"},
-    {22, 7, Qt::Key_6, "6"},
-    {23, 6, Qt::Key_5, "5"},
-    {24, 13, Qt::Key_Equal, "="},
-    {25, 10, Qt::Key_9, "9"},
-    {26, 8, Qt::Key_7, "7"},
-    {27, 12, Qt::Key_Minus, "-"},
-    {28, 9, Qt::Key_8, "8"},
-    {29, 11, Qt::Key_0, "0"},
-    {30, 27, Qt::Key_BracketRight, "]"},
-    {31, 24, Qt::Key_O, "O"},
-    {32, 22, Qt::Key_U, "U"},
-    {33, 26, Qt::Key_BracketLeft, "["},
-    {34, 23, Qt::Key_I, "I"},
-    {35, 25, Qt::Key_P, "P"},
-    {36, 28, Qt::Key_Return, "Return"},
-    {37, 38, Qt::Key_L, "L"},
-    {38, 36, Qt::Key_J, "J"},
-    {39, 40, Qt::Key_Apostrophe, "'"},
-    {40, 37, Qt::Key_K, "K"},
-    {41, 39, Qt::Key_Semicolon, ";"},
-    {42, 43, Qt::Key_Backslash, "\\"},
-    {43, 51, Qt::Key_Comma, ","},
-    {44, 53, Qt::Key_Slash, "/"},
-    {45, 49, Qt::Key_N, "N"},
-    {46, 50, Qt::Key_M, "M"},
-    {47, 52, Qt::Key_Period, "."},
-    {48, 15, Qt::Key_Tab, "Tab"},
-    {49, 57, Qt::Key_Space, "Space"},
-    {50, 41, Qt::Key_QuoteLeft, "`"},
-    {51, 14, Qt::Key_Backspace, "Backspace"},
-    {53, 1, Qt::Key_Escape, "Escape"},
-    {96, 63, Qt::Key_F5, "F5"},
-    {97, 64, Qt::Key_F6, "F6"},
-    {98, 65, Qt::Key_F7, "F7"},
-    {99, 61, Qt::Key_F3, "F3"},
-    {100, 66, Qt::Key_F8, "F8"},
-    {101, 67, Qt::Key_F9, "F9"},
-    {103, 87, Qt::Key_F11, "F11"},
-    {109, 68, Qt::Key_F10, "F10"},
-    {111, 88, Qt::Key_F12, "F12"},
-    {115, 102, Qt::Key_Home, "Home"},
-    {116, 104, Qt::Key_PageUp, "Page Up"},
-    {117, 111, Qt::Key_Delete, "Delete"},
-    {118, 62, Qt::Key_F4, "F4"},
-    {119, 107, Qt::Key_End, "End"},
-    {120, 60, Qt::Key_F2, "F2"},
-    {121, 109, Qt::Key_PageDown, "Page Down"},
-    {122, 59, Qt::Key_F1, "F1"},
-    {123, 105, Qt::Key_Left, "Left"},
-    {124, 106, Qt::Key_Right, "Right"},
-    {125, 108, Qt::Key_Down, "Down"},
-    {126, 103, Qt::Key_Up, "Up"},
+    {0, 30, "A"}, {1, 31, "S"}, {2, 32, "D"}, {3, 33, "F"}, {4, 35, "H"}, {5, 34, "G"}, {6, 44, "Z"}, {7, 45, "X"},
+    {8, 46, "C"}, {9, 47, "V"}, {11, 48, "B"}, {12, 16, "Q"}, {13, 17, "W"}, {14, 18, "E"}, {15, 19, "R"},
+    {16, 21, "Y"}, {17, 20, "T"}, {18, 2, "1"}, {19, 3, "2"}, {20, 4, "3"}, {21, 5, "4"}, {22, 7, "6"}, {23, 6, "5"},
+    {24, 13, "="}, {25, 10, "9"}, {26, 8, "7"}, {27, 12, "-"}, {28, 9, "8"}, {29, 11, "0"}, {30, 27, "]"},
+    {31, 24, "O"}, {32, 22, "U"}, {33, 26, "["}, {34, 23, "I"}, {35, 25, "P"}, {36, 28, "Return"}, {37, 38, "L"},
+    {38, 36, "J"}, {39, 40, "'"}, {40, 37, "K"}, {41, 39, ";"}, {42, 43, "\\"}, {43, 51, ","}, {44, 53, "/"},
+    {45, 49, "N"}, {46, 50, "M"}, {47, 52, "."}, {48, 15, "Tab"}, {49, 57, "Space"}, {50, 41, "`"},
+    {51, 14, "Backspace"}, {53, 1, "Escape"}, {96, 63, "F5"}, {97, 64, "F6"}, {98, 65, "F7"}, {99, 61, "F3"},
+    {100, 66, "F8"}, {101, 67, "F9"}, {103, 87, "F11"}, {109, 68, "F10"}, {111, 88, "F12"}, {115, 102, "Home"},
+    {116, 104, "Page Up"}, {117, 111, "Delete"}, {118, 62, "F4"}, {119, 107, "End"}, {120, 60, "F2"},
+    {121, 109, "Page Down"}, {122, 59, "F1"}, {123, 105, "Left"}, {124, 106, "Right"}, {125, 108, "Down"},
+    {126, 103, "Up"},
     // clang-format on
 });
 
@@ -124,13 +62,13 @@ QString SRStringForKeyCode(qint64 code)
 
 QKeySequence keySequence(const KeyCombo& combo)
 {
-    const Key* key = keyWith(&Key::code, combo.code);
-    if (!key)
+    const QKeySequence key(SRStringForKeyCode(combo.code), QKeySequence::PortableText);
+    if (key.isEmpty())
         return {};
     Qt::KeyboardModifiers pressed;
     for (const Modifier& modifier : modifiers)
         pressed.setFlag(modifier.modifier, combo.flags & modifier.flag);
-    return QKeyCombination(pressed, key->key);
+    return QKeyCombination(pressed, key[0].key());
 }
 
 std::optional<int> evdevCode(qint64 code)

@@ -80,489 +80,460 @@ class SettingsTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void freshUserHasTheDefaults();
-    void nonsenseReadsAsTheDefault_data();
-    void nonsenseReadsAsTheDefault();
-    void savedOptionsComeBack();
-    void savingKeepsWhatOthersWrote();
-    void unwritableFileLosesNothing();
-    void readsAreSafeWhileValuesChange();
-    void timeKeptHereLeavesTheSavedAccountAlone();
-
-    void accountNameIsNormalized_data();
-    void accountNameIsNormalized();
-    void baseAddress_data();
-    void baseAddress();
-
-    void passwordIsLookedUpLateAndOnce();
-    void passwordGoesToTheKeyringOnly();
-    void anotherEmailLeavesTheOldItem();
-    void savingUnseenPasswordKeepsIt();
-    void lockedKeyringIsAskedForOnce();
-    void typedPasswordWinsOverALateOne();
-    void withoutKeyringThePasswordLastsThisRun();
-
-    void keychainResults();
-    void keychainFailures_data();
-    void keychainFailures();
-    void longPasswordsAreCut_data();
-    void longPasswordsAreCut();
-
-    void keyCodes_data();
-    void keyCodes();
-};
-
-void SettingsTest::freshUserHasTheDefaults()
-{
-    Started start;
-    QuillonPreferences& preferences = start.preferences();
-    QVERIFY(preferences.email().isNull());
-    QVERIFY(preferences.url().isNull());
-    QVERIFY(preferences.companyName().isNull());
-    QVERIFY(preferences.password().isNull());
-    QVERIFY(preferences.blinkColon());
-    QVERIFY(!preferences.startAtLogin());
-    QVERIFY(!preferences.hideFromDock());
-    QVERIFY(preferences.idleTimerEnabled());
-    QCOMPARE(preferences.idleMinutesThreshold(), 10);
-    QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{1572864, 46}));
-    QCOMPARE(preferences.newTimerWindowHotKeyCombo(), (KeyCombo{1572864, 45}));
-    QCOMPARE(start.defaults().integerForKey(QuillonToggleTimerHotKey), 11);
-    QCOMPARE(start.defaults().integerForKey(QuillonToggleTimerHotKeyModifiers), 1572864);
-    QVERIFY(!QFile::exists(settingsFile()));
-}
-
-void SettingsTest::nonsenseReadsAsTheDefault_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("expected");
-    const auto row = [](const char* line, const char* key, const QVariant& expected) {
-        QTest::newRow(line) << QByteArray(line) << QString::fromLatin1(key) << expected;
-    };
-    row("BlinkColon=maybe", "BlinkColon", true);
-    row("BlinkColon=NO", "BlinkColon", false);
-    row("StartAtLogin=1", "StartAtLogin", true);
-    row("IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold", 10);
-    row("IdleMinutesThreshold=0", "IdleMinutesThreshold", 10);
-    row("IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold", 10);
-    row("IdleMinutesThreshold= 25 ", "IdleMinutesThreshold", 25);
-    row("TimesheetHotKey=-1", "TimesheetHotKey", -1);
-    row("TimesheetHotKey=-2", "TimesheetHotKey", 46);
-    row("TimesheetHotKeyModifiers=-1", "TimesheetHotKeyModifiers", 1572864);
-    row("Company=Smith, Jones", "Company", u"Smith, Jones"_s);
-    row("\xff\xfe\x80", "IdleMinutesThreshold", 10);
-}
-
-void SettingsTest::nonsenseReadsAsTheDefault()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(QString, key);
-    QFETCH(QVariant, expected);
-    Started start("[General]\n" + line + "\n");
-    const QByteArray name = key.toLatin1();
-    const QLatin1StringView wanted(name.constData());
-    if (expected.typeId() == QMetaType::Bool)
-        QCOMPARE(start.defaults().boolForKey(wanted), expected.toBool());
-    else if (expected.typeId() == QMetaType::QString)
-        QCOMPARE(start.defaults().stringForKey(wanted), expected.toString());
-    else
-        QCOMPARE(start.defaults().integerForKey(wanted), expected.toLongLong());
-}
-
-void SettingsTest::savedOptionsComeBack()
-{
-    QByteArray saved;
+    void freshUserHasTheDefaults()
     {
-        Started first;
-        QuillonPreferences& preferences = first.preferences();
-        preferences.setEmail(u"änn@example.com"_s);
-        preferences.setUrl(u"https://acme.quillon.example"_s);
-        preferences.setCompanyName(u"Acme, \"Sons\" @ Co"_s);
-        preferences.setBlinkColon(false);
-        preferences.setStartAtLogin(true);
-        preferences.setHideFromDock(true);
-        preferences.setIdleTimerEnabled(false);
-        preferences.setIdleMinutesThreshold(25);
-        preferences.setTimesheetWindowHotKeyCombo({KeyCombo::Shift | KeyCombo::Command, 17});
-        preferences.setNewTimerWindowHotKeyCombo({0, KeyCombo::NoKey});
-        preferences.save();
-        saved = savedSettings();
-        QCOMPARE(QFile::permissions(settingsFile()) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+        Started start;
+        QuillonPreferences& preferences = start.preferences();
+        QVERIFY(preferences.email().isNull());
+        QVERIFY(preferences.url().isNull());
+        QVERIFY(preferences.companyName().isNull());
+        QVERIFY(preferences.password().isNull());
+        QVERIFY(preferences.blinkColon());
+        QVERIFY(!preferences.startAtLogin());
+        QVERIFY(!preferences.hideFromDock());
+        QVERIFY(preferences.idleTimerEnabled());
+        QCOMPARE(preferences.idleMinutesThreshold(), 10);
+        QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{1572864, 46}));
+        QCOMPARE(preferences.newTimerWindowHotKeyCombo(), (KeyCombo{1572864, 45}));
+        QCOMPARE(start.defaults().integerForKey(QuillonToggleTimerHotKey), 11);
+        QCOMPARE(start.defaults().integerForKey(QuillonToggleTimerHotKeyModifiers), 1572864);
+        QVERIFY(!QFile::exists(settingsFile()));
     }
-    Started again(saved);
-    QuillonPreferences& preferences = again.preferences();
-    QCOMPARE(preferences.email(), u"änn@example.com"_s);
-    QCOMPARE(preferences.url(), u"acme"_s);
-    QCOMPARE(preferences.companyName(), u"Acme, \"Sons\" @ Co"_s);
-    QVERIFY(!preferences.blinkColon());
-    QVERIFY(preferences.startAtLogin());
-    QVERIFY(preferences.hideFromDock());
-    QVERIFY(!preferences.idleTimerEnabled());
-    QCOMPARE(preferences.idleMinutesThreshold(), 25);
-    QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{0x120000, 17}));
-    QCOMPARE(preferences.newTimerWindowHotKeyCombo(), (KeyCombo{0, -1}));
-    QCOMPARE(again.defaults().stringForKey(SCQuillonUrlKey), u"acme"_s);
-    QVERIFY(!saved.contains("ToggleTimer"));
-}
 
-void SettingsTest::savingKeepsWhatOthersWrote()
-{
-    Started start("[General]\nCompany=Acme\nBlinkColon=true\n\n[Elsewhere]\nkey=1\n");
-    start.preferences();
-    writeSettings("[General]\nCompany=Acme\nBlinkColon=true\nFloatingStatusItem=true\n\n[Elsewhere]\nkey=2\n");
-    start.defaults().setBool(QuillonBlinkCursorKey, false);
-    start.defaults().setString(SCCompanyKey, QString());
-    QVERIFY(start.defaults().synchronize());
-    QVERIFY(start.defaults().boolForKey("FloatingStatusItem"_L1));
-    QVERIFY(start.defaults().stringForKey(SCCompanyKey).isNull());
-
-    const QSettings file(settingsFile(), QSettings::IniFormat);
-    QCOMPARE(file.allKeys(), QStringList({u"BlinkColon"_s, u"Elsewhere/key"_s, u"FloatingStatusItem"_s}));
-    QCOMPARE(file.value(u"Elsewhere/key"_s).toInt(), 2);
-    QCOMPARE(file.value(u"BlinkColon"_s).toBool(), false);
-}
-
-void SettingsTest::unwritableFileLosesNothing()
-{
-    Started start;
-    // In the way of the folder: even root cannot write below a file.
-    QDir().mkpath(QFileInfo(platform::configFolder()).path());
-    QFile obstacle(platform::configFolder());
-    QVERIFY(obstacle.open(QIODevice::WriteOnly));
-    start.defaults().setInteger(QuillonIdleMinutesThreshold, 20);
-    QVERIFY(!start.defaults().synchronize());
-    QCOMPARE(start.defaults().integerForKey(QuillonIdleMinutesThreshold), 20);
-
-    QVERIFY(obstacle.remove());
-    QVERIFY(start.defaults().synchronize());
-    QVERIFY(savedSettings().contains("IdleMinutesThreshold=20"));
-}
-
-void SettingsTest::readsAreSafeWhileValuesChange()
-{
-    Started start(signedIn);
-    QuillonPreferences& preferences = start.preferences();
-    QStringList torn;
+    void nonsenseReadsAsTheDefault_data()
     {
-        const std::jthread reader([&](const std::stop_token& stop) {
-            while (!stop.stop_requested()) {
-                const QString url = preferences.credentials().fullUrl;
-                if (url != "https://acme.quillon.example"_L1 && url != "https://globex.quillon.example"_L1)
-                    torn << url;
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("expected");
+        const auto row = [](const char* line, const char* key, const QVariant& expected) {
+            QTest::newRow(line) << QByteArray(line) << QString::fromLatin1(key) << expected;
+        };
+        row("BlinkColon=maybe", "BlinkColon", true);
+        row("BlinkColon=NO", "BlinkColon", false);
+        row("StartAtLogin=1", "StartAtLogin", true);
+        row("IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold", 10);
+        row("IdleMinutesThreshold=0", "IdleMinutesThreshold", 10);
+        row("IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold", 10);
+        row("IdleMinutesThreshold= 25 ", "IdleMinutesThreshold", 25);
+        row("TimesheetHotKey=-1", "TimesheetHotKey", -1);
+        row("TimesheetHotKey=-2", "TimesheetHotKey", 46);
+        row("TimesheetHotKeyModifiers=-1", "TimesheetHotKeyModifiers", 1572864);
+        row("Company=Smith, Jones", "Company", u"Smith, Jones"_s);
+        row("\xff\xfe\x80", "IdleMinutesThreshold", 10);
+    }
+
+    void nonsenseReadsAsTheDefault()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(QString, key);
+        QFETCH(QVariant, expected);
+        Started start("[General]\n" + line + "\n");
+        const QByteArray name = key.toLatin1();
+        const QLatin1StringView wanted(name.constData());
+        if (expected.typeId() == QMetaType::Bool)
+            QCOMPARE(start.defaults().boolForKey(wanted), expected.toBool());
+        else if (expected.typeId() == QMetaType::QString)
+            QCOMPARE(start.defaults().stringForKey(wanted), expected.toString());
+        else
+            QCOMPARE(start.defaults().integerForKey(wanted), expected.toLongLong());
+    }
+
+    void savedOptionsComeBack()
+    {
+        QByteArray saved;
+        {
+            Started first;
+            QuillonPreferences& preferences = first.preferences();
+            preferences.setEmail(u"änn@example.com"_s);
+            preferences.setUrl(u"https://acme.quillon.example"_s);
+            preferences.setCompanyName(u"Acme, \"Sons\" @ Co"_s);
+            preferences.setBlinkColon(false);
+            preferences.setStartAtLogin(true);
+            preferences.setHideFromDock(true);
+            preferences.setIdleTimerEnabled(false);
+            preferences.setIdleMinutesThreshold(25);
+            preferences.setTimesheetWindowHotKeyCombo({KeyCombo::Shift | KeyCombo::Command, 17});
+            preferences.setNewTimerWindowHotKeyCombo({0, KeyCombo::NoKey});
+            preferences.save();
+            saved = savedSettings();
+            QCOMPARE(QFile::permissions(settingsFile()) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+        }
+        Started again(saved);
+        QuillonPreferences& preferences = again.preferences();
+        QCOMPARE(preferences.email(), u"änn@example.com"_s);
+        QCOMPARE(preferences.url(), u"acme"_s);
+        QCOMPARE(preferences.companyName(), u"Acme, \"Sons\" @ Co"_s);
+        QVERIFY(!preferences.blinkColon());
+        QVERIFY(preferences.startAtLogin());
+        QVERIFY(preferences.hideFromDock());
+        QVERIFY(!preferences.idleTimerEnabled());
+        QCOMPARE(preferences.idleMinutesThreshold(), 25);
+        QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{0x120000, 17}));
+        QCOMPARE(preferences.newTimerWindowHotKeyCombo(), (KeyCombo{0, -1}));
+        QCOMPARE(again.defaults().stringForKey(SCQuillonUrlKey), u"acme"_s);
+        QVERIFY(!saved.contains("ToggleTimer"));
+    }
+
+    void savingKeepsWhatOthersWrote()
+    {
+        Started start("[General]\nCompany=Acme\nBlinkColon=true\n\n[Elsewhere]\nkey=1\n");
+        start.preferences();
+        writeSettings("[General]\nCompany=Acme\nBlinkColon=true\nFloatingStatusItem=true\n\n[Elsewhere]\nkey=2\n");
+        start.defaults().setBool(QuillonBlinkCursorKey, false);
+        start.defaults().setString(SCCompanyKey, QString());
+        QVERIFY(start.defaults().synchronize());
+        QVERIFY(start.defaults().boolForKey("FloatingStatusItem"_L1));
+        QVERIFY(start.defaults().stringForKey(SCCompanyKey).isNull());
+
+        const QSettings file(settingsFile(), QSettings::IniFormat);
+        QCOMPARE(file.allKeys(), QStringList({u"BlinkColon"_s, u"Elsewhere/key"_s, u"FloatingStatusItem"_s}));
+        QCOMPARE(file.value(u"Elsewhere/key"_s).toInt(), 2);
+        QCOMPARE(file.value(u"BlinkColon"_s).toBool(), false);
+    }
+
+    void unwritableFileLosesNothing()
+    {
+        Started start;
+        // In the way of the folder: even root cannot write below a file.
+        QDir().mkpath(QFileInfo(platform::configFolder()).path());
+        QFile obstacle(platform::configFolder());
+        QVERIFY(obstacle.open(QIODevice::WriteOnly));
+        start.defaults().setInteger(QuillonIdleMinutesThreshold, 20);
+        QVERIFY(!start.defaults().synchronize());
+        QCOMPARE(start.defaults().integerForKey(QuillonIdleMinutesThreshold), 20);
+
+        QVERIFY(obstacle.remove());
+        QVERIFY(start.defaults().synchronize());
+        QVERIFY(savedSettings().contains("IdleMinutesThreshold=20"));
+    }
+
+    void readsAreSafeWhileValuesChange()
+    {
+        Started start(signedIn);
+        QuillonPreferences& preferences = start.preferences();
+        QStringList torn;
+        {
+            const std::jthread reader([&](const std::stop_token& stop) {
+                while (!stop.stop_requested()) {
+                    const QString url = preferences.credentials().fullUrl;
+                    if (url != "https://acme.quillon.example"_L1 && url != "https://globex.quillon.example"_L1)
+                        torn << url;
+                }
+            });
+            for (int n = 0; n < 2000; ++n) {
+                preferences.setUrl(n % 2 ? u"acme"_s : u"https://globex.quillon.example"_s);
+                preferences.url();
             }
-        });
-        for (int n = 0; n < 2000; ++n) {
-            preferences.setUrl(n % 2 ? u"acme"_s : u"https://globex.quillon.example"_s);
-            preferences.url();
+        }
+        QCOMPARE(torn, QStringList());
+    }
+
+    void timeKeptHereLeavesTheSavedAccountAlone()
+    {
+        Started start(signedIn);
+        QuillonPreferences& preferences = start.preferences();
+        preferences.keepTimeHere({u"you@localhost"_s, u"embedded"_s, u".local"_s, u"http://local.localhost:1234"_s});
+        QVERIFY(preferences.isPasswordLoaded());
+        QCOMPARE(preferences.fullUrl(), u"http://local.localhost:1234"_s);
+        QCOMPARE(*preferences.credentials().password, u"embedded"_s);
+        QCOMPARE(preferences.emailInUse(), u"you@localhost"_s);
+        QCOMPARE(preferences.url(), u"acme"_s);
+
+        preferences.setIdleMinutesThreshold(33);
+        preferences.save();
+        QCOMPARE(UserDefaults(settingsFile()).integerForKey(QuillonIdleMinutesThreshold), 33);
+        QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCQuillonUrlKey), u"acme"_s);
+        QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCEmailKey), u"ann@example.com"_s);
+        QCOMPARE(start.run.secrets.asked,
+                 QStringList()); // nothing of it in the keyring, and nobody was asked to open it
+
+        // Another account, about to be tried.
+        preferences.setEmail(u"bob@example.com"_s);
+        preferences.setPassword(u"sesame"_s);
+        preferences.save();
+        QCOMPARE(preferences.credentials().email, u"you@localhost"_s);
+        QCOMPARE(preferences.savedCredentials().email, u"bob@example.com"_s);
+        QCOMPARE(start.run.secrets.items.at({SCServiceName(), u"bob@example.com"_s}), QByteArray("sesame"));
+
+        preferences.keepTimeElsewhere();
+        QCOMPARE(preferences.fullUrl(), u"https://acme.quillon.example"_s);
+        QCOMPARE(preferences.emailInUse(), u"bob@example.com"_s);
+    }
+
+    void accountNameIsNormalized_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char* typed, const char* expected) {
+            QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(expected);
+        };
+        row("acme", "acme");
+        row("http://acme", "acme");
+        row("https://acme.quillon.example", "acme");
+        row("https://http://acme", "http://acme");
+        row("http://ahttp://cme", "acme");
+        row("HTTP://acme", "HTTP://acme");
+        row("acme.quillon.example", "acme");
+        row("acme.quillon.example/", "acme.quillon.example/");
+        row("Acme.Quillon.Example", "Acme.Quillon.Example");
+    }
+
+    void accountNameIsNormalized()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, expected);
+        Started start;
+        start.preferences().setUrl(typed);
+        QCOMPARE(start.preferences().credentials().url, expected);
+        QCOMPARE(start.preferences().url(), expected);
+    }
+
+    void baseAddress_data()
+    {
+        QTest::addColumn<bool>("localDebug");
+        QTest::addColumn<QString>("domain");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("service") << false << u".localhost:4711"_s << u"https://acme.quillon.example"_s;
+        QTest::newRow("development") << true << u".localhost:4711"_s << u"http://acme.localhost:4711"_s;
+        // Never the service itself.
+        QTest::newRow("development without a domain") << true << QString() << u"http://acme"_s;
+    }
+
+    void baseAddress()
+    {
+        QFETCH(bool, localDebug);
+        QFETCH(QString, domain);
+        QFETCH(QString, expected);
+        Started start(signedIn);
+        start.run.info.set("QuillonLocalDebug"_L1, localDebug);
+        start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
+        QCOMPARE(start.preferences().fullUrl(), expected);
+        QCOMPARE(start.preferences().credentials().fullUrl, expected);
+    }
+
+    void passwordIsLookedUpLateAndOnce()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
+        QuillonPreferences& preferences = start.preferences();
+        QCOMPARE(start.run.secrets.asked, QStringList());
+        preferences.setEmail(u"typed@example.com"_s); // not yet saved
+        QCOMPARE(preferences.password(), u"sesame"_s);
+        QCOMPARE(*preferences.credentials().password, u"sesame"_s);
+        QCOMPARE(preferences.password(), u"sesame"_s);
+        QVERIFY(!preferences.passwordKeptForThisRunOnly());
+        QCOMPARE(start.run.secrets.asked, QStringList(u"lookup com.wrenfold.quillon ann@example.com"_s));
+    }
+
+    void passwordGoesToTheKeyringOnly()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
+        start.preferences().setPassword(u"nëw-sesame"_s);
+        start.preferences().save();
+        QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=nëw-sesame"_s));
+        QVERIFY(savedSettings().contains("ann@example.com"));
+        QVERIFY(!savedSettings().contains("sesame"));
+    }
+
+    void anotherEmailLeavesTheOldItem()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "one";
+        start.preferences().setEmail(u"bob@example.com"_s);
+        start.preferences().setPassword(u"two"_s);
+        start.preferences().save();
+        QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=one"_s, u"bob@example.com=two"_s}));
+    }
+
+    void savingUnseenPasswordKeepsIt()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
+        start.preferences().setBlinkColon(false);
+        start.preferences().save();
+        QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=sesame"_s));
+    }
+
+    void lockedKeyringIsAskedForOnce()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
+        start.run.secrets.failure = Failure::Locked;
+        QuillonPreferences& preferences = start.preferences();
+        QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
+        QVERIFY(preferences.password().isNull());
+        preferences.loadSaved();
+        QVERIFY(preferences.password().isNull());
+        QCOMPARE(start.run.secrets.asked.filter(u"unlock"_s).size(), 1);
+
+        start.run.secrets.answerPrompts(true);
+        QCOMPARE(arrived.size(), 0);
+        QTRY_COMPARE(arrived.size(), 1);
+        QCOMPARE(preferences.password(), u"sesame"_s);
+        QVERIFY(!preferences.passwordKeptForThisRunOnly());
+    }
+
+    void typedPasswordWinsOverALateOne()
+    {
+        Started start(signedIn);
+        start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
+        start.run.secrets.failure = Failure::Locked;
+        QuillonPreferences& preferences = start.preferences();
+        QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
+        preferences.password();
+        preferences.setPassword(u"typed"_s);
+        start.run.secrets.answerPrompts(true);
+        bool later = false;
+        start.run.run.postToMain([&] { later = true; });
+        QTRY_VERIFY(later);
+        QCOMPARE(preferences.password(), u"typed"_s);
+        QCOMPARE(arrived.size(), 0);
+    }
+
+    void withoutKeyringThePasswordLastsThisRun()
+    {
+        Started start(signedIn);
+        start.run.secrets.failure = Failure::NoService;
+        QuillonPreferences& preferences = start.preferences();
+        QVERIFY(preferences.passwordKeptForThisRunOnly());
+        preferences.setPassword(u"sesame"_s);
+        preferences.save();
+        QCOMPARE(preferences.password(), u"sesame"_s);
+        QVERIFY(preferences.passwordKeptForThisRunOnly());
+        QVERIFY(start.run.secrets.asked.filter(u"unlock"_s).isEmpty());
+        QVERIFY(!savedSettings().contains("sesame"));
+
+        start.run.secrets.failure.reset();
+        preferences.save();
+        QVERIFY(!preferences.passwordKeptForThisRunOnly());
+
+        // Locked: it depends on what the person answers, and on that password alone.
+        start.run.secrets.failure = Failure::Locked;
+        QSignalSpy answered(&preferences, &QuillonPreferences::keyringAnswered);
+        preferences.save();
+        QVERIFY(!preferences.passwordKeptForThisRunOnly());
+        start.run.secrets.answerPrompts(false);
+        QTRY_COMPARE(answered.size(), 1);
+        QVERIFY(preferences.passwordKeptForThisRunOnly());
+        preferences.setPassword(u"newer"_s);
+        preferences.save();
+        preferences.setPassword(u"newest"_s);
+        start.run.secrets.answerPrompts(true);
+        bool told = false;
+        start.run.run.postToMain([&] { told = true; });
+        QTRY_VERIFY(told);
+        QVERIFY(preferences.passwordKeptForThisRunOnly());
+        QCOMPARE(answered.size(), 1);
+    }
+
+    void keychainResults()
+    {
+        Started start;
+        using Utils = TolvanKeychainUtils;
+        const QString none;
+        const KeychainError missing{TolvanKeychainUtilsErrorDomain, -2000};
+        QCOMPARE(Utils::getPasswordForUsername(none, service).error(), missing);
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, none).error(), missing);
+        QCOMPARE(Utils::getKeychainItemReferenceForUsername(none, service).error(), missing);
+        QCOMPARE(Utils::storeUsername(u"ann"_s, none, service, true).error(), missing);
+        QCOMPARE(Utils::deleteItemForUsername(none, service).error(),
+                 (KeychainError{TolvanKeychainUtilsErrorDomain, 2000}));
+        QCOMPARE(start.run.secrets.asked, QStringList());
+
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), std::nullopt);
+        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
+        QVERIFY(Utils::storeUsername(u"ann"_s, u"one"_s, service, false));
+        QVERIFY(Utils::storeUsername(u"ann"_s, u"two"_s, service, false)); // overwritten whatever the flag says
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u"two"_s);
+        QVERIFY(Utils::storeUsername(u"ann"_s, u""_s, service, true));
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u""_s);
+        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
+        QVERIFY(start.run.secrets.items.empty());
+    }
+
+    void keychainFailures_data()
+    {
+        QTest::addColumn<Failure>("failure");
+        QTest::addColumn<int>("code");
+        QTest::newRow("no service") << Failure::NoService << -25291;
+        QTest::newRow("locked") << Failure::Locked << -25308;
+        QTest::newRow("no answer") << Failure::TimedOut << -25312;
+        QTest::newRow("other") << Failure::Other << -25299;
+    }
+
+    void keychainFailures()
+    {
+        QFETCH(Failure, failure);
+        QFETCH(int, code);
+        Started start;
+        start.run.secrets.items[{service, u"ann"_s}] = "sesame";
+        start.run.secrets.failure = failure;
+        QCOMPARE(TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service).error().code, code);
+        QVERIFY(!TolvanKeychainUtils::storeUsername(u"ann"_s, u"new"_s, service, true));
+        // A locked item is there all the same; storing asks the person to unlock it.
+        QCOMPARE(TolvanKeychainUtils::getKeychainItemReferenceForUsername(u"ann"_s, service).has_value(),
+                 failure == Failure::Locked);
+        start.run.secrets.answerPrompts(true);
+        QCOMPARE(kept(start.run.secrets), QStringList(failure == Failure::Locked ? u"ann=new"_s : u"ann=sesame"_s));
+    }
+
+    void longPasswordsAreCut_data()
+    {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("1024 bytes") << QByteArray(1024, 'x') << QString(1023, u'x');
+        QTest::newRow("a sign before the cut")
+            << QByteArray(1021, 'x') + "\u00e9y" << QString(1021, u'x') + u"\u00e9"_s;
+        QTest::newRow("a sign at the cut") << QByteArray(1022, 'x') + "\u00e9y" << QString(1022, u'x');
+        QTest::newRow("no UTF-8") << QByteArray("se\xff"
+                                                "same")
+                                  << QString();
+    }
+
+    void longPasswordsAreCut()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(QString, expected);
+        Started start;
+        start.run.secrets.items[{service, u"ann"_s}] = stored;
+        const auto password = TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service);
+        QVERIFY(password);
+        QCOMPARE(*password, expected.isNull() ? std::nullopt : std::optional(expected));
+    }
+
+    void keyCodes_data()
+    {
+        QTest::addColumn<qint64>("code");
+        QTest::addColumn<quint64>("flags");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("sequence");
+        QTest::addColumn<int>("evdev");
+        QTest::newRow("M") << qint64(46) << quint64(0x180000) << u"M"_s << u"Ctrl+Alt+M"_s << 50;
+        QTest::newRow("control is Super") << qint64(11) << quint64(0x40000) << u"B"_s << u"Meta+B"_s << 48;
+        QTest::newRow("all") << qint64(18) << quint64(0x1E0000) << u"1"_s << u"Meta+Ctrl+Alt+Shift+1"_s << 2;
+        QTest::newRow("other bits") << qint64(96) << quint64(0x800100) << u"F5"_s << u"F5"_s << 63;
+        QTest::newRow("none") << qint64(-1) << quint64(0x180000) << QString() << QString() << 0;
+        QTest::newRow("unknown") << qint64(10) << quint64(0x180000) << QString() << QString() << 0;
+    }
+
+    void keyCodes()
+    {
+        QFETCH(qint64, code);
+        QFETCH(quint64, flags);
+        QFETCH(QString, name);
+        QFETCH(QString, sequence);
+        QFETCH(int, evdev);
+        QCOMPARE(SRStringForKeyCode(code), name);
+        QCOMPARE(keySequence({flags, code}).toString(QKeySequence::PortableText), sequence);
+        QCOMPARE(evdevCode(code).value_or(0), evdev);
+        if (evdev) {
+            QCOMPARE(codeForEvdev(evdev), code);
+            const Qt::KeyboardModifiers pressed = keySequence({flags, code})[0].keyboardModifiers();
+            QCOMPARE(keyFlags(pressed), flags & 0x1E0000);
         }
     }
-    QCOMPARE(torn, QStringList());
-}
-
-void SettingsTest::timeKeptHereLeavesTheSavedAccountAlone()
-{
-    Started start(signedIn);
-    QuillonPreferences& preferences = start.preferences();
-    preferences.keepTimeHere({u"you@localhost"_s, u"embedded"_s, u".local"_s, u"http://local.localhost:1234"_s});
-    QVERIFY(preferences.isPasswordLoaded());
-    QCOMPARE(preferences.fullUrl(), u"http://local.localhost:1234"_s);
-    QCOMPARE(*preferences.credentials().password, u"embedded"_s);
-    QCOMPARE(preferences.emailInUse(), u"you@localhost"_s);
-    QCOMPARE(preferences.url(), u"acme"_s);
-
-    preferences.setIdleMinutesThreshold(33);
-    preferences.save();
-    QCOMPARE(UserDefaults(settingsFile()).integerForKey(QuillonIdleMinutesThreshold), 33);
-    QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCQuillonUrlKey), u"acme"_s);
-    QCOMPARE(UserDefaults(settingsFile()).stringForKey(SCEmailKey), u"ann@example.com"_s);
-    QCOMPARE(start.run.secrets.asked, QStringList()); // nothing of it in the keyring, and nobody was asked to open it
-
-    // Another account, about to be tried.
-    preferences.setEmail(u"bob@example.com"_s);
-    preferences.setPassword(u"sesame"_s);
-    preferences.save();
-    QCOMPARE(preferences.credentials().email, u"you@localhost"_s);
-    QCOMPARE(preferences.savedCredentials().email, u"bob@example.com"_s);
-    QCOMPARE(start.run.secrets.items.at({SCServiceName(), u"bob@example.com"_s}), QByteArray("sesame"));
-
-    preferences.keepTimeElsewhere();
-    QCOMPARE(preferences.fullUrl(), u"https://acme.quillon.example"_s);
-    QCOMPARE(preferences.emailInUse(), u"bob@example.com"_s);
-}
-
-void SettingsTest::accountNameIsNormalized_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("expected");
-    const auto row = [](const char* typed, const char* expected) {
-        QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(expected);
-    };
-    row("acme", "acme");
-    row("http://acme", "acme");
-    row("https://acme.quillon.example", "acme");
-    row("https://http://acme", "http://acme");
-    row("http://ahttp://cme", "acme");
-    row("HTTP://acme", "HTTP://acme");
-    row("acme.quillon.example", "acme");
-    row("acme.quillon.example/", "acme.quillon.example/");
-    row("Acme.Quillon.Example", "Acme.Quillon.Example");
-}
-
-void SettingsTest::accountNameIsNormalized()
-{
-    QFETCH(QString, typed);
-    QFETCH(QString, expected);
-    Started start;
-    start.preferences().setUrl(typed);
-    QCOMPARE(start.preferences().credentials().url, expected);
-    QCOMPARE(start.preferences().url(), expected);
-}
-
-void SettingsTest::baseAddress_data()
-{
-    QTest::addColumn<bool>("localDebug");
-    QTest::addColumn<QString>("domain");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("service") << false << u".localhost:4711"_s << u"https://acme.quillon.example"_s;
-    QTest::newRow("development") << true << u".localhost:4711"_s << u"http://acme.localhost:4711"_s;
-    // Never the service itself.
-    QTest::newRow("development without a domain") << true << QString() << u"http://acme"_s;
-}
-
-void SettingsTest::baseAddress()
-{
-    QFETCH(bool, localDebug);
-    QFETCH(QString, domain);
-    QFETCH(QString, expected);
-    Started start(signedIn);
-    start.run.info.set("QuillonLocalDebug"_L1, localDebug);
-    start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
-    QCOMPARE(start.preferences().fullUrl(), expected);
-    QCOMPARE(start.preferences().credentials().fullUrl, expected);
-}
-
-void SettingsTest::passwordIsLookedUpLateAndOnce()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
-    QuillonPreferences& preferences = start.preferences();
-    QCOMPARE(start.run.secrets.asked, QStringList());
-    preferences.setEmail(u"typed@example.com"_s); // not yet saved
-    QCOMPARE(preferences.password(), u"sesame"_s);
-    QCOMPARE(*preferences.credentials().password, u"sesame"_s);
-    QCOMPARE(preferences.password(), u"sesame"_s);
-    QVERIFY(!preferences.passwordKeptForThisRunOnly());
-    QCOMPARE(start.run.secrets.asked, QStringList(u"lookup com.wrenfold.quillon ann@example.com"_s));
-}
-
-void SettingsTest::passwordGoesToTheKeyringOnly()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
-    start.preferences().setPassword(u"nëw-sesame"_s);
-    start.preferences().save();
-    QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=nëw-sesame"_s));
-    QVERIFY(savedSettings().contains("ann@example.com"));
-    QVERIFY(!savedSettings().contains("sesame"));
-}
-
-void SettingsTest::anotherEmailLeavesTheOldItem()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "one";
-    start.preferences().setEmail(u"bob@example.com"_s);
-    start.preferences().setPassword(u"two"_s);
-    start.preferences().save();
-    QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=one"_s, u"bob@example.com=two"_s}));
-}
-
-void SettingsTest::savingUnseenPasswordKeepsIt()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
-    start.preferences().setBlinkColon(false);
-    start.preferences().save();
-    QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=sesame"_s));
-}
-
-void SettingsTest::lockedKeyringIsAskedForOnce()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
-    start.run.secrets.failure = Failure::Locked;
-    QuillonPreferences& preferences = start.preferences();
-    QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
-    QVERIFY(preferences.password().isNull());
-    preferences.loadSaved();
-    QVERIFY(preferences.password().isNull());
-    QCOMPARE(start.run.secrets.asked.filter(u"unlock"_s).size(), 1);
-
-    start.run.secrets.answerPrompts(true);
-    QCOMPARE(arrived.size(), 0);
-    QTRY_COMPARE(arrived.size(), 1);
-    QCOMPARE(preferences.password(), u"sesame"_s);
-    QVERIFY(!preferences.passwordKeptForThisRunOnly());
-}
-
-void SettingsTest::typedPasswordWinsOverALateOne()
-{
-    Started start(signedIn);
-    start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
-    start.run.secrets.failure = Failure::Locked;
-    QuillonPreferences& preferences = start.preferences();
-    QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
-    preferences.password();
-    preferences.setPassword(u"typed"_s);
-    start.run.secrets.answerPrompts(true);
-    bool later = false;
-    start.run.run.postToMain([&] { later = true; });
-    QTRY_VERIFY(later);
-    QCOMPARE(preferences.password(), u"typed"_s);
-    QCOMPARE(arrived.size(), 0);
-}
-
-void SettingsTest::withoutKeyringThePasswordLastsThisRun()
-{
-    Started start(signedIn);
-    start.run.secrets.failure = Failure::NoService;
-    QuillonPreferences& preferences = start.preferences();
-    QVERIFY(preferences.passwordKeptForThisRunOnly());
-    preferences.setPassword(u"sesame"_s);
-    preferences.save();
-    QCOMPARE(preferences.password(), u"sesame"_s);
-    QVERIFY(preferences.passwordKeptForThisRunOnly());
-    QVERIFY(start.run.secrets.asked.filter(u"unlock"_s).isEmpty());
-    QVERIFY(!savedSettings().contains("sesame"));
-
-    start.run.secrets.failure.reset();
-    preferences.save();
-    QVERIFY(!preferences.passwordKeptForThisRunOnly());
-
-    // Locked: it depends on what the person answers, and on that password alone.
-    start.run.secrets.failure = Failure::Locked;
-    QSignalSpy answered(&preferences, &QuillonPreferences::keyringAnswered);
-    preferences.save();
-    QVERIFY(!preferences.passwordKeptForThisRunOnly());
-    start.run.secrets.answerPrompts(false);
-    QTRY_COMPARE(answered.size(), 1);
-    QVERIFY(preferences.passwordKeptForThisRunOnly());
-    preferences.setPassword(u"newer"_s);
-    preferences.save();
-    preferences.setPassword(u"newest"_s);
-    start.run.secrets.answerPrompts(true);
-    bool told = false;
-    start.run.run.postToMain([&] { told = true; });
-    QTRY_VERIFY(told);
-    QVERIFY(preferences.passwordKeptForThisRunOnly());
-    QCOMPARE(answered.size(), 1);
-}
-
-void SettingsTest::keychainResults()
-{
-    Started start;
-    using Utils = TolvanKeychainUtils;
-    const QString none;
-    const KeychainError missing{TolvanKeychainUtilsErrorDomain, -2000};
-    QCOMPARE(Utils::getPasswordForUsername(none, service).error(), missing);
-    QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, none).error(), missing);
-    QCOMPARE(Utils::getKeychainItemReferenceForUsername(none, service).error(), missing);
-    QCOMPARE(Utils::storeUsername(u"ann"_s, none, service, true).error(), missing);
-    QCOMPARE(Utils::deleteItemForUsername(none, service).error(),
-             (KeychainError{TolvanKeychainUtilsErrorDomain, 2000}));
-    QCOMPARE(start.run.secrets.asked, QStringList());
-
-    QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), std::nullopt);
-    QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
-    QVERIFY(Utils::storeUsername(u"ann"_s, u"one"_s, service, false));
-    QVERIFY(Utils::storeUsername(u"ann"_s, u"two"_s, service, false)); // overwritten whatever the flag says
-    QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u"two"_s);
-    QVERIFY(Utils::storeUsername(u"ann"_s, u""_s, service, true));
-    QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u""_s);
-    QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
-    QVERIFY(start.run.secrets.items.empty());
-}
-
-void SettingsTest::keychainFailures_data()
-{
-    QTest::addColumn<Failure>("failure");
-    QTest::addColumn<int>("code");
-    QTest::newRow("no service") << Failure::NoService << -25291;
-    QTest::newRow("locked") << Failure::Locked << -25308;
-    QTest::newRow("no answer") << Failure::TimedOut << -25312;
-    QTest::newRow("other") << Failure::Other << -25299;
-}
-
-void SettingsTest::keychainFailures()
-{
-    QFETCH(Failure, failure);
-    QFETCH(int, code);
-    Started start;
-    start.run.secrets.items[{service, u"ann"_s}] = "sesame";
-    start.run.secrets.failure = failure;
-    QCOMPARE(TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service).error().code, code);
-    QVERIFY(!TolvanKeychainUtils::storeUsername(u"ann"_s, u"new"_s, service, true));
-    // A locked item is there all the same; storing asks the person to unlock it.
-    QCOMPARE(TolvanKeychainUtils::getKeychainItemReferenceForUsername(u"ann"_s, service).has_value(),
-             failure == Failure::Locked);
-    start.run.secrets.answerPrompts(true);
-    QCOMPARE(kept(start.run.secrets), QStringList(failure == Failure::Locked ? u"ann=new"_s : u"ann=sesame"_s));
-}
-
-void SettingsTest::longPasswordsAreCut_data()
-{
-    QTest::addColumn<QByteArray>("stored");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("1024 bytes") << QByteArray(1024, 'x') << QString(1023, u'x');
-    QTest::newRow("a sign before the cut") << QByteArray(1021, 'x') + "\u00e9y" << QString(1021, u'x') + u"\u00e9"_s;
-    QTest::newRow("a sign at the cut") << QByteArray(1022, 'x') + "\u00e9y" << QString(1022, u'x');
-    QTest::newRow("no UTF-8") << QByteArray("se\xff"
-                                            "same")
-                              << QString();
-}
-
-void SettingsTest::longPasswordsAreCut()
-{
-    QFETCH(QByteArray, stored);
-    QFETCH(QString, expected);
-    Started start;
-    start.run.secrets.items[{service, u"ann"_s}] = stored;
-    const auto password = TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service);
-    QVERIFY(password);
-    QCOMPARE(*password, expected.isNull() ? std::nullopt : std::optional(expected));
-}
-
-void SettingsTest::keyCodes_data()
-{
-    QTest::addColumn<qint64>("code");
-    QTest::addColumn<quint64>("flags");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("sequence");
-    QTest::addColumn<int>("evdev");
-    QTest::newRow("M") << qint64(46) << quint64(0x180000) << u"M"_s << u"Ctrl+Alt+M"_s << 50;
-    QTest::newRow("control is Super") << qint64(11) << quint64(0x40000) << u"B"_s << u"Meta+B"_s << 48;
-    QTest::newRow("all") << qint64(18) << quint64(0x1E0000) << u"1"_s << u"Meta+Ctrl+Alt+Shift+1"_s << 2;
-    QTest::newRow("other bits") << qint64(96) << quint64(0x800100) << u"F5"_s << u"F5"_s << 63;
-    QTest::newRow("none") << qint64(-1) << quint64(0x180000) << QString() << QString() << 0;
-    QTest::newRow("unknown") << qint64(10) << quint64(0x180000) << QString() << QString() << 0;
-}
-
-void SettingsTest::keyCodes()
-{
-    QFETCH(qint64, code);
-    QFETCH(quint64, flags);
-    QFETCH(QString, name);
-    QFETCH(QString, sequence);
-    QFETCH(int, evdev);
-    QCOMPARE(SRStringForKeyCode(code), name);
-    QCOMPARE(keySequence({flags, code}).toString(QKeySequence::PortableText), sequence);
-    QCOMPARE(evdevCode(code).value_or(0), evdev);
-    if (evdev) {
-        QCOMPARE(codeForEvdev(evdev), code);
-        const Qt::KeyboardModifiers pressed = keySequence({flags, code})[0].keyboardModifiers();
-        QCOMPARE(keyFlags(pressed), flags & 0x1E0000);
-    }
-}
+};
 
 QTEST_GUILESS_MAIN(SettingsTest)
 #include "SettingsTest.moc"
