@@ -1,9 +1,11 @@
 #include "preferences/PasswordField.h"
 
-#include "preferences/Signs.h"
+#include "skin/AccessibleRole.h"
+#include "skin/Image.h"
 
 #include <QAccessibleWidget>
 #include <QEvent>
+#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QToolButton>
@@ -13,7 +15,7 @@ namespace preferences {
 namespace {
 
 constexpr int buttonSize = 22;
-constexpr int signSize = 16;
+constexpr int iconSize = 16;
 
 QString dots(const QString& text)
 {
@@ -103,12 +105,6 @@ private:
     QString dots() const { return preferences::dots(field().text()); }
 };
 
-QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
-{
-    auto* field = qobject_cast<PasswordField*>(object);
-    return field ? new PasswordFieldAccessible(*field) : nullptr;
-}
-
 QAccessible::UpdateHandler nextHandler = nullptr;
 
 void tellDotsOnly(QAccessibleEvent* event);
@@ -120,7 +116,7 @@ void passOn(QAccessibleEvent* event)
     QAccessible::installUpdateHandler(tellDotsOnly);
 }
 
-/// A line edit tells every sign that is typed, in fields for passwords too, and there is no other place to stop that.
+/// A line edit reports every character that is typed, in password fields too, and there is no other place to stop that.
 void tellDotsOnly(QAccessibleEvent* event)
 {
     auto* field = qobject_cast<PasswordField*>(event->object());
@@ -149,8 +145,8 @@ void tellDotsOnly(QAccessibleEvent* event)
 
 PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QToolButton(this))
 {
-    [[maybe_unused]] static const bool installed = [] {
-        QAccessible::installFactory(makeInterface);
+    skin::installAccessible<PasswordField, PasswordFieldAccessible>();
+    [[maybe_unused]] static const bool listening = [] {
         nextHandler = QAccessible::installUpdateHandler(tellDotsOnly);
         return true;
     }();
@@ -160,8 +156,11 @@ PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QT
     m_show->setCursor(Qt::ArrowCursor);
     m_show->setFocusPolicy(Qt::TabFocus);
     m_show->setAccessibleName(tr("Show Password"));
-    m_show->setIconSize({signSize, signSize});
-    m_show->resize(buttonSize, buttonSize);
+    m_show->setIconSize({iconSize, iconSize});
+    m_show->setFixedSize(buttonSize, buttonSize);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(2, 2, 2, 2);
+    row->addWidget(m_show, 0, Qt::AlignRight);
     setTextMargins(0, 0, buttonSize + 2, 0);
     setDragEnabled(false);
     setShown(false);
@@ -173,20 +172,20 @@ void PasswordField::setShown(bool shown)
     setEcho(shown ? Normal : Password);
     m_show->setChecked(shown);
     m_show->setToolTip(shown ? tr("Hide the password") : tr("Show the password"));
-    updateSign();
+    updateIcon();
 }
 
 void PasswordField::changeEvent(QEvent* event)
 {
     QLineEdit::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
-        updateSign();
+        updateIcon();
 }
 
 void PasswordField::setEcho(EchoMode mode)
 {
     setEchoMode(mode);
-    // Lost with the echo mode, and as true of what is shown.
+    // Setting the echo mode resets these, and they apply to a password that is shown, too.
     setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
 }
 
@@ -198,7 +197,7 @@ void PasswordField::keyPressEvent(QKeyEvent* event)
         QLineEdit::keyPressEvent(event);
         return;
     }
-    // A line edit offers what is selected by keys as well, but not of a password that is hidden.
+    // A line edit offers what is selected by keys as the primary selection, too, but not from a hidden password.
     setEcho(Password);
     QLineEdit::keyPressEvent(event);
     setEcho(Normal);
@@ -206,24 +205,17 @@ void PasswordField::keyPressEvent(QKeyEvent* event)
 
 void PasswordField::mouseReleaseEvent(QMouseEvent* event)
 {
-    // With it a line edit would offer what was selected to every window; it does nothing else here.
+    // A line edit would offer the selection to every window now; nothing else is lost.
     if (event->button() == Qt::LeftButton && isShown())
         event->accept();
     else
         QLineEdit::mouseReleaseEvent(event);
 }
 
-void PasswordField::resizeEvent(QResizeEvent* event)
+void PasswordField::updateIcon()
 {
-    QLineEdit::resizeEvent(event);
-    const int gap = (height() - buttonSize) / 2;
-    m_show->move(width() - buttonSize - gap, gap);
-}
-
-void PasswordField::updateSign()
-{
-    m_show->setIcon(
-        sign(isShown() ? "prefs-hide.png" : "prefs-show.png", palette().text().color(), devicePixelRatioF()));
+    m_show->setIcon(skin::imageNamed(isShown() ? "prefs-hide.png" : "prefs-show.png")
+                        .pixmap(devicePixelRatioF(), palette().text().color()));
 }
 
 } // namespace preferences

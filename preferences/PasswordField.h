@@ -6,9 +6,9 @@ class QToolButton;
 
 namespace preferences {
 
-/// A field for a password, with a button that shows what was typed. Assistive technology is told of dots only, whatever
-/// is on the screen: what it knows, every program of the session can read. Nor is what is selected in it ever offered
-/// as the primary selection, or dragged away.
+/// A field for a password, with a button that shows what was typed. Assistive technology only ever gets dots, whatever
+/// is on the screen: what it knows, every program of the session can read. Nor is a selection in it ever offered as the
+/// primary selection, or dragged away.
 class PasswordField final : public QLineEdit
 {
     Q_OBJECT
@@ -23,11 +23,10 @@ protected:
     void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void setEcho(EchoMode mode);
-    void updateSign();
+    void updateIcon();
 
     QToolButton* m_show;
 };

@@ -7,15 +7,15 @@
 #include "platform/Run.h"
 #include "platform/UpdateFeed.h"
 #include "preferences/PreferencesOwner.h"
+#include "preferences/ShortcutsPage.h"
 #include "service/QuillonApi.h"
 #include "settings/HotKeyManager.h"
-#include "settings/KeyCodes.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
-#include "skin/LinkButton.h"
 #include "skin/Sheet.h"
 #include "skin/Spinner.h"
+#include "ui_InvalidCredentials.h"
 #include "ui_Preferences.h"
 
 #include <QApplication>
@@ -43,15 +43,12 @@ namespace {
 constexpr auto patience = 10s;
 constexpr qint64 leastIdleMinutes = 1;
 constexpr qint64 defaultIdleMinutes = 10;
-constexpr int messageWidth = 340;
 constexpr int iconSize = 48;
-constexpr int fieldHeight = 26;
-constexpr int statusWidth = 300;
 constexpr int folderWidth = 420;
 constexpr int buttonWidth = 84;
 constexpr int buttonPadding = 16;
 
-/// The number that the text begins with; 0 when it begins with none.
+/// The number that `text` begins with; 0 when it does not begin with one.
 template <class Number>
 Number leadingNumber(const QString& text)
 {
@@ -65,7 +62,7 @@ Number leadingNumber(const QString& text)
     return number;
 }
 
-/// The person's way to write money; where the system names no country, that of the United States.
+/// How the user writes money; where the system names no country, as in the United States.
 QLocale currencyLocale()
 {
     const QLocale system = QLocale::system();
@@ -74,37 +71,19 @@ QLocale currencyLocale()
                : system;
 }
 
-/// Text that steps back a little, and is still easy to read.
+/// Text that steps back a little but is still easy to read.
 QColor mixed(const QColor& text, const QColor& ground)
 {
     const auto part = [](int of, int with) { return (of * 65 + with * 35) / 100; };
     return {part(text.red(), ground.red()), part(text.green(), ground.green()), part(text.blue(), ground.blue())};
 }
 
-QString statusText(const platform::HotKeys::Status& status)
-{
-    using State = platform::HotKeys::State;
-    switch (status.state) {
-    case State::Pending:
-        return PreferenceController::tr("Waiting for the desktop to permit it…");
-    case State::Refused:
-        return PreferenceController::tr("Not available: another program may be using it.");
-    case State::Unavailable:
-        return PreferenceController::tr("This desktop has no shortcuts for all programs.");
-    case State::Registered:
-        return status.trigger;
-    case State::None:
-        break;
-    }
-    return {};
-}
-
 } // namespace
 
 PreferenceController::PreferenceController(PreferencesOwner& owner, TimeHereOwner& timeHere)
     : m_owner(owner), m_timeHere(timeHere), m_api(service::QuillonApi::sharedApi()),
-      m_preferences(settings::QuillonPreferences::sharedPreferences()), m_hotKeys(settings::HotKeyManager::instance()),
-      m_loginItems(environment().loginItems()), m_formatter(currencyLocale()), m_ui(std::make_unique<Ui::Preferences>())
+      m_preferences(settings::QuillonPreferences::sharedPreferences()), m_loginItems(environment().loginItems()),
+      m_formatter(currencyLocale()), m_ui(std::make_unique<Ui::Preferences>())
 {
     m_loginItemsThread.setMaxThreadCount(1);
     m_ui->setupUi(&m_window);
@@ -118,39 +97,26 @@ PreferenceController::~PreferenceController() = default;
 
 void PreferenceController::awakeFromNib()
 {
-    if (m_ui->tabView->tabText(1) == "Favorites"_L1)
+    if (m_ui->tabView->widget(1) == m_ui->favoritesPage)
         m_ui->tabView->removeTab(1);
+    m_shortcutsPage = std::make_unique<ShortcutsPage>(*m_ui);
 
-    for (QLineEdit* field : m_window.findChildren<QLineEdit*>())
-        field->setMinimumHeight(fieldHeight);
     for (QPushButton* button : m_window.findChildren<QPushButton*>())
         button->setMinimumWidth(std::max(buttonWidth, button->sizeHint().width() + buttonPadding));
-    // What belongs to a check box stands below its title.
+    // What belongs to a check box is aligned with its title.
     const QStyle& style = *m_window.style();
     const int indent = style.pixelMetric(QStyle::PM_IndicatorWidth, nullptr, m_ui->showInDockButton) +
                        style.pixelMetric(QStyle::PM_CheckBoxLabelSpacing, nullptr, m_ui->showInDockButton);
     m_ui->dockHint->setContentsMargins(indent, 0, 0, 0);
     m_ui->idleRow->setContentsMargins(indent, 0, 0, 0);
 
-    m_learnMoreLink = new skin::LinkButton(tr("Learn more about Quillon"));
-    m_learnMoreLink->setObjectName(u"learnMoreLink"_s);
-    m_learnMoreLink->setFont(m_window.font());
-    m_ui->learnMoreRow->addWidget(m_learnMoreLink);
-    m_ui->learnMoreRow->addStretch();
+    m_ui->learnMoreLink->setFont(m_window.font());
     QFont title = m_window.font();
     title.setWeight(QFont::DemiBold);
     for (QLabel* label : {m_ui->keepHereTitle, m_ui->hereTitle})
         label->setFont(title);
-    // Buttons below each other are of one width.
-    const int wide = std::max(m_ui->openInBrowserButton->minimumWidth(), m_ui->signInButton->minimumWidth());
-    for (QPushButton* button : {m_ui->openInBrowserButton, m_ui->signInButton})
-        button->setMinimumWidth(wide);
-    m_ui->hereGrid->setColumnStretch(1, 1);
-    m_ui->hereText->setContentsMargins(0, 0, 0, 12);
-
     QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());
     QWidget::setTabOrder(&m_ui->passwordField->showButton(), m_ui->companyField);
-    QWidget::setTabOrder(m_ui->defaultRateField, m_learnMoreLink);
 
     const bool dark = m_window.palette().window().color().lightness() < 128;
     m_authenticatingIndicator = new skin::Spinner(dark ? skin::Spinner::Look::Light : skin::Spinner::Look::Dark);
@@ -160,30 +126,19 @@ void PreferenceController::awakeFromNib()
     m_invalidCredentialsSheet = new skin::Sheet(m_window);
     m_invalidCredentialsSheet->setObjectName(u"invalidCredentialsSheet"_s);
     m_invalidCredentialsSheet->setTopEdge(m_ui->tabView->tabBar());
-    m_secondaryErrorMessage = new QLabel;
-    m_secondaryErrorMessage->setObjectName(u"secondaryErrorMessage"_s);
-    m_secondaryErrorMessage->setTextFormat(Qt::PlainText);
-    m_secondaryErrorMessage->setWordWrap(true);
-    m_secondaryErrorMessage->setMinimumWidth(messageWidth);
-    auto* picture = new QLabel;
-    picture->setPixmap(QApplication::windowIcon().pixmap(QSize(iconSize, iconSize), m_window.devicePixelRatioF()));
-    auto* acknowledge = new QPushButton(tr("OK"));
-    acknowledge->setObjectName(u"acknowledgeButton"_s);
-    connect(acknowledge, &QPushButton::clicked, this, &PreferenceController::acknowledgeValidationError);
-    auto* grid = new QGridLayout(&m_invalidCredentialsSheet->body());
-    grid->setContentsMargins(22, 20, 22, 18);
-    grid->setHorizontalSpacing(16);
-    grid->setVerticalSpacing(16);
-    grid->addWidget(picture, 0, 0, Qt::AlignTop);
-    grid->addWidget(m_secondaryErrorMessage, 0, 1, Qt::AlignVCenter);
-    grid->addWidget(acknowledge, 1, 1, Qt::AlignRight);
-    m_invalidCredentialsSheet->setDefaultButton(acknowledge);
+    Ui::InvalidCredentials sheet;
+    sheet.setupUi(&m_invalidCredentialsSheet->body());
+    sheet.picture->setPixmap(
+        QApplication::windowIcon().pixmap(QSize(iconSize, iconSize), m_window.devicePixelRatioF()));
+    m_secondaryErrorMessage = sheet.secondaryErrorMessage;
+    connect(sheet.acknowledgeButton, &QPushButton::clicked, this, &PreferenceController::acknowledgeValidationError);
+    m_invalidCredentialsSheet->setDefaultButton(sheet.acknowledgeButton);
 }
 
 void PreferenceController::windowDidLoad()
 {
     const platform::InfoDictionary& info = environment().info();
-    m_learnMoreLink->setLink(QUrl(info.string("QuillonLearnMoreURL"_L1)));
+    m_ui->learnMoreLink->setLink(QUrl(info.string("QuillonLearnMoreURL"_L1)));
     m_ui->domainLabel->setText(
         info.string(info.boolean("QuillonLocalDebug"_L1) ? "QuillonDevelopmentDomain"_L1 : "QuillonServiceDomain"_L1));
     showChecking(false);
@@ -199,7 +154,7 @@ void PreferenceController::wire()
     connect(m_ui->tryAgainButton, &QPushButton::clicked, this, &PreferenceController::doneClicked);
     connect(m_ui->cancelButton, &QPushButton::clicked, this, &PreferenceController::cancelSigningIn);
     connect(m_ui->keepTimeHereButton, &QPushButton::clicked, this, &PreferenceController::keepTimeHere);
-    connect(m_ui->signInButton, &QPushButton::clicked, this, &PreferenceController::signInElsewhere);
+    connect(m_ui->signInButton, &QPushButton::clicked, this, [this] { showAccountPage(false); });
     connect(m_ui->openInBrowserButton, &QPushButton::clicked, this, [this] { m_owner.openQuillonInBrowser(this); });
     connect(m_ui->helpButton, &QPushButton::clicked, this, &PreferenceController::goToHelpCenter);
     connect(m_ui->quitButton, &QPushButton::clicked, this, [this] { m_owner.quitQuilonForMac(this); });
@@ -207,31 +162,15 @@ void PreferenceController::wire()
             [this] { m_owner.quitQuilonForMac(this); });
     connect(m_ui->defaultRateField, &QLineEdit::editingFinished, this,
             [this] { controlTextDidEndEditing(m_ui->defaultRateField); });
-    connect(m_ui->idleTimerEnabledButton, &QCheckBox::toggled, m_ui->idleTimerMinutesField, &QWidget::setEnabled);
     connect(&m_preferences, &settings::QuillonPreferences::passwordArrived, this, [this] {
-        if (m_accountPage == AccountPage::Fields && m_ui->passwordField->text().isEmpty())
+        if (!m_showsHere && m_ui->passwordField->text().isEmpty())
             m_ui->passwordField->setText(m_preferences.password());
     });
     connect(&m_preferences, &settings::QuillonPreferences::keyringAnswered, this, &PreferenceController::showKeyring);
-    connect(&m_hotKeys, &settings::HotKeyManager::statusChanged, this, &PreferenceController::showShortcutStatus);
-    wire(*m_ui->toggleTimesheetShortcutControl, *m_ui->toggleTimesheetShortcutStatus);
-    wire(*m_ui->newTimerShortcutControl, *m_ui->newTimerShortcutStatus);
-}
-
-void PreferenceController::wire(SRRecorderControl& recorder, QLabel& status)
-{
-    status.setFixedWidth(statusWidth);
-    recorder.setTaken([this, &recorder](qint64 keyCode, quint64 flags, QString& reason) {
-        return shortcutRecorder(recorder, keyCode, flags, reason);
-    });
-    connect(&recorder, &SRRecorderControl::refused, &status, &QLabel::setText);
-    connect(&recorder, &SRRecorderControl::recordingChanged, this, [this, &status](bool recording) {
-        // What is in use now shall be typed, not carried out.
-        m_hotKeys.setPaused(recording);
-        status.setText(tr("Delete for none, Escape to leave it."));
-        showShortcutStatus();
-    });
-    connect(&recorder, &SRRecorderControl::keyComboChanged, this, &PreferenceController::showShortcutStatus);
+    for (SRRecorderControl* recorder : {m_ui->toggleTimesheetShortcutControl, m_ui->newTimerShortcutControl})
+        recorder->setTaken([this, recorder](qint64 keyCode, quint64 flags, QString& reason) {
+            return shortcutRecorder(*recorder, keyCode, flags, reason);
+        });
 }
 
 void PreferenceController::show()
@@ -256,14 +195,10 @@ void PreferenceController::fill()
     m_ui->checkForUpdatesButton->setChecked(updater().automaticallyChecksForUpdates());
     m_ui->showInDockButton->setChecked(!m_preferences.hideFromDock());
     m_ui->idleTimerMinutesField->setText(QString::number(m_preferences.idleMinutesThreshold()));
-    m_ui->toggleTimesheetShortcutControl->setKeyCombo(m_preferences.timesheetWindowHotKeyCombo());
-    m_ui->newTimerShortcutControl->setKeyCombo(m_preferences.newTimerWindowHotKeyCombo());
-    showShortcutStatus();
+    m_shortcutsPage->fill(m_preferences);
 
     m_ui->tabView->setCurrentWidget(m_ui->accountPage);
-    // A service of our own that is not there shows nothing.
-    const bool here = m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
-    showAccountPage(here ? AccountPage::Here : AccountPage::Fields);
+    showAccountPage(isSignedInHere());
 }
 
 void PreferenceController::fillAccount()
@@ -280,36 +215,41 @@ void PreferenceController::fillAccount()
     (empty != fields.end() ? *empty : fields.front())->setFocus();
 }
 
-void PreferenceController::showAccountPage(AccountPage page)
+bool PreferenceController::isSignedInHere() const
 {
-    m_accountPage = page;
-    const bool fields = page == AccountPage::Fields;
-    const bool signedInHere = m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
-    const bool offersHere = fields && !signedInHere && m_timeHere.canKeepTimeHere();
+    // A built-in service that is not running has no address.
+    return m_preferences.timeIsKeptHere() && !m_preferences.fullUrl().isEmpty();
+}
+
+void PreferenceController::showAccountPage(bool here)
+{
+    m_showsHere = here;
+    const bool signedInHere = isSignedInHere();
+    const bool offersHere = !here && !signedInHere && m_timeHere.canKeepTimeHere();
     const bool isNew = offersHere && m_preferences.url().isEmpty();
 
-    m_ui->herePage->setVisible(!fields);
-    m_ui->accountFields->setVisible(fields);
-    m_ui->cancelButton->setVisible(fields && signedInHere);
+    m_ui->herePage->setVisible(here);
+    m_ui->accountFields->setVisible(!here);
+    m_ui->cancelButton->setVisible(!here && signedInHere);
     m_ui->keepHereBox->setVisible(offersHere);
-    m_ui->accountLead->setVisible(fields && (isNew || signedInHere));
+    m_ui->accountLead->setVisible(!here && (isNew || signedInHere));
     m_ui->accountLead->setText(signedInHere
                                    ? tr("Your time on this computer stays as it is, and you can come back to it.")
-                                   : tr("Or sign in to the account that you have:"));
+                                   : tr("Or sign in to your account:"));
     m_ui->keepHereTitle->setText(isNew ? tr("Welcome to Quillon") : tr("Without an account"));
     m_ui->keepHereText->setText(
-        isNew ? tr("You need no account: your time can be kept on this computer.")
-              : tr("Your time can be kept on this computer instead. Your account stays as it is."));
-    // Who has no account is greeted first; who has one sees it first.
+        isNew ? tr("You do not need an account: Quillon can keep your time on this computer.")
+              : tr("Quillon can keep your time on this computer instead. Your account stays as it is."));
+    // New users are greeted first; those who have an account see it first.
     m_ui->accountColumn->removeWidget(m_ui->keepHereBox);
     m_ui->accountColumn->insertWidget(isNew ? 0 : m_ui->accountColumn->indexOf(m_ui->accountFields) + 1,
                                       m_ui->keepHereBox);
     if (isNew)
         QWidget::setTabOrder(m_ui->tabView->tabBar(), m_ui->keepTimeHereButton);
     else
-        QWidget::setTabOrder(m_learnMoreLink, m_ui->keepTimeHereButton);
+        QWidget::setTabOrder(m_ui->learnMoreLink, m_ui->keepTimeHereButton);
 
-    if (fields) {
+    if (!here) {
         fillAccount();
         return;
     }
@@ -319,32 +259,28 @@ void PreferenceController::showAccountPage(AccountPage page)
     m_ui->doneButton->setFocus();
 }
 
-void PreferenceController::signInElsewhere()
-{
-    showAccountPage(AccountPage::Fields);
-}
-
 void PreferenceController::cancelSigningIn()
 {
     m_waitingForAuthenticationCheck = false;
     showChecking(false);
     m_ui->doneButton->setEnabled(true);
-    showAccountPage(AccountPage::Here);
+    showAccountPage(true);
 }
 
 void PreferenceController::keepTimeHere()
 {
-    showBusy(tr("Starting…"));
-    for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
-        button->setEnabled(false);
-    m_waitingForAuthenticationCheck = false;
-    m_timeHere.keepTimeHere([this](bool kept) {
-        showBusy({});
+    const auto showStarting = [this](bool starting) {
+        showBusy(starting ? tr("Starting…") : QString());
         for (QPushButton* button : {m_ui->keepTimeHereButton, m_ui->doneButton})
-            button->setEnabled(true);
+            button->setEnabled(!starting);
+    };
+    showStarting(true);
+    m_waitingForAuthenticationCheck = false;
+    m_timeHere.keepTimeHere([this, showStarting](bool kept) {
+        showStarting(false);
         if (!kept)
             return;
-        showAccountPage(AccountPage::Here);
+        showAccountPage(true);
         announce();
         relaunchIfNeeded();
     });
@@ -352,8 +288,8 @@ void PreferenceController::keepTimeHere()
 
 void PreferenceController::doneClicked()
 {
-    // The own service knows us.
-    if (m_accountPage == AccountPage::Here) {
+    // The built-in service knows us.
+    if (m_showsHere) {
         announce();
         relaunchIfNeeded();
         return;
@@ -369,10 +305,10 @@ void PreferenceController::doneClicked()
 
 bool PreferenceController::windowShouldClose()
 {
-    // What the sheet says comes first.
+    // The sheet comes first.
     if (m_invalidCredentialsSheet->isOpen())
         return false;
-    // Who looked at the fields and typed nothing wants to be where they were.
+    // With nothing typed, it goes back to where it was.
     if (!m_ui->cancelButton->isHidden() && !credentialsChanged())
         cancelSigningIn();
     doneClicked();
@@ -386,21 +322,22 @@ bool PreferenceController::validateCredentials()
         if (field.text().trimmed().isEmpty())
             invalid << label;
     };
-    check(*m_ui->emailField, u"Email"_s);
-    check(*m_ui->quillonUrlField, u"Secure Site"_s);
-    check(*m_ui->passwordField, u"Password"_s);
+    check(*m_ui->emailField, tr("Email"));
+    check(*m_ui->quillonUrlField, tr("Secure Site"));
+    check(*m_ui->passwordField, tr("Password"));
     switch (invalid.size()) {
     case 0:
         return true;
     case 1:
-        showSheet(u"Your %1 is invalid. Please enter a valid %1 before continuing."_s.arg(invalid[0]));
+        showSheet(tr("Your %1 is invalid. Please enter a valid %1 before continuing.").arg(invalid[0]));
         break;
     case 2:
-        showSheet(u"Your %1 are invalid. Please enter valid values before continuing."_s.arg(invalid.join(" and "_L1)));
+        showSheet(
+            tr("Your %1 and %2 are invalid. Please enter valid values before continuing.").arg(invalid[0], invalid[1]));
         break;
     default:
-        showSheet(u"Your %1, %2, and %3 are invalid. Please enter valid values before continuing."_s.arg(
-            invalid[0], invalid[1], invalid[2]));
+        showSheet(tr("Your %1, %2, and %3 are invalid. Please enter valid values before continuing.")
+                      .arg(invalid[0], invalid[1], invalid[2]));
     }
     return false;
 }
@@ -428,7 +365,7 @@ bool PreferenceController::credentialsChanged() const
 
 settings::QuillonPreferences& PreferenceController::saveCredentials()
 {
-    if (m_accountPage == AccountPage::Fields) {
+    if (!m_showsHere) {
         m_preferences.setUrl(m_ui->quillonUrlField->text());
         m_preferences.setEmail(m_ui->emailField->text());
         m_preferences.setPassword(m_ui->passwordField->text());
@@ -447,11 +384,10 @@ settings::QuillonPreferences& PreferenceController::saveCredentials()
     m_preferences.setIdleMinutesThreshold(minutes);
 
     updater().setAutomaticallyChecksForUpdates(m_ui->checkForUpdatesButton->isChecked());
-    m_preferences.setTimesheetWindowHotKeyCombo(m_ui->toggleTimesheetShortcutControl->keyCombo());
-    m_preferences.setNewTimerWindowHotKeyCombo(m_ui->newTimerShortcutControl->keyCombo());
+    m_shortcutsPage->store(m_preferences);
     m_preferences.save();
-    m_hotKeys.registerHotKeysFromPrefs();
-    if (m_accountPage == AccountPage::Fields)
+    settings::HotKeyManager::instance().registerHotKeysFromPrefs();
+    if (!m_showsHere)
         showKeyring();
 
     m_loginItemsThread.start([this, start = m_ui->startAtLoginButton->isChecked()] {
@@ -497,7 +433,7 @@ void PreferenceController::authenticationFailed()
     m_waitingForAuthenticationCheck = false;
     // Before the sheet, which blocks what is enabled.
     m_ui->doneButton->setEnabled(true);
-    showSheet(u"Your credentials could not be verified. Please check to make sure they are correct and try again."_s);
+    showSheet(tr("Your credentials could not be verified. Please check to make sure they are correct and try again."));
 }
 
 void PreferenceController::showBusy(const QString& what)
@@ -531,35 +467,6 @@ void PreferenceController::showKeyring()
     m_ui->keyringLabel->setVisible(m_preferences.passwordKeptForThisRunOnly());
 }
 
-void PreferenceController::showShortcutStatus()
-{
-    const SRRecorderControl& timesheet = *m_ui->toggleTimesheetShortcutControl;
-    const SRRecorderControl& newTimer = *m_ui->newTimerShortcutControl;
-    // While one is recorded, what became of the other is not to be known.
-    if (timesheet.isRecording() || newTimer.isRecording())
-        return;
-    const QKeySequence keys = settings::keySequence(timesheet.keyCombo());
-    const bool same = !keys.isEmpty() && keys == settings::keySequence(newTimer.keyCombo());
-    const auto show = [this, same](QLabel& label, const SRRecorderControl& recorder, int action) {
-        const QString text = same ? tr("Both shortcuts are the same.") : shortcutStatus(recorder.keyCombo(), action);
-        label.setText(label.fontMetrics().elidedText(text, Qt::ElideRight, statusWidth));
-        label.setToolTip(text);
-    };
-    show(*m_ui->toggleTimesheetShortcutStatus, timesheet, settings::HotKeyManager::ToggleTimesheetWindow);
-    show(*m_ui->newTimerShortcutStatus, newTimer, settings::HotKeyManager::ShowNewTimerWindow);
-}
-
-QString PreferenceController::shortcutStatus(const settings::KeyCombo& shown, int action) const
-{
-    using State = platform::HotKeys::State;
-    const platform::HotKeys::Status status = m_hotKeys.status(action);
-    if (shown == m_hotKeys.combo(action) || status.state == State::Unavailable)
-        return statusText(status);
-    // Not ours yet: the desktop is not asked for it before Done.
-    return m_hotKeys.couldBeHad(shown) == false ? statusText({State::Refused, {}})
-                                                : tr("Takes effect when you press Done.");
-}
-
 void PreferenceController::controlTextDidEndEditing(QLineEdit* field)
 {
     if (!field || !field->isModified())
@@ -591,7 +498,7 @@ void PreferenceController::goToHelpCenter()
 
 void PreferenceController::addAppAsLoginItem()
 {
-    // A list that cannot be written is left alone: there is nothing that the person could do about it here.
+    // A list that cannot be written is left alone: there is nothing that the user could do about it here.
     static_cast<void>(m_loginItems.insert(QCoreApplication::applicationFilePath(), m_owner.startArguments()));
 }
 
@@ -619,7 +526,7 @@ bool PreferenceController::shortcutRecorder(const SRRecorderControl& /*recorder*
 
 void PreferenceController::setHintColors()
 {
-    // Desktops tell a colour for hints seldom, and then a pale one.
+    // Few desktops have a colour for hints, and those have a pale one.
     const auto paint = [](QWidget& widget, QPalette::ColorRole role, QPalette::ColorRole text,
                           QPalette::ColorRole ground) {
         QPalette palette = widget.palette();
@@ -629,9 +536,9 @@ void PreferenceController::setHintColors()
         widget.setPalette(palette);
     };
     m_window.ensurePolished();
-    for (QLabel* label : {m_ui->domainLabel, m_ui->keyringLabel, m_ui->accountLead, m_ui->hereText,
-                          m_ui->openInBrowserHint, m_ui->signInHint, m_ui->defaultRateHint, m_ui->dockHint,
-                          m_ui->shortcutsHint, m_ui->toggleTimesheetShortcutStatus, m_ui->newTimerShortcutStatus}) {
+    for (QLabel* label : m_window.findChildren<QLabel*>()) {
+        if (!label->property("hint").toBool())
+            continue;
         label->setPalette(m_window.palette());
         paint(*label, QPalette::WindowText, QPalette::WindowText, QPalette::Window);
     }
@@ -658,7 +565,7 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
     case QEvent::KeyPress:
         if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
             return false;
-        // It takes back, and never sends what is half typed. A dialog would close.
+        // It cancels, and never sends what is half typed. A dialog would close.
         if (!m_ui->cancelButton->isHidden())
             cancelSigningIn();
         return true;

@@ -1,9 +1,11 @@
 #include "preferences/SRRecorderControl.h"
 
-#include "preferences/Signs.h"
 #include "settings/KeyCodes.h"
+#include "skin/AccessibleRole.h"
+#include "skin/Image.h"
 
 #include <QAccessibleWidget>
+#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QStyleOptionFrame>
@@ -20,7 +22,7 @@ namespace {
 
 constexpr int fieldWidth = 220;
 constexpr int buttonSize = 22;
-constexpr int signSize = 16;
+constexpr int iconSize = 16;
 constexpr int textMargin = 8;
 
 /// X and Wayland count the kernel's keys from here.
@@ -61,7 +63,7 @@ public:
         const QString text = QAccessibleWidget::text(kind);
         if (kind != QAccessible::Name)
             return text;
-        // The part of it that is sure to be spoken. A label brings its colon.
+        // The name is the part that is always spoken. A label brings its colon.
         return text + (text.endsWith(u':') ? " "_L1 : ": "_L1) + recorder().shownText();
     }
 
@@ -78,20 +80,11 @@ private:
     SRRecorderControl& recorder() const { return *static_cast<SRRecorderControl*>(object()); }
 };
 
-QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object)
-{
-    auto* recorder = qobject_cast<SRRecorderControl*>(object);
-    return recorder ? new RecorderAccessible(*recorder) : nullptr;
-}
-
 } // namespace
 
 SRRecorderControl::SRRecorderControl(QWidget* parent) : QWidget(parent), m_clear(new QToolButton(this))
 {
-    [[maybe_unused]] static const bool installed = [] {
-        QAccessible::installFactory(makeInterface);
-        return true;
-    }();
+    skin::installAccessible<SRRecorderControl, RecorderAccessible>();
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setAttribute(Qt::WA_Hover);
@@ -100,10 +93,13 @@ SRRecorderControl::SRRecorderControl(QWidget* parent) : QWidget(parent), m_clear
     m_clear->setFocusPolicy(Qt::NoFocus); // with the keyboard it is Delete
     m_clear->setAccessibleName(tr("Clear Shortcut"));
     m_clear->setToolTip(tr("Clear"));
-    m_clear->setIconSize({signSize, signSize});
-    m_clear->resize(buttonSize, buttonSize);
+    m_clear->setIconSize({iconSize, iconSize});
+    m_clear->setFixedSize(buttonSize, buttonSize);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(2, 2, 2, 2);
+    row->addWidget(m_clear, 0, Qt::AlignRight);
     connect(m_clear, &QToolButton::clicked, this, &SRRecorderControl::clear);
-    updateSign();
+    updateIcon();
     updateShown();
 }
 
@@ -156,8 +152,9 @@ QString SRRecorderControl::shownText() const
 void SRRecorderControl::updateShown()
 {
     m_clear->setVisible(!m_recording && m_combo.code != settings::KeyCombo::NoKey);
-    setAccessibleDescription(m_recording ? tr("Recording. Type the new shortcut, Delete for none, or Escape.")
-                                         : tr("Press Space and type another shortcut."));
+    setAccessibleDescription(
+        m_recording ? tr("Recording. Type the new shortcut, or press Delete to clear it or Escape to keep it.")
+                    : tr("Press Space, then type another shortcut."));
     QAccessibleEvent named(this, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&named);
     update();
@@ -165,7 +162,7 @@ void SRRecorderControl::updateShown()
 
 bool SRRecorderControl::event(QEvent* event)
 {
-    // While it records, no key means anything else.
+    // While it records, keys do nothing else.
     if (m_recording && event->type() == QEvent::ShortcutOverride) {
         event->accept();
         return true;
@@ -207,7 +204,7 @@ void SRRecorderControl::record(QKeyEvent& event)
     if (!code)
         emit refused(tr("This key cannot be part of a shortcut."));
     else if (!(combo.flags & ~settings::KeyCombo::Shift) && !isFunctionKey(combo))
-        // Such a key would be lost for typing, in every program.
+        // Such a key could no longer be typed, in any program.
         emit refused(tr("Use it together with Ctrl, Alt or Super."));
     else if (m_taken && m_taken(combo.code, combo.flags, reason))
         emit refused(reason);
@@ -258,18 +255,13 @@ void SRRecorderControl::changeEvent(QEvent* event)
 {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
-        updateSign();
+        updateIcon();
 }
 
-void SRRecorderControl::updateSign()
+void SRRecorderControl::updateIcon()
 {
-    m_clear->setIcon(sign("prefs-clear.png", palette().placeholderText().color(), devicePixelRatioF()));
-}
-
-void SRRecorderControl::resizeEvent(QResizeEvent* /*event*/)
-{
-    const int gap = (height() - buttonSize) / 2;
-    m_clear->move(width() - buttonSize - gap, gap);
+    m_clear->setIcon(
+        skin::imageNamed("prefs-clear.png").pixmap(devicePixelRatioF(), palette().placeholderText().color()));
 }
 
 QSize SRRecorderControl::sizeHint() const

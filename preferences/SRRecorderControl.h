@@ -18,7 +18,7 @@ class SRRecorderControl final : public QWidget
 {
     Q_OBJECT
 public:
-    /// Whether a combination may not be had. `reason` is then shown.
+    /// Whether a combination is taken. `reason` is then shown.
     using Taken = std::function<bool(qint64 keyCode, quint64 flags, QString& reason)>;
 
     explicit SRRecorderControl(QWidget* parent = nullptr);
@@ -40,11 +40,11 @@ public:
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 signals:
-    /// By the person, not by `setKeyCombo`.
+    /// By the user, not by `setKeyCombo`.
     void keyComboChanged();
-    /// While it records, what is typed should reach it.
+    /// While it records, every key should reach it.
     void recordingChanged(bool recording);
-    /// What was typed cannot be taken, and why. It goes on recording.
+    /// What was typed cannot be a shortcut, and why. It goes on recording.
     void refused(const QString& reason);
 
 protected:
@@ -56,7 +56,6 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void changeEvent(QEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
@@ -64,7 +63,7 @@ private:
     void take(const settings::KeyCombo& combo);
     void showModifiers(Qt::KeyboardModifiers pressed);
     void updateShown();
-    void updateSign();
+    void updateIcon();
 
     settings::KeyCombo m_combo;
     Taken m_taken;

@@ -1,6 +1,6 @@
 #include "preferences/TabView.h"
 
-#include "preferences/Signs.h"
+#include "skin/Image.h"
 
 #include <QPainter>
 #include <QProxyStyle>
@@ -15,7 +15,7 @@ namespace {
 constexpr int tabWidth = 92;
 constexpr int tabHeight = 62;
 constexpr int margin = 4; ///< around what is highlighted
-constexpr int signSize = 24;
+constexpr int pictureSize = 24;
 
 /// The tabs in the middle, and nothing around the pages.
 class TabViewStyle final : public QProxyStyle
@@ -77,9 +77,9 @@ private:
                 painter.drawRoundedRect(around.adjusted(1, 1, -1, -1), 6, 6);
             }
             const QColor color = palette().windowText().color();
-            const QPixmap picture =
-                sign(m_view.widget(i)->property("sign").toByteArray().toStdString(), color, devicePixelRatioF());
-            painter.drawPixmap(tab.x() + (tab.width() - signSize) / 2, tab.y() + margin + 7, picture);
+            const std::string name = m_view.widget(i)->property("picture").toString().toStdString();
+            painter.drawPixmap(tab.x() + (tab.width() - pictureSize) / 2, tab.y() + margin + 7,
+                               skin::imageNamed(name).pixmap(devicePixelRatioF(), color));
             painter.setPen(color);
             painter.drawText(around.adjusted(0, 0, 0, -4), Qt::AlignHCenter | Qt::AlignBottom | Qt::TextSingleLine,
                              tabText(i));

@@ -30,698 +30,671 @@ void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
 
 } // namespace
 
-class PreferencesTest : public QObject
+class PreferencesTest final : public QObject
 {
     Q_OBJECT
+
 private slots:
     void initTestCase() { QApplication::setStyle(new support::StillStyle); }
-    void opensWithWhatIsStored();
-    void signsIn();
-    void emptyFields_data();
-    void emptyFields();
-    void passwordKeepsItsBlanks();
-    void options();
-    void idleMinutes_data();
-    void idleMinutes();
-    void closingIsDone();
-    void quitLeaves();
-    void serviceThatDoesNotAnswer();
-    void outcomesThatNobodyAskedFor();
-    void changedDockSettingRelaunches();
-    void loginItem_data();
-    void loginItem();
-    void defaultRate_data();
-    void defaultRate();
-    void knowsChangedCredentials();
-    void passwordIsNotSpoken();
-    void passwordIsNotOffered();
-    void keyringThatIsMissing();
-    void passwordThatArrivesLate();
-    void tabOrderIsTheVisualOrder();
-    void labelsLeadToTheirFields();
-    void shortcuts();
-    void helpAndQuit();
-    void greetsWhoHasNoAccount();
-    void signsInElsewhereFromHere();
-    void backHereFromAnAccount();
-};
 
-void PreferencesTest::opensWithWhatIsStored()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& defaults = settings::UserDefaults::standardUserDefaults();
-    defaults.setString(settings::SCCompanyKey, u"Acme Ltd"_s);
-    defaults.setBool(settings::QuillonBlinkCursorKey, false);
-    defaults.setBool(settings::QuillonHideFromDockKey, true);
-    defaults.setInteger(settings::QuillonIdleMinutesThreshold, 25);
-    settingsOfRun().loadSaved();
-    run.test.updates.automatic = false;
-    run.open();
-
-    QCOMPARE(run.text("quillonUrlField"), u"acme"_s);
-    QCOMPARE(run.text("emailField"), u"ann@example.com"_s);
-    QCOMPARE(run.text("passwordField"), u"secret"_s);
-    QCOMPARE(run.text("companyField"), u"Acme Ltd"_s);
-    QCOMPARE(run.text("idleTimerMinutesField"), u"25"_s);
-    QCOMPARE(run.text("defaultRateField"), QString());
-    const auto isChecked = [&](const char* name) { return run.part<QAbstractButton>(name).isChecked(); };
-    QVERIFY(!isChecked("blinkColonButton"));
-    QVERIFY(!isChecked("startAtLoginButton"));
-    QVERIFY(!isChecked("showInDockButton"));
-    QVERIFY(!isChecked("checkForUpdatesButton"));
-    QVERIFY(isChecked("idleTimerEnabledButton"));
-
-    const auto& tabs = run.part<QTabWidget>("tabView");
-    QStringList titles;
-    for (int i = 0; i < tabs.count(); ++i)
-        titles << tabs.tabText(i);
-    QCOMPARE(titles, QStringList({u"Account"_s, u"General"_s, u"Shortcuts"_s}));
-    run.click("learnMoreLink");
-    QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/quillon"_s)});
-    QCOMPARE(run.test.desktop.activated, QList<QWidget*>{&run.controller->window()});
-    QVERIFY(!run.part("quitButton").isVisible());
-}
-
-void PreferencesTest::signsIn()
-{
-    PreferencesRun run;
-    logged.clear();
-    const auto before = qInstallMessageHandler(keepLog);
-    auto& controller = run.open();
-    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-
-    run.signIn(u"https://acme.quillon.example"_s, u"ann@example.com"_s, u"wrong-Pa55"_s);
-    QVERIFY(controller.waitingForAuthenticationCheck());
-    QVERIFY(!run.part("doneButton").isEnabled());
-    QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
-    QTRY_COMPARE(run.sheet(), unverified);
-    QVERIFY(!controller.waitingForAuthenticationCheck());
-    QVERIFY(controller.window().isVisible());
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(run.part<QLabel>("checkingLabel").text(), QString());
-    QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
-    run.key(Qt::Key_Return);
-    QTRY_COMPARE(run.sheet(), QString());
-    QVERIFY(run.part("doneButton").isEnabled());
-
-    run.type("passwordField", u"secret"_s);
-    run.key(Qt::Key_Return);
-    QTRY_VERIFY(!controller.window().isVisible());
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
-    QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
-    const auto secrets = run.test.secrets.items;
-    QCOMPARE(secrets.at({settings::SCServiceName(), u"ann@example.com"_s}), "secret");
-    QCOMPARE(run.owner.asked, QStringList());
-
-    qInstallMessageHandler(before);
-    const QByteArray kept = run.settingsFile() + logged.join(u'\n').toUtf8();
-    QVERIFY(!kept.contains("secret"));
-    QVERIFY(!kept.contains("wrong-Pa55"));
-}
-
-void PreferencesTest::emptyFields_data()
-{
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("email");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<QString>("message");
-    const QString one = u"Your %1 is invalid. Please enter a valid %1 before continuing."_s;
-    QTest::newRow("url") << u""_s << u"ann"_s << u"x"_s << one.arg(u"Secure Site"_s);
-    QTest::newRow("email") << u"acme"_s << u""_s << u"x"_s << one.arg(u"Email"_s);
-    QTest::newRow("blank password") << u"acme"_s << u"ann"_s << u"   "_s << one.arg(u"Password"_s);
-    QTest::newRow("email, password")
-        << u"acme"_s << u"\t "_s << u""_s
-        << u"Your Email and Password are invalid. Please enter valid values before continuing."_s;
-    QTest::newRow("all")
-        << u""_s << u""_s << u""_s
-        << u"Your Email, Secure Site, and Password are invalid. Please enter valid values before continuing."_s;
-}
-
-void PreferencesTest::emptyFields()
-{
-    QFETCH(QString, url);
-    QFETCH(QString, email);
-    QFETCH(QString, password);
-    PreferencesRun run;
-    run.open();
-    run.part<QLineEdit>("quillonUrlField").setText(url);
-    run.part<QLineEdit>("emailField").setText(email);
-    run.part<QLineEdit>("passwordField").setText(password);
-    run.click("doneButton");
-    QTEST(run.sheet(), "message");
-    // Below the sheet nothing can be reached.
-    run.click("doneButton");
-    QVERIFY(!run.part("emailField").isEnabled());
-    run.click("acknowledgeButton");
-    QTRY_COMPARE(run.sheet(), QString());
-    QVERIFY(run.part("emailField").isEnabled());
-    QCOMPARE(run.requested(), QStringList());
-    QCOMPARE(run.settingsFile(), QByteArray());
-}
-
-void PreferencesTest::passwordKeepsItsBlanks()
-{
-    PreferencesRun run;
-    run.open();
-    run.signIn(u"acme"_s, u"ann@example.com"_s, u"  secret "_s);
-    QTRY_COMPARE(run.sheet(), unverified);
-    QCOMPARE(settingsOfRun().password(), u"  secret "_s);
-}
-
-void PreferencesTest::options()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& controller = run.open();
-    run.type("companyField", u"Acme Ltd"_s);
-    run.part<QTabWidget>("tabView").setCurrentIndex(1);
-    for (const char* name : {"startAtLoginButton", "blinkColonButton", "checkForUpdatesButton"})
-        run.click(name);
-    run.type("idleTimerMinutesField", u"42"_s);
-    run.part("idleTimerEnabledButton").setFocus();
-    run.key(Qt::Key_Space);
-    QVERIFY(!run.part("idleTimerMinutesField").isEnabled());
-    run.part("showInDockButton").setFocus();
-    run.key(Qt::Key_Space);
-    run.key(Qt::Key_Space);
-    run.click("doneButton");
-    QTRY_VERIFY(!controller.window().isVisible());
-
-    const auto& saved = settingsOfRun();
-    QCOMPARE(saved.companyName(), u"Acme Ltd"_s);
-    QVERIFY(saved.startAtLogin());
-    QVERIFY(!saved.blinkColon());
-    QVERIFY(!saved.idleTimerEnabled());
-    QVERIFY(!saved.hideFromDock());
-    QCOMPARE(saved.idleMinutesThreshold(), 42);
-    QVERIFY(!run.test.updates.automatic);
-    const QByteArray file = run.settingsFile();
-    for (const char* line : {"Company=Acme Ltd\n", "StartAtLogin=true\n", "BlinkColon=false\n",
-                             "IdleTimerEnabled=false\n", "IdleMinutesThreshold=42\n", "HideInDock=false\n"})
-        QVERIFY2(file.contains(line), line);
-}
-
-void PreferencesTest::idleMinutes_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<qint64>("stored");
-    QTest::newRow("none") << u"0"_s << qint64(10);
-    QTest::newRow("no number") << u"ten"_s << qint64(10);
-    QTest::newRow("empty") << u""_s << qint64(10);
-    QTest::newRow("blanks around") << u" 7 "_s << qint64(7);
-    QTest::newRow("unit behind") << u"12 min"_s << qint64(12);
-    QTest::newRow("too long") << u"99999999999999999999"_s << qint64(999999);
-}
-
-void PreferencesTest::idleMinutes()
-{
-    QFETCH(QString, typed);
-    QFETCH(qint64, stored);
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& controller = run.open();
-    run.part<QTabWidget>("tabView").setCurrentIndex(1);
-    run.type("idleTimerMinutesField", typed);
-    controller.saveCredentials();
-    QCOMPARE(settingsOfRun().idleMinutesThreshold(), stored);
-    if (stored == 10)
-        QCOMPARE(run.text("idleTimerMinutesField"), u"10"_s);
-}
-
-void PreferencesTest::closingIsDone()
-{
-    PreferencesRun run;
-    auto& controller = run.open();
-    QVERIFY(!controller.window().close());
-    QVERIFY(controller.window().isVisible());
-    QVERIFY(run.sheet().startsWith("Your Email, Secure Site, and Password"_L1));
-    // The sheet comes first.
-    QVERIFY(!controller.window().close());
-    run.key(Qt::Key_Escape);
-    QTRY_COMPARE(run.sheet(), QString());
-    QVERIFY(controller.window().isVisible());
-
-    run.type("quillonUrlField", u"acme"_s);
-    run.type("emailField", u"ann@example.com"_s);
-    run.type("passwordField", u"secret"_s);
-    // Nothing is sent or saved before somebody says so.
-    run.key(Qt::Key_Escape);
-    QVERIFY(controller.window().isVisible() && !controller.waitingForAuthenticationCheck());
-    QVERIFY(run.settingsFile().isEmpty() && run.requested().isEmpty());
-    QVERIFY(!controller.window().close());
-    QVERIFY(controller.waitingForAuthenticationCheck());
-    QTRY_VERIFY(!controller.window().isVisible());
-
-    run.open();
-    QVERIFY(!controller.window().close());
-    QTRY_VERIFY(!controller.window().isVisible());
-}
-
-void PreferencesTest::quitLeaves()
-{
-    PreferencesRun run;
-    auto& controller = run.open();
-    QEvent quit(QEvent::Quit);
-    QCoreApplication::sendEvent(qApp, &quit);
-    QVERIFY(!controller.window().isVisible());
-}
-
-void PreferencesTest::serviceThatDoesNotAnswer()
-{
-    PreferencesRun run;
-    auto& controller = run.open();
-    run.peer.stop();
-    run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& api = service::QuillonApi::sharedApi();
-    QTRY_COMPARE(api.operationCount(), 0);
-    QCoreApplication::processEvents();
-    QVERIFY(controller.waitingForAuthenticationCheck());
-    QVERIFY(!run.part("doneButton").isEnabled());
-    QVERIFY(!run.part("tryAgainButton").isVisible());
-    run.test.time.advance(10s);
-    QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"No answer yet"_s);
-    run.click("tryAgainButton");
-    QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
-    QTRY_COMPARE(api.operationCount(), 0);
-
-    // Closing tries again as well. Now somebody is there.
-    controller.window().close();
-    controller.authenticationSucceeded();
-    QVERIFY(!controller.window().isVisible());
-    QVERIFY(run.part("doneButton").isEnabled());
-    QCOMPARE(run.test.time.timers(), 0);
-}
-
-void PreferencesTest::outcomesThatNobodyAskedFor()
-{
-    PreferencesRun run;
-    auto& controller = run.open();
-    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-    controller.authenticationFailed();
-    controller.authenticationSucceeded();
-    QCOMPARE(run.sheet(), QString());
-    QVERIFY(controller.window().isVisible());
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(run.owner.asked, QStringList());
-}
-
-void PreferencesTest::changedDockSettingRelaunches()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& controller = run.open();
-    run.part<QTabWidget>("tabView").setCurrentIndex(1);
-    run.click("showInDockButton");
-    run.click("doneButton");
-    QCOMPARE(run.owner.asked, QStringList());
-    QTRY_VERIFY(!controller.window().isVisible());
-    QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
-    QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
-}
-
-void PreferencesTest::loginItem_data()
-{
-    QTest::addColumn<bool>("start");
-    QTest::addColumn<bool>("opens");
-    QTest::newRow("add") << true << true;
-    QTest::newRow("remove") << false << true;
-    QTest::newRow("add, closed") << true << false;
-    QTest::newRow("remove, closed") << false << false;
-}
-
-void PreferencesTest::loginItem()
-{
-    QFETCH(bool, start);
-    QFETCH(bool, opens);
-    PreferencesRun run;
-    auto& login = run.test.environment.login;
-    const QString self = QCoreApplication::applicationFilePath();
-    login.insert(u"/usr/bin/other"_s, {});
-    login.insert(u"/usr"_s + self, {});
-    if (!start)
-        login.insert(self, {});
-    const QStringList before = login.programs();
-    login.opens = opens;
+    void opensWithWhatIsStored()
     {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& defaults = settings::UserDefaults::standardUserDefaults();
+        defaults.setString(settings::SCCompanyKey, u"Acme Ltd"_s);
+        defaults.setBool(settings::QuillonBlinkCursorKey, false);
+        defaults.setBool(settings::QuillonHideFromDockKey, true);
+        defaults.setInteger(settings::QuillonIdleMinutesThreshold, 25);
+        settingsOfRun().loadSaved();
+        run.test.updates.automatic = false;
+        run.open();
+
+        QCOMPARE(run.text("quillonUrlField"), u"acme"_s);
+        QCOMPARE(run.text("emailField"), u"ann@example.com"_s);
+        QCOMPARE(run.text("passwordField"), u"secret"_s);
+        QCOMPARE(run.text("companyField"), u"Acme Ltd"_s);
+        QCOMPARE(run.text("idleTimerMinutesField"), u"25"_s);
+        QCOMPARE(run.text("defaultRateField"), QString());
+        const auto isChecked = [&](const char* name) { return run.part<QAbstractButton>(name).isChecked(); };
+        QVERIFY(!isChecked("blinkColonButton"));
+        QVERIFY(!isChecked("startAtLoginButton"));
+        QVERIFY(!isChecked("showInDockButton"));
+        QVERIFY(!isChecked("checkForUpdatesButton"));
+        QVERIFY(isChecked("idleTimerEnabledButton"));
+
+        const auto& tabs = run.part<QTabWidget>("tabView");
+        QStringList titles;
+        for (int i = 0; i < tabs.count(); ++i)
+            titles << tabs.tabText(i);
+        QCOMPARE(titles, QStringList({u"Account"_s, u"General"_s, u"Shortcuts"_s}));
+        run.click("learnMoreLink");
+        QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/quillon"_s)});
+        QCOMPARE(run.test.desktop.activated, QList<QWidget*>{&run.controller->window()});
+        QVERIFY(!run.part("quitButton").isVisible());
+    }
+
+    void signsIn()
+    {
+        PreferencesRun run;
+        logged.clear();
+        const auto before = qInstallMessageHandler(keepLog);
         auto& controller = run.open();
-        run.part<QAbstractButton>("startAtLoginButton").setChecked(start);
+        QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
+
+        run.signIn(u"https://acme.quillon.example"_s, u"ann@example.com"_s, u"wrong-Pa55"_s);
+        QVERIFY(controller.waitingForAuthenticationCheck());
+        QVERIFY(!run.part("doneButton").isEnabled());
+        QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
+        QTRY_COMPARE(run.sheet(), unverified);
+        QVERIFY(!controller.waitingForAuthenticationCheck());
+        QVERIFY(controller.window().isVisible());
+        QCOMPARE(changed.count(), 0);
+        QCOMPARE(run.part<QLabel>("checkingLabel").text(), QString());
+        QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
+        run.key(Qt::Key_Return);
+        QTRY_COMPARE(run.sheet(), QString());
+        QVERIFY(run.part("doneButton").isEnabled());
+
+        run.type("passwordField", u"secret"_s);
+        run.key(Qt::Key_Return);
+        QTRY_VERIFY(!controller.window().isVisible());
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
+        QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
+        const auto secrets = run.test.secrets.items;
+        QCOMPARE(secrets.at({settings::SCServiceName(), u"ann@example.com"_s}), "secret");
+        QCOMPARE(run.owner.asked, QStringList());
+
+        qInstallMessageHandler(before);
+        const QByteArray kept = run.settingsFile() + logged.join(u'\n').toUtf8();
+        QVERIFY(!kept.contains("secret"));
+        QVERIFY(!kept.contains("wrong-Pa55"));
+    }
+
+    void emptyFields_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("email");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("message");
+        const QString one = u"Your %1 is invalid. Please enter a valid %1 before continuing."_s;
+        QTest::newRow("url") << u""_s << u"ann"_s << u"x"_s << one.arg(u"Secure Site"_s);
+        QTest::newRow("email") << u"acme"_s << u""_s << u"x"_s << one.arg(u"Email"_s);
+        QTest::newRow("blank password") << u"acme"_s << u"ann"_s << u"   "_s << one.arg(u"Password"_s);
+        QTest::newRow("email, password")
+            << u"acme"_s << u"\t "_s << u""_s
+            << u"Your Email and Password are invalid. Please enter valid values before continuing."_s;
+        QTest::newRow("all")
+            << u""_s << u""_s << u""_s
+            << u"Your Email, Secure Site, and Password are invalid. Please enter valid values before continuing."_s;
+    }
+
+    void emptyFields()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, email);
+        QFETCH(QString, password);
+        PreferencesRun run;
+        run.open();
+        run.part<QLineEdit>("quillonUrlField").setText(url);
+        run.part<QLineEdit>("emailField").setText(email);
+        run.part<QLineEdit>("passwordField").setText(password);
+        run.click("doneButton");
+        QTEST(run.sheet(), "message");
+        // Below the sheet nothing can be reached.
+        run.click("doneButton");
+        QVERIFY(!run.part("emailField").isEnabled());
+        run.click("acknowledgeButton");
+        QTRY_COMPARE(run.sheet(), QString());
+        QVERIFY(run.part("emailField").isEnabled());
+        QCOMPARE(run.requested(), QStringList());
+        QCOMPARE(run.settingsFile(), QByteArray());
+    }
+
+    void passwordKeepsItsBlanks()
+    {
+        PreferencesRun run;
+        run.open();
+        run.signIn(u"acme"_s, u"ann@example.com"_s, u"  secret "_s);
+        QTRY_COMPARE(run.sheet(), unverified);
+        QCOMPARE(settingsOfRun().password(), u"  secret "_s);
+    }
+
+    void options()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& controller = run.open();
+        run.type("companyField", u"Acme Ltd"_s);
+        run.part<QTabWidget>("tabView").setCurrentIndex(1);
+        for (const char* name : {"startAtLoginButton", "blinkColonButton", "checkForUpdatesButton"})
+            run.click(name);
+        run.type("idleTimerMinutesField", u"42"_s);
+        run.part("idleTimerEnabledButton").setFocus();
+        run.key(Qt::Key_Space);
+        QVERIFY(!run.part("idleTimerMinutesField").isEnabled());
+        run.part("showInDockButton").setFocus();
+        run.key(Qt::Key_Space);
+        run.key(Qt::Key_Space);
+        run.click("doneButton");
+        QTRY_VERIFY(!controller.window().isVisible());
+
+        const auto& saved = settingsOfRun();
+        QCOMPARE(saved.companyName(), u"Acme Ltd"_s);
+        QVERIFY(saved.startAtLogin());
+        QVERIFY(!saved.blinkColon());
+        QVERIFY(!saved.idleTimerEnabled());
+        QVERIFY(!saved.hideFromDock());
+        QCOMPARE(saved.idleMinutesThreshold(), 42);
+        QVERIFY(!run.test.updates.automatic);
+        const QByteArray file = run.settingsFile();
+        for (const char* line : {"Company=Acme Ltd\n", "StartAtLogin=true\n", "BlinkColon=false\n",
+                                 "IdleTimerEnabled=false\n", "IdleMinutesThreshold=42\n", "HideInDock=false\n"})
+            QVERIFY2(file.contains(line), line);
+    }
+
+    void idleMinutes_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<qint64>("stored");
+        QTest::newRow("none") << u"0"_s << qint64(10);
+        QTest::newRow("no number") << u"ten"_s << qint64(10);
+        QTest::newRow("empty") << u""_s << qint64(10);
+        QTest::newRow("blanks around") << u" 7 "_s << qint64(7);
+        QTest::newRow("unit behind") << u"12 min"_s << qint64(12);
+        QTest::newRow("too long") << u"99999999999999999999"_s << qint64(999999);
+    }
+
+    void idleMinutes()
+    {
+        QFETCH(QString, typed);
+        QFETCH(qint64, stored);
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& controller = run.open();
+        run.part<QTabWidget>("tabView").setCurrentIndex(1);
+        run.type("idleTimerMinutesField", typed);
         controller.saveCredentials();
-        run.controller.reset(); // waits
+        QCOMPARE(settingsOfRun().idleMinutesThreshold(), stored);
+        if (stored == 10)
+            QCOMPARE(run.text("idleTimerMinutesField"), u"10"_s);
     }
-    QStringList expected{u"/usr/bin/other"_s, u"/usr"_s + self};
-    if (start)
-        expected << self;
-    QCOMPARE(login.programs(), opens ? expected : before);
-}
 
-void PreferencesTest::defaultRate_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("number") << u"75"_s << u"$75.00"_s;
-    QTest::newRow("thousands") << u"1,234.5"_s << u"$1,234.50"_s;
-    QTest::newRow("number in front") << u"12abc"_s << u"$12.00"_s;
-    QTest::newRow("no number") << u"a lot"_s << u"$0.00"_s;
-}
+    void closingIsDone()
+    {
+        PreferencesRun run;
+        auto& controller = run.open();
+        QVERIFY(!controller.window().close());
+        QVERIFY(controller.window().isVisible());
+        QVERIFY(run.sheet().startsWith("Your Email, Secure Site, and Password"_L1));
+        // The sheet comes first.
+        QVERIFY(!controller.window().close());
+        run.key(Qt::Key_Escape);
+        QTRY_COMPARE(run.sheet(), QString());
+        QVERIFY(controller.window().isVisible());
 
-void PreferencesTest::defaultRate()
-{
-    QFETCH(QString, typed);
-    PreferencesRun run;
-    auto& controller = run.open();
-    run.type("defaultRateField", typed);
-    run.key(Qt::Key_Tab);
-    QTEST(run.text("defaultRateField"), "shown");
-    // Passing through writes nothing into it.
-    auto& field = run.part<QLineEdit>("defaultRateField");
-    field.clear();
-    field.setFocus();
-    run.key(Qt::Key_Tab);
-    QCOMPARE(field.text(), QString());
-    controller.setUsingDefaultRate(false);
-    QVERIFY(!field.isEnabled());
-}
+        run.type("quillonUrlField", u"acme"_s);
+        run.type("emailField", u"ann@example.com"_s);
+        run.type("passwordField", u"secret"_s);
+        // Nothing is sent or saved before somebody says so.
+        run.key(Qt::Key_Escape);
+        QVERIFY(controller.window().isVisible() && !controller.waitingForAuthenticationCheck());
+        QVERIFY(run.settingsFile().isEmpty() && run.requested().isEmpty());
+        QVERIFY(!controller.window().close());
+        QVERIFY(controller.waitingForAuthenticationCheck());
+        QTRY_VERIFY(!controller.window().isVisible());
 
-void PreferencesTest::knowsChangedCredentials()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& controller = run.open();
-    QVERIFY(!controller.credentialsChanged());
-    for (const char* name : {"quillonUrlField", "emailField", "passwordField"}) {
-        auto& field = run.part<QLineEdit>(name);
-        const QString before = field.text();
-        field.setText(u"  "_s + before + u"\n"_s);
-        QVERIFY(!controller.credentialsChanged());
-        field.setText(before + u"x"_s);
-        QVERIFY(controller.credentialsChanged());
-        field.setText(before);
+        run.open();
+        QVERIFY(!controller.window().close());
+        QTRY_VERIFY(!controller.window().isVisible());
     }
-}
 
-void PreferencesTest::passwordIsNotSpoken()
-{
-    PreferencesRun run;
-    run.open();
-    auto& field = run.part<QLineEdit>("passwordField");
-    auto* const interface = QAccessible::queryAccessibleInterface(&field);
-    const auto heard = [&] {
-        return interface->text(QAccessible::Value) + u'/' + interface->textInterface()->text(0, 100);
-    };
-    run.type("passwordField", u"open"_s);
-    QCOMPARE(heard(), u"••••/••••"_s);
-    run.click("showPasswordButton");
-    QCOMPARE(field.echoMode(), QLineEdit::Normal);
-    QCOMPARE(heard(), u"••••/••••"_s);
-    run.type("passwordField", u"Sesame"_s);
-    QCOMPARE(heard(), u"••••••/••••••"_s);
-    interface->editableTextInterface()->insertText(6, u"!"_s);
-    QCOMPARE(field.text(), u"Sesame!"_s);
-    QVERIFY(interface->state().passwordEdit);
-    QCOMPARE(QAccessible::queryAccessibleInterface(&run.part("showPasswordButton"))->text(QAccessible::Name),
-             u"Show Password"_s);
-    // Hidden again the next time.
-    run.controller->window().hide();
-    run.open();
-    QCOMPARE(field.echoMode(), QLineEdit::Password);
-}
-
-// Run by itself on an X server: no other platform has a primary selection.
-void PreferencesTest::passwordIsNotOffered()
-{
-    QClipboard& clipboard = *QGuiApplication::clipboard();
-    if (!clipboard.supportsSelection())
-        QSKIP("there is no primary selection here");
-    PreferencesRun run;
-    run.open();
-    run.type("passwordField", u"Sesame"_s);
-    run.click("showPasswordButton");
-    run.type("emailField", u"ann@example.com"_s);
-    // Every way to select, and whether a field offers what was selected that way.
-    const auto offers = [&](const char* name) {
-        auto& field = run.part<QLineEdit>(name);
-        const QPoint end(field.width() / 2, field.height() / 2);
-        QList<bool> offered;
-        const auto note = [&] {
-            offered << (!field.selectedText().isEmpty() &&
-                        clipboard.text(QClipboard::Selection) == field.selectedText());
-            clipboard.setText(u"another program's"_s, QClipboard::Selection);
-            field.end(false);
-        };
-        QTest::mousePress(&field, Qt::LeftButton, {}, end);
-        QTest::mouseMove(&field, QPoint(2, end.y()));
-        QTest::mouseRelease(&field, Qt::LeftButton, {}, QPoint(2, end.y()));
-        note();
-        QTest::mouseDClick(&field, Qt::LeftButton, {}, QPoint(20, end.y()));
-        note();
-        QTest::keyClick(&field, Qt::Key_Left, Qt::ShiftModifier);
-        note();
-        QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
-        note();
-        field.selectAll();
-        note();
-        return offered;
-    };
-    QCOMPARE(offers("emailField").count(true), 3);
-    QCOMPARE(offers("passwordField").count(true), 0);
-    QCOMPARE(run.part<QLineEdit>("passwordField").echoMode(), QLineEdit::Normal);
-    QVERIFY(!run.part<QLineEdit>("passwordField").dragEnabled());
-}
-
-void PreferencesTest::keyringThatIsMissing()
-{
-    PreferencesRun run;
-    run.open();
-    QVERIFY(!run.part("keyringLabel").isVisible());
-    run.controller->window().hide();
-    run.test.secrets.failure = platform::SecretStore::Failure::NoService;
-    run.controller->saveCredentials();
-    run.open();
-    QVERIFY(run.part("keyringLabel").isVisible());
-
-    // One that the person would not unlock is none either.
-    run.test.secrets.failure.reset();
-    run.controller->saveCredentials();
-    QVERIFY(!run.part("keyringLabel").isVisible());
-    run.test.secrets.failure = platform::SecretStore::Failure::Locked;
-    for (const bool unlocks : {false, true}) {
-        run.controller->saveCredentials();
-        run.test.secrets.answerPrompts(unlocks);
-        QTRY_COMPARE(run.part("keyringLabel").isVisible(), !unlocks);
+    void quitLeaves()
+    {
+        PreferencesRun run;
+        auto& controller = run.open();
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
+        QVERIFY(!controller.window().isVisible());
     }
-}
 
-void PreferencesTest::passwordThatArrivesLate()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    run.test.secrets.failure = platform::SecretStore::Failure::Locked;
-    run.open();
-    QCOMPARE(run.text("passwordField"), QString());
-    run.test.secrets.answerPrompts(true);
-    QTRY_COMPARE(run.text("passwordField"), u"secret"_s);
-}
+    void serviceThatDoesNotAnswer()
+    {
+        PreferencesRun run;
+        auto& controller = run.open();
+        run.peer.stop();
+        run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& api = service::QuillonApi::sharedApi();
+        QTRY_COMPARE(api.operationCount(), 0);
+        QCoreApplication::processEvents();
+        QVERIFY(controller.waitingForAuthenticationCheck());
+        QVERIFY(!run.part("doneButton").isEnabled());
+        QVERIFY(!run.part("tryAgainButton").isVisible());
+        run.test.time.advance(10s);
+        QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"No answer yet"_s);
+        run.click("tryAgainButton");
+        QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
+        QTRY_COMPARE(api.operationCount(), 0);
 
-void PreferencesTest::tabOrderIsTheVisualOrder()
-{
-    PreferencesRun run;
-    run.owner.isLoggedOut = true;
-    run.open();
-    const auto order = [&](const char* first, int count) {
-        run.part(first).setFocus();
-        QStringList names;
-        for (int i = 0; i < count; ++i) {
-            names << run.focused();
-            run.key(Qt::Key_Tab);
+        // Closing tries again as well. Now somebody is there.
+        controller.window().close();
+        controller.authenticationSucceeded();
+        QVERIFY(!controller.window().isVisible());
+        QVERIFY(run.part("doneButton").isEnabled());
+        QCOMPARE(run.test.time.timers(), 0);
+    }
+
+    void outcomesThatNobodyAskedFor()
+    {
+        PreferencesRun run;
+        auto& controller = run.open();
+        QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
+        controller.authenticationFailed();
+        controller.authenticationSucceeded();
+        QCOMPARE(run.sheet(), QString());
+        QVERIFY(controller.window().isVisible());
+        QCOMPARE(changed.count(), 0);
+        QCOMPARE(run.owner.asked, QStringList());
+    }
+
+    void changedDockSettingRelaunches()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& controller = run.open();
+        run.part<QTabWidget>("tabView").setCurrentIndex(1);
+        run.click("showInDockButton");
+        run.click("doneButton");
+        QCOMPARE(run.owner.asked, QStringList());
+        QTRY_VERIFY(!controller.window().isVisible());
+        QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
+        QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
+    }
+
+    void loginItem_data()
+    {
+        QTest::addColumn<bool>("start");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("add") << true << true;
+        QTest::newRow("remove") << false << true;
+        QTest::newRow("add, closed") << true << false;
+        QTest::newRow("remove, closed") << false << false;
+    }
+
+    void loginItem()
+    {
+        QFETCH(bool, start);
+        QFETCH(bool, opens);
+        PreferencesRun run;
+        auto& login = run.test.environment.login;
+        const QString self = QCoreApplication::applicationFilePath();
+        login.insert(u"/usr/bin/other"_s, {});
+        login.insert(u"/usr"_s + self, {});
+        if (!start)
+            login.insert(self, {});
+        const QStringList before = login.programs();
+        login.opens = opens;
+        {
+            auto& controller = run.open();
+            run.part<QAbstractButton>("startAtLoginButton").setChecked(start);
+            controller.saveCredentials();
+            run.controller.reset(); // waits
         }
-        return names.join(u' ');
-    };
-    QCOMPARE(order("quillonUrlField", 10),
-             u"quillonUrlField emailField passwordField showPasswordButton companyField defaultRateField learnMoreLink "
-             "helpButton quitButton doneButton"_s);
-    run.part<QTabWidget>("tabView").setCurrentIndex(1);
-    QCOMPARE(order("startAtLoginButton", 7),
-             u"startAtLoginButton showInDockButton blinkColonButton idleTimerEnabledButton idleTimerMinutesField "
-             "checkForUpdatesButton helpButton"_s);
-    run.part<QTabWidget>("tabView").setCurrentIndex(2);
-    QCOMPARE(order("toggleTimesheetShortcutControl", 3),
-             u"toggleTimesheetShortcutControl newTimerShortcutControl helpButton"_s);
-}
-
-void PreferencesTest::labelsLeadToTheirFields()
-{
-    PreferencesRun run;
-    auto& controller = run.open();
-    run.key(Qt::Key_W, Qt::AltModifier);
-    QCOMPARE(run.focused(), u"passwordField"_s);
-    for (QLineEdit* field : controller.window().findChildren<QLineEdit*>()) {
-        const QString name = QAccessible::queryAccessibleInterface(field)->text(QAccessible::Name);
-        QVERIFY2(!name.isEmpty(), qPrintable(field->objectName()));
+        QStringList expected{u"/usr/bin/other"_s, u"/usr"_s + self};
+        if (start)
+            expected << self;
+        QCOMPARE(login.programs(), opens ? expected : before);
     }
-}
 
-void PreferencesTest::shortcuts()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    auto& keys = run.test.environment.keys;
-    auto& controller = run.open();
-    run.part<QTabWidget>("tabView").setCurrentIndex(2);
-    const auto status = [&](const char* name) { return run.part<QLabel>(name).text(); };
-    const auto type = [&](quint32 scanCode, Qt::Key key, Qt::KeyboardModifiers modifiers) {
-        QKeyEvent press(QEvent::KeyPress, key, modifiers, scanCode, 0, 0);
-        QCoreApplication::sendEvent(controller.window().focusWidget(), &press);
-    };
-    QCOMPARE(status("newTimerShortcutStatus"), QString());
+    void defaultRate_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("number") << u"75"_s << u"$75.00"_s;
+        QTest::newRow("thousands") << u"1,234.5"_s << u"$1,234.50"_s;
+        QTest::newRow("number in front") << u"12abc"_s << u"$12.00"_s;
+        QTest::newRow("no number") << u"a lot"_s << u"$0.00"_s;
+    }
 
-    // The one in use can be typed again.
-    run.click("toggleTimesheetShortcutControl");
-    QVERIFY(keys.paused);
-    type(58, Qt::Key_M, Qt::ControlModifier | Qt::AltModifier);
-    QVERIFY(!keys.paused);
+    void defaultRate()
+    {
+        QFETCH(QString, typed);
+        PreferencesRun run;
+        auto& controller = run.open();
+        run.type("defaultRateField", typed);
+        run.key(Qt::Key_Tab);
+        QTEST(run.text("defaultRateField"), "shown");
+        // Passing through writes nothing into it.
+        auto& field = run.part<QLineEdit>("defaultRateField");
+        field.clear();
+        field.setFocus();
+        run.key(Qt::Key_Tab);
+        QCOMPARE(field.text(), QString());
+        controller.setUsingDefaultRate(false);
+        QVERIFY(!field.isEnabled());
+    }
 
-    run.click("newTimerShortcutControl");
-    type(58, Qt::Key_M, Qt::ControlModifier | Qt::AltModifier);
-    QCOMPARE(status("newTimerShortcutStatus"), u"Both shortcuts are the same."_s);
-    run.click("newTimerShortcutControl");
-    type(65, Qt::Key_Space, Qt::NoModifier);
-    QCOMPARE(status("newTimerShortcutStatus"), u"Use it together with Ctrl, Alt or Super."_s);
-    QVERIFY(keys.paused);
-    keys.free = false;
-    type(33, Qt::Key_P, Qt::MetaModifier | Qt::ShiftModifier);
-    QCOMPARE(status("newTimerShortcutStatus"), u"Not available: another program may be using it."_s);
-    run.part("toggleTimesheetShortcutControl").setFocus();
-    keys.free.reset();
-    run.key(Qt::Key_Delete);
-    for (const char* name : {"toggleTimesheetShortcutStatus", "newTimerShortcutStatus"})
-        QCOMPARE(status(name), u"Takes effect when you press Done."_s);
+    void knowsChangedCredentials()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& controller = run.open();
+        QVERIFY(!controller.credentialsChanged());
+        for (const char* name : {"quillonUrlField", "emailField", "passwordField"}) {
+            auto& field = run.part<QLineEdit>(name);
+            const QString before = field.text();
+            field.setText(u"  "_s + before + u"\n"_s);
+            QVERIFY(!controller.credentialsChanged());
+            field.setText(before + u"x"_s);
+            QVERIFY(controller.credentialsChanged());
+            field.setText(before);
+        }
+    }
 
-    // Until then nothing was taken, and what there was goes on: also when the window goes while one is recorded.
-    run.click("newTimerShortcutControl");
-    QVERIFY(keys.paused);
-    controller.window().hide();
-    QVERIFY(!keys.paused);
-    QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M));
-    QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_N));
-    QCOMPARE(keys.registrations, 2);
-    controller.saveCredentials();
-    QCOMPARE(settingsOfRun().newTimerWindowHotKeyCombo(), (settings::KeyCombo{0x60000, 35}));
-    QCOMPARE(settingsOfRun().timesheetWindowHotKeyCombo().code, settings::KeyCombo::NoKey);
-    QCOMPARE(keys.registered.size(), std::size_t(1));
-    keys.setStatus(2, {platform::HotKeys::State::Registered, u"Press Meta+F9"_s});
-    QTRY_COMPARE(status("newTimerShortcutStatus"), u"Press Meta+F9"_s);
-    QCOMPARE(status("toggleTimesheetShortcutStatus"), QString());
+    void passwordIsNotSpoken()
+    {
+        PreferencesRun run;
+        run.open();
+        auto& field = run.part<QLineEdit>("passwordField");
+        auto* const interface = QAccessible::queryAccessibleInterface(&field);
+        const auto heard = [&] {
+            return interface->text(QAccessible::Value) + u'/' + interface->textInterface()->text(0, 100);
+        };
+        run.type("passwordField", u"open"_s);
+        QCOMPARE(heard(), u"••••/••••"_s);
+        run.click("showPasswordButton");
+        QCOMPARE(field.echoMode(), QLineEdit::Normal);
+        QCOMPARE(heard(), u"••••/••••"_s);
+        run.type("passwordField", u"Sesame"_s);
+        QCOMPARE(heard(), u"••••••/••••••"_s);
+        interface->editableTextInterface()->insertText(6, u"!"_s);
+        QCOMPARE(field.text(), u"Sesame!"_s);
+        QVERIFY(interface->state().passwordEdit);
+        QCOMPARE(QAccessible::queryAccessibleInterface(&run.part("showPasswordButton"))->text(QAccessible::Name),
+                 u"Show Password"_s);
+        // Hidden again the next time.
+        run.controller->window().hide();
+        run.open();
+        QCOMPARE(field.echoMode(), QLineEdit::Password);
+    }
 
-    QString reason;
-    QVERIFY(!controller.shortcutRecorder(run.part<preferences::SRRecorderControl>("newTimerShortcutControl"), 46,
-                                         0x180000, reason));
-    QCOMPARE(reason, u"no"_s);
-}
+    // Run by itself on an X server: no other platform has a primary selection.
+    void passwordIsNotOffered()
+    {
+        QClipboard& clipboard = *QGuiApplication::clipboard();
+        if (!clipboard.supportsSelection())
+            QSKIP("there is no primary selection here");
+        PreferencesRun run;
+        run.open();
+        run.type("passwordField", u"Sesame"_s);
+        run.click("showPasswordButton");
+        run.type("emailField", u"ann@example.com"_s);
+        // Every way to select, and whether a field offers what was selected that way.
+        const auto offers = [&](const char* name) {
+            auto& field = run.part<QLineEdit>(name);
+            const QPoint end(field.width() / 2, field.height() / 2);
+            QList<bool> offered;
+            const auto note = [&] {
+                offered << (!field.selectedText().isEmpty() &&
+                            clipboard.text(QClipboard::Selection) == field.selectedText());
+                clipboard.setText(u"another program's"_s, QClipboard::Selection);
+                field.end(false);
+            };
+            QTest::mousePress(&field, Qt::LeftButton, {}, end);
+            QTest::mouseMove(&field, QPoint(2, end.y()));
+            QTest::mouseRelease(&field, Qt::LeftButton, {}, QPoint(2, end.y()));
+            note();
+            QTest::mouseDClick(&field, Qt::LeftButton, {}, QPoint(20, end.y()));
+            note();
+            QTest::keyClick(&field, Qt::Key_Left, Qt::ShiftModifier);
+            note();
+            QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+            note();
+            field.selectAll();
+            note();
+            return offered;
+        };
+        QCOMPARE(offers("emailField").count(true), 3);
+        QCOMPARE(offers("passwordField").count(true), 0);
+        QCOMPARE(run.part<QLineEdit>("passwordField").echoMode(), QLineEdit::Normal);
+        QVERIFY(!run.part<QLineEdit>("passwordField").dragEnabled());
+    }
 
-void PreferencesTest::helpAndQuit()
-{
-    PreferencesRun run;
-    run.owner.isLoggedOut = true;
-    run.open();
-    run.click("helpButton");
-    run.click("quitButton");
-    run.key(Qt::Key_Q, Qt::ControlModifier);
-    QCOMPARE(run.owner.asked, QStringList({u"help"_s, u"quit"_s, u"quit"_s}));
-}
+    void keyringThatIsMissing()
+    {
+        PreferencesRun run;
+        run.open();
+        QVERIFY(!run.part("keyringLabel").isVisible());
+        run.controller->window().hide();
+        run.test.secrets.failure = platform::SecretStore::Failure::NoService;
+        run.controller->saveCredentials();
+        run.open();
+        QVERIFY(run.part("keyringLabel").isVisible());
 
-void PreferencesTest::greetsWhoHasNoAccount()
-{
-    PreferencesRun run;
-    run.owner.isLoggedOut = true;
-    auto& controller = run.open();
-    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-    QCOMPARE(run.focused(), u"quillonUrlField"_s);
-    // First in the window, for the eye and for the keys, though the fields can be typed in at once.
-    QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
-    run.key(Qt::Key_Tab, Qt::ShiftModifier);
-    QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
+        // One that the person would not unlock is none either.
+        run.test.secrets.failure.reset();
+        run.controller->saveCredentials();
+        QVERIFY(!run.part("keyringLabel").isVisible());
+        run.test.secrets.failure = platform::SecretStore::Failure::Locked;
+        for (const bool unlocks : {false, true}) {
+            run.controller->saveCredentials();
+            run.test.secrets.answerPrompts(unlocks);
+            QTRY_COMPARE(run.part("keyringLabel").isVisible(), !unlocks);
+        }
+    }
 
-    run.type("emailField", u"ann@"_s); // thought better of
-    run.click("keepTimeHereButton");
-    QCOMPARE(run.owner.asked, QStringList(u"here"_s));
-    QVERIFY(!run.part("keepTimeHereButton").isEnabled() && !run.part("doneButton").isEnabled());
-    run.owner.kept(false);
-    QVERIFY(controller.window().isVisible());
-    QVERIFY(run.part("doneButton").isEnabled());
-    QCOMPARE(changed.count(), 0);
+    void passwordThatArrivesLate()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        run.test.secrets.failure = platform::SecretStore::Failure::Locked;
+        run.open();
+        QCOMPARE(run.text("passwordField"), QString());
+        run.test.secrets.answerPrompts(true);
+        QTRY_COMPARE(run.text("passwordField"), u"secret"_s);
+    }
 
-    run.part<QAbstractButton>("blinkColonButton").setChecked(false);
-    run.key(Qt::Key_K, Qt::AltModifier);
-    QTRY_COMPARE(run.owner.asked, QStringList(2, u"here"_s));
-    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
-    run.owner.kept(true);
-    QVERIFY(!controller.window().isVisible());
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(run.test.secrets.asked.filter(u"store"_s), QStringList());
-    QVERIFY(run.settingsFile().contains("BlinkColon=false"));
-    QVERIFY(!run.settingsFile().contains("localhost") && !run.settingsFile().contains("ann@"));
-    QCOMPARE(run.requested(), QStringList());
-}
+    void tabOrderIsTheVisualOrder()
+    {
+        PreferencesRun run;
+        run.owner.isLoggedOut = true;
+        run.open();
+        const auto order = [&](const char* first, int count) {
+            run.part(first).setFocus();
+            QStringList names;
+            for (int i = 0; i < count; ++i) {
+                names << run.focused();
+                run.key(Qt::Key_Tab);
+            }
+            return names.join(u' ');
+        };
+        QCOMPARE(
+            order("quillonUrlField", 10),
+            u"quillonUrlField emailField passwordField showPasswordButton companyField defaultRateField learnMoreLink "
+            "helpButton quitButton doneButton"_s);
+        run.part<QTabWidget>("tabView").setCurrentIndex(1);
+        QCOMPARE(order("startAtLoginButton", 7),
+                 u"startAtLoginButton showInDockButton blinkColonButton idleTimerEnabledButton idleTimerMinutesField "
+                 "checkForUpdatesButton helpButton"_s);
+        run.part<QTabWidget>("tabView").setCurrentIndex(2);
+        QCOMPARE(order("toggleTimesheetShortcutControl", 3),
+                 u"toggleTimesheetShortcutControl newTimerShortcutControl helpButton"_s);
+    }
 
-void PreferencesTest::signsInElsewhereFromHere()
-{
-    PreferencesRun run;
-    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
-    auto& controller = run.open();
-    QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-    QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
-    QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
-    run.click("openInBrowserButton");
-    QCOMPARE(run.owner.asked, QStringList(u"browser"_s));
+    void labelsLeadToTheirFields()
+    {
+        PreferencesRun run;
+        auto& controller = run.open();
+        run.key(Qt::Key_W, Qt::AltModifier);
+        QCOMPARE(run.focused(), u"passwordField"_s);
+        for (QLineEdit* field : controller.window().findChildren<QLineEdit*>()) {
+            const QString name = QAccessible::queryAccessibleInterface(field)->text(QAccessible::Name);
+            QVERIFY2(!name.isEmpty(), qPrintable(field->objectName()));
+        }
+    }
 
-    // There and back, by Escape and by closing; nobody had to be asked for a password so far.
-    run.click("signInButton");
-    QVERIFY(run.part("accountFields").isVisible() && run.part("cancelButton").isVisible());
-    QCOMPARE(run.focused(), u"quillonUrlField"_s);
-    run.key(Qt::Key_Escape);
-    QVERIFY(run.part("herePage").isVisible() && controller.window().isVisible());
-    run.click("signInButton");
-    QVERIFY(!controller.window().close());
-    QVERIFY(!controller.window().isVisible());
-    QCOMPARE(changed.count(), 1);
+    void shortcuts()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        auto& keys = run.test.environment.keys;
+        auto& controller = run.open();
+        run.part<QTabWidget>("tabView").setCurrentIndex(2);
+        const auto status = [&](const char* name) { return run.part<QLabel>(name).text(); };
+        const auto type = [&](quint32 scanCode, Qt::Key key, Qt::KeyboardModifiers modifiers) {
+            QKeyEvent press(QEvent::KeyPress, key, modifiers, scanCode, 0, 0);
+            QCoreApplication::sendEvent(controller.window().focusWidget(), &press);
+        };
+        QCOMPARE(status("newTimerShortcutStatus"), QString());
 
-    // What is tried is the other account, while the own one stays in use until it is accepted.
-    run.open();
-    run.click("signInButton");
-    run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
-    QTRY_COMPARE(run.sheet(), unverified);
-    QCOMPARE(settingsOfRun().credentials().email, u"you@localhost"_s);
-    QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
-    run.key(Qt::Key_Return);
-    QTRY_COMPARE(run.sheet(), QString());
-    run.type("passwordField", u"secret"_s);
-    run.key(Qt::Key_Return);
-    QTRY_VERIFY(!controller.window().isVisible());
-    QCOMPARE(run.owner.asked.last(), u"elsewhere"_s);
-    QCOMPARE(changed.count(), 2);
-    QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
-    QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
-    QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
-}
+        // The one in use can be typed again.
+        run.click("toggleTimesheetShortcutControl");
+        QVERIFY(keys.paused);
+        type(58, Qt::Key_M, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(!keys.paused);
 
-void PreferencesTest::backHereFromAnAccount()
-{
-    PreferencesRun run;
-    run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-    run.open();
-    QVERIFY(run.part("keepHereBox").y() > run.part("accountFields").y());
-    run.click("keepTimeHereButton");
-    settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
-    run.owner.kept(true);
-    // The account is as it was, for who wants to go back.
-    QVERIFY(!run.controller->window().isVisible());
-    run.open();
-    run.click("signInButton");
-    QCOMPARE(run.text("quillonUrlField"), u"acme"_s);
-    QCOMPARE(run.text("passwordField"), u"secret"_s);
-}
+        run.click("newTimerShortcutControl");
+        type(58, Qt::Key_M, Qt::ControlModifier | Qt::AltModifier);
+        QCOMPARE(status("newTimerShortcutStatus"), u"Both shortcuts are the same."_s);
+        run.click("newTimerShortcutControl");
+        type(65, Qt::Key_Space, Qt::NoModifier);
+        QCOMPARE(status("newTimerShortcutStatus"), u"Use it together with Ctrl, Alt or Super."_s);
+        QVERIFY(keys.paused);
+        keys.free = false;
+        type(33, Qt::Key_P, Qt::MetaModifier | Qt::ShiftModifier);
+        QCOMPARE(status("newTimerShortcutStatus"), u"Not available: another program may be using it."_s);
+        run.part("toggleTimesheetShortcutControl").setFocus();
+        keys.free.reset();
+        run.key(Qt::Key_Delete);
+        for (const char* name : {"toggleTimesheetShortcutStatus", "newTimerShortcutStatus"})
+            QCOMPARE(status(name), u"Takes effect when you press Done."_s);
+
+        // Until then nothing was taken, and what there was goes on: also when the window goes while one is recorded.
+        run.click("newTimerShortcutControl");
+        QVERIFY(keys.paused);
+        controller.window().hide();
+        QVERIFY(!keys.paused);
+        QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M));
+        QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_N));
+        QCOMPARE(keys.registrations, 2);
+        controller.saveCredentials();
+        QCOMPARE(settingsOfRun().newTimerWindowHotKeyCombo(), (settings::KeyCombo{0x60000, 35}));
+        QCOMPARE(settingsOfRun().timesheetWindowHotKeyCombo().code, settings::KeyCombo::NoKey);
+        QCOMPARE(keys.registered.size(), std::size_t(1));
+        keys.setStatus(2, {platform::HotKeys::State::Registered, u"Press Meta+F9"_s});
+        QTRY_COMPARE(status("newTimerShortcutStatus"), u"Press Meta+F9"_s);
+        QCOMPARE(status("toggleTimesheetShortcutStatus"), QString());
+
+        QString reason;
+        QVERIFY(!controller.shortcutRecorder(run.part<preferences::SRRecorderControl>("newTimerShortcutControl"), 46,
+                                             0x180000, reason));
+        QCOMPARE(reason, u"no"_s);
+    }
+
+    void helpAndQuit()
+    {
+        PreferencesRun run;
+        run.owner.isLoggedOut = true;
+        run.open();
+        run.click("helpButton");
+        run.click("quitButton");
+        run.key(Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(run.owner.asked, QStringList({u"help"_s, u"quit"_s, u"quit"_s}));
+    }
+
+    void greetsWhoHasNoAccount()
+    {
+        PreferencesRun run;
+        run.owner.isLoggedOut = true;
+        auto& controller = run.open();
+        QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
+        QCOMPARE(run.focused(), u"quillonUrlField"_s);
+        // First in the window, for the eye and for the keys, though the fields can be typed in at once.
+        QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
+        run.key(Qt::Key_Tab, Qt::ShiftModifier);
+        QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
+
+        run.type("emailField", u"ann@"_s); // thought better of
+        run.click("keepTimeHereButton");
+        QCOMPARE(run.owner.asked, QStringList(u"here"_s));
+        QVERIFY(!run.part("keepTimeHereButton").isEnabled() && !run.part("doneButton").isEnabled());
+        run.owner.kept(false);
+        QVERIFY(controller.window().isVisible());
+        QVERIFY(run.part("doneButton").isEnabled());
+        QCOMPARE(changed.count(), 0);
+
+        run.part<QAbstractButton>("blinkColonButton").setChecked(false);
+        run.key(Qt::Key_K, Qt::AltModifier);
+        QTRY_COMPARE(run.owner.asked, QStringList(2, u"here"_s));
+        settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+        run.owner.kept(true);
+        QVERIFY(!controller.window().isVisible());
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(run.test.secrets.asked.filter(u"store"_s), QStringList());
+        QVERIFY(run.settingsFile().contains("BlinkColon=false"));
+        QVERIFY(!run.settingsFile().contains("localhost") && !run.settingsFile().contains("ann@"));
+        QCOMPARE(run.requested(), QStringList());
+    }
+
+    void signsInElsewhereFromHere()
+    {
+        PreferencesRun run;
+        settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+        auto& controller = run.open();
+        QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
+        QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
+        QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
+        run.click("openInBrowserButton");
+        QCOMPARE(run.owner.asked, QStringList(u"browser"_s));
+
+        // There and back, by Escape and by closing; nobody had to be asked for a password so far.
+        run.click("signInButton");
+        QVERIFY(run.part("accountFields").isVisible() && run.part("cancelButton").isVisible());
+        QCOMPARE(run.focused(), u"quillonUrlField"_s);
+        run.key(Qt::Key_Escape);
+        QVERIFY(run.part("herePage").isVisible() && controller.window().isVisible());
+        run.click("signInButton");
+        QVERIFY(!controller.window().close());
+        QVERIFY(!controller.window().isVisible());
+        QCOMPARE(changed.count(), 1);
+
+        // What is tried is the other account, while the own one stays in use until it is accepted.
+        run.open();
+        run.click("signInButton");
+        run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
+        QTRY_COMPARE(run.sheet(), unverified);
+        QCOMPARE(settingsOfRun().credentials().email, u"you@localhost"_s);
+        QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
+        run.key(Qt::Key_Return);
+        QTRY_COMPARE(run.sheet(), QString());
+        run.type("passwordField", u"secret"_s);
+        run.key(Qt::Key_Return);
+        QTRY_VERIFY(!controller.window().isVisible());
+        QCOMPARE(run.owner.asked.last(), u"elsewhere"_s);
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(settingsOfRun().credentials().email, u"ann@example.com"_s);
+        QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
+        QCOMPARE(run.requested(), QStringList(2, u"GET /account/who_am_i"_s));
+    }
+
+    void backHereFromAnAccount()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        run.open();
+        QVERIFY(run.part("keepHereBox").y() > run.part("accountFields").y());
+        run.click("keepTimeHereButton");
+        settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
+        run.owner.kept(true);
+        // The account is as it was, for who wants to go back.
+        QVERIFY(!run.controller->window().isVisible());
+        run.open();
+        run.click("signInButton");
+        QCOMPARE(run.text("quillonUrlField"), u"acme"_s);
+        QCOMPARE(run.text("passwordField"), u"secret"_s);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(PreferencesTest)
 #include "PreferencesTest.moc"

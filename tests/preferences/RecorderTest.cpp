@@ -44,184 +44,175 @@ public:
 
 } // namespace
 
-class RecorderTest : public QObject
+class RecorderTest final : public QObject
 {
     Q_OBJECT
+
 private slots:
-    void records_data();
-    void records();
-    void refuses_data();
-    void refuses();
-    void showsWhatIsPressed();
-    void keepsTheOldOne();
-    void clears();
-    void asksWhetherItIsTaken();
-    void keysMeanNothingElse();
-    void isSpoken();
+    void records_data()
+    {
+        QTest::addColumn<int>("evdev");
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<quint64>("flags");
+        QTest::addColumn<qint64>("code");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("letter") << 48 << Qt::Key_B << Qt::KeyboardModifiers(Qt::ControlModifier | Qt::AltModifier)
+                                << quint64(0x180000) << qint64(11) << u"Ctrl+Alt+B"_s;
+        QTest::newRow("shifted digit") << 2 << Qt::Key_Exclam
+                                       << Qt::KeyboardModifiers(Qt::ControlModifier | Qt::ShiftModifier)
+                                       << quint64(0x120000) << qint64(18) << u"Ctrl+Shift+1"_s;
+        QTest::newRow("super") << 57 << Qt::Key_Space << Qt::KeyboardModifiers(Qt::MetaModifier) << quint64(0x40000)
+                               << qint64(49) << u"Meta+Space"_s;
+        // What stands on the key does not matter.
+        QTest::newRow("other layout") << 44 << Qt::Key_Y << Qt::KeyboardModifiers(Qt::AltModifier) << quint64(0x80000)
+                                      << qint64(6) << u"Alt+Z"_s;
+        QTest::newRow("function key") << 63 << Qt::Key_F5 << Qt::KeyboardModifiers() << quint64(0) << qint64(96)
+                                      << u"F5"_s;
+        QTest::newRow("escape with a modifier") << 1 << Qt::Key_Escape << Qt::KeyboardModifiers(Qt::ControlModifier)
+                                                << quint64(0x100000) << qint64(53) << u"Ctrl+Esc"_s;
+    }
+
+    void records()
+    {
+        QFETCH(int, evdev);
+        QFETCH(Qt::Key, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        Window window;
+        QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
+        QTest::mouseClick(window.recorder, Qt::LeftButton);
+        QVERIFY(window.recorder->isRecording());
+        window.type(evdev, key, modifiers);
+        QVERIFY(!window.recorder->isRecording());
+        QTEST(window.recorder->keyCombo().flags, "flags");
+        QTEST(window.recorder->keyCombo().code, "code");
+        QTEST(window.recorder->shownText(), "shown");
+        QCOMPARE(changed.count(), 1);
+    }
+
+    void refuses_data()
+    {
+        QTest::addColumn<int>("evdev");
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::newRow("bare letter") << 50 << Qt::Key_M << Qt::KeyboardModifiers();
+        QTest::newRow("capital letter") << 50 << Qt::Key_M << Qt::KeyboardModifiers(Qt::ShiftModifier);
+        QTest::newRow("unknown key") << 200 << Qt::Key_MediaPlay << Qt::KeyboardModifiers(Qt::ControlModifier);
+        QTest::newRow("no key at all") << -8 << Qt::Key_M << Qt::KeyboardModifiers(Qt::ControlModifier);
+    }
+
+    void refuses()
+    {
+        QFETCH(int, evdev);
+        QFETCH(Qt::Key, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        Window window;
+        QSignalSpy refused(window.recorder, &SRRecorderControl::refused);
+        window.recorder->startRecording();
+        window.type(evdev, key, modifiers);
+        QCOMPARE(refused.count(), 1);
+        QVERIFY(window.recorder->isRecording());
+        QCOMPARE(window.recorder->keyCombo(), commandOptionM);
+    }
+
+    void showsWhatIsPressed()
+    {
+        Window window;
+        QCOMPARE(window.recorder->shownText(), u"Ctrl+Alt+M"_s);
+        window.recorder->startRecording();
+        QCOMPARE(window.recorder->shownText(), u"Type a shortcut"_s);
+        window.type(29, Qt::Key_Control);
+        QCOMPARE(window.recorder->shownText(), u"Ctrl+"_s);
+        window.type(56, Qt::Key_Alt, Qt::ControlModifier);
+        QCOMPARE(window.recorder->shownText(), u"Ctrl+Alt+"_s);
+        QKeyEvent release(QEvent::KeyRelease, Qt::Key_Control, Qt::AltModifier | Qt::ControlModifier);
+        QCoreApplication::sendEvent(window.recorder, &release);
+        QCOMPARE(window.recorder->shownText(), u"Alt+"_s);
+    }
+
+    void keepsTheOldOne()
+    {
+        Window window;
+        QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
+        QSignalSpy recording(window.recorder, &SRRecorderControl::recordingChanged);
+        QTest::keyClick(window.recorder, Qt::Key_Space);
+        QVERIFY(window.recorder->isRecording());
+        window.type(1, Qt::Key_Escape);
+        QVERIFY(!window.recorder->isRecording());
+
+        window.recorder->startRecording();
+        QTest::keyClick(window.recorder, Qt::Key_Tab);
+        QCOMPARE(window.focusWidget(), window.field);
+        QVERIFY(!window.recorder->isRecording());
+        QCOMPARE(window.recorder->keyCombo(), commandOptionM);
+        QCOMPARE(changed.count(), 0);
+        QCOMPARE(recording.count(), 4);
+    }
+
+    void clears()
+    {
+        Window window;
+        auto* button = window.recorder->findChild<QToolButton*>();
+        QTest::mouseClick(button, Qt::LeftButton);
+        QCOMPARE(window.recorder->keyCombo(), KeyCombo());
+        QCOMPARE(window.recorder->shownText(), u"None"_s);
+        QVERIFY(!button->isVisible());
+
+        window.recorder->setKeyCombo(commandOptionM);
+        QVERIFY(button->isVisible());
+        QTest::keyClick(window.recorder, Qt::Key_Backspace);
+        QCOMPARE(window.recorder->keyCombo(), KeyCombo());
+
+        window.recorder->setKeyCombo(commandOptionM);
+        window.recorder->startRecording();
+        QTest::keyClick(window.recorder, Qt::Key_Delete);
+        QCOMPARE(window.recorder->keyCombo(), KeyCombo());
+        QVERIFY(!window.recorder->isRecording());
+    }
+
+    void asksWhetherItIsTaken()
+    {
+        Window window;
+        QSignalSpy refused(window.recorder, &SRRecorderControl::refused);
+        window.recorder->setTaken([](qint64 code, quint64, QString& reason) {
+            reason = u"taken"_s;
+            return code == 45;
+        });
+        window.recorder->startRecording();
+        window.type(49, Qt::Key_N, Qt::ControlModifier);
+        QCOMPARE(refused.at(0).at(0).toString(), u"taken"_s);
+        window.type(48, Qt::Key_B, Qt::ControlModifier);
+        QCOMPARE(window.recorder->keyCombo().code, 11);
+    }
+
+    void keysMeanNothingElse()
+    {
+        Window window;
+        QAction action;
+        action.setShortcut(QKeySequence(u"Ctrl+B"_s));
+        window.addAction(&action);
+        QSignalSpy triggered(&action, &QAction::triggered);
+        window.recorder->startRecording();
+        QTest::keyClick(window.windowHandle(), Qt::Key_B, Qt::ControlModifier);
+        QCOMPARE(triggered.count(), 0);
+        window.recorder->stopRecording();
+        QTest::keyClick(window.windowHandle(), Qt::Key_B, Qt::ControlModifier);
+        QCOMPARE(triggered.count(), 1);
+    }
+
+    void isSpoken()
+    {
+        Window window;
+        window.recorder->setAccessibleName(u"Timesheet"_s);
+        auto* const interface = QAccessible::queryAccessibleInterface(window.recorder);
+        QCOMPARE(interface->role(), QAccessible::HotkeyField);
+        QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Ctrl+Alt+M"_s);
+        interface->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QVERIFY(window.recorder->isRecording());
+        QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Type a shortcut"_s);
+        QVERIFY(interface->text(QAccessible::Description).startsWith("Recording"_L1));
+    }
 };
-
-void RecorderTest::records_data()
-{
-    QTest::addColumn<int>("evdev");
-    QTest::addColumn<Qt::Key>("key");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<quint64>("flags");
-    QTest::addColumn<qint64>("code");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("letter") << 48 << Qt::Key_B << Qt::KeyboardModifiers(Qt::ControlModifier | Qt::AltModifier)
-                            << quint64(0x180000) << qint64(11) << u"Ctrl+Alt+B"_s;
-    QTest::newRow("shifted digit") << 2 << Qt::Key_Exclam
-                                   << Qt::KeyboardModifiers(Qt::ControlModifier | Qt::ShiftModifier)
-                                   << quint64(0x120000) << qint64(18) << u"Ctrl+Shift+1"_s;
-    QTest::newRow("super") << 57 << Qt::Key_Space << Qt::KeyboardModifiers(Qt::MetaModifier) << quint64(0x40000)
-                           << qint64(49) << u"Meta+Space"_s;
-    // What stands on the key does not matter.
-    QTest::newRow("other layout") << 44 << Qt::Key_Y << Qt::KeyboardModifiers(Qt::AltModifier) << quint64(0x80000)
-                                  << qint64(6) << u"Alt+Z"_s;
-    QTest::newRow("function key") << 63 << Qt::Key_F5 << Qt::KeyboardModifiers() << quint64(0) << qint64(96) << u"F5"_s;
-    QTest::newRow("escape with a modifier") << 1 << Qt::Key_Escape << Qt::KeyboardModifiers(Qt::ControlModifier)
-                                            << quint64(0x100000) << qint64(53) << u"Ctrl+Esc"_s;
-}
-
-void RecorderTest::records()
-{
-    QFETCH(int, evdev);
-    QFETCH(Qt::Key, key);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    Window window;
-    QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
-    QTest::mouseClick(window.recorder, Qt::LeftButton);
-    QVERIFY(window.recorder->isRecording());
-    window.type(evdev, key, modifiers);
-    QVERIFY(!window.recorder->isRecording());
-    QTEST(window.recorder->keyCombo().flags, "flags");
-    QTEST(window.recorder->keyCombo().code, "code");
-    QTEST(window.recorder->shownText(), "shown");
-    QCOMPARE(changed.count(), 1);
-}
-
-void RecorderTest::refuses_data()
-{
-    QTest::addColumn<int>("evdev");
-    QTest::addColumn<Qt::Key>("key");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::newRow("bare letter") << 50 << Qt::Key_M << Qt::KeyboardModifiers();
-    QTest::newRow("capital letter") << 50 << Qt::Key_M << Qt::KeyboardModifiers(Qt::ShiftModifier);
-    QTest::newRow("unknown key") << 200 << Qt::Key_MediaPlay << Qt::KeyboardModifiers(Qt::ControlModifier);
-    QTest::newRow("no key at all") << -8 << Qt::Key_M << Qt::KeyboardModifiers(Qt::ControlModifier);
-}
-
-void RecorderTest::refuses()
-{
-    QFETCH(int, evdev);
-    QFETCH(Qt::Key, key);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    Window window;
-    QSignalSpy refused(window.recorder, &SRRecorderControl::refused);
-    window.recorder->startRecording();
-    window.type(evdev, key, modifiers);
-    QCOMPARE(refused.count(), 1);
-    QVERIFY(window.recorder->isRecording());
-    QCOMPARE(window.recorder->keyCombo(), commandOptionM);
-}
-
-void RecorderTest::showsWhatIsPressed()
-{
-    Window window;
-    QCOMPARE(window.recorder->shownText(), u"Ctrl+Alt+M"_s);
-    window.recorder->startRecording();
-    QCOMPARE(window.recorder->shownText(), u"Type a shortcut"_s);
-    window.type(29, Qt::Key_Control);
-    QCOMPARE(window.recorder->shownText(), u"Ctrl+"_s);
-    window.type(56, Qt::Key_Alt, Qt::ControlModifier);
-    QCOMPARE(window.recorder->shownText(), u"Ctrl+Alt+"_s);
-    QKeyEvent release(QEvent::KeyRelease, Qt::Key_Control, Qt::AltModifier | Qt::ControlModifier);
-    QCoreApplication::sendEvent(window.recorder, &release);
-    QCOMPARE(window.recorder->shownText(), u"Alt+"_s);
-}
-
-void RecorderTest::keepsTheOldOne()
-{
-    Window window;
-    QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
-    QSignalSpy recording(window.recorder, &SRRecorderControl::recordingChanged);
-    QTest::keyClick(window.recorder, Qt::Key_Space);
-    QVERIFY(window.recorder->isRecording());
-    window.type(1, Qt::Key_Escape);
-    QVERIFY(!window.recorder->isRecording());
-
-    window.recorder->startRecording();
-    QTest::keyClick(window.recorder, Qt::Key_Tab);
-    QCOMPARE(window.focusWidget(), window.field);
-    QVERIFY(!window.recorder->isRecording());
-    QCOMPARE(window.recorder->keyCombo(), commandOptionM);
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(recording.count(), 4);
-}
-
-void RecorderTest::clears()
-{
-    Window window;
-    auto* button = window.recorder->findChild<QToolButton*>();
-    QTest::mouseClick(button, Qt::LeftButton);
-    QCOMPARE(window.recorder->keyCombo(), KeyCombo());
-    QCOMPARE(window.recorder->shownText(), u"None"_s);
-    QVERIFY(!button->isVisible());
-
-    window.recorder->setKeyCombo(commandOptionM);
-    QVERIFY(button->isVisible());
-    QTest::keyClick(window.recorder, Qt::Key_Backspace);
-    QCOMPARE(window.recorder->keyCombo(), KeyCombo());
-
-    window.recorder->setKeyCombo(commandOptionM);
-    window.recorder->startRecording();
-    QTest::keyClick(window.recorder, Qt::Key_Delete);
-    QCOMPARE(window.recorder->keyCombo(), KeyCombo());
-    QVERIFY(!window.recorder->isRecording());
-}
-
-void RecorderTest::asksWhetherItIsTaken()
-{
-    Window window;
-    QSignalSpy refused(window.recorder, &SRRecorderControl::refused);
-    window.recorder->setTaken([](qint64 code, quint64, QString& reason) {
-        reason = u"taken"_s;
-        return code == 45;
-    });
-    window.recorder->startRecording();
-    window.type(49, Qt::Key_N, Qt::ControlModifier);
-    QCOMPARE(refused.at(0).at(0).toString(), u"taken"_s);
-    window.type(48, Qt::Key_B, Qt::ControlModifier);
-    QCOMPARE(window.recorder->keyCombo().code, 11);
-}
-
-void RecorderTest::keysMeanNothingElse()
-{
-    Window window;
-    QAction action;
-    action.setShortcut(QKeySequence(u"Ctrl+B"_s));
-    window.addAction(&action);
-    QSignalSpy triggered(&action, &QAction::triggered);
-    window.recorder->startRecording();
-    QTest::keyClick(window.windowHandle(), Qt::Key_B, Qt::ControlModifier);
-    QCOMPARE(triggered.count(), 0);
-    window.recorder->stopRecording();
-    QTest::keyClick(window.windowHandle(), Qt::Key_B, Qt::ControlModifier);
-    QCOMPARE(triggered.count(), 1);
-}
-
-void RecorderTest::isSpoken()
-{
-    Window window;
-    window.recorder->setAccessibleName(u"Timesheet"_s);
-    auto* const interface = QAccessible::queryAccessibleInterface(window.recorder);
-    QCOMPARE(interface->role(), QAccessible::HotkeyField);
-    QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Ctrl+Alt+M"_s);
-    interface->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QVERIFY(window.recorder->isRecording());
-    QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Type a shortcut"_s);
-    QVERIFY(interface->text(QAccessible::Description).startsWith("Recording"_L1));
-}
 
 QUILLON_OFFSCREEN_TEST_MAIN(RecorderTest)
 #include "RecorderTest.moc"
