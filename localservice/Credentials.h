@@ -28,7 +28,7 @@ void wipe(std::string& text);
 /// no random numbers or no memory for it.
 std::optional<std::string> hashOfPassword(std::string_view password);
 
-/// E-mail and password of a Basic authorization header (RFC 7617).
+/// Email and password of a Basic authorization header (RFC 7617).
 struct BasicCredentials
 {
     BasicCredentials(std::string_view mail, std::string_view secret) : email(mail), password(secret) {}

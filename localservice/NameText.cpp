@@ -20,6 +20,11 @@ char32_t codePoint(std::string_view sequence)
 
 } // namespace
 
+std::string projectText(const std::string& code, const std::string& name)
+{
+    return code.empty() ? name : "[" + code + "] " + name;
+}
+
 std::optional<Character> nextCharacter(std::string_view& text)
 {
     while (!text.empty()) {

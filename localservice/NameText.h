@@ -11,6 +11,9 @@ namespace localservice {
 /// without what neither XML nor HTML can carry.
 std::string nameText(std::string_view typed);
 
+/// A project as people know it: "[WEB] Website", or its name alone when it has no code.
+std::string projectText(const std::string& code, const std::string& name);
+
 /// A code point and how UTF-8 writes it.
 struct Character
 {

@@ -15,7 +15,7 @@ namespace localservice {
 
 class Storage;
 
-/// Tells by e-mail and password who somebody is, for programs and pages alike, and makes guessing slow. Thread-safe.
+/// Tells by email and password who somebody is, for programs and pages alike, and makes guessing slow. Thread-safe.
 class PasswordSignIn final
 {
 public:

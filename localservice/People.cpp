@@ -92,21 +92,21 @@ People::Done People::check(PersonDetails& details, Id itself)
     details.firstName = nameText(details.firstName);
     details.lastName = nameText(details.lastName);
     if (details.firstName.empty())
-        return tl::unexpected(invalid("Somebody without a name is hard to tell from others.", "first-name"));
+        return tl::unexpected(invalid("A person needs a name.", "first-name"));
     for (const auto& [name, field] : {std::pair{&details.firstName, "first-name"}, {&details.lastName, "last-name"}}) {
         if (characterCount(*name) > longestName)
-            return tl::unexpected(invalid("That is longer than 100 characters.", field));
+            return tl::unexpected(invalid("This name is too long. It can have 100 characters.", field));
     }
     if (details.email.size() > longestEmail || !isEmail(details.email))
-        return tl::unexpected(invalid("An address looks like name@example.com.", "email"));
+        return tl::unexpected(invalid("Enter an address such as name@example.com.", "email"));
     SQLite::Statement query(m_database, "SELECT first_name, last_name, email, active FROM people"
                                         " WHERE account_id = ? AND email = ? AND id <> ?");
     SQLite::bind(query, m_account, details.email, itself);
     if (query.executeStep()) {
         const auto name = fullName(query.getColumn(0).getString(), query.getColumn(1).getString(), details.email);
         const bool active = query.getColumn(3).getInt() != 0;
-        return tl::unexpected(invalid(active ? "This is the address of " + name + " already."
-                                             : "This is the address of " + name +
+        return tl::unexpected(invalid(active ? "This address already belongs to " + name + "."
+                                             : "This address belongs to " + name +
                                                    ", who is archived. You can restore them in the list of people.",
                                       "email"));
     }
@@ -142,7 +142,7 @@ People::Done People::change(Id person, const PersonDetails& details)
         return right;
     if (!checked.admin && isOnlyAdministrator(person))
         return tl::unexpected(
-            invalid("Somebody has to administer this account. Make somebody else an administrator first.", "admin"));
+            invalid("An account needs an administrator. Make someone else an administrator first.", "admin"));
     SQLite::Statement update(m_database, "UPDATE people SET email = ?, first_name = ?, last_name = ?, admin = ?"
                                          " WHERE id = ?");
     SQLite::bind(update, checked.email, checked.firstName, checked.lastName, int{checked.admin}, person);
@@ -165,8 +165,7 @@ People::Done People::archive(Id person, Id by, Seconds now)
     if (const auto found = find(person); !found)
         return tl::unexpected(found.error());
     if (isOnlyAdministrator(person))
-        return tl::unexpected(
-            invalid("Somebody has to administer this account. Make somebody else an administrator first."));
+        return tl::unexpected(invalid("An account needs an administrator. Make someone else an administrator first."));
     if (person == by)
         return tl::unexpected(invalid("You cannot archive yourself. Another administrator can."));
     SQLite::Statement stop(m_database,
@@ -199,9 +198,8 @@ std::vector<BookableProject> People::projects(Id person)
     SQLite::bind(query, m_account, person);
     std::vector<BookableProject> projects;
     while (query.executeStep()) {
-        const auto code = query.getColumn(2).getString();
         projects.push_back(
-            {query.getColumn(0).getInt64(), (code.empty() ? "" : code + " – ") + query.getColumn(1).getString(),
+            {query.getColumn(0).getInt64(), projectText(query.getColumn(2).getString(), query.getColumn(1).getString()),
              query.getColumn(3).getString(), query.getColumn(4).getInt() != 0, query.getColumn(5).getInt() != 0});
     }
     return projects;
@@ -234,9 +232,9 @@ People::Done People::setProjects(Id person, const std::vector<Id>& projects)
 std::string People::wrongWithPassword(std::string_view password)
 {
     if (characterCount(password) < fewestPasswordCharacters)
-        return "At least 10 characters, please. Several words in a row are easy to keep in mind.";
+        return "Use at least 10 characters. Several words in a row are easy to remember.";
     if (password.size() > longestPassword)
-        return "This is longer than a program can send.";
+        return "This password is too long.";
     return {};
 }
 

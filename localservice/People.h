@@ -46,7 +46,7 @@ struct BookableProject
     bool assigned = false;
 };
 
-/// First and last name, the e-mail address for those who have neither.
+/// First and last name, the email address for those who have neither.
 std::string fullName(const std::string& firstName, const std::string& lastName, const std::string& email);
 
 /// The people of one account and every change of them. Works within the transaction of its caller; people of other

@@ -27,7 +27,7 @@ struct Person
     bool timestampTimers = false;
 };
 
-/// The person of that e-mail address in the account of that subdomain, unless archived. With an empty subdomain: in
+/// The person of that email address in the account of that subdomain, unless archived. With an empty subdomain: in
 /// the only account there is, as there mostly is just one.
 std::optional<Person> personByEmail(SQLite::Database& database, const std::string& email, const std::string& subdomain);
 

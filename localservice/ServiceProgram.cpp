@@ -19,26 +19,26 @@ namespace {
 
 constexpr const char* help = R"(Usage: quillon-service [options]
 
-A timesheet service with its own data file, for one machine or for a small team.
+A timesheet service with its own data file, for one computer or a small team.
 
-  --port N                listen on this port (default 8787; 0 takes a free one)
-  --bind ADDRESS          listen on this address (default 127.0.0.1, and ::1 with
-                          it); 0.0.0.0 and :: stand for all. Beyond this
-                          machine only with TLS
-  --tls-certificate FILE  speak TLS with this certificate (PEM, with its chain)
-  --tls-key FILE          and this key (PEM, no passphrase)
+  --port N                listen on this port (default 8787; 0 picks a free one)
+  --bind ADDRESS          listen on this address (default 127.0.0.1 together with
+                          ::1); 0.0.0.0 and :: mean all addresses. Addresses
+                          beyond this machine require TLS
+  --tls-certificate FILE  use TLS with this certificate (PEM, with its chain)
+  --tls-key FILE          the key of the certificate (PEM, without a passphrase)
   --data FILE             keep the data in this file
                           (default $XDG_DATA_HOME/Quillon/LocalService.sqlite)
-  --account NAME          the account that is made on first use (default local);
+  --account NAME          the account to create on first use (default local);
                           people reach it at NAME.your.domain
-  --first-email ADDRESS   the e-mail address of its owner on first use
-  --reset-password        give the account's owner a new password, print it, and go on
+  --first-email ADDRESS   the email address of its owner on first use
+  --reset-password        set a new password for the owner, print it, and go on
   --help                  show this and exit
   --version               show the version and exit
 
-On first use the account is made with a few sample projects, and how to sign in is printed once.
-The address is printed on a line of its own when the service is ready. SIGINT and SIGTERM stop it. With TLS, SIGHUP
-reads certificate and key again.
+On first use the account is created with a few sample projects, and its owner's email address and password are
+printed once. When the service is ready, it prints its address on a line of its own. SIGINT and SIGTERM stop it; with
+TLS, SIGHUP reloads the certificate and the key.
 )";
 
 constexpr std::uint16_t defaultPort = 8787;
@@ -55,8 +55,8 @@ std::string defaultDataFile()
 bool isAccountName(const std::string& name)
 {
     const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-    const auto isSign = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '-'; };
-    return name.size() <= 63 && std::all_of(name.begin(), name.end(), isSign) &&
+    const auto isAllowed = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '-'; };
+    return name.size() <= 63 && std::all_of(name.begin(), name.end(), isAllowed) &&
            std::any_of(name.begin(), name.end(), isLetter) && name.front() != '-' && name.back() != '-';
 }
 
@@ -67,7 +67,7 @@ void complain(const std::string& what)
     std::string line = "quillon-service: ";
     for (std::size_t i = 0; i < what.size(); ++i) {
         const auto byte = static_cast<unsigned char>(what[i]);
-        // U+0080 to U+009F are control characters as well, and 0xC2 is no sign by itself.
+        // U+0080 to U+009F are control characters as well, and 0xC2 is no character by itself.
         const bool second = byte == 0xC2 && i + 1 < what.size() && static_cast<unsigned char>(what[i + 1]) < 0xA0;
         if (byte < 0x20 || byte == 0x7F || second) {
             const auto number = second ? static_cast<unsigned char>(what[++i]) : byte;
@@ -115,9 +115,9 @@ Result<void> ServiceProgram::readOptions()
     for (std::size_t i = 0; i < m_arguments.size(); ++i) {
         std::string name = m_arguments[i];
         std::optional<std::string> value;
-        if (const auto sign = name.find('='); sign != std::string::npos) {
-            value = name.substr(sign + 1);
-            name.resize(sign);
+        if (const auto equals = name.find('='); equals != std::string::npos) {
+            value = name.substr(equals + 1);
+            name.resize(equals);
         }
         if (name == "--reset-password" && !value) {
             m_resetPassword = true;
@@ -158,7 +158,7 @@ Result<void> ServiceProgram::checkOptions()
     if (m_firstEmail.empty())
         m_firstEmail = "me@" + m_account + ".localhost";
     if (const auto at = m_firstEmail.find('@'); at == 0 || at >= m_firstEmail.size() - 1)
-        return tl::make_unexpected("--first-email needs an e-mail address");
+        return tl::make_unexpected("--first-email needs an email address");
     return {};
 }
 
@@ -173,7 +173,7 @@ Result<void> ServiceProgram::openTls()
     warnOfExposedKey(m_tls.key);
     if (!m_options.tls->hostOf(m_account))
         complain("the certificate names no host that begins with \"" + m_account +
-                 ".\": people will not reach the account by a name that is trusted");
+                 ".\": people cannot reach the account by a trusted name");
     return {};
 }
 
@@ -188,13 +188,13 @@ Result<bool> ServiceProgram::prepareAccount(Service& service)
     if (!sample->password && (m_resetPassword || !sample->hasPassword)) {
         sample->password = randomPassword();
         if (!sample->password)
-            return tl::make_unexpected("there are no random numbers for a password");
+            return tl::make_unexpected("no random numbers are available for a password");
         if (auto set = (*database)->setPassword(m_account, sample->email, *sample->password); !set)
             return tl::unexpected(set.error());
     }
     // Only its hash is kept, so it is shown here or never.
     if (sample->password)
-        std::cout << "Sign in to the account \"" << m_account << "\" with\n  e-mail    " << sample->email
+        std::cout << "Sign in to the account \"" << m_account << "\" with\n  email     " << sample->email
                   << "\n  password  " << *sample->password << std::endl;
     return sample->password.has_value();
 }
@@ -222,9 +222,9 @@ void ServiceProgram::tellAddress(std::uint16_t port, bool passwordShown) const
 void ServiceProgram::reloadCertificate() const
 {
     if (const auto read = m_options.tls->reload(); !read)
-        complain(read.error() + "; the certificate from before stays in use");
+        complain(read.error() + "; still using the previous certificate");
     else
-        std::cout << "certificate and key were read again" << std::endl;
+        std::cout << "certificate and key reloaded" << std::endl;
     warnOfExposedKey(m_tls.key);
 }
 
@@ -260,7 +260,7 @@ int ServiceProgram::run()
         return 1;
     }
     m_options.tellTrouble = [file = m_options.dataFile](const std::string& sentence) {
-        complain(file + ": " + (sentence.empty() ? "all is well again, changes are saved" : sentence));
+        complain(file + ": " + (sentence.empty() ? "changes are saved again" : sentence));
     };
     // A folder that was named on the command line is the person's own; this one is ours, and may be there already.
     if (m_options.dataFile == defaultDataFile())

@@ -1,4 +1,3 @@
-#include "NameText.h"
 #include "Parts.h"
 #include "PasswordSignIn.h"
 #include "Passwords.h"
@@ -59,7 +58,7 @@ void writeYou(Html& html, const Visit& visit, const Typed* typed)
                           .optional = true});
     }
     writeField(html, {.name = "email",
-                      .label = "E-mail",
+                      .label = "Email",
                       .value = details.email,
                       .help = "You sign in with it, here and in the desktop program.",
                       .error = errorOf(typed, "email"),
@@ -76,30 +75,29 @@ void writePassword(Html& html, const Visit& visit, const Typed* typed)
     const bool has = !visit.person.passwordHash.empty();
     const auto sheet = html.in("section", {{"class", "sheet"}});
     html.leaf("h2", "Password");
-    html.leaf(
-        "p", {{"class", "faint"}},
-        has ? std::string("A new password signs you out of every other browser.") +
-                  (visit.withinProgram ? "" : " The desktop program asks for it, too.")
-            : "You have none yet: the program on this computer signs you in by itself. With one you can also sign "
-              "in here without it.");
+    html.leaf("p", {{"class", "faint"}},
+              has ? std::string("A new password signs you out of every other browser.") +
+                        (visit.withinProgram ? "" : " The desktop program asks for it as well.")
+                  : "You have none yet: Quillon on this computer signs you in by itself. With a password you can also "
+                    "sign in here without it.");
     const auto form = formTo(html, visit, here + "/password", "fields");
     writeUserName(html, visit.person.email);
     if (has)
         writeField(html, {.name = "present-password",
-                          .label = "Present password",
+                          .label = "Current password",
                           .error = errorOf(typed, "present-password"),
                           .type = "password",
                           .required = true,
                           .autocomplete = "current-password"});
     writeField(html, {.name = "new-password",
                       .label = "New password",
-                      .help = "At least 10 characters. Several words in a row are easy to keep in mind.",
+                      .help = "At least 10 characters. Several words in a row are easy to remember.",
                       .error = errorOf(typed, "new-password"),
                       .type = "password",
                       .required = true,
                       .autocomplete = "new-password"});
     writeField(html, {.name = "new-password-again",
-                      .label = "New password again",
+                      .label = "Repeat new password",
                       .error = errorOf(typed, "new-password-again"),
                       .type = "password",
                       .required = true,
@@ -113,7 +111,7 @@ void writeEverywhere(Html& html, const Visit& visit)
     const auto sheet = html.in("section", {{"class", "sheet"}});
     html.leaf("h2", "Browsers");
     html.leaf("p", {{"class", "faint"}},
-              "Signs you out of this browser and of all others. The desktop program stays signed in.");
+              "Signs you out of this browser and all others. The desktop program stays signed in.");
     const auto form = formTo(html, visit, here + "/sign-out-everywhere", "buttons");
     html.leaf("button", "Sign Out Everywhere");
 }
@@ -127,7 +125,7 @@ void writeAccount(Html& html, const Visit& visit, const Typed* typed)
     writeField(html, {.name = "account-name",
                       .label = "Name",
                       .value = typed && typed->accountName ? *typed->accountName : visit.person.accountName,
-                      .help = "Everybody sees it, in the desktop program too.",
+                      .help = "Everyone sees it, in the desktop program too.",
                       .error = errorOf(typed, "account-name"),
                       .required = true,
                       .longest = People::longestName});
@@ -150,9 +148,9 @@ void writeAccount(Html& html, const Visit& visit, const Typed* typed)
              times);
     }
     html.leaf("p", {{"class", "help"}},
-              "A change is for everybody. What was booked keeps its hours, and the times that it has. Desktop programs "
-              "learn of it within minutes.");
-    html.leaf("p", {{"class", "help"}}, "Days begin at midnight of this computer’s clock (" + localZoneName() + ").");
+              "A change applies to everyone. Existing entries keep their hours and times. Desktop programs follow "
+              "within minutes.");
+    html.leaf("p", {{"class", "help"}}, "Days begin at midnight by this computer’s clock (" + localZoneName() + ").");
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Save Account");
 }
@@ -165,7 +163,7 @@ Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
                     if (typed && typed->problem.field.empty())
                         html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, typed->problem.message);
                     if (visit.query.text("note") == "password")
-                        html.leaf("p", {{"class", "note"}, {"role", "status"}}, "Your password is changed.");
+                        html.leaf("p", {{"class", "note"}, {"role", "status"}}, "Your password has been changed.");
                     {
                         const auto pair = html.in("div", {{"class", "pair"}});
                         writeYou(html, visit, typed);
@@ -206,10 +204,10 @@ Reply changePassword(const Visit& visit, PasswordSignIn& signIn)
         if (!person && person.error().tryAgainIn)
             return wrong(tooManyTries, "present-password", 429);
         if (!person || person->id != visit.person.id)
-            return wrong("This is not your present password.", "present-password");
+            return wrong("This is not your current password.", "present-password");
     }
     if (form.text("new-password") != form.text("new-password-again"))
-        return wrong("This is not the same as above.", "new-password-again");
+        return wrong("The two new passwords do not match.", "new-password-again");
     const auto hash = hashOfChosen(form.text("new-password"), "new-password");
     if (!hash)
         return refused(visit, {.problem = hash.error()});
@@ -233,9 +231,9 @@ Reply saveAccount(const Visit& visit)
     const auto name = nameText(visit.form.text("account-name"));
     std::string wrong;
     if (name.empty())
-        wrong = "An account has a name.";
+        wrong = "An account needs a name.";
     else if (characterCount(name) > People::longestName)
-        wrong = "That is longer than 100 characters.";
+        wrong = "This name is too long. It can have 100 characters.";
     if (!wrong.empty())
         return refused(visit, {.accountName = name, .problem = {422, "Validation", wrong, "account-name"}});
     const bool times = visit.form.text("timers") == "times";

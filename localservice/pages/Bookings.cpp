@@ -56,11 +56,6 @@ std::string bookingText(Id project, Id task)
     return std::to_string(project) + "-" + std::to_string(task);
 }
 
-std::string projectText(const std::string& code, const std::string& name)
-{
-    return code.empty() ? name : code + " – " + name;
-}
-
 tl::expected<Bookings::List, Problem> Bookings::atHand(const std::string& chosen)
 {
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<List, Problem> {

@@ -21,8 +21,6 @@ struct Booking
 
 /// "12-7": the project and the task as a form sends them.
 std::string bookingText(Id project, Id task);
-/// The project with its code before it, as people know it.
-std::string projectText(const std::string& code, const std::string& name);
 
 /// What a person may book: active projects that they are assigned to, with the active tasks offered there.
 class Bookings final

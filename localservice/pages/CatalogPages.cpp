@@ -69,7 +69,7 @@ void writeListHead(Html& html, std::string_view path, const ListQuery& query, st
                    {"aria-current", query.archived == toArchived ? std::optional<std::string>("true") : std::nullopt}},
                   text);
     };
-    way(false, "In use (" + std::to_string(active) + ")");
+    way(false, "Active (" + std::to_string(active) + ")");
     way(true, "Archived (" + std::to_string(archived) + ")");
 }
 
@@ -114,14 +114,14 @@ void writeFigures(Html& html, const Booked& booked)
         html.leaf("dd", hoursMinutes(seconds));
     };
     figure("This month", booked.month);
-    figure("In all", booked.all);
+    figure("Total", booked.all);
 }
 
 const std::vector<Column>& projectColumns()
 {
     static const std::vector<Column> columns{{"Project"},      {"Tasks", true},
                                              {"People", true}, {"This month", true},
-                                             {"In all", true}, {"Share of the hours", false, true}};
+                                             {"Total", true},  {"Share of the hours", false, true}};
     return columns;
 }
 
@@ -129,11 +129,7 @@ void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest)
 {
     {
         const auto cell = html.in("th", {{"scope", "row"}, {"class", "named"}});
-        writeNameLink(html, recordPath("/projects", line.id), line.name);
-        if (!line.code.empty()) {
-            html.text(" ");
-            html.leaf("bdi", {{"class", "code"}}, line.code);
-        }
+        writeNameLink(html, recordPath("/projects", line.id), projectText(line.code, line.name));
         if (!line.billable) {
             html.text(" ");
             html.leaf("span", {{"class", "badge unbillable"}}, "Not billable");
@@ -154,9 +150,9 @@ void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest)
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record)
 {
     const auto sheet = html.in("section", {{"class", "sheet end"}, {"aria-labelledby", "end"}});
-    html.leaf("h2", {{"id", "end"}}, record.active ? "Archive or Remove" : "Restore or Remove");
+    html.leaf("h2", {{"id", "end"}}, record.active ? "Archive or delete" : "Restore or delete");
     html.leaf("p", {{"class", "faint"}},
-              (record.active ? record.archiving : "This " + record.what + " is archived: nobody can book on it.") +
+              (record.active ? record.archiving : "This " + record.what + " is archived: nobody can book time on it.") +
                   (record.staying.empty() ? "" : " " + record.staying));
     const auto buttons = html.in("div", {{"class", "buttons"}});
     if (record.active && record.asks) {
@@ -166,7 +162,7 @@ void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record)
         html.leaf("button", record.active ? "Archive" : "Restore");
     }
     if (record.staying.empty())
-        html.leaf("a", {{"class", "button danger"}, {"href", record.path + "/remove"}}, "Remove…");
+        html.leaf("a", {{"class", "button danger"}, {"href", record.path + "/delete"}}, "Delete…");
 }
 
 void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section,
@@ -186,16 +182,16 @@ void addRecordActs(Site& site, const std::string& list, const std::string& what,
             Site::For::Administrators);
     }
     site.add(
-        "GET", list + "/#/remove",
+        "GET", list + "/#/delete",
         [=](const Visit& visit, const Numbers& numbers) {
             const auto name = nameOf(visit, numbers[0]);
             if (name.empty())
                 return problemPage(visit, {404, "Missing", "This " + what + " no longer exists."});
             const auto path = recordPath(list, numbers[0]);
-            std::string title = "Remove This " + what + "?";
+            std::string title = "Delete This " + what + "?";
             title[12] = static_cast<char>(title[12] - 'a' + 'A');
             return questionPage(visit,
-                                {title, "It will be gone for good.", path + "/remove", "Remove", "Keep", path, section},
+                                {title, "This cannot be undone.", path + "/delete", "Delete", "Keep", path, section},
                                 [&](Html& html) {
                                     const auto line = html.in("p", {{"class", "about"}});
                                     writeName(html, name);
@@ -203,10 +199,10 @@ void addRecordActs(Site& site, const std::string& list, const std::string& what,
         },
         Site::For::Administrators);
     site.add(
-        "POST", list + "/#/remove",
+        "POST", list + "/#/delete",
         [=](const Visit& visit, const Numbers& numbers) {
             const auto done = changeCatalog(visit, [&](Catalog& catalog) { return (catalog.*remove)(numbers[0]); });
-            return done ? goTo(list == "/clients" ? "/projects" : list, "removed") : problemPage(visit, done.error());
+            return done ? goTo(list == "/clients" ? "/projects" : list, "deleted") : problemPage(visit, done.error());
         },
         Site::For::Administrators);
 }

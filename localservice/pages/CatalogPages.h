@@ -56,25 +56,19 @@ void writeFigures(Html& html, const Booked& booked);
 const std::vector<Column>& projectColumns();
 void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest);
 
-/// What follows the form of a record: archiving or restoring it, and removing it where that is possible.
+/// What follows the form of a record: archiving or restoring it, and deleting it where that is possible.
 struct RecordEnd
 {
     std::string path;
     std::string what; ///< "project"
     bool active = true;
     std::string archiving = {}; ///< what archiving does
-    std::string staying = {};   ///< why it cannot be removed; empty when it can
+    std::string staying = {};   ///< why it cannot be deleted; empty when it can
     bool asks = false;          ///< archiving is asked for on a page of its own
 };
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);
 
-/// Adds the forms of that page end: archive, restore, remove. `change(Catalog&, Id, verb)`.
-enum class RecordAct
-{
-    Archive,
-    Restore,
-    Remove,
-};
+/// Adds the forms of that page end: archive, restore, delete.
 void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section,
                    Catalog::Done (Catalog::*setActive)(Id, bool), Catalog::Done (Catalog::*remove)(Id),
                    std::string (*nameOf)(const Visit&, Id));

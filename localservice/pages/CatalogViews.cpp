@@ -252,9 +252,10 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
         list.active = count(database, asker, mine + " AND t.active");
         list.archived = count(database, asker, mine + " AND NOT t.active");
 
-        Row offers(database, std::string("SELECT a.task_id, p.id, p.name FROM task_assignments a JOIN projects p"
-                                         " ON p.id = a.project_id WHERE p.account_id = ?1 AND p.active AND ") +
-                                 mayBook + " ORDER BY p.name COLLATE NOCASE, p.id");
+        Row offers(database,
+                   std::string("SELECT a.task_id, p.id, p.code, p.name FROM task_assignments a JOIN projects p"
+                               " ON p.id = a.project_id WHERE p.account_id = ?1 AND p.active AND ") +
+                       mayBook + " ORDER BY p.name COLLATE NOCASE, p.id");
         offers.bind(1, asker.account);
         offers.bind(2, asker.person);
         while (offers.executeStep()) {
@@ -263,7 +264,8 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
                 continue;
             auto& line = list.lines[place->second];
             if (++line.projects <= 3)
-                line.examples.push_back({offers.getColumn(1).getInt64(), offers.getColumn(2).getString()});
+                line.examples.push_back({offers.getColumn(1).getInt64(), projectText(offers.getColumn(2).getString(),
+                                                                                     offers.getColumn(3).getString())});
         }
         return list;
     });

@@ -76,9 +76,9 @@ Reply clientPage(const Visit& visit, Id id, const std::optional<Problem>& proble
                         {.path = recordPath(list, id),
                          .what = "client",
                          .active = view->active,
-                         .archiving = "A client is archived with its projects. They keep their hours and take no "
-                                      "new ones.",
-                         .staying = view->projects.empty() ? "" : "It has projects, so it cannot be removed.",
+                         .archiving = "A client is archived with its projects. They keep their hours, and no new "
+                                      "ones can be added.",
+                         .staying = view->projects.empty() ? "" : "This client has projects, so it cannot be deleted.",
                          .asks = view->activeProjects > 0});
                 });
 }
@@ -93,8 +93,8 @@ Reply archivePage(const Visit& visit, Id id)
                                                     : "Its " + std::to_string(view->activeProjects) + " projects are";
     return questionPage(visit,
                         {.title = "Archive This Client?",
-                         .text = projects + " archived with it: nobody can book on them any more. Their hours stay. "
-                                            "Each project can be restored by itself later.",
+                         .text = projects + " archived with it: nobody can book time on them any longer. Their hours "
+                                            "are kept, and each project can be restored later.",
                          .action = path + "/archive",
                          .yes = "Archive All",
                          .no = "Cancel",

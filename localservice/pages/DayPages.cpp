@@ -64,7 +64,7 @@ void writeDayNavigation(Html& html, Day day, Day today)
         arrow(1, "Next Day", "›");
     }
     const auto form = html.in("form", {{"method", "get"}, {"action", "/daily"}, {"class", "jump"}});
-    html.leaf("label", {{"for", "jump"}, {"class", "unseen"}}, "Day to go to");
+    html.leaf("label", {{"for", "jump"}, {"class", "unseen"}}, "Go to day");
     html.empty("input", {{"type", "date"},
                          {"id", "jump"},
                          {"name", "day"},
@@ -104,7 +104,7 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
             html.text(what);
         };
         line("billable", week.billable,
-             "billable" + (week.all > 0 ? ", " + std::to_string((week.billable * 100 + week.all / 2) / week.all) + " %"
+             "billable" + (week.all > 0 ? ", " + std::to_string((week.billable * 100 + week.all / 2) / week.all) + "%"
                                         : std::string()));
         line("other", week.all - week.billable, "not billable");
     }
@@ -125,7 +125,7 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
         }
         html.leaf("span", {{"class", sum.all > 0 ? "number" : "number none"}}, hoursMinutes(sum.all));
         if (sum.all > 0)
-            html.leaf("span", {{"class", "unseen"}}, " hours, of them " + hoursMinutes(sum.billable) + " billable");
+            html.leaf("span", {{"class", "unseen"}}, " hours, " + hoursMinutes(sum.billable) + " billable");
         if (that == today)
             html.leaf("span", {{"class", "unseen"}}, ", today");
     }
@@ -163,8 +163,8 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
     html.text(" ");
     html.leaf("a", {{"class", "button small quiet"}, {"href", path}, {"aria-label", "Edit " + what}}, "Edit");
     html.text(" ");
-    html.leaf("a", {{"class", "button small quiet"}, {"href", path + "/remove"}, {"aria-label", "Remove " + what}},
-              "Remove");
+    html.leaf("a", {{"class", "button small quiet"}, {"href", path + "/delete"}, {"aria-label", "Delete " + what}},
+              "Delete");
 }
 
 void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entries, const Sum& sum)
@@ -213,7 +213,7 @@ void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entr
 void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem)
 {
     const auto sheet = html.in("section", {{"class", "sheet new-entry"}, {"id", "new"}});
-    html.leaf("h2", "New Entry");
+    html.leaf("h2", "New entry");
     const auto form = entryForm(html, visit, draft, problem);
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Add Entry");
@@ -234,12 +234,12 @@ void writeNothingToBook(Html& html, const Visit& visit)
 {
     if (visit.person.admin)
         writeEmpty(html,
-                   "There is no project yet that you can book time on. Make one, offer tasks on it and assign yourself"
-                   " to it.",
-                   "/projects", "Open the Projects");
+                   "There are no projects that you can book time on yet. Create one, offer tasks on it and assign"
+                   " yourself to it.",
+                   "/projects", "Go to Projects");
     else
-        writeEmpty(html, "You are not assigned to a project yet. Ask an administrator of " + visit.person.accountName +
-                             " to assign you to one; then this is the place to note your hours.");
+        writeEmpty(html, "You are not assigned to any project yet. Ask an administrator of " +
+                             visit.person.accountName + " to assign you to one.");
 }
 
 } // namespace
@@ -277,10 +277,10 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
         if (!ofDay.empty())
             writeEntries(html, visit, ofDay, sum);
         else if (!bookable->bookings.empty())
-            writeEmpty(html, day > today ? "Nothing is noted for this day yet."
+            writeEmpty(html, day > today ? "No entries for this day yet."
                              : day < today
-                                 ? "Nothing was noted on this day. What you remember can still be added below."
-                                 : "Nothing is noted for today yet. Choose what you work on and start a timer"
+                                 ? "No entries on this day. You can still add some below."
+                                 : "No entries for today yet. Choose what you are working on and start a timer"
                                    " below.");
         if (bookable->bookings.empty())
             writeNothingToBook(html, visit);

@@ -118,7 +118,7 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
         writeField(html, {.name = "started",
                           .label = "Start",
                           .value = draft.started,
-                          .help = draft.id == 0 ? "Empty for now." : "",
+                          .help = draft.id == 0 ? "Leave empty for now." : "",
                           .error = error("started"),
                           .type = "time",
                           .cssClass = "short"});
@@ -126,7 +126,7 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
             writeField(html, {.name = "ended",
                               .label = "End",
                               .value = draft.ended,
-                              .help = draft.id == 0 ? "Empty starts a timer." : "",
+                              .help = draft.id == 0 ? "Leave empty to start a timer." : "",
                               .error = error("ended") + error("hours"),
                               .type = "time",
                               .cssClass = "short"});
@@ -134,8 +134,8 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
         writeField(html, {.name = "hours",
                           .label = "Hours",
                           .value = draft.hours,
-                          .help = draft.id == 0 ? "Empty starts a timer."
-                                  : runs        ? "The timer goes on from there."
+                          .help = draft.id == 0 ? "Leave empty to start a timer."
+                                  : runs        ? "The timer continues from there."
                                                 : "",
                           .error = error("hours"),
                           .inputMode = "text",

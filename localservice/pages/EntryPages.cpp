@@ -29,7 +29,7 @@ tl::expected<Entry, Problem> changeable(const Visit& visit, Id id)
     if (entry->lockedReason)
         return tl::unexpected(Problem{422, "Locked", "This entry is locked: " + *entry->lockedReason});
     if (entry->billed)
-        return tl::unexpected(Problem{422, "Billed", "This entry has been billed and stays as it is."});
+        return tl::unexpected(Problem{422, "Billed", "This entry has been billed and cannot be changed."});
     return entry;
 }
 
@@ -68,14 +68,14 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
     return page(visit, {"Edit Entry", Section::Timesheet, problem ? problem->status : 200}, [&](Html& html) {
         if (stale) {
             const auto sheet = html.in("section", {{"class", "sheet conflict"}, {"aria-labelledby", "conflict"}});
-            html.leaf("h2", {{"id", "conflict"}}, "The entry has changed in the meantime");
-            html.leaf(
-                "p", {{"role", "alert"}},
-                "Somebody saved it after you had opened this form, perhaps you in the desktop program. This is how"
-                " it stands now; what you typed is below and has not been saved.");
+            html.leaf("h2", {{"id", "conflict"}}, "This entry has changed in the meantime");
+            html.leaf("p", {{"role", "alert"}},
+                      "It was saved after you opened this form, perhaps by you in the desktop program. This is the "
+                      "entry as it"
+                      " is now; what you typed is below and has not been saved yet.");
             writeFacts(html, entry, visit.now, draft);
             const auto buttons = html.in("div", {{"class", "buttons"}});
-            html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Keep It as It Stands");
+            html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Keep It as It Is");
         } else if (problem && problem->field.empty()) {
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
         }
@@ -85,7 +85,7 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
         html.leaf("button", {{"class", "main"}}, stale ? "Save Mine" : "Save");
         writeMoreProjects(html, visit, draft);
         html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Cancel");
-        html.leaf("a", {{"class", "button danger"}, {"href", draft.path() + "/remove"}}, "Remove…");
+        html.leaf("a", {{"class", "button danger"}, {"href", draft.path() + "/delete"}}, "Delete…");
     });
 }
 
@@ -114,9 +114,9 @@ Reply save(const Visit& visit, const std::vector<Id>& numbers)
         draft.id = 0;
         draft.shown.clear();
         const Problem& problem = entry.error();
-        return dayPage(visit, readDay(draft.day).value_or(localDay(visit.now)), draft,
-                       Problem{problem.status, problem.kind,
-                               problem.message + " What you typed stands in the form for a new entry."});
+        return dayPage(
+            visit, readDay(draft.day).value_or(localDay(visit.now)), draft,
+            Problem{problem.status, problem.kind, problem.message + " What you typed is in the form for a new entry."});
     }
     const auto fields = EntryFields::read(visit.form);
     if (!fields)
@@ -155,10 +155,10 @@ Reply setTimer(const Visit& visit, const std::vector<Id>& numbers)
 Reply askToRemove(const Visit& visit, const Entry& entry)
 {
     const Question question{
-        .title = "Remove this entry?",
-        .text = "Its " + hoursMinutes(entry.total(visit.now)) + " hours will be gone from " + dayInWords(entry.day) +
+        .title = "Delete This Entry?",
+        .text = "Its " + hoursMinutes(entry.total(visit.now)) + " hours will be deleted from " + dayInWords(entry.day) +
                 ". This cannot be undone.",
-        .action = "/entries/" + std::to_string(entry.id) + "/remove",
+        .action = "/entries/" + std::to_string(entry.id) + "/delete",
         .back = dayPath(entry.day),
         .section = Section::Timesheet,
         .fields = {{"updated", std::to_string(entry.updated)}},
@@ -180,8 +180,8 @@ Reply remove(const Visit& visit, const std::vector<Id>& numbers)
         return problemPage(visit, entry.error());
     const auto removed = timesheetOf(visit).remove(numbers[0], visit.form.id("updated"));
     if (removed)
-        return goTo(dayPath(entry->day), "removed");
-    // Asked once more: what would be removed is no longer what the question told.
+        return goTo(dayPath(entry->day), "deleted");
+    // Asked once more: what would be deleted is no longer what the question showed.
     return removed.error().current ? askToRemove(visit, *removed.error().current)
                                    : problemPage(visit, forBrowsers(removed.error().problem));
 }
@@ -211,7 +211,7 @@ Reply chooseProject(const Visit& visit, const std::vector<Id>& /*numbers*/)
         const auto form = formTo(html, visit, "/entries/chosen", "results");
         writeHidden(html, draft);
         if (list->bookings.empty())
-            writeEmpty(html, "No project of yours fits. Try fewer words.");
+            writeEmpty(html, "None of your projects match. Try fewer words.");
         for (auto at = list->bookings.begin(); at != list->bookings.end();) {
             const auto& first = *at;
             const auto group = html.in("fieldset");
@@ -230,7 +230,7 @@ Reply chooseProject(const Visit& visit, const std::vector<Id>& /*numbers*/)
                           at->taskName);
         }
         if (!list->whole)
-            html.leaf("p", {{"class", "faint"}}, "There are more. Type a part of the name to find them.");
+            html.leaf("p", {{"class", "faint"}}, "There are more. Type part of the name to find them.");
         const auto buttons = html.in("div", {{"class", "buttons"}});
         html.leaf("button", {{"name", "booking"}, {"value", draft.booking}, {"class", "quiet"}}, "Back");
     });
@@ -254,8 +254,8 @@ void addEntryPages(Site& site)
     site.add("GET", "/entries/#", edit);
     site.add("POST", "/entries/#", save);
     site.add("POST", "/entries/#/timer", setTimer);
-    site.add("GET", "/entries/#/remove", confirmRemoval);
-    site.add("POST", "/entries/#/remove", remove);
+    site.add("GET", "/entries/#/delete", confirmRemoval);
+    site.add("POST", "/entries/#/delete", remove);
     site.add("POST", "/entries/projects", chooseProject);
     site.add("POST", "/entries/chosen", choose);
 }

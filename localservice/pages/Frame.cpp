@@ -17,9 +17,12 @@ struct Note
 
 // Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
 constexpr std::array notes{
-    Note{"saved", "Saved."},       Note{"added", "Added."},
-    Note{"removed", "Removed."},   Note{"archived", "Archived. It keeps its hours and takes no new ones."},
-    Note{"restored", "Restored."}, Note{"person-archived", "Archived. They cannot sign in any more; their hours stay."},
+    Note{"saved", "Saved."},
+    Note{"added", "Added."},
+    Note{"deleted", "Deleted."},
+    Note{"archived", "Archived. Its hours are kept, and no new ones can be added."},
+    Note{"restored", "Restored."},
+    Note{"person-archived", "Archived. They can no longer sign in; their hours are kept."},
 };
 
 struct Place
@@ -119,7 +122,7 @@ Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)
         const auto root = html.in("html", {{"lang", "en"}});
         writeHead(html, head);
         const auto body = html.in("body");
-        html.leaf("a", {{"class", "skip"}, {"href", "#content"}}, "Skip to the content");
+        html.leaf("a", {{"class", "skip"}, {"href", "#content"}}, "Skip to content");
         writeNavigation(html, visit, head.section);
         const auto main = html.in("main", {{"id", "content"}, {"tabindex", -1}});
         for (const auto& note : notes) {

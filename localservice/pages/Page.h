@@ -3,6 +3,7 @@
 #include "Form.h"
 #include "Html.h"
 #include "Http.h"
+#include "NameText.h"
 #include "Person.h"
 #include "Problem.h"
 

@@ -93,10 +93,10 @@ void writeEmpty(Html& html, std::string_view text, std::string_view path = {}, s
 /// What cannot be undone is asked for on a page of its own.
 struct Question
 {
-    std::string title;  ///< "Remove this entry?"
+    std::string title;  ///< "Delete This Entry?"
     std::string text;   ///< what will happen
     std::string action; ///< where the answer yes is sent
-    std::string yes = "Remove";
+    std::string yes = "Delete";
     std::string no = "Keep";
     std::string back; ///< the page that the answer no leads to
     Section section = Section::None;

@@ -51,7 +51,7 @@ void writeUserName(Html& html, const std::string& email)
                          {"name", "username"},
                          {"value", email},
                          {"autocomplete", "username"},
-                         {"aria-label", "E-mail"},
+                         {"aria-label", "Email"},
                          {"readonly", true},
                          {"hidden", true}});
 }
@@ -71,8 +71,8 @@ void writeNewPassword(Html& html, const std::string& email, bool typed, const st
                              {"checked", checked}});
         html.leaf("label", {{"for", "password-by-" + value}}, label);
     };
-    radio("made", "A password that is made here and shown once", !typed);
-    radio("typed", "One that you choose", typed);
+    radio("made", "Create one and show it once", !typed);
+    radio("typed", "Choose one yourself", typed);
     writeField(html, {.name = typedField,
                       .label = "Password",
                       .help = "At least 10 characters.",
@@ -124,7 +124,7 @@ void writeHowToSignIn(Html& html, const Visit& visit, const std::string& email)
         writeFact(html, "Address",
                   (secure ? "https://" : "http://") +
                       (domain.empty() ? std::string(visit.request.header("Host")) : subdomain + domain));
-        writeFact(html, "E-mail", email);
+        writeFact(html, "Email", email);
     }
     if (visit.withinProgram && email == visit.person.email)
         return;
@@ -132,14 +132,14 @@ void writeHowToSignIn(Html& html, const Visit& visit, const std::string& email)
     {
         const auto facts = html.in("dl", {{"class", "facts"}});
         writeFact(html, "Account", subdomain);
-        writeFact(html, "E-mail", email);
+        writeFact(html, "Email", email);
     }
     const auto text = html.in("p", {{"class", "faint"}});
-    html.text("Both stand in its preferences. ");
+    html.text("Enter both in its preferences. ");
     if (domain.empty())
         return;
-    html.text("So that it looks for the account here, its file Info.json, beside Quillon.conf in the folder of its "
-              "settings, has this line:");
+    html.text("To make it look for the account here, add this line to its file Info.json, next to Quillon.conf in its "
+              "settings folder:");
     const auto line = html.in("span", {{"class", "line"}});
     html.leaf("code", secure ? "{\"QuillonServiceDomain\": \"" + domain + "\", \"QuillonReachabilityHost\": \"" +
                                    subdomain + domain.substr(0, domain.rfind(':')) + "\"}"

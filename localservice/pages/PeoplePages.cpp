@@ -84,9 +84,9 @@ void writeDetails(Html& html, const Draft& draft, bool isNew)
                           .optional = true});
     }
     writeField(html, {.name = "email",
-                      .label = "E-mail",
+                      .label = "Email",
                       .value = draft.details.email,
-                      .help = isNew ? "They sign in with it. Nothing is sent there." : "They sign in with it.",
+                      .help = isNew ? "They sign in with it. No mail is sent to it." : "They sign in with it.",
                       .error = errorOf(draft.problem, "email"),
                       .type = "email",
                       .required = true,
@@ -95,7 +95,7 @@ void writeDetails(Html& html, const Draft& draft, bool isNew)
     writeCheck(html, {.name = "admin",
                       .label = "Administrator",
                       .checked = draft.details.admin,
-                      .help = "Looks after projects, tasks and people, and sees everybody’s hours."});
+                      .help = "Manages projects, tasks and people, and sees everyone’s hours."});
     if (!error.empty())
         html.leaf("p", {{"class", "error"}, {"role", "alert"}}, error);
 }
@@ -141,7 +141,7 @@ Reply listPage(const Visit& visit)
                  .section = Section::People,
                  .actions =
                      [](Html& html) {
-                         html.leaf("a", {{"class", "button main"}, {"href", list + "/new"}}, "Add a Person");
+                         html.leaf("a", {{"class", "button main"}, {"href", list + "/new"}}, "New Person");
                      }},
                 [&](Html& html) {
                     {
@@ -160,7 +160,7 @@ Reply listPage(const Visit& visit)
 Reply newPage(const Visit& visit, const Draft& draft)
 {
     return page(visit,
-                {.title = "Add a Person",
+                {.title = "New Person",
                  .section = Section::People,
                  .status = draft.problem ? draft.problem->status : 200,
                  .upPath = list,
@@ -181,18 +181,17 @@ Reply newPage(const Visit& visit, const Draft& draft)
 Reply passwordPage(const Visit& visit, const Member& member, const std::string& password, bool isNew)
 {
     return page(visit,
-                {.title = isNew ? member.name() + " Is Added" : "A New Password",
+                {.title = isNew ? member.name() + " Has Been Added" : "New Password",
                  .section = Section::People,
                  .upPath = list,
                  .upName = "People"},
                 [&](Html& html) {
                     {
                         const auto sheet = html.in("section", {{"class", "sheet"}});
-                        html.leaf("p", "This is the only time that the password is shown. Give it to " + member.name() +
-                                           " in a way that you trust; they can choose another one on their "
-                                           "account page.");
+                        html.leaf("p", "The password is shown only this once. Give it to " + member.name() +
+                                           " in a safe way; they can choose another one on their account page.");
                         const auto facts = html.in("dl", {{"class", "facts"}});
-                        html.leaf("dt", "E-mail");
+                        html.leaf("dt", "Email");
                         html.leaf("dd", member.email);
                         html.leaf("dt", "Password");
                         const auto value = html.in("dd");
@@ -200,7 +199,7 @@ Reply passwordPage(const Visit& visit, const Member& member, const std::string& 
                     }
                     writeHowToSignIn(html, visit, member.email);
                     const auto buttons = html.in("p", {{"class", "buttons"}});
-                    html.leaf("a", {{"class", "button main"}, {"href", pathOf(member.id)}}, "Choose Their Projects");
+                    html.leaf("a", {{"class", "button main"}, {"href", pathOf(member.id)}}, "Choose Projects");
                     html.leaf("a", {{"class", "button"}, {"href", list}}, "Back to People");
                 });
 }
@@ -233,7 +232,7 @@ void writeProjects(Html& html, const Visit& visit, const Member& member, const s
         writeEmpty(html, "There are no projects yet.", "/projects/new", "New Project");
         return;
     }
-    html.leaf("p", {{"class", "faint"}}, member.name() + " may book time on the projects that are checked.");
+    html.leaf("p", {{"class", "faint"}}, member.name() + " can book time on the projects that are checked.");
     const auto form = formTo(html, visit, pathOf(member.id) + "/projects", "fields");
     bool archived = false;
     for (auto project = projects.begin(); project != projects.end();) {
@@ -255,7 +254,7 @@ void writeProjects(Html& html, const Visit& visit, const Member& member, const s
         }
     }
     if (archived)
-        html.leaf("p", {{"class", "help"}}, "Archived projects are left out. They take no time from anybody.");
+        html.leaf("p", {{"class", "help"}}, "Archived projects are not listed. Nobody can book time on them.");
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Save Projects");
 }
@@ -266,18 +265,18 @@ void writePasswordForm(Html& html, const Visit& visit, const Member& member, con
     html.leaf("h2", "Password");
     if (member.id == visit.person.id) {
         const auto text = html.in("p");
-        html.text("You change your own on ");
+        html.text("Change your own on ");
         html.leaf("a", {{"href", "/account"}}, "your account page");
         html.text(".");
         return;
     }
     html.leaf("p", {{"class", "faint"}},
-              member.hasPassword ? "A new one signs " + member.name() + " out of every browser."
-                                 : member.name() + " has none yet, and cannot sign in here.");
+              member.hasPassword ? "A new password signs " + member.name() + " out of every browser."
+                                 : member.name() + " has no password yet and cannot sign in here.");
     const auto form = formTo(html, visit, pathOf(member.id) + "/password", "fields");
     writeNewPassword(html, member.email, draft.ownPassword, errorOf(draft.problem, "password"));
     const auto buttons = html.in("div", {{"class", "buttons"}});
-    html.leaf("button", "Give a New Password");
+    html.leaf("button", "Set New Password");
 }
 
 void writeArchive(Html& html, const Visit& visit, const Member& member)
@@ -287,9 +286,10 @@ void writeArchive(Html& html, const Visit& visit, const Member& member)
     const auto sheet = html.in("section", {{"class", "sheet"}});
     html.leaf("h2", member.active ? "Archive" : "Restore");
     html.leaf("p", {{"class", "faint"}},
-              member.active ? "For somebody who has left. They cannot sign in any more; every hour of theirs stays, "
-                              "and you can bring them back."
-                            : "They can sign in again with the password they had, and book on the projects they had.");
+              member.active
+                  ? "For people who have left. They can no longer sign in; all their hours are kept, and you can "
+                    "restore them."
+                  : "They can sign in again with their old password and book time on their old projects.");
     const auto form = formTo(html, visit, pathOf(member.id) + (member.active ? "/archive" : "/restore"), "buttons");
     html.leaf("button", {{"class", member.active ? "danger" : "main"}}, member.active ? "Archive" : "Restore");
 }

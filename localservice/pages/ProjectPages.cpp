@@ -1,4 +1,4 @@
-#include "CatalogPages.h"
+#include "ProjectForm.h"
 
 #include <algorithm>
 #include <functional>
@@ -9,316 +9,6 @@ namespace {
 
 using Numbers = std::vector<Id>;
 
-const std::string list = "/projects";
-
-bool holds(const std::vector<Id>& ids, Id id)
-{
-    return std::find(ids.begin(), ids.end(), id) != ids.end();
-}
-
-/// What was sent, and what the person had been shown: a field that they did not touch leaves what somebody else saved
-/// meanwhile.
-struct Sent
-{
-    const Form& form;
-
-    bool touched(std::string_view name) const { return form.text(name) != form.text("was-" + std::string(name)); }
-    bool touchedBox(std::string_view name) const { return form.has(name) != form.has("was-" + std::string(name)); }
-    /// Whether the box of that record was ticked or unticked, among boxes of one name.
-    bool touched(std::string_view name, Id id) const
-    {
-        return holds(form.ids(name), id) != holds(form.ids("was-" + std::string(name)), id);
-    }
-    /// The records whose boxes are (`now`) or were ticked, and the other way round before.
-    std::vector<Id> changed(std::string_view name, bool now) const
-    {
-        const auto ticked = form.ids(name);
-        const auto before = form.ids("was-" + std::string(name));
-        std::vector<Id> result;
-        for (const Id id : now ? ticked : before) {
-            if (!holds(now ? before : ticked, id))
-                result.push_back(id);
-        }
-        return result;
-    }
-};
-
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> result;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const auto end = std::min(text.find('\n', begin), text.size());
-        if (const auto line = text.substr(begin, end - begin); line.find_first_not_of(" \t") != std::string::npos)
-            result.push_back(line);
-        begin = end + 1;
-    }
-    return result;
-}
-
-/// Carries out everything that a form says of a project.
-Catalog::Added save(Catalog& catalog, const Form& form, Id project)
-{
-    const Sent sent{form};
-    const bool fresh = project == 0;
-    ProjectChange change;
-    if (fresh || sent.touched("name"))
-        change.name = form.text("name");
-    if (fresh || sent.touched("code"))
-        change.code = form.text("code");
-    if (fresh || sent.touchedBox("billable"))
-        change.billable = form.has("billable");
-    if (!form.trimmed("new-client").empty()) {
-        const auto client = catalog.clientNamed(form.text("new-client"));
-        if (!client)
-            return tl::unexpected(Problem{client.error().status, "NewClient", client.error().message});
-        change.client = *client;
-    } else if (fresh || sent.touched("client")) {
-        change.client = form.id("client");
-    }
-    if (fresh) {
-        const auto added = catalog.addProject({*change.client, *change.name, *change.code, *change.billable});
-        if (!added)
-            return added;
-        project = *added;
-    } else if (const auto changed = catalog.changeProject(project, change); !changed) {
-        return tl::unexpected(changed.error());
-    }
-
-    // The boxes of a new project say what is to be; those of another what is to change.
-    const auto billable = form.ids("task-billable");
-    for (const Id task : fresh ? form.ids("task") : sent.changed("task", true)) {
-        if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
-            return offered;
-    }
-    if (!fresh) {
-        for (const Id task : form.ids("task")) {
-            if (!sent.touched("task-billable", task) || sent.touched("task", task))
-                continue;
-            if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
-                return offered;
-        }
-        // Withdrawn or released by somebody else meanwhile is what was asked for.
-        for (const Id task : sent.changed("task", false))
-            static_cast<void>(catalog.withdrawTask(project, task));
-        for (const Id person : sent.changed("person", false))
-            static_cast<void>(catalog.releasePerson(project, person));
-    }
-    for (const auto& name : lines(form.text("new-tasks"))) {
-        const auto task = catalog.taskNamed(name);
-        if (!task)
-            return tl::unexpected(Problem{task.error().status, "NewTasks", task.error().message});
-        if (const auto offered = catalog.offerTask(project, *task, form.has("billable")); !offered)
-            return offered;
-    }
-    for (const Id person : fresh ? form.ids("person") : sent.changed("person", true)) {
-        if (const auto assigned = catalog.assignPerson(project, person); !assigned)
-            return assigned;
-    }
-    return project;
-}
-
-/// Puts what was typed into what the file says, where the person touched it.
-void overlay(ProjectView& view, const Form& form, bool fresh)
-{
-    const Sent sent{form};
-    if (fresh || sent.touched("name"))
-        view.fields.name = form.text("name");
-    if (fresh || sent.touched("code"))
-        view.fields.code = form.text("code");
-    if (fresh || sent.touched("client"))
-        view.fields.client = form.id("client");
-    if (fresh || sent.touchedBox("billable"))
-        view.fields.billable = form.has("billable");
-    for (auto& task : view.tasks) {
-        if (fresh || sent.touched("task", task.id))
-            task.offered = holds(form.ids("task"), task.id);
-        if (fresh || sent.touched("task-billable", task.id))
-            task.billable = holds(form.ids("task-billable"), task.id);
-    }
-    for (auto& person : view.people) {
-        if (fresh || sent.touched("person", person.id))
-            person.assigned = holds(form.ids("person"), person.id);
-    }
-}
-
-void hidden(Html& html, std::string_view name, const std::string& value)
-{
-    html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
-}
-
-void writeDetails(Html& html, const ProjectView& view, const std::vector<NamedRecord>& clients, const Form& form,
-                  const std::optional<Problem>& problem, bool fresh)
-{
-    const auto sheet = html.in("section", {{"class", "sheet"}});
-    writeField(html, {.name = "name",
-                      .label = "Name",
-                      .value = view.fields.name,
-                      .error = errorOf(problem, "Name"),
-                      .required = true,
-                      .longest = static_cast<int>(Catalog::longestName),
-                      .autofocus = fresh});
-    {
-        const auto row = html.in("div", {{"class", "row"}});
-        if (!clients.empty()) {
-            std::vector<Choice> choices;
-            if (view.fields.client == 0)
-                choices.push_back({"", "Choose a client"});
-            for (const auto& client : clients)
-                choices.push_back({std::to_string(client.id), client.name});
-            writeChoice(html,
-                        {.name = "client",
-                         .label = "Client",
-                         .value = view.fields.client == 0 ? "" : std::to_string(view.fields.client),
-                         .error = errorOf(problem, "Client")},
-                        choices);
-        }
-        writeField(html,
-                   {.name = "new-client",
-                    .label = clients.empty() ? "Client" : "Or a new client",
-                    .value = form.text("new-client"),
-                    .help = clients.empty() ? "Whom the work is for. It may be yourself." : "",
-                    .error = clients.empty() && problem && problem->kind == "Client" ? "Name a client."
-                                                                                     : errorOf(problem, "NewClient"),
-                    .longest = static_cast<int>(Catalog::longestName)});
-        writeField(html, {.name = "code",
-                          .label = "Code",
-                          .value = view.fields.code,
-                          .help = "Shown before the name.",
-                          .error = errorOf(problem, "Code"),
-                          .longest = static_cast<int>(Catalog::longestCode),
-                          .cssClass = "short",
-                          .optional = true});
-    }
-    writeCheck(html, {.name = "billable",
-                      .label = "Billable",
-                      .checked = view.fields.billable,
-                      .help = "Hours on it can be charged, where the task is billable too.",
-                      .id = "billable"});
-}
-
-void writeTaskTable(Html& html, const std::vector<ProjectTask>& tasks, bool fresh, std::string_view caption)
-{
-    std::vector<Column> columns{{"Task"}, {"Billable"}};
-    if (!fresh) {
-        columns.push_back({"Hours", true});
-        columns.push_back({"Share of the hours", false, true});
-    }
-    Seconds longest = 0;
-    for (const auto& task : tasks)
-        longest = std::max(longest, task.booked);
-    writeTable(html, caption, columns, [&] {
-        for (const auto& task : tasks) {
-            const auto id = std::to_string(task.id);
-            const auto row = html.in("tr");
-            {
-                const auto cell = html.in("th", {{"scope", "row"}, {"class", "named"}});
-                const auto box = html.in("div", {{"class", "check"}});
-                html.empty("input", {{"type", "checkbox"},
-                                     {"id", "task-" + id},
-                                     {"name", "task"},
-                                     {"value", id},
-                                     {"checked", task.offered}});
-                const auto label = html.in("label", {{"for", "task-" + id}});
-                writeName(html, task.name);
-                if (!task.active) {
-                    html.text(" ");
-                    html.leaf("span", {{"class", "badge archived"}}, "Archived");
-                }
-            }
-            {
-                const auto cell = html.in("td", {{"class", "task-billable"}});
-                html.empty("input", {{"type", "checkbox"},
-                                     {"name", "task-billable"},
-                                     {"value", id},
-                                     {"checked", task.billable},
-                                     {"aria-label", task.name + " is billable"}});
-            }
-            if (!fresh) {
-                writeNumber(html, task.booked > 0 ? hoursMinutes(task.booked) : "");
-                const auto cell = html.in("td", {{"class", "share"}});
-                if (task.booked > 0)
-                    writeBar(html, {{task.booked, task.billable ? "billable" : "other"}}, longest);
-            }
-        }
-    });
-}
-
-void writeTasks(Html& html, const ProjectView& view, const Form& form, const std::optional<Problem>& problem,
-                bool fresh)
-{
-    const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-labelledby", "tasks"}});
-    html.leaf("h2", {{"id", "tasks"}}, "Tasks");
-    html.leaf("p", {{"class", "faint"}}, "The kinds of work that people can choose on this project.");
-    // With many tasks, what is not offered is folded away.
-    std::vector<ProjectTask> first;
-    std::vector<ProjectTask> rest;
-    for (const auto& task : view.tasks)
-        (task.offered ? first : rest).push_back(task);
-    if (rest.size() <= 10) {
-        first.insert(first.end(), rest.begin(), rest.end());
-        rest.clear();
-    }
-    if (!first.empty())
-        writeTaskTable(html, first, fresh, "Tasks of the project");
-    if (!rest.empty()) {
-        const auto fold = html.in("details", {{"class", "fold"}});
-        html.leaf("summary", std::to_string(rest.size()) + " more tasks");
-        writeTaskTable(html, rest, true, "Tasks that are not offered on the project");
-    }
-    writeTextArea(html,
-                  {.name = "new-tasks",
-                   .label = "New tasks",
-                   .value = form.text("new-tasks"),
-                   .help = "One on each line.",
-                   .error = errorOf(problem, "NewTasks"),
-                   .optional = !view.tasks.empty()},
-                  2);
-}
-
-void writePeople(Html& html, const ProjectView& view, bool fresh)
-{
-    const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-labelledby", "people"}});
-    html.leaf("h2", {{"id", "people"}}, "People");
-    html.leaf("p", {{"class", "faint"}}, "Who can book time on this project.");
-    const auto boxes = html.in("ul", {{"class", "people"}});
-    for (const auto& person : view.people) {
-        const auto item = html.in("li");
-        const auto id = std::to_string(person.id);
-        const auto box = html.in("div", {{"class", "check"}});
-        html.empty("input", {{"type", "checkbox"},
-                             {"id", "person-" + id},
-                             {"name", "person"},
-                             {"value", id},
-                             {"checked", person.assigned}});
-        const auto label = html.in("label", {{"for", "person-" + id}});
-        writeName(html, person.name);
-        if (!fresh && person.booked > 0) {
-            html.text(" ");
-            html.leaf("span", {{"class", "faint number"}}, hoursMinutes(person.booked));
-        }
-    }
-}
-
-/// What the form shows, sent back with it.
-void writeShown(Html& html, const ProjectView& view)
-{
-    hidden(html, "was-name", view.fields.name);
-    hidden(html, "was-code", view.fields.code);
-    hidden(html, "was-client", std::to_string(view.fields.client));
-    if (view.fields.billable)
-        hidden(html, "was-billable", "1");
-    for (const auto& task : view.tasks) {
-        if (task.offered)
-            hidden(html, "was-task", std::to_string(task.id));
-        if (task.billable)
-            hidden(html, "was-task-billable", std::to_string(task.id));
-    }
-    for (const auto& person : view.people) {
-        if (person.assigned)
-            hidden(html, "was-person", std::to_string(person.id));
-    }
-}
-
 void writeHours(Html& html, const ProjectView& view)
 {
     const auto sheet = html.in("section", {{"class", "sheet hours"}, {"aria-labelledby", "hours"}});
@@ -328,7 +18,7 @@ void writeHours(Html& html, const ProjectView& view)
     for (const auto& month : view.months)
         longest = std::max(longest, month.booked);
     if (longest == 0) {
-        html.leaf("p", {{"class", "faint"}}, "No time was booked in the last twelve months.");
+        html.leaf("p", {{"class", "faint"}}, "No time booked in the last twelve months.");
         return;
     }
     const auto chart = html.in("ol", {{"class", "months"}, {"aria-label", "Hours of the last twelve months"}});
@@ -345,46 +35,34 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
 {
     const bool fresh = id == 0;
     const CatalogViews views(visit);
-    const auto shown = fresh ? views.newProject() : views.project(id);
+    auto shown = fresh ? views.newProject() : views.project(id);
     if (!shown)
         return problemPage(visit, shown.error());
-    auto view = *shown;
-    const auto clients = views.clients(view.fields.client);
+    const auto clients = views.clients(shown->fields.client);
     if (!clients)
         return problemPage(visit, clients.error());
     if (fresh)
-        view.fields.client = visit.query.id("client");
-    if (problem)
-        overlay(view, visit.form, fresh);
-    const std::string title = fresh ? "New Project" : shown->fields.name;
+        shown->fields.client = visit.query.id("client");
+    const std::string title = fresh ? "New Project" : projectText(shown->fields.code, shown->fields.name);
     return page(visit,
                 {.title = title,
                  .section = Section::Projects,
                  .status = problem ? problem->status : 200,
-                 .upPath = list,
+                 .upPath = projectList,
                  .upName = "Projects"},
                 [&](Html& html) {
                     writeOtherProblem(html, problem, {"Name", "Client", "Code", "NewClient", "NewTasks"});
                     if (!fresh)
-                        writeHours(html, view);
-                    {
-                        const auto form = formTo(html, visit, fresh ? list : recordPath(list, id), "sheets project");
-                        if (!fresh)
-                            writeShown(html, *shown);
-                        writeDetails(html, view, *clients, visit.form, problem, fresh);
-                        writeTasks(html, view, visit.form, problem, fresh);
-                        writePeople(html, view, fresh);
-                        const auto buttons = html.in("div", {{"class", "buttons"}});
-                        html.leaf("button", {{"class", "main"}}, fresh ? "Add Project" : "Save");
-                        html.leaf("a", {{"class", "button"}, {"href", list}}, "Cancel");
-                    }
-                    if (!fresh)
-                        writeRecordEnd(html, visit,
-                                       {.path = recordPath(list, id),
-                                        .what = "project",
-                                        .active = view.active,
-                                        .archiving = "An archived project keeps its hours and takes no new ones.",
-                                        .staying = view.used ? "Time was booked on it, so it cannot be removed." : ""});
+                        writeHours(html, *shown);
+                    writeProjectForm(html, visit, id, *shown, *clients, problem);
+                    if (fresh)
+                        return;
+                    writeRecordEnd(html, visit,
+                                   {.path = recordPath(projectList, id),
+                                    .what = "project",
+                                    .active = shown->active,
+                                    .archiving = "An archived project keeps its hours, and no new ones can be added.",
+                                    .staying = shown->used ? "This project has hours, so it cannot be deleted." : ""});
                 });
 }
 
@@ -394,13 +72,15 @@ Reply readOnlyPage(const Visit& visit, Id id)
     const auto view = CatalogViews(visit).project(id);
     if (!view)
         return notFoundPage(visit);
-    return page(visit, {.title = view->fields.name, .section = Section::Projects, .upPath = list, .upName = "Projects"},
+    return page(visit,
+                {.title = projectText(view->fields.code, view->fields.name),
+                 .section = Section::Projects,
+                 .upPath = projectList,
+                 .upName = "Projects"},
                 [&](Html& html) {
                     {
                         const auto line = html.in("p", {{"class", "lead"}});
                         writeName(html, view->clientName);
-                        if (!view->fields.code.empty())
-                            html.text(" · " + view->fields.code);
                         html.text(view->fields.billable ? " · Billable" : " · Not billable");
                         if (!view->active)
                             html.text(" · Archived");
@@ -486,16 +166,15 @@ Reply listPage(const Visit& visit, const Numbers&)
         visit,
         {.title = "Projects", .section = Section::Projects, .actions = admin ? actions : std::function<void(Html&)>()},
         [&](Html& html) {
-            writeListHead(html, list, query, "Search projects and clients", found->active, found->archived);
+            writeListHead(html, projectList, query, "Search projects and clients", found->active, found->archived);
             if (found->lines.empty()) {
                 const auto sheet = html.in("section", {{"class", "sheet"}});
                 if (!query.search.empty())
-                    writeEmpty(html, "Nothing here has “" + query.search + "” in it.", list, "Show All");
+                    writeEmpty(html, "Nothing matches “" + query.search + "”.", projectList, "Show All");
                 else if (query.archived)
                     writeEmpty(html, "Nothing is archived.");
                 else if (admin)
-                    writeEmpty(html, "Time is booked on projects, and there are none yet.", "/projects/new",
-                               "New Project");
+                    writeEmpty(html, "Time is booked on projects. There are none yet.", "/projects/new", "New Project");
                 else
                     writeEmpty(html, "You have no projects yet. An administrator can assign you to some.");
                 return;
@@ -503,7 +182,7 @@ Reply listPage(const Visit& visit, const Numbers&)
             const auto sheet = html.in("section", {{"class", "sheet"}});
             writeBookedKey(html);
             writeProjects(html, *found, admin);
-            writePager(html, list, query, found->matches);
+            writePager(html, projectList, query, found->matches);
         });
 }
 
@@ -512,25 +191,26 @@ Reply listPage(const Visit& visit, const Numbers&)
 void addProjectPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    site.add("GET", list, listPage);
+    site.add("GET", projectList, listPage);
     site.add(
-        "GET", list + "/new", [](const Visit& visit, const Numbers&) { return projectPage(visit, 0, {}); }, admins);
-    site.add("GET", list + "/#", [](const Visit& visit, const Numbers& numbers) {
+        "GET", projectList + "/new", [](const Visit& visit, const Numbers&) { return projectPage(visit, 0, {}); },
+        admins);
+    site.add("GET", projectList + "/#", [](const Visit& visit, const Numbers& numbers) {
         return visit.person.admin ? projectPage(visit, numbers[0], {}) : readOnlyPage(visit, numbers[0]);
     });
     const auto send = [](const Visit& visit, const Numbers& numbers) {
         const Id id = numbers.empty() ? 0 : numbers[0];
-        const auto saved = changeCatalog(visit, [&](Catalog& catalog) { return save(catalog, visit.form, id); });
+        const auto saved = changeCatalog(visit, [&](Catalog& catalog) { return saveProject(catalog, visit.form, id); });
         if (saved)
-            return goTo(recordPath(list, *saved), id == 0 ? "added" : "saved");
+            return goTo(recordPath(projectList, *saved), id == 0 ? "added" : "saved");
         return projectPage(visit, id, saved.error());
     };
-    site.add("POST", list, send, admins);
-    site.add("POST", list + "/#", send, admins);
-    addRecordActs(site, list, "project", Section::Projects, &Catalog::setProjectActive, &Catalog::removeProject,
+    site.add("POST", projectList, send, admins);
+    site.add("POST", projectList + "/#", send, admins);
+    addRecordActs(site, projectList, "project", Section::Projects, &Catalog::setProjectActive, &Catalog::removeProject,
                   [](const Visit& visit, Id id) {
                       const auto view = CatalogViews(visit).project(id);
-                      return view ? view->fields.name : std::string();
+                      return view ? projectText(view->fields.code, view->fields.name) : std::string();
                   });
 }
 

@@ -47,11 +47,11 @@ Asked askedIn(const Visit& visit)
     const auto from = readDay(asked.from.empty() ? asked.to : asked.from);
     const auto to = readDay(asked.to.empty() ? asked.from : asked.to);
     if (!from || !to) {
-        asked.problem = "A date looks like " + isoDayText(localDay(visit.now)) + ".";
+        asked.problem = "Enter a date such as " + isoDayText(localDay(visit.now)) + ".";
         return asked;
     }
     if (*to < *from) {
-        asked.problem = "The first day comes after the last one. Please turn them round.";
+        asked.problem = "The first day is after the last. Swap them.";
         return asked;
     }
     asked.range = {*from, *to};
@@ -96,7 +96,7 @@ tl::expected<Seen, Problem> see(const Visit& visit, const ReportFilter& filter)
 
 std::string percentOf(Seconds part, Seconds whole)
 {
-    return whole > 0 ? std::to_string((part * 200 + whole) / (whole * 2)) + " %" : "–";
+    return whole > 0 ? std::to_string((part * 200 + whole) / (whole * 2)) + "%" : "–";
 }
 
 std::vector<Share> sharesOf(const Amount& amount)
@@ -132,7 +132,7 @@ void writeChoices(Html& html, const Asked& asked, const std::vector<Choice>& peo
                       .required = true,
                       .cssClass = "short"});
     if (people.size() > 1) {
-        std::vector<Choice> choices{{"", "Everybody"}};
+        std::vector<Choice> choices{{"", "Everyone"}};
         choices.insert(choices.end(), people.begin(), people.end());
         writeChoice(html,
                     {.name = "person",
@@ -160,7 +160,7 @@ void writeFigures(Html& html, const Seen& seen)
     figure("Not billable", hoursMinutes(total.all - total.billable), percentOf(total.all - total.billable, total.all));
     const auto count = static_cast<Seconds>(seen.report.days.size());
     figure("Days with hours", std::to_string(count),
-           count > 1 ? hoursMinutes(total.all / count) + " each" : std::string());
+           count > 1 ? hoursMinutes(total.all / count) + " a day" : std::string());
 }
 
 /// The scale of a picture: a round number of hours, no less than `most`.
@@ -280,7 +280,7 @@ void writeGroup(Html& html, const Group& group, const std::vector<ReportLine>& l
             {
                 const auto cell = html.in("th", {{"scope", "row"}});
                 const auto path = group.path ? group.path(line) : std::string();
-                const auto name = (line.code.empty() ? "" : line.code + " – ") + line.name;
+                const auto name = projectText(line.code, line.name);
                 if (path.empty())
                     html.text(name);
                 else
@@ -301,7 +301,7 @@ void writeReport(Html& html, const Visit& visit, const Asked& asked, const Seen&
     const auto& report = seen.report;
     if (report.days.empty()) {
         const auto sheet = html.in("section", {{"class", "sheet"}});
-        writeEmpty(html, "No time was booked in these days.");
+        writeEmpty(html, "No time booked on these days.");
         return;
     }
     {
@@ -310,10 +310,10 @@ void writeReport(Html& html, const Visit& visit, const Asked& asked, const Seen&
         writeBar(html, sharesOf(report.total), report.total.all);
         if (report.runningTimers > 0)
             html.leaf("p", {{"class", "help"}},
-                      (report.runningTimers == 1 ? "A timer runs: its " + hoursMinutes(report.running) + " up to now"
-                                                 : std::to_string(report.runningTimers) + " timers run: their " +
-                                                       hoursMinutes(report.running) + " up to now") +
-                          " is counted in.");
+                      (report.runningTimers == 1
+                           ? "One timer is running: its "
+                           : std::to_string(report.runningTimers) + " timers are running: their ") +
+                          hoursMinutes(report.running) + " so far is included.");
     }
     writeTimes(html, visit, seen);
     writeWeeks(html, visit, seen);

@@ -19,14 +19,14 @@ struct Reason
 
 // Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
 constexpr std::array reasons{
-    Reason{SignInReason::SessionEnded, "ended", "Your session has ended. Sign in, and you are where you were."},
+    Reason{SignInReason::SessionEnded, "ended", "Your session has ended. Sign in to continue where you were."},
     Reason{SignInReason::SignedOut, "out", "You are signed out."},
     Reason{SignInReason::LinkUsed, "link",
-           "This link has been used, or is more than a minute old. Open the page from Quillon’s menu again, or sign in"
+           "This link has been used or is more than a minute old. Open the page from Quillon’s menu again, or sign in"
            " here."},
     Reason{SignInReason::LinkOfAnother, "user",
-           "Such a link works only in a browser of whoever runs Quillon, and this computer does not tell that this is"
-           " one. Sign in here."},
+           "This link works only in a browser of the user who runs Quillon, and this computer cannot tell whose browser"
+           " this is. Sign in here."},
 };
 
 bool isPassword(std::string_view name)
@@ -55,15 +55,15 @@ void writeAdvice(Html& html, bool withinProgram)
 {
     const auto advice = html.in("div", {{"class", "advice"}});
     if (withinProgram) {
-        html.leaf("p", "No password? Open this page from Quillon’s menu, and you are signed in.");
-        html.leaf("p", "You can choose a password under your name, to sign in from other browsers.");
+        html.leaf("p", "No password? Open this page from Quillon’s menu to be signed in.");
+        html.leaf("p", "To sign in from other browsers, choose a password on your account page.");
         return;
     }
-    html.leaf("p", "Your administrator gave you the password.");
+    html.leaf("p", "Your administrator gives you the password.");
     const auto paragraph = html.in("p");
-    html.text("Is this service yours? It printed a password at its first start, and ");
+    html.text("Is this your service? It printed a password when it first started; ");
     html.leaf("code", "quillon-service --reset-password");
-    html.text(" makes a new one.");
+    html.text(" creates a new one.");
 }
 
 } // namespace
@@ -88,9 +88,10 @@ Reply signInPage(const SignIn& signIn)
         if (!signIn.problem.empty())
             html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, signIn.problem);
         else if (!signIn.held.empty())
-            html.leaf("p", {{"class", "hint"}, {"role", "status"}},
-                      "Your session had ended, so nothing was saved yet. What you wrote is kept here: sign in, and you"
-                      " can send it again.");
+            html.leaf(
+                "p", {{"class", "hint"}, {"role", "status"}},
+                "Your session has ended, so nothing has been saved yet. What you wrote is kept: sign in to send it"
+                " again.");
         for (const auto& reason : reasons) {
             if (reason.reason == signIn.reason && signIn.problem.empty() && signIn.held.empty())
                 html.leaf("p", {{"class", "hint"}, {"role", "status"}}, reason.text);
@@ -103,7 +104,7 @@ Reply signInPage(const SignIn& signIn)
             html.empty("input", {{"type", "hidden"}, {"name", "held_fields"}, {"value", signIn.held.fields}});
         }
         writeField(html, {.name = "email",
-                          .label = "E-mail",
+                          .label = "Email",
                           .value = signIn.email,
                           .type = "email",
                           .required = true,
@@ -143,7 +144,7 @@ Reply sendAgainPage(const Visit& visit, const HeldForm& held)
 {
     return page(visit, {"Not Saved Yet"}, [&](Html& html) {
         const auto sheet = html.in("section", {{"class", "sheet question"}});
-        html.leaf("p", "Your session had ended when this was sent. Nothing is lost: look at it, and send it again.");
+        html.leaf("p", "Your session had ended when you sent this. Nothing is lost: check it and send it again.");
         const auto fields = Form::read(held.fields);
         {
             const auto list = html.in("dl", {{"class", "held"}});
@@ -158,7 +159,7 @@ Reply sendAgainPage(const Visit& visit, const HeldForm& held)
         for (const auto& [name, value] : fields.fields())
             html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
         html.leaf("button", {{"class", "main"}}, "Send Again");
-        html.leaf("a", {{"class", "button"}, {"href", "/daily"}}, "Leave It");
+        html.leaf("a", {{"class", "button"}, {"href", "/daily"}}, "Discard");
     });
 }
 

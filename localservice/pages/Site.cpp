@@ -89,12 +89,13 @@ Reply Site::answer(const Request& request)
     const auto path = request.pieces();
     const bool isForm = request.method == "POST";
     if (!isForm && request.method != "GET" && request.method != "HEAD")
-        return wrongMethod(plainProblem(405, "That Did Not Work", "Pages are opened or sent a form, nothing else."),
+        return wrongMethod(plainProblem(405, "That Did Not Work", "This page cannot be asked for in this way."),
                            "GET, HEAD, POST");
     if (path.size() == 2 && path[0] == "assets")
         return asset(path[1]);
     if (!isOurName(request))
-        return plainProblem(421, "Wrong Address", "This service answers at addresses that end in “localhost”.");
+        return plainProblem(421, "Wrong Address",
+                            "This service can be reached only at addresses that end in “localhost”.");
     if (isForm && !isFromHere(request))
         return plainProblem(403, "That Did Not Work", "This form did not come from a page of this service.");
     if (const auto trouble = m_storage.whyUnreadable())
@@ -104,10 +105,11 @@ Reply Site::answer(const Request& request)
 
     const auto account = this->account(request);
     if (!account)
-        return plainProblem(404, "No Such Account",
-                            request.subdomain().empty()
-                                ? "There are several accounts here. Put the name of yours and a dot before the address."
-                                : "There is no account of this name here. The address begins with the account’s name.");
+        return plainProblem(
+            404, "No Such Account",
+            request.subdomain().empty()
+                ? "There are several accounts here. Put the name of yours and a dot in front of the address."
+                : "There is no account with this name. The address begins with the name of the account.");
     if (request.path() == "/sign-in" && isForm)
         return signIn(request, *account, now);
     const auto session = sessionKey(request);
@@ -127,10 +129,10 @@ Reply Site::answerSignedIn(const Request& request, std::string_view session, Per
         }
         if (!isSameSecret(visit.form.text("token"), visit.formToken)) {
             const auto held = HeldForm::of(request);
-            auto reply = held.empty()
-                             ? problemPage(visit, {403, "Forbidden",
-                                                   "This page was opened in an earlier session. Open it again."})
-                             : sendAgainPage(visit, held);
+            auto reply =
+                held.empty()
+                    ? problemPage(visit, {403, "Forbidden", "This page is from an earlier session. Open it again."})
+                    : sendAgainPage(visit, held);
             reply.status = 403;
             return reply;
         }
@@ -172,7 +174,7 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     if (!person) {
         const auto wait = person.error().tryAgainIn;
         const auto& problem = person.error().problem;
-        signIn.problem = wait ? tooManyTries : problem ? problem->message : "E-mail and password do not fit together.";
+        signIn.problem = wait ? tooManyTries : problem ? problem->message : "Email and password do not match.";
         signIn.status = wait ? 429 : problem ? problem->status : 422;
         auto reply = signInPage(signIn);
         if (wait)
@@ -183,10 +185,11 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     if (!secret) {
         const bool isTold = request.secure || userOf(request);
         const auto trouble = m_storage.trouble();
-        signIn.problem = !isTold   ? "This computer does not tell whose browser this is, and without encryption nobody "
-                                     "else could be kept out."
+        signIn.problem = !isTold
+                             ? "This computer cannot tell whose browser this is, and without encryption nobody else "
+                               "could be kept out."
                          : trouble ? trouble->message
-                                   : "The data file cannot be written now. Try again.";
+                                   : "The data file cannot be written at the moment. Try again.";
         signIn.status = isTold ? 500 : 403;
         return signInPage(signIn);
     }

@@ -28,7 +28,7 @@ void writeNew(Html& html, const Visit& visit, const std::optional<Problem>& prob
         html.leaf("button", {{"class", "main"}}, "Add Task");
     }
     writeCheck(html, {.name = "everywhere",
-                      .label = "Offer it on every project",
+                      .label = "Offer on every project",
                       .checked = !problem || visit.form.has("everywhere"),
                       .id = "everywhere"});
     writeCheck(html, {.name = "billable",
@@ -76,11 +76,11 @@ Reply listPage(const Visit& visit, const std::optional<Problem>& problem)
             const auto sheet = html.in("section", {{"class", "sheet"}});
             if (found->lines.empty()) {
                 if (!query.search.empty())
-                    writeEmpty(html, "Nothing here has “" + query.search + "” in it.", list, "Show All");
+                    writeEmpty(html, "Nothing matches “" + query.search + "”.", list, "Show All");
                 else if (query.archived)
                     writeEmpty(html, "Nothing is archived.");
                 else if (admin)
-                    writeEmpty(html, "Tasks are the kinds of work that projects offer, and there are none yet.");
+                    writeEmpty(html, "Tasks are the kinds of work that projects offer. There are none yet.");
                 else
                     writeEmpty(html, "There are no tasks on your projects yet.");
                 return;
@@ -88,7 +88,7 @@ Reply listPage(const Visit& visit, const std::optional<Problem>& problem)
             writeBookedKey(html);
             writeTable(
                 html, "Tasks",
-                {{"Task"}, {"Offered on"}, {"This month", true}, {"In all", true}, {"Share of the hours", false, true}},
+                {{"Task"}, {"Offered on"}, {"This month", true}, {"Total", true}, {"Share of the hours", false, true}},
                 [&] {
                     for (const auto& line : found->lines) {
                         const auto row = html.in("tr");
@@ -142,7 +142,7 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
                 const auto projects = html.in("ul", {{"class", "chips"}});
                 for (const auto& line : view->projects) {
                     const auto item = html.in("li");
-                    writeNameLink(html, recordPath("/projects", line.id), line.name);
+                    writeNameLink(html, recordPath("/projects", line.id), projectText(line.code, line.name));
                     html.text(" ");
                     html.leaf("bdi", {{"class", "faint"}}, line.clientName);
                 }
@@ -151,8 +151,8 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
                            {.path = recordPath(list, id),
                             .what = "task",
                             .active = view->active,
-                            .archiving = "An archived task keeps its hours and takes no new ones.",
-                            .staying = view->used ? "Time was booked on it, so it cannot be removed." : ""});
+                            .archiving = "An archived task keeps its hours, and no new ones can be added.",
+                            .staying = view->used ? "This task has hours, so it cannot be deleted." : ""});
         });
 }
 

@@ -62,7 +62,7 @@ public:
     QString process() const { return QString::number(m_process.processId()); }
     QString address() const { return line(u"http"_s); }
     QString quillon() const { return line(u"  Quillon"_s); }
-    QString email() const { return line(u"  e-mail"_s).section(u' ', -1); }
+    QString email() const { return line(u"  email"_s).section(u' ', -1); }
     QString password() const { return line(u"  password"_s).section(u' ', -1); }
 
 private:
@@ -182,7 +182,7 @@ void LocalServiceProgramTest::saysThatItsFileIsGone()
     QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": Nothing can be saved: the data file was moved"));
     QVERIFY(QFile::rename(file + u".away"_s, file));
     QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 200);
-    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": all is well again, changes are saved\n"));
+    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": changes are saved again\n"));
     QCOMPARE(program.end(SIGTERM), 0);
 }
 
@@ -281,13 +281,13 @@ void LocalServiceProgramTest::servesATeam()
     second.replace(used);
     QCOMPARE(knock(first), 200);
     program.signal(SIGHUP);
-    QVERIFY(program.waitFor("certificate and key were read again"));
+    QVERIFY(program.waitFor("certificate and key reloaded"));
     QCOMPARE(knock(second), 200);
     QCOMPARE(knock(first), -int(CURLE_PEER_FAILED_VERIFICATION));
 
     QVERIFY(QFile::remove(used.key()));
     program.signal(SIGHUP);
-    QVERIFY(program.waitFor("No such file or directory; the certificate from before stays in use"));
+    QVERIFY(program.waitFor("No such file or directory; still using the previous certificate"));
     QCOMPARE(knock(second), 200);
     QCOMPARE(program.end(SIGTERM), 0);
 }

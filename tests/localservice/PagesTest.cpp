@@ -445,9 +445,9 @@ void PagesTest::saysWhenTheUserCannotBeTold()
         QCOMPARE(where(browser.get(u"/reports"_s)), u"303 /sign-in?to=%2Freports&why=ended"_s);
         const auto there = browser.get(link).headers.value(u"location"_s);
         QCOMPARE(there, u"/sign-in?to=%2Freports&why=user"_s);
-        QVERIFY(browser.get(there).body.contains("does not tell that this is one"));
+        QVERIFY(browser.get(there).body.contains("cannot tell whose browser"));
         const auto refused = browser.signIn();
-        QVERIFY(refused.status == 403 && refused.body.contains("does not tell whose browser this is"));
+        QVERIFY(refused.status == 403 && refused.body.contains("cannot tell whose browser this is"));
     }
     // Nothing of it stays with the connection, and nothing was used up.
     QVERIFY(browser.isSignedIn());
@@ -466,7 +466,7 @@ void PagesTest::theProgramNeedsNoAdvice()
     const auto link = QString::fromStdString(service.signInLink("local", "me@localhost", "/account"));
     QCOMPARE(where(browser.get(link.mid(browser.url.size()))), u"303 /account"_s);
     const auto account = browser.get(u"/account"_s);
-    QVERIFY(account.body.contains("In a browser") && account.body.contains("Present password"));
+    QVERIFY(account.body.contains("In a browser") && account.body.contains("Current password"));
     QVERIFY(!account.body.contains("Info.json") && !account.body.contains("asks for it"));
 
     Browser other(*m_shared);

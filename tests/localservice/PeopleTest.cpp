@@ -49,7 +49,7 @@ public:
 };
 
 constexpr auto onlyAdministrator =
-    "Somebody has to administer this account. Make somebody else an administrator first."_L1;
+    "An account needs an administrator. Make someone else an administrator first."_L1;
 
 } // namespace
 
@@ -115,7 +115,7 @@ void PeopleTest::checksWhatIsTyped_data()
     QTest::addColumn<QString>("email");
     QTest::addColumn<QString>("firstName");
     QTest::addColumn<QString>("told");
-    const QString address = u"email|An address looks like name@example.com."_s;
+    const QString address = u"email|Enter an address such as name@example.com."_s;
     QTest::newRow("right") << u"bob.stone+x@example.com"_s << u"Bob"_s << u"done"_s;
     QTest::newRow("name of one machine") << u"bob@localhost"_s << u"  Bob "_s << u"done"_s;
     QTest::newRow("own address in other case") << u"BOB@example.com"_s << u"Bob"_s << u"done"_s;
@@ -124,13 +124,13 @@ void PeopleTest::checksWhatIsTyped_data()
     QTest::newRow("line break") << u"bob@example.com\nx"_s << u"Bob"_s << address;
     QTest::newRow("too long") << QString(250, u'b') + u"@x.de"_s << u"Bob"_s << address;
     QTest::newRow("no name") << u"bob@example.com"_s << u" \n "_s
-                             << u"first-name|Somebody without a name is hard to tell from others."_s;
+                             << u"first-name|A person needs a name."_s;
     QTest::newRow("name too long") << u"bob@example.com"_s << QString(101, u'ü')
-                                   << u"first-name|That is longer than 100 characters."_s;
-    QTest::newRow("taken") << u"Ann@Example.com"_s << u"Bob"_s << u"email|This is the address of Ann Lee already."_s;
+                                   << u"first-name|This name is too long. It can have 100 characters."_s;
+    QTest::newRow("taken") << u"Ann@Example.com"_s << u"Bob"_s << u"email|This address already belongs to Ann Lee."_s;
     QTest::newRow("taken by somebody archived")
         << u"cleo@example.com"_s << u"Bob"_s
-        << u"email|This is the address of Bob Stone, who is archived. You can restore them in the list of people."_s;
+        << u"email|This address belongs to Bob Stone, who is archived. You can restore them in the list of people."_s;
 }
 
 void PeopleTest::checksWhatIsTyped()

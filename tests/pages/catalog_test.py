@@ -1,4 +1,4 @@
-"""Projects, clients and tasks: made, changed, archived and removed."""
+"""Projects, clients and tasks: made, changed, archived and deleted."""
 
 import time
 
@@ -32,7 +32,7 @@ class Catalog(pages.PageTest):
         self.fill("Design", False)
         self.fill("Ben Okoro", True)
         self.press("Add Project")
-        self.assertEqual((self.heading, self.texts("[role=status]")), ("Signs", ["Added."]))
+        self.assertEqual((self.heading, self.texts("[role=status]")), ("[CZ] Signs", ["Added."]))
         self.check_page()
         (project, client), = self.host.data("SELECT p.id, c.name FROM projects p JOIN clients c ON c.id = p.client_id"
                                             " WHERE p.name = 'Signs' AND p.code = 'CZ' AND p.billable")
@@ -52,31 +52,31 @@ class Catalog(pages.PageTest):
         self.fill("Code", "W2")
         self.fill("Ben Okoro", False)
         self.press("Save")
-        self.assertEqual(self.heading, "Web Site")
+        self.assertEqual(self.heading, "[W2] Web Site")
         self.assertEqual(self.host.data("SELECT name, code FROM projects WHERE id = 1"), [("Web Site", "W2")])
         self.assertEqual(self.offers(1), {"Support": 1})
         self.assertEqual(self.people(1), ["Ann"])
         # What is gone meanwhile is told.
         other.open("/projects/3")
-        self.open("/projects/3/remove")
-        self.press("Remove")
+        self.open("/projects/3/delete")
+        self.press("Delete")
         other.press("Save")
         self.assertIn("This project no longer exists.", other.words)
 
     def test_what_was_booked_stays(self):
         self.book(1, 1)
         self.sign_in(to="/projects/1")
-        self.assertIn("cannot be removed", self.words)
+        self.assertIn("cannot be deleted", self.words)
         self.shot("project")
-        self.assertEqual(self.request("POST", "/projects/1/remove", {"token": self.token()})[0], 422)
+        self.assertEqual(self.request("POST", "/projects/1/delete", {"token": self.token()})[0], 422)
         self.press("Archive")
-        self.assertEqual(self.texts("[role=status]"), ["Archived. It keeps its hours and takes no new ones."])
+        self.assertEqual(self.texts("[role=status]"), ["Archived. Its hours are kept, and no new ones can be added."])
         self.open("/projects")
-        self.assertEqual(self.texts("tbody .named"), ["Internal Not billable", "Boats BOAT"])
+        self.assertEqual(self.texts("tbody .named"), ["Internal Not billable", "[BOAT] Boats"])
         self.press("Archived (1)")
         self.check_page()
-        self.assertEqual(self.texts("tbody .named"), ["Website WEB Archived"])
-        self.press("Website")
+        self.assertEqual(self.texts("tbody .named"), ["[WEB] Website Archived"])
+        self.press("[WEB] Website")
         self.press("Restore")
         self.open("/tasks/1")
         self.press("Archive")
@@ -105,9 +105,9 @@ class Catalog(pages.PageTest):
         self.fill("Name", "Old Quay")
         self.press("Rename")
         self.assertEqual(self.heading, "Old Quay")
-        self.press("Remove…")
-        self.press("Remove")
-        self.assertEqual((self.path, "Quay" in self.words), ("/projects?note=removed", False))
+        self.press("Delete…")
+        self.press("Delete")
+        self.assertEqual((self.path, "Quay" in self.words), ("/projects?note=deleted", False))
 
     def test_tasks(self):
         self.book(1, 1)
@@ -117,9 +117,9 @@ class Catalog(pages.PageTest):
         self.press("Add Task")
         self.check_page()
         self.shot("tasks")
-        self.assertEqual(self.texts("tbody tr"), ["Design Boats, Website 1:30 1:30",
-                                                  "Painting Boats, Internal, Website 0:00 0:00",
-                                                  "Support Internal, Website 0:00 0:00"])
+        self.assertEqual(self.texts("tbody tr"), ["Design [BOAT] Boats, [WEB] Website 1:30 1:30",
+                                                  "Painting [BOAT] Boats, Internal, [WEB] Website 0:00 0:00",
+                                                  "Support Internal, [WEB] Website 0:00 0:00"])
         self.assertEqual(self.offers(2), {"Support": 0, "Painting": 0})
         self.press("Painting")
         self.check_page()
@@ -128,9 +128,9 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.texts(".error"), ["There is a task of this name already."])
         self.fill("Name", "Lettering")
         self.press("Rename")
-        self.press("Remove…")
+        self.press("Delete…")
         self.check_page()
-        self.press("Remove")
+        self.press("Delete")
         self.assertEqual(self.texts("tbody .named"), ["Design", "Support"])
 
     def test_names_have_a_longest_length(self):
@@ -143,7 +143,7 @@ class Catalog(pages.PageTest):
         self.driver.execute_script("document.querySelector('#name').removeAttribute('maxlength')")
         self.fill("Name", "ü" * 200)
         self.press("Save")
-        self.assertEqual(self.heading, "ü" * 200)
+        self.assertEqual(self.heading, "[WEB] " + "ü" * 200)
         self.check_page()
 
     def test_others_see_what_they_can_book_and_change_nothing(self):
@@ -151,8 +151,8 @@ class Catalog(pages.PageTest):
         self.book(1, 1, person=2, seconds=900)
         self.sign_in("ben", to="/projects")
         self.check_page()
-        self.assertEqual(self.texts("tbody tr"), ["Bread <& Sons>", "Website WEB 2 2 0:15 0:15"])
-        self.press("Website")
+        self.assertEqual(self.texts("tbody tr"), ["Bread <& Sons>", "[WEB] Website 2 2 0:15 0:15"])
+        self.press("[WEB] Website")
         self.check_page()
         self.assertEqual(self.texts("tbody tr"), ["Design Yes 0:15", "Support No 0:00"])
         self.assertEqual(self.texts("main button"), [])

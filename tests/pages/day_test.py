@@ -37,26 +37,26 @@ class Day(pages.PageTest):
 
     def test_new_entries(self):
         self.assertEqual(self.heading, TODAY)
-        self.assertIn("Nothing is noted for today yet.", self.words)
+        self.assertIn("No entries for today yet.", self.words)
         self.check_page()
         self.shot("day-empty")
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.fill("Hours", "1:30")
         self.fill("Notes", "<b>bold</b>\n\"two\" & three")
         self.press("Add Entry")
         self.assertEqual(self.path, "/daily/65/2024?note=added")
-        self.assertEqual(self.rows(), ["WEB – Website Bread <& Sons> Design <b>bold</b> \"two\" & three 1:30"
-                                       " Start Edit Remove"])
+        self.assertEqual(self.rows(), ["[WEB] Website Bread <& Sons> Design <b>bold</b> \"two\" & three 1:30"
+                                       " Start Edit Delete"])
         self.assertEqual(self.entries(), [("2024-03-05", 5400, "<b>bold</b>\n\"two\" & three")])
         # The last project and task are chosen; no hours start a timer, and the key does what the button does.
         self.going(lambda: self.field("Hours").send_keys("\n"))
         self.host.pass_time(minutes=45)
         self.open("/daily")
-        self.assertEqual(self.texts("tr.running"), ["WEB – Website Bread <& Sons> Design 0:45 running since 9:15am"
-                                                    " Stop Edit Remove"])
+        self.assertEqual(self.texts("tr.running"), ["[WEB] Website Bread <& Sons> Design 0:45 running since 9:15am"
+                                                    " Stop Edit Delete"])
         self.assertEqual(self.texts("tfoot tr"), ["Total 2:15"])
         self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
-                         ["2:15 hours", "2:15 billable, 100 % 0:00 not billable"])
+                         ["2:15 hours", "2:15 billable, 100% 0:00 not billable"])
         self.check_page()
         self.shot("day")
         self.press("Start", within=self.find("tr.finished"))
@@ -73,7 +73,7 @@ class Day(pages.PageTest):
             self.fill("Notes", "kept </textarea>")
             self.fill("Day", "2024-03-07")
             self.press("Add Entry")
-            self.assertEqual(self.texts(".field.wrong"), [f"Hours {error} Empty starts a timer."])
+            self.assertEqual(self.texts(".field.wrong"), [f"Hours {error} Leave empty to start a timer."])
             self.assertEqual([self.value(name) for name in ("Hours", "Notes", "Day")],
                              [hours, "kept </textarea>", "2024-03-07"])
             self.check_page()
@@ -83,19 +83,19 @@ class Day(pages.PageTest):
     def test_edits(self):
         entry = self.book(5025, notes="\nbegins with a break")
         self.open("/daily")
-        self.press("Edit Design on WEB – Website")
+        self.press("Edit Design on [WEB] Website")
         self.check_page()
         self.shot("edit")
         self.assertEqual(self.value("Hours"), "1:24")
         self.press("Save")
         self.assertEqual(self.entries(), [("2024-03-05", 5025, "\nbegins with a break")])
         self.open(f"/entries/{entry}")
-        self.fill("Project and task", "BOAT – Boats · Design")
+        self.fill("Project and task", "[BOAT] Boats · Design")
         self.fill("Hours", "1,5")
         self.fill("Day", "2024-02-29")
         self.press("Save")
         self.assertEqual(self.heading, "Thursday, 29 February 2024")
-        self.assertEqual(self.rows(), ["BOAT – Boats Harbour Design begins with a break 1:30 Start Edit Remove"])
+        self.assertEqual(self.rows(), ["[BOAT] Boats Harbour Design begins with a break 1:30 Start Edit Delete"])
 
     def test_asks_when_the_entry_has_changed(self):
         entry = self.book(5025, notes="old")
@@ -103,7 +103,7 @@ class Day(pages.PageTest):
         self.fill("Notes", "mine")
         self.host.data("UPDATE entries SET notes = 'theirs', seconds = 6111, updated_at = 2")
         self.press("Save")
-        self.assertEqual(self.texts("h2"), ["The entry has changed in the meantime"])
+        self.assertEqual(self.texts("h2"), ["This entry has changed in the meantime"])
         self.assertEqual(self.texts(".facts dd.differs"), ["theirs differs from yours"])
         self.assertEqual([self.value(name) for name in ("Hours", "Notes")], ["1:42", "mine"])
         self.check_page()
@@ -111,7 +111,7 @@ class Day(pages.PageTest):
         self.assertEqual(self.entries(), [("2024-03-05", 6111, "theirs")])
         self.press("Save Mine")
         self.assertEqual(self.entries(), [("2024-03-05", 6111, "mine")])
-        # Removed elsewhere: the text is not lost.
+        # Deleted elsewhere: the text is not lost.
         self.open(f"/entries/{entry}")
         self.fill("Notes", "long text")
         self.host.data("DELETE FROM entries")
@@ -120,21 +120,21 @@ class Day(pages.PageTest):
         self.press("Add Entry")
         self.assertEqual(self.entries(), [("2024-03-05", 6120, "long text")])
 
-    def test_removes_what_the_question_told(self):
+    def test_deletes_what_the_question_told(self):
         self.book(3600, notes="first")
         self.open("/daily")
-        self.press("Remove Design on WEB – Website")
-        self.assertIn("Its 1:00 hours will be gone from Tuesday, 5 March 2024.", self.words)
+        self.press("Delete Design on [WEB] Website")
+        self.assertIn("Its 1:00 hours will be deleted from Tuesday, 5 March 2024.", self.words)
         self.check_page()
-        self.shot("remove")
+        self.shot("delete")
         self.host.data("UPDATE entries SET notes = 'second', updated_at = 2")
-        self.press("Remove")
+        self.press("Delete")
         self.assertIn("second", self.words)
         self.press("Keep")
         self.assertEqual(len(self.rows()), 1)
-        self.press("Remove Design on WEB – Website")
-        self.press("Remove")
-        self.assertEqual(self.path, "/daily/65/2024?note=removed")
+        self.press("Delete Design on [WEB] Website")
+        self.press("Delete")
+        self.assertEqual(self.path, "/daily/65/2024?note=deleted")
         self.assertEqual(self.entries(), [])
 
     def test_leaves_alone_what_is_fixed(self):
@@ -145,12 +145,12 @@ class Day(pages.PageTest):
         self.host.data("UPDATE projects SET active = 0 WHERE name = 'Internal'")
         before = self.host.everything()
         self.open("/daily")
-        self.assertEqual(self.rows(), ["WEB – Website Bread <& Sons> Design a Locked: Approved <b> 1:00",
-                                       "WEB – Website Bread <& Sons> Design b Billed 0:30",
-                                       "Internal Bread <& Sons> Support 0:10 Start Edit Remove"])
+        self.assertEqual(self.rows(), ["[WEB] Website Bread <& Sons> Design a Locked: Approved <b> 1:00",
+                                       "[WEB] Website Bread <& Sons> Design b Billed 0:30",
+                                       "Internal Bread <& Sons> Support 0:10 Start Edit Delete"])
         self.check_page()
         for entry, status in {locked: 422, billed: 422, theirs: 404, 99: 404}.items():
-            for target in (f"/entries/{entry}", f"/entries/{entry}/remove"):
+            for target in (f"/entries/{entry}", f"/entries/{entry}/delete"):
                 self.assertEqual(self.request("GET", target)[0], status)
                 self.assertEqual(self.send(target, booking="1-1", updated="1", notes="x", hours="5")[0], status)
         for entry, status in {locked: 422, billed: 422, theirs: 404, gone: 422}.items():
@@ -170,10 +170,10 @@ class Day(pages.PageTest):
         self.book(3600, "2024-03-03")
         self.open("/daily")
         bars = self.driver.execute_script("return [...document.querySelectorAll('.bars a')].map(a => a.textContent)")
-        self.assertEqual(bars[:2], ["Mon, 4 Mar 2024: 3:00 hours, of them 2:00 billable", "Tue, 5 Mar 2024: 0:00, today"])
+        self.assertEqual(bars[:2], ["Mon, 4 Mar 2024: 3:00 hours, 2:00 billable", "Tue, 5 Mar 2024: 0:00, today"])
         self.assertEqual(len(bars), 7)
         self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
-                         ["3:00 hours", "2:00 billable, 67 % 1:00 not billable"])
+                         ["3:00 hours", "2:00 billable, 67% 1:00 not billable"])
         self.press("Previous Day")
         self.assertEqual((self.heading, self.path), ("Monday, 4 March 2024", "/daily/64/2024"))
         self.assertEqual(self.texts(".bars a[aria-current] .number"), ["3:00"])
@@ -182,7 +182,7 @@ class Day(pages.PageTest):
         self.press("Next Week")
         self.press("Today")
         self.assertEqual((self.heading, self.path), (TODAY, "/daily"))
-        self.fill("Day to go to", "2023-12-31")
+        self.fill("Go to day", "2023-12-31")
         self.press("Go")
         self.assertEqual(self.path, "/daily/365/2023")
         self.press("Next Day")
@@ -192,18 +192,18 @@ class Day(pages.PageTest):
         self.open("/daily/90/2024")
         self.assertEqual(self.texts(".week-total h2"), ["25 – 31 March 2024"])
         self.open("/daily")
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.press("Add Entry")
         self.host.pass_time(hours=14, minutes=50)
         self.sign_in()
         self.assertEqual(self.heading, "Wednesday, 6 March 2024")
-        self.assertEqual(self.texts(".hint"), ["A timer is running on another day: WEB – Website · Design, 14:50 hours on"
+        self.assertEqual(self.texts(".hint"), ["A timer is running on another day: [WEB] Website · Design, 14:50 hours on"
                                                " Tuesday, 5 March 2024."])
         self.check_page()
 
     def test_start_and_end_times(self):
         self.sign_in(account="clock")
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.fill("Start", "08:00")
         self.fill("End", "07:00")
         self.press("Add Entry")
@@ -247,15 +247,15 @@ class Day(pages.PageTest):
         self.press("Search")
         self.check_page()
         self.shot("projects")
-        self.assertEqual(self.texts("legend"), ["J4711 – Job 4711% Harbour"])
-        self.press("Support on J4711 – Job 4711%")
+        self.assertEqual(self.texts("legend"), ["[J4711] Job 4711% Harbour"])
+        self.press("Support on [J4711] Job 4711%")
         self.press("Add Entry")
-        self.assertEqual(self.rows()[1], "J4711 – Job 4711% Harbour Support kept 2:00 Start Edit Remove")
+        self.assertEqual(self.rows()[1], "[J4711] Job 4711% Harbour Support kept 2:00 Start Edit Delete")
 
     def test_tells_who_cannot_book_what_to_do(self):
         self.host.data("DELETE FROM user_assignments")
         self.open("/daily")
-        self.press("Open the Projects")
+        self.press("Go to Projects")
         self.assertEqual(self.path, "/projects")
         self.press("Sign Out")
         self.sign_in("ben")
@@ -270,7 +270,7 @@ class Day(pages.PageTest):
         away = pathlib.Path(self.host.file).rename(self.host.file + ".away")
         self.open("/daily")
         self.assertIn("before", self.rows()[0])
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.fill("Hours", "1:30")
         self.fill("Notes", "typed")
         self.press("Add Entry")

@@ -1,4 +1,4 @@
-"""Uses the embedded service's pages as a person does, in a real browser.
+"""Uses the built-in service's pages as a person does, in a real browser.
 
 For the distribution's python3 with python3-selenium and chromium-driver. A file of tests ends with `pages.main()` and
 is given the path of pages_host. With PAGES_SHOTS set to a folder, `shot` leaves pictures there.
@@ -147,7 +147,7 @@ class Pages:
             self.open(self.host.link(to, person, account))
             return
         self.open(f"/sign-in?to={urllib.parse.quote(to, safe='')}", account)
-        self.fill("E-mail", f"{person}@example.com")
+        self.fill("Email", f"{person}@example.com")
         self.fill("Password", password)
         self.press("Sign In")
 

@@ -42,26 +42,26 @@ class Reports(pages.PageTest):
         self.sign_in(to="/reports")
         self.assertEqual(self.heading, "4 – 10 March 2024")
         self.check_page()
-        self.assertEqual(self.figures(), {"Hours": "5:15", "Billable": "4:45 90 %", "Not billable": "0:30 10 %",
-                                          "Days with hours": "3 1:45 each"})
-        self.assertIn("A timer runs: its 0:15 up to now is counted in.", self.words)
+        self.assertEqual(self.figures(), {"Hours": "5:15", "Billable": "4:45 90%", "Not billable": "0:30 10%",
+                                          "Days with hours": "3 1:45 a day"})
+        self.assertIn("One timer is running: its 0:15 so far is included.", self.words)
         self.toggle("As numbers")
         self.assertEqual(self.table("Hours by day"), [["Mon, 4 Mar 2024", "1:30", "2:00"],
                                                       ["Tue, 5 Mar 2024", "1:15", "1:15"],
                                                       ["Wed, 6 Mar 2024", "2:00", "2:00"], ["Total", "4:45", "5:15"]])
-        self.assertEqual(self.table("By project"), [["WEB – Website Bread <& Sons>", "3:30", "4:00", "76 %"],
-                                                    ["BOAT – Boats Harbour", "1:15", "1:15", "24 %"]])
-        self.assertEqual(self.table("By task"), [["Design", "4:45", "4:45", "90 %"], ["Support", "0:00", "0:30", "10 %"]])
-        self.assertEqual(self.table("By client"), [["Bread <& Sons>", "3:30", "4:00", "76 %"],
-                                                   ["Harbour", "1:15", "1:15", "24 %"]])
+        self.assertEqual(self.table("By project"), [["[WEB] Website Bread <& Sons>", "3:30", "4:00", "76%"],
+                                                    ["[BOAT] Boats Harbour", "1:15", "1:15", "24%"]])
+        self.assertEqual(self.table("By task"), [["Design", "4:45", "4:45", "90%"], ["Support", "0:00", "0:30", "10%"]])
+        self.assertEqual(self.table("By client"), [["Bread <& Sons>", "3:30", "4:00", "76%"],
+                                                   ["Harbour", "1:15", "1:15", "24%"]])
         self.check_page()
         self.shot("report")
         self.press("Ben Okoro")
         self.assertEqual(self.figures()["Hours"], "2:00")
         self.press("Last week")
-        self.assertEqual(self.texts(".empty"), ["No time was booked in these days."])
+        self.assertEqual(self.texts(".empty"), ["No time booked on these days."])
         self.check_page()
-        self.fill("Person", "Everybody")
+        self.fill("Person", "Everyone")
         self.press("Show")
         self.assertEqual(self.figures()["Hours"], "1:00")
         self.press("This month")
@@ -82,14 +82,14 @@ class Reports(pages.PageTest):
         # A project that is not theirs has hours here, yet no page for them.
         self.book("Ben", "Boats", "Design", "2024-03-06", 30)
         self.driver.refresh()
-        self.assertEqual(self.texts("[aria-label='By project'] a"), ["WEB – Website"])
-        self.press("WEB – Website")
+        self.assertEqual(self.texts("[aria-label='By project'] a"), ["[WEB] Website"])
+        self.press("[WEB] Website")
         _, _, body = self.request("GET", "/reports.csv?person=1&from=2024-01-01&to=2024-12-31")
         self.assertEqual({row["Person"] for row in csv.DictReader(io.StringIO(body))}, {"Ben Okoro"})
 
     def test_ranges_that_are_none(self):
         self.sign_in(to="/reports?from=2024-03-10&to=2024-03-01")
-        self.assertEqual(self.texts(".error"), ["The first day comes after the last one. Please turn them round."])
+        self.assertEqual(self.texts(".error"), ["The first day is after the last. Swap them."])
         self.check_page()
         for range_ in ("from=2024-03-10&to=2024-03-01", "from=2024-02-30&to=x", "from=%3Cb%3E&to=2024-03-01"):
             self.assertEqual([self.request("GET", f"/{page}?{range_}")[0] for page in ("reports", "reports.csv")],

@@ -30,14 +30,14 @@ class Sessions(pages.PageTest):
         for page in site.html[::5]:
             self.driver.delete_all_cookies()
             self.open(page)
-            self.fill("E-mail", "ann@example.com")
+            self.fill("Email", "ann@example.com")
             self.fill("Password", "secret")
             self.press("Sign In")
             self.assertEqual(self.path, page)
 
     def test_what_was_typed_outlives_the_session(self):
         self.sign_in(to=TODAY)
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.fill("Notes", "Three sketches,\nand <a> letter")
         self.host.pass_time(hours=12, seconds=1)
         before = self.host.everything()
@@ -47,7 +47,7 @@ class Sessions(pages.PageTest):
         self.shot("sign-in-kept")
         # A slip of the finger loses nothing either.
         for password in ("wrong", "secret"):
-            self.fill("E-mail", "ann@example.com")
+            self.fill("Email", "ann@example.com")
             self.fill("Password", password)
             self.press("Sign In")
         self.assertIn("Three sketches", self.words)
@@ -60,11 +60,11 @@ class Sessions(pages.PageTest):
     def test_what_was_typed_is_not_sent_by_somebody_else(self):
         """A kept form waits for whoever signs in to look at it; it never goes by itself."""
         self.sign_in(to=TODAY)
-        self.fill("Project and task", "WEB – Website · Design")
+        self.fill("Project and task", "[WEB] Website · Design")
         self.fill("Notes", "Ann's")
         self.host.pass_time(hours=12, seconds=1)
         self.press("Add Entry")
-        self.fill("E-mail", "ben@example.com")
+        self.fill("Email", "ben@example.com")
         self.fill("Password", "secret")
         self.press("Sign In")
         self.assertEqual(self.host.data("SELECT count(*) FROM entries"), [(0,)])
