@@ -1,6 +1,7 @@
 #include "app/Appcast.h"
 
-#include <QCoreApplication>
+#include "app/Text.h"
+
 #include <QRegularExpression>
 #include <QTextDocumentFragment>
 #include <QVersionNumber>
@@ -17,11 +18,6 @@ constexpr auto Sparkle = "http://www.andymatuschak.org/xml-namespaces/sparkle"_L
 // More than anybody reads, and little enough to be shown at once.
 constexpr qsizetype LongestName = 64;
 constexpr qsizetype LongestNotes = 20000;
-
-QString tr(const char* text)
-{
-    return QCoreApplication::translate("Appcast", text);
-}
 
 /// An address that may be opened in a browser, else an invalid one.
 QUrl pageAt(const QString& text)

@@ -1,5 +1,6 @@
 #include "app/AppcastFeed.h"
 
+#include "app/Text.h"
 #include "app/UpdateWindow.h"
 #include "platform/Alerts.h"
 #include "platform/Desktop.h"
@@ -10,7 +11,6 @@
 #include "settings/UserDefaults.h"
 #include "skin/Fonts.h"
 
-#include <QCoreApplication>
 #include <QProgressDialog>
 
 namespace app {
@@ -24,11 +24,6 @@ namespace {
 constexpr int StatusOk = 200;
 constexpr int ProgressWidth = 340;
 constexpr int ProgressDelay = 400; // milliseconds
-
-QString tr(const char* text)
-{
-    return QCoreApplication::translate("AppcastFeed", text);
-}
 
 settings::UserDefaults& defaults()
 {

@@ -45,15 +45,15 @@ constexpr auto LongestWaitForFace = 500ms;
 constexpr char HelpText[] =
     R"(Usage: quillon [OPTION]…
        quillon COMMAND
-Shows the hours of the running timer of your timesheet, and starts and stops it.
+Shows the hours of your running timer, and starts and stops it.
 
   --local        keep the timesheet on this computer, in the built-in service
   --info FILE    take tuning values from FILE (JSON) over the built-in ones
-  --check        look at what Quillon needs of this desktop, and print what to do about it
+  --check        check what Quillon needs from this desktop, and print what to do about it
   --help         print this and exit
   --version      print the version and exit
 
-Commands to the program that runs:
+Commands for the running program:
   toggle         start or stop the current timer
   new            show the window for a new timer
   timesheet      show or hide the timesheet
@@ -62,7 +62,7 @@ Commands to the program that runs:
   status         print the hours and what they are for
     --json         as JSON
     --follow       a line for each change, until nobody reads them
-    --format TEXT  as TEXT says: {text} {hours} {state} {symbol} {project} {task} {client} {notes}
+    --format TEXT  in the form of TEXT: {text} {hours} {state} {symbol} {project} {task} {client} {notes}
 
 Settings:  $XDG_CONFIG_HOME/Quillon/Quillon.conf
 Data:      $XDG_DATA_HOME/Quillon
@@ -235,7 +235,7 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
             parsed.command->follow = true;
         } else if (isStatus && (argument == "--format"_L1 || argument.startsWith("--format="_L1))) {
             if (argument == "--format"_L1 && ++i == arguments.size())
-                return tl::unexpected(tr("--format needs a text"));
+                return tl::unexpected(tr("--format needs a string"));
             const auto text = StatusText::parse(argument == "--format"_L1 ? arguments.at(i) : argument.mid(9));
             if (!text)
                 return tl::unexpected(text.error());
@@ -251,10 +251,10 @@ tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
         }
     }
     if (parsed.check && (parsed.local || parsed.command))
-        return tl::unexpected(tr("--check looks at the program that runs, and takes --info at most"));
+        return tl::unexpected(tr("--check goes with no command and no option but --info"));
     if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
         return tl::unexpected(
-            tr("%1 goes to the program that runs, and takes no --local and no --info").arg(parsed.command->name));
+            tr("%1 goes to the running program, and takes neither --local nor --info").arg(parsed.command->name));
     return parsed;
 }
 

@@ -2,11 +2,13 @@
 
 #include "app/BusInterface.h"
 #include "app/Complaint.h"
+#include "app/Text.h"
 #include "platform/SingleInstance.h"
 
 #include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
@@ -51,23 +53,9 @@ int failed(const QString& reason)
     return ExitFailed;
 }
 
-QDBusMessage methodCall(const QString& interface, const QString& method)
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(platform::BusName, platform::BusPath, interface, method);
-    // Who looks whether the program runs does not want it started.
-    call.setAutoStartService(false);
-    return call;
-}
-
 QDBusMessage statusCall()
 {
-    return methodCall(PropertiesInterface, u"GetAll"_s) << QString(QuillonInterface);
-}
-
-bool isSilence(const QDBusMessage& error)
-{
-    const QString name = error.errorName();
-    return name == "org.freedesktop.DBus.Error.NoReply"_L1 || name == "org.freedesktop.DBus.Error.Timeout"_L1;
+    return callToProgram(PropertiesInterface, u"GetAll"_s) << QString(QuillonInterface);
 }
 
 QString reasonOf(const QDBusMessage& error)
@@ -75,12 +63,14 @@ QString reasonOf(const QDBusMessage& error)
     const QString name = error.errorName();
     if (name.startsWith(QuillonInterface))
         return error.errorMessage();
-    if (name == "org.freedesktop.DBus.Error.ServiceUnknown"_L1 ||
-        name == "org.freedesktop.DBus.Error.NameHasNoOwner"_L1)
-        return u"the program does not run"_s;
-    if (isSilence(error))
-        return u"the program that runs does not answer"_s;
-    return u"the program that runs does not understand this (%1)"_s.arg(error.errorMessage());
+    if (meansNotRunning(error))
+        return tr("the program is not running");
+    if (name != "org.freedesktop.DBus.Error.NoReply"_L1 && name != "org.freedesktop.DBus.Error.Timeout"_L1)
+        return tr("the running program does not understand this (%1)").arg(error.errorMessage());
+    // It has the call, and may come back to it; the bus says the same of one that is gone.
+    return QDBusConnection::sessionBus().interface()->isServiceRegistered(platform::BusName)
+               ? tr("the running program does not answer, and may still do it")
+               : tr("the program quit before it answered");
 }
 
 /// The properties that a reply has. Empty: there is no program to tell them.
@@ -159,7 +149,7 @@ private slots:
         now.insert(changed);
         show(now);
     }
-    void disconnected() { QCoreApplication::exit(failed(u"the session bus is gone"_s)); }
+    void disconnected() { QCoreApplication::exit(failed(app::tr("the session bus is gone"))); }
 
 private:
     void ask()
@@ -191,6 +181,21 @@ private:
 
 } // namespace
 
+QDBusMessage callToProgram(const QString& interface, const QString& method)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(platform::BusName, platform::BusPath, interface, method);
+    // Who looks whether the program runs does not want it started.
+    call.setAutoStartService(false);
+    return call;
+}
+
+bool meansNotRunning(const QDBusMessage& error)
+{
+    const QString name = error.errorName();
+    return name == "org.freedesktop.DBus.Error.ServiceUnknown"_L1 ||
+           name == "org.freedesktop.DBus.Error.NameHasNoOwner"_L1;
+}
+
 bool BusCommand::exists(const QString& name)
 {
     return find(name) != nullptr;
@@ -208,22 +213,19 @@ void BusCommand::run(int argc, char** argv) const
 int BusCommand::carryOut() const
 {
     if (!platform::hasSessionBus() || !QDBusConnection::sessionBus().isConnected())
-        return failed(u"there is no session bus"_s);
+        return failed(tr("there is no session bus"));
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (follow) {
         Follower follower(*this, bus);
-        return follower.start() ? QCoreApplication::exec() : failed(u"the session bus does not answer"_s);
+        return follower.start() ? QCoreApplication::exec() : failed(tr("the session bus does not answer"));
     }
     const QLatin1StringView action = find(name)->action;
     if (!action.isEmpty()) {
         const QDBusMessage reply =
-            bus.call(methodCall(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
+            bus.call(callToProgram(u"org.freedesktop.Application"_s, u"ActivateAction"_s)
                          << QString(action) << QVariantList() << platform::startupIds(),
                      QDBus::Block, action == "toggle"_L1 ? ServicePatienceMilliseconds : PatienceMilliseconds);
-        if (reply.type() != QDBusMessage::ErrorMessage)
-            return 0;
-        // It has the call, and may come back to it.
-        return failed(reasonOf(reply) + (isSilence(reply) ? u", and may still do it"_s : QString()));
+        return reply.type() != QDBusMessage::ErrorMessage ? 0 : failed(reasonOf(reply));
     }
     const QDBusMessage reply = bus.call(statusCall(), QDBus::Block, PatienceMilliseconds);
     const QVariantMap properties = propertiesOf(reply);

@@ -2,6 +2,8 @@
 
 #include "app/BusInterface.h"
 #include "app/Complaint.h"
+#include "app/Text.h"
+#include "app/WrenfoldMenulet.h"
 #include "model/DataModel.h"
 #include "platform/HotKeys.h"
 #include "platform/Paths.h"
@@ -39,6 +41,8 @@ namespace app {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+using platform::environment;
+
 namespace {
 
 // The program promises three seconds, and needs some of them to start.
@@ -53,11 +57,27 @@ constexpr auto Idle = "Idle time"_L1;
 constexpr auto Network = "Network"_L1;
 constexpr auto Keyring = "Keyring"_L1;
 
+Finding well(QLatin1StringView what, const QString& text)
+{
+    return {what, true, text};
+}
+
+Finding amiss(QLatin1StringView what, const QString& text)
+{
+    return {what, false, text};
+}
+
 /// The page as it grows. When the time is up it ends the process, whatever the main thread waits for.
 class Page
 {
 public:
-    Page() : m_watchdog([this] { watch(); }) {}
+    Page()
+        : m_watchdog([this] {
+              std::this_thread::sleep_for(Patience);
+              finish(tr("no answer in time; nothing after this was checked"));
+          })
+    {
+    }
     ~Page() = delete; // `finish` ends the process
 
     /// What is being looked at, for the case that it never ends.
@@ -73,17 +93,14 @@ public:
         print(finding);
     }
 
-    [[noreturn]] void finish()
+    /// With a reason: what is being looked at cannot be.
+    [[noreturn]] void finish(const QString& whyNot = {})
     {
         const std::lock_guard lock(m_mutex);
-        end();
-    }
-
-    [[noreturn]] void giveUp(const QString& why)
-    {
-        const std::lock_guard lock(m_mutex);
-        print({m_pending, false, why});
-        end();
+        if (!whyNot.isEmpty())
+            print(amiss(m_pending, whyNot));
+        // Not in the ordinary way: it would wait for whatever hangs.
+        _exit(m_allWell ? 0 : 1);
     }
 
 private:
@@ -96,20 +113,8 @@ private:
         std::fflush(stdout);
     }
 
-    [[noreturn]] void end() const
-    {
-        // Not in the ordinary way: it would wait for who hangs.
-        _exit(m_allWell ? 0 : 1);
-    }
-
-    void watch()
-    {
-        std::this_thread::sleep_for(Patience);
-        giveUp(u"no answer in time; what comes after it was not looked at"_s);
-    }
-
     std::mutex m_mutex;
-    QString m_pending;
+    QLatin1StringView m_pending;
     bool m_allWell = true;
     std::jthread m_watchdog; ///< last: uses the others
 };
@@ -127,18 +132,18 @@ Finding store()
         while (!nearest.exists() && !nearest.isRoot())
             nearest.setFile(nearest.absolutePath());
         return nearest.isDir() && nearest.isWritable()
-                   ? Finding{Store, true, u"will be made at the first start: "_s + name}
-                   : Finding{Store, false, u"cannot be made: make %1 a folder of your own"_s.arg(folder)};
+                   ? well(Store, tr("will be created at the first start: %1").arg(name))
+                   : amiss(Store, tr("cannot be created: make %1 a folder of your own").arg(folder));
     }
     if (!QFileInfo(folder).isWritable() || !file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        return {Store, false, u"cannot be written: give yourself the right to write "_s + name};
+        return amiss(Store, tr("cannot be written: give yourself write access to %1").arg(name));
     // "The Database Header" of the SQLite file format; an empty file is a new one.
     if (file.size() > 0 && file.read(16) != QByteArray("SQLite format 3", 16))
-        return {Store, false, u"is not a database: quit Quillon and remove "_s + name};
+        return amiss(Store, tr("is not a database: quit Quillon and remove %1").arg(name));
     if (const auto usable = store::Coordinator(model::loadModel(), {}).examine(name); !usable)
-        return {Store, false,
-                u"cannot be used, %1: put that right, or quit Quillon and remove %2"_s.arg(usable.error().text, name)};
-    return {Store, true, u"%1, %2 KB"_s.arg(name).arg((file.size() + 1023) / 1024)};
+        return amiss(Store,
+                     tr("cannot be used, %1: fix that, or quit Quillon and remove %2").arg(usable.error().text, name));
+    return well(Store, u"%1, %2 KB"_s.arg(name).arg((file.size() + 1023) / 1024));
 }
 
 Finding service(bool loggedOut)
@@ -147,13 +152,13 @@ Finding service(bool loggedOut)
     // Known before the program runs and has started it.
     if (!preferences.timeIsKeptHere() &&
         settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonKeepTimeHereKey))
-        return {Service, true, u"the program's own, on this computer"_s};
+        return well(Service, tr("the built-in service, on this computer"));
     if (preferences.credentials().url.isEmpty())
-        return {Service, false, u"nobody is signed in: sign in in the preferences"_s};
+        return amiss(Service, tr("nobody is signed in: sign in in the preferences"));
     if (loggedOut)
-        return {Service, false,
-                u"%1 does not know this person: sign in again in the preferences"_s.arg(preferences.fullUrl())};
-    return {Service, true, preferences.fullUrl()};
+        return amiss(Service,
+                     tr("%1 refuses your sign-in: sign in again in the preferences").arg(preferences.fullUrl()));
+    return well(Service, preferences.fullUrl());
 }
 
 Finding hotKeys()
@@ -165,80 +170,77 @@ Finding hotKeys()
     bool ok = true;
     for (const auto& [action, combo, what] :
          {std::tuple{settings::HotKeyManager::ToggleTimesheetWindow, preferences.timesheetWindowHotKeyCombo(),
-                     u"timesheet"_s},
-          {settings::HotKeyManager::ShowNewTimerWindow, preferences.newTimerWindowHotKeyCombo(), u"new timer"_s}}) {
+                     tr("timesheet")},
+          {settings::HotKeyManager::ShowNewTimerWindow, preferences.newTimerWindowHotKeyCombo(), tr("new timer")}}) {
         const platform::HotKeys::Status status = manager.status(action);
         const QString keys =
             status.trigger.isEmpty() ? settings::keySequence(combo).toString(QKeySequence::NativeText) : status.trigger;
         switch (status.state) {
         case State::None:
-            texts << u"none for the %1"_s.arg(what);
+            texts << tr("none for the %1").arg(what);
             break;
         case State::Pending:
-            texts << u"%1 for the %2, when the desktop permits it"_s.arg(keys, what);
+            texts << tr("%1 for the %2, once the desktop permits it").arg(keys, what);
             break;
         case State::Registered:
-            texts << u"%1 for the %2"_s.arg(keys, what);
+            texts << tr("%1 for the %2").arg(keys, what);
             break;
         case State::Refused:
             ok = false;
-            texts << u"%1 belongs to another program: choose another for the %2 in the preferences"_s.arg(keys, what);
+            texts << tr("%1 belongs to another program: choose another for the %2 in the preferences").arg(keys, what);
             break;
         case State::Unavailable:
-            return {HotKeys, false,
-                    u"cannot be had here: bind keys of the desktop to “quillon timesheet” and “quillon new”"_s};
+            return amiss(HotKeys,
+                         tr("not available here: bind keys of the desktop to “quillon timesheet” and “quillon new”"));
         }
     }
-    const QString way = platform::Run::current().environment().hotKeys().way();
-    return {HotKeys, ok, u"%1, %2"_s.arg(texts.join("; "_L1), way)};
+    return {HotKeys, ok, u"%1, %2"_s.arg(texts.join("; "_L1), environment().hotKeys().way())};
 }
 
-Finding idle(platform::SystemIdle& idle)
+Finding idle()
 {
+    platform::SystemIdle& idle = environment().systemIdle();
     if (const auto time = idle.idleTime())
-        return {Idle, true, u"%1 knows: %2 s since the last input"_s.arg(idle.source()).arg(time->count() / 1000)};
-    return {Idle, false,
-            u"cannot be measured: nobody will be asked after an absence. Choose a desktop with ext-idle-notify, "
-            "Mutter or X11, or switch the question off in the preferences"_s};
+        return well(Idle, tr("%1 says: %2 s since the last input").arg(idle.source()).arg(time->count() / 1000));
+    return amiss(Idle, tr("cannot be measured: Quillon will not ask after an absence. Choose a desktop with "
+                          "ext-idle-notify, Mutter or X11, or turn the question off in the preferences"));
 }
 
-Finding network(platform::Environment& environment)
+Finding network()
 {
-    const QString host = environment.info().boolean("QuillonLocalDebug"_L1)
-                             ? u"localhost"_s
-                             : environment.info().string("QuillonReachabilityHost"_L1);
+    const QString host = WrenfoldMenulet::reachabilityHost(false);
     std::optional<bool> leads;
-    const auto watch = environment.reachability().watch(host, [&](bool reachable) { leads = reachable; });
+    const auto watch = environment().reachability().watch(host, [&](bool reachable) { leads = reachable; });
     if (!watch || !leads)
-        return {Network, true, u"cannot be measured here, and counts as there"_s};
-    return *leads ? Finding{Network, true, u"leads to "_s + host}
-                  : Finding{Network, false, u"does not lead to %1: connect this computer"_s.arg(host)};
+        return well(Network, tr("cannot be measured here, and is taken to be there"));
+    return *leads ? well(Network, tr("leads to %1").arg(host))
+                  : amiss(Network, tr("does not lead to %1: connect this computer").arg(host));
 }
 
-Finding keyring(platform::SecretStore& secrets)
+Finding keyring()
 {
+    using Failure = platform::SecretStore::Failure;
     const QString email = settings::QuillonPreferences::sharedPreferences().email();
     // Without a bus the look-up would start one.
     const platform::SecretStore::Result<std::optional<QByteArray>> found =
-        platform::hasSessionBus() ? secrets.lookup(settings::SCServiceName(), email)
-                                  : tl::unexpected(platform::SecretStore::Failure::NoService);
+        platform::hasSessionBus() ? environment().secretStore().lookup(settings::SCServiceName(), email)
+                                  : tl::unexpected(Failure::NoService);
     if (found)
         return found->has_value() || email.isEmpty()
-                   ? Finding{Keyring, true, u"keeps passwords"_s}
-                   : Finding{Keyring, false, u"has no password of this account: enter it in the preferences"_s};
+                   ? well(Keyring, tr("keeps passwords"))
+                   : amiss(Keyring, tr("has no password for this account: enter it in the preferences"));
     switch (found.error()) {
-    case platform::SecretStore::Failure::NoService:
-        return {Keyring, false,
-                u"nobody keeps secrets here, and the password is forgotten at the end: start a Secret Service, such "
-                "as gnome-keyring or KWallet"_s};
-    case platform::SecretStore::Failure::Locked:
-        return {Keyring, false, u"is locked: unlock it when Quillon starts and asks"_s};
-    case platform::SecretStore::Failure::TimedOut:
-        return {Keyring, false, u"does not answer: end it, or log in again"_s};
-    case platform::SecretStore::Failure::Other:
+    case Failure::NoService:
+        return amiss(Keyring, tr("there is none, and Quillon forgets the password when it quits: start a Secret "
+                                 "Service, such as gnome-keyring or KWallet"));
+    case Failure::Locked:
+        return amiss(Keyring, tr("is locked: unlock it when Quillon starts and asks"));
+    case Failure::TimedOut:
+        return amiss(Keyring, tr("does not answer: end it, or log in again"));
+    case Failure::Other:
         break;
     }
-    return {Keyring, false, u"fails: look into the log of the service that keeps your secrets"_s};
+    return amiss(Keyring, tr("fails: look into the log of your Secret Service"));
 }
 
 /// What the program that runs finds. Empty: none runs.
@@ -246,16 +248,13 @@ Findings findingsOfOthers()
 {
     if (!platform::hasSessionBus() || !QDBusConnection::sessionBus().isConnected())
         return {};
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(platform::BusName, platform::BusPath, QuillonInterface, u"Check"_s);
-    call.setAutoStartService(false);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, BusPatienceMilliseconds);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(callToProgram(QuillonInterface, u"Check"_s),
+                                                                  QDBus::Block, BusPatienceMilliseconds);
     if (reply.type() == QDBusMessage::ReplyMessage)
         return qdbus_cast<Findings>(reply.arguments().value(0));
-    if (reply.errorName() == "org.freedesktop.DBus.Error.ServiceUnknown"_L1 ||
-        reply.errorName() == "org.freedesktop.DBus.Error.NameHasNoOwner"_L1)
+    if (meansNotRunning(reply))
         return {};
-    return {{StatusItem, false, u"the program that runs does not answer: ask again, or end it"_s}};
+    return {amiss(StatusItem, tr("the running program does not answer: ask again, or end it"))};
 }
 
 } // namespace
@@ -284,13 +283,10 @@ void registerFindings()
 
 Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& storeFailure)
 {
-    Findings findings{{StatusItem, true, platform::Run::current().environment().statusItem().describe()},
-                      hotKeys(),
-                      service(loggedOut)};
+    Findings findings{well(StatusItem, environment().statusItem().describe()), hotKeys(), service(loggedOut)};
     if (storeFailure)
-        findings << Finding{
-            Store, false,
-            u"is in memory for this run: %1. Put that right and start Quillon again"_s.arg(storeFailure->text)};
+        findings << amiss(Store,
+                          tr("is in memory for this run: %1. Fix that and restart Quillon").arg(storeFailure->text));
     return findings;
 }
 
@@ -298,18 +294,19 @@ void check(int argc, char** argv, platform::InfoDictionary info)
 {
     // Never destroyed: the process ends within it.
     Page& page = *(s_page = new Page);
+    const auto look = [&page](QLatin1StringView what, Finding (*finding)()) {
+        page.begin(what);
+        page.add(finding());
+    };
     std::printf("Quillon %s\n", QUILLON_VERSION);
-    page.begin(Store);
-    page.add(store());
+    look(Store, store);
 
     page.begin(StatusItem);
-    const DisplayGuard guard([] { s_page->giveUp(noDisplay()); });
-    const bool display = hasDisplay();
-    if (!display && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    const DisplayGuard guard([] { s_page->finish(noDisplay()); });
+    if (!hasDisplay() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
     platform::Run run(platform::systemEnvironment(std::move(info)));
-    platform::Environment& environment = run.environment();
     settings::QuillonPreferences::setupDefaults();
     registerFindings();
 
@@ -317,25 +314,22 @@ void check(int argc, char** argv, platform::InfoDictionary info)
     for (const Finding& finding : others)
         page.add(finding);
     if (others.isEmpty()) {
-        platform::StatusItem& item = environment.statusItem();
+        platform::StatusItem& item = environment().statusItem();
         item.setFloating(
             settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFloatingStatusItemKey));
-        page.add(display ? Finding{StatusItem, true, u"Quillon does not run; it would be "_s + item.describe()}
-                         : Finding{StatusItem, false, u"there is no display: start Quillon in a desktop session"_s});
-        page.begin(HotKeys);
+        page.add(hasDisplay() ? well(StatusItem, tr("Quillon is not running; it would be %1").arg(item.describe()))
+                              : amiss(StatusItem, tr("there is no display: start Quillon in a desktop session")));
         // On X11 this takes the keys for a moment, which alone tells whether they are free. A portal is not asked
         // before the event loop runs, and it does not.
-        settings::HotKeyManager::instance().registerHotKeysFromPrefs();
-        page.add(hotKeys());
+        look(HotKeys, [] {
+            settings::HotKeyManager::instance().registerHotKeysFromPrefs();
+            return hotKeys();
+        });
         page.add(service(false));
     }
-    page.begin(Idle);
-    page.add(idle(environment.systemIdle()));
-    page.begin(Network);
-    page.add(network(environment));
-    // Last: it may take two seconds.
-    page.begin(Keyring);
-    page.add(keyring(environment.secretStore()));
+    look(Idle, idle);
+    look(Network, network);
+    look(Keyring, keyring); // last: it may take two seconds
     page.finish();
 }
 

@@ -3,6 +3,7 @@
 #include "app/BusInterface.h"
 #include "app/Check.h"
 #include "app/StatusMenu.h"
+#include "app/Text.h"
 #include "app/WrenfoldMenulet.h"
 #include "model/Client.h"
 #include "model/DayEntry.h"
@@ -53,12 +54,12 @@ Refusal refusal(const char* name, const QString& reason)
 
 Refusal signedOut()
 {
-    return refusal("SignedOut", QObject::tr("nobody is signed in: sign in in the preferences"));
+    return refusal("SignedOut", tr("nobody is signed in: sign in in the preferences"));
 }
 
 Refusal offline()
 {
-    return refusal("Offline", QObject::tr("the service cannot be reached"));
+    return refusal("Offline", tr("the service cannot be reached"));
 }
 
 /// What the status item says, and of which entry: the properties of the interface.
@@ -99,15 +100,14 @@ void toggle(WrenfoldMenulet& menulet, const Done& done)
     }
     menulet.toggleCurrentTimer(nullptr, [done](bool toggled) {
         done(toggled ? std::nullopt
-                     : std::optional(refusal("Failed", QObject::tr("the service did not start or stop the timer"))));
+                     : std::optional(refusal("Failed", tr("the service did not start or stop the timer"))));
     });
     if (hasEntry)
         return;
     if (menulet.loggedOut())
         done(signedOut());
     else
-        done(refusal("NoEntry",
-                     QObject::tr("there is no entry to start or stop: choose one in the window for a new timer")));
+        done(refusal("NoEntry", tr("there is no entry to start or stop: choose one in the window for a new timer")));
 }
 
 /// Does what an item of the menu does, where the menu would let a person choose it.
@@ -115,7 +115,7 @@ void perform(WrenfoldMenulet& menulet, const QString& action, const Done& done)
 {
     const auto* known = std::ranges::find(Actions, action, &NamedAction::name);
     if (known == std::end(Actions)) {
-        done(refusal("NoSuchAction", QObject::tr("there is no action “%1”").arg(action)));
+        done(refusal("NoSuchAction", tr("there is no action “%1”").arg(action)));
         return;
     }
     const StatusMenu& menu = menulet.menu();

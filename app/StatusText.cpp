@@ -1,5 +1,7 @@
 #include "app/StatusText.h"
 
+#include "app/Text.h"
+
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -19,9 +21,9 @@ QString shown(const QString& state, const QString& hours)
     if (state == "not-running"_L1)
         return {};
     if (state == "offline"_L1)
-        return u"offline"_s;
+        return tr("offline");
     if (state == "signed-out"_L1)
-        return u"signed out"_s;
+        return tr("signed out");
     return hours;
 }
 
@@ -63,21 +65,21 @@ tl::expected<StatusText, QString> StatusText::parse(const QString& format)
     StatusText parsed;
     Piece piece;
     for (qsizetype i = 0; i < format.size(); ++i) {
-        const QChar sign = format.at(i);
-        const bool doubled = i + 1 < format.size() && format.at(i + 1) == sign;
-        if ((sign == u'{' || sign == u'}') && doubled) {
-            piece.literal += sign;
+        const QChar character = format.at(i);
+        const bool doubled = i + 1 < format.size() && format.at(i + 1) == character;
+        if ((character == u'{' || character == u'}') && doubled) {
+            piece.literal += character;
             ++i;
-        } else if (sign == u'{') {
+        } else if (character == u'{') {
             const qsizetype end = format.indexOf(u'}', i);
             piece.placeholder = end < 0 ? format.mid(i + 1) : format.mid(i + 1, end - i - 1);
             if (end < 0 || std::ranges::find(Placeholders, piece.placeholder) == std::end(Placeholders))
-                return tl::unexpected(u"there is no placeholder \"{%1\" in --format"_s.arg(
-                    piece.placeholder + (end < 0 ? QString() : u"}"_s)));
+                return tl::unexpected(tr("there is no placeholder \"{%1\" in --format")
+                                          .arg(piece.placeholder + (end < 0 ? QString() : u"}"_s)));
             parsed.m_pieces << std::exchange(piece, {});
             i = end;
         } else {
-            piece.literal += sign;
+            piece.literal += character;
         }
     }
     parsed.m_pieces << piece;

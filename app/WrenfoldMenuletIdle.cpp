@@ -119,8 +119,8 @@ void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
 {
     const int minutes = static_cast<int>(seconds / SecondsInMinute);
     m_idleAlert.title = idleAlertMessage(minutes);
-    m_idleAlert.text = u"Would you like to stop your timer and remove the minutes, or continue timing?"_s;
-    m_idleAlert.buttons = {u"Continue Timing"_s, idleAlertButtonText(minutes)};
+    m_idleAlert.text = tr("Would you like to stop your timer and remove the minutes, or continue timing?");
+    m_idleAlert.buttons = {tr("Continue Timing"), idleAlertButtonText(minutes)};
     m_idleAlert.escapeButton = 0;
     m_idleAlert.unasked = true;
     if (m_displayingIdleAlert)
@@ -129,14 +129,14 @@ void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
 
 QString WrenfoldMenulet::idleAlertMessage(int minutes)
 {
-    return minutes < MinutesInHour ? QString::asprintf("You've been idle for %d minutes with a timer running.", minutes)
-                                   : u"You've been idle for %1 with a timer running."_s.arg(hoursMinutes(minutes));
+    return minutes < MinutesInHour ? tr("You've been idle for %1 minutes with a timer running.").arg(minutes)
+                                   : tr("You've been idle for %1 with a timer running.").arg(hoursMinutes(minutes));
 }
 
 QString WrenfoldMenulet::idleAlertButtonText(int minutes)
 {
-    return minutes < MinutesInHour ? QString::asprintf("Remove %d Idle Minutes", minutes)
-                                   : u"Remove %1 of Idle Time"_s.arg(hoursMinutes(minutes));
+    return minutes < MinutesInHour ? tr("Remove %1 Idle Minutes").arg(minutes)
+                                   : tr("Remove %1 of Idle Time").arg(hoursMinutes(minutes));
 }
 
 void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
@@ -146,10 +146,10 @@ void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
         entry = company()->mostRecentRunningDayEntryFromToday();
     if (!entry) {
         environment().alerts().show(
-            {u"Running Timer Stopped Elsewhere"_s,
-             u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
-             "more recently edited it outside of Quillon for Mac."_s,
-             {u"OK"_s}},
+            {tr("Running Timer Stopped Elsewhere"),
+             tr("This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
+                "more recently edited it outside of Quillon for Mac."),
+             {tr("OK")}},
             [this](int) { idleEpisodeIsOver(); });
         return;
     }
@@ -179,11 +179,11 @@ void WrenfoldMenulet::idleEpisodeIsOver()
 
 void WrenfoldMenulet::correctIdleTimerDidFailWithError(const std::optional<service::Error>& error)
 {
-    const QString reason = error ? error->localizedDescription : u"The service did not say why."_s;
-    showAlert(u"Could Not Remove Idle Time"_s,
+    const QString reason = error ? error->localizedDescription : tr("The service did not say why.");
+    showAlert(tr("Could Not Remove Idle Time"),
               error && error->domain == service::QuillonErrorDomain
                   ? reason
-                  : u"Your idle time could not be removed due to an error: %1"_s.arg(reason));
+                  : tr("Your idle time could not be removed due to an error: %1").arg(reason));
 }
 
 } // namespace app

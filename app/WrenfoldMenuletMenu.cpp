@@ -270,9 +270,10 @@ void WrenfoldMenulet::showAlert(const QString& title, const QString& text)
 void WrenfoldMenulet::startNewTimerDidFailWithError(const std::optional<service::Error>& error)
 {
     const QString reason = error ? error->localizedDescription : QString();
-    showAlert(u"Timer Failed"_s,
-              u"The timer could not be added. %1"_s.arg(
-                  !reason.isEmpty() ? reason : u"Please make sure you have an internet connection and try again."_s));
+    showAlert(
+        tr("Timer Failed"),
+        tr("The timer could not be added. %1")
+            .arg(!reason.isEmpty() ? reason : tr("Please make sure you have an internet connection and try again.")));
 }
 
 void WrenfoldMenulet::deleteTimerDidSucceed()
@@ -282,14 +283,14 @@ void WrenfoldMenulet::deleteTimerDidSucceed()
 
 void WrenfoldMenulet::deleteTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
 {
-    showAlert(u"Delete Timer Failed"_s, u"The timer could not be deleted. Please make sure you have an internet "
-                                        "connection and try again."_s);
+    showAlert(tr("Delete Timer Failed"), tr("The timer could not be deleted. Please make sure you have an internet "
+                                            "connection and try again."));
 }
 
 void WrenfoldMenulet::toggleTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
 {
-    showAlert(u"Toggle Timer Failed"_s, u"The timer could not be toggled at this time. Please make sure you have an "
-                                        "internet connection and try again."_s);
+    showAlert(tr("Toggle Timer Failed"), tr("The timer could not be toggled at this time. Please make sure you have an "
+                                            "internet connection and try again."));
 }
 
 void WrenfoldMenulet::updateTimerDidSucceed()
@@ -300,8 +301,8 @@ void WrenfoldMenulet::updateTimerDidSucceed()
 
 void WrenfoldMenulet::updateTimerDidFailWithError(const std::optional<service::Error>& /*error*/)
 {
-    showAlert(u"Update Timer Failed"_s, u"The timer could not be updated. Please make sure you have an internet "
-                                        "connection and try again."_s);
+    showAlert(tr("Update Timer Failed"), tr("The timer could not be updated. Please make sure you have an internet "
+                                            "connection and try again."));
 }
 
 } // namespace app

@@ -9,7 +9,7 @@ namespace settings {
 inline constexpr QLatin1StringView SCQuillonUrlKey("QuillonUrl"); ///< the account's name; absent: signed out
 inline constexpr QLatin1StringView SCEmailKey("Email");
 inline constexpr QLatin1StringView SCCompanyKey("Company");
-/// The person keeps their time on this computer, in the service within the program, whatever account is saved above.
+/// The person keeps their time on this computer, in the built-in service, whatever account is saved above.
 inline constexpr QLatin1StringView QuillonKeepTimeHereKey("KeepTimeHere");
 /// The person was shown where the hours are, and has put that away.
 inline constexpr QLatin1StringView QuillonFirstStepsDoneKey("FirstStepsDone");

@@ -25,7 +25,7 @@ struct Credentials
 /// Setters change memory only; `save` writes everything. An absent text is a null one. Main thread only, unless a
 /// method says otherwise.
 ///
-/// The account in use is the saved one, or that of the service within the program while the time is kept here. Then the
+/// The account in use is the saved one, or that of the built-in service while the time is kept here. Then the
 /// saved one stays what it was, and can be changed and tried out, while nothing of the other is ever saved.
 class QuillonPreferences final : public QObject
 {
@@ -66,7 +66,7 @@ public:
     /// The base address of the account in use.
     QString fullUrl();
 
-    /// From now on the account in use is `own`, at the service within the program. Without an address nobody is signed
+    /// From now on the account in use is `own`, at the built-in service. Without an address nobody is signed
     /// in: the service is not there yet, or does not start.
     void keepTimeHere(const Credentials& own);
     /// The saved account is in use again, as at first.

@@ -93,11 +93,11 @@ def run(program, *words):
 
 def while_it_does_not_run(program):
     for command in ("status", "toggle", "timesheet", "new", "preferences", "quit"):
-        assert run(program, command) == (1, "", "quillon: the program does not run\n"), command
+        assert run(program, command) == (1, "", "quillon: the program is not running\n"), command
     assert run(program, "status", "--json")[:2] == (1, "")
     for wrong, about in ((["stauts"], 'no command "stauts"'), (["status", "toggle"], 'no command "toggle"'),
                          (["toggle", "--json"], '"--json" of toggle'), (["--follow"], '"--follow"'),
-                         (["status", "--format"], "needs a text"), (["status", "--format", "{hour}"], '"{hour}"'),
+                         (["status", "--format"], "needs a string"), (["status", "--format", "{hour}"], '"{hour}"'),
                          (["status", "--format", "{hours"], '"{hours"'), (["toggle", "--local"], "--local")):
         status, output, error = run(program, *wrong)
         assert (status, output) == (2, "") and about in error and error.count("\n") == 1, (wrong, error)
@@ -125,7 +125,7 @@ def introspection(client):
 
 
 def signed_in(program):
-    """From the start to the end of a program with its own service."""
+    """From the start to the end of a program with the built-in service."""
     client = Client()
     plain, shaped = Follower(program), Follower(program, "--json", "--format", "{symbol}{{{hours}}}")
     until("nothing", lambda: plain.lines() == [" "])
@@ -185,7 +185,7 @@ def signed_in(program):
 
     # A program that hangs may still do what it was asked for, and then does.
     process.send_signal(signal.SIGSTOP)
-    assert run(program, "timesheet") == (1, "", "quillon: the program that runs does not answer, and may still do it\n")
+    assert run(program, "timesheet") == (1, "", "quillon: the running program does not answer, and may still do it\n")
     process.send_signal(signal.SIGCONT)
     until("the timesheet in front", lambda: active() == "Timesheet")
 
@@ -211,8 +211,17 @@ def signed_out(program):
         assert not [title for title in windows() if "Preferences" not in title]
         assert client.do("ShowAbout") == ()
         until("the about window", lambda: len(windows()) == 2)
-        assert client.do("Quit") == ()
-        assert process.wait(LONGEST) == 0
+        # One that ends while it is asked for something.
+        process.send_signal(signal.SIGSTOP)
+        with subprocess.Popen(["dbus-monitor", "--profile", "member=ActivateAction"], stdout=subprocess.PIPE) as monitor:
+            next(line for line in monitor.stdout if b"NameLost" in line)  # from now on it listens
+            asking = subprocess.Popen([program, "toggle"], stderr=subprocess.PIPE, text=True)
+            next(line for line in monitor.stdout if b"ActivateAction" in line)
+            monitor.terminate()
+        with asking:
+            process.kill()
+            assert asking.stderr.read() == "quillon: the program quit before it answered\n"
+            assert asking.wait(LONGEST) == 1
 
 
 def started_by_the_bus(program):

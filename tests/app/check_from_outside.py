@@ -65,7 +65,7 @@ def main(program):
     found = check(program)
     assert list(found) == PARTS, found
     assert {part for part, text in found.items() if not text.startswith("ok")} == {"Service"}, found
-    assert found["Status item"] == "ok Quillon does not run; it would be a floating strip", found
+    assert found["Status item"] == "ok Quillon is not running; it would be a floating strip", found
     assert "sign in" in found["Service"] and found["Hot keys"].endswith(", from the X server"), found
 
     # A desktop that draws items.
@@ -92,16 +92,16 @@ def main(program):
 
     # Without a bus, without a display, with one that is not there, with a store that is none.
     found = check(program, DBUS_SESSION_BUS_ADDRESS=None)
-    assert found["Keyring"].startswith("!! nobody keeps secrets") and found["Idle time"].startswith("ok"), found
+    assert found["Keyring"].startswith("!! there is none") and found["Idle time"].startswith("ok"), found
     found = check(program, DISPLAY=None, QT_QPA_PLATFORM=None)
     assert found["Status item"].startswith("!! there is no display") and found["Keyring"].startswith("ok"), found
-    assert found["Hot keys"].startswith("!! cannot be had") and found["Idle time"].startswith("!!"), found
+    assert found["Hot keys"].startswith("!! not available") and found["Idle time"].startswith("!!"), found
     found = check(program, DISPLAY=":nowhere")
     assert found["Status item"].startswith("!! no display can be opened"), found
     with tempfile.TemporaryDirectory() as data:
         folder = pathlib.Path(data) / "Quillon"
         folder.write_text("a file")
-        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! cannot be made")
+        assert check(program, XDG_DATA_HOME=data)["Store"].startswith("!! cannot be created")
         folder.unlink()
         folder.mkdir()
         store = folder / "QuillonX.sqlite"
@@ -125,7 +125,7 @@ def main(program):
             assert found["Keyring"].startswith("!! does not answer"), found
             with hanging("com.wrenfold.quillon", address):
                 found = check(program, DBUS_SESSION_BUS_ADDRESS=address)
-                assert found["Status item"].startswith("!! the program that runs does not answer"), found
+                assert found["Status item"].startswith("!! the running program does not answer"), found
                 assert found["Keyring"].startswith("!!"), found
         server.terminate()
         server.wait(LONGEST)
@@ -143,7 +143,7 @@ def main(program):
         next(line for line in follower.stdout if "Design" in line)
         found = check(program)
         assert all(text.startswith("ok") for text in found.values()), found
-        assert "does not run" not in found["Status item"] and ".localhost:" in found["Service"], found
+        assert "not running" not in found["Status item"] and ".localhost:" in found["Service"], found
         assert found["Store"].endswith(" KB"), found
         follower.terminate()
         running.terminate()
