@@ -142,284 +142,263 @@ class LocalServiceProgramTest : public QObject
     Q_OBJECT
 
 private slots:
-    void tellsHowToSignInOnce();
-    void saysThatItsFileIsGone();
-    void explainsItself_data();
-    void explainsItself();
-    void servesATeam();
-    void outlivesRudeClients();
-    void takesWhatTheMachineHas();
-    void losesAtMostTheRequestInFlight();
-};
-
-void LocalServiceProgramTest::tellsHowToSignInOnce()
-{
-    QTemporaryDir folder;
-    Program first(folder);
-    QVERIFY(first.address().startsWith(u"http://127.0.0.1:"_s));
-    const auto email = first.email();
-    const auto password = first.password();
-    QCOMPARE(HttpClient(first.address(), email, password).get(u"/daily"_s).status, 200);
-    for (const int signal : {SIGTERM, SIGINT}) {
-        Program next(folder);
-        QCOMPARE(next.password(), QString());
-        QCOMPARE(HttpClient(next.address(), email, password).get(u"/daily"_s).status, 200);
-        QCOMPARE(next.end(signal), 0);
-    }
-    Program reset(folder, {u"--reset-password"_s});
-    QCOMPARE(HttpClient(reset.address(), email, password).get(u"/daily"_s).status, 401);
-    QCOMPARE(HttpClient(reset.address(), reset.email(), reset.password()).get(u"/daily"_s).status, 200);
-}
-
-void LocalServiceProgramTest::saysThatItsFileIsGone()
-{
-    QTemporaryDir folder;
-    Program program(folder);
-    HttpClient client(program.address(), program.email(), program.password());
-    const QString file = folder.filePath(u"data.sqlite"_s);
-    QVERIFY(QFile::rename(file, file + u".away"_s));
-    QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 500);
-    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": Nothing can be saved: the data file was moved"));
-    QVERIFY(QFile::rename(file + u".away"_s, file));
-    QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 200);
-    QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": changes are saved again\n"));
-    QCOMPARE(program.end(SIGTERM), 0);
-}
-
-void LocalServiceProgramTest::explainsItself_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("says");
-    QTest::newRow("help") << QStringList{u"--help"_s} << 0 << u"Usage: quillon-service [options]"_s;
-    QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"quillon-service " QUILLON_VERSION ""_s;
-    QTest::newRow("beyond loopback")
-        << QStringList{u"--bind"_s, u"0.0.0.0"_s} << 2
-        << u"quillon-service: --bind 0.0.0.0 needs --tls-certificate and --tls-key: without encryption the service "
-           "stays on this machine"_s;
-    QTest::newRow("no address") << QStringList{u"--bind=office.example"_s} << 2
-                                << u"quillon-service: --bind needs an address in numbers, such as 192.0.2.7, 0.0.0.0 "
-                                   "or ::"_s;
-    QTest::newRow("no key") << QStringList{u"--bind=[::]"_s, u"--tls-certificate=x"_s} << 2
-                            << u"quillon-service: --tls-certificate and --tls-key go together"_s;
-    for (const auto& name : {u"-team"_s, u"team.office"_s}) {
-        QTest::newRow(qPrintable(name))
-            << QStringList{u"--account"_s, name} << 2
-            << u"quillon-service: --account needs a name of letters, digits and hyphens, such as team"_s;
-    }
-    static const Certificate good;
-    static const Certificate other;
-    static const Certificate locked({u"DNS:x"_s}, u"secret"_s);
-    static const Certificate old;
-    old.expire();
-    const auto yesterday = QDateTime::currentDateTimeUtc().addDays(-1).date().toString(Qt::ISODate);
-    const auto with = [](const QString& certificate, const QString& key) {
-        return QStringList{u"--data=/dev/null/x"_s, u"--tls-certificate"_s, certificate, u"--tls-key"_s, key};
-    };
-    QTest::newRow("missing certificate") << with(u"/no/file"_s, good.key()) << 1
-                                         << u"quillon-service: cannot read /no/file: No such file or directory"_s;
-    QTest::newRow("no certificate in it")
-        << with(good.key(), good.key()) << 1 << u"quillon-service: %1 holds no PEM certificate"_s.arg(good.key());
-    QTest::newRow("no key in it") << with(good.file(), good.file()) << 1
-                                  << u"quillon-service: %1 holds no PEM key"_s.arg(good.file());
-    QTest::newRow("key of another") << with(good.file(), other.key()) << 1
-                                    << u"quillon-service: the key in %1 does not belong to the certificate in %2"_s.arg(
-                                           other.key(), good.file());
-    QTest::newRow("locked key") << with(locked.file(), locked.key()) << 1
-                                << u"quillon-service: %1 has a passphrase: the service needs a key without one"_s.arg(
-                                       locked.key());
-    QTest::newRow("old certificate") << with(old.file(), old.key()) << 1
-                                     << u"quillon-service: the certificate in %1 ended on %2"_s.arg(old.file(),
-                                                                                                    yesterday);
-    QTest::newRow("no port") << QStringList{u"--port=65536"_s} << 2
-                             << u"quillon-service: --port needs a number from 0 to 65535"_s;
-    QTest::newRow("no value") << QStringList{u"--data"_s} << 2 << u"quillon-service: --data needs a value"_s;
-    QTest::newRow("unknown") << QStringList{u"--bnid"_s} << 2 << u"quillon-service: unknown option --bnid"_s;
-    QTest::newRow("no folder") << QStringList{u"--data=/dev/null/x"_s} << 1
-                               << u"quillon-service: cannot open /dev/null/x: Not a directory"_s;
-}
-
-void LocalServiceProgramTest::explainsItself()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(int, status);
-    QFETCH(QString, says);
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(SERVICE_PROGRAM), arguments);
-    QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitCode(), status);
-    const auto lines = QString::fromUtf8(process.readAll()).split(u'\n');
-    QCOMPARE(lines.first(), says);
-    QVERIFY(status == 0 || lines.size() == 2);
-}
-
-void LocalServiceProgramTest::servesATeam()
-{
-    const QStringList hosts{u"DNS:*.office.localhost"_s};
-    const Certificate first(hosts);
-    const Certificate second(hosts);
-    const Certificate used(hosts);
-    first.replace(used);
-    QTemporaryDir folder;
-    Program program(folder,
-                    {u"--bind"_s, u"0.0.0.0"_s, u"--account"_s, u"team"_s, u"--first-email=ann@office.example"_s,
-                     u"--tls-certificate"_s, used.file(), u"--tls-key"_s, used.key()});
-    const auto port = program.address().section(u':', -1);
-    QCOMPARE(program.address(), u"https://team.office.localhost:"_s + port);
-    QCOMPARE(program.email(), u"ann@office.example"_s);
-    QVERIFY(program.quillon().contains(u"{\"QuillonServiceDomain\": \".office.localhost:%1\"}"_s.arg(port)));
-    const auto knock = [&](const Certificate& trusted) {
-        HttpClient client(program.address(), program.email(), program.password());
-        client.trusted = trusted.file();
-        const auto answer = client.get(u"/daily"_s);
-        return answer.error ? -answer.error : answer.status;
-    };
-    QCOMPARE(knock(first), 200);
-    QCOMPARE(knock(second), -int(CURLE_PEER_FAILED_VERIFICATION));
-
-    second.replace(used);
-    QCOMPARE(knock(first), 200);
-    program.signal(SIGHUP);
-    QVERIFY(program.waitFor("certificate and key reloaded"));
-    QCOMPARE(knock(second), 200);
-    QCOMPARE(knock(first), -int(CURLE_PEER_FAILED_VERIFICATION));
-
-    QVERIFY(QFile::remove(used.key()));
-    program.signal(SIGHUP);
-    QVERIFY(program.waitFor("No such file or directory; still using the previous certificate"));
-    QCOMPARE(knock(second), 200);
-    QCOMPARE(program.end(SIGTERM), 0);
-}
-
-void LocalServiceProgramTest::outlivesRudeClients()
-{
-    const Certificate certificate;
-    const QTemporaryDir folder;
-    Program program(folder, {u"--tls-certificate"_s, certificate.file(), u"--tls-key"_s, certificate.key()});
-    // Not before: the program would inherit it.
-    std::signal(SIGPIPE, SIG_IGN);
-    // A wrong password is looked into for long enough.
-    const QByteArray request = "GET /daily HTTP/1.1\r\nHost: local\r\nAuthorization: Basic eDp5\r\n\r\n";
-    for (int i = 0; i < 3; ++i) {
-        TlsClient client(program.address());
-        QVERIFY(client.say(request));
-        client.vanish();
-    }
-    TlsClient polite(program.address());
-    for (int i = 0; i < 40; ++i) {
-        QVERIFY(polite.changeKey() && polite.say(request));
-        QVERIFY(polite.read().startsWith("HTTP/1.1 4"));
+    void tellsHowToSignInOnce()
+    {
+        QTemporaryDir folder;
+        Program first(folder);
+        QVERIFY(first.address().startsWith(u"http://127.0.0.1:"_s));
+        const auto email = first.email();
+        const auto password = first.password();
+        QCOMPARE(HttpClient(first.address(), email, password).get(u"/daily"_s).status, 200);
+        for (const int signal : {SIGTERM, SIGINT}) {
+            Program next(folder);
+            QCOMPARE(next.password(), QString());
+            QCOMPARE(HttpClient(next.address(), email, password).get(u"/daily"_s).status, 200);
+            QCOMPARE(next.end(signal), 0);
+        }
+        Program reset(folder, {u"--reset-password"_s});
+        QCOMPARE(HttpClient(reset.address(), email, password).get(u"/daily"_s).status, 401);
+        QCOMPARE(HttpClient(reset.address(), reset.email(), reset.password()).get(u"/daily"_s).status, 200);
     }
 
-    std::atomic<bool> isOver = false;
-    std::atomic<int> ended = 0;
-    std::vector<std::future<void>> clients;
-    for (int i = 0; i < 4; ++i) {
-        clients.push_back(std::async(std::launch::async, [&] {
-            while (!isOver) {
-                TlsClient client(program.address());
-                while (!isOver && client.changeKey()) {
-                }
-                ++ended;
-            }
-        }));
-    }
-    // None of them keeps a thread.
-    const bool areEnded = QTest::qWaitFor([&] { return ended > 20; });
-    QElapsedTimer timer;
-    timer.start();
-    const int status = program.end(SIGTERM);
-    const auto elapsed = timer.elapsed();
-    isOver = true;
-    clients.clear();
-    QVERIFY(areEnded);
-    QCOMPARE(status, 0);
-    QVERIFY2(elapsed < 2000, QByteArray::number(elapsed));
-}
-
-void LocalServiceProgramTest::takesWhatTheMachineHas()
-{
-    if (QProcess::execute(u"unshare"_s, {u"-rn"_s, u"true"_s}) != 0)
-        QSKIP("no network of its own to be had here");
-    const QTemporaryDir folder;
-    Program four(folder, {}, onNetwork(u"ip -6 address delete ::1/128 dev lo"_s));
-    QVERIFY2(four.address().startsWith(u"http://127.0.0.1:"_s), qPrintable(four.address()));
-    QCOMPARE(four.end(SIGTERM), 0);
-    Program none(folder, {u"--bind=::1"_s}, onNetwork(u"echo 1 > /proc/sys/net/ipv6/conf/all/disable_ipv6"_s));
-    QVERIFY(none.waitFor("cannot listen on [::1]:0: Cannot assign requested address"));
-
-    // There are two ports, and one of them is somebody else's at the address that is not asked for first.
-    const Program other(folder, {u"--bind=::1"_s},
-                        onNetwork(u"echo 40000 40001 > /proc/sys/net/ipv4/ip_local_port_range;"
-                                  " ip address delete 127.0.0.1/8 dev lo"_s));
-    QVERIFY2(other.address().startsWith(u"http://[::1]:4000"_s), qPrintable(other.address()));
-    const QTemporaryDir second;
-    const Program own(second, {},
-                      {u"nsenter"_s, u"--preserve-credentials"_s, u"-U"_s, u"-n"_s, u"-t"_s, other.process(), u"sh"_s,
-                       u"-c"_s, u"ip address add 127.0.0.1/8 dev lo; exec \"$@\""_s, u"sh"_s});
-    QVERIFY2(own.address().startsWith(u"http://127.0.0.1:4000"_s), qPrintable(own.address()));
-    QVERIFY(own.address().last(1) != other.address().last(1));
-}
-
-void LocalServiceProgramTest::losesAtMostTheRequestInFlight()
-{
-    constexpr int clients = 3;
-    QTemporaryDir folder;
-    QString email;
-    QString password;
-    std::set<QString> acknowledged;
-    int unanswered = 0;
-    for (int round = 0; round < 4; ++round) {
+    void saysThatItsFileIsGone()
+    {
+        QTemporaryDir folder;
         Program program(folder);
-        if (round == 0) {
-            email = program.email();
-            password = program.password();
-        }
-        std::atomic<int> answers = 0;
-        std::vector<std::set<QString>> notes(clients);
-        std::vector<std::thread> threads;
-        for (int n = 0; n < clients; ++n) {
-            threads.emplace_back([&, n] {
-                HttpClient client(program.address(), email, password);
-                for (int i = 0;; ++i) {
-                    const auto note = u"%1-%2-%3"_s.arg(round).arg(n).arg(i);
-                    const auto added = client.post(u"/daily/add"_s, hourWithNote(note));
-                    if (added.error != 0)
-                        return;
-                    if (added.status == 200)
-                        notes[n].insert(note);
-                    // Timers on the way make transactions with several rows.
-                    if (client.get(u"/daily/timer/"_s + added.text(u"id"_s)).error != 0)
-                        return;
-                    ++answers;
-                }
-            });
-        }
-        QTRY_VERIFY(answers >= 20 + 7 * round);
-        QCOMPARE(program.end(SIGKILL), -1);
-        for (auto& thread : threads)
-            thread.join();
-        for (const auto& some : notes)
-            acknowledged.insert(some.begin(), some.end());
-        unanswered += clients;
+        HttpClient client(program.address(), program.email(), program.password());
+        const QString file = folder.filePath(u"data.sqlite"_s);
+        QVERIFY(QFile::rename(file, file + u".away"_s));
+        QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 500);
+        QVERIFY(
+            program.waitFor("quillon-service: " + file.toUtf8() + ": Nothing can be saved: the data file was moved"));
+        QVERIFY(QFile::rename(file + u".away"_s, file));
+        QCOMPARE(client.post(u"/daily/add"_s, hourWithNote(u"x"_s)).status, 200);
+        QVERIFY(program.waitFor("quillon-service: " + file.toUtf8() + ": changes are saved again\n"));
+        QCOMPARE(program.end(SIGTERM), 0);
     }
 
-    Program last(folder);
-    const auto sheet = HttpClient(last.address(), email, password).get(u"/daily?slim=1"_s);
-    const auto kept = sheet.texts(u"notes"_s);
-    const std::set<QString> unique(kept.begin(), kept.end());
-    QCOMPARE(static_cast<qsizetype>(unique.size()), kept.size());
-    QVERIFY(std::includes(unique.begin(), unique.end(), acknowledged.begin(), acknowledged.end()));
-    QVERIFY2(unique.size() <= acknowledged.size() + unanswered, QByteArray::number(kept.size()));
-    QVERIFY(sheet.texts(u"timer_started_at"_s).size() <= 1);
-    const auto hours = sheet.texts(u"hours_without_timer"_s);
-    for (qsizetype i = 0; i < hours.size(); ++i) {
-        // The sample entry has no note and no time.
-        const double least = kept.at(i).isEmpty() ? 0.0 : 1.0;
-        QVERIFY2(hours.at(i).toDouble() >= least && hours.at(i).toDouble() < least + 0.02, qPrintable(hours.at(i)));
+    void explainsItself_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("help") << QStringList{u"--help"_s} << 0 << u"Usage: quillon-service [options]"_s;
+        QTest::newRow("version") << QStringList{u"--version"_s} << 0 << u"quillon-service " QUILLON_VERSION ""_s;
+        const auto refused = [](const QString& arguments, const QString& says, int status = 2) {
+            QTest::newRow(qPrintable(says)) << arguments.split(u' ') << status << u"quillon-service: "_s + says;
+        };
+        refused(u"--bind 0.0.0.0"_s,
+                u"--bind 0.0.0.0 needs --tls-certificate and --tls-key: without encryption the service stays on this "
+                "machine"_s);
+        refused(u"--bind=office.example"_s, u"--bind needs an address in numbers, such as 192.0.2.7, 0.0.0.0 or ::"_s);
+        refused(u"--bind=[::] --tls-certificate=x"_s, u"--tls-certificate and --tls-key go together"_s);
+        for (const auto& name : {u"-team"_s, u"team.office"_s})
+            refused(u"--account "_s + name, u"--account needs a name of letters, digits and hyphens, such as team"_s);
+        refused(u"--port=65536"_s, u"--port needs a number from 0 to 65535"_s);
+        refused(u"--data"_s, u"--data needs a value"_s);
+        refused(u"--bnid"_s, u"unknown option --bnid"_s);
+        refused(u"--data=/dev/null/x"_s, u"cannot open /dev/null/x: Not a directory"_s, 1);
+        static const Certificate good;
+        static const Certificate other;
+        static const Certificate locked({u"DNS:x"_s}, u"secret"_s);
+        static const Certificate old;
+        old.expire();
+        const auto yesterday = QDateTime::currentDateTimeUtc().addDays(-1).date().toString(Qt::ISODate);
+        const auto unfit = [&](const QString& certificate, const QString& key, const QString& says) {
+            refused(u"--data=/dev/null/x --tls-certificate %1 --tls-key %2"_s.arg(certificate, key), says, 1);
+        };
+        unfit(u"/no/file"_s, good.key(), u"cannot read /no/file: No such file or directory"_s);
+        unfit(good.key(), good.key(), u"%1 holds no PEM certificate"_s.arg(good.key()));
+        unfit(good.file(), good.file(), u"%1 holds no PEM key"_s.arg(good.file()));
+        unfit(good.file(), other.key(),
+              u"the key in %1 does not belong to the certificate in %2"_s.arg(other.key(), good.file()));
+        unfit(locked.file(), locked.key(),
+              u"%1 has a passphrase: the service needs a key without one"_s.arg(locked.key()));
+        unfit(old.file(), old.key(), u"the certificate in %1 ended on %2"_s.arg(old.file(), yesterday));
     }
-}
+
+    void explainsItself()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, says);
+        QProcess process;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QStringLiteral(SERVICE_PROGRAM), arguments);
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), status);
+        const auto lines = QString::fromUtf8(process.readAll()).split(u'\n');
+        QCOMPARE(lines.first(), says);
+        QVERIFY(status == 0 || lines.size() == 2);
+    }
+
+    void servesATeam()
+    {
+        const QStringList hosts{u"DNS:*.office.localhost"_s};
+        const Certificate first(hosts);
+        const Certificate second(hosts);
+        const Certificate used(hosts);
+        first.replace(used);
+        QTemporaryDir folder;
+        Program program(folder,
+                        {u"--bind"_s, u"0.0.0.0"_s, u"--account"_s, u"team"_s, u"--first-email=ann@office.example"_s,
+                         u"--tls-certificate"_s, used.file(), u"--tls-key"_s, used.key()});
+        const auto port = program.address().section(u':', -1);
+        QCOMPARE(program.address(), u"https://team.office.localhost:"_s + port);
+        QCOMPARE(program.email(), u"ann@office.example"_s);
+        QVERIFY(program.quillon().contains(u"{\"QuillonServiceDomain\": \".office.localhost:%1\"}"_s.arg(port)));
+        const auto knock = [&](const Certificate& trusted) {
+            HttpClient client(program.address(), program.email(), program.password());
+            client.trusted = trusted.file();
+            const auto answer = client.get(u"/daily"_s);
+            return answer.error ? -answer.error : answer.status;
+        };
+        QCOMPARE(knock(first), 200);
+        QCOMPARE(knock(second), -int(CURLE_PEER_FAILED_VERIFICATION));
+
+        second.replace(used);
+        QCOMPARE(knock(first), 200);
+        program.signal(SIGHUP);
+        QVERIFY(program.waitFor("certificate and key reloaded"));
+        QCOMPARE(knock(second), 200);
+        QCOMPARE(knock(first), -int(CURLE_PEER_FAILED_VERIFICATION));
+
+        QVERIFY(QFile::remove(used.key()));
+        program.signal(SIGHUP);
+        QVERIFY(program.waitFor("No such file or directory; still using the previous certificate"));
+        QCOMPARE(knock(second), 200);
+        QCOMPARE(program.end(SIGTERM), 0);
+    }
+
+    void outlivesRudeClients()
+    {
+        const Certificate certificate;
+        const QTemporaryDir folder;
+        Program program(folder, {u"--tls-certificate"_s, certificate.file(), u"--tls-key"_s, certificate.key()});
+        // Not before: the program would inherit it.
+        std::signal(SIGPIPE, SIG_IGN);
+        // A wrong password is looked into for long enough.
+        const QByteArray request = "GET /daily HTTP/1.1\r\nHost: local\r\nAuthorization: Basic eDp5\r\n\r\n";
+        for (int i = 0; i < 3; ++i) {
+            TlsClient client(program.address());
+            QVERIFY(client.say(request));
+            client.vanish();
+        }
+        TlsClient polite(program.address());
+        for (int i = 0; i < 40; ++i) {
+            QVERIFY(polite.changeKey() && polite.say(request));
+            QVERIFY(polite.read().startsWith("HTTP/1.1 4"));
+        }
+
+        std::atomic<bool> isOver = false;
+        std::atomic<int> ended = 0;
+        std::vector<std::future<void>> clients;
+        for (int i = 0; i < 4; ++i) {
+            clients.push_back(std::async(std::launch::async, [&] {
+                while (!isOver) {
+                    TlsClient client(program.address());
+                    while (!isOver && client.changeKey()) {
+                    }
+                    ++ended;
+                }
+            }));
+        }
+        // None of them keeps a thread.
+        const bool areEnded = QTest::qWaitFor([&] { return ended > 20; });
+        QElapsedTimer timer;
+        timer.start();
+        const int status = program.end(SIGTERM);
+        const auto elapsed = timer.elapsed();
+        isOver = true;
+        clients.clear();
+        QVERIFY(areEnded);
+        QCOMPARE(status, 0);
+        QVERIFY2(elapsed < 2000, QByteArray::number(elapsed));
+    }
+
+    void takesWhatTheMachineHas()
+    {
+        if (QProcess::execute(u"unshare"_s, {u"-rn"_s, u"true"_s}) != 0)
+            QSKIP("no network of its own to be had here");
+        const QTemporaryDir folder;
+        Program four(folder, {}, onNetwork(u"ip -6 address delete ::1/128 dev lo"_s));
+        QVERIFY2(four.address().startsWith(u"http://127.0.0.1:"_s), qPrintable(four.address()));
+        QCOMPARE(four.end(SIGTERM), 0);
+        Program none(folder, {u"--bind=::1"_s}, onNetwork(u"echo 1 > /proc/sys/net/ipv6/conf/all/disable_ipv6"_s));
+        QVERIFY(none.waitFor("cannot listen on [::1]:0: Cannot assign requested address"));
+
+        // There are two ports, and one of them is somebody else's at the address that is not asked for first.
+        const Program other(folder, {u"--bind=::1"_s},
+                            onNetwork(u"echo 40000 40001 > /proc/sys/net/ipv4/ip_local_port_range;"
+                                      " ip address delete 127.0.0.1/8 dev lo"_s));
+        QVERIFY2(other.address().startsWith(u"http://[::1]:4000"_s), qPrintable(other.address()));
+        const QTemporaryDir second;
+        const Program own(second, {},
+                          {u"nsenter"_s, u"--preserve-credentials"_s, u"-U"_s, u"-n"_s, u"-t"_s, other.process(),
+                           u"sh"_s, u"-c"_s, u"ip address add 127.0.0.1/8 dev lo; exec \"$@\""_s, u"sh"_s});
+        QVERIFY2(own.address().startsWith(u"http://127.0.0.1:4000"_s), qPrintable(own.address()));
+        QVERIFY(own.address().last(1) != other.address().last(1));
+    }
+
+    void losesAtMostTheRequestInFlight()
+    {
+        constexpr int clients = 3;
+        QTemporaryDir folder;
+        QString email;
+        QString password;
+        std::set<QString> acknowledged;
+        int unanswered = 0;
+        for (int round = 0; round < 4; ++round) {
+            Program program(folder);
+            if (round == 0) {
+                email = program.email();
+                password = program.password();
+            }
+            std::atomic<int> answers = 0;
+            std::vector<std::set<QString>> notes(clients);
+            std::vector<std::thread> threads;
+            for (int n = 0; n < clients; ++n) {
+                threads.emplace_back([&, n] {
+                    HttpClient client(program.address(), email, password);
+                    for (int i = 0;; ++i) {
+                        const auto note = u"%1-%2-%3"_s.arg(round).arg(n).arg(i);
+                        const auto added = client.post(u"/daily/add"_s, hourWithNote(note));
+                        if (added.error != 0)
+                            return;
+                        if (added.status == 200)
+                            notes[n].insert(note);
+                        // Timers on the way make transactions with several rows.
+                        if (client.get(u"/daily/timer/"_s + added.text(u"id"_s)).error != 0)
+                            return;
+                        ++answers;
+                    }
+                });
+            }
+            QTRY_VERIFY(answers >= 20 + 7 * round);
+            QCOMPARE(program.end(SIGKILL), -1);
+            for (auto& thread : threads)
+                thread.join();
+            for (const auto& some : notes)
+                acknowledged.insert(some.begin(), some.end());
+            unanswered += clients;
+        }
+
+        Program last(folder);
+        const auto sheet = HttpClient(last.address(), email, password).get(u"/daily?slim=1"_s);
+        const auto kept = sheet.texts(u"notes"_s);
+        const std::set<QString> unique(kept.begin(), kept.end());
+        QCOMPARE(static_cast<qsizetype>(unique.size()), kept.size());
+        QVERIFY(std::includes(unique.begin(), unique.end(), acknowledged.begin(), acknowledged.end()));
+        QVERIFY2(unique.size() <= acknowledged.size() + unanswered, QByteArray::number(kept.size()));
+        QVERIFY(sheet.texts(u"timer_started_at"_s).size() <= 1);
+        const auto hours = sheet.texts(u"hours_without_timer"_s);
+        for (qsizetype i = 0; i < hours.size(); ++i) {
+            // The sample entry has no note and no time.
+            const double least = kept.at(i).isEmpty() ? 0.0 : 1.0;
+            QVERIFY2(hours.at(i).toDouble() >= least && hours.at(i).toDouble() < least + 0.02, qPrintable(hours.at(i)));
+        }
+    }
+};
 
 QTEST_GUILESS_MAIN(LocalServiceProgramTest)
 #include "LocalServiceProgramTest.moc"

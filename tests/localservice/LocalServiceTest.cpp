@@ -40,277 +40,269 @@ class LocalServiceTest : public QObject
     Q_OBJECT
 
 private slots:
-    void refusesStrangers_data();
-    void refusesStrangers();
-    void passwordsChangeAtOnce();
-    void slowsGuessingDown();
-    void throttleKeepsPeopleApart();
-    void refusesBrokenCredentials();
-    void listensOnLoopbackOnly();
-    void listensOnBothLoopbacks();
-    void sharesNoPort();
-    void keepsItsFileToItself();
-    void samplesAreMadeOnce();
-    void theProgramSignsInBesideItsOwner();
-    void refusesUnusableFiles();
-};
-
-void LocalServiceTest::refusesStrangers_data()
-{
-    QTest::addColumn<QString>("host");
-    QTest::addColumn<QString>("email");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<bool>("welcome");
-    QTest::newRow("right") << u"acme.localhost"_s << u"ann@example.com"_s << u"secret"_s << true;
-    QTest::newRow("e-mail in other case") << u"acme.localhost"_s << u"Ann@Example.com"_s << u"secret"_s << true;
-    QTest::newRow("account in other case") << u"ACME.localhost:99"_s << u"ann@example.com"_s << u"secret"_s << true;
-    QTest::newRow("wrong password") << u"acme.localhost"_s << u"ann@example.com"_s << u"Secret"_s << false;
-    QTest::newRow("no password") << u"acme.localhost"_s << u"ann@example.com"_s << u""_s << false;
-    QTest::newRow("unknown person") << u"acme.localhost"_s << u"bob@example.com"_s << u"secret"_s << false;
-    QTest::newRow("unknown account") << u"other.localhost"_s << u"ann@example.com"_s << u"secret"_s << false;
-    QTest::newRow("no account, two to choose from") << u"127.0.0.1"_s << u"ann@example.com"_s << u"secret"_s << false;
-}
-
-void LocalServiceTest::refusesStrangers()
-{
-    QFETCH(QString, host);
-    QFETCH(QString, email);
-    QFETCH(QString, password);
-    QFETCH(bool, welcome);
-    Scenario s;
-    HttpClient client(QString::fromStdString(s.service->url("acme")), email, password);
-    const auto answer = client.send("GET", u"/nowhere"_s, {}, {u"Host: "_s + host});
-    QCOMPARE(answer.status, welcome ? 404 : 401);
-    QCOMPARE(answer.body == "Authentication failed for API request.", !welcome);
-    QCOMPARE(answer.headers.contains(u"x-company-cache-version"_s), welcome);
-    QVERIFY(!answer.headers.contains(u"www-authenticate"_s));
-}
-
-void LocalServiceTest::passwordsChangeAtOnce()
-{
-    Scenario s;
-    QCOMPARE(s.today().status, 200);
-    QVERIFY(s.database().setPassword("acme", "ann@example.com", "näw: 1"));
-    QCOMPARE(s.today().status, 401);
-    QCOMPARE(s.client(s.acme, u"näw: 1"_s)->get(u"/daily"_s).status, 200);
-    QVERIFY(!s.database().setPassword("acme", "bob@example.com", "x"));
-
-    QElapsedTimer timer;
-    const auto client = s.client(s.acme, u"näw: 1"_s);
-    client->get(u"/daily?slim=1"_s);
-    timer.start();
-    for (int i = 0; i < 100; ++i)
-        client->get(u"/account/who_am_i"_s);
-    // A slow hash for each request, or a delayed acknowledgement, would cost ten times as much.
-    QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
-}
-
-void LocalServiceTest::slowsGuessingDown()
-{
-    Scenario s;
-    const auto tryWith = [&s](const QString& password) { return s.client(s.acme, password)->get(u"/daily?slim=1"_s); };
-    for (int i = 0; i < 11; ++i)
-        QCOMPARE(tryWith(u"old password of a program"_s).status, 401);
-    s.pass(5min);
-    for (int i = 0; i < 9; ++i)
-        QCOMPARE(tryWith(QString::number(i)).status, 401);
-    // Not even the right password tells anything now. The body is the one by which programs know that they are out.
-    const auto refused = tryWith(u"secret"_s);
-    QCOMPARE(refused.status, 429);
-    QCOMPARE(refused.headers.value(u"retry-after"_s), u"600"_s);
-    QCOMPARE(refused.body, "Authentication failed for API request.");
-    QVERIFY(!refused.headers.contains(u"x-company-cache-version"_s));
-    s.pass(599s);
-    QCOMPARE(tryWith(u"secret"_s).status, 429);
-    s.pass(1s);
-    QCOMPARE(tryWith(u"another"_s).status, 401);
-    QCOMPARE(tryWith(u"secret"_s).status, 429);
-    s.pass(5min);
-    QCOMPARE(tryWith(u"secret"_s).status, 200);
-    // Who is in has a fresh start.
-    for (int i = 0; i < 9; ++i)
-        QCOMPARE(tryWith(QString::number(i)).status, 401);
-    QCOMPARE(tryWith(u"secret"_s).status, 200);
-}
-
-void LocalServiceTest::throttleKeepsPeopleApart()
-{
-    std::chrono::system_clock::time_point now{};
-    localservice::SignInThrottle throttle([&now] { return now; });
-    const auto blocked = [&](const char* peer, const char* email, const std::string& password = "right") {
-        return throttle.tryAgainIn(peer, {}, email, password).has_value();
-    };
-    QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
-    throttle.succeeded("192.0.2.1", {}, "ben@example.com");
-    for (int i = 0; i < 10; ++i)
-        QVERIFY(!blocked("192.0.2.1", "ann@example.com", std::to_string(i)));
-    QVERIFY(blocked("192.0.2.1", "Ann@Example.com"));
-    QVERIFY(!blocked("192.0.2.2", "ann@example.com"));
-    for (int i = 0; i < 40; ++i)
-        QVERIFY(!blocked("192.0.2.1", ("guess" + std::to_string(i)).c_str(), "123456"));
-    QVERIFY(blocked("192.0.2.1", "somebody@example.com"));
-    QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
-    for (int i = 0; i < 10; ++i)
-        QVERIFY(!blocked(("2001:db8::" + std::to_string(i)).c_str(), "ann@example.com", std::to_string(i)));
-    QVERIFY(blocked("2001:db8::ffff", "ann@example.com"));
-    QVERIFY(!blocked("2001:db8:0:1::1", "ann@example.com"));
-    // Whoever can be many users of a machine has no more tries for it.
-    for (uid_t user = 0; user < 50; ++user)
-        QVERIFY(!throttle.tryAgainIn("127.0.0.1", user, "ann@example.com", std::to_string(user)));
-    QVERIFY(throttle.tryAgainIn("127.0.0.1", 50, "ann@example.com", "right"));
-    // A clock that is set back blocks nobody for longer than the window.
-    now -= 24h;
-    QVERIFY(!blocked("192.0.2.1", "ann@example.com"));
-}
-
-void LocalServiceTest::refusesBrokenCredentials()
-{
-    Scenario s;
-    HttpClient client(QString::fromStdString(s.service->url("acme")), {}, {});
-    for (const auto& value : {u"Basic !!!!"_s, u"Basic "_s, u"Bearer x"_s})
-        QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Authorization: "_s + value}).status, 401);
-}
-
-void LocalServiceTest::listensOnLoopbackOnly()
-{
-    QTemporaryDir folder;
-    for (const auto* address : {"0.0.0.0", "::", "192.168.1.1", "example.com", ""}) {
-        localservice::Service service({.dataFile = folder.filePath(u"x"_s).toStdString(), .address = address});
-        QVERIFY2(!service.start(), address);
+    void refusesStrangers_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("email");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<bool>("welcome");
+        QTest::newRow("right") << u"acme.localhost"_s << u"ann@example.com"_s << u"secret"_s << true;
+        QTest::newRow("e-mail in other case") << u"acme.localhost"_s << u"Ann@Example.com"_s << u"secret"_s << true;
+        QTest::newRow("account in other case") << u"ACME.localhost:99"_s << u"ann@example.com"_s << u"secret"_s << true;
+        QTest::newRow("wrong password") << u"acme.localhost"_s << u"ann@example.com"_s << u"Secret"_s << false;
+        QTest::newRow("no password") << u"acme.localhost"_s << u"ann@example.com"_s << u""_s << false;
+        QTest::newRow("unknown person") << u"acme.localhost"_s << u"bob@example.com"_s << u"secret"_s << false;
+        QTest::newRow("unknown account") << u"other.localhost"_s << u"ann@example.com"_s << u"secret"_s << false;
+        QTest::newRow("no account, two to choose from")
+            << u"127.0.0.1"_s << u"ann@example.com"_s << u"secret"_s << false;
     }
-    QVERIFY(!QFileInfo::exists(folder.filePath(u"x"_s)));
-}
 
-void LocalServiceTest::listensOnBothLoopbacks()
-{
-    const auto taken = squat(0);
-    if (taken == 0)
-        QSKIP("this machine has no [::1]");
-    const bool isRoot = ::geteuid() == 0;
-    for (const auto* address : {"127.0.0.1", "::1", "0:0:0:0:0:0:0:1"}) {
+    void refusesStrangers()
+    {
+        QFETCH(QString, host);
+        QFETCH(QString, email);
+        QFETCH(QString, password);
+        QFETCH(bool, welcome);
+        Scenario s;
+        HttpClient client(QString::fromStdString(s.service->url("acme")), email, password);
+        const auto answer = client.send("GET", u"/nowhere"_s, {}, {u"Host: "_s + host});
+        QCOMPARE(answer.status, welcome ? 404 : 401);
+        QCOMPARE(answer.body == "Authentication failed for API request.", !welcome);
+        QCOMPARE(answer.headers.contains(u"x-company-cache-version"_s), welcome);
+        QVERIFY(!answer.headers.contains(u"www-authenticate"_s));
+    }
+
+    void passwordsChangeAtOnce()
+    {
+        Scenario s;
+        QCOMPARE(s.today().status, 200);
+        QVERIFY(s.database().setPassword("acme", "ann@example.com", "näw: 1"));
+        QCOMPARE(s.today().status, 401);
+        QCOMPARE(s.client(s.acme, u"näw: 1"_s)->get(u"/daily"_s).status, 200);
+        QVERIFY(!s.database().setPassword("acme", "bob@example.com", "x"));
+
+        QElapsedTimer timer;
+        const auto client = s.client(s.acme, u"näw: 1"_s);
+        client->get(u"/daily?slim=1"_s);
+        timer.start();
+        for (int i = 0; i < 100; ++i)
+            client->get(u"/account/who_am_i"_s);
+        // A slow hash for each request, or a delayed acknowledgement, would cost ten times as much.
+        QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+    }
+
+    void slowsGuessingDown()
+    {
+        Scenario s;
+        const auto tryWith = [&s](const QString& password) {
+            return s.client(s.acme, password)->get(u"/daily?slim=1"_s);
+        };
+        for (int i = 0; i < 11; ++i)
+            QCOMPARE(tryWith(u"old password of a program"_s).status, 401);
+        s.pass(5min);
+        for (int i = 0; i < 9; ++i)
+            QCOMPARE(tryWith(QString::number(i)).status, 401);
+        // Not even the right password tells anything now. The body is the one by which programs know that they are out.
+        const auto refused = tryWith(u"secret"_s);
+        QCOMPARE(refused.status, 429);
+        QCOMPARE(refused.headers.value(u"retry-after"_s), u"600"_s);
+        QCOMPARE(refused.body, "Authentication failed for API request.");
+        QVERIFY(!refused.headers.contains(u"x-company-cache-version"_s));
+        s.pass(599s);
+        QCOMPARE(tryWith(u"secret"_s).status, 429);
+        s.pass(1s);
+        QCOMPARE(tryWith(u"another"_s).status, 401);
+        QCOMPARE(tryWith(u"secret"_s).status, 429);
+        s.pass(5min);
+        QCOMPARE(tryWith(u"secret"_s).status, 200);
+        // Who is in has a fresh start.
+        for (int i = 0; i < 9; ++i)
+            QCOMPARE(tryWith(QString::number(i)).status, 401);
+        QCOMPARE(tryWith(u"secret"_s).status, 200);
+    }
+
+    void throttleKeepsPeopleApart()
+    {
+        std::chrono::system_clock::time_point now{};
+        localservice::SignInThrottle throttle([&now] { return now; });
+        const auto blocked = [&](const char* peer, const char* email, const std::string& password = "right") {
+            return throttle.tryAgainIn(peer, {}, email, password).has_value();
+        };
+        QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
+        throttle.succeeded("192.0.2.1", {}, "ben@example.com");
+        for (int i = 0; i < 10; ++i)
+            QVERIFY(!blocked("192.0.2.1", "ann@example.com", std::to_string(i)));
+        QVERIFY(blocked("192.0.2.1", "Ann@Example.com"));
+        QVERIFY(!blocked("192.0.2.2", "ann@example.com"));
+        for (int i = 0; i < 40; ++i)
+            QVERIFY(!blocked("192.0.2.1", ("guess" + std::to_string(i)).c_str(), "123456"));
+        QVERIFY(blocked("192.0.2.1", "somebody@example.com"));
+        QVERIFY(!blocked("192.0.2.1", "ben@example.com"));
+        for (int i = 0; i < 10; ++i)
+            QVERIFY(!blocked(("2001:db8::" + std::to_string(i)).c_str(), "ann@example.com", std::to_string(i)));
+        QVERIFY(blocked("2001:db8::ffff", "ann@example.com"));
+        QVERIFY(!blocked("2001:db8:0:1::1", "ann@example.com"));
+        // Whoever can be many users of a machine has no more tries for it.
+        for (uid_t user = 0; user < 50; ++user)
+            QVERIFY(!throttle.tryAgainIn("127.0.0.1", user, "ann@example.com", std::to_string(user)));
+        QVERIFY(throttle.tryAgainIn("127.0.0.1", 50, "ann@example.com", "right"));
+        // A clock that is set back blocks nobody for longer than the window.
+        now -= 24h;
+        QVERIFY(!blocked("192.0.2.1", "ann@example.com"));
+    }
+
+    void refusesBrokenCredentials()
+    {
+        Scenario s;
+        HttpClient client(QString::fromStdString(s.service->url("acme")), {}, {});
+        for (const auto& value : {u"Basic !!!!"_s, u"Basic "_s, u"Bearer x"_s})
+            QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Authorization: "_s + value}).status, 401);
+    }
+
+    void listensOnLoopbackOnly()
+    {
         QTemporaryDir folder;
-        localservice::Service::Options options{.dataFile = folder.filePath(u"x"_s).toStdString(), .address = address};
-        localservice::Service service(options);
-        const auto port = service.start();
-        QVERIFY2(port, port ? "" : port.error().c_str());
-        for (const auto& host : {u"127.0.0.1"_s, u"[::1]"_s}) {
-            HttpClient client(u"http://%1:%2"_s.arg(host).arg(*port), {}, {});
-            QCOMPARE(client.get(u"/"_s).status, 401);
-            QVERIFY(!isRoot || ::seteuid(4242) == 0);
-            QCOMPARE(squat(*port), std::uint16_t{0});
-            QVERIFY(!isRoot || ::seteuid(0) == 0);
+        for (const auto* address : {"0.0.0.0", "::", "192.168.1.1", "example.com", ""}) {
+            localservice::Service service({.dataFile = folder.filePath(u"x"_s).toStdString(), .address = address});
+            QVERIFY2(!service.start(), address);
         }
-        service.stop();
-        // Half of the addresses would be worse than none: the other half may be somebody else's.
-        options.port = taken;
-        QVERIFY(!localservice::Service(options).start());
+        QVERIFY(!QFileInfo::exists(folder.filePath(u"x"_s)));
     }
-    Scenario s;
-    QCOMPARE(s.today().status, 200);
-}
 
-void LocalServiceTest::sharesNoPort()
-{
-    Scenario s;
-    localservice::Service second({.dataFile = s.folder.filePath(u"other"_s).toStdString(), .port = portOf(s)});
-    const auto started = second.start();
-    QVERIFY(!started);
-    QVERIFY2(QString::fromStdString(started.error()).contains(u"Address already in use"_s), started.error().c_str());
-}
-
-void LocalServiceTest::keepsItsFileToItself()
-{
-    Scenario s;
-    s.add();
-    const auto owner = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
-    QByteArray bytes;
-    for (const auto* suffix : {"", "-wal"}) {
-        QFile file(s.folder.filePath(u"deep/service.sqlite"_s) + QLatin1String(suffix));
-        QCOMPARE(file.permissions(), owner);
-        QVERIFY(file.open(QFile::ReadOnly));
-        bytes += file.readAll();
+    void listensOnBothLoopbacks()
+    {
+        const auto taken = squat(0);
+        if (taken == 0)
+            QSKIP("this machine has no [::1]");
+        const bool isRoot = ::geteuid() == 0;
+        for (const auto* address : {"127.0.0.1", "::1", "0:0:0:0:0:0:0:1"}) {
+            QTemporaryDir folder;
+            localservice::Service::Options options{.dataFile = folder.filePath(u"x"_s).toStdString(),
+                                                   .address = address};
+            localservice::Service service(options);
+            const auto port = service.start();
+            QVERIFY2(port, port ? "" : port.error().c_str());
+            for (const auto& host : {u"127.0.0.1"_s, u"[::1]"_s}) {
+                HttpClient client(u"http://%1:%2"_s.arg(host).arg(*port), {}, {});
+                QCOMPARE(client.get(u"/"_s).status, 401);
+                QVERIFY(!isRoot || ::seteuid(4242) == 0);
+                QCOMPARE(squat(*port), std::uint16_t{0});
+                QVERIFY(!isRoot || ::seteuid(0) == 0);
+            }
+            service.stop();
+            // Half of the addresses would be worse than none: the other half may be somebody else's.
+            options.port = taken;
+            QVERIFY(!localservice::Service(options).start());
+        }
+        Scenario s;
+        QCOMPARE(s.today().status, 200);
     }
-    QVERIFY(bytes.contains("ann@example.com"));
-    QVERIFY(!bytes.contains("secret"));
-}
 
-void LocalServiceTest::samplesAreMadeOnce()
-{
-    QTemporaryDir folder;
-    localservice::Service service({.dataFile = folder.filePath(u"new/x.sqlite"_s).toStdString()});
-    const auto database = service.database();
-    QVERIFY(database);
-    const auto first = (*database)->ensureSampleAccount("me@example.com");
-    QVERIFY(first && first->password && first->password->size() == 20);
-    const auto second = (*database)->ensureSampleAccount("other@example.com");
-    QVERIFY(second && !second->password);
-    QCOMPARE(second->email, "me@example.com");
-    QCOMPARE(second->account, first->account);
+    void sharesNoPort()
+    {
+        Scenario s;
+        localservice::Service second({.dataFile = s.folder.filePath(u"other"_s).toStdString(), .port = portOf(s)});
+        const auto started = second.start();
+        QVERIFY(!started);
+        QVERIFY2(QString::fromStdString(started.error()).contains(u"Address already in use"_s),
+                 started.error().c_str());
+    }
 
-    QVERIFY(service.start());
-    HttpClient client(QString::fromStdString(service.url("local")), u"me@example.com"_s,
-                      QString::fromStdString(*first->password));
-    const auto sheet = client.get(u"/daily"_s);
-    QCOMPARE(sheet.texts(u"code"_s).size(), 5);
-    // And one entry without time, so that there is a timer to start.
-    QCOMPARE(sheet.texts(u"hours"_s), QStringList{u"0.0"_s});
-    QVERIFY(sheet.texts(u"code"_s).contains(QString()) && sheet.texts(u"code"_s).contains(u"JB-01"_s));
-    QVERIFY(sheet.texts(u"billable"_s).contains(u"true"_s) && sheet.texts(u"billable"_s).contains(u"false"_s));
-    // One account is told by its bare address too.
-    QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Host: 127.0.0.1:1"_s}).status, 200);
-    QVERIFY((*database)->setPassword("local", "me@example.com", "mine"));
-    QCOMPARE(client.get(u"/daily"_s).status, 401);
-}
+    void keepsItsFileToItself()
+    {
+        Scenario s;
+        s.add();
+        const auto owner = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+        QByteArray bytes;
+        for (const auto* suffix : {"", "-wal"}) {
+            QFile file(s.folder.filePath(u"deep/service.sqlite"_s) + QLatin1String(suffix));
+            QCOMPARE(file.permissions(), owner);
+            QVERIFY(file.open(QFile::ReadOnly));
+            bytes += file.readAll();
+        }
+        QVERIFY(bytes.contains("ann@example.com"));
+        QVERIFY(!bytes.contains("secret"));
+    }
 
-void LocalServiceTest::theProgramSignsInBesideItsOwner()
-{
-    QTemporaryDir folder;
-    localservice::Service service(
-        {.dataFile = folder.filePath(u"x.sqlite"_s).toStdString(), .ownerPassword = "made for this run"});
-    const auto database = service.database();
-    QVERIFY(database);
-    const auto sample = (*database)->ensureSampleAccount("me@localhost", "local", localservice::FirstPassword::None);
-    QVERIFY(sample && !sample->password && !sample->hasPassword);
-    const auto bob = (*database)->addPerson({sample->account, "bob@localhost", "secret of bob"});
-    QVERIFY(bob && service.start());
-    const auto who = [&](const QString& email, const QString& password) {
-        HttpClient client(QString::fromStdString(service.url("local")), email, password);
-        const auto answer = client.get(u"/account/who_am_i"_s);
-        return answer.status == 200 ? answer.text(u"email"_s) : QString::number(answer.status);
-    };
-    QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
-    QCOMPARE(who(u"old@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
-    QCOMPARE(who(u"me@localhost"_s, QString()), u"401"_s);
-    QCOMPARE(who(u"bob@localhost"_s, u"secret of bob"_s), u"bob@localhost"_s);
+    void samplesAreMadeOnce()
+    {
+        QTemporaryDir folder;
+        localservice::Service service({.dataFile = folder.filePath(u"new/x.sqlite"_s).toStdString()});
+        const auto database = service.database();
+        QVERIFY(database);
+        const auto first = (*database)->ensureSampleAccount("me@example.com");
+        QVERIFY(first && first->password && first->password->size() == 20);
+        const auto second = (*database)->ensureSampleAccount("other@example.com");
+        QVERIFY(second && !second->password);
+        QCOMPARE(second->email, "me@example.com");
+        QCOMPARE(second->account, first->account);
 
-    QVERIFY((*database)->setPassword("local", "me@localhost", "mine"));
-    QVERIFY((*database)->ensureSampleAccount("me@localhost")->hasPassword);
-    QCOMPARE(who(u"me@localhost"_s, u"mine"_s), u"me@localhost"_s);
-    QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
-}
+        QVERIFY(service.start());
+        HttpClient client(QString::fromStdString(service.url("local")), u"me@example.com"_s,
+                          QString::fromStdString(*first->password));
+        const auto sheet = client.get(u"/daily"_s);
+        QCOMPARE(sheet.texts(u"code"_s).size(), 5);
+        // And one entry without time, so that there is a timer to start.
+        QCOMPARE(sheet.texts(u"hours"_s), QStringList{u"0.0"_s});
+        QVERIFY(sheet.texts(u"code"_s).contains(QString()) && sheet.texts(u"code"_s).contains(u"JB-01"_s));
+        QVERIFY(sheet.texts(u"billable"_s).contains(u"true"_s) && sheet.texts(u"billable"_s).contains(u"false"_s));
+        // One account is told by its bare address too.
+        QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Host: 127.0.0.1:1"_s}).status, 200);
+        QVERIFY((*database)->setPassword("local", "me@example.com", "mine"));
+        QCOMPARE(client.get(u"/daily"_s).status, 401);
+    }
 
-void LocalServiceTest::refusesUnusableFiles()
-{
-    QTemporaryDir folder;
-    const auto start = [](const QString& file) {
-        localservice::Service service({.dataFile = file.toStdString()});
-        const auto started = service.start();
-        return started ? QString() : QString::fromStdString(started.error());
-    };
-    QFile text(folder.filePath(u"text"_s));
-    QVERIFY(text.open(QFile::WriteOnly) && text.write(QByteArray(5000, 'x')) == 5000);
-    text.close();
-    QCOMPARE(start(text.fileName()), u"cannot use %1: file is not a database"_s.arg(text.fileName()));
-    QCOMPARE(start(folder.path()), u"cannot open %1: Is a directory"_s.arg(folder.path()));
+    void theProgramSignsInBesideItsOwner()
+    {
+        QTemporaryDir folder;
+        localservice::Service service(
+            {.dataFile = folder.filePath(u"x.sqlite"_s).toStdString(), .ownerPassword = "made for this run"});
+        const auto database = service.database();
+        QVERIFY(database);
+        const auto sample =
+            (*database)->ensureSampleAccount("me@localhost", "local", localservice::FirstPassword::None);
+        QVERIFY(sample && !sample->password && !sample->hasPassword);
+        const auto bob = (*database)->addPerson({sample->account, "bob@localhost", "secret of bob"});
+        QVERIFY(bob && service.start());
+        const auto who = [&](const QString& email, const QString& password) {
+            HttpClient client(QString::fromStdString(service.url("local")), email, password);
+            const auto answer = client.get(u"/account/who_am_i"_s);
+            return answer.status == 200 ? answer.text(u"email"_s) : QString::number(answer.status);
+        };
+        QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
+        QCOMPARE(who(u"old@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
+        QCOMPARE(who(u"me@localhost"_s, QString()), u"401"_s);
+        QCOMPARE(who(u"bob@localhost"_s, u"secret of bob"_s), u"bob@localhost"_s);
 
-    const auto newer = folder.filePath(u"newer"_s);
-    QVERIFY(start(newer).isEmpty());
-    QFile file(newer);
-    // The version number of the schema stands at byte 60 of an SQLite file.
-    QVERIFY(file.open(QFile::ReadWrite) && file.seek(63) && file.putChar(99));
-    file.close();
-    QCOMPARE(start(newer), u"cannot use %1: it was written by a newer version of the service"_s.arg(newer));
-}
+        QVERIFY((*database)->setPassword("local", "me@localhost", "mine"));
+        QVERIFY((*database)->ensureSampleAccount("me@localhost")->hasPassword);
+        QCOMPARE(who(u"me@localhost"_s, u"mine"_s), u"me@localhost"_s);
+        QCOMPARE(who(u"me@localhost"_s, u"made for this run"_s), u"me@localhost"_s);
+    }
+
+    void refusesUnusableFiles()
+    {
+        QTemporaryDir folder;
+        const auto start = [](const QString& file) {
+            localservice::Service service({.dataFile = file.toStdString()});
+            const auto started = service.start();
+            return started ? QString() : QString::fromStdString(started.error());
+        };
+        QFile text(folder.filePath(u"text"_s));
+        QVERIFY(text.open(QFile::WriteOnly) && text.write(QByteArray(5000, 'x')) == 5000);
+        text.close();
+        QCOMPARE(start(text.fileName()), u"cannot use %1: file is not a database"_s.arg(text.fileName()));
+        QCOMPARE(start(folder.path()), u"cannot open %1: Is a directory"_s.arg(folder.path()));
+
+        const auto newer = folder.filePath(u"newer"_s);
+        QVERIFY(start(newer).isEmpty());
+        QFile file(newer);
+        // The version number of the schema stands at byte 60 of an SQLite file.
+        QVERIFY(file.open(QFile::ReadWrite) && file.seek(63) && file.putChar(99));
+        file.close();
+        QCOMPARE(start(newer), u"cannot use %1: it was written by a newer version of the service"_s.arg(newer));
+    }
+};
 
 QTEST_GUILESS_MAIN(LocalServiceTest)
 #include "LocalServiceTest.moc"

@@ -62,162 +62,118 @@ class ReportTest : public QObject
     Q_OBJECT
 
 private slots:
-    void sumsUpDaysAndPeople();
-    void showsAFittingNumberOfSteps_data();
-    void showsAFittingNumberOfSteps();
-    void goesOnByWholeMonths_data();
-    void goesOnByWholeMonths();
-    void cellsAreNoFormulas_data();
-    void cellsAreNoFormulas();
-};
+    void sumsUpDaysAndPeople()
+    {
+        Scenario s;
+        const Id bob = s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone"}).value();
+        s.database().assignPerson(s.acme.website, bob).value();
+        const auto add = [](HttpClient& client, Id project, Id task, const QString& date, const QString& hours) {
+            const auto answer = client.post(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(project)},
+                                                                          {u"task_id"_s, QString::number(task)},
+                                                                          {u"spent_at"_s, date},
+                                                                          {u"hours"_s, hours}}));
+            QCOMPARE(answer.status, 200);
+        };
+        const auto ann = s.client(s.acme);
+        add(*ann, s.acme.website, s.acme.design, u"2024-03-03"_s, u"8"_s);
+        add(*ann, s.acme.website, s.acme.design, u"2024-03-04"_s, u"2"_s);
+        add(*ann, s.acme.website, s.acme.support, u"2024-03-04"_s, u"0.5"_s);
+        add(*ann, s.acme.internal, s.acme.support, u"2024-03-06"_s, u"3"_s);
+        add(*ann, s.acme.website, s.acme.design, u"2024-03-07"_s, u"8"_s);
+        HttpClient other(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
+        add(other, s.acme.website, s.acme.design, u"2024-03-05"_s, u"0"_s); // runs
+        // The other account's hours are nobody's business.
+        const auto stranger = s.client(s.clock);
+        add(*stranger, s.clock.website, s.clock.design, u"2024-03-05"_s, u"5"_s);
 
-void ReportTest::sumsUpDaysAndPeople()
-{
-    Scenario s;
-    const Id bob = s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone"}).value();
-    s.database().assignPerson(s.acme.website, bob).value();
-    const auto add = [](HttpClient& client, Id project, Id task, const QString& date, const QString& hours) {
-        const auto answer = client.post(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(project)},
-                                                                      {u"task_id"_s, QString::number(task)},
-                                                                      {u"spent_at"_s, date},
-                                                                      {u"hours"_s, hours}}));
-        QCOMPARE(answer.status, 200);
-    };
-    const auto ann = s.client(s.acme);
-    add(*ann, s.acme.website, s.acme.design, u"2024-03-03"_s, u"8"_s);
-    add(*ann, s.acme.website, s.acme.design, u"2024-03-04"_s, u"2"_s);
-    add(*ann, s.acme.website, s.acme.support, u"2024-03-04"_s, u"0.5"_s);
-    add(*ann, s.acme.internal, s.acme.support, u"2024-03-06"_s, u"3"_s);
-    add(*ann, s.acme.website, s.acme.design, u"2024-03-07"_s, u"8"_s);
-    HttpClient other(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
-    add(other, s.acme.website, s.acme.design, u"2024-03-05"_s, u"0"_s); // runs
-    // The other account's hours are nobody's business.
-    const auto stranger = s.client(s.clock);
-    add(*stranger, s.clock.website, s.clock.design, u"2024-03-05"_s, u"5"_s);
+        const auto all = reportOf(s, u"2024-03-04 2024-03-06"_s, 0, 30min);
+        QCOMPARE(linesOf(all.projects), (QStringList{u"Internal 3/0"_s, u"Website 3/2.5"_s}));
+        QCOMPARE(linesOf(all.tasks), (QStringList{u"Support 3.5/0"_s, u"Design 2.5/2.5"_s}));
+        QCOMPARE(linesOf(all.people), (QStringList{u"Ann Lee 5.5/2"_s, u"Bob Stone 0.5/0.5"_s}));
+        QCOMPARE(linesOf(all.clients), QStringList{u"Bread <& Sons> 6/2.5"_s});
+        QVERIFY(all.total == (Amount{6 * 3600, 9000}));
+        QCOMPARE(all.runningTimers, 1);
+        QCOMPARE(all.running, 1800);
+        QCOMPARE(all.days.size(), 3U);
+        QVERIFY(all.days.at(dayOf(u"2024-03-04"_s)) == (Amount{9000, 7200}));
 
-    const auto all = reportOf(s, u"2024-03-04 2024-03-06"_s, 0, 30min);
-    QCOMPARE(linesOf(all.projects), (QStringList{u"Internal 3/0"_s, u"Website 3/2.5"_s}));
-    QCOMPARE(linesOf(all.tasks), (QStringList{u"Support 3.5/0"_s, u"Design 2.5/2.5"_s}));
-    QCOMPARE(linesOf(all.people), (QStringList{u"Ann Lee 5.5/2"_s, u"Bob Stone 0.5/0.5"_s}));
-    QCOMPARE(linesOf(all.clients), QStringList{u"Bread <& Sons> 6/2.5"_s});
-    QVERIFY(all.total == (Amount{6 * 3600, 9000}));
-    QCOMPARE(all.runningTimers, 1);
-    QCOMPARE(all.running, 1800);
-    QCOMPARE(all.days.size(), 3U);
-    QVERIFY(all.days.at(dayOf(u"2024-03-04"_s)) == (Amount{9000, 7200}));
-
-    // What has been withdrawn from a project stays billable as the project is.
-    QVERIFY(s.database().withdrawTask(s.acme.website, s.acme.design));
-    const auto own = reportOf(s, u"2024-03-04 2024-03-06"_s, s.acme.person);
-    QVERIFY(own.total == (Amount{19800, 7200}));
-    QCOMPARE(linesOf(own.people), QStringList{u"Ann Lee 5.5/2"_s});
-    QCOMPARE(own.runningTimers, 0);
-    QVERIFY(reportOf(s, u"2024-03-04 2024-03-06"_s, s.clock.person).days.empty());
-}
-
-void ReportTest::showsAFittingNumberOfSteps_data()
-{
-    QTest::addColumn<QString>("range");
-    QTest::addColumn<QString>("booked"); ///< days with an hour each
-    QTest::addColumn<int>("length");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("first");
-    QTest::addColumn<QString>("last");
-    const auto row = [](const char* name, const char* range, const char* booked, StepLength length, int count,
-                        const char* first, const char* last) {
-        QTest::newRow(name) << QString::fromUtf8(range) << QString::fromUtf8(booked) << static_cast<int>(length)
-                            << count << QString::fromUtf8(first) << QString::fromUtf8(last);
-    };
-    row("a day", "2024-03-05 2024-03-05", "2024-03-05", StepLength::Day, 1, "Tue, 5 Mar 2024|Tue 5",
-        "Tue, 5 Mar 2024|Tue 5");
-    row("two months", "2024-01-01 2024-03-02", "2024-01-01", StepLength::Day, 62, "Mon, 1 Jan 2024|1",
-        "Sat, 2 Mar 2024|2");
-    row("weeks are cut at both ends", "2024-01-03 2024-03-05", "2024-01-03", StepLength::Week, 10,
-        "3 – 7 January 2024|3 Jan", "4 – 5 March 2024|4 Mar");
-    row("a year", "2024-01-01 2024-12-31", "2024-05-05", StepLength::Week, 53, "1 – 7 January 2024|Jan",
-        "30 – 31 December 2024|");
-    row("years from the first hour to the last", "1900-01-01 9999-12-31", "2022-11-30 2024-02-01", StepLength::Month,
-        16, "30 November 2022|Nov", "1 February 2024|Feb");
-    row("decades", "2000-01-01 2024-12-31", "2001-06-01 2024-12-31", StepLength::Year, 24,
-        "1 June – 31 December 2001|2001", "2024|2024");
-}
-
-void ReportTest::showsAFittingNumberOfSteps()
-{
-    QFETCH(QString, range);
-    QFETCH(QString, booked);
-    QFETCH(int, length);
-    QFETCH(int, count);
-    QFETCH(QString, first);
-    QFETCH(QString, last);
-    Report report;
-    for (const auto& text : booked.split(u' '))
-        report.days[dayOf(text)] = {3600, 0};
-    QCOMPARE(static_cast<int>(stepLengthOf(rangeOf(range), report)), length);
-    const auto steps =
-        stepsOf(rangeOf(range), report, static_cast<StepLength>(length), localservice::Day{2024y / March / 5});
-    QCOMPARE(static_cast<int>(steps.size()), count);
-    QCOMPARE(QString::fromStdString(steps.front().name + "|" + steps.front().label), first);
-    QCOMPARE(QString::fromStdString(steps.back().name + "|" + steps.back().label), last);
-    Amount sum;
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        sum += steps[i].amount;
-        QVERIFY(i == 0 || sys_days(steps[i].range.from) == sys_days(steps[i - 1].range.to) + days(1));
+        // What has been withdrawn from a project stays billable as the project is.
+        QVERIFY(s.database().withdrawTask(s.acme.website, s.acme.design));
+        const auto own = reportOf(s, u"2024-03-04 2024-03-06"_s, s.acme.person);
+        QVERIFY(own.total == (Amount{19800, 7200}));
+        QCOMPARE(linesOf(own.people), QStringList{u"Ann Lee 5.5/2"_s});
+        QCOMPARE(own.runningTimers, 0);
+        QVERIFY(reportOf(s, u"2024-03-04 2024-03-06"_s, s.clock.person).days.empty());
     }
-    QCOMPARE(sum.all, 3600 * static_cast<std::int64_t>(report.days.size()));
-}
 
-void ReportTest::goesOnByWholeMonths_data()
-{
-    QTest::addColumn<QString>("range");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("result");
-    QTest::newRow("month") << u"2024-03-01 2024-03-31"_s << -1 << u"2024-02-01 2024-02-29"_s;
-    QTest::newRow("quarter") << u"2024-10-01 2024-12-31"_s << 1 << u"2025-01-01 2025-03-31"_s;
-    QTest::newRow("year") << u"2024-01-01 2024-12-31"_s << -1 << u"2023-01-01 2023-12-31"_s;
-    QTest::newRow("almost a month") << u"2024-03-01 2024-03-30"_s << 1 << u"2024-03-31 2024-04-29"_s;
-    QTest::newRow("the end of all days") << u"9999-12-01 9999-12-31"_s << 1 << QString();
-}
+    void showsAFittingNumberOfSteps()
+    {
+        // `booked` are days with an hour each; `first` and `last` are name and label of these steps.
+        const auto check = [](const QString& range, const QString& booked, StepLength length, std::size_t count,
+                              const char* first, const char* last) {
+            Report report;
+            for (const auto& text : booked.split(u' '))
+                report.days[dayOf(text)] = {3600, 0};
+            QCOMPARE(stepLengthOf(rangeOf(range), report), length);
+            const auto steps = stepsOf(rangeOf(range), report, length, Day{2024y / March / 5});
+            QCOMPARE(steps.size(), count);
+            QCOMPARE(steps.front().name + "|" + steps.front().label, first);
+            QCOMPARE(steps.back().name + "|" + steps.back().label, last);
+            Amount sum;
+            for (std::size_t i = 0; i < count; ++i) {
+                sum += steps[i].amount;
+                QVERIFY(i == 0 || sys_days(steps[i].range.from) == sys_days(steps[i - 1].range.to) + days(1));
+            }
+            QCOMPARE(sum.all, 3600 * static_cast<std::int64_t>(report.days.size()));
+        };
+        check(u"2024-03-05"_s, u"2024-03-05"_s, StepLength::Day, 1, "Tue, 5 Mar 2024|Tue 5", "Tue, 5 Mar 2024|Tue 5");
+        check(u"2024-01-01 2024-03-02"_s, u"2024-01-01"_s, StepLength::Day, 62, "Mon, 1 Jan 2024|1",
+              "Sat, 2 Mar 2024|2");
+        // Weeks are cut at both ends.
+        check(u"2024-01-03 2024-03-05"_s, u"2024-01-03"_s, StepLength::Week, 10, "3 – 7 January 2024|3 Jan",
+              "4 – 5 March 2024|4 Mar");
+        check(u"2024-01-01 2024-12-31"_s, u"2024-05-05"_s, StepLength::Week, 53, "1 – 7 January 2024|Jan",
+              "30 – 31 December 2024|");
+        // Long ranges go from the first hour to the last.
+        check(u"1900-01-01 9999-12-31"_s, u"2022-11-30 2024-02-01"_s, StepLength::Month, 16, "30 November 2022|Nov",
+              "1 February 2024|Feb");
+        check(u"2000-01-01 2024-12-31"_s, u"2001-06-01 2024-12-31"_s, StepLength::Year, 24,
+              "1 June – 31 December 2001|2001", "2024|2024");
+    }
 
-void ReportTest::goesOnByWholeMonths()
-{
-    QFETCH(QString, range);
-    QFETCH(int, count);
-    QFETCH(QString, result);
-    const auto shifted = localservice::shifted(rangeOf(range), count);
-    QCOMPARE(shifted ? textOf(*shifted) : QString(), result);
-}
+    void goesOnByWholeMonths()
+    {
+        const auto check = [](const QString& range, int count, const QString& expected) {
+            const auto shifted = localservice::shifted(rangeOf(range), count);
+            QCOMPARE(shifted ? textOf(*shifted) : QString(), expected);
+        };
+        check(u"2024-03-01 2024-03-31"_s, -1, u"2024-02-01 2024-02-29"_s);
+        check(u"2024-10-01 2024-12-31"_s, 1, u"2025-01-01 2025-03-31"_s);
+        check(u"2024-01-01 2024-12-31"_s, -1, u"2023-01-01 2023-12-31"_s);
+        check(u"2024-03-01 2024-03-30"_s, 1, u"2024-03-31 2024-04-29"_s); // almost a month
+        check(u"9999-12-01 9999-12-31"_s, 1, {});
+    }
 
-void ReportTest::cellsAreNoFormulas_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QByteArray>("cell");
-    const auto row = [](const char* name, const QByteArray& text, const QByteArray& cell) {
-        QTest::newRow(name) << text << cell;
-    };
-    row("plain", "Ann's – ü", "Ann's – ü");
-    row("quotes", "a \"b\"", "\"a \"\"b\"\"\"");
-    row("formula", "=1+1", "'=1+1");
-    row("number", "-1", "'-1");
-    row("function", "@SUM(1)", "'@SUM(1)");
-    row("tab", "\t=1", "\"'\t'=1\"");
-    row("control characters in front", "\x01\x02=1", "'=1");
-    row("blanks in front", " \xC2\xA0\xE3\x80\x80=1", "' \xC2\xA0\xE3\x80\x80=1");
-    row("two of them and a zero width space", "\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A",
-        "'\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A");
-    row("full width behind a line separator", "\u2028＠A", "'\u2028＠A");
-    row("ill-formed bytes in front", "\xFF\xC3=1", "'=1");
-    row("in a later line", "a\r\n\xEF\xBB\xBF =A(1)\nb", "\"a\r\n'\xEF\xBB\xBF =A(1)\nb\"");
-    row("behind a semicolon", "a; +A(1); =2", "a;' +A(1);' =2");
-    row("formulas as a list", "Today:\n- A(1)\n-1\n- cmd|'x'!A", "\"Today:\n'- A(1)\n'-1\n'- cmd|'x'!A\"");
-}
-
-void ReportTest::cellsAreNoFormulas()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QByteArray, cell);
-    QCOMPARE(QByteArray::fromStdString(localservice::csvCell(text.toStdString())), cell);
-}
+    void cellsAreNoFormulas()
+    {
+        for (const auto& [text, cell] : std::initializer_list<std::pair<std::string, std::string>>{
+                 {"Ann's – ü", "Ann's – ü"},
+                 {"a \"b\"", "\"a \"\"b\"\"\""},
+                 {"=1+1", "'=1+1"},
+                 {"-1", "'-1"},
+                 {"@SUM(1)", "'@SUM(1)"},
+                 {"\t=1", "\"'\t'=1\""},
+                 {"\x01\x02=1", "'=1"},
+                 {" \xC2\xA0\xE3\x80\x80=1", "' \xC2\xA0\xE3\x80\x80=1"},
+                 {"\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A", "'\xEF\xBB\xBF\xEF\xBB\xBF\xE2\x80\x8B@A"},
+                 {"\u2028＠A", "'\u2028＠A"}, // full width behind a line separator
+                 {"\xFF\xC3=1", "'=1"},       // ill-formed bytes
+                 {"a\r\n\xEF\xBB\xBF =A(1)\nb", "\"a\r\n'\xEF\xBB\xBF =A(1)\nb\""},
+                 {"a; +A(1); =2", "a;' +A(1);' =2"},
+                 {"Today:\n- A(1)\n-1\n- cmd|'x'!A", "\"Today:\n'- A(1)\n'-1\n'- cmd|'x'!A\""}})
+            QCOMPARE(localservice::csvCell(text), cell);
+    }
+};
 
 QTEST_GUILESS_MAIN(ReportTest)
 #include "ReportTest.moc"

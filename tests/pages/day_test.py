@@ -13,17 +13,6 @@ class Day(pages.PageTest):
         super().setUp()
         self.sign_in()
 
-    def book(self, seconds, day="2024-03-05", project="Website", task="Design", person="ann", **columns):
-        """An entry beside the pages; answers its number."""
-        values = {"seconds": seconds, "spent_at": day, "notes": "", "created_at": 1, "updated_at": 1, **columns}
-        self.host.data(f"""
-            INSERT INTO entries (person_id, project_id, task_id, {", ".join(values)})
-            SELECT u.id, p.id, t.id, {", ".join("?" * len(values))} FROM people u JOIN accounts a ON a.id = u.account_id
-            JOIN projects p ON p.account_id = a.id JOIN tasks t ON t.account_id = a.id
-            WHERE a.subdomain = 'acme' AND p.name = ? AND t.name = ? AND u.email LIKE ?""",
-                       *values.values(), project, task, person + "%")
-        return self.host.data("SELECT MAX(id) FROM entries")[0][0]
-
     def entries(self, columns="spent_at, seconds, notes"):
         return self.host.data(f"SELECT {columns} FROM entries ORDER BY id")
 
@@ -81,7 +70,7 @@ class Day(pages.PageTest):
         self.assertEqual(self.host.everything(), before)
 
     def test_edits(self):
-        entry = self.book(5025, notes="\nbegins with a break")
+        entry = self.host.book(5025, notes="\nbegins with a break")
         self.open("/daily")
         self.press("Edit Design on [WEB] Website")
         self.check_page()
@@ -98,7 +87,7 @@ class Day(pages.PageTest):
         self.assertEqual(self.rows(), ["[BOAT] Boats Harbour Design begins with a break 1:30 Start Edit Delete"])
 
     def test_asks_when_the_entry_has_changed(self):
-        entry = self.book(5025, notes="old")
+        entry = self.host.book(5025, notes="old")
         self.open(f"/entries/{entry}")
         self.fill("Notes", "mine")
         self.host.data("UPDATE entries SET notes = 'theirs', seconds = 6111, updated_at = 2")
@@ -121,7 +110,7 @@ class Day(pages.PageTest):
         self.assertEqual(self.entries(), [("2024-03-05", 6120, "long text")])
 
     def test_deletes_what_the_question_told(self):
-        self.book(3600, notes="first")
+        self.host.book(3600, notes="first")
         self.open("/daily")
         self.press("Delete Design on [WEB] Website")
         self.assertIn("Its 1:00 hours will be deleted from Tuesday, 5 March 2024.", self.words)
@@ -138,10 +127,10 @@ class Day(pages.PageTest):
         self.assertEqual(self.entries(), [])
 
     def test_leaves_alone_what_is_fixed(self):
-        locked = self.book(3600, notes="a", locked_reason="Approved <b>")
-        billed = self.book(1800, notes="b", billed=1)
-        theirs = self.book(900, person="ben")
-        gone = self.book(600, project="Internal", task="Support")
+        locked = self.host.book(3600, notes="a", locked_reason="Approved <b>")
+        billed = self.host.book(1800, notes="b", billed=1)
+        theirs = self.host.book(900, person="ben")
+        gone = self.host.book(600, project="Internal", task="Support")
         self.host.data("UPDATE projects SET active = 0 WHERE name = 'Internal'")
         before = self.host.everything()
         self.open("/daily")
@@ -165,9 +154,9 @@ class Day(pages.PageTest):
         self.assertEqual(self.entries("seconds, notes")[3], (600, "mended"))
 
     def test_goes_from_day_to_day(self):
-        self.book(7200, "2024-03-04")
-        self.book(3600, "2024-03-04", "Internal", "Support")
-        self.book(3600, "2024-03-03")
+        self.host.book(7200, "2024-03-04")
+        self.host.book(3600, "2024-03-04", "Internal", "Support")
+        self.host.book(3600, "2024-03-03")
         self.open("/daily")
         bars = self.driver.execute_script("return [...document.querySelectorAll('.bars a')].map(a => a.textContent)")
         self.assertEqual(bars[:2], ["Mon, 4 Mar 2024: 3:00 hours, 2:00 billable", "Tue, 5 Mar 2024: 0:00, today"])
@@ -236,7 +225,7 @@ class Day(pages.PageTest):
             INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate)
             SELECT p.account_id, p.id, t.id, 1, 0 FROM projects p JOIN tasks t ON t.account_id = p.account_id
             WHERE p.code LIKE 'J%' AND t.name = 'Support'""")
-        self.book(60)
+        self.host.book(60)
         self.open("/daily")
         self.assertLess(len(self.driver.page_source), 20_000)
         self.fill("Hours", "2")
@@ -266,7 +255,7 @@ class Day(pages.PageTest):
 
 
     def test_lost_file(self):
-        self.book(3600, notes="before")
+        self.host.book(3600, notes="before")
         away = pathlib.Path(self.host.file).rename(self.host.file + ".away")
         self.open("/daily")
         self.assertIn("before", self.rows()[0])

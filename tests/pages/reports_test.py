@@ -11,28 +11,16 @@ HOSTILE = "<b>\"bold\"</b>, 'so'"
 
 class Reports(pages.PageTest):
 
-    def book(self, person, project, task, day, minutes, notes="", running=None):
-        """Time on a project of the account "acme", past all forms."""
-        self.host.data(
-            "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, timer_started, created_at,"
-            " updated_at) SELECT o.id, p.id, t.id, ?, ?, ?, ?, 0, 0 FROM accounts a"
-            " JOIN people o ON o.account_id = a.id AND o.first_name = ?"
-            " JOIN projects p ON p.account_id = a.id AND p.name = ?"
-            " JOIN tasks t ON t.account_id = a.id AND t.name = ? WHERE a.subdomain = 'acme'",
-            day, notes, 60 * minutes, running, person, project, task)
-
     def fill_days(self):
-        self.book("Ann", "Website", "Design", "2024-03-04", 90)
-        self.book("Ann", "Website", "Support", "2024-03-04", 30)
-        self.book("Ann", "Boats", "Design", "2024-03-05", 60, running=1709626540 - 15 * 60)
-        self.book("Ben", "Website", "Design", "2024-03-06", 120)
-        self.book("Ann", "Boats", "Design", "2024-02-27", 60)
+        self.host.book(90 * 60, "2024-03-04")
+        self.host.book(30 * 60, "2024-03-04", task="Support")
+        self.host.book(60 * 60, project="Boats", timer_started=1709626540 - 15 * 60)
+        self.host.book(120 * 60, "2024-03-06", person="ben")
+        self.host.book(60 * 60, "2024-02-27", "Boats")
 
     def table(self, caption):
-        rows = self.driver.find_elements("css selector", f"[aria-label='{caption}'] tr")
-        return [self.driver.execute_script(
-            "return [...arguments[0].children].map(e => e.innerText.replace(/\\s+/g, ' ').trim())", row)
-            for row in rows[1:]]
+        return self.ask("return [...document.querySelectorAll(arguments[0])].slice(1).map(row =>"
+                        " [...row.children].map(cell => tidy(cell.innerText)));", f"[aria-label='{caption}'] tr")
 
     def figures(self):
         return dict(zip(self.texts(".figures dt"), self.texts(".figures dd")))
@@ -80,7 +68,7 @@ class Reports(pages.PageTest):
         self.assertNotIn("Person", self.texts("label"))
         self.check_page()
         # A project that is not theirs has hours here, yet no page for them.
-        self.book("Ben", "Boats", "Design", "2024-03-06", 30)
+        self.host.book(30 * 60, "2024-03-06", "Boats", person="ben")
         self.driver.refresh()
         self.assertEqual(self.texts("[aria-label='By project'] a"), ["[WEB] Website"])
         self.press("[WEB] Website")
@@ -103,7 +91,7 @@ class Reports(pages.PageTest):
         notes = {"=1+1": "'=1+1", "@x\n\"two\", lines": "'@x\n\"two\", lines", "": "", "ü – 日本 🧁": "ü – 日本 🧁"}
         self.host.data("UPDATE people SET last_name = ? WHERE first_name = 'Ben'", HOSTILE)
         for i, text in enumerate(notes):
-            self.book("Ben", "=HYPERLINK(\"http://x\")", "Design", f"2024-03-0{i + 1}", 50 + i, text)
+            self.host.book(60 * (50 + i), f"2024-03-0{i + 1}", "=HYPERLINK(\"http://x\")", person="ben", notes=text)
         self.host.data("UPDATE entries SET started_at = 545, ended_at = 595 WHERE seconds = 3000")
         self.sign_in(to="/reports?from=2024-03-01&to=2024-03-31")
         self.check_page()
