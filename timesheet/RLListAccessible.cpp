@@ -121,4 +121,26 @@ void installRLListAccessible()
     QAccessible::installFactory(makeInterface);
 }
 
+void RLListNotices::selectionChanged(const std::vector<RLListViewCell*>& cells)
+{
+    if (!QAccessible::isActive())
+        return;
+    for (RLListViewCell* cell : cells) {
+        QAccessibleEvent event(cell, QAccessible::Selection);
+        QAccessible::updateAccessibility(&event);
+    }
+}
+
+void RLListNotices::focusMoved(const RLListView& list)
+{
+    if (!QAccessible::isActive() || !list.hasFocus())
+        return;
+    RLListViewCell* current = list.visibleCellForRow(list.currentRow());
+    if (!current || current->row() == m_toldRow)
+        return;
+    m_toldRow = current->row();
+    QAccessibleEvent event(current, QAccessible::Focus);
+    QAccessible::updateAccessibility(&event);
+}
+
 } // namespace timesheet

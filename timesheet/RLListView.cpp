@@ -1,12 +1,11 @@
 #include "timesheet/RLListView.h"
 
 #include "skin/ThinScroller.h"
-#include "timesheet/RLListAccessible.h"
 #include "timesheet/RLListDocumentView.h"
+#include "timesheet/RLListKeys.h"
 #include "timesheet/RLListViewCell.h"
 #include "timesheet/RLListViewDelegate.h"
 
-#include <QAccessible>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QMouseEvent>
@@ -97,22 +96,13 @@ void RLListView::rebuildLayout()
 void RLListView::cacheCellLayout()
 {
     m_layoutWidth = contentWidth();
-    m_cellYOffsets.resize(std::size_t(m_numberOfRows));
-    m_heights.resize(std::size_t(m_numberOfRows));
-    double offset = 0;
-    for (int row = 0; row < m_numberOfRows; ++row) {
-        const double height = std::max(0.0, m_delegate->heightOfRow(*this, row));
-        m_cellYOffsets[std::size_t(row)] = offset;
-        m_heights[std::size_t(row)] = height;
-        offset += height + m_cellSpacing;
-    }
-    m_totalHeight = offset;
+    m_rows.make(m_numberOfRows, m_cellSpacing, [this](int row) { return m_delegate->heightOfRow(*this, row); });
     updateDocumentSize();
 }
 
 double RLListView::documentHeight() const
 {
-    return m_totalHeight > height() ? m_totalHeight : height() - 2;
+    return m_rows.totalHeight() > height() ? m_rows.totalHeight() : height() - 2;
 }
 
 void RLListView::updateDocumentSize()
@@ -138,7 +128,7 @@ QRectF RLListView::rectOfRow(int row) const
 {
     if (!hasRow(row))
         return {};
-    return {0, m_cellYOffsets[std::size_t(row)], contentWidth(), m_heights[std::size_t(row)]};
+    return {0, m_rows.top(row), contentWidth(), m_rows.height(row)};
 }
 
 QRectF RLListView::visibleRect() const
@@ -153,63 +143,42 @@ QRect RLListView::frameOfRow(int row) const
     return {0, top, rounded(rect.width()), rounded(rect.bottom()) - top};
 }
 
-RLListView::RowRange RLListView::visibleRange() const
+RowRange RLListView::visibleRange() const
 {
     const QRectF visible = visibleRect();
-    const auto rows = std::views::iota(0, m_numberOfRows);
-    const auto above = [&](int row) { return rectOfRow(row).bottom() <= visible.top(); };
-    int first = int(std::ranges::partition_point(rows, above) - rows.begin());
-    while (hasRow(first) && rectOfRow(first).top() < visible.bottom() && !rectOfRow(first).intersects(visible))
-        ++first;
-    int end = first;
-    while (hasRow(end) && rectOfRow(end).intersects(visible))
-        ++end;
-    return end > first ? RowRange{first, end - first} : RowRange{};
+    return m_rows.rowsBetween(visible.top(), visible.bottom());
+}
+
+int RLListView::rowAt(double y) const
+{
+    return m_rows.rowAt(y);
 }
 
 // Cells
 
 RLListViewCell* RLListView::dequeueCellWithReusableIdentifier(const QString& identifier)
 {
-    const auto found = std::ranges::find(m_reusableCells, identifier, &RLListViewCell::reusableIdentifier);
-    if (found == m_reusableCells.end())
-        return nullptr;
-    RLListViewCell* cell = *found;
-    m_reusableCells.erase(found);
-    cell->prepareForReuse();
+    RLListViewCell* cell = m_cells.dequeue(identifier);
+    if (cell)
+        cell->prepareForReuse();
     return cell;
 }
 
 void RLListView::enqueueCell(RLListViewCell& cell)
 {
-    std::erase(m_visibleCells, &cell);
-    m_reusableCells.push_back(&cell);
-    cell.hide();
-}
-
-/// To the queue, but still shown: in front of those that are hidden, so that a row gets the cell that it had, and
-/// nothing is hidden only to be shown again.
-void RLListView::retireCell(RLListViewCell& cell)
-{
-    std::erase(m_visibleCells, &cell);
-    m_reusableCells.insert(std::ranges::find_if(m_reusableCells, &QWidget::isHidden), &cell);
+    m_cells.enqueue(cell);
 }
 
 void RLListView::retireVisibleCells()
 {
     for (RLListViewCell* cell : visibleCells())
-        retireCell(*cell);
+        m_cells.retire(*cell);
     m_currentRange = {};
 }
 
 void RLListView::hideRetiredCells()
 {
-    for (RLListViewCell* cell : m_reusableCells) {
-        if (cell->isHidden())
-            continue;
-        takeFocusFrom(*cell);
-        cell->hide();
-    }
+    m_cells.hideRetired([this](const RLListViewCell& cell) { takeFocusFrom(cell); });
 }
 
 void RLListView::takeFocusFrom(const RLListViewCell& cell)
@@ -219,17 +188,11 @@ void RLListView::takeFocusFrom(const RLListViewCell& cell)
         setFocus(Qt::OtherFocusReason);
 }
 
-void RLListView::forgetCell(RLListViewCell& cell)
-{
-    std::erase(m_visibleCells, &cell);
-    std::erase(m_reusableCells, &cell);
-}
-
-RLListViewCell* RLListView::addCell(int row)
+RLListViewCell& RLListView::addCell(int row)
 {
     RLListViewCell& cell = m_delegate->cellForRow(*this, row);
     layoutCell(cell, row);
-    return &cell;
+    return cell;
 }
 
 void RLListView::layoutCell(RLListViewCell& cell, int row)
@@ -257,7 +220,7 @@ void RLListView::layoutCell(RLListViewCell& cell, int row)
 
 void RLListView::frameCells()
 {
-    for (RLListViewCell* cell : m_visibleCells)
+    for (RLListViewCell* cell : m_cells.visible())
         cell->setGeometry(frameOfRow(cell->row()));
 }
 
@@ -277,29 +240,23 @@ void RLListView::updateCells()
     // What leaves goes first: the cell of a row that enters is then the one of a row that left.
     for (RLListViewCell* cell : visibleCells()) {
         if (!range.contains(cell->row()))
-            retireCell(*cell);
+            m_cells.retire(*cell);
     }
     const bool overlaps = range.intersects(m_currentRange);
     const RowRange kept = overlaps ? m_currentRange : RowRange{range.first, 0};
     for (int row = kept.first - 1; row >= range.first; --row)
-        m_visibleCells.insert(m_visibleCells.begin(), addCell(row));
+        m_cells.addAbove(addCell(row));
     for (int row = std::max(kept.end(), range.first); row < range.end(); ++row)
-        m_visibleCells.push_back(addCell(row));
+        m_cells.addBelow(addCell(row));
     m_currentRange = range;
     hideRetiredCells();
-    tellFocus();
-}
-
-RLListViewCell* RLListView::visibleCellForRow(int row) const
-{
-    const auto found = std::ranges::find(m_visibleCells, row, &RLListViewCell::row);
-    return found == m_visibleCells.end() ? nullptr : *found;
+    m_notices.focusMoved(*this);
 }
 
 std::vector<RLListViewCell*> RLListView::visibleCellsForRowIndexes(const std::set<int>& rows) const
 {
     std::vector<RLListViewCell*> cells;
-    std::ranges::copy_if(m_visibleCells, std::back_inserter(cells),
+    std::ranges::copy_if(m_cells.visible(), std::back_inserter(cells),
                          [&](const RLListViewCell* cell) { return rows.contains(cell->row()); });
     return cells;
 }
@@ -457,39 +414,17 @@ bool RLListView::validateDeselectAll() const
 
 void RLListView::selectionChanged(const std::set<int>& redisplayed)
 {
-    for (RLListViewCell* cell : visibleCellsForRowIndexes(redisplayed))
+    const auto cells = visibleCellsForRowIndexes(redisplayed);
+    for (RLListViewCell* cell : cells)
         cell->update();
     // Without a selection all of the list is marked.
     if (marksFocus())
         m_documentView->redisplay();
-    tellSelection(redisplayed);
+    m_notices.selectionChanged(cells);
+    m_notices.focusMoved(*this);
     if (m_delegate)
         m_delegate->selectionDidChange(*this);
     emit selectionDidChange();
-}
-
-void RLListView::tellSelection(const std::set<int>& rows)
-{
-    if (!QAccessible::isActive())
-        return;
-    for (RLListViewCell* cell : visibleCellsForRowIndexes(rows)) {
-        QAccessibleEvent event(cell, QAccessible::Selection);
-        QAccessible::updateAccessibility(&event);
-    }
-    tellFocus();
-}
-
-/// Once for each row: a reload after which the same row is selected again is not worth a word.
-void RLListView::tellFocus()
-{
-    if (!QAccessible::isActive() || !hasFocus())
-        return;
-    RLListViewCell* current = visibleCellForRow(currentRow());
-    if (!current || current->row() == m_toldRow)
-        return;
-    m_toldRow = current->row();
-    QAccessibleEvent event(current, QAccessible::Focus);
-    QAccessible::updateAccessibility(&event);
 }
 
 // Mouse
@@ -527,10 +462,9 @@ void RLListView::handleMouseDownOutsideCells(const QMouseEvent& event)
     if (m_allowsEmptySelection) {
         deselectRows();
     } else if (m_numberOfRows >= 2) {
-        const double y = mapFromGlobal(event.globalPosition()).y();
-        const auto after = std::ranges::upper_bound(m_cellYOffsets, y);
-        if (after != m_cellYOffsets.begin())
-            setSelectedRow(int(after - m_cellYOffsets.begin()) - 1);
+        const int row = rowAt(mapFromGlobal(event.globalPosition()).y());
+        if (row >= 0)
+            setSelectedRow(row);
     }
 }
 
@@ -576,36 +510,8 @@ bool RLListView::handleKey(QKeyEvent& event)
     }
     if (event.key() == Qt::Key_F10 && event.modifiers() == Qt::ShiftModifier)
         return showContextMenuOfCurrentRow();
-    if ((event.modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier)
+    if (!walkByKey(*this, event))
         return false;
-    switch (event.key()) {
-    case Qt::Key_Up:
-        moveUp();
-        break;
-    case Qt::Key_Down:
-        moveDown();
-        break;
-    case Qt::Key_PageUp:
-        moveByPage(-1);
-        break;
-    case Qt::Key_PageDown:
-        moveByPage(1);
-        break;
-    case Qt::Key_Home:
-        moveToEdge(0, 0);
-        break;
-    case Qt::Key_End:
-        moveToEdge(m_numberOfRows - 1, verticalScrollBar()->maximum());
-        break;
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-        // A key that is held down since a sheet closed must not open it again.
-        if (m_delegate && selectedRow() >= 0 && !event.isAutoRepeat())
-            m_delegate->rowDoubleClicked(*this, selectedRow());
-        break;
-    default:
-        return false;
-    }
     if (!m_showsFocus) {
         m_showsFocus = true;
         m_documentView->redisplay();
@@ -629,28 +535,6 @@ void RLListView::moveDown()
         return;
     setSelectedRow(row);
     scrollRowToVisible(row);
-}
-
-void RLListView::moveToEdge(int row, int offset)
-{
-    if (!hasRow(row))
-        return;
-    setSelectedRow(row);
-    setScrollOffset(offset);
-}
-
-void RLListView::moveByPage(int direction)
-{
-    if (m_numberOfRows == 0)
-        return;
-    const int from = currentRow() >= 0 ? currentRow() : firstWholeRow();
-    const double y = rectOfRow(from).top() + direction * viewport()->height();
-    const int there = int(std::ranges::upper_bound(m_cellYOffsets, y) - m_cellYOffsets.begin()) - 1;
-    const int row =
-        std::clamp(direction > 0 ? std::max(there, from + 1) : std::min(there, from - 1), 0, m_numberOfRows - 1);
-    setScrollOffset(scrollOffset() + rounded(rectOfRow(row).top() - rectOfRow(from).top()));
-    setSelectedRow(row);
-    revealRow(row);
 }
 
 int RLListView::firstWholeRow() const
@@ -682,8 +566,8 @@ void RLListView::focusInEvent(QFocusEvent* event)
     else if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason)
         m_showsFocus = true;
     m_documentView->redisplay();
-    m_toldRow = -1;
-    tellFocus();
+    m_notices.focusCame();
+    m_notices.focusMoved(*this);
 }
 
 void RLListView::focusOutEvent(QFocusEvent* event)

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "timesheet/CellPool.h"
+#include "timesheet/RLListAccessible.h"
+#include "timesheet/RowLayout.h"
+
 #include <QAbstractScrollArea>
-#include <QPointer>
 #include <QStringList>
 
 #include <set>
@@ -28,17 +31,7 @@ class RLListView : public QAbstractScrollArea
 {
     Q_OBJECT
 public:
-    /// A run of rows.
-    struct RowRange
-    {
-        int first = 0;
-        int count = 0;
-
-        int end() const { return first + count; }
-        bool contains(int row) const { return row >= first && row < end(); }
-        bool intersects(RowRange other) const { return first < other.end() && other.first < end(); }
-        bool operator==(const RowRange&) const = default;
-    };
+    using RowRange = timesheet::RowRange;
 
     explicit RLListView(QWidget* parent = nullptr);
     ~RLListView() override;
@@ -81,15 +74,19 @@ public:
     void enqueueCell(RLListViewCell& cell);
 
     /// The cells in sight, in the order of their rows.
-    std::vector<RLListViewCell*> visibleCells() const { return m_visibleCells; }
+    std::vector<RLListViewCell*> visibleCells() const { return m_cells.visible(); }
     std::vector<RLListViewCell*> visibleCellsForRowIndexes(const std::set<int>& rows) const;
     /// Null when the row is out of sight.
-    RLListViewCell* visibleCellForRow(int row) const;
+    RLListViewCell* visibleCellForRow(int row) const { return m_cells.visibleCell(row); }
     RLListViewCell* cellForRowAtIndex(int row) const { return visibleCellForRow(row); }
     RowRange visibleRange() const;
 
     /// In the document; empty for a row that is not there.
     QRectF rectOfRow(int row) const;
+    /// The last row that begins at that point of the document or above it; -1: none does.
+    int rowAt(double y) const;
+    /// The first row that is in sight from its top; 0 without rows.
+    int firstWholeRow() const;
     /// The part of the document that is in sight.
     QRectF visibleRect() const;
     /// Height of the document: of all rows, or a little less than the list if they are not higher.
@@ -115,6 +112,8 @@ public:
     void scrollToRow(int row);
     /// The same, unless all of the row is in sight.
     void scrollRowToVisible(int row);
+    /// Brings all of the row into sight, scrolling no further than needed.
+    void revealRow(int row);
     /// Points of the document that are above the part in sight; out of range values are brought into it.
     void setScrollOffset(int points);
     int scrollOffset() const;
@@ -171,44 +170,31 @@ private:
     bool hasRow(int row) const { return row >= 0 && row < m_numberOfRows; }
     double contentWidth() const;
     QRect frameOfRow(int row) const;
-    int firstWholeRow() const;
     void updateDocumentSize();
     void rebuildLayout();
 
-    RLListViewCell* addCell(int row);
+    RLListViewCell& addCell(int row);
     void layoutCell(RLListViewCell& cell, int row);
     void frameCells();
-    void retireCell(RLListViewCell& cell);
     void retireVisibleCells();
     void hideRetiredCells();
-    void forgetCell(RLListViewCell& cell);
 
     void selectionChanged(const std::set<int>& redisplayed);
-    void moveToEdge(int row, int offset);
-    void moveByPage(int direction);
-    /// Scrolls no further than needed.
-    void revealRow(int row);
-
     void takeFocusFrom(const RLListViewCell& cell);
-    void tellSelection(const std::set<int>& rows);
-    void tellFocus();
 
     RLListViewDelegate* m_delegate = nullptr;
     RLListDocumentView* m_documentView;
     skin::ThinScroller* m_scroller;
 
-    std::vector<RLListViewCell*> m_reusableCells;
-    std::vector<RLListViewCell*> m_visibleCells;
+    CellPool m_cells;
     RowRange m_currentRange;
 
     std::set<int> m_selectedRows;
     int m_lastSelectedRow = -1;
-    int m_toldRow = -1; ///< the row that assistive technology knows to have the focus
+    RLListNotices m_notices;
 
     int m_numberOfRows = 0;
-    std::vector<double> m_cellYOffsets;
-    std::vector<double> m_heights;
-    double m_totalHeight = 0;
+    RowLayout m_rows;
     double m_cellSpacing = 0;
     double m_widthPriorToResize = 0;
     double m_layoutWidth = -1; ///< what the heights were asked for

@@ -18,7 +18,7 @@ RLListViewCell::RLListViewCell(const QString& reusableIdentifier) : m_reusableId
 RLListViewCell::~RLListViewCell()
 {
     if (m_listView)
-        m_listView->forgetCell(*this);
+        m_listView->m_cells.forget(*this);
 }
 
 QString RLListViewCell::reusableIdentifier() const

@@ -1,6 +1,6 @@
 #pragma once
 
-class QKeyEvent;
+#include <QKeyEvent>
 
 namespace timesheet {
 
@@ -29,7 +29,7 @@ public:
     virtual void rowDoubleClicked(RLListView&, int /*row*/) {}
 
     /// A key that is one of `RLListView::keysToForward`. A delegate that ignores the event leaves it to the list.
-    virtual void keyDown(RLListView& listView, QKeyEvent& event);
+    virtual void keyDown(RLListView& /*listView*/, QKeyEvent& event) { event.ignore(); }
 
 protected:
     ~RLListViewDelegate() = default;
