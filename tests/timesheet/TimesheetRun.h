@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Seed.h"
-
 #include "../app/AppRun.h"
 #include "editing/EditTimerController.h"
+#include "seed/Seed.h"
 #include "skin/ImageButton.h"
 #include "skin/QuillonTextFieldCell.h"
 #include "skin/Spinner.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/// Entries put straight into the service's data file: with any hours, on any day, running or locked.
+/// Entries put straight into the data file of the built-in service: with any hours, on any day, running or locked.
 namespace seed {
 
 struct Entry

@@ -49,7 +49,8 @@ const std::vector<Line> extremes{
      "the letters of the second keeper"},
     {"مخبز العرعر", "", "متجر إلكتروني", "تصميم", 75, "ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط.", true},
     {"Café Zoë 🧁", "", "Menü <b>Frühling</b> & more", "Τυπογραφία", 5,
-     "Emoji 👩🏽‍💻🏳️‍🌈, combining e\u0301 a\u0308 Z\u0350\u0351\u0352, tab\there, a bell\a and <i>no "
+     "Emoji 👩🏽‍💻🏳️‍🌈, combining e\u0301 a\u0308 Z\u0350\u0351\u0352, tab\there, a bell\a and "
+     "<i>no "
      "markup</i>."},
     {"日本橋書店", "JP", "秋のカタログ", "校正", 600,
      "長い説明文は行の終わりで折り返されるべきで、途中で切れてはいけません。二行目も読めること。", false,
