@@ -27,63 +27,34 @@ QByteArray request(const QByteArray& notes, const QByteArray& times, int project
 class EditTimerTest : public QObject
 {
     Q_OBJECT
+
 private slots:
-    void opensAndCloses();
-    void sendsAnEntryOfHours();
-    void sendsAnEntryOfTimes();
-    void sendsARunningEntry();
-    void readsTypedTimes_data();
-    void readsTypedTimes();
-    void readsTypedHours_data();
-    void readsTypedHours();
-    void takesAnyNotes_data();
-    void takesAnyNotes();
-    void saysWhatIsMissing();
-    void checksTheTimes();
-    void fillsTimesThatWereCleared();
-    void keepsAStartThatTheEntryDoesNotHave();
-    void cancelsWithoutSending();
-    void returnAndTab();
-    void followsTheProject();
-    void picksADay();
-    void survivesRefreshes_data();
-    void survivesRefreshes();
-    void followsATimerThatStops();
-    void neverSavesADeletedEntry();
-    void neverSavesALockedEntry();
-    void outlivesTheAccount();
-    void keepsWhatCouldNotBeSaved_data();
-    void keepsWhatCouldNotBeSaved();
-    void losesAProjectThatIsGone();
-};
-
-void EditTimerTest::opensAndCloses()
-{
-    EditRun run;
-    run.book();
-    QWidget* const list = run.find("dayEntriesListView");
-    QWidget* const total = run.find("totalHoursLabel");
-    for (const bool saving : {false, true}) {
-        run.edit();
-        QVERIFY(run.isOpen());
-        QVERIFY(total->isHidden());
-        QCOMPARE(run.window()->focusWidget(), &run.project());
-        QCOMPARE(run.project().selectedText(), u"[W1] Website"_s);
-        saving ? run.save() : run.cancel();
-        QVERIFY(!run.isOpen());
-        QVERIFY(!total->isHidden());
-        QVERIFY(list->isAncestorOf(run.window()->focusWidget()) || list == run.window()->focusWidget());
-        run.settle();
-        // The row is selected again: Return's key opens it once more.
-        QTest::keyClick(run.window()->focusWidget(), Qt::Key_E);
-        QVERIFY(run.isOpen());
-        run.press(Qt::Key_Escape);
-        QVERIFY(!run.isOpen());
+    void opensAndCloses()
+    {
+        EditRun run;
+        run.book();
+        QWidget* const list = run.find("dayEntriesListView");
+        QWidget* const total = run.find("totalHoursLabel");
+        for (const bool saving : {false, true}) {
+            run.edit();
+            QVERIFY(run.isOpen());
+            QVERIFY(total->isHidden());
+            QCOMPARE(run.window()->focusWidget(), &run.project());
+            QCOMPARE(run.project().selectedText(), u"[W1] Website"_s);
+            saving ? run.save() : run.cancel();
+            QVERIFY(!run.isOpen());
+            QVERIFY(!total->isHidden());
+            QVERIFY(list->isAncestorOf(run.window()->focusWidget()) || list == run.window()->focusWidget());
+            run.settle();
+            // The row is selected again: Return's key opens it once more.
+            QTest::keyClick(run.window()->focusWidget(), Qt::Key_E);
+            QVERIFY(run.isOpen());
+            run.press(Qt::Key_Escape);
+            QVERIFY(!run.isOpen());
+        }
     }
-}
 
-void EditTimerTest::sendsAnEntryOfHours()
-{
+    void sendsAnEntryOfHours()
     {
         EditRun run;
         run.book();
@@ -93,632 +64,592 @@ void EditTimerTest::sendsAnEntryOfHours()
         QCOMPARE(run.hours().text(), u"1:30"_s);
         QCOMPARE(run.date().date(), QDate(2013, 1, 15));
         QVERIFY(run.find("timestampContainer")->isHidden());
+        run.type(run.project(), u"intra"_s);
+        run.press(Qt::Key_Tab);
+        run.type(run.task(), u"su"_s);
+        run.press(Qt::Key_Tab);
+        QTest::keyClicks(&run.notes(), u" of R&D"_s); // behind what is there
+        QCOMPARE(run.notes().text(), u"First draft of R&D"_s);
+        run.type(run.notes(), u"R&D <äöü>"_s);
+        run.type(run.hours(), u"2:20"_s);
+        run.date().setDate(QDate(2013, 1, 14));
         run.save();
-        QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n"));
+        QCOMPARE(run.sent(), request("R&amp;D &lt;äöü&gt;", "  <hours>2.33</hours>\n", 2, 3, "Mon, 14 Jan 2013"));
         QCOMPARE(run.target, u"/daily/update/1"_s);
     }
-    EditRun run;
-    run.book();
-    run.edit();
-    run.type(run.project(), u"intra"_s);
-    run.press(Qt::Key_Tab);
-    run.type(run.task(), u"su"_s);
-    run.press(Qt::Key_Tab);
-    QTest::keyClicks(&run.notes(), u" of R&D"_s); // behind what is there
-    QCOMPARE(run.notes().text(), u"First draft of R&D"_s);
-    run.type(run.notes(), u"R&D <äöü>"_s);
-    run.type(run.hours(), u"2:20"_s);
-    run.date().setDate(QDate(2013, 1, 14));
-    run.save();
-    QCOMPARE(run.sent(), request("R&amp;D &lt;äöü&gt;", "  <hours>2.33</hours>\n", 2, 3, "Mon, 14 Jan 2013"));
-}
 
-void EditTimerTest::sendsAnEntryOfTimes()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    const QString id = run.book();
-    run.edit();
-    QVERIFY(run.find("durationContainerAndHoursBackground")->isHidden());
-    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
-    QCOMPARE(run.endTime().text(), u"8:30AM"_s);
-    run.type(run.startTime(), u"0630"_s);
-    run.leave();
-    QCOMPARE(run.startTime().text(), u"6:30AM"_s);
-    run.type(run.endTime(), u"8:15am"_s);
-    run.save();
-    QCOMPARE(run.sent(), request("First draft", "  <hours>1.75</hours>\n"
-                                                "  <started_at>6:30AM</started_at>\n"
-                                                "  <ended_at>8:15AM</ended_at>\n"));
-    QCOMPARE(run.entry(id)->hours(), 1.75);
-}
-
-void EditTimerTest::sendsARunningEntry()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    run.startTimer();
-    run.edit();
-    QCOMPARE(run.startTime().text(), u"9:00AM"_s);
-    QCOMPARE(run.endTime().text(), QString());
-    QVERIFY(!run.endTime().isEnabled());
-    run.type(run.startTime(), u"8:45"_s);
-    run.save();
-    QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"));
-}
-
-void EditTimerTest::readsTypedTimes_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("shown"); // empty: as typed, and wrong
-    QTest::newRow("hours and minutes") << u"1700"_s << u"5:00PM"_s;
-    QTest::newRow("hours alone") << u"9"_s << QString();
-    QTest::newRow("controls") << u"9:\u0001\u202e15"_s << QString();
-}
-
-void EditTimerTest::readsTypedTimes()
-{
-    QFETCH(QString, typed);
-    QFETCH(QString, shown);
-    EditRun run(EditRun::Timers::Timestamps);
-    const QString id = run.book();
-    run.edit();
-    run.paste(run.startTime(), typed);
-    run.leave();
-    const bool wrong = shown.isEmpty();
-    QCOMPARE(run.startTime().text(), wrong ? typed : shown);
-    auto* background = run.find<skin::QuillonTextFieldBackground>("startTimeBackground");
-    QCOMPARE(background->error(), wrong);
-    // The look of the field stays the same: words say it.
-    QCOMPARE(run.find<QLabel>("timeHint")->text().isEmpty(), !wrong);
-    QCOMPARE(run.startTime().accessibleDescription().isEmpty(), !wrong);
-    QCOMPARE(run.entry(id)->startedAt() == EditRun::moment(7, 0), wrong);
-    run.save();
-    if (wrong)
-        QCOMPARE(run.message(), u"Please enter a valid start time and try again."_s);
-}
-
-void EditTimerTest::readsTypedHours_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("shown");
-    QTest::addColumn<QByteArray>("sent"); // empty: no hours are sent
-    const auto row = [](const char* typed, const char* shown, const char* sent) {
-        QTest::newRow(*typed ? typed : "empty")
-            << QString::fromUtf8(typed) << QString::fromUtf8(shown) << QByteArray(sent);
-    };
-    row("1:30", "1:30", "1.50");
-    row(":45", "0:45", "0.75");
-    row("0:90", "1:30", "1.50");
-    row("", "0:00", "");
-    row("::", "0:00", "");
-    // Refused whole: what was there stays.
-    for (const char* refused : {"1.5", "9999999999"})
-        row(refused, "1:30", "1.50");
-}
-
-void EditTimerTest::readsTypedHours()
-{
-    QFETCH(QString, typed);
-    QFETCH(QString, shown);
-    QFETCH(QByteArray, sent);
-    EditRun run;
-    run.book();
-    run.edit();
-    QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
-    QCOMPARE(run.hours().selectedText(), u"1:30"_s);
-    QCOMPARE(run.hours().accessibleName(), u"Hours"_s);
-    const bool refused = shown == u"1:30" && typed != shown && typed != u"0:90";
-    typed.isEmpty() ? run.press(Qt::Key_Delete) : run.pasteOver(run.hours(), typed);
-    run.leave();
-    QCOMPARE(run.hours().text(), shown);
-    QCOMPARE(run.find<QLabel>("timeHint")->isVisible(), refused);
-    QCOMPARE(run.hours().accessibleDescription(),
-             refused ? u"Type hours with digits and colons only, like 1:30."_s : QString());
-    run.save();
-    if (refused)
-        run.save(); // now that it can have been seen
-    QCOMPARE(run.sent(), request("First draft", sent.isEmpty() ? QByteArray() : "  <hours>" + sent + "</hours>\n"));
-}
-
-void EditTimerTest::takesAnyNotes_data()
-{
-    QTest::addColumn<QString>("notes");
-    QTest::addColumn<QByteArray>("sent");
-    const auto row = [](const char* name, const QString& notes) { QTest::newRow(name) << notes << notes.toUtf8(); };
-    row("right to left", u"פגישה עם הלקוח, 3 שעות"_s);
-    row("emoji", u"👩🏽‍💻 🏳️‍🌈 ☕️"_s);
-    row("lines", u"one\n\n  three\n"_s);
-    QTest::newRow("controls") << u"a\u0001b\u001bc"_s << QByteArray("abc");
-    row("long", u"All work and no play. "_s.repeated(5000));
-}
-
-void EditTimerTest::takesAnyNotes()
-{
-    QFETCH(QString, notes);
-    QFETCH(QByteArray, sent);
-    EditRun run;
-    run.book();
-    run.edit();
-    run.paste(run.notes(), notes);
-    run.press(Qt::Key_Return);
-    QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
-    // What the service has is shown, and goes back untouched.
-    run.edit();
-    run.save();
-    QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
-}
-
-void EditTimerTest::saysWhatIsMissing()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    run.type(run.project(), u"nothing of the kind"_s);
-    run.save();
-    QCOMPARE(run.message(), chooseBoth);
-    QCOMPARE(run.window()->focusWidget()->objectName(), u"acknowledgeButton"_s);
-    run.press(Qt::Key_Escape);
-    QCOMPARE(run.message(), QString());
-    QVERIFY(run.isOpen());
-    QCOMPARE(run.window()->focusWidget(), &run.project());
-    QCOMPARE(run.project().text(), u"nothing of the kind"_s);
-
-    run.type(run.project(), u"website"_s); // by its bare name
-    run.press(Qt::Key_Tab);
-    run.type(run.task(), u""_s);
-    run.save();
-    QCOMPARE(run.message(), chooseBoth);
-    run.acknowledge();
-    QCOMPARE(run.window()->focusWidget(), &run.task());
-    run.type(run.task(), u"meet"_s);
-    run.save();
-    QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 2));
-}
-
-void EditTimerTest::checksTheTimes()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    run.book();
-    run.edit();
-    const auto message = [&run](const QString& start, const QString& end) {
-        run.type(run.startTime(), start);
-        run.type(run.endTime(), end);
-        run.save();
-        const QString said = run.message();
-        run.acknowledge();
-        return said;
-    };
-    QCOMPARE(message(u"9"_s, u"10:00"_s), u"Please enter a valid start time and try again."_s);
-    QCOMPARE(run.window()->focusWidget(), &run.startTime());
-    QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
-    QCOMPARE(run.window()->focusWidget(), &run.endTime());
-    QCOMPARE(message(u"soon"_s, u"later"_s), u"Please enter a valid start time and end time and try again."_s);
-    QCOMPARE(message(u"9:00"_s, u"8:59"_s), endBeforeStart);
-    // The project comes first.
-    run.type(run.project(), u"x"_s);
-    QCOMPARE(message(u"soon"_s, u"later"_s), chooseBoth);
-    run.type(run.project(), u"website"_s);
-    run.press(Qt::Key_Tab);
-    QCOMPARE(message(u"9:00"_s, u"9:00"_s), QString());
-    QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), request("First draft", "  <started_at>9:00AM</started_at>\n"
-                                                "  <ended_at>9:00AM</ended_at>\n"));
-}
-
-void EditTimerTest::fillsTimesThatWereCleared()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    run.book();
-    run.edit();
-    run.type(run.startTime(), u""_s);
-    run.leave();
-    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
-    QVERIFY(run.find<skin::QuillonTextFieldBackground>("startTimeBackground")->error());
-    QCOMPARE(run.find<QLabel>("timeHint")->text(), QString());
-    run.type(run.endTime(), u"  "_s);
-    run.leave();
-    QCOMPARE(run.endTime().text(), u"8:30AM"_s);
-    run.save();
-    QVERIFY(!run.isOpen());
-}
-
-void EditTimerTest::keepsAStartThatTheEntryDoesNotHave()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    const QString id = run.book();
-    run.edit();
-    run.cancel();
-    run.entry(id)->setStartedAt({});
-    run.entry(id)->setStoppedAt({});
-    run.edit();
-    QCOMPARE(run.startTime().text(), u"7:00AM"_s);
-    QCOMPARE(run.endTime().text(), QString());
-}
-
-void EditTimerTest::cancelsWithoutSending()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    const QString id = run.book();
-    for (const bool escape : {false, true}) {
-        run.edit();
-        run.type(run.notes(), u"changed"_s);
-        run.type(run.endTime(), u"8:45"_s);
-        escape ? run.press(Qt::Key_Escape) : run.cancel();
-        QVERIFY(!run.isOpen());
-        run.settle();
-        QCOMPARE(run.requested(), QStringList());
-        QCOMPARE(run.entry(id)->notes(), u"First draft"_s);
-        QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 30));
-    }
-    // A time that was checked before stays with the entry here.
-    run.edit();
-    run.type(run.endTime(), u"8:45"_s);
-    run.leave();
-    run.cancel();
-    QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 45));
-}
-
-void EditTimerTest::returnAndTab()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    run.type(run.notes(), u"one"_s);
-    run.press(Qt::Key_Return, Qt::AltModifier);
-    QTest::keyClicks(&run.notes(), u"two"_s);
-    run.press(Qt::Key_Enter, Qt::AltModifier | Qt::KeypadModifier);
-    QVERIFY(run.isOpen());
-    QStringList order;
-    for (int i = 0; i < 7; ++i) {
-        order << run.window()->focusWidget()->objectName();
-        run.press(Qt::Key_Tab);
-    }
-    QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"saveButton"_s, u"cancelButton"_s, u"datePicker"_s,
-                                 u"textField"_s, u"textField"_s}));
-    QCOMPARE(run.window()->focusWidget(), &run.notes());
-    // One that is held down since something else was under the finger saves nothing.
-    QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
-    QApplication::sendEvent(&run.notes(), &held);
-    QVERIFY(run.isOpen());
-    run.press(Qt::Key_Return);
-    QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>1.50</hours>\n"));
-
-    // Anywhere else Return is the default button's, unless nobody can have seen yet what it would save.
-    run.edit();
-    run.type(run.hours(), u"1.5"_s);
-    run.press(Qt::Key_Return);
-    QTRY_COMPARE(run.hours().selectedText(), u"1:30"_s);
-    QVERIFY(run.find<QLabel>("timeHint")->isVisible());
-    QVERIFY(run.isOpen());
-    QTest::keyClicks(&run.hours(), u"3"_s);
-    QVERIFY(!run.find<QLabel>("timeHint")->isVisible());
-    run.press(Qt::Key_Return);
-    QTRY_VERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>3.00</hours>\n"));
-}
-
-void EditTimerTest::followsTheProject()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    // The task of the same name, where the project has it, else its first.
-    run.type(run.project(), u"intra"_s);
-    run.press(Qt::Key_Tab);
-    QCOMPARE(run.task().text(), u"Design"_s);
-    run.type(run.task(), u"supp"_s);
-    run.press(Qt::Key_Tab);
-    run.type(run.project(), u"[w1"_s);
-    run.press(Qt::Key_Tab);
-    QVERIFY(run.task().text() == u"Design"_s || run.task().text() == u"Meetings"_s);
-
-    // What stands in a picker counts when Save is pressed right there.
-    run.type(run.project(), u"intranet"_s);
-    QTest::keyClick(run.window()->focusWidget(), Qt::Key_Escape);
-    run.save();
-    QVERIFY(!run.isOpen());
-    QVERIFY(run.sent().contains("<project_id>2</project_id>"));
-}
-
-void EditTimerTest::picksADay()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    editing::DatePicker& date = run.date();
-    date.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
-    QCOMPARE(date.text(), u"Tue, Jan 15, 2013"_s);
-    // The day itself is typed first, and one Tab leaves.
-    date.setFocus(Qt::TabFocusReason);
-    QTest::keyClicks(&date, u"9"_s);
-    QCOMPARE(date.currentDate(), QDate(2013, 1, 9));
-    run.press(Qt::Key_Tab);
-    QCOMPARE(run.window()->focusWidget(), &run.project());
-    date.setFocus(Qt::TabFocusReason);
-    QTest::keyClick(&date, Qt::Key_Left);
-    QTest::keyClick(&date, Qt::Key_Up);
-    QCOMPARE(date.date(), QDate(2013, 2, 9));
-
-    QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
-    auto* calendar = date.findChild<QCalendarWidget*>();
-    QVERIFY(calendar && calendar->isVisible());
-    QCOMPARE(calendar->selectedDate(), QDate(2013, 2, 9));
-    run.refresh();
-    QVERIFY(calendar->isVisible());
-    QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Right);
-    QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
-    QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
-    QCOMPARE(date.date(), QDate(2013, 2, 10));
-    // It goes with its window, of which the sheet stays as it is.
-    QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
-    QVERIFY(date.findChild<QCalendarWidget*>()->isVisible());
-    run.window()->hide();
-    QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
-    run.window()->show();
-    QVERIFY(run.isOpen());
-    run.peer.forgetRequests();
-    run.save();
-    QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));
-}
-
-void EditTimerTest::survivesRefreshes_data()
-{
-    QTest::addColumn<bool>("timestamps");
-    QTest::newRow("hours") << false;
-    QTest::newRow("times") << true;
-}
-
-void EditTimerTest::survivesRefreshes()
-{
-    QFETCH(bool, timestamps);
-    EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
-    const QString id = run.book();
-    run.edit();
-    int refreshes = 0;
-    // Each brings other notes, hours and times for the entry.
-    const auto refresh = [&] {
-        run.answerDay(EditRun::entryElement(
-            id, "<hours>5.0</hours><started_at>1:00am</started_at><ended_at>6:00am</ended_at><notes>Changed " +
-                    QByteArray::number(++refreshes) + "</notes>"));
-        run.refresh();
-        QCOMPARE(run.entry(id)->notes(), u"Changed %1"_s.arg(refreshes));
-    };
-    const auto typeWithRefreshes = [&](QWidget& field, const QString& text) {
-        run.type(field, u""_s);
-        for (const QChar sign : text) {
-            QTest::keyClicks(&field, QString(sign));
-            const auto* line = qobject_cast<QLineEdit*>(&field);
-            const QString before = line ? line->text() : run.notes().text();
-            const QString selected = line ? line->selectedText() : QString();
-            const int caret = line ? line->cursorPosition() : run.notes().textCursor().position();
-            refresh();
-            QCOMPARE(line ? line->text() : run.notes().text(), before);
-            QCOMPARE(line ? line->selectedText() : QString(), selected);
-            QCOMPARE(line ? line->cursorPosition() : run.notes().textCursor().position(), caret);
-            QCOMPARE(run.window()->focusWidget(), &field);
-            QVERIFY(run.isOpen());
-        }
-    };
-    typeWithRefreshes(run.project(), u"intr"_s);
-    QCOMPARE(run.project().text(), u"intranet"_s);
-    run.press(Qt::Key_Tab);
-    refresh();
-    typeWithRefreshes(run.task(), u"sup"_s);
-    run.press(Qt::Key_Tab);
-    refresh();
-    QCOMPARE(run.project().text(), u"Intranet"_s);
-    QCOMPARE(run.task().text(), u"Support"_s);
-    typeWithRefreshes(run.notes(), u"My own"_s);
-    if (timestamps) {
-        typeWithRefreshes(run.startTime(), u"7:15"_s);
-        typeWithRefreshes(run.endTime(), u"8:45"_s);
-    } else {
-        typeWithRefreshes(run.hours(), u"1:45"_s);
-    }
-    run.date().setDate(QDate(2013, 1, 10));
-    refresh();
-    run.peer.forgetRequests();
-    run.save();
-    QCOMPARE(run.sent(), request("My own",
-                                 timestamps ? "  <hours>1.50</hours>\n"
-                                              "  <started_at>7:15AM</started_at>\n"
-                                              "  <ended_at>8:45AM</ended_at>\n"
-                                            : "  <hours>1.75</hours>\n",
-                                 2, 3, "Thu, 10 Jan 2013"));
-}
-
-void EditTimerTest::followsATimerThatStops()
-{
-    EditRun run(EditRun::Timers::Timestamps);
-    const QString id = run.startTimer();
-    run.edit();
-    QVERIFY(!run.endTime().isEnabled());
-    run.answerDay(EditRun::entryElement(id, "<hours>1.0</hours><started_at>9:00am</started_at>"
-                                            "<ended_at>10:00am</ended_at><notes>Running</notes>"));
-    run.refresh();
-    QVERIFY(run.endTime().isEnabled());
-    QCOMPARE(run.endTime().text(), u"10:00AM"_s);
-
-    run.answerDay(EditRun::entryElement(
-        id, "<hours>1.0</hours><hours_without_timer>1.0</hours_without_timer><started_at>9:00am</started_at><ended_at>"
-            "10:00am</ended_at><timer_started_at>Tue, 15 Jan 2013 09:00:00 +0000</timer_started_at>"));
-    run.refresh();
-    QVERIFY(!run.endTime().isEnabled());
-    QCOMPARE(run.endTime().text(), QString());
-}
-
-void EditTimerTest::neverSavesADeletedEntry()
-{
-    for (const EditRun::Timers timers : {EditRun::Timers::Hours, EditRun::Timers::Timestamps}) {
-        EditRun run(timers);
+    void sendsAnEntryOfTimes()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
         const QString id = run.book();
         run.edit();
-        run.type(run.notes(), u"All that I did"_s);
-        if (timers == EditRun::Timers::Timestamps) {
-            run.type(run.endTime(), u"8:45"_s);
-            run.leave(); // the entry has a change that is not saved
-        }
-        run.answerDay({});
-        run.refresh();
-        QVERIFY(!run.entry(id));
+        QVERIFY(run.find("durationContainerAndHoursBackground")->isHidden());
+        QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+        QCOMPARE(run.endTime().text(), u"8:30AM"_s);
+        run.type(run.startTime(), u"0630"_s);
+        run.leave();
+        QCOMPARE(run.startTime().text(), u"6:30AM"_s);
+        run.type(run.endTime(), u"8:15am"_s);
+        run.save();
+        QCOMPARE(run.sent(), request("First draft", "  <hours>1.75</hours>\n"
+                                                    "  <started_at>6:30AM</started_at>\n"
+                                                    "  <ended_at>8:15AM</ended_at>\n"));
+        QCOMPARE(run.entry(id)->hours(), 1.75);
+    }
+
+    void sendsARunningEntry()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        run.startTimer();
+        run.edit();
+        QCOMPARE(run.startTime().text(), u"9:00AM"_s);
+        QCOMPARE(run.endTime().text(), QString());
+        QVERIFY(!run.endTime().isEnabled());
+        run.type(run.startTime(), u"8:45"_s);
+        run.save();
+        QVERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"));
+    }
+
+    void readsTypedHours()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        const auto* hint = run.find<QLabel>("timeHint");
+        QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
+        QCOMPARE(run.hours().selectedText(), u"1:30"_s);
+        QCOMPARE(run.hours().accessibleName(), u"Hours"_s);
+        // Refused whole: what was there stays, and is not sent before that can have been seen.
+        run.pasteOver(run.hours(), u"9999999999"_s);
+        run.leave();
+        QCOMPARE(run.hours().text(), u"1:30"_s);
+        QVERIFY(hint->isVisible());
+        QCOMPARE(run.hours().accessibleDescription(), u"Type hours with digits and colons only, like 1:30."_s);
+        run.save();
         QVERIFY(run.isOpen());
-        QCOMPARE(run.notes().text(), u"All that I did"_s);
-        for (QLineEdit* field : {&run.hours(), &run.startTime(), &run.endTime()}) {
-            field->setFocus(Qt::TabFocusReason);
+        run.save();
+        QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n"));
+        for (const auto& [typed, shown, sent] :
+             {std::tuple{u":45"_s, u"0:45"_s, "  <hours>0.75</hours>\n"}, std::tuple{u"::"_s, u"0:00"_s, ""},
+              std::tuple{u""_s, u"0:00"_s, ""}}) {
+            run.edit();
+            run.type(run.hours(), typed);
+            run.leave();
+            QCOMPARE(run.hours().text(), shown);
+            QVERIFY(!hint->isVisible());
+            run.save();
+            QCOMPARE(run.sent(), request("First draft", sent));
+        }
+    }
+
+    void takesAnyNotes_data()
+    {
+        QTest::addColumn<QString>("notes");
+        QTest::addColumn<QByteArray>("sent");
+        const auto row = [](const char* name, const QString& notes) { QTest::newRow(name) << notes << notes.toUtf8(); };
+        row("emoji", u"👩🏽‍💻 🏳️‍🌈 ☕️"_s);
+        row("lines", u"one\n\n  three\n"_s);
+        QTest::newRow("controls") << u"a\u0001b\u001bc"_s << QByteArray("abc");
+        row("long", u"All work and no play. "_s.repeated(5000));
+    }
+
+    void takesAnyNotes()
+    {
+        QFETCH(QString, notes);
+        QFETCH(QByteArray, sent);
+        EditRun run;
+        run.book();
+        run.edit();
+        run.paste(run.notes(), notes);
+        run.press(Qt::Key_Return);
+        QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+        // What the service has is shown, and goes back untouched.
+        run.edit();
+        run.save();
+        QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+    }
+
+    void saysWhatIsMissing()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        run.type(run.project(), u"nothing of the kind"_s);
+        run.save();
+        QCOMPARE(run.message(), chooseBoth);
+        QCOMPARE(run.window()->focusWidget()->objectName(), u"acknowledgeButton"_s);
+        run.press(Qt::Key_Escape);
+        QCOMPARE(run.message(), QString());
+        QVERIFY(run.isOpen());
+        QCOMPARE(run.window()->focusWidget(), &run.project());
+        QCOMPARE(run.project().text(), u"nothing of the kind"_s);
+
+        run.type(run.project(), u"website"_s); // by its bare name
+        run.press(Qt::Key_Tab);
+        run.type(run.task(), u""_s);
+        run.save();
+        QCOMPARE(run.message(), chooseBoth);
+        run.acknowledge();
+        QCOMPARE(run.window()->focusWidget(), &run.task());
+        run.type(run.task(), u"meet"_s);
+        run.save();
+        QVERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 2));
+    }
+
+    void checksTheTimes()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        const QString id = run.book();
+        run.edit();
+        const auto message = [&run](const QString& start, const QString& end) {
+            run.type(run.startTime(), start);
+            run.type(run.endTime(), end);
+            run.save();
+            const QString said = run.message();
+            run.acknowledge();
+            return said;
+        };
+        QCOMPARE(message(u"9"_s, u"10:00"_s), u"Please enter a valid start time and try again."_s);
+        QCOMPARE(run.window()->focusWidget(), &run.startTime());
+        QCOMPARE(run.startTime().text(), u"9"_s);
+        QVERIFY(run.find<skin::QuillonTextFieldBackground>("startTimeBackground")->error());
+        // The look of the field stays the same: words say it.
+        QVERIFY(!run.find<QLabel>("timeHint")->text().isEmpty() && !run.startTime().accessibleDescription().isEmpty());
+        run.type(run.startTime(), u"9:15"_s);
+        run.leave();
+        QVERIFY(run.find<QLabel>("timeHint")->text().isEmpty() && run.startTime().accessibleDescription().isEmpty());
+        QCOMPARE(run.entry(id)->startedAt(), EditRun::moment(9, 15));
+        QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
+        QCOMPARE(run.window()->focusWidget(), &run.endTime());
+        QCOMPARE(message(u"soon"_s, u"later"_s), u"Please enter a valid start time and end time and try again."_s);
+        QCOMPARE(message(u"9:00"_s, u"8:59"_s), endBeforeStart);
+        // The project comes first.
+        run.type(run.project(), u"x"_s);
+        QCOMPARE(message(u"soon"_s, u"later"_s), chooseBoth);
+        run.type(run.project(), u"website"_s);
+        run.press(Qt::Key_Tab);
+        QCOMPARE(message(u"9:00"_s, u"9:00"_s), QString());
+        QVERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), request("First draft", "  <started_at>9:00AM</started_at>\n"
+                                                    "  <ended_at>9:00AM</ended_at>\n"));
+    }
+
+    void fillsTimesThatWereCleared()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        run.book();
+        run.edit();
+        run.type(run.startTime(), u""_s);
+        run.leave();
+        QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+        QVERIFY(run.find<skin::QuillonTextFieldBackground>("startTimeBackground")->error());
+        QCOMPARE(run.find<QLabel>("timeHint")->text(), QString());
+        run.type(run.endTime(), u"  "_s);
+        run.leave();
+        QCOMPARE(run.endTime().text(), u"8:30AM"_s);
+        run.save();
+        QVERIFY(!run.isOpen());
+    }
+
+    void keepsAStartThatTheEntryDoesNotHave()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        const QString id = run.book();
+        run.edit();
+        run.cancel();
+        run.entry(id)->setStartedAt({});
+        run.entry(id)->setStoppedAt({});
+        run.edit();
+        QCOMPARE(run.startTime().text(), u"7:00AM"_s);
+        QCOMPARE(run.endTime().text(), QString());
+    }
+
+    void cancelsWithoutSending()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        const QString id = run.book();
+        for (const bool escape : {false, true}) {
+            run.edit();
+            run.type(run.notes(), u"changed"_s);
+            run.type(run.endTime(), u"8:45"_s);
+            escape ? run.press(Qt::Key_Escape) : run.cancel();
+            QVERIFY(!run.isOpen());
+            run.settle();
+            QCOMPARE(run.requested(), QStringList());
+            QCOMPARE(run.entry(id)->notes(), u"First draft"_s);
+            QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 30));
+        }
+        // A time that was checked before stays with the entry here.
+        run.edit();
+        run.type(run.endTime(), u"8:45"_s);
+        run.leave();
+        run.cancel();
+        QCOMPARE(run.entry(id)->stoppedAt(), EditRun::moment(8, 45));
+    }
+
+    void returnAndTab()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        run.type(run.notes(), u"one"_s);
+        run.press(Qt::Key_Return, Qt::AltModifier);
+        QTest::keyClicks(&run.notes(), u"two"_s);
+        run.press(Qt::Key_Enter, Qt::AltModifier | Qt::KeypadModifier);
+        QVERIFY(run.isOpen());
+        QStringList order;
+        for (int i = 0; i < 7; ++i) {
+            order << run.window()->focusWidget()->objectName();
             run.press(Qt::Key_Tab);
         }
+        QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"saveButton"_s, u"cancelButton"_s,
+                                     u"datePicker"_s, u"textField"_s, u"textField"_s}));
+        QCOMPARE(run.window()->focusWidget(), &run.notes());
+        // One that is held down since something else was under the finger saves nothing.
+        QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
+        QApplication::sendEvent(&run.notes(), &held);
+        QVERIFY(run.isOpen());
+        run.press(Qt::Key_Return);
+        QVERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>1.50</hours>\n"));
+
+        // Anywhere else Return is the default button's, unless nobody can have seen yet what it would save.
+        run.edit();
+        run.type(run.hours(), u"1.5"_s);
+        run.press(Qt::Key_Return);
+        QTRY_COMPARE(run.hours().selectedText(), u"1:30"_s);
+        QVERIFY(run.find<QLabel>("timeHint")->isVisible());
+        QVERIFY(run.isOpen());
+        QTest::keyClicks(&run.hours(), u"3"_s);
+        QVERIFY(!run.find<QLabel>("timeHint")->isVisible());
+        run.press(Qt::Key_Return);
+        QTRY_VERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), request("one\ntwo\n", "  <hours>3.00</hours>\n"));
+    }
+
+    void followsTheProject()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        run.type(run.project(), u"intra"_s);
+        run.press(Qt::Key_Tab);
+        QCOMPARE(run.task().text(), u"Design"_s); // of the same name
+        run.type(run.task(), u"supp"_s);
+        run.press(Qt::Key_Tab);
+        run.type(run.project(), u"[w1"_s);
+        run.press(Qt::Key_Tab);
+        QVERIFY(run.task().text() != u"Support"_s);
+
+        // What stands in a picker counts when Save is pressed right there.
+        run.type(run.project(), u"intranet"_s);
+        QTest::keyClick(run.window()->focusWidget(), Qt::Key_Escape);
+        run.save();
+        QVERIFY(!run.isOpen());
+        QVERIFY(run.sent().contains("<project_id>2</project_id>"));
+    }
+
+    void picksADay()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        editing::DatePicker& date = run.date();
+        date.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
+        QCOMPARE(date.text(), u"Tue, Jan 15, 2013"_s);
+        // The day itself is typed first, and one Tab leaves.
+        date.setFocus(Qt::TabFocusReason);
+        QTest::keyClicks(&date, u"9"_s);
+        QCOMPARE(date.currentDate(), QDate(2013, 1, 9));
+        run.press(Qt::Key_Tab);
+        QCOMPARE(run.window()->focusWidget(), &run.project());
+        date.setFocus(Qt::TabFocusReason);
+        QTest::keyClick(&date, Qt::Key_Left);
+        QTest::keyClick(&date, Qt::Key_Up);
+        QCOMPARE(date.date(), QDate(2013, 2, 9));
+
+        QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
+        auto* calendar = date.findChild<QCalendarWidget*>();
+        QVERIFY(calendar && calendar->isVisible());
+        QCOMPARE(calendar->selectedDate(), QDate(2013, 2, 9));
+        run.refresh();
+        QVERIFY(calendar->isVisible());
+        QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Right);
+        QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
+        QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
+        QCOMPARE(date.date(), QDate(2013, 2, 10));
+        // It goes with its window, of which the sheet stays as it is.
+        QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
+        QVERIFY(date.findChild<QCalendarWidget*>()->isVisible());
+        run.window()->hide();
+        QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
+        run.window()->show();
+        QVERIFY(run.isOpen());
         run.peer.forgetRequests();
         run.save();
-        QVERIFY(run.message().startsWith(u"This timer has been deleted in the meantime."_s));
-        run.press(Qt::Key_Return);
-        QTRY_COMPARE(run.message(), QString());
-        run.settle();
-        QCOMPARE(run.requested(), QStringList());
-        run.press(Qt::Key_Escape);
-        QVERIFY(!run.isOpen());
-        run.answerDay({});
-        run.refresh();
-        QVERIFY(!run.entry(id));
+        QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));
     }
-}
 
-void EditTimerTest::neverSavesALockedEntry()
-{
-    EditRun run;
-    const QString id = run.book();
-    run.edit();
-    run.type(run.hours(), u"4"_s);
-    QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), "Approved by Kim."));
-    run.refresh();
-    run.peer.forgetRequests();
-    run.save();
-    QCOMPARE(run.message(),
-             u"This timer has been locked in the meantime and can no longer be changed. Approved by Kim."_s);
-    run.acknowledge();
-    QCOMPARE(run.hours().text(), u"4"_s);
-    QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), std::nullopt));
-    run.refresh();
-    run.peer.forgetRequests();
-    run.save();
-    QCOMPARE(run.sent(), request("First draft", "  <hours>4.00</hours>\n"));
-}
+    void survivesRefreshes_data()
+    {
+        QTest::addColumn<bool>("timestamps");
+        QTest::newRow("hours") << false;
+        QTest::newRow("times") << true;
+    }
 
-void EditTimerTest::outlivesTheAccount()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    run.type(run.project(), u"in"_s);
-    run.menulet->clearAllData();
-    QCoreApplication::processEvents();
-    QVERIFY(run.isOpen());
-    QCOMPARE(run.project().text(), u"intranet"_s);
-    run.press(Qt::Key_Down);
-    run.press(Qt::Key_Tab);
-    run.save();
-    QVERIFY(!run.message().isEmpty());
-    run.acknowledge();
-    run.cancel();
-    QVERIFY(!run.isOpen());
-    QCOMPARE(run.sent(), QByteArray());
-}
+    void survivesRefreshes()
+    {
+        QFETCH(bool, timestamps);
+        EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+        const QString id = run.book();
+        run.edit();
+        int refreshes = 0;
+        // Each brings other notes, hours and times for the entry.
+        const auto refresh = [&] {
+            run.answerDay(EditRun::entryElement(
+                id, "<hours>5.0</hours><started_at>1:00am</started_at><ended_at>6:00am</ended_at><notes>Changed " +
+                        QByteArray::number(++refreshes) + "</notes>"));
+            run.refresh();
+            QCOMPARE(run.entry(id)->notes(), u"Changed %1"_s.arg(refreshes));
+        };
+        const auto typeWithRefreshes = [&](QWidget& field, const QString& text) {
+            run.type(field, u""_s);
+            for (const QChar sign : text) {
+                QTest::keyClicks(&field, QString(sign));
+                const auto* line = qobject_cast<QLineEdit*>(&field);
+                const QString before = line ? line->text() : run.notes().text();
+                const QString selected = line ? line->selectedText() : QString();
+                const int caret = line ? line->cursorPosition() : run.notes().textCursor().position();
+                refresh();
+                QCOMPARE(line ? line->text() : run.notes().text(), before);
+                QCOMPARE(line ? line->selectedText() : QString(), selected);
+                QCOMPARE(line ? line->cursorPosition() : run.notes().textCursor().position(), caret);
+                QCOMPARE(run.window()->focusWidget(), &field);
+                QVERIFY(run.isOpen());
+            }
+        };
+        typeWithRefreshes(run.project(), u"intr"_s);
+        QCOMPARE(run.project().text(), u"intranet"_s);
+        run.press(Qt::Key_Tab);
+        refresh();
+        typeWithRefreshes(run.task(), u"sup"_s);
+        run.press(Qt::Key_Tab);
+        refresh();
+        QCOMPARE(run.project().text(), u"Intranet"_s);
+        QCOMPARE(run.task().text(), u"Support"_s);
+        typeWithRefreshes(run.notes(), u"My own"_s);
+        if (timestamps) {
+            typeWithRefreshes(run.startTime(), u"7:15"_s);
+            typeWithRefreshes(run.endTime(), u"8:45"_s);
+        } else {
+            typeWithRefreshes(run.hours(), u"1:45"_s);
+        }
+        run.date().setDate(QDate(2013, 1, 10));
+        refresh();
+        run.peer.forgetRequests();
+        run.save();
+        QCOMPARE(run.sent(), request("My own",
+                                     timestamps ? "  <hours>1.50</hours>\n"
+                                                  "  <started_at>7:15AM</started_at>\n"
+                                                  "  <ended_at>8:45AM</ended_at>\n"
+                                                : "  <hours>1.75</hours>\n",
+                                     2, 3, "Thu, 10 Jan 2013"));
+    }
 
-void EditTimerTest::keepsWhatCouldNotBeSaved_data()
-{
-    QTest::addColumn<bool>("timestamps");
-    QTest::addColumn<QString>("then");
-    QTest::addColumn<bool>("kept");
-    QTest::newRow("hours") << false << QString() << true;
-    QTest::newRow("times") << true << QString() << true;
-    QTest::newRow("sign-in page") << false << u"html"_s << true;
-    QTest::newRow("taken for saved") << false << u"404"_s << false;
-    QTest::newRow("cancelled") << false << u"cancel"_s << false;
-    QTest::newRow("changed elsewhere") << false << u"change"_s << false;
-    QTest::newRow("signed out") << false << u"sign out"_s << false;
-}
+    void followsATimerThatStops()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        const QString id = run.startTimer();
+        run.edit();
+        QVERIFY(!run.endTime().isEnabled());
+        run.answerDay(EditRun::entryElement(id, "<hours>1.0</hours><started_at>9:00am</started_at>"
+                                                "<ended_at>10:00am</ended_at><notes>Running</notes>"));
+        run.refresh();
+        QVERIFY(run.endTime().isEnabled());
+        QCOMPARE(run.endTime().text(), u"10:00AM"_s);
 
-void EditTimerTest::keepsWhatCouldNotBeSaved()
-{
-    QFETCH(bool, timestamps);
-    QFETCH(QString, then);
-    QFETCH(bool, kept);
-    EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
-    const QString id = run.book();
-    const QString other = run.book(u"Second"_s);
-    const support::Reply failure{500, "<hash><message>No</message></hash>"};
-    const support::Reply page{200, "<!DOCTYPE html><html></html>"};
-    const support::Reply gone{404, "<hash><message>No</message></hash>"};
-    // The service fails both, and has what it had before.
-    run.peer.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
-                                                               : then == u"404" ? gone
-                                                                                : failure});
-    run.peer.answer("POST /daily/update/" + other.toStdString(), {failure});
-    run.edit();
-    run.type(run.project(), u"intra"_s);
-    run.press(Qt::Key_Tab);
-    run.type(run.task(), u"su"_s);
-    run.press(Qt::Key_Tab);
-    run.type(run.notes(), u"All that I did"_s);
-    timestamps ? run.type(run.startTime(), u"6:15"_s) : run.type(run.hours(), u"2:20"_s);
-    run.date().setDate(QDate(2013, 1, 14));
-    run.save();
-    run.settle();
-    run.edit(1);
-    run.type(run.notes(), u"Another"_s);
-    run.save();
-    run.settle();
-    if (then == u"change")
-        run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>Changed</notes>"
-                                                "<updated_at>Tue, 15 Jan 2013 09:30:00 +0000</updated_at>"));
-    run.refresh();
-    QCOMPARE(run.entry(id)->notes(), then == u"change" ? u"Changed"_s : u"First draft"_s);
-    if (then == u"sign out") {
+        run.answerDay(EditRun::entryElement(
+            id,
+            "<hours>1.0</hours><hours_without_timer>1.0</hours_without_timer><started_at>9:00am</started_at><ended_at>"
+            "10:00am</ended_at><timer_started_at>Tue, 15 Jan 2013 09:00:00 +0000</timer_started_at>"));
+        run.refresh();
+        QVERIFY(!run.endTime().isEnabled());
+        QCOMPARE(run.endTime().text(), QString());
+    }
+
+    void neverSavesADeletedEntry()
+    {
+        for (const EditRun::Timers timers : {EditRun::Timers::Hours, EditRun::Timers::Timestamps}) {
+            EditRun run(timers);
+            const QString id = run.book();
+            run.edit();
+            run.type(run.notes(), u"All that I did"_s);
+            if (timers == EditRun::Timers::Timestamps) {
+                run.type(run.endTime(), u"8:45"_s);
+                run.leave(); // the entry has a change that is not saved
+            }
+            run.answerDay({});
+            run.refresh();
+            QVERIFY(!run.entry(id));
+            QVERIFY(run.isOpen());
+            QCOMPARE(run.notes().text(), u"All that I did"_s);
+            for (QLineEdit* field : {&run.hours(), &run.startTime(), &run.endTime()}) {
+                field->setFocus(Qt::TabFocusReason);
+                run.press(Qt::Key_Tab);
+            }
+            run.peer.forgetRequests();
+            run.save();
+            QVERIFY(run.message().startsWith(u"This timer has been deleted in the meantime."_s));
+            run.press(Qt::Key_Return);
+            QTRY_COMPARE(run.message(), QString());
+            run.settle();
+            QCOMPARE(run.requested(), QStringList());
+            run.press(Qt::Key_Escape);
+            QVERIFY(!run.isOpen());
+            run.answerDay({});
+            run.refresh();
+            QVERIFY(!run.entry(id));
+        }
+    }
+
+    void neverSavesALockedEntry()
+    {
+        EditRun run;
+        const QString id = run.book();
+        run.edit();
+        run.type(run.hours(), u"4"_s);
+        QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), "Approved by Kim."));
+        run.refresh();
+        run.peer.forgetRequests();
+        run.save();
+        QCOMPARE(run.message(),
+                 u"This timer has been locked in the meantime and can no longer be changed. Approved by Kim."_s);
+        run.acknowledge();
+        QCOMPARE(run.hours().text(), u"4"_s);
+        QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), std::nullopt));
+        run.refresh();
+        run.peer.forgetRequests();
+        run.save();
+        QCOMPARE(run.sent(), request("First draft", "  <hours>4.00</hours>\n"));
+    }
+
+    void outlivesTheAccount()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        run.type(run.project(), u"in"_s);
         run.menulet->clearAllData();
-        run.menulet->initializeQuillonData();
+        QCoreApplication::processEvents();
+        QVERIFY(run.isOpen());
+        QCOMPARE(run.project().text(), u"intranet"_s);
+        run.press(Qt::Key_Down);
+        run.press(Qt::Key_Tab);
+        run.save();
+        QVERIFY(!run.message().isEmpty());
+        run.acknowledge();
+        run.cancel();
+        QVERIFY(!run.isOpen());
+        QCOMPARE(run.sent(), QByteArray());
+    }
+
+    void keepsWhatCouldNotBeSaved_data()
+    {
+        QTest::addColumn<bool>("timestamps");
+        QTest::addColumn<QString>("then");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("hours") << false << QString() << true;
+        QTest::newRow("times") << true << QString() << true;
+        QTest::newRow("sign-in page") << false << u"html"_s << true;
+        QTest::newRow("taken for saved") << false << u"404"_s << false;
+        QTest::newRow("cancelled") << false << u"cancel"_s << false;
+        QTest::newRow("changed elsewhere") << false << u"change"_s << false;
+        QTest::newRow("signed out") << false << u"sign out"_s << false;
+    }
+
+    void keepsWhatCouldNotBeSaved()
+    {
+        QFETCH(bool, timestamps);
+        QFETCH(QString, then);
+        QFETCH(bool, kept);
+        EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+        const QString id = run.book();
+        const QString other = run.book(u"Second"_s);
+        const support::Reply failure{500, "<hash><message>No</message></hash>"};
+        const support::Reply page{200, "<!DOCTYPE html><html></html>"};
+        const support::Reply gone{404, "<hash><message>No</message></hash>"};
+        // The service fails both, and has what it had before.
+        run.peer.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
+                                                                   : then == u"404" ? gone
+                                                                                    : failure});
+        run.peer.answer("POST /daily/update/" + other.toStdString(), {failure});
+        run.edit();
+        run.type(run.project(), u"intra"_s);
+        run.press(Qt::Key_Tab);
+        run.type(run.task(), u"su"_s);
+        run.press(Qt::Key_Tab);
+        run.type(run.notes(), u"All that I did"_s);
+        timestamps ? run.type(run.startTime(), u"6:15"_s) : run.type(run.hours(), u"2:20"_s);
+        run.date().setDate(QDate(2013, 1, 14));
+        run.save();
+        run.settle();
+        run.edit(1);
+        run.type(run.notes(), u"Another"_s);
+        run.save();
+        run.settle();
+        if (then == u"change")
+            run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>Changed</notes>"
+                                                    "<updated_at>Tue, 15 Jan 2013 09:30:00 +0000</updated_at>"));
+        run.refresh();
+        QCOMPARE(run.entry(id)->notes(), then == u"change" ? u"Changed"_s : u"First draft"_s);
+        if (then == u"sign out") {
+            run.menulet->clearAllData();
+            run.menulet->initializeQuillonData();
+            service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+            run.settle();
+        }
+        run.edit();
+        if (then == u"cancel") {
+            QCOMPARE(run.notes().text(), u"All that I did"_s);
+            run.cancel();
+            run.edit();
+        }
+        if (!kept) {
+            QVERIFY(run.notes().text() != u"All that I did"_s);
+        } else {
+            QCOMPARE(run.date().date(), QDate(2013, 1, 14));
+            run.save();
+            QCOMPARE(run.sent(), request("All that I did",
+                                         timestamps ? "  <hours>2.25</hours>\n"
+                                                      "  <started_at>6:15AM</started_at>\n"
+                                                      "  <ended_at>8:30AM</ended_at>\n"
+                                                    : "  <hours>2.33</hours>\n",
+                                         2, 3, "Mon, 14 Jan 2013"));
+            // The other one waits as well, by now the only one of its day.
+            run.edit();
+            QCOMPARE(run.notes().text(), u"Another"_s);
+        }
+    }
+
+    void losesAProjectThatIsGone()
+    {
+        EditRun run;
+        run.book();
+        run.edit();
+        run.type(run.project(), u"intranet"_s);
+        run.press(Qt::Key_Tab);
+        QVERIFY(run.service.database().value()->setProjectActive(run.intranet, false));
         service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
         run.settle();
-    }
-    run.edit();
-    if (then == u"cancel") {
-        QCOMPARE(run.notes().text(), u"All that I did"_s);
-        run.cancel();
-        run.edit();
-    }
-    if (!kept) {
-        QVERIFY(run.notes().text() != u"All that I did"_s);
-    } else {
-        QCOMPARE(run.date().date(), QDate(2013, 1, 14));
+        QCOMPARE(run.project().text(), u"Intranet"_s);
+        run.peer.forgetRequests();
         run.save();
-        QCOMPARE(run.sent(), request("All that I did",
-                                     timestamps ? "  <hours>2.25</hours>\n"
-                                                  "  <started_at>6:15AM</started_at>\n"
-                                                  "  <ended_at>8:30AM</ended_at>\n"
-                                                : "  <hours>2.33</hours>\n",
-                                     2, 3, "Mon, 14 Jan 2013"));
-        // The other one waits as well, by now the only one of its day.
-        run.edit();
-        QCOMPARE(run.notes().text(), u"Another"_s);
+        QCOMPARE(run.message(), chooseBoth);
+        QCOMPARE(run.sent(), QByteArray());
     }
-}
-
-void EditTimerTest::losesAProjectThatIsGone()
-{
-    EditRun run;
-    run.book();
-    run.edit();
-    run.type(run.project(), u"intranet"_s);
-    run.press(Qt::Key_Tab);
-    QVERIFY(run.service.database().value()->setProjectActive(run.intranet, false));
-    service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
-    run.settle();
-    QCOMPARE(run.project().text(), u"Intranet"_s);
-    run.peer.forgetRequests();
-    run.save();
-    QCOMPARE(run.message(), chooseBoth);
-    QCOMPARE(run.sent(), QByteArray());
-}
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(EditTimerTest)
 #include "EditTimerTest.moc"

@@ -18,44 +18,6 @@ using Heights = std::vector<double>;
 using Rows = QList<int>;
 Q_DECLARE_METATYPE(Heights)
 
-class RLListViewTest : public QObject
-{
-    Q_OBJECT
-private slots:
-    void layout_data();
-    void layout();
-    void scrollingReusesCells();
-    void cellsLieWhereTheirRowsAre();
-    void queue();
-    void cellsThatAreDestroyed();
-    void clicks_data();
-    void clicks();
-    void clicksBesideTheCells_data();
-    void clicksBesideTheCells();
-    void doubleClick();
-    void selectionCommands();
-    void keys_data();
-    void keys();
-    void forwardedKeys();
-    void scrollsToRows_data();
-    void scrollsToRows();
-    void reload();
-    void reloadWhileAButtonHasTheFocus();
-    void reloadRow();
-    void resize();
-    void liveResize();
-    void wheel_data();
-    void wheel();
-    void scroller();
-    void dropHighlights();
-    void focus();
-    void focusMark();
-    void contextMenuByKey();
-    void assistiveTechnology();
-    void longLists_data();
-    void longLists();
-};
-
 namespace {
 
 constexpr auto on = Qt::LeftButton;
@@ -102,682 +64,688 @@ QString framesAgainstRows(ListOnScreen& screen)
 
 } // namespace
 
-void RLListViewTest::layout_data()
+class RLListViewTest : public QObject
 {
-    QTest::addColumn<Heights>("heights");
-    QTest::addColumn<double>("spacing");
-    QTest::addColumn<double>("lastOffset");
-    QTest::addColumn<double>("documentHeight");
-    QTest::addColumn<bool>("scrolls");
-    QTest::addColumn<Rows>("visible");
-    QTest::newRow("none") << Heights{} << 0.0 << 0.0 << 198.0 << false << Rows{};
-    QTest::newRow("fewer than fit") << Heights{65, 81} << 0.0 << 65.0 << 198.0 << false << Rows{0, 1};
-    QTest::newRow("higher") << Heights{65, 81, 95, 65} << 0.0 << 241.0 << 306.0 << true << Rows{0, 1, 2};
-    QTest::newRow("space below each") << Heights{65, 81, 95} << 10.5 << 167.0 << 272.5 << true << Rows{0, 1, 2};
-    QTest::newRow("less than nothing") << Heights{50, -20, 60} << 0.0 << 50.0 << 198.0 << false << Rows{0};
-}
+    Q_OBJECT
 
-void RLListViewTest::layout()
-{
-    QFETCH(Heights, heights);
-    QFETCH(double, spacing);
-    ListOnScreen screen({});
-    screen.list.setCellSpacing(spacing);
-    screen.load(heights);
-    const int last = int(heights.size()) - 1;
-    QTEST(screen.list.rectOfRow(last).top(), "lastOffset");
-    QTEST(screen.list.documentHeight(), "documentHeight");
-    QTEST(screen.list.isScrollerVisible(), "scrolls");
-    QTEST(screen.visibleRows(), "visible");
-    QCOMPARE(screen.list.rectOfRow(last).width(), heights.empty() ? 0.0 : 300.0);
-    QVERIFY(screen.list.rectOfRow(last + 1).isEmpty() && screen.list.rectOfRow(-1).isEmpty());
+private slots:
+    void layout_data()
+    {
+        QTest::addColumn<Heights>("heights");
+        QTest::addColumn<double>("spacing");
+        QTest::addColumn<double>("lastOffset");
+        QTest::addColumn<double>("documentHeight");
+        QTest::addColumn<bool>("scrolls");
+        QTest::addColumn<Rows>("visible");
+        QTest::newRow("none") << Heights{} << 0.0 << 0.0 << 198.0 << false << Rows{};
+        QTest::newRow("fewer than fit") << Heights{65, 81} << 0.0 << 65.0 << 198.0 << false << Rows{0, 1};
+        QTest::newRow("higher") << Heights{65, 81, 95, 65} << 0.0 << 241.0 << 306.0 << true << Rows{0, 1, 2};
+        QTest::newRow("space below each") << Heights{65, 81, 95} << 10.5 << 167.0 << 272.5 << true << Rows{0, 1, 2};
+        QTest::newRow("less than nothing") << Heights{50, -20, 60} << 0.0 << 50.0 << 198.0 << false << Rows{0};
+    }
 
-    screen.list.setDelegate(nullptr);
-    QCOMPARE(screen.list.numberOfRows(), 0);
-    QVERIFY(screen.list.visibleCells().empty() && screen.list.rectOfRow(0).isEmpty());
-}
+    void layout()
+    {
+        QFETCH(Heights, heights);
+        QFETCH(double, spacing);
+        ListOnScreen screen({});
+        screen.list.setCellSpacing(spacing);
+        screen.load(heights);
+        const int last = int(heights.size()) - 1;
+        QTEST(screen.list.rectOfRow(last).top(), "lastOffset");
+        QTEST(screen.list.documentHeight(), "documentHeight");
+        QTEST(screen.list.isScrollerVisible(), "scrolls");
+        QTEST(screen.visibleRows(), "visible");
+        QCOMPARE(screen.list.rectOfRow(last).width(), heights.empty() ? 0.0 : 300.0);
+        QVERIFY(screen.list.rectOfRow(last + 1).isEmpty() && screen.list.rectOfRow(-1).isEmpty());
 
-void RLListViewTest::scrollingReusesCells()
-{
-    auto screen = ListOnScreen::evenRows(100);
-    QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3}));
-    Row* first = &screen.cell(0);
-    screen.list.setScrollOffset(50);
-    QCOMPARE(screen.visibleRows(), Rows({1, 2, 3, 4}));
-    QCOMPARE(screen.asked, Rows({4}));
-    QCOMPARE(screen.made, 0);
-    QCOMPARE(&screen.cell(4), first);
-    QCOMPARE(first->reuses, 1);
+        screen.list.setDelegate(nullptr);
+        QCOMPARE(screen.list.numberOfRows(), 0);
+        QVERIFY(screen.list.visibleCells().empty() && screen.list.rectOfRow(0).isEmpty());
+    }
 
-    screen.forget();
-    screen.list.setScrollOffset(0);
-    QCOMPARE(screen.asked, Rows({0}));
-    QCOMPARE(screen.made, 0);
-    QCOMPARE(&screen.cell(0), first);
+    void scrollingReusesCells()
+    {
+        auto screen = ListOnScreen::evenRows(100);
+        QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3}));
+        Row* first = &screen.cell(0);
+        screen.list.setScrollOffset(50);
+        QCOMPARE(screen.visibleRows(), Rows({1, 2, 3, 4}));
+        QCOMPARE(screen.asked, Rows({4}));
+        QCOMPARE(screen.made, 0);
+        QCOMPARE(&screen.cell(4), first);
+        QCOMPARE(first->reuses, 1);
 
-    // Between two rows one more is in sight; once made it waits out of sight.
-    screen.list.setScrollOffset(25);
-    QCOMPARE(screen.made, 1);
-    Row& waiting = screen.cell(4);
-    screen.list.setScrollOffset(0);
-    QVERIFY(waiting.isHidden());
+        screen.forget();
+        screen.list.setScrollOffset(0);
+        QCOMPARE(screen.asked, Rows({0}));
+        QCOMPARE(screen.made, 0);
+        QCOMPARE(&screen.cell(0), first);
 
-    // From the nearest row upwards, and all of them after a leap.
-    screen.list.setScrollOffset(1000);
-    screen.forget();
-    screen.list.setScrollOffset(900);
-    QCOMPARE(screen.asked, Rows({19, 18}));
-    screen.forget();
-    screen.list.setScrollOffset(4000);
-    QCOMPARE(screen.asked, Rows({80, 81, 82, 83}));
-    QCOMPARE(screen.made, 0);
-    QCOMPARE(screen.visibleRows(), Rows({80, 81, 82, 83}));
-}
+        // Between two rows one more is in sight; once made it waits out of sight.
+        screen.list.setScrollOffset(25);
+        QCOMPARE(screen.made, 1);
+        Row& waiting = screen.cell(4);
+        screen.list.setScrollOffset(0);
+        QVERIFY(waiting.isHidden());
 
-void RLListViewTest::cellsLieWhereTheirRowsAre()
-{
-    std::mt19937 chance(3);
-    Heights heights;
-    for (int row = 0; row < 200; ++row)
-        heights.push_back(20 + double(chance() % 1000) / 8);
-    heights[50] = 700;
-    ListOnScreen screen(heights);
-    screen.list.setCellSpacing(1.25);
-    QCOMPARE(framesAgainstRows(screen), QString());
-    for (int step = 0; step < 500; ++step) {
-        const int way = int(chance() % (step % 10 == 0 ? 8000 : 300)) - (step % 10 == 0 ? 4000 : 150);
-        screen.list.setScrollOffset(screen.list.scrollOffset() + way);
+        // From the nearest row upwards, and all of them after a leap.
+        screen.list.setScrollOffset(1000);
+        screen.forget();
+        screen.list.setScrollOffset(900);
+        QCOMPARE(screen.asked, Rows({19, 18}));
+        screen.forget();
+        screen.list.setScrollOffset(4000);
+        QCOMPARE(screen.asked, Rows({80, 81, 82, 83}));
+        QCOMPARE(screen.made, 0);
+        QCOMPARE(screen.visibleRows(), Rows({80, 81, 82, 83}));
+    }
+
+    void cellsLieWhereTheirRowsAre()
+    {
+        std::mt19937 chance(3);
+        Heights heights;
+        for (int row = 0; row < 200; ++row)
+            heights.push_back(20 + double(chance() % 1000) / 8);
+        heights[50] = 700;
+        ListOnScreen screen(heights);
+        screen.list.setCellSpacing(1.25);
+        QCOMPARE(framesAgainstRows(screen), QString());
+        for (int step = 0; step < 500; ++step) {
+            const int way = int(chance() % (step % 10 == 0 ? 8000 : 300)) - (step % 10 == 0 ? 4000 : 150);
+            screen.list.setScrollOffset(screen.list.scrollOffset() + way);
+            QCOMPARE(framesAgainstRows(screen), QString());
+        }
+        // What is seen is what is there, also where scrolling moved pixels instead of drawing.
+        QCOMPARE(screen.seen(), screen.list.grab().toImage().convertToFormat(QImage::Format_RGB32));
+    }
+
+    void queue()
+    {
+        auto screen = ListOnScreen::evenRows(4);
+        const auto deaf = [](const QString&) {};
+        auto* one = new Row(u"One"_s, deaf);
+        auto* other = new Row(u"Other"_s, deaf);
+        auto* oneMore = new Row(u"One"_s, deaf);
+        for (Row* cell : {one, other, oneMore}) {
+            cell->setDropHighlight(RLDropHighlight::OnRow);
+            screen.list.enqueueCell(*cell);
+            cell->setParent(&screen.viewport());
+        }
+        QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"None"_s), nullptr);
+        QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), one);
+        QCOMPARE(one->dropHighlight(), RLDropHighlight::None);
+        QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), oneMore);
+        QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), nullptr);
+        QCOMPARE(other->reuses, 0);
+
+        Row& visible = screen.cell(1);
+        screen.list.enqueueCell(visible);
+        QVERIFY(visible.isHidden());
+        QCOMPARE(screen.visibleRows(), Rows({0, 2, 3}));
+        QCOMPARE(RLListViewCell().reusableIdentifier(), u"RLListViewCell"_s);
+    }
+
+    void cellsThatAreDestroyed()
+    {
+        auto screen = ListOnScreen::evenRows(10);
+        screen.list.setScrollOffset(25);
+        screen.list.setScrollOffset(0);
+        const auto cells = screen.viewport().findChildren<Row*>();
+        QCOMPARE(cells.size(), 5);
+        delete *std::ranges::find_if(cells, &QWidget::isHidden);
+        delete &screen.cell(2);
+        QCOMPARE(screen.visibleRows(), Rows({0, 1, 3}));
+        screen.list.reloadData();
+        QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3}));
+    }
+
+    void clicks_data()
+    {
+        QTest::addColumn<bool>("several");
+        QTest::addColumn<bool>("none");
+        QTest::addColumn<Rows>("before");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<Rows>("selected");
+        QTest::addColumn<bool>("told");
+        constexpr int plain = Qt::NoModifier;
+        constexpr int command = Qt::ControlModifier;
+        constexpr int shift = Qt::ShiftModifier;
+        constexpr bool yes = true;
+        constexpr bool no = false;
+        QTest::newRow("single: first click") << no << yes << Rows{} << plain << 1 << Rows{1} << yes;
+        QTest::newRow("single: command deselects") << no << yes << Rows{1} << command << 1 << Rows{} << yes;
+        QTest::newRow("single: shift deselects") << no << yes << Rows{1} << shift << 1 << Rows{} << yes;
+        QTest::newRow("single: never empty") << no << no << Rows{1} << command << 1 << Rows{1} << yes;
+        QTest::newRow("single: command on another") << no << yes << Rows{1} << command << 2 << Rows{2} << yes;
+        QTest::newRow("several: command adds") << yes << no << Rows{0} << command << 2 << Rows{0, 2} << yes;
+        QTest::newRow("several: command removes") << yes << no << Rows{0, 2} << command << 2 << Rows{0} << yes;
+        QTest::newRow("several: the only one stays") << yes << no << Rows{2} << command << 2 << Rows{2} << no;
+        QTest::newRow("several: plain on one of them") << yes << yes << Rows{1, 2} << plain << 2 << Rows{2} << yes;
+        QTest::newRow("pressed from outside") << no << yes << Rows{1} << -1 << 1 << Rows{} << yes;
+    }
+
+    void clicks()
+    {
+        QFETCH(bool, several);
+        QFETCH(bool, none);
+        QFETCH(Rows, before);
+        QFETCH(int, modifiers);
+        QFETCH(int, row);
+        auto screen = ListOnScreen::evenRows(4);
+        screen.list.setAllowsMultipleSelection(several);
+        screen.list.setAllowsEmptySelection(none);
+        screen.list.setSelectedRows({before.begin(), before.end()});
+        screen.forget();
+        if (modifiers == -1)
+            screen.cell(row).press();
+        else
+            QTest::mousePress(&screen.cell(row), on, Qt::KeyboardModifiers(modifiers), QPoint(200, 30));
+        QTEST(screen.selection(), "selected");
+        QTEST(screen.calls.contains(u"selection"_s), "told");
+        QVERIFY(screen.list.hasFocus());
+        // What is selected is drawn so, and nothing else.
+        const QImage image = screen.seen();
+        for (int i = 0; i < 4; ++i)
+            QCOMPARE(image.pixelColor(200, i * 50 + 40), Row::color(i, screen.selection().contains(i)));
+    }
+
+    void clicksBesideTheCells_data()
+    {
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<bool>("none");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<int>("y");
+        QTest::addColumn<int>("selected");
+        QTest::newRow("none allowed") << 2 << true << 0 << 180 << -1;
+        QTest::newRow("below the rows") << 2 << false << 0 << 180 << 1;
+        QTest::newRow("between the rows") << 3 << false << 0 << 55 << 0;
+        // The place in the list counts, not that in the document.
+        QTest::newRow("scrolled") << 20 << false << 300 << 55 << 0;
+    }
+
+    void clicksBesideTheCells()
+    {
+        QFETCH(int, rows);
+        QFETCH(bool, none);
+        QFETCH(int, offset);
+        QFETCH(int, y);
+        QFETCH(int, selected);
+        auto screen = ListOnScreen::evenRows(rows);
+        screen.list.setCellSpacing(10);
+        screen.list.setAllowsEmptySelection(none);
+        screen.list.setSelectedRow(rows - 1);
+        screen.list.setScrollOffset(offset);
+        screen.forget();
+        QTest::mousePress(&screen.viewport(), Qt::RightButton, {}, QPoint(100, y));
+        QVERIFY(screen.calls.isEmpty());
+        QTest::mousePress(&screen.viewport(), on, {}, QPoint(100, y));
+        QCOMPARE(screen.list.selectedRow(), selected == 2 ? 0 : selected);
+        QCOMPARE(screen.calls.isEmpty(), selected == 2);
+    }
+
+    void doubleClick()
+    {
+        auto screen = ListOnScreen::evenRows(4);
+        QTest::mouseClick(&screen.cell(2), on, {}, QPoint(200, 30));
+        QTest::mouseClick(&screen.cell(1), on, {}, QPoint(200, 30));
+        QTest::mouseDClick(&screen.cell(1), on, {}, QPoint(200, 30));
+        QCOMPARE(screen.calls.mid(1), QStringList({u"selection"_s, u"open 1"_s, u"selection"_s}));
+        QCOMPARE(screen.list.selectedRow(), 1);
+        screen.forget();
+        QTest::mouseDClick(&screen.cell(1), Qt::RightButton, {}, QPoint(200, 30));
+        QTest::mousePress(&screen.cell(3), Qt::RightButton, {}, QPoint(200, 30));
+        QVERIFY(screen.calls.isEmpty());
+    }
+
+    void selectionCommands()
+    {
+        auto screen = ListOnScreen::evenRows(4);
+        RLListView& list = screen.list;
+        const QSignalSpy spy(&list, &RLListView::selectionDidChange);
+        list.selectAll();
+        QVERIFY(!list.validateSelectAll() && !list.validateDeselectAll());
+        QCOMPARE(spy.count(), 0);
+        // Rules about several and none are those of the mouse.
+        list.selectRowIndexes({1, 3, 4, -1});
+        list.selectRowIndexes({2}, true);
+        QCOMPARE(screen.selection(), Rows({1, 2, 3}));
+        QCOMPARE(list.selectedRow(), -1);
+        list.setSelectedRows(list.selectedRows());
+        QCOMPARE(screen.selection(), Rows({1, 2, 3}));
+        list.deselectRowIndexes({1, 3});
+        QCOMPARE(list.selectedRow(), 2);
+        QCOMPARE(spy.count(), 4);
+        QCOMPARE(screen.calls.count(u"selection"_s), 4);
+
+        list.setAllowsMultipleSelection(true);
+        QVERIFY(list.validateSelectAll() && list.validateDeselectAll());
+        QTest::keyClick(&list, Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(screen.selection(), Rows({0, 1, 2, 3}));
+        QVERIFY(!list.validateSelectAll());
+        list.setAllowsEmptySelection(false);
+        QVERIFY(!list.validateDeselectAll());
+        list.setAllowsEmptySelection(true);
+        list.deselectRows();
+        QVERIFY(screen.selection().isEmpty() && !list.validateDeselectAll());
+        list.setSelectedRow(1);
+        list.deselectAll();
+        QVERIFY(screen.selection().isEmpty());
+    }
+
+    void keys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<Rows>("before");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<Rows>("selected");
+        QTest::addColumn<int>("newOffset");
+        // Twenty rows of 50 points in a view of 200: offsets go up to 800.
+        const auto add = [](const char* name, Qt::Key key, Rows before, int offset, Rows selected, int newOffset,
+                            int modifiers = 0) {
+            QTest::newRow(name) << int(key) << modifiers << before << offset << selected << newOffset;
+        };
+        add("up", Qt::Key_Up, {3}, 0, {2}, 0);
+        add("up without a selection", Qt::Key_Up, {}, 100, {}, 100);
+        add("up out of sight", Qt::Key_Up, {4}, 200, {3}, 150);
+        add("down", Qt::Key_Down, {1}, 0, {2}, 0);
+        add("down from the last of several", Qt::Key_Down, {0, 1}, 0, {2}, 0);
+        add("down below what is seen goes to the end", Qt::Key_Down, {3}, 0, {4}, 800);
+        add("down without a selection", Qt::Key_Down, {}, 120, {3}, 120);
+        add("page down", Qt::Key_PageDown, {1}, 0, {5}, 200);
+        add("page up", Qt::Key_PageUp, {10}, 450, {6}, 250);
+        add("home", Qt::Key_Home, {10}, 450, {0}, 0);
+        add("end", Qt::Key_End, {}, 0, {19}, 800);
+        add("with a modifier", Qt::Key_Down, {1}, 0, {1}, 0, Qt::AltModifier);
+    }
+
+    void keys()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(Rows, before);
+        QFETCH(int, offset);
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setFocus();
+        screen.list.setSelectedRows({before.begin(), before.end()});
+        screen.list.setScrollOffset(offset);
+        QTest::keyClick(&screen.list, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QTEST(screen.selection(), "selected");
+        QTEST(screen.list.scrollOffset(), "newOffset");
+    }
+
+    void forwardedKeys()
+    {
+        auto screen = ListOnScreen::evenRows(4);
+        screen.list.setSelectedRow(1);
+        screen.forget();
+        screen.list.setKeysToForward({u"e"_s, u"s"_s});
+        QTest::keyClicks(&screen.list, u"ezEs"_s);
+        QTest::keyClick(&screen.list, Qt::Key_E, Qt::AltModifier);
+        QTest::keyClick(&screen.list, Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(screen.calls, QStringList({u"key e"_s, u"key s"_s}));
+        screen.forget();
+        QTest::keyClick(&screen.list, Qt::Key_Return);
+        screen.list.deselectAll();
+        QTest::keyClick(&screen.list, Qt::Key_Return);
+        QCOMPARE(screen.calls, QStringList({u"open 1"_s, u"selection"_s}));
+    }
+
+    void scrollsToRows_data()
+    {
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("toVisible");
+        QTest::addColumn<int>("toRow");
+        QTest::newRow("all in sight") << 100 << 3 << 100 << 150;
+        QTest::newRow("above") << 400 << 3 << 150 << 150;
+        QTest::newRow("cut at the top") << 160 << 3 << 150 << 150;
+        QTest::newRow("cut at the bottom") << 160 << 7 << 800 << 800;
+        QTest::newRow("below: to the end") << 0 << 6 << 800 << 800;
+        QTest::newRow("not there") << 100 << 20 << 100 << 100;
+        QTest::newRow("none") << 100 << -1 << 100 << 100;
+    }
+
+    void scrollsToRows()
+    {
+        QFETCH(int, offset);
+        QFETCH(int, row);
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setScrollOffset(offset);
+        screen.list.scrollRowToVisible(row);
+        QTEST(screen.list.scrollOffset(), "toVisible");
+        screen.list.setScrollOffset(offset);
+        screen.list.scrollToRow(row);
+        QTEST(screen.list.scrollOffset(), "toRow");
         QCOMPARE(framesAgainstRows(screen), QString());
     }
-    // What is seen is what is there, also where scrolling moved pixels instead of drawing.
-    QCOMPARE(screen.seen(), screen.list.grab().toImage().convertToFormat(QImage::Format_RGB32));
-}
 
-void RLListViewTest::queue()
-{
-    auto screen = ListOnScreen::evenRows(4);
-    const auto deaf = [](const QString&) {};
-    auto* one = new Row(u"One"_s, deaf);
-    auto* other = new Row(u"Other"_s, deaf);
-    auto* oneMore = new Row(u"One"_s, deaf);
-    for (Row* cell : {one, other, oneMore}) {
-        cell->setDropHighlight(RLDropHighlight::OnRow);
-        screen.list.enqueueCell(*cell);
-        cell->setParent(&screen.viewport());
+    void reload()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setSelectedRow(7);
+        screen.list.setScrollOffset(333);
+        const auto cells = screen.list.visibleCells();
+        screen.forget();
+        screen.list.reloadData();
+        QCOMPARE(screen.list.scrollOffset(), 333);
+        QCOMPARE(screen.list.visibleCells(), cells);
+        QCOMPARE(screen.made, 0);
+        QCOMPARE(screen.asked, Rows({6, 7, 8, 9, 10}));
+        QVERIFY(screen.calls.isEmpty() && screen.selection().isEmpty());
+        QCOMPARE(screen.seen().pixelColor(200, 65), Row::color(7, false));
+
+        // Each row keeps its cell also while others wait for reuse.
+        screen.list.setScrollOffset(300);
+        const auto fewer = screen.list.visibleCells();
+        screen.list.reloadData();
+        QCOMPARE(screen.list.visibleCells(), fewer);
+
+        screen.load(Heights(8, 50));
+        QCOMPARE(screen.list.scrollOffset(), 200);
+        QCOMPARE(framesAgainstRows(screen), QString());
+        screen.load({});
+        QCOMPARE(screen.list.scrollOffset(), 0);
+        QVERIFY(screen.visibleRows().isEmpty());
+        for (const Row* cell : screen.viewport().findChildren<Row*>())
+            QVERIFY(cell->isHidden());
+        screen.load(Heights(20, 50));
+        QCOMPARE(framesAgainstRows(screen), QString());
     }
-    QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"None"_s), nullptr);
-    QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), one);
-    QCOMPARE(one->dropHighlight(), RLDropHighlight::None);
-    QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), oneMore);
-    QCOMPARE(screen.list.dequeueCellWithReusableIdentifier(u"One"_s), nullptr);
-    QCOMPARE(other->reuses, 0);
 
-    Row& visible = screen.cell(1);
-    screen.list.enqueueCell(visible);
-    QVERIFY(visible.isHidden());
-    QCOMPARE(screen.visibleRows(), Rows({0, 2, 3}));
-    QCOMPARE(RLListViewCell().reusableIdentifier(), u"RLListViewCell"_s);
-}
+    void reloadWhileAButtonHasTheFocus()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setScrollOffset(100);
+        QPushButton& button = screen.cell(4).button;
+        button.setFocus();
+        screen.list.reloadData();
+        QVERIFY(button.hasFocus());
+        QCOMPARE(&screen.cell(4).button, &button);
 
-void RLListViewTest::cellsThatAreDestroyed()
-{
-    auto screen = ListOnScreen::evenRows(10);
-    screen.list.setScrollOffset(25);
-    screen.list.setScrollOffset(0);
-    const auto cells = screen.viewport().findChildren<Row*>();
-    QCOMPARE(cells.size(), 5);
-    delete *std::ranges::find_if(cells, &QWidget::isHidden);
-    delete &screen.cell(2);
-    QCOMPARE(screen.visibleRows(), Rows({0, 1, 3}));
-    screen.list.reloadData();
-    QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3}));
-}
+        // Its row is gone; the next press of Space must not be one on another row.
+        screen.list.setScrollOffset(300);
+        QVERIFY(screen.list.hasFocus());
+        screen.cell(7).button.setFocus();
+        screen.load(Heights(2, 50));
+        QVERIFY(screen.list.hasFocus());
+    }
 
-void RLListViewTest::clicks_data()
-{
-    QTest::addColumn<bool>("several");
-    QTest::addColumn<bool>("none");
-    QTest::addColumn<Rows>("before");
-    QTest::addColumn<int>("modifiers");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<Rows>("selected");
-    QTest::addColumn<bool>("told");
-    constexpr int plain = Qt::NoModifier;
-    constexpr int command = Qt::ControlModifier;
-    constexpr int shift = Qt::ShiftModifier;
-    constexpr bool yes = true;
-    constexpr bool no = false;
-    QTest::newRow("single: first click") << no << yes << Rows{} << plain << 1 << Rows{1} << yes;
-    QTest::newRow("single: command deselects") << no << yes << Rows{1} << command << 1 << Rows{} << yes;
-    QTest::newRow("single: shift deselects") << no << yes << Rows{1} << shift << 1 << Rows{} << yes;
-    QTest::newRow("single: never empty") << no << no << Rows{1} << command << 1 << Rows{1} << yes;
-    QTest::newRow("single: command on another") << no << yes << Rows{1} << command << 2 << Rows{2} << yes;
-    QTest::newRow("several: command adds") << yes << no << Rows{0} << command << 2 << Rows{0, 2} << yes;
-    QTest::newRow("several: command removes") << yes << no << Rows{0, 2} << command << 2 << Rows{0} << yes;
-    QTest::newRow("several: the only one stays") << yes << no << Rows{2} << command << 2 << Rows{2} << no;
-    QTest::newRow("several: plain on one of them") << yes << yes << Rows{1, 2} << plain << 2 << Rows{2} << yes;
-    QTest::newRow("pressed from outside") << no << yes << Rows{1} << -1 << 1 << Rows{} << yes;
-}
+    void reloadRow()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setSelectedRow(1);
+        const int layouts = screen.cell(0).layouts;
+        screen.setHeight(1, 20);
+        QCOMPARE(screen.list.rectOfRow(1).height(), 50.0);
+        screen.list.reloadRowAtIndex(1);
+        QCOMPARE(screen.list.rectOfRow(1).height(), 20.0);
+        QCOMPARE(screen.list.documentHeight(), 970.0);
+        QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3, 4}));
+        QCOMPARE(framesAgainstRows(screen), QString());
+        QCOMPARE(screen.cell(0).layouts, layouts + 1);
+        QCOMPARE(screen.list.selectedRow(), 1);
+    }
 
-void RLListViewTest::clicks()
-{
-    QFETCH(bool, several);
-    QFETCH(bool, none);
-    QFETCH(Rows, before);
-    QFETCH(int, modifiers);
-    QFETCH(int, row);
-    auto screen = ListOnScreen::evenRows(4);
-    screen.list.setAllowsMultipleSelection(several);
-    screen.list.setAllowsEmptySelection(none);
-    screen.list.setSelectedRows({before.begin(), before.end()});
-    screen.forget();
-    if (modifiers == -1)
-        screen.cell(row).press();
-    else
-        QTest::mousePress(&screen.cell(row), on, Qt::KeyboardModifiers(modifiers), QPoint(200, 30));
-    QTEST(screen.selection(), "selected");
-    QTEST(screen.calls.contains(u"selection"_s), "told");
-    QVERIFY(screen.list.hasFocus());
-    // What is selected is drawn so, and nothing else.
-    const QImage image = screen.seen();
-    for (int i = 0; i < 4; ++i)
-        QCOMPARE(image.pixelColor(200, i * 50 + 40), Row::color(i, screen.selection().contains(i)));
-}
+    void resize()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setScrollOffset(333);
+        screen.list.setSelectedRow(8);
+        screen.forget();
+        screen.list.setFixedSize(300, 310);
+        QTRY_COMPARE(screen.list.visibleRect(), QRectF(0, 333, 300, 310));
+        QCOMPARE(framesAgainstRows(screen), QString());
+        QCOMPARE(screen.heightsAsked, 0);
 
-void RLListViewTest::clicksBesideTheCells_data()
-{
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<bool>("none");
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<int>("y");
-    QTest::addColumn<int>("selected");
-    QTest::newRow("none allowed") << 2 << true << 0 << 180 << -1;
-    QTest::newRow("below the rows") << 2 << false << 0 << 180 << 1;
-    QTest::newRow("between the rows") << 3 << false << 0 << 55 << 0;
-    // The place in the list counts, not that in the document.
-    QTest::newRow("scrolled") << 20 << false << 300 << 55 << 0;
-}
+        screen.list.setFixedSize(300, 900);
+        QTRY_COMPARE(screen.list.visibleRect(), QRectF(0, 100, 300, 900));
+        QCOMPARE(framesAgainstRows(screen), QString());
 
-void RLListViewTest::clicksBesideTheCells()
-{
-    QFETCH(int, rows);
-    QFETCH(bool, none);
-    QFETCH(int, offset);
-    QFETCH(int, y);
-    QFETCH(int, selected);
-    auto screen = ListOnScreen::evenRows(rows);
-    screen.list.setCellSpacing(10);
-    screen.list.setAllowsEmptySelection(none);
-    screen.list.setSelectedRow(rows - 1);
-    screen.list.setScrollOffset(offset);
-    screen.forget();
-    QTest::mousePress(&screen.viewport(), Qt::RightButton, {}, QPoint(100, y));
-    QVERIFY(screen.calls.isEmpty());
-    QTest::mousePress(&screen.viewport(), on, {}, QPoint(100, y));
-    QCOMPARE(screen.list.selectedRow(), selected == 2 ? 0 : selected);
-    QCOMPARE(screen.calls.isEmpty(), selected == 2);
-}
+        screen.forget();
+        screen.list.setFixedSize(420, 200);
+        QTRY_COMPARE(screen.cell(3).width(), 420);
+        QCOMPARE(screen.heightsAsked, 20);
+        QCOMPARE(screen.made, 0);
+        QCOMPARE(screen.visibleRows(), Rows({2, 3, 4, 5}));
+        QCOMPARE(screen.list.selectedRow(), 8);
+    }
 
-void RLListViewTest::doubleClick()
-{
-    auto screen = ListOnScreen::evenRows(4);
-    QTest::mouseClick(&screen.cell(2), on, {}, QPoint(200, 30));
-    QTest::mouseClick(&screen.cell(1), on, {}, QPoint(200, 30));
-    QTest::mouseDClick(&screen.cell(1), on, {}, QPoint(200, 30));
-    QCOMPARE(screen.calls.mid(1), QStringList({u"selection"_s, u"open 1"_s, u"selection"_s}));
-    QCOMPARE(screen.list.selectedRow(), 1);
-    screen.forget();
-    QTest::mouseDClick(&screen.cell(1), Qt::RightButton, {}, QPoint(200, 30));
-    QTest::mousePress(&screen.cell(3), Qt::RightButton, {}, QPoint(200, 30));
-    QVERIFY(screen.calls.isEmpty());
-}
+    void liveResize()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setUsesLiveResize(false);
+        screen.list.viewWillStartLiveResize();
+        screen.list.setFixedSize(420, 310);
+        QTRY_COMPARE(screen.list.viewport()->size(), QSize(420, 310));
+        QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3, 4, 5, 6}));
+        QCOMPARE(screen.cell(6).width(), 300);
+        QCOMPARE(screen.heightsAsked, 0);
+        screen.list.viewDidEndLiveResize();
+        QCOMPARE(screen.cell(6).width(), 420);
+        QCOMPARE(screen.heightsAsked, 20);
 
-void RLListViewTest::selectionCommands()
-{
-    auto screen = ListOnScreen::evenRows(4);
-    RLListView& list = screen.list;
-    const QSignalSpy spy(&list, &RLListView::selectionDidChange);
-    list.selectAll();
-    QVERIFY(!list.validateSelectAll() && !list.validateDeselectAll());
-    QCOMPARE(spy.count(), 0);
-    // Rules about several and none are those of the mouse.
-    list.selectRowIndexes({1, 3, 4, -1});
-    list.selectRowIndexes({2}, true);
-    QCOMPARE(screen.selection(), Rows({1, 2, 3}));
-    QCOMPARE(list.selectedRow(), -1);
-    list.setSelectedRows(list.selectedRows());
-    QCOMPARE(screen.selection(), Rows({1, 2, 3}));
-    list.deselectRowIndexes({1, 3});
-    QCOMPARE(list.selectedRow(), 2);
-    QCOMPARE(spy.count(), 4);
-    QCOMPARE(screen.calls.count(u"selection"_s), 4);
+        screen.list.setUsesLiveResize(true);
+        screen.list.viewWillStartLiveResize();
+        screen.list.setFixedSize(350, 310);
+        QTRY_COMPARE(screen.cell(6).width(), 350);
+    }
 
-    list.setAllowsMultipleSelection(true);
-    QVERIFY(list.validateSelectAll() && list.validateDeselectAll());
-    QTest::keyClick(&list, Qt::Key_A, Qt::ControlModifier);
-    QCOMPARE(screen.selection(), Rows({0, 1, 2, 3}));
-    QVERIFY(!list.validateSelectAll());
-    list.setAllowsEmptySelection(false);
-    QVERIFY(!list.validateDeselectAll());
-    list.setAllowsEmptySelection(true);
-    list.deselectRows();
-    QVERIFY(screen.selection().isEmpty() && !list.validateDeselectAll());
-    list.setSelectedRow(1);
-    list.deselectAll();
-    QVERIFY(screen.selection().isEmpty());
-}
+    void wheel_data()
+    {
+        QTest::addColumn<QPoint>("pixels");
+        QTest::addColumn<QPoint>("angle");
+        QTest::addColumn<int>("times");
+        QTest::addColumn<int>("offset");
+        const int notch = 20 * QApplication::wheelScrollLines();
+        QTest::newRow("a notch") << QPoint() << QPoint(0, -120) << 1 << 400 + notch;
+        QTest::newRow("small parts of a notch") << QPoint() << QPoint(0, -1) << 120 << 400 + notch;
+        QTest::newRow("sideways") << QPoint() << QPoint(-120, 0) << 1 << 400;
+        QTest::newRow("beyond the end") << QPoint() << QPoint(0, -120000) << 1 << 800;
+    }
 
-void RLListViewTest::keys_data()
-{
-    QTest::addColumn<int>("key");
-    QTest::addColumn<int>("modifiers");
-    QTest::addColumn<Rows>("before");
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<Rows>("selected");
-    QTest::addColumn<int>("newOffset");
-    // Twenty rows of 50 points in a view of 200: offsets go up to 800.
-    const auto add = [](const char* name, Qt::Key key, Rows before, int offset, Rows selected, int newOffset,
-                        int modifiers = 0) {
-        QTest::newRow(name) << int(key) << modifiers << before << offset << selected << newOffset;
-    };
-    add("up", Qt::Key_Up, {3}, 0, {2}, 0);
-    add("up without a selection", Qt::Key_Up, {}, 100, {}, 100);
-    add("up out of sight", Qt::Key_Up, {4}, 200, {3}, 150);
-    add("down", Qt::Key_Down, {1}, 0, {2}, 0);
-    add("down from the last of several", Qt::Key_Down, {0, 1}, 0, {2}, 0);
-    add("down below what is seen goes to the end", Qt::Key_Down, {3}, 0, {4}, 800);
-    add("down without a selection", Qt::Key_Down, {}, 120, {3}, 120);
-    add("page down", Qt::Key_PageDown, {1}, 0, {5}, 200);
-    add("page up", Qt::Key_PageUp, {10}, 450, {6}, 250);
-    add("home", Qt::Key_Home, {10}, 450, {0}, 0);
-    add("end", Qt::Key_End, {}, 0, {19}, 800);
-    add("with a modifier", Qt::Key_Down, {1}, 0, {1}, 0, Qt::AltModifier);
-}
+    void wheel()
+    {
+        QFETCH(QPoint, pixels);
+        QFETCH(QPoint, angle);
+        QFETCH(int, times);
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setScrollOffset(400);
+        for (int i = 0; i < times; ++i)
+            wheelBy(screen, pixels, angle);
+        QTEST(screen.list.scrollOffset(), "offset");
+        QCOMPARE(framesAgainstRows(screen), QString());
+    }
 
-void RLListViewTest::keys()
-{
-    QFETCH(int, key);
-    QFETCH(int, modifiers);
-    QFETCH(Rows, before);
-    QFETCH(int, offset);
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setFocus();
-    screen.list.setSelectedRows({before.begin(), before.end()});
-    screen.list.setScrollOffset(offset);
-    QTest::keyClick(&screen.list, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-    QTEST(screen.selection(), "selected");
-    QTEST(screen.list.scrollOffset(), "newOffset");
-}
+    void scroller()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        auto* thumb = screen.list.findChild<skin::ThinScroller*>();
+        QVERIFY(thumb->isVisible());
+        QCOMPARE(screen.cell(0).width(), 300);
+        QVERIFY(thumb->width() <= 10);
+        QCOMPARE(thumb->geometry().right(), 297);
+        const int top = thumb->y();
+        screen.list.setScrollOffset(800);
+        const int way = thumb->y() - top;
+        QCOMPARE(thumb->geometry().bottom(), 197);
 
-void RLListViewTest::forwardedKeys()
-{
-    auto screen = ListOnScreen::evenRows(4);
-    screen.list.setSelectedRow(1);
-    screen.forget();
-    screen.list.setKeysToForward({u"e"_s, u"s"_s});
-    QTest::keyClicks(&screen.list, u"ezEs"_s);
-    QTest::keyClick(&screen.list, Qt::Key_E, Qt::AltModifier);
-    QTest::keyClick(&screen.list, Qt::Key_S, Qt::ControlModifier);
-    QCOMPARE(screen.calls, QStringList({u"key e"_s, u"key s"_s}));
-    screen.forget();
-    QTest::keyClick(&screen.list, Qt::Key_Return);
-    screen.list.deselectAll();
-    QTest::keyClick(&screen.list, Qt::Key_Return);
-    QCOMPARE(screen.calls, QStringList({u"open 1"_s, u"selection"_s}));
-}
+        // It keeps to the pointer, and the rows follow.
+        QTest::mousePress(thumb, on, {}, QPoint(6, 10));
+        const QPointF to(6, 10 - way / 2.0);
+        QMouseEvent move(QEvent::MouseMove, to, thumb->mapToGlobal(to), Qt::NoButton, on, Qt::NoModifier);
+        QCoreApplication::sendEvent(thumb, &move);
+        QVERIFY(qAbs(screen.list.scrollOffset() - 400) <= 3);
+        QVERIFY(qAbs(thumb->y() - top - way / 2) <= 1);
+        QTest::mouseRelease(thumb, on, {}, QPoint(6, 10));
+        const int offset = screen.list.scrollOffset();
+        QCoreApplication::sendEvent(thumb, &move);
+        QCOMPARE(screen.list.scrollOffset(), offset);
+        QVERIFY(screen.calls.isEmpty());
 
-void RLListViewTest::scrollsToRows_data()
-{
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<int>("row");
-    QTest::addColumn<int>("toVisible");
-    QTest::addColumn<int>("toRow");
-    QTest::newRow("all in sight") << 100 << 3 << 100 << 150;
-    QTest::newRow("above") << 400 << 3 << 150 << 150;
-    QTest::newRow("cut at the top") << 160 << 3 << 150 << 150;
-    QTest::newRow("cut at the bottom") << 160 << 7 << 800 << 800;
-    QTest::newRow("below: to the end") << 0 << 6 << 800 << 800;
-    QTest::newRow("not there") << 100 << 20 << 100 << 100;
-    QTest::newRow("none") << 100 << -1 << 100 << 100;
-}
+        screen.load(Heights(4, 50));
+        QVERIFY(thumb->isHidden());
+        screen.load(Heights(100000, 50));
+        QVERIFY(thumb->isVisible() && thumb->height() >= 24);
+    }
 
-void RLListViewTest::scrollsToRows()
-{
-    QFETCH(int, offset);
-    QFETCH(int, row);
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setScrollOffset(offset);
-    screen.list.scrollRowToVisible(row);
-    QTEST(screen.list.scrollOffset(), "toVisible");
-    screen.list.setScrollOffset(offset);
-    screen.list.scrollToRow(row);
-    QTEST(screen.list.scrollOffset(), "toRow");
-    QCOMPARE(framesAgainstRows(screen), QString());
-}
+    void dropHighlights()
+    {
+        auto screen = ListOnScreen::evenRows(2);
+        const QColor color = screen.list.palette().color(QPalette::Highlight);
+        // Row 1 of 50 points begins at 50.
+        const auto marked = [&](int y) { return screen.seen().pixelColor(150, y) == color; };
+        screen.cell(1).setDropHighlight(RLDropHighlight::OnRow);
+        QVERIFY(marked(50) && marked(99) && !marked(49) && !marked(75));
+        screen.cell(1).setDropHighlight(RLDropHighlight::Below);
+        QVERIFY(marked(99) && !marked(50));
+        screen.cell(1).setDropHighlight(RLDropHighlight::Above);
+        QVERIFY(marked(50) && !marked(99));
+        screen.cell(1).setDropHighlight(RLDropHighlight::None);
+        QVERIFY(!marked(50) && !marked(99));
+        screen.list.documentView().setDropHighlight(RLDropHighlight::Below);
+        QVERIFY(marked(100) && !marked(99));
+        screen.list.documentView().setDropHighlight(RLDropHighlight::Above);
+        QVERIFY(!marked(99));
+        // The frame around the list is seen over the rows as well.
+        const QColor edge = screen.seen().pixelColor(0, 30);
+        QVERIFY(edge.blue() - edge.red() > 20);
+    }
 
-void RLListViewTest::reload()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setSelectedRow(7);
-    screen.list.setScrollOffset(333);
-    const auto cells = screen.list.visibleCells();
-    screen.forget();
-    screen.list.reloadData();
-    QCOMPARE(screen.list.scrollOffset(), 333);
-    QCOMPARE(screen.list.visibleCells(), cells);
-    QCOMPARE(screen.made, 0);
-    QCOMPARE(screen.asked, Rows({6, 7, 8, 9, 10}));
-    QVERIFY(screen.calls.isEmpty() && screen.selection().isEmpty());
-    QCOMPARE(screen.seen().pixelColor(200, 65), Row::color(7, false));
+    void focus()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.before.setFocus();
+        QTest::keyClick(&screen.before, Qt::Key_Tab);
+        QVERIFY(screen.list.hasFocus());
+        QTest::keyClick(&screen.list, Qt::Key_Tab);
+        QVERIFY(screen.after.hasFocus());
+        QTest::keyClick(&screen.after, Qt::Key_Tab);
+        QVERIFY(screen.before.hasFocus());
+        QTest::keyClick(&screen.before, Qt::Key_Backtab);
+        QTest::keyClick(&screen.after, Qt::Key_Backtab);
+        QVERIFY(screen.list.hasFocus());
 
-    // Each row keeps its cell also while others wait for reuse.
-    screen.list.setScrollOffset(300);
-    const auto fewer = screen.list.visibleCells();
-    screen.list.reloadData();
-    QCOMPARE(screen.list.visibleCells(), fewer);
+        screen.cell(1).button.setFocus();
+        QTest::keyClick(&screen.cell(1).button, Qt::Key_Tab);
+        QVERIFY(screen.after.hasFocus());
+        screen.cell(1).button.setFocus();
+        QTest::keyClick(&screen.cell(1).button, Qt::Key_Backtab);
+        QVERIFY(screen.list.hasFocus());
+    }
 
-    screen.load(Heights(8, 50));
-    QCOMPARE(screen.list.scrollOffset(), 200);
-    QCOMPARE(framesAgainstRows(screen), QString());
-    screen.load({});
-    QCOMPARE(screen.list.scrollOffset(), 0);
-    QVERIFY(screen.visibleRows().isEmpty());
-    for (const Row* cell : screen.viewport().findChildren<Row*>())
-        QVERIFY(cell->isHidden());
-    screen.load(Heights(20, 50));
-    QCOMPARE(framesAgainstRows(screen), QString());
-}
+    void focusMark()
+    {
+        auto screen = ListOnScreen::evenRows(2);
+        const QColor mark = screen.list.palette().color(QPalette::Highlight);
+        const auto markedAt = [&](int y) { return screen.seen().pixelColor(1, y) == mark; };
+        screen.before.setFocus();
+        QVERIFY(!markedAt(25));
+        QTest::keyClick(&screen.before, Qt::Key_Tab);
+        QVERIFY(markedAt(25) && markedAt(75) && markedAt(150));
+        QTest::keyClick(&screen.list, Qt::Key_End);
+        QVERIFY(!markedAt(25) && markedAt(75) && !markedAt(150));
+        QTest::mouseClick(&screen.after, on);
+        screen.after.setFocus();
+        QVERIFY(!markedAt(75));
+        screen.list.setFocus(Qt::MouseFocusReason);
+        QVERIFY(!markedAt(75));
+        QTest::keyClick(&screen.list, Qt::Key_Up);
+        QVERIFY(markedAt(25) && !markedAt(75));
+    }
 
-void RLListViewTest::reloadWhileAButtonHasTheFocus()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setScrollOffset(100);
-    QPushButton& button = screen.cell(4).button;
-    button.setFocus();
-    screen.list.reloadData();
-    QVERIFY(button.hasFocus());
-    QCOMPARE(&screen.cell(4).button, &button);
+    void contextMenuByKey()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        const auto menuKey = [&] {
+            QContextMenuEvent event(QContextMenuEvent::Keyboard, QPoint(5, 5), QPoint(5, 5));
+            QCoreApplication::sendEvent(&screen.list, &event);
+        };
+        menuKey();
+        QVERIFY(screen.calls.isEmpty());
+        screen.list.setSelectedRow(1);
+        screen.list.setScrollOffset(500);
+        screen.forget();
+        menuKey();
+        QTest::keyClick(&screen.list, Qt::Key_F10, Qt::ShiftModifier);
+        QCOMPARE(screen.calls, QStringList({u"menu 1"_s, u"menu 1"_s}));
+        QCOMPARE(screen.list.scrollOffset(), 50);
+    }
 
-    // Its row is gone; the next press of Space must not be one on another row.
-    screen.list.setScrollOffset(300);
-    QVERIFY(screen.list.hasFocus());
-    screen.cell(7).button.setFocus();
-    screen.load(Heights(2, 50));
-    QVERIFY(screen.list.hasFocus());
-}
+    void assistiveTechnology()
+    {
+        auto screen = ListOnScreen::evenRows(20);
+        screen.list.setAccessibleName(u"Entries"_s);
+        screen.list.setScrollOffset(100);
+        QAccessibleInterface* list = QAccessible::queryAccessibleInterface(&screen.list);
+        QCOMPARE(list->role(), QAccessible::List);
+        QCOMPARE(list->text(QAccessible::Name), u"Entries"_s);
+        QCOMPARE(list->childCount(), 4);
+        QVERIFY(!list->child(4) && !list->child(-1));
+        QAccessibleInterface* row = list->child(1);
+        QCOMPARE(row->role(), QAccessible::ListItem);
+        QCOMPARE(row->text(QAccessible::Name), u"Row 3"_s);
+        QCOMPARE(row->parent()->object(), &screen.list);
+        QCOMPARE(list->indexOfChild(row), 1);
+        QCOMPARE(list->childAt(row->rect().center().x(), row->rect().center().y())->object(), row->object());
+        QCOMPARE(row->childCount(), 1);
+        QCOMPARE(row->child(0)->text(QAccessible::Name), u"Start"_s);
+        QVERIFY(row->state().selectable && !row->state().selected && !row->state().disabled);
 
-void RLListViewTest::reloadRow()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setSelectedRow(1);
-    const int layouts = screen.cell(0).layouts;
-    screen.setHeight(1, 20);
-    QCOMPARE(screen.list.rectOfRow(1).height(), 50.0);
-    screen.list.reloadRowAtIndex(1);
-    QCOMPARE(screen.list.rectOfRow(1).height(), 20.0);
-    QCOMPARE(screen.list.documentHeight(), 970.0);
-    QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3, 4}));
-    QCOMPARE(framesAgainstRows(screen), QString());
-    QCOMPARE(screen.cell(0).layouts, layouts + 1);
-    QCOMPARE(screen.list.selectedRow(), 1);
-}
+        row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QTRY_VERIFY(row->state().selected);
+        QVERIFY(row->state().focused);
+        QCOMPARE(list->focusChild()->object(), row->object());
+        row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QTRY_VERIFY(!row->state().selected);
+        screen.forget();
+        row->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
+        QTRY_COMPARE(screen.calls, QStringList({u"menu 3"_s}));
 
-void RLListViewTest::resize()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setScrollOffset(333);
-    screen.list.setSelectedRow(8);
-    screen.forget();
-    screen.list.setFixedSize(300, 310);
-    QTRY_COMPARE(screen.list.visibleRect(), QRectF(0, 333, 300, 310));
-    QCOMPARE(framesAgainstRows(screen), QString());
-    QCOMPARE(screen.heightsAsked, 0);
+        screen.window.setEnabled(false);
+        QVERIFY(!row->state().disabled && !list->state().disabled);
+    }
 
-    screen.list.setFixedSize(300, 900);
-    QTRY_COMPARE(screen.list.visibleRect(), QRectF(0, 100, 300, 900));
-    QCOMPARE(framesAgainstRows(screen), QString());
+    void longLists_data()
+    {
+        QTest::addColumn<double>("scale");
+        QTest::newRow("of usual rows") << 1.0;
+        // Longer than a widget can be.
+        QTest::newRow("of high rows") << 15.0;
+    }
 
-    screen.forget();
-    screen.list.setFixedSize(420, 200);
-    QTRY_COMPARE(screen.cell(3).width(), 420);
-    QCOMPARE(screen.heightsAsked, 20);
-    QCOMPARE(screen.made, 0);
-    QCOMPARE(screen.visibleRows(), Rows({2, 3, 4, 5}));
-    QCOMPARE(screen.list.selectedRow(), 8);
-}
+    void longLists()
+    {
+        QFETCH(double, scale);
+        Heights heights;
+        for (int row = 0; row < 100'000; ++row)
+            heights.push_back((65 + row % 5 * 14) * scale);
+        ListOnScreen screen({}, QSize(300, 600));
+        screen.load(heights);
+        const auto cost = [&screen] { return std::exchange(screen.asked, {}).size(); };
+        const double total = 9'300'000 * scale;
+        QCOMPARE(screen.list.documentHeight(), total);
 
-void RLListViewTest::liveResize()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setUsesLiveResize(false);
-    screen.list.viewWillStartLiveResize();
-    screen.list.setFixedSize(420, 310);
-    QTRY_COMPARE(screen.list.viewport()->size(), QSize(420, 310));
-    QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3, 4, 5, 6}));
-    QCOMPARE(screen.cell(6).width(), 300);
-    QCOMPARE(screen.heightsAsked, 0);
-    screen.list.viewDidEndLiveResize();
-    QCOMPARE(screen.cell(6).width(), 420);
-    QCOMPARE(screen.heightsAsked, 20);
-
-    screen.list.setUsesLiveResize(true);
-    screen.list.viewWillStartLiveResize();
-    screen.list.setFixedSize(350, 310);
-    QTRY_COMPARE(screen.cell(6).width(), 350);
-}
-
-void RLListViewTest::wheel_data()
-{
-    QTest::addColumn<QPoint>("pixels");
-    QTest::addColumn<QPoint>("angle");
-    QTest::addColumn<int>("times");
-    QTest::addColumn<int>("offset");
-    const int notch = 20 * QApplication::wheelScrollLines();
-    QTest::newRow("a notch") << QPoint() << QPoint(0, -120) << 1 << 400 + notch;
-    QTest::newRow("small parts of a notch") << QPoint() << QPoint(0, -1) << 120 << 400 + notch;
-    QTest::newRow("sideways") << QPoint() << QPoint(-120, 0) << 1 << 400;
-    QTest::newRow("beyond the end") << QPoint() << QPoint(0, -120000) << 1 << 800;
-}
-
-void RLListViewTest::wheel()
-{
-    QFETCH(QPoint, pixels);
-    QFETCH(QPoint, angle);
-    QFETCH(int, times);
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setScrollOffset(400);
-    for (int i = 0; i < times; ++i)
-        wheelBy(screen, pixels, angle);
-    QTEST(screen.list.scrollOffset(), "offset");
-    QCOMPARE(framesAgainstRows(screen), QString());
-}
-
-void RLListViewTest::scroller()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    auto* thumb = screen.list.findChild<skin::ThinScroller*>();
-    QVERIFY(thumb->isVisible());
-    QCOMPARE(screen.cell(0).width(), 300);
-    QVERIFY(thumb->width() <= 10);
-    QCOMPARE(thumb->geometry().right(), 297);
-    const int top = thumb->y();
-    screen.list.setScrollOffset(800);
-    const int way = thumb->y() - top;
-    QCOMPARE(thumb->geometry().bottom(), 197);
-
-    // It keeps to the pointer, and the rows follow.
-    QTest::mousePress(thumb, on, {}, QPoint(6, 10));
-    const QPointF to(6, 10 - way / 2.0);
-    QMouseEvent move(QEvent::MouseMove, to, thumb->mapToGlobal(to), Qt::NoButton, on, Qt::NoModifier);
-    QCoreApplication::sendEvent(thumb, &move);
-    QVERIFY(qAbs(screen.list.scrollOffset() - 400) <= 3);
-    QVERIFY(qAbs(thumb->y() - top - way / 2) <= 1);
-    QTest::mouseRelease(thumb, on, {}, QPoint(6, 10));
-    const int offset = screen.list.scrollOffset();
-    QCoreApplication::sendEvent(thumb, &move);
-    QCOMPARE(screen.list.scrollOffset(), offset);
-    QVERIFY(screen.calls.isEmpty());
-
-    screen.load(Heights(4, 50));
-    QVERIFY(thumb->isHidden());
-    screen.load(Heights(100000, 50));
-    QVERIFY(thumb->isVisible() && thumb->height() >= 24);
-}
-
-void RLListViewTest::dropHighlights()
-{
-    auto screen = ListOnScreen::evenRows(2);
-    const QColor color = screen.list.palette().color(QPalette::Highlight);
-    // Row 1 of 50 points begins at 50.
-    const auto marked = [&](int y) { return screen.seen().pixelColor(150, y) == color; };
-    screen.cell(1).setDropHighlight(RLDropHighlight::OnRow);
-    QVERIFY(marked(50) && marked(99) && !marked(49) && !marked(75));
-    screen.cell(1).setDropHighlight(RLDropHighlight::Below);
-    QVERIFY(marked(99) && !marked(50));
-    screen.cell(1).setDropHighlight(RLDropHighlight::Above);
-    QVERIFY(marked(50) && !marked(99));
-    screen.cell(1).setDropHighlight(RLDropHighlight::None);
-    QVERIFY(!marked(50) && !marked(99));
-    screen.list.documentView().setDropHighlight(RLDropHighlight::Below);
-    QVERIFY(marked(100) && !marked(99));
-    screen.list.documentView().setDropHighlight(RLDropHighlight::Above);
-    QVERIFY(!marked(99));
-    // The frame around the list is seen over the rows as well.
-    const QColor edge = screen.seen().pixelColor(0, 30);
-    QVERIFY(edge.blue() - edge.red() > 20);
-}
-
-void RLListViewTest::focus()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.before.setFocus();
-    QTest::keyClick(&screen.before, Qt::Key_Tab);
-    QVERIFY(screen.list.hasFocus());
-    QTest::keyClick(&screen.list, Qt::Key_Tab);
-    QVERIFY(screen.after.hasFocus());
-    QTest::keyClick(&screen.after, Qt::Key_Tab);
-    QVERIFY(screen.before.hasFocus());
-    QTest::keyClick(&screen.before, Qt::Key_Backtab);
-    QTest::keyClick(&screen.after, Qt::Key_Backtab);
-    QVERIFY(screen.list.hasFocus());
-
-    screen.cell(1).button.setFocus();
-    QTest::keyClick(&screen.cell(1).button, Qt::Key_Tab);
-    QVERIFY(screen.after.hasFocus());
-    screen.cell(1).button.setFocus();
-    QTest::keyClick(&screen.cell(1).button, Qt::Key_Backtab);
-    QVERIFY(screen.list.hasFocus());
-}
-
-void RLListViewTest::focusMark()
-{
-    auto screen = ListOnScreen::evenRows(2);
-    const QColor mark = screen.list.palette().color(QPalette::Highlight);
-    const auto markedAt = [&](int y) { return screen.seen().pixelColor(1, y) == mark; };
-    screen.before.setFocus();
-    QVERIFY(!markedAt(25));
-    QTest::keyClick(&screen.before, Qt::Key_Tab);
-    QVERIFY(markedAt(25) && markedAt(75) && markedAt(150));
-    QTest::keyClick(&screen.list, Qt::Key_End);
-    QVERIFY(!markedAt(25) && markedAt(75) && !markedAt(150));
-    QTest::mouseClick(&screen.after, on);
-    screen.after.setFocus();
-    QVERIFY(!markedAt(75));
-    screen.list.setFocus(Qt::MouseFocusReason);
-    QVERIFY(!markedAt(75));
-    QTest::keyClick(&screen.list, Qt::Key_Up);
-    QVERIFY(markedAt(25) && !markedAt(75));
-}
-
-void RLListViewTest::contextMenuByKey()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    const auto menuKey = [&] {
-        QContextMenuEvent event(QContextMenuEvent::Keyboard, QPoint(5, 5), QPoint(5, 5));
-        QCoreApplication::sendEvent(&screen.list, &event);
-    };
-    menuKey();
-    QVERIFY(screen.calls.isEmpty());
-    screen.list.setSelectedRow(1);
-    screen.list.setScrollOffset(500);
-    screen.forget();
-    menuKey();
-    QTest::keyClick(&screen.list, Qt::Key_F10, Qt::ShiftModifier);
-    QCOMPARE(screen.calls, QStringList({u"menu 1"_s, u"menu 1"_s}));
-    QCOMPARE(screen.list.scrollOffset(), 50);
-}
-
-void RLListViewTest::assistiveTechnology()
-{
-    auto screen = ListOnScreen::evenRows(20);
-    screen.list.setAccessibleName(u"Entries"_s);
-    screen.list.setScrollOffset(100);
-    QAccessibleInterface* list = QAccessible::queryAccessibleInterface(&screen.list);
-    QCOMPARE(list->role(), QAccessible::List);
-    QCOMPARE(list->text(QAccessible::Name), u"Entries"_s);
-    QCOMPARE(list->childCount(), 4);
-    QVERIFY(!list->child(4) && !list->child(-1));
-    QAccessibleInterface* row = list->child(1);
-    QCOMPARE(row->role(), QAccessible::ListItem);
-    QCOMPARE(row->text(QAccessible::Name), u"Row 3"_s);
-    QCOMPARE(row->parent()->object(), &screen.list);
-    QCOMPARE(list->indexOfChild(row), 1);
-    QCOMPARE(list->childAt(row->rect().center().x(), row->rect().center().y())->object(), row->object());
-    QCOMPARE(row->childCount(), 1);
-    QCOMPARE(row->child(0)->text(QAccessible::Name), u"Start"_s);
-    QVERIFY(row->state().selectable && !row->state().selected && !row->state().disabled);
-
-    row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QTRY_VERIFY(row->state().selected);
-    QVERIFY(row->state().focused);
-    QCOMPARE(list->focusChild()->object(), row->object());
-    row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QTRY_VERIFY(!row->state().selected);
-    screen.forget();
-    row->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
-    QTRY_COMPARE(screen.calls, QStringList({u"menu 3"_s}));
-
-    screen.window.setEnabled(false);
-    QVERIFY(!row->state().disabled && !list->state().disabled);
-}
-
-void RLListViewTest::longLists_data()
-{
-    QTest::addColumn<double>("scale");
-    QTest::newRow("of usual rows") << 1.0;
-    // Longer than a widget can be.
-    QTest::newRow("of high rows") << 15.0;
-}
-
-void RLListViewTest::longLists()
-{
-    QFETCH(double, scale);
-    Heights heights;
-    for (int row = 0; row < 100'000; ++row)
-        heights.push_back((65 + row % 5 * 14) * scale);
-    ListOnScreen screen({}, QSize(300, 600));
-    screen.load(heights);
-    const auto cost = [&screen] { return std::exchange(screen.asked, {}).size(); };
-    const double total = 9'300'000 * scale;
-    QCOMPARE(screen.list.documentHeight(), total);
-
-    screen.forget();
-    screen.list.reloadData();
-    QVERIFY(cost() <= 10);
-    QCOMPARE(screen.heightsAsked, 100'000);
-    wheelBy(screen, {}, QPoint(0, -120));
-    QVERIFY(cost() <= 2);
-    QTest::keyClick(&screen.list, Qt::Key_PageDown);
-    QVERIFY(cost() <= 10);
-    QTest::keyClick(&screen.list, Qt::Key_End);
-    QVERIFY(cost() <= 10);
-    QCOMPARE(double(screen.list.scrollOffset()), total - 600);
-    const QRect last = screen.cell(99'999).geometry();
-    QCOMPARE(last.top() + last.height(), 600);
-    QCOMPARE(screen.list.selectedRow(), 99'999);
-    QCOMPARE(screen.heightsAsked, 100'000);
-    QVERIFY(screen.viewport().findChildren<Row*>().size() <= 12);
-}
+        screen.forget();
+        screen.list.reloadData();
+        QVERIFY(cost() <= 10);
+        QCOMPARE(screen.heightsAsked, 100'000);
+        wheelBy(screen, {}, QPoint(0, -120));
+        QVERIFY(cost() <= 2);
+        QTest::keyClick(&screen.list, Qt::Key_PageDown);
+        QVERIFY(cost() <= 10);
+        QTest::keyClick(&screen.list, Qt::Key_End);
+        QVERIFY(cost() <= 10);
+        QCOMPARE(double(screen.list.scrollOffset()), total - 600);
+        const QRect last = screen.cell(99'999).geometry();
+        QCOMPARE(last.top() + last.height(), 600);
+        QCOMPARE(screen.list.selectedRow(), 99'999);
+        QCOMPARE(screen.heightsAsked, 100'000);
+        QVERIFY(screen.viewport().findChildren<Row*>().size() <= 12);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(RLListViewTest)
 #include "RLListViewTest.moc"

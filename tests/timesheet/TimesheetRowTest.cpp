@@ -17,290 +17,274 @@ class TimesheetRowTest : public QObject
     Q_OBJECT
 
 private slots:
-    void showsTheEntry();
-    void looksFollowTheState_data();
-    void looksFollowTheState();
-    void menusFollowTheState_data();
-    void menusFollowTheState();
-    void runningAndSelectedRowsStandOut();
-    void heightCountsTheLinesOfTheNotes_data();
-    void heightCountsTheLinesOfTheNotes();
-    void notesAreDrawnAsMeasured();
-    void notesOfMegabytesHoldNothingUp_data();
-    void notesOfMegabytesHoldNothingUp();
-    void showsWhatIsThereOfAnEntry();
-    void followsTheEntryWithoutAReload();
-    void readsAnyText_data();
-    void readsAnyText();
-};
-
-void TimesheetRowTest::showsTheEntry()
-{
-    TimesheetRun run;
-    run.add({.notes = "Some work", .minutes = 65});
-    run.add({.task = run.meetings, .minutes = 7530});
-    run.open();
-    const auto texts = [&](int row) {
-        auto& cell = run.row(row);
-        return QStringList{cell.clientLabel->text(), cell.projectLabel->text(), cell.taskLabel->text(),
-                           cell.hoursLabel->text(), cell.notesLabel->text()};
-    };
-    QCOMPARE(texts(0), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Design"_s, u"1:05"_s, u"Some work"_s}));
-    QCOMPARE(texts(1), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Meetings"_s, u"125:30"_s, QString()}));
-    QVERIFY(run.row(0).notesLabel->isVisible());
-    QVERIFY(!run.row(1).notesLabel->isVisible());
-    QVERIFY(!run.row(1).hoursLabel->isElided());
-    QCOMPARE(run.row(0).accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes, Some work"_s);
-    QCOMPARE(run.row(0).reusableIdentifier(), u"TimesheetListViewCell"_s);
-}
-
-void TimesheetRowTest::looksFollowTheState_data()
-{
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<QString>("lockedReason");
-    QTest::addColumn<QStringList>("visible");
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<QString>("textColor");
-    QTest::addColumn<QString>("projectColor");
-    QTest::addColumn<QString>("spokenState");
-
-    const QStringList both{u"runningButtonView"_s, u"startStopButton"_s};
-    QTest::newRow("stopped") << false << QString() << QStringList(u"startStopButton"_s) << u"Start Timer"_s
-                             << u"#666666"_s << u"#212121"_s << QString();
-    QTest::newRow("running") << true << QString() << both << u"Stop Timer"_s << u"#666666"_s << u"#212121"_s
-                             << u", running"_s;
-    QTest::newRow("locked") << false << u"Approved by <Ann>"_s << QStringList(u"lockedButton"_s) << u"Start Timer"_s
-                            << u"#aaaaaa"_s << u"#aaaaaa"_s << u", locked"_s;
-    QTest::newRow("running and locked") << true << u"Approved"_s << both << u"Stop Timer"_s << u"#aaaaaa"_s
-                                        << u"#aaaaaa"_s << u", running"_s;
-}
-
-void TimesheetRowTest::looksFollowTheState()
-{
-    QFETCH(bool, running);
-    QFETCH(QString, lockedReason);
-    QFETCH(QString, textColor);
-    TimesheetRun run;
-    run.add({.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()});
-    run.open();
-    auto& cell = run.row(0);
-    QStringList visible;
-    for (const QWidget* part :
-         {static_cast<QWidget*>(cell.runningButtonView), static_cast<QWidget*>(cell.startStopButton),
-          static_cast<QWidget*>(cell.lockedButton)}) {
-        if (part->isVisible())
-            visible << part->objectName();
+    void showsTheEntry()
+    {
+        TimesheetRun run;
+        run.add({.notes = "Some work", .minutes = 65});
+        run.add({.task = run.meetings, .minutes = 7530});
+        run.open();
+        const auto texts = [&](int row) {
+            auto& cell = run.row(row);
+            return QStringList{cell.clientLabel->text(), cell.projectLabel->text(), cell.taskLabel->text(),
+                               cell.hoursLabel->text(), cell.notesLabel->text()};
+        };
+        QCOMPARE(texts(0), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Design"_s, u"1:05"_s, u"Some work"_s}));
+        QCOMPARE(texts(1), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Meetings"_s, u"125:30"_s, QString()}));
+        QVERIFY(run.row(0).notesLabel->isVisible());
+        QVERIFY(!run.row(1).notesLabel->isVisible());
+        QVERIFY(!run.row(1).hoursLabel->isElided());
+        QCOMPARE(run.row(0).accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes, Some work"_s);
+        QCOMPARE(run.row(0).reusableIdentifier(), u"TimesheetListViewCell"_s);
     }
-    QTEST(visible, "visible");
-    QTEST(cell.startStopButton->accessibleName(), "button");
-    QCOMPARE(cell.startStopButton->shownImage().isNull(), running);
-    QCOMPARE(cell.runningButtonView->isRunning(), running);
-    for (const QWidget* label : {cell.clientLabel, cell.taskLabel, cell.hoursLabel})
-        QCOMPARE(label->palette().color(QPalette::WindowText).name(), textColor);
-    QCOMPARE(cell.notesLabel->textColor().name(), textColor);
-    QTEST(cell.projectLabel->palette().color(QPalette::WindowText).name(), "projectColor");
-    QFETCH(QString, spokenState);
-    QCOMPARE(cell.accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes%1, n"_s.arg(spokenState));
-    if (!lockedReason.isEmpty()) {
-        // As it is, not as markup.
-        QVERIFY(cell.lockedButton->toolTip().contains(lockedReason.toHtmlEscaped()));
-        QCOMPARE(cell.lockedButton->accessibleDescription(), lockedReason);
+
+    void looksFollowTheState_data()
+    {
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<QString>("lockedReason");
+        QTest::addColumn<QStringList>("visible");
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("textColor");
+        QTest::addColumn<QString>("projectColor");
+        QTest::addColumn<QString>("spokenState");
+
+        const QStringList both{u"runningButtonView"_s, u"startStopButton"_s};
+        QTest::newRow("stopped") << false << QString() << QStringList(u"startStopButton"_s) << u"Start Timer"_s
+                                 << u"#666666"_s << u"#212121"_s << QString();
+        QTest::newRow("running") << true << QString() << both << u"Stop Timer"_s << u"#666666"_s << u"#212121"_s
+                                 << u", running"_s;
+        QTest::newRow("locked") << false << u"Approved by <Ann>"_s << QStringList(u"lockedButton"_s) << u"Start Timer"_s
+                                << u"#aaaaaa"_s << u"#aaaaaa"_s << u", locked"_s;
+        QTest::newRow("running and locked")
+            << true << u"Approved"_s << both << u"Stop Timer"_s << u"#aaaaaa"_s << u"#aaaaaa"_s << u", running"_s;
     }
-}
 
-void TimesheetRowTest::menusFollowTheState_data()
-{
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<std::string>("lockedReason");
-    QTest::addColumn<QStringList>("items");
-
-    const QString edit = u"Edit Timer"_s, remove = u"Delete Timer"_s, view = u"View in Quillon"_s, line = u"-"_s;
-    QTest::newRow("stopped") << false << std::string() << QStringList({edit, u"Start Timer"_s, remove, line, view});
-    QTest::newRow("running") << true << std::string() << QStringList({edit, u"Stop Timer"_s, remove, line, view});
-    QTest::newRow("locked") << false << std::string("Approved") << QStringList(view);
-}
-
-void TimesheetRowTest::menusFollowTheState()
-{
-    QFETCH(bool, running);
-    QFETCH(std::string, lockedReason);
-    TimesheetRun run;
-    run.add({.minutes = 65, .running = running, .lockedReason = lockedReason});
-    run.open();
-    const auto menu = run.row(0).menuForEvent();
-    QTEST(titles(*menu), "items");
-    if (menu->actions().size() > 1) {
-        QCOMPARE(menu->actions().at(0)->shortcut(), QKeySequence(Qt::Key_E));
-        QCOMPARE(menu->actions().at(1)->shortcut(), QKeySequence(Qt::Key_S));
-    }
-    QCOMPARE(timesheet::TimesheetListViewCell::contextMenu().at(1).title, u"Start Timer"_s);
-}
-
-void TimesheetRowTest::runningAndSelectedRowsStandOut()
-{
-    TimesheetRun run;
-    run.add({.minutes = 65});
-    run.add({.minutes = 65, .running = true});
-    run.open();
-    // Beside all text; the focus mark is at the left edge.
-    const auto colors = [&](int row) {
-        const QImage image = run.row(row).grab().toImage();
-        return QStringList{image.pixelColor(6, 0).name(), image.pixelColor(6, 32).name()};
-    };
-    const QStringList stopped = colors(0);
-    const QStringList running = colors(1);
-    QCOMPARE(stopped.last(), u"#f7f7f7"_s);
-    QCOMPARE(running.last(), u"#dae9f7"_s);
-    run.list().setSelectedRow(0);
-    QVERIFY(colors(0) != stopped && colors(1) == running);
-    run.list().setSelectedRow(1);
-    QVERIFY(colors(0) == stopped && colors(1) != running);
-}
-
-void TimesheetRowTest::heightCountsTheLinesOfTheNotes_data()
-{
-    QTest::addColumn<QString>("notes");
-    QTest::addColumn<int>("height");
-
-    QTest::newRow("none") << QString() << 65;
-    QTest::newRow("a word") << u"one"_s << 81;
-    QTest::newRow("two lines") << u"one\ntwo"_s << 95;
-}
-
-void TimesheetRowTest::heightCountsTheLinesOfTheNotes()
-{
-    QFETCH(QString, notes);
-    TimesheetRun run;
-    run.add({.notes = notes.toStdString(), .minutes = 5});
-    run.open();
-    QTEST(int(run.list().rectOfRow(0).height()), "height");
-    QCOMPARE(run.controller().heightOfRow(run.list(), 1), 0.0);
-}
-
-void TimesheetRowTest::notesAreDrawnAsMeasured()
-{
-    TimesheetRun run;
-    QString notes;
-    for (int i = 0; i < 60; ++i)
-        notes += u"word%1 "_s.arg(i);
-    run.add({.notes = notes.toStdString(), .minutes = 5});
-    run.open();
-    for (const int width : {440, 461, 530, 700}) {
-        run.window().resize(width, 500);
+    void looksFollowTheState()
+    {
+        QFETCH(bool, running);
+        QFETCH(QString, lockedReason);
+        QFETCH(QString, textColor);
+        TimesheetRun run;
+        run.add({.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()});
+        run.open();
         auto& cell = run.row(0);
-        QCOMPARE(cell.notesLabel->width(), width - 20);
-        const skin::TextLines lines(notes, timesheet::TimesheetListViewCell::notesFont(), width - 20);
-        QCOMPARE(cell.height(), 65 + 2 + 14 * lines.count());
-        QVERIFY(cell.notesLabel->height() >= 14 * lines.count());
-        QVERIFY(cell.notesLabel->geometry().bottom() < cell.height());
+        QStringList visible;
+        for (const QWidget* part :
+             {static_cast<QWidget*>(cell.runningButtonView), static_cast<QWidget*>(cell.startStopButton),
+              static_cast<QWidget*>(cell.lockedButton)}) {
+            if (part->isVisible())
+                visible << part->objectName();
+        }
+        QTEST(visible, "visible");
+        QTEST(cell.startStopButton->accessibleName(), "button");
+        QCOMPARE(cell.startStopButton->shownImage().isNull(), running);
+        QCOMPARE(cell.runningButtonView->isRunning(), running);
+        for (const QWidget* label : {cell.clientLabel, cell.taskLabel, cell.hoursLabel})
+            QCOMPARE(label->palette().color(QPalette::WindowText).name(), textColor);
+        QCOMPARE(cell.notesLabel->textColor().name(), textColor);
+        QTEST(cell.projectLabel->palette().color(QPalette::WindowText).name(), "projectColor");
+        QFETCH(QString, spokenState);
+        QCOMPARE(cell.accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes%1, n"_s.arg(spokenState));
+        if (!lockedReason.isEmpty()) {
+            // As it is, not as markup.
+            QVERIFY(cell.lockedButton->toolTip().contains(lockedReason.toHtmlEscaped()));
+            QCOMPARE(cell.lockedButton->accessibleDescription(), lockedReason);
+        }
     }
-}
 
-void TimesheetRowTest::notesOfMegabytesHoldNothingUp_data()
-{
-    QTest::addColumn<QString>("piece");
-    QTest::newRow("words") << u"Second pass "_s;
-    QTest::newRow("without a blank") << u"x\U0001F9C1"_s;
-    QTest::newRow("lines") << u"A line of notes as long as lines are wont to be.\n"_s;
-    QTest::newRow("empty lines") << u"\n"_s;
-}
+    void menusFollowTheState_data()
+    {
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<std::string>("lockedReason");
+        QTest::addColumn<QStringList>("items");
 
-void TimesheetRowTest::notesOfMegabytesHoldNothingUp()
-{
-    QFETCH(QString, piece);
-    const QString notes = piece.repeated(9'900'000 / piece.toUtf8().size()) + u"end"_s;
-    TimesheetRun run;
-    run.add({.notes = notes.toStdString(), .minutes = 5});
-    run.open();
-    QVERIFY(run.controller().dayEntries().at(0)->notes() == notes);
-    QVERIFY(run.row(0).accessibleText().endsWith(u" more characters)"_s));
-    QVERIFY(run.row(0).height() > 2 * run.window().height());
-    run.window().grab();
-    run.key(Qt::Key_Down);
-    run.key(Qt::Key_E);
-    run.window().grab();
+        const QString edit = u"Edit Timer"_s, remove = u"Delete Timer"_s, view = u"View in Quillon"_s, line = u"-"_s;
+        QTest::newRow("stopped") << false << std::string() << QStringList({edit, u"Start Timer"_s, remove, line, view});
+        QTest::newRow("running") << true << std::string() << QStringList({edit, u"Stop Timer"_s, remove, line, view});
+        QTest::newRow("locked") << false << std::string("Approved") << QStringList(view);
+    }
 
-    // All of it is in the sheet, with what is typed, and is copied as it is.
-    auto* field = run.window().findChild<editing::NotesField*>();
-    QTest::keyClick(field, Qt::Key_End, Qt::ControlModifier);
-    QTest::keyClick(field, Qt::Key_X);
-    QVERIFY(field->text() == notes + u'x');
-    field->selectAll();
-    field->copy();
-    QVERIFY(QGuiApplication::clipboard()->text() == notes + u'x');
-}
+    void menusFollowTheState()
+    {
+        QFETCH(bool, running);
+        QFETCH(std::string, lockedReason);
+        TimesheetRun run;
+        run.add({.minutes = 65, .running = running, .lockedReason = lockedReason});
+        run.open();
+        const auto menu = run.row(0).menuForEvent();
+        QTEST(titles(*menu), "items");
+        if (menu->actions().size() > 1) {
+            QCOMPARE(menu->actions().at(0)->shortcut(), QKeySequence(Qt::Key_E));
+            QCOMPARE(menu->actions().at(1)->shortcut(), QKeySequence(Qt::Key_S));
+        }
+        QCOMPARE(timesheet::TimesheetListViewCell::contextMenu().at(1).title, u"Start Timer"_s);
+    }
 
-void TimesheetRowTest::showsWhatIsThereOfAnEntry()
-{
-    TimesheetRun run;
-    run.add({.notes = "n", .minutes = 5});
-    run.open();
-    model::DayEntry* entry = run.controller().dayEntries().at(0);
-    entry->project()->setClient(nullptr);
-    run.controller().reloadEntries();
-    QCOMPARE(run.row(0).accessibleText(), u"[W1] Website, Design, 5 minutes, n"_s);
-    entry->setProject(nullptr);
-    entry->setTask(nullptr);
-    entry->setNotes({});
-    entry->setHours({});
-    run.controller().reloadEntries();
-    QCOMPARE(run.row(0).accessibleText(), u"0 minutes"_s);
-    QCOMPARE(run.row(0).height(), 65);
-    run.row(0).grab();
-    run.row(0).setDayEntry(nullptr);
-    QCOMPARE(run.row(0).accessibleText(), QString());
-    run.row(0).grab();
-}
+    void runningAndSelectedRowsStandOut()
+    {
+        TimesheetRun run;
+        run.add({.minutes = 65});
+        run.add({.minutes = 65, .running = true});
+        run.open();
+        // Beside all text; the focus mark is at the left edge.
+        const auto colors = [&](int row) {
+            const QImage image = run.row(row).grab().toImage();
+            return QStringList{image.pixelColor(6, 0).name(), image.pixelColor(6, 32).name()};
+        };
+        const QStringList stopped = colors(0);
+        const QStringList running = colors(1);
+        QCOMPARE(stopped.last(), u"#f7f7f7"_s);
+        QCOMPARE(running.last(), u"#dae9f7"_s);
+        run.list().setSelectedRow(0);
+        QVERIFY(colors(0) != stopped && colors(1) == running);
+        run.list().setSelectedRow(1);
+        QVERIFY(colors(0) == stopped && colors(1) != running);
+    }
 
-void TimesheetRowTest::followsTheEntryWithoutAReload()
-{
-    TimesheetRun run;
-    run.add({.minutes = 5, .running = true});
-    run.open();
-    auto& cell = run.row(0);
-    QVERIFY(cell.runningButtonView->isVisible());
-    cell.dayEntry()->setTimerStarted({});
-    cell.dayEntry()->setIsLocked(true);
-    cell.repaint();
-    QVERIFY(!cell.runningButtonView->isVisible());
-    QVERIFY(cell.lockedButton->isVisible());
-    QCOMPARE(cell.projectLabel->palette().color(QPalette::WindowText).name(), u"#aaaaaa"_s);
-}
+    void heightCountsTheLinesOfTheNotes_data()
+    {
+        QTest::addColumn<QString>("notes");
+        QTest::addColumn<int>("height");
 
-void TimesheetRowTest::readsAnyText_data()
-{
-    QTest::addColumn<QString>("text");
+        QTest::newRow("none") << QString() << 65;
+        QTest::newRow("a word") << u"one"_s << 81;
+        QTest::newRow("two lines") << u"one\ntwo"_s << 95;
+    }
 
-    QTest::newRow("right to left") << u"ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط."_s;
-    QTest::newRow("emoji") << u"👩🏽‍💻🏳️‍🌈 🧁"_s;
-    QTest::newRow("control signs") << u"tab\tand\u0085next\u2028line \u202Ereversed\u202C \u200B"_s;
-    QTest::newRow("markup") << u"<img src='x'>&amp;<b>bold</b>"_s;
-    QTest::newRow("one long word") << QString(5000, u'w');
-}
+    void heightCountsTheLinesOfTheNotes()
+    {
+        QFETCH(QString, notes);
+        TimesheetRun run;
+        run.add({.notes = notes.toStdString(), .minutes = 5});
+        run.open();
+        QTEST(int(run.list().rectOfRow(0).height()), "height");
+        QCOMPARE(run.controller().heightOfRow(run.list(), 1), 0.0);
+    }
 
-void TimesheetRowTest::readsAnyText()
-{
-    QFETCH(QString, text);
-    TimesheetRun run;
-    run.add({.notes = "n", .minutes = 5});
-    run.open();
-    model::DayEntry* entry = run.controller().dayEntries().at(0);
-    entry->setNotes(text);
-    entry->project()->setName(text);
-    entry->project()->client()->setName(text);
-    entry->task()->setName(text);
-    run.controller().reloadEntries();
-    auto& cell = run.row(0);
-    QVERIFY(cell.height() >= 81);
-    run.window().grab();
-    run.list().setScrollOffset(cell.height() / 2);
-    run.window().grab();
-    // Names never reach into the hours.
-    QVERIFY(cell.projectLabel->geometry().right() < cell.hoursLabel->x());
-    QVERIFY(cell.hoursLabel->geometry().right() < cell.startStopButton->x());
-    QCOMPARE(cell.hoursLabel->text(), u"0:05"_s);
-    QVERIFY(cell.accessibleText().contains(u"5 minutes"_s));
-}
+    void notesAreDrawnAsMeasured()
+    {
+        TimesheetRun run;
+        QString notes;
+        for (int i = 0; i < 60; ++i)
+            notes += u"word%1 "_s.arg(i);
+        run.add({.notes = notes.toStdString(), .minutes = 5});
+        run.open();
+        for (const int width : {440, 461, 530, 700}) {
+            run.window().resize(width, 500);
+            auto& cell = run.row(0);
+            QCOMPARE(cell.notesLabel->width(), width - 20);
+            const skin::TextLines lines(notes, timesheet::TimesheetListViewCell::notesFont(), width - 20);
+            QCOMPARE(cell.height(), 65 + 2 + 14 * lines.count());
+            QVERIFY(cell.notesLabel->height() >= 14 * lines.count());
+            QVERIFY(cell.notesLabel->geometry().bottom() < cell.height());
+        }
+    }
+
+    void notesOfMegabytesHoldNothingUp_data()
+    {
+        QTest::addColumn<QString>("piece");
+        QTest::newRow("words") << u"Second pass "_s;
+        QTest::newRow("without a blank") << u"x\U0001F9C1"_s;
+        QTest::newRow("lines") << u"A line of notes as long as lines are wont to be.\n"_s;
+        QTest::newRow("empty lines") << u"\n"_s;
+    }
+
+    void notesOfMegabytesHoldNothingUp()
+    {
+        QFETCH(QString, piece);
+        const QString notes = piece.repeated(9'900'000 / piece.toUtf8().size()) + u"end"_s;
+        TimesheetRun run;
+        run.add({.notes = notes.toStdString(), .minutes = 5});
+        run.open();
+        QVERIFY(run.controller().dayEntries().at(0)->notes() == notes);
+        QVERIFY(run.row(0).accessibleText().endsWith(u" more characters)"_s));
+        QVERIFY(run.row(0).height() > 2 * run.window().height());
+        run.window().grab();
+        run.key(Qt::Key_Down);
+        run.key(Qt::Key_E);
+        run.window().grab();
+
+        // All of it is in the sheet, with what is typed, and is copied as it is.
+        auto* field = run.window().findChild<editing::NotesField*>();
+        QTest::keyClick(field, Qt::Key_End, Qt::ControlModifier);
+        QTest::keyClick(field, Qt::Key_X);
+        QVERIFY(field->text() == notes + u'x');
+        field->selectAll();
+        field->copy();
+        QVERIFY(QGuiApplication::clipboard()->text() == notes + u'x');
+    }
+
+    void showsWhatIsThereOfAnEntry()
+    {
+        TimesheetRun run;
+        run.add({.notes = "n", .minutes = 5});
+        run.open();
+        model::DayEntry* entry = run.controller().dayEntries().at(0);
+        entry->project()->setClient(nullptr);
+        run.controller().reloadEntries();
+        QCOMPARE(run.row(0).accessibleText(), u"[W1] Website, Design, 5 minutes, n"_s);
+        entry->setProject(nullptr);
+        entry->setTask(nullptr);
+        entry->setNotes({});
+        entry->setHours({});
+        run.controller().reloadEntries();
+        QCOMPARE(run.row(0).accessibleText(), u"0 minutes"_s);
+        QCOMPARE(run.row(0).height(), 65);
+        run.row(0).grab();
+        run.row(0).setDayEntry(nullptr);
+        QCOMPARE(run.row(0).accessibleText(), QString());
+        run.row(0).grab();
+    }
+
+    void followsTheEntryWithoutAReload()
+    {
+        TimesheetRun run;
+        run.add({.minutes = 5, .running = true});
+        run.open();
+        auto& cell = run.row(0);
+        QVERIFY(cell.runningButtonView->isVisible());
+        cell.dayEntry()->setTimerStarted({});
+        cell.dayEntry()->setIsLocked(true);
+        cell.repaint();
+        QVERIFY(!cell.runningButtonView->isVisible());
+        QVERIFY(cell.lockedButton->isVisible());
+        QCOMPARE(cell.projectLabel->palette().color(QPalette::WindowText).name(), u"#aaaaaa"_s);
+    }
+
+    void readsAnyText_data()
+    {
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("right to left") << u"ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط."_s;
+        QTest::newRow("emoji") << u"👩🏽‍💻🏳️‍🌈 🧁"_s;
+        QTest::newRow("control signs") << u"tab\tand\u0085next\u2028line \u202Ereversed\u202C \u200B"_s;
+        QTest::newRow("markup") << u"<img src='x'>&amp;<b>bold</b>"_s;
+        QTest::newRow("one long word") << QString(5000, u'w');
+    }
+
+    void readsAnyText()
+    {
+        QFETCH(QString, text);
+        TimesheetRun run;
+        run.add({.notes = "n", .minutes = 5});
+        run.open();
+        model::DayEntry* entry = run.controller().dayEntries().at(0);
+        entry->setNotes(text);
+        entry->project()->setName(text);
+        entry->project()->client()->setName(text);
+        entry->task()->setName(text);
+        run.controller().reloadEntries();
+        auto& cell = run.row(0);
+        QVERIFY(cell.height() >= 81);
+        run.window().grab();
+        run.list().setScrollOffset(cell.height() / 2);
+        run.window().grab();
+        // Names never reach into the hours.
+        QVERIFY(cell.projectLabel->geometry().right() < cell.hoursLabel->x());
+        QVERIFY(cell.hoursLabel->geometry().right() < cell.startStopButton->x());
+        QCOMPARE(cell.hoursLabel->text(), u"0:05"_s);
+        QVERIFY(cell.accessibleText().contains(u"5 minutes"_s));
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(TimesheetRowTest)
 #include "TimesheetRowTest.moc"
