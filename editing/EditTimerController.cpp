@@ -352,7 +352,7 @@ bool EditTimerController::validateEntry()
 
     for (const QuillonAutocompleter* picker : pickers()) {
         if (!picker->selectedValue())
-            return refuse(u"Please select a valid project and task combination and try again."_s, picker->textField());
+            return refuse(tr("Please select a valid project and task combination and try again."), picker->textField());
     }
     if (sheet.timestampContainer->isHidden())
         return true;
@@ -361,7 +361,7 @@ bool EditTimerController::validateEntry()
     QStringList failing;
     QWidget* firstFailing = nullptr;
     for (const auto& [field, name] :
-         {std::pair{sheet.startTimeField, u"start time"_s}, std::pair{sheet.endTimeField, u"end time"_s}}) {
+         {std::pair{sheet.startTimeField, tr("start time")}, std::pair{sheet.endTimeField, tr("end time")}}) {
         if (validateTimestampField(*field))
             continue;
         failing << name;
@@ -369,11 +369,11 @@ bool EditTimerController::validateEntry()
             firstFailing = field;
     }
     if (!failing.isEmpty())
-        return refuse(u"Please enter a valid %1 and try again."_s.arg(failing.join(" and "_L1)), firstFailing);
+        return refuse(tr("Please enter a valid %1 and try again.").arg(failing.join(tr(" and "))), firstFailing);
     const QDateTime from = entry->startedAt();
     const QDateTime to = entry->stoppedAt();
     if (!entry->isRunning() && from.isValid() && to.isValid() && to < from)
-        return refuse(u"End time must be later than start time. Please adjust your timestamps and try again."_s,
+        return refuse(tr("End time must be later than start time. Please adjust your timestamps and try again."),
                       sheet.endTimeField);
     return true;
 }
@@ -403,7 +403,7 @@ void EditTimerController::saveTimer()
     model::DayEntry& entry = *m_entry.get();
     entry.setProject(m_projectAutocompleter->selectedProject());
     entry.setTask(m_taskAutocompleter->selectedTask());
-    // What was not touched goes back sign for sign.
+    // What was not touched goes back unchanged to the last character.
     entry.setNotes(sheet.notesField->document()->isModified() ? sheet.notesField->text() : m_notesShown);
     if (sheet.durationContainerAndHoursBackground->isHidden())
         entry.updateHoursFromTimestamps();

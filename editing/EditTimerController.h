@@ -66,7 +66,7 @@ public:
     /// Shows what the entry has. A start that it does not have leaves the field as it was.
     void updateFields();
 
-    // To be told after each merge.
+    // To be called after each merge.
 
     /// Of whatever kind: the end can be typed exactly while no timer runs.
     void entriesDidChange();

@@ -7,7 +7,7 @@ namespace editing {
 
 namespace {
 
-constexpr qsizetype longestHours = 9; ///< signs of hours of which there can still be sense
+constexpr qsizetype longestHours = 9; ///< characters of hours that can still make sense
 
 bool isOneDigitMore(const QString& text, const QString& before)
 {

@@ -237,7 +237,7 @@ void QuillonAutocompleter::catalogDidChange()
     } else if (m_hasSelectedValue) {
         m_hasSelectedValue = false;
         m_shownValue.clear();
-        // Who is typing is not told of an error before they are through.
+        // No error is shown to somebody who is still typing.
         if (!m_textField->hasFocus())
             setErrorState();
         tellDelegate();

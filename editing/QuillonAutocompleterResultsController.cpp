@@ -1,20 +1,14 @@
 #include "editing/QuillonAutocompleterResultsController.h"
 
 #include "editing/QuillonAutocompleterResultsWindow.h"
-
 #include "model/Client.h"
-#include "skin/Fonts.h"
 #include "skin/Geometrics.h"
-#include "skin/ThinScroller.h"
 
 #include <QAbstractListModel>
 #include <QAccessible>
 #include <QListView>
-#include <QPainter>
 #include <QScreen>
 #include <QScrollBar>
-#include <QStyledItemDelegate>
-#include <QVBoxLayout>
 
 #include <algorithm>
 #include <chrono>
@@ -26,126 +20,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int rowHeight = 26;
 constexpr int greatestHeight = 190;
 constexpr double widthOfContainer = 0.7;
 constexpr auto clickDelay = 100ms;
-constexpr int textMargin = 8;
-
-struct Colours
-{
-    QColor background, border, text, label, highlight, highlightedText, hover;
-};
-
-const Colours& coloursFor(Look look)
-{
-    static const Colours dark{QColor(0x2b, 0x2e, 0x31), QColor(0x0e, 0x0f, 0x10), QColor(0xf4, 0xf5, 0xf6),
-                              QColor(0x9b, 0x9f, 0xa4), QColor(0x3b, 0x78, 0xb8), Qt::white,
-                              QColor(0x38, 0x3c, 0x40)};
-    static const Colours light{QColor(0xfd, 0xfd, 0xfd), QColor(0xb0, 0xb0, 0xb0), QColor(0x22, 0x22, 0x22),
-                               QColor(0x72, 0x72, 0x72), QColor(0x3d, 0x7a, 0xb5), Qt::white,
-                               QColor(0xea, 0xf0, 0xf7)};
-    return look == Look::Dark ? dark : light;
-}
-
-class RowDelegate final : public QStyledItemDelegate
-{
-public:
-    RowDelegate(Look look, QObject* parent) : QStyledItemDelegate(parent), m_colours(coloursFor(look)) {}
-
-    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return {0, rowHeight}; }
-
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
-    {
-        const bool selected = option.state & QStyle::State_Selected;
-        const bool enabled = index.flags() & Qt::ItemIsSelectable;
-        if (selected)
-            painter->fillRect(option.rect, m_colours.highlight);
-        else if (enabled && option.state & QStyle::State_MouseOver)
-            painter->fillRect(option.rect, m_colours.hover);
-        painter->setFont(option.font);
-        painter->setPen(selected ? m_colours.highlightedText : index.data(Qt::ForegroundRole).value<QColor>());
-        const QRect box = option.rect.adjusted(textMargin, 0, -textMargin, 0);
-        painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, box.width()));
-    }
-
-private:
-    const Colours& m_colours;
-};
-
-class ResultsList final : public QListView
-{
-public:
-    ResultsList(Look look, QWidget* parent) : QListView(parent)
-    {
-        setObjectName(u"resultsTableView"_s);
-        setAccessibleName(QObject::tr("Suggestions"));
-        setFrameShape(QFrame::NoFrame);
-        setFocusPolicy(Qt::NoFocus);
-        setUniformItemSizes(true);
-        setMinimumSize(1, 1); // by itself it wants to be higher than two rows
-        setEditTriggers(NoEditTriggers);
-        setSelectionMode(SingleSelection);
-        setVerticalScrollMode(ScrollPerPixel);
-        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        setMouseTracking(true);
-        verticalScrollBar()->setSingleStep(rowHeight);
-        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        QPalette palette;
-        palette.setColor(QPalette::Base, coloursFor(look).background);
-        setPalette(palette);
-        setFont(skin::interfaceFont(13));
-        setItemDelegate(new RowDelegate(look, this));
-        // Scrolling takes the scroller along with the rows.
-        connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &ResultsList::placeScroller);
-        connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &ResultsList::placeScroller);
-    }
-
-protected:
-    void resizeEvent(QResizeEvent* event) override
-    {
-        QListView::resizeEvent(event);
-        placeScroller();
-    }
-
-private:
-    void placeScroller() { m_scroller->place(viewport()->rect()); }
-
-    skin::ThinScroller* m_scroller = new skin::ThinScroller(*verticalScrollBar(), *viewport());
-};
-
-/// A hairline around the list, all but the edge at the field. It takes no room from the rows.
-class Border final : public QWidget
-{
-public:
-    Border(Look look, QWidget* around) : QWidget(around), m_colour(coloursFor(look).border)
-    {
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        around->installEventFilter(this);
-    }
-
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        if (event->type() == QEvent::Resize)
-            resize(static_cast<QWidget*>(watched)->size());
-        return false;
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.setPen(QPen(m_colour, 0));
-        painter.drawLine(rect().topLeft(), rect().bottomLeft());
-        painter.drawLine(rect().bottomLeft(), rect().bottomRight());
-        painter.drawLine(rect().topRight(), rect().bottomRight());
-    }
-
-private:
-    QColor m_colour;
-};
-
 } // namespace
 
 /// The rows as views and screen readers see them.
@@ -169,14 +46,13 @@ public:
     QVariant data(const QModelIndex& index, int role) const override
     {
         const auto& row = m_controller.m_groupedResults[static_cast<std::size_t>(index.row())];
-        const Colours& colours = coloursFor(m_controller.m_look);
         switch (role) {
         case Qt::DisplayRole:
             return row.text;
-        case Qt::ForegroundRole:
-            return row.isGrey ? colours.label : colours.text;
+        case QuillonAutocompleterResultsWindow::LabelRole:
+            return row.isGrey;
         case Qt::ToolTipRole: {
-            const int room = m_view.viewport()->width() - 2 * textMargin;
+            const int room = m_view.viewport()->width() - 2 * QuillonAutocompleterResultsWindow::TextMargin;
             return m_view.fontMetrics().horizontalAdvance(row.text) > room ? skin::toolTipFor(row.text.trimmed())
                                                                            : QString();
         }
@@ -249,7 +125,8 @@ void QuillonAutocompleterResultsController::setResults(const Results& results)
         const int scrolled = resultsTableView()->verticalScrollBar()->value();
         showResults();
         if (m_selectedRow >= 0)
-            resultsTableView()->verticalScrollBar()->setValue(scrolled + (m_selectedRow - selectedBefore) * rowHeight);
+            resultsTableView()->verticalScrollBar()->setValue(
+                scrolled + (m_selectedRow - selectedBefore) * QuillonAutocompleterResultsWindow::RowHeight);
     }
 }
 
@@ -369,7 +246,7 @@ void QuillonAutocompleterResultsController::fixGeometry()
         return;
     const QRect container(m_containerView->mapToGlobal(QPoint(0, 0)), m_containerView->size());
     QRect frame(container.left() + 1, container.bottom() + 1, qRound(widthOfContainer * container.width()),
-                std::min(rowHeight * rowCount(), greatestHeight));
+                std::min(QuillonAutocompleterResultsWindow::RowHeight * rowCount(), greatestHeight));
     // Above the field where the screen ends below it.
     const QRect screen = m_containerView->screen()->availableGeometry();
     if (frame.bottom() > screen.bottom() && container.top() - screen.top() >= frame.height())
@@ -386,7 +263,7 @@ void QuillonAutocompleterResultsController::notifyDelegate()
 
 QListView* QuillonAutocompleterResultsController::resultsTableView() const
 {
-    return m_window ? m_window->findChild<QListView*>() : nullptr;
+    return m_window ? &m_window->resultsTableView() : nullptr;
 }
 
 QuillonAutocompleterResultsWindow& QuillonAutocompleterResultsController::window()
@@ -395,13 +272,9 @@ QuillonAutocompleterResultsWindow& QuillonAutocompleterResultsController::window
     if (m_window && m_window->parentWidget() != above)
         delete m_window;
     if (!m_window) {
-        m_window = new QuillonAutocompleterResultsWindow(*above);
-        auto* view = new ResultsList(m_look, m_window);
+        m_window = new QuillonAutocompleterResultsWindow(*above, m_look);
+        QListView* view = resultsTableView();
         view->setModel(new ResultsRows(*this, view));
-        auto* layout = new QVBoxLayout(m_window);
-        layout->setContentsMargins({});
-        layout->addWidget(view);
-        (new Border(m_look, m_window))->raise();
         connect(view, &QListView::clicked, this, [this](const QModelIndex& index) {
             if (isLabelRow(index.row()))
                 return;

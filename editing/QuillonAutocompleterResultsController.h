@@ -19,7 +19,7 @@ class ResultsRows;
 class QuillonAutocompleterResultsController;
 class QuillonAutocompleterResultsWindow;
 
-/// Told of a choice in a drop-down.
+/// Receives the choice in a drop-down.
 class QuillonAutocompleterResultsDelegate
 {
 public:

@@ -60,8 +60,8 @@ void TaskQuillonAutocompleter::fillMenu(PickerMenu& menu)
         for (const model::Task* task : tasks)
             menu.addItem(task->name(), tag(*task));
     };
-    addGroup(QStringLiteral("Billable"), project->billableTasks());
-    addGroup(QStringLiteral("Non-Billable"), project->nonBillableTasks());
+    addGroup(tr("Billable"), project->billableTasks());
+    addGroup(tr("Non-Billable"), project->nonBillableTasks());
 }
 
 void TaskQuillonAutocompleter::itemSelectedFromMenu(qint64 tag)

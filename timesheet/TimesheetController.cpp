@@ -256,8 +256,8 @@ void TimesheetController::updateForNoEntries()
 {
     const bool none = m_dayEntries.empty();
     if (none) {
-        m_window->noEntriesLabel->setText(isToday() ? u"You have no timers yet today."_s
-                                                    : u"You have no timers for this date."_s);
+        m_window->noEntriesLabel->setText(isToday() ? tr("You have no timers yet today.")
+                                                    : tr("You have no timers for this date."));
     }
     updateEmptyDayNote();
     m_window->noEntriesYetView->setVisible(none);
@@ -287,8 +287,8 @@ void TimesheetController::updateKeyEquivalents()
     const settings::KeyCombo combo = settings::QuillonPreferences::sharedPreferences().newTimerWindowHotKeyCombo();
     m_window->setStartNewTimerTitle(
         combo.code != settings::KeyCombo::NoKey
-            ? u"Start a new timer (%1)"_s.arg(settings::keySequence(combo).toString(QKeySequence::NativeText))
-            : u"Start a new timer"_s);
+            ? tr("Start a new timer (%1)").arg(settings::keySequence(combo).toString(QKeySequence::NativeText))
+            : tr("Start a new timer"));
 }
 
 void TimesheetController::updateGoToTodayButton()

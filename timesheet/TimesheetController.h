@@ -46,8 +46,8 @@ protected:
 
 /// The window that shows one day's entries of the account, and what can be done with them.
 ///
-/// It never waits for the service: it sends a request, shows that it is loading, and is told to reload when the answer
-/// is stored. Days are local calendar days. Main thread only.
+/// It never waits for the service: it sends a request, shows that it is loading, and reloads when asked to, once the
+/// answer is stored. Days are local calendar days. Main thread only.
 class TimesheetController final : public QObject,
                                   public RLListViewDelegate,
                                   public TimesheetRowCommands,
@@ -100,7 +100,7 @@ public:
 
     void editTimer(model::DayEntry& entry);
     void dismissEditTimer() override;
-    /// To be told after each merge that touched the catalog.
+    /// To be called after each merge that touched the catalog.
     void catalogDidChange();
 
     /// Says it below the toolbar; empty: no longer.

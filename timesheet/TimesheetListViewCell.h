@@ -42,7 +42,7 @@ protected:
 /// One row of the timesheet: an entry with its names, notes and hours, and the button that starts or stops it, or a
 /// lock. Only shows; every command goes to the list's delegate, and to the `commands` given.
 ///
-/// Object names of the parts are the members' names. Texts are those of the last `setDayEntry`, colours and buttons
+/// Object names of the parts are the members' names. Texts are those of the last `setDayEntry`, colors and buttons
 /// follow the entry.
 class TimesheetListViewCell final : public RLListViewCell
 {

@@ -21,7 +21,7 @@ using skin::colorFromHexRGB;
 
 namespace {
 
-enum class Sign
+enum class Symbol
 {
     Minimize,
     Maximize,
@@ -30,19 +30,19 @@ enum class Sign
 };
 
 constexpr int ButtonWidth = 28;
-constexpr qreal SignSize = 8;
+constexpr qreal SymbolSize = 8;
 constexpr QSizeF LetteringSize(46, TitleStrip::Height);
 
-QColor signColor(bool active)
+QColor symbolColor(bool active)
 {
     return active ? QColor(255, 255, 255, 190) : QColor(0, 0, 0, 120);
 }
 
-/// One of the three buttons of the strip: a sign of thin lines, on a patch of light while the pointer is over it.
+/// One of the three buttons of the strip: a symbol of thin lines, on a patch of light while the pointer is over it.
 class StripButton final : public QAbstractButton
 {
 public:
-    StripButton(Sign sign, const QString& name, QWidget* parent) : QAbstractButton(parent), m_sign(sign)
+    StripButton(Symbol symbol, const QString& name, QWidget* parent) : QAbstractButton(parent), m_symbol(symbol)
     {
         // As in any frame: the keys of these belong to the window manager.
         setFocusPolicy(Qt::NoFocus);
@@ -56,9 +56,9 @@ public:
         setToolTip(name);
     }
 
-    void setSign(Sign sign)
+    void setSymbol(Symbol symbol)
     {
-        m_sign = sign;
+        m_symbol = symbol;
         update();
     }
 
@@ -69,20 +69,20 @@ private:
         const bool hovered = underMouse() && isEnabled();
         QPainter painter(this);
         if (hovered || isDown()) {
-            QColor patch = m_sign == Sign::Close ? QColor(0xd9, 0x53, 0x4f)
-                           : active              ? QColor(255, 255, 255, 40)
-                                                 : QColor(0, 0, 0, 22);
+            QColor patch = m_symbol == Symbol::Close ? QColor(0xd9, 0x53, 0x4f)
+                           : active                  ? QColor(255, 255, 255, 40)
+                                                     : QColor(0, 0, 0, 22);
             painter.fillRect(rect(), isDown() ? patch.darker(125) : patch);
         }
-        const bool onRed = m_sign == Sign::Close && (hovered || isDown());
-        const QColor color = onRed || (hovered && active) ? QColor(Qt::white) : signColor(active);
-        drawSign(painter, color);
+        const bool onRed = m_symbol == Symbol::Close && (hovered || isDown());
+        const QColor color = onRed || (hovered && active) ? QColor(Qt::white) : symbolColor(active);
+        drawSymbol(painter, color);
     }
 
-    void drawSign(QPainter& painter, const QColor& color) const
+    void drawSymbol(QPainter& painter, const QColor& color) const
     {
         const QRectF box =
-            skin::snapped(painter, {(width() - SignSize) / 2, (height() - SignSize) / 2, SignSize, SignSize});
+            skin::snapped(painter, {(width() - SymbolSize) / 2, (height() - SymbolSize) / 2, SymbolSize, SymbolSize});
         // Lines of whole device pixels, about a point wide, laid inside the box.
         const qreal pixel = 1 / devicePixelRatioF();
         const qreal line = std::max(1.0, std::round(devicePixelRatioF())) * pixel;
@@ -92,21 +92,21 @@ private:
             painter.fillRect(QRectF(r.left(), r.top() + line, line, r.height() - 2 * line), color);
             painter.fillRect(QRectF(r.right() - line, r.top() + line, line, r.height() - 2 * line), color);
         };
-        switch (m_sign) {
-        case Sign::Minimize:
+        switch (m_symbol) {
+        case Symbol::Minimize:
             painter.fillRect(QRectF(box.left(), box.bottom() - 2 * line, box.width(), line), color);
             break;
-        case Sign::Maximize:
+        case Symbol::Maximize:
             frame(box);
             break;
-        case Sign::Restore: {
+        case Symbol::Restore: {
             const qreal step = 2 * line;
             frame(box.adjusted(0, step, -step, 0));
             painter.fillRect(QRectF(box.left() + step, box.top(), box.width() - step, line), color);
             painter.fillRect(QRectF(box.right() - line, box.top() + line, line, box.height() - step - line), color);
             break;
         }
-        case Sign::Close:
+        case Symbol::Close:
             painter.setRenderHint(QPainter::Antialiasing);
             painter.setPen(QPen(color, line * 1.2, Qt::SolidLine, Qt::FlatCap));
             painter.drawLine(box.topLeft(), box.bottomRight());
@@ -115,7 +115,7 @@ private:
         }
     }
 
-    Sign m_sign;
+    Symbol m_symbol;
 };
 
 void drawLettering(QPainter& painter, const QRectF& box, bool active)
@@ -133,9 +133,9 @@ void drawLettering(QPainter& painter, const QRectF& box, bool active)
 } // namespace
 
 TitleStrip::TitleStrip(QWidget& window)
-    : QWidget(&window), minimizeButton(new StripButton(Sign::Minimize, tr("Minimize"), this)),
-      maximizeButton(new StripButton(Sign::Maximize, tr("Maximize"), this)),
-      closeButton(new StripButton(Sign::Close, tr("Close"), this)), m_window(window)
+    : QWidget(&window), minimizeButton(new StripButton(Symbol::Minimize, tr("Minimize"), this)),
+      maximizeButton(new StripButton(Symbol::Maximize, tr("Maximize"), this)),
+      closeButton(new StripButton(Symbol::Close, tr("Close"), this)), m_window(window)
 {
     minimizeButton->setObjectName(u"minimizeButton"_s);
     maximizeButton->setObjectName(u"maximizeButton"_s);
@@ -266,7 +266,7 @@ void TitleStrip::updateMaximizeButton()
 {
     const bool maximized = m_window.isMaximized();
     auto& button = *static_cast<StripButton*>(maximizeButton);
-    button.setSign(maximized ? Sign::Restore : Sign::Maximize);
+    button.setSymbol(maximized ? Symbol::Restore : Symbol::Maximize);
     button.setName(maximized ? tr("Restore") : tr("Maximize"));
     update();
 }
