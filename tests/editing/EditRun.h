@@ -8,6 +8,8 @@
 #include "model/DateComparisons.h"
 #include "skin/QuillonTextFieldBackground.h"
 #include "skin/Sheet.h"
+#include "timesheet/TimesheetController.h"
+#include "timesheet/TimesheetWindow.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -57,14 +59,7 @@ public:
 
     // What is on the screen.
 
-    QWidget* window()
-    {
-        for (QWidget* candidate : QApplication::topLevelWidgets()) {
-            if (candidate->inherits("timesheet::TimesheetWindow"))
-                return candidate;
-        }
-        return nullptr;
-    }
+    QWidget* window() { return &menulet->timesheetController()->window(); }
     template <class T = QWidget>
     T* find(const char* name)
     {

@@ -40,12 +40,7 @@ public:
     void open()
     {
         menulet->showNewTimerWindow(nullptr);
-        window = nullptr;
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            if (auto* panel = qobject_cast<editing::NewTimerPanel*>(widget))
-                window = panel;
-        }
-        Q_ASSERT(window);
+        window = &menulet->addTimerController()->window();
         // Off screen a window that comes back is not told that it is active again.
         QApplication::setActiveWindow(window);
     }

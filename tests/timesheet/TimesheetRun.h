@@ -35,25 +35,14 @@ public:
     void open()
     {
         start();
-        QVERIFY(findWindow());
-        QVERIFY(QTest::qWaitForWindowActive(findWindow()));
+        QVERIFY(menulet->timesheetController());
+        QVERIFY(QTest::qWaitForWindowActive(&window()));
         requested();
     }
 
-    static timesheet::TimesheetWindow* findWindow()
-    {
-        for (QWidget* top : QApplication::topLevelWidgets()) {
-            if (auto* found = qobject_cast<timesheet::TimesheetWindow*>(top))
-                return found;
-        }
-        return nullptr;
-    }
-    timesheet::TimesheetWindow& window() { return *findWindow(); }
+    timesheet::TimesheetWindow& window() { return controller().window(); }
     timesheet::RLListView& list() { return *window().dayEntriesListView; }
-    timesheet::TimesheetController& controller()
-    {
-        return static_cast<timesheet::TimesheetController&>(*list().delegate());
-    }
+    timesheet::TimesheetController& controller() { return *menulet->timesheetController(); }
     timesheet::TimesheetListViewCell& row(int row)
     {
         return static_cast<timesheet::TimesheetListViewCell&>(*list().visibleCellForRow(row));
