@@ -13,7 +13,7 @@ public:
     static constexpr const char* entityName = "Client";
 
     QString name() const { return string("name"); }
-    void setName(const QString& name) { setString("name", name); }
+    void setName(const QString& name) { setValue("name", name); }
     bool isActive() const { return boolean("isActive"); }
     void setIsActive(bool isActive) { setValue("isActive", isActive); }
 

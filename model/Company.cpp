@@ -57,7 +57,7 @@ std::vector<Client*> Company::clients() const
 
 Company* Company::findBySubdomain(const QString& subdomain, store::Context& context)
 {
-    return fetchFirst<Company>(context, store::where("subdomain", textValue(subdomain)));
+    return fetchFirst<Company>(context, store::where("subdomain", subdomain));
 }
 
 Company* Company::findBySubdomain(const QString& subdomain)
@@ -111,21 +111,16 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
 store::Object* Company::findObject(std::string_view entity, const QString& idString, store::Context& context) const
 {
     // The own one first: it is looked up by an index, and is meant nearly always.
-    const store::Predicate hasId = store::where("idString", textValue(idString));
-    if (store::Object* own = context.fetchFirst({std::string(entity), store::where("company", this) && hasId, {}, 1}))
-        return own;
-    return context.fetchFirst({std::string(entity), hasId, {}, 1});
+    const store::Predicate hasId = store::where("idString", idString);
+    store::Object* own = context.fetchFirst(entity, store::where("company", this) && hasId);
+    return own ? own : context.fetchFirst(entity, hasId);
 }
 
 QuillonObject& Company::findOrCreateById(const QString& idString, store::Context& context, std::string_view entity)
 {
-    if (store::Object* found =
-            context.fetchFirst({std::string(entity),
-                                store::where("company", this) && store::where("idString", textValue(idString)),
-                                {},
-                                1}))
-        return static_cast<QuillonObject&>(*found);
-    return insertWithId(idString, context, entity);
+    store::Object* found =
+        context.fetchFirst(entity, store::where("company", this) && store::where("idString", idString));
+    return found ? static_cast<QuillonObject&>(*found) : insertWithId(idString, context, entity);
 }
 
 QuillonObject& Company::insertWithId(const QString& idString, store::Context& context, std::string_view entity)
@@ -138,11 +133,10 @@ QuillonObject& Company::insertWithId(const QString& idString, store::Context& co
 
 QuillonObject& Company::findOrCreateByName(const QString& name, store::Context& context, std::string_view entity)
 {
-    if (store::Object* found = context.fetchFirst(
-            {std::string(entity), store::where("company", this) && store::where("name", textValue(name)), {}, 1}))
+    if (store::Object* found = context.fetchFirst(entity, store::where("company", this) && store::where("name", name)))
         return static_cast<QuillonObject&>(*found);
     auto& made = static_cast<QuillonObject&>(context.insert(entity));
-    made.setString("name", name);
+    made.setValue("name", name);
     made.setToOne("company", this);
     return made;
 }

@@ -23,24 +23,24 @@ public:
 
     /// The key by which a company is found.
     QString subdomain() const { return string("subdomain"); }
-    void setSubdomain(const QString& subdomain) { setString("subdomain", subdomain); }
+    void setSubdomain(const QString& subdomain) { setValue("subdomain", subdomain); }
     /// Entries are recorded as start and end times instead of durations.
     bool timestampTimers() const { return boolean("timestampTimers"); }
     void setTimestampTimers(bool timestampTimers) { setValue("timestampTimers", timestampTimers); }
     bool hasTimestampTimers() const { return timestampTimers(); }
     /// As the service names it.
     QString timezone() const { return string("timezone"); }
-    void setTimezone(const QString& timezone) { setString("timezone", timezone); }
+    void setTimezone(const QString& timezone) { setValue("timezone", timezone); }
     /// The id of the signed-in user.
     QString userId() const { return string("userId"); }
-    void setUserId(const QString& userId) { setString("userId", userId); }
+    void setUserId(const QString& userId) { setValue("userId", userId); }
     /// The last one seen from the service.
     std::optional<std::int64_t> cacheVersion() const;
     void setCacheVersion(std::optional<std::int64_t> cacheVersion);
     bool isAdminUser() const { return boolean("isAdminUser"); }
     void setIsAdminUser(bool isAdminUser) { setValue("isAdminUser", isAdminUser); }
     QDateTime lastSuccessfulUpdate() const { return date("lastSuccessfulUpdate"); }
-    void setLastSuccessfulUpdate(const QDateTime& moment) { setDate("lastSuccessfulUpdate", moment); }
+    void setLastSuccessfulUpdate(const QDateTime& moment) { setValue("lastSuccessfulUpdate", moment); }
 
     std::vector<DayEntry*> dayEntries() const;
     std::vector<Project*> projects() const;

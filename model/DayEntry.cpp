@@ -95,8 +95,8 @@ public:
     void lookUp(const QString& id)
     {
         if (!m_entries.contains(id))
-            m_entries.insert(id, fetchFirst<DayEntry>(context, store::where("company", &company) &&
-                                                                   store::where("idString", textValue(id))));
+            m_entries.insert(
+                id, fetchFirst<DayEntry>(context, store::where("company", &company) && store::where("idString", id)));
     }
     /// Imports the catalog that begins with this element.
     void importCatalog(xml::Element projects)
@@ -252,16 +252,16 @@ bool DayEntry::hasRealId() const
 TaskAssignment* DayEntry::taskAssignment() const
 {
     store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
-    return context ? fetchFirst<TaskAssignment>(*context, store::where("taskId", textValue(taskId())) &&
-                                                              store::where("projectId", textValue(projectId())))
+    return context ? fetchFirst<TaskAssignment>(*context, store::where("taskId", taskId()) &&
+                                                              store::where("projectId", projectId()))
                    : nullptr;
 }
 
 UserAssignment* DayEntry::userAssignment() const
 {
     store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
-    return context ? fetchFirst<UserAssignment>(*context, store::where("userId", textValue(userId())) &&
-                                                              store::where("projectId", textValue(projectId())))
+    return context ? fetchFirst<UserAssignment>(*context, store::where("userId", userId()) &&
+                                                              store::where("projectId", projectId()))
                    : nullptr;
 }
 

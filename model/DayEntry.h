@@ -29,7 +29,7 @@ public:
     static const QString newEntryId;
 
     QString notes() const { return string("notes"); }
-    void setNotes(const QString& notes) { setString("notes", notes); }
+    void setNotes(const QString& notes) { setValue("notes", notes); }
     /// Those booked, as last reported or typed; a running timer not counted up.
     std::optional<double> hours() const { return optionalNumber("hours"); }
     void setHours(std::optional<double> hours) { setOptionalNumber("hours", hours); }
@@ -38,19 +38,19 @@ public:
     void setHoursWithoutTimer(double hours) { setValue("hoursWithoutTimer", hours); }
     /// The start of the local day that the entry counts for.
     QDateTime spentAt() const { return date("spentAt"); }
-    void setSpentAt(const QDateTime& spentAt) { setDate("spentAt", spentAt); }
+    void setSpentAt(const QDateTime& spentAt) { setValue("spentAt", spentAt); }
     /// Valid exactly while the timer runs.
     QDateTime timerStarted() const { return date("timerStarted"); }
-    void setTimerStarted(const QDateTime& moment) { setDate("timerStarted", moment); }
+    void setTimerStarted(const QDateTime& moment) { setValue("timerStarted", moment); }
     // Start and end by the clock, for accounts with timestamp timers.
     QDateTime startedAt() const { return date("startedAt"); }
-    void setStartedAt(const QDateTime& moment) { setDate("startedAt", moment); }
+    void setStartedAt(const QDateTime& moment) { setValue("startedAt", moment); }
     QDateTime stoppedAt() const { return date("stoppedAt"); }
-    void setStoppedAt(const QDateTime& moment) { setDate("stoppedAt", moment); }
+    void setStoppedAt(const QDateTime& moment) { setValue("stoppedAt", moment); }
     QDateTime updatedAt() const { return date("updatedAt"); }
-    void setUpdatedAt(const QDateTime& moment) { setDate("updatedAt", moment); }
+    void setUpdatedAt(const QDateTime& moment) { setValue("updatedAt", moment); }
     QDateTime createdAt() const { return date("createdAt"); }
-    void setCreatedAt(const QDateTime& moment) { setDate("createdAt", moment); }
+    void setCreatedAt(const QDateTime& moment) { setValue("createdAt", moment); }
     bool isBilled() const { return boolean("isBilled"); }
     /// No value: the service has not said.
     void setIsBilled(std::optional<bool> isBilled);
@@ -58,14 +58,14 @@ public:
     bool isLocked() const { return boolean("isLocked"); }
     void setIsLocked(std::optional<bool> isLocked);
     QString lockedReason() const { return string("lockedReason"); }
-    void setLockedReason(const QString& reason) { setString("lockedReason", reason); }
+    void setLockedReason(const QString& reason) { setValue("lockedReason", reason); }
     // The ids as the service gave them, kept even where the object itself is not known.
     QString projectId() const { return string("projectId"); }
-    void setProjectId(const QString& projectId) { setString("projectId", projectId); }
+    void setProjectId(const QString& projectId) { setValue("projectId", projectId); }
     QString taskId() const { return string("taskId"); }
-    void setTaskId(const QString& taskId) { setString("taskId", taskId); }
+    void setTaskId(const QString& taskId) { setValue("taskId", taskId); }
     QString userId() const { return string("userId"); }
-    void setUserId(const QString& userId) { setString("userId", userId); }
+    void setUserId(const QString& userId) { setValue("userId", userId); }
 
     Project* project() const;
     void setProject(Project* project);

@@ -24,14 +24,14 @@ public:
     static constexpr const char* entityName = "Project";
 
     QString name() const { return string("name"); }
-    void setName(const QString& name) { setString("name", name); }
+    void setName(const QString& name) { setValue("name", name); }
     QString code() const { return string("code"); }
-    void setCode(const QString& code) { setString("code", code); }
+    void setCode(const QString& code) { setValue("code", code); }
     bool isBillable() const { return boolean("isBillable"); }
     void setIsBillable(bool isBillable) { setValue("isBillable", isBillable); }
     /// The service's word for how the project is billed.
     QString billBy() const { return string("billBy"); }
-    void setBillBy(const QString& billBy) { setString("billBy", billBy); }
+    void setBillBy(const QString& billBy) { setValue("billBy", billBy); }
     /// Per hour.
     std::optional<double> rate() const { return optionalNumber("rate"); }
     void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }

@@ -26,7 +26,7 @@ class QuillonObject : public store::Object
 public:
     /// The service's numeric id in decimal; unique within one account only.
     QString idString() const { return string("idString"); }
-    void setIdString(const QString& idString) { setString("idString", idString); }
+    void setIdString(const QString& idString) { setValue("idString", idString); }
 
     /// What lists show for the object.
     virtual QString displayName() const { return description(); }
@@ -61,15 +61,9 @@ protected:
 
 /// The first object of `T`'s entity that matches; null: none.
 template <class T>
-T* fetchFirst(store::Context& context, store::Predicate predicate)
+T* fetchFirst(store::Context& context, const store::Predicate& predicate)
 {
-    return static_cast<T*>(context.fetchFirst({T::entityName, std::move(predicate), {}, 1}));
-}
-
-/// A text to compare an attribute with: a null QString is the value "nothing".
-inline store::Value textValue(const QString& text)
-{
-    return text.isNull() ? store::Value() : store::Value(text);
+    return static_cast<T*>(context.fetchFirst(T::entityName, predicate));
 }
 
 } // namespace model

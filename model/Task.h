@@ -20,7 +20,7 @@ public:
     static constexpr const char* entityName = "Task";
 
     QString name() const { return string("name"); }
-    void setName(const QString& name) { setString("name", name); }
+    void setName(const QString& name) { setValue("name", name); }
     /// Per hour, unless the project says otherwise.
     std::optional<double> rate() const { return optionalNumber("rate"); }
     void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }

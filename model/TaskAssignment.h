@@ -18,9 +18,9 @@ public:
 
     // The ids as the service gave them, kept even where the object itself is not known.
     QString projectId() const { return string("projectId"); }
-    void setProjectId(const QString& projectId) { setString("projectId", projectId); }
+    void setProjectId(const QString& projectId) { setValue("projectId", projectId); }
     QString taskId() const { return string("taskId"); }
-    void setTaskId(const QString& taskId) { setString("taskId", taskId); }
+    void setTaskId(const QString& taskId) { setValue("taskId", taskId); }
     /// Per hour.
     std::optional<double> rate() const { return optionalNumber("rate"); }
     void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }

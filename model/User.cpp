@@ -65,7 +65,7 @@ QString User::description() const
 
 User* User::findByEmail(const QString& email, const Company& company, store::Context& context)
 {
-    return fetchFirst<User>(context, store::where("company", &company) && store::where("email", textValue(email)));
+    return fetchFirst<User>(context, store::where("company", &company) && store::where("email", email));
 }
 
 User* User::findByEmail(const QString& email, const Company& company)

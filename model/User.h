@@ -18,11 +18,11 @@ public:
     static constexpr const char* entityName = "User";
 
     QString email() const { return string("email"); }
-    void setEmail(const QString& email) { setString("email", email); }
+    void setEmail(const QString& email) { setValue("email", email); }
     QString firstName() const { return string("firstName"); }
-    void setFirstName(const QString& firstName) { setString("firstName", firstName); }
+    void setFirstName(const QString& firstName) { setValue("firstName", firstName); }
     QString lastName() const { return string("lastName"); }
-    void setLastName(const QString& lastName) { setString("lastName", lastName); }
+    void setLastName(const QString& lastName) { setValue("lastName", lastName); }
     /// Per hour.
     std::optional<double> defaultRate() const { return optionalNumber("defaultRate"); }
     void setDefaultRate(std::optional<double> rate) { setOptionalNumber("defaultRate", rate); }

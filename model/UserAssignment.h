@@ -17,9 +17,9 @@ public:
 
     // The ids as the service gave them, kept even where the object itself is not known.
     QString userId() const { return string("userId"); }
-    void setUserId(const QString& userId) { setString("userId", userId); }
+    void setUserId(const QString& userId) { setValue("userId", userId); }
     QString projectId() const { return string("projectId"); }
-    void setProjectId(const QString& projectId) { setString("projectId", projectId); }
+    void setProjectId(const QString& projectId) { setValue("projectId", projectId); }
     /// Per hour.
     std::optional<double> rate() const { return optionalNumber("rate"); }
     void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }

@@ -53,8 +53,7 @@ class StatementUse
 public:
     explicit StatementUse(SQLite::Statement& statement) : m_statement(statement) {}
     ~StatementUse() { m_statement.tryReset(); }
-    StatementUse(const StatementUse&) = delete;
-    StatementUse& operator=(const StatementUse&) = delete;
+    Q_DISABLE_COPY_MOVE(StatementUse)
     SQLite::Statement* operator->() { return &m_statement; }
     SQLite::Statement& operator*() { return m_statement; }
 

@@ -2,47 +2,14 @@
 
 #include "store/Connection.h"
 #include "store/Coordinator.h"
-#include "store/KeyIndex.h"
 #include "store/Query.h"
 #include "store/Save.h"
-#include "store/Values.h"
 
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
 
 namespace store {
-
-namespace {
-
-bool holds(Condition::Operator op, const Value& left, const Value& right)
-{
-    if (isNull(right)) {
-        if (op == Condition::Operator::Equal)
-            return isNull(left);
-        return op == Condition::Operator::NotEqual && !isNull(left);
-    }
-    const std::optional<int> order = compare(left, right);
-    if (!order)
-        return op == Condition::Operator::NotEqual;
-    switch (op) {
-    case Condition::Operator::Equal:
-        return *order == 0;
-    case Condition::Operator::NotEqual:
-        return *order != 0;
-    case Condition::Operator::Less:
-        return *order < 0;
-    case Condition::Operator::LessOrEqual:
-        return *order <= 0;
-    case Condition::Operator::Greater:
-        return *order > 0;
-    case Condition::Operator::GreaterOrEqual:
-        return *order >= 0;
-    }
-    return false;
-}
-
-} // namespace
 
 Context::Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy)
     : m_coordinator(std::move(coordinator)), m_policy(policy), m_changedCount(m_coordinator->model().entities().size())
@@ -53,7 +20,6 @@ Context::~Context()
 {
     // What destructors of objects might still ask for must not find half a context.
     m_collections.clear();
-    m_indexes.clear();
     m_changed.clear();
     m_deleted.clear();
     m_objects.clear();
@@ -119,18 +85,20 @@ Object* Context::registered(ObjectId id) const
     return found == m_objects.end() ? nullptr : found->second.get();
 }
 
+const Entity& Context::entityNamed(std::string_view name) const
+{
+    const Entity* entity = m_coordinator->model().entity(name);
+    Q_ASSERT_X(entity, "store", "the model has no such entity");
+    return *entity;
+}
+
 Object& Context::insert(std::string_view entityName)
 {
-    const Entity* entity = m_coordinator->model().entity(entityName);
-    Q_ASSERT_X(entity, "store", "the model has no such entity");
-    Object& object = adopt(m_coordinator->instantiate(*entity), *entity, m_coordinator->nextRow(entity->index));
-    object.m_values.resize(entity->attributes.size());
-    object.m_toOnes.resize(static_cast<std::size_t>(entity->toOneCount));
+    const Entity& entity = entityNamed(entityName);
+    Object& object = adopt(m_coordinator->instantiate(entity), entity, m_coordinator->nextRow(entity.index));
+    object.m_values.resize(entity.attributes.size());
+    object.m_toOnes.resize(static_cast<std::size_t>(entity.toOneCount));
     markChanged(object, Object::State::Inserted);
-    for (const auto& index : m_indexes) {
-        if (&index->entity() == entity)
-            index->add(object);
-    }
     return object;
 }
 
@@ -150,21 +118,19 @@ void Context::forgetChange(Object& object)
         --m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
 }
 
+/// For one that is gone from the store.
+void Context::drop(Object& object)
+{
+    forgetChange(object);
+    detach(object).reset();
+}
+
 void Context::setAttribute(Object& object, int attribute, Value value)
 {
     Value& stored = object.m_values[static_cast<std::size_t>(attribute)];
     if (object.isDeleted() || order(stored, value) == 0)
         return;
-    std::vector<KeyIndex*> keyed;
-    for (const auto& index : m_indexes) {
-        if (&index->entity() == object.m_entity && index->usesAttribute(attribute))
-            keyed.push_back(index.get());
-    }
-    for (KeyIndex* index : keyed)
-        index->remove(object);
     stored = std::move(value);
-    for (KeyIndex* index : keyed)
-        index->add(object);
     object.m_changedAttributes |= 1u << attribute;
     markChanged(object, Object::State::Updated);
 }
@@ -174,17 +140,8 @@ void Context::setToOneRow(Object& object, int relationship, std::int64_t row)
     std::int64_t& stored = object.m_toOnes[static_cast<std::size_t>(relationship)];
     if (object.isDeleted() || stored == row)
         return;
-    std::vector<KeyIndex*> keyed;
-    for (const auto& index : m_indexes) {
-        if (&index->entity() == object.m_entity && index->usesToOne(relationship))
-            keyed.push_back(index.get());
-    }
-    for (KeyIndex* index : keyed)
-        index->remove(object);
     moveInCollections(object, relationship, stored, row);
     stored = row;
-    for (KeyIndex* index : keyed)
-        index->add(object);
     object.m_changedToOnes |= 1u << relationship;
     markChanged(object, Object::State::Updated);
 }
@@ -207,31 +164,23 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
         return known->second;
     const Relationship& own = owner.m_entity->relationships[static_cast<std::size_t>(relationship)];
     const Entity& members = m_coordinator->model().entities()[static_cast<std::size_t>(own.destination)];
-    FetchRequest request;
-    request.entity = members.name;
-    request.predicate = where(members.relationships[static_cast<std::size_t>(own.inverse)].name, &owner);
     // Fetched before it is noted: a fetch may itself fill other collections.
-    std::vector<Object*> found = fetch(request);
+    std::vector<Object*> found =
+        fetch({members.name, where(members.relationships[static_cast<std::size_t>(own.inverse)].name, &owner), {}});
     return m_collections.insert_or_assign(key, std::move(found)).first->second;
 }
 
-void Context::detach(Object& object)
+std::unique_ptr<Object> Context::detach(Object& object)
 {
     for (int i = 0; i < object.m_entity->toOneCount; ++i)
         moveInCollections(object, i, object.m_toOnes[static_cast<std::size_t>(i)], 0);
     for (std::size_t i = static_cast<std::size_t>(object.m_entity->toOneCount);
          i < object.m_entity->relationships.size() && !m_collections.empty(); ++i)
         m_collections.erase({object.id(), static_cast<int>(i)});
-    for (const auto& index : m_indexes) {
-        if (&index->entity() == object.m_entity)
-            index->remove(object);
-    }
     object.m_state = Object::State::Deleted;
     if (object.m_handle)
         *object.m_handle = nullptr;
-    const auto owned = m_objects.find(object.id());
-    m_deleted.push_back(std::move(owned->second));
-    m_objects.erase(owned);
+    return std::move(m_objects.extract(object.id()).mapped());
 }
 
 void Context::remove(Object& object)
@@ -254,7 +203,7 @@ void Context::remove(Object& object)
         markChanged(object, Object::State::Deleted);
         m_pendingDeletes.insert(object.id());
     }
-    detach(object);
+    m_deleted.push_back(detach(object));
 }
 
 bool Context::hasChangesOf(int entity) const
@@ -269,28 +218,6 @@ bool Context::dependsOnChangedDestination(const Entity& entity, const std::strin
         return false;
     const int relationship = entity.relationshipIndex(std::string_view(keyPath).substr(0, dot));
     return hasChangesOf(entity.relationships[static_cast<std::size_t>(relationship)].destination);
-}
-
-Value Context::valueAt(const Object& object, const std::string& keyPath) const
-{
-    const std::size_t dot = keyPath.find('.');
-    if (dot == std::string::npos)
-        return object.value(keyPath);
-    const Object* destination = object.toOne(std::string_view(keyPath).substr(0, dot));
-    return destination ? destination->value(std::string_view(keyPath).substr(dot + 1)) : Value();
-}
-
-bool Context::matches(const Object& object, const Predicate& predicate) const
-{
-    const auto& conditions = predicate.conditions();
-    return std::all_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
-        if (condition.comparesObject) {
-            const ObjectId leadsTo = object.toOneId(condition.keyPath);
-            const ObjectId wanted = condition.object ? condition.object->id() : ObjectId{};
-            return (leadsTo.row == wanted.row) == (condition.op == Condition::Operator::Equal);
-        }
-        return holds(condition.op, valueAt(object, condition.keyPath), condition.value);
-    });
 }
 
 Object* Context::takeRow(const Entity& entity, StatementUse& statement)
@@ -311,68 +238,61 @@ Object* Context::takeRow(const Entity& entity, StatementUse& statement)
     return &adopt(std::move(object), entity, row);
 }
 
-std::vector<Object*> Context::load(Connection& store, const Entity& entity, const Predicate& predicate,
-                                   const std::vector<SortKey>& sortKeys, int limit)
-{
-    std::vector<Object*> found;
-    SqlQuery query(m_coordinator->model(), entity, predicate, sortKeys, limit);
-    StatementUse statement(store.statement(query.text()));
-    query.bindTo(*statement);
-    while (statement->executeStep()) {
-        if (Object* object = takeRow(entity, statement))
-            found.push_back(object);
-    }
-    return found;
-}
-
 std::vector<Object*> Context::fetch(const FetchRequest& request)
 {
+    return fetchUpTo(0, request);
+}
+
+Object* Context::fetchFirst(std::string_view entity, const Predicate& predicate)
+{
+    const std::vector<Object*> found = fetchUpTo(1, {std::string(entity), predicate, {}});
+    return found.empty() ? nullptr : found.front();
+}
+
+std::vector<Object*> Context::fetchUpTo(std::size_t limit, const FetchRequest& request)
+{
     try {
-        return onStore([&](Connection& store) { return fetchFrom(&store, request); });
+        return onStore([&](Connection& store) { return fetchFrom(&store, limit, request); });
     } catch (const std::exception&) {
         // A query that fails is answered from memory, as if the store were empty; the next one tries again.
-        return fetchFrom(nullptr, request);
+        return fetchFrom(nullptr, limit, request);
     }
 }
 
-std::vector<Object*> Context::fetchFrom(Connection* store, const FetchRequest& request)
+std::vector<Object*> Context::fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request)
 {
-    const Entity* entity = m_coordinator->model().entity(request.entity);
-    Q_ASSERT_X(entity, "store", "the model has no such entity");
+    const Entity& entity = entityNamed(request.entity);
+    // The store knows nothing of changes not yet saved. What they may touch is asked of memory instead.
+    const bool changed = hasChangesOf(entity.index);
+    bool inStore = true;
+    Predicate stored;
+    for (const Condition& condition : request.predicate.conditions()) {
+        if (dependsOnChangedDestination(entity, condition.keyPath))
+            inStore = false;
+        else
+            stored = std::move(stored) && Predicate(condition);
+    }
+    const bool sorted =
+        !changed && std::none_of(request.sortKeys.begin(), request.sortKeys.end(),
+                                 [&](const auto& key) { return dependsOnChangedDestination(entity, key.keyPath); });
 
     std::vector<Object*> found;
-    bool sorted = false;
-    if (KeyIndex* index = keyIndexFor(*entity, request.predicate)) {
-        found = index->candidates(request.predicate);
-        std::erase_if(found, [&](const Object* object) { return !matches(*object, request.predicate); });
-    } else {
-        // The store knows nothing of changes not yet saved. What they may touch is asked of memory instead.
-        const bool changed = hasChangesOf(entity->index);
-        bool inStore = true;
-        Predicate stored;
-        for (const Condition& condition : request.predicate.conditions()) {
-            if (dependsOnChangedDestination(*entity, condition.keyPath))
-                inStore = false;
-            else
-                stored = std::move(stored) && Predicate(condition);
-        }
-        sorted = !changed && std::none_of(request.sortKeys.begin(), request.sortKeys.end(), [&](const SortKey& key) {
-            return dependsOnChangedDestination(*entity, key.keyPath);
-        });
-        if (store)
-            found = load(*store, *entity, stored, request.sortKeys, sorted && inStore ? request.limit : 0);
-        std::unordered_set<const Object*> seen;
-        if (changed)
-            seen.insert(found.begin(), found.end());
-        std::erase_if(found, [&](Object* object) { return !matches(*object, request.predicate); });
-        if (changed) {
-            for (Object* object : m_changed) {
-                if (object->m_entity == entity && !object->isDeleted() && !seen.contains(object) &&
-                    matches(*object, request.predicate))
-                    found.push_back(object);
-            }
+    if (store) {
+        SqlQuery query(m_coordinator->model(), entity, stored, request.sortKeys, sorted && inStore ? limit : 0);
+        StatementUse statement(store->statement(query.text()));
+        query.bindTo(*statement);
+        while (statement->executeStep()) {
+            if (Object* object = takeRow(entity, statement))
+                found.push_back(object);
         }
     }
+    if (changed) {
+        const std::unordered_set<const Object*> seen(found.begin(), found.end());
+        std::copy_if(m_changed.begin(), m_changed.end(), std::back_inserter(found), [&](const Object* object) {
+            return object->m_entity == &entity && !object->isDeleted() && !seen.contains(object);
+        });
+    }
+    std::erase_if(found, [&](const Object* object) { return !matches(*object, request.predicate); });
     if (!sorted && found.size() > 1) {
         std::stable_sort(found.begin(), found.end(), [&](const Object* left, const Object* right) {
             for (const SortKey& key : request.sortKeys) {
@@ -383,22 +303,21 @@ std::vector<Object*> Context::fetchFrom(Connection* store, const FetchRequest& r
             return left->m_row < right->m_row;
         });
     }
-    if (request.limit > 0 && found.size() > static_cast<std::size_t>(request.limit))
-        found.resize(static_cast<std::size_t>(request.limit));
+    if (limit > 0 && found.size() > limit)
+        found.resize(limit);
     return found;
 }
 
 void Context::scan(std::string_view entityName, const Predicate& predicate, const std::vector<std::string>& attributes,
                    const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show)
 {
-    const Entity* entity = m_coordinator->model().entity(entityName);
-    Q_ASSERT_X(entity, "store", "the model has no such entity");
+    const Entity& entity = entityNamed(entityName);
     std::vector<std::size_t> attributeIndexes;
     std::vector<std::size_t> toOneIndexes;
     for (const std::string& name : attributes)
-        attributeIndexes.push_back(static_cast<std::size_t>(entity->attributeIndex(name)));
+        attributeIndexes.push_back(static_cast<std::size_t>(entity.attributeIndex(name)));
     for (const std::string& name : toOnes)
-        toOneIndexes.push_back(static_cast<std::size_t>(entity->relationshipIndex(name)));
+        toOneIndexes.push_back(static_cast<std::size_t>(entity.relationshipIndex(name)));
     std::vector<Value> values(attributes.size());
     std::vector<std::int64_t> rows(toOnes.size());
     std::int64_t shown = 0; // they come in order, and none is shown again when the store is left in the middle
@@ -417,29 +336,29 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
     const auto scanStore = [&](Connection& store) {
         // What is changed here or leads to something that is may match no longer, or only now.
         const auto& conditions = predicate.conditions();
-        const bool changed = hasChangesOf(entity->index) ||
+        const bool changed = hasChangesOf(entity.index) ||
                              std::any_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
-                                 return dependsOnChangedDestination(*entity, condition.keyPath);
+                                 return dependsOnChangedDestination(entity, condition.keyPath);
                              });
         if (changed) {
-            for (const Object* object : fetchFrom(&store, {entity->name, predicate, {}, 0}))
+            for (const Object* object : fetchFrom(&store, 0, {entity.name, predicate, {}}))
                 showObject(*object);
             return;
         }
         std::vector<std::string> columns = attributes;
         columns.insert(columns.end(), toOnes.begin(), toOnes.end());
-        SqlQuery query(m_coordinator->model(), *entity, predicate, columns);
+        SqlQuery query(m_coordinator->model(), entity, predicate, columns);
         StatementUse statement(store.statement(query.text()));
         query.bindTo(*statement);
         while (statement->executeStep()) {
-            const ObjectId id{entity->index, statement->getColumn(0).getInt64()};
+            const ObjectId id{entity.index, statement->getColumn(0).getInt64()};
             if (const Object* known = registered(id)) {
                 showObject(*known);
                 continue;
             }
             int column = 1;
             for (std::size_t i = 0; i < values.size(); ++i)
-                values[i] = readColumn(*statement, column++, entity->attributes[attributeIndexes[i]].type);
+                values[i] = readColumn(*statement, column++, entity.attributes[attributeIndexes[i]].type);
             for (std::int64_t& row : rows)
                 row = statement->getColumn(column++).getInt64();
             showOnce(id);
@@ -448,17 +367,9 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
     try {
         onStore(scanStore);
     } catch (const std::exception&) {
-        for (const Object* object : fetchFrom(nullptr, {entity->name, predicate, {}, 0}))
+        for (const Object* object : fetchFrom(nullptr, 0, {entity.name, predicate, {}}))
             showObject(*object); // as in `fetch`
     }
-}
-
-Object* Context::fetchFirst(const FetchRequest& request)
-{
-    FetchRequest first = request;
-    first.limit = 1;
-    const std::vector<Object*> found = fetch(first);
-    return found.empty() ? nullptr : found.front();
 }
 
 Object* Context::find(ObjectId id)
@@ -477,42 +388,6 @@ Object* Context::find(ObjectId id)
     } catch (const std::exception&) {
         return nullptr; // as in `fetch`
     }
-}
-
-void Context::keepKeyed(std::string_view entityName, const std::vector<std::string>& keys)
-{
-    const Entity* entity = m_coordinator->model().entity(entityName);
-    Q_ASSERT(entity);
-    if (isKeyed(entityName, keys))
-        return;
-    // All rows need loading only for the first index of an entity: from then on every object is registered.
-    const bool loaded =
-        std::any_of(m_indexes.begin(), m_indexes.end(), [&](const auto& index) { return &index->entity() == entity; });
-    if (!loaded) {
-        FetchRequest all;
-        all.entity = entity->name;
-        fetch(all);
-    }
-    auto index = std::make_unique<KeyIndex>(*entity, keys);
-    for (const auto& [id, object] : m_objects) {
-        if (id.entity == entity->index)
-            index->add(*object);
-    }
-    m_indexes.push_back(std::move(index));
-}
-
-bool Context::isKeyed(std::string_view entity, const std::vector<std::string>& keys) const
-{
-    return std::any_of(m_indexes.begin(), m_indexes.end(),
-                       [&](const auto& index) { return index->entity().name == entity && index->hasKeys(keys); });
-}
-
-Context::KeyIndex* Context::keyIndexFor(const Entity& entity, const Predicate& predicate) const
-{
-    const auto found = std::find_if(m_indexes.begin(), m_indexes.end(), [&](const auto& index) {
-        return &index->entity() == &entity && index->answers(predicate);
-    });
-    return found == m_indexes.end() ? nullptr : found->get();
 }
 
 tl::expected<void, Error> Context::save()
@@ -555,10 +430,6 @@ void Context::mergeChanges(const ChangeSet& changes)
             continue;
         }
         const Entity& entity = *object->m_entity;
-        for (const auto& index : m_indexes) {
-            if (&index->entity() == &entity)
-                index->remove(*object);
-        }
         for (std::size_t i = 0; i < entity.attributes.size(); ++i) {
             if ((change.changedAttributes & ~object->m_changedAttributes) >> i & 1u)
                 object->m_values[i] = change.values[i];
@@ -570,31 +441,16 @@ void Context::mergeChanges(const ChangeSet& changes)
             moveInCollections(*object, i, row, change.toOnes[static_cast<std::size_t>(i)]);
             row = change.toOnes[static_cast<std::size_t>(i)];
         }
-        for (const auto& index : m_indexes) {
-            if (&index->entity() == &entity)
-                index->add(*object);
-        }
     }
 
-    const std::size_t deletedBefore = m_deleted.size();
     for (const ObjectId& id : changes.deleted) {
-        if (Object* object = registered(id)) {
-            forgetChange(*object);
-            detach(*object);
-        }
+        if (Object* object = registered(id))
+            drop(*object);
     }
-    const std::size_t deletedAfter = m_deleted.size();
     std::erase_if(m_collections, [&](const auto& entry) {
         const Entity& owner = entities[static_cast<std::size_t>(entry.first.owner.entity)];
         return grown.contains(owner.relationships[static_cast<std::size_t>(entry.first.relationship)].destination);
     });
-
-    if (m_didMerge)
-        m_didMerge(changes);
-    // What `didMerge` itself deleted or saved is not touched.
-    if (m_deleted.size() >= deletedAfter)
-        m_deleted.erase(m_deleted.begin() + static_cast<std::ptrdiff_t>(deletedBefore),
-                        m_deleted.begin() + static_cast<std::ptrdiff_t>(deletedAfter));
 }
 
 } // namespace store

@@ -64,8 +64,7 @@ class Context
 public:
     Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy);
     ~Context();
-    Context(const Context&) = delete;
-    Context& operator=(const Context&) = delete;
+    Q_DISABLE_COPY_MOVE(Context)
 
     Coordinator& coordinator() const { return *m_coordinator; }
 
@@ -76,7 +75,8 @@ public:
 
     /// The objects that match, unsaved changes of this context taken into account.
     std::vector<Object*> fetch(const FetchRequest& request);
-    Object* fetchFirst(const FetchRequest& request);
+    /// The one that was made first; null: none.
+    Object* fetchFirst(std::string_view entity, const Predicate& predicate);
     /// The object of that id, loaded when needed; null when there is none.
     Object* find(ObjectId id);
 
@@ -91,12 +91,6 @@ public:
     /// memory: for imports that compare thousands and change few.
     void scan(std::string_view entity, const Predicate& predicate, const std::vector<std::string>& attributes,
               const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show);
-
-    /// Loads all objects of the entity and keeps them keyed by these attributes and to-one relationships for the
-    /// context's life: fetches by equality of exactly these keys then cost no query. For imports, which look up
-    /// thousands.
-    void keepKeyed(std::string_view entity, const std::vector<std::string>& keys);
-    bool isKeyed(std::string_view entity, const std::vector<std::string>& keys) const;
 
     bool hasChanges() const { return !m_changed.empty(); }
 
@@ -116,18 +110,14 @@ public:
     void setDidSave(std::function<void(std::shared_ptr<const ChangeSet>)> didSave) { m_didSave = std::move(didSave); }
 
     /// Takes over what another context saved: properties that are unchanged here, new members of collections, and
-    /// deletions. `didMerge` is told once, when everything is in place and before deleted objects are destroyed.
+    /// deletions. What was deleted is destroyed within the call.
     void mergeChanges(const ChangeSet& changes);
-    void setDidMerge(std::function<void(const ChangeSet&)> didMerge) { m_didMerge = std::move(didMerge); }
-
-    /// Objects in memory, for measuring.
-    std::size_t registeredCount() const { return m_objects.size(); }
 
 private:
     friend class Object;
-    class KeyIndex;
     class Save;
 
+    const Entity& entityNamed(std::string_view name) const;
     Object* registered(ObjectId id) const;
     Object& adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row);
     void markChanged(Object& object, Object::State state);
@@ -135,17 +125,14 @@ private:
     void setToOneRow(Object& object, int relationship, std::int64_t row);
     std::vector<Object*>& collection(const Object& owner, int relationship);
     void moveInCollections(Object& object, int relationship, std::int64_t from, std::int64_t to);
-    void detach(Object& object);
+    void forgetChange(Object& object);
+    std::unique_ptr<Object> detach(Object& object);
+    void drop(Object& object);
     bool hasChangesOf(int entity) const;
     bool dependsOnChangedDestination(const Entity& entity, const std::string& keyPath) const;
-    Value valueAt(const Object& object, const std::string& keyPath) const;
-    bool matches(const Object& object, const Predicate& predicate) const;
-    std::vector<Object*> fetchFrom(Connection* store, const FetchRequest& request);
-    std::vector<Object*> load(Connection& store, const Entity& entity, const Predicate& predicate,
-                              const std::vector<SortKey>& sortKeys, int limit);
+    std::vector<Object*> fetchUpTo(std::size_t limit, const FetchRequest& request);
+    std::vector<Object*> fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request);
     Object* takeRow(const Entity& entity, StatementUse& statement);
-    void forgetChange(Object& object);
-    KeyIndex* keyIndexFor(const Entity& entity, const Predicate& predicate) const;
     Connection& connection();
     void offerAgain(Connection& store);
     template <class Work>
@@ -178,9 +165,7 @@ private:
     std::vector<ObjectId> m_confirmed;                         ///< since the last save
     std::unordered_set<ObjectId, ObjectIdHash> m_offeredAgain; ///< inserted ones that other contexts may know
     std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
-    std::vector<std::unique_ptr<KeyIndex>> m_indexes;
     std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;
-    std::function<void(const ChangeSet&)> m_didMerge;
 };
 
 } // namespace store

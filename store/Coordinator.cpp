@@ -285,34 +285,29 @@ std::int64_t Coordinator::nextRow(int entity)
 
 std::unique_ptr<Connection> Coordinator::takeConnection()
 {
+    if (!m_isInMemory && m_file.isEmpty()) {
+        const std::unique_lock writers(m_writers);
+        if (!m_isInMemory)
+            makeMemory(nullptr);
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_idle.empty()) {
+            auto connection = std::move(m_idle.back());
+            m_idle.pop_back();
+            return connection;
+        }
+    }
     if (!m_isInMemory) {
-        if (m_file.isEmpty()) {
-            const std::unique_lock writers(m_writers);
-            if (!m_isInMemory)
-                makeMemory(nullptr);
-        } else {
-            {
-                const std::lock_guard lock(m_mutex);
-                if (!m_idle.empty()) {
-                    auto connection = std::move(m_idle.back());
-                    m_idle.pop_back();
-                    return connection;
-                }
-            }
-            try {
-                return std::make_unique<Connection>(m_file.toStdString(), m_patience);
-            } catch (const SQLite::Exception& failure) {
-                if (!leaveFile(nullptr, failure))
-                    throw;
-            }
+        try {
+            return std::make_unique<Connection>(m_file.toStdString(), m_patience);
+        } catch (const SQLite::Exception& failure) {
+            if (!leaveFile(nullptr, failure))
+                throw;
         }
     }
     const std::lock_guard lock(m_mutex);
-    if (m_idle.empty())
-        return Connection::inMemory(m_memoryName);
-    auto connection = std::move(m_idle.back());
-    m_idle.pop_back();
-    return connection;
+    return Connection::inMemory(m_memoryName);
 }
 
 bool Coordinator::hasLeft(const Connection& connection) const

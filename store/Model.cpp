@@ -27,19 +27,69 @@ std::optional<AttributeType> attributeType(const QString& name)
     return std::nullopt;
 }
 
-Value jsonValue(const QJsonValue& value)
-{
-    if (value.isBool())
-        return value.toBool();
-    if (value.isDouble())
-        return value.toDouble();
-    if (value.isString())
-        return value.toString();
-    return {};
-}
-
 // Bits of a 32-bit mask mark what changed.
 constexpr std::size_t MaxProperties = 32;
+
+std::vector<std::string> strings(const QJsonArray& texts)
+{
+    std::vector<std::string> strings;
+    for (const QJsonValue& text : texts)
+        strings.push_back(text.toString().toStdString());
+    return strings;
+}
+
+/// All but where its relationships lead, which may be to an entity further on.
+std::optional<Entity> readEntity(const QJsonObject& description, int index)
+{
+    Entity entity;
+    entity.name = description["name"_L1].toString().toStdString();
+    entity.index = index;
+    const QJsonObject attributes = description["attributes"_L1].toObject();
+    for (auto it = attributes.begin(); it != attributes.end(); ++it) {
+        const auto type = attributeType(it.value().toString());
+        if (!type)
+            return std::nullopt;
+        entity.attributes.push_back({it.key().toStdString(), *type});
+    }
+    for (const auto& [kind, toMany] : {std::pair("toOne"_L1, false), std::pair("toMany"_L1, true)}) {
+        const QJsonObject relationships = description[kind].toObject();
+        for (auto it = relationships.begin(); it != relationships.end(); ++it) {
+            Relationship relationship;
+            relationship.name = it.key().toStdString();
+            relationship.toMany = toMany;
+            if (it.value()["deleteRule"_L1].toString() == "cascade"_L1)
+                relationship.deleteRule = DeleteRule::Cascade;
+            entity.relationships.push_back(std::move(relationship));
+        }
+        if (!toMany)
+            entity.toOneCount = static_cast<int>(entity.relationships.size());
+    }
+    const QJsonObject fetched = description["fetched"_L1].toObject();
+    for (auto it = fetched.begin(); it != fetched.end(); ++it) {
+        const int of = entity.relationshipIndex(it.value()["of"_L1].toString().toStdString());
+        if (of < entity.toOneCount)
+            return std::nullopt;
+        entity.fetchedProperties.push_back({it.key().toStdString(), of,
+                                            it.value()["attribute"_L1].toString().toStdString(),
+                                            it.value()["equals"_L1].toBool()});
+    }
+    for (const QJsonValue& key : description["unique"_L1].toArray())
+        entity.uniqueKeys.push_back(strings(key.toArray()));
+    if (entity.name.empty() || entity.attributes.size() > MaxProperties || entity.relationships.size() > MaxProperties)
+        return std::nullopt;
+    return entity;
+}
+
+/// Where the relationship leads; false where that is nowhere.
+bool connect(Relationship& relationship, const QJsonObject& description, const Model& model)
+{
+    const Entity* destination = model.entity(description["to"_L1].toString().toStdString());
+    if (!destination)
+        return false;
+    relationship.destination = destination->index;
+    relationship.inverse = destination->relationshipIndex(description["inverse"_L1].toString().toStdString());
+    return !relationship.toMany || relationship.inverse >= 0;
+}
 
 } // namespace
 
@@ -71,76 +121,22 @@ const Entity* Model::entity(std::string_view name) const
 std::optional<Model> Model::fromJson(const QByteArray& json)
 {
     const QJsonArray descriptions = QJsonDocument::fromJson(json).object().value("entities"_L1).toArray();
-    if (descriptions.isEmpty())
-        return std::nullopt;
-
     Model model;
-    for (const QJsonValue& value : descriptions) {
-        const QJsonObject description = value.toObject();
-        Entity entity;
-        entity.name = description.value("name"_L1).toString().toStdString();
-        entity.index = static_cast<int>(model.m_entities.size());
-        const QJsonObject attributes = description.value("attributes"_L1).toObject();
-        for (auto it = attributes.begin(); it != attributes.end(); ++it) {
-            const auto type = attributeType(it.value().toString());
-            if (!type)
-                return std::nullopt;
-            entity.attributes.push_back({it.key().toStdString(), *type});
-        }
-        for (const auto& [kind, toMany] : {std::pair("toOne"_L1, false), std::pair("toMany"_L1, true)}) {
-            const QJsonObject relationships = description.value(kind).toObject();
-            for (auto it = relationships.begin(); it != relationships.end(); ++it) {
-                Relationship relationship;
-                relationship.name = it.key().toStdString();
-                relationship.toMany = toMany;
-                relationship.inverseName = it.value()["inverse"_L1].toString().toStdString();
-                if (it.value()["deleteRule"_L1].toString() == "cascade"_L1)
-                    relationship.deleteRule = DeleteRule::Cascade;
-                entity.relationships.push_back(std::move(relationship));
-            }
-            if (!toMany)
-                entity.toOneCount = static_cast<int>(entity.relationships.size());
-        }
-        const QJsonObject fetched = description.value("fetched"_L1).toObject();
-        for (auto it = fetched.begin(); it != fetched.end(); ++it) {
-            entity.fetchedProperties.push_back(
-                {it.key().toStdString(), entity.relationshipIndex(it.value()["of"_L1].toString().toStdString()),
-                 it.value()["attribute"_L1].toString().toStdString(), jsonValue(it.value()["equals"_L1])});
-        }
-        for (const QJsonValue& key : description.value("unique"_L1).toArray()) {
-            std::vector<std::string> names;
-            for (const QJsonValue& name : key.toArray())
-                names.push_back(name.toString().toStdString());
-            entity.uniqueKeys.push_back(std::move(names));
-        }
-        if (entity.name.empty() || entity.attributes.size() > MaxProperties ||
-            entity.relationships.size() > MaxProperties)
+    for (const QJsonValue& description : descriptions) {
+        std::optional<Entity> entity = readEntity(description.toObject(), static_cast<int>(model.m_entities.size()));
+        if (!entity)
             return std::nullopt;
-        model.m_entities.push_back(std::move(entity));
+        model.m_entities.push_back(std::move(*entity));
     }
-
-    // Destinations and inverses are told by name and may stand in any order.
-    for (const QJsonValue& value : descriptions) {
-        const QJsonObject description = value.toObject();
-        Entity& entity = model.m_entities[static_cast<std::size_t>(
-            model.entity(description["name"_L1].toString().toStdString())->index)];
+    for (Entity& entity : model.m_entities) {
         for (Relationship& relationship : entity.relationships) {
-            const QJsonObject kind = description.value(relationship.toMany ? "toMany"_L1 : "toOne"_L1).toObject();
-            const QString name = kind[QString::fromStdString(relationship.name)]["to"_L1].toString();
-            const Entity* destination = model.entity(name.toStdString());
-            if (!destination)
-                return std::nullopt;
-            relationship.destination = destination->index;
-            relationship.inverse = destination->relationshipIndex(relationship.inverseName);
-            if (relationship.toMany && relationship.inverse < 0)
-                return std::nullopt;
-        }
-        for (const FetchedProperty& property : entity.fetchedProperties) {
-            if (property.relationship < entity.toOneCount)
+            const QJsonObject kind =
+                descriptions[entity.index][relationship.toMany ? "toMany"_L1 : "toOne"_L1].toObject();
+            if (!connect(relationship, kind[QString::fromStdString(relationship.name)].toObject(), model))
                 return std::nullopt;
         }
     }
-    return model;
+    return model.m_entities.empty() ? std::nullopt : std::optional(std::move(model));
 }
 
 } // namespace store

@@ -11,15 +11,6 @@
 
 namespace store {
 
-enum class AttributeType
-{
-    Boolean,
-    Integer,
-    Double,
-    String,
-    Date,
-};
-
 struct Attribute
 {
     std::string name;
@@ -35,10 +26,9 @@ enum class DeleteRule
 struct Relationship
 {
     std::string name;
-    int destination = -1;    ///< index of the entity it leads to
-    bool toMany = false;     ///< a to-many relationship is never stored itself, only its to-one inverse
-    std::string inverseName; ///< empty: none
-    int inverse = -1;        ///< index in the destination's relationships, -1: none
+    int destination = -1; ///< index of the entity it leads to
+    bool toMany = false;  ///< a to-many relationship is never stored itself, only its to-one inverse
+    int inverse = -1;     ///< index in the destination's relationships, -1: none
     DeleteRule deleteRule = DeleteRule::Nullify;
 };
 
@@ -49,7 +39,7 @@ struct FetchedProperty
     std::string name;
     int relationship = -1; ///< index of the to-many relationship
     std::string attribute; ///< of the destination
-    Value equals;
+    bool equals = false;
 };
 
 class Entity

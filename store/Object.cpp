@@ -1,7 +1,6 @@
 #include "store/Object.h"
 
 #include "store/Context.h"
-#include "store/Values.h"
 
 #include <algorithm>
 
@@ -92,16 +91,6 @@ QDateTime Object::date(std::string_view attribute) const
 {
     const QDateTime* date = std::get_if<QDateTime>(&value(attribute));
     return date ? *date : QDateTime();
-}
-
-void Object::setString(std::string_view attribute, const QString& text)
-{
-    setValue(attribute, text);
-}
-
-void Object::setDate(std::string_view attribute, const QDateTime& date)
-{
-    setValue(attribute, date);
 }
 
 Object* Object::toOne(std::string_view relationship) const

@@ -18,8 +18,7 @@ class Object
 {
 public:
     virtual ~Object();
-    Object(const Object&) = delete;
-    Object& operator=(const Object&) = delete;
+    Q_DISABLE_COPY_MOVE(Object)
 
     const Entity& entity() const { return *m_entity; }
     Context& context() const { return *m_context; }
@@ -30,11 +29,11 @@ public:
 
     bool isInserted() const { return m_state == State::Inserted; }
     bool isDeleted() const { return m_state == State::Deleted; }
-    bool hasChanges() const { return m_state != State::Clean; }
 
     /// The attribute's value. The name must be one of the entity's.
     const Value& value(std::string_view attribute) const;
-    /// Marks the object changed when the value differs. Equal numbers of different kinds do not differ.
+    /// Marks the object changed when the value differs. Equal numbers of different kinds do not differ. A null QString
+    /// and an invalid QDateTime store null.
     void setValue(std::string_view attribute, Value value);
 
     // The value in one form; the form's empty value when it is null or of another form.
@@ -42,9 +41,7 @@ public:
     bool boolean(std::string_view attribute) const;
     double number(std::string_view attribute) const;
     std::int64_t integer(std::string_view attribute) const;
-    QDateTime date(std::string_view attribute) const;                ///< an invalid one when null
-    void setString(std::string_view attribute, const QString& text); ///< a null QString stores null
-    void setDate(std::string_view attribute, const QDateTime& date); ///< an invalid one stores null
+    QDateTime date(std::string_view attribute) const; ///< an invalid one when null
 
     /// The object a to-one relationship leads to, loaded when needed; null: none.
     Object* toOne(std::string_view relationship) const;

@@ -54,18 +54,16 @@ private:
     std::vector<Condition> m_conditions;
 };
 
-inline Predicate where(std::string keyPath, Condition::Operator op, Value value)
-{
-    return Predicate({std::move(keyPath), op, std::move(value)});
-}
-inline Predicate where(std::string keyPath, Value value)
-{
-    return where(std::move(keyPath), Condition::Operator::Equal, std::move(value));
-}
-inline Predicate where(std::string keyPath, const Object* object)
-{
-    return Predicate({std::move(keyPath), Condition::Operator::Equal, {}, object, true});
-}
+/// A null QString stands for null.
+Predicate where(std::string keyPath, Condition::Operator op, const Value& value);
+Predicate where(std::string keyPath, const Value& value);
+Predicate where(std::string keyPath, const Object* object);
+
+/// What the key path leads to from the object; null where it leads nowhere.
+Value valueAt(const Object& object, const std::string& keyPath);
+
+/// Whether the predicate holds for the object as it is in memory.
+bool matches(const Object& object, const Predicate& predicate);
 
 struct SortKey
 {
@@ -73,13 +71,12 @@ struct SortKey
     bool ascending = true; ///< null comes first when ascending; texts compare by code point
 };
 
-/// What to look for. `limit` 0: everything.
+/// What to look for. What the sort keys leave equal comes in the order in which it was made.
 struct FetchRequest
 {
     std::string entity;
     Predicate predicate;
     std::vector<SortKey> sortKeys;
-    int limit = 0;
 };
 
 } // namespace store

@@ -30,7 +30,7 @@ const char* sqlOperator(Condition::Operator op)
 } // namespace
 
 SqlQuery::SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate,
-                   const std::vector<SortKey>& sortKeys, int limit)
+                   const std::vector<SortKey>& sortKeys, std::size_t limit)
     : m_model(model), m_entity(entity)
 {
     const std::string wanted = conditions(predicate);

@@ -15,10 +15,10 @@ namespace store {
 class SqlQuery
 {
 public:
-    /// `predicate` and `limit` may be fewer than the request's: what the store cannot answer alone is left out and
-    /// looked at in memory.
+    /// `predicate` may have fewer conditions than the request: what the store cannot answer alone is looked at in
+    /// memory. `limit` 0: everything.
     SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
-             int limit);
+             std::size_t limit);
     /// The row and these columns alone, in the order of the rows.
     SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate,
              const std::vector<std::string>& columns);

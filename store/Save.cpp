@@ -1,7 +1,6 @@
 #include "store/Save.h"
 
 #include "store/Coordinator.h"
-#include "store/KeyIndex.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -196,8 +195,7 @@ void Context::Save::takeOverRows()
         const auto entry = m_context.m_objects.find({entity, row});
         if (m_context.registered({entity, first})) {
             // Both are in memory: the later one goes, and what pointed at it points at the first.
-            m_context.forgetChange(*entry->second);
-            m_context.detach(*entry->second);
+            m_context.drop(*entry->second);
             continue;
         }
         auto node = m_context.m_objects.extract(entry);
@@ -213,7 +211,6 @@ void Context::Save::takeOverRows()
         }
     }
     m_context.m_collections.clear();
-    m_context.m_indexes.clear();
 }
 
 std::shared_ptr<const ChangeSet> Context::Save::finish()
@@ -222,10 +219,8 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
     for (const auto& [key, first] : m_takenOver)
         takenOver.push_back({key.first, first});
     takeOverRows();
-    for (Object* lost : m_lost) {
-        m_context.forgetChange(*lost);
-        m_context.detach(*lost);
-    }
+    for (Object* lost : m_lost)
+        m_context.drop(*lost);
 
     auto changes = std::make_shared<ChangeSet>();
     changes->confirmed = std::exchange(m_context.m_confirmed, {});

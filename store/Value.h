@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 #include <variant>
 
 namespace store {
@@ -16,6 +17,25 @@ inline bool isNull(const Value& value)
 {
     return value.index() == 0;
 }
+
+/// The kinds of value that an attribute can have.
+enum class AttributeType
+{
+    Boolean,
+    Integer,
+    Double,
+    String,
+    Date,
+};
+
+/// The value in the attribute's own form; null when it has none there.
+Value normalized(Value value, AttributeType type);
+
+/// Negative, zero or positive; empty when either is null or they are of kinds that have no common order.
+std::optional<int> compare(const Value& left, const Value& right);
+
+/// For sorting: null before everything.
+int order(const Value& left, const Value& right);
 
 /// Which row of which entity an object stands for. Rows are numbered when an object is inserted, not when it is
 /// saved, so an id never changes (but see Object::id).

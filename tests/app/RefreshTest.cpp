@@ -292,9 +292,9 @@ void RefreshTest::changedSettingsClearTheAccount()
 
     // Nothing of the old account is left, on disk either.
     store::Context context(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);
-    QCOMPARE(context.fetch({"Company", {}, {}, 0}).size(), std::size_t(1));
+    QCOMPARE(context.fetch({"Company", {}, {}}).size(), std::size_t(1));
     for (const char* entity : {"Project", "Task", "TaskAssignment", "UserAssignment"})
-        QVERIFY2(context.fetch({entity, {}, {}, 0}).empty(), entity);
+        QVERIFY2(context.fetch({entity, {}, {}}).empty(), entity);
 }
 
 void RefreshTest::damagedReplies_data()

@@ -1,6 +1,4 @@
-#include "store/Values.h"
-
-#include <QHash>
+#include "store/Value.h"
 
 #include <cmath>
 
@@ -101,17 +99,6 @@ int order(const Value& left, const Value& right)
     if (isNull(left) || isNull(right))
         return threeWay(!isNull(left), !isNull(right));
     return compare(left, right).value_or(0);
-}
-
-std::size_t hash(const Value& value)
-{
-    if (const QString* text = std::get_if<QString>(&value))
-        return qHash(*text);
-    if (const QDateTime* date = std::get_if<QDateTime>(&value))
-        return std::hash<qint64>{}(date->toMSecsSinceEpoch());
-    if (const auto number = asNumber(value))
-        return std::hash<double>{}(*number);
-    return 0;
 }
 
 } // namespace store
