@@ -22,28 +22,24 @@ void ProjectQuillonAutocompleter::setEntry(model::DayEntry* entry)
     QuillonAutocompleter::reloadData();
 }
 
-void ProjectQuillonAutocompleter::reloadData()
-{
-    m_assignedProjects.reset();
-    QuillonAutocompleter::reloadData();
-}
-
 QuillonAutocompleterResultsController::Results ProjectQuillonAutocompleter::suggestionsForText(const QString& text)
 {
     QuillonAutocompleterResultsController::Results results;
-    for (const auto& [client, projects] : assignedProjects().matching(text))
-        results.try_emplace(results.end(), client, projects.begin(), projects.end());
+    if (const model::User* user = this->user()) {
+        for (const auto& [client, projects] : user->projectsWithMatchingNamesGroupedByClient(text))
+            results.try_emplace(results.end(), client, projects.begin(), projects.end());
+    }
     return results;
 }
 
 model::QuillonObject* ProjectQuillonAutocompleter::findSelectionFromCurrentText(const QString& text)
 {
-    return withName(assignedProjects().all(), text);
+    return withName(assignedProjects(), text);
 }
 
 void ProjectQuillonAutocompleter::fillMenu(PickerMenu& menu)
 {
-    const std::vector<model::Project*> projects = assignedProjects().all();
+    const std::vector<model::Project*> projects = assignedProjects();
     for (auto group = projects.begin(); group != projects.end();) {
         const model::Client* client = (*group)->client();
         const auto end =
@@ -62,17 +58,18 @@ void ProjectQuillonAutocompleter::fillMenu(PickerMenu& menu)
 
 void ProjectQuillonAutocompleter::itemSelectedFromMenu(qint64 tag)
 {
-    setSelectedValue(withTag(assignedProjects().all(), tag));
+    setSelectedValue(withTag(assignedProjects(), tag));
 }
 
-const model::AssignedProjects& ProjectQuillonAutocompleter::assignedProjects()
+const model::User* ProjectQuillonAutocompleter::user() const
 {
-    model::User* user = entry() ? entry()->user() : nullptr;
-    if (!m_assignedProjects || m_assignedTo.get() != user) {
-        m_assignedProjects = user ? model::AssignedProjects(*user) : model::AssignedProjects();
-        m_assignedTo = user;
-    }
-    return *m_assignedProjects;
+    return entry() ? entry()->user() : nullptr;
+}
+
+std::vector<model::Project*> ProjectQuillonAutocompleter::assignedProjects() const
+{
+    const model::User* user = this->user();
+    return user ? user->assignedProjects() : std::vector<model::Project*>();
 }
 
 } // namespace editing

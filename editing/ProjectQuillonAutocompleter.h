@@ -1,10 +1,8 @@
 #pragma once
 
 #include "editing/QuillonAutocompleter.h"
-#include "model/AssignedProjects.h"
 #include "model/Project.h"
-
-#include <optional>
+#include "model/User.h"
 
 namespace editing {
 
@@ -19,7 +17,6 @@ public:
     model::Project* selectedProject() const;
 
     void setEntry(model::DayEntry* entry) override;
-    void reloadData() override;
     QuillonAutocompleterResultsController::Results suggestionsForText(const QString& text) override;
     model::QuillonObject* findSelectionFromCurrentText(const QString& text) override;
 
@@ -33,11 +30,9 @@ protected:
     }
 
 private:
-    const model::AssignedProjects& assignedProjects();
-
-    /// Of the catalog as it is, made when first needed.
-    std::optional<model::AssignedProjects> m_assignedProjects;
-    store::Ref<model::User> m_assignedTo;
+    /// The entry's; null: none.
+    const model::User* user() const;
+    std::vector<model::Project*> assignedProjects() const;
 };
 
 } // namespace editing

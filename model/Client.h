@@ -15,11 +15,7 @@ public:
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }
     bool isActive() const { return boolean("isActive"); }
-    void setIsActive(bool isActive) { setValue("isActive", isActive); }
-
-    Company* company() const;
-    void setCompany(Company* company);
-    std::vector<Project*> projects() const;
+    std::vector<Project*> projects() const { return toMany<Project>("projects"); }
 
     /// A "clients" list. Clients that it does not hold stay as they are.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);

@@ -30,31 +30,6 @@ void Company::setCacheVersion(std::optional<std::int64_t> cacheVersion)
     setValue("cacheVersion", cacheVersion ? store::Value(*cacheVersion) : store::Value());
 }
 
-std::vector<DayEntry*> Company::dayEntries() const
-{
-    return members<DayEntry>("dayEntries");
-}
-
-std::vector<Project*> Company::projects() const
-{
-    return members<Project>("projects");
-}
-
-std::vector<Task*> Company::tasks() const
-{
-    return members<Task>("tasks");
-}
-
-std::vector<User*> Company::users() const
-{
-    return members<User>("users");
-}
-
-std::vector<Client*> Company::clients() const
-{
-    return members<Client>("clients");
-}
-
 Company* Company::findBySubdomain(const QString& subdomain, store::Context& context)
 {
     return fetchFirst<Company>(context, store::where("subdomain", subdomain));
@@ -62,7 +37,7 @@ Company* Company::findBySubdomain(const QString& subdomain, store::Context& cont
 
 Company* Company::findBySubdomain(const QString& subdomain)
 {
-    store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
+    store::Context* context = Host::currentContext();
     return context ? findBySubdomain(subdomain, *context) : nullptr;
 }
 
@@ -71,14 +46,14 @@ Company& Company::findOrCreateCompany(const QString& subdomain, store::Context& 
     if (Company* company = findBySubdomain(subdomain, context))
         return *company;
     auto& company = static_cast<Company&>(context.insert(entityName));
-    company.setSubdomain(subdomain);
+    company.setValue("subdomain", subdomain);
     saveWithErrorReporting(context);
     return company;
 }
 
 Company* Company::findOrCreateCompany(const QString& subdomain)
 {
-    store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
+    store::Context* context = Host::currentContext();
     return context ? &findOrCreateCompany(subdomain, *context) : nullptr;
 }
 
@@ -95,10 +70,10 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
     if (!account)
         return &company;
 
-    company.setTimestampTimers(account.descendant("timestamp-timers").isTrue());
-    company.setTimezone(account.descendant("timezone").text());
-    company.setIsAdminUser(account.descendant("admin").isTrue());
-    company.setUserId(account.descendant("id").text());
+    company.setValue("timestampTimers", account.descendant("timestamp-timers").isTrue());
+    company.setValue("timezone", account.descendant("timezone").text());
+    company.setValue("isAdminUser", account.descendant("admin").isTrue());
+    company.setValue("userId", account.descendant("id").text());
 
     auto& user = company.findOrCreateById<User>(company.userId(), context);
     if (user.email().isEmpty())
@@ -108,27 +83,22 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
     return &company;
 }
 
+store::Object* Company::find(std::string_view entity, const QString& idString, store::Context& context) const
+{
+    return context.fetchFirst(entity, store::where("company", this) && store::where("idString", idString));
+}
+
 store::Object* Company::findObject(std::string_view entity, const QString& idString, store::Context& context) const
 {
     // The own one first: it is looked up by an index, and is meant nearly always.
-    const store::Predicate hasId = store::where("idString", idString);
-    store::Object* own = context.fetchFirst(entity, store::where("company", this) && hasId);
-    return own ? own : context.fetchFirst(entity, hasId);
+    store::Object* own = find(entity, idString, context);
+    return own ? own : context.fetchFirst(entity, store::where("idString", idString));
 }
 
 QuillonObject& Company::findOrCreateById(const QString& idString, store::Context& context, std::string_view entity)
 {
-    store::Object* found =
-        context.fetchFirst(entity, store::where("company", this) && store::where("idString", idString));
+    store::Object* found = find(entity, idString, context);
     return found ? static_cast<QuillonObject&>(*found) : insertWithId(idString, context, entity);
-}
-
-QuillonObject& Company::insertWithId(const QString& idString, store::Context& context, std::string_view entity)
-{
-    auto& made = static_cast<QuillonObject&>(context.insert(entity));
-    made.setIdString(idString);
-    made.setToOne("company", this);
-    return made;
 }
 
 QuillonObject& Company::findOrCreateByName(const QString& name, store::Context& context, std::string_view entity)
@@ -137,7 +107,15 @@ QuillonObject& Company::findOrCreateByName(const QString& name, store::Context& 
         return static_cast<QuillonObject&>(*found);
     auto& made = static_cast<QuillonObject&>(context.insert(entity));
     made.setValue("name", name);
-    made.setToOne("company", this);
+    made.setCompany(this);
+    return made;
+}
+
+QuillonObject& Company::insertWithId(const QString& idString, store::Context& context, std::string_view entity)
+{
+    auto& made = static_cast<QuillonObject&>(context.insert(entity));
+    made.setIdString(idString);
+    made.setCompany(this);
     return made;
 }
 

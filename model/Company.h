@@ -23,30 +23,19 @@ public:
 
     /// The key by which a company is found.
     QString subdomain() const { return string("subdomain"); }
-    void setSubdomain(const QString& subdomain) { setValue("subdomain", subdomain); }
     /// Entries are recorded as start and end times instead of durations.
-    bool timestampTimers() const { return boolean("timestampTimers"); }
-    void setTimestampTimers(bool timestampTimers) { setValue("timestampTimers", timestampTimers); }
-    bool hasTimestampTimers() const { return timestampTimers(); }
-    /// As the service names it.
-    QString timezone() const { return string("timezone"); }
-    void setTimezone(const QString& timezone) { setValue("timezone", timezone); }
+    bool hasTimestampTimers() const { return boolean("timestampTimers"); }
     /// The id of the signed-in user.
     QString userId() const { return string("userId"); }
-    void setUserId(const QString& userId) { setValue("userId", userId); }
     /// The last one seen from the service.
     std::optional<std::int64_t> cacheVersion() const;
     void setCacheVersion(std::optional<std::int64_t> cacheVersion);
-    bool isAdminUser() const { return boolean("isAdminUser"); }
-    void setIsAdminUser(bool isAdminUser) { setValue("isAdminUser", isAdminUser); }
-    QDateTime lastSuccessfulUpdate() const { return date("lastSuccessfulUpdate"); }
-    void setLastSuccessfulUpdate(const QDateTime& moment) { setValue("lastSuccessfulUpdate", moment); }
 
-    std::vector<DayEntry*> dayEntries() const;
-    std::vector<Project*> projects() const;
-    std::vector<Task*> tasks() const;
-    std::vector<User*> users() const;
-    std::vector<Client*> clients() const;
+    std::vector<DayEntry*> dayEntries() const { return toMany<DayEntry>("dayEntries"); }
+    std::vector<Project*> projects() const { return toMany<Project>("projects"); }
+    std::vector<Task*> tasks() const { return toMany<Task>("tasks"); }
+    std::vector<User*> users() const { return toMany<User>("users"); }
+    std::vector<Client*> clients() const { return toMany<Client>("clients"); }
 
     // Without a context: in the main context, null where there is none.
     static Company* findBySubdomain(const QString& subdomain, store::Context& context);
@@ -59,30 +48,37 @@ public:
     static tl::expected<Company*, XmlError> buildCompanyWithSubdomain(const QString& subdomain, QByteArray fromXml,
                                                                       store::Context& context);
 
+    /// This company's object of that id; null: none.
+    store::Object* find(std::string_view entity, const QString& idString, store::Context& context) const;
     /// The first object of that id, of whatever company; one of this company when it has one.
     store::Object* findObject(std::string_view entity, const QString& idString, store::Context& context) const;
+    /// This company's object of that id, made with id and company only when there is none yet. Never saves.
+    QuillonObject& findOrCreateById(const QString& idString, store::Context& context, std::string_view entity);
+    /// The same by name.
+    QuillonObject& findOrCreateByName(const QString& name, store::Context& context, std::string_view entity);
+    /// A new object of that id, for callers who know that there is none.
+    QuillonObject& insertWithId(const QString& idString, store::Context& context, std::string_view entity);
+
+    template <class T>
+    T* find(const QString& idString, store::Context& context) const
+    {
+        return static_cast<T*>(find(T::entityName, idString, context));
+    }
     template <class T>
     T* findObject(const QString& idString, store::Context& context) const
     {
         return static_cast<T*>(findObject(T::entityName, idString, context));
     }
-
-    /// This company's object of that id, made with id and company only when there is none yet. Never saves.
-    QuillonObject& findOrCreateById(const QString& idString, store::Context& context, std::string_view entity);
     template <class T>
     T& findOrCreateById(const QString& idString, store::Context& context)
     {
         return static_cast<T&>(findOrCreateById(idString, context, T::entityName));
     }
-    /// The same by name.
-    QuillonObject& findOrCreateByName(const QString& name, store::Context& context, std::string_view entity);
     template <class T>
     T& findOrCreateByName(const QString& name, store::Context& context)
     {
         return static_cast<T&>(findOrCreateByName(name, context, T::entityName));
     }
-    /// A new object of that id, for callers who know that there is none.
-    QuillonObject& insertWithId(const QString& idString, store::Context& context, std::string_view entity);
     template <class T>
     T& insertWithId(const QString& idString, store::Context& context)
     {

@@ -14,6 +14,7 @@ class Element;
 
 namespace model {
 
+class Import;
 class Project;
 class Task;
 class TaskAssignment;
@@ -49,32 +50,21 @@ public:
     void setStoppedAt(const QDateTime& moment) { setValue("stoppedAt", moment); }
     QDateTime updatedAt() const { return date("updatedAt"); }
     void setUpdatedAt(const QDateTime& moment) { setValue("updatedAt", moment); }
-    QDateTime createdAt() const { return date("createdAt"); }
-    void setCreatedAt(const QDateTime& moment) { setValue("createdAt", moment); }
     bool isBilled() const { return boolean("isBilled"); }
-    /// No value: the service has not said.
-    void setIsBilled(std::optional<bool> isBilled);
     /// May not be edited, for `lockedReason`.
     bool isLocked() const { return boolean("isLocked"); }
-    void setIsLocked(std::optional<bool> isLocked);
     QString lockedReason() const { return string("lockedReason"); }
-    void setLockedReason(const QString& reason) { setValue("lockedReason", reason); }
     // The ids as the service gave them, kept even where the object itself is not known.
     QString projectId() const { return string("projectId"); }
-    void setProjectId(const QString& projectId) { setValue("projectId", projectId); }
     QString taskId() const { return string("taskId"); }
-    void setTaskId(const QString& taskId) { setValue("taskId", taskId); }
     QString userId() const { return string("userId"); }
-    void setUserId(const QString& userId) { setValue("userId", userId); }
 
-    Project* project() const;
-    void setProject(Project* project);
-    Task* task() const;
-    void setTask(Task* task);
-    User* user() const;
-    void setUser(User* user);
-    Company* company() const;
-    void setCompany(Company* company);
+    Project* project() const { return toOne<Project>("project"); }
+    void setProject(Project* project) { setToOne("project", project); }
+    Task* task() const { return toOne<Task>("task"); }
+    void setTask(Task* task) { setToOne("task", task); }
+    User* user() const { return toOne<User>("user"); }
+    void setUser(User* user) { setToOne("user", user); }
 
     bool isRunning() const { return timerStarted().isValid(); }
     /// `hours`, or the hours up to now while the timer runs.
@@ -106,30 +96,25 @@ public:
     /// recent entry. Not saved. Null when there is no current user.
     static DayEntry* entryWithDefaults();
 
-    /// A day sheet, the result of adding, toggling or correcting an entry, or a report, told by the root element.
+    /// A day sheet, the result of adding, toggling or correcting an entry, or a report, known by the root element.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
-    /// Root "daily". Also the catalog, when the sheet brings it: what it does not hold is deleted. Does not save.
-    static void parseDailyXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Root "add" or "timer". A running entry stops all others of the company. Does not save.
-    static void parseAddXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Root "day_entry". Does not save.
-    static void parseSyncXml(const xml::Document& document, Company& company, store::Context& context);
-    /// Any other root. Does not save.
-    static void parseReportXml(const xml::Document& document, Company& company, store::Context& context);
+    // None of the following saves.
+    /// Root "daily". Also the catalog, when the sheet brings it: what it does not hold is deleted.
+    static void parseDailyXml(const xml::Document& document, Import& import);
+    /// Root "add" or "timer". A running entry stops all others of the company.
+    static void parseAddXml(const xml::Document& document, Import& import);
+    /// Root "day_entry".
+    static void parseSyncXml(const xml::Document& document, Import& import);
+    /// Any other root.
+    static void parseReportXml(const xml::Document& document, Import& import);
 
     /// One entry. Element names are joined by "-" in reports and by "_" elsewhere. A project or task that is not known
-    /// is made from the names in the element, and the entry is locked. Does not save.
-    static DayEntry& parseDayEntry(xml::Element element, Company& company, store::Context& context, bool fromReports);
+    /// is made from the names in the element, and the entry is locked.
+    static DayEntry& parseDayEntry(xml::Element element, Import& import, bool fromReports);
     /// A clock time ("9:15am") on a day; invalid when it is none.
     static QDateTime buildTimestampWithTime(const QString& time, const QDateTime& spentAt);
-    static Task& createUnassignedTask(xml::Element element, const QString& idString, Company& company,
-                                      store::Context& context);
-    static Project& createArchivedProject(xml::Element element, const QString& idString, Company& company,
-                                          store::Context& context);
-
-private:
-    class EntryImport;
-    static DayEntry& parseDayEntry(xml::Element element, EntryImport& import, bool fromReports);
+    static Task& createUnassignedTask(xml::Element element, const QString& idString, Import& import);
+    static Project& createArchivedProject(xml::Element element, const QString& idString, Import& import);
 };
 
 } // namespace model

@@ -25,4 +25,10 @@ void Host::set(Host* host)
     platform::Run::current().shared<HostSlot>().host = host;
 }
 
+store::Context* Host::currentContext()
+{
+    Host* host = current();
+    return host ? host->mainContext() : nullptr;
+}
+
 } // namespace model

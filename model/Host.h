@@ -21,6 +21,8 @@ public:
     static Host* current();
     /// Not owned. Main thread only.
     static void set(Host* host);
+    /// The main context of the host; null where there is none. Main thread only.
+    static store::Context* currentContext();
 
     /// The context that the windows show. Main thread only; null when there is none.
     virtual store::Context* mainContext() = 0;

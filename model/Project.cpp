@@ -1,12 +1,9 @@
 #include "Project.h"
 
 #include "Client.h"
-#include "Company.h"
-#include "DayEntry.h"
-#include "ListImport.h"
+#include "Import.h"
 #include "Task.h"
 #include "TaskAssignment.h"
-#include "UserAssignment.h"
 
 #include <algorithm>
 
@@ -36,41 +33,6 @@ std::vector<Task*> tasksOf(const std::vector<TaskAssignment*>& assignments)
 }
 
 } // namespace
-
-Company* Project::company() const
-{
-    return static_cast<Company*>(toOne("company"));
-}
-
-void Project::setCompany(Company* company)
-{
-    setToOne("company", company);
-}
-
-Client* Project::client() const
-{
-    return static_cast<Client*>(toOne("client"));
-}
-
-void Project::setClient(Client* client)
-{
-    setToOne("client", client);
-}
-
-std::vector<DayEntry*> Project::dayEntries() const
-{
-    return members<DayEntry>("dayEntries");
-}
-
-std::vector<TaskAssignment*> Project::taskAssignments() const
-{
-    return members<TaskAssignment>("taskAssignments");
-}
-
-std::vector<UserAssignment*> Project::userAssignments() const
-{
-    return members<UserAssignment>("userAssignments");
-}
 
 std::vector<TaskAssignment*> Project::billableTaskAssignments() const
 {
@@ -127,41 +89,33 @@ std::map<QString, std::vector<Task*>> Project::tasksWithMatchingNamesGroupedByBi
 
 tl::expected<void, XmlError> Project::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(std::move(utf8), context, "projects", "project", true,
-                      [&](xml::Element element) { parseProject(element, company, context); });
+    return importList(std::move(utf8), company, context, "projects", "project", &Project::parseProject, true);
 }
 
-Project& Project::parseProject(xml::Element element, Company& company, store::Context& context)
+Project& Project::parseProject(xml::Element element, Import& import)
 {
-    auto& project = company.findOrCreateById<Project>(element.child("id").text(), context);
-    project.readElement(element);
+    auto& project = import.findOrCreateById<Project>(element.child("id").text());
+    project.setName(element.child("name").unescapedText());
+    project.setValue("code", element.child("code").unescapedText());
+    if (const xml::Element billable = element.child("billable"))
+        project.setValue("isBillable", billable.isTrue());
+    if (const xml::Element billBy = element.child("bill-by"))
+        project.setValue("billBy", billBy.text());
+    if (const xml::Element rate = element.child("hourly-rate"))
+        project.setValue("rate", rate.number());
+    // A day sheet names only projects that can be used, and does not say so.
+    const xml::Element active = element.child("active");
+    project.setValue("isActive", !active || active.isTrue());
     // A project list gives the client's id, a day sheet the name.
-    if (const xml::Element clientId = element.child("client-id"))
-        project.setClient(&company.findOrCreateById<Client>(clientId.text(), context));
-    else
-        project.setClient(&company.findOrCreateByName<Client>(element.child("client").unescapedText(), context));
+    const xml::Element clientId = element.child("client-id");
+    project.setClient(clientId ? &import.findOrCreateById<Client>(clientId.text())
+                               : &import.findOrCreateByName(element.child("client").unescapedText()));
     return project;
 }
 
-void Project::readElement(xml::Element element)
+Project& Project::createWithName(const QString& name, const QString& idString, Import& import)
 {
-    setName(element.child("name").unescapedText());
-    setCode(element.child("code").unescapedText());
-    if (const xml::Element billable = element.child("billable"))
-        setIsBillable(billable.isTrue());
-    if (const xml::Element billBy = element.child("bill-by"))
-        setBillBy(billBy.text());
-    if (const xml::Element rate = element.child("hourly-rate"))
-        setRate(rate.number());
-    // A day sheet names only projects that can be used, and does not say so.
-    const xml::Element active = element.child("active");
-    setIsActive(!active || active.isTrue());
-}
-
-Project& Project::createWithName(const QString& name, const QString& idString, Company& company,
-                                 store::Context& context)
-{
-    auto& project = company.findOrCreateById<Project>(idString, context);
+    auto& project = import.findOrCreateById<Project>(idString);
     project.setName(name);
     return project;
 }

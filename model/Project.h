@@ -13,6 +13,7 @@ namespace model {
 
 class Client;
 class DayEntry;
+class Import;
 class Task;
 class TaskAssignment;
 class UserAssignment;
@@ -26,25 +27,16 @@ public:
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }
     QString code() const { return string("code"); }
-    void setCode(const QString& code) { setValue("code", code); }
     bool isBillable() const { return boolean("isBillable"); }
-    void setIsBillable(bool isBillable) { setValue("isBillable", isBillable); }
-    /// The service's word for how the project is billed.
-    QString billBy() const { return string("billBy"); }
-    void setBillBy(const QString& billBy) { setValue("billBy", billBy); }
+    bool isActive() const { return boolean("isActive"); }
     /// Per hour.
     std::optional<double> rate() const { return optionalNumber("rate"); }
-    void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }
-    bool isActive() const { return boolean("isActive"); }
-    void setIsActive(bool isActive) { setValue("isActive", isActive); }
 
-    Company* company() const;
-    void setCompany(Company* company);
-    Client* client() const;
-    void setClient(Client* client);
-    std::vector<DayEntry*> dayEntries() const;
-    std::vector<TaskAssignment*> taskAssignments() const;
-    std::vector<UserAssignment*> userAssignments() const;
+    Client* client() const { return toOne<Client>("client"); }
+    void setClient(Client* client) { setToOne("client", client); }
+    std::vector<DayEntry*> dayEntries() const { return toMany<DayEntry>("dayEntries"); }
+    std::vector<TaskAssignment*> taskAssignments() const { return toMany<TaskAssignment>("taskAssignments"); }
+    std::vector<UserAssignment*> userAssignments() const { return toMany<UserAssignment>("userAssignments"); }
     // In no promised order.
     std::vector<TaskAssignment*> billableTaskAssignments() const;
     std::vector<TaskAssignment*> nonBillableTaskAssignments() const;
@@ -66,12 +58,8 @@ public:
     /// A "projects" list, or a single "project".
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// One "project" element, of a list or of a day sheet. Does not save.
-    static Project& parseProject(xml::Element element, Company& company, store::Context& context);
-    static Project& createWithName(const QString& name, const QString& idString, Company& company,
-                                   store::Context& context);
-
-    /// Takes over what a "project" element says of the project itself.
-    void readElement(xml::Element element);
+    static Project& parseProject(xml::Element element, Import& import);
+    static Project& createWithName(const QString& name, const QString& idString, Import& import);
 };
 
 } // namespace model

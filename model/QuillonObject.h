@@ -9,7 +9,6 @@
 #include <QString>
 
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace model {
@@ -18,7 +17,7 @@ class Company;
 
 /// What all cached objects have in common.
 ///
-/// Accessors are named after the attributes. A text that the service has not given is a null QString, a moment an
+/// Accessors are named after the attributes. A string that the service has not given is a null QString, a moment an
 /// invalid QDateTime (else UTC), a truth value false; numbers that may be missing are optional. Setting one of these
 /// stores "nothing".
 class QuillonObject : public store::Object
@@ -27,6 +26,9 @@ public:
     /// The service's numeric id in decimal; unique within one account only.
     QString idString() const { return string("idString"); }
     void setIdString(const QString& idString) { setValue("idString", idString); }
+    /// The account that the object belongs to. Not of a company itself.
+    Company* company() const { return toOne<Company>("company"); }
+    void setCompany(Company* company) { setToOne("company", company); }
 
     /// What lists show for the object.
     virtual QString displayName() const { return description(); }
@@ -47,16 +49,13 @@ protected:
     /// The value as descriptions show it.
     QString described(std::string_view attribute) const;
 
+    // Relationships by the class that they lead to. For every entity, which need not be defined where they are used.
     template <class T>
-    std::vector<T*> members(std::string_view relationship) const
-    {
-        std::vector<T*> typed;
-        const std::vector<store::Object*> objects = toMany(relationship);
-        typed.reserve(objects.size());
-        for (store::Object* object : objects)
-            typed.push_back(static_cast<T*>(object));
-        return typed;
-    }
+    T* toOne(std::string_view relationship) const;
+    template <class T>
+    void setToOne(std::string_view relationship, T* destination);
+    template <class T>
+    std::vector<T*> toMany(std::string_view relationship) const;
 };
 
 /// The first object of `T`'s entity that matches; null: none.

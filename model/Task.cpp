@@ -1,33 +1,10 @@
 #include "Task.h"
 
-#include "Company.h"
-#include "DayEntry.h"
-#include "ListImport.h"
-#include "TaskAssignment.h"
+#include "Import.h"
 
 using namespace Qt::StringLiterals;
 
 namespace model {
-
-Company* Task::company() const
-{
-    return static_cast<Company*>(toOne("company"));
-}
-
-void Task::setCompany(Company* company)
-{
-    setToOne("company", company);
-}
-
-std::vector<TaskAssignment*> Task::taskAssignments() const
-{
-    return members<TaskAssignment>("taskAssignments");
-}
-
-std::vector<DayEntry*> Task::dayEntries() const
-{
-    return members<DayEntry>("dayEntries");
-}
 
 QString Task::description() const
 {
@@ -41,27 +18,20 @@ int Task::taskCaseInsenstiveCompare(const Task& other) const
 
 tl::expected<void, XmlError> Task::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(std::move(utf8), context, "tasks", "task", false,
-                      [&](xml::Element element) { parseTask(element, company, context); });
+    return importList(std::move(utf8), company, context, "tasks", "task", &Task::parseTask);
 }
 
-Task& Task::parseTask(xml::Element element, Company& company, store::Context& context)
+Task& Task::parseTask(xml::Element element, Import& import)
 {
-    auto& task = company.findOrCreateById<Task>(element.child("id").text(), context);
-    task.readElement(element);
+    Task& task = createWithName(element.child("name").unescapedText(), element.child("id").text(), import);
+    if (const xml::Element rate = element.child("default-hourly-rate"))
+        task.setValue("rate", rate.number());
     return task;
 }
 
-void Task::readElement(xml::Element element)
+Task& Task::createWithName(const QString& name, const QString& idString, Import& import)
 {
-    setName(element.child("name").unescapedText());
-    if (const xml::Element rate = element.child("default-hourly-rate"))
-        setRate(rate.number());
-}
-
-Task& Task::createWithName(const QString& name, const QString& idString, Company& company, store::Context& context)
-{
-    auto& task = company.findOrCreateById<Task>(idString, context);
+    auto& task = import.findOrCreateById<Task>(idString);
     task.setName(name);
     return task;
 }

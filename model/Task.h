@@ -2,8 +2,6 @@
 
 #include "model/QuillonObject.h"
 
-#include <optional>
-
 namespace model::xml {
 class Element;
 }
@@ -11,6 +9,7 @@ class Element;
 namespace model {
 
 class DayEntry;
+class Import;
 class TaskAssignment;
 
 /// A kind of work, offered on projects by assignments.
@@ -21,14 +20,8 @@ public:
 
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }
-    /// Per hour, unless the project says otherwise.
-    std::optional<double> rate() const { return optionalNumber("rate"); }
-    void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }
-
-    Company* company() const;
-    void setCompany(Company* company);
-    std::vector<TaskAssignment*> taskAssignments() const;
-    std::vector<DayEntry*> dayEntries() const;
+    std::vector<TaskAssignment*> taskAssignments() const { return toMany<TaskAssignment>("taskAssignments"); }
+    std::vector<DayEntry*> dayEntries() const { return toMany<DayEntry>("dayEntries"); }
 
     QString displayName() const override { return name(); }
     QString description() const override;
@@ -39,15 +32,8 @@ public:
     /// A "tasks" list.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     /// One "task" element, of a list or of a day sheet. Does not save.
-    static Task& parseTask(xml::Element element, Company& company, store::Context& context);
-    static Task& createWithName(const QString& name, const QString& idString, Company& company,
-                                store::Context& context);
-
-    /// Takes over what a "task" element says of the task itself.
-    void readElement(xml::Element element);
-
-    /// Of this instance alone, never stored.
-    bool isDeactivated = false;
+    static Task& parseTask(xml::Element element, Import& import);
+    static Task& createWithName(const QString& name, const QString& idString, Import& import);
 };
 
 } // namespace model

@@ -2,10 +2,9 @@
 
 #include "model/QuillonObject.h"
 
-#include <optional>
-
 namespace model {
 
+class Import;
 class Project;
 class Task;
 class User;
@@ -18,32 +17,21 @@ public:
 
     // The ids as the service gave them, kept even where the object itself is not known.
     QString projectId() const { return string("projectId"); }
-    void setProjectId(const QString& projectId) { setValue("projectId", projectId); }
     QString taskId() const { return string("taskId"); }
-    void setTaskId(const QString& taskId) { setValue("taskId", taskId); }
-    /// Per hour.
-    std::optional<double> rate() const { return optionalNumber("rate"); }
-    void setRate(std::optional<double> rate) { setOptionalNumber("rate", rate); }
-    bool isBillable() const { return boolean("isBillable"); }
-    bool billableBool() const { return isBillable(); }
-    void setIsBillable(bool isBillable) { setValue("isBillable", isBillable); }
+    bool billableBool() const { return boolean("isBillable"); }
 
-    Project* project() const;
-    void setProject(Project* project);
-    Task* task() const;
-    void setTask(Task* task);
-    Company* company() const;
-    void setCompany(Company* company);
+    Project* project() const { return toOne<Project>("project"); }
+    void setProject(Project* project) { setToOne("project", project); }
+    Task* task() const { return toOne<Task>("task"); }
+    void setTask(Task* task) { setToOne("task", task); }
 
     /// The task's; null without one.
     QString name() const;
 
     /// A "task-assignments" list.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
-    /// In the user's company. Leaves `isBillable` to the caller. Does not save.
-    static TaskAssignment& findOrCreateForUser(User& user, Project& project, Task& task, store::Context& context);
-    /// For callers who know that there is none.
-    static TaskAssignment& insertForUser(User& user, Project& project, Task& task, store::Context& context);
+    /// In the user's company. Leaves it to the caller whether it is billable. Does not save.
+    static TaskAssignment& findOrCreateForUser(User& user, Project& project, Task& task, Import& import);
 };
 
 } // namespace model

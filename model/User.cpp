@@ -1,11 +1,8 @@
 #include "User.h"
 
-#include "AssignedProjects.h"
 #include "Client.h"
-#include "Company.h"
-#include "DayEntry.h"
 #include "Host.h"
-#include "ListImport.h"
+#include "Import.h"
 #include "Project.h"
 #include "UserAssignment.h"
 
@@ -17,44 +14,24 @@ namespace model {
 
 namespace {
 
-QString clientName(const Project& project)
+/// Character by character, as comparisons that ignore case do it. QString::toCaseFolded changes lengths.
+QString folded(const QString& text)
 {
-    const Client* client = project.client();
-    return client ? client->name() : QString();
-}
-
-void sortByClientName(std::vector<Project*>& projects)
-{
-    std::vector<std::pair<QString, Project*>> named;
-    named.reserve(projects.size());
-    for (Project* project : projects)
-        named.emplace_back(clientName(*project), project);
-    std::stable_sort(named.begin(), named.end(),
-                     [](const auto& left, const auto& right) { return left.first < right.first; });
-    std::transform(named.begin(), named.end(), projects.begin(), [](const auto& pair) { return pair.second; });
+    QString result = text;
+    for (qsizetype i = 0; i < result.size(); ++i) {
+        const QChar character = result.at(i);
+        if (character.isHighSurrogate() && i + 1 < result.size() && result.at(i + 1).isLowSurrogate()) {
+            const char32_t small = QChar::toCaseFolded(QChar::surrogateToUcs4(character, result.at(i + 1)));
+            result[i] = QChar(QChar::highSurrogate(small));
+            result[++i] = QChar(QChar::lowSurrogate(small));
+        } else {
+            result[i] = character.toCaseFolded();
+        }
+    }
+    return result;
 }
 
 } // namespace
-
-Company* User::company() const
-{
-    return static_cast<Company*>(toOne("company"));
-}
-
-void User::setCompany(Company* company)
-{
-    setToOne("company", company);
-}
-
-std::vector<UserAssignment*> User::userAssignments() const
-{
-    return members<UserAssignment>("userAssignments");
-}
-
-std::vector<DayEntry*> User::dayEntries() const
-{
-    return members<DayEntry>("dayEntries");
-}
 
 QString User::description() const
 {
@@ -70,46 +47,86 @@ User* User::findByEmail(const QString& email, const Company& company, store::Con
 
 User* User::findByEmail(const QString& email, const Company& company)
 {
-    store::Context* context = Host::current() ? Host::current()->mainContext() : nullptr;
+    store::Context* context = Host::currentContext();
     return context ? findByEmail(email, company, *context) : nullptr;
 }
 
 std::vector<Project*> User::assignedProjects() const
 {
     std::vector<Project*> projects;
-    for (const UserAssignment* assignment : userAssignments()) {
-        if (Project* project = assignment->project())
-            projects.push_back(project);
-    }
-    sortByClientName(projects);
+    for (const Listed& each : assigned())
+        projects.push_back(each.project);
     return projects;
 }
 
 User::ProjectsByClient User::projectsWithMatchingNamesGroupedByClient(const QString& filter) const
 {
-    return AssignedProjects(*this).matching(filter);
+    return grouped(assigned(), filter);
 }
 
-User::ProjectsByClient User::groupByClientName(std::vector<Project*> projects) const
+User::ProjectsByClient User::groupByClientName(const std::vector<Project*>& projects) const
 {
-    sortByClientName(projects);
-    ProjectsByClient groups;
+    return grouped(sortedByClientName(projects), {});
+}
+
+const std::vector<User::Listed>& User::assigned() const
+{
+    if (m_assignedAt == context().revision())
+        return m_assigned;
+    // All of them are loaded at once, not one by one as each is asked for its name.
+    if (const Company* company = this->company()) {
+        static_cast<void>(company->projects());
+        static_cast<void>(company->clients());
+    }
+    std::vector<Project*> projects;
+    for (const UserAssignment* assignment : userAssignments()) {
+        if (Project* project = assignment->project())
+            projects.push_back(project);
+    }
+    m_assigned = sortedByClientName(projects);
+    m_assignedAt = context().revision();
+    return m_assigned;
+}
+
+std::vector<User::Listed> User::sortedByClientName(const std::vector<Project*>& projects)
+{
+    std::vector<Listed> listed;
+    listed.reserve(projects.size());
     for (Project* project : projects) {
-        const QString name = clientName(*project);
-        groups[name.isNull() ? u""_s : name].push_back(project);
+        const Client* client = project->client();
+        const QString name = client ? client->name() : QString();
+        listed.push_back({project, name.isNull() ? u""_s : name, folded(project->displayName())});
+    }
+    std::stable_sort(listed.begin(), listed.end(),
+                     [](const Listed& left, const Listed& right) { return left.client < right.client; });
+    return listed;
+}
+
+User::ProjectsByClient User::grouped(const std::vector<Listed>& listed, const QString& filter)
+{
+    const QString searched = folded(filter);
+    ProjectsByClient groups;
+    auto group = groups.end();
+    for (const Listed& each : listed) {
+        if (!each.searched.contains(searched))
+            continue;
+        if (group == groups.end() || group->first != each.client)
+            group = groups.try_emplace(groups.end(), each.client);
+        group->second.push_back(each.project);
     }
     return groups;
 }
 
 tl::expected<void, XmlError> User::parseXml(QByteArray utf8, Company& company, store::Context& context)
 {
-    return importList(std::move(utf8), context, "users", "user", true, [&](xml::Element element) {
-        auto& user = company.findOrCreateById<User>(element.descendant("id").text(), context);
-        user.setFirstName(element.descendant("first-name").text());
-        user.setLastName(element.descendant("last-name").text());
+    const auto take = [](xml::Element element, Import& import) {
+        auto& user = import.findOrCreateById<User>(element.descendant("id").text());
+        user.setValue("firstName", element.descendant("first-name").text());
+        user.setValue("lastName", element.descendant("last-name").text());
         user.setEmail(element.descendant("email").text());
-        user.setDefaultRate(element.descendant("default-hourly-rate").number());
-    });
+        user.setValue("defaultRate", element.descendant("default-hourly-rate").number());
+    };
+    return importList(std::move(utf8), company, context, "users", "user", take, true);
 }
 
 } // namespace model

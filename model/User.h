@@ -19,18 +19,9 @@ public:
 
     QString email() const { return string("email"); }
     void setEmail(const QString& email) { setValue("email", email); }
-    QString firstName() const { return string("firstName"); }
-    void setFirstName(const QString& firstName) { setValue("firstName", firstName); }
-    QString lastName() const { return string("lastName"); }
-    void setLastName(const QString& lastName) { setValue("lastName", lastName); }
-    /// Per hour.
-    std::optional<double> defaultRate() const { return optionalNumber("defaultRate"); }
-    void setDefaultRate(std::optional<double> rate) { setOptionalNumber("defaultRate", rate); }
 
-    Company* company() const;
-    void setCompany(Company* company);
-    std::vector<UserAssignment*> userAssignments() const;
-    std::vector<DayEntry*> dayEntries() const;
+    std::vector<UserAssignment*> userAssignments() const { return toMany<UserAssignment>("userAssignments"); }
+    std::vector<DayEntry*> dayEntries() const { return toMany<DayEntry>("dayEntries"); }
 
     QString description() const override;
 
@@ -42,12 +33,28 @@ public:
     std::vector<Project*> assignedProjects() const;
     /// Name of the client → projects. Projects without a client, or with one without a name, stand under an empty name.
     using ProjectsByClient = std::map<QString, std::vector<Project*>>;
-    /// The assigned projects whose display name contains `filter`, in any case; all for an empty filter.
+    /// The assigned projects whose display name contains `filter`, in any case; all for an empty filter. Fit for being
+    /// asked at every key press: names are read and folded once for all that is asked until something changes.
     ProjectsByClient projectsWithMatchingNamesGroupedByClient(const QString& filter) const;
-    ProjectsByClient groupByClientName(std::vector<Project*> projects) const;
+    ProjectsByClient groupByClientName(const std::vector<Project*>& projects) const;
 
     /// A "users" list, or a single "user".
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
+
+private:
+    /// A project with what it is sorted and found by.
+    struct Listed
+    {
+        Project* project;
+        QString client;
+        QString searched; ///< the display name, folded
+    };
+    static std::vector<Listed> sortedByClientName(const std::vector<Project*>& projects);
+    static ProjectsByClient grouped(const std::vector<Listed>& listed, const QString& filter);
+    const std::vector<Listed>& assigned() const;
+
+    mutable std::vector<Listed> m_assigned;
+    mutable std::optional<std::uint64_t> m_assignedAt; ///< the context's revision that they are of
 };
 
 } // namespace model

@@ -104,6 +104,7 @@ Object& Context::insert(std::string_view entityName)
 
 void Context::markChanged(Object& object, Object::State state)
 {
+    ++m_revision;
     if (object.m_state == Object::State::Clean) {
         m_changed.push_back(&object);
         ++m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
@@ -172,6 +173,7 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
 
 std::unique_ptr<Object> Context::detach(Object& object)
 {
+    ++m_revision;
     for (int i = 0; i < object.m_entity->toOneCount; ++i)
         moveInCollections(object, i, object.m_toOnes[static_cast<std::size_t>(i)], 0);
     for (std::size_t i = static_cast<std::size_t>(object.m_entity->toOneCount);
@@ -415,6 +417,7 @@ tl::expected<void, Error> Context::save()
 
 void Context::mergeChanges(const ChangeSet& changes)
 {
+    m_revision += changes.isEmpty() ? 0 : 1;
     const auto& entities = m_coordinator->model().entities();
 
     // Collections that gained or lost members not known here are fetched again when next asked for.

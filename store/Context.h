@@ -93,6 +93,9 @@ public:
               const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show);
 
     bool hasChanges() const { return !m_changed.empty(); }
+    /// Another number once any object has changed here, was inserted, deleted or merged: what was made of objects holds
+    /// as long as it is the same.
+    std::uint64_t revision() const { return m_revision; }
 
     /// Notes that what is known of the object by now is current, for the next save to tell: an import that finds all as
     /// it was changes nothing.
@@ -158,6 +161,7 @@ private:
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<Connection> m_left; ///< to a file that failed; statements of it may still be in use
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
+    std::uint64_t m_revision = 0;
     std::vector<Object*> m_changed;                 ///< in the order of their first change
     std::vector<int> m_changedCount;                ///< of them, by entity
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too

@@ -211,6 +211,7 @@ void Context::Save::takeOverRows()
         }
     }
     m_context.m_collections.clear();
+    ++m_context.m_revision;
 }
 
 std::shared_ptr<const ChangeSet> Context::Save::finish()

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "Company.h"
+#include "Xml.h"
+
+#include <QHash>
+
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace model {
+
+class TaskAssignment;
+class UserAssignment;
+
+/// One response of the service on its way into a company. Looks everything up once; after `loadCatalog`, in memory
+/// alone: a sheet of a large account names ten thousand tasks.
+class Import
+{
+    Q_DISABLE_COPY_MOVE(Import)
+public:
+    Import(Company& company, store::Context& context) : m_company(company), m_context(context) {}
+
+    Company& company() const { return m_company; }
+    store::Context& context() const { return m_context; }
+
+    /// Loads the company's clients, projects and tasks at once.
+    void loadCatalog();
+
+    /// The company's object of that id; null: none.
+    template <class T>
+    T* find(const QString& idString)
+    {
+        auto& known = std::get<Known<T>>(m_known);
+        const auto found = known.byId.constFind(idString);
+        if (found != known.byId.cend())
+            return *found;
+        return known.byId[idString] = known.areAll ? nullptr : m_company.find<T>(idString, m_context);
+    }
+    // As those of `Company`.
+    template <class T>
+    T& findOrCreateById(const QString& idString)
+    {
+        if (T* found = find<T>(idString))
+            return *found;
+        return *(std::get<Known<T>>(m_known).byId[idString] = &m_company.insertWithId<T>(idString, m_context));
+    }
+    template <class T>
+    T* findObject(const QString& idString)
+    {
+        T* own = find<T>(idString);
+        return own ? own : m_company.findObject<T>(idString, m_context);
+    }
+    Client& findOrCreateByName(const QString& name);
+
+    /// Deletes the object.
+    template <class T>
+    void remove(T& object)
+    {
+        std::get<Known<T>>(m_known).byId.remove(object.idString());
+        m_context.remove(object);
+    }
+
+    /// What is stored of an assignment. By far the most there is, and hardly ever changed: no object is made of what
+    /// stays as it was.
+    struct Assignment
+    {
+        store::ObjectId id; ///< null: there is none
+        std::optional<bool> isBillable;
+    };
+    // That of a user or a task to a project. Valid until the next one is asked for.
+    Assignment& assignment(const User& user, const Project& project);
+    Assignment& assignment(const Task& task, const Project& project);
+
+private:
+    template <class T>
+    struct Known
+    {
+        QHash<QString, T*> byId; ///< null: known not to be there
+        bool areAll = false;     ///< what is not among them is not there
+    };
+    template <class T>
+    void know(const std::vector<T*>& all);
+
+    using Assignments = QHash<std::pair<qint64, qint64>, Assignment>; ///< by rows of what is assigned and the project
+    Assignment& assignment(std::optional<Assignments>& known, std::string_view entity, const char* relationship,
+                           store::ObjectId assigned, store::ObjectId project);
+
+    Company& m_company;
+    store::Context& m_context;
+    std::tuple<Known<Client>, Known<DayEntry>, Known<Project>, Known<Task>, Known<TaskAssignment>, Known<User>,
+               Known<UserAssignment>>
+        m_known;
+    QHash<QString, Client*> m_clientsByName;
+    // Loaded when first asked for.
+    std::optional<Assignments> m_userAssignments;
+    std::optional<Assignments> m_taskAssignments;
+};
+
+/// Reads a response whose root `list` holds elements `item`, hands over each and saves once, also when there is none.
+/// `mayBeSingle`: a root `item` is the only one.
+tl::expected<void, XmlError> importList(QByteArray utf8, Company& company, store::Context& context,
+                                        std::string_view list, std::string_view item,
+                                        const std::function<void(xml::Element, Import&)>& take,
+                                        bool mayBeSingle = false);
+
+} // namespace model
