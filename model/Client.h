@@ -14,7 +14,6 @@ public:
 
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }
-    bool isActive() const { return boolean("isActive"); }
     std::vector<Project*> projects() const { return toMany<Project>("projects"); }
 
     /// A "clients" list. Clients that it does not hold stay as they are.

@@ -18,47 +18,23 @@ namespace model {
 
 namespace {
 
-/// The locale of every pattern. ICU takes the bare region for an unknown language and falls back to the person's own,
-/// in which no text of the wire could be read: it gets the language of that region.
-[[maybe_unused]] constexpr const char* kLocaleIdentifier = "US";
-
-struct Pattern
-{
-    const char* text;
-    /// 24-hour values in a 12-hour field are read, too.
-    bool lenientCalendar = false;
+// In the order of `DateFormatting::Pattern`.
+constexpr const char* Patterns[] = {
+    "EEE, d MMM yyyy HH:mm:ss ZZ",
+    "yyyy-MM-dd'T'HH:mm:ss'Z'",
+    "yyyy-MM-dd",
+    "EEE, d MMM yyyy",
+    "HH:mma",
+    "h:mma",
+    "MMM d, yyyy",
+    "yyyy-MM-dd hh:mma",
+    "yyyy-MM-dd h:mma",
+    "yyyy-MM-dd hmm",
+    "yyyy-MM-dd h:mm",
+    "yyyy-MM-dd H:mma",
+    "yyyy-MM-dd HHmm",
+    "yyyy-MM-dd Hmma",
 };
-
-enum PatternIndex
-{
-    Datetime,
-    RailsDatetime,
-    Daydate,
-    LongDaydate,
-    LocalDatetime,
-    HoursMinutes,
-    MonthDayYear,
-    StartedStopped,
-    FirstTyped,
-    PatternCount = FirstTyped + 6,
-};
-
-constexpr std::array<Pattern, PatternCount> kPatterns = {{
-    {"EEE, d MMM yyyy HH:mm:ss ZZ"},
-    {"yyyy-MM-dd'T'HH:mm:ss'Z'"},
-    {"yyyy-MM-dd"},
-    {"EEE, d MMM yyyy"},
-    {"HH:mma"},
-    {"h:mma"},
-    {"MMM d, yyyy"},
-    {"yyyy-MM-dd hh:mma"},
-    {"yyyy-MM-dd h:mma"},
-    {"yyyy-MM-dd hmm"},
-    {"yyyy-MM-dd h:mm", true},
-    {"yyyy-MM-dd H:mma"},
-    {"yyyy-MM-dd HHmm"},
-    {"yyyy-MM-dd Hmma"},
-}};
 
 // The formatters all work in GMT. A local text is read and written as if it were one of GMT, and the C library turns
 // the clock time that it names into the moment and back: so there is one source of time zone rules in the program, and
@@ -102,18 +78,14 @@ bool hasLoneDigit(const QString& text)
     return false;
 }
 
-QDateTime toLocalClock(const QDateTime& date)
-{
-    const QDateTime local = date.toLocalTime();
-    return QDateTime(local.date(), local.time(), Qt::UTC);
-}
-
 } // namespace
 
 class DateFormatting::Formatters
 {
+    static_assert(std::size(Patterns) == PatternCount);
+
 public:
-    QDateTime read(PatternIndex index, const QString& text)
+    QDateTime read(Pattern index, const QString& text)
     {
         if (text.isEmpty())
             return {};
@@ -121,14 +93,14 @@ public:
         QHash<QString, QDateTime>& known = m_known[index];
         if (const auto found = known.constFind(text); found != known.cend())
             return *found;
-        if (text.size() > kLongestKnown)
+        if (text.size() > LongestKnown)
             return readAnew(index, text);
-        if (known.size() >= kKnownTexts)
+        if (known.size() >= KnownTexts)
             known.clear();
         return *known.insert(text, readAnew(index, text));
     }
 
-    QString write(PatternIndex index, const QDateTime& moment)
+    QString write(Pattern index, const QDateTime& moment)
     {
         if (!moment.isValid())
             return {};
@@ -142,7 +114,7 @@ public:
     }
 
 private:
-    QDateTime readAnew(PatternIndex index, const QString& text)
+    QDateTime readAnew(Pattern index, const QString& text)
     {
         // Where a zone follows, a hyphen may be its sign.
         if (index != Datetime && hasLoneDigit(text))
@@ -150,7 +122,7 @@ private:
         const std::optional<QDateTime> moment = parse(get(index), text, true);
         if (!moment)
             return {};
-        if (kPatterns[index].lenientCalendar) {
+        if (index == Lenient) {
             // The hour may run over, the day may not.
             const std::optional<QDateTime> day = parse(get(Daydate), text, false);
             if (!day || day->date() != moment->date())
@@ -176,31 +148,36 @@ private:
     }
 
     /// Null when ICU has no data.
-    icu::SimpleDateFormat* get(PatternIndex index)
+    icu::SimpleDateFormat* get(Pattern index)
     {
         std::unique_ptr<icu::SimpleDateFormat>& formatter = m_formatters[index];
         if (!formatter) {
             UErrorCode status = U_ZERO_ERROR;
-            auto made = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(kPatterns[index].text),
+            // Of the bare region "US" ICU would make an unknown language, and fall back to the person's own, in which
+            // no date of the wire could be read.
+            auto made = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(Patterns[index]),
                                                                 icu::Locale::getUS(), status);
             if (U_FAILURE(status))
                 return nullptr;
             made->adoptTimeZone(icu::TimeZone::getGMT()->clone());
             made->setLenient(false);
-            if (kPatterns[index].lenientCalendar)
+            if (index == Lenient)
                 made->setCalendarLenient(true);
             formatter = std::move(made);
         }
         return formatter.get();
     }
 
+    /// Of "yyyy-MM-dd h:mm": 24-hour values in a 12-hour field are read, too.
+    static constexpr int Lenient = FirstTyped + 2;
+
     std::mutex m_mutex; ///< a formatter is no use to two threads at once
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
     /// What texts were read as. Each refresh brings nearly those of the one before, and reading one anew takes some
     /// ten microseconds. Holds in every time zone, like the formatters.
     std::array<QHash<QString, QDateTime>, PatternCount> m_known;
-    static constexpr qsizetype kKnownTexts = 1000;
-    static constexpr qsizetype kLongestKnown = 64; ///< what is longer is no date, and would take room for nothing
+    static constexpr qsizetype KnownTexts = 1000;
+    static constexpr qsizetype LongestKnown = 64; ///< what is longer is no date, and would take room for nothing
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}
@@ -212,30 +189,31 @@ DateFormatting& DateFormatting::instance()
     return platform::Run::current().shared<DateFormatting>();
 }
 
-QDateTime DateFormatting::dateFromDatetime(const QString& text)
+QDateTime DateFormatting::read(Pattern pattern, const QString& text)
 {
-    return m_formatters->read(Datetime, text);
+    return m_formatters->read(pattern, text);
 }
 
-QDateTime DateFormatting::dateFromRailsDatetime(const QString& text)
-{
-    return m_formatters->read(RailsDatetime, text);
-}
-
-QDateTime DateFormatting::dateFromDaydate(const QString& text)
+QDateTime DateFormatting::readDay(Pattern pattern, const QString& text)
 {
     // Not as the clock time 0:00, which the day may not have.
-    return startOfDay(m_formatters->read(Daydate, text).date());
+    return startOfDay(read(pattern, text).date());
 }
 
-QDateTime DateFormatting::dateFromLongDaydate(const QString& text)
+QString DateFormatting::write(Pattern pattern, const QDateTime& moment)
 {
-    return startOfDay(m_formatters->read(LongDaydate, text).date());
+    return m_formatters->write(pattern, moment);
+}
+
+QString DateFormatting::writeLocal(Pattern pattern, const QDateTime& moment)
+{
+    const QDateTime local = moment.toLocalTime();
+    return write(pattern, QDateTime(local.date(), local.time(), Qt::UTC));
 }
 
 QDateTime DateFormatting::dateFromStartedStoppedString(const QString& text)
 {
-    return fromLocalClock(m_formatters->read(StartedStopped, text));
+    return fromLocalClock(read(StartedStopped, text));
 }
 
 QDateTime DateFormatting::dateFromUnvalidatedStartedStoppedString(const QString& text)
@@ -243,40 +221,10 @@ QDateTime DateFormatting::dateFromUnvalidatedStartedStoppedString(const QString&
     for (int index = FirstTyped; index < PatternCount; ++index) {
         // The first pattern that reads the text says what was meant. Where the zone skips that time there is none: a
         // later pattern would take "2:30AM" for half past midnight.
-        if (const QDateTime clock = m_formatters->read(static_cast<PatternIndex>(index), text); clock.isValid())
+        if (const QDateTime clock = read(static_cast<Pattern>(index), text); clock.isValid())
             return fromLocalClock(clock);
     }
     return {};
-}
-
-QString DateFormatting::datetimeStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(Datetime, date);
-}
-
-QString DateFormatting::localDatetimeStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(LocalDatetime, toLocalClock(date));
-}
-
-QString DateFormatting::daydateStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(Daydate, toLocalClock(date));
-}
-
-QString DateFormatting::longDaydateStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(LongDaydate, toLocalClock(date));
-}
-
-QString DateFormatting::monthDayYearStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(MonthDayYear, toLocalClock(date));
-}
-
-QString DateFormatting::hoursMinutesStringFromDate(const QDateTime& date)
-{
-    return m_formatters->write(HoursMinutes, toLocalClock(date));
 }
 
 } // namespace model

@@ -50,7 +50,6 @@ public:
     void setStoppedAt(const QDateTime& moment) { setValue("stoppedAt", moment); }
     QDateTime updatedAt() const { return date("updatedAt"); }
     void setUpdatedAt(const QDateTime& moment) { setValue("updatedAt", moment); }
-    bool isBilled() const { return boolean("isBilled"); }
     /// May not be edited, for `lockedReason`.
     bool isLocked() const { return boolean("isLocked"); }
     QString lockedReason() const { return string("lockedReason"); }

@@ -29,11 +29,6 @@ float toFloat(double number)
     return static_cast<float>(std::fmin(std::fmax(number, -most), most));
 }
 
-bool isDigit(QChar sign)
-{
-    return sign >= u'0' && sign <= u'9';
-}
-
 } // namespace
 
 QString stringInHoursMinutesFormat(double hours)
@@ -59,43 +54,17 @@ float numberFomStringInHoursMinutesFormat(const QString& text)
 
 double doubleValue(QStringView text)
 {
-    qsizetype at = 0;
-    while (at < text.size() && text[at].isSpace())
-        ++at;
-    // The part that is a number in this simple syntax alone: from_chars would also take "inf" and "nan".
-    QByteArray number;
-    if (at < text.size() && (text[at] == u'-' || text[at] == u'+')) {
-        if (text[at] == u'-')
-            number += '-';
-        ++at;
-    }
-    bool digits = false;
-    const auto takeDigits = [&] {
-        for (; at < text.size() && isDigit(text[at]); ++at) {
-            number += static_cast<char>(text[at].unicode());
-            digits = true;
-        }
-    };
-    takeDigits();
-    if (at < text.size() && text[at] == u'.') {
-        number += '.';
-        ++at;
-        takeDigits();
-    }
-    if (!digits)
+    const QByteArray number = text.trimmed().toLatin1();
+    const char* begin = number.constData();
+    const char* const end = begin + number.size();
+    const bool isPositive = begin != end && *begin == '+';
+    const char* digits = begin != end && (isPositive || *begin == '-') ? begin + 1 : begin;
+    // Else "inf" and "nan" were numbers, too.
+    if (digits == end || (*digits != '.' && (*digits < '0' || *digits > '9')))
         return 0;
-    if (at < text.size() && (text[at] == u'e' || text[at] == u'E')) {
-        ++at;
-        number += 'e';
-        if (at < text.size() && (text[at] == u'-' || text[at] == u'+')) {
-            number += static_cast<char>(text[at].unicode());
-            ++at;
-        }
-        takeDigits();
-    }
     double value = 0;
     // An exponent without digits ends the number before it; one out of range leaves zero.
-    std::from_chars(number.constData(), number.constData() + number.size(), value);
+    std::from_chars(isPositive ? digits : begin, end, value);
     return value;
 }
 

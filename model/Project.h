@@ -3,7 +3,6 @@
 #include "model/QuillonObject.h"
 
 #include <map>
-#include <optional>
 
 namespace model::xml {
 class Element;
@@ -27,10 +26,6 @@ public:
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }
     QString code() const { return string("code"); }
-    bool isBillable() const { return boolean("isBillable"); }
-    bool isActive() const { return boolean("isActive"); }
-    /// Per hour.
-    std::optional<double> rate() const { return optionalNumber("rate"); }
 
     Client* client() const { return toOne<Client>("client"); }
     void setClient(Client* client) { setToOne("client", client); }

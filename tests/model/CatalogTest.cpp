@@ -2,6 +2,7 @@
 
 #include "model/Client.h"
 #include "model/DayEntry.h"
+#include "model/Import.h"
 #include "model/Project.h"
 #include "model/Task.h"
 #include "model/TaskAssignment.h"
@@ -85,9 +86,9 @@ private slots:
         const Project* project = run.byId<Project>("11");
         QVERIFY(project);
         QCOMPARE(project->displayName(), u"[X<] A&B");
-        QCOMPARE(project->billBy(), u"Tasks");
-        QCOMPARE(project->rate(), 12.5);
-        QVERIFY(project->isBillable() && !project->isActive());
+        QCOMPARE(project->string("billBy"), u"Tasks");
+        QCOMPARE(project->number("rate"), 12.5);
+        QVERIFY(project->boolean("isBillable") && !project->boolean("isActive"));
         QCOMPARE(project->client()->idString(), u"31");
         QCOMPARE(project->company(), &run.company());
         QCOMPARE(project->description(), u"Name: A&B | ID: 11 | Billable Flag: YES | Active Flag: YES");
@@ -95,8 +96,8 @@ private slots:
         // What may be missing stays as it was; the rest does not.
         QVERIFY(
             run.import(&Project::parseXml, "<projects><project><id>11</id><client>Zoo</client></project></projects>"));
-        QCOMPARE(project->rate(), 12.5);
-        QVERIFY(project->isBillable() && project->isActive());
+        QCOMPARE(project->number("rate"), 12.5);
+        QVERIFY(project->boolean("isBillable") && project->boolean("isActive"));
         QVERIFY(project->name().isNull() && project->code().isNull());
         QCOMPARE(project->client()->name(), u"Zoo");
         QCOMPARE(run.all<Client>().size(), 2U);
@@ -151,7 +152,7 @@ private slots:
         QVERIFY(run.import(&UserAssignment::parseXml, users));
         QVERIFY(run.import(&TaskAssignment::parseXml, tasks));
         QCOMPARE(run.byId<UserAssignment>("41")->project(), run.byId<Project>("11"));
-        QCOMPARE(run.byId<UserAssignment>("41")->rate(), 5.0);
+        QCOMPARE(run.byId<UserAssignment>("41")->number("rate"), 5.0);
         QCOMPARE(run.byId<TaskAssignment>("42")->name(), u"Design & more");
     }
 
@@ -213,16 +214,17 @@ private slots:
         ModelRun run;
         run.signIn();
         QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        Import import(run.company(), run.main());
         User& user = *run.currentUser();
         Project& project = *run.byId<Project>("13");
-        auto& first = UserAssignment::findOrCreateForUser(user, project, run.main());
-        QCOMPARE(&UserAssignment::findOrCreateForUser(user, project, run.main()), &first);
+        auto& first = UserAssignment::findOrCreateForUser(user, project, import);
+        QCOMPARE(&UserAssignment::findOrCreateForUser(user, project, import), &first);
         QCOMPARE(run.all<UserAssignment>().size(), 3U);
 
-        auto& made = TaskAssignment::findOrCreateForUser(user, project, *run.byId<Task>("21"), run.main());
-        QCOMPARE(&TaskAssignment::findOrCreateForUser(user, project, *run.byId<Task>("21"), run.main()), &made);
+        auto& made = TaskAssignment::findOrCreateForUser(user, project, *run.byId<Task>("21"), import);
+        QCOMPARE(&TaskAssignment::findOrCreateForUser(user, project, *run.byId<Task>("21"), import), &made);
         QVERIFY(!made.billableBool());
-        made.setIsBillable(true);
+        made.setValue("isBillable", true);
         QCOMPARE(names(project.billableTasks()), QStringList{u"Design & more"_s});
     }
 
@@ -241,10 +243,10 @@ private slots:
         ModelRun run;
         run.signIn();
         QVERIFY(run.import(&DayEntry::parseXml, sheet));
-        auto& clientless = Project::createWithName(u"No client"_s, u"14"_s, run.company(), run.main());
-        UserAssignment::findOrCreateForUser(*run.currentUser(), clientless, run.main());
-        // In another company: not assigned.
-        Project::createWithName(u"Foreign"_s, u"15"_s, *Company::findOrCreateCompany(u"other"_s), run.main());
+        Import import(run.company(), run.main());
+        auto& clientless = Project::createWithName(u"No client"_s, u"14"_s, import);
+        UserAssignment::findOrCreateForUser(*run.currentUser(), clientless, import);
+        Project::createWithName(u"Not assigned"_s, u"15"_s, import);
 
         QTEST(grouped(run.currentUser()->projectsWithMatchingNamesGroupedByClient(filter)), "groups");
         const QStringList assigned = names(run.currentUser()->assignedProjects());

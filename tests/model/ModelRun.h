@@ -101,14 +101,12 @@ public:
     /// The account's description, with Ann signed in.
     void signIn(bool timestampTimers = false)
     {
-        store::Context context(m_coordinator, store::MergePolicy::PropertyObjectTrump);
-        context.setDidSave(
-            [this](const std::shared_ptr<const store::ChangeSet>& changes) { m_main->mergeChanges(*changes); });
-        static_cast<void>(model::Company::buildCompanyWithSubdomain(
-            QStringLiteral("acme"),
-            QByteArray("<hash><user><timestamp-timers>") + (timestampTimers ? "true" : "false") +
-                "</timestamp-timers><timezone>London</timezone><admin>true</admin><id>7</id></user></hash>",
-            context));
+        const auto describe = [](QByteArray xml, model::Company&, store::Context& context) {
+            return model::Company::buildCompanyWithSubdomain(QStringLiteral("acme"), xml, context).map([](auto*) {});
+        };
+        import(describe,
+               QByteArray("<hash><user><timestamp-timers>") + (timestampTimers ? "true" : "false") +
+                   "</timestamp-timers><timezone>London</timezone><admin>true</admin><id>7</id></user></hash>");
     }
 
     template <class T>

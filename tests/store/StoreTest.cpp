@@ -39,26 +39,29 @@ class Thing : public Object
 {
 };
 
-std::unordered_map<std::string, ObjectFactory> things()
+/// Without a file yet.
+std::shared_ptr<Coordinator> coordinator(const QByteArray& model = BoxesAndNotes)
 {
     const ObjectFactory make = [] { return std::make_unique<Thing>(); };
-    return {{"Box", make}, {"Note", make}, {"Sticker", make}};
+    return std::make_shared<Coordinator>(
+        *Model::fromJson(model),
+        std::unordered_map<std::string, ObjectFactory>{{"Box", make}, {"Note", make}, {"Sticker", make}});
 }
 
+/// Null when it cannot be opened.
 std::shared_ptr<Coordinator> coordinator(const QString& file, const QByteArray& model = BoxesAndNotes)
 {
-    auto made = std::make_shared<Coordinator>(*Model::fromJson(model), things());
-    if (const auto added = made->addStore(file); !added)
-        return nullptr;
-    return made;
+    auto made = coordinator(model);
+    return made->addStore(file) ? made : nullptr;
 }
 
-QStringList keys(const std::vector<Object*>& objects)
+/// Those of the objects, joined by blanks.
+QString keys(const std::vector<Object*>& objects)
 {
     QStringList list;
     for (const Object* object : objects)
         list << object->string("key");
-    return list;
+    return list.join(u' ');
 }
 
 /// Has no more rights to files than others, also where the tests run as root. Of this thread.
@@ -144,576 +147,541 @@ struct Desk
     static Object* byKey(Context& context, const QString& key) { return context.fetchFirst("Note", where("key", key)); }
 };
 
+/// With the boxes A and B, and the note 1 in A.
+struct Boxes : Desk
+{
+    Boxes()
+    {
+        QVERIFY(main.save());
+        QCOMPARE(keys(a.toMany("notes")), u"1"_s);
+        QVERIFY(b.toMany("notes").empty());
+    }
+    Object& a = box(main, u"A"_s);
+    Object& b = box(main, u"B"_s);
+    Object& one = note(main, u"1"_s, &a);
+};
+
 } // namespace
 
 class StoreTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void valuesSurviveTheFile();
-    void queries_data();
-    void queries();
-    void queriesSeeUnsavedChanges();
-    void scansShowWhatFetchesFind();
-    void collectionsFollowBothSides();
-    void deletionFollowsTheRules();
-    void mergeTakesOverWhatIsCleanHere();
-    void mergeDropsWhatWasDeleted();
-    void propertiesThatChangedHereWin();
-    void deletedMeanwhile();
-    void sameKeyMadeTwice();
-    void nothingChangedWritesNothing();
-    void missingColumnsAreAdded();
-    void unusableStores_data();
-    void unusableStores();
-    void busyFilesAreWaitedFor();
-    void filesThatFailMeanwhile_data();
-    void filesThatFailMeanwhile();
-    void twoThreadsSave_data();
-    void twoThreadsSave();
-};
-
-void StoreTest::valuesSurviveTheFile()
-{
-    QTemporaryDir folder;
-    const QString file = folder.filePath(u"s.sqlite"_s);
-    const QDateTime made(QDate(2024, 3, 5), QTime(9, 15, 0, 250), Qt::UTC);
-    const QString text = u"Zürich 日本 😀 \"quoted\" 'x' \n"_s + QChar(u'\0') + u"after"_s;
+    void valuesSurviveTheFile()
     {
-        Context context(coordinator(file), MergePolicy::Overwrite);
-        Object& note = Desk::note(context, u"1"_s, &Desk::box(context, u"A"_s));
-        note.setValue("text", text);
-        note.setValue("weight", 0.1);
-        note.setValue("open", true);
-        note.setValue("madeAt", made);
-        QVERIFY(context.save());
-    }
-    QCOMPARE(QFile::permissions(file) & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteOther),
-             QFile::Permissions());
-    Context context(coordinator(file), MergePolicy::Overwrite);
-    const Object* note = Desk::byKey(context, u"1"_s);
-    QCOMPARE(note->string("text"), text);
-    QCOMPARE(note->number("weight"), 0.1);
-    QVERIFY(note->boolean("open"));
-    QCOMPARE(note->date("madeAt"), made);
-    QCOMPARE(note->toOne("box")->string("label"), u"A"_s);
-    QVERIFY(isNull(note->toOne("box")->value("size")));
-}
-
-void StoreTest::queries_data()
-{
-    QTest::addColumn<Predicate>("predicate");
-    QTest::addColumn<std::vector<SortKey>>("sortKeys");
-    QTest::addColumn<QStringList>("expected");
-
-    const std::vector<SortKey> byKey{{"key"}};
-    QTest::newRow("texts sort by code point")
-        << Predicate() << byKey << QStringList{u"100"_s, u"99"_s, u"a"_s, u"\uE000"_s, u"😀"_s};
-    QTest::newRow("descending, nulls last") << Predicate() << std::vector<SortKey>{{"weight", false}, {"key"}}
-                                            << QStringList{u"a"_s, u"99"_s, u"100"_s, u"\uE000"_s, u"😀"_s};
-    QTest::newRow("range") << (where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0))
-                           << byKey << QStringList{u"100"_s, u"99"_s};
-    QTest::newRow("not equal holds for null")
-        << where("open", Operator::NotEqual, true) << byKey << QStringList{u"99"_s, u"a"_s, u"\uE000"_s, u"😀"_s};
-    QTest::newRow("null") << where("weight", Value()) << byKey << QStringList{u"\uE000"_s, u"😀"_s};
-    QTest::newRow("not null") << where("weight", Operator::NotEqual, Value()) << byKey
-                              << QStringList{u"100"_s, u"99"_s, u"a"_s};
-    QTest::newRow("through a relationship") << where("box.label", u"B"_s) << byKey << QStringList{u"99"_s, u"a"_s};
-    QTest::newRow("sorted through a relationship")
-        << where("weight", Operator::Greater, 0.0) << std::vector<SortKey>{{"box.label"}, {"key", false}}
-        << QStringList{u"100"_s, u"a"_s, u"99"_s};
-    QTest::newRow("leads nowhere") << where("box", static_cast<const Object*>(nullptr)) << byKey
-                                   << QStringList{u"\uE000"_s, u"😀"_s};
-    QTest::newRow("hostile text") << where("key", u"' OR 1=1 --"_s) << byKey << QStringList{};
-}
-
-void StoreTest::queries()
-{
-    QFETCH(Predicate, predicate);
-    QFETCH(std::vector<SortKey>, sortKeys);
-    QFETCH(QStringList, expected);
-
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& b = Desk::box(desk.main, u"B"_s);
-    Desk::note(desk.main, u"100"_s, &a).setValue("weight", 1.0);
-    Desk::byKey(desk.main, u"100"_s)->setValue("open", true);
-    Desk::note(desk.main, u"a"_s, &b).setValue("weight", 3.0);
-    Desk::note(desk.main, u"99"_s, &b).setValue("weight", 2.0);
-    Desk::note(desk.main, u"😀"_s);
-    Desk::note(desk.main, u"\uE000"_s);
-
-    // The same answer from memory alone, from the file alone, and from a mixture of both.
-    const FetchRequest request{"Note", predicate, sortKeys};
-    QCOMPARE(keys(desk.main.fetch(request)), expected);
-    QVERIFY(desk.main.save());
-    QCOMPARE(keys(desk.worker()->fetch(request)), expected);
-    const auto half = desk.worker();
-    Desk::byKey(*half, u"99"_s)->setValue("text", u"changed"_s);
-    half->fetchFirst("Box", where("label", u"B"_s))->setValue("size", std::int64_t(1));
-    QCOMPARE(keys(half->fetch(request)), expected);
-}
-
-void StoreTest::queriesSeeUnsavedChanges()
-{
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& moved = Desk::note(desk.main, u"moved"_s, &a);
-    Object& gone = Desk::note(desk.main, u"gone"_s, &a);
-    Desk::note(desk.main, u"stays"_s, &a);
-    QVERIFY(desk.main.save());
-
-    moved.setValue("key", u"renamed"_s);
-    desk.main.remove(gone);
-    Desk::note(desk.main, u"new"_s, &a);
-    const FetchRequest inA{"Note", where("box.label", u"A"_s), {{"key"}}};
-    QCOMPARE(keys(desk.main.fetch(inA)), QStringList({u"new"_s, u"renamed"_s, u"stays"_s}));
-    QVERIFY(!Desk::byKey(desk.main, u"moved"_s));
-    QVERIFY(!Desk::byKey(desk.main, u"gone"_s));
-
-    a.setValue("label", u"Z"_s);
-    QVERIFY(desk.main.fetch(inA).empty());
-    QCOMPARE(desk.worker()->fetch(inA).size(), std::size_t(3));
-}
-
-void StoreTest::scansShowWhatFetchesFind()
-{
-    Desk desk;
-    Object& box = Desk::box(desk.main, u"box"_s);
-    Desk::note(desk.main, u"a"_s, &box).setValue("open", true);
-    Desk::note(desk.main, u"b"_s, &box);
-    Desk::note(desk.main, u"c"_s);
-    QVERIFY(desk.main.save());
-
-    const auto context = desk.worker();
-    const Object* sameBox = context->find(box.id());
-    const auto scanned = [&] {
-        QStringList lines;
-        context->scan(
-            "Note", where("box", sameBox), {"key", "open"}, {"box", "owner"}, [&](const Context::Glimpse& note) {
-                const bool* open = std::get_if<bool>(&note.attributes[1]);
-                lines << u"%1 %2 %3%4"_s
-                             .arg(std::get<QString>(note.attributes[0]), open ? QString::number(*open) : u"-"_s)
-                             .arg(note.toOnes[0] == box.id().row)
-                             .arg(note.toOnes[1]);
-            });
-        return lines;
-    };
-    QCOMPARE(scanned(), QStringList({u"a 1 10"_s, u"b - 10"_s}));
-
-    // None of them is in memory: what is changed beside the context is seen.
-    Desk::byKey(desk.main, u"a"_s)->setValue("text", u"beside"_s);
-    QVERIFY(desk.main.save());
-    Object* first = Desk::byKey(*context, u"a"_s);
-    QCOMPARE(first->string("text"), u"beside"_s);
-    first->setValue("open", false);
-    context->remove(*Desk::byKey(*context, u"b"_s));
-    Desk::byKey(*context, u"c"_s)->setToOne("box", context->find(box.id()));
-    QCOMPARE(scanned(), QStringList({u"a 0 10"_s, u"c - 10"_s}));
-}
-
-void StoreTest::collectionsFollowBothSides()
-{
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& b = Desk::box(desk.main, u"B"_s);
-    Object& one = Desk::note(desk.main, u"1"_s, &a);
-    QVERIFY(desk.main.save());
-    QCOMPARE(keys(a.toMany("notes")), QStringList{u"1"_s});
-    QVERIFY(b.toMany("notes").empty());
-
-    Object& two = Desk::note(desk.main, u"2"_s);
-    two.setToOne("box", &a);
-    one.setToOne("box", &b);
-    QCOMPARE(keys(a.toMany("notes")), QStringList{u"2"_s});
-    QCOMPARE(keys(b.toMany("notes")), QStringList{u"1"_s});
-    one.setValue("open", true);
-    two.setToOne("box", &b);
-    QCOMPARE(keys(b.fetched("openNotes")), QStringList{u"1"_s});
-}
-
-void StoreTest::deletionFollowsTheRules()
-{
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& note = Desk::note(desk.main, u"1"_s, &a);
-    desk.main.insert("Sticker").setToOne("box", &a);
-    QVERIFY(desk.main.save());
-    const Ref<Object> box(&a);
-
-    desk.main.remove(a);
-    QVERIFY(!box);
-    QVERIFY(!note.toOne("box"));
-    QVERIFY(desk.main.fetch({"Sticker", {}, {}}).empty());
-    QVERIFY(desk.main.save());
-    const auto other = desk.worker();
-    QVERIFY(other->fetch({"Sticker", {}, {}}).empty());
-    QVERIFY(other->fetch({"Box", {}, {}}).empty());
-    QVERIFY(!Desk::byKey(*other, u"1"_s)->toOne("box"));
-}
-
-void StoreTest::mergeTakesOverWhatIsCleanHere()
-{
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& b = Desk::box(desk.main, u"B"_s);
-    Object& note = Desk::note(desk.main, u"1"_s, &a);
-    QVERIFY(desk.main.save());
-    QCOMPARE(a.toMany("notes").size(), std::size_t(1));
-    QCOMPARE(b.toMany("notes").size(), std::size_t(0));
-    note.setValue("text", u"mine"_s);
-
-    const auto worker = desk.worker();
-    Object* theirs = Desk::byKey(*worker, u"1"_s);
-    theirs->setValue("text", u"theirs"_s);
-    theirs->setValue("weight", 2.0);
-    theirs->setToOne("box", worker->find(b.id()));
-    Desk::note(*worker, u"2"_s, worker->find(b.id()));
-    QVERIFY(worker->save());
-
-    desk.main.mergeChanges(*desk.saved);
-    QCOMPARE(note.string("text"), u"mine"_s);
-    QCOMPARE(note.number("weight"), 2.0);
-    QCOMPARE(note.toOne("box"), &b);
-    QVERIFY(a.toMany("notes").empty());
-    QCOMPARE(keys(b.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
-    QVERIFY(desk.main.save());
-    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"mine"_s);
-}
-
-void StoreTest::mergeDropsWhatWasDeleted()
-{
-    Desk desk;
-    Object& a = Desk::box(desk.main, u"A"_s);
-    Object& note = Desk::note(desk.main, u"1"_s, &a);
-    QVERIFY(desk.main.save());
-    QCOMPARE(a.toMany("notes").size(), std::size_t(1));
-    note.setValue("text", u"changed here"_s);
-    const Ref<Object> held(&note);
-
-    const auto worker = desk.worker();
-    worker->remove(*Desk::byKey(*worker, u"1"_s));
-    QVERIFY(worker->save());
-    desk.main.mergeChanges(*desk.saved);
-    QVERIFY(!held);
-    QVERIFY(a.toMany("notes").empty());
-    QVERIFY(!Desk::byKey(desk.main, u"1"_s));
-    QVERIFY(!desk.main.hasChanges());
-}
-
-void StoreTest::propertiesThatChangedHereWin()
-{
-    Desk desk;
-    Desk::note(desk.main, u"1"_s).setValue("text", u"old"_s);
-    QVERIFY(desk.main.save());
-
-    const auto trump = desk.worker();
-    const auto overwrite = std::make_unique<Context>(desk.shared, MergePolicy::Overwrite);
-    Desk::byKey(*trump, u"1"_s)->setValue("weight", 1.0);
-    Desk::byKey(*overwrite, u"1"_s)->setValue("open", true);
-
-    const auto other = desk.worker();
-    Desk::byKey(*other, u"1"_s)->setValue("text", u"new"_s);
-    Desk::byKey(*other, u"1"_s)->setValue("weight", 9.0);
-    Desk::byKey(*other, u"1"_s)->setValue("open", false);
-    QVERIFY(other->save());
-    QVERIFY(trump->save());
-    QVERIFY(overwrite->save());
-    const auto after = desk.worker();
-    QCOMPARE(Desk::byKey(*after, u"1"_s)->string("text"), u"new"_s);
-    QCOMPARE(Desk::byKey(*after, u"1"_s)->number("weight"), 1.0);
-    QVERIFY(Desk::byKey(*after, u"1"_s)->boolean("open"));
-}
-
-void StoreTest::deletedMeanwhile()
-{
-    Desk desk;
-    Desk::note(desk.main, u"1"_s);
-    QVERIFY(desk.main.save());
-    const auto trump = desk.worker();
-    const auto overwrite = std::make_unique<Context>(desk.shared, MergePolicy::Overwrite);
-    Desk::byKey(*trump, u"1"_s)->setValue("text", u"trump"_s);
-    Desk::byKey(*overwrite, u"1"_s)->setValue("text", u"overwrite"_s);
-
-    const auto other = desk.worker();
-    other->remove(*Desk::byKey(*other, u"1"_s));
-    QVERIFY(other->save());
-    QVERIFY(trump->save());
-    QVERIFY(!Desk::byKey(*trump, u"1"_s));
-    QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
-    QVERIFY(overwrite->save());
-    QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);
-}
-
-void StoreTest::sameKeyMadeTwice()
-{
-    Desk desk;
-    const auto first = desk.worker();
-    const auto second = desk.worker();
-    Desk::note(*first, u"1"_s, nullptr, &Desk::box(*first, u"A"_s)).setValue("text", u"first"_s);
-    Object& later = Desk::box(*second, u"A"_s);
-    later.setValue("size", std::int64_t(7));
-    Object& note = Desk::note(*second, u"1"_s, &later, &later);
-    note.setValue("weight", 2.0);
-    QVERIFY(first->save());
-    QVERIFY(second->save());
-
-    QCOMPARE(note.toOne("box"), &later);
-    QCOMPARE(second->find(later.id()), &later);
-    const auto after = desk.worker();
-    QCOMPARE(after->fetch({"Box", {}, {}}).size(), std::size_t(1));
-    const std::vector<Object*> notes = after->fetch({"Note", {}, {}});
-    QCOMPARE(notes.size(), std::size_t(1));
-    QCOMPARE(notes.front()->string("text"), u"first"_s);
-    QCOMPARE(notes.front()->number("weight"), 2.0);
-    QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(7));
-    // One that is deleted in the same save makes way.
-    second->remove(later);
-    Desk::box(*second, u"A"_s).setValue("size", std::int64_t(8));
-    QVERIFY(second->save());
-    QCOMPARE(desk.worker()->fetchFirst("Box", where("label", u"A"_s))->integer("size"), std::int64_t(8));
-    // Without an owner the key is no key.
-    Desk::note(*second, u"2"_s);
-    Desk::note(*second, u"2"_s);
-    QVERIFY(second->save());
-}
-
-void StoreTest::nothingChangedWritesNothing()
-{
-    Desk desk;
-    Object& note = Desk::note(desk.main, u"1"_s);
-    note.setValue("weight", 1.5);
-    note.setValue("open", true);
-    QVERIFY(desk.main.save());
-    const auto worker = desk.worker();
-    Object* same = Desk::byKey(*worker, u"1"_s);
-    same->setValue("weight", 1.5);
-    same->setValue("open", std::int64_t(1));
-    same->setValue("key", u"1"_s);
-    same->setValue("text", QString());
-    QVERIFY(!worker->hasChanges());
-    QVERIFY(worker->save());
-    QVERIFY(desk.saved->isEmpty());
-}
-
-void StoreTest::missingColumnsAreAdded()
-{
-    QTemporaryDir folder;
-    const QString file = folder.filePath(u"s.sqlite"_s);
-    const QByteArray older = R"({"entities": [{"name": "Box", "attributes": {"label": "String"}}]})";
-    {
-        Context context(coordinator(file, older), MergePolicy::Overwrite);
-        Desk::box(context, u"kept"_s);
-        QVERIFY(context.save());
-    }
-    QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
-    Context context(coordinator(file), MergePolicy::Overwrite);
-    for (const QString& name : {file, file + u"-wal"_s, file + u"-shm"_s})
-        QVERIFY2(!(QFile::permissions(name) & (QFile::ReadGroup | QFile::ReadOther)), qPrintable(name));
-    Object* box = context.fetchFirst("Box", {});
-    QCOMPARE(box->string("label"), u"kept"_s);
-    box->setValue("size", std::int64_t(3));
-    Desk::note(context, u"1"_s, box);
-    QVERIFY(context.save());
-}
-
-void StoreTest::unusableStores_data()
-{
-    using Arrange = std::function<void(const QString& file)>;
-    QTest::addColumn<Arrange>("arrange");
-    const std::pair<const char*, const char*> foreign[] = {
-        {"newer", "CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999"},
-        {"another program's", "CREATE TABLE bookmarks (url)"},
-        {"another program's, of the same version", "CREATE TABLE bookmarks (url); PRAGMA user_version=1"},
-        {"tables of another kind", "CREATE TABLE Box (label); PRAGMA user_version=1"}};
-    for (const auto& [name, text] : foreign)
-        QTest::newRow(name) << Arrange([sql = text](const QString& file) { runSql(file, sql); });
-    QTest::newRow("no folder") << Arrange([](const QString& file) { QDir().rmdir(QFileInfo(file).path()); });
-    QTest::newRow("a folder in its place") << Arrange([](const QString& file) { QDir().mkdir(file); });
-    QTest::newRow("no database") << Arrange([](const QString& file) {
-        QFile garbage(file);
-        QVERIFY(garbage.open(QIODevice::WriteOnly));
-        garbage.write(QByteArray(8192, 'x'));
-    });
-    QTest::newRow("newer, in its log alone") << Arrange([](const QString& file) {
-        const QString made = file + u".made"_s;
-        SQLite::Database writer(made.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
-        writer.exec("PRAGMA journal_mode=WAL; CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999");
-        QVERIFY(QFile::copy(made, file) && QFile::copy(made + u"-wal"_s, file + u"-wal"_s));
-    });
-    QTest::newRow("no log can be made") << Arrange([](const QString& file) {
-        coordinator(file).reset();
-        QDir().mkdir(file + u"-wal"_s);
-    });
-    QTest::newRow("not to be written") << Arrange([](const QString& file) {
-        coordinator(file).reset();
-        QFile::setPermissions(QFileInfo(file).path(), QFile::Permissions(0x5005)); // r-x for owner and others
-        QFile::setPermissions(file, QFile::Permissions(0x4004));
-    });
-    QTest::newRow("busy") << Arrange([](const QString& file) {
-        static std::unique_ptr<SQLite::Database> other;
-        coordinator(file).reset();
-        other = std::make_unique<SQLite::Database>(file.toStdString(), SQLite::OPEN_READWRITE);
-        other->exec("BEGIN IMMEDIATE");
-    });
-}
-
-void StoreTest::unusableStores()
-{
-    QFETCH(std::function<void(const QString&)>, arrange);
-    QTemporaryDir folder;
-    const QString home = folder.filePath(u"home"_s);
-    const QString file = home + u"/s.sqlite"_s;
-    QVERIFY(QDir().mkdir(home));
-    QFile::setPermissions(folder.path(), QFile::permissions(folder.path()) | QFile::ExeOther);
-    arrange(file);
-    const auto before = contents(home);
-
-    std::optional<Stranger> stranger;
-    if (QByteArray(QTest::currentDataTag()) == "not to be written")
-        stranger.emplace();
-    auto shared = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
-    QVERIFY(!QFile::exists(file) || !shared->examine(file));
-    const auto added = shared->addStore(file, std::chrono::milliseconds(100));
-    QVERIFY(!added && !added.error().text.isEmpty());
-    QCOMPARE(shared->failure()->text, added.error().text);
-
-    // Everything goes on in memory, which all contexts share.
-    Context main(shared, MergePolicy::Overwrite);
-    Object& a = Desk::box(main, u"A"_s);
-    Desk::note(main, u"1"_s, &a, &a);
-    QVERIFY(main.save());
-    Context worker(shared, MergePolicy::PropertyObjectTrump);
-    worker.setDidSave([&](std::shared_ptr<const ChangeSet> changes) { main.mergeChanges(*changes); });
-    Desk::note(worker, u"2"_s, worker.find(a.id()), worker.find(a.id()));
-    QVERIFY(worker.save());
-    QCOMPARE(keys(a.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
-    stranger.reset();
-    QVERIFY2(contents(home) == before, qPrintable(contents(home).keys().join(u' ')));
-}
-
-void StoreTest::busyFilesAreWaitedFor()
-{
-    QTemporaryDir folder;
-    const QString file = folder.filePath(u"s.sqlite"_s);
-    coordinator(file).reset();
-    SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
-    other.exec("BEGIN IMMEDIATE");
-    auto opened = std::async(std::launch::async, [&] { return coordinator(file); });
-    QCOMPARE(opened.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-    other.exec("ROLLBACK");
-    QVERIFY(opened.get());
-    // In the middle of a run nothing is given up for it either.
-    auto shared = std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things());
-    QVERIFY(shared->addStore(file, std::chrono::milliseconds(1)));
-    Context context(shared, MergePolicy::Overwrite);
-    Desk::box(context, u"A"_s);
-    other.exec("BEGIN IMMEDIATE");
-    QVERIFY(!context.save());
-    other.exec("ROLLBACK");
-    QVERIFY(context.save() && !shared->failure());
-}
-
-void StoreTest::filesThatFailMeanwhile_data()
-{
-    using Break = std::function<std::shared_ptr<FullDisk>(const QString& file)>;
-    QTest::addColumn<Break>("breakFile");
-    QTest::addColumn<bool>("loses");
-    QTest::newRow("full disk") << Break([](auto&) { return std::make_shared<FullDisk>(); }) << false;
-    QTest::newRow("overwritten") << Break([](const QString& file) {
-        QFile damaged(file);
-        [[maybe_unused]] const bool opened = damaged.open(QIODevice::ReadWrite);
-        damaged.write(QByteArray(static_cast<int>(damaged.size()), '\xff'));
-        QFile::resize(file + u"-wal"_s, 0);
-        return nullptr;
-    }) << true;
-    QTest::newRow("tables gone") << Break([](const QString& file) {
-        runSql(file, "DROP TABLE Note; DROP TABLE Box");
-        return nullptr;
-    }) << true;
-    QTest::newRow("deleted") << Break([](const QString& file) {
-        QFile::remove(file);
-        return nullptr;
-    }) << true;
-}
-
-void StoreTest::filesThatFailMeanwhile()
-{
-    QFETCH(std::function<std::shared_ptr<FullDisk>(const QString&)>, breakFile);
-    QFETCH(bool, loses);
-    Desk desk;
-    int told = 0;
-    desk.shared->setDidLose([&] { ++told; });
-    Object& a = Desk::box(desk.main, u"A"_s);
-    a.setValue("size", std::int64_t(1));
-    Object& one = Desk::note(desk.main, u"1"_s, &a, &a);
-    Object& gone = Desk::note(desk.main, u"gone"_s, &a, &a);
-    QVERIFY(desk.main.save());
-    auto busy = desk.worker(); // has a connection and objects of its own
-    Object* theirs = busy->find(a.id());
-    theirs->setValue("size", std::int64_t(2));
-    Desk::note(*busy, u"2"_s, theirs, theirs);
-    one.setValue("text", u"mine"_s);
-    desk.main.remove(gone);
-
-    const auto broken = breakFile(desk.file);
-    auto late = desk.worker(); // needs another connection
-    const bool lateSaw = Desk::byKey(*late, u"1"_s);
-    QVERIFY(busy->save());
-    desk.main.mergeChanges(*desk.saved);
-    QVERIFY(desk.main.save());
-    QVERIFY(late->save());
-
-    QVERIFY(desk.shared->failure());
-    QCOMPARE(told, int(loses));
-    QVERIFY(lateSaw || loses);
-    QCOMPARE(a.integer("size"), std::int64_t(2));
-    QCOMPARE(keys(a.toMany("notes")), QStringList({u"1"_s, u"2"_s}));
-    const auto after = desk.worker();
-    const std::vector<Object*> notes = after->fetch({"Note", {}, {{"key"}}});
-    QCOMPARE(keys(notes), QStringList({u"1"_s, u"2"_s}));
-    QCOMPARE(notes.front()->string("text"), u"mine"_s);
-    QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(2));
-}
-
-void StoreTest::twoThreadsSave_data()
-{
-    QTest::addColumn<QString>("where");
-    for (const char* where : {"file", "memory", "file that fails meanwhile"})
-        QTest::newRow(where) << QString::fromLatin1(where);
-}
-
-void StoreTest::twoThreadsSave()
-{
-    QFETCH(QString, where);
-    Desk desk;
-    auto shared =
-        where == u"memory"_s ? std::make_shared<Coordinator>(*Model::fromJson(BoxesAndNotes), things()) : desk.shared;
-    Context main(shared, MergePolicy::Overwrite);
-    Object& a = Desk::box(main, u"A"_s);
-    QVERIFY(main.save());
-    const ObjectId box = a.id();
-    std::atomic<int> failed = 0;
-    std::optional<FullDisk> full;
-    const auto work = [&](int from) {
-        for (int i = from; i < from + 50; ++i) {
-            if (i == 25 && where.size() > 6)
-                full.emplace();
-            Context context(shared, MergePolicy::PropertyObjectTrump);
-            Object* owner = context.find(box);
-            Desk::note(context, QString::number(i), owner, owner);
-            owner->setValue("size", std::int64_t(i));
-            if (!context.save())
-                ++failed;
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"s.sqlite"_s);
+        const QDateTime made(QDate(2024, 3, 5), QTime(9, 15, 0, 250), Qt::UTC);
+        const QString text = u"Zürich 日本 😀 \"quoted\" 'x' \n"_s + QChar(u'\0') + u"after"_s;
+        {
+            Context context(coordinator(file), MergePolicy::Overwrite);
+            Object& note = Desk::note(context, u"1"_s, &Desk::box(context, u"A"_s));
+            note.setValue("text", text);
+            note.setValue("weight", 0.1);
+            note.setValue("open", true);
+            note.setValue("madeAt", made);
+            QVERIFY(context.save());
         }
-    };
-    std::thread other(work, 1000);
-    work(0);
-    other.join();
-    QCOMPARE(failed.load(), 0);
-    QCOMPARE(shared->failure().has_value(), full.has_value());
-    QCOMPARE(a.toMany("notes").size(), std::size_t(100));
-}
+        QCOMPARE(QFile::permissions(file) & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteOther),
+                 QFile::Permissions());
+        Context context(coordinator(file), MergePolicy::Overwrite);
+        const Object* note = Desk::byKey(context, u"1"_s);
+        QCOMPARE(note->string("text"), text);
+        QCOMPARE(note->number("weight"), 0.1);
+        QVERIFY(note->boolean("open"));
+        QCOMPARE(note->date("madeAt"), made);
+        QCOMPARE(note->toOne("box")->string("label"), u"A"_s);
+        QVERIFY(isNull(note->toOne("box")->value("size")));
+    }
+
+    void queries_data()
+    {
+        QTest::addColumn<Predicate>("predicate");
+        QTest::addColumn<std::vector<SortKey>>("sortKeys");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char* name, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
+                            const char16_t* expected) {
+            QTest::newRow(name) << predicate << sortKeys << QString::fromUtf16(expected);
+        };
+        const std::vector<SortKey> byKey{{"key"}};
+        row("texts sort by code point", {}, byKey, u"100 99 a \uE000 😀");
+        row("descending, nulls last", {}, {{"weight", false}, {"key"}}, u"a 99 100 \uE000 😀");
+        row("range", where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0), byKey,
+            u"100 99");
+        row("not equal holds for null", where("open", Operator::NotEqual, true), byKey, u"99 a \uE000 😀");
+        row("null", where("weight", Value()), byKey, u"\uE000 😀");
+        row("a null string is null", where("text", QString()), byKey, u"100 99 a \uE000 😀");
+        row("not null", where("weight", Operator::NotEqual, Value()), byKey, u"100 99 a");
+        row("through a relationship", where("box.label", u"B"_s), byKey, u"99 a");
+        row("sorted through a relationship", where("weight", Operator::Greater, 0.0), {{"box.label"}, {"key", false}},
+            u"100 a 99");
+        row("leads nowhere", where("box", static_cast<const Object*>(nullptr)), byKey, u"\uE000 😀");
+        row("hostile text", where("key", u"' OR 1=1 --"_s), byKey, u"");
+    }
+
+    void queries()
+    {
+        QFETCH(Predicate, predicate);
+        QFETCH(std::vector<SortKey>, sortKeys);
+        QFETCH(QString, expected);
+
+        Desk desk;
+        Object& a = Desk::box(desk.main, u"A"_s);
+        Object& b = Desk::box(desk.main, u"B"_s);
+        Object& first = Desk::note(desk.main, u"100"_s, &a);
+        first.setValue("weight", 1.0);
+        first.setValue("open", true);
+        Desk::note(desk.main, u"a"_s, &b).setValue("weight", 3.0);
+        Desk::note(desk.main, u"99"_s, &b).setValue("weight", 2.0);
+        Desk::note(desk.main, u"😀"_s);
+        Desk::note(desk.main, u"\uE000"_s);
+
+        // The same answer from memory alone, from the file alone, and from a mixture of both.
+        const FetchRequest request{"Note", predicate, sortKeys};
+        QCOMPARE(keys(desk.main.fetch(request)), expected);
+        QVERIFY(desk.main.save());
+        QCOMPARE(keys(desk.worker()->fetch(request)), expected);
+        const auto half = desk.worker();
+        Desk::byKey(*half, u"99"_s)->setValue("text", u"changed"_s);
+        half->fetchFirst("Box", where("label", u"B"_s))->setValue("size", std::int64_t(1));
+        QCOMPARE(keys(half->fetch(request)), expected);
+    }
+
+    void queriesSeeUnsavedChanges()
+    {
+        Desk desk;
+        Object& a = Desk::box(desk.main, u"A"_s);
+        Object& moved = Desk::note(desk.main, u"moved"_s, &a);
+        Object& gone = Desk::note(desk.main, u"gone"_s, &a);
+        Desk::note(desk.main, u"stays"_s, &a);
+        QVERIFY(desk.main.save());
+
+        moved.setValue("key", u"renamed"_s);
+        desk.main.remove(gone);
+        Desk::note(desk.main, u"new"_s, &a);
+        const FetchRequest inA{"Note", where("box.label", u"A"_s), {{"key"}}};
+        QCOMPARE(keys(desk.main.fetch(inA)), u"new renamed stays"_s);
+        QVERIFY(!Desk::byKey(desk.main, u"moved"_s));
+        QVERIFY(!Desk::byKey(desk.main, u"gone"_s));
+
+        a.setValue("label", u"Z"_s);
+        QVERIFY(desk.main.fetch(inA).empty());
+        QCOMPARE(desk.worker()->fetch(inA).size(), std::size_t(3));
+    }
+
+    void scansShowWhatFetchesFind()
+    {
+        Desk desk;
+        Object& box = Desk::box(desk.main, u"box"_s);
+        Desk::note(desk.main, u"a"_s, &box).setValue("open", true);
+        Desk::note(desk.main, u"b"_s, &box);
+        Desk::note(desk.main, u"c"_s);
+        QVERIFY(desk.main.save());
+
+        const auto context = desk.worker();
+        const Object* sameBox = context->find(box.id());
+        const auto scanned = [&] {
+            QStringList lines;
+            context->scan(
+                "Note", where("box", sameBox), {"key", "open"}, {"box", "owner"}, [&](const Context::Glimpse& note) {
+                    const bool* open = std::get_if<bool>(&note.attributes[1]);
+                    lines << u"%1 %2 %3%4"_s
+                                 .arg(std::get<QString>(note.attributes[0]), open ? QString::number(*open) : u"-"_s)
+                                 .arg(note.toOnes[0] == box.id().row)
+                                 .arg(note.toOnes[1]);
+                });
+            return lines;
+        };
+        QCOMPARE(scanned(), QStringList({u"a 1 10"_s, u"b - 10"_s}));
+
+        // None of them is in memory: what is changed beside the context is seen.
+        Desk::byKey(desk.main, u"a"_s)->setValue("text", u"beside"_s);
+        QVERIFY(desk.main.save());
+        Object* first = Desk::byKey(*context, u"a"_s);
+        QCOMPARE(first->string("text"), u"beside"_s);
+        first->setValue("open", false);
+        context->remove(*Desk::byKey(*context, u"b"_s));
+        Desk::byKey(*context, u"c"_s)->setToOne("box", context->find(box.id()));
+        QCOMPARE(scanned(), QStringList({u"a 0 10"_s, u"c - 10"_s}));
+    }
+
+    void collectionsFollowBothSides()
+    {
+        Boxes desk;
+        Object& two = Desk::note(desk.main, u"2"_s);
+        two.setToOne("box", &desk.a);
+        desk.one.setToOne("box", &desk.b);
+        QCOMPARE(keys(desk.a.toMany("notes")), u"2"_s);
+        QCOMPARE(keys(desk.b.toMany("notes")), u"1"_s);
+        desk.one.setValue("open", true);
+        two.setToOne("box", &desk.b);
+        QCOMPARE(keys(desk.b.fetched("openNotes")), u"1"_s);
+    }
+
+    void deletionFollowsTheRules()
+    {
+        Boxes desk;
+        desk.main.insert("Sticker").setToOne("box", &desk.a);
+        QVERIFY(desk.main.save());
+        const Ref<Object> box(&desk.a);
+
+        desk.main.remove(desk.a);
+        QVERIFY(!box);
+        QVERIFY(!desk.one.toOne("box"));
+        QVERIFY(desk.main.fetch({"Sticker", {}, {}}).empty());
+        QVERIFY(desk.main.save());
+        const auto other = desk.worker();
+        QVERIFY(other->fetch({"Sticker", {}, {}}).empty());
+        QCOMPARE(other->fetch({"Box", {}, {}}).size(), std::size_t(1));
+        QVERIFY(!Desk::byKey(*other, u"1"_s)->toOne("box"));
+    }
+
+    void mergeTakesOverWhatIsCleanHere()
+    {
+        Boxes desk;
+        desk.one.setValue("text", u"mine"_s);
+        const auto worker = desk.worker();
+        Object* theirs = Desk::byKey(*worker, u"1"_s);
+        theirs->setValue("text", u"theirs"_s);
+        theirs->setValue("weight", 2.0);
+        theirs->setToOne("box", worker->find(desk.b.id()));
+        Desk::note(*worker, u"2"_s, worker->find(desk.b.id()));
+        QVERIFY(worker->save());
+
+        const auto before = desk.main.revision();
+        desk.main.mergeChanges(*desk.saved);
+        QVERIFY(desk.main.revision() != before);
+        QCOMPARE(desk.one.string("text"), u"mine"_s);
+        QCOMPARE(desk.one.number("weight"), 2.0);
+        QCOMPARE(desk.one.toOne("box"), &desk.b);
+        QVERIFY(desk.a.toMany("notes").empty());
+        QCOMPARE(keys(desk.b.toMany("notes")), u"1 2"_s);
+        QVERIFY(desk.main.save());
+        QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"mine"_s);
+    }
+
+    void mergeDropsWhatWasDeleted()
+    {
+        Boxes desk;
+        desk.one.setValue("text", u"changed here"_s);
+        const Ref<Object> held(&desk.one);
+        const auto worker = desk.worker();
+        worker->remove(*Desk::byKey(*worker, u"1"_s));
+        QVERIFY(worker->save());
+        desk.main.mergeChanges(*desk.saved);
+        QVERIFY(!held);
+        QVERIFY(desk.a.toMany("notes").empty());
+        QVERIFY(!Desk::byKey(desk.main, u"1"_s));
+        QVERIFY(!desk.main.hasChanges());
+    }
+
+    void propertiesThatChangedHereWin()
+    {
+        Desk desk;
+        Desk::note(desk.main, u"1"_s).setValue("text", u"old"_s);
+        QVERIFY(desk.main.save());
+
+        const auto trump = desk.worker();
+        Context overwrite(desk.shared, MergePolicy::Overwrite);
+        Desk::byKey(*trump, u"1"_s)->setValue("weight", 1.0);
+        Desk::byKey(overwrite, u"1"_s)->setValue("open", true);
+
+        const auto other = desk.worker();
+        Object* theirs = Desk::byKey(*other, u"1"_s);
+        theirs->setValue("text", u"new"_s);
+        theirs->setValue("weight", 9.0);
+        theirs->setValue("open", false);
+        QVERIFY(other->save() && trump->save() && overwrite.save());
+        const auto after = desk.worker();
+        const Object* note = Desk::byKey(*after, u"1"_s);
+        QCOMPARE(note->string("text"), u"new"_s);
+        QCOMPARE(note->number("weight"), 1.0);
+        QVERIFY(note->boolean("open"));
+    }
+
+    void deletedMeanwhile()
+    {
+        Desk desk;
+        Desk::note(desk.main, u"1"_s);
+        QVERIFY(desk.main.save());
+        const auto trump = desk.worker();
+        Context overwrite(desk.shared, MergePolicy::Overwrite);
+        Desk::byKey(*trump, u"1"_s)->setValue("text", u"trump"_s);
+        Desk::byKey(overwrite, u"1"_s)->setValue("text", u"overwrite"_s);
+
+        const auto other = desk.worker();
+        other->remove(*Desk::byKey(*other, u"1"_s));
+        QVERIFY(other->save());
+        QVERIFY(trump->save());
+        QVERIFY(!Desk::byKey(*trump, u"1"_s));
+        QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
+        QVERIFY(overwrite.save());
+        QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);
+    }
+
+    void sameKeyMadeTwice()
+    {
+        Desk desk;
+        const auto first = desk.worker();
+        const auto second = desk.worker();
+        Desk::note(*first, u"1"_s, nullptr, &Desk::box(*first, u"A"_s)).setValue("text", u"first"_s);
+        Object& later = Desk::box(*second, u"A"_s);
+        later.setValue("size", std::int64_t(7));
+        Object& note = Desk::note(*second, u"1"_s, &later, &later);
+        note.setValue("weight", 2.0);
+        QVERIFY(first->save() && second->save());
+
+        QCOMPARE(note.toOne("box"), &later);
+        QCOMPARE(second->find(later.id()), &later);
+        const auto after = desk.worker();
+        QCOMPARE(after->fetch({"Box", {}, {}}).size(), std::size_t(1));
+        const std::vector<Object*> notes = after->fetch({"Note", {}, {}});
+        QCOMPARE(keys(notes), u"1"_s);
+        QCOMPARE(notes.front()->string("text"), u"first"_s);
+        QCOMPARE(notes.front()->number("weight"), 2.0);
+        QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(7));
+        // One that is deleted in the same save makes way.
+        second->remove(later);
+        Desk::box(*second, u"A"_s).setValue("size", std::int64_t(8));
+        QVERIFY(second->save());
+        QCOMPARE(desk.worker()->fetchFirst("Box", where("label", u"A"_s))->integer("size"), std::int64_t(8));
+        // Without an owner the key is no key.
+        Desk::note(*second, u"2"_s);
+        Desk::note(*second, u"2"_s);
+        QVERIFY(second->save());
+    }
+
+    void nothingChangedWritesNothing()
+    {
+        Desk desk;
+        Object& note = Desk::note(desk.main, u"1"_s);
+        note.setValue("weight", 1.5);
+        note.setValue("open", true);
+        QVERIFY(desk.main.save());
+        const auto worker = desk.worker();
+        Object* same = Desk::byKey(*worker, u"1"_s);
+        same->setValue("weight", 1.5);
+        same->setValue("open", std::int64_t(1));
+        same->setValue("key", u"1"_s);
+        same->setValue("text", QString());
+        QVERIFY(!worker->hasChanges());
+        QVERIFY(worker->save());
+        QVERIFY(desk.saved->isEmpty());
+    }
+
+    void missingColumnsAreAdded()
+    {
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"s.sqlite"_s);
+        const QByteArray older = R"({"entities": [{"name": "Box", "attributes": {"label": "String"}}]})";
+        {
+            Context context(coordinator(file, older), MergePolicy::Overwrite);
+            Desk::box(context, u"kept"_s);
+            QVERIFY(context.save());
+        }
+        QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+        Context context(coordinator(file), MergePolicy::Overwrite);
+        for (const QString& name : {file, file + u"-wal"_s, file + u"-shm"_s})
+            QVERIFY2(!(QFile::permissions(name) & (QFile::ReadGroup | QFile::ReadOther)), qPrintable(name));
+        Object* box = context.fetchFirst("Box", {});
+        QCOMPARE(box->string("label"), u"kept"_s);
+        box->setValue("size", std::int64_t(3));
+        Desk::note(context, u"1"_s, box);
+        QVERIFY(context.save());
+    }
+
+    void unusableStores_data()
+    {
+        using Arrange = std::function<void(const QString& file)>;
+        QTest::addColumn<Arrange>("arrange");
+        const std::pair<const char*, const char*> foreign[] = {
+            {"newer", "CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999"},
+            {"another program's", "CREATE TABLE bookmarks (url)"},
+            {"another program's, of the same version", "CREATE TABLE bookmarks (url); PRAGMA user_version=1"},
+            {"tables of another kind", "CREATE TABLE Box (label); PRAGMA user_version=1"}};
+        for (const auto& [name, text] : foreign)
+            QTest::newRow(name) << Arrange([sql = text](const QString& file) { runSql(file, sql); });
+        QTest::newRow("no folder") << Arrange([](const QString& file) { QDir().rmdir(QFileInfo(file).path()); });
+        QTest::newRow("a folder in its place") << Arrange([](const QString& file) { QDir().mkdir(file); });
+        QTest::newRow("no database") << Arrange([](const QString& file) {
+            QFile garbage(file);
+            QVERIFY(garbage.open(QIODevice::WriteOnly));
+            garbage.write(QByteArray(8192, 'x'));
+        });
+        QTest::newRow("newer, in its log alone") << Arrange([](const QString& file) {
+            const QString made = file + u".made"_s;
+            SQLite::Database writer(made.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+            writer.exec("PRAGMA journal_mode=WAL; CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999");
+            QVERIFY(QFile::copy(made, file) && QFile::copy(made + u"-wal"_s, file + u"-wal"_s));
+        });
+        QTest::newRow("no log can be made") << Arrange([](const QString& file) {
+            coordinator(file).reset();
+            QDir().mkdir(file + u"-wal"_s);
+        });
+        QTest::newRow("not to be written") << Arrange([](const QString& file) {
+            coordinator(file).reset();
+            QFile::setPermissions(QFileInfo(file).path(), QFile::Permissions(0x5005)); // r-x for owner and others
+            QFile::setPermissions(file, QFile::Permissions(0x4004));
+        });
+        QTest::newRow("busy") << Arrange([](const QString& file) {
+            static std::unique_ptr<SQLite::Database> other;
+            coordinator(file).reset();
+            other = std::make_unique<SQLite::Database>(file.toStdString(), SQLite::OPEN_READWRITE);
+            other->exec("BEGIN IMMEDIATE");
+        });
+    }
+
+    void unusableStores()
+    {
+        QFETCH(std::function<void(const QString&)>, arrange);
+        QTemporaryDir folder;
+        const QString home = folder.filePath(u"home"_s);
+        const QString file = home + u"/s.sqlite"_s;
+        QVERIFY(QDir().mkdir(home));
+        QFile::setPermissions(folder.path(), QFile::permissions(folder.path()) | QFile::ExeOther);
+        arrange(file);
+        const auto before = contents(home);
+
+        std::optional<Stranger> stranger;
+        if (QByteArray(QTest::currentDataTag()) == "not to be written")
+            stranger.emplace();
+        auto shared = coordinator();
+        QVERIFY(!QFile::exists(file) || !shared->examine(file));
+        const auto added = shared->addStore(file, std::chrono::milliseconds(100));
+        QVERIFY(!added && !added.error().text.isEmpty());
+        QCOMPARE(shared->failure()->text, added.error().text);
+
+        // Everything goes on in memory, which all contexts share.
+        Context main(shared, MergePolicy::Overwrite);
+        Object& a = Desk::box(main, u"A"_s);
+        Desk::note(main, u"1"_s, &a, &a);
+        QVERIFY(main.save());
+        Context worker(shared, MergePolicy::PropertyObjectTrump);
+        worker.setDidSave([&](std::shared_ptr<const ChangeSet> changes) { main.mergeChanges(*changes); });
+        Desk::note(worker, u"2"_s, worker.find(a.id()), worker.find(a.id()));
+        QVERIFY(worker.save());
+        QCOMPARE(keys(a.toMany("notes")), u"1 2"_s);
+        stranger.reset();
+        QVERIFY2(contents(home) == before, qPrintable(contents(home).keys().join(u' ')));
+    }
+
+    void busyFilesAreWaitedFor()
+    {
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"s.sqlite"_s);
+        coordinator(file).reset();
+        SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
+        other.exec("BEGIN IMMEDIATE");
+        auto opened = std::async(std::launch::async, [&] { return coordinator(file); });
+        QCOMPARE(opened.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+        other.exec("ROLLBACK");
+        QVERIFY(opened.get());
+        // In the middle of a run nothing is given up for it either.
+        auto shared = coordinator();
+        QVERIFY(shared->addStore(file, std::chrono::milliseconds(1)));
+        Context context(shared, MergePolicy::Overwrite);
+        Desk::box(context, u"A"_s);
+        other.exec("BEGIN IMMEDIATE");
+        QVERIFY(!context.save());
+        other.exec("ROLLBACK");
+        QVERIFY(context.save() && !shared->failure());
+    }
+
+    void filesThatFailMeanwhile_data()
+    {
+        using Break = std::function<void(const QString& file, std::optional<FullDisk>& disk)>;
+        QTest::addColumn<Break>("breakFile");
+        QTest::addColumn<bool>("loses");
+        QTest::newRow("full disk") << Break([](auto&, auto& disk) { disk.emplace(); }) << false;
+        QTest::newRow("overwritten") << Break([](auto& file, auto&) {
+            QFile damaged(file);
+            [[maybe_unused]] const bool opened = damaged.open(QIODevice::ReadWrite);
+            damaged.write(QByteArray(static_cast<int>(damaged.size()), '\xff'));
+            QFile::resize(file + u"-wal"_s, 0);
+        }) << true;
+        QTest::newRow("tables gone") << Break([](auto& file, auto&) {
+            runSql(file, "DROP TABLE Note; DROP TABLE Box");
+        }) << true;
+        QTest::newRow("deleted") << Break([](auto& file, auto&) { QFile::remove(file); }) << true;
+    }
+
+    void filesThatFailMeanwhile()
+    {
+        QFETCH(std::function<void(const QString&, std::optional<FullDisk>&)>, breakFile);
+        QFETCH(bool, loses);
+        Desk desk;
+        int told = 0;
+        desk.shared->setDidLose([&] { ++told; });
+        Object& a = Desk::box(desk.main, u"A"_s);
+        a.setValue("size", std::int64_t(1));
+        Object& one = Desk::note(desk.main, u"1"_s, &a, &a);
+        Object& gone = Desk::note(desk.main, u"gone"_s, &a, &a);
+        QVERIFY(desk.main.save());
+        auto busy = desk.worker(); // has a connection and objects of its own
+        Object* theirs = busy->find(a.id());
+        theirs->setValue("size", std::int64_t(2));
+        Desk::note(*busy, u"2"_s, theirs, theirs);
+        one.setValue("text", u"mine"_s);
+        desk.main.remove(gone);
+
+        std::optional<FullDisk> disk;
+        breakFile(desk.file, disk);
+        auto late = desk.worker(); // needs another connection
+        const bool lateSaw = Desk::byKey(*late, u"1"_s);
+        QVERIFY(busy->save());
+        desk.main.mergeChanges(*desk.saved);
+        QVERIFY(desk.main.save() && late->save());
+
+        QVERIFY(desk.shared->failure());
+        QCOMPARE(told, int(loses));
+        QVERIFY(lateSaw || loses);
+        QCOMPARE(a.integer("size"), std::int64_t(2));
+        QCOMPARE(keys(a.toMany("notes")), u"1 2"_s);
+        const auto after = desk.worker();
+        const std::vector<Object*> notes = after->fetch({"Note", {}, {{"key"}}});
+        QCOMPARE(keys(notes), u"1 2"_s);
+        QCOMPARE(notes.front()->string("text"), u"mine"_s);
+        QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(2));
+    }
+
+    void twoThreadsSave_data()
+    {
+        QTest::addColumn<QByteArray>("where");
+        for (const char* where : {"file", "memory", "file that fails meanwhile"})
+            QTest::newRow(where) << QByteArray(where);
+    }
+
+    void twoThreadsSave()
+    {
+        QFETCH(QByteArray, where);
+        Desk desk;
+        auto shared = where == "memory" ? coordinator() : desk.shared;
+        Context main(shared, MergePolicy::Overwrite);
+        Object& a = Desk::box(main, u"A"_s);
+        QVERIFY(main.save());
+        const ObjectId box = a.id();
+        std::atomic<int> failed = 0;
+        std::optional<FullDisk> full;
+        const auto work = [&](int from) {
+            for (int i = from; i < from + 50; ++i) {
+                if (i == 25 && where.size() > 6)
+                    full.emplace();
+                Context context(shared, MergePolicy::PropertyObjectTrump);
+                Object* owner = context.find(box);
+                Desk::note(context, QString::number(i), owner, owner);
+                owner->setValue("size", std::int64_t(i));
+                if (!context.save())
+                    ++failed;
+            }
+        };
+        std::thread other(work, 1000);
+        work(0);
+        other.join();
+        QCOMPARE(failed.load(), 0);
+        QCOMPARE(shared->failure().has_value(), full.has_value());
+        QCOMPARE(a.toMany("notes").size(), std::size_t(100));
+    }
+};
 
 QTEST_GUILESS_MAIN(StoreTest)
 #include "StoreTest.moc"
