@@ -113,21 +113,13 @@ private slots:
             <notes>Logo &amp;amp; more</notes>)"));
         QVERIFY(run.import(xml));
         const DayEntry& entry = *run.byId<DayEntry>("100");
-        QCOMPARE(entry.project(), run.byId<Project>("11"));
-        QCOMPARE(entry.task(), run.byId<Task>("21"));
-        QCOMPARE(entry.user(), run.currentUser());
         QCOMPARE(entry.company(), &run.company());
-        QCOMPARE(entry.hours(), 1.75);
-        QCOMPARE(entry.hoursWithoutTimer(), 0.5);
-        QCOMPARE(utc(entry.timerStarted()), u"2024-03-05T14:00:00Z");
-        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T05:00:00Z");
-        QCOMPARE(utc(entry.startedAt()), u"2024-03-05T14:00:00Z");
-        QCOMPARE(utc(entry.stoppedAt()), u"2024-03-05T18:30:00Z");
-        QCOMPARE(utc(entry.updatedAt()), u"2024-03-05T15:00:01Z");
-        QCOMPARE(utc(entry.date("createdAt")), u"2024-03-05T14:00:02Z");
-        QVERIFY(entry.boolean("isBilled") && entry.isLocked());
-        QCOMPARE(entry.lockedReason(), u"Approved");
-        QCOMPARE(entry.notes(), u"Logo &amp; more");
+        QCOMPARE(values(&entry, "project task user hours hoursWithoutTimer isBilled isLocked lockedReason notes"),
+                 u"11; 21; 7; 1.75; 0.5; yes; yes; Approved; Logo &amp; more");
+        QCOMPARE(values(&entry, "timerStarted spentAt startedAt"),
+                 u"2024-03-05T14:00:00Z; 2024-03-05T05:00:00Z; 2024-03-05T14:00:00Z");
+        QCOMPARE(values(&entry, "stoppedAt updatedAt createdAt"),
+                 u"2024-03-05T18:30:00Z; 2024-03-05T15:00:01Z; 2024-03-05T14:00:02Z");
 
         QVERIFY(run.import(xml));
         QCOMPARE(run.saves, 0);
@@ -135,13 +127,11 @@ private slots:
         // Absent: stopped, unlocked, no hours, no notes; dates and the hours without the timer stay.
         QVERIFY(run.import(sheet(dayEntry("100", "<locked_reason>Approved</locked_reason><spent_at>soon</spent_at>"
                                                  "<started_at>17:00</started_at><updated_at/>"))));
-        QVERIFY(!entry.isRunning() && !entry.isLocked() && !entry.boolean("isBilled"));
-        QVERIFY(entry.lockedReason().isNull() && entry.notes().isNull());
-        QCOMPARE(entry.hours(), 0.0);
-        QCOMPARE(entry.hoursWithoutTimer(), 0.5);
-        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T05:00:00Z");
-        QCOMPARE(utc(entry.startedAt()), u"2024-03-05T14:00:00Z");
-        QCOMPARE(utc(entry.updatedAt()), u"2024-03-05T15:00:01Z");
+        QVERIFY(!entry.isRunning());
+        QCOMPARE(values(&entry, "hours hoursWithoutTimer isBilled isLocked lockedReason notes timerStarted"),
+                 u"0; 0.5; -; -; -; -; -");
+        QCOMPARE(values(&entry, "spentAt startedAt updatedAt"),
+                 u"2024-03-05T05:00:00Z; 2024-03-05T14:00:00Z; 2024-03-05T15:00:01Z");
         QCOMPARE(entry.description(), u"ID: 100 | Project ID: 11 | User ID: 7 | Task ID: 21 | Is Billed Flag: NO | "
                                       "Hours: 0.000000");
     }
@@ -154,13 +144,9 @@ private slots:
             <timer-started-at>2024-03-05T09:15:00Z</timer-started-at><is-billed>false</is-billed>
             <is-locked>true</is-locked><locked-reason>Approved</locked-reason><notes>n</notes></day-entry>
             <day-entry><id>101</id><project_id>11</project_id></day-entry></day-entries>)"));
-        const DayEntry& entry = *run.byId<DayEntry>("100");
-        QCOMPARE(entry.projectId(), u"11");
-        QCOMPARE(entry.hours(), 2.0);
-        QCOMPARE(utc(entry.spentAt()), u"2024-03-05T00:00:00Z");
-        QCOMPARE(entry.lockedReason(), u"Approved");
         // Its spelling of the start is not understood.
-        QVERIFY(!entry.isRunning());
+        QCOMPARE(values(run.byId<DayEntry>("100"), "projectId hours spentAt lockedReason timerStarted isBilled notes"),
+                 u"11; 2; 2024-03-05T00:00:00Z; Approved; -; no; n");
         QVERIFY(run.byId<DayEntry>("101")->projectId().isNull());
         QVERIFY(run.import("<error><message>no</message></error>"));
         QCOMPARE(run.ids(), QStringList({u"100"_s, u"101"_s}));

@@ -45,6 +45,28 @@ inline QString utc(const QDateTime& date)
     return date.toUTC().toString(Qt::ISODate);
 }
 
+/// Values of the object by their names, joined by "; ": moments in UTC, what it leads to as its id, "-" for nothing.
+inline QString values(const store::Object* object, const char* names)
+{
+    QStringList texts;
+    for (const QByteArray& name : QByteArray(names).split(' ')) {
+        const bool isAttribute = object->entity().attributeIndex(name.toStdString()) >= 0;
+        const store::Object* other = isAttribute ? nullptr : object->toOne(name.toStdString());
+        const store::Value value = isAttribute ? object->value(name.toStdString())
+                                   : other     ? other->value("idString")
+                                               : store::Value();
+        if (const auto* date = std::get_if<QDateTime>(&value))
+            texts << utc(*date);
+        else if (const auto* truth = std::get_if<bool>(&value))
+            texts << (*truth ? QStringLiteral("yes") : QStringLiteral("no"));
+        else if (const auto* text = std::get_if<QString>(&value))
+            texts << *text;
+        else
+            texts << (store::isNull(value) ? QStringLiteral("-") : QString::number(object->number(name.toStdString())));
+    }
+    return texts.join(QStringLiteral("; "));
+}
+
 /// Bytes that the program has in use.
 inline qsizetype bytesInUse()
 {

@@ -243,7 +243,7 @@ private slots:
         auto& cell = run.row(0);
         QVERIFY(cell.runningButtonView->isVisible());
         cell.dayEntry()->setTimerStarted({});
-        cell.dayEntry()->setIsLocked(true);
+        cell.dayEntry()->setValue("isLocked", true);
         cell.repaint();
         QVERIFY(!cell.runningButtonView->isVisible());
         QVERIFY(cell.lockedButton->isVisible());
