@@ -386,6 +386,8 @@ private Q_SLOTS:
         QVERIFY(other.isSignedIn() && own.isSignedIn());
         own.cookie = other.cookie;
         QVERIFY(!own.isSignedIn());
+        if (byLink || source != u"127.0.0.1"_s)
+            return;
         // Who guesses is kept out, and nobody else.
         for (int i = 0; i < 10; ++i)
             QCOMPARE(other.signIn(QString::number(i)).status, 422);
