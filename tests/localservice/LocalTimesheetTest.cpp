@@ -42,34 +42,25 @@ private slots:
     void describesTheSignedInPerson();
     void offersOnlyBookableProjects();
     void writesEveryFieldOfAnEntry();
-    void addsFinishedAndRunningEntries_data();
     void addsFinishedAndRunningEntries();
-    void refusesWhatCannotBeBooked_data();
     void refusesWhatCannotBeBooked();
     void togglingCountsEverySecondOnce();
     void aTimerKeepsItsDayAcrossMidnight();
     void aClockSetBackTakesNothingAway();
-    void editingLeavesUntouchedTimeExact_data();
     void editingLeavesUntouchedTimeExact();
-    void formsLeaveUntouchedTimeExact_data();
     void formsLeaveUntouchedTimeExact();
     void formsOlderThanTheirEntryAreRefused();
     void editingMovesAnEntry();
-    void addsTimestampEntries_data();
     void addsTimestampEntries();
-    void editsTimestampEntries_data();
     void editsTimestampEntries();
     void lockedAndArchivedEntriesStay();
-    void synchronizes_data();
     void synchronizes();
     void refusesStaleSynchronization();
     void reachesOnlyOwnEntries();
     void cacheVersionGrowsWithTheCatalogOnly();
     void oneTimerRunsWhateverHappensAtOnce();
     void survivesARestart();
-    void readsDatesAndTimes_data();
     void readsDatesAndTimes();
-    void readsTypedHours_data();
     void readsTypedHours();
 };
 
@@ -135,70 +126,51 @@ void LocalTimesheetTest::writesEveryFieldOfAnEntry()
     QCOMPARE(locked.text(u"locked_reason"_s), u"Approved."_s);
 }
 
-void LocalTimesheetTest::addsFinishedAndRunningEntries_data()
-{
-    QTest::addColumn<QString>("fields");
-    QTest::addColumn<QString>("hours");
-    QTest::addColumn<bool>("running");
-    QTest::newRow("no hours") << u""_s << u"0.0"_s << true;
-    QTest::newRow("empty hours") << u"hours="_s << u"0.0"_s << true;
-    QTest::newRow("quarters") << u"hours=1.25"_s << u"1.25"_s << false;
-    QTest::newRow("five minutes in hundredths") << u"hours=0.08"_s << u"0.0833"_s << false;
-    QTest::newRow("finer than hundredths") << u"hours=1.3958"_s << u"1.3958"_s << false;
-    QTest::newRow("a whole day") << u"hours=24"_s << u"24.0"_s << false;
-    QTest::newRow("clock times mean nothing here") << u"hours=2 started_at=9:00AM"_s << u"2.0"_s << false;
-}
-
 void LocalTimesheetTest::addsFinishedAndRunningEntries()
 {
-    QFETCH(QString, fields);
-    QFETCH(QString, hours);
-    QFETCH(bool, running);
     Scenario s;
-    s.add(fieldsOf(fields));
-    const auto day = s.today();
-    QCOMPARE(day.text(u"hours"_s), hours);
-    QCOMPARE(!day.text(u"timer_started_at"_s).isEmpty(), running);
-    QVERIFY(day.text(u"started_at"_s).isEmpty());
-}
-
-void LocalTimesheetTest::refusesWhatCannotBeBooked_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("message");
-    const auto body = [](const QString& fields) { return requestBody(fieldsOf(fields)); };
-    QTest::newRow("no project") << body(u"task_id=1"_s) << u"This project does not exist."_s;
-    QTest::newRow("project of another account")
-        << body(u"project_id=3 task_id=1"_s) << u"This project does not exist."_s;
-    QTest::newRow("no task") << body(u"project_id=1"_s) << u"This task does not exist."_s;
-    QTest::newRow("task not offered") << body(u"project_id=2 task_id=1"_s)
-                                      << u"This task is not offered on the project."_s;
-    QTest::newRow("hours as words") << body(u"project_id=1 task_id=1 hours=two"_s) << u"The hours cannot be read."_s;
-    QTest::newRow("infinite hours") << body(u"project_id=1 task_id=1 hours=inf"_s) << u"The hours cannot be read."_s;
-    QTest::newRow("too many hours") << body(u"project_id=1 task_id=1 hours=24.02"_s)
-                                    << u"An entry cannot have more than 24 hours."_s;
-    QTest::newRow("no such day") << body(u"project_id=1 task_id=1 spent_at=Fri,_30_Feb_2024"_s)
-                                 << u"The date cannot be read."_s;
-    const auto unreadable = u"The request body cannot be read."_s;
-    QTest::newRow("empty body") << QByteArray("") << unreadable;
-    QTest::newRow("cut off") << QByteArray("<request><notes>a</notes>") << unreadable;
-    QTest::newRow("outside entity") << QByteArray("<!DOCTYPE r [<!ENTITY f SYSTEM 'file:///etc/hostname'>]>"
-                                                  "<request><project_id>1</project_id><task_id>1</task_id>"
-                                                  "<notes>&f;</notes></request>")
-                                    << unreadable;
-    QTest::newRow("deep nesting") << QByteArray("<request>").repeated(100'000) << unreadable;
+    const auto check = [&](const QString& fields, const QString& hours, bool running) {
+        const Fields booking = fieldsOf(u"project_id=1 task_id=1"_s);
+        const auto added = s.post(u"/daily/add"_s, requestBody(booking + fieldsOf(fields)));
+        QCOMPARE(added.text(u"hours"_s), hours);
+        QCOMPARE(!added.text(u"timer_started_at"_s).isEmpty(), running);
+        QVERIFY(added.text(u"started_at"_s).isEmpty());
+    };
+    check(u""_s, u"0.0"_s, true);
+    check(u"hours="_s, u"0.0"_s, true);
+    check(u"hours=1.25"_s, u"1.25"_s, false);
+    check(u"hours=0.08"_s, u"0.0833"_s, false); // five minutes in hundredths
+    check(u"hours=1.3958"_s, u"1.3958"_s, false);
+    check(u"hours=24"_s, u"24.0"_s, false);
+    check(u"hours=2 started_at=9:00AM"_s, u"2.0"_s, false); // clock times mean nothing here
 }
 
 void LocalTimesheetTest::refusesWhatCannotBeBooked()
 {
-    QFETCH(QByteArray, body);
-    QFETCH(QString, message);
     Scenario s;
-    const auto answer = s.post(u"/daily/add"_s, body);
-    QCOMPARE(answer.status, 500);
-    QCOMPARE(answer.root(), u"error"_s);
-    QCOMPARE(answer.text(u"kind"_s), u"Validation"_s);
-    QCOMPARE(answer.text(u"message"_s), message);
+    const auto check = [&](const QByteArray& body, const QString& message) {
+        const auto answer = s.post(u"/daily/add"_s, body);
+        QCOMPARE(answer.status, 500);
+        QCOMPARE(answer.root(), u"error"_s);
+        QCOMPARE(answer.text(u"kind"_s), u"Validation"_s);
+        QCOMPARE(answer.text(u"message"_s), message);
+    };
+    const auto book = [&](const QString& fields, const QString& message) {
+        check(requestBody(fieldsOf(fields)), message);
+    };
+    book(u"task_id=1"_s, u"This project does not exist."_s);
+    book(u"project_id=3 task_id=1"_s, u"This project does not exist."_s); // another account's
+    book(u"project_id=1"_s, u"This task does not exist."_s);
+    book(u"project_id=2 task_id=1"_s, u"This task is not offered on the project."_s);
+    book(u"project_id=1 task_id=1 hours=two"_s, u"The hours cannot be read."_s);
+    book(u"project_id=1 task_id=1 hours=inf"_s, u"The hours cannot be read."_s);
+    book(u"project_id=1 task_id=1 hours=24.02"_s, u"An entry cannot have more than 24 hours."_s);
+    book(u"project_id=1 task_id=1 spent_at=Fri,_30_Feb_2024"_s, u"The date cannot be read."_s);
+    for (const auto& body : {""_ba, "<request><notes>a</notes>"_ba,
+                             "<!DOCTYPE r [<!ENTITY f SYSTEM 'file:///etc/hostname'>]><request><project_id>1"
+                             "</project_id><task_id>1</task_id><notes>&f;</notes></request>"_ba,
+                             "<request>"_ba.repeated(100'000)})
+        check(body, u"The request body cannot be read."_s);
     QCOMPARE(s.today().texts(u"id"_s), QStringList{});
 }
 
@@ -251,81 +223,57 @@ void LocalTimesheetTest::aClockSetBackTakesNothingAway()
     QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"hours"_s), u"0.5"_s);
 }
 
-void LocalTimesheetTest::editingLeavesUntouchedTimeExact_data()
-{
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<QString>("fields");
-    QTest::addColumn<QString>("hours");
-    QTest::newRow("the hours as they were sent") << 5025 << false << u"hours=1.40 notes=new"_s << u"1.3958"_s;
-    QTest::newRow("other hours") << 5025 << false << u"hours=2.00"_s << u"2.0"_s;
-    QTest::newRow("shown without its last hour") << 7185 << false << u"hours=1.00"_s << u"1.9958"_s;
-    QTest::newRow("a few fields only") << 5025 << false << u"notes=new"_s << u"1.3958"_s;
-    QTest::newRow("everything but hours")
-        << 5025 << false << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=new"_s << u"0.0"_s;
-    QTest::newRow("running, as shown") << 600 << true << u"hours=0.17 notes=new"_s << u"0.1667"_s;
-    QTest::newRow("running, as shown a minute ago") << 610 << true << u"hours=0.15"_s << u"0.1694"_s;
-    QTest::newRow("running, none") << 90 << true << u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=n"_s
-                                   << u"0.025"_s;
-    QTest::newRow("running for days") << 200'000 << true << u"hours=55.55"_s << u"55.5556"_s;
-}
-
 void LocalTimesheetTest::editingLeavesUntouchedTimeExact()
 {
-    QFETCH(int, seconds);
-    QFETCH(bool, running);
-    QFETCH(QString, fields);
-    QFETCH(QString, hours);
     Scenario s;
-    const auto id = s.add();
-    s.pass(std::chrono::seconds(seconds));
-    if (!running)
-        s.get(u"/daily/timer/"_s + id);
-    const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
-    QCOMPARE(answer.root(), u"add"_s);
-    QCOMPARE(answer.text(u"hours"_s), hours);
-    QCOMPARE(!answer.text(u"timer_started_at"_s).isEmpty(), running);
-    s.pass(36s);
-    const auto later = s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s).toDouble();
-    QCOMPARE(qRound((later - hours.toDouble()) * 100), running ? 1 : 0);
-}
-
-void LocalTimesheetTest::formsLeaveUntouchedTimeExact_data()
-{
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<bool>("touched");
-    QTest::addColumn<std::string>("hours");
-    QTest::addColumn<int>("after");
-    QTest::newRow("untouched") << 5025 << false << false << ""s << 5025;
-    QTest::newRow("touched") << 5025 << false << true << "1:25"s << 5100;
-    QTest::newRow("other hours that look like these") << 7185 << false << true << "1:00"s << 3600;
-    QTest::newRow("running, untouched") << 5025 << true << false << ""s << 5025;
-    QTest::newRow("running, touched") << 5025 << true << true << "0:05"s << 300;
+    const auto check = [&](int seconds, bool running, const QString& fields, const QString& hours) {
+        const auto id = s.add();
+        s.pass(std::chrono::seconds(seconds));
+        if (!running)
+            s.get(u"/daily/timer/"_s + id);
+        const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
+        QCOMPARE(answer.root(), u"add"_s);
+        QCOMPARE(answer.text(u"hours"_s), hours);
+        QCOMPARE(!answer.text(u"timer_started_at"_s).isEmpty(), running);
+        s.pass(36s);
+        const auto later = s.timesheet().entry(id.toLongLong()).value().total(s.now());
+        QCOMPARE(qRound(static_cast<double>(later) / 36 - hours.toDouble() * 100), running ? 1 : 0);
+    };
+    check(5025, false, u"hours=1.40 notes=new"_s, u"1.3958"_s); // as they were sent
+    check(5025, false, u"hours=2.00"_s, u"2.0"_s);
+    check(7185, false, u"hours=1.00"_s, u"1.9958"_s); // shown without its last hour
+    check(5025, false, u"notes=new"_s, u"1.3958"_s);
+    check(5025, false, u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=new"_s, u"0.0"_s);
+    check(600, true, u"hours=0.17 notes=new"_s, u"0.1667"_s);
+    check(610, true, u"hours=0.15"_s, u"0.1694"_s); // as shown a minute ago
+    check(90, true, u"project_id=1 task_id=1 spent_at=Tue,_5_Mar_2024 notes=n"_s, u"0.025"_s);
+    check(200'000, true, u"hours=55.55"_s, u"55.5556"_s);
 }
 
 void LocalTimesheetTest::formsLeaveUntouchedTimeExact()
 {
-    QFETCH(int, seconds);
-    QFETCH(bool, running);
-    QFETCH(bool, touched);
-    QFETCH(std::string, hours);
-    QFETCH(int, after);
     Scenario s;
-    const auto id = s.add().toLongLong();
-    s.pass(std::chrono::seconds(seconds));
-    QVERIFY(s.timesheet().setRunning(id, true).value().timerStarted);
-    if (!running)
-        QVERIFY(!s.timesheet().setRunning(id, false).value().timerStarted);
-    const localservice::EntryFields form{.project = s.acme.website,
-                                         .task = s.acme.design,
-                                         .day = localservice::readDay("2024-03-05"),
-                                         .notes = "n",
-                                         .hours = localservice::readTypedHours(hours),
-                                         .hoursTouched = touched};
-    const auto saved = s.timesheet().update(id, form);
-    QCOMPARE(saved.value().total(s.now()), localservice::Seconds{after});
-    QCOMPARE(saved.value().timerStarted.has_value(), running);
+    const auto check = [&](int seconds, bool running, const char* hours, int after) {
+        const auto id = s.add().toLongLong();
+        s.pass(std::chrono::seconds(seconds));
+        QVERIFY(s.timesheet().setRunning(id, true).value().timerStarted);
+        if (!running)
+            QVERIFY(!s.timesheet().setRunning(id, false).value().timerStarted);
+        const localservice::EntryFields form{.project = s.acme.website,
+                                             .task = s.acme.design,
+                                             .day = localservice::readDay("2024-03-05"),
+                                             .notes = "n",
+                                             .hours = localservice::readTypedHours(hours),
+                                             .hoursTouched = *hours != 0};
+        const auto saved = s.timesheet().update(id, form);
+        QCOMPARE(saved.value().total(s.now()), localservice::Seconds{after});
+        QCOMPARE(saved.value().timerStarted.has_value(), running);
+    };
+    check(5025, false, "", 5025);
+    check(5025, false, "1:25", 5100);
+    check(7185, false, "1:00", 3600); // other hours that look like these
+    check(5025, true, "", 5025);
+    check(5025, true, "0:05", 300);
 }
 
 void LocalTimesheetTest::formsOlderThanTheirEntryAreRefused()
@@ -360,68 +308,52 @@ void LocalTimesheetTest::editingMovesAnEntry()
     QCOMPARE(refused.text(u"message"_s), u"This task is not offered on the project."_s);
 }
 
-void LocalTimesheetTest::addsTimestampEntries_data()
-{
-    QTest::addColumn<QString>("fields");
-    QTest::addColumn<QString>("summary"); // started at, ended at, hours, running; or the message
-    QTest::newRow("nothing") << u""_s << u"9:15am||0.0|true"_s;
-    QTest::newRow("earlier") << u"started_at=8:45AM hours=3"_s << u"8:45am||0.5111|true"_s;
-    QTest::newRow("both") << u"started_at=11:50AM ended_at=1:05PM"_s << u"11:50am|1:05pm|1.25|false"_s;
-    QTest::newRow("hours only") << u"hours=0.75"_s << u"||0.75|false"_s;
-    QTest::newRow("another day") << u"started_at=8:45AM spent_at=2024-03-01"_s << u"8:45am||0.0|true"_s;
-    QTest::newRow("end first") << u"started_at=9:00AM ended_at=8:59AM"_s << u"The end time is before the start time."_s;
-    QTest::newRow("in the future") << u"started_at=9:16AM"_s << u"The start time is later than now."_s;
-    QTest::newRow("no time") << u"started_at=25:00"_s << u"The start time cannot be read."_s;
-}
-
 void LocalTimesheetTest::addsTimestampEntries()
 {
-    QFETCH(QString, fields);
-    QFETCH(QString, summary);
     Scenario s;
     s.useTimestamps();
-    const auto answer = s.post(u"/daily/add"_s, requestBody(Fields{{u"project_id"_s, QString::number(s.clock.website)},
-                                                                   {u"task_id"_s, QString::number(s.clock.design)}} +
-                                                            fieldsOf(fields)));
-    QStringList parts = times(answer);
-    if (answer.status == 200)
-        parts += answer.text(u"timer_started_at"_s).isEmpty() ? u"false"_s : u"true"_s;
-    QCOMPARE(parts.join(u'|'), summary);
-}
-
-void LocalTimesheetTest::editsTimestampEntries_data()
-{
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<QString>("fields");
-    QTest::addColumn<QString>("summary");
-    // A timer from 9:15:40 to 9:45:40 and again from 10:15:40; where it is finished, until 10:25:40.
-    QTest::newRow("untouched") << false << u"started_at=9:15AM ended_at=10:25AM hours=1.17"_s
-                               << u"9:15am|10:25am|0.6667"_s;
-    QTest::newRow("new end") << false << u"started_at=9:15AM ended_at=10:30AM"_s << u"9:15am|10:30am|1.25"_s;
-    QTest::newRow("running untouched") << true << u"started_at=9:15AM ended_at=9:45AM hours=1"_s << u"9:15am||0.6667"_s;
-    QTest::newRow("running, started earlier") << true << u"started_at=9:00AM"_s << u"9:00am||0.9167"_s;
-    QTest::newRow("running, started too late")
-        << true << u"started_at=10:00AM"_s << u"The start time is later than now."_s;
+    const auto check = [&](const QString& fields, const QString& summary) {
+        const Fields booking{{u"project_id"_s, QString::number(s.clock.website)},
+                             {u"task_id"_s, QString::number(s.clock.design)}};
+        const auto answer = s.post(u"/daily/add"_s, requestBody(booking + fieldsOf(fields)));
+        QStringList parts = times(answer);
+        if (answer.status == 200)
+            parts += answer.text(u"timer_started_at"_s).isEmpty() ? u"stopped"_s : u"running"_s;
+        QCOMPARE(parts.join(u'|'), summary);
+    };
+    check(u""_s, u"9:15am||0.0|running"_s);
+    check(u"started_at=8:45AM hours=3"_s, u"8:45am||0.5111|running"_s);
+    check(u"started_at=11:50AM ended_at=1:05PM"_s, u"11:50am|1:05pm|1.25|stopped"_s);
+    check(u"hours=0.75"_s, u"||0.75|stopped"_s);
+    check(u"started_at=8:45AM spent_at=2024-03-01"_s, u"8:45am||0.0|running"_s);
+    check(u"started_at=9:00AM ended_at=8:59AM"_s, u"The end time is before the start time."_s);
+    check(u"started_at=9:16AM"_s, u"The start time is later than now."_s);
+    check(u"started_at=25:00"_s, u"The start time cannot be read."_s);
 }
 
 void LocalTimesheetTest::editsTimestampEntries()
 {
-    QFETCH(bool, running);
-    QFETCH(QString, fields);
-    QFETCH(QString, summary);
-    Scenario s;
-    s.useTimestamps();
-    const auto id = s.add();
-    s.pass(30min);
-    QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s), u"9:45am"_s);
-    s.pass(30min);
-    QVERIFY(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s).isEmpty());
-    s.pass(10min);
-    if (!running)
-        s.get(u"/daily/timer/"_s + id);
-    const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
-    QCOMPARE(times(answer).join(u'|'), summary);
-    QCOMPARE(s.today().texts(u"timer_started_at"_s).size(), running ? 1 : 0);
+    const auto check = [](bool running, const QString& fields, const QString& summary) {
+        Scenario s;
+        s.useTimestamps();
+        const auto id = s.add();
+        // From 9:15:40 to 9:45:40 and again from 10:15:40; where it is finished, until 10:25:40.
+        s.pass(30min);
+        QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s), u"9:45am"_s);
+        s.pass(30min);
+        QVERIFY(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s).isEmpty());
+        s.pass(10min);
+        if (!running)
+            s.get(u"/daily/timer/"_s + id);
+        const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
+        QCOMPARE(times(answer).join(u'|'), summary);
+        QCOMPARE(s.today().texts(u"timer_started_at"_s).size(), running ? 1 : 0);
+    };
+    check(false, u"started_at=9:15AM ended_at=10:25AM hours=1.17"_s, u"9:15am|10:25am|0.6667"_s); // untouched
+    check(false, u"started_at=9:15AM ended_at=10:30AM"_s, u"9:15am|10:30am|1.25"_s);
+    check(true, u"started_at=9:15AM ended_at=9:45AM hours=1"_s, u"9:15am||0.6667"_s);
+    check(true, u"started_at=9:00AM"_s, u"9:00am||0.9167"_s);
+    check(true, u"started_at=10:00AM"_s, u"The start time is later than now."_s);
 }
 
 void LocalTimesheetTest::lockedAndArchivedEntriesStay()
@@ -452,33 +384,23 @@ void LocalTimesheetTest::lockedAndArchivedEntriesStay()
     QCOMPARE(again.root(), u"result"_s);
 }
 
-void LocalTimesheetTest::synchronizes_data()
-{
-    QTest::addColumn<QString>("hours");
-    QTest::addColumn<QString>("state");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("after");
-    QTest::newRow("stopped with none") << u"0.00"_s << u"stopped"_s << 200 << u"0.0"_s;
-    QTest::newRow("goes on") << u"0.25"_s << u"running"_s << 200 << u"1.25"_s;
-    QTest::newRow("more than there was") << u"30.50"_s << u"stopped"_s << 500 << u"31.0"_s;
-    QTest::newRow("no hours") << u""_s << u"stopped"_s << 500 << u"31.0"_s;
-    QTest::newRow("no such state") << u"0.25"_s << u"paused"_s << 500 << u"31.0"_s;
-}
-
 void LocalTimesheetTest::synchronizes()
 {
-    QFETCH(QString, hours);
-    QFETCH(QString, state);
-    QFETCH(int, status);
-    QFETCH(QString, after);
-    Scenario s;
-    const auto id = s.add();
-    s.pass(30h);
-    const auto answer = s.sync(id, hours, state, u"Tue, 5 Mar 2024 08:15:40 +0000"_s);
-    QCOMPARE(answer.status, status);
-    QCOMPARE(answer.root(), status == 200 ? u"day_entry"_s : u"error"_s);
-    s.pass(1h);
-    QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s), after);
+    const auto check = [](const QString& hours, const QString& state, int status, const QString& after) {
+        Scenario s;
+        const auto id = s.add();
+        s.pass(30h);
+        const auto answer = s.sync(id, hours, state, u"Tue, 5 Mar 2024 08:15:40 +0000"_s);
+        QCOMPARE(answer.status, status);
+        QCOMPARE(answer.root(), status == 200 ? u"day_entry"_s : u"error"_s);
+        s.pass(1h);
+        QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s), after);
+    };
+    check(u"0.00"_s, u"stopped"_s, 200, u"0.0"_s);
+    check(u"0.25"_s, u"running"_s, 200, u"1.25"_s);
+    check(u"30.50"_s, u"stopped"_s, 500, u"31.0"_s); // more than there was
+    check(u""_s, u"stopped"_s, 500, u"31.0"_s);
+    check(u"0.25"_s, u"paused"_s, 500, u"31.0"_s);
 }
 
 void LocalTimesheetTest::refusesStaleSynchronization()
@@ -611,66 +533,34 @@ void LocalTimesheetTest::survivesARestart()
     QVERIFY(s.add().toInt() > id.toInt());
 }
 
-void LocalTimesheetTest::readsDatesAndTimes_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("meaning"); // empty: not readable
-    QTest::newRow("long") << u"day"_s << u"Tue, 5 Mar 2024"_s << u"2024-03-05"_s;
-    QTest::newRow("long, blanks") << u"day"_s << u"\n  Tue, 5 Mar 2024 \n"_s << u"2024-03-05"_s;
-    QTest::newRow("short") << u"day"_s << u"2024-03-05"_s << u"2024-03-05"_s;
-    QTest::newRow("more behind") << u"day"_s << u"2024-03-05x"_s << QString();
-    QTest::newRow("no month") << u"day"_s << u"Tue, 5 Mai 2024"_s << QString();
-    QTest::newRow("moment") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40 +0000"_s << u"1709626540"_s;
-    QTest::newRow("moment east") << u"moment"_s << u"Tue, 5 Mar 2024 09:15:40 +01:00"_s << u"1709626540"_s;
-    QTest::newRow("moment west") << u"moment"_s << u"Tue, 5 Mar 2024 03:45:40 -0430"_s << u"1709626540"_s;
-    QTest::newRow("moment without offset") << u"moment"_s << u"Tue, 5 Mar 2024 08:15:40"_s << QString();
-    QTest::newRow("evening") << u"clock"_s << u"09:05 PM"_s << u"1265"_s;
-    QTest::newRow("midnight") << u"clock"_s << u"12:00AM"_s << u"0"_s;
-    QTest::newRow("24 hours") << u"clock"_s << u"21:05"_s << u"1265"_s;
-    QTest::newRow("13 pm") << u"clock"_s << u"13:00pm"_s << QString();
-}
-
 void LocalTimesheetTest::readsDatesAndTimes()
 {
-    QFETCH(QString, kind);
-    QFETCH(QString, text);
-    QFETCH(QString, meaning);
-    QString read;
-    if (const auto day = localservice::readDay(text.toStdString()); kind == u"day"_s && day)
-        read = QString::fromStdString(localservice::isoDayText(*day));
-    if (const auto moment = localservice::readMoment(text.toStdString()); kind == u"moment"_s && moment)
-        read = QString::number(*moment);
-    if (const auto minutes = localservice::readClock(text.toStdString()); kind == u"clock"_s && minutes)
-        read = QString::number(*minutes);
-    QCOMPARE(read, meaning);
-}
-
-void LocalTimesheetTest::readsTypedHours_data()
-{
-    QTest::addColumn<std::string>("text");
-    QTest::addColumn<int>("minutes"); // -1: not readable
-    for (const auto& [text, minutes] : std::initializer_list<std::pair<std::string, int>>{{"1:30", 90},
-                                                                                          {":05", 5},
-                                                                                          {" 1,5 ", 90},
-                                                                                          {"90 min", 90},
-                                                                                          {"1H 30m", 90},
-                                                                                          {"", -1},
-                                                                                          {"1:60", -1},
-                                                                                          {"-1", -1},
-                                                                                          {"1m30", -1},
-                                                                                          {"1e3", -1},
-                                                                                          {"nan", -1},
-                                                                                          {"1,5,0", -1}})
-        QTest::newRow(text.c_str()) << text << minutes;
+    const auto day = [](const std::string& text) {
+        const auto read = localservice::readDay(text);
+        return read ? localservice::isoDayText(*read) : "none";
+    };
+    for (const auto* text : {"Tue, 5 Mar 2024", "\n  Tue, 5 Mar 2024 \n", "2024-03-05"})
+        QCOMPARE(day(text), "2024-03-05");
+    for (const auto* text : {"2024-03-05x", "Tue, 5 Mai 2024"})
+        QCOMPARE(day(text), "none");
+    for (const auto* text :
+         {"Tue, 5 Mar 2024 08:15:40 +0000", "Tue, 5 Mar 2024 09:15:40 +01:00", "Tue, 5 Mar 2024 03:45:40 -0430"})
+        QCOMPARE(localservice::readMoment(text).value_or(0), 1709626540);
+    QVERIFY(!localservice::readMoment("Tue, 5 Mar 2024 08:15:40"));
+    QCOMPARE(localservice::readClock("09:05 PM").value_or(-1), 1265);
+    QCOMPARE(localservice::readClock("12:00AM").value_or(-1), 0);
+    QCOMPARE(localservice::readClock("21:05").value_or(-1), 1265);
+    QVERIFY(!localservice::readClock("13:00pm"));
 }
 
 void LocalTimesheetTest::readsTypedHours()
 {
-    QFETCH(std::string, text);
-    QFETCH(int, minutes);
-    const auto hours = localservice::readTypedHours(text);
-    QCOMPARE(hours ? qRound(*hours * 60) : -1, minutes);
+    const auto minutes = [](const char* text) { return qRound(localservice::readTypedHours(text).value_or(-1) * 60); };
+    for (const auto* text : {"1:30", " 1,5 ", "90 min", "1H 30m"})
+        QCOMPARE(minutes(text), 90);
+    QCOMPARE(minutes(":05"), 5);
+    for (const auto* text : {"", "1:60", "-1", "1m30", "1e3", "nan", "1,5,0"})
+        QVERIFY2(!localservice::readTypedHours(text), text);
 }
 
 QTEST_GUILESS_MAIN(LocalTimesheetTest)
