@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include <csignal>
+#include <sys/resource.h>
 
 int main(int argc, char** argv)
 {
@@ -23,6 +24,10 @@ int main(int argc, char** argv)
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    rlimit descriptors{};
+    ::getrlimit(RLIMIT_NOFILE, &descriptors);
+    descriptors.rlim_cur = descriptors.rlim_max; // each client takes one
+    ::setrlimit(RLIMIT_NOFILE, &descriptors);
     const bool isNew = !std::filesystem::exists(argv[1]);
     localservice::Service service({.dataFile = argv[1]});
     const auto database = service.database();
