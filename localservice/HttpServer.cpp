@@ -1,3 +1,12 @@
+// Clang has coroutines, but not all of its versions say so, and Boost does not know of it.
+#ifdef __clang__
+#ifndef __cpp_impl_coroutine
+#define __cpp_impl_coroutine 201902L // NOLINT(bugprone-reserved-identifier): the compiler's own
+#endif
+#define BOOST_ASIO_HAS_CO_AWAIT 1
+#define BOOST_ASIO_HAS_STD_COROUTINE 1
+#endif
+
 #include "HttpServer.h"
 
 #include "Credentials.h"
@@ -56,7 +65,7 @@ constexpr int mostTries = 50;
 constexpr std::size_t fairShare = 64;
 constexpr int workers = 4;
 constexpr int mostWorkersForNetwork = 3;
-constexpr std::size_t pieceSize = 4 * 1024;
+constexpr std::size_t pieceSize = 4096;
 // Clients change their keys now and then, between what they have to say.
 constexpr int mostSilentMessages = 16;
 
@@ -189,7 +198,7 @@ std::string textOf(const Reply& reply, const Request& request, std::optional<std
     for (const auto& [name, value] : headers) {
         // A line break would begin a header, or a reply, of somebody else's making.
         if (value.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos)
-            text += name + ": " + value + "\r\n";
+            text.append(name).append(": ").append(value).append("\r\n");
     }
     text += "\r\n";
     if (mayHaveBody && request.method != "HEAD")

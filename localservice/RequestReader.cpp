@@ -16,11 +16,11 @@ namespace {
 namespace http = boost::beast::http;
 using boost::beast::error_code;
 
-constexpr std::size_t longestHead = 64 * 1024;
-constexpr std::size_t longestRequestLine = 8 * 1024;
-constexpr std::size_t longestBody = 1024 * 1024;
+constexpr std::size_t longestHead = 64UL * 1024;
+constexpr std::size_t longestRequestLine = 8UL * 1024;
+constexpr std::size_t longestBody = 1024UL * 1024;
 // A body in chunks of a byte or two is no use to anybody.
-constexpr std::size_t longestFrames = 1024 * 1024;
+constexpr std::size_t longestFrames = 1024UL * 1024;
 
 using namespace std::string_view_literals;
 
