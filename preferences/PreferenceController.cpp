@@ -177,6 +177,10 @@ void PreferenceController::show()
 {
     if (!m_window.isVisible()) {
         fill();
+        // A hidden tab view does not pass a page's new size on, and a resize right after the window is shown would move
+        // it to where the window manager happens to have it while it frames it.
+        m_ui->accountPage->updateGeometry();
+        m_ui->tabView->updateGeometry();
         m_quitting = false;
         QCoreApplication::instance()->installEventFilter(this);
     }
