@@ -22,11 +22,11 @@ public:
     virtual void showNewTimerWindow(QObject* sender) = 0;
 };
 
-/// A combination and the desktop's hold of it.
+/// A combination and its registration with the desktop.
 struct HotKey
 {
     KeyCombo combo;
-    /// Null: the combination has no key that is known.
+    /// Null: the key of the combination is unknown.
     std::unique_ptr<platform::HotKeys::Registration> hotKeyRef;
 };
 
@@ -47,7 +47,7 @@ public:
     /// The one of the current run.
     static HotKeyManager& instance();
 
-    /// Who is told of presses. Not owned; null: nobody.
+    /// Gets the presses. Not owned; null: nobody does.
     void setTarget(HotKeyTarget* target) { m_target = target; }
 
     /// Starts to listen, and registers both combinations. Once, at start-up.
@@ -61,8 +61,8 @@ public:
     /// What became of it.
     platform::HotKeys::Status status(int action) const;
 
-    /// Whether other programs leave the combination to us, were it registered now. Empty: that is not to be known, or
-    /// there is no such key.
+    /// Whether the combination could be registered now, with no other program in the way. Empty: that cannot be known,
+    /// or there is no such key.
     std::optional<bool> couldBeHad(const KeyCombo& combo) const;
 
     /// While paused no hot key fires, and where the desktop permits it the keys reach the window in front: for a field
@@ -70,7 +70,7 @@ public:
     void setPaused(bool paused);
 
 signals:
-    /// The status of an action may have become another one, by a registration or by the desktop.
+    /// The status of an action may have changed, by a registration or by the desktop.
     void statusChanged();
 
 private:

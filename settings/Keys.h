@@ -9,9 +9,9 @@ namespace settings {
 inline constexpr QLatin1StringView SCQuillonUrlKey("QuillonUrl"); ///< the account's name; absent: signed out
 inline constexpr QLatin1StringView SCEmailKey("Email");
 inline constexpr QLatin1StringView SCCompanyKey("Company");
-/// The person keeps their time on this computer, in the built-in service, whatever account is saved above.
+/// The user keeps their time on this computer, in the built-in service, whatever account is saved above.
 inline constexpr QLatin1StringView QuillonKeepTimeHereKey("KeepTimeHere");
-/// The person was shown where the hours are, and has put that away.
+/// The user has seen where the hours are, and dismissed the hint.
 inline constexpr QLatin1StringView QuillonFirstStepsDoneKey("FirstStepsDone");
 inline constexpr QLatin1StringView QuillonBlinkCursorKey("BlinkColon");
 inline constexpr QLatin1StringView QuillonStartAtLoginKey("StartAtLogin");
@@ -28,9 +28,9 @@ inline constexpr QLatin1StringView QuillonNewTimerHotKeyModifiers("NewTimerHotKe
 inline constexpr QLatin1StringView QuillonToggleTimerHotKey("ToggleTimerHotKey");
 inline constexpr QLatin1StringView QuillonToggleTimerHotKeyModifiers("ToggleTimerHotKeyModifiers");
 
-/// Whether newer versions are looked for without being asked.
+/// Whether to look for newer versions unasked.
 inline constexpr QLatin1StringView SUEnableAutomaticChecksKey("SUEnableAutomaticChecks");
-/// The version of which the person wants to hear no more.
+/// The version that the user does not want to hear of again.
 inline constexpr QLatin1StringView SUSkippedVersionKey("SUSkippedVersion");
 
 /// Announces changed settings of any kind, though its value speaks of credentials. QuillonPreferences sends it.

@@ -213,30 +213,30 @@ QString QuillonPreferences::fullUrl()
     return credentials().fullUrl;
 }
 
-void QuillonPreferences::keepTimeHere(const Credentials& own)
+void QuillonPreferences::keepTimeHere(const Credentials& builtIn)
 {
     const std::lock_guard lock(m_mutex);
-    m_own = own;
+    m_builtIn = builtIn;
 }
 
 void QuillonPreferences::keepTimeElsewhere()
 {
     const std::lock_guard lock(m_mutex);
-    m_own.reset();
+    m_builtIn.reset();
 }
 
 bool QuillonPreferences::timeIsKeptHere() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_own.has_value();
+    return m_builtIn.has_value();
 }
 
 QString QuillonPreferences::emailInUse() const
 {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_own)
-            return m_own->email;
+        if (m_builtIn)
+            return m_builtIn->email;
     }
     return UserDefaults::standardUserDefaults().stringForKey(SCEmailKey);
 }
@@ -245,8 +245,8 @@ Credentials QuillonPreferences::credentials() const
 {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_own)
-            return *m_own;
+        if (m_builtIn)
+            return *m_builtIn;
     }
     return savedCredentials();
 }

@@ -20,13 +20,13 @@ struct Credentials
     QString fullUrl; ///< the account's base address, without a slash at the end
 };
 
-/// The person's account and options in memory, loaded from the settings file and the keyring.
+/// The user's account and options in memory, loaded from the settings file and the keyring.
 ///
-/// Setters change memory only; `save` writes everything. An absent text is a null one. Main thread only, unless a
+/// Setters change memory only; `save` writes everything. An absent string is null. Main thread only, unless a
 /// method says otherwise.
 ///
-/// The account in use is the saved one, or that of the built-in service while the time is kept here. Then the
-/// saved one stays what it was, and can be changed and tried out, while nothing of the other is ever saved.
+/// The account in use is the saved one, or the one of the built-in service while the time is kept here. Then the saved
+/// one stays what it was, and can be changed and tried out, while nothing of the other is ever saved.
 class QuillonPreferences final : public QObject
 {
     Q_OBJECT
@@ -50,14 +50,14 @@ public:
     void setEmail(const QString& email);
 
     /// Looked up in the keyring on first use, without a prompt: that takes 30 ms, or 2 s where the keyring hangs. If
-    /// the keyring is locked the person is asked once, and `passwordArrived` tells when the password is there.
+    /// the keyring is locked the user is asked once, and `passwordArrived` announces the password.
     QString password();
     void setPassword(const QString& password);
     /// Whether the account in use has its password without a look-up.
     bool isPasswordLoaded() const { return m_passwordLoaded || timeIsKeptHere(); }
 
-    /// True when no keyring keeps the password, because there is none or the person would not unlock it: it is
-    /// forgotten when the program ends. Looks it up if need be.
+    /// True when no keyring keeps the password, because there is none or the user would not unlock it: it is forgotten
+    /// when the program ends. Looks it up if need be.
     bool passwordKeptForThisRunOnly();
 
     /// The account's name: what was typed, freed of scheme and service domain. Rewrites what is stored.
@@ -66,9 +66,9 @@ public:
     /// The base address of the account in use.
     QString fullUrl();
 
-    /// From now on the account in use is `own`, at the built-in service. Without an address nobody is signed
-    /// in: the service is not there yet, or does not start.
-    void keepTimeHere(const Credentials& own);
+    /// From now on the account in use is `builtIn`, at the built-in service. Without an address nobody is signed in:
+    /// the service is not there yet, or does not start.
+    void keepTimeHere(const Credentials& builtIn);
     /// The saved account is in use again, as at first.
     void keepTimeElsewhere();
     bool timeIsKeptHere() const;
@@ -99,11 +99,11 @@ public:
     QString emailInUse() const;
 
 signals:
-    /// QuillonPreferencesChangedNotification. Sent by who saved, not by `save`.
+    /// QuillonPreferencesChangedNotification. Sent by whoever saved, not by `save`.
     void preferencesChanged();
     /// The keyring was unlocked after a look-up that had found it locked.
     void passwordArrived();
-    /// The person was asked to unlock the keyring for a password to be saved, and it is clear whether it is kept.
+    /// The user was asked to unlock the keyring for a password to be saved, and has answered.
     void keyringAnswered();
 
 private:
@@ -112,7 +112,7 @@ private:
     QString normalized(QString url) const;
 
     mutable std::mutex m_mutex; ///< guards what any thread may read: the next four and the domains
-    std::optional<Credentials> m_own;
+    std::optional<Credentials> m_builtIn;
     QString m_email;
     platform::Secret<QString> m_password;
     QString m_url;

@@ -39,7 +39,7 @@ struct KeychainItem
     std::optional<platform::Secret<QByteArray>> password;
 };
 
-/// Reads, stores and deletes the password of one (user name, service name) pair in the desktop's keyring. A null text
+/// Reads, stores and deletes the password of one (user name, service name) pair in the desktop's keyring. A null string
 /// counts as a missing argument. Main thread only.
 class TolvanKeychainUtils
 {
@@ -52,8 +52,8 @@ public:
     /// Empty when there is no such item. Never prompts. Longer passwords come back cut, see `passwordText`.
     static Result<std::optional<QString>> getPasswordForUsername(const QString& userName, const QString& serviceName);
 
-    /// Adds the item or replaces its password, whatever `updateExisting` says. `Locked` where the person is asked to
-    /// unlock the keyring: `later` is called with what became of it when they have answered.
+    /// Adds the item or replaces its password, whatever `updateExisting` says. `Locked` where the user is asked to
+    /// unlock the keyring: `later` is called with the outcome once they have answered.
     static Result<void> storeUsername(const QString& userName, const QString& password, const QString& serviceName,
                                       bool updateExisting, std::function<void(Result<void>)> later = {});
 
@@ -64,8 +64,8 @@ public:
     static Result<std::optional<KeychainItem>> getKeychainItemReferenceForUsername(const QString& userName,
                                                                                    const QString& serviceName);
 
-    /// The text of a stored password: its first 1023 bytes, without a sign that this cuts in two. Null when the bytes
-    /// are no UTF-8.
+    /// A stored password as a string: its first 1023 bytes, without a character that this cuts in two. Null when the
+    /// bytes are not UTF-8.
     static QString passwordText(const QByteArray& stored);
 };
 

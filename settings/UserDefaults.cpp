@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// What an INI file says, as text: an unquoted comma makes a list of it, which was hardly meant.
+/// A value of an INI file as text. An unquoted comma makes a list of it, which was hardly meant.
 QString textOf(const QVariant& value)
 {
     if (value.typeId() == QMetaType::QStringList)
@@ -115,16 +115,6 @@ void UserDefaults::setString(QLatin1StringView key, const QString& text)
     set(key, text.isNull() ? QVariant() : QVariant(text));
 }
 
-void UserDefaults::setBool(QLatin1StringView key, bool value)
-{
-    set(key, value);
-}
-
-void UserDefaults::setInteger(QLatin1StringView key, qint64 value)
-{
-    set(key, value);
-}
-
 void UserDefaults::set(QLatin1StringView name, const QVariant& value)
 {
     const std::lock_guard lock(m_mutex);
@@ -140,7 +130,7 @@ bool UserDefaults::synchronize()
 {
     if (!m_changed.isEmpty()) {
         platform::makeFolder(QFileInfo(m_file).path());
-        // It is written beside its place, under a lock: these files are for the person alone, too.
+        // It is written through a file beside it, under a lock: these must be for the user alone, too.
         const mode_t before = umask(0077);
         const auto restore = qScopeGuard([before] { umask(before); });
         QSettings file(m_file, QSettings::IniFormat);

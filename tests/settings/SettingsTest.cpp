@@ -13,6 +13,7 @@
 #include <QTest>
 
 #include <thread>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 using namespace settings;
@@ -232,10 +233,11 @@ private slots:
     {
         Started start(signedIn);
         QuillonPreferences& preferences = start.preferences();
-        preferences.keepTimeHere({u"you@localhost"_s, u"embedded"_s, u".local"_s, u"http://local.localhost:1234"_s});
+        preferences.keepTimeHere(
+            {u"you@localhost"_s, u"secret of the run"_s, u".local"_s, u"http://local.localhost:1234"_s});
         QVERIFY(preferences.isPasswordLoaded());
         QCOMPARE(preferences.fullUrl(), u"http://local.localhost:1234"_s);
-        QCOMPARE(*preferences.credentials().password, u"embedded"_s);
+        QCOMPARE(*preferences.credentials().password, u"secret of the run"_s);
         QCOMPARE(preferences.emailInUse(), u"you@localhost"_s);
         QCOMPARE(preferences.url(), u"acme"_s);
 
@@ -288,27 +290,19 @@ private slots:
         QCOMPARE(start.preferences().url(), expected);
     }
 
-    void baseAddress_data()
-    {
-        QTest::addColumn<bool>("localDebug");
-        QTest::addColumn<QString>("domain");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("service") << false << u".localhost:4711"_s << u"https://acme.quillon.example"_s;
-        QTest::newRow("development") << true << u".localhost:4711"_s << u"http://acme.localhost:4711"_s;
-        // Never the service itself.
-        QTest::newRow("development without a domain") << true << QString() << u"http://acme"_s;
-    }
-
     void baseAddress()
     {
-        QFETCH(bool, localDebug);
-        QFETCH(QString, domain);
-        QFETCH(QString, expected);
-        Started start(signedIn);
-        start.run.info.set("QuillonLocalDebug"_L1, localDebug);
-        start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
-        QCOMPARE(start.preferences().fullUrl(), expected);
-        QCOMPARE(start.preferences().credentials().fullUrl, expected);
+        // A development host without a domain: never the service itself.
+        for (const auto& [localDebug, domain, expected] :
+             {std::tuple(false, u".localhost:4711"_s, u"https://acme.quillon.example"_s),
+              std::tuple(true, u".localhost:4711"_s, u"http://acme.localhost:4711"_s),
+              std::tuple(true, QString(), u"http://acme"_s)}) {
+            Started start(signedIn);
+            start.run.info.set("QuillonLocalDebug"_L1, localDebug);
+            start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
+            QCOMPARE(start.preferences().fullUrl(), expected);
+            QCOMPARE(start.preferences().credentials().fullUrl, expected);
+        }
     }
 
     void passwordIsLookedUpLateAndOnce()
@@ -328,31 +322,20 @@ private slots:
     void passwordGoesToTheKeyringOnly()
     {
         Started start(signedIn);
+        QuillonPreferences& preferences = start.preferences();
         start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
-        start.preferences().setPassword(u"nëw-sesame"_s);
-        start.preferences().save();
+        preferences.save(); // not seen yet
+        QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=old"_s));
+        preferences.setPassword(u"nëw-sesame"_s);
+        preferences.save();
         QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=nëw-sesame"_s));
         QVERIFY(savedSettings().contains("ann@example.com"));
         QVERIFY(!savedSettings().contains("sesame"));
-    }
 
-    void anotherEmailLeavesTheOldItem()
-    {
-        Started start(signedIn);
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "one";
-        start.preferences().setEmail(u"bob@example.com"_s);
-        start.preferences().setPassword(u"two"_s);
-        start.preferences().save();
-        QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=one"_s, u"bob@example.com=two"_s}));
-    }
-
-    void savingUnseenPasswordKeepsIt()
-    {
-        Started start(signedIn);
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
-        start.preferences().setBlinkColon(false);
-        start.preferences().save();
-        QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=sesame"_s));
+        preferences.setEmail(u"bob@example.com"_s);
+        preferences.setPassword(u"two"_s);
+        preferences.save();
+        QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=nëw-sesame"_s, u"bob@example.com=two"_s}));
     }
 
     void lockedKeyringIsAskedForOnce()
@@ -452,54 +435,36 @@ private slots:
         QVERIFY(start.run.secrets.items.empty());
     }
 
-    void keychainFailures_data()
-    {
-        QTest::addColumn<Failure>("failure");
-        QTest::addColumn<int>("code");
-        QTest::newRow("no service") << Failure::NoService << -25291;
-        QTest::newRow("locked") << Failure::Locked << -25308;
-        QTest::newRow("no answer") << Failure::TimedOut << -25312;
-        QTest::newRow("other") << Failure::Other << -25299;
-    }
-
     void keychainFailures()
     {
-        QFETCH(Failure, failure);
-        QFETCH(int, code);
-        Started start;
-        start.run.secrets.items[{service, u"ann"_s}] = "sesame";
-        start.run.secrets.failure = failure;
-        QCOMPARE(TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service).error().code, code);
-        QVERIFY(!TolvanKeychainUtils::storeUsername(u"ann"_s, u"new"_s, service, true));
-        // A locked item is there all the same; storing asks the person to unlock it.
-        QCOMPARE(TolvanKeychainUtils::getKeychainItemReferenceForUsername(u"ann"_s, service).has_value(),
-                 failure == Failure::Locked);
-        start.run.secrets.answerPrompts(true);
-        QCOMPARE(kept(start.run.secrets), QStringList(failure == Failure::Locked ? u"ann=new"_s : u"ann=sesame"_s));
-    }
-
-    void longPasswordsAreCut_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("1024 bytes") << QByteArray(1024, 'x') << QString(1023, u'x');
-        QTest::newRow("a sign before the cut")
-            << QByteArray(1021, 'x') + "\u00e9y" << QString(1021, u'x') + u"\u00e9"_s;
-        QTest::newRow("a sign at the cut") << QByteArray(1022, 'x') + "\u00e9y" << QString(1022, u'x');
-        QTest::newRow("no UTF-8") << QByteArray("se\xff"
-                                                "same")
-                                  << QString();
+        using Utils = TolvanKeychainUtils;
+        for (const auto& [failure, code] : {std::pair(Failure::NoService, -25291), std::pair(Failure::Locked, -25308),
+                                            std::pair(Failure::TimedOut, -25312), std::pair(Failure::Other, -25299)}) {
+            Started start;
+            start.run.secrets.items[{service, u"ann"_s}] = "sesame";
+            start.run.secrets.failure = failure;
+            QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).error().code, code);
+            QVERIFY(!Utils::storeUsername(u"ann"_s, u"new"_s, service, true));
+            // A locked item is there all the same; storing asks the user to unlock it.
+            const bool locked = failure == Failure::Locked;
+            QCOMPARE(Utils::getKeychainItemReferenceForUsername(u"ann"_s, service).has_value(), locked);
+            start.run.secrets.answerPrompts(true);
+            QCOMPARE(kept(start.run.secrets), QStringList(locked ? u"ann=new"_s : u"ann=sesame"_s));
+        }
     }
 
     void longPasswordsAreCut()
     {
-        QFETCH(QByteArray, stored);
-        QFETCH(QString, expected);
         Started start;
-        start.run.secrets.items[{service, u"ann"_s}] = stored;
-        const auto password = TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service);
-        QVERIFY(password);
-        QCOMPARE(*password, expected.isNull() ? std::nullopt : std::optional(expected));
+        const auto read = [&](const QByteArray& stored) {
+            start.run.secrets.items[{service, u"ann"_s}] = stored;
+            return TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service).value();
+        };
+        QCOMPARE(read(QByteArray(1024, 'x')), QString(1023, u'x'));
+        // Never through a character.
+        QCOMPARE(read(QByteArray(1021, 'x') + "\u00e9y"), QString(1021, u'x') + u"\u00e9"_s);
+        QCOMPARE(read(QByteArray(1022, 'x') + "\u00e9y"), QString(1022, u'x'));
+        QCOMPARE(read("not UTF-8: \xff"), std::nullopt);
     }
 
     void keyCodes_data()
@@ -509,12 +474,19 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("sequence");
         QTest::addColumn<int>("evdev");
-        QTest::newRow("M") << qint64(46) << quint64(0x180000) << u"M"_s << u"Ctrl+Alt+M"_s << 50;
-        QTest::newRow("control is Super") << qint64(11) << quint64(0x40000) << u"B"_s << u"Meta+B"_s << 48;
-        QTest::newRow("all") << qint64(18) << quint64(0x1E0000) << u"1"_s << u"Meta+Ctrl+Alt+Shift+1"_s << 2;
-        QTest::newRow("other bits") << qint64(96) << quint64(0x800100) << u"F5"_s << u"F5"_s << 63;
-        QTest::newRow("none") << qint64(-1) << quint64(0x180000) << QString() << QString() << 0;
-        QTest::newRow("unknown") << qint64(10) << quint64(0x180000) << QString() << QString() << 0;
+        const auto row = [](const char* title, qint64 code, quint64 flags, const char* name, const char* sequence,
+                            int evdev) {
+            QTest::newRow(title) << code << flags << QString::fromLatin1(name) << QString::fromLatin1(sequence)
+                                 << evdev;
+        };
+        row("M", 46, 0x180000, "M", "Ctrl+Alt+M", 50);
+        row("control is Super", 11, 0x40000, "B", "Meta+B", 48);
+        row("all", 18, 0x1E0000, "1", "Meta+Ctrl+Alt+Shift+1", 2);
+        row("other bits", 96, 0x800100, "F5", "F5", 63);
+        row("a name of two words", 116, 0x100000, "Page Up", "Ctrl+PgUp", 104);
+        row("a comma", 43, 0x100000, ",", "Ctrl+,", 51);
+        row("none", -1, 0x180000, "", "", 0);
+        row("unknown", 10, 0x180000, "", "", 0);
     }
 
     void keyCodes()
