@@ -35,8 +35,7 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
     setObjectName("Update"_L1);
     setWindowTitle(tr("Software Update"));
 
-    auto* icon = new skin::ImageView(skin::imageNamed("quillon.png"));
-    icon->setFixedSize(IconSize, IconSize);
+    auto* icon = new skin::ImageView(skin::imageNamed("quillon.png"), {IconSize, IconSize});
     auto* heading = label(tr("Quillon %1 Is Available").arg(item.displayName), skin::interfaceFont(15, QFont::Bold));
     heading->setObjectName("headingField"_L1);
     auto* versions = label(tr("You have Quillon %1. The download page is at %2.").arg(thisVersion, item.page.host()),

@@ -60,8 +60,7 @@ void AboutController::loadWindow()
     m_window->setObjectName("About"_L1);
     m_window->setWindowTitle(tr("About Quillon"));
 
-    auto* icon = new ImageView(imageNamed("quillon.png"));
-    icon->setFixedSize(iconSize, iconSize);
+    auto* icon = new ImageView(imageNamed("quillon.png"), {iconSize, iconSize});
     m_versionField = line({}, interfaceFont(12));
     m_versionField->setObjectName("versionField"_L1);
     m_versionField->setTextInteractionFlags(Qt::TextSelectableByMouse);

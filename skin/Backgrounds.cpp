@@ -9,22 +9,11 @@
 using namespace Qt::StringLiterals;
 
 namespace skin {
-namespace {
-
-constexpr int barHeight = 34;
-
-} // namespace
-
-QSize BottomBarView::sizeHint() const
-{
-    return {0, barHeight};
-}
-
 void BottomBarView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     const Image image = imageNamed("tw-bg-footer.png");
-    drawThreePartImage(painter, QRectF(0, 0, width(), barHeight), image, image, image);
+    drawThreePartImage(painter, QRectF(0, 0, width(), BarHeight), image, image, image);
 }
 
 void EditTimerBackground::paintEvent(QPaintEvent*)

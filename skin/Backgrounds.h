@@ -9,8 +9,10 @@ class BottomBarView final : public QWidget
 {
     Q_OBJECT
 public:
+    static constexpr int BarHeight = 34;
+
     using QWidget::QWidget;
-    QSize sizeHint() const override;
+    QSize sizeHint() const override { return {0, BarHeight}; }
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:

@@ -47,11 +47,6 @@ bool HUDBorderlessWindow::event(QEvent* event)
     return QWidget::event(event);
 }
 
-void HUDBorderlessWindow::resizeEvent(QResizeEvent*)
-{
-    applyMask();
-}
-
 void HUDBorderlessWindow::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() != Qt::LeftButton)

@@ -17,11 +17,6 @@ void ImageButton::setImages(Image normal, Image alternate)
     update();
 }
 
-QSize ImageButton::sizeHint() const
-{
-    return m_normal.size().toSize();
-}
-
 void ImageButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);

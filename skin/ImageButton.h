@@ -17,7 +17,7 @@ public:
     /// The picture that the present state shows.
     Image shownImage() const { return isDown() ? m_alternate : m_normal; }
 
-    QSize sizeHint() const override;
+    QSize sizeHint() const override { return m_normal.size().toSize(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -2,21 +2,23 @@
 
 #include "skin/Image.h"
 
+#include <QPainter>
 #include <QWidget>
 
 namespace skin {
 
-/// Shows one picture, stretched over the widget.
+/// Shows one picture at a size of its own.
 class ImageView final : public QWidget
 {
-    Q_OBJECT
 public:
-    explicit ImageView(Image image, QWidget* parent = nullptr);
-
-    QSize sizeHint() const override { return m_image.size().toSize(); }
+    ImageView(Image image, QSize size) : m_image(image) { setFixedSize(size); }
 
 protected:
-    void paintEvent(QPaintEvent* event) override;
+    void paintEvent(QPaintEvent* /*event*/) override
+    {
+        QPainter painter(this);
+        m_image.draw(painter, rect());
+    }
 
 private:
     const Image m_image;

@@ -33,11 +33,6 @@ void LinkButton::goToWebsite()
         platform::Run::current().environment().desktop().openUrl(m_link);
 }
 
-void LinkButton::resetCursorRects()
-{
-    setCursor(Qt::PointingHandCursor);
-}
-
 QSize LinkButton::sizeHint() const
 {
     const QFontMetricsF metrics(font());

@@ -25,7 +25,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    void resetCursorRects();
+    void resetCursorRects() { setCursor(Qt::PointingHandCursor); }
 
     QUrl m_link;
 };

@@ -91,11 +91,6 @@ const TextAttributes& QuillonStatusItemView::hoursAttributes()
     return attributes;
 }
 
-QSizeF QuillonStatusItemView::stringSize(const QString& text)
-{
-    return hoursAttributes().sizeOf(text);
-}
-
 QPointF QuillonStatusItemView::drawPointForString() const
 {
     const QSizeF text = stringSize(m_hoursString);
@@ -129,26 +124,6 @@ bool QuillonStatusItemView::inButton(QPointF point) const
 }
 
 // Drawing
-
-Image QuillonStatusItemView::startStopButton() const
-{
-    return imageNamed(m_isRunning ? "m-h-stop.png" : "m-h-start.png");
-}
-
-Image QuillonStatusItemView::leftCapTextBackground()
-{
-    return imageNamed("m-right-bg-left.png");
-}
-
-Image QuillonStatusItemView::midTextBackground()
-{
-    return imageNamed("m-right-bg-mid.png");
-}
-
-Image QuillonStatusItemView::rightCapTextBackground()
-{
-    return imageNamed("m-right-bg-right.png");
-}
 
 void QuillonStatusItemView::paintEvent(QPaintEvent*)
 {
@@ -297,11 +272,6 @@ void QuillonStatusItemView::rightMouseDown()
     m_menulet.toggleStatusItemMenu();
 }
 
-void QuillonStatusItemView::rightMouseUp()
-{
-    setClicked(false);
-}
-
 void QuillonStatusItemView::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton)
@@ -367,20 +337,10 @@ void QuillonStatusItemView::focusInEvent(QFocusEvent* event)
     showFocus(reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason);
 }
 
-void QuillonStatusItemView::focusOutEvent(QFocusEvent*)
-{
-    showFocus(false);
-}
-
 void QuillonStatusItemView::showFocus(bool shown)
 {
     if (std::exchange(m_focusShown, shown) != shown)
         redisplay();
-}
-
-void QuillonStatusItemView::resizeEvent(QResizeEvent*)
-{
-    redisplay();
 }
 
 void QuillonStatusItemView::changeEvent(QEvent* event)

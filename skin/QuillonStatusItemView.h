@@ -43,7 +43,7 @@ public:
     /// Points that the hours face needs for this text.
     static double computeWidthForHours(const QString& hours);
     static const TextAttributes& hoursAttributes();
-    static QSizeF stringSize(const QString& text);
+    static QSizeF stringSize(const QString& text) { return hoursAttributes().sizeOf(text); }
 
     /// Top left corner of the box of the hours text.
     QPointF drawPointForString() const;
@@ -52,10 +52,10 @@ public:
     /// Whether the point lies on the start and stop button, whichever face is shown.
     bool inButton(QPointF point) const;
 
-    Image startStopButton() const;
-    static Image leftCapTextBackground();
-    static Image midTextBackground();
-    static Image rightCapTextBackground();
+    Image startStopButton() const { return imageNamed(m_isRunning ? "m-h-stop.png" : "m-h-start.png"); }
+    static Image leftCapTextBackground() { return imageNamed("m-right-bg-left.png"); }
+    static Image midTextBackground() { return imageNamed("m-right-bg-mid.png"); }
+    static Image rightCapTextBackground() { return imageNamed("m-right-bg-right.png"); }
 
     /// What the hours are spent on: spoken with them, not drawn.
     void setAbout(const QString& about);
@@ -79,8 +79,8 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    void focusOutEvent(QFocusEvent* /*event*/) override { showFocus(false); }
+    void resizeEvent(QResizeEvent* /*event*/) override { redisplay(); }
     void changeEvent(QEvent* event) override;
 
 private:
@@ -94,7 +94,7 @@ private:
     void mouseDown(const QMouseEvent& event);
     void mouseUp(const QMouseEvent& event);
     void rightMouseDown();
-    void rightMouseUp();
+    void rightMouseUp() { setClicked(false); }
 
     QRectF buttonRect() const;
     void drawFace(QPainter& painter) const;

@@ -34,16 +34,6 @@ Wave RunningButtonBackground::pulsatingTimerAnimation()
             .timing = Wave::Timing::Linear};
 }
 
-Image RunningButtonBackground::image()
-{
-    return imageNamed("tw-icn-stop-active.png");
-}
-
-QSize RunningButtonBackground::sizeHint() const
-{
-    return image().size().toSize();
-}
-
 void RunningButtonBackground::paintEvent(QPaintEvent*)
 {
     if (m_isRunning)

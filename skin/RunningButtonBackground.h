@@ -21,9 +21,9 @@ public:
     bool isRunning() const { return m_isRunning; }
 
     static Wave pulsatingTimerAnimation();
-    static Image image();
+    static Image image() { return imageNamed("tw-icn-stop-active.png"); }
 
-    QSize sizeHint() const override;
+    QSize sizeHint() const override { return image().size().toSize(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

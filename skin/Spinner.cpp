@@ -48,11 +48,6 @@ void Spinner::timerEvent(QTimerEvent* event)
     update();
 }
 
-void Spinner::hideEvent(QHideEvent*)
-{
-    m_timer.stop();
-}
-
 void Spinner::paintEvent(QPaintEvent*)
 {
     if (!m_animating)

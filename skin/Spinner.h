@@ -29,7 +29,7 @@ public:
 
 protected:
     void timerEvent(QTimerEvent* event) override;
-    void hideEvent(QHideEvent* event) override;
+    void hideEvent(QHideEvent* /*event*/) override { m_timer.stop(); }
     void paintEvent(QPaintEvent* event) override;
 
 private:

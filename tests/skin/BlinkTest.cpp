@@ -14,9 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const Wave blink{};
-const Wave slowPulse{.from = 1, .to = 0.2, .duration = 1000ms, .timing = Wave::Timing::Linear};
-
 /// Notes the area of each repaint of a widget.
 class PaintSpy final : public QObject
 {
@@ -40,40 +37,30 @@ class BlinkTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void blinksOnlyWhile_data()
-    {
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<bool>("blinkWhenRunning");
-        QTest::addColumn<bool>("offline");
-        QTest::addColumn<bool>("loggedOut");
-        QTest::addColumn<bool>("blinks");
-        QTest::newRow("running") << true << true << false << false << true;
-        QTest::newRow("stopped") << false << true << false << false << false;
-        QTest::newRow("blinking off") << true << false << false << false << false;
-        QTest::newRow("offline") << true << true << true << false << false;
-        QTest::newRow("signed out") << true << true << false << true << false;
-    }
-
     void blinksOnlyWhile()
     {
-        QFETCH(bool, running);
-        QFETCH(bool, blinkWhenRunning);
-        QFETCH(bool, offline);
-        QFETCH(bool, loggedOut);
-        QFETCH(bool, blinks);
         support::TestRun run;
         ViewOnScreen on;
-        // From blinking into the state: what ran must end at the next draw.
-        on.view.setHours(u"1:05"_s, true);
-        on.picture();
-        QVERIFY(BlinkTicker::sharedTicker().isActive());
-
-        on.view.setHours(u"1:05"_s, running);
-        on.view.setBlinkWhenRunning(blinkWhenRunning);
-        on.view.setOffline(offline);
-        on.view.setLoggedOut(loggedOut);
-        on.picture();
-        QCOMPARE(BlinkTicker::sharedTicker().isActive(), blinks);
+        auto& view = on.view;
+        const auto blinks = [&] {
+            on.picture();
+            return BlinkTicker::sharedTicker().isActive();
+        };
+        view.setHours(u"1:05"_s, true);
+        QVERIFY(blinks());
+        // What blinks ends at the next draw, and begins again.
+        view.setHours(u"1:05"_s, false);
+        QVERIFY(!blinks());
+        view.setHours(u"1:05"_s, true);
+        using View = QuillonStatusItemView;
+        for (void (View::*set)(bool) : {&View::setOffline, &View::setLoggedOut, &View::setBlinkWhenRunning}) {
+            const bool stops = set != &View::setBlinkWhenRunning;
+            QVERIFY(blinks());
+            (view.*set)(stops);
+            QVERIFY(!blinks());
+            (view.*set)(!stops);
+        }
+        QVERIFY(blinks());
     }
 
     void sleepsOutOfSight()

@@ -38,22 +38,18 @@ private slots:
     void everyNameOfBothSkins()
     {
         // Written out: these are the names that drawing code asks for.
-        QStringList names{
-            u"m-h-start"_s,           u"m-h-stop"_s,           u"m-right-bg-left"_s,  u"m-right-bg-mid"_s,
-            u"m-right-bg-right"_s,    u"m-offline"_s,          u"m-sign-in"_s,        u"tw-icn-start"_s,
-            u"tw-icn-start-active"_s, u"tw-icn-stop-active"_s, u"quillon"_s,          u"tw-icn-lock"_s,
-            u"tw-bg-header"_s,        u"tw-bg-footer"_s,       u"hud-background-1"_s, u"hud-background-2"_s,
-            u"hud-background-3"_s,    u"black-title-text"_s,   u"tw-offline"_s};
-        for (const QString& button : {u"btn-tw-submit"_s, u"btn-tw-cancel"_s, u"btn-tw-active"_s, u"btn-hud-submit"_s,
-                                      u"btn-hud-cancel"_s, u"btn-hud-active"_s}) {
-            for (const QString& part : {u"left"_s, u"mid"_s, u"right"_s})
-                names << button + u'-' + part;
+        QStringList names = u"m-h-start m-h-stop m-right-bg-left m-right-bg-mid m-right-bg-right m-offline m-sign-in "
+                            "tw-icn-start tw-icn-start-active tw-icn-stop-active tw-icn-lock tw-bg-header tw-bg-footer "
+                            "hud-background-1 hud-background-2 hud-background-3 black-title-text tw-offline quillon "
+                            "tw-checkbox tw-checkbox-on hud-checkbox hud-checkbox-on"_s.split(u' ');
+        for (const char* button : {"btn-tw-submit", "btn-tw-cancel", "btn-tw-active", "btn-hud-submit",
+                                   "btn-hud-cancel", "btn-hud-active", "btn-big-submit", "btn-big-active"}) {
+            for (const char* part : {"left", "mid", "right"})
+                names << u"%1-%2"_s.arg(QLatin1StringView(button), QLatin1StringView(part));
         }
-        for (const QString& sign : {u"tw-back"_s, u"tw-forward"_s, u"tw-today"_s, u"tw-arrow"_s, u"hud-arrow"_s,
-                                    u"tw-edit-hours"_s, u"tw-add-one"_s})
-            names << sign << sign + u"-active"_s;
-        for (const QString& box : {u"tw-checkbox"_s, u"hud-checkbox"_s})
-            names << box << box + u"-on"_s;
+        for (const QString& symbol :
+             u"tw-back tw-forward tw-today tw-arrow hud-arrow tw-edit-hours tw-add-one"_s.split(u' '))
+            names << symbol << symbol + u"-active"_s;
         for (const QString& name : names) {
             const QImage image = drawn((name + u".png"_s).toStdString(), 2);
             int inked = 0;
@@ -77,10 +73,10 @@ private slots:
         QTest::newRow("order of parts") << u"0a80Ff"_s << QColor(10, 128, 255);
         QTest::newRow("short is a small number") << u"ff"_s << QColor(0, 0, 255);
         QTest::newRow("more than six digits") << u"12345678"_s << QColor(0x34, 0x56, 0x78);
-        QTest::newRow("leading blank and 0x") << u" 0x2F2F2F"_s << QColor(47, 47, 47);
-        QTest::newRow("ends at the first other sign") << u"12zz"_s << QColor(0, 0, 0x12);
+        QTest::newRow("leading space and 0x") << u" 0x2F2F2F"_s << QColor(47, 47, 47);
+        QTest::newRow("ends at the first other character") << u"12zz"_s << QColor(0, 0, 0x12);
         QTest::newRow("too large") << u"123456789"_s << QColor(255, 255, 255);
-        QTest::newRow("no number") << u"#EEEEEE"_s << QColor(0, 0, 0);
+        QTest::newRow("not a number") << u"#EEEEEE"_s << QColor(0, 0, 0);
         QTest::newRow("null") << QString() << QColor(0, 0, 0);
     }
 
