@@ -99,8 +99,8 @@ public:
         field.setFocus();
         field.selectAll();
         key(Qt::Key_Delete);
-        for (const QChar sign : text)
-            QTest::keyClick(controller->window().windowHandle(), sign.toLatin1());
+        for (const QChar character : text)
+            QTest::keyClick(controller->window().windowHandle(), character.toLatin1());
     }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     {

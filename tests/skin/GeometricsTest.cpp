@@ -56,7 +56,7 @@ private slots:
         QTest::newRow("every kind of break") << u"a\nb\rc\r\nd\u2028e\u2029f\vg\fh\u0085i"_s << 126.0;
         QTest::newRow("wraps") << u"Reworked the invoice import so that the totals agree with the ledger"_s << 28.0;
         QTest::newRow("control characters") << u"bell \u0007 escape \u001b null \u0000 end"_s << 14.0;
-        QTest::newRow("signs of other fonts") << u"שלום ẹ̷̌ 🎉 日本語"_s << 14.0;
+        QTest::newRow("characters of other fonts") << u"שלום ẹ̷̌ 🎉 日本語"_s << 14.0;
         QTest::newRow("one word, wider than the line") << QString(200, u'm') << 98.0;
     }
 
@@ -96,7 +96,8 @@ private slots:
 
     void linesStandOnTheirPitch()
     {
-        // The same sign on each of four lines, among signs of other fonts, stands 14 points below the one before it.
+        // The same letter on each of four lines, among characters of other fonts, stands 14 points below the one before
+        // it.
         const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), notesWidth), {300, 14});
         const auto [top, bottom] = inkRows(plain);
         QVERIFY(top >= 1 && bottom <= 12);
