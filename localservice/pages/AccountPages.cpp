@@ -161,7 +161,7 @@ Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
                 {.title = "Your Account", .section = Section::Account, .status = typed ? typed->problem.status : 200},
                 [&](Html& html) {
                     if (typed && typed->problem.field.empty())
-                        html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, typed->problem.message);
+                        writeProblem(html, typed->problem.message);
                     if (visit.query.text("note") == "password")
                         html.leaf("p", {{"class", "note"}, {"role", "status"}}, "Your password has been changed.");
                     {

@@ -81,6 +81,16 @@ int count(SQLite::Database& database, const Asker& asker, const std::string& fro
     return query.executeStep() ? query.getColumn(0).getInt() : 0;
 }
 
+/// Further parameters of lists: ?5 whether archived, ?6 what is searched for, ?7 and ?8 the lines of a page.
+void bindList(Row& query, const Asker& asker, const ListQuery& asked)
+{
+    asker.bind(query);
+    query.bind(5, int{asked.archived});
+    query.bind(6, asked.search);
+    query.bind(7, ListQuery::perPage);
+    query.bind(8, ListQuery::perPage * (asked.page - 1));
+}
+
 Booked bookedOn(SQLite::Database& database, const Asker& asker, const std::string& column, Id id)
 {
     Row query(database, "SELECT month, whole FROM (" + bookedBy(column) + ") WHERE id = ?5");
@@ -198,11 +208,7 @@ CatalogViews::Seen<Listing<ProjectLine>> CatalogViews::projects(const ListQuery&
                       " AND (?6 = '' OR instr(lower(c.name || char(10) || COALESCE(p.name, '') || char(10) ||"
                       "   COALESCE(p.code, '')), lower(?6)))"
                       " ORDER BY c.name COLLATE NOCASE, c.id, p.name COLLATE NOCASE, p.code, p.id LIMIT ?7 OFFSET ?8");
-        asker.bind(query);
-        query.bind(5, int{asked.archived});
-        query.bind(6, asked.search);
-        query.bind(7, ListQuery::perPage);
-        query.bind(8, ListQuery::perPage * (asked.page - 1));
+        bindList(query, asker, asked);
         Listing<ProjectLine> list;
         while (query.executeStep()) {
             list.lines.push_back(projectLine(query));
@@ -233,11 +239,7 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
                                 mayUse +
                                 " AND (?6 = '' OR instr(lower(t.name), lower(?6)))"
                                 " ORDER BY t.name COLLATE NOCASE, t.id LIMIT ?7 OFFSET ?8");
-        asker.bind(query);
-        query.bind(5, int{asked.archived});
-        query.bind(6, asked.search);
-        query.bind(7, ListQuery::perPage);
-        query.bind(8, ListQuery::perPage * (asked.page - 1));
+        bindList(query, asker, asked);
         Listing<TaskLine> list;
         std::map<Id, std::size_t> places;
         while (query.executeStep()) {

@@ -152,7 +152,7 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
     const bool runs = entry.timerStarted.has_value();
     if (runs || !fixed) {
         const auto form = formTo(html, visit, path + "/timer");
-        html.empty("input", {{"type", "hidden"}, {"name", "state"}, {"value", runs ? "stopped" : "running"}});
+        writeHidden(html, "state", runs ? "stopped" : "running");
         html.leaf("button",
                   {{"class", runs ? "small stop" : "small start"},
                    {"aria-label", (runs ? "Stop the timer of " : "Start the timer of ") + what}},
@@ -270,7 +270,7 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
                     [&](Html& html) { writeDayNavigation(html, day, today); }};
     return page(visit, head, [&](Html& html) {
         if (problem && problem->field.empty())
-            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
+            writeProblem(html, problem->message);
         if (*running && (*running)->day != day)
             writeRunningElsewhere(html, **running, visit.now);
         writeWeek(html, day, today, sums, week);

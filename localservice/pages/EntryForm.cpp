@@ -86,7 +86,7 @@ void writeHidden(Html& html, const EntryDraft& draft)
                                                        {"shown", draft.shown},
                                                        {"updated", std::to_string(draft.updated)}};
     for (const auto& [name, value] : fields)
-        html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+        writeHidden(html, name, value);
 }
 
 Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
@@ -96,12 +96,9 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
     const auto error = [&](std::string_view field) {
         return problem && problem->field == field ? problem->message : std::string();
     };
-    const auto hidden = [&](std::string_view name, const std::string& value) {
-        html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
-    };
-    hidden("entry", std::to_string(draft.id));
-    hidden("shown", draft.shown);
-    hidden("updated", std::to_string(draft.updated));
+    writeHidden(html, "entry", std::to_string(draft.id));
+    writeHidden(html, "shown", draft.shown);
+    writeHidden(html, "updated", std::to_string(draft.updated));
 
     const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking).value_or(Bookings::List{});
     writeChoice(html,

@@ -77,7 +77,7 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
             const auto buttons = html.in("div", {{"class", "buttons"}});
             html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Keep It as It Is");
         } else if (problem && problem->field.empty()) {
-            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
+            writeProblem(html, problem->message);
         }
         const auto sheet = html.in("section", {{"class", "sheet"}});
         const auto form = entryForm(html, visit, draft, problem, &entry);
@@ -199,7 +199,7 @@ Reply chooseProject(const Visit& visit, const std::vector<Id>& /*numbers*/)
         {
             const auto form = formTo(html, visit, "/entries/projects", "search");
             writeHidden(html, draft);
-            html.empty("input", {{"type", "hidden"}, {"name", "booking"}, {"value", draft.booking}});
+            writeHidden(html, "booking", draft.booking);
             writeField(html, {.name = "words",
                               .label = "Project, code or client",
                               .value = words,

@@ -103,6 +103,16 @@ void writeField(Html& html, const Field& field)
     writeHelp(html, field);
 }
 
+void writeHidden(Html& html, std::string_view name, const std::string& value)
+{
+    html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+}
+
+void writeProblem(Html& html, std::string_view message)
+{
+    html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, message);
+}
+
 void writeTextArea(Html& html, const Field& field, int rows)
 {
     const auto box = html.in("div", {{"class", cssClassOf(field)}});
@@ -227,7 +237,7 @@ Reply questionPage(const Visit& visit, const Question& question, const std::func
         html.leaf("p", question.text);
         const auto form = formTo(html, visit, question.action, "buttons");
         for (const auto& [name, value] : question.fields)
-            html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+            writeHidden(html, name, value);
         html.leaf("button", {{"class", "danger"}}, question.yes);
         html.leaf("a", {{"class", "button"}, {"href", question.back}}, question.no);
     });

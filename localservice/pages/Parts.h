@@ -42,6 +42,10 @@ struct Choice
 };
 
 void writeField(Html& html, const Field& field);
+/// A value that goes along with a form, unseen.
+void writeHidden(Html& html, std::string_view name, const std::string& value);
+/// Why a form as a whole was not accepted.
+void writeProblem(Html& html, std::string_view message);
 /// The same for a text of several lines.
 void writeTextArea(Html& html, const Field& field, int rows = 3);
 /// The same with a list to choose from; the choice of `field.value` is the present one.

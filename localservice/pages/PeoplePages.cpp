@@ -54,12 +54,6 @@ std::string errorOf(const std::optional<Problem>& problem, std::string_view fiel
     return problem && problem->field == field ? problem->message : std::string();
 }
 
-void writeProblem(Html& html, const std::optional<Problem>& problem)
-{
-    if (problem && problem->field.empty())
-        html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, problem->message);
-}
-
 PersonDetails detailsOf(const Form& form)
 {
     return {form.trimmed("email"), form.text("first-name"), form.text("last-name"), form.has("admin")};
@@ -166,7 +160,8 @@ Reply newPage(const Visit& visit, const Draft& draft)
                  .upPath = list,
                  .upName = "People"},
                 [&](Html& html) {
-                    writeProblem(html, draft.problem);
+                    if (draft.problem && draft.problem->field.empty())
+                        writeProblem(html, draft.problem->message);
                     const auto sheet = html.in("section", {{"class", "sheet"}});
                     const auto form = formTo(html, visit, list, "fields");
                     writeDetails(html, draft, true);
@@ -323,7 +318,8 @@ Reply personPage(const Visit& visit, Id id, const Draft* typed = nullptr)
                  .upPath = list,
                  .upName = "People"},
                 [&](Html& html) {
-                    writeProblem(html, draft.problem);
+                    if (draft.problem && draft.problem->field.empty())
+                        writeProblem(html, draft.problem->message);
                     if (!member.active)
                         html.leaf("p", {{"class", "hint"}}, member.name() + " is archived and cannot sign in.");
                     {

@@ -74,11 +74,6 @@ void overlay(ProjectView& view, const Form& form, bool fresh)
     }
 }
 
-void hidden(Html& html, std::string_view name, const std::string& value)
-{
-    html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
-}
-
 void writeDetails(Html& html, const ProjectView& view, const std::vector<NamedRecord>& clients, const Form& form,
                   const std::optional<Problem>& problem, bool fresh)
 {
@@ -235,20 +230,20 @@ void writePeople(Html& html, const ProjectView& view, bool fresh)
 /// What the form shows, sent back with it.
 void writeShown(Html& html, const ProjectView& view)
 {
-    hidden(html, "was-name", view.fields.name);
-    hidden(html, "was-code", view.fields.code);
-    hidden(html, "was-client", std::to_string(view.fields.client));
+    writeHidden(html, "was-name", view.fields.name);
+    writeHidden(html, "was-code", view.fields.code);
+    writeHidden(html, "was-client", std::to_string(view.fields.client));
     if (view.fields.billable)
-        hidden(html, "was-billable", "1");
+        writeHidden(html, "was-billable", "1");
     for (const auto& task : view.tasks) {
         if (task.offered)
-            hidden(html, "was-task", std::to_string(task.id));
+            writeHidden(html, "was-task", std::to_string(task.id));
         if (task.billable)
-            hidden(html, "was-task-billable", std::to_string(task.id));
+            writeHidden(html, "was-task-billable", std::to_string(task.id));
     }
     for (const auto& person : view.people) {
         if (person.assigned)
-            hidden(html, "was-person", std::to_string(person.id));
+            writeHidden(html, "was-person", std::to_string(person.id));
     }
 }
 

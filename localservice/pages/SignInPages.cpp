@@ -86,7 +86,7 @@ Reply signInPage(const SignIn& signIn)
     return plainPage({"Sign In", Section::None, signIn.status}, [&](Html& html) {
         html.leaf("p", {{"class", "lead"}}, signIn.accountName);
         if (!signIn.problem.empty())
-            html.leaf("p", {{"class", "problem"}, {"role", "alert"}}, signIn.problem);
+            writeProblem(html, signIn.problem);
         else if (!signIn.held.empty())
             html.leaf(
                 "p", {{"class", "hint"}, {"role", "status"}},
@@ -98,10 +98,10 @@ Reply signInPage(const SignIn& signIn)
         }
         const auto sheet = html.in("div", {{"class", "sheet"}});
         const auto form = html.in("form", {{"method", "post"}, {"action", "/sign-in"}});
-        html.empty("input", {{"type", "hidden"}, {"name", "to"}, {"value", signIn.target}});
+        writeHidden(html, "to", signIn.target);
         if (!signIn.held.empty()) {
-            html.empty("input", {{"type", "hidden"}, {"name", "held_target"}, {"value", signIn.held.target}});
-            html.empty("input", {{"type", "hidden"}, {"name", "held_fields"}, {"value", signIn.held.fields}});
+            writeHidden(html, "held_target", signIn.held.target);
+            writeHidden(html, "held_fields", signIn.held.fields);
         }
         writeField(html, {.name = "email",
                           .label = "Email",
@@ -157,7 +157,7 @@ Reply sendAgainPage(const Visit& visit, const HeldForm& held)
         }
         const auto form = formTo(html, visit, held.target, "buttons");
         for (const auto& [name, value] : fields.fields())
-            html.empty("input", {{"type", "hidden"}, {"name", name}, {"value", value}});
+            writeHidden(html, name, value);
         html.leaf("button", {{"class", "main"}}, "Send Again");
         html.leaf("a", {{"class", "button"}, {"href", "/daily"}}, "Discard");
     });
