@@ -65,7 +65,7 @@ def main(quillon, service):
         while not (re.search(r"password +\S+", said) and re.search("http", said)):
             said += server.stdout.readline()
         port, email, password = (re.search(what, said)[1]
-                                 for what in (r"http\S*:(\d+)", r"e-mail +(\S+)", r"password +(\S+)"))
+                                 for what in (r"http\S*:(\d+)", r"email +(\S+)", r"password +(\S+)"))
         config = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "Quillon"
         config.mkdir(parents=True)
         (config / "Quillon.conf").write_text(f"[General]\nQuillonUrl=local\nEmail={email}\n")

@@ -56,7 +56,7 @@ def main(quillon, service):
             while not (re.search(r"password +\S+", said) and re.search("http", said)):
                 said += server.stdout.readline()
             port = re.search(r"http\S*:(\d+)", said)[1]
-            email = re.search(r"e-mail +(\S+)", said)[1]
+            email = re.search(r"email +(\S+)", said)[1]
             password = re.search(r"password +(\S+)", said)[1]
             info = folder / "info.json"
             info.write_text(f'{{"QuillonLocalDebug": true, "QuillonDevelopmentDomain": ".localhost:{port}"}}')
