@@ -84,16 +84,6 @@ std::array<QuillonAutocompleter*, 2> EditTimerController::pickers() const
     return {m_projectAutocompleter.get(), m_taskAutocompleter.get()};
 }
 
-TimesheetEditSheet* EditTimerController::editTimerSheet() const
-{
-    return m_editTimerSheet;
-}
-
-InvalidEntrySheet* EditTimerController::invalidEntrySheet() const
-{
-    return m_invalidEntrySheet;
-}
-
 void EditTimerController::setTimesheetController(EditTimerOwner* timesheetController)
 {
     m_timesheetController = timesheetController;

@@ -57,9 +57,6 @@ public:
 
     ProjectQuillonAutocompleter& projectAutocompleter() const { return *m_projectAutocompleter; }
     TaskQuillonAutocompleter& taskAutocompleter() const { return *m_taskAutocompleter; }
-    /// Null before there is a window.
-    TimesheetEditSheet* editTimerSheet() const;
-    InvalidEntrySheet* invalidEntrySheet() const;
 
     void showEditTimer();
     bool isShown() const;

@@ -36,8 +36,8 @@ NewTimerController::NewTimerController()
 
 NewTimerController::~NewTimerController()
 {
-    m_projectAutocompleter.setDelegate(nullptr);
-    m_taskAutocompleter.setDelegate(nullptr);
+    for (QuillonAutocompleter* picker : pickers())
+        picker->setDelegate(nullptr);
     if (m_window->isVisible())
         orderOut();
 }
@@ -48,8 +48,7 @@ void NewTimerController::awakeFromNib()
     setupCustomButtons();
     m_projectAutocompleter.addToView(*window.contentView, {14, 38});
     m_taskAutocompleter.addToView(*window.contentView, {14, 72});
-    for (QuillonAutocompleter* picker : {static_cast<QuillonAutocompleter*>(&m_projectAutocompleter),
-                                         static_cast<QuillonAutocompleter*>(&m_taskAutocompleter)}) {
+    for (QuillonAutocompleter* picker : pickers()) {
         picker->setDelegate(this);
         picker->setEntry(m_entry.get());
         picker->matchWidth(*window.notesText->parentWidget());
@@ -109,8 +108,7 @@ void NewTimerController::show()
     setEntry(model::DayEntry::entryWithDefaults());
     if (!goesOn) {
         // What is left of another time would look like a choice.
-        for (QuillonAutocompleter* picker : {static_cast<QuillonAutocompleter*>(&m_projectAutocompleter),
-                                             static_cast<QuillonAutocompleter*>(&m_taskAutocompleter)}) {
+        for (QuillonAutocompleter* picker : pickers()) {
             if (!picker->selectedValue())
                 picker->clear();
             picker->setInvalid(false);
@@ -155,23 +153,21 @@ void NewTimerController::orderOut()
 void NewTimerController::setEntry(model::DayEntry* entry)
 {
     m_entry = entry;
-    m_projectAutocompleter.setEnabled(true);
-    m_taskAutocompleter.setEnabled(true);
-    if (m_state != State::Idle) {
-        m_projectAutocompleter.replaceEntry(entry);
-        m_taskAutocompleter.replaceEntry(entry);
-        return;
+    const bool idle = m_state == State::Idle;
+    for (QuillonAutocompleter* picker : pickers()) {
+        picker->setEnabled(true);
+        idle ? picker->setEntry(entry) : picker->replaceEntry(entry);
     }
-    m_projectAutocompleter.setEntry(entry);
-    m_taskAutocompleter.setEntry(entry);
+    if (!idle)
+        return;
     m_window->notesText->setText(entry ? entry->notes() : QString());
     m_window->durationInput->setText(entry && entry->hours() ? entry->hoursMinutes() : QString());
     setSaveButtonState();
     m_state = State::Idle;
     // Whoever is about to type replaces what stands there, also when it came after the window.
-    for (QLineEdit* field : {m_projectAutocompleter.textField(), m_taskAutocompleter.textField()}) {
-        if (field->hasFocus())
-            field->selectAll();
+    for (const QuillonAutocompleter* picker : pickers()) {
+        if (picker->textField()->hasFocus())
+            picker->textField()->selectAll();
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <QObject>
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -85,6 +86,7 @@ private:
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
     bool returnPressed(QuillonAutocompleter& inCompleter) override;
 
+    std::array<QuillonAutocompleter*, 2> pickers() { return {&m_projectAutocompleter, &m_taskAutocompleter}; }
     void awakeFromNib();
     void setupCustomButtons();
     void controlTextDidChange();

@@ -50,32 +50,26 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     title->setPalette(palette);
     title->setFixedHeight(27);
 
-    notesText = new NotesField(Look::Dark);
-    notesText->setObjectName(u"notesText"_s);
+    notesText = named("notesText", new NotesField(Look::Dark));
     notesText->setAccessibleName(tr("Notes"));
     notesText->setPlaceholderText(tr("Notes"));
     auto* notesBackground = frame(*notesText, Look::Dark, {4, 3, 3, 3});
     notesBackground->setFixedHeight(notesHeight);
 
-    showDurationCheckButton = new HUDCheckBox({});
-    showDurationCheckButton->setObjectName(u"showDurationCheckButton"_s);
+    showDurationCheckButton = named("showDurationCheckButton", new HUDCheckBox({}));
     showDurationCheckButton->setFocusPolicy(Qt::TabFocus);
 
-    durationTextField = new QLineEdit;
-    durationTextField->setObjectName(u"durationTextField"_s);
+    durationTextField = named("durationTextField", new QLineEdit);
     durationTextField->setAccessibleName(tr("Duration"));
     dress(*durationTextField, Look::Dark);
     durationInput = new HoursInput(*durationTextField, {});
-    m_durationBackground = frame(*durationTextField, Look::Dark, {5, 1, 5, 1});
-    m_durationBackground->setObjectName(u"durationBackground"_s);
+    m_durationBackground = named("durationBackground", frame(*durationTextField, Look::Dark, {5, 1, 5, 1}));
     m_durationBackground->setFixedSize(durationSize);
-    durationHint = new HintLabel(Look::Dark);
-    durationHint->setObjectName(u"durationHint"_s);
+    durationHint = named("durationHint", new HintLabel(Look::Dark));
     // It stays where it is while the panel grows and uncovers it from above.
     auto* uncovered = new QWidget;
     uncovered->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
-    durationContainer = new QWidget(uncovered);
-    durationContainer->setObjectName(u"durationContainer"_s);
+    durationContainer = named("durationContainer", new QWidget(uncovered));
     durationContainer->resize(panelWidth, 3 + durationSize.height() + glow);
     auto* duration = new QHBoxLayout(durationContainer);
     duration->setContentsMargins(margin + 23, 3, 0, glow);
@@ -91,10 +85,9 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     updateDurationHint();
     durationContainer->hide();
 
-    cancelButton = new skin::QuillonHUDButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel);
-    cancelButton->setObjectName(u"cancelButton"_s);
-    saveButton = new skin::QuillonHUDButtonCell(tr("Start"));
-    saveButton->setObjectName(u"saveButton"_s);
+    cancelButton =
+        named("cancelButton", new skin::QuillonHUDButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel));
+    saveButton = named("saveButton", new skin::QuillonHUDButtonCell(tr("Start")));
     for (skin::QuillonHUDButtonCell* button : {cancelButton, saveButton}) {
         button->setMinimumWidth(buttonWidth);
         button->installEventFilter(this);

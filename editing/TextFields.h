@@ -11,6 +11,14 @@ class QuillonTextFieldBackground;
 
 namespace editing {
 
+/// Gives the widget its object name.
+template <class Widget>
+Widget* named(const char* name, Widget* widget)
+{
+    widget->setObjectName(QLatin1StringView(name));
+    return widget;
+}
+
 /// On which skin a field lies.
 enum class Look
 {

@@ -75,15 +75,12 @@ QWidget* row(std::initializer_list<QWidget*> parts, int spacing)
 
 skin::QuillonTextFieldBackground* fieldFrame(const char* name, QWidget& field)
 {
-    auto* made = frame(field, Look::Light, insideField);
-    made->setObjectName(QLatin1StringView(name));
-    return made;
+    return named(name, frame(field, Look::Light, insideField));
 }
 
 QLineEdit* timeField(const char* name, const QString& spoken, const QString& prompt)
 {
-    auto* field = new QLineEdit;
-    field->setObjectName(QLatin1StringView(name));
+    auto* field = named(name, new QLineEdit);
     dress(*field, Look::Light);
     field->setAccessibleName(spoken);
     field->setPlaceholderText(prompt);
@@ -103,28 +100,23 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     containerView->setObjectName(u"containerView"_s);
     containerView->setFixedSize(containerSize);
 
-    datePicker = new DatePicker;
-    datePicker->setObjectName(u"datePicker"_s);
+    datePicker = named("datePicker", new DatePicker);
     dateBackground = fieldFrame("dateBackground", *datePicker);
     dateBackground->setFixedSize(dateSize);
-    notesField = new NotesField(Look::Light);
-    notesField->setObjectName(u"notesField"_s);
+    notesField = named("notesField", new NotesField(Look::Light));
     notesField->setPlaceholderText(tr("Notes"));
     notesField->setAccessibleName(tr("Notes"));
     notesField->setAccessibleDescription(tr("Return saves, Alt+Return begins a new line."));
-    notesBackground = frame(*notesField, Look::Light, {4, 2, 2, 3});
-    notesBackground->setObjectName(u"notesBackground"_s);
+    notesBackground = named("notesBackground", frame(*notesField, Look::Light, {4, 2, 2, 3}));
     notesBackground->setFixedHeight(notesHeight);
 
-    hoursField = new skin::QuillonHoursTextField;
-    hoursField->setObjectName(u"hoursField"_s);
+    hoursField = named("hoursField", new skin::QuillonHoursTextField);
     dress(*hoursField, Look::Light);
     hoursField->setAccessibleName(tr("Hours"));
     hoursInput = new HoursInput(*hoursField, u"0:00"_s);
     durationContainerAndHoursBackground = fieldFrame("durationContainerAndHoursBackground", *hoursField);
     durationContainerAndHoursBackground->setFixedSize(hoursSize);
-    editHoursButton = new skin::QuillonEditHoursButtonCell;
-    editHoursButton->setObjectName(u"editHoursButton"_s);
+    editHoursButton = named("editHoursButton", new skin::QuillonEditHoursButtonCell);
     editHoursButton->setFocusPolicy(Qt::NoFocus); // the field itself is next to it
     durationContainerAndHoursBackground->layout()->addWidget(editHoursButton);
     m_hoursRow = row({durationContainerAndHoursBackground, label(tr("hours"), 13)}, 8);
@@ -138,17 +130,14 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     auto* to = label(tr("to"), 13);
     to->setAlignment(Qt::AlignCenter);
     to->setMinimumWidth(22);
-    timestampContainer = row({startTimeBackground, to, endTimeBackground}, 0);
-    timestampContainer->setObjectName(u"timestampContainer"_s);
+    timestampContainer = named("timestampContainer", row({startTimeBackground, to, endTimeBackground}, 0));
 
-    timeHint = new HintLabel(Look::Light);
-    timeHint->setObjectName(u"timeHint"_s);
+    timeHint = named("timeHint", new HintLabel(Look::Light));
     timeHint->setContentsMargins(margin, 0, margin, 0);
     timeHint->setFixedHeight(15);
-    cancelButton = new skin::QuillonButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel);
-    cancelButton->setObjectName(u"cancelButton"_s);
-    saveButton = new skin::QuillonButtonCell(tr("Save"));
-    saveButton->setObjectName(u"saveButton"_s);
+    cancelButton =
+        named("cancelButton", new skin::QuillonButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel));
+    saveButton = named("saveButton", new skin::QuillonButtonCell(tr("Save")));
     // A click leaves the focus in the field: what is typed there is not taken for finished by cancelling.
     for (QWidget* button : {cancelButton, saveButton}) {
         button->setFocusPolicy(Qt::TabFocus);
