@@ -22,116 +22,111 @@ class BusGuardsTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void guards_data();
-    void guards();
-    void nothingToToggle();
-    void statusOfTheCurrentEntry();
+    void guards_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QString>("online");
+        QTest::addColumn<QString>("offline");
+        QTest::addColumn<QString>("signedOut");
+        QTest::addColumn<QString>("effect");
+        const QString offline = u"com.wrenfold.Quillon1.Error.Offline"_s;
+        const QString signedOut = u"com.wrenfold.Quillon1.Error.SignedOut"_s;
+        const QString unknown = u"com.wrenfold.Quillon1.Error.NoSuchAction"_s;
+        const QString done;
+        QTest::newRow("toggle") << u"toggle"_s << done << offline << done << u"GET /daily/timer/1"_s;
+        QTest::newRow("new") << u"new-timer"_s << done << offline << signedOut << u"New Timer"_s;
+        QTest::newRow("timesheet") << u"timesheet"_s << done << done << signedOut << u"Timesheet"_s;
+        QTest::newRow("page") << u"manage-tasks"_s << done << done << signedOut << u"/tasks"_s;
+        QTest::newRow("preferences") << u"preferences"_s << done << done << done << u"Quillon Preferences"_s;
+        QTest::newRow("about") << u"about"_s << done << done << done << u"About Quillon"_s;
+        QTest::newRow("unknown") << u"abuot"_s << unknown << unknown << unknown << QString();
+    }
+
+    void guards()
+    {
+        QFETCH(QString, action);
+        QFETCH(QString, effect);
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        const app::SessionBus bus(*run.menulet, nullptr);
+
+        // The error, and whether the action had its effect.
+        const auto ask = [&] {
+            run.shown();
+            run.test.desktop.opened.clear();
+            run.requested();
+            const QString answer = perform(run, bus, action);
+            QStringList seen = run.shown() + run.requested();
+            for (const QUrl& url : run.test.desktop.opened)
+                seen << url.path();
+            return std::pair(answer, seen.contains(effect));
+        };
+        const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
+
+        QFETCH(QString, online);
+        QCOMPARE(ask(), expected(online));
+        QFETCH(QString, offline);
+        run.test.network.setReachable(false);
+        QCOMPARE(ask(), expected(offline));
+        run.test.network.setReachable(true);
+        run.settle();
+        QFETCH(QString, signedOut);
+        run.menulet->authenticationFailed();
+        QCOMPARE(ask(), expected(signedOut));
+    }
+
+    void nothingToToggle()
+    {
+        AppRun run;
+        run.start();
+        const app::SessionBus bus(*run.menulet, nullptr);
+        // What there is to do instead is shown, and a script hears that no timer came of it.
+        const auto toggle = [&] {
+            run.shown();
+            run.requested();
+            const QString answer = perform(run, bus, u"toggle"_s);
+            return QStringList(answer.section(u'.', -1)) + run.shown() + run.requested();
+        };
+        QCOMPARE(toggle(), QStringList({u"NoEntry"_s, u"New Timer"_s}));
+        run.test.network.setReachable(false);
+        QCOMPARE(toggle(), QStringList(u"Offline"_s));
+        run.menulet->authenticationFailed();
+        QCOMPARE(toggle(), QStringList({u"SignedOut"_s, u"Quillon Preferences"_s}));
+
+        // Refused by the service, and a reply that is neither yes nor no.
+        run.test.network.setReachable(true);
+        run.settle();
+        run.startTimer(u"Design"_s);
+        const std::string id = run.menulet->company()->mostRecentDayEntry()->idString().toStdString();
+        run.peer.answer("GET /daily/timer/" + id, {{500, "oops"}, {200, "<!DOCTYPE html>"}});
+        QCOMPARE(toggle().first(), u"Failed"_s);
+        QCOMPARE(toggle().first(), u"Failed"_s);
+        QCOMPARE(toggle().first(), QString());
+    }
+
+    void statusOfTheCurrentEntry()
+    {
+        AppRun run;
+        run.start();
+        QObject object;
+        const app::SessionBus bus(*run.menulet, &object);
+        const auto status = [&] {
+            const QObject* adaptor = object.children().constFirst();
+            QStringList values;
+            for (const char* name : {"State", "Hours", "Running", "Offline", "SignedOut", "Project", "Task", "Client"})
+                values << adaptor->property(name).toString();
+            return values.join(u'|');
+        };
+        run.startTimer(u"Design"_s);
+        QCOMPARE(status(), u"running|0:00|true|false|false|[W1] Website|Design|Harbour"_s);
+        run.test.network.setReachable(false);
+        QCOMPARE(status(), u"offline|0:00|true|true|false|[W1] Website|Design|Harbour"_s);
+        // Nothing of an account whose password is no longer right.
+        run.menulet->authenticationFailed();
+        QCOMPARE(status(), u"offline|0:00|true|true|true|||"_s);
+    }
 };
-
-void BusGuardsTest::guards_data()
-{
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<QString>("online");
-    QTest::addColumn<QString>("offline");
-    QTest::addColumn<QString>("signedOut");
-    QTest::addColumn<QString>("effect");
-    const QString offline = u"com.wrenfold.Quillon1.Error.Offline"_s;
-    const QString signedOut = u"com.wrenfold.Quillon1.Error.SignedOut"_s;
-    const QString unknown = u"com.wrenfold.Quillon1.Error.NoSuchAction"_s;
-    const QString done;
-    QTest::newRow("toggle") << u"toggle"_s << done << offline << done << u"GET /daily/timer/1"_s;
-    QTest::newRow("new") << u"new-timer"_s << done << offline << signedOut << u"New Timer"_s;
-    QTest::newRow("timesheet") << u"timesheet"_s << done << done << signedOut << u"Timesheet"_s;
-    QTest::newRow("page") << u"manage-tasks"_s << done << done << signedOut << u"/tasks"_s;
-    QTest::newRow("preferences") << u"preferences"_s << done << done << done << u"Quillon Preferences"_s;
-    QTest::newRow("about") << u"about"_s << done << done << done << u"About Quillon"_s;
-    QTest::newRow("unknown") << u"abuot"_s << unknown << unknown << unknown << QString();
-}
-
-void BusGuardsTest::guards()
-{
-    QFETCH(QString, action);
-    QFETCH(QString, effect);
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    const app::SessionBus bus(*run.menulet, nullptr);
-
-    // The error, and whether the action had its effect.
-    const auto ask = [&] {
-        run.shown();
-        run.test.desktop.opened.clear();
-        run.requested();
-        const QString answer = perform(run, bus, action);
-        QStringList seen = run.shown() + run.requested();
-        for (const QUrl& url : run.test.desktop.opened)
-            seen << url.path();
-        return std::pair(answer, seen.contains(effect));
-    };
-    const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
-
-    QFETCH(QString, online);
-    QCOMPARE(ask(), expected(online));
-    QFETCH(QString, offline);
-    run.test.network.setReachable(false);
-    QCOMPARE(ask(), expected(offline));
-    run.test.network.setReachable(true);
-    run.settle();
-    QFETCH(QString, signedOut);
-    run.menulet->authenticationFailed();
-    QCOMPARE(ask(), expected(signedOut));
-}
-
-void BusGuardsTest::nothingToToggle()
-{
-    AppRun run;
-    run.start();
-    const app::SessionBus bus(*run.menulet, nullptr);
-    // What there is to do instead is shown, and a script hears that no timer came of it.
-    const auto toggle = [&] {
-        run.shown();
-        run.requested();
-        const QString answer = perform(run, bus, u"toggle"_s);
-        return QStringList(answer.section(u'.', -1)) + run.shown() + run.requested();
-    };
-    QCOMPARE(toggle(), QStringList({u"NoEntry"_s, u"New Timer"_s}));
-    run.test.network.setReachable(false);
-    QCOMPARE(toggle(), QStringList(u"Offline"_s));
-    run.menulet->authenticationFailed();
-    QCOMPARE(toggle(), QStringList({u"SignedOut"_s, u"Quillon Preferences"_s}));
-
-    // Refused by the service, and a reply that is neither yes nor no.
-    run.test.network.setReachable(true);
-    run.settle();
-    run.startTimer(u"Design"_s);
-    const std::string id = run.menulet->company()->mostRecentDayEntry()->idString().toStdString();
-    run.peer.answer("GET /daily/timer/" + id, {{500, "oops"}, {200, "<!DOCTYPE html>"}});
-    QCOMPARE(toggle().first(), u"Failed"_s);
-    QCOMPARE(toggle().first(), u"Failed"_s);
-    QCOMPARE(toggle().first(), QString());
-}
-
-void BusGuardsTest::statusOfTheCurrentEntry()
-{
-    AppRun run;
-    run.start();
-    QObject object;
-    const app::SessionBus bus(*run.menulet, &object);
-    const auto status = [&] {
-        const QObject* adaptor = object.children().constFirst();
-        QStringList values;
-        for (const char* name : {"State", "Hours", "Running", "Offline", "SignedOut", "Project", "Task", "Client"})
-            values << adaptor->property(name).toString();
-        return values.join(u'|');
-    };
-    run.startTimer(u"Design"_s);
-    QCOMPARE(status(), u"running|0:00|true|false|false|[W1] Website|Design|Harbour"_s);
-    run.test.network.setReachable(false);
-    QCOMPARE(status(), u"offline|0:00|true|true|false|[W1] Website|Design|Harbour"_s);
-    // Nothing of an account whose password is no longer right.
-    run.menulet->authenticationFailed();
-    QCOMPARE(status(), u"offline|0:00|true|true|true|||"_s);
-}
 
 QUILLON_OFFSCREEN_TEST_MAIN(BusGuardsTest)
 #include "BusGuardsTest.moc"

@@ -137,472 +137,448 @@ class IdleTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void asksAtTheThreshold_data();
-    void asksAtTheThreshold();
-    void asksOnlyWhoIsAskedFor_data();
-    void asksOnlyWhoIsAskedFor();
-    void nobodyToMeasure();
-    void nothingRunning();
-    void growsWhileOpen();
-    void closesWhenStoppedElsewhere_data();
-    void closesWhenStoppedElsewhere();
-    void closesWhenThePersonStopsTheTimer();
-    void asksAboutTheSameTimerAcrossASleep();
-    void closesWithTheAccount();
-    void continueTiming();
-    void removesIdleTime();
-    void removesNoMoreThanThereIs();
-    void deletedElsewhereBeforeTheAnswer();
-    void failures_data();
-    void failures();
-    void sleepCounts_data();
-    void sleepCounts();
-    void twoSleepsAreOneAbsence();
-    void clockPutForwardOrBackDuringSleep_data();
-    void clockPutForwardOrBackDuringSleep();
-    void hoursFromBeforeTheSleepAreNotLost_data();
-    void hoursFromBeforeTheSleepAreNotLost();
-    void hoursOfUnknownAgeStayAsTheyAre_data();
-    void hoursOfUnknownAgeStayAsTheyAre();
-    void twoHoursComeOutRight();
-};
+    void asksAtTheThreshold_data()
+    {
+        QTest::addColumn<int>("threshold");
+        QTest::addColumn<int>("minutes");
+        QTest::addColumn<QString>("alert");
+        QTest::newRow("one minute, in the plural") << 1 << 1 << asksAboutMinutes(1);
+        QTest::newRow("the last that is told in minutes") << 59 << 59 << asksAboutMinutes(59);
+        QTest::newRow("an hour and a quarter") << 75 << 75 << asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s);
+    }
 
-void IdleTest::asksAtTheThreshold_data()
-{
-    QTest::addColumn<int>("threshold");
-    QTest::addColumn<int>("minutes");
-    QTest::addColumn<QString>("alert");
-    QTest::newRow("one minute, in the plural") << 1 << 1 << asksAboutMinutes(1);
-    QTest::newRow("the last that is told in minutes") << 59 << 59 << asksAboutMinutes(59);
-    QTest::newRow("an hour and a quarter") << 75 << 75 << asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s);
-}
+    void asksAtTheThreshold()
+    {
+        QFETCH(int, threshold);
+        QFETCH(int, minutes);
+        QFETCH(QString, alert);
+        IdleRun run(threshold);
+        run.startTimer(u"Design"_s);
+        run.work(2 * kStep);
+        run.away(measured(minutes) - 1s);
+        QCOMPARE(run.alert(), kNoAlert);
+        run.away(kStep);
+        QCOMPARE(run.alert(), alert);
+        const platform::Alert shown = run.test.alerts.shown.back();
+        QCOMPARE(shown.text, u"Would you like to stop your timer and remove the minutes, or continue timing?"_s);
+        QCOMPARE(shown.buttons.value(shown.escapeButton), u"Continue Timing"_s);
+        QVERIFY(shown.unasked);
+    }
 
-void IdleTest::asksAtTheThreshold()
-{
-    QFETCH(int, threshold);
-    QFETCH(int, minutes);
-    QFETCH(QString, alert);
-    IdleRun run(threshold);
-    run.startTimer(u"Design"_s);
-    run.work(2 * kStep);
-    run.away(measured(minutes) - 1s);
-    QCOMPARE(run.alert(), kNoAlert);
-    run.away(kStep);
-    QCOMPARE(run.alert(), alert);
-    const platform::Alert shown = run.test.alerts.shown.back();
-    QCOMPARE(shown.text, u"Would you like to stop your timer and remove the minutes, or continue timing?"_s);
-    QCOMPARE(shown.buttons.value(shown.escapeButton), u"Continue Timing"_s);
-    QVERIFY(shown.unasked);
-}
+    void asksOnlyWhoIsAskedFor_data()
+    {
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<int>("threshold");
+        QTest::addColumn<QString>("alert");
+        QTest::newRow("switched off") << false << 1 << kNoAlert;
+        QTest::newRow("switched on, with a shorter time") << true << 1 << asksAboutMinutes(5);
+        QTest::newRow("with a longer time") << true << 20 << kNoAlert;
+    }
 
-void IdleTest::asksOnlyWhoIsAskedFor_data()
-{
-    QTest::addColumn<bool>("enabled");
-    QTest::addColumn<int>("threshold");
-    QTest::addColumn<QString>("alert");
-    QTest::newRow("switched off") << false << 1 << kNoAlert;
-    QTest::newRow("switched on, with a shorter time") << true << 1 << asksAboutMinutes(5);
-    QTest::newRow("with a longer time") << true << 20 << kNoAlert;
-}
+    // What is changed in the preferences counts from the next look on.
+    void asksOnlyWhoIsAskedFor()
+    {
+        QFETCH(bool, enabled);
+        QFETCH(int, threshold);
+        QFETCH(QString, alert);
+        IdleRun run(10);
+        QCOMPARE(run.menulet->idleTimer().considerIdleAfterSeconds(), 600.0);
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(5));
+        auto& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setIdleTimerEnabled(enabled);
+        preferences.setIdleMinutesThreshold(threshold);
+        run.away(kStep);
+        QCOMPARE(run.alert(), alert);
+    }
 
-// What is changed in the preferences counts from the next look on.
-void IdleTest::asksOnlyWhoIsAskedFor()
-{
-    QFETCH(bool, enabled);
-    QFETCH(int, threshold);
-    QFETCH(QString, alert);
-    IdleRun run(10);
-    QCOMPARE(run.menulet->idleTimer().considerIdleAfterSeconds(), 600.0);
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(5));
-    auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.setIdleTimerEnabled(enabled);
-    preferences.setIdleMinutesThreshold(threshold);
-    run.away(kStep);
-    QCOMPARE(run.alert(), alert);
-}
+    void nobodyToMeasure()
+    {
+        IdleRun run(1);
+        run.startTimer(u"Design"_s);
+        run.test.idle.measurable = false;
+        QCOMPARE(app::SystemIdleTime(), -1);
+        run.away(5min);
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.menulet->idleTimer().computedIdleTime(), 1.0);
+        // Sleep is seen all the same.
+        run.test.sleep.sleep(20min);
+        QCOMPARE(run.alert(), asksAboutMinutes(19));
+    }
 
-void IdleTest::nobodyToMeasure()
-{
-    IdleRun run(1);
-    run.startTimer(u"Design"_s);
-    run.test.idle.measurable = false;
-    QCOMPARE(app::SystemIdleTime(), -1);
-    run.away(5min);
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.menulet->idleTimer().computedIdleTime(), 1.0);
-    // Sleep is seen all the same.
-    run.test.sleep.sleep(20min);
-    QCOMPARE(run.alert(), asksAboutMinutes(19));
-}
+    void nothingRunning()
+    {
+        IdleRun run;
+        run.work(kStep);
+        run.away(measured(12) + kStep);
+        QCOMPARE(run.alert(), kNoAlert);
+        QVERIFY(run.menulet->idleTime() >= 720);
+        QVERIFY(!run.menulet->displayingIdleAlert());
+        // A timer that somebody starts elsewhere is one to be asked about.
+        run.menulet->resetIdleTimer();
+        QCOMPARE(run.menulet->idleTime(), 0.0);
+        run.startTimer(u"Design"_s);
+        run.away(kStep);
+        QCOMPARE(run.alert(), asksAboutMinutes(12));
+    }
 
-void IdleTest::nothingRunning()
-{
-    IdleRun run;
-    run.work(kStep);
-    run.away(measured(12) + kStep);
-    QCOMPARE(run.alert(), kNoAlert);
-    QVERIFY(run.menulet->idleTime() >= 720);
-    QVERIFY(!run.menulet->displayingIdleAlert());
-    // A timer that somebody starts elsewhere is one to be asked about.
-    run.menulet->resetIdleTimer();
-    QCOMPARE(run.menulet->idleTime(), 0.0);
-    run.startTimer(u"Design"_s);
-    run.away(kStep);
-    QCOMPARE(run.alert(), asksAboutMinutes(12));
-}
+    void growsWhileOpen()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        QCOMPARE(run.alert(), asksAboutMinutes(10));
+        run.away(measured(8));
+        QCOMPARE(run.alert(), asksAboutMinutes(18));
+        run.away(measured(57));
+        QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
+        run.menulet->applicationWasIdle(700.9);
+        QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
+        // The person is back, and what was measured stays until they say what is to become of it.
+        run.work(2min);
+        QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
 
-void IdleTest::growsWhileOpen()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    QCOMPARE(run.alert(), asksAboutMinutes(10));
-    run.away(measured(8));
-    QCOMPARE(run.alert(), asksAboutMinutes(18));
-    run.away(measured(57));
-    QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
-    run.menulet->applicationWasIdle(700.9);
-    QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
-    // The person is back, and what was measured stays until they say what is to become of it.
-    run.work(2min);
-    QCOMPARE(run.alert(), asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s));
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
+    void closesWhenStoppedElsewhere_data()
+    {
+        QTest::addColumn<bool>("deleted");
+        QTest::newRow("stopped") << false;
+        QTest::newRow("deleted") << true;
+    }
 
-void IdleTest::closesWhenStoppedElsewhere_data()
-{
-    QTest::addColumn<bool>("deleted");
-    QTest::newRow("stopped") << false;
-    QTest::newRow("deleted") << true;
-}
+    void closesWhenStoppedElsewhere()
+    {
+        QFETCH(bool, deleted);
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        QVERIFY(run.menulet->runningTimerWhenIdleStarted());
+        if (deleted)
+            run.deleteElsewhere();
+        else
+            run.toggleElsewhere();
+        run.away(30s + kStep); // a refresh, and the look after it
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.corrections(), QStringList());
+        QVERIFY(!run.menulet->displayingIdleAlert());
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
 
-void IdleTest::closesWhenStoppedElsewhere()
-{
-    QFETCH(bool, deleted);
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    QVERIFY(run.menulet->runningTimerWhenIdleStarted());
-    if (deleted)
+    void closesWhenThePersonStopsTheTimer()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        run.test.idle.touch();
+        run.menulet->toggleCurrentTimer(nullptr);
+        run.settle();
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.menulet->idleTime(), 0.0);
+        QCOMPARE(run.corrections(), QStringList());
+    }
+
+    // Who lets the question lie and works on may send the machine to sleep for a moment.
+    void asksAboutTheSameTimerAcrossASleep()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        run.work(kStep);
+        run.test.sleep.sleep(3min);
+        QCOMPARE(run.alert(), asksAboutMinutes(10));
+        run.elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(run.website)},
+                                                    {u"task_id"_s, QString::number(run.meetings)},
+                                                    {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}));
+        run.refresh();
+        run.press(1);
+        QCOMPARE(run.corrections(), QStringList());
+        QCOMPARE(run.alert(), kNoAlert);
+    }
+
+    void closesWithTheAccount()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        run.test.idle.touch();
+        emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
+        run.settle();
+        QCOMPARE(run.alert(), kNoAlert);
+        QVERIFY(!run.menulet->displayingIdleAlert());
+    }
+
+    void continueTiming()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        run.test.idle.touch();
+        QVERIFY(run.press(0));
+        QCOMPARE(run.menulet->idleTime(), 0.0);
+        QVERIFY(!run.menulet->runningTimerWhenIdleStarted());
+        QVERIFY(!run.menulet->runningTimerSavedAt().isValid());
+        run.work(5min);
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.corrections(), QStringList());
+        run.away(measured(10) + kStep);
+        QCOMPARE(run.alert(), asksAboutMinutes(10));
+    }
+
+    void removesIdleTime()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(30min);
+        run.away(1290s);
+        QCOMPARE(run.alert(), asksAboutMinutes(20));
+        run.test.idle.touch();
+        QVERIFY(run.press(1));
+        // Known since the first report, which came at 600 fast seconds.
+        QCOMPARE(run.corrections(), QStringList{u"0.52 stopped Tue, 15 Jan 2013 09:40:45 +0000"_s});
+        QCOMPARE(run.dayTotal(), 0.52);
+        QCOMPARE(run.menulet->idleTime(), 0.0);
+        run.away(30s);
+        QCOMPARE(run.face(), u"0:31"_s);
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
+
+    void removesNoMoreThanThereIs()
+    {
+        IdleRun run;
+        run.away(measured(30));
+        run.startTimer(u"Design"_s);
+        run.away(15min);
+        QCOMPARE(run.alert(), asksAboutMinutes(43));
+        QVERIFY(run.press(1));
+        QCOMPARE(run.dayTotal(), 0.0);
+        QVERIFY(run.corrections().value(0).startsWith("0.00 stopped"_L1));
+    }
+
+    void deletedElsewhereBeforeTheAnswer()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
         run.deleteElsewhere();
-    else
-        run.toggleElsewhere();
-    run.away(30s + kStep); // a refresh, and the look after it
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.corrections(), QStringList());
-    QVERIFY(!run.menulet->displayingIdleAlert());
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
+        run.menulet->downloadLatest();
+        run.settle();
+        run.startTimer(u"Meetings"_s);
+        run.menulet->downloadLatest();
+        run.settle();
+        QVERIFY(run.press(1));
+        QCOMPARE(run.alert(), u"Running Timer Stopped Elsewhere|OK"_s);
+        QCOMPARE(
+            run.test.alerts.open()->text,
+            u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
+            "more recently edited it outside of Quillon for Mac."_s);
+        QVERIFY(run.menulet->displayingIdleAlert());
+        run.test.idle.touch();
+        QVERIFY(run.press(0));
+        QVERIFY(!run.menulet->displayingIdleAlert());
+        QCOMPARE(run.menulet->idleTime(), 0.0);
+        QCOMPARE(run.corrections(), QStringList());
+    }
 
-void IdleTest::closesWhenThePersonStopsTheTimer()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    run.test.idle.touch();
-    run.menulet->toggleCurrentTimer(nullptr);
-    run.settle();
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.menulet->idleTime(), 0.0);
-    QCOMPARE(run.corrections(), QStringList());
-}
+    void failures_data()
+    {
+        using Arrange = std::function<void(IdleRun&)>;
+        QTest::addColumn<Arrange>("arrange");
+        QTest::addColumn<QString>("text");
+        const auto answers = [](Reply reply) -> Arrange {
+            return [reply](IdleRun& run) {
+                run.peer.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply});
+            };
+        };
+        const QString changed =
+            u"The entry was updated while Quillon for Mac was idle. It looks like your idle time does "
+            "not need to be removed after all."_s;
+        const QString because = u"Your idle time could not be removed due to an error: "_s;
+        QTest::newRow("changed elsewhere") << Arrange(&IdleRun::toggleElsewhere) << changed;
+        QTest::newRow("deleted elsewhere") << Arrange(&IdleRun::deleteElsewhere) << changed;
+        QTest::newRow("refused") << answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"})
+                                 << u"No more."_s;
+        QTest::newRow("refused without a word")
+            << answers({500, "oops"}) << because + u"The service did not say why."_s;
+        QTest::newRow("out of reach") << answers(Reply::closed()) << because;
+    }
 
-// Who lets the question lie and works on may send the machine to sleep for a moment.
-void IdleTest::asksAboutTheSameTimerAcrossASleep()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    run.work(kStep);
-    run.test.sleep.sleep(3min);
-    QCOMPARE(run.alert(), asksAboutMinutes(10));
-    run.elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(run.website)},
-                                                {u"task_id"_s, QString::number(run.meetings)},
-                                                {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}));
-    run.refresh();
-    run.press(1);
-    QCOMPARE(run.corrections(), QStringList());
-    QCOMPARE(run.alert(), kNoAlert);
-}
+    void failures()
+    {
+        QFETCH(std::function<void(IdleRun&)>, arrange);
+        QFETCH(QString, text);
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.away(measured(10) + kStep);
+        arrange(run);
+        run.test.idle.touch();
+        QVERIFY(run.press(1));
+        QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
+        const QString told = run.test.alerts.open()->text;
+        QVERIFY2(text.endsWith(u' ') ? told.size() > text.size() && told.startsWith(text) : told == text,
+                 qPrintable(told));
+        QVERIFY(run.press(0));
+        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.corrections().size(), 1);
+    }
 
-void IdleTest::closesWithTheAccount()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    run.test.idle.touch();
-    emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
-    run.settle();
-    QCOMPARE(run.alert(), kNoAlert);
-    QVERIFY(!run.menulet->displayingIdleAlert());
-}
+    void sleepCounts_data()
+    {
+        QTest::addColumn<int>("threshold");
+        QTest::addColumn<int>("minutes");
+        QTest::addColumn<QString>("alert");
+        QTest::newRow("two hours") << 10 << 120 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
+        QTest::newRow("a little more than the threshold") << 10 << 10 << asksAboutMinutes(10);
+        QTest::newRow("a little less") << 10 << 9 << kNoAlert;
+    }
 
-void IdleTest::continueTiming()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    run.test.idle.touch();
-    QVERIFY(run.press(0));
-    QCOMPARE(run.menulet->idleTime(), 0.0);
-    QVERIFY(!run.menulet->runningTimerWhenIdleStarted());
-    QVERIFY(!run.menulet->runningTimerSavedAt().isValid());
-    run.work(5min);
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.corrections(), QStringList());
-    run.away(measured(10) + kStep);
-    QCOMPARE(run.alert(), asksAboutMinutes(10));
-}
+    void sleepCounts()
+    {
+        QFETCH(int, threshold);
+        QFETCH(int, minutes);
+        QFETCH(QString, alert);
+        IdleRun run(threshold);
+        run.startTimer(u"Design"_s);
+        run.work(5min);
+        bool noted = false;
+        run.test.sleep.sleep(std::chrono::minutes(minutes),
+                             [&] { noted = run.menulet->runningTimerWhenIdleStarted() != nullptr; });
+        QVERIFY(noted);
+        QCOMPARE(run.alert(), alert);
+        QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != kNoAlert);
+        QCOMPARE(run.menulet->idleTimer().computedSleepTime(), minutes * 60.0);
+        // And the looks go on.
+        run.test.idle.touch();
+        run.test.alerts.press(0);
+        run.away(measured(threshold) + kStep);
+        QCOMPARE(run.alert(), asksAboutMinutes(threshold));
+    }
 
-void IdleTest::removesIdleTime()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(30min);
-    run.away(1290s);
-    QCOMPARE(run.alert(), asksAboutMinutes(20));
-    run.test.idle.touch();
-    QVERIFY(run.press(1));
-    // Known since the first report, which came at 600 fast seconds.
-    QCOMPARE(run.corrections(), QStringList{u"0.52 stopped Tue, 15 Jan 2013 09:40:45 +0000"_s});
-    QCOMPARE(run.dayTotal(), 0.52);
-    QCOMPARE(run.menulet->idleTime(), 0.0);
-    run.away(30s);
-    QCOMPARE(run.face(), u"0:31"_s);
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
+    void twoSleepsAreOneAbsence()
+    {
+        IdleRun run(60);
+        run.startTimer(u"Design"_s);
+        run.work(5min);
+        run.test.sleep.sleep(40min);
+        run.away(2 * kStep);
+        QCOMPARE(run.alert(), kNoAlert);
+        run.test.sleep.sleep(40min);
+        // The first one in fast seconds, the second in true ones.
+        QCOMPARE(run.alert(), asksAbout(u"1:17"_s, u"1:17 of Idle Time"_s));
+        run.away(kStep);
+        run.test.sleep.sleep(40min);
+        QCOMPARE(run.alert(), asksAbout(u"1:55"_s, u"1:55 of Idle Time"_s));
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        QVERIFY(run.press(1));
+        QCOMPARE(run.corrections().size(), 1);
+    }
 
-void IdleTest::removesNoMoreThanThereIs()
-{
-    IdleRun run;
-    run.away(measured(30));
-    run.startTimer(u"Design"_s);
-    run.away(15min);
-    QCOMPARE(run.alert(), asksAboutMinutes(43));
-    QVERIFY(run.press(1));
-    QCOMPARE(run.dayTotal(), 0.0);
-    QVERIFY(run.corrections().value(0).startsWith("0.00 stopped"_L1));
-}
+    void clockPutForwardOrBackDuringSleep_data()
+    {
+        QTest::addColumn<int>("minutes");
+        QTest::newRow("back") << -8 * 60;
+        QTest::newRow("forward") << 9 * 60;
+        QTest::newRow("back by as much as the sleep took") << -20;
+    }
 
-void IdleTest::deletedElsewhereBeforeTheAnswer()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    run.deleteElsewhere();
-    run.menulet->downloadLatest();
-    run.settle();
-    run.startTimer(u"Meetings"_s);
-    run.menulet->downloadLatest();
-    run.settle();
-    QVERIFY(run.press(1));
-    QCOMPARE(run.alert(), u"Running Timer Stopped Elsewhere|OK"_s);
-    QCOMPARE(run.test.alerts.open()->text,
-             u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
-             "more recently edited it outside of Quillon for Mac."_s);
-    QVERIFY(run.menulet->displayingIdleAlert());
-    run.test.idle.touch();
-    QVERIFY(run.press(0));
-    QVERIFY(!run.menulet->displayingIdleAlert());
-    QCOMPARE(run.menulet->idleTime(), 0.0);
-    QCOMPARE(run.corrections(), QStringList());
-}
+    void clockPutForwardOrBackDuringSleep()
+    {
+        QFETCH(int, minutes);
+        IdleRun run(10);
+        run.startTimer(u"Design"_s);
+        run.work(kStep);
+        run.test.sleep.sleep(20min, [&] { run.test.time.setNow(run.test.time.now() + std::chrono::minutes(minutes)); });
+        QCOMPARE(run.alert(), asksAboutMinutes(20));
+        run.away(measured(1));
+        QCOMPARE(run.alert(), asksAboutMinutes(20));
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
 
-void IdleTest::failures_data()
-{
-    using Arrange = std::function<void(IdleRun&)>;
-    QTest::addColumn<Arrange>("arrange");
-    QTest::addColumn<QString>("text");
-    const auto answers = [](Reply reply) -> Arrange {
-        return
-            [reply](IdleRun& run) { run.peer.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply}); };
-    };
-    const QString changed = u"The entry was updated while Quillon for Mac was idle. It looks like your idle time does "
-                            "not need to be removed after all."_s;
-    const QString because = u"Your idle time could not be removed due to an error: "_s;
-    QTest::newRow("changed elsewhere") << Arrange(&IdleRun::toggleElsewhere) << changed;
-    QTest::newRow("deleted elsewhere") << Arrange(&IdleRun::deleteElsewhere) << changed;
-    QTest::newRow("refused") << answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"})
-                             << u"No more."_s;
-    QTest::newRow("refused without a word") << answers({500, "oops"}) << because + u"The service did not say why."_s;
-    QTest::newRow("out of reach") << answers(Reply::closed()) << because;
-}
+    void hoursFromBeforeTheSleepAreNotLost_data()
+    {
+        QTest::addColumn<int>("unchangedReplies");
+        QTest::newRow("told every half minute") << 0;
+        QTest::newRow("told again as they were") << 20;
+    }
 
-void IdleTest::failures()
-{
-    QFETCH(std::function<void(IdleRun&)>, arrange);
-    QFETCH(QString, text);
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.away(measured(10) + kStep);
-    arrange(run);
-    run.test.idle.touch();
-    QVERIFY(run.press(1));
-    QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
-    const QString told = run.test.alerts.open()->text;
-    QVERIFY2(text.endsWith(u' ') ? told.size() > text.size() && told.startsWith(text) : told == text, qPrintable(told));
-    QVERIFY(run.press(0));
-    QCOMPARE(run.alert(), kNoAlert);
-    QCOMPARE(run.corrections().size(), 1);
-}
+    void hoursFromBeforeTheSleepAreNotLost()
+    {
+        QFETCH(int, unchangedReplies);
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(30min);
+        const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
+        run.peer.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
+        run.work(unchangedReplies * 30s);
+        run.test.sleep.sleep(2h);
+        QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
+        // Before any refresh has told what the hours are by now.
+        QVERIFY(run.press(1));
+        QVERIFY2(run.corrections().value(0).startsWith("0.50 stopped"_L1), qPrintable(run.corrections().value(0)));
+        QCOMPARE(run.dayTotal(), 0.5);
+    }
 
-void IdleTest::sleepCounts_data()
-{
-    QTest::addColumn<int>("threshold");
-    QTest::addColumn<int>("minutes");
-    QTest::addColumn<QString>("alert");
-    QTest::newRow("two hours") << 10 << 120 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
-    QTest::newRow("a little more than the threshold") << 10 << 10 << asksAboutMinutes(10);
-    QTest::newRow("a little less") << 10 << 9 << kNoAlert;
-}
+    void hoursOfUnknownAgeStayAsTheyAre_data()
+    {
+        QTest::addColumn<QByteArrayList>("refused");
+        QTest::newRow("nothing told") << QByteArrayList{"/account/who_am_i", "/daily", "/daily/15/2013"};
+        QTest::newRow("the account told") << QByteArrayList{"/daily", "/daily/15/2013"};
+        QTest::newRow("another day told") << QByteArrayList{"/daily/15/2013"};
+    }
 
-void IdleTest::sleepCounts()
-{
-    QFETCH(int, threshold);
-    QFETCH(int, minutes);
-    QFETCH(QString, alert);
-    IdleRun run(threshold);
-    run.startTimer(u"Design"_s);
-    run.work(5min);
-    bool noted = false;
-    run.test.sleep.sleep(std::chrono::minutes(minutes),
-                         [&] { noted = run.menulet->runningTimerWhenIdleStarted() != nullptr; });
-    QVERIFY(noted);
-    QCOMPARE(run.alert(), alert);
-    QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != kNoAlert);
-    QCOMPARE(run.menulet->idleTimer().computedSleepTime(), minutes * 60.0);
-    // And the looks go on.
-    run.test.idle.touch();
-    run.test.alerts.press(0);
-    run.away(measured(threshold) + kStep);
-    QCOMPARE(run.alert(), asksAboutMinutes(threshold));
-}
+    void hoursOfUnknownAgeStayAsTheyAre()
+    {
+        QFETCH(QByteArrayList, refused);
+        IdleRun run(10, [&](IdleRun& before) {
+            before.rememberTimer();
+            for (const QByteArray& path : refused)
+                before.peer.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
+        });
+        run.menulet->showTimesheetWindow(nullptr);
+        run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
+        run.work(kStep);
+        run.test.sleep.sleep(12min);
+        QCOMPARE(run.alert(), asksAboutMinutes(12));
+        QVERIFY(run.press(1));
+        QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
+    }
 
-void IdleTest::twoSleepsAreOneAbsence()
-{
-    IdleRun run(60);
-    run.startTimer(u"Design"_s);
-    run.work(5min);
-    run.test.sleep.sleep(40min);
-    run.away(2 * kStep);
-    QCOMPARE(run.alert(), kNoAlert);
-    run.test.sleep.sleep(40min);
-    // The first one in fast seconds, the second in true ones.
-    QCOMPARE(run.alert(), asksAbout(u"1:17"_s, u"1:17 of Idle Time"_s));
-    run.away(kStep);
-    run.test.sleep.sleep(40min);
-    QCOMPARE(run.alert(), asksAbout(u"1:55"_s, u"1:55 of Idle Time"_s));
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    QVERIFY(run.press(1));
-    QCOMPARE(run.corrections().size(), 1);
-}
+    void twoHoursComeOutRight()
+    {
+        IdleRun run;
+        run.startTimer(u"Design"_s);
+        run.work(25min);
+        run.away(9min); // too short to be asked about
+        run.work(16min);
+        run.test.sleep.sleep(30min);
+        QCOMPARE(run.alert(), asksAboutMinutes(30));
+        QVERIFY(run.press(1));
+        run.toggle();
+        run.work(10min);
+        run.away(15min); // 14 of them measured
+        QCOMPARE(run.alert(), asksAboutMinutes(13));
+        run.test.idle.touch();
+        QVERIFY(run.press(1));
+        run.toggle();
+        run.work(15min);
+        run.toggle();
 
-void IdleTest::clockPutForwardOrBackDuringSleep_data()
-{
-    QTest::addColumn<int>("minutes");
-    QTest::newRow("back") << -8 * 60;
-    QTest::newRow("forward") << 9 * 60;
-    QTest::newRow("back by as much as the sleep took") << -20;
-}
-
-void IdleTest::clockPutForwardOrBackDuringSleep()
-{
-    QFETCH(int, minutes);
-    IdleRun run(10);
-    run.startTimer(u"Design"_s);
-    run.work(kStep);
-    run.test.sleep.sleep(20min, [&] { run.test.time.setNow(run.test.time.now() + std::chrono::minutes(minutes)); });
-    QCOMPARE(run.alert(), asksAboutMinutes(20));
-    run.away(measured(1));
-    QCOMPARE(run.alert(), asksAboutMinutes(20));
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
-
-void IdleTest::hoursFromBeforeTheSleepAreNotLost_data()
-{
-    QTest::addColumn<int>("unchangedReplies");
-    QTest::newRow("told every half minute") << 0;
-    QTest::newRow("told again as they were") << 20;
-}
-
-void IdleTest::hoursFromBeforeTheSleepAreNotLost()
-{
-    QFETCH(int, unchangedReplies);
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(30min);
-    const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
-    run.peer.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
-    run.work(unchangedReplies * 30s);
-    run.test.sleep.sleep(2h);
-    QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
-    // Before any refresh has told what the hours are by now.
-    QVERIFY(run.press(1));
-    QVERIFY2(run.corrections().value(0).startsWith("0.50 stopped"_L1), qPrintable(run.corrections().value(0)));
-    QCOMPARE(run.dayTotal(), 0.5);
-}
-
-void IdleTest::hoursOfUnknownAgeStayAsTheyAre_data()
-{
-    QTest::addColumn<QByteArrayList>("refused");
-    QTest::newRow("nothing told") << QByteArrayList{"/account/who_am_i", "/daily", "/daily/15/2013"};
-    QTest::newRow("the account told") << QByteArrayList{"/daily", "/daily/15/2013"};
-    QTest::newRow("another day told") << QByteArrayList{"/daily/15/2013"};
-}
-
-void IdleTest::hoursOfUnknownAgeStayAsTheyAre()
-{
-    QFETCH(QByteArrayList, refused);
-    IdleRun run(10, [&](IdleRun& before) {
-        before.rememberTimer();
-        for (const QByteArray& path : refused)
-            before.peer.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
-    });
-    run.menulet->showTimesheetWindow(nullptr);
-    run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
-    run.work(kStep);
-    run.test.sleep.sleep(12min);
-    QCOMPARE(run.alert(), asksAboutMinutes(12));
-    QVERIFY(run.press(1));
-    QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
-}
-
-void IdleTest::twoHoursComeOutRight()
-{
-    IdleRun run;
-    run.startTimer(u"Design"_s);
-    run.work(25min);
-    run.away(9min); // too short to be asked about
-    run.work(16min);
-    run.test.sleep.sleep(30min);
-    QCOMPARE(run.alert(), asksAboutMinutes(30));
-    QVERIFY(run.press(1));
-    run.toggle();
-    run.work(10min);
-    run.away(15min); // 14 of them measured
-    QCOMPARE(run.alert(), asksAboutMinutes(13));
-    run.test.idle.touch();
-    QVERIFY(run.press(1));
-    run.toggle();
-    run.work(15min);
-    run.toggle();
-
-    constexpr double worked = 25 + 9 + 16 + 10 + 1 + 15;
-    QCOMPARE(qRound(run.dayTotal() * 60), qRound(worked));
-    QCOMPARE(run.face(), u"1:16"_s);
-    QCOMPARE(run.corrections().size(), 2);
-}
+        constexpr double worked = 25 + 9 + 16 + 10 + 1 + 15;
+        QCOMPARE(qRound(run.dayTotal() * 60), qRound(worked));
+        QCOMPARE(run.face(), u"1:16"_s);
+        QCOMPARE(run.corrections().size(), 2);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(IdleTest)
 #include "IdleTest.moc"

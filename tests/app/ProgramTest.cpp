@@ -78,248 +78,233 @@ class ProgramTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void answersWithoutADisplay_data();
-    void answersWithoutADisplay();
-    void displaysThatLeadNowhere_data();
-    void displaysThatLeadNowhere();
-    void brokenInfoFiles_data();
-    void brokenInfoFiles();
-    void keepsTheDayInItsOwnService();
-    void endsAtOnceWhateverTheServiceDoes();
-    void secondStartMakesWay();
-    void relaunchWaitsForTheEnd_data();
-    void relaunchWaitsForTheEnd();
-    void relaunchedAfterACrash();
-    void relaunchCalledWrongly_data();
-    void relaunchCalledWrongly();
-};
+    void answersWithoutADisplay_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QByteArray>("error");
+        QTest::newRow("help") << u"--help"_s << 0 << QByteArray("Usage: quillon") << QByteArray();
+        QTest::newRow("version") << u"--version"_s << 0 << QByteArray("quillon " QUILLON_VERSION "\n") << QByteArray();
+        QTest::newRow("unknown") << u"--lokal"_s << 2 << QByteArray()
+                                 << QByteArray("quillon: there is no option \"--lokal\"");
+        QTest::newRow("nothing to show on")
+            << u"--local"_s << 1 << QByteArray() << QByteArray("quillon: there is no display");
+        QTest::newRow("for the terminal") << u"\u001b[31m\n\u009b"_s << 2 << QByteArray()
+                                          << QByteArray("quillon: there is no command \"\\u{1b}[31m\\u{a}\\u{9b}\" (");
+    }
 
-void ProgramTest::answersWithoutADisplay_data()
-{
-    QTest::addColumn<QString>("argument");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("output");
-    QTest::addColumn<QByteArray>("error");
-    QTest::newRow("help") << u"--help"_s << 0 << QByteArray("Usage: quillon") << QByteArray();
-    QTest::newRow("version") << u"--version"_s << 0 << QByteArray("quillon " QUILLON_VERSION "\n") << QByteArray();
-    QTest::newRow("unknown") << u"--lokal"_s << 2 << QByteArray()
-                             << QByteArray("quillon: there is no option \"--lokal\"");
-    QTest::newRow("nothing to show on") << u"--local"_s << 1 << QByteArray()
-                                        << QByteArray("quillon: there is no display");
-    QTest::newRow("for the terminal") << u"\u001b[31m\n\u009b"_s << 2 << QByteArray()
-                                      << QByteArray("quillon: there is no command \"\\u{1b}[31m\\u{a}\\u{9b}\" (");
-}
-
-void ProgramTest::answersWithoutADisplay()
-{
-    QFETCH(QString, argument);
-    QFETCH(int, status);
-    QFETCH(QByteArray, output);
-    QFETCH(QByteArray, error);
-    Program program({argument});
-    for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-        program.environment.remove(QString::fromLatin1(name));
-    QCOMPARE(program.run(), status);
-    const QByteArray said = program.process.readAllStandardOutput();
-    const QByteArray complained = program.process.readAllStandardError();
-    QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
-    QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
-    QVERIFY2(complained.count('\n') <= 1, complained);
-}
-
-void ProgramTest::displaysThatLeadNowhere_data()
-{
-    QTest::addColumn<QByteArray>("variable");
-    QTest::addColumn<QString>("value");
-    QTest::newRow("X11") << QByteArray("DISPLAY") << u":4711"_s;
-    QTest::newRow("X11, no address") << QByteArray("DISPLAY") << u"\u001b[31m"_s;
-    QTest::newRow("Wayland") << QByteArray("WAYLAND_DISPLAY") << u"wayland-4711"_s;
-    QTest::newRow("no platform of Qt's") << QByteArray("QT_QPA_PLATFORM") << u"nonsense"_s;
-}
-
-void ProgramTest::displaysThatLeadNowhere()
-{
-    QFETCH(QByteArray, variable);
-    QFETCH(QString, value);
-    for (const QStringList& arguments : {QStringList(), QStringList(u"--check"_s)}) {
-        Program program(arguments);
+    void answersWithoutADisplay()
+    {
+        QFETCH(QString, argument);
+        QFETCH(int, status);
+        QFETCH(QByteArray, output);
+        QFETCH(QByteArray, error);
+        Program program({argument});
         for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
             program.environment.remove(QString::fromLatin1(name));
-        program.environment.insert(QString::fromLatin1(variable), value);
-        QCOMPARE(program.run(), 1);
+        QCOMPARE(program.run(), status);
+        const QByteArray said = program.process.readAllStandardOutput();
+        const QByteArray complained = program.process.readAllStandardError();
+        QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
+        QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
+        QVERIFY2(complained.count('\n') <= 1, complained);
+    }
+
+    void displaysThatLeadNowhere_data()
+    {
+        QTest::addColumn<QByteArray>("variable");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("X11") << QByteArray("DISPLAY") << u":4711"_s;
+        QTest::newRow("X11, no address") << QByteArray("DISPLAY") << u"\u001b[31m"_s;
+        QTest::newRow("Wayland") << QByteArray("WAYLAND_DISPLAY") << u"wayland-4711"_s;
+        QTest::newRow("no platform of Qt's") << QByteArray("QT_QPA_PLATFORM") << u"nonsense"_s;
+    }
+
+    void displaysThatLeadNowhere()
+    {
+        QFETCH(QByteArray, variable);
+        QFETCH(QString, value);
+        for (const QStringList& arguments : {QStringList(), QStringList(u"--check"_s)}) {
+            Program program(arguments);
+            for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+                program.environment.remove(QString::fromLatin1(name));
+            program.environment.insert(QString::fromLatin1(variable), value);
+            QCOMPARE(program.run(), 1);
+            const QByteArray complaint = program.process.readAllStandardError();
+            const QByteArray page = program.process.readAllStandardOutput();
+            QCOMPARE(complaint + page.mid(page.lastIndexOf("!! ") + 3),
+                     (arguments.isEmpty() ? QByteArray("quillon: ") : QByteArray("Status item  ")) +
+                         "no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM\n");
+        }
+    }
+
+    void brokenInfoFiles_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("byVariable");
+        QTest::newRow("missing") << QByteArray() << false;
+        QTest::newRow("missing, by variable") << QByteArray() << true;
+        QTest::newRow("too long") << QByteArray("{}").leftJustified(1024 * 1024 + 1) << false;
+        QTest::newRow("endless") << QByteArray("/dev/zero") << false;
+        QTest::newRow("nobody at the other end") << QByteArray("fifo") << true;
+    }
+
+    void brokenInfoFiles()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, byVariable);
+        QTemporaryDir folder;
+        QString name = folder.filePath(u"info.json"_s);
+        if (content.startsWith('/')) {
+            name = QString::fromLatin1(content);
+        } else if (content == "fifo") {
+            QCOMPARE(mkfifo(QFile::encodeName(name).constData(), 0600), 0);
+        } else if (!content.isEmpty()) {
+            QFile file(name);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(content);
+        }
+        Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
+        if (byVariable)
+            program.environment.insert(u"QUILLON_INFO"_s, name);
+        QCOMPARE(program.run(), 2);
         const QByteArray complaint = program.process.readAllStandardError();
-        const QByteArray page = program.process.readAllStandardOutput();
-        QCOMPARE(complaint + page.mid(page.lastIndexOf("!! ") + 3),
-                 (arguments.isEmpty() ? QByteArray("quillon: ") : QByteArray("Status item  ")) +
-                     "no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM\n");
+        QCOMPARE(complaint.count('\n'), 1);
+        QVERIFY2(complaint.contains(name.toLocal8Bit()), complaint);
+        QVERIFY(program.process.readAllStandardOutput().isEmpty());
     }
-}
 
-void ProgramTest::brokenInfoFiles_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<bool>("byVariable");
-    QTest::newRow("missing") << QByteArray() << false;
-    QTest::newRow("missing, by variable") << QByteArray() << true;
-    QTest::newRow("too long") << QByteArray("{}").leftJustified(1024 * 1024 + 1) << false;
-    QTest::newRow("endless") << QByteArray("/dev/zero") << false;
-    QTest::newRow("nobody at the other end") << QByteArray("fifo") << true;
-}
-
-void ProgramTest::brokenInfoFiles()
-{
-    QFETCH(QByteArray, content);
-    QFETCH(bool, byVariable);
-    QTemporaryDir folder;
-    QString name = folder.filePath(u"info.json"_s);
-    if (content.startsWith('/')) {
-        name = QString::fromLatin1(content);
-    } else if (content == "fifo") {
-        QCOMPARE(mkfifo(QFile::encodeName(name).constData(), 0600), 0);
-    } else if (!content.isEmpty()) {
-        QFile file(name);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
+    void keepsTheDayInItsOwnService()
+    {
+        Program program({u"--local"_s});
+        // Off screen Qt warns of what such windows cannot do; the program's own words are no log messages.
+        program.environment.insert(u"QT_LOGGING_RULES"_s, u"default.warning=false"_s);
+        program.start();
+        const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
+        const QString data = program.folder.filePath(u"Quillon/LocalService.sqlite"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store) && QFile::exists(data), 20000);
+        QCOMPARE(QFile::permissions(data) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+        program.process.terminate();
+        QVERIFY(program.process.waitForFinished());
+        QCOMPARE(program.process.exitCode(), 0);
+        QCOMPARE(program.process.readAllStandardError(), QByteArray());
+        // Nothing of the built-in account reaches the settings.
+        QFile settings(program.folder.filePath(u"Quillon/Quillon.conf"_s));
+        QVERIFY(!settings.open(QIODevice::ReadOnly) || !settings.readAll().contains("localhost"));
     }
-    Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
-    if (byVariable)
-        program.environment.insert(u"QUILLON_INFO"_s, name);
-    QCOMPARE(program.run(), 2);
-    const QByteArray complaint = program.process.readAllStandardError();
-    QCOMPARE(complaint.count('\n'), 1);
-    QVERIFY2(complaint.contains(name.toLocal8Bit()), complaint);
-    QVERIFY(program.process.readAllStandardOutput().isEmpty());
-}
 
-void ProgramTest::keepsTheDayInItsOwnService()
-{
-    Program program({u"--local"_s});
-    // Off screen Qt warns of what such windows cannot do; the program's own words are no log messages.
-    program.environment.insert(u"QT_LOGGING_RULES"_s, u"default.warning=false"_s);
-    program.start();
-    const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
-    const QString data = program.folder.filePath(u"Quillon/LocalService.sqlite"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store) && QFile::exists(data), 20000);
-    QCOMPARE(QFile::permissions(data) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
-    program.process.terminate();
-    QVERIFY(program.process.waitForFinished());
-    QCOMPARE(program.process.exitCode(), 0);
-    QCOMPARE(program.process.readAllStandardError(), QByteArray());
-    // Nothing of the built-in account reaches the settings.
-    QFile settings(program.folder.filePath(u"Quillon/Quillon.conf"_s));
-    QVERIFY(!settings.open(QIODevice::ReadOnly) || !settings.readAll().contains("localhost"));
-}
+    void endsAtOnceWhateverTheServiceDoes()
+    {
+        support::ScriptedPeer peer;
+        peer.answer("GET /account/who_am_i", {support::Reply::hanging()});
 
-void ProgramTest::endsAtOnceWhateverTheServiceDoes()
-{
-    support::ScriptedPeer peer;
-    peer.answer("GET /account/who_am_i", {support::Reply::hanging()});
-
-    Program program;
-    program.environment.insert(
-        u"QUILLON_INFO"_s,
-        program.file(u"info.json"_s, "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \".localhost:" +
-                                         QByteArray::number(peer.port()) + "\"}"));
-    QVERIFY(QDir(program.folder.path()).mkdir(u"Quillon"_s));
-    program.file(u"Quillon/Quillon.conf"_s, "[General]\nQuillonUrl=acme\nEmail=ann@example.com\n");
-    program.start();
-    QTRY_COMPARE_WITH_TIMEOUT(peer.requests().size(), std::size_t(1), 20000);
-    QElapsedTimer quitting;
-    quitting.start();
-    program.process.terminate();
-    QVERIFY(program.process.waitForFinished());
-    QVERIFY(quitting.elapsed() < 1000);
-    QCOMPARE(program.process.exitCode(), 0);
-}
-
-void ProgramTest::secondStartMakesWay()
-{
-    Program first({u"--local"_s});
-    first.start();
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(first.folder.filePath(u"Quillon/QuillonX.sqlite"_s)), 20000);
-    Program second({u"--local"_s});
-    second.environment = first.environment;
-    QCOMPARE(second.run(), 0);
-    QCOMPARE(first.process.state(), QProcess::Running);
-}
-
-void ProgramTest::relaunchWaitsForTheEnd_data()
-{
-    QTest::addColumn<QString>("end");
-    QTest::newRow("by itself") << u"exit"_s;
-    QTest::newRow("by a crash") << u"crash"_s;
-    QTest::newRow("before anybody waited") << u"early"_s;
-}
-
-void ProgramTest::relaunchWaitsForTheEnd()
-{
-    QFETCH(QString, end);
-    QProcess running;
-    running.start(u"cat"_s, QStringList()); // runs until its input ends
-    QVERIFY(running.waitForStarted());
-    const QString pid = QString::number(running.processId());
-    if (end == u"early"_s) {
-        running.kill();
-        QVERIFY(running.waitForFinished());
+        Program program;
+        program.environment.insert(
+            u"QUILLON_INFO"_s,
+            program.file(u"info.json"_s, "{\"QuillonLocalDebug\": true, \"QuillonDevelopmentDomain\": \".localhost:" +
+                                             QByteArray::number(peer.port()) + "\"}"));
+        QVERIFY(QDir(program.folder.path()).mkdir(u"Quillon"_s));
+        program.file(u"Quillon/Quillon.conf"_s, "[General]\nQuillonUrl=acme\nEmail=ann@example.com\n");
+        program.start();
+        QTRY_COMPARE_WITH_TIMEOUT(peer.requests().size(), std::size_t(1), 20000);
+        QElapsedTimer quitting;
+        quitting.start();
+        program.process.terminate();
+        QVERIFY(program.process.waitForFinished());
+        QVERIFY(quitting.elapsed() < 1000);
+        QCOMPARE(program.process.exitCode(), 0);
     }
-    QProcess helper;
-    helper.start(QStringLiteral(RELAUNCH), {QStringLiteral(QUILLON), pid, u"--version"_s});
-    QVERIFY(helper.waitForStarted());
-    if (end != u"early"_s) {
-        QTRY_VERIFY(waits(helper));
-        QCOMPARE(helper.bytesAvailable(), 0);
-        if (end == u"exit"_s)
-            running.closeWriteChannel();
-        else
+
+    void secondStartMakesWay()
+    {
+        Program first({u"--local"_s});
+        first.start();
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(first.folder.filePath(u"Quillon/QuillonX.sqlite"_s)), 20000);
+        Program second({u"--local"_s});
+        second.environment = first.environment;
+        QCOMPARE(second.run(), 0);
+        QCOMPARE(first.process.state(), QProcess::Running);
+    }
+
+    void relaunchWaitsForTheEnd_data()
+    {
+        QTest::addColumn<QString>("end");
+        QTest::newRow("by itself") << u"exit"_s;
+        QTest::newRow("by a crash") << u"crash"_s;
+        QTest::newRow("before anybody waited") << u"early"_s;
+    }
+
+    void relaunchWaitsForTheEnd()
+    {
+        QFETCH(QString, end);
+        QProcess running;
+        running.start(u"cat"_s, QStringList()); // runs until its input ends
+        QVERIFY(running.waitForStarted());
+        const QString pid = QString::number(running.processId());
+        if (end == u"early"_s) {
             running.kill();
-        QVERIFY(running.waitForFinished());
+            QVERIFY(running.waitForFinished());
+        }
+        QProcess helper;
+        helper.start(QStringLiteral(RELAUNCH), {QStringLiteral(QUILLON), pid, u"--version"_s});
+        QVERIFY(helper.waitForStarted());
+        if (end != u"early"_s) {
+            QTRY_VERIFY(waits(helper));
+            QCOMPARE(helper.bytesAvailable(), 0);
+            if (end == u"exit"_s)
+                running.closeWriteChannel();
+            else
+                running.kill();
+            QVERIFY(running.waitForFinished());
+        }
+        QVERIFY(helper.waitForFinished());
+        QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
     }
-    QVERIFY(helper.waitForFinished());
-    QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
-}
 
-void ProgramTest::relaunchedAfterACrash()
-{
-    Program program({u"--local"_s});
-    program.start();
-    const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
-    QProcess again;
-    again.setProcessEnvironment(program.environment);
-    again.start(QStringLiteral(RELAUNCH),
-                {QStringLiteral(QUILLON), QString::number(program.process.processId()), u"--local"_s});
-    QVERIFY(again.waitForStarted());
-    const QString executable = u"/proc/%1/exe"_s.arg(again.processId());
-    QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(RELAUNCH)).canonicalFilePath());
+    void relaunchedAfterACrash()
+    {
+        Program program({u"--local"_s});
+        program.start();
+        const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
+        QProcess again;
+        again.setProcessEnvironment(program.environment);
+        again.start(QStringLiteral(RELAUNCH),
+                    {QStringLiteral(QUILLON), QString::number(program.process.processId()), u"--local"_s});
+        QVERIFY(again.waitForStarted());
+        const QString executable = u"/proc/%1/exe"_s.arg(again.processId());
+        QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(RELAUNCH)).canonicalFilePath());
 
-    program.process.kill();
-    QVERIFY(program.process.waitForFinished());
-    QVERIFY(QFile::remove(store));
-    QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(QUILLON)).canonicalFilePath());
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
-    again.terminate();
-    QVERIFY(again.waitForFinished());
-    QCOMPARE(again.exitCode(), 0);
-}
+        program.process.kill();
+        QVERIFY(program.process.waitForFinished());
+        QVERIFY(QFile::remove(store));
+        QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(QUILLON)).canonicalFilePath());
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
+        again.terminate();
+        QVERIFY(again.waitForFinished());
+        QCOMPARE(again.exitCode(), 0);
+    }
 
-void ProgramTest::relaunchCalledWrongly_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("status");
-    QTest::newRow("without a process") << QStringList{u"true"_s} << 2;
-    QTest::newRow("no process has it") << QStringList{u"true"_s, u"-1"_s} << 2;
-    QTest::newRow("no such program") << QStringList{u"/nowhere/quillon"_s, QString::number(1 << 30)} << 1;
-}
+    void relaunchCalledWrongly_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::newRow("without a process") << QStringList{u"true"_s} << 2;
+        QTest::newRow("no process has it") << QStringList{u"true"_s, u"-1"_s} << 2;
+        QTest::newRow("no such program") << QStringList{u"/nowhere/quillon"_s, QString::number(1 << 30)} << 1;
+    }
 
-void ProgramTest::relaunchCalledWrongly()
-{
-    QFETCH(QStringList, arguments);
-    QProcess helper;
-    helper.start(QStringLiteral(RELAUNCH), arguments);
-    QVERIFY(helper.waitForFinished());
-    QTEST(helper.exitCode(), "status");
-    QVERIFY(!helper.readAllStandardError().isEmpty());
-}
+    void relaunchCalledWrongly()
+    {
+        QFETCH(QStringList, arguments);
+        QProcess helper;
+        helper.start(QStringLiteral(RELAUNCH), arguments);
+        QVERIFY(helper.waitForFinished());
+        QTEST(helper.exitCode(), "status");
+        QVERIFY(!helper.readAllStandardError().isEmpty());
+    }
+};
 
 QTEST_GUILESS_MAIN(ProgramTest)
 #include "ProgramTest.moc"

@@ -20,358 +20,341 @@ class RefreshTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void firstStartDownloadsTheDay();
-    void refreshesQuietly();
-    void changedCatalogIsFetchedAgain();
-    void requestsTheDaysThatMatter_data();
-    void requestsTheDaysThatMatter();
-    void yesterdaysTimerIsStillTheCurrentOne();
-    void refusedCredentials();
-    void withoutAnAccount();
-    void timeKeptHereFromNowOn();
-    void repliesThatChangeNothing();
-    void lockedKeyring();
-    void offlineAndBack();
-    void changedSettingsClearTheAccount();
-    void damagedReplies_data();
-    void damagedReplies();
-    void storeThatCannotBeUsed_data();
-    void storeThatCannotBeUsed();
-    void quitsWhileTheServiceHangs();
-};
+    void firstStartDownloadsTheDay()
+    {
+        AppRun run;
+        run.menulet->applicationWillFinishLaunching();
+        QVERIFY(run.menulet->showingInDock());
+        run.menulet->showStatusItem();
+        QCOMPARE(run.face(), u"-:--"_s);
+        QCOMPARE(run.test.statusItem.view, &run.view());
+        QCOMPARE(run.test.statusItem.toolTip, u"Wrenfold"_s);
+        QVERIFY(run.test.statusItem.enabled);
+        QVERIFY(run.peer.requests().empty());
 
-void RefreshTest::firstStartDownloadsTheDay()
-{
-    AppRun run;
-    run.menulet->applicationWillFinishLaunching();
-    QVERIFY(run.menulet->showingInDock());
-    run.menulet->showStatusItem();
-    QCOMPARE(run.face(), u"-:--"_s);
-    QCOMPARE(run.test.statusItem.view, &run.view());
-    QCOMPARE(run.test.statusItem.toolTip, u"Wrenfold"_s);
-    QVERIFY(run.test.statusItem.enabled);
-    QVERIFY(run.peer.requests().empty());
-
-    run.menulet->awakeFromNib();
-    run.settle();
-    QCOMPARE(run.requested(),
-             QStringList({u"GET /account/who_am_i"_s, u"GET /daily/15/2013"_s, u"GET /daily?slim=1"_s}));
-    QCOMPARE(run.face(), u"0:00"_s);
-    QCOMPARE(run.menulet->company()->projects().size(), std::size_t(1));
-    QCOMPARE(run.menulet->currentUser()->email(), u"ann@example.com"_s);
-    QCOMPARE(run.test.updates.backgroundChecks, 1);
-    QCOMPARE(run.test.updates.interval, 3600);
-    QVERIFY(QFile::exists(run.menulet->directoryForDataStore() + u"/QuillonX.sqlite"_s));
-    // The first day that is there opens the timesheet, and only the first.
-    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
-    run.refresh();
-    QCOMPARE(run.shown(), QStringList());
-}
-
-void RefreshTest::refreshesQuietly()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    QCOMPARE(run.face(), u"0:00 running"_s);
-    run.settle();
-    run.requested();
-
-    run.test.time.advance(29s);
-    run.settle();
-    QVERIFY(run.requested().isEmpty());
-    run.test.time.advance(1s);
-    run.settle();
-    QCOMPARE(run.requested(), QStringList{u"GET /daily/15/2013?slim=1"_s});
-    for (int i = 0; i < 9; ++i)
+        run.menulet->awakeFromNib();
+        run.settle();
+        QCOMPARE(run.requested(),
+                 QStringList({u"GET /account/who_am_i"_s, u"GET /daily/15/2013"_s, u"GET /daily?slim=1"_s}));
+        QCOMPARE(run.face(), u"0:00"_s);
+        QCOMPARE(run.menulet->company()->projects().size(), std::size_t(1));
+        QCOMPARE(run.menulet->currentUser()->email(), u"ann@example.com"_s);
+        QCOMPARE(run.test.updates.backgroundChecks, 1);
+        QCOMPARE(run.test.updates.interval, 3600);
+        QVERIFY(QFile::exists(run.menulet->directoryForDataStore() + u"/QuillonX.sqlite"_s));
+        // The first day that is there opens the timesheet, and only the first.
+        QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
         run.refresh();
-    QCOMPARE(run.face(), u"0:05 running"_s);
-    QVERIFY(run.test.alerts.shown.empty());
-}
-
-void RefreshTest::changedCatalogIsFetchedAgain()
-{
-    AppRun run;
-    run.start();
-    run.refresh();
-    run.requested();
-    QVERIFY(run.service.database().value()->renameProject(run.website, "Shop"));
-
-    // The next slim reply tells the new version; then the account and the day come again, in full.
-    run.refresh();
-    const QStringList requests = run.requested();
-    QCOMPARE(requests.mid(0, 3),
-             QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /account/who_am_i"_s, u"GET /daily/15/2013"_s}));
-    QCOMPARE(run.menulet->company()->projects().front()->name(), u"Shop"_s);
-    run.refresh();
-    QCOMPARE(run.requested(), QStringList{u"GET /daily/15/2013?slim=1"_s});
-}
-
-void RefreshTest::requestsTheDaysThatMatter_data()
-{
-    QTest::addColumn<QDate>("onScreen");
-    QTest::addColumn<int>("hoursLater");
-    QTest::addColumn<QStringList>("expected");
-    QTest::newRow("today") << QDate(2013, 1, 15) << 1 << QStringList{u"GET /daily/15/2013?slim=1"_s};
-    QTest::newRow("another day on screen")
-        << QDate(2012, 12, 31) << 1 << QStringList({u"GET /daily/366/2012?slim=1"_s, u"GET /daily/15/2013?slim=1"_s});
-    QTest::newRow("running since yesterday")
-        << QDate(2013, 1, 16) << 20 << QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /daily/16/2013?slim=1"_s});
-    QTest::newRow("both") << QDate(2013, 1, 1) << 20
-                          << QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
-                                          u"GET /daily/16/2013?slim=1"_s});
-}
-
-void RefreshTest::requestsTheDaysThatMatter()
-{
-    QFETCH(QDate, onScreen);
-    QFETCH(int, hoursLater);
-    QFETCH(QStringList, expected);
-
-    AppRun run;
-    run.start();
-    run.menulet->timesheetController()->setCurrentDate(onScreen);
-    run.startTimer(u"Design"_s);
-    run.refresh();
-    run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
-    run.requested();
-    run.menulet->downloadLatest();
-    run.settle();
-    QCOMPARE(run.requested(), expected);
-}
-
-void RefreshTest::yesterdaysTimerIsStillTheCurrentOne()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.test.time.setNow(run.test.time.now() + 16h);
-    run.menulet->downloadLatest();
-    run.settle();
-    QCOMPARE(run.face(), u"16:00 running"_s);
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
-    run.settle();
-    QCOMPARE(run.face(), u"0:00"_s); // stopped, and today has no entry of its own
-}
-
-void RefreshTest::refusedCredentials()
-{
-    AppRun run;
-    run.test.secrets.store(settings::SCServiceName(), u"ann@example.com"_s, "wrong", {});
-    run.start();
-    QCOMPARE(run.face(), u"signed out"_s);
-    QVERIFY(run.menulet->loggedOut());
-    QCOMPARE(run.test.statusItem.length(), 71.0); // the sign-in picture is cut at less
-    QVERIFY(run.test.alerts.shown.empty());
-
-    // A press beside the button leads to where one signs in, never to the menu.
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(50, 11));
-    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
-    QVERIFY(!run.menu().isVisible());
-    QVERIFY(!run.view().clicked());
-
-    auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.setPassword(u"secret"_s);
-    preferences.save();
-    emit preferences.preferencesChanged();
-    run.settle();
-    QCOMPARE(run.face(), u"0:00"_s);
-}
-
-void RefreshTest::withoutAnAccount()
-{
-    AppRun run(false);
-    run.start();
-    QVERIFY(run.menulet->loggedOut());
-    QCOMPARE(run.face(), u"signed out"_s);
-    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
-    QCOMPARE(run.test.updates.backgroundChecks, 1);
-    QVERIFY(run.test.statusItem.description.loggedOut);
-}
-
-void RefreshTest::timeKeptHereFromNowOn()
-{
-    AppRun run(false);
-    run.test.info.set("QuillonLocalDebug"_L1, false);
-    run.start();
-    run.requested();
-    auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.keepTimeHere({u"ann@example.com"_s, u"secret"_s, u".local"_s, QString::fromLatin1(run.peer.url())});
-    emit preferences.preferencesChanged();
-    run.settle();
-    QCOMPARE(run.test.network.host, u"localhost"_s);
-    QCOMPARE(run.face(), u"0:00"_s);
-    // The account once, and with the day once more because the version of its data is news.
-    QCOMPARE(run.requested(),
-             QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /account/who_am_i"_s, u"GET /account/who_am_i"_s,
-                          u"GET /daily/15/2013"_s, u"GET /daily?slim=1"_s, u"GET /daily?slim=1"_s}));
-}
-
-void RefreshTest::repliesThatChangeNothing()
-{
-    AppRun run;
-    run.start();
-    // The save of the cache version has not undone what the account's reply brought.
-    store::Context stored(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);
-    QCOMPARE(model::Company::findBySubdomain(u"acme"_s, stored)->userId(), run.menulet->currentUser()->idString());
-
-    run.refresh();
-    run.test.statusItem.setLength(10);
-    run.peer.answer("GET /daily/15/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
-    run.refresh();
-    QCOMPARE(run.face(), u"signed out"_s);
-    run.test.statusItem.setLength(10);
-    run.refresh();
-    QCOMPARE(run.face(), u"0:00"_s);
-    QCOMPARE(run.test.statusItem.length(), 71.0);
-}
-
-void RefreshTest::lockedKeyring()
-{
-    AppRun run;
-    run.test.secrets.failure = platform::SecretStore::Failure::Locked;
-    run.start();
-    QCOMPARE(run.face(), u"signed out"_s);
-    run.test.secrets.answerPrompts(true);
-    QTRY_COMPARE(run.face(), u"0:00"_s);
-}
-
-void RefreshTest::offlineAndBack()
-{
-    AppRun run;
-    run.start();
-    run.requested();
-    run.test.network.setReachable(false);
-    QCOMPARE(run.face(), u"offline"_s);
-    QVERIFY(run.menulet->offline());
-    QCOMPARE(run.test.statusItem.length(), 71.0);
-    QVERIFY(run.menu().offlineIndicator->isVisible());
-    QVERIFY(run.menu().offlineSeparatorItem->isVisible());
-    QVERIFY(!run.menu().offlineIndicator->isEnabled());
-    QVERIFY(!run.menu().toggleCurrentTimerMenuItem->isEnabled());
-    QVERIFY(!run.menu().newTimerMenuItem->isEnabled());
-    QVERIFY(run.test.statusItem.description.offline);
-
-    run.test.network.setReachable(true);
-    QCOMPARE(run.face(), u"0:00"_s);
-    QVERIFY(!run.menulet->offline());
-    QVERIFY(!run.menu().offlineIndicator->isVisible());
-    QVERIFY(run.menu().toggleCurrentTimerMenuItem->isEnabled());
-    QVERIFY(run.menu().newTimerMenuItem->isEnabled());
-    run.settle();
-    QCOMPARE(run.requested().first(), u"GET /account/who_am_i"_s);
-}
-
-void RefreshTest::changedSettingsClearTheAccount()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.menulet->showNewTimerWindow(nullptr);
-    localservice::Database& data = *run.service.database().value();
-    const auto other = data.addAccount({"other"}).value();
-    QVERIFY(data.addPerson({other, "ann@example.com", "secret"}));
-    timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
-    editing::NewTimerController& newTimer = *run.menulet->addTimerController();
-    QVERIFY(newTimer.hasValidSelections() && newTimer.window().notesText->isEnabled());
-
-    auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.setUrl(u"http://other"_s);
-    preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, 3});
-    preferences.save();
-    emit preferences.preferencesChanged();
-    QVERIFY(!timesheet.company() && timesheet.dayEntries().empty());
-    QVERIFY(!newTimer.hasValidSelections() && !newTimer.window().notesText->isEnabled());
-    QVERIFY(timesheet.window().startNewTimerButton->text().endsWith("(Ctrl+F)"_L1));
-    run.settle();
-    QCOMPARE(run.menulet->company()->subdomain(), u"other"_s);
-    QCOMPARE(run.face(), u"0:00"_s);
-    QCOMPARE(timesheet.company(), run.menulet->company());
-    QVERIFY(newTimer.entry() && newTimer.entry()->company() == run.menulet->company());
-    QVERIFY(newTimer.window().notesText->isEnabled());
-
-    // Nothing of the old account is left, on disk either.
-    store::Context context(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);
-    QCOMPARE(context.fetch({"Company", {}, {}}).size(), std::size_t(1));
-    for (const char* entity : {"Project", "Task", "TaskAssignment", "UserAssignment"})
-        QVERIFY2(context.fetch({entity, {}, {}}).empty(), entity);
-}
-
-void RefreshTest::damagedReplies_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::newRow("truncated") << QByteArray("<daily><for_day>Tue, 15 Jan 2013</for_day><day_entries><day_en");
-    QTest::newRow("another document") << QByteArray("<html><body>Hello</body></html>");
-    QTest::newRow("empty") << QByteArray();
-}
-
-void RefreshTest::damagedReplies()
-{
-    QFETCH(QByteArray, body);
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.refresh();
-    run.peer.answer("GET /daily/15/2013?slim=1", {Reply{200, body.toStdString()}});
-    run.refresh();
-    // The store is unharmed, and the next refresh goes on where this one failed.
-    QCOMPARE(run.menulet->company()->dayEntries().size(), std::size_t(2)); // the entry, and the one for a new timer
-    QCOMPARE(run.menulet->company()->projects().front()->name(), u"Website"_s);
-    run.refresh();
-    QCOMPARE(run.face(), u"0:02 running"_s);
-    QVERIFY(run.test.alerts.shown.empty());
-}
-
-void RefreshTest::storeThatCannotBeUsed_data()
-{
-    QTest::addColumn<bool>("later");
-    QTest::newRow("from the start") << false;
-    QTest::newRow("from the middle on") << true;
-}
-
-void RefreshTest::storeThatCannotBeUsed()
-{
-    QFETCH(bool, later);
-    AppRun run;
-    const QString file = app::WrenfoldMenulet::directoryForDataStore() + u"/QuillonX.sqlite"_s;
-    if (later) {
-        run.start();
-        run.refresh();
-        SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
-        for (const store::Entity& entity : run.menulet->managedObjectModel()->entities())
-            other.exec("DROP TABLE " + entity.name);
-        run.refresh();
-    } else {
-        QFile garbage(file);
-        QVERIFY(garbage.open(QIODevice::WriteOnly));
-        garbage.write(QByteArray(4096, '!'));
-        garbage.close();
-        run.start();
+        QCOMPARE(run.shown(), QStringList());
     }
-    QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
-    QCOMPARE(run.face(), u"0:00"_s);
-    QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
-    run.startTimer(u"Design"_s);
-    QCOMPARE(run.face(), u"0:00 running"_s);
-    QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);
-    QVERIFY(!run.menulet->company()->mostRecentDayEntry()->isLocked());
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
-    run.settle();
-    QCOMPARE(run.face(), u"0:00"_s);
-    QVERIFY(run.test.alerts.shown.empty());
-}
 
-void RefreshTest::quitsWhileTheServiceHangs()
-{
-    AppRun run;
-    run.peer.answer("GET /account/who_am_i", {Reply::hanging()});
-    run.menulet->awakeFromNib();
-    QTRY_COMPARE(run.peer.requests().size(), std::size_t(1));
-    QElapsedTimer quitting;
-    quitting.start();
-    run.menulet.reset();
-    QVERIFY(quitting.elapsed() < 1000);
-}
+    void refreshesQuietly()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        QCOMPARE(run.face(), u"0:00 running"_s);
+        run.settle();
+        run.requested();
+
+        run.test.time.advance(29s);
+        run.settle();
+        QVERIFY(run.requested().isEmpty());
+        run.test.time.advance(1s);
+        run.settle();
+        QCOMPARE(run.requested(), QStringList{u"GET /daily/15/2013?slim=1"_s});
+        for (int i = 0; i < 9; ++i)
+            run.refresh();
+        QCOMPARE(run.face(), u"0:05 running"_s);
+        QVERIFY(run.test.alerts.shown.empty());
+    }
+
+    void changedCatalogIsFetchedAgain()
+    {
+        AppRun run;
+        run.start();
+        run.refresh();
+        run.requested();
+        QVERIFY(run.service.database().value()->renameProject(run.website, "Shop"));
+
+        // The next slim reply tells the new version; then the account and the day come again, in full.
+        run.refresh();
+        const QStringList requests = run.requested();
+        QCOMPARE(requests.mid(0, 3),
+                 QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /account/who_am_i"_s, u"GET /daily/15/2013"_s}));
+        QCOMPARE(run.menulet->company()->projects().front()->name(), u"Shop"_s);
+        run.refresh();
+        QCOMPARE(run.requested(), QStringList{u"GET /daily/15/2013?slim=1"_s});
+    }
+
+    void requestsTheDaysThatMatter_data()
+    {
+        QTest::addColumn<QDate>("onScreen");
+        QTest::addColumn<int>("hoursLater");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("today") << QDate(2013, 1, 15) << 1 << QStringList{u"GET /daily/15/2013?slim=1"_s};
+        QTest::newRow("another day on screen")
+            << QDate(2012, 12, 31) << 1
+            << QStringList({u"GET /daily/366/2012?slim=1"_s, u"GET /daily/15/2013?slim=1"_s});
+        QTest::newRow("running since yesterday")
+            << QDate(2013, 1, 16) << 20
+            << QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /daily/16/2013?slim=1"_s});
+        QTest::newRow("both") << QDate(2013, 1, 1) << 20
+                              << QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
+                                              u"GET /daily/16/2013?slim=1"_s});
+    }
+
+    void requestsTheDaysThatMatter()
+    {
+        QFETCH(QDate, onScreen);
+        QFETCH(int, hoursLater);
+        QFETCH(QStringList, expected);
+
+        AppRun run;
+        run.start();
+        run.menulet->timesheetController()->setCurrentDate(onScreen);
+        run.startTimer(u"Design"_s);
+        run.refresh();
+        run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
+        run.requested();
+        run.menulet->downloadLatest();
+        run.settle();
+        QCOMPARE(run.requested(), expected);
+    }
+
+    void yesterdaysTimerIsStillTheCurrentOne()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.test.time.setNow(run.test.time.now() + 16h);
+        run.menulet->downloadLatest();
+        run.settle();
+        QCOMPARE(run.face(), u"16:00 running"_s);
+        QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
+        run.settle();
+        QCOMPARE(run.face(), u"0:00"_s); // stopped, and today has no entry of its own
+    }
+
+    void refusedCredentials()
+    {
+        AppRun run;
+        run.test.secrets.store(settings::SCServiceName(), u"ann@example.com"_s, "wrong", {});
+        run.start();
+        QCOMPARE(run.face(), u"signed out"_s);
+        QVERIFY(run.menulet->loggedOut());
+        QCOMPARE(run.test.statusItem.length(), 71.0); // the sign-in picture is cut at less
+        QVERIFY(run.test.alerts.shown.empty());
+
+        // A press beside the button leads to where one signs in, never to the menu.
+        QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(50, 11));
+        QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
+        QVERIFY(!run.menu().isVisible());
+        QVERIFY(!run.view().clicked());
+
+        auto& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setPassword(u"secret"_s);
+        preferences.save();
+        emit preferences.preferencesChanged();
+        run.settle();
+        QCOMPARE(run.face(), u"0:00"_s);
+    }
+
+    void withoutAnAccount()
+    {
+        AppRun run(false);
+        run.start();
+        QVERIFY(run.menulet->loggedOut());
+        QCOMPARE(run.face(), u"signed out"_s);
+        QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
+        QCOMPARE(run.test.updates.backgroundChecks, 1);
+        QVERIFY(run.test.statusItem.description.loggedOut);
+    }
+
+    void timeKeptHereFromNowOn()
+    {
+        AppRun run(false);
+        run.test.info.set("QuillonLocalDebug"_L1, false);
+        run.start();
+        run.requested();
+        auto& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.keepTimeHere({u"ann@example.com"_s, u"secret"_s, u".local"_s, QString::fromLatin1(run.peer.url())});
+        emit preferences.preferencesChanged();
+        run.settle();
+        QCOMPARE(run.test.network.host, u"localhost"_s);
+        QCOMPARE(run.face(), u"0:00"_s);
+        // The account once, and with the day once more because the version of its data is news.
+        QCOMPARE(run.requested(),
+                 QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /account/who_am_i"_s, u"GET /account/who_am_i"_s,
+                              u"GET /daily/15/2013"_s, u"GET /daily?slim=1"_s, u"GET /daily?slim=1"_s}));
+    }
+
+    void repliesThatChangeNothing()
+    {
+        AppRun run;
+        run.start();
+        // The save of the cache version has not undone what the account's reply brought.
+        store::Context stored(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);
+        QCOMPARE(model::Company::findBySubdomain(u"acme"_s, stored)->userId(), run.menulet->currentUser()->idString());
+
+        run.refresh();
+        run.test.statusItem.setLength(10);
+        run.peer.answer("GET /daily/15/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
+        run.refresh();
+        QCOMPARE(run.face(), u"signed out"_s);
+        run.test.statusItem.setLength(10);
+        run.refresh();
+        QCOMPARE(run.face(), u"0:00"_s);
+        QCOMPARE(run.test.statusItem.length(), 71.0);
+    }
+
+    void lockedKeyring()
+    {
+        AppRun run;
+        run.test.secrets.failure = platform::SecretStore::Failure::Locked;
+        run.start();
+        QCOMPARE(run.face(), u"signed out"_s);
+        run.test.secrets.answerPrompts(true);
+        QTRY_COMPARE(run.face(), u"0:00"_s);
+    }
+
+    void offlineAndBack()
+    {
+        AppRun run;
+        run.start();
+        run.requested();
+        run.test.network.setReachable(false);
+        QCOMPARE(run.face(), u"offline"_s);
+        QVERIFY(run.menulet->offline());
+        QCOMPARE(run.test.statusItem.length(), 71.0);
+        QVERIFY(run.menu().offlineIndicator->isVisible());
+        QVERIFY(run.menu().offlineSeparatorItem->isVisible());
+        QVERIFY(!run.menu().offlineIndicator->isEnabled());
+        QVERIFY(!run.menu().toggleCurrentTimerMenuItem->isEnabled());
+        QVERIFY(!run.menu().newTimerMenuItem->isEnabled());
+        QVERIFY(run.test.statusItem.description.offline);
+
+        run.test.network.setReachable(true);
+        QCOMPARE(run.face(), u"0:00"_s);
+        QVERIFY(!run.menulet->offline());
+        QVERIFY(!run.menu().offlineIndicator->isVisible());
+        QVERIFY(run.menu().toggleCurrentTimerMenuItem->isEnabled());
+        QVERIFY(run.menu().newTimerMenuItem->isEnabled());
+        run.settle();
+        QCOMPARE(run.requested().first(), u"GET /account/who_am_i"_s);
+    }
+
+    void changedSettingsClearTheAccount()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.menulet->showNewTimerWindow(nullptr);
+        localservice::Database& data = *run.service.database().value();
+        const auto other = data.addAccount({"other"}).value();
+        QVERIFY(data.addPerson({other, "ann@example.com", "secret"}));
+        timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
+        editing::NewTimerController& newTimer = *run.menulet->addTimerController();
+        QVERIFY(newTimer.hasValidSelections() && newTimer.window().notesText->isEnabled());
+
+        auto& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setUrl(u"http://other"_s);
+        preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, 3});
+        preferences.save();
+        emit preferences.preferencesChanged();
+        QVERIFY(!timesheet.company() && timesheet.dayEntries().empty());
+        QVERIFY(!newTimer.hasValidSelections() && !newTimer.window().notesText->isEnabled());
+        QVERIFY(timesheet.window().startNewTimerButton->text().endsWith("(Ctrl+F)"_L1));
+        run.settle();
+        QCOMPARE(run.menulet->company()->subdomain(), u"other"_s);
+        QCOMPARE(run.face(), u"0:00"_s);
+        QCOMPARE(timesheet.company(), run.menulet->company());
+        QVERIFY(newTimer.entry() && newTimer.entry()->company() == run.menulet->company());
+        QVERIFY(newTimer.window().notesText->isEnabled());
+
+        // Nothing of the old account is left, on disk either.
+        store::Context context(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);
+        QCOMPARE(context.fetch({"Company", {}, {}}).size(), std::size_t(1));
+        for (const char* entity : {"Project", "Task", "TaskAssignment", "UserAssignment"})
+            QVERIFY2(context.fetch({entity, {}, {}}).empty(), entity);
+    }
+
+    void damagedReplies_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("truncated") << QByteArray("<daily><for_day>Tue, 15 Jan 2013</for_day><day_entries><day_en");
+        QTest::newRow("another document") << QByteArray("<html><body>Hello</body></html>");
+        QTest::newRow("empty") << QByteArray();
+    }
+
+    void damagedReplies()
+    {
+        QFETCH(QByteArray, body);
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.refresh();
+        run.peer.answer("GET /daily/15/2013?slim=1", {Reply{200, body.toStdString()}});
+        run.refresh();
+        // The store is unharmed, and the next refresh goes on where this one failed.
+        QCOMPARE(run.menulet->company()->dayEntries().size(), std::size_t(2)); // the entry, and the one for a new timer
+        QCOMPARE(run.menulet->company()->projects().front()->name(), u"Website"_s);
+        run.refresh();
+        QCOMPARE(run.face(), u"0:02 running"_s);
+        QVERIFY(run.test.alerts.shown.empty());
+    }
+
+    void storeThatCannotBeUsed_data()
+    {
+        QTest::addColumn<bool>("later");
+        QTest::newRow("from the start") << false;
+        QTest::newRow("from the middle on") << true;
+    }
+
+    void storeThatCannotBeUsed()
+    {
+        QFETCH(bool, later);
+        AppRun run;
+        const QString file = app::WrenfoldMenulet::directoryForDataStore() + u"/QuillonX.sqlite"_s;
+        if (later) {
+            run.start();
+            run.refresh();
+            SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
+            for (const store::Entity& entity : run.menulet->managedObjectModel()->entities())
+                other.exec("DROP TABLE " + entity.name);
+            run.refresh();
+        } else {
+            QFile garbage(file);
+            QVERIFY(garbage.open(QIODevice::WriteOnly));
+            garbage.write(QByteArray(4096, '!'));
+            garbage.close();
+            run.start();
+        }
+        QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
+        QCOMPARE(run.face(), u"0:00"_s);
+        QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
+        run.startTimer(u"Design"_s);
+        QCOMPARE(run.face(), u"0:00 running"_s);
+        QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);
+        QVERIFY(!run.menulet->company()->mostRecentDayEntry()->isLocked());
+        QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
+        run.settle();
+        QCOMPARE(run.face(), u"0:00"_s);
+        QVERIFY(run.test.alerts.shown.empty());
+    }
+
+    void quitsWhileTheServiceHangs()
+    {
+        AppRun run;
+        run.peer.answer("GET /account/who_am_i", {Reply::hanging()});
+        run.menulet->awakeFromNib();
+        QTRY_COMPARE(run.peer.requests().size(), std::size_t(1));
+        QElapsedTimer quitting;
+        quitting.start();
+        run.menulet.reset();
+        QVERIFY(quitting.elapsed() < 1000);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(RefreshTest)
 #include "RefreshTest.moc"

@@ -27,292 +27,277 @@ class StatusMenuTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void layout();
-    void openingAndClosing();
-    void signedOut();
-    void startsAndStopsByClick();
-    void wideHours();
-    void currentTimerItems();
-    void keyEquivalents();
-    void hotKeys();
-    void pages();
-    void windows();
-    void startedAgainWhileItRuns();
-    void failedCommands_data();
-    void failedCommands();
-    void succeededCommands();
-};
+    void layout()
+    {
+        AppRun run;
+        run.start();
+        QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
+                                                  u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
+                                                  u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
+                                                  u"First Steps"_s, u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
+    }
 
-void StatusMenuTest::layout()
-{
-    AppRun run;
-    run.start();
-    QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
-                                              u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
-                                              u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
-                                              u"First Steps"_s, u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
-}
+    void openingAndClosing()
+    {
+        AppRun run;
+        run.start();
+        run.test.desktop.activated.clear();
+        QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
+        QVERIFY(run.menu().isVisible());
+        QVERIFY(run.view().clicked());
+        // Who opens the menu has not asked for any of the windows.
+        QVERIFY(run.test.desktop.activated.isEmpty());
+        run.menulet->toggleStatusItemMenu();
+        QVERIFY(!run.menu().isVisible());
+        QVERIFY(!run.view().clicked());
 
-void StatusMenuTest::openingAndClosing()
-{
-    AppRun run;
-    run.start();
-    run.test.desktop.activated.clear();
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
-    QVERIFY(run.menu().isVisible());
-    QVERIFY(run.view().clicked());
-    // Who opens the menu has not asked for any of the windows.
-    QVERIFY(run.test.desktop.activated.isEmpty());
-    run.menulet->toggleStatusItemMenu();
-    QVERIFY(!run.menu().isVisible());
-    QVERIFY(!run.view().clicked());
+        QTest::mousePress(&run.view(), Qt::RightButton, {}, OnTheButton);
+        QVERIFY(run.menu().isVisible());
+        QTest::keyClick(&run.menu(), Qt::Key_Escape);
+        QVERIFY(!run.menu().isVisible());
+        QVERIFY(!run.view().clicked());
+        run.menulet->toggleStatusItemMenu();
+        QVERIFY(run.menu().isVisible());
+    }
 
-    QTest::mousePress(&run.view(), Qt::RightButton, {}, OnTheButton);
-    QVERIFY(run.menu().isVisible());
-    QTest::keyClick(&run.menu(), Qt::Key_Escape);
-    QVERIFY(!run.menu().isVisible());
-    QVERIFY(!run.view().clicked());
-    run.menulet->toggleStatusItemMenu();
-    QVERIFY(run.menu().isVisible());
-}
+    void signedOut()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        const QList<QAction*> everything = run.menu().actions();
+        run.menulet->authenticationFailed();
+        QCOMPARE(titles(run.menu()), QStringList({u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
+                                                  u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
+        run.shown();
+        run.requested();
+        // Pressed in the bar; and chosen in a menu that somebody drew before, or that a screen reader knows.
+        run.test.statusItem.standIn.openMenu();
+        for (QAction* item : everything) {
+            if (!item->isVisible())
+                item->trigger();
+        }
+        QVERIFY(!run.menu().isVisible() && run.test.desktop.opened.isEmpty() && run.requested().isEmpty());
+        QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
 
-void StatusMenuTest::signedOut()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    const QList<QAction*> everything = run.menu().actions();
-    run.menulet->authenticationFailed();
-    QCOMPARE(titles(run.menu()), QStringList({u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
-                                              u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
-    run.shown();
-    run.requested();
-    // Pressed in the bar; and chosen in a menu that somebody drew before, or that a screen reader knows.
-    run.test.statusItem.standIn.openMenu();
-    for (QAction* item : everything) {
-        if (!item->isVisible())
+        // What is known is sent all the same, and an answer signs in.
+        run.test.statusItem.standIn.toggleTimer();
+        run.settle();
+        QVERIFY(run.requested().first().startsWith(u"GET /daily/timer/"_s));
+        QCOMPARE(titles(run.menu()).size(), 15);
+    }
+
+    void startsAndStopsByClick()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.test.time.setNow(run.test.time.now() + 65min);
+        run.requested();
+        QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
+        run.settle();
+        const QStringList requests = run.requested();
+        QVERIFY(requests.first().startsWith(u"GET /daily/timer/"_s));
+        QCOMPARE(requests.mid(1), QStringList{u"GET /daily/15/2013?slim=1"_s});
+        QCOMPARE(run.face(), u"1:05"_s);
+        QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Start Current Timer"_s);
+
+        run.menu().toggleCurrentTimerMenuItem->trigger();
+        run.settle();
+        QCOMPARE(run.face(), u"1:05 running"_s);
+        QCOMPARE(run.test.statusItem.description.spoken, u"1 hour 5 minutes, running, [W1] Website, Design"_s);
+        QVERIFY(run.test.statusItem.description.running);
+        QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Stop Current Timer"_s);
+        QCOMPARE(titles(run.menu()).first(), u"Stop Current Timer"_s);
+    }
+
+    void wideHours()
+    {
+        AppRun run;
+        run.start();
+        auto& entry =
+            run.menulet->company()->findOrCreateById<model::DayEntry>(u"7"_s, *run.menulet->managedObjectContext());
+        entry.setHours(12.0 + 5.0 / 60.0);
+        run.menulet->updateStatusItemForCurrentEntry(&entry);
+        QCOMPARE(run.face(), u"12:05"_s);
+        QCOMPARE(run.test.statusItem.length(), 71.0);
+        entry.setHours(1000);
+        run.menulet->updateStatusItemForCurrentEntry(&entry);
+        QVERIFY(run.test.statusItem.length() > 71.0);
+    }
+
+    void currentTimerItems()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        // Their titles are kept, and they stay out of the menu.
+        QCOMPARE(run.menu().currentProjectMenuItem->text(), u"Project: [W1] Website"_s);
+        QCOMPARE(run.menu().currentTaskMenuItem->text(), u"Task: Design"_s);
+        QCOMPARE(run.menu().indexOfItem(run.menu().currentProjectMenuItem), -1);
+        const QStringList hidden = titles(run.menu());
+        for (int again = 0; again < 2; ++again) {
+            run.menulet->hideCurrentTimerMenuItems(false);
+            QCOMPARE(titles(run.menu()).mid(0, 4), QStringList({u"Stop Current Timer"_s, u"Project: [W1] Website"_s,
+                                                                u"Task: Design"_s, u"New Timer…"_s}));
+        }
+        for (int again = 0; again < 2; ++again) {
+            run.menulet->hideCurrentTimerMenuItems(true);
+            QCOMPARE(titles(run.menu()), hidden);
+        }
+    }
+
+    void keyEquivalents()
+    {
+        AppRun run;
+        run.start();
+        QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M));
+        QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
+        auto& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setTimesheetWindowHotKeyCombo({settings::KeyCombo::Command, 3});
+        preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, settings::KeyCombo::NoKey});
+        run.menulet->updateKeyEquivalents();
+        QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_F));
+        QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
+    }
+
+    void hotKeys()
+    {
+        AppRun run;
+        run.start();
+        run.shown();
+        for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
+            QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));
+        QCoreApplication::processEvents();
+        QCOMPARE(run.shown(), QStringList({u"New Timer"_s, u"Timesheet"_s}));
+        run.menulet.reset();
+        // A press that is still on its way meets nobody.
+        run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M);
+        QCoreApplication::processEvents();
+    }
+
+    void pages()
+    {
+        AppRun run;
+        run.start();
+        run.menu().openInBrowserMenuItem->trigger();
+        run.menu().manageProjectsMenuItem->trigger();
+        run.menu().manageTasksMenuItem->trigger();
+        run.menu().helpMenuItem->trigger();
+        const QString base = u"http://acme.localhost:%1"_s.arg(run.port);
+        QCOMPARE(run.test.desktop.opened,
+                 QList<QUrl>({QUrl(base + u"/daily"_s), QUrl(base + u"/projects"_s), QUrl(base + u"/tasks"_s),
+                              QUrl(u"https://wrenfold.example/quillon/help"_s)}));
+        run.menu().checkForUpdatesMenuItem->trigger();
+        QCOMPARE(run.test.updates.checks, 1);
+    }
+
+    void windows()
+    {
+        AppRun run;
+        run.start();
+        run.shown();
+        for (QAction* item : {run.menu().aboutMenuItem, run.menu().preferencesMenuItem, run.menu().newTimerMenuItem})
             item->trigger();
+        QCOMPARE(run.shown(), QStringList({u"About Quillon"_s, u"New Timer"_s, u"Quillon Preferences"_s}));
+        run.test.network.setReachable(false);
+        run.menu().timesheetMenuItem->trigger();
+        QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
+        QVERIFY(run.menulet->timesheetController()->offline());
     }
-    QVERIFY(!run.menu().isVisible() && run.test.desktop.opened.isEmpty() && run.requested().isEmpty());
-    QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
 
-    // What is known is sent all the same, and an answer signs in.
-    run.test.statusItem.standIn.toggleTimer();
-    run.settle();
-    QVERIFY(run.requested().first().startsWith(u"GET /daily/timer/"_s));
-    QCOMPARE(titles(run.menu()).size(), 15);
-}
-
-void StatusMenuTest::startsAndStopsByClick()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.test.time.setNow(run.test.time.now() + 65min);
-    run.requested();
-    QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
-    run.settle();
-    const QStringList requests = run.requested();
-    QVERIFY(requests.first().startsWith(u"GET /daily/timer/"_s));
-    QCOMPARE(requests.mid(1), QStringList{u"GET /daily/15/2013?slim=1"_s});
-    QCOMPARE(run.face(), u"1:05"_s);
-    QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Start Current Timer"_s);
-
-    run.menu().toggleCurrentTimerMenuItem->trigger();
-    run.settle();
-    QCOMPARE(run.face(), u"1:05 running"_s);
-    QCOMPARE(run.test.statusItem.description.spoken, u"1 hour 5 minutes, running, [W1] Website, Design"_s);
-    QVERIFY(run.test.statusItem.description.running);
-    QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Stop Current Timer"_s);
-    QCOMPARE(titles(run.menu()).first(), u"Stop Current Timer"_s);
-}
-
-void StatusMenuTest::wideHours()
-{
-    AppRun run;
-    run.start();
-    auto& entry =
-        run.menulet->company()->findOrCreateById<model::DayEntry>(u"7"_s, *run.menulet->managedObjectContext());
-    entry.setHours(12.0 + 5.0 / 60.0);
-    run.menulet->updateStatusItemForCurrentEntry(&entry);
-    QCOMPARE(run.face(), u"12:05"_s);
-    QCOMPARE(run.test.statusItem.length(), 71.0);
-    entry.setHours(1000);
-    run.menulet->updateStatusItemForCurrentEntry(&entry);
-    QVERIFY(run.test.statusItem.length() > 71.0);
-}
-
-void StatusMenuTest::currentTimerItems()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    // Their titles are kept, and they stay out of the menu.
-    QCOMPARE(run.menu().currentProjectMenuItem->text(), u"Project: [W1] Website"_s);
-    QCOMPARE(run.menu().currentTaskMenuItem->text(), u"Task: Design"_s);
-    QCOMPARE(run.menu().indexOfItem(run.menu().currentProjectMenuItem), -1);
-    const QStringList hidden = titles(run.menu());
-    for (int again = 0; again < 2; ++again) {
-        run.menulet->hideCurrentTimerMenuItems(false);
-        QCOMPARE(titles(run.menu()).mid(0, 4), QStringList({u"Stop Current Timer"_s, u"Project: [W1] Website"_s,
-                                                            u"Task: Design"_s, u"New Timer…"_s}));
+    void startedAgainWhileItRuns()
+    {
+        AppRun run;
+        run.start();
+        run.shown();
+        QVERIFY(!run.menulet->applicationShouldHandleReopen(false));
+        QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
+        QCOMPARE(run.test.statusItem.presented, 1);
     }
-    for (int again = 0; again < 2; ++again) {
-        run.menulet->hideCurrentTimerMenuItems(true);
-        QCOMPARE(titles(run.menu()), hidden);
+
+    void failedCommands_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<std::string>("reply");
+        const QString advice = u"Please make sure you have an internet connection and try again."_s;
+        const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
+        QTest::newRow("start, told why") << u"start"_s << u"Timer Failed"_s
+                                         << u"The timer could not be added. No such project."_s << said;
+        QTest::newRow("start, not told why")
+            << u"start"_s << u"Timer Failed"_s << u"The timer could not be added. "_s + advice << std::string("oops");
+        QTest::newRow("start, told nothing")
+            << u"start"_s << u"Timer Failed"_s << u"The timer could not be added. "_s + advice
+            << std::string("<error><kind>k</kind><message></message></error>");
+        QTest::newRow("toggle") << u"toggle"_s << u"Toggle Timer Failed"_s
+                                << u"The timer could not be toggled at this time. "_s + advice << said;
+        QTest::newRow("update") << u"update"_s << u"Update Timer Failed"_s
+                                << u"The timer could not be updated. "_s + advice << said;
+        QTest::newRow("delete") << u"delete"_s << u"Delete Timer Failed"_s
+                                << u"The timer could not be deleted. "_s + advice << said;
     }
-}
 
-void StatusMenuTest::keyEquivalents()
-{
-    AppRun run;
-    run.start();
-    QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M));
-    QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
-    auto& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.setTimesheetWindowHotKeyCombo({settings::KeyCombo::Command, 3});
-    preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, settings::KeyCombo::NoKey});
-    run.menulet->updateKeyEquivalents();
-    QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_F));
-    QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
-}
+    void failedCommands()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, title);
+        QFETCH(QString, text);
+        QFETCH(std::string, reply);
 
-void StatusMenuTest::hotKeys()
-{
-    AppRun run;
-    run.start();
-    run.shown();
-    for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
-        QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));
-    QCoreApplication::processEvents();
-    QCOMPARE(run.shown(), QStringList({u"New Timer"_s, u"Timesheet"_s}));
-    run.menulet.reset();
-    // A press that is still on its way meets nobody.
-    run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M);
-    QCoreApplication::processEvents();
-}
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.refresh();
+        model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
+        const std::string id = entry->idString().toStdString();
+        auto& api = service::QuillonApi::sharedApi();
+        const Reply failure{500, reply};
+        if (command == u"start"_s) {
+            run.peer.answer("POST /daily/add", {failure});
+            run.startTimer(u"Meetings"_s);
+        } else if (command == u"toggle"_s) {
+            run.peer.answer("GET /daily/timer/" + id, {failure});
+            api.toggleTimer(*entry);
+        } else if (command == u"update"_s) {
+            run.peer.answer("POST /daily/update/" + id, {failure});
+            api.updateTimer(*entry);
+        } else {
+            run.peer.answer("GET /daily/delete/" + id, {failure});
+            api.deleteTimer(*entry);
+        }
+        run.settle();
+        QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        const platform::Alert& alert = run.test.alerts.shown.front();
+        QCOMPARE(alert.title, title);
+        QCOMPARE(alert.text, text);
+        QCOMPARE(alert.buttons, QStringList{u"OK"_s});
+        QCOMPARE(run.face(), u"0:01 running"_s);
+    }
 
-void StatusMenuTest::pages()
-{
-    AppRun run;
-    run.start();
-    run.menu().openInBrowserMenuItem->trigger();
-    run.menu().manageProjectsMenuItem->trigger();
-    run.menu().manageTasksMenuItem->trigger();
-    run.menu().helpMenuItem->trigger();
-    const QString base = u"http://acme.localhost:%1"_s.arg(run.port);
-    QCOMPARE(run.test.desktop.opened,
-             QList<QUrl>({QUrl(base + u"/daily"_s), QUrl(base + u"/projects"_s), QUrl(base + u"/tasks"_s),
-                          QUrl(u"https://wrenfold.example/quillon/help"_s)}));
-    run.menu().checkForUpdatesMenuItem->trigger();
-    QCOMPARE(run.test.updates.checks, 1);
-}
+    void succeededCommands()
+    {
+        AppRun run;
+        run.start();
+        run.startTimer(u"Design"_s);
+        run.refresh();
 
-void StatusMenuTest::windows()
-{
-    AppRun run;
-    run.start();
-    run.shown();
-    for (QAction* item : {run.menu().aboutMenuItem, run.menu().preferencesMenuItem, run.menu().newTimerMenuItem})
-        item->trigger();
-    QCOMPARE(run.shown(), QStringList({u"About Quillon"_s, u"New Timer"_s, u"Quillon Preferences"_s}));
-    run.test.network.setReachable(false);
-    run.menu().timesheetMenuItem->trigger();
-    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
-    QVERIFY(run.menulet->timesheetController()->offline());
-}
-
-void StatusMenuTest::startedAgainWhileItRuns()
-{
-    AppRun run;
-    run.start();
-    run.shown();
-    QVERIFY(!run.menulet->applicationShouldHandleReopen(false));
-    QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
-    QCOMPARE(run.test.statusItem.presented, 1);
-}
-
-void StatusMenuTest::failedCommands_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<std::string>("reply");
-    const QString advice = u"Please make sure you have an internet connection and try again."_s;
-    const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
-    QTest::newRow("start, told why") << u"start"_s << u"Timer Failed"_s
-                                     << u"The timer could not be added. No such project."_s << said;
-    QTest::newRow("start, not told why") << u"start"_s << u"Timer Failed"_s
-                                         << u"The timer could not be added. "_s + advice << std::string("oops");
-    QTest::newRow("start, told nothing") << u"start"_s << u"Timer Failed"_s
-                                         << u"The timer could not be added. "_s + advice
-                                         << std::string("<error><kind>k</kind><message></message></error>");
-    QTest::newRow("toggle") << u"toggle"_s << u"Toggle Timer Failed"_s
-                            << u"The timer could not be toggled at this time. "_s + advice << said;
-    QTest::newRow("update") << u"update"_s << u"Update Timer Failed"_s << u"The timer could not be updated. "_s + advice
-                            << said;
-    QTest::newRow("delete") << u"delete"_s << u"Delete Timer Failed"_s << u"The timer could not be deleted. "_s + advice
-                            << said;
-}
-
-void StatusMenuTest::failedCommands()
-{
-    QFETCH(QString, command);
-    QFETCH(QString, title);
-    QFETCH(QString, text);
-    QFETCH(std::string, reply);
-
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.refresh();
-    model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
-    const std::string id = entry->idString().toStdString();
-    auto& api = service::QuillonApi::sharedApi();
-    const Reply failure{500, reply};
-    if (command == u"start"_s) {
-        run.peer.answer("POST /daily/add", {failure});
-        run.startTimer(u"Meetings"_s);
-    } else if (command == u"toggle"_s) {
-        run.peer.answer("GET /daily/timer/" + id, {failure});
-        api.toggleTimer(*entry);
-    } else if (command == u"update"_s) {
-        run.peer.answer("POST /daily/update/" + id, {failure});
+        auto& api = service::QuillonApi::sharedApi();
+        model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
+        run.requested();
+        entry->setNotes(u"changed"_s);
         api.updateTimer(*entry);
-    } else {
-        run.peer.answer("GET /daily/delete/" + id, {failure});
-        api.deleteTimer(*entry);
+        run.settle();
+        QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
+
+        api.deleteTimer(*run.menulet->company()->mostRecentDayEntry());
+        run.settle();
+        QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
+        QVERIFY(!run.menulet->company()->mostRecentDayEntry());
+        QCOMPARE(run.face(), u"0:00"_s);
     }
-    run.settle();
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    const platform::Alert& alert = run.test.alerts.shown.front();
-    QCOMPARE(alert.title, title);
-    QCOMPARE(alert.text, text);
-    QCOMPARE(alert.buttons, QStringList{u"OK"_s});
-    QCOMPARE(run.face(), u"0:01 running"_s);
-}
-
-void StatusMenuTest::succeededCommands()
-{
-    AppRun run;
-    run.start();
-    run.startTimer(u"Design"_s);
-    run.refresh();
-
-    auto& api = service::QuillonApi::sharedApi();
-    model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
-    run.requested();
-    entry->setNotes(u"changed"_s);
-    api.updateTimer(*entry);
-    run.settle();
-    QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
-
-    api.deleteTimer(*run.menulet->company()->mostRecentDayEntry());
-    run.settle();
-    QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
-    QVERIFY(!run.menulet->company()->mostRecentDayEntry());
-    QCOMPARE(run.face(), u"0:00"_s);
-}
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(StatusMenuTest)
 #include "StatusMenuTest.moc"

@@ -90,278 +90,264 @@ class UpdatesTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void versions_data();
-    void versions();
-    void feeds_data();
-    void feeds();
-    void notes_data();
-    void notes();
-
-    void withoutAnAddress();
-    void tellsOfANewerVersion();
-    void tellsEachVersionOnce();
-    void skippedVersion();
-    void switchedOff();
-    void nothingNewer();
-    void brokenServers_data();
-    void brokenServers();
-    void askedWhileLooking();
-    void askedAndCalledOff();
-    void leavesWhileTheServerHangs();
-};
-
-void UpdatesTest::versions_data()
-{
-    QTest::addColumn<QString>("older");
-    QTest::addColumn<QString>("newer");
-    QTest::newRow("as numbers, not as letters") << u"1.9"_s << u"1.10"_s;
-    QTest::newRow("more parts") << u"1.2"_s << u"1.2.1"_s;
-    QTest::newRow("leading zeros") << u"1.08"_s << u"1.9"_s;
-    QTest::newRow("trial before the real one") << u"1.10b2"_s << u"1.10"_s;
-    QTest::newRow("trial after the version before") << u"1.9"_s << u"1.10-rc1"_s;
-}
-
-void UpdatesTest::versions()
-{
-    QFETCH(QString, older);
-    QFETCH(QString, newer);
-    QVERIFY(Appcast::compareVersions(older, newer) < 0);
-    QVERIFY(Appcast::compareVersions(newer, older) > 0);
-    QCOMPARE(Appcast::compareVersions(newer, newer), 0);
-    QCOMPARE(Appcast::compareVersions(newer, newer + u".0"_s) == 0, !newer.contains(u'b') && !newer.contains(u'r'));
-}
-
-void UpdatesTest::feeds_data()
-{
-    QTest::addColumn<std::string>("xml");
-    QTest::addColumn<QString>("found"); // "none", "unreadable", or version and page
-    const auto offer = [](const QString& version) { return version + u" https://wrenfold.example/get"_s; };
-    QTest::newRow("newest, wherever it stands") << feed(item("1.9") + item("1.10") + item("1.3")) << offer(u"1.10"_s);
-    QTest::newRow("none listed") << feed("") << u"none"_s;
-    QTest::newRow("as elements, without a page")
-        << feed("<item><sparkle:version>3.0</sparkle:version><enclosure url=\"https://wrenfold.example/get\"/></item>")
-        << offer(u"3.0"_s);
-    QTest::newRow("for another system") << feed("<item><enclosure url=\"https://wrenfold.example/x\" "
-                                                "sparkle:version=\"9\" sparkle:os=\"macos\"/></item>" +
-                                                item("1.3"))
-                                        << offer(u"1.3"_s);
-    QTest::newRow("another namespace")
-        << feed(
-               "<item xmlns:other=\"urn:other\"><other:version>9</other:version><link>https://a.example/</link></item>")
-        << u"unreadable"_s;
-    QTest::newRow("an item of no use beside one whose page is none")
-        << feed(item("soon") + item("2.0", "", "javascript:alert(1)")) << u"2.0 https://wrenfold.example/quillon.deb"_s;
-    for (const char* link : {"javascript:alert(1)", "/get", "https:///get", "https://wrenfold.example@evil.example/"}) {
-        QTest::newRow(link) << feed(std::string("<item><sparkle:version>9</sparkle:version><link>") + link +
-                                    "</link></item>")
-                            << u"unreadable"_s;
+    void versions_data()
+    {
+        QTest::addColumn<QString>("older");
+        QTest::addColumn<QString>("newer");
+        QTest::newRow("as numbers, not as letters") << u"1.9"_s << u"1.10"_s;
+        QTest::newRow("more parts") << u"1.2"_s << u"1.2.1"_s;
+        QTest::newRow("leading zeros") << u"1.08"_s << u"1.9"_s;
+        QTest::newRow("trial before the real one") << u"1.10b2"_s << u"1.10"_s;
+        QTest::newRow("trial after the version before") << u"1.9"_s << u"1.10-rc1"_s;
     }
-    QTest::newRow("no version") << feed(item("soon")) << u"unreadable"_s;
-    QTest::newRow("cut") << feed(item("1.3")).substr(0, 300) << u"unreadable"_s;
-    QTest::newRow("not well formed") << feed("<item><link>https://a.example/</item></link>") << u"unreadable"_s;
-    QTest::newRow("empty") << std::string() << u"unreadable"_s;
-    QTest::newRow("entities that grow") << "<!DOCTYPE rss [<!ENTITY a \"ha\"><!ENTITY b \"&a;&a;&a;&a;\">]>" +
-                                               feed(item("1.3", "&b;")).substr(39)
-                                        << u"unreadable"_s;
-    std::string deep;
-    for (int i = 0; i < 100000; ++i)
-        deep += "<a>";
-    QTest::newRow("deep") << feed("<item>" + deep) << u"unreadable"_s;
-    QTest::newRow("large") << feed(item("1.3", std::string(Appcast::largestFeed, 'x'))) << u"unreadable"_s;
-}
 
-void UpdatesTest::feeds()
-{
-    QFETCH(std::string, xml);
-    const auto newest = Appcast::newest(QByteArray::fromStdString(xml));
-    QString found = u"unreadable"_s;
-    if (newest)
-        found = *newest ? (*newest)->version + u' ' + (*newest)->page.toString() : u"none"_s;
-    QTEST(found, "found");
-    QVERIFY(newest || newest.error().endsWith(u'.'));
-}
+    void versions()
+    {
+        QFETCH(QString, older);
+        QFETCH(QString, newer);
+        QVERIFY(Appcast::compareVersions(older, newer) < 0);
+        QVERIFY(Appcast::compareVersions(newer, older) > 0);
+        QCOMPARE(Appcast::compareVersions(newer, newer), 0);
+        QCOMPARE(Appcast::compareVersions(newer, newer + u".0"_s) == 0, !newer.contains(u'b') && !newer.contains(u'r'));
+    }
 
-void UpdatesTest::notes_data()
-{
-    QTest::addColumn<QString>("written");
-    QTest::addColumn<QString>("read");
-    QTest::newRow("plain") << "One\n  Two " << u"One\n  Two"_s;
-    QTest::newRow("sign that looks like a tag") << "1 &lt; 2 &amp; 3 > 2" << u"1 < 2 & 3 > 2"_s;
-    QTest::newRow("formatted")
-        << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul><H3>Old</H3>]]>"
-        << u"New\n• A & B\n• C\n \nOld"_s;
-    QTest::newRow("scripts and styles") << "<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>"
-                                        << u"Text"_s;
-    QTest::newRow("none") << "" << QString();
-}
+    void feeds_data()
+    {
+        QTest::addColumn<std::string>("xml");
+        QTest::addColumn<QString>("found"); // "none", "unreadable", or version and page
+        const auto offer = [](const QString& version) { return version + u" https://wrenfold.example/get"_s; };
+        QTest::newRow("newest, wherever it stands")
+            << feed(item("1.9") + item("1.10") + item("1.3")) << offer(u"1.10"_s);
+        QTest::newRow("none listed") << feed("") << u"none"_s;
+        QTest::newRow("as elements, without a page") << feed("<item><sparkle:version>3.0</sparkle:version><enclosure "
+                                                             "url=\"https://wrenfold.example/get\"/></item>")
+                                                     << offer(u"3.0"_s);
+        QTest::newRow("for another system") << feed("<item><enclosure url=\"https://wrenfold.example/x\" "
+                                                    "sparkle:version=\"9\" sparkle:os=\"macos\"/></item>" +
+                                                    item("1.3"))
+                                            << offer(u"1.3"_s);
+        QTest::newRow("another namespace")
+            << feed("<item "
+                    "xmlns:other=\"urn:other\"><other:version>9</other:version><link>https://a.example/</link></item>")
+            << u"unreadable"_s;
+        QTest::newRow("an item of no use beside one whose page is none")
+            << feed(item("soon") + item("2.0", "", "javascript:alert(1)"))
+            << u"2.0 https://wrenfold.example/quillon.deb"_s;
+        for (const char* link :
+             {"javascript:alert(1)", "/get", "https:///get", "https://wrenfold.example@evil.example/"}) {
+            QTest::newRow(link) << feed(std::string("<item><sparkle:version>9</sparkle:version><link>") + link +
+                                        "</link></item>")
+                                << u"unreadable"_s;
+        }
+        QTest::newRow("no version") << feed(item("soon")) << u"unreadable"_s;
+        QTest::newRow("cut") << feed(item("1.3")).substr(0, 300) << u"unreadable"_s;
+        QTest::newRow("not well formed") << feed("<item><link>https://a.example/</item></link>") << u"unreadable"_s;
+        QTest::newRow("empty") << std::string() << u"unreadable"_s;
+        QTest::newRow("entities that grow")
+            << "<!DOCTYPE rss [<!ENTITY a \"ha\"><!ENTITY b \"&a;&a;&a;&a;\">]>" + feed(item("1.3", "&b;")).substr(39)
+            << u"unreadable"_s;
+        std::string deep;
+        for (int i = 0; i < 100000; ++i)
+            deep += "<a>";
+        QTest::newRow("deep") << feed("<item>" + deep) << u"unreadable"_s;
+        QTest::newRow("large") << feed(item("1.3", std::string(Appcast::largestFeed, 'x'))) << u"unreadable"_s;
+    }
 
-void UpdatesTest::notes()
-{
-    QFETCH(QString, written);
-    const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
-    QVERIFY(newest && *newest);
-    QTEST((*newest)->plainNotes(), "read");
-}
+    void feeds()
+    {
+        QFETCH(std::string, xml);
+        const auto newest = Appcast::newest(QByteArray::fromStdString(xml));
+        QString found = u"unreadable"_s;
+        if (newest)
+            found = *newest ? (*newest)->version + u' ' + (*newest)->page.toString() : u"none"_s;
+        QTEST(found, "found");
+        QVERIFY(newest || newest.error().endsWith(u'.'));
+    }
 
-void UpdatesTest::withoutAnAddress()
-{
-    Updates run;
-    run.test.info.set("SUFeedURL"_L1, QString());
-    run.updates->checkInBackground();
-    run.test.time.advance(24h);
-    run.ask();
-    QCOMPARE(run.requests(), 0);
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    QVERIFY(run.test.alerts.shown.front().text.startsWith("No update feed is set up"_L1));
-}
+    void notes_data()
+    {
+        QTest::addColumn<QString>("written");
+        QTest::addColumn<QString>("read");
+        QTest::newRow("plain") << "One\n  Two " << u"One\n  Two"_s;
+        QTest::newRow("sign that looks like a tag") << "1 &lt; 2 &amp; 3 > 2" << u"1 < 2 & 3 > 2"_s;
+        QTest::newRow("formatted")
+            << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul><H3>Old</H3>]]>"
+            << u"New\n• A & B\n• C\n \nOld"_s;
+        QTest::newRow("scripts and styles")
+            << "<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>" << u"Text"_s;
+        QTest::newRow("none") << "" << QString();
+    }
 
-void UpdatesTest::tellsOfANewerVersion()
-{
-    Updates run;
-    const std::string pixel = "<![CDATA[<p>Faster.</p><img src=\"http://127.0.0.1/pixel\"><iframe src=\"/frame\">]]>";
-    run.answer({Reply{200, feed(item("1.3", pixel))}});
-    run.updates->checkInBackground();
-    QTRY_VERIFY(Updates::window());
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
-    QCOMPARE(Updates::text(u"versionsField"_s), u"You have Quillon 1.2. The download page is at wrenfold.example."_s);
-    QCOMPARE(Updates::text(u"notesField"_s), u"Faster."_s);
-    // Neither what the notes name nor what the feed offers was fetched.
-    QCOMPARE(run.requests(), 1);
-    QVERIFY(run.test.desktop.opened.isEmpty());
+    void notes()
+    {
+        QFETCH(QString, written);
+        const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
+        QVERIFY(newest && *newest);
+        QTEST((*newest)->plainNotes(), "read");
+    }
 
-    Updates::click(u"getItButton"_s);
-    QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/get"_s)});
-    QVERIFY(!Updates::window());
-}
+    void withoutAnAddress()
+    {
+        Updates run;
+        run.test.info.set("SUFeedURL"_L1, QString());
+        run.updates->checkInBackground();
+        run.test.time.advance(24h);
+        run.ask();
+        QCOMPARE(run.requests(), 0);
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        QVERIFY(run.test.alerts.shown.front().text.startsWith("No update feed is set up"_L1));
+    }
 
-void UpdatesTest::tellsEachVersionOnce()
-{
-    Updates run;
-    const Reply same{200, feed(item("1.3"))};
-    run.answer({same, same, same, Reply{200, feed(item("1.4"))}, same});
-    run.updates->checkInBackground();
-    QTRY_VERIFY(Updates::window());
-    Updates::click(u"laterButton"_s);
-    run.passHours();
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
-    QTest::keyClick(Updates::window(), Qt::Key_Escape);
-    QVERIFY(!Updates::window());
+    void tellsOfANewerVersion()
+    {
+        Updates run;
+        const std::string pixel =
+            "<![CDATA[<p>Faster.</p><img src=\"http://127.0.0.1/pixel\"><iframe src=\"/frame\">]]>";
+        run.answer({Reply{200, feed(item("1.3", pixel))}});
+        run.updates->checkInBackground();
+        QTRY_VERIFY(Updates::window());
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+        QCOMPARE(Updates::text(u"versionsField"_s),
+                 u"You have Quillon 1.2. The download page is at wrenfold.example."_s);
+        QCOMPARE(Updates::text(u"notesField"_s), u"Faster."_s);
+        // Neither what the notes name nor what the feed offers was fetched.
+        QCOMPARE(run.requests(), 1);
+        QVERIFY(run.test.desktop.opened.isEmpty());
 
-    run.ask();
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
-}
+        Updates::click(u"getItButton"_s);
+        QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/get"_s)});
+        QVERIFY(!Updates::window());
+    }
 
-void UpdatesTest::skippedVersion()
-{
-    Updates run;
-    const Reply same{200, feed(item("1.3"))};
-    run.answer({same, same, Reply{200, feed(item("1.4"))}, same});
-    run.updates->checkInBackground();
-    QTRY_VERIFY(Updates::window());
-    Updates::click(u"skipButton"_s);
-    QVERIFY(!Updates::window());
+    void tellsEachVersionOnce()
+    {
+        Updates run;
+        const Reply same{200, feed(item("1.3"))};
+        run.answer({same, same, same, Reply{200, feed(item("1.4"))}, same});
+        run.updates->checkInBackground();
+        QTRY_VERIFY(Updates::window());
+        Updates::click(u"laterButton"_s);
+        run.passHours();
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
+        QTest::keyClick(Updates::window(), Qt::Key_Escape);
+        QVERIFY(!Updates::window());
 
-    run.updates = std::make_unique<app::AppcastFeed>(); // the next start
-    run.updates->setCheckIntervalSeconds(3600);
-    run.updates->checkInBackground();
-    run.passHours();
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
-    Updates::click(u"laterButton"_s);
-    run.ask();
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
-}
+        run.ask();
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+    }
 
-void UpdatesTest::switchedOff()
-{
-    Updates run;
-    QVERIFY(run.updates->automaticallyChecksForUpdates());
-    run.updates->setAutomaticallyChecksForUpdates(false);
-    run.updates->checkInBackground();
-    run.test.time.advance(24h);
-    QVERIFY(!settings::UserDefaults().boolForKey(settings::SUEnableAutomaticChecksKey));
-    run.answer({Reply{200, feed(item("1.3"))}});
-    run.updates->setAutomaticallyChecksForUpdates(true);
-    QTRY_VERIFY(Updates::window());
-    QCOMPARE(run.requests(), 1);
-}
+    void skippedVersion()
+    {
+        Updates run;
+        const Reply same{200, feed(item("1.3"))};
+        run.answer({same, same, Reply{200, feed(item("1.4"))}, same});
+        run.updates->checkInBackground();
+        QTRY_VERIFY(Updates::window());
+        Updates::click(u"skipButton"_s);
+        QVERIFY(!Updates::window());
 
-void UpdatesTest::nothingNewer()
-{
-    Updates run;
-    run.answer({Reply{200, feed(item("1.2.0"))}, Reply{200, feed("")}, Reply{200, feed(item("1.1"))},
-                Reply{200, feed(item("1.3"))}});
-    run.ask();
-    QVERIFY(!Updates::window());
-    QCOMPARE(run.test.alerts.shown.front().text, u"There is no newer version than Quillon 1.2."_s);
-    run.updates->checkInBackground();
-    run.passHours();
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
+        run.updates = std::make_unique<app::AppcastFeed>(); // the next start
+        run.updates->setCheckIntervalSeconds(3600);
+        run.updates->checkInBackground();
+        run.passHours();
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.4 Is Available"_s);
+        Updates::click(u"laterButton"_s);
+        run.ask();
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+    }
 
-void UpdatesTest::brokenServers_data()
-{
-    QTest::addColumn<Reply>("reply");
-    QTest::newRow("an error") << Reply{500, "no"};
-    QTest::newRow("not there") << Reply{404, feed(item("1.3"))};
-    QTest::newRow("hangs") << Reply::hanging();
-    QTest::newRow("slow") << Reply::dripping(feed(item("1.3")), 20ms);
-    QTest::newRow("closes") << Reply::closed();
-    QTest::newRow("cut") << Reply::cut(feed(item("1.3")));
-    QTest::newRow("huge") << Reply{200, std::string(Appcast::largestFeed + 1, ' ')};
-    QTest::newRow("leads to a file") << Reply::redirect("file:///etc/passwd");
-    QTest::newRow("no feed") << Reply{200, "<html/>"};
-}
+    void switchedOff()
+    {
+        Updates run;
+        QVERIFY(run.updates->automaticallyChecksForUpdates());
+        run.updates->setAutomaticallyChecksForUpdates(false);
+        run.updates->checkInBackground();
+        run.test.time.advance(24h);
+        QVERIFY(!settings::UserDefaults().boolForKey(settings::SUEnableAutomaticChecksKey));
+        run.answer({Reply{200, feed(item("1.3"))}});
+        run.updates->setAutomaticallyChecksForUpdates(true);
+        QTRY_VERIFY(Updates::window());
+        QCOMPARE(run.requests(), 1);
+    }
 
-void UpdatesTest::brokenServers()
-{
-    QFETCH(Reply, reply);
-    Updates run(500ms);
-    run.answer({reply, reply, Reply{200, feed(item("1.3"))}});
-    run.ask();
-    QVERIFY(!Updates::window());
-    QCOMPARE(run.test.alerts.shown.front().title, u"Looking for Updates Failed"_s);
-    const QString sentence = run.test.alerts.shown.front().text;
-    QVERIFY2(sentence.endsWith(u'.') && sentence.count(u". "_s) == 0, qPrintable(sentence));
+    void nothingNewer()
+    {
+        Updates run;
+        run.answer({Reply{200, feed(item("1.2.0"))}, Reply{200, feed("")}, Reply{200, feed(item("1.1"))},
+                    Reply{200, feed(item("1.3"))}});
+        run.ask();
+        QVERIFY(!Updates::window());
+        QCOMPARE(run.test.alerts.shown.front().text, u"There is no newer version than Quillon 1.2."_s);
+        run.updates->checkInBackground();
+        run.passHours();
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
 
-    run.updates->checkInBackground();
-    run.passHours();
-    QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-}
+    void brokenServers_data()
+    {
+        QTest::addColumn<Reply>("reply");
+        QTest::newRow("an error") << Reply{500, "no"};
+        QTest::newRow("not there") << Reply{404, feed(item("1.3"))};
+        QTest::newRow("hangs") << Reply::hanging();
+        QTest::newRow("slow") << Reply::dripping(feed(item("1.3")), 20ms);
+        QTest::newRow("closes") << Reply::closed();
+        QTest::newRow("cut") << Reply::cut(feed(item("1.3")));
+        QTest::newRow("huge") << Reply{200, std::string(Appcast::largestFeed + 1, ' ')};
+        QTest::newRow("leads to a file") << Reply::redirect("file:///etc/passwd");
+        QTest::newRow("no feed") << Reply{200, "<html/>"};
+    }
 
-void UpdatesTest::askedWhileLooking()
-{
-    Updates run;
-    run.answer({Reply::dripping(feed(""), 1ms)});
-    run.updates->checkInBackground();
-    run.updates->check();
-    run.updates->check();
-    QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    QCOMPARE(run.requests(), 1);
-}
+    void brokenServers()
+    {
+        QFETCH(Reply, reply);
+        Updates run(500ms);
+        run.answer({reply, reply, Reply{200, feed(item("1.3"))}});
+        run.ask();
+        QVERIFY(!Updates::window());
+        QCOMPARE(run.test.alerts.shown.front().title, u"Looking for Updates Failed"_s);
+        const QString sentence = run.test.alerts.shown.front().text;
+        QVERIFY2(sentence.endsWith(u'.') && sentence.count(u". "_s) == 0, qPrintable(sentence));
 
-void UpdatesTest::askedAndCalledOff()
-{
-    Updates run(std::chrono::hours(1));
-    run.answer({Reply::hanging(), Reply{200, feed(item("1.3"))}});
-    run.updates->check();
-    const auto progress = [] { return qobject_cast<QProgressDialog*>(QApplication::activeWindow()); };
-    QTRY_VERIFY(progress() && progress()->isVisible());
-    QTRY_COMPARE(run.requests(), 1);
-    QTest::keyClick(progress(), Qt::Key_Escape);
-    QTRY_VERIFY(!progress());
-    run.ask();
-    QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
-    QVERIFY(run.test.alerts.shown.empty());
-}
+        run.updates->checkInBackground();
+        run.passHours();
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+    }
 
-void UpdatesTest::leavesWhileTheServerHangs()
-{
-    Updates run(std::chrono::hours(1));
-    run.answer({Reply::hanging()});
-    run.updates->check();
-    QTRY_COMPARE(run.requests(), 1);
-    run.updates.reset();
-}
+    void askedWhileLooking()
+    {
+        Updates run;
+        run.answer({Reply::dripping(feed(""), 1ms)});
+        run.updates->checkInBackground();
+        run.updates->check();
+        run.updates->check();
+        QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        QCOMPARE(run.requests(), 1);
+    }
+
+    void askedAndCalledOff()
+    {
+        Updates run(std::chrono::hours(1));
+        run.answer({Reply::hanging(), Reply{200, feed(item("1.3"))}});
+        run.updates->check();
+        const auto progress = [] { return qobject_cast<QProgressDialog*>(QApplication::activeWindow()); };
+        QTRY_VERIFY(progress() && progress()->isVisible());
+        QTRY_COMPARE(run.requests(), 1);
+        QTest::keyClick(progress(), Qt::Key_Escape);
+        QTRY_VERIFY(!progress());
+        run.ask();
+        QCOMPARE(Updates::text(u"headingField"_s), u"Quillon 1.3 Is Available"_s);
+        QVERIFY(run.test.alerts.shown.empty());
+    }
+
+    void leavesWhileTheServerHangs()
+    {
+        Updates run(std::chrono::hours(1));
+        run.answer({Reply::hanging()});
+        run.updates->check();
+        QTRY_COMPARE(run.requests(), 1);
+        run.updates.reset();
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(UpdatesTest)
 #include "UpdatesTest.moc"
