@@ -36,9 +36,9 @@ class TimesheetEditSheet;
 /// accounts that record them, its start and end.
 ///
 /// One per timesheet, used for one entry after the other. Saving sends the entry; cancelling sends nothing. What could
-/// not be saved is there again when the sheet is next opened on that entry, unless the entry was changed since. What
-/// the service changes while the sheet is open changes nothing that is shown, but for what `entriesDidChange` says; an
-/// entry that it has deleted or locked is not sent any more, and the sheet says so. Main thread only.
+/// not be saved is back when the sheet is next opened on that entry, unless the entry has changed since. Changes from
+/// the service leave an open sheet alone, except as `entriesDidChange` says; an entry that was deleted or locked
+/// meanwhile is not sent, and the sheet says so. Main thread only.
 class EditTimerController final : public QObject, private QuillonAutocompleterDelegate
 {
     Q_OBJECT
@@ -49,7 +49,7 @@ public:
 
     /// Null once it has been deleted.
     model::DayEntry* entry() const { return m_entry.get(); }
-    /// Fills the fields anew: with what could not be saved, if there is such a thing, else with what the entry has.
+    /// Fills the fields again: with what could not be saved, if anything, otherwise from the entry.
     void setEntry(model::DayEntry* entry);
     /// Not owned. To be set before `showEditTimer`; its window outlives this object.
     void setTimesheetController(EditTimerOwner* timesheetController);
@@ -65,7 +65,7 @@ public:
 
     // To be called after each merge.
 
-    /// Of whatever kind: the end can be typed exactly while no timer runs.
+    /// Of any kind: the end can be edited only while the timer is stopped.
     void entriesDidChange();
     /// One that touched the catalog.
     void catalogDidChange();
@@ -119,7 +119,7 @@ private:
     void forgetTyped();
     void explainHours(bool refused);
     void takeTypedChoices();
-    /// Always false. `focusAfterwards`: null for where it is now.
+    /// Always false. `focusAfterwards`: null leaves the focus where it is.
     bool refuse(const QString& message, QWidget* focusAfterwards = nullptr);
     /// `explain`: what stands in the field is wrong.
     void markTime(QLineEdit& field, bool error, bool explain);

@@ -9,11 +9,11 @@ class QLineEdit;
 
 namespace editing {
 
-/// Makes a field for hours of a line of text: it takes digits and colons only, and shows "h:mm" when it is left.
+/// Turns a line edit into a field for hours, which takes digits and colons only and shows "h:mm" when it is left.
 ///
-/// What it cannot take it refuses whole, a paste as well as a key or what assistive technology sets. A number without a
-/// colon in which a key was refused, as in "1.5", is no number of hours: left like that, the field shows what it had
-/// before. Owned by the field.
+/// Anything else is refused as a whole, whether it is typed, pasted or set by assistive technology. A number without a
+/// colon in which a key was refused, as in "1.5", is not a number of hours: when it is left like that, the field goes
+/// back to what it showed before. Owned by the field.
 class HoursInput final : public QValidator
 {
     Q_OBJECT
@@ -21,12 +21,12 @@ public:
     /// `whenEmpty`: what the field shows when it is left without text.
     HoursInput(QLineEdit& field, const QString& whenEmpty);
 
-    /// For the program's own texts. What was refused before is forgotten.
+    /// For what the program itself shows. What was refused before is forgotten.
     void setText(const QString& text);
-    /// The person is through with the field.
+    /// The person has left the field.
     void endEditing();
-    /// Whether what the field has may be sent. False once when something was refused and nothing typed since, which may
-    /// not have been seen yet: the field then has the focus, with what it would send selected.
+    /// Whether the field's hours may be sent. False once after something was refused and nothing typed since, as that
+    /// may have gone unnoticed: the field then has the focus, and what it would send is selected.
     bool mayBeSent();
     /// Something was refused, and nothing typed since.
     bool hasRefused() const { return m_refusal != Refusal::None; }
@@ -35,16 +35,16 @@ public:
     State validate(QString& text, int& position) const override;
 
 signals:
-    /// To be said, perhaps once more.
+    /// Something was refused, perhaps again.
     void refused() const;
-    /// That is past.
+    /// The refusal no longer matters.
     void accepted();
 
 private:
     enum class Refusal
     {
         None,
-        TypingOn, ///< perhaps without having seen it
+        TypingOn, ///< perhaps without having noticed
         Left,
         Told, ///< when the hours were to be sent
     };

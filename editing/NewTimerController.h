@@ -46,8 +46,8 @@ public:
 
     // Actions.
 
-    /// Sends what stands in the window, unless that is on its way already. Once the timer is there the window closes;
-    /// where that fails it is there with what was typed.
+    /// Sends what the window shows, unless that is already on its way. Once the timer has started the window closes; if
+    /// that fails it is back with what was typed.
     void save();
     void toggleDuration();
 

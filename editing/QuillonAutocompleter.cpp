@@ -87,7 +87,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
 
 QuillonAutocompleter::~QuillonAutocompleter()
 {
-    // Their last events are nobody's business.
+    // The last events of the fields must not come back here.
     m_container->removeEventFilter(this);
     m_textField->removeEventFilter(this);
     delete m_commands;

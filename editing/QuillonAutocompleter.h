@@ -78,7 +78,7 @@ public:
     QWidget* nextKeyView() const { return m_nextKeyView; }
     void setEnabled(bool enabled);
     void setInvalid(bool invalid);
-    /// True: the next check whether there is a choice says nothing.
+    /// True: the next check for a missing choice stays silent.
     void setInitialDisplay(bool initialDisplay) { m_initialDisplay = initialDisplay; }
     void setErrorState();
     /// Null: no choice; the text stays.
@@ -90,7 +90,7 @@ public:
 
     /// What the person has typed, without what was completed.
     QString userEnteredText() const { return m_userEnteredText; }
-    // For owners; the picker itself has no use for it.
+    // For owners; the picker itself never reads it.
     QString currentAutocompleteFragment() const { return m_currentAutocompleteFragment; }
     void setCurrentAutocompleteFragment(const QString& fragment) { m_currentAutocompleteFragment = fragment; }
 

@@ -32,7 +32,7 @@ protected:
     QString missingText() const override { return tr("No task chosen"); }
     std::pair<QString, QString> manager() const override
     {
-        // Without a project there is none to be found: that one is wanted first.
+        // Without a project no task can be found: the project comes first.
         return m_project ? std::pair(tr("Manage Tasks"), QStringLiteral("/tasks")) : std::pair<QString, QString>();
     }
 

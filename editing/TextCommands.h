@@ -10,7 +10,7 @@ class QWidget;
 
 namespace editing {
 
-/// What a key pressed in a text field asks for, of that what the windows here take for themselves.
+/// What the windows here handle themselves of the keys pressed in a text field.
 enum class TextCommand
 {
     MoveUp,
@@ -22,7 +22,7 @@ enum class TextCommand
     Complete,       ///< Escape: ends suggestions
 };
 
-/// Nothing: the key is the field's own business.
+/// Empty: the field handles the key itself.
 std::optional<TextCommand> textCommand(const QKeyEvent& key);
 
 /// Offers the commands of one field to `handle` before the field sees the key. True: the field never does.

@@ -47,7 +47,7 @@ RLListView::RLListView(QWidget* parent)
 
 RLListView::~RLListView()
 {
-    // They tell the list that they go, so they go while it is still one.
+    // Each leaves the list in its destructor, so they go while there still is one.
     qDeleteAll(m_documentView->findChildren<RLListViewCell*>());
 }
 

@@ -60,7 +60,7 @@ public:
     const QStringList& keysToForward() const { return m_keysToForward; }
 
     /// Asks for everything anew. Keeps the scroll position as far as the new height allows and the keyboard focus in
-    /// a row's button if the row still has the same cell; loses the selection without telling anybody.
+    /// a row's button if the row still has the same cell; clears the selection without a notification.
     void reloadData();
     /// Makes the layout anew when the height of a row has changed.
     void reloadRowAtIndex(int row);
@@ -110,7 +110,7 @@ public:
 
     /// A row that reaches below the part in sight scrolls to the end of the list, any other to the top.
     void scrollToRow(int row);
-    /// The same, unless all of the row is in sight.
+    /// The same, unless the whole row is in sight.
     void scrollRowToVisible(int row);
     /// Brings all of the row into sight, scrolling no further than needed.
     void revealRow(int row);
@@ -165,7 +165,7 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    friend class RLListViewCell; // a cell that is destroyed tells the list
+    friend class RLListViewCell; // a cell that is destroyed leaves the list
 
     bool hasRow(int row) const { return row >= 0 && row < m_numberOfRows; }
     double contentWidth() const;

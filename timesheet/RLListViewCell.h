@@ -42,8 +42,8 @@ public:
     /// What a screen reader says for the row; the accessible name of the widget unless a subclass knows better.
     virtual QString accessibleText() const;
 
-    /// Tells assistive technology when the text has become another. The list calls it whenever it shows the cell, a
-    /// cell that changes in between by itself.
+    /// Notifies assistive technology when the text has changed. The list calls it whenever it shows the cell, and a
+    /// cell that changes in between calls it itself.
     void tellName();
 
     /// A press by assistive technology: like a click with a modifier key.

@@ -7,7 +7,7 @@ namespace timesheet {
 class RLListView;
 class RLListViewCell;
 
-/// What a list asks for its rows and tells about them. Main thread only.
+/// Supplies the rows of a list and hears what happens to them. Main thread only.
 ///
 /// Rows are counted from 0. The heights and the number of rows are asked for when the layout is made (see
 /// `RLListView::reloadData`, `RLListView::cacheCellLayout`), a cell when its row comes into sight.
