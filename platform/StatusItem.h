@@ -28,7 +28,6 @@ public:
 
     /// Width in points.
     virtual void setLength(double points) = 0;
-    virtual double length() const = 0;
 
     virtual void setEnabled(bool enabled) = 0;
     virtual void setToolTip(const QString& text) = 0;

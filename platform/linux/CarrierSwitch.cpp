@@ -1,6 +1,7 @@
 #include "CarrierSwitch.h"
 
 #include "FloatingStrip.h"
+#include "NotifierItem.h"
 #include "XEmbedDock.h"
 
 #include <QMetaObject>
@@ -11,8 +12,6 @@ namespace platform {
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr double kThickness = 22;
 
 // A panel that starts anew is away for a moment, and one that comes up offers one place after the other.
 constexpr auto kSettling = 1s;
@@ -28,13 +27,13 @@ CarrierSwitch::~CarrierSwitch() = default;
 
 CarrierSwitch::Kind CarrierSwitch::wanted() const
 {
-    if (!m_view)
+    if (!m_content.view)
         return Kind::None;
     if (m_floating)
         return Kind::Strip;
     if (m_tray.owner() && !m_trayRefused)
         return Kind::Dock;
-    if (m_host.isThere() && !m_hostRefused && m_standIn.menu)
+    if (m_host.isThere() && !m_hostRefused && m_content.standIn.menu)
         return Kind::Notifier;
     return Kind::Strip;
 }
@@ -58,21 +57,21 @@ void CarrierSwitch::decideSettled()
     m_settling = m_time.repeat(kSettling, [this] { decide(); });
 }
 
-std::unique_ptr<StatusItem> CarrierSwitch::make(Kind kind)
+std::unique_ptr<Carrier> CarrierSwitch::make(Kind kind)
 {
     switch (kind) {
     case Kind::Dock:
-        return std::make_unique<XEmbedDock>(m_time, m_tray.owner(), [this] {
+        return std::make_unique<XEmbedDock>(m_time, m_tray.owner(), m_content, [this] {
             m_trayRefused = true;
             decideSoon();
         });
     case Kind::Notifier:
-        return std::make_unique<NotifierItem>([this] {
+        return std::make_unique<NotifierItem>(m_content, [this] {
             m_hostRefused = true;
             decideSoon();
         });
     case Kind::Strip:
-        return std::make_unique<FloatingStrip>();
+        return std::make_unique<FloatingStrip>(m_content);
     case Kind::None:
         break;
     }
@@ -85,14 +84,6 @@ void CarrierSwitch::change(Kind kind)
     m_carrier.reset();
     m_kind = kind;
     m_carrier = make(kind);
-    if (!m_carrier)
-        return;
-    m_carrier->setLength(m_length);
-    m_carrier->setEnabled(m_enabled);
-    m_carrier->setToolTip(m_toolTip);
-    m_carrier->setDescription(m_description);
-    m_carrier->setView(m_view);
-    m_carrier->setStandIn(m_standIn);
 }
 
 void CarrierSwitch::trayChanged()
@@ -114,53 +105,19 @@ void CarrierSwitch::hostChanged()
         decide();
 }
 
-double CarrierSwitch::thickness() const
-{
-    return kThickness;
-}
-
 void CarrierSwitch::setView(QWidget* view)
 {
-    m_view = view;
-    if (m_carrier && view)
-        m_carrier->setView(view);
+    m_content.view = view;
+    change(Kind::None);
     decide();
-}
-
-void CarrierSwitch::setLength(double points)
-{
-    m_length = points;
-    if (m_carrier)
-        m_carrier->setLength(points);
-}
-
-void CarrierSwitch::setEnabled(bool enabled)
-{
-    m_enabled = enabled;
-    if (m_carrier)
-        m_carrier->setEnabled(enabled);
-}
-
-void CarrierSwitch::setToolTip(const QString& text)
-{
-    m_toolTip = text;
-    if (m_carrier)
-        m_carrier->setToolTip(text);
-}
-
-void CarrierSwitch::setDescription(const Description& description)
-{
-    m_description = description;
-    if (m_carrier)
-        m_carrier->setDescription(description);
 }
 
 void CarrierSwitch::setStandIn(StandIn standIn)
 {
-    m_standIn = std::move(standIn);
-    if (m_carrier)
-        m_carrier->setStandIn(m_standIn);
-    if (m_standIn.menu)
+    m_content.standIn = std::move(standIn);
+    if (m_kind == Kind::Notifier)
+        change(Kind::None);
+    if (m_content.standIn.menu)
         m_host.begin();
     decide();
 }
@@ -192,7 +149,7 @@ QString CarrierSwitch::describe() const
 {
     if (m_carrier)
         return m_carrier->describe();
-    return m_view ? QStringLiteral("between two places, for a moment") : foretell();
+    return m_content.view ? QStringLiteral("between two places, for a moment") : foretell();
 }
 
 QString CarrierSwitch::foretell() const

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "../StatusItem.h"
 #include "../TimeSource.h"
-#include "NotifierItem.h"
+#include "Carrier.h"
+#include "NotifierHost.h"
 #include "TrayWatch.h"
 
 #include <memory>
+#include <utility>
 
 namespace platform {
 
@@ -19,13 +20,12 @@ public:
     explicit CarrierSwitch(TimeSource& time);
     ~CarrierSwitch() override;
 
-    double thickness() const override;
+    double thickness() const override { return Carrier::Thickness; }
     void setView(QWidget* view) override;
-    void setLength(double points) override;
-    double length() const override { return m_length; }
-    void setEnabled(bool enabled) override;
-    void setToolTip(const QString& text) override;
-    void setDescription(const Description& description) override;
+    void setLength(double points) override { set(m_content.length, points); }
+    void setEnabled(bool enabled) override { set(m_content.enabled, enabled); }
+    void setToolTip(const QString& text) override { set(m_content.toolTip, text); }
+    void setDescription(const Description& description) override { set(m_content.description, description); }
     void setStandIn(StandIn standIn) override;
     void setFloating(bool floating) override;
     Place place() const override;
@@ -48,7 +48,13 @@ private:
     void decideSoon();
     void decideSettled();
     void change(Kind kind);
-    std::unique_ptr<StatusItem> make(Kind kind);
+    std::unique_ptr<Carrier> make(Kind kind);
+    template <class T>
+    void set(T& part, const T& value)
+    {
+        if (std::exchange(part, value) != value && m_carrier)
+            m_carrier->setContent(m_content);
+    }
     void trayChanged();
     void hostChanged();
 
@@ -62,15 +68,8 @@ private:
     QObject m_context;
 
     Kind m_kind = Kind::None;
-    std::unique_ptr<StatusItem> m_carrier;
-
-    // What each carrier is told.
-    QWidget* m_view = nullptr;
-    double m_length = 0;
-    bool m_enabled = true;
-    QString m_toolTip;
-    Description m_description;
-    StandIn m_standIn;
+    std::unique_ptr<Carrier> m_carrier;
+    ItemContent m_content;
     bool m_floating = false;
 };
 

@@ -6,20 +6,15 @@
 #include "X11.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPointer>
 #include <QScreen>
 #include <QSettings>
-#include <QTimer>
-#include <QWidget>
 #include <QWindow>
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 namespace platform {
 
@@ -27,7 +22,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kThickness = 22;
 constexpr int kMargin = 2;      // above and below the view
 constexpr int kGripWidth = 10;  // left of the view
 constexpr int kRightMargin = 3; // the least that keeps the view's corners inside the round ones
@@ -64,6 +58,12 @@ QRect onScreen(QRect rect)
     return rect;
 }
 
+/// On Wayland the compositor places windows, and tells nobody where.
+bool isPlacedByUs()
+{
+    return !QGuiApplication::platformName().startsWith("wayland"_L1);
+}
+
 bool growsToTheLeft(const QRect& rect)
 {
     const QScreen* screen = screenFor(rect);
@@ -82,65 +82,17 @@ QRect resized(QRect rect, int width)
 
 } // namespace
 
-class FloatingStrip::Window final : public QWidget
+FloatingStrip::FloatingStrip(const ItemContent& content)
+    : ViewCarrier(*content.view, Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus)
 {
-public:
-    Window();
-    ~Window() override;
-
-    void setView(QWidget* view);
-    void setLength(double points);
-    double length() const { return m_length; }
-    void popUp(QMenu& menu);
-    /// Of the view. Empty where the compositor places the window, and tells nobody.
-    std::optional<QRect> viewPlace() const;
-    void setVisible(bool visible) override;
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
-    void moveEvent(QMoveEvent* event) override;
-    void enterEvent(QEnterEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseMoveEvent(QMouseEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void contextMenuEvent(QContextMenuEvent* event) override { event->accept(); }
-
-private:
-    bool isPlacedByUs() const { return !QGuiApplication::platformName().startsWith("wayland"_L1); }
-    QRect defaultPlace() const;
-    void place();
-    void followScreen(QScreen* screen);
-    void lookForCompositor();
-    void applyMask();
-    void savePlace();
-
-    QPointer<QWidget> m_view;
-    double m_length = 0;
-    /// Where the person put it; it may have to stand elsewhere while a screen is away.
-    std::optional<QRect> m_wanted;
-    std::optional<QPoint> m_placed;
-    std::optional<QPoint> m_dragFrom;
-    bool m_grabbed = false; ///< by the person, at least once
-    QElapsedTimer m_shown;
-    bool m_composited = true;
-    QTimer m_save;
-};
-
-FloatingStrip::Window::Window()
-{
-    setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus);
     setAttribute(Qt::WA_TranslucentBackground);
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    // It is never the active window, and tool tips are for those only.
-    setAttribute(Qt::WA_AlwaysShowToolTips);
     setFocusPolicy(Qt::NoFocus);
-    setWindowTitle(u"Quillon"_s);
     setCursor(Qt::OpenHandCursor);
+    m_view->setCursor(Qt::ArrowCursor);
 
     m_save.setSingleShot(true);
     m_save.setInterval(500);
-    connect(&m_save, &QTimer::timeout, this, &Window::savePlace);
+    connect(&m_save, &QTimer::timeout, this, &FloatingStrip::savePlace);
 
     const QRect saved = stateFile().value(kGeometryKey).toRect();
     if (saved.isValid())
@@ -148,58 +100,41 @@ FloatingStrip::Window::Window()
 
     for (QScreen* screen : QGuiApplication::screens())
         followScreen(screen);
-    connect(qApp, &QGuiApplication::screenAdded, this, &Window::followScreen);
-    connect(qApp, &QGuiApplication::screenRemoved, this, &Window::place, Qt::QueuedConnection);
-    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &Window::place);
-}
+    connect(qApp, &QGuiApplication::screenAdded, this, &FloatingStrip::followScreen);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &FloatingStrip::putInPlace, Qt::QueuedConnection);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &FloatingStrip::putInPlace);
 
-FloatingStrip::Window::~Window()
-{
-    if (m_grabbed && m_save.isActive())
-        savePlace();
-    // It is not ours to delete.
-    if (m_view)
-        m_view->setParent(nullptr);
-}
-
-void FloatingStrip::Window::setView(QWidget* view)
-{
-    if (m_view) {
-        m_view->setParent(nullptr);
-        m_view->unsetCursor();
-    }
-    m_view = view;
-    if (!view) {
-        hide();
-        return;
-    }
-    view->setParent(this);
-    view->setCursor(Qt::ArrowCursor);
-    setLength(m_length > 0 ? m_length : view->width());
-    view->show();
-    if (isPlacedByUs())
-        place();
+    setContent(content);
+    m_view->show();
+    putInPlace();
     show();
 }
 
-void FloatingStrip::Window::setLength(double points)
+FloatingStrip::~FloatingStrip()
 {
-    m_length = points;
-    if (!m_view)
-        return;
+    if (m_grabbed && m_save.isActive())
+        savePlace();
+}
+
+bool FloatingStrip::available()
+{
+    return qobject_cast<QApplication*>(QCoreApplication::instance()) && QGuiApplication::primaryScreen();
+}
+
+void FloatingStrip::setLength(double points)
+{
     const int viewWidth = static_cast<int>(std::ceil(points));
-    const QSize size(kGripWidth + viewWidth + kRightMargin, kThickness + 2 * kMargin);
-    m_view->setGeometry(kGripWidth, kMargin, viewWidth, kThickness);
+    const QSize size(kGripWidth + viewWidth + kRightMargin, Thickness + 2 * kMargin);
+    m_view->setGeometry(kGripWidth, kMargin, viewWidth, Thickness);
     if (size == this->size())
         return;
     setFixedSize(size);
     if (m_wanted)
         m_wanted = resized(*m_wanted, size.width());
-    if (isPlacedByUs())
-        place();
+    putInPlace();
 }
 
-QRect FloatingStrip::Window::defaultPlace() const
+QRect FloatingStrip::defaultPlace() const
 {
     const QScreen* screen = QGuiApplication::primaryScreen();
     if (!screen)
@@ -208,7 +143,7 @@ QRect FloatingStrip::Window::defaultPlace() const
     return QRect(QPoint(area.right() + 1 - kRightInset - width(), area.top() + kTopInset), size());
 }
 
-void FloatingStrip::Window::place()
+void FloatingStrip::putInPlace()
 {
     if (!isPlacedByUs())
         return;
@@ -218,14 +153,14 @@ void FloatingStrip::Window::place()
     move(*m_placed);
 }
 
-void FloatingStrip::Window::followScreen(QScreen* screen)
+void FloatingStrip::followScreen(QScreen* screen)
 {
-    connect(screen, &QScreen::geometryChanged, this, &Window::place);
-    connect(screen, &QScreen::availableGeometryChanged, this, &Window::place);
-    place();
+    connect(screen, &QScreen::geometryChanged, this, &FloatingStrip::putInPlace);
+    connect(screen, &QScreen::availableGeometryChanged, this, &FloatingStrip::putInPlace);
+    putInPlace();
 }
 
-void FloatingStrip::Window::setVisible(bool visible)
+void FloatingStrip::setVisible(bool visible)
 {
     if (visible)
         lookForCompositor();
@@ -237,7 +172,15 @@ void FloatingStrip::Window::setVisible(bool visible)
         x11::skipTaskBar(*windowHandle());
 }
 
-void FloatingStrip::Window::popUp(QMenu& menu)
+StatusItem::Place FloatingStrip::place() const
+{
+    if (!isPlacedByUs() || !isVisible() || !m_view)
+        return {true, std::nullopt};
+    return {true, QRect(QPoint(m_view->mapToGlobal(QPoint(0, 0)).x(), frameGeometry().top()),
+                        QSize(m_view->width(), height()))};
+}
+
+void FloatingStrip::popUpMenu(QMenu& menu)
 {
     QRect item = frameGeometry();
     if (m_view)
@@ -245,15 +188,18 @@ void FloatingStrip::Window::popUp(QMenu& menu)
     popUpBeside(menu, item);
 }
 
-std::optional<QRect> FloatingStrip::Window::viewPlace() const
+void FloatingStrip::present()
 {
-    if (!isPlacedByUs() || !isVisible() || !m_view)
-        return std::nullopt;
-    return QRect(QPoint(m_view->mapToGlobal(QPoint(0, 0)).x(), frameGeometry().top()),
-                 QSize(m_view->width(), height()));
+    show();
+    raise();
 }
 
-void FloatingStrip::Window::paintEvent(QPaintEvent* event)
+QString FloatingStrip::describe() const
+{
+    return u"floating strip, %1 × %2 points"_s.arg(width()).arg(height());
+}
+
+void FloatingStrip::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
     painter.setClipRegion(event->region());
@@ -298,15 +244,15 @@ void FloatingStrip::Window::paintEvent(QPaintEvent* event)
 
     // All of it is drawn anew when a compositor comes or goes, the view alone when only its face changes.
     if (event->region().contains(QPoint(1, height() / 2)))
-        QMetaObject::invokeMethod(this, &Window::lookForCompositor, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &FloatingStrip::lookForCompositor, Qt::QueuedConnection);
 }
 
-void FloatingStrip::Window::resizeEvent(QResizeEvent*)
+void FloatingStrip::resizeEvent(QResizeEvent*)
 {
     applyMask();
 }
 
-void FloatingStrip::Window::moveEvent(QMoveEvent* event)
+void FloatingStrip::moveEvent(QMoveEvent* event)
 {
     if (!isVisible() || !m_placed || event->pos() == *m_placed)
         return;
@@ -319,12 +265,12 @@ void FloatingStrip::Window::moveEvent(QMoveEvent* event)
     m_save.start();
 }
 
-void FloatingStrip::Window::enterEvent(QEnterEvent*)
+void FloatingStrip::enterEvent(QEnterEvent*)
 {
     lookForCompositor();
 }
 
-void FloatingStrip::Window::mousePressEvent(QMouseEvent* event)
+void FloatingStrip::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::RightButton && m_view) {
         // The menu is meant, wherever on the item the click falls.
@@ -342,18 +288,18 @@ void FloatingStrip::Window::mousePressEvent(QMouseEvent* event)
         m_dragFrom = event->position().toPoint();
 }
 
-void FloatingStrip::Window::mouseMoveEvent(QMouseEvent* event)
+void FloatingStrip::mouseMoveEvent(QMouseEvent* event)
 {
     if (m_dragFrom)
         move(event->globalPosition().toPoint() - *m_dragFrom);
 }
 
-void FloatingStrip::Window::mouseReleaseEvent(QMouseEvent*)
+void FloatingStrip::mouseReleaseEvent(QMouseEvent*)
 {
     m_dragFrom.reset();
 }
 
-void FloatingStrip::Window::lookForCompositor()
+void FloatingStrip::lookForCompositor()
 {
     const bool composited = isScreenComposited();
     if (composited == std::exchange(m_composited, composited))
@@ -362,7 +308,7 @@ void FloatingStrip::Window::lookForCompositor()
     update();
 }
 
-void FloatingStrip::Window::applyMask()
+void FloatingStrip::applyMask()
 {
     if (m_composited) {
         clearMask();
@@ -371,79 +317,13 @@ void FloatingStrip::Window::applyMask()
     maskRounded(*this, rect(), kRadius);
 }
 
-void FloatingStrip::Window::savePlace()
+void FloatingStrip::savePlace()
 {
     m_save.stop();
     if (!m_wanted)
         return;
     QSettings file = stateFile();
     file.setValue(kGeometryKey, *m_wanted);
-}
-
-FloatingStrip::FloatingStrip() : m_window(std::make_unique<Window>()) {}
-
-FloatingStrip::~FloatingStrip() = default;
-
-bool FloatingStrip::available()
-{
-    return qobject_cast<QApplication*>(QCoreApplication::instance()) && QGuiApplication::primaryScreen();
-}
-
-double FloatingStrip::thickness() const
-{
-    return kThickness;
-}
-
-void FloatingStrip::setView(QWidget* view)
-{
-    m_window->setView(view);
-}
-
-void FloatingStrip::setLength(double points)
-{
-    m_window->setLength(points);
-}
-
-double FloatingStrip::length() const
-{
-    return m_window->length();
-}
-
-void FloatingStrip::setEnabled(bool enabled)
-{
-    m_window->setEnabled(enabled);
-}
-
-void FloatingStrip::setToolTip(const QString& text)
-{
-    m_window->setToolTip(text);
-}
-
-void FloatingStrip::setDescription(const Description& description)
-{
-    m_window->setAccessibleName(description.spoken);
-    m_window->setAccessibleDescription(description.hours);
-}
-
-StatusItem::Place FloatingStrip::place() const
-{
-    return {true, m_window->viewPlace()};
-}
-
-void FloatingStrip::popUpMenu(QMenu& menu)
-{
-    m_window->popUp(menu);
-}
-
-void FloatingStrip::present()
-{
-    m_window->show();
-    m_window->raise();
-}
-
-QString FloatingStrip::describe() const
-{
-    return u"floating strip, %1 × %2 points"_s.arg(m_window->width()).arg(m_window->height());
 }
 
 } // namespace platform

@@ -1,42 +1,66 @@
 #pragma once
 
-#include "../StatusItem.h"
+#include "ViewCarrier.h"
 
-#include <memory>
+#include <QContextMenuEvent>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <optional>
+
+class QScreen;
 
 namespace platform {
 
 /// The status item as a small window that floats above all others, for desktops whose bar takes no views.
 ///
 /// It is carried about by its grip and stays where it was put, also in later runs (`Strip/geometry` in
-/// `Quillon/State.conf` in the person's configuration folder). Never takes the focus, stands in no task bar. On Wayland
-/// the compositor places it, and it is a window like any other.
-class FloatingStrip final : public StatusItem
+/// `Quillon/State.conf` in the person's configuration folder). On Wayland the compositor places it, and it is a window
+/// like any other.
+class FloatingStrip final : public ViewCarrier
 {
 public:
-    FloatingStrip();
+    /// `content` has a view.
+    explicit FloatingStrip(const ItemContent& content);
     ~FloatingStrip() override;
 
     static bool available();
 
-    double thickness() const override;
-    void setView(QWidget* view) override;
-    void setLength(double points) override;
-    double length() const override;
-    void setEnabled(bool enabled) override;
-    void setToolTip(const QString& text) override;
-    void setDescription(const Description& description) override;
-    /// It shows the view itself and floats anyway.
-    void setStandIn(StandIn) override {}
-    void setFloating(bool) override {}
-    Place place() const override;
+    StatusItem::Place place() const override;
     void popUpMenu(QMenu& menu) override;
     void present() override;
     QString describe() const override;
 
+    void setVisible(bool visible) override;
+
+protected:
+    void setLength(double points) override;
+
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override { event->accept(); }
+
 private:
-    class Window;
-    std::unique_ptr<Window> m_window;
+    QRect defaultPlace() const;
+    void putInPlace();
+    void followScreen(QScreen* screen);
+    void lookForCompositor();
+    void applyMask();
+    void savePlace();
+
+    /// Where the person put it; it may have to stand elsewhere while a screen is away.
+    std::optional<QRect> m_wanted;
+    std::optional<QPoint> m_placed;
+    std::optional<QPoint> m_dragFrom;
+    bool m_grabbed = false; ///< by the person, at least once
+    QElapsedTimer m_shown;
+    bool m_composited = true;
+    QTimer m_save;
 };
 
 } // namespace platform

@@ -1,5 +1,7 @@
 #include "MenuExport.h"
 
+#include "DBus.h"
+
 #include <QAction>
 #include <QDBusMetaType>
 #include <QEvent>
@@ -12,70 +14,6 @@
 namespace platform {
 
 using namespace Qt::StringLiterals;
-
-QDBusArgument& operator<<(QDBusArgument& out, const MenuLayout& layout)
-{
-    out.beginStructure();
-    out << layout.id << layout.properties << layout.children;
-    out.endStructure();
-    return out;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& in, MenuLayout& layout)
-{
-    in.beginStructure();
-    in >> layout.id >> layout.properties >> layout.children;
-    in.endStructure();
-    return in;
-}
-
-QDBusArgument& operator<<(QDBusArgument& out, const MenuItem& item)
-{
-    out.beginStructure();
-    out << item.id << item.properties;
-    out.endStructure();
-    return out;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& in, MenuItem& item)
-{
-    in.beginStructure();
-    in >> item.id >> item.properties;
-    in.endStructure();
-    return in;
-}
-
-QDBusArgument& operator<<(QDBusArgument& out, const MenuItemKeys& keys)
-{
-    out.beginStructure();
-    out << keys.id << keys.properties;
-    out.endStructure();
-    return out;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& in, MenuItemKeys& keys)
-{
-    in.beginStructure();
-    in >> keys.id >> keys.properties;
-    in.endStructure();
-    return in;
-}
-
-QDBusArgument& operator<<(QDBusArgument& out, const MenuEvent& event)
-{
-    out.beginStructure();
-    out << event.id << event.name << event.data << event.timestamp;
-    out.endStructure();
-    return out;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& in, MenuEvent& event)
-{
-    in.beginStructure();
-    in >> event.id >> event.name >> event.data >> event.timestamp;
-    in.endStructure();
-    return in;
-}
 
 namespace {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QDBusArgument>
 #include <QDBusVariant>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
 #include <QVariantMap>
 
+#include <tuple>
 #include <vector>
 
 class QAction;
@@ -21,17 +21,23 @@ struct MenuLayout
     int id = 0;
     QVariantMap properties;
     QVariantList children; ///< of MenuLayout
+
+    static auto members() { return std::tuple(&MenuLayout::id, &MenuLayout::properties, &MenuLayout::children); }
 };
 struct MenuItem
 {
     int id = 0;
     QVariantMap properties;
+
+    static auto members() { return std::tuple(&MenuItem::id, &MenuItem::properties); }
     bool operator==(const MenuItem&) const = default;
 };
 struct MenuItemKeys
 {
     int id = 0;
     QStringList properties;
+
+    static auto members() { return std::tuple(&MenuItemKeys::id, &MenuItemKeys::properties); }
 };
 struct MenuEvent
 {
@@ -39,6 +45,11 @@ struct MenuEvent
     QString name;
     QDBusVariant data;
     uint timestamp = 0;
+
+    static auto members()
+    {
+        return std::tuple(&MenuEvent::id, &MenuEvent::name, &MenuEvent::data, &MenuEvent::timestamp);
+    }
 };
 
 /// A flat menu for desktops that draw it themselves, in their own place and style: `com.canonical.dbusmenu`.

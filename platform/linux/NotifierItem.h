@@ -1,29 +1,44 @@
 #pragma once
 
-#include "../StatusItem.h"
+#include "Carrier.h"
+
+#include <QDBusObjectPath>
+#include <QDBusServiceWatcher>
+#include <QObject>
 
 #include <memory>
+#include <tuple>
 
 namespace platform {
 
-/// Whether the desktop has a place for items that it draws itself: a `org.kde.StatusNotifierWatcher` on the session bus
-/// with a host behind it. Nothing is asked before `begin`, and nothing blocks. Main thread only.
-class NotifierHost final
+class MenuExport;
+
+// The structures of org.kde.StatusNotifierItem.
+
+struct NotifierPixmap
 {
-public:
-    /// `changed` comes when `isThere` has become another one.
-    explicit NotifierHost(std::function<void()> changed);
-    ~NotifierHost();
+    int width = 0;
+    int height = 0;
+    QByteArray pixels; ///< ARGB of 32 bits, the highest byte first
 
-    void begin();
-    bool isThere() const;
-    /// Waits for the answer, half a second at most.
-    static bool isThereNow();
+    static auto members()
+    {
+        return std::tuple(&NotifierPixmap::width, &NotifierPixmap::height, &NotifierPixmap::pixels);
+    }
+};
 
-    class Watch;
+struct NotifierToolTip
+{
+    QString iconName;
+    QList<NotifierPixmap> icon;
+    QString title;
+    QString text; ///< with markup
 
-private:
-    std::unique_ptr<Watch> m_watch;
+    static auto members()
+    {
+        return std::tuple(&NotifierToolTip::iconName, &NotifierToolTip::icon, &NotifierToolTip::title,
+                          &NotifierToolTip::text);
+    }
 };
 
 /// The item as the desktop draws it (freedesktop.org StatusNotifierItem): a square tile with the hours, their text as a
@@ -32,33 +47,75 @@ private:
 ///
 /// It says on the bus that something is new when, and only when, the hours or the state became others: the label and
 /// the tile, two messages. It registers again with each watcher that comes.
-class NotifierItem final : public StatusItem
+class NotifierItem final : public QObject, public Carrier
 {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")
+    Q_PROPERTY(QString Category READ category)
+    Q_PROPERTY(QString Id READ id)
+    Q_PROPERTY(QString Title READ title)
+    Q_PROPERTY(QString Status READ status)
+    Q_PROPERTY(int WindowId READ windowId)
+    Q_PROPERTY(QString IconThemePath READ none)
+    Q_PROPERTY(QString IconName READ none)
+    Q_PROPERTY(QList<platform::NotifierPixmap> IconPixmap READ iconPixmap)
+    Q_PROPERTY(QString IconAccessibleDesc READ spoken)
+    Q_PROPERTY(QString OverlayIconName READ none)
+    Q_PROPERTY(QString AttentionIconName READ none)
+    Q_PROPERTY(platform::NotifierToolTip ToolTip READ toolTip)
+    Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
+    Q_PROPERTY(QDBusObjectPath Menu READ menuPath)
+    Q_PROPERTY(QString XAyatanaLabel READ label)
+    Q_PROPERTY(QString XAyatanaLabelGuide READ labelGuide)
+
 public:
-    /// `refused` is told when the watcher does not take it; it must not destroy this.
-    explicit NotifierItem(std::function<void()> refused);
+    /// `refused` is called when the watcher does not take it. `content` has a stand-in with a menu.
+    NotifierItem(const ItemContent& content, std::function<void()> refused);
     ~NotifierItem() override;
 
-    double thickness() const override;
-    /// It cannot show a view.
-    void setView(QWidget*) override {}
-    void setLength(double points) override { m_length = points; }
-    double length() const override { return m_length; }
-    void setEnabled(bool) override {}
-    void setToolTip(const QString& text) override;
-    void setDescription(const Description& description) override;
-    void setStandIn(StandIn standIn) override;
-    void setFloating(bool) override {}
-    Place place() const override { return {false, std::nullopt}; }
+    void setContent(const ItemContent& content) override;
+    StatusItem::Place place() const override { return {false, std::nullopt}; }
     void popUpMenu(QMenu& menu) override;
-    void present() override {}
     QString describe() const override;
 
-    class Object;
+    QString category() const { return QStringLiteral("ApplicationStatus"); }
+    QString id() const { return QStringLiteral("quillon"); }
+    QString title() const { return QStringLiteral("Quillon"); }
+    QString status() const { return QStringLiteral("Active"); }
+    int windowId() const { return 0; }
+    QString none() const { return {}; }
+    QList<NotifierPixmap> iconPixmap() const;
+    QString spoken() const { return m_description.spoken; }
+    NotifierToolTip toolTip() const;
+    /// Signed out, a press is answered by the program.
+    bool itemIsMenu() const { return !m_description.loggedOut; }
+    QDBusObjectPath menuPath() const;
+    QString label() const;
+    QString labelGuide() const { return QStringLiteral("00:00"); }
+
+public slots:
+    // Places that desktops tell are not those of the pointer, so they are not used.
+    void Activate(int x, int y);
+    void ContextMenu(int x, int y);
+    void SecondaryActivate(int x, int y);
+    void Scroll(int delta, const QString& orientation);
+
+signals:
+    void NewIcon();
+    void NewToolTip();
+    void XAyatanaNewLabel(const QString& label, const QString& guide);
 
 private:
-    std::unique_ptr<Object> m_object;
-    double m_length = 0;
+    void enroll();
+
+    const QString m_name;
+    const std::function<void()> m_refused;
+    const StatusItem::StandIn m_standIn;
+    QString m_toolTipTitle;
+    StatusItem::Description m_description;
+    const std::unique_ptr<MenuExport> m_menu;
+    QDBusServiceWatcher m_watcher;
+    mutable QList<NotifierPixmap> m_tiles; ///< of the present description; painted when somebody asks
 };
 
 } // namespace platform

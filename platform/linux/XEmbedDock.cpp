@@ -3,15 +3,12 @@
 #include "PopUp.h"
 #include "Xcb.h"
 
-#include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QPointer>
 #include <QScreen>
-#include <QWidget>
 
 #include <algorithm>
 #include <cmath>
@@ -23,8 +20,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr int kThickness = 22;
 
 // Points. Less and the hours are cut; a panel that gives more in height means to scale an icon.
 constexpr QSize kLeast(66, 20);
@@ -70,92 +65,35 @@ bool isTranslucent(xcb_connection_t* x, xcb_window_t tray)
 
 } // namespace
 
-class XEmbedDock::Window final : public QWidget, public QAbstractNativeEventFilter
+XEmbedDock::XEmbedDock(TimeSource& time, std::uint32_t tray, const ItemContent& content, std::function<void()> refused)
+    : ViewCarrier(*content.view, Qt::X11BypassWindowManagerHint), m_time(time), m_tray(tray),
+      m_refused(std::move(refused))
 {
-public:
-    Window(TimeSource& time, std::uint32_t tray, std::function<void()> refused);
-    ~Window() override;
-
-    void setView(QWidget* view);
-    void setLength(double points);
-    double length() const { return m_length; }
-    /// Where it is on the screen. Qt knows nothing of windows that contain it, nor always of what they do to it.
-    QRect place() const;
-    /// What the panel gives it, in points.
-    QSize granted() const;
-
-    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
-
-private:
-    void dock();
-    void dockedOrPutOut();
-    void layOutView();
-    void judgeLater();
-    bool fits() const;
-
-    TimeSource& m_time;
-    const xcb_window_t m_tray;
-    std::function<void()> m_refused;
-    QPointer<QWidget> m_view;
-    double m_length = 0;
-    xcb_window_t m_id = 0; ///< 0: not asked to be docked yet
-    bool m_docked = false;
-    std::unique_ptr<TimeSource::Timer> m_trial;
-};
-
-XEmbedDock::Window::Window(TimeSource& time, std::uint32_t tray, std::function<void()> refused)
-    : m_time(time), m_tray(tray), m_refused(std::move(refused))
-{
-    setWindowFlags(Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint | Qt::Tool);
     setAttribute(Qt::WA_TranslucentBackground, isTranslucent(x11::connection(), m_tray));
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    // It is never the active window, and tool tips are for those only.
-    setAttribute(Qt::WA_AlwaysShowToolTips);
-    setWindowTitle(u"Quillon"_s);
     qApp->installNativeEventFilter(this);
+    setContent(content);
+    m_view->show();
+    dock();
 }
 
-XEmbedDock::Window::~Window()
+XEmbedDock::~XEmbedDock()
 {
     qApp->removeNativeEventFilter(this);
-    // It is not ours to delete.
-    if (m_view)
-        m_view->setParent(nullptr);
 }
 
-void XEmbedDock::Window::setView(QWidget* view)
-{
-    if (m_view)
-        m_view->setParent(nullptr);
-    m_view = view;
-    if (!view) {
-        hide();
-        return;
-    }
-    view->setParent(this);
-    setLength(m_length > 0 ? m_length : view->width());
-    view->show();
-    if (!m_id)
-        dock();
-}
-
-void XEmbedDock::Window::setLength(double points)
+void XEmbedDock::setLength(double points)
 {
     m_length = points;
     // The least size is what panels go by.
-    const QSize size(static_cast<int>(std::ceil(points)), kThickness);
+    const QSize size(static_cast<int>(std::ceil(points)), Thickness);
     if (size != minimumSize()) {
         setMinimumSize(size);
-        resize(size.width(), std::max(height(), kThickness));
+        resize(size.width(), std::max(height(), Thickness));
     }
     layOutView();
 }
 
-void XEmbedDock::Window::dock()
+void XEmbedDock::dock()
 {
     xcb_connection_t* x = x11::connection();
     m_id = static_cast<xcb_window_t>(winId());
@@ -167,7 +105,7 @@ void XEmbedDock::Window::dock()
     judgeLater();
 }
 
-bool XEmbedDock::Window::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
+bool XEmbedDock::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
 {
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     constexpr int kSentBit = 0x80;
@@ -178,17 +116,17 @@ bool XEmbedDock::Window::nativeEventFilter(const QByteArray& /*type*/, void* mes
         return false;
     const bool docked = moved->parent != x11::root(x11::connection());
     if (std::exchange(m_docked, docked) != docked)
-        QMetaObject::invokeMethod(this, &Window::dockedOrPutOut, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, &XEmbedDock::dockedOrPutOut, Qt::QueuedConnection);
     return false;
 }
 
-void XEmbedDock::Window::dockedOrPutOut()
+void XEmbedDock::dockedOrPutOut()
 {
     setVisible(m_docked && m_view);
     judgeLater();
 }
 
-void XEmbedDock::Window::layOutView()
+void XEmbedDock::layOutView()
 {
     if (!m_view)
         return;
@@ -196,14 +134,14 @@ void XEmbedDock::Window::layOutView()
     m_view->setGeometry((this->width() - width) / 2, 0, width, height());
 }
 
-void XEmbedDock::Window::resizeEvent(QResizeEvent*)
+void XEmbedDock::resizeEvent(QResizeEvent*)
 {
     layOutView();
     if (m_docked)
         judgeLater();
 }
 
-void XEmbedDock::Window::paintEvent(QPaintEvent* event)
+void XEmbedDock::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
@@ -211,7 +149,7 @@ void XEmbedDock::Window::paintEvent(QPaintEvent* event)
     painter.fillRect(event->rect(), clear ? QColor(Qt::transparent) : palette().color(QPalette::Window));
 }
 
-void XEmbedDock::Window::judgeLater()
+void XEmbedDock::judgeLater()
 {
     m_trial = m_time.repeat(kTrial, [this] {
         m_trial.reset();
@@ -222,20 +160,20 @@ void XEmbedDock::Window::judgeLater()
     });
 }
 
-bool XEmbedDock::Window::fits() const
+bool XEmbedDock::fits() const
 {
     const QSize size = granted();
     return m_docked && size.width() >= kLeast.width() && size.height() >= kLeast.height() && size.height() <= kHighest;
 }
 
-QSize XEmbedDock::Window::granted() const
+QSize XEmbedDock::granted() const
 {
     xcb_connection_t* x = x11::connection();
     const x11::Reply<xcb_get_geometry_reply_t> reply(xcb_get_geometry_reply(x, xcb_get_geometry(x, m_id), nullptr));
     return reply ? (QSizeF(reply->width, reply->height) / devicePixelRatioF()).toSize() : QSize();
 }
 
-QRect XEmbedDock::Window::place() const
+QRect XEmbedDock::area() const
 {
     xcb_connection_t* x = x11::connection();
     const x11::Reply<xcb_translate_coordinates_reply_t> reply(
@@ -243,63 +181,20 @@ QRect XEmbedDock::Window::place() const
     return reply ? QRect(inPoints({reply->dst_x, reply->dst_y}), granted()) : geometry();
 }
 
-XEmbedDock::XEmbedDock(TimeSource& time, std::uint32_t tray, std::function<void()> refused)
-    : m_window(std::make_unique<Window>(time, tray, std::move(refused)))
-{
-}
-
-XEmbedDock::~XEmbedDock() = default;
-
-double XEmbedDock::thickness() const
-{
-    return kThickness;
-}
-
-void XEmbedDock::setView(QWidget* view)
-{
-    m_window->setView(view);
-}
-
-void XEmbedDock::setLength(double points)
-{
-    m_window->setLength(points);
-}
-
-double XEmbedDock::length() const
-{
-    return m_window->length();
-}
-
-void XEmbedDock::setEnabled(bool enabled)
-{
-    m_window->setEnabled(enabled);
-}
-
-void XEmbedDock::setToolTip(const QString& text)
-{
-    m_window->setToolTip(text);
-}
-
-void XEmbedDock::setDescription(const Description& description)
-{
-    m_window->setAccessibleName(description.spoken);
-    m_window->setAccessibleDescription(description.hours);
-}
-
 StatusItem::Place XEmbedDock::place() const
 {
-    return {true, m_window->isVisible() ? std::optional(m_window->place()) : std::nullopt};
+    return {true, isVisible() ? std::optional(area()) : std::nullopt};
 }
 
 void XEmbedDock::popUpMenu(QMenu& menu)
 {
-    popUpBeside(menu, m_window->place());
+    popUpBeside(menu, area());
 }
 
 QString XEmbedDock::describe() const
 {
-    const QSize granted = m_window->granted();
-    return u"docked in the panel, which grants %1 × %2 points"_s.arg(granted.width()).arg(granted.height());
+    const QSize size = granted();
+    return u"docked in the panel, which grants %1 × %2 points"_s.arg(size.width()).arg(size.height());
 }
 
 } // namespace platform

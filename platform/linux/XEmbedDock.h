@@ -1,9 +1,12 @@
 #pragma once
 
-#include "../StatusItem.h"
 #include "../TimeSource.h"
+#include "ViewCarrier.h"
+
+#include <QAbstractNativeEventFilter>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace platform {
@@ -11,32 +14,43 @@ namespace platform {
 /// The view itself, docked in a panel's notification area (freedesktop.org XEmbed and System Tray Protocol).
 ///
 /// Panels that want icons give less room than the view needs, or far more. That shows a moment after it was docked.
-class XEmbedDock final : public StatusItem
+class XEmbedDock final : public ViewCarrier, public QAbstractNativeEventFilter
 {
 public:
-    /// `tray` takes the request, `refused` is told that the view does not fit, or was put out; it must not destroy
-    /// this.
-    XEmbedDock(TimeSource& time, std::uint32_t tray, std::function<void()> refused);
+    /// `tray` takes the request; `refused` is called when the view does not fit, or was put out. `content` has a view.
+    XEmbedDock(TimeSource& time, std::uint32_t tray, const ItemContent& content, std::function<void()> refused);
     ~XEmbedDock() override;
 
-    double thickness() const override;
-    void setView(QWidget* view) override;
-    void setLength(double points) override;
-    double length() const override;
-    void setEnabled(bool enabled) override;
-    void setToolTip(const QString& text) override;
-    void setDescription(const Description& description) override;
-    /// It shows the view itself.
-    void setStandIn(StandIn) override {}
-    void setFloating(bool) override {}
-    Place place() const override;
+    StatusItem::Place place() const override;
     void popUpMenu(QMenu& menu) override;
-    void present() override {}
     QString describe() const override;
 
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+protected:
+    void setLength(double points) override;
+
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
-    class Window;
-    std::unique_ptr<Window> m_window;
+    void dock();
+    void dockedOrPutOut();
+    void layOutView();
+    void judgeLater();
+    bool fits() const;
+    /// On the screen. Qt knows nothing of windows that contain it, nor always of what they do to it.
+    QRect area() const;
+    /// What the panel gives it, in points.
+    QSize granted() const;
+
+    TimeSource& m_time;
+    const std::uint32_t m_tray;
+    const std::function<void()> m_refused;
+    double m_length = 0;
+    std::uint32_t m_id = 0; ///< of the window, which asks to be docked
+    bool m_docked = false;
+    std::unique_ptr<TimeSource::Timer> m_trial;
 };
 
 } // namespace platform

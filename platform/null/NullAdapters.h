@@ -87,14 +87,12 @@ public:
     std::unique_ptr<Watch> watch(std::function<void()>, std::function<void()>) override { return nullptr; }
 };
 
-/// Keeps the length, shows nothing.
 class NullStatusItem final : public StatusItem
 {
 public:
     double thickness() const override { return 22; }
     void setView(QWidget*) override {}
-    void setLength(double points) override { m_length = points; }
-    double length() const override { return m_length; }
+    void setLength(double) override {}
     void setEnabled(bool) override {}
     void setToolTip(const QString&) override {}
     void setDescription(const Description&) override {}
@@ -104,9 +102,6 @@ public:
     void popUpMenu(QMenu& menu) override;
     void present() override {}
     QString describe() const override { return QStringLiteral("nowhere: there is no display"); }
-
-private:
-    double m_length = 0;
 };
 
 } // namespace platform

@@ -25,6 +25,8 @@ class View final : public QWidget
 public:
     View() { resize(71, 22); }
 
+    platform::ItemContent content() { return {.view = this}; }
+
     QList<std::pair<Qt::MouseButton, QPoint>> presses;
 
 protected:
@@ -67,9 +69,7 @@ void FloatingStripTest::clicksReachTheViewAndFocusStays()
     QVERIFY(QTest::qWaitForWindowActive(&other));
 
     View view;
-    FloatingStrip strip;
-    strip.setLength(71);
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     QCOMPARE(view.size(), QSize(71, 22));
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
@@ -87,8 +87,7 @@ void FloatingStripTest::clicksReachTheViewAndFocusStays()
 void FloatingStripTest::staysOutOfTaskBars()
 {
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     const auto state = [&] {
         return run(u"xprop"_s, {u"-id"_s, QString::number(view.window()->winId()), u"_NET_WM_STATE"_s});
@@ -106,8 +105,7 @@ void FloatingStripTest::gripMovesItAndThePlaceIsKept()
     QPoint kept;
     {
         View view;
-        FloatingStrip strip;
-        strip.setView(&view);
+        FloatingStrip strip(view.content());
         QVERIFY(shown(view));
         const QPoint before = view.window()->pos();
         const QPoint grip = view.window()->mapToGlobal(QPoint(5, 13));
@@ -120,8 +118,7 @@ void FloatingStripTest::gripMovesItAndThePlaceIsKept()
         kept = view.window()->pos();
     }
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     QTRY_COMPARE(view.window()->pos(), kept);
 }
@@ -129,8 +126,7 @@ void FloatingStripTest::gripMovesItAndThePlaceIsKept()
 void FloatingStripTest::rightClickOnTheGripIsOneOnTheView()
 {
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     pointer(at(view.window()->mapToGlobal(QPoint(5, 13))) + u" click 3"_s);
     QTRY_COMPARE(view.presses.size(), 1);
@@ -140,24 +136,23 @@ void FloatingStripTest::rightClickOnTheGripIsOneOnTheView()
 void FloatingStripTest::lengthGrowsAwayFromTheEdge()
 {
     View view;
-    FloatingStrip strip;
-    strip.setLength(71);
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     const QRect before = view.window()->frameGeometry();
-    strip.setLength(80.25);
-    QCOMPARE(strip.length(), 80.25);
+    platform::ItemContent content = view.content();
+    content.length = 80.25;
+    strip.setContent(content);
     QCOMPARE(view.width(), 81);
     QTRY_COMPARE(view.window()->frameGeometry(), before.adjusted(-10, 0, 0, 0));
-    strip.setLength(71);
+    content.length = 71;
+    strip.setContent(content);
     QTRY_COMPARE(view.window()->frameGeometry(), before);
 }
 
 void FloatingStripTest::comesBackOntoTheScreen()
 {
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     view.window()->move(5000, -300);
     // As if the screen on which it was had gone.
@@ -178,8 +173,7 @@ void FloatingStripTest::menuOpensBesideIt()
 {
     QFETCH(bool, atBottom);
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     if (atBottom) {
@@ -202,8 +196,7 @@ void FloatingStripTest::menuOpensBesideIt()
 void FloatingStripTest::corners()
 {
     View view;
-    FloatingStrip strip;
-    strip.setView(&view);
+    FloatingStrip strip(view.content());
     QVERIFY(shown(view));
     QWidget& window = *view.window();
     QVERIFY(!window.mask().isEmpty());
@@ -225,22 +218,16 @@ void FloatingStripTest::corners()
 void FloatingStripTest::viewIsHandedBack()
 {
     auto view = std::make_unique<View>();
-    QPointer<QWidget> window;
     {
-        FloatingStrip strip;
-        strip.setView(view.get());
-        window = view->window();
-        strip.setView(nullptr);
-        QVERIFY(!view->parentWidget());
-        QVERIFY(!window->isVisible());
-        strip.setView(view.get());
+        const FloatingStrip strip(view->content());
+        QCOMPARE(view->parentWidget(), &strip);
     }
-    QVERIFY(!window);
     QVERIFY(!view->parentWidget());
-    FloatingStrip strip;
-    strip.setView(view.get());
+    platform::ItemContent content = view->content();
+    FloatingStrip strip(content);
     view.reset();
-    strip.setLength(90);
+    content.length = 90;
+    strip.setContent(content);
     strip.present();
 }
 

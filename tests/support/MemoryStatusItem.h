@@ -15,7 +15,7 @@ public:
     double thickness() const override { return 22; }
     void setView(QWidget* shown) override { view = shown; }
     void setLength(double points) override { m_length = points; }
-    double length() const override { return m_length; }
+    double length() const { return m_length; }
     void setEnabled(bool on) override { enabled = on; }
     void setToolTip(const QString& text) override { toolTip = text; }
     void setDescription(const Description& told) override { description = told; }

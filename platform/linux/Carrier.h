@@ -1,0 +1,38 @@
+#pragma once
+
+#include "../StatusItem.h"
+
+namespace platform {
+
+/// What the program gives its status item, whichever carrier it is in.
+struct ItemContent
+{
+    QWidget* view = nullptr; ///< not owned
+    double length = 0;       ///< of the view, in points
+    bool enabled = true;
+    QString toolTip;
+    StatusItem::Description description;
+    StatusItem::StandIn standIn;
+};
+
+/// One of the places that a desktop may have for the status item. It is made when the item goes there, with all that it
+/// shows, and made anew for another view or stand-in. It must not be destroyed from within its own call.
+class Carrier
+{
+public:
+    /// Points from top to bottom.
+    static constexpr int Thickness = 22;
+
+    virtual ~Carrier() = default;
+
+    /// Shows what has changed, view and stand-in excepted.
+    virtual void setContent(const ItemContent& content) = 0;
+
+    // As in StatusItem.
+    virtual StatusItem::Place place() const = 0;
+    virtual void popUpMenu(QMenu& menu) = 0;
+    virtual void present() {}
+    virtual QString describe() const = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QDBusServiceWatcher>
+#include <QLatin1StringView>
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+namespace platform {
+
+/// Who shows items that the desktop draws itself (freedesktop.org StatusNotifierItem); also its interface.
+inline constexpr QLatin1StringView StatusNotifierWatcher("org.kde.StatusNotifierWatcher");
+inline constexpr QLatin1StringView StatusNotifierWatcherPath("/StatusNotifierWatcher");
+
+/// Whether the desktop has a place for such items: a watcher on the session bus with a host behind it. Nothing is asked
+/// before `begin`, and nothing blocks. Main thread only.
+class NotifierHost final : public QObject
+{
+    Q_OBJECT
+public:
+    /// `changed` is called when `isThere` has become another one.
+    explicit NotifierHost(std::function<void()> changed) : m_changed(std::move(changed)) {}
+
+    void begin();
+    bool isThere() const { return m_isThere; }
+    /// Waits for the answer, half a second at most.
+    static bool isThereNow();
+
+private slots:
+    void ask();
+
+private:
+    void setThere(bool there);
+
+    const std::function<void()> m_changed;
+    std::optional<QDBusServiceWatcher> m_service;
+    int m_question = 0; ///< only the answer to the last one counts
+    bool m_isThere = false;
+};
+
+} // namespace platform
