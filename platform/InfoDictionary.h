@@ -6,8 +6,7 @@
 
 #include <tl/expected.hpp>
 
-namespace platform
-{
+namespace platform {
 
 /// The tuning values a build, a system or a start brings along; not edited by the person.
 ///

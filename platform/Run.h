@@ -6,8 +6,7 @@
 #include <typeindex>
 #include <vector>
 
-namespace platform
-{
+namespace platform {
 
 class AlertPresenter;
 class Desktop;
@@ -46,8 +45,8 @@ public:
 /// One run of the program: the owner of everything that is shared in it.
 ///
 /// `main` makes one; each test makes its own. Shared objects are made on first use and destroyed in reverse order when
-/// the run ends. Made and destroyed on the main thread, when no other thread uses it any more; `shared` and `postToMain`
-/// may be called from any thread.
+/// the run ends. Made and destroyed on the main thread, when no other thread uses it any more; `shared` and
+/// `postToMain` may be called from any thread.
 class Run
 {
 public:
@@ -63,7 +62,8 @@ public:
     Environment& environment() { return *m_environment; }
 
     /// The run's one `T`, made on first use.
-    template <class T> T& shared()
+    template <class T>
+    T& shared()
     {
         // Recursive: what is made may use what is shared in turn.
         const std::lock_guard lock(m_sharedMutex);

@@ -48,7 +48,7 @@ public:
     /// What carriers that cannot show the view put in its place. Until it is set, the item is one that shows the view.
     struct StandIn
     {
-        QMenu* menu = nullptr; ///< offered to desktops that draw menus themselves. Flat. Not owned
+        QMenu* menu = nullptr;          ///< offered to desktops that draw menus themselves. Flat. Not owned
         std::function<void()> openMenu; ///< the item is pressed; what there is to open instead is the program's choice
         std::function<void()> toggleTimer;
         /// A square picture of so many device pixels a side.

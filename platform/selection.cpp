@@ -11,7 +11,6 @@
 #include "linux/AutostartItems.h"
 #include "linux/BusIdle.h"
 #include "linux/CarrierSwitch.h"
-#include "linux/FloatingStrip.h"
 #include "linux/LinuxDesktop.h"
 #include "linux/LogindSleepMonitor.h"
 #include "linux/MessageBoxAlerts.h"
@@ -24,6 +23,7 @@
 #include "linux/X11Idle.h"
 #endif
 
+#include <concepts>
 #include <utility>
 
 namespace platform {
@@ -32,111 +32,74 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// One way to get a part of the environment. The first that is available is taken.
-template <class Part>
-struct Candidate
+/// An adapter, or null where it is of no use.
+template <class Adapter>
+std::unique_ptr<Adapter> make(Environment& environment)
 {
-    bool (*available)();
-    std::unique_ptr<Part> (*make)(Environment&);
-};
-
-bool always()
-{
-    return true;
+    if constexpr (requires { Adapter::available(); }) {
+        if (!Adapter::available())
+            return nullptr;
+    }
+    if constexpr (std::constructible_from<Adapter, TimeSource&>)
+        return std::make_unique<Adapter>(environment.time());
+    else
+        return std::make_unique<Adapter>();
 }
-
-template <class Part, class Adapter>
-std::unique_ptr<Part> plain(Environment&)
-{
-    return std::make_unique<Adapter>();
-}
-
-constexpr Candidate<SecretStore> kSecretStores[] = {
-#ifdef Q_OS_LINUX
-    {always, plain<SecretStore, SecretServiceStore>},
-#endif
-    {always, plain<SecretStore, NullSecretStore>},
-};
-
-constexpr Candidate<Reachability> kReachabilities[] = {
-#ifdef Q_OS_LINUX
-    {NetworkMonitorReachability::available, plain<Reachability, NetworkMonitorReachability>},
-#endif
-    {always, plain<Reachability, NullReachability>},
-};
-
-constexpr Candidate<AlertPresenter> kAlertPresenters[] = {
-#ifdef Q_OS_LINUX
-    {MessageBoxAlerts::available,
-     [](Environment& environment) -> std::unique_ptr<AlertPresenter> {
-         return std::make_unique<MessageBoxAlerts>(environment.time());
-     }},
-#endif
-    {always, plain<AlertPresenter, NullAlerts>},
-};
-
-constexpr Candidate<Desktop> kDesktops[] = {
-#ifdef Q_OS_LINUX
-    {LinuxDesktop::available, plain<Desktop, LinuxDesktop>},
-#endif
-    {always, plain<Desktop, NullDesktop>},
-};
-
-constexpr Candidate<HotKeys> kHotKeys[] = {
-#ifdef Q_OS_LINUX
-    {PortalHotKeys::available, plain<HotKeys, PortalHotKeys>},
-    {X11HotKeys::available, plain<HotKeys, X11HotKeys>},
-#endif
-    {always, plain<HotKeys, NullHotKeys>},
-};
-
-constexpr Candidate<LoginItems> kLoginItems[] = {
-#ifdef Q_OS_LINUX
-    {AutostartItems::available, plain<LoginItems, AutostartItems>},
-#endif
-    {always, plain<LoginItems, NullLoginItems>},
-};
 
 #ifdef Q_OS_LINUX
 /// Whatever may know on this desktop. Some of it comes and goes, so that each measurement may choose anew.
-std::unique_ptr<SystemIdle> idleSources(Environment& environment)
+template <>
+std::unique_ptr<IdleSources> make(Environment& environment)
 {
     using Trust = IdleSources::Trust;
     std::vector<IdleSources::Source> sources;
-    if (WaylandIdle::available())
-        sources.push_back(
-            {std::make_unique<WaylandIdle>(environment.time()), Trust::Believed, u"the Wayland compositor"_s});
-    if (X11Idle::available())
-        sources.push_back({std::make_unique<X11Idle>(), Trust::Believed, u"the X server"_s});
+    if (auto wayland = make<WaylandIdle>(environment))
+        sources.push_back({std::move(wayland), Trust::Believed, u"the Wayland compositor"_s});
+    if (auto x11 = make<X11Idle>(environment))
+        sources.push_back({std::move(x11), Trust::Believed, u"the X server"_s});
     sources.push_back({std::make_unique<BusIdle>(BusIdle::mutter()), Trust::Believed, u"GNOME"_s});
     sources.push_back({std::make_unique<BusIdle>(BusIdle::screenSaver()), Trust::Doubted, u"the screen saver"_s});
     return std::make_unique<IdleSources>(environment.time(), std::move(sources));
 }
 #endif
 
-constexpr Candidate<SystemIdle> kSystemIdles[] = {
-#ifdef Q_OS_LINUX
-    {always, idleSources},
-#endif
-    {always, plain<SystemIdle, NullSystemIdle>},
+/// A part of the environment: the first of the candidates that is available, made on first use. The last one always is.
+template <class Part, class... Candidates>
+class Choice
+{
+public:
+    Part& of(Environment& environment)
+    {
+        if (!m_part)
+            static_cast<void>(((m_part = make<Candidates>(environment)) || ...));
+        return *m_part;
+    }
+
+private:
+    std::unique_ptr<Part> m_part;
 };
 
-constexpr Candidate<SleepMonitor> kSleepMonitors[] = {
 #ifdef Q_OS_LINUX
-    {always, plain<SleepMonitor, LogindSleepMonitor>},
+using SecretStores = Choice<SecretStore, SecretServiceStore, NullSecretStore>;
+using Reachabilities = Choice<Reachability, NetworkMonitorReachability, NullReachability>;
+using AlertPresenters = Choice<AlertPresenter, MessageBoxAlerts, NullAlerts>;
+using Desktops = Choice<Desktop, LinuxDesktop, NullDesktop>;
+using HotKeyWays = Choice<HotKeys, PortalHotKeys, X11HotKeys, NullHotKeys>;
+using LoginItemLists = Choice<LoginItems, AutostartItems, NullLoginItems>;
+using SystemIdles = Choice<SystemIdle, IdleSources, NullSystemIdle>;
+using SleepMonitors = Choice<SleepMonitor, LogindSleepMonitor, NullSleepMonitor>;
+using StatusItems = Choice<StatusItem, CarrierSwitch, NullStatusItem>;
+#else
+using SecretStores = Choice<SecretStore, NullSecretStore>;
+using Reachabilities = Choice<Reachability, NullReachability>;
+using AlertPresenters = Choice<AlertPresenter, NullAlerts>;
+using Desktops = Choice<Desktop, NullDesktop>;
+using HotKeyWays = Choice<HotKeys, NullHotKeys>;
+using LoginItemLists = Choice<LoginItems, NullLoginItems>;
+using SystemIdles = Choice<SystemIdle, NullSystemIdle>;
+using SleepMonitors = Choice<SleepMonitor, NullSleepMonitor>;
+using StatusItems = Choice<StatusItem, NullStatusItem>;
 #endif
-    {always, plain<SleepMonitor, NullSleepMonitor>},
-};
-
-constexpr Candidate<StatusItem> kStatusItems[] = {
-#ifdef Q_OS_LINUX
-    {FloatingStrip::available,
-     [](Environment& environment) -> std::unique_ptr<StatusItem> {
-         return std::make_unique<CarrierSwitch>(environment.time());
-     }},
-#endif
-    {always, plain<StatusItem, NullStatusItem>},
-};
 
 class SystemEnvironment final : public Environment
 {
@@ -148,48 +111,36 @@ public:
 
     InfoDictionary& info() override { return m_info; }
     TimeSource& time() override { return m_time; }
-    SecretStore& secretStore() override { return first(m_secretStore, kSecretStores); }
-    Reachability& reachability() override { return first(m_reachability, kReachabilities); }
-    AlertPresenter& alerts() override { return first(m_alerts, kAlertPresenters); }
-    Desktop& desktop() override { return first(m_desktop, kDesktops); }
+    SecretStore& secretStore() override { return m_secretStore.of(*this); }
+    Reachability& reachability() override { return m_reachability.of(*this); }
+    AlertPresenter& alerts() override { return m_alerts.of(*this); }
+    Desktop& desktop() override { return m_desktop.of(*this); }
     UpdateFeed& updateFeed() override
     {
-        if (!m_updateFeed && m_makeUpdateFeed)
-            m_updateFeed = m_makeUpdateFeed();
-        else if (!m_updateFeed)
-            m_updateFeed = std::make_unique<NullUpdateFeed>();
+        if (!m_updateFeed)
+            m_updateFeed = m_makeUpdateFeed ? m_makeUpdateFeed() : std::make_unique<NullUpdateFeed>();
         return *m_updateFeed;
     }
-    HotKeys& hotKeys() override { return first(m_hotKeys, kHotKeys); }
-    LoginItems& loginItems() override { return first(m_loginItems, kLoginItems); }
-    SystemIdle& systemIdle() override { return first(m_systemIdle, kSystemIdles); }
-    SleepMonitor& sleepMonitor() override { return first(m_sleepMonitor, kSleepMonitors); }
-    StatusItem& statusItem() override { return first(m_statusItem, kStatusItems); }
+    HotKeys& hotKeys() override { return m_hotKeys.of(*this); }
+    LoginItems& loginItems() override { return m_loginItems.of(*this); }
+    SystemIdle& systemIdle() override { return m_systemIdle.of(*this); }
+    SleepMonitor& sleepMonitor() override { return m_sleepMonitor.of(*this); }
+    StatusItem& statusItem() override { return m_statusItem.of(*this); }
 
 private:
-    template <class Part, std::size_t count>
-    Part& first(std::unique_ptr<Part>& part, const Candidate<Part> (&candidates)[count])
-    {
-        for (const auto& candidate : candidates) {
-            if (!part && candidate.available())
-                part = candidate.make(*this);
-        }
-        return *part;
-    }
-
     InfoDictionary m_info;
     const std::function<std::unique_ptr<UpdateFeed>()> m_makeUpdateFeed;
     SystemTimeSource m_time;
-    std::unique_ptr<SecretStore> m_secretStore;
-    std::unique_ptr<Reachability> m_reachability;
-    std::unique_ptr<AlertPresenter> m_alerts;
-    std::unique_ptr<Desktop> m_desktop;
+    SecretStores m_secretStore;
+    Reachabilities m_reachability;
+    AlertPresenters m_alerts;
+    Desktops m_desktop;
     std::unique_ptr<UpdateFeed> m_updateFeed;
-    std::unique_ptr<HotKeys> m_hotKeys;
-    std::unique_ptr<LoginItems> m_loginItems;
-    std::unique_ptr<SystemIdle> m_systemIdle;
-    std::unique_ptr<SleepMonitor> m_sleepMonitor;
-    std::unique_ptr<StatusItem> m_statusItem;
+    HotKeyWays m_hotKeys;
+    LoginItemLists m_loginItems;
+    SystemIdles m_systemIdle;
+    SleepMonitors m_sleepMonitor;
+    StatusItems m_statusItem;
 };
 
 } // namespace

@@ -4,7 +4,7 @@
 #include "NotifierItem.h"
 #include "XEmbedDock.h"
 
-#include <QMetaObject>
+#include <QApplication>
 #include <QWidget>
 
 namespace platform {
@@ -24,6 +24,11 @@ CarrierSwitch::CarrierSwitch(TimeSource& time)
 }
 
 CarrierSwitch::~CarrierSwitch() = default;
+
+bool CarrierSwitch::available()
+{
+    return qobject_cast<QApplication*>(QCoreApplication::instance()) && QGuiApplication::primaryScreen();
+}
 
 CarrierSwitch::Kind CarrierSwitch::wanted() const
 {

@@ -20,6 +20,8 @@ public:
     explicit CarrierSwitch(TimeSource& time);
     ~CarrierSwitch() override;
 
+    static bool available();
+
     double thickness() const override { return Carrier::Thickness; }
     void setView(QWidget* view) override;
     void setLength(double points) override { set(m_content.length, points); }

@@ -116,11 +116,6 @@ FloatingStrip::~FloatingStrip()
         savePlace();
 }
 
-bool FloatingStrip::available()
-{
-    return qobject_cast<QApplication*>(QCoreApplication::instance()) && QGuiApplication::primaryScreen();
-}
-
 void FloatingStrip::setLength(double points)
 {
     const int viewWidth = static_cast<int>(std::ceil(points));

@@ -24,8 +24,6 @@ public:
     explicit FloatingStrip(const ItemContent& content);
     ~FloatingStrip() override;
 
-    static bool available();
-
     StatusItem::Place place() const override;
     void popUpMenu(QMenu& menu) override;
     void present() override;

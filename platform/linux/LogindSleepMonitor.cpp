@@ -1,8 +1,9 @@
 #include "LogindSleepMonitor.h"
 
+#include "DBus.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
 #include <utility>
@@ -13,23 +14,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString& service()
-{
-    static const QString name = u"org.freedesktop.login1"_s;
-    return name;
-}
-
-const QString& path()
-{
-    static const QString name = u"/org/freedesktop/login1"_s;
-    return name;
-}
-
-const QString& interface()
-{
-    static const QString name = u"org.freedesktop.login1.Manager"_s;
-    return name;
-}
+const auto kService = u"org.freedesktop.login1"_s;
+const auto kPath = u"/org/freedesktop/login1"_s;
+const auto kManager = u"org.freedesktop.login1.Manager"_s;
 
 } // namespace
 
@@ -46,7 +33,7 @@ private:
 LogindSleepMonitor::LogindSleepMonitor()
 {
     m_manager.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
-    m_manager.addWatchedService(service());
+    m_manager.addWatchedService(kService);
     connect(&m_manager, &QDBusServiceWatcher::serviceRegistered, this, [this] {
         // One that was started anew tells nobody of the end of a sleep that it has not seen begin.
         if (m_asleep)
@@ -60,7 +47,7 @@ std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<voi
                                                                std::function<void()> woke)
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.connect(service(), path(), interface(), u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool))))
+    if (!bus.connect(kService, kPath, kManager, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool))))
         return nullptr;
     m_goingToSleep = std::move(goingToSleep);
     m_woke = std::move(woke);
@@ -72,7 +59,7 @@ std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<voi
 void LogindSleepMonitor::end()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    bus.disconnect(service(), path(), interface(), u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
+    bus.disconnect(kService, kPath, kManager, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
     m_manager.setConnection(QDBusConnection(QString()));
     m_goingToSleep = {};
     m_woke = {};
@@ -81,12 +68,10 @@ void LogindSleepMonitor::end()
 
 void LogindSleepMonitor::takeLock()
 {
-    auto call = QDBusMessage::createMethodCall(service(), path(), interface(), u"Inhibit"_s);
+    auto call = QDBusMessage::createMethodCall(kService, kPath, kManager, u"Inhibit"_s);
     call << u"sleep"_s << u"Quillon"_s << tr("Notes the running timer") << u"delay"_s;
-    auto* pending = new QDBusPendingCallWatcher(QDBusConnection::systemBus().asyncCall(call), this);
-    connect(pending, &QDBusPendingCallWatcher::finished, this, [this, pending] {
-        pending->deleteLater();
-        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *pending;
+    whenAnswered(QDBusConnection::systemBus().asyncCall(call), this, [this](const QDBusPendingCall& answer) {
+        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = answer;
         // Refused or absent: the timer is noted all the same, in the time there is. Too late: nobody may wait for it.
         if (reply.isValid() && m_goingToSleep && !m_asleep)
             m_lock = reply.value();

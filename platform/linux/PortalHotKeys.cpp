@@ -1,13 +1,11 @@
 #include "PortalHotKeys.h"
 
 #include "../Run.h"
+#include "DBus.h"
 
 #include <QCoreApplication>
-#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QGuiApplication>
 
@@ -70,22 +68,6 @@ QString keyName(Qt::Key key)
 
 } // namespace
 
-class PortalHotKeys::Held final : public Registration
-{
-public:
-    Held(PortalHotKeys& owner, int id) : m_owner(owner), m_id(id) {}
-    ~Held() override
-    {
-        m_owner.m_keys.erase(m_id);
-        m_owner.changed();
-    }
-    Status status() const override { return m_owner.statusOf(m_id); }
-
-private:
-    PortalHotKeys& m_owner;
-    const int m_id;
-};
-
 bool PortalHotKeys::available()
 {
     return (QGuiApplication::platformName().startsWith("wayland"_L1) ||
@@ -118,20 +100,6 @@ PortalHotKeys::~PortalHotKeys()
     QDBusConnection::disconnectFromBus(kConnection);
 }
 
-void PortalHotKeys::setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged)
-{
-    m_pressed = std::move(pressed);
-    m_statusChanged = std::move(statusChanged);
-}
-
-std::unique_ptr<HotKeys::Registration> PortalHotKeys::registerHotKey(const HotKey& key)
-{
-    Q_ASSERT(!m_keys.contains(key.id));
-    m_keys[key.id] = key;
-    changed();
-    return std::make_unique<Held>(*this, key.id);
-}
-
 void PortalHotKeys::setPaused(bool paused)
 {
     m_paused = paused;
@@ -156,7 +124,7 @@ QString PortalHotKeys::trigger(QKeyCombination keys)
 }
 
 /// Once after however many changes: a key that is freed and registered again is no change.
-void PortalHotKeys::changed()
+void PortalHotKeys::keysChanged()
 {
     if (std::exchange(m_updatePosted, true))
         return;
@@ -214,10 +182,8 @@ void PortalHotKeys::request(const QString& method, const QVariantList& arguments
     options.insert(u"handle_token"_s, token);
     QDBusMessage call = QDBusMessage::createMethodCall(kPortal, kPath, kShortcuts, method);
     call.setArguments(arguments + QVariantList{options});
-    auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, path] {
-        watcher->deleteLater();
-        if (watcher->isError() && m_request == path)
+    whenAnswered(m_bus.asyncCall(call), this, [this, path](const QDBusPendingCall& answer) {
+        if (answer.isError() && m_request == path)
             settle(Phase::Failed);
     });
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../HotKeys.h"
+#include "HeldHotKeys.h"
 
 #include <QDBusConnection>
 #include <QObject>
@@ -16,7 +16,7 @@ namespace platform {
 /// and 2). The desktop decides which keys fire and may ask the person.
 ///
 /// All keys are bound together, anew at each start, after each change and when the portal comes back. Nothing blocks.
-class PortalHotKeys final : public QObject, public HotKeys
+class PortalHotKeys final : public QObject, public HeldHotKeys
 {
     Q_OBJECT
 public:
@@ -26,8 +26,6 @@ public:
     PortalHotKeys();
     ~PortalHotKeys() override;
 
-    void setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged) override;
-    std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
     /// The desktop keeps the keys: they reach no window.
     void setPaused(bool paused) override;
     QString way() const override { return QStringLiteral("from the desktop's portal"); }
@@ -43,7 +41,6 @@ private slots:
     void sessionClosed(const QDBusMessage& message);
 
 private:
-    class Held;
     enum class Phase
     {
         Idle,     ///< nothing is wanted
@@ -53,7 +50,8 @@ private:
         Failed,   ///< there is no such portal, or not now
     };
 
-    void changed();
+    void keysChanged() override;
+    Status statusOf(int id) const override;
     void bindAgain();
     void createSession();
     void bindShortcuts();
@@ -65,12 +63,8 @@ private:
     /// Calls the portal with an answer to come at a request of its own; an error ends the attempt.
     void request(const QString& method, const QVariantList& arguments, QVariantMap options);
     void take(const QVariant& shortcuts);
-    Status statusOf(int id) const;
 
     QDBusConnection m_bus;
-    std::function<void(int)> m_pressed;
-    std::function<void()> m_statusChanged;
-    std::map<int, HotKey> m_keys; ///< by id
     std::map<int, HotKey> m_asked;
     /// What fires, by name: of those that the desktop granted.
     std::map<QString, QString> m_granted;

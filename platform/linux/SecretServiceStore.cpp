@@ -7,7 +7,6 @@
 #include "../Run.h"
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -21,8 +20,6 @@ namespace {
 using Found = SecretStore::Result<std::optional<QByteArray>>;
 using Done = SecretStore::Result<void>;
 using Failure = SecretStore::Failure;
-
-constexpr std::chrono::seconds kPatience(2);
 
 // By its attributes alone: a search by the schema's name does not see items while they are locked.
 const SecretSchema kSchema = {"com.wrenfold.quillon",
@@ -45,17 +42,15 @@ struct Key
     QByteArray account;
 };
 
-struct ErrorFree
+template <auto function>
+struct FreeBy
 {
-    void operator()(GError* error) const { g_error_free(error); }
+    void operator()(auto* thing) const { function(thing); }
 };
-using Error = std::unique_ptr<GError, ErrorFree>;
-
-struct ValueUnref
-{
-    void operator()(SecretValue* value) const { secret_value_unref(value); }
-};
-using Value = std::unique_ptr<SecretValue, ValueUnref>;
+using Error = std::unique_ptr<GError, FreeBy<g_error_free>>;
+using Value = std::unique_ptr<SecretValue, FreeBy<secret_value_unref>>;
+template <class T>
+using Object = std::unique_ptr<T, FreeBy<g_object_unref>>;
 
 struct ListFree
 {
@@ -101,11 +96,6 @@ QByteArray bytes(SecretValue& value)
     return QByteArray(data, static_cast<qsizetype>(length));
 }
 
-struct ObjectUnref
-{
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-
 /// Without a prompt.
 Found search(const Key& key)
 {
@@ -144,9 +134,8 @@ Found unlockAndSearch(const Key& key)
 bool isOpen()
 {
     GError* raised = nullptr;
-    const std::unique_ptr<SecretService, ObjectUnref> keyring(
-        secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, &raised));
-    const std::unique_ptr<SecretCollection, ObjectUnref> collection(
+    const Object<SecretService> keyring(secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, &raised));
+    const Object<SecretCollection> collection(
         keyring ? secret_collection_for_alias_sync(keyring.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
                                                    nullptr, &raised)
                 : nullptr);
@@ -197,7 +186,7 @@ public:
 
     /// Starts `job` and waits a while for its result.
     template <class T>
-    Result<T> ask(std::function<Result<T>()> job)
+    Result<T> ask(std::chrono::milliseconds patience, std::function<Result<T>()> job)
     {
         struct Answer
         {
@@ -215,7 +204,7 @@ public:
         });
         std::unique_lock lock(answer->mutex);
         // One long wait for a keyring that hangs is enough; later calls find out whether it has come round.
-        if (!heldUp && answer->came.wait_for(lock, kPatience, [&] { return answer->value.has_value(); }))
+        if (!heldUp && answer->came.wait_for(lock, patience, [&] { return answer->value.has_value(); }))
             return *std::move(answer->value);
         holdUp();
         return tl::unexpected(Failure::TimedOut);
@@ -262,9 +251,9 @@ struct SecretServiceStore::WayBack
     SecretServiceStore* store = nullptr;
 };
 
-SecretServiceStore::SecretServiceStore()
-    : m_reads(std::make_shared<Lane>()), m_writes(std::make_shared<Lane>()), m_prompts(std::make_shared<Lane>()),
-      m_wayBack(std::make_shared<WayBack>())
+SecretServiceStore::SecretServiceStore(std::chrono::milliseconds patience)
+    : m_patience(patience), m_reads(std::make_shared<Lane>()), m_writes(std::make_shared<Lane>()),
+      m_prompts(std::make_shared<Lane>()), m_wayBack(std::make_shared<WayBack>())
 {
     m_wayBack->store = this;
 }
@@ -281,7 +270,7 @@ SecretServiceStore::Result<std::optional<QByteArray>> SecretServiceStore::lookup
     if (m_reads->isHeldUp())
         return tl::unexpected(Failure::TimedOut);
     const Key key{service.toUtf8(), account.toUtf8()};
-    return m_reads->ask<std::optional<QByteArray>>([key] { return search(key); });
+    return m_reads->ask<std::optional<QByteArray>>(m_patience, [key] { return search(key); });
 }
 
 template <class T>
@@ -321,7 +310,7 @@ SecretServiceStore::Result<void> SecretServiceStore::store(const QString& servic
 {
     const Secret<QByteArray> secret = bytes;
     const Key key{service.toUtf8(), account.toUtf8()};
-    const auto stored = m_writes->ask<bool>([key, secret]() -> Result<bool> {
+    const auto stored = m_writes->ask<bool>(m_patience, [key, secret]() -> Result<bool> {
         if (!isOpen())
             return false;
         return write(key, secret).map([] { return true; });
@@ -353,7 +342,7 @@ SecretServiceStore::Result<void> SecretServiceStore::store(const QString& servic
 SecretServiceStore::Result<void> SecretServiceStore::remove(const QString& service, const QString& account)
 {
     const Key key{service.toUtf8(), account.toUtf8()};
-    return m_writes->ask<void>([key] { return clear(key); });
+    return m_writes->ask<void>(m_patience, [key] { return clear(key); });
 }
 
 } // namespace platform

@@ -3,6 +3,7 @@
 #include "../Secret.h"
 #include "../SecretStore.h"
 
+#include <chrono>
 #include <list>
 #include <map>
 #include <memory>
@@ -18,7 +19,8 @@ namespace platform {
 class SecretServiceStore final : public SecretStore
 {
 public:
-    SecretServiceStore();
+    /// `patience` is for a keyring that does not answer.
+    explicit SecretServiceStore(std::chrono::milliseconds patience = std::chrono::seconds(2));
     ~SecretServiceStore() override;
 
     Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
@@ -45,6 +47,7 @@ private:
     void askPerson(std::function<Result<T>()> job, std::function<void(Result<T>)> done);
     void answer(int number);
 
+    const std::chrono::milliseconds m_patience;
     // One after another in each lane. Shared with its thread, which may be left behind.
     std::shared_ptr<Lane> m_reads;
     std::shared_ptr<Lane> m_writes;

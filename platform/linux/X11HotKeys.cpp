@@ -31,22 +31,6 @@ constexpr std::uint8_t kMapChanged = 1;
 
 } // namespace
 
-class X11HotKeys::Held final : public Registration
-{
-public:
-    Held(X11HotKeys& owner, int id) : m_owner(owner), m_id(id) {}
-    ~Held() override
-    {
-        m_owner.m_keys.erase(m_id);
-        m_owner.update();
-    }
-    Status status() const override { return m_owner.statusOf(m_id); }
-
-private:
-    X11HotKeys& m_owner;
-    const int m_id;
-};
-
 bool X11HotKeys::available()
 {
     return x11::connection();
@@ -63,24 +47,10 @@ X11HotKeys::X11HotKeys()
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
 
-void X11HotKeys::setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged)
-{
-    m_pressed = std::move(pressed);
-    m_statusChanged = std::move(statusChanged);
-}
-
-std::unique_ptr<HotKeys::Registration> X11HotKeys::registerHotKey(const HotKey& key)
-{
-    Q_ASSERT(!m_keys.contains(key.id));
-    m_keys[key.id] = key;
-    update();
-    return std::make_unique<Held>(*this, key.id);
-}
-
 void X11HotKeys::setPaused(bool paused)
 {
     m_paused = paused;
-    update();
+    keysChanged();
 }
 
 std::optional<bool> X11HotKeys::couldBeHad(const HotKey& key)
@@ -166,7 +136,7 @@ HotKeys::Status X11HotKeys::statusOf(int id) const
     return {fires ? State::Registered : State::Refused, {}};
 }
 
-void X11HotKeys::update()
+void X11HotKeys::keysChanged()
 {
     std::set<Grab> wanted;
     if (!m_paused) {
@@ -283,7 +253,7 @@ void X11HotKeys::keyboardChanged()
         release(grab);
     m_taken.clear();
     m_modifiers = now;
-    update();
+    keysChanged();
     Run::current().postToMain([this] { m_statusChanged(); });
 }
 

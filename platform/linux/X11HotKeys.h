@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../HotKeys.h"
+#include "HeldHotKeys.h"
 
 #include <QAbstractNativeEventFilter>
 
@@ -16,21 +16,18 @@ namespace platform {
 
 /// Hot keys on an X server: passive grabs on the root window, by key code, once for every set of lock keys that may be
 /// on. A refused grab is tried again whenever a registration changes.
-class X11HotKeys final : public HotKeys, public QAbstractNativeEventFilter
+class X11HotKeys final : public HeldHotKeys, public QAbstractNativeEventFilter
 {
 public:
     static bool available();
 
     X11HotKeys();
 
-    void setHandlers(std::function<void(int)> pressed, std::function<void()> statusChanged) override;
-    std::unique_ptr<Registration> registerHotKey(const HotKey& key) override;
     void setPaused(bool paused) override;
     std::optional<bool> couldBeHad(const HotKey& key) override;
     QString way() const override { return QStringLiteral("from the X server"); }
 
 private:
-    class Held;
     /// A key code of the X server and modifier bits.
     using Grab = std::pair<std::uint8_t, std::uint16_t>;
 
@@ -55,17 +52,14 @@ private:
     std::optional<Grab> grabFor(const HotKey& key) const;
     /// The registered key that fires on the grab: of several with one combination the first.
     const HotKey* keyOn(const Grab& grab) const;
-    Status statusOf(int id) const;
     /// Makes the grabs what the registrations ask for.
-    void update();
+    void keysChanged() override;
+    Status statusOf(int id) const override;
     bool take(const Grab& grab) const;
     void release(const Grab& grab) const;
     template <class Each>
     void forEachLockState(Each each) const;
 
-    std::function<void(int)> m_pressed;
-    std::function<void()> m_statusChanged;
-    std::map<int, HotKey> m_keys; ///< by id
     std::set<Grab> m_taken;
     Modifiers m_modifiers;
     std::uint8_t m_keyboardEvent = 0; ///< the number of the keyboard extension's events
