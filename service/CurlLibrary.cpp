@@ -48,29 +48,9 @@ std::optional<CurlLibrary> loaded()
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(file, name));
         complete = complete && function;
     };
-    find(library.easy_cleanup, "curl_easy_cleanup");
-    find(library.easy_getinfo, "curl_easy_getinfo");
-    find(library.easy_init, "curl_easy_init");
-    find(library.easy_nextheader, "curl_easy_nextheader");
-    find(library.easy_reset, "curl_easy_reset");
-    find(library.easy_setopt, "curl_easy_setopt");
-    find(library.easy_strerror, "curl_easy_strerror");
-    find(library.free, "curl_free");
-    find(library.global_init_mem, "curl_global_init_mem");
-    find(library.multi_add_handle, "curl_multi_add_handle");
-    find(library.multi_cleanup, "curl_multi_cleanup");
-    find(library.multi_info_read, "curl_multi_info_read");
-    find(library.multi_init, "curl_multi_init");
-    find(library.multi_perform, "curl_multi_perform");
-    find(library.multi_poll, "curl_multi_poll");
-    find(library.multi_remove_handle, "curl_multi_remove_handle");
-    find(library.multi_wakeup, "curl_multi_wakeup");
-    find(library.slist_append, "curl_slist_append");
-    find(library.slist_free_all, "curl_slist_free_all");
-    find(library.url, "curl_url");
-    find(library.url_cleanup, "curl_url_cleanup");
-    find(library.url_get, "curl_url_get");
-    find(library.url_set, "curl_url_set");
+#define QUILLON_CURL_FIND(name) find(library.name, "curl_" #name);
+    QUILLON_CURL_FUNCTIONS(QUILLON_CURL_FIND)
+#undef QUILLON_CURL_FIND
     if (!complete ||
         library.global_init_mem(CURL_GLOBAL_DEFAULT, malloc, wipeAndFree, wipeAndResize, strdup, calloc) != CURLE_OK)
         return std::nullopt;

@@ -104,7 +104,44 @@ struct Origin
     }
 };
 
+HeaderList headersOf(const HttpRequest& request, bool withAuthorization)
+{
+    HeaderList headers;
+    const auto add = [&headers](const QByteArray& line) {
+        if (curl_slist* longer = curl().slist_append(headers.get(), line.constData())) {
+            static_cast<void>(headers.release());
+            headers.reset(longer);
+        }
+    };
+    for (const auto& [name, value] : request.headers)
+        add(name + ": " + value);
+    if (withAuthorization && !request.authorization->isNull())
+        add(*platform::Secret<QByteArray>("Authorization: " + *request.authorization));
+    add("Expect:"); // nobody waits for a "100 Continue" that some servers never send
+    return headers;
+}
+
 } // namespace
+
+/// Where the body of a reply goes.
+struct HttpClient::Sink
+{
+    const qsizetype limit;
+    QByteArray body = {};
+    bool tooLarge = false;
+
+    /// The library's call for each piece.
+    static size_t take(char* data, size_t, size_t size, void* where)
+    {
+        auto& [limit, body, tooLarge] = *static_cast<Sink*>(where);
+        const auto count = static_cast<qsizetype>(size);
+        tooLarge = body.size() + count > limit;
+        if (tooLarge)
+            return 0;
+        body.append(data, count);
+        return size;
+    }
+};
 
 /// One hop of a request.
 struct HttpClient::Exchange
@@ -117,17 +154,20 @@ struct HttpClient::Exchange
     QByteArray& redirect; ///< where the reply leads on
 };
 
+/// The library's handles, which keep the connections from one request to the next.
 class HttpClient::Handles
 {
 public:
-    Handles()
-    {
-        multi.reset(curl().multi_init());
-        easy.reset(curl().easy_init());
-    }
+    Handles() : m_multi(curl().multi_init()), m_easy(curl().easy_init()) {}
 
-    std::unique_ptr<CURLM, FreeBy<&CurlLibrary::multi_cleanup>> multi;
-    std::unique_ptr<CURL, FreeBy<&CurlLibrary::easy_cleanup>> easy;
+    /// Forgets what was set before.
+    void setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink);
+    CURLcode perform(const std::stop_token& stop);
+    void takeReply(HttpReply& reply, QByteArray& redirect) const;
+
+private:
+    std::unique_ptr<CURLM, FreeBy<&CurlLibrary::multi_cleanup>> m_multi;
+    std::unique_ptr<CURL, FreeBy<&CurlLibrary::easy_cleanup>> m_easy;
 };
 
 std::optional<QByteArray> HttpReply::header(const QByteArray& name) const
@@ -196,34 +236,37 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
 
 HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& stop)
 {
-    CURL* easy = m_handles->easy.get();
-    CURLM* multi = m_handles->multi.get();
-    const auto set = [easy](CURLoption option, auto value) { curl().easy_setopt(easy, option, value); };
-
+    const HeaderList headers = headersOf(exchange.request, exchange.hasAuthorization);
+    Sink sink{m_limit};
+    m_handles->setUp(exchange, headers.get(), sink);
+    CURLcode code = m_handles->perform(stop);
     HttpReply reply;
-    HeaderList headers;
-    const auto addHeader = [&headers](const QByteArray& line) {
-        if (curl_slist* longer = curl().slist_append(headers.get(), line.constData())) {
-            static_cast<void>(headers.release());
-            headers.reset(longer);
-        }
-    };
-    for (const auto& [name, value] : exchange.request.headers)
-        addHeader(name + ": " + value);
-    if (exchange.hasAuthorization && !exchange.request.authorization->isNull())
-        addHeader(*platform::Secret<QByteArray>("Authorization: " + *exchange.request.authorization));
-    addHeader("Expect:"); // nobody waits for a "100 Continue" that some servers never send
+    m_handles->takeReply(reply, exchange.redirect);
+    if (sink.tooLarge || code == CURLE_FILESIZE_EXCEEDED)
+        code = CURLE_FILESIZE_EXCEEDED;
+    else
+        reply.body = std::move(sink.body);
+    if (code != CURLE_OK)
+        reply.error = error(code);
+    return reply;
+}
 
+void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink)
+{
+    CURL* easy = m_easy.get();
+    const auto set = [easy](CURLoption option, auto value) { curl().easy_setopt(easy, option, value); };
     curl().easy_reset(easy); // keeps the connections
     set(CURLOPT_URL, exchange.url.constData());
-    set(CURLOPT_HTTPHEADER, headers.get());
+    set(CURLOPT_HTTPHEADER, headers);
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}); // later ones repeat refused requests by themselves
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeout.count()));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
     set(CURLOPT_FRESH_CONNECT, long{exchange.request.mayChangeSomething()});
-    set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{m_limit});
+    set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{sink.limit});
+    set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
+    set(CURLOPT_WRITEFUNCTION, &Sink::take);
     // The usual way to name certificates of one's own; the library alone looks at the system's only.
     if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
         set(CURLOPT_CAINFO, certificates.constData());
@@ -235,60 +278,41 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
         if (request.method != "POST")
             set(CURLOPT_CUSTOMREQUEST, request.method.constData());
     }
-    using Write = size_t (*)(char*, size_t, size_t, void*);
-    struct Sink
-    {
-        QByteArray& body;
-        const qsizetype limit;
-        bool tooLarge = false;
-    };
-    Sink sink{reply.body, m_limit};
-    set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
-    set(CURLOPT_WRITEFUNCTION, static_cast<Write>([](char* data, size_t, size_t size, void* where) -> size_t {
-            auto& [body, limit, tooLarge] = *static_cast<Sink*>(where);
-            if (body.size() + static_cast<qsizetype>(size) > limit) {
-                tooLarge = true;
-                return 0;
-            }
-            body.append(data, static_cast<qsizetype>(size));
-            return size;
-        }));
+}
 
-    CURLcode code = CURLE_ABORTED_BY_CALLBACK;
-    curl().multi_add_handle(multi, easy);
-    {
-        const std::stop_callback wakeUp(stop, [multi] { curl().multi_wakeup(multi); });
-        for (int running = 1; !stop.stop_requested();) {
-            curl().multi_perform(multi, &running);
-            if (running == 0)
-                break;
-            curl().multi_poll(multi, nullptr, 0, 1000, nullptr);
-        }
+CURLcode HttpClient::Handles::perform(const std::stop_token& stop)
+{
+    CURLM* multi = m_multi.get();
+    curl().multi_add_handle(multi, m_easy.get());
+    const std::stop_callback wakeUp(stop, [multi] { curl().multi_wakeup(multi); });
+    for (int running = 1; !stop.stop_requested();) {
+        curl().multi_perform(multi, &running);
+        if (running == 0)
+            break;
+        curl().multi_poll(multi, nullptr, 0, 1000, nullptr);
     }
+    CURLcode code = CURLE_ABORTED_BY_CALLBACK;
     int left = 0;
     while (const CURLMsg* message = curl().multi_info_read(multi, &left)) {
         if (message->msg == CURLMSG_DONE)
             code = message->data.result;
     }
+    return code;
+}
 
+void HttpClient::Handles::takeReply(HttpReply& reply, QByteArray& redirect) const
+{
+    CURL* easy = m_easy.get();
     long status = 0;
     curl().easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     reply.status = static_cast<int>(status);
     curl_header* header = nullptr;
     while ((header = curl().easy_nextheader(easy, CURLH_HEADER, -1, header)))
         reply.headers.emplace_back(header->name, header->value);
-    char* redirect = nullptr;
-    curl().easy_getinfo(easy, CURLINFO_REDIRECT_URL, &redirect);
-    exchange.redirect = redirect;
-    curl().multi_remove_handle(multi, easy);
-
-    if (sink.tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
-        reply.body.clear();
-        code = CURLE_FILESIZE_EXCEEDED;
-    }
-    if (code != CURLE_OK)
-        reply.error = error(code);
-    return reply;
+    char* address = nullptr;
+    curl().easy_getinfo(easy, CURLINFO_REDIRECT_URL, &address);
+    redirect = address;
+    curl().multi_remove_handle(m_multi.get(), easy);
 }
 
 } // namespace service

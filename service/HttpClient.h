@@ -70,6 +70,7 @@ public:
     HttpReply send(const HttpRequest& request, const std::stop_token& stop);
 
 private:
+    struct Sink;
     struct Exchange;
     class Handles;
 

@@ -2,10 +2,8 @@
 
 #include "service/QuillonError.h"
 
-#include <QLatin1StringView>
 #include <QString>
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -15,11 +13,11 @@ struct ChangeSet;
 
 namespace service {
 
-/// Is told how requests end. Every outcome does nothing unless overridden.
+/// Learns how requests end. Every outcome does nothing unless overridden.
 ///
 /// All calls come on the main thread, in the order in which things happened: what a request saved is merged before its
-/// success is told. A receiver may be destroyed at any time; calls that are still under way to it are dropped. Made and
-/// destroyed on the main thread.
+/// success is reported. A receiver may be destroyed at any time; calls that are still under way to it are dropped. Made
+/// and destroyed on the main thread.
 class OutcomeReceiver
 {
 public:
@@ -40,7 +38,7 @@ public:
     virtual void allRequestsProcessed() {}
 
     // Of one kind of request. A failure has no error when the service failed without a word of explanation. After a
-    // failure that the service answered, the success is told as well.
+    // failure that the service answered, the success is reported as well.
     virtual void requestDailyTimesheetDidSucceed() {}
     virtual void requestDailyTimesheetDidFailWithError(const std::optional<Error>& /*error*/) {}
     virtual void requestUserDidSucceed() {}
@@ -80,22 +78,10 @@ private:
     std::shared_ptr<OutcomeReceiver*> m_handle;
 };
 
-/// The outcome that tells a success; without a method there is none.
-struct SuccessSelector
-{
-    QLatin1StringView name;
-    void (OutcomeReceiver::*method)() = nullptr;
+/// The outcome that reports a success; null: none does.
+using SuccessSelector = void (OutcomeReceiver::*)();
 
-    explicit operator bool() const { return method; }
-};
-
-/// The outcome that tells a failure; without a method there is none.
-struct FailureSelector
-{
-    QLatin1StringView name;
-    void (OutcomeReceiver::*method)(const std::optional<Error>&) = nullptr;
-
-    explicit operator bool() const { return method; }
-};
+/// The outcome that reports a failure; null: none does.
+using FailureSelector = void (OutcomeReceiver::*)(const std::optional<Error>&);
 
 } // namespace service

@@ -24,15 +24,9 @@
 
 namespace service {
 
-using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
-using std::chrono::milliseconds;
 
 namespace {
-
-constexpr std::size_t mostRequests = 36;
-constexpr milliseconds window = 15s;
-constexpr milliseconds margin = 1s;
 
 /// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
 constexpr qsizetype largeReply = 256 * 1024;
@@ -53,9 +47,16 @@ void giveMemoryBack()
 } // namespace
 
 QuillonApi::QuillonApi()
-    : m_run(platform::Run::current()), m_time(m_run.environment().time()),
-      m_userCredentials(settings::QuillonPreferences::sharedPreferences()),
-      m_userAgent("QuillonX " + m_run.environment().info().string("CFBundleVersion"_L1).toUtf8())
+    : m_run(platform::Run::current()), m_userCredentials(settings::QuillonPreferences::sharedPreferences()),
+      m_throttle(m_run.environment().time()),
+      m_services{.run = m_run,
+                 .time = m_run.environment().time(),
+                 .throttle = m_throttle,
+                 .http = m_http,
+                 .stop = m_stop.get_token(),
+                 .userAgent = "QuillonX " + m_run.environment().info().string("CFBundleVersion"_L1).toUtf8(),
+                 .mergeChanges = [this](auto changes) { mergeChanges(std::move(changes)); },
+                 .requestCompleted = [this] { requestCompleted(); }}
 {
 }
 
@@ -79,13 +80,14 @@ model::Company* QuillonApi::company()
 void QuillonApi::requestCompany()
 {
     add(std::make_unique<QuillonCompanyNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml,
-                                                         m_userCredentials),
+                                                         m_userCredentials, m_services),
         delegate());
 }
 
 void QuillonApi::requestCompanyCacheVersion()
 {
-    add(std::make_unique<QuillonCacheVersionNetworkOperation>(u"/daily?slim=1"_s, nullptr, m_userCredentials),
+    add(std::make_unique<QuillonCacheVersionNetworkOperation>(u"/daily?slim=1"_s, nullptr, m_userCredentials,
+                                                              m_services),
         delegate());
 }
 
@@ -93,20 +95,15 @@ void QuillonApi::requestDailyTimesheetForDate(QDate date, bool andRefresh)
 {
     const QString path =
         u"/daily/%1/%2%3"_s.arg(date.dayOfYear()).arg(date.year()).arg(andRefresh ? u""_s : u"?slim=1"_s);
-    auto operation = std::make_unique<QuillonNetworkOperation>(path, &model::DayEntry::parseXml, m_userCredentials);
-    operation->setNotificationSelector(
-        {"requestDailyTimesheetDidSucceed"_L1, &OutcomeReceiver::requestDailyTimesheetDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"requestDailyTimesheetDidFailWithError"_L1, &OutcomeReceiver::requestDailyTimesheetDidFailWithError});
-    add(std::move(operation), delegate());
+    add(dayOperation(path), delegate(), &OutcomeReceiver::requestDailyTimesheetDidSucceed,
+        &OutcomeReceiver::requestDailyTimesheetDidFailWithError);
 }
 
 void QuillonApi::requestUser(const QString& userId)
 {
-    auto operation =
-        std::make_unique<QuillonNetworkOperation>("/people/"_L1 + userId, &model::User::parseXml, m_userCredentials);
-    operation->setNotificationSelector({"requestUserDidSucceed"_L1, &OutcomeReceiver::requestUserDidSucceed});
-    add(std::move(operation), delegate());
+    add(std::make_unique<QuillonNetworkOperation>("/people/"_L1 + userId, &model::User::parseXml, m_userCredentials,
+                                                  m_services),
+        delegate(), &OutcomeReceiver::requestUserDidSucceed);
 }
 
 void QuillonApi::startNewTimer(model::DayEntry& entry, Ended ended)
@@ -121,80 +118,70 @@ void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotif
 
 void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended)
 {
-    auto operation = std::make_unique<QuillonNetworkOperation>(u"/daily/add"_s, entry.toXml(),
-                                                               &model::DayEntry::parseXml, m_userCredentials);
-    operation->setNotificationSelector({"startNewTimerDidSucceed"_L1, &OutcomeReceiver::startNewTimerDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"startNewTimerDidFailWithError"_L1, &OutcomeReceiver::startNewTimerDidFailWithError});
-    operation->setEnded(std::move(ended));
-    add(std::move(operation), andNotify);
+    add(dayOperation(u"/daily/add"_s, entry.toXml()), andNotify, &OutcomeReceiver::startNewTimerDidSucceed,
+        &OutcomeReceiver::startNewTimerDidFailWithError, std::move(ended));
 }
 
 void QuillonApi::toggleTimer(const model::DayEntry& entry, Ended ended)
 {
-    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/timer/"_L1 + entry.idString(),
-                                                               &model::DayEntry::parseXml, m_userCredentials);
+    auto operation = dayOperation("/daily/timer/"_L1 + entry.idString());
     operation->setChangesSomething(true);
-    operation->setNotificationSelector({"toggleTimerDidSucceed"_L1, &OutcomeReceiver::toggleTimerDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"toggleTimerDidFailWithError"_L1, &OutcomeReceiver::toggleTimerDidFailWithError});
-    operation->setEnded(std::move(ended));
-    add(std::move(operation), delegate());
+    add(std::move(operation), delegate(), &OutcomeReceiver::toggleTimerDidSucceed,
+        &OutcomeReceiver::toggleTimerDidFailWithError, std::move(ended));
     requestDailyTimesheetForDate(entry.spentAt().toLocalTime().date());
 }
 
 void QuillonApi::updateTimer(model::DayEntry& entry, Ended ended)
 {
-    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/update/"_L1 + entry.idString(), entry.toXml(),
-                                                               &model::DayEntry::parseXml, m_userCredentials);
-    operation->setNotificationSelector({"updateTimerDidSucceed"_L1, &OutcomeReceiver::updateTimerDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"updateTimerDidFailWithError"_L1, &OutcomeReceiver::updateTimerDidFailWithError});
-    operation->setEnded(std::move(ended));
-    add(std::move(operation), delegate());
+    add(dayOperation("/daily/update/"_L1 + entry.idString(), entry.toXml()), delegate(),
+        &OutcomeReceiver::updateTimerDidSucceed, &OutcomeReceiver::updateTimerDidFailWithError, std::move(ended));
 }
 
 void QuillonApi::deleteTimer(const model::DayEntry& entry)
 {
-    auto operation = std::make_unique<QuillonNetworkOperation>("/daily/delete/"_L1 + entry.idString(),
-                                                               &model::DayEntry::parseXml, m_userCredentials);
+    auto operation = dayOperation("/daily/delete/"_L1 + entry.idString());
     operation->setHttpMethod("DELETE"); // has no body, so it goes out as the GET that this address of the service wants
     operation->setChangesSomething(true);
-    operation->setNotificationSelector({"deleteTimerDidSucceed"_L1, &OutcomeReceiver::deleteTimerDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"deleteTimerDidFailWithError"_L1, &OutcomeReceiver::deleteTimerDidFailWithError});
-    add(std::move(operation), delegate());
+    add(std::move(operation), delegate(), &OutcomeReceiver::deleteTimerDidSucceed,
+        &OutcomeReceiver::deleteTimerDidFailWithError);
 }
 
 void QuillonApi::correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt)
 {
     entry.setHours(std::max(entry.hours().value_or(0) - withIdleTime / 60 / 60, 0.0));
     entry.setTimerStarted({});
-    auto operation = std::make_unique<QuillonStopIdleTimerOperation>(entry, andUpdatedAt, m_userCredentials);
-    operation->setNotificationSelector({"correctIdleTimerDidSucceed"_L1, &OutcomeReceiver::correctIdleTimerDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"correctIdleTimerDidFailWithError"_L1, &OutcomeReceiver::correctIdleTimerDidFailWithError});
-    add(std::move(operation), delegate());
+    add(std::make_unique<QuillonStopIdleTimerOperation>(entry, andUpdatedAt, m_userCredentials, m_services), delegate(),
+        &OutcomeReceiver::correctIdleTimerDidSucceed, &OutcomeReceiver::correctIdleTimerDidFailWithError);
 }
 
 void QuillonApi::authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate)
 {
-    auto operation =
-        std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml, m_userCredentials);
+    auto operation = std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml,
+                                                               m_userCredentials, m_services);
     operation->setTriesSavedAccount(true);
     add(std::move(operation), delegate);
 }
 
-void QuillonApi::add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* delegate)
+std::unique_ptr<QuillonNetworkOperation> QuillonApi::dayOperation(const QString& path,
+                                                                  const std::optional<QByteArray>& postData) const
 {
-    operation->setNotificationDelegate(delegate);
-    operation->setMergeDelegate(this);
+    return std::make_unique<QuillonNetworkOperation>(path, postData, &model::DayEntry::parseXml, m_userCredentials,
+                                                     m_services);
+}
+
+void QuillonApi::add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* receiver,
+                     SuccessSelector succeeded, FailureSelector failed, Ended ended)
+{
+    operation->setNotificationDelegate(receiver);
+    operation->setNotificationSelector(succeeded);
+    operation->setErrorNotificationSelector(failed);
+    operation->setEnded(std::move(ended));
     addOperation(std::move(operation));
 }
 
 void QuillonApi::addOperation(std::unique_ptr<QuillonNetworkOperation> operation)
 {
-    if (m_stopped)
+    if (m_stop.stop_requested())
         return;
     ++m_operationCount;
     m_held.push_back(std::move(operation));
@@ -206,7 +193,7 @@ void QuillonApi::addOperation(std::unique_ptr<QuillonNetworkOperation> operation
 
 void QuillonApi::release()
 {
-    if (m_stopped)
+    if (m_stop.stop_requested())
         return;
     // The keyring answers on this thread only, and not always at once.
     if (!m_userCredentials.isPasswordLoaded())
@@ -219,12 +206,11 @@ void QuillonApi::release()
     m_held.clear();
     m_queued.notify_one();
     if (!m_worker.joinable())
-        m_worker = std::jthread([this](const std::stop_token& stop) { work(stop); });
+        m_worker = std::jthread([this] { work(m_services.stop); });
 }
 
 void QuillonApi::work(const std::stop_token& stop)
 {
-    HttpClient http;
     for (;;) {
         std::unique_ptr<QuillonNetworkOperation> operation;
         {
@@ -234,8 +220,7 @@ void QuillonApi::work(const std::stop_token& stop)
             operation = std::move(m_queue.front());
             m_queue.pop_front();
         }
-        operation->attach(*this, http, stop);
-        operation->main();
+        operation->start();
         const bool tookMuch = operation->largestReply() > largeReply;
         operation.reset();
         if (tookMuch)
@@ -245,40 +230,17 @@ void QuillonApi::work(const std::stop_token& stop)
 
 void QuillonApi::stop()
 {
-    m_stopped = true;
+    m_stop.request_stop();
     m_held.clear();
-    if (m_worker.joinable()) {
-        m_worker.request_stop();
+    if (m_worker.joinable())
         m_worker.join();
-    }
     m_queue.clear();
     m_operationCount = 0;
 }
 
-void QuillonApi::trimRequestHistory()
-{
-    const auto now = m_time.now();
-    while (!m_requestHistory.empty() && std::chrono::abs(m_requestHistory.front() - now) > window)
-        m_requestHistory.pop_front();
-}
-
-std::optional<milliseconds> QuillonApi::currentThrottleWait()
-{
-    trimRequestHistory();
-    if (m_requestHistory.size() < mostRequests)
-        return std::nullopt;
-    const auto untilOldestLeaves = std::chrono::abs(m_requestHistory.front() - (m_time.now() - window));
-    return std::chrono::ceil<milliseconds>(untilOldestLeaves) + margin;
-}
-
-void QuillonApi::newRequestStarted()
-{
-    m_requestHistory.push_back(m_time.now());
-}
-
 void QuillonApi::requestCompleted()
 {
-    if (m_stopped)
+    if (m_stop.stop_requested())
         return;
     if (m_operationCount > 0)
         --m_operationCount;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "service/OutcomeReceiver.h"
+#include "service/QuillonNetworkOperation.h"
+#include "service/RequestThrottle.h"
 
 #include "store/Object.h"
 
@@ -15,6 +16,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <thread>
 #include <vector>
 
@@ -23,25 +25,14 @@ class Company;
 class DayEntry;
 } // namespace model
 
-namespace platform {
-class Run;
-class TimeSource;
-} // namespace platform
-
-namespace settings {
-class QuillonPreferences;
-}
-
 namespace service {
-
-class QuillonNetworkOperation;
 
 /// The one object through which the program talks to the service.
 ///
 /// A request method queues one operation and returns at once. Operations run one at a time, in the order queued, on a
 /// worker thread; at most 36 start in any 15 seconds. Outcomes are calls on the delegate, or the receiver named, on the
-/// main thread. Every request tells `authenticationSucceeded` or `authenticationFailed` when it was answered, and most
-/// `gotQuillonCompanyCacheVersion`. Main thread only, unless a method says otherwise.
+/// main thread. Every request reports `authenticationSucceeded` or `authenticationFailed` when it was answered, and
+/// most `gotQuillonCompanyCacheVersion`. Main thread only, unless a method says otherwise.
 class QuillonApi final
 {
 public:
@@ -96,46 +87,43 @@ public:
     /// Those that have not completed.
     int operationCount() const { return m_operationCount; }
 
-    /// Ends the operation under way within a moment and drops the others; no outcome is told. What is requested later
-    /// is dropped too. Before what operations work on goes away.
+    /// Ends the operation under way within a moment and drops the others; no outcome is reported. What is requested
+    /// later is dropped too. Before what operations work on goes away.
     void stop();
 
-    // What operations need.
+    // The throttle of all requests. Any thread.
+    void trimRequestHistory() { m_throttle.trimRequestHistory(); }
+    std::optional<std::chrono::milliseconds> currentThrottleWait() { return m_throttle.currentThrottleWait(); }
+    void newRequestStarted() { m_throttle.newRequestStarted(); }
 
-    /// To be held for the following three, and while an operation sleeps as long as they say. Any thread.
-    std::mutex& requestHistoryMutex() { return m_requestHistoryMutex; }
-    void trimRequestHistory();
-    /// Time until the next request may start, if not at once.
-    std::optional<std::chrono::milliseconds> currentThrottleWait();
-    void newRequestStarted();
+    /// What operations of this facade are made with.
+    const OperationServices& services() const { return m_services; }
 
     /// An operation has ended. Outcome: allRequestsProcessed, when it was the last.
     void requestCompleted();
     /// Has the changes merged on the main thread: by the delegate or, without one, by the program's host. Any thread.
     void mergeChanges(std::shared_ptr<const store::ChangeSet> changes);
-    /// Any thread.
-    platform::TimeSource& time() const { return m_time; }
-    platform::Run& run() const { return m_run; }
-    const QByteArray& userAgent() const { return m_userAgent; }
 
 private:
-    void add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* delegate);
+    /// One for a day entry, or several, at that path.
+    std::unique_ptr<QuillonNetworkOperation> dayOperation(const QString& path,
+                                                          const std::optional<QByteArray>& postData = {}) const;
+    void add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* receiver,
+             SuccessSelector succeeded = nullptr, FailureSelector failed = nullptr, Ended ended = {});
     void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended);
     void release();
     void work(const std::stop_token& stop);
 
     platform::Run& m_run;
-    platform::TimeSource& m_time;
     settings::QuillonPreferences& m_userCredentials;
-    const QByteArray m_userAgent;
+    RequestThrottle m_throttle;
+    HttpClient m_http; ///< of the worker thread
+    std::stop_source m_stop;
+    const OperationServices m_services;
     ReceiverHandle m_delegate;
     store::Ref<model::Company> m_company;
     int m_operationCount = 0;
-    bool m_stopped = false;
     std::vector<std::unique_ptr<QuillonNetworkOperation>> m_held; ///< wait for the password
-
-    std::mutex m_requestHistoryMutex;
-    std::deque<std::chrono::system_clock::time_point> m_requestHistory; ///< starts, the oldest first
 
     std::mutex m_queueMutex; ///< guards the queue
     std::condition_variable_any m_queued;

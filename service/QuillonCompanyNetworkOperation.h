@@ -4,7 +4,7 @@
 
 namespace service {
 
-/// Looks up the account, which it stores and tells by `gotQuillonCompany`.
+/// Looks up the account, stores it and reports it by `gotQuillonCompany`.
 class QuillonCompanyNetworkOperation final : public QuillonNetworkOperation
 {
 public:

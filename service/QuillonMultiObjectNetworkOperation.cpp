@@ -6,8 +6,8 @@ namespace service {
 
 QuillonMultiObjectNetworkOperation::QuillonMultiObjectNetworkOperation(
     const QString& url, const QStringList& ids, model::XmlImport objectType,
-    const settings::QuillonPreferences& usingCredentials)
-    : QuillonNetworkOperation(url, objectType, usingCredentials), m_path(url), m_multipleIDs(ids)
+    const settings::QuillonPreferences& usingCredentials, const OperationServices& services)
+    : QuillonNetworkOperation(url, objectType, usingCredentials, services), m_path(url), m_multipleIDs(ids)
 {
 }
 
@@ -26,10 +26,10 @@ void QuillonMultiObjectNetworkOperation::makeRequest()
             return;
         processResponse(reply);
         if (reply.body == QuillonAuthenticationFailed) {
-            tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationFailed(); });
+            tellDelegate(&OutcomeReceiver::authenticationFailed);
             break;
         }
-        tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationSucceeded(); });
+        tellDelegate(&OutcomeReceiver::authenticationSucceeded);
         parseIntoCompany(std::move(reply.body));
     }
     tellSuccess();

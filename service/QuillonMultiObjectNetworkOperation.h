@@ -13,7 +13,8 @@ class QuillonMultiObjectNetworkOperation : public QuillonNetworkOperation
 {
 public:
     QuillonMultiObjectNetworkOperation(const QString& url, const QStringList& ids, model::XmlImport objectType,
-                                       const settings::QuillonPreferences& usingCredentials);
+                                       const settings::QuillonPreferences& usingCredentials,
+                                       const OperationServices& services);
 
 protected:
     /// Ends with the success call, even after bad credentials.

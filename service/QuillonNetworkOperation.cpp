@@ -1,7 +1,7 @@
 #include "QuillonNetworkOperation.h"
 
 #include "Base64.h"
-#include "QuillonApi.h"
+#include "RequestThrottle.h"
 
 #include "model/Company.h"
 #include "model/Host.h"
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <mutex>
 #include <utility>
 
 namespace service {
@@ -27,26 +26,19 @@ constexpr auto patience = 300s;
 
 QuillonNetworkOperation::QuillonNetworkOperation(const QString& url, const std::optional<QByteArray>& postData,
                                                  model::XmlImport objectType,
-                                                 const settings::QuillonPreferences& usingCredentials)
-    : m_url(url), m_postData(postData), m_credentials(usingCredentials), m_target(objectType),
+                                                 const settings::QuillonPreferences& usingCredentials,
+                                                 const OperationServices& services)
+    : m_url(url), m_postData(postData), m_credentials(usingCredentials), m_services(services), m_target(objectType),
       m_httpMethod(postData ? "POST" : "GET")
-{
-}
-
-QuillonNetworkOperation::QuillonNetworkOperation(const QString& url, model::XmlImport objectType,
-                                                 const settings::QuillonPreferences& usingCredentials)
-    : QuillonNetworkOperation(url, std::nullopt, objectType, usingCredentials)
 {
 }
 
 QuillonNetworkOperation::~QuillonNetworkOperation() = default;
 
-void QuillonNetworkOperation::attach(QuillonApi& api, HttpClient& http, std::stop_token stop)
+void QuillonNetworkOperation::start()
 {
-    m_api = &api;
-    m_http = &http;
-    m_stop = std::move(stop);
     m_snapshot = m_triesSavedAccount ? m_credentials.savedCredentials() : m_credentials.credentials();
+    main();
 }
 
 void QuillonNetworkOperation::main()
@@ -60,18 +52,13 @@ void QuillonNetworkOperation::main()
 
 void QuillonNetworkOperation::waitForThrottle()
 {
-    // Held while asleep: whoever comes later waits behind.
-    const std::lock_guard lock(m_api->requestHistoryMutex());
-    if (const auto wait = m_api->currentThrottleWait())
-        m_api->time().sleepFor(*wait, m_stop);
-    m_api->newRequestStarted();
+    m_services.throttle.wait(m_services.stop);
 }
 
 void QuillonNetworkOperation::notifyComplete()
 {
     tellEnded(false);
-    const std::lock_guard lock(m_api->requestHistoryMutex());
-    m_api->run().postToMain([api = m_api] { api->requestCompleted(); });
+    m_services.run.postToMain(m_services.requestCompleted);
 }
 
 void QuillonNetworkOperation::makeRequest()
@@ -99,10 +86,10 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
     }
     processResponse(reply);
     if (isAuthenticationError(body)) {
-        tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationFailed(); });
+        tellDelegate(&OutcomeReceiver::authenticationFailed);
         return;
     }
-    tellDelegate([](OutcomeReceiver& delegate) { delegate.authenticationSucceeded(); });
+    tellDelegate(&OutcomeReceiver::authenticationSucceeded);
     std::optional<Error> error;
     if (isApplicationError(body, reply.status, error))
         tellFailure(error);
@@ -127,7 +114,7 @@ void QuillonNetworkOperation::setUpHeaders(HttpRequest& request) const
 {
     request.headers.emplace_back("Content-Type", "application/xml");
     request.headers.emplace_back("Accept", "application/xml");
-    request.headers.emplace_back("User-Agent", m_api->userAgent());
+    request.headers.emplace_back("User-Agent", m_services.userAgent);
 }
 
 void QuillonNetworkOperation::setUpAuthentication(HttpRequest& request) const
@@ -141,13 +128,13 @@ void QuillonNetworkOperation::setUpAuthentication(HttpRequest& request) const
 
 HttpReply QuillonNetworkOperation::doRequest(const HttpRequest& request)
 {
-    return m_http->send(request, m_stop);
+    return m_services.http.send(request, m_services.stop);
 }
 
 bool QuillonNetworkOperation::retryIfUnavailable(const HttpRequest& request, HttpReply& reply)
 {
-    if ((reply.status == 502 || reply.status == 503) && m_api->time().sleepFor(patience, m_stop))
-        reply = m_http->send(request, m_stop);
+    if ((reply.status == 502 || reply.status == 503) && m_services.time.sleepFor(patience, m_services.stop))
+        reply = m_services.http.send(request, m_services.stop);
     return !isStopped();
 }
 
@@ -197,7 +184,7 @@ void QuillonNetworkOperation::parseIntoCompany(QByteArray body)
     if (!context || !m_target)
         return;
     model::Company& company = model::Company::findOrCreateCompany(m_snapshot.url, *context);
-    // A reply that cannot be read changes nothing, and is told to nobody: the next refresh brings the same again.
+    // A reply that cannot be read changes nothing, and nobody hears of it: the next refresh brings the same again.
     static_cast<void>(m_target(std::move(body), company, *context));
 }
 
@@ -211,13 +198,8 @@ store::Context* QuillonNetworkOperation::managedObjectContext()
         return nullptr;
     m_managedObjectContext =
         std::make_unique<store::Context>(std::move(coordinator), store::MergePolicy::PropertyObjectTrump);
-    m_managedObjectContext->setStop(m_stop);
-    if (m_mergeDelegate) {
-        m_managedObjectContext->setDidSave(
-            [delegate = m_mergeDelegate](std::shared_ptr<const store::ChangeSet> changes) {
-                delegate->mergeChanges(std::move(changes));
-            });
-    }
+    m_managedObjectContext->setStop(m_services.stop);
+    m_managedObjectContext->setDidSave(m_services.mergeChanges);
     return m_managedObjectContext.get();
 }
 
@@ -225,7 +207,7 @@ void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)>
 {
     if (!m_notificationDelegate.isSet() || isStopped())
         return;
-    m_api->run().postToMain([delegate = m_notificationDelegate, outcome = std::move(outcome)] {
+    m_services.run.postToMain([delegate = m_notificationDelegate, outcome = std::move(outcome)] {
         if (OutcomeReceiver* receiver = delegate.get())
             outcome(*receiver);
     });
@@ -234,24 +216,21 @@ void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)>
 void QuillonNetworkOperation::tellEnded(bool succeeded)
 {
     if (m_ended && !isStopped())
-        m_api->run().postToMain([ended = std::exchange(m_ended, {}), succeeded] { ended(succeeded); });
+        m_services.run.postToMain([ended = std::exchange(m_ended, {}), succeeded] { ended(succeeded); });
 }
 
 void QuillonNetworkOperation::tellSuccess()
 {
     tellEnded(true);
     if (m_notificationSelector)
-        tellDelegate([selector = m_notificationSelector](OutcomeReceiver& delegate) { (delegate.*selector.method)(); });
+        tellDelegate(m_notificationSelector);
 }
 
 void QuillonNetworkOperation::tellFailure(const std::optional<Error>& error)
 {
     tellEnded(false);
-    if (m_errorNotificationSelector) {
-        tellDelegate([selector = m_errorNotificationSelector, error](OutcomeReceiver& delegate) {
-            (delegate.*selector.method)(error);
-        });
-    }
+    if (m_errorNotificationSelector)
+        tellDelegate([=, selector = m_errorNotificationSelector](OutcomeReceiver& to) { (to.*selector)(error); });
 }
 
 } // namespace service

@@ -7,7 +7,6 @@
 #include "settings/QuillonPreferences.h"
 
 #include <QByteArray>
-#include <QLatin1StringView>
 #include <QString>
 
 #include <functional>
@@ -16,20 +15,39 @@
 #include <stop_token>
 #include <utility>
 
+namespace platform {
+class Run;
+class TimeSource;
+} // namespace platform
+
 namespace store {
 class Context;
-}
+struct ChangeSet;
+} // namespace store
 
 namespace service {
 
-class QuillonApi;
+class RequestThrottle;
 
 /// The whole body of a reply to bad credentials.
 inline constexpr char QuillonAuthenticationFailed[] = "Authentication failed for API request.";
-/// The header in which every reply tells the version of the account's data, an integer.
+/// The header of every reply with the version of the account's data, an integer.
 inline constexpr char QuillonCompanyCacheVersionKey[] = "X-Company-Cache-Version";
 
-/// One request to the service, from the wait for its turn to the call that tells its outcome.
+/// What operations work with. It outlives them, and so does all that it refers to.
+struct OperationServices
+{
+    platform::Run& run; ///< in which outcomes are posted
+    platform::TimeSource& time;
+    RequestThrottle& throttle;
+    HttpClient& http;
+    std::stop_token stop;
+    QByteArray userAgent;
+    std::function<void(std::shared_ptr<const store::ChangeSet>)> mergeChanges; ///< takes what one saves. Any thread
+    std::function<void()> requestCompleted;                                    ///< one has ended. Main thread
+};
+
+/// One request to the service, from the wait for its turn to the call that reports its outcome.
 ///
 /// Made and set up on the main thread, then handed to QuillonApi, which runs it once on its worker thread. What it
 /// parses goes into a context of its own. Outcomes are calls on the notification delegate, on the main thread.
@@ -38,9 +56,12 @@ class QuillonNetworkOperation
 public:
     /// `url`: path and query below the account's base address. `objectType` parses the reply; null: nobody does.
     QuillonNetworkOperation(const QString& url, const std::optional<QByteArray>& postData, model::XmlImport objectType,
-                            const settings::QuillonPreferences& usingCredentials);
+                            const settings::QuillonPreferences& usingCredentials, const OperationServices& services);
     QuillonNetworkOperation(const QString& url, model::XmlImport objectType,
-                            const settings::QuillonPreferences& usingCredentials);
+                            const settings::QuillonPreferences& usingCredentials, const OperationServices& services)
+        : QuillonNetworkOperation(url, std::nullopt, objectType, usingCredentials, services)
+    {
+    }
     virtual ~QuillonNetworkOperation();
     QuillonNetworkOperation(const QuillonNetworkOperation&) = delete;
     QuillonNetworkOperation& operator=(const QuillonNetworkOperation&) = delete;
@@ -48,28 +69,26 @@ public:
     void setNotificationDelegate(OutcomeReceiver* delegate) { m_notificationDelegate = ReceiverHandle(delegate); }
     void setNotificationSelector(SuccessSelector selector) { m_notificationSelector = selector; }
     void setErrorNotificationSelector(FailureSelector selector) { m_errorNotificationSelector = selector; }
-    /// Takes what the operation saves.
-    void setMergeDelegate(QuillonApi* delegate) { m_mergeDelegate = delegate; }
     /// Counts only for a request with a body: one without goes out as GET whatever is set here. The service's address
     /// for deleting wants it so.
     void setHttpMethod(const QByteArray& method) { m_httpMethod = method; }
     /// Called once on the main thread, as soon as it is known whether the service has done what was asked: before the
-    /// failure or the success is told, and also when neither is. Not when a stop is requested.
+    /// failure or the success is reported, and also when neither is. Not when a stop is requested.
     void setEnded(std::function<void(bool succeeded)> ended) { m_ended = std::move(ended); }
     /// The request changes something although it has no body.
     void setChangesSomething(bool changes) { m_changesSomething = changes; }
     /// The request goes to the saved account, even while another one is in use.
     void setTriesSavedAccount(bool tries) { m_triesSavedAccount = tries; }
 
-    /// What the operation works with; before `main`, on the worker thread.
-    void attach(QuillonApi& api, HttpClient& http, std::stop_token stop);
-    /// The whole of it. Nothing is sent, and nobody told, once a stop is requested.
-    virtual void main();
+    /// The whole of it, on the worker thread, with the credentials as they are now. Nothing is sent, and nothing
+    /// reported, once a stop is requested.
+    void start();
 
     /// Bytes of the largest reply so far.
     qsizetype largestReply() const { return m_largestReply; }
 
 protected:
+    virtual void main();
     void waitForThrottle();
     void notifyComplete();
     virtual void makeRequest();
@@ -96,8 +115,7 @@ protected:
     store::Context* managedObjectContext();
     void parseIntoCompany(QByteArray body);
     const settings::Credentials& credentials() const { return m_snapshot; }
-    model::XmlImport target() const { return m_target; }
-    bool isStopped() const { return m_stop.stop_requested(); }
+    bool isStopped() const { return m_services.stop.stop_requested(); }
 
     /// Calls on the notification delegate, if one is set.
     void tellDelegate(std::function<void(OutcomeReceiver&)> outcome);
@@ -110,21 +128,18 @@ private:
     const QString m_url;
     const std::optional<QByteArray> m_postData;
     const settings::QuillonPreferences& m_credentials;
+    const OperationServices& m_services;
     settings::Credentials m_snapshot; ///< as they were when the operation started
     const model::XmlImport m_target;
     ReceiverHandle m_notificationDelegate;
-    SuccessSelector m_notificationSelector;
-    FailureSelector m_errorNotificationSelector;
-    std::function<void(bool)> m_ended; ///< empty once it was told
+    SuccessSelector m_notificationSelector = nullptr;
+    FailureSelector m_errorNotificationSelector = nullptr;
+    std::function<void(bool)> m_ended; ///< empty once it was called
     std::unique_ptr<store::Context> m_managedObjectContext;
-    QuillonApi* m_mergeDelegate = nullptr;
     QByteArray m_httpMethod;
     bool m_changesSomething = false;
     bool m_triesSavedAccount = false;
     qsizetype m_largestReply = 0;
-    QuillonApi* m_api = nullptr;
-    HttpClient* m_http = nullptr;
-    std::stop_token m_stop;
 };
 
 } // namespace service

@@ -7,9 +7,10 @@ namespace service {
 using namespace Qt::StringLiterals;
 
 QuillonStopIdleTimerOperation::QuillonStopIdleTimerOperation(model::DayEntry& entry, const QDateTime& andUpdatedAt,
-                                                             const settings::QuillonPreferences& usingCredentials)
+                                                             const settings::QuillonPreferences& usingCredentials,
+                                                             const OperationServices& services)
     : QuillonNetworkOperation("/hc/day_entry/"_L1 + entry.idString(), entry.toSyncXml(andUpdatedAt),
-                              &model::DayEntry::parseXml, usingCredentials)
+                              &model::DayEntry::parseXml, usingCredentials, services)
 {
 }
 

@@ -231,7 +231,6 @@ void QuillonApiTest::thirtySixRequestsInFifteenSeconds()
 void QuillonApiTest::throttleWindow()
 {
     ServiceRun run;
-    const std::lock_guard lock(run.api.requestHistoryMutex());
     start(run, 1);
     run.time.advance(2s);
     start(run, 34);
@@ -249,7 +248,6 @@ void QuillonApiTest::throttleWindow()
 void QuillonApiTest::throttleWithAClockSetBack()
 {
     ServiceRun run;
-    const std::lock_guard lock(run.api.requestHistoryMutex());
     const auto began = run.time.now();
     start(run, 18);
     run.time.setNow(began - 10s);

@@ -42,14 +42,13 @@ class MadeUpReply final : public QuillonNetworkOperation
 {
 public:
     MadeUpReply(ServiceRun& run, HttpReply reply)
-        : QuillonNetworkOperation(u"/daily/1/2013?slim=1"_s, &model::DayEntry::parseXml, run.api.userCredentials()),
+        : QuillonNetworkOperation(u"/daily/1/2013?slim=1"_s, &model::DayEntry::parseXml, run.api.userCredentials(),
+                                  run.api.services()),
           m_reply(std::move(reply))
     {
         setNotificationDelegate(&run.outcomes);
-        setNotificationSelector(
-            {"requestDailyTimesheetDidSucceed"_L1, &OutcomeReceiver::requestDailyTimesheetDidSucceed});
-        setErrorNotificationSelector(
-            {"requestDailyTimesheetDidFailWithError"_L1, &OutcomeReceiver::requestDailyTimesheetDidFailWithError});
+        setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
+        setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
     }
 
 private:
@@ -63,11 +62,11 @@ class EntriesOneByOne final : public QuillonMultiObjectNetworkOperation
 {
 public:
     EntriesOneByOne(ServiceRun& run, const QStringList& ids)
-        : QuillonMultiObjectNetworkOperation(u"/people"_s, ids, &model::DayEntry::parseXml, run.api.userCredentials())
+        : QuillonMultiObjectNetworkOperation(u"/people"_s, ids, &model::DayEntry::parseXml, run.api.userCredentials(),
+                                             run.api.services())
     {
         setNotificationDelegate(&run.outcomes);
-        setNotificationSelector({"requestUserDidSucceed"_L1, &OutcomeReceiver::requestUserDidSucceed});
-        setMergeDelegate(&run.api);
+        setNotificationSelector(&OutcomeReceiver::requestUserDidSucceed);
     }
     void main() override
     {
@@ -291,13 +290,11 @@ void RequestOperationTest::retriesOnceAfterFiveMinutes()
     ServiceRun run;
     run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
     // A request with a body, which must be there again in the second attempt.
-    auto operation =
-        std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(), run.api.userCredentials());
+    auto operation = std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(),
+                                                                     run.api.userCredentials(), run.api.services());
     operation->setNotificationDelegate(&run.outcomes);
-    operation->setNotificationSelector(
-        {"requestDailyTimesheetDidSucceed"_L1, &OutcomeReceiver::requestDailyTimesheetDidSucceed});
-    operation->setErrorNotificationSelector(
-        {"requestDailyTimesheetDidFailWithError"_L1, &OutcomeReceiver::requestDailyTimesheetDidFailWithError});
+    operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
+    operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
     run.api.addOperation(std::move(operation));
     QVERIFY(run.finish());
     QCOMPARE(run.outcomes.calls(), expected);

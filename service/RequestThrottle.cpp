@@ -1,0 +1,48 @@
+#include "RequestThrottle.h"
+
+namespace service {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr std::size_t mostRequests = 36;
+constexpr milliseconds window = 15s;
+constexpr milliseconds margin = 1s;
+
+} // namespace
+
+void RequestThrottle::wait(const std::stop_token& stop)
+{
+    const std::lock_guard lock(m_mutex);
+    if (const auto wait = currentThrottleWait())
+        m_time.sleepFor(*wait, stop);
+    newRequestStarted();
+}
+
+void RequestThrottle::trimRequestHistory()
+{
+    const std::lock_guard lock(m_mutex);
+    const auto now = m_time.now();
+    while (!m_history.empty() && std::chrono::abs(m_history.front() - now) > window)
+        m_history.pop_front();
+}
+
+std::optional<milliseconds> RequestThrottle::currentThrottleWait()
+{
+    const std::lock_guard lock(m_mutex);
+    trimRequestHistory();
+    if (m_history.size() < mostRequests)
+        return std::nullopt;
+    const auto untilOldestLeaves = std::chrono::abs(m_history.front() - (m_time.now() - window));
+    return std::chrono::ceil<milliseconds>(untilOldestLeaves) + margin;
+}
+
+void RequestThrottle::newRequestStarted()
+{
+    const std::lock_guard lock(m_mutex);
+    m_history.push_back(m_time.now());
+}
+
+} // namespace service

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/TimeSource.h"
+
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+
+namespace service {
+
+/// Lets at most 36 requests start in any 15 seconds. Any thread.
+class RequestThrottle
+{
+public:
+    explicit RequestThrottle(platform::TimeSource& time) : m_time(time) {}
+
+    /// Waits until the next request may start, and counts it. Whoever comes meanwhile waits behind. Ends at once when
+    /// `stop` is requested.
+    void wait(const std::stop_token& stop);
+
+    /// Forgets the oldest starts that no longer count, up to the first that does.
+    void trimRequestHistory();
+    /// Time until the next request may start, if not at once.
+    std::optional<std::chrono::milliseconds> currentThrottleWait();
+    void newRequestStarted();
+
+private:
+    platform::TimeSource& m_time;
+    std::recursive_mutex m_mutex;                          ///< held while somebody waits for their turn
+    std::deque<platform::TimeSource::TimePoint> m_history; ///< starts, the oldest first
+};
+
+} // namespace service
