@@ -47,7 +47,7 @@ QLatin1StringView nameOf(QJsonValue::Type type)
     case QJsonValue::Double:
         return "a number"_L1;
     default:
-        return "a text"_L1;
+        return "a string"_L1;
     }
 }
 

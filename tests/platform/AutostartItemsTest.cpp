@@ -41,176 +41,148 @@ private:
 
 constexpr auto kOurs = "com.wrenfold.quillon.desktop"_L1;
 
-int exitCode(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(program, arguments);
-    return process.waitForFinished() ? process.exitCode() : -1;
-}
-
 } // namespace
 
 class AutostartItemsTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void anyPathIsStarted_data();
-    void anyPathIsStarted();
-    void listedOnce();
-    void listedByAnotherFile_data();
-    void listedByAnotherFile();
-    void itemsOfOthers();
-    void resolves_data();
-    void resolves();
-    void listThatCannotBeOpened();
+    void anyPathIsStarted_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("plain") << u"quillon"_s;
+        QTest::newRow("blanks") << u"my  quillon "_s;
+        QTest::newRow("quotes") << u"\"quillon\" 'x'"_s;
+        QTest::newRow("what a shell would expand") << u"$HOME `id` ~*;&|"_s;
+        QTest::newRow("backslashes") << u"a\\b\\\\s\\n"_s;
+        QTest::newRow("umlauts") << u"Zeit Ä 時間"_s;
+        QTest::newRow("per cent") << u"100% %u"_s;
+        QTest::newRow("line break and tab") << u"a\nb\tc"_s;
+    }
+    void anyPathIsStarted()
+    {
+        QFETCH(QString, name);
+        Folder folder;
+        AutostartItems items;
+        const QString program = folder.elsewhere(name);
+        const QString proof = folder.elsewhere(u"started"_s);
+        QFile script(program);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\nprintf '%s|' \"$@\" >\"$(dirname \"$0\")/started.new\"\n"
+                     "mv \"$(dirname \"$0\")/started.new\" \"$(dirname \"$0\")/started\"\n");
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+        QVERIFY(items.insert(program, {u"--local"_s, u"a $b% \"c\" \\"_s}));
+        QCOMPARE(QProcess::execute(u"desktop-file-validate"_s, {folder.path() + u'/' + kOurs}), 0);
+        QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{kOurs}});
+        QCOMPARE(items.resolve({kOurs}), program);
+
+        // A starter of one of the desktops, which for its own part starts no program with this character in its path.
+        if (!program.contains(u'%')) {
+            QCOMPARE(QProcess::execute(u"gio"_s, {u"launch"_s, folder.path() + u'/' + kOurs}), 0);
+            QTRY_VERIFY(QFile::exists(proof));
+            QFile said(proof);
+            QVERIFY(said.open(QIODevice::ReadOnly));
+            QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
+        }
+        QVERIFY(items.remove({kOurs}));
+        QVERIFY(folder.files().isEmpty());
+    }
+
+    void listedOnce()
+    {
+        Folder folder;
+        AutostartItems items;
+        const mode_t before = umask(0);
+        QVERIFY(items.insert(u"/old/quillon"_s, {}));
+        umask(before);
+        for (const QString& path : {folder.path(), folder.path() + u'/' + kOurs})
+            QVERIFY(!(QFile::permissions(path) & (QFile::WriteGroup | QFile::WriteOther)));
+        QVERIFY(items.insert(u"/opt/quillon"_s, {}));
+        QVERIFY(items.insert(u"/opt/quillon"_s, {}));
+        QCOMPARE(folder.files(), QStringList{kOurs});
+        QCOMPARE(items.resolve({kOurs}), u"/opt/quillon"_s);
+    }
+
+    void listedByAnotherFile()
+    {
+        for (const auto& [line, ours] : {std::pair("Exec=/opt/quillon --local\n", false),
+                                         {"Exec=/opt/quillon\nHidden=true\n", true},
+                                         {"Exec=/opt/quillon\nX-GNOME-Autostart-enabled=false\n", true},
+                                         {"Exec=/opt/quillonette\n", true}}) {
+            Folder folder;
+            AutostartItems items;
+            folder.write(u"timer.desktop"_s, QByteArray("[Desktop Entry]\nType=Application\nName=Timer\n") + line);
+            QVERIFY(items.insert(u"/opt/quillon"_s, {}));
+            QCOMPARE(folder.files().contains(kOurs), ours);
+        }
+    }
+
+    void itemsOfOthers()
+    {
+        Folder folder;
+        AutostartItems items;
+        const QByteArray other = "[Desktop Entry]\nType=Application\nName=Other\nExec=other\n";
+        const QByteArray same = "[Desktop Entry]\nType=Application\nName=Quillon\nExec=\"/opt/quillon\" --local\n";
+        folder.write(u"other.desktop"_s, other);
+        folder.write(u"notes.txt"_s, same);
+        QVERIFY(items.insert(u"/opt/quillon"_s, {}));
+        folder.write(u"a second one.desktop"_s, same);
+
+        const auto snapshot = items.snapshot();
+        QVERIFY(snapshot);
+        QCOMPARE(snapshot->size(), std::size_t(3));
+        for (const auto& item : *snapshot) {
+            if (items.resolve(item) == u"/opt/quillon"_s)
+                QVERIFY(items.remove(item));
+        }
+        QCOMPARE(folder.files(), QStringList({u"notes.txt"_s, u"other.desktop"_s}));
+        QCOMPARE(folder.read(u"other.desktop"_s), other);
+        QVERIFY(!items.remove({kOurs}));
+    }
+
+    void resolves_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("program"); // null: none
+        const QByteArray head = "[Desktop Entry]\nType=Application\n";
+        QTest::newRow("plain") << head + "Exec=/opt/quillon %U\n" << u"/opt/quillon"_s;
+        QTest::newRow("quoted in its middle") << head + "Exec=/opt/\"a b\"/quillon -x\n" << u"/opt/a b/quillon"_s;
+        QTest::newRow("line ends of another system")
+            << QByteArray(head + "Exec=/opt/q\n").replace("\n", "\r\n") << u"/opt/q"_s;
+        QTest::newRow("looked up") << head + "Exec=sh -c true\n" << QStandardPaths::findExecutable(u"sh"_s);
+        QTest::newRow("not to be found") << head + "Exec=no-such-program-here\n" << QString();
+        QTest::newRow("of another group") << head + "[Desktop Action x]\nExec=/opt/quillon\n" << QString();
+        QTest::newRow("a link") << QByteArray("[Desktop Entry]\nType=Link\nExec=/opt/quillon\n") << QString();
+        QTest::newRow("open quote") << head + "Exec=\"/opt/quillon\n" << u"/opt/quillon"_s;
+        QTest::newRow("empty") << QByteArray() << QString();
+        QTest::newRow("no entry at all") << QByteArray(300000, '\0') << QString();
+    }
+    void resolves()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, program);
+        Folder folder;
+        AutostartItems items;
+        folder.write(u"some.desktop"_s, content);
+        QCOMPARE(items.resolve({u"some.desktop"_s}).value_or(QString()), program);
+    }
+
+    void listThatCannotBeOpened()
+    {
+        Folder folder;
+        AutostartItems items;
+        QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>());
+        QCOMPARE(items.resolve({kOurs}), std::nullopt);
+        QDir().mkpath(QFileInfo(folder.path()).path());
+        QFile inTheWay(folder.path());
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        QCOMPARE(items.snapshot(), std::nullopt);
+        QVERIFY(!items.insert(u"/opt/quillon"_s, {}));
+        QVERIFY(!items.remove({kOurs}));
+    }
 };
-
-void AutostartItemsTest::anyPathIsStarted_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::newRow("plain") << u"quillon"_s;
-    QTest::newRow("blanks") << u"my  quillon "_s;
-    QTest::newRow("quotes") << u"\"quillon\" 'x'"_s;
-    QTest::newRow("what a shell would expand") << u"$HOME `id` ~*;&|"_s;
-    QTest::newRow("backslashes") << u"a\\b\\\\s\\n"_s;
-    QTest::newRow("umlauts") << u"Zeit Ä 時間"_s;
-    QTest::newRow("per cent") << u"100% %u"_s;
-    QTest::newRow("line break and tab") << u"a\nb\tc"_s;
-}
-
-void AutostartItemsTest::anyPathIsStarted()
-{
-    QFETCH(QString, name);
-    Folder folder;
-    AutostartItems items;
-    const QString program = folder.elsewhere(name);
-    const QString proof = folder.elsewhere(u"started"_s);
-    QFile script(program);
-    QVERIFY(script.open(QIODevice::WriteOnly));
-    script.write("#!/bin/sh\nprintf '%s|' \"$@\" >\"$(dirname \"$0\")/started.new\"\n"
-                 "mv \"$(dirname \"$0\")/started.new\" \"$(dirname \"$0\")/started\"\n");
-    script.close();
-    QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-
-    QVERIFY(items.insert(program, {u"--local"_s, u"a $b% \"c\" \\"_s}));
-    QCOMPARE(exitCode(u"desktop-file-validate"_s, {folder.path() + u'/' + kOurs}), 0);
-    QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{kOurs}});
-    QCOMPARE(items.resolve({kOurs}), program);
-
-    // A starter of one of the desktops, which for its own part starts no program with this sign in its path.
-    if (!program.contains(u'%')) {
-        QCOMPARE(exitCode(u"gio"_s, {u"launch"_s, folder.path() + u'/' + kOurs}), 0);
-        QTRY_VERIFY(QFile::exists(proof));
-        QFile said(proof);
-        QVERIFY(said.open(QIODevice::ReadOnly));
-        QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
-    }
-    QVERIFY(items.remove({kOurs}));
-    QVERIFY(folder.files().isEmpty());
-}
-
-void AutostartItemsTest::listedOnce()
-{
-    Folder folder;
-    AutostartItems items;
-    const mode_t before = umask(0);
-    QVERIFY(items.insert(u"/old/quillon"_s, {}));
-    umask(before);
-    for (const QString& path : {folder.path(), folder.path() + u'/' + kOurs})
-        QVERIFY(!(QFile::permissions(path) & (QFile::WriteGroup | QFile::WriteOther)));
-    QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-    QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-    QCOMPARE(folder.files(), QStringList{kOurs});
-    QCOMPARE(items.resolve({kOurs}), u"/opt/quillon"_s);
-}
-
-void AutostartItemsTest::listedByAnotherFile_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<bool>("ours");
-    QTest::newRow("same program") << QByteArray("Exec=/opt/quillon --local\n") << false;
-    QTest::newRow("same program, switched off") << QByteArray("Exec=/opt/quillon\nHidden=true\n") << true;
-    QTest::newRow("same program, switched off in GNOME")
-        << QByteArray("Exec=/opt/quillon\nX-GNOME-Autostart-enabled=false\n") << true;
-    QTest::newRow("another program") << QByteArray("Exec=/opt/quillonette\n") << true;
-}
-
-void AutostartItemsTest::listedByAnotherFile()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(bool, ours);
-    Folder folder;
-    AutostartItems items;
-    folder.write(u"timer.desktop"_s, "[Desktop Entry]\nType=Application\nName=Timer\n" + line);
-    QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-    QCOMPARE(folder.files().contains(kOurs), ours);
-}
-
-void AutostartItemsTest::itemsOfOthers()
-{
-    Folder folder;
-    AutostartItems items;
-    const QByteArray other = "[Desktop Entry]\nType=Application\nName=Other\nExec=other\n";
-    const QByteArray same = "[Desktop Entry]\nType=Application\nName=Quillon\nExec=\"/opt/quillon\" --local\n";
-    folder.write(u"other.desktop"_s, other);
-    folder.write(u"notes.txt"_s, same);
-    QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-    folder.write(u"a second one.desktop"_s, same);
-
-    const auto snapshot = items.snapshot();
-    QVERIFY(snapshot);
-    QCOMPARE(snapshot->size(), std::size_t(3));
-    for (const auto& item : *snapshot) {
-        if (items.resolve(item) == u"/opt/quillon"_s)
-            QVERIFY(items.remove(item));
-    }
-    QCOMPARE(folder.files(), QStringList({u"notes.txt"_s, u"other.desktop"_s}));
-    QCOMPARE(folder.read(u"other.desktop"_s), other);
-    QVERIFY(!items.remove({kOurs}));
-}
-
-void AutostartItemsTest::resolves_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("program"); // null: none
-    const QByteArray head = "[Desktop Entry]\nType=Application\n";
-    QTest::newRow("plain") << head + "Exec=/opt/quillon %U\n" << u"/opt/quillon"_s;
-    QTest::newRow("quoted in its middle") << head + "Exec=/opt/\"a b\"/quillon -x\n" << u"/opt/a b/quillon"_s;
-    QTest::newRow("line ends of another system")
-        << QByteArray(head + "Exec=/opt/q\n").replace("\n", "\r\n") << u"/opt/q"_s;
-    QTest::newRow("looked up") << head + "Exec=sh -c true\n" << QStandardPaths::findExecutable(u"sh"_s);
-    QTest::newRow("not to be found") << head + "Exec=no-such-program-here\n" << QString();
-    QTest::newRow("of another group") << head + "[Desktop Action x]\nExec=/opt/quillon\n" << QString();
-    QTest::newRow("a link") << QByteArray("[Desktop Entry]\nType=Link\nExec=/opt/quillon\n") << QString();
-    QTest::newRow("open quote") << head + "Exec=\"/opt/quillon\n" << u"/opt/quillon"_s;
-    QTest::newRow("empty") << QByteArray() << QString();
-    QTest::newRow("no entry at all") << QByteArray(300000, '\0') << QString();
-}
-
-void AutostartItemsTest::resolves()
-{
-    QFETCH(QByteArray, content);
-    QFETCH(QString, program);
-    Folder folder;
-    AutostartItems items;
-    folder.write(u"some.desktop"_s, content);
-    QCOMPARE(items.resolve({u"some.desktop"_s}).value_or(QString()), program);
-}
-
-void AutostartItemsTest::listThatCannotBeOpened()
-{
-    Folder folder;
-    AutostartItems items;
-    QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>());
-    QCOMPARE(items.resolve({kOurs}), std::nullopt);
-    QDir().mkpath(QFileInfo(folder.path()).path());
-    QFile inTheWay(folder.path());
-    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
-    QCOMPARE(items.snapshot(), std::nullopt);
-    QVERIFY(!items.insert(u"/opt/quillon"_s, {}));
-    QVERIFY(!items.remove({kOurs}));
-}
 
 QTEST_GUILESS_MAIN(AutostartItemsTest)
 #include "AutostartItemsTest.moc"

@@ -1,27 +1,26 @@
 #pragma once
 
+#include "Program.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QProcess>
-#include <QTest>
 
 /// A service that somebody else would run, mocked on a bus of the test's own by python-dbusmock.
 class BusMock
 {
 public:
     /// `arguments` are dbusmock's, but for the bus.
-    BusMock(QDBusConnection bus, const QString& name, const QString& path, QStringList arguments)
-        : m_bus(std::move(bus)), m_name(name), m_path(path)
+    BusMock(QDBusConnection bus, const QString& name, const QString& path, const QStringList& arguments)
+        : m_bus(std::move(bus)), m_name(name), m_path(path),
+          // The system's own interpreter: another one in PATH may lack the module.
+          m_program(QStringLiteral("/usr/bin/python3"),
+                    QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock"),
+                                m_bus.name() == QDBusConnection::systemBus().name() ? QStringLiteral("--system")
+                                                                                    : QStringLiteral("--session")} +
+                        arguments)
     {
-        arguments.prepend(m_bus.name() == QDBusConnection::systemBus().name() ? QStringLiteral("--system")
-                                                                              : QStringLiteral("--session"));
-        // The system's own interpreter: another one in PATH may lack the module.
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(QStringLiteral("/usr/bin/python3"),
-                        QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock")} + arguments);
     }
-    ~BusMock() { end(); }
 
     bool isThere() const
     {
@@ -42,15 +41,11 @@ public:
                QDBusMessage::ReplyMessage;
     }
 
-    void end()
-    {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
+    void end() { m_program.end(); }
 
 private:
     QDBusConnection m_bus;
     QString m_name;
     QString m_path;
-    QProcess m_process;
+    Program m_program;
 };

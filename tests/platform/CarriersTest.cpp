@@ -1,3 +1,6 @@
+#include "FakeTray.h"
+#include "Program.h"
+
 #include "platform/linux/CarrierSwitch.h"
 #include "support/ManualTimeSource.h"
 #include "support/Pointer.h"
@@ -9,8 +12,6 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QProcess>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -40,54 +41,6 @@ protected:
             pressed();
     }
     void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), Qt::red); }
-};
-
-/// A program that can be heard.
-class Listened
-{
-public:
-    void start(const QString& program, const QStringList& arguments) { m_process.start(program, arguments); }
-    ~Listened() { end(); }
-    void end()
-    {
-        m_process.terminate();
-        m_process.waitForFinished();
-    }
-
-    /// Waits until it has said that since the last time.
-    bool says(const QByteArray& text)
-    {
-        return QTest::qWaitFor(
-            [&] {
-                m_heard += m_process.readAllStandardOutput();
-                const auto place = m_heard.indexOf(text);
-                if (place < 0)
-                    return false;
-                m_before = m_heard.left(place);
-                m_heard.remove(0, place + text.size());
-                return true;
-            },
-            20000);
-    }
-    /// What it had said before that.
-    QByteArray before() const { return m_before; }
-
-private:
-    QProcess m_process;
-    QByteArray m_heard;
-    QByteArray m_before;
-};
-
-/// A panel with a notification area.
-class Tray : public Listened
-{
-public:
-    explicit Tray(int width = 0, int height = 0, QPoint place = {300, 0})
-    {
-        start(QStringLiteral(FAKE_TRAY), {QString::number(width), QString::number(height), QString::number(place.x()),
-                                          QString::number(place.y())});
-        [this] { QVERIFY(says("tray\n")); }();
-    }
 };
 
 } // namespace
@@ -189,7 +142,16 @@ public:
     }
     bool becomes(const QString& carrier)
     {
-        return QTest::qWaitFor([&] { return item.describe().startsWith(carrier); }, 20000);
+        const bool showsView = carrier.startsWith(u"docked"_s) || carrier.startsWith(u"floating"_s);
+        return QTest::qWaitFor([&] { return item.describe().startsWith(carrier) && view.isVisible() == showsView; },
+                               20000);
+    }
+    /// Time goes on until what comes and goes has settled.
+    bool settles()
+    {
+        const bool waits = QTest::qWaitFor([this] { return time.timers() == 1; }, 20000);
+        time.advance(kSettling);
+        return waits;
     }
     /// The desktop's answer to a question may come after the time to settle is over: then that begins again.
     bool settlesOn(const QString& carrier)
@@ -201,9 +163,10 @@ public:
             },
             20000);
     }
-    bool isInTray()
+    bool isIn(const FakeTray& tray)
     {
-        return QTest::qWaitFor([this] { return view.isVisible() && view.window()->windowHandle(); }, 20000);
+        return QTest::qWaitFor(
+            [&] { return tray.hasDocked() && view.isVisible() && view.window()->size() == tray.granted(); }, 20000);
     }
 
     support::TemporaryFolders folders;
@@ -252,428 +215,359 @@ class CarriersTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void trial_data();
-    void trial();
-    void clicksAndMenuInThePanel_data();
-    void clicksAndMenuInThePanel();
-    void longerHoursGetMoreRoom();
-    void panelDiesAndReturns();
-    void panelThatStartsAnewShowsNoStrip();
-    void refusedPanelIsTriedAgainWhenItIsAnother();
-    void drawnByTheDesktop();
-    void shellStartsAnew();
-    void nobodyWhoShowsItems_data();
-    void nobodyWhoShowsItems();
-    void panelBeforeShell();
-    void menuOverTheBus();
-    void menuChangesAreToldOnce();
-    void floatingOnRequest();
-    void tenMinutes();
-};
-
-void CarriersTest::trial_data()
-{
-    QTest::addColumn<int>("width");
-    QTest::addColumn<int>("height");
-    QTest::addColumn<QString>("carrier");
-    QTest::newRow("as asked for") << 0 << 0 << u"docked in the panel, which grants 71 × 22 points"_s;
-    QTest::newRow("higher") << 71 << 26 << u"docked in the panel, which grants 71 × 26 points"_s;
-    QTest::newRow("just enough") << 66 << 20 << u"docked in the panel, which grants 66 × 20 points"_s;
-    QTest::newRow("too narrow") << 65 << 22 << kStrip;
-    QTest::newRow("too low") << 71 << 19 << kStrip;
-    QTest::newRow("an icon's place") << 24 << 24 << kStrip;
-    QTest::newRow("to be scaled down") << 128 << 128 << kStrip;
-}
-
-void CarriersTest::trial()
-{
-    QFETCH(int, width);
-    QFETCH(int, height);
-    QFETCH(QString, carrier);
-    Tray tray(width, height);
-    Item item;
-    QCOMPARE(item.item.describe(), u"docked in the panel, if that grants it the room"_s);
-    item.show();
-    QVERIFY(tray.says("docked\n"));
-    QVERIFY(item.isInTray());
-    if (width)
-        QTRY_COMPARE(item.view.window()->size(), QSize(width, height));
-    item.time.advance(kTrial);
-    QVERIFY2(item.becomes(carrier), qPrintable(item.item.describe()));
-    QTRY_VERIFY(item.view.isVisible());
-    if (carrier == kStrip)
-        QVERIFY(tray.says("left\n"));
-    QCOMPARE(item.time.timers(), 0);
-}
-
-void CarriersTest::clicksAndMenuInThePanel_data()
-{
-    QTest::addColumn<QPoint>("place");
-    QTest::addColumn<bool>("above");
-    QTest::newRow("at the top") << QPoint(300, 0) << false;
-    QTest::newRow("at the bottom") << QPoint(700, 740) << true;
-}
-
-void CarriersTest::clicksAndMenuInThePanel()
-{
-    QFETCH(QPoint, place);
-    QFETCH(bool, above);
-    Tray tray(71, 26, place);
-    Item item;
-    item.show();
-    QVERIFY(tray.says("docked\n"));
-    QVERIFY(item.isInTray());
-    const QRect docked(place + QPoint(20, 4), QSize(71, 26));
-    QTRY_COMPARE(item.view.size(), docked.size());
-    pointer(at(docked.topLeft() + QPoint(12, 11)) + u" click 1"_s);
-    QTRY_COMPARE(item.view.presses, QList<QPoint>{QPoint(12, 11)});
-    QTRY_VERIFY(item.menu.isVisible());
-    QCOMPARE(item.menu.x(), docked.left());
-    QCOMPARE(above ? item.menu.geometry().bottom() : item.menu.geometry().top(),
-             above ? docked.top() - 1 : docked.bottom() + 1);
-    item.menu.close();
-}
-
-void CarriersTest::longerHoursGetMoreRoom()
-{
-    Tray tray;
-    Item item;
-    item.show();
-    QVERIFY(tray.says("docked\n"));
-    QVERIFY(item.isInTray());
-    item.item.setLength(79.5);
-    QVERIFY(tray.says("granted 80 22\n"));
-    QTRY_COMPARE(item.view.size(), QSize(80, 22));
-    item.item.setLength(71);
-    QVERIFY(tray.says("granted 71 22\n"));
-    QTRY_COMPARE(item.view.size(), QSize(71, 22));
-}
-
-void CarriersTest::panelDiesAndReturns()
-{
-    Item item;
-    item.show();
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    QTRY_VERIFY(item.view.isVisible());
-    for (int times = 0; times < 2; ++times) {
-        Tray tray;
-        QTRY_COMPARE(item.time.timers(), 1);
-        QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-        item.time.advance(kSettling);
-        QVERIFY(tray.says("docked\n"));
-        QVERIFY(item.isInTray());
-        item.time.advance(kTrial);
-        QVERIFY2(item.becomes(kDocked), qPrintable(item.item.describe()));
-        tray.end();
-        QVERIFY2(item.becomes(kNowhere), qPrintable(item.item.describe()));
-        QVERIFY(!item.view.isVisible());
-        item.time.advance(kSettling);
-        QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-        QTRY_VERIFY(item.view.isVisible());
+    void trial_data()
+    {
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<QString>("carrier");
+        QTest::newRow("as asked for") << QSize(0, 0) << u"docked in the panel, which grants 71 × 22 points"_s;
+        QTest::newRow("higher") << QSize(71, 26) << u"docked in the panel, which grants 71 × 26 points"_s;
+        QTest::newRow("just enough") << QSize(66, 20) << u"docked in the panel, which grants 66 × 20 points"_s;
+        QTest::newRow("too narrow") << QSize(65, 22) << kStrip;
+        QTest::newRow("too low") << QSize(71, 19) << kStrip;
+        QTest::newRow("an icon's place") << QSize(24, 24) << kStrip;
+        QTest::newRow("to be scaled down") << QSize(128, 128) << kStrip;
     }
-}
+    void trial()
+    {
+        QFETCH(QSize, size);
+        QFETCH(QString, carrier);
+        FakeTray tray(size);
+        Item item;
+        QCOMPARE(item.item.describe(), u"docked in the panel, if that grants it the room"_s);
+        item.show();
+        QVERIFY(item.isIn(tray));
+        item.time.advance(kTrial);
+        QVERIFY(item.becomes(carrier));
+        QTRY_COMPARE(tray.hasDocked(), carrier != kStrip);
+        QCOMPARE(item.time.timers(), 0);
+    }
 
-void CarriersTest::panelThatStartsAnewShowsNoStrip()
-{
-    auto tray = std::make_unique<Tray>();
-    Item item;
-    item.show();
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY(item.isInTray());
-    item.time.advance(kTrial);
-    tray.reset();
-    QVERIFY2(item.becomes(kNowhere), qPrintable(item.item.describe()));
-    item.time.advance(kSettling / 2);
-    tray = std::make_unique<Tray>();
-    bool strip = false;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            item.time.advance(10ms);
-            strip |= item.item.describe().startsWith(kStrip);
-            return item.item.describe().startsWith(kDocked);
-        },
-        20000));
-    QVERIFY(!strip);
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY(item.isInTray());
-}
+    void clicksAndMenuInThePanel()
+    {
+        for (const auto& [place, above] : {std::pair(QPoint(300, 0), false), {QPoint(700, 740), true}}) {
+            FakeTray tray({71, 26}, place);
+            Item item;
+            item.show();
+            QVERIFY(item.isIn(tray));
+            const QRect docked(place + QPoint(20, 4), QSize(71, 26));
+            pointer(at(docked.topLeft() + QPoint(12, 11)) + u" click 1"_s);
+            QTRY_COMPARE(item.view.presses, QList<QPoint>{QPoint(12, 11)});
+            QTRY_VERIFY(item.menu.isVisible());
+            QCOMPARE(item.menu.x(), docked.left());
+            QCOMPARE(above ? item.menu.geometry().bottom() : item.menu.geometry().top(),
+                     above ? docked.top() - 1 : docked.bottom() + 1);
+            item.menu.close();
+        }
+    }
 
-void CarriersTest::refusedPanelIsTriedAgainWhenItIsAnother()
-{
-    auto tray = std::make_unique<Tray>(24, 24);
-    Item item;
-    item.show();
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY(item.isInTray());
-    QTRY_COMPARE(item.view.window()->width(), 24);
-    item.time.advance(kTrial);
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    QVERIFY(tray->says("left\n"));
-    tray = std::make_unique<Tray>();
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY2(item.becomes(kDocked), qPrintable(item.item.describe()));
-}
-
-void CarriersTest::drawnByTheDesktop()
-{
-    Watcher watcher;
-    Item item;
-    item.show();
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 1);
-    QVERIFY(!item.view.isVisible());
-    const QString name = watcher.items.first();
-
-    QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'1:05'>,)"_s);
-    QCOMPARE(propertyOf(name, u"IconAccessibleDesc"_s), u"(<'1 hour 5 minutes, running, Website'>,)"_s);
-    QCOMPARE(propertyOf(name, u"ToolTip"_s), u"(<('', @a(iiay) [], 'Wrenfold', 'Website')>,)"_s);
-    QCOMPARE(propertyOf(name, u"Menu"_s), u"(<objectpath '/MenuBar'>,)"_s);
-    QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<true>,)"_s);
-    const QString tiles = propertyOf(name, u"IconPixmap"_s);
-    QVERIFY2(tiles.startsWith("(<[(22, 22, [byte 0x44, 0x11, 0x22, 0x33, 0x44, "_L1), qPrintable(tiles.left(80)));
-    QVERIFY(tiles.contains("(48, 48, "_L1));
-
-    const auto call = [&](const QString& method) {
-        ask(name, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem."_s + method, {u"3"_s, u"26"_s});
-    };
-    call(u"SecondaryActivate"_s);
-    call(u"Activate"_s);
-    call(u"ContextMenu"_s);
-    const QStringList expected{u"toggle"_s, u"open menu"_s, u"open menu"_s};
-    QTRY_COMPARE(item.chosen, expected);
-
-    item.told.offline = true;
-    item.item.setDescription(item.told);
-    QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);
-
-    // Who is to sign in gets no menu for a press: the program is told of it.
-    Listened monitor;
-    monitor.start(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, name});
-    QVERIFY(monitor.says("is owned by"));
-    item.told.loggedOut = true;
-    item.item.setDescription(item.told);
-    QVERIFY(monitor.says("('org.kde.StatusNotifierItem', {'ItemIsMenu': <false>}, @as [])\n"));
-    QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<false>,)"_s);
-
-    // Where the program is not told, it opens where the pointer is.
-    pointer(at({600, 300}));
-    QTRY_COMPARE(QCursor::pos(), QPoint(600, 300));
-    item.item.popUpMenu(item.menu);
-    QTRY_VERIFY(item.menu.isVisible());
-    QCOMPARE(item.menu.pos(), QPoint(600, 300));
-    item.menu.close();
-
-    // Its name goes with it, by which the desktop knows.
-    item.item.setFloating(true);
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    QTRY_VERIFY(item.view.isVisible());
-    QVERIFY(ask(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.NameHasOwner"_s, {name})
-                .contains("false"_L1));
-}
-
-void CarriersTest::shellStartsAnew()
-{
-    Item item;
-    item.show();
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    Watcher watcher;
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 1);
-
-    watcher.disappear();
-    QTRY_COMPARE(item.time.timers(), 1);
-    watcher.appear();
-    QTRY_COMPARE(watcher.items.size(), 2);
-    QVERIFY2(item.settlesOn(kNotifier), qPrintable(item.item.describe()));
-    QCOMPARE(watcher.items.first(), watcher.items.last());
-
-    watcher.disappear();
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    QTRY_VERIFY(item.view.isVisible());
-
-    watcher.appear();
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 3);
-    QVERIFY(!item.view.isVisible());
-}
-
-void CarriersTest::nobodyWhoShowsItems_data()
-{
-    QTest::addColumn<bool>("refuses");
-    QTest::newRow("a watcher without a host") << false;
-    QTest::newRow("a watcher that does not take it") << true;
-}
-
-void CarriersTest::nobodyWhoShowsItems()
-{
-    QFETCH(bool, refuses);
-    Watcher watcher(refuses ? Watcher::Host::Refuses : Watcher::Host::Away);
-    Item item;
-    item.show();
-    if (refuses)
-        QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    QTRY_VERIFY(item.view.isVisible());
-    QVERIFY(watcher.items.isEmpty());
-    if (refuses)
-        return;
-    watcher.setHost(Watcher::Host::There);
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 1);
-}
-
-void CarriersTest::panelBeforeShell()
-{
-    Watcher watcher;
-    Item item;
-    item.show();
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 1);
-
-    auto tray = std::make_unique<Tray>();
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY(item.isInTray());
-    item.time.advance(kTrial);
-    QVERIFY2(item.becomes(kDocked), qPrintable(item.item.describe()));
-
-    tray.reset();
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 2);
-
-    tray = std::make_unique<Tray>(24, 24);
-    QTRY_COMPARE(item.time.timers(), 1);
-    item.time.advance(kSettling);
-    QVERIFY(tray->says("docked\n"));
-    QVERIFY(item.isInTray());
-    QTRY_COMPARE(item.view.window()->width(), 24);
-    item.time.advance(kTrial);
-    QVERIFY2(item.becomes(kNotifier), qPrintable(item.item.describe()));
-    QTRY_COMPARE(watcher.items.size(), 3);
-}
-
-void CarriersTest::menuOverTheBus()
-{
-    Watcher watcher;
-    Item item;
-    item.show();
-    QTRY_COMPARE(watcher.items.size(), 1);
-    const QString name = watcher.items.first();
-    QCOMPARE(menuCall(name, u"GetLayout"_s, {u"0"_s, u"-1"_s, u"[]"_s}),
-             u"(uint32 1, (0, {'children-display': <'submenu'>}, "
-             "[<(1, {'label': <'_Start R&D__now'>}, @av [])>, "
-             "<(2, {'type': <'separator'>}, @av [])>, "
-             "<(3, {'enabled': <false>, 'label': <'Later'>}, @av [])>, "
-             "<(4, {'enabled': <false>, 'label': <'Hidden'>, 'visible': <false>}, @av [])>, "
-             "<(5, {'label': <'Quit'>, 'shortcut': <[['Control', 'Alt', 'Q']]>}, @av [])>]))"_s);
-    QCOMPARE(menuCall(name, u"GetGroupProperties"_s, {u"[3, 9]"_s, u"['label']"_s}),
-             u"([(3, {'label': <'Later'>})],)"_s);
-    QCOMPARE(menuCall(name, u"GetProperty"_s, {u"3"_s, u"enabled"_s}), u"(<false>,)"_s);
-    QCOMPARE(menuCall(name, u"AboutToShow"_s, {u"0"_s}), u"(false,)"_s);
-    QCOMPARE(menuCall(name, u"AboutToShowGroup"_s, {u"[0, 9]"_s}), u"(@ai [], [9])"_s);
-
-    for (const auto& [id, event] :
-         {std::pair("1", "clicked"), {"3", "clicked"}, {"4", "clicked"}, {"9", "clicked"}, {"5", "hovered"}})
-        menuCall(name, u"Event"_s, {QString::fromLatin1(id), QString::fromLatin1(event), u"<''>"_s, u"0"_s});
-    QCOMPARE(menuCall(name, u"EventGroup"_s, {u"[(5, 'clicked', <''>, uint32 0), (7, 'clicked', <''>, 0)]"_s}),
-             u"([7],)"_s);
-    const QStringList expected{u"start"_s, u"quit"_s};
-    QTRY_COMPARE(item.chosen, expected);
-
-    // An item that has left the menu is not pressed, though a desktop may still show it.
-    item.menu.removeAction(item.start);
-    menuCall(name, u"Event"_s, {u"1"_s, u"clicked"_s, u"<''>"_s, u"0"_s});
-    item.menu.insertAction(item.disabled, item.start);
-    const QString layout = menuCall(name, u"GetLayout"_s, {u"0"_s, u"1"_s, u"['label']"_s});
-    QVERIFY2(layout.contains("[<(2, @a{sv} {}, @av [])>, <(1, "_L1), qPrintable(layout));
-    QCOMPARE(item.chosen, expected);
-}
-
-void CarriersTest::menuChangesAreToldOnce()
-{
-    Watcher watcher;
-    Item item;
-    item.show();
-    QTRY_COMPARE(watcher.items.size(), 1);
-    Listened monitor;
-    monitor.start(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, watcher.items.first()});
-    QVERIFY(monitor.says("is owned by"));
-
-    item.start->setText(u"Stop"_s);
-    item.disabled->setEnabled(true);
-    QVERIFY(monitor.says("dbusmenu.ItemsPropertiesUpdated ([(1, {'label': <'Stop'>})], [(3, ['enabled'])])\n"));
-    QVERIFY(!monitor.before().contains("dbusmenu."));
-
-    // Taken out and put back where it was: nothing is new.
-    item.menu.removeAction(item.start);
-    item.menu.insertAction(item.menu.actions().first(), item.start);
-    QCoreApplication::processEvents();
-    item.menu.removeAction(item.start);
-    QVERIFY(monitor.says("dbusmenu.LayoutUpdated (uint32 2, 0)\n"));
-    QVERIFY2(!monitor.before().contains("dbusmenu."), monitor.before().constData());
-}
-
-void CarriersTest::floatingOnRequest()
-{
-    Tray tray;
-    Item item;
-    item.item.setFloating(true);
-    item.show();
-    QVERIFY2(item.becomes(kStrip), qPrintable(item.item.describe()));
-    item.item.setFloating(false);
-    QVERIFY(tray.says("docked\n"));
-    QVERIFY2(item.becomes(kDocked), qPrintable(item.item.describe()));
-}
-
-/// What the bus carries while a timer runs and the program refreshes, as it does every half minute.
-void CarriersTest::tenMinutes()
-{
-    Watcher watcher;
-    Item item;
-    item.show();
-    QTRY_COMPARE(watcher.items.size(), 1);
-    Listened monitor;
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    monitor.start(u"dbus-monitor"_s, {u"--session"_s, u"--profile"_s, u"sender='%1'"_s.arg(bus.baseService())});
-    const auto mark = [&](const QString& name) {
-        bus.send(QDBusMessage::createSignal(u"/"_s, u"test.Mark"_s, name));
-        return monitor.says(name.toUtf8());
-    };
-    // It gives its own name up to hear all others.
-    QVERIFY(monitor.says("NameLost"));
-    QVERIFY(mark(u"Ready"_s));
-
-    constexpr int minutes = 10;
-    int refreshes = 0;
-    const auto refresh = item.time.repeat(30s, [&] {
-        const int minute = 5 + ++refreshes / 2;
-        item.told.hours = u"1:%1"_s.arg(minute, 2, 10, QChar(u'0'));
-        item.told.spoken = u"1 hour %1 minutes, running, Website"_s.arg(minute);
+    void longerHoursGetMoreRoom()
+    {
+        FakeTray tray;
+        Item item;
+        item.show();
+        QVERIFY(item.isIn(tray));
+        item.item.setLength(79.5);
+        QTRY_COMPARE(tray.granted(), QSize(80, 22));
+        QTRY_COMPARE(item.view.size(), QSize(80, 22));
         item.item.setLength(71);
+        QTRY_COMPARE(tray.granted(), QSize(71, 22));
+        QTRY_COMPARE(item.view.size(), QSize(71, 22));
+    }
+
+    void panelDiesAndReturns()
+    {
+        Item item;
+        item.show();
+        QVERIFY(item.becomes(kStrip));
+        for (int times = 0; times < 2; ++times) {
+            FakeTray tray;
+            QTRY_COMPARE(item.time.timers(), 1);
+            QVERIFY(item.becomes(kStrip));
+            item.time.advance(kSettling);
+            QVERIFY(item.isIn(tray));
+            item.time.advance(kTrial);
+            QVERIFY(item.becomes(kDocked));
+            tray.end();
+            QVERIFY(item.becomes(kNowhere));
+            item.time.advance(kSettling);
+            QVERIFY(item.becomes(kStrip));
+        }
+    }
+
+    void panelThatStartsAnewShowsNoStrip()
+    {
+        auto tray = std::make_unique<FakeTray>();
+        Item item;
+        item.show();
+        QVERIFY(item.isIn(*tray));
+        item.time.advance(kTrial);
+        tray.reset();
+        QVERIFY(item.becomes(kNowhere));
+        item.time.advance(kSettling / 2);
+        tray = std::make_unique<FakeTray>();
+        bool strip = false;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                item.time.advance(10ms);
+                strip |= item.item.describe().startsWith(kStrip);
+                return item.item.describe().startsWith(kDocked);
+            },
+            20000));
+        QVERIFY(!strip);
+        QVERIFY(item.isIn(*tray));
+    }
+
+    void refusedPanelIsTriedAgainWhenItIsAnother()
+    {
+        auto tray = std::make_unique<FakeTray>(QSize(24, 24));
+        Item item;
+        item.show();
+        QVERIFY(item.isIn(*tray));
+        item.time.advance(kTrial);
+        QVERIFY(item.becomes(kStrip));
+        QTRY_VERIFY(!tray->hasDocked());
+        tray = std::make_unique<FakeTray>();
+        QVERIFY(item.settles());
+        QTRY_VERIFY(tray->hasDocked());
+        QVERIFY(item.becomes(kDocked));
+    }
+
+    void drawnByTheDesktop()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        const QString name = watcher.items.first();
+
+        QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'1:05'>,)"_s);
+        QCOMPARE(propertyOf(name, u"IconAccessibleDesc"_s), u"(<'1 hour 5 minutes, running, Website'>,)"_s);
+        QCOMPARE(propertyOf(name, u"ToolTip"_s), u"(<('', @a(iiay) [], 'Wrenfold', 'Website')>,)"_s);
+        QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<true>,)"_s);
+        const QString tiles = propertyOf(name, u"IconPixmap"_s);
+        QVERIFY2(tiles.startsWith("(<[(22, 22, [byte 0x44, 0x11, 0x22, 0x33, 0x44, "_L1), qPrintable(tiles.left(80)));
+        QVERIFY(tiles.contains("(48, 48, "_L1));
+
+        const auto call = [&](const QString& method) {
+            ask(name, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem."_s + method, {u"3"_s, u"26"_s});
+        };
+        call(u"SecondaryActivate"_s);
+        call(u"Activate"_s);
+        call(u"ContextMenu"_s);
+        const QStringList expected{u"toggle"_s, u"open menu"_s, u"open menu"_s};
+        QTRY_COMPARE(item.chosen, expected);
+
+        item.told.offline = true;
         item.item.setDescription(item.told);
+        QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);
+
+        // Who is to sign in gets no menu for a press: the program is told of it.
+        Program monitor(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, name});
+        QVERIFY(monitor.says("is owned by"));
+        item.told.loggedOut = true;
+        item.item.setDescription(item.told);
+        QVERIFY(monitor.says("('org.kde.StatusNotifierItem', {'ItemIsMenu': <false>}, @as [])\n"));
+        QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<false>,)"_s);
+
+        // Where the program is not told, it opens where the pointer is.
+        pointer(at({600, 300}));
+        QTRY_COMPARE(QCursor::pos(), QPoint(600, 300));
+        item.item.popUpMenu(item.menu);
+        QTRY_VERIFY(item.menu.isVisible());
+        QCOMPARE(item.menu.pos(), QPoint(600, 300));
+        item.menu.close();
+
+        // Its name goes with it, by which the desktop knows.
+        item.item.setFloating(true);
+        QVERIFY(item.becomes(kStrip));
+        QVERIFY(
+            ask(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.NameHasOwner"_s, {name})
+                .contains("false"_L1));
+    }
+
+    void shellStartsAnew()
+    {
+        Item item;
+        item.show();
+        QVERIFY(item.becomes(kStrip));
+        Watcher watcher;
+        QVERIFY(item.becomes(kNotifier));
+        QTRY_COMPARE(watcher.items.size(), 1);
+
+        watcher.disappear();
+        QTRY_COMPARE(item.time.timers(), 1);
+        watcher.appear();
+        QTRY_COMPARE(watcher.items.size(), 2);
+        QVERIFY(item.settlesOn(kNotifier));
+        QCOMPARE(watcher.items.first(), watcher.items.last());
+
+        watcher.disappear();
+        QVERIFY(item.settles());
+        QVERIFY(item.becomes(kStrip));
+
+        watcher.appear();
+        QVERIFY(item.settles());
+        QVERIFY(item.becomes(kNotifier));
+        QTRY_COMPARE(watcher.items.size(), 3);
+    }
+
+    void nobodyWhoShowsItems()
+    {
+        for (const auto host : {Watcher::Host::Away, Watcher::Host::Refuses}) {
+            Watcher watcher(host);
+            Item item;
+            item.show();
+            if (host == Watcher::Host::Refuses)
+                QVERIFY(item.becomes(kNotifier));
+            QVERIFY(item.becomes(kStrip));
+            QVERIFY(watcher.items.isEmpty());
+            if (host == Watcher::Host::Refuses)
+                continue;
+            watcher.setHost(Watcher::Host::There);
+            QVERIFY(item.becomes(kNotifier));
+            QTRY_COMPARE(watcher.items.size(), 1);
+        }
+    }
+
+    void panelBeforeShell()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QVERIFY(item.becomes(kNotifier));
+        QTRY_COMPARE(watcher.items.size(), 1);
+
+        auto tray = std::make_unique<FakeTray>();
+        QVERIFY(item.settles());
+        QVERIFY(item.isIn(*tray));
+        item.time.advance(kTrial);
+        QVERIFY(item.becomes(kDocked));
+
+        tray.reset();
+        QVERIFY(item.settles());
+        QVERIFY(item.becomes(kNotifier));
+        QTRY_COMPARE(watcher.items.size(), 2);
+
+        tray = std::make_unique<FakeTray>(QSize(24, 24));
+        QVERIFY(item.settles());
+        QVERIFY(item.isIn(*tray));
+        item.time.advance(kTrial);
+        QVERIFY(item.becomes(kNotifier));
+        QTRY_COMPARE(watcher.items.size(), 3);
+    }
+
+    void menuOverTheBus()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        const QString name = watcher.items.first();
+        QCOMPARE(menuCall(name, u"GetLayout"_s, {u"0"_s, u"-1"_s, u"[]"_s}),
+                 u"(uint32 1, (0, {'children-display': <'submenu'>}, "
+                 "[<(1, {'label': <'_Start R&D__now'>}, @av [])>, "
+                 "<(2, {'type': <'separator'>}, @av [])>, "
+                 "<(3, {'enabled': <false>, 'label': <'Later'>}, @av [])>, "
+                 "<(4, {'enabled': <false>, 'label': <'Hidden'>, 'visible': <false>}, @av [])>, "
+                 "<(5, {'label': <'Quit'>, 'shortcut': <[['Control', 'Alt', 'Q']]>}, @av [])>]))"_s);
+        QCOMPARE(menuCall(name, u"GetGroupProperties"_s, {u"[3, 9]"_s, u"['label']"_s}),
+                 u"([(3, {'label': <'Later'>})],)"_s);
+        QCOMPARE(menuCall(name, u"GetProperty"_s, {u"3"_s, u"enabled"_s}), u"(<false>,)"_s);
+        QCOMPARE(menuCall(name, u"AboutToShow"_s, {u"0"_s}), u"(false,)"_s);
+        QCOMPARE(menuCall(name, u"AboutToShowGroup"_s, {u"[0, 9]"_s}), u"(@ai [], [9])"_s);
+
+        for (const auto& [id, event] :
+             {std::pair("1", "clicked"), {"3", "clicked"}, {"4", "clicked"}, {"9", "clicked"}, {"5", "hovered"}})
+            menuCall(name, u"Event"_s, {QString::fromLatin1(id), QString::fromLatin1(event), u"<''>"_s, u"0"_s});
+        QCOMPARE(menuCall(name, u"EventGroup"_s, {u"[(5, 'clicked', <''>, uint32 0), (7, 'clicked', <''>, 0)]"_s}),
+                 u"([7],)"_s);
+        const QStringList expected{u"start"_s, u"quit"_s};
+        QTRY_COMPARE(item.chosen, expected);
+
+        // An item that has left the menu is not pressed, though a desktop may still show it.
+        item.menu.removeAction(item.start);
+        menuCall(name, u"Event"_s, {u"1"_s, u"clicked"_s, u"<''>"_s, u"0"_s});
+        item.menu.insertAction(item.disabled, item.start);
+        const QString layout = menuCall(name, u"GetLayout"_s, {u"0"_s, u"1"_s, u"['label']"_s});
+        QVERIFY2(layout.contains("[<(2, @a{sv} {}, @av [])>, <(1, "_L1), qPrintable(layout));
+        QCOMPARE(item.chosen, expected);
+    }
+
+    void menuChangesAreToldOnce()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        Program monitor(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, watcher.items.first()});
+        QVERIFY(monitor.says("is owned by"));
+
+        item.start->setText(u"Stop"_s);
+        item.disabled->setEnabled(true);
+        QVERIFY(monitor.says("dbusmenu.ItemsPropertiesUpdated ([(1, {'label': <'Stop'>})], [(3, ['enabled'])])\n"));
+        QVERIFY(!monitor.before().contains("dbusmenu."));
+
+        // Taken out and put back where it was: nothing is new.
         item.menu.removeAction(item.start);
         item.menu.insertAction(item.menu.actions().first(), item.start);
-        item.start->setText(item.start->text());
         QCoreApplication::processEvents();
-    });
-    item.time.advance(std::chrono::minutes(minutes));
-    QCOMPARE(refreshes, 2 * minutes);
-    QVERIFY(mark(u"End"_s));
-    const QByteArray heard = monitor.before();
-    QCOMPARE(heard.count("XAyatanaNewLabel"), minutes);
-    QCOMPARE(heard.count("NewIcon"), minutes);
-    // The rest of the first mark's line and the beginning of the last one's are no messages.
-    QVERIFY2(heard.count('\n') - 1 <= 2 * minutes, heard.constData());
-}
+        item.menu.removeAction(item.start);
+        QVERIFY(monitor.says("dbusmenu.LayoutUpdated (uint32 2, 0)\n"));
+        QVERIFY2(!monitor.before().contains("dbusmenu."), monitor.before().constData());
+    }
+
+    void floatingOnRequest()
+    {
+        FakeTray tray;
+        Item item;
+        item.item.setFloating(true);
+        item.show();
+        QVERIFY(item.becomes(kStrip));
+        item.item.setFloating(false);
+        QTRY_VERIFY(tray.hasDocked());
+        QVERIFY(item.becomes(kDocked));
+    }
+
+    /// What the bus carries while a timer runs and the program refreshes, as it does every half minute.
+    void tenMinutes()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        const QDBusConnection bus = QDBusConnection::sessionBus();
+        Program monitor(u"dbus-monitor"_s, {u"--session"_s, u"--profile"_s, u"sender='%1'"_s.arg(bus.baseService())});
+        const auto mark = [&](const QString& name) {
+            bus.send(QDBusMessage::createSignal(u"/"_s, u"test.Mark"_s, name));
+            return monitor.says(name.toUtf8());
+        };
+        // It gives its own name up to hear all others.
+        QVERIFY(monitor.says("NameLost"));
+        QVERIFY(mark(u"Ready"_s));
+
+        constexpr int minutes = 10;
+        int refreshes = 0;
+        const auto refresh = item.time.repeat(30s, [&] {
+            const int minute = 5 + ++refreshes / 2;
+            item.told.hours = u"1:%1"_s.arg(minute, 2, 10, QChar(u'0'));
+            item.told.spoken = u"1 hour %1 minutes, running, Website"_s.arg(minute);
+            item.item.setLength(71);
+            item.item.setDescription(item.told);
+            item.menu.removeAction(item.start);
+            item.menu.insertAction(item.menu.actions().first(), item.start);
+            item.start->setText(item.start->text());
+            QCoreApplication::processEvents();
+        });
+        item.time.advance(std::chrono::minutes(minutes));
+        QCOMPARE(refreshes, 2 * minutes);
+        QVERIFY(mark(u"End"_s));
+        const QByteArray heard = monitor.before();
+        QCOMPARE(heard.count("XAyatanaNewLabel"), minutes);
+        QCOMPARE(heard.count("NewIcon"), minutes);
+        // The rest of the first mark's line and the beginning of the last one's are no messages.
+        QVERIFY2(heard.count('\n') - 1 <= 2 * minutes, heard.constData());
+    }
+};
 
 QTEST_MAIN(CarriersTest)
 #include "CarriersTest.moc"

@@ -1,5 +1,4 @@
 #include "platform/InfoDictionary.h"
-#include "platform/MainQueue.h"
 #include "platform/Paths.h"
 #include "platform/Run.h"
 #include "platform/SystemTimeSource.h"
@@ -9,7 +8,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QRegularExpression>
 
 #include <thread>
 #include <tuple>
@@ -56,256 +54,221 @@ class CoreTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void callsKeepTheirOrder();
-    void callsAreMadeLaterAndDroppedAtTheEnd();
-    void aBurstOfCallsLetsEventsThrough();
-    void sharedObjectsGoInReverseOrder();
-    void stopEndsASleep();
-    void aTimerMayEndItself();
-    void layers_data();
-    void layers();
-    void brokenFiles_data();
-    void brokenFiles();
-    void folders_data();
-    void folders();
-    void ownFoldersAreNarrowedOnly();
-};
-
-void CoreTest::callsKeepTheirOrder()
-{
-    const support::TestRun run;
-    std::vector<int> seen;
-    std::vector<int> expected;
-    bool allOnMain = true;
-    // Two threads take turns, so that the order of the posts is known.
-    std::atomic<int> turn = 0;
-    const auto poster = [&](int parity) {
-        for (int i = parity; i < 400; i += 2) {
-            while (turn != i)
-                std::this_thread::yield();
-            platform::Run::current().postToMain([&, i] {
-                seen.push_back(i);
-                allOnMain &= QThread::currentThread() == qApp->thread();
-            });
-            turn = i + 1;
-        }
-    };
-    std::thread even(poster, 0);
-    std::thread odd(poster, 1);
-    for (int i = 0; i < 400; ++i)
-        expected.push_back(i);
-    QTRY_COMPARE(seen.size(), std::size_t(400));
-    even.join();
-    odd.join();
-    QCOMPARE(seen, expected);
-    QVERIFY(allOnMain);
-}
-
-void CoreTest::callsAreMadeLaterAndDroppedAtTheEnd()
-{
-    QStringList seen;
-    const auto token = std::make_shared<int>();
+    void callsKeepTheirOrder()
     {
         const support::TestRun run;
-        platform::Run& current = platform::Run::current();
-        current.postToMain([&] {
-            seen << u"outer"_s;
-            current.postToMain([&] { seen << u"inner"_s; });
-            seen << u"outer ends"_s;
-        });
-        QVERIFY(seen.isEmpty());
-        QTRY_COMPARE(seen, QStringList({u"outer"_s, u"outer ends"_s, u"inner"_s}));
-        current.postToMain([&seen, token] { seen << u"late"_s; });
-    }
-    QVERIFY(!platform::Run::exists());
-    QCoreApplication::processEvents();
-    QCOMPARE(seen.size(), 3);
-    QCOMPARE(token.use_count(), 1);
-}
-
-void CoreTest::aBurstOfCallsLetsEventsThrough()
-{
-    const support::TestRun run;
-    int calls = 0;
-    int callsAtEvent = -1;
-    for (int i = 0; i < 20; ++i) {
-        platform::Run::current().postToMain([&] {
-            QElapsedTimer busy;
-            busy.start();
-            while (busy.elapsed() < 3) {
+        std::vector<int> seen;
+        std::vector<int> expected;
+        bool allOnMain = true;
+        // Two threads take turns, so that the order of the posts is known.
+        std::atomic<int> turn = 0;
+        const auto poster = [&](int parity) {
+            for (int i = parity; i < 400; i += 2) {
+                while (turn != i)
+                    std::this_thread::yield();
+                platform::Run::current().postToMain([&, i] {
+                    seen.push_back(i);
+                    allOnMain &= QThread::currentThread() == qApp->thread();
+                });
+                turn = i + 1;
             }
-            ++calls;
-        });
+        };
+        std::thread even(poster, 0);
+        std::thread odd(poster, 1);
+        for (int i = 0; i < 400; ++i)
+            expected.push_back(i);
+        QTRY_COMPARE(seen.size(), std::size_t(400));
+        even.join();
+        odd.join();
+        QCOMPARE(seen, expected);
+        QVERIFY(allOnMain);
     }
-    QMetaObject::invokeMethod(
-        this, [&] { callsAtEvent = calls; }, Qt::QueuedConnection);
-    QTRY_COMPARE(calls, 20);
-    QVERIFY2(callsAtEvent > 0 && callsAtEvent < 10, qPrintable(QString::number(callsAtEvent)));
-}
 
-void CoreTest::sharedObjectsGoInReverseOrder()
-{
-    s_life.clear();
+    void callsAreMadeLaterAndDroppedAtTheEnd()
+    {
+        QStringList seen;
+        const auto token = std::make_shared<int>();
+        {
+            const support::TestRun run;
+            platform::Run& current = platform::Run::current();
+            current.postToMain([&] {
+                seen << u"outer"_s;
+                current.postToMain([&] { seen << u"inner"_s; });
+                seen << u"outer ends"_s;
+            });
+            QVERIFY(seen.isEmpty());
+            QTRY_COMPARE(seen, QStringList({u"outer"_s, u"outer ends"_s, u"inner"_s}));
+            current.postToMain([&seen, token] { seen << u"late"_s; });
+        }
+        QVERIFY(!platform::Run::exists());
+        QCoreApplication::processEvents();
+        QCOMPARE(seen.size(), 3);
+        QCOMPARE(token.use_count(), 1);
+    }
+
+    void aBurstOfCallsLetsEventsThrough()
     {
         const support::TestRun run;
-        Second& second = platform::Run::current().shared<Second>();
-        QCOMPARE(&platform::Run::current().shared<First>(), &second.first);
-        QCOMPARE(&platform::Run::current().shared<Second>(), &second);
+        int calls = 0;
+        int callsAtEvent = -1;
+        for (int i = 0; i < 20; ++i) {
+            platform::Run::current().postToMain([&] {
+                QElapsedTimer busy;
+                busy.start();
+                while (busy.elapsed() < 3) {
+                }
+                ++calls;
+            });
+        }
+        QMetaObject::invokeMethod(
+            this, [&] { callsAtEvent = calls; }, Qt::QueuedConnection);
+        QTRY_COMPARE(calls, 20);
+        QVERIFY2(callsAtEvent > 0 && callsAtEvent < 10, qPrintable(QString::number(callsAtEvent)));
     }
-    QCOMPARE(s_life,
-             QStringList({u"first made"_s, u"second made"_s, u"first used"_s, u"second gone"_s, u"first gone"_s}));
-}
 
-void CoreTest::stopEndsASleep()
-{
-    platform::SystemTimeSource time;
-    QVERIFY(time.sleepFor(1ms, {}));
-
-    std::optional<bool> whole;
-    std::jthread sleeper([&](const std::stop_token& stop) { whole = time.sleepFor(10min, stop); });
-    QElapsedTimer waited;
-    waited.start();
-    sleeper.request_stop();
-    sleeper.join();
-    QCOMPARE(whole, std::optional(false));
-    QVERIFY(waited.elapsed() < 5000);
-}
-
-void CoreTest::aTimerMayEndItself()
-{
-    platform::SystemTimeSource time;
-    int ticks = 0;
-    std::unique_ptr<platform::TimeSource::Timer> timer;
-    timer = time.repeat(1ms, [&] {
-        if (++ticks == 3)
-            timer.reset();
-        // The captures must still be there.
-        QVERIFY(ticks <= 3);
-    });
-    QTRY_COMPARE(ticks, 3);
-    QVERIFY(!timer);
-}
-
-void CoreTest::layers_data()
-{
-    QTest::addColumn<QString>("system");
-    QTest::addColumn<QString>("user");
-    QTest::addColumn<QString>("environment");
-    QTest::addColumn<QString>("option");
-    QTest::addColumn<double>("minutes");
-    QTest::addColumn<QString>("domain");
-
-    const QString ofSystem = uR"({"QuillonIdleMinutes": 1, "QuillonServiceDomain": ".system.example"})"_s;
-    QTest::newRow("built in") << u""_s << u""_s << u""_s << u""_s << 10.0 << u".quillon.example"_s;
-    QTest::newRow("system") << ofSystem << u""_s << u""_s << u""_s << 1.0 << u".system.example"_s;
-    QTest::newRow("user wins, key by key")
-        << ofSystem << uR"({"QuillonIdleMinutes": 2})"_s << u""_s << u""_s << 2.0 << u".system.example"_s;
-    QTest::newRow("environment wins") << ofSystem << uR"({"QuillonIdleMinutes": 2})"_s
-                                      << uR"({"QuillonIdleMinutes": 3})"_s << u""_s << 3.0 << u".system.example"_s;
-    QTest::newRow("option instead of environment") << u""_s << u""_s << uR"({"QuillonServiceDomain": ".env.example"})"_s
-                                                   << uR"({"QuillonIdleMinutes": 4})"_s << 4.0 << u".quillon.example"_s;
-    QTest::newRow("broken ones are passed over")
-        << u"{"_s << uR"({"QuillonIdleMinutes": "five"})"_s << u""_s << u""_s << 99.0 << u".quillon.example"_s;
-}
-
-void CoreTest::layers()
-{
-    QFETCH(QString, system);
-    QFETCH(QString, user);
-    QFETCH(QString, environment);
-    QFETCH(QString, option);
-    const support::TemporaryFolders folders;
-    qputenv("XDG_CONFIG_DIRS", folders.path(u"first"_s).toLocal8Bit() + ':' + folders.path(u"second"_s).toLocal8Bit());
-    if (!system.isEmpty()) {
-        write(folders.path(u"first/Quillon/Info.json"_s), system.toUtf8());
-        write(folders.path(u"second/Quillon/Info.json"_s), R"({"QuillonIdleMinutes": 99})");
+    void sharedObjectsGoInReverseOrder()
+    {
+        s_life.clear();
+        {
+            const support::TestRun run;
+            Second& second = platform::Run::current().shared<Second>();
+            QCOMPARE(&platform::Run::current().shared<First>(), &second.first);
+            QCOMPARE(&platform::Run::current().shared<Second>(), &second);
+        }
+        QCOMPARE(s_life,
+                 QStringList({u"first made"_s, u"second made"_s, u"first used"_s, u"second gone"_s, u"first gone"_s}));
     }
-    if (!user.isEmpty())
-        write(platform::configFolder() + u"/Info.json"_s, user.toUtf8());
-    if (!environment.isEmpty())
-        qputenv("QUILLON_INFO", write(folders.path(u"env.json"_s), environment.toUtf8()).toLocal8Bit());
 
-    const auto info = platform::InfoDictionary::load(
-        option.isEmpty() ? QString() : write(folders.path(u"option.json"_s), option.toUtf8()));
-    QVERIFY(info);
-    QTEST(info->number("QuillonIdleMinutes"_L1), "minutes");
-    QTEST(info->string("QuillonServiceDomain"_L1), "domain");
-    QCOMPARE(info->string("CFBundleIdentifier"_L1), u"com.wrenfold.quillon"_s);
-    QCOMPARE(info->string("CFBundleVersion"_L1), QStringLiteral(QUILLON_VERSION));
-}
+    void stopEndsASleep()
+    {
+        platform::SystemTimeSource time;
+        QVERIFY(time.sleepFor(1ms, {}));
 
-void CoreTest::brokenFiles_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("missing") << QByteArray() << u"FILE: No such file or directory"_s;
-    QTest::newRow("syntax") << QByteArray("{\n\"a\": 1,\n\"b\" 2}") << u"FILE: line 3: missing name separator"_s;
-    QTest::newRow("list") << QByteArray("[1]") << u"FILE: it must be one JSON object"_s;
-    QTest::newRow("kind") << QByteArray(R"({"QuillonIdleMinutes": "5"})")
-                          << u"FILE: QuillonIdleMinutes must be a number"_s;
-    QTest::newRow("kind of a switch") << QByteArray(R"({"QuillonLocalDebug": 1})")
-                                      << u"FILE: QuillonLocalDebug must be true or false"_s;
-}
-
-void CoreTest::brokenFiles()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QString, error);
-    const support::TemporaryFolders folders;
-    const QString path = folders.path(u"named.json"_s);
-    if (!text.isEmpty())
-        write(path, text);
-    const auto info = platform::InfoDictionary::load(path);
-    QVERIFY(!info);
-    QCOMPARE(info.error(), error.replace("FILE"_L1, path));
-}
-
-void CoreTest::folders_data()
-{
-    QTest::addColumn<QByteArray>("config");
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("expectedConfig");
-    QTest::addColumn<QString>("expectedData");
-    QTest::newRow("given") << QByteArray("/c/x/") << QByteArray("/d") << u"/c/x/Quillon"_s << u"/d/Quillon"_s;
-    QTest::newRow("unset") << QByteArray() << QByteArray() << u"/h/.config/Quillon"_s << u"/h/.local/share/Quillon"_s;
-    QTest::newRow("relative") << QByteArray("c") << QByteArray("./d") << u"/h/.config/Quillon"_s
-                              << u"/h/.local/share/Quillon"_s;
-}
-
-void CoreTest::folders()
-{
-    QFETCH(QByteArray, config);
-    QFETCH(QByteArray, data);
-    const support::TemporaryFolders folders;
-    const QByteArray home = qgetenv("HOME");
-    qputenv("HOME", "/h");
-    qputenv("XDG_CONFIG_HOME", config);
-    qputenv("XDG_DATA_HOME", data);
-    const QString configFolder = platform::configFolder();
-    const QString dataFolder = platform::dataFolder();
-    qputenv("HOME", home);
-    QTEST(configFolder, "expectedConfig");
-    QTEST(dataFolder, "expectedData");
-}
-
-void CoreTest::ownFoldersAreNarrowedOnly()
-{
-    const support::TemporaryFolders folders;
-    const QString folder = folders.path(u"ours"_s);
-    QVERIFY(platform::makeOwnFolder(folder));
-    const std::vector<std::tuple<QString, mode_t, mode_t>> modes{{write(folder + u"/open"_s, "x"), 0666, 0600},
-                                                                 {write(folder + u"/protected"_s, "x"), 0444, 0400},
-                                                                 {folder, 0555, 0500}};
-    for (const auto& [path, before, after] : modes)
-        QCOMPARE(chmod(qPrintable(path), before), 0);
-    QVERIFY(platform::makeOwnFolder(folder));
-    for (const auto& [path, before, after] : modes) {
-        struct stat found;
-        QCOMPARE(stat(qPrintable(path), &found), 0);
-        QCOMPARE(found.st_mode & 0777, after);
+        std::optional<bool> whole;
+        std::jthread sleeper([&](const std::stop_token& stop) { whole = time.sleepFor(10min, stop); });
+        QElapsedTimer waited;
+        waited.start();
+        sleeper.request_stop();
+        sleeper.join();
+        QCOMPARE(whole, std::optional(false));
+        QVERIFY(waited.elapsed() < 5000);
     }
-    chmod(qPrintable(folder), 0700);
-}
+
+    void aTimerMayEndItself()
+    {
+        platform::SystemTimeSource time;
+        int ticks = 0;
+        std::unique_ptr<platform::TimeSource::Timer> timer;
+        timer = time.repeat(1ms, [&] {
+            if (++ticks == 3)
+                timer.reset();
+            // The captures must still be there.
+            QVERIFY(ticks <= 3);
+        });
+        QTRY_COMPARE(ticks, 3);
+        QVERIFY(!timer);
+    }
+
+    void layers_data()
+    {
+        // What the files say, from the weakest layer on.
+        QTest::addColumn<QStringList>("layers");
+        QTest::addColumn<double>("minutes");
+        QTest::addColumn<QString>("domain");
+        const QString ofSystem = uR"({"QuillonIdleMinutes": 1, "QuillonServiceDomain": ".system.example"})"_s;
+        const auto idle = [](const char* value) {
+            return uR"({"QuillonIdleMinutes": %1})"_s.arg(QLatin1String(value));
+        };
+        const QString none;
+        const auto row = [](const char* name, const QStringList& layers, double minutes, const QString& domain) {
+            QTest::newRow(name) << layers << minutes << domain;
+        };
+        row("built in", {none, none, none, none}, 10, u".quillon.example"_s);
+        row("system", {ofSystem, none, none, none}, 1, u".system.example"_s);
+        row("user wins, key by key", {ofSystem, idle("2"), none, none}, 2, u".system.example"_s);
+        row("environment wins", {ofSystem, idle("2"), idle("3"), none}, 3, u".system.example"_s);
+        row("option instead of environment", {none, none, uR"({"QuillonServiceDomain": ".env.example"})"_s, idle("4")},
+            4, u".quillon.example"_s);
+        row("broken ones are passed over", {u"{"_s, idle("\"five\""), none, none}, 99, u".quillon.example"_s);
+    }
+    void layers()
+    {
+        QFETCH(QStringList, layers);
+        const support::TemporaryFolders folders;
+        qputenv("XDG_CONFIG_DIRS",
+                folders.path(u"first"_s).toLocal8Bit() + ':' + folders.path(u"second"_s).toLocal8Bit());
+        const auto put = [&](int layer, const QString& path) {
+            return layers[layer].isEmpty() ? QString() : write(path, layers[layer].toUtf8());
+        };
+        if (!put(0, folders.path(u"first/Quillon/Info.json"_s)).isEmpty())
+            write(folders.path(u"second/Quillon/Info.json"_s), R"({"QuillonIdleMinutes": 99})");
+        put(1, platform::configFolder() + u"/Info.json"_s);
+        if (const QString named = put(2, folders.path(u"env.json"_s)); !named.isEmpty())
+            qputenv("QUILLON_INFO", named.toLocal8Bit());
+
+        const auto info = platform::InfoDictionary::load(put(3, folders.path(u"option.json"_s)));
+        QVERIFY(info);
+        QTEST(info->number("QuillonIdleMinutes"_L1), "minutes");
+        QTEST(info->string("QuillonServiceDomain"_L1), "domain");
+        QCOMPARE(info->string("CFBundleIdentifier"_L1), u"com.wrenfold.quillon"_s);
+        QCOMPARE(info->string("CFBundleVersion"_L1), QStringLiteral(QUILLON_VERSION));
+    }
+
+    void brokenFiles()
+    {
+        const support::TemporaryFolders folders;
+        const QString path = folders.path(u"named.json"_s);
+        for (const auto& [text, error] :
+             {std::pair<QByteArray, QString>({}, u"No such file or directory"_s),
+              {"{\n\"a\": 1,\n\"b\" 2}", u"line 3: missing name separator"_s},
+              {"[1]", u"it must be one JSON object"_s},
+              {R"({"QuillonIdleMinutes": "5"})", u"QuillonIdleMinutes must be a number"_s},
+              {R"({"CFBundleIdentifier": 5})", u"CFBundleIdentifier must be a string"_s},
+              {R"({"QuillonLocalDebug": 1})", u"QuillonLocalDebug must be true or false"_s}}) {
+            if (!text.isEmpty())
+                write(path, text);
+            const auto info = platform::InfoDictionary::load(path);
+            QVERIFY(!info);
+            QCOMPARE(info.error(), path + u": "_s + error);
+        }
+    }
+
+    void folders()
+    {
+        const support::TemporaryFolders folders;
+        const QByteArray home = qgetenv("HOME");
+        qputenv("HOME", "/h");
+        for (const auto& [given, data, expectedConfig, expectedData] :
+             {std::tuple("/c/x/", "/d", u"/c/x/Quillon"_s, u"/d/Quillon"_s),
+              {"", "", u"/h/.config/Quillon"_s, u"/h/.local/share/Quillon"_s},
+              {"c", "./d", u"/h/.config/Quillon"_s, u"/h/.local/share/Quillon"_s}}) {
+            qputenv("XDG_CONFIG_HOME", given);
+            qputenv("XDG_DATA_HOME", data);
+            QCOMPARE(platform::configFolder(), expectedConfig);
+            QCOMPARE(platform::dataFolder(), expectedData);
+        }
+        qputenv("HOME", home);
+    }
+
+    void ownFoldersAreNarrowedOnly()
+    {
+        const support::TemporaryFolders folders;
+        const QString folder = folders.path(u"ours"_s);
+        QVERIFY(platform::makeOwnFolder(folder));
+        const std::vector<std::tuple<QString, mode_t, mode_t>> modes{{write(folder + u"/open"_s, "x"), 0666, 0600},
+                                                                     {write(folder + u"/protected"_s, "x"), 0444, 0400},
+                                                                     {folder, 0555, 0500}};
+        for (const auto& [path, before, after] : modes)
+            QCOMPARE(chmod(qPrintable(path), before), 0);
+        QVERIFY(platform::makeOwnFolder(folder));
+        for (const auto& [path, before, after] : modes) {
+            struct stat found;
+            QCOMPARE(stat(qPrintable(path), &found), 0);
+            QCOMPARE(found.st_mode & 0777, after);
+        }
+        chmod(qPrintable(folder), 0700);
+    }
+};
 
 QUILLON_OFFSCREEN_TEST_MAIN(CoreTest)
 #include "CoreTest.moc"

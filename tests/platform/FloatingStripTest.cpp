@@ -1,3 +1,5 @@
+#include "Program.h"
+
 #include "platform/linux/FloatingStrip.h"
 #include "support/Pointer.h"
 #include "support/TestEnvironment.h"
@@ -6,9 +8,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMouseEvent>
-#include <QProcess>
 #include <QScreen>
-#include <QTest>
 #include <QWindow>
 
 using namespace Qt::StringLiterals;
@@ -46,190 +46,162 @@ class FloatingStripTest final : public QObject
 
 private slots:
     void init() { m_folders = std::make_unique<support::TemporaryFolders>(); }
-    void clicksReachTheViewAndFocusStays();
-    void staysOutOfTaskBars();
-    void gripMovesItAndThePlaceIsKept();
-    void rightClickOnTheGripIsOneOnTheView();
-    void lengthGrowsAwayFromTheEdge();
-    void comesBackOntoTheScreen();
-    void menuOpensBesideIt_data();
-    void menuOpensBesideIt();
-    void corners();
-    void viewIsHandedBack();
+    void clicksReachTheViewAndFocusStays()
+    {
+        QLineEdit other;
+        other.setGeometry(100, 300, 200, 40);
+        other.show();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
 
-private:
-    std::unique_ptr<support::TemporaryFolders> m_folders;
-};
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        QCOMPARE(view.size(), QSize(71, 22));
+        const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+        QTRY_COMPARE(strip.frameGeometry().right(), screen.right() - 110);
 
-void FloatingStripTest::clicksReachTheViewAndFocusStays()
-{
-    QLineEdit other;
-    other.setGeometry(100, 300, 200, 40);
-    other.show();
-    QVERIFY(QTest::qWaitForWindowActive(&other));
+        pointer(at(view.mapToGlobal(QPoint(12, 11))) + u" click 1"_s);
+        pointer(at(view.mapToGlobal(QPoint(70, 21))) + u" click 3"_s);
+        const QList<std::pair<Qt::MouseButton, QPoint>> expected{{Qt::LeftButton, {12, 11}},
+                                                                 {Qt::RightButton, {70, 21}}};
+        QTRY_COMPARE(view.presses, expected);
+        QVERIFY(other.isActiveWindow());
+        pointer(u"type abc"_s);
+        QTRY_COMPARE(other.text(), u"abc"_s);
+    }
 
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    QCOMPARE(view.size(), QSize(71, 22));
-    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
-    QTRY_COMPARE(view.window()->frameGeometry().right(), screen.right() - 110);
-
-    pointer(at(view.mapToGlobal(QPoint(12, 11))) + u" click 1"_s);
-    pointer(at(view.mapToGlobal(QPoint(70, 21))) + u" click 3"_s);
-    const QList<std::pair<Qt::MouseButton, QPoint>> expected{{Qt::LeftButton, {12, 11}}, {Qt::RightButton, {70, 21}}};
-    QTRY_COMPARE(view.presses, expected);
-    QVERIFY(other.isActiveWindow());
-    pointer(u"type abc"_s);
-    QTRY_COMPARE(other.text(), u"abc"_s);
-}
-
-void FloatingStripTest::staysOutOfTaskBars()
-{
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    const auto state = [&] {
-        return run(u"xprop"_s, {u"-id"_s, QString::number(view.window()->winId()), u"_NET_WM_STATE"_s});
-    };
-    for (const auto& name : {"SKIP_TASKBAR"_L1, "SKIP_PAGER"_L1, "ABOVE"_L1})
-        QTRY_VERIFY2(state().contains(name), qPrintable(state()));
-
-    view.window()->hide();
-    strip.present();
-    QTRY_VERIFY2(state().contains("SKIP_TASKBAR"_L1), qPrintable(state()));
-}
-
-void FloatingStripTest::gripMovesItAndThePlaceIsKept()
-{
-    QPoint kept;
+    void staysOutOfTaskBars()
     {
         View view;
         FloatingStrip strip(view.content());
         QVERIFY(shown(view));
-        const QPoint before = view.window()->pos();
-        const QPoint grip = view.window()->mapToGlobal(QPoint(5, 13));
-        pointer(at(grip) + u" mousedown 1"_s);
-        for (int step = 1; step <= 6; ++step)
-            pointer(at(grip + QPoint(-50, 40) * step));
-        pointer(u"mouseup 1"_s);
-        QTRY_COMPARE(view.window()->pos() - before, QPoint(-300, 240));
-        QVERIFY(view.presses.isEmpty());
-        kept = view.window()->pos();
+        const auto state = [&] {
+            return run(u"xprop"_s, {u"-id"_s, QString::number(strip.winId()), u"_NET_WM_STATE"_s});
+        };
+        for (const auto& name : {"SKIP_TASKBAR"_L1, "SKIP_PAGER"_L1, "ABOVE"_L1})
+            QTRY_VERIFY2(state().contains(name), qPrintable(state()));
+
+        strip.hide();
+        strip.present();
+        QTRY_VERIFY2(state().contains("SKIP_TASKBAR"_L1), qPrintable(state()));
     }
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    QTRY_COMPARE(view.window()->pos(), kept);
-}
 
-void FloatingStripTest::rightClickOnTheGripIsOneOnTheView()
-{
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    pointer(at(view.window()->mapToGlobal(QPoint(5, 13))) + u" click 3"_s);
-    QTRY_COMPARE(view.presses.size(), 1);
-    QCOMPARE(view.presses.first().first, Qt::RightButton);
-}
-
-void FloatingStripTest::lengthGrowsAwayFromTheEdge()
-{
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    const QRect before = view.window()->frameGeometry();
-    platform::ItemContent content = view.content();
-    content.length = 80.25;
-    strip.setContent(content);
-    QCOMPARE(view.width(), 81);
-    QTRY_COMPARE(view.window()->frameGeometry(), before.adjusted(-10, 0, 0, 0));
-    content.length = 71;
-    strip.setContent(content);
-    QTRY_COMPARE(view.window()->frameGeometry(), before);
-}
-
-void FloatingStripTest::comesBackOntoTheScreen()
-{
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    view.window()->move(5000, -300);
-    // As if the screen on which it was had gone.
-    QTRY_COMPARE(view.window()->pos(), QPoint(5000, -300));
-    emit QGuiApplication::primaryScreen()->geometryChanged(QGuiApplication::primaryScreen()->geometry());
-    const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    QTRY_VERIFY(screen.contains(view.window()->frameGeometry()));
-}
-
-void FloatingStripTest::menuOpensBesideIt_data()
-{
-    QTest::addColumn<bool>("atBottom");
-    QTest::newRow("below") << false;
-    QTest::newRow("above, at the bottom of the screen") << true;
-}
-
-void FloatingStripTest::menuOpensBesideIt()
-{
-    QFETCH(bool, atBottom);
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
-    if (atBottom) {
-        const QPoint corner(300, screen.bottom() - view.window()->height());
-        view.window()->move(corner);
-        QTRY_COMPARE(view.window()->pos(), corner);
-    }
-    QMenu menu;
-    menu.addAction(u"One"_s);
-    menu.addAction(u"Two"_s);
-    strip.popUpMenu(menu);
-    QTRY_VERIFY(menu.isVisible());
-    const QRect item = view.window()->frameGeometry();
-    QCOMPARE(menu.x(), view.mapToGlobal(QPoint(0, 0)).x());
-    QCOMPARE(atBottom ? menu.geometry().bottom() : menu.geometry().top(),
-             atBottom ? item.top() - 1 : item.bottom() + 1);
-    menu.close();
-}
-
-void FloatingStripTest::corners()
-{
-    View view;
-    FloatingStrip strip(view.content());
-    QVERIFY(shown(view));
-    QWidget& window = *view.window();
-    QVERIFY(!window.mask().isEmpty());
-    QVERIFY(!window.mask().contains(QPoint(0, 0)));
-    QVERIFY(window.mask().contains(QPoint(40, 0)));
-
-    QProcess compositor;
-    compositor.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
-    const auto masked = [&] {
-        window.update();
-        return !window.mask().isEmpty();
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(!masked(), 20000);
-    compositor.terminate();
-    QTRY_COMPARE(compositor.state(), QProcess::NotRunning);
-    QTRY_VERIFY(masked());
-}
-
-void FloatingStripTest::viewIsHandedBack()
-{
-    auto view = std::make_unique<View>();
+    void gripMovesItAndThePlaceIsKept()
     {
-        const FloatingStrip strip(view->content());
-        QCOMPARE(view->parentWidget(), &strip);
+        QPoint kept;
+        {
+            View view;
+            FloatingStrip strip(view.content());
+            QVERIFY(shown(view));
+            const QPoint before = strip.pos();
+            const QPoint grip = strip.mapToGlobal(QPoint(5, 13));
+            pointer(at(grip) + u" click 3"_s); // the view's
+            QTRY_COMPARE(view.presses.size(), 1);
+            QCOMPARE(view.presses.takeFirst().first, Qt::RightButton);
+            pointer(at(grip) + u" mousedown 1"_s);
+            for (int step = 1; step <= 6; ++step)
+                pointer(at(grip + QPoint(-50, 40) * step));
+            pointer(u"mouseup 1"_s);
+            QTRY_COMPARE(strip.pos() - before, QPoint(-300, 240));
+            QVERIFY(view.presses.isEmpty());
+            kept = strip.pos();
+        }
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        QTRY_COMPARE(strip.pos(), kept);
     }
-    QVERIFY(!view->parentWidget());
-    platform::ItemContent content = view->content();
-    FloatingStrip strip(content);
-    view.reset();
-    content.length = 90;
-    strip.setContent(content);
-    strip.present();
-}
+
+    void lengthGrowsAwayFromTheEdge()
+    {
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        const QRect before = strip.frameGeometry();
+        platform::ItemContent content = view.content();
+        content.length = 80.25;
+        strip.setContent(content);
+        QCOMPARE(view.width(), 81);
+        QTRY_COMPARE(strip.frameGeometry(), before.adjusted(-10, 0, 0, 0));
+        content.length = 71;
+        strip.setContent(content);
+        QTRY_COMPARE(strip.frameGeometry(), before);
+    }
+
+    void comesBackOntoTheScreen()
+    {
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        strip.move(5000, -300);
+        // As if the screen on which it was had gone.
+        QTRY_COMPARE(strip.pos(), QPoint(5000, -300));
+        emit QGuiApplication::primaryScreen()->geometryChanged(QGuiApplication::primaryScreen()->geometry());
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        QTRY_VERIFY(screen.contains(strip.frameGeometry()));
+    }
+
+    void menuOpensBesideIt()
+    {
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        QMenu menu;
+        menu.addAction(u"One"_s);
+        const auto open = [&] {
+            strip.popUpMenu(menu);
+            QCOMPARE(menu.x(), view.mapToGlobal(QPoint(0, 0)).x());
+            menu.close();
+        };
+        open();
+        QCOMPARE(menu.geometry().top(), strip.frameGeometry().bottom() + 1);
+
+        const QPoint bottom(300, strip.screen()->availableGeometry().bottom() - strip.height());
+        strip.move(bottom);
+        QTRY_COMPARE(strip.pos(), bottom);
+        open();
+        QCOMPARE(menu.geometry().bottom(), strip.frameGeometry().top() - 1);
+    }
+
+    void corners()
+    {
+        View view;
+        FloatingStrip strip(view.content());
+        QVERIFY(shown(view));
+        QWidget& window = strip;
+        QVERIFY(!window.mask().isEmpty());
+        QVERIFY(!window.mask().contains(QPoint(0, 0)));
+        QVERIFY(window.mask().contains(QPoint(40, 0)));
+
+        Program compositor(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
+        const auto masked = [&] {
+            window.update();
+            return !window.mask().isEmpty();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(!masked(), 20000);
+        compositor.end();
+        QTRY_VERIFY(masked());
+    }
+
+    void viewIsHandedBack()
+    {
+        auto view = std::make_unique<View>();
+        {
+            const FloatingStrip strip(view->content());
+            QCOMPARE(view->parentWidget(), &strip);
+        }
+        QVERIFY(!view->parentWidget());
+        platform::ItemContent content = view->content();
+        FloatingStrip strip(content);
+        view.reset();
+        content.length = 90;
+        strip.setContent(content);
+        strip.present();
+    }
+
+private:
+    std::unique_ptr<support::TemporaryFolders> m_folders;
+};
 
 QTEST_MAIN(FloatingStripTest)
 #include "FloatingStripTest.moc"

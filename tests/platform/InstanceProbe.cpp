@@ -1,7 +1,6 @@
 #include "platform/SingleInstance.h"
 
 #include <QCoreApplication>
-#include <QSocketNotifier>
 
 #include <cstdio>
 
@@ -15,7 +14,7 @@ void say(const char* word)
 
 } // namespace
 
-/// Starts as the program does, says "first" or "second", then "activated" each time; leaves when its input is closed.
+/// Starts as the program does, says "first" or "second", then "activated" each time.
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
@@ -34,7 +33,5 @@ int main(int argc, char** argv)
         return 0;
     }
     say("first");
-    const QSocketNotifier input(0, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, &application, [] { QCoreApplication::exit(0); });
     return QCoreApplication::exec();
 }

@@ -1,62 +1,18 @@
+#include "Program.h"
+
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/Xcb.h"
+#include "support/Pointer.h"
 
 #include <QApplication>
 #include <QDialog>
-#include <QProcess>
-#include <QTest>
 
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
+using support::run;
 
 namespace {
-
-/// What the window manager says of a window that is shown.
-QString state(const QWidget& window)
-{
-    QProcess xprop;
-    xprop.start(u"xprop"_s, {u"-id"_s, QString::number(window.winId()), u"WM_STATE"_s, u"_NET_WM_STATE"_s});
-    xprop.waitForFinished();
-    return QString::fromLatin1(xprop.readAllStandardOutput());
-}
-
-bool isManaged(const QWidget& window)
-{
-    return state(window).contains("window state: Normal"_L1);
-}
-
-/// The active window, as the window manager says. 0: none.
-WId activeWindow()
-{
-    QProcess xprop;
-    xprop.start(u"xprop"_s, {u"-root"_s, u"-notype"_s, u"32x"_s, u"_NET_ACTIVE_WINDOW"_s});
-    xprop.waitForFinished();
-    return static_cast<WId>(
-        xprop.readAllStandardOutput().simplified().split('#').last().trimmed().toULongLong(nullptr, 0));
-}
-
-/// The windows, the lowest first.
-QList<QWidget*> ourStack(QList<QWidget*> windows)
-{
-    const std::vector<std::uint32_t> stack = platform::x11::stack();
-    std::ranges::sort(windows, {}, [&](const QWidget* window) {
-        return std::ranges::find(stack, static_cast<std::uint32_t>(window->winId())) - stack.begin();
-    });
-    return windows;
-}
-
-} // namespace
-
-class LinuxDesktopTest final : public QObject
-{
-    Q_OBJECT
-private slots:
-    void windowsInTheTaskBar_data();
-    void windowsInTheTaskBar();
-    void windowAskedForComesToTheFront();
-    void endsTheBusyPointer();
-};
 
 /// What somebody else at the X server hears of starts that are over.
 class StartupListener
@@ -89,46 +45,6 @@ private:
     QByteArray m_text;
 };
 
-void LinuxDesktopTest::endsTheBusyPointer()
-{
-    StartupListener listener;
-    platform::x11::endStartup("menu/\"quillon\"-7_TIME42");
-    const QByteArray expected = R"(remove: ID="menu/\"quillon\"-7_TIME42")";
-    QTRY_COMPARE(listener.text(), expected + QByteArray(40 - expected.size(), '\0'));
-    platform::x11::endStartup({});
-}
-
-void LinuxDesktopTest::windowsInTheTaskBar_data()
-{
-    QTest::addColumn<bool>("shown");
-    QTest::newRow("shown") << true;
-    QTest::newRow("left out") << false;
-}
-
-void LinuxDesktopTest::windowsInTheTaskBar()
-{
-    QFETCH(bool, shown);
-    platform::LinuxDesktop desktop;
-    desktop.setShownInTaskBar(shown);
-
-    QWidget window;
-    window.resize(200, 100);
-    QDialog dialog;
-    QWidget frameless(nullptr, Qt::FramelessWindowHint);
-    frameless.resize(200, 100);
-    for (QWidget* each : {&window, static_cast<QWidget*>(&dialog), &frameless}) {
-        // The second time as well: a hidden window loses its state.
-        for (int time = 0; time < 2; ++time) {
-            each->show();
-            QTRY_VERIFY(isManaged(*each));
-            for (const auto& name : {"SKIP_TASKBAR"_L1, "SKIP_PAGER"_L1})
-                QTRY_VERIFY2(state(*each).contains(name) != shown, qPrintable(state(*each)));
-            each->hide();
-            QTRY_VERIFY(!isManaged(*each));
-        }
-    }
-}
-
 /// Notes which of our windows Qt takes for the active one.
 class Activations final : public QObject
 {
@@ -146,46 +62,109 @@ private:
     }
 };
 
-void LinuxDesktopTest::windowAskedForComesToTheFront()
+/// What the window manager says of a window that is shown.
+QString state(const QWidget& window)
 {
-    platform::LinuxDesktop desktop;
-    QWidget first;
-    QDialog second;
-    QWidget third(nullptr, Qt::FramelessWindowHint);
-    const QList<QWidget*> shown{&first, static_cast<QWidget*>(&second), &third};
-    for (QWidget* window : shown) {
-        window->resize(200, 100);
-        window->show();
-        QVERIFY(QTest::qWaitForWindowActive(window));
-    }
-    QList<QWidget*> stack = shown; // what was asked for on top, the others as before
-    for (QWidget* asked :
-         {&first, static_cast<QWidget*>(&second), &third, static_cast<QWidget*>(&second), &first, &third}) {
-        QProcess other;
-        other.start(QStringLiteral(OTHER_PROGRAM), QStringList());
-        QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
-        Activations activations;
-        desktop.activate(*asked);
-        stack.removeOne(asked);
-        stack << asked;
-        QTRY_COMPARE(activeWindow(), asked->winId());
-        QTRY_COMPARE(ourStack(stack), stack);
-        QTRY_COMPARE(activations.seen, QList<QObject*>{asked});
-        other.terminate();
-        other.waitForFinished();
+    return run(u"xprop"_s, {u"-id"_s, QString::number(window.winId()), u"WM_STATE"_s, u"_NET_WM_STATE"_s});
+}
+
+bool isManaged(const QWidget& window)
+{
+    return state(window).contains("window state: Normal"_L1);
+}
+
+/// The active window, as the window manager says. 0: none.
+WId activeWindow()
+{
+    const QString said = run(u"xprop"_s, {u"-root"_s, u"-notype"_s, u"32x"_s, u"_NET_ACTIVE_WINDOW"_s});
+    return static_cast<WId>(said.section(u'#', -1).trimmed().toULongLong(nullptr, 0));
+}
+
+/// The windows, the lowest first.
+QList<QWidget*> ourStack(QList<QWidget*> windows)
+{
+    const std::vector<std::uint32_t> stack = platform::x11::stack();
+    std::ranges::sort(windows, {}, [&](const QWidget* window) {
+        return std::ranges::find(stack, static_cast<std::uint32_t>(window->winId())) - stack.begin();
+    });
+    return windows;
+}
+
+} // namespace
+
+class LinuxDesktopTest final : public QObject
+{
+    Q_OBJECT
+private slots:
+    void windowsInTheTaskBar()
+    {
+        for (const bool shown : {true, false}) {
+            platform::LinuxDesktop desktop;
+            desktop.setShownInTaskBar(shown);
+            QWidget window;
+            QDialog dialog;
+            QWidget frameless(nullptr, Qt::FramelessWindowHint);
+            for (QWidget* each : {&window, static_cast<QWidget*>(&dialog), &frameless}) {
+                each->resize(200, 100);
+                // The second time as well: a hidden window loses its state.
+                for (int time = 0; time < 2; ++time) {
+                    each->show();
+                    QTRY_VERIFY(isManaged(*each));
+                    for (const auto& name : {"SKIP_TASKBAR"_L1, "SKIP_PAGER"_L1})
+                        QTRY_VERIFY2(state(*each).contains(name) != shown, qPrintable(state(*each)));
+                    each->hide();
+                    QTRY_VERIFY(!isManaged(*each));
+                }
+            }
+        }
     }
 
-    // What is asked blocks the others.
-    QDialog question;
-    question.setModal(true);
-    question.show();
-    QVERIFY(QTest::qWaitForWindowActive(&question));
-    desktop.activate(first);
-    stack.removeOne(&first);
-    stack << &first << &question;
-    QTRY_COMPARE(ourStack(stack), stack);
-    QCOMPARE(activeWindow(), question.winId());
-}
+    void windowAskedForComesToTheFront()
+    {
+        platform::LinuxDesktop desktop;
+        QWidget first;
+        QDialog second;
+        QWidget third(nullptr, Qt::FramelessWindowHint);
+        const QList<QWidget*> shown{&first, static_cast<QWidget*>(&second), &third};
+        for (QWidget* window : shown) {
+            window->resize(200, 100);
+            window->show();
+            QVERIFY(QTest::qWaitForWindowActive(window));
+        }
+        QList<QWidget*> stack = shown; // what was asked for on top, the others as before
+        for (QWidget* asked : {&first, static_cast<QWidget*>(&second), &third}) {
+            const Program other(QStringLiteral(OTHER_PROGRAM));
+            QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
+            Activations activations;
+            desktop.activate(*asked);
+            stack.removeOne(asked);
+            stack << asked;
+            QTRY_COMPARE(activeWindow(), asked->winId());
+            QTRY_COMPARE(ourStack(stack), stack);
+            QTRY_COMPARE(activations.seen, QList<QObject*>{asked});
+        }
+
+        // What is asked blocks the others.
+        QDialog question;
+        question.setModal(true);
+        question.show();
+        QVERIFY(QTest::qWaitForWindowActive(&question));
+        desktop.activate(first);
+        stack.removeOne(&first);
+        stack << &first << &question;
+        QTRY_COMPARE(ourStack(stack), stack);
+        QCOMPARE(activeWindow(), question.winId());
+    }
+
+    void endsTheBusyPointer()
+    {
+        StartupListener listener;
+        platform::x11::endStartup("menu/\"quillon\"-7_TIME42");
+        const QByteArray expected = "remove: ID=\"menu/\\\"quillon\\\"-7_TIME42\"";
+        QTRY_COMPARE(listener.text(), expected + QByteArray(40 - expected.size(), '\0'));
+        platform::x11::endStartup({});
+    }
+};
 
 QTEST_MAIN(LinuxDesktopTest)
 #include "LinuxDesktopTest.moc"

@@ -1,3 +1,5 @@
+#include "Program.h"
+
 #include "platform/linux/PortalHotKeys.h"
 #include "support/TestEnvironment.h"
 
@@ -6,8 +8,6 @@
 #include <QDBusReply>
 #include <QFile>
 #include <QGuiApplication>
-#include <QProcess>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 using platform::HotKeys;
@@ -25,28 +25,23 @@ bool isOnTheBus(const QString& name)
 }
 
 /// A program that owns a name on the bus for as long as the object lives.
-class Service
+class Service : public Program
 {
 public:
     Service(const QString& name, const QString& program, const QStringList& arguments,
             const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
-        : m_name(name)
+        : Program(program, arguments, environment), m_name(name)
     {
-        m_process.setProcessEnvironment(environment);
-        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
-        m_process.start(program, arguments);
-        [&] { QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(m_name), 20000); }();
+        [this] { QTRY_VERIFY_WITH_TIMEOUT(isOnTheBus(m_name), 20000); }();
     }
     ~Service()
     {
-        m_process.kill();
-        m_process.waitForFinished();
-        [&] { QTRY_VERIFY(!isOnTheBus(m_name)); }();
+        end();
+        [this] { QTRY_VERIFY(!isOnTheBus(m_name)); }();
     }
 
 private:
     const QString m_name;
-    QProcess m_process;
 };
 
 /// A desktop that grants shortcuts, and the person before it.
@@ -81,23 +76,209 @@ class PortalHotKeysTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-    void inWhichSessions_data();
-    void inWhichSessions();
-    void bindsAndFires();
-    void behindTheRealPortal();
-    void whatTheDesktopSays_data();
-    void whatTheDesktopSays();
-    void desktopChangesItsMind();
-    void changesBindAnew();
-    void changesWhileTheDesktopThinks();
-    void freedWhileTheDesktopThinks();
-    void portalComesAndGoes();
-    void closedByTheDesktop();
-    void noSuchPortal();
-    void triggers_data();
-    void triggers();
+    void init()
+    {
+        qputenv("WAYLAND_DISPLAY", "wayland-0");
+        QGuiApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
+        m_run = std::make_unique<support::TestRun>();
+        m_keys = std::make_unique<platform::PortalHotKeys>();
+        m_pressed.clear();
+        m_keys->setHandlers([this](int id) { m_pressed << id; }, [] {});
+    }
+
+    void cleanup()
+    {
+        m_keys.reset();
+        m_run.reset();
+    }
+
+    void inWhichSessions()
+    {
+        // With the type alone, the program's windows may be on an X server within Wayland.
+        for (const auto& [display, type, available] :
+             {std::tuple("wayland-0", "wayland", true), {"", "wayland", true}, {"", "x11", false}, {"", "", false}}) {
+            qputenv("WAYLAND_DISPLAY", display);
+            qputenv("XDG_SESSION_TYPE", type);
+            QCOMPARE(platform::PortalHotKeys::available(), available);
+        }
+    }
+
+    void bindsAndFires()
+    {
+        Desktop desktop;
+        const auto timesheet = add(kTimesheet);
+        QCOMPARE(timesheet->status().state, State::Pending);
+        const auto newTimer = add(kNewTimer);
+        QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
+        QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
+        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
+
+        desktop.tell(u"Press"_s, u"new-timer"_s);
+        desktop.tell(u"Press"_s, u"timesheet"_s);
+        QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
+        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), QByteArray("token"));
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+
+        m_keys->setPaused(true);
+        desktop.tell(u"Press"_s, u"timesheet"_s);
+        // One that is heard again comes after it.
+        desktop.tell(u"Change"_s, u"timesheet"_s, u"Press F9"_s);
+        QTRY_COMPARE(timesheet->status().trigger, u"Press F9"_s);
+        QCOMPARE(m_pressed, (QList<int>{2, 1}));
+    }
+
+    void behindTheRealPortal()
+    {
+        if (!QFile::exists(u"/usr/libexec/xdg-desktop-portal"_s))
+            QSKIP("xdg-desktop-portal is not installed");
+        Desktop desktop(u"backend"_s);
+        QFile description(m_run->folders.path(u"test.portal"_s));
+        QVERIFY(description.open(QIODevice::WriteOnly));
+        description.write("[portal]\nDBusName=org.freedesktop.impl.portal.desktop.test\n"
+                          "Interfaces=org.freedesktop.impl.portal.GlobalShortcuts\nUseIn=test\n");
+        description.close();
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_DESKTOP_PORTAL_DIR"_s, m_run->folders.path(QString()));
+        environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"test"_s);
+        const Service portal(u"org.freedesktop.portal.Desktop"_s, u"/usr/libexec/xdg-desktop-portal"_s, {},
+                             environment);
+
+        const auto timesheet = add(kTimesheet);
+        auto newTimer = add(kNewTimer);
+        QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
+        desktop.tell(u"Press"_s, u"new-timer"_s);
+        QTRY_COMPARE(m_pressed, QList<int>{2});
+
+        HotKeys::HotKey other = kNewTimer;
+        other.keys = Qt::MetaModifier | Qt::Key_F5;
+        newTimer.reset();
+        newTimer = add(other);
+        QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press LOGO+F5"_s}));
+        QCOMPARE(desktop.log(), QStringList({u"create"_s, kBindBoth, u"close"_s, u"create"_s,
+                                             u"bind timesheet=CTRL+ALT+m new-timer=LOGO+F5"_s}));
+        desktop.tell(u"Press"_s, u"timesheet"_s);
+        QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
+    }
+
+    void whatTheDesktopSays_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<State>("timesheet");
+        QTest::addColumn<State>("newTimer");
+        QTest::addColumn<QString>("trigger");
+        QTest::newRow("keys of its own choice")
+            << u"choose"_s << State::Registered << State::Registered << u"Press Super+T"_s;
+        QTest::newRow("one of them") << u"partial"_s << State::Registered << State::Refused << u"Press CTRL+ALT+m"_s;
+        QTest::newRow("none of them") << u"refuse"_s << State::Refused << State::Refused << QString();
+        QTest::newRow("yes, but no keys") << u"unassigned"_s << State::Refused << State::Refused << QString();
+        QTest::newRow("not now") << u"fail"_s << State::Unavailable << State::Unavailable << QString();
+    }
+    void whatTheDesktopSays()
+    {
+        QFETCH(QString, answer);
+        QFETCH(State, newTimer);
+        QFETCH(QString, trigger);
+        Desktop desktop;
+        desktop.tell(u"Answer"_s, answer);
+        const auto first = add(kTimesheet);
+        const auto second = add(kNewTimer);
+        QTRY_COMPARE(second->status().state, newTimer);
+        QTEST(first->status().state, "timesheet");
+        QCOMPARE(first->status().trigger, trigger);
+    }
+
+    void desktopChangesItsMind()
+    {
+        Desktop desktop;
+        desktop.tell(u"Answer"_s, u"unassigned"_s);
+        const auto timesheet = add(kTimesheet);
+        QTRY_COMPARE(timesheet->status().state, State::Refused);
+        desktop.tell(u"Change"_s, u"timesheet"_s, u"Press Super+Z"_s);
+        QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press Super+Z"_s}));
+    }
+
+    void changesBindAnew()
+    {
+        Desktop desktop;
+        auto timesheet = add(kTimesheet);
+        QTRY_COMPARE(timesheet->status().state, State::Registered);
+        // Saved without a change: the person is not asked again.
+        timesheet.reset();
+        timesheet = add(kTimesheet);
+        QCoreApplication::processEvents();
+        QCOMPARE(timesheet->status().state, State::Registered);
+
+        HotKeys::HotKey other = kTimesheet;
+        other.keys = kControlAlt | Qt::Key_B;
+        timesheet.reset();
+        timesheet = add(other);
+        QTRY_COMPARE(timesheet->status().trigger, u"Press CTRL+ALT+b"_s);
+        const QStringList expected{
+            u"register com.wrenfold.quillon"_s, u"create"_s, u"bind timesheet=CTRL+ALT+m"_s, u"close"_s,
+            u"register com.wrenfold.quillon"_s, u"create"_s, u"bind timesheet=CTRL+ALT+b"_s};
+        QCOMPARE(desktop.log(), expected);
+
+        timesheet.reset();
+        QTRY_COMPARE(desktop.log(), expected + QStringList{u"close"_s});
+    }
+
+    void changesWhileTheDesktopThinks()
+    {
+        Desktop desktop;
+        desktop.tell(u"Answer"_s, u"hold"_s);
+        const auto timesheet = add(kTimesheet);
+        QTRY_VERIFY(desktop.log().contains(u"create"_s));
+        const auto newTimer = add(kNewTimer);
+        QCoreApplication::processEvents();
+        QCOMPARE(newTimer->status().state, State::Pending);
+        desktop.tell(u"Answer"_s, u"grant"_s);
+        desktop.tell(u"Release"_s);
+        QTRY_COMPARE(newTimer->status().state, State::Registered);
+        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
+    }
+
+    void freedWhileTheDesktopThinks()
+    {
+        Desktop desktop;
+        desktop.tell(u"Answer"_s, u"hold"_s);
+        auto timesheet = add(kTimesheet);
+        QTRY_VERIFY(desktop.log().contains(u"create"_s));
+        timesheet.reset();
+        QCoreApplication::processEvents();
+        desktop.tell(u"Release"_s);
+        QTRY_COMPARE(desktop.log().last(), u"close"_s);
+    }
+
+    void portalComesAndGoes()
+    {
+        auto timesheet = add(kTimesheet);
+        QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Unavailable, {}}));
+        for (int times = 0; times < 2; ++times) {
+            Desktop desktop;
+            QTRY_COMPARE(timesheet->status().state, State::Registered);
+            desktop.tell(u"Press"_s, u"timesheet"_s);
+            QTRY_COMPARE(m_pressed.size(), times + 1);
+            // The desktop closes the session: it is asked again after the next change.
+            desktop.tell(u"Forget"_s);
+            QTRY_COMPARE(timesheet->status().state, State::Unavailable);
+            timesheet.reset();
+            timesheet = add(kTimesheet);
+            QTRY_COMPARE(timesheet->status().state, State::Registered);
+        }
+        QTRY_COMPARE(timesheet->status().state, State::Unavailable);
+    }
+
+    void triggers()
+    {
+        for (const auto& [keys, trigger] :
+             {std::pair(kControlAlt | Qt::Key_M, u"CTRL+ALT+m"_s),
+              {kControlAlt | Qt::ShiftModifier | Qt::MetaModifier | Qt::Key_0, u"CTRL+ALT+SHIFT+LOGO+0"_s},
+              {QKeyCombination(Qt::Key_F12), u"F12"_s},
+              {Qt::ControlModifier | Qt::Key_PageDown, u"CTRL+Page_Down"_s},
+              {Qt::MetaModifier | Qt::Key_BracketLeft, u"LOGO+bracketleft"_s},
+              {Qt::ControlModifier | Qt::Key_unknown, QString()}})
+            QCOMPARE(platform::PortalHotKeys::trigger(keys), trigger);
+    }
 
 private:
     std::unique_ptr<HotKeys::Registration> add(const HotKeys::HotKey& key) { return m_keys->registerHotKey(key); }
@@ -106,239 +287,6 @@ private:
     std::unique_ptr<platform::PortalHotKeys> m_keys;
     QList<int> m_pressed;
 };
-
-void PortalHotKeysTest::init()
-{
-    qputenv("WAYLAND_DISPLAY", "wayland-0");
-    QGuiApplication::setDesktopFileName(u"com.wrenfold.quillon"_s);
-    m_run = std::make_unique<support::TestRun>();
-    m_keys = std::make_unique<platform::PortalHotKeys>();
-    m_pressed.clear();
-    m_keys->setHandlers([this](int id) { m_pressed << id; }, [] {});
-}
-
-void PortalHotKeysTest::cleanup()
-{
-    m_keys.reset();
-    m_run.reset();
-}
-
-void PortalHotKeysTest::inWhichSessions_data()
-{
-    QTest::addColumn<QByteArray>("display");
-    QTest::addColumn<QByteArray>("type");
-    QTest::addColumn<bool>("available");
-    QTest::newRow("Wayland") << QByteArray("wayland-0") << QByteArray("wayland") << true;
-    // There the program's windows may be on an X server within it.
-    QTest::newRow("Wayland by its name alone") << QByteArray() << QByteArray("wayland") << true;
-    QTest::newRow("X11") << QByteArray() << QByteArray("x11") << false;
-    QTest::newRow("neither") << QByteArray() << QByteArray() << false;
-}
-
-void PortalHotKeysTest::inWhichSessions()
-{
-    QFETCH(QByteArray, display);
-    QFETCH(QByteArray, type);
-    qputenv("WAYLAND_DISPLAY", display);
-    qputenv("XDG_SESSION_TYPE", type);
-    QTEST(platform::PortalHotKeys::available(), "available");
-}
-
-void PortalHotKeysTest::bindsAndFires()
-{
-    Desktop desktop;
-    const auto timesheet = add(kTimesheet);
-    QCOMPARE(timesheet->status().state, State::Pending);
-    const auto newTimer = add(kNewTimer);
-    QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
-    QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
-    QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
-
-    desktop.tell(u"Press"_s, u"new-timer"_s);
-    desktop.tell(u"Press"_s, u"timesheet"_s);
-    QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
-    QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), QByteArray("token"));
-    qunsetenv("XDG_ACTIVATION_TOKEN");
-
-    m_keys->setPaused(true);
-    desktop.tell(u"Press"_s, u"timesheet"_s);
-    // One that is heard again comes after it.
-    desktop.tell(u"Change"_s, u"timesheet"_s, u"Press F9"_s);
-    QTRY_COMPARE(timesheet->status().trigger, u"Press F9"_s);
-    QCOMPARE(m_pressed, (QList<int>{2, 1}));
-}
-
-void PortalHotKeysTest::behindTheRealPortal()
-{
-    if (!QFile::exists(u"/usr/libexec/xdg-desktop-portal"_s))
-        QSKIP("xdg-desktop-portal is not installed");
-    Desktop desktop(u"backend"_s);
-    QFile description(m_run->folders.path(u"test.portal"_s));
-    QVERIFY(description.open(QIODevice::WriteOnly));
-    description.write("[portal]\nDBusName=org.freedesktop.impl.portal.desktop.test\n"
-                      "Interfaces=org.freedesktop.impl.portal.GlobalShortcuts\nUseIn=test\n");
-    description.close();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"XDG_DESKTOP_PORTAL_DIR"_s, m_run->folders.path(QString()));
-    environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"test"_s);
-    const Service portal(u"org.freedesktop.portal.Desktop"_s, u"/usr/libexec/xdg-desktop-portal"_s, {}, environment);
-
-    const auto timesheet = add(kTimesheet);
-    auto newTimer = add(kNewTimer);
-    QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
-    desktop.tell(u"Press"_s, u"new-timer"_s);
-    QTRY_COMPARE(m_pressed, QList<int>{2});
-
-    HotKeys::HotKey other = kNewTimer;
-    other.keys = Qt::MetaModifier | Qt::Key_F5;
-    newTimer.reset();
-    newTimer = add(other);
-    QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press LOGO+F5"_s}));
-    QCOMPARE(desktop.log(), QStringList({u"create"_s, kBindBoth, u"close"_s, u"create"_s,
-                                         u"bind timesheet=CTRL+ALT+m new-timer=LOGO+F5"_s}));
-    desktop.tell(u"Press"_s, u"timesheet"_s);
-    QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
-}
-
-void PortalHotKeysTest::whatTheDesktopSays_data()
-{
-    QTest::addColumn<QString>("answer");
-    QTest::addColumn<State>("timesheet");
-    QTest::addColumn<State>("newTimer");
-    QTest::addColumn<QString>("trigger");
-    QTest::newRow("keys of its own choice")
-        << u"choose"_s << State::Registered << State::Registered << u"Press Super+T"_s;
-    QTest::newRow("one of them") << u"partial"_s << State::Registered << State::Refused << u"Press CTRL+ALT+m"_s;
-    QTest::newRow("none of them") << u"refuse"_s << State::Refused << State::Refused << QString();
-    QTest::newRow("yes, but no keys") << u"unassigned"_s << State::Refused << State::Refused << QString();
-    QTest::newRow("not now") << u"fail"_s << State::Unavailable << State::Unavailable << QString();
-}
-
-void PortalHotKeysTest::whatTheDesktopSays()
-{
-    QFETCH(QString, answer);
-    QFETCH(State, newTimer);
-    QFETCH(QString, trigger);
-    Desktop desktop;
-    desktop.tell(u"Answer"_s, answer);
-    const auto first = add(kTimesheet);
-    const auto second = add(kNewTimer);
-    QTRY_COMPARE(second->status().state, newTimer);
-    QTEST(first->status().state, "timesheet");
-    QCOMPARE(first->status().trigger, trigger);
-}
-
-void PortalHotKeysTest::desktopChangesItsMind()
-{
-    Desktop desktop;
-    desktop.tell(u"Answer"_s, u"unassigned"_s);
-    const auto timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status().state, State::Refused);
-    desktop.tell(u"Change"_s, u"timesheet"_s, u"Press Super+Z"_s);
-    QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press Super+Z"_s}));
-}
-
-void PortalHotKeysTest::changesBindAnew()
-{
-    Desktop desktop;
-    auto timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status().state, State::Registered);
-    // Saved without a change: the person is not asked again.
-    timesheet.reset();
-    timesheet = add(kTimesheet);
-    QCoreApplication::processEvents();
-    QCOMPARE(timesheet->status().state, State::Registered);
-
-    HotKeys::HotKey other = kTimesheet;
-    other.keys = kControlAlt | Qt::Key_B;
-    timesheet.reset();
-    timesheet = add(other);
-    QTRY_COMPARE(timesheet->status().trigger, u"Press CTRL+ALT+b"_s);
-    const QStringList expected{
-        u"register com.wrenfold.quillon"_s, u"create"_s, u"bind timesheet=CTRL+ALT+m"_s, u"close"_s,
-        u"register com.wrenfold.quillon"_s, u"create"_s, u"bind timesheet=CTRL+ALT+b"_s};
-    QCOMPARE(desktop.log(), expected);
-
-    timesheet.reset();
-    QTRY_COMPARE(desktop.log(), expected + QStringList{u"close"_s});
-}
-
-void PortalHotKeysTest::changesWhileTheDesktopThinks()
-{
-    Desktop desktop;
-    desktop.tell(u"Answer"_s, u"hold"_s);
-    const auto timesheet = add(kTimesheet);
-    QTRY_VERIFY(desktop.log().contains(u"create"_s));
-    const auto newTimer = add(kNewTimer);
-    QCoreApplication::processEvents();
-    QCOMPARE(newTimer->status().state, State::Pending);
-    desktop.tell(u"Answer"_s, u"grant"_s);
-    desktop.tell(u"Release"_s);
-    QTRY_COMPARE(newTimer->status().state, State::Registered);
-    QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
-}
-
-void PortalHotKeysTest::freedWhileTheDesktopThinks()
-{
-    Desktop desktop;
-    desktop.tell(u"Answer"_s, u"hold"_s);
-    auto timesheet = add(kTimesheet);
-    QTRY_VERIFY(desktop.log().contains(u"create"_s));
-    timesheet.reset();
-    QCoreApplication::processEvents();
-    desktop.tell(u"Release"_s);
-    QTRY_COMPARE(desktop.log().last(), u"close"_s);
-}
-
-void PortalHotKeysTest::portalComesAndGoes()
-{
-    auto desktop = std::make_unique<Desktop>();
-    const auto timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status().state, State::Registered);
-    desktop.reset();
-    QTRY_COMPARE(timesheet->status().state, State::Unavailable);
-    desktop = std::make_unique<Desktop>();
-    QTRY_COMPARE(timesheet->status().state, State::Registered);
-    desktop->tell(u"Press"_s, u"timesheet"_s);
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-}
-
-void PortalHotKeysTest::closedByTheDesktop()
-{
-    Desktop desktop;
-    auto timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status().state, State::Registered);
-    desktop.tell(u"Forget"_s);
-    QTRY_COMPARE(timesheet->status().state, State::Unavailable);
-    timesheet.reset();
-    timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status().state, State::Registered);
-}
-
-void PortalHotKeysTest::noSuchPortal()
-{
-    const auto timesheet = add(kTimesheet);
-    QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Unavailable, {}}));
-}
-
-void PortalHotKeysTest::triggers_data()
-{
-    QTest::addColumn<QKeyCombination>("keys");
-    QTest::addColumn<QString>("trigger");
-    QTest::newRow("letter") << (kControlAlt | Qt::Key_M) << u"CTRL+ALT+m"_s;
-    QTest::newRow("all modifiers") << (kControlAlt | Qt::ShiftModifier | Qt::MetaModifier | Qt::Key_0)
-                                   << u"CTRL+ALT+SHIFT+LOGO+0"_s;
-    QTest::newRow("function key") << QKeyCombination(Qt::Key_F12) << u"F12"_s;
-    QTest::newRow("named key") << (Qt::ControlModifier | Qt::Key_PageDown) << u"CTRL+Page_Down"_s;
-    QTest::newRow("sign") << (Qt::MetaModifier | Qt::Key_BracketLeft) << u"LOGO+bracketleft"_s;
-    QTest::newRow("none") << (Qt::ControlModifier | Qt::Key_unknown) << QString();
-}
-
-void PortalHotKeysTest::triggers()
-{
-    QFETCH(QKeyCombination, keys);
-    QTEST(platform::PortalHotKeys::trigger(keys), "trigger");
-}
 
 QTEST_GUILESS_MAIN(PortalHotKeysTest)
 #include "PortalHotKeysTest.moc"

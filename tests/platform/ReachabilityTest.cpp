@@ -36,91 +36,80 @@ class ReachabilityTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void followsTheNetwork();
-    void loopbackNames_data();
-    void loopbackNames();
-    void outlivesTheBus();
+    void followsTheNetwork()
+    {
+        QVERIFY(platform::NetworkMonitorReachability::available());
+        QVERIFY(setOnline(true));
+        platform::NetworkMonitorReachability network;
+        QList<bool> seen;
+        auto first = network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; });
+        QVERIFY(first);
+        QCOMPARE(seen, QList<bool>{true});
+        QVERIFY(setOnline(false));
+        QTRY_COMPARE(seen, QList<bool>({true, false}));
+        QVERIFY(setOnline(false));
+        QVERIFY(setOnline(true));
+        QTRY_COMPARE(seen, QList<bool>({true, false, true}));
+
+        // One that ended hears no more, and one may end within a call.
+        std::unique_ptr<platform::Reachability::Watch> second;
+        QList<bool> heard;
+        const auto once = [&](bool reachable) {
+            heard << reachable;
+            second.reset();
+        };
+        QVERIFY(setOnline(false));
+        QTRY_COMPARE(seen.size(), 4);
+        second = network.watch(u"example.org"_s, once);
+        first.reset();
+        QVERIFY(setOnline(true));
+        QTRY_COMPARE(heard, QList<bool>({false, true}));
+        QVERIFY(!second);
+        QVERIFY(setOnline(false));
+        QList<bool> third;
+        const auto last = network.watch(u"example.net"_s, [&](bool reachable) { third << reachable; });
+        QTRY_COMPARE(third.last(), false);
+        QCOMPARE(heard.size(), 2);
+        QCOMPARE(seen.size(), 4);
+    }
+
+    void loopbackNames()
+    {
+        QVERIFY(setOnline(false));
+        platform::NetworkMonitorReachability network;
+        const auto check = [&](const char* host, bool loopback) {
+            QList<bool> seen;
+            const auto watch = network.watch(QString::fromLatin1(host), [&](bool reachable) { seen << reachable; });
+            QVERIFY2(!seen.isEmpty(), host);
+            QTRY_VERIFY2(seen.last() == loopback, host);
+        };
+        for (const char* host : {"localhost", "LocalHost", "localhost.", "acme.localhost", "127.0.0.1", "127.255.0.9",
+                                 "::1", "[::1]", "0:0:0:0:0:0:0:1"})
+            check(host, true);
+        for (const char* host :
+             {"example.com", "notlocalhost", "localhost.example.com", "127.example.com", "128.0.0.1", "::2", ""})
+            check(host, false);
+    }
+
+    // The last: afterwards there is no bus to tell anything over.
+    void outlivesTheBus()
+    {
+        QVERIFY(setOnline(true));
+        platform::NetworkMonitorReachability network;
+        QList<bool> seen;
+        const auto watch = network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; });
+        GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        QVERIFY(bus);
+        // Heard just before GIO would end the process.
+        bool closed = false;
+        const auto note = +[](GDBusConnection*, gboolean, GError*, bool* heard) { *heard = true; };
+        g_signal_connect(bus, "closed", G_CALLBACK(note), &closed);
+        const QDBusReply<uint> pid = QDBusConnection::systemBus().interface()->servicePid(u"org.freedesktop.DBus"_s);
+        QVERIFY(pid.isValid() && kill(static_cast<pid_t>(pid.value()), SIGTERM) == 0);
+        QTRY_VERIFY(closed);
+        g_object_unref(bus);
+    }
 };
-
-void ReachabilityTest::followsTheNetwork()
-{
-    QVERIFY(platform::NetworkMonitorReachability::available());
-    QVERIFY(setOnline(true));
-    platform::NetworkMonitorReachability network;
-    QList<bool> seen;
-    auto first = network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; });
-    QVERIFY(first);
-    QCOMPARE(seen, QList<bool>{true});
-    QVERIFY(setOnline(false));
-    QTRY_COMPARE(seen, QList<bool>({true, false}));
-    QVERIFY(setOnline(false));
-    QVERIFY(setOnline(true));
-    QTRY_COMPARE(seen, QList<bool>({true, false, true}));
-
-    // One that ended hears no more, and one may end within a call.
-    std::unique_ptr<platform::Reachability::Watch> second;
-    QList<bool> heard;
-    const auto once = [&](bool reachable) {
-        heard << reachable;
-        second.reset();
-    };
-    QVERIFY(setOnline(false));
-    QTRY_COMPARE(seen.size(), 4);
-    second = network.watch(u"example.org"_s, once);
-    first.reset();
-    QVERIFY(setOnline(true));
-    QTRY_COMPARE(heard, QList<bool>({false, true}));
-    QVERIFY(!second);
-    QVERIFY(setOnline(false));
-    QList<bool> third;
-    const auto last = network.watch(u"example.net"_s, [&](bool reachable) { third << reachable; });
-    QTRY_COMPARE(third.last(), false);
-    QCOMPARE(heard.size(), 2);
-    QCOMPARE(seen.size(), 4);
-}
-
-void ReachabilityTest::loopbackNames_data()
-{
-    QTest::addColumn<QString>("host");
-    QTest::addColumn<bool>("loopback");
-    for (const char* host : {"localhost", "LocalHost", "localhost.", "acme.localhost", "127.0.0.1", "127.255.0.9",
-                             "::1", "[::1]", "0:0:0:0:0:0:0:1"})
-        QTest::newRow(host) << QString::fromLatin1(host) << true;
-    for (const char* host :
-         {"example.com", "notlocalhost", "localhost.example.com", "127.example.com", "128.0.0.1", "::2", ""})
-        QTest::newRow(*host ? host : "empty") << QString::fromLatin1(host) << false;
-}
-
-void ReachabilityTest::loopbackNames()
-{
-    QFETCH(QString, host);
-    QFETCH(bool, loopback);
-    QVERIFY(setOnline(false));
-    platform::NetworkMonitorReachability network;
-    QList<bool> seen;
-    const auto watch = network.watch(host, [&](bool reachable) { seen << reachable; });
-    QVERIFY(!seen.isEmpty());
-    QTRY_COMPARE(seen.last(), loopback);
-}
-
-// The last: afterwards there is no bus to tell anything over.
-void ReachabilityTest::outlivesTheBus()
-{
-    QVERIFY(setOnline(true));
-    platform::NetworkMonitorReachability network;
-    QList<bool> seen;
-    const auto watch = network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; });
-    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    QVERIFY(bus);
-    // Heard just before GIO would end the process.
-    bool closed = false;
-    const auto note = +[](GDBusConnection*, gboolean, GError*, bool* heard) { *heard = true; };
-    g_signal_connect(bus, "closed", G_CALLBACK(note), &closed);
-    const QDBusReply<uint> pid = QDBusConnection::systemBus().interface()->servicePid(u"org.freedesktop.DBus"_s);
-    QVERIFY(pid.isValid() && kill(static_cast<pid_t>(pid.value()), SIGTERM) == 0);
-    QTRY_VERIFY(closed);
-    g_object_unref(bus);
-}
 
 QUILLON_OFFSCREEN_TEST_MAIN(ReachabilityTest)
 #include "ReachabilityTest.moc"

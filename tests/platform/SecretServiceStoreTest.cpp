@@ -1,3 +1,5 @@
+#include "Program.h"
+
 #include "platform/linux/SecretServiceStore.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
@@ -8,9 +10,9 @@
 #include <QDBusObjectPath>
 #include <QDBusVirtualObject>
 #include <QElapsedTimer>
-#include <QProcess>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using platform::SecretServiceStore;
 using Failure = platform::SecretStore::Failure;
 using Secret = platform::SecretStore::Result<std::optional<QByteArray>>;
@@ -47,23 +49,15 @@ void noOutcome(const SecretServiceStore::Result<void>&)
     QFAIL("nothing was left open");
 }
 
-/// Types at the first dialog that comes up. It may grab the keyboard late: typing goes on until somebody listens.
-class Person
+/// Somebody who types at the first dialog that comes up. It may grab the keyboard late: typing goes on until somebody
+/// listens.
+struct Person : Program
 {
-public:
     explicit Person(const QString& keys)
+        : Program(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
+            for try in {1..40}; do xdotool sleep 0.2 %1; done)"_s.arg(keys)})
     {
-        m_typing.start(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
-            for try in 1 2 3 4 5 6 7 8; do xdotool sleep 1 %1; done)"_s.arg(keys)});
     }
-    ~Person()
-    {
-        m_typing.kill();
-        m_typing.waitForFinished();
-    }
-
-private:
-    QProcess m_typing;
 };
 
 /// Takes every call and answers none.
@@ -72,24 +66,6 @@ class Silence final : public QDBusVirtualObject
 public:
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage&, const QDBusConnection&) override { return true; }
-};
-
-/// Owns the name of the keyring and says nothing.
-class HangingService
-{
-public:
-    HangingService() : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"hanging"_s))
-    {
-        owns = m_bus.registerVirtualObject(u"/"_s, &m_silence, QDBusConnection::SubPath) &&
-               m_bus.registerService(u"org.freedesktop.secrets"_s);
-    }
-    ~HangingService() { QDBusConnection::disconnectFromBus(u"hanging"_s); }
-
-    bool owns = false;
-
-private:
-    QDBusConnection m_bus;
-    Silence m_silence;
 };
 
 } // namespace
@@ -101,143 +77,133 @@ class SecretServiceStoreTest final : public QObject
 
 private slots:
     void initTestCase() { qDBusRegisterMetaType<QList<QDBusObjectPath>>(); }
-    void keepsSecrets();
-    void locked();
-    void unlocksWithAPrompt();
-    void promptIsCancelled();
-    void nobodyKeepsSecrets();
-    void hangingService();
-    void leavesWhileItHangs();
+    void keepsSecrets()
+    {
+        SecretServiceStore store;
+        QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
+        QVERIFY(store.remove(kService, kAda));
+
+        const QByteArray long_ = QByteArray(2000, 'x') + "\xc3\xa4";
+        for (const QByteArray& secret :
+             {QByteArray("first"), long_, QByteArray(""), QByteArray("pa\xc3\x9fwort '\"$")}) {
+            QVERIFY(store.store(kService, kAda, secret, noOutcome));
+            QCOMPARE(store.lookup(kService, kAda), Secret(secret));
+        }
+        QVERIFY(store.store(kService, u"bob@example.com"_s, "other", noOutcome));
+        QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
+        QCOMPARE(store.lookup(u"com.example"_s, kAda), Secret(std::nullopt));
+
+        // Other programs find it by the two attributes.
+        Program tool(u"secret-tool"_s, {u"lookup"_s, u"service"_s, kService, u"account"_s, u"bob@example.com"_s});
+        QVERIFY(tool.says("other"));
+
+        QVERIFY(store.remove(kService, kAda));
+        QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
+    }
+
+    void locked()
+    {
+        const support::TestRun run;
+        SecretServiceStore store;
+        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(lockKeyring());
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
+        QCOMPARE(store.lookup(kService, u"nobody"_s), Secret(std::nullopt));
+
+        // Nobody can be asked without a display.
+        std::optional<Secret> answer;
+        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+        QVERIFY(!answer);
+        QTRY_VERIFY(answer);
+        QCOMPARE(*answer, failed(Failure::Locked));
+        QList<std::optional<Failure>> outcomes;
+        QCOMPARE(store.store(kService, kAda, "other", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(outcomes.size(), 0);
+        QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{Failure::Locked});
+    }
+
+    void unlocksWithAPrompt()
+    {
+        const support::TestRun run;
+        SecretServiceStore store;
+        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(lockKeyring());
+        QList<Secret> answers;
+        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
+        QList<std::optional<Failure>> outcomes;
+        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+        {
+            const Person person(u"key ctrl+a type test && xdotool key Return"_s);
+            QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
+        }
+        QCOMPARE(answers.first(), Secret(QByteArray("secret")));
+        QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{std::nullopt});
+        QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
+    }
+
+    void promptIsCancelled()
+    {
+        const support::TestRun run;
+        SecretServiceStore store;
+        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(lockKeyring());
+        QList<std::optional<Failure>> outcomes;
+        // Twice the same is asked once.
+        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+        {
+            const Person person(u"key Escape"_s);
+            QTRY_VERIFY_WITH_TIMEOUT(!outcomes.isEmpty(), 30000);
+        }
+        QCOMPARE(outcomes, QList<std::optional<Failure>>({Failure::Locked, Failure::Locked}));
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
+    }
+
+    void nobodyKeepsSecrets()
+    {
+        const support::TestRun run;
+        SecretServiceStore store;
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::NoService));
+        QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::NoService);
+        QCOMPARE(store.remove(kService, kAda).error(), Failure::NoService);
+        std::optional<Secret> answer;
+        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+        QTRY_VERIFY(answer);
+        QCOMPARE(*answer, failed(Failure::NoService));
+    }
+
+    void hangingService()
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"hanging"_s);
+        Silence silence;
+        QVERIFY(bus.registerVirtualObject(u"/"_s, &silence, QDBusConnection::SubPath));
+        QVERIFY(bus.registerService(u"org.freedesktop.secrets"_s));
+        SecretServiceStore store(400ms);
+        QElapsedTimer waited;
+        waited.start();
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+        QVERIFY(waited.elapsed() >= 400);
+        // One wait is enough.
+        waited.start();
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+        QVERIFY(waited.elapsed() < 400);
+        QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::TimedOut);
+
+        const Program child(QCoreApplication::applicationFilePath(), {u"leavesWhileItHangs"_s});
+        waited.start();
+        QTRY_VERIFY_WITH_TIMEOUT(child.hasEnded(), 20000);
+        QCOMPARE(child.exitCode(), 0);
+        QVERIFY2(waited.elapsed() < 5000, qPrintable(QString::number(waited.elapsed())));
+    }
+
+    void leavesWhileItHangs()
+    {
+        const support::TestRun run;
+        SecretServiceStore store(100ms);
+        store.unlockAndLookup(kService, kAda, [](const Secret&) { QFAIL("called back after its end"); });
+        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+    }
 };
-
-void SecretServiceStoreTest::keepsSecrets()
-{
-    SecretServiceStore store;
-    QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
-    QVERIFY(store.remove(kService, kAda));
-
-    const QByteArray long_ = QByteArray(2000, 'x') + "\xc3\xa4";
-    for (const QByteArray& secret : {QByteArray("first"), long_, QByteArray(""), QByteArray("pa\xc3\x9fwort '\"$")}) {
-        QVERIFY(store.store(kService, kAda, secret, noOutcome));
-        QCOMPARE(store.lookup(kService, kAda), Secret(secret));
-    }
-    QVERIFY(store.store(kService, u"bob@example.com"_s, "other", noOutcome));
-    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
-    QCOMPARE(store.lookup(u"com.example"_s, kAda), Secret(std::nullopt));
-
-    // Other programs find it by the two attributes.
-    QProcess tool;
-    tool.start(u"secret-tool"_s, {u"lookup"_s, u"service"_s, kService, u"account"_s, u"bob@example.com"_s});
-    QVERIFY(tool.waitForFinished());
-    QCOMPARE(tool.readAllStandardOutput(), QByteArray("other"));
-
-    QVERIFY(store.remove(kService, kAda));
-    QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
-}
-
-void SecretServiceStoreTest::locked()
-{
-    const support::TestRun run;
-    SecretServiceStore store;
-    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
-    QVERIFY(lockKeyring());
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
-    QCOMPARE(store.lookup(kService, u"nobody"_s), Secret(std::nullopt));
-
-    // Nobody can be asked without a display.
-    std::optional<Secret> answer;
-    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
-    QVERIFY(!answer);
-    QTRY_VERIFY(answer);
-    QCOMPARE(*answer, failed(Failure::Locked));
-    QList<std::optional<Failure>> outcomes;
-    QCOMPARE(store.store(kService, kAda, "other", into(outcomes)).error(), Failure::Locked);
-    QCOMPARE(outcomes.size(), 0);
-    QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{Failure::Locked});
-}
-
-void SecretServiceStoreTest::unlocksWithAPrompt()
-{
-    const support::TestRun run;
-    SecretServiceStore store;
-    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
-    QVERIFY(lockKeyring());
-    QList<Secret> answers;
-    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
-    QList<std::optional<Failure>> outcomes;
-    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
-    {
-        const Person person(u"key ctrl+a type test && xdotool key Return"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
-    }
-    QCOMPARE(answers.first(), Secret(QByteArray("secret")));
-    QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{std::nullopt});
-    QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
-}
-
-void SecretServiceStoreTest::promptIsCancelled()
-{
-    const support::TestRun run;
-    SecretServiceStore store;
-    QVERIFY(store.store(kService, kAda, "secret", noOutcome));
-    QVERIFY(lockKeyring());
-    QList<std::optional<Failure>> outcomes;
-    // Twice the same is asked once.
-    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
-    QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
-    {
-        const Person person(u"key Escape"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(!outcomes.isEmpty(), 30000);
-    }
-    QCOMPARE(outcomes, QList<std::optional<Failure>>({Failure::Locked, Failure::Locked}));
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
-}
-
-void SecretServiceStoreTest::nobodyKeepsSecrets()
-{
-    const support::TestRun run;
-    SecretServiceStore store;
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::NoService));
-    QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::NoService);
-    QCOMPARE(store.remove(kService, kAda).error(), Failure::NoService);
-    std::optional<Secret> answer;
-    store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
-    QTRY_VERIFY(answer);
-    QCOMPARE(*answer, failed(Failure::NoService));
-}
-
-void SecretServiceStoreTest::hangingService()
-{
-    const HangingService service;
-    QVERIFY(service.owns);
-    SecretServiceStore store;
-    QElapsedTimer waited;
-    waited.start();
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
-    QVERIFY(waited.elapsed() < 10000);
-    // One wait is enough.
-    waited.start();
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
-    QVERIFY(waited.elapsed() < 1000);
-    QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::TimedOut);
-
-    QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {u"leavesWhileItHangs"_s});
-    waited.start();
-    QTRY_COMPARE_WITH_TIMEOUT(child.state(), QProcess::NotRunning, 20000);
-    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(child.exitCode(), 0);
-    // Two seconds of them are its lookup.
-    QVERIFY2(waited.elapsed() < 10000, qPrintable(QString::number(waited.elapsed())));
-}
-
-void SecretServiceStoreTest::leavesWhileItHangs()
-{
-    const support::TestRun run;
-    SecretServiceStore store;
-    store.unlockAndLookup(kService, kAda, [](const Secret&) { QFAIL("called back after its end"); });
-    QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
-}
 
 QUILLON_OFFSCREEN_TEST_MAIN(SecretServiceStoreTest)
 #include "SecretServiceStoreTest.moc"

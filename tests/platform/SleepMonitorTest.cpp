@@ -57,84 +57,78 @@ class SleepMonitorTest final : public QObject
 private slots:
     // The private bus of this test is the system's as well.
     void initTestCase() { qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS")); }
-    void holdsSleepUpUntilTold();
-    void loginManagerStartedAnew();
-    void wakesBeforeTheLockIsThere();
-    void withoutALoginManager();
-    void withoutABus();
-};
-
-void SleepMonitorTest::holdsSleepUpUntilTold()
-{
-    const Logind logind;
-    QVERIFY(logind.isThere());
-    LogindSleepMonitor monitor;
-    QStringList told;
-    auto watch = monitor.watch([&] { told << u"sleep, held up by "_s + logind.inhibitors().join(u','); },
-                               [&] { told << u"woke"_s; });
-    QVERIFY(watch);
-    QTRY_COMPARE(logind.inhibitors(), kHeld);
-    QStringList expected;
-    for (int lid = 0; lid < 2; ++lid) {
-        QVERIFY(logind.prepareForSleep(true));
-        expected << u"sleep, held up by sleep Quillon delay"_s;
-        QTRY_COMPARE(told, expected);
-        QTRY_COMPARE(logind.inhibitors(), QStringList());
-        QVERIFY(logind.prepareForSleep(false));
-        expected << u"woke"_s;
-        QTRY_COMPARE(told, expected);
-        QTRY_COMPARE(logind.inhibitors(), kHeld);
-    }
-    watch.reset();
-    QTRY_COMPARE(logind.inhibitors(), QStringList());
-    QVERIFY(logind.prepareForSleep(true));
-    QCoreApplication::processEvents();
-    QCOMPARE(told, expected);
-}
-
-void SleepMonitorTest::loginManagerStartedAnew()
-{
-    LogindSleepMonitor monitor;
-    int sleeps = 0;
-    int wakes = 0;
-    const auto watch = monitor.watch([&] { ++sleeps; }, [&] { ++wakes; });
-    QVERIFY(watch);
-    for (int start = 1; start <= 2; ++start) {
+    void holdsSleepUpUntilTold()
+    {
         const Logind logind;
         QVERIFY(logind.isThere());
+        LogindSleepMonitor monitor;
+        QStringList told;
+        auto watch = monitor.watch([&] { told << u"sleep, held up by "_s + logind.inhibitors().join(u','); },
+                                   [&] { told << u"woke"_s; });
+        QVERIFY(watch);
         QTRY_COMPARE(logind.inhibitors(), kHeld);
-        QCOMPARE(wakes, start - 1);
+        QStringList expected;
+        for (int lid = 0; lid < 2; ++lid) {
+            QVERIFY(logind.prepareForSleep(true));
+            expected << u"sleep, held up by sleep Quillon delay"_s;
+            QTRY_COMPARE(told, expected);
+            QTRY_COMPARE(logind.inhibitors(), QStringList());
+            QVERIFY(logind.prepareForSleep(false));
+            expected << u"woke"_s;
+            QTRY_COMPARE(told, expected);
+            QTRY_COMPARE(logind.inhibitors(), kHeld);
+        }
+        watch.reset();
+        QTRY_COMPARE(logind.inhibitors(), QStringList());
         QVERIFY(logind.prepareForSleep(true));
-        QTRY_COMPARE(sleeps, start);
+        QCoreApplication::processEvents();
+        QCOMPARE(told, expected);
     }
-}
 
-// Nobody lets go of a lock that arrives while the machine is about to sleep.
-void SleepMonitorTest::wakesBeforeTheLockIsThere()
-{
-    const Logind logind;
-    QVERIFY(logind.isThere());
-    LogindSleepMonitor monitor;
-    int sleeps = 0;
-    const auto watch = monitor.watch([&] { ++sleeps; }, [] {});
-    QTRY_COMPARE(logind.inhibitors(), kHeld);
-    for (const bool asleep : {true, false, true})
-        QVERIFY(logind.prepareForSleep(asleep));
-    QTRY_COMPARE(sleeps, 2);
-    QTRY_COMPARE(logind.inhibitors(), QStringList());
-}
+    void loginManagerStartedAnew()
+    {
+        LogindSleepMonitor monitor;
+        int sleeps = 0;
+        int wakes = 0;
+        const auto watch = monitor.watch([&] { ++sleeps; }, [&] { ++wakes; });
+        QVERIFY(watch);
+        for (int start = 1; start <= 2; ++start) {
+            const Logind logind;
+            QVERIFY(logind.isThere());
+            QTRY_COMPARE(logind.inhibitors(), kHeld);
+            QCOMPARE(wakes, start - 1);
+            QVERIFY(logind.prepareForSleep(true));
+            QTRY_COMPARE(sleeps, start);
+        }
+    }
 
-void SleepMonitorTest::withoutALoginManager()
-{
-    LogindSleepMonitor monitor;
-    QVERIFY(monitor.watch([] {}, [] {}));
-}
+    // Nobody lets go of a lock that arrives while the machine is about to sleep.
+    void wakesBeforeTheLockIsThere()
+    {
+        const Logind logind;
+        QVERIFY(logind.isThere());
+        LogindSleepMonitor monitor;
+        int sleeps = 0;
+        const auto watch = monitor.watch([&] { ++sleeps; }, [] {});
+        QTRY_COMPARE(logind.inhibitors(), kHeld);
+        for (const bool asleep : {true, false, true})
+            QVERIFY(logind.prepareForSleep(asleep));
+        QTRY_COMPARE(sleeps, 2);
+        QTRY_COMPARE(logind.inhibitors(), QStringList());
+    }
 
-void SleepMonitorTest::withoutABus()
-{
-    LogindSleepMonitor monitor;
-    QVERIFY(!monitor.watch([] {}, [] {}));
-}
+    void withoutALoginManager()
+    {
+        LogindSleepMonitor monitor;
+        QVERIFY(monitor.watch([] {}, [] {}));
+    }
+
+    void withoutABus()
+    {
+        LogindSleepMonitor monitor;
+        QVERIFY(!monitor.watch([] {}, [] {}));
+    }
+};
 
 QTEST_GUILESS_MAIN(SleepMonitorTest)
 #include "SleepMonitorTest.moc"

@@ -1,24 +1,19 @@
+#include "Program.h"
+
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/ManualTimeSource.h"
+#include "support/Pointer.h"
 
 #include <QApplication>
 #include <QMessageBox>
-#include <QProcess>
 #include <QPushButton>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using support::at;
+using support::pointer;
 
 namespace {
-
-/// The real keyboard and pointer of the X server.
-bool person(const QString& does)
-{
-    QProcess xdotool;
-    xdotool.start(u"xdotool"_s, does.split(u' '));
-    return QTest::qWaitFor([&] { return xdotool.state() == QProcess::NotRunning; }, 20000) && xdotool.exitCode() == 0;
-}
 
 /// The open alert with that title.
 QMessageBox* openBox(const QString& title)
@@ -32,8 +27,7 @@ QMessageBox* openBox(const QString& title)
 
 QString clickOn(const QWidget* widget)
 {
-    const QPoint place = widget->mapToGlobal(widget->rect().center());
-    return u"mousemove %1 %2 click 1"_s.arg(place.x()).arg(place.y());
+    return at(widget->mapToGlobal(widget->rect().center())) + u" click 1"_s;
 }
 
 const platform::Alert kQuestion{u"You were away"_s, u"Really?"_s, {u"Yes"_s, u"No"_s}, 0, true};
@@ -49,30 +43,24 @@ class UnaskedAlertTest final : public QObject
 private slots:
     void leavesTheKeyboardWhereItIs()
     {
-        QProcess other;
-        QByteArray said;
-        connect(&other, &QProcess::readyRead, this, [&] { said += other.readAll(); });
-        other.start(QStringLiteral(OTHER_PROGRAM), QStringList());
-        QTRY_COMPARE(said, "in front\n");
+        Program other(QStringLiteral(OTHER_PROGRAM));
+        QVERIFY(other.says("in front\n"));
 
         m_alerts.show(kQuestion, note(u"question"_s));
         QMessageBox* box = openBox(kQuestion.title);
         QVERIFY(box && QTest::qWaitForWindowExposed(box));
-        QVERIFY(person(u"key --delay 0 a Return b space Escape c"_s));
-        QTRY_VERIFY2(said.endsWith("ab c\n"), said);
+        pointer(u"key --delay 0 a Return b space Escape c"_s);
+        QVERIFY(other.says("\nab c\n"));
         QVERIFY(!box->isActiveWindow());
         QVERIFY(box->isVisible());
 
         m_time.advance(1h);
-        const QPoint edge = box->mapToGlobal(QPoint(box->width() / 2, 8));
-        QVERIFY(person(u"mousemove %1 %2 click 1"_s.arg(edge.x()).arg(edge.y())));
+        pointer(at(box->mapToGlobal(QPoint(box->width() / 2, 8))) + u" click 1"_s);
         QTRY_VERIFY(box->isActiveWindow());
         m_time.advance(1s);
         QVERIFY(m_said.isEmpty());
-        QVERIFY(person(u"key Escape"_s));
+        pointer(u"key Escape"_s);
         QTRY_COMPARE(m_said, QStringList{u"question 0"_s});
-        other.terminate();
-        other.waitForFinished();
     }
 
     void oneClickAnswers()
@@ -87,13 +75,13 @@ private slots:
         QVERIFY(other.isActiveWindow() && !box->isActiveWindow());
         const QString click = clickOn(box->buttons().last());
         // Meant for what was there a moment before; the window gets the keyboard by it.
-        QVERIFY(person(click));
+        pointer(click);
         QTRY_VERIFY(box->isActiveWindow());
         QVERIFY(m_said.isEmpty());
         other.activateWindow();
         QTRY_VERIFY(other.isActiveWindow());
         m_time.advance(1s);
-        QVERIFY(person(click));
+        pointer(click);
         QTRY_COMPARE(m_said, QStringList{u"question 1"_s});
     }
 
@@ -110,14 +98,14 @@ private slots:
         const platform::Alert failure{u"Timer Failed"_s, {}, {u"OK"_s}};
         m_alerts.show(failure, note(u"failure"_s));
         QVERIFY(QTest::qWaitForWindowActive(openBox(failure.title)));
-        QVERIFY(person(clickOn(openBox(failure.title)->defaultButton())));
+        pointer(clickOn(openBox(failure.title)->defaultButton()));
         QTRY_COMPARE(m_said, QStringList{u"failure 0"_s});
 
         // Each is answered for itself, and hides no button of another one.
-        QVERIFY(person(clickOn(question->buttons().last())));
+        pointer(clickOn(question->buttons().last()));
         QTRY_COMPARE(m_said.last(), u"question 1"_s);
         QVERIFY(warning->isVisible());
-        QVERIFY(person(clickOn(warning->defaultButton())));
+        pointer(clickOn(warning->defaultButton()));
         QTRY_COMPARE(m_said.last(), u"warning 0"_s);
         QCOMPARE(m_said.size(), 3);
     }

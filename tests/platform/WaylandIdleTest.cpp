@@ -111,84 +111,79 @@ private slots:
         qputenv("XDG_RUNTIME_DIR", m_folder.path().toLocal8Bit());
         qputenv("WAYLAND_DISPLAY", Compositor::Socket);
     }
-    void followsTheNotices();
-    void severalSeats();
-    void compositorsThatCannotTell();
-    void compositorStartedAnew();
+    void followsTheNotices()
+    {
+        QVERIFY(WaylandIdle::available());
+        Compositor compositor;
+        compositor.addSeat();
+        WaylandIdle idle(m_time);
+        QTRY_COMPARE(idle.idleTime(), Idle(0s));
+        QTRY_COMPARE(compositor.timeouts, std::vector<uint32_t>{5000});
+        compositor.idled(0);
+        QTRY_COMPARE(idle.idleTime(), Idle(5s));
+        m_time.advance(20min);
+        m_time.suspend(1h);
+        QCOMPARE(idle.idleTime(), Idle(1h + 20min + 5s));
+        compositor.resumed(0);
+        QTRY_COMPARE(idle.idleTime(), Idle(0s));
+
+        // A notice is heard when it comes, not when somebody asks.
+        compositor.idled(0);
+        QCoreApplication::processEvents();
+        m_time.advance(1min);
+        QCOMPARE(idle.idleTime(), Idle(1min + 5s));
+    }
+
+    void severalSeats()
+    {
+        Compositor compositor;
+        compositor.addSeat();
+        WaylandIdle idle(m_time);
+        QTRY_COMPARE(idle.idleTime(), Idle(0s));
+        QTRY_COMPARE(compositor.notifications.size(), std::size_t(1));
+        compositor.idled(0);
+        QTRY_COMPARE(idle.idleTime(), Idle(5s));
+
+        wl_global* second = compositor.addSeat();
+        compositor.flush();
+        QTRY_COMPARE(compositor.notifications.size(), std::size_t(2));
+        QTRY_COMPARE(idle.idleTime(), Idle(0s));
+        m_time.advance(1min);
+        compositor.idled(1);
+        QTRY_COMPARE(idle.idleTime(), Idle(5s));
+        compositor.removeSeat(second);
+        compositor.flush();
+        QTRY_COMPARE(idle.idleTime(), Idle(1min + 5s));
+    }
+
+    void compositorsThatCannotTell()
+    {
+        Compositor compositor(false);
+        compositor.addSeat();
+        WaylandIdle idle(m_time);
+        QTRY_VERIFY(!idle.idleTime() && compositor.seatsBound == 1);
+        QVERIFY(!idle.idleTime());
+    }
+
+    void compositorStartedAnew()
+    {
+        WaylandIdle idle(m_time);
+        QVERIFY(!idle.idleTime());
+        for (int start = 0; start < 2; ++start) {
+            Compositor compositor;
+            compositor.addSeat();
+            QTRY_COMPARE(idle.idleTime(), Idle(0s));
+            QTRY_COMPARE(compositor.notifications.size(), std::size_t(1));
+            compositor.idled(0);
+            QTRY_COMPARE(idle.idleTime(), Idle(5s));
+        }
+        QTRY_VERIFY(!idle.idleTime());
+    }
 
 private:
     QTemporaryDir m_folder;
     support::ManualTimeSource m_time;
 };
-
-void WaylandIdleTest::followsTheNotices()
-{
-    QVERIFY(WaylandIdle::available());
-    Compositor compositor;
-    compositor.addSeat();
-    WaylandIdle idle(m_time);
-    QTRY_COMPARE(idle.idleTime(), Idle(0s));
-    QTRY_COMPARE(compositor.timeouts, std::vector<uint32_t>{5000});
-    compositor.idled(0);
-    QTRY_COMPARE(idle.idleTime(), Idle(5s));
-    m_time.advance(20min);
-    m_time.suspend(1h);
-    QCOMPARE(idle.idleTime(), Idle(1h + 20min + 5s));
-    compositor.resumed(0);
-    QTRY_COMPARE(idle.idleTime(), Idle(0s));
-
-    // A notice is heard when it comes, not when somebody asks.
-    compositor.idled(0);
-    QCoreApplication::processEvents();
-    m_time.advance(1min);
-    QCOMPARE(idle.idleTime(), Idle(1min + 5s));
-}
-
-void WaylandIdleTest::severalSeats()
-{
-    Compositor compositor;
-    compositor.addSeat();
-    WaylandIdle idle(m_time);
-    QTRY_COMPARE(idle.idleTime(), Idle(0s));
-    QTRY_COMPARE(compositor.notifications.size(), std::size_t(1));
-    compositor.idled(0);
-    QTRY_COMPARE(idle.idleTime(), Idle(5s));
-
-    wl_global* second = compositor.addSeat();
-    compositor.flush();
-    QTRY_COMPARE(compositor.notifications.size(), std::size_t(2));
-    QTRY_COMPARE(idle.idleTime(), Idle(0s));
-    m_time.advance(1min);
-    compositor.idled(1);
-    QTRY_COMPARE(idle.idleTime(), Idle(5s));
-    compositor.removeSeat(second);
-    compositor.flush();
-    QTRY_COMPARE(idle.idleTime(), Idle(1min + 5s));
-}
-
-void WaylandIdleTest::compositorsThatCannotTell()
-{
-    Compositor compositor(false);
-    compositor.addSeat();
-    WaylandIdle idle(m_time);
-    QTRY_VERIFY(!idle.idleTime() && compositor.seatsBound == 1);
-    QVERIFY(!idle.idleTime());
-}
-
-void WaylandIdleTest::compositorStartedAnew()
-{
-    WaylandIdle idle(m_time);
-    QVERIFY(!idle.idleTime());
-    for (int start = 0; start < 2; ++start) {
-        Compositor compositor;
-        compositor.addSeat();
-        QTRY_COMPARE(idle.idleTime(), Idle(0s));
-        QTRY_COMPARE(compositor.notifications.size(), std::size_t(1));
-        compositor.idled(0);
-        QTRY_COMPARE(idle.idleTime(), Idle(5s));
-    }
-    QTRY_VERIFY(!idle.idleTime());
-}
 
 QTEST_GUILESS_MAIN(WaylandIdleTest)
 #include "WaylandIdleTest.moc"

@@ -1,31 +1,24 @@
+#include "Program.h"
+
 #include "platform/linux/X11HotKeys.h"
+#include "support/Pointer.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QApplication>
-#include <QProcess>
-#include <QTest>
 
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
 using namespace Qt::StringLiterals;
 using platform::HotKeys;
+using support::run;
 
 namespace {
 
 constexpr auto kControlAlt = Qt::ControlModifier | Qt::AltModifier;
 const HotKeys::HotKey kTimesheet{1, u"timesheet"_s, u"Show or hide the timesheet"_s, 50, kControlAlt | Qt::Key_M};
 const HotKeys::HotKey kNewTimer{2, u"new-timer"_s, u"Start a new timer"_s, 49, kControlAlt | Qt::Key_N};
-
-/// Runs a program while events go on.
-void run(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    QVERIFY(QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 20000));
-    QVERIFY2(process.exitCode() == 0, process.readAllStandardError());
-}
 
 // Keys by their place: the codes of the X server.
 enum Key : std::uint8_t
@@ -74,36 +67,18 @@ private:
 };
 
 /// Another program with a field, in front of all others.
-class OtherProgram
+class OtherProgram : public Program
 {
 public:
-    explicit OtherProgram(const QStringList& arguments = {})
+    explicit OtherProgram(const QStringList& arguments = {}) : Program(QStringLiteral(OTHER_PROGRAM), arguments)
     {
-        m_process.start(QStringLiteral(OTHER_PROGRAM), arguments);
-        [&] { QTRY_VERIFY_WITH_TIMEOUT(said("in front"), 20000); }();
-    }
-    ~OtherProgram()
-    {
-        m_process.terminate();
-        m_process.waitForFinished();
-    }
-
-    /// Whether it has said that line so far.
-    bool said(const QByteArray& line)
-    {
-        m_output += m_process.readAllStandardOutput();
-        return m_output.split('\n').contains(line);
+        [this] { QVERIFY(says("in front\n")); }();
+        grabbed = before().contains("grabbed");
     }
     /// What is in its field now.
-    QByteArray text()
-    {
-        said({});
-        return m_output.trimmed().split('\n').last();
-    }
+    QByteArray text() { return lines().last(); }
 
-private:
-    QProcess m_process;
-    QByteArray m_output;
+    bool grabbed = false;
 };
 
 /// Counts the presses that the X server sends to the root window.
@@ -128,18 +103,206 @@ class X11HotKeysTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-    void fireWhileAnotherProgramIsInFront_data();
-    void fireWhileAnotherProgramIsInFront();
-    void neitherMoreNorFewerModifiers();
-    void heldKeyFiresOnce();
-    void freedKeysGoWhereTheyWent();
-    void takenByAnotherProgram();
-    void oneCombinationForTwo();
-    void couldBeHad();
-    void anotherKeyboard();
-    void missingModifier();
+    void init()
+    {
+        QVERIFY(platform::X11HotKeys::available());
+        m_run = std::make_unique<support::TestRun>();
+        m_keys = std::make_unique<platform::X11HotKeys>();
+        m_pressed.clear();
+        m_changes = 0;
+        m_keys->setHandlers([this](int id) { m_pressed << id; }, [this] { ++m_changes; });
+    }
+
+    void cleanup()
+    {
+        m_keys.reset();
+        m_run.reset();
+        run(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, u""_s});
+    }
+
+    void fireWhileAnotherProgramIsInFront_data()
+    {
+        QTest::addColumn<QList<Key>>("locks");
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<QByteArray>("letter"); // of the key that is Q on a US keyboard
+        QTest::newRow("plainly") << QList<Key>() << u"us"_s << QByteArray("q");
+        QTest::newRow("with num lock") << QList<Key>{NumLock} << u"us"_s << QByteArray("q");
+        QTest::newRow("with caps lock") << QList<Key>{CapsLock} << u"us"_s << QByteArray("Q");
+        QTest::newRow("with both") << QList<Key>{NumLock, CapsLock} << u"us"_s << QByteArray("Q");
+        // There the key of M has a comma, and M is elsewhere.
+        QTest::newRow("in another layout") << QList<Key>() << u"fr"_s << QByteArray("a");
+        // The menu key goes from one to the other.
+        QTest::newRow("in the second of two") << QList<Key>{Menu} << u"us,fr"_s << QByteArray("a");
+    }
+    void fireWhileAnotherProgramIsInFront()
+    {
+        QFETCH(QList<Key>, locks);
+        QFETCH(QString, layout);
+        QFETCH(QByteArray, letter);
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const auto newTimer = m_keys->registerHotKey(kNewTimer);
+        QCOMPARE(state(timesheet), HotKeys::State::Registered);
+        run(u"setxkbmap"_s, {u"-layout"_s, layout, u"-option"_s, u"grp:menu_toggle"_s});
+        OtherProgram other;
+        for (const Key lock : locks)
+            m_keyboard.press({lock});
+
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, QList<int>{1});
+        m_keyboard.press({Control, Alt, N});
+        QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
+        m_keyboard.press({Q});
+        QTRY_COMPARE(other.text(), letter);
+
+        for (const Key lock : locks)
+            m_keyboard.press({lock});
+    }
+
+    void neitherMoreNorFewerModifiers()
+    {
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const auto newTimer = m_keys->registerHotKey(kNewTimer);
+        m_keyboard.press({M});
+        m_keyboard.press({Control, M});
+        m_keyboard.press({Alt, M});
+        m_keyboard.press({Control, Alt, Shift, M});
+        m_keyboard.press({Control, Alt, Super, M});
+        m_keyboard.press({Control, Alt, N});
+        QTRY_COMPARE(m_pressed, QList<int>{2});
+    }
+
+    void heldKeyFiresOnce()
+    {
+        RootPresses presses;
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        m_keyboard.down(Control);
+        m_keyboard.down(Alt);
+        m_keyboard.down(M);
+        QTRY_VERIFY(presses.count > 5);
+        QCOMPARE(m_pressed, QList<int>{1});
+        m_keyboard.up(M);
+        m_keyboard.down(M);
+        m_keyboard.up(M);
+        m_keyboard.up(Alt);
+        m_keyboard.up(Control);
+        QTRY_COMPARE(m_pressed, (QList<int>{1, 1}));
+    }
+
+    void freedKeysGoWhereTheyWent()
+    {
+        HotKeys::HotKey shiftB = kTimesheet;
+        shiftB.evdevKey = 48;
+        shiftB.keys = Qt::ShiftModifier | Qt::Key_B;
+        auto key = m_keys->registerHotKey(shiftB);
+        OtherProgram other;
+        m_keyboard.press({Shift, B});
+        QTRY_COMPARE(m_pressed, QList<int>{1});
+        m_keys->setPaused(true);
+        m_keyboard.press({Shift, B});
+        QTRY_COMPARE(other.text(), QByteArray("B"));
+        m_keys->setPaused(false);
+
+        key.reset();
+        key = m_keys->registerHotKey(kTimesheet);
+        m_keyboard.press({Shift, B});
+        QTRY_COMPARE(other.text(), QByteArray("BB"));
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, (QList<int>{1, 1}));
+    }
+
+    void takenByAnotherProgram()
+    {
+        auto other = std::make_unique<OtherProgram>(
+            QStringList{QString::number(M), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)});
+        QVERIFY(other->grabbed);
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        auto newTimer = m_keys->registerHotKey(kNewTimer);
+        QCOMPARE(state(timesheet), HotKeys::State::Refused);
+        QCOMPARE(state(newTimer), HotKeys::State::Registered);
+        m_keyboard.press({Control, Alt, M});
+        // Not even when a lock key is on, for which the other program did not ask.
+        m_keyboard.press({NumLock});
+        m_keyboard.press({Control, Alt, M});
+        m_keyboard.press({NumLock});
+        m_keyboard.press({Control, Alt, N});
+        QTRY_COMPARE(m_pressed, QList<int>{2});
+
+        other.reset();
+        newTimer.reset();
+        newTimer = m_keys->registerHotKey(kNewTimer);
+        QCOMPARE(state(timesheet), HotKeys::State::Registered);
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
+    }
+
+    void oneCombinationForTwo()
+    {
+        HotKeys::HotKey same = kNewTimer;
+        same.evdevKey = kTimesheet.evdevKey;
+        same.keys = kTimesheet.keys;
+        const auto second = m_keys->registerHotKey(same);
+        auto first = m_keys->registerHotKey(kTimesheet);
+        QCOMPARE(state(first), HotKeys::State::Registered);
+        QCOMPARE(state(second), HotKeys::State::Refused);
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, QList<int>{1});
+
+        first.reset();
+        QCOMPARE(state(second), HotKeys::State::Registered);
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
+    }
+
+    void couldBeHad()
+    {
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const QStringList grabsNewTimer{QString::number(N), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)};
+        for (const bool paused : {true, false}) {
+            m_keys->setPaused(paused);
+            QCOMPARE(m_keys->couldBeHad(kNewTimer), true);
+            QCOMPARE(m_keys->couldBeHad(kTimesheet), true);
+            // It was asked, not taken.
+            OtherProgram other(grabsNewTimer);
+            QVERIFY(other.grabbed);
+            QCOMPARE(m_keys->couldBeHad(kNewTimer), false);
+        }
+        m_keyboard.press({Control, Alt, M});
+        QTRY_COMPARE(m_pressed, QList<int>{1});
+    }
+
+    void anotherKeyboard()
+    {
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        // Num Lock gets another modifier bit than it had when the keys were grabbed.
+        run(u"sh"_s,
+            {u"-c"_s,
+             u"xkbcomp $DISPLAY - 2>/dev/null | sed 's/modifier_map Mod2 *{ <NMLK> }/modifier_map Mod3 { <NMLK> }/' | "
+             "xkbcomp - $DISPLAY 2>/dev/null"_s});
+        QTRY_VERIFY(m_changes > 0);
+        QCOMPARE(state(timesheet), HotKeys::State::Registered);
+        m_keyboard.press({NumLock});
+        m_keyboard.press({Control, Alt, M});
+        m_keyboard.press({NumLock});
+        QTRY_COMPARE(m_pressed, QList<int>{1});
+    }
+
+    void missingModifier()
+    {
+        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        HotKeys::HotKey control = kNewTimer;
+        control.keys = Qt::ControlModifier | Qt::Key_N;
+        const auto newTimer = m_keys->registerHotKey(control);
+        run(u"sh"_s,
+            {u"-c"_s,
+             u"xkbcomp $DISPLAY - 2>/dev/null | grep -v 'modifier_map Mod1' | xkbcomp - $DISPLAY 2>/dev/null"_s});
+        QTRY_COMPARE(state(timesheet), HotKeys::State::Refused);
+        // Without Alt this would be the same as Control alone.
+        m_keyboard.press({Control, M});
+        m_keyboard.press({Control, N});
+        QTRY_COMPARE(m_pressed, QList<int>{2});
+        run(u"setxkbmap"_s, {u"-layout"_s, u"us"_s});
+        QTRY_COMPARE(state(timesheet), HotKeys::State::Registered);
+    }
 
 private:
     HotKeys::State state(const std::unique_ptr<HotKeys::Registration>& key) { return key->status().state; }
@@ -150,207 +313,6 @@ private:
     QList<int> m_pressed;
     int m_changes = 0;
 };
-
-void X11HotKeysTest::init()
-{
-    QVERIFY(platform::X11HotKeys::available());
-    m_run = std::make_unique<support::TestRun>();
-    m_keys = std::make_unique<platform::X11HotKeys>();
-    m_pressed.clear();
-    m_changes = 0;
-    m_keys->setHandlers([this](int id) { m_pressed << id; }, [this] { ++m_changes; });
-}
-
-void X11HotKeysTest::cleanup()
-{
-    m_keys.reset();
-    m_run.reset();
-    run(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, u""_s});
-}
-
-void X11HotKeysTest::fireWhileAnotherProgramIsInFront_data()
-{
-    QTest::addColumn<QList<Key>>("locks");
-    QTest::addColumn<QString>("layout");
-    QTest::addColumn<QByteArray>("letter"); // of the key that is Q on a US keyboard
-    QTest::newRow("plainly") << QList<Key>() << u"us"_s << QByteArray("q");
-    QTest::newRow("with num lock") << QList<Key>{NumLock} << u"us"_s << QByteArray("q");
-    QTest::newRow("with caps lock") << QList<Key>{CapsLock} << u"us"_s << QByteArray("Q");
-    QTest::newRow("with both") << QList<Key>{NumLock, CapsLock} << u"us"_s << QByteArray("Q");
-    // There the key of M has a comma, and M is elsewhere.
-    QTest::newRow("in another layout") << QList<Key>() << u"fr"_s << QByteArray("a");
-    // The menu key goes from one to the other.
-    QTest::newRow("in the second of two") << QList<Key>{Menu} << u"us,fr"_s << QByteArray("a");
-}
-
-void X11HotKeysTest::fireWhileAnotherProgramIsInFront()
-{
-    QFETCH(QList<Key>, locks);
-    QFETCH(QString, layout);
-    QFETCH(QByteArray, letter);
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    const auto newTimer = m_keys->registerHotKey(kNewTimer);
-    QCOMPARE(state(timesheet), HotKeys::State::Registered);
-    run(u"setxkbmap"_s, {u"-layout"_s, layout, u"-option"_s, u"grp:menu_toggle"_s});
-    OtherProgram other;
-    for (const Key lock : locks)
-        m_keyboard.press({lock});
-
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-    m_keyboard.press({Control, Alt, N});
-    QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
-    m_keyboard.press({Q});
-    QTRY_COMPARE(other.text(), letter);
-
-    for (const Key lock : locks)
-        m_keyboard.press({lock});
-}
-
-void X11HotKeysTest::neitherMoreNorFewerModifiers()
-{
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    const auto newTimer = m_keys->registerHotKey(kNewTimer);
-    m_keyboard.press({M});
-    m_keyboard.press({Control, M});
-    m_keyboard.press({Alt, M});
-    m_keyboard.press({Control, Alt, Shift, M});
-    m_keyboard.press({Control, Alt, Super, M});
-    m_keyboard.press({Control, Alt, N});
-    QTRY_COMPARE(m_pressed, QList<int>{2});
-}
-
-void X11HotKeysTest::heldKeyFiresOnce()
-{
-    RootPresses presses;
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    m_keyboard.down(Control);
-    m_keyboard.down(Alt);
-    m_keyboard.down(M);
-    QTRY_VERIFY(presses.count > 5);
-    QCOMPARE(m_pressed, QList<int>{1});
-    m_keyboard.up(M);
-    m_keyboard.down(M);
-    m_keyboard.up(M);
-    m_keyboard.up(Alt);
-    m_keyboard.up(Control);
-    QTRY_COMPARE(m_pressed, (QList<int>{1, 1}));
-}
-
-void X11HotKeysTest::freedKeysGoWhereTheyWent()
-{
-    HotKeys::HotKey shiftB = kTimesheet;
-    shiftB.evdevKey = 48;
-    shiftB.keys = Qt::ShiftModifier | Qt::Key_B;
-    auto key = m_keys->registerHotKey(shiftB);
-    OtherProgram other;
-    m_keyboard.press({Shift, B});
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-    m_keys->setPaused(true);
-    m_keyboard.press({Shift, B});
-    QTRY_COMPARE(other.text(), QByteArray("B"));
-    m_keys->setPaused(false);
-
-    key.reset();
-    key = m_keys->registerHotKey(kTimesheet);
-    m_keyboard.press({Shift, B});
-    QTRY_COMPARE(other.text(), QByteArray("BB"));
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, (QList<int>{1, 1}));
-}
-
-void X11HotKeysTest::takenByAnotherProgram()
-{
-    auto other = std::make_unique<OtherProgram>(
-        QStringList{QString::number(M), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)});
-    QVERIFY(other->said("grabbed"));
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    auto newTimer = m_keys->registerHotKey(kNewTimer);
-    QCOMPARE(state(timesheet), HotKeys::State::Refused);
-    QCOMPARE(state(newTimer), HotKeys::State::Registered);
-    m_keyboard.press({Control, Alt, M});
-    // Not even when a lock key is on, for which the other program did not ask.
-    m_keyboard.press({NumLock});
-    m_keyboard.press({Control, Alt, M});
-    m_keyboard.press({NumLock});
-    m_keyboard.press({Control, Alt, N});
-    QTRY_COMPARE(m_pressed, QList<int>{2});
-
-    other.reset();
-    newTimer.reset();
-    newTimer = m_keys->registerHotKey(kNewTimer);
-    QCOMPARE(state(timesheet), HotKeys::State::Registered);
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
-}
-
-void X11HotKeysTest::oneCombinationForTwo()
-{
-    HotKeys::HotKey same = kNewTimer;
-    same.evdevKey = kTimesheet.evdevKey;
-    same.keys = kTimesheet.keys;
-    const auto second = m_keys->registerHotKey(same);
-    auto first = m_keys->registerHotKey(kTimesheet);
-    QCOMPARE(state(first), HotKeys::State::Registered);
-    QCOMPARE(state(second), HotKeys::State::Refused);
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-
-    first.reset();
-    QCOMPARE(state(second), HotKeys::State::Registered);
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
-}
-
-void X11HotKeysTest::couldBeHad()
-{
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    const QStringList grabsNewTimer{QString::number(N), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)};
-    for (const bool paused : {true, false}) {
-        m_keys->setPaused(paused);
-        QCOMPARE(m_keys->couldBeHad(kNewTimer), true);
-        QCOMPARE(m_keys->couldBeHad(kTimesheet), true);
-        // It was asked, not taken.
-        OtherProgram other(grabsNewTimer);
-        QVERIFY(other.said("grabbed"));
-        QCOMPARE(m_keys->couldBeHad(kNewTimer), false);
-    }
-    m_keyboard.press({Control, Alt, M});
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-}
-
-void X11HotKeysTest::anotherKeyboard()
-{
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    // Num Lock gets another modifier bit than it had when the keys were grabbed.
-    run(u"sh"_s,
-        {u"-c"_s,
-         u"xkbcomp $DISPLAY - 2>/dev/null | sed 's/modifier_map Mod2 *{ <NMLK> }/modifier_map Mod3 { <NMLK> }/' | "
-         "xkbcomp - $DISPLAY 2>/dev/null"_s});
-    QTRY_VERIFY(m_changes > 0);
-    QCOMPARE(state(timesheet), HotKeys::State::Registered);
-    m_keyboard.press({NumLock});
-    m_keyboard.press({Control, Alt, M});
-    m_keyboard.press({NumLock});
-    QTRY_COMPARE(m_pressed, QList<int>{1});
-}
-
-void X11HotKeysTest::missingModifier()
-{
-    const auto timesheet = m_keys->registerHotKey(kTimesheet);
-    HotKeys::HotKey control = kNewTimer;
-    control.keys = Qt::ControlModifier | Qt::Key_N;
-    const auto newTimer = m_keys->registerHotKey(control);
-    run(u"sh"_s,
-        {u"-c"_s, u"xkbcomp $DISPLAY - 2>/dev/null | grep -v 'modifier_map Mod1' | xkbcomp - $DISPLAY 2>/dev/null"_s});
-    QTRY_COMPARE(state(timesheet), HotKeys::State::Refused);
-    // Without Alt this would be the same as Control alone.
-    m_keyboard.press({Control, M});
-    m_keyboard.press({Control, N});
-    QTRY_COMPARE(m_pressed, QList<int>{2});
-    run(u"setxkbmap"_s, {u"-layout"_s, u"us"_s});
-    QTRY_COMPARE(state(timesheet), HotKeys::State::Registered);
-}
 
 QTEST_MAIN(X11HotKeysTest)
 #include "X11HotKeysTest.moc"

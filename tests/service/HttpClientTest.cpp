@@ -1,5 +1,5 @@
-#include "localservice/Service.h"
 #include "service/HttpClient.h"
+#include "localservice/Service.h"
 #include "settings/QuillonPreferences.h"
 #include "support/ServiceRun.h"
 
@@ -104,311 +104,272 @@ class HttpClientTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void sendsWhatItIsGiven();
-    void repliesOfAllKindsComeBack_data();
-    void repliesOfAllKindsComeBack();
-    void failuresOnTheWay_data();
-    void failuresOnTheWay();
-    void redirectsAreFollowed_data();
-    void redirectsAreFollowed();
-    void redirectsHaveALimit();
-    void credentialsStayWithTheirHost_data();
-    void credentialsStayWithTheirHost();
-    void largestBody();
-    void changingRequestsAreNeverRepeated_data();
-    void changingRequestsAreNeverRepeated();
-    void loopbackNeedsNoProxy();
-    void secureConnections();
-    void aTeamsOwnService();
-    void stopEndsTheWait();
-};
-
-void HttpClientTest::sendsWhatItIsGiven()
-{
-    ScriptedPeer peer;
-    peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
-    HttpClient client;
-    HttpRequest request = post(peer.url("/daily/add?of=x"));
-    request.headers = {{"Content-Type", "application/xml"}, {"X-Long", QByteArray(3000, 'x')}};
-    request.body = QByteArray("a\0b", 3);
-    QCOMPARE(client.send(request, {}).status, 201);
-
-    const support::Request got = peer.requests().at(0);
-    QCOMPARE(got.target, "/daily/add?of=x");
-    QCOMPARE(got.body, std::string("a\0b", 3));
-    QStringList names;
-    for (const auto& [name, value] : got.headers)
-        names << QString::fromStdString(name);
-    names.sort();
-    QCOMPARE(names, QStringList({u"Accept"_s, u"Authorization"_s, u"Content-Length"_s, u"Content-Type"_s, u"Host"_s,
-                                 u"X-Long"_s}));
-    QCOMPARE(got.header("X-Long").size(), 3000U);
-    QCOMPARE(got.header("Authorization"), "Basic YTpi");
-    QCOMPARE(got.header("Host"), "acme.localhost:" + std::to_string(peer.port()));
-}
-
-void HttpClientTest::repliesOfAllKindsComeBack_data()
-{
-    QTest::addColumn<int>("status");
-    for (const int status : {200, 201, 304, 401, 404, 409, 410, 422, 500, 502, 503})
-        QTest::addRow("%d", status) << status;
-}
-
-void HttpClientTest::repliesOfAllKindsComeBack()
-{
-    QFETCH(int, status);
-    ScriptedPeer peer;
-    const std::string body = status == 304 ? "" : "R\xc3\xa9ponse";
-    peer.answer("GET /daily", {Reply{status, body, {{"X-Company-Cache-Version", "7"}}}});
-    HttpClient client;
-    const HttpReply reply = client.send(get(peer.url("/daily")), {});
-    QCOMPARE(errorCode(reply), 0);
-    QCOMPARE(reply.status, status);
-    QCOMPARE(reply.body.toStdString(), body);
-    QCOMPARE(reply.header("x-company-CACHE-version"), "7");
-    QCOMPARE(reply.header("X-Other"), std::nullopt);
-    QCOMPARE(peer.asked(), QStringList(u"GET /daily"_s));
-}
-
-void HttpClientTest::failuresOnTheWay_data()
-{
-    QTest::addColumn<Reply>("scripted");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QByteArray>("body");
-    QTest::newRow("closed without an answer") << Reply::closed() << 52 << QByteArray();
-    QTest::newRow("never answered") << Reply::hanging() << 28 << QByteArray();
-    QTest::newRow("dripping") << Reply::dripping(std::string(100, 'x'), 100ms) << 28 << QByteArray();
-    QTest::newRow("ends too early") << Reply::cut("Authentication") << 18 << QByteArray("Authent");
-}
-
-void HttpClientTest::failuresOnTheWay()
-{
-    QFETCH(Reply, scripted);
-    QFETCH(int, code);
-    QFETCH(QByteArray, body);
-    ScriptedPeer peer;
-    peer.answer("GET /daily", {scripted});
-    HttpClient client(400ms);
-    QElapsedTimer time;
-    time.start();
-    const HttpReply reply = client.send(get(peer.url("/daily")), {});
-    QCOMPARE(errorCode(reply), code);
-    QCOMPARE(reply.error->domain, u"QuillonHttpErrorDomain"_s);
-    QVERIFY(reply.error->localizedDescription.endsWith(u'.'));
-    QVERIFY(reply.body.startsWith(body));
-    QVERIFY(time.elapsed() < 5000);
-
-    // The same client goes on afterwards, and knows what is no address at all.
-    peer.answer("GET /daily", {Reply{200, "<daily/>"}});
-    QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
-    QCOMPARE(errorCode(client.send(get("http://a b/daily"), {})), 3);
-    QCOMPARE(errorCode(client.send(get("ftp://127.0.0.1/daily"), {})), 1);
-    peer.stop();
-    QCOMPARE(errorCode(client.send(get(peer.url("/daily")), {})), 7);
-}
-
-void HttpClientTest::redirectsAreFollowed_data()
-{
-    QTest::addColumn<int>("status");
-    for (const int status : {301, 302, 303, 307, 308})
-        QTest::addRow("%d", status) << status;
-}
-
-void HttpClientTest::redirectsAreFollowed()
-{
-    QFETCH(int, status);
-    ScriptedPeer peer;
-    peer.answer("GET /here", {Reply::redirect("/there", status)});
-    peer.answer("GET /there", {Reply{200, "arrived"}});
-    HttpClient client;
-    QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
-    QCOMPARE(peer.asked(), QStringList({u"GET /here"_s, u"GET /there"_s}));
-    QCOMPARE(peer.requests().back().header("Authorization"), "Basic YTpi");
-
-    // One that changes something goes nowhere, even where that is not said; nor does one that has no place to go.
-    HttpRequest change = get(peer.url("/change"));
-    change.changesSomething = true;
-    const std::string signIn = "<!DOCTYPE html>";
-    for (const HttpRequest& request : {change, post(peer.url("/change"))}) {
-        peer.answer((request.method + " /change").toStdString(),
-                    {Reply{status, signIn, {{"Location", "/there"}}}, Reply{status, signIn}});
-        peer.forgetRequests();
-        for (int n = 0; n < 2; ++n) {
-            const HttpReply reply = client.send(request, {});
-            QCOMPARE(errorCode(reply), 47);
-            QCOMPARE(reply.body, QByteArray());
-        }
-        QCOMPARE(peer.asked().size(), 2);
-    }
-    peer.answer("GET /nowhere", {Reply{status}});
-    QCOMPARE(client.send(get(peer.url("/nowhere")), {}).status, status);
-}
-
-void HttpClientTest::redirectsHaveALimit()
-{
-    ScriptedPeer peer;
-    peer.answer("GET /here", std::vector<Reply>(6, Reply::redirect("/here")));
-    HttpClient client;
-    QCOMPARE(errorCode(client.send(get(peer.url("/here")), {})), 47);
-    QCOMPARE(peer.asked().size(), 6);
-
-    peer.forgetRequests();
-    peer.answer("GET /five", std::vector<Reply>(5, Reply::redirect("/five")));
-    peer.answer("GET /five", {Reply{200, "arrived"}});
-    QCOMPARE(client.send(get(peer.url("/five")), {}).body, "arrived");
-
-    peer.answer("GET /away", {Reply::redirect("file:///etc/hostname"), Reply::redirect("http://")});
-    QCOMPARE(errorCode(client.send(get(peer.url("/away")), {})), 1);
-}
-
-void HttpClientTest::credentialsStayWithTheirHost_data()
-{
-    QTest::addColumn<QStringList>("hosts");
-    QTest::addColumn<QStringList>("sentTo");
-    QTest::newRow("same host") << QStringList({u"acme"_s, u"acme"_s}) << QStringList({u"acme"_s, u"acme"_s});
-    QTest::newRow("same host in capitals")
-        << QStringList({u"acme"_s, u"ACME"_s}) << QStringList({u"acme"_s, u"ACME"_s});
-    QTest::newRow("another host") << QStringList({u"acme"_s, u"globex"_s}) << QStringList(u"acme"_s);
-    QTest::newRow("there and back") << QStringList({u"acme"_s, u"globex"_s, u"acme"_s}) << QStringList(u"acme"_s);
-}
-
-void HttpClientTest::credentialsStayWithTheirHost()
-{
-    QFETCH(QStringList, hosts);
-    QFETCH(QStringList, sentTo);
-    ScriptedPeer peer;
-    std::vector<Reply> replies;
-    for (const QString& host : hosts.mid(1))
-        replies.push_back(Reply::redirect(peer.url("/here", host.toLatin1() + ".localhost").toStdString()));
-    replies.push_back(Reply{200, "arrived"});
-    peer.answer("GET /here", replies);
-    HttpClient client;
-    QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
-    QStringList told;
-    for (const support::Request& request : peer.requests()) {
-        if (!request.header("Authorization").empty())
-            told << QString::fromStdString(std::string(request.header("Host"))).section(u'.', 0, 0);
-    }
-    QCOMPARE(peer.asked().size(), hosts.size());
-    QCOMPARE(told, sentTo);
-
-    // The same machine, but somebody else's port.
-    ScriptedPeer other;
-    other.answer("GET /here", {Reply{200, "arrived"}});
-    peer.answer("GET /here", {Reply::redirect(other.url("/here").toStdString())});
-    QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
-    QCOMPARE(other.requests().at(0).header("Authorization"), "");
-}
-
-void HttpClientTest::largestBody()
-{
-    ScriptedPeer peer;
-    constexpr std::size_t limit = 64 * 1024 * 1024;
-    peer.answer("GET /huge", {Reply{200, std::string(limit, ' ')}, Reply{200, std::string(limit + 1, ' ')}});
-    HttpClient client(60s);
-    HttpReply reply = client.send(get(peer.url("/huge")), {});
-    QCOMPARE(errorCode(reply), 0);
-    QCOMPARE(reply.body.size(), qsizetype(limit));
-    reply = client.send(get(peer.url("/huge")), {});
-    QCOMPARE(errorCode(reply), 63);
-    QVERIFY(reply.body.isEmpty());
-}
-
-void HttpClientTest::changingRequestsAreNeverRepeated_data()
-{
-    QTest::addColumn<bool>("changes");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("arrived");
-    QTest::newRow("changes something") << true << 52 << 1;
-    // Harmless, and it saves the person a failure after each idle hour.
-    QTest::newRow("reads") << false << 0 << 2;
-}
-
-void HttpClientTest::changingRequestsAreNeverRepeated()
-{
-    QFETCH(bool, changes);
-    QFETCH(int, code);
-    QFETCH(int, arrived);
-    ScriptedPeer peer;
-    peer.answer("GET /first", {Reply{200, "leaves a connection open"}});
-    peer.answer("GET /daily/timer/1", {Reply::closed(), Reply{200, "<timer/>"}});
-    HttpClient client;
-    QCOMPARE(client.send(get(peer.url("/first")), {}).status, 200);
-    HttpRequest request = get(peer.url("/daily/timer/1"));
-    request.changesSomething = changes;
-    QCOMPARE(errorCode(client.send(request, {})), code);
-    QCOMPARE(peer.asked().filter(u"timer"_s).size(), arrived);
-}
-
-void HttpClientTest::loopbackNeedsNoProxy()
-{
-    const Variable proxy("http_proxy", "http://127.0.0.1:1");
-    ScriptedPeer peer;
-    peer.answer("GET /daily", {Reply{200, "<daily/>"}});
-    HttpClient client;
-    QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
-    QCOMPARE(errorCode(client.send(get("http://quillon.invalid/daily"), {})), 7);
-}
-
-void HttpClientTest::secureConnections()
-{
-    SecurePeer secure;
-    QVERIFY(secure.port > 0);
-    ScriptedPeer open;
-    open.answer("GET /open", {Reply{200, "arrived"}});
-    secure.serve(u"plain"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
-    secure.serve(u"down"_s, "HTTP/1.0 302 Found\r\nLocation: " + open.url("/open") + "\r\n\r\n");
-
-    HttpClient client;
-    QCOMPARE(errorCode(client.send(get(secure.url("/plain")), {})), 60);
-    const Variable trusted("SSL_CERT_FILE", secure.certificate());
-    QCOMPARE(client.send(get(secure.url("/plain")), {}).body, "arrived");
-
-    QCOMPARE(errorCode(client.send(get(secure.url("/down")), {})), 1);
-    open.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
-    QCOMPARE(errorCode(client.send(get(open.url("/up")), {})), 1);
-    QCOMPARE(open.asked(), QStringList(u"GET /up"_s));
-}
-
-void HttpClientTest::aTeamsOwnService()
-{
-    const SecurePeer secure;
-    const Variable trusted("SSL_CERT_FILE", secure.certificate());
-    auto tls = localservice::Tls::open({secure.certificate().toStdString(), secure.key().toStdString()});
-    QVERIFY(tls);
-    support::TestRun run;
-    localservice::Service team({.dataFile = run.folders.path(u"team.sqlite"_s).toStdString(), .tls = std::move(*tls)});
-    const auto port = team.start();
-    QVERIFY(port);
-    QVERIFY((*team.database())->ensureSampleAccount("ann@example.com", "team"));
-    QVERIFY((*team.database())->setPassword("team", "ann@example.com", "sesame"));
-
-    run.environment.information.set("QuillonServiceDomain"_L1, u".office.localhost:%1"_s.arg(*port));
-    settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
-    preferences.setUrl(u"https://team.office.localhost:%1"_s.arg(*port));
-    QCOMPARE(preferences.fullUrl(), u"https://team.office.localhost:%1"_s.arg(*port));
-    const HttpRequest request{.url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
-                              .authorization = "Basic " + QByteArray("ann@example.com:sesame").toBase64()};
-    QCOMPARE(HttpClient().send(request, {}).status, 200);
-}
-
-void HttpClientTest::stopEndsTheWait()
-{
-    ScriptedPeer peer;
-    peer.answer("GET /daily", {Reply::hanging()});
-    std::stop_source stop;
-    HttpReply reply;
-    QElapsedTimer time;
+    void sendsWhatItIsGiven()
     {
-        const std::jthread worker([&] { reply = HttpClient().send(get(peer.url("/daily")), stop.get_token()); });
-        QTRY_COMPARE(peer.asked().size(), 1);
-        time.start();
-        stop.request_stop();
+        ScriptedPeer peer;
+        peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
+        HttpClient client;
+        HttpRequest request = post(peer.url("/daily/add?of=x"));
+        request.headers = {{"Content-Type", "application/xml"}, {"X-Long", QByteArray(3000, 'x')}};
+        request.body = QByteArray("a\0b", 3);
+        QCOMPARE(client.send(request, {}).status, 201);
+
+        const support::Request got = peer.requests().at(0);
+        QCOMPARE(got.target, "/daily/add?of=x");
+        QCOMPARE(got.body, std::string("a\0b", 3));
+        QStringList names;
+        for (const auto& [name, value] : got.headers)
+            names << QString::fromStdString(name);
+        names.sort();
+        QCOMPARE(names, QStringList({u"Accept"_s, u"Authorization"_s, u"Content-Length"_s, u"Content-Type"_s, u"Host"_s,
+                                     u"X-Long"_s}));
+        QCOMPARE(got.header("X-Long").size(), 3000U);
+        QCOMPARE(got.header("Authorization"), "Basic YTpi");
+        QCOMPARE(got.header("Host"), "acme.localhost:" + std::to_string(peer.port()));
     }
-    QVERIFY(time.elapsed() < 500);
-    QCOMPARE(errorCode(reply), 42);
-    QCOMPARE(reply.status, 0);
-}
+
+    void repliesOfAllKindsComeBack()
+    {
+        ScriptedPeer peer;
+        HttpClient client;
+        for (const int status : {200, 201, 304, 401, 404, 409, 410, 422, 500, 502, 503}) {
+            const std::string body = status == 304 ? "" : "R\xc3\xa9ponse";
+            peer.answer("GET /daily", {Reply{status, body, {{"X-Company-Cache-Version", "7"}}}});
+            peer.forgetRequests();
+            const HttpReply reply = client.send(get(peer.url("/daily")), {});
+            QCOMPARE(errorCode(reply), 0);
+            QCOMPARE(reply.status, status);
+            QCOMPARE(reply.body.toStdString(), body);
+            QCOMPARE(reply.header("x-company-CACHE-version"), "7");
+            QCOMPARE(reply.header("X-Other"), std::nullopt);
+            QCOMPARE(peer.asked(), QStringList(u"GET /daily"_s));
+        }
+    }
+
+    void failuresOnTheWay_data()
+    {
+        QTest::addColumn<Reply>("scripted");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("closed without an answer") << Reply::closed() << 52 << QByteArray();
+        QTest::newRow("never answered") << Reply::hanging() << 28 << QByteArray();
+        QTest::newRow("dripping") << Reply::dripping(std::string(100, 'x'), 100ms) << 28 << QByteArray();
+        QTest::newRow("ends too early") << Reply::cut("Authentication") << 18 << QByteArray("Authent");
+    }
+    void failuresOnTheWay()
+    {
+        QFETCH(Reply, scripted);
+        QFETCH(int, code);
+        QFETCH(QByteArray, body);
+        ScriptedPeer peer;
+        peer.answer("GET /daily", {scripted});
+        HttpClient client(400ms);
+        QElapsedTimer time;
+        time.start();
+        const HttpReply reply = client.send(get(peer.url("/daily")), {});
+        QCOMPARE(errorCode(reply), code);
+        QCOMPARE(reply.error->domain, u"QuillonHttpErrorDomain"_s);
+        QVERIFY(reply.error->localizedDescription.endsWith(u'.'));
+        QVERIFY(reply.body.startsWith(body));
+        QVERIFY(time.elapsed() < 5000);
+
+        // The same client goes on afterwards, and knows what is no address at all.
+        peer.answer("GET /daily", {Reply{200, "<daily/>"}});
+        QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
+        QCOMPARE(errorCode(client.send(get("http://a b/daily"), {})), 3);
+        QCOMPARE(errorCode(client.send(get("ftp://127.0.0.1/daily"), {})), 1);
+        peer.stop();
+        QCOMPARE(errorCode(client.send(get(peer.url("/daily")), {})), 7);
+    }
+
+    void redirectsAreFollowed()
+    {
+        for (const int status : {301, 302, 303, 307, 308}) {
+            ScriptedPeer peer;
+            peer.answer("GET /here", {Reply::redirect("/there", status)});
+            peer.answer("GET /there", {Reply{200, "arrived"}});
+            HttpClient client;
+            QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
+            QCOMPARE(peer.asked(), QStringList({u"GET /here"_s, u"GET /there"_s}));
+            QCOMPARE(peer.requests().back().header("Authorization"), "Basic YTpi");
+
+            // One that changes something goes nowhere, even where that is not said.
+            HttpRequest change = get(peer.url("/change"));
+            change.changesSomething = true;
+            const std::string signIn = "<!DOCTYPE html>";
+            for (const HttpRequest& request : {change, post(peer.url("/change"))}) {
+                peer.answer((request.method + " /change").toStdString(),
+                            {Reply{status, signIn, {{"Location", "/there"}}}, Reply{status, signIn}});
+                peer.forgetRequests();
+                for (int n = 0; n < 2; ++n) {
+                    const HttpReply reply = client.send(request, {});
+                    QCOMPARE(errorCode(reply), 47);
+                    QCOMPARE(reply.body, QByteArray());
+                }
+                QCOMPARE(peer.asked().size(), 2);
+            }
+            // Nor does one that is not told where to go.
+            peer.answer("GET /nowhere", {Reply{status}});
+            QCOMPARE(client.send(get(peer.url("/nowhere")), {}).status, status);
+        }
+    }
+
+    void redirectsHaveALimit()
+    {
+        ScriptedPeer peer;
+        peer.answer("GET /here", std::vector<Reply>(6, Reply::redirect("/here")));
+        HttpClient client;
+        QCOMPARE(errorCode(client.send(get(peer.url("/here")), {})), 47);
+        QCOMPARE(peer.asked().size(), 6);
+
+        peer.forgetRequests();
+        peer.answer("GET /five", std::vector<Reply>(5, Reply::redirect("/five")));
+        peer.answer("GET /five", {Reply{200, "arrived"}});
+        QCOMPARE(client.send(get(peer.url("/five")), {}).body, "arrived");
+
+        peer.answer("GET /away", {Reply::redirect("file:///etc/hostname"), Reply::redirect("http://")});
+        QCOMPARE(errorCode(client.send(get(peer.url("/away")), {})), 1);
+    }
+
+    void credentialsStayWithTheirHost_data()
+    {
+        QTest::addColumn<QStringList>("hosts");
+        QTest::addColumn<QStringList>("sentTo");
+        QTest::newRow("same host") << QStringList({u"acme"_s, u"acme"_s}) << QStringList({u"acme"_s, u"acme"_s});
+        QTest::newRow("same host in capitals")
+            << QStringList({u"acme"_s, u"ACME"_s}) << QStringList({u"acme"_s, u"ACME"_s});
+        QTest::newRow("another host") << QStringList({u"acme"_s, u"globex"_s}) << QStringList(u"acme"_s);
+        QTest::newRow("there and back") << QStringList({u"acme"_s, u"globex"_s, u"acme"_s}) << QStringList(u"acme"_s);
+    }
+    void credentialsStayWithTheirHost()
+    {
+        QFETCH(QStringList, hosts);
+        QFETCH(QStringList, sentTo);
+        ScriptedPeer peer;
+        std::vector<Reply> replies;
+        for (const QString& host : hosts.mid(1))
+            replies.push_back(Reply::redirect(peer.url("/here", host.toLatin1() + ".localhost").toStdString()));
+        replies.push_back(Reply{200, "arrived"});
+        peer.answer("GET /here", replies);
+        HttpClient client;
+        QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
+        QStringList told;
+        for (const support::Request& request : peer.requests()) {
+            if (!request.header("Authorization").empty())
+                told << QString::fromStdString(std::string(request.header("Host"))).section(u'.', 0, 0);
+        }
+        QCOMPARE(peer.asked().size(), hosts.size());
+        QCOMPARE(told, sentTo);
+
+        // The same machine, but somebody else's port.
+        ScriptedPeer other;
+        other.answer("GET /here", {Reply{200, "arrived"}});
+        peer.answer("GET /here", {Reply::redirect(other.url("/here").toStdString())});
+        QCOMPARE(client.send(get(peer.url("/here")), {}).body, "arrived");
+        QCOMPARE(other.requests().at(0).header("Authorization"), "");
+    }
+
+    void largestBody()
+    {
+        ScriptedPeer peer;
+        constexpr std::size_t limit = 256 * 1024;
+        peer.answer("GET /huge", {Reply{200, std::string(limit, ' ')}, Reply{200, std::string(limit + 1, ' ')}});
+        HttpClient client(20s, limit);
+        HttpReply reply = client.send(get(peer.url("/huge")), {});
+        QCOMPARE(errorCode(reply), 0);
+        QCOMPARE(reply.body.size(), qsizetype(limit));
+        reply = client.send(get(peer.url("/huge")), {});
+        QCOMPARE(errorCode(reply), 63);
+        QVERIFY(reply.body.isEmpty());
+    }
+
+    void changingRequestsAreNeverRepeated()
+    {
+        // One that reads may be: it saves the person a failure after each idle hour.
+        for (const auto& [changes, code, arrived] : {std::tuple(true, 52, 1), {false, 0, 2}}) {
+            ScriptedPeer peer;
+            peer.answer("GET /first", {Reply{200, "leaves a connection open"}});
+            peer.answer("GET /daily/timer/1", {Reply::closed(), Reply{200, "<timer/>"}});
+            HttpClient client;
+            QCOMPARE(client.send(get(peer.url("/first")), {}).status, 200);
+            HttpRequest request = get(peer.url("/daily/timer/1"));
+            request.changesSomething = changes;
+            QCOMPARE(errorCode(client.send(request, {})), code);
+            QCOMPARE(peer.asked().filter(u"timer"_s).size(), arrived);
+        }
+    }
+
+    void loopbackNeedsNoProxy()
+    {
+        const Variable proxy("http_proxy", "http://127.0.0.1:1");
+        ScriptedPeer peer;
+        peer.answer("GET /daily", {Reply{200, "<daily/>"}});
+        HttpClient client;
+        QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
+        QCOMPARE(errorCode(client.send(get("http://quillon.invalid/daily"), {})), 7);
+    }
+
+    void secureConnections()
+    {
+        SecurePeer secure;
+        QVERIFY(secure.port > 0);
+        ScriptedPeer open;
+        open.answer("GET /open", {Reply{200, "arrived"}});
+        secure.serve(u"plain"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
+        secure.serve(u"down"_s, "HTTP/1.0 302 Found\r\nLocation: " + open.url("/open") + "\r\n\r\n");
+
+        HttpClient client;
+        QCOMPARE(errorCode(client.send(get(secure.url("/plain")), {})), 60);
+        const Variable trusted("SSL_CERT_FILE", secure.certificate());
+        QCOMPARE(client.send(get(secure.url("/plain")), {}).body, "arrived");
+
+        QCOMPARE(errorCode(client.send(get(secure.url("/down")), {})), 1);
+        open.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
+        QCOMPARE(errorCode(client.send(get(open.url("/up")), {})), 1);
+        QCOMPARE(open.asked(), QStringList(u"GET /up"_s));
+    }
+
+    void aTeamsOwnService()
+    {
+        const SecurePeer secure;
+        const Variable trusted("SSL_CERT_FILE", secure.certificate());
+        auto tls = localservice::Tls::open({secure.certificate().toStdString(), secure.key().toStdString()});
+        QVERIFY(tls);
+        support::TestRun run;
+        localservice::Service team(
+            {.dataFile = run.folders.path(u"team.sqlite"_s).toStdString(), .tls = std::move(*tls)});
+        const auto port = team.start();
+        QVERIFY(port);
+        QVERIFY((*team.database())->ensureSampleAccount("ann@example.com", "team"));
+        QVERIFY((*team.database())->setPassword("team", "ann@example.com", "sesame"));
+
+        run.environment.information.set("QuillonServiceDomain"_L1, u".office.localhost:%1"_s.arg(*port));
+        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.setUrl(u"https://team.office.localhost:%1"_s.arg(*port));
+        QCOMPARE(preferences.fullUrl(), u"https://team.office.localhost:%1"_s.arg(*port));
+        const HttpRequest request{.url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
+                                  .authorization = "Basic " + QByteArray("ann@example.com:sesame").toBase64()};
+        QCOMPARE(HttpClient().send(request, {}).status, 200);
+    }
+
+    void stopEndsTheWait()
+    {
+        ScriptedPeer peer;
+        peer.answer("GET /daily", {Reply::hanging()});
+        std::stop_source stop;
+        HttpReply reply;
+        QElapsedTimer time;
+        {
+            const std::jthread worker([&] { reply = HttpClient().send(get(peer.url("/daily")), stop.get_token()); });
+            QTRY_COMPARE(peer.asked().size(), 1);
+            time.start();
+            stop.request_stop();
+        }
+        QVERIFY(time.elapsed() < 500);
+        QCOMPARE(errorCode(reply), 42);
+        QCOMPARE(reply.status, 0);
+    }
+};
 
 QTEST_GUILESS_MAIN(HttpClientTest)
 #include "HttpClientTest.moc"

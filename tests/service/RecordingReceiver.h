@@ -25,6 +25,8 @@ public:
     QStringList everyCall() const { return m_calls; }
     void forgetCalls() { m_calls.clear(); }
 
+    using Failure = std::optional<service::Error>;
+
     /// Called within each outcome.
     std::function<void(const QString& call)> whenCalled;
 
@@ -35,40 +37,28 @@ public:
     void mergeRequired(std::shared_ptr<const store::ChangeSet> changes) override;
     void allRequestsProcessed() override { note("allRequestsProcessed"); }
     void requestDailyTimesheetDidSucceed() override { note("requestDailyTimesheetDidSucceed"); }
-    void requestDailyTimesheetDidFailWithError(const std::optional<service::Error>& error) override
+    void requestDailyTimesheetDidFailWithError(const Failure& why) override
     {
-        note("requestDailyTimesheetDidFailWithError", error);
+        note("requestDailyTimesheetDidFailWithError", why);
     }
     void requestUserDidSucceed() override { note("requestUserDidSucceed"); }
     void startNewTimerDidSucceed() override { note("startNewTimerDidSucceed"); }
-    void startNewTimerDidFailWithError(const std::optional<service::Error>& error) override
-    {
-        note("startNewTimerDidFailWithError", error);
-    }
+    void startNewTimerDidFailWithError(const Failure& why) override { note("startNewTimerDidFailWithError", why); }
     void toggleTimerDidSucceed() override { note("toggleTimerDidSucceed"); }
-    void toggleTimerDidFailWithError(const std::optional<service::Error>& error) override
-    {
-        note("toggleTimerDidFailWithError", error);
-    }
+    void toggleTimerDidFailWithError(const Failure& why) override { note("toggleTimerDidFailWithError", why); }
     void updateTimerDidSucceed() override { note("updateTimerDidSucceed"); }
-    void updateTimerDidFailWithError(const std::optional<service::Error>& error) override
-    {
-        note("updateTimerDidFailWithError", error);
-    }
+    void updateTimerDidFailWithError(const Failure& why) override { note("updateTimerDidFailWithError", why); }
     void deleteTimerDidSucceed() override { note("deleteTimerDidSucceed"); }
-    void deleteTimerDidFailWithError(const std::optional<service::Error>& error) override
-    {
-        note("deleteTimerDidFailWithError", error);
-    }
+    void deleteTimerDidFailWithError(const Failure& why) override { note("deleteTimerDidFailWithError", why); }
     void correctIdleTimerDidSucceed() override { note("correctIdleTimerDidSucceed"); }
-    void correctIdleTimerDidFailWithError(const std::optional<service::Error>& error) override
+    void correctIdleTimerDidFailWithError(const Failure& why) override
     {
-        note("correctIdleTimerDidFailWithError", error);
+        note("correctIdleTimerDidFailWithError", why);
     }
 
 private:
     void note(const char* name);
-    void note(const char* name, const std::optional<service::Error>& error);
+    void note(const char* name, const Failure& why);
     void noteCall(const QString& call);
 
     store::Context* m_mainContext;

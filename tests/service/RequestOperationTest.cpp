@@ -83,404 +83,378 @@ class RequestOperationTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void base64_data();
-    void base64();
-    void errorDocuments_data();
-    void errorDocuments();
-    void longErrorsAreReadInGoodTime();
+    void base64_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<bool>("newlines");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("empty") << QByteArray() << false << QString();
+        QTest::newRow("filled up") << QByteArray("a:bc\xff") << false << u"YTpiY/8="_s;
+        QTest::newRow("end of line") << QByteArray("a:b") << true << u"YTpi\n"_s;
+        const QString line = u"eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4"_s;
+        QTest::newRow("long, one line") << QByteArray(51 + 48, 'x') << false << line + line + u"eHh4"_s;
+        QTest::newRow("long, lines") << QByteArray(51 + 48, 'x') << true << line + u'\n' + line + u"\neHh4\n"_s;
+    }
+    void base64()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(bool, newlines);
+        QFETCH(QString, text);
+        QCOMPARE(encodeBase64WithNewlines(data, newlines), text);
+        QCOMPARE(decodeBase64WithNewlines(text, newlines), data);
+        if (newlines) {
+            QCOMPARE(encodeBase64(data), text);
+            QCOMPARE(decodeBase64(text), data);
+        }
+        const QByteArray large(5000, '\x9d');
+        QCOMPARE(decodeBase64WithNewlines(encodeBase64WithNewlines(large, newlines), newlines), large);
+        QCOMPARE(decodeBase64(u"no Base64!"_s), QByteArray());
+    }
 
-    void headers();
-    void outcomes_data();
-    void outcomes();
-    void transportFailures_data();
-    void transportFailures();
-    void retriesOnceAfterFiveMinutes_data();
-    void retriesOnceAfterFiveMinutes();
-    void retryHoldsUpTheOthers();
-    void credentialsAreTakenAtTheStart();
-    void mergeComesBeforeSuccess();
-    void receiverMayGoAway();
+    void errorDocuments_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("isXml");
+        QTest::addColumn<QString>("message");
+        const auto row = [](const char* name, const QByteArray& message, const char* expected) {
+            QTest::newRow(name) << "<error><kind>locked</kind><message>" + message + "</message></error>" << true
+                                << QString::fromUtf8(expected);
+        };
+        row("plain", "Not n\xc3\xb6w.", "Not n\xc3\xb6w.");
+        row("markup", "Not &lt;b class=&quot;x&quot;&gt;now&lt;/b&gt;.", "Not now.");
+        row("markup escaped twice", "Not &amp;lt;i&amp;gt;now&amp;lt;/i&amp;gt;.", "Not now.");
+        row("markup within markup", "Not &lt;b&lt;i&gt;now.", "Not now.");
+        row("no markup", "&lt;&gt; 3 &gt; 2 &lt; 5", "<> 3 > 2 < 5");
+        row("lines and blanks", "Not\nnow,\n   but    later", "Notnow, but later");
+        row("ampersand escaped twice", "Q&amp;amp;A", "Q&A");
+        QTest::newRow("first of several")
+            << QByteArray("<error><message>a</message><message>b</message><kind>locked</kind>"
+                          "<kind>c</kind></error>")
+            << true << u"a"_s;
+        QTest::newRow("another root") << QByteArray("<daily><message>a</message></daily>") << true << QString();
+        QTest::newRow("no XML") << QByteArray("Internal Server Error") << false << QString();
+    }
+    void errorDocuments()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, isXml);
+        QFETCH(QString, message);
+        const auto parsed = QuillonError::parseXml(body);
+        QCOMPARE(parsed.has_value(), isXml);
+        if (isXml && message.isNull())
+            QCOMPARE(*parsed, std::nullopt);
+        else if (isXml)
+            QCOMPARE(*parsed, (Error{u"QuillonForMac"_s, 500, message, u"locked"_s}));
+    }
 
-    void account();
-    void cacheVersionProbe_data();
-    void cacheVersionProbe();
-    void staleIdleCorrection_data();
-    void staleIdleCorrection();
-    void objectsOneByOne();
-    void objectsOneByOneEndAtBadCredentials();
+    void longErrorsAreReadInGoodTime()
+    {
+        // The most that a document may hold in one element is ten times as much.
+        const QByteArray text =
+            QByteArray("&lt;b&gt;x").repeated(300'000) + "&gt;" + QByteArray("&lt;").repeated(300'000);
+        QElapsedTimer time;
+        time.start();
+        const auto parsed = QuillonError::parseXml("<error><kind>k</kind><message>" + text + "</message></error>");
+        QVERIFY(time.elapsed() < 10'000);
+        QVERIFY(parsed && *parsed);
+        QVERIFY((*parsed)->localizedDescription == u"x"_s.repeated(300'000) + u'>' + u"<"_s.repeated(300'000));
+    }
+
+    void headers()
+    {
+        ServiceRun run;
+        settings::QuillonPreferences& preferences = run.api.userCredentials();
+        preferences.setEmail(u"änn@example.com"_s);
+        preferences.setPassword(u"p:w "_s + QString(120, u'x'));
+        run.peer.answer(day, {Reply{200, "<daily/>"}});
+        run.api.requestDailyTimesheetForDate(newYear);
+        QVERIFY(run.finish());
+        QCOMPARE(run.headerOfRequest(0, "Content-Type"), "application/xml");
+        QCOMPARE(run.headerOfRequest(0, "Accept"), "application/xml");
+        QCOMPARE(run.headerOfRequest(0, "User-Agent"), "QuillonX 4.2");
+        QVERIFY(run.headerOfRequest(0, "Host").starts_with("acme.localhost:"));
+        // "änn@example.com:p:w xxx…"
+        QCOMPARE(QString::fromStdString(run.headerOfRequest(0, "Authorization")),
+                 "Basic w6RubkBleGFtcGxlLmNvbTpwOncg"_L1 + u"eHh4"_s.repeated(40));
+    }
+
+    void outcomes_data()
+    {
+        QTest::addColumn<Reply>("reply");
+        QTest::addColumn<QStringList>("expected");
+        const auto row = [](const char* name, Reply reply, const QStringList& expected) {
+            QTest::newRow(name) << std::move(reply) << expected;
+        };
+        const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
+        const std::string refusal = "Authentication failed for API request.";
+        row("answer", {200, "<daily/>"}, {succeeded, dayCame});
+        row("cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
+            {u"gotQuillonCompanyCacheVersion 12345678901"_s, succeeded, dayCame});
+        row("error document", {500, error}, {succeeded, dayFailed + "QuillonForMac 500 Not now."_L1, dayCame});
+        row("failure without XML", {500, "Oops"}, {succeeded, dayFailed + "without an error"_L1, dayCame});
+        row("refused", {401, refusal}, {failed});
+        row("refused with success", {200, refusal, {{"X-Company-Cache-Version", "7"}}},
+            {u"gotQuillonCompanyCacheVersion 7"_s, failed});
+        row("refused and more", {401, refusal + "\n"}, {succeeded, dayCame});
+        row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {failed});
+        row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {succeeded, dayCame});
+        row("page after a blank", {200, " <!DOCTYPE html>"}, {succeeded, dayCame});
+        row("error document, not found", {404, error}, {succeeded, dayCame});
+        row("no UTF-8", {200, "<daily>\xff</daily>"}, {succeeded, dayCame});
+        row("cut off", {200, "<daily><day_entr"}, {succeeded, dayCame});
+    }
+    void outcomes()
+    {
+        QFETCH(Reply, reply);
+        QFETCH(QStringList, expected);
+        ServiceRun run;
+        run.peer.answer(day, {reply});
+        run.api.requestDailyTimesheetForDate(newYear);
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), expected);
+        QCOMPARE(run.peer.asked().size(), 1);
+        QCOMPARE(run.time.sleeps(), Sleeps());
+    }
+
+    void transportFailures_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("nothing came") << QByteArray() << QStringList(dayFailed + "transport 56 Gone."_L1);
+        QTest::newRow("the refusal came")
+            << QByteArray("Authentication failed for API request.") << QStringList(failed);
+    }
+    void transportFailures()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QStringList, expected);
+        ServiceRun run;
+        const int status = body.isEmpty() ? 0 : 200;
+        run.api.addOperation(
+            std::make_unique<MadeUpReply>(run, HttpReply{status, {}, body, Error{u"transport"_s, 56, u"Gone."_s, {}}}));
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), expected);
+    }
+
+    void retriesOnceAfterFiveMinutes_data()
+    {
+        QTest::addColumn<int>("first");
+        QTest::addColumn<Reply>("second");
+        QTest::addColumn<QStringList>("expected");
+        QTest::addColumn<bool>("waits");
+        const Reply good{200, "<daily/>"};
+        QTest::newRow("502") << 502 << good << QStringList({succeeded, dayCame}) << true;
+        QTest::newRow("503") << 503 << good << QStringList({succeeded, dayCame}) << true;
+        QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({succeeded, dayCame}) << true;
+        QTest::newRow("503, then gone") << 503 << Reply::closed()
+                                        << QStringList(dayFailed + "QuillonHttpErrorDomain 52 The connection to the "
+                                                                   "service was lost."_L1)
+                                        << true;
+        QTest::newRow("504") << 504 << good << QStringList({succeeded, dayCame}) << false;
+    }
+    void retriesOnceAfterFiveMinutes()
+    {
+        QFETCH(int, first);
+        QFETCH(Reply, second);
+        QFETCH(QStringList, expected);
+        QFETCH(bool, waits);
+        ServiceRun run;
+        run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
+        // A request with a body, which must be there again in the second attempt.
+        auto operation = std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(),
+                                                                         run.api.userCredentials(), run.api.services());
+        operation->setNotificationDelegate(&run.outcomes);
+        operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
+        operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
+        run.api.addOperation(std::move(operation));
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), expected);
+        QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
+        QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
+        if (waits) {
+            QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
+            QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
+        }
+    }
+
+    void retryHoldsUpTheOthers()
+    {
+        ServiceRun run;
+        run.time.blockSleeps();
+        run.peer.answer(day, {Reply{503}, Reply{200, "<daily/>"}});
+        run.peer.answer("GET /people/7", {Reply{200, "<user/>"}});
+        run.api.requestDailyTimesheetForDate(newYear);
+        run.api.requestUser(u"7"_s);
+        QTRY_COMPARE(run.time.sleeping(), 1);
+        run.time.advance(299s);
+        QCOMPARE(run.time.sleeping(), 1);
+        QCOMPARE(run.peer.asked().size(), 1);
+        run.time.advance(1s);
+        QVERIFY(run.finish());
+        QCOMPARE(run.peer.asked().mid(1), QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /people/7"_s}));
+        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, dayCame, succeeded, u"requestUserDidSucceed"_s}));
+    }
+
+    void credentialsAreTakenAtTheStart()
+    {
+        ServiceRun run;
+        run.time.blockSleeps();
+        run.peer.answer(day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
+        run.api.requestDailyTimesheetForDate(newYear);
+        QTRY_COMPARE(run.time.sleeping(), 1);
+        run.api.userCredentials().setUrl(u"globex"_s);
+        run.api.userCredentials().setPassword(u"other"_s);
+        run.time.advance(300s);
+        QVERIFY(run.finish());
+        QCOMPARE(run.headerOfRequest(1, "Host"), run.headerOfRequest(0, "Host"));
+        QCOMPARE(run.headerOfRequest(1, "Authorization"), run.headerOfRequest(0, "Authorization"));
+        const auto companies = run.context.fetch({"Company"});
+        QCOMPARE(companies.size(), 1U);
+        QCOMPARE(companies[0]->string("subdomain"), u"acme"_s);
+    }
+
+    void mergeComesBeforeSuccess()
+    {
+        ServiceRun run;
+        const store::Ref<model::DayEntry> entry(&run.entry(u"1"_s));
+        QHash<QString, QString> seenAt;
+        run.outcomes.whenCalled = [&](const QString& call) {
+            seenAt[call] = !entry ? u"gone"_s : QString::number(entry.get()->hours().value_or(0));
+        };
+        run.peer.answer(day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
+        run.api.requestDailyTimesheetForDate(newYear);
+        QVERIFY(run.finish());
+        QCOMPARE(seenAt.value(succeeded), u"0"_s);
+        QCOMPARE(seenAt.value(dayCame), u"1.5"_s);
+        QCOMPARE(run.outcomes.everyCall().last(), u"allRequestsProcessed"_s);
+
+        // What is gone from the sheet is gone here, too.
+        run.api.requestDailyTimesheetForDate(newYear);
+        QVERIFY(run.finish());
+        QCOMPARE(seenAt.value(succeeded), u"1.5"_s);
+        QCOMPARE(seenAt.value(dayCame), u"gone"_s);
+    }
+
+    void receiverMayGoAway()
+    {
+        ServiceRun run;
+        run.time.blockSleeps();
+        run.peer.answer("POST /daily/add", {Reply{503}, Reply{200, "<add/>"}});
+        auto window = std::make_unique<RecordingReceiver>();
+        run.api.startNewTimer(run.entry(u"newEntry"_s), window.get());
+        QTRY_COMPARE(run.time.sleeping(), 1);
+        window.reset();
+        run.time.advance(300s);
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), QStringList());
+        QCOMPARE(run.peer.asked().size(), 2);
+    }
+
+    void account()
+    {
+        ServiceRun run;
+        run.peer.answer("GET /account/who_am_i", {Reply{200, "<hash><user><id>7</id><email>ann@example.com</email>"
+                                                             "<timezone>London</timezone></user></hash>"},
+                                                  Reply{200, "no XML"}});
+        std::size_t companiesThen = 0;
+        run.outcomes.whenCalled = [&](const QString& call) {
+            if (call.startsWith("gotQuillonCompany "_L1))
+                companiesThen = run.context.fetch({"Company"}).size();
+        };
+        run.api.requestCompany();
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
+        QCOMPARE(companiesThen, 1U);
+        QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
+
+        run.outcomes.forgetCalls();
+        run.api.requestCompany();
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
+        QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
+    }
+
+    void cacheVersionProbe_data()
+    {
+        QTest::addColumn<Reply>("reply");
+        QTest::addColumn<QStringList>("expected");
+        const support::Headers version{{"x-company-cache-version", "7"}};
+        QTest::newRow("version") << Reply{200, "<daily/>", version}
+                                 << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
+        QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(succeeded);
+        QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(succeeded);
+        QTest::newRow("refused") << Reply{401, "Authentication failed for API request.", version}
+                                 << QStringList(failed);
+        QTest::newRow("failure is not told") << Reply{500, "Oops", version} << QStringList(succeeded);
+        QTest::newRow("nor is a lost connection") << Reply::closed() << QStringList();
+    }
+    void cacheVersionProbe()
+    {
+        QFETCH(Reply, reply);
+        QFETCH(QStringList, expected);
+        ServiceRun run;
+        run.peer.answer("GET /daily?slim=1", {reply});
+        run.api.requestCompanyCacheVersion();
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), expected);
+        QVERIFY(run.context.fetch({"DayEntry"}).empty());
+    }
+
+    void staleIdleCorrection_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QStringList>("expected");
+        const QString success = u"correctIdleTimerDidSucceed"_s;
+        const QString failure =
+            u"correctIdleTimerDidFailWithError QuillonForMac 409 The entry was updated while Quillon "
+            "for Mac was idle. It looks like your idle time does not need to be removed after all."_s;
+        QTest::newRow("taken") << 200 << QStringList({succeeded, success});
+        QTest::newRow("changed meanwhile") << 409 << QStringList({failure, succeeded, success});
+        QTest::newRow("deleted meanwhile") << 410 << QStringList({failure, succeeded, success});
+    }
+    void staleIdleCorrection()
+    {
+        QFETCH(int, status);
+        QFETCH(QStringList, expected);
+        ServiceRun run;
+        const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
+        run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
+        model::DayEntry& entry = run.entry(u"12"_s);
+        run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
+        QVERIFY(run.finish());
+        QCOMPARE(run.outcomes.calls(), expected);
+        QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") !=
+                std::string::npos);
+    }
+
+    void objectsOneByOne()
+    {
+        ServiceRun run;
+        run.time.blockSleeps(false);
+        for (const char* id : {"1", "2", "3"})
+            run.peer.answer(std::string("GET /people/") + id, {Reply{200, sheet({QString::fromLatin1(id)})}});
+        run.peer.answer("GET /people/4", {Reply{503}, Reply{200, "<daily/>", {{"X-Company-Cache-Version", "7"}}}});
+        run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s})));
+        QVERIFY(run.finish());
+        QCOMPARE(run.peer.asked(), QStringList({u"GET /people/1"_s, u"GET /people/2"_s, u"GET /people/3"_s,
+                                                u"GET /people/4"_s, u"GET /people/4"_s}));
+        QCOMPARE(run.outcomes.calls(),
+                 QStringList({succeeded, succeeded, succeeded, u"gotQuillonCompanyCacheVersion 7"_s, succeeded,
+                              u"requestUserDidSucceed"_s}));
+        QCOMPARE(run.time.sleeps(), Sleeps{300s});
+    }
+
+    void objectsOneByOneEndAtBadCredentials()
+    {
+        ServiceRun run;
+        run.peer.answer("GET /people/1", {Reply{200, sheet({u"1"_s})}});
+        run.peer.answer("GET /people/2", {Reply{401, "Authentication failed for API request."}});
+        run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s})));
+        QVERIFY(run.finish());
+        QCOMPARE(run.peer.asked().size(), 2);
+        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, failed, u"requestUserDidSucceed"_s}));
+    }
 };
-
-void RequestOperationTest::base64_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<bool>("newlines");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("empty") << QByteArray() << false << QString();
-    QTest::newRow("filled up") << QByteArray("a:bc\xff") << false << u"YTpiY/8="_s;
-    QTest::newRow("end of line") << QByteArray("a:b") << true << u"YTpi\n"_s;
-    const QString line = u"eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4"_s;
-    QTest::newRow("long, one line") << QByteArray(51 + 48, 'x') << false << line + line + u"eHh4"_s;
-    QTest::newRow("long, lines") << QByteArray(51 + 48, 'x') << true << line + u'\n' + line + u"\neHh4\n"_s;
-}
-
-void RequestOperationTest::base64()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(bool, newlines);
-    QFETCH(QString, text);
-    QCOMPARE(encodeBase64WithNewlines(data, newlines), text);
-    QCOMPARE(decodeBase64WithNewlines(text, newlines), data);
-    if (newlines) {
-        QCOMPARE(encodeBase64(data), text);
-        QCOMPARE(decodeBase64(text), data);
-    }
-    const QByteArray large(5000, '\x9d');
-    QCOMPARE(decodeBase64WithNewlines(encodeBase64WithNewlines(large, newlines), newlines), large);
-    QCOMPARE(decodeBase64(u"no Base64!"_s), QByteArray());
-}
-
-void RequestOperationTest::errorDocuments_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("isXml");
-    QTest::addColumn<QString>("message");
-    const auto row = [](const char* name, const QByteArray& message, const char* expected) {
-        QTest::newRow(name) << "<error><kind>locked</kind><message>" + message + "</message></error>" << true
-                            << QString::fromUtf8(expected);
-    };
-    row("plain", "Not n\xc3\xb6w.", "Not n\xc3\xb6w.");
-    row("markup", "Not &lt;b class=&quot;x&quot;&gt;now&lt;/b&gt;.", "Not now.");
-    row("markup escaped twice", "Not &amp;lt;i&amp;gt;now&amp;lt;/i&amp;gt;.", "Not now.");
-    row("markup within markup", "Not &lt;b&lt;i&gt;now.", "Not now.");
-    row("no markup", "&lt;&gt; 3 &gt; 2 &lt; 5", "<> 3 > 2 < 5");
-    row("lines and blanks", "Not\nnow,\n   but    later", "Notnow, but later");
-    row("ampersand escaped twice", "Q&amp;amp;A", "Q&A");
-    QTest::newRow("first of several") << QByteArray("<error><message>a</message><message>b</message><kind>locked</kind>"
-                                                    "<kind>c</kind></error>")
-                                      << true << u"a"_s;
-    QTest::newRow("another root") << QByteArray("<daily><message>a</message></daily>") << true << QString();
-    QTest::newRow("no XML") << QByteArray("Internal Server Error") << false << QString();
-}
-
-void RequestOperationTest::errorDocuments()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(bool, isXml);
-    QFETCH(QString, message);
-    const auto parsed = QuillonError::parseXml(body);
-    QCOMPARE(parsed.has_value(), isXml);
-    if (isXml && message.isNull())
-        QCOMPARE(*parsed, std::nullopt);
-    else if (isXml)
-        QCOMPARE(*parsed, (Error{u"QuillonForMac"_s, 500, message, u"locked"_s}));
-}
-
-void RequestOperationTest::longErrorsAreReadInGoodTime()
-{
-    // The most that a document may hold in one element is ten times as much.
-    const QByteArray text = QByteArray("&lt;b&gt;x").repeated(300'000) + "&gt;" + QByteArray("&lt;").repeated(300'000);
-    QElapsedTimer time;
-    time.start();
-    const auto parsed = QuillonError::parseXml("<error><kind>k</kind><message>" + text + "</message></error>");
-    QVERIFY(time.elapsed() < 10'000);
-    QVERIFY(parsed && *parsed);
-    QVERIFY((*parsed)->localizedDescription == u"x"_s.repeated(300'000) + u'>' + u"<"_s.repeated(300'000));
-}
-
-void RequestOperationTest::headers()
-{
-    ServiceRun run;
-    settings::QuillonPreferences& preferences = run.api.userCredentials();
-    preferences.setEmail(u"änn@example.com"_s);
-    preferences.setPassword(u"p:w "_s + QString(120, u'x'));
-    run.peer.answer(day, {Reply{200, "<daily/>"}});
-    run.api.requestDailyTimesheetForDate(newYear);
-    QVERIFY(run.finish());
-    QCOMPARE(run.headerOfRequest(0, "Content-Type"), "application/xml");
-    QCOMPARE(run.headerOfRequest(0, "Accept"), "application/xml");
-    QCOMPARE(run.headerOfRequest(0, "User-Agent"), "QuillonX 4.2");
-    QVERIFY(run.headerOfRequest(0, "Host").starts_with("acme.localhost:"));
-    // "änn@example.com:p:w xxx…"
-    QCOMPARE(QString::fromStdString(run.headerOfRequest(0, "Authorization")),
-             "Basic w6RubkBleGFtcGxlLmNvbTpwOncg"_L1 + u"eHh4"_s.repeated(40));
-}
-
-void RequestOperationTest::outcomes_data()
-{
-    QTest::addColumn<Reply>("reply");
-    QTest::addColumn<QStringList>("expected");
-    const auto row = [](const char* name, Reply reply, const QStringList& expected) {
-        QTest::newRow(name) << std::move(reply) << expected;
-    };
-    const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
-    const std::string refusal = "Authentication failed for API request.";
-    row("answer", {200, "<daily/>"}, {succeeded, dayCame});
-    row("cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
-        {u"gotQuillonCompanyCacheVersion 12345678901"_s, succeeded, dayCame});
-    row("error document", {500, error}, {succeeded, dayFailed + "QuillonForMac 500 Not now."_L1, dayCame});
-    row("failure without XML", {500, "Oops"}, {succeeded, dayFailed + "without an error"_L1, dayCame});
-    row("refused", {401, refusal}, {failed});
-    row("refused with success", {200, refusal, {{"X-Company-Cache-Version", "7"}}},
-        {u"gotQuillonCompanyCacheVersion 7"_s, failed});
-    row("refused and more", {401, refusal + "\n"}, {succeeded, dayCame});
-    row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {failed});
-    row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {succeeded, dayCame});
-    row("page after a blank", {200, " <!DOCTYPE html>"}, {succeeded, dayCame});
-    row("error document, not found", {404, error}, {succeeded, dayCame});
-    row("no UTF-8", {200, "<daily>\xff</daily>"}, {succeeded, dayCame});
-    row("cut off", {200, "<daily><day_entr"}, {succeeded, dayCame});
-}
-
-void RequestOperationTest::outcomes()
-{
-    QFETCH(Reply, reply);
-    QFETCH(QStringList, expected);
-    ServiceRun run;
-    run.peer.answer(day, {reply});
-    run.api.requestDailyTimesheetForDate(newYear);
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), expected);
-    QCOMPARE(run.peer.asked().size(), 1);
-    QCOMPARE(run.time.sleeps(), Sleeps());
-}
-
-void RequestOperationTest::transportFailures_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QStringList>("expected");
-    QTest::newRow("nothing came") << QByteArray() << QStringList(dayFailed + "transport 56 Gone."_L1);
-    QTest::newRow("the refusal came") << QByteArray("Authentication failed for API request.") << QStringList(failed);
-}
-
-void RequestOperationTest::transportFailures()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(QStringList, expected);
-    ServiceRun run;
-    const int status = body.isEmpty() ? 0 : 200;
-    run.api.addOperation(
-        std::make_unique<MadeUpReply>(run, HttpReply{status, {}, body, Error{u"transport"_s, 56, u"Gone."_s, {}}}));
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), expected);
-}
-
-void RequestOperationTest::retriesOnceAfterFiveMinutes_data()
-{
-    QTest::addColumn<int>("first");
-    QTest::addColumn<Reply>("second");
-    QTest::addColumn<QStringList>("expected");
-    QTest::addColumn<bool>("waits");
-    const Reply good{200, "<daily/>"};
-    QTest::newRow("502") << 502 << good << QStringList({succeeded, dayCame}) << true;
-    QTest::newRow("503") << 503 << good << QStringList({succeeded, dayCame}) << true;
-    QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({succeeded, dayCame}) << true;
-    QTest::newRow("503, then gone") << 503 << Reply::closed()
-                                    << QStringList(dayFailed + "QuillonHttpErrorDomain 52 The connection to the "
-                                                               "service was lost."_L1)
-                                    << true;
-    QTest::newRow("504") << 504 << good << QStringList({succeeded, dayCame}) << false;
-}
-
-void RequestOperationTest::retriesOnceAfterFiveMinutes()
-{
-    QFETCH(int, first);
-    QFETCH(Reply, second);
-    QFETCH(QStringList, expected);
-    QFETCH(bool, waits);
-    ServiceRun run;
-    run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
-    // A request with a body, which must be there again in the second attempt.
-    auto operation = std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(),
-                                                                     run.api.userCredentials(), run.api.services());
-    operation->setNotificationDelegate(&run.outcomes);
-    operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
-    operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
-    run.api.addOperation(std::move(operation));
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), expected);
-    QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
-    QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
-    if (waits) {
-        QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
-        QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
-    }
-}
-
-void RequestOperationTest::retryHoldsUpTheOthers()
-{
-    ServiceRun run;
-    run.time.blockSleeps();
-    run.peer.answer(day, {Reply{503}, Reply{200, "<daily/>"}});
-    run.peer.answer("GET /people/7", {Reply{200, "<user/>"}});
-    run.api.requestDailyTimesheetForDate(newYear);
-    run.api.requestUser(u"7"_s);
-    QTRY_COMPARE(run.time.sleeping(), 1);
-    run.time.advance(299s);
-    QCOMPARE(run.time.sleeping(), 1);
-    QCOMPARE(run.peer.asked().size(), 1);
-    run.time.advance(1s);
-    QVERIFY(run.finish());
-    QCOMPARE(run.peer.asked().mid(1), QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /people/7"_s}));
-    QCOMPARE(run.outcomes.calls(), QStringList({succeeded, dayCame, succeeded, u"requestUserDidSucceed"_s}));
-}
-
-void RequestOperationTest::credentialsAreTakenAtTheStart()
-{
-    ServiceRun run;
-    run.time.blockSleeps();
-    run.peer.answer(day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
-    run.api.requestDailyTimesheetForDate(newYear);
-    QTRY_COMPARE(run.time.sleeping(), 1);
-    run.api.userCredentials().setUrl(u"globex"_s);
-    run.api.userCredentials().setPassword(u"other"_s);
-    run.time.advance(300s);
-    QVERIFY(run.finish());
-    QCOMPARE(run.headerOfRequest(1, "Host"), run.headerOfRequest(0, "Host"));
-    QCOMPARE(run.headerOfRequest(1, "Authorization"), run.headerOfRequest(0, "Authorization"));
-    const auto companies = run.context.fetch({"Company"});
-    QCOMPARE(companies.size(), 1U);
-    QCOMPARE(companies[0]->string("subdomain"), u"acme"_s);
-}
-
-void RequestOperationTest::mergeComesBeforeSuccess()
-{
-    ServiceRun run;
-    const store::Ref<model::DayEntry> entry(&run.entry(u"1"_s));
-    QHash<QString, QString> seenAt;
-    run.outcomes.whenCalled = [&](const QString& call) {
-        seenAt[call] = !entry ? u"gone"_s : QString::number(entry.get()->hours().value_or(0));
-    };
-    run.peer.answer(day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
-    run.api.requestDailyTimesheetForDate(newYear);
-    QVERIFY(run.finish());
-    QCOMPARE(seenAt.value(succeeded), u"0"_s);
-    QCOMPARE(seenAt.value(dayCame), u"1.5"_s);
-    QCOMPARE(run.outcomes.everyCall().last(), u"allRequestsProcessed"_s);
-
-    // What is gone from the sheet is gone here, too.
-    run.api.requestDailyTimesheetForDate(newYear);
-    QVERIFY(run.finish());
-    QCOMPARE(seenAt.value(succeeded), u"1.5"_s);
-    QCOMPARE(seenAt.value(dayCame), u"gone"_s);
-}
-
-void RequestOperationTest::receiverMayGoAway()
-{
-    ServiceRun run;
-    run.time.blockSleeps();
-    run.peer.answer("POST /daily/add", {Reply{503}, Reply{200, "<add/>"}});
-    auto window = std::make_unique<RecordingReceiver>();
-    run.api.startNewTimer(run.entry(u"newEntry"_s), window.get());
-    QTRY_COMPARE(run.time.sleeping(), 1);
-    window.reset();
-    run.time.advance(300s);
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), QStringList());
-    QCOMPARE(run.peer.asked().size(), 2);
-}
-
-void RequestOperationTest::account()
-{
-    ServiceRun run;
-    run.peer.answer("GET /account/who_am_i", {Reply{200, "<hash><user><id>7</id><email>ann@example.com</email>"
-                                                         "<timezone>London</timezone></user></hash>"},
-                                              Reply{200, "no XML"}});
-    std::size_t companiesThen = 0;
-    run.outcomes.whenCalled = [&](const QString& call) {
-        if (call.startsWith("gotQuillonCompany "_L1))
-            companiesThen = run.context.fetch({"Company"}).size();
-    };
-    run.api.requestCompany();
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
-    QCOMPARE(companiesThen, 1U);
-    QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
-
-    run.outcomes.forgetCalls();
-    run.api.requestCompany();
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
-    QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
-}
-
-void RequestOperationTest::cacheVersionProbe_data()
-{
-    QTest::addColumn<Reply>("reply");
-    QTest::addColumn<QStringList>("expected");
-    const support::Headers version{{"x-company-cache-version", "7"}};
-    QTest::newRow("version") << Reply{200, "<daily/>", version}
-                             << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
-    QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(succeeded);
-    QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(succeeded);
-    QTest::newRow("refused") << Reply{401, "Authentication failed for API request.", version} << QStringList(failed);
-    QTest::newRow("failure is not told") << Reply{500, "Oops", version} << QStringList(succeeded);
-    QTest::newRow("nor is a lost connection") << Reply::closed() << QStringList();
-}
-
-void RequestOperationTest::cacheVersionProbe()
-{
-    QFETCH(Reply, reply);
-    QFETCH(QStringList, expected);
-    ServiceRun run;
-    run.peer.answer("GET /daily?slim=1", {reply});
-    run.api.requestCompanyCacheVersion();
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), expected);
-    QVERIFY(run.context.fetch({"DayEntry"}).empty());
-}
-
-void RequestOperationTest::staleIdleCorrection_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QStringList>("expected");
-    const QString success = u"correctIdleTimerDidSucceed"_s;
-    const QString failure = u"correctIdleTimerDidFailWithError QuillonForMac 409 The entry was updated while Quillon "
-                            "for Mac was idle. It looks like your idle time does not need to be removed after all."_s;
-    QTest::newRow("taken") << 200 << QStringList({succeeded, success});
-    QTest::newRow("changed meanwhile") << 409 << QStringList({failure, succeeded, success});
-    QTest::newRow("deleted meanwhile") << 410 << QStringList({failure, succeeded, success});
-}
-
-void RequestOperationTest::staleIdleCorrection()
-{
-    QFETCH(int, status);
-    QFETCH(QStringList, expected);
-    ServiceRun run;
-    const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
-    run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
-    model::DayEntry& entry = run.entry(u"12"_s);
-    run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
-    QVERIFY(run.finish());
-    QCOMPARE(run.outcomes.calls(), expected);
-    QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") != std::string::npos);
-}
-
-void RequestOperationTest::objectsOneByOne()
-{
-    ServiceRun run;
-    run.time.blockSleeps(false);
-    for (const char* id : {"1", "2", "3"})
-        run.peer.answer(std::string("GET /people/") + id, {Reply{200, sheet({QString::fromLatin1(id)})}});
-    run.peer.answer("GET /people/4", {Reply{503}, Reply{200, "<daily/>", {{"X-Company-Cache-Version", "7"}}}});
-    run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s})));
-    QVERIFY(run.finish());
-    QCOMPARE(run.peer.asked(), QStringList({u"GET /people/1"_s, u"GET /people/2"_s, u"GET /people/3"_s,
-                                            u"GET /people/4"_s, u"GET /people/4"_s}));
-    QCOMPARE(run.outcomes.calls(), QStringList({succeeded, succeeded, succeeded, u"gotQuillonCompanyCacheVersion 7"_s,
-                                                succeeded, u"requestUserDidSucceed"_s}));
-    QCOMPARE(run.time.sleeps(), Sleeps{300s});
-}
-
-void RequestOperationTest::objectsOneByOneEndAtBadCredentials()
-{
-    ServiceRun run;
-    run.peer.answer("GET /people/1", {Reply{200, sheet({u"1"_s})}});
-    run.peer.answer("GET /people/2", {Reply{401, "Authentication failed for API request."}});
-    run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s})));
-    QVERIFY(run.finish());
-    QCOMPARE(run.peer.asked().size(), 2);
-    QCOMPARE(run.outcomes.calls(), QStringList({succeeded, failed, u"requestUserDidSucceed"_s}));
-}
 
 QTEST_GUILESS_MAIN(RequestOperationTest)
 #include "RequestOperationTest.moc"
