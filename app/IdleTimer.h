@@ -58,8 +58,6 @@ public:
     void goingToSleep();
     void wokeFromSleep();
 
-    double considerIdleAfterSeconds() const { return m_considerIdleAfterSeconds; }
-
 private:
     using Duration = platform::TimeSource::Duration;
 

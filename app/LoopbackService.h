@@ -6,9 +6,9 @@
 
 #include <optional>
 
-/// The built-in service on this machine's loopback, with its data beside the program's own. It
-/// takes the port of the last run (`OwnService/port` in `Quillon/State.conf` in the person's configuration folder), or
-/// a free one where that is taken.
+/// The built-in service on this machine's loopback, with its data beside the program's own. It takes the
+/// port of the last run (`OwnService/port`, as it was first called, in `Quillon/State.conf` in the person's
+/// configuration folder), or a free one where that is taken.
 class LoopbackService final : public app::BuiltInService
 {
 public:

@@ -3,6 +3,7 @@
 #include "app/Text.h"
 
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -14,6 +15,13 @@ namespace {
 
 constexpr QLatin1StringView Placeholders[] = {"text"_L1,    "hours"_L1, "state"_L1,  "symbol"_L1,
                                               "project"_L1, "task"_L1,  "client"_L1, "notes"_L1};
+
+/// A doubled brace; or a placeholder, and the brace that ends it.
+const QRegularExpression& pieces()
+{
+    static const QRegularExpression pieces(u"\\{\\{|\\}\\}|\\{([^}]*)(\\}?)"_s);
+    return pieces;
+}
 
 /// What the status item shows: the hours, or why there are none.
 QString shown(const QString& state, const QString& hours)
@@ -62,36 +70,26 @@ QStringList withoutEmpty(QStringList texts)
 
 tl::expected<StatusText, QString> StatusText::parse(const QString& format)
 {
-    StatusText parsed;
-    Piece piece;
-    for (qsizetype i = 0; i < format.size(); ++i) {
-        const QChar character = format.at(i);
-        const bool doubled = i + 1 < format.size() && format.at(i + 1) == character;
-        if ((character == u'{' || character == u'}') && doubled) {
-            piece.literal += character;
-            ++i;
-        } else if (character == u'{') {
-            const qsizetype end = format.indexOf(u'}', i);
-            piece.placeholder = end < 0 ? format.mid(i + 1) : format.mid(i + 1, end - i - 1);
-            if (end < 0 || std::ranges::find(Placeholders, piece.placeholder) == std::end(Placeholders))
-                return tl::unexpected(tr("there is no placeholder \"{%1\" in --format")
-                                          .arg(piece.placeholder + (end < 0 ? QString() : u"}"_s)));
-            parsed.m_pieces << std::exchange(piece, {});
-            i = end;
-        } else {
-            piece.literal += character;
-        }
+    for (const QRegularExpressionMatch& match : pieces().globalMatch(format)) {
+        if (match.hasCaptured(1) && (match.capturedLength(2) == 0 ||
+                                     std::ranges::find(Placeholders, match.captured(1)) == std::end(Placeholders)))
+            return tl::unexpected(tr("there is no placeholder \"%1\" in --format").arg(match.captured()));
     }
-    parsed.m_pieces << piece;
+    StatusText parsed;
+    parsed.m_format = format;
     return parsed;
 }
 
 QString StatusText::filled(const QJsonObject& values) const
 {
     QString text;
-    for (const Piece& piece : m_pieces)
-        text += piece.literal + values.value(piece.placeholder).toString();
-    return text;
+    qsizetype done = 0;
+    for (const QRegularExpressionMatch& match : pieces().globalMatch(*m_format)) {
+        text += m_format->mid(done, match.capturedStart() - done);
+        text += match.hasCaptured(1) ? values.value(match.captured(1)).toString() : match.captured().left(1);
+        done = match.capturedEnd();
+    }
+    return text + m_format->mid(done);
 }
 
 QString StatusText::line(const QVariantMap& properties) const
@@ -100,7 +98,7 @@ QString StatusText::line(const QVariantMap& properties) const
     if (properties.isEmpty())
         return {};
     const QJsonObject all = values(properties);
-    if (!m_pieces.isEmpty())
+    if (m_format)
         return filled(all);
     const auto value = [&](QLatin1StringView name) { return all.value(name).toString(); };
     const bool timing = value("state"_L1) == "running"_L1 || value("state"_L1) == "stopped"_L1;
@@ -113,7 +111,7 @@ QByteArray StatusText::json(const QVariantMap& properties) const
 {
     QJsonObject all = values(properties);
     const QString toolTip = withoutEmpty({StatusText().line(properties), all.value("notes"_L1).toString()}).join(u'\n');
-    if (!m_pieces.isEmpty())
+    if (m_format)
         all.insert("text"_L1, properties.isEmpty() ? QString() : filled(all));
     all.remove("symbol"_L1);
     for (const QLatin1StringView name : {"alt"_L1, "class"_L1})

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <optional>
+
 #include <tl/expected.hpp>
 
 namespace app {
@@ -27,14 +29,9 @@ public:
     QByteArray json(const QVariantMap& properties) const;
 
 private:
-    struct Piece
-    {
-        QString literal;
-        QString placeholder; ///< follows the literal; empty: the text ends
-    };
     QString filled(const QJsonObject& values) const;
 
-    QList<Piece> m_pieces; ///< empty: the default
+    std::optional<QString> m_format; ///< empty: the default
 };
 
 } // namespace app

@@ -99,7 +99,7 @@ void WrenfoldMenulet::showStatusItem()
     m_statusItem->setLength(width);
     m_statusItem->setView(m_view.get());
     m_statusItem->setEnabled(true);
-    m_statusItem->setToolTip(u"Wrenfold"_s);
+    m_statusItem->setToolTip(tr("Wrenfold"));
 }
 
 void WrenfoldMenulet::awakeFromNib()

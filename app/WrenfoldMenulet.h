@@ -112,8 +112,6 @@ public:
 
     // Null before they are first shown.
 
-    skin::AboutController* aboutController() const { return m_aboutController.get(); }
-    preferences::PreferenceController* preferenceController() const { return m_preferenceController.get(); }
     timesheet::TimesheetController* timesheetController() const { return m_timesheetController.get(); }
     editing::NewTimerController* addTimerController() const { return m_addTimerController.get(); }
 
