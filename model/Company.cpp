@@ -66,7 +66,7 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
     Company& company = findOrCreateCompany(subdomain, context);
     const xml::Element root = document->root();
     const xml::Element account = root.name() == "hash" ? root.child("user") : xml::Element();
-    // Another document, such as one that tells of an error, describes no account: what is known stays.
+    // Another document, such as one that reports an error, describes no account: what is known stays.
     if (!account)
         return &company;
 

@@ -36,7 +36,7 @@ constexpr const char* Patterns[] = {
     "yyyy-MM-dd Hmma",
 };
 
-// The formatters all work in GMT. A local text is read and written as if it were one of GMT, and the C library turns
+// The formatters all work in GMT. A local time is read and written as if it were one of GMT, and the C library turns
 // the clock time that it names into the moment and back: so there is one source of time zone rules in the program, and
 // a change of the system's zone is followed at once. (ICU brings rules of its own, of another age.)
 
@@ -140,7 +140,7 @@ private:
                                         static_cast<std::int32_t>(text.size()));
         icu::ParsePosition position(0);
         const UDate date = formatter->parse(source, position);
-        // The formatter takes a text with something behind it for good.
+        // The formatter accepts a date with something behind it.
         if (position.getErrorIndex() >= 0 || position.getIndex() == 0 ||
             (whole && position.getIndex() != source.length()))
             return std::nullopt;
@@ -173,7 +173,7 @@ private:
 
     std::mutex m_mutex; ///< a formatter is no use to two threads at once
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
-    /// What texts were read as. Each refresh brings nearly those of the one before, and reading one anew takes some
+    /// What strings were read as. Each refresh brings nearly those of the one before, and reading one anew takes some
     /// ten microseconds. Holds in every time zone, like the formatters.
     std::array<QHash<QString, QDateTime>, PatternCount> m_known;
     static constexpr qsizetype KnownTexts = 1000;

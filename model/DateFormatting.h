@@ -11,11 +11,11 @@ class Run;
 
 namespace model {
 
-/// Every date that goes over the wire or is typed, as text and back.
+/// Every date that goes over the wire or is typed, as a string and back.
 ///
-/// Patterns are Unicode date patterns (UTS 35), texts English whatever the person's language. Local times follow a
-/// change of the system's time zone. Readers take the whole text or nothing: an invalid QDateTime means that it did not
-/// match, else it is in UTC. Writers give a null QString for an invalid date. Any thread.
+/// Patterns are Unicode date patterns (UTS 35), strings are English whatever the person's language. Local times follow
+/// a change of the system's time zone. Readers take the whole string or nothing: an invalid QDateTime means that it did
+/// not match, else it is in UTC. Writers give a null QString for an invalid date. Any thread.
 class DateFormatting
 {
 public:

@@ -29,7 +29,7 @@ float QuillonHoursFormatter::getObjectValue(const QString& forString) const
 
 bool QuillonHoursFormatter::isPartialStringValid(const QString& partial) const
 {
-    return std::all_of(partial.begin(), partial.end(), [](QChar sign) { return sign >= u'0' && sign <= u':'; });
+    return std::all_of(partial.begin(), partial.end(), [](QChar character) { return character >= u'0' && character <= u':'; });
 }
 
 } // namespace model

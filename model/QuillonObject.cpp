@@ -25,7 +25,7 @@ tl::expected<void, XmlError> QuillonObject::parseXml(QByteArray, Company&, store
 
 void QuillonObject::saveWithErrorReporting(store::Context& context)
 {
-    // There is nobody to tell: the cache is filled again by the next refresh.
+    // Nobody waits for the outcome: the next refresh fills the cache again.
     static_cast<void>(context.save());
 }
 

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace model::xml {
 
-/// The elements of a document in the order in which they begin, and all their texts behind each other. The library's
+/// The elements of a document in the order in which they begin, and all their text in one string. The library's
 /// own tree takes up to thirty times the size of the document.
 class Tree
 {
@@ -138,7 +138,7 @@ private:
             refuse(u"has too long a text"_s);
     }
 
-    /// Those between two elements are nobody's text.
+    /// Those between two elements belong to no text.
     void dropBlanks()
     {
         if (m_tree.texts.find_first_not_of(" \t\r\n", m_textSinceTag) == std::string::npos)
@@ -171,19 +171,19 @@ private:
     std::size_t m_textSinceTag = 0; ///< where the text since the last tag begins
 };
 
-/// The text without the signs that no XML document may hold.
+/// The text without the characters that no XML document may hold.
 QByteArray allowedUtf8(const QString& text)
 {
     QString allowed;
     allowed.reserve(text.size());
     for (qsizetype at = 0; at < text.size(); ++at) {
-        const QChar sign = text[at];
-        if (sign.isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate()) {
-            allowed += sign;
+        const QChar character = text[at];
+        if (character.isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate()) {
+            allowed += character;
             allowed += text[++at];
-        } else if (sign == u'\t' || sign == u'\n' || sign == u'\r' ||
-                   (sign >= u' ' && !sign.isSurrogate() && sign < u'\xFFFE')) {
-            allowed += sign;
+        } else if (character == u'\t' || character == u'\n' || character == u'\r' ||
+                   (character >= u' ' && !character.isSurrogate() && character < u'\xFFFE')) {
+            allowed += character;
         }
     }
     return allowed.toUtf8();
@@ -223,7 +223,7 @@ QString resolved(QStringView reference)
     const QStringView digits = reference.mid(hexadecimal ? 2 : 1);
     bool ok = false;
     const char32_t code = digits.toUInt(&ok, hexadecimal ? 16 : 10);
-    const bool isNumber = ok && digits.front().isLetterOrNumber(); // not a sign in front, which toUInt takes
+    const bool isNumber = ok && digits.front().isLetterOrNumber(); // no plus or minus in front, which toUInt takes
     if (!isNumber || code == 0 || code > QChar::LastValidCodePoint || QChar::isSurrogate(code))
         return {};
     return QString::fromUcs4(&code, 1);
@@ -284,7 +284,7 @@ QString Element::text() const
 {
     if (!m_tree)
         return {};
-    // An empty text must not become a null one.
+    // An empty string must not become a null one.
     const std::string_view text = utf8();
     return QString::fromUtf8(text.empty() ? "" : text.data(), static_cast<qsizetype>(text.size()));
 }
@@ -328,7 +328,7 @@ tl::expected<Document, XmlError> Document::parse(QByteArray utf8)
     for (qsizetype at = 0; at < utf8.size();) {
         qsizetype end = std::min(at + piece, utf8.size());
         while (end < utf8.size() && (static_cast<uchar>(utf8[end]) & 0xc0U) == 0x80U)
-            --end; // not within a sign
+            --end; // not within a character
         xmlParseChunk(parser.get(), utf8.constData() + at, static_cast<int>(end - at), 0);
         at = end;
     }
@@ -390,8 +390,8 @@ QString stringByUnescapingEntities(const QString& text)
         unescaped += source.mid(done, ampersand - done);
         done = ampersand;
         if (const qsizetype end = endOfReference(source, ampersand); end > 0) {
-            if (const QString sign = resolved(source.mid(ampersand + 1, end - ampersand - 1)); !sign.isEmpty()) {
-                unescaped += sign;
+            if (const QString character = resolved(source.mid(ampersand + 1, end - ampersand - 1)); !character.isEmpty()) {
+                unescaped += character;
                 done = end + 1;
             }
         }

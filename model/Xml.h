@@ -54,12 +54,12 @@ private:
 
 /// A well-formed document. Reads no network, no files and no entities of the document's own.
 ///
-/// Takes 16 bytes for each element and the bytes of all texts, so no more than the document itself as a rule.
+/// Takes 16 bytes for each element and the bytes of all text, so no more than the document itself as a rule.
 class Document
 {
 public:
     /// Refuses what is not well formed, is no UTF-8 (whatever the declaration says), is nested absurdly deep, declares
-    /// entities, or has a text or more elements than anything of the service could. Gives `utf8` up.
+    /// entities, or has longer text or more elements than anything of the service could. Gives `utf8` up.
     static tl::expected<Document, XmlError> parse(QByteArray utf8);
     Document(Document&&) noexcept;
     Document& operator=(Document&&) noexcept;
@@ -73,13 +73,13 @@ private:
     std::unique_ptr<const Tree> m_tree;
 };
 
-/// A document to send: a root element with elements of text.
+/// A document to send: a root element with elements that hold text.
 class Body
 {
 public:
     explicit Body(const char* root);
 
-    /// Signs that XML forbids are dropped from the text. A null text makes an empty element.
+    /// Characters that XML forbids are dropped. A null string makes an empty element.
     void addChild(const char* name, const QString& text);
 
     /// Version 1.0, UTF-8, two blanks a level.
@@ -94,7 +94,7 @@ private:
 };
 
 /// Resolves the five named entities and numeric references, once from left to right; anything else stays as it is.
-/// A null text stays null.
+/// A null string stays null.
 QString stringByUnescapingEntities(const QString& text);
 
 } // namespace model::xml

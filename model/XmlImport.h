@@ -13,7 +13,7 @@ namespace model {
 
 class Company;
 
-/// Why a text is no document that can be read. For people who look into it; never shown.
+/// Why something is no document that can be read. For people who look into it; never shown.
 struct XmlError
 {
     QString text;

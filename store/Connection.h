@@ -26,14 +26,14 @@ public:
     bool isInMemory() const { return m_isInMemory; }
     SQLite::Database& database() { return m_database; }
 
-    /// The prepared statement, reset and without bindings. One SQL text is in use only once at a time.
+    /// The prepared statement, reset and without bindings. One statement is in use only once at a time.
     SQLite::Statement& statement(const std::string& sql);
 
     /// Gives up cached pages that nothing uses, up to 2 MB; they are read again when needed.
     void releaseMemory();
 
     // The statements that are used for every single row: of a whole object in the order of `columnList`, and of the
-    // object of a row. Found without their texts.
+    // object of a row. Found without their SQL.
     SQLite::Statement& insertStatement(const Entity& entity);
     SQLite::Statement& selectStatement(const Entity& entity);
 
@@ -61,7 +61,7 @@ private:
     SQLite::Statement& m_statement;
 };
 
-/// Binds a value without copying its text: `buffer` must live until the statement has run.
+/// Binds a value without copying its string: `buffer` must live until the statement has run.
 void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer);
 
 /// The column in the attribute's form.

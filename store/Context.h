@@ -97,15 +97,15 @@ public:
     /// as long as it is the same.
     std::uint64_t revision() const { return m_revision; }
 
-    /// Notes that what is known of the object by now is current, for the next save to tell: an import that finds all as
-    /// it was changes nothing.
+    /// Notes that what is known of the object by now is current, for the next save to report: an import that finds all
+    /// as it was changes nothing.
     void confirm(const Object& object) { m_confirmed.push_back(object.id()); }
 
     /// Once this is requested `save` writes nothing any more. Who imports much asks `isStopped` now and then, and ends.
     void setStop(std::stop_token stop) { m_stop = std::move(stop); }
     bool isStopped() const { return m_stop.stop_requested(); }
 
-    /// Writes all changes in one transaction, then tells `didSave`. On an error nothing is written and the changes
+    /// Writes all changes in one transaction, then calls `didSave`. On an error nothing is written and the changes
     /// stay. Nothing is written when nothing changed.
     tl::expected<void, Error> save();
 

@@ -61,7 +61,7 @@ public:
 class Model
 {
 public:
-    /// Empty when the text is no complete description.
+    /// Empty unless `json` is a complete description.
     static std::optional<Model> fromJson(const QByteArray& json);
 
     const std::vector<Entity>& entities() const { return m_entities; }

@@ -68,7 +68,7 @@ bool matches(const Object& object, const Predicate& predicate);
 struct SortKey
 {
     std::string keyPath;
-    bool ascending = true; ///< null comes first when ascending; texts compare by code point
+    bool ascending = true; ///< null comes first when ascending; strings compare by code point
 };
 
 /// What to look for. What the sort keys leave equal comes in the order in which it was made.

@@ -37,8 +37,8 @@ tl::expected<void, Error> Context::Save::write()
     return {};
 }
 
-/// New rows that lead to one that is gone would stay in the file for good: nobody's, and found all the same by queries
-/// that go by an id alone.
+/// New rows that lead to one that is gone would stay in the file for ever: they belong to nothing, yet queries by an id
+/// alone would find them.
 bool Context::Save::destinationsAreStored(const std::vector<Object*>& changed)
 {
     const auto& entities = m_context.m_coordinator->model().entities();

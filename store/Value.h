@@ -9,7 +9,7 @@
 
 namespace store {
 
-/// What an attribute holds: nothing, a truth value, an integer, a floating-point number, a text or a moment.
+/// What an attribute holds: nothing, a truth value, an integer, a floating-point number, a string or a moment.
 /// Moments are kept to the millisecond, in UTC.
 using Value = std::variant<std::monostate, bool, std::int64_t, double, QString, QDateTime>;
 
