@@ -31,12 +31,12 @@ QString unescaped(QStringView text)
             value += text[i];
             continue;
         }
-        const QChar sign = text[++i];
-        value += sign == u's'   ? QChar(u' ')
-                 : sign == u'n' ? QChar(u'\n')
-                 : sign == u't' ? QChar(u'\t')
-                 : sign == u'r' ? QChar(u'\r')
-                                : sign;
+        const QChar character = text[++i];
+        value += character == u's'   ? QChar(u' ')
+                 : character == u'n' ? QChar(u'\n')
+                 : character == u't' ? QChar(u'\t')
+                 : character == u'r' ? QChar(u'\r')
+                                     : character;
     }
     return value;
 }
@@ -44,8 +44,8 @@ QString unescaped(QStringView text)
 /// One word of a command line ("The Exec key" there).
 QString quoted(QString word)
 {
-    for (const QChar sign : {u'\\', u'"', u'`', u'$'})
-        word.replace(sign, QString(u'\\') + sign);
+    for (const QChar character : {u'\\', u'"', u'`', u'$'})
+        word.replace(character, QString(u'\\') + character);
     return u'"' + word.replace(u'%', u"%%"_s) + u'"';
 }
 
@@ -56,16 +56,16 @@ QString firstWord(QStringView command)
     bool inQuotes = false;
     command = command.trimmed();
     for (qsizetype i = 0; i < command.size(); ++i) {
-        const QChar sign = command[i];
-        const bool escapes = (inQuotes && sign == u'\\') || sign == u'%';
-        if (sign == u'"')
+        const QChar character = command[i];
+        const bool escapes = (inQuotes && character == u'\\') || character == u'%';
+        if (character == u'"')
             inQuotes = !inQuotes;
-        else if (!inQuotes && sign.isSpace())
+        else if (!inQuotes && character.isSpace())
             break;
         else if (escapes && i + 1 < command.size())
             word += command[++i];
         else
-            word += sign;
+            word += character;
     }
     return word;
 }

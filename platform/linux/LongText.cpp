@@ -11,8 +11,8 @@ namespace {
 
 constexpr qsizetype kLongestPiece = 2000;
 
-/// The text with a line break at least every few thousand signs, in place of a blank where there is one. A paragraph is
-/// laid out whole, however little of it is in sight.
+/// The text with a line break at least every few thousand characters, in place of a blank where there is one. A
+/// paragraph is laid out whole, however little of it is in sight.
 QString inPieces(const QString& text)
 {
     QString pieces;

@@ -65,7 +65,7 @@ private:
     std::uint8_t m_keyboardEvent = 0; ///< the number of the keyboard extension's events
     bool m_paused = false;
 
-    // The key that is down, and when it last went up: so a key that repeats is told from one pressed again.
+    // The key that is down, and when it last went up: so that a repeating key is not taken for one pressed again.
     std::optional<std::uint8_t> m_down;
     std::optional<std::pair<std::uint8_t, std::uint32_t>> m_up;
 };

@@ -171,7 +171,7 @@ private slots:
         const auto first = m_alerts->show(unasked(), note(u"question"_s));
         QCOMPARE(other.click(), 1);
 
-        // What fails meanwhile is told at once, and a question waits for what blocks it.
+        // What fails meanwhile is reported at once, and a question waits for what blocks it.
         m_alerts->show({u"Failed"_s, {}, {u"OK"_s}}, note(u"failure"_s));
         QCOMPARE(openBoxes().size(), 2);
         m_alerts->dismiss(first);

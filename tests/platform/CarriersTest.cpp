@@ -361,7 +361,7 @@ private slots:
         item.item.setDescription(item.told);
         QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);
 
-        // Who is to sign in gets no menu for a press: the program is told of it.
+        // Who is to sign in gets no menu for a press: the program gets it.
         Program monitor(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, name});
         QVERIFY(monitor.says("is owned by"));
         item.told.loggedOut = true;
