@@ -65,7 +65,7 @@ void write(XmlWriter& xml, std::string_view root, const Entry& entry, Seconds no
     xml.close();
 }
 
-Reply wrapped(std::string_view root, const tl::expected<Entry, Problem>& entry, Seconds now, int status = 200)
+Reply wrapped(std::string_view root, const tl::expected<Entry, Problem>& entry, Seconds now)
 {
     if (!entry)
         return failure(entry.error());
@@ -73,7 +73,7 @@ Reply wrapped(std::string_view root, const tl::expected<Entry, Problem>& entry, 
     xml.open(root);
     write(xml, "day_entry", *entry, now);
     xml.close();
-    return {status, xml.document()};
+    return {200, xml.document()};
 }
 
 /// A column of a list: the element's name and how its text is made.
@@ -90,7 +90,7 @@ struct Field
     Kind kind = Kind::Text;
 };
 
-void writeRow(XmlWriter& xml, SQLite::Statement& row, const std::vector<Field>& fields, bool withPrices = false)
+void writeRow(XmlWriter& xml, SQLite::Statement& row, std::initializer_list<Field> fields, bool withPrices = false)
 {
     int index = 0;
     for (const auto& field : fields) {
@@ -116,126 +116,103 @@ void writeRow(XmlWriter& xml, SQLite::Statement& row, const std::vector<Field>& 
 /// One of the plain lists, whose rows are read by `sql` ("… WHERE account_id = ?1 AND (?2 = 0 OR some_id = ?2) AND
 /// (?3 = 0 OR …)"). ?3 is who asks, 0 for administrators: others read what is their own, and what they may book on, as
 /// on the pages.
-struct ListKind
+struct List
 {
     const char* root;
     const char* element;
     const char* sql;
-    std::vector<Field> fields;
+    std::initializer_list<Field> fields;
 };
 
-const ListKind& clientList()
-{
-    static const ListKind kind{"clients",
-                               "client",
-                               "SELECT id, name, active FROM clients WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
-                               " AND (?3 = 0 OR id IN (SELECT p.client_id FROM projects p JOIN user_assignments u"
-                               "  ON u.project_id = p.id WHERE u.person_id = ?3))",
-                               {{"id"}, {"name"}, {"active", Kind::Flag}}};
-    return kind;
-}
+constexpr List clients{"clients",
+                       "client",
+                       "SELECT id, name, active FROM clients WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
+                       " AND (?3 = 0 OR id IN (SELECT p.client_id FROM projects p JOIN user_assignments u"
+                       "  ON u.project_id = p.id WHERE u.person_id = ?3))",
+                       {{"id"}, {"name"}, {"active", Kind::Flag}}};
 
-const ListKind& projectList()
-{
-    static const ListKind kind{"projects",
-                               "project",
-                               "SELECT id, name, code, billable, bill_by, rate, active, client_id FROM projects"
-                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id IN"
-                               "  (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
-                               {{"id"},
-                                {"name"},
-                                {"code"},
-                                {"billable", Kind::Flag},
-                                {"bill-by"},
-                                {"hourly-rate", Kind::Price},
-                                {"active", Kind::Flag},
-                                {"client-id"}}};
-    return kind;
-}
+constexpr List projects{"projects",
+                        "project",
+                        "SELECT id, name, code, billable, bill_by, rate, active, client_id FROM projects"
+                        " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id IN"
+                        "  (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
+                        {{"id"},
+                         {"name"},
+                         {"code"},
+                         {"billable", Kind::Flag},
+                         {"bill-by"},
+                         {"hourly-rate", Kind::Price},
+                         {"active", Kind::Flag},
+                         {"client-id"}}};
 
-const ListKind& taskList()
-{
-    static const ListKind kind{"tasks",
-                               "task",
-                               "SELECT id, name, rate FROM tasks WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
-                               " AND (?3 = 0 OR id IN (SELECT t.task_id FROM task_assignments t JOIN user_assignments u"
-                               "  ON u.project_id = t.project_id WHERE u.person_id = ?3))",
-                               {{"id"}, {"name"}, {"default-hourly-rate", Kind::Price}}};
-    return kind;
-}
+constexpr List tasks{"tasks",
+                     "task",
+                     "SELECT id, name, rate FROM tasks WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
+                     " AND (?3 = 0 OR id IN (SELECT t.task_id FROM task_assignments t JOIN user_assignments u"
+                     "  ON u.project_id = t.project_id WHERE u.person_id = ?3))",
+                     {{"id"}, {"name"}, {"default-hourly-rate", Kind::Price}}};
 
-const ListKind& personList()
-{
-    // Archived people stay in it: entries and assignments name them, and clients never delete what a list leaves out.
-    static const ListKind kind{"users",
-                               "user",
-                               "SELECT id, email, first_name, last_name, admin, active, rate FROM people"
-                               " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id = ?3)",
-                               {{"id"},
-                                {"email"},
-                                {"first-name"},
-                                {"last-name"},
-                                {"is-admin", Kind::Flag},
-                                {"is-active", Kind::Flag},
-                                {"default-hourly-rate", Kind::Money}}};
-    return kind;
-}
+// Archived people stay in it: entries and assignments name them, and clients never delete what a list leaves out.
+constexpr List people{"users",
+                      "user",
+                      "SELECT id, email, first_name, last_name, admin, active, rate FROM people"
+                      " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id = ?3)",
+                      {{"id"},
+                       {"email"},
+                       {"first-name"},
+                       {"last-name"},
+                       {"is-admin", Kind::Flag},
+                       {"is-active", Kind::Flag},
+                       {"default-hourly-rate", Kind::Money}}};
 
-const ListKind& userAssignmentList()
-{
-    static const ListKind kind{"user-assignments",
+constexpr List userAssignments{"user-assignments",
                                "user-assignment",
                                "SELECT id, project_id, person_id, rate FROM user_assignments"
                                " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
                                " AND (?3 = 0 OR person_id = ?3)",
                                {{"id"}, {"project-id"}, {"user-id"}, {"hourly-rate", Kind::Money}}};
-    return kind;
-}
 
-const ListKind& taskAssignmentList()
-{
-    static const ListKind kind{
-        "task-assignments",
-        "task-assignment",
-        // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
-        "SELECT id, project_id, task_id, billable, rate FROM task_assignments"
-        " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
-        " AND task_id IN (SELECT id FROM tasks WHERE active)"
-        " AND (?3 = 0 OR project_id IN (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
-        {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Price}}};
-    return kind;
-}
+constexpr List taskAssignments{
+    "task-assignments",
+    "task-assignment",
+    // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
+    "SELECT id, project_id, task_id, billable, rate FROM task_assignments"
+    " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
+    " AND task_id IN (SELECT id FROM tasks WHERE active)"
+    " AND (?3 = 0 OR project_id IN (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
+    {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Price}}};
 
-Reply list(Storage& storage, const Person& person, const ListKind& kind, Id only = 0)
+/// What one request is answered from.
+struct Call
 {
-    auto reply = storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
-        SQLite::Statement rows(database, std::string(kind.sql) + " ORDER BY id");
-        SQLite::bind(rows, person.account, only, person.admin ? 0 : person.id);
+    Storage& storage;
+    const Person& person;
+    const Request& request;
+    Seconds now;
+    std::vector<Id> numbers; ///< of the path
+    Timesheet timesheet{storage, person, now};
+};
+
+/// A list, all of it or what belongs to the number in the path; or the one record that has that number.
+Reply rows(const Call& call, const List& list, bool isOne)
+{
+    auto reply = call.storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
+        SQLite::Statement rows(database, std::string(list.sql) + " ORDER BY id");
+        SQLite::bind(rows, call.person.account, call.numbers.empty() ? 0 : call.numbers[0],
+                     call.person.admin ? 0 : call.person.id);
         XmlWriter xml;
-        xml.open(kind.root, "type=\"array\"");
+        if (!isOne)
+            xml.open(list.root, "type=\"array\"");
+        bool isThere = !isOne;
         while (rows.executeStep()) {
-            xml.open(kind.element);
-            writeRow(xml, rows, kind.fields, person.admin);
+            isThere = true;
+            xml.open(list.element);
+            writeRow(xml, rows, list.fields, call.person.admin);
             xml.close();
         }
-        xml.close();
-        return Reply{200, xml.document()};
-    });
-    return reply ? *reply : failure(reply.error());
-}
-
-Reply single(Storage& storage, const Person& person, const ListKind& kind, Id id)
-{
-    auto reply = storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
-        SQLite::Statement row(database, kind.sql);
-        SQLite::bind(row, person.account, id, person.admin ? 0 : person.id);
-        if (id == 0 || !row.executeStep())
-            return notFound();
-        XmlWriter xml;
-        xml.open(kind.element);
-        writeRow(xml, row, kind.fields, person.admin);
-        xml.close();
-        return Reply{200, xml.document()};
+        if (!isOne)
+            xml.close();
+        return isThere ? Reply{200, xml.document()} : notFound();
     });
     return reply ? *reply : failure(reply.error());
 }
@@ -273,28 +250,31 @@ tl::expected<void, Problem> writeProjects(Storage& storage, const Person& person
     });
 }
 
-Reply daily(Storage& storage, const Person& person, Seconds now, Day day, bool slim)
+Reply daily(Call& call, std::optional<Day> day)
 {
-    const auto entries = Timesheet(storage, person, now).day(day);
+    if (!day)
+        return notFound();
+    const auto entries = call.timesheet.days(*day, *day);
     if (!entries)
         return failure(entries.error());
     XmlWriter xml;
     xml.open("daily");
-    xml.text("for_day", longDayText(day));
+    xml.text("for_day", longDayText(*day));
     xml.open("day_entries");
     for (const auto& entry : *entries)
-        write(xml, "day_entry", entry, now);
+        write(xml, "day_entry", entry, call.now);
     xml.close();
-    if (!slim) {
-        if (const auto written = writeProjects(storage, person, xml); !written)
+    if (call.request.query().find("slim=1") == std::string_view::npos) {
+        if (const auto written = writeProjects(call.storage, call.person, xml); !written)
             return failure(written.error());
     }
     xml.close();
     return {200, xml.document()};
 }
 
-Reply whoAmI(const Person& person)
+Reply whoAmI(Call& call)
 {
+    const Person& person = call.person;
     XmlWriter xml;
     xml.open("hash");
     xml.open("company");
@@ -314,8 +294,38 @@ Reply whoAmI(const Person& person)
     return {200, xml.document()};
 }
 
-Reply removed(const tl::expected<Id, Refusal>& outcome)
+/// What a request's body says in the elements below `root`.
+tl::expected<RequestBody, Problem> bodyOf(const Call& call, std::string_view root)
 {
+    if (auto body = RequestBody::read(call.request.body, root))
+        return std::move(*body);
+    return tl::unexpected(Problem{500, "Validation", "The request body cannot be read."});
+}
+
+tl::expected<EntryFields, Problem> fieldsOf(const Call& call)
+{
+    return bodyOf(call, "request").and_then([](const RequestBody& body) { return EntryFields::read(body); });
+}
+
+Reply add(Call& call)
+{
+    return wrapped("add", fieldsOf(call).and_then([&](const auto& fields) { return call.timesheet.add(fields); }),
+                   call.now);
+}
+
+Reply update(Call& call)
+{
+    const auto change = [&](const EntryFields& fields) {
+        return call.timesheet.update(call.numbers[0], fields).map_error([](const Refusal& refusal) {
+            return refusal.problem;
+        });
+    };
+    return wrapped("add", fieldsOf(call).and_then(change), call.now);
+}
+
+Reply remove(Call& call)
+{
+    const auto outcome = call.timesheet.remove(call.numbers[0]);
     // Gone is what was asked for, whoever was first.
     if (!outcome && outcome.error().problem.kind != "NotFound")
         return failure(outcome.error().problem);
@@ -325,20 +335,63 @@ Reply removed(const tl::expected<Id, Refusal>& outcome)
     return {outcome ? 200 : 404, xml.document()};
 }
 
-Reply synchronized(const tl::expected<Entry, Refusal>& outcome, Seconds now)
+Reply synchronize(Call& call)
 {
+    const auto body = bodyOf(call, "day_entry");
+    if (!body)
+        return failure(body.error());
+    const auto outcome = call.timesheet.synchronize(call.numbers[0], *body);
     if (!outcome && !outcome.error().current)
         return failure(outcome.error().problem);
     // A stale request is answered with the entry as it is, so that the client is up to date at once.
     XmlWriter xml;
-    write(xml, "day_entry", outcome ? *outcome : *outcome.error().current, now);
+    write(xml, "day_entry", outcome ? *outcome : *outcome.error().current, call.now);
     return {outcome ? 200 : outcome.error().problem.status, xml.document()};
 }
 
-bool isSlim(const Request& request)
+struct Route
 {
-    return request.query().find("slim=1") != std::string_view::npos;
+    std::string_view method;
+    std::string_view path; ///< "#" stands for a number
+    Reply (*answer)(Call& call);
+};
+
+template <const List& list>
+Reply all(Call& call)
+{
+    return rows(call, list, false);
 }
+
+template <const List& list>
+Reply one(Call& call)
+{
+    return rows(call, list, true);
+}
+
+constexpr Route routes[]{
+    {"GET", "/account/who_am_i", whoAmI},
+    {"GET", "/daily", [](Call& call) { return daily(call, localDay(call.now)); }},
+    {"GET", "/daily/#/#", [](Call& call) { return daily(call, dayOfYear(call.numbers[0], call.numbers[1])); }},
+    {"POST", "/daily/add", add},
+    {"GET", "/daily/timer/#",
+     [](Call& call) { return wrapped("timer", call.timesheet.toggle(call.numbers[0]), call.now); }},
+    {"POST", "/daily/update/#", update},
+    {"GET", "/daily/delete/#", remove},
+    {"DELETE", "/daily/delete/#", remove},
+    {"POST", "/hc/day_entry/#", synchronize},
+    {"GET", "/clients", all<clients>},
+    {"GET", "/clients/#", one<clients>},
+    {"GET", "/projects", all<projects>},
+    {"GET", "/projects/#", one<projects>},
+    {"GET", "/projects/#/user_assignments", all<userAssignments>},
+    {"GET", "/projects/#/task_assignments", all<taskAssignments>},
+    {"GET", "/user_assignments", all<userAssignments>},
+    {"GET", "/task_assignments", all<taskAssignments>},
+    {"GET", "/tasks", all<tasks>},
+    {"GET", "/tasks/#", one<tasks>},
+    {"GET", "/people", all<people>},
+    {"GET", "/people/#", one<people>},
+};
 
 /// No challenge header: a browser that asked for the password and kept it would send it along with what any web page
 /// asks of this service.
@@ -402,73 +455,14 @@ Reply Api::answer(const Request& request)
 
 Reply Api::answerTo(const Person& person, const Request& request)
 {
-    const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
-    const auto path = request.pieces();
-    const auto is = [&](std::string_view method, std::initializer_list<std::string_view> wanted) {
-        return (method.empty() || request.method == method) && path.size() == wanted.size() &&
-               std::equal(path.begin(), path.end(), wanted.begin(),
-                          [](auto piece, auto name) { return name == "#" ? idIn(piece) > 0 : piece == name; });
-    };
-    const auto number = [&](std::size_t index) { return idIn(path[index]); };
-    const auto body = [&](std::string_view root) { return RequestBody::read(request.body, root); };
-    const Problem unreadable{500, "Validation", "The request body cannot be read."};
-    const auto fields = [&]() -> tl::expected<EntryFields, Problem> {
-        const auto read = body("request");
-        return read ? EntryFields::read(*read) : tl::unexpected(unreadable);
-    };
-    Timesheet timesheet(m_storage, person, now);
-
-    if (is("GET", {"account", "who_am_i"}))
-        return whoAmI(person);
-    if (is("GET", {"daily"}))
-        return daily(m_storage, person, now, localDay(now), isSlim(request));
-    if (is("GET", {"daily", "#", "#"})) {
-        const auto day = number(1) <= 366 && number(2) <= 9999
-                             ? dayOfYear(static_cast<int>(number(1)), static_cast<int>(number(2)))
-                             : std::nullopt;
-        return day ? daily(m_storage, person, now, *day, isSlim(request)) : notFound();
+    for (const Route& route : routes) {
+        auto numbers = numbersIn(request.path(), route.path);
+        if (!numbers || request.method != route.method)
+            continue;
+        const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
+        Call call{m_storage, person, request, now, std::move(*numbers)};
+        return route.answer(call);
     }
-    if (is("POST", {"daily", "add"})) {
-        return wrapped("add", fields().and_then([&](const auto& entry) { return timesheet.add(entry); }), now);
-    }
-    if (is("GET", {"daily", "timer", "#"}))
-        return wrapped("timer", timesheet.toggle(number(2)), now);
-    if (is("POST", {"daily", "update", "#"})) {
-        const auto change = [&](const auto& entry) {
-            return timesheet.update(number(2), entry).map_error([](const Refusal& refusal) { return refusal.problem; });
-        };
-        return wrapped("add", fields().and_then(change), now);
-    }
-    if (is("GET", {"daily", "delete", "#"}) || is("DELETE", {"daily", "delete", "#"}))
-        return removed(timesheet.remove(number(2)));
-    if (is("POST", {"hc", "day_entry", "#"})) {
-        const auto known = body("day_entry");
-        return known ? synchronized(timesheet.synchronize(number(2), *known), now) : failure(unreadable);
-    }
-    if (is("GET", {"clients"}))
-        return list(m_storage, person, clientList());
-    if (is("GET", {"clients", "#"}))
-        return single(m_storage, person, clientList(), number(1));
-    if (is("GET", {"projects"}))
-        return list(m_storage, person, projectList());
-    if (is("GET", {"projects", "#"}))
-        return single(m_storage, person, projectList(), number(1));
-    if (is("GET", {"projects", "#", "user_assignments"}))
-        return list(m_storage, person, userAssignmentList(), number(1));
-    if (is("GET", {"projects", "#", "task_assignments"}))
-        return list(m_storage, person, taskAssignmentList(), number(1));
-    if (is("GET", {"user_assignments"}))
-        return list(m_storage, person, userAssignmentList());
-    if (is("GET", {"task_assignments"}))
-        return list(m_storage, person, taskAssignmentList());
-    if (is("GET", {"tasks"}))
-        return list(m_storage, person, taskList());
-    if (is("GET", {"tasks", "#"}))
-        return single(m_storage, person, taskList(), number(1));
-    if (is("GET", {"people"}))
-        return list(m_storage, person, personList());
-    if (is("GET", {"people", "#"}))
-        return single(m_storage, person, personList(), number(1));
     return notFound();
 }
 

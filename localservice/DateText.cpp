@@ -11,17 +11,16 @@
 
 namespace localservice {
 
+using namespace std::chrono;
+
 namespace {
 
 // Never through a locale: the wire speaks English whatever the machine speaks.
-constexpr std::array<std::string_view, 7> weekdays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-constexpr std::array<std::string_view, 7> wholeWeekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                                        "Thursday", "Friday", "Saturday"};
-constexpr std::array<std::string_view, 12> wholeMonths{"January",   "February", "March",    "April",
-                                                       "May",       "June",     "July",     "August",
-                                                       "September", "October",  "November", "December"};
+constexpr std::array<std::string_view, 7> weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                                   "Thursday", "Friday", "Saturday"};
+constexpr std::array<std::string_view, 12> months{"January",   "February", "March",    "April",
+                                                  "May",       "June",     "July",     "August",
+                                                  "September", "October",  "November", "December"};
 
 // What is worked out with more would not fit into a number of seconds.
 constexpr double mostHours = 1e6;
@@ -29,6 +28,10 @@ constexpr double mostHours = 1e6;
 char lower(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+bool isLetter(char c)
+{
+    return lower(c) >= 'a' && lower(c) <= 'z';
 }
 bool isDigit(char c)
 {
@@ -39,87 +42,76 @@ bool isBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-/// Takes one piece after the other from the front of a text.
-class Reader
+template <typename... Values>
+std::string formatted(const char* pattern, Values... values)
 {
-public:
-    explicit Reader(std::string_view text) : m_rest(text) { skipBlanks(); }
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(), pattern, values...);
+    return text.data();
+}
 
-    void skipBlanks()
-    {
-        while (!m_rest.empty() && isBlank(m_rest.front()))
-            m_rest.remove_prefix(1);
-    }
-
-    bool atEnd()
-    {
-        skipBlanks();
-        return m_rest.empty();
-    }
-
-    bool take(char wanted)
-    {
-        if (m_rest.empty() || m_rest.front() != wanted)
-            return false;
-        m_rest.remove_prefix(1);
-        return true;
-    }
-
-    std::optional<int> number(std::size_t most)
-    {
-        std::size_t length = 0;
-        while (length < most && length < m_rest.size() && isDigit(m_rest[length]))
-            ++length;
-        int value = 0;
-        if (length == 0 || std::from_chars(m_rest.data(), m_rest.data() + length, value).ec != std::errc{})
-            return {};
-        m_rest.remove_prefix(length);
-        return value;
-    }
-
-    /// One of two digits behind that sign.
-    std::optional<int> numberAfter(char sign) { return take(sign) ? number(2) : std::optional<int>(); }
-
-    std::string word()
-    {
-        std::string letters;
-        while (!m_rest.empty() && lower(m_rest.front()) >= 'a' && lower(m_rest.front()) <= 'z') {
-            letters += lower(m_rest.front());
-            m_rest.remove_prefix(1);
-        }
-        return letters;
-    }
-
-private:
-    std::string_view m_rest;
+/// What a pattern has found in a text, in order.
+struct Scanned
+{
+    std::array<int, 7> numbers{};
+    std::array<std::string, 2> words; ///< in lower case
 };
+
+/// In the pattern, "n" is a number of one or two digits, "y" one of up to four, "w" a word, which may be empty, a space
+/// any blanks, and a character after "?" may be missing. The whole text must be of that form.
+std::optional<Scanned> scan(std::string_view text, std::string_view pattern)
+{
+    Scanned found;
+    auto number = found.numbers.begin();
+    auto word = found.words.begin();
+    for (auto wanted = pattern.begin(); wanted != pattern.end(); ++wanted) {
+        const auto take = [&](auto fits, std::size_t most = std::string_view::npos) {
+            const auto end = std::find_if_not(text.begin(), text.begin() + std::min(most, text.size()), fits);
+            const auto piece = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+            text.remove_prefix(piece.size());
+            return piece;
+        };
+        if (*wanted == ' ') {
+            take(isBlank);
+        } else if (*wanted == 'w') {
+            std::ranges::transform(take(isLetter), std::back_inserter(*word++), lower);
+        } else if (*wanted == 'n' || *wanted == 'y') {
+            const auto digits = take(isDigit, *wanted == 'n' ? 2 : 4);
+            if (std::from_chars(digits.data(), digits.data() + digits.size(), *number++).ec != std::errc{})
+                return {};
+        } else {
+            const bool mayMiss = *wanted == '?';
+            const char c = mayMiss ? *++wanted : *wanted;
+            if (take([c](char next) { return next == c; }, 1).empty() && !mayMiss)
+                return {};
+        }
+    }
+    return text.empty() ? std::optional(found) : std::nullopt;
+}
+
+constexpr const char* longDay = " w?.?, n w y ";
 
 std::optional<Day> valid(int year, int month, int day)
 {
-    const Day result{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},
-                     std::chrono::day{static_cast<unsigned>(day)}};
+    const Day result = std::chrono::year{year} / month / day;
     return result.ok() && year >= 1900 && year <= 9999 ? std::optional(result) : std::nullopt;
 }
 
-std::optional<Day> readLongDay(Reader& reader)
+std::optional<Day> longDayIn(const Scanned& found)
 {
-    std::string word = reader.word();
-    reader.take('.');
-    reader.take(',');
-    reader.skipBlanks();
-    const auto day = reader.number(2);
-    reader.skipBlanks();
-    word = reader.word();
-    reader.skipBlanks();
-    const auto year = reader.number(4);
-    if (!day || !year)
-        return {};
-    for (std::size_t i = 0; i < months.size(); ++i) {
-        const auto name = months[i];
-        if (word.size() == 3 && word[0] == lower(name[0]) && word[1] == name[1] && word[2] == name[2])
-            return valid(*year, static_cast<int>(i) + 1, *day);
-    }
-    return {};
+    const auto month = std::ranges::find_if(months, [&](std::string_view name) {
+        return std::ranges::equal(name.substr(0, 3), found.words[1], {}, lower);
+    });
+    return month == months.end()
+               ? std::nullopt
+               : valid(found.numbers[1], static_cast<int>(month - months.begin()) + 1, found.numbers[0]);
+}
+
+std::string dayText(Day day, std::size_t letters)
+{
+    const auto weekday = weekdays[std::chrono::weekday{sys_days{day}}.c_encoding()];
+    return std::string(weekday.substr(0, letters)) + ", " + dayNumber(day) + " " + monthName(day).substr(0, letters) +
+           " " + yearNumber(day);
 }
 
 std::tm localTime(Seconds moment)
@@ -130,34 +122,12 @@ std::tm localTime(Seconds moment)
     return parts;
 }
 
-template <typename... Values>
-std::string formatted(const char* pattern, Values... values)
-{
-    std::array<char, 96> text{};
-    std::snprintf(text.data(), text.size(), pattern, values...);
-    return text.data();
-}
-
-int yearOf(Day day)
-{
-    return static_cast<int>(day.year());
-}
-unsigned monthOf(Day day)
-{
-    return static_cast<unsigned>(day.month());
-}
-unsigned dayOf(Day day)
-{
-    return static_cast<unsigned>(day.day());
-}
-
 } // namespace
 
 Day localDay(Seconds moment)
 {
     const auto parts = localTime(moment);
-    return Day{std::chrono::year{parts.tm_year + 1900}, std::chrono::month{static_cast<unsigned>(parts.tm_mon + 1)},
-               std::chrono::day{static_cast<unsigned>(parts.tm_mday)}};
+    return year{parts.tm_year + 1900} / (parts.tm_mon + 1) / parts.tm_mday;
 }
 
 Minutes localMinutes(Seconds moment)
@@ -169,9 +139,9 @@ Minutes localMinutes(Seconds moment)
 Seconds momentOf(Day day, Minutes minutes)
 {
     std::tm parts{};
-    parts.tm_year = yearOf(day) - 1900;
-    parts.tm_mon = static_cast<int>(monthOf(day)) - 1;
-    parts.tm_mday = static_cast<int>(dayOf(day));
+    parts.tm_year = int{day.year()} - 1900;
+    parts.tm_mon = static_cast<int>(unsigned{day.month()}) - 1;
+    parts.tm_mday = static_cast<int>(unsigned{day.day()});
     parts.tm_hour = minutes / 60;
     parts.tm_min = minutes % 60;
     parts.tm_isdst = -1;
@@ -189,55 +159,68 @@ std::string localZoneName()
     return at == std::string::npos ? "UTC" : target.substr(at + folder.size());
 }
 
-std::optional<Day> dayOfYear(int number, int year)
+std::optional<Day> dayOfYear(std::int64_t number, std::int64_t year)
 {
     if (year < 1900 || year > 9999 || number < 1 || number > 366)
         return {};
-    using namespace std::chrono;
-    const Day day{sys_days{std::chrono::year{year} / January / 1} + days{number - 1}};
-    return yearOf(day) == year ? std::optional(day) : std::nullopt;
+    const std::chrono::year wanted{static_cast<int>(year)};
+    const Day day{sys_days{wanted / January / 1} + days{number - 1}};
+    return day.year() == wanted ? std::optional(day) : std::nullopt;
+}
+
+std::string dayNumber(Day day)
+{
+    return std::to_string(unsigned{day.day()});
+}
+
+std::string monthName(Day day)
+{
+    return std::string(months[unsigned{day.month()} - 1]);
+}
+
+std::string yearNumber(Day day)
+{
+    return std::to_string(int{day.year()});
 }
 
 std::string isoDayText(Day day)
 {
-    return formatted("%04d-%02u-%02u", yearOf(day), monthOf(day), dayOf(day));
+    return formatted("%04d-%02u-%02u", int{day.year()}, unsigned{day.month()}, unsigned{day.day()});
 }
 
 std::string longDayText(Day day)
 {
-    const std::chrono::weekday weekday{std::chrono::sys_days{day}};
-    return formatted("%s, %u %s %d", weekdays[weekday.c_encoding()].data(), dayOf(day), months[monthOf(day) - 1].data(),
-                     yearOf(day));
+    return dayText(day, 3);
 }
 
 std::string dayInWords(Day day)
 {
-    const std::chrono::weekday weekday{std::chrono::sys_days{day}};
-    return formatted("%s, %u %s %d", wholeWeekdays[weekday.c_encoding()].data(), dayOf(day),
-                     wholeMonths[monthOf(day) - 1].data(), yearOf(day));
+    return dayText(day, std::string::npos);
 }
 
 std::string daysInWords(Day first, Day last)
 {
-    std::string text = formatted("%u", dayOf(first));
-    if (yearOf(first) != yearOf(last))
-        text += formatted(" %s %d", wholeMonths[monthOf(first) - 1].data(), yearOf(first));
-    else if (monthOf(first) != monthOf(last))
-        text += formatted(" %s", wholeMonths[monthOf(first) - 1].data());
-    return text + formatted(" – %u %s %d", dayOf(last), wholeMonths[monthOf(last) - 1].data(), yearOf(last));
+    std::string text = dayNumber(first);
+    if (first.year() != last.year() || first.month() != last.month())
+        text += " " + monthName(first);
+    if (first.year() != last.year())
+        text += " " + yearNumber(first);
+    return text + " – " + dayNumber(last) + " " + monthName(last) + " " + yearNumber(last);
 }
 
 std::string momentText(Seconds moment)
 {
-    const auto days = std::chrono::floor<std::chrono::days>(std::chrono::sys_seconds{std::chrono::seconds{moment}});
-    const int rest = static_cast<int>(moment - std::chrono::seconds{days.time_since_epoch()}.count());
-    return longDayText(Day{days}) + formatted(" %02d:%02d:%02d +0000", rest / 3600, rest / 60 % 60, rest % 60);
+    const sys_seconds time{seconds{moment}};
+    const auto day = floor<days>(time);
+    const hh_mm_ss clock{time - day};
+    return longDayText(day) + formatted(" %02ld:%02ld:%02ld +0000", long{clock.hours().count()},
+                                        long{clock.minutes().count()}, long{clock.seconds().count()});
 }
 
 std::string clockText(Minutes minutes)
 {
-    const int hour = minutes / 60 % 24;
-    return formatted("%d:%02d%s", hour % 12 == 0 ? 12 : hour % 12, minutes % 60, hour < 12 ? "am" : "pm");
+    const hours hour{minutes / 60 % 24};
+    return formatted("%ld:%02d%s", long{make12(hour).count()}, minutes % 60, is_am(hour) ? "am" : "pm");
 }
 
 std::string hoursText(Seconds seconds)
@@ -250,55 +233,39 @@ std::string hoursText(Seconds seconds)
 
 std::optional<Day> readDay(std::string_view text)
 {
-    Reader iso(text);
-    const auto year = iso.number(4);
-    if (year && iso.take('-')) {
-        const auto month = iso.number(2);
-        const auto day = iso.numberAfter('-');
-        return month && day && iso.atEnd() ? valid(*year, *month, *day) : std::nullopt;
-    }
-    Reader words(text);
-    const auto day = readLongDay(words);
-    return words.atEnd() ? day : std::nullopt;
+    if (const auto iso = scan(text, " y-n-n "))
+        return valid(iso->numbers[0], iso->numbers[1], iso->numbers[2]);
+    const auto words = scan(text, longDay);
+    return words ? longDayIn(*words) : std::nullopt;
 }
 
 std::optional<Seconds> readMoment(std::string_view text)
 {
-    Reader reader(text);
-    const auto day = readLongDay(reader);
-    reader.skipBlanks();
-    const auto hour = reader.number(2);
-    const auto minute = reader.numberAfter(':');
-    const auto second = reader.numberAfter(':');
-    reader.skipBlanks();
-    const bool west = reader.take('-');
-    const bool east = !west && reader.take('+');
-    const auto offsetHours = reader.number(2);
-    reader.take(':');
-    const auto offsetMinutes = reader.number(2);
-    if (!day || !hour || !minute || !second || (!west && !east) || !offsetHours || !offsetMinutes || !reader.atEnd())
+    const std::string upToSign = longDay + std::string("n:n:n ");
+    const auto east = scan(text, upToSign + "+n?:n ");
+    const auto found = east ? east : scan(text, upToSign + "-n?:n ");
+    const auto day = found ? longDayIn(*found) : std::nullopt;
+    if (!day)
         return {};
-    if (*hour > 23 || *minute > 59 || *second > 60)
+    const auto [dayOfMonth, year, hour, minute, second, offsetHours, offsetMinutes] = found->numbers;
+    if (hour > 23 || minute > 59 || second > 60)
         return {};
-    const Seconds days = std::chrono::sys_days{*day}.time_since_epoch().count();
-    const Seconds offset = (west ? -1 : 1) * (*offsetHours * 3600 + *offsetMinutes * 60);
-    return days * 86400 + *hour * 3600 + *minute * 60 + *second - offset;
+    const auto offset = (east ? 1 : -1) * (hours{offsetHours} + minutes{offsetMinutes});
+    return (sys_days{*day} + hours{hour} + minutes{minute} + seconds{second} - offset).time_since_epoch().count();
 }
 
 std::optional<Minutes> readClock(std::string_view text)
 {
-    Reader reader(text);
-    const auto hour = reader.number(2);
-    const auto minute = reader.numberAfter(':');
-    reader.skipBlanks();
-    const auto half = reader.word();
-    if (!hour || !minute || *minute > 59 || !reader.atEnd())
+    const auto found = scan(text, " n:n w ");
+    if (!found || found->numbers[1] > 59)
         return {};
+    const auto [hour, minute] = std::pair(found->numbers[0], found->numbers[1]);
+    const auto& half = found->words[0];
     if (half.empty())
-        return *hour < 24 ? std::optional(*hour * 60 + *minute) : std::nullopt;
-    if ((half != "am" && half != "pm") || *hour < 1 || *hour > 12)
+        return hour < 24 ? std::optional(hour * 60 + minute) : std::nullopt;
+    if ((half != "am" && half != "pm") || hour < 1 || hour > 12)
         return {};
-    return (*hour % 12 + (half == "pm" ? 12 : 0)) * 60 + *minute;
+    return (hour % 12 + (half == "pm" ? 12 : 0)) * 60 + minute;
 }
 
 std::optional<double> readHours(std::string_view text)
@@ -309,7 +276,7 @@ std::optional<double> readHours(std::string_view text)
         text.remove_suffix(1);
     double hours = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), hours, std::chars_format::fixed);
-    if (text.empty() || error != std::errc{} || end != text.data() + text.size() || !std::isfinite(hours) || hours < 0)
+    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(hours) || hours < 0)
         return {};
     return std::min(hours, mostHours);
 }

@@ -27,8 +27,11 @@ Seconds momentOf(Day day, Minutes minutes);
 std::string localZoneName();
 
 /// The day of that number (1 = 1 January) in the year, if there is one.
-std::optional<Day> dayOfYear(int number, int year);
+std::optional<Day> dayOfYear(std::int64_t number, std::int64_t year);
 
+std::string dayNumber(Day day);   ///< "5"
+std::string monthName(Day day);   ///< "March"
+std::string yearNumber(Day day);  ///< "2024"
 std::string isoDayText(Day day);  ///< "2024-03-05"
 std::string longDayText(Day day); ///< "Tue, 5 Mar 2024"
 std::string dayInWords(Day day);  ///< "Tuesday, 5 March 2024", for people

@@ -1,5 +1,7 @@
 #include "Http.h"
 
+#include "Database.h"
+
 #include <algorithm>
 
 namespace localservice {
@@ -40,18 +42,32 @@ std::string Request::subdomain() const
     return number || label == "localhost" || host.starts_with('[') ? std::string() : label;
 }
 
-std::vector<std::string_view> Request::pieces() const
+std::vector<std::string_view> piecesOf(std::string_view path)
 {
-    std::vector<std::string_view> result;
-    auto rest = path();
-    while (!rest.empty()) {
-        rest.remove_prefix(rest.front() == '/' ? 1 : 0);
-        const auto end = std::min(rest.find('/'), rest.size());
+    std::vector<std::string_view> pieces;
+    while (!path.empty()) {
+        path.remove_prefix(path.front() == '/' ? 1 : 0);
+        const auto end = std::min(path.find('/'), path.size());
         if (end > 0)
-            result.push_back(rest.substr(0, end));
-        rest.remove_prefix(end);
+            pieces.push_back(path.substr(0, end));
+        path.remove_prefix(end);
     }
-    return result;
+    return pieces;
+}
+
+std::optional<std::vector<std::int64_t>> numbersIn(std::string_view path, std::string_view route)
+{
+    const auto pieces = piecesOf(path);
+    const auto wanted = piecesOf(route);
+    std::vector<std::int64_t> numbers;
+    const bool fits =
+        std::equal(pieces.begin(), pieces.end(), wanted.begin(), wanted.end(), [&](auto piece, auto name) {
+            if (name != "#")
+                return piece == name;
+            numbers.push_back(idIn(piece));
+            return numbers.back() > 0;
+        });
+    return fits ? std::optional(std::move(numbers)) : std::nullopt;
 }
 
 } // namespace localservice

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,9 +37,13 @@ struct Request
     std::string_view header(std::string_view name) const;
     /// The account that the host asked for stands for: the first label of its name. Empty for a bare loopback address.
     std::string subdomain() const;
-    /// The path's pieces between the slashes.
-    std::vector<std::string_view> pieces() const;
 };
+
+/// What stands between the slashes of a path.
+std::vector<std::string_view> piecesOf(std::string_view path);
+
+/// The numbers in a path where the route ("/projects/#") has "#"; nothing when the path is not of that route.
+std::optional<std::vector<std::int64_t>> numbersIn(std::string_view path, std::string_view route);
 
 /// A reply; its type is XML unless a Content-Type header says otherwise.
 struct Reply

@@ -1,7 +1,6 @@
 #include "ReportRange.h"
 
 #include <algorithm>
-#include <array>
 
 namespace localservice {
 
@@ -9,9 +8,6 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr std::array<std::string_view, 12> months{"January",   "February", "March",    "April",
-                                                  "May",       "June",     "July",     "August",
-                                                  "September", "October",  "November", "December"};
 constexpr int mostDays = 62;
 constexpr int longYear = 400;
 constexpr int mostMonthsInDays = 5 * 366;
@@ -46,21 +42,6 @@ bool isOfWholeMonths(const DayRange& range)
     return range.from.day() == 1d && range.to == lastOf(monthOf(range.to));
 }
 
-std::string number(Day day)
-{
-    return std::to_string(static_cast<unsigned>(day.day()));
-}
-
-std::string monthName(Day day)
-{
-    return std::string(months[static_cast<unsigned>(day.month()) - 1]);
-}
-
-std::string yearName(Day day)
-{
-    return std::to_string(static_cast<int>(day.year()));
-}
-
 Day endOfStep(Day first, StepLength length)
 {
     switch (length) {
@@ -91,7 +72,7 @@ void label(Step& step, StepLength length, int count)
     switch (length) {
     case StepLength::Day:
         step.name = longDayText(first);
-        step.label = (count <= 7 ? step.name.substr(0, 3) + " " : "") + number(first);
+        step.label = (count <= 7 ? step.name.substr(0, 3) + " " : "") + dayNumber(first);
         step.marked = count <= 7 || isMonday;
         break;
     case StepLength::Week:
@@ -99,18 +80,18 @@ void label(Step& step, StepLength length, int count)
         // The week that a month begins in has its name.
         step.marked = first.day() == 1d || monthOf(first) != monthOf(step.range.to);
         if (count <= 10)
-            step.label = number(first) + " " + monthName(first).substr(0, 3);
+            step.label = dayNumber(first) + " " + monthName(first).substr(0, 3);
         else if (step.marked)
             step.label = monthName(step.range.to).substr(0, 3);
         break;
     case StepLength::Month:
         step.name = nameOf(step.range);
         step.marked = first.month() == January;
-        step.label = step.marked ? yearName(first) : count <= 24 ? monthName(first).substr(0, 3) : std::string();
+        step.label = step.marked ? yearNumber(first) : count <= 24 ? monthName(first).substr(0, 3) : std::string();
         break;
     case StepLength::Year:
         step.name = nameOf(step.range);
-        step.label = yearName(first);
+        step.label = yearNumber(first);
         step.marked = true;
     }
 }
@@ -134,7 +115,7 @@ std::vector<std::pair<std::string, DayRange>> namedRanges(Day today)
     return {{"This week", week},
             {"Last week", {plus(week.from, -7), plus(week.to, -7)}},
             {"This month", whole(month)},
-            {"Last month", whole(month - std::chrono::months(1))},
+            {"Last month", whole(month - months(1))},
             {"This year", {today.year() / January / 1, today.year() / December / 31}}};
 }
 
@@ -142,7 +123,7 @@ std::optional<DayRange> shifted(const DayRange& range, int count)
 {
     DayRange result = range;
     if (isOfWholeMonths(range)) {
-        const auto length = (monthOf(range.to) - monthOf(range.from)) + std::chrono::months(1);
+        const auto length = (monthOf(range.to) - monthOf(range.from)) + months(1);
         result = {Day((monthOf(range.from) + length * count) / 1), lastOf(monthOf(range.to) + length * count)};
     } else {
         result = {plus(range.from, count * daysIn(range)), plus(range.to, count * daysIn(range))};
@@ -155,10 +136,10 @@ std::string nameOf(const DayRange& range)
 {
     const auto& [from, to] = range;
     if (from == from.year() / January / 1 && to == from.year() / December / 31)
-        return yearName(from);
+        return yearNumber(from);
     if (range == whole(monthOf(from)))
-        return monthName(from) + " " + yearName(from);
-    return from == to ? number(from) + " " + monthName(from) + " " + yearName(from) : daysInWords(from, to);
+        return monthName(from) + " " + yearNumber(from);
+    return from == to ? dayNumber(from) + " " + monthName(from) + " " + yearNumber(from) : daysInWords(from, to);
 }
 
 StepLength stepLengthOf(const DayRange& range, const Report& report)

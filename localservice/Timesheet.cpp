@@ -322,11 +322,6 @@ Timesheet::Timesheet(Storage& storage, const Person& person, Seconds now)
 {
 }
 
-tl::expected<std::vector<Entry>, Problem> Timesheet::day(Day day)
-{
-    return days(day, day);
-}
-
 tl::expected<std::vector<Entry>, Problem> Timesheet::days(Day first, Day last)
 {
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<std::vector<Entry>, Problem> {

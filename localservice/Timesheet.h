@@ -54,7 +54,6 @@ class Timesheet final
 public:
     Timesheet(Storage& storage, const Person& person, Seconds now);
 
-    tl::expected<std::vector<Entry>, Problem> day(Day day);
     /// Everything from the first day to the last.
     tl::expected<std::vector<Entry>, Problem> days(Day first, Day last);
     tl::expected<Entry, Problem> entry(Id id);

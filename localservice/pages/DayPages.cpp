@@ -298,9 +298,7 @@ void addDayPages(Site& site)
         return day ? goTo(dayPath(*day)) : goTo("/daily");
     });
     site.add("GET", "/daily/#/#", [](const Visit& visit, const std::vector<Id>& numbers) {
-        const auto day = numbers[0] <= 366 && numbers[1] <= 9999
-                             ? dayOfYear(static_cast<int>(numbers[0]), static_cast<int>(numbers[1]))
-                             : std::nullopt;
+        const auto day = dayOfYear(numbers[0], numbers[1]);
         return day ? dayPage(visit, *day) : notFoundPage(visit);
     });
     addEntryPages(site);

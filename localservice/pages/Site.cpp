@@ -78,15 +78,13 @@ bool Site::isAskedBy(const Request& request)
 
 void Site::add(std::string_view method, std::string_view path, Handler handler, For whom)
 {
-    const Request pattern{"GET", std::string(path), {}, {}};
-    const auto pieces = pattern.pieces();
-    m_routes.push_back({std::string(method), {pieces.begin(), pieces.end()}, std::move(handler), whom});
+    m_routes.push_back({std::string(method), std::string(path), std::move(handler), whom});
 }
 
 Reply Site::answer(const Request& request)
 {
     const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
-    const auto path = request.pieces();
+    const auto path = piecesOf(request.path());
     const bool isForm = request.method == "POST";
     if (!isForm && request.method != "GET" && request.method != "HEAD")
         return wrongMethod(plainProblem(405, "That Did Not Work", "This page cannot be asked for in this way."),
@@ -137,7 +135,7 @@ Reply Site::answerSignedIn(const Request& request, std::string_view session, Per
             return reply;
         }
     }
-    if (request.pieces().empty() || request.path() == "/sign-in")
+    if (piecesOf(request.path()).empty() || request.path() == "/sign-in")
         return goTo(pathHere(visit.query.text("to")));
     return answerTo(visit);
 }
@@ -283,26 +281,16 @@ Reply Site::asset(std::string_view name) const
 
 Reply Site::answerTo(const Visit& visit)
 {
-    const auto path = visit.request.pieces();
     const std::string method = visit.request.method == "HEAD" ? "GET" : visit.request.method;
     bool isThere = false;
     for (const auto& route : m_routes) {
-        if (route.pieces.size() != path.size())
-            continue;
-        std::vector<Id> numbers;
-        const bool fits =
-            std::equal(path.begin(), path.end(), route.pieces.begin(), [&](auto piece, const auto& wanted) {
-                if (wanted != "#")
-                    return piece == wanted;
-                numbers.push_back(idIn(piece));
-                return numbers.back() > 0;
-            });
-        isThere = isThere || fits;
-        if (!fits || route.method != method)
+        const auto numbers = numbersIn(visit.request.path(), route.path);
+        isThere = isThere || numbers;
+        if (!numbers || route.method != method)
             continue;
         if (route.whom == For::Administrators && !visit.person.admin)
             return problemPage(visit, {403, "Forbidden", "Only an administrator of this account can do that."});
-        return route.handler(visit, numbers);
+        return route.handler(visit, *numbers);
     }
     if (!isThere)
         return notFoundPage(visit);

@@ -56,7 +56,7 @@ private:
     struct Route
     {
         std::string method;
-        std::vector<std::string> pieces;
+        std::string path;
         Handler handler;
         For whom;
     };
