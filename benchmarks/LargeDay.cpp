@@ -1,9 +1,7 @@
 #include "LargeDay.h"
 
+#include "../tests/support/TestData.h"
 #include "Home.h"
-
-#include <localservice/Database.h>
-#include <localservice/Storage.h>
 
 #include <chrono>
 #include <iostream>
@@ -81,21 +79,17 @@ void fill(SQLite::Database& database, std::int64_t account, std::int64_t person,
 
 bool fillWithLargeDay(localservice::Database& database, bool running)
 {
-    const auto account = database.addAccount({.subdomain = accountName, .name = "Large"});
-    if (!account) {
-        std::cerr << account.error() << '\n';
-        return false;
-    }
-    const auto person = database.addPerson({.account = *account, .email = email, .password = password, .admin = true});
-    if (!person) {
-        std::cerr << person.error() << '\n';
-        return false;
-    }
-    const auto filled =
-        database.storage().change([&](SQLite::Database& file) -> tl::expected<void, localservice::Problem> {
-            fill(file, *account, *person, running);
-            return {};
-        });
+    using Filled = tl::expected<void, localservice::Problem>;
+    support::TestData data(database);
+    const auto filled = data.addAccount({.subdomain = accountName, .name = "Large"}).and_then([&](auto account) {
+        return data.addPerson({.account = account, .email = email, .password = password, .admin = true})
+            .and_then([&](auto person) {
+                return database.storage().change([&](SQLite::Database& file) -> Filled {
+                    fill(file, account, person, running);
+                    return {};
+                });
+            });
+    });
     if (!filled)
         std::cerr << filled.error().message << '\n';
     return filled.has_value();

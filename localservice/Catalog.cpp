@@ -12,6 +12,11 @@ tl::unexpected<Problem> refused(std::string kind, std::string message)
     return tl::unexpected(Problem{422, std::move(kind), std::move(message)});
 }
 
+std::string tableOf(Catalog::Kind kind)
+{
+    return kind == Catalog::Kind::Client ? "clients" : kind == Catalog::Kind::Project ? "projects" : "tasks";
+}
+
 /// What a record of that table is called.
 std::string wordFor(const std::string& table)
 {
@@ -42,7 +47,7 @@ tl::expected<std::string, Problem> Catalog::freeName(const std::string& table, s
 {
     const auto what = wordFor(table);
     auto name = checkedName(typed, what);
-    if (!name || m_doubles == Doubles::Allowed)
+    if (!name)
         return name;
     SQLite::Statement query(m_database,
                             "SELECT active FROM " + table +
@@ -55,16 +60,29 @@ tl::expected<std::string, Problem> Catalog::freeName(const std::string& table, s
     return refused("Name", "There is an archived " + what + " of this name. Restore that one, or choose another name.");
 }
 
-Id Catalog::named(const std::string& table, std::string_view name)
+Catalog::Added Catalog::add(Kind kind, std::string_view typed)
 {
-    return number(m_database,
-                  "SELECT id FROM " + table +
-                      " WHERE account_id = ? AND name = ? COLLATE NOCASE AND active ORDER BY id",
-                  m_account, nameText(name));
+    const auto name = freeName(tableOf(kind), typed, 0);
+    if (!name)
+        return tl::unexpected(name.error());
+    return insert(m_database,
+                  kind == Kind::Client ? "INSERT INTO clients (account_id, name, active) VALUES (?, ?, 1)"
+                                       : "INSERT INTO tasks (account_id, name, rate) VALUES (?, ?, 0)",
+                  m_account, *name);
 }
 
-Catalog::Done Catalog::rename(const std::string& table, Id id, std::string_view typed)
+Catalog::Added Catalog::named(Kind kind, std::string_view name)
 {
+    const Id known = number(m_database,
+                            "SELECT id FROM " + tableOf(kind) +
+                                " WHERE account_id = ? AND name = ? COLLATE NOCASE AND active ORDER BY id",
+                            m_account, nameText(name));
+    return known != 0 ? Added(known) : add(kind, name);
+}
+
+Catalog::Done Catalog::rename(Kind kind, Id id, std::string_view typed)
+{
+    const auto table = tableOf(kind);
     SQLite::Statement query(m_database, "SELECT name FROM " + table + " WHERE id = ? AND account_id = ?");
     SQLite::bind(query, id, m_account);
     if (!query.executeStep())
@@ -78,43 +96,38 @@ Catalog::Done Catalog::rename(const std::string& table, Id id, std::string_view 
     return {};
 }
 
-Catalog::Added Catalog::addClient(std::string_view typed, bool active)
+Catalog::Done Catalog::setActive(Kind kind, Id id, bool active)
 {
-    const auto name = freeName("clients", typed, 0);
-    if (!name)
-        return tl::unexpected(name.error());
-    return insert(m_database, "INSERT INTO clients (account_id, name, active) VALUES (?, ?, ?)", m_account, *name,
-                  int{active});
-}
-
-Catalog::Added Catalog::clientNamed(std::string_view name)
-{
-    const Id known = named("clients", name);
-    return known != 0 ? Added(known) : addClient(name);
-}
-
-Catalog::Done Catalog::renameClient(Id client, std::string_view name)
-{
-    return rename("clients", client, name);
-}
-
-Catalog::Done Catalog::setClientActive(Id client, bool active)
-{
-    if (auto found = find("clients", client); !found)
+    const auto table = tableOf(kind);
+    if (auto found = find(table, id); !found)
         return found;
-    execute(m_database, "UPDATE clients SET active = ? WHERE id = ?", int{active}, client);
-    if (!active)
-        execute(m_database, "UPDATE projects SET active = 0 WHERE client_id = ? AND active", client);
+    execute(m_database, "UPDATE " + table + " SET active = ? WHERE id = ?", int{active}, id);
+    if (kind == Kind::Client && !active)
+        execute(m_database, "UPDATE projects SET active = 0 WHERE client_id = ? AND active", id);
+    if (kind == Kind::Project && active)
+        execute(m_database,
+                "UPDATE clients SET active = 1 WHERE NOT active AND id = (SELECT client_id FROM projects WHERE id = ?)",
+                id);
     return {};
 }
 
-Catalog::Done Catalog::removeClient(Id client)
+Catalog::Done Catalog::remove(Kind kind, Id id)
 {
-    if (auto found = find("clients", client); !found)
+    const auto table = tableOf(kind);
+    if (auto found = find(table, id); !found)
         return found;
-    if (number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", client) > 0)
-        return refused("Booked", "This client has projects. Archive it instead, or remove its projects first.");
-    execute(m_database, "DELETE FROM clients WHERE id = ?", client);
+    const auto what = wordFor(table);
+    if (kind == Kind::Client) {
+        if (number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", id) > 0)
+            return refused("Booked", "This client has projects. Archive it instead, or remove its projects first.");
+    } else {
+        if (number(m_database, "SELECT COUNT(*) FROM entries WHERE " + what + "_id = ?", id) > 0)
+            return refused("Booked", "Time was booked on this " + what + ", so it stays. Archive it instead.");
+        execute(m_database, "DELETE FROM task_assignments WHERE " + what + "_id = ?", id);
+    }
+    if (kind == Kind::Project)
+        execute(m_database, "DELETE FROM user_assignments WHERE project_id = ?", id);
+    execute(m_database, "DELETE FROM " + table + " WHERE id = ?", id);
     return {};
 }
 
@@ -124,8 +137,6 @@ Catalog::Done Catalog::checkProject(const NewProject& project, Id itself)
         return tl::unexpected(name.error());
     if (characterCount(project.code) > longestCode)
         return refused("Code", "This code is too long. It can have " + std::to_string(longestCode) + " characters.");
-    if (m_doubles == Doubles::Allowed)
-        return {};
     SQLite::Statement query(m_database, "SELECT active FROM projects WHERE client_id = ? AND name = ? COLLATE NOCASE"
                                         " AND code = ? COLLATE NOCASE AND id <> ? ORDER BY active DESC");
     SQLite::bind(query, project.client, project.name, project.code, itself);
@@ -150,9 +161,8 @@ Catalog::Added Catalog::addProject(const NewProject& typed)
         return tl::unexpected(fine.error());
     return insert(m_database,
                   "INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
-                  " VALUES (?, ?, ?, ?, ?, ?, ?, 1)",
-                  m_account, project.client, project.name, project.code, int{project.billable}, project.billBy,
-                  project.rate);
+                  " VALUES (?, ?, ?, ?, ?, 'Tasks', 0, 1)",
+                  m_account, project.client, project.name, project.code, int{project.billable});
 }
 
 Catalog::Done Catalog::changeProject(Id project, const ProjectChange& change)
@@ -186,84 +196,18 @@ Catalog::Done Catalog::changeProject(Id project, const ProjectChange& change)
     return {};
 }
 
-Catalog::Done Catalog::setProjectActive(Id project, bool active)
-{
-    if (auto found = find("projects", project); !found)
-        return found;
-    execute(m_database, "UPDATE projects SET active = ? WHERE id = ?", int{active}, project);
-    if (active)
-        execute(m_database,
-                "UPDATE clients SET active = 1 WHERE NOT active AND id = (SELECT client_id FROM projects WHERE id = ?)",
-                project);
-    return {};
-}
-
-Catalog::Done Catalog::removeProject(Id project)
-{
-    if (auto found = find("projects", project); !found)
-        return found;
-    if (number(m_database, "SELECT COUNT(*) FROM entries WHERE project_id = ?", project) > 0)
-        return refused("Booked", "Time was booked on this project, so it stays. Archive it instead.");
-    execute(m_database, "DELETE FROM task_assignments WHERE project_id = ?", project);
-    execute(m_database, "DELETE FROM user_assignments WHERE project_id = ?", project);
-    execute(m_database, "DELETE FROM projects WHERE id = ?", project);
-    return {};
-}
-
-Catalog::Added Catalog::addTask(std::string_view typed, double rate)
-{
-    const auto name = freeName("tasks", typed, 0);
-    if (!name)
-        return tl::unexpected(name.error());
-    return insert(m_database, "INSERT INTO tasks (account_id, name, rate) VALUES (?, ?, ?)", m_account, *name, rate);
-}
-
-Catalog::Added Catalog::taskNamed(std::string_view name)
-{
-    const Id known = named("tasks", name);
-    return known != 0 ? Added(known) : addTask(name);
-}
-
-Catalog::Done Catalog::renameTask(Id task, std::string_view name)
-{
-    return rename("tasks", task, name);
-}
-
-Catalog::Done Catalog::setTaskActive(Id task, bool active)
-{
-    if (auto found = find("tasks", task); !found)
-        return found;
-    execute(m_database, "UPDATE tasks SET active = ? WHERE id = ?", int{active}, task);
-    return {};
-}
-
-Catalog::Done Catalog::removeTask(Id task)
-{
-    if (auto found = find("tasks", task); !found)
-        return found;
-    if (number(m_database, "SELECT COUNT(*) FROM entries WHERE task_id = ?", task) > 0)
-        return refused("Booked", "Time was booked on this task, so it stays. Archive it instead.");
-    execute(m_database, "DELETE FROM task_assignments WHERE task_id = ?", task);
-    execute(m_database, "DELETE FROM tasks WHERE id = ?", task);
-    return {};
-}
-
-Catalog::Added Catalog::offerTask(Id project, Id task, bool billable, double rate)
+Catalog::Done Catalog::offerTask(Id project, Id task, bool billable)
 {
     const auto place = find("projects", project);
     const auto work = find("tasks", task);
     if (!place || !work)
-        return tl::unexpected(place ? work.error() : place.error());
-    const Id offer =
-        number(m_database, "SELECT id FROM task_assignments WHERE project_id = ? AND task_id = ?", project, task);
-    if (offer != 0) {
-        execute(m_database, "UPDATE task_assignments SET billable = ? WHERE id = ?", int{billable}, offer);
-        return offer;
-    }
-    return insert(
-        m_database,
-        "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, ?)",
-        m_account, project, task, int{billable}, rate);
+        return place ? work : place;
+    if (execute(m_database, "UPDATE task_assignments SET billable = ? WHERE project_id = ? AND task_id = ?",
+                int{billable}, project, task) == 0)
+        execute(m_database,
+                "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, 0)",
+                m_account, project, task, int{billable});
+    return {};
 }
 
 Catalog::Done Catalog::offerTaskEverywhere(Id task, bool billable)
@@ -278,35 +222,28 @@ Catalog::Done Catalog::offerTaskEverywhere(Id task, bool billable)
     return {};
 }
 
-Catalog::Done Catalog::withdrawTask(Id project, Id task)
+void Catalog::withdrawTask(Id project, Id task)
 {
-    if (execute(m_database, "DELETE FROM task_assignments WHERE project_id = ? AND task_id = ? AND account_id = ?",
-                project, task, m_account) == 0)
-        return tl::unexpected(Problem{404, "Missing", "This task is not offered on the project."});
-    return {};
+    execute(m_database, "DELETE FROM task_assignments WHERE project_id = ? AND task_id = ? AND account_id = ?", project,
+            task, m_account);
 }
 
-Catalog::Added Catalog::assignPerson(Id project, Id person, double rate)
+Catalog::Done Catalog::assignPerson(Id project, Id person)
 {
     const auto place = find("projects", project);
     const auto who = find("people", person);
     if (!place || !who)
-        return tl::unexpected(place ? who.error() : place.error());
-    const Id assignment =
-        number(m_database, "SELECT id FROM user_assignments WHERE project_id = ? AND person_id = ?", project, person);
-    if (assignment != 0)
-        return assignment;
-    return insert(m_database,
-                  "INSERT INTO user_assignments (account_id, project_id, person_id, rate) VALUES (?, ?, ?, ?)",
-                  m_account, project, person, rate);
+        return place ? who : place;
+    execute(m_database,
+            "INSERT OR IGNORE INTO user_assignments (account_id, project_id, person_id, rate) VALUES (?, ?, ?, 0)",
+            m_account, project, person);
+    return {};
 }
 
-Catalog::Done Catalog::releasePerson(Id project, Id person)
+void Catalog::releasePerson(Id project, Id person)
 {
-    if (execute(m_database, "DELETE FROM user_assignments WHERE project_id = ? AND person_id = ? AND account_id = ?",
-                project, person, m_account) == 0)
-        return tl::unexpected(Problem{404, "Missing", "This person is not assigned to the project."});
-    return {};
+    execute(m_database, "DELETE FROM user_assignments WHERE project_id = ? AND person_id = ? AND account_id = ?",
+            project, person, m_account);
 }
 
 } // namespace localservice

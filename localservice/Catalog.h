@@ -15,6 +15,14 @@ class Database;
 
 namespace localservice {
 
+struct NewProject
+{
+    Id client = 0;
+    std::string name;
+    std::string code = {};
+    bool billable = true;
+};
+
 /// What is to become of a project; what is absent stays as it is.
 struct ProjectChange
 {
@@ -38,63 +46,45 @@ public:
     using Added = tl::expected<Id, Problem>;
     using Done = tl::expected<void, Problem>;
 
-    /// What happens to a second record of one name. People can hardly tell the two apart, so they are kept from it;
-    /// programs that fill an account may do it.
-    enum class Doubles
+    enum class Kind
     {
-        Refused,
-        Allowed,
+        Client,
+        Project,
+        Task,
     };
 
-    Catalog(SQLite::Database& database, Id account, Doubles doubles = Doubles::Refused)
-        : m_database(database), m_account(account), m_doubles(doubles)
-    {
-    }
+    Catalog(SQLite::Database& database, Id account) : m_database(database), m_account(account) {}
 
-    Added addClient(std::string_view name, bool active = true);
-    /// The client of that name that is not archived, made if there is none.
-    Added clientNamed(std::string_view name);
-    Done renameClient(Id client, std::string_view name);
-    /// An archived client's projects are archived with it. A restored one's stay so.
-    Done setClientActive(Id client, bool active);
-    /// Only without projects.
-    Done removeClient(Id client);
-
-    /// Projects of one client are doubles when they have one code too.
+    /// A client or a task. Nothing may have the name of another, archived or not: people could hardly tell them apart.
+    Added add(Kind kind, std::string_view name);
+    /// The client or task of that name that is not archived, made if there is none.
+    Added named(Kind kind, std::string_view name);
+    Done rename(Kind kind, Id id, std::string_view name);
+    /// Projects of one client may have one name if their codes differ.
     Added addProject(const NewProject& project);
     Done changeProject(Id project, const ProjectChange& change);
-    /// A project that is restored restores its client.
-    Done setProjectActive(Id project, bool active);
-    /// Only when nothing was ever booked on it.
-    Done removeProject(Id project);
+    /// An archived client's projects are archived with it; a restored one's stay so. A project that is restored
+    /// restores its client.
+    Done setActive(Kind kind, Id id, bool active);
+    /// Only a client without projects, and what was never booked.
+    Done remove(Kind kind, Id id);
 
-    Added addTask(std::string_view name, double rate = 0);
-    /// The task of that name that is not archived, made if there is none.
-    Added taskNamed(std::string_view name);
-    Done renameTask(Id task, std::string_view name);
-    Done setTaskActive(Id task, bool active);
-    /// Only when it was never booked.
-    Done removeTask(Id task);
-
-    /// What is offered already is billable as said from now on. Answers the assignment's id.
-    Added offerTask(Id project, Id task, bool billable, double rate = 0);
+    /// What is offered already is billable as said from now on.
+    Done offerTask(Id project, Id task, bool billable);
     /// Offers the task on every project that is not archived.
     Done offerTaskEverywhere(Id task, bool billable);
-    Done withdrawTask(Id project, Id task);
-    /// Lets a person book time on a project; answers the assignment's id.
-    Added assignPerson(Id project, Id person, double rate = 0);
-    Done releasePerson(Id project, Id person);
+    void withdrawTask(Id project, Id task);
+    /// Lets a person book time on a project.
+    Done assignPerson(Id project, Id person);
+    void releasePerson(Id project, Id person);
 
 private:
     Done find(const std::string& table, Id id);
     Done checkProject(const NewProject& project, Id itself);
     tl::expected<std::string, Problem> freeName(const std::string& table, std::string_view typed, Id itself);
-    Id named(const std::string& table, std::string_view name);
-    Done rename(const std::string& table, Id id, std::string_view name);
 
     SQLite::Database& m_database;
     Id m_account;
-    Doubles m_doubles;
 };
 
 } // namespace localservice

@@ -21,35 +21,6 @@ Id idIn(std::string_view text);
 template <typename T>
 using Result = tl::expected<T, std::string>;
 
-struct NewAccount
-{
-    std::string subdomain;        ///< the first label of the host that clients ask for; any case
-    std::string name = {};        ///< shown to people; the subdomain when empty
-    bool timestampTimers = false; ///< entries have start and end times rather than a duration
-    std::string timezone = {};    ///< an IANA name; the machine's zone when empty
-};
-
-struct NewPerson
-{
-    Id account = 0;
-    std::string email;
-    std::string password;
-    std::string firstName = {};
-    std::string lastName = {};
-    bool admin = false;
-    double rate = 0;
-};
-
-struct NewProject
-{
-    Id client = 0;
-    std::string name;
-    std::string code = {};
-    bool billable = true;
-    std::string billBy = "Tasks";
-    double rate = 0;
-};
-
 /// What `ensureSampleAccount` made or found.
 struct SampleAccount
 {
@@ -79,8 +50,8 @@ struct FileTrouble
     std::string stop = "stop the service"; ///< how somebody ends the program that has the file open
 };
 
-/// The data file of the service and what an administrator does to it: accounts, people and the catalog. Each call is
-/// one transaction, on disk when it returns. Thread-safe, and safe beside a service that runs on the same file.
+/// The data file of the service, and how its accounts begin. Each call is one transaction, on disk when it returns.
+/// Thread-safe, and safe beside a service that runs on the same file.
 class Database final
 {
 public:
@@ -90,26 +61,8 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    Result<Id> addAccount(const NewAccount& account);
-    Result<Id> addPerson(const NewPerson& person);
-    Result<Id> addClient(Id account, const std::string& name, bool active = true);
-    Result<Id> addProject(const NewProject& project);
-    Result<Id> addTask(Id account, const std::string& name, double rate = 0);
-    /// Offers a task on a project; answers the assignment's id.
-    Result<Id> offerTask(Id project, Id task, bool billable, double rate = 0);
-    /// Lets a person book time on a project; answers the assignment's id.
-    Result<Id> assignPerson(Id project, Id person, double rate = 0);
-
     /// Ends the sessions of that person, too.
     Result<void> setPassword(const std::string& subdomain, const std::string& email, const std::string& password);
-    /// An archived project keeps its entries and takes no new ones.
-    Result<void> setProjectActive(Id project, bool active);
-    Result<void> withdrawTask(Id project, Id task);
-    Result<void> renameProject(Id project, const std::string& name);
-    /// Locks the entry for the reason shown to people; unlocks it when there is none.
-    Result<void> lockEntry(Id entry, const std::optional<std::string>& reason);
-    Result<void> setBilled(Id entry, bool billed);
-
     /// The account of that subdomain and its owner, the first person in it. When there is none it is made, owned by
     /// `email`, with a small sample catalog.
     Result<SampleAccount> ensureSampleAccount(const std::string& email, const std::string& subdomain = "local",

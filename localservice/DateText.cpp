@@ -223,6 +223,12 @@ std::string clockText(Minutes minutes)
     return formatted("%ld:%02d%s", long{make12(hour).count()}, minutes % 60, is_am(hour) ? "am" : "pm");
 }
 
+std::string hoursMinutes(Seconds seconds)
+{
+    const Seconds minutes = (seconds + 30) / 60;
+    return formatted("%ld:%02ld", long{minutes / 60}, long{minutes % 60});
+}
+
 std::string hoursText(Seconds seconds)
 {
     std::string text = formatted("%.4f", static_cast<double>(seconds) / 3600.0);

@@ -37,9 +37,10 @@ std::string longDayText(Day day); ///< "Tue, 5 Mar 2024"
 std::string dayInWords(Day day);  ///< "Tuesday, 5 March 2024", for people
 /// "4 – 10 March 2024", "26 February – 3 March 2024": what both days have in common is said once.
 std::string daysInWords(Day first, Day last);
-std::string momentText(Seconds moment); ///< "Tue, 5 Mar 2024 08:15:00 +0000"
-std::string clockText(Minutes minutes); ///< "9:15am"
-std::string hoursText(Seconds seconds); ///< hours with up to four decimals, at least one: "1.5", "0.0833"
+std::string momentText(Seconds moment);    ///< "Tue, 5 Mar 2024 08:15:00 +0000"
+std::string clockText(Minutes minutes);    ///< "9:15am"
+std::string hoursMinutes(Seconds seconds); ///< "1:30", to the nearest minute
+std::string hoursText(Seconds seconds);    ///< hours with up to four decimals, at least one: "1.5", "0.0833"
 
 /// Reads "Tue, 5 Mar 2024" (the week day may be missing or wrong) and "2024-03-05".
 std::optional<Day> readDay(std::string_view text);

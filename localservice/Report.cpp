@@ -71,14 +71,6 @@ std::string clock(const SQLite::Column& minutes)
     return text.data();
 }
 
-std::string hoursAndMinutes(Seconds seconds)
-{
-    std::array<char, 32> text{};
-    const auto minutes = static_cast<long long>((seconds + 30) / 60);
-    std::snprintf(text.data(), text.size(), "%lld:%02lld", minutes / 60, minutes % 60);
-    return text.data();
-}
-
 /// As they are, in full width and small: all of them begin a formula somewhere.
 bool beginsFormula(char32_t c)
 {
@@ -222,7 +214,7 @@ std::string csvOf(SQLite::Database& database, const ReportFilter& filter)
         for (const auto& cell : {fullName(text(5), text(6), text(7)), text(8)})
             (csv += ',') += csvCell(cell);
         ((csv += ',') += hoursText(time)) += ',';
-        ((csv += hoursAndMinutes(time)) += ',') += billable ? "yes" : "no";
+        ((csv += hoursMinutes(time)) += ',') += billable ? "yes" : "no";
         ((csv += ',') += clock(query.getColumn(13))) += ',';
         (csv += clock(query.getColumn(14))) += "\r\n";
     }

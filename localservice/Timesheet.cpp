@@ -21,6 +21,12 @@ Problem staleEntry()
     return {409, "Conflict", "This entry has been updated since."};
 }
 
+/// `current` is the entry as it is.
+Refusal refusal(const Problem& problem, const std::optional<Entry>& current)
+{
+    return {problem, problem.status == 409 ? current : std::nullopt};
+}
+
 Seconds exactSeconds(double hours)
 {
     return std::llround(hours * 3600);
@@ -406,61 +412,59 @@ tl::expected<Entry, Problem> Timesheet::setTimer(Id id, std::optional<bool> want
     });
 }
 
-tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields, std::optional<Seconds> known)
+/// Runs `work(Ledger&, Entry&)` on an entry that is not locked and has not changed since `known`.
+template <typename Work>
+auto Timesheet::changeKnown(Id id, std::optional<Seconds> known, Work work)
 {
     std::optional<Entry> current;
-    auto result = m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
-        Ledger ledger(database, m_person, m_now);
-        auto entry = ledger.findUnlocked(id);
-        if (!entry)
-            return entry;
-        current = *entry;
-        if (known && *known != entry->updated)
-            return tl::unexpected(staleEntry());
-        const Id project = fields.project.value_or(entry->project);
-        const Id task = fields.task.value_or(entry->task);
+    using Done = std::invoke_result_t<Work, Ledger&, Entry&>;
+    return m_storage
+        .change([&](SQLite::Database& database) -> Done {
+            Ledger ledger(database, m_person, m_now);
+            auto entry = ledger.findUnlocked(id);
+            if (!entry)
+                return tl::unexpected(entry.error());
+            current = *entry;
+            if (known && *known != entry->updated)
+                return tl::unexpected(staleEntry());
+            return work(ledger, *entry);
+        })
+        .map_error([&](const Problem& problem) { return refusal(problem, current); });
+}
+
+tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields, std::optional<Seconds> known)
+{
+    return changeKnown(id, known, [&](Ledger& ledger, Entry& entry) -> tl::expected<Entry, Problem> {
+        const Id project = fields.project.value_or(entry.project);
+        const Id task = fields.task.value_or(entry.task);
         // An entry may stay where nothing new may be booked.
-        if (project != entry->project || task != entry->task) {
+        if (project != entry.project || task != entry.task) {
             if (const auto offered = ledger.checkOffer(project, task); !offered)
                 return tl::unexpected(offered.error());
         }
-        entry->project = project;
-        entry->task = task;
-        entry->day = fields.day.value_or(entry->day);
-        entry->notes = fields.notes.value_or(entry->notes);
+        entry.project = project;
+        entry.task = task;
+        entry.day = fields.day.value_or(entry.day);
+        entry.notes = fields.notes.value_or(entry.notes);
         // Clients leave hours of 0 out. In a request that names everything else of a finished entry, that means 0.
-        const bool zero = !entry->timerStarted && fields.project && fields.task && fields.day && fields.notes;
+        const bool zero = !entry.timerStarted && fields.project && fields.task && fields.day && fields.notes;
         tl::expected<void, Problem> set;
         if (m_person.timestampTimers)
-            set = changeTimes(*entry, fields, m_now);
+            set = changeTimes(entry, fields, m_now);
         else if (fields.hoursTouched.value_or(fields.hours || zero))
-            set = setHours(*entry, fields, m_now);
+            set = setHours(entry, fields, m_now);
         if (!set)
             return tl::unexpected(set.error());
-        return ledger.save(*entry);
+        return ledger.save(entry);
     });
-    if (!result)
-        return tl::unexpected(Refusal{result.error(), result.error().status == 409 ? current : std::nullopt});
-    return *result;
 }
 
 tl::expected<Id, Refusal> Timesheet::remove(Id id, std::optional<Seconds> known)
 {
-    std::optional<Entry> current;
-    auto result = m_storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
-        Ledger ledger(database, m_person, m_now);
-        auto entry = ledger.findUnlocked(id);
-        if (!entry)
-            return tl::unexpected(entry.error());
-        current = *entry;
-        if (known && *known != entry->updated)
-            return tl::unexpected(staleEntry());
+    return changeKnown(id, known, [&](Ledger& ledger, const Entry&) -> tl::expected<Id, Problem> {
         ledger.erase(id);
         return id;
     });
-    if (!result)
-        return tl::unexpected(Refusal{result.error(), result.error().status == 409 ? current : std::nullopt});
-    return *result;
 }
 
 tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& body)
@@ -478,7 +482,7 @@ tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& bo
         return tl::unexpected(Refusal{{500, "Validation", "The timer state must be running or stopped."}});
 
     std::optional<Entry> current;
-    auto result = m_storage.change([&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
+    const auto change = [&](SQLite::Database& database) -> tl::expected<Entry, Problem> {
         Ledger ledger(database, m_person, m_now);
         auto entry = ledger.find(id);
         if (!entry)
@@ -505,10 +509,8 @@ tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& bo
         }
         entry->base = hours;
         return ledger.save(*entry);
-    });
-    if (!result)
-        return tl::unexpected(Refusal{result.error(), result.error().status == 409 ? current : std::nullopt});
-    return *result;
+    };
+    return m_storage.change(change).map_error([&](const Problem& problem) { return refusal(problem, current); });
 }
 
 } // namespace localservice

@@ -76,6 +76,8 @@ public:
 
 private:
     tl::expected<Entry, Problem> setTimer(Id id, std::optional<bool> wanted);
+    template <typename Work>
+    auto changeKnown(Id id, std::optional<Seconds> known, Work work);
 
     Storage& m_storage;
     const Person& m_person;

@@ -165,8 +165,7 @@ void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record)
         html.leaf("a", {{"class", "button danger"}, {"href", record.path + "/delete"}}, "Delete…");
 }
 
-void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section,
-                   Catalog::Done (Catalog::*setActive)(Id, bool), Catalog::Done (Catalog::*remove)(Id),
+void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section, Catalog::Kind kind,
                    std::string (*nameOf)(const Visit&, Id))
 {
     using Numbers = std::vector<Id>;
@@ -175,7 +174,7 @@ void addRecordActs(Site& site, const std::string& list, const std::string& what,
             "POST", list + "/#/" + (active ? "restore" : "archive"),
             [=](const Visit& visit, const Numbers& numbers) {
                 const auto done =
-                    changeCatalog(visit, [&](Catalog& catalog) { return (catalog.*setActive)(numbers[0], active); });
+                    changeCatalog(visit, [&](Catalog& catalog) { return catalog.setActive(kind, numbers[0], active); });
                 return done ? goTo(recordPath(list, numbers[0]), active ? "restored" : "archived")
                             : problemPage(visit, done.error());
             },
@@ -201,7 +200,7 @@ void addRecordActs(Site& site, const std::string& list, const std::string& what,
     site.add(
         "POST", list + "/#/delete",
         [=](const Visit& visit, const Numbers& numbers) {
-            const auto done = changeCatalog(visit, [&](Catalog& catalog) { return (catalog.*remove)(numbers[0]); });
+            const auto done = changeCatalog(visit, [&](Catalog& catalog) { return catalog.remove(kind, numbers[0]); });
             return done ? goTo(list == "/clients" ? "/projects" : list, "deleted") : problemPage(visit, done.error());
         },
         Site::For::Administrators);

@@ -69,8 +69,7 @@ struct RecordEnd
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);
 
 /// Adds the forms of that page end: archive, restore, delete.
-void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section,
-                   Catalog::Done (Catalog::*setActive)(Id, bool), Catalog::Done (Catalog::*remove)(Id),
+void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section, Catalog::Kind kind,
                    std::string (*nameOf)(const Visit&, Id));
 
 } // namespace localservice

@@ -124,25 +124,25 @@ void addClientPages(Site& site)
     site.add(
         "POST", list,
         [](const Visit& visit, const Numbers&) {
-            const auto added =
-                changeCatalog(visit, [&](Catalog& catalog) { return catalog.addClient(visit.form.text("name")); });
+            const auto added = changeCatalog(
+                visit, [&](Catalog& catalog) { return catalog.add(Catalog::Kind::Client, visit.form.text("name")); });
             return added ? goTo(recordPath(list, *added), "added") : newPage(visit, added.error());
         },
         admins);
     site.add(
         "POST", list + "/#",
         [](const Visit& visit, const Numbers& numbers) {
-            const auto renamed = changeCatalog(
-                visit, [&](Catalog& catalog) { return catalog.renameClient(numbers[0], visit.form.text("name")); });
+            const auto renamed = changeCatalog(visit, [&](Catalog& catalog) {
+                return catalog.rename(Catalog::Kind::Client, numbers[0], visit.form.text("name"));
+            });
             return renamed ? goTo(recordPath(list, numbers[0]), "saved")
                            : clientPage(visit, numbers[0], renamed.error());
         },
         admins);
-    addRecordActs(site, list, "client", Section::Projects, &Catalog::setClientActive, &Catalog::removeClient,
-                  [](const Visit& visit, Id id) {
-                      const auto view = CatalogViews(visit).client(id);
-                      return view ? view->name : std::string();
-                  });
+    addRecordActs(site, list, "client", Section::Projects, Catalog::Kind::Client, [](const Visit& visit, Id id) {
+        const auto view = CatalogViews(visit).client(id);
+        return view ? view->name : std::string();
+    });
 }
 
 } // namespace localservice

@@ -189,11 +189,4 @@ std::string dayPath(Day day)
     return "/daily/" + std::to_string(number) + "/" + std::to_string(static_cast<int>(day.year()));
 }
 
-std::string hoursMinutes(Seconds seconds)
-{
-    const Seconds minutes = (seconds + 30) / 60;
-    const std::string rest = std::to_string(minutes % 60);
-    return std::to_string(minutes / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
-}
-
 } // namespace localservice

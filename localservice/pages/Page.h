@@ -69,7 +69,5 @@ Html::Element formTo(Html& html, const Visit& visit, std::string_view action, st
 
 /// "/daily/65/2024", the page of a day.
 std::string dayPath(Day day);
-/// "1:05", as people read hours.
-std::string hoursMinutes(Seconds seconds);
 
 } // namespace localservice

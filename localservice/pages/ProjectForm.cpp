@@ -261,7 +261,7 @@ Catalog::Added saveProject(Catalog& catalog, const Form& form, Id project)
     if (fresh || sent.touchedBox("billable"))
         change.billable = form.has("billable");
     if (!form.trimmed("new-client").empty()) {
-        const auto client = catalog.clientNamed(form.text("new-client"));
+        const auto client = catalog.named(Catalog::Kind::Client, form.text("new-client"));
         if (!client)
             return tl::unexpected(Problem{client.error().status, "NewClient", client.error().message});
         change.client = *client;
@@ -281,31 +281,31 @@ Catalog::Added saveProject(Catalog& catalog, const Form& form, Id project)
     const auto billable = form.ids("task-billable");
     for (const Id task : fresh ? form.ids("task") : sent.changed("task", true)) {
         if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
-            return offered;
+            return tl::unexpected(offered.error());
     }
     if (!fresh) {
         for (const Id task : form.ids("task")) {
             if (!sent.touched("task-billable", task) || sent.touched("task", task))
                 continue;
             if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
-                return offered;
+                return tl::unexpected(offered.error());
         }
         // Withdrawn or released by somebody else meanwhile is what was asked for.
         for (const Id task : sent.changed("task", false))
-            static_cast<void>(catalog.withdrawTask(project, task));
+            catalog.withdrawTask(project, task);
         for (const Id person : sent.changed("person", false))
-            static_cast<void>(catalog.releasePerson(project, person));
+            catalog.releasePerson(project, person);
     }
     for (const auto& name : lines(form.text("new-tasks"))) {
-        const auto task = catalog.taskNamed(name);
+        const auto task = catalog.named(Catalog::Kind::Task, name);
         if (!task)
             return tl::unexpected(Problem{task.error().status, "NewTasks", task.error().message});
         if (const auto offered = catalog.offerTask(project, *task, form.has("billable")); !offered)
-            return offered;
+            return tl::unexpected(offered.error());
     }
     for (const Id person : fresh ? form.ids("person") : sent.changed("person", true)) {
         if (const auto assigned = catalog.assignPerson(project, person); !assigned)
-            return assigned;
+            return tl::unexpected(assigned.error());
     }
     return project;
 }

@@ -207,7 +207,7 @@ void addProjectPages(Site& site)
     };
     site.add("POST", projectList, send, admins);
     site.add("POST", projectList + "/#", send, admins);
-    addRecordActs(site, projectList, "project", Section::Projects, &Catalog::setProjectActive, &Catalog::removeProject,
+    addRecordActs(site, projectList, "project", Section::Projects, Catalog::Kind::Project,
                   [](const Visit& visit, Id id) {
                       const auto view = CatalogViews(visit).project(id);
                       return view ? projectText(view->fields.code, view->fields.name) : std::string();

@@ -170,7 +170,7 @@ void addTaskPages(Site& site)
         [](const Visit& visit, const Numbers&) {
             const auto& form = visit.form;
             const auto added = changeCatalog(visit, [&](Catalog& catalog) {
-                return catalog.addTask(form.text("name")).and_then([&](Id task) -> Catalog::Done {
+                return catalog.add(Catalog::Kind::Task, form.text("name")).and_then([&](Id task) -> Catalog::Done {
                     return form.has("everywhere") ? catalog.offerTaskEverywhere(task, form.has("billable"))
                                                   : Catalog::Done();
                 });
@@ -181,16 +181,16 @@ void addTaskPages(Site& site)
     site.add(
         "POST", list + "/#",
         [](const Visit& visit, const Numbers& numbers) {
-            const auto renamed = changeCatalog(
-                visit, [&](Catalog& catalog) { return catalog.renameTask(numbers[0], visit.form.text("name")); });
+            const auto renamed = changeCatalog(visit, [&](Catalog& catalog) {
+                return catalog.rename(Catalog::Kind::Task, numbers[0], visit.form.text("name"));
+            });
             return renamed ? goTo(recordPath(list, numbers[0]), "saved") : taskPage(visit, numbers[0], renamed.error());
         },
         admins);
-    addRecordActs(site, list, "task", Section::Tasks, &Catalog::setTaskActive, &Catalog::removeTask,
-                  [](const Visit& visit, Id id) {
-                      const auto view = CatalogViews(visit).task(id);
-                      return view ? view->name : std::string();
-                  });
+    addRecordActs(site, list, "task", Section::Tasks, Catalog::Kind::Task, [](const Visit& visit, Id id) {
+        const auto view = CatalogViews(visit).task(id);
+        return view ? view->name : std::string();
+    });
 }
 
 } // namespace localservice

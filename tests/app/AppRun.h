@@ -17,6 +17,7 @@
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 #include "support/ScriptedPeer.h"
+#include "support/TestData.h"
 #include "support/TestEnvironment.h"
 #include "timesheet/TimesheetController.h"
 
@@ -38,9 +39,9 @@ public:
     explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
-        localservice::Database& data = *service.database().value();
+        support::TestData data(*service.database().value());
         account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
-        person = addAnn(data);
+        person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
         design = data.addTask(account, "Design").value();
@@ -157,16 +158,5 @@ private:
         return {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(),
                 .clock = [this] { return test.time.now(); },
                 .ownerPassword = "secret"};
-    }
-
-    /// A hash, and checking a password against it, takes longer than the rest of making a run: it is made once for all
-    /// of them, and the service knows the password as its owner's.
-    localservice::Id addAnn(localservice::Database& data)
-    {
-        static const std::string hash = localservice::hashOfPassword("secret").value();
-        const auto add = [this](SQLite::Database& database) {
-            return localservice::People(database, account).add({"ann@example.com", "Ann", "Lee"}, hash);
-        };
-        return data.storage().change(add).value();
     }
 };

@@ -266,7 +266,7 @@ private slots:
         const auto sample =
             (*database)->ensureSampleAccount("me@localhost", "local", localservice::FirstPassword::None);
         QVERIFY(sample && !sample->password && !sample->hasPassword);
-        const auto bob = (*database)->addPerson({sample->account, "bob@localhost", "secret of bob"});
+        const auto bob = support::TestData(**database).addPerson({sample->account, "bob@localhost", "secret of bob"});
         QVERIFY(bob && service.start());
         const auto who = [&](const QString& email, const QString& password) {
             HttpClient client(QString::fromStdString(service.url("local")), email, password);

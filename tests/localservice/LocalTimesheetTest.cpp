@@ -373,7 +373,7 @@ void LocalTimesheetTest::lockedAndArchivedEntriesStay()
     s.pass(36s);
     QCOMPARE(s.get(u"/daily/timer/"_s + running).text(u"hours"_s), u"0.01"_s);
 
-    QVERIFY(s.database().lockEntry(finished.toLongLong(), std::nullopt));
+    QVERIFY(s.database().lockEntry(finished.toLongLong(), ""));
     QVERIFY(s.database().setProjectActive(s.acme.website, false));
     QCOMPARE(s.get(u"/daily/timer/"_s + finished).text(u"message"_s), u"This project has been archived."_s);
     QCOMPARE(s.post(u"/daily/update/"_s + finished, requestBody({{u"hours"_s, u"2"_s}})).text(u"hours"_s), u"2.0"_s);
@@ -463,7 +463,7 @@ void LocalTimesheetTest::cacheVersionGrowsWithTheCatalogOnly()
         last = now;
         return grown;
     };
-    auto& data = s.database();
+    auto data = s.database();
     QVERIFY(grows(data.addClient(s.acme.id, "New").has_value()));
     QVERIFY(grows(data.renameProject(s.acme.website, "Web Site").has_value()));
     QVERIFY(grows(data.setProjectActive(s.acme.internal, false).has_value()));

@@ -173,7 +173,7 @@ void PeopleTest::reachesOnlyTheAccount()
 void PeopleTest::programsOfMembersReadOnlyTheirOwn()
 {
     Acme s;
-    auto& data = s.database();
+    auto data = s.database();
     const Id member = data.addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone", false, 55}).value();
     data.assignPerson(s.acme.website, member, 45).value();
     const Id cages =

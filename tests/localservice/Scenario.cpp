@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-Scenario::Account fill(localservice::Database& data, const QString& subdomain, bool timestampTimers)
+Scenario::Account fill(support::TestData data, const QString& subdomain, bool timestampTimers)
 {
     Scenario::Account account{subdomain};
     account.id = data.addAccount({subdomain.toStdString(), "Acme & Co", timestampTimers, "Europe/Berlin"}).value();
@@ -41,8 +41,8 @@ struct Template
         const auto database = localservice::Database::open(file.toStdString());
         if (!database)
             qFatal("%s", database.error().c_str());
-        acme = fill(**database, u"acme"_s, false);
-        clock = fill(**database, u"clock"_s, true);
+        acme = fill(support::TestData(**database), u"acme"_s, false);
+        clock = fill(support::TestData(**database), u"clock"_s, true);
     }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../support/TestData.h"
 #include "HttpClient.h"
 
 #include "localservice/Service.h"
@@ -51,7 +52,7 @@ public:
     localservice::Timesheet timesheet();
     localservice::Seconds now() const { return m_now; }
 
-    localservice::Database& database() { return **service->database(); }
+    support::TestData database() { return support::TestData(**service->database()); }
     const Account& account() const { return *m_current; }
 
     Account acme;

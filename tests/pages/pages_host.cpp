@@ -7,6 +7,7 @@
 //   link TARGET PERSON ACCOUNT    the address by which a browser of this machine arrives signed in
 //   file           the path of the data file
 
+#include "../support/TestData.h"
 #include "localservice/Service.h"
 
 #include <atomic>
@@ -22,7 +23,7 @@ namespace {
 // Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in the accounts' zone.
 constexpr std::int64_t start = 1709626540;
 
-Id person(Database& data, Id account, const std::string& first, const std::string& last, bool admin)
+Id person(support::TestData& data, Id account, const std::string& first, const std::string& last, bool admin)
 {
     std::string email = first + "@example.com";
     email[0] = static_cast<char>(email[0] | 0x20);
@@ -30,7 +31,7 @@ Id person(Database& data, Id account, const std::string& first, const std::strin
 }
 
 /// What tests/pages/pages.py tells of the accounts is true by this.
-void fill(Database& data, const std::string& subdomain, const std::string& name, bool timestampTimers)
+void fill(support::TestData data, const std::string& subdomain, const std::string& name, bool timestampTimers)
 {
     const Id account = data.addAccount({subdomain, name, timestampTimers, "Europe/Berlin"}).value();
     const Id ann = person(data, account, "Ann", "Lee", true);
@@ -57,9 +58,9 @@ public:
     explicit Host(std::filesystem::path folder) : m_folder(std::move(folder))
     {
         const auto data = Database::open(original()).value();
-        fill(*data, "acme", "Acme & Co", false);
-        fill(*data, "clock", "Clockworks", true);
-        fill(*data, "other", "Other Ltd", false);
+        fill(support::TestData(*data), "acme", "Acme & Co", false);
+        fill(support::TestData(*data), "clock", "Clockworks", true);
+        fill(support::TestData(*data), "other", "Other Ltd", false);
     }
 
     std::string answer(const std::string& line)

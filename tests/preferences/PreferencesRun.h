@@ -9,6 +9,7 @@
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
 #include "support/ScriptedPeer.h"
+#include "support/TestData.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractButton>
@@ -55,7 +56,7 @@ public:
     PreferencesRun() : service({.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString()})
     {
         settings::QuillonPreferences::setupDefaults();
-        localservice::Database& data = *service.database().value();
+        support::TestData data(*service.database().value());
         const localservice::Id account = data.addAccount({"acme"}).value();
         data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);

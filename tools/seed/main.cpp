@@ -5,6 +5,8 @@
 
 #include "Seed.h"
 
+#include "../support/TestData.h"
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -60,7 +62,10 @@ const std::vector<Line> extremes{
 class Catalog
 {
 public:
-    Catalog(Database& data, const SampleAccount& account) : m_data(data), m_account(account) {}
+    Catalog(Database& database, const SampleAccount& account)
+        : m_database(database), m_data(database), m_account(account)
+    {
+    }
 
     void add(const Line& line)
     {
@@ -79,14 +84,15 @@ public:
             task = m_data.addTask(m_account.account, line.task).value();
         if (!std::exchange(m_offers[{project, task}], true))
             m_data.offerTask(project, task, true).value();
-        seed::add(m_data, m_account.person,
+        seed::add(m_database, m_account.person,
                   {project, task, line.notes, line.minutes, line.running, line.lockedReason,
                    isoDayText(localDay(moment - Seconds{86400} * line.daysAgo))},
                   moment);
     }
 
 private:
-    Database& m_data;
+    Database& m_database;
+    support::TestData m_data;
     const SampleAccount& m_account;
     std::map<std::string, Id> m_clients;
     std::map<std::pair<std::string, std::string>, Id> m_projects;
