@@ -39,7 +39,7 @@ public:
     explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
-        support::TestData data(*service.database().value());
+        support::TestData data = this->data();
         account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         client = data.addClient(account, "Harbour").value();
@@ -56,6 +56,9 @@ public:
             signIn(QStringLiteral("acme"), QStringLiteral("ann@example.com"), QStringLiteral("secret"));
         menulet = std::make_unique<app::WrenfoldMenulet>();
     }
+
+    /// What the service has in its file.
+    support::TestData data() { return support::TestData(*service.database().value()); }
 
     void signIn(const QString& account, const QString& email, const QString& password)
     {

@@ -75,7 +75,7 @@ private slots:
         run.start();
         run.refresh();
         run.requested();
-        QVERIFY(run.service.database().value()->renameProject(run.website, "Shop"));
+        QVERIFY(run.data().renameProject(run.website, "Shop"));
 
         // The next slim reply tells the new version; then the account and the day come again, in full.
         run.refresh();
@@ -250,7 +250,7 @@ private slots:
         run.start();
         run.startTimer(u"Design"_s);
         run.menulet->showNewTimerWindow(nullptr);
-        localservice::Database& data = *run.service.database().value();
+        support::TestData data = run.data();
         const auto other = data.addAccount({"other"}).value();
         QVERIFY(data.addPerson({other, "ann@example.com", "secret"}));
         timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();

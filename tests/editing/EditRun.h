@@ -24,7 +24,7 @@ class EditRun : public AppRun
 public:
     explicit EditRun(Timers timers = Timers::Hours) : AppRun(true, timers)
     {
-        support::TestData data(*service.database().value());
+        support::TestData data = this->data();
         intranet = data.addProject({client, "Intranet"}).value();
         data.offerTask(intranet, design, true).value();
         support = data.addTask(account, "Support").value();

@@ -514,7 +514,7 @@ private slots:
         const QString id = run.book();
         run.edit();
         run.type(run.hours(), u"4"_s);
-        QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), "Approved by Kim."));
+        QVERIFY(run.data().lockEntry(id.toLongLong(), "Approved by Kim."));
         run.refresh();
         run.peer.forgetRequests();
         run.save();
@@ -522,7 +522,7 @@ private slots:
                  u"This timer has been locked in the meantime and can no longer be changed. Approved by Kim."_s);
         run.acknowledge();
         QCOMPARE(run.hours().text(), u"4"_s);
-        QVERIFY(run.service.database().value()->lockEntry(id.toLongLong(), std::nullopt));
+        QVERIFY(run.data().lockEntry(id.toLongLong(), ""));
         run.refresh();
         run.peer.forgetRequests();
         run.save();
@@ -634,7 +634,7 @@ private slots:
         run.edit();
         run.type(run.project(), u"intranet"_s);
         run.press(Qt::Key_Tab);
-        QVERIFY(run.service.database().value()->setProjectActive(run.intranet, false));
+        QVERIFY(run.data().setProjectActive(run.intranet, false));
         service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
         run.settle();
         QCOMPARE(run.project().text(), u"Intranet"_s);

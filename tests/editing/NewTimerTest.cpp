@@ -24,7 +24,7 @@ class NewTimerRun : public AppRun
 public:
     NewTimerRun()
     {
-        support::TestData data(*service.database().value());
+        support::TestData data = this->data();
         const localservice::Id zoo = data.addClient(account, "Zoo").value();
         garden = data.addProject({zoo, "Garden"}).value();
         attic = data.addProject({zoo, "Attic"}).value();
@@ -601,7 +601,7 @@ private slots:
     void refreshesLeaveWhatIsTypedAlone()
     {
         NewTimerRun run;
-        support::TestData data(*run.service.database().value());
+        support::TestData data = run.data();
         const auto refresh = [&] {
             run.test.time.advance(std::chrono::seconds(60));
             service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);

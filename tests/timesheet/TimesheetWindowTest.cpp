@@ -461,7 +461,7 @@ private slots:
         const QPointer<QMenu> menu = openMenu();
 
         // Hours and notes change, the number of rows does not.
-        QVERIFY(run.service.database().value()->renameProject(run.website, "Relaunch"));
+        QVERIFY(run.data().renameProject(run.website, "Relaunch"));
         run.refresh();
         run.refresh();
         QCOMPARE(list.scrollOffset(), 333);

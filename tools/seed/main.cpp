@@ -5,7 +5,7 @@
 
 #include "Seed.h"
 
-#include "../support/TestData.h"
+#include "../../tests/support/TestData.h"
 
 #include <chrono>
 #include <cstdio>
