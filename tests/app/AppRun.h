@@ -2,10 +2,7 @@
 
 #include "app/StatusMenu.h"
 #include "app/WrenfoldMenulet.h"
-#include "localservice/Credentials.h"
-#include "localservice/People.h"
 #include "localservice/Service.h"
-#include "localservice/Storage.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
 #include "model/Project.h"
