@@ -18,9 +18,9 @@ class UpdateWindow;
 /// Looks for newer versions in the feed at `SUFeedURL`, over HTTP, on a thread of its own. Without such an address it
 /// asks nobody anything.
 ///
-/// A newer version is told in a window. What was found unasked is told once per run, not at all when the person has
-/// skipped that version, and never takes the focus; what went wrong unasked is not told. Nothing is ever downloaded:
-/// the window offers to open a page in the browser. Needs a `platform::Run`.
+/// A newer version is announced in a window. What was found unasked is announced once per run, not at all when the
+/// person has skipped that version, and never takes the focus; what went wrong unasked is kept quiet. Nothing is ever
+/// downloaded: the window offers to open a page in the browser. Needs a `platform::Run`.
 class AppcastFeed final : public platform::UpdateFeed
 {
 public:

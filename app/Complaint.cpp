@@ -36,12 +36,12 @@ void note(QtMsgType type, const QMessageLogContext& /*context*/, const QString& 
 QString printable(const QString& text)
 {
     QString shown;
-    for (const uint sign : text.toUcs4()) {
-        const QChar::Category category = QChar::category(sign);
-        if (QChar::isPrint(sign) && category != QChar::Separator_Line && category != QChar::Separator_Paragraph)
-            shown += QChar::fromUcs4(sign);
+    for (const uint character : text.toUcs4()) {
+        const QChar::Category category = QChar::category(character);
+        if (QChar::isPrint(character) && category != QChar::Separator_Line && category != QChar::Separator_Paragraph)
+            shown += QChar::fromUcs4(character);
         else
-            shown += u"\\u{%1}"_s.arg(sign, 0, 16);
+            shown += u"\\u{%1}"_s.arg(character, 0, 16);
     }
     return shown;
 }

@@ -4,7 +4,7 @@
 
 namespace app {
 
-/// The text for a terminal: what is no printable sign stands there by its number, such as \u{1b}. So a name that
+/// The text for a terminal: a character that is not printable becomes its number, such as \u{1b}. So a name that
 /// somebody else has chosen can neither steer the terminal nor begin a line of its own.
 QString printable(const QString& text);
 

@@ -19,7 +19,7 @@ namespace app {
 /// and rather keeps a minute too many than loses one.
 qint64 SystemIdleTime();
 
-/// Is told of idleness.
+/// Hears of idleness.
 class IdleTimerDelegate
 {
 public:
@@ -44,7 +44,7 @@ public:
     /// Begins to watch. The interval (seconds) serves as the threshold until the first look.
     explicit IdleTimer(double interval);
 
-    /// Not owned; told of everything, if set.
+    /// Not owned; hears of everything, if set.
     void setDelegate(IdleTimerDelegate* delegate) { m_delegate = delegate; }
 
     void setupTimer();

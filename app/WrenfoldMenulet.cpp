@@ -189,7 +189,7 @@ std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator(
                     self->fetchEverything();
             });
         });
-        // A store that cannot be used is told by `--check` alone: the program works from memory, and everything is
+        // A store that cannot be used is reported by `--check` alone: the program works from memory, and everything is
         // fetched again at the next start.
         static_cast<void>(coordinator->addStore(folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s));
         m_persistentStoreCoordinator = std::move(coordinator);

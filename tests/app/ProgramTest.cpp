@@ -175,7 +175,7 @@ private slots:
         QVERIFY(program.process.readAllStandardOutput().isEmpty());
     }
 
-    void keepsTheDayInItsOwnService()
+    void keepsTheDayInTheBuiltInService()
     {
         Program program({u"--local"_s});
         // Off screen Qt warns of what such windows cannot do; the program's own words are no log messages.
