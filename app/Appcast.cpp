@@ -101,7 +101,7 @@ QString AppcastItem::plainNotes() const
 tl::expected<std::optional<AppcastItem>, QString> Appcast::newest(const QByteArray& xml)
 {
     const auto unreadable = tl::unexpected(tr("The list of versions cannot be read."));
-    if (xml.size() > largestFeed)
+    if (xml.size() > LargestFeed)
         return unreadable;
     QXmlStreamReader reader(xml);
     while (!reader.atEnd() && !reader.isStartElement()) {

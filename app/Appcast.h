@@ -30,7 +30,7 @@ public:
     Appcast() = delete;
 
     /// A larger feed is no feed.
-    static constexpr qsizetype largestFeed = qsizetype{1024} * 1024;
+    static constexpr qsizetype LargestFeed = qsizetype{1024} * 1024;
 
     /// The newest version that is for this system and has a page. Empty: the feed lists none. The error is a sentence;
     /// it comes for what is no such feed, and when versions are listed but none can be used. Any thread.

@@ -49,7 +49,7 @@ void showAlert(const QString& title, const QString& text)
 tl::expected<std::optional<AppcastItem>, QString> fetch(const QByteArray& url, const QByteArray& userAgent,
                                                         std::chrono::milliseconds patience, const std::stop_token& stop)
 {
-    service::HttpClient client(patience, Appcast::largestFeed);
+    service::HttpClient client(patience, Appcast::LargestFeed);
     const service::HttpReply reply = client.send({.url = url, .headers = {{"User-Agent", userAgent}}}, stop);
     if (reply.error)
         return tl::unexpected(reply.error->localizedDescription);

@@ -18,11 +18,11 @@ QStringList startArguments()
     if (!here)
         arguments.removeAll(u"--local"_s);
     // The next start may be in another folder.
-    constexpr auto Info = "--info="_L1;
+    constexpr auto info = "--info="_L1;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         QString& argument = arguments[i];
-        if (argument.startsWith(Info))
-            argument = Info + QDir().absoluteFilePath(argument.mid(Info.size()));
+        if (argument.startsWith(info))
+            argument = info + QDir().absoluteFilePath(argument.mid(info.size()));
         else if (i > 0 && arguments.at(i - 1) == "--info"_L1)
             argument = QDir().absoluteFilePath(argument);
     }

@@ -9,9 +9,9 @@
 namespace bench {
 
 BareClient::BareClient(const std::string& port)
-    : m_base("http://" + std::string(accountName) + ".localhost:" + port), m_easy(curl_easy_init())
+    : m_base("http://" + std::string(AccountName) + ".localhost:" + port), m_easy(curl_easy_init())
 {
-    const std::string credentials = std::string(email) + ':' + password;
+    const std::string credentials = std::string(Email) + ':' + Password;
     curl_easy_setopt(m_easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
     curl_easy_setopt(m_easy, CURLOPT_USERPWD, credentials.c_str());
     curl_easy_setopt(m_easy, CURLOPT_PROXY, "");

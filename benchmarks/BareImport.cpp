@@ -62,7 +62,7 @@ struct Table
     int count;
 };
 
-constexpr std::array<Table, TableCount> tables = {{
+constexpr std::array<Table, TableCount> Tables = {{
     {"Client", "name, company", 2},
     {"Project", "idString, name, code, isBillable, isActive, company, client", 7},
     {"Task", "idString, name, company", 3},
@@ -187,9 +187,9 @@ public:
     explicit Rows(sqlite3* database) : m_database(database)
     {
         for (std::size_t i = 0; i < TableCount; ++i) {
-            const std::string name = tables[i].name, columns = tables[i].columns;
+            const std::string name = Tables[i].name, columns = Tables[i].columns;
             std::string places = "?";
-            for (int k = 0; k < tables[i].count; ++k)
+            for (int k = 0; k < Tables[i].count; ++k)
                 places += ", ?";
             m_insert[i] =
                 prepared(database, "INSERT OR REPLACE INTO " + name + " (pk, " + columns + ") VALUES (" + places + ')');
@@ -215,7 +215,7 @@ public:
         if (row == 0)
             row = ++m_last[table];
         sqlite3_bind_int64(statement, 1, row);
-        for (int i = 0; i < tables[table].count; ++i) {
+        for (int i = 0; i < Tables[table].count; ++i) {
             const Cell& cell = cells[i];
             if (cell.kind == Cell::Integer)
                 sqlite3_bind_int64(statement, i + 2, cell.integer);
@@ -391,7 +391,7 @@ int BareImport::compare(std::string_view xml)
     };
     for (int i = 0; i < TableCount; ++i) {
         const auto table = static_cast<TableIndex>(i);
-        const auto count = static_cast<std::size_t>(tables[static_cast<std::size_t>(i)].count);
+        const auto count = static_cast<std::size_t>(Tables[static_cast<std::size_t>(i)].count);
         std::vector<Cell>& cells = all[static_cast<std::size_t>(i)];
         m_rows->select(table, [&](sqlite3_stmt* statement) {
             const std::size_t first = cells.size();
@@ -426,7 +426,7 @@ int BareImport::compare(std::string_view xml)
             ++different;
             return 0;
         }
-        const auto count = static_cast<std::size_t>(tables[table].count);
+        const auto count = static_cast<std::size_t>(Tables[table].count);
         const Cell* stored = all[table].data() + row->second.cells;
         if (!std::equal(stored, stored + count, cells))
             ++different;

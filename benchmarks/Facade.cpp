@@ -30,12 +30,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double longestWait = 60;
+constexpr double LongestWait = 60;
 
 template <class Condition>
 void waitUntil(Condition condition)
 {
-    for (const double until = now() + longestWait; !condition();) {
+    for (const double until = now() + LongestWait; !condition();) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         if (now() > until)
             throw std::runtime_error("the program did not answer in time");
@@ -60,8 +60,8 @@ public:
         qputenv("XDG_DATA_HOME", m_folder.filePath(u"data"_s).toUtf8());
         m_run.emplace(platform::systemEnvironment(informationFor(port)));
         settings::QuillonPreferences::sharedPreferences().keepTimeHere(
-            {QString::fromLatin1(email), QString::fromLatin1(password), QString::fromLatin1(accountName),
-             "http://"_L1 + QString::fromLatin1(accountName) + ".localhost:"_L1 + QString::fromStdString(port)});
+            {QString::fromLatin1(Email), QString::fromLatin1(Password), QString::fromLatin1(AccountName),
+             "http://"_L1 + QString::fromLatin1(AccountName) + ".localhost:"_L1 + QString::fromStdString(port)});
         menulet.emplace();
         menulet->showStatusItem();
     }

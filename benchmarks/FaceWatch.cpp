@@ -24,10 +24,10 @@ std::unique_ptr<T, Free> owned(T* reply)
 }
 
 // Smaller ones are the toolkit's helpers, which are never shown.
-constexpr int smallestFace = 16;
+constexpr int SmallestFace = 16;
 
 // A window without a picture shows one colour, or what was below it: a plain background.
-constexpr std::size_t fewestColours = 5;
+constexpr std::size_t FewestColours = 5;
 
 } // namespace
 
@@ -68,7 +68,7 @@ std::optional<int> FaceWatch::nextEvent(double until)
             const int type = event->response_type & 0x7f;
             if (type == XCB_CREATE_NOTIFY) {
                 const auto* made = reinterpret_cast<const xcb_create_notify_event_t*>(event.get());
-                if (made->width >= smallestFace && made->height >= smallestFace) {
+                if (made->width >= SmallestFace && made->height >= SmallestFace) {
                     const xcb_damage_damage_t damage = xcb_generate_id(m_connection);
                     xcb_damage_create(m_connection, damage, made->window, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
                     xcb_flush(m_connection);
@@ -107,7 +107,7 @@ bool FaceWatch::showsPicture(xcb_window_t window) const
         return false;
     const auto* pixels = reinterpret_cast<const uint32_t*>(xcb_get_image_data(image.get()));
     const auto count = static_cast<std::size_t>(xcb_get_image_data_length(image.get())) / sizeof(uint32_t);
-    return std::set<uint32_t>(pixels, pixels + count).size() >= fewestColours;
+    return std::set<uint32_t>(pixels, pixels + count).size() >= FewestColours;
 }
 
 bool FaceWatch::awaitFace(double patience)

@@ -19,7 +19,7 @@ Home::Home(const std::string& servicePort)
     std::filesystem::create_directories(m_folder + "/config/Quillon");
     std::filesystem::create_directories(m_folder + "/data");
     std::ofstream(m_folder + "/config/Quillon/Quillon.conf")
-        << "[General]\nQuillonUrl=" << accountName << "\nEmail=" << email << "\nCompany=Large\n";
+        << "[General]\nQuillonUrl=" << AccountName << "\nEmail=" << Email << "\nCompany=Large\n";
     std::ofstream(m_folder + "/Info.json")
         << R"({"QuillonLocalDebug": true, "QuillonDevelopmentDomain": ".localhost:)" << servicePort << "\"}\n";
 }
@@ -71,8 +71,8 @@ void rememberPassword()
                                  nullptr,
                                  nullptr};
     GError* error = nullptr;
-    secret_password_store_sync(&schema, SECRET_COLLECTION_DEFAULT, "Quillon: benchmark", password, nullptr, &error,
-                               "service", "com.wrenfold.quillon", "account", email, nullptr);
+    secret_password_store_sync(&schema, SECRET_COLLECTION_DEFAULT, "Quillon: benchmark", Password, nullptr, &error,
+                               "service", "com.wrenfold.quillon", "account", Email, nullptr);
     if (error)
         throw std::runtime_error(std::string("no keyring: ") + error->message);
     secret_service_disconnect();

@@ -6,9 +6,9 @@
 namespace bench {
 
 /// Who signs in to the large account.
-inline constexpr const char* accountName = "large";
-inline constexpr const char* email = "ann@example.com";
-inline constexpr const char* password = "of the benchmark";
+inline constexpr const char* AccountName = "large";
+inline constexpr const char* Email = "ann@example.com";
+inline constexpr const char* Password = "of the benchmark";
 
 /// The folders of a person who is signed in to the account on a service of this machine. Removed with the object.
 class Home

@@ -29,7 +29,7 @@ namespace bench {
 
 namespace {
 
-const QString account = QString::fromLatin1(accountName);
+const QString Account = QString::fromLatin1(AccountName);
 
 /// Milliseconds that the work takes on a thread made for it. Both sides of a comparison work in that way: the memory of
 /// a new thread costs more than that of the main thread.
@@ -63,7 +63,7 @@ public:
         model::Host::set(this);
         store::Context context(m_coordinator, store::MergePolicy::PropertyObjectTrump);
         if (!model::Company::buildCompanyWithSubdomain(
-                account, "<hash><user><id>1</id><email>ann@example.com</email></user></hash>", context))
+                Account, "<hash><user><id>1</id><email>ann@example.com</email></user></hash>", context))
             throw std::runtime_error("no account");
     }
     ~Store() override { model::Host::set(nullptr); }
@@ -72,8 +72,8 @@ public:
     model::User* currentUser() override { return nullptr; }
     model::User* currentUserInContext(store::Context& context) override
     {
-        const model::Company* company = model::Company::findBySubdomain(account, context);
-        return company ? model::User::findByEmail(QString::fromLatin1(email), *company, context) : nullptr;
+        const model::Company* company = model::Company::findBySubdomain(Account, context);
+        return company ? model::User::findByEmail(QString::fromLatin1(Email), *company, context) : nullptr;
     }
     std::shared_ptr<store::Coordinator> coordinator() override { return m_coordinator; }
 
@@ -88,7 +88,7 @@ public:
                 if (saves && !changes->isEmpty())
                     ++*saves;
             });
-            model::Company& company = model::Company::findOrCreateCompany(account, context);
+            model::Company& company = model::Company::findOrCreateCompany(Account, context);
             static_cast<void>(model::DayEntry::parseXml(sheet, company, context));
         });
     }
@@ -136,7 +136,7 @@ std::string firstDifference(const std::string& left, const std::string& right)
 void measureImports(const QByteArray& sheet)
 {
     platform::Run run(platform::systemEnvironment(platform::InfoDictionary()));
-    settings::UserDefaults::standardUserDefaults().setString(settings::SCEmailKey, QString::fromLatin1(email));
+    settings::UserDefaults::standardUserDefaults().setString(settings::SCEmailKey, QString::fromLatin1(Email));
     const std::string_view xml(sheet.constData(), static_cast<std::size_t>(sheet.size()));
 
     std::string ours, bare;

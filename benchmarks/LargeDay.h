@@ -10,8 +10,8 @@ namespace bench {
 /// timer of the last entry runs. False, with a word on the error stream, when it cannot.
 bool fillWithLargeDay(localservice::Database& database, bool running);
 
-inline constexpr int projectCount = 500;
-inline constexpr int tasksOfProject = 20;
-inline constexpr int entryCount = 200;
+inline constexpr int ProjectCount = 500;
+inline constexpr int TasksOfProject = 20;
+inline constexpr int EntryCount = 200;
 
 } // namespace bench

@@ -26,12 +26,12 @@ namespace {
 
 using namespace bench;
 
-constexpr int desktops = 1000;
-constexpr double period = 30;
-constexpr int dawdlers = 200;
+constexpr int Desktops = 1000;
+constexpr double Period = 30;
+constexpr int Dawdlers = 200;
 
 /// One of "ann@example.com:of the benchmark", the account's person.
-constexpr const char* credentials = "YW5uQGV4YW1wbGUuY29tOm9mIHRoZSBiZW5jaG1hcms=";
+constexpr const char* Credentials = "YW5uQGV4YW1wbGUuY29tOm9mIHRoZSBiZW5jaG1hcms=";
 
 class Connection
 {
@@ -64,8 +64,8 @@ public:
     void ask()
     {
         m_asked = now();
-        say(std::string("GET /daily?slim=1 HTTP/1.1\r\nHost: ") + accountName + ".localhost\r\nAuthorization: Basic " +
-            credentials + "\r\n\r\n");
+        say(std::string("GET /daily?slim=1 HTTP/1.1\r\nHost: ") + AccountName + ".localhost\r\nAuthorization: Basic " +
+            Credentials + "\r\n\r\n");
     }
     /// Takes in what has come; true when that was the rest of a good reply.
     bool readSome()
@@ -133,7 +133,7 @@ std::vector<double> refresh(std::vector<std::unique_ptr<Connection>>& all)
     std::vector<Connection*> asked;
     const double begin = now();
     for (std::size_t next = 0; next < all.size() || !asked.empty();) {
-        const double turn = begin + period * static_cast<double>(next) / static_cast<double>(all.size());
+        const double turn = begin + Period * static_cast<double>(next) / static_cast<double>(all.size());
         if (next < all.size() && now() >= turn) {
             all[next]->ask();
             asked.push_back(all[next++].get());
@@ -159,19 +159,19 @@ std::vector<double> refresh(std::vector<std::unique_ptr<Connection>>& all)
 void measureDesktops(const char* port, const std::string& service)
 {
     Connection one(port, 2);
-    const auto alone = requests(one, 200, period / desktops);
+    const auto alone = requests(one, 200, Period / Desktops);
     const double before = kilobytesOf(service);
     std::vector<std::unique_ptr<Connection>> all;
     std::size_t opened = 0;
-    for (int i = 0; i < desktops; ++i) {
+    for (int i = 0; i < Desktops; ++i) {
         all.push_back(std::make_unique<Connection>(port, 2));
         opened += all.back()->request().size();
     }
-    const double memory = (kilobytesOf(service) - before) / desktops;
+    const double memory = (kilobytesOf(service) - before) / Desktops;
     const auto times = refresh(all);
-    const auto refused = 2.0 * desktops - static_cast<double>(opened + times.size());
+    const auto refused = 2.0 * Desktops - static_cast<double>(opened + times.size());
     report("requests of 1,000 desktops that were refused", refused, "", {0, 0},
-           text("of %d, in %.0f s", 2 * desktops, period));
+           text("of %d, in %.0f s", 2 * Desktops, Period));
     report("refresh of one of them, of one that is alone", median(times) / median(alone), "x", {2, 1.2},
            text("%.2f / %.2f ms; worst %.1f / %.1f ms", median(times), median(alone), largest(times), largest(alone)));
     report("memory of a connection", memory, "KiB", {64, 20}, "");
@@ -182,7 +182,7 @@ void measureDawdlers(const char* port)
     Connection somebody(port, 3);
     const auto alone = requests(somebody, 300, 0);
     std::list<Connection> slow;
-    for (int i = 0; i < dawdlers; ++i)
+    for (int i = 0; i < Dawdlers; ++i)
         slow.emplace_back(port, 4).say("GET / HT");
     const auto kept = requests(somebody, 300, 0);
     Connection newcomer(port, 3);

@@ -21,7 +21,7 @@
 namespace bench {
 namespace {
 
-constexpr QSize viewSize(470, 600);
+constexpr QSize ViewSize(470, 600);
 
 class OurList final : public timesheet::RLListView, public timesheet::RLListViewDelegate
 {
@@ -60,7 +60,7 @@ class Side
 public:
     explicit Side(QPoint at)
     {
-        m_window.setGeometry(QRect(at, viewSize));
+        m_window.setGeometry(QRect(at, ViewSize));
         m_window.show();
         while (!m_window.windowHandle()->isExposed())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -83,7 +83,7 @@ public:
         m_list.reset();
         return cost([&] {
             m_list = std::make_unique<List>(&m_window);
-            m_list->resize(viewSize);
+            m_list->resize(ViewSize);
             m_list->show();
             m_list->load(rows);
         });
@@ -104,7 +104,7 @@ public:
     double page()
     {
         moveTo(0.3);
-        return cost([&] { bar().setValue(bar().value() + viewSize.height()); });
+        return cost([&] { bar().setValue(bar().value() + ViewSize.height()); });
     }
     double end()
     {

@@ -28,9 +28,9 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-constexpr int projectCount = 5000;
-constexpr int clientCount = 100;
-constexpr int turns = 40;
+constexpr int ProjectCount = 5000;
+constexpr int ClientCount = 100;
+constexpr int Turns = 40;
 
 QString projectName(int number)
 {
@@ -41,7 +41,7 @@ QString projectName(int number)
 
 QString clientName(int number)
 {
-    return u"Client & Sons %1"_s.arg(number * 7 % clientCount);
+    return u"Client & Sons %1"_s.arg(number * 7 % ClientCount);
 }
 
 /// The names alone, and the search in them.
@@ -50,7 +50,7 @@ class BareNames
 public:
     BareNames()
     {
-        for (int i = 0; i < projectCount; ++i)
+        for (int i = 0; i < ProjectCount; ++i)
             m_names.emplace_back(clientName(i), projectName(i));
     }
     std::size_t search(const QString& text) const
@@ -83,19 +83,19 @@ public:
         auto& company = model::Company::findOrCreateCompany(u"large"_s, m_context);
         auto& user = company.insertWithId<model::User>(u"1"_s, m_context);
         std::vector<model::Client*> clients;
-        for (int i = 0; i < clientCount; ++i) {
+        for (int i = 0; i < ClientCount; ++i) {
             clients.push_back(&company.insertWithId<model::Client>(QString::number(i + 1), m_context));
             clients.back()->setName(clientName(i));
         }
-        for (int i = 0; i < projectCount; ++i) {
+        for (int i = 0; i < ProjectCount; ++i) {
             auto& project = company.insertWithId<model::Project>(QString::number(i + 1), m_context);
             project.setName(projectName(i));
-            project.setClient(clients[static_cast<std::size_t>(i % clientCount)]);
+            project.setClient(clients[static_cast<std::size_t>(i % ClientCount)]);
             auto& assignment = company.insertWithId<model::UserAssignment>(QString::number(i + 1), m_context);
             assignment.setUser(&user);
             assignment.setProject(&project);
         }
-        auto& entry = company.insertWithId<model::DayEntry>(model::DayEntry::newEntryId, m_context);
+        auto& entry = company.insertWithId<model::DayEntry>(model::DayEntry::NewEntryId, m_context);
         entry.setUser(&user);
 
         m_window.resize(320, 220);
@@ -149,13 +149,13 @@ void measurePicker()
     Picker picker;
     for (const auto& [what, typed] : {std::pair{"many match", u"r"_s}, std::pair{"few match", u"report 12"_s}}) {
         const Pairs measured = pairs(
-            turns, [&] { return picker.press(typed); }, [&] { return searchTime(names, typed); });
-        report(text("picker of %d projects: a key, %s, of a bare search", projectCount, what), measured.ratio(), "x",
+            Turns, [&] { return picker.press(typed); }, [&] { return searchTime(names, typed); });
+        report(text("picker of %d projects: a key, %s, of a bare search", ProjectCount, what), measured.ratio(), "x",
                {8, 5}, measured.detail("ms"));
         report("  until it is on the screen, at worst", largest(measured.ours), "ms", {16, 8}, "");
     }
     const Pairs renewed = pairs(
-        turns,
+        Turns,
         [&] {
             picker.picker().reloadData();
             return picker.press(u"r"_s);

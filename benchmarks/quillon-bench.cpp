@@ -69,13 +69,13 @@ private:
     std::string m_port;
 };
 
-constexpr double longestStart = 20;
+constexpr double LongestStart = 20;
 
 std::unique_ptr<Process> started(FaceWatch& watch, const std::string& program, const Home& home)
 {
     watch.expectNewProgram();
     auto process = std::make_unique<Process>(std::vector{program}, home.environment());
-    if (!watch.awaitFace(longestStart))
+    if (!watch.awaitFace(LongestStart))
         throw std::runtime_error(program + " showed no face");
     return process;
 }

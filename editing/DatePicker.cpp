@@ -24,14 +24,14 @@ namespace editing {
 
 namespace {
 
-constexpr int fontPoints = 13;
-constexpr QSize calendarSize(238, 206);
-constexpr QColor ink(0x22, 0x22, 0x22);
-constexpr QColor faintInk(0xa4, 0xa8, 0xad);
-constexpr QColor headerInk(0x6c, 0x72, 0x7a);
-constexpr QColor blue(0x3d, 0x7a, 0xb5);
-constexpr QColor paper(0xfd, 0xfd, 0xfd);
-constexpr QColor edge(0xa3, 0xa8, 0xae);
+constexpr int FontPoints = 13;
+constexpr QSize CalendarSize(238, 206);
+constexpr QColor Ink(0x22, 0x22, 0x22);
+constexpr QColor FaintInk(0xa4, 0xa8, 0xad);
+constexpr QColor HeaderInk(0x6c, 0x72, 0x7a);
+constexpr QColor Blue(0x3d, 0x7a, 0xb5);
+constexpr QColor Paper(0xfd, 0xfd, 0xfd);
+constexpr QColor Edge(0xa3, 0xa8, 0xae);
 
 /// As the locale writes a day, the long names shortened: "Tue, Mar 5, 2024".
 QString dayFormat(const QLocale& locale)
@@ -48,27 +48,27 @@ class DatePicker::Calendar final : public QCalendarWidget
 public:
     Calendar()
     {
-        QPalette palette(paper, paper);
-        palette.setColor(QPalette::Base, paper);
-        palette.setColor(QPalette::AlternateBase, paper);
+        QPalette palette(Paper, Paper);
+        palette.setColor(QPalette::Base, Paper);
+        palette.setColor(QPalette::AlternateBase, Paper);
         for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-            palette.setColor(role, ink);
-        palette.setColor(QPalette::Highlight, blue);
+            palette.setColor(role, Ink);
+        palette.setColor(QPalette::Highlight, Blue);
         palette.setColor(QPalette::HighlightedText, Qt::white);
         setPalette(palette);
         setFont(skin::interfaceFont(12));
-        setMinimumSize(calendarSize);
+        setMinimumSize(CalendarSize);
         setGridVisible(false);
         setVerticalHeaderFormat(NoVerticalHeader);
         setDateEditEnabled(false); // what is typed belongs into the field
         QTextCharFormat header;
-        header.setForeground(headerInk);
-        header.setBackground(paper);
+        header.setForeground(HeaderInk);
+        header.setBackground(Paper);
         header.setFont(skin::interfaceFont(11));
         setHeaderTextFormat(header);
         for (int day = Qt::Monday; day <= Qt::Sunday; ++day) {
             QTextCharFormat format;
-            format.setForeground(day >= Qt::Saturday ? headerInk : ink);
+            format.setForeground(day >= Qt::Saturday ? HeaderInk : Ink);
             setWeekdayTextFormat(static_cast<Qt::DayOfWeek>(day), format);
         }
         if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s))
@@ -112,16 +112,16 @@ protected:
         disc.moveCenter(QRectF(rect).center());
         if (selected) {
             painter->setPen(Qt::NoPen);
-            painter->setBrush(blue);
+            painter->setBrush(Blue);
             painter->drawEllipse(disc);
         } else if (today) {
-            painter->setPen(QPen(blue, 1.2));
+            painter->setPen(QPen(Blue, 1.2));
             painter->drawEllipse(disc.adjusted(1, 1, -1, -1));
         }
         painter->setFont(skin::interfaceFont(12, selected || today ? QFont::DemiBold : QFont::Normal));
         const bool thisMonth = date.month() == monthShown() && date.year() == yearShown();
         const QColor weekday = weekdayTextFormat(static_cast<Qt::DayOfWeek>(date.dayOfWeek())).foreground().color();
-        painter->setPen(selected ? QColor(Qt::white) : thisMonth ? weekday : faintInk);
+        painter->setPen(selected ? QColor(Qt::white) : thisMonth ? weekday : FaintInk);
         painter->drawText(rect, Qt::AlignCenter, locale().toString(date.day()));
         painter->restore();
     }
@@ -143,8 +143,8 @@ protected:
     void paintEvent(QPaintEvent* /*event*/) override
     {
         QPainter painter(this);
-        painter.fillRect(rect(), edge);
-        painter.fillRect(rect().adjusted(1, 1, -1, -1), paper);
+        painter.fillRect(rect(), Edge);
+        painter.fillRect(rect().adjusted(1, 1, -1, -1), Paper);
     }
 };
 
@@ -158,7 +158,7 @@ DatePicker::DatePicker(QWidget* parent)
     setFrame(false);
     dress(*lineEdit(), Look::Light);
     setPalette(lineEdit()->palette());
-    setFont(skin::interfaceFont(fontPoints));
+    setFont(skin::interfaceFont(FontPoints));
     lineEdit()->setTextMargins(0, 0, m_button->sizeHint().width(), 0);
     setDisplayFormat(dayFormat(locale()));
     setAccessibleName(tr("Date"));

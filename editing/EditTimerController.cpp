@@ -34,10 +34,10 @@ namespace editing {
 
 namespace {
 
-constexpr int lightStyle = 1;
-constexpr QPoint projectCorner(24, 49);
-constexpr QPoint taskCorner(24, 82);
-constexpr qsizetype longestReason = 300; ///< a service may explain itself at any length
+constexpr int LightStyle = 1;
+constexpr QPoint ProjectCorner(24, 49);
+constexpr QPoint TaskCorner(24, 82);
+constexpr qsizetype LongestReason = 300; ///< a service may explain itself at any length
 
 QString hoursMinutes(const QDateTime& date)
 {
@@ -92,8 +92,8 @@ void EditTimerController::setTimesheetController(EditTimerOwner* timesheetContro
     QWidget& window = timesheetController->editTimerWindow();
     m_editTimerSheet = new TimesheetEditSheet(window);
     m_invalidEntrySheet = new InvalidEntrySheet(window);
-    addAutoCompleter(*m_projectAutocompleter, projectCorner);
-    addAutoCompleter(*m_taskAutocompleter, taskCorner);
+    addAutoCompleter(*m_projectAutocompleter, ProjectCorner);
+    addAutoCompleter(*m_taskAutocompleter, TaskCorner);
     setTabOrder();
     wire();
     updateFields();
@@ -101,7 +101,7 @@ void EditTimerController::setTimesheetController(EditTimerOwner* timesheetContro
 
 void EditTimerController::addAutoCompleter(QuillonAutocompleter& picker, QPoint atPoint)
 {
-    picker.setStyle(lightStyle);
+    picker.setStyle(LightStyle);
     picker.addToView(*m_editTimerSheet->containerView, atPoint);
     picker.setEntry(m_entry.get());
     picker.setDelegate(this);
@@ -337,7 +337,7 @@ bool EditTimerController::validateEntry()
         return refuse(tr("This timer has been deleted in the meantime. Copy what you want to keep, then cancel."));
     if (entry->isLocked())
         return refuse(tr("This timer has been locked in the meantime and can no longer be changed. %1")
-                          .arg(entry->lockedReason().left(longestReason))
+                          .arg(entry->lockedReason().left(LongestReason))
                           .trimmed());
 
     for (const QuillonAutocompleter* picker : pickers()) {

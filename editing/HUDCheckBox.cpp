@@ -10,8 +10,8 @@ namespace editing {
 
 namespace {
 
-constexpr int boxSize = 16;
-constexpr int gap = 6;
+constexpr int BoxSize = 16;
+constexpr int Gap = 6;
 
 } // namespace
 
@@ -22,7 +22,7 @@ HUDCheckBox::HUDCheckBox(const QString& title, QWidget* parent) : QCheckBox(titl
 
 QSize HUDCheckBox::sizeHint() const
 {
-    return {boxSize + gap + fontMetrics().size(Qt::TextShowMnemonic, text()).width() + 2, boxSize};
+    return {BoxSize + Gap + fontMetrics().size(Qt::TextShowMnemonic, text()).width() + 2, BoxSize};
 }
 
 bool HUDCheckBox::event(QEvent* event)
@@ -42,13 +42,13 @@ void HUDCheckBox::paintEvent(QPaintEvent*)
     QPainter painter(this);
     painter.setOpacity(isEnabled() ? 1 : 0.4);
     const skin::Image box = skin::imageNamed(isChecked() ? "hud-checkbox-on.png" : "hud-checkbox.png");
-    box.drawAtPoint(painter, QPointF(0, (height() - boxSize) / 2.0));
+    box.drawAtPoint(painter, QPointF(0, (height() - BoxSize) / 2.0));
     const QColor title = palette().color(QPalette::WindowText);
     painter.setPen(underMouse() || isDown() ? title.lighter(125) : title);
     QStyleOption option;
     option.initFrom(this);
     const bool underlined = style()->styleHint(QStyle::SH_UnderlineShortcut, &option, this);
-    painter.drawText(rect().adjusted(boxSize + gap, 0, 0, 0),
+    painter.drawText(rect().adjusted(BoxSize + Gap, 0, 0, 0),
                      Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine |
                          (underlined ? Qt::TextShowMnemonic : Qt::TextHideMnemonic),
                      text());

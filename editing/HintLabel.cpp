@@ -7,7 +7,7 @@ namespace editing {
 
 namespace {
 
-constexpr int fontPoints = 11;
+constexpr int FontPoints = 11;
 
 } // namespace
 
@@ -16,7 +16,7 @@ HintLabel::HintLabel(Look look, QWidget* parent) : QLabel(parent), m_look(look)
     // Screen readers speak a notification when it comes up, whatever has the focus.
     skin::installAccessibleRole<HintLabel, QAccessible::Notification>();
     setTextFormat(Qt::PlainText);
-    setFont(skin::interfaceFont(fontPoints));
+    setFont(skin::interfaceFont(FontPoints));
     hide();
 }
 

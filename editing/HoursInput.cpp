@@ -7,7 +7,7 @@ namespace editing {
 
 namespace {
 
-constexpr qsizetype longestHours = 9; ///< characters of hours that can still make sense
+constexpr qsizetype LongestHours = 9; ///< characters of hours that can still make sense
 
 bool isOneDigitMore(const QString& text, const QString& before)
 {
@@ -81,7 +81,7 @@ QValidator::State HoursInput::validate(QString& text, int& /*position*/) const
 bool HoursInput::canTake(const QString& text) const
 {
     // The program's own texts may be longer, and be made shorter.
-    return m_formatter.isPartialStringValid(text) && (text.size() <= longestHours || text.size() < m_text.size());
+    return m_formatter.isPartialStringValid(text) && (text.size() <= LongestHours || text.size() < m_text.size());
 }
 
 void HoursInput::textDidChange(const QString& text)

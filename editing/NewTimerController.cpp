@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int durationBoxHeight = 29;
+constexpr int DurationBoxHeight = 29;
 
 } // namespace
 
@@ -354,7 +354,7 @@ void NewTimerController::showDurationBox(bool show)
 {
     m_window->durationHint->setVisible(show);
     m_window->durationContainer->setVisible(show);
-    m_window->growBy(show ? durationBoxHeight : 0);
+    m_window->growBy(show ? DurationBoxHeight : 0);
     m_window->showDurationCheckButton->setChecked(show);
     if (!show) {
         finishDuration();

@@ -23,14 +23,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // In points.
-constexpr int panelWidth = 320;
-constexpr int panelHeight = 221;
-constexpr int margin = 14;
-constexpr int pickersHeight = 78; ///< with what is above and below them
-constexpr int notesHeight = 42;
-constexpr QSize durationSize(74, 26);
-constexpr int buttonWidth = 84;
-constexpr int glow = 4; ///< below a field that has the focus
+constexpr int PanelWidth = 320;
+constexpr int PanelHeight = 221;
+constexpr int Margin = 14;
+constexpr int PickersHeight = 78; ///< with what is above and below them
+constexpr int NotesHeight = 42;
+constexpr QSize DurationSize(74, 26);
+constexpr int ButtonWidth = 84;
+constexpr int Glow = 4; ///< below a field that has the focus
 
 } // namespace
 
@@ -54,7 +54,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     notesText->setAccessibleName(tr("Notes"));
     notesText->setPlaceholderText(tr("Notes"));
     auto* notesBackground = frame(*notesText, Look::Dark, {4, 3, 3, 3});
-    notesBackground->setFixedHeight(notesHeight);
+    notesBackground->setFixedHeight(NotesHeight);
 
     showDurationCheckButton = named("showDurationCheckButton", new HUDCheckBox({}));
     showDurationCheckButton->setFocusPolicy(Qt::TabFocus);
@@ -64,15 +64,15 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     dress(*durationTextField, Look::Dark);
     durationInput = new HoursInput(*durationTextField, {});
     m_durationBackground = named("durationBackground", frame(*durationTextField, Look::Dark, {5, 1, 5, 1}));
-    m_durationBackground->setFixedSize(durationSize);
+    m_durationBackground->setFixedSize(DurationSize);
     durationHint = named("durationHint", new HintLabel(Look::Dark));
     // It stays where it is while the panel grows and uncovers it from above.
     auto* uncovered = new QWidget;
     uncovered->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     durationContainer = named("durationContainer", new QWidget(uncovered));
-    durationContainer->resize(panelWidth, 3 + durationSize.height() + glow);
+    durationContainer->resize(PanelWidth, 3 + DurationSize.height() + Glow);
     auto* duration = new QHBoxLayout(durationContainer);
-    duration->setContentsMargins(margin + 23, 3, 0, glow);
+    duration->setContentsMargins(Margin + 23, 3, 0, Glow);
     duration->setSpacing(8);
     duration->addWidget(m_durationBackground);
     duration->addWidget(durationHint, 1);
@@ -89,19 +89,19 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
         named("cancelButton", new skin::QuillonHUDButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel));
     saveButton = named("saveButton", new skin::QuillonHUDButtonCell(tr("Start")));
     for (skin::QuillonHUDButtonCell* button : {cancelButton, saveButton}) {
-        button->setMinimumWidth(buttonWidth);
+        button->setMinimumWidth(ButtonWidth);
         button->installEventFilter(this);
     }
 
     auto* notes = new QHBoxLayout;
-    notes->setContentsMargins(margin, 0, margin, 0);
+    notes->setContentsMargins(Margin, 0, Margin, 0);
     notes->addWidget(notesBackground);
     auto* check = new QHBoxLayout;
-    check->setContentsMargins(margin + 1, 9, margin, 2);
+    check->setContentsMargins(Margin + 1, 9, Margin, 2);
     check->addWidget(showDurationCheckButton);
     check->addStretch();
     auto* buttons = new QHBoxLayout;
-    buttons->setContentsMargins(margin, 8 - glow, margin, margin);
+    buttons->setContentsMargins(Margin, 8 - Glow, Margin, Margin);
     buttons->addWidget(cancelButton);
     buttons->addStretch();
     buttons->addWidget(saveButton);
@@ -109,7 +109,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     rows->setContentsMargins(0, 1, 0, 0);
     rows->setSpacing(0);
     rows->addWidget(title);
-    rows->addSpacing(pickersHeight); // which are put over it
+    rows->addSpacing(PickersHeight); // which are put over it
     rows->addLayout(notes);
     rows->addLayout(check);
     rows->addWidget(uncovered, 1);
@@ -122,8 +122,8 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     m_growth.setStartValue(0);
     m_growth.setEndValue(0);
     connect(&m_growth, &QVariantAnimation::valueChanged, this,
-            [this](const QVariant& points) { setFixedSize(panelWidth, panelHeight + points.toInt()); });
-    setFixedSize(panelWidth, panelHeight);
+            [this](const QVariant& points) { setFixedSize(PanelWidth, PanelHeight + points.toInt()); });
+    setFixedSize(PanelWidth, PanelHeight);
     setHiddenDuration({});
     // The pickers take the width of the notes.
     contentView->resize(size());
@@ -152,11 +152,11 @@ void NewTimerPanel::growBy(int points)
     const int duration = isVisible() ? style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) : 0;
     m_growth.stop();
     if (duration == 0) {
-        setFixedSize(panelWidth, panelHeight + points);
+        setFixedSize(PanelWidth, PanelHeight + points);
         return;
     }
     m_growth.setDuration(duration);
-    m_growth.setStartValue(height() - panelHeight);
+    m_growth.setStartValue(height() - PanelHeight);
     m_growth.setEndValue(points);
     m_growth.start();
 }

@@ -14,11 +14,11 @@ namespace editing {
 
 namespace {
 
-constexpr int itemHeight = 24;
-constexpr int headerIndent = 10;
-constexpr int itemIndent = 26; // leaves room for the check mark
-constexpr int rightMargin = 16;
-constexpr int widest = 460;
+constexpr int ItemHeight = 24;
+constexpr int HeaderIndent = 10;
+constexpr int ItemIndent = 26; // leaves room for the check mark
+constexpr int RightMargin = 16;
+constexpr int Widest = 460;
 
 /// Draws the items and measures them the same on every desktop.
 class MenuStyle final : public QProxyStyle
@@ -33,7 +33,7 @@ public:
         if (type != CT_MenuItem || !item)
             return QProxyStyle::sizeFromContents(type, option, size, widget);
         const int text = QFontMetrics(item->font).size(Qt::TextSingleLine | Qt::TextShowMnemonic, item->text).width();
-        return {std::min(itemIndent + text + rightMargin, widest), itemHeight};
+        return {std::min(ItemIndent + text + RightMargin, Widest), ItemHeight};
     }
 
     void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
@@ -52,7 +52,7 @@ public:
         painter->setPen(item->palette.color(header ? QPalette::Disabled : QPalette::Active,
                                             selected ? QPalette::HighlightedText : QPalette::Text));
         painter->setFont(item->font);
-        const QRect box = item->rect.adjusted(header ? headerIndent : itemIndent, 0, -rightMargin / 2, 0);
+        const QRect box = item->rect.adjusted(header ? HeaderIndent : ItemIndent, 0, -RightMargin / 2, 0);
         const QString title =
             QFontMetrics(item->font).elidedText(item->text, Qt::ElideRight, box.width(), Qt::TextShowMnemonic);
         painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine | Qt::TextHideMnemonic, title);
@@ -126,7 +126,7 @@ QAction* PickerMenu::addItem(const QString& title, qint64 tag)
     QAction* item = addAction(escaped(title));
     item->setCheckable(true);
     item->setData(tag);
-    const int room = widest - itemIndent - rightMargin;
+    const int room = Widest - ItemIndent - RightMargin;
     item->setToolTip(fontMetrics().horizontalAdvance(title) > room ? skin::toolTipFor(title) : QString());
     return item;
 }

@@ -20,11 +20,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int height = 26;
-constexpr int leftMargin = 7;
-constexpr QSize buttonSize(24, 20);
-constexpr int darkButtonTop = 4;
-constexpr int lightButtonTop = darkButtonTop - 3;
+constexpr int Height = 26;
+constexpr int LeftMargin = 7;
+constexpr QSize ButtonSize(24, 20);
+constexpr int DarkButtonTop = 4;
+constexpr int LightButtonTop = DarkButtonTop - 3;
 
 /// The arrow stands in the middle of the field's height, wherever in it the area to press lies.
 class MenuButton final : public skin::ImageButton
@@ -60,7 +60,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
       m_resultsController(*this)
 {
     m_container->setObjectName(u"autocompleterContainerView"_s);
-    m_container->resize(200, height);
+    m_container->resize(200, Height);
     m_container->installEventFilter(this);
     m_textField->setObjectName(u"textField"_s);
     m_textField->setAccessibleName(label);
@@ -72,7 +72,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
     m_popupButton->setObjectName(u"popupButton"_s);
     m_popupButton->setAccessibleName(m_chooseText);
     m_popupButton->setFocusPolicy(Qt::NoFocus);
-    m_popupButton->resize(buttonSize);
+    m_popupButton->resize(ButtonSize);
     m_resultsController.setContainerView(m_container);
 
     connect(m_textField, &QLineEdit::textEdited, this, &QuillonAutocompleter::controlTextDidChange);
@@ -475,8 +475,8 @@ void QuillonAutocompleter::updateUnknownNote()
 void QuillonAutocompleter::layOut()
 {
     const QSize size = m_container->size();
-    m_popupButton->move(size.width() - buttonSize.width() - 1,
-                        lookOf(m_style) == Look::Light ? lightButtonTop : darkButtonTop);
+    m_popupButton->move(size.width() - ButtonSize.width() - 1,
+                        lookOf(m_style) == Look::Light ? LightButtonTop : DarkButtonTop);
     int right = m_popupButton->x();
     if (m_manageLink && !m_manageLink->isHidden()) {
         for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {
@@ -484,8 +484,8 @@ void QuillonAutocompleter::layOut()
             part->setGeometry(right, 1, part->sizeHint().width(), size.height() - 2);
         }
     }
-    m_textField->setGeometry(leftMargin - 2, 1, right - leftMargin + 2, size.height() - 2);
-    m_fakePlaceholderField->setGeometry(leftMargin, 1, m_popupButton->x() - leftMargin, size.height() - 2);
+    m_textField->setGeometry(LeftMargin - 2, 1, right - LeftMargin + 2, size.height() - 2);
+    m_fakePlaceholderField->setGeometry(LeftMargin, 1, m_popupButton->x() - LeftMargin, size.height() - 2);
 }
 
 void QuillonAutocompleter::popUpMenu()

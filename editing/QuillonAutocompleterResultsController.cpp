@@ -20,9 +20,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int greatestHeight = 190;
-constexpr double widthOfContainer = 0.7;
-constexpr auto clickDelay = 100ms;
+constexpr int GreatestHeight = 190;
+constexpr double WidthOfContainer = 0.7;
+constexpr auto ClickDelay = 100ms;
 } // namespace
 
 /// The rows as views and screen readers see them.
@@ -76,7 +76,7 @@ QuillonAutocompleterResultsController::QuillonAutocompleterResultsController(
     : m_resultsDelegate(resultsDelegate)
 {
     m_click.setSingleShot(true);
-    m_click.setInterval(clickDelay);
+    m_click.setInterval(ClickDelay);
     connect(&m_click, &QTimer::timeout, this, &QuillonAutocompleterResultsController::notifyDelegate);
 }
 
@@ -114,7 +114,7 @@ void QuillonAutocompleterResultsController::setResults(const Results& results)
         std::stable_sort(named.begin(), named.end(),
                          [](const auto& left, const auto& right) { return left.first < right.first; });
         for (const auto& [name, object] : named) {
-            const bool isClient = object->entity().name == model::Client::entityName;
+            const bool isClient = object->entity().name == model::Client::EntityName;
             if (object == selected)
                 m_selectedRow = rowCount();
             const QString shown = skin::displayable(object->displayName());
@@ -245,8 +245,8 @@ void QuillonAutocompleterResultsController::fixGeometry()
     if (!m_containerView || !m_window)
         return;
     const QRect container(m_containerView->mapToGlobal(QPoint(0, 0)), m_containerView->size());
-    QRect frame(container.left() + 1, container.bottom() + 1, qRound(widthOfContainer * container.width()),
-                std::min(QuillonAutocompleterResultsWindow::RowHeight * rowCount(), greatestHeight));
+    QRect frame(container.left() + 1, container.bottom() + 1, qRound(WidthOfContainer * container.width()),
+                std::min(QuillonAutocompleterResultsWindow::RowHeight * rowCount(), GreatestHeight));
     // Above the field where the screen ends below it.
     const QRect screen = m_containerView->screen()->availableGeometry();
     if (frame.bottom() > screen.bottom() && container.top() - screen.top() >= frame.height())

@@ -19,12 +19,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int fontPoints = 13;
-constexpr qsizetype longestPiece = 2000; ///< characters of a paragraph laid out at once, but for the last word
-constexpr qsizetype longestWord = 200;
+constexpr int FontPoints = 13;
+constexpr qsizetype LongestPiece = 2000; ///< characters of a paragraph laid out at once, but for the last word
+constexpr qsizetype LongestWord = 200;
 /// Of a block's format: it goes on with the line of the one before. Unlike a block's state this comes back with an
 /// undo.
-constexpr int continued = QTextFormat::UserProperty;
+constexpr int Continued = QTextFormat::UserProperty;
 
 QPalette paletteFor(Look look)
 {
@@ -56,7 +56,7 @@ void dress(QLineEdit& field, Look look)
 {
     field.setFrame(false);
     field.setPalette(paletteFor(look));
-    field.setFont(skin::interfaceFont(fontPoints));
+    field.setFont(skin::interfaceFont(FontPoints));
 }
 
 skin::QuillonTextFieldBackground* frame(QWidget& field, Look look, QMargins inside)
@@ -94,7 +94,7 @@ NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
     setFrameShape(QFrame::NoFrame);
     setPalette(paletteFor(look));
     viewport()->setAutoFillBackground(false);
-    setFont(skin::interfaceFont(fontPoints));
+    setFont(skin::interfaceFont(FontPoints));
     setTabChangesFocus(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     makeSlim(*verticalScrollBar(), look);
@@ -114,7 +114,7 @@ QString NotesField::textBetween(int begin, int end) const
     text.reserve(end - begin);
     for (QTextBlock block = document()->findBlock(begin); block.isValid() && block.position() <= end;
          block = block.next()) {
-        if (block.position() > begin && !block.blockFormat().hasProperty(continued))
+        if (block.position() > begin && !block.blockFormat().hasProperty(Continued))
             text += u'\n';
         const int from = std::max(begin - block.position(), 0);
         text += QStringView(block.text()).mid(from, end - block.position() - from);
@@ -125,14 +125,14 @@ QString NotesField::textBetween(int begin, int end) const
 
 void NotesField::setText(const QString& text)
 {
-    if (text.size() <= longestPiece) {
+    if (text.size() <= LongestPiece) {
         setPlainText(text);
         return;
     }
     // A paragraph is laid out whole as soon as any of it is in sight, and each is an object of its own. A long one
     // stands in several, and short ones share one.
     QString pieces;
-    pieces.reserve(text.size() + text.size() / longestPiece + 1);
+    pieces.reserve(text.size() + text.size() / LongestPiece + 1);
     std::vector<int> continuing; // which of them go on with the one before
     int number = 0;
     qsizetype length = 0;
@@ -141,7 +141,7 @@ void NotesField::setText(const QString& text)
         if (character == u'\n' || character == u'\r' || character == QChar::ParagraphSeparator) {
             if (character == u'\r' && i + 1 < text.size() && text.at(i + 1) == u'\n')
                 ++i;
-            if (length < longestPiece) {
+            if (length < LongestPiece) {
                 pieces += QChar::LineSeparator;
                 ++length;
             } else {
@@ -152,7 +152,7 @@ void NotesField::setText(const QString& text)
             continue;
         }
         const bool mayBreak = !character.isLowSurrogate() && !character.isMark();
-        if (length >= longestPiece && mayBreak && (pieces.back() == u' ' || length >= longestPiece + longestWord)) {
+        if (length >= LongestPiece && mayBreak && (pieces.back() == u' ' || length >= LongestPiece + LongestWord)) {
             pieces += u'\n';
             continuing.push_back(++number);
             length = 0;
@@ -162,7 +162,7 @@ void NotesField::setText(const QString& text)
     }
     setPlainText(pieces);
     QTextBlockFormat format;
-    format.setProperty(continued, true);
+    format.setProperty(Continued, true);
     document()->setUndoRedoEnabled(false);
     QTextCursor cursor(document());
     cursor.beginEditBlock();

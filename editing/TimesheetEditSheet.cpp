@@ -23,18 +23,18 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // In points.
-constexpr QSize containerSize(400, 260);
-constexpr int margin = 24;
-constexpr int fieldHeight = 26;
-constexpr QSize dateSize(176, fieldHeight);
-constexpr QSize timeSize(76, fieldHeight);
-constexpr QSize hoursSize(88, fieldHeight);
-constexpr QMargins insideField(5, 1, 3, 1);
-constexpr int notesHeight = 81;
-constexpr int buttonHeight = 24;
-constexpr int pickersHeight = 73; ///< with what is above and below them
-constexpr int glow = 4;           ///< around a field that has the focus
-constexpr int belowContainer = 7; ///< the room for the sheet's round corners
+constexpr QSize ContainerSize(400, 260);
+constexpr int Margin = 24;
+constexpr int FieldHeight = 26;
+constexpr QSize DateSize(176, FieldHeight);
+constexpr QSize TimeSize(76, FieldHeight);
+constexpr QSize HoursSize(88, FieldHeight);
+constexpr QMargins InsideField(5, 1, 3, 1);
+constexpr int NotesHeight = 81;
+constexpr int ButtonHeight = 24;
+constexpr int PickersHeight = 73; ///< with what is above and below them
+constexpr int Glow = 4;           ///< around a field that has the focus
+constexpr int BelowContainer = 7; ///< the room for the sheet's round corners
 
 /// Whole, so that nothing of a dark desktop shows in scroll bars.
 QPalette lightPalette()
@@ -65,7 +65,7 @@ QHBoxLayout* line(QMargins margins)
 QWidget* row(std::initializer_list<QWidget*> parts, int spacing)
 {
     auto* made = new QWidget;
-    QHBoxLayout* layout = line({margin, glow, glow, glow});
+    QHBoxLayout* layout = line({Margin, Glow, Glow, Glow});
     layout->setSpacing(spacing);
     for (QWidget* part : parts)
         layout->addWidget(part);
@@ -75,7 +75,7 @@ QWidget* row(std::initializer_list<QWidget*> parts, int spacing)
 
 skin::QuillonTextFieldBackground* fieldFrame(const char* name, QWidget& field)
 {
-    return named(name, frame(field, Look::Light, insideField));
+    return named(name, frame(field, Look::Light, InsideField));
 }
 
 QLineEdit* timeField(const char* name, const QString& spoken, const QString& prompt)
@@ -95,27 +95,27 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     setAccessibleName(tr("Edit Timer"));
     body().setPalette(lightPalette());
     auto* layout = new QVBoxLayout(&body());
-    layout->setContentsMargins(1, 0, 1, belowContainer);
+    layout->setContentsMargins(1, 0, 1, BelowContainer);
     layout->addWidget(containerView);
     containerView->setObjectName(u"containerView"_s);
-    containerView->setFixedSize(containerSize);
+    containerView->setFixedSize(ContainerSize);
 
     datePicker = named("datePicker", new DatePicker);
     dateBackground = fieldFrame("dateBackground", *datePicker);
-    dateBackground->setFixedSize(dateSize);
+    dateBackground->setFixedSize(DateSize);
     notesField = named("notesField", new NotesField(Look::Light));
     notesField->setPlaceholderText(tr("Notes"));
     notesField->setAccessibleName(tr("Notes"));
     notesField->setAccessibleDescription(tr("Return saves, Alt+Return begins a new line."));
     notesBackground = named("notesBackground", frame(*notesField, Look::Light, {4, 2, 2, 3}));
-    notesBackground->setFixedHeight(notesHeight);
+    notesBackground->setFixedHeight(NotesHeight);
 
     hoursField = named("hoursField", new skin::QuillonHoursTextField);
     dress(*hoursField, Look::Light);
     hoursField->setAccessibleName(tr("Hours"));
     hoursInput = new HoursInput(*hoursField, u"0:00"_s);
     durationContainerAndHoursBackground = fieldFrame("durationContainerAndHoursBackground", *hoursField);
-    durationContainerAndHoursBackground->setFixedSize(hoursSize);
+    durationContainerAndHoursBackground->setFixedSize(HoursSize);
     editHoursButton = named("editHoursButton", new skin::QuillonEditHoursButtonCell);
     editHoursButton->setFocusPolicy(Qt::NoFocus); // the field itself is next to it
     durationContainerAndHoursBackground->layout()->addWidget(editHoursButton);
@@ -123,17 +123,17 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
 
     startTimeField = timeField("startTimeField", tr("Start Time"), tr("Start"));
     startTimeBackground = fieldFrame("startTimeBackground", *startTimeField);
-    startTimeBackground->setFixedSize(timeSize);
+    startTimeBackground->setFixedSize(TimeSize);
     endTimeField = timeField("endTimeField", tr("End Time"), tr("End"));
     endTimeBackground = fieldFrame("endTimeBackground", *endTimeField);
-    endTimeBackground->setFixedSize(timeSize);
+    endTimeBackground->setFixedSize(TimeSize);
     auto* to = label(tr("to"), 13);
     to->setAlignment(Qt::AlignCenter);
     to->setMinimumWidth(22);
     timestampContainer = named("timestampContainer", row({startTimeBackground, to, endTimeBackground}, 0));
 
     timeHint = named("timeHint", new HintLabel(Look::Light));
-    timeHint->setContentsMargins(margin, 0, margin, 0);
+    timeHint->setContentsMargins(Margin, 0, Margin, 0);
     timeHint->setFixedHeight(15);
     cancelButton =
         named("cancelButton", new skin::QuillonButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel));
@@ -141,16 +141,16 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     // A click leaves the focus in the field: what is typed there is not taken for finished by cancelling.
     for (QWidget* button : {cancelButton, saveButton}) {
         button->setFocusPolicy(Qt::TabFocus);
-        button->setFixedHeight(buttonHeight);
+        button->setFixedHeight(ButtonHeight);
     }
     setDefaultButton(saveButton);
 
-    QHBoxLayout* top = line({margin, 16, margin, 0});
+    QHBoxLayout* top = line({Margin, 16, Margin, 0});
     top->addWidget(label(tr("Edit Timer"), 14, QFont::Bold), 1);
     top->addWidget(dateBackground);
-    QHBoxLayout* notes = line({margin, 0, margin, 0});
+    QHBoxLayout* notes = line({Margin, 0, Margin, 0});
     notes->addWidget(notesBackground);
-    QHBoxLayout* bottom = line({0, 9, margin, 1});
+    QHBoxLayout* bottom = line({0, 9, Margin, 1});
     bottom->addWidget(timestampContainer);
     bottom->addWidget(m_hoursRow);
     bottom->addStretch();
@@ -161,7 +161,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     rows->setContentsMargins({});
     rows->setSpacing(0);
     rows->addLayout(top);
-    rows->addSpacing(pickersHeight); // which are put over it
+    rows->addSpacing(PickersHeight); // which are put over it
     rows->addLayout(notes);
     rows->addLayout(bottom);
     rows->addWidget(timeHint);
@@ -190,7 +190,7 @@ InvalidEntrySheet::InvalidEntrySheet(QWidget& window)
     setDefaultButton(acknowledgeButton);
 
     auto* layout = new QVBoxLayout(&body());
-    layout->setContentsMargins(margin, 22, margin, 20);
+    layout->setContentsMargins(Margin, 22, Margin, 20);
     layout->setSpacing(18);
     layout->addWidget(invalidEntryErrorMessage);
     layout->addWidget(acknowledgeButton, 0, Qt::AlignRight);

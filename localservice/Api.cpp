@@ -124,14 +124,14 @@ struct List
     std::initializer_list<Field> fields;
 };
 
-constexpr List clients{"clients",
+constexpr List Clients{"clients",
                        "client",
                        "SELECT id, name, active FROM clients WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
                        " AND (?3 = 0 OR id IN (SELECT p.client_id FROM projects p JOIN user_assignments u"
                        "  ON u.project_id = p.id WHERE u.person_id = ?3))",
                        {{"id"}, {"name"}, {"active", Kind::Flag}}};
 
-constexpr List projects{"projects",
+constexpr List Projects{"projects",
                         "project",
                         "SELECT id, name, code, billable, bill_by, rate, active, client_id FROM projects"
                         " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id IN"
@@ -145,7 +145,7 @@ constexpr List projects{"projects",
                          {"active", Kind::Flag},
                          {"client-id"}}};
 
-constexpr List tasks{"tasks",
+constexpr List Tasks{"tasks",
                      "task",
                      "SELECT id, name, rate FROM tasks WHERE account_id = ?1 AND (?2 = 0 OR id = ?2)"
                      " AND (?3 = 0 OR id IN (SELECT t.task_id FROM task_assignments t JOIN user_assignments u"
@@ -153,7 +153,7 @@ constexpr List tasks{"tasks",
                      {{"id"}, {"name"}, {"default-hourly-rate", Kind::Price}}};
 
 // Archived people stay in it: entries and assignments name them, and clients never delete what a list leaves out.
-constexpr List people{"users",
+constexpr List People{"users",
                       "user",
                       "SELECT id, email, first_name, last_name, admin, active, rate FROM people"
                       " WHERE account_id = ?1 AND (?2 = 0 OR id = ?2) AND (?3 = 0 OR id = ?3)",
@@ -165,14 +165,14 @@ constexpr List people{"users",
                        {"is-active", Kind::Flag},
                        {"default-hourly-rate", Kind::Money}}};
 
-constexpr List userAssignments{"user-assignments",
+constexpr List UserAssignments{"user-assignments",
                                "user-assignment",
                                "SELECT id, project_id, person_id, rate FROM user_assignments"
                                " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
                                " AND (?3 = 0 OR person_id = ?3)",
                                {{"id"}, {"project-id"}, {"user-id"}, {"hourly-rate", Kind::Money}}};
 
-constexpr List taskAssignments{
+constexpr List TaskAssignments{
     "task-assignments",
     "task-assignment",
     // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
@@ -221,25 +221,25 @@ Reply rows(const Call& call, const List& list, bool isOne)
 tl::expected<void, Problem> writeProjects(Storage& storage, const Person& person, XmlWriter& xml)
 {
     return storage.look([&](SQLite::Database& database) -> tl::expected<void, Problem> {
-        SQLite::Statement projects(database, "SELECT p.id, p.name, p.code, c.name, p.billable FROM projects p"
+        SQLite::Statement Projects(database, "SELECT p.id, p.name, p.code, c.name, p.billable FROM projects p"
                                              " JOIN clients c ON c.id = p.client_id"
                                              " JOIN user_assignments u ON u.project_id = p.id AND u.person_id = ?"
                                              " WHERE p.active ORDER BY c.name, p.name, p.id");
-        SQLite::Statement tasks(database, "SELECT t.id, t.name, a.billable AND p.billable FROM task_assignments a"
+        SQLite::Statement Tasks(database, "SELECT t.id, t.name, a.billable AND p.billable FROM task_assignments a"
                                           " JOIN tasks t ON t.id = a.task_id JOIN projects p ON p.id = a.project_id"
                                           " WHERE a.project_id = ? AND t.active"
                                           " ORDER BY t.name, t.id");
-        projects.bind(1, person.id);
+        Projects.bind(1, person.id);
         xml.open("projects");
-        while (projects.executeStep()) {
+        while (Projects.executeStep()) {
             xml.open("project");
-            writeRow(xml, projects, {{"id"}, {"name"}, {"code"}, {"client"}, {"billable", Kind::Flag}});
-            tasks.reset();
-            tasks.bind(1, projects.getColumn(0).getInt64());
+            writeRow(xml, Projects, {{"id"}, {"name"}, {"code"}, {"client"}, {"billable", Kind::Flag}});
+            Tasks.reset();
+            Tasks.bind(1, Projects.getColumn(0).getInt64());
             xml.open("tasks");
-            while (tasks.executeStep()) {
+            while (Tasks.executeStep()) {
                 xml.open("task");
-                writeRow(xml, tasks, {{"id"}, {"name"}, {"billable", Kind::Flag}});
+                writeRow(xml, Tasks, {{"id"}, {"name"}, {"billable", Kind::Flag}});
                 xml.close();
             }
             xml.close();
@@ -368,7 +368,7 @@ Reply one(Call& call)
     return rows(call, list, true);
 }
 
-constexpr Route routes[]{
+constexpr Route Routes[]{
     {"GET", "/account/who_am_i", whoAmI},
     {"GET", "/daily", [](Call& call) { return daily(call, localDay(call.now)); }},
     {"GET", "/daily/#/#", [](Call& call) { return daily(call, dayOfYear(call.numbers[0], call.numbers[1])); }},
@@ -379,18 +379,18 @@ constexpr Route routes[]{
     {"GET", "/daily/delete/#", remove},
     {"DELETE", "/daily/delete/#", remove},
     {"POST", "/hc/day_entry/#", synchronize},
-    {"GET", "/clients", all<clients>},
-    {"GET", "/clients/#", one<clients>},
-    {"GET", "/projects", all<projects>},
-    {"GET", "/projects/#", one<projects>},
-    {"GET", "/projects/#/user_assignments", all<userAssignments>},
-    {"GET", "/projects/#/task_assignments", all<taskAssignments>},
-    {"GET", "/user_assignments", all<userAssignments>},
-    {"GET", "/task_assignments", all<taskAssignments>},
-    {"GET", "/tasks", all<tasks>},
-    {"GET", "/tasks/#", one<tasks>},
-    {"GET", "/people", all<people>},
-    {"GET", "/people/#", one<people>},
+    {"GET", "/clients", all<Clients>},
+    {"GET", "/clients/#", one<Clients>},
+    {"GET", "/projects", all<Projects>},
+    {"GET", "/projects/#", one<Projects>},
+    {"GET", "/projects/#/user_assignments", all<UserAssignments>},
+    {"GET", "/projects/#/task_assignments", all<TaskAssignments>},
+    {"GET", "/user_assignments", all<UserAssignments>},
+    {"GET", "/task_assignments", all<TaskAssignments>},
+    {"GET", "/tasks", all<Tasks>},
+    {"GET", "/tasks/#", one<Tasks>},
+    {"GET", "/people", all<People>},
+    {"GET", "/people/#", one<People>},
 };
 
 /// No challenge header: a browser that asked for the password and kept it would send it along with what any web page
@@ -455,7 +455,7 @@ Reply Api::answer(const Request& request)
 
 Reply Api::answerTo(const Person& person, const Request& request)
 {
-    for (const Route& route : routes) {
+    for (const Route& route : Routes) {
         auto numbers = numbersIn(request.path(), route.path);
         if (!numbers || request.method != route.method)
             continue;

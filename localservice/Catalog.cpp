@@ -28,9 +28,9 @@ tl::expected<std::string, Problem> checkedName(std::string_view typed, const std
     auto name = nameText(typed);
     if (name.empty())
         return refused("Name", "The " + what + " needs a name.");
-    if (characterCount(name) > Catalog::longestName)
+    if (characterCount(name) > Catalog::LongestName)
         return refused("Name",
-                       "This name is too long. It can have " + std::to_string(Catalog::longestName) + " characters.");
+                       "This name is too long. It can have " + std::to_string(Catalog::LongestName) + " characters.");
     return name;
 }
 
@@ -135,8 +135,8 @@ Catalog::Done Catalog::checkProject(const NewProject& project, Id itself)
 {
     if (const auto name = checkedName(project.name, "project"); !name)
         return tl::unexpected(name.error());
-    if (characterCount(project.code) > longestCode)
-        return refused("Code", "This code is too long. It can have " + std::to_string(longestCode) + " characters.");
+    if (characterCount(project.code) > LongestCode)
+        return refused("Code", "This code is too long. It can have " + std::to_string(LongestCode) + " characters.");
     SQLite::Statement query(m_database, "SELECT active FROM projects WHERE client_id = ? AND name = ? COLLATE NOCASE"
                                         " AND code = ? COLLATE NOCASE AND id <> ? ORDER BY active DESC");
     SQLite::bind(query, project.client, project.name, project.code, itself);

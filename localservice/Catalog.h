@@ -40,8 +40,8 @@ struct ProjectChange
 class Catalog final
 {
 public:
-    static constexpr std::size_t longestName = 200; ///< characters
-    static constexpr std::size_t longestCode = 40;
+    static constexpr std::size_t LongestName = 200; ///< characters
+    static constexpr std::size_t LongestCode = 40;
 
     using Added = tl::expected<Id, Problem>;
     using Done = tl::expected<void, Problem>;

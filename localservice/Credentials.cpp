@@ -12,12 +12,12 @@ namespace localservice {
 namespace {
 
 // 16 MB and some 40 ms: a start of the service is not felt, a guess is.
-constexpr std::uint64_t cost = 1U << 14U;
-constexpr std::uint64_t blockSize = 8;
-constexpr std::uint64_t lanes = 1;
-constexpr std::string_view scheme = "scrypt-14-8-1$";
-constexpr std::size_t saltLength = 16;
-constexpr std::size_t hashLength = 32;
+constexpr std::uint64_t Cost = 1U << 14U;
+constexpr std::uint64_t BlockSize = 8;
+constexpr std::uint64_t Lanes = 1;
+constexpr std::string_view Scheme = "scrypt-14-8-1$";
+constexpr std::size_t SaltLength = 16;
+constexpr std::size_t HashLength = 32;
 
 std::string hex(const unsigned char* bytes, std::size_t count)
 {
@@ -51,12 +51,12 @@ bool fillRandom(unsigned char* bytes, std::size_t count)
 
 std::optional<std::string> hashed(std::string_view password, const std::string& salt)
 {
-    std::array<unsigned char, hashLength> hash{};
+    std::array<unsigned char, HashLength> hash{};
     const auto* saltBytes = reinterpret_cast<const unsigned char*>(salt.data());
-    if (EVP_PBE_scrypt(password.data(), password.size(), saltBytes, salt.size(), cost, blockSize, lanes, 0, hash.data(),
+    if (EVP_PBE_scrypt(password.data(), password.size(), saltBytes, salt.size(), Cost, BlockSize, Lanes, 0, hash.data(),
                        hash.size()) != 1)
         return {};
-    return std::string(scheme) + salt + "$" + hex(hash.data(), hash.size());
+    return std::string(Scheme) + salt + "$" + hex(hash.data(), hash.size());
 }
 
 } // namespace
@@ -103,7 +103,7 @@ void wipe(std::string& text)
 
 std::optional<std::string> hashOfPassword(std::string_view password)
 {
-    std::array<unsigned char, saltLength> salt{};
+    std::array<unsigned char, SaltLength> salt{};
     if (!fillRandom(salt.data(), salt.size()))
         return {};
     return hashed(password, hex(salt.data(), salt.size()));
@@ -169,13 +169,13 @@ bool PasswordCheck::fits(std::string_view password, const std::string& storedHas
         if (known != m_known.end() && CRYPTO_memcmp(known->second.data(), digest.data(), digest.size()) == 0)
             return true;
     }
-    const auto saltEnd = storedHash.find('$', scheme.size());
-    if (storedHash.compare(0, scheme.size(), scheme) != 0 || saltEnd == std::string::npos) {
+    const auto saltEnd = storedHash.find('$', Scheme.size());
+    if (storedHash.compare(0, Scheme.size(), Scheme) != 0 || saltEnd == std::string::npos) {
         fitsNobody(password);
         return false;
     }
     const std::lock_guard hashing(m_hashing);
-    const auto actual = hashed(password, storedHash.substr(scheme.size(), saltEnd - scheme.size()));
+    const auto actual = hashed(password, storedHash.substr(Scheme.size(), saltEnd - Scheme.size()));
     if (!actual || actual->size() != storedHash.size() ||
         CRYPTO_memcmp(actual->data(), storedHash.data(), actual->size()) != 0)
         return false;
@@ -189,7 +189,7 @@ bool PasswordCheck::fits(std::string_view password, const std::string& storedHas
 void PasswordCheck::fitsNobody(std::string_view password)
 {
     const std::lock_guard hashing(m_hashing);
-    std::ignore = hashed(password, std::string(2 * saltLength, '0'));
+    std::ignore = hashed(password, std::string(2 * SaltLength, '0'));
 }
 
 } // namespace localservice

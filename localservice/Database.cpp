@@ -67,7 +67,7 @@ std::string messageOf(const Problem& problem)
     return problem.message;
 }
 
-constexpr const char* noHash = "The password could not be hashed.";
+constexpr const char* NoHash = "The password could not be hashed.";
 
 } // namespace
 
@@ -94,7 +94,7 @@ Result<void> Database::setPassword(const std::string& subdomain, const std::stri
 {
     const auto hash = hashOfPassword(password);
     if (!hash)
-        return tl::unexpected(noHash);
+        return tl::unexpected(NoHash);
     return m_storage
         ->change([&](auto& database) -> tl::expected<void, Problem> {
             execute(database,
@@ -132,7 +132,7 @@ Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, co
     const auto password = first == FirstPassword::Made ? randomPassword() : std::nullopt;
     const auto hash = password ? hashOfPassword(*password) : std::nullopt;
     if (!hash && first == FirstPassword::Made)
-        return tl::unexpected(noHash);
+        return tl::unexpected(NoHash);
     return m_storage
         ->change([&](SQLite::Database& database) -> Found {
             // Another process may have been here between the look and this transaction.

@@ -16,14 +16,14 @@ using namespace std::chrono;
 namespace {
 
 // Never through a locale: the wire speaks English whatever the machine speaks.
-constexpr std::array<std::string_view, 7> weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
+constexpr std::array<std::string_view, 7> Weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
                                                    "Thursday", "Friday", "Saturday"};
-constexpr std::array<std::string_view, 12> months{"January",   "February", "March",    "April",
+constexpr std::array<std::string_view, 12> Months{"January",   "February", "March",    "April",
                                                   "May",       "June",     "July",     "August",
                                                   "September", "October",  "November", "December"};
 
 // What is worked out with more would not fit into a number of seconds.
-constexpr double mostHours = 1e6;
+constexpr double MostHours = 1e6;
 
 char lower(char c)
 {
@@ -89,7 +89,7 @@ std::optional<Scanned> scan(std::string_view text, std::string_view pattern)
     return text.empty() ? std::optional(found) : std::nullopt;
 }
 
-constexpr const char* longDay = " w?.?, n w y ";
+constexpr const char* LongDay = " w?.?, n w y ";
 
 std::optional<Day> valid(int year, int month, int day)
 {
@@ -99,17 +99,17 @@ std::optional<Day> valid(int year, int month, int day)
 
 std::optional<Day> longDayIn(const Scanned& found)
 {
-    const auto month = std::ranges::find_if(months, [&](std::string_view name) {
+    const auto month = std::ranges::find_if(Months, [&](std::string_view name) {
         return std::ranges::equal(name.substr(0, 3), found.words[1], {}, lower);
     });
-    return month == months.end()
+    return month == Months.end()
                ? std::nullopt
-               : valid(found.numbers[1], static_cast<int>(month - months.begin()) + 1, found.numbers[0]);
+               : valid(found.numbers[1], static_cast<int>(month - Months.begin()) + 1, found.numbers[0]);
 }
 
 std::string dayText(Day day, std::size_t letters)
 {
-    const auto weekday = weekdays[std::chrono::weekday{sys_days{day}}.c_encoding()];
+    const auto weekday = Weekdays[std::chrono::weekday{sys_days{day}}.c_encoding()];
     return std::string(weekday.substr(0, letters)) + ", " + dayNumber(day) + " " + monthName(day).substr(0, letters) +
            " " + yearNumber(day);
 }
@@ -175,7 +175,7 @@ std::string dayNumber(Day day)
 
 std::string monthName(Day day)
 {
-    return std::string(months[unsigned{day.month()} - 1]);
+    return std::string(Months[unsigned{day.month()} - 1]);
 }
 
 std::string yearNumber(Day day)
@@ -241,13 +241,13 @@ std::optional<Day> readDay(std::string_view text)
 {
     if (const auto iso = scan(text, " y-n-n "))
         return valid(iso->numbers[0], iso->numbers[1], iso->numbers[2]);
-    const auto words = scan(text, longDay);
+    const auto words = scan(text, LongDay);
     return words ? longDayIn(*words) : std::nullopt;
 }
 
 std::optional<Seconds> readMoment(std::string_view text)
 {
-    const std::string upToSign = longDay + std::string("n:n:n ");
+    const std::string upToSign = LongDay + std::string("n:n:n ");
     const auto east = scan(text, upToSign + "+n?:n ");
     const auto found = east ? east : scan(text, upToSign + "-n?:n ");
     const auto day = found ? longDayIn(*found) : std::nullopt;
@@ -284,7 +284,7 @@ std::optional<double> readHours(std::string_view text)
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), hours, std::chars_format::fixed);
     if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(hours) || hours < 0)
         return {};
-    return std::min(hours, mostHours);
+    return std::min(hours, MostHours);
 }
 
 } // namespace localservice

@@ -8,10 +8,10 @@ namespace localservice {
 
 namespace {
 
-constexpr off_t journalHeader = 32;
-constexpr off_t frameHeader = 24;
-constexpr off_t saltInHeader = 16;
-constexpr off_t saltInFrame = 8;
+constexpr off_t JournalHeader = 32;
+constexpr off_t FrameHeader = 24;
+constexpr off_t SaltInHeader = 16;
+constexpr off_t SaltInFrame = 8;
 
 sqlite3_file* fileOf(sqlite3* database, int which)
 {
@@ -36,7 +36,7 @@ bool FileWatch::State::isUnchangedSince(const State& other) const
 
 off_t FileWatch::Mark::endOf(std::uint32_t frame) const
 {
-    return journalHeader + off_t{frame} * (frameHeader + off_t{pageSize});
+    return JournalHeader + off_t{frame} * (FrameHeader + off_t{pageSize});
 }
 
 FileWatch::FileWatch(std::string file) : m_file(std::move(file)) {}
@@ -140,7 +140,7 @@ bool FileWatch::isOurJournal(sqlite3* database, const Mark& mark) const
     // What was in it at the last look, or its header if it has begun again since. A journal that was emptied, and then
     // grew by what was written to it at its old end, has a hole there.
     const bool goesOn = mark.salt == m_mark.salt && m_mark.frames > 0 && m_mark.frames <= mark.frames;
-    const off_t place = goesOn ? mark.endOf(m_mark.frames - 1) + saltInFrame : saltInHeader;
+    const off_t place = goesOn ? mark.endOf(m_mark.frames - 1) + SaltInFrame : SaltInHeader;
     std::array<std::uint8_t, 8> found{};
     auto* file = fileOf(database, SQLITE_FCNTL_JOURNAL_POINTER);
     return file && file->pMethods->xRead(file, found.data(), found.size(), place) == SQLITE_OK && found == mark.salt;

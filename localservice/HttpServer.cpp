@@ -58,16 +58,16 @@ using Clock = net::steady_timer::clock_type;
 template <typename T = void>
 using Task = net::awaitable<T>;
 
-constexpr auto goodbyeTime = 1s;
+constexpr auto GoodbyeTime = 1s;
 // Two addresses rarely have different ports free, unless somebody sees to it.
-constexpr int mostTries = 50;
+constexpr int MostTries = 50;
 // This part of all places a network gets at the cost of others.
-constexpr std::size_t fairShare = 64;
-constexpr int workers = 4;
-constexpr int mostWorkersForNetwork = 3;
-constexpr std::size_t pieceSize = 4096;
+constexpr std::size_t FairShare = 64;
+constexpr int HandlerThreads = 4;
+constexpr int MostWorkersForNetwork = 3;
+constexpr std::size_t PieceSize = 4096;
 // Clients change their keys now and then, between what they have to say.
-constexpr int mostSilentMessages = 16;
+constexpr int MostSilentMessages = 16;
 
 /// Completes an operation within a coroutine, with its error in `error`.
 auto into(error_code& error)
@@ -170,7 +170,7 @@ void Client::end()
 void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* client)
 {
     auto* self = static_cast<Client*>(client);
-    if (!isWritten && type == SSL3_RT_HANDSHAKE && ++self->silentMessages > mostSilentMessages)
+    if (!isWritten && type == SSL3_RT_HANDSHAKE && ++self->silentMessages > MostSilentMessages)
         self->end();
 }
 
@@ -210,7 +210,7 @@ std::string textOf(const Reply& reply, const Request& request, std::optional<std
 template <typename Stream>
 Task<bool> receive(Client& client, Stream& stream, std::string& input)
 {
-    std::array<char, pieceSize> piece; // there are passwords in it
+    std::array<char, PieceSize> piece; // there are passwords in it
     error_code error;
     const std::size_t size = co_await stream.async_read_some(net::buffer(piece), into(error));
     input.append(piece.data(), size);
@@ -255,7 +255,7 @@ Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, Re
 /// with it.
 Task<> takeRubbish(Client& client)
 {
-    std::array<char, pieceSize> rubbish;
+    std::array<char, PieceSize> rubbish;
     error_code error;
     client.socket.shutdown(tcp::socket::shutdown_send, error);
     while (!error)
@@ -315,7 +315,7 @@ public:
         // Held on to, so that the next try does not get the same port.
         std::vector<std::vector<tcp::acceptor>> inVain;
         auto bound = listenOnAll(addresses, port);
-        for (int i = 1; !bound && port == 0 && i < mostTries; ++i) {
+        for (int i = 1; !bound && port == 0 && i < MostTries; ++i) {
             inVain.push_back(std::exchange(m_acceptors, {}));
             bound = listenOnAll(addresses, port);
         }
@@ -387,7 +387,7 @@ private:
     {
         if (m_all.clients.size() <= m_all.limits.clients)
             return true;
-        if (network->second.clients <= m_all.limits.clients / fairShare)
+        if (network->second.clients <= m_all.limits.clients / FairShare)
             network =
                 std::max_element(m_all.networks.begin(), m_all.networks.end(), [](const auto& one, const auto& other) {
                     return one.second.clients < other.second.clients;
@@ -439,7 +439,7 @@ private:
                 break;
             goesOn = co_await answer(client, stream, reader);
             if (!goesOn && !client.isEnding && (reader.refusal() != 0 || !input.empty())) {
-                client.allow(goodbyeTime);
+                client.allow(GoodbyeTime);
                 co_await takeRubbish(client);
             }
             client.allow(m_all.limits.idle);
@@ -480,7 +480,7 @@ private:
     static Task<> sayGoodbye(Client& client, TlsStream& stream)
     {
         error_code ignored; // the client may have gone
-        client.allow(goodbyeTime);
+        client.allow(GoodbyeTime);
         co_await stream.async_shutdown(into(ignored));
     }
 
@@ -512,13 +512,13 @@ private:
     /// network: whoever asks for what takes long does not make everybody wait.
     void giveTurns()
     {
-        while (m_busyWorkers < workers && !m_waiting.empty()) {
+        while (m_busyWorkers < HandlerThreads && !m_waiting.empty()) {
             const auto next =
                 std::min_element(m_waiting.begin(), m_waiting.end(), [](const auto* one, const auto* other) {
                     return one->network->second.workers < other->network->second.workers;
                 });
             auto& network = (*next)->network->second;
-            if (network.workers >= mostWorkersForNetwork)
+            if (network.workers >= MostWorkersForNetwork)
                 return;
             ++m_busyWorkers;
             ++network.workers;
@@ -534,7 +534,7 @@ private:
     std::list<Client*> m_waiting; // for a worker
     int m_busyWorkers = 0;
     bool m_isStopping = false;
-    net::thread_pool m_workers{workers};
+    net::thread_pool m_workers{HandlerThreads};
     std::vector<tcp::acceptor> m_acceptors;
     std::thread m_thread;
 };

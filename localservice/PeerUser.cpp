@@ -16,7 +16,7 @@ namespace localservice {
 
 namespace {
 
-constexpr int established = 1; // TCP_ESTABLISHED: later on the kernel no longer knows whose socket it was
+constexpr int Established = 1; // TCP_ESTABLISHED: later on the kernel no longer knows whose socket it was
 
 /// Address and port of one end. Addresses of the fourth version are mapped into the sixth, as sockets for both are.
 struct End
@@ -99,7 +99,7 @@ std::optional<uid_t> ownerIn(const char* table, const End& own, const End& other
         std::array<std::string, 8> column; // sl, local, remote, state, queues, timer, retransmits, uid
         for (auto& text : column)
             columns >> text;
-        if (numberIn<int>(column[3], 16) == established && endIn(column[1]) == own && endIn(column[2]) == other)
+        if (numberIn<int>(column[3], 16) == Established && endIn(column[1]) == own && endIn(column[2]) == other)
             return numberIn<uid_t>(column[7], 10);
     }
     return {};

@@ -32,7 +32,7 @@ bool isEmail(std::string_view text)
            text.find('@', at + 1) == std::string_view::npos;
 }
 
-constexpr const char* selectMember =
+constexpr const char* SelectMember =
     "SELECT p.id, p.email, p.first_name, p.last_name, p.admin, p.active, p.password_hash <> '',"
     " COALESCE(SUM(e.seconds + CASE WHEN e.timer_started < ?4 THEN ?4 - e.timer_started ELSE 0 END), 0),"
     " EXISTS (SELECT 1 FROM entries t WHERE t.person_id = p.id AND t.timer_started IS NOT NULL)"
@@ -70,7 +70,7 @@ std::string Member::name() const
 
 std::vector<Member> People::all(Day first, Day last, Seconds now)
 {
-    SQLite::Statement query(m_database, selectMember);
+    SQLite::Statement query(m_database, SelectMember);
     SQLite::bind(query, m_account, isoDayText(first), isoDayText(last), now, 0);
     std::vector<Member> members;
     while (query.executeStep())
@@ -80,7 +80,7 @@ std::vector<Member> People::all(Day first, Day last, Seconds now)
 
 tl::expected<Member, Problem> People::find(Id person)
 {
-    SQLite::Statement query(m_database, selectMember);
+    SQLite::Statement query(m_database, SelectMember);
     SQLite::bind(query, m_account, "", "", 0, person);
     if (person > 0 && query.executeStep())
         return memberOf(query);
@@ -94,10 +94,10 @@ People::Done People::check(PersonDetails& details, Id itself)
     if (details.firstName.empty())
         return tl::unexpected(invalid("A person needs a name.", "first-name"));
     for (const auto& [name, field] : {std::pair{&details.firstName, "first-name"}, {&details.lastName, "last-name"}}) {
-        if (characterCount(*name) > longestName)
+        if (characterCount(*name) > LongestName)
             return tl::unexpected(invalid("This name is too long. It can have 100 characters.", field));
     }
-    if (details.email.size() > longestEmail || !isEmail(details.email))
+    if (details.email.size() > LongestEmail || !isEmail(details.email))
         return tl::unexpected(invalid("Enter an address such as name@example.com.", "email"));
     SQLite::Statement query(m_database, "SELECT first_name, last_name, email, active FROM people"
                                         " WHERE account_id = ? AND email = ? AND id <> ?");
@@ -231,9 +231,9 @@ People::Done People::setProjects(Id person, const std::vector<Id>& projects)
 
 std::string People::wrongWithPassword(std::string_view password)
 {
-    if (characterCount(password) < fewestPasswordCharacters)
+    if (characterCount(password) < FewestPasswordCharacters)
         return "Use at least 10 characters. Several words in a row are easy to remember.";
-    if (password.size() > longestPassword)
+    if (password.size() > LongestPassword)
         return "This password is too long.";
     return {};
 }

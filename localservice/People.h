@@ -56,10 +56,10 @@ class People final
 public:
     using Done = tl::expected<void, Problem>;
 
-    static constexpr std::size_t fewestPasswordCharacters = 10;
-    static constexpr std::size_t longestPassword = 512; ///< bytes; programs send it in a header
-    static constexpr std::size_t longestName = 100;     ///< characters
-    static constexpr std::size_t longestEmail = 254;    ///< bytes
+    static constexpr std::size_t FewestPasswordCharacters = 10;
+    static constexpr std::size_t LongestPassword = 512; ///< bytes; programs send it in a header
+    static constexpr std::size_t LongestName = 100;     ///< characters
+    static constexpr std::size_t LongestEmail = 254;    ///< bytes
 
     People(SQLite::Database& database, Id account) : m_database(database), m_account(account) {}
 

@@ -7,7 +7,7 @@ namespace localservice {
 
 namespace {
 
-constexpr const char* selectPerson =
+constexpr const char* SelectPerson =
     "SELECT p.id, p.account_id, p.email, p.first_name, p.last_name, p.admin, p.rate, p.password_hash,"
     " a.name, a.timezone, a.timestamp_timers FROM people p JOIN accounts a ON a.id = p.account_id WHERE p.active AND ";
 
@@ -25,7 +25,7 @@ std::optional<Person> only(SQLite::Statement& query)
 
 std::optional<Person> personByEmail(SQLite::Database& database, const std::string& email, const std::string& subdomain)
 {
-    SQLite::Statement query(database, std::string(selectPerson) +
+    SQLite::Statement query(database, std::string(SelectPerson) +
                                           "p.email = ?1 AND (a.subdomain = ?2"
                                           " OR (?2 = '' AND (SELECT COUNT(*) FROM accounts) = 1))");
     SQLite::bind(query, email, subdomain);
@@ -35,7 +35,7 @@ std::optional<Person> personByEmail(SQLite::Database& database, const std::strin
 std::optional<Person> ownerOf(SQLite::Database& database, const std::string& subdomain)
 {
     SQLite::Statement query(
-        database, std::string(selectPerson) +
+        database, std::string(SelectPerson) +
                       "p.id = (SELECT MIN(o.id) FROM people o WHERE o.account_id = a.id) AND a.subdomain = ?");
     query.bind(1, subdomain);
     return only(query);
@@ -43,7 +43,7 @@ std::optional<Person> ownerOf(SQLite::Database& database, const std::string& sub
 
 std::optional<Person> personById(SQLite::Database& database, Id id)
 {
-    SQLite::Statement query(database, std::string(selectPerson) + "p.id = ?");
+    SQLite::Statement query(database, std::string(SelectPerson) + "p.id = ?");
     query.bind(1, id);
     return only(query);
 }

@@ -14,7 +14,7 @@ namespace localservice {
 
 namespace {
 
-constexpr const char* counted = " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
+constexpr const char* Counted = " WHERE e.person_id IN (SELECT id FROM people WHERE account_id = ?1"
                                 " AND (?2 = 0 OR id = ?2)) AND e.spent_at BETWEEN ?3 AND ?4";
 
 void bind(SQLite::Statement& query, const ReportFilter& filter)
@@ -105,7 +105,7 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
     // Summed up here: the database would sort all entries first to do it.
     SQLite::Statement query(database, std::string("SELECT e.person_id, e.spent_at, e.project_id, e.task_id, e.seconds,"
                                                   " e.timer_started FROM entries e") +
-                                          counted);
+                                          Counted);
     bind(query, filter);
     std::string dayText;
     Amount* day = nullptr;
@@ -202,7 +202,7 @@ std::string csvOf(SQLite::Database& database, const ReportFilter& filter)
                     " e.notes, e.seconds, e.timer_started, e.project_id, e.task_id, e.started_at, e.ended_at"
                     " FROM entries e JOIN projects p ON p.id = e.project_id JOIN clients c ON c.id = p.client_id"
                     " JOIN tasks t ON t.id = e.task_id JOIN people o ON o.id = e.person_id") +
-            counted + " ORDER BY e.spent_at, e.person_id, e.id");
+            Counted + " ORDER BY e.spent_at, e.person_id, e.id");
     bind(query, filter);
     while (query.executeStep()) {
         const auto text = [&](int column) { return query.getColumn(column).getString(); };

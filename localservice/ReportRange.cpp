@@ -8,9 +8,9 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr int mostDays = 62;
-constexpr int longYear = 400;
-constexpr int mostMonthsInDays = 5 * 366;
+constexpr int MostDays = 62;
+constexpr int LongYear = 400;
+constexpr int MostMonthsInDays = 5 * 366;
 
 Day plus(Day day, int count)
 {
@@ -60,7 +60,7 @@ Day endOfStep(Day first, StepLength length)
 /// Of more than a year, the part that has hours.
 DayRange shown(const DayRange& range, const Report& report)
 {
-    if (daysIn(range) <= longYear || report.days.empty())
+    if (daysIn(range) <= LongYear || report.days.empty())
         return range;
     return {std::max(range.from, report.days.begin()->first), std::min(range.to, report.days.rbegin()->first)};
 }
@@ -145,9 +145,9 @@ std::string nameOf(const DayRange& range)
 StepLength stepLengthOf(const DayRange& range, const Report& report)
 {
     const int count = daysIn(shown(range, report));
-    return count <= mostDays           ? StepLength::Day
-           : count <= longYear         ? StepLength::Week
-           : count <= mostMonthsInDays ? StepLength::Month
+    return count <= MostDays           ? StepLength::Day
+           : count <= LongYear         ? StepLength::Week
+           : count <= MostMonthsInDays ? StepLength::Month
                                        : StepLength::Year;
 }
 

@@ -16,11 +16,11 @@ namespace {
 namespace http = boost::beast::http;
 using boost::beast::error_code;
 
-constexpr std::size_t longestHead = 64UL * 1024;
-constexpr std::size_t longestRequestLine = 8UL * 1024;
-constexpr std::size_t longestBody = 1024UL * 1024;
+constexpr std::size_t LongestHead = 64UL * 1024;
+constexpr std::size_t LongestRequestLine = 8UL * 1024;
+constexpr std::size_t LongestBody = 1024UL * 1024;
 // A body in chunks of a byte or two is no use to anybody.
-constexpr std::size_t longestFrames = 1024UL * 1024;
+constexpr std::size_t LongestFrames = 1024UL * 1024;
 
 using namespace std::string_view_literals;
 
@@ -72,8 +72,8 @@ class RequestReader::Parser final : public http::parser<true, http::string_body,
 
 RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
 {
-    m_parser->header_limit(longestHead);
-    m_parser->body_limit(longestBody);
+    m_parser->header_limit(LongestHead);
+    m_parser->body_limit(LongestBody);
 }
 
 RequestReader::~RequestReader() = default;
@@ -101,13 +101,13 @@ std::size_t RequestReader::endOfHead(const std::string& input)
         const auto line = std::string_view(input).substr(m_line, end - m_line);
         if (!line.ends_with('\r') || line.starts_with(' ') || line.starts_with('\t'))
             refuse(400);
-        if (m_line == 0 && line.size() > longestRequestLine)
+        if (m_line == 0 && line.size() > LongestRequestLine)
             refuse(414);
         m_line = end + 1;
         if (m_refusal != 0 || line == "\r")
             return m_line;
     }
-    if (m_line == 0 && input.size() > longestRequestLine)
+    if (m_line == 0 && input.size() > LongestRequestLine)
         refuse(414);
     return 0;
 }
@@ -115,7 +115,7 @@ std::size_t RequestReader::endOfHead(const std::string& input)
 std::size_t RequestReader::readHead(const std::string& input)
 {
     const auto size = endOfHead(input);
-    if (m_refusal == 0 && (size > 0 ? size : input.size()) > longestHead)
+    if (m_refusal == 0 && (size > 0 ? size : input.size()) > LongestHead)
         refuse(400);
     if (m_refusal != 0 || size == 0)
         return 0;
@@ -185,8 +185,8 @@ std::size_t RequestReader::readBody(std::string_view input)
     const bool isIncomplete = error == http::error::need_more;
     if (error == http::error::body_limit)
         refuse(413);
-    else if ((error && !isIncomplete) || m_sent > longestBody + longestFrames ||
-             (isIncomplete && input.size() - taken > longestHead))
+    else if ((error && !isIncomplete) || m_sent > LongestBody + LongestFrames ||
+             (isIncomplete && input.size() - taken > LongestHead))
         refuse(400);
     else if (m_parser->is_done())
         m_request.body = std::move(m_parser->get().body());

@@ -17,7 +17,7 @@ namespace localservice {
 
 namespace {
 
-constexpr const char* help = R"(Usage: quillon-service [options]
+constexpr const char* Help = R"(Usage: quillon-service [options]
 
 A timesheet service with its own data file, for one computer or a small team.
 
@@ -41,7 +41,7 @@ printed once. When the service is ready, it prints its address on a line of its 
 TLS, SIGHUP reloads the certificate and the key.
 )";
 
-constexpr std::uint16_t defaultPort = 8787;
+constexpr std::uint16_t DefaultPort = 8787;
 
 std::string defaultDataFile()
 {
@@ -102,7 +102,7 @@ void openManyFiles()
 
 Result<void> ServiceProgram::readOptions()
 {
-    m_options.port = defaultPort;
+    m_options.port = DefaultPort;
     m_options.dataFile = defaultDataFile();
     std::string port;
     const std::map<std::string, std::string*> values{{"--port", &port},
@@ -232,7 +232,7 @@ int ServiceProgram::run()
 {
     for (const auto& argument : m_arguments) {
         if (argument == "--help") {
-            std::cout << help;
+            std::cout << Help;
             return 0;
         }
         if (argument == "--version") {

@@ -11,12 +11,12 @@ namespace localservice {
 
 namespace {
 
-constexpr auto window = 15min;
-constexpr std::ptrdiff_t mostForPerson = 10;
-constexpr std::ptrdiff_t mostForAddress = 50;
+constexpr auto Window = 15min;
+constexpr std::ptrdiff_t MostForPerson = 10;
+constexpr std::ptrdiff_t MostForAddress = 50;
 // What strangers can make the service remember.
-constexpr std::size_t mostTries = 5000;
-constexpr std::size_t mostPlaces = 1000;
+constexpr std::size_t MostTries = 5000;
+constexpr std::size_t MostPlaces = 1000;
 
 } // namespace
 
@@ -36,7 +36,7 @@ std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string
     const Try next{now, placeOf(peer, user, email), std::hash<std::string_view>{}(password)};
     const std::lock_guard lock(m_mutex);
     // A clock that was set back must not block anybody until it has caught up.
-    std::erase_if(m_tries, [now](const Try& old) { return std::chrono::abs(now - old.time) >= window; });
+    std::erase_if(m_tries, [now](const Try& old) { return std::chrono::abs(now - old.time) >= Window; });
 
     const auto forPerson = [&](const Try& old) { return old.place == next.place; };
     const auto atAddress = [&](const Try& old) { return old.place.network == next.place.network; };
@@ -45,17 +45,17 @@ std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string
         if (std::count_if(m_tries.begin(), m_tries.end(), which) < most)
             return {};
         const auto oldest = std::find_if(m_tries.begin(), m_tries.end(), which);
-        return std::chrono::ceil<std::chrono::seconds>(oldest->time + window - now);
+        return std::chrono::ceil<std::chrono::seconds>(oldest->time + Window - now);
     };
-    if (const auto time = wait(forPerson, mostForPerson))
+    if (const auto time = wait(forPerson, MostForPerson))
         return time;
     const bool known = std::find(m_signedIn.begin(), m_signedIn.end(), next.place) != m_signedIn.end();
-    if (const auto time = known ? std::nullopt : wait(atAddress, mostForAddress))
+    if (const auto time = known ? std::nullopt : wait(atAddress, MostForAddress))
         return time;
 
     if (std::none_of(m_tries.begin(), m_tries.end(), same))
         m_tries.push_back(next);
-    if (m_tries.size() > mostTries)
+    if (m_tries.size() > MostTries)
         m_tries.pop_front();
     return {};
 }
@@ -68,7 +68,7 @@ void SignInThrottle::succeeded(const std::string& peer, std::optional<uid_t> use
     if (std::find(m_signedIn.begin(), m_signedIn.end(), place) != m_signedIn.end())
         return;
     m_signedIn.push_back(place);
-    if (m_signedIn.size() > mostPlaces)
+    if (m_signedIn.size() > MostPlaces)
         m_signedIn.pop_front();
 }
 

@@ -12,12 +12,12 @@ namespace localservice {
 
 namespace {
 
-constexpr int schemaVersion = 2;
+constexpr int SchemaVersion = 2;
 
 // Ids are never given twice, so a late request for a deleted entry cannot meet another one. Two rules live in the
 // schema, where no code path can forget them: one running timer for each person, and a new cache version whenever
 // anything that clients keep of the catalog changes.
-constexpr const char* firstSchema = R"sql(
+constexpr const char* FirstSchema = R"sql(
 CREATE TABLE accounts (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     subdomain TEXT NOT NULL UNIQUE COLLATE NOCASE,
@@ -91,7 +91,7 @@ CREATE UNIQUE INDEX one_running_timer ON entries (person_id) WHERE timer_started
 
 // Archived people cannot sign in and archived tasks cannot be booked; what was booked stays. A session is found by the
 // digest of its secret: who reads the file cannot sign in with it.
-constexpr const char* secondSchema = R"sql(
+constexpr const char* SecondSchema = R"sql(
 ALTER TABLE people ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
 ALTER TABLE tasks ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
 CREATE TABLE sessions (
@@ -120,13 +120,13 @@ void migrate(SQLite::Database& database)
 {
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     const int version = database.execAndGet("PRAGMA user_version").getInt();
-    if (version > schemaVersion)
+    if (version > SchemaVersion)
         throw SQLite::Exception("it was written by a newer version of the service");
     if (version < 1)
-        database.exec(firstSchema + cacheVersionTriggers());
+        database.exec(FirstSchema + cacheVersionTriggers());
     if (version < 2)
-        database.exec(secondSchema);
-    database.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
+        database.exec(SecondSchema);
+    database.exec("PRAGMA user_version = " + std::to_string(SchemaVersion));
     transaction.commit();
 }
 

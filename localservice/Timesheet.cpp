@@ -9,7 +9,7 @@ namespace localservice {
 
 namespace {
 
-constexpr Seconds longestEntry = Seconds{24} * 3600;
+constexpr Seconds LongestEntry = Seconds{24} * 3600;
 
 tl::unexpected<Problem> invalid(std::string message, std::string field)
 {
@@ -53,7 +53,7 @@ bool looksLike(Seconds typed, Seconds actual)
     return typed == rounded || typed == uncarried || typed == typedSeconds(std::round(actual / 36.0) / 100);
 }
 
-constexpr const char* selectEntry =
+constexpr const char* SelectEntry =
     "SELECT e.id, e.person_id, e.project_id, e.task_id, p.name, c.name, t.name, e.spent_at, e.notes, e.seconds,"
     " e.timer_started, e.started_at, e.ended_at, e.locked_reason, e.billed, e.created_at, e.updated_at, p.code,"
     " p.billable AND COALESCE(o.billable, 1)"
@@ -111,7 +111,7 @@ public:
 
     tl::expected<Entry, Problem> find(Id id)
     {
-        SQLite::Statement query(m_database, std::string(selectEntry) + " AND e.id = ?");
+        SQLite::Statement query(m_database, std::string(SelectEntry) + " AND e.id = ?");
         SQLite::bind(query, m_person.id, id);
         if (query.executeStep())
             return entryOf(query);
@@ -200,7 +200,7 @@ public:
 
     std::optional<Entry> running()
     {
-        SQLite::Statement query(m_database, std::string(selectEntry) + " AND e.timer_started IS NOT NULL");
+        SQLite::Statement query(m_database, std::string(SelectEntry) + " AND e.timer_started IS NOT NULL");
         query.bind(1, m_person.id);
         return query.executeStep() ? std::optional(entryOf(query)) : std::nullopt;
     }
@@ -235,7 +235,7 @@ tl::expected<Seconds, Problem> span(Minutes start, Minutes end)
 
 tl::expected<void, Problem> checkLength(Seconds seconds)
 {
-    if (seconds > longestEntry)
+    if (seconds > LongestEntry)
         return invalid("An entry cannot have more than 24 hours.", "hours");
     return {};
 }
@@ -332,7 +332,7 @@ tl::expected<std::vector<Entry>, Problem> Timesheet::days(Day first, Day last)
 {
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<std::vector<Entry>, Problem> {
         std::vector<Entry> entries;
-        SQLite::Statement query(database, std::string(selectEntry) + " AND e.spent_at BETWEEN ? AND ? ORDER BY e.id");
+        SQLite::Statement query(database, std::string(SelectEntry) + " AND e.spent_at BETWEEN ? AND ? ORDER BY e.id");
         SQLite::bind(query, m_person.id, isoDayText(first), isoDayText(last));
         while (query.executeStep())
             entries.push_back(entryOf(query));

@@ -10,7 +10,7 @@ class Project;
 class Client final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "Client";
+    static constexpr const char* EntityName = "Client";
 
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }

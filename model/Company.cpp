@@ -45,7 +45,7 @@ Company& Company::findOrCreateCompany(const QString& subdomain, store::Context& 
 {
     if (Company* company = findBySubdomain(subdomain, context))
         return *company;
-    auto& company = static_cast<Company&>(context.insert(entityName));
+    auto& company = static_cast<Company&>(context.insert(EntityName));
     company.setValue("subdomain", subdomain);
     saveWithErrorReporting(context);
     return company;
@@ -125,10 +125,10 @@ std::vector<DayEntry*> Company::dayEntriesForDate(QDate date, store::Context& co
         return {};
     std::vector<DayEntry*> entries;
     for (store::Object* object : context.fetch(
-             {DayEntry::entityName,
+             {DayEntry::EntityName,
               store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, startOfDay(date)) &&
                   store::where("spentAt", Operator::Less, startOfDay(date.addDays(1))) &&
-                  store::where("idString", Operator::NotEqual, DayEntry::newEntryId),
+                  store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
               {{"idString"}, {"timerStarted"}}}))
         entries.push_back(static_cast<DayEntry*>(object));
     return entries;

@@ -19,7 +19,7 @@ class User;
 class Company final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "Company";
+    static constexpr const char* EntityName = "Company";
 
     /// The key by which a company is found.
     QString subdomain() const { return string("subdomain"); }
@@ -62,27 +62,27 @@ public:
     template <class T>
     T* find(const QString& idString, store::Context& context) const
     {
-        return static_cast<T*>(find(T::entityName, idString, context));
+        return static_cast<T*>(find(T::EntityName, idString, context));
     }
     template <class T>
     T* findObject(const QString& idString, store::Context& context) const
     {
-        return static_cast<T*>(findObject(T::entityName, idString, context));
+        return static_cast<T*>(findObject(T::EntityName, idString, context));
     }
     template <class T>
     T& findOrCreateById(const QString& idString, store::Context& context)
     {
-        return static_cast<T&>(findOrCreateById(idString, context, T::entityName));
+        return static_cast<T&>(findOrCreateById(idString, context, T::EntityName));
     }
     template <class T>
     T& findOrCreateByName(const QString& name, store::Context& context)
     {
-        return static_cast<T&>(findOrCreateByName(name, context, T::entityName));
+        return static_cast<T&>(findOrCreateByName(name, context, T::EntityName));
     }
     template <class T>
     T& insertWithId(const QString& idString, store::Context& context)
     {
-        return static_cast<T&>(insertWithId(idString, context, T::entityName));
+        return static_cast<T&>(insertWithId(idString, context, T::EntityName));
     }
 
     /// The entries of a local calendar day without the placeholder, by id as text ("100" before "99"), then by start

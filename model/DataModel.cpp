@@ -24,7 +24,7 @@ namespace {
 template <class... T>
 std::unordered_map<std::string, store::ObjectFactory> factoriesOf()
 {
-    return {{T::entityName, [] { return std::make_unique<T>(); }}...};
+    return {{T::EntityName, [] { return std::make_unique<T>(); }}...};
 }
 
 } // namespace
@@ -47,7 +47,7 @@ bool touchesCatalog(const store::ChangeSet& changes, const store::Model& model)
 {
     const auto isCatalog = [&](store::ObjectId id) {
         const std::string& name = model.entities()[static_cast<std::size_t>(id.entity)].name;
-        return name != DayEntry::entityName && name != Company::entityName;
+        return name != DayEntry::EntityName && name != Company::EntityName;
     };
     return std::any_of(changes.inserted.begin(), changes.inserted.end(), isCatalog) ||
            std::any_of(changes.deleted.begin(), changes.deleted.end(), isCatalog) ||

@@ -47,7 +47,7 @@ QString fixedPoint(double number, int decimals)
 
 } // namespace
 
-const QString DayEntry::newEntryId = u"newEntry"_s;
+const QString DayEntry::NewEntryId = u"newEntry"_s;
 
 double DayEntry::totalHours() const
 {
@@ -170,7 +170,7 @@ DayEntry* DayEntry::entryWithDefaults()
     Company* company = user ? user->company() : nullptr;
     if (!company)
         return nullptr;
-    auto& entry = company->findOrCreateById<DayEntry>(newEntryId, company->context());
+    auto& entry = company->findOrCreateById<DayEntry>(NewEntryId, company->context());
     entry.resetToDefaults();
     if (const DayEntry* recent = company->mostRecentDayEntry()) {
         entry.setProject(recent->project());

@@ -25,9 +25,9 @@ class UserAssignment;
 class DayEntry final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "DayEntry";
+    static constexpr const char* EntityName = "DayEntry";
     /// The id of the one local entry per company that a new timer is prepared in.
-    static const QString newEntryId;
+    static const QString NewEntryId;
 
     QString notes() const { return string("notes"); }
     void setNotes(const QString& notes) { setValue("notes", notes); }

@@ -138,7 +138,7 @@ void DayEntry::parseAddXml(const xml::Document& document, Import& import)
         return;
     const store::Predicate running = store::where("company", &import.company()) &&
                                      store::where("timerStarted", store::Condition::Operator::NotEqual, store::Value());
-    for (store::Object* other : import.context().fetch({entityName, running, {}})) {
+    for (store::Object* other : import.context().fetch({EntityName, running, {}})) {
         if (other != &entry)
             static_cast<DayEntry*>(other)->setTimerStarted({});
     }

@@ -39,12 +39,12 @@ Client& Import::findOrCreateByName(const QString& name)
 
 Import::Assignment& Import::assignment(const User& user, const Project& project)
 {
-    return assignment(m_userAssignments, UserAssignment::entityName, "user", user.id(), project.id());
+    return assignment(m_userAssignments, UserAssignment::EntityName, "user", user.id(), project.id());
 }
 
 Import::Assignment& Import::assignment(const Task& task, const Project& project)
 {
-    return assignment(m_taskAssignments, TaskAssignment::entityName, "task", task.id(), project.id());
+    return assignment(m_taskAssignments, TaskAssignment::EntityName, "task", task.id(), project.id());
 }
 
 Import::Assignment& Import::assignment(std::optional<Assignments>& known, std::string_view entity,

@@ -21,7 +21,7 @@ class UserAssignment;
 class Project final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "Project";
+    static constexpr const char* EntityName = "Project";
 
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }

@@ -62,7 +62,7 @@ protected:
 template <class T>
 T* fetchFirst(store::Context& context, const store::Predicate& predicate)
 {
-    return static_cast<T*>(context.fetchFirst(T::entityName, predicate));
+    return static_cast<T*>(context.fetchFirst(T::EntityName, predicate));
 }
 
 } // namespace model

@@ -16,7 +16,7 @@ class TaskAssignment;
 class Task final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "Task";
+    static constexpr const char* EntityName = "Task";
 
     QString name() const { return string("name"); }
     void setName(const QString& name) { setValue("name", name); }

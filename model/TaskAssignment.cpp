@@ -32,7 +32,7 @@ TaskAssignment& TaskAssignment::findOrCreateForUser(User& user, Project& project
     if (auto* found = static_cast<TaskAssignment*>(import.context().find(known.id)))
         return *found;
     // None yet, or another context deleted it meanwhile.
-    auto& made = static_cast<TaskAssignment&>(import.context().insert(entityName));
+    auto& made = static_cast<TaskAssignment&>(import.context().insert(EntityName));
     made.setProject(&project);
     made.setTask(&task);
     made.setValue("projectId", project.idString());

@@ -13,7 +13,7 @@ class User;
 class TaskAssignment final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "TaskAssignment";
+    static constexpr const char* EntityName = "TaskAssignment";
 
     // The ids as the service gave them, kept even where the object itself is not known.
     QString projectId() const { return string("projectId"); }

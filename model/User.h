@@ -15,7 +15,7 @@ class UserAssignment;
 class User final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "User";
+    static constexpr const char* EntityName = "User";
 
     QString email() const { return string("email"); }
     void setEmail(const QString& email) { setValue("email", email); }

@@ -24,7 +24,7 @@ UserAssignment& UserAssignment::findOrCreateForUser(User& user, Project& project
     Import::Assignment& known = import.assignment(user, project);
     if (auto* found = static_cast<UserAssignment*>(import.context().find(known.id)))
         return *found;
-    auto& made = static_cast<UserAssignment&>(import.context().insert(entityName));
+    auto& made = static_cast<UserAssignment&>(import.context().insert(EntityName));
     made.setProject(&project);
     made.setUser(&user);
     made.setValue("projectId", project.idString());

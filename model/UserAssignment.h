@@ -12,7 +12,7 @@ class User;
 class UserAssignment final : public QuillonObject
 {
 public:
-    static constexpr const char* entityName = "UserAssignment";
+    static constexpr const char* EntityName = "UserAssignment";
 
     // The ids as the service gave them, kept even where the object itself is not known.
     QString userId() const { return string("userId"); }

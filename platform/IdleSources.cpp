@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 namespace {
 
 // Between an answer and the look at the clock, and where a source counts whole seconds.
-constexpr TimeSource::Duration kSlack = 1s;
+constexpr TimeSource::Duration Slack = 1s;
 
 } // namespace
 
@@ -48,17 +48,17 @@ std::optional<IdleSources::Duration> IdleSources::ask(Watched& watched)
     const TimeSource::Uptime now = m_time.uptime();
     Reading reading{*idle, {}, now};
     const auto last = std::exchange(watched.last, reading);
-    bool nonsense = *idle < 0s || *idle > now.total + kSlack;
+    bool nonsense = *idle < 0s || *idle > now.total + Slack;
     if (last && !nonsense) {
         const Duration passed = now.total - last->at.total;
         const Duration awake = now.awake - last->at.awake;
-        const bool untouched = *idle >= last->idle + awake - kSlack;
+        const bool untouched = *idle >= last->idle + awake - Slack;
         // Otherwise somebody was there since.
-        nonsense = *idle > (untouched ? last->idle : 0s) + passed + kSlack;
+        nonsense = *idle > (untouched ? last->idle : 0s) + passed + Slack;
         if (untouched && !nonsense) {
             const Duration missed = passed - (*idle - last->idle);
             reading.asleep = last->asleep + std::clamp<Duration>(missed, 0s, std::max<Duration>(passed - awake, 0s));
-            if (awake > 2 * kSlack)
+            if (awake > 2 * Slack)
                 trust = Trust::Believed;
         }
     }

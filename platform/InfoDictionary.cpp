@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 mostBytes = 1024 * 1024;
+constexpr qint64 MostBytes = 1024 * 1024;
 
 tl::expected<QJsonObject, QString> read(const QString& path)
 {
@@ -23,10 +23,10 @@ tl::expected<QJsonObject, QString> read(const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return tl::unexpected(file.errorString());
-    const QByteArray text = file.read(mostBytes + 1);
+    const QByteArray text = file.read(MostBytes + 1);
     if (file.error() != QFileDevice::NoError)
         return tl::unexpected(file.errorString());
-    if (text.size() > mostBytes)
+    if (text.size() > MostBytes)
         return tl::unexpected(u"it is too large"_s);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text, &error);

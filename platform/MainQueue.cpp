@@ -9,10 +9,10 @@ namespace platform {
 
 namespace {
 
-const auto kWake = static_cast<QEvent::Type>(QEvent::registerEventType());
+const auto Wake = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 /// A burst of calls may not keep clicks and repaints waiting for longer than this.
-constexpr qint64 kBudgetMilliseconds = 8;
+constexpr qint64 BudgetMilliseconds = 8;
 
 } // namespace
 
@@ -36,7 +36,7 @@ void MainQueue::close()
 
 bool MainQueue::event(QEvent* event)
 {
-    if (event->type() != kWake)
+    if (event->type() != Wake)
         return QObject::event(event);
     run();
     return true;
@@ -52,7 +52,7 @@ void MainQueue::run()
     elapsed.start();
     while (const auto function = next()) {
         function();
-        if (elapsed.elapsed() >= kBudgetMilliseconds)
+        if (elapsed.elapsed() >= BudgetMilliseconds)
             break;
     }
     const std::lock_guard lock(m_mutex);
@@ -63,7 +63,7 @@ void MainQueue::run()
 void MainQueue::wake()
 {
     m_woken = true;
-    QCoreApplication::postEvent(this, new QEvent(kWake));
+    QCoreApplication::postEvent(this, new QEvent(Wake));
 }
 
 std::function<void()> MainQueue::next()

@@ -27,10 +27,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kPatienceMilliseconds = 500;
-constexpr int kStepMilliseconds = 5;
+constexpr int PatienceMilliseconds = 500;
+constexpr int StepMilliseconds = 5;
 
-constexpr auto kInterface = "org.freedesktop.Application"_L1;
+constexpr auto InterfaceName = "org.freedesktop.Application"_L1;
 
 class ApplicationObject final : public QObject, public QDBusContext
 {
@@ -174,10 +174,10 @@ public:
             m_owner = bus.registerService(BusName);
             if (m_owner)
                 return true;
-            QDBusMessage call = QDBusMessage::createMethodCall(BusName, BusPath, kInterface, u"Activate"_s);
+            QDBusMessage call = QDBusMessage::createMethodCall(BusName, BusPath, InterfaceName, u"Activate"_s);
             call << m_startedBy;
             call.setAutoStartService(false);
-            const QDBusMessage reply = bus.call(call, QDBus::Block, kPatienceMilliseconds);
+            const QDBusMessage reply = bus.call(call, QDBus::Block, PatienceMilliseconds);
             if (reply.type() != QDBusMessage::ErrorMessage ||
                 reply.errorName() != "org.freedesktop.DBus.Error.ServiceUnknown"_L1)
                 break;
@@ -216,10 +216,10 @@ public:
         if (!m_lock || !m_socket || !address)
             return std::nullopt;
         // The holder of the lock may not listen yet, or no longer: then the lock is about to be free.
-        for (int waited = 0; flock(*m_lock, LOCK_EX | LOCK_NB) != 0; waited += kStepMilliseconds) {
-            if (waited >= kPatienceMilliseconds || tell(*address))
+        for (int waited = 0; flock(*m_lock, LOCK_EX | LOCK_NB) != 0; waited += StepMilliseconds) {
+            if (waited >= PatienceMilliseconds || tell(*address))
                 return false;
-            poll(nullptr, 0, kStepMilliseconds);
+            poll(nullptr, 0, StepMilliseconds);
         }
         unlink(socketPath().constData());
         // The path takes its mode from it.
@@ -240,7 +240,7 @@ private:
         if (connect(*m_socket, generic(address), sizeof address) != 0)
             return false;
         pollfd end{*m_socket, POLLIN, 0};
-        poll(&end, 1, kPatienceMilliseconds);
+        poll(&end, 1, PatienceMilliseconds);
         return true;
     }
 

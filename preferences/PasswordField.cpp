@@ -14,8 +14,8 @@ namespace preferences {
 
 namespace {
 
-constexpr int buttonSize = 22;
-constexpr int iconSize = 16;
+constexpr int ButtonSize = 22;
+constexpr int IconSize = 16;
 
 QString dots(const QString& text)
 {
@@ -156,12 +156,12 @@ PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QT
     m_show->setCursor(Qt::ArrowCursor);
     m_show->setFocusPolicy(Qt::TabFocus);
     m_show->setAccessibleName(tr("Show Password"));
-    m_show->setIconSize({iconSize, iconSize});
-    m_show->setFixedSize(buttonSize, buttonSize);
+    m_show->setIconSize({IconSize, IconSize});
+    m_show->setFixedSize(ButtonSize, ButtonSize);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(2, 2, 2, 2);
     row->addWidget(m_show, 0, Qt::AlignRight);
-    setTextMargins(0, 0, buttonSize + 2, 0);
+    setTextMargins(0, 0, ButtonSize + 2, 0);
     setDragEnabled(false);
     setShown(false);
     connect(m_show, &QToolButton::toggled, this, &PasswordField::setShown);

@@ -40,13 +40,13 @@ using platform::environment;
 namespace {
 
 // A service that is there answers within a second or two.
-constexpr auto patience = 10s;
-constexpr qint64 leastIdleMinutes = 1;
-constexpr qint64 defaultIdleMinutes = 10;
-constexpr int iconSize = 48;
-constexpr int folderWidth = 420;
-constexpr int buttonWidth = 84;
-constexpr int buttonPadding = 16;
+constexpr auto Patience = 10s;
+constexpr qint64 LeastIdleMinutes = 1;
+constexpr qint64 DefaultIdleMinutes = 10;
+constexpr int IconSize = 48;
+constexpr int FolderWidth = 420;
+constexpr int ButtonWidth = 84;
+constexpr int ButtonPadding = 16;
 
 /// The number that `text` begins with; 0 when it does not begin with one.
 template <class Number>
@@ -102,7 +102,7 @@ void PreferenceController::awakeFromNib()
     m_shortcutsPage = std::make_unique<ShortcutsPage>(*m_ui);
 
     for (QPushButton* button : m_window.findChildren<QPushButton*>())
-        button->setMinimumWidth(std::max(buttonWidth, button->sizeHint().width() + buttonPadding));
+        button->setMinimumWidth(std::max(ButtonWidth, button->sizeHint().width() + ButtonPadding));
     // What belongs to a check box is aligned with its title.
     const QStyle& style = *m_window.style();
     const int indent = style.pixelMetric(QStyle::PM_IndicatorWidth, nullptr, m_ui->showInDockButton) +
@@ -129,7 +129,7 @@ void PreferenceController::awakeFromNib()
     Ui::InvalidCredentials sheet;
     sheet.setupUi(&m_invalidCredentialsSheet->body());
     sheet.picture->setPixmap(
-        QApplication::windowIcon().pixmap(QSize(iconSize, iconSize), m_window.devicePixelRatioF()));
+        QApplication::windowIcon().pixmap(QSize(IconSize, IconSize), m_window.devicePixelRatioF()));
     m_secondaryErrorMessage = sheet.secondaryErrorMessage;
     connect(sheet.acknowledgeButton, &QPushButton::clicked, this, &PreferenceController::acknowledgeValidationError);
     m_invalidCredentialsSheet->setDefaultButton(sheet.acknowledgeButton);
@@ -258,7 +258,7 @@ void PreferenceController::showAccountPage(bool here)
         return;
     }
     const QString folder = tr("In the folder %1").arg(platform::dataFolder());
-    m_ui->hereText->setText(m_ui->hereText->fontMetrics().elidedText(folder, Qt::ElideMiddle, folderWidth));
+    m_ui->hereText->setText(m_ui->hereText->fontMetrics().elidedText(folder, Qt::ElideMiddle, FolderWidth));
     m_ui->hereText->setToolTip(platform::dataFolder());
     m_ui->doneButton->setFocus();
 }
@@ -381,8 +381,8 @@ settings::QuillonPreferences& PreferenceController::saveCredentials()
     m_preferences.setHideFromDock(!m_ui->showInDockButton->isChecked());
 
     auto minutes = leadingNumber<qint64>(m_ui->idleTimerMinutesField->text());
-    if (minutes < leastIdleMinutes) {
-        minutes = defaultIdleMinutes;
+    if (minutes < LeastIdleMinutes) {
+        minutes = DefaultIdleMinutes;
         m_ui->idleTimerMinutesField->setText(QString::number(minutes));
     }
     m_preferences.setIdleMinutesThreshold(minutes);
@@ -455,7 +455,7 @@ void PreferenceController::showChecking(bool checking)
 {
     showBusy(checking ? tr("Checking your account…") : QString());
     if (checking)
-        m_patience = environment().time().repeat(patience, [this] { showUnanswered(); });
+        m_patience = environment().time().repeat(Patience, [this] { showUnanswered(); });
 }
 
 void PreferenceController::showUnanswered()

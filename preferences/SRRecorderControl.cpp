@@ -20,13 +20,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int fieldWidth = 220;
-constexpr int buttonSize = 22;
-constexpr int iconSize = 16;
-constexpr int textMargin = 8;
+constexpr int FieldWidth = 220;
+constexpr int ButtonSize = 22;
+constexpr int IconSize = 16;
+constexpr int TextMargin = 8;
 
 /// X and Wayland count the kernel's keys from here.
-constexpr quint32 firstScanCode = 8;
+constexpr quint32 FirstScanCode = 8;
 
 bool isModifier(int key)
 {
@@ -93,8 +93,8 @@ SRRecorderControl::SRRecorderControl(QWidget* parent) : QWidget(parent), m_clear
     m_clear->setFocusPolicy(Qt::NoFocus); // with the keyboard it is Delete
     m_clear->setAccessibleName(tr("Clear Shortcut"));
     m_clear->setToolTip(tr("Clear"));
-    m_clear->setIconSize({iconSize, iconSize});
-    m_clear->setFixedSize(buttonSize, buttonSize);
+    m_clear->setIconSize({IconSize, IconSize});
+    m_clear->setFixedSize(ButtonSize, ButtonSize);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(2, 2, 2, 2);
     row->addWidget(m_clear, 0, Qt::AlignRight);
@@ -196,9 +196,9 @@ void SRRecorderControl::record(QKeyEvent& event)
         stopRecording();
         return;
     }
-    const auto code = event.nativeScanCode() < firstScanCode
+    const auto code = event.nativeScanCode() < FirstScanCode
                           ? std::nullopt
-                          : settings::codeForEvdev(static_cast<int>(event.nativeScanCode() - firstScanCode));
+                          : settings::codeForEvdev(static_cast<int>(event.nativeScanCode() - FirstScanCode));
     const settings::KeyCombo combo{settings::keyFlags(event.modifiers()), code.value_or(settings::KeyCombo::NoKey)};
     QString reason;
     if (!code)
@@ -266,7 +266,7 @@ void SRRecorderControl::updateIcon()
 
 QSize SRRecorderControl::sizeHint() const
 {
-    return {fieldWidth, std::max(buttonSize + 4, fontMetrics().height() + 10)};
+    return {FieldWidth, std::max(ButtonSize + 4, fontMetrics().height() + 10)};
 }
 
 void SRRecorderControl::paintEvent(QPaintEvent* /*event*/)
@@ -283,8 +283,8 @@ void SRRecorderControl::paintEvent(QPaintEvent* /*event*/)
     const bool hint = m_recording ? !m_pressed : m_combo.code == settings::KeyCombo::NoKey;
     painter.setPen(palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled,
                                    hint ? QPalette::PlaceholderText : QPalette::Text));
-    const int right = m_clear->isVisibleTo(this) ? buttonSize + textMargin / 2 : textMargin;
-    const QRect text = rect().adjusted(textMargin, 0, -right, 0);
+    const int right = m_clear->isVisibleTo(this) ? ButtonSize + TextMargin / 2 : TextMargin;
+    const QRect text = rect().adjusted(TextMargin, 0, -right, 0);
     painter.drawText(text, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                      fontMetrics().elidedText(shownText(), Qt::ElideRight, text.width()));
 }

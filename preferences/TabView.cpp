@@ -12,10 +12,10 @@ namespace preferences {
 
 namespace {
 
-constexpr int tabWidth = 92;
-constexpr int tabHeight = 62;
-constexpr int margin = 4; ///< around what is highlighted
-constexpr int pictureSize = 24;
+constexpr int TabWidth = 92;
+constexpr int TabHeight = 62;
+constexpr int Margin = 4; ///< around what is highlighted
+constexpr int PictureSize = 24;
 
 /// The tabs in the middle, and nothing around the pages.
 class TabViewStyle final : public QProxyStyle
@@ -53,7 +53,7 @@ public:
 private:
     QSize tabSizeHint(int index) const override
     {
-        return {std::max(tabWidth, fontMetrics().horizontalAdvance(tabText(index)) + 28), tabHeight};
+        return {std::max(TabWidth, fontMetrics().horizontalAdvance(tabText(index)) + 28), TabHeight};
     }
 
     void paintEvent(QPaintEvent* /*event*/) override
@@ -62,7 +62,7 @@ private:
         painter.setRenderHint(QPainter::Antialiasing);
         for (int i = 0; i < count(); ++i) {
             const QRect tab = tabRect(i);
-            const QRectF around = QRectF(tab).adjusted(margin, margin + 1, -margin, -margin - 1);
+            const QRectF around = QRectF(tab).adjusted(Margin, Margin + 1, -Margin, -Margin - 1);
             const bool selected = i == currentIndex();
             QColor highlight = palette().windowText().color();
             if (selected || tab.contains(mapFromGlobal(QCursor::pos()))) {
@@ -78,7 +78,7 @@ private:
             }
             const QColor color = palette().windowText().color();
             const std::string name = m_view.widget(i)->property("picture").toString().toStdString();
-            painter.drawPixmap(tab.x() + (tab.width() - pictureSize) / 2, tab.y() + margin + 7,
+            painter.drawPixmap(tab.x() + (tab.width() - PictureSize) / 2, tab.y() + Margin + 7,
                                skin::imageNamed(name).pixmap(devicePixelRatioF(), color));
             painter.setPen(color);
             painter.drawText(around.adjusted(0, 0, 0, -4), Qt::AlignHCenter | Qt::AlignBottom | Qt::TextSingleLine,

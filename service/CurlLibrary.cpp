@@ -16,7 +16,7 @@ namespace service {
 namespace {
 
 /// The library's stable interface: it has had this name since 2006.
-constexpr const char* fileName = "libcurl.so.4";
+constexpr const char* FileName = "libcurl.so.4";
 
 // The library makes several copies of the password on its way to the service, and gives them back as they are.
 void wipeAndFree(void* memory)
@@ -39,7 +39,7 @@ void* wipeAndResize(void* memory, std::size_t size)
 std::optional<CurlLibrary> loaded()
 {
     // Never closed: threads of its own may be left when the program ends.
-    void* file = dlopen(fileName, RTLD_LAZY | RTLD_LOCAL);
+    void* file = dlopen(FileName, RTLD_LAZY | RTLD_LOCAL);
     if (!file)
         return std::nullopt;
     CurlLibrary library;

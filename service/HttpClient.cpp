@@ -15,10 +15,10 @@ using Steady = std::chrono::steady_clock;
 
 namespace {
 
-constexpr int mostRedirects = 5;
+constexpr int MostRedirects = 5;
 
 /// Only for what is reached after `CurlLibrary::load`.
-constexpr auto curl = CurlLibrary::get;
+constexpr auto Curl = CurlLibrary::get;
 
 template <auto function>
 struct FreeBy
@@ -26,7 +26,7 @@ struct FreeBy
     template <class T>
     void operator()(T* object) const
     {
-        (curl().*function)(object);
+        (Curl().*function)(object);
     }
 };
 using Url = std::unique_ptr<CURLU, FreeBy<&CurlLibrary::url_cleanup>>;
@@ -63,7 +63,7 @@ QString sentence(CURLcode code)
     case CURLE_FAILED_INIT:
         return u"The program is not completely installed: libcurl is missing."_s;
     default:
-        return QString::fromUtf8(curl().easy_strerror(code));
+        return QString::fromUtf8(Curl().easy_strerror(code));
     }
 }
 
@@ -81,12 +81,12 @@ struct Origin
 
     static std::optional<Origin> of(const QByteArray& address)
     {
-        const Url url(curl().url());
-        if (curl().url_set(url.get(), CURLUPART_URL, address.constData(), 0) != CURLUE_OK)
+        const Url url(Curl().url());
+        if (Curl().url_set(url.get(), CURLUPART_URL, address.constData(), 0) != CURLUE_OK)
             return std::nullopt;
         const auto part = [&url](CURLUPart which) {
             char* text = nullptr;
-            curl().url_get(url.get(), which, &text, CURLU_DEFAULT_PORT);
+            Curl().url_get(url.get(), which, &text, CURLU_DEFAULT_PORT);
             const std::unique_ptr<char, FreeBy<&CurlLibrary::free>> owner(text);
             return QByteArray(text).toLower();
         };
@@ -108,7 +108,7 @@ HeaderList headersOf(const HttpRequest& request, bool withAuthorization)
 {
     HeaderList headers;
     const auto add = [&headers](const QByteArray& line) {
-        if (curl_slist* longer = curl().slist_append(headers.get(), line.constData())) {
+        if (curl_slist* longer = Curl().slist_append(headers.get(), line.constData())) {
             static_cast<void>(headers.release());
             headers.reset(longer);
         }
@@ -158,7 +158,7 @@ struct HttpClient::Exchange
 class HttpClient::Handles
 {
 public:
-    Handles() : m_multi(curl().multi_init()), m_easy(curl().easy_init()) {}
+    Handles() : m_multi(Curl().multi_init()), m_easy(Curl().easy_init()) {}
 
     /// Forgets what was set before.
     void setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink);
@@ -221,7 +221,7 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
                            {}});
         if (redirect.isEmpty())
             return reply;
-        if (redirects == mostRedirects)
+        if (redirects == MostRedirects)
             return fail(CURLE_TOO_MANY_REDIRECTS);
         const std::optional<Origin> next = Origin::of(redirect);
         if (!next || (next->scheme != "http" && next->scheme != "https") || (origin->isSecure() && !next->isSecure()))
@@ -254,8 +254,8 @@ HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& 
 void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink)
 {
     CURL* easy = m_easy.get();
-    const auto set = [easy](CURLoption option, auto value) { curl().easy_setopt(easy, option, value); };
-    curl().easy_reset(easy); // keeps the connections
+    const auto set = [easy](CURLoption option, auto value) { Curl().easy_setopt(easy, option, value); };
+    Curl().easy_reset(easy); // keeps the connections
     set(CURLOPT_URL, exchange.url.constData());
     set(CURLOPT_HTTPHEADER, headers);
     set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -283,17 +283,17 @@ void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* head
 CURLcode HttpClient::Handles::perform(const std::stop_token& stop)
 {
     CURLM* multi = m_multi.get();
-    curl().multi_add_handle(multi, m_easy.get());
-    const std::stop_callback wakeUp(stop, [multi] { curl().multi_wakeup(multi); });
+    Curl().multi_add_handle(multi, m_easy.get());
+    const std::stop_callback wakeUp(stop, [multi] { Curl().multi_wakeup(multi); });
     for (int running = 1; !stop.stop_requested();) {
-        curl().multi_perform(multi, &running);
+        Curl().multi_perform(multi, &running);
         if (running == 0)
             break;
-        curl().multi_poll(multi, nullptr, 0, 1000, nullptr);
+        Curl().multi_poll(multi, nullptr, 0, 1000, nullptr);
     }
     CURLcode code = CURLE_ABORTED_BY_CALLBACK;
     int left = 0;
-    while (const CURLMsg* message = curl().multi_info_read(multi, &left)) {
+    while (const CURLMsg* message = Curl().multi_info_read(multi, &left)) {
         if (message->msg == CURLMSG_DONE)
             code = message->data.result;
     }
@@ -304,15 +304,15 @@ void HttpClient::Handles::takeReply(HttpReply& reply, QByteArray& redirect) cons
 {
     CURL* easy = m_easy.get();
     long status = 0;
-    curl().easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    Curl().easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     reply.status = static_cast<int>(status);
     curl_header* header = nullptr;
-    while ((header = curl().easy_nextheader(easy, CURLH_HEADER, -1, header)))
+    while ((header = Curl().easy_nextheader(easy, CURLH_HEADER, -1, header)))
         reply.headers.emplace_back(header->name, header->value);
     char* address = nullptr;
-    curl().easy_getinfo(easy, CURLINFO_REDIRECT_URL, &address);
+    Curl().easy_getinfo(easy, CURLINFO_REDIRECT_URL, &address);
     redirect = address;
-    curl().multi_remove_handle(m_multi.get(), easy);
+    Curl().multi_remove_handle(m_multi.get(), easy);
 }
 
 } // namespace service

@@ -58,10 +58,10 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 class HttpClient
 {
 public:
-    static constexpr qsizetype largestBody = qsizetype{64} * 1024 * 1024;
+    static constexpr qsizetype LargestBody = qsizetype{64} * 1024 * 1024;
 
     /// `timeout` is for the whole exchange, redirects included. A reply with a larger body than `limit` is an error.
-    explicit HttpClient(std::chrono::milliseconds timeout = std::chrono::seconds(20), qsizetype limit = largestBody);
+    explicit HttpClient(std::chrono::milliseconds timeout = std::chrono::seconds(20), qsizetype limit = LargestBody);
     ~HttpClient();
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;

@@ -29,7 +29,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
-constexpr qsizetype largeReply = 256 * 1024;
+constexpr qsizetype LargeReply = 256 * 1024;
 
 /// The import of a catalog takes twenty times the reply's size for a moment, in so many pieces that the C library would
 /// keep it all for this thread, which never needs it again.
@@ -221,7 +221,7 @@ void QuillonApi::work(const std::stop_token& stop)
             m_queue.pop_front();
         }
         operation->start();
-        const bool tookMuch = operation->largestReply() > largeReply;
+        const bool tookMuch = operation->largestReply() > LargeReply;
         operation.reset();
         if (tookMuch)
             giveMemoryBack();

@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto patience = 300s;
+constexpr auto Patience = 300s;
 
 } // namespace
 
@@ -133,7 +133,7 @@ HttpReply QuillonNetworkOperation::doRequest(const HttpRequest& request)
 
 bool QuillonNetworkOperation::retryIfUnavailable(const HttpRequest& request, HttpReply& reply)
 {
-    if ((reply.status == 502 || reply.status == 503) && m_services.time.sleepFor(patience, m_services.stop))
+    if ((reply.status == 502 || reply.status == 503) && m_services.time.sleepFor(Patience, m_services.stop))
         reply = m_services.http.send(request, m_services.stop);
     return !isStopped();
 }

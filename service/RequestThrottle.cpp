@@ -7,9 +7,9 @@ using std::chrono::milliseconds;
 
 namespace {
 
-constexpr std::size_t mostRequests = 36;
-constexpr milliseconds window = 15s;
-constexpr milliseconds margin = 1s;
+constexpr std::size_t MostRequests = 36;
+constexpr milliseconds Window = 15s;
+constexpr milliseconds Margin = 1s;
 
 } // namespace
 
@@ -25,7 +25,7 @@ void RequestThrottle::trimRequestHistory()
 {
     const std::lock_guard lock(m_mutex);
     const auto now = m_time.now();
-    while (!m_history.empty() && std::chrono::abs(m_history.front() - now) > window)
+    while (!m_history.empty() && std::chrono::abs(m_history.front() - now) > Window)
         m_history.pop_front();
 }
 
@@ -33,10 +33,10 @@ std::optional<milliseconds> RequestThrottle::currentThrottleWait()
 {
     const std::lock_guard lock(m_mutex);
     trimRequestHistory();
-    if (m_history.size() < mostRequests)
+    if (m_history.size() < MostRequests)
         return std::nullopt;
-    const auto untilOldestLeaves = std::chrono::abs(m_history.front() - (m_time.now() - window));
-    return std::chrono::ceil<milliseconds>(untilOldestLeaves) + margin;
+    const auto untilOldestLeaves = std::chrono::abs(m_history.front() - (m_time.now() - Window));
+    return std::chrono::ceil<milliseconds>(untilOldestLeaves) + Margin;
 }
 
 void RequestThrottle::newRequestStarted()

@@ -15,7 +15,7 @@ struct Key
 };
 
 // By code, as on a US keyboard.
-constexpr auto keys = std::to_array<Key>({
+constexpr auto Keys = std::to_array<Key>({
     // clang-format off
     {0, 30, "A"}, {1, 31, "S"}, {2, 32, "D"}, {3, 33, "F"}, {4, 35, "H"}, {5, 34, "G"}, {6, 44, "Z"}, {7, 45, "X"},
     {8, 46, "C"}, {9, 47, "V"}, {11, 48, "B"}, {12, 16, "Q"}, {13, 17, "W"}, {14, 18, "E"}, {15, 19, "R"},
@@ -35,8 +35,8 @@ constexpr auto keys = std::to_array<Key>({
 template <class Member, class Number>
 const Key* keyWith(Member member, Number number)
 {
-    const auto found = std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return key.*member == number; });
-    return found != keys.end() ? &*found : nullptr;
+    const auto found = std::find_if(Keys.begin(), Keys.end(), [&](const Key& key) { return key.*member == number; });
+    return found != Keys.end() ? &*found : nullptr;
 }
 
 struct Modifier
@@ -45,7 +45,7 @@ struct Modifier
     Qt::KeyboardModifier modifier;
 };
 
-constexpr auto modifiers = std::to_array<Modifier>({
+constexpr auto Modifiers = std::to_array<Modifier>({
     {KeyCombo::Shift, Qt::ShiftModifier},
     {KeyCombo::Control, Qt::MetaModifier},
     {KeyCombo::Option, Qt::AltModifier},
@@ -66,7 +66,7 @@ QKeySequence keySequence(const KeyCombo& combo)
     if (key.isEmpty())
         return {};
     Qt::KeyboardModifiers pressed;
-    for (const Modifier& modifier : modifiers)
+    for (const Modifier& modifier : Modifiers)
         pressed.setFlag(modifier.modifier, combo.flags & modifier.flag);
     return QKeyCombination(pressed, key[0].key());
 }
@@ -86,7 +86,7 @@ std::optional<qint64> codeForEvdev(int evdev)
 quint64 keyFlags(Qt::KeyboardModifiers pressed)
 {
     quint64 flags = 0;
-    for (const Modifier& modifier : modifiers) {
+    for (const Modifier& modifier : Modifiers) {
         if (pressed.testFlag(modifier.modifier))
             flags |= modifier.flag;
     }

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype longestPassword = 1023;
+constexpr qsizetype LongestPassword = 1023;
 
 platform::SecretStore& keyring()
 {
@@ -113,8 +113,8 @@ TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(con
 QString TolvanKeychainUtils::passwordText(const QByteArray& stored)
 {
     qsizetype end = stored.size();
-    if (end > longestPassword) {
-        end = longestPassword;
+    if (end > LongestPassword) {
+        end = LongestPassword;
         // A byte of the form 10xxxxxx continues a character that began before it.
         while (end > 0 && (static_cast<unsigned char>(stored[end]) & 0xC0) == 0x80)
             --end;

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 namespace skin {
 namespace {
 
-constexpr int iconSize = 96;
+constexpr int IconSize = 96;
 
 QString tr(const char* text)
 {
@@ -60,7 +60,7 @@ void AboutController::loadWindow()
     m_window->setObjectName("About"_L1);
     m_window->setWindowTitle(tr("About Quillon"));
 
-    auto* icon = new ImageView(imageNamed("quillon.png"), {iconSize, iconSize});
+    auto* icon = new ImageView(imageNamed("quillon.png"), {IconSize, IconSize});
     m_versionField = line({}, interfaceFont(12));
     m_versionField->setObjectName("versionField"_L1);
     m_versionField->setTextInteractionFlags(Qt::TextSelectableByMouse);

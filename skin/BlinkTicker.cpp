@@ -16,7 +16,7 @@ namespace {
 
 /// How far a tick looks ahead: a coarse timer may be early by as much, and changes this near each other share a
 /// repaint.
-constexpr auto lookAhead = 12ms;
+constexpr auto LookAhead = 12ms;
 
 /// The part of the time after which the part `way`, 0 to 1, is covered. Easing follows half a cosine.
 double timeOf(Wave::Timing timing, double way)
@@ -104,7 +104,7 @@ void BlinkTicker::remove(Pulse* pulse)
 
 std::chrono::milliseconds BlinkTicker::now() const
 {
-    return std::chrono::milliseconds(m_clock.elapsed()) + lookAhead;
+    return std::chrono::milliseconds(m_clock.elapsed()) + LookAhead;
 }
 
 void BlinkTicker::tick()

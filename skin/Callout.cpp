@@ -19,12 +19,12 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // In points.
-constexpr int shadow = 12; // around the outline
-constexpr int tipHeight = 9;
-constexpr int tipHalfWidth = 10;
-constexpr double cornerRadius = 9;
-constexpr int gap = 3;  // to what it points at
-constexpr int edge = 8; // to the sides of the screen
+constexpr int Shadow = 12; // around the outline
+constexpr int TipHeight = 9;
+constexpr int TipHalfWidth = 10;
+constexpr double CornerRadius = 9;
+constexpr int Gap = 3;  // to what it points at
+constexpr int Edge = 8; // to the sides of the screen
 
 } // namespace
 
@@ -56,16 +56,16 @@ void Callout::pointAt(const QRect& target)
     const QRect area = screen ? screen->availableGeometry() : QRect();
 
     const QSize card = m_card->sizeHint();
-    const QSize whole(card.width() + 2 * shadow, card.height() + tipHeight + 2 * shadow);
-    m_tipAbove = target.bottom() + gap + tipHeight + card.height() <= area.bottom();
-    const int top = m_tipAbove ? target.bottom() + 1 + gap - shadow : target.top() - gap + shadow - whole.height();
-    const int least = area.left() + edge - shadow;
-    const int most = area.right() + 1 - edge + shadow - whole.width();
+    const QSize whole(card.width() + 2 * Shadow, card.height() + TipHeight + 2 * Shadow);
+    m_tipAbove = target.bottom() + Gap + TipHeight + card.height() <= area.bottom();
+    const int top = m_tipAbove ? target.bottom() + 1 + Gap - Shadow : target.top() - Gap + Shadow - whole.height();
+    const int least = area.left() + Edge - Shadow;
+    const int most = area.right() + 1 - Edge + Shadow - whole.width();
     const int left = std::clamp(target.center().x() - whole.width() / 2, least, std::max(least, most));
     const int tip =
-        std::clamp(target.center().x() - left, shadow + 2 * tipHalfWidth, whole.width() - shadow - 2 * tipHalfWidth);
-    m_tip = {tip, m_tipAbove ? shadow : whole.height() - shadow};
-    m_card->setGeometry(QRect(QPoint(shadow, shadow + (m_tipAbove ? tipHeight : 0)), card));
+        std::clamp(target.center().x() - left, Shadow + 2 * TipHalfWidth, whole.width() - Shadow - 2 * TipHalfWidth);
+    m_tip = {tip, m_tipAbove ? Shadow : whole.height() - Shadow};
+    m_card->setGeometry(QRect(QPoint(Shadow, Shadow + (m_tipAbove ? TipHeight : 0)), card));
     setFixedSize(whole);
     move(left, top);
     if (m_composited)
@@ -79,17 +79,17 @@ void Callout::pointAt(const QRect& target)
 QPainterPath Callout::outline() const
 {
     QPainterPath body;
-    body.addRoundedRect(m_card->geometry(), cornerRadius, cornerRadius);
+    body.addRoundedRect(m_card->geometry(), CornerRadius, CornerRadius);
     const QPointF tip = m_tip;
-    const double base = m_tipAbove ? tip.y() + tipHeight : tip.y() - tipHeight;
+    const double base = m_tipAbove ? tip.y() + TipHeight : tip.y() - TipHeight;
     // Into the body a little, so that the two are one.
     const double inside = m_tipAbove ? base + 1 : base - 1;
     QPainterPath arrow;
     arrow.addPolygon(QPolygonF({tip,
-                                {tip.x() + tipHalfWidth, base},
-                                {tip.x() + tipHalfWidth, inside},
-                                {tip.x() - tipHalfWidth, inside},
-                                {tip.x() - tipHalfWidth, base},
+                                {tip.x() + TipHalfWidth, base},
+                                {tip.x() + TipHalfWidth, inside},
+                                {tip.x() - TipHalfWidth, inside},
+                                {tip.x() - TipHalfWidth, base},
                                 tip}));
     return body.united(arrow);
 }
@@ -114,7 +114,7 @@ void Callout::paintEvent(QPaintEvent*)
         // Soft: each ring a little fainter, and all a little lower than what throws them.
         painter.save();
         painter.translate(0, 2);
-        for (int ring = shadow - 2; ring > 0; --ring) {
+        for (int ring = Shadow - 2; ring > 0; --ring) {
             painter.setPen(QPen(QColor(0, 0, 0, 5), 2 * ring, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             painter.drawPath(path);
         }

@@ -10,7 +10,7 @@
 namespace skin {
 namespace {
 
-constexpr int reach = 3;
+constexpr int Reach = 3;
 
 class Glow final : public QWidget
 {
@@ -26,7 +26,7 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        const QRectF control = QRectF(rect()).adjusted(reach, reach, -reach, -reach);
+        const QRectF control = QRectF(rect()).adjusted(Reach, Reach, -Reach, -Reach);
         const double radius = std::min(m_radius, control.height() / 2);
         // Two bands: a soft one all the way out, a clear one next to the control.
         for (const auto& [width, alpha] : {std::pair{3.0, 70}, std::pair{2.0, 190}}) {
@@ -71,7 +71,7 @@ void FocusRing::follow()
         m_glow = new Glow(surroundings, m_radius);
     else if (m_glow->parentWidget() != surroundings)
         m_glow->setParent(surroundings);
-    m_glow->setGeometry(m_control.geometry().adjusted(-reach, -reach, reach, reach));
+    m_glow->setGeometry(m_control.geometry().adjusted(-Reach, -Reach, Reach, Reach));
     m_glow->raise();
     m_glow->show();
 }

@@ -12,7 +12,7 @@
 namespace skin {
 namespace {
 
-constexpr double cornerRadius = 9;
+constexpr double CornerRadius = 9;
 
 } // namespace
 
@@ -82,7 +82,7 @@ void HUDBorderlessWindow::applyMask()
         clearMask();
         return;
     }
-    platform::maskRounded(*this, rect(), cornerRadius);
+    platform::maskRounded(*this, rect(), CornerRadius);
 }
 
 HUDBorderlessView::HUDBorderlessView(QWidget* parent) : QWidget(parent)

@@ -17,11 +17,11 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // In points.
-constexpr int bestWidth = 330;
-constexpr int windowMargin = 18; // left and right, in a window of its own
-constexpr int partMargin = 10;   // likewise as part of a window
-constexpr int edgeMargin = 14;   // above and below
-constexpr int linkMargin = 2;    // of a link's letters, in line with those of the text
+constexpr int BestWidth = 330;
+constexpr int WindowMargin = 18; // left and right, in a window of its own
+constexpr int PartMargin = 10;   // likewise as part of a window
+constexpr int EdgeMargin = 14;   // above and below
+constexpr int LinkMargin = 2;    // of a link's letters, in line with those of the text
 
 QLabel* label(int points, QFont::Weight weight, const char* color, const char* name, QWidget* parent)
 {
@@ -30,7 +30,7 @@ QLabel* label(int points, QFont::Weight weight, const char* color, const char* n
     label->setFont(interfaceFont(points, weight));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
-    label->setContentsMargins(linkMargin, 0, 0, 0);
+    label->setContentsMargins(LinkMargin, 0, 0, 0);
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, colorFromHexRGB(QLatin1StringView(color)));
     label->setPalette(palette);
@@ -53,10 +53,10 @@ HintCard::HintCard(QWidget* parent)
     setPalette(palette);
     m_link->setObjectName(u"hintLink"_s);
     m_button->setObjectName(u"hintButton"_s);
-    m_aside->setContentsMargins(linkMargin, 0, 0, 2);
+    m_aside->setContentsMargins(LinkMargin, 0, 0, 2);
     auto* column = new QVBoxLayout(this);
-    const int sideMargin = parent->isWindow() ? windowMargin : partMargin;
-    column->setContentsMargins(sideMargin - linkMargin, edgeMargin, sideMargin, edgeMargin);
+    const int sideMargin = parent->isWindow() ? WindowMargin : PartMargin;
+    column->setContentsMargins(sideMargin - LinkMargin, EdgeMargin, sideMargin, EdgeMargin);
     column->setSpacing(0);
     column->addWidget(m_title);
     column->addSpacing(6);
@@ -90,7 +90,7 @@ void HintCard::setHint(const Hint& hint)
 
 QSize HintCard::sizeHint() const
 {
-    return {bestWidth, heightForWidth(bestWidth)};
+    return {BestWidth, heightForWidth(BestWidth)};
 }
 
 void HintCard::paintEvent(QPaintEvent*)

@@ -19,15 +19,15 @@ using namespace Qt::StringLiterals;
 namespace skin {
 namespace {
 
-constexpr qreal cornerRadius = 5;
-constexpr int titleMargin = 14;
-constexpr int leastMargin = 6;
-constexpr int leastWidth = 76;
+constexpr qreal CornerRadius = 5;
+constexpr int TitleMargin = 14;
+constexpr int LeastMargin = 6;
+constexpr int LeastWidth = 76;
 
 } // namespace
 
 QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent, Purpose purpose)
-    : QPushButton(title, parent), m_isCancelButton(purpose == Cancel), m_ring(*this, cornerRadius)
+    : QPushButton(title, parent), m_isCancelButton(purpose == Cancel), m_ring(*this, CornerRadius)
 {
     setFont(interfaceFont(12, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
@@ -61,14 +61,14 @@ void QuillonButtonCell::drawBezelWithFrame(QPainter& painter, const QRectF& fram
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(255, 255, 255, isSubmitButton() || shouldShadowText() ? 24 : 110));
-        painter.drawRoundedRect(frame.adjusted(1, 1, -1, -2), cornerRadius - 1, cornerRadius - 1);
+        painter.drawRoundedRect(frame.adjusted(1, 1, -1, -2), CornerRadius - 1, CornerRadius - 1);
         painter.restore();
     }
 }
 
 QString QuillonButtonCell::shownTitle(const QString& title, const QRectF& frame) const
 {
-    return QFontMetricsF(font()).elidedText(title, Qt::ElideRight, frame.width() - 2 * leastMargin);
+    return QFontMetricsF(font()).elidedText(title, Qt::ElideRight, frame.width() - 2 * LeastMargin);
 }
 
 void QuillonButtonCell::drawTitle(QPainter& painter, const QString& title, const QRectF& frame) const
@@ -91,8 +91,8 @@ void QuillonButtonCell::drawTitle(QPainter& painter, const QString& title, const
 QSize QuillonButtonCell::sizeHint() const
 {
     const qreal title = QFontMetricsF(font()).horizontalAdvance(text());
-    const auto width = static_cast<int>(std::ceil(title)) + 2 * titleMargin;
-    return {std::max(leastWidth, width), static_cast<int>(leftImage().size().height())};
+    const auto width = static_cast<int>(std::ceil(title)) + 2 * TitleMargin;
+    return {std::max(LeastWidth, width), static_cast<int>(leftImage().size().height())};
 }
 
 void QuillonButtonCell::keyPressEvent(QKeyEvent* event)

@@ -20,9 +20,9 @@ using namespace Qt::StringLiterals;
 namespace skin {
 namespace {
 
-constexpr double edgeMargin = 6;
+constexpr double EdgeMargin = 6;
 /// The button with the left cap.
-constexpr double buttonAndCap = 19;
+constexpr double ButtonAndCap = 19;
 
 } // namespace
 
@@ -82,7 +82,7 @@ void QuillonStatusItemView::redisplay()
 
 double QuillonStatusItemView::computeWidthForHours(const QString& hours)
 {
-    return stringSize(hours).width() + buttonAndCap + 2 * edgeMargin + 4;
+    return stringSize(hours).width() + ButtonAndCap + 2 * EdgeMargin + 4;
 }
 
 const TextAttributes& QuillonStatusItemView::hoursAttributes()
@@ -94,8 +94,8 @@ const TextAttributes& QuillonStatusItemView::hoursAttributes()
 QPointF QuillonStatusItemView::drawPointForString() const
 {
     const QSizeF text = stringSize(m_hoursString);
-    const auto area = static_cast<float>(width() - 2 * edgeMargin - buttonAndCap);
-    const auto x = static_cast<float>(width() - (area + edgeMargin) + (area - text.width()) / 2);
+    const auto area = static_cast<float>(width() - 2 * EdgeMargin - ButtonAndCap);
+    const auto x = static_cast<float>(width() - (area + EdgeMargin) + (area - text.width()) / 2);
     return {x, height() / 2.0 - text.height() / 2};
 }
 
@@ -112,7 +112,7 @@ QRectF QuillonStatusItemView::makeRectForBlinker() const
 QRectF QuillonStatusItemView::buttonRect() const
 {
     const QSizeF size = startStopButton().size();
-    return {QPointF(edgeMargin, height() / 2.0 - size.height() / 2), size};
+    return {QPointF(EdgeMargin, height() / 2.0 - size.height() / 2), size};
 }
 
 bool QuillonStatusItemView::inButton(QPointF point) const
@@ -176,7 +176,7 @@ void QuillonStatusItemView::drawLoggedOut(QPainter& painter) const
 
 void QuillonStatusItemView::drawPill(QPainter& painter, const Image& image, const QString& label) const
 {
-    const QPointF corner(edgeMargin, height() / 2.0 - image.size().height() / 2);
+    const QPointF corner(EdgeMargin, height() / 2.0 - image.size().height() / 2);
     image.drawAtPoint(painter, corner);
 
     // The label takes what the symbol at the left leaves; a wider font is drawn smaller rather than cut.
@@ -204,7 +204,7 @@ void QuillonStatusItemView::drawBackground(QPainter& painter) const
     const Image rightCap = rightCapTextBackground();
     const Image mid = midTextBackground();
     const double leftX = button.right();
-    const double rightX = width() - rightCap.size().width() - edgeMargin;
+    const double rightX = width() - rightCap.size().width() - EdgeMargin;
     leftCap.drawAtPoint(painter, {leftX, y});
     rightCap.drawAtPoint(painter, {rightX, y});
     // Last, over the inner half of the left cap and into the right one: no gap can show between them.
@@ -218,7 +218,7 @@ void QuillonStatusItemView::drawHours(QPainter& painter) const
 
 void QuillonStatusItemView::drawFocus(QPainter& painter) const
 {
-    const QRectF pill = snapped(painter, buttonRect().adjusted(-2, -2, width() - 2 * edgeMargin - 15 + 2, 2));
+    const QRectF pill = snapped(painter, buttonRect().adjusted(-2, -2, width() - 2 * EdgeMargin - 15 + 2, 2));
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(palette().color(QPalette::Highlight), 1.5));

@@ -21,11 +21,11 @@ namespace skin {
 
 namespace {
 
-constexpr int slideMilliseconds = 180;
-constexpr int sideMargin = 16; ///< left free at each side of the body
-constexpr int shadow = 10;
-constexpr int radius = 8;
-constexpr int shadeAlpha = 84;
+constexpr int SlideMilliseconds = 180;
+constexpr int SideMargin = 16; ///< left free at each side of the body
+constexpr int Shadow = 10;
+constexpr int Radius = 8;
+constexpr int ShadeAlpha = 84;
 
 /// What the sheet looks like without the shade. Its top edge is the window's, so only the bottom has corners.
 class Body final : public QWidget
@@ -37,10 +37,10 @@ public:
     {
         QPainterPath path;
         path.moveTo(rect.topLeft());
-        path.lineTo(rect.left(), rect.bottom() - radius);
-        path.quadTo(rect.bottomLeft(), rect.bottomLeft() + QPointF(radius, 0));
-        path.lineTo(rect.right() - radius, rect.bottom());
-        path.quadTo(rect.bottomRight(), rect.bottomRight() - QPointF(0, radius));
+        path.lineTo(rect.left(), rect.bottom() - Radius);
+        path.quadTo(rect.bottomLeft(), rect.bottomLeft() + QPointF(Radius, 0));
+        path.lineTo(rect.right() - Radius, rect.bottom());
+        path.quadTo(rect.bottomRight(), rect.bottomRight() - QPointF(0, Radius));
         path.lineTo(rect.topRight());
         return path;
     }
@@ -111,7 +111,7 @@ Sheet::Sheet(QWidget& window) : QWidget(&window), m_window(window), m_body(new B
     installAccessible<Sheet, SheetAccessible>();
     hide();
     m_body->installEventFilter(this);
-    m_slide.setDuration(slideMilliseconds);
+    m_slide.setDuration(SlideMilliseconds);
     m_slide.setStartValue(0.0);
     m_slide.setEndValue(1.0);
     m_slide.setEasingCurve(QEasingCurve::OutCubic);
@@ -234,7 +234,7 @@ QSize Sheet::bodySize(int width) const
     if (!layout)
         return {};
     const QSize wanted = layout->totalSizeHint();
-    const int given = std::min(wanted.width(), std::max(layout->totalMinimumSize().width(), width - 2 * sideMargin));
+    const int given = std::min(wanted.width(), std::max(layout->totalMinimumSize().width(), width - 2 * SideMargin));
     return {given, layout->hasHeightForWidth() ? layout->totalHeightForWidth(given) : wanted.height()};
 }
 
@@ -247,7 +247,7 @@ void Sheet::place()
 {
     const int top = topEdge();
     const QSize size = bodySize(m_window.width());
-    m_window.setMinimumHeight(std::max(m_minimumHeightBefore, top + size.height() + shadow));
+    m_window.setMinimumHeight(std::max(m_minimumHeightBefore, top + size.height() + Shadow));
     setGeometry(0, top, m_window.width(), m_window.height() - top);
     m_body->resize(size);
     moveBody();
@@ -323,12 +323,12 @@ void Sheet::paintEvent(QPaintEvent* /*event*/)
 {
     const double out = m_slide.currentValue().toDouble();
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(0, 0, 0, static_cast<int>(out * shadeAlpha)));
+    painter.fillRect(rect(), QColor(0, 0, 0, static_cast<int>(out * ShadeAlpha)));
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setClipRect(rect());
     // A soft shadow, from many outlines that each darken a little.
     const QRectF body(m_body->geometry());
-    for (int i = shadow; i > 0; --i)
+    for (int i = Shadow; i > 0; --i)
         painter.fillPath(Body::outline(body.adjusted(-i, 0, i, i)), QColor(0, 0, 0, 5));
 }
 

@@ -9,8 +9,8 @@
 namespace skin {
 namespace {
 
-constexpr int spokes = 12;
-constexpr int stepMs = 90;
+constexpr int Spokes = 12;
+constexpr int StepMs = 90;
 
 } // namespace
 
@@ -44,7 +44,7 @@ void Spinner::timerEvent(QTimerEvent* event)
     const QWindow* window = this->window()->windowHandle();
     if (!window || !window->isExposed())
         m_timer.stop();
-    m_step = (m_step + 1) % spokes;
+    m_step = (m_step + 1) % Spokes;
     update();
 }
 
@@ -53,7 +53,7 @@ void Spinner::paintEvent(QPaintEvent*)
     if (!m_animating)
         return;
     if (isVisible() && !m_timer.isActive())
-        m_timer.start(stepMs, Qt::CoarseTimer, this);
+        m_timer.start(StepMs, Qt::CoarseTimer, this);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
@@ -61,13 +61,13 @@ void Spinner::paintEvent(QPaintEvent*)
     painter.translate(QRectF(rect()).center());
     painter.scale(size / 16, size / 16);
     QColor shade = m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white);
-    for (int i = 0; i < spokes; ++i) {
+    for (int i = 0; i < Spokes; ++i) {
         // The spoke at `m_step` leads; those behind it fade.
-        const int behind = (m_step - i + spokes) % spokes;
+        const int behind = (m_step - i + Spokes) % Spokes;
         shade.setAlphaF(static_cast<float>(std::max(0.15, 1.0 - behind * 0.09)));
         painter.setBrush(shade);
         painter.drawRoundedRect(QRectF(-0.8, -7.5, 1.6, 3.9), 0.8, 0.8);
-        painter.rotate(360.0 / spokes);
+        painter.rotate(360.0 / Spokes);
     }
 }
 

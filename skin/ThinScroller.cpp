@@ -9,10 +9,10 @@
 namespace skin {
 namespace {
 
-constexpr int shortestThumb = 28;
-constexpr int margin = 2;
-constexpr int thin = 6;
-constexpr int wide = 8;
+constexpr int ShortestThumb = 28;
+constexpr int Margin = 2;
+constexpr int Thin = 6;
+constexpr int Wide = 8;
 
 /// All pixels that a rectangle with round ends covers at least in part.
 QRegion pill(QSize size)
@@ -45,23 +45,23 @@ ThinScroller::ThinScroller(QScrollBar& bar, QWidget& parent) : QWidget(&parent),
 
 void ThinScroller::place(const QRect& track)
 {
-    m_track = track.adjusted(0, margin, 0, -margin);
+    m_track = track.adjusted(0, Margin, 0, -Margin);
     place();
 }
 
 void ThinScroller::place()
 {
     const int range = m_bar.maximum() - m_bar.minimum();
-    if (range <= 0 || m_track.height() < shortestThumb) {
+    if (range <= 0 || m_track.height() < ShortestThumb) {
         hide();
         return;
     }
-    const int thickness = isNear() ? wide : thin;
+    const int thickness = isNear() ? Wide : Thin;
     const double shown = double(m_bar.pageStep()) / (double(range) + m_bar.pageStep());
-    const int length = qBound(shortestThumb, qRound(m_track.height() * shown), m_track.height());
+    const int length = qBound(ShortestThumb, qRound(m_track.height() * shown), m_track.height());
     const double gone = double(m_bar.value() - m_bar.minimum()) / range;
     const int top = m_track.top() + qRound((m_track.height() - length) * gone);
-    const QRect thumb(m_track.right() + 1 - margin - thickness, top, thickness, length);
+    const QRect thumb(m_track.right() + 1 - Margin - thickness, top, thickness, length);
     if (thumb.size() != size())
         setMask(pill(thumb.size()));
     setGeometry(thumb);

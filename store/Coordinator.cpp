@@ -219,11 +219,11 @@ tl::expected<void, Error> Coordinator::addStore(const QString& file, std::chrono
 
 tl::expected<void, Error> Coordinator::examine(const QString& file) const
 {
-    constexpr auto Patience = std::chrono::milliseconds(500);
+    constexpr auto patience = std::chrono::milliseconds(500);
     try {
         // Not a Connection: that would make the log.
         SQLite::Database database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
-                                  static_cast<int>(Patience.count()));
+                                  static_cast<int>(patience.count()));
         keepLog(database, hasLog(file));
         refuseForeign(database, m_model);
         const SQLite::Transaction writing(database, SQLite::TransactionBehavior::IMMEDIATE);

@@ -23,7 +23,7 @@ namespace timesheet {
 namespace {
 
 /// Points that one line of a wheel moves; a step of a usual wheel is three lines.
-constexpr int pointsPerLine = 20;
+constexpr int PointsPerLine = 20;
 
 /// Unlike `qRound` the same for points above and below 0, so that scrolling by whole points moves every edge alike.
 int rounded(double points)
@@ -41,7 +41,7 @@ RLListView::RLListView(QWidget* parent)
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    verticalScrollBar()->setSingleStep(pointsPerLine);
+    verticalScrollBar()->setSingleStep(PointsPerLine);
     setViewport(m_documentView);
 }
 
@@ -328,7 +328,7 @@ void RLListView::wheelEvent(QWheelEvent* event)
     // Where the platform knows them these are points; those of X11 are not.
     const bool points = !event->pixelDelta().isNull() && QGuiApplication::platformName() != u"xcb";
     m_wheelRemainder += points ? event->pixelDelta().y()
-                               : event->angleDelta().y() * QApplication::wheelScrollLines() * pointsPerLine /
+                               : event->angleDelta().y() * QApplication::wheelScrollLines() * PointsPerLine /
                                      double(QWheelEvent::DefaultDeltasPerStep);
     const double whole = std::trunc(m_wheelRemainder);
     m_wheelRemainder -= whole;

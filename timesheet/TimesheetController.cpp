@@ -376,7 +376,7 @@ int TimesheetController::numberOfRowsInListView(RLListView&)
 
 RLListViewCell& TimesheetController::cellForRow(RLListView& listView, int row)
 {
-    RLListViewCell* queued = listView.dequeueCellWithReusableIdentifier(TimesheetListViewCell::reusableIdentifierOfAll);
+    RLListViewCell* queued = listView.dequeueCellWithReusableIdentifier(TimesheetListViewCell::ReusableIdentifierOfAll);
     auto* cell = queued ? static_cast<TimesheetListViewCell*>(queued) : new TimesheetListViewCell(*this);
     cell->setDayEntry(entryAt(row));
     return *cell;

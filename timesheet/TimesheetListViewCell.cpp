@@ -91,7 +91,7 @@ static int addItemsToMenuFromMenu(QMenu& target, const TimesheetListViewCell::Me
     return static_cast<int>(target.actions().size());
 }
 
-const QString TimesheetListViewCell::reusableIdentifierOfAll = u"TimesheetListViewCell"_s;
+const QString TimesheetListViewCell::ReusableIdentifierOfAll = u"TimesheetListViewCell"_s;
 
 QFont TimesheetListViewCell::notesFont()
 {
@@ -107,7 +107,7 @@ QString TimesheetListViewCell::shownNotes(const QString& notes)
 }
 
 TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
-    : RLListViewCell(reusableIdentifierOfAll), clientLabel(makeLabel(u"clientLabel"_s, skin::interfaceFont(11), this)),
+    : RLListViewCell(ReusableIdentifierOfAll), clientLabel(makeLabel(u"clientLabel"_s, skin::interfaceFont(11), this)),
       projectLabel(makeLabel(u"projectLabel"_s, skin::interfaceFont(14, QFont::Bold), this)),
       taskLabel(makeLabel(u"taskLabel"_s, skin::interfaceFont(11), this)),
       hoursLabel(makeLabel(u"hoursLabel"_s, skin::interfaceFont(19), this)),

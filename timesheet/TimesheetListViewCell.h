@@ -48,7 +48,7 @@ class TimesheetListViewCell final : public RLListViewCell
 {
     Q_OBJECT
 public:
-    static const QString reusableIdentifierOfAll;
+    static const QString ReusableIdentifierOfAll;
 
     /// Heights, in points: of a row without notes, and what one with notes has besides their lines.
     static constexpr int BaseHeight = 65;

@@ -14,7 +14,7 @@ namespace {
 
 using Numbers = std::vector<Id>;
 
-const std::string here = "/account";
+const std::string Here = "/account";
 
 /// What was typed in one of the page's forms when it was refused.
 struct Typed
@@ -39,7 +39,7 @@ void writeYou(Html& html, const Visit& visit, const Typed* typed)
     const auto details = typed && typed->details ? *typed->details : ownDetails(visit.person);
     const auto sheet = html.in("section", {{"class", "sheet"}});
     html.leaf("h2", "You");
-    const auto form = formTo(html, visit, here, "fields");
+    const auto form = formTo(html, visit, Here, "fields");
     {
         const auto row = html.in("div", {{"class", "row"}});
         writeField(html, {.name = "first-name",
@@ -48,13 +48,13 @@ void writeYou(Html& html, const Visit& visit, const Typed* typed)
                           .error = errorOf(typed, "first-name"),
                           .required = true,
                           .autocomplete = "given-name",
-                          .longest = People::longestName});
+                          .longest = People::LongestName});
         writeField(html, {.name = "last-name",
                           .label = "Last name",
                           .value = details.lastName,
                           .error = errorOf(typed, "last-name"),
                           .autocomplete = "family-name",
-                          .longest = People::longestName,
+                          .longest = People::LongestName,
                           .optional = true});
     }
     writeField(html, {.name = "email",
@@ -65,7 +65,7 @@ void writeYou(Html& html, const Visit& visit, const Typed* typed)
                       .type = "email",
                       .required = true,
                       .autocomplete = "email",
-                      .longest = People::longestEmail});
+                      .longest = People::LongestEmail});
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Save");
 }
@@ -80,7 +80,7 @@ void writePassword(Html& html, const Visit& visit, const Typed* typed)
                         (visit.withinProgram ? "" : " The desktop program asks for it as well.")
                   : "You have none yet: Quillon on this computer signs you in by itself. With a password you can also "
                     "sign in here without it.");
-    const auto form = formTo(html, visit, here + "/password", "fields");
+    const auto form = formTo(html, visit, Here + "/password", "fields");
     writeUserName(html, visit.person.email);
     if (has)
         writeField(html, {.name = "present-password",
@@ -112,7 +112,7 @@ void writeEverywhere(Html& html, const Visit& visit)
     html.leaf("h2", "Browsers");
     html.leaf("p", {{"class", "faint"}},
               "Signs you out of this browser and all others. The desktop program stays signed in.");
-    const auto form = formTo(html, visit, here + "/sign-out-everywhere", "buttons");
+    const auto form = formTo(html, visit, Here + "/sign-out-everywhere", "buttons");
     html.leaf("button", "Sign Out Everywhere");
 }
 
@@ -121,14 +121,14 @@ void writeAccount(Html& html, const Visit& visit, const Typed* typed)
     const bool times = visit.person.timestampTimers;
     const auto sheet = html.in("section", {{"class", "sheet"}});
     html.leaf("h2", "Account");
-    const auto form = formTo(html, visit, here + "/settings", "fields");
+    const auto form = formTo(html, visit, Here + "/settings", "fields");
     writeField(html, {.name = "account-name",
                       .label = "Name",
                       .value = typed && typed->accountName ? *typed->accountName : visit.person.accountName,
                       .help = "Everyone sees it, in the desktop program too.",
                       .error = errorOf(typed, "account-name"),
                       .required = true,
-                      .longest = People::longestName});
+                      .longest = People::LongestName});
     {
         const auto kinds = html.in("fieldset");
         html.leaf("legend", "What people type");
@@ -190,7 +190,7 @@ Reply save(const Visit& visit)
     const auto done = visit.storage.change([&](SQLite::Database& database) {
         return People(database, visit.person.account).change(visit.person.id, details);
     });
-    return done ? goTo(here, "saved") : refused(visit, {.details = details, .problem = done.error()});
+    return done ? goTo(Here, "saved") : refused(visit, {.details = details, .problem = done.error()});
 }
 
 Reply changePassword(const Visit& visit, PasswordSignIn& signIn)
@@ -202,7 +202,7 @@ Reply changePassword(const Visit& visit, PasswordSignIn& signIn)
     if (!visit.person.passwordHash.empty()) {
         const auto person = signIn.person(visit.request, visit.person.email, form.text("present-password"));
         if (!person && person.error().tryAgainIn)
-            return wrong(tooManyTries, "present-password", 429);
+            return wrong(TooManyTries, "present-password", 429);
         if (!person || person->id != visit.person.id)
             return wrong("This is not your current password.", "present-password");
     }
@@ -214,7 +214,7 @@ Reply changePassword(const Visit& visit, PasswordSignIn& signIn)
     const auto done = visit.storage.change([&](SQLite::Database& database) {
         return People(database, visit.person.account).setPassword(visit.person.id, *hash, visit.session);
     });
-    return done ? goTo(here, "password") : refused(visit, {.problem = done.error()});
+    return done ? goTo(Here, "password") : refused(visit, {.problem = done.error()});
 }
 
 Reply signOutEverywhere(const Visit& visit)
@@ -232,7 +232,7 @@ Reply saveAccount(const Visit& visit)
     std::string wrong;
     if (name.empty())
         wrong = "An account needs a name.";
-    else if (characterCount(name) > People::longestName)
+    else if (characterCount(name) > People::LongestName)
         wrong = "This name is too long. It can have 100 characters.";
     if (!wrong.empty())
         return refused(visit, {.accountName = name, .problem = {422, "Validation", wrong, "account-name"}});
@@ -245,7 +245,7 @@ Reply saveAccount(const Visit& visit)
         update.exec();
         return {};
     });
-    return done ? goTo(here, "saved") : refused(visit, {.accountName = name, .problem = done.error()});
+    return done ? goTo(Here, "saved") : refused(visit, {.accountName = name, .problem = done.error()});
 }
 
 } // namespace
@@ -253,15 +253,15 @@ Reply saveAccount(const Visit& visit)
 void addAccountPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    site.add("GET", here, [](const Visit& visit, const Numbers&) { return accountPage(visit); });
-    site.add("POST", here, [](const Visit& visit, const Numbers&) { return save(visit); });
-    site.add("POST", here + "/password", [&signIn = site.passwordSignIn()](const Visit& visit, const Numbers&) {
+    site.add("GET", Here, [](const Visit& visit, const Numbers&) { return accountPage(visit); });
+    site.add("POST", Here, [](const Visit& visit, const Numbers&) { return save(visit); });
+    site.add("POST", Here + "/password", [&signIn = site.passwordSignIn()](const Visit& visit, const Numbers&) {
         return changePassword(visit, signIn);
     });
-    site.add("POST", here + "/sign-out-everywhere",
+    site.add("POST", Here + "/sign-out-everywhere",
              [](const Visit& visit, const Numbers&) { return signOutEverywhere(visit); });
     site.add(
-        "POST", here + "/settings", [](const Visit& visit, const Numbers&) { return saveAccount(visit); }, admins);
+        "POST", Here + "/settings", [](const Visit& visit, const Numbers&) { return saveAccount(visit); }, admins);
 }
 
 } // namespace localservice

@@ -9,7 +9,7 @@ namespace localservice {
 
 namespace {
 
-constexpr const char* bookable = " FROM user_assignments u JOIN projects p ON p.id = u.project_id AND p.active"
+constexpr const char* Bookable = " FROM user_assignments u JOIN projects p ON p.id = u.project_id AND p.active"
                                  " JOIN clients c ON c.id = p.client_id"
                                  " JOIN task_assignments o ON o.project_id = p.id"
                                  " JOIN tasks t ON t.id = o.task_id AND t.active WHERE u.person_id = ?1";
@@ -18,7 +18,7 @@ constexpr const char* bookable = " FROM user_assignments u JOIN projects p ON p.
 std::vector<Booking> bookingsOn(SQLite::Database& database, Id person, const std::string& which,
                                 const std::vector<std::string>& values)
 {
-    SQLite::Statement query(database, "SELECT p.id, t.id, p.code, p.name, c.name, t.name" + std::string(bookable) +
+    SQLite::Statement query(database, "SELECT p.id, t.id, p.code, p.name, c.name, t.name" + std::string(Bookable) +
                                           " AND p.id IN (" + which +
                                           ") ORDER BY c.name COLLATE NOCASE, c.id, p.name COLLATE NOCASE, p.id,"
                                           " t.name COLLATE NOCASE, t.id");
@@ -33,12 +33,12 @@ std::vector<Booking> bookingsOn(SQLite::Database& database, Id person, const std
     return result;
 }
 
-/// The numbers of bookable projects, one more than `fewProjects` at most.
+/// The numbers of bookable projects, one more than `FewProjects` at most.
 std::string someProjects(const std::string& condition = {})
 {
-    return "SELECT DISTINCT p.id" + std::string(bookable) + condition +
+    return "SELECT DISTINCT p.id" + std::string(Bookable) + condition +
            " ORDER BY c.name COLLATE NOCASE, p.name COLLATE NOCASE, p.id LIMIT " +
-           std::to_string(Bookings::fewProjects + 1);
+           std::to_string(Bookings::FewProjects + 1);
 }
 
 std::ptrdiff_t projectsIn(const std::vector<Booking>& bookings)
@@ -60,7 +60,7 @@ tl::expected<Bookings::List, Problem> Bookings::atHand(const std::string& chosen
 {
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<List, Problem> {
         List list{bookingsOn(database, m_person.id, someProjects(), {})};
-        if (projectsIn(list.bookings) <= fewProjects)
+        if (projectsIn(list.bookings) <= FewProjects)
             return list;
         // Twenty of the latest two hundred entries are what most people work on in a month.
         constexpr const char* lately =
@@ -93,7 +93,7 @@ tl::expected<Bookings::List, Problem> Bookings::find(std::string_view words)
     }
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<List, Problem> {
         List list{bookingsOn(database, m_person.id, someProjects(condition), values)};
-        if (projectsIn(list.bookings) > fewProjects) {
+        if (projectsIn(list.bookings) > FewProjects) {
             const Id surplus = list.bookings.back().project;
             std::erase_if(list.bookings, [&](const auto& booking) { return booking.project == surplus; });
             list.whole = false;
@@ -105,7 +105,7 @@ tl::expected<Bookings::List, Problem> Bookings::find(std::string_view words)
 tl::expected<std::string, Problem> Bookings::last()
 {
     return m_storage.look([&](SQLite::Database& database) -> tl::expected<std::string, Problem> {
-        SQLite::Statement query(database, "SELECT p.id, t.id" + std::string(bookable) +
+        SQLite::Statement query(database, "SELECT p.id, t.id" + std::string(Bookable) +
                                               " AND (p.id, t.id) = (SELECT project_id, task_id FROM entries"
                                               " WHERE person_id = ?1 ORDER BY id DESC LIMIT 1)");
         query.bind(1, m_person.id);

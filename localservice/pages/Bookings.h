@@ -27,7 +27,7 @@ class Bookings final
 {
 public:
     /// With so many projects or fewer all are listed where one is chosen; with more, those that were used lately.
-    static constexpr int fewProjects = 30;
+    static constexpr int FewProjects = 30;
 
     Bookings(Storage& storage, const Person& person) : m_storage(storage), m_person(person) {}
 
@@ -39,7 +39,7 @@ public:
 
     /// What is put up for choice; `chosen` ("12-7") is in it if it may be booked.
     tl::expected<List, Problem> atHand(const std::string& chosen);
-    /// Those on projects whose code, name or client have all the words of `words`, of `fewProjects` projects at most.
+    /// Those on projects whose code, name or client have all the words of `words`, of `FewProjects` projects at most.
     tl::expected<List, Problem> find(std::string_view words);
     /// What was booked last, by the order in which entries were made; empty when it may not be booked any more.
     tl::expected<std::string, Problem> last();

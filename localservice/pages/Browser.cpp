@@ -6,7 +6,7 @@ namespace localservice {
 
 namespace {
 
-constexpr std::size_t longestTarget = 2000;
+constexpr std::size_t LongestTarget = 2000;
 
 struct Authority
 {
@@ -106,7 +106,7 @@ std::string pathHere(std::string_view target)
     const bool plain = std::all_of(target.begin(), target.end(), [](char c) {
         return static_cast<unsigned char>(c) > ' ' && c != '\\' && c != '\x7f';
     });
-    const bool here = plain && target.size() <= longestTarget && target.starts_with('/') && !target.starts_with("//") &&
+    const bool here = plain && target.size() <= LongestTarget && target.starts_with('/') && !target.starts_with("//") &&
                       !target.starts_with("/sign-in") && !target.starts_with("/sign-out");
     return here ? std::string(target) : "/daily";
 }

@@ -75,7 +75,7 @@ void writeListHead(Html& html, std::string_view path, const ListQuery& query, st
 
 void writePager(Html& html, std::string_view path, const ListQuery& query, int matches)
 {
-    const int last = (matches + ListQuery::perPage - 1) / ListQuery::perPage;
+    const int last = (matches + ListQuery::PerPage - 1) / ListQuery::PerPage;
     if (last < 2)
         return;
     const auto navigation = html.in("nav", {{"class", "pager"}, {"aria-label", "Pages"}});

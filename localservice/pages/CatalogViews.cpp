@@ -31,23 +31,23 @@ struct Asker
 };
 
 // Parameters of every statement below: ?1 account, ?2 the person who asks (0 for all), ?3 now, ?4 the present month.
-constexpr const char* time = "(e.seconds + CASE WHEN e.timer_started < ?3 THEN ?3 - e.timer_started ELSE 0 END)";
+constexpr const char* Time = "(e.seconds + CASE WHEN e.timer_started < ?3 THEN ?3 - e.timer_started ELSE 0 END)";
 
 /// Hours of the present month and in all, by a column of the entries.
 std::string bookedBy(const std::string& column)
 {
-    return "SELECT e." + column + " AS id, SUM(CASE WHEN substr(e.spent_at, 1, 8) = ?4 THEN " + time +
-           " ELSE 0 END) AS month, SUM(" + time +
+    return "SELECT e." + column + " AS id, SUM(CASE WHEN substr(e.spent_at, 1, 8) = ?4 THEN " + Time +
+           " ELSE 0 END) AS month, SUM(" + Time +
            ") AS whole FROM entries e JOIN people w ON w.id = e.person_id AND w.account_id = ?1"
            " WHERE (?2 = 0 OR e.person_id = ?2) GROUP BY 1";
 }
 
-constexpr const char* mayBook =
+constexpr const char* MayBook =
     "(?2 = 0 OR EXISTS (SELECT 1 FROM user_assignments u WHERE u.project_id = p.id AND u.person_id = ?2))";
 
-constexpr const char* offeredTasks =
+constexpr const char* OfferedTasks =
     "(SELECT COUNT(*) FROM task_assignments a JOIN tasks t ON t.id = a.task_id WHERE a.project_id = p.id AND t.active)";
-constexpr const char* assignedPeople = "(SELECT COUNT(*) FROM user_assignments u JOIN people w ON w.id = u.person_id"
+constexpr const char* AssignedPeople = "(SELECT COUNT(*) FROM user_assignments u JOIN people w ON w.id = u.person_id"
                                        " WHERE u.project_id = p.id AND w.active)";
 
 /// The columns of a ProjectLine; `c`, `p` and `b` are its client, its project and the hours on it.
@@ -55,7 +55,7 @@ std::string projectColumns()
 {
     return std::string("SELECT c.id, c.name, c.active, COALESCE(p.id, 0), COALESCE(p.name, ''), COALESCE(p.code, ''),"
                        " COALESCE(p.billable, 1), COALESCE(p.active, 1), ") +
-           offeredTasks + ", " + assignedPeople + ", COALESCE(b.month, 0), COALESCE(b.whole, 0)";
+           OfferedTasks + ", " + AssignedPeople + ", COALESCE(b.month, 0), COALESCE(b.whole, 0)";
 }
 
 ProjectLine projectLine(Row& row)
@@ -87,8 +87,8 @@ void bindList(Row& query, const Asker& asker, const ListQuery& asked)
     asker.bind(query);
     query.bind(5, int{asked.archived});
     query.bind(6, asked.search);
-    query.bind(7, ListQuery::perPage);
-    query.bind(8, ListQuery::perPage * (asked.page - 1));
+    query.bind(7, ListQuery::PerPage);
+    query.bind(8, ListQuery::PerPage * (asked.page - 1));
 }
 
 Booked bookedOn(SQLite::Database& database, const Asker& asker, const std::string& column, Id id)
@@ -110,7 +110,7 @@ std::vector<ProjectTask> tasksOf(SQLite::Database& database, const Asker& asker,
 {
     Row query(database, "SELECT t.id, t.name, t.active, a.id IS NOT NULL, COALESCE(a.billable, 1),"
                         " (SELECT COALESCE(SUM(" +
-                            std::string(time) +
+                            std::string(Time) +
                             "), 0) FROM entries e WHERE e.project_id = ?5 AND e.task_id = t.id"
                             " AND (?2 = 0 OR e.person_id = ?2))"
                             " FROM tasks t LEFT JOIN task_assignments a ON a.task_id = t.id AND a.project_id = ?6"
@@ -131,7 +131,7 @@ std::vector<ProjectPerson> peopleOf(SQLite::Database& database, const Asker& ask
 {
     Row query(database, "SELECT w.id, trim(w.first_name || ' ' || w.last_name), w.email, u.id IS NOT NULL,"
                         " (SELECT COALESCE(SUM(" +
-                            std::string(time) +
+                            std::string(Time) +
                             "), 0) FROM entries e WHERE e.project_id = ?5 AND e.person_id = w.id)"
                             " FROM people w LEFT JOIN user_assignments u ON u.person_id = w.id AND u.project_id = ?5"
                             " WHERE w.account_id = ?1 AND w.active AND (?2 = 0 OR w.id = ?2)"
@@ -153,7 +153,7 @@ std::vector<MonthHours> monthsOf(SQLite::Database& database, const Asker& asker,
     constexpr std::array names{"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const Day today = localDay(asker.now);
     const auto first = year_month(today.year(), today.month()) - std::chrono::months(11);
-    Row query(database, "SELECT substr(e.spent_at, 1, 8), SUM(" + std::string(time) +
+    Row query(database, "SELECT substr(e.spent_at, 1, 8), SUM(" + std::string(Time) +
                             ") FROM entries e WHERE e.project_id = ?5 AND (?2 = 0 OR e.person_id = ?2)"
                             " AND e.spent_at >= ?6 GROUP BY 1");
     asker.bind(query);
@@ -201,7 +201,7 @@ CatalogViews::Seen<Listing<ProjectLine>> CatalogViews::projects(const ListQuery&
                   "WITH booked AS (" + bookedBy("project_id") + ") " + projectColumns() +
                       ", COUNT(*) OVER (), MAX(b.whole) OVER () FROM clients c"
                       " LEFT JOIN projects p ON p.client_id = c.id AND p.active <> ?5 AND " +
-                      mayBook +
+                      MayBook +
                       " LEFT JOIN booked b ON b.id = p.id WHERE c.account_id = ?1 AND"
                       " (p.id IS NOT NULL OR (?2 = 0 AND c.active <> ?5 AND"
                       "   NOT EXISTS (SELECT 1 FROM projects o WHERE o.client_id = c.id AND o.active <> ?5)))"
@@ -215,7 +215,7 @@ CatalogViews::Seen<Listing<ProjectLine>> CatalogViews::projects(const ListQuery&
             list.matches = query.getColumn(12).getInt();
             list.longest = query.getColumn(13).getInt64();
         }
-        const std::string mine = std::string("projects p WHERE p.account_id = ?1 AND ") + mayBook;
+        const std::string mine = std::string("projects p WHERE p.account_id = ?1 AND ") + MayBook;
         list.active = count(database, asker, mine + " AND p.active");
         list.archived = count(database, asker, mine + " AND NOT p.active") +
                         count(database, asker,
@@ -231,7 +231,7 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
         const Asker asker(m_visit);
         const std::string mayUse = std::string("(?2 = 0 OR EXISTS (SELECT 1 FROM task_assignments a JOIN projects p"
                                                " ON p.id = a.project_id AND p.active WHERE a.task_id = t.id AND ") +
-                                   mayBook + "))";
+                                   MayBook + "))";
         Row query(database, "WITH booked AS (" + bookedBy("task_id") +
                                 ") SELECT t.id, t.name, COALESCE(b.month, 0), COALESCE(b.whole, 0), COUNT(*) OVER (),"
                                 " MAX(b.whole) OVER () FROM tasks t LEFT JOIN booked b ON b.id = t.id"
@@ -257,7 +257,7 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
         Row offers(database,
                    std::string("SELECT a.task_id, p.id, p.code, p.name FROM task_assignments a JOIN projects p"
                                " ON p.id = a.project_id WHERE p.account_id = ?1 AND p.active AND ") +
-                       mayBook + " ORDER BY p.name COLLATE NOCASE, p.id");
+                       MayBook + " ORDER BY p.name COLLATE NOCASE, p.id");
         offers.bind(1, asker.account);
         offers.bind(2, asker.person);
         while (offers.executeStep()) {
@@ -281,7 +281,7 @@ CatalogViews::Seen<ProjectView> CatalogViews::project(Id id) const
                   std::string("SELECT p.client_id, p.name, p.code, p.billable, c.name, c.active, p.active,"
                               " EXISTS (SELECT 1 FROM entries e WHERE e.project_id = p.id) FROM projects p"
                               " JOIN clients c ON c.id = p.client_id WHERE p.account_id = ?1 AND p.id = ?3 AND ") +
-                      mayBook);
+                      MayBook);
         SQLite::bind(query, asker.account, asker.person, id);
         if (!query.executeStep())
             return gone("project");

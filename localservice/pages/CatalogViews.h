@@ -19,10 +19,10 @@ struct Booked
     Seconds all = 0;
 };
 
-/// What a list is to show: up to `perPage` lines that have `search` in them.
+/// What a list is to show: up to `PerPage` lines that have `search` in them.
 struct ListQuery
 {
-    static constexpr int perPage = 100;
+    static constexpr int PerPage = 100;
 
     std::string search = {};
     bool archived = false;

@@ -6,7 +6,7 @@ namespace {
 
 using Numbers = std::vector<Id>;
 
-const std::string list = "/clients";
+const std::string List = "/clients";
 
 void writeName(Html& html, const std::string& value, const std::optional<Problem>& problem, bool fresh)
 {
@@ -15,7 +15,7 @@ void writeName(Html& html, const std::string& value, const std::optional<Problem
                       .value = value,
                       .error = errorOf(problem, "Name"),
                       .required = true,
-                      .longest = static_cast<int>(Catalog::longestName),
+                      .longest = static_cast<int>(Catalog::LongestName),
                       .autofocus = fresh});
 }
 
@@ -30,7 +30,7 @@ Reply newPage(const Visit& visit, const std::optional<Problem>& problem)
                 [&](Html& html) {
                     writeOtherProblem(html, problem, {"Name"});
                     const auto sheet = html.in("section", {{"class", "sheet"}});
-                    const auto form = formTo(html, visit, list);
+                    const auto form = formTo(html, visit, List);
                     writeName(html, visit.form.text("name"), problem, true);
                     const auto buttons = html.in("div", {{"class", "buttons"}});
                     html.leaf("button", {{"class", "main"}}, "Add Client");
@@ -57,7 +57,7 @@ Reply clientPage(const Visit& visit, Id id, const std::optional<Problem>& proble
                     writeOtherProblem(html, problem, {"Name"});
                     {
                         const auto sheet = html.in("section", {{"class", "sheet"}});
-                        const auto form = formTo(html, visit, recordPath(list, id), "row");
+                        const auto form = formTo(html, visit, recordPath(List, id), "row");
                         writeName(html, problem ? visit.form.text("name") : view->name, problem, false);
                         html.leaf("button", {{"class", "main"}}, "Rename");
                     }
@@ -73,7 +73,7 @@ Reply clientPage(const Visit& visit, Id id, const std::optional<Problem>& proble
                     }
                     writeRecordEnd(
                         html, visit,
-                        {.path = recordPath(list, id),
+                        {.path = recordPath(List, id),
                          .what = "client",
                          .active = view->active,
                          .archiving = "A client is archived with its projects. They keep their hours, and no new "
@@ -88,7 +88,7 @@ Reply archivePage(const Visit& visit, Id id)
     const auto view = CatalogViews(visit).client(id);
     if (!view)
         return problemPage(visit, view.error());
-    const auto path = recordPath(list, id);
+    const auto path = recordPath(List, id);
     const auto projects = view->activeProjects == 1 ? std::string("Its project is")
                                                     : "Its " + std::to_string(view->activeProjects) + " projects are";
     return questionPage(visit,
@@ -112,34 +112,34 @@ void addClientPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
     // Clients are listed with their projects.
-    site.add("GET", list, [](const Visit&, const Numbers&) { return goTo("/projects"); });
+    site.add("GET", List, [](const Visit&, const Numbers&) { return goTo("/projects"); });
     site.add(
-        "GET", list + "/new", [](const Visit& visit, const Numbers&) { return newPage(visit, {}); }, admins);
+        "GET", List + "/new", [](const Visit& visit, const Numbers&) { return newPage(visit, {}); }, admins);
     site.add(
-        "GET", list + "/#",
+        "GET", List + "/#",
         [](const Visit& visit, const Numbers& numbers) { return clientPage(visit, numbers[0], {}); }, admins);
     site.add(
-        "GET", list + "/#/archive",
+        "GET", List + "/#/archive",
         [](const Visit& visit, const Numbers& numbers) { return archivePage(visit, numbers[0]); }, admins);
     site.add(
-        "POST", list,
+        "POST", List,
         [](const Visit& visit, const Numbers&) {
             const auto added = changeCatalog(
                 visit, [&](Catalog& catalog) { return catalog.add(Catalog::Kind::Client, visit.form.text("name")); });
-            return added ? goTo(recordPath(list, *added), "added") : newPage(visit, added.error());
+            return added ? goTo(recordPath(List, *added), "added") : newPage(visit, added.error());
         },
         admins);
     site.add(
-        "POST", list + "/#",
+        "POST", List + "/#",
         [](const Visit& visit, const Numbers& numbers) {
             const auto renamed = changeCatalog(visit, [&](Catalog& catalog) {
                 return catalog.rename(Catalog::Kind::Client, numbers[0], visit.form.text("name"));
             });
-            return renamed ? goTo(recordPath(list, numbers[0]), "saved")
+            return renamed ? goTo(recordPath(List, numbers[0]), "saved")
                            : clientPage(visit, numbers[0], renamed.error());
         },
         admins);
-    addRecordActs(site, list, "client", Section::Projects, Catalog::Kind::Client, [](const Visit& visit, Id id) {
+    addRecordActs(site, List, "client", Section::Projects, Catalog::Kind::Client, [](const Visit& visit, Id id) {
         const auto view = CatalogViews(visit).client(id);
         return view ? view->name : std::string();
     });

@@ -13,7 +13,7 @@ namespace {
 using std::chrono::days;
 using std::chrono::sys_days;
 
-constexpr Seconds fullDay = Seconds{8} * 3600;
+constexpr Seconds FullDay = Seconds{8} * 3600;
 
 /// What was booked, and how much of it is billable.
 struct Sum
@@ -108,7 +108,7 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
                                         : std::string()));
         line("other", week.all - week.billable, "not billable");
     }
-    Seconds longest = fullDay;
+    Seconds longest = FullDay;
     for (const auto& sum : sums)
         longest = std::max(longest, sum.all);
     const auto list = html.in("ol", {{"class", "bars"}});

@@ -16,7 +16,7 @@ struct Note
 };
 
 // Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
-constexpr std::array notes{
+constexpr std::array Notes{
     Note{"saved", "Saved."},
     Note{"added", "Added."},
     Note{"deleted", "Deleted."},
@@ -32,7 +32,7 @@ struct Place
     std::string_view name;
 };
 
-constexpr std::array places{
+constexpr std::array Places{
     Place{Section::Timesheet, "/daily", "Timesheet"}, Place{Section::Projects, "/projects", "Projects"},
     Place{Section::Tasks, "/tasks", "Tasks"},         Place{Section::People, "/people", "People"},
     Place{Section::Reports, "/reports", "Reports"},
@@ -86,7 +86,7 @@ void writeNavigation(Html& html, const Visit& visit, Section here)
     {
         const auto navigation = html.in("nav", {{"aria-label", "Site"}});
         const auto list = html.in("ul");
-        for (const auto& place : places) {
+        for (const auto& place : Places) {
             if (place.section == Section::People && !visit.person.admin)
                 continue;
             const auto item = html.in("li");
@@ -125,7 +125,7 @@ Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)
         html.leaf("a", {{"class", "skip"}, {"href", "#content"}}, "Skip to content");
         writeNavigation(html, visit, head.section);
         const auto main = html.in("main", {{"id", "content"}, {"tabindex", -1}});
-        for (const auto& note : notes) {
+        for (const auto& note : Notes) {
             if (visit.query.text("note") == note.name)
                 html.leaf("p", {{"class", "note"}, {"role", "status"}}, note.text);
         }

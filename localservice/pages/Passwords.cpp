@@ -10,7 +10,7 @@ namespace localservice {
 
 namespace {
 
-constexpr const char* typedField = "password";
+constexpr const char* TypedField = "password";
 
 std::string subdomainOf(const Visit& visit)
 {
@@ -73,7 +73,7 @@ void writeNewPassword(Html& html, const std::string& email, bool typed, const st
     };
     radio("made", "Create one and show it once", !typed);
     radio("typed", "Choose one yourself", typed);
-    writeField(html, {.name = typedField,
+    writeField(html, {.name = TypedField,
                       .label = "Password",
                       .help = "At least 10 characters.",
                       .error = error,
@@ -85,7 +85,7 @@ tl::expected<NewPassword, Problem> newPasswordIn(const Form& form)
 {
     NewPassword result;
     // Whoever typed one meant it, whatever is marked above it.
-    result.typed = form.text("password-by") == "typed" || !form.text(typedField).empty();
+    result.typed = form.text("password-by") == "typed" || !form.text(TypedField).empty();
     if (!result.typed) {
         const auto made = randomPassword();
         const auto hash = made ? hashOfPassword(*made) : std::nullopt;
@@ -93,8 +93,8 @@ tl::expected<NewPassword, Problem> newPasswordIn(const Form& form)
             return tl::unexpected(Problem{500, "Random", "There are no random numbers for a password."});
         return NewPassword{*made, *hash, false};
     }
-    result.text = form.text(typedField);
-    auto hash = hashOfChosen(result.text, typedField);
+    result.text = form.text(TypedField);
+    auto hash = hashOfChosen(result.text, TypedField);
     if (!hash)
         return tl::unexpected(hash.error());
     result.hash = std::move(*hash);

@@ -15,11 +15,11 @@ namespace {
 
 using Numbers = std::vector<Id>;
 
-const std::string list = "/people";
+const std::string List = "/people";
 
 std::string pathOf(Id person)
 {
-    return list + "/" + std::to_string(person);
+    return List + "/" + std::to_string(person);
 }
 
 /// The form of a person as it was typed, and what was wrong with it.
@@ -68,13 +68,13 @@ void writeDetails(Html& html, const Draft& draft, bool isNew)
                           .value = draft.details.firstName,
                           .error = errorOf(draft.problem, "first-name"),
                           .required = true,
-                          .longest = People::longestName,
+                          .longest = People::LongestName,
                           .autofocus = isNew && !draft.problem});
         writeField(html, {.name = "last-name",
                           .label = "Last name",
                           .value = draft.details.lastName,
                           .error = errorOf(draft.problem, "last-name"),
-                          .longest = People::longestName,
+                          .longest = People::LongestName,
                           .optional = true});
     }
     writeField(html, {.name = "email",
@@ -84,7 +84,7 @@ void writeDetails(Html& html, const Draft& draft, bool isNew)
                       .error = errorOf(draft.problem, "email"),
                       .type = "email",
                       .required = true,
-                      .longest = People::longestEmail});
+                      .longest = People::LongestEmail});
     const std::string error = errorOf(draft.problem, "admin");
     writeCheck(html, {.name = "admin",
                       .label = "Administrator",
@@ -135,7 +135,7 @@ Reply listPage(const Visit& visit)
                  .section = Section::People,
                  .actions =
                      [](Html& html) {
-                         html.leaf("a", {{"class", "button main"}, {"href", list + "/new"}}, "New Person");
+                         html.leaf("a", {{"class", "button main"}, {"href", List + "/new"}}, "New Person");
                      }},
                 [&](Html& html) {
                     {
@@ -157,18 +157,18 @@ Reply newPage(const Visit& visit, const Draft& draft)
                 {.title = "New Person",
                  .section = Section::People,
                  .status = draft.problem ? draft.problem->status : 200,
-                 .upPath = list,
+                 .upPath = List,
                  .upName = "People"},
                 [&](Html& html) {
                     if (draft.problem && draft.problem->field.empty())
                         writeProblem(html, draft.problem->message);
                     const auto sheet = html.in("section", {{"class", "sheet"}});
-                    const auto form = formTo(html, visit, list, "fields");
+                    const auto form = formTo(html, visit, List, "fields");
                     writeDetails(html, draft, true);
                     writeNewPassword(html, {}, draft.ownPassword, errorOf(draft.problem, "password"));
                     const auto buttons = html.in("div", {{"class", "buttons"}});
                     html.leaf("button", {{"class", "main"}}, "Add");
-                    html.leaf("a", {{"class", "button"}, {"href", list}}, "Cancel");
+                    html.leaf("a", {{"class", "button"}, {"href", List}}, "Cancel");
                 });
 }
 
@@ -178,7 +178,7 @@ Reply passwordPage(const Visit& visit, const Member& member, const std::string& 
     return page(visit,
                 {.title = isNew ? member.name() + " Has Been Added" : "New Password",
                  .section = Section::People,
-                 .upPath = list,
+                 .upPath = List,
                  .upName = "People"},
                 [&](Html& html) {
                     {
@@ -195,7 +195,7 @@ Reply passwordPage(const Visit& visit, const Member& member, const std::string& 
                     writeHowToSignIn(html, visit, member.email);
                     const auto buttons = html.in("p", {{"class", "buttons"}});
                     html.leaf("a", {{"class", "button main"}, {"href", pathOf(member.id)}}, "Choose Projects");
-                    html.leaf("a", {{"class", "button"}, {"href", list}}, "Back to People");
+                    html.leaf("a", {{"class", "button"}, {"href", List}}, "Back to People");
                 });
 }
 
@@ -315,7 +315,7 @@ Reply personPage(const Visit& visit, Id id, const Draft* typed = nullptr)
                          html.leaf("a", {{"class", "button"}, {"href", "/reports?person=" + std::to_string(member.id)}},
                                    "Hours");
                      },
-                 .upPath = list,
+                 .upPath = List,
                  .upName = "People"},
                 [&](Html& html) {
                     if (draft.problem && draft.problem->field.empty())
@@ -386,13 +386,13 @@ Reply givePassword(const Visit& visit, Id id)
 void addPeoplePages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    const std::string one = list + "/#";
+    const std::string one = List + "/#";
     site.add(
-        "GET", list, [](const Visit& visit, const Numbers&) { return listPage(visit); }, admins);
+        "GET", List, [](const Visit& visit, const Numbers&) { return listPage(visit); }, admins);
     site.add(
-        "GET", list + "/new", [](const Visit& visit, const Numbers&) { return newPage(visit, {}); }, admins);
+        "GET", List + "/new", [](const Visit& visit, const Numbers&) { return newPage(visit, {}); }, admins);
     site.add(
-        "POST", list, [](const Visit& visit, const Numbers&) { return add(visit); }, admins);
+        "POST", List, [](const Visit& visit, const Numbers&) { return add(visit); }, admins);
     site.add(
         "GET", one, [](const Visit& visit, const Numbers& id) { return personPage(visit, id[0]); }, admins);
     site.add(

@@ -83,7 +83,7 @@ void writeDetails(Html& html, const ProjectView& view, const std::vector<NamedRe
                       .value = view.fields.name,
                       .error = errorOf(problem, "Name"),
                       .required = true,
-                      .longest = static_cast<int>(Catalog::longestName),
+                      .longest = static_cast<int>(Catalog::LongestName),
                       .autofocus = fresh});
     {
         const auto row = html.in("div", {{"class", "row"}});
@@ -107,13 +107,13 @@ void writeDetails(Html& html, const ProjectView& view, const std::vector<NamedRe
                     .help = clients.empty() ? "Who the work is for. It can be yourself." : "",
                     .error = clients.empty() && problem && problem->kind == "Client" ? "Enter a client."
                                                                                      : errorOf(problem, "NewClient"),
-                    .longest = static_cast<int>(Catalog::longestName)});
+                    .longest = static_cast<int>(Catalog::LongestName)});
         writeField(html, {.name = "code",
                           .label = "Code",
                           .value = view.fields.code,
                           .help = "Shown before the name.",
                           .error = errorOf(problem, "Code"),
-                          .longest = static_cast<int>(Catalog::longestCode),
+                          .longest = static_cast<int>(Catalog::LongestCode),
                           .cssClass = "short",
                           .optional = true});
     }
@@ -317,7 +317,7 @@ void writeProjectForm(Html& html, const Visit& visit, Id id, const ProjectView& 
     auto view = shown;
     if (problem)
         overlay(view, visit.form, fresh);
-    const auto form = formTo(html, visit, fresh ? projectList : recordPath(projectList, id), "sheets project");
+    const auto form = formTo(html, visit, fresh ? ProjectList : recordPath(ProjectList, id), "sheets project");
     if (!fresh)
         writeShown(html, shown);
     writeDetails(html, view, clients, visit.form, problem, fresh);
@@ -325,7 +325,7 @@ void writeProjectForm(Html& html, const Visit& visit, Id id, const ProjectView& 
     writePeople(html, view, fresh);
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, fresh ? "Add Project" : "Save");
-    html.leaf("a", {{"class", "button"}, {"href", projectList}}, "Cancel");
+    html.leaf("a", {{"class", "button"}, {"href", ProjectList}}, "Cancel");
 }
 
 } // namespace localservice

@@ -7,7 +7,7 @@
 
 namespace localservice {
 
-inline const std::string projectList = "/projects";
+inline const std::string ProjectList = "/projects";
 
 /// Carries out what a form says of a project, a new one when `project` is 0. Of another it changes only what the person
 /// touched, so that what somebody else saved meanwhile stays. Answers its number.

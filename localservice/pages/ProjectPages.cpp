@@ -48,7 +48,7 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
                 {.title = title,
                  .section = Section::Projects,
                  .status = problem ? problem->status : 200,
-                 .upPath = projectList,
+                 .upPath = ProjectList,
                  .upName = "Projects"},
                 [&](Html& html) {
                     writeOtherProblem(html, problem, {"Name", "Client", "Code", "NewClient", "NewTasks"});
@@ -58,7 +58,7 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
                     if (fresh)
                         return;
                     writeRecordEnd(html, visit,
-                                   {.path = recordPath(projectList, id),
+                                   {.path = recordPath(ProjectList, id),
                                     .what = "project",
                                     .active = shown->active,
                                     .archiving = "An archived project keeps its hours, and no new ones can be added.",
@@ -75,7 +75,7 @@ Reply readOnlyPage(const Visit& visit, Id id)
     return page(visit,
                 {.title = projectText(view->fields.code, view->fields.name),
                  .section = Section::Projects,
-                 .upPath = projectList,
+                 .upPath = ProjectList,
                  .upName = "Projects"},
                 [&](Html& html) {
                     {
@@ -166,11 +166,11 @@ Reply listPage(const Visit& visit, const Numbers&)
         visit,
         {.title = "Projects", .section = Section::Projects, .actions = admin ? actions : std::function<void(Html&)>()},
         [&](Html& html) {
-            writeListHead(html, projectList, query, "Search projects and clients", found->active, found->archived);
+            writeListHead(html, ProjectList, query, "Search projects and clients", found->active, found->archived);
             if (found->lines.empty()) {
                 const auto sheet = html.in("section", {{"class", "sheet"}});
                 if (!query.search.empty())
-                    writeEmpty(html, "Nothing matches “" + query.search + "”.", projectList, "Show All");
+                    writeEmpty(html, "Nothing matches “" + query.search + "”.", ProjectList, "Show All");
                 else if (query.archived)
                     writeEmpty(html, "Nothing is archived.");
                 else if (admin)
@@ -182,7 +182,7 @@ Reply listPage(const Visit& visit, const Numbers&)
             const auto sheet = html.in("section", {{"class", "sheet"}});
             writeBookedKey(html);
             writeProjects(html, *found, admin);
-            writePager(html, projectList, query, found->matches);
+            writePager(html, ProjectList, query, found->matches);
         });
 }
 
@@ -191,23 +191,23 @@ Reply listPage(const Visit& visit, const Numbers&)
 void addProjectPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    site.add("GET", projectList, listPage);
+    site.add("GET", ProjectList, listPage);
     site.add(
-        "GET", projectList + "/new", [](const Visit& visit, const Numbers&) { return projectPage(visit, 0, {}); },
+        "GET", ProjectList + "/new", [](const Visit& visit, const Numbers&) { return projectPage(visit, 0, {}); },
         admins);
-    site.add("GET", projectList + "/#", [](const Visit& visit, const Numbers& numbers) {
+    site.add("GET", ProjectList + "/#", [](const Visit& visit, const Numbers& numbers) {
         return visit.person.admin ? projectPage(visit, numbers[0], {}) : readOnlyPage(visit, numbers[0]);
     });
     const auto send = [](const Visit& visit, const Numbers& numbers) {
         const Id id = numbers.empty() ? 0 : numbers[0];
         const auto saved = changeCatalog(visit, [&](Catalog& catalog) { return saveProject(catalog, visit.form, id); });
         if (saved)
-            return goTo(recordPath(projectList, *saved), id == 0 ? "added" : "saved");
+            return goTo(recordPath(ProjectList, *saved), id == 0 ? "added" : "saved");
         return projectPage(visit, id, saved.error());
     };
-    site.add("POST", projectList, send, admins);
-    site.add("POST", projectList + "/#", send, admins);
-    addRecordActs(site, projectList, "project", Section::Projects, Catalog::Kind::Project,
+    site.add("POST", ProjectList, send, admins);
+    site.add("POST", ProjectList + "/#", send, admins);
+    addRecordActs(site, ProjectList, "project", Section::Projects, Catalog::Kind::Project,
                   [](const Visit& visit, Id id) {
                       const auto view = CatalogViews(visit).project(id);
                       return view ? projectText(view->fields.code, view->fields.name) : std::string();

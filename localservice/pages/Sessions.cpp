@@ -7,10 +7,10 @@ namespace localservice {
 
 namespace {
 
-constexpr Seconds longestPause = Seconds{12} * 3600;
-constexpr Seconds longestLife = Seconds{7} * 24 * 3600;
+constexpr Seconds LongestPause = Seconds{12} * 3600;
+constexpr Seconds LongestLife = Seconds{7} * 24 * 3600;
 // Each write is flushed to the disk; a page that is looked at twice within a minute needs none.
-constexpr Seconds useResolution = 60;
+constexpr Seconds UseResolution = 60;
 
 } // namespace
 
@@ -18,7 +18,7 @@ bool Sessions::begin(std::string_view key, Id person, Seconds now)
 {
     const auto begun = m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
         SQLite::Statement old(database, "DELETE FROM sessions WHERE used_at < ? OR created_at < ?");
-        SQLite::bind(old, now - longestPause, now - longestLife);
+        SQLite::bind(old, now - LongestPause, now - LongestLife);
         old.exec();
         SQLite::Statement insert(database,
                                  "INSERT INTO sessions (digest, person_id, created_at, used_at) VALUES (?, ?, ?, ?)");
@@ -38,7 +38,7 @@ std::optional<Person> Sessions::find(std::string_view key, Seconds now)
     const auto found = m_storage.look([&](SQLite::Database& database) -> tl::expected<std::optional<Person>, Problem> {
         SQLite::Statement query(database, "SELECT person_id, used_at FROM sessions"
                                           " WHERE digest = ? AND used_at >= ? AND created_at >= ?");
-        SQLite::bind(query, digest, now - longestPause, now - longestLife);
+        SQLite::bind(query, digest, now - LongestPause, now - LongestLife);
         if (!query.executeStep())
             return std::optional<Person>();
         used = query.getColumn(1).getInt64();
@@ -46,7 +46,7 @@ std::optional<Person> Sessions::find(std::string_view key, Seconds now)
     });
     if (!found || !*found)
         return {};
-    if (now - used >= useResolution) {
+    if (now - used >= UseResolution) {
         // That the use was not noted costs a sign-in some hours later; the page is more important.
         static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
             SQLite::Statement update(database, "UPDATE sessions SET used_at = ? WHERE digest = ?");

@@ -9,9 +9,9 @@ namespace localservice {
 
 namespace {
 
-constexpr Seconds longestLife = 60;
+constexpr Seconds LongestLife = 60;
 // Nobody opens that many pages within a minute.
-constexpr std::size_t mostLinks = 100;
+constexpr std::size_t MostLinks = 100;
 
 } // namespace
 
@@ -22,7 +22,7 @@ std::optional<std::string> SignInLinks::make(Id person, Seconds now)
         return {};
     const std::lock_guard lock(m_mutex);
     m_links.push_back({digestOf("link " + *key), person, now});
-    if (m_links.size() > mostLinks)
+    if (m_links.size() > MostLinks)
         m_links.pop_front();
     return key;
 }
@@ -32,7 +32,7 @@ std::optional<Id> SignInLinks::take(std::string_view key, Seconds now)
     const std::string digest = digestOf("link " + std::string(key));
     const std::lock_guard lock(m_mutex);
     // A clock that was set back makes no link last longer.
-    std::erase_if(m_links, [now](const Link& link) { return std::abs(now - link.made) > longestLife; });
+    std::erase_if(m_links, [now](const Link& link) { return std::abs(now - link.made) > LongestLife; });
     const auto found =
         std::find_if(m_links.begin(), m_links.end(), [&](const Link& link) { return link.digest == digest; });
     if (found == m_links.end())

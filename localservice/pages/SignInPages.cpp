@@ -18,7 +18,7 @@ struct Reason
 };
 
 // Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
-constexpr std::array reasons{
+constexpr std::array Reasons{
     Reason{SignInReason::SessionEnded, "ended", "Your session has ended. Sign in to continue where you were."},
     Reason{SignInReason::SignedOut, "out", "You are signed out."},
     Reason{SignInReason::LinkUsed, "link",
@@ -92,7 +92,7 @@ Reply signInPage(const SignIn& signIn)
                 "p", {{"class", "hint"}, {"role", "status"}},
                 "Your session has ended, so nothing has been saved yet. What you wrote is kept: sign in to send it"
                 " again.");
-        for (const auto& reason : reasons) {
+        for (const auto& reason : Reasons) {
             if (reason.reason == signIn.reason && signIn.problem.empty() && signIn.held.empty())
                 html.leaf("p", {{"class", "hint"}, {"role", "status"}}, reason.text);
         }
@@ -126,7 +126,7 @@ Reply signInPage(const SignIn& signIn)
 std::string signInPath(std::string_view target, SignInReason reason)
 {
     std::string path = "/sign-in?to=" + urlEncoded(target);
-    for (const auto& known : reasons) {
+    for (const auto& known : Reasons) {
         if (known.reason == reason)
             (path += "&why=") += known.name;
     }
@@ -135,9 +135,9 @@ std::string signInPath(std::string_view target, SignInReason reason)
 
 SignInReason signInReason(const Form& query)
 {
-    const auto found = std::find_if(reasons.begin(), reasons.end(),
+    const auto found = std::find_if(Reasons.begin(), Reasons.end(),
                                     [&](const auto& known) { return known.name == query.text("why"); });
-    return found == reasons.end() ? SignInReason::None : found->reason;
+    return found == Reasons.end() ? SignInReason::None : found->reason;
 }
 
 Reply sendAgainPage(const Visit& visit, const HeldForm& held)

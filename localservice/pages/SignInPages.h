@@ -44,7 +44,7 @@ struct SignIn
 };
 
 /// What people read instead of whether their password is right.
-constexpr const char* tooManyTries = "There were too many attempts. Try again in a few minutes.";
+constexpr const char* TooManyTries = "There were too many attempts. Try again in a few minutes.";
 
 Reply signInPage(const SignIn& signIn);
 /// The address of the sign-in page that goes on to `target`.

@@ -172,7 +172,7 @@ Reply Site::signIn(const Request& request, const Account& account, Seconds now)
     if (!person) {
         const auto wait = person.error().tryAgainIn;
         const auto& problem = person.error().problem;
-        signIn.problem = wait ? tooManyTries : problem ? problem->message : "Email and password do not match.";
+        signIn.problem = wait ? TooManyTries : problem ? problem->message : "Email and password do not match.";
         signIn.status = wait ? 429 : problem ? problem->status : 422;
         auto reply = signInPage(signIn);
         if (wait)

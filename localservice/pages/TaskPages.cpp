@@ -6,7 +6,7 @@ namespace {
 
 using Numbers = std::vector<Id>;
 
-const std::string list = "/tasks";
+const std::string List = "/tasks";
 
 void writeName(Html& html, const std::string& label, const std::string& value, const std::optional<Problem>& problem)
 {
@@ -15,13 +15,13 @@ void writeName(Html& html, const std::string& label, const std::string& value, c
                       .value = value,
                       .error = errorOf(problem, "Name"),
                       .required = true,
-                      .longest = static_cast<int>(Catalog::longestName)});
+                      .longest = static_cast<int>(Catalog::LongestName)});
 }
 
 void writeNew(Html& html, const Visit& visit, const std::optional<Problem>& problem)
 {
     const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-label", "New task"}});
-    const auto form = formTo(html, visit, list, "new-task");
+    const auto form = formTo(html, visit, List, "new-task");
     {
         const auto row = html.in("div", {{"class", "row"}});
         writeName(html, "New task", visit.form.text("name"), problem);
@@ -54,7 +54,7 @@ void writeOffers(Html& html, const TaskLine& line, bool admin)
         return;
     html.text(" and ");
     if (admin)
-        html.leaf("a", {{"href", recordPath(list, line.id)}}, std::to_string(more) + " more");
+        html.leaf("a", {{"href", recordPath(List, line.id)}}, std::to_string(more) + " more");
     else
         html.text(std::to_string(more) + " more");
 }
@@ -72,11 +72,11 @@ Reply listPage(const Visit& visit, const std::optional<Problem>& problem)
             writeOtherProblem(html, problem, {"Name"});
             if (admin && !query.archived)
                 writeNew(html, visit, problem);
-            writeListHead(html, list, query, "Search tasks", found->active, found->archived);
+            writeListHead(html, List, query, "Search tasks", found->active, found->archived);
             const auto sheet = html.in("section", {{"class", "sheet"}});
             if (found->lines.empty()) {
                 if (!query.search.empty())
-                    writeEmpty(html, "Nothing matches “" + query.search + "”.", list, "Show All");
+                    writeEmpty(html, "Nothing matches “" + query.search + "”.", List, "Show All");
                 else if (query.archived)
                     writeEmpty(html, "Nothing is archived.");
                 else if (admin)
@@ -95,7 +95,7 @@ Reply listPage(const Visit& visit, const std::optional<Problem>& problem)
                         {
                             const auto cell = html.in("th", {{"scope", "row"}, {"class", "named"}});
                             if (admin)
-                                writeNameLink(html, recordPath(list, line.id), line.name);
+                                writeNameLink(html, recordPath(List, line.id), line.name);
                             else
                                 localservice::writeName(html, line.name);
                         }
@@ -109,7 +109,7 @@ Reply listPage(const Visit& visit, const std::optional<Problem>& problem)
                         writeBookedBar(html, line.booked, found->longest);
                     }
                 });
-            writePager(html, list, query, found->matches);
+            writePager(html, List, query, found->matches);
         });
 }
 
@@ -123,14 +123,14 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
         {.title = view->name,
          .section = Section::Tasks,
          .status = problem ? problem->status : 200,
-         .upPath = list,
+         .upPath = List,
          .upName = "Tasks"},
         [&](Html& html) {
             writeOtherProblem(html, problem, {"Name"});
             {
                 const auto sheet = html.in("section", {{"class", "sheet"}});
                 writeFigures(html, view->booked);
-                const auto form = formTo(html, visit, recordPath(list, id), "row");
+                const auto form = formTo(html, visit, recordPath(List, id), "row");
                 writeName(html, "Name", problem ? visit.form.text("name") : view->name, problem);
                 html.leaf("button", {{"class", "main"}}, "Rename");
             }
@@ -148,7 +148,7 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
                 }
             }
             writeRecordEnd(html, visit,
-                           {.path = recordPath(list, id),
+                           {.path = recordPath(List, id),
                             .what = "task",
                             .active = view->active,
                             .archiving = "An archived task keeps its hours, and no new ones can be added.",
@@ -161,12 +161,12 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
 void addTaskPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
-    site.add("GET", list, [](const Visit& visit, const Numbers&) { return listPage(visit, {}); });
+    site.add("GET", List, [](const Visit& visit, const Numbers&) { return listPage(visit, {}); });
     site.add(
-        "GET", list + "/#", [](const Visit& visit, const Numbers& numbers) { return taskPage(visit, numbers[0], {}); },
+        "GET", List + "/#", [](const Visit& visit, const Numbers& numbers) { return taskPage(visit, numbers[0], {}); },
         admins);
     site.add(
-        "POST", list,
+        "POST", List,
         [](const Visit& visit, const Numbers&) {
             const auto& form = visit.form;
             const auto added = changeCatalog(visit, [&](Catalog& catalog) {
@@ -175,19 +175,19 @@ void addTaskPages(Site& site)
                                                   : Catalog::Done();
                 });
             });
-            return added ? goTo(list, "added") : listPage(visit, added.error());
+            return added ? goTo(List, "added") : listPage(visit, added.error());
         },
         admins);
     site.add(
-        "POST", list + "/#",
+        "POST", List + "/#",
         [](const Visit& visit, const Numbers& numbers) {
             const auto renamed = changeCatalog(visit, [&](Catalog& catalog) {
                 return catalog.rename(Catalog::Kind::Task, numbers[0], visit.form.text("name"));
             });
-            return renamed ? goTo(recordPath(list, numbers[0]), "saved") : taskPage(visit, numbers[0], renamed.error());
+            return renamed ? goTo(recordPath(List, numbers[0]), "saved") : taskPage(visit, numbers[0], renamed.error());
         },
         admins);
-    addRecordActs(site, list, "task", Section::Tasks, Catalog::Kind::Task, [](const Visit& visit, Id id) {
+    addRecordActs(site, List, "task", Section::Tasks, Catalog::Kind::Task, [](const Visit& visit, Id id) {
         const auto view = CatalogViews(visit).task(id);
         return view ? view->name : std::string();
     });

@@ -13,9 +13,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto kOurs = "com.wrenfold.quillon.desktop"_L1;
+constexpr auto Ours = "com.wrenfold.quillon.desktop"_L1;
 // Larger than any entry with all its translations.
-constexpr qint64 kLargestEntry = qint64{256} * 1024;
+constexpr qint64 LargestEntry = qint64{256} * 1024;
 
 /// A value as it stands in the file ("Values" in the Desktop Entry Specification).
 QString escaped(QString value)
@@ -85,7 +85,7 @@ Entry read(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return entry;
     bool inGroup = false;
-    for (const QString& text : QString::fromUtf8(file.read(kLargestEntry)).split(u'\n')) {
+    for (const QString& text : QString::fromUtf8(file.read(LargestEntry)).split(u'\n')) {
         const QStringView line = QStringView(text).trimmed();
         if (line.startsWith(u'[')) {
             inGroup = line == "[Desktop Entry]"_L1;
@@ -136,7 +136,7 @@ bool AutostartItems::insert(const QString& program, const QStringList& arguments
     // Started twice, the program would take the second start for a wish to see its window.
     for (const Item& item : snapshot().value_or(std::vector<Item>())) {
         const Entry entry = read(path(item.name));
-        if (item.name != kOurs && !entry.switchedOff && platform::program(entry) == program)
+        if (item.name != Ours && !entry.switchedOff && platform::program(entry) == program)
             return true;
     }
     QString command = quoted(program);
@@ -144,7 +144,7 @@ bool AutostartItems::insert(const QString& program, const QStringList& arguments
         command += u' ' + quoted(argument);
     if (!makeFolder(m_folder))
         return false;
-    QSaveFile file(path(kOurs));
+    QSaveFile file(path(Ours));
     if (!file.open(QIODevice::WriteOnly))
         return false;
     // What it says is started: nobody else may write it, whatever the umask.

@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Asked on the main thread: whoever needs longer to say a number counts as absent.
-constexpr int kLongestWaitMs = 250;
+constexpr int LongestWaitMs = 250;
 
 } // namespace
 
@@ -35,7 +35,7 @@ std::optional<std::chrono::milliseconds> BusIdle::idleTime()
 {
     auto call = QDBusMessage::createMethodCall(m_service, m_path, m_service, m_method);
     call.setAutoStartService(false);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kLongestWaitMs);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, LongestWaitMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return std::nullopt;
     bool isNumber = false;

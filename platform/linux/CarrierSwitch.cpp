@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 namespace {
 
 // A panel that starts anew is away for a moment, and one that comes up offers one place after the other.
-constexpr auto kSettling = 1s;
+constexpr auto Settling = 1s;
 
 } // namespace
 
@@ -59,7 +59,7 @@ void CarrierSwitch::decideSoon()
 
 void CarrierSwitch::decideSettled()
 {
-    m_settling = m_time.repeat(kSettling, [this] { decide(); });
+    m_settling = m_time.repeat(Settling, [this] { decide(); });
 }
 
 std::unique_ptr<Carrier> CarrierSwitch::make(Kind kind)

@@ -22,18 +22,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kMargin = 2;      // above and below the view
-constexpr int kGripWidth = 10;  // left of the view
-constexpr int kRightMargin = 3; // the least that keeps the view's corners inside the round ones
-constexpr double kRadius = 7;
+constexpr int Margin = 2;      // above and below the view
+constexpr int GripWidth = 10;  // left of the view
+constexpr int RightMargin = 3; // the least that keeps the view's corners inside the round ones
+constexpr double Radius = 7;
 
 // A maximised window has its buttons in the corner.
-constexpr int kRightInset = 110;
-constexpr int kTopInset = 2;
+constexpr int RightInset = 110;
+constexpr int TopInset = 2;
 
-constexpr qint64 kSettlingMs = 3000;
+constexpr qint64 SettlingMs = 3000;
 
-constexpr auto kGeometryKey = "Strip/geometry"_L1;
+constexpr auto GeometryKey = "Strip/geometry"_L1;
 
 QSettings stateFile()
 {
@@ -94,7 +94,7 @@ FloatingStrip::FloatingStrip(const ItemContent& content)
     m_save.setInterval(500);
     connect(&m_save, &QTimer::timeout, this, &FloatingStrip::savePlace);
 
-    const QRect saved = stateFile().value(kGeometryKey).toRect();
+    const QRect saved = stateFile().value(GeometryKey).toRect();
     if (saved.isValid())
         m_wanted = saved;
 
@@ -119,8 +119,8 @@ FloatingStrip::~FloatingStrip()
 void FloatingStrip::setLength(double points)
 {
     const int viewWidth = static_cast<int>(std::ceil(points));
-    const QSize size(kGripWidth + viewWidth + kRightMargin, Thickness + 2 * kMargin);
-    m_view->setGeometry(kGripWidth, kMargin, viewWidth, Thickness);
+    const QSize size(GripWidth + viewWidth + RightMargin, Thickness + 2 * Margin);
+    m_view->setGeometry(GripWidth, Margin, viewWidth, Thickness);
     if (size == this->size())
         return;
     setFixedSize(size);
@@ -135,7 +135,7 @@ QRect FloatingStrip::defaultPlace() const
     if (!screen)
         return geometry();
     const QRect area = screen->availableGeometry();
-    return QRect(QPoint(area.right() + 1 - kRightInset - width(), area.top() + kTopInset), size());
+    return QRect(QPoint(area.right() + 1 - RightInset - width(), area.top() + TopInset), size());
 }
 
 void FloatingStrip::putInPlace()
@@ -217,13 +217,13 @@ void FloatingStrip::paintEvent(QPaintEvent* event)
     painter.setBrush(body);
     // Dark around it for light backgrounds, a light edge within for dark ones.
     painter.setPen(QPen(QColor(0x14, 0x15, 0x18, m_composited ? 200 : 255), line));
-    painter.drawRoundedRect(outer, kRadius, kRadius);
+    painter.drawRoundedRect(outer, Radius, Radius);
     QLinearGradient rim(outer.topLeft(), outer.bottomLeft());
     rim.setColorAt(0, QColor(255, 255, 255, 90));
     rim.setColorAt(1, QColor(255, 255, 255, 22));
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(rim, line));
-    painter.drawRoundedRect(outer.adjusted(line, line, -line, -line), kRadius - line, kRadius - line);
+    painter.drawRoundedRect(outer.adjusted(line, line, -line, -line), Radius - line, Radius - line);
 
     // The grip: three pairs of pits, each lit from below.
     painter.setPen(Qt::NoPen);
@@ -253,7 +253,7 @@ void FloatingStrip::moveEvent(QMoveEvent* event)
         return;
     // While it comes up, window managers try places for it and report positions of windows not yet framed. Those are
     // nobody's wish.
-    if (!m_grabbed && m_shown.elapsed() < kSettlingMs)
+    if (!m_grabbed && m_shown.elapsed() < SettlingMs)
         return;
     m_placed = event->pos();
     m_wanted = QRect(event->pos(), size());
@@ -309,7 +309,7 @@ void FloatingStrip::applyMask()
         clearMask();
         return;
     }
-    maskRounded(*this, rect(), kRadius);
+    maskRounded(*this, rect(), Radius);
 }
 
 void FloatingStrip::savePlace()
@@ -318,7 +318,7 @@ void FloatingStrip::savePlace()
     if (!m_wanted)
         return;
     QSettings file = stateFile();
-    file.setValue(kGeometryKey, *m_wanted);
+    file.setValue(GeometryKey, *m_wanted);
 }
 
 } // namespace platform

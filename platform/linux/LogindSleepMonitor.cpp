@@ -14,9 +14,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto kService = u"org.freedesktop.login1"_s;
-const auto kPath = u"/org/freedesktop/login1"_s;
-const auto kManager = u"org.freedesktop.login1.Manager"_s;
+const auto Service = u"org.freedesktop.login1"_s;
+const auto Path = u"/org/freedesktop/login1"_s;
+const auto ManagerInterface = u"org.freedesktop.login1.Manager"_s;
 
 } // namespace
 
@@ -33,7 +33,7 @@ private:
 LogindSleepMonitor::LogindSleepMonitor()
 {
     m_manager.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
-    m_manager.addWatchedService(kService);
+    m_manager.addWatchedService(Service);
     connect(&m_manager, &QDBusServiceWatcher::serviceRegistered, this, [this] {
         // One that was started anew tells nobody of the end of a sleep that it has not seen begin.
         if (m_asleep)
@@ -47,7 +47,7 @@ std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<voi
                                                                std::function<void()> woke)
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    if (!bus.connect(kService, kPath, kManager, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool))))
+    if (!bus.connect(Service, Path, ManagerInterface, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool))))
         return nullptr;
     m_goingToSleep = std::move(goingToSleep);
     m_woke = std::move(woke);
@@ -59,7 +59,7 @@ std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<voi
 void LogindSleepMonitor::end()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
-    bus.disconnect(kService, kPath, kManager, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
+    bus.disconnect(Service, Path, ManagerInterface, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
     m_manager.setConnection(QDBusConnection(QString()));
     m_goingToSleep = {};
     m_woke = {};
@@ -68,7 +68,7 @@ void LogindSleepMonitor::end()
 
 void LogindSleepMonitor::takeLock()
 {
-    auto call = QDBusMessage::createMethodCall(kService, kPath, kManager, u"Inhibit"_s);
+    auto call = QDBusMessage::createMethodCall(Service, Path, ManagerInterface, u"Inhibit"_s);
     call << u"sleep"_s << u"Quillon"_s << tr("Notes the running timer") << u"delay"_s;
     whenAnswered(QDBusConnection::systemBus().asyncCall(call), this, [this](const QDBusPendingCall& answer) {
         const QDBusPendingReply<QDBusUnixFileDescriptor> reply = answer;

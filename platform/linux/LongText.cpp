@@ -9,23 +9,23 @@ namespace platform {
 
 namespace {
 
-constexpr qsizetype kLongestPiece = 2000;
+constexpr qsizetype LongestPiece = 2000;
 
 /// The text with a line break at least every few thousand characters, in place of a blank where there is one. A
 /// paragraph is laid out whole, however little of it is in sight.
 QString inPieces(const QString& text)
 {
     QString pieces;
-    pieces.reserve(text.size() + text.size() / kLongestPiece + 1);
+    pieces.reserve(text.size() + text.size() / LongestPiece + 1);
     QStringView rest(text);
-    while (rest.size() > kLongestPiece) {
-        const QStringView piece = rest.first(kLongestPiece);
+    while (rest.size() > LongestPiece) {
+        const QStringView piece = rest.first(LongestPiece);
         qsizetype end = piece.lastIndexOf(u'\n');
         if (end < 0)
             end = piece.lastIndexOf(u' ');
         const bool insteadOfBlank = end >= 0;
         if (!insteadOfBlank)
-            end = kLongestPiece - (piece.back().isHighSurrogate() ? 1 : 0);
+            end = LongestPiece - (piece.back().isHighSurrogate() ? 1 : 0);
         pieces += rest.first(end);
         pieces += u'\n';
         rest = rest.sliced(insteadOfBlank ? end + 1 : end);
@@ -51,7 +51,7 @@ void LongText::setText(const QString& text)
     m_text = text;
     setPlainText(inPieces(text));
     int height = std::min(280, screen()->availableGeometry().height() * 2 / 5);
-    if (text.size() <= kLongestPiece) {
+    if (text.size() <= LongestPiece) {
         // Two lines more, because lines end at words.
         const int margin = static_cast<int>(document()->documentMargin()) + frameWidth();
         const QRect lines(0, 0, width() - 2 * margin, 0);

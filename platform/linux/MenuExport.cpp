@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kRoot = 0;
+constexpr int Root = 0;
 
 /// Qt marks the letter of a mnemonic with "&", the bus with "_"; doubled they stand for themselves.
 QString label(const QString& text)
@@ -43,13 +43,13 @@ QList<QStringList> shortcut(const QKeySequence& keys)
 {
     QStringList names;
     const QKeyCombination combination = keys[0];
-    constexpr std::pair<Qt::KeyboardModifier, QLatin1StringView> kModifiers[] = {
+    constexpr std::pair<Qt::KeyboardModifier, QLatin1StringView> modifiers[] = {
         {Qt::ControlModifier, "Control"_L1},
         {Qt::AltModifier, "Alt"_L1},
         {Qt::ShiftModifier, "Shift"_L1},
         {Qt::MetaModifier, "Super"_L1},
     };
-    for (const auto& [modifier, name] : kModifiers) {
+    for (const auto& [modifier, name] : modifiers) {
         if (combination.keyboardModifiers() & modifier)
             names << name;
     }
@@ -141,7 +141,7 @@ std::vector<MenuItem> MenuExport::items()
 uint MenuExport::GetLayout(int parentId, int recursionDepth, const QStringList& propertyNames, MenuLayout& layout)
 {
     layout.id = parentId;
-    if (parentId == kRoot) {
+    if (parentId == Root) {
         layout.properties = chosen(rootProperties(), propertyNames);
         if (recursionDepth != 0) {
             for (const MenuItem& item : items())
@@ -156,8 +156,8 @@ uint MenuExport::GetLayout(int parentId, int recursionDepth, const QStringList& 
 QList<MenuItem> MenuExport::GetGroupProperties(const QList<int>& ids, const QStringList& propertyNames)
 {
     QList<MenuItem> list;
-    if (ids.isEmpty() || ids.contains(kRoot))
-        list << MenuItem{kRoot, chosen(rootProperties(), propertyNames)};
+    if (ids.isEmpty() || ids.contains(Root))
+        list << MenuItem{Root, chosen(rootProperties(), propertyNames)};
     for (const MenuItem& item : items()) {
         if (ids.isEmpty() || ids.contains(item.id))
             list << MenuItem{item.id, chosen(item.properties, propertyNames)};
@@ -168,7 +168,7 @@ QList<MenuItem> MenuExport::GetGroupProperties(const QList<int>& ids, const QStr
 QDBusVariant MenuExport::GetProperty(int id, const QString& name)
 {
     const QAction* action = actionOf(id);
-    const QVariantMap properties = id == kRoot ? rootProperties() : action ? propertiesOf(*action) : QVariantMap();
+    const QVariantMap properties = id == Root ? rootProperties() : action ? propertiesOf(*action) : QVariantMap();
     // A variant on the bus has to hold something.
     return QDBusVariant(properties.value(name, QString()));
 }
@@ -187,7 +187,7 @@ QList<int> MenuExport::EventGroup(const QList<MenuEvent>& events)
 {
     QList<int> unknown;
     for (const MenuEvent& event : events) {
-        if (event.id != kRoot && !actionOf(event.id))
+        if (event.id != Root && !actionOf(event.id))
             unknown << event.id;
         Event(event.id, event.name, event.data, event.timestamp);
     }
@@ -203,7 +203,7 @@ bool MenuExport::AboutToShow(int /*id*/)
 QList<int> MenuExport::AboutToShowGroup(const QList<int>& ids, QList<int>& idErrors)
 {
     for (const int id : ids) {
-        if (id != kRoot && !actionOf(id))
+        if (id != Root && !actionOf(id))
             idErrors << id;
     }
     return {};
@@ -227,7 +227,7 @@ void MenuExport::announce()
 {
     const std::vector<MenuItem> before = std::exchange(m_announced, items());
     if (!std::ranges::equal(before, m_announced, {}, &MenuItem::id, &MenuItem::id))
-        emit LayoutUpdated(++m_revision, kRoot);
+        emit LayoutUpdated(++m_revision, Root);
     // Of items that stay, also when the layout is another: desktops read only the new ones anew.
     QList<MenuItem> updated;
     QList<MenuItemKeys> removed;

@@ -23,15 +23,15 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // A line of text as long as reads well.
-constexpr int kTextWidth = 340;
-constexpr int kIconSize = 64;
-constexpr QPoint kBeside(48, 64);
+constexpr int TextWidth = 340;
+constexpr int IconSize = 64;
+constexpr QPoint BesideOffset(48, 64);
 // Qt's names for them
-constexpr QLatin1StringView kTitle("qt_msgbox_label");
-constexpr QLatin1StringView kInformativeText("qt_msgbox_informativelabel");
+constexpr QLatin1StringView Title("qt_msgbox_label");
+constexpr QLatin1StringView InformativeText("qt_msgbox_informativelabel");
 // Somebody who clicks goes on for about as long before they see that something else has come up, and who types longer.
-constexpr TimeSource::Duration kInstant{700};
-constexpr TimeSource::Duration kSentence{2000};
+constexpr TimeSource::Duration Instant{700};
+constexpr TimeSource::Duration Sentence{2000};
 
 QLabel* label(const QMessageBox& box, QLatin1StringView name)
 {
@@ -60,8 +60,8 @@ bool fits(const QString& text, const QMessageBox& box)
     constexpr qsizetype longest = 2000; // what is longer need not be measured
     if (text.size() > longest)
         return false;
-    const QSize size = box.fontMetrics().boundingRect({0, 0, kTextWidth, 0}, Qt::TextWordWrap, text).size();
-    return size.width() <= kTextWidth && size.height() <= box.screen()->availableGeometry().height() / 4;
+    const QSize size = box.fontMetrics().boundingRect({0, 0, TextWidth, 0}, Qt::TextWordWrap, text).size();
+    return size.width() <= TextWidth && size.height() <= box.screen()->availableGeometry().height() / 4;
 }
 
 void putText(QMessageBox& box, const QString& text)
@@ -74,7 +74,7 @@ void putText(QMessageBox& box, const QString& text)
     }
     box.setInformativeText({});
     if (!longText)
-        longText = new LongText(kTextWidth, &box);
+        longText = new LongText(TextWidth, &box);
     longText->setAccessibleName(box.text());
     longText->setText(text);
     // Below the title; the box has just made its layout anew.
@@ -154,7 +154,7 @@ void MessageBoxAlerts::open(Shown& shown)
     box.setWindowTitle(u"Quillon"_s);
     box.setWindowModality(alert.unasked ? Qt::NonModal : Qt::ApplicationModal);
     if (const QIcon icon = QApplication::windowIcon(); !icon.isNull())
-        box.setIconPixmap(icon.pixmap(kIconSize));
+        box.setIconPixmap(icon.pixmap(IconSize));
     const QStringList texts = alert.buttons.isEmpty() ? QStringList(u"OK"_s) : alert.buttons;
     for (qsizetype i = 0; i < texts.size(); ++i) {
         const auto role = i == 0                  ? QMessageBox::AcceptRole
@@ -165,7 +165,7 @@ void MessageBoxAlerts::open(Shown& shown)
     box.setDefaultButton(static_cast<QPushButton*>(shown.buttons.first()));
     // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
     box.setEscapeButton(shown.buttons[escapeButton(shown)]);
-    if (QLabel* title = label(box, kTitle)) {
+    if (QLabel* title = label(box, Title)) {
         QFont font = title->font();
         font.setBold(true);
         title->setFont(font);
@@ -181,14 +181,14 @@ void MessageBoxAlerts::open(Shown& shown)
         box.setAttribute(Qt::WA_ShowWithoutActivating);
         box.setWindowFlag(Qt::WindowStaysOnTopHint);
         const auto now = m_time.uptime().total;
-        shown.clicksFrom = now + kInstant;
-        shown.keysFrom = now + kSentence;
+        shown.clicksFrom = now + Instant;
+        shown.keysFrom = now + Sentence;
         // Beside those that are there already: their buttons stay in sight.
         for (const Shown& other : m_alerts) {
             if (!other.box || &other == &shown)
                 continue;
             box.adjustSize();
-            box.move(other.box->pos() + other.box->rect().bottomRight() - box.rect().bottomRight() - kBeside);
+            box.move(other.box->pos() + other.box->rect().bottomRight() - box.rect().bottomRight() - BesideOffset);
         }
     } else if (QWindow* onTop = windowOnTop()) {
         // Else that one would lie over the alert, blocked by it.
@@ -211,11 +211,11 @@ void MessageBoxAlerts::putTexts(const Shown& shown)
     for (qsizetype i = 0; i < std::min(alert.buttons.size(), shown.buttons.size()); ++i)
         shown.buttons[i]->setText(QString(alert.buttons[i]).replace(u'&', "&&"_L1));
     box.setText(alert.title);
-    if (QLabel* title = label(box, kTitle))
-        title->setMinimumWidth(std::max(kTextWidth, title->sizeHint().width()));
+    if (QLabel* title = label(box, Title))
+        title->setMinimumWidth(std::max(TextWidth, title->sizeHint().width()));
     putText(box, alert.text);
     // What comes from the service is no markup.
-    for (const auto& name : {kTitle, kInformativeText}) {
+    for (const auto& name : {Title, InformativeText}) {
         if (QLabel* text = label(box, name)) {
             text->setTextFormat(Qt::PlainText);
             text->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -252,7 +252,7 @@ bool MessageBoxAlerts::isTooEarly(Shown& shown, const QEvent& event) const
         // Right after it came up: the desktop's doing. Later: the person's, who may be typing as the window that they
         // typed into goes away.
         shown.noticed = shown.noticed || now >= shown.clicksFrom;
-        shown.keysFrom = std::max(shown.keysFrom, now + kInstant);
+        shown.keysFrom = std::max(shown.keysFrom, now + Instant);
         return false;
     case QEvent::MouseButtonPress:
         shown.noticed = shown.noticed || now >= shown.clicksFrom;
@@ -261,7 +261,7 @@ bool MessageBoxAlerts::isTooEarly(Shown& shown, const QEvent& event) const
         // The first one may be there to wake the screen.
         const bool meant = shown.noticed && now >= shown.keysFrom;
         if (!meant)
-            shown.keysFrom = std::max(shown.keysFrom, now + kInstant);
+            shown.keysFrom = std::max(shown.keysFrom, now + Instant);
         shown.noticed = true;
         return !meant;
     }

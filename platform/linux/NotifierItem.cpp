@@ -20,11 +20,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto kItemPath = u"/StatusNotifierItem"_s;
-const auto kMenuPath = u"/MenuBar"_s;
+const auto ItemPath = u"/StatusNotifierItem"_s;
+const auto MenuPath = u"/MenuBar"_s;
 
 /// Sides of the tile in device pixels, for the panels and scales that there are.
-constexpr std::array kTileSides{22, 24, 32, 44, 48};
+constexpr std::array TileSides{22, 24, 32, 44, 48};
 
 /// Each item has a name of its own: giving it up is how a desktop learns that it is gone.
 QString newItemName()
@@ -66,8 +66,8 @@ NotifierItem::NotifierItem(const ItemContent& content, std::function<void()> ref
     constexpr auto everything =
         QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals;
     // Complete before anybody looks at it.
-    bus().registerObject(kMenuPath, m_menu.get(), everything);
-    bus().registerObject(kItemPath, this, everything);
+    bus().registerObject(MenuPath, m_menu.get(), everything);
+    bus().registerObject(ItemPath, this, everything);
     bus().registerService(m_name);
     connect(&m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString&, const QString&, const QString& owner) {
@@ -79,8 +79,8 @@ NotifierItem::NotifierItem(const ItemContent& content, std::function<void()> ref
 
 NotifierItem::~NotifierItem()
 {
-    bus().unregisterObject(kItemPath);
-    bus().unregisterObject(kMenuPath);
+    bus().unregisterObject(ItemPath);
+    bus().unregisterObject(MenuPath);
     bus().unregisterService(m_name);
 }
 
@@ -103,7 +103,7 @@ void NotifierItem::setContent(const ItemContent& content)
     if (before.loggedOut != m_description.loggedOut) {
         // The protocol has no signal of its own for it. Hosts that look at none read it with the next tile.
         QDBusMessage signal =
-            QDBusMessage::createSignal(kItemPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
+            QDBusMessage::createSignal(ItemPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
         signal << u"org.kde.StatusNotifierItem"_s << QVariantMap{{u"ItemIsMenu"_s, itemIsMenu()}} << QStringList();
         bus().send(signal);
     }
@@ -125,7 +125,7 @@ NotifierToolTip NotifierItem::toolTip() const
 
 QDBusObjectPath NotifierItem::menuPath() const
 {
-    return QDBusObjectPath(kMenuPath);
+    return QDBusObjectPath(MenuPath);
 }
 
 QString NotifierItem::label() const
@@ -137,7 +137,7 @@ QList<NotifierPixmap> NotifierItem::iconPixmap() const
 {
     if (!m_tiles.isEmpty() || !m_standIn.tile)
         return m_tiles;
-    for (const int side : kTileSides) {
+    for (const int side : TileSides) {
         const QImage tile = m_standIn.tile(m_description, side).convertToFormat(QImage::Format_ARGB32);
         QByteArray pixels(tile.sizeInBytes(), Qt::Uninitialized);
         qToBigEndian<quint32>(tile.constBits(), tile.sizeInBytes() / 4, pixels.data());

@@ -17,18 +17,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto kConnection = u"quillon-hot-keys"_s;
-const auto kPortal = u"org.freedesktop.portal.Desktop"_s;
-const auto kPath = u"/org/freedesktop/portal/desktop"_s;
-const auto kShortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
-const auto kRequest = u"org.freedesktop.portal.Request"_s;
-const auto kSession = u"org.freedesktop.portal.Session"_s;
-const auto kRegistry = u"org.freedesktop.host.portal.Registry"_s;
+const auto Connection = u"quillon-hot-keys"_s;
+const auto Portal = u"org.freedesktop.portal.Desktop"_s;
+const auto Path = u"/org/freedesktop/portal/desktop"_s;
+const auto Shortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
+const auto RequestInterface = u"org.freedesktop.portal.Request"_s;
+const auto SessionInterface = u"org.freedesktop.portal.Session"_s;
+const auto RegistryInterface = u"org.freedesktop.host.portal.Registry"_s;
 
 using Shortcut = std::pair<QString, QVariantMap>;
 
 /// Keys whose names are no letters and digits (X11/keysymdef.h, without the prefix).
-constexpr std::pair<Qt::Key, QLatin1StringView> kNames[] = {
+constexpr std::pair<Qt::Key, QLatin1StringView> Names[] = {
     {Qt::Key_Space, "space"_L1},
     {Qt::Key_Apostrophe, "apostrophe"_L1},
     {Qt::Key_Comma, "comma"_L1},
@@ -62,8 +62,8 @@ QString keyName(Qt::Key key)
         return QString(QChar(key)).toLower();
     if (key >= Qt::Key_F1 && key <= Qt::Key_F35)
         return u'F' + QString::number(key - Qt::Key_F1 + 1);
-    const auto* found = std::ranges::find(kNames, key, [](const auto& entry) { return entry.first; });
-    return found != std::end(kNames) ? QString(found->second) : QString();
+    const auto* found = std::ranges::find(Names, key, [](const auto& entry) { return entry.first; });
+    return found != std::end(Names) ? QString(found->second) : QString();
 }
 
 } // namespace
@@ -77,27 +77,27 @@ bool PortalHotKeys::available()
 
 // A connection of its own: the portal learns a program's id from the first call on a connection, and Qt may have spoken
 // to it on the shared one.
-PortalHotKeys::PortalHotKeys() : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, kConnection))
+PortalHotKeys::PortalHotKeys() : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, Connection))
 {
     qDBusRegisterMetaType<Shortcut>();
     qDBusRegisterMetaType<QList<Shortcut>>();
     const auto listen = [this](const QString& interface, const QString& signal, const char* slot) {
         // An empty path stands for all.
-        [[maybe_unused]] const bool listens = m_bus.connect(kPortal, QString(), interface, signal, this, slot);
+        [[maybe_unused]] const bool listens = m_bus.connect(Portal, QString(), interface, signal, this, slot);
         Q_ASSERT(listens || !m_bus.isConnected());
     };
-    listen(kRequest, u"Response"_s, SLOT(responded(QDBusMessage)));
-    listen(kShortcuts, u"Activated"_s, SLOT(activated(QDBusMessage)));
-    listen(kShortcuts, u"ShortcutsChanged"_s, SLOT(shortcutsChanged(QDBusMessage)));
-    listen(kSession, u"Closed"_s, SLOT(sessionClosed(QDBusMessage)));
-    auto* watcher = new QDBusServiceWatcher(kPortal, m_bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    listen(RequestInterface, u"Response"_s, SLOT(responded(QDBusMessage)));
+    listen(Shortcuts, u"Activated"_s, SLOT(activated(QDBusMessage)));
+    listen(Shortcuts, u"ShortcutsChanged"_s, SLOT(shortcutsChanged(QDBusMessage)));
+    listen(SessionInterface, u"Closed"_s, SLOT(sessionClosed(QDBusMessage)));
+    auto* watcher = new QDBusServiceWatcher(Portal, m_bus, QDBusServiceWatcher::WatchForOwnerChange, this);
     connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, &PortalHotKeys::portalLost);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &PortalHotKeys::portalCame);
 }
 
 PortalHotKeys::~PortalHotKeys()
 {
-    QDBusConnection::disconnectFromBus(kConnection);
+    QDBusConnection::disconnectFromBus(Connection);
 }
 
 void PortalHotKeys::setPaused(bool paused)
@@ -152,7 +152,7 @@ void PortalHotKeys::createSession()
     settle(Phase::Creating);
     // Newer portals take the program's word for who it is, where nobody has put it into a sandbox. Others know nothing
     // of that, and it is no loss.
-    QDBusMessage call = QDBusMessage::createMethodCall(kPortal, kPath, kRegistry, u"Register"_s);
+    QDBusMessage call = QDBusMessage::createMethodCall(Portal, Path, RegistryInterface, u"Register"_s);
     call << QGuiApplication::desktopFileName() << QVariantMap();
     m_bus.asyncCall(call);
     request(u"CreateSession"_s, {}, {{u"session_handle_token"_s, u"quillon%1"_s.arg(m_tokens)}});
@@ -177,10 +177,10 @@ void PortalHotKeys::request(const QString& method, const QVariantList& arguments
 {
     const QString token = u"quillon%1"_s.arg(m_tokens++);
     // Known beforehand, as the answer may come before the reply.
-    const QString path = kPath + "/request/"_L1 + m_bus.baseService().mid(1).replace(u'.', u'_') + u'/' + token;
+    const QString path = Path + "/request/"_L1 + m_bus.baseService().mid(1).replace(u'.', u'_') + u'/' + token;
     m_request = path;
     options.insert(u"handle_token"_s, token);
-    QDBusMessage call = QDBusMessage::createMethodCall(kPortal, kPath, kShortcuts, method);
+    QDBusMessage call = QDBusMessage::createMethodCall(Portal, Path, Shortcuts, method);
     call.setArguments(arguments + QVariantList{options});
     whenAnswered(m_bus.asyncCall(call), this, [this, path](const QDBusPendingCall& answer) {
         if (answer.isError() && m_request == path)
@@ -260,7 +260,7 @@ void PortalHotKeys::closeSession()
 {
     m_request.clear();
     if (!m_session.isEmpty())
-        m_bus.send(QDBusMessage::createMethodCall(kPortal, m_session, kSession, u"Close"_s));
+        m_bus.send(QDBusMessage::createMethodCall(Portal, m_session, SessionInterface, u"Close"_s));
     m_session.clear();
 }
 

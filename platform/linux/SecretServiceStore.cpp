@@ -22,19 +22,19 @@ using Done = SecretStore::Result<void>;
 using Failure = SecretStore::Failure;
 
 // By its attributes alone: a search by the schema's name does not see items while they are locked.
-const SecretSchema kSchema = {"com.wrenfold.quillon",
-                              SECRET_SCHEMA_DONT_MATCH_NAME,
-                              {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                               {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
-                               {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                              0,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr};
+const SecretSchema Schema = {"com.wrenfold.quillon",
+                             SECRET_SCHEMA_DONT_MATCH_NAME,
+                             {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                              {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                              {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                             0,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr,
+                             nullptr};
 
 struct Key
 {
@@ -100,7 +100,7 @@ QByteArray bytes(SecretValue& value)
 Found search(const Key& key)
 {
     GError* raised = nullptr;
-    const List found(secret_password_search_sync(&kSchema, SECRET_SEARCH_LOAD_SECRETS, nullptr, &raised, "service",
+    const List found(secret_password_search_sync(&Schema, SECRET_SEARCH_LOAD_SECRETS, nullptr, &raised, "service",
                                                  key.service.constData(), "account", key.account.constData(), nullptr));
     if (const Error error(raised); error)
         return tl::unexpected(failureOf(*error));
@@ -120,7 +120,7 @@ Found search(const Key& key)
 Found unlockAndSearch(const Key& key)
 {
     GError* raised = nullptr;
-    const Value value(secret_password_lookup_binary_sync(&kSchema, nullptr, &raised, "service", key.service.constData(),
+    const Value value(secret_password_lookup_binary_sync(&Schema, nullptr, &raised, "service", key.service.constData(),
                                                          "account", key.account.constData(), nullptr));
     if (const Error error(raised); error)
         return tl::unexpected(failureOf(*error));
@@ -150,7 +150,7 @@ Done write(const Key& key, const Secret<QByteArray>& secret)
     const Value value(secret_value_new(secret->constData(), static_cast<gssize>(secret->size()), "text/plain"));
     const QByteArray label = "Quillon: " + key.account;
     GError* raised = nullptr;
-    secret_password_store_binary_sync(&kSchema, SECRET_COLLECTION_DEFAULT, label.constData(), value.get(), nullptr,
+    secret_password_store_binary_sync(&Schema, SECRET_COLLECTION_DEFAULT, label.constData(), value.get(), nullptr,
                                       &raised, "service", key.service.constData(), "account", key.account.constData(),
                                       nullptr);
     if (const Error error(raised); error)
@@ -161,7 +161,7 @@ Done write(const Key& key, const Secret<QByteArray>& secret)
 Done clear(const Key& key)
 {
     GError* raised = nullptr;
-    secret_password_clear_sync(&kSchema, nullptr, &raised, "service", key.service.constData(), "account",
+    secret_password_clear_sync(&Schema, nullptr, &raised, "service", key.service.constData(), "account",
                                key.account.constData(), nullptr);
     if (const Error error(raised); error)
         return tl::unexpected(failureOf(*error));

@@ -55,9 +55,9 @@ void TrayWatch::look()
 bool TrayWatch::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
 {
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    constexpr int kSentBit = 0x80;
+    constexpr int sentBit = 0x80;
     bool another = false;
-    switch (event->response_type & ~kSentBit) {
+    switch (event->response_type & ~sentBit) {
     case XCB_CLIENT_MESSAGE: {
         const auto* announced = reinterpret_cast<const xcb_client_message_event_t*>(event);
         const std::uint32_t* data = announced->data.data32; // time, selection, owner

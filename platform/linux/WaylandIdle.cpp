@@ -17,7 +17,7 @@ namespace platform {
 namespace {
 
 // Shorter, and the compositor would wake this program whenever somebody stops to think.
-constexpr TimeSource::Duration kNotice{5000};
+constexpr TimeSource::Duration Notice{5000};
 
 } // namespace
 
@@ -136,7 +136,7 @@ private:
         static constexpr ext_idle_notification_v1_listener listener{
             [](void* data, ext_idle_notification_v1*) {
                 auto& seat = *static_cast<Seat*>(data);
-                seat.lastInput = seat.time.uptime().total - kNotice;
+                seat.lastInput = seat.time.uptime().total - Notice;
             },
             [](void* data, ext_idle_notification_v1*) { static_cast<Seat*>(data)->lastInput.reset(); }};
         if (!m_notifier)
@@ -151,7 +151,7 @@ private:
 
     ext_idle_notification_v1* notice(const Seat& seat) const
     {
-        constexpr auto wait = static_cast<uint32_t>(kNotice.count());
+        constexpr auto wait = static_cast<uint32_t>(Notice.count());
 #ifdef EXT_IDLE_NOTIFIER_V1_GET_INPUT_IDLE_NOTIFICATION_SINCE_VERSION // from wayland-protocols 1.38 on
         if (ext_idle_notifier_v1_get_version(m_notifier) >=
             EXT_IDLE_NOTIFIER_V1_GET_INPUT_IDLE_NOTIFICATION_SINCE_VERSION)

@@ -64,10 +64,10 @@ void skipTaskBar(const QWindow& window)
         return;
     }
     for (const xcb_atom_t atom : skipped) {
-        constexpr uint32_t kAdd = 1;
-        constexpr uint32_t kFromApplication = 1;
+        constexpr uint32_t add = 1;
+        constexpr uint32_t fromApplication = 1;
         sendMessage(x, root(x), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, id, state,
-                    {kAdd, atom, 0, kFromApplication});
+                    {add, atom, 0, fromApplication});
     }
     xcb_flush(x);
 }
@@ -96,9 +96,9 @@ void endStartup(const QByteArray& id)
     value.replace('\\', "\\\\").replace('"', "\\\"");
     QByteArray text = "remove: ID=\"" + value + '"';
     xcb_client_message_event_t event{};
-    constexpr qsizetype Part = sizeof event.data.data8;
+    constexpr qsizetype part = sizeof event.data.data8;
     // It ends with a zero, and the last part is filled up with them.
-    text.append(Part - text.size() % Part, '\0');
+    text.append(part - text.size() % part, '\0');
     const auto [begin, more] = atoms<2>(x, {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"});
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 8;
@@ -106,8 +106,8 @@ void endStartup(const QByteArray& id)
     event.type = begin;
     xcb_create_window(x, 0, event.window, root(x), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
                       0, nullptr);
-    for (qsizetype at = 0; at < text.size(); at += Part) {
-        std::copy_n(text.constData() + at, Part, event.data.data8);
+    for (qsizetype at = 0; at < text.size(); at += part) {
+        std::copy_n(text.constData() + at, part, event.data.data8);
         xcb_send_event(x, 0, root(x), XCB_EVENT_MASK_PROPERTY_CHANGE, reinterpret_cast<const char*>(&event));
         event.type = more;
     }

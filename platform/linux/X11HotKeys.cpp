@@ -16,18 +16,18 @@ namespace platform {
 namespace {
 
 // The X server counts keys from eight up (X Window System Protocol, "Keyboards"), the kernel from zero.
-constexpr int kFirstKeyCode = 8;
+constexpr int FirstKeyCode = 8;
 
 // X11/keysymdef.h
-constexpr xcb_keysym_t kNumLock = 0xff7f;
-constexpr xcb_keysym_t kScrollLock = 0xff14;
-constexpr std::array<xcb_keysym_t, 2> kAlt{0xffe9, 0xffea};
-constexpr std::array<xcb_keysym_t, 2> kSuper{0xffeb, 0xffec};
+constexpr xcb_keysym_t NumLock = 0xff7f;
+constexpr xcb_keysym_t ScrollLock = 0xff14;
+constexpr std::array<xcb_keysym_t, 2> Alt{0xffe9, 0xffea};
+constexpr std::array<xcb_keysym_t, 2> Super{0xffeb, 0xffec};
 
-constexpr auto kExtension = std::string_view("XKEYBOARD");
+constexpr auto Extension = std::string_view("XKEYBOARD");
 // XKB protocol, section 16: the kinds of events that say that the keyboard became another one.
-constexpr std::uint8_t kNewKeyboard = 0;
-constexpr std::uint8_t kMapChanged = 1;
+constexpr std::uint8_t NewKeyboard = 0;
+constexpr std::uint8_t MapChanged = 1;
 
 } // namespace
 
@@ -39,7 +39,7 @@ bool X11HotKeys::available()
 X11HotKeys::X11HotKeys()
 {
     xcb_connection_t* x = x11::connection();
-    const auto asked = xcb_query_extension(x, kExtension.size(), kExtension.data());
+    const auto asked = xcb_query_extension(x, Extension.size(), Extension.data());
     m_modifiers = readModifiers();
     const x11::Reply<xcb_query_extension_reply_t> extension(xcb_query_extension_reply(x, asked, nullptr));
     if (extension && extension->present)
@@ -103,7 +103,7 @@ X11HotKeys::Modifiers X11HotKeys::readModifiers()
         }
         return 0;
     };
-    return {bitOf(kAlt), bitOf(kSuper), bitOf({&kNumLock, 1}), bitOf({&kScrollLock, 1})};
+    return {bitOf(Alt), bitOf(Super), bitOf({&NumLock, 1}), bitOf({&ScrollLock, 1})};
 }
 
 std::optional<X11HotKeys::Grab> X11HotKeys::grabFor(const HotKey& key) const
@@ -112,7 +112,7 @@ std::optional<X11HotKeys::Grab> X11HotKeys::grabFor(const HotKey& key) const
                                                                     {Qt::ControlModifier, XCB_MOD_MASK_CONTROL},
                                                                     {Qt::AltModifier, m_modifiers.alt},
                                                                     {Qt::MetaModifier, m_modifiers.super}};
-    Grab grab{static_cast<std::uint8_t>(key.evdevKey + kFirstKeyCode), 0};
+    Grab grab{static_cast<std::uint8_t>(key.evdevKey + FirstKeyCode), 0};
     for (const auto& [modifier, bit] : known) {
         if (!key.keys.keyboardModifiers().testFlag(modifier))
             continue;
@@ -215,7 +215,7 @@ bool X11HotKeys::nativeEventFilter(const QByteArray& eventType, void* message, q
         break;
     default:
         if (m_keyboardEvent && event->response_type == m_keyboardEvent &&
-            (event->pad0 == kNewKeyboard || event->pad0 == kMapChanged))
+            (event->pad0 == NewKeyboard || event->pad0 == MapChanged))
             keyboardChanged();
     }
     // Qt goes on with all of them: from a press it learns the time, without which a window would not be let in front.

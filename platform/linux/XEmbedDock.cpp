@@ -22,14 +22,14 @@ using namespace std::chrono_literals;
 namespace {
 
 // Points. Less and the hours are cut; a panel that gives more in height means to scale an icon.
-constexpr QSize kLeast(66, 20);
-constexpr int kHighest = 40;
-constexpr auto kTrial = 1500ms;
+constexpr QSize Least(66, 20);
+constexpr int Highest = 40;
+constexpr auto Trial = 1500ms;
 
 // XEmbed 0.5
-constexpr std::uint32_t kXEmbedVersion = 0;
-constexpr std::uint32_t kXEmbedMapped = 1;
-constexpr std::uint32_t kRequestDock = 0;
+constexpr std::uint32_t XEmbedVersion = 0;
+constexpr std::uint32_t XEmbedMapped = 1;
+constexpr std::uint32_t RequestDock = 0;
 
 /// A place on the screen in the program's points, from the server's pixels. Screens keep their corners in both.
 QPoint inPoints(QPoint pixels)
@@ -98,9 +98,9 @@ void XEmbedDock::dock()
     xcb_connection_t* x = x11::connection();
     m_id = static_cast<xcb_window_t>(winId());
     const auto [info, request] = x11::atoms<2>(x, {"_XEMBED_INFO", "_NET_SYSTEM_TRAY_OPCODE"});
-    const std::array state{kXEmbedVersion, kXEmbedMapped};
+    const std::array state{XEmbedVersion, XEmbedMapped};
     xcb_change_property(x, XCB_PROP_MODE_REPLACE, m_id, info, info, 32, state.size(), state.data());
-    x11::sendMessage(x, m_tray, XCB_EVENT_MASK_NO_EVENT, m_tray, request, {XCB_CURRENT_TIME, kRequestDock, m_id});
+    x11::sendMessage(x, m_tray, XCB_EVENT_MASK_NO_EVENT, m_tray, request, {XCB_CURRENT_TIME, RequestDock, m_id});
     xcb_flush(x);
     judgeLater();
 }
@@ -108,8 +108,8 @@ void XEmbedDock::dock()
 bool XEmbedDock::nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/)
 {
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    constexpr int kSentBit = 0x80;
-    if ((event->response_type & ~kSentBit) != XCB_REPARENT_NOTIFY)
+    constexpr int sentBit = 0x80;
+    if ((event->response_type & ~sentBit) != XCB_REPARENT_NOTIFY)
         return false;
     const auto* moved = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
     if (moved->window != m_id || moved->event != m_id)
@@ -151,7 +151,7 @@ void XEmbedDock::paintEvent(QPaintEvent* event)
 
 void XEmbedDock::judgeLater()
 {
-    m_trial = m_time.repeat(kTrial, [this] {
+    m_trial = m_time.repeat(Trial, [this] {
         m_trial.reset();
         if (fits())
             return;
@@ -163,7 +163,7 @@ void XEmbedDock::judgeLater()
 bool XEmbedDock::fits() const
 {
     const QSize size = granted();
-    return m_docked && size.width() >= kLeast.width() && size.height() >= kLeast.height() && size.height() <= kHighest;
+    return m_docked && size.width() >= Least.width() && size.height() >= Least.height() && size.height() <= Highest;
 }
 
 QSize XEmbedDock::granted() const

@@ -10,7 +10,7 @@ using support::Reply;
 
 namespace {
 
-constexpr auto kStep = std::chrono::milliseconds(15s);
+constexpr auto Step = std::chrono::milliseconds(15s);
 
 /// How long a person must be away to be measured as so many minutes: the fast seconds are 7 % long.
 TimeSource::Duration measured(int minutes)
@@ -35,16 +35,16 @@ public:
     /// Nobody is there; the program's own rhythm goes on.
     void away(TimeSource::Duration duration)
     {
-        for (auto left = duration; left > 0s; left -= kStep) {
-            test.time.advance(std::min(left, kStep));
+        for (auto left = duration; left > 0s; left -= Step) {
+            test.time.advance(std::min(left, Step));
             settle();
         }
     }
     void work(TimeSource::Duration duration)
     {
-        for (auto left = duration; left > 0s; left -= kStep) {
+        for (auto left = duration; left > 0s; left -= Step) {
             test.idle.touch();
-            away(std::min(left, kStep));
+            away(std::min(left, Step));
         }
         test.idle.touch();
     }
@@ -119,7 +119,7 @@ public:
     }
 };
 
-const QString kNoAlert = u"none"_s;
+const QString NoAlert = u"none"_s;
 
 QString asksAbout(const QString& time, const QString& removed)
 {
@@ -154,10 +154,10 @@ private slots:
         QFETCH(QString, alert);
         IdleRun run(threshold);
         run.startTimer(u"Design"_s);
-        run.work(2 * kStep);
+        run.work(2 * Step);
         run.away(measured(minutes) - 1s);
-        QCOMPARE(run.alert(), kNoAlert);
-        run.away(kStep);
+        QCOMPARE(run.alert(), NoAlert);
+        run.away(Step);
         QCOMPARE(run.alert(), alert);
         const platform::Alert shown = run.test.alerts.shown.back();
         QCOMPARE(shown.text, u"Would you like to stop your timer and remove the minutes, or continue timing?"_s);
@@ -170,9 +170,9 @@ private slots:
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<int>("threshold");
         QTest::addColumn<QString>("alert");
-        QTest::newRow("switched off") << false << 1 << kNoAlert;
+        QTest::newRow("switched off") << false << 1 << NoAlert;
         QTest::newRow("switched on, with a shorter time") << true << 1 << asksAboutMinutes(5);
-        QTest::newRow("with a longer time") << true << 20 << kNoAlert;
+        QTest::newRow("with a longer time") << true << 20 << NoAlert;
     }
 
     // What is changed in the preferences counts from the next look on.
@@ -183,12 +183,12 @@ private slots:
         QFETCH(QString, alert);
         IdleRun run(10);
         run.startTimer(u"Design"_s);
-        run.work(kStep);
+        run.work(Step);
         run.away(measured(5));
         auto& preferences = settings::QuillonPreferences::sharedPreferences();
         preferences.setIdleTimerEnabled(enabled);
         preferences.setIdleMinutesThreshold(threshold);
-        run.away(kStep);
+        run.away(Step);
         QCOMPARE(run.alert(), alert);
     }
 
@@ -199,7 +199,7 @@ private slots:
         run.test.idle.measurable = false;
         QCOMPARE(app::SystemIdleTime(), -1);
         run.away(5min);
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.menulet->idleTimer().computedIdleTime(), 1.0);
         // Sleep is seen all the same.
         run.test.sleep.sleep(20min);
@@ -209,16 +209,16 @@ private slots:
     void nothingRunning()
     {
         IdleRun run;
-        run.work(kStep);
-        run.away(measured(12) + kStep);
-        QCOMPARE(run.alert(), kNoAlert);
+        run.work(Step);
+        run.away(measured(12) + Step);
+        QCOMPARE(run.alert(), NoAlert);
         QVERIFY(run.menulet->idleTime() >= 720);
         QVERIFY(!run.menulet->displayingIdleAlert());
         // A timer that somebody starts elsewhere is one to be asked about.
         run.menulet->resetIdleTimer();
         QCOMPARE(run.menulet->idleTime(), 0.0);
         run.startTimer(u"Design"_s);
-        run.away(kStep);
+        run.away(Step);
         QCOMPARE(run.alert(), asksAboutMinutes(12));
     }
 
@@ -226,8 +226,8 @@ private slots:
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         QCOMPARE(run.alert(), asksAboutMinutes(10));
         run.away(measured(8));
         QCOMPARE(run.alert(), asksAboutMinutes(18));
@@ -253,15 +253,15 @@ private slots:
         QFETCH(bool, deleted);
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         QVERIFY(run.menulet->runningTimerWhenIdleStarted());
         if (deleted)
             run.deleteElsewhere();
         else
             run.toggleElsewhere();
-        run.away(30s + kStep); // a refresh, and the look after it
-        QCOMPARE(run.alert(), kNoAlert);
+        run.away(30s + Step); // a refresh, and the look after it
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.corrections(), QStringList());
         QVERIFY(!run.menulet->displayingIdleAlert());
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
@@ -271,12 +271,12 @@ private slots:
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         run.test.idle.touch();
         run.menulet->toggleCurrentTimer(nullptr);
         run.settle();
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.menulet->idleTime(), 0.0);
         QCOMPARE(run.corrections(), QStringList());
     }
@@ -286,9 +286,9 @@ private slots:
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
-        run.work(kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
+        run.work(Step);
         run.test.sleep.sleep(3min);
         QCOMPARE(run.alert(), asksAboutMinutes(10));
         run.elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(run.website)},
@@ -297,19 +297,19 @@ private slots:
         run.refresh();
         run.press(1);
         QCOMPARE(run.corrections(), QStringList());
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
     }
 
     void closesWithTheAccount()
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         run.test.idle.touch();
         emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
         run.settle();
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QVERIFY(!run.menulet->displayingIdleAlert());
     }
 
@@ -317,17 +317,17 @@ private slots:
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         run.test.idle.touch();
         QVERIFY(run.press(0));
         QCOMPARE(run.menulet->idleTime(), 0.0);
         QVERIFY(!run.menulet->runningTimerWhenIdleStarted());
         QVERIFY(!run.menulet->runningTimerSavedAt().isValid());
         run.work(5min);
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.corrections(), QStringList());
-        run.away(measured(10) + kStep);
+        run.away(measured(10) + Step);
         QCOMPARE(run.alert(), asksAboutMinutes(10));
     }
 
@@ -346,7 +346,7 @@ private slots:
         QCOMPARE(run.menulet->idleTime(), 0.0);
         run.away(30s);
         QCOMPARE(run.face(), u"0:31"_s);
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
     }
 
@@ -366,8 +366,8 @@ private slots:
     {
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         run.deleteElsewhere();
         run.menulet->downloadLatest();
         run.settle();
@@ -417,8 +417,8 @@ private slots:
         QFETCH(QString, text);
         IdleRun run;
         run.startTimer(u"Design"_s);
-        run.work(kStep);
-        run.away(measured(10) + kStep);
+        run.work(Step);
+        run.away(measured(10) + Step);
         arrange(run);
         run.test.idle.touch();
         QVERIFY(run.press(1));
@@ -427,7 +427,7 @@ private slots:
         QVERIFY2(text.endsWith(u' ') ? told.size() > text.size() && told.startsWith(text) : told == text,
                  qPrintable(told));
         QVERIFY(run.press(0));
-        QCOMPARE(run.alert(), kNoAlert);
+        QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.corrections().size(), 1);
     }
 
@@ -438,7 +438,7 @@ private slots:
         QTest::addColumn<QString>("alert");
         QTest::newRow("two hours") << 10 << 120 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
         QTest::newRow("a little more than the threshold") << 10 << 10 << asksAboutMinutes(10);
-        QTest::newRow("a little less") << 10 << 9 << kNoAlert;
+        QTest::newRow("a little less") << 10 << 9 << NoAlert;
     }
 
     void sleepCounts()
@@ -454,12 +454,12 @@ private slots:
                              [&] { noted = run.menulet->runningTimerWhenIdleStarted() != nullptr; });
         QVERIFY(noted);
         QCOMPARE(run.alert(), alert);
-        QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != kNoAlert);
+        QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != NoAlert);
         QCOMPARE(run.menulet->idleTimer().computedSleepTime(), minutes * 60.0);
         // And the looks go on.
         run.test.idle.touch();
         run.test.alerts.press(0);
-        run.away(measured(threshold) + kStep);
+        run.away(measured(threshold) + Step);
         QCOMPARE(run.alert(), asksAboutMinutes(threshold));
     }
 
@@ -469,12 +469,12 @@ private slots:
         run.startTimer(u"Design"_s);
         run.work(5min);
         run.test.sleep.sleep(40min);
-        run.away(2 * kStep);
-        QCOMPARE(run.alert(), kNoAlert);
+        run.away(2 * Step);
+        QCOMPARE(run.alert(), NoAlert);
         run.test.sleep.sleep(40min);
         // The first one in fast seconds, the second in true ones.
         QCOMPARE(run.alert(), asksAbout(u"1:17"_s, u"1:17 of Idle Time"_s));
-        run.away(kStep);
+        run.away(Step);
         run.test.sleep.sleep(40min);
         QCOMPARE(run.alert(), asksAbout(u"1:55"_s, u"1:55 of Idle Time"_s));
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
@@ -495,7 +495,7 @@ private slots:
         QFETCH(int, minutes);
         IdleRun run(10);
         run.startTimer(u"Design"_s);
-        run.work(kStep);
+        run.work(Step);
         run.test.sleep.sleep(20min, [&] { run.test.time.setNow(run.test.time.now() + std::chrono::minutes(minutes)); });
         QCOMPARE(run.alert(), asksAboutMinutes(20));
         run.away(measured(1));
@@ -545,7 +545,7 @@ private slots:
         });
         run.menulet->showTimesheetWindow(nullptr);
         run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
-        run.work(kStep);
+        run.work(Step);
         run.test.sleep.sleep(12min);
         QCOMPARE(run.alert(), asksAboutMinutes(12));
         QVERIFY(run.press(1));

@@ -150,7 +150,7 @@ private slots:
         for (int i = 0; i < 100000; ++i)
             deep += "<a>";
         QTest::newRow("deep") << feed("<item>" + deep) << u"unreadable"_s;
-        QTest::newRow("large") << feed(item("1.3", std::string(Appcast::largestFeed, 'x'))) << u"unreadable"_s;
+        QTest::newRow("large") << feed(item("1.3", std::string(Appcast::LargestFeed, 'x'))) << u"unreadable"_s;
     }
 
     void feeds()
@@ -292,7 +292,7 @@ private slots:
         QTest::newRow("slow") << Reply::dripping(feed(item("1.3")), 20ms);
         QTest::newRow("closes") << Reply::closed();
         QTest::newRow("cut") << Reply::cut(feed(item("1.3")));
-        QTest::newRow("huge") << Reply{200, std::string(Appcast::largestFeed + 1, ' ')};
+        QTest::newRow("huge") << Reply{200, std::string(Appcast::LargestFeed + 1, ' ')};
         QTest::newRow("leads to a file") << Reply::redirect("file:///etc/passwd");
         QTest::newRow("no feed") << Reply{200, "<html/>"};
     }

@@ -9,8 +9,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString chooseBoth = u"Please select a valid project and task combination and try again."_s;
-const QString endBeforeStart =
+const QString ChooseBoth = u"Please select a valid project and task combination and try again."_s;
+const QString EndBeforeStart =
     u"End time must be later than start time. Please adjust your timestamps and try again."_s;
 
 /// A body of an update as it goes over the wire. `times`: the elements behind the day.
@@ -177,7 +177,7 @@ private slots:
         run.edit();
         run.type(run.project(), u"nothing of the kind"_s);
         run.save();
-        QCOMPARE(run.message(), chooseBoth);
+        QCOMPARE(run.message(), ChooseBoth);
         QCOMPARE(run.window()->focusWidget()->objectName(), u"acknowledgeButton"_s);
         run.press(Qt::Key_Escape);
         QCOMPARE(run.message(), QString());
@@ -189,7 +189,7 @@ private slots:
         run.press(Qt::Key_Tab);
         run.type(run.task(), u""_s);
         run.save();
-        QCOMPARE(run.message(), chooseBoth);
+        QCOMPARE(run.message(), ChooseBoth);
         run.acknowledge();
         QCOMPARE(run.window()->focusWidget(), &run.task());
         run.type(run.task(), u"meet"_s);
@@ -224,10 +224,10 @@ private slots:
         QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
         QCOMPARE(run.window()->focusWidget(), &run.endTime());
         QCOMPARE(message(u"soon"_s, u"later"_s), u"Please enter a valid start time and end time and try again."_s);
-        QCOMPARE(message(u"9:00"_s, u"8:59"_s), endBeforeStart);
+        QCOMPARE(message(u"9:00"_s, u"8:59"_s), EndBeforeStart);
         // The project comes first.
         run.type(run.project(), u"x"_s);
-        QCOMPARE(message(u"soon"_s, u"later"_s), chooseBoth);
+        QCOMPARE(message(u"soon"_s, u"later"_s), ChooseBoth);
         run.type(run.project(), u"website"_s);
         run.press(Qt::Key_Tab);
         QCOMPARE(message(u"9:00"_s, u"9:00"_s), QString());
@@ -640,7 +640,7 @@ private slots:
         QCOMPARE(run.project().text(), u"Intranet"_s);
         run.peer.forgetRequests();
         run.save();
-        QCOMPARE(run.message(), chooseBoth);
+        QCOMPARE(run.message(), ChooseBoth);
         QCOMPARE(run.sent(), QByteArray());
     }
 };

@@ -24,8 +24,8 @@ using localservice::Request;
 
 namespace {
 
-const QByteArray get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
-const QByteArray silence = "GET / HT";
+const QByteArray Get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
+const QByteArray Silence = "GET / HT";
 
 /// A TCP connection that says what it is told to say.
 class RawClient
@@ -66,7 +66,7 @@ public:
     /// Whether a request that is sent now is answered.
     bool isServed()
     {
-        say(get);
+        say(Get);
         return readUntil("here").startsWith("HTTP/1.1 200");
     }
 
@@ -174,12 +174,12 @@ private slots:
         QTest::newRow("expectation") << add + "Content-Length: 1\r\nExpect: tea\r\n\r\nx" << 417;
         QTest::newRow("trace") << QByteArray("TRACE / HTTP/1.1\r\nHost: x\r\n\r\n") << 405;
         QTest::newRow("second request as a body")
-            << "GET / HTTP/1.1\r\nHost: x\r\nContent-Length: " + QByteArray::number(get.size()) + "\r\n\r\n" + get
+            << "GET / HTTP/1.1\r\nHost: x\r\nContent-Length: " + QByteArray::number(Get.size()) + "\r\n\r\n" + Get
             << 400;
         // What another reader would see the end of the request in, or the beginning of the next one.
         const auto ambiguous = [](const QByteArray& request) {
             const auto name = request.toPercentEncoding(" +:;,").replace("%0D%0A", "|");
-            QTest::newRow(name.constData()) << request + "\r\n" + get << 400;
+            QTest::newRow(name.constData()) << request + "\r\n" + Get << 400;
         };
         for (const QByteArray& fields : {"Content-Length: 1\r\nContent-Length: 2"_ba,
                                          "Content-Length: 1\r\nContent-Length: 1"_ba,
@@ -289,7 +289,7 @@ private slots:
         suspicious->trusted.clear();
         QCOMPARE(suspicious->get(u"/"_s).error, int(CURLE_PEER_FAILED_VERIFICATION));
         // Whoever does not speak it hears nothing, and disturbs nobody.
-        QVERIFY(!RawClient(echo.port, get).readAll().contains("HTTP"));
+        QVERIFY(!RawClient(echo.port, Get).readAll().contains("HTTP"));
         const RawClient stalled(echo.port, "\x16\x03\x01");
         // More than a record holds, both ways.
         const QByteArray note(60'000, 'x');
@@ -315,7 +315,7 @@ private slots:
         QFETCH(bool, isEncrypted);
         Echo echo({}, isEncrypted);
         const RawClient silent(echo.port);
-        const RawClient stalled(echo.port, isEncrypted ? "\x16\x03\x01"_ba : silence);
+        const RawClient stalled(echo.port, isEncrypted ? "\x16\x03\x01"_ba : Silence);
         const auto kept = echo.client();
         QCOMPARE(kept->get(u"/"_s).status, 200);
         auto slow = std::async(std::launch::async, [client = echo.client()] {
@@ -348,7 +348,7 @@ private slots:
                               << "x"_ba;
         QTest::newRow("reply") << false << "GET /large HTTP/1.1\r\nHost: x\r\n\r\n"_ba
                                << ""_ba;
-        QTest::newRow("idle") << false << get << ""_ba;
+        QTest::newRow("idle") << false << Get << ""_ba;
     }
 
     void everyStepHasItsTime()
@@ -395,10 +395,10 @@ private slots:
     {
         QTest::addColumn<QByteArray>("says");
         QTest::addColumn<int>("networks");
-        QTest::newRow("clients that say nothing") << silence << 1;
-        QTest::newRow("clients that stay") << get << 1;
-        QTest::newRow("clients that say nothing, from twenty addresses") << silence << 20;
-        QTest::newRow("clients that stay, from twenty addresses") << get << 20;
+        QTest::newRow("clients that say nothing") << Silence << 1;
+        QTest::newRow("clients that stay") << Get << 1;
+        QTest::newRow("clients that say nothing, from twenty addresses") << Silence << 20;
+        QTest::newRow("clients that stay, from twenty addresses") << Get << 20;
     }
 
     void floodsHarmNobodyElse()

@@ -15,7 +15,7 @@ using namespace model;
 
 namespace {
 
-const QByteArray sheet = R"(<daily>
+const QByteArray Sheet = R"(<daily>
   <for_day>Tue, 5 Mar 2024</for_day>
   <day_entries/>
   <projects>
@@ -135,7 +135,7 @@ private slots:
         QCOMPARE(values(run.byId<TaskAssignment>("42"), "task taskId project projectId"), u"-; 21; -; 11");
 
         // Linked once the rest is there.
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         QVERIFY(run.import(&UserAssignment::parseXml, users));
         QVERIFY(run.import(&TaskAssignment::parseXml, tasks));
         QCOMPARE(values(run.byId<UserAssignment>("41"), "project"), u"11");
@@ -146,7 +146,7 @@ private slots:
     {
         ModelRun run;
         run.signIn();
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         QCOMPARE(names(run.all<Project>()), QStringList({u"Website"_s, u"Books"_s, u"Attic"_s}));
         QCOMPARE(names(run.all<Task>()), QStringList({u"Design & more"_s, u"admin"_s, u"Build"_s}));
         QCOMPARE(run.all<Client>().size(), 2U);
@@ -159,7 +159,7 @@ private slots:
             QCOMPARE(assignment->company(), &run.company());
         }
 
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         QCOMPARE(run.saves, 0);
     }
 
@@ -167,7 +167,7 @@ private slots:
     {
         ModelRun run;
         run.signIn();
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         const store::Ref<Project> books = run.byId<Project>("12");
         const store::Ref<Task> build = run.byId<Task>("23");
 
@@ -198,7 +198,7 @@ private slots:
     {
         ModelRun run;
         run.signIn();
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         Import import(run.company(), run.main());
         User& user = *run.currentUser();
         Project& project = *run.byId<Project>("13");
@@ -217,7 +217,7 @@ private slots:
     {
         ModelRun run;
         run.signIn();
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         Import import(run.company(), run.main());
         auto& clientless = Project::createWithName(u"No client"_s, u"14"_s, import);
         UserAssignment::findOrCreateForUser(*run.currentUser(), clientless, import);
@@ -251,7 +251,7 @@ private slots:
     {
         ModelRun run;
         run.signIn();
-        QVERIFY(run.import(&DayEntry::parseXml, sheet));
+        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
         const Project& project = *run.byId<Project>("11");
         const auto matching = [&](const QString& filter) {
             return grouped(project.tasksWithMatchingNamesGroupedByBillable(filter));

@@ -38,7 +38,7 @@ QString id(const DayEntry* entry)
     return entry ? entry->idString() : u"none"_s;
 }
 
-const QDate today(2024, 3, 5);
+const QDate Today(2024, 3, 5);
 
 } // namespace
 
@@ -166,23 +166,23 @@ private slots:
         Company& company = run.company();
         QCOMPARE(id(company.mostRecentDayEntry()), u"none");
 
-        DayEntry& overnight = entry(run, "5", today.addDays(-1), "2024-03-05T04:00:00Z");
-        entry(run, "4", today.addDays(-1));
-        entry(run, "3", today.addDays(-2), "2024-03-03T12:00:00Z");
+        DayEntry& overnight = entry(run, "5", Today.addDays(-1), "2024-03-05T04:00:00Z");
+        entry(run, "4", Today.addDays(-1));
+        entry(run, "3", Today.addDays(-2), "2024-03-03T12:00:00Z");
         QCOMPARE(id(company.mostRecentDayEntry()), u"5");
         QCOMPARE(id(company.mostRecentRunningDayEntryFromToday()), u"none");
 
-        entry(run, "20", today);
+        entry(run, "20", Today);
         QCOMPARE(id(company.mostRecentDayEntry()), u"20");
-        entry(run, "21", today, nullptr, "2024-03-05T12:00:00Z");
-        entry(run, "22", today, nullptr, "2024-03-05T11:00:00Z");
-        entry(run, "23", today);
+        entry(run, "21", Today, nullptr, "2024-03-05T12:00:00Z");
+        entry(run, "22", Today, nullptr, "2024-03-05T11:00:00Z");
+        entry(run, "23", Today);
         QCOMPARE(id(company.mostRecentDayEntry()), u"21");
         QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"5");
 
         // The first running one in the order of the day, whenever it was updated.
-        entry(run, "9", today, "2024-03-05T10:00:00Z");
-        entry(run, "10", today, "2024-03-05T11:00:00Z");
+        entry(run, "9", Today, "2024-03-05T10:00:00Z");
+        entry(run, "10", Today, "2024-03-05T11:00:00Z");
         QCOMPARE(id(company.mostRecentDayEntry()), u"10");
         QCOMPARE(id(company.mostRecentRunningDayEntryFromToday()), u"10");
         overnight.setTimerStarted({});

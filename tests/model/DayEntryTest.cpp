@@ -15,7 +15,7 @@ using namespace model;
 
 namespace {
 
-const QByteArray catalog = R"(<daily>
+const QByteArray Catalog = R"(<daily>
   <projects>
     <project><id>11</id><name>Website</name><client>Zoo</client><tasks><task><id>21</id><name>Design</name></task></tasks></project>
   </projects>
@@ -38,7 +38,7 @@ QByteArray sheet(const QByteArray& entries)
     return sheet("Tue, 5 Mar 2024", entries);
 }
 
-const QByteArray ofTheDay = "<spent_at>2024-03-05</spent_at>";
+const QByteArray OfTheDay = "<spent_at>2024-03-05</spent_at>";
 
 /// A run with Ann signed in and one project with one task.
 class EntryRun : public ModelRun
@@ -47,7 +47,7 @@ public:
     explicit EntryRun(const char* zone = "UTC", bool timestampTimers = false) : ModelRun(zone)
     {
         signIn(timestampTimers);
-        import(&DayEntry::parseXml, catalog);
+        import(&DayEntry::parseXml, Catalog);
     }
 
     bool import(const QByteArray& xml) { return ModelRun::import(&DayEntry::parseXml, xml); }
@@ -183,7 +183,7 @@ private slots:
     void dropsWhatASheetLeavesOut()
     {
         EntryRun run("Asia/Tokyo");
-        QVERIFY(run.import(sheet(dayEntry("1", ofTheDay) + dayEntry("2", ofTheDay))));
+        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay) + dayEntry("2", OfTheDay))));
         QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("3", "<spent_at>2024-03-04</spent_at>"))));
         QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s}));
         run.entry("newEntry").setSpentAt(startOfDay(QDate(2024, 3, 5)));
@@ -191,7 +191,7 @@ private slots:
         const store::Ref<DayEntry> shown = run.byId<DayEntry>("1");
 
         // Neither what cannot be read nor a sheet without a day says anything about entries.
-        const QByteArray shorter = sheet(dayEntry("2", ofTheDay));
+        const QByteArray shorter = sheet(dayEntry("2", OfTheDay));
         QVERIFY(!run.import(shorter.chopped(10)));
         QVERIFY(!run.import(shorter + "<!DOCTYPE html>"));
         QVERIFY(run.import("<daily><day_entries/></daily>"));
@@ -212,7 +212,7 @@ private slots:
         EntryRun run;
         const QByteArray running = "<timer_started_at>Tue, 5 Mar 2024 08:00:00 +0000</timer_started_at>";
         QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("1", running + "<spent_at>2024-03-04</spent_at>"))));
-        QVERIFY(run.import(sheet(dayEntry("2", running + ofTheDay))));
+        QVERIFY(run.import(sheet(dayEntry("2", running + OfTheDay))));
         DayEntry& theirs = Company::findOrCreateCompany(u"other"_s)->findOrCreateById<DayEntry>(u"9"_s, run.main());
         theirs.setTimerStarted(moment("2024-03-05T08:00:00Z"));
         QVERIFY(run.main().save());
@@ -232,10 +232,10 @@ private slots:
     void keepsWhatIsTypedMeanwhile()
     {
         EntryRun run;
-        QVERIFY(run.import(sheet(dayEntry("1", ofTheDay + "<notes>old</notes>"))));
+        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay + "<notes>old</notes>"))));
         DayEntry& shown = *run.byId<DayEntry>("1");
         shown.setNotes(u"typed"_s);
-        QVERIFY(run.import(sheet(dayEntry("1", ofTheDay + "<notes>new</notes><hours>2</hours>"))));
+        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay + "<notes>new</notes><hours>2</hours>"))));
         QCOMPARE(shown.notes(), u"typed");
         QCOMPARE(shown.hours(), 2.0);
     }
@@ -300,7 +300,7 @@ private slots:
         QCOMPARE(entry->company(), &run.company());
         QVERIFY(!entry->project() && !entry->hasRealId() && !entry->hours());
 
-        QVERIFY(run.import(sheet(dayEntry("1", ofTheDay))));
+        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay))));
         entry->setNotes(u"typed"_s);
         entry->setHours(2);
         entry->setStartedAt(moment("2024-03-05T09:00:00Z"));
@@ -360,7 +360,7 @@ private slots:
     {
         ModelRun run("America/New_York");
         run.setNow("2024-03-06T03:00:00Z");
-        auto& entry = run.company().findOrCreateById<DayEntry>(DayEntry::newEntryId, run.main());
+        auto& entry = run.company().findOrCreateById<DayEntry>(DayEntry::NewEntryId, run.main());
         entry.setHours(0);
         QCOMPARE(entry.toXml(), QByteArray(R"(<?xml version="1.0" encoding="UTF-8"?>
 <request>

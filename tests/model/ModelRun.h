@@ -135,7 +135,7 @@ public:
     std::vector<T*> all()
     {
         std::vector<T*> typed;
-        for (store::Object* object : m_main->fetch({T::entityName, {}, {{"idString"}}}))
+        for (store::Object* object : m_main->fetch({T::EntityName, {}, {{"idString"}}}))
             typed.push_back(static_cast<T*>(object));
         return typed;
     }

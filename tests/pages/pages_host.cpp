@@ -21,7 +21,7 @@ using namespace localservice;
 namespace {
 
 // Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in the accounts' zone.
-constexpr std::int64_t start = 1709626540;
+constexpr std::int64_t Start = 1709626540;
 
 Id person(support::TestData& data, Id account, const std::string& first, const std::string& last, bool admin)
 {
@@ -95,7 +95,7 @@ private:
         for (const char* suffix : {"", "-wal", "-shm"})
             std::filesystem::remove(file() + suffix);
         std::filesystem::copy_file(original(), file());
-        m_now = start;
+        m_now = Start;
         return run();
     }
 
@@ -113,7 +113,7 @@ private:
     }
 
     const std::filesystem::path m_folder;
-    std::atomic<std::int64_t> m_now{start};
+    std::atomic<std::int64_t> m_now{Start};
     std::uint16_t m_port = 0;
     std::unique_ptr<Service> m_service;
 };

@@ -30,7 +30,7 @@ QMessageBox* openBox()
     return boxes.size() == 1 ? boxes.first() : nullptr;
 }
 
-const platform::Alert kIdle{u"You were away"_s, u"Keep <b>it</b> & go on?"_s, {u"Keep"_s, u"R&D"_s, u"Remove"_s}};
+const platform::Alert Idle{u"You were away"_s, u"Keep <b>it</b> & go on?"_s, {u"Keep"_s, u"R&D"_s, u"Remove"_s}};
 
 } // namespace
 
@@ -81,7 +81,7 @@ private slots:
         QFETCH(QString, click);
         QFETCH(int, escapeButton);
         QFETCH(int, answer);
-        platform::Alert alert = kIdle;
+        platform::Alert alert = Idle;
         alert.escapeButton = escapeButton;
         m_alerts->show(alert, note(u"idle"_s));
         QMessageBox* box = openBox();
@@ -97,23 +97,23 @@ private slots:
 
     void changesWhileOpen()
     {
-        const auto first = m_alerts->show(kIdle, note(u"first"_s));
-        const auto second = m_alerts->show(kIdle, {});
+        const auto first = m_alerts->show(Idle, note(u"first"_s));
+        const auto second = m_alerts->show(Idle, {});
         const QPointer<QMessageBox> box = openBox();
-        platform::Alert changed = kIdle;
+        platform::Alert changed = Idle;
         changed.title = u"You were away for much longer than anybody had thought"_s;
         changed.buttons[2] = u"Remove R&D"_s;
         m_alerts->update(second, {u"Two"_s, {}, {u"OK"_s}});
-        QCOMPARE(box->text(), kIdle.title);
+        QCOMPARE(box->text(), Idle.title);
         m_alerts->update(first, changed);
         QCOMPARE(openBoxes(), QList<QMessageBox*>{box});
         QCOMPARE(box->text(), changed.title);
-        QCOMPARE(box->informativeText(), kIdle.text);
+        QCOMPARE(box->informativeText(), Idle.text);
         const QLabel* title = box->findChild<QLabel*>(u"qt_msgbox_label"_s);
         QTRY_VERIFY(title->width() >= title->fontMetrics().horizontalAdvance(title->text()));
         press(u"Remove R&&D"_s);
         QCOMPARE(m_said, QStringList{u"first 2"_s});
-        m_alerts->update(first, kIdle);
+        m_alerts->update(first, Idle);
         QCOMPARE(openBox()->text(), u"Two"_s);
     }
 
@@ -178,7 +178,7 @@ private slots:
         m_alerts->show(unasked(), note(u"question"_s));
         QVERIFY(openBox() && openBox()->text() == u"Failed"_s);
         openBox()->close();
-        QTRY_VERIFY(openBox() && openBox()->text() == kIdle.title);
+        QTRY_VERIFY(openBox() && openBox()->text() == Idle.title);
         openBox()->close();
         QCOMPARE(m_said, QStringList({u"question -1"_s, u"failure 0"_s, u"question 2"_s}));
     }
@@ -186,7 +186,7 @@ private slots:
     void keepsTheOtherWindowsWaiting()
     {
         Other other;
-        m_alerts->show(kIdle, {});
+        m_alerts->show(Idle, {});
         QVERIFY(openBox() && QTest::qWaitForWindowActive(openBox()));
         QCOMPARE(other.click(), 0);
         openBox()->close();
@@ -195,10 +195,10 @@ private slots:
 
     void textsArePlain()
     {
-        m_alerts->show(kIdle, {});
+        m_alerts->show(Idle, {});
         int plain = 0;
         for (const QLabel* label : openBox()->findChildren<QLabel*>()) {
-            if (label->text() == kIdle.title || label->text() == kIdle.text)
+            if (label->text() == Idle.title || label->text() == Idle.text)
                 plain += label->textFormat() == Qt::PlainText;
         }
         QCOMPARE(plain, 2);
@@ -245,8 +245,8 @@ private slots:
     void quitTakesAlertsDown()
     {
         m_alerts->show(unasked(), note(u"question"_s));
-        m_alerts->show(kIdle, note(u"first"_s));
-        m_alerts->show(kIdle, note(u"second"_s));
+        m_alerts->show(Idle, note(u"first"_s));
+        m_alerts->show(Idle, note(u"second"_s));
         QTimer::singleShot(0, qApp, &QCoreApplication::quit);
         QTimer giveUp;
         connect(&giveUp, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
@@ -284,7 +284,7 @@ private:
 
     static platform::Alert unasked()
     {
-        platform::Alert alert = kIdle;
+        platform::Alert alert = Idle;
         alert.unasked = true;
         return alert;
     }

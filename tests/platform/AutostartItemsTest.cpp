@@ -39,7 +39,7 @@ private:
     const QString m_path = m_folders.path(u"XDG_CONFIG_HOME"_s) + u"/autostart"_s;
 };
 
-constexpr auto kOurs = "com.wrenfold.quillon.desktop"_L1;
+constexpr auto Ours = "com.wrenfold.quillon.desktop"_L1;
 
 } // namespace
 
@@ -74,19 +74,19 @@ private slots:
         QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 
         QVERIFY(items.insert(program, {u"--local"_s, u"a $b% \"c\" \\"_s}));
-        QCOMPARE(QProcess::execute(u"desktop-file-validate"_s, {folder.path() + u'/' + kOurs}), 0);
-        QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{kOurs}});
-        QCOMPARE(items.resolve({kOurs}), program);
+        QCOMPARE(QProcess::execute(u"desktop-file-validate"_s, {folder.path() + u'/' + Ours}), 0);
+        QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{Ours}});
+        QCOMPARE(items.resolve({Ours}), program);
 
         // A starter of one of the desktops, which for its own part starts no program with this character in its path.
         if (!program.contains(u'%')) {
-            QCOMPARE(QProcess::execute(u"gio"_s, {u"launch"_s, folder.path() + u'/' + kOurs}), 0);
+            QCOMPARE(QProcess::execute(u"gio"_s, {u"launch"_s, folder.path() + u'/' + Ours}), 0);
             QTRY_VERIFY(QFile::exists(proof));
             QFile said(proof);
             QVERIFY(said.open(QIODevice::ReadOnly));
             QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
         }
-        QVERIFY(items.remove({kOurs}));
+        QVERIFY(items.remove({Ours}));
         QVERIFY(folder.files().isEmpty());
     }
 
@@ -97,12 +97,12 @@ private slots:
         const mode_t before = umask(0);
         QVERIFY(items.insert(u"/old/quillon"_s, {}));
         umask(before);
-        for (const QString& path : {folder.path(), folder.path() + u'/' + kOurs})
+        for (const QString& path : {folder.path(), folder.path() + u'/' + Ours})
             QVERIFY(!(QFile::permissions(path) & (QFile::WriteGroup | QFile::WriteOther)));
         QVERIFY(items.insert(u"/opt/quillon"_s, {}));
         QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-        QCOMPARE(folder.files(), QStringList{kOurs});
-        QCOMPARE(items.resolve({kOurs}), u"/opt/quillon"_s);
+        QCOMPARE(folder.files(), QStringList{Ours});
+        QCOMPARE(items.resolve({Ours}), u"/opt/quillon"_s);
     }
 
     void listedByAnotherFile()
@@ -115,7 +115,7 @@ private slots:
             AutostartItems items;
             folder.write(u"timer.desktop"_s, QByteArray("[Desktop Entry]\nType=Application\nName=Timer\n") + line);
             QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-            QCOMPARE(folder.files().contains(kOurs), ours);
+            QCOMPARE(folder.files().contains(Ours), ours);
         }
     }
 
@@ -139,7 +139,7 @@ private slots:
         }
         QCOMPARE(folder.files(), QStringList({u"notes.txt"_s, u"other.desktop"_s}));
         QCOMPARE(folder.read(u"other.desktop"_s), other);
-        QVERIFY(!items.remove({kOurs}));
+        QVERIFY(!items.remove({Ours}));
     }
 
     void resolves_data()
@@ -174,13 +174,13 @@ private slots:
         Folder folder;
         AutostartItems items;
         QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>());
-        QCOMPARE(items.resolve({kOurs}), std::nullopt);
+        QCOMPARE(items.resolve({Ours}), std::nullopt);
         QDir().mkpath(QFileInfo(folder.path()).path());
         QFile inTheWay(folder.path());
         QVERIFY(inTheWay.open(QIODevice::WriteOnly));
         QCOMPARE(items.snapshot(), std::nullopt);
         QVERIFY(!items.insert(u"/opt/quillon"_s, {}));
-        QVERIFY(!items.remove({kOurs}));
+        QVERIFY(!items.remove({Ours}));
     }
 };
 

@@ -22,8 +22,8 @@ using support::run;
 
 namespace {
 
-constexpr auto kTrial = 1500ms;
-constexpr auto kSettling = 1s;
+constexpr auto Trial = 1500ms;
+constexpr auto Settling = 1s;
 
 class View final : public QWidget
 {
@@ -150,7 +150,7 @@ public:
     bool settles()
     {
         const bool waits = QTest::qWaitFor([this] { return time.timers() == 1; }, 20000);
-        time.advance(kSettling);
+        time.advance(Settling);
         return waits;
     }
     /// The desktop's answer to a question may come after the time to settle is over: then that begins again.
@@ -158,7 +158,7 @@ public:
     {
         return QTest::qWaitFor(
             [&] {
-                time.advance(kSettling);
+                time.advance(Settling);
                 return item.describe().startsWith(carrier);
             },
             20000);
@@ -183,10 +183,10 @@ public:
     CarrierSwitch item{time};
 };
 
-const auto kDocked = u"docked"_s;
-const auto kNowhere = u"between two places"_s;
-const auto kStrip = u"floating strip"_s;
-const auto kNotifier = u"status notifier item"_s;
+const auto Docked = u"docked"_s;
+const auto Nowhere = u"between two places"_s;
+const auto Strip = u"floating strip"_s;
+const auto Notifier = u"status notifier item"_s;
 
 /// Asks the item from outside, over the bus.
 QString ask(const QString& name, const QString& path, const QString& method, const QStringList& arguments)
@@ -222,10 +222,10 @@ private slots:
         QTest::newRow("as asked for") << QSize(0, 0) << u"docked in the panel, which grants 71 × 22 points"_s;
         QTest::newRow("higher") << QSize(71, 26) << u"docked in the panel, which grants 71 × 26 points"_s;
         QTest::newRow("just enough") << QSize(66, 20) << u"docked in the panel, which grants 66 × 20 points"_s;
-        QTest::newRow("too narrow") << QSize(65, 22) << kStrip;
-        QTest::newRow("too low") << QSize(71, 19) << kStrip;
-        QTest::newRow("an icon's place") << QSize(24, 24) << kStrip;
-        QTest::newRow("to be scaled down") << QSize(128, 128) << kStrip;
+        QTest::newRow("too narrow") << QSize(65, 22) << Strip;
+        QTest::newRow("too low") << QSize(71, 19) << Strip;
+        QTest::newRow("an icon's place") << QSize(24, 24) << Strip;
+        QTest::newRow("to be scaled down") << QSize(128, 128) << Strip;
     }
     void trial()
     {
@@ -236,9 +236,9 @@ private slots:
         QCOMPARE(item.item.describe(), u"docked in the panel, if that grants it the room"_s);
         item.show();
         QVERIFY(item.isIn(tray));
-        item.time.advance(kTrial);
+        item.time.advance(Trial);
         QVERIFY(item.becomes(carrier));
-        QTRY_COMPARE(tray.hasDocked(), carrier != kStrip);
+        QTRY_COMPARE(tray.hasDocked(), carrier != Strip);
         QCOMPARE(item.time.timers(), 0);
     }
 
@@ -278,19 +278,19 @@ private slots:
     {
         Item item;
         item.show();
-        QVERIFY(item.becomes(kStrip));
+        QVERIFY(item.becomes(Strip));
         for (int times = 0; times < 2; ++times) {
             FakeTray tray;
             QTRY_COMPARE(item.time.timers(), 1);
-            QVERIFY(item.becomes(kStrip));
-            item.time.advance(kSettling);
+            QVERIFY(item.becomes(Strip));
+            item.time.advance(Settling);
             QVERIFY(item.isIn(tray));
-            item.time.advance(kTrial);
-            QVERIFY(item.becomes(kDocked));
+            item.time.advance(Trial);
+            QVERIFY(item.becomes(Docked));
             tray.end();
-            QVERIFY(item.becomes(kNowhere));
-            item.time.advance(kSettling);
-            QVERIFY(item.becomes(kStrip));
+            QVERIFY(item.becomes(Nowhere));
+            item.time.advance(Settling);
+            QVERIFY(item.becomes(Strip));
         }
     }
 
@@ -300,17 +300,17 @@ private slots:
         Item item;
         item.show();
         QVERIFY(item.isIn(*tray));
-        item.time.advance(kTrial);
+        item.time.advance(Trial);
         tray.reset();
-        QVERIFY(item.becomes(kNowhere));
-        item.time.advance(kSettling / 2);
+        QVERIFY(item.becomes(Nowhere));
+        item.time.advance(Settling / 2);
         tray = std::make_unique<FakeTray>();
         bool strip = false;
         QVERIFY(QTest::qWaitFor(
             [&] {
                 item.time.advance(10ms);
-                strip |= item.item.describe().startsWith(kStrip);
-                return item.item.describe().startsWith(kDocked);
+                strip |= item.item.describe().startsWith(Strip);
+                return item.item.describe().startsWith(Docked);
             },
             20000));
         QVERIFY(!strip);
@@ -323,13 +323,13 @@ private slots:
         Item item;
         item.show();
         QVERIFY(item.isIn(*tray));
-        item.time.advance(kTrial);
-        QVERIFY(item.becomes(kStrip));
+        item.time.advance(Trial);
+        QVERIFY(item.becomes(Strip));
         QTRY_VERIFY(!tray->hasDocked());
         tray = std::make_unique<FakeTray>();
         QVERIFY(item.settles());
         QTRY_VERIFY(tray->hasDocked());
-        QVERIFY(item.becomes(kDocked));
+        QVERIFY(item.becomes(Docked));
     }
 
     void drawnByTheDesktop()
@@ -379,7 +379,7 @@ private slots:
 
         // Its name goes with it, by which the desktop knows.
         item.item.setFloating(true);
-        QVERIFY(item.becomes(kStrip));
+        QVERIFY(item.becomes(Strip));
         QVERIFY(
             ask(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.NameHasOwner"_s, {name})
                 .contains("false"_L1));
@@ -389,25 +389,25 @@ private slots:
     {
         Item item;
         item.show();
-        QVERIFY(item.becomes(kStrip));
+        QVERIFY(item.becomes(Strip));
         Watcher watcher;
-        QVERIFY(item.becomes(kNotifier));
+        QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 1);
 
         watcher.disappear();
         QTRY_COMPARE(item.time.timers(), 1);
         watcher.appear();
         QTRY_COMPARE(watcher.items.size(), 2);
-        QVERIFY(item.settlesOn(kNotifier));
+        QVERIFY(item.settlesOn(Notifier));
         QCOMPARE(watcher.items.first(), watcher.items.last());
 
         watcher.disappear();
         QVERIFY(item.settles());
-        QVERIFY(item.becomes(kStrip));
+        QVERIFY(item.becomes(Strip));
 
         watcher.appear();
         QVERIFY(item.settles());
-        QVERIFY(item.becomes(kNotifier));
+        QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 3);
     }
 
@@ -418,13 +418,13 @@ private slots:
             Item item;
             item.show();
             if (host == Watcher::Host::Refuses)
-                QVERIFY(item.becomes(kNotifier));
-            QVERIFY(item.becomes(kStrip));
+                QVERIFY(item.becomes(Notifier));
+            QVERIFY(item.becomes(Strip));
             QVERIFY(watcher.items.isEmpty());
             if (host == Watcher::Host::Refuses)
                 continue;
             watcher.setHost(Watcher::Host::There);
-            QVERIFY(item.becomes(kNotifier));
+            QVERIFY(item.becomes(Notifier));
             QTRY_COMPARE(watcher.items.size(), 1);
         }
     }
@@ -434,25 +434,25 @@ private slots:
         Watcher watcher;
         Item item;
         item.show();
-        QVERIFY(item.becomes(kNotifier));
+        QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 1);
 
         auto tray = std::make_unique<FakeTray>();
         QVERIFY(item.settles());
         QVERIFY(item.isIn(*tray));
-        item.time.advance(kTrial);
-        QVERIFY(item.becomes(kDocked));
+        item.time.advance(Trial);
+        QVERIFY(item.becomes(Docked));
 
         tray.reset();
         QVERIFY(item.settles());
-        QVERIFY(item.becomes(kNotifier));
+        QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 2);
 
         tray = std::make_unique<FakeTray>(QSize(24, 24));
         QVERIFY(item.settles());
         QVERIFY(item.isIn(*tray));
-        item.time.advance(kTrial);
-        QVERIFY(item.becomes(kNotifier));
+        item.time.advance(Trial);
+        QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 3);
     }
 
@@ -522,10 +522,10 @@ private slots:
         Item item;
         item.item.setFloating(true);
         item.show();
-        QVERIFY(item.becomes(kStrip));
+        QVERIFY(item.becomes(Strip));
         item.item.setFloating(false);
         QTRY_VERIFY(tray.hasDocked());
-        QVERIFY(item.becomes(kDocked));
+        QVERIFY(item.becomes(Docked));
     }
 
     /// What the bus carries while a timer runs and the program refreshes, as it does every half minute.

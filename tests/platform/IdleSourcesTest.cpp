@@ -21,7 +21,7 @@ struct Step
 };
 using Steps = std::vector<Step>;
 
-constexpr Idle kNothing;
+constexpr Idle Nothing;
 
 struct Script final : platform::SystemIdle
 {
@@ -102,10 +102,10 @@ private slots:
         IdleSources idle(time, std::move(sources));
         QCOMPARE(idle.idleTime(), Idle(10s));
         QCOMPARE(last.asked, 0);
-        best = kNothing;
+        best = Nothing;
         QCOMPARE(idle.idleTime(), Idle(20s));
         next = -5s;
-        QCOMPARE(idle.idleTime(), kNothing);
+        QCOMPARE(idle.idleTime(), Nothing);
         best = 10s;
         QCOMPARE(idle.idleTime(), Idle(10s));
     }

@@ -15,9 +15,9 @@ using State = HotKeys::State;
 
 namespace {
 
-constexpr auto kControlAlt = Qt::ControlModifier | Qt::AltModifier;
-const HotKeys::HotKey kTimesheet{1, u"timesheet"_s, u"Show or hide the timesheet"_s, 50, kControlAlt | Qt::Key_M};
-const HotKeys::HotKey kNewTimer{2, u"new-timer"_s, u"Start a new timer"_s, 49, kControlAlt | Qt::Key_N};
+constexpr auto ControlAlt = Qt::ControlModifier | Qt::AltModifier;
+const HotKeys::HotKey Timesheet{1, u"timesheet"_s, u"Show or hide the timesheet"_s, 50, ControlAlt | Qt::Key_M};
+const HotKeys::HotKey NewTimer{2, u"new-timer"_s, u"Start a new timer"_s, 49, ControlAlt | Qt::Key_N};
 
 bool isOnTheBus(const QString& name)
 {
@@ -68,7 +68,7 @@ private:
     QDBusInterface m_control;
 };
 
-const QString kBindBoth = u"bind timesheet=CTRL+ALT+m new-timer=CTRL+ALT+n"_s;
+const QString BindBoth = u"bind timesheet=CTRL+ALT+m new-timer=CTRL+ALT+n"_s;
 
 } // namespace
 
@@ -106,12 +106,12 @@ private slots:
     void bindsAndFires()
     {
         Desktop desktop;
-        const auto timesheet = add(kTimesheet);
+        const auto timesheet = add(Timesheet);
         QCOMPARE(timesheet->status().state, State::Pending);
-        const auto newTimer = add(kNewTimer);
+        const auto newTimer = add(NewTimer);
         QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
         QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
-        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
+        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, BindBoth}));
 
         desktop.tell(u"Press"_s, u"new-timer"_s);
         desktop.tell(u"Press"_s, u"timesheet"_s);
@@ -143,18 +143,18 @@ private slots:
         const Service portal(u"org.freedesktop.portal.Desktop"_s, u"/usr/libexec/xdg-desktop-portal"_s, {},
                              environment);
 
-        const auto timesheet = add(kTimesheet);
-        auto newTimer = add(kNewTimer);
+        const auto timesheet = add(Timesheet);
+        auto newTimer = add(NewTimer);
         QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
         desktop.tell(u"Press"_s, u"new-timer"_s);
         QTRY_COMPARE(m_pressed, QList<int>{2});
 
-        HotKeys::HotKey other = kNewTimer;
+        HotKeys::HotKey other = NewTimer;
         other.keys = Qt::MetaModifier | Qt::Key_F5;
         newTimer.reset();
         newTimer = add(other);
         QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press LOGO+F5"_s}));
-        QCOMPARE(desktop.log(), QStringList({u"create"_s, kBindBoth, u"close"_s, u"create"_s,
+        QCOMPARE(desktop.log(), QStringList({u"create"_s, BindBoth, u"close"_s, u"create"_s,
                                              u"bind timesheet=CTRL+ALT+m new-timer=LOGO+F5"_s}));
         desktop.tell(u"Press"_s, u"timesheet"_s);
         QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
@@ -180,8 +180,8 @@ private slots:
         QFETCH(QString, trigger);
         Desktop desktop;
         desktop.tell(u"Answer"_s, answer);
-        const auto first = add(kTimesheet);
-        const auto second = add(kNewTimer);
+        const auto first = add(Timesheet);
+        const auto second = add(NewTimer);
         QTRY_COMPARE(second->status().state, newTimer);
         QTEST(first->status().state, "timesheet");
         QCOMPARE(first->status().trigger, trigger);
@@ -191,7 +191,7 @@ private slots:
     {
         Desktop desktop;
         desktop.tell(u"Answer"_s, u"unassigned"_s);
-        const auto timesheet = add(kTimesheet);
+        const auto timesheet = add(Timesheet);
         QTRY_COMPARE(timesheet->status().state, State::Refused);
         desktop.tell(u"Change"_s, u"timesheet"_s, u"Press Super+Z"_s);
         QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press Super+Z"_s}));
@@ -200,16 +200,16 @@ private slots:
     void changesBindAnew()
     {
         Desktop desktop;
-        auto timesheet = add(kTimesheet);
+        auto timesheet = add(Timesheet);
         QTRY_COMPARE(timesheet->status().state, State::Registered);
         // Saved without a change: the person is not asked again.
         timesheet.reset();
-        timesheet = add(kTimesheet);
+        timesheet = add(Timesheet);
         QCoreApplication::processEvents();
         QCOMPARE(timesheet->status().state, State::Registered);
 
-        HotKeys::HotKey other = kTimesheet;
-        other.keys = kControlAlt | Qt::Key_B;
+        HotKeys::HotKey other = Timesheet;
+        other.keys = ControlAlt | Qt::Key_B;
         timesheet.reset();
         timesheet = add(other);
         QTRY_COMPARE(timesheet->status().trigger, u"Press CTRL+ALT+b"_s);
@@ -226,22 +226,22 @@ private slots:
     {
         Desktop desktop;
         desktop.tell(u"Answer"_s, u"hold"_s);
-        const auto timesheet = add(kTimesheet);
+        const auto timesheet = add(Timesheet);
         QTRY_VERIFY(desktop.log().contains(u"create"_s));
-        const auto newTimer = add(kNewTimer);
+        const auto newTimer = add(NewTimer);
         QCoreApplication::processEvents();
         QCOMPARE(newTimer->status().state, State::Pending);
         desktop.tell(u"Answer"_s, u"grant"_s);
         desktop.tell(u"Release"_s);
         QTRY_COMPARE(newTimer->status().state, State::Registered);
-        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, kBindBoth}));
+        QCOMPARE(desktop.log(), QStringList({u"register com.wrenfold.quillon"_s, u"create"_s, BindBoth}));
     }
 
     void freedWhileTheDesktopThinks()
     {
         Desktop desktop;
         desktop.tell(u"Answer"_s, u"hold"_s);
-        auto timesheet = add(kTimesheet);
+        auto timesheet = add(Timesheet);
         QTRY_VERIFY(desktop.log().contains(u"create"_s));
         timesheet.reset();
         QCoreApplication::processEvents();
@@ -251,7 +251,7 @@ private slots:
 
     void portalComesAndGoes()
     {
-        auto timesheet = add(kTimesheet);
+        auto timesheet = add(Timesheet);
         QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Unavailable, {}}));
         for (int times = 0; times < 2; ++times) {
             Desktop desktop;
@@ -262,7 +262,7 @@ private slots:
             desktop.tell(u"Forget"_s);
             QTRY_COMPARE(timesheet->status().state, State::Unavailable);
             timesheet.reset();
-            timesheet = add(kTimesheet);
+            timesheet = add(Timesheet);
             QTRY_COMPARE(timesheet->status().state, State::Registered);
         }
         QTRY_COMPARE(timesheet->status().state, State::Unavailable);
@@ -271,8 +271,8 @@ private slots:
     void triggers()
     {
         for (const auto& [keys, trigger] :
-             {std::pair(kControlAlt | Qt::Key_M, u"CTRL+ALT+m"_s),
-              {kControlAlt | Qt::ShiftModifier | Qt::MetaModifier | Qt::Key_0, u"CTRL+ALT+SHIFT+LOGO+0"_s},
+             {std::pair(ControlAlt | Qt::Key_M, u"CTRL+ALT+m"_s),
+              {ControlAlt | Qt::ShiftModifier | Qt::MetaModifier | Qt::Key_0, u"CTRL+ALT+SHIFT+LOGO+0"_s},
               {QKeyCombination(Qt::Key_F12), u"F12"_s},
               {Qt::ControlModifier | Qt::Key_PageDown, u"CTRL+Page_Down"_s},
               {Qt::MetaModifier | Qt::Key_BracketLeft, u"LOGO+bracketleft"_s},

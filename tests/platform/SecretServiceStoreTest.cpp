@@ -19,8 +19,8 @@ using Secret = platform::SecretStore::Result<std::optional<QByteArray>>;
 
 namespace {
 
-const QString kService = u"com.example.test"_s;
-const QString kAda = u"ada@example.com"_s;
+const QString ServiceName = u"com.example.test"_s;
+const QString Ada = u"ada@example.com"_s;
 
 Secret failed(Failure failure)
 {
@@ -80,44 +80,44 @@ private slots:
     void keepsSecrets()
     {
         SecretServiceStore store;
-        QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
-        QVERIFY(store.remove(kService, kAda));
+        QCOMPARE(store.lookup(ServiceName, Ada), Secret(std::nullopt));
+        QVERIFY(store.remove(ServiceName, Ada));
 
         const QByteArray long_ = QByteArray(2000, 'x') + "\xc3\xa4";
         for (const QByteArray& secret :
              {QByteArray("first"), long_, QByteArray(""), QByteArray("pa\xc3\x9fwort '\"$")}) {
-            QVERIFY(store.store(kService, kAda, secret, noOutcome));
-            QCOMPARE(store.lookup(kService, kAda), Secret(secret));
+            QVERIFY(store.store(ServiceName, Ada, secret, noOutcome));
+            QCOMPARE(store.lookup(ServiceName, Ada), Secret(secret));
         }
-        QVERIFY(store.store(kService, u"bob@example.com"_s, "other", noOutcome));
-        QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
-        QCOMPARE(store.lookup(u"com.example"_s, kAda), Secret(std::nullopt));
+        QVERIFY(store.store(ServiceName, u"bob@example.com"_s, "other", noOutcome));
+        QCOMPARE(store.lookup(ServiceName, Ada), Secret(QByteArray("pa\xc3\x9fwort '\"$")));
+        QCOMPARE(store.lookup(u"com.example"_s, Ada), Secret(std::nullopt));
 
         // Other programs find it by the two attributes.
-        Program tool(u"secret-tool"_s, {u"lookup"_s, u"service"_s, kService, u"account"_s, u"bob@example.com"_s});
+        Program tool(u"secret-tool"_s, {u"lookup"_s, u"service"_s, ServiceName, u"account"_s, u"bob@example.com"_s});
         QVERIFY(tool.says("other"));
 
-        QVERIFY(store.remove(kService, kAda));
-        QCOMPARE(store.lookup(kService, kAda), Secret(std::nullopt));
+        QVERIFY(store.remove(ServiceName, Ada));
+        QCOMPARE(store.lookup(ServiceName, Ada), Secret(std::nullopt));
     }
 
     void locked()
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
         QVERIFY(lockKeyring());
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
-        QCOMPARE(store.lookup(kService, u"nobody"_s), Secret(std::nullopt));
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::Locked));
+        QCOMPARE(store.lookup(ServiceName, u"nobody"_s), Secret(std::nullopt));
 
         // Nobody can be asked without a display.
         std::optional<Secret> answer;
-        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+        store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answer = secret; });
         QVERIFY(!answer);
         QTRY_VERIFY(answer);
         QCOMPARE(*answer, failed(Failure::Locked));
         QList<std::optional<Failure>> outcomes;
-        QCOMPARE(store.store(kService, kAda, "other", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(store.store(ServiceName, Ada, "other", into(outcomes)).error(), Failure::Locked);
         QCOMPARE(outcomes.size(), 0);
         QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{Failure::Locked});
     }
@@ -126,48 +126,48 @@ private slots:
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
         QVERIFY(lockKeyring());
         QList<Secret> answers;
-        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answers << secret; });
+        store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answers << secret; });
         QList<std::optional<Failure>> outcomes;
-        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(store.store(ServiceName, Ada, "newer", into(outcomes)).error(), Failure::Locked);
         {
             const Person person(u"key ctrl+a type test && xdotool key Return"_s);
             QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 30000);
         }
         QCOMPARE(answers.first(), Secret(QByteArray("secret")));
         QTRY_COMPARE(outcomes, QList<std::optional<Failure>>{std::nullopt});
-        QCOMPARE(store.lookup(kService, kAda), Secret(QByteArray("newer")));
+        QCOMPARE(store.lookup(ServiceName, Ada), Secret(QByteArray("newer")));
     }
 
     void promptIsCancelled()
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(kService, kAda, "secret", noOutcome));
+        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
         QVERIFY(lockKeyring());
         QList<std::optional<Failure>> outcomes;
         // Twice the same is asked once.
-        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
-        QCOMPARE(store.store(kService, kAda, "newer", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(store.store(ServiceName, Ada, "newer", into(outcomes)).error(), Failure::Locked);
+        QCOMPARE(store.store(ServiceName, Ada, "newer", into(outcomes)).error(), Failure::Locked);
         {
             const Person person(u"key Escape"_s);
             QTRY_VERIFY_WITH_TIMEOUT(!outcomes.isEmpty(), 30000);
         }
         QCOMPARE(outcomes, QList<std::optional<Failure>>({Failure::Locked, Failure::Locked}));
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::Locked));
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::Locked));
     }
 
     void nobodyKeepsSecrets()
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::NoService));
-        QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::NoService);
-        QCOMPARE(store.remove(kService, kAda).error(), Failure::NoService);
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::NoService));
+        QCOMPARE(store.store(ServiceName, Ada, "x", noOutcome).error(), Failure::NoService);
+        QCOMPARE(store.remove(ServiceName, Ada).error(), Failure::NoService);
         std::optional<Secret> answer;
-        store.unlockAndLookup(kService, kAda, [&](const Secret& secret) { answer = secret; });
+        store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answer = secret; });
         QTRY_VERIFY(answer);
         QCOMPARE(*answer, failed(Failure::NoService));
     }
@@ -181,13 +181,13 @@ private slots:
         SecretServiceStore store(400ms);
         QElapsedTimer waited;
         waited.start();
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
         QVERIFY(waited.elapsed() >= 400);
         // One wait is enough.
         waited.start();
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
         QVERIFY(waited.elapsed() < 400);
-        QCOMPARE(store.store(kService, kAda, "x", noOutcome).error(), Failure::TimedOut);
+        QCOMPARE(store.store(ServiceName, Ada, "x", noOutcome).error(), Failure::TimedOut);
 
         const Program child(QCoreApplication::applicationFilePath(), {u"leavesWhileItHangs"_s});
         waited.start();
@@ -200,8 +200,8 @@ private slots:
     {
         const support::TestRun run;
         SecretServiceStore store(100ms);
-        store.unlockAndLookup(kService, kAda, [](const Secret&) { QFAIL("called back after its end"); });
-        QCOMPARE(store.lookup(kService, kAda), failed(Failure::TimedOut));
+        store.unlockAndLookup(ServiceName, Ada, [](const Secret&) { QFAIL("called back after its end"); });
+        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
     }
 };
 

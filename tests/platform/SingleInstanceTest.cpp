@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kProbe = QStringLiteral(INSTANCE_PROBE);
+const QString Probe = QStringLiteral(INSTANCE_PROBE);
 
 QStringList said(Program& probe)
 {
@@ -31,17 +31,17 @@ private slots:
     void secondStartActivatesTheFirst()
     {
         QFETCH(bool, bus);
-        Program first(kProbe, {}, environment(bus));
+        Program first(Probe, {}, environment(bus));
         QTRY_COMPARE(said(first), QStringList{u"first"_s});
         for (int starts = 1; starts <= 2; ++starts) {
-            Program second(kProbe, {}, environment(bus));
+            Program second(Probe, {}, environment(bus));
             QTRY_VERIFY(second.hasEnded());
             QCOMPARE(said(second), QStringList{u"second"_s});
             QCOMPARE(second.exitCode(), 0);
             QTRY_COMPARE(said(first).count(u"activated"_s), starts);
         }
         first.end();
-        Program next(kProbe, {}, environment(bus));
+        Program next(Probe, {}, environment(bus));
         QTRY_COMPARE(said(next), QStringList{u"first"_s});
     }
 
@@ -51,7 +51,7 @@ private slots:
         QFETCH(bool, bus);
         std::vector<std::unique_ptr<Program>> probes;
         for (int i = 0; i < 3; ++i)
-            probes.push_back(std::make_unique<Program>(kProbe, QStringList(), environment(bus)));
+            probes.push_back(std::make_unique<Program>(Probe, QStringList(), environment(bus)));
         const auto count = [&](const QString& word) {
             qsizetype found = 0;
             for (const auto& probe : probes)
@@ -65,7 +65,7 @@ private slots:
 
     void othersActivateItOverTheBus()
     {
-        Program first(kProbe, {}, environment(true));
+        Program first(Probe, {}, environment(true));
         QTRY_COMPARE(said(first), QStringList{u"first"_s});
         const QStringList target{u"call"_s,          u"--session"_s,
                                  u"--dest"_s,        u"com.wrenfold.quillon"_s,

@@ -46,7 +46,7 @@ private:
                    {u"--template"_s, u"logind"_s}};
 };
 
-const QStringList kHeld{u"sleep Quillon delay"_s};
+const QStringList Held{u"sleep Quillon delay"_s};
 
 } // namespace
 
@@ -66,7 +66,7 @@ private slots:
         auto watch = monitor.watch([&] { told << u"sleep, held up by "_s + logind.inhibitors().join(u','); },
                                    [&] { told << u"woke"_s; });
         QVERIFY(watch);
-        QTRY_COMPARE(logind.inhibitors(), kHeld);
+        QTRY_COMPARE(logind.inhibitors(), Held);
         QStringList expected;
         for (int lid = 0; lid < 2; ++lid) {
             QVERIFY(logind.prepareForSleep(true));
@@ -76,7 +76,7 @@ private slots:
             QVERIFY(logind.prepareForSleep(false));
             expected << u"woke"_s;
             QTRY_COMPARE(told, expected);
-            QTRY_COMPARE(logind.inhibitors(), kHeld);
+            QTRY_COMPARE(logind.inhibitors(), Held);
         }
         watch.reset();
         QTRY_COMPARE(logind.inhibitors(), QStringList());
@@ -95,7 +95,7 @@ private slots:
         for (int start = 1; start <= 2; ++start) {
             const Logind logind;
             QVERIFY(logind.isThere());
-            QTRY_COMPARE(logind.inhibitors(), kHeld);
+            QTRY_COMPARE(logind.inhibitors(), Held);
             QCOMPARE(wakes, start - 1);
             QVERIFY(logind.prepareForSleep(true));
             QTRY_COMPARE(sleeps, start);
@@ -110,7 +110,7 @@ private slots:
         LogindSleepMonitor monitor;
         int sleeps = 0;
         const auto watch = monitor.watch([&] { ++sleeps; }, [] {});
-        QTRY_COMPARE(logind.inhibitors(), kHeld);
+        QTRY_COMPARE(logind.inhibitors(), Held);
         for (const bool asleep : {true, false, true})
             QVERIFY(logind.prepareForSleep(asleep));
         QTRY_COMPARE(sleeps, 2);

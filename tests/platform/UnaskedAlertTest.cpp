@@ -30,8 +30,8 @@ QString clickOn(const QWidget* widget)
     return at(widget->mapToGlobal(widget->rect().center())) + u" click 1"_s;
 }
 
-const platform::Alert kQuestion{u"You were away"_s, u"Really?"_s, {u"Yes"_s, u"No"_s}, 0, true};
-const platform::Alert kWarning{u"Time Not Saved"_s, u"The disk is full."_s, {u"OK"_s}, 0, true};
+const platform::Alert Question{u"You were away"_s, u"Really?"_s, {u"Yes"_s, u"No"_s}, 0, true};
+const platform::Alert Warning{u"Time Not Saved"_s, u"The disk is full."_s, {u"OK"_s}, 0, true};
 
 } // namespace
 
@@ -46,8 +46,8 @@ private slots:
         Program other(QStringLiteral(OTHER_PROGRAM));
         QVERIFY(other.says("in front\n"));
 
-        m_alerts.show(kQuestion, note(u"question"_s));
-        QMessageBox* box = openBox(kQuestion.title);
+        m_alerts.show(Question, note(u"question"_s));
+        QMessageBox* box = openBox(Question.title);
         QVERIFY(box && QTest::qWaitForWindowExposed(box));
         pointer(u"key --delay 0 a Return b space Escape c"_s);
         QVERIFY(other.says("\nab c\n"));
@@ -69,8 +69,8 @@ private slots:
         other.resize(100, 60);
         other.show();
         QVERIFY(QTest::qWaitForWindowActive(&other));
-        m_alerts.show(kQuestion, note(u"question"_s));
-        QMessageBox* box = openBox(kQuestion.title);
+        m_alerts.show(Question, note(u"question"_s));
+        QMessageBox* box = openBox(Question.title);
         QVERIFY(box && QTest::qWaitForWindowExposed(box));
         QVERIFY(other.isActiveWindow() && !box->isActiveWindow());
         const QString click = clickOn(box->buttons().last());
@@ -87,10 +87,10 @@ private slots:
 
     void noneWaitsForAnother()
     {
-        m_alerts.show(kQuestion, note(u"question"_s));
-        m_alerts.show(kWarning, note(u"warning"_s));
-        QMessageBox* question = openBox(kQuestion.title);
-        QMessageBox* warning = openBox(kWarning.title);
+        m_alerts.show(Question, note(u"question"_s));
+        m_alerts.show(Warning, note(u"warning"_s));
+        QMessageBox* question = openBox(Question.title);
+        QMessageBox* warning = openBox(Warning.title);
         QVERIFY(question && QTest::qWaitForWindowExposed(question));
         QVERIFY(warning && QTest::qWaitForWindowExposed(warning));
         // What is asked for lies over both, and blocks them for as long as it is there.

@@ -16,9 +16,9 @@ using support::run;
 
 namespace {
 
-constexpr auto kControlAlt = Qt::ControlModifier | Qt::AltModifier;
-const HotKeys::HotKey kTimesheet{1, u"timesheet"_s, u"Show or hide the timesheet"_s, 50, kControlAlt | Qt::Key_M};
-const HotKeys::HotKey kNewTimer{2, u"new-timer"_s, u"Start a new timer"_s, 49, kControlAlt | Qt::Key_N};
+constexpr auto ControlAlt = Qt::ControlModifier | Qt::AltModifier;
+const HotKeys::HotKey Timesheet{1, u"timesheet"_s, u"Show or hide the timesheet"_s, 50, ControlAlt | Qt::Key_M};
+const HotKeys::HotKey NewTimer{2, u"new-timer"_s, u"Start a new timer"_s, 49, ControlAlt | Qt::Key_N};
 
 // Keys by their place: the codes of the X server.
 enum Key : std::uint8_t
@@ -139,8 +139,8 @@ private slots:
         QFETCH(QList<Key>, locks);
         QFETCH(QString, layout);
         QFETCH(QByteArray, letter);
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
-        const auto newTimer = m_keys->registerHotKey(kNewTimer);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
+        const auto newTimer = m_keys->registerHotKey(NewTimer);
         QCOMPARE(state(timesheet), HotKeys::State::Registered);
         run(u"setxkbmap"_s, {u"-layout"_s, layout, u"-option"_s, u"grp:menu_toggle"_s});
         OtherProgram other;
@@ -160,8 +160,8 @@ private slots:
 
     void neitherMoreNorFewerModifiers()
     {
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
-        const auto newTimer = m_keys->registerHotKey(kNewTimer);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
+        const auto newTimer = m_keys->registerHotKey(NewTimer);
         m_keyboard.press({M});
         m_keyboard.press({Control, M});
         m_keyboard.press({Alt, M});
@@ -174,7 +174,7 @@ private slots:
     void heldKeyFiresOnce()
     {
         RootPresses presses;
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
         m_keyboard.down(Control);
         m_keyboard.down(Alt);
         m_keyboard.down(M);
@@ -190,7 +190,7 @@ private slots:
 
     void freedKeysGoWhereTheyWent()
     {
-        HotKeys::HotKey shiftB = kTimesheet;
+        HotKeys::HotKey shiftB = Timesheet;
         shiftB.evdevKey = 48;
         shiftB.keys = Qt::ShiftModifier | Qt::Key_B;
         auto key = m_keys->registerHotKey(shiftB);
@@ -203,7 +203,7 @@ private slots:
         m_keys->setPaused(false);
 
         key.reset();
-        key = m_keys->registerHotKey(kTimesheet);
+        key = m_keys->registerHotKey(Timesheet);
         m_keyboard.press({Shift, B});
         QTRY_COMPARE(other.text(), QByteArray("BB"));
         m_keyboard.press({Control, Alt, M});
@@ -215,8 +215,8 @@ private slots:
         auto other = std::make_unique<OtherProgram>(
             QStringList{QString::number(M), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)});
         QVERIFY(other->grabbed);
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
-        auto newTimer = m_keys->registerHotKey(kNewTimer);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
+        auto newTimer = m_keys->registerHotKey(NewTimer);
         QCOMPARE(state(timesheet), HotKeys::State::Refused);
         QCOMPARE(state(newTimer), HotKeys::State::Registered);
         m_keyboard.press({Control, Alt, M});
@@ -229,7 +229,7 @@ private slots:
 
         other.reset();
         newTimer.reset();
-        newTimer = m_keys->registerHotKey(kNewTimer);
+        newTimer = m_keys->registerHotKey(NewTimer);
         QCOMPARE(state(timesheet), HotKeys::State::Registered);
         m_keyboard.press({Control, Alt, M});
         QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
@@ -237,11 +237,11 @@ private slots:
 
     void oneCombinationForTwo()
     {
-        HotKeys::HotKey same = kNewTimer;
-        same.evdevKey = kTimesheet.evdevKey;
-        same.keys = kTimesheet.keys;
+        HotKeys::HotKey same = NewTimer;
+        same.evdevKey = Timesheet.evdevKey;
+        same.keys = Timesheet.keys;
         const auto second = m_keys->registerHotKey(same);
-        auto first = m_keys->registerHotKey(kTimesheet);
+        auto first = m_keys->registerHotKey(Timesheet);
         QCOMPARE(state(first), HotKeys::State::Registered);
         QCOMPARE(state(second), HotKeys::State::Refused);
         m_keyboard.press({Control, Alt, M});
@@ -255,16 +255,16 @@ private slots:
 
     void couldBeHad()
     {
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
         const QStringList grabsNewTimer{QString::number(N), QString::number(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)};
         for (const bool paused : {true, false}) {
             m_keys->setPaused(paused);
-            QCOMPARE(m_keys->couldBeHad(kNewTimer), true);
-            QCOMPARE(m_keys->couldBeHad(kTimesheet), true);
+            QCOMPARE(m_keys->couldBeHad(NewTimer), true);
+            QCOMPARE(m_keys->couldBeHad(Timesheet), true);
             // It was asked, not taken.
             OtherProgram other(grabsNewTimer);
             QVERIFY(other.grabbed);
-            QCOMPARE(m_keys->couldBeHad(kNewTimer), false);
+            QCOMPARE(m_keys->couldBeHad(NewTimer), false);
         }
         m_keyboard.press({Control, Alt, M});
         QTRY_COMPARE(m_pressed, QList<int>{1});
@@ -272,7 +272,7 @@ private slots:
 
     void anotherKeyboard()
     {
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
         // Num Lock gets another modifier bit than it had when the keys were grabbed.
         run(u"sh"_s,
             {u"-c"_s,
@@ -288,8 +288,8 @@ private slots:
 
     void missingModifier()
     {
-        const auto timesheet = m_keys->registerHotKey(kTimesheet);
-        HotKeys::HotKey control = kNewTimer;
+        const auto timesheet = m_keys->registerHotKey(Timesheet);
+        HotKeys::HotKey control = NewTimer;
         control.keys = Qt::ControlModifier | Qt::Key_N;
         const auto newTimer = m_keys->registerHotKey(control);
         run(u"sh"_s,

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto unverified =
+constexpr auto Unverified =
     "Your credentials could not be verified. Please check to make sure they are correct and try again."_L1;
 
 settings::QuillonPreferences& settingsOfRun()
@@ -86,7 +86,7 @@ private slots:
         QVERIFY(controller.waitingForAuthenticationCheck());
         QVERIFY(!run.part("doneButton").isEnabled());
         QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
-        QTRY_COMPARE(run.sheet(), unverified);
+        QTRY_COMPARE(run.sheet(), Unverified);
         QVERIFY(!controller.waitingForAuthenticationCheck());
         QVERIFY(controller.window().isVisible());
         QCOMPARE(changed.count(), 0);
@@ -610,7 +610,7 @@ private slots:
         run.open();
         run.click("signInButton");
         run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
-        QTRY_COMPARE(run.sheet(), unverified);
+        QTRY_COMPARE(run.sheet(), Unverified);
         QCOMPARE(settingsOfRun().credentials().email, u"you@localhost"_s);
         QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
         run.key(Qt::Key_Return);

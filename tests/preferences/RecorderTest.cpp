@@ -13,7 +13,7 @@ using settings::KeyCombo;
 
 namespace {
 
-constexpr KeyCombo commandOptionM{KeyCombo::Command | KeyCombo::Option, 46};
+constexpr KeyCombo CommandOptionM{KeyCombo::Command | KeyCombo::Option, 46};
 
 /// A window with a recorder and a field.
 class Window : public QWidget
@@ -24,7 +24,7 @@ public:
         auto* layout = new QVBoxLayout(this);
         layout->addWidget(recorder);
         layout->addWidget(field);
-        recorder->setKeyCombo(commandOptionM);
+        recorder->setKeyCombo(CommandOptionM);
         show();
         activateWindow();
         recorder->setFocus();
@@ -98,7 +98,7 @@ private slots:
         window.type(-8, Qt::Key_M, Qt::ControlModifier);          // no key at all
         QCOMPARE(refused.count(), 4);
         QVERIFY(window.recorder->isRecording());
-        QCOMPARE(window.recorder->keyCombo(), commandOptionM);
+        QCOMPARE(window.recorder->keyCombo(), CommandOptionM);
     }
 
     void showsWhatIsPressed()
@@ -130,7 +130,7 @@ private slots:
         QTest::keyClick(window.recorder, Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), window.field);
         QVERIFY(!window.recorder->isRecording());
-        QCOMPARE(window.recorder->keyCombo(), commandOptionM);
+        QCOMPARE(window.recorder->keyCombo(), CommandOptionM);
         QCOMPARE(changed.count(), 0);
         QCOMPARE(recording.count(), 4);
     }
@@ -144,12 +144,12 @@ private slots:
         QCOMPARE(window.recorder->shownText(), u"None"_s);
         QVERIFY(!button->isVisible());
 
-        window.recorder->setKeyCombo(commandOptionM);
+        window.recorder->setKeyCombo(CommandOptionM);
         QVERIFY(button->isVisible());
         QTest::keyClick(window.recorder, Qt::Key_Backspace);
         QCOMPARE(window.recorder->keyCombo(), KeyCombo());
 
-        window.recorder->setKeyCombo(commandOptionM);
+        window.recorder->setKeyCombo(CommandOptionM);
         window.recorder->startRecording();
         QTest::keyClick(window.recorder, Qt::Key_Delete);
         QCOMPARE(window.recorder->keyCombo(), KeyCombo());

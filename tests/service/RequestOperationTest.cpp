@@ -19,13 +19,13 @@ using Sleeps = std::vector<std::chrono::milliseconds>;
 
 namespace {
 
-const std::string day = "GET /daily/1/2013?slim=1";
-const QDate newYear(2013, 1, 1);
+const std::string Day = "GET /daily/1/2013?slim=1";
+const QDate NewYear(2013, 1, 1);
 
-const QString succeeded = u"authenticationSucceeded"_s;
-const QString failed = u"authenticationFailed"_s;
-const QString dayCame = u"requestDailyTimesheetDidSucceed"_s;
-const QString dayFailed = u"requestDailyTimesheetDidFailWithError "_s;
+const QString Succeeded = u"authenticationSucceeded"_s;
+const QString Failed = u"authenticationFailed"_s;
+const QString DayCame = u"requestDailyTimesheetDidSucceed"_s;
+const QString DayFailed = u"requestDailyTimesheetDidFailWithError "_s;
 
 /// A day sheet of 1 January 2013 with these entries.
 std::string sheet(const QStringList& ids)
@@ -166,8 +166,8 @@ private slots:
         settings::QuillonPreferences& preferences = run.api.userCredentials();
         preferences.setEmail(u"änn@example.com"_s);
         preferences.setPassword(u"p:w "_s + QString(120, u'x'));
-        run.peer.answer(day, {Reply{200, "<daily/>"}});
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.peer.answer(Day, {Reply{200, "<daily/>"}});
+        run.api.requestDailyTimesheetForDate(NewYear);
         QVERIFY(run.finish());
         QCOMPARE(run.headerOfRequest(0, "Content-Type"), "application/xml");
         QCOMPARE(run.headerOfRequest(0, "Accept"), "application/xml");
@@ -187,29 +187,29 @@ private slots:
         };
         const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
         const std::string refusal = "Authentication failed for API request.";
-        row("answer", {200, "<daily/>"}, {succeeded, dayCame});
+        row("answer", {200, "<daily/>"}, {Succeeded, DayCame});
         row("cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
-            {u"gotQuillonCompanyCacheVersion 12345678901"_s, succeeded, dayCame});
-        row("error document", {500, error}, {succeeded, dayFailed + "QuillonForMac 500 Not now."_L1, dayCame});
-        row("failure without XML", {500, "Oops"}, {succeeded, dayFailed + "without an error"_L1, dayCame});
-        row("refused", {401, refusal}, {failed});
+            {u"gotQuillonCompanyCacheVersion 12345678901"_s, Succeeded, DayCame});
+        row("error document", {500, error}, {Succeeded, DayFailed + "QuillonForMac 500 Not now."_L1, DayCame});
+        row("failure without XML", {500, "Oops"}, {Succeeded, DayFailed + "without an error"_L1, DayCame});
+        row("refused", {401, refusal}, {Failed});
         row("refused with success", {200, refusal, {{"X-Company-Cache-Version", "7"}}},
-            {u"gotQuillonCompanyCacheVersion 7"_s, failed});
-        row("refused and more", {401, refusal + "\n"}, {succeeded, dayCame});
-        row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {failed});
-        row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {succeeded, dayCame});
-        row("page after a blank", {200, " <!DOCTYPE html>"}, {succeeded, dayCame});
-        row("error document, not found", {404, error}, {succeeded, dayCame});
-        row("no UTF-8", {200, "<daily>\xff</daily>"}, {succeeded, dayCame});
-        row("cut off", {200, "<daily><day_entr"}, {succeeded, dayCame});
+            {u"gotQuillonCompanyCacheVersion 7"_s, Failed});
+        row("refused and more", {401, refusal + "\n"}, {Succeeded, DayCame});
+        row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {Failed});
+        row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {Succeeded, DayCame});
+        row("page after a blank", {200, " <!DOCTYPE html>"}, {Succeeded, DayCame});
+        row("error document, not found", {404, error}, {Succeeded, DayCame});
+        row("no UTF-8", {200, "<daily>\xff</daily>"}, {Succeeded, DayCame});
+        row("cut off", {200, "<daily><day_entr"}, {Succeeded, DayCame});
     }
     void outcomes()
     {
         QFETCH(Reply, reply);
         QFETCH(QStringList, expected);
         ServiceRun run;
-        run.peer.answer(day, {reply});
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.peer.answer(Day, {reply});
+        run.api.requestDailyTimesheetForDate(NewYear);
         QVERIFY(run.finish());
         QCOMPARE(run.outcomes.calls(), expected);
         QCOMPARE(run.peer.asked().size(), 1);
@@ -220,9 +220,9 @@ private slots:
     {
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("nothing came") << QByteArray() << QStringList(dayFailed + "transport 56 Gone."_L1);
+        QTest::newRow("nothing came") << QByteArray() << QStringList(DayFailed + "transport 56 Gone."_L1);
         QTest::newRow("the refusal came")
-            << QByteArray("Authentication failed for API request.") << QStringList(failed);
+            << QByteArray("Authentication failed for API request.") << QStringList(Failed);
     }
     void transportFailures()
     {
@@ -243,14 +243,14 @@ private slots:
         QTest::addColumn<QStringList>("expected");
         QTest::addColumn<bool>("waits");
         const Reply good{200, "<daily/>"};
-        QTest::newRow("502") << 502 << good << QStringList({succeeded, dayCame}) << true;
-        QTest::newRow("503") << 503 << good << QStringList({succeeded, dayCame}) << true;
-        QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({succeeded, dayCame}) << true;
+        QTest::newRow("502") << 502 << good << QStringList({Succeeded, DayCame}) << true;
+        QTest::newRow("503") << 503 << good << QStringList({Succeeded, DayCame}) << true;
+        QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({Succeeded, DayCame}) << true;
         QTest::newRow("503, then gone") << 503 << Reply::closed()
-                                        << QStringList(dayFailed + "QuillonHttpErrorDomain 52 The connection to the "
+                                        << QStringList(DayFailed + "QuillonHttpErrorDomain 52 The connection to the "
                                                                    "service was lost."_L1)
                                         << true;
-        QTest::newRow("504") << 504 << good << QStringList({succeeded, dayCame}) << false;
+        QTest::newRow("504") << 504 << good << QStringList({Succeeded, DayCame}) << false;
     }
     void retriesOnceAfterFiveMinutes()
     {
@@ -281,9 +281,9 @@ private slots:
     {
         ServiceRun run;
         run.time.blockSleeps();
-        run.peer.answer(day, {Reply{503}, Reply{200, "<daily/>"}});
+        run.peer.answer(Day, {Reply{503}, Reply{200, "<daily/>"}});
         run.peer.answer("GET /people/7", {Reply{200, "<user/>"}});
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.api.requestDailyTimesheetForDate(NewYear);
         run.api.requestUser(u"7"_s);
         QTRY_COMPARE(run.time.sleeping(), 1);
         run.time.advance(299s);
@@ -292,15 +292,15 @@ private slots:
         run.time.advance(1s);
         QVERIFY(run.finish());
         QCOMPARE(run.peer.asked().mid(1), QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /people/7"_s}));
-        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, dayCame, succeeded, u"requestUserDidSucceed"_s}));
+        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, DayCame, Succeeded, u"requestUserDidSucceed"_s}));
     }
 
     void credentialsAreTakenAtTheStart()
     {
         ServiceRun run;
         run.time.blockSleeps();
-        run.peer.answer(day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.peer.answer(Day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
+        run.api.requestDailyTimesheetForDate(NewYear);
         QTRY_COMPARE(run.time.sleeping(), 1);
         run.api.userCredentials().setUrl(u"globex"_s);
         run.api.userCredentials().setPassword(u"other"_s);
@@ -321,18 +321,18 @@ private slots:
         run.outcomes.whenCalled = [&](const QString& call) {
             seenAt[call] = !entry ? u"gone"_s : QString::number(entry.get()->hours().value_or(0));
         };
-        run.peer.answer(day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.peer.answer(Day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
+        run.api.requestDailyTimesheetForDate(NewYear);
         QVERIFY(run.finish());
-        QCOMPARE(seenAt.value(succeeded), u"0"_s);
-        QCOMPARE(seenAt.value(dayCame), u"1.5"_s);
+        QCOMPARE(seenAt.value(Succeeded), u"0"_s);
+        QCOMPARE(seenAt.value(DayCame), u"1.5"_s);
         QCOMPARE(run.outcomes.everyCall().last(), u"allRequestsProcessed"_s);
 
         // What is gone from the sheet is gone here, too.
-        run.api.requestDailyTimesheetForDate(newYear);
+        run.api.requestDailyTimesheetForDate(NewYear);
         QVERIFY(run.finish());
-        QCOMPARE(seenAt.value(succeeded), u"1.5"_s);
-        QCOMPARE(seenAt.value(dayCame), u"gone"_s);
+        QCOMPARE(seenAt.value(Succeeded), u"1.5"_s);
+        QCOMPARE(seenAt.value(DayCame), u"gone"_s);
     }
 
     void receiverMayGoAway()
@@ -363,14 +363,14 @@ private slots:
         };
         run.api.requestCompany();
         QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
+        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, u"gotQuillonCompany acme"_s}));
         QCOMPARE(companiesThen, 1U);
         QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
 
         run.outcomes.forgetCalls();
         run.api.requestCompany();
         QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, u"gotQuillonCompany acme"_s}));
+        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, u"gotQuillonCompany acme"_s}));
         QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
     }
 
@@ -380,12 +380,12 @@ private slots:
         QTest::addColumn<QStringList>("expected");
         const support::Headers version{{"x-company-cache-version", "7"}};
         QTest::newRow("version") << Reply{200, "<daily/>", version}
-                                 << QStringList({succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
-        QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(succeeded);
-        QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(succeeded);
+                                 << QStringList({Succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
+        QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(Succeeded);
+        QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(Succeeded);
         QTest::newRow("refused") << Reply{401, "Authentication failed for API request.", version}
-                                 << QStringList(failed);
-        QTest::newRow("failure is not told") << Reply{500, "Oops", version} << QStringList(succeeded);
+                                 << QStringList(Failed);
+        QTest::newRow("failure is not told") << Reply{500, "Oops", version} << QStringList(Succeeded);
         QTest::newRow("nor is a lost connection") << Reply::closed() << QStringList();
     }
     void cacheVersionProbe()
@@ -408,9 +408,9 @@ private slots:
         const QString failure =
             u"correctIdleTimerDidFailWithError QuillonForMac 409 The entry was updated while Quillon "
             "for Mac was idle. It looks like your idle time does not need to be removed after all."_s;
-        QTest::newRow("taken") << 200 << QStringList({succeeded, success});
-        QTest::newRow("changed meanwhile") << 409 << QStringList({failure, succeeded, success});
-        QTest::newRow("deleted meanwhile") << 410 << QStringList({failure, succeeded, success});
+        QTest::newRow("taken") << 200 << QStringList({Succeeded, success});
+        QTest::newRow("changed meanwhile") << 409 << QStringList({failure, Succeeded, success});
+        QTest::newRow("deleted meanwhile") << 410 << QStringList({failure, Succeeded, success});
     }
     void staleIdleCorrection()
     {
@@ -439,7 +439,7 @@ private slots:
         QCOMPARE(run.peer.asked(), QStringList({u"GET /people/1"_s, u"GET /people/2"_s, u"GET /people/3"_s,
                                                 u"GET /people/4"_s, u"GET /people/4"_s}));
         QCOMPARE(run.outcomes.calls(),
-                 QStringList({succeeded, succeeded, succeeded, u"gotQuillonCompanyCacheVersion 7"_s, succeeded,
+                 QStringList({Succeeded, Succeeded, Succeeded, u"gotQuillonCompanyCacheVersion 7"_s, Succeeded,
                               u"requestUserDidSucceed"_s}));
         QCOMPARE(run.time.sleeps(), Sleeps{300s});
     }
@@ -452,7 +452,7 @@ private slots:
         run.api.addOperation(std::make_unique<EntriesOneByOne>(run, QStringList({u"1"_s, u"2"_s, u"3"_s})));
         QVERIFY(run.finish());
         QCOMPARE(run.peer.asked().size(), 2);
-        QCOMPARE(run.outcomes.calls(), QStringList({succeeded, failed, u"requestUserDidSucceed"_s}));
+        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, Failed, u"requestUserDidSucceed"_s}));
     }
 };
 

@@ -55,8 +55,8 @@ private:
     }
 };
 
-constexpr quint64 commandOption = KeyCombo::Command | KeyCombo::Option;
-constexpr auto controlAlt = Qt::ControlModifier | Qt::AltModifier;
+constexpr quint64 CommandOption = KeyCombo::Command | KeyCombo::Option;
+constexpr auto ControlAlt = Qt::ControlModifier | Qt::AltModifier;
 
 } // namespace
 
@@ -74,12 +74,12 @@ private slots:
             Started start;
             start.target.signedOut = signedOut;
             start.target.noNetwork = offline;
-            QVERIFY(start.press(controlAlt | Qt::Key_M));
-            QVERIFY(start.press(controlAlt | Qt::Key_N));
+            QVERIFY(start.press(ControlAlt | Qt::Key_M));
+            QVERIFY(start.press(ControlAlt | Qt::Key_N));
             QCOMPARE(start.target.calls, calls);
 
             start.manager.setTarget(nullptr);
-            QVERIFY(start.press(controlAlt | Qt::Key_M));
+            QVERIFY(start.press(ControlAlt | Qt::Key_M));
             QCOMPARE(start.target.calls, calls);
         }
     }
@@ -99,23 +99,23 @@ private slots:
     {
         Started start;
         start.preferences.setNewTimerWindowHotKeyCombo({KeyCombo::Control | KeyCombo::Shift, 11});
-        QVERIFY(start.press(controlAlt | Qt::Key_N));
+        QVERIFY(start.press(ControlAlt | Qt::Key_N));
         start.target.calls.clear();
 
         start.manager.registerHotKeysFromPrefs();
-        QVERIFY(!start.press(controlAlt | Qt::Key_N));
+        QVERIFY(!start.press(ControlAlt | Qt::Key_N));
         QVERIFY(start.press(Qt::MetaModifier | Qt::ShiftModifier | Qt::Key_B));
-        QVERIFY(start.press(controlAlt | Qt::Key_M));
+        QVERIFY(start.press(ControlAlt | Qt::Key_M));
         QCOMPARE(start.target.calls, QStringList({u"new timer"_s, u"timesheet"_s}));
     }
 
     void keysChangePlaces()
     {
         Started start;
-        start.preferences.setTimesheetWindowHotKeyCombo({commandOption, 45});
-        start.preferences.setNewTimerWindowHotKeyCombo({commandOption, 46});
+        start.preferences.setTimesheetWindowHotKeyCombo({CommandOption, 45});
+        start.preferences.setNewTimerWindowHotKeyCombo({CommandOption, 46});
         start.manager.registerHotKeysFromPrefs();
-        QVERIFY(start.press(controlAlt | Qt::Key_N));
+        QVERIFY(start.press(ControlAlt | Qt::Key_N));
         QCOMPARE(start.target.calls, QStringList{u"timesheet"_s});
     }
 
@@ -124,7 +124,7 @@ private slots:
         Started start;
         // Cleared, and a code that no key has.
         for (const qint64 code : {KeyCombo::NoKey, qint64(10)}) {
-            start.preferences.setTimesheetWindowHotKeyCombo({commandOption, code});
+            start.preferences.setTimesheetWindowHotKeyCombo({CommandOption, code});
             start.manager.registerHotKeysFromPrefs();
             QVERIFY(!start.test.hotKeys.registered.contains(HotKeyManager::ToggleTimesheetWindow));
             QCOMPARE(start.manager.status(HotKeyManager::ToggleTimesheetWindow).state, HotKeys::State::None);

@@ -21,7 +21,7 @@ using Failure = platform::SecretStore::Failure;
 
 namespace {
 
-const QString service = u"com.wrenfold.quillon"_s;
+const QString Service = u"com.wrenfold.quillon"_s;
 
 QString settingsFile()
 {
@@ -72,7 +72,7 @@ QStringList kept(const support::MemorySecretStore& secrets)
     return all;
 }
 
-const QByteArray signedIn = "[General]\nQuillonUrl=acme\nEmail=ann@example.com\nCompany=Acme\n";
+const QByteArray SignedIn = "[General]\nQuillonUrl=acme\nEmail=ann@example.com\nCompany=Acme\n";
 
 } // namespace
 
@@ -210,7 +210,7 @@ private slots:
 
     void readsAreSafeWhileValuesChange()
     {
-        Started start(signedIn);
+        Started start(SignedIn);
         QuillonPreferences& preferences = start.preferences();
         QStringList torn;
         {
@@ -231,7 +231,7 @@ private slots:
 
     void timeKeptHereLeavesTheSavedAccountAlone()
     {
-        Started start(signedIn);
+        Started start(SignedIn);
         QuillonPreferences& preferences = start.preferences();
         preferences.keepTimeHere(
             {u"you@localhost"_s, u"secret of the run"_s, u".local"_s, u"http://local.localhost:1234"_s});
@@ -297,7 +297,7 @@ private slots:
              {std::tuple(false, u".localhost:4711"_s, u"https://acme.quillon.example"_s),
               std::tuple(true, u".localhost:4711"_s, u"http://acme.localhost:4711"_s),
               std::tuple(true, QString(), u"http://acme"_s)}) {
-            Started start(signedIn);
+            Started start(SignedIn);
             start.run.info.set("QuillonLocalDebug"_L1, localDebug);
             start.run.info.set("QuillonDevelopmentDomain"_L1, domain);
             QCOMPARE(start.preferences().fullUrl(), expected);
@@ -307,8 +307,8 @@ private slots:
 
     void passwordIsLookedUpLateAndOnce()
     {
-        Started start(signedIn);
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
+        Started start(SignedIn);
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "sesame";
         QuillonPreferences& preferences = start.preferences();
         QCOMPARE(start.run.secrets.asked, QStringList());
         preferences.setEmail(u"typed@example.com"_s); // not yet saved
@@ -321,9 +321,9 @@ private slots:
 
     void passwordGoesToTheKeyringOnly()
     {
-        Started start(signedIn);
+        Started start(SignedIn);
         QuillonPreferences& preferences = start.preferences();
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "old";
         preferences.save(); // not seen yet
         QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=old"_s));
         preferences.setPassword(u"nëw-sesame"_s);
@@ -340,8 +340,8 @@ private slots:
 
     void lockedKeyringIsAskedForOnce()
     {
-        Started start(signedIn);
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "sesame";
+        Started start(SignedIn);
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "sesame";
         start.run.secrets.failure = Failure::Locked;
         QuillonPreferences& preferences = start.preferences();
         QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
@@ -359,8 +359,8 @@ private slots:
 
     void typedPasswordWinsOverALateOne()
     {
-        Started start(signedIn);
-        start.run.secrets.items[{service, u"ann@example.com"_s}] = "old";
+        Started start(SignedIn);
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "old";
         start.run.secrets.failure = Failure::Locked;
         QuillonPreferences& preferences = start.preferences();
         QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
@@ -376,7 +376,7 @@ private slots:
 
     void withoutKeyringThePasswordLastsThisRun()
     {
-        Started start(signedIn);
+        Started start(SignedIn);
         start.run.secrets.failure = Failure::NoService;
         QuillonPreferences& preferences = start.preferences();
         QVERIFY(preferences.passwordKeptForThisRunOnly());
@@ -416,22 +416,22 @@ private slots:
         using Utils = TolvanKeychainUtils;
         const QString none;
         const KeychainError missing{TolvanKeychainUtilsErrorDomain, -2000};
-        QCOMPARE(Utils::getPasswordForUsername(none, service).error(), missing);
+        QCOMPARE(Utils::getPasswordForUsername(none, Service).error(), missing);
         QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, none).error(), missing);
-        QCOMPARE(Utils::getKeychainItemReferenceForUsername(none, service).error(), missing);
-        QCOMPARE(Utils::storeUsername(u"ann"_s, none, service, true).error(), missing);
-        QCOMPARE(Utils::deleteItemForUsername(none, service).error(),
+        QCOMPARE(Utils::getKeychainItemReferenceForUsername(none, Service).error(), missing);
+        QCOMPARE(Utils::storeUsername(u"ann"_s, none, Service, true).error(), missing);
+        QCOMPARE(Utils::deleteItemForUsername(none, Service).error(),
                  (KeychainError{TolvanKeychainUtilsErrorDomain, 2000}));
         QCOMPARE(start.run.secrets.asked, QStringList());
 
-        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), std::nullopt);
-        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
-        QVERIFY(Utils::storeUsername(u"ann"_s, u"one"_s, service, false));
-        QVERIFY(Utils::storeUsername(u"ann"_s, u"two"_s, service, false)); // overwritten whatever the flag says
-        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u"two"_s);
-        QVERIFY(Utils::storeUsername(u"ann"_s, u""_s, service, true));
-        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).value(), u""_s);
-        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, service));
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).value(), std::nullopt);
+        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, Service));
+        QVERIFY(Utils::storeUsername(u"ann"_s, u"one"_s, Service, false));
+        QVERIFY(Utils::storeUsername(u"ann"_s, u"two"_s, Service, false)); // overwritten whatever the flag says
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).value(), u"two"_s);
+        QVERIFY(Utils::storeUsername(u"ann"_s, u""_s, Service, true));
+        QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).value(), u""_s);
+        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, Service));
         QVERIFY(start.run.secrets.items.empty());
     }
 
@@ -441,13 +441,13 @@ private slots:
         for (const auto& [failure, code] : {std::pair(Failure::NoService, -25291), std::pair(Failure::Locked, -25308),
                                             std::pair(Failure::TimedOut, -25312), std::pair(Failure::Other, -25299)}) {
             Started start;
-            start.run.secrets.items[{service, u"ann"_s}] = "sesame";
+            start.run.secrets.items[{Service, u"ann"_s}] = "sesame";
             start.run.secrets.failure = failure;
-            QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, service).error().code, code);
-            QVERIFY(!Utils::storeUsername(u"ann"_s, u"new"_s, service, true));
+            QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).error().code, code);
+            QVERIFY(!Utils::storeUsername(u"ann"_s, u"new"_s, Service, true));
             // A locked item is there all the same; storing asks the user to unlock it.
             const bool locked = failure == Failure::Locked;
-            QCOMPARE(Utils::getKeychainItemReferenceForUsername(u"ann"_s, service).has_value(), locked);
+            QCOMPARE(Utils::getKeychainItemReferenceForUsername(u"ann"_s, Service).has_value(), locked);
             start.run.secrets.answerPrompts(true);
             QCOMPARE(kept(start.run.secrets), QStringList(locked ? u"ann=new"_s : u"ann=sesame"_s));
         }
@@ -457,8 +457,8 @@ private slots:
     {
         Started start;
         const auto read = [&](const QByteArray& stored) {
-            start.run.secrets.items[{service, u"ann"_s}] = stored;
-            return TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, service).value();
+            start.run.secrets.items[{Service, u"ann"_s}] = stored;
+            return TolvanKeychainUtils::getPasswordForUsername(u"ann"_s, Service).value();
         };
         QCOMPARE(read(QByteArray(1024, 'x')), QString(1023, u'x'));
         // Never through a character.

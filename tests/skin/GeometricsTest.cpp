@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double notesWidth = 300;
+constexpr double NotesWidth = 300;
 
 /// The rows of pixels, from the first to the last, that the text covers.
 std::pair<int, int> inkRows(const QImage& image)
@@ -64,8 +64,8 @@ private slots:
     {
         QFETCH(QString, text);
         QFETCH(double, height);
-        QCOMPARE(heightForWidth(text, notesWidth, interfaceFont(11)), height);
-        QCOMPARE(heightForWidth(text, notesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
+        QCOMPARE(heightForWidth(text, NotesWidth, interfaceFont(11)), height);
+        QCOMPARE(heightForWidth(text, NotesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
     }
 
     void displayableText_data()
@@ -98,18 +98,18 @@ private slots:
     {
         // The same letter on each of four lines, among characters of other fonts, stands 14 points below the one before
         // it.
-        const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), notesWidth), {300, 14});
+        const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), NotesWidth), {300, 14});
         const auto [top, bottom] = inkRows(plain);
         QVERIFY(top >= 1 && bottom <= 12);
         const QImage four =
-            drawn(TextLines(u"H\nH \u05e9\nH\u0e20\u0e39\nH"_s, interfaceFont(11), notesWidth), {300, 56});
+            drawn(TextLines(u"H\nH \u05e9\nH\u0e20\u0e39\nH"_s, interfaceFont(11), NotesWidth), {300, 56});
         for (int line = 0; line < 4; ++line)
             QCOMPARE(four.copy(0, line * 14 + top, 8, bottom - top), plain.copy(0, top, 8, bottom - top));
     }
 
     void rightToLeftBeginsAtTheRight()
     {
-        const QImage image = drawn(TextLines(u"שלום"_s, interfaceFont(11), notesWidth), {300, 14});
+        const QImage image = drawn(TextLines(u"שלום"_s, interfaceFont(11), NotesWidth), {300, 14});
         QCOMPARE(inkRows(image.copy(0, 0, 200, 14)), std::pair(-1, -1));
         QVERIFY(inkRows(image.copy(200, 0, 100, 14)).first >= 0);
     }
@@ -117,10 +117,10 @@ private slots:
     void longTextIsDrawnInParts()
     {
         const QString text = u"Reworked the invoice import, שלום. "_s.repeated(3000);
-        const TextLines lines(text, interfaceFont(11), notesWidth);
+        const TextLines lines(text, interfaceFont(11), NotesWidth);
         QVERIFY(lines.count() > 1500);
         QCOMPARE(lines.height(), lines.count() * 14.0);
-        QVERIFY(lines.usedWidth() <= notesWidth);
+        QVERIFY(lines.usedWidth() <= NotesWidth);
         // A part from the middle is the same whether all or only that part is asked for.
         const auto part = [&](const QRectF& clip) {
             QImage image(300, 40, QImage::Format_ARGB32_Premultiplied);
@@ -140,11 +140,11 @@ private slots:
         // apart.
         const QString blob(100000, u'm');
         const TextAttributes style{interfaceFont(11), Qt::black};
-        const double lines = style.sizeOf(blob.first(1000)).width() * 100 / notesWidth;
-        const int count = TextLines(blob, style.font, notesWidth).count();
+        const double lines = style.sizeOf(blob.first(1000)).width() * 100 / NotesWidth;
+        const int count = TextLines(blob, style.font, NotesWidth).count();
         QVERIFY2(count >= lines && count <= lines * 1.1, qPrintable(QString::number(count)));
         const QString oneCharacter = u'e' + QString(2000, QChar(0x301));
-        QCOMPARE(heightForWidth(oneCharacter, notesWidth, style), 14.0);
+        QCOMPARE(heightForWidth(oneCharacter, NotesWidth, style), 14.0);
     }
 
     void widthsAndSizes()

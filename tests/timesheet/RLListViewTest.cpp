@@ -20,7 +20,7 @@ Q_DECLARE_METATYPE(Heights)
 
 namespace {
 
-constexpr auto on = Qt::LeftButton;
+constexpr auto On = Qt::LeftButton;
 
 void wheelBy(ListOnScreen& screen, QPoint pixels, QPoint angle)
 {
@@ -241,7 +241,7 @@ private slots:
         if (modifiers == -1)
             screen.cell(row).press();
         else
-            QTest::mousePress(&screen.cell(row), on, Qt::KeyboardModifiers(modifiers), QPoint(200, 30));
+            QTest::mousePress(&screen.cell(row), On, Qt::KeyboardModifiers(modifiers), QPoint(200, 30));
         QTEST(screen.selection(), "selected");
         QTEST(screen.calls.contains(u"selection"_s), "told");
         QVERIFY(screen.list.hasFocus());
@@ -280,7 +280,7 @@ private slots:
         screen.forget();
         QTest::mousePress(&screen.viewport(), Qt::RightButton, {}, QPoint(100, y));
         QVERIFY(screen.calls.isEmpty());
-        QTest::mousePress(&screen.viewport(), on, {}, QPoint(100, y));
+        QTest::mousePress(&screen.viewport(), On, {}, QPoint(100, y));
         QCOMPARE(screen.list.selectedRow(), selected == 2 ? 0 : selected);
         QCOMPARE(screen.calls.isEmpty(), selected == 2);
     }
@@ -288,9 +288,9 @@ private slots:
     void doubleClick()
     {
         auto screen = ListOnScreen::evenRows(4);
-        QTest::mouseClick(&screen.cell(2), on, {}, QPoint(200, 30));
-        QTest::mouseClick(&screen.cell(1), on, {}, QPoint(200, 30));
-        QTest::mouseDClick(&screen.cell(1), on, {}, QPoint(200, 30));
+        QTest::mouseClick(&screen.cell(2), On, {}, QPoint(200, 30));
+        QTest::mouseClick(&screen.cell(1), On, {}, QPoint(200, 30));
+        QTest::mouseDClick(&screen.cell(1), On, {}, QPoint(200, 30));
         QCOMPARE(screen.calls.mid(1), QStringList({u"selection"_s, u"open 1"_s, u"selection"_s}));
         QCOMPARE(screen.list.selectedRow(), 1);
         screen.forget();
@@ -573,13 +573,13 @@ private slots:
         QCOMPARE(thumb->geometry().bottom(), 197);
 
         // It keeps to the pointer, and the rows follow.
-        QTest::mousePress(thumb, on, {}, QPoint(6, 10));
+        QTest::mousePress(thumb, On, {}, QPoint(6, 10));
         const QPointF to(6, 10 - way / 2.0);
-        QMouseEvent move(QEvent::MouseMove, to, thumb->mapToGlobal(to), Qt::NoButton, on, Qt::NoModifier);
+        QMouseEvent move(QEvent::MouseMove, to, thumb->mapToGlobal(to), Qt::NoButton, On, Qt::NoModifier);
         QCoreApplication::sendEvent(thumb, &move);
         QVERIFY(qAbs(screen.list.scrollOffset() - 400) <= 3);
         QVERIFY(qAbs(thumb->y() - top - way / 2) <= 1);
-        QTest::mouseRelease(thumb, on, {}, QPoint(6, 10));
+        QTest::mouseRelease(thumb, On, {}, QPoint(6, 10));
         const int offset = screen.list.scrollOffset();
         QCoreApplication::sendEvent(thumb, &move);
         QCOMPARE(screen.list.scrollOffset(), offset);
@@ -647,7 +647,7 @@ private slots:
         QVERIFY(markedAt(25) && markedAt(75) && markedAt(150));
         QTest::keyClick(&screen.list, Qt::Key_End);
         QVERIFY(!markedAt(25) && markedAt(75) && !markedAt(150));
-        QTest::mouseClick(&screen.after, on);
+        QTest::mouseClick(&screen.after, On);
         screen.after.setFocus();
         QVERIFY(!markedAt(75));
         screen.list.setFocus(Qt::MouseFocusReason);

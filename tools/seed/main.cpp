@@ -30,7 +30,7 @@ struct Line
     int daysAgo = 0;
 };
 
-const std::vector<Line> mixed{
+const std::vector<Line> Mixed{
     {"Harbour Lights", "HL-2", "Website relaunch", "Design", 65, "", true},
     {"Harbour Lights", "HL-2", "Website relaunch", "Programming", 160,
      "Reworked the invoice import so that the totals agree with the ledger, then wrote to the client about the two "
@@ -42,7 +42,7 @@ const std::vector<Line> mixed{
     {"Northfield Dairy", "", "Annual report", "Meetings", 30, "Kick-off", false, "", 1},
 };
 
-const std::vector<Line> extremes{
+const std::vector<Line> Extremes{
     {"The Honourable Society of Lighthouse Keepers, Pilots and Harbour Masters of the Northern Isles", "LIGHT-2026-09",
      "Restoration of the Great Lamp Room including its lenses, its clockwork and all of the papers",
      "Research in the archives of the county and of the parish, with photographs", 7665,
@@ -107,12 +107,12 @@ int main(int argc, char** argv)
     const std::string scene = argc == 3 ? argv[2] : "";
     std::vector<Line> lines;
     if (scene == "mixed" || scene == "times") {
-        lines = mixed;
+        lines = Mixed;
     } else if (scene == "long") {
-        lines = extremes;
+        lines = Extremes;
     } else if (scene == "full") {
         for (int i = 0; i < 40; ++i) {
-            Line line = mixed[static_cast<std::size_t>(i) % 5];
+            Line line = Mixed[static_cast<std::size_t>(i) % 5];
             line.minutes = 7 + 13 * i % 180;
             line.running = i == 2;
             lines.push_back(line);
