@@ -90,6 +90,7 @@ public:
         for (int i = 0; i < ProjectCount; ++i) {
             auto& project = company.insertWithId<model::Project>(QString::number(i + 1), m_context);
             project.setName(projectName(i));
+            m_renamed = &project;
             project.setClient(clients[static_cast<std::size_t>(i % ClientCount)]);
             auto& assignment = company.insertWithId<model::UserAssignment>(QString::number(i + 1), m_context);
             assignment.setUser(&user);
@@ -108,7 +109,12 @@ public:
         press(u"w"_s);
     }
 
-    editing::ProjectQuillonAutocompleter& picker() { return *m_picker; }
+    /// As a refresh does that brings another name.
+    void changeCatalog()
+    {
+        m_renamed->setName(projectName(++m_renames));
+        m_picker->reloadData();
+    }
 
     /// Milliseconds from the key to the picture. `text` takes the place of what was there.
     double press(const QString& text)
@@ -132,6 +138,8 @@ private:
 
     std::shared_ptr<store::Coordinator> m_coordinator;
     store::Context m_context;
+    model::Project* m_renamed = nullptr; ///< the last one
+    int m_renames = 0;
     QWidget m_window;
     std::unique_ptr<editing::ProjectQuillonAutocompleter> m_picker;
 };
@@ -157,7 +165,7 @@ void measurePicker()
     const Pairs renewed = pairs(
         Turns,
         [&] {
-            picker.picker().reloadData();
+            picker.changeCatalog();
             return picker.press(u"r"_s);
         },
         [&] { return searchTime(names, u"r"_s); });

@@ -54,6 +54,7 @@ User* User::findByEmail(const QString& email, const Company& company)
 std::vector<Project*> User::assignedProjects() const
 {
     std::vector<Project*> projects;
+    projects.reserve(assigned().size());
     for (const Listed& each : assigned())
         projects.push_back(each.project);
     return projects;

@@ -41,7 +41,7 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
 /// The highest window of this program that stays on top of others and takes the keyboard. Null: none is shown.
 QWindow* windowOnTop()
 {
-    constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
+    static constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
     QWidgetList onTop = QApplication::topLevelWidgets();
     onTop.removeIf([](const QWidget* widget) {
         return !widget->isVisible() || (widget->windowFlags() & flags) != Qt::WindowStaysOnTopHint ||
