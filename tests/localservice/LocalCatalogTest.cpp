@@ -31,77 +31,74 @@ class LocalCatalogTest : public QObject
     Q_OBJECT
 
 private slots:
-    void tidiesNames();
-    void refusesWhatPeopleWouldRegret();
-    void archivedTasksAreNamesOnly();
+    void tidiesNames()
+    {
+        for (const auto& [typed, kept] : std::initializer_list<std::pair<std::string, std::string>>{
+                 {"\t Web\r\n \nsite \u00a0", "Web site"},
+                 {"\u200b \u202e\ufeff", ""},          // nothing to see
+                 {"\u202ea\u202eb\u202e", "a\u202eb"}, // a direction within
+                 {"👩🏽\u200d💻", "👩🏽\u200d💻"},
+                 {"a\x01\x7f\xff\xc3", "a"}}) // what XML cannot carry
+            QCOMPARE(localservice::nameText(typed), kept);
+    }
+
+    void refusesWhatPeopleWouldRegret()
+    {
+        Scenario s;
+        const auto& a = s.acme;
+        const auto in = [&](auto work) { return problem(s, s.acme.id, work); };
+        QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, " \n"); }), u"Name"_s);
+        QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, "design"); }), u"Name"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.rename(Kind::Task, a.design, "DESIGN "); }), u""_s);
+        QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "web"}); }), u"Name"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "two"}); }), u""_s);
+        QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.website, {.code = std::string(41, 'x')}); }), u"Code"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Client, 1); }), u"Booked"_s);
+        s.add();
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.website); }), u"Booked"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Task, a.design); }), u"Booked"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.internal); }), u""_s);
+        QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.internal, {.name = "Gone"}); }), u"Missing"_s);
+
+        // A client is archived with its projects, and takes no new ones until it is back.
+        QCOMPARE(in([](Catalog& c) { return c.setActive(Kind::Client, 1, false); }), u""_s);
+        QCOMPARE(s.get(u"/projects"_s).texts(u"active"_s), (QStringList{u"false"_s, u"false"_s}));
+        QCOMPARE(in([](Catalog& c) { return c.addProject({1, "Late"}); }), u"Client"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.setActive(Kind::Project, a.website, true); }), u""_s);
+        QCOMPARE(s.get(u"/clients"_s).texts(u"active"_s), QStringList{u"true"_s});
+
+        // Another account's records are as if they were not there.
+        const auto& other = s.clock;
+        for (const auto& kind : {in([&](Catalog& c) { return c.rename(Kind::Task, other.design, "X"); }),
+                                 in([&](Catalog& c) { return c.setActive(Kind::Project, other.website, false); }),
+                                 in([&](Catalog& c) { return c.offerTask(a.website, other.design, true); }),
+                                 in([&](Catalog& c) { return c.assignPerson(a.website, other.person); })})
+            QCOMPARE(kind, u"Missing"_s);
+        QCOMPARE(in([](Catalog& c) { return c.addProject({2, "Abroad"}); }), u"Client"_s);
+        in([&](Catalog& c) {
+            c.withdrawTask(other.website, other.design);
+            c.releasePerson(other.website, other.person);
+            return Catalog::Done();
+        });
+        s.useTimestamps();
+        QCOMPARE(s.get(u"/task_assignments"_s).texts(u"id"_s).size(), 3);
+        QCOMPARE(s.get(u"/user_assignments"_s).texts(u"id"_s).size(), 2);
+    }
+
+    void archivedTasksAreNamesOnly()
+    {
+        Scenario s;
+        s.add();
+        QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.setActive(Kind::Task, s.acme.design, false); }),
+                 u""_s);
+        QCOMPARE(s.get(u"/daily"_s).texts(u"name"_s),
+                 (QStringList{u"Internal"_s, u"Support"_s, u"Website"_s, u"Support"_s}));
+        QCOMPARE(s.get(u"/task_assignments"_s).texts(u"task-id"_s), (QStringList{u"2"_s, u"2"_s}));
+        QCOMPARE(s.get(u"/tasks"_s).texts(u"name"_s), (QStringList{u"Design"_s, u"Support"_s}));
+        const auto refused = s.post(u"/daily/add"_s, requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}}));
+        QCOMPARE(refused.text(u"message"_s), u"This task has been archived."_s);
+    }
 };
-
-void LocalCatalogTest::tidiesNames()
-{
-    for (const auto& [typed, kept] : std::initializer_list<std::pair<std::string, std::string>>{
-             {"\t Web\r\n \nsite \u00a0", "Web site"},
-             {"\u200b \u202e\ufeff", ""},          // nothing to see
-             {"\u202ea\u202eb\u202e", "a\u202eb"}, // a direction within
-             {"👩🏽\u200d💻", "👩🏽\u200d💻"},
-             {"a\x01\x7f\xff\xc3", "a"}}) // what XML cannot carry
-        QCOMPARE(localservice::nameText(typed), kept);
-}
-
-void LocalCatalogTest::refusesWhatPeopleWouldRegret()
-{
-    Scenario s;
-    const auto& a = s.acme;
-    const auto in = [&](auto work) { return problem(s, s.acme.id, work); };
-    QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, " \n"); }), u"Name"_s);
-    QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, "design"); }), u"Name"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.rename(Kind::Task, a.design, "DESIGN "); }), u""_s);
-    QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "web"}); }), u"Name"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "two"}); }), u""_s);
-    QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.website, {.code = std::string(41, 'x')}); }), u"Code"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Client, 1); }), u"Booked"_s);
-    s.add();
-    QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.website); }), u"Booked"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Task, a.design); }), u"Booked"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.internal); }), u""_s);
-    QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.internal, {.name = "Gone"}); }), u"Missing"_s);
-
-    // A client is archived with its projects, and takes no new ones until it is back.
-    QCOMPARE(in([](Catalog& c) { return c.setActive(Kind::Client, 1, false); }), u""_s);
-    QCOMPARE(s.get(u"/projects"_s).texts(u"active"_s), (QStringList{u"false"_s, u"false"_s}));
-    QCOMPARE(in([](Catalog& c) { return c.addProject({1, "Late"}); }), u"Client"_s);
-    QCOMPARE(in([&](Catalog& c) { return c.setActive(Kind::Project, a.website, true); }), u""_s);
-    QCOMPARE(s.get(u"/clients"_s).texts(u"active"_s), QStringList{u"true"_s});
-
-    // Another account's records are as if they were not there.
-    const auto& other = s.clock;
-    for (const auto& kind : {in([&](Catalog& c) { return c.rename(Kind::Task, other.design, "X"); }),
-                             in([&](Catalog& c) { return c.setActive(Kind::Project, other.website, false); }),
-                             in([&](Catalog& c) { return c.offerTask(a.website, other.design, true); }),
-                             in([&](Catalog& c) { return c.assignPerson(a.website, other.person); })})
-        QCOMPARE(kind, u"Missing"_s);
-    QCOMPARE(in([](Catalog& c) { return c.addProject({2, "Abroad"}); }), u"Client"_s);
-    in([&](Catalog& c) {
-        c.withdrawTask(other.website, other.design);
-        c.releasePerson(other.website, other.person);
-        return Catalog::Done();
-    });
-    s.useTimestamps();
-    QCOMPARE(s.get(u"/task_assignments"_s).texts(u"id"_s).size(), 3);
-    QCOMPARE(s.get(u"/user_assignments"_s).texts(u"id"_s).size(), 2);
-}
-
-void LocalCatalogTest::archivedTasksAreNamesOnly()
-{
-    Scenario s;
-    s.add();
-    QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.setActive(Kind::Task, s.acme.design, false); }), u""_s);
-    QCOMPARE(s.get(u"/daily"_s).texts(u"name"_s),
-             (QStringList{u"Internal"_s, u"Support"_s, u"Website"_s, u"Support"_s}));
-    QCOMPARE(s.get(u"/task_assignments"_s).texts(u"task-id"_s), (QStringList{u"2"_s, u"2"_s}));
-    QCOMPARE(s.get(u"/tasks"_s).texts(u"name"_s), (QStringList{u"Design"_s, u"Support"_s}));
-    const auto refused = s.post(u"/daily/add"_s, requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}}));
-    QCOMPARE(refused.text(u"message"_s), u"This task has been archived."_s);
-}
 
 QTEST_GUILESS_MAIN(LocalCatalogTest)
 #include "LocalCatalogTest.moc"
