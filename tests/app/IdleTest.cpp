@@ -91,10 +91,10 @@ public:
     /// An earlier run has left half an hour of a timer that runs.
     void rememberTimer()
     {
-        const QString id = elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(website)},
-                                                                   {u"task_id"_s, QString::number(design)},
-                                                                   {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}))
-                               .text(u"id"_s);
+        const QString id =
+            elsewhere(u"/daily/add"_s,
+                      requestBody(u"project_id=%1 task_id=%2 spent_at=2013-01-15"_s.arg(website).arg(design)))
+                .text(u"id"_s);
         store::Context& cache = *menulet->managedObjectContext();
         auto& company = model::Company::findOrCreateCompany(u"acme"_s, cache);
         auto& entry = company.findOrCreateById<model::DayEntry>(id, cache);
@@ -291,9 +291,9 @@ private slots:
         run.work(Step);
         run.test.sleep.sleep(3min);
         QCOMPARE(run.alert(), asksAboutMinutes(10));
-        run.elsewhere(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(run.website)},
-                                                    {u"task_id"_s, QString::number(run.meetings)},
-                                                    {u"spent_at"_s, u"Tue, 15 Jan 2013"_s}}));
+        run.elsewhere(
+            u"/daily/add"_s,
+            requestBody(u"project_id=%1 task_id=%2 spent_at=2013-01-15"_s.arg(run.website).arg(run.meetings)));
         run.refresh();
         run.press(1);
         QCOMPARE(run.corrections(), QStringList());

@@ -42,6 +42,14 @@ QStringList Answer::texts(const QString& element) const
     return xml.hasError() ? QStringList{u"malformed"_s} : found;
 }
 
+QString Answer::row(const QString& elements) const
+{
+    QStringList all;
+    for (const auto& element : elements.split(u' '))
+        all += texts(element).join(u' ');
+    return all.join(u'|');
+}
+
 QString Answer::root() const
 {
     QXmlStreamReader xml(body);
@@ -97,14 +105,14 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
     return answer;
 }
 
-QByteArray requestBody(const QList<std::pair<QString, QString>>& fields, const QString& root)
+QByteArray requestBody(const QString& fields, const QString& root)
 {
     QByteArray body;
     QXmlStreamWriter xml(&body);
     xml.writeStartDocument();
     xml.writeStartElement(root);
-    for (const auto& [name, text] : fields)
-        xml.writeTextElement(name, text);
+    for (const auto& field : fields.split(u' ', Qt::SkipEmptyParts))
+        xml.writeTextElement(field.section(u'=', 0, 0), field.section(u'=', 1).replace(u'_', u' '));
     xml.writeEndDocument();
     return body;
 }

@@ -18,6 +18,8 @@ struct Answer
     /// The texts of all elements of that name, in document order; only "malformed" when the body is not XML.
     QStringList texts(const QString& element) const;
     QString text(const QString& element) const { return texts(element).value(0); }
+    /// The texts of these elements, whose names are separated by blanks: "7|true|" where the third is not there.
+    QString row(const QString& elements) const;
     QString root() const;
 };
 
@@ -47,6 +49,6 @@ private:
     QByteArray m_credentials;
 };
 
-/// The body of an add or update request, from pairs of element and text.
-QByteArray requestBody(const QList<std::pair<QString, QString>>& fields,
-                       const QString& root = QStringLiteral("request"));
+/// The body of an add or update request with fields such as "hours=1.5 notes=two_words": an underscore in a value
+/// stands for a blank.
+QByteArray requestBody(const QString& fields, const QString& root = QStringLiteral("request"));

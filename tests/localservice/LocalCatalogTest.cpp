@@ -95,7 +95,7 @@ private slots:
                  (QStringList{u"Internal"_s, u"Support"_s, u"Website"_s, u"Support"_s}));
         QCOMPARE(s.get(u"/task_assignments"_s).texts(u"task-id"_s), (QStringList{u"2"_s, u"2"_s}));
         QCOMPARE(s.get(u"/tasks"_s).texts(u"name"_s), (QStringList{u"Design"_s, u"Support"_s}));
-        const auto refused = s.post(u"/daily/add"_s, requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}}));
+        const auto refused = s.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s));
         QCOMPARE(refused.text(u"message"_s), u"This task has been archived."_s);
     }
 };

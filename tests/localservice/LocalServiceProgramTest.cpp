@@ -132,7 +132,7 @@ QStringList onNetwork(const QString& setUp)
 
 QByteArray hourWithNote(const QString& note)
 {
-    return requestBody({{u"project_id"_s, u"1"_s}, {u"task_id"_s, u"1"_s}, {u"hours"_s, u"1"_s}, {u"notes"_s, note}});
+    return requestBody(u"project_id=1 task_id=1 hours=1 notes="_s + note);
 }
 
 } // namespace

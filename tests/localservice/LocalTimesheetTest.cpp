@@ -13,23 +13,10 @@ using namespace std::string_literals;
 
 namespace {
 
-using Fields = QList<std::pair<QString, QString>>;
-
-/// "hours=1.5 notes=x" as fields; an underscore in a value stands for a blank.
-Fields fieldsOf(const QString& text)
-{
-    Fields fields;
-    for (const auto& pair : text.split(u' ', Qt::SkipEmptyParts))
-        fields.append({pair.section(u'=', 0, 0), pair.section(u'=', 1).replace(u'_', u' ')});
-    return fields;
-}
-
 /// Start, end and hours of the entry, or the message of a refusal.
-QStringList times(const Answer& answer)
+QString times(const Answer& answer)
 {
-    if (answer.status != 200)
-        return {answer.text(u"message"_s)};
-    return {answer.text(u"started_at"_s), answer.text(u"ended_at"_s), answer.text(u"hours"_s)};
+    return answer.status == 200 ? answer.row(u"started_at ended_at hours"_s) : answer.text(u"message"_s);
 }
 
 } // namespace
@@ -44,13 +31,9 @@ private slots:
         Scenario s;
         const auto acme = s.get(u"/account/who_am_i"_s);
         QCOMPARE(acme.root(), u"hash"_s);
-        QCOMPARE(acme.texts(u"id"_s), QStringList{QString::number(s.acme.person)});
-        QCOMPARE(acme.text(u"admin"_s), u"true"_s);
-        QCOMPARE(acme.text(u"timezone"_s), u"Europe/Berlin"_s);
-        QCOMPARE(acme.text(u"timestamp-timers"_s), u"false"_s);
+        QCOMPARE(acme.row(u"id admin timezone timestamp-timers"_s), u"1|true|Europe/Berlin|false"_s);
         s.useTimestamps();
-        QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"timestamp-timers"_s), u"true"_s);
-        QCOMPARE(s.get(u"/account/who_am_i"_s).text(u"id"_s), QString::number(s.clock.person));
+        QCOMPARE(s.get(u"/account/who_am_i"_s).row(u"id timestamp-timers"_s), u"2|true"_s);
     }
 
     void offersOnlyBookableProjects()
@@ -70,43 +53,27 @@ private slots:
     void writesEveryFieldOfAnEntry()
     {
         Scenario s;
-        const auto id = s.add({{u"notes"_s, u"R&D <b>\nline – ü"_s}, {u"spent_at"_s, u"Thu, 29 Feb 2024"_s}});
+        const auto id = s.add(u"notes=R&D_<b>\nline_–_ü spent_at=Thu,_29_Feb_2024"_s);
         s.pass(90min);
         const auto day = s.get(u"/daily/60/2024?slim=1"_s);
         QCOMPARE(day.text(u"for_day"_s), u"Thu, 29 Feb 2024"_s);
-        const QList<std::pair<QString, QString>> expected{{u"id"_s, id},
-                                                          {u"user_id"_s, QString::number(s.acme.person)},
-                                                          {u"spent_at"_s, u"2024-02-29"_s},
-                                                          {u"project_id"_s, QString::number(s.acme.website)},
-                                                          {u"project"_s, u"Website"_s},
-                                                          {u"client"_s, u"Bread <& Sons>"_s},
-                                                          {u"task_id"_s, QString::number(s.acme.design)},
-                                                          {u"task"_s, u"Design"_s},
-                                                          {u"hours"_s, u"1.5"_s},
-                                                          {u"hours_without_timer"_s, u"0.0"_s},
-                                                          {u"timer_started_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s},
-                                                          {u"notes"_s, u"R&D <b>\nline – ü"_s},
-                                                          {u"is_locked"_s, u"false"_s},
-                                                          {u"is_billed"_s, u"false"_s},
-                                                          {u"created_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s},
-                                                          {u"updated_at"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s}};
-        for (const auto& [name, text] : expected)
-            QCOMPARE(day.texts(name), QStringList{text});
+        const QString moment = u"Tue, 5 Mar 2024 08:15:40 +0000"_s;
+        QCOMPARE(day.row(u"id user_id spent_at project_id project client task_id task hours hours_without_timer"_s),
+                 id + u"|1|2024-02-29|1|Website|Bread <& Sons>|1|Design|1.5|0.0"_s);
+        QCOMPARE(day.row(u"timer_started_at created_at updated_at notes is_locked is_billed"_s),
+                 QStringList({moment, moment, moment, u"R&D <b>\nline – ü"_s, u"false"_s, u"false"_s}).join(u'|'));
         QVERIFY(day.texts(u"started_at"_s).isEmpty() && day.texts(u"locked_reason"_s).isEmpty());
 
         QVERIFY(s.database().setBilled(id.toLongLong(), true));
         QVERIFY(s.database().lockEntry(id.toLongLong(), "Approved."));
-        const auto locked = s.get(u"/daily/60/2024?slim=1"_s);
-        QCOMPARE(locked.text(u"is_billed"_s), u"true"_s);
-        QCOMPARE(locked.text(u"locked_reason"_s), u"Approved."_s);
+        QCOMPARE(s.get(u"/daily/60/2024?slim=1"_s).row(u"is_billed locked_reason"_s), u"true|Approved."_s);
     }
 
     void addsFinishedAndRunningEntries()
     {
         Scenario s;
         const auto check = [&](const QString& fields, const QString& hours, bool running) {
-            const Fields booking = fieldsOf(u"project_id=1 task_id=1"_s);
-            const auto added = s.post(u"/daily/add"_s, requestBody(booking + fieldsOf(fields)));
+            const auto added = s.book(fields);
             QCOMPARE(added.text(u"hours"_s), hours);
             QCOMPARE(!added.text(u"timer_started_at"_s).isEmpty(), running);
             QVERIFY(added.text(u"started_at"_s).isEmpty());
@@ -130,9 +97,7 @@ private slots:
             QCOMPARE(answer.text(u"kind"_s), u"Validation"_s);
             QCOMPARE(answer.text(u"message"_s), message);
         };
-        const auto book = [&](const QString& fields, const QString& message) {
-            check(requestBody(fieldsOf(fields)), message);
-        };
+        const auto book = [&](const QString& fields, const QString& message) { check(requestBody(fields), message); };
         book(u"task_id=1"_s, u"This project does not exist."_s);
         book(u"project_id=3 task_id=1"_s, u"This project does not exist."_s); // another account's
         book(u"project_id=1"_s, u"This task does not exist."_s);
@@ -157,13 +122,13 @@ private slots:
         const auto second = s.add();
         QCOMPARE(s.today().texts(u"hours"_s), (QStringList{u"0.0347"_s, u"0.0"_s}));
         s.pass(600s);
-        QCOMPARE(s.get(u"/daily/timer/"_s + first).text(u"timer_started_at"_s), u"Tue, 5 Mar 2024 08:27:45 +0000"_s);
+        QCOMPARE(s.toggle(first).text(u"timer_started_at"_s), u"Tue, 5 Mar 2024 08:27:45 +0000"_s);
         s.pass(1s);
         const auto running = s.today();
         QCOMPARE(running.texts(u"hours"_s), (QStringList{u"0.035"_s, u"0.1667"_s}));
         QCOMPARE(running.texts(u"hours_without_timer"_s), (QStringList{u"0.0347"_s, u"0.1667"_s}));
         QCOMPARE(running.texts(u"timer_started_at"_s).size(), 1);
-        QCOMPARE(s.get(u"/daily/timer/"_s + first).root(), u"timer"_s);
+        QCOMPARE(s.toggle(first).root(), u"timer"_s);
         s.pass(1h);
         const auto stopped = s.today();
         QCOMPARE(stopped.texts(u"hours"_s), (QStringList{u"0.035"_s, u"0.1667"_s}));
@@ -180,22 +145,19 @@ private slots:
         QCOMPARE(s.today().text(u"for_day"_s), u"Wed, 6 Mar 2024"_s);
         QCOMPARE(s.today().texts(u"id"_s), QStringList{});
         QCOMPARE(s.get(u"/daily/65/2024?slim=1"_s).text(u"hours"_s), u"14.7417"_s);
-        const auto stopped = s.get(u"/daily/timer/"_s + id);
-        QCOMPARE(stopped.text(u"spent_at"_s), u"2024-03-05"_s);
-        QCOMPARE(stopped.text(u"hours"_s), u"14.7417"_s);
-        QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"spent_at"_s), u"2024-03-05"_s);
+        const auto stopped = s.toggle(id);
+        QCOMPARE(stopped.row(u"spent_at hours"_s), u"2024-03-05|14.7417"_s);
+        QCOMPARE(s.toggle(id).text(u"spent_at"_s), u"2024-03-05"_s);
     }
 
     void aClockSetBackTakesNothingAway()
     {
         Scenario s;
-        const auto id = s.add({{u"hours"_s, u"0.5"_s}});
-        s.get(u"/daily/timer/"_s + id);
+        const auto id = s.add(u"hours=0.5"_s);
+        s.toggle(id);
         s.pass(-2h);
-        const auto day = s.today();
-        QCOMPARE(day.text(u"hours"_s), u"0.5"_s);
-        QCOMPARE(day.text(u"timer_started_at"_s), u"Tue, 5 Mar 2024 06:15:40 +0000"_s);
-        QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"hours"_s), u"0.5"_s);
+        QCOMPARE(s.today().row(u"hours timer_started_at"_s), u"0.5|Tue, 5 Mar 2024 06:15:40 +0000"_s);
+        QCOMPARE(s.toggle(id).text(u"hours"_s), u"0.5"_s);
     }
 
     void editingLeavesUntouchedTimeExact()
@@ -205,8 +167,8 @@ private slots:
             const auto id = s.add();
             s.pass(std::chrono::seconds(seconds));
             if (!running)
-                s.get(u"/daily/timer/"_s + id);
-            const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
+                s.toggle(id);
+            const auto answer = s.update(id, fields);
             QCOMPARE(answer.root(), u"add"_s);
             QCOMPARE(answer.text(u"hours"_s), hours);
             QCOMPARE(!answer.text(u"timer_started_at"_s).isEmpty(), running);
@@ -254,9 +216,9 @@ private slots:
     void formsOlderThanTheirEntryAreRefused()
     {
         Scenario s;
-        const auto id = s.add({{u"hours"_s, u"1"_s}});
+        const auto id = s.add(u"hours=1"_s);
         const auto seen = s.timesheet().entry(id.toLongLong()).value().updated;
-        s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"elsewhere"_s}}));
+        s.update(id, u"notes=elsewhere"_s);
         const auto refused = s.timesheet().update(id.toLongLong(), {.notes = "here"}, seen).error();
         QCOMPARE(refused.problem.status, 409);
         QCOMPARE(refused.current.value().notes, "elsewhere"s);
@@ -268,19 +230,12 @@ private slots:
     void editingMovesAnEntry()
     {
         Scenario s;
-        const auto id = s.add({{u"hours"_s, u"1"_s}});
-        const auto moved =
-            s.post(u"/daily/update/"_s + id, requestBody({{u"project_id"_s, QString::number(s.acme.internal)},
-                                                          {u"task_id"_s, QString::number(s.acme.support)},
-                                                          {u"spent_at"_s, u"Mon, 4 Mar 2024"_s},
-                                                          {u"notes"_s, u"moved"_s},
-                                                          {u"hours"_s, u"1.00"_s}}));
-        QCOMPARE(moved.text(u"project"_s), u"Internal"_s);
-        QCOMPARE(moved.text(u"spent_at"_s), u"2024-03-04"_s);
+        const auto id = s.add(u"hours=1"_s);
+        const auto moved = s.update(id, u"project_id=2 task_id=2 spent_at=Mon,_4_Mar_2024 notes=moved hours=1.00"_s);
+        QCOMPARE(moved.row(u"project spent_at"_s), u"Internal|2024-03-04"_s);
         QCOMPARE(s.today().texts(u"id"_s), QStringList{});
         QCOMPARE(s.get(u"/daily/64/2024"_s).text(u"notes"_s), u"moved"_s);
-        const auto refused =
-            s.post(u"/daily/update/"_s + id, requestBody({{u"task_id"_s, QString::number(s.acme.design)}}));
+        const auto refused = s.update(id, u"task_id=1"_s);
         QCOMPARE(refused.text(u"message"_s), u"This task is not offered on the project."_s);
     }
 
@@ -288,20 +243,16 @@ private slots:
     {
         Scenario s;
         s.useTimestamps();
-        const auto check = [&](const QString& fields, const QString& summary) {
-            const Fields booking{{u"project_id"_s, QString::number(s.clock.website)},
-                                 {u"task_id"_s, QString::number(s.clock.design)}};
-            const auto answer = s.post(u"/daily/add"_s, requestBody(booking + fieldsOf(fields)));
-            QStringList parts = times(answer);
-            if (answer.status == 200)
-                parts += answer.text(u"timer_started_at"_s).isEmpty() ? u"stopped"_s : u"running"_s;
-            QCOMPARE(parts.join(u'|'), summary);
+        const auto check = [&](const QString& fields, const QString& summary, bool running = false) {
+            const auto answer = s.book(fields);
+            QCOMPARE(times(answer), summary);
+            QCOMPARE(answer.text(u"timer_started_at"_s).isEmpty(), !running);
         };
-        check(u""_s, u"9:15am||0.0|running"_s);
-        check(u"started_at=8:45AM hours=3"_s, u"8:45am||0.5111|running"_s);
-        check(u"started_at=11:50AM ended_at=1:05PM"_s, u"11:50am|1:05pm|1.25|stopped"_s);
-        check(u"hours=0.75"_s, u"||0.75|stopped"_s);
-        check(u"started_at=8:45AM spent_at=2024-03-01"_s, u"8:45am||0.0|running"_s);
+        check(u""_s, u"9:15am||0.0"_s, true);
+        check(u"started_at=8:45AM hours=3"_s, u"8:45am||0.5111"_s, true);
+        check(u"started_at=11:50AM ended_at=1:05PM"_s, u"11:50am|1:05pm|1.25"_s);
+        check(u"hours=0.75"_s, u"||0.75"_s);
+        check(u"started_at=8:45AM spent_at=2024-03-01"_s, u"8:45am||0.0"_s, true);
         check(u"started_at=9:00AM ended_at=8:59AM"_s, u"The end time is before the start time."_s);
         check(u"started_at=9:16AM"_s, u"The start time is later than now."_s);
         check(u"started_at=25:00"_s, u"The start time cannot be read."_s);
@@ -315,14 +266,14 @@ private slots:
             const auto id = s.add();
             // From 9:15:40 to 9:45:40 and again from 10:15:40; where it is finished, until 10:25:40.
             s.pass(30min);
-            QCOMPARE(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s), u"9:45am"_s);
+            QCOMPARE(s.toggle(id).text(u"ended_at"_s), u"9:45am"_s);
             s.pass(30min);
-            QVERIFY(s.get(u"/daily/timer/"_s + id).text(u"ended_at"_s).isEmpty());
+            QVERIFY(s.toggle(id).text(u"ended_at"_s).isEmpty());
             s.pass(10min);
             if (!running)
-                s.get(u"/daily/timer/"_s + id);
-            const auto answer = s.post(u"/daily/update/"_s + id, requestBody(fieldsOf(fields)));
-            QCOMPARE(times(answer).join(u'|'), summary);
+                s.toggle(id);
+            const auto answer = s.update(id, fields);
+            QCOMPARE(times(answer), summary);
             QCOMPARE(s.today().texts(u"timer_started_at"_s).size(), running ? 1 : 0);
         };
         check(false, u"started_at=9:15AM ended_at=10:25AM hours=1.17"_s, u"9:15am|10:25am|0.6667"_s); // untouched
@@ -336,25 +287,23 @@ private slots:
     {
         Scenario s;
         const auto running = s.add();
-        const auto finished = s.add({{u"hours"_s, u"1"_s}});
+        const auto finished = s.add(u"hours=1"_s);
         for (const auto& id : {running, finished})
             QVERIFY(s.database().lockEntry(id.toLongLong(), "Approved."));
         const auto message = u"This entry is locked: Approved."_s;
-        QCOMPARE(s.post(u"/daily/update/"_s + finished, requestBody({{u"notes"_s, u"x"_s}})).text(u"message"_s),
-                 message);
+        QCOMPARE(s.update(finished, u"notes=x"_s).text(u"message"_s), message);
         QCOMPARE(s.get(u"/daily/delete/"_s + finished).text(u"message"_s), message);
-        QCOMPARE(s.get(u"/daily/timer/"_s + finished).text(u"message"_s), message);
+        QCOMPARE(s.toggle(finished).text(u"message"_s), message);
         QCOMPARE(s.sync(finished, u"0.50"_s, u"stopped"_s, u"Wed, 6 Mar 2024 00:00:00 +0000"_s).status, 500);
         QCOMPARE(s.today().texts(u"hours"_s), (QStringList{u"0.0"_s, u"1.0"_s}));
         // Only stopping is allowed: a timer that nobody can stop would count for ever.
         s.pass(36s);
-        QCOMPARE(s.get(u"/daily/timer/"_s + running).text(u"hours"_s), u"0.01"_s);
+        QCOMPARE(s.toggle(running).text(u"hours"_s), u"0.01"_s);
 
         QVERIFY(s.database().lockEntry(finished.toLongLong(), ""));
         QVERIFY(s.database().setProjectActive(s.acme.website, false));
-        QCOMPARE(s.get(u"/daily/timer/"_s + finished).text(u"message"_s), u"This project has been archived."_s);
-        QCOMPARE(s.post(u"/daily/update/"_s + finished, requestBody({{u"hours"_s, u"2"_s}})).text(u"hours"_s),
-                 u"2.0"_s);
+        QCOMPARE(s.toggle(finished).text(u"message"_s), u"This project has been archived."_s);
+        QCOMPARE(s.update(finished, u"hours=2"_s).text(u"hours"_s), u"2.0"_s);
         QCOMPARE(s.get(u"/daily/delete/"_s + finished).root(), u"result"_s);
         QCOMPARE(s.today().texts(u"id"_s), QStringList{running});
         const auto again = s.get(u"/daily/delete/"_s + finished);
@@ -388,11 +337,9 @@ private slots:
         s.pass(10min);
         const auto seen = s.today().text(u"updated_at"_s);
         // Two changes within the second that the client has seen.
-        const auto changed =
-            s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"elsewhere"_s}})).text(u"updated_at"_s);
+        const auto changed = s.update(id, u"notes=elsewhere"_s).text(u"updated_at"_s);
         QVERIFY(changed != seen);
-        QVERIFY(s.post(u"/daily/update/"_s + id, requestBody({{u"notes"_s, u"again"_s}})).text(u"updated_at"_s) !=
-                changed);
+        QVERIFY(s.update(id, u"notes=again"_s).text(u"updated_at"_s) != changed);
         for (const auto& stale : {seen, changed}) {
             const auto refused = s.sync(id, u"0.00"_s, u"stopped"_s, stale);
             QCOMPARE(refused.status, 409);
@@ -410,15 +357,16 @@ private slots:
     void reachesOnlyOwnEntries()
     {
         Scenario s;
-        const auto id = s.add({{u"hours"_s, u"1"_s}});
+        const auto id = s.add(u"hours=1"_s);
         QVERIFY(s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Ray"}));
-        HttpClient bob(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
+        const auto client = s.client(s.acme, u"secret"_s, u"bob@example.com"_s);
+        HttpClient& bob = *client;
         QCOMPARE(bob.get(u"/daily?slim=1"_s).texts(u"id"_s), QStringList{});
         QCOMPARE(bob.get(u"/daily/timer/"_s + id).status, 500);
         QCOMPARE(bob.get(u"/daily/delete/"_s + id).status, 404);
-        QCOMPARE(bob.post(u"/daily/update/"_s + id, requestBody({{u"hours"_s, u"9"_s}})).status, 500);
+        QCOMPARE(bob.post(u"/daily/update/"_s + id, requestBody(u"hours=9"_s)).status, 500);
         QCOMPARE(bob.get(u"/daily"_s).texts(u"name"_s), QStringList{});
-        QCOMPARE(bob.post(u"/daily/add"_s, requestBody(fieldsOf(u"project_id=1 task_id=1"_s))).text(u"message"_s),
+        QCOMPARE(bob.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s)).text(u"message"_s),
                  u"You are not assigned to this project."_s);
         QCOMPARE(s.today().text(u"hours"_s), u"1.0"_s);
     }
@@ -430,7 +378,7 @@ private slots:
         const int before = version();
         QVERIFY(before > 0);
         const auto id = s.add();
-        s.get(u"/daily/timer/"_s + id);
+        s.toggle(id);
         s.get(u"/daily/delete/"_s + id);
         QVERIFY(s.database().addClient(s.clock.id, "Elsewhere"));
         QVERIFY(s.database().setPassword("acme", "ann@example.com", "secret"));
@@ -492,21 +440,19 @@ private slots:
         if (running == 0)
             s.get(u"/daily/timer/"_s + ids[0]);
         HttpClient second(QString::fromStdString(other.url("acme")), u"ann@example.com"_s, u"secret"_s);
-        QCOMPARE(second.post(u"/daily/add"_s, requestBody(fieldsOf(u"project_id=1 task_id=1"_s))).status, 200);
+        QCOMPARE(second.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s)).status, 200);
         QCOMPARE(s.today().texts(u"timer_started_at"_s), QStringList{});
     }
 
     void survivesARestart()
     {
         Scenario s;
-        const auto id = s.add({{u"notes"_s, u"kept"_s}});
+        const auto id = s.add(u"notes=kept"_s);
         s.pass(10min);
         s.restart();
         s.pass(5min);
         const auto day = s.today();
-        QCOMPARE(day.text(u"id"_s), id);
-        QCOMPARE(day.text(u"hours"_s), u"0.25"_s);
-        QCOMPARE(day.text(u"notes"_s), u"kept"_s);
+        QCOMPARE(day.row(u"id hours notes"_s), id + u"|0.25|kept"_s);
         s.get(u"/daily/delete/"_s + id);
         s.restart();
         QVERIFY(s.add().toInt() > id.toInt());

@@ -93,7 +93,7 @@ private slots:
         Scenario s;
         const fs::path folder = s.folder.path().toStdString();
         const fs::path file = folder / "deep/service.sqlite";
-        s.add({{u"hours"_s, u"1"_s}, {u"notes"_s, u"first"_s}});
+        s.add(u"hours=1 notes=first"_s);
         fs::copy_file(file, folder / "backup");
         const std::string commands =
             "cd " + folder.string() + " && f=deep/service.sqlite && { " + deed.commands + "; }";
@@ -126,11 +126,8 @@ private slots:
                     progress.wait(lock, [&] { return done; });
                 after = done;
             }
-            const QString note = u"entry %1"_s.arg(i);
-            const auto answer = s.post(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(s.acme.website)},
-                                                                     {u"task_id"_s, QString::number(s.acme.design)},
-                                                                     {u"hours"_s, u"0.5"_s},
-                                                                     {u"notes"_s, note}}));
+            const QString note = u"entry-%1"_s.arg(i);
+            const auto answer = s.book(u"hours=0.5 notes="_s + note);
             QVERIFY2(answer.status == 200 || answer.status == 500, answer.body.constData());
             if (answer.status == 200)
                 (after ? savedAfter : saved).append(note);
@@ -173,9 +170,9 @@ private slots:
         for (const auto& place : {file, QFileInfo(file).path()}) {
             const int before = static_cast<int>(s.today().texts(u"id"_s).size());
             QVERIFY(QFile::rename(place, away) || QDir().rename(place, away));
-            QCOMPARE(s.add({{u"hours"_s, u"1"_s}}), QString());
+            QCOMPARE(s.add(u"hours=1"_s), QString());
             QVERIFY(QFile::rename(away, place) || QDir().rename(away, place));
-            QVERIFY(!s.add({{u"hours"_s, u"1"_s}}).isEmpty());
+            QVERIFY(!s.add(u"hours=1"_s).isEmpty());
             QCOMPARE(s.today().texts(u"id"_s).size(), before + 1);
         }
         s.restart();
@@ -185,19 +182,19 @@ private slots:
     void othersMayBringTheJournalIn()
     {
         Scenario s;
-        s.add({{u"hours"_s, u"1"_s}});
+        s.add(u"hours=1"_s);
         SQLite::Database other(s.folder.filePath(u"deep/service.sqlite"_s).toStdString(), SQLite::OPEN_READWRITE);
         for (const char* how : {"PASSIVE", "FULL", "RESTART", "TRUNCATE"}) {
-            QVERIFY(!s.add({{u"hours"_s, u"1"_s}}).isEmpty());
+            QVERIFY(!s.add(u"hours=1"_s).isEmpty());
             // Into the data file, which nobody else may do.
             other.exec(std::string("PRAGMA wal_checkpoint(") + how + ")");
-            QVERIFY(!s.add({{u"hours"_s, u"1"_s}}).isEmpty());
+            QVERIFY(!s.add(u"hours=1"_s).isEmpty());
             other.exec("UPDATE entries SET notes = hex(randomblob(40000))");
         }
         // More than SQLite lets the journal have, so that changes of the service bring it in, too.
         for (int i = 0; i < 40; ++i) {
             other.exec("UPDATE entries SET notes = hex(randomblob(40000))");
-            QVERIFY(!s.add({{u"hours"_s, u"0.1"_s}}).isEmpty());
+            QVERIFY(!s.add(u"hours=0.1"_s).isEmpty());
             QCOMPARE(s.get(u"/account/who_am_i"_s).status, 200);
         }
     }

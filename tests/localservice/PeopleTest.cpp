@@ -80,14 +80,13 @@ private slots:
         Acme s;
         const Id bob = s.add("bob@example.com");
         s.database().assignPerson(s.acme.website, bob).value();
-        HttpClient client(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
-        const auto entry = client.post(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(s.acme.website)},
-                                                                     {u"task_id"_s, QString::number(s.acme.design)}}));
+        const auto client = s.client(s.acme, u"secret"_s, u"bob@example.com"_s);
+        const auto entry = client->post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s));
         QVERIFY(!entry.text(u"timer_started_at"_s).isEmpty());
         const auto version = s.get(u"/people"_s).headers.value(u"x-company-cache-version"_s);
 
         QCOMPARE(s.archived(bob, s.acme.person), u"done"_s);
-        QCOMPARE(client.get(u"/daily"_s).status, 401);
+        QCOMPARE(client->get(u"/daily"_s).status, 401);
         const auto list = s.get(u"/people"_s);
         QCOMPARE(list.texts(u"email"_s), (QStringList{u"ann@example.com"_s, u"bob@example.com"_s}));
         QCOMPARE(list.texts(u"is-active"_s), (QStringList{u"true"_s, u"false"_s}));
@@ -95,7 +94,7 @@ private slots:
         QCOMPARE(list.headers.value(u"x-company-cache-version"_s), version);
 
         QVERIFY(s.people([&](People people) { return people.restore(bob); }));
-        const auto day = client.get(u"/daily?slim=1"_s);
+        const auto day = client->get(u"/daily?slim=1"_s);
         QCOMPARE(day.texts(u"hours"_s), QStringList{u"1.0"_s});
         QCOMPARE(day.texts(u"timer_started_at"_s), QStringList{});
     }
@@ -173,8 +172,8 @@ private slots:
         const Id cages =
             data.addProject({.client = data.addClient(s.acme.id, "Zoo").value(), .name = "Cages", .rate = 70}).value();
         data.offerTask(cages, data.addTask(s.acme.id, "Feeding", 20).value(), true, 30).value();
-        s.Scenario::add({{u"hours"_s, u"1"_s}, {u"notes"_s, u"private"_s}});
-        HttpClient client(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
+        s.Scenario::add(u"hours=1 notes=private"_s);
+        const auto client = s.client(s.acme, u"secret"_s, u"bob@example.com"_s);
 
         static const QRegularExpression leaf(u"<([\\w-]+)>([^<\n]*)</"_s);
         const auto told = [](const Answer& answer) {
@@ -192,7 +191,7 @@ private slots:
                 return target + ": " + (records == nothing ? nothing : (root + ' ' + records).trimmed());
             };
             QCOMPARE(target + ": " + told(s.get(QString::fromUtf8(target))), expected(administrator));
-            QCOMPARE(target + ": " + told(client.get(QString::fromUtf8(target))), expected(member));
+            QCOMPARE(target + ": " + told(client->get(QString::fromUtf8(target))), expected(member));
         };
 
         const QByteArray ann = "id=1 email=ann@example.com first-name=Ann last-name=Lee is-admin=true is-active=true"

@@ -68,11 +68,9 @@ private slots:
         const Id bob = s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone"}).value();
         s.database().assignPerson(s.acme.website, bob).value();
         const auto add = [](HttpClient& client, Id project, Id task, const QString& date, const QString& hours) {
-            const auto answer = client.post(u"/daily/add"_s, requestBody({{u"project_id"_s, QString::number(project)},
-                                                                          {u"task_id"_s, QString::number(task)},
-                                                                          {u"spent_at"_s, date},
-                                                                          {u"hours"_s, hours}}));
-            QCOMPARE(answer.status, 200);
+            const auto fields = u"project_id=%1 task_id=%2 spent_at=%3 hours=%4"_s;
+            QCOMPARE(client.post(u"/daily/add"_s, requestBody(fields.arg(project).arg(task).arg(date, hours))).status,
+                     200);
         };
         const auto ann = s.client(s.acme);
         add(*ann, s.acme.website, s.acme.design, u"2024-03-03"_s, u"8"_s);
@@ -80,11 +78,10 @@ private slots:
         add(*ann, s.acme.website, s.acme.support, u"2024-03-04"_s, u"0.5"_s);
         add(*ann, s.acme.internal, s.acme.support, u"2024-03-06"_s, u"3"_s);
         add(*ann, s.acme.website, s.acme.design, u"2024-03-07"_s, u"8"_s);
-        HttpClient other(QString::fromStdString(s.service->url("acme")), u"bob@example.com"_s, u"secret"_s);
-        add(other, s.acme.website, s.acme.design, u"2024-03-05"_s, u"0"_s); // runs
+        add(*s.client(s.acme, u"secret"_s, u"bob@example.com"_s), s.acme.website, s.acme.design, u"2024-03-05"_s,
+            u"0"_s); // runs
         // The other account's hours are nobody's business.
-        const auto stranger = s.client(s.clock);
-        add(*stranger, s.clock.website, s.clock.design, u"2024-03-05"_s, u"5"_s);
+        add(*s.client(s.clock), s.clock.website, s.clock.design, u"2024-03-05"_s, u"5"_s);
 
         const auto all = reportOf(s, u"2024-03-04 2024-03-06"_s, 0, 30min);
         QCOMPARE(linesOf(all.projects), (QStringList{u"Internal 3/0"_s, u"Website 3/2.5"_s}));

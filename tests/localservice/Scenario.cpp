@@ -10,24 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-Scenario::Account fill(support::TestData data, const QString& subdomain, bool timestampTimers)
-{
-    Scenario::Account account{subdomain};
-    account.id = data.addAccount({subdomain.toStdString(), "Acme & Co", timestampTimers, "Europe/Berlin"}).value();
-    account.person = data.addPerson({account.id, "ann@example.com", "secret", "Ann", "Lee", true, 80}).value();
-    const auto client = data.addClient(account.id, "Bread <& Sons>").value();
-    account.website = data.addProject({client, "Website", "WEB"}).value();
-    account.internal = data.addProject({client, "Internal", "", false}).value();
-    account.design = data.addTask(account.id, "Design", 90).value();
-    account.support = data.addTask(account.id, "Support").value();
-    data.offerTask(account.website, account.design, true).value();
-    data.offerTask(account.website, account.support, false).value();
-    data.offerTask(account.internal, account.support, false).value();
-    data.assignPerson(account.website, account.person).value();
-    data.assignPerson(account.internal, account.person).value();
-    return account;
-}
-
 /// A filled data file, made once for all scenarios of a test program: hashing passwords takes time.
 struct Template
 {
@@ -41,8 +23,8 @@ struct Template
         const auto database = localservice::Database::open(file.toStdString());
         if (!database)
             qFatal("%s", database.error().c_str());
-        acme = fill(support::TestData(**database), u"acme"_s, false);
-        clock = fill(support::TestData(**database), u"clock"_s, true);
+        acme = Scenario::fill(support::TestData(**database), "acme", false);
+        clock = Scenario::fill(support::TestData(**database), "clock", true);
     }
 };
 
@@ -61,6 +43,24 @@ std::shared_ptr<localservice::Tls> openTls()
 }
 
 } // namespace
+
+Scenario::Account Scenario::fill(support::TestData data, const std::string& subdomain, bool timestampTimers)
+{
+    Account account{QString::fromStdString(subdomain)};
+    account.id = data.addAccount({subdomain, "Acme & Co", timestampTimers, "Europe/Berlin"}).value();
+    account.person = data.addPerson({account.id, "ann@example.com", "secret", "Ann", "Lee", true, 80}).value();
+    const auto client = data.addClient(account.id, "Bread <& Sons>").value();
+    account.website = data.addProject({client, "Website", "WEB"}).value();
+    account.internal = data.addProject({client, "Internal", "", false}).value();
+    account.design = data.addTask(account.id, "Design", 90).value();
+    account.support = data.addTask(account.id, "Support").value();
+    data.offerTask(account.website, account.design, true).value();
+    data.offerTask(account.website, account.support, false).value();
+    data.offerTask(account.internal, account.support, false).value();
+    data.assignPerson(account.website, account.person).value();
+    data.assignPerson(account.internal, account.person).value();
+    return account;
+}
 
 Scenario::Scenario(Over transport) : m_transport(transport)
 {
@@ -90,10 +90,10 @@ void Scenario::restart()
     connect();
 }
 
-std::unique_ptr<HttpClient> Scenario::client(const Account& account, const QString& password)
+std::unique_ptr<HttpClient> Scenario::client(const Account& account, const QString& password, const QString& email)
 {
     const auto url = QString::fromStdString(service->url(account.subdomain.toStdString()));
-    auto client = std::make_unique<HttpClient>(url, u"ann@example.com"_s, password);
+    auto client = std::make_unique<HttpClient>(url, email, password);
     if (m_transport == Over::Tls)
         client->trusted = certificate().file();
     return client;
@@ -118,17 +118,20 @@ localservice::Timesheet Scenario::timesheet()
     return {database().storage(), m_person, now()};
 }
 
-QString Scenario::add(const QList<std::pair<QString, QString>>& fields)
+Answer Scenario::book(const QString& fields)
 {
-    QList<std::pair<QString, QString>> all{{u"project_id"_s, QString::number(account().website)},
-                                           {u"task_id"_s, QString::number(account().design)}};
-    return post(u"/daily/add"_s, requestBody(all + fields)).text(u"id"_s);
+    const auto there = u"project_id=%1 task_id=%2 "_s.arg(account().website).arg(account().design);
+    return post(u"/daily/add"_s, requestBody(there + fields));
+}
+
+Answer Scenario::update(const QString& id, const QString& fields)
+{
+    return post(u"/daily/update/"_s + id, requestBody(fields));
 }
 
 Answer Scenario::sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt)
 {
-    return post(
-        u"/hc/day_entry/"_s + id,
-        requestBody({{u"id"_s, id}, {u"hours"_s, hours}, {u"timer_state"_s, state}, {u"updated_at"_s, updatedAt}},
-                    u"day_entry"_s));
+    const auto fields = u"id=%1 hours=%2 timer_state=%3 updated_at=%4"_s;
+    const auto moment = QString(updatedAt).replace(u' ', u'_');
+    return post(u"/hc/day_entry/"_s + id, requestBody(fields.arg(id, hours, state, moment), u"day_entry"_s));
 }

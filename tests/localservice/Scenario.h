@@ -27,6 +27,8 @@ public:
         localservice::Id support = 0;
     };
 
+    static Account fill(support::TestData data, const std::string& subdomain, bool timestampTimers);
+
     enum class Over
     {
         Plain,
@@ -35,12 +37,16 @@ public:
     explicit Scenario(Over transport = Over::Plain);
 
     void pass(std::chrono::seconds time) { m_now += time.count(); }
-    std::unique_ptr<HttpClient> client(const Account& account, const QString& password = QStringLiteral("secret"));
+    std::unique_ptr<HttpClient> client(const Account& account, const QString& password = QStringLiteral("secret"),
+                                       const QString& email = QStringLiteral("ann@example.com"));
 
     Answer get(const QString& target) { return m_client->get(target); }
     Answer post(const QString& target, const QByteArray& body) { return m_client->post(target, body); }
     /// Adds an entry on the website project and its design task; answers its id.
-    QString add(const QList<std::pair<QString, QString>>& fields = {});
+    QString add(const QString& fields = {}) { return book(fields).text(QStringLiteral("id")); }
+    Answer book(const QString& fields);
+    Answer update(const QString& id, const QString& fields);
+    Answer toggle(const QString& id) { return get(QStringLiteral("/daily/timer/") + id); }
     Answer sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt);
     Answer today() { return get(QStringLiteral("/daily?slim=1")); }
 
