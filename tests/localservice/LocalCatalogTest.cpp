@@ -50,6 +50,7 @@ private slots:
         QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, " \n"); }), u"Name"_s);
         QCOMPARE(in([](Catalog& c) { return c.add(Kind::Task, "design"); }), u"Name"_s);
         QCOMPARE(in([&](Catalog& c) { return c.rename(Kind::Task, a.design, "DESIGN "); }), u""_s);
+        QCOMPARE(in([&](Catalog& c) { return c.rename(Kind::Task, a.design, std::string(201, 'x')); }), u"Name"_s);
         QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "web"}); }), u"Name"_s);
         QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "two"}); }), u""_s);
         QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.website, {.code = std::string(41, 'x')}); }), u"Code"_s);

@@ -487,8 +487,20 @@ private Q_SLOTS:
         };
         for (const auto& [name, value] : wanted.asKeyValueRange())
             QCOMPARE(answer.headers.value(name), value);
+        QVERIFY(!answer.headers.contains(u"server"_s) && !answer.headers.contains(u"access-control-allow-origin"_s));
         QCOMPARE(answer.headers.contains(u"allow"_s), status == 405);
         QVERIFY(!answer.headers.contains(u"strict-transport-security"_s));
+    }
+
+    void assetsAreKeptForGood()
+    {
+        HttpClient client(QString::fromStdString(m_shared->service->url("acme")), {}, {});
+        const auto page = client.send("GET", u"/sign-in"_s, {}, {u"Accept: text/html"_s});
+        const auto asset = QRegularExpression(u"href=\"(/assets/[^\"]+)\""_s).match(QString::fromUtf8(page.body));
+        const auto answer = client.get(asset.captured(1));
+        QCOMPARE(answer.status, 200);
+        QVERIFY(answer.headers.value(u"cache-control"_s).contains(u"immutable"_s));
+        QCOMPARE(answer.headers.value(u"x-content-type-options"_s), u"nosniff"_s);
     }
 
     void protectsOverTls()

@@ -45,7 +45,7 @@ public:
         return done ? u"done"_s : QString::fromStdString(done.error().field + "|" + done.error().message);
     }
 
-    static constexpr localservice::Seconds now = 1709626540 + 3600;
+    static constexpr localservice::Seconds now = start + 3600;
 };
 
 constexpr auto OnlyAdministrator = "An account needs an administrator. Make someone else an administrator first."_L1;

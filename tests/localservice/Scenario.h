@@ -11,7 +11,7 @@
 #include <atomic>
 
 /// A service on a fresh data file with the accounts "acme" (durations) and "clock" (start and end times), one person
-/// in each, and a clock that moves only when told to. It stands at Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in its zone.
+/// in each, and a clock that moves only when told to.
 class Scenario
 {
 public:
@@ -27,6 +27,10 @@ public:
         localservice::Id support = 0;
     };
 
+    /// What the clock says at first: Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in the accounts' zone.
+    static constexpr localservice::Seconds start = 1709626540;
+
+    /// Makes such an account.
     static Account fill(support::TestData data, const std::string& subdomain, bool timestampTimers);
 
     enum class Over
@@ -70,7 +74,7 @@ private:
     void connect();
 
     const Over m_transport;
-    std::atomic<std::int64_t> m_now{1709626540};
+    std::atomic<localservice::Seconds> m_now{start};
     const Account* m_current = nullptr;
     localservice::Person m_person;
     std::unique_ptr<HttpClient> m_client;

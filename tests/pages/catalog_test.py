@@ -1,8 +1,7 @@
 """Projects, clients and tasks: made, changed, archived and deleted."""
 
-import time
-
 import pages
+
 
 class Catalog(pages.PageTest):
 
@@ -39,17 +38,19 @@ class Catalog(pages.PageTest):
 
     def test_two_administrators_keep_what_they_do_not_touch(self):
         self.sign_in(to="/projects/1")
+        longest = "ü" * 200
         other = self.another_browser()
         other.sign_in(to="/projects/1")
-        other.fill("Name", "Web Site")
+        other.fill("Name", longest)
         other.fill("Design", False)
         other.fill("Support is billable", True)
         other.press("Save")
         self.fill("Code", "W2")
         self.fill("Ben Okoro", False)
         self.press("Save")
-        self.assertEqual(self.heading, "[W2] Web Site")
-        self.assertEqual(self.host.data("SELECT name, code FROM projects WHERE id = 1"), [("Web Site", "W2")])
+        self.assertEqual(self.heading, f"[W2] {longest}")
+        self.check_page()
+        self.assertEqual(self.host.data("SELECT name, code FROM projects WHERE id = 1"), [(longest, "W2")])
         self.assertEqual(self.offers(1), {"Support": 1})
         self.assertEqual(self.people(1), ["Ann"])
         # What is gone meanwhile is told.
@@ -129,16 +130,6 @@ class Catalog(pages.PageTest):
         self.press("Delete")
         self.assertEqual(self.texts("tbody .named"), ["Design", "Support"])
 
-    def test_names_have_a_longest_length(self):
-        self.sign_in(to="/projects/1")
-        for length, errors in ((201, ["This name is too long. It can have 200 characters."]), (200, [])):
-            self.ask("document.querySelector('#name').removeAttribute('maxlength');")
-            self.fill("Name", "ü" * length)
-            self.press("Save")
-            self.assertEqual(self.texts(".error"), errors)
-            self.check_page()
-        self.assertEqual(self.heading, "[WEB] " + "ü" * 200)
-
     def test_others_see_what_they_can_book_and_change_nothing(self):
         self.host.book(5400)
         self.host.book(900, person="ben")
@@ -161,10 +152,7 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.path, "/projects?page=2")
         self.check_page()
         self.shot("projects-many")
-        started = time.monotonic()
-        status, _, body = self.request("GET", "/projects")
-        print(f"{len(body)} bytes in {1000 * (time.monotonic() - started):.0f} ms", end=" ")
-        self.assertLess(len(body), 200_000)
+        self.assertLess(len(self.request("GET", "/projects")[2]), 200_000)
         self.fill("Search projects and clients", "ship 49")
         self.press("Search")
         self.assertEqual(self.texts("tbody .named"), [f"Ship {number}" for number in range(490, 500)])

@@ -176,25 +176,15 @@ def records(host, account):
 
 def fill(host):
     """Records of every kind and state, so that every form is there; in another account as well."""
-    for account, offset in (("acme", 0), ("other", 900)):
-        number, ann = host.data("SELECT account_id, min(p.id) FROM people p JOIN accounts a ON a.id = p.account_id"
-                                " WHERE a.subdomain = ?", account)[0]
-        ben = host.data("SELECT max(id) FROM people WHERE account_id = ?", number)[0][0]
-        client, project, task = (host.data(f"SELECT min(id) FROM {table} WHERE account_id = ?", number)[0][0]
-                                 for table in ("clients", "projects", "tasks"))
-        for entry in ((11, ann, "2024-03-05", "Sketches", None, None),
-                      (12, ann, "2024-03-05", "Running", 1709620000, None),
-                      (13, ann, "2024-03-04", "Done", None, "It was billed."),
-                      (14, ben, "2024-03-05", "Ben's", None, None)):
-            host.data("INSERT INTO entries (id, person_id, spent_at, notes, timer_started, locked_reason, project_id,"
-                      " task_id, seconds, created_at, updated_at)"
-                      " VALUES (?, ?, ?, ?, ?, ?, ?, ?, 3600, 1709620000, 1709620000)",
-                      offset + entry[0], *entry[1:], project, task)
-        host.data("INSERT INTO clients (id, account_id, name, active) VALUES (?, ?, 'Old Client', 0)", offset + 21,
-                  number)
-        host.data("INSERT INTO projects (id, account_id, client_id, name, code, billable, bill_by, rate, active)"
-                  " VALUES (?, ?, ?, 'Old Project', '', 1, 'Tasks', 0, 0)", offset + 31, number, client)
-        host.data("INSERT INTO tasks (id, account_id, name, rate, active) VALUES (?, ?, 'Old Task', 0, 0)", offset + 41,
-                  number)
-        host.data("INSERT INTO people (id, account_id, email, first_name, last_name, admin, rate, password_hash, active)"
-                  " VALUES (?, ?, 'old@example.com', 'Old', 'Person', 0, 0, '', 0)", offset + 51, number)
+    for account in ("acme", "other"):
+        host.book(3600, notes="Sketches", account=account)
+        host.book(3600, notes="Running", timer_started=1709620000, account=account)
+        host.book(3600, "2024-03-04", notes="Done", locked_reason="It was billed.", account=account)
+        host.book(3600, notes="Ben's", person="ben", account=account)
+        for columns in ("clients (account_id, name, active) SELECT id, 'Old Client', 0",
+                        "tasks (account_id, name, rate, active) SELECT id, 'Old Task', 0, 0",
+                        "people (account_id, email, first_name, last_name, admin, rate, password_hash, active)"
+                        " SELECT id, 'old@example.com', 'Old', 'Person', 0, 0, '', 0",
+                        "projects (account_id, client_id, name, code, billable, bill_by, rate, active) SELECT id,"
+                        " (SELECT min(id) FROM clients WHERE account_id = accounts.id), 'Old Project', '', 1, 'Tasks', 0, 0"):
+            host.data(f"INSERT INTO {columns} FROM accounts WHERE subdomain = ?", account)

@@ -62,9 +62,6 @@ class Host:
         self.port = int(self.tell("fresh"))
         self.file = self.tell("file")
 
-    def restart(self):
-        self.port = int(self.tell("restart"))
-
     def pass_time(self, seconds=0, minutes=0, hours=0):
         self.tell("pass", seconds + 60 * minutes + 3600 * hours)
 
@@ -79,15 +76,15 @@ class Host:
         with contextlib.closing(sqlite3.connect(self.file, timeout=LONGEST)) as database, database:
             return database.execute(statement, values).fetchall()
 
-    def book(self, seconds, day="2024-03-05", project="Website", task="Design", person="ann", **columns):
-        """An entry of the account "acme", past all forms; answers its number."""
+    def book(self, seconds, day="2024-03-05", project="Website", task="Design", person="ann", account="acme", **columns):
+        """An entry, past all forms; answers its number."""
         values = {"seconds": seconds, "spent_at": day, "notes": "", "created_at": 1, "updated_at": 1, **columns}
         self.data(f"""
             INSERT INTO entries (person_id, project_id, task_id, {", ".join(values)})
             SELECT u.id, p.id, t.id, {", ".join("?" * len(values))} FROM people u JOIN accounts a ON a.id = u.account_id
             JOIN projects p ON p.account_id = a.id JOIN tasks t ON t.account_id = a.id
-            WHERE a.subdomain = 'acme' AND p.name = ? AND t.name = ? AND u.email LIKE ?""",
-                  *values.values(), project, task, person + "%")
+            WHERE a.subdomain = ? AND p.name = ? AND t.name = ? AND u.email LIKE ?""",
+                  *values.values(), account, project, task, person + "%")
         return self.data("SELECT MAX(id) FROM entries")[0][0]
 
     def everything(self):

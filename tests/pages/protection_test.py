@@ -86,20 +86,11 @@ class Protection(pages.PageTest):
         self.assertNotEqual(self.heading, "Sign In")
         self.console()
 
-    def test_every_page_has_the_usual_headers(self):
-        asset = re.search(r'href="(/assets/[^"]+)"', self.get("/daily")[2]).group(1)
-        for target in [*self.crawl().pages, asset]:
-            with self.subTest(target=target):
-                status, found, _ = self.get(target)
-                self.assertEqual(status, 200)
-                self.assertIn("default-src 'none'", found.get("content-security-policy", ""))
-                self.assertIn("immutable" if target == asset else "no-store", found.get("cache-control", ""))
-                self.assertEqual({"server", "access-control-allow-origin"} & set(found), set())
-
     # Curious colleagues
 
     def test_others_reach_nothing_of_administrators(self):
         admin = self.crawl()
+        self.assertEqual(set(admin.pages.values()), {200})
         own = self.crawl(self.ben)
         reachable = {crawl.pattern(page) for page in own.pages}
         kinds = {form.kind[:2] for form in own.forms.values()}

@@ -79,16 +79,6 @@ class Sessions(pages.PageTest):
         self.press("Send Again")
         self.assertEqual(self.host.data("SELECT notes FROM entries"), [("Three sketches,\nand <a> letter",)])
 
-    def test_a_button_pressed_when_it_is_no_longer_true(self):
-        crawl.fill(self.host)
-        self.sign_in(to=TODAY)
-        target, token = self.ask("const form = document.querySelector('tr .start').form;"
-                                 "return [form.getAttribute('action'), form.token.value];")
-        for _ in range(2):  # the second time from another window
-            self.assertEqual(self.request("POST", target, {"token": token, "state": "running"})[0], 303)
-        running = self.host.data("SELECT id FROM entries WHERE timer_started IS NOT NULL AND person_id = 1")
-        self.assertEqual(running, [(11,)])
-
     def test_only_who_can_be_told_is_signed_in(self):
         self.sign_in(to=TODAY)
         stolen = self.cookies()
