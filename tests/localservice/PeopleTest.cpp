@@ -62,15 +62,15 @@ private slots:
         Acme s;
         const Id ann = s.acme.person;
         const PersonDetails demoted{"ann@example.com", "Ann", "Lee", false};
-        QCOMPARE(s.changed(ann, demoted), u"admin|"_s + onlyAdministrator);
+        QCOMPARE(s.changed(ann, demoted), u"admin|"_s + OnlyAdministrator);
         const Id bob = s.add("bob@example.com");
-        QCOMPARE(s.archived(ann, bob), u"|"_s + onlyAdministrator);
+        QCOMPARE(s.archived(ann, bob), u"|"_s + OnlyAdministrator);
 
         QCOMPARE(s.changed(bob, {"bob@example.com", "Bob", "", true}), u"done"_s);
         QCOMPARE(s.archived(ann, ann), u"|You cannot archive yourself. Another administrator can."_s);
         QCOMPARE(s.archived(ann, bob), u"done"_s);
         // Who is archived administers nothing.
-        QCOMPARE(s.changed(bob, {"bob@example.com", "Bob", "", false}), u"admin|"_s + onlyAdministrator);
+        QCOMPARE(s.changed(bob, {"bob@example.com", "Bob", "", false}), u"admin|"_s + OnlyAdministrator);
         QVERIFY(s.people([&](People people) { return people.restore(ann); }));
         QCOMPARE(s.changed(bob, {"bob@example.com", "Bob", "", false}), u"done"_s);
     }
