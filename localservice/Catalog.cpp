@@ -119,10 +119,10 @@ Catalog::Done Catalog::remove(Kind kind, Id id)
     const auto what = wordFor(table);
     if (kind == Kind::Client) {
         if (number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", id) > 0)
-            return refused("Booked", "This client has projects. Archive it instead, or remove its projects first.");
+            return refused("Booked", "This client has projects. Archive it instead, or delete its projects first.");
     } else {
         if (number(m_database, "SELECT COUNT(*) FROM entries WHERE " + what + "_id = ?", id) > 0)
-            return refused("Booked", "Time was booked on this " + what + ", so it stays. Archive it instead.");
+            return refused("Booked", "This " + what + " has hours, so it cannot be deleted. Archive it instead.");
         execute(m_database, "DELETE FROM task_assignments WHERE " + what + "_id = ?", id);
     }
     if (kind == Kind::Project)
