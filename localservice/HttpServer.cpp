@@ -115,8 +115,7 @@ struct Client : std::enable_shared_from_this<Client>
     const std::list<Client*>::iterator place;
     std::optional<uid_t> user; ///< of this machine, whose program is at the other end, once that was told
     int silentMessages = 0;    ///< of TLS, since the last that had something to say
-    bool isBusy = false;       ///< a worker has its request, or will
-    bool hasTurn = false;
+    bool hasTurn = false;      ///< a worker has its request, or will
     bool isEnding = false;
 };
 
@@ -160,7 +159,7 @@ void Client::end()
     isEnding = true;
     turn.cancel();
     error_code ignored; // it may have ended by itself
-    if (isBusy)
+    if (hasTurn)
         socket.shutdown(tcp::socket::shutdown_both, ignored); // its descriptor may be in use by the worker
     else
         socket.close(ignored);
@@ -213,6 +212,13 @@ Task<bool> receive(Client& client, Stream& stream, std::string& input)
     std::array<char, PieceSize> piece; // there are passwords in it
     error_code error;
     const std::size_t size = co_await stream.async_read_some(net::buffer(piece), into(error));
+    if (input.capacity() - input.size() < size) {
+        std::string larger; // a string that grows by itself leaves what it held behind
+        larger.reserve(2 * input.size() + size);
+        larger.append(input);
+        wipe(input);
+        input = std::move(larger);
+    }
     input.append(piece.data(), size);
     OPENSSL_cleanse(piece.data(), size);
     client.silentMessages = 0;
@@ -298,7 +304,6 @@ public:
     {
         net::post(m_all.loop, [this] {
             m_isStopping = true;
-            m_waiting.clear();
             m_acceptors.clear();
             for (auto* client : m_all.clients)
                 client->end();
@@ -361,7 +366,11 @@ private:
             auto length = static_cast<socklen_t>(end.capacity());
             const int socket = ::accept4(acceptor.native_handle(), end.data(), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
             if (socket >= 0) {
-                admit(socket, end);
+                try {
+                    admit(socket, end);
+                } catch (const std::exception&) {
+                    continue; // those who come later may find memory
+                }
             } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
                 // The client stays in the queue, and would wake us again at once.
                 pause.expires_after(100ms);
@@ -387,13 +396,13 @@ private:
     {
         if (m_all.clients.size() <= m_all.limits.clients)
             return true;
-        if (network->second.clients <= m_all.limits.clients / FairShare)
+        if (network->second.clients <= std::max<std::size_t>(1, m_all.limits.clients / FairShare))
             network =
                 std::max_element(m_all.networks.begin(), m_all.networks.end(), [](const auto& one, const auto& other) {
                     return one.second.clients < other.second.clients;
                 });
         const auto longest = std::find_if(m_all.clients.begin(), m_all.clients.end(), [&](const Client* client) {
-            return client->network == network && client->socket.is_open() && !client->isBusy && !client->isEnding;
+            return client->network == network && client->socket.is_open() && !client->hasTurn && !client->isEnding;
         });
         if (longest == m_all.clients.end())
             return false;
@@ -465,10 +474,7 @@ private:
         else if (reader.refusal() == 405)
             reply.headers.emplace_back("Allow", "GET, HEAD, POST, PUT, DELETE");
         auto text = textOf(reply, request, reader.isLast() ? std::nullopt : std::optional(m_all.limits.idle));
-        // The next request may be long in coming, and there are passwords in this one.
-        for (auto& [name, value] : request.headers)
-            wipe(value);
-        wipe(request.body);
+        reader.forget(); // the reply may be long in going
         reply = {};
         const bool isSent = co_await send(client, stream, std::move(text));
         if (isSent && reader.isLast())
@@ -488,24 +494,35 @@ private:
     Task<Reply> work(Client& client, const Request& request)
     {
         error_code ignored; // who waits is woken up by being cancelled
-        client.isBusy = true;
         client.deadline.expires_at(Clock::time_point::max());
         client.turn.expires_at(Clock::time_point::max());
         m_waiting.push_back(&client);
         giveTurns();
-        while (!client.hasTurn && !m_isStopping)
+        while (!client.hasTurn && !client.isEnding)
             co_await client.turn.async_wait(into(ignored));
-        Reply reply;
-        if (client.hasTurn) {
-            reply = co_await net::co_spawn(
-                m_workers, [&]() -> Task<Reply> { co_return m_handler(request); }, net::use_awaitable);
+        Reply reply{500};
+        if (!client.hasTurn) {
+            m_waiting.remove(&client);
+        } else {
+            // Once it has ended its descriptor may be that of somebody else.
+            if (!client.isEnding)
+                reply = co_await net::co_spawn(
+                    m_workers, [&]() -> Task<Reply> { co_return handle(request); }, net::use_awaitable);
             --m_busyWorkers;
             --client.network->second.workers;
             client.hasTurn = false;
             giveTurns();
         }
-        client.isBusy = false;
         co_return reply;
+    }
+
+    Reply handle(const Request& request)
+    {
+        try {
+            return m_handler(request);
+        } catch (...) {
+            return {500}; // what one request came to must not cost the others a worker
+        }
     }
 
     /// Workers go to those who have waited longest of the networks that have fewest. The last one is kept for another

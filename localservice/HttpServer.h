@@ -20,10 +20,10 @@ class Tls;
 /// memory alone; four workers call the handler, several at once. After a request that is refused (`RequestReader`) a
 /// connection ends.
 ///
-/// When all places are taken, the newcomer gets that of a connection that waits for its client, idle or in the middle
-/// of something: the one that has waited longest, of the network that has most. A network with a 64th of all places
-/// gets another only from those that nobody has, or that are its own; and no network has all workers. So nobody's flood
-/// keeps others out, or ends what they keep open.
+/// When all places are taken, the newcomer gets that of a connection that waits, for its client (idle or in the middle
+/// of something) or for a worker: the one that has waited longest, of the network that has most. A network with a 64th
+/// of all places gets another only from those that nobody has, or that are its own; and no network has all workers. So
+/// nobody's flood keeps others out, or ends what they keep open.
 class HttpServer final
 {
 public:

@@ -31,15 +31,29 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> othe
 
 bool isTarget(std::string_view text)
 {
-    return text.starts_with('/') && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+    return text.starts_with('/') &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f' && c != '#'; });
 }
 
 /// Whether it can be host and port (RFC 3986, section 3.2.2), of which the first label is an account.
 bool isHost(std::string_view text)
 {
-    return std::all_of(text.begin(), text.end(), [](char c) {
-        return c > ' ' && c < '\x7f' && "/?#@\\\"<>^`{|},"sv.find(c) == std::string_view::npos;
-    });
+    const bool hasBrackets = text.starts_with('['); // around an address of version 6
+    const auto end = std::min(hasBrackets ? text.find(']') + 1 : text.find(':'), text.size());
+    const auto port = text.substr(end);
+    const auto name = hasBrackets && end > 0 ? text.substr(1, end - 2) : text.substr(0, end);
+    const bool isPort = port.empty() || (port.front() == ':' && port.find_first_not_of("0123456789", 1) == port.npos);
+    return isPort && std::all_of(name.begin(), name.end(), [](char c) {
+               return c > ' ' && c < '\x7f' && "/?#@\\\"<>[]^`{|},"sv.find(c) == std::string_view::npos;
+           });
+}
+
+/// The library takes everything in quotes, but other readers may see the end of a line in it.
+void refuseControls(std::uint64_t, boost::beast::string_view extensions, error_code& error)
+{
+    if (std::any_of(extensions.begin(), extensions.end(),
+                    [](char c) { return (c >= 0 && c < ' ' && c != '\t') || c == '\x7f'; }))
+        error = http::error::bad_chunk_extension;
 }
 
 std::size_t count(const Headers& headers, std::string_view name)
@@ -74,9 +88,21 @@ RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
 {
     m_parser->header_limit(LongestHead);
     m_parser->body_limit(LongestBody);
+    m_parser->on_chunk_header(refuseControls);
 }
 
-RequestReader::~RequestReader() = default;
+RequestReader::~RequestReader()
+{
+    forget();
+}
+
+void RequestReader::forget()
+{
+    for (auto& [name, value] : m_request.headers)
+        wipe(value);
+    wipe(m_request.body);
+    wipe(m_parser->get().body());
+}
 
 RequestReader::State RequestReader::read(std::string& input)
 {

@@ -23,7 +23,7 @@ public:
     };
 
     RequestReader();
-    ~RequestReader();
+    ~RequestReader(); ///< forgets
     RequestReader(const RequestReader&) = delete;
     RequestReader& operator=(const RequestReader&) = delete;
 
@@ -33,6 +33,8 @@ public:
 
     /// What is known so far: the head unless the state is Head, the body when it is Complete.
     Request& request() { return m_request; }
+    /// Overwrites what was read: there may be a password in it.
+    void forget();
     /// The status to answer with, when it was refused.
     int refusal() const { return m_refusal; }
     /// The client sends nothing after it.
