@@ -205,14 +205,12 @@ private slots:
         row("/people/1", "user", ann, nothing);
         row("/people/3", "user", bob, bob);
         row("/people/2", "user", nothing, nothing);
-        row("/user_assignments", "user-assignments",
-            "id=1 project-id=1 user-id=1 hourly-rate=0.00 id=2 project-id=2 user-id=1 hourly-rate=0.00"
-            " id=5 project-id=1 user-id=3 hourly-rate=45.00",
-            "id=5 project-id=1 user-id=3 hourly-rate=45.00");
-        row("/projects/1/user_assignments", "user-assignments",
-            "id=1 project-id=1 user-id=1 hourly-rate=0.00 id=5 project-id=1 user-id=3 hourly-rate=45.00",
-            "id=5 project-id=1 user-id=3 hourly-rate=45.00");
-        row("/projects/2/user_assignments", "user-assignments", "id=2 project-id=2 user-id=1 hourly-rate=0.00", "");
+        const QByteArray onWebsite = "id=1 project-id=1 user-id=1 hourly-rate=0.00";
+        const QByteArray onInternal = "id=2 project-id=2 user-id=1 hourly-rate=0.00";
+        const QByteArray own = "id=5 project-id=1 user-id=3 hourly-rate=45.00";
+        row("/user_assignments", "user-assignments", onWebsite + ' ' + onInternal + ' ' + own, own);
+        row("/projects/1/user_assignments", "user-assignments", onWebsite + ' ' + own, own);
+        row("/projects/2/user_assignments", "user-assignments", onInternal, "");
         row("/projects", "projects",
             cost + " id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1"
                    " id=5 name=Cages code= billable=true bill-by=Tasks hourly-rate=70.00 active=true client-id=3",
