@@ -83,31 +83,23 @@ class RequestOperationTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void base64_data()
-    {
-        QTest::addColumn<QByteArray>("data");
-        QTest::addColumn<bool>("newlines");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("empty") << QByteArray() << false << QString();
-        QTest::newRow("filled up") << QByteArray("a:bc\xff") << false << u"YTpiY/8="_s;
-        QTest::newRow("end of line") << QByteArray("a:b") << true << u"YTpi\n"_s;
-        const QString line = u"eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4"_s;
-        QTest::newRow("long, one line") << QByteArray(51 + 48, 'x') << false << line + line + u"eHh4"_s;
-        QTest::newRow("long, lines") << QByteArray(51 + 48, 'x') << true << line + u'\n' + line + u"\neHh4\n"_s;
-    }
     void base64()
     {
-        QFETCH(QByteArray, data);
-        QFETCH(bool, newlines);
-        QFETCH(QString, text);
-        QCOMPARE(encodeBase64WithNewlines(data, newlines), text);
-        QCOMPARE(decodeBase64WithNewlines(text, newlines), data);
-        if (newlines) {
-            QCOMPARE(encodeBase64(data), text);
-            QCOMPARE(decodeBase64(text), data);
+        const QString line = u"eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4eHh4"_s;
+        const std::tuple<QByteArray, bool, QString> rows[] = {
+            {"", false, u""_s},
+            {"a:bc\xff", false, u"YTpiY/8="_s},
+            {"a:b", true, u"YTpi\n"_s},
+            {QByteArray(51 + 48, 'x'), false, line + line + u"eHh4"_s},
+            {QByteArray(51 + 48, 'x'), true, line + u'\n' + line + u"\neHh4\n"_s}};
+        for (const auto& [data, newlines, text] : rows) {
+            QCOMPARE(encodeBase64WithNewlines(data, newlines), text);
+            QCOMPARE(decodeBase64WithNewlines(text, newlines), data);
+            const QByteArray large(5000, '\x9d');
+            QCOMPARE(decodeBase64WithNewlines(encodeBase64WithNewlines(large, newlines), newlines), large);
         }
-        const QByteArray large(5000, '\x9d');
-        QCOMPARE(decodeBase64WithNewlines(encodeBase64WithNewlines(large, newlines), newlines), large);
+        QCOMPARE(encodeBase64("a:b"), u"YTpi\n"_s);
+        QCOMPARE(decodeBase64(u"YTpi\n"_s), "a:b");
         QCOMPARE(decodeBase64(u"no Base64!"_s), QByteArray());
     }
 
@@ -216,24 +208,18 @@ private slots:
         QCOMPARE(run.time.sleeps(), Sleeps());
     }
 
-    void transportFailures_data()
-    {
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("nothing came") << QByteArray() << QStringList(DayFailed + "transport 56 Gone."_L1);
-        QTest::newRow("the refusal came")
-            << QByteArray("Authentication failed for API request.") << QStringList(Failed);
-    }
     void transportFailures()
     {
-        QFETCH(QByteArray, body);
-        QFETCH(QStringList, expected);
-        ServiceRun run;
-        const int status = body.isEmpty() ? 0 : 200;
-        run.api.addOperation(
-            std::make_unique<MadeUpReply>(run, HttpReply{status, {}, body, Error{u"transport"_s, 56, u"Gone."_s, {}}}));
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), expected);
+        const std::pair<QByteArray, QString> rows[] = {{"", DayFailed + "transport 56 Gone."_L1},
+                                                       {"Authentication Failed for API request.", Failed}};
+        for (const auto& [body, told] : rows) {
+            ServiceRun run;
+            const int status = body.isEmpty() ? 0 : 200;
+            run.api.addOperation(std::make_unique<MadeUpReply>(
+                run, HttpReply{status, {}, body, Error{u"transport"_s, 56, u"Gone."_s, {}}}));
+            QVERIFY(run.finish());
+            QCOMPARE(run.outcomes.calls(), QStringList(told));
+        }
     }
 
     void retriesOnceAfterFiveMinutes_data()
@@ -374,57 +360,45 @@ private slots:
         QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
     }
 
-    void cacheVersionProbe_data()
-    {
-        QTest::addColumn<Reply>("reply");
-        QTest::addColumn<QStringList>("expected");
-        const support::Headers version{{"x-company-cache-version", "7"}};
-        QTest::newRow("version") << Reply{200, "<daily/>", version}
-                                 << QStringList({Succeeded, u"gotQuillonCompanyCacheVersion 7"_s});
-        QTest::newRow("without a version") << Reply{200, "<daily/>"} << QStringList(Succeeded);
-        QTest::newRow("no XML") << Reply{200, "<daily>", version} << QStringList(Succeeded);
-        QTest::newRow("refused") << Reply{401, "Authentication failed for API request.", version}
-                                 << QStringList(Failed);
-        QTest::newRow("failure is not told") << Reply{500, "Oops", version} << QStringList(Succeeded);
-        QTest::newRow("nor is a lost connection") << Reply::closed() << QStringList();
-    }
     void cacheVersionProbe()
     {
-        QFETCH(Reply, reply);
-        QFETCH(QStringList, expected);
-        ServiceRun run;
-        run.peer.answer("GET /daily?slim=1", {reply});
-        run.api.requestCompanyCacheVersion();
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), expected);
-        QVERIFY(run.context.fetch({"DayEntry"}).empty());
+        const support::Headers version{{"x-company-cache-version", "7"}};
+        const std::pair<Reply, QStringList> rows[] = {
+            {{200, "<daily/>", version}, {Succeeded, u"gotQuillonCompanyCacheVersion 7"_s}},
+            {{200, "<daily/>"}, {Succeeded}},
+            {{200, "<daily>", version}, {Succeeded}},
+            {{401, "Authentication Failed for API request.", version}, {Failed}},
+            {{500, "Oops", version}, {Succeeded}}, // no failure is told
+            {Reply::closed(), {}}};
+        for (const auto& [reply, expected] : rows) {
+            ServiceRun run;
+            run.peer.answer("GET /daily?slim=1", {reply});
+            run.api.requestCompanyCacheVersion();
+            QVERIFY(run.finish());
+            QCOMPARE(run.outcomes.calls(), expected);
+            QVERIFY(run.context.fetch({"DayEntry"}).empty());
+        }
     }
 
-    void staleIdleCorrection_data()
+    void staleIdleCorrection()
     {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QStringList>("expected");
         const QString success = u"correctIdleTimerDidSucceed"_s;
         const QString failure =
             u"correctIdleTimerDidFailWithError QuillonForMac 409 The entry was updated while Quillon "
             "for Mac was idle. It looks like your idle time does not need to be removed after all."_s;
-        QTest::newRow("taken") << 200 << QStringList({Succeeded, success});
-        QTest::newRow("changed meanwhile") << 409 << QStringList({failure, Succeeded, success});
-        QTest::newRow("deleted meanwhile") << 410 << QStringList({failure, Succeeded, success});
-    }
-    void staleIdleCorrection()
-    {
-        QFETCH(int, status);
-        QFETCH(QStringList, expected);
-        ServiceRun run;
-        const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
-        run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
-        model::DayEntry& entry = run.entry(u"12"_s);
-        run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), expected);
-        QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") !=
-                std::string::npos);
+        const std::pair<int, QStringList> rows[] = {
+            {200, {Succeeded, success}}, {409, {failure, Succeeded, success}}, {410, {failure, Succeeded, success}}};
+        for (const auto& [status, expected] : rows) {
+            ServiceRun run;
+            const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
+            run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
+            model::DayEntry& entry = run.entry(u"12"_s);
+            run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
+            QVERIFY(run.finish());
+            QCOMPARE(run.outcomes.calls(), expected);
+            QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") !=
+                    std::string::npos);
+        }
     }
 
     void objectsOneByOne()
