@@ -64,8 +64,6 @@ void RecordingAlerts::openNext()
     m_open = true;
     shown.push_back(m_queue.front().alert);
     platform::Run::current().postToMain([this] {
-        if (whileOpen && isOpen())
-            whileOpen(m_queue.front().alert);
         if (answer && isOpen())
             press(*answer);
     });

@@ -29,8 +29,6 @@ public:
     std::vector<platform::Alert> shown;
     /// The button that is pressed at once on every alert; nothing = the alert stays until `press`.
     std::optional<int> answer = 0;
-    /// Called while an alert is open, before it is answered.
-    std::function<void(const platform::Alert&)> whileOpen;
 
 private:
     struct Waiting

@@ -1,11 +1,8 @@
 #include "ScriptedPeer.h"
 
-#include <array>
-#include <memory>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
 
 namespace support {
 
@@ -51,65 +48,84 @@ std::string headOf(const Reply& reply)
     return head + "Content-Length: " + std::to_string(reply.body.size()) + "\r\n\r\n";
 }
 
-sockaddr_in loopback(std::uint16_t port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 } // namespace
 
-/// Blocks when it sends or receives, until the peer stops.
-class ScriptedPeer::Socket final
+/// A client's connection, in the thread of the peer. Goes with its socket.
+class ScriptedPeer::Connection final : public QObject
 {
 public:
-    Socket(ScriptedPeer& peer, int socket) : m_peer(peer), m_socket(socket)
+    Connection(ScriptedPeer& peer, QTcpSocket* client) : QObject(client), m_peer(peer), m_client(*client)
     {
-        const std::lock_guard lock(m_peer.m_mutex);
-        m_peer.m_sockets.insert(m_socket);
-        if (m_peer.m_isStopping)
-            ::shutdown(m_socket, SHUT_RDWR);
-    }
-    ~Socket()
-    {
-        const std::lock_guard lock(m_peer.m_mutex);
-        m_peer.m_sockets.erase(m_socket);
-        ::close(m_socket);
-    }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-
-    int file() const { return m_socket; }
-    bool connect(std::uint16_t port)
-    {
-        const sockaddr_in address = loopback(port);
-        return ::connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    }
-    /// Appends what has come; false at the end.
-    bool receive(std::string& input)
-    {
-        std::array<char, 16 * 1024> bytes;
-        const auto count = ::recv(m_socket, bytes.data(), bytes.size(), 0);
-        input.append(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-        return count > 0;
-    }
-    bool send(std::string_view bytes)
-    {
-        while (!bytes.empty()) {
-            const auto count = ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (count <= 0)
-                return false;
-            bytes.remove_prefix(static_cast<std::size_t>(count));
-        }
-        return true;
+        client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        connect(client, &QTcpSocket::readyRead, this, &Connection::read);
+        connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
     }
 
 private:
+    void read()
+    {
+        m_input += m_client.readAll().toStdString();
+        while (const auto request = takeRequest(m_input)) {
+            if (const auto reply = m_peer.scripted(request->first))
+                play(*reply);
+            else if (m_peer.m_service == 0)
+                play(Reply{404});
+            else
+                passOn(request->second);
+        }
+    }
+
+    void play(const Reply& reply)
+    {
+        switch (reply.fault) {
+        case Fault::None:
+            send(headOf(reply) + reply.body);
+            break;
+        case Fault::Close:
+            m_client.disconnectFromHost();
+            break;
+        case Fault::Hold:
+            break;
+        case Fault::Drip:
+            send(headOf(reply));
+            drip(reply.body, reply.pause);
+            break;
+        case Fault::Cut:
+            send(headOf(reply) + reply.body.substr(0, reply.body.size() / 2));
+            m_client.disconnectFromHost();
+            break;
+        }
+    }
+
+    void drip(const std::string& body, std::chrono::milliseconds pause)
+    {
+        auto* timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, this, [this, timer, left = body]() mutable {
+            send(left.substr(0, 1));
+            left.erase(0, 1);
+            if (left.empty())
+                timer->deleteLater();
+        });
+        timer->start(pause);
+    }
+
+    void passOn(const std::string& request)
+    {
+        if (!m_service) {
+            m_service = new QTcpSocket(this);
+            m_service->connectToHost(QHostAddress(QHostAddress::LocalHost), m_peer.m_service);
+            connect(m_service, &QTcpSocket::readyRead, this, [this] { m_client.write(m_service->readAll()); });
+            connect(m_service, &QTcpSocket::disconnected, &m_client, &QTcpSocket::disconnectFromHost);
+        }
+        m_service->write(request.data(), qint64(request.size()));
+    }
+
+    void send(const std::string& bytes) { m_client.write(bytes.data(), qint64(bytes.size())); }
+
     ScriptedPeer& m_peer;
-    const int m_socket;
+    QTcpSocket& m_client;
+    QTcpSocket* m_service = nullptr;
+    std::string m_input;
 };
 
 std::string Request::header(std::string_view name) const
@@ -122,27 +138,21 @@ std::string Request::header(std::string_view name) const
     return {};
 }
 
-ScriptedPeer::ScriptedPeer(std::uint16_t service) : m_service(service)
+ScriptedPeer::ScriptedPeer(std::uint16_t service) : m_service(service), m_server(new QTcpServer)
 {
-    const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    auto* bound = reinterpret_cast<sockaddr*>(&address);
-    socklen_t length = sizeof address;
-    if (::bind(listening, bound, length) != 0 || ::listen(listening, 128) != 0 ||
-        ::getsockname(listening, bound, &length) != 0)
-        qFatal("no port for the scripted peer");
-    m_port = ntohs(address.sin_port);
-    m_accepting = std::thread([this, own = std::make_shared<Socket>(*this, listening)] {
-        for (;;) {
-            const int client = ::accept4(own->file(), nullptr, nullptr, SOCK_CLOEXEC);
-            if (client < 0)
-                return;
-            m_connections.emplace_back([this, client] {
-                Socket socket(*this, client);
-                serve(socket);
-            });
-        }
+    m_server->moveToThread(&m_thread);
+    QObject::connect(&m_thread, &QThread::finished, m_server, &QObject::deleteLater);
+    QObject::connect(m_server, &QTcpServer::newConnection, m_server, [this] {
+        while (QTcpSocket* client = m_server->nextPendingConnection())
+            new Connection(*this, client);
     });
+    m_thread.start();
+    const auto listen = [this] {
+        if (!m_server->listen(QHostAddress::LocalHost))
+            qFatal("no port for the scripted peer");
+        m_port = m_server->serverPort();
+    };
+    QMetaObject::invokeMethod(m_server, listen, Qt::BlockingQueuedConnection);
 }
 
 QByteArray ScriptedPeer::url(const QByteArray& target, const QByteArray& host) const
@@ -155,13 +165,6 @@ void ScriptedPeer::answer(const std::string& request, std::vector<Reply> replies
     const std::lock_guard lock(m_mutex);
     auto& queue = m_scripts[request];
     queue.insert(queue.end(), std::move_iterator(replies.begin()), std::move_iterator(replies.end()));
-}
-
-void ScriptedPeer::release()
-{
-    const std::lock_guard lock(m_mutex);
-    ++m_releases;
-    m_changed.notify_all();
 }
 
 std::vector<Request> ScriptedPeer::requests() const
@@ -186,52 +189,8 @@ void ScriptedPeer::forgetRequests()
 
 void ScriptedPeer::stop()
 {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_isStopping = true;
-        for (const int socket : m_sockets)
-            ::shutdown(socket, SHUT_RDWR);
-        m_changed.notify_all();
-    }
-    if (m_accepting.joinable())
-        m_accepting.join();
-    for (std::thread& connection : std::exchange(m_connections, {}))
-        connection.join();
-}
-
-/// Passes bytes on until one side ends.
-void ScriptedPeer::serve(Socket& client)
-{
-    std::optional<Socket> service;
-    std::string fromClient;
-    std::string fromService;
-    for (;;) {
-        std::array<pollfd, 2> files{pollfd{client.file(), POLLIN, 0},
-                                    pollfd{service ? service->file() : -1, POLLIN, 0}};
-        ::poll(files.data(), files.size(), -1);
-        if (files[1].revents && !(service->receive(fromService) && client.send(fromService)))
-            return;
-        fromService.clear();
-        if (files[0].revents && !client.receive(fromClient))
-            return;
-        while (const auto request = takeRequest(fromClient)) {
-            auto reply = scripted(request->first);
-            if (!reply && m_service == 0)
-                reply = Reply{404};
-            if (reply) {
-                if (!play(client, *reply))
-                    return;
-                continue;
-            }
-            if (!service) {
-                service.emplace(*this, ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-                if (!service->connect(m_service))
-                    return;
-            }
-            if (!service->send(request->second))
-                return;
-        }
-    }
+    m_thread.quit();
+    m_thread.wait();
 }
 
 /// Notes the request, and takes its next reply if there is one.
@@ -248,35 +207,6 @@ std::optional<Reply> ScriptedPeer::scripted(const Request& request)
         return reply;
     }
     return {};
-}
-
-/// Answers whether the connection goes on.
-bool ScriptedPeer::play(Socket& client, const Reply& reply)
-{
-    std::unique_lock lock(m_mutex);
-    if (reply.fault == Fault::Hold)
-        m_changed.wait(lock, [this, now = m_releases] { return m_isStopping || m_releases > now; });
-    lock.unlock();
-    switch (reply.fault) {
-    case Fault::Close:
-        return false;
-    case Fault::None:
-    case Fault::Hold:
-        return client.send(headOf(reply) + reply.body);
-    case Fault::Cut:
-        client.send(headOf(reply) + reply.body.substr(0, reply.body.size() / 2));
-        return false;
-    case Fault::Drip:
-        bool goesOn = client.send(headOf(reply));
-        for (std::size_t i = 0; goesOn && i < reply.body.size(); ++i) {
-            goesOn = client.send(std::string_view(reply.body).substr(i, 1));
-            lock.lock();
-            goesOn = goesOn && !m_changed.wait_for(lock, reply.pause, [this] { return m_isStopping; });
-            lock.unlock();
-        }
-        return goesOn;
-    }
-    return false;
 }
 
 } // namespace support

@@ -2,20 +2,20 @@
 
 #include <QByteArray>
 #include <QStringList>
+#include <QThread>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
+
+class QTcpServer;
 
 namespace support {
 
@@ -39,7 +39,7 @@ enum class Fault
 {
     None,
     Close, ///< the connection ends before the first byte
-    Hold,  ///< nothing is sent before `ScriptedPeer::release`
+    Hold,  ///< nothing is ever sent
     Drip,  ///< the head at once, then the body byte by byte, `pause` apart
     Cut,   ///< the head announces the whole body, the connection ends after half of it
 };
@@ -67,8 +67,8 @@ struct Reply
 };
 
 /// An HTTP peer on 127.0.0.1 that notes what it is asked and plays scripted replies. What has none it passes on to the
-/// service behind it, whose reply goes back byte by byte; without a service it answers 404. Every connection has a
-/// thread of its own, and all end at once. Thread-safe.
+/// service behind it, whose reply goes back byte by byte; without a service it answers 404. Works in a thread of its
+/// own. Thread-safe.
 class ScriptedPeer final
 {
 public:
@@ -84,8 +84,6 @@ public:
     /// The next replies to `request`, a method and a target ("GET /daily/1/2013?slim=1"; without a query it stands for
     /// the path with any). They are given in order, once each. More calls for the same request append.
     void answer(const std::string& request, std::vector<Reply> replies);
-    /// Sends the replies that are held back now.
-    void release();
 
     /// Every request so far, in order of arrival.
     std::vector<Request> requests() const;
@@ -97,22 +95,16 @@ public:
     void stop();
 
 private:
-    class Socket;
-    void serve(Socket& client);
+    class Connection;
     std::optional<Reply> scripted(const Request& request);
-    bool play(Socket& client, const Reply& reply);
 
     const std::uint16_t m_service;
     std::uint16_t m_port = 0;
     mutable std::mutex m_mutex;
-    std::condition_variable m_changed;
     std::map<std::string, std::deque<Reply>> m_scripts;
     std::vector<Request> m_requests;
-    std::set<int> m_sockets; ///< that may wait; `stop` wakes them
-    int m_releases = 0;
-    bool m_isStopping = false;
-    std::vector<std::thread> m_connections; ///< of the accepting thread until that has ended
-    std::thread m_accepting;
+    QThread m_thread;
+    QTcpServer* m_server; ///< in that thread
 };
 
 } // namespace support
