@@ -28,16 +28,11 @@
 class AppRun
 {
 public:
-    enum class Timers
-    {
-        Hours,
-        Timestamps
-    };
-    explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
+    explicit AppRun(bool signedIn = true) : service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         support::TestData data = this->data();
-        account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
+        account = data.addAccount({"acme"}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
@@ -139,7 +134,6 @@ public:
         return view().hoursString() + (view().isRunning() ? QStringLiteral(" running") : QString());
     }
 
-    const Timers timers;
     support::TestRun test;
     localservice::Service service;
     support::ScriptedPeer peer{service.start().value()}; ///< the service, to the program
@@ -158,5 +152,17 @@ private:
         return {.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString(),
                 .clock = [this] { return test.time.now(); },
                 .ownerPassword = "secret"};
+    }
+};
+
+/// The same, signed in and past its first downloads; with a task its timer runs.
+class StartedRun : public AppRun
+{
+public:
+    explicit StartedRun(const QString& task = {})
+    {
+        start();
+        if (!task.isEmpty())
+            startTimer(task);
     }
 };

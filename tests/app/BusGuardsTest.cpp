@@ -46,9 +46,7 @@ private slots:
     {
         QFETCH(QString, action);
         QFETCH(QString, effect);
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         const app::SessionBus bus(*run.menulet, nullptr);
 
         // The error, and whether the action had its effect.
@@ -78,8 +76,7 @@ private slots:
 
     void nothingToToggle()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         const app::SessionBus bus(*run.menulet, nullptr);
         // What there is to do instead is shown, and a script hears that no timer came of it.
         const auto toggle = [&] {
@@ -107,8 +104,7 @@ private slots:
 
     void statusOfTheCurrentEntry()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         QObject object;
         const app::SessionBus bus(*run.menulet, &object);
         const auto status = [&] {

@@ -32,6 +32,13 @@ public:
         start();
     }
 
+    /// Somebody starts a timer and leaves for as long as it takes to be asked.
+    void leaveWithATimer()
+    {
+        startTimer(u"Design"_s);
+        work(Step);
+        away(measured(10) + Step);
+    }
     /// Nobody is there; the program's own rhythm goes on.
     void away(TimeSource::Duration duration)
     {
@@ -61,6 +68,12 @@ public:
         const bool pressed = test.alerts.press(button);
         settle();
         return pressed;
+    }
+    /// The person comes back and answers.
+    bool answer(int button)
+    {
+        test.idle.touch();
+        return press(button);
     }
 
     /// What the corrections have sent: hours, state and the time at which the entry was known.
@@ -165,31 +178,21 @@ private slots:
         QVERIFY(shown.unasked);
     }
 
-    void asksOnlyWhoIsAskedFor_data()
-    {
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<int>("threshold");
-        QTest::addColumn<QString>("alert");
-        QTest::newRow("switched off") << false << 1 << NoAlert;
-        QTest::newRow("switched on, with a shorter time") << true << 1 << asksAboutMinutes(5);
-        QTest::newRow("with a longer time") << true << 20 << NoAlert;
-    }
-
     // What is changed in the preferences counts from the next look on.
     void asksOnlyWhoIsAskedFor()
     {
-        QFETCH(bool, enabled);
-        QFETCH(int, threshold);
-        QFETCH(QString, alert);
-        IdleRun run(10);
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(5));
-        auto& preferences = settings::QuillonPreferences::sharedPreferences();
-        preferences.setIdleTimerEnabled(enabled);
-        preferences.setIdleMinutesThreshold(threshold);
-        run.away(Step);
-        QCOMPARE(run.alert(), alert);
+        for (const auto& [enabled, threshold, alert] :
+             {std::tuple(false, 1, NoAlert), {true, 1, asksAboutMinutes(5)}, {true, 20, NoAlert}}) {
+            IdleRun run(10);
+            run.startTimer(u"Design"_s);
+            run.work(Step);
+            run.away(measured(5));
+            auto& preferences = settings::QuillonPreferences::sharedPreferences();
+            preferences.setIdleTimerEnabled(enabled);
+            preferences.setIdleMinutesThreshold(threshold);
+            run.away(Step);
+            QCOMPARE(run.alert(), alert);
+        }
     }
 
     void nobodyToMeasure()
@@ -225,9 +228,7 @@ private slots:
     void growsWhileOpen()
     {
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         QCOMPARE(run.alert(), asksAboutMinutes(10));
         run.away(measured(8));
         QCOMPARE(run.alert(), asksAboutMinutes(18));
@@ -241,25 +242,29 @@ private slots:
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
     }
 
-    void closesWhenStoppedElsewhere_data()
+    void closesWhenThereIsNothingToAsk_data()
     {
-        QTest::addColumn<bool>("deleted");
-        QTest::newRow("stopped") << false;
-        QTest::newRow("deleted") << true;
+        using What = std::function<void(IdleRun&)>;
+        QTest::addColumn<What>("happens");
+        QTest::newRow("stopped elsewhere") << What(&IdleRun::toggleElsewhere);
+        QTest::newRow("deleted elsewhere") << What(&IdleRun::deleteElsewhere);
+        QTest::newRow("stopped by the person") << What([](IdleRun& run) {
+            run.test.idle.touch();
+            run.toggle();
+        });
+        QTest::newRow("another account") << What([](IdleRun& run) {
+            run.test.idle.touch();
+            emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
+        });
     }
 
-    void closesWhenStoppedElsewhere()
+    void closesWhenThereIsNothingToAsk()
     {
-        QFETCH(bool, deleted);
+        QFETCH(std::function<void(IdleRun&)>, happens);
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         QVERIFY(run.menulet->runningTimerWhenIdleStarted());
-        if (deleted)
-            run.deleteElsewhere();
-        else
-            run.toggleElsewhere();
+        happens(run);
         run.away(30s + Step); // a refresh, and the look after it
         QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.corrections(), QStringList());
@@ -267,27 +272,11 @@ private slots:
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
     }
 
-    void closesWhenThePersonStopsTheTimer()
-    {
-        IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
-        run.test.idle.touch();
-        run.menulet->toggleCurrentTimer(nullptr);
-        run.settle();
-        QCOMPARE(run.alert(), NoAlert);
-        QCOMPARE(run.menulet->idleTime(), 0.0);
-        QCOMPARE(run.corrections(), QStringList());
-    }
-
     // Who lets the question lie and works on may send the machine to sleep for a moment.
     void asksAboutTheSameTimerAcrossASleep()
     {
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         run.work(Step);
         run.test.sleep.sleep(3min);
         QCOMPARE(run.alert(), asksAboutMinutes(10));
@@ -303,9 +292,7 @@ private slots:
     void closesWithTheAccount()
     {
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         run.test.idle.touch();
         emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
         run.settle();
@@ -316,11 +303,8 @@ private slots:
     void continueTiming()
     {
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
-        run.test.idle.touch();
-        QVERIFY(run.press(0));
+        run.leaveWithATimer();
+        QVERIFY(run.answer(0));
         QCOMPARE(run.menulet->idleTime(), 0.0);
         QVERIFY(!run.menulet->runningTimerWhenIdleStarted());
         QVERIFY(!run.menulet->runningTimerSavedAt().isValid());
@@ -338,8 +322,7 @@ private slots:
         run.work(30min);
         run.away(1290s);
         QCOMPARE(run.alert(), asksAboutMinutes(20));
-        run.test.idle.touch();
-        QVERIFY(run.press(1));
+        QVERIFY(run.answer(1));
         // Known since the first report, which came at 600 fast seconds.
         QCOMPARE(run.corrections(), QStringList{u"0.52 stopped Tue, 15 Jan 2013 09:40:45 +0000"_s});
         QCOMPARE(run.dayTotal(), 0.52);
@@ -356,7 +339,6 @@ private slots:
         run.away(measured(30));
         run.startTimer(u"Design"_s);
         run.away(15min);
-        QCOMPARE(run.alert(), asksAboutMinutes(43));
         QVERIFY(run.press(1));
         QCOMPARE(run.dayTotal(), 0.0);
         QVERIFY(run.corrections().value(0).startsWith("0.00 stopped"_L1));
@@ -365,9 +347,7 @@ private slots:
     void deletedElsewhereBeforeTheAnswer()
     {
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         run.deleteElsewhere();
         run.menulet->downloadLatest();
         run.settle();
@@ -381,8 +361,7 @@ private slots:
             u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
             "more recently edited it outside of Quillon for Mac."_s);
         QVERIFY(run.menulet->displayingIdleAlert());
-        run.test.idle.touch();
-        QVERIFY(run.press(0));
+        QVERIFY(run.answer(0));
         QVERIFY(!run.menulet->displayingIdleAlert());
         QCOMPARE(run.menulet->idleTime(), 0.0);
         QCOMPARE(run.corrections(), QStringList());
@@ -416,12 +395,9 @@ private slots:
         QFETCH(std::function<void(IdleRun&)>, arrange);
         QFETCH(QString, text);
         IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.away(measured(10) + Step);
+        run.leaveWithATimer();
         arrange(run);
-        run.test.idle.touch();
-        QVERIFY(run.press(1));
+        QVERIFY(run.answer(1));
         QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
         const QString told = run.test.alerts.open()->text;
         QVERIFY2(text.endsWith(u' ') ? told.size() > text.size() && told.startsWith(text) : told == text,
@@ -433,34 +409,41 @@ private slots:
 
     void sleepCounts_data()
     {
-        QTest::addColumn<int>("threshold");
         QTest::addColumn<int>("minutes");
+        QTest::addColumn<int>("clock"); // put forward meanwhile by so many minutes
         QTest::addColumn<QString>("alert");
-        QTest::newRow("two hours") << 10 << 120 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
-        QTest::newRow("a little more than the threshold") << 10 << 10 << asksAboutMinutes(10);
-        QTest::newRow("a little less") << 10 << 9 << NoAlert;
+        QTest::newRow("two hours") << 120 << 0 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
+        QTest::newRow("a little more than the threshold") << 10 << 0 << asksAboutMinutes(10);
+        QTest::newRow("a little less") << 9 << 0 << NoAlert;
+        QTest::newRow("clock put back") << 20 << -8 * 60 << asksAboutMinutes(20);
+        QTest::newRow("clock put forward") << 20 << 9 * 60 << asksAboutMinutes(20);
+        QTest::newRow("clock put back by as much") << 20 << -20 << asksAboutMinutes(20);
     }
 
     void sleepCounts()
     {
-        QFETCH(int, threshold);
         QFETCH(int, minutes);
+        QFETCH(int, clock);
         QFETCH(QString, alert);
-        IdleRun run(threshold);
+        IdleRun run;
         run.startTimer(u"Design"_s);
         run.work(5min);
         bool noted = false;
-        run.test.sleep.sleep(std::chrono::minutes(minutes),
-                             [&] { noted = run.menulet->runningTimerWhenIdleStarted() != nullptr; });
+        run.test.sleep.sleep(std::chrono::minutes(minutes), [&] {
+            noted = run.menulet->runningTimerWhenIdleStarted() != nullptr;
+            run.test.time.setNow(run.test.time.now() + std::chrono::minutes(clock));
+        });
         QVERIFY(noted);
         QCOMPARE(run.alert(), alert);
         QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != NoAlert);
-        QCOMPARE(run.menulet->idleTimer().computedSleepTime(), minutes * 60.0);
+        run.away(measured(1));
+        QCOMPARE(run.alert(), alert);
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(alert != NoAlert));
         // And the looks go on.
         run.test.idle.touch();
         run.test.alerts.press(0);
-        run.away(measured(threshold) + Step);
-        QCOMPARE(run.alert(), asksAboutMinutes(threshold));
+        run.away(measured(10) + Step);
+        QCOMPARE(run.alert(), asksAboutMinutes(10));
     }
 
     void twoSleepsAreOneAbsence()
@@ -482,74 +465,45 @@ private slots:
         QCOMPARE(run.corrections().size(), 1);
     }
 
-    void clockPutForwardOrBackDuringSleep_data()
-    {
-        QTest::addColumn<int>("minutes");
-        QTest::newRow("back") << -8 * 60;
-        QTest::newRow("forward") << 9 * 60;
-        QTest::newRow("back by as much as the sleep took") << -20;
-    }
-
-    void clockPutForwardOrBackDuringSleep()
-    {
-        QFETCH(int, minutes);
-        IdleRun run(10);
-        run.startTimer(u"Design"_s);
-        run.work(Step);
-        run.test.sleep.sleep(20min, [&] { run.test.time.setNow(run.test.time.now() + std::chrono::minutes(minutes)); });
-        QCOMPARE(run.alert(), asksAboutMinutes(20));
-        run.away(measured(1));
-        QCOMPARE(run.alert(), asksAboutMinutes(20));
-        QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
-    }
-
-    void hoursFromBeforeTheSleepAreNotLost_data()
-    {
-        QTest::addColumn<int>("unchangedReplies");
-        QTest::newRow("told every half minute") << 0;
-        QTest::newRow("told again as they were") << 20;
-    }
-
     void hoursFromBeforeTheSleepAreNotLost()
     {
-        QFETCH(int, unchangedReplies);
-        IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(30min);
-        const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
-        run.peer.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
-        run.work(unchangedReplies * 30s);
-        run.test.sleep.sleep(2h);
-        QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
-        // Before any refresh has told what the hours are by now.
-        QVERIFY(run.press(1));
-        QVERIFY2(run.corrections().value(0).startsWith("0.50 stopped"_L1), qPrintable(run.corrections().value(0)));
-        QCOMPARE(run.dayTotal(), 0.5);
-    }
-
-    void hoursOfUnknownAgeStayAsTheyAre_data()
-    {
-        QTest::addColumn<QByteArrayList>("refused");
-        QTest::newRow("nothing told") << QByteArrayList{"/account/who_am_i", "/daily", "/daily/15/2013"};
-        QTest::newRow("the account told") << QByteArrayList{"/daily", "/daily/15/2013"};
-        QTest::newRow("another day told") << QByteArrayList{"/daily/15/2013"};
+        // Heard every half minute, and heard again as they were.
+        for (const int unchangedReplies : {0, 20}) {
+            IdleRun run;
+            run.startTimer(u"Design"_s);
+            run.work(30min);
+            const Reply sheet{200, run.elsewhere(u"/daily/15/2013?slim=1"_s).body.toStdString()};
+            run.peer.answer("GET /daily/15/2013", std::vector<Reply>(std::size_t(unchangedReplies), sheet));
+            run.work(unchangedReplies * 30s);
+            run.test.sleep.sleep(2h);
+            QCOMPARE(run.alert(), asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s));
+            // Before any refresh has told what the hours are by now.
+            QVERIFY(run.press(1));
+            QVERIFY2(run.corrections().value(0).startsWith("0.50 stopped"_L1), qPrintable(run.corrections().value(0)));
+            QCOMPARE(run.dayTotal(), 0.5);
+        }
     }
 
     void hoursOfUnknownAgeStayAsTheyAre()
     {
-        QFETCH(QByteArrayList, refused);
-        IdleRun run(10, [&](IdleRun& before) {
-            before.rememberTimer();
-            for (const QByteArray& path : refused)
-                before.peer.answer("GET " + path.toStdString(), std::vector<Reply>(100, Reply{500, "not now"}));
-        });
-        run.menulet->showTimesheetWindow(nullptr);
-        run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
-        run.work(Step);
-        run.test.sleep.sleep(12min);
-        QCOMPARE(run.alert(), asksAboutMinutes(12));
-        QVERIFY(run.press(1));
-        QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
+        // Nothing is heard, or the account alone, or another day.
+        for (const std::vector<std::string>& refused :
+             {std::vector<std::string>{"/account/who_am_i", "/daily", "/daily/15/2013"},
+              {"/daily", "/daily/15/2013"},
+              {"/daily/15/2013"}}) {
+            IdleRun run(10, [&](IdleRun& before) {
+                before.rememberTimer();
+                for (const std::string& path : refused)
+                    before.peer.answer("GET " + path, std::vector<Reply>(100, Reply{500, "not now"}));
+            });
+            run.menulet->showTimesheetWindow(nullptr);
+            run.menulet->timesheetController()->setCurrentDate(QDate(2013, 1, 14));
+            run.work(Step);
+            run.test.sleep.sleep(12min);
+            QCOMPARE(run.alert(), asksAboutMinutes(12));
+            QVERIFY(run.press(1));
+            QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
+        }
     }
 
     void twoHoursComeOutRight()
@@ -566,8 +520,7 @@ private slots:
         run.work(10min);
         run.away(15min); // 14 of them measured
         QCOMPARE(run.alert(), asksAboutMinutes(13));
-        run.test.idle.touch();
-        QVERIFY(run.press(1));
+        QVERIFY(run.answer(1));
         run.toggle();
         run.work(15min);
         run.toggle();

@@ -6,8 +6,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <sys/stat.h>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -45,6 +43,11 @@ public:
     {
         start();
         return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+    void removeDisplays()
+    {
+        for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+            environment.remove(QString::fromLatin1(name));
     }
     QString file(const QString& name, const QByteArray& content)
     {
@@ -101,8 +104,7 @@ private slots:
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, error);
         Program program({argument});
-        for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-            program.environment.remove(QString::fromLatin1(name));
+        program.removeDisplays();
         QCOMPARE(program.run(), status);
         const QByteArray said = program.process.readAllStandardOutput();
         const QByteArray complained = program.process.readAllStandardError();
@@ -111,68 +113,39 @@ private slots:
         QVERIFY2(complained.count('\n') <= 1, complained);
     }
 
-    void displaysThatLeadNowhere_data()
-    {
-        QTest::addColumn<QByteArray>("variable");
-        QTest::addColumn<QString>("value");
-        QTest::newRow("X11") << QByteArray("DISPLAY") << u":4711"_s;
-        QTest::newRow("X11, no address") << QByteArray("DISPLAY") << u"\u001b[31m"_s;
-        QTest::newRow("Wayland") << QByteArray("WAYLAND_DISPLAY") << u"wayland-4711"_s;
-        QTest::newRow("no platform of Qt's") << QByteArray("QT_QPA_PLATFORM") << u"nonsense"_s;
-    }
-
     void displaysThatLeadNowhere()
     {
-        QFETCH(QByteArray, variable);
-        QFETCH(QString, value);
-        for (const QStringList& arguments : {QStringList(), QStringList(u"--check"_s)}) {
-            Program program(arguments);
-            for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-                program.environment.remove(QString::fromLatin1(name));
-            program.environment.insert(QString::fromLatin1(variable), value);
-            QCOMPARE(program.run(), 1);
+        for (const auto& [variable, value] : {std::pair(u"DISPLAY"_s, u":4711"_s),
+                                              {u"DISPLAY"_s, u"\u001b[31m"_s},
+                                              {u"WAYLAND_DISPLAY"_s, u"wayland-4711"_s},
+                                              {u"QT_QPA_PLATFORM"_s, u"nonsense"_s}}) {
+            for (const QStringList& arguments : {QStringList(), QStringList(u"--check"_s)}) {
+                Program program(arguments);
+                program.removeDisplays();
+                program.environment.insert(variable, value);
+                QCOMPARE(program.run(), 1);
+                const QByteArray complaint = program.process.readAllStandardError();
+                const QByteArray page = program.process.readAllStandardOutput();
+                QCOMPARE(complaint + page.mid(page.lastIndexOf("!! ") + 3),
+                         (arguments.isEmpty() ? QByteArray("quillon: ") : QByteArray("Status item  ")) +
+                             "no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM\n");
+            }
+        }
+    }
+
+    void missingInfoFile()
+    {
+        for (const bool byVariable : {false, true}) {
+            const QString name = u"/nowhere/info.json"_s;
+            Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
+            if (byVariable)
+                program.environment.insert(u"QUILLON_INFO"_s, name);
+            QCOMPARE(program.run(), 2);
             const QByteArray complaint = program.process.readAllStandardError();
-            const QByteArray page = program.process.readAllStandardOutput();
-            QCOMPARE(complaint + page.mid(page.lastIndexOf("!! ") + 3),
-                     (arguments.isEmpty() ? QByteArray("quillon: ") : QByteArray("Status item  ")) +
-                         "no display can be opened: look at DISPLAY, WAYLAND_DISPLAY and QT_QPA_PLATFORM\n");
+            QCOMPARE(complaint.count('\n'), 1);
+            QVERIFY2(complaint.contains(name.toLocal8Bit()), complaint);
+            QVERIFY(program.process.readAllStandardOutput().isEmpty());
         }
-    }
-
-    void brokenInfoFiles_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<bool>("byVariable");
-        QTest::newRow("missing") << QByteArray() << false;
-        QTest::newRow("missing, by variable") << QByteArray() << true;
-        QTest::newRow("too long") << QByteArray("{}").leftJustified(1024 * 1024 + 1) << false;
-        QTest::newRow("endless") << QByteArray("/dev/zero") << false;
-        QTest::newRow("nobody at the other end") << QByteArray("fifo") << true;
-    }
-
-    void brokenInfoFiles()
-    {
-        QFETCH(QByteArray, content);
-        QFETCH(bool, byVariable);
-        QTemporaryDir folder;
-        QString name = folder.filePath(u"info.json"_s);
-        if (content.startsWith('/')) {
-            name = QString::fromLatin1(content);
-        } else if (content == "fifo") {
-            QCOMPARE(mkfifo(QFile::encodeName(name).constData(), 0600), 0);
-        } else if (!content.isEmpty()) {
-            QFile file(name);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(content);
-        }
-        Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
-        if (byVariable)
-            program.environment.insert(u"QUILLON_INFO"_s, name);
-        QCOMPARE(program.run(), 2);
-        const QByteArray complaint = program.process.readAllStandardError();
-        QCOMPARE(complaint.count('\n'), 1);
-        QVERIFY2(complaint.contains(name.toLocal8Bit()), complaint);
-        QVERIFY(program.process.readAllStandardOutput().isEmpty());
     }
 
     void keepsTheDayInTheBuiltInService()
@@ -262,47 +235,17 @@ private slots:
         QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
     }
 
-    void relaunchedAfterACrash()
-    {
-        Program program({u"--local"_s});
-        program.start();
-        const QString store = program.folder.filePath(u"Quillon/QuillonX.sqlite"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
-        QProcess again;
-        again.setProcessEnvironment(program.environment);
-        again.start(QStringLiteral(RELAUNCH),
-                    {QStringLiteral(QUILLON), QString::number(program.process.processId()), u"--local"_s});
-        QVERIFY(again.waitForStarted());
-        const QString executable = u"/proc/%1/exe"_s.arg(again.processId());
-        QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(RELAUNCH)).canonicalFilePath());
-
-        program.process.kill();
-        QVERIFY(program.process.waitForFinished());
-        QVERIFY(QFile::remove(store));
-        QTRY_COMPARE(QFileInfo(executable).symLinkTarget(), QFileInfo(QStringLiteral(QUILLON)).canonicalFilePath());
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store), 20000);
-        again.terminate();
-        QVERIFY(again.waitForFinished());
-        QCOMPARE(again.exitCode(), 0);
-    }
-
-    void relaunchCalledWrongly_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<int>("status");
-        QTest::newRow("without a process") << QStringList{u"true"_s} << 2;
-        QTest::newRow("no process has it") << QStringList{u"true"_s, u"-1"_s} << 2;
-        QTest::newRow("no such program") << QStringList{u"/nowhere/quillon"_s, QString::number(1 << 30)} << 1;
-    }
-
     void relaunchCalledWrongly()
     {
-        QFETCH(QStringList, arguments);
-        QProcess helper;
-        helper.start(QStringLiteral(RELAUNCH), arguments);
-        QVERIFY(helper.waitForFinished());
-        QTEST(helper.exitCode(), "status");
-        QVERIFY(!helper.readAllStandardError().isEmpty());
+        for (const auto& [arguments, status] : {std::pair(QStringList{u"true"_s}, 2),
+                                                {QStringList{u"true"_s, u"-1"_s}, 2},
+                                                {QStringList{u"/nowhere/quillon"_s, QString::number(1 << 30)}, 1}}) {
+            QProcess helper;
+            helper.start(QStringLiteral(RELAUNCH), arguments);
+            QVERIFY(helper.waitForFinished());
+            QCOMPARE(helper.exitCode(), status);
+            QVERIFY(!helper.readAllStandardError().isEmpty());
+        }
     }
 };
 

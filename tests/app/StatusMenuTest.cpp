@@ -29,8 +29,7 @@ class StatusMenuTest : public QObject
 private slots:
     void layout()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
                                                   u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
                                                   u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
@@ -39,8 +38,7 @@ private slots:
 
     void openingAndClosing()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         run.test.desktop.activated.clear();
         QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
         QVERIFY(run.menu().isVisible());
@@ -62,9 +60,7 @@ private slots:
 
     void signedOut()
     {
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         const QList<QAction*> everything = run.menu().actions();
         run.menulet->authenticationFailed();
         QCOMPARE(titles(run.menu()), QStringList({u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
@@ -89,9 +85,7 @@ private slots:
 
     void startsAndStopsByClick()
     {
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         run.test.time.setNow(run.test.time.now() + 65min);
         run.requested();
         QTest::mousePress(&run.view(), Qt::LeftButton, {}, OnTheButton);
@@ -113,8 +107,7 @@ private slots:
 
     void wideHours()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         auto& entry =
             run.menulet->company()->findOrCreateById<model::DayEntry>(u"7"_s, *run.menulet->managedObjectContext());
         entry.setHours(12.0 + 5.0 / 60.0);
@@ -128,9 +121,7 @@ private slots:
 
     void currentTimerItems()
     {
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         // Their titles are kept, and they stay out of the menu.
         QCOMPARE(run.menu().currentProjectMenuItem->text(), u"Project: [W1] Website"_s);
         QCOMPARE(run.menu().currentTaskMenuItem->text(), u"Task: Design"_s);
@@ -149,8 +140,7 @@ private slots:
 
     void keyEquivalents()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         QCOMPARE(run.menu().timesheetMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M));
         QCOMPARE(run.menu().newTimerMenuItem->shortcut(), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N));
         auto& preferences = settings::QuillonPreferences::sharedPreferences();
@@ -163,8 +153,7 @@ private slots:
 
     void hotKeys()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         run.shown();
         for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
             QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));
@@ -178,8 +167,7 @@ private slots:
 
     void pages()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         run.menu().openInBrowserMenuItem->trigger();
         run.menu().manageProjectsMenuItem->trigger();
         run.menu().manageTasksMenuItem->trigger();
@@ -194,8 +182,7 @@ private slots:
 
     void windows()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         run.shown();
         for (QAction* item : {run.menu().aboutMenuItem, run.menu().preferencesMenuItem, run.menu().newTimerMenuItem})
             item->trigger();
@@ -208,8 +195,7 @@ private slots:
 
     void startedAgainWhileItRuns()
     {
-        AppRun run;
-        run.start();
+        StartedRun run;
         run.shown();
         QVERIFY(!run.menulet->applicationShouldHandleReopen(false));
         QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
@@ -246,9 +232,7 @@ private slots:
         QFETCH(QString, text);
         QFETCH(std::string, reply);
 
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         run.refresh();
         model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
         const std::string id = entry->idString().toStdString();
@@ -278,9 +262,7 @@ private slots:
 
     void succeededCommands()
     {
-        AppRun run;
-        run.start();
-        run.startTimer(u"Design"_s);
+        StartedRun run(u"Design"_s);
         run.refresh();
 
         auto& api = service::QuillonApi::sharedApi();

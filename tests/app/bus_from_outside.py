@@ -6,26 +6,14 @@ import pathlib
 import signal
 import subprocess
 import sys
-import time
 
 from gi.repository import Gio, GLib
 
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+from outside import LONGEST, until
+
 NAME, PATH, OURS = "com.wrenfold.quillon", "/com/wrenfold/quillon", "com.wrenfold.Quillon1"
 PROPERTIES, APPLICATION = "org.freedesktop.DBus.Properties", "org.freedesktop.Application"
-LONGEST = 20  # seconds; nothing waits longer than it must
-
-
-def until(what, condition):
-    """Handles what comes from the bus until `condition` returns something true, and returns that."""
-    end = time.monotonic() + LONGEST
-    while True:
-        while GLib.MainContext.default().iteration(False):
-            pass
-        result = condition()
-        if result:
-            return result
-        assert time.monotonic() < end, f"not seen: {what}"
-        time.sleep(0.01)
 
 
 class Client:

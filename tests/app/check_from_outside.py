@@ -28,6 +28,16 @@ def check(program, **environment):
     return found
 
 
+def check_while_it_runs(program):
+    with (subprocess.Popen([program, "--local"]) as running,
+          subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True) as follower):
+        next(line for line in follower.stdout if "Design" in line)
+        found = check(program)
+        follower.terminate()
+        running.terminate()
+    return found
+
+
 def files():
     """Every file of this session's person, with its content."""
     home = pathlib.Path(os.environ["HOME"])
@@ -138,24 +148,13 @@ def main(program):
 
     # The program that runs tells what it alone knows.
     (config / "Quillon.conf").unlink()
-    with subprocess.Popen([program, "--local"]) as running:
-        follower = subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True)
-        next(line for line in follower.stdout if "Design" in line)
-        found = check(program)
-        assert all(text.startswith("ok") for text in found.values()), found
-        assert "not running" not in found["Status item"] and ".localhost:" in found["Service"], found
-        assert found["Store"].endswith(" KB"), found
-        follower.terminate()
-        running.terminate()
+    found = check_while_it_runs(program)
+    assert all(text.startswith("ok") for text in found.values()), found
+    assert "not running" not in found["Status item"] and ".localhost:" in found["Service"], found
+    assert found["Store"].endswith(" KB"), found
     store = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "Quillon" / "QuillonX.sqlite"
     store.write_bytes(store.read_bytes()[:4096] + b"!" * 65536)
-    with subprocess.Popen([program, "--local"]) as running:
-        follower = subprocess.Popen([program, "status", "--follow"], stdout=subprocess.PIPE, text=True)
-        next(line for line in follower.stdout if "Design" in line)
-        found = check(program)
-        assert found["Store"].startswith("!! is in memory for this run: "), found
-        follower.terminate()
-        running.terminate()
+    assert check_while_it_runs(program)["Store"].startswith("!! is in memory for this run: ")
 
 
 if __name__ == "__main__":

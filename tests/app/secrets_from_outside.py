@@ -4,7 +4,6 @@ import base64
 import json
 import os
 import pathlib
-import re
 import resource
 import signal
 import stat
@@ -13,7 +12,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from outside import LONGEST, until
+from outside import LONGEST, account_of, until
 
 # Of the password in UTF-8 and in UTF-16, and of the header that is sent. With the sanitizers what was freed stays for
 # a while as it was.
@@ -61,11 +60,7 @@ def main(quillon, service):
         for name in ("client", "service", "control"):
             (folder / name).mkdir()
         server = started(folder / "service", service, "--port", "0", "--data", str(folder / "data/service.sqlite"))
-        said = ""
-        while not (re.search(r"password +\S+", said) and re.search("http", said)):
-            said += server.stdout.readline()
-        port, email, password = (re.search(what, said)[1]
-                                 for what in (r"http\S*:(\d+)", r"email +(\S+)", r"password +(\S+)"))
+        port, email, password = account_of(server)
         config = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "Quillon"
         config.mkdir(parents=True)
         (config / "Quillon.conf").write_text(f"[General]\nQuillonUrl=local\nEmail={email}\n")

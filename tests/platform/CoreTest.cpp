@@ -218,19 +218,25 @@ private slots:
     {
         const support::TemporaryFolders folders;
         const QString path = folders.path(u"named.json"_s);
-        for (const auto& [text, error] :
-             {std::pair<QByteArray, QString>({}, u"No such file or directory"_s),
-              {"{\n\"a\": 1,\n\"b\" 2}", u"line 3: missing name separator"_s},
-              {"[1]", u"it must be one JSON object"_s},
-              {R"({"QuillonIdleMinutes": "5"})", u"QuillonIdleMinutes must be a number"_s},
-              {R"({"CFBundleIdentifier": 5})", u"CFBundleIdentifier must be a string"_s},
-              {R"({"QuillonLocalDebug": 1})", u"QuillonLocalDebug must be true or false"_s}}) {
+        for (const auto& [text, error] : {std::pair<QByteArray, QString>({}, u"No such file or directory"_s),
+                                          {"{\n\"a\": 1,\n\"b\" 2}", u"line 3: missing name separator"_s},
+                                          {"[1]", u"it must be one JSON object"_s},
+                                          {R"({"QuillonIdleMinutes": "5"})", u"QuillonIdleMinutes must be a number"_s},
+                                          {R"({"CFBundleIdentifier": 5})", u"CFBundleIdentifier must be a string"_s},
+                                          {R"({"QuillonLocalDebug": 1})", u"QuillonLocalDebug must be true or false"_s},
+                                          {QByteArray("{}").leftJustified(1024 * 1024 + 1), u"it is too large"_s}}) {
             if (!text.isEmpty())
                 write(path, text);
             const auto info = platform::InfoDictionary::load(path);
             QVERIFY(!info);
             QCOMPARE(info.error(), path + u": "_s + error);
         }
+
+        // Neither read without end nor waited for.
+        const QString pipe = folders.path(u"pipe"_s);
+        QCOMPARE(mkfifo(qPrintable(pipe), 0600), 0);
+        for (const QString& special : {pipe, u"/dev/zero"_s})
+            QCOMPARE(platform::InfoDictionary::load(special).error(), special + u": it is not an ordinary file"_s);
     }
 
     void folders()

@@ -4,6 +4,7 @@ For the distribution's python3 (pyatspi), in a desktop of its own (tests/support
 """
 
 import os
+import re
 import subprocess
 import time
 
@@ -13,10 +14,16 @@ from gi.repository import GLib
 LONGEST = 20  # seconds; nothing waits longer than it must
 
 
+def handle_events():
+    while GLib.MainContext.default().iteration(False):
+        pass
+
+
 def until(what, condition):
-    """Waits for `condition` to return something true and returns that."""
+    """Handles what comes from the bus until `condition` returns something true, and returns that."""
     end = time.monotonic() + LONGEST
     while True:
+        handle_events()
         try:
             result = condition()
         except Exception:  # what is asked for may just be gone: asked again, until the time is up
@@ -55,8 +62,15 @@ class Heard:
             self.told.append((event.source.getRoleName(), event.source.name))
 
     def hears(self, role, name):
-        GLib.MainContext.default().iteration(False)
         return (role, name) in self.told
+
+
+def account_of(server):
+    """Port, e-mail address and password that a built-in service says when it starts for the first time."""
+    said = ""
+    while not (re.search(r"password +\S+", said) and re.search("http", said)):
+        said += server.stdout.readline()
+    return [re.search(what, said)[1] for what in (r"http\S*:(\d+)", r"email +(\S+)", r"password +(\S+)")]
 
 
 def press(accessible):
