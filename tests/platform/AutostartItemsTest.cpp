@@ -47,47 +47,38 @@ class AutostartItemsTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void anyPathIsStarted_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::newRow("plain") << u"quillon"_s;
-        QTest::newRow("blanks") << u"my  quillon "_s;
-        QTest::newRow("quotes") << u"\"quillon\" 'x'"_s;
-        QTest::newRow("what a shell would expand") << u"$HOME `id` ~*;&|"_s;
-        QTest::newRow("backslashes") << u"a\\b\\\\s\\n"_s;
-        QTest::newRow("umlauts") << u"Zeit Ä 時間"_s;
-        QTest::newRow("per cent") << u"100% %u"_s;
-        QTest::newRow("line break and tab") << u"a\nb\tc"_s;
-    }
     void anyPathIsStarted()
     {
-        QFETCH(QString, name);
-        Folder folder;
-        AutostartItems items;
-        const QString program = folder.elsewhere(name);
-        const QString proof = folder.elsewhere(u"started"_s);
-        QFile script(program);
-        QVERIFY(script.open(QIODevice::WriteOnly));
-        script.write("#!/bin/sh\nprintf '%s|' \"$@\" >\"$(dirname \"$0\")/started.new\"\n"
-                     "mv \"$(dirname \"$0\")/started.new\" \"$(dirname \"$0\")/started\"\n");
-        script.close();
-        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        for (const QString& name : {u"quillon"_s, u"my  quillon "_s, u"\"quillon\" 'x'"_s, u"$HOME `id` ~*;&|"_s,
+                                    u"a\\b\\\\s\\n"_s, u"Zeit Ä 時間"_s, u"100% %u"_s, u"a\nb\tc"_s}) {
+            Folder folder;
+            AutostartItems items;
+            const QString program = folder.elsewhere(name);
+            const QString proof = folder.elsewhere(u"started"_s);
+            QFile script(program);
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\nprintf '%s|' \"$@\" >\"$(dirname \"$0\")/started.new\"\n"
+                         "mv \"$(dirname \"$0\")/started.new\" \"$(dirname \"$0\")/started\"\n");
+            script.close();
+            QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 
-        QVERIFY(items.insert(program, {u"--local"_s, u"a $b% \"c\" \\"_s}));
-        QCOMPARE(QProcess::execute(u"desktop-file-validate"_s, {folder.path() + u'/' + Ours}), 0);
-        QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{Ours}});
-        QCOMPARE(items.resolve({Ours}), program);
+            QVERIFY(items.insert(program, {u"--local"_s, u"a $b% \"c\" \\"_s}));
+            QCOMPARE(QProcess::execute(u"desktop-file-validate"_s, {folder.path() + u'/' + Ours}), 0);
+            QCOMPARE(items.snapshot(), std::vector<AutostartItems::Item>{{Ours}});
+            QCOMPARE(items.resolve({Ours}), program);
 
-        // A starter of one of the desktops, which for its own part starts no program with this character in its path.
-        if (!program.contains(u'%')) {
-            QCOMPARE(QProcess::execute(u"gio"_s, {u"launch"_s, folder.path() + u'/' + Ours}), 0);
-            QTRY_VERIFY(QFile::exists(proof));
-            QFile said(proof);
-            QVERIFY(said.open(QIODevice::ReadOnly));
-            QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
+            // A starter of one of the desktops, which for its own part starts no program with this character in its
+            // path.
+            if (!program.contains(u'%')) {
+                QCOMPARE(QProcess::execute(u"gio"_s, {u"launch"_s, folder.path() + u'/' + Ours}), 0);
+                QTRY_VERIFY(QFile::exists(proof));
+                QFile said(proof);
+                QVERIFY(said.open(QIODevice::ReadOnly));
+                QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
+            }
+            QVERIFY(items.remove({Ours}));
+            QVERIFY(folder.files().isEmpty());
         }
-        QVERIFY(items.remove({Ours}));
-        QVERIFY(folder.files().isEmpty());
     }
 
     void listedOnce()
@@ -142,31 +133,26 @@ private slots:
         QVERIFY(!items.remove({Ours}));
     }
 
-    void resolves_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("program"); // null: none
-        const QByteArray head = "[Desktop Entry]\nType=Application\n";
-        QTest::newRow("plain") << head + "Exec=/opt/quillon %U\n" << u"/opt/quillon"_s;
-        QTest::newRow("quoted in its middle") << head + "Exec=/opt/\"a b\"/quillon -x\n" << u"/opt/a b/quillon"_s;
-        QTest::newRow("line ends of another system")
-            << QByteArray(head + "Exec=/opt/q\n").replace("\n", "\r\n") << u"/opt/q"_s;
-        QTest::newRow("looked up") << head + "Exec=sh -c true\n" << QStandardPaths::findExecutable(u"sh"_s);
-        QTest::newRow("not to be found") << head + "Exec=no-such-program-here\n" << QString();
-        QTest::newRow("of another group") << head + "[Desktop Action x]\nExec=/opt/quillon\n" << QString();
-        QTest::newRow("a link") << QByteArray("[Desktop Entry]\nType=Link\nExec=/opt/quillon\n") << QString();
-        QTest::newRow("open quote") << head + "Exec=\"/opt/quillon\n" << u"/opt/quillon"_s;
-        QTest::newRow("empty") << QByteArray() << QString();
-        QTest::newRow("no entry at all") << QByteArray(300000, '\0') << QString();
-    }
     void resolves()
     {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, program);
-        Folder folder;
-        AutostartItems items;
-        folder.write(u"some.desktop"_s, content);
-        QCOMPARE(items.resolve({u"some.desktop"_s}).value_or(QString()), program);
+        const QByteArray head = "[Desktop Entry]\nType=Application\n";
+        const QString none;
+        for (const auto& [content, program] :
+             {std::pair<QByteArray, QString>(head + "Exec=/opt/quillon %U\n", u"/opt/quillon"_s),
+              {head + "Exec=/opt/\"a b\"/quillon -x\n", u"/opt/a b/quillon"_s},
+              {QByteArray(head + "Exec=/opt/q\n").replace("\n", "\r\n"), u"/opt/q"_s},
+              {head + "Exec=sh -c true\n", QStandardPaths::findExecutable(u"sh"_s)},
+              {head + "Exec=no-such-program-here\n", none},
+              {head + "[Desktop Action x]\nExec=/opt/quillon\n", none},
+              {"[Desktop Entry]\nType=Link\nExec=/opt/quillon\n", none},
+              {head + "Exec=\"/opt/quillon\n", u"/opt/quillon"_s},
+              {"", none},
+              {QByteArray(300000, '\0'), none}}) {
+            Folder folder;
+            AutostartItems items;
+            folder.write(u"some.desktop"_s, content);
+            QVERIFY2(items.resolve({u"some.desktop"_s}).value_or(none) == program, content.left(100));
+        }
     }
 
     void listThatCannotBeOpened()
