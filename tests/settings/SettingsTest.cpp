@@ -262,32 +262,22 @@ private slots:
         QCOMPARE(preferences.emailInUse(), u"bob@example.com"_s);
     }
 
-    void accountNameIsNormalized_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* typed, const char* expected) {
-            QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(expected);
-        };
-        row("acme", "acme");
-        row("http://acme", "acme");
-        row("https://acme.quillon.example", "acme");
-        row("https://http://acme", "http://acme");
-        row("http://ahttp://cme", "acme");
-        row("HTTP://acme", "HTTP://acme");
-        row("acme.quillon.example", "acme");
-        row("acme.quillon.example/", "acme.quillon.example/");
-        row("Acme.Quillon.Example", "Acme.Quillon.Example");
-    }
-
     void accountNameIsNormalized()
     {
-        QFETCH(QString, typed);
-        QFETCH(QString, expected);
-        Started start;
-        start.preferences().setUrl(typed);
-        QCOMPARE(start.preferences().credentials().url, expected);
-        QCOMPARE(start.preferences().url(), expected);
+        for (const auto& [typed, expected] : {std::pair(u"acme"_s, u"acme"_s),
+                                              {u"http://acme"_s, u"acme"_s},
+                                              {u"https://acme.quillon.example"_s, u"acme"_s},
+                                              {u"https://http://acme"_s, u"http://acme"_s},
+                                              {u"http://ahttp://cme"_s, u"acme"_s},
+                                              {u"HTTP://acme"_s, u"HTTP://acme"_s},
+                                              {u"acme.quillon.example"_s, u"acme"_s},
+                                              {u"acme.quillon.example/"_s, u"acme.quillon.example/"_s},
+                                              {u"Acme.Quillon.Example"_s, u"Acme.Quillon.Example"_s}}) {
+            Started start;
+            start.preferences().setUrl(typed);
+            QCOMPARE(start.preferences().credentials().url, expected);
+            QCOMPARE(start.preferences().url(), expected);
+        }
     }
 
     void baseAddress()

@@ -45,46 +45,33 @@ class GeometricsTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void heights_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<double>("height");
-        QTest::newRow("none") << QString() << 0.0;
-        QTest::newRow("one line") << u"Second pass"_s << 14.0;
-        QTest::newRow("line break at the end") << u"Second pass\r\n"_s << 14.0;
-        QTest::newRow("empty line between") << u"Second\r\n\r\nThird"_s << 42.0;
-        QTest::newRow("every kind of break") << u"a\nb\rc\r\nd\u2028e\u2029f\vg\fh\u0085i"_s << 126.0;
-        QTest::newRow("wraps") << u"Reworked the invoice import so that the totals agree with the ledger"_s << 28.0;
-        QTest::newRow("control characters") << u"bell \u0007 escape \u001b null \u0000 end"_s << 14.0;
-        QTest::newRow("characters of other fonts") << u"שלום ẹ̷̌ 🎉 日本語"_s << 14.0;
-        QTest::newRow("one word, wider than the line") << QString(200, u'm') << 98.0;
-    }
-
     void heights()
     {
-        QFETCH(QString, text);
-        QFETCH(double, height);
-        QCOMPARE(heightForWidth(text, NotesWidth, interfaceFont(11)), height);
-        QCOMPARE(heightForWidth(text, NotesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
-    }
-
-    void displayableText_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("tab and controls") << u"a\tb\u0001c\u007f"_s << u"a b c "_s;
-        QTest::newRow("emoji stays whole") << u"a🎉b"_s << u"a🎉b"_s;
-        QTest::newRow("halves") << QString(u'a') + QChar(0xd83c) + u'b' + QChar(0xdf89) << u"a\ufffdb\ufffd"_s;
-        QTest::newRow("half at the end") << QString(u'a') + QChar(0xd83c) << u"a\ufffd"_s;
-        QTest::newRow("embedded object") << u"a\ufffcb"_s << u"a\ufffdb"_s;
-        QTest::newRow("breaks") << u"a\r\nb\r\r\nc"_s << u"a\nb\n\nc"_s;
+        for (const auto& [text, height] :
+             {std::pair(QString(), 0.0),
+              {u"Second pass"_s, 14.0},
+              {u"Second pass\r\n"_s, 14.0},
+              {u"Second\r\n\r\nThird"_s, 42.0},
+              {u"a\nb\rc\r\nd\u2028e\u2029f\vg\fh\u0085i"_s, 126.0}, // every kind of break
+              {u"Reworked the invoice import so that the totals agree with the ledger"_s, 28.0},
+              {u"bell \u0007 escape \u001b null \u0000 end"_s, 14.0},
+              {u"שלום ẹ̷̌ 🎉 日本語"_s, 14.0}, // of other fonts
+              {QString(200, u'm'), 98.0}}) {
+            QCOMPARE(heightForWidth(text, NotesWidth, interfaceFont(11)), height);
+            QCOMPARE(heightForWidth(text, NotesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
+        }
     }
 
     void displayableText()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, shown);
-        QCOMPARE(displayable(text), shown);
+        for (const auto& [text, shown] :
+             {std::pair(u"a\tb\u0001c\u007f"_s, u"a b c "_s),
+              {u"a🎉b"_s, u"a🎉b"_s},
+              {QString(u'a') + QChar(0xd83c) + u'b' + QChar(0xdf89), u"a\ufffdb\ufffd"_s}, // halves
+              {QString(u'a') + QChar(0xd83c), u"a\ufffd"_s},
+              {u"a\ufffcb"_s, u"a\ufffdb"_s}, // embedded object
+              {u"a\r\nb\r\r\nc"_s, u"a\nb\n\nc"_s}})
+            QCOMPARE(displayable(text), shown);
     }
 
     void toolTips()

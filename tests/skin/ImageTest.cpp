@@ -65,27 +65,20 @@ private slots:
         }
     }
 
-    void colours_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QColor>("colour");
-        QTest::newRow("grey") << u"EEEEEE"_s << QColor(238, 238, 238);
-        QTest::newRow("order of parts") << u"0a80Ff"_s << QColor(10, 128, 255);
-        QTest::newRow("short is a small number") << u"ff"_s << QColor(0, 0, 255);
-        QTest::newRow("more than six digits") << u"12345678"_s << QColor(0x34, 0x56, 0x78);
-        QTest::newRow("leading space and 0x") << u" 0x2F2F2F"_s << QColor(47, 47, 47);
-        QTest::newRow("ends at the first other character") << u"12zz"_s << QColor(0, 0, 0x12);
-        QTest::newRow("too large") << u"123456789"_s << QColor(255, 255, 255);
-        QTest::newRow("not a number") << u"#EEEEEE"_s << QColor(0, 0, 0);
-        QTest::newRow("null") << QString() << QColor(0, 0, 0);
-    }
-
     void colours()
     {
-        QFETCH(QString, text);
-        QFETCH(QColor, colour);
-        QCOMPARE(colorFromHexRGB(text).rgba(), colour.rgba());
-        QCOMPARE(colorFromHexRGB(text, 0.5f).alphaF(), QColor::fromRgbF(0, 0, 0, 0.5f).alphaF());
+        for (const auto& [text, colour] : {std::pair(u"EEEEEE"_s, QColor(238, 238, 238)),
+                                           {u"0a80Ff"_s, QColor(10, 128, 255)},
+                                           {u"ff"_s, QColor(0, 0, 255)},
+                                           {u"12345678"_s, QColor(0x34, 0x56, 0x78)},
+                                           {u" 0x2F2F2F"_s, QColor(47, 47, 47)},
+                                           {u"12zz"_s, QColor(0, 0, 0x12)},
+                                           {u"123456789"_s, QColor(255, 255, 255)}, // too large
+                                           {u"#EEEEEE"_s, QColor(0, 0, 0)},
+                                           {QString(), QColor(0, 0, 0)}}) {
+            QVERIFY2(colorFromHexRGB(text).rgba() == colour.rgba(), qPrintable(text));
+            QCOMPARE(colorFromHexRGB(text, 0.5f).alphaF(), QColor::fromRgbF(0, 0, 0, 0.5f).alphaF());
+        }
     }
 };
 

@@ -105,41 +105,30 @@ private slots:
         QCOMPARE(qAlpha(on.picture().pixel(70, 21)), 0);
     }
 
-    void mouse_data()
+    void mouse()
     {
-        QTest::addColumn<Qt::MouseButton>("button");
-        QTest::addColumn<QPoint>("point");
-        QTest::addColumn<bool>("loggedOut");
-        QTest::addColumn<QStringList>("calls");
         const QPoint first(6, 3);
         const QPoint last(20, 18);
         const QPoint beside(21, 11);
         const QStringList toggle{u"toggle"_s};
         const QStringList menuOff{u"menu, highlight off"_s};
         const QStringList menuOn{u"menu, highlight on"_s};
-        QTest::newRow("button") << Qt::LeftButton << first << false << toggle;
-        QTest::newRow("button while signed out") << Qt::LeftButton << last << true << toggle;
-        QTest::newRow("hours") << Qt::LeftButton << beside << false << menuOff;
-        QTest::newRow("sign in") << Qt::LeftButton << beside << true << menuOff;
-        QTest::newRow("right on the hours") << Qt::RightButton << beside << false << menuOn;
-        QTest::newRow("right on the button") << Qt::RightButton << first << false << menuOn;
-        QTest::newRow("middle") << Qt::MiddleButton << beside << false << QStringList();
-    }
-
-    void mouse()
-    {
-        QFETCH(Qt::MouseButton, button);
-        QFETCH(QPoint, point);
-        QFETCH(bool, loggedOut);
-        QFETCH(QStringList, calls);
-        support::TestRun run;
-        ViewOnScreen on;
-        on.view.setLoggedOut(loggedOut);
-        QTest::mousePress(&on.view, button, {}, point);
-        QCOMPARE(on.owner.calls, calls);
-        QTest::mouseRelease(&on.view, button, {}, point);
-        QCOMPARE(on.owner.calls, calls);
-        QVERIFY(!on.view.clicked());
+        for (const auto& [button, point, loggedOut, calls] : {std::tuple(Qt::LeftButton, first, false, toggle),
+                                                              {Qt::LeftButton, last, true, toggle},
+                                                              {Qt::LeftButton, beside, false, menuOff},
+                                                              {Qt::LeftButton, beside, true, menuOff},
+                                                              {Qt::RightButton, beside, false, menuOn},
+                                                              {Qt::RightButton, first, false, menuOn},
+                                                              {Qt::MiddleButton, beside, false, QStringList()}}) {
+            support::TestRun run;
+            ViewOnScreen on;
+            on.view.setLoggedOut(loggedOut);
+            QTest::mousePress(&on.view, button, {}, point);
+            QCOMPARE(on.owner.calls, calls);
+            QTest::mouseRelease(&on.view, button, {}, point);
+            QCOMPARE(on.owner.calls, calls);
+            QVERIFY(!on.view.clicked());
+        }
     }
 
     void highlightAfterRelease()
@@ -193,34 +182,25 @@ private slots:
         QCOMPARE(on.picture(), plain);
     }
 
-    void spokenName_data()
-    {
-        QTest::addColumn<QString>("hours");
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("both") << u"1:05"_s << true << u"1 hour 5 minutes, running"_s;
-        QTest::newRow("one minute") << u"0:01"_s << true << u"1 minute, running"_s;
-        QTest::newRow("nothing") << u"0:00"_s << false << u"0 minutes, stopped"_s;
-        QTest::newRow("before it began") << u"0:-3"_s << true << u"minus 3 minutes, running"_s;
-        QTest::newRow("hours before it began") << u"-1:-30"_s << true << u"minus 1 hour 30 minutes, running"_s;
-        QTest::newRow("placeholder") << u"-:--"_s << false << u"No hours yet"_s;
-    }
-
     void spokenName()
     {
-        QFETCH(QString, hours);
-        QFETCH(bool, running);
-        QFETCH(QString, name);
-        RecordingOwner owner;
-        QuillonStatusItemView view(QRectF(0, 0, 71, 22), owner);
-        view.setHours(hours, running);
-        QCOMPARE(view.accessibleName(), name);
-        view.setAbout(u"Website, Design"_s);
-        QCOMPARE(view.accessibleName(), hours == u"-:--"_s ? name : name + u", Website, Design"_s);
-        view.setLoggedOut(true);
-        QCOMPARE(view.accessibleName(), u"Sign in"_s);
-        view.setOffline(true);
-        QCOMPARE(view.accessibleName(), u"Offline"_s);
+        for (const auto& [hours, running, name] : {std::tuple(u"1:05"_s, true, u"1 hour 5 minutes, running"_s),
+                                                   {u"0:01"_s, true, u"1 minute, running"_s},
+                                                   {u"0:00"_s, false, u"0 minutes, stopped"_s},
+                                                   {u"0:-3"_s, true, u"minus 3 minutes, running"_s},
+                                                   {u"-1:-30"_s, true, u"minus 1 hour 30 minutes, running"_s},
+                                                   {u"-:--"_s, false, u"No hours yet"_s}}) {
+            RecordingOwner owner;
+            QuillonStatusItemView view(QRectF(0, 0, 71, 22), owner);
+            view.setHours(hours, running);
+            QCOMPARE(view.accessibleName(), name);
+            view.setAbout(u"Website, Design"_s);
+            QCOMPARE(view.accessibleName(), hours == u"-:--"_s ? name : name + u", Website, Design"_s);
+            view.setLoggedOut(true);
+            QCOMPARE(view.accessibleName(), u"Sign in"_s);
+            view.setOffline(true);
+            QCOMPARE(view.accessibleName(), u"Offline"_s);
+        }
     }
 
     void assistiveActions()
