@@ -23,15 +23,17 @@ void Import::loadCatalog()
 {
     const std::vector<Client*> clients = m_company.clients();
     know(clients);
-    for (auto client = clients.rbegin(); client != clients.rend(); ++client)
-        m_clientsByName.insert((*client)->name(), *client);
+    for (auto client = clients.rbegin(); client != clients.rend(); ++client) {
+        const QString name = (*client)->name();
+        m_clientsByName.insert({name.isNull(), name}, *client);
+    }
     know(m_company.projects());
     know(m_company.tasks());
 }
 
 Client& Import::findOrCreateByName(const QString& name)
 {
-    Client*& client = m_clientsByName[name];
+    Client*& client = m_clientsByName[{name.isNull(), name}];
     if (!client)
         client = &m_company.findOrCreateByName<Client>(name, m_context);
     return *client;

@@ -94,7 +94,8 @@ private:
     std::tuple<Known<Client>, Known<DayEntry>, Known<Project>, Known<Task>, Known<TaskAssignment>, Known<User>,
                Known<UserAssignment>>
         m_known;
-    QHash<QString, Client*> m_clientsByName;
+    /// A hash takes an empty name for a missing one: that it is missing is part of the key.
+    QHash<std::pair<bool, QString>, Client*> m_clientsByName;
     // Loaded when first asked for.
     std::optional<Assignments> m_userAssignments;
     std::optional<Assignments> m_taskAssignments;

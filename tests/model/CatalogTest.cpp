@@ -194,6 +194,20 @@ private slots:
         QCOMPARE(run.byId<DayEntry>("1")->lockedReason(), u"Project has been archived.");
     }
 
+    void anEmptyNameOfAClientIsNotAMissingOne()
+    {
+        ModelRun run;
+        for (int i = 0; i < 2; ++i)
+            QVERIFY(run.import(&DayEntry::parseXml,
+                               "<daily><projects><project><id>11</id></project><project><id>12</id><client></client>"
+                               "</project><project><id>13</id></project></projects></daily>"));
+        QCOMPARE(run.all<Client>().size(), 2U);
+        QVERIFY(run.byId<Project>("11")->client()->name().isNull());
+        QCOMPARE(run.byId<Project>("12")->client()->name(), u""_s);
+        QVERIFY(!run.byId<Project>("12")->client()->name().isNull());
+        QCOMPARE(run.byId<Project>("13")->client(), run.byId<Project>("11")->client());
+    }
+
     void findsOrCreatesAssignments()
     {
         ModelRun run;
