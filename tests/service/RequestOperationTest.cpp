@@ -211,7 +211,7 @@ private slots:
     void transportFailures()
     {
         const std::pair<QByteArray, QString> rows[] = {{"", DayFailed + "transport 56 Gone."_L1},
-                                                       {"Authentication Failed for API request.", Failed}};
+                                                       {"Authentication failed for API request.", Failed}};
         for (const auto& [body, told] : rows) {
             ServiceRun run;
             const int status = body.isEmpty() ? 0 : 200;
@@ -367,7 +367,7 @@ private slots:
             {{200, "<daily/>", version}, {Succeeded, u"gotQuillonCompanyCacheVersion 7"_s}},
             {{200, "<daily/>"}, {Succeeded}},
             {{200, "<daily>", version}, {Succeeded}},
-            {{401, "Authentication Failed for API request.", version}, {Failed}},
+            {{401, "Authentication failed for API request.", version}, {Failed}},
             {{500, "Oops", version}, {Succeeded}}, // no failure is told
             {Reply::closed(), {}}};
         for (const auto& [reply, expected] : rows) {
