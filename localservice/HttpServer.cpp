@@ -447,7 +447,7 @@ private:
             if (!goesOn)
                 break;
             goesOn = co_await answer(client, stream, reader);
-            if (!goesOn && !client.isEnding && (reader.refusal() != 0 || !input.empty())) {
+            if (!goesOn && !client.isEnding) {
                 client.allow(GoodbyeTime);
                 co_await takeRubbish(client);
             }
