@@ -183,12 +183,15 @@ void MessageBoxAlerts::open(Shown& shown)
         const auto now = m_time.uptime().total;
         shown.clicksFrom = now + Instant;
         shown.keysFrom = now + Sentence;
-        // Beside those that are there already: their buttons stay in sight.
+        // Beside those that are there already, as far as there is room: their buttons stay in sight.
         for (const Shown& other : m_alerts) {
             if (!other.box || &other == &shown)
                 continue;
             box.adjustSize();
-            box.move(other.box->pos() + other.box->rect().bottomRight() - box.rect().bottomRight() - BesideOffset);
+            const QPoint corner =
+                other.box->pos() + other.box->rect().bottomRight() - box.rect().bottomRight() - BesideOffset;
+            if (other.box->screen()->availableGeometry().contains(corner))
+                box.move(corner);
         }
     } else if (QWindow* onTop = windowOnTop()) {
         // Else that one would lie over the alert, blocked by it.

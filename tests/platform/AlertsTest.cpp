@@ -187,6 +187,17 @@ private slots:
         QCOMPARE(m_said, QStringList({u"question -1"_s, u"failure 0"_s, u"question 2"_s}));
     }
 
+    void manyUnaskedOnesStayOnTheScreen()
+    {
+        for (int i = 0; i < 12; ++i)
+            m_alerts->show(unasked(), {});
+        QCOMPARE(openBoxes().size(), 12);
+        for (const QMessageBox* box : openBoxes()) {
+            const QWidget* button = box->defaultButton();
+            QTRY_VERIFY(box->screen()->availableGeometry().contains(button->mapToGlobal(button->rect().center())));
+        }
+    }
+
     void longTextsAreAllThere_data()
     {
         QTest::addColumn<QString>("text");
