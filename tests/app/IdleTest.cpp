@@ -331,6 +331,15 @@ private slots:
         QCOMPARE(run.face(), u"0:31"_s);
         QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+
+        // And once more of the same entry.
+        run.toggle();
+        run.work(10min);
+        run.away(15min); // 14 of them measured
+        QCOMPARE(run.alert(), asksAboutMinutes(13));
+        QVERIFY(run.answer(1));
+        QCOMPARE(run.corrections().size(), 2);
+        QCOMPARE(qRound(run.dayTotal() * 60), 31 + 10 + 1);
     }
 
     void removesNoMoreThanThereIs()
@@ -504,31 +513,6 @@ private slots:
             QVERIFY(run.press(1));
             QVERIFY2(run.corrections().value(0).startsWith("0.30 stopped"_L1), qPrintable(run.corrections().value(0)));
         }
-    }
-
-    void twoHoursComeOutRight()
-    {
-        IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(25min);
-        run.away(9min); // too short to be asked about
-        run.work(16min);
-        run.test.sleep.sleep(30min);
-        QCOMPARE(run.alert(), asksAboutMinutes(30));
-        QVERIFY(run.press(1));
-        run.toggle();
-        run.work(10min);
-        run.away(15min); // 14 of them measured
-        QCOMPARE(run.alert(), asksAboutMinutes(13));
-        QVERIFY(run.answer(1));
-        run.toggle();
-        run.work(15min);
-        run.toggle();
-
-        constexpr double worked = 25 + 9 + 16 + 10 + 1 + 15;
-        QCOMPARE(qRound(run.dayTotal() * 60), qRound(worked));
-        QCOMPARE(run.face(), u"1:16"_s);
-        QCOMPARE(run.corrections().size(), 2);
     }
 };
 

@@ -286,43 +286,38 @@ private slots:
         QVERIFY(run.test.alerts.shown.empty());
     }
 
-    void storeThatCannotBeUsed_data()
-    {
-        QTest::addColumn<bool>("later");
-        QTest::newRow("from the start") << false;
-        QTest::newRow("from the middle on") << true;
-    }
-
     void storeThatCannotBeUsed()
     {
-        QFETCH(bool, later);
-        AppRun run;
-        const QString file = app::WrenfoldMenulet::directoryForDataStore() + u"/QuillonX.sqlite"_s;
-        if (later) {
-            run.start();
-            run.refresh();
-            SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
-            for (const store::Entity& entity : run.menulet->managedObjectModel()->entities())
-                other.exec("DROP TABLE " + entity.name);
-            run.refresh();
-        } else {
-            QFile garbage(file);
-            QVERIFY(garbage.open(QIODevice::WriteOnly));
-            garbage.write(QByteArray(4096, '!'));
-            garbage.close();
-            run.start();
+        // From the start, and from the middle on.
+        for (const bool later : {false, true}) {
+            AppRun run;
+            const QString file = app::WrenfoldMenulet::directoryForDataStore() + u"/QuillonX.sqlite"_s;
+            if (later) {
+                run.start();
+                run.refresh();
+                SQLite::Database other(file.toStdString(), SQLite::OPEN_READWRITE);
+                for (const store::Entity& entity : run.menulet->managedObjectModel()->entities())
+                    other.exec("DROP TABLE " + entity.name);
+                run.refresh();
+            } else {
+                QFile garbage(file);
+                QVERIFY(garbage.open(QIODevice::WriteOnly));
+                garbage.write(QByteArray(4096, '!'));
+                garbage.close();
+                run.start();
+            }
+            QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
+            QCOMPARE(run.face(), u"0:00"_s);
+            QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
+            run.startTimer(u"Design"_s);
+            QCOMPARE(run.face(), u"0:00 running"_s);
+            QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);
+            QVERIFY(!run.menulet->company()->mostRecentDayEntry()->isLocked());
+            QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
+            run.settle();
+            QCOMPARE(run.face(), u"0:00"_s);
+            QVERIFY(run.test.alerts.shown.empty());
         }
-        QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
-        QCOMPARE(run.face(), u"0:00"_s);
-        QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
-        run.startTimer(u"Design"_s);
-        QCOMPARE(run.face(), u"0:00 running"_s);
-        QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);
-        QVERIFY(!run.menulet->company()->mostRecentDayEntry()->isLocked());
-        QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
-        run.settle();
-        QCOMPARE(run.face(), u"0:00"_s);
-        QVERIFY(run.test.alerts.shown.empty());
     }
 };
 

@@ -101,42 +101,35 @@ private slots:
         QVERIFY(!QFile::exists(settingsFile()));
     }
 
-    void nonsenseReadsAsTheDefault_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QVariant>("expected");
-        const auto row = [](const char* line, const char* key, const QVariant& expected) {
-            QTest::newRow(line) << QByteArray(line) << QString::fromLatin1(key) << expected;
-        };
-        row("BlinkColon=maybe", "BlinkColon", true);
-        row("BlinkColon=NO", "BlinkColon", false);
-        row("StartAtLogin=1", "StartAtLogin", true);
-        row("IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold", 10);
-        row("IdleMinutesThreshold=0", "IdleMinutesThreshold", 10);
-        row("IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold", 10);
-        row("IdleMinutesThreshold= 25 ", "IdleMinutesThreshold", 25);
-        row("TimesheetHotKey=-1", "TimesheetHotKey", -1);
-        row("TimesheetHotKey=-2", "TimesheetHotKey", 46);
-        row("TimesheetHotKeyModifiers=-1", "TimesheetHotKeyModifiers", 1572864);
-        row("Company=Smith, Jones", "Company", u"Smith, Jones"_s);
-        row("\xff\xfe\x80", "IdleMinutesThreshold", 10);
-    }
-
     void nonsenseReadsAsTheDefault()
     {
-        QFETCH(QByteArray, line);
-        QFETCH(QString, key);
-        QFETCH(QVariant, expected);
-        Started start("[General]\n" + line + "\n");
-        const QByteArray name = key.toLatin1();
-        const QLatin1StringView wanted(name.constData());
-        if (expected.typeId() == QMetaType::Bool)
-            QCOMPARE(start.defaults().boolForKey(wanted), expected.toBool());
-        else if (expected.typeId() == QMetaType::QString)
-            QCOMPARE(start.defaults().stringForKey(wanted), expected.toString());
-        else
-            QCOMPARE(start.defaults().integerForKey(wanted), expected.toLongLong());
+        struct Saved
+        {
+            const char* line;
+            QLatin1StringView key;
+            QVariant expected;
+        };
+        for (const Saved& saved : {Saved{"BlinkColon=maybe", "BlinkColon"_L1, true},
+                                   {"BlinkColon=NO", "BlinkColon"_L1, false},
+                                   {"StartAtLogin=1", "StartAtLogin"_L1, true},
+                                   {"IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold"_L1, 10},
+                                   {"IdleMinutesThreshold=0", "IdleMinutesThreshold"_L1, 10},
+                                   {"IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold"_L1, 10},
+                                   {"IdleMinutesThreshold= 25 ", "IdleMinutesThreshold"_L1, 25},
+                                   {"TimesheetHotKey=-1", "TimesheetHotKey"_L1, -1},
+                                   {"TimesheetHotKey=-2", "TimesheetHotKey"_L1, 46},
+                                   {"TimesheetHotKeyModifiers=-1", "TimesheetHotKeyModifiers"_L1, 1572864},
+                                   {"Company=Smith, Jones", "Company"_L1, u"Smith, Jones"_s},
+                                   {"\xff\xfe\x80", "IdleMinutesThreshold"_L1, 10}}) {
+            Started start(QByteArray("[General]\n") + saved.line + "\n");
+            const UserDefaults& defaults = start.defaults();
+            if (saved.expected.typeId() == QMetaType::Bool)
+                QVERIFY2(defaults.boolForKey(saved.key) == saved.expected.toBool(), saved.line);
+            else if (saved.expected.typeId() == QMetaType::QString)
+                QVERIFY2(defaults.stringForKey(saved.key) == saved.expected.toString(), saved.line);
+            else
+                QVERIFY2(defaults.integerForKey(saved.key) == saved.expected.toLongLong(), saved.line);
+        }
     }
 
     void savedOptionsComeBack()
@@ -457,42 +450,32 @@ private slots:
         QCOMPARE(read("not UTF-8: \xff"), std::nullopt);
     }
 
-    void keyCodes_data()
-    {
-        QTest::addColumn<qint64>("code");
-        QTest::addColumn<quint64>("flags");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("sequence");
-        QTest::addColumn<int>("evdev");
-        const auto row = [](const char* title, qint64 code, quint64 flags, const char* name, const char* sequence,
-                            int evdev) {
-            QTest::newRow(title) << code << flags << QString::fromLatin1(name) << QString::fromLatin1(sequence)
-                                 << evdev;
-        };
-        row("M", 46, 0x180000, "M", "Ctrl+Alt+M", 50);
-        row("control is Super", 11, 0x40000, "B", "Meta+B", 48);
-        row("all", 18, 0x1E0000, "1", "Meta+Ctrl+Alt+Shift+1", 2);
-        row("other bits", 96, 0x800100, "F5", "F5", 63);
-        row("a name of two words", 116, 0x100000, "Page Up", "Ctrl+PgUp", 104);
-        row("a comma", 43, 0x100000, ",", "Ctrl+,", 51);
-        row("none", -1, 0x180000, "", "", 0);
-        row("unknown", 10, 0x180000, "", "", 0);
-    }
-
     void keyCodes()
     {
-        QFETCH(qint64, code);
-        QFETCH(quint64, flags);
-        QFETCH(QString, name);
-        QFETCH(QString, sequence);
-        QFETCH(int, evdev);
-        QCOMPARE(SRStringForKeyCode(code), name);
-        QCOMPARE(keySequence({flags, code}).toString(QKeySequence::PortableText), sequence);
-        QCOMPARE(evdevCode(code).value_or(0), evdev);
-        if (evdev) {
-            QCOMPARE(codeForEvdev(evdev), code);
-            const Qt::KeyboardModifiers pressed = keySequence({flags, code})[0].keyboardModifiers();
-            QCOMPARE(keyFlags(pressed), flags & 0x1E0000);
+        struct Key
+        {
+            qint64 code;
+            quint64 flags;
+            QString name;
+            QString sequence;
+            int evdev;
+        };
+        for (const Key& key : {Key{46, 0x180000, u"M"_s, u"Ctrl+Alt+M"_s, 50},
+                               {11, 0x40000, u"B"_s, u"Meta+B"_s, 48},
+                               {18, 0x1E0000, u"1"_s, u"Meta+Ctrl+Alt+Shift+1"_s, 2},
+                               {96, 0x800100, u"F5"_s, u"F5"_s, 63}, // other bits
+                               {116, 0x100000, u"Page Up"_s, u"Ctrl+PgUp"_s, 104},
+                               {43, 0x100000, u","_s, u"Ctrl+,"_s, 51},
+                               {-1, 0x180000, {}, {}, 0},
+                               {10, 0x180000, {}, {}, 0}}) { // unknown
+            QCOMPARE(SRStringForKeyCode(key.code), key.name);
+            const QKeySequence sequence = keySequence({key.flags, key.code});
+            QCOMPARE(sequence.toString(QKeySequence::PortableText), key.sequence);
+            QCOMPARE(evdevCode(key.code).value_or(0), key.evdev);
+            if (key.evdev) {
+                QCOMPARE(codeForEvdev(key.evdev), key.code);
+                QCOMPARE(keyFlags(sequence[0].keyboardModifiers()), key.flags & 0x1E0000);
+            }
         }
     }
 };

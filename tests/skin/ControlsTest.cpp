@@ -94,52 +94,43 @@ class ControlsTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void buttonsShowTheirState_data()
+    void buttonsShowTheirState()
     {
-        QTest::addColumn<bool>("hud");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<bool>("pressed");
-        QTest::addColumn<QByteArray>("images");
-        QTest::addColumn<QColor>("ink");
-        QTest::addColumn<bool>("shadow");
+        struct Look
+        {
+            bool hud;
+            QString title;
+            bool enabled;
+            bool pressed;
+            QByteArray images;
+            QColor ink;
+            bool shadow;
+        };
         const QColor white(255, 255, 255);
         const QColor grey(0x44, 0x44, 0x44);
         const QColor faded = QColor::fromRgbF(1, 1, 1, 0.4f);
-        const auto row = [](const char* name, bool hud, QStringView title, bool enabled, bool pressed,
-                            const char* images, const QColor& ink, bool shadow) {
-            QTest::newRow(name) << hud << title.toString() << enabled << pressed << QByteArray(images) << ink << shadow;
-        };
-        row("light save", false, u"Save", true, false, "btn-tw-submit-", white, true);
-        row("light save pressed", false, u"Save", true, true, "btn-tw-active-", white, true);
-        row("light cancel", false, u"Cancel", true, false, "btn-tw-cancel-", grey, false);
-        row("dark start", true, u"Start", true, false, "btn-hud-submit-", white, true);
-        row("dark start pressed", true, u"Start", true, true, "btn-hud-active-", white, true);
-        row("dark cancel", true, u"Cancel", true, false, "btn-hud-cancel-", white, true);
-        row("dark cancel pressed", true, u"Cancel", true, true, "btn-hud-active-", white, true);
-        row("dark start disabled", true, u"Start", false, false, "btn-hud-cancel-", faded, true);
-    }
-
-    void buttonsShowTheirState()
-    {
-        QFETCH(bool, hud);
-        QFETCH(QString, title);
-        QFETCH(bool, enabled);
-        QFETCH(bool, pressed);
-        QFETCH(QByteArray, images);
-        QFETCH(QColor, ink);
-        QFETCH(bool, shadow);
-        const auto purpose = title == "Cancel"_L1 ? QuillonButtonCell::Cancel : QuillonButtonCell::Submit;
-        const std::unique_ptr<QuillonButtonCell> button(hud ? new QuillonHUDButtonCell(title, nullptr, purpose)
-                                                            : new QuillonButtonCell(title, nullptr, purpose));
-        button->resize(90, button->sizeHint().height());
-        button->setEnabled(enabled);
-        button->setDown(pressed);
-        QCOMPARE(leftEnd(picture(*button)), leftEnd(bezel(images, button->size())));
-        QCOMPARE(button->textColor(), ink);
-        QCOMPARE(button->shouldShadowText(), shadow);
-        QCOMPARE(button->isCancelButton(), title == "Cancel"_L1);
-        QCOMPARE(button->isSubmitButton(), title != "Cancel"_L1);
+        for (const Look& look : {Look{false, u"Save"_s, true, false, "btn-tw-submit-", white, true},
+                                 {false, u"Save"_s, true, true, "btn-tw-active-", white, true},
+                                 {false, u"Cancel"_s, true, false, "btn-tw-cancel-", grey, false},
+                                 {true, u"Start"_s, true, false, "btn-hud-submit-", white, true},
+                                 {true, u"Start"_s, true, true, "btn-hud-active-", white, true},
+                                 {true, u"Cancel"_s, true, false, "btn-hud-cancel-", white, true},
+                                 {true, u"Cancel"_s, true, true, "btn-hud-active-", white, true},
+                                 {true, u"Start"_s, false, false, "btn-hud-cancel-", faded, true}}) {
+            const bool cancels = look.title == "Cancel"_L1;
+            const auto purpose = cancels ? QuillonButtonCell::Cancel : QuillonButtonCell::Submit;
+            const std::unique_ptr<QuillonButtonCell> button(look.hud
+                                                                ? new QuillonHUDButtonCell(look.title, nullptr, purpose)
+                                                                : new QuillonButtonCell(look.title, nullptr, purpose));
+            button->resize(90, button->sizeHint().height());
+            button->setEnabled(look.enabled);
+            button->setDown(look.pressed);
+            QVERIFY2(leftEnd(picture(*button)) == leftEnd(bezel(look.images, button->size())), look.images);
+            QCOMPARE(button->textColor(), look.ink);
+            QCOMPARE(button->shouldShadowText(), look.shadow);
+            QCOMPARE(button->isCancelButton(), cancels);
+            QCOMPARE(button->isSubmitButton(), !cancels);
+        }
     }
 
     void heldReturnIsOnePress()
