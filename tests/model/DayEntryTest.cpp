@@ -152,32 +152,28 @@ private slots:
         QCOMPARE(run.ids(), QStringList({u"100"_s, u"101"_s}));
     }
 
-    void standsInForWhatIsUnknown_data()
-    {
-        QTest::addColumn<QByteArray>("ids");
-        QTest::addColumn<QString>("reason");
-        const QString archived = u"Project has been archived."_s, unassigned = u"Task has been unassigned."_s;
-        QTest::newRow("project") << QByteArray("<project_id>99</project_id><task_id>21</task_id>") << archived;
-        QTest::newRow("task") << QByteArray("<project_id>11</project_id><task_id>98</task_id>") << unassigned;
-        QTest::newRow("both") << QByteArray("<project_id>99</project_id><task_id>98</task_id>") << unassigned;
-    }
     void standsInForWhatIsUnknown()
     {
-        QFETCH(QByteArray, ids);
-        QFETCH(QString, reason);
-        EntryRun run;
-        QVERIFY(run.import("<add><day_entry><id>100</id>" + ids +
-                           "<is_locked>false</is_locked><project>A&amp;amp;B</project><client>C&amp;lt;</client>"
-                           "<task>D&amp;gt;</task></day_entry></add>"));
-        const DayEntry& entry = *run.byId<DayEntry>("100");
-        QVERIFY(entry.isLocked());
-        QCOMPARE(entry.lockedReason(), reason);
-        QCOMPARE(entry.project()->name(), ids.contains("99") ? u"A&B"_s : u"Website"_s);
-        QCOMPARE(entry.project()->client()->name(), ids.contains("99") ? u"C<"_s : u"Zoo"_s);
-        QCOMPARE(entry.task()->name(), ids.contains("98") ? u"D>"_s : u"Design"_s);
-        // The stand-by is there from now on.
-        QVERIFY(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"));
-        QVERIFY(!entry.isLocked());
+        const QString archived = u"Project has been archived."_s, unassigned = u"Task has been unassigned."_s;
+        const std::pair<QByteArray, QString> rows[] = {
+            {"<project_id>99</project_id><task_id>21</task_id>", archived},
+            {"<project_id>11</project_id><task_id>98</task_id>", unassigned},
+            {"<project_id>99</project_id><task_id>98</task_id>", unassigned}};
+        for (const auto& [ids, reason] : rows) {
+            EntryRun run;
+            QVERIFY(run.import("<add><day_entry><id>100</id>" + ids +
+                               "<is_locked>false</is_locked><project>A&amp;amp;B</project><client>C&amp;lt;</client>"
+                               "<task>D&amp;gt;</task></day_entry></add>"));
+            const DayEntry& entry = *run.byId<DayEntry>("100");
+            QVERIFY(entry.isLocked());
+            QCOMPARE(entry.lockedReason(), reason);
+            QCOMPARE(entry.project()->name(), ids.contains("99") ? u"A&B"_s : u"Website"_s);
+            QCOMPARE(entry.project()->client()->name(), ids.contains("99") ? u"C<"_s : u"Zoo"_s);
+            QCOMPARE(entry.task()->name(), ids.contains("98") ? u"D>"_s : u"Design"_s);
+            // The stand-by is there from now on.
+            QVERIFY(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"));
+            QVERIFY(!entry.isLocked());
+        }
     }
 
     void dropsWhatASheetLeavesOut()

@@ -356,6 +356,12 @@ class PageTest(Pages, unittest.TestCase):
         self.forget()
         self.host.fresh()
 
+    def run(self, result=None):
+        before = len(result.failures + result.errors)
+        super().run(result)
+        if len(result.failures + result.errors) > before:
+            print(self.excerpt(), file=sys.stderr)
+
     def another_browser(self):
         """A second browser, which shares nothing with the first."""
         if not self.second:
@@ -366,32 +372,9 @@ class PageTest(Pages, unittest.TestCase):
         return self.second
 
 
-class _Result(unittest.TextTestResult):
-    """Tells what the browser shows where a test fails first."""
-
-    def __init__(self, *words):
-        super().__init__(*words)
-        self.shown = []
-
-    def told(self, test, failure):
-        if isinstance(test, PageTest) and hasattr(test, "chromium") and test not in self.shown:
-            self.shown.append(test)
-            print(test.excerpt(), file=sys.stderr)
-        return failure
-
-    def addError(self, test, err):
-        super().addError(test, self.told(test, err))
-
-    def addFailure(self, test, err):
-        super().addFailure(test, self.told(test, err))
-
-    def addSubTest(self, test, subtest, err):
-        super().addSubTest(test, subtest, self.told(test, err) if err else err)
-
-
 def main():
     PageTest.program = sys.argv.pop(1)
     for name in list(os.environ):
         if name.lower().endswith("_proxy"):
             del os.environ[name]
-    unittest.main(testRunner=unittest.TextTestRunner(resultclass=_Result, verbosity=2))
+    unittest.main(verbosity=2)

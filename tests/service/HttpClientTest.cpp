@@ -146,36 +146,29 @@ private slots:
         }
     }
 
-    void failuresOnTheWay_data()
-    {
-        QTest::addColumn<Reply>("scripted");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QByteArray>("body");
-        QTest::newRow("closed without an answer") << Reply::closed() << 52 << QByteArray();
-        QTest::newRow("never answered") << Reply::hanging() << 28 << QByteArray();
-        QTest::newRow("dripping") << Reply::dripping(std::string(100, 'x'), 100ms) << 28 << QByteArray();
-        QTest::newRow("ends too early") << Reply::cut("Authentication") << 18 << QByteArray("Authent");
-    }
     void failuresOnTheWay()
     {
-        QFETCH(Reply, scripted);
-        QFETCH(int, code);
-        QFETCH(QByteArray, body);
+        const std::tuple<Reply, int, QByteArray> rows[] = {{Reply::closed(), 52, ""},
+                                                           {Reply::hanging(), 28, ""},
+                                                           {Reply::dripping(std::string(100, 'x'), 100ms), 28, ""},
+                                                           {Reply::cut("Authentication"), 18, "Authent"}};
         ScriptedPeer peer;
-        peer.answer("GET /daily", {scripted});
         HttpClient client(400ms);
-        QElapsedTimer time;
-        time.start();
-        const HttpReply reply = client.send(get(peer.url("/daily")), {});
-        QCOMPARE(errorCode(reply), code);
-        QCOMPARE(reply.error->domain, u"QuillonHttpErrorDomain"_s);
-        QVERIFY(reply.error->localizedDescription.endsWith(u'.'));
-        QVERIFY(reply.body.startsWith(body));
-        QVERIFY(time.elapsed() < 5000);
-
-        // The same client goes on afterwards, and knows what is no address at all.
-        peer.answer("GET /daily", {Reply{200, "<daily/>"}});
-        QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
+        for (const auto& [scripted, code, body] : rows) {
+            peer.answer("GET /daily", {scripted});
+            QElapsedTimer time;
+            time.start();
+            const HttpReply reply = client.send(get(peer.url("/daily")), {});
+            QCOMPARE(errorCode(reply), code);
+            QCOMPARE(reply.error->domain, u"QuillonHttpErrorDomain"_s);
+            QVERIFY(reply.error->localizedDescription.endsWith(u'.'));
+            QVERIFY(reply.body.startsWith(body));
+            QVERIFY(time.elapsed() < 5000);
+            // The same client goes on afterwards.
+            peer.answer("GET /daily", {Reply{200, "<daily/>"}});
+            QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
+        }
+        // It knows what is no address at all.
         QCOMPARE(errorCode(client.send(get("http://a b/daily"), {})), 3);
         QCOMPARE(errorCode(client.send(get("ftp://127.0.0.1/daily"), {})), 1);
         peer.stop();
