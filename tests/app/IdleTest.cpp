@@ -150,32 +150,23 @@ class IdleTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void asksAtTheThreshold_data()
-    {
-        QTest::addColumn<int>("threshold");
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<QString>("alert");
-        QTest::newRow("one minute, in the plural") << 1 << 1 << asksAboutMinutes(1);
-        QTest::newRow("the last that is told in minutes") << 59 << 59 << asksAboutMinutes(59);
-        QTest::newRow("an hour and a quarter") << 75 << 75 << asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s);
-    }
-
     void asksAtTheThreshold()
     {
-        QFETCH(int, threshold);
-        QFETCH(int, minutes);
-        QFETCH(QString, alert);
-        IdleRun run(threshold);
-        run.startTimer(u"Design"_s);
-        run.work(2 * Step);
-        run.away(measured(minutes) - 1s);
-        QCOMPARE(run.alert(), NoAlert);
-        run.away(Step);
-        QCOMPARE(run.alert(), alert);
-        const platform::Alert shown = run.test.alerts.shown.back();
-        QCOMPARE(shown.text, u"Would you like to stop your timer and remove the minutes, or continue timing?"_s);
-        QCOMPARE(shown.buttons.value(shown.escapeButton), u"Continue Timing"_s);
-        QVERIFY(shown.unasked);
+        for (const auto& [minutes, alert] : {std::pair(1, asksAboutMinutes(1)), // in the plural
+                                             {59, asksAboutMinutes(59)},
+                                             {75, asksAbout(u"1:15"_s, u"1:15 of Idle Time"_s)}}) {
+            IdleRun run(minutes);
+            run.startTimer(u"Design"_s);
+            run.work(2 * Step);
+            run.away(measured(minutes) - 1s);
+            QCOMPARE(run.alert(), NoAlert);
+            run.away(Step);
+            QCOMPARE(run.alert(), alert);
+            const platform::Alert shown = run.test.alerts.shown.back();
+            QCOMPARE(shown.text, u"Would you like to stop your timer and remove the minutes, or continue timing?"_s);
+            QCOMPARE(shown.buttons.value(shown.escapeButton), u"Continue Timing"_s);
+            QVERIFY(shown.unasked);
+        }
     }
 
     // What is changed in the preferences counts from the next look on.

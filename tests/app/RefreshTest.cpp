@@ -84,38 +84,26 @@ private slots:
         QCOMPARE(run.requested(), QStringList{u"GET /daily/15/2013?slim=1"_s});
     }
 
-    void requestsTheDaysThatMatter_data()
-    {
-        QTest::addColumn<QDate>("onScreen");
-        QTest::addColumn<int>("hoursLater");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("today") << QDate(2013, 1, 15) << 1 << QStringList{u"GET /daily/15/2013?slim=1"_s};
-        QTest::newRow("another day on screen")
-            << QDate(2012, 12, 31) << 1
-            << QStringList({u"GET /daily/366/2012?slim=1"_s, u"GET /daily/15/2013?slim=1"_s});
-        QTest::newRow("running since yesterday")
-            << QDate(2013, 1, 16) << 20
-            << QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /daily/16/2013?slim=1"_s});
-        QTest::newRow("both") << QDate(2013, 1, 1) << 20
-                              << QStringList({u"GET /daily/1/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
-                                              u"GET /daily/16/2013?slim=1"_s});
-    }
-
     void requestsTheDaysThatMatter()
     {
-        QFETCH(QDate, onScreen);
-        QFETCH(int, hoursLater);
-        QFETCH(QStringList, expected);
-
-        StartedRun run;
-        run.menulet->timesheetController()->setCurrentDate(onScreen);
-        run.startTimer(u"Design"_s);
-        run.refresh();
-        run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
-        run.requested();
-        run.menulet->downloadLatest();
-        run.settle();
-        QCOMPARE(run.requested(), expected);
+        const QString today = u"GET /daily/15/2013?slim=1"_s;
+        const QString tomorrow = u"GET /daily/16/2013?slim=1"_s;
+        // Today; another day on screen; a timer that runs since yesterday; both.
+        for (const auto& [onScreen, hoursLater, expected] :
+             {std::tuple(QDate(2013, 1, 15), 1, QStringList{today}),
+              {QDate(2012, 12, 31), 1, QStringList{u"GET /daily/366/2012?slim=1"_s, today}},
+              {QDate(2013, 1, 16), 20, QStringList{today, tomorrow}},
+              {QDate(2013, 1, 1), 20, QStringList{u"GET /daily/1/2013?slim=1"_s, today, tomorrow}}}) {
+            StartedRun run;
+            run.menulet->timesheetController()->setCurrentDate(onScreen);
+            run.startTimer(u"Design"_s);
+            run.refresh();
+            run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
+            run.requested();
+            run.menulet->downloadLatest();
+            run.settle();
+            QCOMPARE(run.requested(), expected);
+        }
     }
 
     void yesterdaysTimerIsStillTheCurrentOne()

@@ -159,26 +159,19 @@ private slots:
         QVERIFY(newest || newest.error().endsWith(u'.'));
     }
 
-    void notes_data()
-    {
-        QTest::addColumn<QString>("written");
-        QTest::addColumn<QString>("read");
-        QTest::newRow("plain") << "One\n  Two " << u"One\n  Two"_s;
-        QTest::newRow("sign that looks like a tag") << "1 &lt; 2 &amp; 3 > 2" << u"1 < 2 & 3 > 2"_s;
-        QTest::newRow("formatted")
-            << "<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul><H3>Old</H3>]]>"
-            << u"New\n• A & B\n• C\n \nOld"_s;
-        QTest::newRow("scripts and styles")
-            << "<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>" << u"Text"_s;
-        QTest::newRow("none") << "" << QString();
-    }
-
     void notes()
     {
-        QFETCH(QString, written);
-        const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
-        QVERIFY(newest && *newest);
-        QTEST((*newest)->plainNotes(), "read");
+        for (const auto& [written, read] :
+             {std::pair(u"One\n  Two "_s, u"One\n  Two"_s),
+              {u"1 &lt; 2 &amp; 3 > 2"_s, u"1 < 2 & 3 > 2"_s},
+              {u"<![CDATA[<h2>New</h2><ul><li>A &amp; B</li><li class=\"x\">C</li></ul><H3>Old</H3>]]>"_s,
+               u"New\n• A & B\n• C\n \nOld"_s},
+              {u"<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>"_s, u"Text"_s},
+              {QString(), QString()}}) {
+            const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
+            QVERIFY(newest && *newest);
+            QCOMPARE((*newest)->plainNotes(), read);
+        }
     }
 
     void withoutAnAddress()

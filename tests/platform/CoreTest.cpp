@@ -169,49 +169,46 @@ private slots:
         QVERIFY(!timer);
     }
 
-    void layers_data()
+    void layers()
     {
-        // What the files say, from the weakest layer on.
-        QTest::addColumn<QStringList>("layers");
-        QTest::addColumn<double>("minutes");
-        QTest::addColumn<QString>("domain");
+        struct Case
+        {
+            QStringList layers; // what the files say, from the weakest on
+            double minutes;
+            QString domain;
+        };
         const QString ofSystem = uR"({"QuillonIdleMinutes": 1, "QuillonServiceDomain": ".system.example"})"_s;
+        const QString ofEnvironment = uR"({"QuillonServiceDomain": ".env.example"})"_s;
         const auto idle = [](const char* value) {
             return uR"({"QuillonIdleMinutes": %1})"_s.arg(QLatin1String(value));
         };
         const QString none;
-        const auto row = [](const char* name, const QStringList& layers, double minutes, const QString& domain) {
-            QTest::newRow(name) << layers << minutes << domain;
-        };
-        row("built in", {none, none, none, none}, 10, u".quillon.example"_s);
-        row("system", {ofSystem, none, none, none}, 1, u".system.example"_s);
-        row("user wins, key by key", {ofSystem, idle("2"), none, none}, 2, u".system.example"_s);
-        row("environment wins", {ofSystem, idle("2"), idle("3"), none}, 3, u".system.example"_s);
-        row("option instead of environment", {none, none, uR"({"QuillonServiceDomain": ".env.example"})"_s, idle("4")},
-            4, u".quillon.example"_s);
-        row("broken ones are passed over", {u"{"_s, idle("\"five\""), none, none}, 99, u".quillon.example"_s);
-    }
-    void layers()
-    {
-        QFETCH(QStringList, layers);
-        const support::TemporaryFolders folders;
-        qputenv("XDG_CONFIG_DIRS",
-                folders.path(u"first"_s).toLocal8Bit() + ':' + folders.path(u"second"_s).toLocal8Bit());
-        const auto put = [&](int layer, const QString& path) {
-            return layers[layer].isEmpty() ? QString() : write(path, layers[layer].toUtf8());
-        };
-        if (!put(0, folders.path(u"first/Quillon/Info.json"_s)).isEmpty())
-            write(folders.path(u"second/Quillon/Info.json"_s), R"({"QuillonIdleMinutes": 99})");
-        put(1, platform::configFolder() + u"/Info.json"_s);
-        if (const QString named = put(2, folders.path(u"env.json"_s)); !named.isEmpty())
-            qputenv("QUILLON_INFO", named.toLocal8Bit());
+        for (const auto& given : {Case{{none, none, none, none}, 10, u".quillon.example"_s},
+                                  {{ofSystem, none, none, none}, 1, u".system.example"_s},
+                                  {{ofSystem, idle("2"), none, none}, 2, u".system.example"_s},
+                                  {{ofSystem, idle("2"), idle("3"), none}, 3, u".system.example"_s},
+                                  // The option stands instead of the environment; broken files are passed over.
+                                  {{none, none, ofEnvironment, idle("4")}, 4, u".quillon.example"_s},
+                                  {{u"{"_s, idle("\"five\""), none, none}, 99, u".quillon.example"_s}}) {
+            const support::TemporaryFolders folders;
+            qputenv("XDG_CONFIG_DIRS",
+                    folders.path(u"first"_s).toLocal8Bit() + ':' + folders.path(u"second"_s).toLocal8Bit());
+            const auto put = [&](int layer, const QString& path) {
+                return given.layers[layer].isEmpty() ? QString() : write(path, given.layers[layer].toUtf8());
+            };
+            if (!put(0, folders.path(u"first/Quillon/Info.json"_s)).isEmpty())
+                write(folders.path(u"second/Quillon/Info.json"_s), R"({"QuillonIdleMinutes": 99})");
+            put(1, platform::configFolder() + u"/Info.json"_s);
+            if (const QString named = put(2, folders.path(u"env.json"_s)); !named.isEmpty())
+                qputenv("QUILLON_INFO", named.toLocal8Bit());
 
-        const auto info = platform::InfoDictionary::load(put(3, folders.path(u"option.json"_s)));
-        QVERIFY(info);
-        QTEST(info->number("QuillonIdleMinutes"_L1), "minutes");
-        QTEST(info->string("QuillonServiceDomain"_L1), "domain");
-        QCOMPARE(info->string("CFBundleIdentifier"_L1), u"com.wrenfold.quillon"_s);
-        QCOMPARE(info->string("CFBundleVersion"_L1), QStringLiteral(QUILLON_VERSION));
+            const auto info = platform::InfoDictionary::load(put(3, folders.path(u"option.json"_s)));
+            QVERIFY(info);
+            QCOMPARE(info->number("QuillonIdleMinutes"_L1), given.minutes);
+            QCOMPARE(info->string("QuillonServiceDomain"_L1), given.domain);
+            QCOMPARE(info->string("CFBundleIdentifier"_L1), u"com.wrenfold.quillon"_s);
+            QCOMPARE(info->string("CFBundleVersion"_L1), QStringLiteral(QUILLON_VERSION));
+        }
     }
 
     void brokenFiles()
