@@ -498,31 +498,26 @@ private:
         client.turn.expires_at(Clock::time_point::max());
         m_waiting.push_back(&client);
         giveTurns();
-        while (!client.hasTurn && !client.isEnding)
-            co_await client.turn.async_wait(into(ignored));
-        Reply reply{500};
-        if (!client.hasTurn) {
-            m_waiting.remove(&client);
-        } else {
+        Reply reply;
+        try {
+            while (!client.hasTurn && !client.isEnding)
+                co_await client.turn.async_wait(into(ignored));
             // Once it has ended its descriptor may be that of somebody else.
             if (!client.isEnding)
                 reply = co_await net::co_spawn(
-                    m_workers, [&]() -> Task<Reply> { co_return handle(request); }, net::use_awaitable);
+                    m_workers, [&]() -> Task<Reply> { co_return m_handler(request); }, net::use_awaitable);
+        } catch (...) {
+            reply = {500}; // what becomes of one request must not cost the others a worker
+        }
+        if (!client.hasTurn) {
+            m_waiting.remove(&client);
+        } else {
             --m_busyWorkers;
             --client.network->second.workers;
             client.hasTurn = false;
             giveTurns();
         }
         co_return reply;
-    }
-
-    Reply handle(const Request& request)
-    {
-        try {
-            return m_handler(request);
-        } catch (...) {
-            return {500}; // what one request came to must not cost the others a worker
-        }
     }
 
     /// Workers go to those who have waited longest of the networks that have fewest. The last one is kept for another
