@@ -40,73 +40,45 @@ class QuillonApiTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void requestsAndTheirOutcomes_data()
+    void requestsAndTheirOutcomes()
     {
-        QTest::addColumn<Request>("request");
-        QTest::addColumn<QStringList>("sent");
-        QTest::addColumn<QStringList>("told");
-        QTest::addColumn<QStringList>("toldOfFailure");
-        const auto row = [](const char* name, const Request& request, const QStringList& sent, const QString& outcome,
-                            bool tellsFailure) {
-            const QString succeeded = u"authenticationSucceeded"_s;
-            QStringList told(succeeded);
-            if (!outcome.isEmpty())
-                told << outcome + "DidSucceed"_L1;
-            QStringList failure(succeeded);
-            if (tellsFailure)
-                failure << outcome + "DidFailWithError QuillonForMac 500 Not now."_L1;
-            if (!outcome.isEmpty())
-                failure << outcome + "DidSucceed"_L1;
-            QTest::newRow(name) << request << sent << told << failure;
-        };
         const auto day = [](QDate date, bool refresh) {
             return [=](ServiceRun& run) { run.api.requestDailyTimesheetForDate(date, refresh); };
         };
-        row("slim day", day(QDate(2013, 1, 1), false), {u"GET /daily/1/2013?slim=1"_s}, u"requestDailyTimesheet"_s,
-            true);
-        row("last day of a leap year", day(QDate(2012, 12, 31), false), {u"GET /daily/366/2012?slim=1"_s},
-            u"requestDailyTimesheet"_s, true);
-        row("full day", day(QDate(2013, 3, 1), true), {u"GET /daily/60/2013"_s}, u"requestDailyTimesheet"_s, true);
-        row(
-            "person", [](ServiceRun& run) { run.api.requestUser(u"7"_s); }, {u"GET /people/7"_s}, u"requestUser"_s,
-            false);
-        row(
-            "new timer", [](ServiceRun& run) { run.api.startNewTimer(newYearsEntry(run)); }, {u"POST /daily/add"_s},
-            u"startNewTimer"_s, true);
-        row(
-            "update", [](ServiceRun& run) { run.api.updateTimer(newYearsEntry(run)); }, {u"POST /daily/update/12"_s},
-            u"updateTimer"_s, true);
-        row(
-            "delete", [](ServiceRun& run) { run.api.deleteTimer(newYearsEntry(run)); }, {u"GET /daily/delete/12"_s},
-            u"deleteTimer"_s, true);
-        row(
-            "idle time", [](ServiceRun& run) { run.api.correctIdleTimer(newYearsEntry(run), 60, {}); },
-            {u"POST /hc/day_entry/12"_s}, u"correctIdleTimer"_s, true);
-        row(
-            "credentials", [](ServiceRun& run) { run.api.authenticateNewCredentialsAndNotify(&run.outcomes); },
-            {u"GET /account/who_am_i"_s}, {}, false);
-    }
-    void requestsAndTheirOutcomes()
-    {
-        QFETCH(Request, request);
-        QFETCH(QStringList, sent);
-        QFETCH(QStringList, told);
-        QFETCH(QStringList, toldOfFailure);
-        ServiceRun run;
-        for (const QString& key : sent) {
-            run.peer.answer(
-                key.toStdString(),
-                {Reply{200, "<nothing/>"}, Reply{500, "<error><kind>k</kind><message>Not now.</message></error>"}});
-        }
-        request(run);
-        QVERIFY(run.finish());
-        QCOMPARE(run.peer.asked(), sent);
-        QCOMPARE(run.outcomes.calls(), told);
+        const auto person = [](ServiceRun& run) { run.api.requestUser(u"7"_s); };
+        const auto newTimer = [](ServiceRun& run) { run.api.startNewTimer(newYearsEntry(run)); };
+        const auto update = [](ServiceRun& run) { run.api.updateTimer(newYearsEntry(run)); };
+        const auto remove = [](ServiceRun& run) { run.api.deleteTimer(newYearsEntry(run)); };
+        const auto idleTime = [](ServiceRun& run) { run.api.correctIdleTimer(newYearsEntry(run), 60, {}); };
+        const auto credentials = [](ServiceRun& run) { run.api.authenticateNewCredentialsAndNotify(&run.outcomes); };
+        const std::tuple<Request, const char*, QString, bool> rows[] = {
+            {day(QDate(2013, 1, 1), false), "GET /daily/1/2013?slim=1", u"requestDailyTimesheet"_s, true},
+            {day(QDate(2012, 12, 31), false), "GET /daily/366/2012?slim=1", u"requestDailyTimesheet"_s, true},
+            {day(QDate(2013, 3, 1), true), "GET /daily/60/2013", u"requestDailyTimesheet"_s, true},
+            {person, "GET /people/7", u"requestUser"_s, false},
+            {newTimer, "POST /daily/add", u"startNewTimer"_s, true},
+            {update, "POST /daily/update/12", u"updateTimer"_s, true},
+            {remove, "GET /daily/delete/12", u"deleteTimer"_s, true},
+            {idleTime, "POST /hc/day_entry/12", u"correctIdleTimer"_s, true},
+            {credentials, "GET /account/who_am_i", {}, false}};
+        for (const auto& [request, sent, outcome, tellsFailure] : rows) {
+            ServiceRun run;
+            run.peer.answer(sent, {Reply{200, "<nothing/>"},
+                                   Reply{500, "<error><kind>k</kind><message>Not now.</message></error>"}});
+            request(run);
+            QVERIFY(run.finish());
+            QCOMPARE(run.peer.asked(), QStringList(QString::fromLatin1(sent)));
+            const QStringList success(outcome.isEmpty() ? QStringList() : QStringList(outcome + "DidSucceed"_L1));
+            QStringList told(u"authenticationSucceeded"_s);
+            QCOMPARE(run.outcomes.calls(), told + success);
 
-        run.outcomes.forgetCalls();
-        request(run);
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), toldOfFailure);
+            run.outcomes.forgetCalls();
+            request(run);
+            QVERIFY(run.finish());
+            if (tellsFailure)
+                told << outcome + "DidFailWithError QuillonForMac 500 Not now."_L1;
+            QCOMPARE(run.outcomes.calls(), told + success);
+        }
     }
 
     void changingRequestsAreSentOnce()
@@ -287,39 +259,32 @@ private slots:
         QCOMPARE(run.context.fetch({"Company"}).size(), 1U);
     }
 
-    void quitsAtOnce_data()
-    {
-        QTest::addColumn<Reply>("reply");
-        QTest::addColumn<int>("before");
-        QTest::newRow("reply under way") << Reply::hanging() << 0;
-        QTest::newRow("waiting for its turn") << Reply{200, "<user/>"} << 36;
-        QTest::newRow("waiting for the service") << Reply{503} << 0;
-    }
     void quitsAtOnce()
     {
-        QFETCH(Reply, reply);
-        QFETCH(int, before);
-        auto run = std::make_unique<ServiceRun>();
-        run->time.blockSleeps();
-        run->peer.answer("GET /people/7", {reply, reply});
-        start(run->api, before);
-        run->api.requestUser(u"7"_s);
-        run->api.requestUser(u"7"_s);
-        if (reply.fault == support::Fault::Hold)
-            QTRY_COMPARE(run->peer.asked().size(), 1);
-        else
-            QTRY_COMPARE(run->time.sleeping(), 1);
+        // With a reply under way, while one waits for its turn, and while one waits for the service.
+        const std::pair<Reply, int> rows[] = {{Reply::hanging(), 0}, {Reply{200, "<user/>"}, 36}, {Reply{503}, 0}};
+        for (const auto& [reply, before] : rows) {
+            ServiceRun run;
+            run.time.blockSleeps();
+            run.peer.answer("GET /people/7", {reply, reply});
+            start(run.api, before);
+            run.api.requestUser(u"7"_s);
+            run.api.requestUser(u"7"_s);
+            if (before == 0)
+                QTRY_COMPARE(run.peer.asked().size(), 1);
+            if (reply.fault != support::Fault::Hold)
+                QTRY_COMPARE(run.time.sleeping(), 1);
 
-        QElapsedTimer time;
-        time.start();
-        run->api.stop();
-        QVERIFY2(time.elapsed() < 1000, qPrintable(QString::number(time.elapsed())));
-        run->api.requestUser(u"7"_s);
-        QCOMPARE(run->api.operationCount(), 0);
-        QCoreApplication::processEvents();
-        QCOMPARE(run->outcomes.everyCall(), QStringList());
-        QCOMPARE(run->peer.asked().size(), before ? 0 : 1);
-        run.reset();
+            QElapsedTimer time;
+            time.start();
+            run.api.stop();
+            QVERIFY2(time.elapsed() < 1000, qPrintable(QString::number(time.elapsed())));
+            run.api.requestUser(u"7"_s);
+            QCOMPARE(run.api.operationCount(), 0);
+            QCoreApplication::processEvents();
+            QCOMPARE(run.outcomes.everyCall(), QStringList());
+            QCOMPARE(run.peer.asked().size(), before ? 0 : 1);
+        }
     }
 
     void quitsInTheMiddleOfAnImport()
