@@ -22,56 +22,51 @@ class BusGuardsTest final : public QObject
 {
     Q_OBJECT
 private slots:
-    void guards_data()
+    void guards()
     {
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<QString>("online");
-        QTest::addColumn<QString>("offline");
-        QTest::addColumn<QString>("signedOut");
-        QTest::addColumn<QString>("effect");
+        struct Guarded
+        {
+            QString action;
+            QString online; // the error, empty when it is done
+            QString offline;
+            QString signedOut;
+            QString effect;
+        };
         const QString offline = u"com.wrenfold.Quillon1.Error.Offline"_s;
         const QString signedOut = u"com.wrenfold.Quillon1.Error.SignedOut"_s;
         const QString unknown = u"com.wrenfold.Quillon1.Error.NoSuchAction"_s;
         const QString done;
-        QTest::newRow("toggle") << u"toggle"_s << done << offline << done << u"GET /daily/timer/1"_s;
-        QTest::newRow("new") << u"new-timer"_s << done << offline << signedOut << u"New Timer"_s;
-        QTest::newRow("timesheet") << u"timesheet"_s << done << done << signedOut << u"Timesheet"_s;
-        QTest::newRow("page") << u"manage-tasks"_s << done << done << signedOut << u"/tasks"_s;
-        QTest::newRow("preferences") << u"preferences"_s << done << done << done << u"Quillon Preferences"_s;
-        QTest::newRow("about") << u"about"_s << done << done << done << u"About Quillon"_s;
-        QTest::newRow("unknown") << u"abuot"_s << unknown << unknown << unknown << QString();
-    }
+        for (const Guarded& guarded : {Guarded{u"toggle"_s, done, offline, done, u"GET /daily/timer/1"_s},
+                                       {u"new-timer"_s, done, offline, signedOut, u"New Timer"_s},
+                                       {u"timesheet"_s, done, done, signedOut, u"Timesheet"_s},
+                                       {u"manage-tasks"_s, done, done, signedOut, u"/tasks"_s},
+                                       {u"preferences"_s, done, done, done, u"Quillon Preferences"_s},
+                                       {u"about"_s, done, done, done, u"About Quillon"_s},
+                                       {u"abuot"_s, unknown, unknown, unknown, QString()}}) {
+            StartedRun run(u"Design"_s);
+            const app::SessionBus bus(*run.menulet, nullptr);
 
-    void guards()
-    {
-        QFETCH(QString, action);
-        QFETCH(QString, effect);
-        StartedRun run(u"Design"_s);
-        const app::SessionBus bus(*run.menulet, nullptr);
+            // The error, and whether the action had its effect.
+            const auto ask = [&] {
+                run.shown();
+                run.test.desktop.opened.clear();
+                run.requested();
+                const QString answer = perform(run, bus, guarded.action);
+                QStringList seen = run.shown() + run.requested();
+                for (const QUrl& url : run.test.desktop.opened)
+                    seen << url.path();
+                return std::pair(answer, seen.contains(guarded.effect));
+            };
+            const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
 
-        // The error, and whether the action had its effect.
-        const auto ask = [&] {
-            run.shown();
-            run.test.desktop.opened.clear();
-            run.requested();
-            const QString answer = perform(run, bus, action);
-            QStringList seen = run.shown() + run.requested();
-            for (const QUrl& url : run.test.desktop.opened)
-                seen << url.path();
-            return std::pair(answer, seen.contains(effect));
-        };
-        const auto expected = [&](const QString& error) { return std::pair(error, error.isEmpty()); };
-
-        QFETCH(QString, online);
-        QCOMPARE(ask(), expected(online));
-        QFETCH(QString, offline);
-        run.test.network.setReachable(false);
-        QCOMPARE(ask(), expected(offline));
-        run.test.network.setReachable(true);
-        run.settle();
-        QFETCH(QString, signedOut);
-        run.menulet->authenticationFailed();
-        QCOMPARE(ask(), expected(signedOut));
+            QCOMPARE(ask(), expected(guarded.online));
+            run.test.network.setReachable(false);
+            QCOMPARE(ask(), expected(guarded.offline));
+            run.test.network.setReachable(true);
+            run.settle();
+            run.menulet->authenticationFailed();
+            QCOMPARE(ask(), expected(guarded.signedOut));
+        }
     }
 
     void nothingToToggle()

@@ -81,36 +81,24 @@ class ProgramTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void answersWithoutADisplay_data()
-    {
-        QTest::addColumn<QString>("argument");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QByteArray>("error");
-        QTest::newRow("help") << u"--help"_s << 0 << QByteArray("Usage: quillon") << QByteArray();
-        QTest::newRow("version") << u"--version"_s << 0 << QByteArray("quillon " QUILLON_VERSION "\n") << QByteArray();
-        QTest::newRow("unknown") << u"--lokal"_s << 2 << QByteArray()
-                                 << QByteArray("quillon: there is no option \"--lokal\"");
-        QTest::newRow("nothing to show on")
-            << u"--local"_s << 1 << QByteArray() << QByteArray("quillon: there is no display");
-        QTest::newRow("for the terminal") << u"\u001b[31m\n\u009b"_s << 2 << QByteArray()
-                                          << QByteArray("quillon: there is no command \"\\u{1b}[31m\\u{a}\\u{9b}\" (");
-    }
-
     void answersWithoutADisplay()
     {
-        QFETCH(QString, argument);
-        QFETCH(int, status);
-        QFETCH(QByteArray, output);
-        QFETCH(QByteArray, error);
-        Program program({argument});
-        program.removeDisplays();
-        QCOMPARE(program.run(), status);
-        const QByteArray said = program.process.readAllStandardOutput();
-        const QByteArray complained = program.process.readAllStandardError();
-        QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
-        QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
-        QVERIFY2(complained.count('\n') <= 1, complained);
+        const QByteArray none;
+        for (const auto& [argument, status, output, error] :
+             {std::tuple(u"--help"_s, 0, QByteArray("Usage: quillon"), none),
+              {u"--version"_s, 0, "quillon " QUILLON_VERSION "\n", none},
+              {u"--lokal"_s, 2, none, "quillon: there is no option \"--lokal\""},
+              {u"--local"_s, 1, none, "quillon: there is no display"},
+              {u"\u001b[31m\n\u009b"_s, 2, none, "quillon: there is no command \"\\u{1b}[31m\\u{a}\\u{9b}\" ("}}) {
+            Program program({argument});
+            program.removeDisplays();
+            QCOMPARE(program.run(), status);
+            const QByteArray said = program.process.readAllStandardOutput();
+            const QByteArray complained = program.process.readAllStandardError();
+            QVERIFY2(said.startsWith(output) && said.isEmpty() == output.isEmpty(), said);
+            QVERIFY2(complained.startsWith(error) && complained.isEmpty() == error.isEmpty(), complained);
+            QVERIFY2(complained.count('\n') <= 1, complained);
+        }
     }
 
     void displaysThatLeadNowhere()
@@ -200,39 +188,33 @@ private slots:
         QCOMPARE(first.process.state(), QProcess::Running);
     }
 
-    void relaunchWaitsForTheEnd_data()
-    {
-        QTest::addColumn<QString>("end");
-        QTest::newRow("by itself") << u"exit"_s;
-        QTest::newRow("by a crash") << u"crash"_s;
-        QTest::newRow("before anybody waited") << u"early"_s;
-    }
-
     void relaunchWaitsForTheEnd()
     {
-        QFETCH(QString, end);
-        QProcess running;
-        running.start(u"cat"_s, QStringList()); // runs until its input ends
-        QVERIFY(running.waitForStarted());
-        const QString pid = QString::number(running.processId());
-        if (end == u"early"_s) {
-            running.kill();
-            QVERIFY(running.waitForFinished());
-        }
-        QProcess helper;
-        helper.start(QStringLiteral(RELAUNCH), {QStringLiteral(QUILLON), pid, u"--version"_s});
-        QVERIFY(helper.waitForStarted());
-        if (end != u"early"_s) {
-            QTRY_VERIFY(waits(helper));
-            QCOMPARE(helper.bytesAvailable(), 0);
-            if (end == u"exit"_s)
-                running.closeWriteChannel();
-            else
+        // By itself, by a crash, and before anybody waited.
+        for (const QString& end : {u"exit"_s, u"crash"_s, u"early"_s}) {
+            QProcess running;
+            running.start(u"cat"_s, QStringList()); // runs until its input ends
+            QVERIFY(running.waitForStarted());
+            const QString pid = QString::number(running.processId());
+            if (end == u"early"_s) {
                 running.kill();
-            QVERIFY(running.waitForFinished());
+                QVERIFY(running.waitForFinished());
+            }
+            QProcess helper;
+            helper.start(QStringLiteral(RELAUNCH), {QStringLiteral(QUILLON), pid, u"--version"_s});
+            QVERIFY(helper.waitForStarted());
+            if (end != u"early"_s) {
+                QTRY_VERIFY(waits(helper));
+                QCOMPARE(helper.bytesAvailable(), 0);
+                if (end == u"exit"_s)
+                    running.closeWriteChannel();
+                else
+                    running.kill();
+                QVERIFY(running.waitForFinished());
+            }
+            QVERIFY(helper.waitForFinished());
+            QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
         }
-        QVERIFY(helper.waitForFinished());
-        QCOMPARE(helper.readAllStandardOutput(), QByteArray("quillon " QUILLON_VERSION "\n"));
     }
 
     void relaunchCalledWrongly()
