@@ -208,44 +208,34 @@ private slots:
         }
     }
 
-    void retriesOnceAfterFiveMinutes_data()
-    {
-        QTest::addColumn<int>("first");
-        QTest::addColumn<Reply>("second");
-        QTest::addColumn<QStringList>("expected");
-        QTest::addColumn<bool>("waits");
-        const Reply good{200, "<daily/>"};
-        QTest::newRow("502") << 502 << good << QStringList({Succeeded, DayCame}) << true;
-        QTest::newRow("503") << 503 << good << QStringList({Succeeded, DayCame}) << true;
-        QTest::newRow("503 twice") << 503 << Reply{503} << QStringList({Succeeded, DayCame}) << true;
-        QTest::newRow("503, then gone") << 503 << Reply::closed()
-                                        << QStringList(DayFailed + "QuillonHttpErrorDomain 52 The connection to the "
-                                                                   "service was lost."_L1)
-                                        << true;
-        QTest::newRow("504") << 504 << good << QStringList({Succeeded, DayCame}) << false;
-    }
     void retriesOnceAfterFiveMinutes()
     {
-        QFETCH(int, first);
-        QFETCH(Reply, second);
-        QFETCH(QStringList, expected);
-        QFETCH(bool, waits);
-        ServiceRun run;
-        run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
-        // A request with a body, which must be there again in the second attempt.
-        auto operation = std::make_unique<QuillonStopIdleTimerOperation>(run.entry(u"12"_s), QDateTime(),
-                                                                         run.api.userCredentials(), run.api.services());
-        operation->setNotificationDelegate(&run.outcomes);
-        operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
-        operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
-        run.api.addOperation(std::move(operation));
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), expected);
-        QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
-        QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
-        if (waits) {
-            QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
-            QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
+        const Reply good{200, "<daily/>"};
+        const QStringList fine{Succeeded, DayCame};
+        const QString lost = DayFailed + "QuillonHttpErrorDomain 52 The connection to the service was lost."_L1;
+        const std::tuple<int, Reply, QStringList, bool> rows[] = {{502, good, fine, true},
+                                                                  {503, good, fine, true},
+                                                                  {503, Reply{503}, fine, true},
+                                                                  {503, Reply::closed(), {lost}, true},
+                                                                  {504, good, fine, false}};
+        for (const auto& [first, second, expected, waits] : rows) {
+            ServiceRun run;
+            run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
+            // A request with a body, which must be there again in the second attempt.
+            auto operation = std::make_unique<QuillonStopIdleTimerOperation>(
+                run.entry(u"12"_s), QDateTime(), run.api.userCredentials(), run.api.services());
+            operation->setNotificationDelegate(&run.outcomes);
+            operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
+            operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
+            run.api.addOperation(std::move(operation));
+            QVERIFY(run.finish());
+            QCOMPARE(run.outcomes.calls(), expected);
+            QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
+            QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
+            if (waits) {
+                QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
+                QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
+            }
         }
     }
 

@@ -644,42 +644,36 @@ private slots:
         QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(2));
     }
 
-    void twoThreadsSave_data()
-    {
-        QTest::addColumn<QByteArray>("where");
-        for (const char* where : {"file", "memory", "file that fails meanwhile"})
-            QTest::newRow(where) << QByteArray(where);
-    }
-
     void twoThreadsSave()
     {
-        QFETCH(QByteArray, where);
-        Desk desk;
-        auto shared = where == "memory" ? coordinator() : desk.shared;
-        Context main(shared, MergePolicy::Overwrite);
-        Object& a = Desk::box(main, u"A"_s);
-        QVERIFY(main.save());
-        const ObjectId box = a.id();
-        std::atomic<int> failed = 0;
-        std::optional<FullDisk> full;
-        const auto work = [&](int from) {
-            for (int i = from; i < from + 50; ++i) {
-                if (i == 25 && where.size() > 6)
-                    full.emplace();
-                Context context(shared, MergePolicy::PropertyObjectTrump);
-                Object* owner = context.find(box);
-                Desk::note(context, QString::number(i), owner, owner);
-                owner->setValue("size", std::int64_t(i));
-                if (!context.save())
-                    ++failed;
-            }
-        };
-        std::thread other(work, 1000);
-        work(0);
-        other.join();
-        QCOMPARE(failed.load(), 0);
-        QCOMPARE(shared->failure().has_value(), full.has_value());
-        QCOMPARE(a.toMany("notes").size(), std::size_t(100));
+        for (const QByteArray where : {"file", "memory", "file that fails meanwhile"}) {
+            Desk desk;
+            auto shared = where == "memory" ? coordinator() : desk.shared;
+            Context main(shared, MergePolicy::Overwrite);
+            Object& a = Desk::box(main, u"A"_s);
+            QVERIFY(main.save());
+            const ObjectId box = a.id();
+            std::atomic<int> failed = 0;
+            std::optional<FullDisk> full;
+            const auto work = [&](int from) {
+                for (int i = from; i < from + 50; ++i) {
+                    if (i == 25 && where.size() > 6)
+                        full.emplace();
+                    Context context(shared, MergePolicy::PropertyObjectTrump);
+                    Object* owner = context.find(box);
+                    Desk::note(context, QString::number(i), owner, owner);
+                    owner->setValue("size", std::int64_t(i));
+                    if (!context.save())
+                        ++failed;
+                }
+            };
+            std::thread other(work, 1000);
+            work(0);
+            other.join();
+            QCOMPARE(failed.load(), 0);
+            QCOMPARE(shared->failure().has_value(), full.has_value());
+            QCOMPARE(a.toMany("notes").size(), std::size_t(100));
+        }
     }
 };
 
