@@ -28,11 +28,16 @@
 class AppRun
 {
 public:
-    explicit AppRun(bool signedIn = true) : service(serviceOptions())
+    enum class Timers
+    {
+        Hours,
+        Timestamps
+    };
+    explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
     {
         qputenv("TZ", "UTC");
         support::TestData data = this->data();
-        account = data.addAccount({"acme"}).value();
+        account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();
         client = data.addClient(account, "Harbour").value();
         website = data.addProject({client, "Website", "W1"}).value();
@@ -134,6 +139,7 @@ public:
         return view().hoursString() + (view().isRunning() ? QStringLiteral(" running") : QString());
     }
 
+    const Timers timers;
     support::TestRun test;
     localservice::Service service;
     support::ScriptedPeer peer{service.start().value()}; ///< the service, to the program
