@@ -343,8 +343,8 @@ private slots:
 
     void losesAtMostTheRequestInFlight()
     {
-        constexpr int Clients = 3;
-        constexpr int Rounds = 3;
+        constexpr int clients = 3;
+        constexpr int rounds = 3;
         QTemporaryDir folder;
         const auto first = std::make_unique<Program>(folder);
         const auto email = first->email();
@@ -352,11 +352,11 @@ private slots:
         first->end(SIGTERM);
         std::mutex mutex;
         std::set<QString> acknowledged;
-        for (int round = 0; round < Rounds; ++round) {
+        for (int round = 0; round < rounds; ++round) {
             Program program(folder);
             std::atomic<int> answers = 0;
             std::vector<std::jthread> threads;
-            for (int n = 0; n < Clients; ++n) {
+            for (int n = 0; n < clients; ++n) {
                 threads.emplace_back([&, n] {
                     HttpClient client(program.address(), email, password);
                     for (int i = 0;; ++i) {
@@ -383,7 +383,7 @@ private slots:
         const std::set<QString> unique(kept.begin(), kept.end());
         QCOMPARE(static_cast<qsizetype>(unique.size()), kept.size());
         QVERIFY(std::includes(unique.begin(), unique.end(), acknowledged.begin(), acknowledged.end()));
-        QVERIFY2(unique.size() <= acknowledged.size() + Clients * Rounds, QByteArray::number(kept.size()));
+        QVERIFY2(unique.size() <= acknowledged.size() + clients * rounds, QByteArray::number(kept.size()));
         QVERIFY(sheet.texts(u"timer_started_at"_s).size() <= 1);
         const auto hours = sheet.texts(u"hours_without_timer"_s);
         for (qsizetype i = 0; i < hours.size(); ++i) {

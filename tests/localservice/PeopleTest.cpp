@@ -37,7 +37,7 @@ public:
     }
     QString archived(Id id, Id by)
     {
-        return told(people([&](People people) { return people.archive(id, by, now); }));
+        return told(people([&](People people) { return people.archive(id, by, Later); }));
     }
 
     static QString told(const tl::expected<void, Problem>& done)
@@ -45,7 +45,7 @@ public:
         return done ? u"done"_s : QString::fromStdString(done.error().field + "|" + done.error().message);
     }
 
-    static constexpr localservice::Seconds now = start + 3600;
+    static constexpr localservice::Seconds Later = Start + 3600;
 };
 
 constexpr auto OnlyAdministrator = "An account needs an administrator. Make someone else an administrator first."_L1;

@@ -39,7 +39,7 @@ Report reportOf(Scenario& s, const QString& days, Id person = 0, seconds passed 
     return s.database()
         .storage()
         .look([&](SQLite::Database& database) -> tl::expected<Report, localservice::Problem> {
-            return Report::of(database, {s.acme.id, person, range.from, range.to, s.start + passed.count()});
+            return Report::of(database, {s.acme.id, person, range.from, range.to, Scenario::Start + passed.count()});
         })
         .value();
 }

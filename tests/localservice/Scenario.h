@@ -28,7 +28,7 @@ public:
     };
 
     /// What the clock says at first: Tue, 5 Mar 2024 08:15:40 UTC, 9:15 in the accounts' zone.
-    static constexpr localservice::Seconds start = 1709626540;
+    static constexpr localservice::Seconds Start = 1709626540;
 
     /// Makes such an account.
     static Account fill(support::TestData data, const std::string& subdomain, bool timestampTimers);
@@ -74,7 +74,7 @@ private:
     void connect();
 
     const Over m_transport;
-    std::atomic<localservice::Seconds> m_now{start};
+    std::atomic<localservice::Seconds> m_now{Start};
     const Account* m_current = nullptr;
     localservice::Person m_person;
     std::unique_ptr<HttpClient> m_client;

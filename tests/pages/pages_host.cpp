@@ -68,7 +68,7 @@ private:
         for (const char* suffix : {"", "-wal", "-shm"})
             std::filesystem::remove(m_file + suffix);
         std::filesystem::copy_file(m_original, m_file);
-        m_now = Scenario::start;
+        m_now = Scenario::Start;
         m_service = std::make_unique<Service>(Service::Options{
             .dataFile = m_file, .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); }});
         const auto port = m_service->start();
