@@ -221,25 +221,25 @@ Reply rows(const Call& call, const List& list, bool isOne)
 tl::expected<void, Problem> writeProjects(Storage& storage, const Person& person, XmlWriter& xml)
 {
     return storage.look([&](SQLite::Database& database) -> tl::expected<void, Problem> {
-        SQLite::Statement Projects(database, "SELECT p.id, p.name, p.code, c.name, p.billable FROM projects p"
+        SQLite::Statement projects(database, "SELECT p.id, p.name, p.code, c.name, p.billable FROM projects p"
                                              " JOIN clients c ON c.id = p.client_id"
                                              " JOIN user_assignments u ON u.project_id = p.id AND u.person_id = ?"
                                              " WHERE p.active ORDER BY c.name, p.name, p.id");
-        SQLite::Statement Tasks(database, "SELECT t.id, t.name, a.billable AND p.billable FROM task_assignments a"
+        SQLite::Statement tasks(database, "SELECT t.id, t.name, a.billable AND p.billable FROM task_assignments a"
                                           " JOIN tasks t ON t.id = a.task_id JOIN projects p ON p.id = a.project_id"
                                           " WHERE a.project_id = ? AND t.active"
                                           " ORDER BY t.name, t.id");
-        Projects.bind(1, person.id);
+        projects.bind(1, person.id);
         xml.open("projects");
-        while (Projects.executeStep()) {
+        while (projects.executeStep()) {
             xml.open("project");
-            writeRow(xml, Projects, {{"id"}, {"name"}, {"code"}, {"client"}, {"billable", Kind::Flag}});
-            Tasks.reset();
-            Tasks.bind(1, Projects.getColumn(0).getInt64());
+            writeRow(xml, projects, {{"id"}, {"name"}, {"code"}, {"client"}, {"billable", Kind::Flag}});
+            tasks.reset();
+            tasks.bind(1, projects.getColumn(0).getInt64());
             xml.open("tasks");
-            while (Tasks.executeStep()) {
+            while (tasks.executeStep()) {
                 xml.open("task");
-                writeRow(xml, Tasks, {{"id"}, {"name"}, {"billable", Kind::Flag}});
+                writeRow(xml, tasks, {{"id"}, {"name"}, {"billable", Kind::Flag}});
                 xml.close();
             }
             xml.close();

@@ -138,7 +138,7 @@ People::Done People::change(Id person, const PersonDetails& details)
     if (const auto found = find(person); !found)
         return tl::unexpected(found.error());
     PersonDetails checked = details;
-    if (const auto right = check(checked, person); !right)
+    if (auto right = check(checked, person); !right)
         return right;
     if (!checked.admin && isOnlyAdministrator(person))
         return tl::unexpected(

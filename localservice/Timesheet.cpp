@@ -166,7 +166,7 @@ public:
             entry.endedAt = localMinutes(m_now);
     }
 
-    Entry insert(Entry entry)
+    Entry insert(const Entry& entry)
     {
         SQLite::Statement statement(
             m_database, "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, timer_started,"
@@ -278,7 +278,7 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
     const bool justShown = entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60));
     if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
-    if (const auto allowed = checkLength(typed); !allowed)
+    if (auto allowed = checkLength(typed); !allowed)
         return allowed;
     entry.base = typed;
     if (entry.timerStarted)
@@ -313,7 +313,7 @@ tl::expected<void, Problem> changeTimes(Entry& entry, const EntryFields& fields,
             return tl::unexpected(length.error());
         entry.base = *length;
     } else if (!(start && end) && fields.hoursTouched.value_or(fields.hours.has_value())) {
-        if (const auto set = setHours(entry, fields, now); !set)
+        if (auto set = setHours(entry, fields, now); !set)
             return set;
     }
     entry.startedAt = start;
@@ -403,7 +403,7 @@ tl::expected<Entry, Problem> Timesheet::setTimer(Id id, std::optional<bool> want
             ledger.stopTimer(*entry);
             return ledger.save(*entry);
         }
-        if (const auto unlocked = ledger.findUnlocked(id); !unlocked)
+        if (auto unlocked = ledger.findUnlocked(id); !unlocked)
             return unlocked;
         if (const auto offered = ledger.checkOffer(entry->project, entry->task); !offered)
             return tl::unexpected(offered.error());
@@ -490,7 +490,7 @@ tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& bo
         current = *entry;
         if (entry->updated > *known)
             return tl::unexpected(staleEntry());
-        if (const auto unlocked = ledger.findUnlocked(id); !unlocked)
+        if (auto unlocked = ledger.findUnlocked(id); !unlocked)
             return unlocked;
         const Seconds before = entry->total(m_now);
         const Seconds hours = exactSeconds(*fields->hours);

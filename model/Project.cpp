@@ -16,6 +16,7 @@ namespace {
 std::vector<TaskAssignment*> assignments(const std::vector<store::Object*>& objects)
 {
     std::vector<TaskAssignment*> typed;
+    typed.reserve(objects.size());
     for (store::Object* object : objects)
         typed.push_back(static_cast<TaskAssignment*>(object));
     return typed;

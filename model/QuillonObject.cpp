@@ -18,6 +18,7 @@ QString QuillonObject::description() const
     return u"%1 | ID: %2"_s.arg(QString::fromStdString(entity().name), described("idString"));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the entities that read one take it over
 tl::expected<void, XmlError> QuillonObject::parseXml(QByteArray, Company&, store::Context&)
 {
     return {};

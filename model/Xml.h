@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-struct _xmlDoc;
+struct _xmlDoc; // NOLINT(bugprone-reserved-identifier): the library names it so
 
 /// Reading and writing the service's XML, over libxml2.
 namespace model::xml {

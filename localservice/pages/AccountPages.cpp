@@ -178,7 +178,7 @@ Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
                 });
 }
 
-Reply refused(const Visit& visit, Typed typed)
+Reply refused(const Visit& visit, const Typed& typed)
 {
     return accountPage(visit, &typed);
 }
