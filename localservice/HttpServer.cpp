@@ -52,8 +52,8 @@ namespace {
 
 namespace net = boost::asio;
 using boost::system::error_code;
-using tcp = net::ip::tcp;
-using TlsStream = net::ssl::stream<tcp::socket&>;
+using Tcp = net::ip::tcp;
+using TlsStream = net::ssl::stream<Tcp::socket&>;
 using Clock = net::steady_timer::clock_type;
 template <typename T = void>
 using Task = net::awaitable<T>;
@@ -96,7 +96,7 @@ struct Everybody
 /// One connection. On the loop's thread, but for `user` while a worker has its request.
 struct Client : std::enable_shared_from_this<Client>
 {
-    Client(Everybody& others, const tcp::endpoint& end);
+    Client(Everybody& others, const Tcp::endpoint& end);
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -107,7 +107,7 @@ struct Client : std::enable_shared_from_this<Client>
     void end();
 
     Everybody& all;
-    tcp::socket socket;
+    Tcp::socket socket;
     net::steady_timer deadline;
     net::steady_timer turn; ///< waits for a worker
     const std::string peer;
@@ -129,7 +129,7 @@ std::string numericAddress(const net::ip::address& address)
     return six.is_v4_mapped() ? net::ip::make_address_v4(net::ip::v4_mapped, six).to_string() : six.to_string();
 }
 
-Client::Client(Everybody& others, const tcp::endpoint& end)
+Client::Client(Everybody& others, const Tcp::endpoint& end)
     : all(others), socket(all.loop), deadline(all.loop), turn(all.loop), peer(numericAddress(end.address())),
       network(all.networks.try_emplace(networkOf(peer)).first), place(all.clients.insert(all.clients.end(), this))
 {
@@ -160,7 +160,7 @@ void Client::end()
     turn.cancel();
     error_code ignored; // it may have ended by itself
     if (hasTurn)
-        socket.shutdown(tcp::socket::shutdown_both, ignored); // its descriptor may be in use by the worker
+        socket.shutdown(Tcp::socket::shutdown_both, ignored); // its descriptor may be in use by the worker
     else
         socket.close(ignored);
 }
@@ -263,13 +263,13 @@ Task<> takeRubbish(Client& client)
 {
     std::array<char, PieceSize> rubbish;
     error_code error;
-    client.socket.shutdown(tcp::socket::shutdown_send, error);
+    client.socket.shutdown(Tcp::socket::shutdown_send, error);
     while (!error)
         co_await client.socket.async_read_some(net::buffer(rubbish), into(error));
 }
 
 /// Opens `acceptor` at that end. No program that is started gets it as well.
-error_code listenAt(tcp::acceptor& acceptor, const tcp::endpoint& end)
+error_code listenAt(Tcp::acceptor& acceptor, const Tcp::endpoint& end)
 {
     error_code error;
     const int socket = ::socket(end.protocol().family(), SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -277,7 +277,7 @@ error_code listenAt(tcp::acceptor& acceptor, const tcp::endpoint& end)
         return {errno, boost::system::system_category()};
     acceptor.assign(end.protocol(), socket, error);
     acceptor.native_non_blocking(true, error);
-    acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    acceptor.set_option(Tcp::acceptor::reuse_address(true), error);
     if (end.address().is_v6())
         acceptor.set_option(net::ip::v6_only(false), error);
     if (!acceptor.bind(end, error))
@@ -318,7 +318,7 @@ public:
     tl::expected<std::uint16_t, std::string> open(const std::vector<std::string>& addresses, std::uint16_t port)
     {
         // Held on to, so that the next try does not get the same port.
-        std::vector<std::vector<tcp::acceptor>> inVain;
+        std::vector<std::vector<Tcp::acceptor>> inVain;
         auto bound = listenOnAll(addresses, port);
         for (int i = 1; !bound && port == 0 && i < MostTries; ++i) {
             inVain.push_back(std::exchange(m_acceptors, {}));
@@ -339,8 +339,8 @@ private:
     {
         for (const auto& address : addresses) {
             error_code error;
-            tcp::acceptor acceptor(m_all.loop);
-            const tcp::endpoint end(net::ip::make_address(address, error), port);
+            Tcp::acceptor acceptor(m_all.loop);
+            const Tcp::endpoint end(net::ip::make_address(address, error), port);
             if (!error)
                 error = listenAt(acceptor, end);
             if (!error) {
@@ -354,15 +354,15 @@ private:
         return port;
     }
 
-    Task<> accept(tcp::acceptor& acceptor)
+    Task<> accept(Tcp::acceptor& acceptor)
     {
         net::steady_timer pause(m_all.loop);
         error_code error;
         while (!m_isStopping) {
-            co_await acceptor.async_wait(tcp::acceptor::wait_read, into(error));
+            co_await acceptor.async_wait(Tcp::acceptor::wait_read, into(error));
             if (m_isStopping)
                 co_return;
-            tcp::endpoint end;
+            Tcp::endpoint end;
             auto length = static_cast<socklen_t>(end.capacity());
             const int socket = ::accept4(acceptor.native_handle(), end.data(), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
             if (socket >= 0) {
@@ -379,7 +379,7 @@ private:
         }
     }
 
-    void admit(int socket, const tcp::endpoint& end)
+    void admit(int socket, const Tcp::endpoint& end)
     {
         const auto client = std::make_shared<Client>(m_all, end);
         error_code error;
@@ -413,7 +413,7 @@ private:
     Task<> serve(std::shared_ptr<Client> client)
     {
         error_code error;
-        client->socket.set_option(tcp::no_delay(true), error);
+        client->socket.set_option(Tcp::no_delay(true), error);
         if (!m_tls) {
             co_await converse(*client, client->socket);
             co_return;
@@ -482,7 +482,7 @@ private:
         co_return isSent && !reader.isLast();
     }
 
-    static Task<> sayGoodbye(Client&, tcp::socket&) { co_return; }
+    static Task<> sayGoodbye(Client&, Tcp::socket&) { co_return; }
     static Task<> sayGoodbye(Client& client, TlsStream& stream)
     {
         error_code ignored; // the client may have gone
@@ -547,7 +547,7 @@ private:
     int m_busyWorkers = 0;
     bool m_isStopping = false;
     net::thread_pool m_workers{HandlerThreads};
-    std::vector<tcp::acceptor> m_acceptors;
+    std::vector<Tcp::acceptor> m_acceptors;
     std::thread m_thread;
 };
 
