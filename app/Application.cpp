@@ -39,7 +39,7 @@ namespace {
 constexpr int ExitCannotRun = 1;
 constexpr int ExitUsage = 2;
 
-// A face that nobody uncovers is never painted; what waits for it must not wait for that.
+// A covered window is never painted; what waits for it must not wait for that.
 constexpr auto LongestWaitForFace = 500ms;
 
 constexpr char HelpText[] =
@@ -73,7 +73,7 @@ void print(const QString& text)
     std::fputs(text.toLocal8Bit().constData(), stdout);
 }
 
-/// Calls back once when the widget was painted for the first time, or after a while.
+/// Calls back once when the widget has been painted for the first time, or after a while.
 class FirstPaint final : public QObject
 {
 public:
@@ -88,7 +88,7 @@ private:
     {
         if (event->type() == QEvent::Paint) {
             watched->removeEventFilter(this);
-            // What was painted is on its way to the screen only when this event is through.
+            // Painted content is on its way to the screen only after this event.
             QTimer::singleShot(0, this, &FirstPaint::finish);
         }
         return false;
@@ -103,7 +103,7 @@ private:
     std::function<void()> m_done;
 };
 
-/// The program's picture for the windows that have one in their frame or in a list of windows.
+/// The program's icon for windows that have one in their frame or in a list of windows.
 QIcon applicationIcon()
 {
     const skin::Image image = skin::imageNamed("quillon.png");
@@ -119,7 +119,7 @@ QIcon applicationIcon()
     return icon;
 }
 
-/// Ends the event loop on the signals by which a session or a terminal asks a program to end.
+/// Ends the event loop on the signals with which a session or a terminal ends a program.
 class EndOnSignal
 {
 public:
@@ -154,12 +154,12 @@ public:
             [this](const QString& action, SessionBus::Done done) {
                 if (m_sessionBus)
                     m_sessionBus->perform(action, done);
-                else // the desktop has started the program for it
+                else // started by the desktop in order to activate it
                     m_waiting.emplace_back(action, std::move(done));
             });
     }
 
-    /// The face first: what takes time comes when there is something to look at.
+    /// The status item first: slow work starts once there is something to look at.
     void start(const BuiltInService::Maker& builtInService, bool local)
     {
         m_menulet.emplace(builtInService);
@@ -183,7 +183,7 @@ private:
             return;
         }
         complain(failure);
-        // Who asked for nothing but this service has nothing to be shown without it.
+        // A start only for this service has nothing to show without it.
         if (local) {
             environment().alerts().show({TimeHere::startFailedTitle(), failure, {tr("Quit Quillon")}},
                                         [](int) { QCoreApplication::exit(ExitCannotRun); });

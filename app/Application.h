@@ -13,7 +13,7 @@ class InfoDictionary;
 
 namespace app {
 
-/// What the program was asked for on its command line.
+/// The options on the command line.
 struct Arguments
 {
     bool local = false;

@@ -22,19 +22,19 @@ public:
         QString email;
     };
 
-    /// Called on any thread, with a sentence for people, when the file that the time is in is lost while it is in use.
-    /// With an empty one when all is well again. To return at once.
+    /// Called on any thread, with a sentence for people, when the data file is lost while in use, and with an empty one
+    /// when all is well again. Must return at once.
     using FileTrouble = std::function<void(const QString& sentence)>;
 
     /// Ends the service, in well under a second.
     virtual ~BuiltInService() = default;
 
-    /// Starts it on this machine alone, and lets `password` in for this run, beside whatever password its owner has.
-    /// Once, on any thread. The error is a sentence for people.
+    /// Starts it on this machine only, and accepts `password` for this run, besides the owner's own, if any. Once, on
+    /// any thread. The error is a sentence for people.
     virtual tl::expected<Account, QString> start(const QString& password, FileTrouble trouble) = 0;
 
-    /// An address that opens `page`, one of the service's, in a browser that is signed in then. It works once, within a
-    /// minute, for the person who runs this program: to be opened at once and kept nowhere. After `start`, any thread.
+    /// An address that opens `page`, one of the service's, in a browser that is then signed in. It works once, within a
+    /// minute, for the user who runs this program: open it at once and do not store it. After `start`, any thread.
     virtual QUrl signedInLink(const QUrl& page) = 0;
 };
 

@@ -28,13 +28,13 @@ namespace {
 
 constexpr int ExitFailed = 1;
 constexpr int PatienceMilliseconds = 2000;
-/// For what the service is asked for: it has 20 s to answer.
+/// For actions that need the service, which has 20 s to answer.
 constexpr int ServicePatienceMilliseconds = 30'000;
 
 struct Named
 {
     QLatin1StringView command;
-    QLatin1StringView action; ///< empty: asks for the status
+    QLatin1StringView action; ///< empty: requests the status
 };
 
 constexpr Named Commands[] = {{"status"_L1, {}},          {"toggle"_L1, "toggle"_L1},
@@ -67,18 +67,18 @@ QString reasonOf(const QDBusMessage& error)
         return tr("the program is not running");
     if (name != "org.freedesktop.DBus.Error.NoReply"_L1 && name != "org.freedesktop.DBus.Error.Timeout"_L1)
         return tr("the running program does not understand this (%1)").arg(error.errorMessage());
-    // It has the call, and may come back to it; the bus says the same of one that is gone.
+    // It has the call, and may come back to it; the bus reports the same of one that is gone.
     return QDBusConnection::sessionBus().interface()->isServiceRegistered(platform::BusName)
                ? tr("the running program does not answer, and may still do it")
                : tr("the program quit before it answered");
 }
 
-/// The properties that a reply has. Empty: there is no program to tell them.
+/// The properties in a reply. Empty: the program is not running.
 QVariantMap propertiesOf(const QDBusMessage& reply)
 {
     if (reply.type() == QDBusMessage::ReplyMessage)
         return qdbus_cast<QVariantMap>(reply.arguments().value(0));
-    // Its name is there before the rest, which comes when the first face is on the screen.
+    // Its name appears before the interface, which comes with the first window.
     if (reply.errorName() == "org.freedesktop.DBus.Error.UnknownInterface"_L1)
         return {{u"State"_s, u"starting"_s}, {u"Hours"_s, u"-:--"_s}};
     return {};
@@ -86,7 +86,7 @@ QVariantMap propertiesOf(const QDBusMessage& reply)
 
 QByteArray line(const BusCommand& command, const QVariantMap& properties)
 {
-    // An empty line is no news to some bars, and they go on to show the hours of a program that is gone.
+    // Some bars ignore an empty line, and go on showing the hours of a program that is gone.
     if (properties.isEmpty() && !command.json)
         return " \n";
     return (command.json ? command.text.json(properties) : command.text.line(properties).toLocal8Bit()) + '\n';
@@ -97,7 +97,7 @@ bool print(const QByteArray& line)
     return std::fputs(line.constData(), stdout) >= 0 && std::fflush(stdout) == 0;
 }
 
-/// Prints a line for each change of what there is to print.
+/// Prints a line whenever the status line changes.
 class Follower final : public QObject
 {
     Q_OBJECT
@@ -108,7 +108,7 @@ public:
     {
         connect(&m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
                 [this](const QString&, const QString&, const QString& owner) {
-                    ++m_asked; // what is still to come is of the program before
+                    ++m_asked; // pending replies are from the previous program
                     if (owner.isEmpty())
                         show({});
                     else
@@ -126,7 +126,7 @@ public:
         struct stat output
         {
         };
-        // The end of a bar shows at once as an end of the pipe; else only the next line would meet it.
+        // A bar that ends closes the pipe, noticed at once; otherwise only the next line would fail.
         if (fstat(STDOUT_FILENO, &output) == 0 && (S_ISFIFO(output.st_mode) || S_ISSOCK(output.st_mode))) {
             auto* end = new QSocketNotifier(STDOUT_FILENO, QSocketNotifier::Read, this);
             connect(end, &QSocketNotifier::activated, this, [] { QCoreApplication::exit(0); });
@@ -140,7 +140,7 @@ private slots:
     {
         if (interface != QuillonInterface)
             return;
-        // Before there is a whole answer, a change is not the whole either.
+        // Until there is a complete answer, a change is not complete either.
         if (m_properties.isEmpty()) {
             ask();
             return;
@@ -184,7 +184,7 @@ private:
 QDBusMessage callToProgram(const QString& interface, const QString& method)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(platform::BusName, platform::BusPath, interface, method);
-    // Who looks whether the program runs does not want it started.
+    // Asking whether the program runs must not start it.
     call.setAutoStartService(false);
     return call;
 }
@@ -206,7 +206,7 @@ void BusCommand::run(int argc, char** argv) const
     const QCoreApplication application(argc, argv);
     const int status = carryOut();
     std::fflush(nullptr);
-    // At an ordinary end Qt's thread for the bus outlives the types that it uses, and says so on standard error.
+    // At an ordinary exit Qt's bus thread outlives the types it uses, and complains on standard error.
     _exit(status);
 }
 

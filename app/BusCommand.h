@@ -4,7 +4,7 @@
 
 namespace app {
 
-/// What `quillon status`, `quillon toggle` and the like ask of the program that runs, over the session bus.
+/// Sends `quillon status`, `quillon toggle` and the like to the running program over the session bus.
 struct BusCommand
 {
     QString name; ///< as on the command line
@@ -16,10 +16,10 @@ struct BusCommand
     static bool exists(const QString& name);
 
     /// Carries the command out and ends this process with the exit status: 0, or 1 when the program does not run,
-    /// would not or does not answer, after a line on standard error. Never starts the program. Follows until what reads
-    /// standard output is gone.
+    /// refuses or does not answer, after a line on standard error. Never starts the program. Follows until the reader
+    /// of standard output is gone.
     ///
-    /// Needs no display, and makes the application object of this process itself.
+    /// Needs no display, and creates this process's application object itself.
     [[noreturn]] void run(int argc, char** argv) const;
 
 private:

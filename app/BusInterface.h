@@ -5,16 +5,16 @@
 class QDBusMessage;
 class QString;
 
-/// What the program and its command line share of the session bus.
+/// The part of the session bus that the program and its command line share.
 namespace app {
 
 inline constexpr QLatin1StringView QuillonInterface("com.wrenfold.Quillon1");
 inline constexpr QLatin1StringView PropertiesInterface("org.freedesktop.DBus.Properties");
 
-/// A call to the running program. It starts none.
+/// A call to the running program. Does not start one.
 QDBusMessage callToProgram(const QString& interface, const QString& method);
 
-/// Whether an error means that no program runs.
+/// Whether an error means that the program is not running.
 bool meansNotRunning(const QDBusMessage& error);
 
 } // namespace app

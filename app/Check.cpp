@@ -45,7 +45,7 @@ using platform::environment;
 
 namespace {
 
-// The program promises three seconds, and needs some of them to start.
+// The command promises three seconds, and needs some of them to start.
 constexpr auto Patience = 2700ms;
 constexpr int BusPatienceMilliseconds = 500;
 
@@ -67,7 +67,7 @@ Finding amiss(QLatin1StringView what, const QString& text)
     return {what, false, text};
 }
 
-/// The page as it grows. When the time is up it ends the process, whatever the main thread waits for.
+/// The report as it grows. On timeout it ends the process, whatever blocks the main thread.
 class Page
 {
 public:
@@ -80,7 +80,7 @@ public:
     }
     ~Page() = delete; // `finish` ends the process
 
-    /// What is being looked at, for the case that it never ends.
+    /// The check under way, in case it never ends.
     void begin(QLatin1StringView what)
     {
         const std::lock_guard lock(m_mutex);
@@ -93,13 +93,13 @@ public:
         print(finding);
     }
 
-    /// With a reason: what is being looked at cannot be.
+    /// With a reason: this cannot be checked.
     [[noreturn]] void finish(const QString& whyNot = {})
     {
         const std::lock_guard lock(m_mutex);
         if (!whyNot.isEmpty())
             print(amiss(m_pending, whyNot));
-        // Not in the ordinary way: it would wait for whatever hangs.
+        // Not the ordinary exit, which would wait for whatever hangs.
         _exit(m_allWell ? 0 : 1);
     }
 
@@ -127,7 +127,7 @@ Finding store()
     const QString name = folder + "/QuillonX.sqlite"_L1;
     QFile file(name);
     if (!file.exists()) {
-        // The nearest folder that there is decides whether the others can be made.
+        // The nearest existing folder decides whether the others can be made.
         QFileInfo nearest(folder);
         while (!nearest.exists() && !nearest.isRoot())
             nearest.setFile(nearest.absolutePath());
@@ -243,7 +243,7 @@ Finding keyring()
     return amiss(Keyring, tr("fails: look into the log of your Secret Service"));
 }
 
-/// What the program that runs finds. Empty: none runs.
+/// The running program's findings. Empty: it is not running.
 Findings findingsOfOthers()
 {
     if (!platform::hasSessionBus() || !QDBusConnection::sessionBus().isConnected())
@@ -319,8 +319,8 @@ void check(int argc, char** argv, platform::InfoDictionary info)
             settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFloatingStatusItemKey));
         page.add(hasDisplay() ? well(StatusItem, tr("Quillon is not running; it would be %1").arg(item.describe()))
                               : amiss(StatusItem, tr("there is no display: start Quillon in a desktop session")));
-        // On X11 this takes the keys for a moment, which alone tells whether they are free. A portal is not asked
-        // before the event loop runs, and it does not.
+        // On X11 this grabs the keys for a moment, the only way to find out whether they are free. A portal would need
+        // the event loop, which does not run here.
         look(HotKeys, [] {
             settings::HotKeyManager::instance().registerHotKeysFromPrefs();
             return hotKeys();

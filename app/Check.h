@@ -13,7 +13,7 @@ struct Error;
 
 namespace app {
 
-/// One thing that the program needs of the desktop: that it is well, or what to do about it.
+/// Something the program needs from the desktop: whether it works, or what to do about it.
 struct Finding
 {
     QString what;
@@ -22,16 +22,16 @@ struct Finding
 };
 using Findings = QList<Finding>;
 
-/// Makes findings something that D-Bus carries, as `a(sbs)`. Once, before the first is sent or received.
+/// Lets D-Bus carry findings, as `a(sbs)`. Once, before the first is sent or received.
 void registerFindings();
 
-/// What only the program that runs can tell: its status item, its hot keys, its service, and why it works without its
-/// store, if it does. Main thread only.
+/// What only the running program knows: its status item, its hot keys, its service, and why it works without its store,
+/// if it does. Main thread only.
 Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& storeFailure);
 
-/// Looks at everything that the program needs here, prints a page about it and ends this process: with 0 when all is
-/// well, else with 1. What the program that runs knows is asked of it. Changes nothing, shows nothing, prints no
-/// secret, and takes three seconds at most, whoever hangs.
+/// Checks everything the program needs here, prints a report and ends this process: with 0 when all is well, else with
+/// 1. Asks the running program for what only it knows. Changes nothing, shows nothing, prints no secret, and takes
+/// three seconds at most, whatever hangs.
 [[noreturn]] void check(int argc, char** argv, platform::InfoDictionary info);
 
 } // namespace app

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A display at the far end of a slow line takes seconds.
+// A display over a slow line takes seconds.
 constexpr unsigned SilenceSeconds = 30;
 
 void (*s_failed)() = nullptr;

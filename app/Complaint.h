@@ -4,16 +4,16 @@
 
 namespace app {
 
-/// The text for a terminal: a character that is not printable becomes its number, such as \u{1b}. So a name that
-/// somebody else has chosen can neither steer the terminal nor begin a line of its own.
+/// Makes a string safe for a terminal: an unprintable character becomes its number, such as \u{1b}. So a name chosen by
+/// others can neither control the terminal nor start a new line.
 QString printable(const QString& text);
 
-/// Says on standard error, in one line, what is wrong.
+/// Prints a one-line error on standard error.
 void complain(const QString& what);
 
 /// Qt ends the process with a core dump where no display can be opened. While one of these lives, `failed` is called
-/// instead, and must not return; likewise when the display keeps silent for half a minute. What Qt has to say meanwhile
-/// is said in the end. One at a time, in the main thread.
+/// instead, and must not return; likewise when the display is silent for half a minute. Qt's own messages are held back
+/// and printed at the end. One at a time, in the main thread.
 class DisplayGuard
 {
 public:
@@ -26,7 +26,7 @@ public:
 /// What to say about it.
 QString noDisplay();
 
-/// Whether the environment names a display, which need not be there.
+/// Whether the environment names a display, which need not exist.
 bool hasDisplay();
 
 } // namespace app

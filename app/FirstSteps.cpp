@@ -20,10 +20,10 @@ using platform::environment;
 
 namespace {
 
-// How often the item is looked for while the first steps are shown.
+// How often the item's position is checked while the first steps are shown.
 constexpr auto Look = 1s;
 
-/// The keys for a new timer, null when there are none or another program has them.
+/// The keys for a new timer, null when none are set or another program has them.
 QString newTimerKeys()
 {
     using State = platform::HotKeys::State;
@@ -70,7 +70,7 @@ void FirstSteps::showOnce()
 void FirstSteps::place()
 {
     const platform::StatusItem::Place place = environment().statusItem().place();
-    // Panels take their time to find a place for it, and a person to put it elsewhere.
+    // A panel takes a while to place it, and a person to move it.
     if (std::exchange(m_place, place) != place)
         return;
     timesheet::TimesheetController* const timesheet = m_menulet.timesheetController();

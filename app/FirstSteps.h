@@ -16,8 +16,8 @@ namespace app {
 
 class WrenfoldMenulet;
 
-/// Shows a person who is new where the hours are: beside the status item, or in the timesheet where the item's place is
-/// not to be known. The hint stays until the person puts it away, also over the next start. Main thread only.
+/// Shows a new person where the hours are: beside the status item, or in the timesheet where the item's position is
+/// unknown. The hint stays until dismissed, even across starts. Main thread only.
 class FirstSteps final : public QObject
 {
     Q_OBJECT
@@ -27,7 +27,7 @@ public:
     ~FirstSteps() override;
 
     void show();
-    /// Shows them, unless they are shown or the person has put them away.
+    /// Shows them, unless they are shown or have been dismissed.
     void showOnce();
     void hide();
 

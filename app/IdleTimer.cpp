@@ -47,7 +47,7 @@ void IdleTimer::updateCurrentIdleTime()
 {
     const qint64 system = SystemIdleTime();
     const double computed = computedIdleTime();
-    // Somebody was there since. Otherwise idle time from before a sleep goes on across it.
+    // There was input since. Otherwise idle time from before a sleep goes on across it.
     if (computed <= 0 || computed > static_cast<double>(system))
         m_idleStartedAt = now() - std::chrono::seconds(system);
     if (!m_preferences.idleTimerEnabled())
@@ -65,7 +65,7 @@ void IdleTimer::goingToSleep()
     if (!m_idleStartedAt)
         m_idleStartedAt = m_sleepBeganAt;
     m_idleCheckTimer.reset();
-    // Asked for the question's sake: whoever measures sees that nobody came between now and the end of the sleep.
+    // Called for its side effect: the source notices that there was no input between now and the end of the sleep.
     static_cast<void>(SystemIdleTime());
 }
 
@@ -119,7 +119,7 @@ IdleTimer::Duration IdleTimer::now() const
 
 double IdleTimer::secondsSince(const std::optional<Duration>& moment) const
 {
-    // Without a measure the start lies a second ahead.
+    // Without a measurement the start lies a second ahead.
     return moment ? std::abs(std::chrono::duration<double>(now() - *moment).count()) : 0;
 }
 

@@ -14,17 +14,17 @@ class QuillonPreferences;
 
 namespace app {
 
-/// How long nobody has touched the machine, in units of 2^30 nanoseconds that pass for seconds; -1 when that cannot be
-/// measured. Dividing by a power of two makes it 7 % short of true seconds: a person is rather asked late than early,
-/// and rather keeps a minute too many than loses one.
+/// How long there has been no input, in units of 2^30 nanoseconds that pass for seconds; -1 when that cannot be
+/// measured. Dividing by a power of two makes it 7 % short of true seconds: better to ask late than early, and to keep
+/// a minute too many than to lose one.
 qint64 SystemIdleTime();
 
-/// Hears of idleness.
+/// Receives idle reports.
 class IdleTimerDelegate
 {
 public:
     virtual ~IdleTimerDelegate() = default;
-    /// The person has been away for so many seconds, and perhaps still is. Comes again and again with more, each time
+    /// The person has been away for that many seconds, and perhaps still is. Repeats with growing values, each time
     /// from the event loop.
     virtual void applicationWasIdle(double seconds) = 0;
     /// Before the machine sleeps.
@@ -33,24 +33,24 @@ public:
     virtual void clearCurrentRunningTimerForPossibleIdle() = 0;
 };
 
-/// Watches for the person leaving: looks every 15 seconds, and at sleep and wake. What the preferences say counts at
-/// each look. Times are those of a clock that goes on during sleep and that nobody can put forward or back.
+/// Watches for the person leaving: checks every 15 seconds, and at sleep and wake. The preferences are read at each
+/// check. Times are those of a clock that goes on during sleep and cannot be set.
 ///
 /// Main thread only.
 class IdleTimer final : public QObject
 {
     Q_OBJECT
 public:
-    /// Begins to watch. The interval (seconds) serves as the threshold until the first look.
+    /// Starts to watch. The interval (seconds) serves as the threshold until the first check.
     explicit IdleTimer(double interval);
 
-    /// Not owned; hears of everything, if set.
+    /// Not owned; receives all reports, if set.
     void setDelegate(IdleTimerDelegate* delegate) { m_delegate = delegate; }
 
     void setupTimer();
     void registerObservers();
     void updateCurrentIdleTime();
-    /// Seconds since the person was there last; 0 when no idle time is under way.
+    /// Seconds since the last input; 0 when no idle time is under way.
     double computedIdleTime() const;
     /// Seconds since the machine last went to sleep; 0 when it has not.
     double computedSleepTime() const;

@@ -31,7 +31,7 @@ QStringList startArguments()
 
 void relaunch(QObject* /*sender*/)
 {
-    // In a build it lies beside the program.
+    // In a build it is beside the program.
     const QString here = QCoreApplication::applicationDirPath();
     const QString helper =
         QStandardPaths::findExecutable(u"relaunch_quillon"_s, {here + "/" QUILLON_HELPER_FOLDER ""_L1, here});

@@ -50,7 +50,7 @@ StatusMenu::StatusMenu()
 
 bool StatusMenu::needsAccount(const QAction* item) const
 {
-    // The first steps show how to time, too.
+    // The first steps also show how to start a timer.
     const std::array all{toggleCurrentTimerMenuItem, newTimerMenuItem,    timesheetMenuItem, openInBrowserMenuItem,
                          manageProjectsMenuItem,     manageTasksMenuItem, firstStepsMenuItem};
     return std::ranges::find(all, item) != all.end();

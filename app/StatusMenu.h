@@ -31,13 +31,13 @@ public:
     QAction* aboutMenuItem;
     QAction* quitMenuItem;
 
-    /// Whether the item is of no use while nobody is signed in. This is the one list of that: for the menu, for hosts
-    /// that draw it, for screen readers, and for the bus and the command line.
+    /// Whether the item is useless while nobody is signed in. The only such list: for the menu, hosts that draw it,
+    /// screen readers, the bus and the command line.
     bool needsAccount(const QAction* item) const;
-    /// While signed out, only what works then is in sight.
+    /// While signed out, only items that then work are visible.
     void setSignedOut(bool signedOut);
 
-    /// Where an item stands, -1 when it is not in the menu.
+    /// The position of an item, -1 when it is not in the menu.
     int indexOfItem(const QAction* item) const;
     void insertItemAtIndex(QAction* item, int index);
 

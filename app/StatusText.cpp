@@ -16,7 +16,7 @@ namespace {
 constexpr QLatin1StringView Placeholders[] = {"text"_L1,    "hours"_L1, "state"_L1,  "symbol"_L1,
                                               "project"_L1, "task"_L1,  "client"_L1, "notes"_L1};
 
-/// A doubled brace; or a placeholder, and the brace that ends it.
+/// A doubled brace, or a placeholder with its closing brace.
 const QRegularExpression& pieces()
 {
     static const QRegularExpression pieces(u"\\{\\{|\\}\\}|\\{([^}]*)(\\}?)"_s);
@@ -42,7 +42,7 @@ QString symbol(const QString& state)
     return state == "running"_L1 ? u"●"_s : u"○"_s;
 }
 
-/// Every value by the name of its placeholder, each in one line.
+/// Every value by the name of its placeholder, each on one line.
 QJsonObject values(const QVariantMap& properties)
 {
     const auto text = [&](const char* property) {
@@ -94,7 +94,7 @@ QString StatusText::filled(const QJsonObject& values) const
 
 QString StatusText::line(const QVariantMap& properties) const
 {
-    // A bar has nothing to show then, whatever the format has around its placeholders.
+    // A bar has nothing to show then, whatever the format puts around its placeholders.
     if (properties.isEmpty())
         return {};
     const QJsonObject all = values(properties);

@@ -10,22 +10,22 @@
 
 namespace app {
 
-/// One line of text made of what the running program tells on the session bus, for bars and scripts. Any thread.
+/// One line made from the running program's properties on the session bus, for bars and scripts. Any thread.
 class StatusText
 {
 public:
-    /// What is shown, with "{project}" and the like in it (see docs/command-line.md). Fails with a sentence for people
-    /// when it has a placeholder that is none.
+    /// The format, with "{project}" and the like in it (see docs/command-line.md). Fails with a sentence for people
+    /// when a placeholder is unknown.
     static tl::expected<StatusText, QString> parse(const QString& format);
 
     /// The default: "1:05 running, Website, Design".
     StatusText() = default;
 
-    /// `properties` are those of the bus interface; empty: the program does not run.
+    /// `properties` are those of the bus interface; empty: the program is not running.
     QString line(const QVariantMap& properties) const;
 
-    /// The same for programs, with the keys that Waybar reads ("text", "alt", "class", "tooltip") among them. The text
-    /// is what the format says, by default what the status item shows.
+    /// The same as JSON, with the keys that Waybar reads ("text", "alt", "class", "tooltip") among others. The text
+    /// follows the format, by default what the status item shows.
     QByteArray json(const QVariantMap& properties) const;
 
 private:

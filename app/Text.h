@@ -4,7 +4,7 @@
 
 namespace app {
 
-/// A visible text, for code outside QObjects. Works without an application object, too.
+/// A visible string, for code outside QObjects. Works without an application object, too.
 inline QString tr(const char* text)
 {
     return QCoreApplication::translate("app", text);

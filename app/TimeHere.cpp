@@ -19,11 +19,10 @@ using platform::environment;
 
 namespace {
 
-/// What the account is called in the local store. No account elsewhere can have this name, so that what is known of the
-/// one is never taken for the other's.
+/// The account's name in the local store. No account elsewhere can have this name, so the caches of the two never mix.
 constexpr auto NameInStore = ".local"_L1;
 
-// Nobody types it: it is made anew for each start and kept nowhere.
+// Never typed: it is made anew for each start and stored nowhere.
 QString newPassword()
 {
     quint32 random[6];

@@ -10,22 +10,22 @@
 namespace app {
 
 /// Time kept on this computer: starts the built-in service, signs the program in to it, ends it, remembers that the
-/// person chose it, and shows what goes wrong. Main thread only.
+/// person chose it, and reports problems. Main thread only.
 ///
-/// While the service runs, addresses of its pages that the program has the desktop open are signed in.
+/// While the service runs, addresses of its pages that the program opens in the browser are signed in.
 class TimeHere final : public QObject, public preferences::TimeHereOwner
 {
     Q_OBJECT
 public:
-    /// `maker` makes one service for each start. Empty: this build has none.
+    /// `maker` makes the service for each start. Empty: this build has none.
     explicit TimeHere(BuiltInService::Maker maker);
     ~TimeHere() override;
 
     bool canKeepTimeHere() const override { return static_cast<bool>(m_maker); }
     /// Whether the person chose it, in an earlier run or this one.
     bool isRemembered() const;
-    /// For the start of the program: nobody is signed in until `done` comes, later, nor when that has a sentence for
-    /// people about what failed.
+    /// For the start of the program: nobody is signed in until `done` is called, later, nor if it gets an error, a
+    /// sentence for people.
     void startUp(std::function<void(const QString& failure)> done);
     void keepTimeHere(std::function<void(bool kept)> done) override;
     void keepTimeElsewhere() override;

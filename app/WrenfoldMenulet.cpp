@@ -43,7 +43,7 @@ WrenfoldMenulet::WrenfoldMenulet(BuiltInService::Maker builtInService)
 
 WrenfoldMenulet::~WrenfoldMenulet()
 {
-    // The worker asks this object for the store; it ends first.
+    // The worker uses this object for the store; it ends first.
     if (m_api)
         m_api->stop();
     model::Host::set(nullptr);
@@ -134,14 +134,14 @@ void WrenfoldMenulet::wire()
     connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, this, &WrenfoldMenulet::networkUnReachable);
     connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, this, &WrenfoldMenulet::networkReachable);
     connect(&m_timeHere, &TimeHere::kept, this, [this] {
-        // It opens by itself when the first day is there, and never again.
+        // It opens by itself when the first day has arrived, and never again.
         if (m_timesheetController)
             showTimesheetWindow(this);
     });
 
     const auto action = [this](QAction* item, void (WrenfoldMenulet::*method)(QObject*)) {
         connect(item, &QAction::triggered, this, [this, item, method] {
-            // Hosts and screen readers may know the menu as it was before.
+            // Hosts and screen readers may still have the menu as it was.
             if (loggedOut() && m_menu->needsAccount(item))
                 showPreferencePanel(item);
             else
@@ -189,8 +189,8 @@ std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator(
                     self->fetchEverything();
             });
         });
-        // A store that cannot be used is reported by `--check` alone: the program works from memory, and everything is
-        // fetched again at the next start.
+        // An unusable store is reported only by `--check`: the program works from memory, and everything is fetched
+        // again at the next start.
         static_cast<void>(coordinator->addStore(folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s));
         m_persistentStoreCoordinator = std::move(coordinator);
     }

@@ -54,7 +54,7 @@ class StatusMenu;
 inline constexpr float QuillonStatusItemDefaultWidth = 71.0F;
 
 /// The program's controller: owns the status item, the local store, the refresh cycle and the windows, carries out the
-/// commands of the menu, and hears how requests end.
+/// menu's commands, and receives the outcomes of requests.
 ///
 /// One per run, made inside it and destroyed before it. Main thread only, except what `model::Host` promises for any.
 class WrenfoldMenulet final : public QObject,
@@ -73,18 +73,17 @@ public:
 
     // Start-up, in this order.
 
-    /// Decides whether the program is shown beside others, or lives in the bar alone.
+    /// Decides whether the program appears beside others or only in the bar.
     void applicationWillFinishLaunching();
-    /// Puts the status item up, with placeholder hours. Nothing that costs time has happened by then.
+    /// Creates the status item, with placeholder hours. Nothing slow has happened by then.
     void showStatusItem();
-    /// Everything else: signs in, watches the network, looks for updates. Shows the status item when that has not
-    /// been done.
+    /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
 
-    /// The program was started again while it runs: shows the timesheet. Always false: the caller does nothing more.
+    /// The program was started again while running: shows the timesheet. Always false: the caller does nothing more.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
-    // The local store. A file that cannot be used is left alone, and the program works from memory.
+    // The local store. An unusable file is left alone, and the program works from memory.
 
     /// The data model, from the program's resources.
     const store::Model* managedObjectModel();
@@ -94,7 +93,7 @@ public:
     store::Context* managedObjectContext();
     /// Empty: there is no such folder.
     static QString applicationSupportFolder();
-    /// The same folder, made if need be. Empty when that fails.
+    /// The same folder, created if necessary. Empty when that fails.
     static QString directoryForDataStore();
 
     // What is shown of the account.
@@ -115,7 +114,7 @@ public:
     timesheet::TimesheetController* timesheetController() const { return m_timesheetController.get(); }
     editing::NewTimerController* addTimerController() const { return m_addTimerController.get(); }
 
-    /// The signed-in user, null when not known yet.
+    /// The signed-in user, null while unknown.
     model::User* currentUser() override;
     model::User* currentUserInContext(store::Context& context) override;
     store::Context* mainContext() override { return managedObjectContext(); }
@@ -127,14 +126,14 @@ public:
     void setupUpdateTimer();
     /// Requests the days that matter: the one on screen, the newest entry's, and today. Every 30 seconds.
     void downloadLatest();
-    /// The account and today, catalog included: what the store had of them is lost.
+    /// Fetches the account and today, with the catalog: the store has lost them.
     void fetchEverything();
     void preferencesChanged();
     void clearAllData();
     void setIndicatorsToGood();
     void networkReachable();
     void networkUnReachable();
-    /// Of the host whose reachability counts as the network's.
+    /// The host whose reachability counts as the network's.
     static QString reachabilityHost(bool timeIsKeptHere);
 
     void gotQuillonCompany(const QString& subdomain) override;
@@ -154,7 +153,7 @@ public:
     void toggleStatusItemMenu() override;
     void menuDidClose();
 
-    // The menu's actions. `sender` asked for it; null: the program itself.
+    // The menu's actions. `sender` triggered it; null: the program itself.
 
     void showAboutWindow(QObject* sender);
     void showPreferencePanel(QObject* sender) override;
@@ -169,7 +168,7 @@ public:
     /// Starts or stops the current entry's timer; without an entry, opens the window for a new one, or the preferences
     /// while nobody is signed in.
     void toggleCurrentTimer(QObject* sender) override;
-    /// The same, for who must know what came of it. `ended` is not called where there is no entry.
+    /// The same, for a caller that needs the result. `ended` is not called where there is no entry.
     void toggleCurrentTimer(QObject* sender, std::function<void(bool toggled)> ended);
     void checkForUpdates(QObject* sender);
     void quitQuilonForMac(QObject* sender) override;
@@ -185,16 +184,16 @@ public:
     void updateTimerDidSucceed() override;
     void updateTimerDidFailWithError(const std::optional<service::Error>& error) override;
 
-    // Idle time. The controller is idle from the first report on until the person has answered.
+    // Idle time. The controller is idle from the first report until the person has answered.
 
     void setupIdleTimer();
     /// Forgets the idle time that was reported, and the timer that was noted for it.
     void resetIdleTimer();
-    /// Notes the timer that runs now, if any. Neither this nor the next does anything while a question is open.
+    /// Notes the running timer, if any. Neither this nor the next does anything while a question is open.
     void saveCurrentRunningTimerForPossibleIdle() override;
     void clearCurrentRunningTimerForPossibleIdle() override;
-    /// Asks whether to go on timing or to remove the idle time, if a timer runs; while it asks, shows the time grow and
-    /// takes the question back when the timer was stopped elsewhere.
+    /// If a timer runs, asks whether to go on timing or to remove the idle time; meanwhile the time shown grows, and
+    /// the question is withdrawn when the timer was stopped elsewhere.
     void applicationWasIdle(double seconds) override;
     void updateIdleSheetLabels(double seconds);
     static QString idleAlertMessage(int minutes);
@@ -206,17 +205,17 @@ public:
     /// The timer that ran when the idle time began, null when none did or it is gone.
     model::DayEntry* runningTimerWhenIdleStarted() const;
     QDateTime runningTimerSavedAt() const { return m_runningTimerSavedAt; }
-    /// Whole seconds, the most that was reported; 0 while not idle.
+    /// Whole seconds, the most reported so far; 0 while not idle.
     double idleTime() const { return m_idleTime; }
     bool displayingIdleAlert() const { return m_displayingIdleAlert; }
     IdleTimer& idleTimer() const { return *m_idleTimer; }
 
 signals:
-    // QuillonNetworkReachable and QuillonNetworkNotReachable, for whoever shows connectivity.
+    // QuillonNetworkReachable and QuillonNetworkNotReachable, for all that show connectivity.
     void quillonForMacNetworkReachable();
     void quillonForMacNetworkNotReachable();
 
-    /// What the status item says may have changed.
+    /// What the status item shows may have changed.
     void statusChanged();
 
 private:
@@ -253,16 +252,16 @@ private:
     std::unique_ptr<editing::NewTimerController> m_addTimerController;
 
     std::unique_ptr<const store::Model> m_managedObjectModel;
-    std::mutex m_storeMutex; ///< guards the coordinator's making
+    std::mutex m_storeMutex; ///< guards the creation of the coordinator
     std::shared_ptr<store::Coordinator> m_persistentStoreCoordinator;
     std::unique_ptr<store::Context> m_managedObjectContext;
     store::Ref<model::Company> m_company;
-    mutable std::mutex m_accountMutex; ///< guards the account's name, which workers ask for
+    mutable std::mutex m_accountMutex; ///< guards the account's name, which workers read
     QString m_account;
 
     std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
-    /// When the service last told the hours of an entry, in this run: the uptime.
+    /// When the service last reported the hours of an entry, in this run: the uptime.
     std::unordered_map<store::ObjectId, platform::TimeSource::Duration, store::ObjectIdHash> m_hoursAsOf;
 
     std::unique_ptr<IdleTimer> m_idleTimer;

@@ -1,4 +1,4 @@
-// What happens when the person walks away from a running timer.
+// What happens when the person leaves while a timer runs.
 
 #include "app/WrenfoldMenulet.h"
 
@@ -26,7 +26,7 @@ constexpr double SecondsInMinute = 60;
 constexpr int MinutesInHour = 60;
 constexpr int RemoveButton = 1;
 
-// Two refreshes have failed to come: the machine slept, or the service is out of reach.
+// Two refreshes have failed to arrive: the machine slept, or the service is out of reach.
 constexpr auto HoursAreStaleAfter = 60s;
 
 QString hoursMinutes(int minutes)
@@ -53,7 +53,7 @@ void WrenfoldMenulet::resetIdleTimer()
 
 void WrenfoldMenulet::saveCurrentRunningTimerForPossibleIdle()
 {
-    // An open question stays about its timer, also when that vanishes from below it: nobody asked about another one.
+    // An open question keeps its timer, even when that vanishes: the question was about no other one.
     if (m_displayingIdleAlert)
         return;
     model::DayEntry* running = company() ? company()->mostRecentRunningDayEntryFromToday() : nullptr;
@@ -108,8 +108,8 @@ void WrenfoldMenulet::applicationWasIdle(double seconds)
 
 void WrenfoldMenulet::dismissIdleAlertOfStoppedTimer()
 {
-    // The other windows work while it asks. A question whose entry is gone stays until the next report, and its answer
-    // says so.
+    // The other windows work while it is open. A question whose entry is gone stays until the next report, and
+    // answering it says so.
     const model::DayEntry* entry = runningTimerWhenIdleStarted();
     if (m_displayingIdleAlert && entry && !entry->isRunning())
         environment().alerts().dismiss(m_idleAlertId);
@@ -161,8 +161,8 @@ void WrenfoldMenulet::revertRunningTimerSinceIdle(QObject* /*sender*/)
 
 void WrenfoldMenulet::bringHoursUpToDate(model::DayEntry& entry) const
 {
-    // Without this, what was worked between the last refresh and the absence would be taken off as well.
-    // The age of hours that an earlier run left is unknown.
+    // Without this, work between the last refresh and the absence would be deducted as well. The age of hours from an
+    // earlier run is unknown.
     const auto told = m_hoursAsOf.find(entry.id());
     if (told == m_hoursAsOf.end())
         return;

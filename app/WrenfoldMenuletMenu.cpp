@@ -127,7 +127,7 @@ void WrenfoldMenulet::updateKeyEquivalents()
 void WrenfoldMenulet::toggleStatusItemMenu()
 {
     if (!m_menu)
-        return; // pressed before start-up was through
+        return; // pressed before start-up had finished
     if (m_showingMenu) {
         m_menu->hide(); // menuDidClose follows
         return;
@@ -236,7 +236,7 @@ void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/, std::function<void
     if (const model::DayEntry* entry = currentEntry())
         m_api->toggleTimer(*entry, std::move(ended));
     else if (loggedOut())
-        showPreferencePanel(this); // the button is under the words that ask to sign in
+        showPreferencePanel(this); // the button is below the words that ask to sign in
     else
         showNewTimerWindow(this);
 }
@@ -248,7 +248,7 @@ void WrenfoldMenulet::checkForUpdates(QObject* /*sender*/)
 
 void WrenfoldMenulet::quitQuilonForMac(QObject* /*sender*/)
 {
-    // QApplication::quit() would ask the windows, and one of them may say no.
+    // QApplication::quit() would ask the windows, and one of them may refuse.
     QCoreApplication::exit(0);
 }
 

@@ -128,7 +128,7 @@ void WrenfoldMenulet::downloadLatest()
 
 void WrenfoldMenulet::fetchEverything()
 {
-    // First what is known here, so that the replies go to the account that is shown.
+    // Local data first, so that the replies go to the account that is shown.
     static_cast<void>(managedObjectContext()->save());
     m_api->requestCompany();
     m_api->requestDailyTimesheetForDate(today(), true);
@@ -204,7 +204,7 @@ void WrenfoldMenulet::preferencesChanged()
     setupUpdateTimer();
     if (m_watchesThisComputer != m_userPreferences->timeIsKeptHere())
         setupReachabilityTarget();
-    // Unless the first word of who watches the network has done it.
+    // Unless the network watch's first call has done it.
     if (!company())
         initializeQuillonData();
     updateKeyEquivalents();
@@ -217,7 +217,7 @@ void WrenfoldMenulet::clearAllData()
     m_clearingCompanyData = true;
     m_hoursAsOf.clear();
     if (m_displayingIdleAlert)
-        platform::environment().alerts().dismiss(m_idleAlertId); // its timer is gone, and nobody has stopped it
+        platform::environment().alerts().dismiss(m_idleAlertId); // its timer is gone without having been stopped
     if (model::Company* company = m_company.get()) {
         company->clearAllData();
         managedObjectContext()->remove(*company);
@@ -248,7 +248,7 @@ void WrenfoldMenulet::setupReachabilityTarget()
 
 QString WrenfoldMenulet::reachabilityHost(bool timeIsKeptHere)
 {
-    // The built-in service and that of a development run are on this machine, wherever the network leads.
+    // The built-in service and that of a development run are on this machine, whatever the network's state.
     const platform::InfoDictionary& info = platform::environment().info();
     return timeIsKeptHere || info.boolean("QuillonLocalDebug"_L1) ? u"localhost"_s
                                                                   : info.string("QuillonReachabilityHost"_L1);

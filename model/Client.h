@@ -16,7 +16,7 @@ public:
     void setName(const QString& name) { setValue("name", name); }
     std::vector<Project*> projects() const { return toMany<Project>("projects"); }
 
-    /// A "clients" list. Clients that it does not hold stay as they are.
+    /// A "clients" list. Clients missing from it stay unchanged.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
 };
 

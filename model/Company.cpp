@@ -66,7 +66,7 @@ tl::expected<Company*, XmlError> Company::buildCompanyWithSubdomain(const QStrin
     Company& company = findOrCreateCompany(subdomain, context);
     const xml::Element root = document->root();
     const xml::Element account = root.name() == "hash" ? root.child("user") : xml::Element();
-    // Another document, such as one that reports an error, describes no account: what is known stays.
+    // Any other document, such as an error report, does not describe an account: known values stay.
     if (!account)
         return &company;
 
@@ -90,7 +90,7 @@ store::Object* Company::find(std::string_view entity, const QString& idString, s
 
 store::Object* Company::findObject(std::string_view entity, const QString& idString, store::Context& context) const
 {
-    // The own one first: it is looked up by an index, and is meant nearly always.
+    // Its own first: it is found by an index, and is nearly always the one meant.
     store::Object* own = find(entity, idString, context);
     return own ? own : context.fetchFirst(entity, store::where("idString", idString));
 }
@@ -162,7 +162,7 @@ DayEntry* Company::mostRecentDayEntry() const
     const std::vector<DayEntry*> entries = dayEntriesForDate(localDay(now()));
     if (DayEntry* running = firstRunning(entries))
         return running;
-    // Of several that are equally recent the last; one without a date is the oldest.
+    // The last of several equally recent ones; one without a date is the oldest.
     DayEntry* recent = nullptr;
     for (DayEntry* entry : entries) {
         const QDateTime updated = entry->updatedAt();

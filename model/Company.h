@@ -21,7 +21,7 @@ class Company final : public QuillonObject
 public:
     static constexpr const char* EntityName = "Company";
 
-    /// The key by which a company is found.
+    /// The key that identifies a company.
     QString subdomain() const { return string("subdomain"); }
     /// Entries are recorded as start and end times instead of durations.
     bool hasTimestampTimers() const { return boolean("timestampTimers"); }
@@ -37,26 +37,26 @@ public:
     std::vector<User*> users() const { return toMany<User>("users"); }
     std::vector<Client*> clients() const { return toMany<Client>("clients"); }
 
-    // Without a context: in the main context, null where there is none.
+    // Without a context: in the main context; null when there is none.
     static Company* findBySubdomain(const QString& subdomain, store::Context& context);
     static Company* findBySubdomain(const QString& subdomain);
-    /// Saves when it creates.
+    /// Saves if it creates one.
     static Company& findOrCreateCompany(const QString& subdomain, store::Context& context);
     static Company* findOrCreateCompany(const QString& subdomain);
 
-    /// Takes in the account's description ("/account/who_am_i"). Never null when there is no error.
+    /// Imports the account's description ("/account/who_am_i"). Never null when there is no error.
     static tl::expected<Company*, XmlError> buildCompanyWithSubdomain(const QString& subdomain, QByteArray fromXml,
                                                                       store::Context& context);
 
-    /// This company's object of that id; null: none.
+    /// This company's object with that id; null: none.
     store::Object* find(std::string_view entity, const QString& idString, store::Context& context) const;
-    /// The first object of that id, of whatever company; one of this company when it has one.
+    /// The first object with that id in any company, preferably this one.
     store::Object* findObject(std::string_view entity, const QString& idString, store::Context& context) const;
-    /// This company's object of that id, made with id and company only when there is none yet. Never saves.
+    /// This company's object with that id, created with id and company only if missing. Never saves.
     QuillonObject& findOrCreateById(const QString& idString, store::Context& context, std::string_view entity);
     /// The same by name.
     QuillonObject& findOrCreateByName(const QString& name, store::Context& context, std::string_view entity);
-    /// A new object of that id, for callers who know that there is none.
+    /// A new object with that id, for callers that know there is none.
     QuillonObject& insertWithId(const QString& idString, store::Context& context, std::string_view entity);
 
     template <class T>
@@ -92,8 +92,8 @@ public:
     /// Hours.
     double numberTotalForDate(QDate date) const;
 
-    /// The entry that the status item shows: today's running one, else today's last updated one, else yesterday's
-    /// running one. Null: none.
+    /// The entry that the status item shows: today's running one, else today's most recently updated one, else
+    /// yesterday's running one. Null: none.
     DayEntry* mostRecentDayEntry() const;
     DayEntry* mostRecentRunningDayEntryFromToday() const;
     DayEntry* mostRecentRunningDayEntryFromYesterday() const;

@@ -12,13 +12,13 @@ struct ChangeSet;
 
 namespace model {
 
-/// The description of the entities that is built into the program (`QuillonDataModel.json`).
+/// The built-in description of the entities (`QuillonDataModel.json`).
 store::Model loadModel();
 
 /// The class of every entity, for the coordinator.
 std::unordered_map<std::string, store::ObjectFactory> objectFactories();
 
-/// Whether what is offered for choosing changed: clients, projects, tasks, users and who is assigned to what.
+/// Whether the available choices changed: clients, projects, tasks, users and their assignments.
 bool touchesCatalog(const store::ChangeSet& changes, const store::Model& model);
 
 } // namespace model

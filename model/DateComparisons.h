@@ -8,13 +8,13 @@ namespace model {
 /// The present moment by the run's clock, in UTC, to the millisecond. Any thread.
 QDateTime now();
 
-/// The local calendar day that a moment is in; invalid for an invalid one.
+/// The local calendar day of a moment; invalid for an invalid one.
 QDate localDay(const QDateTime& date);
 
 /// The first moment of a local day, in UTC; later than midnight on a day that has none.
 QDateTime startOfDay(QDate day);
 
-/// The first moment of the day that `date` is in, in UTC.
+/// The first moment of the local day of `date`, in UTC.
 QDateTime dateWithDayPrecision(const QDateTime& date);
 
 /// Both are in the same local calendar day.

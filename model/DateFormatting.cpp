@@ -36,12 +36,12 @@ constexpr const char* Patterns[] = {
     "yyyy-MM-dd Hmma",
 };
 
-// The formatters all work in GMT. A local time is read and written as if it were one of GMT, and the C library turns
-// the clock time that it names into the moment and back: so there is one source of time zone rules in the program, and
-// a change of the system's zone is followed at once. (ICU brings rules of its own, of another age.)
+// The formatters all work in GMT. A local time is read and written as if it were GMT, and the C library converts
+// between it and the moment: so the program has one source of time zone rules, and follows a change of the system's
+// zone at once. (ICU has rules of its own, of another age.)
 
-/// The moment of a local clock time; none within the gap of a spring change. The later one, winter time, of the two in
-/// an autumn change.
+/// The moment of a local clock time; none within the gap of a spring change. Of two in an autumn change the later one,
+/// winter time.
 QDateTime fromLocalClock(const QDateTime& clock)
 {
     const QDate date = clock.date();
@@ -55,7 +55,7 @@ QDateTime fromLocalClock(const QDateTime& clock)
         fields.tm_min = time.minute();
         fields.tm_sec = time.second();
         fields.tm_isdst = isDst;
-        // Where the zone does not have such a time then, it gives the same moment under other fields.
+        // Where the zone skips that time, it returns the same moment with other fields.
         const std::time_t seconds = std::mktime(&fields);
         if (fields.tm_mday == date.day() && fields.tm_hour == time.hour() && fields.tm_min == time.minute())
             return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
@@ -63,7 +63,7 @@ QDateTime fromLocalClock(const QDateTime& clock)
     return {};
 }
 
-/// "9:5", "2024-3-05": some releases of ICU read these in a strict pattern, too, others do not.
+/// "9:5", "2024-3-05": some releases of ICU read these even with a strict pattern, others do not.
 bool hasLoneDigit(const QString& text)
 {
     const auto digitAt = [&](qsizetype i) { return i < text.size() && text.at(i).isDigit(); };
@@ -116,14 +116,14 @@ public:
 private:
     QDateTime readAnew(Pattern index, const QString& text)
     {
-        // Where a zone follows, a hyphen may be its sign.
+        // A hyphen where a zone follows may be the zone's sign.
         if (index != Datetime && hasLoneDigit(text))
             return {};
         const std::optional<QDateTime> moment = parse(get(index), text, true);
         if (!moment)
             return {};
         if (index == Lenient) {
-            // The hour may run over, the day may not.
+            // The hour may overflow, the day may not.
             const std::optional<QDateTime> day = parse(get(Daydate), text, false);
             if (!day || day->date() != moment->date())
                 return {};
@@ -140,7 +140,7 @@ private:
                                         static_cast<std::int32_t>(text.size()));
         icu::ParsePosition position(0);
         const UDate date = formatter->parse(source, position);
-        // The formatter accepts a date with something behind it.
+        // The formatter accepts trailing text.
         if (position.getErrorIndex() >= 0 || position.getIndex() == 0 ||
             (whole && position.getIndex() != source.length()))
             return std::nullopt;
@@ -153,8 +153,8 @@ private:
         std::unique_ptr<icu::SimpleDateFormat>& formatter = m_formatters[index];
         if (!formatter) {
             UErrorCode status = U_ZERO_ERROR;
-            // Of the bare region "US" ICU would make an unknown language, and fall back to the person's own, in which
-            // no date of the wire could be read.
+            // For the bare region "US" ICU would use an unknown language and fall back to the person's own, in which no
+            // date of the wire could be read.
             auto made = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(Patterns[index]),
                                                                 icu::Locale::getUS(), status);
             if (U_FAILURE(status))
@@ -168,16 +168,16 @@ private:
         return formatter.get();
     }
 
-    /// Of "yyyy-MM-dd h:mm": 24-hour values in a 12-hour field are read, too.
+    /// For "yyyy-MM-dd h:mm": 24-hour values are also read in a 12-hour field.
     static constexpr int Lenient = FirstTyped + 2;
 
-    std::mutex m_mutex; ///< a formatter is no use to two threads at once
+    std::mutex m_mutex; ///< a formatter is not thread-safe
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
-    /// What strings were read as. Each refresh brings nearly those of the one before, and reading one anew takes some
-    /// ten microseconds. Holds in every time zone, like the formatters.
+    /// What strings were read as. A refresh brings nearly the same ones as the one before, and parsing one takes some
+    /// ten microseconds. Holds in every time zone, as the formatters do.
     std::array<QHash<QString, QDateTime>, PatternCount> m_known;
     static constexpr qsizetype KnownTexts = 1000;
-    static constexpr qsizetype LongestKnown = 64; ///< what is longer is no date, and would take room for nothing
+    static constexpr qsizetype LongestKnown = 64; ///< anything longer is not a date, and would waste space
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}
@@ -196,7 +196,7 @@ QDateTime DateFormatting::read(Pattern pattern, const QString& text)
 
 QDateTime DateFormatting::readDay(Pattern pattern, const QString& text)
 {
-    // Not as the clock time 0:00, which the day may not have.
+    // Not as clock time 0:00, which the day may not have.
     return startOfDay(read(pattern, text).date());
 }
 
@@ -219,8 +219,8 @@ QDateTime DateFormatting::dateFromStartedStoppedString(const QString& text)
 QDateTime DateFormatting::dateFromUnvalidatedStartedStoppedString(const QString& text)
 {
     for (int index = FirstTyped; index < PatternCount; ++index) {
-        // The first pattern that reads the text says what was meant. Where the zone skips that time there is none: a
-        // later pattern would take "2:30AM" for half past midnight.
+        // The first pattern that matches decides. Where the zone skips that time there is no result: a later pattern
+        // would take "2:30AM" for half past midnight.
         if (const QDateTime clock = read(static_cast<Pattern>(index), text); clock.isValid())
             return fromLocalClock(clock);
     }

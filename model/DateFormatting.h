@@ -11,11 +11,11 @@ class Run;
 
 namespace model {
 
-/// Every date that goes over the wire or is typed, as a string and back.
+/// Converts every date that goes over the wire or is typed, from and to a string.
 ///
 /// Patterns are Unicode date patterns (UTS 35), strings are English whatever the person's language. Local times follow
-/// a change of the system's time zone. Readers take the whole string or nothing: an invalid QDateTime means that it did
-/// not match, else it is in UTC. Writers give a null QString for an invalid date. Any thread.
+/// a change of the system's time zone. Readers take the whole string or nothing: an invalid QDateTime means no match,
+/// else it is in UTC. Writers return a null QString for an invalid date. Any thread.
 class DateFormatting
 {
 public:
@@ -34,7 +34,7 @@ public:
     QDateTime dateFromLongDaydate(const QString& text) { return readDay(LongDaydate, text); }
     /// "2024-03-05 09:15am", local
     QDateTime dateFromStartedStoppedString(const QString& text);
-    /// A day ("2024-03-05"), one blank and a clock time as people type it, local: "9:15AM", "9:15", "0915", "17:00", …
+    /// A day ("2024-03-05"), one space and a clock time as people type it, local: "9:15AM", "9:15", "0915", "17:00", …
     QDateTime dateFromUnvalidatedStartedStoppedString(const QString& text);
 
     /// "Tue, 5 Mar 2024 09:13:00 +0000", always GMT
@@ -69,7 +69,7 @@ private:
 
     DateFormatting();
 
-    // In GMT, local clock times as if they were of GMT.
+    // In GMT, local clock times as if they were GMT.
     QDateTime read(Pattern pattern, const QString& text);
     QString write(Pattern pattern, const QDateTime& moment);
 

@@ -36,7 +36,7 @@ bool isFullHour(int minutes)
     return minutes != 0 && minutes % 60 == 0;
 }
 
-/// As C's "%.*f" writes it. Qt rounds what lies halfway up and not to the even digit.
+/// As C's "%.*f" writes it. Qt rounds halves up and not to even.
 QString fixedPoint(double number, int decimals)
 {
     std::array<char, 400> text; // the largest number has 309 digits before the point

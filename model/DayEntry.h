@@ -26,12 +26,12 @@ class DayEntry final : public QuillonObject
 {
 public:
     static constexpr const char* EntityName = "DayEntry";
-    /// The id of the one local entry per company that a new timer is prepared in.
+    /// The id of the one local entry per company in which a new timer is prepared.
     static const QString NewEntryId;
 
     QString notes() const { return string("notes"); }
     void setNotes(const QString& notes) { setValue("notes", notes); }
-    /// Those booked, as last reported or typed; a running timer not counted up.
+    /// Those booked, as last reported or typed; without the running timer.
     std::optional<double> hours() const { return optionalNumber("hours"); }
     void setHours(std::optional<double> hours) { setOptionalNumber("hours", hours); }
     /// Those booked before the running timer was started.
@@ -40,7 +40,7 @@ public:
     /// The start of the local day that the entry counts for.
     QDateTime spentAt() const { return date("spentAt"); }
     void setSpentAt(const QDateTime& spentAt) { setValue("spentAt", spentAt); }
-    /// Valid exactly while the timer runs.
+    /// Valid only while the timer runs.
     QDateTime timerStarted() const { return date("timerStarted"); }
     void setTimerStarted(const QDateTime& moment) { setValue("timerStarted", moment); }
     // Start and end by the clock, for accounts with timestamp timers.
@@ -53,7 +53,7 @@ public:
     /// May not be edited, for `lockedReason`.
     bool isLocked() const { return boolean("isLocked"); }
     QString lockedReason() const { return string("lockedReason"); }
-    // The ids as the service gave them, kept even where the object itself is not known.
+    // The ids as the service gave them, kept even where the object itself is unknown.
     QString projectId() const { return string("projectId"); }
     QString taskId() const { return string("taskId"); }
     QString userId() const { return string("userId"); }
@@ -79,7 +79,7 @@ public:
     /// The service knows the entry.
     bool hasRealId() const;
 
-    // By the ids, in the main context, of whatever company; null: none.
+    // By the ids, in the main context, of any company; null: none.
     TaskAssignment* taskAssignment() const;
     UserAssignment* userAssignment() const;
 
@@ -95,10 +95,10 @@ public:
     /// recent entry. Not saved. Null when there is no current user.
     static DayEntry* entryWithDefaults();
 
-    /// A day sheet, the result of adding, toggling or correcting an entry, or a report, known by the root element.
+    /// A day sheet, the result of adding, toggling or correcting an entry, or a report, told apart by the root element.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
     // None of the following saves.
-    /// Root "daily". Also the catalog, when the sheet brings it: what it does not hold is deleted.
+    /// Root "daily". Also imports the catalog if the sheet has one, and deletes what is not in it.
     static void parseDailyXml(const xml::Document& document, Import& import);
     /// Root "add" or "timer". A running entry stops all others of the company.
     static void parseAddXml(const xml::Document& document, Import& import);
@@ -107,10 +107,10 @@ public:
     /// Any other root.
     static void parseReportXml(const xml::Document& document, Import& import);
 
-    /// One entry. Element names are joined by "-" in reports and by "_" elsewhere. A project or task that is not known
-    /// is made from the names in the element, and the entry is locked.
+    /// One entry. Element names are joined by "-" in reports and by "_" elsewhere. An unknown project or task is made
+    /// from the names in the element, and the entry is locked.
     static DayEntry& parseDayEntry(xml::Element element, Import& import, bool fromReports);
-    /// A clock time ("9:15am") on a day; invalid when it is none.
+    /// A clock time ("9:15am") on a day; invalid when it is not one.
     static QDateTime buildTimestampWithTime(const QString& time, const QDateTime& spentAt);
     static Task& createUnassignedTask(xml::Element element, const QString& idString, Import& import);
     static Project& createArchivedProject(xml::Element element, const QString& idString, Import& import);

@@ -1,4 +1,4 @@
-// How entries and the catalog of a day sheet are taken in.
+// How entries and the catalog of a day sheet are imported.
 #include "Client.h"
 #include "DateComparisons.h"
 #include "DateFormatting.h"
@@ -19,7 +19,7 @@ namespace model {
 
 namespace {
 
-/// The names of an entry's elements, as the day sheet and the report spell them.
+/// The names of an entry's elements in the day sheet and in the report.
 struct ElementNames
 {
     std::string_view isLocked, lockedReason, projectId, userId, taskId, hoursWithoutTimer, isBilled, timerStartedAt,
@@ -55,7 +55,7 @@ void importTask(xml::Element element, Project& project, User* user, std::unorder
     known.isBillable = billable;
 }
 
-/// The catalog that begins with this element: what it does not hold is deleted.
+/// Imports the catalog that begins with this element, and deletes what is not in it.
 void importCatalog(xml::Element projects, Import& import)
 {
     Host* host = Host::current();
@@ -102,7 +102,7 @@ tl::expected<void, XmlError> DayEntry::parseXml(QByteArray utf8, Company& compan
         parseSyncXml(*document, import);
     else
         parseReportXml(*document, import);
-    // Saving takes memory for what is large in it; by then the document has given its own back.
+    // Saving a large sheet takes memory; by then the document has been freed.
     document = tl::unexpected(XmlError{});
     saveWithErrorReporting(context);
     return {};
@@ -112,11 +112,11 @@ void DayEntry::parseDailyXml(const xml::Document& document, Import& import)
 {
     store::Context& context = import.context();
     const xml::Element root = document.root();
-    // A sheet that does not say its day deletes nothing.
+    // A sheet that does not name its day deletes nothing.
     const QDateTime day = DateFormatting::instance().dateFromLongDaydate(root.child("for_day").text());
     const std::vector<DayEntry*> before = import.company().dayEntriesForDate(localDay(day), context);
     std::unordered_set<DayEntry*> stale(before.begin(), before.end());
-    // Looked up before the catalog is taken in: it costs least while the context has no changes.
+    // Looked up before the catalog is imported: it costs least while the context has no changes.
     const xml::Element first = root.child("day_entries").child("day_entry");
     for (xml::Element element = first; element && !context.isStopped(); element = element.next("day_entry"))
         import.find<DayEntry>(element.child("id").text());
@@ -162,7 +162,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Import& import, bool fro
     DateFormatting& formatting = DateFormatting::instance();
     auto& entry = import.findOrCreateById<DayEntry>(element.child("id").text());
 
-    // Collected first and set once: a value that only passes through would count as a change to be saved.
+    // Collected first and set once: an intermediate value would count as a change to be saved.
     std::optional<bool> locked;
     QString lockedReason;
     if (const xml::Element isLocked = element.child(names.isLocked)) {
@@ -207,7 +207,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Import& import, bool fro
     else
         entry.setTimerStarted(formatting.dateFromDatetime(timerStarted));
 
-    // A date that cannot be read leaves the one before.
+    // An unreadable date leaves the previous one.
     if (const QDateTime day = formatting.dateFromDaydate(element.child(names.spentAt).text()); day.isValid())
         entry.setSpentAt(day);
     const auto clockTime = [&](std::string_view name) {

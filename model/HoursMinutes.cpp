@@ -10,7 +10,7 @@ namespace model {
 
 namespace {
 
-/// Truncates; what no int holds becomes the nearest that one does.
+/// Truncates; beyond the range of int to the nearest one.
 int toInt(double number)
 {
     if (std::isnan(number))
@@ -22,7 +22,7 @@ int toInt(double number)
     return static_cast<int>(number);
 }
 
-/// What no float holds becomes the nearest that one does.
+/// Beyond the range of float to the nearest one.
 float toFloat(double number)
 {
     constexpr double most = std::numeric_limits<float>::max();
@@ -59,11 +59,11 @@ double doubleValue(QStringView text)
     const char* const end = begin + number.size();
     const bool isPositive = begin != end && *begin == '+';
     const char* digits = begin != end && (isPositive || *begin == '-') ? begin + 1 : begin;
-    // Else "inf" and "nan" were numbers, too.
+    // Otherwise "inf" and "nan" would be numbers, too.
     if (digits == end || (*digits != '.' && (*digits < '0' || *digits > '9')))
         return 0;
     double value = 0;
-    // An exponent without digits ends the number before it; one out of range leaves zero.
+    // An exponent without digits is not part of the number; one out of range leaves zero.
     std::from_chars(isPositive ? digits : begin, end, value);
     return value;
 }

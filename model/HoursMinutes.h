@@ -10,7 +10,7 @@ QString stringInHoursMinutesFormat(double hours);
 /// Hours from "h:mm" or a decimal number, in single precision; zero from anything else.
 float numberFomStringInHoursMinutesFormat(const QString& text);
 
-/// The number that the text begins with, after blanks, else zero. The decimal separator is the full stop.
+/// The number at the beginning of the string, after whitespace, else zero. The decimal separator is the full stop.
 double doubleValue(QStringView text);
 float floatValue(QStringView text);
 

@@ -13,7 +13,7 @@ template <class T>
 void Import::know(const std::vector<T*>& all)
 {
     auto& known = std::get<Known<T>>(m_known);
-    // Backwards, so that of several of one id the first is found, as in every other look-up.
+    // Backwards, so that the first of several with one id is found, as in every other look-up.
     for (auto object = all.rbegin(); object != all.rend(); ++object)
         known.byId.insert((*object)->idString(), *object);
     known.areAll = true;
@@ -58,7 +58,7 @@ Import::Assignment& Import::assignment(std::optional<Assignments>& known, std::s
                        [&known](const store::Context::Glimpse& stored) {
                            const bool* billable = std::get_if<bool>(&stored.attributes[0]);
                            const auto pair = std::pair(stored.toOnes[0], stored.toOnes[1]);
-                           if (!known->contains(pair)) // of several the first
+                           if (!known->contains(pair)) // the first of several
                                known->insert(pair, {stored.id, billable ? std::optional(*billable) : std::nullopt});
                        });
     }

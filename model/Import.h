@@ -16,8 +16,8 @@ namespace model {
 class TaskAssignment;
 class UserAssignment;
 
-/// One response of the service on its way into a company. Looks everything up once; after `loadCatalog`, in memory
-/// alone: a sheet of a large account names ten thousand tasks.
+/// One response of the service on its way into a company. Looks everything up once; after `loadCatalog`, only in
+/// memory: a large account's sheet names ten thousand tasks.
 class Import
 {
     Q_DISABLE_COPY_MOVE(Import)
@@ -30,7 +30,7 @@ public:
     /// Loads the company's clients, projects and tasks at once.
     void loadCatalog();
 
-    /// The company's object of that id; null: none.
+    /// The company's object with that id; null: none.
     template <class T>
     T* find(const QString& idString)
     {
@@ -64,14 +64,14 @@ public:
         m_context.remove(object);
     }
 
-    /// What is stored of an assignment. By far the most there is, and hardly ever changed: no object is made of what
-    /// stays as it was.
+    /// The stored values of an assignment. There are far more of these than of anything else, and they hardly ever
+    /// change: no object is made for an unchanged one.
     struct Assignment
     {
         store::ObjectId id; ///< null: there is none
         std::optional<bool> isBillable;
     };
-    // That of a user or a task to a project. Valid until the next one is asked for.
+    // Of the assignment of a user or task to a project. Valid until the next one is requested.
     Assignment& assignment(const User& user, const Project& project);
     Assignment& assignment(const Task& task, const Project& project);
 
@@ -79,7 +79,7 @@ private:
     template <class T>
     struct Known
     {
-        QHash<QString, T*> byId; ///< null: known not to be there
+        QHash<QString, T*> byId; ///< null: known to be missing
         bool areAll = false;     ///< what is not among them is not there
     };
     template <class T>
@@ -94,15 +94,15 @@ private:
     std::tuple<Known<Client>, Known<DayEntry>, Known<Project>, Known<Task>, Known<TaskAssignment>, Known<User>,
                Known<UserAssignment>>
         m_known;
-    /// A hash takes an empty name for a missing one: that it is missing is part of the key.
+    /// A hash takes an empty name for a null one: the difference is part of the key.
     QHash<std::pair<bool, QString>, Client*> m_clientsByName;
-    // Loaded when first asked for.
+    // Loaded on first use.
     std::optional<Assignments> m_userAssignments;
     std::optional<Assignments> m_taskAssignments;
 };
 
-/// Reads a response whose root `list` holds elements `item`, hands over each and saves once, also when there is none.
-/// `mayBeSingle`: a root `item` is the only one.
+/// Reads a response whose root `list` holds elements `item`, passes each on and saves once, even without any.
+/// `mayBeSingle`: a root `item` counts as the only one.
 tl::expected<void, XmlError> importList(QByteArray utf8, Company& company, store::Context& context,
                                         std::string_view list, std::string_view item,
                                         const std::function<void(xml::Element, Import&)>& take,

@@ -22,7 +22,7 @@ std::vector<TaskAssignment*> assignments(const std::vector<store::Object*>& obje
     return typed;
 }
 
-/// Their tasks, as far as they are known.
+/// Their tasks, as far as known.
 std::vector<Task*> tasksOf(const std::vector<TaskAssignment*>& assignments)
 {
     std::vector<Task*> tasks;
@@ -104,7 +104,7 @@ Project& Project::parseProject(xml::Element element, Import& import)
         project.setValue("billBy", billBy.text());
     if (const xml::Element rate = element.child("hourly-rate"))
         project.setValue("rate", rate.number());
-    // A day sheet names only projects that can be used, and does not say so.
+    // A day sheet names only usable projects, and does not say so.
     const xml::Element active = element.child("active");
     project.setValue("isActive", !active || active.isTrue());
     // A project list gives the client's id, a day sheet the name.

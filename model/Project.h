@@ -32,7 +32,7 @@ public:
     std::vector<DayEntry*> dayEntries() const { return toMany<DayEntry>("dayEntries"); }
     std::vector<TaskAssignment*> taskAssignments() const { return toMany<TaskAssignment>("taskAssignments"); }
     std::vector<UserAssignment*> userAssignments() const { return toMany<UserAssignment>("userAssignments"); }
-    // In no promised order.
+    // In no guaranteed order.
     std::vector<TaskAssignment*> billableTaskAssignments() const;
     std::vector<TaskAssignment*> nonBillableTaskAssignments() const;
 
@@ -40,14 +40,14 @@ public:
     QString displayName() const override;
     QString description() const override;
 
-    /// In no promised order.
+    /// In no guaranteed order.
     std::vector<Task*> assignedTasks() const;
     // By name.
     std::vector<Task*> billableTasks() const { return sortedTasksWithBillable(true); }
     std::vector<Task*> nonBillableTasks() const { return sortedTasksWithBillable(false); }
     std::vector<Task*> sortedTasksWithBillable(bool billable) const;
-    /// Tasks whose name contains `filter`, in any case, under "Billable" and "Non-Billable"; a group that would be
-    /// empty is missing. All tasks by name for an empty filter, else in no promised order.
+    /// Tasks whose name contains `filter`, ignoring case, under "Billable" and "Non-Billable"; a group that would be
+    /// empty is missing. All tasks by name for an empty filter, else in no guaranteed order.
     std::map<QString, std::vector<Task*>> tasksWithMatchingNamesGroupedByBillable(const QString& filter) const;
 
     /// A "projects" list, or a single "project".

@@ -11,7 +11,7 @@ class QuillonHoursFormatter
 public:
     /// "h:mm" of a number; null for anything else.
     QString stringForObjectValue(const QVariant& value) const;
-    /// Hours. Reads any text, never fails.
+    /// Hours. Accepts any string, never fails.
     float getObjectValue(const QString& forString) const;
     /// May stand in the field while the person types: digits and colons only.
     bool isPartialStringValid(const QString& partial) const;

@@ -26,7 +26,7 @@ tl::expected<void, XmlError> QuillonObject::parseXml(QByteArray, Company&, store
 
 void QuillonObject::saveWithErrorReporting(store::Context& context)
 {
-    // Nobody waits for the outcome: the next refresh fills the cache again.
+    // The outcome does not matter: the next refresh fills the cache again.
     static_cast<void>(context.save());
 }
 

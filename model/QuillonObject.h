@@ -15,30 +15,30 @@ namespace model {
 
 class Company;
 
-/// What all cached objects have in common.
+/// The common base of all cached objects.
 ///
 /// Accessors are named after the attributes. A string that the service has not given is a null QString, a moment an
-/// invalid QDateTime (else UTC), a truth value false; numbers that may be missing are optional. Setting one of these
-/// stores "nothing".
+/// invalid QDateTime (else UTC), a Boolean false; numbers that may be missing are optional. Setting one of these stores
+/// "nothing".
 class QuillonObject : public store::Object
 {
 public:
     /// The service's numeric id in decimal; unique within one account only.
     QString idString() const { return string("idString"); }
     void setIdString(const QString& idString) { setValue("idString", idString); }
-    /// The account that the object belongs to. Not of a company itself.
+    /// The account that the object belongs to. Not set for a company itself.
     Company* company() const { return toOne<Company>("company"); }
     void setCompany(Company* company) { setToOne("company", company); }
 
     /// What lists show for the object.
     virtual QString displayName() const { return description(); }
-    /// For people who look into it.
+    /// For debugging.
     virtual QString description() const;
 
     /// Does nothing, and succeeds.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
 
-    /// Saves; an error is reported nowhere, so the next import tries again.
+    /// Saves; errors are not reported, as the next import tries again.
     static void saveWithErrorReporting(store::Context& context);
 
 protected:
@@ -49,7 +49,7 @@ protected:
     /// The value as descriptions show it.
     QString described(std::string_view attribute) const;
 
-    // Relationships by the class that they lead to. For every entity, which need not be defined where they are used.
+    // Relationships by the class they lead to. For any entity, which need not be defined where they are used.
     template <class T>
     T* toOne(std::string_view relationship) const;
     template <class T>

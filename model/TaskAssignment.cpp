@@ -31,7 +31,7 @@ TaskAssignment& TaskAssignment::findOrCreateForUser(User& user, Project& project
     Import::Assignment& known = import.assignment(task, project);
     if (auto* found = static_cast<TaskAssignment*>(import.context().find(known.id)))
         return *found;
-    // None yet, or another context deleted it meanwhile.
+    // None yet, or another context has deleted it since.
     auto& made = static_cast<TaskAssignment&>(import.context().insert(EntityName));
     made.setProject(&project);
     made.setTask(&task);

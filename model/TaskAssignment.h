@@ -15,7 +15,7 @@ class TaskAssignment final : public QuillonObject
 public:
     static constexpr const char* EntityName = "TaskAssignment";
 
-    // The ids as the service gave them, kept even where the object itself is not known.
+    // The ids as the service gave them, kept even where the object itself is unknown.
     QString projectId() const { return string("projectId"); }
     QString taskId() const { return string("taskId"); }
     bool billableBool() const { return boolean("isBillable"); }
@@ -30,7 +30,7 @@ public:
 
     /// A "task-assignments" list.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
-    /// In the user's company. Leaves it to the caller whether it is billable. Does not save.
+    /// In the user's company. The caller decides whether it is billable. Does not save.
     static TaskAssignment& findOrCreateForUser(User& user, Project& project, Task& task, Import& import);
 };
 

@@ -14,7 +14,7 @@ namespace model {
 
 namespace {
 
-/// Character by character, as comparisons that ignore case do it. QString::toCaseFolded changes lengths.
+/// Character by character, like case-insensitive comparisons. QString::toCaseFolded changes lengths.
 QString folded(const QString& text)
 {
     QString result = text;
@@ -74,7 +74,7 @@ const std::vector<User::Listed>& User::assigned() const
 {
     if (m_assignedAt == context().revision())
         return m_assigned;
-    // All of them are loaded at once, not one by one as each is asked for its name.
+    // All of them are loaded at once rather than one by one for their names.
     if (const Company* company = this->company()) {
         static_cast<void>(company->projects());
         static_cast<void>(company->clients());

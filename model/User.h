@@ -33,8 +33,8 @@ public:
     std::vector<Project*> assignedProjects() const;
     /// Name of the client → projects. Projects without a client, or with one without a name, stand under an empty name.
     using ProjectsByClient = std::map<QString, std::vector<Project*>>;
-    /// The assigned projects whose display name contains `filter`, in any case; all for an empty filter. Fit for being
-    /// asked at every key press: names are read and folded once for all that is asked until something changes.
+    /// The assigned projects whose display name contains `filter`, ignoring case; all for an empty filter. Fast enough
+    /// for every key press: names are read and folded once, until something changes.
     ProjectsByClient projectsWithMatchingNamesGroupedByClient(const QString& filter) const;
     ProjectsByClient groupByClientName(const std::vector<Project*>& projects) const;
 
@@ -54,7 +54,7 @@ private:
     const std::vector<Listed>& assigned() const;
 
     mutable std::vector<Listed> m_assigned;
-    mutable std::optional<std::uint64_t> m_assignedAt; ///< the context's revision that they are of
+    mutable std::optional<std::uint64_t> m_assignedAt; ///< the context's revision they belong to
 };
 
 } // namespace model

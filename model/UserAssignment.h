@@ -14,7 +14,7 @@ class UserAssignment final : public QuillonObject
 public:
     static constexpr const char* EntityName = "UserAssignment";
 
-    // The ids as the service gave them, kept even where the object itself is not known.
+    // The ids as the service gave them, kept even where the object itself is unknown.
     QString userId() const { return string("userId"); }
     QString projectId() const { return string("projectId"); }
 
@@ -25,7 +25,7 @@ public:
 
     /// A "user-assignments" list.
     static tl::expected<void, XmlError> parseXml(QByteArray utf8, Company& company, store::Context& context);
-    /// One that is made here has neither an id nor a `userId`. Does not save.
+    /// Has neither an id nor a `userId` when made here. Does not save.
     static UserAssignment& findOrCreateForUser(User& user, Project& project, Import& import);
 };
 

@@ -14,8 +14,8 @@ using namespace Qt::StringLiterals;
 
 namespace model::xml {
 
-/// The elements of a document in the order in which they begin, and all their text in one string. The library's
-/// own tree takes up to thirty times the size of the document.
+/// The elements of a document in the order in which they begin, and all their text in one string. The library's own
+/// tree takes up to thirty times the size of the document.
 class Tree
 {
 public:
@@ -46,13 +46,13 @@ struct FreeParser
 {
     void operator()(xmlParserCtxt* parser) const
     {
-        // Made for declarations of entities, and left behind where one stopped the parser.
+        // Made for entity declarations, and left behind where one stopped the parser.
         xmlFreeDoc(parser->myDoc);
         xmlFreeParserCtxt(parser);
     }
 };
 
-/// Takes what the parser reads into a tree.
+/// Builds a tree from what the parser reads.
 class Builder
 {
 public:
@@ -72,19 +72,19 @@ public:
         handler.ignorableWhitespace = handler.characters;
         handler.cdataBlock = handler.characters;
         handler.entityDecl = [](void* builder, const xmlChar*, int, const xmlChar*, const xmlChar*, xmlChar*) {
-            // Nothing of the service declares entities; what does is no answer of it.
+            // The service declares no entities; a document that does is not from it.
             static_cast<Builder*>(builder)->refuse(u"declares entities"_s);
         };
-        handler.serror = [](void*, xmlError*) {}; // kept by the parser; else printed
+        handler.serror = [](void*, xmlError*) {}; // kept by the parser; printed otherwise
         *parser.sax = handler;
         parser.userData = this;
     }
 
-    /// Why the document is not wanted; null when it is.
+    /// Why the document is rejected; null when it is not.
     const QString& refusal() const { return m_refusal; }
 
 private:
-    /// Thirty bytes are the least that an element of the service takes.
+    /// An element of the service takes at least thirty bytes.
     static constexpr std::size_t mostElements = 4'000'000;
     static constexpr std::size_t longestText = 10'000'000; ///< in bytes
     static constexpr std::size_t mostNames = 4096;
@@ -121,7 +121,7 @@ private:
     void endElement()
     {
         if (!m_refusal.isNull())
-            return; // of one that was not begun
+            return; // of an element that was not begun
         if (m_open.back().lastChild)
             dropBlanks();
         Tree::Node& node = m_tree.nodes[m_open.back().node];
@@ -138,7 +138,7 @@ private:
             refuse(u"has too long a text"_s);
     }
 
-    /// Those between two elements belong to no text.
+    /// The tags between two elements belong to no text.
     void dropBlanks()
     {
         if (m_tree.texts.find_first_not_of(" \t\r\n", m_textSinceTag) == std::string::npos)
@@ -171,7 +171,7 @@ private:
     std::size_t m_textSinceTag = 0; ///< where the text since the last tag begins
 };
 
-/// The text without the characters that no XML document may hold.
+/// The string without the characters that XML documents must not contain.
 QByteArray allowedUtf8(const QString& text)
 {
     QString allowed;
@@ -194,8 +194,8 @@ const xmlChar* chars(const char* text)
     return reinterpret_cast<const xmlChar*>(text);
 }
 
-/// Where the ";" of the reference that begins at `ampersand` stands; -1 when it is none. Looks no further than a
-/// reference may go: else a long text of "&" alone would be read through for each of them.
+/// The position of the ";" that ends the reference at `ampersand`; -1 when it is not one. Looks no further than a
+/// reference may extend: otherwise a long run of "&" would be scanned once for each.
 qsizetype endOfReference(QStringView text, qsizetype ampersand)
 {
     qsizetype end = ampersand + 1;
@@ -204,7 +204,7 @@ qsizetype endOfReference(QStringView text, qsizetype ampersand)
     return end < text.size() && text[end] == u';' ? end : -1;
 }
 
-/// What a reference (the part between "&" and ";") stands for; nothing when it is none.
+/// What a reference (the part between "&" and ";") stands for; nothing when it is not one.
 QString resolved(QStringView reference)
 {
     if (reference == u"amp")
@@ -223,7 +223,7 @@ QString resolved(QStringView reference)
     const QStringView digits = reference.mid(hexadecimal ? 2 : 1);
     bool ok = false;
     const char32_t code = digits.toUInt(&ok, hexadecimal ? 16 : 10);
-    const bool isNumber = ok && digits.front().isLetterOrNumber(); // no plus or minus in front, which toUInt takes
+    const bool isNumber = ok && digits.front().isLetterOrNumber(); // without a plus or minus sign, which toUInt accepts
     if (!isNumber || code == 0 || code > QChar::LastValidCodePoint || QChar::isSurrogate(code))
         return {};
     return QString::fromUcs4(&code, 1);
@@ -266,7 +266,7 @@ Element Element::orNext(std::string_view name) const
 
 Element Element::descendant(std::string_view name) const
 {
-    // They stand behind it, in document order, up to the one that is no longer inside.
+    // They follow it, in document order, up to the one that is no longer inside.
     const std::uint32_t end = m_tree ? m_tree->nodes[m_node].end : 0;
     for (std::uint32_t node = m_node + 1; node < end; ++node) {
         if (m_tree->nameOf(node) == name)
@@ -311,17 +311,17 @@ Document::~Document() = default;
 
 tl::expected<Document, XmlError> Document::parse(QByteArray utf8)
 {
-    // Its tables must be there before two threads use the library.
+    // The library's tables must be initialised before two threads use it.
     [[maybe_unused]] static const bool initialized = (xmlInitParser(), true);
 
-    // A document is UTF-8, whatever it says of itself or looks like to the library.
+    // A document is UTF-8, whatever it declares or the library guesses.
     if (utf8.isEmpty() || utf8.contains('\0') || !utf8.isValidUtf8())
         return tl::unexpected(XmlError{u"no UTF-8"_s});
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(
         xmlCreatePushParserCtxt(nullptr, nullptr, nullptr, 0, nullptr));
     auto tree = std::make_unique<Tree>();
     Builder builder(*parser, *tree);
-    // Without the option for huge documents what entities grow to is limited.
+    // Without the option for huge documents the expansion of entities is limited.
     xmlCtxtUseOptions(parser.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC);
     // The parser copies what it is given.
     constexpr qsizetype piece = qsizetype{1024} * 1024;
@@ -341,7 +341,7 @@ tl::expected<Document, XmlError> Document::parse(QByteArray utf8)
             error && error->message ? u"line %1: %2"_s.arg(error->line).arg(QString::fromUtf8(error->message).trimmed())
                                     : u"no document"_s});
     }
-    utf8.clear(); // where nobody else has it, it is gone
+    utf8.clear(); // freed, if this was the last reference
     tree->nodes.shrink_to_fit();
     tree->texts.shrink_to_fit();
     return Document(std::move(tree));

@@ -13,9 +13,9 @@ namespace model::xml {
 
 class Tree;
 
-/// An element of a document, or none. Valid as long as its document. Copies freely.
+/// An element of a document, or none. Valid as long as its document. Cheap to copy.
 ///
-/// What is asked of no element is answered by "none", a null QString, zero or false.
+/// Accessors of no element return "none", a null QString, zero or false.
 class Element
 {
 public:
@@ -37,11 +37,11 @@ public:
 
     /// All text within; empty, but not null, for an empty element.
     QString text() const;
-    /// The text with the entities that were escaped twice resolved.
+    /// The text, with doubly escaped entities resolved.
     QString unescapedText() const;
     /// The text is "true".
     bool isTrue() const;
-    /// The number that the text begins with, else zero.
+    /// The number at the beginning of the text, else zero.
     double number() const;
 
 private:
@@ -52,14 +52,14 @@ private:
     std::uint32_t m_node = 0;
 };
 
-/// A well-formed document. Reads no network, no files and no entities of the document's own.
+/// A well-formed document. Reads no network, no files and no entities declared in the document.
 ///
-/// Takes 16 bytes for each element and the bytes of all text, so no more than the document itself as a rule.
+/// Takes 16 bytes for each element and the bytes of all text, so usually no more than the document itself.
 class Document
 {
 public:
-    /// Refuses what is not well formed, is no UTF-8 (whatever the declaration says), is nested absurdly deep, declares
-    /// entities, or has longer text or more elements than anything of the service could. Gives `utf8` up.
+    /// Rejects what is not well formed, is not UTF-8 (whatever the declaration says), is nested absurdly deep, declares
+    /// entities, or has longer text or more elements than the service could send. Frees `utf8`.
     static tl::expected<Document, XmlError> parse(QByteArray utf8);
     Document(Document&&) noexcept;
     Document& operator=(Document&&) noexcept;
@@ -79,10 +79,10 @@ class Body
 public:
     explicit Body(const char* root);
 
-    /// Characters that XML forbids are dropped. A null string makes an empty element.
+    /// Characters that XML forbids are dropped. A null string becomes an empty element.
     void addChild(const char* name, const QString& text);
 
-    /// Version 1.0, UTF-8, two blanks a level.
+    /// Version 1.0, UTF-8, indented by two spaces.
     QByteArray toPrettyXml() const;
 
 private:

@@ -13,15 +13,15 @@ namespace model {
 
 class Company;
 
-/// Why something is no document that can be read. For people who look into it; never shown.
+/// Why a document cannot be read. For debugging; never shown.
 struct XmlError
 {
     QString text;
 };
 
-/// Takes one response of the service into the company's objects of `context` and saves. The class method `parseXml` of
-/// every entity class. On an error, and once the context is stopped, nothing has changed. Gives `utf8` up before
-/// anything is made of it: moved in, it is gone then. Any thread, that of the context.
+/// Imports one response of the service into the company's objects of `context` and saves. The class method `parseXml`
+/// of every entity class. On an error, and once the context is stopped, nothing has changed. Frees `utf8` before
+/// anything is made of it: moved in, it is gone by then. Any thread, that of the context.
 using XmlImport = tl::expected<void, XmlError> (*)(QByteArray utf8, Company& company, store::Context& context);
 
 } // namespace model

@@ -15,9 +15,8 @@ struct Alert
     QStringList buttons;
     /// Pressed by Escape and by closing the alert. Negative: the last one.
     int escapeButton = -1;
-    /// Comes up while the person may be at something else: it lies on top without taking the keyboard from the window
-    /// that has it and without blocking any, and what is pressed in the moment in which it appears, or only wakes the
-    /// screen, answers nothing.
+    /// Comes up while the person may be doing something else: it stays on top without taking the keyboard or blocking
+    /// any window, and ignores whatever is pressed as it appears or only wakes the screen.
     bool unasked = false;
     bool operator==(const Alert&) const = default;
 };
@@ -27,8 +26,8 @@ enum class AlertId : quint64
 {
 };
 
-/// Shows alerts one after another, application-modal, without a nested event loop. Those that nobody asked for wait for
-/// the others and not for each other: each has a window of its own. Main thread only.
+/// Shows alerts one after another, application-modal, without a nested event loop. Unrequested ones wait for the others
+/// but not for each other: each has its own window. Main thread only.
 class AlertPresenter
 {
 public:
@@ -41,12 +40,12 @@ public:
     /// before.
     virtual AlertId show(const Alert& alert, std::function<void(int button)> done = {}) = 0;
 
-    /// Puts other texts into an alert that is open or waits; the number of its buttons stays. Nothing happens to one
-    /// that is gone.
+    /// Replaces the texts of an alert that is open or queued; the number of its buttons stays. No effect on one that is
+    /// gone.
     virtual void update(AlertId id, const Alert& alert) = 0;
 
-    /// Takes an alert down, or out of the queue; its `done` gets `Dismissed` within this call. Nothing happens to one
-    /// that is gone.
+    /// Takes an alert down, or out of the queue; its `done` gets `Dismissed` within this call. No effect on one that is
+    /// gone.
     virtual void dismiss(AlertId id) = 0;
 };
 

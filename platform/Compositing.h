@@ -6,12 +6,12 @@ class QWidget;
 
 namespace platform {
 
-/// Whether the desktop composites the screen, so that translucent windows are translucent. It may change while the
-/// program runs; the windows are then painted anew. One round trip to the X server. Main thread only.
+/// Whether the desktop composites the screen, so that windows can be translucent. This may change while the program
+/// runs; windows are then repainted. One round trip to the X server. Main thread only.
 bool isScreenComposited();
 
-/// Cuts the window to a rectangle with round corners, for where it cannot be translucent: `outline` in its own
-/// coordinates, `radius` in points.
+/// Clips the window to a rounded rectangle where it cannot be translucent: `outline` in its own coordinates, `radius`
+/// in points.
 void maskRounded(QWidget& window, const QRectF& outline, double radius);
 
 } // namespace platform

@@ -14,17 +14,17 @@ class Desktop
 public:
     virtual ~Desktop() = default;
 
-    /// Opens a page in the person's browser. False when the desktop would not.
+    /// Opens a page in the person's browser. False when the desktop refused.
     bool openUrl(const QUrl& url) { return open(m_translation ? m_translation(url) : url); }
 
-    /// From now on what is opened is what `translation` makes of the address; empty: the address itself.
+    /// From now on addresses are passed through `translation` before they are opened; empty: opened as they are.
     void setTranslation(std::function<QUrl(const QUrl& url)> translation) { m_translation = std::move(translation); }
 
     /// Shown in the task bar and the application switcher, or not. Decided once, at start.
     virtual void setShownInTaskBar(bool shown) = 0;
 
-    /// Brings the program to the front of all others, as far as the desktop allows: `window`, which is shown, last and
-    /// with the keyboard, its other windows as they lie. A question that blocks `window` has the keyboard instead.
+    /// Raises the program above all others, as far as the desktop allows: `window`, which is shown, on top and with the
+    /// keyboard, its other windows in their order. A question that blocks `window` gets the keyboard instead.
     virtual void activate(QWidget& window) = 0;
 
 private:

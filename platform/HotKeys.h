@@ -9,10 +9,10 @@
 
 namespace platform {
 
-/// Combinations of keys that reach the program while another one is in front. Main thread only.
+/// Key combinations that reach the program while another one is in front. Main thread only.
 ///
-/// A combination means physical keys: a change of the keyboard's layout moves nothing. What is registered fires once
-/// per press, however long it is held and whatever lock keys are on, and reaches no other program.
+/// A combination means physical keys: a change of keyboard layout moves nothing. A registered one fires once per press,
+/// however long it is held and whatever lock keys are on, and reaches no other program.
 class HotKeys
 {
 public:
@@ -38,8 +38,8 @@ public:
     struct Status
     {
         State state = State::None;
-        /// What fires, in the desktop's own words, where the desktop chose for itself: "Press Ctrl+Alt+M". Empty: it
-        /// is what was asked for.
+        /// What fires, in the desktop's own words, where the desktop chose for itself: "Press Ctrl+Alt+M". Empty: what
+        /// was requested.
         QString trigger;
 
         bool operator==(const Status&) const = default;
@@ -55,8 +55,8 @@ public:
 
     virtual ~HotKeys() = default;
 
-    /// Who is told of presses, by id, and of changes of any registration's status. Both are called from the event loop,
-    /// never from within a call of this class.
+    /// Called with the id of each hot key pressed, and when any registration's status changes. Both are called from the
+    /// event loop, never from within a call of this class.
     virtual void setHandlers(std::function<void(int id)> pressed, std::function<void()> statusChanged) = 0;
 
     /// Never null: a key that cannot be had has a status that says so, and never fires.
@@ -66,11 +66,11 @@ public:
     /// that records a combination.
     virtual void setPaused(bool paused) = 0;
 
-    /// Whether a registration of the key would be granted now, as far as other programs go. Nothing is taken for it.
-    /// Empty: that cannot be asked here.
+    /// Whether other programs leave the key free to register now. Does not register it. Empty: cannot be determined
+    /// here.
     virtual std::optional<bool> couldBeHad(const HotKey& /*key*/) { return std::nullopt; }
 
-    /// How presses get here, for people: "from the X server". Empty: not at all.
+    /// How presses get here, in readable form: "from the X server". Empty: not at all.
     virtual QString way() const { return {}; }
 };
 

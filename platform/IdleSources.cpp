@@ -9,7 +9,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Between an answer and the look at the clock, and where a source counts whole seconds.
+// Allows for the time between an answer and reading the clock, and for sources that count whole seconds.
 constexpr TimeSource::Duration Slack = 1s;
 
 } // namespace
@@ -53,7 +53,7 @@ std::optional<IdleSources::Duration> IdleSources::ask(Watched& watched)
         const Duration passed = now.total - last->at.total;
         const Duration awake = now.awake - last->at.awake;
         const bool untouched = *idle >= last->idle + awake - Slack;
-        // Otherwise somebody was there since.
+        // Otherwise there was input since.
         nonsense = *idle > (untouched ? last->idle : 0s) + passed + Slack;
         if (untouched && !nonsense) {
             const Duration missed = passed - (*idle - last->idle);

@@ -9,12 +9,11 @@
 
 namespace platform {
 
-/// The first of several ways to measure idle time that answers sensibly; another one is chosen as soon as it does not.
+/// The first of several ways to measure idle time that answers sensibly; replaced as soon as it does not.
 ///
-/// An answer is nonsense when it is negative, longer than the machine has been up, or contradicts the one before: idle
-/// time passes as fast as time does, or begins anew. A source that gave one counts as none until its idle time has been
-/// seen to pass. Most sources stand still while the machine sleeps; what they miss is added for as long as nobody has
-/// touched it.
+/// An answer is nonsense when it is negative, longer than the machine has been up, or contradicts the previous one:
+/// idle time passes as fast as time does, or starts over. A source that gave one is ignored until its idle time has
+/// been seen to pass. Most sources stand still while the machine sleeps; what they miss is added until the next input.
 class IdleSources final : public SystemIdle
 {
 public:
@@ -41,7 +40,7 @@ private:
 
     struct Reading
     {
-        Duration idle;     ///< as the source says
+        Duration idle;     ///< as reported by the source
         Duration asleep{}; ///< of the machine since the last input, as far as the source does not count it
         TimeSource::Uptime at;
     };

@@ -17,7 +17,7 @@ constexpr qint64 MostBytes = 1024 * 1024;
 
 tl::expected<QJsonObject, QString> read(const QString& path)
 {
-    // A device may have no end, and a pipe nobody at the other one.
+    // A device may have no end, and a pipe no writer.
     if (const QFileInfo found(path); found.exists() && !found.isFile())
         return tl::unexpected(u"it is not an ordinary file"_s);
     QFile file(path);
@@ -51,7 +51,7 @@ QLatin1StringView nameOf(QJsonValue::Type type)
     }
 }
 
-/// Takes over the keys whose values are of the kind that is there already, and names the first that is not.
+/// Takes over the keys whose values have the type already there, and names the first that does not.
 QString overlay(QJsonObject& values, const QJsonObject& layer)
 {
     QString fault;

@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// The tuning values a build, a system or a start brings along; not edited by the person.
+/// The tuning values that come with a build, a system or a start; not edited by the person.
 ///
 /// Built in from `resources/Info.json`. Single keys are overridden by `Quillon/Info.json` in the XDG configuration
 /// folders (system first, then user), then by the file that `--info` or the environment variable `QUILLON_INFO` names.
@@ -18,8 +18,8 @@ public:
     InfoDictionary() = default;
     explicit InfoDictionary(QJsonObject values) : m_values(std::move(values)) {}
 
-    /// Reads all layers. `file` is the one given at start, empty for none. The error is one clear line, and comes only
-    /// from that file: a broken file in a configuration folder is passed over.
+    /// Reads all layers. `file` is the one given at start, empty for none. The error is one line, and concerns only
+    /// that file: a broken file in a configuration folder is skipped.
     static tl::expected<InfoDictionary, QString> load(const QString& file);
 
     QString string(QLatin1StringView key) const;

@@ -22,11 +22,11 @@ public:
 
     virtual ~LoginItems() = default;
 
-    /// Adds a program, given by the path of its executable. One that is listed already stays listed once. False when
-    /// the list cannot be written.
+    /// Adds a program, given by the path of its executable. One already listed is not listed twice. False when the list
+    /// cannot be written.
     virtual bool insert(const QString& program, const QStringList& arguments = {}) = 0;
 
-    /// What the list holds now, of all programs. Empty when it cannot be opened; a list without items is open.
+    /// What the list holds now, of all programs. Empty when it cannot be opened; a list without items is not empty.
     virtual std::optional<std::vector<Item>> snapshot() const = 0;
 
     /// The path of the executable that the item starts. Empty when it starts none or is gone.

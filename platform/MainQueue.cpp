@@ -11,7 +11,7 @@ namespace {
 
 const auto Wake = static_cast<QEvent::Type>(QEvent::registerEventType());
 
-/// A burst of calls may not keep clicks and repaints waiting for longer than this.
+/// A burst of calls must not hold up clicks and repaints for longer than this.
 constexpr qint64 BudgetMilliseconds = 8;
 
 } // namespace

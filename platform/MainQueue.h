@@ -8,7 +8,7 @@
 
 namespace platform {
 
-/// One first-in-first-out line of calls to the main thread. Made and destroyed on the main thread.
+/// A first-in-first-out queue of calls to the main thread. Made and destroyed on the main thread.
 class MainQueue final : public QObject
 {
 public:

@@ -80,7 +80,7 @@ QString runtimeFolder()
     const QString own = QDir::tempPath() + "/quillon-"_L1 + QString::number(getuid());
     const QByteArray name = QFile::encodeName(own);
     mkdir(name.constData(), 0700);
-    // Anybody may have put something there under our name.
+    // Anyone may have put something there under our name.
     struct stat found;
     const bool ours = lstat(name.constData(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                       (found.st_mode & 0077) == 0;
@@ -103,7 +103,7 @@ bool makeOwnFolder(const QString& folder)
 {
     if (!makeFolder(folder))
         return false;
-    // Nobody gets a right here that was taken away: what is not to be written stays so.
+    // Never adds a permission: what is read-only stays so.
     const auto narrow = [](const QString& path, mode_t most) {
         const QByteArray name = QFile::encodeName(path);
         struct stat found;

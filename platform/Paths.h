@@ -22,13 +22,12 @@ QString dataFolder();
 /// has none. Empty when that cannot be made or belongs to somebody else.
 QString runtimeFolder();
 
-/// Makes the folder and those above it, as far as they are missing, for the person alone (mode 0700, as the
-/// specification wants it) whatever the umask. False when it is not there afterwards. Any thread.
+/// Makes the folder and any missing parents, accessible to the person alone (mode 0700, as the specification demands)
+/// whatever the umask. False when it is not there afterwards. Any thread.
 bool makeFolder(const QString& folder);
 
-/// The same for a folder of our own, `configFolder` or `dataFolder`: one that is there, and the files in it, are
-/// narrowed to modes 0700 and 0600 at most. What belongs to somebody else is left alone, and so is `Info.json`, which
-/// the person writes.
+/// The same for a folder of our own, `configFolder` or `dataFolder`: an existing one, and the files in it, are narrowed
+/// to modes 0700 and 0600 at most. Files of other users are left alone, and so is `Info.json`, which the person writes.
 bool makeOwnFolder(const QString& folder);
 
 } // namespace platform

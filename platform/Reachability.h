@@ -7,11 +7,11 @@
 
 namespace platform {
 
-/// Whether the network leads to a host. Main thread only.
+/// Whether the network reaches a host. Main thread only.
 class Reachability
 {
 public:
-    /// Goes on for as long as this exists, and no call comes afterwards. May be destroyed within a call.
+    /// The watch lasts as long as this exists; no call comes afterwards. May be destroyed within a call.
     class Watch
     {
     public:
@@ -20,9 +20,9 @@ public:
 
     virtual ~Reachability() = default;
 
-    /// Starts to watch; `changed` is called on the main thread whenever the answer differs from the last one, first
-    /// at once, before this returns, with the present state. Null, and no call, when it cannot be measured. A loopback
-    /// name always counts as reachable.
+    /// Starts to watch; `changed` is called on the main thread whenever the answer changes, and once before this
+    /// returns, with the present state. Null, and no call, when it cannot be measured. A loopback name always counts as
+    /// reachable.
     [[nodiscard]] virtual std::unique_ptr<Watch> watch(const QString& host,
                                                        std::function<void(bool reachable)> changed) = 0;
 };

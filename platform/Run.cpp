@@ -24,7 +24,7 @@ Run::Run(std::unique_ptr<Environment> environment)
 Run::~Run()
 {
     while (!m_shared.empty()) {
-        // Out of the list first: its destructor may still ask for what was made before it.
+        // Taken off the list first: its destructor may still use what was made before it.
         const Shared last = std::move(m_shared.back());
         m_shared.pop_back();
     }

@@ -22,7 +22,7 @@ class SystemIdle;
 class TimeSource;
 class UpdateFeed;
 
-/// What one run of the program finds around it. Each part is made on first use.
+/// The environment of one run of the program. Each part is made on first use.
 class Environment
 {
 public:
@@ -42,7 +42,7 @@ public:
     virtual StatusItem& statusItem() = 0;
 };
 
-/// One run of the program: the owner of everything that is shared in it.
+/// One run of the program: owns everything shared in it.
 ///
 /// `main` makes one; each test makes its own. Shared objects are made on first use and destroyed in reverse order when
 /// the run ends. Made and destroyed on the main thread, when no other thread uses it any more; `shared` and
@@ -55,7 +55,7 @@ public:
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
-    /// The run that is under way. Use outside a run is a fault of the caller.
+    /// The current run. Calling this outside a run is a bug in the caller.
     static Run& current();
     static bool exists();
 
@@ -65,7 +65,7 @@ public:
     template <class T>
     T& shared()
     {
-        // Recursive: what is made may use what is shared in turn.
+        // Recursive: what is made may use other shared objects.
         const std::lock_guard lock(m_sharedMutex);
         const std::type_index type(typeid(T));
         for (const Shared& entry : m_shared) {
@@ -78,8 +78,8 @@ public:
         return *object;
     }
 
-    /// Calls `function` on the main thread, never within this call. All calls come in the order in which they were
-    /// posted, whichever thread posted them. What is still waiting when the run ends is dropped.
+    /// Calls `function` on the main thread, never within this call. Calls run in the order in which they were posted,
+    /// from whichever thread. Those still waiting when the run ends are dropped.
     void postToMain(std::function<void()> function);
 
 private:

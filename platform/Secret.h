@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// Overwrites a text before it is given back, unless somebody else shares it: then it is not ours alone to destroy.
+/// Overwrites a string before freeing it, unless it is shared: then it is not ours alone to destroy.
 template <class Text>
 void wipe(Text& text)
 {
@@ -18,8 +18,8 @@ void wipe(Text& text)
     text = Text();
 }
 
-/// A password, or bytes from which one can be read (`QString` or `QByteArray`). Copies share it, in any thread; with
-/// the last one it is overwritten. A text that is taken out of it and kept lives on by itself.
+/// A password, or bytes from which one can be read (`QString` or `QByteArray`). Copies share it, in any thread; the
+/// last one overwrites it. A string taken out of it lives on its own.
 template <class Text>
 class Secret
 {

@@ -16,7 +16,7 @@ class SecretStore
 public:
     enum class Failure
     {
-        NoService, ///< nobody on the session bus keeps secrets
+        NoService, ///< no secret service on the session bus
         Locked,    ///< an item is there, or the collection is, and it is locked
         TimedOut,  ///< no answer in time; the service may be hanging
         Other,
@@ -26,7 +26,7 @@ public:
 
     virtual ~SecretStore() = default;
 
-    /// Never prompts and returns within two seconds. Empty when there is no such item.
+    /// Never prompts, and returns within two seconds. Empty when there is no such item.
     virtual Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) = 0;
 
     /// Asks the person to unlock the keyring if needed; calls back on the main thread, once, however long that takes,
@@ -34,16 +34,16 @@ public:
     virtual void unlockAndLookup(const QString& service, const QString& account,
                                  std::function<void(Result<std::optional<QByteArray>>)> done) = 0;
 
-    /// What became of an item that could not be stored at once.
+    /// What became of an item that could not be stored immediately.
     using Stored = std::function<void(Result<void>)>;
 
-    /// Adds or overwrites. Returns within two seconds; at once, as `Locked`, where the person must be asked first: then
-    /// the item is stored when they have answered, and `later` is called on the main thread, once, however long that
-    /// takes, unless the store is destroyed before.
+    /// Adds or overwrites. Returns within two seconds; immediately, as `Locked`, where the person must be asked first:
+    /// then the item is stored once they have answered, and `later` is called on the main thread, once, however long
+    /// that takes, unless the store is destroyed before.
     virtual Result<void> store(const QString& service, const QString& account, const QByteArray& secret,
                                Stored later) = 0;
 
-    /// Removing what is not there succeeds.
+    /// Removing a missing item succeeds.
     virtual Result<void> remove(const QString& service, const QString& account) = 0;
 };
 

@@ -51,7 +51,7 @@ public slots:
     }
     void Open(const QStringList& uris, const QVariantMap& platformData)
     {
-        Q_UNUSED(uris); // there is no file to open; named for who looks at the interface
+        Q_UNUSED(uris); // there is no file to open; the name is for introspection
         Activate(platformData);
     }
     void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData)
@@ -136,7 +136,7 @@ class SingleInstance::Claim
 {
 public:
     virtual ~Claim() = default;
-    /// Empty: cannot be told this way.
+    /// Empty: cannot be found out this way.
     virtual std::optional<bool> claim() = 0;
     virtual QObject* busObject() { return nullptr; }
 };
@@ -166,10 +166,10 @@ public:
         QDBusConnection bus = QDBusConnection::sessionBus();
         if (!bus.isConnected())
             return std::nullopt;
-        // The object first: whoever sees the name may call it at once.
+        // The object first: it may be called as soon as the name is visible.
         if (!bus.registerObject(BusPath, &m_object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAdaptors))
             return std::nullopt;
-        // The owner may leave between our two steps; then its name is free.
+        // The owner may leave between our two steps, which frees its name.
         for (int attempt = 0; attempt < 3; ++attempt) {
             m_owner = bus.registerService(BusName);
             if (m_owner)
@@ -197,7 +197,7 @@ class SingleInstance::SocketClaim final : public Claim
 public:
     explicit SocketClaim(std::function<void()> activated)
         : m_activated(std::move(activated)), m_folder(runtimeFolder()),
-          // The kernel lets the lock go when its holder dies, however that happens.
+          // The kernel releases the lock when its holder dies, however that happens.
           m_lock(m_folder.isEmpty() ? -1
                                     : open(QFile::encodeName(m_folder + "/quillon.lock"_L1).constData(),
                                            O_RDWR | O_CREAT | O_CLOEXEC, 0600)),
@@ -215,14 +215,14 @@ public:
         const auto address = socketAddress(m_folder + "/quillon.socket"_L1);
         if (!m_lock || !m_socket || !address)
             return std::nullopt;
-        // The holder of the lock may not listen yet, or no longer: then the lock is about to be free.
+        // The holder of the lock may not listen yet, or no longer: then the lock is about to be released.
         for (int waited = 0; flock(*m_lock, LOCK_EX | LOCK_NB) != 0; waited += StepMilliseconds) {
             if (waited >= PatienceMilliseconds || tell(*address))
                 return false;
             poll(nullptr, 0, StepMilliseconds);
         }
         unlink(socketPath().constData());
-        // The path takes its mode from it.
+        // The path gets its mode from it.
         fchmod(*m_socket, 0600);
         if (bind(*m_socket, generic(*address), sizeof *address) == 0 && listen(*m_socket, 4) == 0) {
             m_notifier.emplace(*m_socket, QSocketNotifier::Read);
@@ -271,7 +271,7 @@ bool SingleInstance::claim(QVariantMap startedBy, std::function<void()> activate
     }
     if (first != true)
         m_claim.reset();
-    // Where neither way is open, running twice is better than not at all.
+    // When neither way works, running twice is better than not at all.
     return first.value_or(true);
 }
 

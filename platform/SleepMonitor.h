@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// Tells when the machine is about to sleep, and when it woke. Main thread only.
+/// Reports when the machine is about to sleep, and when it wakes. Main thread only.
 class SleepMonitor
 {
 public:
@@ -18,8 +18,8 @@ public:
 
     virtual ~SleepMonitor() = default;
 
-    /// `goingToSleep` is called before every sleep, which waits until it has returned, for a few seconds at most;
-    /// `woke` after it. One watch at a time; it ends before the monitor. Null where sleep cannot be known.
+    /// `goingToSleep` is called before every sleep, which waits a few seconds at most for it to return; `woke` after
+    /// it. One watch at a time; it ends before the monitor. Null where sleep cannot be detected.
     [[nodiscard]] virtual std::unique_ptr<Watch> watch(std::function<void()> goingToSleep,
                                                        std::function<void()> woke) = 0;
 };

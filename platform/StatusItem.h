@@ -12,9 +12,9 @@ class QWidget;
 
 namespace platform {
 
-/// The program's place in the desktop's bar. One carrier of it exists at a time. Main thread only.
+/// The program's place in the desktop's bar. One carrier for it exists at a time. Main thread only.
 ///
-/// A carrier either shows the view itself or says the same in the desktop's own form from `setDescription`.
+/// A carrier either shows the view itself or presents the same in the desktop's own form from `setDescription`.
 class StatusItem
 {
 public:
@@ -32,7 +32,7 @@ public:
     virtual void setEnabled(bool enabled) = 0;
     virtual void setToolTip(const QString& text) = 0;
 
-    /// What is shown, for carriers that cannot show the view: the hours text, whether it runs, and a spoken text.
+    /// For carriers that cannot show the view: the hours text, whether the timer runs, and a spoken text.
     struct Description
     {
         QString hours;
@@ -45,39 +45,39 @@ public:
     };
     virtual void setDescription(const Description& description) = 0;
 
-    /// What carriers that cannot show the view put in its place. Until it is set, the item is one that shows the view.
+    /// What carriers that cannot show the view show in its place. Until it is set, the item is one that shows the view.
     struct StandIn
     {
         QMenu* menu = nullptr;          ///< offered to desktops that draw menus themselves. Flat. Not owned
         std::function<void()> openMenu; ///< the item is pressed; what there is to open instead is the program's choice
         std::function<void()> toggleTimer;
-        /// A square picture of so many device pixels a side.
+        /// A square picture, with its side in device pixels.
         std::function<QImage(const Description&, int side)> tile;
     };
     /// An empty one takes it back: before the menu goes.
     virtual void setStandIn(StandIn standIn) = 0;
 
-    /// Keeps the item out of the desktop's bar, in a small window of its own. Off at first; best set before the view.
+    /// Keeps the item out of the desktop's bar, in a small window of its own. Off by default; best set before the view.
     virtual void setFloating(bool floating) = 0;
 
-    /// What people see of it, and where.
+    /// What is visible of it, and where.
     struct Place
     {
-        bool showsView = true;         ///< else a tile, which the desktop draws
+        bool showsView = true;         ///< else a tile, drawn by the desktop
         std::optional<QRect> onScreen; ///< of the view, in points. Empty: not to be known
         bool operator==(const Place&) const = default;
     };
-    /// One round trip or two where the item is docked: it is not told when a panel moves it.
+    /// One round trip or two where the item is docked: panels do not report when they move it.
     virtual Place place() const = 0;
 
     /// Opens `menu` beside the item and returns at once.
     virtual void popUpMenu(QMenu& menu) = 0;
 
-    /// Makes the item known to the person: shows it if hidden, puts it in front.
+    /// Draws attention to the item: shows it if hidden, raises it.
     virtual void present() = 0;
 
-    /// Where the item is now and what the desktop grants it, in one line for people. Before it has a view: where it
-    /// would be at first; the desktop is asked for that, for half a second at most.
+    /// Where the item is now and what the desktop offers it, in one readable line. Before it has a view: where it would
+    /// first appear; asks the desktop, for half a second at most.
     virtual QString describe() const = 0;
 };
 

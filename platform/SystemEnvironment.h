@@ -11,8 +11,8 @@ namespace platform {
 /// What the desktop around this process offers: for each part the first adapter that works here, made on first use.
 /// Needs the application object. Main thread only.
 ///
-/// What looks for newer versions needs HTTP and a window, which are no matter of the desktop: `makeUpdateFeed` makes it
-/// on first use. Empty: nothing looks.
+/// Checking for newer versions needs HTTP and a window, which are not the desktop's concern: `makeUpdateFeed` makes the
+/// feed on first use. Empty: no checks.
 std::unique_ptr<Environment> systemEnvironment(InfoDictionary info,
                                                std::function<std::unique_ptr<UpdateFeed>()> makeUpdateFeed = {});
 

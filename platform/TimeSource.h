@@ -25,7 +25,7 @@ public:
         virtual ~Timer() = default;
     };
 
-    /// How long the machine has been up. Never goes back, whatever happens to the clock on the wall.
+    /// How long the machine has been up. Never goes back, whatever happens to the wall clock.
     struct Uptime
     {
         Duration total; ///< asleep and awake
@@ -34,7 +34,7 @@ public:
 
     virtual ~TimeSource() = default;
 
-    /// The clock on the wall: it may be put forward and back.
+    /// The wall clock: it may be set forward and back.
     virtual TimePoint now() const = 0;
 
     virtual Uptime uptime() const = 0;

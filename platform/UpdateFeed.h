@@ -8,17 +8,17 @@ class UpdateFeed
 public:
     virtual ~UpdateFeed() = default;
 
-    /// How long it is from one look in the background to the next.
+    /// The time between two background checks.
     virtual void setCheckIntervalSeconds(int seconds) = 0;
 
-    /// Whether it looks by itself. Kept from start to start.
+    /// Whether it checks by itself. Remembered between runs.
     virtual bool automaticallyChecksForUpdates() const = 0;
     virtual void setAutomaticallyChecksForUpdates(bool checks) = 0;
 
-    /// Looks now, and again after each interval, as long as that is switched on. Speaks only of a newer version.
+    /// Checks now, and again after each interval, while that is switched on. Reports only a newer version.
     virtual void checkInBackground() = 0;
 
-    /// Looks because the person asked, and says what came of it.
+    /// Checks because the person asked, and reports the result.
     virtual void check() = 0;
 };
 

@@ -32,7 +32,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// An adapter, or null where it is of no use.
+/// An adapter, or null where it is unavailable.
 template <class Adapter>
 std::unique_ptr<Adapter> make(Environment& environment)
 {
@@ -47,7 +47,7 @@ std::unique_ptr<Adapter> make(Environment& environment)
 }
 
 #ifdef Q_OS_LINUX
-/// Whatever may know on this desktop. Some of it comes and goes, so that each measurement may choose anew.
+/// All sources that may work on this desktop. Some come and go, so each measurement may choose anew.
 template <>
 std::unique_ptr<IdleSources> make(Environment& environment)
 {
@@ -63,7 +63,7 @@ std::unique_ptr<IdleSources> make(Environment& environment)
 }
 #endif
 
-/// A part of the environment: the first of the candidates that is available, made on first use. The last one always is.
+/// The first of the candidates that is available, made on first use. The last one always is.
 template <class Part, class... Candidates>
 class Choice
 {

@@ -9,7 +9,7 @@ namespace service {
 QString encodeBase64WithNewlines(const QByteArray& data, bool newlines);
 QString encodeBase64(const QByteArray& data);
 
-/// The string must have the form that `newlines` says, else nothing comes out.
+/// The string must have the form that `newlines` says, else the result is empty.
 QByteArray decodeBase64WithNewlines(const QString& text, bool newlines);
 QByteArray decodeBase64(const QString& text);
 

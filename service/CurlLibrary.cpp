@@ -18,7 +18,7 @@ namespace {
 /// The library's stable interface: it has had this name since 2006.
 constexpr const char* FileName = "libcurl.so.4";
 
-// The library makes several copies of the password on its way to the service, and gives them back as they are.
+// The library makes several copies of the password on its way to the service, and frees them uncleared.
 void wipeAndFree(void* memory)
 {
     if (memory)
@@ -38,7 +38,7 @@ void* wipeAndResize(void* memory, std::size_t size)
 
 std::optional<CurlLibrary> loaded()
 {
-    // Never closed: threads of its own may be left when the program ends.
+    // Never closed: the library's threads may still run when the program ends.
     void* file = dlopen(FileName, RTLD_LAZY | RTLD_LOCAL);
     if (!file)
         return std::nullopt;

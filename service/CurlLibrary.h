@@ -13,13 +13,13 @@ namespace service {
     each(multi_wakeup) each(slist_append) each(slist_free_all) each(url) each(url_cleanup) each(url_get) each(url_set)
 // clang-format on
 
-/// Loaded by the first use and not with the program: the library brings along some thirty others, which together take
-/// longer than all that the program does of itself before it shows its face.
+/// Loaded on first use rather than with the program: the library brings along some thirty others, which together take
+/// longer than everything the program itself does before its first window.
 struct CurlLibrary
 {
-    /// Loads and initialises the library when that has not been done. Null: it is not there. Any thread.
+    /// Loads and initialises the library if necessary. Null: it is not installed. Any thread.
     static const CurlLibrary* load();
-    /// For those who know that it was loaded.
+    /// For callers that know it has been loaded.
     static const CurlLibrary& get();
 
 #define QUILLON_CURL_MEMBER(name) decltype(&curl_##name) name = nullptr;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int MostRedirects = 5;
 
-/// Only for what is reached after `CurlLibrary::load`.
+/// Only for code reached after `CurlLibrary::load`.
 constexpr auto Curl = CurlLibrary::get;
 
 template <auto function>
@@ -117,20 +117,20 @@ HeaderList headersOf(const HttpRequest& request, bool withAuthorization)
         add(name + ": " + value);
     if (withAuthorization && !request.authorization->isNull())
         add(*platform::Secret<QByteArray>("Authorization: " + *request.authorization));
-    add("Expect:"); // nobody waits for a "100 Continue" that some servers never send
+    add("Expect:"); // do not wait for a "100 Continue" that some servers never send
     return headers;
 }
 
 } // namespace
 
-/// Where the body of a reply goes.
+/// Collects the body of a reply.
 struct HttpClient::Sink
 {
     const qsizetype limit;
     QByteArray body = {};
     bool tooLarge = false;
 
-    /// The library's call for each piece.
+    /// The library's callback for each piece.
     static size_t take(char* data, size_t, size_t size, void* where)
     {
         auto& [limit, body, tooLarge] = *static_cast<Sink*>(where);
@@ -149,9 +149,9 @@ struct HttpClient::Exchange
     const HttpRequest& request;
     QByteArray url;
     QByteArray host;
-    bool hasAuthorization = true; ///< may have it, if the request does
+    bool hasAuthorization = true; ///< allowed, if the request permits it
     std::chrono::milliseconds timeout{};
-    QByteArray& redirect; ///< where the reply leads on
+    QByteArray& redirect; ///< where the reply redirects to
 };
 
 /// The library's handles, which keep the connections from one request to the next.
@@ -160,7 +160,7 @@ class HttpClient::Handles
 public:
     Handles() : m_multi(Curl().multi_init()), m_easy(Curl().easy_init()) {}
 
-    /// Forgets what was set before.
+    /// Resets what was set before.
     void setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink);
     CURLcode perform(const std::stop_token& stop);
     void takeReply(HttpReply& reply, QByteArray& redirect) const;
@@ -202,7 +202,7 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
     QByteArray redirect;
     Exchange exchange{.request = request, .url = request.url, .host = first->host, .redirect = redirect};
 
-    // Redirects are followed here and not by the library, which cannot be told to stay with https once it was reached.
+    // Redirects are followed here because the library cannot be restricted to https once it has been used.
     std::optional<Origin> origin = first;
     for (int redirects = 0;; ++redirects) {
         exchange.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Steady::now());
@@ -213,7 +213,7 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
                              reply.status == 308;
         if (reply.error || !leadsOn)
             return reply;
-        // Whether it was carried out nobody can tell, and another host has no business with what is in it.
+        // Whether it was carried out is unknown, and its content is none of another host's business.
         if (request.mayChangeSomething())
             return failed({HttpErrorDomain,
                            CURLE_TOO_MANY_REDIRECTS,
@@ -262,12 +262,12 @@ void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* head
     set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}); // later ones repeat refused requests by themselves
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeout.count()));
     set(CURLOPT_NOSIGNAL, 1L);
-    set(CURLOPT_QUICK_EXIT, 1L); // a stop does not wait for the name look-up
+    set(CURLOPT_QUICK_EXIT, 1L); // stopping does not wait for the name look-up
     set(CURLOPT_FRESH_CONNECT, long{exchange.request.mayChangeSomething()});
     set(CURLOPT_MAXFILESIZE_LARGE, curl_off_t{sink.limit});
     set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
     set(CURLOPT_WRITEFUNCTION, &Sink::take);
-    // The usual way to name certificates of one's own; the library alone looks at the system's only.
+    // The usual way to name one's own certificates; the library by itself uses only the system's.
     if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
         set(CURLOPT_CAINFO, certificates.constData());
     if (platform::isLoopbackName(QString::fromUtf8(exchange.host)))

@@ -25,21 +25,21 @@ struct HttpRequest
     /// Of a header of that name, which comes last; none when null.
     platform::Secret<QByteArray> authorization = {};
     std::optional<QByteArray> body;
-    /// Set for one without a body that changes something all the same.
+    /// Set for a request without a body that still changes something.
     bool changesSomething = false;
 
-    /// Then sending it twice may do harm. It follows no redirect, and never goes over a connection that was used
-    /// before: such a one may have died unnoticed, and a request lost with it is repeated without a word.
+    /// Then sending it twice may do harm. It follows no redirect and never goes over a reused connection: one that died
+    /// unnoticed would lose the request, and the library would silently repeat it.
     bool mayChangeSomething() const { return changesSomething || body.has_value(); }
 };
 
-/// What came back, as far as anything did.
+/// What came back, if anything.
 struct HttpReply
 {
     int status = 0; ///< 0: no answer at all
     HttpHeaders headers;
     QByteArray body;
-    /// The exchange failed on the way. Status and body are then what had come until then.
+    /// The exchange failed on the way. Status and body are then what had arrived by that time.
     std::optional<Error> error;
 
     /// The last header of that name, in whatever case; empty when there is none.
@@ -51,10 +51,10 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 
 /// Sends one request at a time and waits for the reply.
 ///
-/// A request that only reads follows up to five redirects, never from https to http, with the authorization
-/// for the first host only; for one that may change something a redirect is an error. Certificates are verified; proxy
-/// and certificates are those of the system, or of the environment (http_proxy and its kin, SSL_CERT_FILE), but a
-/// loopback host is never reached through a proxy. No cookies, no cache. Used on one thread.
+/// A request that only reads follows up to five redirects, never from https to http, with the authorization for the
+/// first host only; for one that may change something a redirect is an error. Certificates are verified; proxy and
+/// certificates are those of the system, or of the environment (http_proxy and its kin, SSL_CERT_FILE), but a loopback
+/// host is never reached through a proxy. No cookies, no cache. Used on one thread.
 class HttpClient
 {
 public:
@@ -66,7 +66,7 @@ public:
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;
 
-    /// Ends at once, with an error, when `stop` is requested.
+    /// Aborts at once, with an error, when `stop` is requested.
     HttpReply send(const HttpRequest& request, const std::stop_token& stop);
 
 private:

@@ -13,11 +13,11 @@ struct ChangeSet;
 
 namespace service {
 
-/// Learns how requests end. Every outcome does nothing unless overridden.
+/// Receives the outcomes of requests. Every outcome does nothing unless overridden.
 ///
-/// All calls come on the main thread, in the order in which things happened: what a request saved is merged before its
-/// success is reported. A receiver may be destroyed at any time; calls that are still under way to it are dropped. Made
-/// and destroyed on the main thread.
+/// All calls come on the main thread, in the order of events: what a request saved is merged before its success is
+/// reported. A receiver may be destroyed at any time; pending calls to it are dropped. Made and destroyed on the main
+/// thread.
 class OutcomeReceiver
 {
 public:
@@ -37,8 +37,8 @@ public:
     /// A request has ended and no other is waiting.
     virtual void allRequestsProcessed() {}
 
-    // Of one kind of request. A failure has no error when the service failed without a word of explanation. After a
-    // failure that the service answered, the success is reported as well.
+    // Of one kind of request. A failure has no error when the service gave no explanation. After a failure that the
+    // service answered, the success is reported as well.
     virtual void requestDailyTimesheetDidSucceed() {}
     virtual void requestDailyTimesheetDidFailWithError(const std::optional<Error>& /*error*/) {}
     virtual void requestUserDidSucceed() {}
@@ -69,7 +69,7 @@ public:
             m_handle = receiver->m_handle;
     }
 
-    /// One was named, alive or not. Any thread.
+    /// A receiver was named, alive or not. Any thread.
     bool isSet() const { return m_handle != nullptr; }
     /// Null when none was named or it is gone.
     OutcomeReceiver* get() const { return m_handle ? *m_handle : nullptr; }
@@ -78,10 +78,10 @@ private:
     std::shared_ptr<OutcomeReceiver*> m_handle;
 };
 
-/// The outcome that reports a success; null: none does.
+/// The outcome that reports a success; null: there is none.
 using SuccessSelector = void (OutcomeReceiver::*)();
 
-/// The outcome that reports a failure; null: none does.
+/// The outcome that reports a failure; null: there is none.
 using FailureSelector = void (OutcomeReceiver::*)(const std::optional<Error>&);
 
 } // namespace service

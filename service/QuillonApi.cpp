@@ -31,8 +31,8 @@ namespace {
 /// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
 constexpr qsizetype LargeReply = 256 * 1024;
 
-/// The import of a catalog takes twenty times the reply's size for a moment, in so many pieces that the C library would
-/// keep it all for this thread, which never needs it again.
+/// Importing a catalog temporarily takes twenty times the reply's size, in so many pieces that the C library would keep
+/// it all for this thread, which never needs it again.
 void giveMemoryBack()
 {
     if (model::Host* host = model::Host::current()) {
@@ -140,7 +140,7 @@ void QuillonApi::updateTimer(model::DayEntry& entry, Ended ended)
 void QuillonApi::deleteTimer(const model::DayEntry& entry)
 {
     auto operation = dayOperation("/daily/delete/"_L1 + entry.idString());
-    operation->setHttpMethod("DELETE"); // has no body, so it goes out as the GET that this address of the service wants
+    operation->setHttpMethod("DELETE"); // has no body, so it goes out as the GET that this address expects
     operation->setChangesSomething(true);
     add(std::move(operation), delegate(), &OutcomeReceiver::deleteTimerDidSucceed,
         &OutcomeReceiver::deleteTimerDidFailWithError);

@@ -48,12 +48,12 @@ public:
     void setDelegate(OutcomeReceiver* delegate) { m_delegate = ReceiverHandle(delegate); }
     OutcomeReceiver* delegate() const { return m_delegate.get(); }
 
-    /// The account in the main context, made when it is not there. Null without a main context.
+    /// The account in the main context, created when missing. Null without a main context.
     model::Company* company();
 
-    /// For who sent a request and must know how that very one ended, by whatever outcome or none. Called once, before
-    /// the outcomes of its kind and with no success after a failure; never when the facade stops. What it needs may be
-    /// gone by then.
+    /// For a caller that must know how this very request ended, whatever its outcome, if any. Called once, before the
+    /// outcomes of its kind and without success after a failure; never when the facade stops. Must not rely on objects
+    /// that may be gone by then.
     using Ended = std::function<void(bool succeeded)>;
 
     settings::QuillonPreferences& userCredentials() const { return m_userCredentials; }
@@ -74,11 +74,11 @@ public:
     void toggleTimer(const model::DayEntry& entry, Ended ended = {});
     void updateTimer(model::DayEntry& entry, Ended ended = {});
     void deleteTimer(const model::DayEntry& entry);
-    /// Takes the idle time (seconds) off the entry, which stops, here at once and then on the service, unless the entry
-    /// was changed there after `andUpdatedAt`.
+    /// Takes the idle time (seconds) off the entry and stops it, locally at once and then on the service, unless the
+    /// entry was changed there after `andUpdatedAt`.
     void correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt);
-    /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, of
-    /// the receiver given.
+    /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, on
+    /// the given receiver.
     void authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate);
 
     /// Queues an operation that is set up. The password is looked up before the first one runs, but not within this
@@ -87,8 +87,8 @@ public:
     /// Those that have not completed.
     int operationCount() const { return m_operationCount; }
 
-    /// Ends the operation under way within a moment and drops the others; no outcome is reported. What is requested
-    /// later is dropped too. Before what operations work on goes away.
+    /// Ends the operation under way within a moment and drops the others; no outcome is reported. Later requests are
+    /// dropped too. Call it before what operations work on is destroyed.
     void stop();
 
     // The throttle of all requests. Any thread.
@@ -105,7 +105,7 @@ public:
     void mergeChanges(std::shared_ptr<const store::ChangeSet> changes);
 
 private:
-    /// One for a day entry, or several, at that path.
+    /// Makes an operation for one day entry, or several, at that path.
     std::unique_ptr<QuillonNetworkOperation> dayOperation(const QString& path,
                                                           const std::optional<QByteArray>& postData = {}) const;
     void add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* receiver,

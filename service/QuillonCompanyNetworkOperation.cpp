@@ -8,7 +8,7 @@ namespace service {
 
 bool QuillonCompanyNetworkOperation::parseWithTarget(QByteArray body)
 {
-    // What cannot be read leaves the account as it was; it is reported as known all the same.
+    // A document that cannot be read leaves the account unchanged; it is still reported as known.
     if (store::Context* context = managedObjectContext())
         static_cast<void>(model::Company::buildCompanyWithSubdomain(credentials().url, std::move(body), *context));
     tellDelegate([subdomain = credentials().url](OutcomeReceiver& delegate) { delegate.gotQuillonCompany(subdomain); });

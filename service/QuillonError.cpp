@@ -8,8 +8,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Without what stands between "<" and the next ">", if anything does. Once through the text is enough: a "<" that
-/// stays has a ">" right behind it, or none at all.
+/// Removes what stands between a "<" and the next ">". One pass is enough: a "<" that stays has a ">" right behind it,
+/// or none at all.
 QString withoutMarkup(const QString& text)
 {
     const QStringView source(text);

@@ -76,7 +76,7 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
         return;
     m_largestReply = std::max(m_largestReply, reply.body.size());
 
-    // Null when it is no UTF-8. From here on there is no other, so that its last reader can give it up.
+    // Null when it is not UTF-8. The only copy from here on, so that its last reader can free it.
     QByteArray body = std::move(reply.body);
     if (!body.isValidUtf8())
         body = QByteArray();
@@ -147,7 +147,7 @@ bool QuillonNetworkOperation::isApplicationError(const QByteArray& body, int wit
 {
     if (withStatus != 500)
         return false;
-    // A body that is no XML explains nothing.
+    // A body that is not XML explains nothing.
     error = QuillonError::parseXml(body).value_or(std::nullopt);
     return true;
 }
@@ -159,7 +159,7 @@ std::optional<qint64> QuillonNetworkOperation::cacheVersion(const HttpReply& res
         return std::nullopt;
     const QByteArray digits = text->trimmed();
     qint64 version = 0;
-    std::from_chars(digits.begin(), digits.end(), version); // what is no number counts as zero
+    std::from_chars(digits.begin(), digits.end(), version); // anything but a number counts as zero
     return version;
 }
 
@@ -184,7 +184,7 @@ void QuillonNetworkOperation::parseIntoCompany(QByteArray body)
     if (!context || !m_target)
         return;
     model::Company& company = model::Company::findOrCreateCompany(m_snapshot.url, *context);
-    // A reply that cannot be read changes nothing, and nobody hears of it: the next refresh brings the same again.
+    // An unreadable reply changes nothing and is not reported: the next refresh brings the same again.
     static_cast<void>(m_target(std::move(body), company, *context));
 }
 

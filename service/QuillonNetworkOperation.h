@@ -29,7 +29,7 @@ namespace service {
 
 class RequestThrottle;
 
-/// The whole body of a reply to bad credentials.
+/// The whole body of the reply to wrong credentials.
 inline constexpr char QuillonAuthenticationFailed[] = "Authentication failed for API request.";
 /// The header of every reply with the version of the account's data, an integer.
 inline constexpr char QuillonCompanyCacheVersionKey[] = "X-Company-Cache-Version";
@@ -47,14 +47,14 @@ struct OperationServices
     std::function<void()> requestCompleted;                                    ///< one has ended. Main thread
 };
 
-/// One request to the service, from the wait for its turn to the call that reports its outcome.
+/// One request to the service, from waiting for its turn to the call that reports its outcome.
 ///
-/// Made and set up on the main thread, then handed to QuillonApi, which runs it once on its worker thread. What it
-/// parses goes into a context of its own. Outcomes are calls on the notification delegate, on the main thread.
+/// Made and set up on the main thread, then handed to QuillonApi, which runs it once on its worker thread. It parses
+/// into a context of its own. Outcomes are calls on the notification delegate, on the main thread.
 class QuillonNetworkOperation
 {
 public:
-    /// `url`: path and query below the account's base address. `objectType` parses the reply; null: nobody does.
+    /// `url`: path and query below the account's base address. `objectType` parses the reply; null: it is not parsed.
     QuillonNetworkOperation(const QString& url, const std::optional<QByteArray>& postData, model::XmlImport objectType,
                             const settings::QuillonPreferences& usingCredentials, const OperationServices& services);
     QuillonNetworkOperation(const QString& url, model::XmlImport objectType,
@@ -69,18 +69,18 @@ public:
     void setNotificationDelegate(OutcomeReceiver* delegate) { m_notificationDelegate = ReceiverHandle(delegate); }
     void setNotificationSelector(SuccessSelector selector) { m_notificationSelector = selector; }
     void setErrorNotificationSelector(FailureSelector selector) { m_errorNotificationSelector = selector; }
-    /// Counts only for a request with a body: one without goes out as GET whatever is set here. The service's address
-    /// for deleting wants it so.
+    /// Counts only for a request with a body: one without goes out as GET whatever is set here, as the service's
+    /// address for deleting expects.
     void setHttpMethod(const QByteArray& method) { m_httpMethod = method; }
-    /// Called once on the main thread, as soon as it is known whether the service has done what was asked: before the
-    /// failure or the success is reported, and also when neither is. Not when a stop is requested.
+    /// Called once on the main thread, as soon as it is known whether the service did what was requested: before the
+    /// failure or the success is reported, and also when neither is. Not called when a stop is requested.
     void setEnded(std::function<void(bool succeeded)> ended) { m_ended = std::move(ended); }
     /// The request changes something although it has no body.
     void setChangesSomething(bool changes) { m_changesSomething = changes; }
     /// The request goes to the saved account, even while another one is in use.
     void setTriesSavedAccount(bool tries) { m_triesSavedAccount = tries; }
 
-    /// The whole of it, on the worker thread, with the credentials as they are now. Nothing is sent, and nothing
+    /// Runs the whole request, on the worker thread, with the present credentials. Nothing is sent, and nothing
     /// reported, once a stop is requested.
     void start();
 
@@ -99,16 +99,16 @@ protected:
     /// Sends. The first attempt of every request with its own reply goes through here.
     virtual HttpReply doRequest(const HttpRequest& request);
 
-    /// A null `body` is one that is no UTF-8.
+    /// A null `body` is one that is not UTF-8.
     static bool isAuthenticationError(const QByteArray& body);
-    /// Whether the service failed, with the reason if it gave one.
+    /// Whether the service reported failure, with the reason if it gave one.
     static bool isApplicationError(const QByteArray& body, int withStatus, std::optional<Error>& error);
     virtual void processResponse(const HttpReply& response);
-    /// Gives the body up as soon as it is read: with a large one much depends on that.
+    /// Frees the body as soon as it is read, which matters for a large one.
     virtual bool parseWithTarget(QByteArray body);
 
     HttpRequest request(const QString& path, const std::optional<QByteArray>& postData) const;
-    /// Waits and repeats the request if the service asks for patience. False when stopped.
+    /// Waits and repeats the request if the service asks for it. False when stopped.
     bool retryIfUnavailable(const HttpRequest& request, HttpReply& reply);
     static std::optional<qint64> cacheVersion(const HttpReply& response);
     /// Null where there is no coordinator.

@@ -16,11 +16,11 @@ class RequestThrottle
 public:
     explicit RequestThrottle(platform::TimeSource& time) : m_time(time) {}
 
-    /// Waits until the next request may start, and counts it. Whoever comes meanwhile waits behind. Ends at once when
-    /// `stop` is requested.
+    /// Waits until the next request may start, and counts it. Callers wait in turn. Returns at once when `stop` is
+    /// requested.
     void wait(const std::stop_token& stop);
 
-    /// Forgets the oldest starts that no longer count, up to the first that does.
+    /// Drops the oldest starts that no longer count, up to the first that does.
     void trimRequestHistory();
     /// Time until the next request may start, if not at once.
     std::optional<std::chrono::milliseconds> currentThrottleWait();
@@ -28,7 +28,7 @@ public:
 
 private:
     platform::TimeSource& m_time;
-    std::recursive_mutex m_mutex;                          ///< held while somebody waits for their turn
+    std::recursive_mutex m_mutex;                          ///< held while a caller waits for its turn
     std::deque<platform::TimeSource::TimePoint> m_history; ///< starts, the oldest first
 };
 

@@ -8,7 +8,7 @@
 namespace store {
 
 namespace {
-// Where readers and writers of one process wait for each other: none takes longer than a save.
+// For readers and writers of one process that wait for each other: none takes longer than a save.
 constexpr int MemoryPatienceMs = 5000;
 } // namespace
 
@@ -19,14 +19,14 @@ Connection::Connection(const std::string& file, std::chrono::milliseconds patien
     if (accept)
         accept(m_database);
     m_database.exec("PRAGMA journal_mode=WAL");
-    // With a write-ahead log this loses nothing when the program dies; only the machine's own end may cost the last
-    // save, and all of it is fetched again from the service.
+    // With a write-ahead log this loses nothing when the program dies; only a crash of the machine may cost the last
+    // save, all of which is fetched again from the service.
     m_database.exec("PRAGMA synchronous=NORMAL");
 }
 
 std::unique_ptr<Connection> Connection::inMemory(const std::string& name)
 {
-    // Names with a slash in front are shared by the connections of the process ("memdb.c" of SQLite).
+    // Names that start with a slash are shared by the connections of the process ("memdb.c" of SQLite).
     return std::unique_ptr<Connection>(new Connection(SQLite::Database(
         '/' + name, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, MemoryPatienceMs, "memdb")));
 }
@@ -72,7 +72,7 @@ void Connection::releaseMemory()
 void bindValue(SQLite::Statement& statement, int index, const Value& value, std::string& buffer)
 {
     if (const QString* text = std::get_if<QString>(&value)) {
-        // Straight into the buffer, which keeps its room from row to row.
+        // Straight into the buffer, which keeps its capacity from row to row.
         QStringEncoder encoder(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
         buffer.resize(static_cast<std::size_t>(encoder.requiredSpace(text->size())));
         const char* const end = encoder.appendToBuffer(buffer.data(), *text);

@@ -16,24 +16,24 @@ namespace store {
 class Connection
 {
 public:
-    /// To a file, which must exist. A busy one is waited for. `accept` looks at what is in it before anything is
-    /// written, and throws when it is not to be touched.
+    /// Opens a file, which must exist. Waits for a busy one. `accept` examines the content before anything is written,
+    /// and throws when the file must not be touched.
     Connection(const std::string& file, std::chrono::milliseconds patience,
                const std::function<void(SQLite::Database&)>& accept = {});
-    /// To the database of that name in memory. It lives as long as one connection to it.
+    /// Opens the database of that name in memory. It lives as long as one connection to it.
     static std::unique_ptr<Connection> inMemory(const std::string& name);
 
     bool isInMemory() const { return m_isInMemory; }
     SQLite::Database& database() { return m_database; }
 
-    /// The prepared statement, reset and without bindings. One statement is in use only once at a time.
+    /// The prepared statement, reset and without bindings. A statement has only one user at a time.
     SQLite::Statement& statement(const std::string& sql);
 
-    /// Gives up cached pages that nothing uses, up to 2 MB; they are read again when needed.
+    /// Frees cached pages that are not in use, up to 2 MB; they are read again when needed.
     void releaseMemory();
 
-    // The statements that are used for every single row: of a whole object in the order of `columnList`, and of the
-    // object of a row. Found without their SQL.
+    // The statements used for every single row: of a whole object in the order of `columnList`, and of the object of a
+    // row. Found without building their SQL.
     SQLite::Statement& insertStatement(const Entity& entity);
     SQLite::Statement& selectStatement(const Entity& entity);
 
@@ -47,7 +47,7 @@ private:
     std::unordered_map<int, SQLite::Statement*> m_selectStatements;
 };
 
-/// Leaves the statement reset, so that it holds no read lock and no row of it is left behind.
+/// Resets the statement at the end, so that it keeps neither a read lock nor a row.
 class StatementUse
 {
 public:
@@ -69,7 +69,7 @@ Value readColumn(const SQLite::Statement& statement, int index, AttributeType ty
 
 std::string quotedName(const std::string& identifier);
 
-/// `"pk", "a", …`: the row, the attributes and the to-one rows, in the entity's order, of the table named `alias`.
+/// `"pk", "a", …`: the row, the attributes and the to-one rows, in the entity's order, of the table with alias `alias`.
 std::string columnList(const Entity& entity, const std::string& alias = {});
 
 } // namespace store

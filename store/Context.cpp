@@ -18,7 +18,7 @@ Context::Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy)
 
 Context::~Context()
 {
-    // What destructors of objects might still ask for must not find half a context.
+    // Destructors of objects must not find half a context.
     m_collections.clear();
     m_changed.clear();
     m_deleted.clear();
@@ -39,7 +39,7 @@ Connection& Context::connection()
     return *m_connection;
 }
 
-/// What is known here and was lost with the file is to be stored again by the next save.
+/// What is known here and was lost with the file is stored again by the next save.
 void Context::offerAgain(Connection& store)
 {
     for (const auto& [id, object] : m_objects) {
@@ -54,7 +54,7 @@ void Context::offerAgain(Connection& store)
     }
 }
 
-/// Does the work on the store, and does it again where the file failed and had to be left. Throws what else fails.
+/// Runs the work on the store, and repeats it where the file failed and was abandoned. Throws other failures.
 template <class Work>
 auto Context::onStore(const Work& work)
 {
@@ -165,7 +165,7 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
         return known->second;
     const Relationship& own = owner.m_entity->relationships[static_cast<std::size_t>(relationship)];
     const Entity& members = m_coordinator->model().entities()[static_cast<std::size_t>(own.destination)];
-    // Fetched before it is noted: a fetch may itself fill other collections.
+    // Fetched before it is noted: a fetch may fill other collections.
     std::vector<Object*> found =
         fetch({members.name, where(members.relationships[static_cast<std::size_t>(own.inverse)].name, &owner), {}});
     return m_collections.insert_or_assign(key, std::move(found)).first->second;
@@ -264,7 +264,7 @@ std::vector<Object*> Context::fetchUpTo(std::size_t limit, const FetchRequest& r
 std::vector<Object*> Context::fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request)
 {
     const Entity& entity = entityNamed(request.entity);
-    // The store knows nothing of changes not yet saved. What they may touch is asked of memory instead.
+    // The store does not know unsaved changes. Whatever they may affect is evaluated in memory instead.
     const bool changed = hasChangesOf(entity.index);
     bool inStore = true;
     Predicate stored;
@@ -322,7 +322,7 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
         toOneIndexes.push_back(static_cast<std::size_t>(entity.relationshipIndex(name)));
     std::vector<Value> values(attributes.size());
     std::vector<std::int64_t> rows(toOnes.size());
-    std::int64_t shown = 0; // they come in order, and none is shown again when the store is left in the middle
+    std::int64_t shown = 0; // they come in order, and none is shown again when the file is abandoned on the way
     const auto showOnce = [&](ObjectId id) {
         if (id.row > std::exchange(shown, std::max(shown, id.row)))
             show({id, values, rows});
@@ -336,7 +336,7 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
     };
 
     const auto scanStore = [&](Connection& store) {
-        // What is changed here or leads to something that is may match no longer, or only now.
+        // An object changed here, or leading to a changed one, may have stopped matching, or started to.
         const auto& conditions = predicate.conditions();
         const bool changed = hasChangesOf(entity.index) ||
                              std::any_of(conditions.begin(), conditions.end(), [&](const Condition& condition) {
@@ -420,7 +420,7 @@ void Context::mergeChanges(const ChangeSet& changes)
     m_revision += changes.isEmpty() ? 0 : 1;
     const auto& entities = m_coordinator->model().entities();
 
-    // Collections that gained or lost members not known here are fetched again when next asked for.
+    // Collections that gained or lost members unknown here are fetched again on next use.
     std::unordered_set<int> grown;
     for (const ObjectId& id : changes.inserted)
         grown.insert(id.entity);

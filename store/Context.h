@@ -21,7 +21,7 @@ class Connection;
 class Coordinator;
 class StatementUse;
 
-/// Why a save or a store failed, for people who look into it; the program itself runs on.
+/// Why a save or a store failed, for debugging; the program itself runs on.
 struct Error
 {
     QString text;
@@ -38,17 +38,17 @@ struct ChangeSet
         std::vector<Value> values;           ///< all of the object's values after the save
         std::vector<std::int64_t> toOnes;    ///< all of the object's to-one rows after the save
     };
-    std::vector<ObjectId> inserted; ///< ids alone: no other context can know an older state of them
+    std::vector<ObjectId> inserted; ///< ids only: no other context can know an older state of them
     std::vector<Change> updated;
     std::vector<ObjectId> deleted;
-    std::vector<ObjectId> confirmed; ///< what was found to be current (see Context::confirm), changed or not
+    std::vector<ObjectId> confirmed; ///< found to be current (see Context::confirm), changed or not
 
     /// Whether the store stayed as it was.
     bool isEmpty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
 };
 
-/// What happens to an object changed here that changed in the store since it was read. Under either, the properties
-/// that changed here win over the store's, and the others keep what is stored by then.
+/// What happens to an object changed here that has changed in the store since it was read. Under either policy,
+/// properties changed here win over the store's, and the others keep what is stored by then.
 enum class MergePolicy
 {
     Overwrite,           ///< one that was deleted in the store is stored again, as it is here
@@ -70,50 +70,50 @@ public:
 
     /// A new object of the entity, which must exist in the model.
     Object& insert(std::string_view entity);
-    /// Deletes at the next save. Follows the delete rules at once; the object leaves every collection and query now.
+    /// Deletes at the next save. Applies the delete rules at once; the object leaves every collection and query now.
     void remove(Object& object);
 
     /// The objects that match, unsaved changes of this context taken into account.
     std::vector<Object*> fetch(const FetchRequest& request);
-    /// The one that was made first; null: none.
+    /// The one made first; null: none.
     Object* fetchFirst(std::string_view entity, const Predicate& predicate);
-    /// The object of that id, loaded when needed; null when there is none.
+    /// The object with that id, loaded when needed; null when there is none.
     Object* find(ObjectId id);
 
-    /// One object in a scan: some of its values, in the order in which they were asked for. Valid within the call.
+    /// One object in a scan: some of its values, in the order requested. Valid within the call.
     struct Glimpse
     {
         ObjectId id;
         std::span<const Value> attributes;
         std::span<const std::int64_t> toOnes; ///< rows, 0: none
     };
-    /// Shows the objects that match, in the order of their rows, without making objects of those that are not in
-    /// memory: for imports that compare thousands and change few.
+    /// Shows the objects that match, in row order, without making objects of those not in memory: for imports that
+    /// compare thousands and change few.
     void scan(std::string_view entity, const Predicate& predicate, const std::vector<std::string>& attributes,
               const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show);
 
     bool hasChanges() const { return !m_changed.empty(); }
-    /// Another number once any object has changed here, was inserted, deleted or merged: what was made of objects holds
-    /// as long as it is the same.
+    /// Changes whenever an object here is changed, inserted, deleted or merged: anything derived from objects holds
+    /// while it stays the same.
     std::uint64_t revision() const { return m_revision; }
 
-    /// Notes that what is known of the object by now is current, for the next save to report: an import that finds all
-    /// as it was changes nothing.
+    /// Notes that what is known of the object is current, for the next save to report: an import that finds nothing
+    /// changed changes nothing.
     void confirm(const Object& object) { m_confirmed.push_back(object.id()); }
 
-    /// Once this is requested `save` writes nothing any more. Who imports much asks `isStopped` now and then, and ends.
+    /// Once this is requested `save` writes nothing. Long imports poll `isStopped`, and end.
     void setStop(std::stop_token stop) { m_stop = std::move(stop); }
     bool isStopped() const { return m_stop.stop_requested(); }
 
     /// Writes all changes in one transaction, then calls `didSave`. On an error nothing is written and the changes
-    /// stay. Nothing is written when nothing changed.
+    /// stay. Without changes nothing is written.
     tl::expected<void, Error> save();
 
     /// Called after each successful save, on the context's thread; with an empty change set when nothing had changed.
     void setDidSave(std::function<void(std::shared_ptr<const ChangeSet>)> didSave) { m_didSave = std::move(didSave); }
 
-    /// Takes over what another context saved: properties that are unchanged here, new members of collections, and
-    /// deletions. What was deleted is destroyed within the call.
+    /// Merges what another context saved: properties unchanged here, new members of collections, and deletions. Deleted
+    /// objects are destroyed within the call.
     void mergeChanges(const ChangeSet& changes);
 
 private:
@@ -159,7 +159,7 @@ private:
     MergePolicy m_policy;
     std::stop_token m_stop;
     std::unique_ptr<Connection> m_connection;
-    std::unique_ptr<Connection> m_left; ///< to a file that failed; statements of it may still be in use
+    std::unique_ptr<Connection> m_left; ///< to a file that failed; its statements may still be in use
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
     std::uint64_t m_revision = 0;
     std::vector<Object*> m_changed;                 ///< in the order of their first change

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Raised when the tables change in a way that adding what is missing cannot express.
+// Increased when the tables change in a way that adding columns cannot express.
 constexpr int SchemaVersion = 1;
 
 constexpr auto OfOwner = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
@@ -104,7 +104,7 @@ void refuseForeign(SQLite::Database& database, const Model& model)
         throw SQLite::Exception("it was made by another program");
 }
 
-/// Whether the log beside the file, with saves that are not in it yet, stays there when this connection is closed.
+/// Whether the write-ahead log, with saves not yet in the file, stays there when this connection is closed.
 void keepLog(SQLite::Database& database, bool keep)
 {
     sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, static_cast<int>(keep), nullptr);
@@ -115,11 +115,11 @@ bool hasLog(const QString& file)
     return QFileInfo(file + "-wal"_L1).size() > 0;
 }
 
-/// Whether a file that failed so is of no use any more. One that is busy is.
+/// Whether the failure means the file is unusable. A busy one is not.
 bool isFinal(int code)
 {
     switch (code & 0xff) {
-    case SQLITE_ERROR: // its tables are not ours any more
+    case SQLITE_ERROR: // its tables are no longer ours
     case SQLITE_PERM:
     case SQLITE_READONLY:
     case SQLITE_IOERR:
@@ -202,7 +202,7 @@ tl::expected<void, Error> Coordinator::addStore(const QString& file, std::chrono
             keepLog(database, hadLog);
             refuseForeign(database, m_model);
             keepLog(database, false);
-            // Before anything is written. Nobody gets a right here that was taken away.
+            // Before anything is written. Never adds a permission.
             for (const auto& name : {file, file + "-wal"_L1, file + "-shm"_L1})
                 QFile::setPermissions(name, QFile::permissions(name) & OfOwner);
         };
@@ -221,7 +221,7 @@ tl::expected<void, Error> Coordinator::examine(const QString& file) const
 {
     constexpr auto patience = std::chrono::milliseconds(500);
     try {
-        // Not a Connection: that would make the log.
+        // Not a Connection: that would create the log.
         SQLite::Database database(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX,
                                   static_cast<int>(patience.count()));
         keepLog(database, hasLog(file));
@@ -235,7 +235,7 @@ tl::expected<void, Error> Coordinator::examine(const QString& file) const
     return {};
 }
 
-/// Makes or completes the tables, and learns which rows are taken. All or nothing.
+/// Creates or completes the tables, and learns which rows are taken. All or nothing.
 void Coordinator::prepare(SQLite::Database& database)
 {
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
@@ -244,7 +244,7 @@ void Coordinator::prepare(SQLite::Database& database)
         addMissingColumns(database, entity);
         addIndexes(database, entity);
     }
-    // Rows are numbered here, never by SQLite; a number stays taken as long as anything points at it.
+    // Rows are numbered here, never by SQLite; a number stays taken as long as anything refers to it.
     const auto takeUpTo = [&](int index, const std::string& column, const Entity& entity) {
         auto& last = m_lastRow[static_cast<std::size_t>(index)];
         const std::int64_t largest =

@@ -22,10 +22,10 @@ namespace store {
 /// Makes an entity's objects: the class of the same name.
 using ObjectFactory = std::function<std::unique_ptr<Object>()>;
 
-/// Owns the model and the SQLite file that contexts work on. May be shared by contexts of several threads.
+/// Owns the model and the SQLite file that contexts work on. Contexts of several threads may share it.
 ///
-/// Without a file that can be used contexts work on a store in memory, which all of them share and which ends with the
-/// coordinator. A file that fails in the middle is left as it is for one, with all of it that can be read.
+/// Without a usable file contexts work on a store in memory, which all of them share and which ends with the
+/// coordinator. A file that fails while in use is replaced by one, with everything still readable.
 class Coordinator
 {
 public:
@@ -35,9 +35,9 @@ public:
 
     const Model& model() const { return m_model; }
 
-    /// Opens or creates the file (mode 0600, WAL). Tables and columns that the model has and the file has not are
-    /// added, and what is in it stays. A file that another program keeps busy is waited for. Once, before contexts are
-    /// made. After an error the file is as it was: damaged, of another program, of a newer version, not to be written.
+    /// Opens or creates the file (mode 0600, WAL). Tables and columns that the model has and the file lacks are added;
+    /// its content stays. Waits for a file that another program keeps busy. Once, before contexts are made. After an
+    /// error the file is unchanged: damaged, of another program, of a newer version, or not writable.
     tl::expected<void, Error> addStore(const QString& file,
                                        std::chrono::milliseconds patience = std::chrono::seconds(5));
 
@@ -47,11 +47,11 @@ public:
     /// Why contexts work in memory; nothing while they work on the file. Any thread.
     std::optional<Error> failure() const;
 
-    /// Called when the file failed in the middle and some of it may be lost: what no context has in memory is to be
+    /// Called when the file failed while in use and some of it may be lost: what no context has in memory must be
     /// imported again. On the thread that met the failure, within its call. Set before contexts are made.
     void setDidLose(std::function<void()> didLose) { m_didLose = std::move(didLose); }
 
-    /// Gives up what connections that no context uses have cached: some megabytes after a large save. Any thread.
+    /// Frees what connections that no context uses have cached: some megabytes after a large save. Any thread.
     void releaseMemory();
 
 private:
@@ -63,17 +63,17 @@ private:
     std::unique_ptr<Connection> takeConnection();
     void giveBack(std::unique_ptr<Connection> connection);
 
-    /// Whether the connection is one to the file while contexts work in memory by now.
+    /// Whether the connection is to the file although contexts work in memory by now.
     bool hasLeft(const Connection& connection) const;
-    /// True when what failed on this connection is to be done again on another: contexts work in memory by now.
+    /// True when what failed on this connection must be repeated on another: contexts work in memory by now.
     bool leaveFile(Connection* connection, const SQLite::Exception& failure);
     void makeMemory(Connection* salvage);
-    /// Held while a save is written, so that none goes to a file that is being left. Throws when it has been left.
+    /// Held while a save is written, so that none goes to a file being abandoned. Throws when it has been.
     std::shared_lock<std::shared_mutex> beginWriting(const Connection& connection);
 
     Model m_model;
     std::vector<ObjectFactory> m_factories;
-    QString m_file; ///< empty: none that could be used
+    QString m_file; ///< empty: none was usable
     std::chrono::milliseconds m_patience{};
     std::unique_ptr<std::atomic<std::int64_t>[]> m_lastRow;
     std::function<void()> m_didLose;

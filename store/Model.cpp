@@ -38,7 +38,7 @@ std::vector<std::string> strings(const QJsonArray& texts)
     return strings;
 }
 
-/// All but where its relationships lead, which may be to an entity further on.
+/// All but the destinations of its relationships, which may be entities further on.
 std::optional<Entity> readEntity(const QJsonObject& description, int index)
 {
     Entity entity;
@@ -80,7 +80,7 @@ std::optional<Entity> readEntity(const QJsonObject& description, int index)
     return entity;
 }
 
-/// Where the relationship leads; false where that is nowhere.
+/// The relationship's destination; false when there is none.
 bool connect(Relationship& relationship, const QJsonObject& description, const Model& model)
 {
     const Entity* destination = model.entity(description["to"_L1].toString().toStdString());

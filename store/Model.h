@@ -19,7 +19,7 @@ struct Attribute
 
 enum class DeleteRule
 {
-    Nullify, ///< what pointed at the deleted object points at nothing
+    Nullify, ///< what referred to the deleted object refers to nothing
     Cascade, ///< what this relationship leads to is deleted too
 };
 
@@ -32,8 +32,8 @@ struct Relationship
     DeleteRule deleteRule = DeleteRule::Nullify;
 };
 
-/// A query that belongs to an object and is never stored: the members of one of its to-many relationships that have
-/// one attribute at one value.
+/// A query that belongs to an object and is never stored: the members of one of its to-many relationships with a given
+/// value of one attribute.
 struct FetchedProperty
 {
     std::string name;

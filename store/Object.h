@@ -10,7 +10,7 @@ namespace store {
 
 class Context;
 
-/// One object of a context: a row of the store with the changes made to it here and not yet saved.
+/// One object of a context: a row of the store with the unsaved changes made to it here.
 ///
 /// Owned by its context, which has at most one instance per row; never kept beyond the call that got it (see Ref).
 /// Used on its context's thread only.
@@ -23,8 +23,8 @@ public:
     const Entity& entity() const { return *m_entity; }
     Context& context() const { return *m_context; }
 
-    /// Stays the same for the object's life, save when a save found that another context had stored the same unique
-    /// key first: then the object takes that row's id.
+    /// Constant for the object's life, unless a save finds that another context stored the same unique key first: then
+    /// the object takes over that row's id.
     ObjectId id() const { return {m_entity->index, m_row}; }
 
     bool isInserted() const { return m_state == State::Inserted; }
@@ -32,25 +32,25 @@ public:
 
     /// The attribute's value. The name must be one of the entity's.
     const Value& value(std::string_view attribute) const;
-    /// Marks the object changed when the value differs. Equal numbers of different kinds do not differ. A null QString
+    /// Marks the object changed when the value differs. Equal numbers of different types do not differ. A null QString
     /// and an invalid QDateTime store null.
     void setValue(std::string_view attribute, Value value);
 
-    // The value in one form; the form's empty value when it is null or of another form.
+    // The value as one type; that type's empty value when it is null or of another type.
     QString string(std::string_view attribute) const; ///< a null QString when null
     bool boolean(std::string_view attribute) const;
     double number(std::string_view attribute) const;
     std::int64_t integer(std::string_view attribute) const;
     QDateTime date(std::string_view attribute) const; ///< an invalid one when null
 
-    /// The object a to-one relationship leads to, loaded when needed; null: none.
+    /// The destination of a to-one relationship, loaded when needed; null: none.
     Object* toOne(std::string_view relationship) const;
-    /// Keeps the inverse: the collections of the old and the new destination follow at once.
+    /// Maintains the inverse: the collections of the old and the new destination are updated at once.
     void setToOne(std::string_view relationship, Object* destination);
     /// The id alone, without loading the destination.
     ObjectId toOneId(std::string_view relationship) const;
 
-    /// The members of a to-many relationship, in no promised order, as a snapshot.
+    /// The members of a to-many relationship, in no guaranteed order, as a snapshot.
     std::vector<Object*> toMany(std::string_view relationship) const;
 
     /// The members that a fetched property of the entity selects now.
@@ -84,7 +84,7 @@ private:
     mutable std::shared_ptr<Object*> m_handle;
 };
 
-/// Holds an object across events: empty once the object is deleted, merged away or its context is gone.
+/// Holds an object across events: empty once the object is deleted or merged away, or its context is gone.
 template <class T>
 class Ref
 {

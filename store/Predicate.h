@@ -9,11 +9,11 @@ namespace store {
 
 class Object;
 
-/// One condition: what a key path leads to, compared with a value or an object.
+/// One condition: compares what a key path leads to with a value or an object.
 ///
 /// A key path is an attribute, a to-one relationship, or a to-one relationship and an attribute of its destination
-/// ("project.idString"). Equal to null finds what is null, NotEqual to null what is not; NotEqual to anything else
-/// holds for what is null; the orders fail on a null.
+/// ("project.idString"). Equal to null matches null, NotEqual to null anything else; NotEqual to another value matches
+/// null too; the order operators never match null.
 struct Condition
 {
     enum class Operator
@@ -28,12 +28,12 @@ struct Condition
     std::string keyPath;
     Operator op = Operator::Equal;
     Value value;
-    /// For a key path that ends in a relationship, in place of `value`; null matches what leads nowhere.
+    /// For a key path that ends in a relationship, in place of `value`; null matches no destination.
     const Object* object = nullptr;
     bool comparesObject = false;
 };
 
-/// All of its conditions. An empty predicate holds for every object.
+/// Requires all of its conditions. An empty predicate matches every object.
 ///
 /// `where("company", company) && where("idString", Condition::Operator::NotEqual, u"newEntry"_s)`
 class Predicate
@@ -59,10 +59,10 @@ Predicate where(std::string keyPath, Condition::Operator op, const Value& value)
 Predicate where(std::string keyPath, const Value& value);
 Predicate where(std::string keyPath, const Object* object);
 
-/// What the key path leads to from the object; null where it leads nowhere.
+/// The value the key path leads to from the object; null where there is none.
 Value valueAt(const Object& object, const std::string& keyPath);
 
-/// Whether the predicate holds for the object as it is in memory.
+/// Whether the predicate matches the object as it is in memory.
 bool matches(const Object& object, const Predicate& predicate);
 
 struct SortKey
@@ -71,7 +71,7 @@ struct SortKey
     bool ascending = true; ///< null comes first when ascending; strings compare by code point
 };
 
-/// What to look for. What the sort keys leave equal comes in the order in which it was made.
+/// What to look for. Objects with equal sort keys come in the order in which they were made.
 struct FetchRequest
 {
     std::string entity;

@@ -10,16 +10,16 @@ namespace store {
 
 /// A fetch request as one SELECT with bound values.
 ///
-/// Columns are those of `columnList`. Key paths through a relationship become left joins, so that what leads nowhere
+/// Columns are those of `columnList`. Key paths through a relationship become left joins, so that a missing destination
 /// compares as null.
 class SqlQuery
 {
 public:
-    /// `predicate` may have fewer conditions than the request: what the store cannot answer alone is looked at in
+    /// `predicate` may have fewer conditions than the request: those the store cannot evaluate alone are checked in
     /// memory. `limit` 0: everything.
     SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
              std::size_t limit);
-    /// The row and these columns alone, in the order of the rows.
+    /// The row and these columns only, in row order.
     SqlQuery(const Model& model, const Entity& entity, const Predicate& predicate,
              const std::vector<std::string>& columns);
 
@@ -27,7 +27,7 @@ public:
     void bindTo(SQLite::Statement& statement);
 
 private:
-    /// What follows the columns, up to the order.
+    /// Everything after the columns, up to the order.
     std::string conditions(const Predicate& predicate);
     std::string column(const std::string& keyPath);
 

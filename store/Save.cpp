@@ -13,7 +13,7 @@ tl::expected<void, Error> Context::Save::write()
 {
     const auto writing = m_context.m_coordinator->beginWriting(m_connection);
     SQLite::Transaction transaction(m_connection.database(), SQLite::TransactionBehavior::IMMEDIATE);
-    // Entities stand in the model so that what is pointed at comes first; rows taken over are then known in time.
+    // The model lists entities after those they refer to; merged rows are then known in time.
     std::vector<Object*> ordered = m_context.m_changed;
     std::stable_sort(ordered.begin(), ordered.end(), [](const Object* left, const Object* right) {
         return left->m_entity->index < right->m_entity->index;
@@ -29,7 +29,7 @@ tl::expected<void, Error> Context::Save::write()
         }
         return true;
     };
-    // Deletions first: what is inserted may have the key of what goes.
+    // Deletions first: an inserted object may have the key of a deleted one.
     if (!each(Object::State::Deleted, &Save::deleteRow) || !each(Object::State::Inserted, &Save::insertRow) ||
         !each(Object::State::Updated, &Save::updateRow))
         return tl::unexpected(Error{QStringLiteral("stopped")});
@@ -37,7 +37,7 @@ tl::expected<void, Error> Context::Save::write()
     return {};
 }
 
-/// New rows that lead to one that is gone would stay in the file for ever: they belong to nothing, yet queries by an id
+/// New rows that refer to a deleted one would stay in the file for ever: they belong to nothing, yet queries by an id
 /// alone would find them.
 bool Context::Save::destinationsAreStored(const std::vector<Object*>& changed)
 {
@@ -159,8 +159,8 @@ void Context::Save::insertRow(Object& object)
 {
     if (tryInsert(object))
         return;
-    // Another context stored an object of the same key since this one was made. They are one: what was set here goes
-    // into the row that was first.
+    // Another context has stored an object with the same key since this one was made. They are one: what was set here
+    // goes into the first one's row.
     const std::int64_t first = rowWithSameKey(object);
     if (first == 0)
         throw SQLite::Exception("a row was refused");
@@ -194,7 +194,7 @@ void Context::Save::takeOverRows()
         const auto [entity, row] = key;
         const auto entry = m_context.m_objects.find({entity, row});
         if (m_context.registered({entity, first})) {
-            // Both are in memory: the later one goes, and what pointed at it points at the first.
+            // Both are in memory: the later one goes, and references to it move to the first.
             m_context.drop(*entry->second);
             continue;
         }

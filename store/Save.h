@@ -7,7 +7,7 @@
 
 namespace store {
 
-/// One save of a context: writes its changes in a transaction, then brings the context up to what was written.
+/// One save of a context: writes its changes in a transaction, then updates the context to match.
 class Context::Save
 {
 public:
@@ -35,7 +35,7 @@ private:
     Context& m_context;
     Connection& m_connection;
     std::vector<std::string> m_buffers;
-    std::map<std::pair<int, std::int64_t>, std::int64_t> m_takenOver; ///< (entity, new row) → the row that was first
+    std::map<std::pair<int, std::int64_t>, std::int64_t> m_takenOver; ///< (entity, new row) → the first object's row
     std::vector<Object*> m_lost;                                      ///< deleted in the store meanwhile
 };
 

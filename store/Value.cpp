@@ -6,7 +6,7 @@ namespace store {
 
 namespace {
 
-// The order of SQLite's binary collation on UTF-8, which is that of code points; UTF-16 units alone would put
+// The order of SQLite's binary collation on UTF-8, which is that of code points; comparing UTF-16 units would put
 // characters beyond the basic plane before some within it.
 int compareTexts(const QString& left, const QString& right)
 {

@@ -9,8 +9,8 @@
 
 namespace store {
 
-/// What an attribute holds: nothing, a truth value, an integer, a floating-point number, a string or a moment.
-/// Moments are kept to the millisecond, in UTC.
+/// What an attribute holds: nothing, a Boolean, an integer, a floating-point number, a string or a moment. Moments are
+/// kept to the millisecond, in UTC.
 using Value = std::variant<std::monostate, bool, std::int64_t, double, QString, QDateTime>;
 
 inline bool isNull(const Value& value)
@@ -18,7 +18,7 @@ inline bool isNull(const Value& value)
     return value.index() == 0;
 }
 
-/// The kinds of value that an attribute can have.
+/// The types of value that an attribute can have.
 enum class AttributeType
 {
     Boolean,
@@ -28,17 +28,17 @@ enum class AttributeType
     Date,
 };
 
-/// The value in the attribute's own form; null when it has none there.
+/// The value converted to the attribute's type; null when impossible.
 Value normalized(Value value, AttributeType type);
 
-/// Negative, zero or positive; empty when either is null or they are of kinds that have no common order.
+/// Negative, zero or positive; empty when either is null or their types have no common order.
 std::optional<int> compare(const Value& left, const Value& right);
 
 /// For sorting: null before everything.
 int order(const Value& left, const Value& right);
 
-/// Which row of which entity an object stands for. Rows are numbered when an object is inserted, not when it is
-/// saved, so an id never changes (but see Object::id).
+/// Which row of which entity an object stands for. Rows are numbered when an object is inserted, not when it is saved,
+/// so an id never changes (but see Object::id).
 struct ObjectId
 {
     int entity = -1;

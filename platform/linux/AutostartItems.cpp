@@ -133,7 +133,7 @@ QString AutostartItems::path(const QString& name) const
 
 bool AutostartItems::insert(const QString& program, const QStringList& arguments)
 {
-    // Started twice, the program would take the second start for a wish to see its window.
+    // Listed twice, the program would take the second start for a request to show its window.
     for (const Item& item : snapshot().value_or(std::vector<Item>())) {
         const Entry entry = read(path(item.name));
         if (item.name != Ours && !entry.switchedOff && platform::program(entry) == program)
@@ -147,7 +147,7 @@ bool AutostartItems::insert(const QString& program, const QStringList& arguments
     QSaveFile file(path(Ours));
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    // What it says is started: nobody else may write it, whatever the umask.
+    // Its content is executed: nobody else may write it, whatever the umask.
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
     file.write(u"[Desktop Entry]\n"
                "Type=Application\n"

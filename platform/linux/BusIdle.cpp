@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Asked on the main thread: whoever needs longer to say a number counts as absent.
+// Called on the main thread: a service that takes longer to return a number counts as absent.
 constexpr int LongestWaitMs = 250;
 
 } // namespace
@@ -40,7 +40,7 @@ std::optional<std::chrono::milliseconds> BusIdle::idleTime()
         return std::nullopt;
     bool isNumber = false;
     const qulonglong number = reply.arguments().constFirst().toULongLong(&isNumber);
-    // One that is too large becomes a negative time, which nobody believes.
+    // One that is too large becomes a negative time, which is rejected.
     return isNumber ? std::optional(std::chrono::milliseconds(static_cast<qint64>(number))) : std::nullopt;
 }
 

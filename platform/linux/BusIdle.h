@@ -6,14 +6,14 @@
 
 namespace platform {
 
-/// Idle time as a service on the session bus tells it when asked, in milliseconds.
+/// Idle time in milliseconds, from a service on the session bus.
 class BusIdle final : public SystemIdle
 {
 public:
     /// GNOME's: `org.gnome.Mutter.IdleMonitor`, of all input devices.
     static BusIdle mutter();
-    /// `org.freedesktop.ScreenSaver`. Some programs behind that name count in seconds, or tell how long the screen has
-    /// been dark: doubt it.
+    /// `org.freedesktop.ScreenSaver`. Some implementations count in seconds, or report how long the screen has been
+    /// dark: do not trust it blindly.
     static BusIdle screenSaver();
 
     std::optional<std::chrono::milliseconds> idleTime() override;

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-/// What the program gives its status item, whichever carrier it is in.
+/// The status item's content, whichever carrier it is in.
 struct ItemContent
 {
     QWidget* view = nullptr; ///< not owned
@@ -15,8 +15,8 @@ struct ItemContent
     StatusItem::StandIn standIn;
 };
 
-/// One of the places that a desktop may have for the status item. It is made when the item goes there, with all that it
-/// shows, and made anew for another view or stand-in. It must not be destroyed from within its own call.
+/// One of the places that a desktop may have for the status item. Made with its whole content when the item moves
+/// there, and remade for another view or stand-in. It must not be destroyed from within its own call.
 class Carrier
 {
 public:
@@ -25,7 +25,7 @@ public:
 
     virtual ~Carrier() = default;
 
-    /// Shows what has changed, view and stand-in excepted.
+    /// Shows what has changed, except view and stand-in.
     virtual void setContent(const ItemContent& content) = 0;
 
     // As in StatusItem.

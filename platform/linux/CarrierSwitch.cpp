@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A panel that starts anew is away for a moment, and one that comes up offers one place after the other.
+// A restarting panel is away for a moment, and one that comes up offers one place after another.
 constexpr auto Settling = 1s;
 
 } // namespace
@@ -103,7 +103,7 @@ void CarrierSwitch::trayChanged()
 void CarrierSwitch::hostChanged()
 {
     m_hostRefused = false;
-    // At the start nothing is under way that could settle.
+    // At the start nothing is pending that could settle.
     if (std::exchange(m_hostKnown, true))
         decideSettled();
     else

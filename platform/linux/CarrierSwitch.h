@@ -11,9 +11,9 @@
 namespace platform {
 
 /// The status item wherever this desktop has a place for it at the moment: the view docked in a panel, else an item
-/// that the desktop draws, else the floating strip. It changes over while the program runs, when panels come and go.
+/// that the desktop draws, else the floating strip. It switches at run time, as panels come and go.
 ///
-/// Docked or in the strip it is there at once. The session bus is not asked before the stand-in is given.
+/// The dock and the strip are available at once. The session bus is not asked before the stand-in is given.
 class CarrierSwitch final : public StatusItem
 {
 public:

@@ -9,7 +9,7 @@
 /// What our adapters on a bus share.
 namespace platform {
 
-/// A structure on the bus. `members()` has pointers to what it consists of, in the order of the protocol.
+/// A structure on the bus. `members()` returns pointers to its members, in the order of the protocol.
 template <class T>
 concept BusStructure = requires
 {
@@ -34,7 +34,7 @@ const QDBusArgument& operator>>(const QDBusArgument& in, T& structure)
     return in;
 }
 
-/// Calls `done` with the call when its answer is there, unless `context` has gone by then.
+/// Calls `done` with the call when it has been answered, unless `context` is gone by then.
 template <class Done>
 void whenAnswered(const QDBusPendingCall& call, QObject* context, Done done)
 {

@@ -58,7 +58,7 @@ QRect onScreen(QRect rect)
     return rect;
 }
 
-/// On Wayland the compositor places windows, and tells nobody where.
+/// On Wayland the compositor places windows, and does not report where.
 bool isPlacedByUs()
 {
     return !QGuiApplication::platformName().startsWith("wayland"_L1);
@@ -70,7 +70,7 @@ bool growsToTheLeft(const QRect& rect)
     return screen && rect.center().x() > screen->geometry().center().x();
 }
 
-/// Of another width; the side that is nearer to an edge of the screen stays.
+/// Changes the width; the side nearer to an edge of the screen stays.
 QRect resized(QRect rect, int width)
 {
     if (growsToTheLeft(rect))
@@ -211,7 +211,7 @@ void FloatingStrip::paintEvent(QPaintEvent* event)
     body.setColorAt(0, QColor(0x5a, 0x5e, 0x65, alpha));
     body.setColorAt(0.5, QColor(0x47, 0x4b, 0x51, alpha));
     body.setColorAt(1, QColor(0x3a, 0x3d, 0x43, alpha));
-    // The steps of a mask show whatever is behind the round corners: let it be more of the same.
+    // The steps of a mask show whatever is behind the round corners: paint more of the same there.
     if (!m_composited)
         painter.fillRect(rect(), body);
     painter.setBrush(body);
@@ -237,7 +237,7 @@ void FloatingStrip::paintEvent(QPaintEvent* event)
         }
     }
 
-    // All of it is drawn anew when a compositor comes or goes, the view alone when only its face changes.
+    // Everything is redrawn when a compositor comes or goes, only the view when just its face changes.
     if (event->region().contains(QPoint(1, height() / 2)))
         QMetaObject::invokeMethod(this, &FloatingStrip::lookForCompositor, Qt::QueuedConnection);
 }
@@ -251,8 +251,8 @@ void FloatingStrip::moveEvent(QMoveEvent* event)
 {
     if (!isVisible() || !m_placed || event->pos() == *m_placed)
         return;
-    // While it comes up, window managers try places for it and report positions of windows not yet framed. Those are
-    // nobody's wish.
+    // While it comes up, window managers try positions for it and report those of windows not yet framed. The person
+    // chose none of them.
     if (!m_grabbed && m_shown.elapsed() < SettlingMs)
         return;
     m_placed = event->pos();

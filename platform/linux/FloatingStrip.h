@@ -14,9 +14,8 @@ namespace platform {
 
 /// The status item as a small window that floats above all others, for desktops whose bar takes no views.
 ///
-/// It is carried about by its grip and stays where it was put, also in later runs (`Strip/geometry` in
-/// `Quillon/State.conf` in the person's configuration folder). On Wayland the compositor places it, and it is a window
-/// like any other.
+/// It is dragged by its grip and stays where it was put, also in later runs (`Strip/geometry` in `Quillon/State.conf`
+/// in the person's configuration folder). On Wayland the compositor places it, and it is an ordinary window.
 class FloatingStrip final : public ViewCarrier
 {
 public:

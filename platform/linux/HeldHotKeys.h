@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// Keeps the book of registrations, for ways that need no more for each one than its key.
+/// Keeps track of registrations, for implementations that need only the key of each.
 class HeldHotKeys : public HotKeys
 {
 public:

@@ -18,7 +18,7 @@ bool isOrdinary(const QWidget& window)
     return window.windowType() == Qt::Window || window.windowType() == Qt::Dialog;
 }
 
-/// Leaves each window that opens out of the task bar.
+/// Keeps each window that opens out of the task bar.
 class LeftOut final : public QObject
 {
     bool eventFilter(QObject* watched, QEvent* event) override
@@ -59,14 +59,14 @@ void LinuxDesktop::activate(QWidget& window)
     open.removeIf([](const QWidget* each) {
         return !isOrdinary(*each) || !each->isVisible() || (each->windowFlags() & Qt::WindowDoesNotAcceptFocus);
     });
-    // Qt has them in no order.
+    // Qt's list of them has no order.
     const std::vector<std::uint32_t> stack = x11::stack();
     std::ranges::sort(open, {}, [&](const QWidget* each) {
         return std::ranges::find(stack, static_cast<std::uint32_t>(each->internalWinId())) - stack.begin();
     });
     for (QWidget* each : open)
         each->raise();
-    // No other one is activated on the way: the window manager may take its time with each wish.
+    // No other one is activated on the way: the window manager may take its time with each request.
     window.raise();
     QWidget* const question = QApplication::activeModalWidget();
     if (question && question != &window) {

@@ -35,7 +35,7 @@ LogindSleepMonitor::LogindSleepMonitor()
     m_manager.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
     m_manager.addWatchedService(Service);
     connect(&m_manager, &QDBusServiceWatcher::serviceRegistered, this, [this] {
-        // One that was started anew tells nobody of the end of a sleep that it has not seen begin.
+        // After a restart it does not report the end of a sleep that it did not see begin.
         if (m_asleep)
             prepareForSleep(false);
         else
@@ -72,7 +72,8 @@ void LogindSleepMonitor::takeLock()
     call << u"sleep"_s << u"Quillon"_s << tr("Notes the running timer") << u"delay"_s;
     whenAnswered(QDBusConnection::systemBus().asyncCall(call), this, [this](const QDBusPendingCall& answer) {
         const QDBusPendingReply<QDBusUnixFileDescriptor> reply = answer;
-        // Refused or absent: the timer is noted all the same, in the time there is. Too late: nobody may wait for it.
+        // Refused or absent: the timer is noted all the same, in the time there is. Too late: there is no waiting any
+        // more.
         if (reply.isValid() && m_goingToSleep && !m_asleep)
             m_lock = reply.value();
     });

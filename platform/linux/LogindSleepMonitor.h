@@ -8,10 +8,11 @@
 
 namespace platform {
 
-/// The login manager's word (`org.freedesktop.login1.Manager`: PrepareForSleep, and a delay lock from Inhibit).
+/// Sleep as the login manager reports it (`org.freedesktop.login1.Manager`: PrepareForSleep, and a delay lock from
+/// Inhibit).
 ///
-/// The lock is held while the machine is awake, and let go only after the watcher has been called. Silent where there
-/// is no login manager; taken again when it was started anew.
+/// The lock is held while the machine is awake, and released only after the watcher has been called. Silent where there
+/// is no login manager; taken again when it restarts.
 class LogindSleepMonitor final : public QObject, public SleepMonitor
 {
     Q_OBJECT

@@ -11,8 +11,8 @@ namespace {
 
 constexpr qsizetype LongestPiece = 2000;
 
-/// The text with a line break at least every few thousand characters, in place of a blank where there is one. A
-/// paragraph is laid out whole, however little of it is in sight.
+/// The string with a line break at least every few thousand characters, at a space where there is one. Qt lays out a
+/// whole paragraph, however little of it is visible.
 QString inPieces(const QString& text)
 {
     QString pieces;

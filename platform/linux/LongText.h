@@ -4,16 +4,16 @@
 
 namespace platform {
 
-/// A text that is too long for its window: read by scrolling, with the keys as well, and selected. Shows all of it at
-/// once, be it megabytes.
+/// Text that is too long for its window: it scrolls, by keyboard too, and can be selected. Takes all of it at once,
+/// even megabytes.
 class LongText final : public QPlainTextEdit
 {
 public:
     /// `width` in points.
     LongText(int width, QWidget* parent);
 
-    /// Takes as much height as the text needs, and leaves most of the screen for the rest of the window. The same text
-    /// again changes nothing: the person may be in the middle of it.
+    /// Grows as high as the text needs, but leaves most of the screen for the rest of the window. Setting the same text
+    /// again changes nothing: the person may be reading it.
     void setText(const QString& text);
 
 private:

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int Root = 0;
 
-/// Qt marks the letter of a mnemonic with "&", the bus with "_"; doubled they stand for themselves.
+/// Qt marks a mnemonic with "&", the bus with "_"; doubled, each stands for itself.
 QString label(const QString& text)
 {
     QString out;
@@ -75,7 +75,7 @@ QVariantMap propertiesOf(const QAction& action)
     return properties;
 }
 
-/// Those that were asked for; no names: all.
+/// Those requested; no names: all.
 QVariantMap chosen(QVariantMap properties, const QStringList& names)
 {
     if (!names.isEmpty())
@@ -121,7 +121,7 @@ int MenuExport::idOf(QAction* action)
 
 QAction* MenuExport::actionOf(int id) const
 {
-    // An item that was taken out of the menu meanwhile is none.
+    // An item that has since been removed from the menu does not exist.
     if (!m_menu || id < 1 || id > static_cast<int>(m_actions.size()))
         return nullptr;
     QAction* action = m_actions[static_cast<std::size_t>(id - 1)];
@@ -178,7 +178,7 @@ void MenuExport::Event(int id, const QString& eventId, const QDBusVariant& /*dat
     if (eventId != "clicked"_L1)
         return;
     QAction* action = actionOf(id);
-    // The desktop gets its answer first. What it shows may be older than what the menu says now.
+    // The desktop gets its answer first. What it shows may be older than the menu is now.
     if (action && action->isEnabled() && action->isVisible() && !action->isSeparator())
         QMetaObject::invokeMethod(action, &QAction::trigger, Qt::QueuedConnection);
 }
@@ -228,7 +228,7 @@ void MenuExport::announce()
     const std::vector<MenuItem> before = std::exchange(m_announced, items());
     if (!std::ranges::equal(before, m_announced, {}, &MenuItem::id, &MenuItem::id))
         emit LayoutUpdated(++m_revision, Root);
-    // Of items that stay, also when the layout is another: desktops read only the new ones anew.
+    // Of items that stay, even when the layout differs: desktops reload only the new ones.
     QList<MenuItem> updated;
     QList<MenuItemKeys> removed;
     for (const MenuItem& item : m_announced) {

@@ -54,7 +54,7 @@ struct MenuEvent
 
 /// A flat menu for desktops that draw it themselves, in their own place and style: `com.canonical.dbusmenu`.
 ///
-/// Says on the bus what changed, once per turn of the event loop and only when something did. Main thread only.
+/// Announces changes on the bus, once per turn of the event loop and only when there are any. Main thread only.
 class MenuExport final : public QObject
 {
     Q_OBJECT
@@ -64,8 +64,8 @@ class MenuExport final : public QObject
     Q_PROPERTY(QString TextDirection READ textDirection)
     Q_PROPERTY(QStringList IconThemePath READ iconThemePath)
 public:
-    /// `menu` is not owned; when it goes, the menu on the bus is empty. To be registered with all slots, signals and
-    /// properties.
+    /// `menu` is not owned; when it is destroyed, the menu on the bus is empty. To be registered with all slots,
+    /// signals and properties.
     explicit MenuExport(QMenu& menu);
 
     uint version() const { return 3; }

@@ -22,14 +22,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A line of text as long as reads well.
+// The longest line that still reads well.
 constexpr int TextWidth = 340;
 constexpr int IconSize = 64;
 constexpr QPoint BesideOffset(48, 64);
 // Qt's names for them
 constexpr QLatin1StringView Title("qt_msgbox_label");
 constexpr QLatin1StringView InformativeText("qt_msgbox_informativelabel");
-// Somebody who clicks goes on for about as long before they see that something else has come up, and who types longer.
+// People go on clicking for about this long before they see that something has come up, and typing for longer.
 constexpr TimeSource::Duration Instant{700};
 constexpr TimeSource::Duration Sentence{2000};
 
@@ -38,7 +38,7 @@ QLabel* label(const QMessageBox& box, QLatin1StringView name)
     return box.findChild<QLabel*>(name);
 }
 
-/// The highest window of this program that stays on top of others and takes the keyboard. Null: none is shown.
+/// The program's topmost window that stays on top of others and takes the keyboard. Null: none is shown.
 QWindow* windowOnTop()
 {
     static constexpr Qt::WindowFlags flags = Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
@@ -57,7 +57,7 @@ QWindow* windowOnTop()
 /// Whether the text can stand in the box as it is, every line of it.
 bool fits(const QString& text, const QMessageBox& box)
 {
-    constexpr qsizetype longest = 2000; // what is longer need not be measured
+    constexpr qsizetype longest = 2000; // longer text need not be measured
     if (text.size() > longest)
         return false;
     const QSize size = box.fontMetrics().boundingRect({0, 0, TextWidth, 0}, Qt::TextWordWrap, text).size();
@@ -77,7 +77,7 @@ void putText(QMessageBox& box, const QString& text)
         longText = new LongText(TextWidth, &box);
     longText->setAccessibleName(box.text());
     longText->setText(text);
-    // Below the title; the box has just made its layout anew.
+    // Below the title; the box has just rebuilt its layout.
     if (auto* grid = qobject_cast<QGridLayout*>(box.layout()))
         grid->addWidget(longText, 1, grid->columnCount() - 1);
     longText->show();
@@ -133,7 +133,7 @@ void MessageBoxAlerts::openNext()
 {
     const auto asked = std::ranges::find(m_alerts, false, [](const Shown& shown) { return shown.alert.unasked; });
     if (asked != m_alerts.end()) {
-        // It blocks everything: below it no other one could be answered.
+        // It blocks everything: an alert below it could not be answered.
         if (!asked->box)
             open(*asked);
         return;
@@ -163,7 +163,7 @@ void MessageBoxAlerts::open(Shown& shown)
         shown.buttons.append(box.addButton(texts[i], role));
     }
     box.setDefaultButton(static_cast<QPushButton*>(shown.buttons.first()));
-    // Without one, a box with several buttons of no reject role can neither be closed nor left by a quit.
+    // Without one, a box with several buttons, none of reject role, can be neither closed nor left by a quit.
     box.setEscapeButton(shown.buttons[escapeButton(shown)]);
     if (QLabel* title = label(box, Title)) {
         QFont font = title->font();
@@ -173,7 +173,7 @@ void MessageBoxAlerts::open(Shown& shown)
     putTexts(shown);
 
     connect(&box, &QDialog::finished, this, [this, &shown] {
-        // A closed box names its button too late to be seen here.
+        // A closed box names its button too late for this handler.
         const auto clicked = static_cast<int>(shown.buttons.indexOf(shown.box->clickedButton()));
         end(shown, clicked >= 0 ? clicked : escapeButton(shown));
     });
@@ -183,7 +183,7 @@ void MessageBoxAlerts::open(Shown& shown)
         const auto now = m_time.uptime().total;
         shown.clicksFrom = now + Instant;
         shown.keysFrom = now + Sentence;
-        // Beside those that are there already, as far as there is room: their buttons stay in sight.
+        // Next to the existing buttons, as far as there is room: they stay visible.
         for (const Shown& other : m_alerts) {
             if (!other.box || &other == &shown)
                 continue;
@@ -194,7 +194,7 @@ void MessageBoxAlerts::open(Shown& shown)
                 box.move(corner);
         }
     } else if (QWindow* onTop = windowOnTop()) {
-        // Else that one would lie over the alert, blocked by it.
+        // Otherwise that one would cover the alert while blocked by it.
         box.winId();
         box.windowHandle()->setTransientParent(onTop);
     }
@@ -217,7 +217,7 @@ void MessageBoxAlerts::putTexts(const Shown& shown)
     if (QLabel* title = label(box, Title))
         title->setMinimumWidth(std::max(TextWidth, title->sizeHint().width()));
     putText(box, alert.text);
-    // What comes from the service is no markup.
+    // Text from the service is not markup.
     for (const auto& name : {Title, InformativeText}) {
         if (QLabel* text = label(box, name)) {
             text->setTextFormat(Qt::PlainText);
@@ -252,8 +252,8 @@ bool MessageBoxAlerts::isTooEarly(Shown& shown, const QEvent& event) const
     const auto now = m_time.uptime().total;
     switch (event.type()) {
     case QEvent::WindowActivate:
-        // Right after it came up: the desktop's doing. Later: the person's, who may be typing as the window that they
-        // typed into goes away.
+        // Right after it came up this is the desktop's doing; later it is the person's, who may be typing just as their
+        // window closes.
         shown.noticed = shown.noticed || now >= shown.clicksFrom;
         shown.keysFrom = std::max(shown.keysFrom, now + Instant);
         return false;
@@ -261,7 +261,7 @@ bool MessageBoxAlerts::isTooEarly(Shown& shown, const QEvent& event) const
         shown.noticed = shown.noticed || now >= shown.clicksFrom;
         return now < shown.clicksFrom;
     case QEvent::KeyPress: {
-        // The first one may be there to wake the screen.
+        // The first one may only be meant to wake the screen.
         const bool meant = shown.noticed && now >= shown.keysFrom;
         if (!meant)
             shown.keysFrom = std::max(shown.keysFrom, now + Instant);

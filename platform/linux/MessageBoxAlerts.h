@@ -12,8 +12,8 @@
 
 namespace platform {
 
-/// Alerts as message boxes: application-modal and one at a time, but for those that nobody asked for. A quit takes them
-/// down unanswered.
+/// Alerts as message boxes: application-modal and one at a time, except unrequested ones. A quit closes them
+/// unanswered.
 class MessageBoxAlerts final : public QObject, public AlertPresenter
 {
 public:
@@ -29,18 +29,18 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    /// An alert that is open or waits.
+    /// An alert that is open or queued.
     struct Shown
     {
         AlertId id;
         Alert alert;
         std::function<void(int)> done;
-        std::unique_ptr<QMessageBox> box = {}; ///< null: it waits
+        std::unique_ptr<QMessageBox> box = {}; ///< null: queued
         QList<QAbstractButton*> buttons = {};
-        // Uptime from which on presses count, in one that nobody asked for.
+        // Uptime from which presses count, for an unrequested alert.
         TimeSource::Duration clicksFrom{};
         TimeSource::Duration keysFrom{};
-        bool noticed = false; ///< the person is at it
+        bool noticed = false; ///< the person has turned to it
     };
 
     void openNext();
@@ -48,7 +48,7 @@ private:
     static void putTexts(const Shown& shown);
     void end(const Shown& shown, int button);
     static int escapeButton(const Shown& shown);
-    /// Whether the event comes too early to be meant for an alert that nobody asked for.
+    /// Whether the event comes too early to be meant for an unrequested alert.
     bool isTooEarly(Shown& shown, const QEvent& event) const;
     void dropAll();
 

@@ -13,10 +13,10 @@ namespace platform {
 
 namespace {
 
-/// GIO ends a process whose system bus goes away. This one has a timer to show, and no need of that bus but here.
+/// GIO ends a process whose system bus goes away. This one is timing, and needs that bus only here.
 void outliveSystemBus(GNetworkMonitor* monitor)
 {
-    // The other monitors do not use that bus, and this is no reason to connect to it.
+    // The other monitors do not use that bus, so do not connect to it for them.
     if (QLatin1StringView(G_OBJECT_TYPE_NAME(monitor)) != QLatin1StringView("GNetworkMonitorNM"))
         return;
     // The connection that the monitor holds, too.

@@ -18,14 +18,14 @@ QDBusMessage questionForHost()
     QDBusMessage call = QDBusMessage::createMethodCall(StatusNotifierWatcher, StatusNotifierWatcherPath,
                                                        u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     call << QString(StatusNotifierWatcher) << u"IsStatusNotifierHostRegistered"_s;
-    // The watcher belongs to a panel that runs, or to none: nothing is started for it.
+    // The watcher belongs to a running panel or does not exist: do not start one.
     call.setAutoStartService(false);
     return call;
 }
 
 bool tellsOfHost(const QDBusReply<QDBusVariant>& reply)
 {
-    // A watcher that does not know the property shows items all the same.
+    // A watcher that does not know the property still shows items.
     const QDBusError::ErrorType error = reply.error().type();
     const bool unknown = error == QDBusError::UnknownProperty || error == QDBusError::UnknownInterface ||
                          error == QDBusError::UnknownMethod || error == QDBusError::InvalidArgs;

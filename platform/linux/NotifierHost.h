@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// Who shows items that the desktop draws itself (freedesktop.org StatusNotifierItem); also its interface.
+/// The bus service that shows items drawn by the desktop (freedesktop.org StatusNotifierItem); also its interface.
 inline constexpr QLatin1StringView StatusNotifierWatcher("org.kde.StatusNotifierWatcher");
 inline constexpr QLatin1StringView StatusNotifierWatcherPath("/StatusNotifierWatcher");
 
@@ -19,7 +19,7 @@ class NotifierHost final : public QObject
 {
     Q_OBJECT
 public:
-    /// `changed` is called when `isThere` has become another one.
+    /// `changed` is called when the value of `isThere` changes.
     explicit NotifierHost(std::function<void()> changed) : m_changed(std::move(changed)) {}
 
     void begin();

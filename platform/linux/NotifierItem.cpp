@@ -23,10 +23,10 @@ namespace {
 const auto ItemPath = u"/StatusNotifierItem"_s;
 const auto MenuPath = u"/MenuBar"_s;
 
-/// Sides of the tile in device pixels, for the panels and scales that there are.
+/// Sides of the tile in device pixels, for all panels and scales in use.
 constexpr std::array TileSides{22, 24, 32, 44, 48};
 
-/// Each item has a name of its own: giving it up is how a desktop learns that it is gone.
+/// Each item has its own bus name: releasing it is how a desktop learns that the item is gone.
 QString newItemName()
 {
     static int number = 0;
@@ -65,7 +65,7 @@ NotifierItem::NotifierItem(const ItemContent& content, std::function<void()> ref
     qDBusRegisterMetaType<NotifierToolTip>();
     constexpr auto everything =
         QDBusConnection::ExportAllProperties | QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals;
-    // Complete before anybody looks at it.
+    // Complete before anyone reads it.
     bus().registerObject(MenuPath, m_menu.get(), everything);
     bus().registerObject(ItemPath, this, everything);
     bus().registerService(m_name);
@@ -101,7 +101,7 @@ void NotifierItem::setContent(const ItemContent& content)
     const QString titleBefore = std::exchange(m_toolTipTitle, content.toolTip);
     const StatusItem::Description before = std::exchange(m_description, content.description);
     if (before.loggedOut != m_description.loggedOut) {
-        // The protocol has no signal of its own for it. Hosts that look at none read it with the next tile.
+        // The protocol has no signal for it. Hosts read it with the next tile at the latest.
         QDBusMessage signal =
             QDBusMessage::createSignal(ItemPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
         signal << u"org.kde.StatusNotifierItem"_s << QVariantMap{{u"ItemIsMenu"_s, itemIsMenu()}} << QStringList();
@@ -168,7 +168,7 @@ void NotifierItem::Scroll(int /*delta*/, const QString& /*orientation*/) {}
 
 void NotifierItem::popUpMenu(QMenu& menu)
 {
-    // Nobody tells where the item is; the pointer is on it.
+    // The item's position is unknown; the pointer is on it.
     menu.popup(QCursor::pos());
 }
 

@@ -45,8 +45,8 @@ struct NotifierToolTip
 /// label where the desktop knows `XAyatanaLabel`, and the menu over `com.canonical.dbusmenu`. A left click opens the
 /// menu, or is passed on while nobody is signed in; a middle click starts or stops the timer.
 ///
-/// It says on the bus that something is new when, and only when, the hours or the state became others: the label and
-/// the tile, two messages. It registers again with each watcher that comes.
+/// It signals on the bus when, and only when, the hours or the state have changed: the label and the tile, two
+/// messages. It registers again with each new watcher.
 class NotifierItem final : public QObject, public Carrier
 {
     Q_OBJECT
@@ -94,7 +94,7 @@ public:
     QString labelGuide() const { return QStringLiteral("00:00"); }
 
 public slots:
-    // Places that desktops tell are not those of the pointer, so they are not used.
+    // Desktops report positions in other coordinates than the pointer's, so they are not used.
     void Activate(int x, int y);
     void ContextMenu(int x, int y);
     void SecondaryActivate(int x, int y);
@@ -115,7 +115,7 @@ private:
     StatusItem::Description m_description;
     const std::unique_ptr<MenuExport> m_menu;
     QDBusServiceWatcher m_watcher;
-    mutable QList<NotifierPixmap> m_tiles; ///< of the present description; painted when somebody asks
+    mutable QList<NotifierPixmap> m_tiles; ///< of the present description; painted on demand
 };
 
 } // namespace platform

@@ -15,7 +15,7 @@ void popUpBeside(QMenu& menu, const QRect& item)
         screen = QGuiApplication::primaryScreen();
     QPoint corner(item.left(), item.bottom() + 1);
     if (screen) {
-        // An item in a panel is outside the available area: the menu begins where the panel ends.
+        // An item in a panel is outside the available area: the menu starts where the panel ends.
         const QRect area = screen->availableGeometry();
         const int height = menu.sizeHint().height();
         corner.setY(std::max(corner.y(), area.top()));

@@ -27,7 +27,7 @@ const auto RegistryInterface = u"org.freedesktop.host.portal.Registry"_s;
 
 using Shortcut = std::pair<QString, QVariantMap>;
 
-/// Keys whose names are no letters and digits (X11/keysymdef.h, without the prefix).
+/// Keys whose names are not letters or digits (X11/keysymdef.h, without the prefix).
 constexpr std::pair<Qt::Key, QLatin1StringView> Names[] = {
     {Qt::Key_Space, "space"_L1},
     {Qt::Key_Apostrophe, "apostrophe"_L1},
@@ -82,7 +82,7 @@ PortalHotKeys::PortalHotKeys() : m_bus(QDBusConnection::connectToBus(QDBusConnec
     qDBusRegisterMetaType<Shortcut>();
     qDBusRegisterMetaType<QList<Shortcut>>();
     const auto listen = [this](const QString& interface, const QString& signal, const char* slot) {
-        // An empty path stands for all.
+        // An empty path matches all.
         [[maybe_unused]] const bool listens = m_bus.connect(Portal, QString(), interface, signal, this, slot);
         Q_ASSERT(listens || !m_bus.isConnected());
     };
@@ -123,7 +123,7 @@ QString PortalHotKeys::trigger(QKeyCombination keys)
     return text + key;
 }
 
-/// Once after however many changes: a key that is freed and registered again is no change.
+/// Once, however many changes there were: freeing a key and registering it again is no change.
 void PortalHotKeys::keysChanged()
 {
     if (std::exchange(m_updatePosted, true))
@@ -137,7 +137,7 @@ void PortalHotKeys::keysChanged()
 
 void PortalHotKeys::bindAgain()
 {
-    // A session that is being made will do.
+    // A session still being created will do.
     if (m_phase == Phase::Creating)
         return;
     closeSession();
@@ -150,8 +150,8 @@ void PortalHotKeys::bindAgain()
 void PortalHotKeys::createSession()
 {
     settle(Phase::Creating);
-    // Newer portals take the program's word for who it is, where nobody has put it into a sandbox. Others know nothing
-    // of that, and it is no loss.
+    // Newer portals accept an unsandboxed program's own statement of its id. Older ones lack the method, which does no
+    // harm.
     QDBusMessage call = QDBusMessage::createMethodCall(Portal, Path, RegistryInterface, u"Register"_s);
     call << QGuiApplication::desktopFileName() << QVariantMap();
     m_bus.asyncCall(call);
@@ -176,7 +176,7 @@ void PortalHotKeys::bindShortcuts()
 void PortalHotKeys::request(const QString& method, const QVariantList& arguments, QVariantMap options)
 {
     const QString token = u"quillon%1"_s.arg(m_tokens++);
-    // Known beforehand, as the answer may come before the reply.
+    // Computed beforehand, as the answer may come before the reply.
     const QString path = Path + "/request/"_L1 + m_bus.baseService().mid(1).replace(u'.', u'_') + u'/' + token;
     m_request = path;
     options.insert(u"handle_token"_s, token);
@@ -216,7 +216,7 @@ void PortalHotKeys::take(const QVariant& shortcuts)
     m_granted.clear();
     const auto described = u"trigger_description"_s;
     for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(shortcuts)) {
-        // One that has no keys is known to the desktop but never fires.
+        // One without keys is known to the desktop but never fires.
         if (!about.contains(described) || !about.value(described).toString().isEmpty())
             m_granted[name] = about.value(described).toString();
     }
@@ -251,7 +251,7 @@ void PortalHotKeys::sessionClosed(const QDBusMessage& message)
 {
     if (m_session.isEmpty() || message.path() != m_session)
         return;
-    // The desktop wants it so. The next change, the next portal or the next start asks again.
+    // The desktop closed it. The next change, the next portal or the next start asks again.
     m_session.clear();
     settle(Phase::Failed);
 }
@@ -268,8 +268,8 @@ void PortalHotKeys::portalLost()
 {
     m_request.clear();
     m_session.clear();
-    // The call that asks for a session starts the portal again. One that left without an answer is not called again: it
-    // would leave each time.
+    // Requesting a session starts the portal again. One that left without an answer is not called again: it would leave
+    // each time.
     if (m_phase == Phase::Bound)
         createSession();
     else if (m_phase != Phase::Idle)

@@ -12,15 +12,15 @@ class QDBusMessage;
 
 namespace platform {
 
-/// Hot keys by the desktop's leave: the portal `org.freedesktop.portal.GlobalShortcuts` (XDG Desktop Portal, versions 1
+/// Hot keys granted by the desktop: the portal `org.freedesktop.portal.GlobalShortcuts` (XDG Desktop Portal, versions 1
 /// and 2). The desktop decides which keys fire and may ask the person.
 ///
-/// All keys are bound together, anew at each start, after each change and when the portal comes back. Nothing blocks.
+/// All keys are bound together, again at each start, after each change and when the portal comes back. Nothing blocks.
 class PortalHotKeys final : public QObject, public HeldHotKeys
 {
     Q_OBJECT
 public:
-    /// In a Wayland session, where no program sees keys that are pressed in another one.
+    /// In a Wayland session, where a program sees no keys pressed in another one.
     static bool available();
 
     PortalHotKeys();
@@ -30,8 +30,8 @@ public:
     void setPaused(bool paused) override;
     QString way() const override { return QStringLiteral("from the desktop's portal"); }
 
-    /// `keys` as the desktop's documents write them: "CTRL+ALT+m" (Shortcuts, XDG specifications). Empty when they have
-    /// no name there.
+    /// `keys` in the desktop's notation: "CTRL+ALT+m" (Shortcuts, XDG specifications). Empty when they have no name
+    /// there.
     static QString trigger(QKeyCombination keys);
 
 private slots:
@@ -43,7 +43,7 @@ private slots:
 private:
     enum class Phase
     {
-        Idle,     ///< nothing is wanted
+        Idle,     ///< nothing is requested
         Creating, ///< a session was asked for
         Binding,  ///< the keys were
         Bound,    ///< the desktop has answered
@@ -60,13 +60,13 @@ private:
     void portalLost();
     void portalCame();
 
-    /// Calls the portal with an answer to come at a request of its own; an error ends the attempt.
+    /// Calls the portal, which answers later through a request object; an error ends the attempt.
     void request(const QString& method, const QVariantList& arguments, QVariantMap options);
     void take(const QVariant& shortcuts);
 
     QDBusConnection m_bus;
     std::map<int, HotKey> m_asked;
-    /// What fires, by name: of those that the desktop granted.
+    /// What fires, by name: of those the desktop granted.
     std::map<QString, QString> m_granted;
     Phase m_phase = Phase::Idle;
     QString m_request; ///< the path at which the next answer comes

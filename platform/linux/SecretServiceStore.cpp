@@ -83,7 +83,7 @@ Failure failureOf(const GError& error)
             return Failure::Other;
         }
     }
-    // There is no bus to ask.
+    // There is no bus.
     if (error.domain == G_IO_ERROR)
         return error.code == G_IO_ERROR_TIMED_OUT ? Failure::TimedOut : Failure::NoService;
     return Failure::Other;
@@ -130,7 +130,7 @@ Found unlockAndSearch(const Key& key)
     return search(key);
 }
 
-/// Whether something can be stored without asking the person for a password.
+/// Whether something can be stored without prompting for a password.
 bool isOpen()
 {
     GError* raised = nullptr;
@@ -139,7 +139,7 @@ bool isOpen()
         keyring ? secret_collection_for_alias_sync(keyring.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
                                                    nullptr, &raised)
                 : nullptr);
-    // Whoever stores meets the same error, and tells of it.
+    // Storing meets the same error, and reports it.
     if (const Error error(raised); error)
         return true;
     return collection && !secret_collection_get_locked(collection.get());
@@ -180,7 +180,7 @@ public:
         m_jobs.push_back(std::move(job));
         if (std::exchange(m_running, true))
             return;
-        // Detached: it may be held up for good, and nothing may wait for it.
+        // Detached: it may hang for good, and nothing may wait for it.
         std::thread([self = shared_from_this()] { self->run(); }).detach();
     }
 
@@ -203,14 +203,14 @@ public:
             answer->came.notify_all();
         });
         std::unique_lock lock(answer->mutex);
-        // One long wait for a keyring that hangs is enough; later calls find out whether it has come round.
+        // One long wait for a hanging keyring is enough; later calls find out whether it has recovered.
         if (!heldUp && answer->came.wait_for(lock, patience, [&] { return answer->value.has_value(); }))
             return *std::move(answer->value);
         holdUp();
         return tl::unexpected(Failure::TimedOut);
     }
 
-    /// Whether a job that somebody has given up is still under way.
+    /// Whether an abandoned job is still running.
     bool isHeldUp() const
     {
         const std::lock_guard lock(m_mutex);
@@ -320,7 +320,7 @@ SecretServiceStore::Result<void> SecretServiceStore::store(const QString& servic
     if (*stored)
         return {};
 
-    // Who saves twice is asked once.
+    // Saving twice prompts once.
     const auto same = std::ranges::find_if(m_toStore, [&](const Waiting& other) {
         return other.service == service && other.account == account && other.secret == secret;
     });

@@ -13,13 +13,12 @@ namespace platform {
 
 /// The desktop's keyring through libsecret.
 ///
-/// Every call is made on a helper thread, so that a keyring that hangs or asks the person keeps neither the main thread
-/// nor a quit waiting. A call that has begun is never cancelled: the keyring daemon does not survive that while it
-/// prompts.
+/// Every call runs on a helper thread, so that a keyring that hangs or prompts blocks neither the main thread nor a
+/// quit. A call that has begun is never cancelled: the keyring daemon does not survive that while it prompts.
 class SecretServiceStore final : public SecretStore
 {
 public:
-    /// `patience` is for a keyring that does not answer.
+    /// `patience` is the timeout for a keyring that does not answer.
     explicit SecretServiceStore(std::chrono::milliseconds patience = std::chrono::seconds(2));
     ~SecretServiceStore() override;
 
@@ -42,13 +41,13 @@ private:
         std::vector<Stored> told;
     };
 
-    /// Runs `job`, which may prompt, and then `done` on the main thread with what it found.
+    /// Runs `job`, which may prompt, and then `done` on the main thread with its result.
     template <class T>
     void askPerson(std::function<Result<T>()> job, std::function<void(Result<T>)> done);
     void answer(int number);
 
     const std::chrono::milliseconds m_patience;
-    // One after another in each lane. Shared with its thread, which may be left behind.
+    // One after another in each lane. Shared with its thread, which may be abandoned.
     std::shared_ptr<Lane> m_reads;
     std::shared_ptr<Lane> m_writes;
     std::shared_ptr<Lane> m_prompts;

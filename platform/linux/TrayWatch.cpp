@@ -8,7 +8,7 @@ namespace platform::x11 {
 
 namespace {
 
-/// Hears about the window itself, besides what is heard already.
+/// Selects events of the window itself, in addition to those already selected.
 void listenTo(xcb_connection_t* x, xcb_window_t window)
 {
     const Reply<xcb_get_window_attributes_reply_t> known(
@@ -48,7 +48,7 @@ void TrayWatch::look()
     if (m_owner == XCB_WINDOW_NONE)
         return;
     listenTo(x, m_owner);
-    // It may have gone before anybody listened.
+    // It may have gone before its events were selected.
     m_owner = ask();
 }
 
@@ -65,14 +65,14 @@ bool TrayWatch::nativeEventFilter(const QByteArray& /*type*/, void* message, qin
         break;
     }
     case XCB_DESTROY_NOTIFY:
-        // The next panel's windows may bear the same numbers.
+        // The next panel's windows may have the same ids.
         another = m_owner && reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window == m_owner;
         break;
     default:
         break;
     }
     if (another) {
-        // What follows is none of an event filter's work.
+        // What follows does not belong in an event filter.
         QMetaObject::invokeMethod(
             &m_context,
             [this] {

@@ -8,15 +8,15 @@
 
 namespace platform::x11 {
 
-/// Knows the notification area of the program's screen, and hears when it comes and goes (freedesktop.org System Tray
-/// Protocol 0.4). Nothing is polled. On other platforms there is none, ever. Main thread only.
+/// Watches the notification area of the program's screen come and go (freedesktop.org System Tray Protocol 0.4).
+/// Nothing is polled. On other platforms there is never one. Main thread only.
 class TrayWatch final : public QAbstractNativeEventFilter
 {
 public:
-    /// `changed` comes from the event loop, when the area has gone or another one is there.
+    /// `changed` is called from the event loop, when the area has gone or been replaced.
     explicit TrayWatch(std::function<void()> changed);
 
-    /// The window to which one sends requests to be docked; 0: there is no notification area.
+    /// The window that takes docking requests; 0: there is no notification area.
     std::uint32_t owner() const { return m_owner; }
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;

@@ -6,7 +6,7 @@ ViewCarrier::ViewCarrier(QWidget& view, Qt::WindowFlags flags)
     : QWidget(nullptr, flags | Qt::Tool | Qt::FramelessWindowHint), m_view(&view)
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
-    // It is never the active window, and tool tips are for those only.
+    // It is never the active window, and only active windows get tool tips.
     setAttribute(Qt::WA_AlwaysShowToolTips);
     setWindowTitle(QStringLiteral("Quillon"));
     view.setParent(this);
@@ -14,7 +14,7 @@ ViewCarrier::ViewCarrier(QWidget& view, Qt::WindowFlags flags)
 
 ViewCarrier::~ViewCarrier()
 {
-    // It is not ours to delete.
+    // Owned elsewhere.
     if (m_view)
         m_view->setParent(nullptr);
 }

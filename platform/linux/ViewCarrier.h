@@ -7,7 +7,7 @@
 
 namespace platform {
 
-/// A window that carries the view itself. It never takes the focus and stands in no task bar.
+/// A window that carries the view itself. It never takes the focus and is not in the task bar.
 class ViewCarrier : public QWidget, public Carrier
 {
 public:
@@ -18,7 +18,7 @@ public:
 protected:
     ViewCarrier(QWidget& view, Qt::WindowFlags flags);
 
-    /// The window takes the size that the view needs, and puts it in its place.
+    /// Resizes the window to what the view needs, and positions it.
     virtual void setLength(double points) = 0;
 
     QPointer<QWidget> m_view;

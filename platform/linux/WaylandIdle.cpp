@@ -16,7 +16,7 @@ namespace platform {
 
 namespace {
 
-// Shorter, and the compositor would wake this program whenever somebody stops to think.
+// Any shorter, and the compositor would wake this program whenever the person stops to think.
 constexpr TimeSource::Duration Notice{5000};
 
 } // namespace
@@ -44,7 +44,7 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Hears what the compositor has said. False once it is gone.
+    /// Reads the compositor's events. False once it is gone.
     bool hear()
     {
         while (wl_display_prepare_read(m_display) != 0) {
@@ -57,12 +57,12 @@ public:
         else
             wl_display_cancel_read(m_display);
         const bool there = wl_display_dispatch_pending(m_display) >= 0;
-        // What was heard may have led to questions.
+        // Handling the events may have queued requests.
         wl_display_flush(m_display);
         return there;
     }
 
-    /// Of the seat where somebody was last.
+    /// Of the seat used last.
     std::optional<TimeSource::Duration> idleTime() const
     {
         std::optional<TimeSource::Duration> shortest;
@@ -83,7 +83,7 @@ private:
         uint32_t name;
         wl_seat* seat;
         ext_idle_notification_v1* notification = nullptr;
-        std::optional<TimeSource::Duration> lastInput; ///< uptime; none: somebody is there
+        std::optional<TimeSource::Duration> lastInput; ///< uptime; none: there is input
 
         Seat(const TimeSource& time, uint32_t name, wl_seat* seat) : time(time), name(name), seat(seat) {}
         ~Seat()

@@ -7,11 +7,11 @@
 
 namespace platform {
 
-/// The compositor's notice of idle seats (wayland-protocols, staging/ext-idle-notify), over a connection of its own.
+/// The compositor's idle notifications (wayland-protocols, staging/ext-idle-notify), over a connection of its own.
 ///
-/// From version 2 on input alone counts. In version 1 a program that keeps the screen on, as for a film, keeps the
+/// From version 2 on only input counts. In version 1 a program that keeps the screen on, as for a film, keeps the
 /// person present too. Idle time of less than five seconds is reported as none. Nothing is measured in the first
-/// moments after the connection was made, nor by a compositor without these notices.
+/// moments of the connection, nor with a compositor that lacks these notifications.
 class WaylandIdle final : public SystemIdle
 {
 public:

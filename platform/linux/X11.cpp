@@ -52,13 +52,13 @@ void skipTaskBar(const QWindow& window)
     xcb_connection_t* x = connection();
     if (!x)
         return;
-    // The last is for desktops that tell a switcher from a task bar.
+    // The last is for desktops that distinguish a switcher from a task bar.
     const auto [state, taskBar, pager, switcher] =
         atoms<4>(x, {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
                      "_KDE_NET_WM_STATE_SKIP_SWITCHER"});
     const std::array skipped{taskBar, pager, switcher};
     const auto id = static_cast<xcb_window_t>(window.winId());
-    // A window that is not mapped says so itself; of one that is, the window manager keeps the state.
+    // An unmapped window sets this itself; for a mapped one the window manager keeps the state.
     if (!window.isVisible()) {
         xcb_change_property(x, XCB_PROP_MODE_APPEND, id, state, XCB_ATOM_ATOM, 32, skipped.size(), skipped.data());
         return;
@@ -97,12 +97,12 @@ void endStartup(const QByteArray& id)
     QByteArray text = "remove: ID=\"" + value + '"';
     xcb_client_message_event_t event{};
     constexpr qsizetype part = sizeof event.data.data8;
-    // It ends with a zero, and the last part is filled up with them.
+    // It ends with a zero byte; the last part is padded with them.
     text.append(part - text.size() % part, '\0');
     const auto [begin, more] = atoms<2>(x, {"_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"});
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 8;
-    event.window = xcb_generate_id(x); // tells these parts from those of others
+    event.window = xcb_generate_id(x); // distinguishes these parts from those of others
     event.type = begin;
     xcb_create_window(x, 0, event.window, root(x), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
                       0, nullptr);

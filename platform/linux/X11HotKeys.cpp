@@ -25,7 +25,7 @@ constexpr std::array<xcb_keysym_t, 2> Alt{0xffe9, 0xffea};
 constexpr std::array<xcb_keysym_t, 2> Super{0xffeb, 0xffec};
 
 constexpr auto Extension = std::string_view("XKEYBOARD");
-// XKB protocol, section 16: the kinds of events that say that the keyboard became another one.
+// XKB protocol, section 16: the events that report a changed keyboard.
 constexpr std::uint8_t NewKeyboard = 0;
 constexpr std::uint8_t MapChanged = 1;
 
@@ -60,8 +60,8 @@ std::optional<bool> X11HotKeys::couldBeHad(const HotKey& key)
         return false;
     if (m_taken.contains(*grab))
         return true;
-    // A passive grab is the one way to ask. Until it is given back no other program is heard, so that none is refused
-    // for it.
+    // Only trying a passive grab shows whether it is free. The server is grabbed meanwhile, so that no other program is
+    // refused because of it.
     xcb_connection_t* x = x11::connection();
     xcb_grab_server(x);
     const bool granted = take(*grab);
@@ -90,7 +90,7 @@ X11HotKeys::Modifiers X11HotKeys::readModifiers()
     const std::span codes(xcb_get_modifier_mapping_keycodes(map.get()), 8 * perModifier);
     const std::span all(xcb_get_keyboard_mapping_keysyms(symbols.get()),
                         static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(symbols.get())));
-    /// The first of Mod1 to Mod5 that a key with one of the symbols sets.
+    /// The first of Mod1 to Mod5 set by a key with one of the symbols.
     const auto bitOf = [&](std::span<const xcb_keysym_t> wanted) -> std::uint16_t {
         for (std::size_t modifier = 3; modifier < 8; ++modifier) {
             for (const xcb_keycode_t code : codes.subspan(modifier * perModifier, perModifier)) {
@@ -117,7 +117,7 @@ std::optional<X11HotKeys::Grab> X11HotKeys::grabFor(const HotKey& key) const
         if (!key.keys.keyboardModifiers().testFlag(modifier))
             continue;
         if (!bit)
-            return std::nullopt; // without it another combination would be meant
+            return std::nullopt; // without it this would be another combination
         grab.second |= bit;
     }
     return grab;
@@ -218,7 +218,7 @@ bool X11HotKeys::nativeEventFilter(const QByteArray& eventType, void* message, q
             (event->pad0 == NewKeyboard || event->pad0 == MapChanged))
             keyboardChanged();
     }
-    // Qt goes on with all of them: from a press it learns the time, without which a window would not be let in front.
+    // Qt still handles all of them: a press gives it the time without which a window would not be raised.
     return false;
 }
 
@@ -229,7 +229,7 @@ void X11HotKeys::keyPressed(const xcb_key_press_event_t& event)
     const auto meant =
         static_cast<std::uint16_t>(XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | m_modifiers.alt | m_modifiers.super);
     const HotKey* key = keyOn({event.detail, static_cast<std::uint16_t>(event.state & meant)});
-    // A key that repeats goes down again without having gone up, or in the instant in which it did.
+    // A repeating key goes down again without having gone up, or in the instant it did.
     const bool repeats = m_down == event.detail || m_up == std::pair(event.detail, event.time);
     m_down = event.detail;
     if (key && !repeats && !m_paused)

@@ -15,7 +15,7 @@ struct xcb_key_press_event_t;
 namespace platform {
 
 /// Hot keys on an X server: passive grabs on the root window, by key code, once for every set of lock keys that may be
-/// on. A refused grab is tried again whenever a registration changes.
+/// on. Refused grabs are retried whenever a registration changes.
 class X11HotKeys final : public HeldHotKeys, public QAbstractNativeEventFilter
 {
 public:
@@ -31,7 +31,7 @@ private:
     /// A key code of the X server and modifier bits.
     using Grab = std::pair<std::uint8_t, std::uint16_t>;
 
-    /// The bits that the server gives to modifier keys. They are a matter of its configuration.
+    /// The bits that the server assigns to modifier keys. They depend on its configuration.
     struct Modifiers
     {
         std::uint16_t alt = 0;
@@ -50,9 +50,9 @@ private:
     static Modifiers readModifiers();
     /// Empty: the keyboard has no key for one of the modifiers.
     std::optional<Grab> grabFor(const HotKey& key) const;
-    /// The registered key that fires on the grab: of several with one combination the first.
+    /// The registered key that fires on the grab: the first, where several share a combination.
     const HotKey* keyOn(const Grab& grab) const;
-    /// Makes the grabs what the registrations ask for.
+    /// Brings the grabs in line with the registrations.
     void keysChanged() override;
     Status statusOf(int id) const override;
     bool take(const Grab& grab) const;
@@ -65,7 +65,7 @@ private:
     std::uint8_t m_keyboardEvent = 0; ///< the number of the keyboard extension's events
     bool m_paused = false;
 
-    // The key that is down, and when it last went up: so that a repeating key is not taken for one pressed again.
+    // The key that is down, and when it last went up, to tell a repeat from a new press.
     std::optional<std::uint8_t> m_down;
     std::optional<std::pair<std::uint8_t, std::uint32_t>> m_up;
 };

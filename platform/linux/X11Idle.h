@@ -4,8 +4,8 @@
 
 namespace platform {
 
-/// The X server's own count (X11 Screen Saver Extension, version 1.0): true to the millisecond, and at a place where it
-/// costs nothing. An X server inside a Wayland session knows only half of the input: do not ask that one.
+/// The X server's own count (X11 Screen Saver Extension, version 1.0): exact to the millisecond, and cheap to read. An
+/// X server inside a Wayland session sees only part of the input: do not use that one.
 class X11Idle final : public SystemIdle
 {
 public:

@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Points. Less and the hours are cut; a panel that gives more in height means to scale an icon.
+// Points. With less the hours are clipped; a panel that gives more in height means to scale an icon.
 constexpr QSize Least(66, 20);
 constexpr int Highest = 40;
 constexpr auto Trial = 1500ms;
@@ -31,7 +31,7 @@ constexpr std::uint32_t XEmbedVersion = 0;
 constexpr std::uint32_t XEmbedMapped = 1;
 constexpr std::uint32_t RequestDock = 0;
 
-/// A place on the screen in the program's points, from the server's pixels. Screens keep their corners in both.
+/// A place on the screen in the program's points, from the server's pixels. A screen's corner is the same in both.
 QPoint inPoints(QPoint pixels)
 {
     for (const QScreen* screen : QGuiApplication::screens()) {
@@ -43,7 +43,7 @@ QPoint inPoints(QPoint pixels)
     return pixels;
 }
 
-/// Whether the notification area's windows can be seen through.
+/// Whether the notification area's windows can be translucent.
 bool isTranslucent(xcb_connection_t* x, xcb_window_t tray)
 {
     const auto [property] = x11::atoms<1>(x, {"_NET_SYSTEM_TRAY_VISUAL"});
@@ -84,7 +84,7 @@ XEmbedDock::~XEmbedDock()
 void XEmbedDock::setLength(double points)
 {
     m_length = points;
-    // The least size is what panels go by.
+    // Panels go by the minimum size.
     const QSize size(static_cast<int>(std::ceil(points)), Thickness);
     if (size != minimumSize()) {
         setMinimumSize(size);

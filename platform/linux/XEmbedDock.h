@@ -13,11 +13,11 @@ namespace platform {
 
 /// The view itself, docked in a panel's notification area (freedesktop.org XEmbed and System Tray Protocol).
 ///
-/// Panels that want icons give less room than the view needs, or far more. That shows a moment after it was docked.
+/// Panels that expect icons give less room than the view needs, or far more. That shows a moment after docking.
 class XEmbedDock final : public ViewCarrier, public QAbstractNativeEventFilter
 {
 public:
-    /// `tray` takes the request; `refused` is called when the view does not fit, or was put out. `content` has a view.
+    /// `tray` takes the request; `refused` is called when the view does not fit, or was undocked. `content` has a view.
     XEmbedDock(TimeSource& time, std::uint32_t tray, const ItemContent& content, std::function<void()> refused);
     ~XEmbedDock() override;
 
@@ -39,16 +39,16 @@ private:
     void layOutView();
     void judgeLater();
     bool fits() const;
-    /// On the screen. Qt knows nothing of windows that contain it, nor always of what they do to it.
+    /// On the screen. Qt does not know the windows that contain it, nor always what they do to it.
     QRect area() const;
-    /// What the panel gives it, in points.
+    /// The size the panel gives it, in points.
     QSize granted() const;
 
     TimeSource& m_time;
     const std::uint32_t m_tray;
     const std::function<void()> m_refused;
     double m_length = 0;
-    std::uint32_t m_id = 0; ///< of the window, which asks to be docked
+    std::uint32_t m_id = 0; ///< of the window that asks to be docked
     bool m_docked = false;
     std::unique_ptr<TimeSource::Timer> m_trial;
 };

@@ -8,7 +8,7 @@
 
 #include <array>
 
-/// What our X11 adapters share that needs the server's own types.
+/// Shared by our X11 adapters and in need of the server's own types.
 namespace platform::x11 {
 
 /// All names in one round trip.

@@ -11,8 +11,8 @@
 #include "../SystemIdle.h"
 #include "../UpdateFeed.h"
 
-/// The last candidates: what is left where the desktop offers nothing. They fail in the way that each interface has for
-/// "cannot be done", so that callers need no check of their own.
+/// The last candidates: used where the desktop offers nothing. They fail in each interface's way of saying "cannot be
+/// done", so that callers need no check of their own.
 namespace platform {
 
 class NullSecretStore final : public SecretStore
@@ -31,7 +31,7 @@ public:
     std::unique_ptr<Watch> watch(const QString& host, std::function<void(bool)> changed) override;
 };
 
-/// Nobody can answer, so no answer comes.
+/// There is no answer to wait for.
 class NullAlerts final : public AlertPresenter
 {
 public:
