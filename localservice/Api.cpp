@@ -48,7 +48,7 @@ void write(XmlWriter& xml, std::string_view root, const Entry& entry, Seconds no
     xml.text("task", entry.taskName);
     xml.text("hours", hoursText(entry.total(now)));
     xml.text("hours_without_timer", hoursText(entry.base));
-    // A client counts on from the start by its own clock: a start after now would count backwards there.
+    // A client counts on from the start by its own clock: a start in the future would make it count backwards.
     if (entry.timerStarted)
         xml.text("timer_started_at", momentText(std::min(now, *entry.timerStarted)));
     if (entry.startedAt)
@@ -82,7 +82,7 @@ enum class Kind
     Text,
     Flag,
     Money,
-    Price, ///< money that is told to administrators alone
+    Price, ///< money that only administrators may see
 };
 struct Field
 {
@@ -152,7 +152,7 @@ constexpr List Tasks{"tasks",
                      "  ON u.project_id = t.project_id WHERE u.person_id = ?3))",
                      {{"id"}, {"name"}, {"default-hourly-rate", Kind::Price}}};
 
-// Archived people stay in it: entries and assignments name them, and clients never delete what a list leaves out.
+// Includes archived people: entries and assignments name them, and clients never delete what a list leaves out.
 constexpr List People{"users",
                       "user",
                       "SELECT id, email, first_name, last_name, admin, active, rate FROM people"
@@ -175,14 +175,14 @@ constexpr List UserAssignments{"user-assignments",
 constexpr List TaskAssignments{
     "task-assignments",
     "task-assignment",
-    // Without archived tasks: clients would offer them. The list of tasks has them, as names for what was booked.
+    // Without archived tasks: clients would offer them. The list of tasks has them, as names for booked time.
     "SELECT id, project_id, task_id, billable, rate FROM task_assignments"
     " WHERE account_id = ?1 AND (?2 = 0 OR project_id = ?2)"
     " AND task_id IN (SELECT id FROM tasks WHERE active)"
     " AND (?3 = 0 OR project_id IN (SELECT project_id FROM user_assignments WHERE person_id = ?3))",
     {{"id"}, {"project-id"}, {"task-id"}, {"billable", Kind::Flag}, {"hourly-rate", Kind::Price}}};
 
-/// What one request is answered from.
+/// What a request is answered from.
 struct Call
 {
     Storage& storage;
@@ -193,7 +193,7 @@ struct Call
     Timesheet timesheet{storage, person, now};
 };
 
-/// A list, all of it or what belongs to the number in the path; or the one record that has that number.
+/// A list, whole or limited to the number in the path; or the one record with that number.
 Reply rows(const Call& call, const List& list, bool isOne)
 {
     auto reply = call.storage.look([&](SQLite::Database& database) -> tl::expected<Reply, Problem> {
@@ -294,7 +294,7 @@ Reply whoAmI(Call& call)
     return {200, xml.document()};
 }
 
-/// What a request's body says in the elements below `root`.
+/// The fields in a request's body, the elements below `root`.
 tl::expected<RequestBody, Problem> bodyOf(const Call& call, std::string_view root)
 {
     if (auto body = RequestBody::read(call.request.body, root))
@@ -326,7 +326,7 @@ Reply update(Call& call)
 Reply remove(Call& call)
 {
     const auto outcome = call.timesheet.remove(call.numbers[0]);
-    // Gone is what was asked for, whoever was first.
+    // Already deleted is as good as deleted.
     if (!outcome && outcome.error().problem.kind != "NotFound")
         return failure(outcome.error().problem);
     XmlWriter xml;
@@ -343,7 +343,7 @@ Reply synchronize(Call& call)
     const auto outcome = call.timesheet.synchronize(call.numbers[0], *body);
     if (!outcome && !outcome.error().current)
         return failure(outcome.error().problem);
-    // A stale request is answered with the entry as it is, so that the client is up to date at once.
+    // A stale request is answered with the current entry, so that the client is up to date at once.
     XmlWriter xml;
     write(xml, "day_entry", outcome ? *outcome : *outcome.error().current, call.now);
     return {outcome ? 200 : outcome.error().problem.status, xml.document()};
@@ -393,8 +393,8 @@ constexpr Route Routes[]{
     {"GET", "/people/#", one<People>},
 };
 
-/// No challenge header: a browser that asked for the password and kept it would send it along with what any web page
-/// asks of this service.
+/// No challenge header: a browser that asked for the password and kept it would send it along with requests that any
+/// web page makes to this service.
 tl::unexpected<Reply> stranger(int status = 401, Headers headers = {})
 {
     headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
@@ -426,7 +426,7 @@ tl::expected<Person, Reply> Api::signedIn(const Request& request)
     auto person = m_signIn.person(request, credentials->email, credentials->password);
     if (person)
         return std::move(*person);
-    // Or clients would forget who they are.
+    // Otherwise clients would forget who they are.
     if (const auto& problem = person.error().problem)
         return tl::unexpected(failure(*problem));
     const auto wait = person.error().tryAgainIn;

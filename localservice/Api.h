@@ -8,7 +8,7 @@
 
 namespace localservice {
 
-/// Turns requests into replies: who is asking, what for, and the XML of the answer. Any thread.
+/// Turns requests into replies: finds the person and the route, and writes the XML. Any thread.
 class Api final
 {
 public:
@@ -18,7 +18,7 @@ public:
     Reply answer(const Request& request);
 
 private:
-    /// Who sent the request, or the reply for strangers.
+    /// The sender of the request, or the reply for unknown ones.
     tl::expected<Person, Reply> signedIn(const Request& request);
     Reply answerTo(const Person& person, const Request& request);
 

@@ -23,7 +23,7 @@ struct NewProject
     bool billable = true;
 };
 
-/// What is to become of a project; what is absent stays as it is.
+/// The new values for a project; absent ones stay as they are.
 struct ProjectChange
 {
     std::optional<Id> client = {};
@@ -32,11 +32,11 @@ struct ProjectChange
     std::optional<bool> billable = {};
 };
 
-/// The clients, projects and tasks of one account, and every change of them. Works within the transaction of its
-/// caller; records of other accounts are as if they were not there.
+/// The clients, projects and tasks of one account, and all changes to them. Works within the caller's transaction;
+/// records of other accounts are treated as missing.
 ///
-/// A problem's kind says what it is about: "Name", "Code" and "Client" are the field that was refused, "Missing" is a
-/// record that is gone, "Booked" one that has hours and so cannot be removed.
+/// A problem's kind names its cause: "Name", "Code" and "Client" are the rejected field, "Missing" is a deleted record,
+/// "Booked" one that has hours and so cannot be deleted.
 class Catalog final
 {
 public:
@@ -55,23 +55,23 @@ public:
 
     Catalog(SQLite::Database& database, Id account) : m_database(database), m_account(account) {}
 
-    /// A client or a task. Nothing may have the name of another, archived or not: people could hardly tell them apart.
+    /// A client or a task. Names must be unique, archived records included: people could hardly tell them apart.
     Added add(Kind kind, std::string_view name);
-    /// The client or task of that name that is not archived, made if there is none.
+    /// The unarchived client or task of that name, made if there is none.
     Added named(Kind kind, std::string_view name);
     Done rename(Kind kind, Id id, std::string_view name);
-    /// Projects of one client may have one name if their codes differ.
+    /// Projects of one client may share a name if their codes differ.
     Added addProject(const NewProject& project);
     Done changeProject(Id project, const ProjectChange& change);
-    /// An archived client's projects are archived with it; a restored one's stay so. A project that is restored
-    /// restores its client.
+    /// An archived client's projects are archived with it; a restored one's stay archived. Restoring a project restores
+    /// its client.
     Done setActive(Kind kind, Id id, bool active);
-    /// Only a client without projects, and what was never booked.
+    /// Only a client without projects, and other records without hours.
     Done remove(Kind kind, Id id);
 
-    /// What is offered already is billable as said from now on.
+    /// Tasks already offered become billable or not as given.
     Done offerTask(Id project, Id task, bool billable);
-    /// Offers the task on every project that is not archived.
+    /// Offers the task on every unarchived project.
     Done offerTaskEverywhere(Id task, bool billable);
     void withdrawTask(Id project, Id task);
     /// Lets a person book time on a project.

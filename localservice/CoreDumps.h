@@ -2,8 +2,8 @@
 
 namespace localservice {
 
-/// From now on this process leaves no core dump with anything of its memory in it (core(5)): passwords and keys are
-/// there. Whoever may trace the process still can, and programs that it starts inherit this, but can undo it.
+/// From now on no core dump contains this process's memory (core(5)), which holds passwords and keys. A process that
+/// may trace this one still can; child processes inherit this, but can undo it.
 void keepOutOfCoreDumps();
 
 } // namespace localservice

@@ -11,7 +11,7 @@ namespace localservice {
 
 namespace {
 
-// 16 MB and some 40 ms: a start of the service is not felt, a guess is.
+// 16 MB and some 40 ms: not noticeable when the service starts, but costly for guessing.
 constexpr std::uint64_t Cost = 1U << 14U;
 constexpr std::uint64_t BlockSize = 8;
 constexpr std::uint64_t Lanes = 1;
@@ -30,7 +30,7 @@ std::string hex(const unsigned char* bytes, std::size_t count)
     return text;
 }
 
-/// Overwrites a buffer when its time is over.
+/// Overwrites a buffer when it goes out of scope.
 template <typename Buffer>
 class Wiped
 {
@@ -63,7 +63,7 @@ std::optional<std::string> hashed(std::string_view password, const std::string& 
 
 std::optional<std::string> randomPassword()
 {
-    // 32 signs without those that look alike, so that every random byte counts the same.
+    // 32 characters without look-alikes, so that every random byte counts the same.
     constexpr std::string_view signs = "abcdefghijkmnpqrstuvwxyz23456789";
     static_assert(signs.size() == 32);
     std::array<unsigned char, 20> bytes{};
@@ -137,7 +137,7 @@ std::optional<BasicCredentials> BasicCredentials::fromHeader(std::string_view au
 
 BasicCredentials::~BasicCredentials()
 {
-    // What was moved away may still stand in the text itself, where short ones are kept.
+    // A moved-from string may still hold its characters, where short ones are stored in place.
     password.resize(password.capacity());
     wipe(password);
 }
@@ -146,7 +146,7 @@ PasswordCheck::PasswordCheck() : m_usable(fillRandom(m_key.data(), m_key.size())
 
 PasswordCheck::Digest PasswordCheck::digestOf(std::string_view password, const std::string& storedHash) const
 {
-    // The stored hash has a fixed length, so the pair cannot be cut in another place.
+    // The stored hash has a fixed length, so the pair is unambiguous.
     std::string pair;
     pair.reserve(storedHash.size() + password.size());
     pair.append(storedHash).append(password);
@@ -159,7 +159,7 @@ PasswordCheck::Digest PasswordCheck::digestOf(std::string_view password, const s
 
 bool PasswordCheck::fits(std::string_view password, const std::string& storedHash)
 {
-    // With a key that anyone could guess, the digests would be worth a password.
+    // With a guessable key, the digests would be as good as passwords.
     if (!m_usable)
         return false;
     const auto digest = digestOf(password, storedHash);

@@ -36,7 +36,7 @@ void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
         {"My Own Work", "", "Training", false, {"Learning", "Meetings"}},
     };
     using Kind = Catalog::Kind;
-    // These texts are ours, so nothing is refused.
+    // These texts are ours, so nothing is rejected.
     Catalog catalog(database, account);
     for (const auto& [name, billable] : tasks)
         catalog.add(Kind::Task, name).value();
@@ -53,7 +53,7 @@ void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
                     catalog.offerTask(project, catalog.named(Kind::Task, name).value(), sample.billable && billable));
         }
     }
-    // One entry without time, so that there is a timer to start at once.
+    // One entry without time, so that there is a timer to start right away.
     const Seconds now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     execute(database,
             "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
@@ -135,7 +135,7 @@ Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, co
         return tl::unexpected(NoHash);
     return m_storage
         ->change([&](SQLite::Database& database) -> Found {
-            // Another process may have been here between the look and this transaction.
+            // Another process may have been here between the check and this transaction.
             auto sample = find(database);
             if (sample && sample->account == 0) {
                 sample->account = insert(database,

@@ -15,14 +15,14 @@ using namespace std::chrono;
 
 namespace {
 
-// Never through a locale: the wire speaks English whatever the machine speaks.
+// Never through a locale: the wire is English whatever the machine's language.
 constexpr std::array<std::string_view, 7> Weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
                                                    "Thursday", "Friday", "Saturday"};
 constexpr std::array<std::string_view, 12> Months{"January",   "February", "March",    "April",
                                                   "May",       "June",     "July",     "August",
                                                   "September", "October",  "November", "December"};
 
-// What is worked out with more would not fit into a number of seconds.
+// Calculations with anything larger would overflow a number of seconds.
 constexpr double MostHours = 1e6;
 
 char lower(char c)
@@ -50,7 +50,7 @@ std::string formatted(const char* pattern, Values... values)
     return text.data();
 }
 
-/// What a pattern has found in a text, in order.
+/// What a pattern has found in a string, in order.
 struct Scanned
 {
     std::array<int, 7> numbers{};
@@ -58,7 +58,7 @@ struct Scanned
 };
 
 /// In the pattern, "n" is a number of one or two digits, "y" one of up to four, "w" a word, which may be empty, a space
-/// any blanks, and a character after "?" may be missing. The whole text must be of that form.
+/// any amount of whitespace, and a character after "?" is optional. The whole string must match.
 std::optional<Scanned> scan(std::string_view text, std::string_view pattern)
 {
     Scanned found;

@@ -9,7 +9,7 @@
 
 namespace localservice {
 
-/// Gives the present moment. Called from several threads.
+/// Returns the present moment. Called from several threads.
 using Clock = std::function<std::chrono::system_clock::time_point()>;
 
 using Day = std::chrono::year_month_day;
@@ -23,7 +23,7 @@ Day localDay(Seconds moment);
 Minutes localMinutes(Seconds moment);
 /// The moment of a local clock time on a day.
 Seconds momentOf(Day day, Minutes minutes);
-/// The IANA name of the machine's zone, "UTC" when it cannot be told.
+/// The IANA name of the machine's zone, "UTC" when unknown.
 std::string localZoneName();
 
 /// The day of that number (1 = 1 January) in the year, if there is one.
@@ -42,13 +42,13 @@ std::string clockText(Minutes minutes);    ///< "9:15am"
 std::string hoursMinutes(Seconds seconds); ///< "1:30", to the nearest minute
 std::string hoursText(Seconds seconds);    ///< hours with up to four decimals, at least one: "1.5", "0.0833"
 
-/// Reads "Tue, 5 Mar 2024" (the week day may be missing or wrong) and "2024-03-05".
+/// Reads "Tue, 5 Mar 2024" (the weekday may be missing or wrong) and "2024-03-05".
 std::optional<Day> readDay(std::string_view text);
 /// Reads the form of momentText, with any offset.
 std::optional<Seconds> readMoment(std::string_view text);
 /// Reads "9:15am", "09:15 AM" and "21:15".
 std::optional<Minutes> readClock(std::string_view text);
-/// Reads a number of hours, not negative, in decimal form. More than anybody can mean becomes a million.
+/// Reads a non-negative decimal number of hours. Absurdly large ones become a million.
 std::optional<double> readHours(std::string_view text);
 
 } // namespace localservice

@@ -15,7 +15,7 @@ tl::unexpected<Problem> invalid(std::string message, std::string field)
     return tl::unexpected(Problem{500, "Validation", std::move(message), std::move(field)});
 }
 
-/// Gives the text of the field that its sender calls so.
+/// Returns the text of the field with the sender's name for it.
 using Source = std::function<std::optional<std::string>(const std::string& name)>;
 using HoursReader = std::optional<double> (*)(std::string_view);
 

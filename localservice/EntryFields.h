@@ -13,7 +13,7 @@ namespace localservice {
 class Form;
 class RequestBody;
 
-/// What a request says about an entry; what is absent stays as it is. Each field is read and checked by itself.
+/// What a request says about an entry; absent fields stay as they are. Each field is read and checked separately.
 struct EntryFields
 {
     std::optional<Id> project;
@@ -23,13 +23,13 @@ struct EntryFields
     std::optional<double> hours;
     std::optional<Minutes> startedAt;
     std::optional<Minutes> endedAt;
-    /// Whether the person changed the hours, where the sender can tell.
+    /// Whether the person changed the hours, where the sender knows.
     std::optional<bool> hoursTouched = {};
 
     /// The elements project_id, task_id, spent_at, notes, hours, started_at, ended_at.
     static tl::expected<EntryFields, Problem> read(const RequestBody& body);
     /// The fields of a page's form: "booking" (project and task, "12-7"), "day", "notes", "hours", "started", "ended".
-    /// Hours that still are what "shown" says were not touched.
+    /// Hours equal to those in "shown" were not edited.
     static tl::expected<EntryFields, Problem> read(const Form& form);
 };
 

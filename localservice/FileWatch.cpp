@@ -20,7 +20,7 @@ sqlite3_file* fileOf(sqlite3* database, int which)
     return is ? file : nullptr;
 }
 
-/// A folder that we may not look into any more, say, takes nothing away.
+/// A folder that has become inaccessible, for instance, does not mean the file is gone.
 template <typename State>
 bool cannotLook(const tl::expected<State, int>& state)
 {
@@ -53,7 +53,7 @@ tl::expected<FileWatch::State, int> FileWatch::stateOf(const std::string& file)
 
 std::optional<FileWatch::Mark> FileWatch::markOf(sqlite3* database)
 {
-    // SQLite has the index in memory; a descriptor of our own would drop its locks when closed.
+    // SQLite has the index mapped; a descriptor of our own would drop its locks when closed.
     auto* file = fileOf(database, SQLITE_FCNTL_FILE_POINTER);
     volatile void* index = nullptr;
     constexpr int regionSize = 32768;
@@ -113,7 +113,7 @@ FileWatch::Finding FileWatch::look(sqlite3* database)
     if (!mark)
         return Finding::IndexGone;
     // Only checkpoints write into the data file, ours and those of other processes, and each leaves its trace in the
-    // index. While one is under way nothing can be told.
+    // index. While one is under way nothing can be concluded.
     if (mark->tried == mark->brought) {
         if (mark->brought != m_mark.brought || mark->salt != m_mark.salt) {
             if (const auto now = stateOf(m_file); now && now->identity == m_data.identity)
@@ -137,8 +137,8 @@ FileWatch::Finding FileWatch::look(sqlite3* database)
 
 bool FileWatch::isOurJournal(sqlite3* database, const Mark& mark) const
 {
-    // What was in it at the last look, or its header if it has begun again since. A journal that was emptied, and then
-    // grew by what was written to it at its old end, has a hole there.
+    // What was in it at the last check, or its header if it has restarted since. A journal that was truncated, and then
+    // grew when something was written at its old end, has a hole there.
     const bool goesOn = mark.salt == m_mark.salt && m_mark.frames > 0 && m_mark.frames <= mark.frames;
     const off_t place = goesOn ? mark.endOf(m_mark.frames - 1) + SaltInFrame : SaltInHeader;
     std::array<std::uint8_t, 8> found{};

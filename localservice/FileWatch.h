@@ -13,18 +13,18 @@ struct sqlite3_file;
 
 namespace localservice {
 
-/// Whether the files of an open database, in WAL mode, are still those that its name leads to. SQLite itself goes on
-/// with a file that was removed, and all seems well until it is closed and nothing is left.
+/// Whether the files of an open database, in WAL mode, are still those its name refers to. SQLite itself keeps using a
+/// deleted file, and all seems well until it is closed and everything is lost.
 ///
-/// Beside the data file stand its journal (-wal), which has the latest changes until a checkpoint brings them into the
-/// data file, and the index of the journal (-shm), which all who have the database open share. Each look costs three
-/// calls of stat and one short read. For the thread that uses the database.
+/// Beside the data file are its journal (-wal), which has the latest changes until a checkpoint moves them into the
+/// data file, and the journal's index (-shm), shared by all that have the database open. Each check costs three calls
+/// of stat and one short read. For the thread that uses the database.
 ///
 /// Formats: sqlite.org/walformat.html and sqlite.org/fileformat2.html.
 class FileWatch final
 {
 public:
-    /// What is wrong; the first of it that is.
+    /// What is wrong; the first that applies.
     enum class Finding
     {
         Nothing,
@@ -38,16 +38,15 @@ public:
 
     explicit FileWatch(std::string file);
 
-    /// Takes the files as they are, just after the database was opened and used. False if they are not there. Of a
-    /// database that could not be brought into WAL mode, on some file systems, the data file's name alone is watched.
+    /// Records the files as they are, just after the database was opened and used. False if they are missing. Of a
+    /// database that cannot be switched to WAL mode, as on some file systems, only the data file's name is watched.
     bool begin(sqlite3* database);
-    /// Beside others that write at the same time, `JournalCut` may be an error; within a transaction that writes it is
-    /// none.
+    /// When others write at the same time, `JournalCut` may be a false alarm; within a write transaction it is not.
     Finding look(sqlite3* database);
 
-    /// Whether the journal that the database has open still has all that was written to it, whatever its name is now.
+    /// Whether the journal that the database has open is still complete, whatever its name is now.
     static bool hasWholeJournal(sqlite3* database);
-    /// Whether the data file has the name that it was opened by.
+    /// Whether the data file still has the name it was opened by.
     bool isFileThere() const;
 
 private:
@@ -67,10 +66,10 @@ private:
         /// Of its contents.
         bool isUnchangedSince(const State& other) const;
     };
-    /// Where the journal stands.
+    /// How far the journal has got.
     struct Mark
     {
-        std::array<std::uint8_t, 8> salt{}; ///< another one each time that the journal begins again
+        std::array<std::uint8_t, 8> salt{}; ///< changes each time the journal restarts
         std::uint32_t frames = 0;           ///< that count
         std::uint32_t pageSize = 0;
         std::uint32_t brought = 0; ///< of the frames, into the data file
@@ -85,7 +84,7 @@ private:
     bool isOurJournal(sqlite3* database, const Mark& mark) const;
 
     const std::string m_file;
-    std::string m_journalFile; ///< beside the file that a symbolic link leads to; empty when there is none
+    std::string m_journalFile; ///< beside the target of a symbolic link; empty when there is none
     std::string m_indexFile;
     State m_data;
     Identity m_journal;

@@ -13,7 +13,7 @@ namespace localservice {
 
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
-/// Whether two names are the same to HTTP: the case of letters does not matter (ASCII).
+/// Whether two names are the same in HTTP, which ignores case (ASCII).
 bool isSameName(std::string_view one, std::string_view other);
 
 /// A request as it arrived: `target` is path and query exactly as sent, `body` the bytes after the header.
@@ -31,18 +31,18 @@ struct Request
 
     /// The part of `target` before the question mark.
     std::string_view path() const;
-    /// The part of `target` behind the question mark, empty when there is none.
+    /// The part of `target` after the question mark, empty when there is none.
     std::string_view query() const;
     /// The first header of that name (any case), empty when there is none.
     std::string_view header(std::string_view name) const;
-    /// The account that the host asked for stands for: the first label of its name. Empty for a bare loopback address.
+    /// The account that the requested host names: the first label. Empty for a bare loopback address.
     std::string subdomain() const;
 };
 
-/// What stands between the slashes of a path.
+/// The segments of a path.
 std::vector<std::string_view> piecesOf(std::string_view path);
 
-/// The numbers in a path where the route ("/projects/#") has "#"; nothing when the path is not of that route.
+/// The numbers in a path where the route ("/projects/#") has "#"; nothing when the path does not match the route.
 std::optional<std::vector<std::int64_t>> numbersIn(std::string_view path, std::string_view route);
 
 /// A reply; its type is XML unless a Content-Type header says otherwise.

@@ -16,9 +16,8 @@ namespace localservice {
 
 class Tls;
 
-/// HTTP/1.1 over TCP, with TLS or without. One thread waits for all connections, so those that are slow or idle cost
-/// memory alone; four workers call the handler, several at once. After a request that is refused (`RequestReader`) a
-/// connection ends.
+/// HTTP/1.1 over TCP, with or without TLS. One thread waits for all connections, so slow or idle ones cost only memory;
+/// four workers call the handler concurrently. After a rejected request (`RequestReader`) the connection ends.
 ///
 /// When all places are taken, the newcomer gets that of a connection that waits, for its client (idle or in the middle
 /// of something) or for a worker: the one that has waited longest, of the network that has most. A network with a 64th

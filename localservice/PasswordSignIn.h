@@ -15,20 +15,20 @@ namespace localservice {
 
 class Storage;
 
-/// Tells by email and password who somebody is, for programs and pages alike, and makes guessing slow. Thread-safe.
+/// Identifies people by email and password, for programs and pages alike, and slows down guessing. Thread-safe.
 class PasswordSignIn final
 {
 public:
-    /// Why not: they do not fit together, or nobody could look at them.
+    /// Why not: the two do not match, or could not be checked.
     struct Refusal
     {
-        std::optional<std::chrono::seconds> tryAgainIn = {}; ///< set when there were too many tries
+        std::optional<std::chrono::seconds> tryAgainIn = {}; ///< set after too many tries
         std::optional<Problem> problem = {};                 ///< set when the data file could not be read
     };
 
     PasswordSignIn(Storage& storage, Clock clock) : m_storage(storage), m_throttle(std::move(clock)) {}
 
-    /// The person in the account that the request is for.
+    /// The person in the account that the request addresses.
     tl::expected<Person, Refusal> person(const Request& request, const std::string& email, const std::string& password);
 
 private:

@@ -16,9 +16,9 @@ namespace localservice {
 
 namespace {
 
-constexpr int Established = 1; // TCP_ESTABLISHED: later on the kernel no longer knows whose socket it was
+constexpr int Established = 1; // TCP_ESTABLISHED: later on the kernel no longer knows the socket's owner
 
-/// Address and port of one end. Addresses of the fourth version are mapped into the sixth, as sockets for both are.
+/// Address and port of one end. IPv4 addresses are mapped to IPv6, as sockets for both are.
 struct End
 {
     in6_addr address{};
@@ -68,7 +68,7 @@ std::optional<Number> numberIn(std::string_view text, int base)
     return error == std::errc{} && rest == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-/// "0100007F:1F90": words of 32 bits as this machine keeps them, each in hexadecimal, and the port.
+/// "0100007F:1F90": 32-bit words in this machine's byte order, each in hexadecimal, and the port.
 std::optional<End> endIn(std::string_view text)
 {
     const auto colon = text.find(':');
@@ -105,7 +105,7 @@ std::optional<uid_t> ownerIn(const char* table, const End& own, const End& other
     return {};
 }
 
-/// Within a container, all users of whom it knows nothing have one number.
+/// In a container, all users unknown to it share one number.
 bool isAnybody(uid_t user)
 {
     uid_t overflow = 65534;
@@ -128,7 +128,7 @@ std::optional<uid_t> userAtOtherEnd(int socket)
     const auto there = endOf(socket, ::getpeername);
     if (!here || !there)
         return {};
-    // A browser's socket for both versions of IP stands in the second table, though it speaks the fourth.
+    // A browser's socket for both versions of IP is in the second table even when it uses IPv4.
     for (const char* table : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
         if (const auto owner = ownerIn(table, *there, *here))
             return isAnybody(*owner) ? std::nullopt : owner;

@@ -24,7 +24,7 @@ Problem unknown()
 bool isEmail(std::string_view text)
 {
     const auto at = text.find('@');
-    // A colon ends the name in what programs send to sign in.
+    // In what programs send to sign in, a colon ends the name.
     const bool odd = std::any_of(text.begin(), text.end(), [](char c) {
         return static_cast<unsigned char>(c) <= ' ' || c == '\x7F' || c == ':' || c == ',' || c == '<' || c == '>';
     });
@@ -217,7 +217,7 @@ People::Done People::setProjects(Id person, const std::vector<Id>& projects)
         const bool assigned = wanted.contains(project.id);
         if (!project.active || assigned == project.assigned)
             continue;
-        // Only what differs is touched: each change makes clients fetch the catalog anew.
+        // Changes only what differs: each change makes clients fetch the catalog again.
         SQLite::Statement& statement = assigned ? assign : release;
         statement.reset();
         if (assigned)

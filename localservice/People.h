@@ -15,7 +15,7 @@ class Database;
 
 namespace localservice {
 
-/// What is told of a person, as it is typed.
+/// A person's details as typed.
 struct PersonDetails
 {
     std::string email;
@@ -30,13 +30,13 @@ struct Member : PersonDetails
     Id id = 0;
     bool active = true;
     bool hasPassword = true;
-    Seconds booked = 0; ///< in the days asked for, with a running timer up to now
+    Seconds booked = 0; ///< in the requested days, with a running timer up to now
     bool running = false;
 
     std::string name() const;
 };
 
-/// A project and whether somebody may book on it.
+/// A project and whether a person may book on it.
 struct BookableProject
 {
     Id id = 0;
@@ -46,11 +46,11 @@ struct BookableProject
     bool assigned = false;
 };
 
-/// First and last name, the email address for those who have neither.
+/// First and last name, or the email address when both are missing.
 std::string fullName(const std::string& firstName, const std::string& lastName, const std::string& email);
 
-/// The people of one account and every change of them. Works within the transaction of its caller; people of other
-/// accounts are as if they were not there. Problems name the field of a form that they are about.
+/// The people of one account and all changes to them. Works within the caller's transaction; people of other accounts
+/// are treated as missing. Problems name the form field they are about.
 class People final
 {
 public:
@@ -63,25 +63,25 @@ public:
 
     People(SQLite::Database& database, Id account) : m_database(database), m_account(account) {}
 
-    /// Everybody by name, those who are archived last.
+    /// Everyone by name, archived people last.
     std::vector<Member> all(Day first, Day last, Seconds now);
     tl::expected<Member, Problem> find(Id person);
 
-    /// `hash` is that of the password. Answers the person's number.
+    /// `hash` is the password's. Returns the person's number.
     tl::expected<Id, Problem> add(const PersonDetails& details, const std::string& hash);
     Done change(Id person, const PersonDetails& details);
-    /// Ends the person's sessions but the one whose secret is `except`.
+    /// Ends the person's sessions except the one whose secret is `except`.
     Done setPassword(Id person, const std::string& hash, std::string_view except = {});
-    /// They cannot sign in any more, their sessions end and their timer stops. `by` is who does it.
+    /// The person can no longer sign in, their sessions end and their timer stops. `by` is the person archiving them.
     Done archive(Id person, Id by, Seconds now);
     Done restore(Id person);
 
-    /// All projects by client and name, those that are archived only where the person is assigned.
+    /// All projects by client and name, archived ones only where the person is assigned.
     std::vector<BookableProject> projects(Id person);
-    /// From now on the person may book on these of the projects that are not archived, and on no other of them.
+    /// From now on the person may book on these of the unarchived projects, and on no others.
     Done setProjects(Id person, const std::vector<Id>& projects);
 
-    /// Why a password that somebody chose cannot be taken; nothing wrong when empty.
+    /// Why a chosen password is not acceptable; empty when it is.
     static std::string wrongWithPassword(std::string_view password);
 
 private:

@@ -11,7 +11,7 @@ class Database;
 
 namespace localservice {
 
-/// Who sent a request, with what is needed of the account.
+/// The sender of a request, with the account data needed.
 struct Person
 {
     Id id = 0;
@@ -27,14 +27,14 @@ struct Person
     bool timestampTimers = false;
 };
 
-/// The person of that email address in the account of that subdomain, unless archived. With an empty subdomain: in
-/// the only account there is, as there mostly is just one.
+/// The person with that email address in the account of that subdomain, unless archived. With an empty subdomain: in
+/// the only account, as there usually is just one.
 std::optional<Person> personByEmail(SQLite::Database& database, const std::string& email, const std::string& subdomain);
 
 /// The owner of the account of that subdomain: the first person in it, unless archived.
 std::optional<Person> ownerOf(SQLite::Database& database, const std::string& subdomain);
 
-/// The person of that number, unless archived.
+/// The person with that number, unless archived.
 std::optional<Person> personById(SQLite::Database& database, Id id);
 
 } // namespace localservice

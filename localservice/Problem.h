@@ -4,8 +4,8 @@
 
 namespace localservice {
 
-/// Why a request was not carried out: the HTTP status, one word for programs, a sentence for people, and the field of
-/// a page's form that it is about, if it is about one.
+/// Why a request was not carried out: the HTTP status, one word for programs, a sentence for people, and the form field
+/// it is about, if any.
 struct Problem
 {
     int status = 500;

@@ -14,7 +14,7 @@ Headers protectionHeaders(bool secure, std::string_view host)
         {"Cross-Origin-Resource-Policy", "same-origin"},
         {"Cache-Control", "no-store"},
     };
-    // It holds for all ports of a name: that of every program on every machine is not ours to decide about.
+    // It would apply to all ports of a name, and so to other programs, for which we must not decide.
     const auto name = host.substr(0, host.rfind(':'));
     if (secure && name != "localhost" && !name.ends_with(".localhost"))
         headers.emplace_back("Strict-Transport-Security", "max-age=15552000");

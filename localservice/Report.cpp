@@ -27,7 +27,7 @@ Seconds runOf(const SQLite::Column& timerStarted, Seconds now)
     return timerStarted.isNull() ? 0 : std::max<Seconds>(0, now - timerStarted.getInt64());
 }
 
-/// Which combinations of project and task are billable. What is no longer offered counts like its project.
+/// Which combinations of project and task are billable. One no longer offered counts like its project.
 class Billable
 {
 public:
@@ -71,18 +71,18 @@ std::string clock(const SQLite::Column& minutes)
     return text.data();
 }
 
-/// As they are, in full width and small: all of them begin a formula somewhere.
+/// Plain, full-width and small: each of them begins a formula in some spreadsheet.
 bool beginsFormula(char32_t c)
 {
     constexpr std::u32string_view signs = U"=+-@\uFF1D\uFF0B\uFF0D\uFF20\uFE66\uFE62\uFE63\uFE6B";
     return signs.find(c) != std::u32string_view::npos;
 }
 
-/// Whether a hyphen, with what follows it, is an item of a list in somebody's notes: nothing in it could be called.
+/// Whether a hyphen and what follows it is a list item in someone's notes, with nothing in it that could be a call.
 bool isListItem(char32_t sign, std::string_view rest)
 {
     const auto line = rest.substr(0, rest.find_first_of("\r\n;\t"));
-    // The second begins all signs in full width.
+    // The lead byte of all full-width characters.
     return sign == '-' && line.starts_with(' ') && line.find_first_of("=+@(|!") == std::string_view::npos &&
            line.find('\xEF') == std::string_view::npos;
 }
@@ -102,7 +102,7 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
     const Billable isBillable(database, filter.account);
     std::map<std::pair<Id, Id>, Amount> work; ///< by project and task
     std::unordered_map<Id, Amount> people;
-    // Summed up here: the database would sort all entries first to do it.
+    // Summed up here: the database would first sort all entries.
     SQLite::Statement query(database, std::string("SELECT e.person_id, e.spent_at, e.project_id, e.task_id, e.seconds,"
                                                   " e.timer_started FROM entries e") +
                                           Counted);
@@ -119,7 +119,7 @@ Report Report::of(SQLite::Database& database, const ReportFilter& filter)
         report.total += amount;
         people[query.getColumn(0).getInt64()] += amount;
         work[booked] += amount;
-        // They mostly come day by day.
+        // They mostly come in order of days.
         if (const char* text = query.getColumn(1).getText(); !day || dayText != text) {
             dayText = text;
             day = &report.days[readDay(dayText).value_or(filter.from)];

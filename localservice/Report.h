@@ -15,7 +15,7 @@ class Database;
 
 namespace localservice {
 
-/// What is counted: the entries of some days, of one person or, with 0, of everybody in the account.
+/// What to count: the entries of some days, of one person or, with 0, of everyone in the account.
 struct ReportFilter
 {
     Id account = 0;
@@ -35,7 +35,7 @@ struct Amount
     bool operator==(const Amount&) const = default;
 };
 
-/// What a report says of one project, task or person.
+/// A report's line for one project, task or person.
 struct ReportLine
 {
     Id id = 0;
@@ -50,7 +50,7 @@ struct Report
 {
     Amount total;
     int runningTimers = 0;
-    Seconds running = 0;              ///< what of the total their present runs make
+    Seconds running = 0;              ///< of the total, the part due to running timers
     std::map<Day, Amount> days;       ///< only those with entries
     std::vector<ReportLine> projects; ///< the largest first, like the other lists
     std::vector<ReportLine> clients;
@@ -60,12 +60,12 @@ struct Report
     static Report of(SQLite::Database& database, const ReportFilter& filter);
 };
 
-/// The same entries as lines of comma-separated values (RFC 4180) in UTF-8, with a byte order mark, by which
-/// spreadsheets know that.
+/// The same entries as comma-separated values (RFC 4180) in UTF-8, with a byte order mark, by which spreadsheets
+/// recognise it.
 std::string csvOf(SQLite::Database& database, const ReportFilter& filter);
 
-/// A cell of comma-separated values. What a spreadsheet would take for a formula gets an apostrophe in front: also
-/// behind what it passes over, and within the text where one that separates otherwise would see a cell begin.
+/// A cell of comma-separated values. Anything a spreadsheet would take for a formula gets an apostrophe in front: also
+/// after characters it skips, and within the text where one with another separator would see a cell begin.
 std::string csvCell(std::string_view text);
 
 } // namespace localservice

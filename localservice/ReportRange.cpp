@@ -77,7 +77,7 @@ void label(Step& step, StepLength length, int count)
         break;
     case StepLength::Week:
         step.name = nameOf(step.range);
-        // The week that a month begins in has its name.
+        // The week in which a month begins is marked.
         step.marked = first.day() == 1d || monthOf(first) != monthOf(step.range.to);
         if (count <= 10)
             step.label = dayNumber(first) + " " + monthName(first).substr(0, 3);
@@ -128,7 +128,7 @@ std::optional<DayRange> shifted(const DayRange& range, int count)
     } else {
         result = {plus(range.from, count * daysIn(range)), plus(range.to, count * daysIn(range))};
     }
-    // What a date field can send, and what is read again.
+    // The years that a date field can send and that can be read back.
     return result.from.year() >= 1900y && result.to.year() <= 9999y ? std::optional(result) : std::nullopt;
 }
 

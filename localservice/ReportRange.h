@@ -9,7 +9,7 @@
 
 namespace localservice {
 
-/// The days from one to another; both count.
+/// A range of days, both ends included.
 struct DayRange
 {
     Day from;
@@ -23,13 +23,13 @@ int daysIn(const DayRange& range);
 DayRange thisWeek(Day today);
 /// "This week", "Last week", "This month", "Last month" and "This year".
 std::vector<std::pair<std::string, DayRange>> namedRanges(Day today);
-/// As many whole months later, or earlier with a negative count, where the range is of whole months; else as many
-/// times its own length. Nothing where no calendar of ours reaches.
+/// Moved by that many whole months (earlier when negative) if the range consists of whole months; otherwise by that
+/// many times its own length. Nothing beyond the supported calendar.
 std::optional<DayRange> shifted(const DayRange& range, int count);
 /// "5 March 2024", "March 2024", "2024", or from when to when.
 std::string nameOf(const DayRange& range);
 
-/// What one bar of a picture stands for.
+/// What one bar of a chart stands for.
 enum class StepLength
 {
     Day,
@@ -40,17 +40,17 @@ enum class StepLength
 
 struct Step
 {
-    DayRange range;      ///< within the one asked for
+    DayRange range;      ///< within the requested range
     std::string name;    ///< in full
-    std::string label;   ///< below the bar
+    std::string label;   ///< its label stays where there is little room
     bool marked = false; ///< its label stays where there is little room
     bool quiet = false;  ///< a weekend, or a time that is yet to come
     Amount amount = {};
 };
 
-/// So that a picture has few enough bars.
+/// Chosen so that a chart has few enough bars.
 StepLength stepLengthOf(const DayRange& range, const Report& report);
-/// All steps in order, also those without hours; of more than a year only from the first to the last that has some.
+/// All steps in order, also those without hours; of more than a year only from the first to the last that has any.
 std::vector<Step> stepsOf(DayRange range, const Report& report, StepLength length, Day today);
 
 } // namespace localservice

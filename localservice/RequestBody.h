@@ -11,8 +11,8 @@ namespace localservice {
 class RequestBody final
 {
 public:
-    /// Reads strict XML whose root has the given name. Nothing for anything else: malformed text, another root, a
-    /// document type declaration (nothing that names or expands entities is ever let in).
+    /// Reads strict XML whose root has the given name. Nothing for anything else: malformed XML, another root, or a
+    /// document type declaration (anything that declares or expands entities is rejected).
     static std::optional<RequestBody> read(const std::string& text, std::string_view root);
 
     std::optional<std::string> field(const std::string& name) const;

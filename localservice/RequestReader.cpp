@@ -19,7 +19,7 @@ using boost::beast::error_code;
 constexpr std::size_t LongestHead = 64UL * 1024;
 constexpr std::size_t LongestRequestLine = 8UL * 1024;
 constexpr std::size_t LongestBody = 1024UL * 1024;
-// A body in chunks of a byte or two is no use to anybody.
+// A legitimate client does not send chunks of a byte or two.
 constexpr std::size_t LongestFrames = 1024UL * 1024;
 
 using namespace std::string_view_literals;
@@ -48,7 +48,7 @@ bool isHost(std::string_view text)
            });
 }
 
-/// The library takes everything in quotes, but other readers may see the end of a line in it.
+/// The library accepts anything in quotes, but other readers may see the end of a line in it.
 void refuseControls(std::uint64_t, boost::beast::string_view extensions, error_code& error)
 {
     if (std::any_of(extensions.begin(), extensions.end(),
@@ -119,8 +119,8 @@ RequestReader::State RequestReader::read(std::string& input)
     return m_parser->is_done() ? State::Complete : m_parser->is_header_done() ? State::Body : State::Head;
 }
 
-/// The size of the head with its blank line; 0 while that has not come. The library unfolds lines, and readers differ
-/// in what they make of a break that is none: such heads are refused as they come.
+/// The size of the head with its blank line; 0 until that has arrived. The library unfolds lines, and readers differ in
+/// how they treat malformed line breaks: such heads are rejected as they arrive.
 std::size_t RequestReader::endOfHead(const std::string& input)
 {
     for (auto end = input.find('\n', m_line); end != std::string::npos; end = input.find('\n', m_line)) {
@@ -156,14 +156,14 @@ std::size_t RequestReader::readHead(const std::string& input)
         refuse(error == http::error::body_limit ? 413 : 400);
     else if (const int status = reasonToRefuse(); status != 0)
         refuse(status);
-    // Older clients do not say that they will send no more, and would take the go-ahead for the reply.
+    // Older clients do not announce that they have finished sending, and would take the go-ahead for the reply.
     const bool isOlder = head.version() < 11;
     m_isLast = m_isLast || isOlder || !m_parser->keep_alive();
     m_awaitsContinue = !isOlder && !m_request.header("Expect").empty();
     return size;
 }
 
-/// What of a head that can be read has no place here; 0 for nothing.
+/// Checks a readable head for what is not allowed here; 0 for nothing.
 int RequestReader::reasonToRefuse() const
 {
     const auto& headers = m_request.headers;
@@ -196,13 +196,13 @@ std::size_t RequestReader::readBody(std::string_view input)
 {
     std::size_t taken = 0;
     error_code error;
-    // In chunks at least so much must come until the end; the library takes less of a last chunk for its own mistake.
+    // The least that must still follow in a chunked body; the library mistakes a shorter last chunk for its own error.
     const std::size_t least = m_parser->chunked() ? std::string_view("0\r\n\r\n").size() : 1;
     while (!m_parser->is_done() && input.size() - taken >= least && !error) {
         const auto rest = input.substr(taken);
         const auto size = m_parser->put(boost::asio::buffer(rest.data(), rest.size()), error);
         taken += size;
-        // What comes after a body in chunks is not asked for, but has the lines of a head.
+        // Trailers after a chunked body are not wanted, but have lines like a head's.
         const auto trailers = m_parser->is_done() && m_parser->chunked() ? rest.substr(0, size) : std::string_view{};
         if (trailers.find("\r\n ") != std::string_view::npos || trailers.find("\r\n\t") != std::string_view::npos)
             refuse(400);

@@ -8,9 +8,9 @@
 
 namespace localservice {
 
-/// Reads one request of HTTP/1.1 from the bytes of a connection, exactly as RFC 9112 writes it: what a reader before us
-/// could understand in another way is refused, as is all that has no place here (lines folded or ended in other ways,
-/// bodies that are compressed or not announced, other transfer codings). Heads are limited to 64 KiB, bodies to 1 MiB.
+/// Reads one HTTP/1.1 request from the bytes of a connection, exactly as RFC 9112 defines it: anything an upstream
+/// reader could understand differently is rejected, and so is anything not needed here (folded or oddly ended lines,
+/// compressed or unannounced bodies, other transfer codings). Heads are limited to 64 KiB, bodies to 1 MiB.
 class RequestReader final
 {
 public:
@@ -19,7 +19,7 @@ public:
         Head,
         Body, ///< the head is known
         Complete,
-        Refused, ///< nothing on this connection can be understood any more
+        Refused, ///< nothing more on this connection can be understood
     };
 
     RequestReader();
@@ -27,19 +27,19 @@ public:
     RequestReader(const RequestReader&) = delete;
     RequestReader& operator=(const RequestReader&) = delete;
 
-    /// Takes what is complete from the start of `input`, leaving no copy there; what is left comes again with more
-    /// behind it, or belongs to the next request.
+    /// Takes what is complete from the start of `input`, leaving no copy there; the rest comes again with more after
+    /// it, or belongs to the next request.
     State read(std::string& input);
 
     /// What is known so far: the head unless the state is Head, the body when it is Complete.
     Request& request() { return m_request; }
-    /// Overwrites what was read: there may be a password in it.
+    /// Overwrites what was read: it may contain a password.
     void forget();
-    /// The status to answer with, when it was refused.
+    /// The status to reply with when it was rejected.
     int refusal() const { return m_refusal; }
     /// The client sends nothing after it.
     bool isLast() const { return m_isLast; }
-    /// The client sends the body when it has been told to (RFC 9110, section 10.1.1).
+    /// The client waits for a go-ahead before sending the body (RFC 9110, section 10.1.1).
     bool awaitsContinue() const { return m_awaitsContinue; }
 
 private:

@@ -14,8 +14,8 @@ namespace localservice {
 
 namespace {
 
-/// "localhost" stands for both loopback addresses, and which of them a browser asks first is its own affair: whoever
-/// listened at the other one would get what is meant for us.
+/// "localhost" stands for both loopback addresses, and a browser may try either first: a program listening on the other
+/// one would get what is meant for us.
 std::vector<std::string> addressesFor(const std::string& address)
 {
     if (address == "127.0.0.1")
@@ -100,7 +100,7 @@ private:
     std::unique_ptr<Api> m_api;
     std::unique_ptr<Site> m_site;
     std::uint16_t m_port = 0;
-    // Last, so that its threads have ended before what they use goes.
+    // Last, so that its threads have ended before what they use is destroyed.
     HttpServer m_server;
 };
 

@@ -15,8 +15,8 @@ namespace localservice {
 
 /// The timesheet service: HTTP over one data file, on loopback; with TLS, on any address of this machine.
 ///
-/// Accounts are told apart by the first label of the host asked for ("acme.localhost:8787"). All calls are
-/// thread-safe; stopping ends open connections and takes well under a second whatever clients do.
+/// The first label of the requested host selects the account ("acme.localhost:8787"). All calls are thread-safe;
+/// stopping ends open connections and takes well under a second whatever clients do.
 class Service final
 {
 public:
@@ -31,11 +31,11 @@ public:
         /// Signs the program that brings this service in as an account's owner, whatever e-mail it sends and whatever
         /// password the owner has or has not: for XML alone, not for pages. Too random to be guessed; none when empty.
         std::string ownerPassword = {};
-        /// Told when the data file is lost while it is in use; see FileTrouble.
+        /// Called when the data file is lost while in use; see FileTrouble.
         std::function<void(const std::string& sentence)> tellTrouble = {};
     };
 
-    /// Whether `address` is numeric and reaches this machine only. Without TLS the service listens on no other.
+    /// Whether `address` is numeric and reaches this machine only. Without TLS the service listens on no others.
     static bool isLoopback(const std::string& address);
 
     explicit Service(Options options);
@@ -43,18 +43,18 @@ public:
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    /// Opens the data file, if that has not been done, and listens. Answers the port.
+    /// Opens the data file, if necessary, and listens. Returns the port.
     Result<std::uint16_t> start();
     void stop();
 
-    /// Opens the data file alone, to fill it before the first request. It stays open until the service is destroyed.
+    /// Only opens the data file, to fill it before the first request. It stays open until the service is destroyed.
     Result<Database*> database();
 
     /// The base URL of an account while the service runs: "http://acme.localhost:40123".
     std::string url(const std::string& subdomain) const;
 
-    /// The address of a page of that account, by which a browser of the same user of this machine arrives signed in as
-    /// that person: once, and within a minute. To anybody else it is the plain address. `target` is path and query.
+    /// The address of a page of that account that signs a browser of this machine's same user in as that person: once,
+    /// and within a minute. For anyone else it is the plain address. `target` is path and query.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target) const;
 
 private:

@@ -51,7 +51,7 @@ std::string defaultDataFile()
     return folder + "/Quillon/LocalService.sqlite";
 }
 
-/// Whether it can be the first label of a host (RFC 1123) and is not taken for a part of a bare address.
+/// Whether it can be the first label of a host (RFC 1123) and cannot be taken for part of a bare address.
 bool isAccountName(const std::string& name)
 {
     const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
@@ -60,14 +60,14 @@ bool isAccountName(const std::string& name)
            std::any_of(name.begin(), name.end(), isLetter) && name.front() != '-' && name.back() != '-';
 }
 
-/// In one line. What somebody else has chosen, such as a file's name, must not control the terminal.
+/// On one line. Names chosen by others, such as a file's, must not control the terminal.
 void complain(const std::string& what)
 {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string line = "quillon-service: ";
     for (std::size_t i = 0; i < what.size(); ++i) {
         const auto byte = static_cast<unsigned char>(what[i]);
-        // U+0080 to U+009F are control characters as well, and 0xC2 is no character by itself.
+        // U+0080 to U+009F are control characters as well, and 0xC2 alone is not a character.
         const bool second = byte == 0xC2 && i + 1 < what.size() && static_cast<unsigned char>(what[i + 1]) < 0xA0;
         if (byte < 0x20 || byte == 0x7F || second) {
             const auto number = second ? static_cast<unsigned char>(what[++i]) : byte;
@@ -88,7 +88,7 @@ void warnOfExposedKey(const std::string& file)
         complain("everybody on this machine can read the key in " + file);
 }
 
-/// As many as are allowed: each connection takes one, and what one gets without asking is less than a team needs.
+/// As many as are allowed: each connection takes one, and the default is too few for a team.
 void openManyFiles()
 {
     rlimit descriptors{};
@@ -192,7 +192,7 @@ Result<bool> ServiceProgram::prepareAccount(Service& service)
         if (auto set = (*database)->setPassword(m_account, sample->email, *sample->password); !set)
             return tl::unexpected(set.error());
     }
-    // Only its hash is kept, so it is shown here or never.
+    // Only its hash is kept, so it is shown now or never.
     if (sample->password)
         std::cout << "Sign in to the account \"" << m_account << "\" with\n  email     " << sample->email
                   << "\n  password  " << *sample->password << std::endl;
@@ -206,7 +206,7 @@ void ServiceProgram::tellAddress(std::uint16_t port, bool passwordShown) const
     const auto named = tls ? tls->hostOf(m_account) : std::nullopt;
     const std::string numbers = urlHost(m_options.address) + ":" + std::to_string(port);
     const std::string host = named ? *named + ":" + std::to_string(port) : numbers;
-    // Written at once, for whoever waits for the address.
+    // Flushed at once, for scripts that wait for the address.
     std::string text;
     if (passwordShown) {
         const std::string domain =
@@ -245,7 +245,7 @@ int ServiceProgram::run()
         return 2;
     }
 
-    // Blocked before the first thread is made, so that all of them inherit it and only sigwait sees the signals.
+    // Blocked before the first thread is started, so that all inherit it and only sigwait sees the signals.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
@@ -254,7 +254,7 @@ int ServiceProgram::run()
         sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-    // Before the data file, so that the password of the first use is not shown by a start that fails.
+    // Before the data file, so that a failing start does not show the password of the first use.
     if (const auto opened = openTls(); !opened) {
         complain(opened.error());
         return 1;
@@ -262,7 +262,7 @@ int ServiceProgram::run()
     m_options.tellTrouble = [file = m_options.dataFile](const std::string& sentence) {
         complain(file + ": " + (sentence.empty() ? "changes are saved again" : sentence));
     };
-    // A folder that was named on the command line is the person's own; this one is ours, and may be there already.
+    // A folder named on the command line is the person's own; this one is ours, and may already exist.
     if (m_options.dataFile == defaultDataFile())
         ::chmod(std::filesystem::path(m_options.dataFile).parent_path().c_str(), 0700);
     openManyFiles();

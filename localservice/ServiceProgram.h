@@ -14,14 +14,14 @@ class ServiceProgram final
 public:
     explicit ServiceProgram(std::vector<std::string> arguments) : m_arguments(std::move(arguments)) {}
 
-    /// Runs the program; answers its exit status: 0 after a clean stop, 1 when it cannot run, 2 for wrong options.
+    /// Runs the program; returns its exit status: 0 after a clean stop, 1 when it cannot run, 2 for wrong options.
     int run();
 
 private:
     Result<void> readOptions();
     Result<void> checkOptions();
     Result<void> openTls();
-    /// Answers whether a password was shown.
+    /// Returns whether a password was shown.
     Result<bool> prepareAccount(Service& service);
     void tellAddress(std::uint16_t port, bool passwordShown) const;
     void reloadCertificate() const;

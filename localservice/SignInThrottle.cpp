@@ -14,7 +14,7 @@ namespace {
 constexpr auto Window = 15min;
 constexpr std::ptrdiff_t MostForPerson = 10;
 constexpr std::ptrdiff_t MostForAddress = 50;
-// What strangers can make the service remember.
+// Limits what strangers can make the service remember.
 constexpr std::size_t MostTries = 5000;
 constexpr std::size_t MostPlaces = 1000;
 
@@ -35,7 +35,7 @@ std::optional<std::chrono::seconds> SignInThrottle::tryAgainIn(const std::string
     const auto now = m_clock();
     const Try next{now, placeOf(peer, user, email), std::hash<std::string_view>{}(password)};
     const std::lock_guard lock(m_mutex);
-    // A clock that was set back must not block anybody until it has caught up.
+    // A clock that was set back must not block anyone until it has caught up.
     std::erase_if(m_tries, [now](const Try& old) { return std::chrono::abs(now - old.time) >= Window; });
 
     const auto forPerson = [&](const Try& old) { return old.place == next.place; };

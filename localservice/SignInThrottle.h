@@ -13,23 +13,23 @@
 
 namespace localservice {
 
-/// Makes guessing passwords slow: from one client address ten of them for one person and fifty in all, in a quarter of
+/// Slows down guessing passwords: one client address gets ten guesses for one person and fifty in all, per quarter of
 /// an hour.
 ///
-/// The same wrong password counts once, so a program that keeps on trying an old one blocks nobody. Guesses from
-/// elsewhere never count against an address, and those for other people not against somebody who has signed in from
-/// there. An address of IPv6 counts as its network of 64 bits. Where it is known which user of this machine tries, the
-/// ten are that user's, so that nobody keeps others of the machine out. In memory only. Thread-safe.
+/// The same wrong password counts once, so a program that keeps trying an old one blocks nobody. Guesses from elsewhere
+/// never count against an address, nor those for other people against a person who has signed in from there. An IPv6
+/// address counts as its network of 64 bits. Where the local user making the attempt is known, the ten are that user's,
+/// so that nobody locks out other users of the machine. In memory only. Thread-safe.
 class SignInThrottle final
 {
 public:
     explicit SignInThrottle(Clock clock) : m_clock(std::move(clock)) {}
 
-    /// Counts a try. Nothing when it may go on; else how long until another may, and nothing is to be told or worked
-    /// out about this one. `peer` is numeric.
+    /// Counts a try. Nothing when it may proceed; otherwise the wait until another may, and this one must be neither
+    /// checked nor answered. `peer` is numeric.
     std::optional<std::chrono::seconds> tryAgainIn(const std::string& peer, std::optional<uid_t> user,
                                                    std::string_view email, std::string_view password);
-    /// That try was right: the person's failures at this place are forgotten.
+    /// That try was correct: the person's failures from this place are forgotten.
     void succeeded(const std::string& peer, std::optional<uid_t> user, std::string_view email);
 
 private:

@@ -8,7 +8,7 @@
 
 namespace localservice {
 
-/// Runs a statement; answers how many rows it changed.
+/// Runs a statement; returns how many rows it changed.
 template <typename... Values>
 int execute(SQLite::Database& database, const std::string& sql, const Values&... values)
 {
@@ -18,7 +18,7 @@ int execute(SQLite::Database& database, const std::string& sql, const Values&...
     return statement.exec();
 }
 
-/// Adds a row; answers its id.
+/// Adds a row; returns its id.
 template <typename... Values>
 Id insert(SQLite::Database& database, const std::string& sql, const Values&... values)
 {

@@ -14,9 +14,9 @@ namespace {
 
 constexpr int SchemaVersion = 2;
 
-// Ids are never given twice, so a late request for a deleted entry cannot meet another one. Two rules live in the
-// schema, where no code path can forget them: one running timer for each person, and a new cache version whenever
-// anything that clients keep of the catalog changes.
+// Ids are never reused, so a late request for a deleted entry cannot hit another one. Two rules are in the schema,
+// where no code path can forget them: one running timer per person, and a new cache version whenever anything that
+// clients cache of the catalog changes.
 constexpr const char* FirstSchema = R"sql(
 CREATE TABLE accounts (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -89,8 +89,8 @@ CREATE INDEX entries_of_day ON entries (person_id, spent_at);
 CREATE UNIQUE INDEX one_running_timer ON entries (person_id) WHERE timer_started IS NOT NULL;
 )sql";
 
-// Archived people cannot sign in and archived tasks cannot be booked; what was booked stays. A session is found by the
-// digest of its secret: who reads the file cannot sign in with it.
+// Archived people cannot sign in and archived tasks cannot be booked; booked time stays. A session is found by the
+// digest of its secret: reading the file does not let anyone sign in with it.
 constexpr const char* SecondSchema = R"sql(
 ALTER TABLE people ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
 ALTER TABLE tasks ADD COLUMN active INTEGER NOT NULL DEFAULT 1;
@@ -132,13 +132,13 @@ void migrate(SQLite::Database& database)
 
 using Finding = FileWatch::Finding;
 
-/// Nothing of what is read then is certain, and a checkpoint would do harm.
+/// Nothing read then is reliable, and a checkpoint would do harm.
 bool isUnreadable(Finding found)
 {
     return found == Finding::FileOverwritten || found == Finding::JournalCut || found == Finding::IndexGone;
 }
 
-/// What happened and what to do, for people. `stop` is how the program is ended.
+/// What happened and what to do, for people. `stop` is how to end the program.
 std::string sentence(Finding found, const std::string& stop)
 {
     switch (found) {
@@ -177,12 +177,12 @@ Storage::Opened Storage::connect(const std::string& file, int flags)
 {
     auto database = std::make_unique<SQLite::Database>(file, SQLite::OPEN_READWRITE | flags, 5000);
     database->exec("PRAGMA journal_mode = WAL");
-    // A commit is on the disk before its reply leaves, so that not even a power cut takes a timer that the person has
-    // seen start. It costs a disk flush for each change, and changes come at the pace of a person.
+    // A commit is on disk before its reply is sent, so that not even a power cut loses a timer that the person has seen
+    // start. It costs a disk flush per change, and changes come at a person's pace.
     database->exec("PRAGMA synchronous = FULL");
     database->exec("PRAGMA foreign_keys = ON");
     migrate(*database);
-    // What a run left in the journal that ended without closing it: from now on every checkpoint can be told.
+    // Applies what an unclean run left in the journal: from now on every checkpoint is recognised.
     database->exec("PRAGMA wal_checkpoint(PASSIVE)");
     return database;
 }
@@ -194,11 +194,11 @@ Storage::Storage(const std::string& file, Opened database, FileTrouble trouble)
 
 tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::string& file, FileTrouble trouble)
 {
-    // What is missing is made for one's own eyes, whatever the umask.
+    // Missing folders are made accessible to the owner only, whatever the umask.
     std::filesystem::path folder;
     for (const auto& part : std::filesystem::path(file).parent_path())
         ::mkdir((folder /= part).c_str(), 0700);
-    // Made before SQLite sees it: the journal files take their mode from it.
+    // Made before SQLite sees it: the journal files get their mode from it.
     const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor < 0)
         return tl::unexpected("cannot open " + file + ": " + std::strerror(errno));
@@ -208,7 +208,7 @@ tl::expected<std::unique_ptr<Storage>, std::string> Storage::open(const std::str
         ::chmod((file + journal).c_str(), 0600); // of an earlier run
     try {
         std::error_code error;
-        // Wherever the program goes: the files are looked for by their name again and again.
+        // Independent of the current folder: the files are looked up by name again and again.
         const std::string place = std::filesystem::absolute(file, error).string();
         std::unique_ptr<Storage> storage(new Storage(place, connect(place, SQLite::OPEN_CREATE), std::move(trouble)));
         if (!storage->m_watch.begin(storage->m_database->getHandle()))
@@ -234,8 +234,7 @@ std::optional<Problem> Storage::trouble()
 
 tl::expected<Storage::Begun, Problem> Storage::beginChange()
 {
-    // Looked at within the transaction: no other process changes anything now. A second time after something was
-    // mended.
+    // Checked within the transaction: no other process changes anything now. Checked again after a repair.
     for (int tries = 0; tries < 2; ++tries) {
         if (m_database && m_found == Finding::Nothing) {
             auto transaction =
@@ -249,10 +248,10 @@ tl::expected<Storage::Begun, Problem> Storage::beginChange()
     return tl::unexpected(Problem{500, "Storage", "The files of the service are being moved. Try again."});
 }
 
-/// Outside of transactions.
+/// Outside transactions.
 std::optional<Problem> Storage::lookAfterFiles()
 {
-    // These do not end while the service runs: what is in the files now may be anything.
+    // These do not go away while the service runs: the files may contain anything now.
     if (m_found == Finding::FileOverwritten || m_found == Finding::JournalCut)
         return m_trouble;
     Finding found = m_database ? m_watch.look(m_database->getHandle()) : Finding::IndexGone;
@@ -262,7 +261,7 @@ std::optional<Problem> Storage::lookAfterFiles()
             const SQLite::Transaction transaction(*m_database, SQLite::TransactionBehavior::IMMEDIATE);
             found = m_watch.look(m_database->getHandle());
         } catch (const SQLite::Exception&) {
-            // A journal that cannot be read is what was found.
+            // An unreadable journal is itself the trouble.
         }
     }
     found = mend(found);
@@ -276,7 +275,7 @@ std::optional<Problem> Storage::lookAfterFiles()
     return m_trouble;
 }
 
-/// Brings what was saved into safety and opens the files again where nothing is lost by it. Answers what is left.
+/// Saves what can be saved and reopens the files where that loses nothing. Returns what is still wrong.
 Finding Storage::mend(Finding found)
 {
     const bool isNew = found != m_found;
@@ -286,7 +285,7 @@ Finding Storage::mend(Finding found)
         return m_found == Finding::FileGone ? mend(Finding::IndexGone) : found;
     case Finding::FileGone:
     case Finding::JournalReplaced:
-        // So the file is whole, wherever it is now, and an empty journal spoils none that comes in its place.
+        // This makes the file whole, wherever it is now, and an empty journal cannot damage one put in its place.
         if (isNew)
             bringIntoFile();
         return found;
@@ -296,7 +295,7 @@ Finding Storage::mend(Finding found)
         return reopen() ? Finding::Nothing : found;
     case Finding::FileOverwritten:
     case Finding::JournalCut:
-        // Or closing the database would bring the journal into a file that it does not belong to.
+        // Otherwise closing the database would write the journal into a file it does not belong to.
         sqlite3_db_config(m_database->getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         return found;
     }
@@ -315,14 +314,14 @@ bool Storage::reopen()
     if (!m_watch.isFileThere())
         return false;
     try {
-        // The journal stays: what is in it is read when it is opened again.
+        // The journal stays: it is read when the file is opened again.
         if (m_database)
             sqlite3_db_config(m_database->getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         m_database.reset();
         m_database = connect(m_file, 0);
         return m_watch.begin(m_database->getHandle());
     } catch (const SQLite::Exception&) {
-        // Tried again at the next look; until then it is said that it cannot be opened.
+        // Tried again at the next check; until then the trouble is that it cannot be opened.
         return false;
     }
 }

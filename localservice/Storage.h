@@ -14,19 +14,19 @@
 
 namespace localservice {
 
-/// The data file: schema, migrations and transactions. Thread-safe; one piece of work at a time.
+/// The data file: schema, migrations and transactions. Thread-safe; one job at a time.
 ///
-/// A change is said to be done only if it is in a file that can be found again. When the file, its journal or the
-/// journal's index was moved, removed, replaced or overwritten meanwhile, changes are refused with what happened. What
-/// can be mended without losing anything is: a file that is back, and a journal or index that is missing.
+/// A change is reported done only if it is in a file that can be found again. When the file, its journal or the
+/// journal's index has been moved, removed, replaced or overwritten, changes are rejected with the reason. What can be
+/// repaired without loss is: a file that is back, and a missing journal or index.
 class Storage final
 {
 public:
-    /// Opens or makes the file, readable by its owner only, and brings its schema up to date.
+    /// Opens or creates the file, readable by its owner only, and updates its schema.
     static tl::expected<std::unique_ptr<Storage>, std::string> open(const std::string& file, FileTrouble trouble = {});
 
-    /// Runs `work(SQLite::Database&)`, which answers a tl::expected<…, Problem>, in one transaction. A problem or an
-    /// error of the database undoes all of it.
+    /// Runs `work(SQLite::Database&)`, which returns a tl::expected<…, Problem>, in one transaction. A problem or an
+    /// error of the database rolls all of it back.
     template <typename Work>
     auto change(Work work) -> decltype(work(std::declval<SQLite::Database&>()))
     {
@@ -66,9 +66,9 @@ public:
         }
     }
 
-    /// Looks after the files. Why nothing in them can be relied on, if that is so.
+    /// Checks the files. Why nothing in them is reliable, if that is so.
     std::optional<Problem> whyUnreadable();
-    /// Why changes are refused, if they are.
+    /// Why changes are rejected, if they are.
     std::optional<Problem> trouble();
 
 private:
@@ -91,7 +91,7 @@ private:
     FileWatch m_watch;
     FileWatch::Finding m_found = FileWatch::Finding::Nothing;
     std::optional<Problem> m_trouble;
-    Opened m_database; ///< none when it could not be opened again
+    Opened m_database; ///< none when it could not be reopened
 };
 
 } // namespace localservice

@@ -33,7 +33,7 @@ Seconds exactSeconds(double hours)
 }
 
 /// Clients round the minutes that people type to hundredths of an hour. Hundredths that only such rounding explains
-/// become the whole minutes they were made of, so that three entries of twenty minutes make an hour.
+/// become the whole minutes they came from, so that three entries of twenty minutes make an hour.
 Seconds typedSeconds(double hours)
 {
     const double hundredths = hours * 100;
@@ -44,8 +44,8 @@ Seconds typedSeconds(double hours)
     return std::llround(static_cast<double>(whole) * 0.6) * 60;
 }
 
-/// True when a person who was shown `actual` and did not touch it would send `typed` back. People see whole minutes,
-/// and some clients show an hour that is only just not full without its last minutes ("1:00" for 1:59:45).
+/// True when a person who was shown `actual` and did not edit it would send `typed` back. People see whole minutes, and
+/// some clients show an hour that is only just not full without its last minutes ("1:00" for 1:59:45).
 bool looksLike(Seconds typed, Seconds actual)
 {
     const Seconds rounded = (actual + 30) / 60 * 60;
@@ -191,7 +191,7 @@ public:
         bindOptional(statement, 6, entry.timerStarted);
         bindOptional(statement, 7, entry.startedAt);
         bindOptional(statement, 8, entry.endedAt);
-        // Times on the wire have whole seconds: a second change in the same one must still be seen as a change.
+        // Times on the wire have whole seconds: a second change in the same one must still count as a change.
         statement.bind(9, std::max(m_now, entry.updated + 1));
         statement.bind(10, entry.id);
         statement.exec();
@@ -240,7 +240,7 @@ tl::expected<void, Problem> checkLength(Seconds seconds)
     return {};
 }
 
-/// The new entry's time in an account with timestamp timers. Answers the moment its timer runs from, if it runs.
+/// Sets the new entry's time in an account with timestamp timers. Returns when its timer started, if it runs.
 tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const EntryFields& fields, Seconds now)
 {
     const bool timed = fields.startedAt.has_value();
@@ -258,8 +258,8 @@ tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const Entry
         return std::nullopt;
     }
     entry.startedAt = fields.startedAt.value_or(localMinutes(now));
-    // The start has whole minutes; within the present one it means this very second, or the seconds that the timer
-    // before it still counted would count twice. On another day the clock time says nothing about the elapsed time.
+    // The start has whole minutes; within the present one it means this very second, or the seconds that the previous
+    // timer still counted would count twice. On another day the clock time says nothing about the elapsed time.
     if (*entry.startedAt == localMinutes(now) || entry.day != localDay(now))
         return now;
     const Seconds since = momentOf(entry.day, *entry.startedAt);
@@ -269,12 +269,12 @@ tl::expected<std::optional<Seconds>, Problem> setTimes(Entry& entry, const Entry
 }
 
 /// Applies typed hours to an existing entry. People edit notes far more often than hours, and clients send the rounded
-/// hours along each time: hours that were not touched leave the exact time, and a running timer, as they are.
+/// hours along each time: unedited hours leave the exact time, and a running timer, as they are.
 tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Seconds now)
 {
     const Seconds typed = typedSeconds(fields.hours.value_or(0));
     const Seconds actual = entry.total(now);
-    // What was shown of a running timer may be a minute old by the time it is sent back.
+    // A running timer's hours may be a minute old by the time they are sent back.
     const bool justShown = entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60));
     if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
@@ -286,12 +286,12 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
     return {};
 }
 
-/// Applies start and end time to an existing entry. Times that were not touched leave its hours alone: a timer that
-/// was stopped and started again has fewer than lie between its first start and its last end.
+/// Applies start and end time to an existing entry. Unedited times leave its hours alone: a timer that was stopped and
+/// restarted has fewer than lie between its first start and its last end.
 tl::expected<void, Problem> changeTimes(Entry& entry, const EntryFields& fields, Seconds now)
 {
     if (entry.timerStarted) {
-        // The end of a running timer is in the future; what a client sends of it is left over from an earlier stop.
+        // The end of a running timer is in the future; one sent by a client is left over from an earlier stop.
         if (!fields.startedAt || !entry.startedAt || *fields.startedAt == *entry.startedAt)
             return {};
         const Seconds earlier = Seconds{60} * (*entry.startedAt - *fields.startedAt);
@@ -437,7 +437,7 @@ tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields,
     return changeKnown(id, known, [&](Ledger& ledger, Entry& entry) -> tl::expected<Entry, Problem> {
         const Id project = fields.project.value_or(entry.project);
         const Id task = fields.task.value_or(entry.task);
-        // An entry may stay where nothing new may be booked.
+        // An entry may stay where new ones are no longer allowed.
         if (project != entry.project || task != entry.task) {
             if (const auto offered = ledger.checkOffer(project, task); !offered)
                 return tl::unexpected(offered.error());
@@ -446,7 +446,7 @@ tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields,
         entry.task = task;
         entry.day = fields.day.value_or(entry.day);
         entry.notes = fields.notes.value_or(entry.notes);
-        // Clients leave hours of 0 out. In a request that names everything else of a finished entry, that means 0.
+        // Clients omit hours of 0. In a request that gives everything else of a finished entry, missing hours mean 0.
         const bool zero = !entry.timerStarted && fields.project && fields.task && fields.day && fields.notes;
         tl::expected<void, Problem> set;
         if (m_person.timestampTimers)
@@ -494,7 +494,7 @@ tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& bo
             return unlocked;
         const Seconds before = entry->total(m_now);
         const Seconds hours = exactSeconds(*fields->hours);
-        // A timer forgotten for days may still exceed a day after its idle time has gone.
+        // A timer forgotten for days may exceed a day even without its idle time.
         if (const auto allowed = checkLength(hours); !allowed && hours > before)
             return tl::unexpected(allowed.error());
         if (state == "running") {

@@ -36,11 +36,11 @@ struct Entry
     Seconds created = 0;
     Seconds updated = 0;
 
-    /// Time with the running timer. A clock that was set back takes nothing away.
+    /// Time including the running timer. A clock that was set back takes nothing away.
     Seconds total(Seconds now) const { return base + (timerStarted && now > *timerStarted ? now - *timerStarted : 0); }
 };
 
-/// The entry, or why not. What was refused for being stale also carries the entry as it is.
+/// The entry, or why not. When refused as stale it also carries the current entry.
 struct Refusal
 {
     Problem problem;
@@ -48,30 +48,30 @@ struct Refusal
 };
 
 /// What one person may do with their entries. Each call is one transaction, in which starting a timer also stops the
-/// one that ran.
+/// one that was running.
 class Timesheet final
 {
 public:
     Timesheet(Storage& storage, const Person& person, Seconds now);
 
-    /// Everything from the first day to the last.
+    /// All entries from the first day to the last.
     tl::expected<std::vector<Entry>, Problem> days(Day first, Day last);
     tl::expected<Entry, Problem> entry(Id id);
     /// The entry whose timer runs, if one does.
     tl::expected<std::optional<Entry>, Problem> running();
 
-    /// With hours: a finished entry. Without, or with 0: a running timer. Accounts with timestamp timers go by start
-    /// and end time: a start without an end runs.
+    /// With hours: a finished entry. Without, or with 0: a running timer. Accounts with timestamp timers use start and
+    /// end time: a start without an end runs.
     tl::expected<Entry, Problem> add(const EntryFields& fields);
     /// Stops the entry's timer if it runs, else starts it. The entry stays on its day.
     tl::expected<Entry, Problem> toggle(Id id);
-    /// The same for somebody who said which; what is so already stays so.
+    /// The same with the direction given; no change if it is already so.
     tl::expected<Entry, Problem> setRunning(Id id, bool running);
-    /// `known` is the update time that the person has seen: an entry that has changed since is refused (409).
+    /// `known` is the update time that the person has seen: an entry changed since is refused (409).
     tl::expected<Entry, Refusal> update(Id id, const EntryFields& fields, std::optional<Seconds> known = {});
     tl::expected<Id, Refusal> remove(Id id, std::optional<Seconds> known = {});
-    /// Sets hours and timer state, unless the entry has changed since the update time that the request carries (409)
-    /// or is gone (410).
+    /// Sets hours and timer state, unless the entry has changed since the update time in the request (409) or is gone
+    /// (410).
     tl::expected<Entry, Refusal> synchronize(Id id, const RequestBody& body);
 
 private:

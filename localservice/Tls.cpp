@@ -27,7 +27,7 @@ using Key = std::unique_ptr<EVP_PKEY, FreeBy<EVP_PKEY_free>>;
 using Names = std::unique_ptr<GENERAL_NAMES, FreeBy<GENERAL_NAMES_free>>;
 using File = std::unique_ptr<std::FILE, FreeBy<std::fclose>>;
 
-/// What the library says last about a failure.
+/// The library's last word on a failure.
 std::string reason()
 {
     const char* text = ERR_reason_error_string(ERR_peek_last_error());
@@ -49,7 +49,7 @@ tl::expected<Key, std::string> readKey(const std::string& path)
     if (!file)
         return tl::unexpected("cannot read " + path + ": " + std::strerror(errno));
     bool locked = false;
-    // Instead of the library's own way, which asks at the terminal.
+    // Instead of the library's default, which prompts at the terminal.
     const auto askNobody = [](char*, int, int, void* where) {
         *static_cast<bool*>(where) = true;
         return -1;
@@ -72,7 +72,7 @@ tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
     SSL_CTX_set_min_proto_version(settings, TLS1_2_VERSION);
     // Those of TLS 1.2 that have forward secrecy and authenticated encryption; TLS 1.3 has no others.
     SSL_CTX_set_cipher_list(settings, "ECDHE+AESGCM:ECDHE+CHACHA20");
-    // Sessions are not resumed: the secrets of a ticket would open the traffic of all who had one.
+    // Sessions are not resumed: the secrets of a ticket would decrypt the traffic of all that had one.
     // A client that ends without a good-bye cuts nothing short: HTTP says how long everything is.
     SSL_CTX_set_options(settings, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET | SSL_OP_IGNORE_UNEXPECTED_EOF);
     SSL_CTX_set_session_cache_mode(settings, SSL_SESS_CACHE_OFF);

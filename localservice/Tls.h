@@ -10,7 +10,7 @@ struct ssl_ctx_st;
 
 namespace localservice {
 
-/// Where the service finds what it proves its identity with.
+/// The files with which the service proves its identity.
 struct TlsFiles
 {
     std::string certificate; ///< PEM, with the certificates that lead to the authority behind it
@@ -21,16 +21,16 @@ struct TlsFiles
 class Tls final
 {
 public:
-    /// Reads the files, or says in one sentence what is wrong with them: unreadable, not fitting, out of date.
+    /// Reads the files, or says in one sentence what is wrong with them: unreadable, not matching, expired.
     static tl::expected<std::unique_ptr<Tls>, std::string> open(TlsFiles files);
 
-    /// Reads the files again, for the connections to come. When they are unusable, the old ones stay in use.
+    /// Reads the files again, for new connections. When they are unusable, the old ones stay in use.
     tl::expected<void, std::string> reload();
 
-    /// The name in the certificate by which an account is reached: one that begins with it, or a star in its place.
+    /// The name in the certificate that fits an account: one that begins with it, or a wildcard.
     std::optional<std::string> hostOf(const std::string& account) const;
 
-    /// What a new connection is made with: OpenSSL's SSL_CTX.
+    /// What new connections are made from: OpenSSL's SSL_CTX.
     std::shared_ptr<ssl_ctx_st> context() const;
 
 private:

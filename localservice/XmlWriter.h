@@ -6,8 +6,8 @@
 
 namespace localservice {
 
-/// Writes an XML 1.0 document element by element, indented. Texts are escaped; what XML cannot carry at all (control
-/// characters, broken UTF-8) is left out.
+/// Writes an XML 1.0 document element by element, indented. Text is escaped; what XML does not allow (control
+/// characters, malformed UTF-8) is left out.
 class XmlWriter final
 {
 public:
