@@ -33,7 +33,7 @@ constexpr QColor Blue(0x3d, 0x7a, 0xb5);
 constexpr QColor Paper(0xfd, 0xfd, 0xfd);
 constexpr QColor Edge(0xa3, 0xa8, 0xae);
 
-/// As the locale writes a day, the long names shortened: "Tue, Mar 5, 2024".
+/// As the locale writes a day, with long names shortened: "Tue, Mar 5, 2024".
 QString dayFormat(const QLocale& locale)
 {
     QString format = locale.dateFormat(QLocale::LongFormat);
@@ -60,7 +60,7 @@ public:
         setMinimumSize(CalendarSize);
         setGridVisible(false);
         setVerticalHeaderFormat(NoVerticalHeader);
-        setDateEditEnabled(false); // what is typed belongs into the field
+        setDateEditEnabled(false); // typing belongs in the field
         QTextCharFormat header;
         header.setForeground(HeaderInk);
         header.setBackground(Paper);
@@ -193,7 +193,7 @@ void DatePicker::showCalendar()
     connect(calendar, &QCalendarWidget::activated, this, &DatePicker::choose);
     m_popup = popup;
 
-    // Below the frame that the field lies in and level with its right side; above it where there is no room.
+    // Below the field's frame and aligned with its right side; above it where there is no room.
     const QWidget& frame = parentWidget() ? *parentWidget() : *this;
     const QSize size = popup->sizeHint();
     const QRect available = screen()->availableGeometry();
@@ -233,7 +233,7 @@ void DatePicker::focusInEvent(QFocusEvent* event)
 
 void DatePicker::selectDay()
 {
-    // What people correct most. The weekday passes for a day as well.
+    // What people correct most often. The weekday counts as a day as well.
     for (int i = 0; i < sectionCount(); ++i) {
         if (sectionAt(i) != DaySection)
             continue;
@@ -251,7 +251,7 @@ void DatePicker::selectPart(int index)
 
 bool DatePicker::focusNextPrevChild(bool next)
 {
-    // Out of the field, not to its next part, where the class between goes.
+    // Out of the field, not to its next part, where the class between would go.
     return QWidget::focusNextPrevChild(next); // NOLINT(bugprone-parent-virtual-call)
 }
 
@@ -279,7 +279,7 @@ void DatePicker::resizeEvent(QResizeEvent* event)
 
 void DatePicker::wheelEvent(QWheelEvent* event)
 {
-    // A wheel that scrolls something else and passes over the field must not change the day.
+    // Scrolling the wheel elsewhere and passing over the field must not change the day.
     if (hasFocus())
         QDateEdit::wheelEvent(event);
     else

@@ -9,15 +9,15 @@ class ImageButton;
 
 namespace editing {
 
-/// A day of the calendar in the words of the person's locale. Its parts are typed or stepped with Up and Down, Left and
-/// Right go from part to part, or the day is taken from a calendar, which the button or Alt+Down opens.
+/// A calendar day as the person's locale writes it. Its parts are typed or stepped with Up and Down, Left and Right
+/// move between parts; or the day is picked from a calendar, which the button or Alt+Down opens.
 class DatePicker final : public QDateEdit
 {
     Q_OBJECT
 public:
     explicit DatePicker(QWidget* parent = nullptr);
 
-    /// What is shown, a part that is being typed included.
+    /// What is shown, including a part being typed.
     QDate currentDate();
     void showCalendar();
 

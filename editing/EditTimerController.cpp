@@ -66,10 +66,10 @@ EditTimerController::EditTimerController(model::DayEntry* entry)
 
 EditTimerController::~EditTimerController()
 {
-    // Before the sheet that they are in, as they own what is theirs of it.
+    // Before the sheet they are in, as they own parts of it.
     m_taskAutocompleter.reset();
     m_projectAutocompleter.reset();
-    // Fields that lose the focus while they go find no sheet any more.
+    // Fields that lose the focus while being destroyed must not find the sheet.
     TimesheetEditSheet* const editTimerSheet = std::exchange(m_editTimerSheet, nullptr);
     InvalidEntrySheet* const invalidEntrySheet = std::exchange(m_invalidEntrySheet, nullptr);
     for (skin::Sheet* sheet : std::initializer_list<skin::Sheet*>{invalidEntrySheet, editTimerSheet}) {
@@ -188,7 +188,7 @@ void EditTimerController::showNotes(const QString& notes)
     NotesField& field = *m_editTimerSheet->notesField;
     m_notesShown = notes;
     field.setText(notes);
-    // What is typed first goes on behind the notes, whose beginning is in sight.
+    // Typing continues after the notes, whose beginning is visible.
     field.moveCursor(QTextCursor::End);
     field.verticalScrollBar()->setValue(0);
 }
@@ -201,7 +201,7 @@ void EditTimerController::showTyped()
     if (!entry || !m_editTimerSheet || typed == m_typed.end())
         return;
     if (typed->updatedAt != entry->updatedAt()) {
-        m_typed.erase(typed); // somebody else has had the last word
+        m_typed.erase(typed); // changed by someone else since
         return;
     }
     TimesheetEditSheet& sheet = *m_editTimerSheet;
@@ -393,7 +393,7 @@ void EditTimerController::saveTimer()
     model::DayEntry& entry = *m_entry.get();
     entry.setProject(m_projectAutocompleter->selectedProject());
     entry.setTask(m_taskAutocompleter->selectedTask());
-    // What was not touched goes back unchanged to the last character.
+    // Unedited fields go back unchanged to the last character.
     entry.setNotes(sheet.notesField->document()->isModified() ? sheet.notesField->text() : m_notesShown);
     if (sheet.durationContainerAndHoursBackground->isHidden())
         entry.updateHoursFromTimestamps();
@@ -414,7 +414,7 @@ void EditTimerController::saveTimer()
 
 void EditTimerController::takeTypedChoices()
 {
-    // The focus stays in a picker when a button is pressed: what stands there has not become the choice yet.
+    // The focus stays in a picker when a button is pressed, so its text has not become the choice yet.
     for (const QuillonAutocompleter* picker : pickers()) {
         if (picker->textField()->hasFocus())
             m_editTimerSheet->saveButton->setFocus(Qt::OtherFocusReason);
@@ -451,7 +451,7 @@ void EditTimerController::itemSelected(model::QuillonObject* selectedValue, Quil
 bool EditTimerController::eventFilter(QObject* watched, QEvent* event)
 {
     // A field is left for another one of the sheet: not when its window or a menu takes the focus for a while, nor when
-    // the sheet closes or a message comes over it.
+    // the sheet closes or a message covers it.
     if (event->type() == QEvent::FocusOut && isShown() && !m_invalidEntrySheet->isOpen()) {
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
         if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)

@@ -32,13 +32,13 @@ class ProjectQuillonAutocompleter;
 class TaskQuillonAutocompleter;
 class TimesheetEditSheet;
 
-/// Runs the sheet in which an entry of the timesheet is changed: project, task, notes, day, and its hours or, in
-/// accounts that record them, its start and end.
+/// Runs the sheet that edits an entry of the timesheet: project, task, notes, day, and its hours or, in accounts that
+/// record them, its start and end.
 ///
-/// One per timesheet, used for one entry after the other. Saving sends the entry; cancelling sends nothing. What could
-/// not be saved is back when the sheet is next opened on that entry, unless the entry has changed since. Changes from
-/// the service leave an open sheet alone, except as `entriesDidChange` says; an entry that was deleted or locked
-/// meanwhile is not sent, and the sheet says so. Main thread only.
+/// One per timesheet, reused for each entry. Saving sends the entry; cancelling sends nothing. If saving failed, what
+/// was typed is back when the sheet is next opened on that entry, unless the entry has changed since. Changes from the
+/// service leave an open sheet alone, except as `entriesDidChange` says; an entry that was deleted or locked meanwhile
+/// is not sent, and the sheet says so. Main thread only.
 class EditTimerController final : public QObject, private QuillonAutocompleterDelegate
 {
     Q_OBJECT
@@ -60,7 +60,7 @@ public:
 
     void showEditTimer();
     bool isShown() const;
-    /// Shows what the entry has. A start that it does not have leaves the field as it was.
+    /// Shows the entry's times. A missing start leaves the field unchanged.
     void updateFields();
 
     // To be called after each merge.
@@ -70,31 +70,30 @@ public:
     /// One that touched the catalog.
     void catalogDidChange();
 
-    // What the controls of the sheet do.
+    // Actions of the sheet's controls.
 
     void saveTimer();
     void cancel();
     /// Selects the hours, for typing.
     void editHours();
-    /// Puts the message away.
+    /// Dismisses the message.
     void acknowledgeError();
 
     // Of the fields, so once there is a window.
 
     /// Whether the entry can be saved as typed. If not, a message over the sheet says why.
     bool validateEntry();
-    /// Whether there is a time of day in the field. If so the entry has it from now on, and the field shows it as all
-    /// times are shown.
+    /// Whether the field contains a time of day. If so the entry takes it, and the field shows it in the usual form.
     bool validateTimestampField(QLineEdit& field);
     void controlTextDidEndEditing(QLineEdit& field);
 
 private:
-    /// What stood in the sheet when it was saved, until that is known to have gone well.
+    /// The sheet's content when it was saved, until saving is known to have succeeded.
     struct Typed
     {
         int number;
         store::Ref<model::DayEntry> entry;
-        QDateTime updatedAt; ///< of the entry that it is meant for
+        QDateTime updatedAt; ///< the entry it belongs to
         store::Ref<model::Project> project;
         store::Ref<model::Task> task;
         QString notes;
@@ -105,7 +104,7 @@ private:
     };
 
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;
-    /// The day that is taken for a proposed one: an entry may be on any.
+    /// The day considered suggested: an entry may be on any.
     static QDate datePickerCell(QDate validateProposedDateValue) { return validateProposedDateValue; }
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -121,7 +120,7 @@ private:
     void takeTypedChoices();
     /// Always false. `focusAfterwards`: null leaves the focus where it is.
     bool refuse(const QString& message, QWidget* focusAfterwards = nullptr);
-    /// `explain`: what stands in the field is wrong.
+    /// `explain`: the field's content is wrong.
     void markTime(QLineEdit& field, bool error, bool explain);
     void endSheet();
 

@@ -4,7 +4,7 @@
 
 namespace editing {
 
-/// What the edit sheet asks of the window whose entries it edits.
+/// What the edit sheet needs from the window whose entries it edits.
 class EditTimerOwner
 {
 public:

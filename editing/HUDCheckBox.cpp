@@ -29,7 +29,7 @@ bool HUDCheckBox::event(QEvent* event)
 {
     if (event->type() != QEvent::Shortcut)
         return QCheckBox::event(event);
-    // Not as other buttons, which seem to be pressed for a moment first: what is typed then would go elsewhere.
+    // Unlike other buttons, which seem pressed for a moment first: what is typed then would go elsewhere.
     if (isChecked())
         emit askedAgain();
     else

@@ -13,7 +13,7 @@ constexpr int FontPoints = 11;
 
 HintLabel::HintLabel(Look look, QWidget* parent) : QLabel(parent), m_look(look)
 {
-    // Screen readers speak a notification when it comes up, whatever has the focus.
+    // Screen readers speak a notification when it appears, whatever has the focus.
     skin::installAccessibleRole<HintLabel, QAccessible::Notification>();
     setTextFormat(Qt::PlainText);
     setFont(skin::interfaceFont(FontPoints));

@@ -6,7 +6,7 @@
 
 namespace editing {
 
-/// A line of small text beside a field. When something is wrong there it says so, aloud to screen readers; else it
+/// A line of small text beside a field. When something is wrong there it says so, aloud to screen readers; otherwise it
 /// gives quiet advice or is hidden.
 class HintLabel final : public QLabel
 {
@@ -14,7 +14,7 @@ class HintLabel final : public QLabel
 public:
     explicit HintLabel(Look look, QWidget* parent = nullptr);
 
-    /// Empty: hides it. What is hidden otherwise stays hidden.
+    /// Empty: hides it. A label hidden for another reason stays hidden.
     void advise(const QString& text);
     /// Announced again each time, even with the same text.
     void warn(const QString& text);

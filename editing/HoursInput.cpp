@@ -7,7 +7,7 @@ namespace editing {
 
 namespace {
 
-constexpr qsizetype LongestHours = 9; ///< characters of hours that can still make sense
+constexpr qsizetype LongestHours = 9; ///< longer hours make no sense
 
 bool isOneDigitMore(const QString& text, const QString& before)
 {
@@ -45,7 +45,7 @@ void HoursInput::endEditing()
     QString typed = m_field.text();
     if (m_refusal == Refusal::TypingOn) {
         m_refusal = Refusal::Left;
-        // "1:30h" is an hour and a half; the 15 of "1.5" and the 90 of "90m" are nobody's hours.
+        // "1:30h" is an hour and a half; the 15 left of "1.5" and the 90 of "90m" were never meant as hours.
         if (!typed.contains(u':'))
             typed = m_before;
     }
@@ -80,7 +80,7 @@ QValidator::State HoursInput::validate(QString& text, int& /*position*/) const
 
 bool HoursInput::canTake(const QString& text) const
 {
-    // The program's own texts may be longer, and be made shorter.
+    // The program's own texts may be longer, and may be shortened.
     return m_formatter.isPartialStringValid(text) && (text.size() <= LongestHours || text.size() < m_text.size());
 }
 
@@ -89,7 +89,7 @@ void HoursInput::textDidChange(const QString& text)
     if (m_own)
         return;
     if (text != m_text && !canTake(text)) {
-        // Assistive technology sets texts whatever the validator has just said.
+        // Assistive technology sets text regardless of the validator.
         const QScopedValueRollback own(m_own, true);
         m_field.setText(m_text);
         return;

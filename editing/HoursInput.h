@@ -11,9 +11,9 @@ namespace editing {
 
 /// Turns a line edit into a field for hours, which takes digits and colons only and shows "h:mm" when it is left.
 ///
-/// Anything else is refused as a whole, whether it is typed, pasted or set by assistive technology. A number without a
-/// colon in which a key was refused, as in "1.5", is not a number of hours: when it is left like that, the field goes
-/// back to what it showed before. Owned by the field.
+/// Anything else is rejected as a whole, whether typed, pasted or set by assistive technology. A number without a colon
+/// in which a key was rejected, as in "1.5", is not a number of hours: when left like that, the field goes back to what
+/// it showed before. Owned by the field.
 class HoursInput final : public QValidator
 {
     Q_OBJECT
@@ -21,23 +21,23 @@ public:
     /// `whenEmpty`: what the field shows when it is left without text.
     HoursInput(QLineEdit& field, const QString& whenEmpty);
 
-    /// For what the program itself shows. What was refused before is forgotten.
+    /// For what the program itself shows. Forgets earlier rejections.
     void setText(const QString& text);
     /// The person has left the field.
     void endEditing();
-    /// Whether the field's hours may be sent. False once after something was refused and nothing typed since, as that
+    /// Whether the field's hours may be sent. False once after something was rejected and nothing typed since, as that
     /// may have gone unnoticed: the field then has the focus, and what it would send is selected.
     bool mayBeSent();
-    /// Something was refused, and nothing typed since.
+    /// Something was rejected, and nothing typed since.
     bool hasRefused() const { return m_refusal != Refusal::None; }
     void forgetRefusal();
 
     State validate(QString& text, int& position) const override;
 
 signals:
-    /// Something was refused, perhaps again.
+    /// Something was rejected, perhaps again.
     void refused() const;
-    /// The refusal no longer matters.
+    /// The rejection no longer matters.
     void accepted();
 
 private:
@@ -55,10 +55,10 @@ private:
     QLineEdit& m_field;
     const QString m_whenEmpty;
     model::QuillonHoursFormatter m_formatter;
-    QString m_before; ///< when the person came to the field
+    QString m_before; ///< when the person entered the field
     QString m_text;   ///< the last that could be taken
     mutable Refusal m_refusal = Refusal::None;
-    bool m_own = false; ///< the text is being set by this object
+    bool m_own = false; ///< this object is setting the text
 };
 
 } // namespace editing

@@ -70,16 +70,16 @@ void NewTimerController::awakeFromNib()
     connect(window.cancelButton, &QAbstractButton::clicked, this, &NewTimerController::hide);
     connect(&window, &NewTimerPanel::closeAsked, this, &NewTimerController::hide);
     connect(&window, &NewTimerPanel::unblocked, this, [this] {
-        // Back to what could not be started: the desktop knows another window that was active before.
+        // Back to what could not be started: the desktop has another window as the previously active one.
         if (m_state == State::Failed && m_window->isVisible())
             m_window->activateWindow();
     });
 
     if (settings::UserDefaults::standardUserDefaults().boolForKey(QuillonDurationBoxOpenKey) && durationBoxClosed())
         showDurationBox(true);
-    // However it is turned over: assistive technology does not click.
+    // However it is toggled: assistive technology does not click.
     connect(window.showDurationCheckButton, &QAbstractButton::toggled, this, [this](bool on) {
-        // Who opens the box is about to type a duration, and who closes it goes on with the notes.
+        // Opening the box is followed by typing a duration, closing it by going on with the notes.
         showDurationBox(on);
         on ? focusDuration() : m_window->notesText->setFocus();
     });
@@ -100,14 +100,14 @@ void NewTimerController::show()
 {
     const bool wasVisible = m_window->isVisible();
     if (const auto start = startOfFields(); start != m_starts.end() && !wasVisible) {
-        // Sent by Return, which is through with it; the next timer begins.
+        // Sent by Return, which is done with it; the next timer begins.
         start->left = timerOfFields();
         m_state = State::Idle;
     }
     const bool goesOn = m_state != State::Idle;
     setEntry(model::DayEntry::entryWithDefaults());
     if (!goesOn) {
-        // What is left of another time would look like a choice.
+        // A leftover from earlier would look like a choice.
         for (QuillonAutocompleter* picker : pickers()) {
             if (!picker->selectedValue())
                 picker->clear();
@@ -164,7 +164,7 @@ void NewTimerController::setEntry(model::DayEntry* entry)
     m_window->durationInput->setText(entry && entry->hours() ? entry->hoursMinutes() : QString());
     setSaveButtonState();
     m_state = State::Idle;
-    // Whoever is about to type replaces what stands there, also when it came after the window.
+    // Typing replaces the existing text, also when that arrived after the window.
     for (const QuillonAutocompleter* picker : pickers()) {
         if (picker->textField()->hasFocus())
             picker->textField()->selectAll();
@@ -186,7 +186,7 @@ void NewTimerController::clearSelections()
     m_projectAutocompleter.clear();
     m_taskAutocompleter.clear();
     setSaveButtonState();
-    // What is on its way belongs to another account.
+    // Requests on their way belong to another account.
     m_starts.clear();
     m_notStarted.reset();
     m_state = State::Idle;
@@ -208,12 +208,12 @@ void NewTimerController::save()
 
 bool NewTimerController::send()
 {
-    // Who presses again while a slow service takes its time wants no second timer.
+    // A second press while a slow service takes its time must not start a second timer.
     if (startOfFields() != m_starts.end() || !m_window->durationInput->mayBeSent())
         return false;
     model::DayEntry* entry = m_entry.get() ? m_entry.get() : model::DayEntry::entryWithDefaults();
     if (!entry)
-        return false; // nobody is signed in any more
+        return false; // signed out since
     entry->setProject(m_projectAutocompleter.selectedProject());
     entry->setTask(m_taskAutocompleter.selectedTask());
     entry->setNotes(m_window->notesText->text());
@@ -243,7 +243,7 @@ void NewTimerController::startDidEnd(int number, bool succeeded)
         m_notStarted = left;
         if (m_state == State::Idle)
             show();
-    } else if (m_state == State::Sent || !m_window->isVisible()) { // else they have been changed since, and stay
+    } else if (m_state == State::Sent || !m_window->isVisible()) { // otherwise they have been edited since, and stay
         if (succeeded) {
             hide();
             return;

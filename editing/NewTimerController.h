@@ -30,12 +30,12 @@ public:
     NewTimerController();
     ~NewTimerController() override;
 
-    /// Brings the window up for a timer on what was worked on last. What a person is typing there already stays, and so
-    /// does what could not be started.
+    /// Shows the window for a timer on the most recent work. What a person is typing there stays, and so does what
+    /// could not be started.
     void show();
     /// Closes the window.
     void hide();
-    /// Null: none, nothing can be chosen.
+    /// Null: there is none, so nothing can be chosen.
     void setEntry(model::DayEntry* entry);
     model::DayEntry* entry() const { return m_entry.get(); }
     /// Of the notes and both pickers.
@@ -47,7 +47,7 @@ public:
     // Actions.
 
     /// Sends what the window shows, unless that is already on its way. Once the timer has started the window closes; if
-    /// that fails it is back with what was typed.
+    /// that fails the window is back with what was typed.
     void save();
     void toggleDuration();
 
@@ -63,12 +63,12 @@ public:
 private:
     enum class State
     {
-        Idle,   ///< the fields hold what the window came up with
+        Idle,   ///< the fields hold the window's suggestion
         Typed,  ///< what a person put there
         Sent,   ///< that, or what it came up with, is on its way to the service
         Failed, ///< and was not started
     };
-    /// What the fields ask for.
+    /// What the fields request.
     struct Timer
     {
         store::Ref<model::Project> project;
@@ -80,7 +80,7 @@ private:
     struct Start
     {
         int number;
-        std::optional<Timer> left; ///< what it is for, once the fields have been given to another one
+        std::optional<Timer> left; ///< its content, once the fields have been reused for another one
     };
 
     void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) override;

@@ -66,7 +66,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     m_durationBackground = named("durationBackground", frame(*durationTextField, Look::Dark, {5, 1, 5, 1}));
     m_durationBackground->setFixedSize(DurationSize);
     durationHint = named("durationHint", new HintLabel(Look::Dark));
-    // It stays where it is while the panel grows and uncovers it from above.
+    // It stays in place while the panel grows and uncovers it from above.
     auto* uncovered = new QWidget;
     uncovered->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     durationContainer = named("durationContainer", new QWidget(uncovered));
@@ -109,7 +109,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     rows->setContentsMargins(0, 1, 0, 0);
     rows->setSpacing(0);
     rows->addWidget(title);
-    rows->addSpacing(PickersHeight); // which are put over it
+    rows->addSpacing(PickersHeight); // which are placed over it
     rows->addLayout(notes);
     rows->addLayout(check);
     rows->addWidget(uncovered, 1);

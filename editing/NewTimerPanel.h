@@ -18,8 +18,8 @@ class HintLabel;
 class HoursInput;
 class NotesField;
 
-/// The window in which a timer is started: its controls and where they stand. NewTimerController does the rest, and
-/// puts the pickers in.
+/// The window in which a timer is started: its controls and their layout. NewTimerController does the rest, and adds
+/// the pickers.
 class NewTimerPanel final : public skin::HUDBorderlessWindow
 {
     Q_OBJECT
@@ -36,7 +36,7 @@ public:
     skin::QuillonHUDButtonCell* saveButton;
     skin::QuillonHUDButtonCell* cancelButton;
 
-    /// The check box names this duration, which would not be seen otherwise. Empty: none.
+    /// The check box shows this duration, which would be hidden otherwise. Empty: none.
     void setHiddenDuration(const QString& duration);
 
     /// Makes the panel this much higher than it is without the duration box, downwards, in a moment.
@@ -45,7 +45,7 @@ public:
 signals:
     /// Escape, or the window manager's way of closing.
     void closeAsked();
-    /// An alert was over the window and is gone.
+    /// An alert was over the window and has closed.
     void unblocked();
 
 protected:

@@ -96,7 +96,7 @@ public:
     int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                   QStyleHintReturn* returned) const override
     {
-        // A menu of thousands scrolls; it does not fill the screen with columns.
+        // A menu of thousands scrolls rather than filling the screen with columns.
         return hint == SH_Menu_Scrollable ? 1 : QProxyStyle::styleHint(hint, option, widget, returned);
     }
 };

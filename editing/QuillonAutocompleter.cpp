@@ -26,7 +26,7 @@ constexpr QSize ButtonSize(24, 20);
 constexpr int DarkButtonTop = 4;
 constexpr int LightButtonTop = DarkButtonTop - 3;
 
-/// The arrow stands in the middle of the field's height, wherever in it the area to press lies.
+/// The arrow is centred in the field's height, wherever in it the area to press is.
 class MenuButton final : public skin::ImageButton
 {
 public:
@@ -87,7 +87,7 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
 
 QuillonAutocompleter::~QuillonAutocompleter()
 {
-    // The last events of the fields must not come back here.
+    // The fields' last events must not come back here.
     m_container->removeEventFilter(this);
     m_textField->removeEventFilter(this);
     delete m_commands;
@@ -103,7 +103,7 @@ PickerMenu& QuillonAutocompleter::popupMenu()
         connect(m_menu, &QMenu::triggered, this, [this](const QAction* item) {
             m_textField->setFocus();
             itemSelectedFromMenu(item->data().toLongLong());
-            updatePopupButtonAfterSelection(); // the menu has turned the mark of the item over
+            updatePopupButtonAfterSelection(); // the menu has toggled the item's mark
         });
         connect(m_menu, &QMenu::aboutToHide, m_popupButton, [this] { m_popupButton->setDown(false); });
     }
@@ -206,7 +206,7 @@ void QuillonAutocompleter::clear()
 
 void QuillonAutocompleter::reloadData()
 {
-    m_menuFilled = m_menuFilled && m_menu->isVisible(); // one that is open stays as it is
+    m_menuFilled = m_menuFilled && m_menu->isVisible(); // an open one stays as it is
     m_suggestionsLoaded = false;
 }
 
@@ -224,7 +224,7 @@ void QuillonAutocompleter::catalogDidChange()
     }
 
     if (const model::QuillonObject* value = selectedValue()) {
-        // The choice has another name now, and the field shows nothing but the choice.
+        // The choice has been renamed, and the field shows nothing but the choice.
         const QString name = value->displayName();
         if (name != m_shownValue && text() == m_shownValue) {
             const int caret = m_textField->cursorPosition();
@@ -237,7 +237,7 @@ void QuillonAutocompleter::catalogDidChange()
     } else if (m_hasSelectedValue) {
         m_hasSelectedValue = false;
         m_shownValue.clear();
-        // No error is shown to somebody who is still typing.
+        // Show no error while the person is still typing.
         if (!m_textField->hasFocus())
             setErrorState();
         tellDelegate();
@@ -274,7 +274,7 @@ void QuillonAutocompleter::controlTextDidChange()
     if (m_commands->isComposing() || typed.isEmpty())
         m_deletingBackward = true;
     const QString first = m_resultsController.selectFirst();
-    // Who types in the middle of a text does not want more at its end.
+    // Typing in the middle of the text calls for no completion at its end.
     if (!first.isEmpty() && !m_deletingBackward && m_textField->cursorPosition() == typed.size())
         addTemporarySelection(first);
     if (m_deletingBackward) {
@@ -294,7 +294,7 @@ void QuillonAutocompleter::controlTextDidEndEditing()
         setSelectedValue(findSelectionFromCurrentText(text()));
     m_resultsController.closeResults();
     setErrorState();
-    m_textField->setCursorPosition(0); // shows where a long name begins
+    m_textField->setCursorPosition(0); // shows the beginning of a long name
     updatePlaceholderText();
 }
 
@@ -361,7 +361,7 @@ void QuillonAutocompleter::addTemporarySelection(const QString& candidate)
     const QString completed = m_userEnteredText + candidate.mid(m_userEnteredText.size());
     if (completed != text())
         m_textField->setText(completed);
-    // The caret stays where the typed part ends, so that this is what is in sight.
+    // The caret stays where the typed part ends, so that this stays visible.
     const auto tail = static_cast<int>(completed.size() - m_userEnteredText.size());
     m_textField->setSelection(static_cast<int>(completed.size()), -tail);
 }
@@ -426,7 +426,7 @@ void QuillonAutocompleter::describe()
     updateUnknownNote();
 }
 
-/// Nothing there is has what is typed in its name; or it was left without being the name of anything.
+/// No name contains what is typed; or it was left without matching a name exactly.
 bool QuillonAutocompleter::isUnknown() const
 {
     const model::QuillonObject* value = selectedValue();
@@ -457,7 +457,7 @@ void QuillonAutocompleter::updateUnknownNote()
     if (unknown) {
         m_manageLink->setLink(QUrl(settings::QuillonPreferences::sharedPreferences().fullUrl() + manager().second));
         m_manageLink->show();
-        // Before the field: who comes back to it is about to type something else.
+        // Before the field: returning to it means typing something else.
         QWidget* before = m_textField->previousInFocusChain();
         while (before->focusProxy() || !(before->focusPolicy() & Qt::TabFocus) || before == m_manageLink)
             before = before->previousInFocusChain();
@@ -494,7 +494,7 @@ void QuillonAutocompleter::popUpMenu()
     updatePlaceholderText();
     PickerMenu& menu = popupMenu();
     menu.setMinimumWidth(m_container->width());
-    // Who walks through it with the keys begins at what is chosen.
+    // Walking through it with the keys starts at the choice.
     QAction* checked = nullptr;
     for (QAction* item : menu.actions())
         checked = item->isChecked() ? item : checked;
@@ -511,7 +511,7 @@ bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)
     }
     switch (event->type()) {
     case QEvent::KeyPress: {
-        // A delete that found nothing to delete is over.
+        // A delete that found nothing to delete is done.
         m_deletingBackward = false;
         const auto* key = static_cast<QKeyEvent*>(event);
         if (key->key() == Qt::Key_Down && key->modifiers() & Qt::AltModifier) {
@@ -531,7 +531,7 @@ bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)
         break;
     case QEvent::FocusOut: {
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
-        // A window that is not active any more, or a menu, leaves the field what it is.
+        // A deactivated window, or a menu, leaves the field as it is.
         if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
             controlTextDidEndEditing();
         m_resultsController.closeResults();

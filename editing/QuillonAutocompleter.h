@@ -31,9 +31,9 @@ class QuillonAutocompleter;
 class QuillonAutocompleterDelegate
 {
 public:
-    /// There is another choice than before; null: none.
+    /// The choice has changed; null: none.
     virtual void itemSelected(model::QuillonObject* selectedValue, QuillonAutocompleter& inCompleter) = 0;
-    /// Return was pressed, and what is typed has been taken as the choice. True: the owner has moved the focus; else it
+    /// Return was pressed, and what is typed has become the choice. True: the owner has moved the focus; otherwise it
     /// goes to the next view.
     virtual bool returnPressed(QuillonAutocompleter& /*inCompleter*/) { return false; }
 
@@ -41,12 +41,12 @@ protected:
     ~QuillonAutocompleterDelegate() = default;
 };
 
-/// A text field in which a project or a task is chosen: by typing, which completes what is typed and shows matching
-/// suggestions in a drop-down below, or from a menu of all there are.
+/// A text field in which a project or a task is chosen: by typing, which completes the name and shows matching
+/// suggestions in a drop-down below, or from a menu of all of them.
 ///
-/// It keeps no plain pointer to an object. The owner calls `catalogDidChange` after each merge that touched the catalog
+/// Holds no plain pointer to an object. The owner calls `catalogDidChange` after each merge that touched the catalog
 /// (`model::touchesCatalog`): what is typed, the caret, the open drop-down and a choice that still exists stay as they
-/// are. To be destroyed before the view that it is in. Main thread only.
+/// are. Must be destroyed before the view that contains it. Main thread only.
 class QuillonAutocompleter : public QObject, private QuillonAutocompleterResultsDelegate
 {
     Q_OBJECT
@@ -63,17 +63,17 @@ public:
 
     /// `atPoint`: the upper left corner of the frame.
     void addToView(QWidget& view, QPoint atPoint);
-    /// 0: for a dark panel, as at first. 1: for a light sheet.
+    /// 0: for a dark panel, the default. 1: for a light sheet.
     void setStyle(int style);
     void matchWidth(const QWidget& view);
     /// Null: none. Chooses what the entry has.
     virtual void setEntry(model::DayEntry* entry) = 0;
     model::DayEntry* entry() const { return m_entry.get(); }
-    /// Takes another entry, and leaves the choice and what is typed.
+    /// Sets another entry, and keeps the choice and what is typed.
     void replaceEntry(model::DayEntry* entry);
     /// Not owned.
     void setDelegate(QuillonAutocompleterDelegate* delegate) { m_delegate = delegate; }
-    /// Has the focus after Return and Tab.
+    /// Gets the focus after Return and Tab.
     void setNextKeyView(QWidget* nextKeyView) { m_nextKeyView = nextKeyView; }
     QWidget* nextKeyView() const { return m_nextKeyView; }
     void setEnabled(bool enabled);
@@ -85,18 +85,18 @@ public:
     void setSelectedValue(model::QuillonObject* selectedValue);
     model::QuillonObject* selectedValue() const { return m_selectedValue.get(); }
     QString text() const;
-    /// Takes the text and the choice away.
+    /// Removes the text and the choice.
     void clear();
 
-    /// What the person has typed, without what was completed.
+    /// What the person has typed, without the completion.
     QString userEnteredText() const { return m_userEnteredText; }
     // For owners; the picker itself never reads it.
     QString currentAutocompleteFragment() const { return m_currentAutocompleteFragment; }
     void setCurrentAutocompleteFragment(const QString& fragment) { m_currentAutocompleteFragment = fragment; }
 
-    /// The menu shows other choices from now on.
+    /// The menu's choices have changed.
     virtual void reloadData();
-    /// The catalog, or something in it that is chosen, was changed or deleted.
+    /// The catalog, or something chosen in it, was changed or deleted.
     virtual void catalogDidChange();
 
     /// What the prompt says.
@@ -108,7 +108,7 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 protected:
-    /// `label`: what the field is for, as screen readers say it.
+    /// `label`: the purpose of the field, for screen readers.
     explicit QuillonAutocompleter(const QString& label, const QString& chooseText = QStringLiteral("choose"));
 
     void setEntryOnly(model::DayEntry* entry) { m_entry = entry; }
@@ -117,7 +117,7 @@ protected:
     virtual void itemSelectedFromMenu(qint64 /*tag*/) {}
     /// What is said while the choice is missing.
     virtual QString missingText() const { return {}; }
-    /// What manages the choices: title and path of the service's page. Null: nothing does.
+    /// The service's page that manages the choices: its title and path. Null: there is none.
     virtual std::pair<QString, QString> manager() const { return {}; }
 
     /// The integer value of the object's id.
@@ -168,7 +168,7 @@ private:
     QLineEdit* m_textField;
     QLabel* m_fakePlaceholderField;
     QAbstractButton* m_popupButton;
-    HintLabel* m_unknownNote = nullptr; ///< with the link, made when first needed
+    HintLabel* m_unknownNote = nullptr; ///< with the link, made on first use
     skin::LinkButton* m_manageLink = nullptr;
     PickerMenu* m_menu = nullptr;
     TextCommands* m_commands;

@@ -25,7 +25,7 @@ constexpr double WidthOfContainer = 0.7;
 constexpr auto ClickDelay = 100ms;
 } // namespace
 
-/// The rows as views and screen readers see them.
+/// The rows, for views and screen readers.
 class ResultsRows final : public QAbstractListModel
 {
 public:
@@ -221,7 +221,7 @@ void QuillonAutocompleterResultsController::select(int row)
     view.selectionModel()->clear();
     if (index.isValid()) {
         view.selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-        // With the first object the label above it.
+        // The label above the first object comes with it.
         if (m_selectedRow == 1)
             view.scrollToTop();
         else
@@ -247,7 +247,7 @@ void QuillonAutocompleterResultsController::fixGeometry()
     const QRect container(m_containerView->mapToGlobal(QPoint(0, 0)), m_containerView->size());
     QRect frame(container.left() + 1, container.bottom() + 1, qRound(WidthOfContainer * container.width()),
                 std::min(QuillonAutocompleterResultsWindow::RowHeight * rowCount(), GreatestHeight));
-    // Above the field where the screen ends below it.
+    // Above the field if there is no room below it.
     const QRect screen = m_containerView->screen()->availableGeometry();
     if (frame.bottom() > screen.bottom() && container.top() - screen.top() >= frame.height())
         frame.moveBottom(container.top() - 1);
@@ -288,7 +288,7 @@ QuillonAutocompleterResultsWindow& QuillonAutocompleterResultsController::window
 
 bool QuillonAutocompleterResultsController::eventFilter(QObject* watched, QEvent* event)
 {
-    // It hangs on the field wherever its window goes.
+    // It follows the field wherever its window goes.
     if ((event->type() == QEvent::Move || event->type() == QEvent::Resize) && visible() &&
         watched == m_window->parentWidget())
         fixGeometry();

@@ -43,19 +43,19 @@ public:
     explicit QuillonAutocompleterResultsController(QuillonAutocompleterResultsDelegate& resultsDelegate);
     ~QuillonAutocompleterResultsController() override;
 
-    /// The frame below which it hangs. Not owned.
+    /// The frame it is attached to. Not owned.
     void setContainerView(QWidget* containerView);
     void setLook(Look look);
 
-    /// Labels in their order by code, under each its objects by name. What is selected stays selected where it is still
-    /// among them, and in its place on the screen.
+    /// Labels in code order, under each its objects by name. The selection stays if it is still among them, and keeps
+    /// its place on the screen.
     void setResults(const Results& results);
     void showResults();
     void closeResults();
-    /// False without rows: there is no window of no height.
+    /// False without rows: a window cannot have height 0.
     bool visible() const;
 
-    // All answer what `selectedObject` shows from then on, empty for nothing.
+    // All return what `selectedObject` is from then on, empty for nothing.
 
     /// The first object under the first label.
     QString selectFirst();
@@ -74,7 +74,7 @@ public:
     /// The choice of the selected row; a click does this after a moment.
     void notifyDelegate();
 
-    /// Null as long as it was never shown.
+    /// Null until first shown.
     QListView* resultsTableView() const;
 
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -66,7 +66,7 @@ public:
         setPalette(palette);
         setFont(skin::interfaceFont(13));
         setItemDelegate(new RowDelegate(this));
-        // Scrolling takes the scroller along with the rows.
+        // Scrolling moves the scroller along with the rows.
         connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &ResultsList::placeScroller);
         connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &ResultsList::placeScroller);
     }
@@ -84,7 +84,7 @@ private:
     skin::ThinScroller* m_scroller = new skin::ThinScroller(*verticalScrollBar(), *viewport());
 };
 
-/// A hairline around the list, all but the edge at the field. It takes no room from the rows.
+/// A hairline around the list, except at the field's edge. It takes no room from the rows.
 class Border final : public QWidget
 {
 public:
@@ -103,7 +103,7 @@ protected:
 
 } // namespace
 
-// A tool tip is the one kind of window that every desktop puts where it asks to be, without the focus.
+// A tool tip is the one kind of window that every desktop puts where requested, without the focus.
 QuillonAutocompleterResultsWindow::QuillonAutocompleterResultsWindow(QWidget& above, Look look)
     : QWidget(&above, Qt::ToolTip | Qt::FramelessWindowHint), m_resultsTableView(new ResultsList(look, this)),
       m_border(new Border(this))

@@ -18,8 +18,8 @@ public:
     model::Project* project() const { return m_project.get(); }
     /// The choice stays.
     void setProject(model::Project* project);
-    /// What an owner does when another project was chosen: the task of the name in the field is chosen, where the
-    /// project has it, else its first, else none.
+    /// For when another project was chosen: selects the project's task with the name in the field, else its first task,
+    /// else none.
     void chooseForProject(model::Project* project);
 
     void setEntry(model::DayEntry* entry) override;
@@ -32,7 +32,7 @@ protected:
     QString missingText() const override { return tr("No task chosen"); }
     std::pair<QString, QString> manager() const override
     {
-        // Without a project no task can be found: the project comes first.
+        // Without a project there are no tasks: the project comes first.
         return m_project ? std::pair(tr("Manage Tasks"), QStringLiteral("/tasks")) : std::pair<QString, QString>();
     }
 

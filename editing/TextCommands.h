@@ -10,7 +10,7 @@ class QWidget;
 
 namespace editing {
 
-/// What the windows here handle themselves of the keys pressed in a text field.
+/// Keys in a text field that these windows handle themselves.
 enum class TextCommand
 {
     MoveUp,
@@ -18,24 +18,24 @@ enum class TextCommand
     InsertNewline,
     InsertLineBreak, ///< Return with Alt or Shift: a new line where plain Return means something else
     InsertTab,
-    DeleteBackward, ///< any key that deletes, or brings an earlier text back
+    DeleteBackward, ///< any key that deletes, or restores an earlier text
     Complete,       ///< Escape: ends suggestions
 };
 
 /// Empty: the field handles the key itself.
 std::optional<TextCommand> textCommand(const QKeyEvent& key);
 
-/// Offers the commands of one field to `handle` before the field sees the key. True: the field never does.
+/// Offers one field's commands to `handle` before the field gets the key. True: the field never does.
 ///
-/// While an input method composes no command is offered: its keys are its own. A Return that is held down is one
-/// command. Owned by the field.
+/// While an input method composes no command is offered: it needs its keys. A Return that is held down is one command.
+/// Owned by the field.
 class TextCommands final : public QObject
 {
     Q_OBJECT
 public:
     TextCommands(QWidget& field, std::function<bool(TextCommand)> handle);
 
-    /// An input method holds text that it has not handed over.
+    /// An input method holds text not yet committed.
     bool isComposing() const { return m_composing; }
 
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -20,10 +20,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int FontPoints = 13;
-constexpr qsizetype LongestPiece = 2000; ///< characters of a paragraph laid out at once, but for the last word
+constexpr qsizetype LongestPiece = 2000; ///< characters of a paragraph laid out at once, except for the last word
 constexpr qsizetype LongestWord = 200;
-/// Of a block's format: it goes on with the line of the one before. Unlike a block's state this comes back with an
-/// undo.
+/// Of a block's format: it continues the line of the previous one. Unlike a block's state, undo restores it.
 constexpr int Continued = QTextFormat::UserProperty;
 
 QPalette paletteFor(Look look)
@@ -98,7 +97,7 @@ NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
     setTabChangesFocus(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     makeSlim(*verticalScrollBar(), look);
-    // The margin is around the lines, not in the text: there a line that was scrolled away would show.
+    // The margin is around the lines, not in the text: there a line scrolled away would show.
     document()->setDocumentMargin(0);
 }
 
@@ -109,7 +108,7 @@ QString NotesField::text() const
 
 QString NotesField::textBetween(int begin, int end) const
 {
-    // Not toPlainText, which makes blanks of no-break spaces.
+    // Not toPlainText, which turns no-break spaces into spaces.
     QString text;
     text.reserve(end - begin);
     for (QTextBlock block = document()->findBlock(begin); block.isValid() && block.position() <= end;
@@ -129,8 +128,8 @@ void NotesField::setText(const QString& text)
         setPlainText(text);
         return;
     }
-    // A paragraph is laid out whole as soon as any of it is in sight, and each is an object of its own. A long one
-    // stands in several, and short ones share one.
+    // Qt lays out a whole paragraph as soon as any of it is visible, and each is an object of its own. So a long one is
+    // split into several, and short ones share one.
     QString pieces;
     pieces.reserve(text.size() + text.size() / LongestPiece + 1);
     std::vector<int> continuing; // which of them go on with the one before
@@ -189,7 +188,7 @@ void NotesField::insertLineBreak()
 
 void NotesField::paintEvent(QPaintEvent* event)
 {
-    // Lines are no whole points high: with the last one in sight, the feet of one above the first look in.
+    // Line heights are not whole points: with the last line in view, the descenders of one above would show at the top.
     QPaintEvent inside(event->rect().intersected(viewport()->rect().adjusted(0, 1, 0, 0)));
     QPlainTextEdit::paintEvent(&inside);
 }

@@ -11,7 +11,7 @@ class QuillonTextFieldBackground;
 
 namespace editing {
 
-/// Gives the widget its object name.
+/// Sets the widget's object name.
 template <class Widget>
 Widget* named(const char* name, Widget* widget)
 {
@@ -19,17 +19,17 @@ Widget* named(const char* name, Widget* widget)
     return widget;
 }
 
-/// On which skin a field lies.
+/// Which skin a field is on.
 enum class Look
 {
     Dark,
     Light,
 };
 
-/// Makes a line of text see-through and sets its font and colors, to be put into a frame.
+/// Makes a line edit transparent and sets its font and colors, to be placed in a frame.
 void dress(QLineEdit& field, Look look);
 
-/// A frame around the field, which stands that far inside it. The field becomes its child.
+/// A frame around the field, inset by that much. The field becomes its child.
 skin::QuillonTextFieldBackground* frame(QWidget& field, Look look, QMargins inside);
 
 /// The colors of lists and menus: Window, Mid for the border, Midlight under the pointer, Text, disabled Text for
@@ -39,7 +39,7 @@ QPalette listPalette(Look look);
 /// Tab goes from each of them to the next.
 void setTabOrder(std::initializer_list<QWidget*> order);
 
-/// Notes of any length, in lines that wrap: scrolls where they do not fit. Tab leaves it.
+/// Notes of any length, in lines that wrap: scrolls when necessary. Tab leaves it.
 class NotesField final : public QPlainTextEdit
 {
     Q_OBJECT
@@ -48,7 +48,7 @@ public:
 
     /// Exactly what was set or typed; lines end in "\n".
     QString text() const;
-    /// Forgets the caret and what could be undone. Megabytes appear at once.
+    /// Resets the caret and the undo history. Megabytes appear at once.
     void setText(const QString& text);
     void insertLineBreak();
 

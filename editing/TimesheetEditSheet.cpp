@@ -36,7 +36,7 @@ constexpr int PickersHeight = 73; ///< with what is above and below them
 constexpr int Glow = 4;           ///< around a field that has the focus
 constexpr int BelowContainer = 7; ///< the room for the sheet's round corners
 
-/// Whole, so that nothing of a dark desktop shows in scroll bars.
+/// Opaque, so that no dark desktop shows through the scroll bars.
 QPalette lightPalette()
 {
     const QColor background = skin::colorFromHexRGB(u"EEEEEE"_s);
@@ -138,7 +138,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     cancelButton =
         named("cancelButton", new skin::QuillonButtonCell(tr("Cancel"), nullptr, skin::QuillonButtonCell::Cancel));
     saveButton = named("saveButton", new skin::QuillonButtonCell(tr("Save")));
-    // A click leaves the focus in the field: what is typed there is not taken for finished by cancelling.
+    // A click leaves the focus in the field: cancelling must not treat its text as finished.
     for (QWidget* button : {cancelButton, saveButton}) {
         button->setFocusPolicy(Qt::TabFocus);
         button->setFixedHeight(ButtonHeight);
@@ -161,7 +161,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     rows->setContentsMargins({});
     rows->setSpacing(0);
     rows->addLayout(top);
-    rows->addSpacing(PickersHeight); // which are put over it
+    rows->addSpacing(PickersHeight); // which are placed over it
     rows->addLayout(notes);
     rows->addLayout(bottom);
     rows->addWidget(timeHint);

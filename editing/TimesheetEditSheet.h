@@ -19,8 +19,8 @@ class HintLabel;
 class HoursInput;
 class NotesField;
 
-/// The sheet in which an entry is edited. Only what is in it and where: the controller fills and wires it, and puts the
-/// pickers into `containerView`.
+/// The sheet in which an entry is edited. Only its layout: the controller fills and wires it, and puts the pickers into
+/// `containerView`.
 ///
 /// Object names are the members' names.
 class TimesheetEditSheet final : public skin::Sheet
@@ -51,7 +51,7 @@ public:
     skin::QuillonButtonCell* cancelButton;
     skin::QuillonButtonCell* saveButton;
 
-    /// Shows the fields for start and end in place of those for the hours.
+    /// Shows the fields for start and end instead of those for the hours.
     void showTimestamps(bool timestamps);
 
 signals:

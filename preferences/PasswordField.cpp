@@ -116,7 +116,7 @@ void passOn(QAccessibleEvent* event)
     QAccessible::installUpdateHandler(tellDotsOnly);
 }
 
-/// A line edit reports every character that is typed, in password fields too, and there is no other place to stop that.
+/// A line edit reports every typed character, even in password fields, and only here can that be stopped.
 void tellDotsOnly(QAccessibleEvent* event)
 {
     auto* field = qobject_cast<PasswordField*>(event->object());
@@ -185,7 +185,7 @@ void PasswordField::changeEvent(QEvent* event)
 void PasswordField::setEcho(EchoMode mode)
 {
     setEchoMode(mode);
-    // Setting the echo mode resets these, and they apply to a password that is shown, too.
+    // Setting the echo mode resets these, and they are wanted for a visible password, too.
     setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
 }
 
@@ -197,7 +197,7 @@ void PasswordField::keyPressEvent(QKeyEvent* event)
         QLineEdit::keyPressEvent(event);
         return;
     }
-    // A line edit offers what is selected by keys as the primary selection, too, but not from a hidden password.
+    // A line edit offers text selected by keyboard as the primary selection, but must not from a hidden password.
     setEcho(Password);
     QLineEdit::keyPressEvent(event);
     setEcho(Normal);
@@ -205,7 +205,7 @@ void PasswordField::keyPressEvent(QKeyEvent* event)
 
 void PasswordField::mouseReleaseEvent(QMouseEvent* event)
 {
-    // A line edit would offer the selection to every window now; nothing else is lost.
+    // A line edit would now offer the selection to every window; nothing else is lost.
     if (event->button() == Qt::LeftButton && isShown())
         event->accept();
     else

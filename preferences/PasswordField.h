@@ -6,9 +6,9 @@ class QToolButton;
 
 namespace preferences {
 
-/// A field for a password, with a button that shows what was typed. Assistive technology only ever gets dots, whatever
-/// is on the screen: what it knows, every program of the session can read. Nor is a selection in it ever offered as the
-/// primary selection, or dragged away.
+/// A password field with a button that shows what was typed. Assistive technology only ever gets dots, whatever is on
+/// the screen: every program of the session can read what it gets. Nor is a selection ever offered as the primary
+/// selection, or dragged away.
 class PasswordField final : public QLineEdit
 {
     Q_OBJECT

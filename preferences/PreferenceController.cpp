@@ -39,7 +39,7 @@ using platform::environment;
 
 namespace {
 
-// A service that is there answers within a second or two.
+// A reachable service answers within a second or two.
 constexpr auto Patience = 10s;
 constexpr qint64 LeastIdleMinutes = 1;
 constexpr qint64 DefaultIdleMinutes = 10;
@@ -48,12 +48,12 @@ constexpr int FolderWidth = 420;
 constexpr int ButtonWidth = 84;
 constexpr int ButtonPadding = 16;
 
-/// The number that `text` begins with; 0 when it does not begin with one.
+/// The number at the beginning of `text`; 0 when there is none.
 template <class Number>
 Number leadingNumber(const QString& text)
 {
     const QByteArray digits = text.trimmed().toLatin1();
-    // from_chars knows no plus.
+    // from_chars does not accept a plus sign.
     const auto* begin = digits.begin();
     if (digits.startsWith('+') && !digits.startsWith("+-"))
         ++begin;
@@ -62,7 +62,7 @@ Number leadingNumber(const QString& text)
     return number;
 }
 
-/// How the user writes money; where the system names no country, as in the United States.
+/// How the user writes money; where the system gives no country, as in the United States.
 QLocale currencyLocale()
 {
     const QLocale system = QLocale::system();
@@ -71,7 +71,7 @@ QLocale currencyLocale()
                : system;
 }
 
-/// Text that steps back a little but is still easy to read.
+/// Text that is slightly subdued but still easy to read.
 QColor mixed(const QColor& text, const QColor& ground)
 {
     const auto part = [](int of, int with) { return (of * 65 + with * 35) / 100; };
@@ -244,7 +244,7 @@ void PreferenceController::showAccountPage(bool here)
     m_ui->keepHereText->setText(
         isNew ? tr("You do not need an account: Quillon can keep your time on this computer.")
               : tr("Quillon can keep your time on this computer instead. Your account stays as it is."));
-    // New users are greeted first; those who have an account see it first.
+    // New users are greeted first; existing ones see their account first.
     m_ui->accountColumn->removeWidget(m_ui->keepHereBox);
     m_ui->accountColumn->insertWidget(isNew ? 0 : m_ui->accountColumn->indexOf(m_ui->accountFields) + 1,
                                       m_ui->keepHereBox);
@@ -292,7 +292,7 @@ void PreferenceController::keepTimeHere()
 
 void PreferenceController::doneClicked()
 {
-    // The built-in service knows us.
+    // The built-in service needs no check.
     if (m_showsHere) {
         announce();
         relaunchIfNeeded();
@@ -481,7 +481,7 @@ void PreferenceController::controlTextDidEndEditing(QLineEdit* field)
 
 std::optional<double> PreferenceController::parseRate(const QLineEdit& field) const
 {
-    // With its symbol or without: it is an amount in the one currency.
+    // With or without its symbol: it is an amount in the one currency.
     QString text = field.text();
     text.remove(m_formatter.currencySymbol());
     bool isNumber = false;
@@ -502,7 +502,7 @@ void PreferenceController::goToHelpCenter()
 
 void PreferenceController::addAppAsLoginItem()
 {
-    // A list that cannot be written is left alone: there is nothing that the user could do about it here.
+    // Failure to write the list is ignored: there is nothing the user could do about it here.
     static_cast<void>(m_loginItems.insert(QCoreApplication::applicationFilePath(), m_owner.startArguments()));
 }
 
@@ -530,7 +530,7 @@ bool PreferenceController::shortcutRecorder(const SRRecorderControl& /*recorder*
 
 void PreferenceController::setHintColors()
 {
-    // Few desktops have a colour for hints, and those have a pale one.
+    // Few desktops have a colour for hints, and where they do it is pale.
     const auto paint = [](QWidget& widget, QPalette::ColorRole role, QPalette::ColorRole text,
                           QPalette::ColorRole ground) {
         QPalette palette = widget.palette();
@@ -569,7 +569,7 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
     case QEvent::KeyPress:
         if (static_cast<QKeyEvent*>(event)->key() != Qt::Key_Escape)
             return false;
-        // It cancels, and never sends what is half typed. A dialog would close.
+        // Cancels, and never sends what is half typed. A dialog would close.
         if (!m_ui->cancelButton->isHidden())
             cancelSigningIn();
         return true;

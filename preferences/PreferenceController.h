@@ -45,9 +45,9 @@ class TimeHereOwner;
 
 /// The preferences window: the account, the options and the two shortcuts.
 ///
-/// Only Done closes it, and closing it does the same as Done: the contents of the fields are saved, the service is
-/// asked whether it accepts the account, and only when it does is the change announced and the window closed. One per
-/// run, made inside it. Main thread only.
+/// Only Done closes it, and closing it does the same as Done: saves the contents of the fields, checks the account with
+/// the service, and only when that succeeds announces the change and closes the window. One per run, made inside it.
+/// Main thread only.
 class PreferenceController final : public QObject, public service::OutcomeReceiver
 {
     Q_OBJECT
@@ -67,25 +67,25 @@ public:
     /// False when a field of the account is empty; a sheet then says which.
     bool validateCredentials();
     void acknowledgeValidationError();
-    /// Whether the account in the fields, spaces around it aside, differs from the one in the preferences.
+    /// Whether the account in the fields, ignoring surrounding spaces, differs from the one in the preferences.
     bool credentialsChanged() const;
-    /// Saves the contents of the fields, as typed, and has them take effect.
+    /// Saves the contents of the fields, as typed, and applies them.
     settings::QuillonPreferences& saveCredentials();
 
     void authenticationSucceeded() override;
     void authenticationFailed() override;
     bool waitingForAuthenticationCheck() const { return m_waitingForAuthenticationCheck; }
 
-    /// A field that was typed in loses the focus: the rate is shown as an amount of money. Null: no field.
+    /// An edited field loses the focus: the rate is shown as an amount of money. Null: no field.
     void controlTextDidEndEditing(QLineEdit* field);
-    /// The amount in the field, with or without a currency symbol. Empty: it is not an amount.
+    /// The amount in the field, with or without a currency symbol. Empty: not an amount.
     std::optional<double> parseRate(const QLineEdit& field) const;
-    /// Whether the rate can be typed. It is not kept from run to run.
+    /// Whether the rate can be edited. Not remembered between runs.
     bool usingDefaultRate() const { return m_usingDefaultRate; }
     void setUsingDefaultRate(bool use);
 
     void goToHelpCenter();
-    /// Has the desktop start this program at log-in, or no longer. Any thread, one at a time.
+    /// Adds this program to the desktop's login items, or removes it. Any thread, one at a time.
     void addAppAsLoginItem();
     void deleteAppFromLoginItem();
     platform::UpdateFeed& updater() const;
@@ -101,18 +101,18 @@ private:
     void wire();
     void fill();
     void fillAccount();
-    /// Whether the built-in service is the one in use, and runs.
+    /// Whether the built-in service is in use and running.
     bool isSignedInHere() const;
-    /// `here`: where the time is kept on this computer; else the fields of an account.
+    /// `here`: shows where the time is kept on this computer; else the fields of an account.
     void showAccountPage(bool here);
-    /// Back from the fields of another account to where the time is kept here.
+    /// Back from another account's fields to where the time is kept here.
     void cancelSigningIn();
-    /// Has the time kept on this computer, and closes the window once it is.
+    /// Switches to time kept on this computer, and closes the window once that is done.
     void keepTimeHere();
     void announce();
     void relaunchIfNeeded();
     void showSheet(const QString& message);
-    /// Shows what is under way; a null string: nothing.
+    /// Shows what is in progress; a null string: nothing.
     void showBusy(const QString& what);
     void showChecking(bool checking);
     void showUnanswered();

@@ -8,7 +8,7 @@ class QObject;
 
 namespace preferences {
 
-/// What the preferences window asks of the program's controller.
+/// What the preferences window needs from the program's controller.
 class PreferencesOwner
 {
 public:
@@ -20,7 +20,7 @@ public:
     /// Ends the program and starts it again.
     virtual void relaunch(QObject* sender) = 0;
     virtual void quitQuilonForMac(QObject* sender) = 0;
-    /// What the program is to be started with at the next log-in. Any thread.
+    /// The arguments for starting the program at the next login. Any thread.
     virtual QStringList startArguments() const = 0;
 
 protected:
@@ -33,9 +33,9 @@ class TimeHereOwner
 public:
     /// Whether the program can keep the time on this computer.
     virtual bool canKeepTimeHere() const = 0;
-    /// Has it do so from now on. `done` comes later, with false when that fails, and the person knows why by then.
+    /// Switches to that. `done` is called later, with false on failure, which the person has seen by then.
     virtual void keepTimeHere(std::function<void(bool kept)> done) = 0;
-    /// From now on in the saved account. Nothing is announced yet.
+    /// Switches to the saved account. Nothing is announced yet.
     virtual void keepTimeElsewhere() = 0;
 
 protected:

@@ -63,7 +63,7 @@ public:
         const QString text = QAccessibleWidget::text(kind);
         if (kind != QAccessible::Name)
             return text;
-        // The name is the part that is always spoken. A label brings its colon.
+        // The name is always spoken. A label includes its colon.
         return text + (text.endsWith(u':') ? " "_L1 : ": "_L1) + recorder().shownText();
     }
 
@@ -162,7 +162,7 @@ void SRRecorderControl::updateShown()
 
 bool SRRecorderControl::event(QEvent* event)
 {
-    // While it records, keys do nothing else.
+    // While recording, keys do nothing else.
     if (m_recording && event->type() == QEvent::ShortcutOverride) {
         event->accept();
         return true;

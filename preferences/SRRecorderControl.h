@@ -10,10 +10,10 @@ class QToolButton;
 
 namespace preferences {
 
-/// A field that shows a combination of keys, and records another one from what is typed.
+/// A field that shows a key combination, and records another one as it is typed.
 ///
-/// A click or the space bar starts; the next combination is taken, Escape keeps the old one, Backspace or Delete clears
-/// it. A key needs Ctrl, Alt or Super beside it, except a function key. Codes are those of the physical keys.
+/// A click or the space bar starts; the next combination is recorded, Escape keeps the old one, Backspace or Delete
+/// clears it. A key needs Ctrl, Alt or Super, except a function key. Codes are those of the physical keys.
 class SRRecorderControl final : public QWidget
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
     void stopRecording();
     void clear();
 
-    /// What it shows: the combination in the desktop's terms, or what to do.
+    /// Its text: the combination in the desktop's terms, or what to do.
     QString shownText() const;
 
     QSize sizeHint() const override;
@@ -42,9 +42,9 @@ public:
 signals:
     /// By the user, not by `setKeyCombo`.
     void keyComboChanged();
-    /// While it records, every key should reach it.
+    /// While recording, every key should reach it.
     void recordingChanged(bool recording);
-    /// What was typed cannot be a shortcut, and why. It goes on recording.
+    /// What was typed cannot be a shortcut, and why. Recording continues.
     void refused(const QString& reason);
 
 protected:

@@ -68,7 +68,7 @@ void ShortcutsPage::store(settings::QuillonPreferences& preferences) const
 
 void ShortcutsPage::showStatus()
 {
-    // While one is recorded, the state of the other cannot be known.
+    // While one is being recorded, the state of the other is unknown.
     if (m_rows[0].recorder->isRecording() || m_rows[1].recorder->isRecording())
         return;
     const QKeySequence keys = settings::keySequence(m_rows[0].recorder->keyCombo());
@@ -87,7 +87,7 @@ QString ShortcutsPage::statusOf(const Row& row) const
     const HotKeys::Status status = m_hotKeys.status(row.action);
     if (shown == m_hotKeys.combo(row.action) || status.state == State::Unavailable)
         return statusText(status);
-    // Not ours yet: the desktop is not asked for it before Done.
+    // Not ours yet: it is not registered with the desktop before Done.
     return m_hotKeys.couldBeHad(shown) == false ? statusText({State::Refused, {}})
                                                 : tr("Takes effect when you press Done.");
 }

@@ -19,7 +19,7 @@ namespace preferences {
 
 class SRRecorderControl;
 
-/// The page of the two shortcuts: shows them, has others recorded, and says below each what became of it. None is
+/// The page of the two shortcuts: shows them, records others, and reports the status of each below it. None is
 /// registered before it is stored. Main thread only.
 class ShortcutsPage final : public QObject
 {

@@ -4,8 +4,8 @@
 
 namespace preferences {
 
-/// Pages behind a row of pictures with titles, in the middle of the window's top edge. A tab's picture is the one
-/// that its page names in the property "picture", in the colour of the text.
+/// Pages behind a row of pictures with titles, centred along the window's top edge. A tab's picture is named by its
+/// page's property "picture", and has the colour of the text.
 class TabView final : public QTabWidget
 {
     Q_OBJECT

@@ -16,7 +16,7 @@ platform::HotKeys& hotKeys()
     return platform::Run::current().environment().hotKeys();
 }
 
-/// The combination with what a desktop wants to know beside it.
+/// The combination with the details a desktop needs.
 platform::HotKeys::HotKey described(int action, int evdevKey, const KeyCombo& combo)
 {
     const bool timesheet = action == HotKeyManager::ToggleTimesheetWindow;

@@ -11,7 +11,7 @@
 
 namespace settings {
 
-/// Carries out what hot keys ask for: the program's controller.
+/// Carries out the hot keys' actions: the program's controller.
 class HotKeyTarget
 {
 public:
@@ -30,8 +30,8 @@ struct HotKey
     std::unique_ptr<platform::HotKeys::Registration> hotKeyRef;
 };
 
-/// The two combinations of keys that work while another program is in front: registers them with the desktop and
-/// passes presses on. Main thread only.
+/// The two key combinations that work while another program is in front: registers them with the desktop and passes
+/// presses on. Main thread only.
 class HotKeyManager final : public QObject
 {
     Q_OBJECT
@@ -47,22 +47,22 @@ public:
     /// The one of the current run.
     static HotKeyManager& instance();
 
-    /// Gets the presses. Not owned; null: nobody does.
+    /// Receives the presses. Not owned; null: nobody does.
     void setTarget(HotKeyTarget* target) { m_target = target; }
 
-    /// Starts to listen, and registers both combinations. Once, at start-up.
+    /// Starts listening, and registers both combinations. Once, at start-up.
     void setupHotKeys();
-    /// Registers both combinations as the preferences have them now, and frees those from before.
+    /// Registers both combinations as now in the preferences, and frees the previous ones.
     void registerHotKeysFromPrefs();
     void registerNewHotKey(const KeyCombo& combo, int forAction);
 
-    /// The combination that was registered last for an action.
+    /// The combination last registered for an action.
     KeyCombo combo(int action) const;
-    /// What became of it.
+    /// Its status.
     platform::HotKeys::Status status(int action) const;
 
-    /// Whether the combination could be registered now, with no other program in the way. Empty: that cannot be known,
-    /// or there is no such key.
+    /// Whether other programs leave the combination free to register now. Empty: that cannot be determined, or there is
+    /// no such key.
     std::optional<bool> couldBeHad(const KeyCombo& combo) const;
 
     /// While paused no hot key fires, and where the desktop permits it the keys reach the window in front: for a field

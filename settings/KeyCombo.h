@@ -4,7 +4,7 @@
 
 namespace settings {
 
-/// A key with its modifiers, as the settings keep it: the virtual key code that macOS gives to the physical key
+/// A key with its modifiers, as stored in the settings: the virtual key code that macOS gives to the physical key
 /// (HIToolbox, Events.h), and a mask in which each modifier has the bit of NSEvent's modifier flags.
 struct KeyCombo
 {

@@ -5,7 +5,7 @@
 
 namespace settings {
 
-// What is kept in the settings file, under which key.
+// The keys of the settings file.
 inline constexpr QLatin1StringView SCQuillonUrlKey("QuillonUrl"); ///< the account's name; absent: signed out
 inline constexpr QLatin1StringView SCEmailKey("Email");
 inline constexpr QLatin1StringView SCCompanyKey("Company");
@@ -16,7 +16,7 @@ inline constexpr QLatin1StringView QuillonFirstStepsDoneKey("FirstStepsDone");
 inline constexpr QLatin1StringView QuillonBlinkCursorKey("BlinkColon");
 inline constexpr QLatin1StringView QuillonStartAtLoginKey("StartAtLogin");
 inline constexpr QLatin1StringView QuillonHideFromDockKey("HideInDock");
-/// Keeps the status item out of the desktop's bar. Read at the start; nothing in the program sets it.
+/// Keeps the status item out of the desktop's bar. Read at the start; the program never sets it.
 inline constexpr QLatin1StringView QuillonFloatingStatusItemKey("FloatingStatusItem");
 inline constexpr QLatin1StringView QuillonIdleTimerEnabled("IdleTimerEnabled");
 inline constexpr QLatin1StringView QuillonIdleMinutesThreshold("IdleMinutesThreshold");
@@ -28,12 +28,12 @@ inline constexpr QLatin1StringView QuillonNewTimerHotKeyModifiers("NewTimerHotKe
 inline constexpr QLatin1StringView QuillonToggleTimerHotKey("ToggleTimerHotKey");
 inline constexpr QLatin1StringView QuillonToggleTimerHotKeyModifiers("ToggleTimerHotKeyModifiers");
 
-/// Whether to look for newer versions unasked.
+/// Whether to check for newer versions automatically.
 inline constexpr QLatin1StringView SUEnableAutomaticChecksKey("SUEnableAutomaticChecks");
-/// The version that the user does not want to hear of again.
+/// The version that the user has chosen to skip.
 inline constexpr QLatin1StringView SUSkippedVersionKey("SUSkippedVersion");
 
-/// Announces changed settings of any kind, though its value speaks of credentials. QuillonPreferences sends it.
+/// Announces any change of the settings, although its value speaks of credentials. QuillonPreferences sends it.
 inline constexpr QLatin1StringView QuillonPreferencesChangedNotification("CredentialsChanged");
 
 /// The service name of our items in the keyring: the program's reverse-DNS identifier. Main thread only.

@@ -31,7 +31,7 @@ void QuillonPreferences::setupDefaults()
     constexpr qint64 highestCode = 127;
     constexpr qint64 allFlags = std::numeric_limits<quint32>::max();
     constexpr qint64 commandAndOption = KeyCombo::Command | KeyCombo::Option;
-    // The idle time is counted in seconds of an int.
+    // The idle time is an int, in seconds.
     constexpr qint64 mostMinutes = std::numeric_limits<int>::max() / 60;
     constexpr qint64 keyM = 46;
     constexpr qint64 keyN = 45;
@@ -88,9 +88,9 @@ void QuillonPreferences::loadSaved()
 
 void QuillonPreferences::save()
 {
-    // While the time is kept here, nobody may have touched the saved account: then the keyring is left in peace.
+    // While the time is kept here, the saved account may be untouched: then leave the keyring alone.
     const bool keepsSecret = m_passwordLoaded || !timeIsKeptHere();
-    // Before anything is changed: a password that nobody has asked for yet would be lost for the keyring.
+    // Before anything is changed: otherwise the keyring would lose a password not yet looked up.
     if (keepsSecret)
         password();
     const platform::Secret<QString> secret = keepsSecret ? m_password : platform::Secret<QString>();
@@ -170,7 +170,7 @@ void QuillonPreferences::askToUnlock()
     const QPointer<QuillonPreferences> self(this);
     const auto done = [self,
                        account = m_savedEmail](const platform::SecretStore::Result<std::optional<QByteArray>>& found) {
-        // A password that was typed meanwhile is the newer one.
+        // A password typed meanwhile is the newer one.
         if (!self || !found || !*found || !self->m_password->isNull() || self->m_savedEmail != account)
             return;
         const QString text = TolvanKeychainUtils::passwordText(**found);

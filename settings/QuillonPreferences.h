@@ -26,7 +26,7 @@ struct Credentials
 /// method says otherwise.
 ///
 /// The account in use is the saved one, or the one of the built-in service while the time is kept here. Then the saved
-/// one stays what it was, and can be changed and tried out, while nothing of the other is ever saved.
+/// one stays as it was, and can be changed and tried out, while nothing of the other is ever saved.
 class QuillonPreferences final : public QObject
 {
     Q_OBJECT
@@ -43,7 +43,7 @@ public:
 
     void loadSaved();
 
-    /// Writes the file, then the password to the keyring. A keyring that refuses is not reported.
+    /// Writes the file, then the password to the keyring. A failing keyring is not reported.
     void save();
 
     QString email() const { return m_email; }
@@ -53,23 +53,23 @@ public:
     /// the keyring is locked the user is asked once, and `passwordArrived` announces the password.
     QString password();
     void setPassword(const QString& password);
-    /// Whether the account in use has its password without a look-up.
+    /// Whether the password of the account in use is known without a look-up.
     bool isPasswordLoaded() const { return m_passwordLoaded || timeIsKeptHere(); }
 
     /// True when no keyring keeps the password, because there is none or the user would not unlock it: it is forgotten
     /// when the program ends. Looks it up if need be.
     bool passwordKeptForThisRunOnly();
 
-    /// The account's name: what was typed, freed of scheme and service domain. Rewrites what is stored.
+    /// The account's name: what was typed, without scheme and service domain. Rewrites what is stored.
     QString url();
     void setUrl(const QString& url);
     /// The base address of the account in use.
     QString fullUrl();
 
-    /// From now on the account in use is `builtIn`, at the built-in service. Without an address nobody is signed in:
-    /// the service is not there yet, or does not start.
+    /// Switches to the account `builtIn`, at the built-in service. Without an address nobody is signed in: the service
+    /// is not running yet, or failed to start.
     void keepTimeHere(const Credentials& builtIn);
-    /// The saved account is in use again, as at first.
+    /// Switches back to the saved account, the default.
     void keepTimeElsewhere();
     bool timeIsKeptHere() const;
 
@@ -91,19 +91,19 @@ public:
     KeyCombo newTimerWindowHotKeyCombo() const { return m_newTimerWindowHotKeyCombo; }
     void setNewTimerWindowHotKeyCombo(const KeyCombo& combo) { m_newTimerWindowHotKeyCombo = combo; }
 
-    /// The account in use, as it is now; without a password as long as that was not looked up. Any thread.
+    /// The account in use, as it is now; without a password until that has been looked up. Any thread.
     Credentials credentials() const;
-    /// Likewise the saved account, or what is about to be saved as such. Any thread.
+    /// The same for the saved account, or what is about to be saved as such. Any thread.
     Credentials savedCredentials() const;
     /// The e-mail address of the account in use; of the saved one as it stands in the settings. Any thread.
     QString emailInUse() const;
 
 signals:
-    /// QuillonPreferencesChangedNotification. Sent by whoever saved, not by `save`.
+    /// QuillonPreferencesChangedNotification. Sent by the code that saved, not by `save`.
     void preferencesChanged();
     /// The keyring was unlocked after a look-up that had found it locked.
     void passwordArrived();
-    /// The user was asked to unlock the keyring for a password to be saved, and has answered.
+    /// The user was prompted to unlock the keyring for saving a password, and has answered.
     void keyringAnswered();
 
 private:

@@ -115,7 +115,7 @@ QString TolvanKeychainUtils::passwordText(const QByteArray& stored)
     qsizetype end = stored.size();
     if (end > LongestPassword) {
         end = LongestPassword;
-        // A byte of the form 10xxxxxx continues a character that began before it.
+        // A byte of the form 10xxxxxx continues the previous character.
         while (end > 0 && (static_cast<unsigned char>(stored[end]) & 0xC0) == 0x80)
             --end;
     }

@@ -49,7 +49,7 @@ public:
 
     TolvanKeychainUtils() = delete;
 
-    /// Empty when there is no such item. Never prompts. Longer passwords come back cut, see `passwordText`.
+    /// Empty when there is no such item. Never prompts. Longer passwords are truncated, see `passwordText`.
     static Result<std::optional<QString>> getPasswordForUsername(const QString& userName, const QString& serviceName);
 
     /// Adds the item or replaces its password, whatever `updateExisting` says. `Locked` where the user is asked to
@@ -57,14 +57,14 @@ public:
     static Result<void> storeUsername(const QString& userName, const QString& password, const QString& serviceName,
                                       bool updateExisting, std::function<void(Result<void>)> later = {});
 
-    /// Deleting what is not there succeeds.
+    /// Deleting a missing item succeeds.
     static Result<void> deleteItemForUsername(const QString& userName, const QString& serviceName);
 
     /// Empty when there is no such item; a locked item counts as one.
     static Result<std::optional<KeychainItem>> getKeychainItemReferenceForUsername(const QString& userName,
                                                                                    const QString& serviceName);
 
-    /// A stored password as a string: its first 1023 bytes, without a character that this cuts in two. Null when the
+    /// A stored password as a string: its first 1023 bytes, without a character that this would split. Null when the
     /// bytes are not UTF-8.
     static QString passwordText(const QByteArray& stored);
 };

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A value of an INI file as text. An unquoted comma makes a list of it, which was hardly meant.
+/// A value of an INI file as a string. An unquoted comma makes a list of it, which is hardly intended.
 QString textOf(const QVariant& value)
 {
     if (value.typeId() == QMetaType::QStringList)
@@ -130,7 +130,7 @@ bool UserDefaults::synchronize()
 {
     if (!m_changed.isEmpty()) {
         platform::makeFolder(QFileInfo(m_file).path());
-        // It is written through a file beside it, under a lock: these must be for the user alone, too.
+        // It is written via a file beside it, under a lock: these must be private to the user, too.
         const mode_t before = umask(0077);
         const auto restore = qScopeGuard([before] { umask(before); });
         QSettings file(m_file, QSettings::IniFormat);

@@ -14,12 +14,12 @@ namespace settings {
 
 /// The user's settings: `[General]` of an INI file, over registered defaults.
 ///
-/// The file is read when the object is made and again by `synchronize`. A value of another kind than the one asked for
-/// reads as the default. Reading is safe from any thread, the rest belongs to the main thread.
+/// The file is read on construction and again by `synchronize`. A value of the wrong type reads as the default. Reading
+/// is safe from any thread, the rest belongs to the main thread.
 class UserDefaults
 {
 public:
-    /// What a key reads as when the file says nothing or nonsense, and which integers are sense.
+    /// A key's default, used when the file has no value or an invalid one, and the valid integers.
     struct Default
     {
         QLatin1StringView key;
@@ -48,14 +48,14 @@ public:
     void setBool(QLatin1StringView key, bool value) { set(key, value); }
     void setInteger(QLatin1StringView key, qint64 value) { set(key, value); }
 
-    /// Writes what was set, all or nothing, and takes over what others wrote to the other keys. The file is readable
-    /// by the user alone. False when it could not be written: what was set stays for the next time.
+    /// Writes what was set, all or nothing, and picks up what others wrote to the other keys. The file is readable by
+    /// the user only. False when it could not be written: what was set stays for the next time.
     bool synchronize();
 
 private:
     void load();
     void set(QLatin1StringView key, const QVariant& value);
-    /// The value of the file or the default, the first for which `accept` is true. Without one: an invalid value.
+    /// The first of the file's value and the default for which `accept` is true. Without one: an invalid value.
     template <class Accept>
     QVariant find(QLatin1StringView key, Accept accept) const;
 

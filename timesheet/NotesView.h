@@ -9,7 +9,7 @@
 
 namespace timesheet {
 
-/// The notes of a row: all of their lines, in the whole width of the widget.
+/// The notes of a row: all of their lines, over the widget's whole width.
 class NotesView final : public QWidget
 {
     Q_OBJECT
@@ -27,7 +27,7 @@ protected:
 private:
     QString m_text;
     QColor m_color;
-    int m_width = 0; ///< that the lines are broken at
+    int m_width = 0; ///< the width for line breaks
     std::optional<skin::TextLines> m_lines;
 };
 

@@ -2,7 +2,7 @@
 
 namespace timesheet {
 
-/// Where in a list, or at a row, something that is being dragged would land.
+/// Where in a list, or at a row, a dragged item would land.
 enum class RLDropHighlight
 {
     None = 0,

@@ -7,20 +7,20 @@ namespace timesheet {
 class RLListView;
 class RLListViewCell;
 
-/// Makes lists and their cells known to assistive technology: a list whose children are the rows in sight, and rows
-/// that can be pressed like with the mouse. May be called any number of times.
+/// Exposes lists and their cells to assistive technology: a list whose children are the visible rows, and rows that can
+/// be pressed as with the mouse. May be called any number of times.
 void installRLListAccessible();
 
-/// Tells assistive technology what happens in one list.
+/// Notifies assistive technology of changes in one list.
 class RLListNotices final
 {
 public:
-    /// Of rows in sight.
+    /// Of visible rows.
     static void selectionChanged(const std::vector<RLListViewCell*>& cells);
-    /// The keyboard focus has come to the list.
+    /// The list has gained the keyboard focus.
     void focusCame() { m_toldRow = -1; }
-    /// Another row may have it now. Announced once for each row: a reload after which the same row is selected again is
-    /// not worth a word.
+    /// Another row may have the focus now. Announced once per row: a reload that selects the same row again is not
+    /// announced.
     void focusMoved(const RLListView& list);
 
 private:

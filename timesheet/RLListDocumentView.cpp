@@ -10,7 +10,7 @@ namespace timesheet {
 
 RLListDocumentView::RLListDocumentView(RLListView& listView) : QWidget(&listView), m_listView(listView)
 {
-    // Scrolling moves pixels only in a widget that is known to fill itself.
+    // Scrolling moves pixels only in a widget known to be opaque.
     setBackgroundRole(QPalette::Base);
     setAutoFillBackground(true);
 }
@@ -26,7 +26,7 @@ void RLListDocumentView::setDropHighlight(RLDropHighlight highlight)
 void RLListDocumentView::redisplay()
 {
     update();
-    // What an opaque child covers is not drawn anew with its parent.
+    // An opaque child's area is not repainted with its parent.
     for (RLListViewCell* cell : m_listView.visibleCells())
         cell->update();
 }

@@ -8,8 +8,8 @@ namespace timesheet {
 
 class RLListView;
 
-/// What the cells of a list lie on. It is as large as the visible part of the list only, and cells are placed in it
-/// relative to that part: so the length of a list is not limited by that of a widget.
+/// The parent of a list's cells. Only as large as the visible part of the list, and cells are positioned relative to
+/// that part: so a widget's maximum size does not limit the length of a list.
 class RLListDocumentView final : public QWidget
 {
     Q_OBJECT
@@ -21,7 +21,7 @@ public:
     void setDropHighlight(RLDropHighlight highlight);
     RLDropHighlight dropHighlight() const { return m_dropHighlight; }
 
-    /// Draws the document and the cells in sight again.
+    /// Repaints the document and the visible cells.
     void redisplay();
 
     /// Draws the drop highlight in this widget's coordinates. Cells cover the document, so each draws its part.

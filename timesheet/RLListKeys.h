@@ -6,7 +6,7 @@ namespace timesheet {
 
 class RLListView;
 
-/// Goes to another row of the list, or opens the selected one, if that is what the key is for. False: it is not.
+/// Moves to another row of the list, or opens the selected one, if the key does that. False: it does not.
 bool walkByKey(RLListView& list, const QKeyEvent& event);
 
 } // namespace timesheet

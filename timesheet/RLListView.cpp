@@ -22,7 +22,7 @@
 namespace timesheet {
 namespace {
 
-/// Points that one line of a wheel moves; a step of a usual wheel is three lines.
+/// Points per line of the wheel; one step of a usual wheel is three lines.
 constexpr int PointsPerLine = 20;
 
 /// Unlike `qRound` the same for points above and below 0, so that scrolling by whole points moves every edge alike.
@@ -47,7 +47,7 @@ RLListView::RLListView(QWidget* parent)
 
 RLListView::~RLListView()
 {
-    // Each leaves the list in its destructor, so they go while there still is one.
+    // Each leaves the list in its destructor, so they go while the list still exists.
     qDeleteAll(m_documentView->findChildren<RLListViewCell*>());
 }
 
@@ -111,7 +111,7 @@ void RLListView::updateDocumentSize()
     const int view = viewport()->height();
     const double hidden = std::ceil(documentHeight()) - view;
     {
-        // The callers place the cells themselves, when all is in order.
+        // The callers place the cells themselves, once everything is in order.
         const QSignalBlocker blocker(bar);
         bar.setPageStep(view);
         bar.setRange(0, int(std::clamp(hidden, 0.0, double(std::numeric_limits<int>::max()))));
@@ -207,7 +207,7 @@ void RLListView::layoutCell(RLListViewCell& cell, int row)
         }
     }
     if (cell.row() != row) {
-        // Space must not press the button of a row that only came to be under the finger.
+        // Space must not press the button of a row that happens to have scrolled there.
         takeFocusFrom(cell);
         cell.update();
     }
@@ -237,7 +237,7 @@ void RLListView::updateCells()
     const RowRange range = visibleRange();
     if (range == m_currentRange)
         return;
-    // What leaves goes first: the cell of a row that enters is then the one of a row that left.
+    // What leaves goes first: an entering row then reuses the cell of one that left.
     for (RLListViewCell* cell : visibleCells()) {
         if (!range.contains(cell->row()))
             m_cells.retire(*cell);
@@ -325,7 +325,7 @@ void RLListView::wheelEvent(QWheelEvent* event)
         event->ignore();
         return;
     }
-    // Where the platform knows them these are points; those of X11 are not.
+    // On platforms that provide them these are points; on X11 they are not.
     const bool points = !event->pixelDelta().isNull() && QGuiApplication::platformName() != u"xcb";
     m_wheelRemainder += points ? event->pixelDelta().y()
                                : event->angleDelta().y() * QApplication::wheelScrollLines() * PointsPerLine /
@@ -417,7 +417,7 @@ void RLListView::selectionChanged(const std::set<int>& redisplayed)
     const auto cells = visibleCellsForRowIndexes(redisplayed);
     for (RLListViewCell* cell : cells)
         cell->update();
-    // Without a selection all of the list is marked.
+    // Without a selection the whole list is marked.
     if (marksFocus())
         m_documentView->redisplay();
     m_notices.selectionChanged(cells);
@@ -431,7 +431,7 @@ void RLListView::selectionChanged(const std::set<int>& redisplayed)
 
 void RLListView::handleMouseDown(const QMouseEvent* event, RLListViewCell& inCell)
 {
-    // What the delegate does on a double click may give the cell to another row.
+    // The delegate's double-click handler may give the cell to another row.
     const int row = inCell.row();
     if (m_delegate && event && event->type() == QEvent::MouseButtonDblClick)
         m_delegate->rowDoubleClicked(*this, row);
@@ -560,7 +560,7 @@ void RLListView::focusInEvent(QFocusEvent* event)
 {
     QAbstractScrollArea::focusInEvent(event);
     const Qt::FocusReason reason = event->reason();
-    // Other reasons say nothing about how the person works: they leave it as it was.
+    // Other reasons say nothing about how the person works: no change.
     if (reason == Qt::MouseFocusReason)
         m_showsFocus = false;
     else if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason)
@@ -583,7 +583,7 @@ bool RLListView::marksFocus() const
 
 bool RLListView::focusNextPrevChild(bool next)
 {
-    // From a row's button as from the list; only then is it known what comes next.
+    // From a row's button as from the list; only then is it known where the focus goes.
     if (!hasFocus()) {
         setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
         if (!next)

@@ -22,11 +22,11 @@ class RLListViewDelegate;
 
 /// A scrolling list of rows of different heights, made of cells that are reused.
 ///
-/// Only rows in sight have a cell, so a long list costs what a screenful costs. Rows are counted from 0; positions and
+/// Only visible rows have a cell, so a long list costs no more than a screenful. Rows are counted from 0; positions and
 /// heights are points in the document, which begins above row 0 and grows downwards. Main thread only.
 ///
-/// The heights are asked for once per layout and kept: a delegate whose heights change says so by `reloadData` or
-/// `reloadRowAtIndex`. A change of the width asks for them again by itself.
+/// Heights are requested once per layout and kept: a delegate whose heights change calls `reloadData` or
+/// `reloadRowAtIndex`. A change of the width requests them again by itself.
 class RLListView : public QAbstractScrollArea
 {
     Q_OBJECT
@@ -43,51 +43,51 @@ public:
 
     RLListDocumentView& documentView() const { return *m_documentView; }
 
-    /// Points below each row. 0 at first.
+    /// Points below each row. 0 by default.
     void setCellSpacing(double points);
     double cellSpacing() const { return m_cellSpacing; }
-    /// True at first.
+    /// True by default.
     void setAllowsEmptySelection(bool allows) { m_allowsEmptySelection = allows; }
     bool allowsEmptySelection() const { return m_allowsEmptySelection; }
-    /// False at first.
+    /// False by default.
     void setAllowsMultipleSelection(bool allows) { m_allowsMultipleSelection = allows; }
     bool allowsMultipleSelection() const { return m_allowsMultipleSelection; }
-    /// Whether rows follow the width while the person is still dragging it. True at first.
+    /// Whether rows follow the width while the person is still dragging it. True by default.
     void setUsesLiveResize(bool uses) { m_usesLiveResize = uses; }
     bool usesLiveResize() const { return m_usesLiveResize; }
     /// Texts of the keys that go to the delegate instead of the list.
     void setKeysToForward(const QStringList& keys) { m_keysToForward = keys; }
     const QStringList& keysToForward() const { return m_keysToForward; }
 
-    /// Asks for everything anew. Keeps the scroll position as far as the new height allows and the keyboard focus in
-    /// a row's button if the row still has the same cell; clears the selection without a notification.
+    /// Reloads everything. Keeps the scroll position as far as the new height allows and the keyboard focus in a row's
+    /// button if the row still has the same cell; clears the selection without a notification.
     void reloadData();
-    /// Makes the layout anew when the height of a row has changed.
+    /// Updates the layout after a row's height has changed.
     void reloadRowAtIndex(int row);
 
     int numberOfRows() const { return m_numberOfRows; }
 
-    /// A cell with that identifier that waits for reuse, made ready for it; null when there is none. It belongs to the
-    /// caller until the list lays it out.
+    /// A waiting cell with that identifier, prepared for reuse; null when there is none. It belongs to the caller until
+    /// the list lays it out.
     RLListViewCell* dequeueCellWithReusableIdentifier(const QString& identifier);
-    /// Takes a cell out of sight and keeps it for reuse.
+    /// Hides a cell and keeps it for reuse.
     void enqueueCell(RLListViewCell& cell);
 
-    /// The cells in sight, in the order of their rows.
+    /// The visible cells, in row order.
     std::vector<RLListViewCell*> visibleCells() const { return m_cells.visible(); }
     std::vector<RLListViewCell*> visibleCellsForRowIndexes(const std::set<int>& rows) const;
-    /// Null when the row is out of sight.
+    /// Null when the row is not visible.
     RLListViewCell* visibleCellForRow(int row) const { return m_cells.visibleCell(row); }
     RLListViewCell* cellForRowAtIndex(int row) const { return visibleCellForRow(row); }
     RowRange visibleRange() const;
 
-    /// In the document; empty for a row that is not there.
+    /// In the document; empty for a missing row.
     QRectF rectOfRow(int row) const;
     /// The last row that begins at that point of the document or above it; -1: none does.
     int rowAt(double y) const;
-    /// The first row that is in sight from its top; 0 without rows.
+    /// The first row whose top is visible; 0 without rows.
     int firstWholeRow() const;
-    /// The part of the document that is in sight.
+    /// The visible part of the document.
     QRectF visibleRect() const;
     /// Height of the document: of all rows, or a little less than the list if they are not higher.
     double documentHeight() const;
@@ -97,34 +97,34 @@ public:
     void setSelectedRow(int row) { selectRowIndexes({row}); }
     const std::set<int>& selectedRows() const { return m_selectedRows; }
     void setSelectedRows(const std::set<int>& rows) { selectRowIndexes(rows); }
-    /// Rows that are not there are left out.
+    /// Missing rows are left out.
     void selectRowIndexes(const std::set<int>& rows, bool byExtendingSelection = false);
     void deselectRowIndexes(std::set<int> rows);
     void deselectRows() { deselectRowIndexes(m_selectedRows); }
-    /// Nothing happens unless several rows may be selected.
+    /// No effect unless several rows may be selected.
     void selectAll();
     void deselectAll() { selectRowIndexes({}); }
-    /// Whether a menu item for that command is to be enabled.
+    /// Whether a menu item for that command should be enabled.
     bool validateSelectAll() const;
     bool validateDeselectAll() const;
 
-    /// A row that reaches below the part in sight scrolls to the end of the list, any other to the top.
+    /// A row that extends below the visible part scrolls to the end of the list, any other to the top.
     void scrollToRow(int row);
     /// The same, unless the whole row is in sight.
     void scrollRowToVisible(int row);
-    /// Brings all of the row into sight, scrolling no further than needed.
+    /// Makes the whole row visible, scrolling no further than needed.
     void revealRow(int row);
-    /// Points of the document that are above the part in sight; out of range values are brought into it.
+    /// Points of the document above the visible part; out-of-range values are clamped.
     void setScrollOffset(int points);
     int scrollOffset() const;
     /// Whether the list is higher than its view, so that the scroller shows. It lies over the rows and takes no width.
     bool isScrollerVisible() const;
 
-    /// Frames the visible cells anew.
+    /// Sets the visible cells' geometry again.
     void layoutCells();
-    /// Asks for all heights; to be followed by `updateCells` and `layoutCells`.
+    /// Requests all heights; follow with `updateCells` and `layoutCells`.
     void cacheCellLayout();
-    /// Brings the cells in line with the rows in sight.
+    /// Matches the cells to the visible rows.
     void updateCells();
 
     /// To be called when the person begins and ends to drag an edge of the window, where that is known.
@@ -134,9 +134,9 @@ public:
     void moveUp();
     void moveDown();
 
-    /// Does what the key does, wherever in the window it was pressed. False: nothing.
+    /// Handles the key, wherever in the window it was pressed. False: it did nothing.
     bool handleKey(QKeyEvent& event);
-    /// The menu of the row that `currentRow` names, as if asked for with the keyboard. False: there is none.
+    /// Opens the menu of the row that `currentRow` names, as if by keyboard. False: there is none.
     bool showContextMenuOfCurrentRow();
 
     /// A press on a cell, and one beside the cells. No event: a press by assistive technology, which counts as one with
@@ -144,9 +144,9 @@ public:
     void handleMouseDown(const QMouseEvent* event, RLListViewCell& inCell);
     void handleMouseDownOutsideCells(const QMouseEvent& event);
 
-    /// The selected row that keys and menus are about: of several the one selected last; -1 without a selection.
+    /// The selected row that keys and menus apply to: of several the one selected last; -1 without a selection.
     int currentRow() const;
-    /// Whether the keyboard focus is here and is to be seen because the person works with the keyboard.
+    /// Whether the keyboard focus is here and should be visible because the person works with the keyboard.
     bool marksFocus() const;
 
 signals:
@@ -197,7 +197,7 @@ private:
     RowLayout m_rows;
     double m_cellSpacing = 0;
     double m_widthPriorToResize = 0;
-    double m_layoutWidth = -1; ///< what the heights were asked for
+    double m_layoutWidth = -1; ///< the width the heights were computed for
     double m_wheelRemainder = 0;
 
     bool m_allowsEmptySelection = true;

@@ -25,7 +25,7 @@ QString RLListViewCell::reusableIdentifier() const
 {
     if (!m_reusableIdentifier.isEmpty())
         return m_reusableIdentifier;
-    // Known only now: while the base class is made the object has no other class yet.
+    // Known only now: the base class's constructor sees its own class.
     return QString::fromLatin1(metaObject()->className()).section(QStringLiteral("::"), -1);
 }
 
@@ -71,7 +71,7 @@ void RLListViewCell::press()
 void RLListViewCell::showContextMenu()
 {
     const QPoint below(qMin(24, width() / 2), height() - 1);
-    // Not as from the keyboard: a cell without a menu would hand that on to the list, which asks the cell.
+    // Not as from the keyboard: a cell without a menu would pass that on to the list, which asks the cell.
     QContextMenuEvent menu(QContextMenuEvent::Other, below, mapToGlobal(below));
     QCoreApplication::sendEvent(this, &menu);
 }

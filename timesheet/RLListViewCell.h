@@ -10,7 +10,7 @@ namespace timesheet {
 
 class RLListView;
 
-/// One row of a list. A cell shows one row after the other: when its row goes out of sight it waits for reuse.
+/// One row of a list. A cell is reused: when its row is no longer visible it waits for another.
 ///
 /// A subclass draws the row in `paintEvent` and sets `Qt::WA_OpaquePaintEvent` when it fills all of it, so that
 /// scrolling moves pixels instead of drawing them. Drop highlight and focus are drawn on top by this class. The widgets
@@ -19,7 +19,7 @@ class RLListViewCell : public QWidget
 {
     Q_OBJECT
 public:
-    /// Without an identifier the cell takes the name of its class.
+    /// Without an identifier the cell uses its class name.
     explicit RLListViewCell(const QString& reusableIdentifier = QString());
     ~RLListViewCell() override;
 
@@ -34,16 +34,16 @@ public:
     void setDropHighlight(RLDropHighlight highlight);
     RLDropHighlight dropHighlight() const { return m_dropHighlight; }
 
-    /// Called when the cell is taken from the queue for another row. Resets the drop highlight.
+    /// Called when the cell is reused for another row. Resets the drop highlight.
     virtual void prepareForReuse();
-    /// Called when the list has framed its visible cells anew.
+    /// Called when the list has positioned its visible cells again.
     virtual void layoutSubviews() {}
 
-    /// What a screen reader says for the row; the accessible name of the widget unless a subclass knows better.
+    /// What a screen reader says for the row; the widget's accessible name unless overridden.
     virtual QString accessibleText() const;
 
-    /// Notifies assistive technology when the text has changed. The list calls it whenever it shows the cell, and a
-    /// cell that changes in between calls it itself.
+    /// Notifies assistive technology when the text has changed. The list calls it whenever it shows the cell; a cell
+    /// that changes in between calls it itself.
     void tellName();
 
     /// A press by assistive technology: like a click with a modifier key.

@@ -7,10 +7,10 @@ namespace timesheet {
 class RLListView;
 class RLListViewCell;
 
-/// Supplies the rows of a list and hears what happens to them. Main thread only.
+/// Supplies the rows of a list and handles their events. Main thread only.
 ///
-/// Rows are counted from 0. The heights and the number of rows are asked for when the layout is made (see
-/// `RLListView::reloadData`, `RLListView::cacheCellLayout`), a cell when its row comes into sight.
+/// Rows are counted from 0. The heights and the number of rows are requested for each layout (see
+/// `RLListView::reloadData`, `RLListView::cacheCellLayout`), a cell when its row becomes visible.
 class RLListViewDelegate
 {
 public:

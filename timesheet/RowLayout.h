@@ -17,11 +17,11 @@ struct RowRange
     bool operator==(const RowRange&) const = default;
 };
 
-/// Where the rows of a list lie below one another: points from the upper edge of row 0. The row must exist.
+/// The vertical positions of a list's rows: points from the upper edge of row 0. The row must exist.
 class RowLayout final
 {
 public:
-    /// Asks for the height of each row once. Below each are `spacing` points.
+    /// Requests the height of each row once. Below each are `spacing` points.
     void make(int rows, double spacing, const std::function<double(int)>& heightOfRow);
 
     double top(int row) const { return m_tops[std::size_t(row)]; }
@@ -31,7 +31,7 @@ public:
     double totalHeight() const { return m_totalHeight; }
     /// The last row that begins at `y` or above it; -1: none does.
     int rowAt(double y) const;
-    /// The rows of which something lies between the two.
+    /// The rows that lie at least partly between the two.
     RowRange rowsBetween(double top, double bottom) const;
 
 private:

@@ -104,7 +104,7 @@ StripWindow::StripWindow(QWidget* parent)
       m_contentView(new QWidget(this)), m_edges{new Edge(Qt::LeftEdge, *this), new Edge(Qt::TopEdge, *this),
                                                 new Edge(Qt::RightEdge, *this), new Edge(Qt::BottomEdge, *this)}
 {
-    // Without this assistive technology takes a window that is no QMainWindow for a box.
+    // Otherwise assistive technology takes a window that is not a QMainWindow for a box.
     skin::installAccessibleRole<StripWindow, QAccessible::Window>();
     m_contentView->setObjectName(u"contentView"_s);
     m_strip->hide();

@@ -11,19 +11,19 @@ class TitleStrip;
 /// A window that can draw its own frame: a title strip above its content, a hairline around it, and edges that resize
 /// it.
 ///
-/// With a frame of its own its upper corners are round where the screen is composited, and cut by a mask elsewhere;
-/// that is found out whenever the window is shown. Menus and popups that were opened in it close when it is hidden.
+/// With its own frame its upper corners are round where the screen is composited, and cut by a mask elsewhere; checked
+/// whenever the window is shown. Menus and popups opened in it close when it is hidden.
 class StripWindow : public QWidget
 {
     Q_OBJECT
 public:
     explicit StripWindow(QWidget* parent = nullptr);
 
-    /// False at first: the frame is the desktop's. To be set while the window is hidden.
+    /// False by default: the desktop draws the frame. Set only while the window is hidden.
     void setOwnFrame(bool own);
 
     TitleStrip& titleStrip() const { return *m_strip; }
-    /// The window without its strip: what is shown goes in there.
+    /// The window without its strip: the parent of its content.
     QWidget& contentView() const { return *m_contentView; }
     /// What moves and resizes the window.
     QWidgetList frameParts() const;

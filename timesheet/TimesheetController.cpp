@@ -42,7 +42,7 @@ QDate today()
     return model::localDay(model::now());
 }
 
-/// From hours that grow with the clock to the next moment at which their text, which rounds to minutes, changes.
+/// From running hours to the next moment at which their text, rounded to minutes, changes.
 std::chrono::milliseconds untilNextMinute(double hours)
 {
     const double minutes = hours * 60;
@@ -92,7 +92,7 @@ void TimesheetController::wire()
     click(window.signInButton, [this] { m_owner.showPreferencePanel(m_window->signInButton); });
     click(window.goToQuillonButton, [this] { goToQuillon(m_window->goToQuillonButton); });
 
-    // Deleting cannot be undone: the key only puts it within reach of Return.
+    // Deleting cannot be undone: the key only selects it, and Return confirms.
     connect(new QShortcut(Qt::Key_Delete, m_window.get()), &QShortcut::activated, this, [this] {
         if (m_window->isListReachable())
             showMenuOfSelectedRow(Command::DeleteTimer);
@@ -315,7 +315,7 @@ void TimesheetController::updateScrolling()
     dayEntriesListView().scrollRowToVisible(static_cast<int>(shown));
 }
 
-// Hours that count on
+// Running hours
 
 bool TimesheetController::isWatched() const
 {
@@ -415,7 +415,7 @@ void TimesheetController::rowDoubleClicked(RLListView&, int row)
 void TimesheetController::keyDown(RLListView& listView, QKeyEvent& event)
 {
     model::DayEntry* entry = entryAt(listView.selectedRow());
-    // A key that is held down is pressed once.
+    // A held key counts as one press.
     if (!entry || entry->isLocked() || event.isAutoRepeat())
         return;
     if (event.text() == "e"_L1) {

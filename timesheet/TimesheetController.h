@@ -32,7 +32,7 @@ namespace timesheet {
 class TimesheetController;
 class TimesheetWindow;
 
-/// What the timesheet asks of the program's controller.
+/// What the timesheet needs from the program's controller.
 class TimesheetOwner
 {
 public:
@@ -44,10 +44,10 @@ protected:
     ~TimesheetOwner() = default;
 };
 
-/// The window that shows one day's entries of the account, and what can be done with them.
+/// The window that shows one day's entries of the account, with the actions on them.
 ///
-/// It never waits for the service: it sends a request, shows that it is loading, and reloads when asked to, once the
-/// answer is stored. Days are local calendar days. Main thread only.
+/// It never waits for the service: it sends a request, shows that it is loading, and reloads when told that the reply
+/// is stored. Days are local calendar days. Main thread only.
 class TimesheetController final : public QObject,
                                   public RLListViewDelegate,
                                   public TimesheetRowCommands,
@@ -60,9 +60,9 @@ public:
     ~TimesheetController() override;
 
     model::Company* company() const { return m_company.get(); }
-    /// Null: none. What was shown of an account that is gone goes with it.
+    /// Null: none. Whatever was shown of the previous account disappears with it.
     void setCompany(model::Company* company);
-    /// Those on display, in the order of the rows; null in place of one that was deleted since.
+    /// The displayed entries, in row order; null for one deleted since.
     std::vector<model::DayEntry*> dayEntries() const;
     QDate currentDate() const { return m_currentDate; }
     void setCurrentDate(QDate date) { m_currentDate = date; }
@@ -79,13 +79,13 @@ public:
     /// Replaces the desktop's frame by the window's own title strip.
     void windowHack();
 
-    /// Shows the window in front of all others, on today if it was last opened on an earlier day and no timer on
-    /// display runs.
+    /// Raises the window above all others, on today if it was last opened on an earlier day and no displayed timer
+    /// runs.
     void show();
     /// Hides the window if it has the keyboard, else shows it.
     void toggle();
     void updateKeyEquivalents();
-    /// Shows what is stored of the day. Ends the loading state.
+    /// Shows the day as stored. Ends the loading state.
     void reloadEntries();
 
     void advanceDate(const QObject* sender);
@@ -103,9 +103,9 @@ public:
     /// To be called after each merge that touched the catalog.
     void catalogDidChange();
 
-    /// Says it below the toolbar; empty: no longer.
+    /// Shows the message below the toolbar; empty: removes it.
     void setHint(const std::optional<skin::Hint>& hint);
-    /// Nobody is signed in: an empty day says so, and leads to the preferences.
+    /// Nobody is signed in: an empty day says so, and links to the preferences.
     void setLoggedOut(bool loggedOut);
     void setOffline(bool offline);
     void wentOffline() { setOffline(true); }
@@ -135,7 +135,7 @@ public:
     void keyDown(RLListView& listView, QKeyEvent& event) override;
 
 private:
-    /// The height of the notes of a row, kept from one reload to the next.
+    /// The height of a row's notes, kept between reloads.
     struct NotesHeight
     {
         QString notes;
@@ -168,7 +168,7 @@ private:
     bool m_loading = false;
     bool m_offline = false;
     bool m_loggedOut = false;
-    /// Runs out when the hours of a running entry, or the total, next show another minute.
+    /// Expires when a running entry's hours, or the total, next show another minute.
     std::unique_ptr<platform::TimeSource::Timer> m_nextMinute;
 };
 

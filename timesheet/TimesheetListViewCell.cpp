@@ -28,7 +28,7 @@ using skin::imageNamed;
 
 namespace {
 
-// Where things are, in points. The names, set in 11, 14 and 11 points, are centred in the base height.
+// Positions, in points. The names, in fonts of 11, 14 and 11 points, are centred in the base height.
 constexpr int SideMargin = TimesheetListViewCell::SideMargins / 2;
 constexpr int ClientTop = 9;
 constexpr int ProjectTop = 23;
@@ -42,7 +42,7 @@ constexpr int ButtonRight = 12;
 constexpr int ColumnGap = 8;
 constexpr qsizetype MostNotes = 10'000;
 
-/// A lock with a tool tip. Pressing it does nothing, so it does not look as if it did.
+/// A lock with a tool tip. Pressing it does nothing, so it does not react visibly.
 class LockedButton final : public skin::ImageButton
 {
 public:
@@ -76,7 +76,7 @@ void setTextColor(skin::QuillonTextFieldCell& label, const QColor& color)
 
 } // namespace
 
-/// Appends a copy of every item, in order. How many items the target has then.
+/// Appends a copy of every item, in order. Returns how many items the target then has.
 static int addItemsToMenuFromMenu(QMenu& target, const TimesheetListViewCell::Menu& source)
 {
     for (const TimesheetListViewCell::MenuItem& item : source) {
@@ -122,7 +122,7 @@ TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
     runningButtonView->setObjectName(u"runningButtonView"_s);
     startStopButton->setObjectName(u"startStopButton"_s);
     lockedButton->setObjectName(u"lockedButton"_s);
-    // One stop for Tab: the keys of the list do what the buttons do.
+    // One stop for Tab: the list's keys do what the buttons do.
     for (QWidget* button : {static_cast<QWidget*>(startStopButton), static_cast<QWidget*>(lockedButton)})
         button->setFocusPolicy(Qt::NoFocus);
     lockedButton->setAccessibleName(tr("Locked"));
@@ -221,7 +221,7 @@ void TimesheetListViewCell::drawBorders(QPainter& painter, const QRectF& rect) c
 
 void TimesheetListViewCell::viewWillDraw()
 {
-    // Only what differs: what changes here asks for another repaint.
+    // Only what differs: each change requests another repaint.
     if (buttonState() != m_shownState)
         updateImagesForButton();
     updateTextColors();

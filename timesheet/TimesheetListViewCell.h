@@ -25,14 +25,14 @@ namespace timesheet {
 
 class NotesView;
 
-/// What the rows of the timesheet pass on. The rows must exist.
+/// Commands from the rows of the timesheet. The rows must exist.
 class TimesheetRowCommands
 {
 public:
     virtual void buttonClickedAt(int row) = 0;
     virtual void deleteTimerAt(int row) = 0;
     virtual void viewInQuillonAtRow(int row) = 0;
-    /// The row that shows the entry; -1: none does any more.
+    /// The row that shows the entry; -1: none any more.
     virtual int rowOfEntry(const model::DayEntry& entry) const = 0;
 
 protected:
@@ -40,7 +40,7 @@ protected:
 };
 
 /// One row of the timesheet: an entry with its names, notes and hours, and the button that starts or stops it, or a
-/// lock. Only shows; every command goes to the list's delegate, and to the `commands` given.
+/// lock. Only a view; every command goes to the list's delegate, and to the given `commands`.
 ///
 /// Object names of the parts are the members' names. Texts are those of the last `setDayEntry`, colors and buttons
 /// follow the entry.
@@ -53,11 +53,11 @@ public:
     /// Heights, in points: of a row without notes, and what one with notes has besides their lines.
     static constexpr int BaseHeight = 65;
     static constexpr int NotesMargin = 2;
-    /// Left and right of the notes together: they are drawn in exactly the width that they are measured with.
+    /// Left and right of the notes together: they are drawn in exactly the width they are measured with.
     static constexpr int SideMargins = 20;
     static QFont notesFont();
-    /// What a row shows of an entry's notes: their beginning, many times as long as the window is high, and how much
-    /// more there is.
+    /// The part of an entry's notes shown in a row: the beginning, many times as long as the window is high, and how
+    /// much more there is.
     static QString shownNotes(const QString& notes);
 
     /// `commands` must outlive the cell.
@@ -65,7 +65,7 @@ public:
 
     /// Null empties the row.
     void setDayEntry(model::DayEntry* entry);
-    /// Null when there is none any more.
+    /// Null when it is gone.
     model::DayEntry* dayEntry() const { return m_dayEntry.get(); }
     /// Shows the hours of now.
     void updateHours();
@@ -107,12 +107,12 @@ public:
     };
     using Menu = std::vector<MenuItem>;
 
-    /// What the menus of all rows are made from.
+    /// The source of all rows' menus.
     static const Menu& contextMenu();
     static const Menu& lockedEntryContextMenu();
     /// The menu of this row as it is now. It acts on the entry shown now, wherever that is by then.
     std::unique_ptr<QMenu> menuForEvent();
-    /// Opens the menu, with the item of `preselected` ready to be chosen by Return.
+    /// Opens the menu, with the item `preselected` ready to be chosen by Return.
     void popUpMenu(QPoint globalPosition, std::optional<Command> preselected = {});
 
     void edit() { perform(Command::Edit, row()); }

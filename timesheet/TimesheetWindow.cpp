@@ -43,7 +43,7 @@ constexpr QSize LeastSize(440, 320);
 constexpr int SideMargin = 10;
 constexpr int FooterHeight = 34;
 constexpr int TotalRight = 36;
-/// Brings the total below the hours of the rows.
+/// Aligns the total with the hours of the rows.
 constexpr int TotalPadding = 12;
 constexpr int DateSpacing = 10;
 constexpr int DateButtonBottom = 12;
@@ -291,7 +291,7 @@ void TimesheetWindow::restoreFrame()
     const bool known = restoreGeometry(QByteArray::fromBase64(saved.toLatin1()));
     if (isMaximized())
         return;
-    // All of it on the screen that it is on, whatever became of that since.
+    // Entirely on its screen, however that has changed since.
     const QRect free = screen()->availableGeometry();
     QRect frame = known ? geometry() : QRect(QPoint(), FirstSize);
     frame.setSize(frame.size().boundedTo(free.size()));
@@ -333,7 +333,7 @@ void TimesheetWindow::keyPressEvent(QKeyEvent* event)
         StripWindow::keyPressEvent(event);
 }
 
-/// What has the focus had no use for the key.
+/// The focused widget did not use the key.
 bool TimesheetWindow::handKeyToList(QKeyEvent& event)
 {
     if (!isListReachable())
@@ -345,7 +345,7 @@ bool TimesheetWindow::handKeyToList(QKeyEvent& event)
     case Qt::Key_PageDown:
     case Qt::Key_Home:
     case Qt::Key_End:
-        // Who walks through the list is in it from then on.
+        // Moving through the list puts the focus there.
         if (event.modifiers() & ~Qt::KeypadModifier)
             return false;
         dayEntriesListView->setFocus(Qt::ShortcutFocusReason);
@@ -370,7 +370,7 @@ void TimesheetWindow::contextMenuEvent(QContextMenuEvent* event)
 
 bool TimesheetWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    // A button goes to its neighbour with any of the four arrows.
+    // Any of the four arrows moves a button's focus to its neighbour.
     if (event->type() == QEvent::KeyPress) {
         auto& key = *static_cast<QKeyEvent*>(event);
         if (key.key() == Qt::Key_Up || key.key() == Qt::Key_Down)

@@ -21,7 +21,7 @@ namespace timesheet {
 class RLListView;
 class ToolbarView;
 
-/// The timesheet's window. Only what is in it and where: the controller fills and wires it.
+/// The timesheet's window. Only its layout: the controller fills and wires it.
 ///
 /// Object names are the members' names.
 class TimesheetWindow final : public StripWindow
@@ -38,7 +38,7 @@ public:
     QAbstractButton* goToTodayButton;
     QAbstractButton* newTimerButton;
 
-    /// Below the toolbar: the list, or what is said about an empty day.
+    /// Below the toolbar: the list, or the message for an empty day.
     QWidget* dailyTimesheetView;
     RLListView* dayEntriesListView;
     QWidget* noEntriesYetView;
@@ -55,24 +55,24 @@ public:
 
     /// Whether the keyboard focus is below the toolbar.
     bool isContentFocused() const;
-    /// Moves the focus there, unless it is on something that is shown there. Nothing can be pressed while neither list
+    /// Moves the focus there, unless it is already on something shown there. Nothing can be pressed while neither list
     /// nor empty day is shown.
     void focusContent();
 
-    /// Whether the list is shown and nothing lies over it, so that its keys work.
+    /// Whether the list is shown and uncovered, so that its keys work.
     bool isListReachable() const;
 
-    /// The date with the button beside it, or alone, in the middle of the toolbar.
+    /// The date with the button beside it, or alone, centred in the toolbar.
     void centreDate(bool withButton);
-    /// A null text: nothing to note.
+    /// A null string: no note.
     void setEmptyDayNote(const QString& text);
-    /// Below the toolbar; empty: nothing.
+    /// Below the toolbar; empty: none.
     void setHint(const std::optional<skin::Hint>& hint);
     void setStartNewTimerTitle(const QString& title);
-    /// Right-aligned, its width by its text.
+    /// Right-aligned, as wide as its text.
     void placeTotal();
 
-    /// Takes up the place and size that the window had when it was last hidden; the first time those of a new window.
+    /// Restores the place and size that the window had when it was last hidden; the first time those of a new window.
     void restoreFrame();
     void saveFrame() const;
 
@@ -89,7 +89,7 @@ private:
     void addKeys();
 
     QVBoxLayout* m_rows;
-    skin::HintCard* m_hintCard = nullptr; ///< made when first needed
+    skin::HintCard* m_hintCard = nullptr; ///< made on first use
 };
 
 } // namespace timesheet

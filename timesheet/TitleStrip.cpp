@@ -38,13 +38,13 @@ QColor symbolColor(bool active)
     return active ? QColor(255, 255, 255, 190) : QColor(0, 0, 0, 120);
 }
 
-/// One of the three buttons of the strip: a symbol of thin lines, on a patch of light while the pointer is over it.
+/// One of the strip's three buttons: a symbol of thin lines, highlighted while the pointer is over it.
 class StripButton final : public QAbstractButton
 {
 public:
     StripButton(Symbol symbol, const QString& name, QWidget* parent) : QAbstractButton(parent), m_symbol(symbol)
     {
-        // As in any frame: the keys of these belong to the window manager.
+        // As in any frame: the keys for these belong to the window manager.
         setFocusPolicy(Qt::NoFocus);
         setAttribute(Qt::WA_Hover);
         setName(name);
@@ -224,7 +224,7 @@ void TitleStrip::mouseMoveEvent(QMouseEvent* event)
         (event->position().toPoint() - *m_pressedAt).manhattanLength() < QApplication::startDragDistance())
         return;
     m_pressedAt.reset();
-    // From here on the window manager has the pointer.
+    // From here on the window manager handles the pointer.
     m_window.windowHandle()->startSystemMove();
 }
 

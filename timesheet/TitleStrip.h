@@ -12,8 +12,8 @@ class QMenu;
 
 namespace timesheet {
 
-/// The title of a window that has no frame of the desktop's: a strip along its upper edge, dark while the program is
-/// active and calm while it is not, by which the window is moved, minimized, maximized and closed.
+/// The title of a window without the desktop's frame: a strip along its upper edge, dark while the program is active
+/// and muted while it is not, which moves, minimizes, maximizes and closes the window.
 ///
 /// Object names of the buttons are the members' names.
 class TitleStrip final : public QWidget
@@ -24,7 +24,7 @@ public:
     static constexpr int Height = 23;
     static constexpr qreal CornerRadius = 3;
 
-    /// For `window`, which it is put into.
+    /// For `window`, whose child it becomes.
     explicit TitleStrip(QWidget& window);
 
     QAbstractButton* minimizeButton;
