@@ -269,7 +269,7 @@ Catalog::Added saveProject(Catalog& catalog, const Form& form, Id project)
         change.client = form.id("client");
     }
     if (fresh) {
-        const auto added = catalog.addProject({*change.client, *change.name, *change.code, *change.billable});
+        auto added = catalog.addProject({*change.client, *change.name, *change.code, *change.billable});
         if (!added)
             return added;
         project = *added;

@@ -180,7 +180,7 @@ void writeChart(Html& html, const std::vector<Step>& steps)
     Seconds most = 0;
     for (const auto& step : steps)
         most = std::max(most, step.amount.all);
-    const Seconds scale = roundHours(std::max<Seconds>(most, 2 * 3600));
+    const Seconds scale = roundHours(std::max(most, Seconds{2} * 3600));
     // The table below has the same numbers for everybody who does not see the picture.
     const auto chart = html.in("div", {{"class", "chart"}, {"aria-hidden", "true"}});
     {

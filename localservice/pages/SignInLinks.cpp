@@ -17,7 +17,7 @@ constexpr std::size_t MostLinks = 100;
 
 std::optional<std::string> SignInLinks::make(Id person, Seconds now)
 {
-    const auto key = randomSecret();
+    auto key = randomSecret();
     if (!key)
         return {};
     const std::lock_guard lock(m_mutex);

@@ -232,7 +232,7 @@ Reply Site::followLink(const Request& request, Seconds now)
 
 std::optional<std::string> Site::enter(const Request& request, Id person, Seconds now)
 {
-    const auto secret = randomSecret();
+    auto secret = randomSecret();
     const auto session = sessionKey(request, secret.value_or(std::string()));
     if (session.empty() || !m_sessions.begin(session, person, now))
         return {};
