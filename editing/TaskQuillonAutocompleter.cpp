@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace editing {
 
 TaskQuillonAutocompleter::TaskQuillonAutocompleter() : QuillonAutocompleter(tr("Task"), tr("Choose Task")) {}
@@ -39,7 +41,8 @@ QuillonAutocompleterResultsController::Results TaskQuillonAutocompleter::suggest
     QuillonAutocompleterResultsController::Results results;
     if (const model::Project* project = m_project.get()) {
         for (const auto& [label, tasks] : project->tasksWithMatchingNamesGroupedByBillable(text))
-            results.try_emplace(label, tasks.begin(), tasks.end());
+            results.try_emplace(label == "Billable"_L1 ? tr("Billable") : tr("Non-Billable"), tasks.begin(),
+                                tasks.end());
     }
     return results;
 }

@@ -11,6 +11,7 @@
 #include "User.h"
 #include "UserAssignment.h"
 
+#include <QCoreApplication>
 #include <unordered_set>
 
 using namespace Qt::StringLiterals;
@@ -175,7 +176,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Import& import, bool fro
     if (!project) {
         project = &createArchivedProject(element, entry.projectId(), import);
         locked = true;
-        lockedReason = u"Project has been archived."_s;
+        lockedReason = QCoreApplication::translate("DayEntry", "Project has been archived.");
     }
     entry.setProject(project);
 
@@ -187,7 +188,7 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Import& import, bool fro
     if (!task) {
         task = &createUnassignedTask(element, entry.taskId(), import);
         locked = true;
-        lockedReason = u"Task has been unassigned."_s;
+        lockedReason = QCoreApplication::translate("DayEntry", "Task has been unassigned.");
     }
     entry.setTask(task);
     entry.setValue("isLocked", locked ? store::Value(*locked) : store::Value());

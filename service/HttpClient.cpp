@@ -4,6 +4,7 @@
 
 #include "platform/LoopbackNames.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <algorithm>
@@ -32,36 +33,41 @@ struct FreeBy
 using Url = std::unique_ptr<CURLU, FreeBy<&CurlLibrary::url_cleanup>>;
 using HeaderList = std::unique_ptr<curl_slist, FreeBy<&CurlLibrary::slist_free_all>>;
 
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("HttpClient", text);
+}
+
 QString sentence(CURLcode code)
 {
     switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
-        return u"The address of the service was not found."_s;
+        return tr("The address of the service was not found.");
     case CURLE_COULDNT_RESOLVE_PROXY:
-        return u"The address of the proxy was not found."_s;
+        return tr("The address of the proxy was not found.");
     case CURLE_COULDNT_CONNECT:
-        return u"The service could not be reached."_s;
+        return tr("The service could not be reached.");
     case CURLE_OPERATION_TIMEDOUT:
-        return u"The service took too long to answer."_s;
+        return tr("The service took too long to answer.");
     case CURLE_GOT_NOTHING:
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR:
     case CURLE_PARTIAL_FILE:
-        return u"The connection to the service was lost."_s;
+        return tr("The connection to the service was lost.");
     case CURLE_SSL_CONNECT_ERROR:
-        return u"A secure connection to the service could not be made."_s;
+        return tr("A secure connection to the service could not be made.");
     case CURLE_PEER_FAILED_VERIFICATION:
-        return u"The service could not prove its identity."_s;
+        return tr("The service could not prove its identity.");
     case CURLE_TOO_MANY_REDIRECTS:
-        return u"The service redirected the request too often."_s;
+        return tr("The service redirected the request too often.");
     case CURLE_UNSUPPORTED_PROTOCOL:
-        return u"The service redirected the request to an address that is not safe."_s;
+        return tr("The service redirected the request to an address that is not safe.");
     case CURLE_FILESIZE_EXCEEDED:
-        return u"The answer of the service is too large."_s;
+        return tr("The answer of the service is too large.");
     case CURLE_URL_MALFORMAT:
-        return u"The address of the service is not valid."_s;
+        return tr("The address of the service is not valid.");
     case CURLE_FAILED_INIT:
-        return u"The program is not completely installed: libcurl is missing."_s;
+        return tr("The program is not completely installed: libcurl is missing.");
     default:
         return QString::fromUtf8(Curl().easy_strerror(code));
     }
@@ -217,7 +223,7 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         if (request.mayChangeSomething())
             return failed({HttpErrorDomain,
                            CURLE_TOO_MANY_REDIRECTS,
-                           u"The service redirected the request to another address."_s,
+                           tr("The service redirected the request to another address."),
                            {}});
         if (redirect.isEmpty())
             return reply;

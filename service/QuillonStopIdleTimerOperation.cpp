@@ -2,6 +2,8 @@
 
 #include "model/DayEntry.h"
 
+#include <QCoreApplication>
+
 namespace service {
 
 using namespace Qt::StringLiterals;
@@ -20,8 +22,9 @@ void QuillonStopIdleTimerOperation::processResponse(const HttpReply& response)
         return;
     tellFailure(Error{QuillonErrorDomain,
                       409,
-                      u"The entry was updated while Quillon for Mac was idle. It looks like your idle time does not "
-                      "need to be removed after all."_s,
+                      QCoreApplication::translate("QuillonStopIdleTimerOperation",
+                                                  "The entry was updated while Quillon for Mac was idle. It looks like "
+                                                  "your idle time does not need to be removed after all."),
                       {}});
 }
 

@@ -40,7 +40,9 @@ QDBusConnection bus()
 
 QString labelOf(const StatusItem::Description& description)
 {
-    return description.offline ? u"Offline"_s : description.loggedOut ? u"Sign in"_s : description.hours;
+    return description.offline     ? QCoreApplication::translate("NotifierItem", "Offline")
+           : description.loggedOut ? QCoreApplication::translate("NotifierItem", "Sign in")
+                                   : description.hours;
 }
 
 QString toolTipText(const StatusItem::Description& description)
