@@ -158,7 +158,7 @@ std::int64_t queried(sqlite3* database, const std::string& sql)
     return value;
 }
 
-/// A key of a row within its table: a text or a pair of rows.
+/// A key of a row within its table: a string or a pair of rows.
 struct Key
 {
     Text text;
@@ -272,7 +272,7 @@ public:
 
     const xmlNode* root() const { return xmlDocGetRootElement(m_document.get()); }
 
-    /// Hands every row to `put(table, key, cells)`, which answers the row's number.
+    /// Passes every row to `put(table, key, cells)`, which returns the row's number.
     template <class Put>
     void walk(const Rows& rows, Put put) const
     {
@@ -370,7 +370,7 @@ int BareImport::compare(std::string_view xml)
         std::int64_t number;
         std::size_t cells; ///< the first of its cells
     };
-    // Texts are kept for as long as the comparison lasts, each row's cells in a line.
+    // Texts are kept as long as the comparison lasts, each row's cells together.
     std::array<std::unordered_map<Key, Row, KeyHash>, TableCount> found;
     std::array<std::vector<Cell>, TableCount> all;
     std::vector<std::unique_ptr<char[]>> blocks;

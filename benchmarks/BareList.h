@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// The least that shows a list of rows of different heights: a scroll area with one widget for each row in sight.
+/// The least that shows a list of rows of different heights: a scroll area with one widget per visible row.
 class BareList final : public QAbstractScrollArea
 {
 public:

@@ -52,8 +52,8 @@ platform::InfoDictionary informationFor(const std::string& port)
     return info;
 }
 
-/// The running program in this process: its own store, signed in, with a real status item. Its timesheet is there and
-/// hidden, and nobody is shown around: what windows cost to open is measured elsewhere.
+/// The running program in this process: its own store, signed in, with a real status item. Its timesheet exists but is
+/// hidden, and the first steps are off: the cost of opening windows is measured elsewhere.
 class Program
 {
 public:
@@ -76,7 +76,7 @@ public:
     service::QuillonApi& api() { return service::QuillonApi::sharedApi(); }
     std::string storeFile() const { return m_folder.filePath(u"data/Quillon/QuillonX.sqlite"_s).toStdString(); }
 
-    /// Until nothing is under way any more.
+    /// Until nothing is in progress any more.
     void settle()
     {
         waitUntil([this] { return api().operationCount() == 0; });
@@ -90,7 +90,7 @@ public:
     std::optional<app::WrenfoldMenulet> menulet;
 };
 
-/// The longest time between two looks into the event loop, which a timer asks for every millisecond.
+/// The longest time between two turns of the event loop, which a timer requests every millisecond.
 class StallProbe
 {
 public:
@@ -112,7 +112,7 @@ private:
     double m_longest = 0;
 };
 
-/// Stands between facade and controller and takes the time of what passes.
+/// Sits between facade and controller and times what passes.
 class Relay final : public service::OutcomeReceiver
 {
 public:
@@ -152,7 +152,7 @@ void measureStalls(const std::string& port)
             program.settle();
             first.push_back(probe.milliseconds());
         }
-        // As after a while of use: everything that a window shows is in memory.
+        // As after some use: everything that a window shows is in memory.
         model::Company* company = program.menulet->company();
         if (!company || company->projects().size() != 500)
             throw std::runtime_error("the day was not loaded");
@@ -180,7 +180,7 @@ void measureTimerCommands(const std::string& port)
     model::Project* project = company->projects().front();
     model::Task* task = project->assignedTasks().front();
 
-    // A copy of the store: both sides write into a file of their own.
+    // A copy of the store: each side writes into its own file.
     store::Context* context = program.menulet->managedObjectContext();
     static_cast<void>(context->save());
     QTemporaryDir folder;

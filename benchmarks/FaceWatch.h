@@ -8,8 +8,8 @@
 
 namespace bench {
 
-/// Watches the X server for the window of a program that shows itself: its first picture, and every repaint after it.
-/// Works from outside; what is watched does not know. One program at a time.
+/// Watches the X server for a program's window: its first picture, and every repaint after it. Works from outside,
+/// unnoticed by the program. One program at a time.
 class FaceWatch
 {
 public:

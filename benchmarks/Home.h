@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// Who signs in to the large account.
+/// The person signed in to the large account.
 inline constexpr const char* AccountName = "large";
 inline constexpr const char* Email = "ann@example.com";
 inline constexpr const char* Password = "of the benchmark";
@@ -19,7 +19,7 @@ public:
     Home(const Home&) = delete;
     Home& operator=(const Home&) = delete;
 
-    /// For a program that shall live here.
+    /// The environment for a program that uses this home.
     std::map<std::string, std::string> environment() const;
 
     /// The day's entries in the local store; -1 while there is none.
@@ -29,7 +29,7 @@ private:
     std::string m_folder;
 };
 
-/// Keeps the account's password in the session's keyring, as the preferences window does.
+/// Stores the account's password in the session's keyring, as the preferences window does.
 void rememberPassword();
 
 } // namespace bench

@@ -31,8 +31,8 @@ namespace {
 
 const QString Account = QString::fromLatin1(AccountName);
 
-/// Milliseconds that the work takes on a thread made for it. Both sides of a comparison work in that way: the memory of
-/// a new thread costs more than that of the main thread.
+/// Milliseconds that the work takes on a new thread. Both sides of a comparison work that way: a new thread's memory
+/// costs more than the main thread's.
 template <class Work>
 double onWorker(Work work)
 {
@@ -98,7 +98,7 @@ private:
     std::shared_ptr<store::Coordinator> m_coordinator;
 };
 
-/// Every row of every table, as text.
+/// Every row of every table, as strings.
 std::string dump(const QString& file)
 {
     sqlite3* database = nullptr;

@@ -6,8 +6,8 @@ class Database;
 
 namespace bench {
 
-/// Fills an empty data file with a company of many projects and a person with a full day of today. `running`: the
-/// timer of the last entry runs. False, with a word on the error stream, when it cannot.
+/// Fills an empty data file with a company of many projects and a person with a full day of today. `running`: the timer
+/// of the last entry runs. False, with a message on standard error, on failure.
 bool fillWithLargeDay(localservice::Database& database, bool running);
 
 inline constexpr int ProjectCount = 500;

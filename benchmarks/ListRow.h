@@ -53,7 +53,7 @@ protected:
         gradient.setColorAt(1, QColor(0xfa, 0xfa, 0xfa));
         painter.fillRect(event->rect(), gradient);
         painter.fillRect(0, height - 1, width, 1, QColor(0xcc, 0xcc, 0xcc));
-        // Often only an edge of a row has to be drawn: setting texts that are not there would be most of the work.
+        // Often only an edge of a row is redrawn: setting texts outside it would be most of the work.
         const auto draw = [&](int x, int baseline, int length, const QFont& font, QRgb color, const auto& text) {
             if (!event->rect().intersects(QRect(x, baseline - 16, length, 22)))
                 return;

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// A program that was started here; ended, and waited for, with the object.
+/// A child process; ended, and waited for, with the object.
 class Process
 {
 public:
@@ -21,7 +21,7 @@ public:
 
     pid_t id() const { return m_id; }
     bool isRunning();
-    /// The next line it writes; empty when it ended.
+    /// The next line of its output; empty when it has ended.
     std::string readLine();
     /// Waits for it to end by itself.
     int wait();
@@ -29,9 +29,9 @@ public:
 
     /// Kilobytes; "Pss" is the process's own pages and its share of the others.
     double memory(const char* field) const;
-    /// How often each of its threads went to sleep so far, which is how often it had to be woken.
+    /// How often each of its threads has gone to sleep so far, which is how often it had to be woken.
     std::map<pid_t, std::int64_t> sleeps() const;
-    /// Seconds of a processor that it used so far.
+    /// Processor seconds used so far.
     double processorTime() const;
 
 private:

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// What a measurement may be at most, and what it is meant to be.
+/// The limit of a measurement, and its target.
 struct Limits
 {
     double must;
@@ -38,7 +38,7 @@ struct Pairs
 template <class Ours, class Bare>
 Pairs pairs(int count, Ours ours, Bare bare)
 {
-    // The first turn warms caches and counts for nothing.
+    // The first turn warms caches and does not count.
     ours();
     bare();
     Pairs measured;
@@ -52,8 +52,8 @@ Pairs pairs(int count, Ours ours, Bare bare)
 /// Seconds of a clock that never jumps.
 double now();
 
-/// Seconds that this process has computed. Where nothing is waited for, this is what a person would wait on an idle
-/// machine; and on a busy one it is still the same.
+/// Processor seconds used by this process. Where nothing waits, this is what a person would wait on an idle machine;
+/// and on a busy one it is still the same.
 double processorTime();
 
 } // namespace bench

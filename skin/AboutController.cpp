@@ -46,7 +46,7 @@ AboutController::~AboutController() = default;
 
 void AboutController::show()
 {
-    // Else the first link would have the focus, and glow before anybody asked for the keyboard.
+    // Otherwise the first link would have the focus, and glow before the keyboard is used.
     if (!m_window->isVisible())
         m_window->setFocus();
     m_window->show();

@@ -9,8 +9,8 @@ namespace skin {
 
 class LinkButton;
 
-/// The window that says which program this is: icon, name, version, the maker, and the pages with the terms of service
-/// and about privacy. Escape closes it. Needs a `platform::Run`. Main thread only.
+/// The About window: icon, name, version, the maker, and links to the terms of service and the privacy policy. Escape
+/// closes it. Needs a `platform::Run`. Main thread only.
 class AboutController final
 {
 public:

@@ -4,8 +4,8 @@
 
 namespace skin {
 
-/// Makes widgets of that class known to assistive technology by an `Interface`, which is made from a reference to one.
-/// May be called any number of times. Main thread only.
+/// Exposes widgets of that class to assistive technology by an `Interface`, which is constructed from a reference to
+/// one. May be called any number of times. Main thread only.
 template <class Widget, class Interface>
 void installAccessible()
 {
@@ -18,7 +18,7 @@ void installAccessible()
     }();
 }
 
-/// Likewise by a role alone.
+/// The same with just a role.
 template <class Widget, QAccessible::Role spokenAs>
 void installAccessibleRole()
 {

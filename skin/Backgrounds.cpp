@@ -45,7 +45,7 @@ void QuillonHoursBackgroundView::paintEvent(QPaintEvent*)
     drawNinePartImage(painter, rect(), ninePartsNamed("tw-tf"));
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    // Lighter is nearer to the white of a field in which one types.
+    // Lighter, closer to the white of an editable field.
     painter.setBrush(colorFromHexRGB(m_active || underMouse() ? u"EEEEEE"_s : u"DDDDDD"_s));
     painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -2), 4, 4);
 }

@@ -30,7 +30,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
-/// Likewise behind the note on a day without entries.
+/// The same behind the note on a day without entries.
 class QuillonNoEntriesBackgroundView final : public EditTimerBackground
 {
     Q_OBJECT
@@ -38,14 +38,14 @@ public:
     using EditTimerBackground::EditTimerBackground;
 };
 
-/// Around the hours of an entry: quiet until the pointer or the keyboard comes to it.
+/// Around the hours of an entry: quiet until hovered or focused.
 class QuillonHoursBackgroundView : public QWidget
 {
     Q_OBJECT
 public:
     explicit QuillonHoursBackgroundView(QWidget* parent = nullptr);
 
-    /// The hours in it are being typed.
+    /// The hours in it are being edited.
     void setActive(bool active);
     bool active() const { return m_active; }
 
@@ -57,7 +57,7 @@ private:
     bool m_active = false;
 };
 
-/// Shows where a view lies while a window is being laid out: hatched, with its size. No part of any finished window.
+/// Visualises a view during layout work: hatched, with its size. Not used in any finished window.
 class QuillonDebugBackgroundView final : public QWidget
 {
     Q_OBJECT

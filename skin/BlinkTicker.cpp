@@ -14,18 +14,17 @@ using namespace std::chrono_literals;
 namespace skin {
 namespace {
 
-/// How far a tick looks ahead: a coarse timer may be early by as much, and changes this near each other share a
-/// repaint.
+/// How far a tick looks ahead: a coarse timer may be that early, and changes this close together share a repaint.
 constexpr auto LookAhead = 12ms;
 
-/// The part of the time after which the part `way`, 0 to 1, is covered. Easing follows half a cosine.
+/// The fraction of the time after which the fraction `way` has been covered. Easing follows half a cosine.
 double timeOf(Wave::Timing timing, double way)
 {
     return timing == Wave::Timing::Linear ? way : std::acos(1 - 2 * way) / std::numbers::pi;
 }
 
-/// When, within one period, the opacity takes its step `i`: where the way crosses the middle between two levels, first
-/// going out, then coming back.
+/// When, within one period, the opacity takes its step `i`: where it crosses the middle between two levels, first going
+/// out, then coming back.
 double changeTime(const Wave& wave, int i)
 {
     const int steps = wave.steps();
@@ -88,7 +87,7 @@ BlinkTicker& BlinkTicker::sharedTicker()
 
 void BlinkTicker::add(Pulse* pulse)
 {
-    // From the first one on all keep the same beat.
+    // From the first one on they all keep the same beat.
     if (m_pulses.empty())
         m_clock.restart();
     m_pulses.push_back(pulse);

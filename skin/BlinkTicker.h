@@ -43,8 +43,8 @@ struct Wave
 
 class Pulse;
 
-/// The one clock of everything that blinks or pulsates in a run: all waves share its zero, and one timer serves them.
-/// It runs only while a pulse does. Main thread only.
+/// The one clock of everything that blinks or pulsates in a run: all waves start from its zero, and one timer serves
+/// them. It runs only while a pulse does. Main thread only.
 class BlinkTicker final : public QObject
 {
     Q_OBJECT
@@ -71,18 +71,18 @@ private:
     QElapsedTimer m_clock;
 };
 
-/// One pulsating thing of a widget: a member of it. Start it from the widget's paint event; it ends by itself when the
-/// widget hides or its window is out of sight, and the paint event that follows starts it again.
+/// A pulsating part of a widget: a member of it. Start it from the widget's paint event; it ends by itself when the
+/// widget hides or its window is not visible, and the next paint event starts it again.
 class Pulse final : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(Pulse)
 public:
-    /// `repaint` schedules the repaint of what pulsates.
+    /// `repaint` schedules the repaint of the pulsating part.
     Pulse(QWidget& widget, std::function<void()> repaint);
     ~Pulse() override;
 
-    /// No effect while the same wave runs, or while the widget is out of sight.
+    /// No effect while the same wave runs, or while the widget is not visible.
     void start(const Wave& wave);
     void stop();
     bool isRunning() const { return m_ticker != nullptr; }

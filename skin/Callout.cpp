@@ -82,7 +82,7 @@ QPainterPath Callout::outline() const
     body.addRoundedRect(m_card->geometry(), CornerRadius, CornerRadius);
     const QPointF tip = m_tip;
     const double base = m_tipAbove ? tip.y() + TipHeight : tip.y() - TipHeight;
-    // Into the body a little, so that the two are one.
+    // Overlaps the body a little, so that the two merge.
     const double inside = m_tipAbove ? base + 1 : base - 1;
     QPainterPath arrow;
     arrow.addPolygon(QPolygonF({tip,
@@ -111,7 +111,7 @@ void Callout::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     const QPainterPath path = outline();
     if (m_composited) {
-        // Soft: each ring a little fainter, and all a little lower than what throws them.
+        // Soft: each ring a little fainter, and all a little lower than the callout.
         painter.save();
         painter.translate(0, 2);
         for (int ring = Shadow - 2; ring > 0; --ring) {

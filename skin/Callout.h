@@ -8,10 +8,10 @@ namespace skin {
 class HintCard;
 struct Hint;
 
-/// A hint in a small window that points at something on the screen. It stays in front of others and never takes the
-/// focus when it comes up; who goes there, closes it with Escape.
+/// A hint in a small window that points at something on the screen. It stays above other windows and does not take the
+/// focus when it appears; once focused, Escape closes it.
 ///
-/// Translucent around its outline where the screen is composited, else cut to it.
+/// Translucent around its outline where the screen is composited, otherwise clipped to it.
 class Callout final : public QWidget
 {
     Q_OBJECT
@@ -19,7 +19,7 @@ public:
     Callout();
 
     void setHint(const Hint& hint);
-    /// Shows it below `target`, a rectangle on the screen in points, or above where the screen ends.
+    /// Shows it below `target`, a rectangle on the screen in points, or above if there is no room.
     void pointAt(const QRect& target);
 
 signals:

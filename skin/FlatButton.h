@@ -7,7 +7,7 @@
 namespace skin {
 
 /// A button without a frame: glows with the keyboard focus, is pressed with the space bar or Return, and is redrawn
-/// when the pointer comes or goes.
+/// when the pointer enters or leaves.
 class FlatButton : public QAbstractButton
 {
     Q_OBJECT

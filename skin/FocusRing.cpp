@@ -81,7 +81,7 @@ bool FocusRing::eventFilter(QObject*, QEvent* event)
     switch (event->type()) {
     case QEvent::FocusIn: {
         const auto reason = static_cast<QFocusEvent*>(event)->reason();
-        // Given back to a window or by a menu, the focus is as it was.
+        // When a window or menu gives the focus back, the ring is as it was.
         if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
             m_byKeyboard = reason != Qt::MouseFocusReason;
         setShown(m_byKeyboard);

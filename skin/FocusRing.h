@@ -7,11 +7,10 @@ class QWidget;
 
 namespace skin {
 
-/// The glow around the control that has the keyboard focus: a member of that control. It is drawn over what lies around
-/// the control, so that controls need no margin for it.
+/// The glow around the control that has the keyboard focus: a member of that control. It is drawn over the control's
+/// surroundings, so that controls need no margin for it.
 ///
-/// It follows the focus of the control by itself, except that a click brings no glow: people who click know where they
-/// are.
+/// It follows the focus of the control by itself, but a click brings no glow: people who click know where they are.
 class FocusRing final : public QObject
 {
     Q_OBJECT
@@ -21,7 +20,7 @@ public:
     FocusRing(QWidget& control, double radius);
     ~FocusRing() override;
 
-    /// For controls that glow for another reason than their own focus.
+    /// For controls that glow for reasons other than their own focus.
     void setShown(bool shown);
     bool isShown() const { return m_shown; }
 

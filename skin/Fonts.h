@@ -9,11 +9,11 @@ class QPainter;
 
 namespace skin {
 
-/// The one place fonts come from. `points` are logical pixels, so that sums of heights hold at every resolution
-/// setting; the family is the first installed of Inter, Liberation Sans, DejaVu Sans.
+/// The only source of fonts. `points` are logical pixels, so that sums of heights hold at every resolution setting; the
+/// family is the first installed of Inter, Liberation Sans, DejaVu Sans.
 QFont interfaceFont(int points, QFont::Weight weight = QFont::Normal);
 
-/// How a short string is set: measured and drawn alike, in points.
+/// The layout of a short string: measured and drawn alike, in points.
 struct TextAttributes
 {
     QFont font;

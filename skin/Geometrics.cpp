@@ -27,8 +27,8 @@ bool breaksLine(QChar c)
     }
 }
 
-/// `paragraph` with places to break in words that go on for many lines. For each line the layout looks ahead to the end
-/// of the word, which takes seconds where a hundred thousand characters stand without a blank.
+/// `paragraph` with break opportunities in words that go on for many lines. For each line the layout looks ahead to the
+/// end of the word, which takes seconds for a hundred thousand characters without a space.
 QString breakable(const QString& paragraph)
 {
     constexpr int longest = 2048;
@@ -83,11 +83,11 @@ QString displayable(const QString& text)
 QString toolTipFor(const QString& plainText)
 {
     constexpr qsizetype most = 1000;
-    // What is cut off is not looked at: it may be megabytes. A line break takes two characters at most.
+    // The cut-off part is not examined: it may be megabytes. A line break takes two characters at most.
     QString text = displayable(plainText.left(2 * most + 2));
     if (text.size() > most)
         text = text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
-    // As plain text it would not wrap, and might be taken for marked-up text.
+    // As plain text it would not wrap, and might be taken for markup.
     text = text.toHtmlEscaped();
     return QStringLiteral("<qt>%1</qt>").arg(text.replace(u'\n', QLatin1StringView("<br>")));
 }
@@ -130,7 +130,7 @@ void TextLines::draw(QPainter& painter, QPointF topLeft, const QRectF& clip) con
     int first = 0;
     int end = count();
     if (!clip.isEmpty()) {
-        // One more on either side: glyphs may reach out of their line.
+        // One more on either side: glyphs may extend beyond their line.
         const auto lineAt = [&](double y) { return static_cast<int>(std::clamp(y / m_pitch, -1.0, count() + 1.0)); };
         first = std::max(0, lineAt(clip.top() - topLeft.y()) - 1);
         end = std::min(end, lineAt(clip.bottom() - topLeft.y()) + 2);

@@ -18,11 +18,11 @@ namespace skin {
 /// From one baseline to the next, in whole points: 14 for a font of 11.
 double linePitch(const QFont& font);
 
-/// `text` without what breaks a layout: every kind of line break becomes "\n"; other control characters and tabs become
-/// spaces; halves of characters, non-characters and the placeholder for an embedded object become U+FFFD.
+/// `text` without anything that breaks a layout: every kind of line break becomes "\n"; other control characters and
+/// tabs become spaces; lone surrogates, non-characters and the placeholder for an embedded object become U+FFFD.
 QString displayable(const QString& text);
 
-/// `plainText` as a tool tip: shown as it is, wrapped when long, and cut where it would fill the screen.
+/// `plainText` as a tool tip: shown verbatim, wrapped when long, and cut where it would fill the screen.
 QString toolTipFor(const QString& plainText);
 
 /// Text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the
@@ -41,7 +41,8 @@ public:
     /// Of the widest line.
     double usedWidth() const { return m_usedWidth; }
 
-    /// In the painter's pen, from `topLeft` on; of the lines outside `clip` nothing is drawn. An empty `clip` is none.
+    /// With the painter's pen, from `topLeft` on; lines outside `clip` are not drawn. An empty `clip` means no
+    /// clipping.
     void draw(QPainter& painter, QPointF topLeft, const QRectF& clip = {}) const;
 
 private:
@@ -57,12 +58,12 @@ private:
     std::vector<Line> m_lines;
 };
 
-/// Points that the text needs below each other when broken at `width`. No text needs none.
+/// The height in points of the text when broken at `width`. 0 for an empty string.
 double heightForWidth(const QString& text, double width, const TextAttributes& attributes);
 double heightForWidth(const QString& text, double width, const QFont& font);
-/// The least whole width at which the text needs no more than `height`, but at least that of one line.
+/// The smallest whole width at which the text needs no more than `height`, but at least that of one line.
 double widthForHeight(const QString& text, double height, const TextAttributes& attributes);
-/// What the text takes of a box: the width of its widest line and its height, cut to `height`.
+/// The space the text takes in a box: the width of its widest line and its height, cut to `height`.
 QSizeF sizeForWidthHeight(const QString& text, double width, double height, const TextAttributes& attributes);
 
 } // namespace skin

@@ -35,7 +35,7 @@ bool HUDBorderlessWindow::event(QEvent* event)
     case QEvent::Enter:
     case QEvent::WindowActivate:
     case QEvent::Paint:
-        // Compositors come and go without telling the windows. Later, as this may be in the middle of painting.
+        // Compositors come and go without notifying windows. Later, as this may be in the middle of painting.
         QMetaObject::invokeMethod(this, &HUDBorderlessWindow::lookForCompositor, Qt::QueuedConnection);
         break;
     case QEvent::Hide:
@@ -99,7 +99,7 @@ QSize HUDBorderlessView::minimumSizeHint() const
 void HUDBorderlessView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    // What lies below shows through translucent pictures only where the panel itself does.
+    // The background shows through translucent pictures only where the panel itself does.
     const auto* panel = qobject_cast<const HUDBorderlessWindow*>(window());
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.fillRect(rect(), panel && panel->isTranslucent() ? QColor(Qt::transparent) : QColor(0x22, 0x24, 0x27));

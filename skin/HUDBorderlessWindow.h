@@ -12,16 +12,16 @@ namespace skin {
 /// A dark panel without a frame: on top of other windows, moved by dragging its background, and able to take the
 /// keyboard focus.
 ///
-/// Translucent where the screen is composited; elsewhere opaque, cut to the panel's round corners. That is found out
-/// each time it is shown or painted, and when it becomes the active window or the pointer comes to it. Menus and popups
-/// that were opened in it close when it is hidden.
+/// Translucent where the screen is composited; otherwise opaque, clipped to the panel's round corners. This is checked
+/// each time it is shown or painted, and when it becomes the active window or the pointer enters. Menus and popups
+/// opened in it close when it is hidden.
 class HUDBorderlessWindow : public QWidget
 {
     Q_OBJECT
 public:
     explicit HUDBorderlessWindow(QWidget* parent = nullptr);
 
-    /// Where the panel stood when the drag that is under way, or was last, began. On the screen.
+    /// The panel's position when the present or last drag began. On the screen.
     QPoint initialLocation() const { return m_initialLocation; }
     void setInitialLocation(QPoint location) { m_initialLocation = location; }
 

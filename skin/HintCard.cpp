@@ -45,7 +45,7 @@ HintCard::HintCard(QWidget* parent)
       m_aside(label(12, QFont::Normal, "5A5F66", "hintAside", this)), m_link(new LinkButton({}, this)),
       m_button(new QuillonButtonCell(tr("Got It"), this))
 {
-    // Read out when it comes up, though nobody went there.
+    // Read out when it appears, though it has no focus.
     installAccessibleRole<HintCard, QAccessible::Notification>();
     // The ground is light on dark desktops, too.
     QPalette palette = this->palette();
@@ -70,7 +70,7 @@ HintCard::HintCard(QWidget* parent)
     column->addLayout(row);
     column->addStretch();
     QWidget::setTabOrder(m_button, m_link);
-    // Copies: the call may put this card away, or another hint on it.
+    // Copies: the call may remove this card, or show another hint on it.
     connect(m_link, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onLink)(); });
     connect(m_button, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onButton)(); });
 }
@@ -95,7 +95,7 @@ QSize HintCard::sizeHint() const
 
 void HintCard::paintEvent(QPaintEvent*)
 {
-    // In a window of its own, that draws the ground.
+    // In a window of its own, which draws the background.
     if (parentWidget()->isWindow())
         return;
     QPainter painter(this);

@@ -14,7 +14,7 @@ namespace skin {
 class LinkButton;
 class QuillonButtonCell;
 
-/// What a new user is told once.
+/// A hint shown once to a new user.
 struct Hint
 {
     QString title;
@@ -25,13 +25,13 @@ struct Hint
     std::function<void()> onButton;
 };
 
-/// A hint on its own quiet ground, with a button that puts it away. Assistive technology reads it out when it is shown.
-/// Never takes the focus by itself.
+/// A hint on a quiet background of its own, with a button that dismisses it. Assistive technology reads it out when it
+/// is shown. Never takes the focus by itself.
 class HintCard final : public QWidget
 {
     Q_OBJECT
 public:
-    /// A `parent` that is a window draws the ground.
+    /// A `parent` that is a window draws the background.
     explicit HintCard(QWidget* parent);
 
     void setHint(const Hint& hint);

@@ -31,7 +31,7 @@ namespace skin {
 /// borders and the straight sides of symbols. Ended by the first 0.
 using Guides = std::array<qreal, 4>;
 
-/// Where a picture lies in the sheet of its family.
+/// A picture's place in the sheet of its family.
 struct Slice
 {
     /// Empty: lettering, which is set at run time.
@@ -180,8 +180,8 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
     return result;
 }
 
-/// "Timesheet" in white, as large as fits the `size` in points that the image shows. Letters this small are set on the
-/// pixels of the device.
+/// "Timesheet" in white, as large as fits the image's `size` in points. Letters this small are aligned to the device's
+/// pixels.
 void drawTitleText(QImage& image, QSizeF size)
 {
     const QString title = QCoreApplication::translate("skin::Image", "Timesheet");

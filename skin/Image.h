@@ -12,9 +12,9 @@ namespace skin {
 
 struct Slice;
 
-/// One picture of the program, drawn from its vector source at the exact resolution of where it lands.
+/// One picture of the program, rendered from its vector source at the exact resolution of its destination.
 ///
-/// A small value: copy it freely. Sizes are points. Main thread only.
+/// Cheap to copy. Sizes are points. Main thread only.
 class Image
 {
 public:
@@ -24,13 +24,13 @@ public:
     /// Natural size; empty for the null image.
     QSizeF size() const;
 
-    /// The whole picture stretched into `target`, over what is there. Its edges fall on whole device pixels, so that
-    /// pictures that share an edge meet without a gap.
+    /// Draws the whole picture stretched into `target`, over existing content. Its edges fall on whole device pixels,
+    /// so that pictures that share an edge meet without a gap.
     void draw(QPainter& painter, const QRectF& target) const;
     /// In its natural size.
     void drawAtPoint(QPainter& painter, QPointF topLeft) const;
 
-    /// In its natural size for a screen of that ratio, for icons.
+    /// At its natural size for a screen of that ratio, for icons.
     QPixmap pixmap(qreal devicePixelRatio) const;
     /// The same, all in one colour.
     QPixmap pixmap(qreal devicePixelRatio, const QColor& color) const;
@@ -42,7 +42,7 @@ private:
     const Slice* m_slice = nullptr;
 };
 
-/// The picture of that name, such as "m-h-start.png"; the null image when there is none.
+/// The picture with that name, such as "m-h-start.png"; the null image when there is none.
 Image imageNamed(std::string_view name);
 
 /// `rect` with its four edges moved to the nearest whole pixels of the device that `painter` draws on.

@@ -5,7 +5,7 @@
 
 namespace skin {
 
-/// A button that is a picture: no frame and no title. Give it an accessible name that says what it does.
+/// A button that is only a picture. Give it an accessible name that says what it does.
 class ImageButton : public FlatButton
 {
     Q_OBJECT
@@ -14,7 +14,7 @@ public:
     ImageButton(Image normal, Image alternate, QWidget* parent = nullptr);
 
     void setImages(Image normal, Image alternate);
-    /// The picture that the present state shows.
+    /// The picture for the present state.
     Image shownImage() const { return isDown() ? m_alternate : m_normal; }
 
     QSize sizeHint() const override { return m_normal.size().toSize(); }
@@ -35,7 +35,7 @@ public:
     explicit QuillonTimesheetButtonCell(QWidget* parent = nullptr);
 };
 
-/// Opens the hours for typing: a pencil.
+/// Opens the hours for editing: a pencil.
 class QuillonEditHoursButtonCell final : public ImageButton
 {
     Q_OBJECT

@@ -6,7 +6,7 @@
 
 namespace skin {
 
-/// A title that opens a web page in the user's browser, or does whatever else it is connected to.
+/// A title that opens a web page in the user's browser, or triggers whatever else it is connected to.
 class LinkButton final : public FlatButton
 {
     Q_OBJECT
@@ -14,7 +14,7 @@ public:
     explicit LinkButton(QWidget* parent) : LinkButton(QString(), parent) {}
     explicit LinkButton(const QString& title, QWidget* parent = nullptr);
 
-    /// Where it leads; also its tool tip.
+    /// Its address; also its tool tip.
     void setLink(const QUrl& link);
     const QUrl& link() const { return m_link; }
     void goToWebsite();

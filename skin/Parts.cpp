@@ -8,8 +8,8 @@
 namespace skin {
 namespace {
 
-/// The length that is a whole number of device pixels and nearest to `points`. Cut so, equal ends look equal, and no
-/// joint lies half-way between two pixels, where each side would round it its own way.
+/// The length nearest to `points` that is a whole number of device pixels. This way equal ends look equal, and no joint
+/// lies half-way between two pixels, where each side would round differently.
 qreal wholePixels(const QPainter& painter, qreal points)
 {
     const qreal scale = painter.deviceTransform().mapRect(QRectF(0, 0, 1, 1)).width();

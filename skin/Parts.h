@@ -7,8 +7,8 @@
 
 namespace skin {
 
-/// Three pictures side by side over `frame`: the ends in their natural width, the middle stretched between them, all
-/// as high as the frame. Ends that do not fit share the width. No gaps and no overlaps at any scale of the painter.
+/// Three pictures side by side over `frame`: the ends at their natural width, the middle stretched between them, all as
+/// high as the frame. Ends that do not fit share the width. No gaps and no overlaps at any scale of the painter.
 void drawThreePartImage(QPainter& painter, const QRectF& frame, const Image& left, const Image& mid,
                         const Image& right);
 
@@ -18,7 +18,7 @@ using NineParts = std::array<Image, 9>;
 /// The pictures `prefix`-upper-left.png, `prefix`-upper-mid.png and so on to `prefix`-lower-right.png.
 NineParts ninePartsNamed(std::string_view prefix);
 
-/// A frame over `frame`: corners in their natural size, edges and centre stretched between them. No gaps and no
+/// Draws a frame over `frame`: corners at their natural size, edges and centre stretched between them. No gaps and no
 /// overlaps at any scale of the painter.
 void drawNinePartImage(QPainter& painter, const QRectF& frame, const NineParts& parts);
 

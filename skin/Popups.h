@@ -4,7 +4,7 @@ class QWidget;
 
 namespace skin {
 
-/// Closes the menus and other popups that were opened in `window`, which is about to go: they would stay behind.
+/// Closes the menus and other popups opened in `window`, which is about to go: they would stay behind.
 void closePopupsOf(const QWidget& window);
 
 } // namespace skin

@@ -32,7 +32,7 @@ QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent, Purp
     setFont(interfaceFont(12, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     setAttribute(Qt::WA_Hover);
-    // Return presses it, in whatever window.
+    // Return presses it, in any window.
     setAutoDefault(true);
 }
 

@@ -7,8 +7,8 @@
 
 namespace skin {
 
-/// A button of the timesheet skin. What it looks like follows from its state and from what it is for: one that
-/// cancels is quiet, any other submits.
+/// A button of the timesheet skin. Its look depends on its state and its purpose: one that cancels is quiet, any other
+/// submits.
 class QuillonButtonCell : public QPushButton
 {
     Q_OBJECT
@@ -31,16 +31,16 @@ public:
 
     /// The look without a title.
     void drawBezelWithFrame(QPainter& painter, const QRectF& frame) const;
-    /// `title` in the middle of `frame`, elided where it does not fit.
+    /// `title` centred in `frame`, elided if it does not fit.
     void drawTitle(QPainter& painter, const QString& title, const QRectF& frame) const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
-    /// What the names of the three pictures begin with, such as "btn-tw-submit-".
+    /// The common prefix of the three pictures' names, such as "btn-tw-submit-".
     virtual std::string_view imagePrefix() const;
-    /// Whether the state shows in the pictures; if not, a disabled button is drawn faint.
+    /// Whether there are pictures for each state; if not, a disabled button is drawn faint.
     virtual bool showsDisabledByImage() const { return false; }
 
     bool event(QEvent* event) override;

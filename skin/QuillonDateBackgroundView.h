@@ -16,7 +16,7 @@ protected:
     ~DateBackgroundDelegate() = default;
 };
 
-/// The view around a date, which says when it is clicked: first to its delegate, then to everybody.
+/// The view around a date, which reports clicks: first to its delegate, then to all other listeners.
 class QuillonDateBackgroundView : public QWidget
 {
     Q_OBJECT

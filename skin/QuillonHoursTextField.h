@@ -16,7 +16,7 @@ protected:
     ~HoursTextFieldDelegate() = default;
 };
 
-/// A field for hours that says when it gets the keyboard focus: first to its delegate, then to everybody.
+/// A field for hours that reports when it gets the keyboard focus: first to its delegate, then to all other listeners.
 ///
 /// A window that becomes active again, or a menu that closes, gives the focus back without an announcement.
 class QuillonHoursTextField final : public QLineEdit
@@ -28,7 +28,7 @@ public:
     /// Not owned; null for none.
     void setDelegate(HoursTextFieldDelegate* delegate) { m_delegate = delegate; }
 
-    /// Takes the focus. The announcement is made whether it could or not; returns whether it has the focus now.
+    /// Takes the focus. Reported whether or not it succeeded; returns whether it has the focus now.
     bool becomeFirstResponder();
 
 signals:

@@ -179,7 +179,7 @@ void QuillonStatusItemView::drawPill(QPainter& painter, const Image& image, cons
     const QPointF corner(EdgeMargin, height() / 2.0 - image.size().height() / 2);
     image.drawAtPoint(painter, corner);
 
-    // The label takes what the symbol at the left leaves; a wider font is drawn smaller rather than cut.
+    // The label gets what the symbol on the left leaves; a wider font is drawn smaller rather than cut.
     constexpr double symbolWidth = 17;
     constexpr double rightInset = 3;
     const double room = image.size().width() - symbolWidth - rightInset;
@@ -207,7 +207,7 @@ void QuillonStatusItemView::drawBackground(QPainter& painter) const
     const double rightX = width() - rightCap.size().width() - EdgeMargin;
     leftCap.drawAtPoint(painter, {leftX, y});
     rightCap.drawAtPoint(painter, {rightX, y});
-    // Last, over the inner half of the left cap and into the right one: no gap can show between them.
+    // Last, over the inner half of the left cap and into the right one: so no gap can show between them.
     mid.draw(painter, {leftX + leftCap.size().width() / 2 + 1, y, rightX - leftX - 2, mid.size().height()});
 }
 
@@ -310,7 +310,7 @@ void QuillonStatusItemView::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Space:
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        // A key held down is one press.
+        // A held key is one press.
         if (!event->isAutoRepeat())
             pressButton();
         break;
@@ -332,7 +332,7 @@ void QuillonStatusItemView::contextMenuEvent(QContextMenuEvent* event)
 
 void QuillonStatusItemView::focusInEvent(QFocusEvent* event)
 {
-    // A ring for those who came with the keyboard; a bar that merely became active shows none.
+    // A ring after keyboard navigation; a bar that merely became active shows none.
     const Qt::FocusReason reason = event->reason();
     showFocus(reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason);
 }

@@ -40,7 +40,7 @@ public:
     void setBlinkWhenRunning(bool blink);
     bool blinkWhenRunning() const { return m_blinkWhenRunning; }
 
-    /// Points that the hours face needs for this text.
+    /// The width in points that the hours need for this text.
     static double computeWidthForHours(const QString& hours);
     static const TextAttributes& hoursAttributes();
     static QSizeF stringSize(const QString& text) { return hoursAttributes().sizeOf(text); }
@@ -62,11 +62,11 @@ public:
     /// What a screen reader says: "1 hour 5 minutes, running, Website, Design". Also the accessible name.
     QString spokenText() const;
 
-    /// The menu that the view opens, so that assistive technology finds it below the view. Not owned.
+    /// The view's menu, which assistive technology finds as its child. Not owned.
     void setStatusMenu(QMenu* menu);
     QMenu* statusMenu() const;
 
-    /// What a press on the button does, and a press beside it.
+    /// The effect of a press on the button, and of one beside it.
     void pressButton();
     void pressFace();
 

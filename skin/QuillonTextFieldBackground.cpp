@@ -14,7 +14,7 @@ QuillonTextFieldBackground::QuillonTextFieldBackground(QWidget* parent) : QWidge
 
 QuillonTextFieldBackground::~QuillonTextFieldBackground()
 {
-    // A field in it loses the focus after this object has gone.
+    // A field in it loses the focus after this object is gone.
     disconnect(qApp, nullptr, this, nullptr);
 }
 

@@ -6,7 +6,7 @@
 
 namespace skin {
 
-/// The frame of a text field, in which the field itself is laid. While anything in it has the keyboard focus it glows.
+/// The frame of a text field, which is placed inside. While anything in it has the keyboard focus it glows.
 class QuillonTextFieldBackground : public QWidget
 {
     Q_OBJECT
@@ -17,7 +17,7 @@ public:
     /// The dark look, which is the default, or the light one.
     void setUseHUDBackground(bool useHUDBackground);
     bool useHUDBackground() const { return m_useHUDBackground; }
-    /// What was typed is wrong. Shown by the dark look only.
+    /// Marks what was typed as wrong. Shown by the dark look only.
     void setError(bool error);
     bool error() const { return m_error; }
 

@@ -4,8 +4,8 @@
 
 namespace skin {
 
-/// A line of plain text in a window: elided where it does not fit, with all of it as the tool tip. Its colour is that
-/// of the palette's window text. A right click on it opens the context menu of what it lies on.
+/// A line of plain text in a window: elided if it does not fit, with the full text as tool tip. Its colour is that of
+/// the palette's window text. A right click on it opens the context menu of what is below it.
 class QuillonTextFieldCell final : public QLabel
 {
     Q_OBJECT

@@ -27,7 +27,7 @@ constexpr int Shadow = 10;
 constexpr int Radius = 8;
 constexpr int ShadeAlpha = 84;
 
-/// What the sheet looks like without the shade. Its top edge is the window's, so only the bottom has corners.
+/// The sheet's look without the shade. Its top edge is the window's, so only the bottom has corners.
 class Body final : public QWidget
 {
 public:
@@ -83,7 +83,7 @@ void showDefault(QAbstractButton* button, bool isDefault)
         push->setDefault(isDefault);
 }
 
-/// Switches off what is on and notes it.
+/// Disables what is enabled and notes it.
 template <class Thing>
 void block(const QList<Thing*>& things, QList<QPointer<Thing>>& blocked)
 {
@@ -164,7 +164,7 @@ void Sheet::close()
     m_window.removeEventFilter(this);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     if (Sheet* upper = above()) {
-        // What this one has blocked is free when the last one goes.
+        // What this one has blocked is released when the last one goes.
         upper->m_blocked += std::exchange(m_blocked, {});
         upper->m_blockedActions += std::exchange(m_blockedActions, {});
         upper->m_blockedShortcuts += std::exchange(m_blockedShortcuts, {});
@@ -283,7 +283,7 @@ bool Sheet::focusNextPrevChild(bool next)
 
 void Sheet::keyPressEvent(QKeyEvent* event)
 {
-    // What arrives here no control of the sheet has used. It goes no further.
+    // Anything arriving here was not used by a control of the sheet. It goes no further.
     if (event->key() == Qt::Key_Escape) {
         cancel();
     } else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
@@ -303,7 +303,7 @@ bool Sheet::event(QEvent* event)
     case QEvent::MouseMove:
     case QEvent::Wheel:
     case QEvent::ContextMenu:
-        // Nothing below a sheet is to react to the mouse.
+        // Nothing below a sheet may react to the mouse.
         event->accept();
         return true;
     default:

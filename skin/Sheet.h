@@ -11,13 +11,13 @@ class QShortcut;
 
 namespace skin {
 
-/// A dialog inside its window: it slides down from the top edge over a shade, and until it is closed the rest of the
-/// window can be neither used nor reached.
+/// A dialog inside its window: it slides down from the top edge over a shade, and the rest of the window can be neither
+/// used nor reached until it is closed.
 ///
-/// What it shows goes into `body()`, which is as tall as its layout asks and never wider than the window. Sheets stack:
-/// one opened over another blocks it. Escape calls `cancel`, Return presses the focused button or else the default
-/// button, Tab stays inside. The window is at least as tall as the sheet while it is open, and the focus returns to
-/// where it was. Its name for assistive technology is its accessible name, its role a modal dialog.
+/// Its content goes into `body()`, which is as tall as its layout requires and never wider than the window. Sheets
+/// stack: one opened over another blocks it. Escape calls `cancel`, Return presses the focused button or else the
+/// default button, Tab stays inside. The window is at least as tall as the sheet while it is open, and the focus
+/// returns to where it was. Its name for assistive technology is its accessible name, its role a modal dialog.
 ///
 /// Owned by its window. Hidden until `open`; may be opened again. Closed before it is deleted, unless its window goes
 /// too.
@@ -28,10 +28,10 @@ class Sheet : public QWidget
 public:
     explicit Sheet(QWidget& window);
 
-    /// Set a layout on it and put the controls in.
+    /// Set a layout on it and add the controls.
     QWidget& body() const { return *m_body; }
 
-    /// The sheet hangs below this part of the window, such as a tool bar. Null, as at first: from the window's top
+    /// The sheet hangs below this part of the window, such as a tool bar. Null, the default: from the window's top
     /// edge.
     void setTopEdge(QWidget* part) { m_topEdge = part; }
     /// Children of the window that stay usable while the sheet is open, such as the strip that moves it.
@@ -44,11 +44,11 @@ public:
     void close();
     bool isOpen() const { return m_open; }
 
-    /// The sheet on top of the others in that window, null when none is open.
+    /// The topmost sheet in that window, null when none is open.
     static Sheet* openIn(const QWidget& window);
 
 signals:
-    /// It has been closed, however that came about; the window is usable again.
+    /// It has been closed, for whatever reason; the window is usable again.
     void closed();
 
 protected:
@@ -80,7 +80,7 @@ private:
     QVariantAnimation m_slide; ///< how far the body is out, from 0 to 1
     bool m_open = false;
 
-    // What the window was before.
+    // The window's state before.
     QList<QPointer<QWidget>> m_blocked;
     QList<QPointer<QAction>> m_blockedActions;
     QList<QPointer<QShortcut>> m_blockedShortcuts;

@@ -40,7 +40,7 @@ void Spinner::timerEvent(QTimerEvent* event)
         QWidget::timerEvent(event);
         return;
     }
-    // Minimized or covered: the paint event that follows goes on.
+    // Minimized or covered: the next paint event resumes.
     const QWindow* window = this->window()->windowHandle();
     if (!window || !window->isExposed())
         m_timer.stop();

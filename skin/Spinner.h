@@ -5,8 +5,8 @@
 
 namespace skin {
 
-/// Shows that something is under way and takes a while: twelve turning spokes. Nothing is shown when it is stopped,
-/// and nothing costs time while it is out of sight.
+/// Shows that something is in progress: twelve turning spokes. Shows nothing when stopped, and costs nothing while not
+/// visible.
 class Spinner final : public QWidget
 {
     Q_OBJECT

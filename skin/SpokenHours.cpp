@@ -28,7 +28,7 @@ QString spokenHours(const QString& text)
     if (parts.size() != 2 || !hoursRead || !minutesRead)
         return text;
     QStringList words;
-    // With a clock behind the service's the minus stands before the minutes: "0:-3".
+    // With a clock behind the service's the minus precedes the minutes: "0:-3".
     if (hours < 0 || minutes < 0)
         words << tr("minus");
     if (hours != 0)

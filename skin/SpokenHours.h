@@ -4,7 +4,7 @@
 
 namespace skin {
 
-/// "1:05" as a screen reader says it: "1 hour 5 minutes". Text of another form as it is.
+/// "1:05" as a screen reader says it: "1 hour 5 minutes". Other strings unchanged.
 QString spokenHours(const QString& text);
 
 } // namespace skin

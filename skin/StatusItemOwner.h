@@ -4,7 +4,7 @@ class QObject;
 
 namespace skin {
 
-/// What the status view asks of the program's controller.
+/// What the status view needs from the program's controller.
 class StatusItemOwner
 {
 public:

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The length in pixels that is so many of 22 parts of the tile.
+/// The length in pixels of that many 22nds of the tile.
 int part(int side, double of22)
 {
     return qMax(1, qRound(side * of22 / 22));
@@ -28,7 +28,7 @@ QLinearGradient gradient(double top, double bottom, const QString& from, const Q
     return colors;
 }
 
-/// The symbol at the left of the pill with that name, in the middle of the tile.
+/// The symbol at the left of the pill with that name, centred in the tile.
 void drawSymbol(QPainter& painter, std::string_view name, int side)
 {
     constexpr double middle = 9.8; // of the symbol, from the left of the pill
@@ -68,7 +68,7 @@ void drawHours(QPainter& painter, const QString& hours, const QRectF& field)
     painter.save();
     painter.translate(field.center());
     painter.scale(squeeze, 1);
-    // Digits have no descenders: what is to be in the middle is their height.
+    // Digits have no descenders: centre their height.
     const QFontMetricsF metrics(attributes.font);
     const double baseline = metrics.capHeight() / 2;
     attributes.draw(painter, {-size.width() / 2, baseline - metrics.ascent()}, hours);

@@ -14,7 +14,7 @@ constexpr int Margin = 2;
 constexpr int Thin = 6;
 constexpr int Wide = 8;
 
-/// All pixels that a rectangle with round ends covers at least in part.
+/// All pixels at least partly covered by a rectangle with round ends.
 QRegion pill(QSize size)
 {
     const int radius = size.width() / 2;

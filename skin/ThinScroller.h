@@ -8,12 +8,12 @@ class QScrollBar;
 
 namespace skin {
 
-/// The scroller of a list: a thin thumb over the right edge of the rows, faint until the pointer is on it. It shows
-/// and moves the value of a scroll bar that is itself not shown, in shades of the base colour of its palette.
+/// The scroller of a list: a thin thumb over the right edge of the rows, faint until hovered. It shows and changes the
+/// value of a hidden scroll bar, in shades of the base colour of its palette.
 ///
-/// It must not make scrolling expensive. So it lies among the rows, as a widget over the whole of them would keep
-/// scrolling from moving pixels; it is no larger than what is seen of it; and it is opaque, so that the rows below it
-/// need not be drawn whenever it moves.
+/// It must not make scrolling expensive. So it is a sibling of the rows, as a widget over all of them would keep
+/// scrolling from moving pixels; it is no larger than its visible part; and it is opaque, so that the rows below it are
+/// not redrawn whenever it moves.
 class ThinScroller final : public QWidget
 {
     Q_OBJECT
@@ -21,8 +21,8 @@ public:
     /// `bar` must outlive the scroller.
     ThinScroller(QScrollBar& bar, QWidget& parent);
 
-    /// Puts the thumb where the value is, along the right edge of `track` in the parent's coordinates; hides it when
-    /// there is nothing to scroll.
+    /// Moves the thumb to the value, along the right edge of `track` in the parent's coordinates; hides it when there
+    /// is nothing to scroll.
     void place(const QRect& track);
 
 protected:
@@ -40,7 +40,7 @@ private:
     QScrollBar& m_bar;
     bool m_hovered = false;
     QRect m_track;
-    /// While the thumb is dragged: where the pointer took it, in points from its top.
+    /// During a drag: where the pointer grabbed the thumb, in points from its top.
     std::optional<double> m_grip;
 };
 

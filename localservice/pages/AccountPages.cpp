@@ -16,7 +16,7 @@ using Numbers = std::vector<Id>;
 
 const std::string Here = "/account";
 
-/// What was typed in one of the page's forms when it was refused.
+/// What was typed in one of the page's forms when it was rejected.
 struct Typed
 {
     std::optional<PersonDetails> details = {};
@@ -238,7 +238,7 @@ Reply saveAccount(const Visit& visit)
         return refused(visit, {.accountName = name, .problem = {422, "Validation", wrong, "account-name"}});
     const bool times = visit.form.text("timers") == "times";
     const auto done = visit.storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
-        // A new cache version makes clients ask for the account, too.
+        // A new cache version makes clients request the account, too.
         SQLite::Statement update(database, "UPDATE accounts SET name = ?, timestamp_timers = ?,"
                                            " cache_version = cache_version + 1 WHERE id = ?");
         SQLite::bind(update, name, int{times}, visit.person.account);

@@ -15,7 +15,7 @@ struct Asset
 
 const std::vector<Asset>& assets();
 
-/// The path of the asset whose own name is this: "/assets/0123456789ab-style.css".
+/// The path of the asset with this name: "/assets/0123456789ab-style.css".
 std::string assetPath(std::string_view name);
 
 } // namespace localservice

@@ -14,7 +14,7 @@ constexpr const char* Bookable = " FROM user_assignments u JOIN projects p ON p.
                                  " JOIN task_assignments o ON o.project_id = p.id"
                                  " JOIN tasks t ON t.id = o.task_id AND t.active WHERE u.person_id = ?1";
 
-/// The bookings on the projects that `which` selects by their number.
+/// The bookings on the projects whose numbers `which` selects.
 std::vector<Booking> bookingsOn(SQLite::Database& database, Id person, const std::string& which,
                                 const std::vector<std::string>& values)
 {

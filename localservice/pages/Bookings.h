@@ -19,14 +19,14 @@ struct Booking
     std::string taskName;
 };
 
-/// "12-7": the project and the task as a form sends them.
+/// "12-7": project and task as sent by a form.
 std::string bookingText(Id project, Id task);
 
 /// What a person may book: active projects that they are assigned to, with the active tasks offered there.
 class Bookings final
 {
 public:
-    /// With so many projects or fewer all are listed where one is chosen; with more, those that were used lately.
+    /// Up to this number a choice lists all projects; beyond it, those used recently.
     static constexpr int FewProjects = 30;
 
     Bookings(Storage& storage, const Person& person) : m_storage(storage), m_person(person) {}
@@ -37,11 +37,12 @@ public:
         bool whole = true;             ///< false when there are projects that it leaves out
     };
 
-    /// What is put up for choice; `chosen` ("12-7") is in it if it may be booked.
+    /// The choices to offer; includes `chosen` ("12-7") if it may be booked.
     tl::expected<List, Problem> atHand(const std::string& chosen);
-    /// Those on projects whose code, name or client have all the words of `words`, of `FewProjects` projects at most.
+    /// Those on projects whose code, name or client contain all the words of `words`, of `FewProjects` projects at
+    /// most.
     tl::expected<List, Problem> find(std::string_view words);
-    /// What was booked last, by the order in which entries were made; empty when it may not be booked any more.
+    /// The most recently made entry's booking; empty when it may no longer be booked.
     tl::expected<std::string, Problem> last();
 
 private:

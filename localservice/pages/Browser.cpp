@@ -22,8 +22,8 @@ Authority authority(const Request& request)
     return port ? Authority{host.substr(0, colon), host.substr(colon + 1)} : Authority{host, {}};
 }
 
-/// Two services on one machine share a browser's cookies whatever their ports: each has a name of its own. The prefix
-/// keeps other hosts of the domain, and pages without encryption, from setting it (RFC 6265bis).
+/// Two services on one machine share a browser's cookies whatever their ports, so each uses its own name. The prefix
+/// keeps other hosts of the domain, and unencrypted pages, from setting it (RFC 6265bis).
 std::string cookieName(const Request& request)
 {
     const auto port = authority(request).port;
@@ -31,14 +31,14 @@ std::string cookieName(const Request& request)
            std::string(port);
 }
 
-/// Scheme, host and port as an origin has them. A default port stands neither there nor in the Host header.
+/// Scheme, host and port as in an origin. A default port appears neither there nor in the Host header.
 bool isOrigin(std::string_view origin, const Request& request)
 {
     const auto host = request.header("Host");
     const auto is = [&](std::string_view scheme) {
         return origin.starts_with(scheme) && origin.substr(scheme.size()) == host;
     };
-    // Without encryption here there may still be a proxy in front that adds it.
+    // Without encryption here a proxy in front may still add it.
     return !host.empty() && (is("https://") || (!request.secure && is("http://")));
 }
 
@@ -73,7 +73,7 @@ Reply withSessionCookie(Reply reply, const Request& request, std::string_view se
 
 bool isFromHere(const Request& request)
 {
-    // "null", too, is an origin that is not ours: sandboxed pages and redirections from elsewhere have it.
+    // "null" is a foreign origin, too: of sandboxed pages and redirects from elsewhere.
     const auto origin = request.header("Origin");
     return origin.empty() ? request.header("Sec-Fetch-Site") == "same-origin" : isOrigin(origin, request);
 }
@@ -91,7 +91,7 @@ bool isGoneTo(const Request& request)
 
 bool isOurName(const Request& request)
 {
-    // A browser accepts the certificate for our own names only.
+    // A browser accepts the certificate only for our own names.
     if (request.secure)
         return true;
     const auto name = authority(request).name;
@@ -102,7 +102,8 @@ bool isOurName(const Request& request)
 
 std::string pathHere(std::string_view target)
 {
-    // Browsers drop tabs and line breaks from addresses, and take a backslash for a slash: "/\t/example.com" is theirs.
+    // Browsers drop tabs and line breaks from addresses, and treat a backslash as a slash: "/\t/example.com" is another
+    // site.
     const bool plain = std::all_of(target.begin(), target.end(), [](char c) {
         return static_cast<unsigned char>(c) > ' ' && c != '\\' && c != '\x7f';
     });

@@ -5,26 +5,26 @@
 #include <string>
 #include <string_view>
 
-// What browsers tell of a request, and what it says about where that came from.
+// What browsers reveal about a request and where it came from.
 
 namespace localservice {
 
-/// The secret in the session's cookie, empty when there is none.
+/// The secret in the session cookie, empty when there is none.
 std::string_view sessionCookie(const Request& request);
-/// Gives the browser the session's cookie, or takes it away when `secret` is empty.
+/// Sets the session cookie, or deletes it when `secret` is empty.
 Reply withSessionCookie(Reply reply, const Request& request, std::string_view secret);
 
-/// Whether a form was sent from a page of this very site, as browsers tell by themselves (Fetch, RFC 6454).
+/// Whether a form was sent from a page of this very site, as the browser reports (Fetch, RFC 6454).
 bool isFromHere(const Request& request);
-/// Whether somebody goes to this page of their own accord, rather than a page of another site or a look ahead.
+/// Whether a person navigated here themselves, rather than by another site's page or a prefetch.
 bool isGoneTo(const Request& request);
-/// Whether pages are given under the name asked for. Without encryption only under names that are always this
-/// machine's: else a stranger's page could have its own name lead here and act as if it were ours.
+/// Whether pages may be served under the requested name. Without encryption only under names that always mean this
+/// machine: otherwise a foreign page could make its own name lead here and act as if it were ours.
 bool isOurName(const Request& request);
 
-/// `target` when it is path and query of this site and of no other, else the timesheet's. Never a page of signing in.
+/// `target` if it is path and query of this very site, else the timesheet's. Never a sign-in page.
 std::string pathHere(std::string_view target);
-/// The page that a form of this site was sent from, as far as the browser tells.
+/// The page that a form of this site was sent from, if the browser reports it.
 std::string pathBefore(const Request& request);
 
 } // namespace localservice

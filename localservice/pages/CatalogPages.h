@@ -10,7 +10,7 @@
 #include <string_view>
 #include <type_traits>
 
-// What the pages of clients, projects and tasks have in common.
+// What the pages of clients, projects and tasks share.
 
 namespace localservice {
 
@@ -18,7 +18,7 @@ void addProjectPages(Site& site);
 void addClientPages(Site& site);
 void addTaskPages(Site& site);
 
-/// Runs `work(Catalog&)`, which answers a tl::expected<…, Problem>, in one transaction: all of it or nothing.
+/// Runs `work(Catalog&)`, which returns a tl::expected<…, Problem>, in one transaction: all of it or nothing.
 template <typename Work>
 auto changeCatalog(const Visit& visit, Work work)
 {
@@ -31,23 +31,23 @@ auto changeCatalog(const Visit& visit, Work work)
 /// "/projects/7"
 std::string recordPath(std::string_view list, Id id);
 
-/// Somebody's name: its direction is its own, whatever is beside it.
+/// A name, isolated so that its text direction does not affect its neighbours.
 void writeName(Html& html, std::string_view name);
 void writeNameLink(Html& html, const std::string& path, std::string_view name);
 
-/// The message of a problem that is about that field, empty otherwise.
+/// The message of a problem with that field, empty otherwise.
 std::string errorOf(const std::optional<Problem>& problem, std::string_view kind);
-/// A problem that is about none of the fields, above the form.
+/// A problem with none of the fields, above the form.
 void writeOtherProblem(Html& html, const std::optional<Problem>& problem,
                        std::initializer_list<std::string_view> fields);
 
-/// The field to search a list, and the way between what is archived and what is not.
+/// The field to search a list, and the switch between archived and other records.
 void writeListHead(Html& html, std::string_view path, const ListQuery& query, std::string_view label, int active,
                    int archived);
-/// The ways to the other pages of a list.
+/// The links to the other pages of a list.
 void writePager(Html& html, std::string_view path, const ListQuery& query, int matches);
 
-/// The hours of this month and before, of `longest`.
+/// The hours of this month and earlier, relative to `longest`.
 void writeBookedBar(Html& html, const Booked& booked, Seconds longest);
 void writeBookedKey(Html& html);
 void writeFigures(Html& html, const Booked& booked);
@@ -56,7 +56,7 @@ void writeFigures(Html& html, const Booked& booked);
 const std::vector<Column>& projectColumns();
 void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest);
 
-/// What follows the form of a record: archiving or restoring it, and deleting it where that is possible.
+/// The buttons below a record's form: archive or restore, and delete where possible.
 struct RecordEnd
 {
     std::string path;
@@ -68,7 +68,7 @@ struct RecordEnd
 };
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);
 
-/// Adds the forms of that page end: archive, restore, delete.
+/// Adds the forms at the bottom of the page: archive, restore, delete.
 void addRecordActs(Site& site, const std::string& list, const std::string& what, Section section, Catalog::Kind kind,
                    std::string (*nameOf)(const Visit&, Id));
 

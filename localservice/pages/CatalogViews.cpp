@@ -13,13 +13,13 @@ namespace {
 
 using Row = SQLite::Statement;
 
-/// What every question says of who asks, and when.
+/// Every query's parameters: who asks, and when.
 struct Asker
 {
     Id account = 0;
     Id person = 0; ///< 0 for administrators, who see everybody's
     Seconds now = 0;
-    std::string month; ///< "2024-03-", how the days of the present month begin
+    std::string month; ///< "2024-03-", the beginning of the present month's days
 
     explicit Asker(const Visit& visit)
         : account(visit.person.account), person(visit.person.admin ? 0 : visit.person.id), now(visit.now),
@@ -30,10 +30,10 @@ struct Asker
     void bind(Row& query) const { SQLite::bind(query, account, person, now, month); }
 };
 
-// Parameters of every statement below: ?1 account, ?2 the person who asks (0 for all), ?3 now, ?4 the present month.
+// Parameters of every statement below: ?1 account, ?2 the person asking (0 for all), ?3 now, ?4 the present month.
 constexpr const char* Time = "(e.seconds + CASE WHEN e.timer_started < ?3 THEN ?3 - e.timer_started ELSE 0 END)";
 
-/// Hours of the present month and in all, by a column of the entries.
+/// Hours of the present month and in total, grouped by a column of the entries.
 std::string bookedBy(const std::string& column)
 {
     return "SELECT e." + column + " AS id, SUM(CASE WHEN substr(e.spent_at, 1, 8) = ?4 THEN " + Time +
@@ -81,7 +81,7 @@ int count(SQLite::Database& database, const Asker& asker, const std::string& fro
     return query.executeStep() ? query.getColumn(0).getInt() : 0;
 }
 
-/// Further parameters of lists: ?5 whether archived, ?6 what is searched for, ?7 and ?8 the lines of a page.
+/// Further parameters of lists: ?5 whether archived, ?6 the search text, ?7 and ?8 the lines of a page.
 void bindList(Row& query, const Asker& asker, const ListQuery& asked)
 {
     asker.bind(query);
@@ -196,7 +196,7 @@ CatalogViews::Seen<Listing<ProjectLine>> CatalogViews::projects(const ListQuery&
 {
     return m_visit.storage.look([&](SQLite::Database& database) -> Seen<Listing<ProjectLine>> {
         const Asker asker(m_visit);
-        // Administrators also see the clients that have no projects yet.
+        // Administrators also see clients that have no projects yet.
         Row query(database,
                   "WITH booked AS (" + bookedBy("project_id") + ") " + projectColumns() +
                       ", COUNT(*) OVER (), MAX(b.whole) OVER () FROM clients c"

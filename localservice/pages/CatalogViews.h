@@ -7,8 +7,8 @@
 #include <tl/expected.hpp>
 #include <vector>
 
-// What the pages of clients, projects and tasks show. Administrators see everything of their account; others what they
-// may book on, and the hours that are theirs.
+// What the pages of clients, projects and tasks show. Administrators see everything in their account; others see what
+// they may book on, and their own hours.
 
 namespace localservice {
 
@@ -19,7 +19,7 @@ struct Booked
     Seconds all = 0;
 };
 
-/// What a list is to show: up to `PerPage` lines that have `search` in them.
+/// What a list should show: up to `PerPage` lines that contain `search`.
 struct ListQuery
 {
     static constexpr int PerPage = 100;
@@ -28,9 +28,9 @@ struct ListQuery
     bool archived = false;
     int page = 1;
 
-    /// Reads q, archived and page of an address.
+    /// Reads q, archived and page from an address.
     static ListQuery read(const Form& query);
-    /// The same list as the query of an address, at another page.
+    /// The query string of the same list at another page.
     std::string address(std::string_view path, int page) const;
 };
 
@@ -75,7 +75,7 @@ struct TaskLine
     std::vector<NamedRecord> examples; ///< the first of them
 };
 
-/// A task as a project has it, or might.
+/// A task as offered, or not, on a project.
 struct ProjectTask
 {
     Id id = 0;
@@ -117,7 +117,7 @@ struct ClientView
 {
     std::string name;
     bool active = true;
-    std::vector<ProjectLine> projects; ///< those that are not archived first
+    std::vector<ProjectLine> projects; ///< unarchived ones first
     std::size_t activeProjects = 0;
     Seconds longest = 0;
 };
@@ -142,11 +142,11 @@ public:
     Seen<Listing<ProjectLine>> projects(const ListQuery& query) const;
     Seen<Listing<TaskLine>> tasks(const ListQuery& query) const;
     Seen<ProjectView> project(Id id) const;
-    /// A project to be made: its tasks are those of the newest project.
+    /// A new project: its tasks are those of the newest project.
     Seen<ProjectView> newProject() const;
     Seen<ClientView> client(Id id) const;
     Seen<TaskView> task(Id id) const;
-    /// The clients that may have new projects, and the one given.
+    /// The clients that may have new projects, and the given one.
     Seen<std::vector<NamedRecord>> clients(Id also = 0) const;
 
 private:

@@ -15,7 +15,7 @@ using std::chrono::sys_days;
 
 constexpr Seconds FullDay = Seconds{8} * 3600;
 
-/// What was booked, and how much of it is billable.
+/// The booked time, and how much of it is billable.
 struct Sum
 {
     Seconds all = 0;
@@ -220,7 +220,7 @@ void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, cons
     writeMoreProjects(html, visit, draft);
 }
 
-/// A timer that runs on another day than the one that is shown.
+/// A timer running on a day other than the one shown.
 void writeRunningElsewhere(Html& html, const Entry& entry, Seconds now)
 {
     const auto paragraph = html.in("p", {{"class", "hint"}});

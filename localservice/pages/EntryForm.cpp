@@ -13,13 +13,13 @@ std::string two(int number)
     return (number < 10 ? "0" : "") + std::to_string(number);
 }
 
-/// As fields of the type "time" have it.
+/// The format of fields of type "time".
 std::string fieldTime(const std::optional<Minutes>& minutes)
 {
     return minutes ? two(*minutes / 60) + ":" + two(*minutes % 60) : std::string();
 }
 
-/// The bookings as choices, with what the entry is booked on now even where nothing new may be booked.
+/// The bookings as choices, including the entry's present one even where new ones are not allowed.
 std::vector<Choice> choicesOf(const Bookings::List& list, const std::string& chosen, const Entry* present)
 {
     std::vector<Choice> choices;
@@ -108,7 +108,7 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
                  .error = error("booking"),
                  .cssClass = "booking"},
                 choicesOf(list, draft.booking, present));
-    // An entry that has no times in spite of the account keeps its hours.
+    // An entry without times in an account that has them keeps its hours.
     const bool timed = visit.person.timestampTimers && (!present || present->startedAt || present->timerStarted);
     const bool runs = present && present->timerStarted;
     if (timed) {

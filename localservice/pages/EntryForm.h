@@ -8,7 +8,7 @@
 
 namespace localservice {
 
-/// The form of an entry: texts as the person typed them, so that nothing typed is lost when something was wrong.
+/// The form of an entry, with text as typed, so that nothing is lost when something was wrong.
 struct EntryDraft
 {
     Id id = 0;           ///< 0 for a new entry
@@ -29,16 +29,16 @@ struct EntryDraft
     std::string path() const { return id == 0 ? "/entries" : "/entries/" + std::to_string(id); }
 };
 
-/// Opens the form; its buttons are written into it. `present` is the entry as it is, for drafts that change one.
+/// Opens the form, for its buttons to be added. `present` is the entry as it is, for drafts that change one.
 Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
                         const Entry* present = nullptr);
-/// The button to projects that the form does not list, if there are any. It stands behind the main one: the return key
-/// presses a form's first button.
+/// The button to projects that the form does not list, if any. It comes after the main one: the return key presses a
+/// form's first button.
 void writeMoreProjects(Html& html, const Visit& visit, const EntryDraft& draft);
-/// The same unseen, for pages on the way back to the form.
+/// The same as hidden fields, for pages on the way back to the form.
 void writeHidden(Html& html, const EntryDraft& draft);
 
-/// "9:15am – 10:25am", "since 9:15am"; empty when there is nothing to tell.
+/// "9:15am – 10:25am", "since 9:15am"; empty without times.
 std::string timesText(const Entry& entry);
 
 } // namespace localservice

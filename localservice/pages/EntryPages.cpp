@@ -10,7 +10,7 @@ Timesheet timesheetOf(const Visit& visit)
     return {visit.storage, visit.person, visit.now};
 }
 
-/// What programs hear as a plain failure, with the status that it has for browsers.
+/// Plain failures for programs, with the status that browsers get.
 Problem forBrowsers(Problem problem)
 {
     if (problem.kind == "NotFound")
@@ -20,7 +20,7 @@ Problem forBrowsers(Problem problem)
     return problem;
 }
 
-/// The entry of that number, if it may be changed here.
+/// The entry with that number, if it may be changed here.
 tl::expected<Entry, Problem> changeable(const Visit& visit, Id id)
 {
     auto entry = timesheetOf(visit).entry(id);
@@ -45,7 +45,7 @@ void writeFact(Html& html, std::string_view name, const std::string& text, bool 
         html.leaf("span", {{"class", "badge"}}, "differs from yours");
 }
 
-/// The entry in full; against a draft, with what differs marked.
+/// The entry in full; compared with a draft, the differences are marked.
 void writeFacts(Html& html, const Entry& entry, Seconds now, const EntryDraft& draft)
 {
     const auto is = EntryDraft::of(entry, now);
@@ -110,7 +110,7 @@ Reply save(const Visit& visit, const std::vector<Id>& numbers)
     const auto entry = changeable(visit, numbers[0]);
     auto draft = EntryDraft::of(visit.form, numbers[0]);
     if (!entry) {
-        // What was typed can still become an entry of its own.
+        // What was typed can still become a separate entry.
         draft.id = 0;
         draft.shown.clear();
         const Problem& problem = entry.error();
@@ -127,7 +127,7 @@ Reply save(const Visit& visit, const std::vector<Id>& numbers)
     const auto& refusal = saved.error();
     if (!refusal.current)
         return editPage(visit, *entry, draft, forBrowsers(refusal.problem));
-    // Sent again, the form knows the entry as it is shown now. Hours that were not touched follow those of the entry.
+    // When sent again, the form compares with the entry as shown now. Unedited hours follow the entry's.
     const auto is = EntryDraft::of(*refusal.current, visit.now);
     if (!*fields->hoursTouched)
         draft.hours = is.hours;
@@ -140,7 +140,7 @@ Reply setTimer(const Visit& visit, const std::vector<Id>& numbers)
 {
     auto timesheet = timesheetOf(visit);
     const bool run = visit.form.text("state") == "running";
-    // A timer that runs can be stopped whatever has become of its entry.
+    // A running timer can be stopped whatever has become of its entry.
     const auto set = (run ? changeable(visit, numbers[0]) : timesheet.entry(numbers[0])).and_then([&](const Entry&) {
         return timesheet.setRunning(numbers[0], run);
     });
@@ -181,12 +181,12 @@ Reply remove(const Visit& visit, const std::vector<Id>& numbers)
     const auto removed = timesheetOf(visit).remove(numbers[0], visit.form.id("updated"));
     if (removed)
         return goTo(dayPath(entry->day), "deleted");
-    // Asked once more: what would be deleted is no longer what the question showed.
+    // Asked once more: the entry is no longer what the question showed.
     return removed.error().current ? askToRemove(visit, *removed.error().current)
                                    : problemPage(visit, forBrowsers(removed.error().problem));
 }
 
-/// Every project that may be booked, on the way from a form that lists only some. The form goes along, unseen.
+/// All bookable projects, reached from a form that lists only some. The form is carried along, hidden.
 Reply chooseProject(const Visit& visit, const std::vector<Id>& /*numbers*/)
 {
     const auto draft = EntryDraft::of(visit.form, visit.form.id("entry"));

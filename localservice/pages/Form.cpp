@@ -32,7 +32,7 @@ std::string decoded(std::string_view text)
     return result;
 }
 
-/// What people can have typed. Everything else would have to be thought of wherever texts go out again.
+/// Only what people can type. Everything else would need care wherever the text is output.
 std::string plain(std::string_view encoded)
 {
     const std::string whole = decoded(encoded);
@@ -40,7 +40,7 @@ std::string plain(std::string_view encoded)
     std::string result;
     while (!text.empty()) {
         const auto length = characterLength(text);
-        // Browsers send the breaks of a text area as CR LF, whatever the person's system has.
+        // Browsers send line breaks in a text area as CR LF on every system.
         if (text.front() != '\r')
             result += text.substr(0, length);
         text.remove_prefix(std::max<std::size_t>(length, 1));

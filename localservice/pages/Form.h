@@ -10,9 +10,9 @@
 
 namespace localservice {
 
-/// Names and values in the form that browsers send fields in (application/x-www-form-urlencoded, WHATWG URL), of a
-/// query or of a body. A name may occur more than once. Line breaks in values are single line feeds; other control
-/// characters and broken UTF-8 are left out.
+/// Names and values as browsers send form fields (application/x-www-form-urlencoded, WHATWG URL), in a query or a body.
+/// A name may occur more than once. Line breaks in values are single line feeds; other control characters and malformed
+/// UTF-8 are left out.
 class Form final
 {
 public:
@@ -22,7 +22,7 @@ public:
     bool has(std::string_view name) const;
     /// The first value of that name, empty when there is none.
     std::string text(std::string_view name) const;
-    /// The same without blanks at its ends.
+    /// The same without surrounding whitespace.
     std::string trimmed(std::string_view name) const;
     /// The first value of that name as a record's number, 0 for anything else.
     Id id(std::string_view name) const;
@@ -35,7 +35,7 @@ private:
     std::vector<std::pair<std::string, std::string>> m_fields;
 };
 
-/// A text as it stands in a query or in a piece of a path.
+/// A string encoded for a query or a path segment.
 std::string urlEncoded(std::string_view text);
 
 } // namespace localservice

@@ -15,7 +15,7 @@ struct Note
     std::string_view text;
 };
 
-// Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
+// The address contains only its name, so that no link can put words into our mouth.
 constexpr std::array Notes{
     Note{"saved", "Saved."},
     Note{"added", "Added."},

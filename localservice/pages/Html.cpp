@@ -14,7 +14,7 @@ Html::Element Html::in(std::string_view tag, Attributes attributes)
 void Html::leaf(std::string_view tag, Attributes attributes, std::string_view text)
 {
     const auto element = in(tag, attributes);
-    // A parser takes a line break right behind these two tags for layout and drops it.
+    // A parser drops a line break right after these two tags.
     if (text.starts_with('\n') && (tag == "textarea" || tag == "pre"))
         m_document += '\n';
     this->text(text);

@@ -10,7 +10,7 @@
 
 namespace localservice {
 
-/// An attribute of an element. One made of `true` stands alone; one made of `false` or of nothing is left out.
+/// An attribute of an element. `true` makes one without a value; `false` or nothing leaves it out.
 struct Attribute
 {
     Attribute(std::string_view key, std::string_view text) : name(key), value(text) {}
@@ -27,7 +27,7 @@ struct Attribute
     {
     }
 
-    std::string_view name; ///< a literal of ours, never a stranger's text
+    std::string_view name; ///< a literal of ours, never foreign text
     std::string value = {};
     bool present = true;
     bool alone = false;
@@ -35,12 +35,12 @@ struct Attribute
 
 using Attributes = std::initializer_list<Attribute>;
 
-/// Writes HTML element by element. Texts and values of attributes are escaped, always: there is no way to write
-/// markup that is a string.
+/// Writes HTML element by element. Text and attribute values are always escaped: there is no way to write a string as
+/// markup.
 class Html final
 {
 public:
-    /// An element that is open as long as this stands.
+    /// An element that stays open during this object's lifetime.
     class [[nodiscard]] Element
     {
     public:
@@ -60,14 +60,14 @@ public:
 
     /// Opens an element: `const auto list = html.in("ul", {{"class", "plain"}});`
     Element in(std::string_view tag, Attributes attributes = {});
-    /// A whole element with nothing but a text in it.
+    /// A whole element containing only text.
     void leaf(std::string_view tag, Attributes attributes, std::string_view text);
     void leaf(std::string_view tag, std::string_view text) { leaf(tag, {}, text); }
-    /// An element of HTML that has no content and no end: input, br, meta, link.
+    /// A void element: input, br, meta, link.
     void empty(std::string_view tag, Attributes attributes = {});
     void text(std::string_view text);
 
-    /// What was written; whole when every element is closed.
+    /// What was written; complete when every element is closed.
     const std::string& document() const { return m_document; }
 
 private:

@@ -15,21 +15,21 @@ namespace localservice {
 
 class Storage;
 
-/// One request of somebody who is signed in.
+/// A request from a signed-in person.
 struct Visit
 {
     const Request& request;
     Storage& storage;
     Person person;
     Seconds now = 0;
-    std::string session;   ///< the key of the session, which never stands in a page
+    std::string session;   ///< the key of the session, which never appears in a page
     std::string formToken; ///< every form of the session carries it
     Form query;
-    Form form;                  ///< the fields that were sent; already known to come from a page of this session
+    Form form;                  ///< the fields sent; already known to come from a page of this session
     bool withinProgram = false; ///< the desktop program runs this service, and needs no advice to find it
 };
 
-/// The part of the site that a page belongs to, marked in the navigation.
+/// The section of the site that a page belongs to, marked in the navigation.
 enum class Section
 {
     None,
@@ -53,18 +53,18 @@ struct Head
 
 /// A page in the site's frame: navigation, heading, what happened last, and the content.
 Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)>& content);
-/// The same for somebody who is not signed in: no navigation.
+/// The same for people who are not signed in: no navigation.
 Reply plainPage(const Head& head, const std::function<void(Html&)>& content);
 
-/// A page that says why something cannot be done.
+/// A page that says why something is not possible.
 Reply problemPage(const Visit& visit, const Problem& problem);
 Reply notFoundPage(const Visit& visit);
 
-/// Sends the browser on after a form was carried out (303). `note` names a line of `notes()` in Frame.cpp that the
-/// next page shows, none when empty.
+/// Redirects the browser after a form was carried out (303). `note` names a line of `notes()` in Frame.cpp for the next
+/// page to show; empty: none.
 Reply goTo(std::string target, std::string_view note = {});
 
-/// Opens a form that changes something: method POST, with the token of the session.
+/// Opens a form that changes something: method POST, with the session's token.
 Html::Element formTo(Html& html, const Visit& visit, std::string_view action, std::string_view cssClass = {});
 
 /// "/daily/65/2024", the page of a day.

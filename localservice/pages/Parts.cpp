@@ -7,7 +7,7 @@ namespace localservice {
 
 namespace {
 
-/// What is left out when it is empty.
+/// An attribute left out when empty.
 std::optional<std::string> given(const std::string& text)
 {
     return text.empty() ? std::nullopt : std::optional(text);
@@ -46,7 +46,7 @@ std::optional<std::string> describedBy(const Field& field)
     return given(error + (error.empty() || help.empty() ? "" : " ") + help);
 }
 
-/// Hundredths of a percent, as a percentage: widths in a picture are no money.
+/// In steps of 0.01 %, as a percentage: exact enough for the width of a bar.
 std::string percent(Seconds part, Seconds whole)
 {
     const auto hundredths = whole > 0 ? std::clamp<Seconds>(part * 10000 / whole, 0, 10000) : 0;
@@ -174,7 +174,7 @@ void writeCheck(Html& html, const Check& check)
 void writeTable(Html& html, std::string_view caption, const std::vector<Column>& columns,
                 const std::function<void()>& rows, const std::vector<std::string>& total)
 {
-    // What is too wide for a small screen is moved sideways within its box, with the keyboard too.
+    // A table too wide for a small screen scrolls within its box, by keyboard too.
     const auto box = html.in("div", {{"class", "table"}, {"role", "region"}, {"aria-label", caption}, {"tabindex", 0}});
     const auto table = html.in("table");
     html.leaf("caption", {{"class", "unseen"}}, caption);

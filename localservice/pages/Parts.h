@@ -7,33 +7,33 @@
 #include <utility>
 #include <vector>
 
-// What pages are made of: fields, tables, bars, questions. The classes that they use stand on top of style/base.css.
+// What pages are made of: fields, tables, bars, questions. Their classes are listed at the top of style/base.css.
 
 namespace localservice {
 
-/// A field of a form: its label above it, help and what is wrong with it below, both tied to it for screen readers.
+/// A field of a form: its label above it, help and error below, both tied to it for screen readers.
 struct Field
 {
     std::string name;
     std::string label;
     std::string value = {};
     std::string help = {};
-    std::string error = {};    ///< why it was not accepted; empty when it was
+    std::string error = {};    ///< why it was rejected; empty when it was not
     std::string type = "text"; ///< of the input element
     bool required = false;
     std::string id = {}; ///< the name when empty; for pages that have two fields of one name
     std::string autocomplete = "off";
     std::string inputMode = {};
     std::string placeholder = {};
-    int longest = 0;           ///< characters that it takes, as many as one likes when 0
+    int longest = 0;           ///< maximum length in characters, 0: unlimited
     std::string cssClass = {}; ///< "short" for a few characters, "hours", "wide"
     bool autofocus = false;
-    bool optional = false;   ///< says so behind the label
+    bool optional = false;   ///< the label says so
     std::string fewest = {}; ///< the least value that numbers and dates may have
     std::string most = {};
 };
 
-/// One choice of a list; a group's choices follow each other.
+/// One choice of a list; a group's choices are consecutive.
 struct Choice
 {
     std::string value;
@@ -42,16 +42,16 @@ struct Choice
 };
 
 void writeField(Html& html, const Field& field);
-/// A value that goes along with a form, unseen.
+/// A hidden value sent along with a form.
 void writeHidden(Html& html, std::string_view name, const std::string& value);
-/// Why a form as a whole was not accepted.
+/// Why a form as a whole was rejected.
 void writeProblem(Html& html, std::string_view message);
-/// The same for a text of several lines.
+/// The same for text of several lines.
 void writeTextArea(Html& html, const Field& field, int rows = 3);
-/// The same with a list to choose from; the choice of `field.value` is the present one.
+/// The same with a list to choose from; `field.value` is the current choice.
 void writeChoice(Html& html, const Field& field, const std::vector<Choice>& choices);
 
-/// A check box with its label behind it.
+/// A check box with its label after it.
 struct Check
 {
     std::string name;
@@ -66,35 +66,34 @@ void writeCheck(Html& html, const Check& check);
 
 struct Column
 {
-    std::string name; ///< what stands in the head, for screen readers alone when `quiet`
+    std::string name; ///< the column's heading, only for screen readers when `quiet`
     bool number = false;
     bool quiet = false;
 };
 
-/// A table with its caption (for screen readers), head, rows and, when there are any, the cells of a total. `rows`
-/// writes a "tr" for each.
+/// A table with its caption (for screen readers), head, rows and, if there are any, the cells of a total. `rows` writes
+/// a "tr" for each.
 void writeTable(Html& html, std::string_view caption, const std::vector<Column>& columns,
                 const std::function<void()>& rows, const std::vector<std::string>& total = {});
-/// A cell with digits under digits.
+/// A cell whose digits align in columns.
 void writeNumber(Html& html, std::string_view text);
 
-/// A piece of a bar: how much it is, and its class in the style sheet ("billable", "other", …).
+/// A segment of a bar: its amount, and its class in the style sheet ("billable", "other", …).
 struct Share
 {
     Seconds amount = 0;
     std::string cssClass = "billable";
 };
 
-/// A bar of which `shares` fill as much as they have of `whole`. Screen readers pass it by: its number stands beside
-/// it.
+/// A bar filled by `shares` in proportion to `whole`. Hidden from screen readers: its number is beside it.
 void writeBar(Html& html, const std::vector<Share>& shares, Seconds whole);
-/// The same standing upright, filled from below.
+/// The same upright, filled from below.
 void writeUprightBar(Html& html, const std::vector<Share>& shares, Seconds whole);
 
-/// What stands where records will be, and how to begin; no link when `path` is empty.
+/// Shown in place of records while there are none, with how to begin; no link when `path` is empty.
 void writeEmpty(Html& html, std::string_view text, std::string_view path = {}, std::string_view linkText = {});
 
-/// What cannot be undone is asked for on a page of its own.
+/// A page that asks before something that cannot be undone.
 struct Question
 {
     std::string title;  ///< "Delete This Entry?"

@@ -23,8 +23,8 @@ std::string subdomainOf(const Visit& visit)
         .value_or(std::string());
 }
 
-/// What follows the account's name in the host by which programs reach it: ".localhost:8787". Empty when the browser
-/// came by an address that tells nothing about it.
+/// What follows the account's name in the host that programs use: ".localhost:8787". Empty when the browser used an
+/// address that does not show it.
 std::string domainOf(const Request& request, const std::string& subdomain)
 {
     const std::string host(request.header("Host"));
@@ -84,7 +84,7 @@ void writeNewPassword(Html& html, const std::string& email, bool typed, const st
 tl::expected<NewPassword, Problem> newPasswordIn(const Form& form)
 {
     NewPassword result;
-    // Whoever typed one meant it, whatever is marked above it.
+    // A typed password was meant, whichever button is selected above it.
     result.typed = form.text("password-by") == "typed" || !form.text(TypedField).empty();
     if (!result.typed) {
         const auto made = randomPassword();

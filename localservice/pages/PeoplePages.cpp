@@ -22,7 +22,7 @@ std::string pathOf(Id person)
     return List + "/" + std::to_string(person);
 }
 
-/// The form of a person as it was typed, and what was wrong with it.
+/// The form of a person as typed, and what was wrong with it.
 struct Draft
 {
     PersonDetails details;
@@ -172,7 +172,7 @@ Reply newPage(const Visit& visit, const Draft& draft)
                 });
 }
 
-/// Shown once, in answer to the form itself: only a hash of the password is kept.
+/// Shown once, in the reply to the form itself: only a hash of the password is kept.
 Reply passwordPage(const Visit& visit, const Member& member, const std::string& password, bool isNew)
 {
     return page(visit,
@@ -337,7 +337,7 @@ Reply personPage(const Visit& visit, Id id, const Draft* typed = nullptr)
                 });
 }
 
-/// The person's page again when something was refused, else what comes next.
+/// The person's page again when something was rejected, else the next page.
 Reply after(const Visit& visit, Id id, const People::Done& done, std::string_view note, Draft draft)
 {
     if (done)

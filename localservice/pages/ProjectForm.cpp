@@ -11,7 +11,7 @@ bool holds(const std::vector<Id>& ids, Id id)
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-/// What was sent, and what the person had been shown: a field that they did not touch leaves what somebody else saved
+/// What was sent, and what the person had been shown: a field they did not edit keeps what was saved elsewhere
 /// meanwhile.
 struct Sent
 {
@@ -19,12 +19,12 @@ struct Sent
 
     bool touched(std::string_view name) const { return form.text(name) != form.text("was-" + std::string(name)); }
     bool touchedBox(std::string_view name) const { return form.has(name) != form.has("was-" + std::string(name)); }
-    /// Whether the box of that record was ticked or unticked, among boxes of one name.
+    /// Whether that record's box was ticked or unticked, among boxes of one name.
     bool touched(std::string_view name, Id id) const
     {
         return holds(form.ids(name), id) != holds(form.ids("was-" + std::string(name)), id);
     }
-    /// The records whose boxes are (`now`) or were ticked, and the other way round before.
+    /// The records whose boxes are (`now`) or were ticked, and the opposite before.
     std::vector<Id> changed(std::string_view name, bool now) const
     {
         const auto ticked = form.ids(name);
@@ -50,7 +50,7 @@ std::vector<std::string> lines(const std::string& text)
     return result;
 }
 
-/// Puts what was typed into what the file says, where the person touched it.
+/// Applies edited fields on top of the stored values.
 void overlay(ProjectView& view, const Form& form, bool fresh)
 {
     const Sent sent{form};
@@ -177,7 +177,7 @@ void writeTasks(Html& html, const ProjectView& view, const Form& form, const std
     const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-labelledby", "tasks"}});
     html.leaf("h2", {{"id", "tasks"}}, "Tasks");
     html.leaf("p", {{"class", "faint"}}, "The kinds of work that people can choose on this project.");
-    // With many tasks, what is not offered is folded away.
+    // With many tasks, those not offered are folded away.
     std::vector<ProjectTask> first;
     std::vector<ProjectTask> rest;
     for (const auto& task : view.tasks)
@@ -227,7 +227,7 @@ void writePeople(Html& html, const ProjectView& view, bool fresh)
     }
 }
 
-/// What the form shows, sent back with it.
+/// The values shown by the form, sent back with it.
 void writeShown(Html& html, const ProjectView& view)
 {
     writeHidden(html, "was-name", view.fields.name);
@@ -277,7 +277,7 @@ Catalog::Added saveProject(Catalog& catalog, const Form& form, Id project)
         return tl::unexpected(changed.error());
     }
 
-    // The boxes of a new project say what is to be; those of another what is to change.
+    // The boxes of a new project are absolute; those of an existing one are changes.
     const auto billable = form.ids("task-billable");
     for (const Id task : fresh ? form.ids("task") : sent.changed("task", true)) {
         if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
@@ -290,7 +290,7 @@ Catalog::Added saveProject(Catalog& catalog, const Form& form, Id project)
             if (const auto offered = catalog.offerTask(project, task, holds(billable, task)); !offered)
                 return tl::unexpected(offered.error());
         }
-        // Withdrawn or released by somebody else meanwhile is what was asked for.
+        // If someone else has already withdrawn or released it, all is as requested.
         for (const Id task : sent.changed("task", false))
             catalog.withdrawTask(project, task);
         for (const Id person : sent.changed("person", false))

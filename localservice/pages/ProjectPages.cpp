@@ -30,7 +30,7 @@ void writeHours(Html& html, const ProjectView& view)
     }
 }
 
-/// The form of a project, as the file has it and, when a problem sent it back, as it was typed.
+/// The form of a project, as stored and, when a problem sent it back, as typed.
 Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
 {
     const bool fresh = id == 0;
@@ -66,7 +66,7 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
                 });
 }
 
-/// What others see of a project that they can book on.
+/// What others see of a project they may book on.
 Reply readOnlyPage(const Visit& visit, Id id)
 {
     const auto view = CatalogViews(visit).project(id);

@@ -24,7 +24,7 @@ struct Seen
     std::set<Id> projects;      ///< that the person may open
 };
 
-/// What was asked for: the range, or why there is none.
+/// The requested range, or why there is none.
 struct Asked
 {
     DayRange range;
@@ -37,7 +37,7 @@ struct Asked
 Asked askedIn(const Visit& visit)
 {
     Asked asked{thisWeek(localDay(visit.now)), visit.query.trimmed("from"), visit.query.trimmed("to")};
-    // Nobody but an administrator chooses.
+    // Only administrators may choose.
     asked.person = visit.person.admin ? visit.query.id("person") : visit.person.id;
     if (asked.from.empty() && asked.to.empty()) {
         asked.from = isoDayText(asked.range.from);
@@ -163,7 +163,7 @@ void writeFigures(Html& html, const Seen& seen)
            count > 1 ? hoursMinutes(total.all / count) + " a day" : std::string());
 }
 
-/// The scale of a picture: a round number of hours, no less than `most`.
+/// The scale of a chart: a round number of hours, no less than `most`.
 Seconds roundHours(Seconds most)
 {
     for (Seconds power = 1;; power *= 10) {
@@ -181,7 +181,7 @@ void writeChart(Html& html, const std::vector<Step>& steps)
     for (const auto& step : steps)
         most = std::max(most, step.amount.all);
     const Seconds scale = roundHours(std::max(most, Seconds{2} * 3600));
-    // The table below has the same numbers for everybody who does not see the picture.
+    // The table below has the same numbers for those who cannot see the chart.
     const auto chart = html.in("div", {{"class", "chart"}, {"aria-hidden", "true"}});
     {
         const auto axis = html.in("div", {{"class", "axis"}});
@@ -266,7 +266,7 @@ struct Group
 {
     std::string title;
     std::string name;
-    std::function<std::string(const ReportLine&)> path = {}; ///< of what a line is about, empty for no link
+    std::function<std::string(const ReportLine&)> path = {}; ///< of the line's subject, empty for no link
 };
 
 void writeGroup(Html& html, const Group& group, const std::vector<ReportLine>& lines, const Amount& total)

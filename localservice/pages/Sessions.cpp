@@ -9,7 +9,7 @@ namespace {
 
 constexpr Seconds LongestPause = Seconds{12} * 3600;
 constexpr Seconds LongestLife = Seconds{7} * 24 * 3600;
-// Each write is flushed to the disk; a page that is looked at twice within a minute needs none.
+// Each write is flushed to disk; a page viewed twice within a minute needs none.
 constexpr Seconds UseResolution = 60;
 
 } // namespace
@@ -47,7 +47,7 @@ std::optional<Person> Sessions::find(std::string_view key, Seconds now)
     if (!found || !*found)
         return {};
     if (now - used >= UseResolution) {
-        // That the use was not noted costs a sign-in some hours later; the page is more important.
+        // An unrecorded use costs a sign-in some hours later; the page is more important.
         static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
             SQLite::Statement update(database, "UPDATE sessions SET used_at = ? WHERE digest = ?");
             SQLite::bind(update, now, digest);
@@ -60,7 +60,7 @@ std::optional<Person> Sessions::find(std::string_view key, Seconds now)
 
 void Sessions::end(std::string_view key)
 {
-    // A session that cannot be deleted ends by itself; the browser has forgotten it by now.
+    // A session that cannot be deleted expires; the browser has already forgotten it.
     static_cast<void>(m_storage.change([&](SQLite::Database& database) -> tl::expected<void, Problem> {
         SQLite::Statement statement(database, "DELETE FROM sessions WHERE digest = ?");
         statement.bind(1, digestOf("session " + std::string(key)));

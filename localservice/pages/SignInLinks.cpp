@@ -31,7 +31,7 @@ std::optional<Id> SignInLinks::take(std::string_view key, Seconds now)
 {
     const std::string digest = digestOf("link " + std::string(key));
     const std::lock_guard lock(m_mutex);
-    // A clock that was set back makes no link last longer.
+    // Setting the clock back extends no link.
     std::erase_if(m_links, [now](const Link& link) { return std::abs(now - link.made) > LongestLife; });
     const auto found =
         std::find_if(m_links.begin(), m_links.end(), [&](const Link& link) { return link.digest == digest; });

@@ -10,14 +10,14 @@
 
 namespace localservice {
 
-/// Keys by which a browser arrives signed in without a password: 256 random bits each, good for one sign-in within a
-/// minute. In memory only, as digests. Thread-safe.
+/// Keys that sign a browser in without a password: 256 random bits each, good for one sign-in within a minute. In
+/// memory only, as digests. Thread-safe.
 class SignInLinks final
 {
 public:
     /// A key for that person; nothing when there are no random numbers.
     std::optional<std::string> make(Id person, Seconds now);
-    /// Whose key it is, which then is no key any more.
+    /// Whose key it is; the key is then used up.
     std::optional<Id> take(std::string_view key, Seconds now);
 
 private:

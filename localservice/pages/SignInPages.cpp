@@ -17,7 +17,7 @@ struct Reason
     std::string_view text;
 };
 
-// Named in addresses rather than written there, so that nobody can put words into our mouth by a link.
+// The address contains only its name, so that no link can put words into our mouth.
 constexpr std::array Reasons{
     Reason{SignInReason::SessionEnded, "ended", "Your session has ended. Sign in to continue where you were."},
     Reason{SignInReason::SignedOut, "out", "You are signed out."},
@@ -34,7 +34,7 @@ bool isPassword(std::string_view name)
     return name.find("password") != std::string_view::npos;
 }
 
-/// "spent_at" as people read it: "Spent at".
+/// A readable form of "spent_at": "Spent at".
 std::string readable(std::string name)
 {
     std::replace(name.begin(), name.end(), '_', ' ');
@@ -43,14 +43,14 @@ std::string readable(std::string name)
     return name;
 }
 
-/// Whether it names records, such as 12 or 12-7, which say nothing to people.
+/// Whether it names records, such as 12 or 12-7, which mean nothing to people.
 bool isRecord(std::string_view value)
 {
     return value.find_first_not_of("0123456789-") == std::string_view::npos &&
            std::count(value.begin(), value.end(), '-') < 2;
 }
 
-/// Where the password comes from that people are asked for.
+/// Where people find the password they are asked for.
 void writeAdvice(Html& html, bool withinProgram)
 {
     const auto advice = html.in("div", {{"class", "advice"}});

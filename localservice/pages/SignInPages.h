@@ -8,14 +8,14 @@
 
 namespace localservice {
 
-/// A form that was sent when there was no session any more: kept in the page, and sent again when somebody has signed
-/// in and looked at it, so that nothing is lost and nothing is done unasked.
+/// A form sent after its session had ended: kept in the page, and sent again once somebody has signed in and looked at
+/// it, so that nothing is lost and nothing is done without consent.
 struct HeldForm
 {
     std::string target = {};
     std::string fields = {}; ///< encoded as a body, without the session's token
 
-    /// Nothing is kept of a form with passwords in it.
+    /// A form with passwords is not kept.
     static HeldForm of(const Request& request);
     bool empty() const { return target.empty(); }
 };
@@ -27,7 +27,7 @@ enum class SignInReason
     SessionEnded,
     SignedOut,
     LinkUsed,
-    LinkOfAnother, ///< not known to be a browser of the user whom the link is for
+    LinkOfAnother, ///< the browser is not known to belong to the user the link is for
 };
 
 struct SignIn
@@ -43,16 +43,16 @@ struct SignIn
     int status = 200;
 };
 
-/// What people read instead of whether their password is right.
+/// The message shown instead of whether the password is right.
 constexpr const char* TooManyTries = "There were too many attempts. Try again in a few minutes.";
 
 Reply signInPage(const SignIn& signIn);
 /// The address of the sign-in page that goes on to `target`.
 std::string signInPath(std::string_view target, SignInReason reason = SignInReason::None);
-/// The reason that such an address names.
+/// The reason named by such an address.
 SignInReason signInReason(const Form& query);
 
-/// Shows a form that was held back, to be sent once more.
+/// Shows a form that was held back, to be sent again.
 Reply sendAgainPage(const Visit& visit, const HeldForm& held);
 
 } // namespace localservice

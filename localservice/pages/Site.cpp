@@ -32,16 +32,16 @@ std::optional<uid_t> userOf(const Request& request)
     return request.user ? request.user() : std::nullopt;
 }
 
-/// Whether the browser is this machine's user's own: whoever else reads a link (the command line that starts a browser
-/// is public) gets nowhere with it.
+/// Whether the browser belongs to this machine's user: a link is useless to others who read it (the command line that
+/// starts a browser is public).
 bool isOwnBrowser(const Request& request)
 {
     return userOf(request) == ::geteuid();
 }
 
-/// The key of the session that a cookie's secret stands for: empty when it stands for none. Browsers give the cookie to
-/// whatever listens at our name, on any port, and without encryption that may be another user's program: what it got is
-/// worth nothing from there. Who cannot be told is nobody.
+/// The session key for a cookie's secret: empty when there is none. Browsers send the cookie to any port of our name,
+/// and without encryption another user's program may listen there: so the key includes the user, and the cookie is
+/// worthless to others. An unknown user has no key.
 std::string sessionKey(const Request& request, std::string_view secret)
 {
     const auto user = secret.empty() || request.secure ? std::nullopt : userOf(request);
@@ -214,7 +214,7 @@ Reply Site::followLink(const Request& request, Seconds now)
 {
     const auto query = Form::read(request.query());
     const std::string target = pathHere(query.text("to"));
-    // A look ahead must not use the link up before the person comes.
+    // A prefetch must not use up the link before the person comes.
     if (!isGoneTo(request))
         return goTo(signInPath(target));
     const auto session = m_sessions.find(sessionKey(request), now);
@@ -225,7 +225,7 @@ Reply Site::followLink(const Request& request, Seconds now)
     const auto secret = person ? enter(request, *person, now) : std::nullopt;
     if (const auto trouble = m_storage.trouble(); person && !secret && trouble)
         return plainProblem(trouble->status, "That Did Not Work", trouble->message);
-    // Opening another from the menu would help nobody whose browser is not known.
+    // Opening another from the menu would not help when the browser's user is unknown.
     const auto reason = m_options.signInLinks && !isOwn ? SignInReason::LinkOfAnother : SignInReason::LinkUsed;
     return secret ? withSessionCookie(goTo(target), request, *secret) : goTo(signInPath(target, reason));
 }
@@ -236,7 +236,7 @@ std::optional<std::string> Site::enter(const Request& request, Id person, Second
     const auto session = sessionKey(request, secret.value_or(std::string()));
     if (session.empty() || !m_sessions.begin(session, person, now))
         return {};
-    // Whoever was signed in with this browser before is not any more.
+    // Whoever was signed in with this browser before no longer is.
     if (const auto before = sessionKey(request); !before.empty())
         m_sessions.end(before);
     return secret;
@@ -294,7 +294,7 @@ Reply Site::answerTo(const Visit& visit)
     }
     if (!isThere)
         return notFoundPage(visit);
-    // Mostly a page that was left for something else: the address of a form was opened again.
+    // Usually a page left and returned to: the address of a form was opened again.
     return wrongMethod(notFoundPage(visit), method == "GET" ? "POST" : "GET, HEAD");
 }
 

@@ -15,14 +15,14 @@ namespace localservice {
 class PasswordSignIn;
 class Storage;
 
-/// The pages for people's browsers. Everything but signing in needs a session; every form needs its token. Any thread.
+/// The pages for browsers. Everything but signing in needs a session; every form needs its token. Any thread.
 class Site final
 {
 public:
-    /// Makes the answer to a request; `numbers` are the path's pieces where the route has "#".
+    /// Handles a request; `numbers` are the path segments where the route has "#".
     using Handler = std::function<Reply(const Visit& visit, const std::vector<Id>& numbers)>;
 
-    /// Who may ask: everybody who is signed in, or administrators alone.
+    /// Who may use a route: everyone signed in, or administrators only.
     enum class For
     {
         Everybody,
@@ -42,11 +42,11 @@ public:
 
     Reply answer(const Request& request);
 
-    /// The path by which a browser of this machine's user arrives at `target` signed in as that person of the account,
-    /// once and within a minute: `target` itself when there are no such links here.
+    /// The path that leads a browser of this machine's user to `target`, signed in as that person of the account, once
+    /// and within a minute: `target` itself when there are no such links here.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target);
 
-    /// For pages that ask for a password once more.
+    /// For pages that ask for the password again.
     PasswordSignIn& passwordSignIn() const { return m_signIn; }
 
     /// `path` has "#" for a number: "/projects/#". Forms are sent with POST, everything else is GET.
@@ -74,7 +74,7 @@ private:
     Reply askToSignIn(const Request& request, const Account& account, bool hadSession);
     Reply signIn(const Request& request, const Account& account, Seconds now);
     Reply followLink(const Request& request, Seconds now);
-    /// Begins a session; answers the secret for its cookie.
+    /// Starts a session; returns the secret for its cookie.
     std::optional<std::string> enter(const Request& request, Id person, Seconds now);
     Visit visit(const Request& request, std::string_view session, Person person, Seconds now);
 
