@@ -315,7 +315,9 @@ void Context::scan(std::string_view entityName, const Predicate& predicate, cons
 {
     const Entity& entity = entityNamed(entityName);
     std::vector<std::size_t> attributeIndexes;
+    attributeIndexes.reserve(attributes.size());
     std::vector<std::size_t> toOneIndexes;
+    toOneIndexes.reserve(toOnes.size());
     for (const std::string& name : attributes)
         attributeIndexes.push_back(static_cast<std::size_t>(entity.attributeIndex(name)));
     for (const std::string& name : toOnes)
@@ -396,7 +398,7 @@ tl::expected<void, Error> Context::save()
 {
     std::shared_ptr<const ChangeSet> changes;
     try {
-        const auto written = onStore([&](Connection& store) -> tl::expected<void, Error> {
+        auto written = onStore([&](Connection& store) -> tl::expected<void, Error> {
             Save save(*this, store);
             if (!m_changed.empty()) {
                 if (auto result = save.write(); !result)

@@ -33,7 +33,7 @@ constexpr std::size_t MaxProperties = 32;
 std::vector<std::string> strings(const QJsonArray& texts)
 {
     std::vector<std::string> strings;
-    for (const QJsonValue& text : texts)
+    for (const QJsonValue text : texts)
         strings.push_back(text.toString().toStdString());
     return strings;
 }
@@ -73,7 +73,7 @@ std::optional<Entity> readEntity(const QJsonObject& description, int index)
                                             it.value()["attribute"_L1].toString().toStdString(),
                                             it.value()["equals"_L1].toBool()});
     }
-    for (const QJsonValue& key : description["unique"_L1].toArray())
+    for (const QJsonValue key : description["unique"_L1].toArray())
         entity.uniqueKeys.push_back(strings(key.toArray()));
     if (entity.name.empty() || entity.attributes.size() > MaxProperties || entity.relationships.size() > MaxProperties)
         return std::nullopt;
@@ -122,7 +122,7 @@ std::optional<Model> Model::fromJson(const QByteArray& json)
 {
     const QJsonArray descriptions = QJsonDocument::fromJson(json).object().value("entities"_L1).toArray();
     Model model;
-    for (const QJsonValue& description : descriptions) {
+    for (const QJsonValue description : descriptions) {
         std::optional<Entity> entity = readEntity(description.toObject(), static_cast<int>(model.m_entities.size()));
         if (!entity)
             return std::nullopt;
