@@ -1,5 +1,6 @@
 #include "EditRun.h"
 
+#include "support/InRow.h"
 #include "support/TestMain.h"
 
 #include <QCalendarWidget>
@@ -143,31 +144,24 @@ private slots:
         }
     }
 
-    void takesAnyNotes_data()
-    {
-        QTest::addColumn<QString>("notes");
-        QTest::addColumn<QByteArray>("sent");
-        const auto row = [](const char* name, const QString& notes) { QTest::newRow(name) << notes << notes.toUtf8(); };
-        row("emoji", u"👩🏽‍💻 🏳️‍🌈 ☕️"_s);
-        row("lines", u"one\n\n  three\n"_s);
-        QTest::newRow("controls") << u"a\u0001b\u001bc"_s << QByteArray("abc");
-        row("long", u"All work and no play. "_s.repeated(5000));
-    }
-
     void takesAnyNotes()
     {
-        QFETCH(QString, notes);
-        QFETCH(QByteArray, sent);
-        EditRun run;
-        run.book();
-        run.edit();
-        run.paste(run.notes(), notes);
-        run.press(Qt::Key_Return);
-        QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
-        // What the service has is shown, and goes back untouched.
-        run.edit();
-        run.save();
-        QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+        for (const QString& notes : {u"👩🏽‍💻 🏳️‍🌈 ☕️"_s, u"one\n\n  three\n"_s,
+                                     u"a\u0001b\u001bc"_s, u"All work and no play. "_s.repeated(5000)}) {
+            const support::InRow inRow(notes);
+            // Without the control characters.
+            const QByteArray sent = QString(notes).remove(u'\u0001').remove(u'\u001b').toUtf8();
+            EditRun run;
+            run.book();
+            run.edit();
+            run.paste(run.notes(), notes);
+            run.press(Qt::Key_Return);
+            QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+            // What the service has is shown, and goes back untouched.
+            run.edit();
+            run.save();
+            QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
+        }
     }
 
     void saysWhatIsMissing()
@@ -386,70 +380,65 @@ private slots:
         QCOMPARE(run.sent(), request("First draft", "  <hours>1.50</hours>\n", 1, 1, "Sun, 10 Feb 2013"));
     }
 
-    void survivesRefreshes_data()
-    {
-        QTest::addColumn<bool>("timestamps");
-        QTest::newRow("hours") << false;
-        QTest::newRow("times") << true;
-    }
-
     void survivesRefreshes()
     {
-        QFETCH(bool, timestamps);
-        EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
-        const QString id = run.book();
-        run.edit();
-        int refreshes = 0;
-        // Each brings other notes, hours and times for the entry.
-        const auto refresh = [&] {
-            run.answerDay(EditRun::entryElement(
-                id, "<hours>5.0</hours><started_at>1:00am</started_at><ended_at>6:00am</ended_at><notes>Changed " +
-                        QByteArray::number(++refreshes) + "</notes>"));
-            run.refresh();
-            QCOMPARE(run.entry(id)->notes(), u"Changed %1"_s.arg(refreshes));
-        };
-        const auto typeWithRefreshes = [&](QWidget& field, const QString& text) {
-            run.type(field, u""_s);
-            for (const QChar sign : text) {
-                QTest::keyClicks(&field, QString(sign));
-                const auto* line = qobject_cast<QLineEdit*>(&field);
-                const QString before = line ? line->text() : run.notes().text();
-                const QString selected = line ? line->selectedText() : QString();
-                const int caret = line ? line->cursorPosition() : run.notes().textCursor().position();
-                refresh();
-                QCOMPARE(line ? line->text() : run.notes().text(), before);
-                QCOMPARE(line ? line->selectedText() : QString(), selected);
-                QCOMPARE(line ? line->cursorPosition() : run.notes().textCursor().position(), caret);
-                QCOMPARE(run.window()->focusWidget(), &field);
-                QVERIFY(run.isOpen());
+        for (const bool timestamps : {false, true}) {
+            const support::InRow inRow(timestamps ? "times" : "hours");
+            EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+            const QString id = run.book();
+            run.edit();
+            int refreshes = 0;
+            // Each brings other notes, hours and times for the entry.
+            const auto refresh = [&] {
+                run.answerDay(EditRun::entryElement(
+                    id, "<hours>5.0</hours><started_at>1:00am</started_at><ended_at>6:00am</ended_at><notes>Changed " +
+                            QByteArray::number(++refreshes) + "</notes>"));
+                run.refresh();
+                QCOMPARE(run.entry(id)->notes(), u"Changed %1"_s.arg(refreshes));
+            };
+            const auto typeWithRefreshes = [&](QWidget& field, const QString& text) {
+                run.type(field, u""_s);
+                for (const QChar sign : text) {
+                    QTest::keyClicks(&field, QString(sign));
+                    const auto* line = qobject_cast<QLineEdit*>(&field);
+                    const QString before = line ? line->text() : run.notes().text();
+                    const QString selected = line ? line->selectedText() : QString();
+                    const int caret = line ? line->cursorPosition() : run.notes().textCursor().position();
+                    refresh();
+                    QCOMPARE(line ? line->text() : run.notes().text(), before);
+                    QCOMPARE(line ? line->selectedText() : QString(), selected);
+                    QCOMPARE(line ? line->cursorPosition() : run.notes().textCursor().position(), caret);
+                    QCOMPARE(run.window()->focusWidget(), &field);
+                    QVERIFY(run.isOpen());
+                }
+            };
+            typeWithRefreshes(run.project(), u"intr"_s);
+            QCOMPARE(run.project().text(), u"intranet"_s);
+            run.press(Qt::Key_Tab);
+            refresh();
+            typeWithRefreshes(run.task(), u"sup"_s);
+            run.press(Qt::Key_Tab);
+            refresh();
+            QCOMPARE(run.project().text(), u"Intranet"_s);
+            QCOMPARE(run.task().text(), u"Support"_s);
+            typeWithRefreshes(run.notes(), u"My own"_s);
+            if (timestamps) {
+                typeWithRefreshes(run.startTime(), u"7:15"_s);
+                typeWithRefreshes(run.endTime(), u"8:45"_s);
+            } else {
+                typeWithRefreshes(run.hours(), u"1:45"_s);
             }
-        };
-        typeWithRefreshes(run.project(), u"intr"_s);
-        QCOMPARE(run.project().text(), u"intranet"_s);
-        run.press(Qt::Key_Tab);
-        refresh();
-        typeWithRefreshes(run.task(), u"sup"_s);
-        run.press(Qt::Key_Tab);
-        refresh();
-        QCOMPARE(run.project().text(), u"Intranet"_s);
-        QCOMPARE(run.task().text(), u"Support"_s);
-        typeWithRefreshes(run.notes(), u"My own"_s);
-        if (timestamps) {
-            typeWithRefreshes(run.startTime(), u"7:15"_s);
-            typeWithRefreshes(run.endTime(), u"8:45"_s);
-        } else {
-            typeWithRefreshes(run.hours(), u"1:45"_s);
+            run.date().setDate(QDate(2013, 1, 10));
+            refresh();
+            run.peer.forgetRequests();
+            run.save();
+            QCOMPARE(run.sent(), request("My own",
+                                         timestamps ? "  <hours>1.50</hours>\n"
+                                                      "  <started_at>7:15AM</started_at>\n"
+                                                      "  <ended_at>8:45AM</ended_at>\n"
+                                                    : "  <hours>1.75</hours>\n",
+                                         2, 3, "Thu, 10 Jan 2013"));
         }
-        run.date().setDate(QDate(2013, 1, 10));
-        refresh();
-        run.peer.forgetRequests();
-        run.save();
-        QCOMPARE(run.sent(), request("My own",
-                                     timestamps ? "  <hours>1.50</hours>\n"
-                                                  "  <started_at>7:15AM</started_at>\n"
-                                                  "  <ended_at>8:45AM</ended_at>\n"
-                                                : "  <hours>1.75</hours>\n",
-                                     2, 3, "Thu, 10 Jan 2013"));
     }
 
     void followsATimerThatStops()
@@ -549,81 +538,70 @@ private slots:
         QCOMPARE(run.sent(), QByteArray());
     }
 
-    void keepsWhatCouldNotBeSaved_data()
-    {
-        QTest::addColumn<bool>("timestamps");
-        QTest::addColumn<QString>("then");
-        QTest::addColumn<bool>("kept");
-        QTest::newRow("hours") << false << QString() << true;
-        QTest::newRow("times") << true << QString() << true;
-        QTest::newRow("sign-in page") << false << u"html"_s << true;
-        QTest::newRow("taken for saved") << false << u"404"_s << false;
-        QTest::newRow("cancelled") << false << u"cancel"_s << false;
-        QTest::newRow("changed elsewhere") << false << u"change"_s << false;
-        QTest::newRow("signed out") << false << u"sign out"_s << false;
-    }
-
     void keepsWhatCouldNotBeSaved()
     {
-        QFETCH(bool, timestamps);
-        QFETCH(QString, then);
-        QFETCH(bool, kept);
-        EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
-        const QString id = run.book();
-        const QString other = run.book(u"Second"_s);
-        const support::Reply failure{500, "<hash><message>No</message></hash>"};
-        const support::Reply page{200, "<!DOCTYPE html><html></html>"};
-        const support::Reply gone{404, "<hash><message>No</message></hash>"};
-        // The service fails both, and has what it had before.
-        run.peer.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
-                                                                   : then == u"404" ? gone
-                                                                                    : failure});
-        run.peer.answer("POST /daily/update/" + other.toStdString(), {failure});
-        run.edit();
-        run.type(run.project(), u"intra"_s);
-        run.press(Qt::Key_Tab);
-        run.type(run.task(), u"su"_s);
-        run.press(Qt::Key_Tab);
-        run.type(run.notes(), u"All that I did"_s);
-        timestamps ? run.type(run.startTime(), u"6:15"_s) : run.type(run.hours(), u"2:20"_s);
-        run.date().setDate(QDate(2013, 1, 14));
-        run.save();
-        run.settle();
-        run.edit(1);
-        run.type(run.notes(), u"Another"_s);
-        run.save();
-        run.settle();
-        if (then == u"change")
-            run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>Changed</notes>"
-                                                    "<updated_at>Tue, 15 Jan 2013 09:30:00 +0000</updated_at>"));
-        run.refresh();
-        QCOMPARE(run.entry(id)->notes(), then == u"change" ? u"Changed"_s : u"First draft"_s);
-        if (then == u"sign out") {
-            run.menulet->clearAllData();
-            run.menulet->initializeQuillonData();
-            service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
-            run.settle();
-        }
-        run.edit();
-        if (then == u"cancel") {
-            QCOMPARE(run.notes().text(), u"All that I did"_s);
-            run.cancel();
+        for (const QString& then :
+             {u"hours"_s, u"times"_s, u"html"_s, u"404"_s, u"cancel"_s, u"change"_s, u"sign out"_s}) {
+            const support::InRow inRow(then);
+            const bool timestamps = then == u"times";
+            const bool kept = timestamps || then == u"hours" || then == u"html";
+            EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
+            const QString id = run.book();
+            const QString other = run.book(u"Second"_s);
+            const support::Reply failure{500, "<hash><message>No</message></hash>"};
+            const support::Reply page{200, "<!DOCTYPE html><html></html>"};
+            const support::Reply gone{404, "<hash><message>No</message></hash>"};
+            // The service fails both, and has what it had before.
+            run.peer.answer("POST /daily/update/" + id.toStdString(), {then == u"html"  ? page
+                                                                       : then == u"404" ? gone
+                                                                                        : failure});
+            run.peer.answer("POST /daily/update/" + other.toStdString(), {failure});
             run.edit();
-        }
-        if (!kept) {
-            QVERIFY(run.notes().text() != u"All that I did"_s);
-        } else {
-            QCOMPARE(run.date().date(), QDate(2013, 1, 14));
+            run.type(run.project(), u"intra"_s);
+            run.press(Qt::Key_Tab);
+            run.type(run.task(), u"su"_s);
+            run.press(Qt::Key_Tab);
+            run.type(run.notes(), u"All that I did"_s);
+            timestamps ? run.type(run.startTime(), u"6:15"_s) : run.type(run.hours(), u"2:20"_s);
+            run.date().setDate(QDate(2013, 1, 14));
             run.save();
-            QCOMPARE(run.sent(), request("All that I did",
-                                         timestamps ? "  <hours>2.25</hours>\n"
-                                                      "  <started_at>6:15AM</started_at>\n"
-                                                      "  <ended_at>8:30AM</ended_at>\n"
-                                                    : "  <hours>2.33</hours>\n",
-                                         2, 3, "Mon, 14 Jan 2013"));
-            // The other one waits as well, by now the only one of its day.
+            run.settle();
+            run.edit(1);
+            run.type(run.notes(), u"Another"_s);
+            run.save();
+            run.settle();
+            if (then == u"change")
+                run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>Changed</notes>"
+                                                        "<updated_at>Tue, 15 Jan 2013 09:30:00 +0000</updated_at>"));
+            run.refresh();
+            QCOMPARE(run.entry(id)->notes(), then == u"change" ? u"Changed"_s : u"First draft"_s);
+            if (then == u"sign out") {
+                run.menulet->clearAllData();
+                run.menulet->initializeQuillonData();
+                service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
+                run.settle();
+            }
             run.edit();
-            QCOMPARE(run.notes().text(), u"Another"_s);
+            if (then == u"cancel") {
+                QCOMPARE(run.notes().text(), u"All that I did"_s);
+                run.cancel();
+                run.edit();
+            }
+            if (!kept) {
+                QVERIFY(run.notes().text() != u"All that I did"_s);
+            } else {
+                QCOMPARE(run.date().date(), QDate(2013, 1, 14));
+                run.save();
+                QCOMPARE(run.sent(), request("All that I did",
+                                             timestamps ? "  <hours>2.25</hours>\n"
+                                                          "  <started_at>6:15AM</started_at>\n"
+                                                          "  <ended_at>8:30AM</ended_at>\n"
+                                                        : "  <hours>2.33</hours>\n",
+                                             2, 3, "Mon, 14 Jan 2013"));
+                // The other one waits as well, by now the only one of its day.
+                run.edit();
+                QCOMPARE(run.notes().text(), u"Another"_s);
+            }
         }
     }
 

@@ -7,6 +7,7 @@
 #include "editing/TextFields.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 
 #include <QAccessible>
@@ -192,48 +193,37 @@ private slots:
         QCOMPARE(run.button(), u"Start");
     }
 
-    void booksDurations_data()
-    {
-        QTest::addColumn<QString>("duration");
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<std::string>("hours");
-        const auto row = [](const char* name, const QString& duration, const char* button, const char* hours) {
-            QTest::newRow(name) << duration << QString::fromLatin1(button)
-                                << (*hours ? "  <hours>" + std::string(hours) + "</hours>\n" : std::string());
-        };
-        row("h:mm", u"1:30"_s, "Save", "1.50");
-        row("one digit of minutes", u"1:5"_s, "Save", "1.08");
-        row("none", u":"_s, "Save", "");
-        for (const QString& refused : {u"1,5"_s, QString(10240, u'9')})
-            row(qPrintable(refused.left(9)), refused, "Start", "");
-    }
     void booksDurations()
     {
-        QFETCH(QString, duration);
-        QFETCH(QString, button);
-        QFETCH(std::string, hours);
-        NewTimerRun run;
-        run.choose(u"web"_s, u"mee"_s);
-        run.key(Qt::Key_D, Qt::AltModifier);
-        QGuiApplication::clipboard()->setText(duration);
-        run.key(Qt::Key_V, Qt::ControlModifier);
-        const bool refused = button == u"Start";
-        QCOMPARE(run.window->durationTextField->text(), refused ? QString() : duration);
-        QCOMPARE(run.hint(), refused         ? u"digits and colons only, like 1:30"_s
-                             : hours.empty() ? u"no duration: a timer starts"_s
-                                             : u"hours, like 1:30"_s);
-        QCOMPARE(run.button(), button);
-        if (refused) {
+        for (const auto& [duration, button, booked] :
+             {std::tuple{u"1:30"_s, u"Save"_s, "1.50"}, std::tuple{u"1:5"_s, u"Save"_s, "1.08"},
+              std::tuple{u":"_s, u"Save"_s, ""}, std::tuple{u"1,5"_s, u"Start"_s, ""},
+              std::tuple{QString(10240, u'9'), u"Start"_s, ""}}) {
+            const support::InRow inRow(duration);
+            const std::string hours = *booked ? "  <hours>" + std::string(booked) + "</hours>\n" : std::string();
+            NewTimerRun run;
+            run.choose(u"web"_s, u"mee"_s);
+            run.key(Qt::Key_D, Qt::AltModifier);
+            QGuiApplication::clipboard()->setText(duration);
+            run.key(Qt::Key_V, Qt::ControlModifier);
+            const bool refused = button == u"Start";
+            QCOMPARE(run.window->durationTextField->text(), refused ? QString() : duration);
+            QCOMPARE(run.hint(), refused         ? u"digits and colons only, like 1:30"_s
+                                 : hours.empty() ? u"no duration: a timer starts"_s
+                                                 : u"hours, like 1:30"_s);
+            QCOMPARE(run.button(), button);
+            if (refused) {
+                QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+                QVERIFY(run.sent().empty());
+            }
             QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
-            QVERIFY(run.sent().empty());
+            const std::vector<std::string> sent = run.sent();
+            QCOMPARE(sent.size(), 1U);
+            QCOMPARE(sent[0], NewTimerRun::body("  <notes></notes>\n  <project_id>" + std::to_string(run.website) +
+                                                "</project_id>\n  <task_id>2</task_id>\n"
+                                                "  <spent_at>Tue, 15 Jan 2013</spent_at>\n" +
+                                                hours));
         }
-        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
-        const std::vector<std::string> sent = run.sent();
-        QCOMPARE(sent.size(), 1U);
-        QCOMPARE(sent[0], NewTimerRun::body("  <notes></notes>\n  <project_id>" + std::to_string(run.website) +
-                                            "</project_id>\n  <task_id>2</task_id>\n"
-                                            "  <spent_at>Tue, 15 Jan 2013</spent_at>\n" +
-                                            hours));
     }
 
     void saysWhatItRefuses()
@@ -289,43 +279,28 @@ private slots:
         QCOMPARE(run.button(), u"Start");
     }
 
-    void returnKey_data()
-    {
-        QTest::addColumn<QString>("in");
-        QTest::addColumn<bool>("durationBox");
-        QTest::addColumn<bool>("taskChosen");
-        QTest::addColumn<QString>("then"); // where the focus is, or "sent"
-        const auto row = [](const char* in, bool durationBox, bool taskChosen, const char* then) {
-            QTest::addRow("%s%s%s", in, durationBox ? ", box" : "", taskChosen ? "" : ", no task")
-                << QString::fromLatin1(in) << durationBox << taskChosen << QString::fromLatin1(then);
-        };
-        row("Notes", false, true, "sent");
-        row("Notes", true, true, "Duration");
-        row("Notes", false, false, "Notes");
-        row("Notes", true, false, "Duration");
-        row("Duration", true, true, "sent");
-        row("Duration", true, false, "Duration");
-        row("Project", false, true, "Task");
-        row("Project", true, true, "Duration");
-        row("Task", false, true, "Notes");
-        row("Task", true, true, "Duration");
-    }
     void returnKey()
     {
-        QFETCH(QString, in);
-        QFETCH(bool, durationBox);
-        QFETCH(bool, taskChosen);
-        QFETCH(QString, then);
-        NewTimerRun run;
-        taskChosen ? run.choose(u"web"_s, u"mee"_s) : run.choose(u"attic"_s, {});
-        QCOMPARE(run.button(), taskChosen ? u"Start"_s : u"Start (off)"_s);
-        if (durationBox)
-            QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
-        QWidget* field = in == u"Notes" ? static_cast<QWidget*>(run.window->notesText) : run.field(in.toLatin1());
-        field->setFocus();
-        run.key(Qt::Key_Return);
-        QCOMPARE(run.window->isVisible() ? run.focus() : u"sent"_s, then);
-        QCOMPARE(run.sent().size(), then == u"sent" ? 1U : 0U);
+        // `then`: where the focus is, or "sent".
+        for (const auto& [in, durationBox, taskChosen, then] :
+             {std::tuple{u"Notes"_s, false, true, u"sent"_s}, std::tuple{u"Notes"_s, true, true, u"Duration"_s},
+              std::tuple{u"Notes"_s, false, false, u"Notes"_s}, std::tuple{u"Notes"_s, true, false, u"Duration"_s},
+              std::tuple{u"Duration"_s, true, true, u"sent"_s}, std::tuple{u"Duration"_s, true, false, u"Duration"_s},
+              std::tuple{u"Project"_s, false, true, u"Task"_s}, std::tuple{u"Project"_s, true, true, u"Duration"_s},
+              std::tuple{u"Task"_s, false, true, u"Notes"_s}, std::tuple{u"Task"_s, true, true, u"Duration"_s}}) {
+            const support::InRow inRow(in + (durationBox ? u", box"_s : QString()) +
+                                       (taskChosen ? QString() : u", no task"_s));
+            NewTimerRun run;
+            taskChosen ? run.choose(u"web"_s, u"mee"_s) : run.choose(u"attic"_s, {});
+            QCOMPARE(run.button(), taskChosen ? u"Start"_s : u"Start (off)"_s);
+            if (durationBox)
+                QTest::mouseClick(run.window->showDurationCheckButton, Qt::LeftButton);
+            QWidget* field = in == u"Notes" ? static_cast<QWidget*>(run.window->notesText) : run.field(in.toLatin1());
+            field->setFocus();
+            run.key(Qt::Key_Return);
+            QCOMPARE(run.window->isVisible() ? run.focus() : u"sent"_s, then);
+            QCOMPARE(run.sent().size(), then == u"sent" ? 1U : 0U);
+        }
     }
 
     void taskFollowsTheProject()
@@ -449,63 +424,54 @@ private slots:
         QVERIFY(!run.window->isVisible());
     }
 
-    void startsAgainHoweverTheLastOneEnded_data()
-    {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<std::string>("body");
-        QTest::addColumn<bool>("patience");
-        QTest::newRow("sign-in page") << 200 << std::string("<!DOCTYPE html><html><body>Sign in</body></html>")
-                                      << false;
-        QTest::newRow("not this account") << 401 << std::string("Authentication failed for API request.") << false;
-        QTest::newRow("failure") << 500 << std::string("<hash><message>No</message></hash>") << false;
-        QTest::newRow("unexplained") << 500 << std::string("oops") << false;
-        QTest::newRow("after five minutes") << 503 << std::string("busy") << true;
-    }
     void startsAgainHoweverTheLastOneEnded()
     {
-        QFETCH(int, status);
-        QFETCH(std::string, body);
-        QFETCH(bool, patience);
-        NewTimerRun run;
-        const support::Reply reply{status, body};
-        const support::Reply no{500, "<hash><message>No</message></hash>"};
-        run.peer.answer("POST /daily/add", {reply, patience ? no : reply, no});
-        run.test.time.blockSleeps();
-        run.choose(u"web"_s, u"mee"_s);
-        run.type(u"notes"_s);
-        QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
-        if (patience) {
-            // What other requests say is not about this one, and changing something starts no second timer.
-            QTRY_COMPARE(run.test.time.sleeping(), 1);
-            run.menulet->authenticationFailed();
-            run.menulet->startNewTimerDidFailWithError({});
-            run.menulet->allRequestsProcessed();
-            run.window->notesText->setFocus();
-            run.type(u"!"_s);
+        for (const support::Reply& reply : {support::Reply{200, "<!DOCTYPE html><html><body>Sign in</body></html>"},
+                                            support::Reply{401, "Authentication failed for API request."},
+                                            support::Reply{500, "<hash><message>No</message></hash>"},
+                                            support::Reply{500, "oops"}, support::Reply{503, "busy"}}) {
+            const support::InRow inRow(QString::fromStdString(reply.body));
+            const bool patience = reply.status == 503; // tried again for five minutes
+            NewTimerRun run;
+            const support::Reply no{500, "<hash><message>No</message></hash>"};
+            run.peer.answer("POST /daily/add", {reply, patience ? no : reply, no});
+            run.test.time.blockSleeps();
+            run.choose(u"web"_s, u"mee"_s);
+            run.type(u"notes"_s);
             QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+            if (patience) {
+                // What other requests say is not about this one, and changing something starts no second timer.
+                QTRY_COMPARE(run.test.time.sleeping(), 1);
+                run.menulet->authenticationFailed();
+                run.menulet->startNewTimerDidFailWithError({});
+                run.menulet->allRequestsProcessed();
+                run.window->notesText->setFocus();
+                run.type(u"!"_s);
+                QTest::mouseClick(run.window->saveButton, Qt::LeftButton);
+                run.window->notesText->setFocus();
+                run.key(Qt::Key_Return);
+                QVERIFY(run.window->isVisible());
+                run.test.time.advance(std::chrono::seconds(300));
+            }
+            const std::size_t attempts = patience ? 2 : 1;
+            QCOMPARE(run.sent().size(), attempts);
+            QVERIFY(run.window->isVisible());
+            // By Return it comes back with everything.
             run.window->notesText->setFocus();
             run.key(Qt::Key_Return);
+            QVERIFY(!run.window->isVisible());
+            QCOMPARE(run.sent().size(), attempts + 1);
             QVERIFY(run.window->isVisible());
-            run.test.time.advance(std::chrono::seconds(300));
-        }
-        const std::size_t attempts = patience ? 2 : 1;
-        QCOMPARE(run.sent().size(), attempts);
-        QVERIFY(run.window->isVisible());
-        // By Return it comes back with everything.
-        run.window->notesText->setFocus();
-        run.key(Qt::Key_Return);
-        QVERIFY(!run.window->isVisible());
-        QCOMPARE(run.sent().size(), attempts + 1);
-        QVERIFY(run.window->isVisible());
-        QCOMPARE(run.window->notesText->text(), patience ? u"notes!"_s : u"notes"_s);
-        QCOMPARE(run.task()->text(), u"Meetings");
-        QCOMPARE(run.focus(), u"Notes");
-        run.key(Qt::Key_Return);
-        run.settle();
-        if (!patience)
+            QCOMPARE(run.window->notesText->text(), patience ? u"notes!"_s : u"notes"_s);
+            QCOMPARE(run.task()->text(), u"Meetings");
+            QCOMPARE(run.focus(), u"Notes");
             run.key(Qt::Key_Return);
-        QCOMPARE(run.sent().size(), 4U);
-        QVERIFY(!run.window->isVisible());
+            run.settle();
+            if (!patience)
+                run.key(Qt::Key_Return);
+            QCOMPARE(run.sent().size(), 4U);
+            QVERIFY(!run.window->isVisible());
+        }
     }
 
     void severalStartsUnderWay()

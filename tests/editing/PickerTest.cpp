@@ -6,6 +6,7 @@
 #include "settings/QuillonPreferences.h"
 #include "skin/LinkButton.h"
 #include "skin/ThinScroller.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 
 #include <QAbstractButton>
@@ -152,13 +153,6 @@ class PickerTest : public QObject
     Q_OBJECT
 
 private slots:
-    void refreshing_data()
-    {
-        QTest::addColumn<bool>("refreshing");
-        QTest::newRow("quiet") << false;
-        QTest::newRow("a refresh at every key") << true;
-    }
-
     void saysWhatIsUnknown()
     {
         EditingRun run;
@@ -193,103 +187,92 @@ private slots:
         QVERIFY(!link->isVisible());
     }
 
-    void completesWhatIsTyped_data() { refreshing_data(); }
     void completesWhatIsTyped()
     {
-        QFETCH(bool, refreshing);
-        EditingRun run;
-        Pickers window(run, refreshing);
-        QVERIFY(window.prompt(window.project));
-        window.type(u"dEs"_s);
-        QCOMPARE(window.field(), u"dEs|ign");
-        QCOMPARE(window.list(), u"Bank/*  Design/  destination guide");
-        QVERIFY(!window.prompt(window.project));
-        QCOMPARE(window.project.textField()->accessibleDescription(), u"Design");
+        for (const bool refreshing : {false, true}) {
+            const support::InRow inRow(refreshing ? "a refresh at every key" : "quiet");
+            EditingRun run;
+            Pickers window(run, refreshing);
+            QVERIFY(window.prompt(window.project));
+            window.type(u"dEs"_s);
+            QCOMPARE(window.field(), u"dEs|ign");
+            QCOMPARE(window.list(), u"Bank/*  Design/  destination guide");
+            QVERIFY(!window.prompt(window.project));
+            QCOMPARE(window.project.textField()->accessibleDescription(), u"Design");
 
-        // Deleting never completes again, and nothing is offered to Return.
-        window.key(Qt::Key_Backspace);
-        QCOMPARE(window.field(), u"dEs|");
-        QCOMPARE(window.list(), u"Bank/  Design/  destination guide");
-        window.type(u"t"_s);
-        QCOMPARE(window.field(), u"dEst|ination guide");
+            // Deleting never completes again, and nothing is offered to Return.
+            window.key(Qt::Key_Backspace);
+            QCOMPARE(window.field(), u"dEs|");
+            QCOMPARE(window.list(), u"Bank/  Design/  destination guide");
+            window.type(u"t"_s);
+            QCOMPARE(window.field(), u"dEst|ination guide");
 
-        // By code, which is no beginning: nothing to complete.
-        window.project.textField()->selectAll();
-        window.type(u"zw"_s);
-        QCOMPARE(window.field(), u"zw|");
-        QCOMPARE(window.list(), u"Zoo/*  [ZW] Website");
-        window.type(u"q"_s);
-        QCOMPARE(window.list(), QString());
-        QVERIFY(window.told.isEmpty());
+            // By code, which is no beginning: nothing to complete.
+            window.project.textField()->selectAll();
+            window.type(u"zw"_s);
+            QCOMPARE(window.field(), u"zw|");
+            QCOMPARE(window.list(), u"Zoo/*  [ZW] Website");
+            window.type(u"q"_s);
+            QCOMPARE(window.list(), QString());
+            QVERIFY(window.told.isEmpty());
+        }
     }
 
-    void keys_data() { refreshing_data(); }
     void keys()
     {
-        QFETCH(bool, refreshing);
-        EditingRun run;
-        Pickers window(run, refreshing);
-        const QString all = u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website"_s;
-        window.key(Qt::Key_Up);
-        QCOMPARE(window.list(), QString(all).replace(u"  [ZW]"_s, u"*  [ZW]"_s));
-        QCOMPARE(window.field(), u"|[ZW] Website");
-        window.key(Qt::Key_Down);
-        QCOMPARE(window.field(), u"|[ZW] Website");
-        window.key(Qt::Key_Escape);
-        QCOMPARE(window.list(), QString());
-        window.key(Qt::Key_Up);
-        window.key(Qt::Key_Up);
-        QCOMPARE(window.list(), QString(all).replace(u"  dest"_s, u"*  dest"_s));
-        for (int i = 0; i < 5; ++i)
+        for (const bool refreshing : {false, true}) {
+            const support::InRow inRow(refreshing ? "a refresh at every key" : "quiet");
+            EditingRun run;
+            Pickers window(run, refreshing);
+            const QString all = u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website"_s;
             window.key(Qt::Key_Up);
-        QCOMPARE(window.list(), QString(all).replace(u"  Books"_s, u"*  Books"_s));
-        for (int i = 0; i < 3; ++i)
+            QCOMPARE(window.list(), QString(all).replace(u"  [ZW]"_s, u"*  [ZW]"_s));
+            QCOMPARE(window.field(), u"|[ZW] Website");
             window.key(Qt::Key_Down);
-        QCOMPARE(window.field(), u"|Attic");
-        window.key(Qt::Key_Return);
-        QCOMPARE(window.told, QStringList({u"project Attic"_s}));
-        QCOMPARE(window.project.selectedProject()->name(), u"Attic");
-        QCOMPARE(window.list(), QString());
-        QVERIFY(window.task.textField()->hasFocus());
-        QCOMPARE(window.focusWidget(), window.task.textField());
-        QVERIFY(!window.error(window.project));
+            QCOMPARE(window.field(), u"|[ZW] Website");
+            window.key(Qt::Key_Escape);
+            QCOMPARE(window.list(), QString());
+            window.key(Qt::Key_Up);
+            window.key(Qt::Key_Up);
+            QCOMPARE(window.list(), QString(all).replace(u"  dest"_s, u"*  dest"_s));
+            for (int i = 0; i < 5; ++i)
+                window.key(Qt::Key_Up);
+            QCOMPARE(window.list(), QString(all).replace(u"  Books"_s, u"*  Books"_s));
+            for (int i = 0; i < 3; ++i)
+                window.key(Qt::Key_Down);
+            QCOMPARE(window.field(), u"|Attic");
+            window.key(Qt::Key_Return);
+            QCOMPARE(window.told, QStringList({u"project Attic"_s}));
+            QCOMPARE(window.project.selectedProject()->name(), u"Attic");
+            QCOMPARE(window.list(), QString());
+            QVERIFY(window.task.textField()->hasFocus());
+            QCOMPARE(window.focusWidget(), window.task.textField());
+            QVERIFY(!window.error(window.project));
+        }
     }
 
-    void takesWhatIsTyped_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<int>("key");
-        QTest::addColumn<QString>("chosen");
-        QTest::addColumn<QString>("shown");
-        for (const auto& [name, key] : {std::pair{"Return", Qt::Key_Return}, std::pair{"Tab", Qt::Key_Tab},
-                                        std::pair{"Enter", Qt::Key_Enter}, std::pair{"back Tab", Qt::Key_Backtab}}) {
-            const auto row = [&](const char* what) -> QTestData& {
-                return QTest::newRow((QByteArray(name) + ": " + what).constData());
-            };
-            row("the beginning") << u"des"_s << int(key) << u"Design"_s << u"Design"_s;
-            row("the bare name") << u"WEBSITE"_s << int(key) << u"[ZW] Website"_s << u"[ZW] Website"_s;
-            row("nothing like it") << u"Websites"_s << int(key) << u"-"_s << u"Websites"_s;
-        }
-        // Return takes what is highlighted; leaving takes it only where it is what the field shows.
-        QTest::newRow("Return: by code") << u"zw"_s << int(Qt::Key_Return) << u"[ZW] Website"_s << u"[ZW] Website"_s;
-        QTest::newRow("back Tab: by code") << u"zw"_s << int(Qt::Key_Backtab) << u"-"_s << u"zw"_s;
-    }
     void takesWhatIsTyped()
     {
-        QFETCH(QString, typed);
-        QFETCH(int, key);
-        QFETCH(QString, chosen);
-        QFETCH(QString, shown);
-        EditingRun run;
-        Pickers window(run);
-        window.type(typed);
-        window.key(Qt::Key(key));
-        QCOMPARE(window.told.value(0, u"project -"_s), u"project "_s + chosen);
-        QCOMPARE(window.project.text(), shown);
-        QCOMPARE(window.error(window.project), chosen == u"-");
-        QCOMPARE(window.project.textField()->accessibleDescription(), chosen == u"-" ? u"No project chosen"_s : u""_s);
-        QVERIFY(!window.project.textField()->hasFocus());
-        QVERIFY(!window.project.resultsController().visible());
+        const QString website = u"[ZW] Website"_s;
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Tab, Qt::Key_Backtab}) {
+            // They take what is highlighted; back Tab takes it only where it is what the field shows.
+            const QString byCode = key == Qt::Key_Backtab ? u"-"_s : website;
+            for (const auto& [typed, chosen] : {std::pair{u"des"_s, u"Design"_s}, std::pair{u"WEBSITE"_s, website},
+                                                std::pair{u"Websites"_s, u"-"_s}, std::pair{u"zw"_s, byCode}}) {
+                const support::InRow inRow(QKeySequence(key).toString() + u": "_s + typed);
+                EditingRun run;
+                Pickers window(run);
+                window.type(typed);
+                window.key(key);
+                const bool none = chosen == u"-";
+                QCOMPARE(window.told.value(0, u"project -"_s), u"project "_s + chosen);
+                QCOMPARE(window.project.text(), none ? typed : chosen);
+                QCOMPARE(window.error(window.project), none);
+                QCOMPARE(window.project.textField()->accessibleDescription(), none ? u"No project chosen"_s : u""_s);
+                QVERIFY(!window.project.textField()->hasFocus());
+                QVERIFY(!window.project.resultsController().visible());
+            }
+        }
     }
 
     void choosesWithTheMouse()

@@ -1,6 +1,7 @@
 #include "PreferencesRun.h"
 
 #include "preferences/SRRecorderControl.h"
+#include "support/InRow.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
 
@@ -113,44 +114,33 @@ private slots:
         QVERIFY(!kept.contains("wrong-Pa55"));
     }
 
-    void emptyFields_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("email");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("message");
-        const QString one = u"Your %1 is invalid. Please enter a valid %1 before continuing."_s;
-        QTest::newRow("url") << u""_s << u"ann"_s << u"x"_s << one.arg(u"Secure Site"_s);
-        QTest::newRow("email") << u"acme"_s << u""_s << u"x"_s << one.arg(u"Email"_s);
-        QTest::newRow("blank password") << u"acme"_s << u"ann"_s << u"   "_s << one.arg(u"Password"_s);
-        QTest::newRow("email, password")
-            << u"acme"_s << u"\t "_s << u""_s
-            << u"Your Email and Password are invalid. Please enter valid values before continuing."_s;
-        QTest::newRow("all")
-            << u""_s << u""_s << u""_s
-            << u"Your Email, Secure Site, and Password are invalid. Please enter valid values before continuing."_s;
-    }
-
     void emptyFields()
     {
-        QFETCH(QString, url);
-        QFETCH(QString, email);
-        QFETCH(QString, password);
-        PreferencesRun run;
-        run.open();
-        run.part<QLineEdit>("quillonUrlField").setText(url);
-        run.part<QLineEdit>("emailField").setText(email);
-        run.part<QLineEdit>("passwordField").setText(password);
-        run.click("doneButton");
-        QTEST(run.sheet(), "message");
-        // Below the sheet nothing can be reached.
-        run.click("doneButton");
-        QVERIFY(!run.part("emailField").isEnabled());
-        run.click("acknowledgeButton");
-        QTRY_COMPARE(run.sheet(), QString());
-        QVERIFY(run.part("emailField").isEnabled());
-        QCOMPARE(run.requested(), QStringList());
-        QCOMPARE(run.settingsFile(), QByteArray());
+        const QString one = u"Your %1 is invalid. Please enter a valid %1 before continuing."_s;
+        const QString several = u"Your %1 are invalid. Please enter valid values before continuing."_s;
+        for (const auto& [url, email, password, message] :
+             {std::tuple{u""_s, u"ann"_s, u"x"_s, one.arg(u"Secure Site"_s)},
+              std::tuple{u"acme"_s, u""_s, u"x"_s, one.arg(u"Email"_s)},
+              std::tuple{u"acme"_s, u"ann"_s, u"   "_s, one.arg(u"Password"_s)},
+              std::tuple{u"acme"_s, u"\t "_s, u""_s, several.arg(u"Email and Password"_s)},
+              std::tuple{u""_s, u""_s, u""_s, several.arg(u"Email, Secure Site, and Password"_s)}}) {
+            const support::InRow inRow(message);
+            PreferencesRun run;
+            run.open();
+            run.part<QLineEdit>("quillonUrlField").setText(url);
+            run.part<QLineEdit>("emailField").setText(email);
+            run.part<QLineEdit>("passwordField").setText(password);
+            run.click("doneButton");
+            QCOMPARE(run.sheet(), message);
+            // Below the sheet nothing can be reached.
+            run.click("doneButton");
+            QVERIFY(!run.part("emailField").isEnabled());
+            run.click("acknowledgeButton");
+            QTRY_COMPARE(run.sheet(), QString());
+            QVERIFY(run.part("emailField").isEnabled());
+            QCOMPARE(run.requested(), QStringList());
+            QCOMPARE(run.settingsFile(), QByteArray());
+        }
     }
 
     void options()

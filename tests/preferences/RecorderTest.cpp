@@ -1,4 +1,5 @@
 #include "preferences/SRRecorderControl.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 
 #include <QAccessible>
@@ -49,42 +50,29 @@ class RecorderTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void records_data()
-    {
-        QTest::addColumn<int>("evdev");
-        QTest::addColumn<Qt::Key>("key");
-        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-        QTest::addColumn<quint64>("flags");
-        QTest::addColumn<qint64>("code");
-        QTest::addColumn<QString>("shown");
-        const auto row = [](const char* name, int evdev, Qt::Key key, Qt::KeyboardModifiers modifiers, quint64 flags,
-                            qint64 code, const char* shown) {
-            QTest::newRow(name) << evdev << key << modifiers << flags << code << QString::fromLatin1(shown);
-        };
-        row("letter", 48, Qt::Key_B, Qt::ControlModifier | Qt::AltModifier, 0x180000, 11, "Ctrl+Alt+B");
-        row("shifted digit", 2, Qt::Key_Exclam, Qt::ControlModifier | Qt::ShiftModifier, 0x120000, 18, "Ctrl+Shift+1");
-        row("super", 57, Qt::Key_Space, Qt::MetaModifier, 0x40000, 49, "Meta+Space");
-        // What stands on the key does not matter.
-        row("other layout", 44, Qt::Key_Y, Qt::AltModifier, 0x80000, 6, "Alt+Z");
-        row("function key", 63, Qt::Key_F5, {}, 0, 96, "F5");
-        row("escape with a modifier", 1, Qt::Key_Escape, Qt::ControlModifier, 0x100000, 53, "Ctrl+Esc");
-    }
-
     void records()
     {
-        QFETCH(int, evdev);
-        QFETCH(Qt::Key, key);
-        QFETCH(Qt::KeyboardModifiers, modifiers);
-        Window window;
-        QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
-        QTest::mouseClick(window.recorder, Qt::LeftButton);
-        QVERIFY(window.recorder->isRecording());
-        window.type(evdev, key, modifiers);
-        QVERIFY(!window.recorder->isRecording());
-        QTEST(window.recorder->keyCombo().flags, "flags");
-        QTEST(window.recorder->keyCombo().code, "code");
-        QTEST(window.recorder->shownText(), "shown");
-        QCOMPARE(changed.count(), 1);
+        using Modifiers = Qt::KeyboardModifiers;
+        for (const auto& [evdev, key, modifiers, combo, shown] :
+             {std::tuple{48, Qt::Key_B, Qt::ControlModifier | Qt::AltModifier, KeyCombo{0x180000, 11}, u"Ctrl+Alt+B"_s},
+              std::tuple{2, Qt::Key_Exclam, Qt::ControlModifier | Qt::ShiftModifier, KeyCombo{0x120000, 18},
+                         u"Ctrl+Shift+1"_s},
+              std::tuple{57, Qt::Key_Space, Modifiers(Qt::MetaModifier), KeyCombo{0x40000, 49}, u"Meta+Space"_s},
+              // What stands on the key does not matter.
+              std::tuple{44, Qt::Key_Y, Modifiers(Qt::AltModifier), KeyCombo{0x80000, 6}, u"Alt+Z"_s},
+              std::tuple{63, Qt::Key_F5, Modifiers(), KeyCombo{0, 96}, u"F5"_s},
+              std::tuple{1, Qt::Key_Escape, Modifiers(Qt::ControlModifier), KeyCombo{0x100000, 53}, u"Ctrl+Esc"_s}}) {
+            const support::InRow inRow(shown);
+            Window window;
+            QSignalSpy changed(window.recorder, &SRRecorderControl::keyComboChanged);
+            QTest::mouseClick(window.recorder, Qt::LeftButton);
+            QVERIFY(window.recorder->isRecording());
+            window.type(evdev, key, modifiers);
+            QVERIFY(!window.recorder->isRecording());
+            QCOMPARE(window.recorder->keyCombo(), combo);
+            QCOMPARE(window.recorder->shownText(), shown);
+            QCOMPARE(changed.count(), 1);
+        }
     }
 
     void refuses()

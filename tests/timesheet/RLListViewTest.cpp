@@ -1,6 +1,7 @@
 #include "ListOnScreen.h"
 
 #include "skin/ThinScroller.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 #include "timesheet/RLListDocumentView.h"
 
@@ -16,17 +17,16 @@ using namespace timesheet;
 using namespace Qt::StringLiterals;
 using Heights = std::vector<double>;
 using Rows = QList<int>;
-Q_DECLARE_METATYPE(Heights)
 
 namespace {
 
 constexpr auto On = Qt::LeftButton;
 
-void wheelBy(ListOnScreen& screen, QPoint pixels, QPoint angle)
+void wheelBy(ListOnScreen& screen, QPoint angle)
 {
     const QPointF at(150, 100);
-    QWheelEvent event(at, screen.viewport().mapToGlobal(at), pixels, angle, Qt::NoButton, Qt::NoModifier,
-                      Qt::NoScrollPhase, false);
+    QWheelEvent event(at, screen.viewport().mapToGlobal(at), {}, angle, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                      false);
     QCoreApplication::sendEvent(&screen.viewport(), &event);
 }
 
@@ -69,39 +69,30 @@ class RLListViewTest : public QObject
     Q_OBJECT
 
 private slots:
-    void layout_data()
-    {
-        QTest::addColumn<Heights>("heights");
-        QTest::addColumn<double>("spacing");
-        QTest::addColumn<double>("lastOffset");
-        QTest::addColumn<double>("documentHeight");
-        QTest::addColumn<bool>("scrolls");
-        QTest::addColumn<Rows>("visible");
-        QTest::newRow("none") << Heights{} << 0.0 << 0.0 << 198.0 << false << Rows{};
-        QTest::newRow("fewer than fit") << Heights{65, 81} << 0.0 << 65.0 << 198.0 << false << Rows{0, 1};
-        QTest::newRow("higher") << Heights{65, 81, 95, 65} << 0.0 << 241.0 << 306.0 << true << Rows{0, 1, 2};
-        QTest::newRow("space below each") << Heights{65, 81, 95} << 10.5 << 167.0 << 272.5 << true << Rows{0, 1, 2};
-        QTest::newRow("less than nothing") << Heights{50, -20, 60} << 0.0 << 50.0 << 198.0 << false << Rows{0};
-    }
-
     void layout()
     {
-        QFETCH(Heights, heights);
-        QFETCH(double, spacing);
-        ListOnScreen screen({});
-        screen.list.setCellSpacing(spacing);
-        screen.load(heights);
-        const int last = int(heights.size()) - 1;
-        QTEST(screen.list.rectOfRow(last).top(), "lastOffset");
-        QTEST(screen.list.documentHeight(), "documentHeight");
-        QTEST(screen.list.isScrollerVisible(), "scrolls");
-        QTEST(screen.visibleRows(), "visible");
-        QCOMPARE(screen.list.rectOfRow(last).width(), heights.empty() ? 0.0 : 300.0);
-        QVERIFY(screen.list.rectOfRow(last + 1).isEmpty() && screen.list.rectOfRow(-1).isEmpty());
+        for (const auto& [name, heights, spacing, lastOffset, documentHeight, scrolls, visible] :
+             {std::tuple{"none", Heights{}, 0.0, 0.0, 198.0, false, Rows{}},
+              std::tuple{"fewer than fit", Heights{65, 81}, 0.0, 65.0, 198.0, false, Rows{0, 1}},
+              std::tuple{"higher", Heights{65, 81, 95, 65}, 0.0, 241.0, 306.0, true, Rows{0, 1, 2}},
+              std::tuple{"space below each", Heights{65, 81, 95}, 10.5, 167.0, 272.5, true, Rows{0, 1, 2}},
+              std::tuple{"less than nothing", Heights{50, -20, 60}, 0.0, 50.0, 198.0, false, Rows{0}}}) {
+            const support::InRow inRow(name);
+            ListOnScreen screen({});
+            screen.list.setCellSpacing(spacing);
+            screen.load(heights);
+            const int last = int(heights.size()) - 1;
+            QCOMPARE(screen.list.rectOfRow(last).top(), lastOffset);
+            QCOMPARE(screen.list.documentHeight(), documentHeight);
+            QCOMPARE(screen.list.isScrollerVisible(), scrolls);
+            QCOMPARE(screen.visibleRows(), visible);
+            QCOMPARE(screen.list.rectOfRow(last).width(), heights.empty() ? 0.0 : 300.0);
+            QVERIFY(screen.list.rectOfRow(last + 1).isEmpty() && screen.list.rectOfRow(-1).isEmpty());
 
-        screen.list.setDelegate(nullptr);
-        QCOMPARE(screen.list.numberOfRows(), 0);
-        QVERIFY(screen.list.visibleCells().empty() && screen.list.rectOfRow(0).isEmpty());
+            screen.list.setDelegate(nullptr);
+            QCOMPARE(screen.list.numberOfRows(), 0);
+            QVERIFY(screen.list.visibleCells().empty() && screen.list.rectOfRow(0).isEmpty());
+        }
     }
 
     void scrollingReusesCells()
@@ -251,38 +242,26 @@ private slots:
             QCOMPARE(image.pixelColor(200, i * 50 + 40), Row::color(i, screen.selection().contains(i)));
     }
 
-    void clicksBesideTheCells_data()
-    {
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<bool>("none");
-        QTest::addColumn<int>("offset");
-        QTest::addColumn<int>("y");
-        QTest::addColumn<int>("selected");
-        QTest::newRow("none allowed") << 2 << true << 0 << 180 << -1;
-        QTest::newRow("below the rows") << 2 << false << 0 << 180 << 1;
-        QTest::newRow("between the rows") << 3 << false << 0 << 55 << 0;
-        // The place in the list counts, not that in the document.
-        QTest::newRow("scrolled") << 20 << false << 300 << 55 << 0;
-    }
-
     void clicksBesideTheCells()
     {
-        QFETCH(int, rows);
-        QFETCH(bool, none);
-        QFETCH(int, offset);
-        QFETCH(int, y);
-        QFETCH(int, selected);
-        auto screen = ListOnScreen::evenRows(rows);
-        screen.list.setCellSpacing(10);
-        screen.list.setAllowsEmptySelection(none);
-        screen.list.setSelectedRow(rows - 1);
-        screen.list.setScrollOffset(offset);
-        screen.forget();
-        QTest::mousePress(&screen.viewport(), Qt::RightButton, {}, QPoint(100, y));
-        QVERIFY(screen.calls.isEmpty());
-        QTest::mousePress(&screen.viewport(), On, {}, QPoint(100, y));
-        QCOMPARE(screen.list.selectedRow(), selected == 2 ? 0 : selected);
-        QCOMPARE(screen.calls.isEmpty(), selected == 2);
+        for (const auto& [name, rows, none, offset, y, selected] :
+             {std::tuple{"none allowed", 2, true, 0, 180, -1}, std::tuple{"below the rows", 2, false, 0, 180, 1},
+              std::tuple{"between the rows", 3, false, 0, 55, 0},
+              // The place in the list counts, not that in the document.
+              std::tuple{"scrolled", 20, false, 300, 55, 0}}) {
+            const support::InRow inRow(name);
+            auto screen = ListOnScreen::evenRows(rows);
+            screen.list.setCellSpacing(10);
+            screen.list.setAllowsEmptySelection(none);
+            screen.list.setSelectedRow(rows - 1);
+            screen.list.setScrollOffset(offset);
+            screen.forget();
+            QTest::mousePress(&screen.viewport(), Qt::RightButton, {}, QPoint(100, y));
+            QVERIFY(screen.calls.isEmpty());
+            QTest::mousePress(&screen.viewport(), On, {}, QPoint(100, y));
+            QCOMPARE(screen.list.selectedRow(), selected == 2 ? 0 : selected);
+            QCOMPARE(screen.calls.isEmpty(), selected == 2);
+        }
     }
 
     void doubleClick()
@@ -393,33 +372,23 @@ private slots:
         QCOMPARE(screen.calls, QStringList({u"open 1"_s, u"selection"_s}));
     }
 
-    void scrollsToRows_data()
-    {
-        QTest::addColumn<int>("offset");
-        QTest::addColumn<int>("row");
-        QTest::addColumn<int>("toVisible");
-        QTest::addColumn<int>("toRow");
-        QTest::newRow("all in sight") << 100 << 3 << 100 << 150;
-        QTest::newRow("above") << 400 << 3 << 150 << 150;
-        QTest::newRow("cut at the top") << 160 << 3 << 150 << 150;
-        QTest::newRow("cut at the bottom") << 160 << 7 << 800 << 800;
-        QTest::newRow("below: to the end") << 0 << 6 << 800 << 800;
-        QTest::newRow("not there") << 100 << 20 << 100 << 100;
-        QTest::newRow("none") << 100 << -1 << 100 << 100;
-    }
-
     void scrollsToRows()
     {
-        QFETCH(int, offset);
-        QFETCH(int, row);
-        auto screen = ListOnScreen::evenRows(20);
-        screen.list.setScrollOffset(offset);
-        screen.list.scrollRowToVisible(row);
-        QTEST(screen.list.scrollOffset(), "toVisible");
-        screen.list.setScrollOffset(offset);
-        screen.list.scrollToRow(row);
-        QTEST(screen.list.scrollOffset(), "toRow");
-        QCOMPARE(framesAgainstRows(screen), QString());
+        for (const auto& [name, offset, row, toVisible, toRow] :
+             {std::tuple{"all in sight", 100, 3, 100, 150}, std::tuple{"above", 400, 3, 150, 150},
+              std::tuple{"cut at the top", 160, 3, 150, 150}, std::tuple{"cut at the bottom", 160, 7, 800, 800},
+              std::tuple{"below: to the end", 0, 6, 800, 800}, std::tuple{"not there", 100, 20, 100, 100},
+              std::tuple{"none", 100, -1, 100, 100}}) {
+            const support::InRow inRow(name);
+            auto screen = ListOnScreen::evenRows(20);
+            screen.list.setScrollOffset(offset);
+            screen.list.scrollRowToVisible(row);
+            QCOMPARE(screen.list.scrollOffset(), toVisible);
+            screen.list.setScrollOffset(offset);
+            screen.list.scrollToRow(row);
+            QCOMPARE(screen.list.scrollOffset(), toRow);
+            QCOMPARE(framesAgainstRows(screen), QString());
+        }
     }
 
     void reload()
@@ -533,30 +502,22 @@ private slots:
         QTRY_COMPARE(screen.cell(6).width(), 350);
     }
 
-    void wheel_data()
-    {
-        QTest::addColumn<QPoint>("pixels");
-        QTest::addColumn<QPoint>("angle");
-        QTest::addColumn<int>("times");
-        QTest::addColumn<int>("offset");
-        const int notch = 20 * QApplication::wheelScrollLines();
-        QTest::newRow("a notch") << QPoint() << QPoint(0, -120) << 1 << 400 + notch;
-        QTest::newRow("small parts of a notch") << QPoint() << QPoint(0, -1) << 120 << 400 + notch;
-        QTest::newRow("sideways") << QPoint() << QPoint(-120, 0) << 1 << 400;
-        QTest::newRow("beyond the end") << QPoint() << QPoint(0, -120000) << 1 << 800;
-    }
-
     void wheel()
     {
-        QFETCH(QPoint, pixels);
-        QFETCH(QPoint, angle);
-        QFETCH(int, times);
-        auto screen = ListOnScreen::evenRows(20);
-        screen.list.setScrollOffset(400);
-        for (int i = 0; i < times; ++i)
-            wheelBy(screen, pixels, angle);
-        QTEST(screen.list.scrollOffset(), "offset");
-        QCOMPARE(framesAgainstRows(screen), QString());
+        const int notch = 20 * QApplication::wheelScrollLines();
+        for (const auto& [name, angle, times, offset] :
+             {std::tuple{"a notch", QPoint(0, -120), 1, 400 + notch},
+              std::tuple{"small parts of a notch", QPoint(0, -1), 120, 400 + notch},
+              std::tuple{"sideways", QPoint(-120, 0), 1, 400},
+              std::tuple{"beyond the end", QPoint(0, -120000), 1, 800}}) {
+            const support::InRow inRow(name);
+            auto screen = ListOnScreen::evenRows(20);
+            screen.list.setScrollOffset(400);
+            for (int i = 0; i < times; ++i)
+                wheelBy(screen, angle);
+            QCOMPARE(screen.list.scrollOffset(), offset);
+            QCOMPARE(framesAgainstRows(screen), QString());
+        }
     }
 
     void scroller()
@@ -708,42 +669,37 @@ private slots:
         QVERIFY(!row->state().disabled && !list->state().disabled);
     }
 
-    void longLists_data()
-    {
-        QTest::addColumn<double>("scale");
-        QTest::newRow("of usual rows") << 1.0;
-        // Longer than a widget can be.
-        QTest::newRow("of high rows") << 15.0;
-    }
-
     void longLists()
     {
-        QFETCH(double, scale);
-        Heights heights;
-        for (int row = 0; row < 100'000; ++row)
-            heights.push_back((65 + row % 5 * 14) * scale);
-        ListOnScreen screen({}, QSize(300, 600));
-        screen.load(heights);
-        const auto cost = [&screen] { return std::exchange(screen.asked, {}).size(); };
-        const double total = 9'300'000 * scale;
-        QCOMPARE(screen.list.documentHeight(), total);
+        // Of usual rows, and longer than a widget can be.
+        for (const double scale : {1.0, 15.0}) {
+            const support::InRow inRow(QString::number(scale));
+            Heights heights;
+            for (int row = 0; row < 100'000; ++row)
+                heights.push_back((65 + row % 5 * 14) * scale);
+            ListOnScreen screen({}, QSize(300, 600));
+            screen.load(heights);
+            const auto cost = [&screen] { return std::exchange(screen.asked, {}).size(); };
+            const double total = 9'300'000 * scale;
+            QCOMPARE(screen.list.documentHeight(), total);
 
-        screen.forget();
-        screen.list.reloadData();
-        QVERIFY(cost() <= 10);
-        QCOMPARE(screen.heightsAsked, 100'000);
-        wheelBy(screen, {}, QPoint(0, -120));
-        QVERIFY(cost() <= 2);
-        QTest::keyClick(&screen.list, Qt::Key_PageDown);
-        QVERIFY(cost() <= 10);
-        QTest::keyClick(&screen.list, Qt::Key_End);
-        QVERIFY(cost() <= 10);
-        QCOMPARE(double(screen.list.scrollOffset()), total - 600);
-        const QRect last = screen.cell(99'999).geometry();
-        QCOMPARE(last.top() + last.height(), 600);
-        QCOMPARE(screen.list.selectedRow(), 99'999);
-        QCOMPARE(screen.heightsAsked, 100'000);
-        QVERIFY(screen.viewport().findChildren<Row*>().size() <= 12);
+            screen.forget();
+            screen.list.reloadData();
+            QVERIFY(cost() <= 10);
+            QCOMPARE(screen.heightsAsked, 100'000);
+            wheelBy(screen, QPoint(0, -120));
+            QVERIFY(cost() <= 2);
+            QTest::keyClick(&screen.list, Qt::Key_PageDown);
+            QVERIFY(cost() <= 10);
+            QTest::keyClick(&screen.list, Qt::Key_End);
+            QVERIFY(cost() <= 10);
+            QCOMPARE(double(screen.list.scrollOffset()), total - 600);
+            const QRect last = screen.cell(99'999).geometry();
+            QCOMPARE(last.top() + last.height(), 600);
+            QCOMPARE(screen.list.selectedRow(), 99'999);
+            QCOMPARE(screen.heightsAsked, 100'000);
+            QVERIFY(screen.viewport().findChildren<Row*>().size() <= 12);
+        }
     }
 };
 

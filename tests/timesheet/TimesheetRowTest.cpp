@@ -4,6 +4,7 @@
 #include "model/Client.h"
 #include "skin/Fonts.h"
 #include "skin/RunningButtonBackground.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 #include "timesheet/NotesView.h"
 
@@ -37,86 +38,54 @@ private slots:
         QCOMPARE(run.row(0).reusableIdentifier(), u"TimesheetListViewCell"_s);
     }
 
-    void looksFollowTheState_data()
+    void looksAndMenuFollowTheState()
     {
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<QString>("lockedReason");
-        QTest::addColumn<QStringList>("visible");
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<QString>("textColor");
-        QTest::addColumn<QString>("projectColor");
-        QTest::addColumn<QString>("spokenState");
-
         const QStringList both{u"runningButtonView"_s, u"startStopButton"_s};
-        QTest::newRow("stopped") << false << QString() << QStringList(u"startStopButton"_s) << u"Start Timer"_s
-                                 << u"#666666"_s << u"#212121"_s << QString();
-        QTest::newRow("running") << true << QString() << both << u"Stop Timer"_s << u"#666666"_s << u"#212121"_s
-                                 << u", running"_s;
-        QTest::newRow("locked") << false << u"Approved by <Ann>"_s << QStringList(u"lockedButton"_s) << u"Start Timer"_s
-                                << u"#aaaaaa"_s << u"#aaaaaa"_s << u", locked"_s;
-        QTest::newRow("running and locked")
-            << true << u"Approved"_s << both << u"Stop Timer"_s << u"#aaaaaa"_s << u"#aaaaaa"_s << u", running"_s;
-    }
-
-    void looksFollowTheState()
-    {
-        QFETCH(bool, running);
-        QFETCH(QString, lockedReason);
-        QFETCH(QString, textColor);
-        TimesheetRun run;
-        run.add({.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()});
-        run.open();
-        auto& cell = run.row(0);
-        QStringList visible;
-        for (const QWidget* part :
-             {static_cast<QWidget*>(cell.runningButtonView), static_cast<QWidget*>(cell.startStopButton),
-              static_cast<QWidget*>(cell.lockedButton)}) {
-            if (part->isVisible())
-                visible << part->objectName();
-        }
-        QTEST(visible, "visible");
-        QTEST(cell.startStopButton->accessibleName(), "button");
-        QCOMPARE(cell.startStopButton->shownImage().isNull(), running);
-        QCOMPARE(cell.runningButtonView->isRunning(), running);
-        for (const QWidget* label : {cell.clientLabel, cell.taskLabel, cell.hoursLabel})
-            QCOMPARE(label->palette().color(QPalette::WindowText).name(), textColor);
-        QCOMPARE(cell.notesLabel->textColor().name(), textColor);
-        QTEST(cell.projectLabel->palette().color(QPalette::WindowText).name(), "projectColor");
-        QFETCH(QString, spokenState);
-        QCOMPARE(cell.accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes%1, n"_s.arg(spokenState));
-        if (!lockedReason.isEmpty()) {
-            // As it is, not as markup.
-            QVERIFY(cell.lockedButton->toolTip().contains(lockedReason.toHtmlEscaped()));
-            QCOMPARE(cell.lockedButton->accessibleDescription(), lockedReason);
-        }
-    }
-
-    void menusFollowTheState_data()
-    {
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<std::string>("lockedReason");
-        QTest::addColumn<QStringList>("items");
-
         const QString edit = u"Edit Timer"_s, remove = u"Delete Timer"_s, view = u"View in Quillon"_s, line = u"-"_s;
-        QTest::newRow("stopped") << false << std::string() << QStringList({edit, u"Start Timer"_s, remove, line, view});
-        QTest::newRow("running") << true << std::string() << QStringList({edit, u"Stop Timer"_s, remove, line, view});
-        QTest::newRow("locked") << false << std::string("Approved") << QStringList(view);
-    }
-
-    void menusFollowTheState()
-    {
-        QFETCH(bool, running);
-        QFETCH(std::string, lockedReason);
-        TimesheetRun run;
-        run.add({.minutes = 65, .running = running, .lockedReason = lockedReason});
-        run.open();
-        const auto menu = run.row(0).menuForEvent();
-        QTEST(titles(*menu), "items");
-        if (menu->actions().size() > 1) {
-            QCOMPARE(menu->actions().at(0)->shortcut(), QKeySequence(Qt::Key_E));
-            QCOMPARE(menu->actions().at(1)->shortcut(), QKeySequence(Qt::Key_S));
+        for (const auto& [running, lockedReason, visible, button, projectColor, spokenState, items] :
+             {std::tuple{false, QString(), QStringList(u"startStopButton"_s), u"Start Timer"_s, u"#212121"_s, QString(),
+                         QStringList({edit, u"Start Timer"_s, remove, line, view})},
+              std::tuple{true, QString(), both, u"Stop Timer"_s, u"#212121"_s, u", running"_s,
+                         QStringList({edit, u"Stop Timer"_s, remove, line, view})},
+              std::tuple{false, u"Approved by <Ann>"_s, QStringList(u"lockedButton"_s), u"Start Timer"_s, u"#aaaaaa"_s,
+                         u", locked"_s, QStringList(view)},
+              std::tuple{true, u"Approved"_s, both, u"Stop Timer"_s, u"#aaaaaa"_s, u", running"_s,
+                         QStringList(view)}}) {
+            const support::InRow inRow(button + spokenState);
+            const QString textColor = lockedReason.isEmpty() ? u"#666666"_s : u"#aaaaaa"_s;
+            TimesheetRun run;
+            run.add({.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()});
+            run.open();
+            auto& cell = run.row(0);
+            QStringList seen;
+            for (const QWidget* part :
+                 {static_cast<QWidget*>(cell.runningButtonView), static_cast<QWidget*>(cell.startStopButton),
+                  static_cast<QWidget*>(cell.lockedButton)}) {
+                if (part->isVisible())
+                    seen << part->objectName();
+            }
+            QCOMPARE(seen, visible);
+            QCOMPARE(cell.startStopButton->accessibleName(), button);
+            QCOMPARE(cell.startStopButton->shownImage().isNull(), running);
+            QCOMPARE(cell.runningButtonView->isRunning(), running);
+            for (const QWidget* label : {cell.clientLabel, cell.taskLabel, cell.hoursLabel})
+                QCOMPARE(label->palette().color(QPalette::WindowText).name(), textColor);
+            QCOMPARE(cell.notesLabel->textColor().name(), textColor);
+            QCOMPARE(cell.projectLabel->palette().color(QPalette::WindowText).name(), projectColor);
+            QCOMPARE(cell.accessibleText(), u"Harbour, [W1] Website, Design, 1 hour 5 minutes%1, n"_s.arg(spokenState));
+            const auto menu = cell.menuForEvent();
+            QCOMPARE(titles(*menu), items);
+            if (menu->actions().size() > 1) {
+                QCOMPARE(menu->actions().at(0)->shortcut(), QKeySequence(Qt::Key_E));
+                QCOMPARE(menu->actions().at(1)->shortcut(), QKeySequence(Qt::Key_S));
+            }
+            QCOMPARE(timesheet::TimesheetListViewCell::contextMenu().at(1).title, u"Start Timer"_s);
+            if (!lockedReason.isEmpty()) {
+                // As it is, not as markup.
+                QVERIFY(cell.lockedButton->toolTip().contains(lockedReason.toHtmlEscaped()));
+                QCOMPARE(cell.lockedButton->accessibleDescription(), lockedReason);
+            }
         }
-        QCOMPARE(timesheet::TimesheetListViewCell::contextMenu().at(1).title, u"Start Timer"_s);
     }
 
     void runningAndSelectedRowsStandOut()
@@ -140,24 +109,15 @@ private slots:
         QVERIFY(colors(0) == stopped && colors(1) != running);
     }
 
-    void heightCountsTheLinesOfTheNotes_data()
-    {
-        QTest::addColumn<QString>("notes");
-        QTest::addColumn<int>("height");
-
-        QTest::newRow("none") << QString() << 65;
-        QTest::newRow("a word") << u"one"_s << 81;
-        QTest::newRow("two lines") << u"one\ntwo"_s << 95;
-    }
-
     void heightCountsTheLinesOfTheNotes()
     {
-        QFETCH(QString, notes);
         TimesheetRun run;
-        run.add({.notes = notes.toStdString(), .minutes = 5});
+        for (const char* notes : {"", "one", "one\ntwo"})
+            run.add({.notes = notes, .minutes = 5});
         run.open();
-        QTEST(int(run.list().rectOfRow(0).height()), "height");
-        QCOMPARE(run.controller().heightOfRow(run.list(), 1), 0.0);
+        const auto height = [&](int row) { return run.list().rectOfRow(row).height(); };
+        QCOMPARE(QList<double>({height(0), height(1), height(2)}), QList<double>({65, 81, 95}));
+        QCOMPARE(run.controller().heightOfRow(run.list(), 3), 0.0);
     }
 
     void notesAreDrawnAsMeasured()
@@ -243,39 +203,33 @@ private slots:
         QCOMPARE(cell.projectLabel->palette().color(QPalette::WindowText).name(), u"#aaaaaa"_s);
     }
 
-    void readsAnyText_data()
-    {
-        QTest::addColumn<QString>("text");
-
-        QTest::newRow("right to left") << u"ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط."_s;
-        QTest::newRow("emoji") << u"👩🏽‍💻🏳️‍🌈 🧁"_s;
-        QTest::newRow("control signs") << u"tab\tand\u0085next\u2028line \u202Ereversed\u202C \u200B"_s;
-        QTest::newRow("markup") << u"<img src='x'>&amp;<b>bold</b>"_s;
-        QTest::newRow("one long word") << QString(5000, u'w');
-    }
-
     void readsAnyText()
     {
-        QFETCH(QString, text);
         TimesheetRun run;
         run.add({.notes = "n", .minutes = 5});
         run.open();
         model::DayEntry* entry = run.controller().dayEntries().at(0);
-        entry->setNotes(text);
-        entry->project()->setName(text);
-        entry->project()->client()->setName(text);
-        entry->task()->setName(text);
-        run.controller().reloadEntries();
-        auto& cell = run.row(0);
-        QVERIFY(cell.height() >= 81);
-        run.window().grab();
-        run.list().setScrollOffset(cell.height() / 2);
-        run.window().grab();
-        // Names never reach into the hours.
-        QVERIFY(cell.projectLabel->geometry().right() < cell.hoursLabel->x());
-        QVERIFY(cell.hoursLabel->geometry().right() < cell.startStopButton->x());
-        QCOMPARE(cell.hoursLabel->text(), u"0:05"_s);
-        QVERIFY(cell.accessibleText().contains(u"5 minutes"_s));
+        for (const QString& text :
+             {u"ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط."_s, u"👩🏽‍💻🏳️‍🌈 🧁"_s,
+              u"tab\tand\u0085next\u2028line \u202Ereversed\u202C \u200B"_s, u"<img src='x'>&amp;<b>bold</b>"_s,
+              QString(5000, u'w')}) {
+            const support::InRow inRow(text);
+            entry->setNotes(text);
+            entry->project()->setName(text);
+            entry->project()->client()->setName(text);
+            entry->task()->setName(text);
+            run.controller().reloadEntries();
+            auto& cell = run.row(0);
+            QVERIFY(cell.height() >= 81);
+            run.window().grab();
+            run.list().setScrollOffset(cell.height() / 2);
+            run.window().grab();
+            // Names never reach into the hours.
+            QVERIFY(cell.projectLabel->geometry().right() < cell.hoursLabel->x());
+            QVERIFY(cell.hoursLabel->geometry().right() < cell.startStopButton->x());
+            QCOMPARE(cell.hoursLabel->text(), u"0:05"_s);
+            QVERIFY(cell.accessibleText().contains(u"5 minutes"_s));
+        }
     }
 };
 

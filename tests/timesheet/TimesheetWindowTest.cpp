@@ -3,6 +3,7 @@
 #include "editing/NewTimerController.h"
 #include "editing/NewTimerPanel.h"
 #include "skin/RunningButtonBackground.h"
+#include "support/InRow.h"
 #include "support/TestMain.h"
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
@@ -83,33 +84,26 @@ private slots:
         tzset();
     }
 
-    void jumpsToTodayWhenOpenedOnANewDay_data()
-    {
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<int>("hoursLater");
-        QTest::addColumn<QString>("shown");
-
-        QTest::newRow("the next day") << false << 20 << u"Wednesday, January 16, 2013"_s;
-        QTest::newRow("the next day, with a timer running") << true << 20 << u"Monday, January 14, 2013"_s;
-        QTest::newRow("the same day") << false << 2 << u"Monday, January 14, 2013"_s;
-    }
-
     void jumpsToTodayWhenOpenedOnANewDay()
     {
-        QFETCH(bool, running);
-        QFETCH(int, hoursLater);
-        TimesheetRun run;
-        run.add({.notes = "yesterday", .minutes = 30, .running = running, .day = "2013-01-14"});
-        run.open();
-        run.click(run.window().backButton);
-        QCOMPARE(run.date(), u"Monday, January 14, 2013"_s);
-        run.key(Qt::Key_Escape);
-        QVERIFY(!run.window().isVisible());
+        for (const auto& [name, running, hoursLater, shown] :
+             {std::tuple{"the next day", false, 20, u"Wednesday, January 16, 2013"_s},
+              std::tuple{"the next day, with a timer running", true, 20, u"Monday, January 14, 2013"_s},
+              std::tuple{"the same day", false, 2, u"Monday, January 14, 2013"_s}}) {
+            const support::InRow inRow(name);
+            TimesheetRun run;
+            run.add({.notes = "yesterday", .minutes = 30, .running = running, .day = "2013-01-14"});
+            run.open();
+            run.click(run.window().backButton);
+            QCOMPARE(run.date(), u"Monday, January 14, 2013"_s);
+            run.key(Qt::Key_Escape);
+            QVERIFY(!run.window().isVisible());
 
-        run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
-        run.menulet->showTimesheetWindow(nullptr);
-        run.settle();
-        QTEST(run.date(), "shown");
+            run.test.time.setNow(run.test.time.now() + std::chrono::hours(hoursLater));
+            run.menulet->showTimesheetWindow(nullptr);
+            run.settle();
+            QCOMPARE(run.date(), shown);
+        }
     }
 
     void togglesByTheKeyboardFocus()
@@ -594,30 +588,25 @@ private slots:
         QCOMPARE(next.window().geometry(), QRect(80, 90, 520, 430));
     }
 
-    void neverOpensOffTheScreen_data()
-    {
-        QTest::addColumn<QRect>("saved");
-        QTest::newRow("beyond") << QRect(5000, 4000, 500, 400);
-        QTest::newRow("above") << QRect(100, -300, 500, 400);
-        QTest::newRow("larger") << QRect(0, 0, 3000, 2000);
-        QTest::newRow("nonsense") << QRect();
-    }
-
     void neverOpensOffTheScreen()
     {
-        QFETCH(QRect, saved);
-        TimesheetRun run;
-        auto& defaults = settings::UserDefaults::standardUserDefaults();
-        if (saved.isValid()) {
-            QWidget other(nullptr, Qt::FramelessWindowHint);
-            other.setGeometry(saved);
-            defaults.setString("TimesheetWindowFrame"_L1, QString::fromLatin1(other.saveGeometry().toBase64()));
-        } else {
-            defaults.setString("TimesheetWindowFrame"_L1, u"not a frame"_s);
+        // Beyond it, above it, larger, and nonsense.
+        for (const QRect& saved :
+             {QRect(5000, 4000, 500, 400), QRect(100, -300, 500, 400), QRect(0, 0, 3000, 2000), QRect()}) {
+            const support::InRow inRow(QString::number(saved.y()));
+            TimesheetRun run;
+            auto& defaults = settings::UserDefaults::standardUserDefaults();
+            if (saved.isValid()) {
+                QWidget other(nullptr, Qt::FramelessWindowHint);
+                other.setGeometry(saved);
+                defaults.setString("TimesheetWindowFrame"_L1, QString::fromLatin1(other.saveGeometry().toBase64()));
+            } else {
+                defaults.setString("TimesheetWindowFrame"_L1, u"not a frame"_s);
+            }
+            run.open();
+            const QRect screen = run.window().screen()->availableGeometry();
+            QCOMPARE(screen.united(run.window().geometry()), screen);
         }
-        run.open();
-        const QRect screen = run.window().screen()->availableGeometry();
-        QCOMPARE(screen.united(run.window().geometry()), screen);
     }
 
     void stripWorksTheWindow()
