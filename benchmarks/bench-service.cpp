@@ -1,6 +1,6 @@
 // bench-service FILE [running]
 //
-// The timesheet service with the large day, made on first use. Prints its port and serves until it is told to stop.
+// The timesheet service with the large day, made on first use. Prints its port and serves until stopped.
 #include "LargeDay.h"
 
 #include <localservice/Service.h>

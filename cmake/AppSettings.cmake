@@ -1,4 +1,4 @@
-# What every target is built with.
+# Options for every target.
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

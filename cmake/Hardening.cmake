@@ -1,7 +1,7 @@
 # What a program that people run is hardened with, each where the compiler or the linker takes it. The Debian package has
 # it from here, too: what dpkg-buildflags gives differs from release to release, and saying it twice does no harm.
 #
-# Not with the sanitizers: FORTIFY hides from them what they look for. Not in a debug build: it wants optimisation.
+# Not with the sanitizers: FORTIFY hides bugs from them. Not in a debug build: it needs optimisation.
 if(QUILLON_SANITIZE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
   return()
 endif()
@@ -39,5 +39,5 @@ if(TAKES_FORTIFY_3)
 else()
   set(fortify 2)
 endif()
-# Undefined first: compilers and builders of packages may have a level of their own.
+# Undefined first: compilers and package builders may set a level of their own.
 add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${fortify})

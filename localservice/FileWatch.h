@@ -29,10 +29,10 @@ public:
     {
         Nothing,
         FileGone,        ///< the data file was moved or removed, or another one has its name
-        FileOverwritten, ///< somebody else wrote into the data file
+        FileOverwritten, ///< another process wrote into the data file
         JournalGone,
         JournalReplaced, ///< another file has the journal's name
-        JournalCut,      ///< somebody else wrote into the journal, or made it shorter
+        JournalCut,      ///< another process wrote into the journal, or shortened it
         IndexGone,       ///< removed, or another one has its name
     };
 

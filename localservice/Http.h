@@ -25,8 +25,8 @@ struct Request
     std::string body;
     bool secure = false; ///< it came over TLS
     std::string peer;    ///< the client's address, numeric: "192.0.2.7", "2001:db8::7"
-    /// The user of this machine whose program sent it, where that can be told. Until the request is answered; asks
-    /// the kernel until it tells.
+    /// The local user whose program sent it, if known. Call it before the request is answered; asks the kernel until
+    /// that knows.
     std::function<std::optional<uid_t>()> user = {};
 
     /// The part of `target` before the question mark.

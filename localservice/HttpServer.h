@@ -49,7 +49,7 @@ public:
 
     /// Listens on the numeric addresses, all on the same port, encrypted when there is `tls`; port 0 takes one that is
     /// free on all. The first address must be there; of the others, those that this machine does not have are left out.
-    /// Answers the port, or why it is not to be had.
+    /// Returns the port, or why it is unavailable.
     tl::expected<std::uint16_t, std::string> start(const std::vector<std::string>& addresses, std::uint16_t port,
                                                    std::shared_ptr<Tls> tls = {});
 

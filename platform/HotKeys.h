@@ -29,7 +29,7 @@ public:
 
     enum class State
     {
-        None,        ///< no key was asked for
+        None,        ///< no key was requested
         Pending,     ///< the desktop has not answered yet; it may be asking the person
         Registered,  ///< fires
         Refused,     ///< taken by another program, or not permitted
@@ -59,7 +59,7 @@ public:
     /// event loop, never from within a call of this class.
     virtual void setHandlers(std::function<void(int id)> pressed, std::function<void()> statusChanged) = 0;
 
-    /// Never null: a key that cannot be had has a status that says so, and never fires.
+    /// Never null: an unavailable key has a status that says so, and never fires.
     [[nodiscard]] virtual std::unique_ptr<Registration> registerHotKey(const HotKey& key) = 0;
 
     /// While paused nothing fires, and where the desktop permits it the keys reach the window in front: for a field

@@ -64,7 +64,7 @@ struct RecordEnd
     bool active = true;
     std::string archiving = {}; ///< what archiving does
     std::string staying = {};   ///< why it cannot be deleted; empty when it can
-    bool asks = false;          ///< archiving is asked for on a page of its own
+    bool asks = false;          ///< archiving needs confirmation on a page of its own
 };
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);
 

@@ -17,7 +17,7 @@ using Row = SQLite::Statement;
 struct Asker
 {
     Id account = 0;
-    Id person = 0; ///< 0 for administrators, who see everybody's
+    Id person = 0; ///< 0 for administrators, who see everyone's
     Seconds now = 0;
     std::string month; ///< "2024-03-", the beginning of the present month's days
 

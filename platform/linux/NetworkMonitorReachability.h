@@ -9,7 +9,7 @@ namespace platform {
 class NetworkMonitorReachability final : public Reachability
 {
 public:
-    /// The monitor speaks through GLib's main loop, which Qt may have been told not to use.
+    /// The monitor needs GLib's main loop, which Qt may be configured not to use.
     static bool available();
 
     std::unique_ptr<Watch> watch(const QString& host, std::function<void(bool)> changed) override;

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/// Entries put straight into the data file of the built-in service: with any hours, on any day, running or locked.
+/// Entries written directly to the data file of the built-in service: with any hours, on any day, running or locked.
 namespace seed {
 
 struct Entry
@@ -21,7 +21,7 @@ struct Entry
 /// The entry's id.
 localservice::Id add(localservice::Database& data, localservice::Id person, const Entry& entry,
                      localservice::Seconds now);
-/// From now on the account records start and end; the entries that it has began at nine.
+/// From now on the account records start and end; its existing entries began at nine.
 void recordTimes(localservice::Database& data, localservice::Id account);
 void removeAll(localservice::Database& data, localservice::Id person);
 

@@ -1,6 +1,6 @@
 // timesheet_seed FILE SCENE
 //
-// Fills the data file of the service that comes with the program (`quillon --local`) with a day to look at: "empty",
+// Fills the data file of the built-in service (`quillon --local`) with a sample day: "empty",
 // "mixed", "long", "full" or, with start and end times, "times".
 
 #include "Seed.h"
