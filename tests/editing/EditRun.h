@@ -100,6 +100,13 @@ public:
         QTest::keyClick(window()->focusWidget(), Qt::Key_E);
         peer.forgetRequests();
     }
+    /// The same with an entry that is booked first; its id.
+    QString editBooked()
+    {
+        QString id = book();
+        edit();
+        return id;
+    }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
     {
         QTest::keyClick(window()->focusWidget(), key, modifiers);

@@ -58,8 +58,7 @@ private slots:
     void sendsAnEntryOfHours()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         QCOMPARE(run.task().text(), u"Design"_s);
         QCOMPARE(run.notes().text(), u"First draft"_s);
         QCOMPARE(run.hours().text(), u"1:30"_s);
@@ -82,8 +81,7 @@ private slots:
     void sendsAnEntryOfTimes()
     {
         EditRun run(EditRun::Timers::Timestamps);
-        const QString id = run.book();
-        run.edit();
+        const QString id = run.editBooked();
         QVERIFY(run.find("durationContainerAndHoursBackground")->isHidden());
         QCOMPARE(run.startTime().text(), u"7:00AM"_s);
         QCOMPARE(run.endTime().text(), u"8:30AM"_s);
@@ -115,8 +113,7 @@ private slots:
     void readsTypedHours()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         const auto* hint = run.find<QLabel>("timeHint");
         QTest::mouseClick(run.find("editHoursButton"), Qt::LeftButton);
         QCOMPARE(run.hours().selectedText(), u"1:30"_s);
@@ -152,8 +149,7 @@ private slots:
             // Without the control characters.
             const QByteArray sent = QString(notes).remove(u'\u0001').remove(u'\u001b').toUtf8();
             EditRun run;
-            run.book();
-            run.edit();
+            run.editBooked();
             run.paste(run.notes(), notes);
             run.press(Qt::Key_Return);
             QCOMPARE(run.sent(), request(sent, "  <hours>1.50</hours>\n"));
@@ -167,8 +163,7 @@ private slots:
     void saysWhatIsMissing()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.project(), u"nothing of the kind"_s);
         run.save();
         QCOMPARE(run.message(), ChooseBoth);
@@ -195,8 +190,7 @@ private slots:
     void checksTheTimes()
     {
         EditRun run(EditRun::Timers::Timestamps);
-        const QString id = run.book();
-        run.edit();
+        const QString id = run.editBooked();
         const auto message = [&run](const QString& start, const QString& end) {
             run.type(run.startTime(), start);
             run.type(run.endTime(), end);
@@ -233,8 +227,7 @@ private slots:
     void fillsTimesThatWereCleared()
     {
         EditRun run(EditRun::Timers::Timestamps);
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.startTime(), u""_s);
         run.leave();
         QCOMPARE(run.startTime().text(), u"7:00AM"_s);
@@ -250,8 +243,7 @@ private slots:
     void keepsAStartThatTheEntryDoesNotHave()
     {
         EditRun run(EditRun::Timers::Timestamps);
-        const QString id = run.book();
-        run.edit();
+        const QString id = run.editBooked();
         run.cancel();
         run.entry(id)->setStartedAt({});
         run.entry(id)->setStoppedAt({});
@@ -286,8 +278,7 @@ private slots:
     void returnAndTab()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.notes(), u"one"_s);
         run.press(Qt::Key_Return, Qt::AltModifier);
         QTest::keyClicks(&run.notes(), u"two"_s);
@@ -320,8 +311,7 @@ private slots:
     void followsTheProject()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.project(), u"intra"_s);
         run.press(Qt::Key_Tab);
         QCOMPARE(run.task().text(), u"Design"_s); // of the same name
@@ -342,8 +332,7 @@ private slots:
     void picksADay()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         editing::DatePicker& date = run.date();
         date.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
         QCOMPARE(date.text(), u"Tue, Jan 15, 2013"_s);
@@ -385,8 +374,7 @@ private slots:
         for (const bool timestamps : {false, true}) {
             const support::InRow inRow(timestamps ? "times" : "hours");
             EditRun run(timestamps ? EditRun::Timers::Timestamps : EditRun::Timers::Hours);
-            const QString id = run.book();
-            run.edit();
+            const QString id = run.editBooked();
             int refreshes = 0;
             // Each brings other notes, hours and times for the entry.
             const auto refresh = [&] {
@@ -466,8 +454,7 @@ private slots:
     {
         for (const EditRun::Timers timers : {EditRun::Timers::Hours, EditRun::Timers::Timestamps}) {
             EditRun run(timers);
-            const QString id = run.book();
-            run.edit();
+            const QString id = run.editBooked();
             run.type(run.notes(), u"All that I did"_s);
             if (timers == EditRun::Timers::Timestamps) {
                 run.type(run.endTime(), u"8:45"_s);
@@ -500,8 +487,7 @@ private slots:
     void neverSavesALockedEntry()
     {
         EditRun run;
-        const QString id = run.book();
-        run.edit();
+        const QString id = run.editBooked();
         run.type(run.hours(), u"4"_s);
         QVERIFY(run.data().lockEntry(id.toLongLong(), "Approved by Kim."));
         run.refresh();
@@ -521,8 +507,7 @@ private slots:
     void outlivesTheAccount()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.project(), u"in"_s);
         run.menulet->clearAllData();
         QCoreApplication::processEvents();
@@ -608,8 +593,7 @@ private slots:
     void losesAProjectThatIsGone()
     {
         EditRun run;
-        run.book();
-        run.edit();
+        run.editBooked();
         run.type(run.project(), u"intranet"_s);
         run.press(Qt::Key_Tab);
         QVERIFY(run.data().setProjectActive(run.intranet, false));

@@ -23,11 +23,11 @@
 struct RecordingPreferencesOwner final : preferences::PreferencesOwner, preferences::TimeHereOwner
 {
     bool loggedOut() const override { return isLoggedOut; }
-    bool showingInDock() const override { return isShowingInDock; }
+    bool showingInDock() const override { return true; }
     void showHelp(QObject*) override { asked << QStringLiteral("help"); }
     void relaunch(QObject*) override { asked << QStringLiteral("relaunch"); }
     void quitQuilonForMac(QObject*) override { asked << QStringLiteral("quit"); }
-    QStringList startArguments() const override { return arguments; }
+    QStringList startArguments() const override { return {}; }
     bool canKeepTimeHere() const override { return true; }
     void keepTimeHere(std::function<void(bool)> done) override
     {
@@ -42,9 +42,7 @@ struct RecordingPreferencesOwner final : preferences::PreferencesOwner, preferen
     void openQuillonInBrowser(QObject*) override { asked << QStringLiteral("browser"); }
 
     bool isLoggedOut = false;
-    bool isShowingInDock = true;
     QStringList asked;
-    QStringList arguments;
     std::function<void(bool)> kept; ///< to be told whether the time is kept here
 };
 

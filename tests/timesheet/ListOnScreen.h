@@ -19,12 +19,11 @@
 class Row final : public timesheet::RLListViewCell
 {
 public:
-    /// `note` gets "button ROW" and "menu ROW".
+    /// `note` gets "menu ROW".
     Row(const QString& identifier, std::function<void(const QString&)> note)
         : RLListViewCell(identifier), m_note(std::move(note))
     {
         setAttribute(Qt::WA_OpaquePaintEvent);
-        connect(&button, &QPushButton::clicked, this, [this] { m_note(QStringLiteral("button %1").arg(row())); });
     }
 
     void layoutSubviews() override { ++layouts; }
@@ -58,8 +57,7 @@ private:
     std::function<void(const QString&)> m_note;
 };
 
-/// A window with a list of 300 by 200 points between two fields. Writes down what the list asks and tells; the field
-/// below shows the last of it.
+/// A window with a list of 300 by 200 points between two fields. Writes down what the list asks and tells.
 class ListOnScreen final : public timesheet::RLListViewDelegate
 {
 public:
@@ -132,13 +130,13 @@ public:
         if (auto* cell = listView.dequeueCellWithReusableIdentifier(identifier))
             return *cell;
         ++made;
-        return *new Row(identifier, [this](const QString& what) { note(what); });
+        return *new Row(identifier, [this](const QString& what) { calls << what; });
     }
-    void selectionDidChange(timesheet::RLListView&) override { note(QStringLiteral("selection")); }
-    void rowDoubleClicked(timesheet::RLListView&, int row) override { note(QStringLiteral("open %1").arg(row)); }
-    void keyDown(timesheet::RLListView&, QKeyEvent& event) override { note(QStringLiteral("key ") + event.text()); }
+    void selectionDidChange(timesheet::RLListView&) override { calls << QStringLiteral("selection"); }
+    void rowDoubleClicked(timesheet::RLListView&, int row) override { calls << QStringLiteral("open %1").arg(row); }
+    void keyDown(timesheet::RLListView&, QKeyEvent& event) override { calls << QStringLiteral("key ") + event.text(); }
 
-    /// "selection", "open ROW", "key TEXT", "button ROW", "menu ROW", in their order.
+    /// "selection", "open ROW", "key TEXT", "menu ROW", in their order.
     QStringList calls;
     /// Rows that a cell was asked for.
     QList<int> asked;
@@ -151,11 +149,5 @@ public:
     QLineEdit after;
 
 private:
-    void note(const QString& what)
-    {
-        calls << what;
-        after.setText(what);
-    }
-
     std::vector<double> m_heights;
 };

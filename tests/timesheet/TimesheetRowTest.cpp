@@ -53,9 +53,8 @@ private slots:
                          QStringList(view)}}) {
             const support::InRow inRow(button + spokenState);
             const QString textColor = lockedReason.isEmpty() ? u"#666666"_s : u"#aaaaaa"_s;
-            TimesheetRun run;
-            run.add({.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()});
-            run.open();
+            TimesheetRun run{
+                {.notes = "n", .minutes = 65, .running = running, .lockedReason = lockedReason.toStdString()}};
             auto& cell = run.row(0);
             QStringList seen;
             for (const QWidget* part :
@@ -90,10 +89,7 @@ private slots:
 
     void runningAndSelectedRowsStandOut()
     {
-        TimesheetRun run;
-        run.add({.minutes = 65});
-        run.add({.minutes = 65, .running = true});
-        run.open();
+        TimesheetRun run{{.minutes = 65}, {.minutes = 65, .running = true}};
         // Beside all text; the focus mark is at the left edge.
         const auto colors = [&](int row) {
             const QImage image = run.row(row).grab().toImage();
@@ -111,10 +107,7 @@ private slots:
 
     void heightCountsTheLinesOfTheNotes()
     {
-        TimesheetRun run;
-        for (const char* notes : {"", "one", "one\ntwo"})
-            run.add({.notes = notes, .minutes = 5});
-        run.open();
+        TimesheetRun run{{.minutes = 5}, {.notes = "one", .minutes = 5}, {.notes = "one\ntwo", .minutes = 5}};
         const auto height = [&](int row) { return run.list().rectOfRow(row).height(); };
         QCOMPARE(QList<double>({height(0), height(1), height(2)}), QList<double>({65, 81, 95}));
         QCOMPARE(run.controller().heightOfRow(run.list(), 3), 0.0);
@@ -145,9 +138,7 @@ private slots:
         const QString notes = u"Second pass "_s.repeated(270'000) + u"x\U0001F9C1"_s.repeated(600'000) +
                               u"\nA line of notes as long as lines are wont to be."_s.repeated(50'000) +
                               u"\n"_s.repeated(1'000'000) + u"end"_s;
-        TimesheetRun run;
-        run.add({.notes = notes.toStdString(), .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = notes.toStdString(), .minutes = 5}};
         QVERIFY(run.controller().dayEntries().at(0)->notes() == notes);
         QVERIFY(run.row(0).accessibleText().endsWith(u" more characters)"_s));
         QVERIFY(run.row(0).height() > 2 * run.window().height());
@@ -168,9 +159,7 @@ private slots:
 
     void showsWhatIsThereOfAnEntry()
     {
-        TimesheetRun run;
-        run.add({.notes = "n", .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = "n", .minutes = 5}};
         model::DayEntry* entry = run.controller().dayEntries().at(0);
         entry->project()->setClient(nullptr);
         run.controller().reloadEntries();
@@ -190,9 +179,7 @@ private slots:
 
     void followsTheEntryWithoutAReload()
     {
-        TimesheetRun run;
-        run.add({.minutes = 5, .running = true});
-        run.open();
+        TimesheetRun run{{.minutes = 5, .running = true}};
         auto& cell = run.row(0);
         QVERIFY(cell.runningButtonView->isVisible());
         cell.dayEntry()->setTimerStarted({});
@@ -205,9 +192,7 @@ private slots:
 
     void readsAnyText()
     {
-        TimesheetRun run;
-        run.add({.notes = "n", .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = "n", .minutes = 5}};
         model::DayEntry* entry = run.controller().dayEntries().at(0);
         for (const QString& text :
              {u"ملاحظات من اليمين إلى اليسار مع كلمة English في الوسط."_s, u"👩🏽‍💻🏳️‍🌈 🧁"_s,

@@ -18,6 +18,15 @@
 class TimesheetRun : public AppRun
 {
 public:
+    TimesheetRun() = default;
+    /// With these entries, and open.
+    TimesheetRun(std::initializer_list<seed::Entry> entries)
+    {
+        for (const seed::Entry& entry : entries)
+            add(entry);
+        open();
+    }
+
     /// An entry of today on the website's design, unless it says otherwise. Its id.
     localservice::Id add(seed::Entry entry)
     {

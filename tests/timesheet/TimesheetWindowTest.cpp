@@ -22,12 +22,9 @@ class TimesheetWindowTest : public QObject
 private slots:
     void opensWithTheFirstDownload()
     {
-        TimesheetRun run;
-        run.add({.notes = "first", .minutes = 65});
-        run.add({.notes = "second", .minutes = 45});
-        run.add({.notes = "of yesterday", .minutes = 600, .day = "2013-01-14"});
-        run.open();
-
+        TimesheetRun run{{.notes = "first", .minutes = 65},
+                         {.notes = "second", .minutes = 45},
+                         {.notes = "of yesterday", .minutes = 600, .day = "2013-01-14"}};
         QCOMPARE(run.date(), u"Tuesday, January 15, 2013"_s);
         QCOMPARE(run.notesShown(), QStringList({u"first"_s, u"second"_s}));
         QCOMPARE(run.total(), u"1:50"_s);
@@ -39,11 +36,7 @@ private slots:
 
     void walksFromDayToDay()
     {
-        TimesheetRun run;
-        run.add({.notes = "today", .minutes = 60});
-        run.add({.notes = "yesterday", .minutes = 30, .day = "2013-01-14"});
-        run.open();
-
+        TimesheetRun run{{.notes = "today", .minutes = 60}, {.notes = "yesterday", .minutes = 30, .day = "2013-01-14"}};
         QTest::mouseClick(run.window().backButton, Qt::LeftButton);
         // The old day stays until the answer is there.
         QCOMPARE(run.date(), u"Tuesday, January 15, 2013"_s);
@@ -91,9 +84,7 @@ private slots:
               std::tuple{"the next day, with a timer running", true, 20, u"Monday, January 14, 2013"_s},
               std::tuple{"the same day", false, 2, u"Monday, January 14, 2013"_s}}) {
             const support::InRow inRow(name);
-            TimesheetRun run;
-            run.add({.notes = "yesterday", .minutes = 30, .running = running, .day = "2013-01-14"});
-            run.open();
+            TimesheetRun run{{.notes = "yesterday", .minutes = 30, .running = running, .day = "2013-01-14"}};
             run.click(run.window().backButton);
             QCOMPARE(run.date(), u"Monday, January 14, 2013"_s);
             run.key(Qt::Key_Escape);
@@ -210,9 +201,7 @@ private slots:
 
     void loadingEndsWithTheNextReload()
     {
-        TimesheetRun run;
-        run.add({.notes = "work", .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = "work", .minutes = 5}};
         run.peer.answer("GET /daily/14/2013", {{503}, {503}});
         run.test.time.blockSleeps();
         QTest::mouseClick(run.window().backButton, Qt::LeftButton);
@@ -226,9 +215,7 @@ private slots:
 
     void loadingHoldsBackEdits()
     {
-        TimesheetRun run;
-        run.add({.notes = "work", .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = "work", .minutes = 5}};
         QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
         QCOMPARE(run.edited(), u"work"_s);
         run.refresh();
@@ -407,9 +394,7 @@ private slots:
 
     void opensTheDayInTheBrowser()
     {
-        TimesheetRun run;
-        run.add({.minutes = 5, .day = "2013-01-14"});
-        run.open();
+        TimesheetRun run{{.minutes = 5, .day = "2013-01-14"}};
         run.click(run.window().backButton);
         run.row(0).viewOnQuillon();
         QCOMPARE(run.test.desktop.opened, QList{QUrl(u"http://acme.localhost:%1/daily/14/2013"_s.arg(run.port))});
@@ -497,10 +482,7 @@ private slots:
 
     void hoursCountOnWhileOneLooks()
     {
-        TimesheetRun run;
-        run.add({.minutes = 30});
-        run.add({.minutes = 65, .running = true});
-        run.open();
+        TimesheetRun run{{.minutes = 30}, {.minutes = 65, .running = true}};
         const auto shown = [&] {
             return QStringList{run.row(0).hoursLabel->text(), run.row(1).hoursLabel->text(), run.total()};
         };
@@ -527,9 +509,7 @@ private slots:
 
     void theLongestTextsFit()
     {
-        TimesheetRun run;
-        run.add({.minutes = 7545});
-        run.open();
+        TimesheetRun run{{.minutes = 7545}};
         timesheet::TimesheetWindow& window = run.window();
         run.click(window.backButton);
         window.resize(window.minimumSize());
@@ -542,9 +522,7 @@ private slots:
 
     void focusStaysBelowTheToolbar()
     {
-        TimesheetRun run;
-        run.add({.minutes = 5});
-        run.open();
+        TimesheetRun run{{.minutes = 5}};
         QCOMPARE(run.window().focusWidget(), &run.list());
         run.key(Qt::Key_Left, Qt::ControlModifier);
         QCOMPARE(run.window().focusWidget(), run.window().goToQuillonButton);
@@ -558,9 +536,7 @@ private slots:
 
     void anAccountThatIsGoneTakesItsEntriesAlong()
     {
-        TimesheetRun run;
-        run.add({.minutes = 5, .running = true});
-        run.open();
+        TimesheetRun run{{.minutes = 5, .running = true}};
         run.menulet->clearAllData();
         QCOMPARE(run.controller().dayEntries().size(), 0U);
         QCOMPARE(run.total(), u"0:00"_s);
