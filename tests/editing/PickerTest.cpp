@@ -22,7 +22,7 @@ namespace {
 class Pickers : public QWidget, private QuillonAutocompleterDelegate
 {
 public:
-    explicit Pickers(EditingRun& with, bool refreshing = false) : run(with), m_refreshing(refreshing)
+    explicit Pickers(bool refreshing = false) : m_refreshing(refreshing)
     {
         entry = &run.company().findOrCreateById<model::DayEntry>(u"newEntry"_s, run.main());
         entry->setUser(run.currentUser());
@@ -125,7 +125,7 @@ public:
         return picker.autocompleterContainerView()->findChild<QLabel*>(u"fakePlaceholderField"_s)->isVisible();
     }
 
-    EditingRun& run;
+    EditingRun run;
     model::DayEntry* entry;
     ProjectQuillonAutocompleter project;
     TaskQuillonAutocompleter task;
@@ -155,9 +155,8 @@ class PickerTest : public QObject
 private slots:
     void saysWhatIsUnknown()
     {
-        EditingRun run;
+        Pickers window;
         settings::QuillonPreferences::sharedPreferences().setUrl(u"acme"_s);
-        Pickers window(run);
         const auto note = [&] {
             auto* label = window.project.autocompleterContainerView()->findChild<QLabel*>(u"unknownNote"_s);
             return label && label->isVisible() ? label->text() : QString();
@@ -179,7 +178,7 @@ private slots:
         // Without a project that is no matter of the task.
         QVERIFY(!window.task.autocompleterContainerView()->findChild<skin::LinkButton*>());
         window.key(Qt::Key_Return);
-        QCOMPARE(run.test.desktop.opened, QList<QUrl>{link->link()});
+        QCOMPARE(window.run.test.desktop.opened, QList<QUrl>{link->link()});
         window.focus(window.project);
         window.project.textField()->selectAll();
         window.type(u"des"_s);
@@ -191,8 +190,7 @@ private slots:
     {
         for (const bool refreshing : {false, true}) {
             const support::InRow inRow(refreshing ? "a refresh at every key" : "quiet");
-            EditingRun run;
-            Pickers window(run, refreshing);
+            Pickers window(refreshing);
             QVERIFY(window.prompt(window.project));
             window.type(u"dEs"_s);
             QCOMPARE(window.field(), u"dEs|ign");
@@ -222,8 +220,7 @@ private slots:
     {
         for (const bool refreshing : {false, true}) {
             const support::InRow inRow(refreshing ? "a refresh at every key" : "quiet");
-            EditingRun run;
-            Pickers window(run, refreshing);
+            Pickers window(refreshing);
             const QString all = u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website"_s;
             window.key(Qt::Key_Up);
             QCOMPARE(window.list(), QString(all).replace(u"  [ZW]"_s, u"*  [ZW]"_s));
@@ -260,8 +257,7 @@ private slots:
             for (const auto& [typed, chosen] : {std::pair{u"des"_s, u"Design"_s}, std::pair{u"WEBSITE"_s, website},
                                                 std::pair{u"Websites"_s, u"-"_s}, std::pair{u"zw"_s, byCode}}) {
                 const support::InRow inRow(QKeySequence(key).toString() + u": "_s + typed);
-                EditingRun run;
-                Pickers window(run);
+                Pickers window;
                 window.type(typed);
                 window.key(key);
                 const bool none = chosen == u"-";
@@ -277,8 +273,7 @@ private slots:
 
     void choosesWithTheMouse()
     {
-        EditingRun run;
-        Pickers window(run);
+        Pickers window;
         window.type(u"d"_s);
         QListView& view = *window.project.resultsController().resultsTableView();
         const auto click = [&](int row) {
@@ -297,8 +292,7 @@ private slots:
 
     void choosesFromTheMenu()
     {
-        EditingRun run;
-        Pickers window(run);
+        Pickers window;
         QCOMPARE(window.menu(window.project), u"Bank/  Books/  Design/  destination guide/Zoo/  Attic/  [ZW] Website");
         window.after->setFocus();
         window.pick(window.project, u"[ZW] Website"_s);
@@ -320,8 +314,7 @@ private slots:
 
     void inputMethodsCompleteNothingHalfDone()
     {
-        EditingRun run;
-        Pickers window(run);
+        Pickers window;
         window.type(u"de"_s);
         QCOMPARE(window.field(), u"de|sign");
         window.compose(u"ˆ"_s); // takes the place of the selection
@@ -341,8 +334,7 @@ private slots:
 
     void geometry()
     {
-        EditingRun run;
-        Pickers window(run);
+        Pickers window;
         QCOMPARE(window.project.autocompleterContainerView()->geometry(), QRect(14, 37, 200, 26));
         window.project.matchWidth(*window.after);
         QCOMPARE(window.project.autocompleterContainerView()->width(), window.after->width());
@@ -360,7 +352,7 @@ private slots:
 
         // More rows than there is room for: a thumb over them goes along, and takes no width.
         for (const char* id : {"40", "41", "42", "43", "44", "45"})
-            run.offered.push_back({id, u"Zoo"_s, {}, QString::fromLatin1(id)});
+            window.run.offered.push_back({id, u"Zoo"_s, {}, QString::fromLatin1(id)});
         window.catalogChanges();
         window.project.textField()->selectAll();
         window.key(Qt::Key_Delete);
@@ -382,13 +374,12 @@ private slots:
 
     void refreshUnderTheHand()
     {
-        EditingRun run;
-        Pickers window(run);
-        window.project.setSelectedValue(run.byId<model::Project>("12"));
+        Pickers window;
+        window.project.setSelectedValue(window.run.byId<model::Project>("12"));
         window.project.textField()->setCursorPosition(3);
 
         // Another name for what is chosen and not being typed.
-        run.offered[1].name = u"Designs"_s;
+        window.run.offered[1].name = u"Designs"_s;
         window.catalogChanges();
         QCOMPARE(window.field(), u"Des|igns");
         QCOMPARE(window.project.selectedProject()->name(), u"Designs");
@@ -400,14 +391,14 @@ private slots:
         window.type(u"d"_s);
         window.key(Qt::Key_Down);
         QCOMPARE(window.list(), u"Bank/  Designs/*  destination guide");
-        run.offered.insert(run.offered.begin(), {"19", u"Abbey"_s, {}, u"Doors"_s});
+        window.run.offered.insert(window.run.offered.begin(), {"19", u"Abbey"_s, {}, u"Doors"_s});
         window.catalogChanges();
         QCOMPARE(window.list(), u"Abbey/  Doors/Bank/  Designs/*  destination guide");
         QCOMPARE(window.field(), u"d|estination guide");
 
         // What was chosen goes: the owner is told, once; what is typed stays.
         window.told.clear();
-        run.remove("12");
+        window.run.remove("12");
         window.project.catalogDidChange();
         window.task.catalogDidChange();
         QCOMPARE(window.told.value(0), u"project -");
@@ -417,7 +408,7 @@ private slots:
         QVERIFY(!window.error(window.project));
 
         // Even what is highlighted.
-        run.remove("15");
+        window.run.remove("15");
         window.project.catalogDidChange();
         window.task.catalogDidChange();
         QCOMPARE(window.list(), u"Abbey/  Doors");
@@ -425,22 +416,21 @@ private slots:
         window.key(Qt::Key_Return);
         QCOMPARE(window.project.selectedValue(), nullptr);
         QVERIFY(window.error(window.project));
-        window.project.setSelectedValue(run.byId<model::Project>("13"));
+        window.project.setSelectedValue(window.run.byId<model::Project>("13"));
         QVERIFY(!window.error(window.project));
     }
 
     void nothingIsUsedThatIsGone()
     {
-        EditingRun run;
-        Pickers window(run);
-        window.project.setSelectedValue(run.byId<model::Project>("11"));
+        Pickers window;
+        window.project.setSelectedValue(window.run.byId<model::Project>("11"));
         window.task.textField()->setFocus();
         window.focus(window.project);
         window.type(u"d"_s);
         // The merge has come, and nobody has said so yet: the list still shows what is gone.
-        run.offered.clear();
-        run.offered.push_back({"30", u"Zoo"_s, {}, u"Only"_s});
-        run.refresh();
+        window.run.offered.clear();
+        window.run.offered.push_back({"30", u"Zoo"_s, {}, u"Only"_s});
+        window.run.refresh();
         window.key(Qt::Key_Down);
         window.key(Qt::Key_Down);
         window.key(Qt::Key_Return);
@@ -450,7 +440,7 @@ private slots:
         window.pick(window.task, u"Design"_s);
         QCOMPARE(window.task.selectedValue(), nullptr);
         // All of the account goes, the entry as well.
-        run.company().clearAllData();
+        window.run.company().clearAllData();
         window.focus(window.project);
         window.type(u"x"_s);
         window.key(Qt::Key_Down);
@@ -461,8 +451,7 @@ private slots:
 
     void disabledItClosesItsList()
     {
-        EditingRun run;
-        Pickers window(run);
+        Pickers window;
         window.key(Qt::Key_Down);
         window.project.setEnabled(false);
         QCOMPARE(window.list(), QString());

@@ -9,7 +9,6 @@
 #include "timesheet/NotesView.h"
 
 #include <QClipboard>
-#include <QPainter>
 
 using namespace Qt::StringLiterals;
 

@@ -9,7 +9,6 @@
 #include "timesheet/ToolbarView.h"
 
 #include <QAccessible>
-#include <QPainter>
 #include <QScreen>
 
 using namespace Qt::StringLiterals;
