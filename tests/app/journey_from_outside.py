@@ -144,6 +144,15 @@ def starts_timers(root):
     until("its time", lambda: len(rows) == 3 and "45 minutes" in " ".join(row.name for row in rows))
 
 
+def dismissed_alert(root, title):
+    """Presses OK in the alert with that title, as soon as it is there. What it said."""
+    alert = until(title, lambda: next(
+        a for a in pyatspi.findAllDescendants(root, lambda a: a.getRoleName() == "alert") if shown(a, "label", title)))
+    said = {a.name for a in pyatspi.findAllDescendants(alert, lambda a: a.getRoleName() == "label")}
+    press(find(alert, "push button", "OK"))
+    return said
+
+
 def second_start(quillon):
     config, data = (pathlib.Path(os.environ[name]) / "Quillon" for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME"))
     data /= "LocalService.sqlite"
@@ -163,13 +172,10 @@ def second_start(quillon):
             assert False, "toggled without its file"
         except GLib.Error as error:
             assert Gio.DBusError.get_remote_error(error) == INTERFACE + ".Error.Failed", error
-        alert = find(root, "alert")
-        find(alert, "label", "Your Time Cannot Be Saved")
-        find(alert, "label", "Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it"
-             f" back to go on, or quit Quillon and start it again with another one. The file is {data}.")
-        press(find(alert, "push button", "OK"))
-        alert = until("the other alert", lambda: shown(root, "label", "Toggle Timer Failed") and find(root, "alert"))
-        press(find(alert, "push button", "OK"))
+        said = dismissed_alert(root, "Your Time Cannot Be Saved")
+        assert ("Nothing can be saved: the data file was moved, removed or replaced while it was in use. Put it back to go"
+                f" on, or quit Quillon and start it again with another one. The file is {data}.") in said, said
+        dismissed_alert(root, "Toggle Timer Failed")
         assert status()["Running"]
         data.with_suffix(".away").rename(data)
         for running in (False, True):
