@@ -116,7 +116,7 @@ void TimeHere::start(std::function<void(const QString&)> done)
 void TimeHere::signIn(const BuiltInService::Account& account, const QString& password)
 {
     preferences().keepTimeHere({account.email, password, NameInStore, account.url});
-    environment().desktop().setTranslation([service = m_service.get(), url = QUrl(account.url)](QUrl page) {
+    environment().desktop().setTranslation([service = m_service.get(), url = QUrl(account.url)](const QUrl& page) {
         return isBelow(page, url) ? service->signedInLink(page) : page;
     });
 }

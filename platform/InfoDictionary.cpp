@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 MostBytes = 1024 * 1024;
+constexpr qint64 MostBytes = qint64{1024} * 1024;
 
 tl::expected<QJsonObject, QString> read(const QString& path)
 {

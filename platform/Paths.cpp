@@ -23,7 +23,7 @@ QString absolute(const char* variable)
 
 QString inHome(const char* variable, QLatin1StringView folder)
 {
-    const QString given = absolute(variable);
+    QString given = absolute(variable);
     if (!given.isEmpty())
         return given;
     const QString home = absolute("HOME");
@@ -74,7 +74,7 @@ QString dataFolder()
 
 QString runtimeFolder()
 {
-    const QString given = absolute("XDG_RUNTIME_DIR");
+    QString given = absolute("XDG_RUNTIME_DIR");
     if (!given.isEmpty() && QDir(given).exists())
         return given;
     const QString own = QDir::tempPath() + "/quillon-"_L1 + QString::number(getuid());

@@ -105,13 +105,13 @@ private:
     QString dots() const { return preferences::dots(field().text()); }
 };
 
-QAccessible::UpdateHandler nextHandler = nullptr;
+QAccessible::UpdateHandler s_nextHandler = nullptr;
 
 void tellDotsOnly(QAccessibleEvent* event);
 
 void passOn(QAccessibleEvent* event)
 {
-    QAccessible::installUpdateHandler(nextHandler);
+    QAccessible::installUpdateHandler(s_nextHandler);
     QAccessible::updateAccessibility(event);
     QAccessible::installUpdateHandler(tellDotsOnly);
 }
@@ -147,7 +147,7 @@ PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QT
 {
     skin::installAccessible<PasswordField, PasswordFieldAccessible>();
     [[maybe_unused]] static const bool listening = [] {
-        nextHandler = QAccessible::installUpdateHandler(tellDotsOnly);
+        s_nextHandler = QAccessible::installUpdateHandler(tellDotsOnly);
         return true;
     }();
     m_show->setObjectName(QStringLiteral("showPasswordButton"));

@@ -60,7 +60,7 @@ public:
 
     QString text(QAccessible::Text kind) const override
     {
-        const QString text = QAccessibleWidget::text(kind);
+        QString text = QAccessibleWidget::text(kind);
         if (kind != QAccessible::Name)
             return text;
         // The name is always spoken. A label includes its colon.

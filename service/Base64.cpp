@@ -40,7 +40,7 @@ QString encodeBase64WithNewlines(const QByteArray& data, bool newlines)
     BIO_flush(chain.get());
     char* text = nullptr;
     const long length = BIO_get_mem_data(memory, &text);
-    const QString encoded = QString::fromUtf8(text, length);
+    QString encoded = QString::fromUtf8(text, length);
     // The filter frees its buffer uncleared, and what is encoded may be a password.
     BIO_write(chain.get(), QByteArray(data.size(), '\0').constData(), static_cast<int>(data.size()));
     BIO_flush(chain.get());

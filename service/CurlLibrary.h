@@ -22,6 +22,7 @@ struct CurlLibrary
     /// For callers that know it has been loaded.
     static const CurlLibrary& get();
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared stands alone
 #define QUILLON_CURL_MEMBER(name) decltype(&curl_##name) name = nullptr;
     QUILLON_CURL_FUNCTIONS(QUILLON_CURL_MEMBER)
 #undef QUILLON_CURL_MEMBER

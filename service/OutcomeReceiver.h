@@ -33,6 +33,7 @@ public:
     /// The account was looked up; it is stored by now.
     virtual void gotQuillonCompany(const QString& /*subdomain*/) {}
     /// To be merged into the main context.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): receivers may keep it
     virtual void mergeRequired(std::shared_ptr<const store::ChangeSet> /*changes*/) {}
     /// A request has ended and no other is waiting.
     virtual void allRequestsProcessed() {}

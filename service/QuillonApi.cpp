@@ -29,7 +29,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
-constexpr qsizetype LargeReply = 256 * 1024;
+constexpr qsizetype LargeReply = qsizetype{256} * 1024;
 
 /// Importing a catalog temporarily takes twenty times the reply's size, in so many pieces that the C library would keep
 /// it all for this thread, which never needs it again.

@@ -40,7 +40,8 @@ void drawSymbol(QPainter& painter, std::string_view name, int side)
 void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight)
 {
     const int length = part(side, 5);
-    const QRectF box((side - length) / 2, (buttonHeight - length + 1) / 2, length, length);
+    const QPoint corner((side - length) / 2, (buttonHeight - length + 1) / 2);
+    const QRectF box(corner, QSizeF(length, length));
     painter.setBrush(Qt::white);
     if (stop) {
         painter.drawRoundedRect(box, length / 8.0, length / 8.0);

@@ -387,6 +387,7 @@ void RLListView::selectRowIndexes(const std::set<int>& rows, bool byExtendingSel
     selectionChanged(redisplayed);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): they may be those that are selected
 void RLListView::deselectRowIndexes(std::set<int> rows)
 {
     for (const int row : rows)

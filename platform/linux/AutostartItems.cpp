@@ -100,9 +100,8 @@ Entry read(const QString& path)
             entry.type = value;
         else if (key == "Exec"_L1)
             entry.exec = value;
-        else if (key == "Hidden"_L1 && value == "true"_L1)
-            entry.switchedOff = true;
-        else if (key == "X-GNOME-Autostart-enabled"_L1 && value == "false"_L1)
+        else if ((key == "Hidden"_L1 && value == "true"_L1) ||
+                 (key == "X-GNOME-Autostart-enabled"_L1 && value == "false"_L1))
             entry.switchedOff = true;
     }
     return entry;

@@ -102,6 +102,7 @@ private:
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what goes wrong here ends it, loudly
 int main(int argc, char** argv)
 {
     const std::string scene = argc == 3 ? argv[2] : "";
