@@ -55,7 +55,7 @@ struct Person : Program
 {
     explicit Person(const QString& keys)
         : Program(u"bash"_s, {u"-c"_s, uR"(xdotool search --sync --onlyvisible --name . >/dev/null
-            for try in {1..40}; do xdotool sleep 0.2 %1; done)"_s.arg(keys)})
+            for try in {1..20}; do xdotool sleep 1 %1; done)"_s.arg(keys)})
     {
     }
 };
