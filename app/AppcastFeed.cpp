@@ -114,12 +114,15 @@ void AppcastFeed::look()
     if (std::exchange(m_looking, true))
         return;
     const QByteArray userAgent = "Quillon/" + thisVersion().toUtf8();
-    m_thread = std::jthread(
-        [this, url = feedAddress().toEncoded(), userAgent, patience = m_patience](const std::stop_token& stop) {
-            Outcome outcome = fetch(url, userAgent, patience, stop);
-            if (!stop.stop_requested())
-                platform::Run::current().postToMain([this, outcome = std::move(outcome)] { found(outcome); });
-        });
+    m_thread = std::jthread([this, presence = std::weak_ptr(m_presence), url = feedAddress().toEncoded(), userAgent,
+                             patience = m_patience](const std::stop_token& stop) {
+        Outcome outcome = fetch(url, userAgent, patience, stop);
+        if (!stop.stop_requested())
+            platform::Run::current().postToMain([this, presence, outcome = std::move(outcome)] {
+                if (!presence.expired())
+                    found(outcome);
+            });
+    });
 }
 
 void AppcastFeed::showProgress()

@@ -53,6 +53,8 @@ private:
     std::unique_ptr<QProgressDialog> m_progress;
     QSet<QString> m_told; ///< versions, in this run
     std::unique_ptr<UpdateWindow> m_window;
+    /// Gone when this is: what has been found by then comes too late.
+    std::shared_ptr<char> m_presence = std::make_shared<char>();
     std::jthread m_thread; ///< last: joined before the rest goes
 };
 
