@@ -22,7 +22,7 @@ QString dataFolder();
 /// has none. Empty when that cannot be made or belongs to somebody else.
 QString runtimeFolder();
 
-/// Makes the folder and any missing parents, accessible to the person alone (mode 0700, as the specification demands)
+/// Makes the folder and any missing parents, accessible to the person alone (mode 0700, as XDG directories must be)
 /// whatever the umask. False when it is not there afterwards. Any thread.
 bool makeFolder(const QString& folder);
 
