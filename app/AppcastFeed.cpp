@@ -110,7 +110,7 @@ void AppcastFeed::check()
 
 void AppcastFeed::look()
 {
-    // One that is under way will answer whoever has asked meanwhile.
+    // One under way answers this request as well.
     if (std::exchange(m_looking, true))
         return;
     const QByteArray userAgent = "Quillon/" + thisVersion().toUtf8();
@@ -142,7 +142,7 @@ void AppcastFeed::cancel()
 {
     m_thread.request_stop();
     m_looking = false;
-    // It is in the middle of telling us.
+    // It is emitting the signal that brought us here.
     m_progress.release()->deleteLater();
 }
 

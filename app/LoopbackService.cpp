@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* Account = "local";
 
-/// The port of the last run: pages that are open in a browser live on when it can be had again.
+/// The port of the last run. If it is free again, pages still open in a browser keep working.
 constexpr auto PortKey = "OwnService/port"_L1;
 constexpr uint LowestFreePort = 1024;
 
@@ -71,7 +71,7 @@ tl::expected<app::BuiltInService::Account, QString> LoopbackService::start(const
 QUrl LoopbackService::signedInLink(const QUrl& page)
 {
     const QString target = page.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::FullyEncoded);
-    // The owner may have got another e-mail address in the pages since the start.
+    // The owner may have got another email address in the pages since the start.
     const auto database = m_service->database();
     const auto owner = database ? (*database)->ensureSampleAccount(m_email, ::Account, FirstPassword::None)
                                 : tl::unexpected(database.error());

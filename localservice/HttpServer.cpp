@@ -59,14 +59,14 @@ template <typename T = void>
 using Task = net::awaitable<T>;
 
 constexpr auto GoodbyeTime = 1s;
-// Two addresses rarely have different ports free, unless somebody sees to it.
+// Ports that are free on one address and taken on the other are rare, unless somebody arranges them.
 constexpr int MostTries = 50;
-// This part of all places a network gets at the cost of others.
+// A network may take one place in so many at the cost of others.
 constexpr std::size_t FairShare = 64;
 constexpr int HandlerThreads = 4;
 constexpr int MostWorkersForNetwork = 3;
 constexpr std::size_t PieceSize = 4096;
-// Clients change their keys now and then, between what they have to say.
+// TLS clients renew their keys now and then, between requests.
 constexpr int MostSilentMessages = 16;
 
 /// Completes an operation within a coroutine, with its error in `error`.
@@ -101,7 +101,7 @@ struct Client : std::enable_shared_from_this<Client>
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    /// What is now waited for ends the connection unless it comes within that time, whatever else comes.
+    /// The connection ends unless the step that begins now is over within `time`, whatever arrives meanwhile.
     void allow(std::chrono::milliseconds time);
     /// Ends every wait, now and from now on.
     void end();
@@ -113,8 +113,8 @@ struct Client : std::enable_shared_from_this<Client>
     const std::string peer;
     const std::map<std::string, Network>::iterator network;
     const std::list<Client*>::iterator place;
-    std::optional<uid_t> user; ///< of this machine, whose program is at the other end, once that was told
-    int silentMessages = 0;    ///< of TLS, since the last that had something to say
+    std::optional<uid_t> user; ///< of this machine, whose program is at the other end, once known
+    int silentMessages = 0;    ///< TLS handshake messages since the last data
     bool hasTurn = false;      ///< a worker has its request, or will
     bool isEnding = false;
 };
@@ -165,7 +165,7 @@ void Client::end()
         socket.close(ignored);
 }
 
-/// Each of them costs us more than the client; and whoever sends nothing else has nothing to say.
+/// Each one costs us more than it costs the client, so a client that sends only these is cut off.
 void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* client)
 {
     auto* self = static_cast<Client*>(client);
@@ -195,7 +195,7 @@ std::string textOf(const Reply& reply, const Request& request, std::optional<std
     const auto reason = boost::beast::http::obsolete_reason(boost::beast::http::int_to_status(unsigned(reply.status)));
     std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " " + std::string(reason) + "\r\n";
     for (const auto& [name, value] : headers) {
-        // A line break would begin a header, or a reply, of somebody else's making.
+        // A line break would let its author begin a header or a reply.
         if (value.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos)
             text.append(name).append(": ").append(value).append("\r\n");
     }
@@ -213,7 +213,7 @@ Task<bool> receive(Client& client, Stream& stream, std::string& input)
     error_code error;
     const std::size_t size = co_await stream.async_read_some(net::buffer(piece), into(error));
     if (input.capacity() - input.size() < size) {
-        std::string larger; // a string that grows by itself leaves what it held behind
+        std::string larger; // growing in place would leave the old contents in memory
         larger.reserve(2 * input.size() + size);
         larger.append(input);
         wipe(input);
@@ -268,7 +268,7 @@ Task<> takeRubbish(Client& client)
         co_await client.socket.async_read_some(net::buffer(rubbish), into(error));
 }
 
-/// Opens `acceptor` at that end. No program that is started gets it as well.
+/// Opens `acceptor` at that endpoint. Child processes do not inherit it.
 error_code listenAt(Tcp::acceptor& acceptor, const Tcp::endpoint& end)
 {
     error_code error;
@@ -287,7 +287,7 @@ error_code listenAt(Tcp::acceptor& acceptor, const Tcp::endpoint& end)
 
 } // namespace
 
-/// One run of the server: a loop that waits for everybody at once, and the workers that answer.
+/// One run of the server: the loop that serves all connections, and the workers that answer requests.
 class HttpServer::Listener final
 {
 public:
@@ -317,7 +317,7 @@ public:
 
     tl::expected<std::uint16_t, std::string> open(const std::vector<std::string>& addresses, std::uint16_t port)
     {
-        // Held on to, so that the next try does not get the same port.
+        // Kept open, so that the next try gets another port.
         std::vector<std::vector<Tcp::acceptor>> inVain;
         auto bound = listenOnAll(addresses, port);
         for (int i = 1; !bound && port == 0 && i < MostTries; ++i) {
@@ -390,8 +390,8 @@ private:
             net::co_spawn(m_all.loop, serve(client), net::detached);
     }
 
-    /// Whether there is a place for the newcomer of that network, after the one who has waited longest has made way:
-    /// one of the network that has most; but a network that has its share already gets a place only from its own.
+    /// Whether there is a place for a newcomer from that network. If all are taken, the client that has waited longest
+    /// makes way: one from the largest network, or from the newcomer's own if that already has its share.
     bool makeRoom(std::map<std::string, Network>::iterator network)
     {
         if (m_all.clients.size() <= m_all.limits.clients)
@@ -436,7 +436,7 @@ private:
     Task<> converse(Client& client, Stream& stream)
     {
         std::string input;
-        // Who has just come is not idle, and says soon what is wanted.
+        // A new client is not idle: its request should come soon.
         client.allow(m_all.limits.head);
         for (bool goesOn = true; goesOn;) {
             if (input.empty())
@@ -464,8 +464,8 @@ private:
         request.secure = m_tls != nullptr;
         request.peer = client.peer;
         request.user = [&client, socket = client.socket.native_handle()] {
-            // Whose it is stays the same for as long as our end is open. That it could not be told does not: without a
-            // free descriptor, say, the kernel's tables cannot be read, and the next request should not suffer from it.
+            // Never changes while our end is open, so it is remembered once known. A failure is not remembered: without
+            // a free descriptor, for example, the kernel's tables cannot be read, but the next request may succeed.
             return client.user ? client.user : client.user = userAtOtherEnd(socket);
         };
         Reply reply{reader.refusal()};
@@ -474,7 +474,7 @@ private:
         else if (reader.refusal() == 405)
             reply.headers.emplace_back("Allow", "GET, HEAD, POST, PUT, DELETE");
         auto text = textOf(reply, request, reader.isLast() ? std::nullopt : std::optional(m_all.limits.idle));
-        reader.forget(); // the reply may be long in going
+        reader.forget(); // the client may take long to read the reply
         reply = {};
         const bool isSent = co_await send(client, stream, std::move(text));
         if (isSent && reader.isLast())
@@ -493,7 +493,7 @@ private:
     /// Has a worker answer it.
     Task<Reply> work(Client& client, const Request& request)
     {
-        error_code ignored; // who waits is woken up by being cancelled
+        error_code ignored; // a cancelled wait is how a client is woken up
         client.deadline.expires_at(Clock::time_point::max());
         client.turn.expires_at(Clock::time_point::max());
         m_waiting.push_back(&client);
@@ -502,12 +502,12 @@ private:
         try {
             while (!client.hasTurn && !client.isEnding)
                 co_await client.turn.async_wait(into(ignored));
-            // Once it has ended its descriptor may be that of somebody else.
+            // Once the connection has ended, its descriptor may belong to another one.
             if (!client.isEnding)
                 reply = co_await net::co_spawn(
                     m_workers, [&]() -> Task<Reply> { co_return m_handler(request); }, net::use_awaitable);
         } catch (...) {
-            reply = {500}; // what becomes of one request must not cost the others a worker
+            reply = {500}; // one failing request must not cost the others a worker
         }
         if (!client.hasTurn) {
             m_waiting.remove(&client);
@@ -520,8 +520,8 @@ private:
         co_return reply;
     }
 
-    /// Workers go to those who have waited longest of the networks that have fewest. The last one is kept for another
-    /// network: whoever asks for what takes long does not make everybody wait.
+    /// Workers go to the networks that have the fewest, the longest wait first. No network gets all of them, so slow
+    /// requests from one network do not make the others wait.
     void giveTurns()
     {
         while (m_busyWorkers < HandlerThreads && !m_waiting.empty()) {
