@@ -24,7 +24,7 @@
 #include <QTimer>
 
 /// A whole program but for its desktop, against a real service on loopback in which "acme" has one project and two
-/// tasks. The clock stands at Tue, 15 Jan 2013 09:00 UTC until it is moved.
+/// tasks. The clock stands at Tue, 15 Jan 2013 09:00 UTC, 19:30 here, until it is moved.
 class AppRun
 {
 public:
@@ -35,7 +35,6 @@ public:
     };
     explicit AppRun(bool signedIn = true, Timers timers = Timers::Hours) : timers(timers), service(serviceOptions())
     {
-        qputenv("TZ", "UTC");
         support::TestData data = this->data();
         account = data.addAccount({.subdomain = "acme", .timestampTimers = timers == Timers::Timestamps}).value();
         person = data.addPerson({account, "ann@example.com", "secret", "Ann", "Lee"}).value();

@@ -33,7 +33,7 @@ public:
         start();
     }
 
-    /// A stopped entry of today: one and a half hours, or from 9:00 to 10:30. The caller gets its id.
+    /// A stopped entry of today: one and a half hours, or from 7:00 to 8:30. The caller gets its id.
     QString book(const QString& notes = QStringLiteral("First draft"))
     {
         model::DayEntry* entry = prepare(notes);
@@ -173,10 +173,10 @@ public:
         return changes == 1 ? body : QByteArray();
     }
 
-    /// At that time on the clock's day, which is one of UTC.
+    /// At that time today.
     static QDateTime moment(int hour, int minute)
     {
-        return QDateTime(model::localDay(model::now()), QTime(hour, minute), Qt::UTC);
+        return QDateTime(model::localDay(model::now()), QTime(hour, minute));
     }
 
     QString target; ///< of what was `sent`

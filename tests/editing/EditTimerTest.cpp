@@ -101,7 +101,7 @@ private slots:
         EditRun run(EditRun::Timers::Timestamps);
         run.startTimer();
         run.edit();
-        QCOMPARE(run.startTime().text(), u"9:00AM"_s);
+        QCOMPARE(run.startTime().text(), u"7:30PM"_s);
         QCOMPARE(run.endTime().text(), QString());
         QVERIFY(!run.endTime().isEnabled());
         run.type(run.startTime(), u"8:45"_s);

@@ -152,11 +152,12 @@ public:
             QDateTime::fromString(QLatin1StringView(isoUtc), Qt::ISODate).toMSecsSinceEpoch())));
     }
 
+    support::TestRun test;
+
 private:
-    Zone m_zone;
+    Zone m_zone; // that of the test is another one
 
 public:
-    support::TestRun test;
     bool stored = false;
     /// Saves of the last import that wrote something.
     int saves = 0;

@@ -1,5 +1,7 @@
 #include "TestEnvironment.h"
 
+#include <ctime>
+
 namespace support {
 
 using namespace Qt::StringLiterals;
@@ -28,6 +30,8 @@ TemporaryFolders::~TemporaryFolders()
 TestEnvironment::TestEnvironment()
     : information(platform::InfoDictionary::load(QString()).value_or(platform::InfoDictionary()))
 {
+    qputenv("TZ", Zone);
+    tzset();
 }
 
 TestRun::TestRun(std::unique_ptr<TestEnvironment> made)

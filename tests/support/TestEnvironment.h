@@ -39,10 +39,13 @@ private:
     std::map<QByteArray, std::optional<QByteArray>> m_before;
 };
 
-/// Surroundings of one run of the program: all in memory, files in a temporary folder.
+/// Surroundings of one run of the program: all in memory, files in a temporary folder, and the clock of a place where
+/// midnight is not that of UTC (10:30 hours ahead in January).
 class TestEnvironment final : public platform::Environment
 {
 public:
+    static constexpr auto Zone = "Australia/Adelaide";
+
     TestEnvironment();
 
     platform::InfoDictionary& info() override { return information; }
