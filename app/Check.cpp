@@ -189,6 +189,11 @@ Finding hotKeys()
             ok = false;
             texts << tr("%1 belongs to another program: choose another for the %2 in the preferences").arg(keys, what);
             break;
+        case State::Denied:
+            ok = false;
+            texts << tr("the desktop does not grant %1 for the %2: assign it in the desktop's settings of shortcuts")
+                         .arg(keys, what);
+            break;
         case State::Unavailable:
             return amiss(HotKeys,
                          tr("not available here: bind keys of the desktop to “quillon timesheet” and “quillon new”"));

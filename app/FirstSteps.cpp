@@ -23,12 +23,12 @@ namespace {
 // How often the item's position is checked while the first steps are shown.
 constexpr auto Look = 1s;
 
-/// The keys for a new timer, null when none are set or another program has them.
+/// The keys for a new timer, null when there are none that work.
 QString newTimerKeys()
 {
     using State = platform::HotKeys::State;
     const auto status = settings::HotKeyManager::instance().status(settings::HotKeyManager::ShowNewTimerWindow);
-    if (status.state == State::Unavailable || status.state == State::Refused || status.state == State::None)
+    if (status.state != State::Registered && status.state != State::Pending)
         return {};
     if (!status.trigger.isEmpty())
         return status.trigger;

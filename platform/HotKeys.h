@@ -32,7 +32,8 @@ public:
         None,        ///< no key was requested
         Pending,     ///< the desktop has not answered yet; it may be asking the person
         Registered,  ///< fires
-        Refused,     ///< taken by another program, or not permitted
+        Refused,     ///< taken by another program
+        Denied,      ///< the desktop, which decides, has not granted it
         Unavailable, ///< nothing here can do it
     };
     struct Status

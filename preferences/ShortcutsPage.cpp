@@ -21,6 +21,8 @@ QString statusText(const HotKeys::Status& status)
         return ShortcutsPage::tr("Waiting for permission from the desktop…");
     case State::Refused:
         return ShortcutsPage::tr("Not available: another program may be using it.");
+    case State::Denied:
+        return ShortcutsPage::tr("Not granted: see the desktop's shortcut settings.");
     case State::Unavailable:
         return ShortcutsPage::tr("This desktop does not support global shortcuts.");
     case State::Registered:

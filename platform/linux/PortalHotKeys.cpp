@@ -24,8 +24,8 @@ const auto Shortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
 const auto RequestInterface = u"org.freedesktop.portal.Request"_s;
 const auto SessionInterface = u"org.freedesktop.portal.Session"_s;
 const auto RegistryInterface = u"org.freedesktop.host.portal.Registry"_s;
-
-using Shortcut = std::pair<QString, QVariantMap>;
+/// The same at each start: Plasma keeps the keys under it.
+const auto SessionToken = u"quillon"_s;
 
 /// Keys whose names are not letters or digits (X11/keysymdef.h, without the prefix).
 constexpr std::pair<Qt::Key, QLatin1StringView> Names[] = {
@@ -130,17 +130,31 @@ void PortalHotKeys::keysChanged()
         return;
     Run::current().postToMain([this] {
         m_updatePosted = false;
-        if (m_keys != m_asked)
+        // A session that is still being created looks for itself.
+        if (m_keys != m_asked && m_phase != Phase::Creating)
             bindAgain();
     });
 }
 
 void PortalHotKeys::bindAgain()
 {
-    // A session still being created will do.
-    if (m_phase == Phase::Creating)
+    m_request.clear();
+    const QString session = std::exchange(m_session, {});
+    if (session.isEmpty()) {
+        begin();
         return;
-    closeSession();
+    }
+    settle(Phase::Creating);
+    // The next one has the same name.
+    whenAnswered(m_bus.asyncCall(QDBusMessage::createMethodCall(Portal, session, SessionInterface, u"Close"_s)), this,
+                 [this](const QDBusPendingCall&) {
+                     if (m_phase == Phase::Creating && m_request.isEmpty())
+                         begin();
+                 });
+}
+
+void PortalHotKeys::begin()
+{
     if (m_keys.empty())
         settle(Phase::Idle);
     else
@@ -155,22 +169,47 @@ void PortalHotKeys::createSession()
     QDBusMessage call = QDBusMessage::createMethodCall(Portal, Path, RegistryInterface, u"Register"_s);
     call << QGuiApplication::desktopFileName() << QVariantMap();
     m_bus.asyncCall(call);
-    request(u"CreateSession"_s, {}, {{u"session_handle_token"_s, u"quillon%1"_s.arg(m_tokens)}});
+    m_asked = m_keys;
+    m_granted.clear();
+    // Plasma's portal takes the keys from here, unlike others.
+    request(u"CreateSession"_s, {},
+            {{u"session_handle_token"_s, SessionToken}, {u"shortcuts"_s, QVariant::fromValue(shortcuts({}))}});
 }
 
-void PortalHotKeys::bindShortcuts()
+void PortalHotKeys::listShortcuts()
 {
-    m_asked = m_keys;
+    settle(Phase::Listing);
+    request(u"ListShortcuts"_s, {QVariant::fromValue(QDBusObjectPath(m_session))}, {});
+}
+
+void PortalHotKeys::bindMissing(const QVariant& listed)
+{
+    std::set<QString> known;
+    for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(listed))
+        known.insert(name);
+    const QList<Shortcut> missing = shortcuts(known);
+    take(listed);
+    if (missing.isEmpty()) {
+        settle(Phase::Bound);
+        return;
+    }
     settle(Phase::Binding);
-    QList<Shortcut> shortcuts;
+    request(u"BindShortcuts"_s,
+            {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(missing), QString()}, {});
+}
+
+QList<PortalHotKeys::Shortcut> PortalHotKeys::shortcuts(const std::set<QString>& known) const
+{
+    QList<Shortcut> wanted;
     for (const auto& [id, key] : m_asked) {
+        if (known.contains(key.name))
+            continue;
         QVariantMap about{{u"description"_s, key.description}};
         if (const QString wish = trigger(key.keys); !wish.isEmpty())
             about.insert(u"preferred_trigger"_s, wish);
-        shortcuts << Shortcut(key.name, about);
+        wanted << Shortcut(key.name, about);
     }
-    request(u"BindShortcuts"_s,
-            {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(shortcuts), QString()}, {});
+    return wanted;
 }
 
 void PortalHotKeys::request(const QString& method, const QVariantList& arguments, QVariantMap options)
@@ -183,7 +222,11 @@ void PortalHotKeys::request(const QString& method, const QVariantList& arguments
     QDBusMessage call = QDBusMessage::createMethodCall(Portal, Path, Shortcuts, method);
     call.setArguments(arguments + QVariantList{options});
     whenAnswered(m_bus.asyncCall(call), this, [this, path](const QDBusPendingCall& answer) {
-        if (answer.isError() && m_request == path)
+        if (!answer.isError() || m_request != path)
+            return;
+        if (m_phase == Phase::Listing)
+            bindMissing({}); // there are desktops that cannot list
+        else
             settle(Phase::Failed);
     });
 }
@@ -200,27 +243,30 @@ void PortalHotKeys::responded(const QDBusMessage& message)
         m_session = handle.canConvert<QDBusObjectPath>() ? handle.value<QDBusObjectPath>().path() : handle.toString();
         if (!granted || m_session.isEmpty()) {
             settle(Phase::Failed);
-        } else if (m_keys.empty()) {
-            closeSession();
-            settle(Phase::Idle);
+        } else if (m_keys != m_asked) {
+            bindAgain(); // they have changed since
         } else {
-            bindShortcuts();
+            listShortcuts();
         }
+    } else if (m_phase == Phase::Listing) {
+        bindMissing(granted ? results.value(u"shortcuts"_s) : QVariant());
     } else if (m_phase == Phase::Binding) {
         take(granted ? results.value(u"shortcuts"_s) : QVariant());
+        settle(Phase::Bound);
     }
 }
 
+/// The others are as before: the desktop may name only those that are new or have changed.
 void PortalHotKeys::take(const QVariant& shortcuts)
 {
-    m_granted.clear();
     const auto described = u"trigger_description"_s;
     for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(shortcuts)) {
         // One without keys is known to the desktop but never fires.
         if (!about.contains(described) || !about.value(described).toString().isEmpty())
             m_granted[name] = about.value(described).toString();
+        else
+            m_granted.erase(name);
     }
-    settle(Phase::Bound);
 }
 
 void PortalHotKeys::activated(const QDBusMessage& message)
@@ -242,9 +288,11 @@ void PortalHotKeys::activated(const QDBusMessage& message)
 void PortalHotKeys::shortcutsChanged(const QDBusMessage& message)
 {
     const QVariantList arguments = message.arguments();
-    if (m_phase == Phase::Bound && arguments.size() == 2 &&
-        arguments.at(0).value<QDBusObjectPath>().path() == m_session)
-        take(arguments.at(1));
+    if (m_phase != Phase::Bound || arguments.size() != 2 ||
+        arguments.at(0).value<QDBusObjectPath>().path() != m_session)
+        return;
+    take(arguments.at(1));
+    settle(Phase::Bound);
 }
 
 void PortalHotKeys::sessionClosed(const QDBusMessage& message)
@@ -254,14 +302,6 @@ void PortalHotKeys::sessionClosed(const QDBusMessage& message)
     // The desktop closed it. The next change, the next portal or the next start asks again.
     m_session.clear();
     settle(Phase::Failed);
-}
-
-void PortalHotKeys::closeSession()
-{
-    m_request.clear();
-    if (!m_session.isEmpty())
-        m_bus.send(QDBusMessage::createMethodCall(Portal, m_session, SessionInterface, u"Close"_s));
-    m_session.clear();
 }
 
 void PortalHotKeys::portalLost()
@@ -302,7 +342,7 @@ HotKeys::Status PortalHotKeys::statusOf(int id) const
     if (m_phase != Phase::Bound || asked == m_asked.end() || asked->second != key)
         return {State::Pending, {}};
     const auto granted = m_granted.find(key.name);
-    return granted == m_granted.end() ? Status{State::Refused, {}} : Status{State::Registered, granted->second};
+    return granted == m_granted.end() ? Status{State::Denied, {}} : Status{State::Registered, granted->second};
 }
 
 } // namespace platform

@@ -7,6 +7,7 @@
 #include <QVariantMap>
 
 #include <map>
+#include <set>
 
 class QDBusMessage;
 
@@ -15,7 +16,8 @@ namespace platform {
 /// Hot keys granted by the desktop: the portal `org.freedesktop.portal.GlobalShortcuts` (XDG Desktop Portal, versions 1
 /// and 2). The desktop decides which keys fire and may ask the person.
 ///
-/// All keys are bound together, again at each start, after each change and when the portal comes back. Nothing blocks.
+/// A session is made with all keys at each start, after each change and when the portal comes back. Only what the
+/// desktop does not list there is bound, as that may ask the person. Nothing blocks.
 class PortalHotKeys final : public QObject, public HeldHotKeys
 {
     Q_OBJECT
@@ -41,11 +43,15 @@ private slots:
     void sessionClosed(const QDBusMessage& message);
 
 private:
+    /// As the portal has it: the name, and what there is to say about it.
+    using Shortcut = std::pair<QString, QVariantMap>;
+
     enum class Phase
     {
         Idle,     ///< nothing is requested
         Creating, ///< a session was asked for
-        Binding,  ///< the keys were
+        Listing,  ///< the keys that it has already were
+        Binding,  ///< the others were
         Bound,    ///< the desktop has answered
         Failed,   ///< there is no such portal, or not now
     };
@@ -53,9 +59,12 @@ private:
     void keysChanged() override;
     Status statusOf(int id) const override;
     void bindAgain();
+    void begin();
     void createSession();
-    void bindShortcuts();
-    void closeSession();
+    void listShortcuts();
+    void bindMissing(const QVariant& listed);
+    /// Those wanted that are not among the `known`.
+    QList<Shortcut> shortcuts(const std::set<QString>& known) const;
     void settle(Phase phase);
     void portalLost();
     void portalCame();

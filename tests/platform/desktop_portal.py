@@ -26,7 +26,7 @@ class Desktop(dbus.service.Object):
         super().__init__(bus, "/")
         self.bus, self.interface = bus, interface
         self.answer, self.held, self.log = "grant", [], []
-        self.session, self.client, self.bound = None, None, []
+        self.session, self.client, self.bound, self.listed = None, None, [], []
 
     def signal(self, path, interface, name, signature, *arguments):
         message = dbus.lowlevel.SignalMessage(path, interface, name)
@@ -35,13 +35,23 @@ class Desktop(dbus.service.Object):
             message.set_destination(self.client)
         self.bus.send_message(message)
 
+    def create(self, session, options):
+        """A session. One kind of desktop takes the keys here."""
+        self.session, self.listed = session, []
+        if self.answer in ("keeps", "keeps one"):
+            _, results = self.grant(options.get("shortcuts", [])[:1 if self.answer == "keeps one" else None])
+            self.listed = results["shortcuts"]
+
+    def list(self):
+        return dbus.UInt32(0), dbus.Dictionary({"shortcuts": dbus.Array(self.listed, "(sa{sv})")}, "sv")
+
     def grant(self, shortcuts):
         """The response to a wish, and what is bound."""
         self.log.append("bind " + " ".join(f"{name}={about.get('preferred_trigger', '-')}" for name, about in shortcuts))
         if self.answer == "refuse":
             return dbus.UInt32(1), dbus.Dictionary({}, "sv")
         wished = shortcuts[:1] if self.answer == "partial" else shortcuts
-        self.bound = [str(name) for name, _ in wished]
+        self.bound += [str(name) for name, _ in wished]
         triggers = {"choose": "Press Super+%s", "unassigned": ""}
         described = dbus.Array([
             (name, dbus.Dictionary({
@@ -118,16 +128,21 @@ class Requests(dbus.service.FallbackObject):
     @dbus.service.method(SHORTCUTS, "a{sv}", "o", sender_keyword="sender")
     def CreateSession(self, options, sender=None):
         portal = self.portal
-        portal.log.append("create")
+        portal.log.append("create " + options["session_handle_token"])
         if portal.answer == "fail":
             raise dbus.DBusException("Not now", name="org.freedesktop.portal.Error.Failed")
         session = f"{ROOT}/session/{sender[1:].replace('.', '_')}/{options['session_handle_token']}"
 
         def make():
-            portal.session = session
+            portal.create(session, options)
             return dbus.UInt32(0), dbus.Dictionary({"session_handle": session}, "sv")
 
         return portal.respond(sender, options["handle_token"], make)
+
+    @dbus.service.method(SHORTCUTS, "oa{sv}", "o", sender_keyword="sender")
+    def ListShortcuts(self, session, options, sender=None):
+        assert session == self.portal.session, "a session that is not"
+        return self.portal.respond(sender, options["handle_token"], self.portal.list)
 
     @dbus.service.method(SHORTCUTS, "oa(sa{sv})sa{sv}", "o", sender_keyword="sender")
     def BindShortcuts(self, session, shortcuts, _parent, options, sender=None):
@@ -155,10 +170,14 @@ class BackendCalls(dbus.service.FallbackObject):
         self.backend = backend
 
     @dbus.service.method(IMPL_SHORTCUTS, "oosa{sv}", "ua{sv}")
-    def CreateSession(self, _handle, session, _app_id, _options):
-        self.backend.log.append("create")
-        self.backend.session = session
+    def CreateSession(self, _handle, session, _app_id, options):
+        self.backend.log.append("create " + session.rsplit("/", 1)[1])
+        self.backend.create(session, options)
         return dbus.UInt32(0), dbus.Dictionary({}, "sv")
+
+    @dbus.service.method(IMPL_SHORTCUTS, "oo", "ua{sv}")
+    def ListShortcuts(self, _handle, _session):
+        return self.backend.list()
 
     @dbus.service.method(IMPL_SHORTCUTS, "ooa(sa{sv})sa{sv}", "ua{sv}")
     def BindShortcuts(self, _handle, _session, shortcuts, _parent, _options):
