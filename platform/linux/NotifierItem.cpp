@@ -38,6 +38,11 @@ QDBusConnection bus()
     return QDBusConnection::sessionBus();
 }
 
+bool isPlasma()
+{
+    return qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':').contains("KDE"_L1);
+}
+
 QString labelOf(const StatusItem::Description& description)
 {
     return description.offline     ? QCoreApplication::translate("NotifierItem", "Offline")
@@ -148,16 +153,21 @@ QList<NotifierPixmap> NotifierItem::iconPixmap() const
     return m_tiles;
 }
 
-void NotifierItem::Activate(int /*x*/, int /*y*/)
+void NotifierItem::Activate(int x, int y)
+{
+    // Plasma calls this although the item is a menu. Only after an error does it show the menu, at the panel: on
+    // Wayland ours would open as a window somewhere.
+    if (itemIsMenu() && calledFromDBus() && isPlasma())
+        sendErrorReply(QDBusError::UnknownMethod, u"this item has a menu only"_s);
+    else
+        ContextMenu(x, y);
+}
+
+void NotifierItem::ContextMenu(int /*x*/, int /*y*/)
 {
     // The desktop gets its answer first.
     if (m_standIn.openMenu)
         QMetaObject::invokeMethod(this, m_standIn.openMenu, Qt::QueuedConnection);
-}
-
-void NotifierItem::ContextMenu(int x, int y)
-{
-    Activate(x, y);
 }
 
 void NotifierItem::SecondaryActivate(int /*x*/, int /*y*/)

@@ -2,6 +2,7 @@
 
 #include "Carrier.h"
 
+#include <QDBusContext>
 #include <QDBusObjectPath>
 #include <QDBusServiceWatcher>
 #include <QObject>
@@ -47,7 +48,7 @@ struct NotifierToolTip
 ///
 /// It signals on the bus when, and only when, the hours or the state have changed: the label and the tile, two
 /// messages. It registers again with each new watcher.
-class NotifierItem final : public QObject, public Carrier
+class NotifierItem final : public QObject, public QDBusContext, public Carrier
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")

@@ -352,6 +352,18 @@ private slots:
         const QStringList expected{u"toggle"_s, u"open menu"_s, u"open menu"_s};
         QTRY_COMPARE(item.chosen, expected);
 
+        // Plasma shows the menu itself after an error, and calls another method for ours.
+        qputenv("XDG_CURRENT_DESKTOP", "KDE");
+        call(u"Activate"_s);
+        call(u"ContextMenu"_s);
+        QTRY_COMPARE(item.chosen, expected + QStringList{u"open menu"_s});
+        item.told.loggedOut = true;
+        item.item.setDescription(item.told);
+        call(u"Activate"_s);
+        QTRY_COMPARE(item.chosen, expected + QStringList({u"open menu"_s, u"open menu"_s}));
+        item.told.loggedOut = false;
+        qunsetenv("XDG_CURRENT_DESKTOP");
+
         item.told.offline = true;
         item.item.setDescription(item.told);
         QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);
