@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <ext-idle-notify-v1-server-header.h>
+#include <idle-server-header.h>
 
 #include <wayland-server.h>
 
@@ -19,11 +20,22 @@ namespace {
 class Compositor
 {
 public:
-    explicit Compositor(bool notifies = true)
+    enum class Notices
+    {
+        None,
+        Ext,
+        Older,
+        Both,
+    };
+
+    explicit Compositor(Notices notices = Notices::Ext)
         : m_display(wl_display_create()), m_loop(wl_display_get_event_loop(m_display))
     {
         wl_display_add_socket(m_display, Socket);
-        if (notifies)
+        // The better one last.
+        if (notices == Notices::Older || notices == Notices::Both)
+            wl_global_create(m_display, &org_kde_kwin_idle_interface, 1, this, &Compositor::bindOlderNotifier);
+        if (notices == Notices::Ext || notices == Notices::Both)
             wl_global_create(m_display, &ext_idle_notifier_v1_interface, 1, this, &Compositor::bindNotifier);
         m_readable.emplace(wl_event_loop_get_fd(m_loop), QSocketNotifier::Read);
         QObject::connect(&*m_readable, &QSocketNotifier::activated, &*m_readable, [this] { serve(); });
@@ -42,13 +54,18 @@ public:
 
     void idled(std::size_t seat)
     {
-        ext_idle_notification_v1_send_idled(notifications.at(seat));
+        // The first event of both kinds.
+        wl_resource_post_event(notifications.at(seat), EXT_IDLE_NOTIFICATION_V1_IDLED);
         wl_display_flush_clients(m_display);
     }
     void resumed(std::size_t seat)
     {
-        ext_idle_notification_v1_send_resumed(notifications.at(seat));
+        wl_resource_post_event(notifications.at(seat), EXT_IDLE_NOTIFICATION_V1_RESUMED);
         wl_display_flush_clients(m_display);
+    }
+    bool isOlder(std::size_t seat) const
+    {
+        return wl_resource_get_class(notifications.at(seat)) == QByteArray("org_kde_kwin_idle_timeout");
     }
     void flush() { wl_display_flush_clients(m_display); }
 
@@ -82,16 +99,39 @@ private:
                     {
                         [](wl_client*, wl_resource* notification) { wl_resource_destroy(notification); }
                     };
-                    auto& self = *static_cast<Compositor*>(wl_resource_get_user_data(resource));
-                    wl_resource* made = wl_resource_create(client, &ext_idle_notification_v1_interface, 1, id);
-                    wl_resource_set_implementation(made, &methods, &self, nullptr);
-                    self.notifications.push_back(made);
-                    self.timeouts.push_back(timeout);
+                    notify(client, resource, id, timeout, ext_idle_notification_v1_interface, &methods);
                 }
         };
         wl_resource* notifier =
             wl_resource_create(client, &ext_idle_notifier_v1_interface, static_cast<int>(version), id);
         wl_resource_set_implementation(notifier, &methods, data, nullptr);
+    }
+
+    static void bindOlderNotifier(wl_client* client, void* data, uint32_t version, uint32_t id)
+    {
+        static constexpr struct org_kde_kwin_idle_interface methods
+        {
+            [](wl_client* client, wl_resource* resource, uint32_t id, wl_resource*, uint32_t timeout) {
+                static constexpr struct org_kde_kwin_idle_timeout_interface methods
+                {
+                    [](wl_client*, wl_resource* notification) { wl_resource_destroy(notification); },
+                        [](wl_client*, wl_resource*) {}
+                };
+                notify(client, resource, id, timeout, org_kde_kwin_idle_timeout_interface, &methods);
+            }
+        };
+        wl_resource* notifier = wl_resource_create(client, &org_kde_kwin_idle_interface, static_cast<int>(version), id);
+        wl_resource_set_implementation(notifier, &methods, data, nullptr);
+    }
+
+    static void notify(wl_client* client, wl_resource* notifier, uint32_t id, uint32_t timeout,
+                       const wl_interface& interface, const void* methods)
+    {
+        auto& self = *static_cast<Compositor*>(wl_resource_get_user_data(notifier));
+        wl_resource* made = wl_resource_create(client, &interface, 1, id);
+        wl_resource_set_implementation(made, methods, &self, nullptr);
+        self.notifications.push_back(made);
+        self.timeouts.push_back(timeout);
     }
 
     wl_display* m_display;
@@ -111,14 +151,23 @@ private slots:
         qputenv("XDG_RUNTIME_DIR", m_folder.path().toLocal8Bit());
         qputenv("WAYLAND_DISPLAY", Compositor::Socket);
     }
+    void followsTheNotices_data()
+    {
+        QTest::addColumn<Compositor::Notices>("notices");
+        QTest::newRow("as most compositors") << Compositor::Notices::Ext;
+        QTest::newRow("as older ones") << Compositor::Notices::Older;
+        QTest::newRow("both") << Compositor::Notices::Both;
+    }
     void followsTheNotices()
     {
+        QFETCH(Compositor::Notices, notices);
         QVERIFY(WaylandIdle::available());
-        Compositor compositor;
+        Compositor compositor(notices);
         compositor.addSeat();
         WaylandIdle idle(m_time);
         QTRY_COMPARE(idle.idleTime(), Idle(0s));
         QTRY_COMPARE(compositor.timeouts, std::vector<uint32_t>{5000});
+        QCOMPARE(compositor.isOlder(0), notices == Compositor::Notices::Older);
         compositor.idled(0);
         QTRY_COMPARE(idle.idleTime(), Idle(5s));
         m_time.advance(20min);
@@ -158,7 +207,7 @@ private slots:
 
     void compositorsThatCannotTell()
     {
-        Compositor compositor(false);
+        Compositor compositor(Compositor::Notices::None);
         compositor.addSeat();
         WaylandIdle idle(m_time);
         QTRY_VERIFY(!idle.idleTime() && compositor.seatsBound == 1);
