@@ -1,0 +1,62 @@
+"""GNOME Shell on Wayland, as it comes, or with the extension that shows status items."""
+
+import json
+import os
+import subprocess
+
+from gi.repository import Gio, GLib
+
+import day
+import eye
+import hand
+from desktop import Desktop, Window
+from outside import until
+
+
+def settings(*words):
+    subprocess.run(["gsettings", "set", *words], check=True)
+
+
+class Recipe(Desktop):
+    environment = {"XDG_CURRENT_DESKTOP": "GNOME", "XDG_SESSION_DESKTOP": "gnome", "DESKTOP_SESSION": "gnome",
+                   "XDG_SESSION_TYPE": "wayland", "XDG_MENU_PREFIX": "gnome-"}
+    Hand = hand.MutterHand
+    picture_of = staticmethod(eye.of_gnome)
+    carrier = "floating strip"
+    hint = "Your hours are in the small window"
+    hot_keys = False
+
+    def start(self):
+        os.environ.update(self.environment)
+        settings("org.gnome.shell", "welcome-dialog-last-shown-version", "99")
+        settings("org.gnome.desktop.interface", "enable-hot-corners", "false")
+        settings("org.gnome.desktop.interface", "enable-animations", "false")
+        settings("org.gnome.desktop.lockdown", "disable-lock-screen", "true")
+        settings("org.gnome.desktop.session", "idle-delay", "0")
+        settings("org.gnome.desktop.interface", "toolkit-accessibility", "true")
+        if self.variant == "extension":
+            settings("org.gnome.shell", "enabled-extensions", "['ubuntu-appindicators@ubuntu.com']")
+        # Unsafe: it takes pictures and evaluates lines for everybody.
+        self.begin("gnome-shell", "--headless", "--virtual-monitor", "{}x{}".format(*self.size), "--wayland", "--unsafe-mode")
+        until("GNOME Shell", lambda: self.evaluate("Main.layoutManager._startingUp") is False)
+        authority = [name for name in os.listdir(self.logs) if name.startswith(".mutter-Xwaylandauth")]
+        self.export(**self.environment, WAYLAND_DISPLAY="wayland-0", DISPLAY=":0",
+                    **({"XAUTHORITY": f"{self.logs}/{authority[0]}"} if authority else {}))
+        self.evaluate("Main.overview.hide()")
+        self.hand_up()
+
+    def evaluate(self, line):
+        """A line of JavaScript in the shell, which returns something that JSON has."""
+        done, value = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+            "org.gnome.Shell", "/org/gnome/Shell", "org.gnome.Shell", "Eval", GLib.Variant("(s)", (line,)), None,
+            Gio.DBusCallFlags.NO_AUTO_START, -1).unpack()
+        assert done, value
+        return json.loads(value) if value else None
+
+    def windows(self):
+        return [Window(**window) for window in self.evaluate(
+            "global.get_window_actors().filter(a => a.visible && a.x >= 0).map(a => a.meta_window).map(w => { const r = w.get_frame_rect();"
+            " return {title: w.title ?? '', x: r.x, y: r.y, width: r.width, height: r.height, focused: w.has_focus()}; })")]
+
+    def tour(self):
+        day.day(self)

@@ -1,0 +1,28 @@
+"""Tours of real desktops without a screen. For scripts/desktops, which runs it.
+
+  run.py tour NAME PICTURES   starts the desktop and plays its tour; the exit status says whether all was well
+  run.py hold NAME PICTURES   starts the desktop and obeys standard input, lines of Python: `desktop` is what a tour has
+"""
+
+import code
+import importlib
+import pathlib
+import sys
+
+sys.path[:0] = [str(pathlib.Path(__file__).parent), str(pathlib.Path(__file__).parent.parent / "support")]
+
+
+def main(what, name, pictures):
+    # RECIPE-RELEASE[-VARIANT]: the class Recipe of the module with that name.
+    module, release, *variant = name.split("-", 2)
+    desktop = importlib.import_module(module).Recipe(int(release), "".join(variant), pathlib.Path(pictures))
+    desktop.start()
+    if what == "hold":
+        code.InteractiveConsole({"desktop": desktop}).interact()
+        return 0
+    desktop.tour()
+    return desktop.report()
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
