@@ -1,7 +1,9 @@
-// bench-service FILE [running]
+// bench-service FILE [running|years]
 //
-// The timesheet service with the large day, made on first use. Prints its port and serves until stopped.
+// The timesheet service with the large day or the time of many years, made on first use. Prints its port and serves
+// until stopped.
 #include "LargeDay.h"
+#include "ManyYears.h"
 
 #include <localservice/Service.h>
 
@@ -15,7 +17,7 @@
 int main(int argc, char** argv)
 {
     if (argc < 2) {
-        std::cerr << "usage: bench-service FILE [running]\n";
+        std::cerr << "usage: bench-service FILE [running|years]\n";
         return 64;
     }
     sigset_t signals;
@@ -31,8 +33,9 @@ int main(int argc, char** argv)
     const bool isNew = !std::filesystem::exists(argv[1]);
     localservice::Service service({.dataFile = argv[1]});
     const auto database = service.database();
-    if (!database ||
-        (isNew && !bench::fillWithLargeDay(**database, argc > 2 && argv[2] == std::string_view("running"))))
+    const std::string_view content = argc > 2 ? argv[2] : "";
+    if (!database || (isNew && !(content == "years" ? bench::fillWithManyYears(**database)
+                                                    : bench::fillWithLargeDay(**database, content == "running"))))
         return 1;
     const auto port = service.start();
     if (!port) {

@@ -1,9 +1,9 @@
 // quillon-bench [SECTION…]
 //
 // Measures Quillon beside the least that does the same work and prints the quotients; see docs. Sections: start,
-// memory, blink, inside (imports, stalls, timer commands), list, picker, desktops; all of them without an argument.
-// Needs a desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring), and
-// nobody else's program in it.
+// memory, blink, inside (imports, stalls, timer commands), list, picker, desktops, pages; all of them without an
+// argument. Needs a desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring),
+// and nobody else's program in it.
 #include "FaceWatch.h"
 #include "Home.h"
 #include "Process.h"
@@ -30,22 +30,22 @@ struct Programs
     explicit Programs(const path& folder)
         : quillon(folder.parent_path() / "quillon"), bare(folder / "bare"), service(folder / "bench-service"),
           inside(folder / "bench-inside"), list(folder / "bench-list"), picker(folder / "bench-picker"),
-          desktops(folder / "bench-desktops")
+          desktops(folder / "bench-desktops"), pages(folder / "bench-pages")
     {
     }
-    std::string quillon, bare, service, inside, list, picker, desktops;
+    std::string quillon, bare, service, inside, list, picker, desktops, pages;
 };
 
-/// A service with the large day, on a data file of its own.
+/// A service on a data file of its own: with the large day, its last timer "running", or with "years" of time.
 class Peer
 {
 public:
-    Peer(const Programs& programs, bool running)
+    explicit Peer(const Programs& programs, const std::string& content = {})
         : m_file(std::filesystem::temp_directory_path() / ("bench-" + std::to_string(getpid()) + ".sqlite"))
     {
         std::vector<std::string> command{programs.service, m_file};
-        if (running)
-            command.push_back("running");
+        if (!content.empty())
+            command.push_back(content);
         m_process.emplace(command);
         m_port = m_process->readLine();
         if (m_port.empty())
@@ -127,7 +127,7 @@ void compareLibraries(const Programs& programs)
 void measureStart(const Programs& programs)
 {
     compareLibraries(programs);
-    const Peer peer(programs, true);
+    const Peer peer(programs, "running");
     const Home home(peer.port());
     FaceWatch watch;
     const auto start = [&](const std::string& program) {
@@ -147,7 +147,7 @@ void measureStart(const Programs& programs)
 
 void measureMemory(const Programs& programs)
 {
-    const Peer peer(programs, true);
+    const Peer peer(programs, "running");
     FaceWatch watch;
     struct Weight
     {
@@ -194,7 +194,7 @@ void measureBlink(const Programs& programs)
         double repaints, wakeUps, processor;
     };
     const auto observe = [&](bool running) {
-        const Peer peer(programs, running);
+        const Peer peer(programs, running ? "running" : "");
         const Home home(peer.port());
         FaceWatch watch;
         const auto process = started(watch, programs.quillon, home);
@@ -243,7 +243,7 @@ void runInside(const std::vector<std::string>& command)
 
 void measureInside(const Programs& programs)
 {
-    const Peer peer(programs, false);
+    const Peer peer(programs);
     runInside({programs.inside, peer.port()});
 }
 
@@ -259,8 +259,14 @@ void measurePicker(const Programs& programs)
 
 void measureDesktops(const Programs& programs)
 {
-    const Peer peer(programs, false);
+    const Peer peer(programs);
     runInside({programs.desktops, peer.port(), peer.process()});
+}
+
+void measurePages(const Programs& programs)
+{
+    const Peer peer(programs, "years");
+    runInside({programs.pages, peer.port(), peer.process()});
 }
 
 } // namespace
@@ -269,8 +275,8 @@ int main(int argc, char** argv)
 {
     const Programs programs(std::filesystem::read_symlink("/proc/self/exe").parent_path());
     const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{
-        {"start", measureStart}, {"memory", measureMemory}, {"blink", measureBlink},      {"inside", measureInside},
-        {"list", measureList},   {"picker", measurePicker}, {"desktops", measureDesktops}};
+        {"start", measureStart}, {"memory", measureMemory}, {"blink", measureBlink},       {"inside", measureInside},
+        {"list", measureList},   {"picker", measurePicker}, {"desktops", measureDesktops}, {"pages", measurePages}};
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     try {
         rememberPassword();

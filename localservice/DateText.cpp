@@ -159,6 +159,11 @@ std::string localZoneName()
     return at == std::string::npos ? "UTC" : target.substr(at + folder.size());
 }
 
+Day plus(Day day, int count)
+{
+    return std::chrono::sys_days(day) + std::chrono::days(count);
+}
+
 std::optional<Day> dayOfYear(std::int64_t number, std::int64_t year)
 {
     if (year < 1900 || year > 9999 || number < 1 || number > 366)

@@ -26,6 +26,8 @@ Seconds momentOf(Day day, Minutes minutes);
 /// The IANA name of the machine's zone, "UTC" when unknown.
 std::string localZoneName();
 
+/// So many days later, or earlier when negative.
+Day plus(Day day, int count);
 /// The day of that number (1 = 1 January) in the year, if there is one.
 std::optional<Day> dayOfYear(std::int64_t number, std::int64_t year);
 

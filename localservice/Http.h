@@ -51,6 +51,10 @@ struct Reply
     int status = 200;
     std::string body = {};
     Headers headers = {};
+    /// Makes what follows `body`, a piece at a time, each on a worker once the client has taken those before: so a
+    /// large file takes little memory and begins at once. An empty piece is the end; nothing says that it failed, and
+    /// ends the connection in the middle. It may outlive the request.
+    std::function<std::optional<std::string>()> rest = {};
 };
 
 } // namespace localservice

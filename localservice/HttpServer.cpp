@@ -37,6 +37,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <list>
 #include <map>
 #include <optional>
@@ -173,8 +174,18 @@ void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, 
         self->end();
 }
 
-/// A reply as it is sent. Every one carries the headers that protect it, unless it has its own.
-std::string textOf(const Reply& reply, const Request& request, std::optional<std::chrono::milliseconds> keptFor)
+/// A part of a reply whose length was not announced; the empty one ends it.
+std::string chunk(std::string_view piece)
+{
+    std::array<char, 2 * sizeof piece.size()> size{};
+    const auto end = std::to_chars(size.data(), size.data() + size.size(), piece.size(), 16).ptr;
+    return std::string(size.data(), end).append("\r\n").append(piece).append("\r\n");
+}
+
+/// A reply as it is sent; of one in pieces, head and first piece. Every one carries the headers that protect it, unless
+/// it has its own.
+std::string textOf(const Reply& reply, const Request& request, bool isInChunks,
+                   std::optional<std::chrono::milliseconds> keptFor)
 {
     Headers headers = reply.headers;
     const auto add = [&](std::string_view name, std::string value) {
@@ -187,7 +198,9 @@ std::string textOf(const Reply& reply, const Request& request, std::optional<std
     for (auto& [name, value] : protectionHeaders(request.secure, request.header("Host")))
         add(name, std::move(value));
     const bool mayHaveBody = reply.status != 204 && reply.status != 304;
-    if (mayHaveBody)
+    if (isInChunks)
+        add("Transfer-Encoding", "chunked");
+    else if (mayHaveBody && !reply.rest)
         add("Content-Length", std::to_string(reply.body.size()));
     add("Connection", keptFor ? "keep-alive" : "close");
     if (keptFor)
@@ -201,7 +214,7 @@ std::string textOf(const Reply& reply, const Request& request, std::optional<std
     }
     text += "\r\n";
     if (mayHaveBody && request.method != "HEAD")
-        text += reply.body;
+        text += isInChunks && !reply.body.empty() ? chunk(reply.body) : reply.body;
     return text;
 }
 
@@ -469,14 +482,29 @@ private:
             return client.user ? client.user : client.user = userAtOtherEnd(socket);
         };
         Reply reply{reader.refusal()};
-        if (reader.refusal() == 0)
-            reply = co_await work(client, request);
-        else if (reader.refusal() == 405)
+        const std::function<Reply()> handle = [&] { return m_handler(request); };
+        if (reader.refusal() == 0) {
+            auto made = co_await work(client, handle);
+            reply = made ? std::move(*made) : Reply{500};
+        } else if (reader.refusal() == 405) {
             reply.headers.emplace_back("Allow", "GET, HEAD, POST, PUT, DELETE");
-        auto text = textOf(reply, request, reader.isLast() ? std::nullopt : std::optional(m_all.limits.idle));
+        }
+        const bool isInChunks = reply.rest && !reader.isOlder();
+        auto text =
+            textOf(reply, request, isInChunks, reader.isLast() ? std::nullopt : std::optional(m_all.limits.idle));
+        const auto rest = request.method == "HEAD" ? nullptr : std::move(reply.rest);
         reader.forget(); // the client may take long to read the reply
         reply = {};
-        const bool isSent = co_await send(client, stream, std::move(text));
+        bool isSent = co_await send(client, stream, std::move(text));
+        for (bool isMore = isSent && rest; isMore;) {
+            const auto made = co_await work(client, rest);
+            const bool isThere = made && *made;
+            isMore = isThere && !(*made)->empty();
+            // A name and no more in the call: compilers get the lifetime of anything else wrong there.
+            std::string piece = !isThere ? std::string() : isInChunks ? chunk(**made) : **made;
+            isSent = isThere && co_await send(client, stream, std::move(piece));
+            isMore = isMore && isSent;
+        }
         if (isSent && reader.isLast())
             co_await sayGoodbye(client, stream);
         co_return isSent && !reader.isLast();
@@ -490,24 +518,25 @@ private:
         co_await stream.async_shutdown(into(ignored));
     }
 
-    /// Has a worker answer it.
-    Task<Reply> work(Client& client, const Request& request)
+    /// Has a worker do the job; no result when it threw or the connection ended before.
+    template <typename Result>
+    Task<std::optional<Result>> work(Client& client, const std::function<Result()>& job)
     {
         error_code ignored; // a cancelled wait is how a client is woken up
         client.deadline.expires_at(Clock::time_point::max());
         client.turn.expires_at(Clock::time_point::max());
         m_waiting.push_back(&client);
         giveTurns();
-        Reply reply;
+        std::optional<Result> result;
         try {
             while (!client.hasTurn && !client.isEnding)
                 co_await client.turn.async_wait(into(ignored));
             // Once the connection has ended, its descriptor may belong to another one.
             if (!client.isEnding)
-                reply = co_await net::co_spawn(
-                    m_workers, [&]() -> Task<Reply> { co_return m_handler(request); }, net::use_awaitable);
+                result = co_await net::co_spawn(
+                    m_workers, [&]() -> Task<Result> { co_return job(); }, net::use_awaitable);
         } catch (...) {
-            reply = {500}; // one failing request must not cost the others a worker
+            result.reset(); // one failing request must not cost the others a worker
         }
         if (!client.hasTurn) {
             m_waiting.remove(&client);
@@ -517,7 +546,7 @@ private:
             client.hasTurn = false;
             giveTurns();
         }
-        co_return reply;
+        co_return result;
     }
 
     /// Workers go to the networks that have the fewest, the longest wait first. No network gets all of them, so slow

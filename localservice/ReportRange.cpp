@@ -12,11 +12,6 @@ constexpr int MostDays = 62;
 constexpr int LongYear = 400;
 constexpr int MostMonthsInDays = 5 * 366;
 
-Day plus(Day day, int count)
-{
-    return sys_days(day) + days(count);
-}
-
 Day monday(Day day)
 {
     return plus(day, 1 - static_cast<int>(weekday(sys_days(day)).iso_encoding()));

@@ -148,6 +148,7 @@ std::size_t RequestReader::readHead(const std::string& input)
     error_code error;
     m_parser->put(boost::asio::buffer(input.data(), size), error);
     const auto& head = m_parser->get();
+    m_isOlder = head.version() < 11;
     m_request.method = std::string_view(head.method_string().data(), head.method_string().size());
     m_request.target = std::string_view(head.target().data(), head.target().size());
     for (const auto& field : head)
@@ -157,9 +158,8 @@ std::size_t RequestReader::readHead(const std::string& input)
     else if (const int status = reasonToRefuse(); status != 0)
         refuse(status);
     // Older clients do not announce that they have finished sending, and would take the go-ahead for the reply.
-    const bool isOlder = head.version() < 11;
-    m_isLast = m_isLast || isOlder || !m_parser->keep_alive();
-    m_awaitsContinue = !isOlder && !m_request.header("Expect").empty();
+    m_isLast = m_isLast || m_isOlder || !m_parser->keep_alive();
+    m_awaitsContinue = !m_isOlder && !m_request.header("Expect").empty();
     return size;
 }
 
@@ -167,17 +167,16 @@ std::size_t RequestReader::readHead(const std::string& input)
 int RequestReader::reasonToRefuse() const
 {
     const auto& headers = m_request.headers;
-    const bool isOlder = m_parser->get().version() < 11;
     const auto hosts = count(headers, "host");
     const auto length = m_request.header("Content-Length");
     const auto lengths = count(headers, "content-length");
     const auto codings = count(headers, "transfer-encoding");
     if (!isOneOf(m_request.method, {"GET", "HEAD", "POST", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"}) ||
-        !isTarget(m_request.target) || hosts > 1 || (hosts == 0 && !isOlder) || !isHost(m_request.header("Host")))
+        !isTarget(m_request.target) || hosts > 1 || (hosts == 0 && !m_isOlder) || !isHost(m_request.header("Host")))
         return 400;
     if (lengths + codings > 1 || length.find_first_not_of("0123456789") != std::string_view::npos)
         return 400;
-    if (codings == 1 && (isOlder || !isSameName(m_request.header("Transfer-Encoding"), "chunked")))
+    if (codings == 1 && (m_isOlder || !isSameName(m_request.header("Transfer-Encoding"), "chunked")))
         return 400;
     if (count(headers, "content-encoding") > 0)
         return 415;

@@ -39,6 +39,8 @@ public:
     int refusal() const { return m_refusal; }
     /// The client sends nothing after it.
     bool isLast() const { return m_isLast; }
+    /// The client speaks HTTP/1.0 and knows no replies in chunks.
+    bool isOlder() const { return m_isOlder; }
     /// The client waits for a go-ahead before sending the body (RFC 9110, section 10.1.1).
     bool awaitsContinue() const { return m_awaitsContinue; }
 
@@ -57,6 +59,7 @@ private:
     std::size_t m_sent = 0; // the bytes of the body, as they were sent
     int m_refusal = 0;
     bool m_isLast = false;
+    bool m_isOlder = false;
     bool m_awaitsContinue = false;
 };
 

@@ -20,10 +20,12 @@ struct Asker
     Id person = 0; ///< 0 for administrators, who see everyone's
     Seconds now = 0;
     std::string month; ///< "2024-03-", the beginning of the present month's days
+    std::string scope; ///< a condition: the entries `e` whose hours may be counted
 
     explicit Asker(const Visit& visit)
         : account(visit.person.account), person(visit.person.admin ? 0 : visit.person.id), now(visit.now),
-          month(isoDayText(localDay(visit.now)).substr(0, 8))
+          month(isoDayText(localDay(visit.now)).substr(0, 8)),
+          scope(person != 0 ? "e.person_id = ?2" : "e.project_id IN (SELECT id FROM projects WHERE account_id = ?1)")
     {
     }
 
@@ -33,13 +35,16 @@ struct Asker
 // Parameters of every statement below: ?1 account, ?2 the person asking (0 for all), ?3 now, ?4 the present month.
 constexpr const char* Time = "(e.seconds + CASE WHEN e.timer_started < ?3 THEN ?3 - e.timer_started ELSE 0 END)";
 
-/// Hours of the present month and in total, grouped by a column of the entries.
-std::string bookedBy(const std::string& column)
+/// The sums of a group of entries: `month` of the present month, `whole` of all.
+const std::string Sums = std::string("SUM(CASE WHEN e.spent_at BETWEEN ?4 || '01' AND ?4 || '31' THEN ") + Time +
+                         " ELSE 0 END) AS month, SUM(" + Time + ") AS whole";
+
+/// Hours by project or task, `id`. Summed up in the order of the index first: what then is to be sorted is little.
+std::string bookedBy(const Asker& asker, const std::string& column)
 {
-    return "SELECT e." + column + " AS id, SUM(CASE WHEN substr(e.spent_at, 1, 8) = ?4 THEN " + Time +
-           " ELSE 0 END) AS month, SUM(" + Time +
-           ") AS whole FROM entries e JOIN people w ON w.id = e.person_id AND w.account_id = ?1"
-           " WHERE (?2 = 0 OR e.person_id = ?2) GROUP BY 1";
+    return "SELECT " + column +
+           " AS id, SUM(month) AS month, SUM(whole) AS whole FROM (SELECT e.project_id, e.task_id, " + Sums +
+           " FROM entries e WHERE " + asker.scope + " GROUP BY 1, 2) GROUP BY 1";
 }
 
 constexpr const char* MayBook =
@@ -93,11 +98,10 @@ void bindList(Row& query, const Asker& asker, const ListQuery& asked)
 
 Booked bookedOn(SQLite::Database& database, const Asker& asker, const std::string& column, Id id)
 {
-    Row query(database, "SELECT month, whole FROM (" + bookedBy(column) + ") WHERE id = ?5");
+    Row query(database, "SELECT " + Sums + " FROM entries e WHERE " + asker.scope + " AND e." + column + " = ?5");
     asker.bind(query);
     query.bind(5, id);
-    if (!query.executeStep())
-        return {};
+    query.executeStep();
     return {query.getColumn(0).getInt64(), query.getColumn(1).getInt64()};
 }
 
@@ -129,11 +133,11 @@ std::vector<ProjectTask> tasksOf(SQLite::Database& database, const Asker& asker,
 
 std::vector<ProjectPerson> peopleOf(SQLite::Database& database, const Asker& asker, Id project)
 {
-    Row query(database, "SELECT w.id, trim(w.first_name || ' ' || w.last_name), w.email, u.id IS NOT NULL,"
-                        " (SELECT COALESCE(SUM(" +
-                            std::string(Time) +
-                            "), 0) FROM entries e WHERE e.project_id = ?5 AND e.person_id = w.id)"
-                            " FROM people w LEFT JOIN user_assignments u ON u.person_id = w.id AND u.project_id = ?5"
+    Row query(database, "WITH booked AS (SELECT e.person_id AS id, " + Sums +
+                            " FROM entries e WHERE e.project_id = ?5 GROUP BY 1)"
+                            " SELECT w.id, trim(w.first_name || ' ' || w.last_name), w.email, u.id IS NOT NULL,"
+                            " COALESCE(b.whole, 0) FROM people w LEFT JOIN booked b ON b.id = w.id"
+                            " LEFT JOIN user_assignments u ON u.person_id = w.id AND u.project_id = ?5"
                             " WHERE w.account_id = ?1 AND w.active AND (?2 = 0 OR w.id = ?2)"
                             " ORDER BY u.id IS NULL, w.first_name COLLATE NOCASE, w.last_name COLLATE NOCASE, w.id");
     asker.bind(query);
@@ -198,7 +202,7 @@ CatalogViews::Seen<Listing<ProjectLine>> CatalogViews::projects(const ListQuery&
         const Asker asker(m_visit);
         // Administrators also see clients that have no projects yet.
         Row query(database,
-                  "WITH booked AS (" + bookedBy("project_id") + ") " + projectColumns() +
+                  "WITH booked AS (" + bookedBy(asker, "project_id") + ") " + projectColumns() +
                       ", COUNT(*) OVER (), MAX(b.whole) OVER () FROM clients c"
                       " LEFT JOIN projects p ON p.client_id = c.id AND p.active <> ?5 AND " +
                       MayBook +
@@ -232,7 +236,7 @@ CatalogViews::Seen<Listing<TaskLine>> CatalogViews::tasks(const ListQuery& asked
         const std::string mayUse = std::string("(?2 = 0 OR EXISTS (SELECT 1 FROM task_assignments a JOIN projects p"
                                                " ON p.id = a.project_id AND p.active WHERE a.task_id = t.id AND ") +
                                    MayBook + "))";
-        Row query(database, "WITH booked AS (" + bookedBy("task_id") +
+        Row query(database, "WITH booked AS (" + bookedBy(asker, "task_id") +
                                 ") SELECT t.id, t.name, COALESCE(b.month, 0), COALESCE(b.whole, 0), COUNT(*) OVER (),"
                                 " MAX(b.whole) OVER () FROM tasks t LEFT JOIN booked b ON b.id = t.id"
                                 " WHERE t.account_id = ?1 AND t.active <> ?5 AND " +
@@ -325,7 +329,7 @@ CatalogViews::Seen<ClientView> CatalogViews::client(Id id) const
         if (!client.executeStep())
             return gone("client");
         ClientView view{client.getColumn(0).getString(), client.getColumn(1).getInt() != 0, {}};
-        Row query(database, "WITH booked AS (" + bookedBy("project_id") + ") " + projectColumns() +
+        Row query(database, "WITH booked AS (" + bookedBy(asker, "project_id") + ") " + projectColumns() +
                                 " FROM clients c JOIN projects p ON p.client_id = c.id"
                                 " LEFT JOIN booked b ON b.id = p.id WHERE c.id = ?5"
                                 " ORDER BY NOT p.active, p.name COLLATE NOCASE, p.id");
@@ -354,7 +358,7 @@ CatalogViews::Seen<TaskView> CatalogViews::task(Id id) const
                       task.getColumn(2).getInt() != 0,
                       bookedOn(database, asker, "task_id", id),
                       {}};
-        Row query(database, "WITH booked AS (" + bookedBy("project_id") + ") " + projectColumns() +
+        Row query(database, "WITH booked AS (" + bookedBy(asker, "project_id") + ") " + projectColumns() +
                                 " FROM task_assignments x JOIN projects p ON p.id = x.project_id AND p.active"
                                 " JOIN clients c ON c.id = p.client_id LEFT JOIN booked b ON b.id = p.id"
                                 " WHERE x.task_id = ?5 ORDER BY p.name COLLATE NOCASE, p.id");

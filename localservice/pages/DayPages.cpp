@@ -10,7 +10,6 @@ namespace localservice {
 
 namespace {
 
-using std::chrono::days;
 using std::chrono::sys_days;
 
 constexpr Seconds FullDay = Seconds{8} * 3600;
@@ -28,11 +27,6 @@ struct Sum
     }
     std::vector<Share> shares() const { return {{billable, "billable"}, {all - billable, "other"}}; }
 };
-
-Day plus(Day day, int number)
-{
-    return sys_days(day) + days(number);
-}
 
 Day mondayOf(Day day)
 {

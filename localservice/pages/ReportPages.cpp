@@ -5,7 +5,7 @@
 #include "Storage.h"
 
 #include <algorithm>
-#include <cmath>
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -384,16 +384,25 @@ Reply csvFile(const Visit& visit)
     const auto asked = askedIn(visit);
     if (!asked.problem.empty())
         return reportPage(visit);
-    const auto csv = visit.storage.look([&](SQLite::Database& database) -> tl::expected<std::string, Problem> {
-        return csvOf(database, filterOf(visit, asked));
-    });
-    if (!csv)
-        return problemPage(visit, csv.error());
+    const auto file = std::make_shared<CsvFile>(filterOf(visit, asked));
+    const auto next = [&storage = visit.storage, file] {
+        return storage.look(
+            [&](SQLite::Database& database) -> tl::expected<std::string, Problem> { return file->next(database); });
+    };
+    auto first = next();
+    if (!first)
+        return problemPage(visit, first.error());
     const std::string name = "quillon-" + asked.from + "-" + asked.to + ".csv";
-    return {200,
-            *csv,
-            {{"Content-Type", "text/csv; charset=utf-8"},
-             {"Content-Disposition", "attachment; filename=\"" + name + "\""}}};
+    Reply reply{200,
+                std::move(*first),
+                {{"Content-Type", "text/csv; charset=utf-8"},
+                 {"Content-Disposition", "attachment; filename=\"" + name + "\""}}};
+    if (!file->isAtEnd())
+        reply.rest = [next]() -> std::optional<std::string> {
+            auto piece = next();
+            return piece ? std::optional(std::move(*piece)) : std::nullopt;
+        };
+    return reply;
 }
 
 } // namespace

@@ -81,7 +81,7 @@ const Certificate& certificate()
 }
 
 /// A server that answers with the body of the request, or "here"; "/large" with more than any buffer takes, "/held"
-/// when it is let go, and "/failing" not at all.
+/// when it is let go, and "/failing" not at all; "/pieces", "/broken" and "/endless" in pieces.
 class Echo
 {
 public:
@@ -130,6 +130,7 @@ public:
     }
 
     std::uint16_t port = 0;
+    std::atomic<int> pieces = 0; ///< of endless replies
 
 private:
     Reply answer(const Request& request)
@@ -140,6 +141,19 @@ private:
             return {200, std::string(64'000'000, 'x')};
         if (request.target == "/failing")
             throw std::bad_alloc();
+        if (request.target == "/pieces")
+            return {200, "one, ", {}, [rest = std::vector<std::string>{"", "three", "two, "}]() mutable {
+                        const auto next = rest.back();
+                        rest.pop_back();
+                        return std::optional(next);
+                    }};
+        if (request.target == "/broken")
+            return {200, "one, ", {}, [] { return std::optional<std::string>(); }};
+        if (request.target == "/endless")
+            return {200, {}, {}, [this] {
+                        ++pieces;
+                        return std::optional(std::string(64 * 1024, 'x'));
+                    }};
         if (request.target == "/held") {
             ++m_held;
             m_changed.notify_all();
@@ -286,6 +300,56 @@ private slots:
         RawClient older(echo.port, "POST /echo HTTP/1.0\r\nContent-Length: 3\r\nExpect: 100-continue\r\n\r\n");
         older.say("abc");
         QVERIFY(older.readAll().startsWith("HTTP/1.1 200"));
+    }
+
+    void answersInPieces_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("isChunked");
+        const auto row = [](const char* name, const QByteArray& method, const QByteArray& target,
+                            const QByteArray& rest, const QByteArray& body, bool isChunked) {
+            QTest::newRow(name) << method + " " + target + " HTTP/1." + rest << body << isChunked;
+        };
+        const QByteArray last = "1\r\nHost: x\r\nConnection: close\r\n\r\n";
+        row("in chunks", "GET", "/pieces", last, "5\r\none, \r\n5\r\ntwo, \r\n5\r\nthree\r\n0\r\n\r\n", true);
+        row("older", "GET", "/pieces", "0\r\n\r\n", "one, two, three", false);
+        row("head", "HEAD", "/pieces", last, "", true);
+        // Without the last chunk, the client knows that something is missing.
+        row("broken", "GET", "/broken", last, "5\r\none, \r\n", true);
+    }
+
+    void answersInPieces()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(QByteArray, body);
+        QFETCH(bool, isChunked);
+        Echo echo;
+        const auto reply = RawClient(echo.port, request).readAll();
+        QVERIFY2(reply.startsWith("HTTP/1.1 200") && reply.endsWith("\r\n\r\n" + body), reply.constData());
+        QCOMPARE(reply.contains("\r\nTransfer-Encoding: chunked\r\n"), isChunked);
+        QVERIFY(!reply.contains("Content-Length"));
+    }
+
+    void slowReadersOfPiecesHoldNothing()
+    {
+        for (const bool isEncrypted : {false, true}) {
+            Echo echo({}, isEncrypted);
+            const auto client = echo.client();
+            for (int i = 0; i < 2; ++i)
+                QCOMPARE(client->get(u"/pieces"_s).body, "one, two, three");
+        }
+        Echo echo;
+        constexpr int readers = 12; // more than there are workers
+        std::list<RawClient> slow;
+        for (int i = 0; i < readers; ++i)
+            QVERIFY(
+                !slow.emplace_back(echo.port, "GET /endless HTTP/1.1\r\nHost: x\r\n\r\n").readUntil("xx").isEmpty());
+        RawClient other(echo.port);
+        for (int i = 0; i < 500; ++i)
+            QVERIFY(other.isServed());
+        // Made are no more than what the buffers of a connection take.
+        QVERIFY2(echo.pieces < readers * 256, QByteArray::number(echo.pieces.load()));
     }
 
     void speaksTls()

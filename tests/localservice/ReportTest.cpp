@@ -1,6 +1,7 @@
 #include "Scenario.h"
 
 #include "localservice/ReportRange.h"
+#include "localservice/Sql.h"
 #include "localservice/Storage.h"
 
 #include <QTest>
@@ -101,6 +102,107 @@ private slots:
         QCOMPARE(linesOf(own.people), QStringList{u"Ann Lee 5.5/2"_s});
         QCOMPARE(own.runningTimers, 0);
         QVERIFY(reportOf(s, u"2024-03-04 2024-03-06"_s, s.clock.person).days.empty());
+    }
+
+    void narrows()
+    {
+        Scenario s;
+        const Id client = s.database().addClient(s.acme.id, "Harbour").value();
+        const Id boats = s.database().addProject({client, "Boats"}).value();
+        const auto book = [&s](Id project, Id task, int hours, const char* notes, const char* day) {
+            const auto booked =
+                s.database().storage().change([&](auto& database) -> tl::expected<int, localservice::Problem> {
+                    return localservice::execute(
+                        database,
+                        "INSERT INTO entries (person_id, project_id, task_id, seconds, notes, spent_at, created_at,"
+                        " updated_at) VALUES (?, ?, ?, ?, ?, ?, 0, 0)",
+                        s.acme.person, project, task, 3600 * hours, notes, day);
+                });
+            QVERIFY(booked);
+        };
+        book(s.acme.website, s.acme.design, 1, "Sketches", "2024-03-05");
+        book(s.acme.website, s.acme.design, 2, "100% of it", "2024-03-05");
+        book(s.acme.website, s.acme.support, 4, "", "2024-03-05");
+        book(s.acme.internal, s.acme.support, 8, "", "2024-03-05");
+        book(boats, s.acme.design, 16, "", "2024-03-05");
+        book(boats, s.acme.design, 0, "", "2024-03-06"); // no time, so no day with hours
+
+        using Filter = localservice::ReportFilter;
+        const Filter all{
+            .account = s.acme.id, .from = dayOf(u"2024-03-01"_s), .to = dayOf(u"2024-03-31"_s), .now = s.now()};
+        const auto hours = [&](const std::function<void(Filter&)>& narrow) {
+            auto filter = all;
+            narrow(filter);
+            const auto look = [&](auto work) { return s.database().storage().look(work).value(); };
+            const auto report = look([&](SQLite::Database& database) -> tl::expected<Report, localservice::Problem> {
+                return Report::of(database, filter);
+            });
+            // The file has the same entries.
+            const auto csv = look([&](SQLite::Database& database) -> tl::expected<std::string, localservice::Problem> {
+                localservice::CsvFile file(filter);
+                std::string text;
+                while (!file.isAtEnd())
+                    text += file.next(database);
+                return text;
+            });
+            double sum = 0;
+            const auto rows = QString::fromStdString(csv).split(u"\r\n"_s, Qt::SkipEmptyParts);
+            for (qsizetype i = 1; i < rows.size(); ++i)
+                sum += rows[i].section(u',', 7, 7).toDouble();
+            return sum * 3600 == static_cast<double>(report.total.all) ? report.total.all / 3600 : -1;
+        };
+        QCOMPARE(hours([](Filter&) {}), 31);
+        QCOMPARE(hours([&](Filter& filter) { filter.client = client; }), 16);
+        QCOMPARE(hours([&](Filter& filter) { filter.project = s.acme.website; }), 7);
+        QCOMPARE(hours([&](Filter& filter) { filter.task = s.acme.support; }), 12);
+        QCOMPARE(hours([](Filter& filter) { filter.billable = true; }), 19);
+        QCOMPARE(hours([](Filter& filter) { filter.billable = false; }), 12);
+        QCOMPARE(hours([](Filter& filter) { filter.notes = "sketch"; }), 1);
+        QCOMPARE(hours([](Filter& filter) { filter.notes = "0% O"; }), 2);
+        QCOMPARE(hours([](Filter& filter) { filter.notes = "'"; }), 0);
+        QCOMPARE(hours([&](Filter& filter) {
+                     filter.task = s.acme.design;
+                     filter.notes = "s";
+                 }),
+                 1);
+        // Another account's records narrow to nothing.
+        QCOMPARE(hours([&](Filter& filter) { filter.project = s.clock.website; }), 0);
+        QCOMPARE(reportOf(s, u"2024-03-01 2024-03-31"_s).days.size(), 1U);
+    }
+
+    void filesOfManyYearsComeInPieces()
+    {
+        Scenario s;
+        s.database()
+            .storage()
+            .change([&](SQLite::Database& database) -> tl::expected<int, localservice::Problem> {
+                return localservice::execute(
+                    database,
+                    "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 9999)"
+                    " INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at,"
+                    " updated_at) SELECT ?, ?, ?, date('2000-01-01', '+' || (i / 7 * i / 3000) || ' days'),"
+                    " 'note ' || i, 60, 0, 0 FROM n",
+                    s.acme.person, s.acme.website, s.acme.design);
+            })
+            .value();
+        localservice::CsvFile file(
+            {.account = s.acme.id, .from = dayOf(u"1900-01-01"_s), .to = dayOf(u"9999-12-31"_s)});
+        QByteArray csv;
+        int pieces = 0;
+        for (; !file.isAtEnd(); ++pieces) {
+            const auto piece = s.database().storage().look(
+                [&](SQLite::Database& database) -> tl::expected<std::string, localservice::Problem> {
+                    return file.next(database);
+                });
+            QVERIFY(!piece->empty() && piece->size() < 160 * 1024);
+            csv += *piece;
+        }
+        QVERIFY(pieces > 5);
+        QCOMPARE(csv.count("\r\n"), 10'001);
+        QCOMPARE(csv.count("note "), 10'000);
+        const auto lines = csv.split('\n').mid(1, 10'000);
+        QVERIFY(std::is_sorted(lines.begin(), lines.end(),
+                               [](const auto& one, const auto& other) { return one.first(10) < other.first(10); }));
     }
 
     void showsAFittingNumberOfSteps()
