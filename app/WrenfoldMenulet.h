@@ -193,7 +193,8 @@ public:
     void saveCurrentRunningTimerForPossibleIdle() override;
     void clearCurrentRunningTimerForPossibleIdle() override;
     /// If a timer runs, asks whether to go on timing or to remove the idle time; meanwhile the time shown grows, and
-    /// the question is withdrawn when the timer was stopped elsewhere.
+    /// the question is withdrawn when the timer was stopped elsewhere. One that was put away unanswered stands in the
+    /// timesheet.
     void applicationWasIdle(double seconds) override;
     void updateIdleSheetLabels(double seconds);
     static QString idleAlertMessage(int minutes);
@@ -235,7 +236,10 @@ private:
     timesheet::TimesheetController& timesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void forgetRunningTimer();
-    void dismissIdleAlertOfStoppedTimer();
+    void withdrawIdleQuestionOfStoppedTimer();
+    void withdrawIdleQuestion();
+    void idleAlertEnded(int button);
+    void updateIdleQuestionInTimesheet();
     void idleEpisodeIsOver();
 
     TimeHere m_timeHere;
@@ -269,6 +273,7 @@ private:
     platform::Alert m_idleAlert;
     platform::AlertId m_idleAlertId{};
     bool m_displayingIdleAlert = false;
+    bool m_idleQuestionIsInTimesheet = false;
     bool m_runningTimerNoted = false;
     store::Ref<model::DayEntry> m_runningTimerWhenIdleStarted;
     QDateTime m_runningTimerSavedAt;

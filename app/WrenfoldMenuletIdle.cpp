@@ -10,6 +10,7 @@
 #include "platform/Run.h"
 #include "service/QuillonApi.h"
 #include "service/QuillonError.h"
+#include "skin/HintCard.h"
 
 #include <cmath>
 
@@ -24,6 +25,7 @@ namespace {
 
 constexpr double SecondsInMinute = 60;
 constexpr int MinutesInHour = 60;
+constexpr int ContinueButton = 0;
 constexpr int RemoveButton = 1;
 
 // Two refreshes have failed to arrive: the machine slept, or the service is out of reach.
@@ -94,25 +96,57 @@ void WrenfoldMenulet::applicationWasIdle(double seconds)
     if (m_displayingIdleAlert) {
         const model::DayEntry* entry = runningTimerWhenIdleStarted();
         if (!entry || !entry->isRunning())
-            environment().alerts().dismiss(m_idleAlertId);
+            withdrawIdleQuestion();
         return;
     }
     m_displayingIdleAlert = true;
-    m_idleAlertId = environment().alerts().show(m_idleAlert, [this](int button) {
-        if (button == RemoveButton)
-            revertRunningTimerSinceIdle(this);
-        else
-            idleEpisodeIsOver();
-    });
+    m_idleAlertId = environment().alerts().show(m_idleAlert, [this](int button) { idleAlertEnded(button); });
 }
 
-void WrenfoldMenulet::dismissIdleAlertOfStoppedTimer()
+void WrenfoldMenulet::idleAlertEnded(int button)
+{
+    using platform::AlertPresenter;
+    m_idleQuestionIsInTimesheet = button == AlertPresenter::Dismissed || button == AlertPresenter::Opened;
+    updateIdleQuestionInTimesheet();
+    if (button == AlertPresenter::Opened)
+        showTimesheetWindow(this);
+    else if (button == RemoveButton)
+        revertRunningTimerSinceIdle(this);
+    else if (button == ContinueButton)
+        idleEpisodeIsOver();
+}
+
+void WrenfoldMenulet::updateIdleQuestionInTimesheet()
+{
+    if (!m_timesheetController)
+        return;
+    std::optional<skin::Hint> question;
+    if (m_idleQuestionIsInTimesheet) {
+        question = {.title = m_idleAlert.title,
+                    .lines = {m_idleAlert.text},
+                    .button = m_idleAlert.buttons[ContinueButton],
+                    .onButton = [this] { idleAlertEnded(ContinueButton); },
+                    .otherButton = m_idleAlert.buttons[RemoveButton],
+                    .onOtherButton = [this] { idleAlertEnded(RemoveButton); }};
+    }
+    m_timesheetController->setQuestion(question);
+}
+
+void WrenfoldMenulet::withdrawIdleQuestion()
+{
+    environment().alerts().dismiss(m_idleAlertId);
+    m_idleQuestionIsInTimesheet = false;
+    updateIdleQuestionInTimesheet();
+    idleEpisodeIsOver();
+}
+
+void WrenfoldMenulet::withdrawIdleQuestionOfStoppedTimer()
 {
     // The other windows work while it is open. A question whose entry is gone stays until the next report, and
     // answering it says so.
     const model::DayEntry* entry = runningTimerWhenIdleStarted();
     if (m_displayingIdleAlert && entry && !entry->isRunning())
-        environment().alerts().dismiss(m_idleAlertId);
+        withdrawIdleQuestion();
 }
 
 void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
@@ -121,10 +155,11 @@ void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
     m_idleAlert.title = idleAlertMessage(minutes);
     m_idleAlert.text = tr("Would you like to stop your timer and remove the minutes, or continue timing?");
     m_idleAlert.buttons = {tr("Continue Timing"), idleAlertButtonText(minutes)};
-    m_idleAlert.escapeButton = 0;
+    m_idleAlert.escapeButton = ContinueButton;
     m_idleAlert.unasked = true;
     if (m_displayingIdleAlert)
         environment().alerts().update(m_idleAlertId, m_idleAlert);
+    updateIdleQuestionInTimesheet();
 }
 
 QString WrenfoldMenulet::idleAlertMessage(int minutes)

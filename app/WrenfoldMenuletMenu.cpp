@@ -51,7 +51,7 @@ void WrenfoldMenulet::updateTotal()
     const model::DayEntry* entry = currentEntry();
     updateStatusItemForCurrentEntry(entry);
     updateMenuItemsForCurrentEntry(entry);
-    dismissIdleAlertOfStoppedTimer();
+    withdrawIdleQuestionOfStoppedTimer();
     if (m_timesheetController)
         m_timesheetController->reloadEntries();
 }
@@ -170,6 +170,7 @@ timesheet::TimesheetController& WrenfoldMenulet::timesheet()
         TimesheetController* const made = m_timesheetController.get();
         made->windowHack();
         made->setLoggedOut(loggedOut());
+        updateIdleQuestionInTimesheet();
         connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, made, &TimesheetController::wentOffline);
         connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, made, &TimesheetController::wentOnline);
     }

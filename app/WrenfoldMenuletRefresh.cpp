@@ -217,7 +217,7 @@ void WrenfoldMenulet::clearAllData()
     m_clearingCompanyData = true;
     m_hoursAsOf.clear();
     if (m_displayingIdleAlert)
-        platform::environment().alerts().dismiss(m_idleAlertId); // its timer is gone without having been stopped
+        withdrawIdleQuestion(); // its timer is gone without having been stopped
     if (model::Company* company = m_company.get()) {
         company->clearAllData();
         managedObjectContext()->remove(*company);

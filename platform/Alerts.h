@@ -15,7 +15,7 @@ struct Alert
     QStringList buttons;
     /// Pressed by Escape and by closing the alert. Negative: the last one.
     int escapeButton = -1;
-    /// Comes up while the person may be doing something else: it stays on top without taking the keyboard or blocking
+    /// Comes up while the person may be doing something else: it stays in sight without taking the keyboard or blocking
     /// any window, and ignores whatever is pressed as it appears or only wakes the screen.
     bool unasked = false;
     bool operator==(const Alert&) const = default;
@@ -27,12 +27,14 @@ enum class AlertId : quint64
 };
 
 /// Shows alerts one after another, application-modal, without a nested event loop. Unrequested ones wait for the others
-/// but not for each other: each has its own window. Main thread only.
+/// but not for each other: each has its own window or notification. Main thread only.
 class AlertPresenter
 {
 public:
-    /// Instead of a button, for an alert that was dismissed.
+    /// Instead of a button, for an unrequested alert that the desktop shows: the person has put it away unanswered.
     static constexpr int Dismissed = -1;
+    /// Likewise: the person has pressed the alert itself, to see what it is about.
+    static constexpr int Opened = -2;
 
     virtual ~AlertPresenter() = default;
 
@@ -44,8 +46,7 @@ public:
     /// gone.
     virtual void update(AlertId id, const Alert& alert) = 0;
 
-    /// Takes an alert down, or out of the queue; its `done` gets `Dismissed` within this call. No effect on one that is
-    /// gone.
+    /// Takes an alert down, or out of the queue; its `done` is not called. No effect on one that is gone.
     virtual void dismiss(AlertId id) = 0;
 };
 

@@ -15,6 +15,7 @@
 #include "linux/LogindSleepMonitor.h"
 #include "linux/MessageBoxAlerts.h"
 #include "linux/NetworkMonitorReachability.h"
+#include "linux/NotificationAlerts.h"
 #include "linux/PortalHotKeys.h"
 #include "linux/SecretServiceStore.h"
 #include "linux/WaylandIdle.h"
@@ -82,7 +83,7 @@ private:
 #ifdef Q_OS_LINUX
 using SecretStores = Choice<SecretStore, SecretServiceStore, NullSecretStore>;
 using Reachabilities = Choice<Reachability, NetworkMonitorReachability, NullReachability>;
-using AlertPresenters = Choice<AlertPresenter, MessageBoxAlerts, NullAlerts>;
+using AlertPresenters = Choice<AlertPresenter, NotificationAlerts, MessageBoxAlerts, NullAlerts>;
 using Desktops = Choice<Desktop, LinuxDesktop, NullDesktop>;
 using HotKeyWays = Choice<HotKeys, PortalHotKeys, X11HotKeys, NullHotKeys>;
 using LoginItemLists = Choice<LoginItems, AutostartItems, NullLoginItems>;

@@ -21,7 +21,8 @@ constexpr int BestWidth = 330;
 constexpr int WindowMargin = 18; // left and right, in a window of its own
 constexpr int PartMargin = 10;   // likewise as part of a window
 constexpr int EdgeMargin = 14;   // above and below
-constexpr int LinkMargin = 2;    // of a link's letters, in line with those of the text
+constexpr int ButtonSpacing = 8;
+constexpr int LinkMargin = 2; // of a link's letters, in line with those of the text
 
 QLabel* label(int points, QFont::Weight weight, const char* color, const char* name, QWidget* parent)
 {
@@ -43,7 +44,8 @@ HintCard::HintCard(QWidget* parent)
     : QWidget(parent), m_title(label(14, QFont::Bold, "222222", "hintTitle", this)),
       m_text(label(13, QFont::Normal, "333333", "hintText", this)),
       m_aside(label(12, QFont::Normal, "5A5F66", "hintAside", this)), m_link(new LinkButton({}, this)),
-      m_button(new QuillonButtonCell(tr("Got It"), this))
+      m_otherButton(new QuillonButtonCell({}, this, QuillonButtonCell::Cancel)),
+      m_button(new QuillonButtonCell({}, this))
 {
     // Read out when it appears, though it has no focus.
     installAccessibleRole<HintCard, QAccessible::Notification>();
@@ -52,6 +54,7 @@ HintCard::HintCard(QWidget* parent)
     palette.setColor(QPalette::Window, ground());
     setPalette(palette);
     m_link->setObjectName(u"hintLink"_s);
+    m_otherButton->setObjectName(u"hintOtherButton"_s);
     m_button->setObjectName(u"hintButton"_s);
     m_aside->setContentsMargins(LinkMargin, 0, 0, 2);
     auto* column = new QVBoxLayout(this);
@@ -66,13 +69,17 @@ HintCard::HintCard(QWidget* parent)
     auto* row = new QHBoxLayout;
     row->addWidget(m_link);
     row->addStretch();
+    row->addWidget(m_otherButton);
+    row->addSpacing(ButtonSpacing);
     row->addWidget(m_button);
     column->addLayout(row);
     column->addStretch();
-    QWidget::setTabOrder(m_button, m_link);
+    QWidget::setTabOrder(m_button, m_otherButton);
+    QWidget::setTabOrder(m_otherButton, m_link);
     // Copies: the call may remove this card, or show another hint on it.
     connect(m_link, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onLink)(); });
     connect(m_button, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onButton)(); });
+    connect(m_otherButton, &QAbstractButton::clicked, this, [this] { std::function(m_hint.onOtherButton)(); });
 }
 
 void HintCard::setHint(const Hint& hint)
@@ -84,7 +91,12 @@ void HintCard::setHint(const Hint& hint)
     m_aside->setVisible(!hint.aside.isEmpty());
     m_link->setText(hint.link);
     m_link->setVisible(!hint.link.isEmpty());
-    setAccessibleName(QStringList{hint.title, hint.lines.join(u' '), hint.aside}.join(". "_L1));
+    m_button->setText(hint.button.isEmpty() ? tr("Got It") : hint.button);
+    m_otherButton->setText(hint.otherButton);
+    m_otherButton->setVisible(!hint.otherButton.isEmpty());
+    const QString name = QStringList{hint.title, hint.lines.join(u' '), hint.aside}.join(". "_L1);
+    if (name != accessibleName()) // each change is announced
+        setAccessibleName(name);
     updateGeometry();
 }
 
@@ -98,10 +110,13 @@ void HintCard::paintEvent(QPaintEvent*)
     // In a window of its own, which draws the background.
     if (parentWidget()->isWindow())
         return;
+    // A question waits for its answer, and is warm.
+    const bool isQuestion = !m_hint.otherButton.isEmpty();
     QPainter painter(this);
-    painter.fillRect(rect(), ground());
+    painter.fillRect(rect(), isQuestion ? colorFromHexRGB(u"FDF6E3"_s) : ground());
     const double line = 1 / devicePixelRatioF();
-    painter.fillRect(QRectF(0, height() - line, width(), line), colorFromHexRGB(u"B9C4CF"_s));
+    painter.fillRect(QRectF(0, height() - line, width(), line),
+                     colorFromHexRGB(isQuestion ? u"D9C99A"_s : u"B9C4CF"_s));
 }
 
 } // namespace skin

@@ -14,19 +14,22 @@ namespace skin {
 class LinkButton;
 class QuillonButtonCell;
 
-/// A hint shown once to a new user.
+/// A hint to a new user, or a question.
 struct Hint
 {
     QString title;
     QStringList lines;
     QString aside;                ///< in a quieter colour, before the link
     QString link;                 ///< null: none
-    std::function<void()> onLink; ///< either call may remove the hint
+    std::function<void()> onLink; ///< each call may remove the hint
+    QString button;               ///< null: "Got It"
     std::function<void()> onButton;
+    QString otherButton; ///< null: none
+    std::function<void()> onOtherButton;
 };
 
-/// A hint on a quiet background of its own, with a button that dismisses it. Assistive technology reads it out when it
-/// is shown. Never takes the focus by itself.
+/// A hint on a quiet background of its own, with a button that dismisses it, or with the two answers to a question.
+/// Assistive technology reads it out when it is shown. Never takes the focus by itself.
 class HintCard final : public QWidget
 {
     Q_OBJECT
@@ -50,6 +53,7 @@ private:
     QLabel* m_text;
     QLabel* m_aside;
     LinkButton* m_link;
+    QuillonButtonCell* m_otherButton;
     QuillonButtonCell* m_button;
 };
 

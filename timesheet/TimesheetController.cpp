@@ -514,6 +514,11 @@ void TimesheetController::setHint(const std::optional<skin::Hint>& hint)
     m_window->setHint(hint);
 }
 
+void TimesheetController::setQuestion(const std::optional<skin::Hint>& question)
+{
+    m_window->setQuestion(question);
+}
+
 void TimesheetController::setLoggedOut(bool loggedOut)
 {
     if (std::exchange(m_loggedOut, loggedOut) == loggedOut)

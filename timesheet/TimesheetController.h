@@ -105,6 +105,8 @@ public:
 
     /// Shows the message below the toolbar; empty: removes it.
     void setHint(const std::optional<skin::Hint>& hint);
+    /// Likewise a question, until it is answered. Changing its texts leaves the focus where it is.
+    void setQuestion(const std::optional<skin::Hint>& question);
     /// Nobody is signed in: an empty day says so, and links to the preferences.
     void setLoggedOut(bool loggedOut);
     void setOffline(bool offline);

@@ -256,22 +256,27 @@ void TimesheetWindow::setEmptyDayNote(const QString& text)
     emptyDayNote->setVisible(!text.isEmpty());
 }
 
-void TimesheetWindow::setHint(const std::optional<skin::Hint>& hint)
+void TimesheetWindow::setCard(skin::HintCard*& card, const std::optional<skin::Hint>& hint)
 {
-    if (hint && !m_hintCard) {
-        m_hintCard = named(new skin::HintCard(&contentView()), u"hintCard"_s);
-        m_hintCard->stackUnder(dailyTimesheetView);
+    if (hint && !card) {
+        const bool isQuestion = &card == &m_questionCard;
+        card = named(new skin::HintCard(&contentView()), isQuestion ? u"questionCard"_s : u"hintCard"_s);
+        card->stackUnder(dailyTimesheetView);
         QSizePolicy byWidth(QSizePolicy::Preferred, QSizePolicy::Fixed);
         byWidth.setHeightForWidth(true);
-        m_hintCard->setSizePolicy(byWidth);
-        m_rows->insertWidget(1, m_hintCard);
-        QWidget::setTabOrder(newTimerButton, m_hintCard);
+        card->setSizePolicy(byWidth);
+        const bool isSecond = !isQuestion && m_questionCard;
+        m_rows->insertWidget(isSecond ? 2 : 1, card);
+        setTabOrder(isSecond ? static_cast<QWidget*>(m_questionCard) : newTimerButton, card);
     }
-    if (!m_hintCard)
+    if (!card)
         return;
+    const bool isLeft = !hint && card->isAncestorOf(focusWidget());
     if (hint)
-        m_hintCard->setHint(*hint);
-    m_hintCard->setVisible(hint.has_value());
+        card->setHint(*hint);
+    card->setVisible(hint.has_value());
+    if (isLeft)
+        focusContent();
 }
 
 void TimesheetWindow::setStartNewTimerTitle(const QString& title)

@@ -66,8 +66,9 @@ public:
     void centreDate(bool withButton);
     /// A null string: no note.
     void setEmptyDayNote(const QString& text);
-    /// Below the toolbar; empty: none.
-    void setHint(const std::optional<skin::Hint>& hint);
+    /// Below the toolbar; empty: none. A question stands above a hint.
+    void setHint(const std::optional<skin::Hint>& hint) { setCard(m_hintCard, hint); }
+    void setQuestion(const std::optional<skin::Hint>& question) { setCard(m_questionCard, question); }
     void setStartNewTimerTitle(const QString& title);
     /// Right-aligned, as wide as its text.
     void placeTotal();
@@ -87,9 +88,12 @@ private:
     bool handKeyToList(QKeyEvent& event);
     void layOut();
     void addKeys();
+    void setCard(skin::HintCard*& card, const std::optional<skin::Hint>& hint);
 
     QVBoxLayout* m_rows;
-    skin::HintCard* m_hintCard = nullptr; ///< made on first use
+    // Made on first use.
+    skin::HintCard* m_hintCard = nullptr;
+    skin::HintCard* m_questionCard = nullptr;
 };
 
 } // namespace timesheet

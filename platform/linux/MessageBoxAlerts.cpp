@@ -126,6 +126,7 @@ void MessageBoxAlerts::dismiss(AlertId id)
         found->box->disconnect(this);
         found->box->hide();
     }
+    found->done = {};
     end(*found, Dismissed);
 }
 

@@ -2,15 +2,23 @@
 #include "AppRun.h"
 
 #include "support/TestMain.h"
+#include "timesheet/RLListView.h"
+#include "timesheet/TimesheetWindow.h"
+
+#include <QAbstractButton>
+#include <QLabel>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using platform::AlertPresenter;
 using platform::TimeSource;
 using support::Reply;
 
 namespace {
 
 constexpr auto Step = std::chrono::milliseconds(15s);
+
+const QString NoAlert = u"none"_s;
 
 /// How long a person must be away to be measured as so many minutes: the fast seconds are 7 % long.
 TimeSource::Duration measured(int minutes)
@@ -61,13 +69,31 @@ public:
     {
         QCoreApplication::processEvents();
         const auto open = test.alerts.open();
-        return open ? (QStringList{open->title} + open->buttons).join(u'|') : u"none"_s;
+        return open ? (QStringList{open->title} + open->buttons).join(u'|') : NoAlert;
     }
     bool press(int button)
     {
         const bool pressed = test.alerts.press(button);
         settle();
         return pressed;
+    }
+    /// Likewise the question that stands in the timesheet.
+    QString question()
+    {
+        if (const QWidget* card = questionCard())
+            return QStringList{card->findChild<QLabel*>(u"hintTitle"_s)->text(), questionButton(0)->text(),
+                               questionButton(1)->text()}
+                .join(u'|');
+        return NoAlert;
+    }
+    QAbstractButton* questionButton(int button) const
+    {
+        return questionCard()->findChild<QAbstractButton*>(button ? u"hintOtherButton"_s : u"hintButton"_s);
+    }
+    QWidget* questionCard() const
+    {
+        auto* card = menulet->timesheetController()->window().findChild<QWidget*>(u"questionCard"_s);
+        return card && card->isVisible() ? card : nullptr;
     }
     /// The person comes back and answers.
     bool answer(int button)
@@ -131,8 +157,6 @@ public:
         return total;
     }
 };
-
-const QString NoAlert = u"none"_s;
 
 QString asksAbout(const QString& time, const QString& removed)
 {
@@ -252,15 +276,67 @@ private slots:
     void closesWhenThereIsNothingToAsk()
     {
         QFETCH(std::function<void(IdleRun&)>, happens);
+        for (const bool isPutAway : {false, true}) {
+            IdleRun run;
+            run.leaveWithATimer();
+            QVERIFY(run.menulet->runningTimerWhenIdleStarted());
+            if (isPutAway)
+                run.press(AlertPresenter::Dismissed);
+            happens(run);
+            run.away(30s + Step); // a refresh, and the look after it
+            QCOMPARE(run.alert(), NoAlert);
+            QCOMPARE(run.question(), NoAlert);
+            QCOMPARE(run.corrections(), QStringList());
+            QVERIFY(!run.menulet->displayingIdleAlert());
+            QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        }
+    }
+
+    // The desktop that shows the question lets the person put it away.
+    void standsInTheTimesheetWhenPutAway()
+    {
         IdleRun run;
         run.leaveWithATimer();
-        QVERIFY(run.menulet->runningTimerWhenIdleStarted());
-        happens(run);
-        run.away(30s + Step); // a refresh, and the look after it
-        QCOMPARE(run.alert(), NoAlert);
-        QCOMPARE(run.corrections(), QStringList());
-        QVERIFY(!run.menulet->displayingIdleAlert());
+        QVERIFY(run.press(AlertPresenter::Dismissed));
+        QCOMPARE(run.question(), asksAboutMinutes(10));
+        QVERIFY(run.menulet->displayingIdleAlert());
+        // It grows with the absence, and leaves the keyboard on what the person has turned to.
+        run.questionButton(1)->setFocus();
+        run.away(measured(8));
+        QCOMPARE(run.question(), asksAboutMinutes(18));
+        QVERIFY(run.questionButton(1)->hasFocus());
+        QCOMPARE(run.questionCard()->accessibleName().section(u'.', 0, 0),
+                 u"You've been idle for 18 minutes with a timer running"_s);
+        run.work(2min);
+        QCOMPARE(run.question(), asksAboutMinutes(18));
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+
+        QTest::keyClick(run.questionButton(1), Qt::Key_Space);
+        run.settle();
+        QCOMPARE(run.corrections(), QStringList{u"0.06 stopped Tue, 15 Jan 2013 09:11:00 +0000"_s});
+        QCOMPARE(run.question(), NoAlert);
+        QVERIFY(!run.menulet->displayingIdleAlert());
+        QVERIFY(run.menulet->timesheetController()->dayEntriesListView().hasFocus());
+    }
+
+    void isAskedAnewAfterItWasPutAway()
+    {
+        IdleRun run;
+        run.leaveWithATimer();
+        QVERIFY(run.press(AlertPresenter::Dismissed));
+        run.test.idle.touch();
+        run.questionButton(0)->click();
+        QCOMPARE(run.question(), NoAlert);
+        run.away(measured(10) + Step);
+        QCOMPARE(run.alert(), asksAboutMinutes(10));
+        QCOMPARE(run.question(), NoAlert);
+        QCOMPARE(run.corrections(), QStringList());
+
+        // Pressed to see what it is about.
+        run.menulet->timesheetController()->window().hide();
+        QVERIFY(run.press(AlertPresenter::Opened));
+        QVERIFY(run.menulet->timesheetController()->window().isVisible());
+        QCOMPARE(run.question(), asksAboutMinutes(10));
     }
 
     // Who lets the question lie and works on may send the machine to sleep for a moment.

@@ -126,16 +126,13 @@ private slots:
         for (const QString& title : {u"One"_s, u"Two"_s, u"Three"_s})
             ids.push_back(m_alerts->show({title, {}, {u"OK"_s}}, note(title)));
         m_alerts->dismiss(ids[1]);
-        QCOMPARE(m_said, QStringList{u"Two -1"_s});
         QCOMPARE(openBox()->text(), u"One"_s);
         m_alerts->dismiss(ids[0]);
-        QCOMPARE(m_said.last(), u"One -1"_s);
         QVERIFY(openBox() && openBox()->text() == u"Three"_s);
         m_alerts->dismiss(ids[0]);
         openBox()->close();
-        QCOMPARE(m_said.last(), u"Three 0"_s);
         m_alerts->dismiss(ids[2]);
-        QCOMPARE(m_said.size(), 3);
+        QCOMPARE(m_said, QStringList{u"Three 0"_s});
     }
 
     void unaskedOnesAreNotAnsweredByMistake_data()
@@ -184,7 +181,7 @@ private slots:
         openBox()->close();
         QTRY_VERIFY(openBox() && openBox()->text() == Idle.title);
         openBox()->close();
-        QCOMPARE(m_said, QStringList({u"question -1"_s, u"failure 0"_s, u"question 2"_s}));
+        QCOMPARE(m_said, QStringList({u"failure 0"_s, u"question 2"_s}));
     }
 
     void manyUnaskedOnesStayOnTheScreen()

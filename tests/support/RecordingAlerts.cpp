@@ -26,17 +26,14 @@ void RecordingAlerts::update(platform::AlertId id, const platform::Alert& alert)
 
 void RecordingAlerts::dismiss(platform::AlertId id)
 {
-    if (isOpen() && m_queue.front().id == id) {
-        answered(Dismissed);
-        return;
-    }
     const auto found = std::find_if(m_queue.begin(), m_queue.end(), [id](const Waiting& w) { return w.id == id; });
     if (found == m_queue.end())
         return;
-    const auto done = std::move(found->done);
-    m_queue.erase(found);
-    if (done)
-        done(Dismissed);
+    found->done = {};
+    if (isOpen() && found == m_queue.begin())
+        answered(Dismissed);
+    else
+        m_queue.erase(found);
 }
 
 bool RecordingAlerts::press(int button)

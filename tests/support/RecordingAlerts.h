@@ -16,7 +16,7 @@ public:
     void update(platform::AlertId id, const platform::Alert& alert) override;
     void dismiss(platform::AlertId id) override;
 
-    /// Presses a button of the alert that is open. False when none is.
+    /// Presses a button of the alert that is open, or treats it as `Dismissed` or `Opened` say. False when none is.
     bool press(int button);
     bool isOpen() const { return !m_queue.empty() && m_open; }
     /// What the alert that is open says by now.

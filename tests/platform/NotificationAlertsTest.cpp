@@ -1,0 +1,329 @@
+#include "platform/linux/NotificationAlerts.h"
+#include "support/ManualTimeSource.h"
+#include "support/TestMain.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QMessageBox>
+#include <QPushButton>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString Service = u"org.freedesktop.Notifications"_s;
+const QString Path = u"/org/freedesktop/Notifications"_s;
+
+QMessageBox* openBox()
+{
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (auto* box = qobject_cast<QMessageBox*>(window); box && box->isVisible())
+            return box;
+    }
+    return nullptr;
+}
+
+platform::Alert question(int minutes = 10)
+{
+    return {.title = u"Idle for %1 minutes"_s.arg(minutes),
+            .text = u"Stop <it> & go?"_s,
+            .buttons = {u"Continue"_s, u"Remove %1"_s.arg(minutes)},
+            .escapeButton = 0,
+            .unasked = true};
+}
+
+} // namespace
+
+/// A desktop's notifications, on a connection of their own.
+class Notifications final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    explicit Notifications(const QStringList& capabilities = {u"body"_s, u"actions"_s}) : m_capabilities(capabilities)
+    {
+        m_bus.registerObject(Path, this, QDBusConnection::ExportAllSlots);
+        m_bus.registerService(Service);
+    }
+    ~Notifications() override { QDBusConnection::disconnectFromBus(u"notifications"_s); }
+
+    void emitSignal(const QString& name, const QVariantList& arguments)
+    {
+        auto message = QDBusMessage::createSignal(Path, Service, name);
+        message.setArguments(arguments);
+        m_bus.send(message);
+    }
+    void press(const QString& action)
+    {
+        emitSignal(u"ActionInvoked"_s, {shown, action});
+        closed(shown, 2);
+    }
+    void closed(uint number, uint reason)
+    {
+        if (shown == number)
+            shown = 0;
+        emitSignal(u"NotificationClosed"_s, {number, reason});
+    }
+
+    uint shown = 0;   ///< the number of the notification on the screen; 0: none
+    QStringList said; ///< the titles as they were sent
+    QStringList texts;
+    QStringList actions;
+    QVariantMap hints;
+    int expires = -1;
+    QString icon;
+    bool fails = false;
+
+public slots:
+    QStringList GetCapabilities() { return m_capabilities; }
+    uint Notify(const QString& /*application*/, uint replaced, const QString& iconName, const QString& title,
+                const QString& body, const QStringList& offered, const QVariantMap& given, int timeout,
+                const QDBusMessage& call)
+    {
+        if (fails) {
+            call.setDelayedReply(true);
+            m_bus.send(call.createErrorReply(u"com.example.No"_s, u"no"_s));
+            return 0;
+        }
+        // Another program's comes in between.
+        shown = replaced ? replaced : (m_count += 2);
+        said << title;
+        texts << body;
+        actions = offered;
+        hints = given;
+        expires = timeout;
+        icon = iconName;
+        return shown;
+    }
+    void CloseNotification(uint number) { closed(number, 3); }
+
+private:
+    QDBusConnection m_bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"notifications"_s);
+    QStringList m_capabilities;
+    uint m_count = 40;
+};
+
+class NotificationAlertsTest final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_said.clear();
+        m_desktop.emplace();
+        m_alerts.emplace(m_time);
+    }
+    void cleanup()
+    {
+        m_alerts.reset();
+        m_desktop.reset();
+    }
+
+    void asksWithTheButtonsAsActions()
+    {
+        ask();
+        QCOMPARE(m_desktop->said, QStringList{u"Idle for 10 minutes"_s});
+        QCOMPARE(m_desktop->texts, QStringList{u"Stop &lt;it&gt; &amp; go?"_s});
+        QCOMPARE(m_desktop->actions,
+                 QStringList({u"default"_s, u"Open Quillon"_s, u"0"_s, u"Continue"_s, u"1"_s, u"Remove 10"_s}));
+        QCOMPARE(m_desktop->expires, 0);
+        QCOMPARE(m_desktop->icon, u"com.wrenfold.quillon"_s);
+        QCOMPARE(m_desktop->hints, QVariantMap({{u"urgency"_s, QVariant::fromValue<uchar>(2)},
+                                                {u"suppress-sound"_s, true},
+                                                {u"desktop-entry"_s, u"com.wrenfold.quillon"_s}}));
+        QVERIFY(!openBox());
+    }
+
+    void answers_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<int>("answer");
+        QTest::newRow("first button") << u"0"_s << 0;
+        QTest::newRow("second button") << u"1"_s << 1;
+        QTest::newRow("the notification itself") << u"default"_s << platform::AlertPresenter::Opened;
+        QTest::newRow("put away") << QString() << platform::AlertPresenter::Dismissed;
+        QTest::newRow("never offered") << u"7"_s << platform::AlertPresenter::Dismissed;
+    }
+    void answers()
+    {
+        QFETCH(QString, action);
+        QFETCH(int, answer);
+        const auto id = ask();
+        // Of other programs.
+        m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown + 1, u"1"_s});
+        m_desktop->closed(m_desktop->shown + 1, 2);
+        if (action.isEmpty())
+            m_desktop->closed(m_desktop->shown, 2);
+        else
+            m_desktop->press(action);
+        QTRY_COMPARE(m_said, QList{answer});
+        m_alerts->update(id, question(12));
+        m_time.advance(2min);
+        settle();
+        QCOMPARE(m_desktop->said.size(), 1);
+        QCOMPARE(m_said.size(), 1);
+    }
+
+    void aPressBringsItsToken()
+    {
+        ask();
+        m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown + 1, u"other"_s});
+        m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown, u"token"_s});
+        m_desktop->press(u"default"_s);
+        QTRY_COMPARE(m_said.size(), 1);
+        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), QByteArray("token"));
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+    }
+
+    void changesOnceAMinute()
+    {
+        const auto id = ask();
+        const uint number = m_desktop->shown;
+        m_alerts->update(id, question(11));
+        m_time.advance(59s);
+        m_alerts->update(id, question(12));
+        settle();
+        QCOMPARE(m_desktop->said.size(), 1);
+        m_time.advance(1s);
+        QTRY_COMPARE(m_desktop->said.size(), 2);
+        QCOMPARE(m_desktop->said.last(), u"Idle for 12 minutes"_s);
+        QCOMPARE(m_desktop->actions.last(), u"Remove 12"_s);
+        QCOMPARE(m_desktop->shown, number);
+
+        m_time.advance(10min);
+        m_alerts->update(id, question(12));
+        settle();
+        QCOMPARE(m_desktop->said.size(), 2);
+        m_alerts->update(id, question(22));
+        QTRY_COMPARE(m_desktop->said.last(), u"Idle for 22 minutes"_s);
+        m_desktop->press(u"1"_s);
+        QTRY_COMPARE(m_said, QList{1});
+    }
+
+    void goesWhenWithdrawn()
+    {
+        const auto id = ask();
+        m_alerts->dismiss(id);
+        QTRY_COMPARE(m_desktop->shown, 0U);
+        settle();
+        QCOMPARE(m_said, QList<int>());
+
+        // Before the desktop has said its number.
+        m_alerts->dismiss(m_alerts->show(question(), note()));
+        settle();
+        QCOMPARE(m_desktop->shown, 0U);
+        QCOMPARE(m_said, QList<int>());
+
+        ask();
+        m_alerts.reset();
+        QTRY_COMPARE(m_desktop->shown, 0U);
+        QCOMPARE(m_said, QList<int>());
+    }
+
+    // One that was put away just as its text changed comes up once more, and goes.
+    void isPutAwayWhileItChanges()
+    {
+        const auto id = ask();
+        m_time.advance(2min);
+        const uint number = m_desktop->shown;
+        m_alerts->update(id, question(12));
+        m_desktop->closed(number, 2);
+        QTRY_COMPARE(m_desktop->said.size(), 2);
+        QTRY_COMPARE(m_desktop->shown, 0U);
+        QCOMPARE(m_said, QList{platform::AlertPresenter::Dismissed});
+    }
+
+    void boxesWhereThereAreNone_data()
+    {
+        QTest::addColumn<bool>("isThere");
+        QTest::addColumn<bool>("fails");
+        QTest::newRow("no actions") << true << false;
+        QTest::newRow("refused") << true << true;
+        QTest::newRow("nobody there") << false << false;
+    }
+    void boxesWhereThereAreNone()
+    {
+        QFETCH(bool, isThere);
+        QFETCH(bool, fails);
+        m_desktop.reset();
+        if (isThere)
+            m_desktop.emplace(fails ? QStringList{u"actions"_s} : QStringList{u"body"_s}).fails = fails;
+        const auto id = m_alerts->show(question(), note());
+        QTRY_VERIFY(openBox());
+        m_alerts->update(id, question(12));
+        QCOMPARE(openBox()->text(), u"Idle for 12 minutes"_s);
+        openBox()->buttons().last()->click();
+        QTRY_COMPARE(m_said, QList{1});
+
+        const auto withdrawn = m_alerts->show(question(), note());
+        QTRY_VERIFY(openBox());
+        m_alerts->dismiss(withdrawn);
+        QVERIFY(!openBox());
+        QCOMPARE(m_said.size(), 1);
+    }
+
+    // What shows notifications ends: nobody has put the question away.
+    void asksAgainWhenTheNotificationsAreBack()
+    {
+        ask();
+        for (const bool restarts : {true, false}) {
+            m_desktop.reset();
+            if (!restarts)
+                break;
+            m_desktop.emplace();
+            QTRY_COMPARE(m_desktop->said, QStringList{u"Idle for 10 minutes"_s});
+            QVERIFY(!openBox());
+        }
+        QTRY_VERIFY(openBox());
+        m_desktop.emplace();
+        settle();
+        QCOMPARE(m_desktop->said, QStringList());
+        openBox()->buttons().first()->click();
+        QTRY_COMPARE(m_said, QList{0});
+    }
+
+    void whatWasAskedForIsABox()
+    {
+        const auto id = m_alerts->show({u"Failed"_s, u"No."_s, {u"OK"_s}}, note());
+        QVERIFY(openBox());
+        m_alerts->update(id, {u"Failed again"_s, u"No."_s, {u"OK"_s}});
+        QCOMPARE(openBox()->text(), u"Failed again"_s);
+        ask();
+        m_alerts->dismiss(id);
+        QVERIFY(!openBox());
+        QVERIFY(m_desktop->shown);
+    }
+
+private:
+    platform::AlertId ask()
+    {
+        const auto id = m_alerts->show(question(), note());
+        [this] { QTRY_VERIFY(m_desktop->shown); }();
+        settle();
+        return id;
+    }
+    /// Until everything that is under way on the bus has arrived.
+    void settle()
+    {
+        for (int i = 0; i < 3; ++i) {
+            QDBusConnection::sessionBus().interface()->isServiceRegistered(Service);
+            QCoreApplication::processEvents();
+        }
+    }
+    std::function<void(int)> note()
+    {
+        return [this](int button) { m_said << button; };
+    }
+
+    support::ManualTimeSource m_time;
+    std::optional<Notifications> m_desktop;
+    std::optional<platform::NotificationAlerts> m_alerts;
+    QList<int> m_said;
+};
+
+QUILLON_OFFSCREEN_TEST_MAIN(NotificationAlertsTest)
+#include "NotificationAlertsTest.moc"
