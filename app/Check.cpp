@@ -146,6 +146,12 @@ Finding store()
     return well(Store, u"%1, %2 KB"_s.arg(name).arg((file.size() + 1023) / 1024));
 }
 
+Finding statusItem(const QString& where)
+{
+    const QString drawback = environment().statusItem().place().drawback;
+    return drawback.isEmpty() ? well(StatusItem, where) : amiss(StatusItem, u"%1. %2"_s.arg(where, drawback));
+}
+
 Finding service(bool loggedOut)
 {
     auto& preferences = settings::QuillonPreferences::sharedPreferences();
@@ -288,7 +294,7 @@ void registerFindings()
 
 Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& storeFailure)
 {
-    Findings findings{well(StatusItem, environment().statusItem().describe()), hotKeys(), service(loggedOut)};
+    Findings findings{statusItem(environment().statusItem().describe()), hotKeys(), service(loggedOut)};
     if (storeFailure)
         findings << amiss(Store,
                           tr("is in memory for this run: %1. Fix that and restart Quillon").arg(storeFailure->text));
@@ -322,7 +328,7 @@ void check(int argc, char** argv, platform::InfoDictionary info)
         platform::StatusItem& item = environment().statusItem();
         item.setFloating(
             settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonFloatingStatusItemKey));
-        page.add(hasDisplay() ? well(StatusItem, tr("Quillon is not running; it would be %1").arg(item.describe()))
+        page.add(hasDisplay() ? statusItem(tr("Quillon is not running; it would be %1").arg(item.describe()))
                               : amiss(StatusItem, tr("there is no display: start Quillon in a desktop session")));
         // On X11 this grabs the keys for a moment, the only way to find out whether they are free. A portal would need
         // the event loop, which does not run here.

@@ -79,27 +79,30 @@ void FirstSteps::place()
         if (!shownBeside) {
             if (timesheet)
                 timesheet->setHint(std::nullopt);
-            m_callout->setHint(hint(place.showsView, true));
+            m_callout->setHint(hint(place));
         }
         m_callout->pointAt(*place.onScreen);
     } else if (timesheet && (shownBeside || !m_inTimesheet)) {
         m_callout->hide();
-        timesheet->setHint(hint(place.showsView, false));
+        timesheet->setHint(hint(place));
     }
     m_inTimesheet = !place.onScreen && timesheet;
 }
 
-skin::Hint FirstSteps::hint(bool showsView, bool isBeside)
+skin::Hint FirstSteps::hint(const platform::StatusItem::Place& place)
 {
     skin::Hint hint;
-    if (isBeside)
+    if (place.onScreen)
         hint.title = tr("Your hours are here");
     else
-        hint.title = showsView ? tr("Your hours are in the small window") : tr("Your hours are in the desktop's bar");
-    if (showsView)
+        hint.title =
+            place.showsView ? tr("Your hours are in the small window") : tr("Your hours are in the desktop's bar");
+    if (place.showsView)
         hint.lines << tr("The button starts and stops the timer.") << tr("A click beside it opens the menu.");
     else
         hint.lines << tr("A click opens the menu.") << tr("A middle click starts and stops the timer.");
+    if (!place.drawback.isEmpty())
+        hint.lines << place.drawback;
     if (const QString keys = newTimerKeys(); !keys.isEmpty())
         hint.lines << tr("%1 starts a new timer from anywhere.").arg(keys);
     if (settings::QuillonPreferences::sharedPreferences().timeIsKeptHere()) {

@@ -33,7 +33,7 @@ public:
 
 private:
     void place();
-    skin::Hint hint(bool showsView, bool isBeside);
+    skin::Hint hint(const platform::StatusItem::Place& place);
     void finish();
 
     WrenfoldMenulet& m_menulet;

@@ -51,8 +51,8 @@ public:
         QMenu* menu = nullptr;          ///< offered to desktops that draw menus themselves. Flat. Not owned
         std::function<void()> openMenu; ///< the item is pressed; what there is to open instead is the program's choice
         std::function<void()> toggleTimer;
-        /// A square picture, with its side in device pixels.
-        std::function<QImage(const Description&, int side)> tile;
+        /// A square picture, with its side in device pixels. `withHours` unless the desktop shows them beside it.
+        std::function<QImage(const Description&, int side, bool withHours)> tile;
     };
     /// An empty one takes it back: before the menu goes.
     virtual void setStandIn(StandIn standIn) = 0;
@@ -65,6 +65,7 @@ public:
     {
         bool showsView = true;         ///< else a tile, drawn by the desktop
         std::optional<QRect> onScreen; ///< of the view, in points. Empty: not to be known
+        QString drawback; ///< for people: a sentence on why to find it another place, and how. As a rule empty
         bool operator==(const Place&) const = default;
     };
     /// One round trip or two where the item is docked: panels do not report when they move it.

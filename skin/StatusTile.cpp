@@ -37,9 +37,9 @@ void drawSymbol(QPainter& painter, std::string_view name, int side)
     pill.draw(painter, {side / 2.0 - middle * scale, 0, pill.size().width() * scale, static_cast<double>(side)});
 }
 
-void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight)
+/// In the middle of a button of that height; `length` is that of the square.
+void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight, int length)
 {
-    const int length = part(side, 5);
     const QPoint corner((side - length) / 2, (buttonHeight - length + 1) / 2);
     const QRectF box(corner, QSizeF(length, length));
     painter.setBrush(Qt::white);
@@ -48,7 +48,7 @@ void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight)
         return;
     }
     QPainterPath triangle;
-    const double tall = part(side, 6);
+    const double tall = length * 1.2;
     const double top = box.center().y() - tall / 2;
     triangle.moveTo(box.left() + length * 0.1, top);
     triangle.lineTo(box.right() + length * 0.1, box.center().y());
@@ -78,7 +78,7 @@ void drawHours(QPainter& painter, const QString& hours, const QRectF& field)
 
 } // namespace
 
-QImage statusTile(const platform::StatusItem::Description& description, int side)
+QImage statusTile(const platform::StatusItem::Description& description, int side, bool withHours)
 {
     QImage tile(side, side, QImage::Format_ARGB32_Premultiplied);
     tile.fill(Qt::transparent);
@@ -97,19 +97,26 @@ QImage statusTile(const platform::StatusItem::Description& description, int side
 
     const bool running = description.running;
     const int line = part(side, 1);
-    const int button = part(side, 10);
+    const int button = withHours ? part(side, 10) : side;
     painter.fillRect(0, 0, side, button,
                      running ? gradient(0, side, u"14562c"_s, u"23794a"_s)
                              : gradient(0, side, u"1d1f22"_s, u"4b4f54"_s));
-    painter.fillRect(0, button, side, side - button, gradient(0, side, u"121212"_s, u"5c5c5c"_s));
+    if (withHours)
+        painter.fillRect(0, button, side, side - button, gradient(0, side, u"121212"_s, u"5c5c5c"_s));
     QPainterPath inner;
     inner.addRoundedRect(line, line, side - 2 * line, side - 2 * line, radius - line, radius - line);
     painter.setClipPath(inner);
     painter.fillRect(0, 0, side, button,
                      running ? gradient(line, button, u"45b970"_s, u"218348"_s)
                              : gradient(line, button, u"7b8188"_s, u"53575d"_s));
+    if (!withHours) {
+        // As even as the side, so that its edges fall between pixels.
+        const int length = part(side, 10);
+        drawGlyph(painter, running, side, button, length + (side - length) % 2);
+        return tile;
+    }
     painter.fillRect(0, button, side, side - button, colorFromHexRGB(u"2F2F2F"_s));
-    drawGlyph(painter, running, side, button);
+    drawGlyph(painter, running, side, button, part(side, 5));
     drawHours(painter, description.hours, QRectF(line, button, side - 2 * line, side - button - line));
     return tile;
 }

@@ -71,7 +71,7 @@ std::unique_ptr<Carrier> CarrierSwitch::make(Kind kind)
             decideSoon();
         });
     case Kind::Notifier:
-        return std::make_unique<NotifierItem>(m_content, [this] {
+        return std::make_unique<NotifierItem>(m_content, m_host.showsLabel(), [this] {
             m_hostRefused = true;
             decideSoon();
         });
@@ -135,7 +135,13 @@ void CarrierSwitch::setFloating(bool floating)
 
 StatusItem::Place CarrierSwitch::place() const
 {
-    return m_carrier ? m_carrier->place() : Place{};
+    Place place = m_carrier ? m_carrier->place() : Place{};
+    if (!m_carrier && !m_content.view && foretell() == Kind::Strip)
+        place.drawback = FloatingStrip::drawback();
+    // Whoever wants it there knows.
+    if (m_floating)
+        place.drawback.clear();
+    return place;
 }
 
 void CarrierSwitch::popUpMenu(QMenu& menu)
@@ -154,16 +160,25 @@ QString CarrierSwitch::describe() const
 {
     if (m_carrier)
         return m_carrier->describe();
-    return m_content.view ? QStringLiteral("between two places, for a moment") : foretell();
+    if (m_content.view)
+        return QStringLiteral("between two places, for a moment");
+    switch (foretell()) {
+    case Kind::Dock:
+        return QStringLiteral("docked in the panel, if that grants it the room");
+    case Kind::Notifier:
+        return QStringLiteral("a status notifier item, drawn by the desktop");
+    default:
+        return QStringLiteral("a floating strip");
+    }
 }
 
-QString CarrierSwitch::foretell() const
+CarrierSwitch::Kind CarrierSwitch::foretell() const
 {
     if (!m_floating && m_tray.owner())
-        return QStringLiteral("docked in the panel, if that grants it the room");
+        return Kind::Dock;
     if (!m_floating && NotifierHost::isThereNow())
-        return QStringLiteral("a status notifier item, drawn by the desktop");
-    return QStringLiteral("a floating strip");
+        return Kind::Notifier;
+    return Kind::Strip;
 }
 
 } // namespace platform

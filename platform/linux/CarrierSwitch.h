@@ -45,7 +45,7 @@ private:
     };
 
     Kind wanted() const;
-    QString foretell() const;
+    Kind foretell() const;
     void decide();
     void decideSoon();
     void decideSettled();

@@ -2,6 +2,7 @@
 
 #include "../Compositing.h"
 #include "../Paths.h"
+#include "DesktopName.h"
 #include "PopUp.h"
 #include "X11.h"
 
@@ -170,9 +171,23 @@ void FloatingStrip::setVisible(bool visible)
 StatusItem::Place FloatingStrip::place() const
 {
     if (!isPlacedByUs() || !isVisible() || !m_view)
-        return {true, std::nullopt};
-    return {true, QRect(QPoint(m_view->mapToGlobal(QPoint(0, 0)).x(), frameGeometry().top()),
-                        QSize(m_view->width(), height()))};
+        return {true, std::nullopt, drawback()};
+    return {
+        true,
+        QRect(QPoint(m_view->mapToGlobal(QPoint(0, 0)).x(), frameGeometry().top()), QSize(m_view->width(), height())),
+        {}};
+}
+
+QString FloatingStrip::drawback()
+{
+    if (isPlacedByUs())
+        return {};
+    return isDesktop("GNOME"_L1)
+               ? QCoreApplication::translate("FloatingStrip", "Other windows can cover it. The GNOME extension "
+                                                              "AppIndicator shows your hours in the top bar.")
+               : QCoreApplication::translate("FloatingStrip",
+                                             "Other windows can cover it. A bar with a tray shows your "
+                                             "hours at all times.");
 }
 
 void FloatingStrip::popUpMenu(QMenu& menu)
@@ -180,6 +195,9 @@ void FloatingStrip::popUpMenu(QMenu& menu)
     QRect item = frameGeometry();
     if (m_view)
         item.setLeft(m_view->mapToGlobal(QPoint(0, 0)).x());
+    // Wayland opens a menu without a parent at whichever window had the last input.
+    menu.winId();
+    menu.windowHandle()->setTransientParent(windowHandle());
     popUpBeside(menu, item);
 }
 

@@ -12,16 +12,20 @@ class QScreen;
 
 namespace platform {
 
-/// The status item as a small window that floats above all others, for desktops whose bar takes no views.
+/// The status item as a small window, for desktops whose bar has no place for it.
 ///
-/// It is dragged by its grip and stays where it was put, also in later runs (`Strip/geometry` in `Quillon/State.conf`
-/// in the person's configuration folder). On Wayland the compositor places it, and it is an ordinary window.
+/// On X11 it floats above all other windows. It is dragged by its grip and stays where it was put, also in later runs
+/// (`Strip/geometry` in `Quillon/State.conf` in the person's configuration folder). On Wayland the compositor places
+/// it, and it is an ordinary window, which others cover.
 class FloatingStrip final : public ViewCarrier
 {
 public:
     /// `content` has a view.
     explicit FloatingStrip(const ItemContent& content);
     ~FloatingStrip() override;
+
+    /// As in StatusItem::Place, for a strip on this desktop.
+    static QString drawback();
 
     StatusItem::Place place() const override;
     void popUpMenu(QMenu& menu) override;

@@ -23,6 +23,14 @@ QDBusMessage questionForHost()
     return call;
 }
 
+QDBusMessage questionForOwner(const QString& name)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                                       u"org.freedesktop.DBus"_s, u"GetNameOwner"_s);
+    call << name;
+    return call;
+}
+
 bool tellsOfHost(const QDBusReply<QDBusVariant>& reply)
 {
     // A watcher that does not know the property still shows items.
@@ -56,10 +64,18 @@ void NotifierHost::begin()
 
 void NotifierHost::ask()
 {
+    const int question = ++m_question;
     whenAnswered(QDBusConnection::sessionBus().asyncCall(questionForHost()), this,
-                 [this, question = ++m_question](const QDBusPendingCall& call) {
-                     if (question == m_question)
-                         setThere(tellsOfHost(call.reply()));
+                 [this, question](const QDBusPendingCall& host) {
+                     if (question != m_question)
+                         return;
+                     const auto shell = QDBusConnection::sessionBus().asyncCall(questionForOwner(u"org.gnome.Shell"_s));
+                     whenAnswered(shell, this, [this, question, host = host.reply()](const QDBusPendingCall& shell) {
+                         if (question != m_question)
+                             return;
+                         m_showsLabel = QDBusReply<QString>(shell.reply()).value() == host.service();
+                         setThere(tellsOfHost(host));
+                     });
                  });
 }
 

@@ -24,6 +24,8 @@ public:
 
     void begin();
     bool isThere() const { return m_isThere; }
+    /// Whether it draws the label beside the tile, as GNOME's extension does. Hosts do not say so themselves.
+    bool showsLabel() const { return m_showsLabel; }
     /// Waits for the answer, half a second at most.
     static bool isThereNow();
 
@@ -37,6 +39,7 @@ private:
     std::optional<QDBusServiceWatcher> m_service;
     int m_question = 0; ///< only the answer to the last one counts
     bool m_isThere = false;
+    bool m_showsLabel = false;
 };
 
 } // namespace platform

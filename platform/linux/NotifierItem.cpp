@@ -1,6 +1,7 @@
 #include "NotifierItem.h"
 
 #include "DBus.h"
+#include "DesktopName.h"
 #include "MenuExport.h"
 #include "NotifierHost.h"
 
@@ -23,8 +24,8 @@ namespace {
 const auto ItemPath = u"/StatusNotifierItem"_s;
 const auto MenuPath = u"/MenuBar"_s;
 
-/// Sides of the tile in device pixels, for all panels and scales in use.
-constexpr std::array TileSides{22, 24, 32, 44, 48};
+/// Sides of the tile in device pixels, for all panels and scales in use. GNOME's are 16 points.
+constexpr std::array TileSides{16, 20, 22, 24, 32, 44, 48};
 
 /// Each item has its own bus name: releasing it is how a desktop learns that the item is gone.
 QString newItemName()
@@ -36,11 +37,6 @@ QString newItemName()
 QDBusConnection bus()
 {
     return QDBusConnection::sessionBus();
-}
-
-bool isPlasma()
-{
-    return qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':').contains("KDE"_L1);
 }
 
 QString labelOf(const StatusItem::Description& description)
@@ -62,9 +58,10 @@ bool showsRunning(const StatusItem::Description& description)
 
 } // namespace
 
-NotifierItem::NotifierItem(const ItemContent& content, std::function<void()> refused)
-    : m_name(newItemName()), m_refused(std::move(refused)), m_standIn(content.standIn), m_toolTipTitle(content.toolTip),
-      m_description(content.description), m_menu(std::make_unique<MenuExport>(*m_standIn.menu)),
+NotifierItem::NotifierItem(const ItemContent& content, bool showsLabel, std::function<void()> refused)
+    : m_name(newItemName()), m_showsLabel(showsLabel), m_refused(std::move(refused)), m_standIn(content.standIn),
+      m_toolTipTitle(content.toolTip), m_description(content.description),
+      m_menu(std::make_unique<MenuExport>(*m_standIn.menu)),
       m_watcher(StatusNotifierWatcher, bus(), QDBusServiceWatcher::WatchForOwnerChange)
 {
     qDBusRegisterMetaType<NotifierPixmap>();
@@ -145,7 +142,7 @@ QList<NotifierPixmap> NotifierItem::iconPixmap() const
     if (!m_tiles.isEmpty() || !m_standIn.tile)
         return m_tiles;
     for (const int side : TileSides) {
-        const QImage tile = m_standIn.tile(m_description, side).convertToFormat(QImage::Format_ARGB32);
+        const QImage tile = m_standIn.tile(m_description, side, !m_showsLabel).convertToFormat(QImage::Format_ARGB32);
         QByteArray pixels(tile.sizeInBytes(), Qt::Uninitialized);
         qToBigEndian<quint32>(tile.constBits(), tile.sizeInBytes() / 4, pixels.data());
         m_tiles << NotifierPixmap{tile.width(), tile.height(), pixels};
@@ -157,7 +154,7 @@ void NotifierItem::Activate(int x, int y)
 {
     // Plasma calls this although the item is a menu. Only after an error does it show the menu, at the panel: on
     // Wayland ours would open as a window somewhere.
-    if (itemIsMenu() && calledFromDBus() && isPlasma())
+    if (itemIsMenu() && calledFromDBus() && isDesktop("KDE"_L1))
         sendErrorReply(QDBusError::UnknownMethod, u"this item has a menu only"_s);
     else
         ContextMenu(x, y);

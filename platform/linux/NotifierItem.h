@@ -70,12 +70,13 @@ class NotifierItem final : public QObject, public QDBusContext, public Carrier
     Q_PROPERTY(QString XAyatanaLabelGuide READ labelGuide)
 
 public:
-    /// `refused` is called when the watcher does not take it. `content` has a stand-in with a menu.
-    NotifierItem(const ItemContent& content, std::function<void()> refused);
+    /// `refused` is called when the watcher does not take it. `content` has a stand-in with a menu. Where the host
+    /// `showsLabel`, the tile leaves the hours to it.
+    NotifierItem(const ItemContent& content, bool showsLabel, std::function<void()> refused);
     ~NotifierItem() override;
 
     void setContent(const ItemContent& content) override;
-    StatusItem::Place place() const override { return {false, std::nullopt}; }
+    StatusItem::Place place() const override { return {false, std::nullopt, {}}; }
     void popUpMenu(QMenu& menu) override;
     QString describe() const override;
 
@@ -110,6 +111,7 @@ private:
     void enroll();
 
     const QString m_name;
+    const bool m_showsLabel;
     const std::function<void()> m_refused;
     const StatusItem::StandIn m_standIn;
     QString m_toolTipTitle;

@@ -1,6 +1,12 @@
 #include "AppRun.h"
 
+#include "app/Check.h"
+
 #include "support/TestMain.h"
+#include "timesheet/TimesheetController.h"
+#include "timesheet/TimesheetWindow.h"
+
+#include <QLabel>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -56,6 +62,22 @@ private slots:
         QVERIFY(!run.view().clicked());
         run.menulet->toggleStatusItemMenu();
         QVERIFY(run.menu().isVisible());
+    }
+
+    void aPlaceWithADrawback()
+    {
+        StartedRun run(u"Design"_s);
+        QVERIFY(app::findingsOfThisRun(false, {}).first().ok);
+        run.test.statusItem.whereabouts.drawback = u"Others cover it."_s;
+        const app::Finding finding = app::findingsOfThisRun(false, {}).first();
+        QVERIFY(!finding.ok);
+        QCOMPARE(finding.text, u"in memory. Others cover it."_s);
+        run.menulet->showTimesheetWindow(nullptr);
+        run.menulet->showFirstSteps(nullptr);
+        run.test.time.advance(2s);
+        const auto* hint = run.menulet->timesheetController()->window().findChild<QLabel*>(u"hintText"_s);
+        QVERIFY(hint && hint->isVisible());
+        QVERIFY2(hint->text().contains("Others cover it."_L1), qPrintable(hint->text()));
     }
 
     void signedOut()

@@ -134,9 +134,9 @@ public:
     {
         item.setView(&view);
         item.setStandIn({&menu, [this] { chosen << u"open menu"_s; }, [this] { chosen << u"toggle"_s; },
-                         [](const platform::StatusItem::Description&, int side) {
+                         [](const platform::StatusItem::Description&, int side, bool withHours) {
                              QImage tile(side, side, QImage::Format_ARGB32);
-                             tile.fill(QColor(0x11, 0x22, 0x33, 0x44));
+                             tile.fill(QColor(0x11, 0x22, 0x33, withHours ? 0x44 : 0x55));
                              return tile;
                          }});
     }
@@ -340,8 +340,9 @@ private slots:
         QCOMPARE(propertyOf(name, u"ToolTip"_s), u"(<('', @a(iiay) [], 'Wrenfold', 'Website')>,)"_s);
         QCOMPARE(propertyOf(name, u"ItemIsMenu"_s), u"(<true>,)"_s);
         const QString tiles = propertyOf(name, u"IconPixmap"_s);
-        QVERIFY2(tiles.startsWith("(<[(22, 22, [byte 0x44, 0x11, 0x22, 0x33, 0x44, "_L1), qPrintable(tiles.left(80)));
-        QVERIFY(tiles.contains("(48, 48, "_L1));
+        QVERIFY2(tiles.startsWith("(<[(16, 16, [byte 0x44, 0x11, 0x22, 0x33, 0x44, "_L1), qPrintable(tiles.left(80)));
+        for (const int side : {20, 22, 48})
+            QVERIFY(tiles.contains(u"(%1, %1, "_s.arg(side)));
 
         const auto call = [&](const QString& method) {
             ask(name, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem."_s + method, {u"3"_s, u"26"_s});
@@ -390,6 +391,19 @@ private slots:
         QVERIFY(
             ask(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.NameHasOwner"_s, {name})
                 .contains("false"_L1));
+    }
+
+    void hoursStandOnceInGnome()
+    {
+        Watcher watcher;
+        QVERIFY(watcher.bus.registerService(u"org.gnome.Shell"_s));
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        const QString tiles = propertyOf(watcher.items.first(), u"IconPixmap"_s);
+        QVERIFY2(tiles.startsWith("(<[(16, 16, [byte 0x55, "_L1), qPrintable(tiles.left(80)));
+        QCOMPARE(propertyOf(watcher.items.first(), u"XAyatanaLabel"_s), u"(<'1:05'>,)"_s);
+        watcher.bus.unregisterService(u"org.gnome.Shell"_s);
     }
 
     void shellStartsAnew()

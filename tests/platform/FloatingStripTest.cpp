@@ -151,6 +151,7 @@ private slots:
         const auto open = [&] {
             strip.popUpMenu(menu);
             QCOMPARE(menu.x(), view.mapToGlobal(QPoint(0, 0)).x());
+            QCOMPARE(menu.windowHandle()->transientParent(), strip.windowHandle());
             menu.close();
         };
         open();

@@ -243,6 +243,19 @@ private slots:
             QCOMPARE(qAlpha(faces.at(i).pixel(side / 2, side - 1)), 255);
         }
         QCOMPARE(tile(u"1:05"_s, true, true, true), faces.at(3));
+        // Beside a label: one white square in the middle, whatever the hours.
+        for (const int small : {16, 20}) {
+            const QImage button = skin::statusTile({u"1:05"_s, {}, true}, small, false);
+            QCOMPARE(button, skin::statusTile({u"2:30"_s, {}, true}, small, false));
+            QVERIFY(button != skin::statusTile({u"1:05"_s, {}, false}, small, false));
+            QRect white;
+            for (int y = 0; y < small; ++y) {
+                for (int x = 0; x < small; ++x)
+                    white |= button.pixel(x, y) == 0xffffffff ? QRect(x, y, 1, 1) : QRect();
+            }
+            QCOMPARE(white.topLeft() + white.bottomRight(), QPoint(small - 1, small - 1));
+            QVERIFY(white.width() == white.height() && white.width() >= small * 7 / 16);
+        }
     }
 };
 
