@@ -36,6 +36,9 @@ public:
     /// An address that opens `page`, one of the service's, in a browser that is then signed in. It works once, within a
     /// minute, for the user who runs this program: open it at once and do not store it. After `start`, any thread.
     virtual QUrl signedInLink(const QUrl& page) = 0;
+
+    /// The daily copies of its data, for people: see `preferences::TimeHereOwner`. After `start`, any thread.
+    virtual QString copiesInWords() const = 0;
 };
 
 } // namespace app

@@ -2,10 +2,14 @@
 
 #include "app/WrenfoldMenulet.h"
 
+#include "app/Complaint.h"
 #include "platform/Paths.h"
 
 #include <localservice/Database.h>
 
+#include <QDateTime>
+#include <QFileInfo>
+#include <QLocale>
 #include <QSettings>
 
 using namespace Qt::StringLiterals;
@@ -45,6 +49,10 @@ tl::expected<app::BuiltInService::Account, QString> LoopbackService::start(const
     options.tellTrouble = [trouble = std::move(trouble), file = options.dataFile](const std::string& sentence) {
         trouble(QString::fromStdString(sentence.empty() ? sentence : sentence + " The file is " + file + "."));
     };
+    options.tellBackupTrouble = [](const std::string& sentence) {
+        if (!sentence.empty())
+            app::complain(QString::fromStdString(sentence));
+    };
     if (lastPort >= LowestFreePort && lastPort <= std::numeric_limits<quint16>::max())
         options.port = static_cast<quint16>(lastPort);
     m_service.emplace(options);
@@ -77,4 +85,18 @@ QUrl LoopbackService::signedInLink(const QUrl& page)
                                 : tl::unexpected(database.error());
     const std::string email = owner ? owner->email : m_email;
     return QUrl(QString::fromStdString(m_service->signInLink(::Account, email, target.toStdString())));
+}
+
+QString LoopbackService::copiesInWords() const
+{
+    const auto state = m_service->backups();
+    if (state.problem)
+        return QString::fromStdString(*state.problem);
+    if (!state.latest)
+        return QObject::tr("A copy is made every day.");
+    const QLocale locale;
+    return QObject::tr("Copied daily to %1. Last copy: %2, %3")
+        .arg(QFileInfo(QString::fromStdString(state.folder)).fileName(),
+             locale.toString(QDateTime::fromSecsSinceEpoch(state.latest->made), QLocale::ShortFormat),
+             locale.formattedDataSize(static_cast<qint64>(state.latest->size), 1, QLocale::DataSizeSIFormat));
 }

@@ -14,6 +14,7 @@ class LoopbackService final : public app::BuiltInService
 public:
     tl::expected<Account, QString> start(const QString& password, FileTrouble trouble) override;
     QUrl signedInLink(const QUrl& page) override;
+    QString copiesInWords() const override;
 
 private:
     std::optional<localservice::Service> m_service;

@@ -89,6 +89,12 @@ void TimeHere::keepTimeElsewhere()
     remember(false);
 }
 
+QString TimeHere::copiesInWords() const
+{
+    // While it starts it is used by another thread.
+    return m_service && !m_starting.joinable() ? m_service->copiesInWords() : QString();
+}
+
 void TimeHere::start(std::function<void(const QString&)> done)
 {
     if (m_starting.joinable())

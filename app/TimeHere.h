@@ -29,6 +29,7 @@ public:
     void startUp(std::function<void(const QString& failure)> done);
     void keepTimeHere(std::function<void(bool kept)> done) override;
     void keepTimeElsewhere() override;
+    QString copiesInWords() const override;
     /// Ends the service, if it runs.
     void end();
 

@@ -1,6 +1,7 @@
 #include "Catalog.h"
 
 #include "NameText.h"
+#include "Removals.h"
 #include "Sql.h"
 
 namespace localservice {
@@ -111,24 +112,34 @@ Catalog::Done Catalog::setActive(Kind kind, Id id, bool active)
     return {};
 }
 
-Catalog::Done Catalog::remove(Kind kind, Id id)
+Catalog::Added Catalog::remove(Kind kind, Id id, Seconds now)
 {
     const auto table = tableOf(kind);
     if (auto found = find(table, id); !found)
-        return found;
+        return tl::unexpected(found.error());
     const auto what = wordFor(table);
-    if (kind == Kind::Client) {
-        if (number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", id) > 0)
-            return refused("Booked", "This client has projects. Archive it instead, or delete its projects first.");
-    } else {
-        if (number(m_database, "SELECT COUNT(*) FROM entries WHERE " + what + "_id = ?", id) > 0)
-            return refused("Booked", "This " + what + " has hours, so it cannot be deleted. Archive it instead.");
-        execute(m_database, "DELETE FROM task_assignments WHERE " + what + "_id = ?", id);
-    }
+    if (kind == Kind::Client && number(m_database, "SELECT COUNT(*) FROM projects WHERE client_id = ?", id) > 0)
+        return refused("Booked", "This client has projects. Archive it instead, or delete its projects first.");
+    if (kind != Kind::Client && number(m_database, "SELECT COUNT(*) FROM entries WHERE " + what + "_id = ?", id) > 0)
+        return refused("Booked", "This " + what + " has hours, so it cannot be deleted. Archive it instead.");
+
+    SQLite::Statement name(m_database, kind == Kind::Project ? "SELECT code, name FROM projects WHERE id = ?"
+                                                             : "SELECT '', name FROM " + table + " WHERE id = ?");
+    name.bind(1, id);
+    name.executeStep();
+    Removals removals(m_database, m_account);
+    const Id removal =
+        removals.begin({.table = table,
+                        .record = id,
+                        .name = projectText(name.getColumn(0).getString(), name.getColumn(1).getString()),
+                        .removed = now});
+    name.reset();
+    if (kind != Kind::Client)
+        removals.take(removal, "task_assignments", what + "_id = ?", id);
     if (kind == Kind::Project)
-        execute(m_database, "DELETE FROM user_assignments WHERE project_id = ?", id);
-    execute(m_database, "DELETE FROM " + table + " WHERE id = ?", id);
-    return {};
+        removals.take(removal, "user_assignments", "project_id = ?", id);
+    removals.take(removal, table, "id = ?", id);
+    return removal;
 }
 
 Catalog::Done Catalog::checkProject(const NewProject& project, Id itself)

@@ -66,8 +66,9 @@ public:
     /// An archived client's projects are archived with it; a restored one's stay archived. Restoring a project restores
     /// its client.
     Done setActive(Kind kind, Id id, bool active);
-    /// Only a client without projects, and other records without hours.
-    Done remove(Kind kind, Id id);
+    /// Only a client without projects, and other records without hours. Returns the number of the removal, by which
+    /// `Removals` brings it back.
+    Added remove(Kind kind, Id id, Seconds now);
 
     /// Tasks already offered become billable or not as given.
     Done offerTask(Id project, Id task, bool billable);

@@ -33,6 +33,7 @@ public:
     explicit State(Options options)
         : m_options(std::move(options)),
           m_clock(m_options.clock ? m_options.clock : [] { return std::chrono::system_clock::now(); }),
+          m_backups(m_options.dataFile, m_clock, m_options.tellBackupTrouble),
           m_server([this](const Request& request) { return answer(request); })
     {
     }
@@ -53,7 +54,8 @@ public:
             m_site =
                 std::make_unique<Site>(m_database->storage(), m_clock, *m_signIn,
                                        Site::Options{.withinProgram = !m_options.ownerPassword.empty(),
-                                                     .signInLinks = !m_options.tls && isLoopback(m_options.address)});
+                                                     .signInLinks = !m_options.tls && isLoopback(m_options.address),
+                                                     .backups = &m_backups});
         }
         return m_database.get();
     }
@@ -66,6 +68,8 @@ public:
         if (const auto opened = database(); !opened)
             return tl::unexpected(opened.error());
         auto port = m_server.start(addressesFor(m_options.address), m_options.port, m_options.tls);
+        if (port)
+            m_backups.look();
         const std::lock_guard lock(m_mutex);
         m_port = port.value_or(0);
         return port;
@@ -73,7 +77,21 @@ public:
 
     std::string scheme() const { return m_options.tls ? "https" : "http"; }
 
-    void stop() { m_server.stop(); }
+    void stop()
+    {
+        m_server.stop();
+        m_backups.finish();
+    }
+
+    BackupState backups()
+    {
+        BackupState state{m_backups.copies().folder(), {}, m_backups.problem()};
+        for (const auto& copy : m_backups.copies().all()) {
+            if (!copy.replaced && !state.latest)
+                state.latest = copy;
+        }
+        return state;
+    }
 
     std::uint16_t port() const
     {
@@ -89,6 +107,7 @@ public:
 private:
     Reply answer(const Request& request)
     {
+        m_backups.look();
         return Site::isAskedBy(request) ? m_site->answer(request) : m_api->answer(request);
     }
 
@@ -100,6 +119,7 @@ private:
     std::unique_ptr<Api> m_api;
     std::unique_ptr<Site> m_site;
     std::uint16_t m_port = 0;
+    DailyBackups m_backups;
     // Last, so that its threads have ended before what they use is destroyed.
     HttpServer m_server;
 };
@@ -130,6 +150,11 @@ void Service::stop()
 Result<Database*> Service::database()
 {
     return m_state->database();
+}
+
+Service::BackupState Service::backups() const
+{
+    return m_state->backups();
 }
 
 std::string Service::signInLink(const std::string& subdomain, const std::string& email, const std::string& target) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Backups.h"
 #include "Database.h"
 #include "Http.h"
 #include "Tls.h"
@@ -33,6 +34,16 @@ public:
         std::string ownerPassword = {};
         /// Called when the data file is lost while in use; see FileTrouble.
         std::function<void(const std::string& sentence)> tellTrouble = {};
+        /// Called when the daily copy of the data cannot be made, and with an empty sentence when it can again.
+        std::function<void(const std::string& sentence)> tellBackupTrouble = {};
+    };
+
+    /// How the daily copies of the data are.
+    struct BackupState
+    {
+        std::string folder;
+        std::optional<Backup> latest = {};
+        std::optional<std::string> problem = {}; ///< why the copy of today could not be made
     };
 
     /// Whether `address` is numeric and reaches this machine only. Without TLS the service listens on no others.
@@ -49,6 +60,9 @@ public:
 
     /// Only opens the data file, to fill it before the first request. It stays open until the service is destroyed.
     Result<Database*> database();
+
+    /// Any thread. Reads the folder of the copies.
+    BackupState backups() const;
 
     /// The base URL of an account while the service runs: "http://acme.localhost:40123".
     std::string url(const std::string& subdomain) const;

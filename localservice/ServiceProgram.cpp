@@ -32,13 +32,17 @@ A timesheet service with its own data file, for one computer or a small team.
   --account NAME          the account to create on first use (default local);
                           people reach it at NAME.your.domain
   --first-email ADDRESS   the email address of its owner on first use
+  --restore [COPY]        put a copy of the data in their place, and exit: one of
+                          the daily copies by its name, or any file. What it
+                          replaces is kept as a copy. Without COPY: list them
   --reset-password        set a new password for the owner, print it, and go on
   --help                  show this and exit
   --version               show the version and exit
 
 On first use the account is created with a few sample projects, and its owner's email address and password are
 printed once. When the service is ready, it prints its address on a line of its own. SIGINT and SIGTERM stop it; with
-TLS, SIGHUP reloads the certificate and the key.
+TLS, SIGHUP reloads the certificate and the key. Each day the data are copied to the folder beside them whose name ends
+in "-backups"; the last 14 copies are kept.
 )";
 
 constexpr std::uint16_t DefaultPort = 8787;
@@ -121,6 +125,11 @@ Result<void> ServiceProgram::readOptions()
         }
         if (name == "--reset-password" && !value) {
             m_resetPassword = true;
+            continue;
+        }
+        if (name == "--restore") {
+            const bool isNext = !value && i + 1 < m_arguments.size() && !m_arguments[i + 1].starts_with("--");
+            m_restore = isNext ? m_arguments[++i] : value.value_or("");
             continue;
         }
         const auto option = values.find(name);
@@ -228,6 +237,31 @@ void ServiceProgram::reloadCertificate() const
     warnOfExposedKey(m_tls.key);
 }
 
+int ServiceProgram::restore() const
+{
+    Backups backups(m_options.dataFile);
+    if (m_restore->empty()) {
+        const auto copies = backups.all();
+        if (copies.empty())
+            std::cout << "There are no copies in " << backups.folder() << std::endl;
+        for (const auto& copy : copies)
+            std::cout << copy.name << "  " << sizeText(copy.size) << "  " << dayInWords(localDay(copy.made)) << ", "
+                      << clockText(localMinutes(copy.made)) << (copy.replaced ? ", replaced by an older one" : "")
+                      << std::endl;
+        return 0;
+    }
+    const Seconds now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    const auto kept = backups.restore(*m_restore, now);
+    if (!kept) {
+        complain(kept.error());
+        return 1;
+    }
+    std::cout << "Restored " << *m_restore << "." << std::endl;
+    if (!kept->empty())
+        std::cout << "What was there before is " << *kept << "." << std::endl;
+    return 0;
+}
+
 int ServiceProgram::run()
 {
     for (const auto& argument : m_arguments) {
@@ -245,6 +279,9 @@ int ServiceProgram::run()
         return 2;
     }
 
+    if (m_restore)
+        return restore();
+
     // Blocked before the first thread is started, so that all inherit it and only sigwait sees the signals.
     sigset_t signals;
     sigemptyset(&signals);
@@ -261,6 +298,9 @@ int ServiceProgram::run()
     }
     m_options.tellTrouble = [file = m_options.dataFile](const std::string& sentence) {
         complain(file + ": " + (sentence.empty() ? "changes are saved again" : sentence));
+    };
+    m_options.tellBackupTrouble = [](const std::string& sentence) {
+        complain(sentence.empty() ? "copies of the data are made again" : sentence);
     };
     // A folder named on the command line is the person's own; this one is ours, and may already exist.
     if (m_options.dataFile == defaultDataFile())

@@ -25,6 +25,8 @@ private:
     Result<bool> prepareAccount(Service& service);
     void tellAddress(std::uint16_t port, bool passwordShown) const;
     void reloadCertificate() const;
+    /// Lists the copies of the data, or puts one in the data's place. Returns the exit status.
+    int restore() const;
 
     std::vector<std::string> m_arguments;
     Service::Options m_options;
@@ -32,6 +34,7 @@ private:
     std::string m_account = "local";
     std::string m_firstEmail;
     bool m_resetPassword = false;
+    std::optional<std::string> m_restore; ///< the copy to restore; empty: only list them
 };
 
 } // namespace localservice

@@ -12,7 +12,7 @@ namespace localservice {
 
 namespace {
 
-constexpr int SchemaVersion = 2;
+constexpr int SchemaVersion = 3;
 
 // Ids are never reused, so a late request for a deleted entry cannot hit another one. Two rules are in the schema,
 // where no code path can forget them: one running timer per person, and a new cache version whenever anything that
@@ -110,6 +110,35 @@ CREATE INDEX IF NOT EXISTS entries_by_work
     ON entries (project_id, task_id, person_id, spent_at, seconds, timer_started);
 )sql";
 
+// What was removed is kept for a while, outside the tables that everything else reads: it cannot appear anywhere by
+// mistake. The ids of what an import made are consecutive, so their ends are enough to undo it.
+constexpr const char* ThirdSchema = R"sql(
+CREATE TABLE removals (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    account_id INTEGER NOT NULL REFERENCES accounts(id),
+    person_id INTEGER,
+    kind TEXT NOT NULL,
+    record_id INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    removed_at INTEGER NOT NULL);
+CREATE TABLE removed_rows (
+    removal_id INTEGER NOT NULL REFERENCES removals(id) ON DELETE CASCADE,
+    table_name TEXT NOT NULL,
+    row TEXT NOT NULL);
+CREATE INDEX rows_of_removal ON removed_rows (removal_id, table_name);
+CREATE TABLE imports (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    account_id INTEGER NOT NULL REFERENCES accounts(id),
+    name TEXT NOT NULL,
+    entries INTEGER NOT NULL,
+    made_at INTEGER NOT NULL);
+CREATE TABLE imported_rows (
+    import_id INTEGER NOT NULL REFERENCES imports(id) ON DELETE CASCADE,
+    table_name TEXT NOT NULL,
+    first_id INTEGER NOT NULL,
+    last_id INTEGER NOT NULL);
+)sql";
+
 std::string cacheVersionTriggers()
 {
     std::string sql;
@@ -135,6 +164,8 @@ void migrate(SQLite::Database& database)
         database.exec(FirstSchema + cacheVersionTriggers());
     if (version < 2)
         database.exec(SecondSchema);
+    if (version < 3)
+        database.exec(ThirdSchema);
     database.exec(Indices);
     database.exec("PRAGMA user_version = " + std::to_string(SchemaVersion));
     transaction.commit();

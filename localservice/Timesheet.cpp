@@ -1,5 +1,7 @@
 #include "Timesheet.h"
 
+#include "NameText.h"
+#include "Removals.h"
 #include "Storage.h"
 
 #include <algorithm>
@@ -205,11 +207,24 @@ public:
         return query.executeStep() ? std::optional(entryOf(query)) : std::nullopt;
     }
 
-    void erase(Id id)
+    /// Returns the number of the removal.
+    Id erase(Entry& entry)
     {
-        SQLite::Statement statement(m_database, "DELETE FROM entries WHERE id = ?");
-        statement.bind(1, id);
-        statement.exec();
+        // Its time ends now, even if it is brought back later.
+        if (entry.timerStarted) {
+            stopTimer(entry);
+            entry = save(entry);
+        }
+        Removals removals(m_database, m_person.account);
+        const Id removal =
+            removals.begin({.table = "entries",
+                            .record = entry.id,
+                            .name = projectText(entry.projectCode, entry.projectName) + ", " + entry.taskName + ", " +
+                                    hoursMinutes(entry.base) + " on " + dayInWords(entry.day),
+                            .removed = m_now,
+                            .person = m_person.id});
+        removals.take(removal, "entries", "id = ?", entry.id);
+        return removal;
     }
 
 private:
@@ -461,10 +476,8 @@ tl::expected<Entry, Refusal> Timesheet::update(Id id, const EntryFields& fields,
 
 tl::expected<Id, Refusal> Timesheet::remove(Id id, std::optional<Seconds> known)
 {
-    return changeKnown(id, known, [&](Ledger& ledger, const Entry&) -> tl::expected<Id, Problem> {
-        ledger.erase(id);
-        return id;
-    });
+    return changeKnown(id, known,
+                       [&](Ledger& ledger, Entry& entry) -> tl::expected<Id, Problem> { return ledger.erase(entry); });
 }
 
 tl::expected<Entry, Refusal> Timesheet::synchronize(Id id, const RequestBody& body)

@@ -69,6 +69,7 @@ public:
     tl::expected<Entry, Problem> setRunning(Id id, bool running);
     /// `known` is the update time that the person has seen: an entry changed since is refused (409).
     tl::expected<Entry, Refusal> update(Id id, const EntryFields& fields, std::optional<Seconds> known = {});
+    /// Returns the number of the removal, by which `Removals` brings the entry back.
     tl::expected<Id, Refusal> remove(Id id, std::optional<Seconds> known = {});
     /// Sets hours and timer state, unless the entry has changed since the update time in the request (409) or is gone
     /// (410).

@@ -260,6 +260,9 @@ void PreferenceController::showAccountPage(bool here)
     const QString folder = tr("In the folder %1").arg(platform::dataFolder());
     m_ui->hereText->setText(m_ui->hereText->fontMetrics().elidedText(folder, Qt::ElideMiddle, FolderWidth));
     m_ui->hereText->setToolTip(platform::dataFolder());
+    const QString copies = m_timeHere.copiesInWords();
+    m_ui->hereCopies->setText(copies);
+    m_ui->hereCopies->setHidden(copies.isEmpty());
     m_ui->doneButton->setFocus();
 }
 

@@ -37,6 +37,9 @@ public:
     virtual void keepTimeHere(std::function<void(bool kept)> done) = 0;
     /// Switches to the saved account. Nothing is announced yet.
     virtual void keepTimeElsewhere() = 0;
+    /// For people: where the daily copies of the time kept here are, when the latest was made, and its size; or why
+    /// there is none. Empty while the time is not kept here.
+    virtual QString copiesInWords() const = 0;
 
 protected:
     ~TimeHereOwner() = default;

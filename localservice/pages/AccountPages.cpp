@@ -155,6 +155,16 @@ void writeAccount(Html& html, const Visit& visit, const Typed* typed)
     html.leaf("button", {{"class", "main"}}, "Save Account");
 }
 
+void writeData(Html& html, const Visit& visit)
+{
+    const auto sheet = html.in("section", {{"class", "sheet"}});
+    html.leaf("h2", "Your data");
+    html.leaf("p", {{"class", "faint"}},
+              visit.person.admin ? "Bring time in, take everything along, and bring back what was deleted."
+                                 : "Take your time along, and bring back what you deleted.");
+    html.leaf("a", {{"class", "button"}, {"href", "/data"}}, "Open Your Data");
+}
+
 Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
 {
     return page(visit,
@@ -174,6 +184,7 @@ Reply accountPage(const Visit& visit, const Typed* typed = nullptr)
                     const auto pair = html.in("div", {{"class", "pair"}});
                     if (!visit.person.passwordHash.empty())
                         writeHowToSignIn(html, visit, visit.person.email);
+                    writeData(html, visit);
                     writeEverywhere(html, visit);
                 });
 }

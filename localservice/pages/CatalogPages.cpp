@@ -1,5 +1,7 @@
 #include "CatalogPages.h"
 
+#include "RemovalPages.h"
+
 #include <algorithm>
 
 namespace localservice {
@@ -189,19 +191,21 @@ void addRecordActs(Site& site, const std::string& list, const std::string& what,
             const auto path = recordPath(list, numbers[0]);
             std::string title = "Delete This " + what + "?";
             title[12] = static_cast<char>(title[12] - 'a' + 'A');
-            return questionPage(visit,
-                                {title, "This cannot be undone.", path + "/delete", "Delete", "Keep", path, section},
-                                [&](Html& html) {
-                                    const auto line = html.in("p", {{"class", "about"}});
-                                    writeName(html, name);
-                                });
+            return questionPage(
+                visit, {title, std::string(CanBeBroughtBack), path + "/delete", "Delete", "Keep", path, section},
+                [&](Html& html) {
+                    const auto line = html.in("p", {{"class", "about"}});
+                    writeName(html, name);
+                });
         },
         Site::For::Administrators);
     site.add(
         "POST", list + "/#/delete",
         [=](const Visit& visit, const Numbers& numbers) {
-            const auto done = changeCatalog(visit, [&](Catalog& catalog) { return catalog.remove(kind, numbers[0]); });
-            return done ? goTo(list == "/clients" ? "/projects" : list, "deleted") : problemPage(visit, done.error());
+            const auto removed =
+                changeCatalog(visit, [&](Catalog& catalog) { return catalog.remove(kind, numbers[0], visit.now); });
+            return removed ? goToRemoved(list == "/clients" ? "/projects" : list, *removed)
+                           : problemPage(visit, removed.error());
         },
         Site::For::Administrators);
 }

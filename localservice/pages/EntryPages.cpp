@@ -1,5 +1,6 @@
 #include "Bookings.h"
 #include "DayPages.h"
+#include "RemovalPages.h"
 
 namespace localservice {
 
@@ -157,7 +158,7 @@ Reply askToRemove(const Visit& visit, const Entry& entry)
     const Question question{
         .title = "Delete This Entry?",
         .text = "Its " + hoursMinutes(entry.total(visit.now)) + " hours will be deleted from " + dayInWords(entry.day) +
-                ". This cannot be undone.",
+                ". " + std::string(CanBeBroughtBack),
         .action = "/entries/" + std::to_string(entry.id) + "/delete",
         .back = dayPath(entry.day),
         .section = Section::Timesheet,
@@ -180,7 +181,7 @@ Reply remove(const Visit& visit, const std::vector<Id>& numbers)
         return problemPage(visit, entry.error());
     const auto removed = timesheetOf(visit).remove(numbers[0], visit.form.id("updated"));
     if (removed)
-        return goTo(dayPath(entry->day), "deleted");
+        return goToRemoved(dayPath(entry->day), *removed);
     // Asked once more: the entry is no longer what the question showed.
     return removed.error().current ? askToRemove(visit, *removed.error().current)
                                    : problemPage(visit, forBrowsers(removed.error().problem));

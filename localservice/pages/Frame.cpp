@@ -1,5 +1,6 @@
 #include "Assets.h"
 #include "Page.h"
+#include "RemovalPages.h"
 
 #include <array>
 #include <chrono>
@@ -22,6 +23,8 @@ constexpr std::array Notes{
     Note{"deleted", "Deleted."},
     Note{"archived", "Archived. Its hours are kept, and no new ones can be added."},
     Note{"restored", "Restored."},
+    Note{"back", "It is back."},
+    Note{"data-restored", "Restored. What was there before is kept as a copy."},
     Note{"person-archived", "Archived. They can no longer sign in; their hours are kept."},
 };
 
@@ -48,6 +51,18 @@ std::string nameOf(const Person& person)
 std::optional<std::string> marked(bool current)
 {
     return current ? std::optional<std::string>("page") : std::nullopt;
+}
+
+void writeNote(Html& html, const Visit& visit, std::string_view text)
+{
+    const auto removal = removalIn(visit);
+    if (!removal) {
+        html.leaf("p", {{"class", "note"}, {"role", "status"}}, text);
+        return;
+    }
+    const auto box = html.in("div", {{"class", "note with-button"}});
+    html.leaf("p", {{"role", "status"}}, text);
+    writeBringBack(html, visit, *removal, "small");
 }
 
 void writeHeading(Html& html, const Head& head)
@@ -127,7 +142,7 @@ Reply page(const Visit& visit, const Head& head, const std::function<void(Html&)
         const auto main = html.in("main", {{"id", "content"}, {"tabindex", -1}});
         for (const auto& note : Notes) {
             if (visit.query.text("note") == note.name)
-                html.leaf("p", {{"class", "note"}, {"role", "status"}}, note.text);
+                writeNote(html, visit, note.text);
         }
         writeHeading(html, head);
         content(html);

@@ -93,7 +93,7 @@ void writeUprightBar(Html& html, const std::vector<Share>& shares, Seconds whole
 /// Shown in place of records while there are none, with how to begin; no link when `path` is empty.
 void writeEmpty(Html& html, std::string_view text, std::string_view path = {}, std::string_view linkText = {});
 
-/// A page that asks before something that cannot be undone.
+/// A page that asks before something is deleted or archived.
 struct Question
 {
     std::string title;  ///< "Delete This Entry?"

@@ -4,6 +4,7 @@
 #include "Browser.h"
 #include "Credentials.h"
 #include "PasswordSignIn.h"
+#include "RemovalPages.h"
 #include "SignInPages.h"
 #include "Storage.h"
 
@@ -64,6 +65,8 @@ Site::Site(Storage& storage, Clock clock, PasswordSignIn& signIn, Options option
     addCatalogPages(*this);
     addPeoplePages(*this);
     addReportPages(*this);
+    addRemovalPages(*this);
+    addDataPages(*this);
 }
 
 bool Site::isAskedBy(const Request& request)
@@ -290,7 +293,10 @@ Reply Site::answerTo(const Visit& visit)
             continue;
         if (route.whom == For::Administrators && !visit.person.admin)
             return problemPage(visit, {403, "Forbidden", "Only an administrator of this account can do that."});
-        return route.handler(visit, *numbers);
+        auto reply = route.handler(visit, *numbers);
+        if (reply.status == 404 && method == "GET" && !numbers->empty())
+            return removedPage(visit, numbers->front()).value_or(std::move(reply));
+        return reply;
     }
     if (!isThere)
         return notFoundPage(visit);

@@ -12,6 +12,7 @@
 
 namespace localservice {
 
+class DailyBackups;
 class PasswordSignIn;
 class Storage;
 
@@ -31,8 +32,9 @@ public:
 
     struct Options
     {
-        bool withinProgram = false; ///< the desktop program's menu opens pages signed in
-        bool signInLinks = false;   ///< the service is for this machine alone
+        bool withinProgram = false;      ///< the desktop program's menu opens pages signed in
+        bool signInLinks = false;        ///< the service is for this machine alone
+        DailyBackups* backups = nullptr; ///< of the data file; none where nobody makes any
     };
 
     Site(Storage& storage, Clock clock, PasswordSignIn& signIn, Options options);
@@ -46,6 +48,8 @@ public:
     /// and within a minute: `target` itself when there are no such links here.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target);
 
+    /// For the pages about them.
+    DailyBackups* backups() const { return m_options.backups; }
     /// For pages that ask for the password again.
     PasswordSignIn& passwordSignIn() const { return m_signIn; }
 
@@ -92,5 +96,7 @@ void addDayPages(Site& site);     ///< /daily, /entries
 void addCatalogPages(Site& site); ///< /projects, /clients, /tasks
 void addPeoplePages(Site& site);  ///< /people, /account
 void addReportPages(Site& site);  ///< /reports
+void addRemovalPages(Site& site); ///< /removed
+void addDataPages(Site& site);    ///< /data
 
 } // namespace localservice

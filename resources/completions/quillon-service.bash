@@ -10,14 +10,14 @@ _quillon_service() {
   fi
   COMPREPLY=()
   case $before in
-    --data | --tls-certificate | --tls-key)
+    --data | --restore | --tls-certificate | --tls-key)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       ;;
     --bind) mapfile -t COMPREPLY < <(compgen -W '127.0.0.1 0.0.0.0' -- "$word") ;;
     --port | --account | --first-email) ;;
     *)
-      words='--port --bind --tls-certificate --tls-key --data --account --first-email --reset-password --help --version'
+      words='--port --bind --tls-certificate --tls-key --data --account --first-email --restore --reset-password --help --version'
       mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
       ;;
   esac

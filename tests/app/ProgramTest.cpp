@@ -146,6 +146,8 @@ private slots:
         const QString data = program.folder.filePath(u"Quillon/LocalService.sqlite"_s);
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(store) && QFile::exists(data), 20000);
         QCOMPARE(QFile::permissions(data) & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+        const QDir copies(program.folder.filePath(u"Quillon/LocalService-backups"_s));
+        QTRY_COMPARE(copies.entryList({u"*.sqlite"_s}).size(), 1);
         program.process.terminate();
         QVERIFY(program.process.waitForFinished());
         QCOMPARE(program.process.exitCode(), 0);

@@ -54,11 +54,11 @@ private slots:
         QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "web"}); }), u"Name"_s);
         QCOMPARE(in([&](Catalog& c) { return c.addProject({1, "website", "two"}); }), u""_s);
         QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.website, {.code = std::string(41, 'x')}); }), u"Code"_s);
-        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Client, 1); }), u"Booked"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Client, 1, 0); }), u"Booked"_s);
         s.add();
-        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.website); }), u"Booked"_s);
-        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Task, a.design); }), u"Booked"_s);
-        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.internal); }), u""_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.website, 0); }), u"Booked"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Task, a.design, 0); }), u"Booked"_s);
+        QCOMPARE(in([&](Catalog& c) { return c.remove(Kind::Project, a.internal, 0); }), u""_s);
         QCOMPARE(in([&](Catalog& c) { return c.changeProject(a.internal, {.name = "Gone"}); }), u"Missing"_s);
 
         // A client is archived with its projects, and takes no new ones until it is back.

@@ -162,6 +162,52 @@ private slots:
         QCOMPARE(HttpClient(reset.address(), reset.email(), reset.password()).get(u"/daily"_s).status, 200);
     }
 
+    void restoresACopy()
+    {
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"data.sqlite"_s);
+        const auto run = [&](const QStringList& more) {
+            QProcess process;
+            process.setProcessChannelMode(QProcess::MergedChannels);
+            process.start(QStringLiteral(SERVICE_PROGRAM), QStringList{u"--data"_s, file} + more);
+            process.waitForFinished();
+            return QString::number(process.exitCode()) + u' ' + QString::fromUtf8(process.readAll());
+        };
+        QCOMPARE(run({u"--restore"_s}), u"0 There are no copies in %1-backups\n"_s.arg(file.chopped(7)));
+        QString email;
+        QString password;
+        {
+            Program program(folder);
+            email = program.email();
+            password = program.password();
+            program.end(SIGTERM);
+        }
+        const QString name = run({u"--restore"_s}).section(u' ', 1, 1);
+        QVERIFY2(name.startsWith(u"data-20"_s), qPrintable(name));
+        const auto entries = [&](const Program& program) {
+            return HttpClient(program.address(), email, password).get(u"/daily?slim=1"_s).texts(u"notes"_s);
+        };
+        // While somebody uses the data.
+        Program program(folder);
+        HttpClient(program.address(), email, password).post(u"/daily/add"_s, hourWithNote(u"x"_s));
+        QCOMPARE(entries(program), (QStringList{u""_s, u"x"_s}));
+        const QString said = run({u"--restore="_s + name});
+        QVERIFY2(said.startsWith(u"0 Restored "_s + name), qPrintable(said));
+        QCOMPARE(entries(program), QStringList{u""_s});
+        const QString replaced = said.trimmed().section(u' ', -1).chopped(1);
+        QVERIFY(run({u"--restore"_s}).contains(replaced));
+        QCOMPARE(run({u"--restore"_s, u"no.sqlite"_s}), u"1 quillon-service: there is no copy no.sqlite\n"_s);
+        program.end(SIGTERM);
+        // Data that cannot even be opened are put aside.
+        QFile damaged(file);
+        QVERIFY(damaged.open(QFile::ReadWrite) && damaged.write(QByteArray(4096, '?')) == 4096);
+        damaged.close();
+        QVERIFY2(run({u"--restore"_s, replaced}).contains(file + u".damaged."_s), "");
+        Program again(folder);
+        QCOMPARE(entries(again), (QStringList{u""_s, u"x"_s}));
+        QCOMPARE(again.end(SIGTERM), 0);
+    }
+
     void saysThatItsFileIsGone()
     {
         QTemporaryDir folder;

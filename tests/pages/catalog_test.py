@@ -104,7 +104,7 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.heading, "Old Quay")
         self.press("Delete…")
         self.press("Delete")
-        self.assertEqual((self.path, "Quay" in self.words), ("/projects?note=deleted", False))
+        self.assertEqual((self.path, "Quay" in self.words), ("/projects?removed=1&note=deleted", False))
 
     def test_tasks(self):
         self.host.book(5400, "2024-03-04")

@@ -120,7 +120,7 @@ class Day(pages.PageTest):
         self.assertEqual(len(self.rows()), 1)
         self.press("Delete Design on [WEB] Website")
         self.press("Delete")
-        self.assertEqual(self.path, "/daily/65/2024?note=deleted")
+        self.assertEqual(self.path, "/daily/65/2024?removed=1&note=deleted")
         self.assertEqual(self.entries(), [])
 
     def test_leaves_alone_what_is_fixed(self):

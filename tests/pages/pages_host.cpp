@@ -67,6 +67,7 @@ private:
         m_service.reset();
         for (const char* suffix : {"", "-wal", "-shm"})
             std::filesystem::remove(m_file + suffix);
+        std::filesystem::remove_all(Backups(m_file).folder());
         std::filesystem::copy_file(m_original, m_file);
         m_now = Scenario::Start;
         m_service = std::make_unique<Service>(Service::Options{

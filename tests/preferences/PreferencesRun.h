@@ -41,6 +41,8 @@ struct RecordingPreferencesOwner final : preferences::PreferencesOwner, preferen
     }
     void openQuillonInBrowser(QObject*) override { asked << QStringLiteral("browser"); }
 
+    QString copiesInWords() const override { return QStringLiteral("Copied daily."); }
+
     bool isLoggedOut = false;
     QStringList asked;
     std::function<void(bool)> kept; ///< to be told whether the time is kept here

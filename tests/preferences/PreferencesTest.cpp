@@ -582,6 +582,7 @@ private slots:
         QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
         QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
         QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
+        QCOMPARE(run.part<QLabel>("hereCopies").text(), u"Copied daily."_s);
         run.click("openInBrowserButton");
         QCOMPARE(run.owner.asked, QStringList(u"browser"_s));
 
