@@ -1,9 +1,9 @@
 // quillon-bench [SECTION…]
 //
 // Measures Quillon beside the least that does the same work and prints the quotients; see docs. Sections: start,
-// memory, blink, inside (imports, stalls, timer commands), list, picker, desktops, pages; all of them without an
-// argument. Needs a desktop session with an unlocked keyring of its own (tests/support/session, tests/support/keyring),
-// and nobody else's program in it.
+// memory, blink, inside (imports, stalls, timer commands), list, picker, desktops, pages, attack; all of them without
+// an argument. Needs a desktop session with an unlocked keyring of its own (tests/support/session,
+// tests/support/keyring), and nobody else's program in it.
 #include "FaceWatch.h"
 #include "Home.h"
 #include "Process.h"
@@ -30,10 +30,11 @@ struct Programs
     explicit Programs(const path& folder)
         : quillon(folder.parent_path() / "quillon"), bare(folder / "bare"), service(folder / "bench-service"),
           inside(folder / "bench-inside"), list(folder / "bench-list"), picker(folder / "bench-picker"),
-          desktops(folder / "bench-desktops"), pages(folder / "bench-pages")
+          desktops(folder / "bench-desktops"), pages(folder / "bench-pages"), attack(folder / "bench-attack"),
+          standAlone(folder.parent_path() / "localservice" / "quillon-service")
     {
     }
-    std::string quillon, bare, service, inside, list, picker, desktops, pages;
+    std::string quillon, bare, service, inside, list, picker, desktops, pages, attack, standAlone;
 };
 
 /// A service on a data file of its own: with the large day, its last timer "running", or with "years" of time.
@@ -269,14 +270,20 @@ void measurePages(const Programs& programs)
     runInside({programs.pages, peer.port(), peer.process()});
 }
 
+void measureAttack(const Programs& programs)
+{
+    runInside({programs.attack, programs.standAlone});
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const Programs programs(std::filesystem::read_symlink("/proc/self/exe").parent_path());
     const std::vector<std::pair<std::string, std::function<void(const Programs&)>>> sections{
-        {"start", measureStart}, {"memory", measureMemory}, {"blink", measureBlink},       {"inside", measureInside},
-        {"list", measureList},   {"picker", measurePicker}, {"desktops", measureDesktops}, {"pages", measurePages}};
+        {"start", measureStart},       {"memory", measureMemory}, {"blink", measureBlink},
+        {"inside", measureInside},     {"list", measureList},     {"picker", measurePicker},
+        {"desktops", measureDesktops}, {"pages", measurePages},   {"attack", measureAttack}};
     const std::vector<std::string> wanted(argv + 1, argv + argc);
     try {
         rememberPassword();

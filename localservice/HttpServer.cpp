@@ -15,6 +15,7 @@
 #include "Protection.h"
 #include "RequestReader.h"
 #include "Tls.h"
+#include "TlsSession.h"
 
 #include <utility>
 
@@ -26,8 +27,6 @@
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
-#include <boost/asio/ssl/context.hpp>
-#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -40,7 +39,10 @@
 #include <charconv>
 #include <list>
 #include <map>
+#include <openssl/crypto.h>
 #include <optional>
+#include <span>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
@@ -54,7 +56,6 @@ namespace {
 namespace net = boost::asio;
 using boost::system::error_code;
 using Tcp = net::ip::tcp;
-using TlsStream = net::ssl::stream<Tcp::socket&>;
 using Clock = net::steady_timer::clock_type;
 template <typename T = void>
 using Task = net::awaitable<T>;
@@ -65,10 +66,10 @@ constexpr int MostTries = 50;
 // A network may take one place in so many at the cost of others.
 constexpr std::size_t FairShare = 64;
 constexpr int HandlerThreads = 4;
+constexpr int MostAtOnce = 16; // newcomers, before those who are there have their turn
 constexpr int MostWorkersForNetwork = 3;
+constexpr int MostWorkersForHandshakes = 2;
 constexpr std::size_t PieceSize = 4096;
-// TLS clients renew their keys now and then, between requests.
-constexpr int MostSilentMessages = 16;
 
 /// Completes an operation within a coroutine, with its error in `error`.
 auto into(error_code& error)
@@ -94,7 +95,7 @@ struct Everybody
     net::io_context loop{1}; // last: what it still holds belongs to clients
 };
 
-/// One connection. On the loop's thread, but for `user` while a worker has its request.
+/// One connection. On the loop's thread, but for what a worker is busy with.
 struct Client : std::enable_shared_from_this<Client>
 {
     Client(Everybody& others, const Tcp::endpoint& end);
@@ -115,8 +116,8 @@ struct Client : std::enable_shared_from_this<Client>
     const std::map<std::string, Network>::iterator network;
     const std::list<Client*>::iterator place;
     std::optional<uid_t> user; ///< of this machine, whose program is at the other end, once known
-    int silentMessages = 0;    ///< TLS handshake messages since the last data
-    bool hasTurn = false;      ///< a worker has its request, or will
+    bool isGreeting = false;   ///< in the handshake of TLS
+    bool hasTurn = false;      ///< a worker is busy for it, or will be
     bool isEnding = false;
 };
 
@@ -166,14 +167,6 @@ void Client::end()
         socket.close(ignored);
 }
 
-/// Each one costs us more than it costs the client, so a client that sends only these is cut off.
-void countMessage(int isWritten, int, int type, const void*, std::size_t, SSL*, void* client)
-{
-    auto* self = static_cast<Client*>(client);
-    if (!isWritten && type == SSL3_RT_HANDSHAKE && ++self->silentMessages > MostSilentMessages)
-        self->end();
-}
-
 /// A part of a reply whose length was not announced; the empty one ends it.
 std::string chunk(std::string_view piece)
 {
@@ -218,13 +211,93 @@ std::string textOf(const Reply& reply, const Request& request, bool isInChunks,
     return text;
 }
 
+/// The bytes of a connection as they are on the wire.
+class Plain
+{
+public:
+    explicit Plain(Tcp::socket& socket) : m_socket(socket) {}
+
+    /// How many bytes came; 0 when the client has gone or its time is over.
+    Task<std::size_t> receive(std::span<char> into)
+    {
+        error_code error;
+        co_return co_await m_socket.async_read_some(net::buffer(into.data(), into.size()), localservice::into(error));
+    }
+    /// False when the client has gone or its time is over.
+    Task<bool> send(std::string_view text)
+    {
+        error_code error;
+        co_await net::async_write(m_socket, net::buffer(text), into(error));
+        co_return !error;
+    }
+    static Task<> sayGoodbye() { co_return; }
+
+private:
+    Tcp::socket& m_socket;
+};
+
+/// The same with TLS.
+class Encrypted
+{
+public:
+    using State = TlsSession::State;
+
+    Encrypted(Tcp::socket& socket, ssl_ctx_st& settings) : m_wire(socket), m_tls(settings) {}
+
+    Task<std::size_t> receive(std::span<char> into)
+    {
+        for (;;) {
+            std::size_t size = 0;
+            const auto state = m_tls.read(into, size);
+            if (!co_await sendOutput() || state == State::Failed)
+                co_return 0;
+            if (state == State::Done)
+                co_return size;
+            if (!co_await takeInput())
+                co_return 0;
+        }
+    }
+    Task<bool> send(std::string_view text)
+    {
+        bool isThere = true;
+        for (; isThere && !text.empty(); text.remove_prefix(std::min(text.size(), TlsSession::LongestPiece)))
+            isThere = m_tls.write(text.substr(0, TlsSession::LongestPiece)) == State::Done && co_await sendOutput();
+        co_return isThere;
+    }
+    Task<> sayGoodbye()
+    {
+        m_tls.sayGoodbye();
+        co_await sendOutput();
+    }
+
+    Task<bool> takeInput()
+    {
+        std::array<char, PieceSize> piece;
+        const std::size_t size = co_await m_wire.receive(piece);
+        m_tls.take(std::span(piece).first(size));
+        co_return size > 0;
+    }
+    Task<bool> sendOutput()
+    {
+        if (m_tls.output().empty())
+            co_return true;
+        const bool isSent = co_await m_wire.send(m_tls.output());
+        m_tls.forgetOutput();
+        co_return isSent;
+    }
+    State shakeHands() { return m_tls.shakeHands(); }
+
+private:
+    Plain m_wire;
+    TlsSession m_tls;
+};
+
 /// Adds what comes next to `input`; false when the client has gone or its time is over.
 template <typename Stream>
-Task<bool> receive(Client& client, Stream& stream, std::string& input)
+Task<bool> receive(Stream& stream, std::string& input)
 {
     std::array<char, PieceSize> piece; // there are passwords in it
-    error_code error;
-    const std::size_t size = co_await stream.async_read_some(net::buffer(piece), into(error));
+    const std::size_t size = co_await stream.receive(piece);
     if (input.capacity() - input.size() < size) {
         std::string larger; // growing in place would leave the old contents in memory
         larger.reserve(2 * input.size() + size);
@@ -234,17 +307,14 @@ Task<bool> receive(Client& client, Stream& stream, std::string& input)
     }
     input.append(piece.data(), size);
     OPENSSL_cleanse(piece.data(), size);
-    client.silentMessages = 0;
-    co_return !error;
+    co_return size > 0;
 }
 
 template <typename Stream>
 Task<bool> send(Client& client, Stream& stream, std::string text)
 {
-    error_code error;
     client.allow(client.all.limits.reply);
-    co_await net::async_write(stream, net::buffer(text), into(error));
-    co_return !error;
+    co_return co_await stream.send(text);
 }
 
 /// Reads until a request is complete or refused; false when the client has gone before.
@@ -265,7 +335,7 @@ Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, Re
             client.allow(client.all.limits.body);
         }
         if (isThere)
-            isThere = co_await receive(client, stream, input);
+            isThere = co_await receive(stream, input);
     }
     co_return false;
 }
@@ -373,21 +443,24 @@ private:
         error_code error;
         while (!m_isStopping) {
             co_await acceptor.async_wait(Tcp::acceptor::wait_read, into(error));
-            if (m_isStopping)
-                co_return;
-            Tcp::endpoint end;
-            auto length = static_cast<socklen_t>(end.capacity());
-            const int socket = ::accept4(acceptor.native_handle(), end.data(), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
-            if (socket >= 0) {
+            for (int i = 0; i < MostAtOnce && !m_isStopping; ++i) {
+                Tcp::endpoint end;
+                auto length = static_cast<socklen_t>(end.capacity());
+                const int socket =
+                    ::accept4(acceptor.native_handle(), end.data(), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+                if (socket < 0) {
+                    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+                        // The client stays in the queue, and would wake us again at once.
+                        pause.expires_after(100ms);
+                        co_await pause.async_wait(into(error));
+                    }
+                    break;
+                }
                 try {
                     admit(socket, end);
                 } catch (const std::exception&) {
-                    continue; // those who come later may find memory
+                    break; // those who come later may find memory
                 }
-            } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-                // The client stays in the queue, and would wake us again at once.
-                pause.expires_after(100ms);
-                co_await pause.async_wait(into(error));
             }
         }
     }
@@ -428,20 +501,37 @@ private:
         error_code error;
         client->socket.set_option(Tcp::no_delay(true), error);
         if (!m_tls) {
-            co_await converse(*client, client->socket);
+            Plain stream(client->socket);
+            co_await converse(*client, stream);
             co_return;
         }
-        // The stream takes a reference of its own.
-        const auto settings = m_tls->context();
-        SSL_CTX_up_ref(settings.get());
-        net::ssl::context context(settings.get());
-        TlsStream stream(client->socket, context);
-        SSL_set_msg_callback(stream.native_handle(), countMessage);
-        SSL_set_msg_callback_arg(stream.native_handle(), client.get());
+        // Until the client says something, there is nothing to keep for it.
         client->allow(m_all.limits.handshake);
-        co_await stream.async_handshake(TlsStream::server, into(error));
-        if (!error)
+        co_await client->socket.async_wait(Tcp::socket::wait_read, into(error));
+        if (error)
+            co_return;
+        const auto settings = m_tls->context();
+        Encrypted stream(client->socket, *settings);
+        if (co_await shakeHands(*client, stream))
             co_await converse(*client, stream);
+    }
+
+    /// The loop moves the bytes, and workers compute: a flood of handshakes makes nobody wait who is through with his.
+    Task<bool> shakeHands(Client& client, Encrypted& stream)
+    {
+        using State = Encrypted::State;
+        client.isGreeting = true;
+        const std::function<State()> step = [&] { return stream.shakeHands(); };
+        std::optional<State> state = State::WantsInput;
+        while (state == State::WantsInput) {
+            if (!co_await stream.takeInput())
+                co_return false;
+            state = co_await work(client, step);
+            if (!co_await stream.sendOutput())
+                co_return false;
+        }
+        client.isGreeting = false;
+        co_return state == State::Done;
     }
 
     /// All requests of a connection, one after the other.
@@ -453,7 +543,7 @@ private:
         client.allow(m_all.limits.head);
         for (bool goesOn = true; goesOn;) {
             if (input.empty())
-                goesOn = co_await receive(client, stream, input);
+                goesOn = co_await receive(stream, input);
             RequestReader reader;
             if (goesOn)
                 goesOn = co_await receiveRequest(client, stream, input, reader);
@@ -505,17 +595,11 @@ private:
             isSent = isThere && co_await send(client, stream, std::move(piece));
             isMore = isMore && isSent;
         }
-        if (isSent && reader.isLast())
-            co_await sayGoodbye(client, stream);
+        if (isSent && reader.isLast()) {
+            client.allow(GoodbyeTime);
+            co_await stream.sayGoodbye();
+        }
         co_return isSent && !reader.isLast();
-    }
-
-    static Task<> sayGoodbye(Client&, Tcp::socket&) { co_return; }
-    static Task<> sayGoodbye(Client& client, TlsStream& stream)
-    {
-        error_code ignored; // the client may have gone
-        client.allow(GoodbyeTime);
-        co_await stream.async_shutdown(into(ignored));
     }
 
     /// Has a worker do the job; no result when it threw or the connection ended before.
@@ -523,7 +607,9 @@ private:
     Task<std::optional<Result>> work(Client& client, const std::function<Result()>& job)
     {
         error_code ignored; // a cancelled wait is how a client is woken up
-        client.deadline.expires_at(Clock::time_point::max());
+        // All steps of a handshake share one.
+        if (!client.isGreeting)
+            client.deadline.expires_at(Clock::time_point::max());
         client.turn.expires_at(Clock::time_point::max());
         m_waiting.push_back(&client);
         giveTurns();
@@ -543,29 +629,33 @@ private:
         } else {
             --m_busyWorkers;
             --client.network->second.workers;
+            m_busyWithHandshakes -= client.isGreeting ? 1 : 0;
             client.hasTurn = false;
             giveTurns();
         }
         co_return result;
     }
 
-    /// Workers go to the networks that have the fewest, the longest wait first. No network gets all of them, so slow
-    /// requests from one network do not make the others wait.
+    /// Workers go to the networks that have the fewest, the longest wait first. No network gets all of them, and
+    /// handshakes do not either, so slow requests from one network do not make the others wait.
     void giveTurns()
     {
-        while (m_busyWorkers < HandlerThreads && !m_waiting.empty()) {
-            const auto next =
-                std::min_element(m_waiting.begin(), m_waiting.end(), [](const auto* one, const auto* other) {
-                    return one->network->second.workers < other->network->second.workers;
-                });
-            auto& network = (*next)->network->second;
-            if (network.workers >= MostWorkersForNetwork)
+        while (m_busyWorkers < HandlerThreads) {
+            Client* next = nullptr;
+            for (Client* client : m_waiting) {
+                const bool mayBe = client->network->second.workers < MostWorkersForNetwork &&
+                                   !(client->isGreeting && m_busyWithHandshakes == MostWorkersForHandshakes);
+                if (mayBe && (!next || client->network->second.workers < next->network->second.workers))
+                    next = client;
+            }
+            if (!next)
                 return;
             ++m_busyWorkers;
-            ++network.workers;
-            (*next)->hasTurn = true;
-            (*next)->turn.cancel();
-            m_waiting.erase(next);
+            ++next->network->second.workers;
+            m_busyWithHandshakes += next->isGreeting ? 1 : 0;
+            next->hasTurn = true;
+            next->turn.cancel();
+            m_waiting.remove(next);
         }
     }
 
@@ -574,6 +664,7 @@ private:
     Everybody m_all;
     std::list<Client*> m_waiting; // for a worker
     int m_busyWorkers = 0;
+    int m_busyWithHandshakes = 0; // of them
     bool m_isStopping = false;
     net::thread_pool m_workers{HandlerThreads};
     std::vector<Tcp::acceptor> m_acceptors;
@@ -590,7 +681,8 @@ HttpServer::~HttpServer()
 tl::expected<std::uint16_t, std::string> HttpServer::start(const std::vector<std::string>& addresses,
                                                            std::uint16_t port, std::shared_ptr<Tls> tls)
 {
-    stop();
+    const std::lock_guard lock(m_mutex);
+    m_listener.reset();
     auto listener = std::make_unique<Listener>(*this, std::move(tls));
     auto bound = listener->open(addresses, port);
     if (bound)
@@ -600,6 +692,7 @@ tl::expected<std::uint16_t, std::string> HttpServer::start(const std::vector<std
 
 void HttpServer::stop()
 {
+    const std::lock_guard lock(m_mutex);
     m_listener.reset();
 }
 

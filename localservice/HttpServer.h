@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <tl/expected.hpp>
 #include <utility>
@@ -17,12 +18,15 @@ namespace localservice {
 class Tls;
 
 /// HTTP/1.1 over TCP, with or without TLS. One thread waits for all connections, so slow or idle ones cost only memory;
-/// four workers call the handler concurrently. After a rejected request (`RequestReader`) the connection ends.
+/// four workers call the handler concurrently, and compute the handshakes of TLS. After a rejected request
+/// (`RequestReader`) the connection ends.
 ///
 /// When all places are taken, the newcomer gets that of a connection that waits, for its client (idle or in the middle
 /// of something) or for a worker: the one that has waited longest, of the network that has most. A network with a 64th
-/// of all places gets another only from those that nobody has, or that are its own; and no network has all workers. So
-/// nobody's flood keeps others out, or ends what they keep open.
+/// of all places gets another only from those that nobody has, or that are its own; and no network has all workers, nor
+/// have handshakes. So nobody's flood keeps others out, ends what they keep open, or makes them wait.
+///
+/// Thread-safe.
 class HttpServer final
 {
 public:
@@ -60,6 +64,7 @@ private:
     class Listener;
     const Handler m_handler;
     const Limits m_limits;
+    std::mutex m_mutex; ///< for the listener; whoever stops holds it until the threads have ended
     std::unique_ptr<Listener> m_listener;
 };
 

@@ -77,6 +77,7 @@ tl::expected<Tls::Context, std::string> Tls::read(const TlsFiles& files)
     SSL_CTX_set_options(settings, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET | SSL_OP_IGNORE_UNEXPECTED_EOF);
     SSL_CTX_set_session_cache_mode(settings, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(settings, 0);
+    SSL_CTX_set_mode(settings, SSL_MODE_RELEASE_BUFFERS); // most connections are idle
 
     if (const File file(std::fopen(files.certificate.c_str(), "re")); !file)
         return tl::unexpected("cannot read " + files.certificate + ": " + std::strerror(errno));

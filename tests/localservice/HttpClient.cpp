@@ -101,6 +101,9 @@ Answer HttpClient::send(const QByteArray& method, const QString& target, const Q
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
     answer.status = static_cast<int>(status);
+    long connections = 0;
+    curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &connections);
+    answer.connections = static_cast<int>(connections);
     curl_slist_free_all(list);
     return answer;
 }

@@ -12,6 +12,7 @@ struct Answer
 {
     int error = 0;
     int status = 0;
+    int connections = 0; ///< made for it: 0 when one that was kept has served
     QByteArray body;
     QMap<QString, QString> headers; ///< names in lower case
 

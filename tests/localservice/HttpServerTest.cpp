@@ -4,9 +4,11 @@
 #include "localservice/HttpServer.h"
 #include "localservice/Tls.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <atomic>
 #include <condition_variable>
 #include <curl/curl.h>
 #include <future>
@@ -99,7 +101,7 @@ public:
         std::shared_ptr<localservice::Tls> tls;
         if (m_isEncrypted)
             tls = *localservice::Tls::open({certificate().file().toStdString(), certificate().key().toStdString()});
-        port = *m_server.start({"127.0.0.1"}, 0, tls);
+        port = m_server.start({"127.0.0.1"}, 0, tls).value_or(0);
     }
     void stop() { m_server.stop(); }
 
@@ -129,7 +131,7 @@ public:
         m_changed.notify_all();
     }
 
-    std::uint16_t port = 0;
+    std::atomic<std::uint16_t> port = 0;
     std::atomic<int> pieces = 0; ///< of endless replies
 
 private:
@@ -472,6 +474,17 @@ private slots:
         QVERIFY(idle.back().isServed());
     }
 
+    void keepsNothingOfWhoHasGone()
+    {
+        Echo echo;
+        const auto handles = [] { return QDir(u"/proc/self/fd"_s).count(); };
+        QVERIFY(RawClient(echo.port).isServed());
+        const auto before = handles();
+        for (int i = 0; i < 300; ++i)
+            RawClient(echo.port, i % 2 ? Silence : Get);
+        QTRY_COMPARE_LE(handles(), before);
+    }
+
     void floodsHarmNobodyElse_data()
     {
         QTest::addColumn<QByteArray>("says");
@@ -496,6 +509,42 @@ private slots:
         QVERIFY(RawClient(echo.port, {}, 2).isServed());
         for (auto& client : kept)
             QVERIFY(client.isServed());
+    }
+
+    void floodsOfHandshakesHarmNobodyElse()
+    {
+        Echo echo({.clients = 128}, true);
+        const auto from = [&](const QString& source) {
+            auto client = echo.client();
+            client->source = source;
+            return client;
+        };
+        const auto kept = from(u"127.0.0.100"_s);
+        QCOMPARE(kept->get(u"/"_s).status, 200);
+        std::list<RawClient> flood;
+        for (int i = 0; i < 300; ++i)
+            flood.emplace_back(echo.port, i % 2 ? ""_ba : "\x16\x03\x01\x02"_ba, 10);
+        QCOMPARE(from(u"127.0.0.2"_s)->get(u"/"_s).status, 200);
+        const auto answer = kept->get(u"/"_s);
+        QCOMPARE(answer.status, 200);
+        QCOMPARE(answer.connections, 0);
+    }
+
+    /// Whether they meet is up to chance; the thread sanitizer sees it in any case.
+    void startsAndStopsFromAnyThread()
+    {
+        Echo echo;
+        const auto restart = [&echo] {
+            for (int i = 0; i < 10; ++i) {
+                echo.stop();
+                echo.start();
+            }
+        };
+        auto other = std::async(std::launch::async, restart);
+        restart();
+        other.get();
+        echo.start();
+        QVERIFY(RawClient(echo.port).isServed());
     }
 
     void oneWorkerIsForOthers()
