@@ -87,7 +87,7 @@ void writeWeek(Html& html, Day day, Day today, const std::array<Sum, 7>& sums, c
         {
             const auto paragraph = html.in("p", {{"class", "sum"}});
             html.leaf("strong", hoursMinutes(week.all));
-            html.text(" hours");
+            html.text(today >= monday && today <= plus(monday, 6) ? " hours this week" : " hours in this week");
         }
         writeBar(html, week.shares(), week.all);
         const auto key = html.in("ul", {{"class", "key"}});
@@ -163,15 +163,6 @@ void writeActions(Html& html, const Visit& visit, const Entry& entry)
 
 void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entries, const Sum& sum)
 {
-    const bool timed = std::any_of(entries.begin(), entries.end(), [](const auto& entry) { return entry.startedAt; });
-    std::vector<Column> columns{{"Project and task"}, {"Notes"}};
-    std::vector<std::string> total{"Total", ""};
-    if (timed) {
-        columns.push_back({"Times"});
-        total.emplace_back();
-    }
-    columns.insert(columns.end(), {{"Hours", true}, {"Actions", false, true}});
-    total.insert(total.end(), {hoursMinutes(sum.all), ""});
     const auto rows = [&] {
         for (const auto& entry : entries) {
             const bool runs = entry.timerStarted.has_value();
@@ -180,6 +171,7 @@ void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entr
                 const auto cell = html.in("th", {{"scope", "row"}, {"class", "what"}});
                 html.leaf("span", {{"class", "project"}}, projectText(entry.projectCode, entry.projectName));
                 html.leaf("span", {{"class", "client"}}, entry.clientName);
+                html.text(" ");
                 html.leaf("span", {{"class", "task"}}, entry.taskName);
             }
             {
@@ -188,30 +180,29 @@ void writeEntries(Html& html, const Visit& visit, const std::vector<Entry>& entr
                     html.leaf("div", {{"class", "text"}}, entry.notes);
                 writeMarks(html, entry);
             }
-            if (timed)
-                html.leaf("td", {{"class", "times"}}, timesText(entry));
             {
                 const auto cell = html.in("td", {{"class", "number hours"}});
                 html.leaf("strong", hoursMinutes(entry.total(visit.now)));
-                if (runs)
-                    html.leaf("span", {{"class", "since"}},
-                              timed && entry.startedAt ? "running" : "running " + timesText(entry));
+                if (const auto times = timesText(entry); !times.empty())
+                    html.leaf("span", {{"class", runs ? "times since" : "times"}}, (runs ? "running " : "") + times);
             }
             writeActions(html, visit, entry);
         }
     };
     const auto sheet = html.in("section", {{"class", "sheet entries"}});
-    writeTable(html, "Entries of the day", columns, rows, total);
+    writeTable(html, "Entries of the day", {{"Project and task"}, {"Notes"}, {"Hours", true}, {"Actions", false, true}},
+               rows, {"Total of this day", "", hoursMinutes(sum.all), ""});
 }
 
-void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem)
+void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, const Bookings::List& bookings,
+                   const std::optional<Problem>& problem)
 {
     const auto sheet = html.in("section", {{"class", "sheet new-entry"}, {"id", "new"}});
     html.leaf("h2", "New entry");
-    const auto form = entryForm(html, visit, draft, problem);
+    const auto form = entryForm(html, visit, draft, bookings, problem);
     const auto buttons = html.in("div", {{"class", "buttons"}});
     html.leaf("button", {{"class", "main"}}, "Add Entry");
-    writeMoreProjects(html, visit, draft);
+    writeMoreProjects(html, bookings);
 }
 
 /// A timer running on a day other than the one shown.
@@ -246,8 +237,10 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
     Timesheet timesheet(visit.storage, visit.person, visit.now);
     const auto entries = timesheet.days(monday, plus(monday, 6));
     const auto running = timesheet.running();
-    const auto last = Bookings(visit.storage, visit.person).last();
-    const auto bookable = Bookings(visit.storage, visit.person).atHand({});
+    Bookings bookings(visit.storage, visit.person);
+    const auto last = bookings.last();
+    const auto shown = draft.value_or(EntryDraft::ofNew(day, last.value_or(std::string())));
+    const auto bookable = bookings.atHand(shown.booking);
     if (!entries || !running || !last || !bookable)
         return problemPage(visit, {500, "Storage", "The data file cannot be read."});
     std::array<Sum, 7> sums;
@@ -268,18 +261,18 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
         if (*running && (*running)->day != day)
             writeRunningElsewhere(html, **running, visit.now);
         writeWeek(html, day, today, sums, week);
-        if (!ofDay.empty())
-            writeEntries(html, visit, ofDay, sum);
-        else if (!bookable->bookings.empty())
-            writeEmpty(html, day > today ? "No entries for this day yet."
-                             : day < today
-                                 ? "No entries on this day. You can still add some below."
-                                 : "No entries for today yet. Choose what you are working on and start a timer"
-                                   " below.");
+        // Above the entries, where it stays when there are many.
         if (bookable->bookings.empty())
             writeNothingToBook(html, visit);
         else
-            writeNewEntry(html, visit, draft.value_or(EntryDraft::ofNew(day, *last)), problem);
+            writeNewEntry(html, visit, shown, *bookable, problem);
+        if (!ofDay.empty())
+            writeEntries(html, visit, ofDay, sum);
+        else if (!bookable->bookings.empty())
+            writeEmpty(html, day > today   ? "No entries for this day yet."
+                             : day < today ? "No entries on this day. You can still add some above."
+                                           : "No entries for today yet. Choose what you are working on and start a "
+                                             "timer above.");
     });
 }
 

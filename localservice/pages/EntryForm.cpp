@@ -1,7 +1,5 @@
 #include "EntryForm.h"
 
-#include "Bookings.h"
-
 #include <algorithm>
 
 namespace localservice {
@@ -89,8 +87,8 @@ void writeHidden(Html& html, const EntryDraft& draft)
         writeHidden(html, name, value);
 }
 
-Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
-                        const Entry* present)
+Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const Bookings::List& bookings,
+                        const std::optional<Problem>& problem, const Entry* present)
 {
     auto form = formTo(html, visit, draft.path(), visit.person.timestampTimers ? "entry timed" : "entry");
     const auto error = [&](std::string_view field) {
@@ -100,14 +98,14 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
     writeHidden(html, "shown", draft.shown);
     writeHidden(html, "updated", std::to_string(draft.updated));
 
-    const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking).value_or(Bookings::List{});
     writeChoice(html,
                 {.name = "booking",
                  .label = "Project and task",
                  .value = draft.booking,
                  .error = error("booking"),
-                 .cssClass = "booking"},
-                choicesOf(list, draft.booking, present));
+                 .cssClass = "booking",
+                 .autofocus = visit.query.has("new")},
+                choicesOf(bookings, draft.booking, present));
     // An entry without times in an account that has them keeps its hours.
     const bool timed = visit.person.timestampTimers && (!present || present->startedAt || present->timerStarted);
     const bool runs = present && present->timerStarted;
@@ -153,19 +151,19 @@ Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft,
     return form;
 }
 
-void writeMoreProjects(Html& html, const Visit& visit, const EntryDraft& draft)
+void writeMoreProjects(Html& html, const Bookings::List& bookings)
 {
-    const auto list = Bookings(visit.storage, visit.person).atHand(draft.booking);
-    if (list && !list->whole)
+    if (!bookings.whole)
         html.leaf("button", {{"formaction", "/entries/projects"}, {"formnovalidate", true}}, "Other Project…");
 }
 
 std::string timesText(const Entry& entry)
 {
     if (entry.timerStarted) {
-        const auto began = entry.startedAt.value_or(localMinutes(*entry.timerStarted));
         const Day day = localDay(*entry.timerStarted);
-        return "since " + clockText(began) + (day == entry.day ? std::string() : ", " + longDayText(day));
+        return "since " + clockText(localMinutes(*entry.timerStarted)) +
+               (day == entry.day ? "" : ", " + longDayText(day)) +
+               (entry.base < 30 ? "" : ", " + hoursMinutes(entry.base) + " before");
     }
     if (!entry.startedAt)
         return {};

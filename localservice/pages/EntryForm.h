@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../Timesheet.h"
+#include "Bookings.h"
 #include "Parts.h"
 
 #include <optional>
@@ -29,16 +30,17 @@ struct EntryDraft
     std::string path() const { return id == 0 ? "/entries" : "/entries/" + std::to_string(id); }
 };
 
-/// Opens the form, for its buttons to be added. `present` is the entry as it is, for drafts that change one.
-Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const std::optional<Problem>& problem,
-                        const Entry* present = nullptr);
+/// Opens the form, for its buttons to be added. `bookings` are at hand for the draft's; `present` is the entry as it
+/// is, for drafts that change one.
+Html::Element entryForm(Html& html, const Visit& visit, const EntryDraft& draft, const Bookings::List& bookings,
+                        const std::optional<Problem>& problem, const Entry* present = nullptr);
 /// The button to projects that the form does not list, if any. It comes after the main one: the return key presses a
 /// form's first button.
-void writeMoreProjects(Html& html, const Visit& visit, const EntryDraft& draft);
+void writeMoreProjects(Html& html, const Bookings::List& bookings);
 /// The same as hidden fields, for pages on the way back to the form.
 void writeHidden(Html& html, const EntryDraft& draft);
 
-/// "9:15am – 10:25am", "since 9:15am"; empty without times.
+/// "9:15am – 10:25am", "since 9:15am", "since 9:15am, 2:00 before"; empty without times.
 std::string timesText(const Entry& entry);
 
 } // namespace localservice

@@ -81,10 +81,11 @@ Reply editPage(const Visit& visit, const Entry& entry, const EntryDraft& draft,
             writeProblem(html, problem->message);
         }
         const auto sheet = html.in("section", {{"class", "sheet"}});
-        const auto form = entryForm(html, visit, draft, problem, &entry);
+        const auto bookings = Bookings(visit.storage, visit.person).atHand(draft.booking).value_or(Bookings::List{});
+        const auto form = entryForm(html, visit, draft, bookings, problem, &entry);
         const auto buttons = html.in("div", {{"class", "buttons"}});
         html.leaf("button", {{"class", "main"}}, stale ? "Save Mine" : "Save");
-        writeMoreProjects(html, visit, draft);
+        writeMoreProjects(html, bookings);
         html.leaf("a", {{"class", "button"}, {"href", dayPath(entry.day)}}, "Cancel");
         html.leaf("a", {{"class", "button danger"}, {"href", draft.path() + "/delete"}}, "Delete…");
     });

@@ -43,15 +43,20 @@ class Day(pages.PageTest):
         self.open("/daily")
         self.assertEqual(self.texts("tr.running"), ["[WEB] Website Bread <& Sons> Design 0:45 running since 9:15am"
                                                     " Stop Edit Delete"])
-        self.assertEqual(self.texts("tfoot tr"), ["Total 2:15"])
+        self.assertEqual(self.texts("tfoot tr"), ["Total of this day 2:15"])
         self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
-                         ["2:15 hours", "2:15 billable, 100% 0:00 not billable"])
+                         ["2:15 hours this week", "2:15 billable, 100% 0:00 not billable"])
         self.check_page()
         self.shot("day")
         self.press("Start", within=self.find("tr.finished"))
         self.host.pass_time(minutes=5)
         self.press("Stop")
         self.assertEqual(self.entries("seconds, timer_started"), [(5700, None), (2700, None)])
+        # Since when, and what there was before, make the hours.
+        self.press("Start", within=self.find("tr:nth-child(2)"))
+        self.host.pass_time(minutes=10)
+        self.open("/daily")
+        self.assertIn("0:55 running since 10:05am, 0:45 before", self.texts("tr.running")[0])
 
     def test_keeps_what_was_typed_wrong(self):
         before = self.host.everything()
@@ -159,12 +164,12 @@ class Day(pages.PageTest):
         self.assertEqual(bars[:2], ["Mon, 4 Mar 2024: 3:00 hours, 2:00 billable", "Tue, 5 Mar 2024: 0:00, today"])
         self.assertEqual(len(bars), 7)
         self.assertEqual(self.texts(".week-total .sum, .week-total .key"),
-                         ["3:00 hours", "2:00 billable, 67% 1:00 not billable"])
+                         ["3:00 hours this week", "2:00 billable, 67% 1:00 not billable"])
         self.press("Previous Day")
         self.assertEqual((self.heading, self.path), ("Monday, 4 March 2024", "/daily/64/2024"))
         self.assertEqual(self.texts(".bars a[aria-current] .number"), ["3:00"])
         self.press("Previous Day")
-        self.assertEqual(self.texts(".week-total h2, .week-total .sum"), ["26 February – 3 March 2024", "1:00 hours"])
+        self.assertEqual(self.texts(".week-total h2, .week-total .sum"), ["26 February – 3 March 2024", "1:00 hours in this week"])
         self.press("Next Week")
         self.press("Today")
         self.assertEqual((self.heading, self.path), (TODAY, "/daily"))
@@ -199,7 +204,7 @@ class Day(pages.PageTest):
         self.press("Add Entry")
         self.host.pass_time(minutes=30)
         self.open("/daily", "clock")
-        self.assertEqual(self.texts("td.times"), ["8:00am – 9:10am", "since 9:15am"])
+        self.assertEqual(self.texts(".times"), ["8:00am – 9:10am", "running since 9:15am"])
         self.check_page()
         self.shot("day-times")
         self.press("Stop")

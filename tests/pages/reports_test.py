@@ -47,7 +47,7 @@ class Reports(pages.PageTest):
         self.press("Ben Okoro")
         self.assertEqual(self.figures()["Hours"], "2:00")
         self.press("Last week")
-        self.assertEqual(self.texts(".empty"), ["No time booked on these days."])
+        self.assertEqual(self.texts(".empty"), ["No such time booked on these days."])
         self.check_page()
         self.fill("Person", "Everyone")
         self.press("Show")
@@ -70,10 +70,67 @@ class Reports(pages.PageTest):
         # A project that is not theirs has hours here, yet no page for them.
         self.host.book(30 * 60, "2024-03-06", "Boats", person="ben")
         self.driver.refresh()
-        self.assertEqual(self.texts("[aria-label='By project'] a"), ["[WEB] Website"])
+        self.press("[BOAT] Boats")
+        self.assertEqual(self.figures()["Hours"], "0:30")
+        self.press("[BOAT] Boats")
+        self.assertEqual(self.heading, "March 2024")
+        self.press("Remove Project")
         self.press("[WEB] Website")
+        self.press("[WEB] Website")
+        self.assertEqual((self.heading, self.path), ("[WEB] Website", "/projects/1"))
         _, _, body = self.request("GET", "/reports.csv?person=1&from=2024-01-01&to=2024-12-31")
         self.assertEqual({row["Person"] for row in csv.DictReader(io.StringIO(body))}, {"Ben Okoro"})
+
+    def test_narrow_by_what_the_address_says(self):
+        self.fill_days()
+        self.host.book(45 * 60, "2024-03-07", notes="Sketches of 100% <b>", person="ben")
+        self.sign_in(to="/reports")
+        self.toggle("Narrow by client, project, task, person or notes")
+        for name, value in {"Client": "Bread <& Sons>", "Project": "[WEB] Website", "Task": "Design", "Person": "Ben Okoro",
+                            "Billable": "Billable", "Notes contain": "100% <B"}.items():
+            self.fill(name, value)
+        self.press("Show")
+        narrowed = ["Client Bread <& Sons> ×", "Project [WEB] Website ×", "Task Design ×", "Person Ben Okoro ×",
+                    "Hours billable ×", "Notes “100% <B” ×"]
+        self.assertEqual((self.texts(".narrowings li"), self.figures()["Hours"]), (narrowed, "0:45"))
+        self.check_page()
+        self.shot("report-narrowed")
+        # The whole choice is in the address: for a bookmark, the other ranges and the file.
+        bookmark = self.path
+        self.press("This month")
+        self.assertEqual((self.texts(".narrowings li"), self.figures()["Hours"]), (narrowed, "0:45"))
+        self.sign_in(to="/daily")
+        self.open(bookmark)
+        self.assertEqual([self.value(name) for name in ("Billable", "Notes contain")], ["yes", "100% <B"])
+        _, _, body = self.request("GET", bookmark.replace("/reports", "/reports.csv"))
+        self.assertEqual([row["Hours"] for row in csv.DictReader(io.StringIO(body))], ["0.75"])
+        self.press("Remove Notes")
+        self.assertEqual(self.figures()["Hours"], "2:45")
+        self.press("Remove Person")
+        self.press("Remove Client")
+        self.assertEqual((self.texts(".narrowings li"), self.figures()["Hours"]), ([narrowed[1], narrowed[2], narrowed[4]], "4:15"))
+        # Records of others and those that have gone are the same: there is nothing of them.
+        theirs = self.host.data("SELECT max(id) FROM projects")[0][0]
+        for record in (theirs, 99999):
+            self.open(f"/reports?project={record}")
+            self.assertEqual((self.texts(".narrowings li"), self.texts(".empty")),
+                             (["Project not there any more ×"], ["No such time booked on these days."]))
+
+    def test_fold_what_is_much(self):
+        self.host.data("""
+            WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300)
+            INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)
+            SELECT account_id, client_id, 'Ship ' || i, '', 1, 'Tasks', 0, 1 FROM n JOIN projects p ON p.id = 1""")
+        self.host.data("""
+            INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)
+            SELECT 1, id, 1, '2024-03-05', '', 3600, 0, 0 FROM projects WHERE name LIKE 'Ship%'""")
+        self.sign_in(to="/reports")
+        self.assertEqual(len(self.table("By project")), 12)
+        self.assertLess(self.ask("return document.documentElement.scrollHeight;"), 2500)
+        self.check_page()
+        self.shot("report-many")
+        self.toggle("288 more projects, 288:00 hours")
+        self.assertEqual(len(self.table("By project, the others")), 288)
 
     def test_ranges_that_are_none(self):
         self.sign_in(to="/reports?from=2024-03-10&to=2024-03-01")
