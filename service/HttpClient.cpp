@@ -3,6 +3,7 @@
 #include "CurlLibrary.h"
 
 #include "platform/LoopbackNames.h"
+#include "platform/Proxies.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -17,6 +18,10 @@ using Steady = std::chrono::steady_clock;
 namespace {
 
 constexpr int MostRedirects = 5;
+constexpr int ProxyAuthenticationRequired = 407;
+
+// A script for automatic configuration that has not been fetched by then is out of reach, as it is at home.
+constexpr std::chrono::milliseconds LongestProxyLookUp{5000};
 
 /// Only for code reached after `CurlLibrary::load`.
 constexpr auto Curl = CurlLibrary::get;
@@ -45,6 +50,8 @@ QString sentence(CURLcode code)
         return tr("The address of the service was not found.");
     case CURLE_COULDNT_RESOLVE_PROXY:
         return tr("The address of the proxy was not found.");
+    case CURLE_PROXY:
+        return tr("The proxy refused the connection to the service.");
     case CURLE_COULDNT_CONNECT:
         return tr("The service could not be reached.");
     case CURLE_OPERATION_TIMEDOUT:
@@ -78,7 +85,16 @@ Error error(CURLcode code)
     return {HttpErrorDomain, code, sentence(code), {}};
 }
 
-/// What decides whether a redirect may be followed and credentials sent along.
+/// A password that is missing, or wrong.
+Error passwordWanted()
+{
+    return {HttpErrorDomain,
+            CURLE_PROXY,
+            tr("The network's proxy asks for a name and a password that Quillon does not have."),
+            {}};
+}
+
+/// What decides whether a redirect may be followed and credentials sent along, and which proxy is used.
 struct Origin
 {
     QByteArray scheme;
@@ -100,6 +116,8 @@ struct Origin
     }
 
     bool isSecure() const { return scheme == "https"; }
+    QByteArray hostAndPort() const { return host + ':' + QByteArray::number(port); }
+    QByteArray address() const { return scheme + "://" + hostAndPort() + '/'; }
 
     /// The same host, or the same host's secure side.
     bool mayHaveCredentialsOf(const Origin& first) const
@@ -125,6 +143,16 @@ HeaderList headersOf(const HttpRequest& request, bool withAuthorization)
         add(*platform::Secret<QByteArray>("Authorization: " + *request.authorization));
     add("Expect:"); // do not wait for a "100 Continue" that some servers never send
     return headers;
+}
+
+/// Whether the environment has a proxy for addresses of that scheme; it may except the host.
+bool environmentNamesProxy(const QByteArray& scheme)
+{
+    // As the library reads them: of http_proxy only the small form.
+    QByteArrayList names{scheme + "_proxy", "all_proxy", "ALL_PROXY"};
+    if (scheme == "https")
+        names << "HTTPS_PROXY";
+    return std::ranges::any_of(names, [](const QByteArray& name) { return !qEnvironmentVariableIsEmpty(name); });
 }
 
 } // namespace
@@ -154,11 +182,40 @@ struct HttpClient::Exchange
 {
     const HttpRequest& request;
     QByteArray url;
-    QByteArray host;
+    Origin origin;
+    Steady::time_point deadline;
     bool hasAuthorization = true; ///< allowed, if the request permits it
-    std::chrono::milliseconds timeout{};
-    QByteArray& redirect; ///< where the reply redirects to
+    QByteArray& redirect;         ///< where the reply redirects to
+    /// Empty: none. Absent: the environment's.
+    std::optional<QByteArray> proxy = {};
+
+    std::chrono::milliseconds timeLeft() const
+    {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Steady::now());
+    }
+    Error error(CURLcode code, long connectStatus) const;
 };
+
+Error HttpClient::Exchange::error(CURLcode code, long connectStatus) const
+{
+    if (connectStatus == ProxyAuthenticationRequired)
+        return passwordWanted();
+    if (connectStatus >= 300) {
+        return {HttpErrorDomain,
+                CURLE_PROXY,
+                tr("The proxy refused the connection to the service with status %1.").arg(connectStatus),
+                {}};
+    }
+    Error error = service::error(code);
+    if (code != CURLE_COULDNT_CONNECT)
+        return error;
+    if (const auto at = proxy && !proxy->isEmpty() ? Origin::of(*proxy) : std::nullopt)
+        error.localizedDescription = tr("The proxy %1 could not be reached.").arg(QString::fromUtf8(at->hostAndPort()));
+    else if (!proxy && environmentNamesProxy(origin.scheme))
+        error.localizedDescription =
+            tr("The service, or the proxy that the environment names for it, could not be reached.");
+    return error;
+}
 
 /// The library's handles, which keep the connections from one request to the next.
 class HttpClient::Handles
@@ -170,6 +227,8 @@ public:
     void setUp(const Exchange& exchange, const curl_slist* headers, Sink& sink);
     CURLcode perform(const std::stop_token& stop);
     void takeReply(HttpReply& reply, QByteArray& redirect) const;
+    /// How a proxy has answered the request for a connection; 0: none was asked.
+    long connectStatus() const;
 
 private:
     std::unique_ptr<CURLM, FreeBy<&CurlLibrary::multi_cleanup>> m_multi;
@@ -204,17 +263,16 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
     const std::optional<Origin> first = Origin::of(request.url);
     if (!first)
         return fail(CURLE_URL_MALFORMAT);
-    const auto deadline = Steady::now() + m_timeout;
     QByteArray redirect;
-    Exchange exchange{.request = request, .url = request.url, .host = first->host, .redirect = redirect};
+    Exchange exchange{.request = request,
+                      .url = request.url,
+                      .origin = *first,
+                      .deadline = Steady::now() + m_timeout,
+                      .redirect = redirect};
 
     // Redirects are followed here because the library cannot be restricted to https once it has been used.
-    std::optional<Origin> origin = first;
     for (int redirects = 0;; ++redirects) {
-        exchange.timeout = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Steady::now());
-        if (exchange.timeout.count() <= 0)
-            return fail(CURLE_OPERATION_TIMEDOUT);
-        HttpReply reply = sendOnce(exchange, stop);
+        HttpReply reply = sendByBestProxy(exchange, stop);
         const bool leadsOn = reply.status == 301 || reply.status == 302 || reply.status == 303 || reply.status == 307 ||
                              reply.status == 308;
         if (reply.error || !leadsOn)
@@ -230,30 +288,54 @@ HttpReply HttpClient::send(const HttpRequest& request, const std::stop_token& st
         if (redirects == MostRedirects)
             return fail(CURLE_TOO_MANY_REDIRECTS);
         const std::optional<Origin> next = Origin::of(redirect);
-        if (!next || (next->scheme != "http" && next->scheme != "https") || (origin->isSecure() && !next->isSecure()))
+        if (!next || (next->scheme != "http" && next->scheme != "https") ||
+            (exchange.origin.isSecure() && !next->isSecure()))
             return fail(CURLE_UNSUPPORTED_PROTOCOL);
         if (!next->mayHaveCredentialsOf(*first))
             exchange.hasAuthorization = false;
         exchange.url = redirect;
-        exchange.host = next->host;
-        origin = next;
+        exchange.origin = *next;
+    }
+}
+
+HttpReply HttpClient::sendByBestProxy(Exchange& exchange, const std::stop_token& stop)
+{
+    std::vector<QByteArray> proxies{""};
+    if (!platform::isLoopbackName(QString::fromUtf8(exchange.origin.host)))
+        proxies = platform::proxiesOfTheDesktop(exchange.origin.address(),
+                                                std::min(exchange.timeLeft(), LongestProxyLookUp), stop);
+    std::size_t next = 0;
+    for (;;) {
+        exchange.proxy = next < proxies.size() ? std::optional(proxies[next]) : std::nullopt;
+        HttpReply reply = sendOnce(exchange, stop);
+        // Only where nothing was sent yet: never twice.
+        const bool isOutOfReach = reply.error && (reply.error->code == CURLE_COULDNT_CONNECT ||
+                                                  reply.error->code == CURLE_COULDNT_RESOLVE_PROXY);
+        if (!isOutOfReach || ++next >= proxies.size())
+            return reply;
     }
 }
 
 HttpReply HttpClient::sendOnce(const Exchange& exchange, const std::stop_token& stop)
 {
+    HttpReply reply;
+    if (exchange.timeLeft().count() <= 0) {
+        reply.error = error(CURLE_OPERATION_TIMEDOUT);
+        return reply;
+    }
     const HeaderList headers = headersOf(exchange.request, exchange.hasAuthorization);
     Sink sink{m_limit};
     m_handles->setUp(exchange, headers.get(), sink);
     CURLcode code = m_handles->perform(stop);
-    HttpReply reply;
     m_handles->takeReply(reply, exchange.redirect);
     if (sink.tooLarge || code == CURLE_FILESIZE_EXCEEDED)
         code = CURLE_FILESIZE_EXCEEDED;
-    else
+    else if (reply.status != ProxyAuthenticationRequired)
         reply.body = std::move(sink.body);
     if (code != CURLE_OK)
-        reply.error = error(code);
+        reply.error = exchange.error(code, m_handles->connectStatus());
+    else if (reply.status == ProxyAuthenticationRequired)
+        reply.error = passwordWanted(); // and what the proxy says is not the service's word
     return reply;
 }
 
@@ -266,7 +348,7 @@ void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* head
     set(CURLOPT_HTTPHEADER, headers);
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}); // later ones repeat refused requests by themselves
-    set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeout.count()));
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(exchange.timeLeft().count()));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L); // stopping does not wait for the name look-up
     set(CURLOPT_FRESH_CONNECT, long{exchange.request.mayChangeSomething()});
@@ -276,8 +358,10 @@ void HttpClient::Handles::setUp(const Exchange& exchange, const curl_slist* head
     // The usual way to name one's own certificates; the library by itself uses only the system's.
     if (const QByteArray certificates = qgetenv("SSL_CERT_FILE"); !certificates.isEmpty())
         set(CURLOPT_CAINFO, certificates.constData());
-    if (platform::isLoopbackName(QString::fromUtf8(exchange.host)))
-        set(CURLOPT_PROXY, "");
+    if (exchange.proxy) {
+        set(CURLOPT_PROXY, exchange.proxy->constData());
+        set(CURLOPT_NOPROXY, ""); // the environment's exceptions are for its own
+    }
     if (const HttpRequest& request = exchange.request; request.body) {
         set(CURLOPT_POSTFIELDS, request.body->constData());
         set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{request.body->size()});
@@ -304,6 +388,13 @@ CURLcode HttpClient::Handles::perform(const std::stop_token& stop)
             code = message->data.result;
     }
     return code;
+}
+
+long HttpClient::Handles::connectStatus() const
+{
+    long status = 0;
+    Curl().easy_getinfo(m_easy.get(), CURLINFO_HTTP_CONNECTCODE, &status);
+    return status;
 }
 
 void HttpClient::Handles::takeReply(HttpReply& reply, QByteArray& redirect) const

@@ -52,9 +52,10 @@ inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
 /// Sends one request at a time and waits for the reply.
 ///
 /// A request that only reads follows up to five redirects, never from https to http, with the authorization for the
-/// first host only; for one that may change something a redirect is an error. Certificates are verified; proxy and
-/// certificates are those of the system, or of the environment (http_proxy and its kin, SSL_CERT_FILE), but a loopback
-/// host is never reached through a proxy. No cookies, no cache. Used on one thread.
+/// first host only; for one that may change something a redirect is an error. Certificates are verified, against those
+/// of the system or of the environment (SSL_CERT_FILE). The proxy is the first within reach of those that the desktop's
+/// settings name, or the environment's where they name none (http_proxy and its kin), but a loopback host is never
+/// reached through a proxy. No cookies, no cache. Used on one thread, which may wait.
 class HttpClient
 {
 public:
@@ -74,6 +75,7 @@ private:
     struct Exchange;
     class Handles;
 
+    HttpReply sendByBestProxy(Exchange& exchange, const std::stop_token& stop);
     HttpReply sendOnce(const Exchange& exchange, const std::stop_token& stop);
 
     const std::chrono::milliseconds m_timeout;

@@ -1,13 +1,17 @@
 #include "service/HttpClient.h"
+#include "DesktopProxy.h"
 #include "localservice/Service.h"
 #include "settings/QuillonPreferences.h"
 #include "support/ServiceRun.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <future>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -46,7 +50,7 @@ public:
     SecurePeer()
     {
         run(u"req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout key.pem -out certificate.pem "
-            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost,DNS:team.office.localhost"_s);
+            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost,DNS:team.office.localhost,DNS:time.example"_s);
         m_server.waitForFinished(30'000);
         run(u"s_server -HTTP -accept 127.0.0.1:0 -cert certificate.pem -key key.pem"_s);
         QByteArray said;
@@ -85,6 +89,74 @@ private:
     QTemporaryDir m_folder;
     QProcess m_server;
 };
+
+/// An HTTP proxy on loopback; with a name and password it wants them.
+class Proxy
+{
+public:
+    explicit Proxy(const QStringList& passwords = {})
+    {
+        m_program.start(QStringLiteral(PYTHON), QStringList{QStringLiteral(PROXY)} + passwords);
+        port = static_cast<std::uint16_t>(line().toUInt());
+    }
+    ~Proxy()
+    {
+        m_program.kill();
+        m_program.waitForFinished();
+    }
+
+    QByteArray url(const QByteArray& password = {}) const
+    {
+        return "http://" + password + (password.isEmpty() ? "" : "@") + "127.0.0.1:" + QByteArray::number(port);
+    }
+    /// The next request that it was sent.
+    QString line()
+    {
+        while (!m_program.canReadLine() && m_program.waitForReadyRead(30'000)) {
+        }
+        return QString::fromUtf8(m_program.readLine()).trimmed();
+    }
+
+    std::uint16_t port = 0;
+
+private:
+    QProcess m_program;
+};
+
+/// Runs GNOME's script for automatic configuration; without an answer it never ends.
+class ScriptRunner final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.gtk.GLib.PACRunner")
+
+public:
+    ScriptRunner()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.registerObject(u"/org/gtk/GLib/PACRunner"_s, this, QDBusConnection::ExportAllSlots);
+        bus.registerService(u"org.gtk.GLib.PACRunner"_s);
+    }
+    ~ScriptRunner() override { QDBusConnection::sessionBus().unregisterService(u"org.gtk.GLib.PACRunner"_s); }
+
+    QStringList answer;
+    QStringList asked;
+
+public slots:
+    QStringList Lookup(const QString& /*script*/, const QString& address, const QDBusMessage& call)
+    {
+        asked << address;
+        call.setDelayedReply(answer.isEmpty());
+        return answer;
+    }
+};
+
+/// Sends on a thread of its own, while the event loop goes on.
+HttpReply sendElsewhere(const HttpRequest& request, std::chrono::milliseconds timeout = 20s)
+{
+    auto reply = std::async(std::launch::async, [&] { return HttpClient(timeout).send(request, {}); });
+    [&] { QTRY_VERIFY_WITH_TIMEOUT(reply.wait_for(0s) == std::future_status::ready, 20'000); }();
+    return reply.get();
+}
 
 /// A variable of the environment, for the lifetime of the object.
 class Variable
@@ -295,7 +367,108 @@ private slots:
         peer.answer("GET /daily", {Reply{200, "<daily/>"}});
         HttpClient client;
         QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
-        QCOMPARE(errorCode(client.send(get("http://quillon.invalid/daily"), {})), 7);
+        setDesktopProxy(1);
+        peer.answer("GET /daily", {Reply{200, "<daily/>"}});
+        QCOMPARE(client.send(get(peer.url("/daily")), {}).status, 200);
+        setDesktopProxy(0);
+    }
+
+    void goesThroughTheProxy_data()
+    {
+        QTest::addColumn<bool>("isDesktops");
+        QTest::newRow("of the environment") << false;
+        QTest::newRow("of the desktop") << true;
+    }
+    void goesThroughTheProxy()
+    {
+        QFETCH(bool, isDesktops);
+        Proxy proxy;
+        // The desktop's comes before the environment's, whose exceptions are its own.
+        const QByteArray named = isDesktops ? "http://127.0.0.1:1" : proxy.url();
+        const Variable http("http_proxy", named);
+        const Variable https("https_proxy", named);
+        const Variable exceptions("no_proxy", isDesktops ? "time.example" : "");
+        setDesktopProxy(isDesktops ? proxy.port : 0);
+
+        ScriptedPeer peer;
+        peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
+        HttpClient client;
+        QCOMPARE(client.send(post(peer.url("/daily/add", "time.example")), {}).body, "<add/>");
+        QCOMPARE(peer.requests().at(0).body, "<request/>");
+        QCOMPARE(proxy.line(), u"POST http://time.example:%1/daily/add"_s.arg(peer.port()));
+
+        const SecurePeer secure;
+        const Variable trusted("SSL_CERT_FILE", secure.certificate());
+        secure.serve(u"daily"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
+        const QByteArray origin = "time.example:" + QByteArray::number(secure.port);
+        QCOMPARE(client.send(get("https://" + origin + "/daily"), {}).body, "arrived");
+        QCOMPARE(proxy.line(), QString::fromUtf8("CONNECT " + origin));
+        setDesktopProxy(0);
+    }
+
+    void aScriptNamesTheProxies()
+    {
+        ScriptRunner runner;
+        setDesktopProxyScript();
+        Proxy proxy;
+        ScriptedPeer peer;
+        peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
+        runner.answer = {u"http://127.0.0.1:1"_s, QString::fromUtf8(proxy.url()), u"direct://"_s};
+        QCOMPARE(sendElsewhere(post(peer.url("/daily/add", "time.example"))).body, "<add/>");
+        QCOMPARE(runner.asked, QStringList{u"http://time.example:%1/"_s.arg(peer.port())});
+        QCOMPARE(peer.asked().size(), 1);
+
+        // It has no end.
+        runner.answer.clear();
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(errorCode(sendElsewhere(get(peer.url("/daily", "time.example")), 300ms)), 28);
+        QVERIFY(time.elapsed() < 4000);
+        setDesktopProxy(0);
+    }
+
+    // What it says of itself is not the service's word, and nothing that it wants is a reason to sign in again.
+    void aProxyThatWantsAPassword()
+    {
+        Proxy proxy({u"ann:sesame"_s});
+        ScriptedPeer peer;
+        const QByteArray open = peer.url("/daily", "time.example");
+        QByteArray secure = open;
+        secure.replace("http:", "https:");
+        for (const char* password : {"", "ann:wrong"}) {
+            const Variable http("http_proxy", proxy.url(password));
+            const Variable https("https_proxy", proxy.url(password));
+            for (const QByteArray& url : {open, secure}) {
+                const HttpReply reply = HttpClient().send(get(url), {});
+                QCOMPARE(errorCode(reply), 97);
+                QVERIFY(reply.error->localizedDescription.contains("asks for a name and a password"_L1));
+                QCOMPARE(reply.body, QByteArray());
+            }
+        }
+        QCOMPARE(peer.asked(), QStringList());
+        peer.answer("GET /daily", {Reply{200, "<daily/>"}});
+        const Variable http("http_proxy", proxy.url("ann:sesame"));
+        QCOMPARE(HttpClient().send(get(open), {}).body, "<daily/>");
+    }
+
+    void aProxyThatCannotHelp()
+    {
+        const auto sentence = [](const QByteArray& url) {
+            const HttpReply reply = HttpClient().send(get(url), {});
+            return reply.error ? reply.error->localizedDescription : QString();
+        };
+        {
+            const Proxy proxy;
+            setDesktopProxy(proxy.port);
+            QCOMPARE(sentence("https://time.example:1/daily"),
+                     u"The proxy refused the connection to the service with status 502."_s);
+        }
+        setDesktopProxy(1);
+        QCOMPARE(sentence("https://time.example/daily"), u"The proxy 127.0.0.1:1 could not be reached."_s);
+        setDesktopProxy(0);
+        const Variable https("https_proxy", "http://127.0.0.1:1");
+        QCOMPARE(sentence("https://time.example/daily"),
+                 u"The service, or the proxy that the environment names for it, could not be reached."_s);
     }
 
     void secureConnections()
@@ -360,5 +533,13 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(HttpClientTest)
+int main(int argc, char** argv)
+{
+    // Where the desktop's proxies are looked up, and that they are none of this machine's.
+    qputenv("XDG_CURRENT_DESKTOP", "GNOME");
+    qputenv("GSETTINGS_BACKEND", "memory");
+    QCoreApplication application(argc, argv);
+    HttpClientTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "HttpClientTest.moc"

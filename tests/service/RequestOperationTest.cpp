@@ -175,6 +175,10 @@ private slots:
             {u"gotQuillonCompanyCacheVersion 7"_s, Failed});
         row("refused and more", {401, refusal + "\n"}, {Succeeded, DayCame});
         row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {Failed});
+        row("page of a proxy", {407, "<!DOCTYPE html><p>Sign in"},
+            {DayFailed +
+             "QuillonHttpErrorDomain 97 The network's proxy asks for a name and a password that Quillon does "
+             "not have."_L1});
         row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {Succeeded, DayCame});
         row("page after a blank", {200, " <!DOCTYPE html>"}, {Succeeded, DayCame});
         row("error document, not found", {404, error}, {Succeeded, DayCame});
