@@ -48,6 +48,7 @@ namespace {
 // The command promises three seconds, and needs some of them to start.
 constexpr auto Patience = 2700ms;
 constexpr int BusPatienceMilliseconds = 500;
+constexpr auto LongestWaitForIdle = 300ms;
 
 constexpr auto StatusItem = "Status item"_L1;
 constexpr auto HotKeys = "Hot keys"_L1;
@@ -211,7 +212,11 @@ Finding hotKeys()
 Finding idle()
 {
     platform::SystemIdle& idle = environment().systemIdle();
-    if (const auto time = idle.idleTime())
+    // A compositor answers after a moment.
+    std::optional<std::chrono::milliseconds> time;
+    for (auto waited = 0ms; !(time = idle.idleTime()) && waited < LongestWaitForIdle; waited += 10ms)
+        std::this_thread::sleep_for(10ms);
+    if (time)
         return well(Idle, tr("%1 says: %2 s since the last input").arg(idle.source()).arg(time->count() / 1000));
     return amiss(Idle, tr("cannot be measured: Quillon will not ask after an absence. Choose a desktop with "
                           "ext-idle-notify, Mutter or X11, or turn the question off in the preferences"));
@@ -232,15 +237,22 @@ Finding keyring()
 {
     using Failure = platform::SecretStore::Failure;
     const QString email = settings::QuillonPreferences::sharedPreferences().email();
+    platform::SecretStore& keyring = environment().secretStore();
     // Without a bus the look-up would start one.
     const platform::SecretStore::Result<std::optional<QByteArray>> found =
-        platform::hasSessionBus() ? environment().secretStore().lookup(settings::SCServiceName(), email)
+        platform::hasSessionBus() ? keyring.lookup(settings::SCServiceName(), email)
                                   : tl::unexpected(Failure::NoService);
-    if (found)
-        return found->has_value() || email.isEmpty()
-                   ? well(Keyring, tr("keeps passwords"))
-                   : amiss(Keyring, tr("has no password for this account: enter it in the preferences"));
-    switch (found.error()) {
+    if (found && found->has_value())
+        return well(Keyring, tr("keeps passwords"));
+    // Told apart from one that keeps none of this account's: nothing can be stored before the person has answered.
+    const auto usable = found ? keyring.hasDefaultKeyring() : tl::unexpected(found.error());
+    if (usable == false)
+        return amiss(Keyring, tr("has no default keyring yet: make one, or let the desktop make it when it asks as you "
+                                 "sign in"));
+    if (usable)
+        return email.isEmpty() ? well(Keyring, tr("keeps passwords"))
+                               : amiss(Keyring, tr("has no password for this account: enter it in the preferences"));
+    switch (usable.error()) {
     case Failure::NoService:
         return amiss(Keyring, tr("there is none, and Quillon forgets the password when it quits: start a Secret "
                                  "Service, such as gnome-keyring or KWallet"));

@@ -29,6 +29,10 @@ public:
     /// Never prompts, and returns within two seconds. Empty when there is no such item.
     virtual Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) = 0;
 
+    /// Whether there is a keyring for new items. Where there is none, storing one asks the person to make it. Never
+    /// prompts, and returns within two seconds.
+    virtual Result<bool> hasDefaultKeyring() { return true; }
+
     /// Asks the person to unlock the keyring if needed; calls back on the main thread, once, however long that takes,
     /// unless the store is destroyed before.
     virtual void unlockAndLookup(const QString& service, const QString& account,

@@ -130,19 +130,24 @@ Found unlockAndSearch(const Key& key)
     return search(key);
 }
 
+/// Where new items go. Null: there is none, or an error was raised.
+Object<SecretCollection> defaultKeyring(GError** raised)
+{
+    const Object<SecretService> service(secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, raised));
+    return Object<SecretCollection>(service ? secret_collection_for_alias_sync(service.get(), SECRET_COLLECTION_DEFAULT,
+                                                                               SECRET_COLLECTION_NONE, nullptr, raised)
+                                            : nullptr);
+}
+
 /// Whether something can be stored without prompting for a password.
 bool isOpen()
 {
     GError* raised = nullptr;
-    const Object<SecretService> keyring(secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, &raised));
-    const Object<SecretCollection> collection(
-        keyring ? secret_collection_for_alias_sync(keyring.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
-                                                   nullptr, &raised)
-                : nullptr);
+    const auto keyring = defaultKeyring(&raised);
     // Storing meets the same error, and reports it.
     if (const Error error(raised); error)
         return true;
-    return collection && !secret_collection_get_locked(collection.get());
+    return keyring && !secret_collection_get_locked(keyring.get());
 }
 
 Done write(const Key& key, const Secret<QByteArray>& secret)
@@ -271,6 +276,17 @@ SecretServiceStore::Result<std::optional<QByteArray>> SecretServiceStore::lookup
         return tl::unexpected(Failure::TimedOut);
     const Key key{service.toUtf8(), account.toUtf8()};
     return m_reads->ask<std::optional<QByteArray>>(m_patience, [key] { return search(key); });
+}
+
+SecretServiceStore::Result<bool> SecretServiceStore::hasDefaultKeyring()
+{
+    return m_reads->ask<bool>(m_patience, []() -> Result<bool> {
+        GError* raised = nullptr;
+        const auto keyring = defaultKeyring(&raised);
+        if (const Error error(raised); error)
+            return tl::unexpected(failureOf(*error));
+        return keyring != nullptr;
+    });
 }
 
 template <class T>

@@ -23,6 +23,7 @@ public:
     ~SecretServiceStore() override;
 
     Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
+    Result<bool> hasDefaultKeyring() override;
     void unlockAndLookup(const QString& service, const QString& account,
                          std::function<void(Result<std::optional<QByteArray>>)> done) override;
     Result<void> store(const QString& service, const QString& account, const QByteArray& secret, Stored later) override;

@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pathlib
+import signal
 import socket
 import sqlite3
 import subprocess
@@ -36,6 +37,18 @@ def check_while_it_runs(program):
         follower.terminate()
         running.terminate()
     return found
+
+
+def dbus(name, path, method, *arguments, address=None):
+    at = ["--address", address] if address else ["--session"]
+    return subprocess.run(["gdbus", "call", *at, "--dest", name, "--object-path", path, "--method", method, *arguments],
+                          check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+def stop(name, address):
+    """Ends what has this name on the bus."""
+    answer = dbus("org.freedesktop.DBus", "/", "org.freedesktop.DBus.GetConnectionUnixProcessID", name, address=address)
+    os.kill(int(answer.strip("(,)\n").split()[-1]), signal.SIGTERM)
 
 
 def files():
@@ -82,9 +95,8 @@ def main(program):
     watcher = "org.kde.StatusNotifierWatcher"
     with subprocess.Popen([sys.executable, "-m", "dbusmock", watcher, "/StatusNotifierWatcher", watcher]) as desktop:
         subprocess.run(["gdbus", "wait", "--session", "--timeout", str(LONGEST), watcher], check=True)
-        subprocess.run(["gdbus", "call", "--session", "--dest", watcher, "--object-path", "/StatusNotifierWatcher",
-                        "--method", "org.freedesktop.DBus.Mock.AddProperty", watcher,
-                        "IsStatusNotifierHostRegistered", "<true>"], check=True, stdout=subprocess.DEVNULL)
+        dbus(watcher, "/StatusNotifierWatcher", "org.freedesktop.DBus.Mock.AddProperty", watcher,
+             "IsStatusNotifierHostRegistered", "<true>")
         found = check(program)
         assert found["Status item"].endswith("it would be a status notifier item, drawn by the desktop"), found
         desktop.terminate()
@@ -124,12 +136,16 @@ def main(program):
         assert "made by a newer version" in check(program, XDG_DATA_HOME=data)["Store"]
         assert store.read_bytes() == before
 
-    # Peers that hang: a keyring, then the program itself as well, then the bus.
+    # A keyring on its first day. Peers that hang: a keyring, then the program itself as well, then the bus.
     with tempfile.TemporaryDirectory() as folder:
         server = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile",
-                                   f"--address=unix:path={folder}/bus", "--print-address=1"], stdout=subprocess.PIPE)
+                                   f"--address=unix:path={folder}/bus", "--print-address=1"], stdout=subprocess.PIPE,
+                                  env=dict(os.environ, XDG_DATA_HOME=folder, XDG_RUNTIME_DIR=folder))
         server.stdout.readline()
         address = f"unix:path={folder}/bus"
+        # The service that this one starts is new, and would have to ask before it keeps anything.
+        assert check(program, DBUS_SESSION_BUS_ADDRESS=address)["Keyring"].startswith("!! has no default keyring")
+        stop("org.freedesktop.secrets", address)
         with hanging("org.freedesktop.secrets", address):
             found = check(program, DBUS_SESSION_BUS_ADDRESS=address)
             assert found["Keyring"].startswith("!! does not answer"), found
