@@ -1,5 +1,8 @@
 #include "app/UpdateWindow.h"
 
+#include "platform/Desktop.h"
+#include "platform/Run.h"
+#include "platform/SystemEnvironment.h"
 #include "skin/Fonts.h"
 #include "skin/ImageView.h"
 
@@ -110,10 +113,12 @@ UpdateWindow::UpdateWindow(const AppcastItem& item, const QString& thisVersion)
 void UpdateWindow::present(bool asked)
 {
     setAttribute(Qt::WA_ShowWithoutActivating, !asked);
+    if (asked) {
+        platform::environment().desktop().bringForward(*this);
+        return;
+    }
     show();
     raise();
-    if (asked)
-        activateWindow();
 }
 
 } // namespace app

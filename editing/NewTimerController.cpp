@@ -5,6 +5,9 @@
 #include "editing/HoursInput.h"
 #include "editing/NewTimerPanel.h"
 #include "model/HoursMinutes.h"
+#include "platform/Desktop.h"
+#include "platform/Run.h"
+#include "platform/SystemEnvironment.h"
 #include "service/QuillonApi.h"
 #include "settings/UserDefaults.h"
 #include "skin/Fonts.h"
@@ -120,7 +123,7 @@ void NewTimerController::show()
     setSaveButtonState();
     if (!wasVisible)
         centre();
-    m_window->show();
+    platform::environment().desktop().bringForward(*m_window);
     if (!m_projectAutocompleter.selectedValue()) {
         m_projectAutocompleter.setInvalid(false);
         m_projectAutocompleter.setInitialDisplay(true);
@@ -129,8 +132,6 @@ void NewTimerController::show()
         m_projectAutocompleter.textField()->setFocus();
         m_projectAutocompleter.textField()->selectAll();
     }
-    m_window->raise();
-    m_window->activateWindow();
 }
 
 void NewTimerController::hide()

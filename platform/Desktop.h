@@ -23,8 +23,12 @@ public:
     /// Shown in the task bar and the application switcher, or not. Decided once, at start.
     virtual void setShownInTaskBar(bool shown) = 0;
 
-    /// Raises the program above all others, as far as the desktop allows: `window`, which is shown, on top and with the
-    /// keyboard, its other windows in their order. A question that blocks `window` gets the keyboard instead.
+    /// Shows `window`, or brings it to the front where it is shown already, with the keyboard as far as the desktop
+    /// allows. What was typed in it stays.
+    virtual void bringForward(QWidget& window) = 0;
+
+    /// The same for the whole program: `window` on top, its other windows above those of other programs, in their
+    /// order. A question that blocks `window` gets the keyboard instead.
     virtual void activate(QWidget& window) = 0;
 
 private:

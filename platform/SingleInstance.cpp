@@ -67,11 +67,13 @@ public slots:
 private:
     static void takeIds(const QVariantMap& platformData)
     {
-        x11::endStartup(platformData.value(u"desktop-startup-id"_s).toString().toUtf8());
+        const QByteArray id = platformData.value(u"desktop-startup-id"_s).toString().toUtf8();
+        x11::endStartup(id);
+        // Some desktops give the same under the older name alone.
+        const QByteArray token = platformData.value(u"activation-token"_s).toString().toUtf8();
         // Where Qt looks for the permission to raise a window.
-        const QString token = platformData.value(u"activation-token"_s).toString();
-        if (!token.isEmpty())
-            qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+        if (!token.isEmpty() || (!id.isEmpty() && !x11::isRunning()))
+            qputenv("XDG_ACTIVATION_TOKEN", token.isEmpty() ? id : token);
     }
 
     const std::function<void()> m_activated;

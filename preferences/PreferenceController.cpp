@@ -182,11 +182,9 @@ void PreferenceController::show()
         m_ui->accountPage->updateGeometry();
         m_ui->tabView->updateGeometry();
         m_quitting = false;
-        QCoreApplication::instance()->installEventFilter(this);
     }
     m_ui->quitButton->setVisible(m_owner.loggedOut());
     m_window.setWindowState(m_window.windowState() & ~Qt::WindowMinimized);
-    m_window.show();
     environment().desktop().activate(m_window);
 }
 
@@ -578,6 +576,10 @@ bool PreferenceController::eventFilter(QObject* watched, QEvent* event)
         return true;
     case QEvent::PaletteChange:
         setHintColors();
+        return false;
+    case QEvent::Show:
+        if (!event->spontaneous())
+            QCoreApplication::instance()->installEventFilter(this);
         return false;
     case QEvent::Hide:
         if (!event->spontaneous())

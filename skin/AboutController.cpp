@@ -4,6 +4,7 @@
 #include "skin/ImageView.h"
 #include "skin/LinkButton.h"
 
+#include "platform/Desktop.h"
 #include "platform/InfoDictionary.h"
 #include "platform/Run.h"
 
@@ -49,9 +50,7 @@ void AboutController::show()
     // Otherwise the first link would have the focus, and glow before the keyboard is used.
     if (!m_window->isVisible())
         m_window->setFocus();
-    m_window->show();
-    m_window->raise();
-    m_window->activateWindow();
+    platform::environment().desktop().bringForward(*m_window);
 }
 
 void AboutController::loadWindow()

@@ -127,7 +127,6 @@ void TimesheetController::show()
     checkShouldGoToToday();
     m_lastOpenedTime = model::now();
     m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
-    m_window->show();
     environment().desktop().activate(*m_window);
     reloadEntries();
     updateScrolling();

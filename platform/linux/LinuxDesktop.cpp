@@ -5,13 +5,20 @@
 #include <QApplication>
 #include <QDesktopServices>
 #include <QEvent>
+#include <QPointer>
 #include <QWidget>
 
 #include <algorithm>
 
 namespace platform {
 
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
 namespace {
+
+/// Desktops refuse tokens without a word.
+constexpr auto Patience = 300ms;
 
 bool isOrdinary(const QWidget& window)
 {
@@ -53,8 +60,44 @@ void LinuxDesktop::setShownInTaskBar(bool shown)
     QCoreApplication::instance()->installEventFilter(m_leftOut.get());
 }
 
+bool LinuxDesktop::needsTokens()
+{
+    return QGuiApplication::platformName().startsWith("wayland"_L1);
+}
+
+void LinuxDesktop::putInFront(QWidget& window, bool wasOpen)
+{
+    // Qt takes it from there, or asks for one on behalf of the window in use.
+    const bool mayHaveToken = !qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN") || QGuiApplication::focusWindow();
+    window.raise();
+    window.activateWindow();
+    m_patience.reset();
+    if (!m_needsTokens || !wasOpen || window.isActiveWindow())
+        return;
+    const auto reopen = [this, asked = QPointer(&window)] {
+        m_patience.reset();
+        if (!asked || !asked->isVisible() || asked->isActiveWindow())
+            return;
+        asked->hide();
+        asked->show();
+    };
+    if (mayHaveToken)
+        m_patience = m_time.repeat(Patience, reopen);
+    else
+        reopen();
+}
+
+void LinuxDesktop::bringForward(QWidget& window)
+{
+    const bool wasOpen = window.isVisible();
+    window.show();
+    putInFront(window, wasOpen);
+}
+
 void LinuxDesktop::activate(QWidget& window)
 {
+    const bool wasOpen = window.isVisible();
+    window.show();
     QWidgetList open = QApplication::topLevelWidgets();
     open.removeIf([](const QWidget* each) {
         return !isOrdinary(*each) || !each->isVisible() || (each->windowFlags() & Qt::WindowDoesNotAcceptFocus);
@@ -69,12 +112,10 @@ void LinuxDesktop::activate(QWidget& window)
     // No other one is activated on the way: the window manager may take its time with each request.
     window.raise();
     QWidget* const question = QApplication::activeModalWidget();
-    if (question && question != &window) {
-        question->raise();
-        question->activateWindow();
-    } else {
-        window.activateWindow();
-    }
+    if (question && question != &window)
+        putInFront(*question, true);
+    else
+        putInFront(window, wasOpen);
 }
 
 } // namespace platform

@@ -24,8 +24,8 @@ const auto Shortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
 const auto RequestInterface = u"org.freedesktop.portal.Request"_s;
 const auto SessionInterface = u"org.freedesktop.portal.Session"_s;
 const auto RegistryInterface = u"org.freedesktop.host.portal.Registry"_s;
-/// The same at each start: Plasma keeps the keys under it.
-const auto SessionToken = u"quillon"_s;
+/// The same at each start: Plasma keeps the keys under it, and shows it.
+const auto SessionToken = u"Quillon"_s;
 
 /// Keys whose names are not letters or digits (X11/keysymdef.h, without the prefix).
 constexpr std::pair<Qt::Key, QLatin1StringView> Names[] = {

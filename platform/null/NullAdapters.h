@@ -11,6 +11,8 @@
 #include "../SystemIdle.h"
 #include "../UpdateFeed.h"
 
+#include <QWidget>
+
 /// The last candidates: used where the desktop offers nothing. They fail in each interface's way of saying "cannot be
 /// done", so that callers need no check of their own.
 namespace platform {
@@ -45,7 +47,8 @@ class NullDesktop final : public Desktop
 public:
     bool open(const QUrl&) override { return false; }
     void setShownInTaskBar(bool) override {}
-    void activate(QWidget&) override {}
+    void bringForward(QWidget& window) override { window.show(); }
+    void activate(QWidget& window) override { window.show(); }
 };
 
 class NullUpdateFeed final : public UpdateFeed

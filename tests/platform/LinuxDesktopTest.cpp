@@ -2,14 +2,17 @@
 
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/Xcb.h"
+#include "support/ManualTimeSource.h"
 #include "support/Pointer.h"
 
 #include <QApplication>
 #include <QDialog>
+#include <QLineEdit>
 
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 using support::run;
 
 namespace {
@@ -62,6 +65,21 @@ private:
     }
 };
 
+/// Counts how often a window is opened.
+class Openings final : public QObject
+{
+public:
+    explicit Openings(QWidget& window) { window.installEventFilter(this); }
+    int count = 0;
+
+private:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        count += event->type() == QEvent::Show && !event->spontaneous();
+        return false;
+    }
+};
+
 /// What the window manager says of a window that is shown.
 QString state(const QWidget& window)
 {
@@ -99,7 +117,7 @@ private slots:
     void windowsInTheTaskBar()
     {
         for (const bool shown : {true, false}) {
-            platform::LinuxDesktop desktop;
+            platform::LinuxDesktop desktop(m_time);
             desktop.setShownInTaskBar(shown);
             QWidget window;
             QDialog dialog;
@@ -121,7 +139,7 @@ private slots:
 
     void windowAskedForComesToTheFront()
     {
-        platform::LinuxDesktop desktop;
+        platform::LinuxDesktop desktop(m_time);
         QWidget first;
         QDialog second;
         QWidget third(nullptr, Qt::FramelessWindowHint);
@@ -156,6 +174,49 @@ private slots:
         QCOMPARE(activeWindow(), question.winId());
     }
 
+    void withoutATokenTheWindowIsOpenedAnew_data()
+    {
+        QTest::addColumn<QByteArray>("token");
+        QTest::newRow("none") << QByteArray();
+        QTest::newRow("one that the desktop does not accept") << QByteArray("stale");
+    }
+    void withoutATokenTheWindowIsOpenedAnew()
+    {
+        QFETCH(QByteArray, token);
+        // The window manager here would not need one: nothing else is different.
+        platform::LinuxDesktop desktop(m_time, true);
+        QWidget window;
+        QLineEdit field(&window);
+        Openings openings(window);
+        desktop.bringForward(window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        field.setFocus();
+        field.setText(u"typed"_s);
+        desktop.bringForward(window); // in front already
+        QCOMPARE(openings.count, 1);
+
+        const Program other(QStringLiteral(OTHER_PROGRAM));
+        QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
+        qputenv("XDG_ACTIVATION_TOKEN", token);
+        desktop.activate(window);
+        if (!token.isEmpty()) {
+            QCOMPARE(openings.count, 1);
+            // As if it had not come to the front.
+            window.clearFocus();
+            QWidget another;
+            another.show();
+            QVERIFY(QTest::qWaitForWindowActive(&another));
+            m_time.advance(300ms);
+        }
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        QCOMPARE(openings.count, 2);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QCOMPARE(field.text(), u"typed"_s);
+        QCOMPARE(window.focusWidget(), &field);
+        m_time.advance(1s);
+        QCOMPARE(openings.count, 2);
+    }
+
     void endsTheBusyPointer()
     {
         StartupListener listener;
@@ -164,6 +225,9 @@ private slots:
         QTRY_COMPARE(listener.text(), expected + QByteArray(40 - expected.size(), '\0'));
         platform::x11::endStartup({});
     }
+
+private:
+    support::ManualTimeSource m_time;
 };
 
 QTEST_MAIN(LinuxDesktopTest)

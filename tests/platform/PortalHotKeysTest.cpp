@@ -69,7 +69,7 @@ private:
 };
 
 const auto Register = u"register com.wrenfold.quillon"_s;
-const auto Create = u"create quillon"_s; // by the same name each time
+const auto Create = u"create Quillon"_s; // by the same name each time
 const QString BindBoth = u"bind timesheet=CTRL+ALT+m new-timer=CTRL+ALT+n"_s;
 
 } // namespace

@@ -23,6 +23,11 @@ public:
     void activate(QWidget& window) override
     {
         activated << &window;
+        bringForward(window);
+    }
+    void bringForward(QWidget& window) override
+    {
+        window.show();
         window.raise();
         window.activateWindow();
     }
