@@ -10,6 +10,10 @@ namespace platform {
 /// runs; windows are then repainted. One round trip to the X server. Main thread only.
 bool isScreenComposited();
 
+/// Whether windows may draw their own frames; some compositors draw them all. This holds for the whole run. A few round
+/// trips to a Wayland compositor. Main thread only.
+bool mayDrawFrames();
+
 /// Clips the window to a rounded rectangle where it cannot be translucent: `outline` in its own coordinates, `radius`
 /// in points.
 void maskRounded(QWidget& window, const QRectF& outline, double radius);

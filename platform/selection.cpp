@@ -4,7 +4,7 @@
 #include "SystemTimeSource.h"
 #include "null/NullAdapters.h"
 
-#include <QtGlobal>
+#include <QGuiApplication>
 
 #ifdef Q_OS_LINUX
 #include "IdleSources.h"
@@ -18,6 +18,7 @@
 #include "linux/NotificationAlerts.h"
 #include "linux/PortalHotKeys.h"
 #include "linux/SecretServiceStore.h"
+#include "linux/WaylandFrames.h"
 #include "linux/WaylandIdle.h"
 #include "linux/X11.h"
 #include "linux/X11HotKeys.h"
@@ -156,6 +157,15 @@ bool isScreenComposited()
 {
 #ifdef Q_OS_LINUX
     return !x11::isRunning() || x11::isComposited();
+#else
+    return true;
+#endif
+}
+
+bool mayDrawFrames()
+{
+#ifdef Q_OS_LINUX
+    return !QGuiApplication::platformName().startsWith("wayland"_L1) || !compositorInsistsOnFrames();
 #else
     return true;
 #endif

@@ -3,6 +3,7 @@
 #include "editing/EditTimerController.h"
 #include "model/DateComparisons.h"
 #include "model/HoursMinutes.h"
+#include "platform/Compositing.h"
 #include "platform/Desktop.h"
 #include "platform/Run.h"
 #include "service/QuillonApi.h"
@@ -118,7 +119,8 @@ RLListView& TimesheetController::dayEntriesListView() const
 
 void TimesheetController::windowHack()
 {
-    m_window->setOwnFrame(true);
+    // Elsewhere the window would have a title twice.
+    m_window->setOwnFrame(platform::mayDrawFrames());
 }
 
 void TimesheetController::show()
