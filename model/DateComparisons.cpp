@@ -2,13 +2,14 @@
 
 #include "platform/Run.h"
 #include "platform/TimeSource.h"
+#include "store/Utc.h"
 
 namespace model {
 
 QDateTime now()
 {
     const auto sinceEpoch = platform::Run::current().environment().time().now().time_since_epoch();
-    return QDateTime::fromMSecsSinceEpoch(std::chrono::floor<std::chrono::milliseconds>(sinceEpoch).count(), Qt::UTC);
+    return QDateTime::fromMSecsSinceEpoch(std::chrono::floor<std::chrono::milliseconds>(sinceEpoch).count(), store::Utc);
 }
 
 QDate localDay(const QDateTime& date)
@@ -18,7 +19,7 @@ QDate localDay(const QDateTime& date)
 
 QDateTime startOfDay(QDate day)
 {
-    return day.startOfDay(Qt::LocalTime).toUTC();
+    return day.startOfDay().toUTC();
 }
 
 QDateTime dateWithDayPrecision(const QDateTime& date)

@@ -3,6 +3,7 @@
 #include "DateComparisons.h"
 
 #include "platform/Run.h"
+#include "store/Utc.h"
 
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
@@ -58,7 +59,7 @@ QDateTime fromLocalClock(const QDateTime& clock)
         // Where the zone skips that time, it returns the same moment with other fields.
         const std::time_t seconds = std::mktime(&fields);
         if (fields.tm_mday == date.day() && fields.tm_hour == time.hour() && fields.tm_min == time.minute())
-            return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+            return QDateTime::fromSecsSinceEpoch(seconds, store::Utc);
     }
     return {};
 }
@@ -144,7 +145,7 @@ private:
         if (position.getErrorIndex() >= 0 || position.getIndex() == 0 ||
             (whole && position.getIndex() != source.length()))
             return std::nullopt;
-        return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date), Qt::UTC);
+        return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date), store::Utc);
     }
 
     /// Null when ICU has no data.
@@ -208,7 +209,7 @@ QString DateFormatting::write(Pattern pattern, const QDateTime& moment)
 QString DateFormatting::writeLocal(Pattern pattern, const QDateTime& moment)
 {
     const QDateTime local = moment.toLocalTime();
-    return write(pattern, QDateTime(local.date(), local.time(), Qt::UTC));
+    return write(pattern, QDateTime(local.date(), local.time(), store::Utc));
 }
 
 QDateTime DateFormatting::dateFromStartedStoppedString(const QString& text)

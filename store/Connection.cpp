@@ -1,7 +1,7 @@
 #include "store/Connection.h"
+#include "store/Utc.h"
 
 #include <QStringConverter>
-#include <QTimeZone>
 
 #include <sqlite3.h>
 
@@ -108,7 +108,7 @@ Value readColumn(const SQLite::Statement& statement, int index, AttributeType ty
         return QString::fromUtf8(text, column.getBytes());
     }
     case AttributeType::Date:
-        return QDateTime::fromMSecsSinceEpoch(column.getInt64(), Qt::UTC);
+        return QDateTime::fromMSecsSinceEpoch(column.getInt64(), Utc);
     }
     return {};
 }

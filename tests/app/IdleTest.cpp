@@ -1,5 +1,6 @@
 #include "../localservice/HttpClient.h"
 #include "AppRun.h"
+#include "store/Utc.h"
 
 #include "support/TestMain.h"
 #include "timesheet/RLListView.h"
@@ -139,8 +140,8 @@ public:
         auto& entry = company.findOrCreateById<model::DayEntry>(id, cache);
         entry.setProject(&company.findOrCreateById<model::Project>(QString::number(website), cache));
         entry.setTask(&company.findOrCreateById<model::Task>(QString::number(design), cache));
-        entry.setSpentAt(QDateTime(QDate(2013, 1, 15), QTime(), Qt::UTC));
-        entry.setTimerStarted(QDateTime(QDate(2013, 1, 15), QTime(9, 0), Qt::UTC));
+        entry.setSpentAt(QDateTime(QDate(2013, 1, 15), QTime(), store::Utc));
+        entry.setTimerStarted(QDateTime(QDate(2013, 1, 15), QTime(9, 0), store::Utc));
         entry.setHours(0.5);
         QVERIFY(cache.save());
         test.time.advance(30min);

@@ -4,6 +4,7 @@
 #include "model/DateFormatting.h"
 #include "model/HoursMinutes.h"
 #include "model/QuillonHoursFormatter.h"
+#include "store/Utc.h"
 
 #include <QTest>
 
@@ -106,7 +107,7 @@ private slots:
         support::TestRun run;
         const Zone here("America/New_York");
         for (const auto& [writer, text] : rows) {
-            const QDateTime moment(QDate(2024, 3, 5), QTime(2, 3, 4), Qt::UTC);
+            const QDateTime moment(QDate(2024, 3, 5), QTime(2, 3, 4), store::Utc);
             QCOMPARE((DateFormatting::instance().*writer)(moment), QString::fromUtf16(text));
             QVERIFY((DateFormatting::instance().*writer)(QDateTime()).isNull());
         }
@@ -116,7 +117,7 @@ private slots:
     {
         support::TestRun run;
         DateFormatting& formatting = DateFormatting::instance();
-        const QDateTime moment(QDate(2024, 3, 5), QTime(2, 3), Qt::UTC);
+        const QDateTime moment(QDate(2024, 3, 5), QTime(2, 3), store::Utc);
         QStringList texts;
         for (const char* zone : {"Asia/Tokyo", "America/New_York", "UTC"}) {
             const Zone here(zone);

@@ -5,6 +5,7 @@
 #include "service/RequestThrottle.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
+#include "store/Utc.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -146,8 +147,8 @@ private slots:
         run.peer.answer("POST /hc/day_entry/12", {Reply{200, "no XML"}});
         model::DayEntry& entry = newYearsEntry(run);
         entry.setHours(2);
-        entry.setTimerStarted(QDateTime(QDate(2013, 1, 1), QTime(8, 0), Qt::UTC));
-        run.api.correctIdleTimer(entry, 2700, QDateTime(QDate(2013, 1, 1), QTime(9, 0), Qt::UTC));
+        entry.setTimerStarted(QDateTime(QDate(2013, 1, 1), QTime(8, 0), store::Utc));
+        run.api.correctIdleTimer(entry, 2700, QDateTime(QDate(2013, 1, 1), QTime(9, 0), store::Utc));
         QCOMPARE(entry.hours(), 1.25); // at once, not when the service answers
         QVERIFY(!entry.isRunning());
         QVERIFY(run.finish());

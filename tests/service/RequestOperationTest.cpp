@@ -5,6 +5,7 @@
 #include "service/QuillonMultiObjectNetworkOperation.h"
 #include "service/QuillonStopIdleTimerOperation.h"
 #include "settings/QuillonPreferences.h"
+#include "store/Utc.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -373,7 +374,7 @@ private slots:
             const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
             run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
             model::DayEntry& entry = run.entry(u"12"_s);
-            run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), Qt::UTC));
+            run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), store::Utc));
             QVERIFY(run.finish());
             QCOMPARE(run.outcomes.calls(), expected);
             QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") !=

@@ -1,5 +1,6 @@
 #include "store/Context.h"
 #include "store/Coordinator.h"
+#include "store/Utc.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
@@ -171,7 +172,7 @@ private slots:
     {
         QTemporaryDir folder;
         const QString file = folder.filePath(u"s.sqlite"_s);
-        const QDateTime made(QDate(2024, 3, 5), QTime(9, 15, 0, 250), Qt::UTC);
+        const QDateTime made(QDate(2024, 3, 5), QTime(9, 15, 0, 250), store::Utc);
         const QString text = u"Zürich 日本 😀 \"quoted\" 'x' \n"_s + QChar(u'\0') + u"after"_s;
         {
             Context context(coordinator(file), MergePolicy::Overwrite);
