@@ -12,6 +12,7 @@
 #include "platform/Run.h"
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
+#include "skin/Fonts.h"
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
 
@@ -306,6 +307,7 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, bool
     });
     const QApplication application(argc, argv);
     guard.reset();
+    QApplication::setFont(skin::widgetFont(QApplication::font()));
     const EndOnSignal endOnSignal;
 
     platform::Run run(platform::systemEnvironment(std::move(info), [] { return std::make_unique<AppcastFeed>(); }));

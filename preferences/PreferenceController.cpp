@@ -112,7 +112,7 @@ void PreferenceController::awakeFromNib()
 
     m_ui->learnMoreLink->setFont(m_window.font());
     QFont title = m_window.font();
-    title.setWeight(QFont::DemiBold);
+    title.setBold(true);
     for (QLabel* label : {m_ui->keepHereTitle, m_ui->hereTitle})
         label->setFont(title);
     QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());

@@ -7,16 +7,32 @@ using namespace Qt::StringLiterals;
 
 namespace skin {
 
+namespace {
+
+QStringList families()
+{
+    return {u"Inter"_s, u"Liberation Sans"_s, u"DejaVu Sans"_s};
+}
+
+} // namespace
+
 QFont interfaceFont(int points, QFont::Weight weight)
 {
     QFont font;
-    font.setFamilies({u"Inter"_s, u"Liberation Sans"_s, u"DejaVu Sans"_s});
+    font.setFamilies(families());
     font.setStyleHint(QFont::SansSerif);
     font.setPixelSize(points);
     font.setWeight(weight);
     // Hinted advances are whole pixels, and differ from one scale to the next.
     font.setHintingPreference(QFont::PreferNoHinting);
     return font;
+}
+
+QFont widgetFont(QFont ofDesktop)
+{
+    if (QStringList{u"sans"_s, u"sans serif"_s, u"sans-serif"_s}.contains(ofDesktop.family(), Qt::CaseInsensitive))
+        ofDesktop.setFamilies(families());
+    return ofDesktop;
 }
 
 QSizeF TextAttributes::sizeOf(const QString& text) const

@@ -1,5 +1,6 @@
 #include "support/TestMain.h"
 
+#include "skin/Fonts.h"
 #include "skin/Geometrics.h"
 
 #include <QImage>
@@ -45,6 +46,17 @@ class GeometricsTest final : public QObject
     Q_OBJECT
 
 private slots:
+    void fontOfTheDesktop()
+    {
+        for (const QString& open : {u"Sans Serif"_s, u"sans-serif"_s, u"Sans"_s}) {
+            const QFont font = widgetFont(QFont(open, 11, QFont::Bold));
+            QCOMPARE(font.families(), interfaceFont(11).families());
+            QCOMPARE(font.pointSize(), 11);
+            QVERIFY(font.bold() && !QFontInfo(font).italic());
+        }
+        QCOMPARE(widgetFont(QFont(u"Cantarell"_s)).families(), QStringList{u"Cantarell"_s});
+    }
+
     void heights()
     {
         for (const auto& [text, height] :
