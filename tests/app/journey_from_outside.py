@@ -10,7 +10,7 @@ import pyatspi
 from gi.repository import Gio, GLib
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from outside import Heard, Program, account_of, actions, find, handle_events, press, states, until
+from outside import Heard, Program, account_of, actions, find, handle_events, press, role_of, states, until
 
 NAME, PATH, INTERFACE = "com.wrenfold.quillon", "/com/wrenfold/quillon", "com.wrenfold.Quillon1"
 HOME = pathlib.Path(os.environ["HOME"])
@@ -50,7 +50,7 @@ def text_of(accessible):
 
 def shown(root, role, name):
     """Whether there is one on the screen."""
-    found = pyatspi.findDescendant(root, lambda a: a.getRoleName() == role and a.name == name)
+    found = pyatspi.findDescendant(root, lambda a: role_of(a) == role and a.name == name)
     return found and "showing" in states(found)
 
 

@@ -28,7 +28,7 @@ Certificate::Certificate(const QStringList& hosts, const QString& passphrase)
 
 void Certificate::expire() const
 {
-    openssl({u"x509"_s, u"-in"_s, file(), u"-signkey"_s, key(), u"-days"_s, u"-1"_s, u"-out"_s, file()});
+    openssl({u"x509"_s, u"-in"_s, file(), u"-signkey"_s, key(), u"-days"_s, u"0"_s, u"-out"_s, file()});
 }
 
 void Certificate::replace(const Certificate& other) const

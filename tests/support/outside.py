@@ -39,10 +39,16 @@ def states(accessible):
     return {pyatspi.stateToString(state) for state in accessible.getState().getStates()}
 
 
+def role_of(accessible):
+    """Its name, as Debian 12 has it: AT-SPI calls a push button "button" since 2.56."""
+    name = accessible.getRoleName()
+    return "push button" if name == "button" else name
+
+
 def find(root, role, name=None):
     """The first below `root` with that role, such as "push button", and name, as soon as it is there."""
     return until(f"{role} {name or ''}", lambda: pyatspi.findDescendant(
-        root, lambda a: a.getRoleName() == role and (name is None or a.name == name)))
+        root, lambda a: role_of(a) == role and (name is None or a.name == name)))
 
 
 def actions(accessible):
@@ -59,7 +65,7 @@ class Heard:
 
     def _note(self, event):
         if event.detail1:
-            self.told.append((event.source.getRoleName(), event.source.name))
+            self.told.append((role_of(event.source), event.source.name))
 
     def hears(self, role, name):
         return (role, name) in self.told
