@@ -27,6 +27,9 @@ const auto MenuPath = u"/MenuBar"_s;
 /// Sides of the tile in device pixels, for all panels and scales in use. GNOME's are 16 points.
 constexpr std::array TileSides{16, 20, 22, 24, 32, 44, 48};
 
+/// Where Qt looks for the permission to raise a window.
+constexpr auto ActivationToken = "XDG_ACTIVATION_TOKEN";
+
 /// Each item has its own bus name: releasing it is how a desktop learns that the item is gone.
 QString newItemName()
 {
@@ -75,9 +78,12 @@ NotifierItem::NotifierItem(const ItemContent& content, bool showsLabel, std::fun
     bus().registerService(m_name);
     connect(&m_watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString&, const QString&, const QString& owner) {
+                m_drops = 0;
                 if (!owner.isEmpty())
                     enroll();
             });
+    bus().connect(StatusNotifierWatcher, StatusNotifierWatcherPath, StatusNotifierWatcher,
+                  u"StatusNotifierItemUnregistered"_s, this, SLOT(dropped(QString)));
     enroll();
 }
 
@@ -98,6 +104,14 @@ void NotifierItem::enroll()
         if (answer.isError())
             m_refused();
     });
+}
+
+/// GNOME's extension loses one item in four of those that come while the shell starts, and says so.
+void NotifierItem::dropped(const QString& item)
+{
+    constexpr int most = 5; // or it would go on for ever with a desktop that takes none
+    if (item.startsWith(m_name) && m_drops++ < most)
+        enroll();
 }
 
 void NotifierItem::setContent(const ItemContent& content)
@@ -169,11 +183,18 @@ void NotifierItem::ContextMenu(int /*x*/, int /*y*/)
 
 void NotifierItem::SecondaryActivate(int /*x*/, int /*y*/)
 {
+    // No window opens.
+    qunsetenv(ActivationToken);
     if (m_standIn.toggleTimer)
         QMetaObject::invokeMethod(this, m_standIn.toggleTimer, Qt::QueuedConnection);
 }
 
 void NotifierItem::Scroll(int /*delta*/, const QString& /*orientation*/) {}
+
+void NotifierItem::ProvideXdgActivationToken(const QString& token)
+{
+    qputenv(ActivationToken, token.toUtf8());
+}
 
 void NotifierItem::popUpMenu(QMenu& menu)
 {

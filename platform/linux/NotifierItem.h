@@ -47,7 +47,7 @@ struct NotifierToolTip
 /// menu, or is passed on while nobody is signed in; a middle click starts or stops the timer.
 ///
 /// It signals on the bus when, and only when, the hours or the state have changed: the label and the tile, two
-/// messages. It registers again with each new watcher.
+/// messages. It registers again with each new watcher, and with one that drops it.
 class NotifierItem final : public QObject, public QDBusContext, public Carrier
 {
     Q_OBJECT
@@ -101,11 +101,16 @@ public slots:
     void ContextMenu(int x, int y);
     void SecondaryActivate(int x, int y);
     void Scroll(int delta, const QString& orientation);
+    /// Permission to raise a window, given before the press that it is for.
+    void ProvideXdgActivationToken(const QString& token);
 
 signals:
     void NewIcon();
     void NewToolTip();
     void XAyatanaNewLabel(const QString& label, const QString& guide);
+
+private slots:
+    void dropped(const QString& item);
 
 private:
     void enroll();
@@ -118,6 +123,7 @@ private:
     StatusItem::Description m_description;
     const std::unique_ptr<MenuExport> m_menu;
     QDBusServiceWatcher m_watcher;
+    int m_drops = 0;                       ///< by the present watcher
     mutable QList<NotifierPixmap> m_tiles; ///< of the present description; painted on demand
 };
 

@@ -100,6 +100,7 @@ public slots:
 
 signals:
     void StatusNotifierHostRegistered();
+    void StatusNotifierItemUnregistered(const QString& item);
 };
 
 namespace {
@@ -347,7 +348,10 @@ private slots:
         const auto call = [&](const QString& method) {
             ask(name, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem."_s + method, {u"3"_s, u"26"_s});
         };
+        ask(name, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem.ProvideXdgActivationToken"_s, {u"token-1"_s});
+        QTRY_COMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "token-1");
         call(u"SecondaryActivate"_s);
+        QTRY_VERIFY(!qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
         call(u"Activate"_s);
         call(u"ContextMenu"_s);
         const QStringList expected{u"toggle"_s, u"open menu"_s, u"open menu"_s};
@@ -404,6 +408,23 @@ private slots:
         QVERIFY2(tiles.startsWith("(<[(16, 16, [byte 0x55, "_L1), qPrintable(tiles.left(80)));
         QCOMPARE(propertyOf(watcher.items.first(), u"XAyatanaLabel"_s), u"(<'1:05'>,)"_s);
         watcher.bus.unregisterService(u"org.gnome.Shell"_s);
+    }
+
+    void itemsThatGetLostComeBack()
+    {
+        Watcher watcher;
+        Item item;
+        item.show();
+        QTRY_COMPARE(watcher.items.size(), 1);
+        emit watcher.StatusNotifierItemUnregistered(u"org.kde.StatusNotifierItem-1-1"_s); // another's
+        for (int times = 0; times < 20; ++times)
+            emit watcher.StatusNotifierItemUnregistered(watcher.items.first());
+        QTRY_COMPARE(watcher.items.size(), 6);
+        // The last that was sent is the last that is answered.
+        ask(watcher.items.first(), u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem.ContextMenu"_s,
+            {u"0"_s, u"0"_s});
+        QTRY_COMPARE(item.chosen, QStringList{u"open menu"_s});
+        QCOMPARE(watcher.items, QStringList(6, watcher.items.first()));
     }
 
     void shellStartsAnew()
