@@ -66,7 +66,10 @@ private:
     {
         m_input += m_client.readAll().toStdString();
         while (const auto request = takeRequest(m_input)) {
-            if (const auto reply = m_peer.scripted(request->first))
+            const auto reply = m_peer.scripted(request->first);
+            if (reply && reply->passedOn > 0)
+                passOn(request->second, *reply);
+            else if (reply)
                 play(*reply);
             else if (m_peer.m_service == 0)
                 play(Reply{404});
@@ -85,6 +88,7 @@ private:
             m_client.disconnectFromHost();
             break;
         case Fault::Hold:
+        case Fault::Relay:
             break;
         case Fault::Drip:
             send(headOf(reply));
@@ -114,10 +118,38 @@ private:
         if (!m_service) {
             m_service = new QTcpSocket(this);
             m_service->connectToHost(QHostAddress(QHostAddress::LocalHost), m_peer.m_service);
-            connect(m_service, &QTcpSocket::readyRead, this, [this] { m_client.write(m_service->readAll()); });
+            connect(m_service, &QTcpSocket::readyRead, this, &Connection::hear);
             connect(m_service, &QTcpSocket::disconnected, &m_client, &QTcpSocket::disconnectFromHost);
+            connect(m_service, &QTcpSocket::errorOccurred, &m_client, &QTcpSocket::disconnectFromHost);
         }
         m_service->write(request.data(), qint64(request.size()));
+    }
+
+    /// As often as the reply says, one after the other, and then the reply.
+    void passOn(const std::string& request, const Reply& reply)
+    {
+        m_repeated = request;
+        m_then = reply;
+        passOn(request);
+    }
+
+    void hear()
+    {
+        const std::string bytes = m_service->readAll().toStdString();
+        if (!m_then) {
+            send(bytes);
+            return;
+        }
+        m_heard += bytes;
+        const auto whole = takeRequest(m_heard); // head, length and body are the same in a reply
+        if (!whole)
+            return;
+        if (--m_then->passedOn > 0) {
+            passOn(m_repeated);
+            return;
+        }
+        const Reply then = *std::exchange(m_then, std::nullopt);
+        then.fault == Fault::Relay ? send(whole->second) : play(then);
     }
 
     void send(const std::string& bytes) { m_client.write(bytes.data(), qint64(bytes.size())); }
@@ -126,6 +158,9 @@ private:
     QTcpSocket& m_client;
     QTcpSocket* m_service = nullptr;
     std::string m_input;
+    std::string m_repeated;
+    std::string m_heard;
+    std::optional<Reply> m_then; ///< when the service has answered
 };
 
 std::string Request::header(std::string_view name) const
@@ -196,6 +231,10 @@ void ScriptedPeer::stop()
 /// Notes the request, and takes its next reply if there is one.
 std::optional<Reply> ScriptedPeer::scripted(const Request& request)
 {
+    if (fate) {
+        if (auto reply = fate(request))
+            return reply;
+    }
     const std::lock_guard lock(m_mutex);
     m_requests.push_back(request);
     for (const auto& key : {request.method + ' ' + request.target, request.method + ' ' + request.path()}) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -42,6 +43,7 @@ enum class Fault
     Hold,  ///< nothing is ever sent
     Drip,  ///< the head at once, then the body byte by byte, `pause` apart
     Cut,   ///< the head announces the whole body, the connection ends after half of it
+    Relay, ///< instead of this reply, the last one of the service that the request was passed on to
 };
 
 /// A scripted reply: XML unless a Content-Type header says otherwise.
@@ -52,6 +54,7 @@ struct Reply
     Headers headers = {};
     Fault fault = Fault::None;
     std::chrono::milliseconds pause{0};
+    int passedOn = 0; ///< how often the service behind gets the request before this reply goes out
 
     static Reply closed() { return {200, {}, {}, Fault::Close}; }
     static Reply hanging() { return {200, {}, {}, Fault::Hold}; }
@@ -84,6 +87,10 @@ public:
     /// The next replies to `request`, a method and a target ("GET /daily/1/2013?slim=1"; without a query it stands for
     /// the path with any). They are given in order, once each. More calls for the same request append.
     void answer(const std::string& request, std::vector<Reply> replies);
+
+    /// Asked before the scripts what becomes of a request. In the peer's thread, which waits for the answer. To be set
+    /// before the first request.
+    std::function<std::optional<Reply>(const Request&)> fate;
 
     /// Every request so far, in order of arrival.
     std::vector<Request> requests() const;

@@ -1,0 +1,223 @@
+// walk [SEED [MINUTES]]      walks from that seed on, each in a process of its own
+// walk --seconds N           the walks that are kept, then those of the first seeds, for about so long
+// walk --play "start; item"  one walk
+//
+// A walk that goes wrong is shrunk and printed in the form of tests/walk/kept.
+
+#include "World.h"
+
+#include "support/StillStyle.h"
+
+#include <QApplication>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Steps = std::vector<World::Step>;
+using Clock = std::chrono::steady_clock;
+
+constexpr int LongestWalk = 240;   ///< steps
+constexpr unsigned Patience = 120; ///< seconds
+constexpr int MostTries = 400;
+
+Steps read(const std::string& text)
+{
+    Steps steps;
+    std::istringstream parts(text);
+    for (std::string part; std::getline(parts, part, ';');) {
+        std::istringstream words(part);
+        World::Step step;
+        words >> step.name >> step.a >> step.b;
+        steps.push_back(step);
+    }
+    return steps;
+}
+
+std::string write(const Steps& steps)
+{
+    std::string text;
+    for (const World::Step& step : steps) {
+        text += (text.empty() ? "" : "; ") + step.name;
+        if (step.a != 0 || step.b != 0)
+            text += ' ' + std::to_string(step.a);
+        if (step.b != 0)
+            text += ' ' + std::to_string(step.b);
+    }
+    return text;
+}
+
+Steps invent(unsigned seed)
+{
+    std::mt19937 random(seed);
+    const auto below = [&](int limit) { return int(random() % unsigned(limit)); };
+    std::vector<int> fondness(World::Moods, 0);
+    fondness[World::Work] = 2;
+    for (int mood = 1; mood < World::Moods; ++mood)
+        fondness[std::size_t(mood)] = below(3) == 0 ? 1 + below(2) : 0;
+    std::vector<const World::Command*> urn;
+    for (const World::Command& command : World::commands())
+        urn.insert(urn.end(), std::size_t(command.weight * fondness[command.mood]), &command);
+    Steps steps;
+    if (fondness[World::Clock] > 0)
+        steps = {{"zone", below(6)}, {"begin", below(6)}};
+    for (int left = 40 + below(LongestWalk - 40); left > 0; --left) {
+        const World::Command& command = *urn[random() % urn.size()];
+        steps.push_back({command.name, below(command.a), below(command.b)});
+    }
+    steps.push_back({"calm"});
+    return steps;
+}
+
+struct Outcome
+{
+    std::string wrong; ///< empty: nothing
+    int step = 0;      ///< the last one
+    int requests = 0;
+    int repeated = 0;
+};
+
+/// In a process of its own: a walk may break anything.
+Outcome play(const Steps& steps, bool quietly)
+{
+    int report[2];
+    if (::pipe(report) != 0)
+        return {"no pipe"};
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(Patience);
+        if (quietly)
+            static_cast<void>(std::freopen("/dev/null", "w", stderr));
+        int count = 1;
+        char name[] = "walk";
+        char* arguments[] = {name, nullptr};
+        const QApplication application(count, arguments);
+        QApplication::setStyle(new support::StillStyle);
+        World world;
+        const auto say = [&](int step, const std::string& wrong) {
+            const std::string line = std::to_string(step) + ' ' + std::to_string(world.requests) + ' ' +
+                                     std::to_string(world.repeated) + ' ' + wrong + '\n';
+            static_cast<void>(::write(report[1], line.data(), line.size()));
+        };
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            say(int(i), {});
+            if (const std::string wrong = world.take(steps[i]); !wrong.empty()) {
+                say(int(i), wrong);
+                ::_exit(1);
+            }
+        }
+        say(int(steps.size()) - 1, {});
+        ::_exit(0);
+    }
+    ::close(report[1]);
+    std::string told;
+    char buffer[4096];
+    for (ssize_t size = 0; (size = ::read(report[0], buffer, sizeof buffer)) > 0;)
+        told.append(buffer, std::size_t(size));
+    ::close(report[0]);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    Outcome outcome;
+    std::istringstream lines(told);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        words >> outcome.step >> outcome.requests >> outcome.repeated >> std::ws;
+        std::getline(words, outcome.wrong);
+    }
+    if (WIFSIGNALED(status))
+        outcome.wrong =
+            WTERMSIG(status) == SIGALRM ? "it hangs" : "it dies of signal " + std::to_string(WTERMSIG(status));
+    else if (WEXITSTATUS(status) != 0 && outcome.wrong.empty())
+        outcome.wrong = "it ends with status " + std::to_string(WEXITSTATUS(status));
+    return outcome;
+}
+
+/// The shortest walk found that goes wrong as well.
+Steps shrink(Steps steps)
+{
+    int tries = 0;
+    const auto stillWrong = [&](const Steps& fewer) { return ++tries < MostTries && !play(fewer, true).wrong.empty(); };
+    for (std::size_t size = std::max<std::size_t>(steps.size() / 2, 1);; size = std::max<std::size_t>(size / 2, 1)) {
+        bool shorter = false;
+        for (std::size_t from = 0; from < steps.size();) {
+            Steps fewer = steps;
+            fewer.erase(fewer.begin() + long(from), fewer.begin() + long(std::min(from + size, fewer.size())));
+            if (stillWrong(fewer)) {
+                steps = fewer;
+                shorter = true;
+            } else {
+                from += size;
+            }
+        }
+        if (size == 1 && !shorter)
+            break;
+    }
+    for (World::Step& step : steps) {
+        for (int World::Step::*number : {&World::Step::a, &World::Step::b}) {
+            const int before = std::exchange(step.*number, 0);
+            if (before != 0 && !stillWrong(steps))
+                step.*number = before;
+        }
+    }
+    return steps;
+}
+
+bool goesWell(const Steps& steps, const std::string& name, Outcome* sum = nullptr)
+{
+    const Outcome outcome = play(steps, true);
+    if (sum) {
+        sum->step += outcome.step + 1;
+        sum->requests += outcome.requests;
+        sum->repeated += outcome.repeated;
+    }
+    if (outcome.wrong.empty())
+        return true;
+    std::cout << name << ", step " << outcome.step + 1 << ": " << outcome.wrong << std::endl;
+    const Steps few = shrink({steps.begin(), steps.begin() + outcome.step + 1});
+    std::cout << "  " << write(few) << "\n  " << play(few, false).wrong << std::endl;
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto number = [&](std::size_t index, double otherwise) {
+        return index < arguments.size() ? std::atof(arguments[index].c_str()) : otherwise;
+    };
+    if (arguments.size() == 2 && arguments[0] == "--play") {
+        const Outcome outcome = play(read(arguments[1]), false);
+        std::cout << "step " << outcome.step + 1 << ": " << (outcome.wrong.empty() ? "all is well" : outcome.wrong)
+                  << std::endl;
+        return outcome.wrong.empty() ? 0 : 1;
+    }
+    const bool fixed = !arguments.empty() && arguments[0] == "--seconds";
+    const auto begin = Clock::now();
+    const std::chrono::duration<double> time(fixed ? number(1, 10) : number(1, 1) * 60);
+    int wrong = 0;
+    int walks = 0;
+    Outcome sum;
+    if (fixed) {
+        std::ifstream kept(KEPT_WALKS);
+        for (std::string line; std::getline(kept, line);) {
+            if (!line.empty() && !line.starts_with('#'))
+                wrong += !goesWell(read(line), line, &sum);
+        }
+    }
+    for (auto seed = unsigned(fixed ? 1 : number(0, 1)); Clock::now() - begin < time; ++seed, ++walks)
+        wrong += !goesWell(invent(seed), "seed " + std::to_string(seed), &sum);
+    const std::chrono::duration<double> took = Clock::now() - begin;
+    std::cout << walks << " walks, " << sum.step << " steps, " << sum.requests << " requests, " << sum.repeated
+              << " toggles turned back by the retry, " << wrong << " went wrong; " << int(sum.step / took.count() * 60)
+              << " steps a minute" << std::endl;
+    return wrong == 0 ? 0 : 1;
+}
