@@ -167,7 +167,8 @@ void EditTimerController::updateFields()
         return;
     TimesheetEditSheet& sheet = *m_editTimerSheet;
     showNotes(entry->notes());
-    sheet.hoursInput->setText(entry->hoursMinutes());
+    m_hoursShown = entry->hoursMinutes();
+    sheet.hoursInput->setText(m_hoursShown);
     m_projectAutocompleter->setEntry(entry);
     m_taskAutocompleter->setEntry(entry);
     if (entry->spentAt().isValid())
@@ -186,7 +187,6 @@ void EditTimerController::updateFields()
 void EditTimerController::showNotes(const QString& notes)
 {
     NotesField& field = *m_editTimerSheet->notesField;
-    m_notesShown = notes;
     field.setText(notes);
     // Typing continues after the notes, whose beginning is visible.
     field.moveCursor(QTextCursor::End);
@@ -210,6 +210,7 @@ void EditTimerController::showTyped()
     if (model::Task* task = typed->task.get())
         m_taskAutocompleter->setSelectedValue(task);
     showNotes(typed->notes);
+    sheet.notesField->document()->setModified(typed->notes != entry->notes());
     sheet.datePicker->setDate(typed->day);
     sheet.hoursInput->setText(typed->hours);
     sheet.startTimeField->setText(typed->start);
@@ -393,12 +394,16 @@ void EditTimerController::saveTimer()
     model::DayEntry& entry = *m_entry.get();
     entry.setProject(m_projectAutocompleter->selectedProject());
     entry.setTask(m_taskAutocompleter->selectedTask());
-    // Unedited fields go back unchanged to the last character.
-    entry.setNotes(sheet.notesField->document()->isModified() ? sheet.notesField->text() : m_notesShown);
+    // What was not edited goes back as it is by now: while the sheet was open the timer went on, and others may have
+    // changed the entry. Notes go back to the last character.
+    if (sheet.notesField->document()->isModified())
+        entry.setNotes(sheet.notesField->text());
+    const QString hours = sheet.hoursField->text();
     if (sheet.durationContainerAndHoursBackground->isHidden())
         entry.updateHoursFromTimestamps();
     else
-        entry.setHours(static_cast<double>(model::numberFomStringInHoursMinutesFormat(sheet.hoursField->text())));
+        entry.setHours(static_cast<double>(
+            model::numberFomStringInHoursMinutesFormat(hours == m_hoursShown ? entry.hoursMinutes() : hours)));
     entry.setSpentAt(model::startOfDay(sheet.datePicker->currentDate()));
     forgetTyped();
     const int number = ++m_lastSaved;

@@ -132,7 +132,7 @@ private:
     QPointer<TimesheetEditSheet> m_editTimerSheet;
     QPointer<InvalidEntrySheet> m_invalidEntrySheet;
     QPointer<QWidget> m_focusAfterMessage;
-    QString m_notesShown; ///< as they were put there
+    QString m_hoursShown; ///< when the sheet was opened
     std::vector<Typed> m_typed;
     int m_lastSaved = 0;
 };
