@@ -140,8 +140,13 @@ void DayEntry::parseAddXml(const xml::Document& document, Import& import)
     const store::Predicate running = store::where("company", &import.company()) &&
                                      store::where("timerStarted", store::Condition::Operator::NotEqual, store::Value());
     for (store::Object* other : import.context().fetch({EntityName, running, {}})) {
-        if (other != &entry)
-            static_cast<DayEntry*>(other)->setTimerStarted({});
+        if (other == &entry)
+            continue;
+        // Otherwise its hours would go back to those last reported, until its day is next requested.
+        auto& stopped = static_cast<DayEntry&>(*other);
+        stopped.setHoursWithoutTimer(stopped.totalHours());
+        stopped.setHours(stopped.hoursWithoutTimer());
+        stopped.setTimerStarted({});
     }
 }
 
