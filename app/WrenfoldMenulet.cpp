@@ -52,6 +52,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     m_firstSteps.reset();
     m_idleTimer.reset();
     m_updateTimer.reset();
+    m_firstAnswer.reset();
     setCompany(nullptr);
     m_aboutController.reset();
     m_preferenceController.reset();

@@ -228,6 +228,7 @@ private:
 
     void wire();
     void setConnection(Connection connection);
+    void askUntilAnswered();
     void setupReachabilityTarget();
     void describeStatusItem(const model::DayEntry* entry);
     void showAlert(const QString& title, const QString& text);
@@ -265,6 +266,7 @@ private:
 
     std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
+    std::unique_ptr<platform::TimeSource::Timer> m_firstAnswer; ///< tries again until the service has answered once
     /// When the service last reported the hours of an entry, in this run: the uptime.
     std::unordered_map<store::ObjectId, platform::TimeSource::Duration, store::ObjectIdHash> m_hoursAsOf;
 

@@ -75,6 +75,19 @@ void WrenfoldMenulet::initializeQuillonData()
     if (store::Context* context = managedObjectContext())
         setCompany(&model::Company::findOrCreateCompany(m_userPreferences->credentials().url, *context));
     m_api->requestCompany();
+    askUntilAnswered();
+}
+
+void WrenfoldMenulet::askUntilAnswered()
+{
+    // Without it, a service that was away at the start would stay away.
+    if (m_updateTimer || m_firstAnswer)
+        return;
+    m_firstAnswer = platform::environment().time().repeat(RefreshInterval, [this] {
+        const settings::Credentials account = m_userPreferences->credentials();
+        if (!account.url.isEmpty() && !account.password->isEmpty())
+            initializeQuillonData();
+    });
 }
 
 void WrenfoldMenulet::gotQuillonCompany(const QString& subdomain)
@@ -109,6 +122,7 @@ void WrenfoldMenulet::gotQuillonCompanyCacheVersion(qint64 version)
 
 void WrenfoldMenulet::setupUpdateTimer()
 {
+    m_firstAnswer.reset();
     m_updateTimer = platform::environment().time().repeat(RefreshInterval, [this] { downloadLatest(); });
     downloadLatest();
 }
