@@ -50,9 +50,13 @@ Seconds typedSeconds(double hours)
 /// some clients show an hour that is only just not full without its last minutes ("1:00" for 1:59:45).
 bool looksLike(Seconds typed, Seconds actual)
 {
-    const Seconds rounded = (actual + 30) / 60 * 60;
-    const Seconds uncarried = rounded % 3600 == 0 && rounded > actual ? rounded - 3600 : rounded;
-    return typed == rounded || typed == uncarried || typed == typedSeconds(std::round(actual / 36.0) / 100);
+    // Hours go out with four decimals, which may take half a minute down to the minute below.
+    const auto rounds = [typed](Seconds seconds) {
+        const Seconds rounded = (seconds + 30) / 60 * 60;
+        const Seconds uncarried = rounded % 3600 == 0 && rounded > seconds ? rounded - 3600 : rounded;
+        return typed == rounded || typed == uncarried;
+    };
+    return rounds(actual) || rounds(actual - 1) || typed == typedSeconds(std::round(actual / 36.0) / 100);
 }
 
 constexpr const char* SelectEntry =
