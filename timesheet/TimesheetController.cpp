@@ -47,7 +47,8 @@ QDate today()
 std::chrono::milliseconds untilNextMinute(double hours)
 {
     const double minutes = hours * 60;
-    const double next = std::floor(minutes + 0.5) + 0.5;
+    // Minutes are rounded, but hours are not: 1:59:45 shows as 1:00.
+    const double next = std::min(std::floor(minutes + 0.5) + 0.5, (std::floor(minutes / 60) + 1) * 60);
     // Past it rather than a hair before.
     return std::chrono::milliseconds(static_cast<qint64>(std::ceil((next - minutes) * 60'000)) + 1);
 }
