@@ -1,12 +1,15 @@
 #include "AppRun.h"
 
 #include "app/Check.h"
+#include "app/TimeHere.h"
 
 #include "support/TestMain.h"
 #include "timesheet/TimesheetController.h"
 #include "timesheet/TimesheetWindow.h"
 
 #include <QLabel>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -125,6 +128,64 @@ private slots:
         QVERIFY(run.test.statusItem.description.running);
         QCOMPARE(run.menu().toggleCurrentTimerMenuItem->text(), u"Stop Current Timer"_s);
         QCOMPARE(titles(run.menu()).first(), u"Stop Current Timer"_s);
+    }
+
+    void firstStepsEndOnceUnderstood()
+    {
+        StartedRun run;
+        auto& place = run.test.statusItem.whereabouts.onScreen;
+        place = QRect(100, 0, 71, 22);
+        run.menu().firstStepsMenuItem->trigger();
+        run.test.time.advance(2s);
+        const auto isThere = [](const QWidget* window) {
+            return window->isVisible() && window->objectName() == u"callout"_s;
+        };
+        const QWidgetList all = QApplication::topLevelWidgets();
+        const auto callout = std::ranges::find_if(all, isThere);
+        QVERIFY(callout != all.end());
+        QTest::mouseClick((*callout)->findChild<QWidget*>(u"hintButton"_s), Qt::LeftButton);
+        QVERIFY(!(*callout)->isVisible());
+        // Nor do they come along when the panel moves.
+        place = QRect(300, 0, 71, 22);
+        run.test.time.advance(5s);
+        QVERIFY(!(*callout)->isVisible());
+    }
+
+    void pagesOfTheBuiltInServiceAreSignedIn()
+    {
+        struct Fake final : app::BuiltInService
+        {
+            tl::expected<Account, QString> start(const QString&, FileTrouble) override
+            {
+                return Account{u"http://local.localhost:4000"_s, u"you@localhost"_s};
+            }
+            QUrl signedInLink(const QUrl& page) override { return QUrl(page.toString() + u"?key"_s); }
+            QString copiesInWords() const override { return {}; }
+        };
+        StartedRun run;
+        app::TimeHere timeHere([] { return std::make_unique<Fake>(); });
+        bool started = false;
+        timeHere.startUp([&](const QString&) { started = true; });
+        QTRY_VERIFY(started);
+        // What else listens on this machine is somebody else's.
+        for (const auto& [page, opened] :
+             {std::pair(u"http://local.localhost:4000/daily"_s, u"http://local.localhost:4000/daily?key"_s),
+              {u"http://local.localhost:4001/daily"_s, u"http://local.localhost:4001/daily"_s},
+              {u"https://local.localhost:4000/daily"_s, u"https://local.localhost:4000/daily"_s},
+              {u"http://acme.localhost:4000/daily"_s, u"http://acme.localhost:4000/daily"_s}}) {
+            run.test.desktop.openUrl(QUrl(page));
+            QCOMPARE(run.test.desktop.opened.last(), QUrl(opened));
+        }
+    }
+
+    void leavesNothingInTheItem()
+    {
+        StartedRun run;
+        QVERIFY(run.test.statusItem.standIn.menu);
+        run.menulet.reset();
+        QCOMPARE(run.test.statusItem.view, nullptr);
+        QCOMPARE(run.test.statusItem.standIn.menu, nullptr);
+        QVERIFY(!run.test.statusItem.standIn.toggleTimer);
     }
 
     void wideHours()

@@ -160,6 +160,17 @@ private slots:
         }
     }
 
+    void untouchedNotesGoBackAsTheyCame()
+    {
+        EditRun run;
+        const QString id = run.book();
+        run.answerDay(EditRun::entryElement(id, "<hours>1.5</hours><notes>a&#13;\nb&#x2028;c&#13;d</notes>"));
+        run.refresh();
+        run.edit();
+        run.save();
+        QCOMPARE(run.sent(), request("a&#13;\nb\u2028c&#13;d", "  <hours>1.50</hours>\n"));
+    }
+
     void saysWhatIsMissing()
     {
         EditRun run;
@@ -206,7 +217,12 @@ private slots:
         // The look of the field stays the same: words say it.
         QVERIFY(!run.find<QLabel>("timeHint")->text().isEmpty() && !run.startTime().accessibleDescription().isEmpty());
         run.type(run.startTime(), u"9:15"_s);
+        // While a menu has the keyboard, nothing is over.
+        QFocusEvent toMenu(QEvent::FocusOut, Qt::PopupFocusReason);
+        QCoreApplication::sendEvent(&run.startTime(), &toMenu);
+        QCOMPARE(run.startTime().text(), u"9:15"_s);
         run.leave();
+        QCOMPARE(run.startTime().text(), u"9:15AM"_s);
         QVERIFY(run.find<QLabel>("timeHint")->text().isEmpty() && run.startTime().accessibleDescription().isEmpty());
         QCOMPARE(run.entry(id)->startedAt(), EditRun::moment(9, 15));
         QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
@@ -222,6 +238,18 @@ private slots:
         QVERIFY(!run.isOpen());
         QCOMPARE(run.sent(), request("First draft", "  <started_at>9:00AM</started_at>\n"
                                                     "  <ended_at>9:00AM</ended_at>\n"));
+    }
+
+    void keepsAnEndThatIsBeingTyped()
+    {
+        EditRun run(EditRun::Timers::Timestamps);
+        const QString id = run.editBooked();
+        run.type(run.endTime(), u"8:4"_s);
+        run.answerDay(EditRun::entryElement(
+            id, "<hours>1.0</hours><timer_started_at>Tue, 15 Jan 2013 09:00:00 +0000</timer_started_at>"));
+        run.refresh();
+        QVERIFY(run.entry(id)->isRunning());
+        QCOMPARE(run.endTime().text(), u"8:4"_s);
     }
 
     void fillsTimesThatWereCleared()
@@ -357,6 +385,13 @@ private slots:
         QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
         QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
         QCOMPARE(date.date(), QDate(2013, 2, 10));
+        // Who scrolls by means something else.
+        run.notes().setFocus();
+        const QPointF middle(date.rect().center());
+        QWheelEvent wheel(middle, date.mapToGlobal(middle), {}, {0, 120}, {}, {}, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(&date, &wheel);
+        QCOMPARE(date.date(), QDate(2013, 2, 10));
+        date.setFocus();
         // It goes with its window, of which the sheet stays as it is.
         QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
         QVERIFY(date.findChild<QCalendarWidget*>()->isVisible());

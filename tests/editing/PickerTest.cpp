@@ -13,6 +13,7 @@
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QListView>
+#include <QScrollBar>
 
 using namespace editing;
 
@@ -418,6 +419,29 @@ private slots:
         QVERIFY(window.error(window.project));
         window.project.setSelectedValue(window.run.byId<model::Project>("13"));
         QVERIFY(!window.error(window.project));
+    }
+
+    void longListStaysWhereItIs()
+    {
+        Pickers window;
+        std::vector<QByteArray> ids;
+        for (int i = 100; i < 140; ++i)
+            ids.push_back(QByteArray::number(i));
+        for (const QByteArray& id : ids)
+            window.run.offered.push_back({id.constData(), u"Bank"_s, {}, u"p"_s + QString::fromLatin1(id)});
+        window.catalogChanges();
+        window.type(u"p1"_s);
+        for (int i = 0; i < 12; ++i)
+            window.key(Qt::Key_Down);
+        QScrollBar& bar = *window.project.resultsController().resultsTableView()->verticalScrollBar();
+        const int scrolled = bar.value() + 25;
+        bar.setValue(scrolled);
+        window.catalogChanges();
+        QCOMPARE(bar.value(), scrolled);
+        // A menu ends nothing: what is highlighted has not been chosen.
+        QFocusEvent toMenu(QEvent::FocusOut, Qt::PopupFocusReason);
+        QCoreApplication::sendEvent(window.project.textField(), &toMenu);
+        QCOMPARE(window.project.selectedValue(), nullptr);
     }
 
     void nothingIsUsedThatIsGone()

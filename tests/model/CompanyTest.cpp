@@ -179,6 +179,8 @@ private slots:
         entry(run, "23", Today);
         QCOMPARE(id(company.mostRecentDayEntry()), u"21");
         QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"5");
+        entry(run, "24", Today, nullptr, "2024-03-05T12:00:00Z");
+        QCOMPARE(id(company.mostRecentDayEntry()), u"24");
 
         // The first running one in the order of the day, whenever it was updated.
         entry(run, "9", Today, "2024-03-05T10:00:00Z");

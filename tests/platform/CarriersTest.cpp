@@ -369,6 +369,10 @@ private slots:
         item.told.loggedOut = false;
         qunsetenv("XDG_CURRENT_DESKTOP");
 
+        // Desktops take the text for markup.
+        item.told.about = u"R&D <i>"_s;
+        item.item.setDescription(item.told);
+        QVERIFY(propertyOf(name, u"ToolTip"_s).contains(u"'R&amp;D &lt;i&gt;'"_s));
         item.told.offline = true;
         item.item.setDescription(item.told);
         QCOMPARE(propertyOf(name, u"XAyatanaLabel"_s), u"(<'Offline'>,)"_s);

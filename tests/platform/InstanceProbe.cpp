@@ -1,20 +1,21 @@
 #include "platform/SingleInstance.h"
 
+#include <QByteArray>
 #include <QCoreApplication>
 
 #include <cstdio>
 
 namespace {
 
-void say(const char* word)
+void say(const QByteArray& word)
 {
-    std::puts(word);
+    std::puts(word.constData());
     std::fflush(stdout);
 }
 
 } // namespace
 
-/// Starts as the program does, says "first" or "second", then "activated" each time.
+/// Starts as the program does, says "first" or "second", then "activated" each time, or "show" and what allows it.
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
@@ -24,7 +25,7 @@ int main(int argc, char** argv)
             done(platform::SingleInstance::Refusal{QStringLiteral("com.example.NoSuchAction"), name});
             return;
         }
-        say("show");
+        say("show " + qgetenv("XDG_ACTIVATION_TOKEN"));
         done(std::nullopt);
     };
     if (!instance.claim(

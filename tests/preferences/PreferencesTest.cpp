@@ -597,8 +597,17 @@ private slots:
         QVERIFY(!controller.window().isVisible());
         QCOMPARE(changed.count(), 1);
 
-        // What is tried is the other account, while the own one stays in use until it is accepted.
+        // What is tried is the other account, while the own one stays in use until it is accepted. An answer that comes
+        // after Cancel counts for nothing.
         run.open();
+        run.click("signInButton");
+        run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        run.key(Qt::Key_Escape);
+        QTRY_COMPARE(service::QuillonApi::sharedApi().operationCount(), 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(settingsOfRun().credentials().email, u"you@localhost"_s);
+        QVERIFY(!run.owner.asked.contains(u"elsewhere"_s));
+        run.requested();
         run.click("signInButton");
         run.signIn(u"acme"_s, u"ann@example.com"_s, u"wrong"_s);
         QTRY_COMPARE(run.sheet(), Unverified);

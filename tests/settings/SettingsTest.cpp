@@ -183,6 +183,12 @@ private slots:
         QCOMPARE(file.allKeys(), QStringList({u"BlinkColon"_s, u"Elsewhere/key"_s, u"FloatingStatusItem"_s}));
         QCOMPARE(file.value(u"Elsewhere/key"_s).toInt(), 2);
         QCOMPARE(file.value(u"BlinkColon"_s).toBool(), false);
+
+        // Nor is what was written once written again.
+        writeSettings("[General]\nBlinkColon=true\n");
+        start.defaults().setString(SCCompanyKey, u"Bank"_s);
+        QVERIFY(start.defaults().synchronize());
+        QVERIFY(start.defaults().boolForKey(QuillonBlinkCursorKey));
     }
 
     void unwritableFileLosesNothing()
@@ -357,6 +363,24 @@ private slots:
         QCOMPARE(arrived.size(), 0);
     }
 
+    void latePasswordIsOfItsAccountOnly()
+    {
+        Started start(SignedIn);
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "sesame";
+        start.run.secrets.failure = Failure::Locked;
+        QuillonPreferences& preferences = start.preferences();
+        QSignalSpy arrived(&preferences, &QuillonPreferences::passwordArrived);
+        preferences.password();
+        start.defaults().setString(SCEmailKey, u"bob@example.com"_s);
+        preferences.loadSaved();
+        start.run.secrets.answerPrompts(true);
+        bool later = false;
+        start.run.run.postToMain([&] { later = true; });
+        QTRY_VERIFY(later);
+        QCOMPARE(arrived.size(), 0);
+        QVERIFY(preferences.password().isNull());
+    }
+
     void withoutKeyringThePasswordLastsThisRun()
     {
         Started start(SignedIn);
@@ -448,6 +472,24 @@ private slots:
         QCOMPARE(read(QByteArray(1021, 'x') + "\u00e9y"), QString(1021, u'x') + u"\u00e9"_s);
         QCOMPARE(read(QByteArray(1022, 'x') + "\u00e9y"), QString(1022, u'x'));
         QCOMPARE(read("not UTF-8: \xff"), std::nullopt);
+    }
+
+    void keyCodesAreOneToOne()
+    {
+        QMap<QString, qint64> names;
+        QMap<int, qint64> keys;
+        for (qint64 code = 0; code < 128; ++code) {
+            const QString name = SRStringForKeyCode(code);
+            if (name.isEmpty())
+                continue;
+            const int evdev = evdevCode(code).value_or(0);
+            QVERIFY2(!names.contains(name), qPrintable(name));
+            QVERIFY2(!keys.contains(evdev), qPrintable(name));
+            QCOMPARE(codeForEvdev(evdev), code);
+            names.insert(name, code);
+            keys.insert(evdev, code);
+        }
+        QCOMPARE(names.size(), 73);
     }
 
     void keyCodes()

@@ -162,6 +162,12 @@ private slots:
         // People who click know where they are.
         button->setFocus(Qt::MouseFocusReason);
         QCOMPARE(beside(), before);
+        // A menu gives the focus back, and changes nothing.
+        for (const QEvent::Type type : {QEvent::FocusOut, QEvent::FocusIn}) {
+            QFocusEvent menu(type, Qt::PopupFocusReason);
+            QCoreApplication::sendEvent(button.get(), &menu);
+        }
+        QCOMPARE(beside(), before);
         window.other.setFocus();
         button->setFocus(Qt::TabFocusReason);
         button->hide();

@@ -1,6 +1,8 @@
 #include "support/Pointer.h"
 
+#include "skin/Callout.h"
 #include "skin/HUDBorderlessWindow.h"
+#include "skin/HintCard.h"
 
 #include <QApplication>
 #include <QImage>
@@ -92,6 +94,20 @@ private slots:
         panel.field.setFocus();
         support::pointer(u"type 1:30"_s);
         QTRY_COMPARE(panel.field.text(), u"1:30"_s);
+    }
+
+    void hintsLeaveTheKeyboardWhereItIs()
+    {
+        Panel panel;
+        panel.show();
+        panel.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&panel));
+        Callout callout;
+        callout.setHint({.title = u"Your hours are here"_s});
+        callout.pointAt(QRect(600, 0, 71, 22));
+        QVERIFY(QTest::qWaitForWindowExposed(&callout));
+        QVERIFY(!QTest::qWaitForWindowActive(&callout, 300));
+        QVERIFY(panel.isActiveWindow());
     }
 
     void backgroundMovesIt()

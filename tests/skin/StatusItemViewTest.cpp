@@ -101,6 +101,10 @@ private slots:
         ViewOnScreen on;
         on.view.setClicked(true);
         QCOMPARE(on.picture().pixel(70, 21), on.view.palette().color(QPalette::Highlight).rgb());
+        QPalette other = on.view.palette();
+        other.setColor(QPalette::Highlight, Qt::magenta);
+        on.view.setPalette(other);
+        QCOMPARE(on.picture().pixel(70, 21), QColor(Qt::magenta).rgb());
         on.view.setClicked(false);
         QCOMPARE(qAlpha(on.picture().pixel(70, 21)), 0);
     }

@@ -264,6 +264,9 @@ private slots:
         QCOMPARE(keys(desk.main.fetch(inA)), u"new renamed stays"_s);
         QVERIFY(!Desk::byKey(desk.main, u"moved"_s));
         QVERIFY(!Desk::byKey(desk.main, u"gone"_s));
+        // The first in the store is none of them any more.
+        QCOMPARE(desk.main.fetchFirst("Note", where("key", Operator::NotEqual, u"stays"_s))->string("key"),
+                 u"renamed"_s);
 
         a.setValue("label", u"Z"_s);
         QVERIFY(desk.main.fetch(inA).empty());
@@ -317,6 +320,19 @@ private slots:
         desk.one.setValue("open", true);
         two.setToOne("box", &desk.b);
         QCOMPARE(keys(desk.b.fetched("openNotes")), u"1"_s);
+    }
+
+    void collectionsFollowMergesOfWhatIsNotLoaded()
+    {
+        Boxes desk;
+        Context reader(desk.shared, MergePolicy::Overwrite);
+        Object* const other = reader.find(desk.b.id());
+        QVERIFY(other->toMany("notes").empty());
+        const auto worker = desk.worker();
+        Desk::byKey(*worker, u"1"_s)->setToOne("box", worker->find(desk.b.id()));
+        QVERIFY(worker->save());
+        reader.mergeChanges(*desk.saved);
+        QCOMPARE(keys(other->toMany("notes")), u"1"_s);
     }
 
     void deletionFollowsTheRules()
@@ -413,8 +429,10 @@ private slots:
         const auto other = desk.worker();
         other->remove(*Desk::byKey(*other, u"1"_s));
         QVERIFY(other->save());
+        const ObjectId lost = Desk::byKey(*trump, u"1"_s)->id();
         QVERIFY(trump->save());
         QVERIFY(!Desk::byKey(*trump, u"1"_s));
+        QVERIFY(!trump->find(lost));
         QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
         QVERIFY(overwrite.save());
         QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);

@@ -149,6 +149,11 @@ private slots:
         QVERIFY(!opensNewTimer());
         QTest::mouseClick(window.goToQuillonButton, Qt::LeftButton);
         QCOMPARE(run.test.desktop.opened, QList{QUrl(u"http://acme.localhost:%1/daily"_s.arg(run.port))});
+
+        run.click(window.goToTodayButton);
+        run.menulet->authenticationFailed();
+        QVERIFY(window.signInButton->isVisible());
+        QVERIFY(!window.startNewTimerButton->isVisible());
     }
 
     void nameOfTheHotKeyIsOnTheButton()
@@ -502,6 +507,12 @@ private slots:
         run.window().show();
         QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:11"_s, u"1:41"_s}));
         QCOMPARE(run.test.time.timers(), timers);
+
+        // The sum turns at a moment of its own.
+        run.row(0).dayEntry()->setHours((30 * 60 + 20) / 3600.0);
+        run.controller().reloadEntries();
+        run.test.time.advance(11s);
+        QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:11"_s, u"1:42"_s}));
     }
 
     void theLongestTextsFit()
