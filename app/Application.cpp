@@ -1,6 +1,7 @@
 #include "app/Application.h"
 
 #include "app/AppcastFeed.h"
+#include "app/BookingBus.h"
 #include "app/Check.h"
 #include "app/Complaint.h"
 #include "app/SessionBus.h"
@@ -42,37 +43,6 @@ constexpr int ExitUsage = 2;
 
 // A covered window is never painted; what waits for it must not wait for that.
 constexpr auto LongestWaitForFace = 500ms;
-
-constexpr char HelpText[] =
-    R"(Usage: quillon [OPTION]…
-       quillon COMMAND
-Shows the hours of your running timer, and starts and stops it.
-
-  --local        keep the timesheet on this computer, in the built-in service
-  --info FILE    take tuning values from FILE (JSON) over the built-in ones
-  --check        check what Quillon needs from this desktop, and print what to do about it
-  --help         print this and exit
-  --version      print the version and exit
-
-Commands for the running program:
-  toggle         start or stop the current timer
-  new            show the window for a new timer
-  timesheet      show or hide the timesheet
-  preferences    show the preferences
-  quit           end the program
-  status         print the hours and what they are for
-    --json         as JSON
-    --follow       a line for each change, until nobody reads them
-    --format TEXT  in the form of TEXT: {text} {hours} {state} {symbol} {project} {task} {client} {notes}
-
-Settings:  $XDG_CONFIG_HOME/Quillon/Quillon.conf
-Data:      $XDG_DATA_HOME/Quillon
-)";
-
-void print(const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stdout);
-}
 
 /// Calls back once when the widget has been painted for the first time, or after a while.
 class FirstPaint final : public QObject
@@ -146,7 +116,7 @@ public:
     /// False: another one runs and was asked to come forward.
     bool isFirst(QVariantMap startedBy)
     {
-        return m_instance.claim(
+        const bool first = m_instance.claim(
             std::move(startedBy),
             [this] {
                 if (m_menulet)
@@ -158,11 +128,15 @@ public:
                 else // started by the desktop in order to activate it
                     m_waiting.emplace_back(action, std::move(done));
             });
+        if (first)
+            m_bookingBus.emplace(m_instance.busObject());
+        return first;
     }
 
     /// The status item first: slow work starts once there is something to look at.
-    void start(const BuiltInService::Maker& builtInService, bool local)
+    void start(const BuiltInService::Maker& builtInService, bool local, bool background)
     {
+        m_background = background;
         m_menulet.emplace(builtInService);
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
@@ -196,7 +170,13 @@ private:
 
     void awake()
     {
+        // A call that started the program asks for no window.
+        if (m_background || m_bookingBus->wasCalled())
+            m_menulet->startInBackground();
         m_menulet->awakeFromNib();
+        m_bookings.emplace([this] { return m_menulet->accountState(); });
+        QObject::connect(&*m_menulet, &WrenfoldMenulet::statusChanged, &*m_bookings, &booking::Bookings::stateChanged);
+        m_bookingBus->open(*m_bookings);
         m_sessionBus.emplace(*m_menulet, m_instance.busObject());
         for (const auto& [action, done] : m_waiting)
             m_sessionBus->perform(action, done);
@@ -204,7 +184,10 @@ private:
 
     platform::SingleInstance m_instance;
     std::vector<std::pair<QString, SessionBus::Done>> m_waiting;
+    bool m_background = false;
     std::optional<WrenfoldMenulet> m_menulet;
+    std::optional<booking::Bookings> m_bookings;
+    std::optional<BookingBus> m_bookingBus;
     std::optional<SessionBus> m_sessionBus;
 };
 
@@ -212,50 +195,31 @@ private:
 
 tl::expected<Arguments, QString> Arguments::parse(const QStringList& arguments)
 {
+    constexpr auto info = "--info="_L1;
     Arguments parsed;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments.at(i);
-        const bool isStatus = parsed.command && parsed.command->name == "status"_L1;
-        if (argument == "--local"_L1) {
+        if (argument == "--local"_L1)
             parsed.local = true;
-        } else if (argument == "--help"_L1 || argument == "-h"_L1) {
-            parsed.help = true;
-        } else if (argument == "--version"_L1) {
-            parsed.version = true;
-        } else if (argument == "--check"_L1) {
+        else if (argument == "--background"_L1)
+            parsed.background = true;
+        else if (argument == "--check"_L1)
             parsed.check = true;
-        } else if (argument == "--info"_L1) {
-            if (++i == arguments.size())
-                return tl::unexpected(tr("--info needs the name of a file"));
-            parsed.infoFile = arguments.at(i);
-        } else if (argument.startsWith("--info="_L1)) {
-            parsed.infoFile = argument.mid(7);
-        } else if (isStatus && argument == "--json"_L1) {
-            parsed.command->json = true;
-        } else if (isStatus && argument == "--follow"_L1) {
-            parsed.command->follow = true;
-        } else if (isStatus && (argument == "--format"_L1 || argument.startsWith("--format="_L1))) {
-            if (argument == "--format"_L1 && ++i == arguments.size())
-                return tl::unexpected(tr("--format needs a string"));
-            const auto text = StatusText::parse(argument == "--format"_L1 ? arguments.at(i) : argument.mid(9));
-            if (!text)
-                return tl::unexpected(text.error());
-            parsed.command->text = *text;
-        } else if (argument.startsWith(u'-')) {
-            return tl::unexpected(
-                tr("there is no option \"%1\" %2(see quillon --help)")
-                    .arg(argument, parsed.command ? tr("of %1 ").arg(parsed.command->name) : QString()));
-        } else if (parsed.command || !BusCommand::exists(argument)) {
-            return tl::unexpected(tr("there is no command \"%1\" (see quillon --help)").arg(argument));
-        } else {
-            parsed.command = BusCommand{.name = argument, .text = {}};
-        }
+        else if (argument == "--info"_L1 && i + 1 == arguments.size())
+            return tl::unexpected(tr("--info needs the name of a file"));
+        else if (argument == "--info"_L1)
+            parsed.infoFile = arguments.at(++i);
+        else if (argument.startsWith(info))
+            parsed.infoFile = argument.mid(info.size());
+        else if (argument.startsWith(u'-'))
+            return tl::unexpected(tr("there is no option \"%1\" (see quillon --help)").arg(argument));
+        else
+            return tl::unexpected(tr("\"%1\" goes to the running program, and takes neither --local nor --info; "
+                                     "commands come first (see quillon --help)")
+                                      .arg(argument));
     }
-    if (parsed.check && (parsed.local || parsed.command))
-        return tl::unexpected(tr("--check goes with no command and no option but --info"));
-    if (parsed.command && (parsed.local || !parsed.infoFile.isEmpty()))
-        return tl::unexpected(
-            tr("%1 goes to the running program, and takes neither --local nor --info").arg(parsed.command->name));
+    if (parsed.check && (parsed.local || parsed.background))
+        return tl::unexpected(tr("--check goes with no option but --info"));
     return parsed;
 }
 
@@ -269,12 +233,6 @@ int Application::run(int argc, char** argv) const
         complain(arguments.error());
         return ExitUsage;
     }
-    if (arguments->help || arguments->version) {
-        print(arguments->help ? tr(HelpText) : u"quillon %1\n"_s.arg(QStringLiteral(QUILLON_VERSION)));
-        return 0;
-    }
-    if (arguments->command)
-        arguments->command->run(argc, argv);
     const QString infoFile = arguments->infoFile.isEmpty() ? qEnvironmentVariable("QUILLON_INFO") : arguments->infoFile;
     auto info = platform::InfoDictionary::load(infoFile);
     if (!info) {
@@ -291,10 +249,10 @@ int Application::run(int argc, char** argv) const
         complain(tr("there is no display to show anything on"));
         return ExitCannotRun;
     }
-    return show(argc, argv, std::move(*info), arguments->local);
+    return show(argc, argv, std::move(*info), *arguments);
 }
 
-int Application::show(int argc, char** argv, platform::InfoDictionary info, bool local) const
+int Application::show(int argc, char** argv, platform::InfoDictionary info, const Arguments& arguments) const
 {
     QApplication::setApplicationName(u"Quillon"_s);
     QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
@@ -315,7 +273,7 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, bool
     if (!program.isFirst(std::move(startedBy)))
         return 0;
     platform::makeOwnFolder(platform::configFolder());
-    program.start(m_builtInService, local);
+    program.start(m_builtInService, arguments.local, arguments.background);
     return QApplication::exec();
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "app/BuiltInService.h"
-#include "app/BusCommand.h"
 
 #include <QStringList>
 
-#include <optional>
+#include <tl/expected.hpp>
 
 namespace platform {
 class InfoDictionary;
@@ -13,15 +12,13 @@ class InfoDictionary;
 
 namespace app {
 
-/// The options on the command line.
+/// The options of the program. Its commands are those of `client/`, which has taken them out.
 struct Arguments
 {
     bool local = false;
-    bool help = false;
-    bool version = false;
+    bool background = false;
     bool check = false;
     QString infoFile;
-    std::optional<BusCommand> command;
 
     /// Without the program's own name. The error is one line for standard error.
     static tl::expected<Arguments, QString> parse(const QStringList& arguments);
@@ -37,7 +34,7 @@ public:
     int run(int argc, char** argv) const;
 
 private:
-    int show(int argc, char** argv, platform::InfoDictionary info, bool local) const;
+    int show(int argc, char** argv, platform::InfoDictionary info, const Arguments& arguments) const;
 
     const BuiltInService::Maker m_builtInService;
 };

@@ -5,7 +5,7 @@
 class QDBusMessage;
 class QString;
 
-/// The part of the session bus that the program and its command line share.
+/// The program on the session bus, as seen from outside and from within.
 namespace app {
 
 inline constexpr QLatin1StringView QuillonInterface("com.wrenfold.Quillon1");

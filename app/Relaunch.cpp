@@ -1,5 +1,6 @@
 #include "app/Relaunch.h"
 
+#include "platform/Paths.h"
 #include "settings/QuillonPreferences.h"
 
 #include <QCoreApplication>
@@ -31,13 +32,10 @@ QStringList startArguments()
 
 void relaunch(QObject* /*sender*/)
 {
-    // In a build it is beside the program.
-    const QString here = QCoreApplication::applicationDirPath();
     const QString helper =
-        QStandardPaths::findExecutable(u"relaunch_quillon"_s, {here + "/" QUILLON_HELPER_FOLDER ""_L1, here});
+        QStandardPaths::findExecutable(u"relaunch_quillon"_s, {QCoreApplication::applicationDirPath()});
     const QStringList arguments =
-        QStringList{QCoreApplication::applicationFilePath(), QString::number(QCoreApplication::applicationPid())} +
-        startArguments();
+        QStringList{platform::programPath(), QString::number(QCoreApplication::applicationPid())} + startArguments();
     if (!helper.isEmpty() && QProcess::startDetached(helper, arguments))
         QCoreApplication::exit(0);
 }

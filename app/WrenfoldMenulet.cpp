@@ -115,7 +115,8 @@ void WrenfoldMenulet::awakeFromNib()
     setupReachabilityTarget();
     if (m_userPreferences->credentials().url.isEmpty()) {
         authenticationFailed();
-        showPreferencePanel(this);
+        if (!m_inBackground)
+            showPreferencePanel(this);
     }
     environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);
     environment().updateFeed().checkInBackground();

@@ -2,6 +2,7 @@
 
 #include "app/IdleTimer.h"
 #include "app/TimeHere.h"
+#include "booking/Bookings.h"
 #include "model/Host.h"
 #include "platform/Alerts.h"
 #include "platform/Reachability.h"
@@ -80,6 +81,9 @@ public:
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
 
+    /// From now on no window comes up unless somebody asks for one. Before `awakeFromNib`.
+    void startInBackground() { m_inBackground = true; }
+
     /// The program was started again while running: shows the timesheet. Always false: the caller does nothing more.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
@@ -104,6 +108,8 @@ public:
     model::DayEntry* currentEntry() const;
     bool loggedOut() const override { return m_connection.loggedOut; }
     bool offline() const override { return m_connection.offline; }
+    /// What the status item says of the account.
+    booking::State accountState() const;
     bool showingInDock() const override { return m_showingInDock; }
     TimeHere& timeHere() { return m_timeHere; }
     StatusMenu& menu() const { return *m_menu; }
@@ -286,6 +292,7 @@ private:
     bool m_clearingCompanyData = false;
     bool m_cacheVersionChanged = false;
     bool m_showingMenu = false;
+    bool m_inBackground = false;
 };
 
 } // namespace app

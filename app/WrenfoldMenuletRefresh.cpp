@@ -164,6 +164,8 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
     const model::DayEntry* entry = currentEntry();
     m_view->setHours(entry ? entry->hoursMinutes() : u"0:00"_s, entry && entry->isRunning());
     describeStatusItem(entry);
+    if (m_inBackground)
+        return;
     if (!m_timesheetController)
         showTimesheetWindow(this);
     if (m_userPreferences->timeIsKeptHere())
@@ -183,6 +185,15 @@ void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> chan
             m_addTimerController->catalogDidChange();
     }
     updateTotal();
+}
+
+booking::State WrenfoldMenulet::accountState() const
+{
+    if (offline())
+        return booking::State::Offline;
+    if (loggedOut())
+        return booking::State::SignedOut;
+    return m_view->hoursString() == "-:--"_L1 ? booking::State::Starting : booking::State::Ready;
 }
 
 void WrenfoldMenulet::setConnection(Connection connection)

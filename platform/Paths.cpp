@@ -1,8 +1,10 @@
 #include "Paths.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -85,6 +87,13 @@ QString runtimeFolder()
     const bool ours = lstat(name.constData(), &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == getuid() &&
                       (found.st_mode & 0077) == 0;
     return ours ? own : QString();
+}
+
+QString programPath()
+{
+    const QString here = QCoreApplication::applicationDirPath();
+    const QString found = QStandardPaths::findExecutable(u"quillon"_s, {here + "/" QUILLON_COMMAND_FOLDER ""_L1, here});
+    return found.isEmpty() ? QCoreApplication::applicationFilePath() : QFileInfo(found).canonicalFilePath();
 }
 
 bool makeFolder(const QString& folder)

@@ -22,6 +22,10 @@ QString dataFolder();
 /// has none. Empty when that cannot be made or belongs to somebody else.
 QString runtimeFolder();
 
+/// What a person starts the program with, as an absolute path: `quillon` in the folder for commands, or beside the
+/// program in a build; the running executable itself where there is no such file (in a test).
+QString programPath();
+
 /// Makes the folder and any missing parents, accessible to the person alone (mode 0700, as XDG directories must be)
 /// whatever the umask. False when it is not there afterwards. Any thread.
 bool makeFolder(const QString& folder);

@@ -504,12 +504,12 @@ void PreferenceController::goToHelpCenter()
 void PreferenceController::addAppAsLoginItem()
 {
     // Failure to write the list is ignored: there is nothing the user could do about it here.
-    static_cast<void>(m_loginItems.insert(QCoreApplication::applicationFilePath(), m_owner.startArguments()));
+    static_cast<void>(m_loginItems.insert(platform::programPath(), m_owner.startArguments()));
 }
 
 void PreferenceController::deleteAppFromLoginItem()
 {
-    const QString program = QCoreApplication::applicationFilePath();
+    const QString program = platform::programPath();
     for (const platform::LoginItems::Item& item :
          m_loginItems.snapshot().value_or(std::vector<platform::LoginItems::Item>())) {
         if (m_loginItems.resolve(item) == program)

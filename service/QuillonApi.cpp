@@ -44,6 +44,11 @@ void giveMemoryBack()
 #endif
 }
 
+FailureSelector toldTo(QuillonApi::Failure whom, FailureSelector delegates)
+{
+    return whom == QuillonApi::Failure::TellDelegate ? delegates : nullptr;
+}
+
 } // namespace
 
 QuillonApi::QuillonApi()
@@ -91,12 +96,12 @@ void QuillonApi::requestCompanyCacheVersion()
         delegate());
 }
 
-void QuillonApi::requestDailyTimesheetForDate(QDate date, bool andRefresh)
+void QuillonApi::requestDailyTimesheetForDate(QDate date, bool andRefresh, Ended ended)
 {
     const QString path =
         u"/daily/%1/%2%3"_s.arg(date.dayOfYear()).arg(date.year()).arg(andRefresh ? u""_s : u"?slim=1"_s);
     add(dayOperation(path), delegate(), &OutcomeReceiver::requestDailyTimesheetDidSucceed,
-        &OutcomeReceiver::requestDailyTimesheetDidFailWithError);
+        &OutcomeReceiver::requestDailyTimesheetDidFailWithError, std::move(ended));
 }
 
 void QuillonApi::requestUser(const QString& userId)
@@ -106,35 +111,37 @@ void QuillonApi::requestUser(const QString& userId)
         delegate(), &OutcomeReceiver::requestUserDidSucceed);
 }
 
-void QuillonApi::startNewTimer(model::DayEntry& entry, Ended ended)
+void QuillonApi::startNewTimer(model::DayEntry& entry, Ended ended, Failure failure)
 {
-    startNewTimer(entry, delegate(), std::move(ended));
+    startNewTimer(entry, delegate(), toldTo(failure, &OutcomeReceiver::startNewTimerDidFailWithError),
+                  std::move(ended));
 }
 
 void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify)
 {
-    startNewTimer(entry, andNotify, {});
+    startNewTimer(entry, andNotify, &OutcomeReceiver::startNewTimerDidFailWithError, {});
 }
 
-void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended)
+void QuillonApi::startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, FailureSelector failed, Ended ended)
 {
-    add(dayOperation(u"/daily/add"_s, entry.toXml()), andNotify, &OutcomeReceiver::startNewTimerDidSucceed,
-        &OutcomeReceiver::startNewTimerDidFailWithError, std::move(ended));
+    add(dayOperation(u"/daily/add"_s, entry.toXml()), andNotify, &OutcomeReceiver::startNewTimerDidSucceed, failed,
+        std::move(ended));
 }
 
-void QuillonApi::toggleTimer(const model::DayEntry& entry, Ended ended)
+void QuillonApi::toggleTimer(const model::DayEntry& entry, Ended ended, Failure failure)
 {
     auto operation = dayOperation("/daily/timer/"_L1 + entry.idString());
     operation->setChangesSomething(true);
     add(std::move(operation), delegate(), &OutcomeReceiver::toggleTimerDidSucceed,
-        &OutcomeReceiver::toggleTimerDidFailWithError, std::move(ended));
+        toldTo(failure, &OutcomeReceiver::toggleTimerDidFailWithError), std::move(ended));
     requestDailyTimesheetForDate(entry.spentAt().toLocalTime().date());
 }
 
-void QuillonApi::updateTimer(model::DayEntry& entry, Ended ended)
+void QuillonApi::updateTimer(model::DayEntry& entry, Ended ended, Failure failure)
 {
     add(dayOperation("/daily/update/"_L1 + entry.idString(), entry.toXml()), delegate(),
-        &OutcomeReceiver::updateTimerDidSucceed, &OutcomeReceiver::updateTimerDidFailWithError, std::move(ended));
+        &OutcomeReceiver::updateTimerDidSucceed, toldTo(failure, &OutcomeReceiver::updateTimerDidFailWithError),
+        std::move(ended));
 }
 
 void QuillonApi::deleteTimer(const model::DayEntry& entry)

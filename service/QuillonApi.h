@@ -54,7 +54,14 @@ public:
     /// For a caller that must know how this very request ended, whatever its outcome, if any. Called once, before the
     /// outcomes of its kind and without success after a failure; never when the facade stops. Must not rely on objects
     /// that may be gone by then.
-    using Ended = std::function<void(bool succeeded)>;
+    using Ended = std::function<void(const Result&)>;
+
+    /// Who hears of a failure besides `Ended`.
+    enum class Failure
+    {
+        TellDelegate, ///< which shows an alert
+        TellCaller,   ///< nobody
+    };
 
     settings::QuillonPreferences& userCredentials() const { return m_userCredentials; }
 
@@ -64,15 +71,15 @@ public:
     void requestCompanyCacheVersion();
     /// The day sheet of `date`: in full, with the catalog, when `andRefresh`, else slim.
     /// Outcomes: requestDailyTimesheetDidSucceed, requestDailyTimesheetDidFailWithError.
-    void requestDailyTimesheetForDate(QDate date, bool andRefresh = false);
+    void requestDailyTimesheetForDate(QDate date, bool andRefresh = false, Ended ended = {});
     /// Outcome: requestUserDidSucceed.
     void requestUser(const QString& userId);
     /// Outcomes, here and below: the method's name with DidSucceed and DidFailWithError.
-    void startNewTimer(model::DayEntry& entry, Ended ended = {});
+    void startNewTimer(model::DayEntry& entry, Ended ended = {}, Failure failure = Failure::TellDelegate);
     void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify);
     /// Starts or stops the entry's timer, then requests the slim sheet of its day: other entries may have been stopped.
-    void toggleTimer(const model::DayEntry& entry, Ended ended = {});
-    void updateTimer(model::DayEntry& entry, Ended ended = {});
+    void toggleTimer(const model::DayEntry& entry, Ended ended = {}, Failure failure = Failure::TellDelegate);
+    void updateTimer(model::DayEntry& entry, Ended ended = {}, Failure failure = Failure::TellDelegate);
     void deleteTimer(const model::DayEntry& entry);
     /// Takes the idle time (seconds) off the entry and stops it, locally at once and then on the service, unless the
     /// entry was changed there after `andUpdatedAt`.
@@ -95,6 +102,8 @@ public:
     void trimRequestHistory() { m_throttle.trimRequestHistory(); }
     std::optional<std::chrono::milliseconds> currentThrottleWait() { return m_throttle.currentThrottleWait(); }
     void newRequestStarted() { m_throttle.newRequestStarted(); }
+    /// How long the request whose turn it is still waits for the throttle; zero: none waits. Never blocks.
+    std::chrono::milliseconds throttleWaitInProgress() const { return m_throttle.waitInProgress(); }
 
     /// What operations of this facade are made with.
     const OperationServices& services() const { return m_services; }
@@ -110,7 +119,7 @@ private:
                                                           const std::optional<QByteArray>& postData = {}) const;
     void add(std::unique_ptr<QuillonNetworkOperation> operation, OutcomeReceiver* receiver,
              SuccessSelector succeeded = nullptr, FailureSelector failed = nullptr, Ended ended = {});
-    void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, Ended ended);
+    void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, FailureSelector failed, Ended ended);
     void release();
     void work(const std::stop_token& stop);
 

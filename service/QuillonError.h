@@ -23,6 +23,15 @@ struct Error
     bool operator==(const Error&) const = default;
 };
 
+/// How one request ended.
+struct Result
+{
+    bool succeeded = false;
+    std::optional<Error> error; ///< of a failure that somebody explained
+
+    operator bool() const { return succeeded; } // NOLINT(google-explicit-constructor): most ask no more
+};
+
 /// Errors of the service: code 500 it refused the request, 409 an entry was changed elsewhere meanwhile.
 inline constexpr QLatin1StringView QuillonErrorDomain("QuillonForMac");
 

@@ -57,7 +57,7 @@ void QuillonNetworkOperation::waitForThrottle()
 
 void QuillonNetworkOperation::notifyComplete()
 {
-    tellEnded(false);
+    tellEnded({});
     m_services.run.postToMain(m_services.requestCompleted);
 }
 
@@ -213,22 +213,22 @@ void QuillonNetworkOperation::tellDelegate(std::function<void(OutcomeReceiver&)>
     });
 }
 
-void QuillonNetworkOperation::tellEnded(bool succeeded)
+void QuillonNetworkOperation::tellEnded(Result result)
 {
     if (m_ended && !isStopped())
-        m_services.run.postToMain([ended = std::exchange(m_ended, {}), succeeded] { ended(succeeded); });
+        m_services.run.postToMain([ended = std::exchange(m_ended, {}), result = std::move(result)] { ended(result); });
 }
 
 void QuillonNetworkOperation::tellSuccess()
 {
-    tellEnded(true);
+    tellEnded({.succeeded = true, .error = {}});
     if (m_notificationSelector)
         tellDelegate(m_notificationSelector);
 }
 
 void QuillonNetworkOperation::tellFailure(const std::optional<Error>& error)
 {
-    tellEnded(false);
+    tellEnded({.succeeded = false, .error = error});
     if (m_errorNotificationSelector)
         tellDelegate([=, selector = m_errorNotificationSelector](OutcomeReceiver& to) { (to.*selector)(error); });
 }

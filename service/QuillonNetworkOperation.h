@@ -74,7 +74,7 @@ public:
     void setHttpMethod(const QByteArray& method) { m_httpMethod = method; }
     /// Called once on the main thread, as soon as it is known whether the service did what was requested: before the
     /// failure or the success is reported, and also when neither is. Not called when a stop is requested.
-    void setEnded(std::function<void(bool succeeded)> ended) { m_ended = std::move(ended); }
+    void setEnded(std::function<void(const Result&)> ended) { m_ended = std::move(ended); }
     /// The request changes something although it has no body.
     void setChangesSomething(bool changes) { m_changesSomething = changes; }
     /// The request goes to the saved account, even while another one is in use.
@@ -123,7 +123,7 @@ protected:
     void tellFailure(const std::optional<Error>& error);
 
 private:
-    void tellEnded(bool succeeded);
+    void tellEnded(Result result);
 
     const QString m_url;
     const std::optional<QByteArray> m_postData;
@@ -134,7 +134,7 @@ private:
     ReceiverHandle m_notificationDelegate;
     SuccessSelector m_notificationSelector = nullptr;
     FailureSelector m_errorNotificationSelector = nullptr;
-    std::function<void(bool)> m_ended; ///< empty once it was called
+    std::function<void(const Result&)> m_ended; ///< empty once it was called
     std::unique_ptr<store::Context> m_managedObjectContext;
     QByteArray m_httpMethod;
     bool m_changesSomething = false;

@@ -1,5 +1,7 @@
 #include "RequestThrottle.h"
 
+#include <algorithm>
+
 namespace service {
 
 using namespace std::chrono_literals;
@@ -16,8 +18,11 @@ constexpr milliseconds Margin = 1s;
 void RequestThrottle::wait(const std::stop_token& stop)
 {
     const std::lock_guard lock(m_mutex);
-    if (const auto wait = currentThrottleWait())
+    if (const auto wait = currentThrottleWait()) {
+        m_waitsUntil = m_time.uptime().total + *wait;
         m_time.sleepFor(*wait, stop);
+        m_waitsUntil = milliseconds::zero();
+    }
     newRequestStarted();
 }
 
@@ -43,6 +48,12 @@ void RequestThrottle::newRequestStarted()
 {
     const std::lock_guard lock(m_mutex);
     m_history.push_back(m_time.now());
+}
+
+milliseconds RequestThrottle::waitInProgress() const
+{
+    const milliseconds until = m_waitsUntil;
+    return until == milliseconds::zero() ? until : std::max(until - m_time.uptime().total, milliseconds::zero());
 }
 
 } // namespace service

@@ -2,6 +2,7 @@
 
 #include "platform/TimeSource.h"
 
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <mutex>
@@ -26,8 +27,13 @@ public:
     std::optional<std::chrono::milliseconds> currentThrottleWait();
     void newRequestStarted();
 
+    /// How long the caller that waits now will still wait; zero: none does. Unlike the others it never blocks.
+    std::chrono::milliseconds waitInProgress() const;
+
 private:
     platform::TimeSource& m_time;
+    /// The uptime at which it may go on; zero: nobody waits.
+    std::atomic<platform::TimeSource::Duration> m_waitsUntil{};
     std::recursive_mutex m_mutex;                          ///< held while a caller waits for its turn
     std::deque<platform::TimeSource::TimePoint> m_history; ///< starts, the oldest first
 };

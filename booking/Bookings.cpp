@@ -1,0 +1,568 @@
+#include "booking/Bookings.h"
+
+#include "booking/TypedTime.h"
+
+#include "model/Client.h"
+#include "model/Company.h"
+#include "model/DateComparisons.h"
+#include "model/DayEntry.h"
+#include "model/Host.h"
+#include "model/Project.h"
+#include "model/Task.h"
+#include "model/User.h"
+#include "store/Context.h"
+
+#include <QPointer>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+namespace booking {
+
+using namespace Qt::StringLiterals;
+
+using model::DayEntry;
+using service::QuillonApi;
+using service::Result;
+
+namespace {
+
+/// Each day is a request of its own, and 36 of them take 15 seconds.
+constexpr qint64 MostDays = 62;
+constexpr double SecondsInHour = 3600;
+/// Less is nothing on the wire, which has two decimals.
+constexpr double LeastHours = 0.005;
+
+Refusal invalid(const QString& reason)
+{
+    return {"Invalid"_L1, reason};
+}
+
+Refusal notRunning()
+{
+    return {"NotRunning"_L1, Bookings::tr("no timer is running")};
+}
+
+Refusal failed(const Result& result, const QString& otherwise)
+{
+    const QString reason = result.error ? result.error->localizedDescription.trimmed() : QString();
+    return {"Failed"_L1, reason.isEmpty() ? otherwise : reason};
+}
+
+Refusal failed(const Result& result)
+{
+    return failed(result, Bookings::tr("the service did not do it, or did not answer"));
+}
+
+model::User* currentUser()
+{
+    model::Host* host = model::Host::current();
+    return host ? host->currentUser() : nullptr;
+}
+
+QString clock(const QDateTime& moment)
+{
+    return moment.isValid() ? moment.toLocalTime().toString(u"HH:mm"_s) : QString();
+}
+
+Booked booked(const DayEntry& entry)
+{
+    const model::Project* project = entry.project();
+    const model::Client* client = project ? project->client() : nullptr;
+    const model::Task* task = entry.task();
+    return {.id = entry.idString(),
+            .day = model::localDay(entry.spentAt()),
+            .client = client ? client->name() : QString(),
+            .code = project ? project->code() : QString(),
+            .project = project ? project->name() : QString(),
+            .task = task ? task->name() : QString(),
+            .notes = entry.notes(),
+            .hours = entry.totalHours(),
+            .time = entry.hoursMinutes(),
+            .running = entry.isRunning(),
+            .started = clock(entry.startedAt()),
+            .ended = entry.isRunning() ? QString() : clock(entry.stoppedAt())};
+}
+
+/// The timer that runs, on whatever day.
+DayEntry* running(const model::User& user)
+{
+    const model::Company* company = user.company();
+    if (!company)
+        return nullptr;
+    DayEntry* latest = nullptr;
+    for (DayEntry* entry : company->dayEntries()) {
+        if (entry->isRunning() && entry->hasRealId() && (!latest || latest->timerStarted() < entry->timerStarted()))
+            latest = entry;
+    }
+    return latest;
+}
+
+Named named(const model::Project& project)
+{
+    const model::Client* client = project.client();
+    Named named{.names = {project.name(), project.displayName()}, .shown = project.displayName()};
+    if (const QString code = project.code(); !code.isEmpty())
+        named.names.prepend(code);
+    if (client && !client->name().isEmpty()) {
+        named.names << client->name() + u'/' + project.name();
+        named.shown += u" ("_s + client->name() + u')';
+    }
+    return named;
+}
+
+std::vector<model::Task*> tasksByName(const model::Project& project)
+{
+    std::vector<model::Task*> tasks = project.assignedTasks();
+    std::ranges::sort(tasks, [](const model::Task* one, const model::Task* other) {
+        return one->taskCaseInsenstiveCompare(*other) < 0;
+    });
+    return tasks;
+}
+
+/// Whether the first is the more recent one.
+bool isNewer(const DayEntry* one, const DayEntry* other)
+{
+    if (one->spentAt() != other->spentAt())
+        return one->spentAt() > other->spentAt();
+    return one->updatedAt() > other->updatedAt();
+}
+
+/// The newest entry of each project and task that can still be booked, the most recent first.
+std::vector<DayEntry*> recentEntries(const model::User& user)
+{
+    const model::Company* company = user.company();
+    if (!company)
+        return {};
+    std::vector<DayEntry*> entries;
+    const QDateTime tomorrow = model::startOfDay(model::localDay(model::now()).addDays(1));
+    for (DayEntry* entry : company->dayEntries()) {
+        if (entry->hasRealId() && entry->spentAt().isValid() && entry->spentAt() < tomorrow)
+            entries.push_back(entry);
+    }
+    std::ranges::sort(entries, isNewer);
+    const std::vector<model::Project*> assigned = user.assignedProjects();
+    const std::set<const model::Project*> offered(assigned.begin(), assigned.end());
+    std::set<std::pair<const model::Project*, const model::Task*>> seen;
+    if (const DayEntry* runs = running(user))
+        seen.emplace(runs->project(), runs->task());
+    std::vector<DayEntry*> recent;
+    for (DayEntry* entry : entries) {
+        const model::Project* project = entry->project();
+        if (!offered.contains(project) || !seen.emplace(project, entry->task()).second)
+            continue;
+        const std::vector<model::Task*> tasks = project->assignedTasks();
+        if (std::ranges::find(tasks, entry->task()) != tasks.end())
+            recent.push_back(entry);
+    }
+    return recent;
+}
+
+/// Runs `use` with an entry that exists only meanwhile, neither stored nor seen by any window.
+template <class Use>
+void withDraft(model::Company& company, const QString& id, Use use)
+{
+    auto& draft = company.insertWithId<DayEntry>(id, company.context());
+    draft.setUser(currentUser());
+    use(draft);
+    company.context().remove(draft);
+}
+
+std::set<QString> idsOf(const model::Company& company, QDate day)
+{
+    std::set<QString> ids;
+    for (const DayEntry* entry : company.dayEntriesForDate(day))
+        ids.insert(entry->idString());
+    return ids;
+}
+
+} // namespace
+
+void Bookings::whenReady(Work work, Refuse refuse)
+{
+    switch (m_state()) {
+    case State::SignedOut:
+        refuse({"SignedOut"_L1, tr("nobody is signed in: sign in in the preferences")});
+        return;
+    case State::Offline:
+        refuse({"Offline"_L1, tr("the service cannot be reached")});
+        return;
+    case State::Ready:
+        if (model::User* user = currentUser()) {
+            work(*user);
+            return;
+        }
+        [[fallthrough]];
+    case State::Starting:
+        m_waiting.push_back({std::move(work), std::move(refuse)});
+    }
+}
+
+template <class T>
+void Bookings::whenReady(const Reply<T>& reply, Work work)
+{
+    whenReady(std::move(work), [reply](const Refusal& refusal) { reply(tl::unexpected(refusal)); });
+}
+
+void Bookings::stateChanged()
+{
+    if (m_waiting.empty() || m_state() == State::Starting)
+        return;
+    for (Waiting& waiting : std::exchange(m_waiting, {}))
+        whenReady(std::move(waiting.work), std::move(waiting.refuse));
+}
+
+Expected<Bookings::Choice> Bookings::choose(const model::User& user, const QString& project, const QString& task)
+{
+    const std::vector<model::Project*> projects = user.assignedProjects();
+    std::vector<Named> names;
+    for (const model::Project* each : projects)
+        names.push_back(named(*each));
+    const auto found = find(names, project, tr("project"));
+    if (!found)
+        return tl::unexpected(found.error());
+    model::Project* chosen = projects[*found];
+    const std::vector<model::Task*> tasks = tasksByName(*chosen);
+    if (tasks.empty())
+        return tl::unexpected(invalid(tr("“%1” has no tasks").arg(chosen->displayName())));
+    if (!task.trimmed().isEmpty()) {
+        names.clear();
+        for (const model::Task* each : tasks)
+            names.push_back({.names = {each->name()}, .shown = each->name()});
+        const auto which = find(names, task, tr("task of “%1”").arg(chosen->displayName()));
+        return which ? Expected<Choice>(Choice{chosen, tasks[*which]}) : tl::unexpected(which.error());
+    }
+    if (tasks.size() == 1)
+        return Choice{chosen, tasks.front()};
+    std::vector<DayEntry*> entries = chosen->dayEntries();
+    std::erase_if(entries, [&](const DayEntry* entry) {
+        return !entry->hasRealId() || std::ranges::find(tasks, entry->task()) == tasks.end();
+    });
+    if (const auto last = std::ranges::min_element(entries, isNewer); last != entries.end())
+        return Choice{chosen, (*last)->task()};
+    QString reason = tr("which task of “%1”?").arg(chosen->displayName());
+    for (const model::Task* each : tasks)
+        reason += u"\n  "_s + each->name();
+    return tl::unexpected(Refusal{"Ambiguous"_L1, reason});
+}
+
+void Bookings::fetch(std::vector<QDate> days, std::function<void(const Result&)> done)
+{
+    const auto open = std::make_shared<std::size_t>(days.size());
+    const auto worst = std::make_shared<Result>(Result{.succeeded = true, .error = {}});
+    for (const QDate day : days) {
+        QuillonApi::sharedApi().requestDailyTimesheetForDate(
+            day, false, [self = QPointer(this), open, worst, done](const Result& result) {
+                if (!result)
+                    *worst = result;
+                if (--*open == 0 && self)
+                    done(*worst);
+            });
+    }
+}
+
+void Bookings::send(model::User& user, const Choice& choice, const QString& notes, double hours, QDate day,
+                    const QDateTime& startedAt, std::function<void(const Expected<DayEntry*>&)> done)
+{
+    model::Company& company = *user.company();
+    withDraft(company, {}, [&](DayEntry& draft) {
+        draft.setProject(choice.project);
+        draft.setTask(choice.task);
+        draft.setNotes(notes);
+        draft.setSpentAt(model::startOfDay(day));
+        draft.setStartedAt(startedAt);
+        if (hours >= LeastHours)
+            draft.setHours(hours);
+        QuillonApi::sharedApi().startNewTimer(
+            draft,
+            [self = QPointer(this), account = store::Ref(&company), before = idsOf(company, day), day,
+             done = std::move(done)](const Result& result) {
+                if (!self)
+                    return;
+                if (!result) {
+                    done(tl::unexpected(failed(result)));
+                    return;
+                }
+                // A name for the new one: the only one that was not there before, or of several the last.
+                DayEntry* made = nullptr;
+                for (DayEntry* entry :
+                     account.get() ? account.get()->dayEntriesForDate(day) : std::vector<DayEntry*>()) {
+                    if (!before.contains(entry->idString()) &&
+                        (!made || made->idString().toLongLong() < entry->idString().toLongLong()))
+                        made = entry;
+                }
+                if (made)
+                    done(made);
+                else
+                    done(tl::unexpected(failed({}, tr("the service took it, but does not show it"))));
+            },
+            QuillonApi::Failure::TellCaller);
+    });
+}
+
+void Bookings::start(const Start& start, const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, start, reply](model::User& user) {
+        const auto choice = choose(user, start.project, start.task);
+        if (!choice) {
+            reply(tl::unexpected(choice.error()));
+            return;
+        }
+        const QDateTime now = model::now();
+        const QDate today = model::localDay(now);
+        QDateTime began;
+        if (!start.at.isEmpty() && !start.ago.isEmpty()) {
+            reply(tl::unexpected(invalid(tr("say either when the work began or how long ago, not both"))));
+            return;
+        }
+        if (!start.at.isEmpty()) {
+            const auto time = readClock(start.at);
+            if (!time) {
+                reply(tl::unexpected(invalid(tr("“%1” is no time of day: try 9:05 or 2:30pm").arg(start.at))));
+                return;
+            }
+            began = QDateTime(today, *time);
+        } else if (!start.ago.isEmpty()) {
+            const auto hours = readHours(start.ago);
+            if (!hours) {
+                reply(tl::unexpected(invalid(tr("“%1” is no length of time: try 20m or 1:30").arg(start.ago))));
+                return;
+            }
+            began = now.addMSecs(-qRound64(*hours * SecondsInHour * 1000));
+        }
+        if (began.isValid() && began > now) {
+            reply(tl::unexpected(invalid(tr("%1 is still to come").arg(clock(began)))));
+            return;
+        }
+        if (began.isValid() && model::localDay(began) != today) {
+            reply(tl::unexpected(invalid(tr("that was yesterday: book it there with “quillon add”"))));
+            return;
+        }
+        const bool byClock = user.company()->hasTimestampTimers();
+        const double hours =
+            began.isValid() && !byClock ? static_cast<double>(began.msecsTo(now)) / 1000 / SecondsInHour : 0;
+        send(user, *choice, start.notes, hours, today, byClock ? began : QDateTime(),
+             [this, reply](const Expected<DayEntry*>& made) {
+                 if (!made)
+                     reply(tl::unexpected(made.error()));
+                 else if ((*made)->isRunning())
+                     reply(booked(**made));
+                 else
+                     toggle(**made, reply); // one with hours is booked, not started
+             });
+    });
+}
+
+void Bookings::toggle(DayEntry& entry, const Reply<Booked>& reply)
+{
+    QuillonApi::sharedApi().toggleTimer(
+        entry,
+        [self = QPointer(this), toggled = store::Ref(&entry), reply](const Result& result) {
+            if (!self)
+                return;
+            if (!result)
+                reply(tl::unexpected(failed(result)));
+            else if (toggled.get())
+                reply(booked(*toggled.get()));
+            else
+                reply(tl::unexpected(failed({}, tr("the entry has been deleted meanwhile"))));
+        },
+        QuillonApi::Failure::TellCaller);
+}
+
+void Bookings::stop(const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, reply](model::User& user) {
+        const DayEntry* entry = running(user);
+        // A toggle of one that was stopped elsewhere would start it.
+        std::vector<QDate> days{model::localDay(model::now())};
+        if (entry && model::localDay(entry->spentAt()) != days.front())
+            days.push_back(model::localDay(entry->spentAt()));
+        fetch(days, [this, reply](const Result& result) {
+            if (result)
+                stopFetched(reply);
+            else
+                reply(tl::unexpected(failed(result)));
+        });
+    });
+}
+
+void Bookings::stopFetched(const Reply<Booked>& reply)
+{
+    const model::User* user = currentUser();
+    if (DayEntry* entry = user ? running(*user) : nullptr)
+        toggle(*entry, reply);
+    else
+        reply(tl::unexpected(notRunning()));
+}
+
+void Bookings::resume(int which, const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, which, reply](model::User&) {
+        fetch({model::localDay(model::now())}, [this, which, reply](const Result& result) {
+            model::User* user = currentUser();
+            if (!result || !user) {
+                reply(tl::unexpected(failed(result)));
+                return;
+            }
+            const std::vector<DayEntry*> entries = recentEntries(*user);
+            if (which < 1 || static_cast<std::size_t>(which) > entries.size()) {
+                reply(tl::unexpected(
+                    Refusal{"NotFound"_L1,
+                            entries.empty() ? tr("there is nothing to continue")
+                                            : tr("there are not so many: the last is number %1").arg(entries.size())}));
+                return;
+            }
+            DayEntry& entry = *entries[static_cast<std::size_t>(which) - 1];
+            const QDate today = model::localDay(model::now());
+            if (model::localDay(entry.spentAt()) == today && !entry.isLocked()) {
+                toggle(entry, reply);
+                return;
+            }
+            send(*user, {entry.project(), entry.task()}, u""_s, 0, today, {}, [reply](const Expected<DayEntry*>& made) {
+                if (made)
+                    reply(booked(**made));
+                else
+                    reply(tl::unexpected(made.error()));
+            });
+        });
+    });
+}
+
+void Bookings::add(const Add& add, const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, add, reply](model::User& user) {
+        const auto hours = readHours(add.hours);
+        const QDate today = model::localDay(model::now());
+        const auto day = add.day.isEmpty() ? std::optional(today) : readDay(add.day, today);
+        if (!hours || !day) {
+            reply(tl::unexpected(
+                invalid(!hours ? tr("“%1” is no length of time: try 1:30, 1.5 or 90m").arg(add.hours)
+                               : tr("“%1” is no day: try yesterday, monday or 2026-11-20").arg(add.day))));
+            return;
+        }
+        const auto choice = choose(user, add.project, add.task);
+        if (!choice) {
+            reply(tl::unexpected(choice.error()));
+            return;
+        }
+        send(user, *choice, add.notes, *hours, *day, {}, [reply](const Expected<DayEntry*>& made) {
+            if (made)
+                reply(booked(**made));
+            else
+                reply(tl::unexpected(made.error()));
+        });
+    });
+}
+
+void Bookings::setNotes(const QString& notes, const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, notes, reply](model::User& user) {
+        const DayEntry* entry = running(user);
+        if (!entry) {
+            reply(tl::unexpected(notRunning()));
+            return;
+        }
+        // Its hours go along, and must be those that the service has.
+        fetch({model::localDay(entry->spentAt())}, [this, notes, reply](const Result& result) {
+            const model::User* now = currentUser();
+            DayEntry* runs = now ? running(*now) : nullptr;
+            if (!result || !runs) {
+                reply(tl::unexpected(result ? notRunning() : failed(result)));
+                return;
+            }
+            withDraft(*runs->company(), runs->idString(), [&](DayEntry& draft) {
+                draft.setProject(runs->project());
+                draft.setTask(runs->task());
+                draft.setNotes(notes);
+                draft.setSpentAt(runs->spentAt());
+                draft.setHours(runs->hours());
+                draft.setStartedAt(runs->startedAt());
+                draft.setStoppedAt(runs->stoppedAt());
+                QuillonApi::sharedApi().updateTimer(
+                    draft,
+                    [self = QPointer(this), noted = store::Ref(runs), reply](const Result& updated) {
+                        if (self && updated && noted.get())
+                            reply(booked(*noted.get()));
+                        else if (self)
+                            reply(tl::unexpected(failed(updated)));
+                    },
+                    QuillonApi::Failure::TellCaller);
+            });
+        });
+    });
+}
+
+void Bookings::log(const QString& days, const Reply<std::vector<Booked>>& reply)
+{
+    whenReady(reply, [this, days, reply](model::User&) {
+        const auto range = readDays(days, model::localDay(model::now()));
+        if (!range || range->first.daysTo(range->last) >= MostDays) {
+            reply(tl::unexpected(invalid(
+                range ? tr("that is too long: at most %1 days").arg(MostDays)
+                      : tr("“%1” names no days: try today, yesterday, week or 2026-11-02..2026-11-20").arg(days))));
+            return;
+        }
+        std::vector<QDate> wanted;
+        for (QDate day = range->first; day <= range->last; day = day.addDays(1))
+            wanted.push_back(day);
+        fetch(wanted, [wanted, reply](const Result& result) {
+            const model::User* user = currentUser();
+            if (!result || !user) {
+                reply(tl::unexpected(failed(result)));
+                return;
+            }
+            std::vector<Booked> entries;
+            for (const QDate day : wanted) {
+                std::vector<DayEntry*> ofDay = user->company()->dayEntriesForDate(day);
+                std::ranges::sort(ofDay, {}, [](const DayEntry* entry) { return entry->idString().toLongLong(); });
+                for (const DayEntry* entry : ofDay)
+                    entries.push_back(booked(*entry));
+            }
+            reply(entries);
+        });
+    });
+}
+
+void Bookings::projects(const Reply<std::vector<Offered>>& reply)
+{
+    whenReady(reply, [this, reply](model::User&) { reply(projectsNow()); });
+}
+
+void Bookings::recent(const Reply<std::vector<Booked>>& reply)
+{
+    whenReady(reply, [this, reply](model::User&) { reply(recentNow()); });
+}
+
+std::vector<Offered> Bookings::projectsNow() const
+{
+    std::vector<Offered> offered;
+    const model::User* user = m_state() == State::SignedOut ? nullptr : currentUser();
+    for (const model::Project* project : user ? user->assignedProjects() : std::vector<model::Project*>()) {
+        const model::Client* client = project->client();
+        QStringList tasks;
+        for (const model::Task* task : tasksByName(*project))
+            tasks << task->name();
+        offered.push_back({client ? client->name() : QString(), project->code(), project->name(), tasks});
+    }
+    return offered;
+}
+
+std::vector<Booked> Bookings::recentNow() const
+{
+    std::vector<Booked> recent;
+    const model::User* user = m_state() == State::SignedOut ? nullptr : currentUser();
+    for (const DayEntry* entry : user ? recentEntries(*user) : std::vector<DayEntry*>())
+        recent.push_back(booked(*entry));
+    return recent;
+}
+
+std::optional<Booked> Bookings::runningNow() const
+{
+    const model::User* user = m_state() == State::SignedOut ? nullptr : currentUser();
+    const DayEntry* entry = user ? running(*user) : nullptr;
+    return entry ? std::optional(booked(*entry)) : std::nullopt;
+}
+
+} // namespace booking
