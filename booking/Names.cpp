@@ -57,7 +57,7 @@ QString listed(const std::vector<Named>& among, const std::vector<std::size_t>& 
 {
     QString lines;
     for (std::size_t i = 0; i < std::min(found.size(), MostChoices); ++i)
-        lines += u"\n  "_s + among[found[i]].shown;
+        lines += u"\n  "_s + among[found[i]].shown.simplified();
     if (found.size() > MostChoices)
         lines += u"\n  "_s + tr("and %1 more").arg(found.size() - MostChoices);
     return lines;

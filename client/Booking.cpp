@@ -40,7 +40,8 @@ int failed(const Failure& failure)
     static const std::string errors = std::string(QuillonInterface) + ".Error.";
     const bool misunderstood = failure.name == errors + "Ambiguous" || failure.name == errors + "NotFound" ||
                                failure.name == errors + "Invalid";
-    return failed(failure.reason, misunderstood ? ExitUsage : ExitFailed);
+    complainInLines(failure.reason);
+    return misunderstood ? ExitUsage : ExitFailed;
 }
 
 template <class Number>

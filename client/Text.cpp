@@ -126,6 +126,11 @@ int columns(const std::string& utf8)
 
 void complain(std::string_view what)
 {
+    std::fputs(("quillon: " + printable(what) + '\n').c_str(), stderr);
+}
+
+void complainInLines(std::string_view what)
+{
     std::string lines = "quillon: ";
     while (!what.empty()) {
         const std::size_t end = std::min(what.find('\n'), what.size());

@@ -27,7 +27,9 @@ std::string simplified(std::string_view utf8);
 /// How many columns of a terminal it takes.
 int columns(const std::string& utf8);
 
-/// Prints "quillon: …" on standard error. Further lines of the text stay lines of their own.
+/// Prints "quillon: …" on standard error, in one line.
 void complain(std::string_view what);
+/// The same, for a text whose further lines stay lines of their own.
+void complainInLines(std::string_view what);
 
 } // namespace client

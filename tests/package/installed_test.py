@@ -84,20 +84,35 @@ def check_completions(prefix, zsh_folder, helps):
             shell.say("\n".join(line.strip() for line in start.splitlines()) + "\ntouch values.json; echo rea''dy\n")
             shell.until("ready\r\n")
             for program, text in helps.items():
-                of_status = set(OPTION.findall(text.partition("  status ")[2]))
-                completes(shell, f"{program} --", *(set(OPTION.findall(text)) - of_status))
-                if of_status:
-                    completes(shell, f"{program} status --", *of_status)
+                completes(shell, f"{program} --", *OPTION.findall(text.partition("Commands")[0]))
+                for command, options in commands(text).items():
+                    if options:
+                        completes(shell, f"{program} {command} --", *options)
             completes(shell, "quillon ", *commands(helps["quillon"]))
             completes(shell, "quillon pref", "preferences")
             completes(shell, "quillon --info val", "values.json")
             if "quillon-service" in helps:
                 completes(shell, "quillon-service --data=val", "values.json")
             print(f"ok: completion in {name}")
+    check_fish(prefix, helps["quillon"])
+
+
+def check_fish(prefix, text):
+    def offered(line):
+        file = prefix / "share/fish/vendor_completions.d/quillon.fish"
+        return run("fish", "--no-config", "--command", f"set -x PATH {prefix}/bin $PATH; source {file}; complete --do-complete '{line}'")
+
+    for line, options in {"": set(OPTION.findall(text.partition("Commands")[0])), **commands(text)}.items():
+        missing = {option for option in options if option not in offered(f"quillon {line} --")}
+        assert not missing, f"fish does not complete {line} {missing}"
+    assert all(command in offered("quillon ") for command in commands(text)), offered("quillon ")
+    print("ok: completion in fish")
 
 
 def commands(text):
-    return re.findall(r"^  ([a-z]+) ", text.partition("Commands")[2], re.MULTILINE)
+    """The options of each command."""
+    about = re.split(r"^  ([a-z]+) ", text.partition("Commands")[2].partition("Examples:")[0], flags=re.MULTILINE)
+    return {name: set(OPTION.findall(says.partition("\n\n")[0])) for name, says in zip(about[1::2], about[2::2])}
 
 
 def check_manual(prefix, version, helps):
