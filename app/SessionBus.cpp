@@ -62,27 +62,18 @@ Refusal offline()
     return refusal("Offline", tr("the service cannot be reached"));
 }
 
-QString stateName(booking::State state, bool running)
-{
-    switch (state) {
-    case booking::State::Starting:
-        return u"starting"_s;
-    case booking::State::Offline:
-        return u"offline"_s;
-    case booking::State::SignedOut:
-        return u"signed-out"_s;
-    case booking::State::Ready:
-        break;
-    }
-    return running ? u"running"_s : u"stopped"_s;
-}
-
 /// What the status item says, and of which entry: the properties of the interface.
 QVariantMap statusOf(const WrenfoldMenulet& menulet)
 {
     const skin::QuillonStatusItemView& view = menulet.statusItemView();
     const QString hours = view.hoursString();
-    const QString state = stateName(menulet.accountState(), view.isRunning());
+    QString state = view.isRunning() ? u"running"_s : u"stopped"_s;
+    if (menulet.offline())
+        state = u"offline"_s;
+    else if (menulet.loggedOut())
+        state = u"signed-out"_s;
+    else if (hours == "-:--"_L1)
+        state = u"starting"_s;
     // Of somebody else, perhaps, when nobody is signed in.
     const model::DayEntry* entry = menulet.loggedOut() ? nullptr : menulet.currentEntry();
     const model::Project* project = entry ? entry->project() : nullptr;

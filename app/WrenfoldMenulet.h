@@ -108,7 +108,7 @@ public:
     model::DayEntry* currentEntry() const;
     bool loggedOut() const override { return m_connection.loggedOut; }
     bool offline() const override { return m_connection.offline; }
-    /// What the status item says of the account.
+    /// Whether time can be booked now.
     booking::State accountState() const;
     bool showingInDock() const override { return m_showingInDock; }
     TimeHere& timeHere() { return m_timeHere; }

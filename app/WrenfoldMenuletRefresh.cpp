@@ -193,7 +193,8 @@ booking::State WrenfoldMenulet::accountState() const
         return booking::State::Offline;
     if (loggedOut())
         return booking::State::SignedOut;
-    return m_view->hoursString() == "-:--"_L1 ? booking::State::Starting : booking::State::Ready;
+    // Until its first day has come with the catalog.
+    return m_clearingCompanyData ? booking::State::Starting : booking::State::Ready;
 }
 
 void WrenfoldMenulet::setConnection(Connection connection)

@@ -175,12 +175,15 @@ tl::expected<Message, Failure> Bus::call(const char* interface, const char* meth
         if (!error)
             return std::move(answer.message);
         const std::string_view name = error->name;
-        if (start == Start::Never || name != SD_BUS_ERROR_SERVICE_UNKNOWN)
+        const bool isLeaving = name == SD_BUS_ERROR_UNKNOWN_OBJECT; // one that quits, and has not read the call
+        if (start == Start::Never || (name != SD_BUS_ERROR_SERVICE_UNKNOWN && !isLeaving))
             return tl::unexpected(Failure{error->name, reasonOf(*this, *error)});
-        // A build that nobody installed: the bus knows no file that starts it.
         if (!started) {
-            startProgram();
-            started = steady_clock::now();
+            // A build that nobody installed: the bus knows no file that starts it.
+            if (!isLeaving) {
+                startProgram();
+                started = steady_clock::now();
+            }
         } else if (steady_clock::now() - *started > LongestStart) {
             return tl::unexpected(
                 Failure{error->name, tr("the program could not be started: start it by hand to see why")});

@@ -110,7 +110,8 @@ public:
         for (const support::Request& request : peer.requests()) {
             if (!request.target.starts_with("/hc/day_entry/"))
                 continue;
-            const Answer body{0, 0, QByteArray::fromStdString(request.body), {}};
+            Answer body;
+            body.body = QByteArray::fromStdString(request.body);
             list << body.text(u"hours"_s) + u' ' + body.text(u"timer_state"_s) + u' ' + body.text(u"updated_at"_s);
         }
         return list;

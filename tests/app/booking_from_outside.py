@@ -1,0 +1,170 @@
+"""A day of work done by shell and bus alone, against the real program with its built-in service."""
+
+import datetime
+import json
+import os
+import pathlib
+import re
+import sqlite3
+import subprocess
+import sys
+
+from gi.repository import Gio, GLib
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
+from bus_from_outside import run, windows
+from outside import LONGEST, until
+
+NAME, PATH, BOOKINGS = "com.wrenfold.quillon", "/com/wrenfold/quillon", "com.wrenfold.Quillon1.Bookings"
+DATA = pathlib.Path(os.environ["XDG_DATA_HOME"]) / "Quillon" / "LocalService.sqlite"
+TODAY = datetime.date.today()
+
+
+def entries():
+    """What the service has: day, project, task, seconds, notes and whether a timer runs, the oldest first."""
+    with sqlite3.connect(f"file:{DATA}?mode=ro", uri=True) as data:
+        return data.execute("SELECT spent_at, p.name, t.name, seconds, notes, timer_started IS NOT NULL FROM entries e"
+                            " JOIN projects p ON p.id = e.project_id JOIN tasks t ON t.id = e.task_id ORDER BY e.id").fetchall()
+
+
+def says(program, *words, status=0, output="", error=""):
+    """The command ends so, and says what the patterns match."""
+    ended = run(program, *words)
+    for got, pattern in zip(ended[1:], (output, error)):
+        assert ended[0] == status and re.fullmatch(pattern, got, re.DOTALL), f"{words}: {ended}"
+
+
+def day(offset):
+    return (TODAY + datetime.timedelta(days=offset)).isoformat()
+
+
+def nobody_signed_in(program):
+    """A command starts the program, which opens no window for it."""
+    says(program, "start", "shop", status=1, error="quillon: nobody is signed in: .*\n")
+    assert not windows(), windows()
+    says(program, "quit")
+
+
+def a_day(program):
+    before = len(entries())
+    monday = TODAY - datetime.timedelta(days=(TODAY.weekday() or 7))
+    for words, status, said in (
+            (["start", "online shop", "design", "-n", "Front page"], 0, "Started 0:00 .JB-01. Online Shop, Design: Front page\n"),
+            (["note", "Front", "page <2>"], 0, "Noted 0:00 .JB-01. Online Shop, Design: Front page <2>\n"),
+            (["start", "HARB", "dev"], 0, "Started 0:00 .HARB. Boat Rental Booking, Development\n"),
+            (["continue"], 0, "Started 0:00 .JB-01. Online Shop, Design: Front page <2>\n"),
+            (["stop"], 0, "Stopped 0:00 .JB-01. Online Shop, Design: Front page <2>\n"),
+            (["stop"], 1, "quillon: no timer is running\n"),
+            (["note", "x"], 1, "quillon: no timer is running\n"),
+            (["add", "1:30", "juniper bakery/online shop", "meet", "--day", "yesterday", "-nWeekly"], 0, "Added 1:30 .*Weekly\n"),
+            (["add", "45m", "bookkeeping", "-d", "monday"], 0, "Added 0:45 Bookkeeping, Administration\n"),
+            (["add", "1,5", "shop"], 0, "Added 1:30 .JB-01. Online Shop, Design\n"),
+            (["add", "25", "shop"], 2, "quillon: “25” is no length of time: .*\n"),
+            (["add", "1", "shop", "--day", "2026-02-30"], 2, "quillon: “2026-02-30” is no day: .*\n"),
+            (["add", "1", "training"], 2, "quillon: which task of “Training”.\n  Learning\n  Meetings\n"),
+            (["add", "1", "nothing"], 2, "quillon: there is no project “nothing”; the nearest are:\n.*"),
+            (["add", "1", "shop", "desing"], 2, "quillon: there is no task .*:\n  Design\n.*"),
+            (["start", "jb"], 2, "quillon: “jb” could be more than one project:\n  .JB-01.*\n  .JB-02.*\n"),
+            (["start", "shop", "design", "--at", "9:05", "--ago", "5m"], 2, "quillon: say either .*\n"),
+            (["start", "shop", "design", "--at", "25:00"], 2, "quillon: “25:00” is no time of day: .*\n"),
+            (["start", "shop", "design", "--ago", "soon"], 2, "quillon: “soon” is no length .*\n"),
+            (["continue", "0"], 2, "quillon: .*\n"),
+            (["continue", "99"], 2, "quillon: .*\n"),
+            (["continue", "one"], 2, "quillon: “one” is no number: .*\n"),
+            (["log", "sometime"], 2, "quillon: “sometime” names no days: .*\n"),
+            (["log", "2020-01-01..today"], 2, "quillon: that is too long: .*\n"),
+            (["stop", "now"], 2, "quillon: usage: quillon stop .*\n"),
+            (["stop", "--timeout", "soon"], 2, "quillon: “soon” is no number of seconds\n"),
+            (["start"], 2, "quillon: usage: quillon start .*\n"),
+            (["add", "1", "shop", "--notes", "x"], 2, "quillon: there is no option \"--notes\" .*\n")):
+        says(program, *words, status=status, **{"output" if status == 0 else "error": said})
+    now = datetime.datetime.now()
+    assert entries()[before:] == [
+        (day(0), "Online Shop", "Design", entries()[before][3], "Front page <2>", 0),
+        (day(0), "Boat Rental Booking", "Development", entries()[before + 1][3], "", 0),
+        (day(-1), "Online Shop", "Meetings", 5400, "Weekly", 0),
+        (monday.isoformat(), "Bookkeeping", "Administration", 2700, "", 0),
+        (day(0), "Online Shop", "Design", 5400, "", 0)], entries()[before:]
+
+    # Begun earlier: the hours up to now are booked, and the timer runs on.
+    if now.hour > 0:
+        says(program, "start", "shop", "design", "--ago", "20m", output="Started 0:2[01] .*\n")
+        assert entries()[-1][3:] == (20 * 60 + entries()[-1][3] % 60, "", 1) and entries()[-1][3] < 1260, entries()[-1]
+        assert [entry[5] for entry in entries()].count(1) == 1
+        says(program, "stop", output="Stopped .*\n")
+    assert run(program, "status")[1].endswith(" stopped, [JB-01] Online Shop, Design\n")
+
+
+def lists(program):
+    listed = json.loads(run(program, "log", "yesterday..", "--json")[1])
+    assert {"day": day(-1), "hours": 1.5, "time": "1:30", "project": "Online Shop", "code": "JB-01", "task": "Meetings",
+            "client": "Juniper Bakery", "notes": "Weekly", "running": False, "started": "", "ended": ""}.items() <= listed[0].items()
+    assert f"{day(-1)},1:30,Juniper Bakery,JB-01,Online Shop,Meetings,Weekly,,,false\r\n" in subprocess.run(
+        [program, "log", "yesterday", "--csv"], capture_output=True, check=True).stdout.decode()
+    assert f"{day(-1)}\t1:30\t\t[JB-01] Online Shop\tMeetings\tWeekly\n" == run(program, "log", "yesterday")[1]
+    assert "\033" not in run(program, "log")[1]
+    # On a terminal it is aligned, and coloured unless somebody minds.
+    for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False)):
+        shown = subprocess.run(["script", "-qec", f"{program} log yesterday", "/dev/null"], capture_output=True, text=True,
+                               check=True, stdin=subprocess.DEVNULL, env={**os.environ, "TERM": "xterm", **environment}).stdout
+        assert ("\033" in shown) == coloured and "1:30  " in shown and "\t" not in shown, (environment, shown)
+    projects = {each["project"]: each["tasks"] for each in json.loads(run(program, "projects", "--json")[1])}
+    assert projects["Training"] == ["Learning", "Meetings"], projects
+    recent = [(each["project"], each["task"]) for each in json.loads(run(program, "recent", "--json")[1])]
+    assert recent[0] == ("Online Shop", "Design") and len(set(recent)) == len(recent), recent
+    says(program, "complete", "start", output=".*Online Shop\n.*")
+    says(program, "complete", "add", "1:30", "training", output="Learning\nMeetings\n")
+    says(program, "complete", "start", "no such", output="")
+
+
+def hostile(client):
+    """Whatever comes over the bus gets an error, and the program goes on."""
+    def call(method, signature, *arguments):
+        try:
+            return client.call_sync(NAME, PATH, BOOKINGS, method, GLib.Variant(signature, arguments), None,
+                                    Gio.DBusCallFlags.NONE, LONGEST * 1000).unpack()
+        except GLib.Error as error:
+            return Gio.DBusError.get_remote_error(error).rpartition(".")[2]
+
+    text = GLib.Variant("s", "x")
+    for wanted, method, signature, *arguments in (
+            ("Invalid", "Start", "(sssa{sv})", "x" * 100_000, "", "", {}),
+            ("NotFound", "Start", "(sssa{sv})", "\u202e\x01'\"<&", "", "", {}),
+            ("NotFound", "Start", "(sssa{sv})", "", "", "", {"at": GLib.Variant("(ia{sv})", (1, {"x": text})), "x": text}),
+            ("Invalid", "Start", "(sssa{sv})", "Online Shop", "Design", "", {"ago": GLib.Variant("s", "-1")}),
+            ("Invalid", "Start", "(sssa{sv})", "Online Shop", "Design", "", {"ago": GLib.Variant("s", "24h")}),
+            ("NotFound", "Continue", "(u)", 2**32 - 1),
+            ("Invalid", "Add", "(sssss)", "1e308", "Online Shop", "Design", "", ""),
+            ("Invalid", "Add", "(sssss)", "1", "Online Shop", "Design", "", "9999999999-01-01"),
+            ("Invalid", "Log", "(s)", "0000-00-00.."),
+            ("UnknownMethod", "Continue", "(s)", "1"),
+            ("UnknownMethod", "Nonsense", "()")):
+        assert call(method, signature, *arguments) == wanted, (method, call(method, signature, *arguments))
+    assert call("Wait", "()")[0] <= 16_000
+    xml = client.call_sync(NAME, PATH, "org.freedesktop.DBus.Introspectable", "Introspect", None, None,
+                           Gio.DBusCallFlags.NONE, -1).unpack()[0]
+    methods = Gio.DBusNodeInfo.new_for_xml(xml).lookup_interface(BOOKINGS).methods
+    assert {m.name: "".join(a.signature for a in m.in_args) + ">" + "".join(a.signature for a in m.out_args) for m in methods} == {
+        "Start": "sssa{sv}>a{sv}", "Stop": ">a{sv}", "Continue": "u>a{sv}", "Add": "sssss>a{sv}", "SetNotes": "s>a{sv}",
+        "Log": "s>aa{sv}", "Projects": ">aa{sv}", "Recent": ">aa{sv}", "Names": "s>as", "Wait": ">u"}
+
+
+def main(program):
+    nobody_signed_in(program)
+    settings = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "Quillon" / "Quillon.conf"
+    settings.parent.mkdir(parents=True, exist_ok=True)
+    settings.write_text(settings.read_text() + "\n[General]\nKeepTimeHere=true\n" if settings.exists() and "[General]" not in
+                        settings.read_text() else "[General]\nKeepTimeHere=true\n")
+    # The first command starts the program with the built-in service, and waits until there is something to list.
+    says(program, "projects", output=".*Online Shop.*")
+    client = Gio.bus_get_sync(Gio.BusType.SESSION)
+    a_day(program)
+    lists(program)
+    hostile(client)
+    assert not windows(), windows()
+    says(program, "quit")
+    until("the end", lambda: run(program, "status")[0] == 1)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])
