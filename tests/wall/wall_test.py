@@ -13,11 +13,12 @@ MAY_USE = {
     "settings": {"platform"},
     "model": {"store", "settings", "platform"},
     "service": {"model", "settings", "store", "platform"},
+    "booking": {"service", "model", "settings", "store", "platform"},
     "skin": {"settings", "platform"},
     "preferences": {"service", "model", "skin", "settings", "store", "platform"},
     "editing": {"service", "model", "skin", "settings", "store", "platform"},
     "timesheet": {"editing", "service", "model", "skin", "settings", "store", "platform"},
-    "app": {"preferences", "timesheet", "editing", "service", "model", "skin", "settings", "store", "platform"},
+    "app": {"preferences", "timesheet", "editing", "booking", "service", "model", "skin", "settings", "store", "platform"},
 }
 
 
