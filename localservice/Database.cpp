@@ -1,66 +1,16 @@
 #include "Database.h"
 
-#include "Catalog.h"
 #include "Credentials.h"
 #include "DateText.h"
+#include "Samples.h"
 #include "Sql.h"
 #include "Storage.h"
 
-#include <algorithm>
 #include <charconv>
-#include <vector>
 
 namespace localservice {
 
 namespace {
-
-struct SampleProject
-{
-    const char* client;
-    const char* code;
-    const char* name;
-    bool billable;
-    std::vector<std::string> tasks;
-};
-
-void insertSampleCatalog(SQLite::Database& database, Id account, Id owner)
-{
-    const std::vector<std::pair<std::string, bool>> tasks{{"Design", true},    {"Development", true},
-                                                          {"Meetings", true},  {"Writing", true},
-                                                          {"Learning", false}, {"Administration", false}};
-    const std::vector<SampleProject> projects{
-        {"Juniper Bakery", "JB-01", "Online Shop", true, {"Design", "Development", "Meetings", "Administration"}},
-        {"Juniper Bakery", "JB-02", "Seasonal Menu Cards", true, {"Design", "Writing", "Meetings"}},
-        {"Harbour & Sons", "HARB", "Boat Rental Booking", true, {"Design", "Development", "Meetings", "Learning"}},
-        {"My Own Work", "", "Bookkeeping", false, {"Administration"}},
-        {"My Own Work", "", "Training", false, {"Learning", "Meetings"}},
-    };
-    using Kind = Catalog::Kind;
-    // These texts are ours, so nothing is rejected.
-    Catalog catalog(database, account);
-    for (const auto& [name, billable] : tasks)
-        catalog.add(Kind::Task, name).value();
-    Id firstProject = 0;
-    for (const auto& sample : projects) {
-        const Id client = catalog.named(Kind::Client, sample.client).value();
-        const Id project = catalog.addProject({client, sample.name, sample.code, sample.billable}).value();
-        static_cast<void>(catalog.assignPerson(project, owner));
-        if (firstProject == 0)
-            firstProject = project;
-        for (const auto& [name, billable] : tasks) {
-            if (std::find(sample.tasks.begin(), sample.tasks.end(), name) != sample.tasks.end())
-                static_cast<void>(
-                    catalog.offerTask(project, catalog.named(Kind::Task, name).value(), sample.billable && billable));
-        }
-    }
-    // One entry without time, so that there is a timer to start right away.
-    const Seconds now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    execute(database,
-            "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
-            " VALUES (?, ?, ?, ?, '', 0, ?, ?)",
-            owner, firstProject, catalog.named(Kind::Task, tasks.front().first).value(), isoDayText(localDay(now)), now,
-            now);
-}
 
 std::string messageOf(const Problem& problem)
 {
@@ -149,7 +99,7 @@ Result<SampleAccount> Database::ensureSampleAccount(const std::string& email, co
                                         sample->account, email, hash.value_or(""));
                 sample->password = password;
                 sample->hasPassword = password.has_value();
-                insertSampleCatalog(database, sample->account, sample->person);
+                addSamples(database, sample->account, sample->person);
             }
             return sample;
         })

@@ -253,6 +253,8 @@ void PreferenceController::showAccountPage(bool here)
 
     if (!here) {
         fillAccount();
+        if (isNew)
+            m_ui->keepTimeHereButton->setFocus();
         return;
     }
     const QString folder = tr("In the folder %1").arg(platform::dataFolder());

@@ -205,6 +205,11 @@ void TimesheetController::newTimerClicked(QObject* sender)
 
 void TimesheetController::goToQuillon(QObject* sender)
 {
+    // The page of that very day, with the form for a new entry ready. Of an account elsewhere the address is given.
+    if (settings::QuillonPreferences::sharedPreferences().timeIsKeptHere()) {
+        openDay(m_currentDate, u"?new=1"_s);
+        return;
+    }
     m_owner.openQuillonInBrowser(sender);
 }
 
@@ -282,6 +287,9 @@ void TimesheetController::updateButtonsWhenNotToday()
     m_window->startNewTimerButton->setVisible(isToday() && !m_loggedOut);
     m_window->signInButton->setVisible(m_loggedOut);
     m_window->goToQuillonButton->setVisible(!isToday() && !m_loggedOut);
+    m_window->goToQuillonButton->setText(settings::QuillonPreferences::sharedPreferences().timeIsKeptHere()
+                                             ? tr("Add an Entry in the Browser")
+                                             : tr("View in Quillon"));
 }
 
 void TimesheetController::updateKeyEquivalents()
@@ -458,10 +466,14 @@ void TimesheetController::viewInQuillonAtRow(int row)
     const model::DayEntry* entry = entryAt(row);
     if (!entry)
         return;
-    const QDate day = model::localDay(entry->spentAt());
+    openDay(model::localDay(entry->spentAt()));
+}
+
+void TimesheetController::openDay(QDate day, const QString& query)
+{
     environment().desktop().openUrl(
-        QUrl(u"%1/daily/%2/%3"_s.arg(settings::QuillonPreferences::sharedPreferences().fullUrl(),
-                                     QString::number(day.dayOfYear()), QString::number(day.year()))));
+        QUrl(u"%1/daily/%2/%3%4"_s.arg(settings::QuillonPreferences::sharedPreferences().fullUrl(),
+                                       QString::number(day.dayOfYear()), QString::number(day.year()), query)));
 }
 
 // Editing

@@ -150,6 +150,8 @@ private:
     QWidgetList partsUsableWhileEditing() override;
 
     void wire();
+    /// The page of that day, in the browser.
+    static void openDay(QDate day, const QString& query = {});
     void showMenuOfSelectedRow(std::optional<TimesheetListViewCell::Command> preselected);
     model::DayEntry* entryAt(int row) const;
     bool isWatched() const;

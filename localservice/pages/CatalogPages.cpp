@@ -149,13 +149,36 @@ void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest)
     writeBookedBar(html, line.booked, longest);
 }
 
+std::string bookedAddress(const Visit& visit, const std::string& kind, Id id)
+{
+    return visit.storage
+        .look([&](SQLite::Database& database) -> tl::expected<std::string, Problem> {
+            SQLite::Statement query(database, "SELECT MIN(spent_at), MAX(spent_at) FROM entries WHERE project_id IN"
+                                              " (SELECT id FROM projects WHERE account_id = ?) AND " +
+                                                  kind + "_id = ?");
+            SQLite::bind(query, visit.person.account, id);
+            if (!query.executeStep() || query.getColumn(0).isNull())
+                return std::string();
+            return "/reports?from=" + query.getColumn(0).getString() + "&to=" + query.getColumn(1).getString() + "&" +
+                   kind + "=" + std::to_string(id);
+        })
+        .value_or(std::string());
+}
+
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record)
 {
     const auto sheet = html.in("section", {{"class", "sheet end"}, {"aria-labelledby", "end"}});
     html.leaf("h2", {{"id", "end"}}, record.active ? "Archive or delete" : "Restore or delete");
-    html.leaf("p", {{"class", "faint"}},
-              (record.active ? record.archiving : "This " + record.what + " is archived: nobody can book time on it.") +
-                  (record.staying.empty() ? "" : " " + record.staying));
+    {
+        const auto paragraph = html.in("p", {{"class", "faint"}});
+        html.text(record.active ? record.archiving
+                                : "This " + record.what + " is archived: nobody can book time on it.");
+        html.text(record.staying.empty() ? "" : " " + record.staying);
+        if (!record.booked.empty()) {
+            html.text(" ");
+            html.leaf("a", {{"href", record.booked}}, "See where");
+        }
+    }
     const auto buttons = html.in("div", {{"class", "buttons"}});
     if (record.active && record.asks) {
         html.leaf("a", {{"class", "button"}, {"href", record.path + "/archive"}}, "Archive…");

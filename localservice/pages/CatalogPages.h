@@ -56,6 +56,9 @@ void writeFigures(Html& html, const Booked& booked);
 const std::vector<Column>& projectColumns();
 void writeProjectCells(Html& html, const ProjectLine& line, Seconds longest);
 
+/// The report of all time booked on that record, empty when there is none; `kind` is "project" or "task".
+std::string bookedAddress(const Visit& visit, const std::string& kind, Id id);
+
 /// The buttons below a record's form: archive or restore, and delete where possible.
 struct RecordEnd
 {
@@ -64,6 +67,7 @@ struct RecordEnd
     bool active = true;
     std::string archiving = {}; ///< what archiving does
     std::string staying = {};   ///< why it cannot be deleted; empty when it can
+    std::string booked = {};    ///< where its hours are, if it has any
     bool asks = false;          ///< archiving needs confirmation on a page of its own
 };
 void writeRecordEnd(Html& html, const Visit& visit, const RecordEnd& record);

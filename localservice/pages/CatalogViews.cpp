@@ -309,7 +309,12 @@ CatalogViews::Seen<ProjectView> CatalogViews::newProject() const
     return m_visit.storage.look([&](SQLite::Database& database) -> Seen<ProjectView> {
         const Asker asker(m_visit);
         ProjectView view;
-        const Id newest = number(database, "SELECT COALESCE(MAX(id), 0) FROM projects WHERE account_id = ? AND active",
+        // Offered are the tasks of the newest project on which there is something to bill, as on this one.
+        const Id newest = number(database,
+                                 "SELECT COALESCE(MAX(p.id), (SELECT MAX(id) FROM projects WHERE account_id = ?1"
+                                 " AND active), 0) FROM projects p WHERE p.account_id = ?1 AND p.active AND p.billable"
+                                 " AND EXISTS (SELECT 1 FROM task_assignments o JOIN tasks t ON t.id = o.task_id"
+                                 "   WHERE o.project_id = p.id AND o.billable AND t.active)",
                                  asker.account);
         view.tasks = tasksOf(database, asker, 0, newest);
         std::erase_if(view.tasks, [](const auto& task) { return !task.active; });

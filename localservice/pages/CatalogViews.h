@@ -142,7 +142,7 @@ public:
     Seen<Listing<ProjectLine>> projects(const ListQuery& query) const;
     Seen<Listing<TaskLine>> tasks(const ListQuery& query) const;
     Seen<ProjectView> project(Id id) const;
-    /// A new project: its tasks are those of the newest project.
+    /// A new project: its tasks are those of the newest billable project.
     Seen<ProjectView> newProject() const;
     Seen<ClientView> client(Id id) const;
     Seen<TaskView> task(Id id) const;

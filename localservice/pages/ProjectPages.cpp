@@ -1,4 +1,6 @@
+#include "../Samples.h"
 #include "ProjectForm.h"
+#include "RemovalPages.h"
 
 #include <algorithm>
 #include <functional>
@@ -52,6 +54,12 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
                  .upName = "Projects"},
                 [&](Html& html) {
                     writeOtherProblem(html, problem, {"Name", "Client", "Code", "NewClient", "NewTasks"});
+                    const bool isBilled = std::any_of(shown->tasks.begin(), shown->tasks.end(), [](const auto& task) {
+                        return task.offered && task.active && task.billable;
+                    });
+                    if (!fresh && shown->fields.billable && !isBilled)
+                        html.leaf("p", {{"class", "hint"}},
+                                  "None of its tasks is billable, so none of its hours is. Tick the tasks that are.");
                     if (!fresh)
                         writeHours(html, *shown);
                     writeProjectForm(html, visit, id, *shown, *clients, problem);
@@ -62,7 +70,8 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
                                     .what = "project",
                                     .active = shown->active,
                                     .archiving = "An archived project keeps its hours, and no new ones can be added.",
-                                    .staying = shown->used ? "This project has hours, so it cannot be deleted." : ""});
+                                    .staying = shown->used ? "Time was booked on it, so it cannot be deleted." : "",
+                                    .booked = bookedAddress(visit, "project", id)});
                 });
 }
 
@@ -151,6 +160,29 @@ void writeProjects(Html& html, const Listing<ProjectLine>& found, bool admin)
     }
 }
 
+/// Samples are good for a look around, and in the way of one's own projects.
+void writeSamples(Html& html, const Visit& visit, const std::vector<std::string>& samples)
+{
+    if (samples.empty())
+        return;
+    const auto hint = html.in("div", {{"class", "hint samples"}});
+    std::string names;
+    for (const auto& name : samples)
+        names += (names.empty() ? "" : &name == &samples.back() ? " and " : ", ") + name;
+    html.leaf("p", names + (samples.size() == 1 ? " is a sample" : " are samples") +
+                       " to look around with. Remove them when you need them no more; what has hours stays.");
+    const auto form = formTo(html, visit, ProjectList + "/samples");
+    html.leaf("button", {{"class", "small"}}, "Remove the Samples");
+}
+
+Reply removeSamplesOf(const Visit& visit, const Numbers&)
+{
+    const auto removed = visit.storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
+        return removeSamples(database, visit.person.account, visit.now);
+    });
+    return removed ? goToRemoved(ProjectList, *removed) : problemPage(visit, removed.error());
+}
+
 Reply listPage(const Visit& visit, const Numbers&)
 {
     const auto query = ListQuery::read(visit.query);
@@ -158,6 +190,10 @@ Reply listPage(const Visit& visit, const Numbers&)
     if (!found)
         return problemPage(visit, found.error());
     const bool admin = visit.person.admin;
+    const auto samples =
+        visit.storage.look([&](SQLite::Database& database) -> tl::expected<std::vector<std::string>, Problem> {
+            return admin ? samplesIn(database, visit.person.account) : std::vector<std::string>();
+        });
     const auto actions = [](Html& html) {
         html.leaf("a", {{"class", "button"}, {"href", "/clients/new"}}, "New Client");
         html.leaf("a", {{"class", "button main"}, {"href", "/projects/new"}}, "New Project");
@@ -166,6 +202,7 @@ Reply listPage(const Visit& visit, const Numbers&)
         visit,
         {.title = "Projects", .section = Section::Projects, .actions = admin ? actions : std::function<void(Html&)>()},
         [&](Html& html) {
+            writeSamples(html, visit, samples.value_or(std::vector<std::string>()));
             writeListHead(html, ProjectList, query, "Search projects and clients", found->active, found->archived);
             if (found->lines.empty()) {
                 const auto sheet = html.in("section", {{"class", "sheet"}});
@@ -206,6 +243,7 @@ void addProjectPages(Site& site)
         return projectPage(visit, id, saved.error());
     };
     site.add("POST", ProjectList, send, admins);
+    site.add("POST", ProjectList + "/samples", removeSamplesOf, admins);
     site.add("POST", ProjectList + "/#", send, admins);
     addRecordActs(site, ProjectList, "project", Section::Projects, Catalog::Kind::Project,
                   [](const Visit& visit, Id id) {

@@ -26,6 +26,8 @@ std::string placeOf(SQLite::Database& database, const Removal& removal)
 {
     if (removal.table == "imports")
         return "/data";
+    if (removal.table == "samples")
+        return "/projects";
     if (removal.table != "entries")
         return "/" + removal.table + "/" + std::to_string(removal.record);
     SQLite::Statement query(database, "SELECT spent_at FROM entries WHERE id = ?");

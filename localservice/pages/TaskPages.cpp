@@ -22,11 +22,7 @@ void writeNew(Html& html, const Visit& visit, const std::optional<Problem>& prob
 {
     const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-label", "New task"}});
     const auto form = formTo(html, visit, List, "new-task");
-    {
-        const auto row = html.in("div", {{"class", "row"}});
-        writeName(html, "New task", visit.form.text("name"), problem);
-        html.leaf("button", {{"class", "main"}}, "Add Task");
-    }
+    writeName(html, "New task", visit.form.text("name"), problem);
     writeCheck(html, {.name = "everywhere",
                       .label = "Offer on every project",
                       .checked = !problem || visit.form.has("everywhere"),
@@ -35,6 +31,7 @@ void writeNew(Html& html, const Visit& visit, const std::optional<Problem>& prob
                       .label = "Billable there",
                       .checked = !problem || visit.form.has("billable"),
                       .id = "billable"});
+    html.leaf("button", {{"class", "main"}}, "Add Task");
 }
 
 void writeOffers(Html& html, const TaskLine& line, bool admin)
@@ -152,7 +149,8 @@ Reply taskPage(const Visit& visit, Id id, const std::optional<Problem>& problem)
                             .what = "task",
                             .active = view->active,
                             .archiving = "An archived task keeps its hours, and no new ones can be added.",
-                            .staying = view->used ? "This task has hours, so it cannot be deleted." : ""});
+                            .staying = view->used ? "Time was booked on it, so it cannot be deleted." : "",
+                            .booked = bookedAddress(visit, "task", id)});
         });
 }
 

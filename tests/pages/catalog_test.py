@@ -36,6 +36,38 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.offers(project), {"Design": 1, "Painting": 1})
         self.assertEqual(self.people(project), ["Ann", "Ben"])
 
+    def test_the_first_own_project_is_billable_and_the_samples_go(self):
+        for client, code, name, task, billable in (("Juniper Bakery", "JB-01", "Online Shop", "Design", 1),
+                                                   ("My Own Work", "", "Bookkeeping", "Support", 0),
+                                                   ("My Own Work", "", "Training", "Support", 0)):
+            self.host.data("INSERT INTO clients (account_id, name, active) SELECT 1, ?1, 1 WHERE NOT EXISTS"
+                           " (SELECT 1 FROM clients WHERE name = ?1 AND account_id = 1)", client)
+            self.host.data("INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
+                           " SELECT 1, max(id), ?, ?, ?, 'Tasks', 0, 1 FROM clients WHERE account_id = 1", name, code, billable)
+            self.host.data("INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) SELECT 1,"
+                           " max(p.id), t.id, ?, 0 FROM projects p JOIN tasks t ON t.account_id = 1 AND t.name = ?",
+                           billable, task)
+        self.host.book(0, project="Online Shop")
+        self.host.book(3600, project="Training", task="Support")
+        records = ("SELECT (SELECT group_concat(name) FROM projects), (SELECT group_concat(seconds) FROM entries),"
+                   " (SELECT count(*) FROM task_assignments)")
+        before = self.host.data(records)
+        self.sign_in(to="/projects/new")
+        self.assertEqual([self.value(name) for name in ("Billable", "Design", "Design is billable")], [True] * 3)
+        self.press("Cancel")
+        self.assertIn("Online Shop and Bookkeeping are samples", self.texts(".samples")[0])
+        self.check_page()
+        self.shot("projects-samples")
+        self.press("Remove the Samples")
+        self.assertEqual(self.texts(".samples"), [])
+        self.assertEqual(self.texts("tbody .named"),
+                         ["Internal Not billable", "[WEB] Website", "[BOAT] Boats", "Training Not billable"])
+        self.assertEqual(self.host.data("SELECT name FROM clients WHERE account_id = 1 AND id > 3"), [("My Own Work",)])
+        self.assertEqual([seconds for seconds, in self.host.data("SELECT seconds FROM entries")], [3600])
+        self.press("Bring It Back")
+        self.assertIn("Online Shop and Bookkeeping", self.texts(".samples")[0])
+        self.assertEqual(self.host.data(records), before)
+
     def test_two_administrators_keep_what_they_do_not_touch(self):
         self.sign_in(to="/projects/1")
         longest = "ü" * 200
@@ -65,6 +97,9 @@ class Catalog(pages.PageTest):
         self.sign_in(to="/projects/1")
         self.assertIn("cannot be deleted", self.words)
         self.shot("project")
+        self.press("See where")
+        self.assertEqual((self.heading, self.texts(".narrowings li")), ("4 March 2024", ["Project [WEB] Website ×"]))
+        self.press("[WEB] Website")
         self.assertEqual(self.request("POST", "/projects/1/delete", {"token": self.token()})[0], 422)
         self.press("Archive")
         self.assertEqual(self.texts("[role=status]"), ["Archived. Its hours are kept, and no new ones can be added."])

@@ -188,3 +188,9 @@ def fill(host):
                         "projects (account_id, client_id, name, code, billable, bill_by, rate, active) SELECT id,"
                         " (SELECT min(id) FROM clients WHERE account_id = accounts.id), 'Old Project', '', 1, 'Tasks', 0, 0"):
             host.data(f"INSERT INTO {columns} FROM accounts WHERE subdomain = ?", account)
+        # A sample, which can be removed with all the others.
+        host.data("INSERT INTO clients (account_id, name, active) SELECT id, 'My Own Work', 1 FROM accounts"
+                  " WHERE subdomain = ?", account)
+        host.data("INSERT INTO projects (account_id, client_id, name, code, billable, bill_by, rate, active)"
+                  " SELECT account_id, max(id), 'Bookkeeping', '', 0, 'Tasks', 0, 1 FROM clients WHERE account_id ="
+                  " (SELECT id FROM accounts WHERE subdomain = ?)", account)

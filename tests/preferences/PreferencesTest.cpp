@@ -541,11 +541,13 @@ private slots:
         run.owner.isLoggedOut = true;
         auto& controller = run.open();
         QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-        QCOMPARE(run.focused(), u"quillonUrlField"_s);
-        // First in the window, for the eye and for the keys, though the fields can be typed in at once.
-        QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
-        run.key(Qt::Key_Tab, Qt::ShiftModifier);
+        // First in the window, for the eye and for the keys; below, what nobody needs says so.
         QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
+        QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
+        for (const char* field : {"companyField", "defaultRateField"})
+            QCOMPARE(run.part<QLineEdit>(field).placeholderText(), u"Optional"_s);
+        run.key(Qt::Key_Tab);
+        QCOMPARE(run.focused(), u"quillonUrlField"_s);
 
         run.type("emailField", u"ann@"_s); // thought better of
         run.click("keepTimeHereButton");

@@ -154,6 +154,15 @@ private slots:
         run.menulet->authenticationFailed();
         QVERIFY(window.signInButton->isVisible());
         QVERIFY(!window.startNewTimerButton->isVisible());
+
+        // The built-in service's page of that day, ready for what was forgotten.
+        const auto url = u"http://local.localhost:%1"_s.arg(run.port);
+        settings::QuillonPreferences::sharedPreferences().keepTimeHere({u"you"_s, u"secret"_s, u".local"_s, url});
+        run.controller().setCurrentDate(QDate(2012, 12, 31));
+        run.controller().updateButtonsWhenNotToday();
+        QCOMPARE(window.goToQuillonButton->text(), u"Add an Entry in the Browser"_s);
+        run.controller().goToQuillon(window.goToQuillonButton);
+        QCOMPARE(run.test.desktop.opened.last(), QUrl(url + u"/daily/366/2012?new=1"_s));
     }
 
     void nameOfTheHotKeyIsOnTheButton()
