@@ -1,5 +1,8 @@
 #include "DayPages.h"
 
+#include "../Samples.h"
+#include "../Sql.h"
+#include "../Storage.h"
 #include "Bookings.h"
 
 #include <algorithm>
@@ -205,6 +208,25 @@ void writeNewEntry(Html& html, const Visit& visit, const EntryDraft& draft, cons
     writeMoreProjects(html, bookings);
 }
 
+/// For those who have nothing but samples yet.
+void writeBeginning(Html& html, const Visit& visit)
+{
+    const auto isNew = visit.storage.look([&](SQLite::Database& database) -> tl::expected<bool, Problem> {
+        return visit.person.admin && !samplesIn(database, visit.person.account).empty() &&
+               number(database,
+                      "SELECT EXISTS (SELECT 1 FROM entries WHERE project_id IN (SELECT id FROM projects"
+                      " WHERE account_id = ?) AND (seconds > 0 OR timer_started IS NOT NULL))",
+                      visit.person.account) == 0;
+    });
+    if (!isNew.value_or(false))
+        return;
+    const auto hint = html.in("div", {{"class", "hint samples"}});
+    html.leaf("p", "The projects here are samples to look around with. Begin with one of them, or with your own.");
+    const auto form = formTo(html, visit, "/projects/samples");
+    writeHidden(html, "begin", "1");
+    html.leaf("button", {{"class", "small"}}, "Start Empty");
+}
+
 /// A timer running on a day other than the one shown.
 void writeRunningElsewhere(Html& html, const Entry& entry, Seconds now)
 {
@@ -260,6 +282,8 @@ Reply dayPage(const Visit& visit, Day day, const std::optional<EntryDraft>& draf
             writeProblem(html, problem->message);
         if (*running && (*running)->day != day)
             writeRunningElsewhere(html, **running, visit.now);
+        if (week.all == 0)
+            writeBeginning(html, visit);
         writeWeek(html, day, today, sums, week);
         // Above the entries, where it stays when there are many.
         if (bookable->bookings.empty())

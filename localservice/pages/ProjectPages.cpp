@@ -180,7 +180,9 @@ Reply removeSamplesOf(const Visit& visit, const Numbers&)
     const auto removed = visit.storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
         return removeSamples(database, visit.person.account, visit.now);
     });
-    return removed ? goToRemoved(ProjectList, *removed) : problemPage(visit, removed.error());
+    if (!removed)
+        return problemPage(visit, removed.error());
+    return goToRemoved(visit.form.has("begin") ? ProjectList + "/new" : ProjectList, *removed);
 }
 
 Reply listPage(const Visit& visit, const Numbers&)

@@ -246,27 +246,9 @@ void writeNarrowings(Html& html, const Visit& visit, const std::vector<Narrowing
     }
 }
 
-void writeChoices(Html& html, const Asked& asked, const Seen& seen, bool isNarrowed)
+/// The fields beside those for the days, folded while none is in use.
+void writeNarrowing(Html& html, const ReportFilter& filter, const Seen& seen, bool isNarrowed)
 {
-    const auto& filter = asked.filter;
-    const auto form = html.in("form", {{"method", "get"}, {"action", "/reports"}, {"class", "filter"}});
-    {
-        const auto row = html.in("div", {{"class", "row"}});
-        writeField(html, {.name = "from",
-                          .label = "From",
-                          .value = asked.from,
-                          .type = "date",
-                          .required = true,
-                          .cssClass = "short"});
-        writeField(html, {.name = "to",
-                          .label = "To",
-                          .value = asked.to,
-                          .error = asked.problem,
-                          .type = "date",
-                          .required = true,
-                          .cssClass = "short"});
-        html.leaf("button", "Show");
-    }
     const auto fold = html.in("details", {{"class", "fold"}, {"open", isNarrowed}});
     html.leaf("summary", seen.people.size() > 1 ? "Narrow by client, project, task, person or notes"
                                                 : "Narrow by client, project, task or notes");
@@ -295,6 +277,30 @@ void writeChoices(Html& html, const Asked& asked, const Seen& seen, bool isNarro
                 {{"", "All hours"}, {"yes", "Billable"}, {"no", "Not billable"}});
     writeField(html,
                {.name = "notes", .label = "Notes contain", .value = filter.notes, .type = "search", .longest = 200});
+}
+
+void writeChoices(Html& html, const Asked& asked, const Seen& seen, bool isNarrowed)
+{
+    const auto& filter = asked.filter;
+    const auto form = html.in("form", {{"method", "get"}, {"action", "/reports"}, {"class", "filter"}});
+    {
+        const auto row = html.in("div", {{"class", "row"}});
+        writeField(html, {.name = "from",
+                          .label = "From",
+                          .value = asked.from,
+                          .type = "date",
+                          .required = true,
+                          .cssClass = "short"});
+        writeField(html, {.name = "to",
+                          .label = "To",
+                          .value = asked.to,
+                          .error = asked.problem,
+                          .type = "date",
+                          .required = true,
+                          .cssClass = "short"});
+    }
+    writeNarrowing(html, filter, seen, isNarrowed);
+    html.leaf("button", "Show");
 }
 
 void writeFigures(Html& html, const Seen& seen)
@@ -343,7 +349,8 @@ void writeChart(Html& html, const std::vector<Step>& steps)
             html.leaf("span", std::to_string(hours) + " h");
         html.leaf("span", "0");
     }
-    const auto columns = html.in("div", {{"class", steps.size() > 24   ? "columns many"
+    const auto columns = html.in("div", {{"class", steps.size() > 40   ? "columns many most"
+                                                   : steps.size() > 24 ? "columns many"
                                                    : steps.size() > 12 ? "columns some"
                                                                        : "columns"}});
     for (const auto& step : steps) {

@@ -48,7 +48,13 @@ class Catalog(pages.PageTest):
                            " max(p.id), t.id, ?, 0 FROM projects p JOIN tasks t ON t.account_id = 1 AND t.name = ?",
                            billable, task)
         self.host.book(0, project="Online Shop")
+        self.sign_in()
+        self.press("Start Empty")
+        self.assertEqual(self.heading, "New Project")
+        self.press("Bring It Back")
         self.host.book(3600, project="Training", task="Support")
+        self.open("/daily")
+        self.assertEqual(self.texts(".samples"), [])
         records = ("SELECT (SELECT group_concat(name) FROM projects), (SELECT group_concat(seconds) FROM entries),"
                    " (SELECT count(*) FROM task_assignments)")
         before = self.host.data(records)
