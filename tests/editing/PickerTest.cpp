@@ -206,6 +206,13 @@ private slots:
             window.type(u"t"_s);
             QCOMPARE(window.field(), u"dEst|ination guide");
 
+            // In the middle of a text nothing is added to its end.
+            window.project.textField()->selectAll();
+            window.type(u"esi"_s);
+            window.key(Qt::Key_Home);
+            window.type(u"d"_s);
+            QCOMPARE(window.field(), u"d|esi");
+
             // By code, which is no beginning: nothing to complete.
             window.project.textField()->selectAll();
             window.type(u"zw"_s);

@@ -2,6 +2,7 @@
 #include "HttpClient.h"
 
 #include "localservice/HttpServer.h"
+#include "localservice/Peer.h"
 #include "localservice/Tls.h"
 
 #include <QDir>
@@ -261,9 +262,26 @@ private slots:
         QVERIFY2(reply.startsWith("HTTP/1.1 " + QByteArray::number(status)), reply.constData());
         // What follows a request that was not understood must not be taken for another one.
         QCOMPARE(reply.count("HTTP/1.1"), 1);
-        QVERIFY(reply.contains("\r\nX-Content-Type-Options: nosniff\r\n") && echo.seen().empty());
+        QCOMPARE(echo.seen().size(), 0U);
         // Whatever that was, others are served.
         QVERIFY(RawClient(echo.port).isServed());
+    }
+
+    void protectsEveryReply()
+    {
+        Echo echo;
+        for (const QByteArray& sent : {Get, "hello\r\n\r\n"_ba}) {
+            const auto reply = RawClient(echo.port, sent).readUntil("\r\n\r\n");
+            QVERIFY2(reply.contains("\r\nX-Content-Type-Options: nosniff\r\n"), reply.constData());
+        }
+    }
+
+    void clientsOfOneNetworkAreCountedTogether()
+    {
+        using localservice::networkOf;
+        QCOMPARE(networkOf("2001:db8:1:2:3::4"), networkOf("2001:db8:1:2:ffff::"));
+        QVERIFY(networkOf("2001:db8:1:2:3::4") != networkOf("2001:db8:1:3:3::4"));
+        QCOMPARE(networkOf("192.0.2.7"), "192.0.2.7");
     }
 
     void readsWhatIsSentInPieces()

@@ -328,6 +328,14 @@ private slots:
         check(u"30.50"_s, u"stopped"_s, 500, u"31.0"_s); // more than there was
         check(u""_s, u"stopped"_s, 500, u"31.0"_s);
         check(u"0.25"_s, u"paused"_s, 500, u"31.0"_s);
+
+        // It ended when the time that counts was over.
+        Scenario s;
+        s.useTimestamps();
+        const auto id = s.add();
+        s.pass(2h);
+        const auto answer = s.sync(id, u"0.50"_s, u"stopped"_s, u"Tue, 5 Mar 2024 08:15:40 +0000"_s);
+        QCOMPARE(answer.row(u"started_at ended_at hours"_s), u"9:15am|9:45am|0.5"_s);
     }
 
     void refusesStaleSynchronization()

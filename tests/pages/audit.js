@@ -41,6 +41,15 @@ const checkStructure = () => {
       for (const id of element.getAttribute(attribute).split(/\s+/))
         if (!document.getElementById(id)) fault(`${attribute} points to nothing`, element);
 
+  // Where one is, and what belongs to a field
+  for (const list of all("nav[aria-label=Site]")) {
+    const here = [...list.querySelectorAll("a")].filter(link => location.pathname.startsWith(new URL(link.href).pathname));
+    if (here.length && !here.some(link => link.getAttribute("aria-current") === "page"))
+      fault("navigation that does not say where one is", list);
+  }
+  const described = new Set(all("[aria-describedby]").flatMap(e => e.getAttribute("aria-describedby").split(/\s+/)));
+  for (const text of all("p.help[id], p.error[id]")) if (!described.has(text.id)) fault("describes no field", text);
+
   // Names
   for (const field of all("input:not([type=hidden]), select, textarea")) {
     if (["submit", "button", "reset"].includes(field.type)) continue;

@@ -135,12 +135,14 @@ public:
     {
         item.setView(&view);
         item.setStandIn({&menu, [this] { chosen << u"open menu"_s; }, [this] { chosen << u"toggle"_s; },
-                         [](const platform::StatusItem::Description&, int side, bool withHours) {
+                         [this](const platform::StatusItem::Description&, int side, bool withHours) {
+                             ++drawn;
                              QImage tile(side, side, QImage::Format_ARGB32);
                              tile.fill(QColor(0x11, 0x22, 0x33, withHours ? 0x44 : 0x55));
                              return tile;
                          }});
     }
+    int drawn = 0; ///< tiles
     bool becomes(const QString& carrier)
     {
         const bool showsView = carrier.startsWith(u"docked"_s) || carrier.startsWith(u"floating"_s);
@@ -369,6 +371,13 @@ private slots:
         item.told.loggedOut = false;
         qunsetenv("XDG_CURRENT_DESKTOP");
 
+        // A new tile is drawn for what is new.
+        item.told.running = !item.told.running;
+        item.told.hours = u"9:59"_s;
+        const int drawn = item.drawn;
+        item.item.setDescription(item.told);
+        static_cast<void>(propertyOf(name, u"IconPixmap"_s));
+        QVERIFY(item.drawn > drawn);
         // Desktops take the text for markup.
         item.told.about = u"R&D <i>"_s;
         item.item.setDescription(item.told);

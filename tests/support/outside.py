@@ -6,12 +6,27 @@ For the distribution's python3 (pyatspi), in a desktop of its own (tests/support
 import os
 import re
 import subprocess
+import sys
 import time
+import traceback
 
 import pyatspi
 from gi.repository import GLib
 
 LONGEST = 20  # seconds; nothing waits longer than it must
+
+
+def tell(kind, error, trace):
+    """How a test ends that has failed: with what it saw."""
+    traceback.print_exception(kind, error, trace)
+    for frame, _ in traceback.walk_tb(trace):
+        seen = frame.f_locals
+    for name, value in seen.items() if kind is AssertionError else ():
+        if not name.startswith("_") and not callable(value) and not isinstance(value, type(sys)):
+            print(f"  {name} = {repr(value)[:1000]}", file=sys.stderr)
+
+
+sys.excepthook = tell
 
 
 def handle_events():

@@ -133,6 +133,10 @@ private slots:
 
     void notesOfMegabytesHoldNothingUp()
     {
+        // Cut between characters, not within one.
+        QCOMPARE(timesheet::TimesheetListViewCell::shownNotes(u"x"_s.repeated(9'999) + u"\U0001F9C1"_s).last(24),
+                 u"x… (2 more characters)"_s.rightJustified(24, u'x'));
+
         // Words, one word, lines, and empty lines.
         const QString notes = u"Second pass "_s.repeated(270'000) + u"x\U0001F9C1"_s.repeated(600'000) +
                               u"\nA line of notes as long as lines are wont to be."_s.repeated(50'000) +
