@@ -5,6 +5,7 @@
 #include "editing/NewTimerController.h"
 #include "model/Company.h"
 #include "model/DataModel.h"
+#include "model/HoursClock.h"
 #include "platform/Desktop.h"
 #include "platform/Paths.h"
 #include "platform/Run.h"
@@ -53,6 +54,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     m_idleTimer.reset();
     m_updateTimer.reset();
     m_firstAnswer.reset();
+    model::HoursClock::instance().watch(*this, {});
     setCompany(nullptr);
     m_aboutController.reset();
     m_preferenceController.reset();
@@ -135,6 +137,7 @@ void WrenfoldMenulet::wire()
             &WrenfoldMenulet::initializeQuillonData);
     connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, this, &WrenfoldMenulet::networkUnReachable);
     connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, this, &WrenfoldMenulet::networkReachable);
+    connect(&model::HoursClock::instance(), &model::HoursClock::changed, this, &WrenfoldMenulet::hoursDidChange);
     connect(&m_timeHere, &TimeHere::kept, this, [this] {
         // It opens by itself when the first day has arrived, and never again.
         if (m_timesheetController)

@@ -236,6 +236,8 @@ private:
     void setConnection(Connection connection);
     void askUntilAnswered();
     void setupReachabilityTarget();
+    void watchHours(const model::DayEntry* entry);
+    void hoursDidChange();
     void describeStatusItem(const model::DayEntry* entry);
     void showAlert(const QString& title, const QString& text);
     void openPage(const QString& path);

@@ -8,6 +8,7 @@
 #include "editing/NewTimerController.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
+#include "model/HoursClock.h"
 #include "model/Project.h"
 #include "model/Task.h"
 #include "platform/Alerts.h"
@@ -58,12 +59,28 @@ void WrenfoldMenulet::updateTotal()
 
 void WrenfoldMenulet::updateStatusItemForCurrentEntry(const model::DayEntry* entry)
 {
+    watchHours(entry);
     const QString hours = entry ? entry->hoursMinutes() : u"0:00"_s;
     m_view->setHours(hours, entry && entry->isRunning());
     m_view->setBlinkWhenRunning(m_userPreferences->blinkColon());
     m_statusItem->setLength(hours.size() < WideHoursLength ? static_cast<double>(QuillonStatusItemDefaultWidth)
                                                            : skin::QuillonStatusItemView::computeWidthForHours(hours));
     describeStatusItem(entry);
+}
+
+void WrenfoldMenulet::watchHours(const model::DayEntry* entry)
+{
+    std::vector<double> growing;
+    if (entry && entry->isRunning())
+        growing.push_back(entry->totalHours());
+    model::HoursClock::instance().watch(*this, growing);
+}
+
+void WrenfoldMenulet::hoursDidChange()
+{
+    // Otherwise it shows something else until the next reply comes.
+    if (!offline() && !loggedOut())
+        updateStatusItemForCurrentEntry(currentEntry());
 }
 
 void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)

@@ -2,6 +2,7 @@
 
 #include "editing/EditTimerController.h"
 #include "model/DateComparisons.h"
+#include "model/HoursClock.h"
 #include "model/HoursMinutes.h"
 #include "platform/Compositing.h"
 #include "platform/Desktop.h"
@@ -29,7 +30,6 @@
 namespace timesheet {
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 using Command = TimesheetListViewCell::Command;
 
 using platform::environment;
@@ -41,16 +41,6 @@ constexpr double LineHeight = 14;
 QDate today()
 {
     return model::localDay(model::now());
-}
-
-/// From running hours to the next moment at which their text, rounded to minutes, changes.
-std::chrono::milliseconds untilNextMinute(double hours)
-{
-    const double minutes = hours * 60;
-    // Minutes are rounded, but hours are not: 1:59:45 shows as 1:00.
-    const double next = std::min(std::floor(minutes + 0.5) + 0.5, (std::floor(minutes / 60) + 1) * 60);
-    // Past it rather than a hair before.
-    return std::chrono::milliseconds(static_cast<qint64>(std::ceil((next - minutes) * 60'000)) + 1);
 }
 
 } // namespace
@@ -75,6 +65,7 @@ TimesheetController::~TimesheetController()
 {
     if (m_window->isVisible())
         m_window->saveFrame();
+    model::HoursClock::instance().watch(*this, {});
     m_window->removeEventFilter(this);
     m_window->contentView().removeEventFilter(this);
     m_window->dayEntriesListView->setDelegate(nullptr);
@@ -100,6 +91,7 @@ void TimesheetController::wire()
             showMenuOfSelectedRow(Command::DeleteTimer);
     });
 
+    connect(&model::HoursClock::instance(), &model::HoursClock::changed, this, &TimesheetController::updateHours);
     window.installEventFilter(this);
     window.contentView().installEventFilter(this);
 }
@@ -229,6 +221,7 @@ void TimesheetController::reloadEntries()
             m_dayEntries.emplace_back(entry);
     }
     m_notesHeights.resize(m_dayEntries.size());
+    watchHours();
 
     updateTotal();
     updateForNoEntries();
@@ -241,7 +234,6 @@ void TimesheetController::reloadEntries()
     updateButtonsWhenNotToday();
     if (contentFocused)
         m_window->focusContent();
-    watchHours();
     if (m_editTimerController)
         m_editTimerController->entriesDidChange();
 }
@@ -334,34 +326,31 @@ bool TimesheetController::isWatched() const
 
 void TimesheetController::watchHours()
 {
-    m_nextMinute.reset();
-    if (!isWatched())
-        return;
-    double total = 0;
-    bool running = false;
-    auto wait = std::chrono::milliseconds::max();
-    for (const model::DayEntry* entry : dayEntries()) {
-        total += entry ? entry->totalHours() : 0;
-        if (entry && entry->isRunning()) {
-            running = true;
-            wait = std::min(wait, untilNextMinute(entry->totalHours()));
+    std::vector<double> growing;
+    if (isWatched()) {
+        double total = 0;
+        for (const model::DayEntry* entry : dayEntries()) {
+            total += entry ? entry->totalHours() : 0;
+            if (entry && entry->isRunning())
+                growing.push_back(entry->totalHours());
         }
+        if (!growing.empty())
+            growing.push_back(total);
     }
-    if (!running)
-        return;
-    wait = std::min(wait, untilNextMinute(total));
-    m_nextMinute = environment().time().repeat(wait, [this] { updateHours(); });
+    model::HoursClock::instance().watch(*this, growing);
 }
 
 void TimesheetController::updateHours()
 {
+    if (!isWatched())
+        return;
+    watchHours();
     for (RLListViewCell* cell : dayEntriesListView().visibleCells()) {
         static_cast<TimesheetListViewCell*>(cell)->updateHours();
         cell->tellName();
     }
     updateTotal();
     fixTotalPosition();
-    watchHours();
 }
 
 bool TimesheetController::eventFilter(QObject* watched, QEvent* event)

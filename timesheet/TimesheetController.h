@@ -3,7 +3,6 @@
 #include "editing/EditTimerOwner.h"
 #include "model/Company.h"
 #include "model/DayEntry.h"
-#include "platform/TimeSource.h"
 #include "store/Object.h"
 #include "timesheet/RLListViewDelegate.h"
 #include "timesheet/TimesheetListViewCell.h"
@@ -172,8 +171,6 @@ private:
     bool m_loading = false;
     bool m_offline = false;
     bool m_loggedOut = false;
-    /// Expires when a running entry's hours, or the total, next show another minute.
-    std::unique_ptr<platform::TimeSource::Timer> m_nextMinute;
 };
 
 } // namespace timesheet

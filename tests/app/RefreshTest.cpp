@@ -3,8 +3,11 @@
 #include "editing/NewTimerController.h"
 #include "editing/NewTimerPanel.h"
 #include "model/User.h"
+#include "skin/QuillonTextFieldCell.h"
 #include "store/Coordinator.h"
 #include "support/TestMain.h"
+#include "timesheet/RLListView.h"
+#include "timesheet/TimesheetListViewCell.h"
 #include "timesheet/TimesheetWindow.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
@@ -65,6 +68,35 @@ private slots:
             run.refresh();
         QCOMPARE(run.face(), u"0:05 running"_s);
         QVERIFY(run.test.alerts.shown.empty());
+    }
+
+    void itemAndRowChangeTogether()
+    {
+        StartedRun run;
+        run.test.time.advance(17s);
+        run.startTimer(u"Design"_s);
+        auto& list = run.menulet->timesheetController()->dayEntriesListView();
+        QTRY_COMPARE(list.visibleCells().size(), 1);
+        auto* row = static_cast<timesheet::TimesheetListViewCell*>(list.visibleCells().front());
+        QStringList texts;
+        for (int second = 0; second < 200; ++second) {
+            run.test.time.advance(1s);
+            const QString text = row->hoursLabel->text();
+            QCOMPARE(run.view().hoursString(), text);
+            QCOMPARE(run.test.statusItem.description.hours, text);
+            QCOMPARE(run.menulet->timesheetController()->window().totalHoursLabel->text(), text);
+            if (!texts.contains(text))
+                texts << text;
+        }
+        QCOMPARE(texts, QStringList({u"0:00"_s, u"0:01"_s, u"0:02"_s, u"0:03"_s}));
+        run.settle();
+
+        // What the item shows instead stays.
+        run.test.network.setReachable(false);
+        run.test.statusItem.setLength(10);
+        run.test.time.advance(1min);
+        QCOMPARE(run.face(), u"offline"_s);
+        QCOMPARE(run.test.statusItem.length(), 10.0);
     }
 
     void changedCatalogIsFetchedAgain()

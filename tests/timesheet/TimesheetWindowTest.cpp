@@ -508,14 +508,11 @@ private slots:
         QVERIFY(run.row(1).accessibleText().contains(u"1 hour 8 minutes"_s));
 
         // Nothing to do while nobody looks.
-        const int timers = run.test.time.timers();
         run.window().hide();
-        QCOMPARE(run.test.time.timers(), timers - 1);
         run.test.time.advance(3min);
         QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:08"_s, u"1:38"_s}));
         run.window().show();
         QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:11"_s, u"1:41"_s}));
-        QCOMPARE(run.test.time.timers(), timers);
 
         // The sum turns at a moment of its own.
         run.row(0).dayEntry()->setHours((30 * 60 + 20) / 3600.0);
