@@ -22,6 +22,8 @@ public:
 
     /// Shown in the task bar and the application switcher, or not. Decided once, at start.
     virtual void setShownInTaskBar(bool shown) = 0;
+    /// Whether the program can stay out of them.
+    virtual bool canLeaveTaskBar() const = 0;
 
     /// Shows `window`, or brings it to the front where it is shown already, with the keyboard as far as the desktop
     /// allows. What was typed in it stays.

@@ -195,7 +195,12 @@ void PreferenceController::fill()
     m_ui->idleTimerEnabledButton->setChecked(m_preferences.idleTimerEnabled());
     m_ui->idleTimerMinutesField->setEnabled(m_preferences.idleTimerEnabled());
     m_ui->checkForUpdatesButton->setChecked(updater().automaticallyChecksForUpdates());
-    m_ui->showInDockButton->setChecked(!m_preferences.hideFromDock());
+    const bool canLeaveTaskBar = environment().desktop().canLeaveTaskBar();
+    m_ui->showInDockButton->setEnabled(canLeaveTaskBar);
+    m_ui->showInDockButton->setChecked(!canLeaveTaskBar || !m_preferences.hideFromDock());
+    if (!canLeaveTaskBar)
+        m_ui->dockHint->setText(tr("Wayland desktops always show a program there."));
+    m_ui->showInDockButton->setAccessibleDescription(m_ui->dockHint->text());
     m_ui->idleTimerMinutesField->setText(QString::number(m_preferences.idleMinutesThreshold()));
     m_shortcutsPage->fill(m_preferences);
 
@@ -381,7 +386,9 @@ settings::QuillonPreferences& PreferenceController::saveCredentials()
     m_preferences.setBlinkColon(m_ui->blinkColonButton->isChecked());
     m_preferences.setStartAtLogin(m_ui->startAtLoginButton->isChecked());
     m_preferences.setIdleTimerEnabled(m_ui->idleTimerEnabledButton->isChecked());
-    m_preferences.setHideFromDock(!m_ui->showInDockButton->isChecked());
+    // Where there is no choice, that of sessions which have one stays.
+    if (m_ui->showInDockButton->isEnabled())
+        m_preferences.setHideFromDock(!m_ui->showInDockButton->isChecked());
 
     auto minutes = leadingNumber<qint64>(m_ui->idleTimerMinutesField->text());
     if (minutes < LeastIdleMinutes) {

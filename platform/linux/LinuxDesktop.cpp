@@ -54,10 +54,15 @@ bool LinuxDesktop::open(const QUrl& url)
 void LinuxDesktop::setShownInTaskBar(bool shown)
 {
     m_leftOut.reset();
-    if (shown || !x11::isRunning())
+    if (shown || !canLeaveTaskBar())
         return;
     m_leftOut = std::make_unique<LeftOut>();
     QCoreApplication::instance()->installEventFilter(m_leftOut.get());
+}
+
+bool LinuxDesktop::canLeaveTaskBar() const
+{
+    return x11::isRunning();
 }
 
 bool LinuxDesktop::needsTokens()

@@ -25,6 +25,7 @@ public:
     /// A task bar lists windows here, not programs: not shown, each window of the program asks to be left out when it
     /// opens. The status item stays out either way. Without effect on Wayland, which has no such request.
     void setShownInTaskBar(bool shown) override;
+    bool canLeaveTaskBar() const override;
 
     void bringForward(QWidget& window) override;
     void activate(QWidget& window) override;

@@ -47,6 +47,7 @@ class NullDesktop final : public Desktop
 public:
     bool open(const QUrl&) override { return false; }
     void setShownInTaskBar(bool) override {}
+    bool canLeaveTaskBar() const override { return false; }
     void bringForward(QWidget& window) override { window.show(); }
     void activate(QWidget& window) override { window.show(); }
 };

@@ -174,6 +174,24 @@ private slots:
         QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
     }
 
+    // The setting is kept for sessions in which it means something.
+    void desktopWithoutAChoiceAboutTheTaskBar()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        settings::UserDefaults::standardUserDefaults().setBool(settings::QuillonHideFromDockKey, true);
+        settingsOfRun().loadSaved();
+        run.test.desktop.hasTaskBarRequests = false;
+        auto& controller = run.open();
+        const auto& box = run.part<QAbstractButton>("showInDockButton");
+        QVERIFY(!box.isEnabled() && box.isChecked());
+        QCOMPARE(run.part<QLabel>("dockHint").text(), u"Wayland desktops always show a program there."_s);
+        QCOMPARE(box.accessibleDescription(), u"Wayland desktops always show a program there."_s);
+        run.click("doneButton");
+        QTRY_VERIFY(!controller.window().isVisible());
+        QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
+    }
+
     void idleMinutes()
     {
         PreferencesRun run;

@@ -20,6 +20,7 @@ public:
         return opens;
     }
     void setShownInTaskBar(bool shown) override { shownInTaskBar = shown; }
+    bool canLeaveTaskBar() const override { return hasTaskBarRequests; }
     void activate(QWidget& window) override
     {
         activated << &window;
@@ -37,6 +38,7 @@ public:
     QList<QWidget*> activated;
     /// What `openUrl` answers.
     bool opens = true;
+    bool hasTaskBarRequests = true;
 };
 
 /// Keeps what the program asked of the update feed.
