@@ -119,11 +119,11 @@ void NotifierItem::setContent(const ItemContent& content)
     const QString titleBefore = std::exchange(m_toolTipTitle, content.toolTip);
     const StatusItem::Description before = std::exchange(m_description, content.description);
     if (before.loggedOut != m_description.loggedOut) {
-        // The protocol has no signal for it. Hosts read it with the next tile at the latest.
-        QDBusMessage signal =
-            QDBusMessage::createSignal(ItemPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
-        signal << u"org.kde.StatusNotifierItem"_s << QVariantMap{{u"ItemIsMenu"_s, itemIsMenu()}} << QStringList();
-        bus().send(signal);
+        // Whether it is a menu has changed, and some hosts read that once: for them it is another item.
+        bus().unregisterService(std::exchange(m_name, newItemName()));
+        bus().registerService(m_name);
+        m_drops = 0;
+        enroll();
     }
     const bool relabelled = labelOf(before) != label();
     if (relabelled || showsRunning(before) != showsRunning(m_description)) {

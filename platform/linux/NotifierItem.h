@@ -115,7 +115,7 @@ private slots:
 private:
     void enroll();
 
-    const QString m_name;
+    QString m_name;
     const bool m_showsLabel;
     const std::function<void()> m_refused;
     const StatusItem::StandIn m_standIn;
