@@ -40,6 +40,7 @@ class Desktop:
     carrier = ""  # what the program says of its item here, in part
     hint = ""  # how the hint about the item begins
     hot_keys = True
+    tiles = False  # windows have their places from the desktop
 
     def __init__(self, release, variant, pictures):
         self.release, self.variant, self.pictures = release, variant, pictures

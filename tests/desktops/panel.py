@@ -1,6 +1,7 @@
 """Desktops whose panel shows the item: a tile that the panel draws, or the view itself."""
 
 import os
+import pathlib
 import re
 import subprocess
 import time
@@ -8,7 +9,10 @@ import time
 import pyatspi
 from gi.repository import Gio, GLib
 
+import day
 import desktop
+import eye
+import hand
 from outside import find, until
 
 
@@ -71,11 +75,18 @@ class Desktop(desktop.Desktop):
         if self.icon:
             self.click(self.middle(), "middle")
         else:
-            self.click(self.middle())  # of the button, which is what changes
+            self.click_on_view(8)
 
     def press_item(self):
-        x, y, width, height = self.item()
-        self.click((x + width // 2, y + height // 2) if self.icon else (x + width + 20, y + height // 2))
+        if self.icon:
+            self.click(self.middle())
+        else:
+            self.click_on_view(45)
+
+    def click_on_view(self, beside):
+        """So far right of its button, which is the first that changes in the view."""
+        left, top, _, height = self.item()
+        self.click((left + beside, top + height // 2))
 
     # The menu: ours where the item is the view. Otherwise the panel's, seen by what it covers and used by its keys.
 
@@ -89,13 +100,22 @@ class Desktop(desktop.Desktop):
         self.bare = self.picture("last")
         os.replace(self.bare, self.bare + ".bare.png")
         self.click(middle)
-        until("the menu", self.menu)
+        until("the menu", self.opened)
+
+    def opened(self):
+        area = self.changed(self.bare + ".bare.png", self.picture("last"))
+        if not area or area[2] < 100 or area[3] < 200:  # a tool tip
+            return False
+        self.area_of_menu, self.with_menu = area, self.bare + ".menu.png"
+        os.replace(self.picture("last"), self.with_menu)
+        return True
 
     def menu(self):
         if not self.icon:
             return super().menu()
-        area = self.changed(self.bare + ".bare.png", self.picture("last"))
-        return area and area[2] > 100 and area[3] > 200  # more than a tool tip
+        left, top, width, height = self.area_of_menu
+        gone = self.changed(self.with_menu, self.picture("last"), f"{width}x{height}+{left}+{top}")
+        return not gone or gone[2] < width // 2 or gone[3] < height // 2  # what is chosen moves in it
 
     def choose(self, text):
         if not self.icon:
@@ -126,3 +146,41 @@ def x11_windows():
         found.append(desktop.Window(title, x - frame[0], y - frame[2], width + frame[0] + frame[1],
                                     height + frame[2] + frame[3], int(number, 0) == active))
     return found
+
+
+class OnX11(Desktop):
+    """Window manager and panel on an X server, without a session manager."""
+
+    Hand = hand.X11Hand
+    picture_of = staticmethod(eye.of_x11)
+    manager, parts = (), ()  # commands
+
+    def configure(self, folder):
+        """Writes settings into the person's folder for them."""
+
+    def start(self):
+        os.environ.update(self.environment)
+        folder = pathlib.Path.home() / ".config"
+        folder.mkdir(exist_ok=True)
+        self.configure(folder)
+        self.start_x_server()
+        self.export(**self.environment)
+        self.begin(*self.manager)
+        until("the window manager", lambda: "window id" in subprocess.check_output(
+            ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"], text=True))
+        for part in self.parts:
+            self.begin(*part)
+        until("the panel", self.tray_is_there)
+        self.hand_up()
+
+    def tray_is_there(self):
+        """A panel of some height; its tray comes with it."""
+        return any("_NET_WM_WINDOW_TYPE_DOCK" in subprocess.run(["xprop", "-id", number], stdout=subprocess.PIPE, text=True).stdout
+                   for number in re.findall(r"0x[0-9a-f]+", subprocess.check_output(
+                       ["xprop", "-root", "_NET_CLIENT_LIST"], text=True)))
+
+    def windows(self):
+        return x11_windows()
+
+    def tour(self):
+        day.day(self)

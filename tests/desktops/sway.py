@@ -30,6 +30,7 @@ class Recipe(panel.Desktop):
     carrier = "status notifier item"
     hint = "Your hours are in the desktop's bar"
     hot_keys = False
+    tiles = True
     compositor = "sway"
 
     def configure(self, folder):
