@@ -73,7 +73,9 @@ void NotifierHost::ask()
                      whenAnswered(shell, this, [this, question, host = host.reply()](const QDBusPendingCall& shell) {
                          if (question != m_question)
                              return;
-                         m_showsLabel = QDBusReply<QString>(shell.reply()).value() == host.service();
+                         // Without GNOME neither may have a name: Qt 6.8 has none for a reply.
+                         const QDBusReply<QString> owner(shell.reply());
+                         m_showsLabel = owner.isValid() && owner.value() == host.service();
                          setThere(tellsOfHost(host));
                      });
                  });
