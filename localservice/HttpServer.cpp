@@ -317,9 +317,11 @@ Task<bool> send(Client& client, Stream& stream, std::string text)
     co_return co_await stream.send(text);
 }
 
-/// Reads until a request is complete or refused; false when the client has gone before.
+/// Reads until a request is complete or refused, and asks before it takes an upload; false when the client has gone
+/// before.
 template <typename Stream>
-Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, RequestReader& reader)
+Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, RequestReader& reader,
+                          const std::function<Task<bool>()>& mayUpload)
 {
     using State = RequestReader::State;
     client.allow(client.all.limits.head);
@@ -330,9 +332,14 @@ Task<bool> receiveRequest(Client& client, Stream& stream, std::string& input, Re
             co_return true;
         if (state == State::Body && !isInBody) {
             isInBody = true;
+            if (reader.isUpload()) {
+                reader.allowUpload(co_await mayUpload());
+                if (reader.refusal() != 0)
+                    co_return true;
+            }
             if (reader.awaitsContinue())
                 isThere = co_await send(client, stream, "HTTP/1.1 100 Continue\r\n\r\n");
-            client.allow(client.all.limits.body);
+            client.allow(reader.isUpload() ? client.all.limits.upload : client.all.limits.body);
         }
         if (isThere)
             isThere = co_await receive(stream, input);
@@ -374,7 +381,8 @@ error_code listenAt(Tcp::acceptor& acceptor, const Tcp::endpoint& end)
 class HttpServer::Listener final
 {
 public:
-    Listener(const HttpServer& server, std::shared_ptr<Tls> tls) : m_handler(server.m_handler), m_tls(std::move(tls))
+    Listener(const HttpServer& server, std::shared_ptr<Tls> tls)
+        : m_handler(server.m_handler), m_admission(server.m_admission), m_tls(std::move(tls))
     {
         m_all.limits = server.m_limits;
         // The rest is for the data file, and for the program that the service comes with.
@@ -546,7 +554,8 @@ private:
                 goesOn = co_await receive(stream, input);
             RequestReader reader;
             if (goesOn)
-                goesOn = co_await receiveRequest(client, stream, input, reader);
+                goesOn = co_await receiveRequest(client, stream, input, reader,
+                                                 [&]() -> Task<bool> { return mayUpload(client, reader.request()); });
             if (!goesOn)
                 break;
             goesOn = co_await answer(client, stream, reader);
@@ -559,11 +568,9 @@ private:
         wipe(input);
     }
 
-    /// Whether another request may follow.
-    template <typename Stream>
-    Task<bool> answer(Client& client, Stream& stream, RequestReader& reader)
+    /// What is known of its sender.
+    void complete(Request& request, Client& client) const
     {
-        Request& request = reader.request();
         request.secure = m_tls != nullptr;
         request.peer = client.peer;
         request.user = [&client, socket = client.socket.native_handle()] {
@@ -571,6 +578,23 @@ private:
             // a free descriptor, for example, the kernel's tables cannot be read, but the next request may succeed.
             return client.user ? client.user : client.user = userAtOtherEnd(socket);
         };
+    }
+
+    Task<bool> mayUpload(Client& client, Request& request)
+    {
+        if (!m_admission)
+            co_return false;
+        complete(request, client);
+        const std::function<bool()> ask = [&] { return m_admission(request); };
+        co_return (co_await work(client, ask)).value_or(false);
+    }
+
+    /// Whether another request may follow.
+    template <typename Stream>
+    Task<bool> answer(Client& client, Stream& stream, RequestReader& reader)
+    {
+        Request& request = reader.request();
+        complete(request, client);
         Reply reply{reader.refusal()};
         const std::function<Reply()> handle = [&] { return m_handler(request); };
         if (reader.refusal() == 0) {
@@ -660,6 +684,7 @@ private:
     }
 
     const HttpServer::Handler& m_handler;
+    const HttpServer::Admission& m_admission;
     const std::shared_ptr<Tls> m_tls;
     Everybody m_all;
     std::list<Client*> m_waiting; // for a worker
@@ -671,7 +696,10 @@ private:
     std::thread m_thread;
 };
 
-HttpServer::HttpServer(Handler handler, Limits limits) : m_handler(std::move(handler)), m_limits(limits) {}
+HttpServer::HttpServer(Handler handler, Limits limits, Admission admission)
+    : m_handler(std::move(handler)), m_limits(limits), m_admission(std::move(admission))
+{
+}
 
 HttpServer::~HttpServer()
 {

@@ -31,6 +31,8 @@ class HttpServer final
 {
 public:
     using Handler = std::function<Reply(const Request&)>;
+    /// Whether the sender of that head may upload as much as it announces. Called by a worker.
+    using Admission = std::function<bool(const Request&)>;
 
     /// How long a client has for each step, and how many there are at a time: no more than three quarters of the
     /// descriptors that the process may open when it starts to listen.
@@ -39,6 +41,7 @@ public:
         std::chrono::milliseconds handshake = std::chrono::seconds(10);
         std::chrono::milliseconds head = std::chrono::seconds(10);
         std::chrono::milliseconds body = std::chrono::seconds(30);
+        std::chrono::milliseconds upload = std::chrono::minutes(10);
         std::chrono::milliseconds reply = std::chrono::minutes(2); ///< to take it
         /// Longer than the program's refresh period, so that its polling needs one connection.
         std::chrono::milliseconds idle = std::chrono::seconds(75);
@@ -46,7 +49,8 @@ public:
     };
 
     explicit HttpServer(Handler handler) : HttpServer(std::move(handler), Limits()) {}
-    HttpServer(Handler handler, Limits limits);
+    /// Without `admission` nobody uploads anything.
+    HttpServer(Handler handler, Limits limits, Admission admission = {});
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -64,6 +68,7 @@ private:
     class Listener;
     const Handler m_handler;
     const Limits m_limits;
+    const Admission m_admission;
     std::mutex m_mutex; ///< for the listener; whoever stops holds it until the threads have ended
     std::unique_ptr<Listener> m_listener;
 };

@@ -19,6 +19,7 @@ using boost::beast::error_code;
 constexpr std::size_t LongestHead = 64UL * 1024;
 constexpr std::size_t LongestRequestLine = 8UL * 1024;
 constexpr std::size_t LongestBody = 1024UL * 1024;
+constexpr std::size_t LongestUpload = 64 * LongestBody;
 // A legitimate client does not send chunks of a byte or two.
 constexpr std::size_t LongestFrames = 1024UL * 1024;
 
@@ -87,7 +88,7 @@ class RequestReader::Parser final : public http::parser<true, http::string_body,
 RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
 {
     m_parser->header_limit(LongestHead);
-    m_parser->body_limit(LongestBody);
+    m_parser->body_limit(LongestUpload);
     m_parser->on_chunk_header(refuseControls);
 }
 
@@ -158,6 +159,9 @@ std::size_t RequestReader::readHead(const std::string& input)
     else if (const int status = reasonToRefuse(); status != 0)
         refuse(status);
     // Older clients do not announce that they have finished sending, and would take the go-ahead for the reply.
+    m_isUpload = m_refusal == 0 && m_parser->content_length().value_or(0) > LongestBody;
+    if (!m_isUpload)
+        m_parser->body_limit(LongestBody); // in chunks, too
     m_isLast = m_isLast || m_isOlder || !m_parser->keep_alive();
     m_awaitsContinue = !m_isOlder && !m_request.header("Expect").empty();
     return size;
@@ -210,12 +214,18 @@ std::size_t RequestReader::readBody(std::string_view input)
     const bool isIncomplete = error == http::error::need_more;
     if (error == http::error::body_limit)
         refuse(413);
-    else if ((error && !isIncomplete) || m_sent > LongestBody + LongestFrames ||
+    else if ((error && !isIncomplete) || (!m_isUpload && m_sent > LongestBody + LongestFrames) ||
              (isIncomplete && input.size() - taken > LongestHead))
         refuse(400);
     else if (m_parser->is_done())
         m_request.body = std::move(m_parser->get().body());
     return taken;
+}
+
+void RequestReader::allowUpload(bool allowed)
+{
+    if (!allowed)
+        refuse(413);
 }
 
 void RequestReader::refuse(int status)

@@ -10,7 +10,8 @@ namespace localservice {
 
 /// Reads one HTTP/1.1 request from the bytes of a connection, exactly as RFC 9112 defines it: anything an upstream
 /// reader could understand differently is rejected, and so is anything not needed here (folded or oddly ended lines,
-/// compressed or unannounced bodies, other transfer codings). Heads are limited to 64 KiB, bodies to 1 MiB.
+/// compressed or unannounced bodies, other transfer codings). Heads are limited to 64 KiB, bodies to 1 MiB; uploads,
+/// whose length is announced and which somebody must allow, to 64 MiB.
 class RequestReader final
 {
 public:
@@ -35,6 +36,9 @@ public:
     Request& request() { return m_request; }
     /// Overwrites what was read: it may contain a password.
     void forget();
+    /// The body is announced as too large for anything but an upload: call `allowUpload` before reading on.
+    bool isUpload() const { return m_isUpload; }
+    void allowUpload(bool allowed);
     /// The status to reply with when it was rejected.
     int refusal() const { return m_refusal; }
     /// The client sends nothing after it.
@@ -58,6 +62,7 @@ private:
     std::size_t m_line = 0; // where the head's last line begins that has not ended
     std::size_t m_sent = 0; // the bytes of the body, as they were sent
     int m_refusal = 0;
+    bool m_isUpload = false;
     bool m_isLast = false;
     bool m_isOlder = false;
     bool m_awaitsContinue = false;

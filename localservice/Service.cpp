@@ -34,7 +34,8 @@ public:
         : m_options(std::move(options)),
           m_clock(m_options.clock ? m_options.clock : [] { return std::chrono::system_clock::now(); }),
           m_backups(m_options.dataFile, m_clock, m_options.tellBackupTrouble),
-          m_server([this](const Request& request) { return answer(request); })
+          m_server([this](const Request& request) { return answer(request); }, HttpServer::Limits(),
+                   [this](const Request& request) { return m_site->mayUpload(request); })
     {
     }
 

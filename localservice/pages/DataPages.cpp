@@ -1,8 +1,12 @@
+#include "DataPages.h"
+
+#include "../AccountFile.h"
 #include "../Backups.h"
+#include "../CalendarFile.h"
+#include "../Sql.h"
 #include "../Storage.h"
 #include "Parts.h"
 #include "RemovalPages.h"
-#include "Site.h"
 
 #include <algorithm>
 
@@ -18,14 +22,24 @@ const std::string Here = "/data";
 struct Seen
 {
     std::vector<Removal> removals;
+    std::vector<PastImport> imports;
     bool hasOthers = false; ///< accounts in the same file
 };
 
 tl::expected<Seen, Problem> see(const Visit& visit)
 {
     return visit.storage.look([&](SQLite::Database& database) -> tl::expected<Seen, Problem> {
-        return Seen{Removals(database, visit.person.account).all(visit.person),
-                    number(database, "SELECT COUNT(*) FROM accounts") > 1};
+        Seen seen{Removals(database, visit.person.account).all(visit.person),
+                  {},
+                  number(database, "SELECT COUNT(*) FROM accounts") > 1};
+        SQLite::Statement query(database, "SELECT id, name, entries, made_at FROM imports WHERE account_id = ?"
+                                          " ORDER BY id DESC LIMIT 20");
+        query.bind(1, visit.person.account);
+        while (visit.person.admin && query.executeStep())
+            seen.imports.push_back({query.getColumn(0).getInt64(), query.getColumn(1).getString(),
+                                    static_cast<std::size_t>(query.getColumn(2).getInt64()),
+                                    query.getColumn(3).getInt64()});
+        return seen;
     });
 }
 
@@ -73,6 +87,78 @@ void writeCopies(Html& html, DailyBackups& backups, bool canRestore)
                   "The copies hold other accounts, too. They are restored by “quillon-service --restore”.");
 }
 
+void writeExports(Html& html, const Visit& visit)
+{
+    const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-labelledby", "out"}});
+    html.leaf("h2", {{"id", "out"}}, "Take it along");
+    const auto list = html.in("ul", {{"class", "rows"}});
+    const auto line = [&](std::string_view name, std::string_view what, const std::string& path,
+                          std::string_view button) {
+        const auto item = html.in("li");
+        {
+            const auto text = html.in("div", {{"class", "what"}});
+            html.leaf("div", {{"class", "line-name"}}, name);
+            html.leaf("small", what);
+        }
+        html.leaf("a", {{"class", "button small"}, {"href", path}}, button);
+    };
+    if (visit.person.admin)
+        line("Everything", "One JSON file with clients, projects, tasks, people and entries, which can be read back.",
+             Here + "/everything.json", "Download JSON");
+    line("Your calendar", "Your entries as an iCalendar file, for calendar programs.", Here + "/calendar.ics",
+         "Download Calendar");
+    line("A table", "The entries of a report as CSV, for spreadsheets.", "/reports", "Choose in the Reports");
+}
+
+Reply download(const std::string& name, const std::string& type, std::function<std::optional<std::string>()> next)
+{
+    auto first = next();
+    if (!first)
+        return {500};
+    Reply reply{200,
+                std::move(*first),
+                {{"Content-Type", type}, {"Content-Disposition", "attachment; filename=\"" + name + "\""}}};
+    reply.rest = std::move(next);
+    return reply;
+}
+
+Reply everything(const Visit& visit)
+{
+    const auto file = visit.storage.look(
+        [](SQLite::Database& database) -> tl::expected<std::string, Problem> { return database.getFilename(); });
+    if (!file)
+        return problemPage(visit, file.error());
+    try {
+        const auto writer = std::make_shared<AccountWriter>(*file, visit.person.account, visit.now);
+        return download("quillon-" + isoDayText(localDay(visit.now)) + ".json", "application/json",
+                        [writer]() -> std::optional<std::string> {
+                            try {
+                                return writer->next();
+                            } catch (const SQLite::Exception&) {
+                                return {}; // the download breaks off, and is seen to
+                            }
+                        });
+    } catch (const SQLite::Exception& error) {
+        return problemPage(visit, {500, "Storage", std::string("The data file: ") + error.what() + "."});
+    }
+}
+
+Reply calendar(const Visit& visit)
+{
+    const auto origin = std::string(visit.request.header("Host").substr(0, visit.request.header("Host").find(':')));
+    const auto file = std::make_shared<CalendarFile>(visit.person.id, origin, visit.now);
+    return download("quillon-" + isoDayText(localDay(visit.now)) + ".ics", "text/calendar; charset=utf-8",
+                    [file, &storage = visit.storage]() -> std::optional<std::string> {
+                        if (file->isAtEnd())
+                            return std::string();
+                        const auto piece =
+                            storage.look([&](SQLite::Database& database) -> tl::expected<std::string, Problem> {
+                                return file->next(database);
+                            });
+                        return piece ? std::optional(*piece) : std::nullopt;
+                    });
+}
+
 void writeRemovals(Html& html, const Visit& visit, const std::vector<Removal>& removals)
 {
     const auto sheet = html.in("section", {{"class", "sheet"}, {"aria-labelledby", "deleted"}});
@@ -103,6 +189,9 @@ Reply dataPage(const Visit& visit, DailyBackups* backups)
     return page(visit,
                 {.title = "Your Data", .section = Section::Account, .upPath = "/account", .upName = "Your Account"},
                 [&](Html& html) {
+                    if (visit.person.admin)
+                        writeImports(html, visit, seen->imports);
+                    writeExports(html, visit);
                     if (backups && visit.person.admin)
                         writeCopies(html, *backups, !seen->hasOthers);
                     writeRemovals(html, visit, seen->removals);
@@ -160,6 +249,10 @@ void addDataPages(Site& site)
 {
     constexpr auto admins = Site::For::Administrators;
     DailyBackups* backups = site.backups();
+    addImportPages(site);
+    site.add("GET", Here + "/calendar.ics", [](const Visit& visit, const Numbers&) { return calendar(visit); });
+    site.add(
+        "GET", Here + "/everything.json", [](const Visit& visit, const Numbers&) { return everything(visit); }, admins);
     site.add("GET", Here, [backups](const Visit& visit, const Numbers&) { return dataPage(visit, backups); });
     site.add(
         "GET", Here + "/restore",

@@ -33,10 +33,8 @@ std::string decoded(std::string_view text)
 }
 
 /// Only what people can type. Everything else would need care wherever the text is output.
-std::string plain(std::string_view encoded)
+std::string plain(std::string_view text)
 {
-    const std::string whole = decoded(encoded);
-    std::string_view text = whole;
     std::string result;
     while (!text.empty()) {
         const auto length = characterLength(text);
@@ -58,12 +56,16 @@ Form Form::read(std::string_view encoded)
         const auto field = encoded.substr(0, end);
         if (!field.empty()) {
             const auto sign = std::min(field.find('='), field.size());
-            form.m_fields.emplace_back(plain(field.substr(0, sign)),
-                                       plain(field.substr(std::min(sign + 1, field.size()))));
+            form.add(decoded(field.substr(0, sign)), decoded(field.substr(std::min(sign + 1, field.size()))));
         }
         encoded.remove_prefix(std::min(end + 1, encoded.size()));
     }
     return form;
+}
+
+void Form::add(std::string_view name, std::string_view value)
+{
+    m_fields.emplace_back(plain(name), plain(value));
 }
 
 bool Form::has(std::string_view name) const

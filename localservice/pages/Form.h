@@ -18,6 +18,8 @@ class Form final
 public:
     Form() = default;
     static Form read(std::string_view encoded);
+    /// One more, which came in another encoding.
+    void add(std::string_view name, std::string_view value);
 
     bool has(std::string_view name) const;
     /// The first value of that name, empty when there is none.

@@ -24,6 +24,8 @@ constexpr std::array Notes{
     Note{"archived", "Archived. Its hours are kept, and no new ones can be added."},
     Note{"restored", "Restored."},
     Note{"back", "It is back."},
+    Note{"imported", "Imported. You can undo it below as a whole."},
+    Note{"undone", "Undone. What was made is deleted; what has been used for other time has stayed."},
     Note{"data-restored", "Restored. What was there before is kept as a copy."},
     Note{"person-archived", "Archived. They can no longer sign in; their hours are kept."},
 };

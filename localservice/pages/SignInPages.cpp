@@ -1,5 +1,7 @@
 #include "SignInPages.h"
 
+#include "Upload.h"
+
 #include "Browser.h"
 #include "Parts.h"
 
@@ -70,6 +72,8 @@ void writeAdvice(Html& html, bool withinProgram)
 
 HeldForm HeldForm::of(const Request& request)
 {
+    if (isUpload(request))
+        return {};
     HeldForm held{pathHere(request.target)};
     const auto form = Form::read(request.body);
     for (const auto& [name, value] : form.fields()) {

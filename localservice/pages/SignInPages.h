@@ -15,7 +15,7 @@ struct HeldForm
     std::string target = {};
     std::string fields = {}; ///< encoded as a body, without the session's token
 
-    /// A form with passwords is not kept.
+    /// A form with passwords is not kept, nor is a file.
     static HeldForm of(const Request& request);
     bool empty() const { return target.empty(); }
 };

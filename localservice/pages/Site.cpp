@@ -7,6 +7,7 @@
 #include "RemovalPages.h"
 #include "SignInPages.h"
 #include "Storage.h"
+#include "Upload.h"
 
 #include <algorithm>
 #include <chrono>
@@ -79,6 +80,16 @@ bool Site::isAskedBy(const Request& request)
            request.header("Content-Type").starts_with("application/x-www-form-urlencoded");
 }
 
+bool Site::mayUpload(const Request& head)
+{
+    if (head.method != "POST" || head.path() != "/data/import" || !isUpload(head) || !isOurName(head) ||
+        !isFromHere(head))
+        return false;
+    const Seconds now = std::chrono::floor<std::chrono::seconds>(m_clock()).time_since_epoch().count();
+    const auto person = m_sessions.find(sessionKey(head), now);
+    return person && person->admin;
+}
+
 void Site::add(std::string_view method, std::string_view path, Handler handler, For whom)
 {
     m_routes.push_back({std::string(method), std::string(path), std::move(handler), whom});
@@ -123,7 +134,7 @@ Reply Site::answerSignedIn(const Request& request, std::string_view session, Per
 {
     Visit visit = this->visit(request, session, std::move(person), now);
     if (request.method == "POST") {
-        visit.form = Form::read(request.body);
+        visit.form = isUpload(request) ? readUpload(request).fields : Form::read(request.body);
         if (request.path() == "/sign-out") {
             m_sessions.end(session);
             return withSessionCookie(goTo(signInPath("/daily", SignInReason::SignedOut)), request, {});

@@ -44,6 +44,9 @@ public:
 
     Reply answer(const Request& request);
 
+    /// Whether the sender of that head may upload a large file.
+    bool mayUpload(const Request& head);
+
     /// The path that leads a browser of this machine's user to `target`, signed in as that person of the account, once
     /// and within a minute: `target` itself when there are no such links here.
     std::string signInLink(const std::string& subdomain, const std::string& email, const std::string& target);

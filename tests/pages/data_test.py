@@ -1,5 +1,10 @@
 """What comes in and goes out, copies, and what was deleted."""
 
+import json
+import pathlib
+import shutil
+import tempfile
+
 import pages
 
 
@@ -75,6 +80,102 @@ class Data(pages.PageTest):
         ben = self.another_browser()
         ben.sign_in("ben", to="/data")
         self.assertNotIn("Copies", ben.words)
+
+    def choose(self, name, content):
+        """Sends that file from the page that asks for one."""
+        file = pathlib.Path(tempfile.mkdtemp(prefix="pages.")) / name
+        self.addCleanup(shutil.rmtree, file.parent)
+        file.write_bytes(content if isinstance(content, bytes) else content.encode())
+        self.open("/data/import")
+        self.field("File").send_keys(str(file))
+        self.press("Look at It")
+
+    def figures(self):
+        return dict(zip(self.texts(".figures dt"), self.texts(".figures dd")))
+
+    def test_a_table_is_imported_and_undone(self):
+        self.sign_in(to="/data/import")
+        self.check_page()
+        self.shot("import")
+        before = self.host.everything()
+        self.choose("hours.csv", "Wann;Kunde;Was;Lange;Bemerkung\n3/4/2024;Quay <&>;Boote;1,5;Skizze\n"
+                                 "3/5/2024;Quay <&>;Boote;0,75;\nirgendwann;;;;\n")
+        self.assertEqual(self.heading, "hours.csv")
+        self.assertEqual(self.figures()["New entries"], "0")
+        self.fill("Wann", "Day")
+        self.fill("Was", "Project")
+        self.fill("Lange", "Hours")
+        self.fill("Dates", "Month, day, year")
+        self.fill("Task where none is given", "Bauen")
+        self.press("Update the Preview")
+        self.assertEqual(self.figures(), {"New entries": "2", "Hours": "2:15", "There already": "0", "Cannot be read": "1"})
+        self.assertIn("Line 4: “irgendwann” is no date.", self.words)
+        self.check_page()
+        self.shot("import-preview")
+        self.press("Import 2 Entries")
+        self.assertIn("Nothing was imported", self.words)
+        self.assertEqual(self.host.everything(), before)
+        self.fill("Leave out what cannot be read", True)
+        self.press("Import 2 Entries")
+        self.assertEqual(self.texts("[role=status]"), ["Imported. You can undo it below as a whole."])
+        self.check_page()
+        self.shot("imported")
+        self.assertEqual(self.host.data("SELECT e.spent_at, e.seconds, e.notes, p.name, c.name, t.name FROM entries e"
+                                        " JOIN projects p ON p.id = project_id JOIN clients c ON c.id = client_id"
+                                        " JOIN tasks t ON t.id = task_id ORDER BY e.id"),
+                         [("2024-03-04", 5400, "Skizze", "Boote", "Quay <&>", "Bauen"),
+                          ("2024-03-05", 2700, "", "Boote", "Quay <&>", "Bauen")])
+        self.open("/daily/65/2024")
+        self.assertIn("Boote", self.words)
+        self.open("/data")
+        self.press("Undo the import of hours.csv")
+        self.assertEqual(self.host.data("SELECT (SELECT COUNT(*) FROM entries), COUNT(*) FROM projects WHERE name = 'Boote'"),
+                         [(0, 0)])
+        self.press("Bring It Back", self.find(".note"))
+        self.assertEqual(self.host.data("SELECT COUNT(*) FROM entries"), [(2,)])
+
+    def test_everything_goes_out_and_comes_back(self):
+        for day in range(1, 20):
+            self.host.book(1800 * day, f"2024-02-{day:02}", notes=f"“{day}” & more")
+        self.sign_in(to="/data")
+        status, headers, text = self.request("GET", "/data/everything.json")
+        self.assertEqual((status, headers["content-disposition"]), (200, 'attachment; filename="quillon-2024-03-05.json"'))
+        self.assertNotIn("password", text)
+        self.host.data("DELETE FROM entries WHERE spent_at > '2024-02-10'")
+        self.choose("quillon.json", text)
+        self.assertEqual(self.figures(), {"New entries": "9", "Hours": "67:30", "There already": "10"})
+        self.press("Import 9 Entries")
+        self.assertEqual(json.loads(self.request("GET", "/data/everything.json")[2])["entries"].__len__(), 19)
+        self.choose("quillon.json", text)
+        self.assertIn("There is nothing new in this file.", self.words)
+        self.choose("broken.json", text[:-40])
+        self.assertIn("This file cannot be read. Line ", self.texts("[role=alert]")[0])
+        self.check_page()
+        calendar = self.request("GET", "/data/calendar.ics")
+        self.assertEqual((calendar[1]["content-type"], calendar[2].count("BEGIN:VEVENT")), ("text/calendar; charset=utf-8", 19))
+
+    def test_large_files_come_from_administrators_alone(self):
+        self.sign_in(to="/data/import")
+        form = {"token": self.driver.find_element("name", "token").get_attribute("value")}
+        ben = self.another_browser()
+        ben.sign_in("ben", to="/data")
+        rows = b"date,hours\n" + b"2024-03-05,1\n" * 100_000
+        body = b"".join(b'--x\r\nContent-Disposition: form-data; name="%s"\r\n\r\n%s\r\n' % (k.encode(), v.encode())
+                        for k, v in form.items())
+        body += b'--x\r\nContent-Disposition: form-data; name="file"; filename="a.csv"\r\n\r\n' + rows + b"\r\n--x--\r\n"
+        headers = {"Content-Type": "multipart/form-data; boundary=x", "Origin": self.host.url("")}
+        elsewhere = {**headers, "Origin": "http://evil.localhost"}
+        cookies = self.cookies()
+        self.assertEqual(self.request("POST", "/data/import", body, headers, cookies=cookies)[0], 303)
+        for what, target, sent, cookie in (("a colleague", "/data/import", headers, ben.cookies()),
+                                           ("nobody", "/data/import", headers, ""),
+                                           ("another site", "/data/import", elsewhere, cookies),
+                                           ("another page", "/entries", headers, cookies)):
+            with self.subTest(sender=what):
+                self.assertEqual(self.request("POST", target, body, sent, cookies=cookie)[0], 413)
+        # A draft is its owner's.
+        self.assertEqual(self.request("GET", "/data/import/1", cookies=cookies)[0], 200)
+        self.assertEqual(self.request("GET", "/data/import/1", cookies=ben.cookies())[0], 403)
 
 
 if __name__ == "__main__":
