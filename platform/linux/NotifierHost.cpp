@@ -69,15 +69,18 @@ void NotifierHost::ask()
                  [this, question](const QDBusPendingCall& host) {
                      if (question != m_question)
                          return;
-                     const auto shell = QDBusConnection::sessionBus().asyncCall(questionForOwner(u"org.gnome.Shell"_s));
-                     whenAnswered(shell, this, [this, question, host = host.reply()](const QDBusPendingCall& shell) {
-                         if (question != m_question)
-                             return;
-                         // Without GNOME neither may have a name: Qt 6.8 has none for a reply.
-                         const QDBusReply<QString> owner(shell.reply());
-                         m_showsLabel = owner.isValid() && owner.value() == host.service();
-                         setThere(tellsOfHost(host));
-                     });
+                     QDBusConnection bus = QDBusConnection::sessionBus();
+                     const QDBusPendingCall shell = bus.asyncCall(questionForOwner(u"org.gnome.Shell"_s));
+                     // Answered after it. The reply above does not say from whom it is, with Qt 6.8.
+                     whenAnswered(bus.asyncCall(questionForOwner(StatusNotifierWatcher)), this,
+                                  [this, question, host = host.reply(), shell](const QDBusPendingCall& watcher) {
+                                      if (question != m_question)
+                                          return;
+                                      const QDBusReply<QString> owner(shell);
+                                      m_showsLabel =
+                                          owner.isValid() && owner.value() == QDBusReply<QString>(watcher).value();
+                                      setThere(tellsOfHost(host));
+                                  });
                  });
 }
 
