@@ -21,6 +21,14 @@ Found look(const Visit& visit, Find find)
         .value_or(std::nullopt);
 }
 
+Section sectionOf(const Removal& removal)
+{
+    return removal.table == "entries"   ? Section::Timesheet
+           : removal.table == "tasks"   ? Section::Tasks
+           : removal.table == "imports" ? Section::Account
+                                        : Section::Projects;
+}
+
 /// Where it is again.
 std::string placeOf(SQLite::Database& database, const Removal& removal)
 {
@@ -85,7 +93,7 @@ std::optional<Reply> removedPage(const Visit& visit, Id record)
     const auto removal = look(visit, [&](Removals& removals) { return removals.of(table, record, visit.person); });
     if (!removal)
         return {};
-    return page(visit, {"This " + wordFor(*removal) + " Was Deleted", Section::None, 404}, [&](Html& html) {
+    return page(visit, {"This " + wordFor(*removal) + " Was Deleted", sectionOf(*removal), 404}, [&](Html& html) {
         const auto sheet = html.in("section", {{"class", "sheet question"}});
         html.leaf("p", {{"class", "about"}}, removal->name);
         html.leaf("p", "It was deleted on " + momentInWords(removal->removed) + ".");
