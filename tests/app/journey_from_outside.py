@@ -274,7 +274,16 @@ def edit(quillon, seed):
         # By keyboard: the second row, its task, notes and end.
         tool("search", "--sync", "--name", "^Timesheet$", "windowactivate", "--sync")
         until("the first row selected", lambda: keys("Home") or "selected" in states(rows[0]))
-        keys("Down", "e")
+        selected = []
+
+        def note(event):
+            selected.append(event.source.name)
+
+        pyatspi.Registry.registerEventListener(note, "object:state-changed:selected")
+        keys("Down")
+        until("the second row announced", lambda: rows[1].name in selected)
+        pyatspi.Registry.deregisterEventListener(note, "object:state-changed:selected")
+        keys("e")
         sheet = find(window, "dialog", "Edit Timer")
         until("the project focused", lambda: "focused" in states(find(sheet, "text", "Project")))
         assert "modal" in states(sheet)

@@ -19,8 +19,10 @@ LONGEST = 20  # seconds; nothing waits longer than it must
 def tell(kind, error, trace):
     """How a test ends that has failed: with what it saw."""
     traceback.print_exception(kind, error, trace)
+    seen = {}
     for frame, _ in traceback.walk_tb(trace):
-        seen = frame.f_locals
+        if frame.f_code.co_filename != __file__:
+            seen = frame.f_locals
     for name, value in seen.items() if kind is AssertionError else ():
         if not name.startswith("_") and not callable(value) and not isinstance(value, type(sys)):
             print(f"  {name} = {repr(value)[:1000]}", file=sys.stderr)
