@@ -1,6 +1,7 @@
 // walk [SEED [MINUTES]]      walks from that seed on, each in a process of its own
 // walk --seconds N           the walks that are kept, then those of the first seeds, for about so long
 // walk --play "start; item"  one walk
+// walk --soak HOURS          a working day of so many hours: a line of figures for each quarter of an hour
 //
 // A walk that goes wrong is shrunk and printed in the form of tests/walk/kept.
 
@@ -10,10 +11,13 @@
 
 #include <QApplication>
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <malloc.h>
 #include <random>
 #include <sstream>
 #include <sys/wait.h>
@@ -185,6 +189,57 @@ bool goesWell(const Steps& steps, const std::string& name, Outcome* sum = nullpt
     return false;
 }
 
+/// In use, in kilobytes, by program and service together; handles; threads.
+std::array<long, 3> figures()
+{
+    const auto count = [](const char* folder) {
+        return long(std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator()));
+    };
+    return {long(::mallinfo2().uordblks / 1024), count("/proc/self/fd"), count("/proc/self/task")};
+}
+
+/// Refreshes every half minute, seven timer commands a minute, windows that come and go.
+int soak(double hours)
+{
+    constexpr int CommandsAnHour = 420;
+    int count = 1;
+    char name[] = "walk";
+    char* arguments[] = {name, nullptr};
+    const QApplication application(count, arguments);
+    QApplication::setStyle(new support::StillStyle);
+    World world;
+    for (const char* steps : {"start", "start 1", "start 0 1", "timesheet", "timesheet", "newtimer", "newtimer"}) {
+        if (const std::string wrong = world.take(read(steps).front()); !wrong.empty())
+            std::cerr << wrong << std::endl;
+    }
+    int commands = 0;
+    std::cout << "hours heap handles threads" << std::endl;
+    for (int minute = 0; minute <= hours * 60; ++minute) {
+        Steps steps;
+        for (; commands < minute * CommandsAnHour / 60; ++commands)
+            steps.push_back({commands % 2 ? "item" : "row", commands % 3});
+        if (minute % 5 == 0)
+            steps.insert(steps.end(), {{"timesheet"}, {"newtimer"}, {"open"}, {"notes", minute % 26}, {"cancel"},
+                                       {"newtimer"}, {"timesheet"}});
+        if (minute % 30 == 0)
+            steps.insert(steps.end(), {{"start", 0, 1}, {"delete"}, {"sleep", 4}, {"answer"}});
+        steps.push_back({"wait", 60});
+        for (const World::Step& step : steps) {
+            if (const std::string wrong = world.take(step); !wrong.empty()) {
+                std::cerr << "minute " << minute << ", " << step.name << ": " << wrong << std::endl;
+                return 1;
+            }
+        }
+        if (minute % 15 == 0) {
+            world.take({"calm"});
+            const auto [heap, handles, threads] = figures();
+            std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << std::endl;
+        }
+    }
+    std::cout << "# " << commands << " commands, " << world.requests << " requests" << std::endl;
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -200,6 +255,8 @@ int main(int argc, char** argv)
                   << std::endl;
         return outcome.wrong.empty() ? 0 : 1;
     }
+    if (arguments.size() == 2 && arguments[0] == "--soak")
+        return soak(number(1, 24));
     const bool fixed = !arguments.empty() && arguments[0] == "--seconds";
     const auto begin = Clock::now();
     const std::chrono::duration<double> time(fixed ? number(1, 10) : number(1, 1) * 60);
