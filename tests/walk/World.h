@@ -7,6 +7,7 @@
 #include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 
+#include <array>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -60,6 +61,16 @@ private:
     using Seconds = Ledger::Seconds;
     using Id = Ledger::Id;
     using Wish = Ledger::Wish;
+
+    static constexpr double IdleThreshold = 600; ///< seconds
+    static constexpr std::array Zones{"UTC",          "Europe/Berlin",     "America/New_York",
+                                      "Asia/Kolkata", "America/Sao_Paulo", "Pacific/Auckland"};
+    /// Ordinary days, and those on which clocks change or years end.
+    static constexpr std::array<Ledger::Seconds, 6> Moments{1358240400, 1362899700, 1382833500,
+                                                            1356990900, 1541298600, 1330473600};
+
+    static std::string str(const QString& text);
+    static void setZone(const char* zone);
 
     struct Account
     {

@@ -219,8 +219,13 @@ int soak(double hours)
         for (; commands < minute * CommandsAnHour / 60; ++commands)
             steps.push_back({commands % 2 ? "item" : "row", commands % 3});
         if (minute % 5 == 0)
-            steps.insert(steps.end(), {{"timesheet"}, {"newtimer"}, {"open"}, {"notes", minute % 26}, {"cancel"},
-                                       {"newtimer"}, {"timesheet"}});
+            steps.insert(steps.end(), {{"timesheet"},
+                                       {"newtimer"},
+                                       {"open"},
+                                       {"notes", minute % 26},
+                                       {"cancel"},
+                                       {"newtimer"},
+                                       {"timesheet"}});
         if (minute % 30 == 0)
             steps.insert(steps.end(), {{"start", 0, 1}, {"delete"}, {"sleep", 4}, {"answer"}});
         steps.push_back({"wait", 60});
