@@ -223,6 +223,9 @@ void World::settle()
     if (!stalled && api.operationCount() > 0)
         fail("a request never ends");
     QCoreApplication::processEvents();
+    // While a worker sleeps the manual clock goes on, but no timer falls due.
+    if (const std::size_t sleeps = m_environment.clock.sleeps().size(); std::exchange(m_sleeps, sleeps) != sleeps)
+        m_clocksAgree = uptime() + 61;
     // Messages are read; the question about idle time waits for its answer.
     while (m_environment.alertPresenter.isOpen() && !asksAboutIdleTime())
         m_environment.alertPresenter.press(0);

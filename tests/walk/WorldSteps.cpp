@@ -155,26 +155,28 @@ void World::saveSheet(int, int)
     const auto told = m_told.find(id);
     // What the service takes for untouched hours depends on a minute or two: no seconds are counted there.
     const auto near = [&](Seconds a, Seconds b) { return std::abs(a - b) < 180; };
-    if (told != m_told.end()) {
-        const Seconds shown = told->second.entry.total(now());
-        const Seconds there = kept == m_ledger.entries.end() ? shown : kept->second.total(now());
-        const bool unclear =
-            m_typedMinutes >= 0 ? near(m_typedMinutes * Seconds{60}, there) : there != shown && near(shown, there);
-        // An entry's day is kept as the moment at which it begins: after a journey it must be asked for first.
-        if (unclear || (told->second.edited && m_typedMinutes < 0) || told->second.uptime.value_or(-1) <= m_travelled) {
-            cancelSheet(0, 0);
-            return;
-        }
-        Wish wish{Wish::Update, id};
-        wish.notes = m_typedNotes ? str(window.findChild<editing::NotesField*>(u"notesField"_s)->text())
-                                  : told->second.entry.notes;
-        wish.minutes = m_typedMinutes;
-        // Hours that were changed elsewhere since the service last reported them go back as they were shown.
-        if (m_typedMinutes < 0 && there != shown)
-            wish.minutes = int((shown + 30) / 60);
-        if (entry && !entry->isLocked())
-            expect(wish);
+    if (told == m_told.end()) {
+        cancelSheet(0, 0); // of a store that has been lost
+        return;
     }
+    const Seconds shown = told->second.entry.total(now());
+    const Seconds there = kept == m_ledger.entries.end() ? shown : kept->second.total(now());
+    const bool unclear =
+        m_typedMinutes >= 0 ? near(m_typedMinutes * Seconds{60}, there) : there != shown && near(shown, there);
+    // An entry's day is kept as the moment at which it begins: after a journey it must be asked for first.
+    if (unclear || (told->second.edited && m_typedMinutes < 0) || told->second.uptime.value_or(-1) <= m_travelled) {
+        cancelSheet(0, 0);
+        return;
+    }
+    Wish wish{Wish::Update, id};
+    wish.notes =
+        m_typedNotes ? str(window.findChild<editing::NotesField*>(u"notesField"_s)->text()) : told->second.entry.notes;
+    wish.minutes = m_typedMinutes;
+    // Hours that were changed elsewhere since the service last reported them go back as they were shown.
+    if (m_typedMinutes < 0 && there != shown)
+        wish.minutes = int((shown + 30) / 60);
+    if (entry && !entry->isLocked())
+        expect(wish);
     const std::size_t expected = m_expected.size();
     QTest::mouseClick(window.findChild<QWidget*>(u"saveButton"_s), Qt::LeftButton);
     if (isEditing()) {

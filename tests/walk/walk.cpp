@@ -227,7 +227,7 @@ int soak(double hours)
                                        {"newtimer"},
                                        {"timesheet"}});
         if (minute % 30 == 0)
-            steps.insert(steps.end(), {{"start", 0, 1}, {"delete"}, {"sleep", 4}, {"answer"}});
+            steps.insert(steps.end(), {{"day", 2}, {"start", 0, 1}, {"delete"}, {"sleep", 4}, {"answer"}});
         steps.push_back({"wait", 60});
         for (const World::Step& step : steps) {
             if (const std::string wrong = world.take(step); !wrong.empty()) {
