@@ -213,7 +213,7 @@ int soak(double hours)
             std::cerr << wrong << std::endl;
     }
     int commands = 0;
-    std::cout << "hours heap handles threads" << std::endl;
+    std::cout << "hours heap handles threads requests" << std::endl;
     for (int minute = 0; minute <= hours * 60; ++minute) {
         Steps steps;
         for (; commands < minute * CommandsAnHour / 60; ++commands)
@@ -238,7 +238,7 @@ int soak(double hours)
         if (minute % 15 == 0) {
             world.take({"calm"});
             const auto [heap, handles, threads] = figures();
-            std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << std::endl;
+            std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << ' ' << world.requests << std::endl;
         }
     }
     std::cout << "# " << commands << " commands, " << world.requests << " requests" << std::endl;
