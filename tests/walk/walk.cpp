@@ -227,7 +227,7 @@ int soak(double hours)
                                        {"newtimer"},
                                        {"timesheet"}});
         if (minute % 30 == 0)
-            steps.insert(steps.end(), {{"day", 2}, {"start", 0, 1}, {"delete"}, {"sleep", 4}, {"answer"}});
+            steps.insert(steps.end(), {{"day", 2}, {"delete"}, {"start"}, {"sleep", 4}, {"answer"}});
         steps.push_back({"wait", 60});
         for (const World::Step& step : steps) {
             if (const std::string wrong = world.take(step); !wrong.empty()) {
@@ -238,7 +238,8 @@ int soak(double hours)
         if (minute % 15 == 0) {
             world.take({"calm"});
             const auto [heap, handles, threads] = figures();
-            std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << ' ' << world.requests << std::endl;
+            std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << ' ' << world.requests
+                      << std::endl;
         }
     }
     std::cout << "# " << commands << " commands, " << world.requests << " requests" << std::endl;
