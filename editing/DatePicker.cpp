@@ -136,6 +136,7 @@ public:
     explicit Popup(QWidget& field) : QWidget(&field, Qt::Popup | Qt::FramelessWindowHint)
     {
         setAttribute(Qt::WA_DeleteOnClose);
+        setAttribute(Qt::WA_NoMouseReplay); // a press beside it only closes it
         setAccessibleName(DatePicker::tr("Calendar"));
     }
 

@@ -113,6 +113,7 @@ PickerMenu::PickerMenu(Look look, QWidget* parent) : QMenu(parent)
     setStyle(new MenuStyle(this));
     setFont(skin::interfaceFont(13));
     setToolTipsVisible(true);
+    setAttribute(Qt::WA_NoMouseReplay); // a press beside it only closes it
     setPalette(listPalette(look));
 }
 

@@ -4,8 +4,10 @@
 #include "model/Client.h"
 #include "skin/Geometrics.h"
 
+#include <QAbstractButton>
 #include <QAbstractListModel>
 #include <QAccessible>
+#include <QCoreApplication>
 #include <QListView>
 #include <QScreen>
 #include <QScrollBar>
@@ -145,6 +147,7 @@ void QuillonAutocompleterResultsController::showResults()
         return;
     resultsTableView()->scrollToTop();
     shown.show();
+    QCoreApplication::instance()->installEventFilter(this);
     QAccessibleEvent event(&shown, QAccessible::PopupMenuStart);
     QAccessible::updateAccessibility(&event);
 }
@@ -155,6 +158,7 @@ void QuillonAutocompleterResultsController::closeResults()
     if (!visible())
         return;
     m_window->hide();
+    QCoreApplication::instance()->removeEventFilter(this);
     QAccessibleEvent event(m_window.data(), QAccessible::PopupMenuEnd);
     QAccessible::updateAccessibility(&event);
     emit highlightChanged({});
@@ -292,7 +296,21 @@ bool QuillonAutocompleterResultsController::eventFilter(QObject* watched, QEvent
     if ((event->type() == QEvent::Move || event->type() == QEvent::Resize) && visible() &&
         watched == m_window->parentWidget())
         fixGeometry();
-    return false;
+    if (event->type() != QEvent::MouseButtonPress || !visible() || !isBeside(watched))
+        return false;
+    // That is all it does: it would start to drag the window.
+    closeResults();
+    return true;
+}
+
+/// Whether a press there is on neither the drop-down, nor its field, nor anything else that a press is for.
+bool QuillonAutocompleterResultsController::isBeside(const QObject* pressed) const
+{
+    const auto* widget = qobject_cast<const QWidget*>(pressed);
+    if (!widget || widget->window() != m_window->parentWidget())
+        return false;
+    const bool isField = widget == m_containerView || m_containerView->isAncestorOf(widget);
+    return !isField && !qobject_cast<const QAbstractButton*>(widget) && !(widget->focusPolicy() & Qt::ClickFocus);
 }
 
 } // namespace editing

@@ -94,6 +94,7 @@ private:
     };
 
     QuillonAutocompleterResultsWindow& window();
+    bool isBeside(const QObject* pressed) const;
     QString moveSelection(int direction);
     void select(int row);
     void tellHighlight();

@@ -44,6 +44,9 @@ public:
         focus(project);
     }
 
+    int presses = 0; ///< beside everything: they would drag the window
+    void mousePressEvent(QMouseEvent* /*event*/) override { ++presses; }
+
     void focus(QuillonAutocompleter& picker)
     {
         current = &picker;
@@ -296,6 +299,34 @@ private slots:
         QVERIFY(window.project.textField()->hasFocus());
         QCOMPARE(window.field(), u"destin|ation guide"); // the text was as long as "Design"
         QCOMPARE(window.list(), QString());
+    }
+
+    void aPressBesideItOnlyCloses()
+    {
+        Pickers window;
+        const auto press = [&](QPoint at) { QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, at); };
+        const auto pressBeside = [&] { press({300, 200}); };
+        // What can be pressed is.
+        window.type(u"d"_s);
+        press(window.after->geometry().center());
+        QVERIFY(window.after->hasFocus());
+        QVERIFY(!window.project.resultsController().visible());
+
+        window.focus(window.project);
+        window.project.textField()->clear();
+        window.type(u"d"_s);
+        QVERIFY(window.project.resultsController().visible());
+        pressBeside();
+        QVERIFY(!window.project.resultsController().visible());
+        QCOMPARE(window.field(), u"d|esign");
+        QVERIFY(window.project.textField()->hasFocus());
+        window.key(Qt::Key_Down, Qt::AltModifier);
+        QVERIFY(window.project.popupMenu().isVisible());
+        pressBeside();
+        QVERIFY(!window.project.popupMenu().isVisible());
+        QCOMPARE(window.presses, 0);
+        pressBeside();
+        QCOMPARE(window.presses, 1);
     }
 
     void choosesFromTheMenu()
