@@ -250,7 +250,7 @@ private slots:
         static const Certificate locked({u"DNS:x"_s}, u"secret"_s);
         static const Certificate old;
         old.expire();
-        const auto yesterday = QDateTime::currentDateTimeUtc().addDays(-1).date().toString(Qt::ISODate);
+        const auto today = QDateTime::currentDateTimeUtc().date().toString(Qt::ISODate);
         const auto unfit = [&](const QString& certificate, const QString& key, const QString& says) {
             refused(u"--data=/dev/null/x --tls-certificate %1 --tls-key %2"_s.arg(certificate, key), says, 1);
         };
@@ -261,7 +261,7 @@ private slots:
               u"the key in %1 does not belong to the certificate in %2"_s.arg(other.key(), good.file()));
         unfit(locked.file(), locked.key(),
               u"%1 has a passphrase: the service needs a key without one"_s.arg(locked.key()));
-        unfit(old.file(), old.key(), u"the certificate in %1 ended on %2"_s.arg(old.file(), yesterday));
+        unfit(old.file(), old.key(), u"the certificate in %1 ended on %2"_s.arg(old.file(), today));
     }
 
     void explainsItself()
