@@ -1,7 +1,5 @@
 """labwc with waybar: windows overlap. It tells nobody where they are, so rules place them."""
 
-import subprocess
-
 import pyatspi
 
 import day
@@ -10,6 +8,7 @@ from desktop import Window
 from outside import states
 
 PLACES = {day.TIMESHEET: (60, 80), day.NEW_TIMER: (700, 120), day.PREFERENCES: (600, 100), "Other": (300, 200)}
+TITLE = 26
 RULE = '<windowRule title="{}"><action name="MoveTo" x="{}" y="{}"/></windowRule>'
 
 
@@ -17,15 +16,12 @@ class Recipe(sway.Recipe):
     environment = {**sway.Recipe.environment, "XDG_CURRENT_DESKTOP": "labwc:wlroots"}
     tiles = True  # nobody says where windows are
     compositor = "labwc"
+    size = (1280, 720)  # of wlroots' screen, when nobody says otherwise
 
     def configure(self, folder):
         (folder / "labwc").mkdir()
         rules = "".join(RULE.format(title, *place) for title, place in PLACES.items())
         (folder / "labwc/rc.xml").write_text(f"<labwc_config><windowRules>{rules}</windowRules></labwc_config>")
-
-    def start(self):
-        super().start()
-        subprocess.run(["wlr-randr", "--output", "HEADLESS-1", "--custom-mode", "{}x{}".format(*self.size)], check=True)
 
     def windows(self):
         """Those of the programs on the accessibility bus."""
@@ -34,7 +30,8 @@ class Recipe(sway.Recipe):
             for top in program or ():
                 if top and top.name in PLACES and "showing" in states(top):
                     size = top.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
-                    found.append(Window(top.name, *PLACES[top.name], size.width, size.height, "active" in states(top)))
+                    title = TITLE if top.name == day.PREFERENCES else 0  # the others have no frame of labwc's
+                    found.append(Window(top.name, *PLACES[top.name], size.width, size.height + title, "active" in states(top)))
         return found
 
     def tour(self):
