@@ -474,8 +474,10 @@ private slots:
         QScrollBar& bar = *window.project.resultsController().resultsTableView()->verticalScrollBar();
         const int scrolled = bar.value() + 25;
         bar.setValue(scrolled);
+        // What is highlighted stays under the eye, also when a row comes above it.
+        window.run.offered.insert(window.run.offered.begin(), {"99", u"Bank"_s, {}, u"p1"_s});
         window.catalogChanges();
-        QCOMPARE(bar.value(), scrolled);
+        QCOMPARE(bar.value(), scrolled + editing::QuillonAutocompleterResultsWindow::RowHeight);
         // A menu ends nothing: what is highlighted has not been chosen.
         QFocusEvent toMenu(QEvent::FocusOut, Qt::PopupFocusReason);
         QCoreApplication::sendEvent(window.project.textField(), &toMenu);
