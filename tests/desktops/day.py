@@ -53,9 +53,9 @@ def item(desktop):
     with desktop.step("its first entry starts the timer"):
         desktop.choose("Start Current Timer")
         until("it runs", lambda: desktop.status()["Running"])
-    with desktop.step("the menu closes by escape"):
+    with desktop.step("the menu closes again"):
         desktop.open_menu()
-        desktop.keys("esc")
+        desktop.close_menu()
         until("no menu", lambda: not desktop.menu())
 
 

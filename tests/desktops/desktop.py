@@ -135,6 +135,9 @@ class Desktop:
         self.press_item()
         until("the menu", self.menu)
 
+    def close_menu(self):
+        self.keys("esc")
+
     def choose(self, text):
         """An entry of the open menu, by a click."""
         menu = self.menu()

@@ -9,6 +9,7 @@ from outside import states
 
 PLACES = {day.TIMESHEET: (60, 80), day.NEW_TIMER: (700, 120), day.PREFERENCES: (600, 100), "Other": (300, 200)}
 TITLE = 26
+KEYS = '<keyboard><default/><keybind key="A-Down"/></keyboard>'  # which moves windows otherwise
 RULE = '<windowRule title="{}"><action name="MoveTo" x="{}" y="{}"/></windowRule>'
 
 
@@ -21,7 +22,7 @@ class Recipe(sway.Recipe):
     def configure(self, folder):
         (folder / "labwc").mkdir()
         rules = "".join(RULE.format(title, *place) for title, place in PLACES.items())
-        (folder / "labwc/rc.xml").write_text(f"<labwc_config><windowRules>{rules}</windowRules></labwc_config>")
+        (folder / "labwc/rc.xml").write_text(f"<labwc_config>{KEYS}<windowRules>{rules}</windowRules></labwc_config>")
 
     def windows(self):
         """Those of the programs on the accessibility bus."""

@@ -10,4 +10,4 @@ class Recipe(panel.OnX11):
     hint = "Your hours are here"
     icon = False
     manager = ("marco",)
-    parts = (("mate-settings-daemon",), ("mate-panel",))
+    parts = (("mate-panel",),)

@@ -71,8 +71,11 @@ class Recipe(panel.Desktop):
 
         return list(below(json.loads(subprocess.check_output(["swaymsg", "-t", "get_tree"]))))
 
+    def close_menu(self):
+        self.click((self.size[0] // 2, self.size[1] // 2))  # waybar's menu has no keyboard
+
     def choose(self, text):
-        """The first entry, by a click: waybar's menu has no keyboard."""
+        """The first entry, by a click."""
         left, top, width, _ = self.area_of_menu
         self.click((left + width - 60, top + 18))  # the pointer was to the left of it, and is in the area, too
 
