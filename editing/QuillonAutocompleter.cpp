@@ -6,6 +6,7 @@
 #include "skin/ImageButton.h"
 #include "skin/LinkButton.h"
 
+#include <QAccessible>
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QLabel>
@@ -79,9 +80,13 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
     connect(m_popupButton, &QAbstractButton::pressed, this, &QuillonAutocompleter::popUpMenu);
     connect(&m_resultsController, &QuillonAutocompleterResultsController::highlightChanged, this,
             [this](const QString& suggestion) {
+                const bool leavesList = !m_highlight.isEmpty() && suggestion.isEmpty();
                 m_highlight = suggestion;
                 describe();
+                if (leavesList)
+                    readField();
             });
+    connect(m_textField, &QLineEdit::textEdited, this, &QuillonAutocompleter::readField);
     setStyle(0);
 }
 
@@ -424,6 +429,15 @@ void QuillonAutocompleter::describe()
     if (m_textField->accessibleDescription() != description)
         m_textField->setAccessibleDescription(description);
     updateUnknownNote();
+}
+
+/// For screen readers the focus is in the list after a move there; now it is in the field again.
+void QuillonAutocompleter::readField()
+{
+    if (!m_textField->hasFocus())
+        return;
+    QAccessibleEvent event(m_textField, QAccessible::Focus);
+    QAccessible::updateAccessibility(&event);
 }
 
 /// No name contains what is typed; or it was left without matching a name exactly.

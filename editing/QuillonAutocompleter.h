@@ -158,6 +158,7 @@ private:
     void loadSuggestions();
     void tellDelegate();
     void describe();
+    void readField();
     bool isUnknown() const;
     void updateUnknownNote();
     void layOut();

@@ -180,6 +180,12 @@ QString QuillonAutocompleterResultsController::moveSelection(int direction)
 {
     showResults();
     select(newSelectedRowForMoving(direction));
+    // Screen readers read what has the focus, not what is selected elsewhere: to them it is in the list now.
+    if (visible() && m_selectedRow >= 0) {
+        QAccessibleEvent event(resultsTableView(), QAccessible::Focus);
+        event.setChild(m_selectedRow);
+        QAccessible::updateAccessibility(&event);
+    }
     const model::QuillonObject* object = selectedObject();
     return object ? object->displayName() : u""_s;
 }

@@ -2,7 +2,10 @@
 
 import json
 import os
+import pathlib
+import re
 import subprocess
+import time
 
 from gi.repository import Gio, GLib
 
@@ -95,3 +98,61 @@ class Recipe(Desktop):
 
     def tour(self):
         day.day(self)
+        if not self.extension:
+            self.strip_tour()
+        self.listen()
+
+    def strip_tour(self):
+        """What is particular about a strip that is an ordinary window."""
+        with self.step("the check says what covers the strip"):
+            self.start_program()
+            until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
+            well, text = self.check()["Status item"]
+            assert not well and "AppIndicator" in text, text
+        with self.step("the menu opens at the strip after a key press elsewhere"):
+            self.keys("down")
+            self.open_menu()
+            menu, strip = self.windows()[-1], self.strip()
+            assert menu.y == strip.y + strip.height and strip.x <= menu.x < strip.x + strip.width, menu
+            self.keys("esc")
+        self.end_program()
+
+    def listen(self):
+        """With the screen reader."""
+        with self.step("the screen reader reads the list of a picker"):
+            speech = pathlib.Path.home() / ".config/speech-dispatcher"
+            speech.mkdir(parents=True)
+            (speech / "speechd.conf").write_text('AddModule "dummy" "sd_dummy" ""\nDefaultModule dummy\n')
+            Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+                "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
+                GLib.Variant("(ssv)", ("org.a11y.Status", "ScreenReaderEnabled", GLib.Variant("b", True))), None,
+                Gio.DBusCallFlags.NONE, -1)
+            log = self.pictures / "orca.log"
+            orca = self.begin("orca", "--replace", f"--debug-file={log}")
+
+            def heard(*chords):
+                """What it says by the keys, until it says no more."""
+                before = log.stat().st_size
+                self.keys(*chords)
+                size = -1
+                while size != log.stat().st_size:
+                    size = log.stat().st_size
+                    time.sleep(2)
+                said = re.findall(r"SPEECH OUTPUT: '(.*?)'", log.read_text(errors="replace")[before:])
+                print("       heard:", *chords, said, flush=True)
+                return " ".join(said)
+
+            until("the screen reader", lambda: log.exists() and "SPEECH OUTPUT" in log.read_text(errors="replace"))
+            self.start_program()
+            until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
+            subprocess.run(["quillon", "new"], check=True)
+            until("the window", lambda: self.has_keyboard(day.NEW_TIMER))
+            heard()
+            heard("o")
+            assert "Suggestions" in heard("down"), "entering the list"
+            assert heard("down"), "moving in it"
+            assert "Project" in heard("esc"), "leaving it"
+            self.keys("esc")
+            self.end_program()
+            orca.terminate()
+            orca.wait()
