@@ -8,6 +8,7 @@
 #include "platform/UpdateFeed.h"
 #include "preferences/PreferencesOwner.h"
 #include "preferences/ShortcutsPage.h"
+#include "service/HttpClient.h"
 #include "service/QuillonApi.h"
 #include "settings/HotKeyManager.h"
 #include "settings/Keys.h"
@@ -20,6 +21,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QPointer>
 #include <QShortcut>
 #include <QStyle>
 #include <QTabBar>
@@ -309,7 +311,12 @@ void PreferenceController::doneClicked()
     if (!validateCredentials())
         return;
     saveCredentials();
-    m_api.authenticateNewCredentialsAndNotify(this);
+    m_api.authenticateNewCredentialsAndNotify(this, [self = QPointer(this)](const service::Result& result) {
+        // Trying again does not help.
+        if (self && result.error && result.error->domain == service::HttpErrorDomain &&
+            result.error->code == service::ProxyErrorCode)
+            self->checkFailed(result.error->localizedDescription);
+    });
     m_waitingForAuthenticationCheck = true;
     showChecking(true);
     m_ui->doneButton->setEnabled(false);
@@ -441,13 +448,18 @@ void PreferenceController::relaunchIfNeeded()
 
 void PreferenceController::authenticationFailed()
 {
+    checkFailed(
+        tr("Your credentials could not be verified. Please check to make sure they are correct and try again."));
+}
+
+void PreferenceController::checkFailed(const QString& reason)
+{
     showChecking(false);
-    if (!m_waitingForAuthenticationCheck)
+    if (!std::exchange(m_waitingForAuthenticationCheck, false))
         return;
-    m_waitingForAuthenticationCheck = false;
     // Before the sheet, which blocks what is enabled.
     m_ui->doneButton->setEnabled(true);
-    showSheet(tr("Your credentials could not be verified. Please check to make sure they are correct and try again."));
+    showSheet(reason);
 }
 
 void PreferenceController::showBusy(const QString& what)

@@ -116,6 +116,7 @@ private:
     void showBusy(const QString& what);
     void showChecking(bool checking);
     void showUnanswered();
+    void checkFailed(const QString& reason);
     void showKeyring();
     void setHintColors();
 

@@ -48,6 +48,8 @@ struct HttpReply
 
 /// The errors of an exchange. Their codes are those of libcurl (curl/curl.h, CURLcode).
 inline constexpr QLatin1StringView HttpErrorDomain("QuillonHttpErrorDomain");
+/// A proxy wants a password, or has refused the connection.
+inline constexpr int ProxyErrorCode = 97;
 
 /// Sends one request at a time and waits for the reply.
 ///

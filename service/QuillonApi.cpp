@@ -161,12 +161,12 @@ void QuillonApi::correctIdleTimer(model::DayEntry& entry, double withIdleTime, c
         &OutcomeReceiver::correctIdleTimerDidSucceed, &OutcomeReceiver::correctIdleTimerDidFailWithError);
 }
 
-void QuillonApi::authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate)
+void QuillonApi::authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate, Ended ended)
 {
     auto operation = std::make_unique<QuillonNetworkOperation>(u"/account/who_am_i"_s, &model::Company::parseXml,
                                                                m_userCredentials, m_services);
     operation->setTriesSavedAccount(true);
-    add(std::move(operation), delegate);
+    add(std::move(operation), delegate, {}, {}, std::move(ended));
 }
 
 std::unique_ptr<QuillonNetworkOperation> QuillonApi::dayOperation(const QString& path,

@@ -86,7 +86,7 @@ public:
     void correctIdleTimer(model::DayEntry& entry, double withIdleTime, const QDateTime& andUpdatedAt);
     /// Tries the saved credentials, whichever are in use. Outcomes: authenticationSucceeded or authenticationFailed, on
     /// the given receiver.
-    void authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate);
+    void authenticateNewCredentialsAndNotify(OutcomeReceiver* delegate, Ended ended = {});
 
     /// Queues an operation that is set up. The password is looked up before the first one runs, but not within this
     /// call.

@@ -174,6 +174,16 @@ private slots:
         QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
     }
 
+    void proxyThatWantsAPassword()
+    {
+        PreferencesRun run;
+        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        run.open();
+        run.peer.answer("GET /account/who_am_i", {support::Reply{407, "<!DOCTYPE html>"}});
+        run.click("doneButton");
+        QTRY_COMPARE(run.sheet(), u"The network's proxy asks for a name and a password that Quillon does not have."_s);
+    }
+
     // The setting is kept for sessions in which it means something.
     void desktopWithoutAChoiceAboutTheTaskBar()
     {
