@@ -2,6 +2,7 @@
 #include "AppRun.h"
 #include "store/Utc.h"
 
+#include "support/InRow.h"
 #include "support/TestMain.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetWindow.h"
@@ -259,38 +260,34 @@ private slots:
         QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
     }
 
-    void closesWhenThereIsNothingToAsk_data()
-    {
-        using What = std::function<void(IdleRun&)>;
-        QTest::addColumn<What>("happens");
-        QTest::newRow("stopped elsewhere") << What(&IdleRun::toggleElsewhere);
-        QTest::newRow("deleted elsewhere") << What(&IdleRun::deleteElsewhere);
-        QTest::newRow("stopped by the person") << What([](IdleRun& run) {
-            run.test.idle.touch();
-            run.toggle();
-        });
-        QTest::newRow("another account") << What([](IdleRun& run) {
-            run.test.idle.touch();
-            emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
-        });
-    }
-
     void closesWhenThereIsNothingToAsk()
     {
-        QFETCH(std::function<void(IdleRun&)>, happens);
-        for (const bool isPutAway : {false, true}) {
-            IdleRun run;
-            run.leaveWithATimer();
-            QVERIFY(run.menulet->runningTimerWhenIdleStarted());
-            if (isPutAway)
-                run.press(AlertPresenter::Dismissed);
-            happens(run);
-            run.away(30s + Step); // a refresh, and the look after it
-            QCOMPARE(run.alert(), NoAlert);
-            QCOMPARE(run.question(), NoAlert);
-            QCOMPARE(run.corrections(), QStringList());
-            QVERIFY(!run.menulet->displayingIdleAlert());
-            QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+        const auto comesBackAnd = [](const std::function<void(IdleRun&)>& does) {
+            return [does](IdleRun& run) {
+                run.test.idle.touch();
+                does(run);
+            };
+        };
+        const auto changeAccount = [](IdleRun&) {
+            emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
+        };
+        for (const std::function<void(IdleRun&)>& happens : {std::function<void(IdleRun&)>(&IdleRun::toggleElsewhere),
+                                                             {&IdleRun::deleteElsewhere},
+                                                             {comesBackAnd(&IdleRun::toggle)},
+                                                             {comesBackAnd(changeAccount)}}) {
+            for (const bool isPutAway : {false, true}) {
+                IdleRun run;
+                run.leaveWithATimer();
+                QVERIFY(run.menulet->runningTimerWhenIdleStarted());
+                if (isPutAway)
+                    run.press(AlertPresenter::Dismissed);
+                happens(run);
+                run.away(30s + Step); // a refresh, and the look after it
+                QCOMPARE(run.alert() + run.question(), NoAlert + NoAlert);
+                QCOMPARE(run.corrections(), QStringList());
+                QVERIFY(!run.menulet->displayingIdleAlert());
+                QCOMPARE(run.test.alerts.shown.size(), std::size_t(1));
+            }
         }
     }
 
@@ -356,17 +353,6 @@ private slots:
         run.press(1);
         QCOMPARE(run.corrections(), QStringList());
         QCOMPARE(run.alert(), NoAlert);
-    }
-
-    void closesWithTheAccount()
-    {
-        IdleRun run;
-        run.leaveWithATimer();
-        run.test.idle.touch();
-        emit settings::QuillonPreferences::sharedPreferences().preferencesChanged();
-        run.settle();
-        QCOMPARE(run.alert(), NoAlert);
-        QVERIFY(!run.menulet->displayingIdleAlert());
     }
 
     void continueTiming()
@@ -445,83 +431,68 @@ private slots:
         QCOMPARE(run.corrections(), QStringList());
     }
 
-    void failures_data()
+    void failures()
     {
         using Arrange = std::function<void(IdleRun&)>;
-        QTest::addColumn<Arrange>("arrange");
-        QTest::addColumn<QString>("text");
-        const auto answers = [](Reply reply) -> Arrange {
+        const auto answers = [](const Reply& reply) -> Arrange {
             return [reply](IdleRun& run) {
                 run.peer.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply});
             };
         };
-        const QString changed =
-            u"The entry was updated while Quillon for Mac was idle. It looks like your idle time does "
-            "not need to be removed after all."_s;
+        const QString changed = u"The entry was updated while Quillon for Mac was idle. It looks like your idle time "
+                                "does not need to be removed after all."_s;
         const QString because = u"Your idle time could not be removed due to an error: "_s;
-        QTest::newRow("changed elsewhere") << Arrange(&IdleRun::toggleElsewhere) << changed;
-        QTest::newRow("deleted elsewhere") << Arrange(&IdleRun::deleteElsewhere) << changed;
-        QTest::newRow("refused") << answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"})
-                                 << u"No more."_s;
-        QTest::newRow("refused without a word")
-            << answers({500, "oops"}) << because + u"The service did not say why."_s;
-        QTest::newRow("out of reach") << answers(Reply::closed()) << because;
-    }
-
-    void failures()
-    {
-        QFETCH(std::function<void(IdleRun&)>, arrange);
-        QFETCH(QString, text);
-        IdleRun run;
-        run.leaveWithATimer();
-        arrange(run);
-        QVERIFY(run.answer(1));
-        QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
-        const QString told = run.test.alerts.open()->text;
-        QVERIFY2(text.endsWith(u' ') ? told.size() > text.size() && told.startsWith(text) : told == text,
-                 qPrintable(told));
-        QVERIFY(run.press(0));
-        QCOMPARE(run.alert(), NoAlert);
-        QCOMPARE(run.corrections().size(), 1);
-    }
-
-    void sleepCounts_data()
-    {
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<int>("clock"); // put forward meanwhile by so many minutes
-        QTest::addColumn<QString>("alert");
-        QTest::newRow("two hours") << 120 << 0 << asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s);
-        QTest::newRow("a little more than the threshold") << 10 << 0 << asksAboutMinutes(10);
-        QTest::newRow("a little less") << 9 << 0 << NoAlert;
-        QTest::newRow("clock put back") << 20 << -8 * 60 << asksAboutMinutes(20);
-        QTest::newRow("clock put forward") << 20 << 3 * 60 << asksAboutMinutes(20);
-        QTest::newRow("clock put back by as much") << 20 << -20 << asksAboutMinutes(20);
+        for (const auto& [arrange, text] :
+             {std::pair(Arrange(&IdleRun::toggleElsewhere), changed),
+              {&IdleRun::deleteElsewhere, changed},
+              {answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"}), u"No more."_s},
+              {answers({500, "oops"}), because + u"The service did not say why."_s},
+              {answers(Reply::closed()), because}}) {
+            const support::InRow inRow(text);
+            IdleRun run;
+            run.leaveWithATimer();
+            arrange(run);
+            QVERIFY(run.answer(1));
+            QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
+            const QString told = run.test.alerts.open()->text;
+            QVERIFY2(text == because ? told.size() > text.size() && told.startsWith(text) : told == text,
+                     qPrintable(told));
+            QVERIFY(run.press(0));
+            QCOMPARE(run.alert(), NoAlert);
+            QCOMPARE(run.corrections().size(), 1);
+        }
     }
 
     void sleepCounts()
     {
-        QFETCH(int, minutes);
-        QFETCH(int, clock);
-        QFETCH(QString, alert);
-        IdleRun run;
-        run.startTimer(u"Design"_s);
-        run.work(5min);
-        bool noted = false;
-        run.test.sleep.sleep(std::chrono::minutes(minutes), [&] {
-            noted = run.menulet->runningTimerWhenIdleStarted() != nullptr;
-            run.test.time.setNow(run.test.time.now() + std::chrono::minutes(clock));
-        });
-        QVERIFY(noted);
-        QCOMPARE(run.alert(), alert);
-        QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != NoAlert);
-        run.away(measured(1));
-        QCOMPARE(run.alert(), alert);
-        QCOMPARE(run.test.alerts.shown.size(), std::size_t(alert != NoAlert));
-        // And the looks go on.
-        run.test.idle.touch();
-        run.test.alerts.press(0);
-        run.away(measured(10) + Step);
-        QCOMPARE(run.alert(), asksAboutMinutes(10));
+        // Minutes asleep, and by how many the clock is put forward meanwhile.
+        for (const auto& [minutes, clock, alert] : {std::tuple(120, 0, asksAbout(u"2:00"_s, u"2:00 of Idle Time"_s)),
+                                                    {10, 0, asksAboutMinutes(10)},
+                                                    {9, 0, NoAlert},
+                                                    {20, -8 * 60, asksAboutMinutes(20)},
+                                                    {20, 3 * 60, asksAboutMinutes(20)},
+                                                    {20, -20, asksAboutMinutes(20)}}) {
+            const support::InRow inRow(u"%1, %2"_s.arg(minutes).arg(clock));
+            IdleRun run;
+            run.startTimer(u"Design"_s);
+            run.work(5min);
+            bool noted = false;
+            run.test.sleep.sleep(std::chrono::minutes(minutes), [&, put = clock] {
+                noted = run.menulet->runningTimerWhenIdleStarted() != nullptr;
+                run.test.time.setNow(run.test.time.now() + std::chrono::minutes(put));
+            });
+            QVERIFY(noted);
+            QCOMPARE(run.alert(), alert);
+            QCOMPARE(run.menulet->runningTimerWhenIdleStarted() != nullptr, alert != NoAlert);
+            run.away(measured(1));
+            QCOMPARE(run.alert(), alert);
+            QCOMPARE(run.test.alerts.shown.size(), std::size_t(alert != NoAlert));
+            // And the looks go on.
+            run.test.idle.touch();
+            run.test.alerts.press(0);
+            run.away(measured(10) + Step);
+            QCOMPARE(run.alert(), asksAboutMinutes(10));
+        }
     }
 
     void twoSleepsAreOneAbsence()

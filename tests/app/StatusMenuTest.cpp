@@ -3,6 +3,7 @@
 #include "app/Check.h"
 #include "app/TimeHere.h"
 
+#include "support/InRow.h"
 #include "support/TestMain.h"
 #include "timesheet/TimesheetController.h"
 #include "timesheet/TimesheetWindow.h"
@@ -263,13 +264,10 @@ private slots:
         QCOMPARE(run.test.updates.checks, 1);
     }
 
-    void windows()
+    void timesheetWhileOffline()
     {
         StartedRun run;
         run.shown();
-        for (QAction* item : {run.menu().aboutMenuItem, run.menu().preferencesMenuItem, run.menu().newTimerMenuItem})
-            item->trigger();
-        QCOMPARE(run.shown(), QStringList({u"About Quillon"_s, u"New Timer"_s, u"Quillon Preferences"_s}));
         run.test.network.setReachable(false);
         run.menu().timesheetMenuItem->trigger();
         QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
@@ -285,82 +283,53 @@ private slots:
         QCOMPARE(run.test.statusItem.presented, 1);
     }
 
-    void failedCommands_data()
-    {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<std::string>("reply");
-        const QString advice = u"Please make sure you have an internet connection and try again."_s;
-        const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
-        QTest::newRow("start, told why") << u"start"_s << u"Timer Failed"_s
-                                         << u"The timer could not be added. No such project."_s << said;
-        QTest::newRow("start, not told why")
-            << u"start"_s << u"Timer Failed"_s << u"The timer could not be added. "_s + advice << std::string("oops");
-        QTest::newRow("start, told nothing")
-            << u"start"_s << u"Timer Failed"_s << u"The timer could not be added. "_s + advice
-            << std::string("<error><kind>k</kind><message></message></error>");
-        QTest::newRow("toggle") << u"toggle"_s << u"Toggle Timer Failed"_s
-                                << u"The timer could not be toggled at this time. "_s + advice << said;
-        QTest::newRow("update") << u"update"_s << u"Update Timer Failed"_s
-                                << u"The timer could not be updated. "_s + advice << said;
-        QTest::newRow("delete") << u"delete"_s << u"Delete Timer Failed"_s
-                                << u"The timer could not be deleted. "_s + advice << said;
-    }
-
     void failedCommands()
     {
-        QFETCH(QString, command);
-        QFETCH(QString, title);
-        QFETCH(QString, text);
-        QFETCH(std::string, reply);
-
-        StartedRun run(u"Design"_s);
-        run.refresh();
-        model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
-        const std::string id = entry->idString().toStdString();
-        auto& api = service::QuillonApi::sharedApi();
-        const Reply failure{500, reply};
-        if (command == u"start"_s) {
-            run.peer.answer("POST /daily/add", {failure});
-            run.startTimer(u"Meetings"_s);
-        } else if (command == u"toggle"_s) {
-            run.peer.answer("GET /daily/timer/" + id, {failure});
-            api.toggleTimer(*entry);
-        } else if (command == u"update"_s) {
-            run.peer.answer("POST /daily/update/" + id, {failure});
-            api.updateTimer(*entry);
-        } else {
-            run.peer.answer("GET /daily/delete/" + id, {failure});
-            api.deleteTimer(*entry);
+        const QString advice = u"Please make sure you have an internet connection and try again."_s;
+        const QString notAdded = u"The timer could not be added. "_s;
+        const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
+        for (const auto& [command, title, text, reply] :
+             {std::tuple("POST /daily/add", u"Timer Failed"_s, notAdded + u"No such project."_s, said),
+              {"POST /daily/add", u"Timer Failed"_s, notAdded + advice, "oops"},
+              {"POST /daily/add", u"Timer Failed"_s, notAdded + advice,
+               "<error><kind>k</kind><message></message></error>"},
+              {"GET /daily/timer/1", u"Toggle Timer Failed"_s,
+               u"The timer could not be toggled at this time. "_s + advice, said},
+              {"POST /daily/update/1", u"Update Timer Failed"_s, u"The timer could not be updated. "_s + advice, said},
+              {"GET /daily/delete/1", u"Delete Timer Failed"_s, u"The timer could not be deleted. "_s + advice,
+               said}}) {
+            const support::InRow inRow(command);
+            StartedRun run(u"Design"_s);
+            run.refresh();
+            model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
+            auto& api = service::QuillonApi::sharedApi();
+            run.peer.answer(command, {Reply{500, reply}});
+            if (title == u"Timer Failed"_s)
+                run.startTimer(u"Meetings"_s);
+            else if (title.startsWith("Toggle"_L1))
+                api.toggleTimer(*entry);
+            else if (title.startsWith("Update"_L1))
+                api.updateTimer(*entry);
+            else
+                api.deleteTimer(*entry);
+            run.settle();
+            QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
+            const platform::Alert& alert = run.test.alerts.shown.front();
+            QCOMPARE(alert.title, title);
+            QCOMPARE(alert.text, text);
+            QCOMPARE(alert.buttons, QStringList{u"OK"_s});
+            QCOMPARE(run.face(), u"0:01 running"_s);
         }
-        run.settle();
-        QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-        const platform::Alert& alert = run.test.alerts.shown.front();
-        QCOMPARE(alert.title, title);
-        QCOMPARE(alert.text, text);
-        QCOMPARE(alert.buttons, QStringList{u"OK"_s});
-        QCOMPARE(run.face(), u"0:01 running"_s);
     }
 
-    void succeededCommands()
+    void aChangeIsFollowedByALook()
     {
         StartedRun run(u"Design"_s);
         run.refresh();
-
-        auto& api = service::QuillonApi::sharedApi();
-        model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
         run.requested();
-        entry->setNotes(u"changed"_s);
-        api.updateTimer(*entry);
+        service::QuillonApi::sharedApi().updateTimer(*run.menulet->company()->mostRecentDayEntry());
         run.settle();
         QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
-
-        api.deleteTimer(*run.menulet->company()->mostRecentDayEntry());
-        run.settle();
-        QCOMPARE(run.requested().last(), u"GET /daily/15/2013?slim=1"_s);
-        QVERIFY(!run.menulet->company()->mostRecentDayEntry());
-        QCOMPARE(run.face(), u"0:00"_s);
     }
 };
 

@@ -191,55 +191,46 @@ private slots:
         QCOMPARE(screen.visibleRows(), Rows({0, 1, 2, 3}));
     }
 
-    void clicks_data()
-    {
-        QTest::addColumn<bool>("several");
-        QTest::addColumn<bool>("none");
-        QTest::addColumn<Rows>("before");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<int>("row");
-        QTest::addColumn<Rows>("selected");
-        QTest::addColumn<bool>("told");
-        constexpr int plain = Qt::NoModifier;
-        constexpr int command = Qt::ControlModifier;
-        constexpr int shift = Qt::ShiftModifier;
-        constexpr bool yes = true;
-        constexpr bool no = false;
-        QTest::newRow("single: first click") << no << yes << Rows{} << plain << 1 << Rows{1} << yes;
-        QTest::newRow("single: command deselects") << no << yes << Rows{1} << command << 1 << Rows{} << yes;
-        QTest::newRow("single: shift deselects") << no << yes << Rows{1} << shift << 1 << Rows{} << yes;
-        QTest::newRow("single: never empty") << no << no << Rows{1} << command << 1 << Rows{1} << yes;
-        QTest::newRow("single: command on another") << no << yes << Rows{1} << command << 2 << Rows{2} << yes;
-        QTest::newRow("several: command adds") << yes << no << Rows{0} << command << 2 << Rows{0, 2} << yes;
-        QTest::newRow("several: command removes") << yes << no << Rows{0, 2} << command << 2 << Rows{0} << yes;
-        QTest::newRow("several: the only one stays") << yes << no << Rows{2} << command << 2 << Rows{2} << no;
-        QTest::newRow("several: plain on one of them") << yes << yes << Rows{1, 2} << plain << 2 << Rows{2} << yes;
-        QTest::newRow("pressed from outside") << no << yes << Rows{1} << -1 << 1 << Rows{} << yes;
-    }
-
     void clicks()
     {
-        QFETCH(bool, several);
-        QFETCH(bool, none);
-        QFETCH(Rows, before);
-        QFETCH(int, modifiers);
-        QFETCH(int, row);
-        auto screen = ListOnScreen::evenRows(4);
-        screen.list.setAllowsMultipleSelection(several);
-        screen.list.setAllowsEmptySelection(none);
-        screen.list.setSelectedRows({before.begin(), before.end()});
-        screen.forget();
-        if (modifiers == -1)
-            screen.cell(row).press();
-        else
-            QTest::mousePress(&screen.cell(row), On, Qt::KeyboardModifiers(modifiers), QPoint(200, 30));
-        QTEST(screen.selection(), "selected");
-        QTEST(screen.calls.contains(u"selection"_s), "told");
-        QVERIFY(screen.list.hasFocus());
-        // What is selected is drawn so, and nothing else.
-        const QImage image = screen.seen();
-        for (int i = 0; i < 4; ++i)
-            QCOMPARE(image.pixelColor(200, i * 50 + 40), Row::color(i, screen.selection().contains(i)));
+        constexpr int plain = Qt::NoModifier, command = Qt::ControlModifier, shift = Qt::ShiftModifier, outside = -1;
+        struct Case
+        {
+            const char* name;
+            bool several, none;
+            Rows before;
+            int modifiers, row;
+            Rows selected;
+            bool told = true;
+        };
+        for (const Case& click : {Case{"first click", false, true, {}, plain, 1, {1}},
+                                  {"command deselects", false, true, {1}, command, 1, {}},
+                                  {"shift deselects", false, true, {1}, shift, 1, {}},
+                                  {"never empty", false, false, {1}, command, 1, {1}},
+                                  {"command on another", false, true, {1}, command, 2, {2}},
+                                  {"several: command adds", true, false, {0}, command, 2, {0, 2}},
+                                  {"several: command removes", true, false, {0, 2}, command, 2, {0}},
+                                  {"several: the only one stays", true, false, {2}, command, 2, {2}, false},
+                                  {"several: plain on one of them", true, true, {1, 2}, plain, 2, {2}},
+                                  {"pressed from outside", false, true, {1}, outside, 1, {}}}) {
+            const support::InRow inRow(click.name);
+            auto screen = ListOnScreen::evenRows(4);
+            screen.list.setAllowsMultipleSelection(click.several);
+            screen.list.setAllowsEmptySelection(click.none);
+            screen.list.setSelectedRows({click.before.begin(), click.before.end()});
+            screen.forget();
+            if (click.modifiers == outside)
+                screen.cell(click.row).press();
+            else
+                QTest::mousePress(&screen.cell(click.row), On, Qt::KeyboardModifiers(click.modifiers), {200, 30});
+            QCOMPARE(screen.selection(), click.selected);
+            QCOMPARE(screen.calls.contains(u"selection"_s), click.told);
+            QVERIFY(screen.list.hasFocus());
+            // What is selected is drawn so, and nothing else.
+            const QImage image = screen.seen();
+            for (int i = 0; i < 4; ++i)
+                QCOMPARE(image.pixelColor(200, i * 50 + 40), Row::color(i, screen.selection().contains(i)));
+        }
     }
 
     void clicksBesideTheCells()
@@ -313,46 +304,32 @@ private slots:
         QVERIFY(screen.selection().isEmpty());
     }
 
-    void keys_data()
-    {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<Rows>("before");
-        QTest::addColumn<int>("offset");
-        QTest::addColumn<Rows>("selected");
-        QTest::addColumn<int>("newOffset");
-        // Twenty rows of 50 points in a view of 200: offsets go up to 800.
-        const auto add = [](const char* name, Qt::Key key, Rows before, int offset, Rows selected, int newOffset,
-                            int modifiers = 0) {
-            QTest::newRow(name) << int(key) << modifiers << before << offset << selected << newOffset;
-        };
-        add("up", Qt::Key_Up, {3}, 0, {2}, 0);
-        add("up without a selection", Qt::Key_Up, {}, 100, {}, 100);
-        add("up out of sight", Qt::Key_Up, {4}, 200, {3}, 150);
-        add("down", Qt::Key_Down, {1}, 0, {2}, 0);
-        add("down from the last of several", Qt::Key_Down, {0, 1}, 0, {2}, 0);
-        add("down below what is seen goes to the end", Qt::Key_Down, {3}, 0, {4}, 800);
-        add("down without a selection", Qt::Key_Down, {}, 120, {3}, 120);
-        add("page down", Qt::Key_PageDown, {1}, 0, {5}, 200);
-        add("page up", Qt::Key_PageUp, {10}, 450, {6}, 250);
-        add("home", Qt::Key_Home, {10}, 450, {0}, 0);
-        add("end", Qt::Key_End, {}, 0, {19}, 800);
-        add("with a modifier", Qt::Key_Down, {1}, 0, {1}, 0, Qt::AltModifier);
-    }
-
     void keys()
     {
-        QFETCH(int, key);
-        QFETCH(int, modifiers);
-        QFETCH(Rows, before);
-        QFETCH(int, offset);
-        auto screen = ListOnScreen::evenRows(20);
-        screen.list.setFocus();
-        screen.list.setSelectedRows({before.begin(), before.end()});
-        screen.list.setScrollOffset(offset);
-        QTest::keyClick(&screen.list, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-        QTEST(screen.selection(), "selected");
-        QTEST(screen.list.scrollOffset(), "newOffset");
+        // Twenty rows of 50 points in a view of 200: offsets go up to 800.
+        for (const auto& [name, key, before, offset, selected, newOffset] :
+             {std::tuple("up", Qt::Key_Up, Rows{3}, 0, Rows{2}, 0),
+              {"up without a selection", Qt::Key_Up, {}, 100, {}, 100},
+              {"up out of sight", Qt::Key_Up, {4}, 200, {3}, 150},
+              {"down", Qt::Key_Down, {1}, 0, {2}, 0},
+              {"down from the last of several", Qt::Key_Down, {0, 1}, 0, {2}, 0},
+              {"down below what is seen goes to the end", Qt::Key_Down, {3}, 0, {4}, 800},
+              {"down without a selection", Qt::Key_Down, {}, 120, {3}, 120},
+              {"page down", Qt::Key_PageDown, {1}, 0, {5}, 200},
+              {"page up", Qt::Key_PageUp, {10}, 450, {6}, 250},
+              {"home", Qt::Key_Home, {10}, 450, {0}, 0},
+              {"end", Qt::Key_End, {}, 0, {19}, 800}}) {
+            const support::InRow inRow(name);
+            auto screen = ListOnScreen::evenRows(20);
+            screen.list.setFocus();
+            screen.list.setSelectedRows({before.begin(), before.end()});
+            screen.list.setScrollOffset(offset);
+            QTest::keyClick(&screen.list, key, Qt::AltModifier); // another's
+            QCOMPARE(screen.selection(), before);
+            QTest::keyClick(&screen.list, key);
+            QCOMPARE(screen.selection(), selected);
+            QCOMPARE(screen.list.scrollOffset(), newOffset);
+        }
     }
 
     void forwardedKeys()
