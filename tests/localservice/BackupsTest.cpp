@@ -1,18 +1,16 @@
 #include "Scenario.h"
 
+#include "../support/Limit.h"
 #include "localservice/Backups.h"
 #include "localservice/Catalog.h"
 #include "localservice/Removals.h"
-#include "localservice/Storage.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTest>
 
 #include <condition_variable>
-#include <csignal>
 #include <filesystem>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -30,36 +28,6 @@ mode_t modeOf(const fs::path& path)
     return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
 }
 
-std::string fileOf(const Scenario& s)
-{
-    return s.folder.filePath(u"deep/service.sqlite"_s).toStdString();
-}
-
-template <typename Work>
-auto change(Scenario& s, Work work)
-{
-    return s.database().storage().change([&](SQLite::Database& data) { return work(data); });
-}
-
-/// The first column of a query's rows, as the service sees them.
-QStringList column(Scenario& s, const char* sql)
-{
-    return change(s,
-                  [&](SQLite::Database& data) -> tl::expected<QStringList, Problem> {
-                      QStringList found;
-                      SQLite::Statement query(data, sql);
-                      while (query.executeStep())
-                          found.append(QString::fromStdString(query.getColumn(0).getString()));
-                      return found;
-                  })
-        .value();
-}
-
-int execute(Scenario& s, const char* sql)
-{
-    return change(s, [&](SQLite::Database& data) -> tl::expected<int, Problem> { return data.exec(sql); }).value();
-}
-
 /// Everything of the account but what any change moves.
 QStringList everything(Scenario& s)
 {
@@ -71,23 +39,14 @@ QStringList everything(Scenario& s)
           "SELECT id || project_id || task_id || billable || rate FROM task_assignments ORDER BY id",
           "SELECT id || project_id || person_id || rate FROM user_assignments ORDER BY id",
           "SELECT id || person_id || project_id || task_id || spent_at || notes || seconds || created_at FROM entries"})
-        all += column(s, sql);
+        all += s.rows(sql);
     return all;
-}
-
-Person ann(const Scenario& s)
-{
-    Person person;
-    person.id = s.acme.person;
-    person.account = s.acme.id;
-    person.admin = true;
-    return person;
 }
 
 /// Brings back the latest removal that the person sees, of a table if one is given; the kind of problem, if any.
 QString bringBack(Scenario& s, const Person& person, const std::string& table = {})
 {
-    const auto done = change(s, [&](SQLite::Database& data) -> tl::expected<void, Problem> {
+    const auto done = s.change([&](SQLite::Database& data) -> tl::expected<void, Problem> {
         Removals removals(data, person.account);
         auto all = removals.all(person);
         std::erase_if(all, [&](const Removal& removal) { return !table.empty() && removal.table != table; });
@@ -99,28 +58,9 @@ QString bringBack(Scenario& s, const Person& person, const std::string& table = 
 QString remove(Scenario& s, Catalog::Kind kind, Id id)
 {
     const auto done =
-        change(s, [&](SQLite::Database& data) { return Catalog(data, s.acme.id).remove(kind, id, s.now()); });
+        s.change([&](SQLite::Database& data) { return Catalog(data, s.acme.id).remove(kind, id, s.now()); });
     return done ? QString() : QString::fromStdString(done.error().kind);
 }
-
-/// No file of this process can grow beyond that.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t bytes)
-    {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit small{bytes, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 } // namespace
 
@@ -133,7 +73,7 @@ private slots:
     {
         using Kind = Catalog::Kind;
         Scenario s;
-        execute(s, "UPDATE task_assignments SET rate = 0.1 + 0.2; UPDATE clients SET active = 1");
+        s.run("UPDATE task_assignments SET rate = 0.1 + 0.2; UPDATE clients SET active = 1");
         const QString id = s.add(u"notes=\"q\"_ü hours=1.5"_s);
         const auto before = everything(s);
         QCOMPARE(s.get(u"/daily/delete/"_s + id).status, 200);
@@ -141,15 +81,15 @@ private slots:
         // What is free now may go.
         for (const auto& [kind, id] : {std::pair{Kind::Task, s.acme.design}, {Kind::Project, s.acme.website}})
             QCOMPARE(remove(s, kind, id), QString());
-        const auto version = column(s, "SELECT cache_version FROM accounts WHERE id = 1");
-        QCOMPARE(bringBack(s, ann(s)), QString());
-        QVERIFY(column(s, "SELECT cache_version FROM accounts WHERE id = 1") > version);
-        QCOMPARE(bringBack(s, ann(s), "entries"), u"Missing"_s); // its task is still gone
-        QCOMPARE(bringBack(s, ann(s), "tasks"), QString());
-        QCOMPARE(bringBack(s, ann(s)), QString());
+        const auto version = s.rows("SELECT cache_version FROM accounts WHERE id = 1");
+        QCOMPARE(bringBack(s, s.ann()), QString());
+        QVERIFY(s.rows("SELECT cache_version FROM accounts WHERE id = 1") > version);
+        QCOMPARE(bringBack(s, s.ann(), "entries"), u"Missing"_s); // its task is still gone
+        QCOMPARE(bringBack(s, s.ann(), "tasks"), QString());
+        QCOMPARE(bringBack(s, s.ann()), QString());
         QCOMPARE(everything(s), before);
         QCOMPARE(s.today().texts(u"id"_s), QStringList{id});
-        QCOMPARE(bringBack(s, ann(s)), u"None"_s);
+        QCOMPARE(bringBack(s, s.ann()), u"None"_s);
     }
 
     void aTimerThatWasRemovedHasStopped()
@@ -161,15 +101,14 @@ private slots:
         QCOMPARE(s.get(u"/daily/delete/"_s + id).status, 200);
         const QString other = s.add();
         s.pass(24h);
-        Person person = ann(s);
+        Person person = s.ann();
         person.account = s.clock.id;
         person.id = s.clock.person;
         QCOMPARE(bringBack(s, person), QString());
-        QCOMPARE(column(s,
-                        "SELECT seconds || ' ' || started_at || ' ' || ended_at || ' ' || COALESCE(timer_started, '')"
+        QCOMPARE(s.rows("SELECT seconds || ' ' || started_at || ' ' || ended_at || ' ' || COALESCE(timer_started, '')"
                         " FROM entries ORDER BY id LIMIT 1"),
                  QStringList{u"3600 555 615 "_s});
-        QCOMPARE(column(s, "SELECT id FROM entries WHERE timer_started IS NOT NULL"), QStringList{other});
+        QCOMPARE(s.rows("SELECT id FROM entries WHERE timer_started IS NOT NULL"), QStringList{other});
     }
 
     void onlyThoseWhoMayBringSomethingBack()
@@ -178,46 +117,46 @@ private slots:
         s.get(u"/daily/delete/"_s + s.add());
         QCOMPARE(remove(s, Catalog::Kind::Project, s.acme.internal), QString());
         const auto seen = [&](const Person& person) {
-            return change(s,
-                          [&](SQLite::Database& data) -> tl::expected<std::size_t, Problem> {
-                              Removals removals(data, person.account);
-                              return removals.all(person).size() + (removals.find(1, person) ? 10 : 0) +
-                                     (removals.of("projects", s.acme.internal, person) ? 100 : 0);
-                          })
+            return s
+                .change([&](SQLite::Database& data) -> tl::expected<std::size_t, Problem> {
+                    Removals removals(data, person.account);
+                    return removals.all(person).size() + (removals.find(1, person) ? 10 : 0) +
+                           (removals.of("projects", s.acme.internal, person) ? 100 : 0);
+                })
                 .value();
         };
-        Person colleague = ann(s);
+        Person colleague = s.ann();
         colleague.id = 99;
-        Person plain = ann(s);
+        Person plain = s.ann();
         plain.admin = false;
-        Person stranger = ann(s);
+        Person stranger = s.ann();
         stranger.account = s.clock.id;
-        QCOMPARE(seen(ann(s)), 112U);
+        QCOMPARE(seen(s.ann()), 112U);
         QCOMPARE(seen(colleague), 101U); // but not Ann's entry
         QCOMPARE(seen(plain), 11U);      // her entry, but no project
         QCOMPARE(seen(stranger), 0U);
         // Forgotten with the next removal after a month.
         s.pass(31 * 24h);
         s.get(u"/daily/delete/"_s + s.add());
-        QCOMPARE(column(s, "SELECT COUNT(*) FROM removed_rows"), QStringList{u"1"_s});
+        QCOMPARE(s.rows("SELECT COUNT(*) FROM removed_rows"), QStringList{u"1"_s});
     }
 
     void aNameThatWasGivenAgainIsNotTakenAway()
     {
         Scenario s;
-        const auto task = change(
-            s, [&](SQLite::Database& data) { return Catalog(data, s.acme.id).add(Catalog::Kind::Task, "Lettering"); });
+        const auto task = s.change(
+            [&](SQLite::Database& data) { return Catalog(data, s.acme.id).add(Catalog::Kind::Task, "Lettering"); });
         QCOMPARE(remove(s, Catalog::Kind::Task, *task), QString());
-        execute(s, "INSERT INTO tasks (account_id, name, rate) VALUES (1, 'LETTERING', 0)");
-        QCOMPARE(bringBack(s, ann(s)), u"Name"_s);
-        execute(s, "UPDATE tasks SET account_id = 2 WHERE name = 'LETTERING'");
-        QCOMPARE(bringBack(s, ann(s)), QString());
+        s.run("INSERT INTO tasks (account_id, name, rate) VALUES (1, 'LETTERING', 0)");
+        QCOMPARE(bringBack(s, s.ann()), u"Name"_s);
+        s.run("UPDATE tasks SET account_id = 2 WHERE name = 'LETTERING'");
+        QCOMPARE(bringBack(s, s.ann()), QString());
     }
 
     void copiesComeDaily()
     {
         Scenario s;
-        Backups copies(fileOf(s));
+        Backups copies(s.file());
         const fs::path folder = copies.folder();
         for (int day = 0; day < 20; ++day) {
             s.add(u"hours=1"_s);
@@ -258,8 +197,8 @@ private slots:
         for (int i = 0; i < 50; ++i)
             s.add(u"hours=1 notes="_s + QString(500, u'x'));
         s.service.reset();
-        const QByteArray file = QByteArray::fromStdString(fileOf(s));
-        const fs::path folder = Backups(fileOf(s)).folder();
+        const QByteArray file = QByteArray::fromStdString(s.file());
+        const fs::path folder = Backups(s.file()).folder();
         fs::remove_all(folder);
         if (kind == u"file in its place"_s)
             QVERIFY(QFile(QString::fromStdString(folder.string())).open(QFile::WriteOnly));
@@ -272,12 +211,12 @@ private slots:
         std::vector<std::string> told;
         Seconds now = s.now();
         DailyBackups daily(
-            fileOf(s), [&] { return std::chrono::system_clock::from_time_t(now); },
+            s.file(), [&] { return std::chrono::system_clock::from_time_t(now); },
             [&](const std::string& sentence) { told.push_back(sentence); });
         {
-            std::optional<FullDisk> disk;
+            std::optional<support::Limit> disk;
             if (kind == u"full disk"_s)
-                disk.emplace(rlim_t{64} * 1024);
+                disk.emplace(RLIMIT_FSIZE, rlim_t{64} * 1024);
             for (const int later : {0, 30, 600}) { // the second is too soon, the third fails like the first
                 now += later;
                 daily.look();
@@ -294,7 +233,7 @@ private slots:
         if (!fs::is_directory(folder))
             fs::remove(folder);
         if (kind == u"damaged data"_s)
-            fs::rename(fileOf(s) + ".whole", fileOf(s));
+            fs::rename(s.file() + ".whole", s.file());
         now += 600;
         daily.look();
         daily.finish();
@@ -308,7 +247,7 @@ private slots:
         const QString kept = s.add(u"hours=2 notes=kept"_s);
         const QString stopped = s.add(u"notes=ran"_s);
         s.pass(1h);
-        Backups copies(fileOf(s));
+        Backups copies(s.file());
         s.pass(24h);
         QVERIFY(copies.makeDaily(s.now()));
         const auto copy = copies.all().front();
@@ -318,17 +257,17 @@ private slots:
         s.toggle(stopped);
         const QString newer = s.add(u"hours=1 notes=newer"_s);
         QVERIFY(s.database().setPassword("acme", "ann@example.com", "another one"));
-        execute(s, "INSERT INTO sessions VALUES ('digest', 1, 1, 1)");
-        const auto version = column(s, "SELECT cache_version FROM accounts WHERE id = 1").front().toInt();
+        s.run("INSERT INTO sessions VALUES ('digest', 1, 1, 1)");
+        const auto version = s.rows("SELECT cache_version FROM accounts WHERE id = 1").front().toInt();
         const auto late = everything(s);
 
         const auto replaced = copies.restore(copy.name, s.now());
         QVERIFY2(replaced, replaced ? "" : replaced.error().c_str());
         // Its time ended when the copy was made.
-        QCOMPARE(column(s, "SELECT notes || ' ' || seconds || ' ' || (timer_started IS NULL) FROM entries"),
+        QCOMPARE(s.rows("SELECT notes || ' ' || seconds || ' ' || (timer_started IS NULL) FROM entries"),
                  (QStringList{u"kept 7200 1"_s, u"ran 90000 1"_s}));
-        QCOMPARE(column(s, "SELECT digest FROM sessions"), QStringList{u"digest"_s});
-        QVERIFY(column(s, "SELECT cache_version FROM accounts WHERE id = 1").front().toInt() > version);
+        QCOMPARE(s.rows("SELECT digest FROM sessions"), QStringList{u"digest"_s});
+        QVERIFY(s.rows("SELECT cache_version FROM accounts WHERE id = 1").front().toInt() > version);
         auto client = s.client(s.acme, u"another one"_s);
         QCOMPARE(client->get(u"/daily"_s).status, 200);
         // A number is never given twice.
@@ -339,7 +278,7 @@ private slots:
         // And back.
         QVERIFY(copies.restore(*replaced, s.now() + 1));
         QCOMPARE(everything(s), late);
-        QCOMPARE(column(s, "PRAGMA integrity_check"), QStringList{u"ok"_s});
+        QCOMPARE(s.rows("PRAGMA integrity_check"), QStringList{u"ok"_s});
         QVERIFY(there != late);
     }
 
@@ -347,11 +286,11 @@ private slots:
     {
         Scenario s;
         s.add();
-        Backups copies(fileOf(s));
+        Backups copies(s.file());
         s.pass(24h);
         QVERIFY(copies.makeDaily(s.now()));
         QVERIFY(copies.restore(copies.all().front().name, s.now()));
-        QCOMPARE(column(s, "SELECT timer_started FROM entries"), QStringList{QString::number(Scenario::Start)});
+        QCOMPARE(s.rows("SELECT timer_started FROM entries"), QStringList{QString::number(Scenario::Start)});
     }
 
     void whatIsNoCopyIsNotRestored()
@@ -359,7 +298,7 @@ private slots:
         Scenario s;
         s.service->stop();
         const auto before = everything(s);
-        Backups copies(fileOf(s));
+        Backups copies(s.file());
         const fs::path whole = fs::path(copies.folder()) / copies.all().front().name;
         const fs::path folder = s.folder.path().toStdString();
         fs::copy_file(whole, folder / "newer.sqlite");

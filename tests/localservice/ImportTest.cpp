@@ -6,7 +6,6 @@
 #include "localservice/Removals.h"
 #include "localservice/Report.h"
 #include "localservice/Sheet.h"
-#include "localservice/Storage.h"
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
@@ -17,51 +16,9 @@ using namespace localservice;
 
 namespace {
 
-Person ann(const Scenario& s)
-{
-    Person person;
-    person.id = s.acme.person;
-    person.account = s.acme.id;
-    person.admin = true;
-    return person;
-}
-
-std::string fileOf(const Scenario& s)
-{
-    return s.folder.filePath(u"deep/service.sqlite"_s).toStdString();
-}
-
-template <typename Work>
-auto change(Scenario& s, Work work)
-{
-    return s.database().storage().change([&](SQLite::Database& data) { return work(data); });
-}
-
-QStringList rows(Scenario& s, const char* sql)
-{
-    return change(s,
-                  [&](SQLite::Database& data) -> tl::expected<QStringList, Problem> {
-                      QStringList found;
-                      SQLite::Statement query(data, sql);
-                      while (query.executeStep()) {
-                          QStringList cells;
-                          for (int i = 0; i < query.getColumnCount(); ++i)
-                              cells += QString::fromStdString(query.getColumn(i).getString());
-                          found += cells.join(u'|');
-                      }
-                      return found;
-                  })
-        .value();
-}
-
-void run(Scenario& s, const std::string& sql)
-{
-    QVERIFY(change(s, [&](SQLite::Database& data) -> tl::expected<int, Problem> { return data.exec(sql); }));
-}
-
 std::string everything(Scenario& s, Id account)
 {
-    AccountWriter writer(fileOf(s), account, s.now());
+    AccountWriter writer(s.file(), account, s.now());
     std::string file;
     for (auto piece = writer.next(); !piece.empty(); piece = writer.next())
         file += piece;
@@ -70,19 +27,19 @@ std::string everything(Scenario& s, Id account)
 
 Importer::Plan planOf(Scenario& s, const Incoming& incoming, const Person& person)
 {
-    return change(s,
-                  [&](SQLite::Database& data) -> tl::expected<Importer::Plan, Problem> {
-                      return Importer(data, person, incoming).plan();
-                  })
+    return s
+        .change([&](SQLite::Database& data) -> tl::expected<Importer::Plan, Problem> {
+            return Importer(data, person, incoming).plan();
+        })
         .value();
 }
 
 Id import(Scenario& s, const Incoming& incoming, const Person& person)
 {
-    return change(s,
-                  [&](SQLite::Database& data) -> tl::expected<Id, Problem> {
-                      return Importer(data, person, incoming).apply("file", s.now());
-                  })
+    return s
+        .change([&](SQLite::Database& data) -> tl::expected<Id, Problem> {
+            return Importer(data, person, incoming).apply("file", s.now());
+        })
         .value();
 }
 
@@ -131,7 +88,7 @@ private slots:
     void aRoundTripLosesNothing()
     {
         Scenario s;
-        run(s, R"(UPDATE people SET rate = 0.1 + 0.2, active = 0 WHERE id = 1;
+        s.run(R"(UPDATE people SET rate = 0.1 + 0.2, active = 0 WHERE id = 1;
             INSERT INTO people (account_id, email, first_name, last_name, admin, rate, password_hash)
                 VALUES (1, 'zoë@example.com', 'Zoë "Z"', '', 0, 0, 'never written');
             INSERT INTO clients (account_id, name, active) VALUES (1, 'Old \ Client', 0);
@@ -139,8 +96,8 @@ private slots:
                 VALUES (1, (SELECT MAX(id) FROM clients), 'Old', 'X-1', 0, 'People', 1e-7, 0);
             UPDATE task_assignments SET rate = 12.345678901234567;
             INSERT INTO user_assignments (account_id, project_id, person_id, rate) VALUES (1, 1, 3, 7))");
-        run(s, "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(Many - 1) +
-                   R"()
+        s.run("WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(Many - 1) +
+              R"()
             INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, started_at, ended_at,
                                  locked_reason, billed, created_at, updated_at)
             SELECT CASE WHEN i % 3 = 0 THEN 3 ELSE 1 END, 1 + i % 2, 1 + i % 2, date('2004-01-01', (i / 40) || ' days'),
@@ -154,11 +111,11 @@ private slots:
         QVERIFY(file.find("never written") == std::string::npos);
 
         // Into an account in which there is nothing.
-        run(s,
+        s.run(
             R"(INSERT INTO accounts (subdomain, name, timezone, timestamp_timers) VALUES ('new', 'Acme & Co', 'UTC', 0);
             INSERT INTO people (account_id, email, first_name, last_name, admin, rate, password_hash, active)
                 SELECT 3, email, first_name, last_name, admin, rate, 'x', active FROM people WHERE id = 1)");
-        Person owner = ann(s);
+        Person owner = s.ann();
         owner.account = 3;
         owner.id = 4;
         const auto incoming = readAccountFile(file);
@@ -175,16 +132,16 @@ private slots:
         QVERIFY(again.clients.empty() && again.projects.empty() && again.tasks.empty() && again.people.empty());
         // All of it goes at once, and comes back.
         const auto removal =
-            change(s, [&](SQLite::Database& data) { return Importer::undo(data, owner, made, s.now()); });
+            s.change([&](SQLite::Database& data) { return Importer::undo(data, owner, made, s.now()); });
         QVERIFY(removal);
-        QCOMPARE(rows(s, "SELECT (SELECT COUNT(*) FROM projects WHERE account_id = 3),"
-                         " (SELECT COUNT(*) FROM people WHERE account_id = 3), COUNT(*) FROM entries"),
+        QCOMPARE(s.rows("SELECT (SELECT COUNT(*) FROM projects WHERE account_id = 3),"
+                        " (SELECT COUNT(*) FROM people WHERE account_id = 3), COUNT(*) FROM entries"),
                  QStringList{u"0|1|%1"_s.arg(Many)});
-        QVERIFY(change(s, [&](SQLite::Database& data) {
+        QVERIFY(s.change([&](SQLite::Database& data) {
             Removals removals(data, 3);
             return removals.bringBack(*removals.find(*removal, owner), s.now());
         }));
-        run(s, "UPDATE entries SET updated_at = 1100000000 + (created_at - 1000000000)");
+        s.run("UPDATE entries SET updated_at = 1100000000 + (created_at - 1000000000)");
         QVERIFY(everything(s, 3) == file);
     }
 
@@ -194,18 +151,18 @@ private slots:
         const std::string csv =
             "Date;Client;Project;Task;Hours\n5.3.2024;Quay;Boats;Paint;1,5\n6.3.2024;Quay;Sails;Sew;2\n";
         const auto sheet = recognise(csv).value();
-        const Id made = import(s, readSheet(csv, sheet, guess(csv, sheet), false).value(), ann(s));
-        run(s, "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
-               " SELECT 1, project_id, task_id, spent_at, 'mine', 60, 1, 1 FROM entries WHERE seconds = 5400");
-        Person stranger = ann(s);
+        const Id made = import(s, readSheet(csv, sheet, guess(csv, sheet), false).value(), s.ann());
+        s.run("INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
+              " SELECT 1, project_id, task_id, spent_at, 'mine', 60, 1, 1 FROM entries WHERE seconds = 5400");
+        Person stranger = s.ann();
         stranger.account = s.clock.id;
-        QVERIFY(!change(s, [&](SQLite::Database& data) { return Importer::undo(data, stranger, made, s.now()); }));
-        QVERIFY(change(s, [&](SQLite::Database& data) { return Importer::undo(data, ann(s), made, s.now()); }));
-        QVERIFY(!change(s, [&](SQLite::Database& data) { return Importer::undo(data, ann(s), made, s.now()); }));
-        QCOMPARE(rows(s, "SELECT notes FROM entries"), QStringList{u"mine"_s});
-        QCOMPARE(rows(s, "SELECT name FROM projects WHERE account_id = 1"),
+        QVERIFY(!s.change([&](SQLite::Database& data) { return Importer::undo(data, stranger, made, s.now()); }));
+        QVERIFY(s.change([&](SQLite::Database& data) { return Importer::undo(data, s.ann(), made, s.now()); }));
+        QVERIFY(!s.change([&](SQLite::Database& data) { return Importer::undo(data, s.ann(), made, s.now()); }));
+        QCOMPARE(s.rows("SELECT notes FROM entries"), QStringList{u"mine"_s});
+        QCOMPARE(s.rows("SELECT name FROM projects WHERE account_id = 1"),
                  (QStringList{u"Website"_s, u"Internal"_s, u"Boats"_s}));
-        QCOMPARE(rows(s, "SELECT name FROM tasks WHERE account_id = 1 ORDER BY id"),
+        QCOMPARE(s.rows("SELECT name FROM tasks WHERE account_id = 1 ORDER BY id"),
                  (QStringList{u"Design"_s, u"Support"_s, u"Paint"_s}));
     }
 
@@ -329,20 +286,20 @@ private slots:
         Scenario s;
         s.useTimestamps();
         for (const char* notes : {"=1+1", "a\n=b;-c", "'quoted", "- list", "plain, \"x\"", "\t=x"})
-            run(s,
+            s.run(
                 std::string("INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, started_at,"
                             " ended_at, created_at, updated_at) VALUES (1, 1, 1, '2024-03-05', '") +
-                    (notes[0] == '\'' ? "''quoted" : notes) + "', 4321, NULL, NULL, 1, 1)");
+                (notes[0] == '\'' ? "''quoted" : notes) + "', 4321, NULL, NULL, 1, 1)");
         CsvFile writer({s.acme.id, 0, *readDay("2024-03-01"), *readDay("2024-03-31"), s.now()});
         std::string csv;
         while (!writer.isAtEnd())
-            csv += change(s, [&](SQLite::Database& data) -> tl::expected<std::string, Problem> {
-                       return writer.next(data);
-                   }).value();
+            csv += s.change([&](SQLite::Database& data) -> tl::expected<std::string, Problem> {
+                        return writer.next(data);
+                    }).value();
         const auto text = utf8Of(csv);
         const auto sheet = recognise(text).value();
         QVERIFY(sheet.kind == Sheet::Kind::OwnCsv);
-        const auto plan = planOf(s, readSheet(text, sheet, guess(text, sheet), false).value(), ann(s));
+        const auto plan = planOf(s, readSheet(text, sheet, guess(text, sheet), false).value(), s.ann());
         QCOMPARE(plan.entries, 0U);
         QCOMPARE(plan.present, 6U);
         QVERIFY(plan.clients.empty() && plan.projects.empty() && plan.tasks.empty());
@@ -353,7 +310,7 @@ private slots:
         Scenario s;
         const std::string csv = "date,hours,person,project\n2024-03-05,1,Ann Lee,website\n2024-03-05,1,Max,website\n";
         const auto sheet = recognise(csv).value();
-        const auto plan = planOf(s, readSheet(csv, sheet, guess(csv, sheet), false).value(), ann(s));
+        const auto plan = planOf(s, readSheet(csv, sheet, guess(csv, sheet), false).value(), s.ann());
         QCOMPARE(plan.entries, 1U);
         QCOMPARE(plan.strangers, 1U);
         QVERIFY(plan.projects.empty() && plan.people.empty()); // whosever project it is
@@ -371,18 +328,16 @@ private slots:
         Scenario s;
         s.useTimestamps();
         s.add(u"started_at=9:00am ended_at=10:30am notes=one,_two"_s);
-        run(s,
+        s.run(
             "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, started_at, ended_at,"
             " created_at, updated_at) VALUES (2, 3, 3, '2024-03-30', '', 3600, 1410, 30, 1, 1), (2, 3, 3, '2024-03-06',"
             " '', 5400, NULL, NULL, 1, 1)");
         CalendarFile file(s.clock.person, "clock.localhost", s.now());
         QStringList lines;
         while (!file.isAtEnd())
-            lines += QString::fromStdString(change(s,
-                                                   [&](SQLite::Database& data) -> tl::expected<std::string, Problem> {
-                                                       return file.next(data);
-                                                   })
-                                                .value())
+            lines += QString::fromStdString(s.change([&](SQLite::Database& data) -> tl::expected<std::string, Problem> {
+                                                 return file.next(data);
+                                             }).value())
                          .split(u"\r\n"_s, Qt::SkipEmptyParts);
         QCOMPARE(lines.filter(u"UID:"_s).size(), 3);
         QCOMPARE(lines.filter(QRegularExpression(u"^(DTSTART|DTEND|DESC|SUMM|BEGIN:VC|END:VC)"_s)),

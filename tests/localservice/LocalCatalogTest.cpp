@@ -2,7 +2,6 @@
 
 #include "localservice/Catalog.h"
 #include "localservice/NameText.h"
-#include "localservice/Storage.h"
 
 #include <QTest>
 
@@ -17,7 +16,7 @@ namespace {
 template <typename Work>
 QString problem(Scenario& s, localservice::Id account, Work work)
 {
-    const auto done = s.database().storage().change([&](SQLite::Database& database) {
+    const auto done = s.change([&](SQLite::Database& database) {
         Catalog catalog(database, account);
         return work(catalog);
     });

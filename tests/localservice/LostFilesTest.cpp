@@ -1,7 +1,5 @@
 #include "Scenario.h"
 
-#include "localservice/Storage.h"
-
 #include <QFileInfo>
 #include <QTest>
 

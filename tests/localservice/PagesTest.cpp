@@ -1,6 +1,6 @@
+#include "../support/Limit.h"
 #include "Scenario.h"
 
-#include "localservice/Storage.h"
 #include "pages/Form.h"
 #include "pages/Html.h"
 
@@ -10,7 +10,6 @@
 #include <QUrlQuery>
 
 #include <curl/curl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -77,33 +76,6 @@ public:
 QString where(const Answer& answer)
 {
     return QString::number(answer.status) + u' ' + answer.headers.value(u"location"_s);
-}
-
-/// The kernel's tables, like all other files, cannot be opened while it lives.
-class NoMoreFiles
-{
-public:
-    NoMoreFiles()
-    {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        const int lowest = ::dup(0);
-        ::close(lowest);
-        const rlimit none{static_cast<rlim_t>(lowest), m_before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoMoreFiles() { setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoMoreFiles(const NoMoreFiles&) = delete;
-    NoMoreFiles& operator=(const NoMoreFiles&) = delete;
-
-private:
-    rlimit m_before{};
-};
-
-void change(Scenario& s, const char* sql)
-{
-    const auto done = s.database().storage().change(
-        [&](SQLite::Database& database) -> tl::expected<int, localservice::Problem> { return database.exec(sql); });
-    QVERIFY(done);
 }
 
 } // namespace
@@ -234,7 +206,7 @@ private Q_SLOTS:
         QVERIFY(!browser.isSignedIn());
         browser.signIn(u"another"_s);
         QVERIFY(browser.isSignedIn());
-        change(s, "UPDATE people SET active = 0");
+        s.run("UPDATE people SET active = 0");
         QVERIFY(!browser.isSignedIn());
     }
 
@@ -403,7 +375,8 @@ private Q_SLOTS:
         const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
         const auto link = address.mid(browser.url.size());
         {
-            const NoMoreFiles none;
+            // As the kernel's tables, by which it could be told.
+            const support::Limit none = support::Limit::noMoreFiles();
             QCOMPARE(where(browser.get(u"/reports"_s)), u"303 /sign-in?to=%2Freports&why=ended"_s);
             const auto there = browser.get(link).headers.value(u"location"_s);
             QCOMPARE(there, u"/sign-in?to=%2Freports&why=user"_s);

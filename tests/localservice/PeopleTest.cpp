@@ -1,7 +1,6 @@
 #include "Scenario.h"
 
 #include "localservice/People.h"
-#include "localservice/Storage.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -22,7 +21,7 @@ public:
     template <typename Work>
     auto people(Work work)
     {
-        return database().storage().change([&](SQLite::Database& data) { return work(People(data, acme.id)); });
+        return change([&](SQLite::Database& data) { return work(People(data, acme.id)); });
     }
 
     Id add(const std::string& email, bool admin = false)

@@ -1,8 +1,6 @@
 #include "Scenario.h"
 
 #include "localservice/ReportRange.h"
-#include "localservice/Sql.h"
-#include "localservice/Storage.h"
 
 #include <QTest>
 
@@ -110,15 +108,11 @@ private slots:
         const Id client = s.database().addClient(s.acme.id, "Harbour").value();
         const Id boats = s.database().addProject({client, "Boats"}).value();
         const auto book = [&s](Id project, Id task, int hours, const char* notes, const char* day) {
-            const auto booked =
-                s.database().storage().change([&](auto& database) -> tl::expected<int, localservice::Problem> {
-                    return localservice::execute(
-                        database,
-                        "INSERT INTO entries (person_id, project_id, task_id, seconds, notes, spent_at, created_at,"
-                        " updated_at) VALUES (?, ?, ?, ?, ?, ?, 0, 0)",
-                        s.acme.person, project, task, 3600 * hours, notes, day);
-                });
-            QVERIFY(booked);
+            const auto numbers = u"%1, %2, %3, %4"_s.arg(s.acme.person).arg(project).arg(task).arg(3600 * hours);
+            s.run(
+                "INSERT INTO entries (person_id, project_id, task_id, seconds, notes, spent_at, created_at, updated_at)"
+                " VALUES (" +
+                numbers.toStdString() + ", '" + notes + "', '" + day + "', 0, 0)");
         };
         book(s.acme.website, s.acme.design, 1, "Sketches", "2024-03-05");
         book(s.acme.website, s.acme.design, 2, "100% of it", "2024-03-05");
@@ -173,18 +167,10 @@ private slots:
     void filesOfManyYearsComeInPieces()
     {
         Scenario s;
-        s.database()
-            .storage()
-            .change([&](SQLite::Database& database) -> tl::expected<int, localservice::Problem> {
-                return localservice::execute(
-                    database,
-                    "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 9999)"
-                    " INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at,"
-                    " updated_at) SELECT ?, ?, ?, date('2000-01-01', '+' || (i / 7 * i / 3000) || ' days'),"
-                    " 'note ' || i, 60, 0, 0 FROM n",
-                    s.acme.person, s.acme.website, s.acme.design);
-            })
-            .value();
+        s.run(
+            "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 9999)"
+            " INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds, created_at, updated_at)"
+            " SELECT 1, 1, 1, date('2000-01-01', '+' || (i / 7 * i / 3000) || ' days'), 'note ' || i, 60, 0, 0 FROM n");
         localservice::CsvFile file(
             {.account = s.acme.id, .from = dayOf(u"1900-01-01"_s), .to = dayOf(u"9999-12-31"_s)});
         QByteArray csv;

@@ -81,10 +81,10 @@ Scenario::Scenario(Over transport) : m_transport(transport)
 void Scenario::restart()
 {
     service.reset();
-    service = std::make_unique<localservice::Service>(
-        localservice::Service::Options{.dataFile = folder.filePath(u"deep/service.sqlite"_s).toStdString(),
-                                       .tls = m_transport == Over::Tls ? openTls() : nullptr,
-                                       .clock = [this] { return std::chrono::system_clock::from_time_t(m_now); }});
+    service = std::make_unique<localservice::Service>(localservice::Service::Options{
+        .dataFile = file(), .tls = m_transport == Over::Tls ? openTls() : nullptr, .clock = [this] {
+            return std::chrono::system_clock::from_time_t(m_now);
+        }});
     if (const auto port = service->start(); !port)
         qFatal("%s", port.error().c_str());
     connect();
@@ -116,6 +116,37 @@ localservice::Timesheet Scenario::timesheet()
     m_person.account = account().id;
     m_person.timestampTimers = account().subdomain == u"clock"_s;
     return {database().storage(), m_person, now()};
+}
+
+localservice::Person Scenario::ann() const
+{
+    localservice::Person person;
+    person.id = acme.person;
+    person.account = acme.id;
+    person.admin = true;
+    return person;
+}
+
+int Scenario::run(const std::string& sql)
+{
+    return change([&](SQLite::Database& data) -> tl::expected<int, localservice::Problem> { return data.exec(sql); })
+        .value();
+}
+
+QStringList Scenario::rows(const std::string& sql)
+{
+    return change([&](SQLite::Database& data) -> tl::expected<QStringList, localservice::Problem> {
+               QStringList found;
+               SQLite::Statement query(data, sql);
+               while (query.executeStep()) {
+                   QStringList cells;
+                   for (int i = 0; i < query.getColumnCount(); ++i)
+                       cells += QString::fromStdString(query.getColumn(i).getString());
+                   found += cells.join(u'|');
+               }
+               return found;
+           })
+        .value();
 }
 
 Answer Scenario::book(const QString& fields)

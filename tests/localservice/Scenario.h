@@ -4,6 +4,7 @@
 #include "HttpClient.h"
 
 #include "localservice/Service.h"
+#include "localservice/Storage.h"
 #include "localservice/Timesheet.h"
 
 #include <QTemporaryDir>
@@ -63,6 +64,21 @@ public:
     localservice::Seconds now() const { return m_now; }
 
     support::TestData database() { return support::TestData(**service->database()); }
+    std::string file() const { return folder.filePath(QStringLiteral("deep/service.sqlite")).toStdString(); }
+    /// The administrator of "acme".
+    localservice::Person ann() const;
+
+    // What is done to the data as the service does it; each call is a transaction of its own.
+    template <typename Work>
+    auto change(Work work)
+    {
+        return database().storage().change(work);
+    }
+    /// How many rows that has changed.
+    int run(const std::string& sql);
+    /// The rows that a query finds, their columns with a "|" between them.
+    QStringList rows(const std::string& sql);
+
     const Account& account() const { return *m_current; }
 
     Account acme;

@@ -1,3 +1,5 @@
+#include "../support/Limit.h"
+
 #include "store/Context.h"
 #include "store/Coordinator.h"
 #include "store/Utc.h"
@@ -9,12 +11,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <csignal>
 #include <future>
 #include <thread>
 
 #include <sys/fsuid.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace store;
@@ -76,24 +76,6 @@ public:
     }
     ~Stranger() { setfsuid(geteuid()); }
     Q_DISABLE_COPY_MOVE(Stranger)
-};
-
-/// No file of this process can grow, as on a full disk.
-class FullDisk
-{
-public:
-    FullDisk()
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit none{0, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    Q_DISABLE_COPY_MOVE(FullDisk)
-
-private:
-    rlimit m_before{};
 };
 
 void runSql(const QString& file, const char* sql)
@@ -608,10 +590,10 @@ private slots:
 
     void filesThatFailMeanwhile_data()
     {
-        using Break = std::function<void(const QString& file, std::optional<FullDisk>& disk)>;
+        using Break = std::function<void(const QString& file, std::optional<support::Limit>& disk)>;
         QTest::addColumn<Break>("breakFile");
         QTest::addColumn<bool>("loses");
-        QTest::newRow("full disk") << Break([](auto&, auto& disk) { disk.emplace(); }) << false;
+        QTest::newRow("full disk") << Break([](auto&, auto& disk) { disk.emplace(RLIMIT_FSIZE); }) << false;
         QTest::newRow("overwritten") << Break([](auto& file, auto&) {
             QFile damaged(file);
             [[maybe_unused]] const bool opened = damaged.open(QIODevice::ReadWrite);
@@ -626,7 +608,7 @@ private slots:
 
     void filesThatFailMeanwhile()
     {
-        QFETCH(std::function<void(const QString&, std::optional<FullDisk>&)>, breakFile);
+        QFETCH(std::function<void(const QString&, std::optional<support::Limit>&)>, breakFile);
         QFETCH(bool, loses);
         Desk desk;
         int told = 0;
@@ -643,7 +625,7 @@ private slots:
         one.setValue("text", u"mine"_s);
         desk.main.remove(gone);
 
-        std::optional<FullDisk> disk;
+        std::optional<support::Limit> disk;
         breakFile(desk.file, disk);
         auto late = desk.worker(); // needs another connection
         const bool lateSaw = Desk::byKey(*late, u"1"_s);
@@ -673,11 +655,11 @@ private slots:
             QVERIFY(main.save());
             const ObjectId box = a.id();
             std::atomic<int> failed = 0;
-            std::optional<FullDisk> full;
+            std::optional<support::Limit> full;
             const auto work = [&](int from) {
                 for (int i = from; i < from + 50; ++i) {
                     if (i == 25 && where.size() > 6)
-                        full.emplace();
+                        full.emplace(RLIMIT_FSIZE);
                     Context context(shared, MergePolicy::PropertyObjectTrump);
                     Object* owner = context.find(box);
                     Desk::note(context, QString::number(i), owner, owner);
