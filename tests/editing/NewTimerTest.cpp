@@ -42,8 +42,11 @@ public:
     {
         menulet->showNewTimerWindow(nullptr);
         window = &menulet->addTimerController()->window();
-        // Off screen a window that comes back is not told that it is active again.
+        // Off screen a window that comes back is not told that it is active again, even if it asks for it.
+        QT_WARNING_PUSH
+        QT_WARNING_DISABLE_DEPRECATED
         QApplication::setActiveWindow(window);
+        QT_WARNING_POP
     }
 
     QLineEdit* field(const char* label) const

@@ -182,7 +182,7 @@ private slots:
         auto screen = ListOnScreen::evenRows(10);
         screen.list.setScrollOffset(25);
         screen.list.setScrollOffset(0);
-        const auto cells = screen.viewport().findChildren<Row*>();
+        const auto cells = screen.viewport().findChildren<timesheet::RLListViewCell*>();
         QCOMPARE(cells.size(), 5);
         delete *std::ranges::find_if(cells, &QWidget::isHidden);
         delete &screen.cell(2);
@@ -395,7 +395,7 @@ private slots:
         screen.load({});
         QCOMPARE(screen.list.scrollOffset(), 0);
         QVERIFY(screen.visibleRows().isEmpty());
-        for (const Row* cell : screen.viewport().findChildren<Row*>())
+        for (const auto* cell : screen.viewport().findChildren<timesheet::RLListViewCell*>())
             QVERIFY(cell->isHidden());
         screen.load(Heights(20, 50));
         QCOMPARE(framesAgainstRows(screen), QString());
@@ -675,7 +675,7 @@ private slots:
             QCOMPARE(last.top() + last.height(), 600);
             QCOMPARE(screen.list.selectedRow(), 99'999);
             QCOMPARE(screen.heightsAsked, 100'000);
-            QVERIFY(screen.viewport().findChildren<Row*>().size() <= 12);
+            QVERIFY(screen.viewport().findChildren<timesheet::RLListViewCell*>().size() <= 12);
         }
     }
 };

@@ -257,7 +257,7 @@ timesheet::TimesheetController& World::openTimesheet()
 {
     if (!timesheet() || !timesheet()->window().isVisible())
         m_menulet->showTimesheetWindow(nullptr);
-    QApplication::setActiveWindow(&timesheet()->window());
+    timesheet()->window().activateWindow();
     return *timesheet();
 }
 

@@ -52,7 +52,7 @@ void World::startTimer(int task, int minutes)
     m_menulet->showNewTimerWindow(nullptr);
     editing::NewTimerController& controller = *m_menulet->addTimerController();
     editing::NewTimerPanel& window = controller.window();
-    QApplication::setActiveWindow(&window);
+    window.activateWindow();
     const auto choose = [&](QLineEdit* field, const QString& text) {
         field->setFocus();
         field->selectAll();
