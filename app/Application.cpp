@@ -4,6 +4,7 @@
 #include "app/BookingBus.h"
 #include "app/Check.h"
 #include "app/Complaint.h"
+#include "app/SearchBus.h"
 #include "app/SessionBus.h"
 #include "app/Text.h"
 #include "app/WrenfoldMenulet.h"
@@ -177,6 +178,7 @@ private:
         m_bookings.emplace([this] { return m_menulet->accountState(); });
         QObject::connect(&*m_menulet, &WrenfoldMenulet::statusChanged, &*m_bookings, &booking::Bookings::stateChanged);
         m_bookingBus->open(*m_bookings);
+        m_searchBus.emplace(m_instance.busObject(), *m_bookings);
         m_sessionBus.emplace(*m_menulet, m_instance.busObject());
         for (const auto& [action, done] : m_waiting)
             m_sessionBus->perform(action, done);
@@ -188,6 +190,7 @@ private:
     std::optional<WrenfoldMenulet> m_menulet;
     std::optional<booking::Bookings> m_bookings;
     std::optional<BookingBus> m_bookingBus;
+    std::optional<SearchBus> m_searchBus;
     std::optional<SessionBus> m_sessionBus;
 };
 

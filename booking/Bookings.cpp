@@ -15,6 +15,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -33,6 +34,8 @@ constexpr qint64 MostDays = 62;
 constexpr double SecondsInHour = 3600;
 /// Less is nothing on the wire, which has two decimals.
 constexpr double LeastHours = 0.005;
+/// A single letter would find nearly everything.
+constexpr qsizetype LeastSearched = 2;
 
 Refusal invalid(const QString& reason)
 {
@@ -157,6 +160,13 @@ std::vector<DayEntry*> recentEntries(const model::User& user)
             recent.push_back(entry);
     }
     return recent;
+}
+
+Bookings::Bookable bookableOf(const model::Project& project, const model::Task& task)
+{
+    const model::Client* client = project.client();
+    return {project.idString() + u'/' + task.idString(), project.displayName(), task.name(),
+            client ? client->name() : QString()};
 }
 
 /// Runs `use` with an entry that exists only meanwhile, neither stored nor seen by any window.
@@ -533,6 +543,72 @@ void Bookings::projects(const Reply<std::vector<Offered>>& reply)
 void Bookings::recent(const Reply<std::vector<Booked>>& reply)
 {
     whenReady(reply, [this, reply](model::User&) { reply(recentNow()); });
+}
+
+std::vector<Bookings::Bookable> Bookings::search(const QStringList& words, std::size_t most) const
+{
+    const model::User* user = m_state() == State::SignedOut ? nullptr : currentUser();
+    if (!user || words.join(QString()).size() < LeastSearched)
+        return {};
+    std::map<std::pair<const model::Project*, const model::Task*>, std::size_t> booked;
+    for (const DayEntry* entry : recentEntries(*user))
+        booked.emplace(std::pair(entry->project(), entry->task()), booked.size());
+    std::vector<std::pair<std::size_t, Bookable>> found;
+    for (const model::Project* project : user->assignedProjects()) {
+        const QString names = named(*project).names.join(u'\n');
+        for (const model::Task* task : tasksByName(*project)) {
+            const QString all = names + u'\n' + task->name();
+            if (!std::ranges::all_of(words,
+                                     [&](const QString& word) { return all.contains(word, Qt::CaseInsensitive); }))
+                continue;
+            const auto last = booked.find({project, task});
+            found.emplace_back(last == booked.end() ? booked.size() : last->second, bookableOf(*project, *task));
+        }
+    }
+    std::ranges::stable_sort(found, {}, [](const auto& each) { return each.first; });
+    std::vector<Bookable> bookables;
+    for (auto& [rank, each] : found) {
+        if (bookables.size() < most)
+            bookables.push_back(std::move(each));
+    }
+    return bookables;
+}
+
+std::optional<Bookings::Choice> Bookings::choiceOf(const model::User& user, const QString& id)
+{
+    for (model::Project* project : user.assignedProjects()) {
+        if (project->idString() != id.section(u'/', 0, 0))
+            continue;
+        for (model::Task* task : project->assignedTasks()) {
+            if (task->idString() == id.section(u'/', 1))
+                return Choice{project, task};
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Bookings::Bookable> Bookings::bookable(const QString& id) const
+{
+    const model::User* user = m_state() == State::SignedOut ? nullptr : currentUser();
+    const auto choice = user ? choiceOf(*user, id) : std::nullopt;
+    return choice ? std::optional(bookableOf(*choice->project, *choice->task)) : std::nullopt;
+}
+
+void Bookings::startBookable(const QString& id, const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, id, reply](model::User& user) {
+        const auto choice = choiceOf(user, id);
+        if (!choice) {
+            reply(tl::unexpected(Refusal{"NotFound"_L1, tr("this can no longer be booked")}));
+            return;
+        }
+        send(user, *choice, u""_s, 0, model::localDay(model::now()), {}, [reply](const Expected<DayEntry*>& made) {
+            if (made)
+                reply(booked(**made));
+            else
+                reply(tl::unexpected(made.error()));
+        });
+    });
 }
 
 std::vector<Offered> Bookings::projectsNow() const

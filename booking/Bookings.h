@@ -104,7 +104,23 @@ public:
     /// first, as far as the store goes back.
     void recent(const Reply<std::vector<Booked>>& reply);
 
-    // The same from the store alone, at once; empty while the account has not arrived.
+    /// A project with one of its tasks.
+    struct Bookable
+    {
+        QString id; ///< for `startBookable`, in this account
+        QString project;
+        QString task;
+        QString client;
+    };
+    /// Those in whose names (code, project, task, client) all words are found, those booked last first; from the store,
+    /// at once. None for less than two letters.
+    std::vector<Bookable> search(const QStringList& words, std::size_t most) const;
+    /// The same by its id.
+    std::optional<Bookable> bookable(const QString& id) const;
+    /// Starts a timer on it.
+    void startBookable(const QString& id, const Reply<Booked>& reply);
+
+    // The lists above from the store alone, at once; empty while the account has not arrived.
 
     std::vector<Offered> projectsNow() const;
     std::vector<Booked> recentNow() const;
@@ -135,6 +151,7 @@ private:
     void toggle(model::DayEntry& entry, const Reply<Booked>& reply);
     void send(model::User& user, const Choice& choice, const QString& notes, double hours, QDate day,
               const QDateTime& startedAt, std::function<void(const Expected<model::DayEntry*>&)> done);
+    static std::optional<Choice> choiceOf(const model::User& user, const QString& id);
     static Expected<Choice> choose(const model::User& user, const QString& project, const QString& task);
 
     std::function<State()> m_state;

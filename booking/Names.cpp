@@ -107,24 +107,4 @@ Expected<std::size_t> find(const std::vector<Named>& among, const QString& typed
     return tl::unexpected(Refusal{"NotFound"_L1, reason});
 }
 
-std::vector<std::size_t> search(const std::vector<Named>& among, const QStringList& words)
-{
-    std::vector<std::size_t> beginning;
-    std::vector<std::size_t> rest;
-    for (std::size_t i = 0; i < among.size(); ++i) {
-        const QStringList& names = among[i].names;
-        const auto has = [&](const QString& word) {
-            return std::ranges::any_of(names,
-                                       [&](const QString& name) { return name.contains(word, Qt::CaseInsensitive); });
-        };
-        if (words.isEmpty() || !std::ranges::all_of(words, has))
-            continue;
-        const bool begins = std::ranges::any_of(
-            names, [&](const QString& name) { return name.startsWith(words.front(), Qt::CaseInsensitive); });
-        (begins ? beginning : rest).push_back(i);
-    }
-    beginning.insert(beginning.end(), rest.begin(), rest.end());
-    return beginning;
-}
-
 } // namespace booking

@@ -20,7 +20,4 @@ struct Named
 /// ("Ambiguous"), and when none does, with the nearest names ("NotFound"). `what` says what is looked for: "project".
 Expected<std::size_t> find(const std::vector<Named>& among, const QString& typed, const QString& what);
 
-/// The positions of those of which every word of `words` is part of a name, those that begin with the first word first.
-std::vector<std::size_t> search(const std::vector<Named>& among, const QStringList& words);
-
 } // namespace booking

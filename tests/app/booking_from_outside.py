@@ -149,6 +149,31 @@ def hostile(client):
         "Log": "s>aa{sv}", "Projects": ">aa{sv}", "Recent": ">aa{sv}", "Names": "s>as", "Wait": ">u"}
 
 
+def desktop_search(client, program):
+    """As GNOME Shell and KRunner ask: a timer is started by a word of its project or task, and stopped."""
+    def call(interface, method, signature="()", *arguments):
+        return client.call_sync(NAME, PATH, interface, method, GLib.Variant(signature, arguments), None,
+                                Gio.DBusCallFlags.NONE, LONGEST * 1000).unpack()
+
+    gnome, plasma = "org.gnome.Shell.SearchProvider2", "org.kde.krunner1"
+    found = call(gnome, "GetInitialResultSet", "(as)", ["boat", "DEV"])[0]
+    assert found == call(gnome, "GetSubsearchResultSet", "(asas)", [], ["boat", "dev"])[0] and len(found) == 1, found
+    meta = call(gnome, "GetResultMetas", "(as)", found + ["stop", "no/such", ""])[0]
+    assert [(each["name"], each["description"]) for each in meta] == [
+        ("Start [HARB] Boat Rental Booking · Development", "Harbour & Sons")], meta
+    assert call(gnome, "GetInitialResultSet", "(as)", ["s"])[0] == [] == call(gnome, "GetInitialResultSet", "(as)", [])[0]
+    call(gnome, "ActivateResult", "(sasu)", found[0], ["boat"], 0)
+    until("it runs", lambda: "running, [HARB]" in run(program, "status")[1])
+    # What was booked last comes first; while a timer runs it can be stopped.
+    matches = call(plasma, "Match", "(s)", "  des ")[0]
+    assert matches[0][1] == "Start [JB-01] Online Shop · Design" and matches[0][4] > matches[1][4], matches
+    stop = call(plasma, "Match", "(s)", "sto")[0]
+    assert (stop[0][:2], stop[0][3]) == (("stop", "Stop the Timer"), 100), stop
+    call(plasma, "Run", "(ss)", "stop", "")
+    until("it stands", lambda: "stopped, [HARB]" in run(program, "status")[1])
+    assert call(plasma, "Match", "(s)", "stop")[0] == [] == call(plasma, "Actions")[0]
+
+
 def main(program):
     nobody_signed_in(program)
     settings = pathlib.Path(os.environ["XDG_CONFIG_HOME"]) / "Quillon" / "Quillon.conf"
@@ -161,6 +186,7 @@ def main(program):
     a_day(program)
     lists(program)
     hostile(client)
+    desktop_search(client, program)
     assert not windows(), windows()
     says(program, "quit")
     until("the end", lambda: run(program, "status")[0] == 1)
