@@ -175,10 +175,8 @@ private:
         if (m_background || m_bookingBus->wasCalled())
             m_menulet->startInBackground();
         m_menulet->awakeFromNib();
-        m_bookings.emplace([this] { return m_menulet->accountState(); });
-        QObject::connect(&*m_menulet, &WrenfoldMenulet::statusChanged, &*m_bookings, &booking::Bookings::stateChanged);
-        m_bookingBus->open(*m_bookings);
-        m_searchBus.emplace(m_instance.busObject(), *m_bookings);
+        m_bookingBus->open(m_menulet->bookings());
+        m_searchBus.emplace(m_instance.busObject(), m_menulet->bookings());
         m_sessionBus.emplace(*m_menulet, m_instance.busObject());
         for (const auto& [action, done] : m_waiting)
             m_sessionBus->perform(action, done);
@@ -188,7 +186,6 @@ private:
     std::vector<std::pair<QString, SessionBus::Done>> m_waiting;
     bool m_background = false;
     std::optional<WrenfoldMenulet> m_menulet;
-    std::optional<booking::Bookings> m_bookings;
     std::optional<BookingBus> m_bookingBus;
     std::optional<SearchBus> m_searchBus;
     std::optional<SessionBus> m_sessionBus;

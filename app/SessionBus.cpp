@@ -9,6 +9,8 @@
 #include "model/DayEntry.h"
 #include "model/Project.h"
 #include "model/Task.h"
+#include "platform/Alerts.h"
+#include "platform/Run.h"
 #include "skin/QuillonStatusItemView.h"
 #include "store/Coordinator.h"
 
@@ -110,9 +112,29 @@ void toggle(WrenfoldMenulet& menulet, const Done& done)
         done(refusal("NoEntry", tr("there is no entry to start or stop: choose one in the window for a new timer")));
 }
 
+/// From the desktop's list of what the program can do, which shows no error: so an alert does.
+void book(WrenfoldMenulet& menulet, const QString& action, const Done& done)
+{
+    const auto told = [done](const booking::Expected<booking::Booked>& booked) {
+        if (!booked)
+            platform::environment().alerts().show({tr("Timer Failed"), booked.error().reason, {tr("OK")}});
+        done(booked ? std::nullopt
+                    : std::optional(
+                          Refusal{QuillonInterface + ".Error."_L1 + booked.error().error, booked.error().reason}));
+    };
+    if (action == "stop"_L1)
+        menulet.bookings().stop(told);
+    else
+        menulet.bookings().resume(1, told);
+}
+
 /// Does what an item of the menu does, where the menu would let a person choose it.
 void perform(WrenfoldMenulet& menulet, const QString& action, const Done& done)
 {
+    if (action == "stop"_L1 || action == "continue"_L1) {
+        book(menulet, action, done);
+        return;
+    }
     const auto* known = std::ranges::find(Actions, action, &NamedAction::name);
     if (known == std::end(Actions)) {
         done(refusal("NoSuchAction", tr("there is no action “%1”").arg(action)));

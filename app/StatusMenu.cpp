@@ -36,6 +36,11 @@ StatusMenu::StatusMenu()
 
     addActions({toggleCurrentTimerMenuItem, newTimerMenuItem, timesheetMenuItem});
     m_timerSeparator = addSeparator();
+    for (QAction*& action : continueMenuItems) {
+        action = item("continueMenuItem", QString());
+        addAction(action);
+    }
+    m_continueSeparator = addSeparator();
     addAction(offlineIndicator);
     offlineSeparatorItem = addSeparator();
     offlineSeparatorItem->setObjectName(u"offlineSeparatorItem"_s);
@@ -44,6 +49,7 @@ StatusMenu::StatusMenu()
     addActions({preferencesMenuItem, checkForUpdatesMenuItem, helpMenuItem, firstStepsMenuItem, aboutMenuItem});
     addSeparator();
     addAction(quitMenuItem);
+    showRecent();
     offlineIndicator->setVisible(false);
     offlineSeparatorItem->setVisible(false);
 }
@@ -62,6 +68,25 @@ void StatusMenu::setSignedOut(bool signedOut)
         if (needsAccount(item) || item == m_timerSeparator || item == m_pagesSeparator)
             item->setVisible(!signedOut);
     }
+    m_signedOut = signedOut;
+    showRecent();
+}
+
+void StatusMenu::setRecent(const std::vector<std::pair<QString, QString>>& bookings)
+{
+    for (std::size_t i = 0; i < continueMenuItems.size(); ++i) {
+        const auto& [id, title] = i < bookings.size() ? bookings[i] : std::pair<QString, QString>();
+        continueMenuItems[i]->setData(id);
+        continueMenuItems[i]->setText(title);
+    }
+    showRecent();
+}
+
+void StatusMenu::showRecent()
+{
+    for (QAction* item : continueMenuItems)
+        item->setVisible(!m_signedOut && !item->text().isEmpty());
+    m_continueSeparator->setVisible(continueMenuItems.front()->isVisible());
 }
 
 int StatusMenu::indexOfItem(const QAction* item) const

@@ -2,6 +2,10 @@
 
 #include <QMenu>
 
+#include <array>
+#include <utility>
+#include <vector>
+
 namespace app {
 
 /// The menu of the status item. Only the layout and the titles: the controller wires, enables and moves the items.
@@ -19,6 +23,7 @@ public:
     QAction* currentTaskMenuItem;    ///< likewise
     QAction* newTimerMenuItem;
     QAction* timesheetMenuItem;
+    std::array<QAction*, 5> continueMenuItems; ///< for the last bookings; visible as far as there are any
     QAction* offlineIndicator;
     QAction* offlineSeparatorItem;
     QAction* openInBrowserMenuItem;
@@ -34,6 +39,9 @@ public:
     /// Whether the item is useless while nobody is signed in. The only such list: for the menu, hosts that draw it,
     /// screen readers, the bus and the command line.
     bool needsAccount(const QAction* item) const;
+    /// What can be continued, by the ids of entries and as the items say it, the most recent first.
+    void setRecent(const std::vector<std::pair<QString, QString>>& bookings);
+
     /// While signed out, only items that then work are visible.
     void setSignedOut(bool signedOut);
 
@@ -42,7 +50,11 @@ public:
     void insertItemAtIndex(QAction* item, int index);
 
 private:
+    void showRecent();
+
     QAction* m_timerSeparator;
+    QAction* m_continueSeparator;
+    bool m_signedOut = false;
     QAction* m_pagesSeparator;
 };
 

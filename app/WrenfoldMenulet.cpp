@@ -37,7 +37,8 @@ constexpr int UpdateCheckSeconds = 3600;
 } // namespace
 
 WrenfoldMenulet::WrenfoldMenulet(BuiltInService::Maker builtInService)
-    : m_timeHere(std::move(builtInService)), m_firstSteps(std::make_unique<FirstSteps>(*this))
+    : m_timeHere(std::move(builtInService)), m_bookings([this] { return accountState(); }),
+      m_firstSteps(std::make_unique<FirstSteps>(*this))
 {
     model::Host::set(this);
 }
@@ -143,6 +144,10 @@ void WrenfoldMenulet::wire()
         if (m_timesheetController)
             showTimesheetWindow(this);
     });
+
+    connect(this, &WrenfoldMenulet::statusChanged, &m_bookings, &booking::Bookings::stateChanged);
+    for (const QAction* item : m_menu->continueMenuItems)
+        connect(item, &QAction::triggered, this, [this, item] { continueBooking(item->data().toString()); });
 
     const auto action = [this](QAction* item, void (WrenfoldMenulet::*method)(QObject*)) {
         connect(item, &QAction::triggered, this, [this, item, method] {

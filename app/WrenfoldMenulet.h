@@ -110,6 +110,7 @@ public:
     bool offline() const override { return m_connection.offline; }
     /// Whether time can be booked now.
     booking::State accountState() const;
+    booking::Bookings& bookings() { return m_bookings; }
     bool showingInDock() const override { return m_showingInDock; }
     TimeHere& timeHere() { return m_timeHere; }
     StatusMenu& menu() const { return *m_menu; }
@@ -155,6 +156,8 @@ public:
     void updateStatusItemForCurrentEntry(const model::DayEntry* entry);
     void updateMenuItemsForCurrentEntry(const model::DayEntry* entry);
     void hideCurrentTimerMenuItems(bool hide);
+    /// Goes on with the booking whose entry has that id; tells by an alert if that fails.
+    void continueBooking(const QString& entryId);
     void updateKeyEquivalents();
     void toggleStatusItemMenu() override;
     void menuDidClose();
@@ -252,6 +255,7 @@ private:
     void idleEpisodeIsOver();
 
     TimeHere m_timeHere;
+    booking::Bookings m_bookings;
     platform::StatusItem* m_statusItem = nullptr; ///< the environment's
     service::QuillonApi* m_api = nullptr;         ///< the run's
     settings::QuillonPreferences* m_userPreferences = nullptr;

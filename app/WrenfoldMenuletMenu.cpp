@@ -38,6 +38,14 @@ namespace {
 // Hours of three digits have texts this long, and do not fit the default width.
 constexpr qsizetype WideHoursLength = 6;
 
+/// A name in a menu: as wide as the other items, and cut where names differ least.
+QString shortened(const QString& name)
+{
+    constexpr qsizetype most = 28;
+    const QString plain = name.simplified();
+    return plain.size() <= most ? plain : plain.left(most * 2 / 3) + u'…' + plain.right(most / 3);
+}
+
 } // namespace
 
 model::DayEntry* WrenfoldMenulet::currentEntry() const
@@ -110,6 +118,15 @@ void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entr
     }
     m_menu->toggleCurrentTimerMenuItem->setText(entry && entry->isRunning() ? tr("Stop Current Timer")
                                                                             : tr("Start Current Timer"));
+    std::vector<std::pair<QString, QString>> recent;
+    for (const booking::Booked& each : m_bookings.recentNow()) {
+        if (recent.size() == m_menu->continueMenuItems.size())
+            break;
+        // An ampersand would underline what follows it.
+        recent.emplace_back(
+            each.id, tr("Continue %1 · %2").arg(shortened(each.project), shortened(each.task)).replace(u'&', u"&&"_s));
+    }
+    m_menu->setRecent(recent);
     if (m_menu->indexOfItem(m_menu->toggleCurrentTimerMenuItem) != 0) {
         m_menu->removeAction(m_menu->toggleCurrentTimerMenuItem);
         m_menu->insertItemAtIndex(m_menu->toggleCurrentTimerMenuItem, 0);
@@ -257,6 +274,14 @@ void WrenfoldMenulet::toggleCurrentTimer(QObject* /*sender*/, std::function<void
         showPreferencePanel(this); // the button is below the words that ask to sign in
     else
         showNewTimerWindow(this);
+}
+
+void WrenfoldMenulet::continueBooking(const QString& entryId)
+{
+    m_bookings.resumeEntry(entryId, [this](const booking::Expected<booking::Booked>& booked) {
+        if (!booked)
+            showAlert(tr("Timer Failed"), booked.error().reason);
+    });
 }
 
 void WrenfoldMenulet::checkForUpdates(QObject* /*sender*/)

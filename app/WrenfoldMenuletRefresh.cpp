@@ -305,6 +305,8 @@ void WrenfoldMenulet::enableTimerItems(bool enable)
 {
     m_menu->toggleCurrentTimerMenuItem->setEnabled(enable);
     m_menu->newTimerMenuItem->setEnabled(enable);
+    for (QAction* item : m_menu->continueMenuItems)
+        item->setEnabled(enable);
 }
 
 } // namespace app

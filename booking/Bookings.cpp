@@ -31,6 +31,8 @@ namespace {
 
 /// Each day is a request of its own, and 36 of them take 15 seconds.
 constexpr qint64 MostDays = 62;
+/// What was booked longer ago is not what one goes on with.
+constexpr int RecentDays = 60;
 constexpr double SecondsInHour = 3600;
 /// Less is nothing on the wire, which has two decimals.
 constexpr double LeastHours = 0.005;
@@ -45,6 +47,11 @@ Refusal invalid(const QString& reason)
 Refusal notRunning()
 {
     return {"NotRunning"_L1, Bookings::tr("no timer is running")};
+}
+
+Refusal gone()
+{
+    return {"NotFound"_L1, Bookings::tr("this can no longer be booked")};
 }
 
 Refusal failed(const Result& result, const QString& otherwise)
@@ -88,18 +95,10 @@ Booked booked(const DayEntry& entry)
             .ended = entry.isRunning() ? QString() : clock(entry.stoppedAt())};
 }
 
-/// The timer that runs, on whatever day.
 DayEntry* running(const model::User& user)
 {
     const model::Company* company = user.company();
-    if (!company)
-        return nullptr;
-    DayEntry* latest = nullptr;
-    for (DayEntry* entry : company->dayEntries()) {
-        if (entry->isRunning() && entry->hasRealId() && (!latest || latest->timerStarted() < entry->timerStarted()))
-            latest = entry;
-    }
-    return latest;
+    return company ? company->runningDayEntry() : nullptr;
 }
 
 Named named(const model::Project& project)
@@ -138,12 +137,11 @@ std::vector<DayEntry*> recentEntries(const model::User& user)
     const model::Company* company = user.company();
     if (!company)
         return {};
-    std::vector<DayEntry*> entries;
-    const QDateTime tomorrow = model::startOfDay(model::localDay(model::now()).addDays(1));
-    for (DayEntry* entry : company->dayEntries()) {
-        if (entry->hasRealId() && entry->spentAt().isValid() && entry->spentAt() < tomorrow)
-            entries.push_back(entry);
-    }
+    const QDate today = model::localDay(model::now());
+    std::vector<DayEntry*> entries = company->dayEntriesSince(today.addDays(-RecentDays));
+    std::erase_if(entries, [tomorrow = model::startOfDay(today.addDays(1))](const DayEntry* entry) {
+        return !entry->hasRealId() || entry->spentAt() >= tomorrow;
+    });
     std::ranges::sort(entries, isNewer);
     const std::vector<model::Project*> assigned = user.assignedProjects();
     const std::set<const model::Project*> offered(assigned.begin(), assigned.end());
@@ -167,6 +165,16 @@ Bookings::Bookable bookableOf(const model::Project& project, const model::Task& 
     const model::Client* client = project.client();
     return {project.idString() + u'/' + task.idString(), project.displayName(), task.name(),
             client ? client->name() : QString()};
+}
+
+auto bookedTo(const Bookings::Reply<Booked>& reply)
+{
+    return [reply](const Expected<DayEntry*>& made) {
+        if (made)
+            reply(booked(**made));
+        else
+            reply(tl::unexpected(made.error()));
+    };
 }
 
 /// Runs `use` with an entry that exists only meanwhile, neither stored nor seen by any window.
@@ -409,33 +417,49 @@ void Bookings::stopFetched(const Reply<Booked>& reply)
 
 void Bookings::resume(int which, const Reply<Booked>& reply)
 {
-    whenReady(reply, [this, which, reply](model::User&) {
-        fetch({model::localDay(model::now())}, [this, which, reply](const Result& result) {
+    resumeWith(
+        [which](const std::vector<DayEntry*>& entries) -> Expected<DayEntry*> {
+            if (which >= 1 && static_cast<std::size_t>(which) <= entries.size())
+                return entries[static_cast<std::size_t>(which) - 1];
+            return tl::unexpected(
+                Refusal{"NotFound"_L1, entries.empty()
+                                           ? tr("there is nothing to continue")
+                                           : tr("there are not so many: the last is number %1").arg(entries.size())});
+        },
+        reply);
+}
+
+void Bookings::resumeEntry(const QString& id, const Reply<Booked>& reply)
+{
+    resumeWith(
+        [id](const std::vector<DayEntry*>& entries) -> Expected<DayEntry*> {
+            const auto entry = std::ranges::find(entries, id, &DayEntry::idString);
+            return entry != entries.end() ? Expected<DayEntry*>(*entry) : tl::unexpected(gone());
+        },
+        reply);
+}
+
+void Bookings::resumeWith(std::function<Expected<DayEntry*>(const std::vector<DayEntry*>&)> choose,
+                          const Reply<Booked>& reply)
+{
+    whenReady(reply, [this, choose = std::move(choose), reply](model::User&) {
+        fetch({model::localDay(model::now())}, [this, choose, reply](const Result& result) {
             model::User* user = currentUser();
             if (!result || !user) {
                 reply(tl::unexpected(failed(result)));
                 return;
             }
-            const std::vector<DayEntry*> entries = recentEntries(*user);
-            if (which < 1 || static_cast<std::size_t>(which) > entries.size()) {
-                reply(tl::unexpected(
-                    Refusal{"NotFound"_L1,
-                            entries.empty() ? tr("there is nothing to continue")
-                                            : tr("there are not so many: the last is number %1").arg(entries.size())}));
+            const Expected<DayEntry*> chosen = choose(recentEntries(*user));
+            if (!chosen) {
+                reply(tl::unexpected(chosen.error()));
                 return;
             }
-            DayEntry& entry = *entries[static_cast<std::size_t>(which) - 1];
+            DayEntry& entry = **chosen;
             const QDate today = model::localDay(model::now());
-            if (model::localDay(entry.spentAt()) == today && !entry.isLocked()) {
+            if (model::localDay(entry.spentAt()) == today && !entry.isLocked())
                 toggle(entry, reply);
-                return;
-            }
-            send(*user, {entry.project(), entry.task()}, u""_s, 0, today, {}, [reply](const Expected<DayEntry*>& made) {
-                if (made)
-                    reply(booked(**made));
-                else
-                    reply(tl::unexpected(made.error()));
-            });
+            else
+                send(*user, {entry.project(), entry.task()}, u""_s, 0, today, {}, bookedTo(reply));
         });
     });
 }
@@ -457,12 +481,7 @@ void Bookings::add(const Add& add, const Reply<Booked>& reply)
             reply(tl::unexpected(choice.error()));
             return;
         }
-        send(user, *choice, add.notes, *hours, *day, {}, [reply](const Expected<DayEntry*>& made) {
-            if (made)
-                reply(booked(**made));
-            else
-                reply(tl::unexpected(made.error()));
-        });
+        send(user, *choice, add.notes, *hours, *day, {}, bookedTo(reply));
     });
 }
 
@@ -599,15 +618,10 @@ void Bookings::startBookable(const QString& id, const Reply<Booked>& reply)
     whenReady(reply, [this, id, reply](model::User& user) {
         const auto choice = choiceOf(user, id);
         if (!choice) {
-            reply(tl::unexpected(Refusal{"NotFound"_L1, tr("this can no longer be booked")}));
+            reply(tl::unexpected(gone()));
             return;
         }
-        send(user, *choice, u""_s, 0, model::localDay(model::now()), {}, [reply](const Expected<DayEntry*>& made) {
-            if (made)
-                reply(booked(**made));
-            else
-                reply(tl::unexpected(made.error()));
-        });
+        send(user, *choice, u""_s, 0, model::localDay(model::now()), {}, bookedTo(reply));
     });
 }
 

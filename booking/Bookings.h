@@ -84,6 +84,8 @@ public:
     void stop(const Reply<Booked>& reply);
     /// Goes on with the `which`-th most recent booking, from 1: see `recent`.
     void resume(int which, const Reply<Booked>& reply);
+    /// The same, by the id of an entry of that list.
+    void resumeEntry(const QString& id, const Reply<Booked>& reply);
 
     struct Add
     {
@@ -147,6 +149,8 @@ private:
     template <class T>
     void whenReady(const Reply<T>& reply, Work work);
     void fetch(std::vector<QDate> days, std::function<void(const service::Result&)> done);
+    void resumeWith(std::function<Expected<model::DayEntry*>(const std::vector<model::DayEntry*>&)> choose,
+                    const Reply<Booked>& reply);
     void stopFetched(const Reply<Booked>& reply);
     void toggle(model::DayEntry& entry, const Reply<Booked>& reply);
     void send(model::User& user, const Choice& choice, const QString& notes, double hours, QDate day,

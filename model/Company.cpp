@@ -139,6 +139,27 @@ std::vector<DayEntry*> Company::dayEntriesForDate(QDate date) const
     return dayEntriesForDate(date, context());
 }
 
+std::vector<DayEntry*> Company::dayEntriesSince(QDate first) const
+{
+    std::vector<DayEntry*> entries;
+    for (store::Object* object : context().fetch(
+             {DayEntry::EntityName,
+              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, startOfDay(first)) &&
+                  store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
+              {}}))
+        entries.push_back(static_cast<DayEntry*>(object));
+    return entries;
+}
+
+DayEntry* Company::runningDayEntry() const
+{
+    const std::vector<store::Object*> running = context().fetch(
+        {DayEntry::EntityName,
+         store::where("company", this) && store::where("timerStarted", Operator::NotEqual, store::Value()),
+         {{"timerStarted", false}}});
+    return running.empty() ? nullptr : static_cast<DayEntry*>(running.front());
+}
+
 double Company::numberTotalForDate(QDate date) const
 {
     const std::vector<DayEntry*> entries = dayEntriesForDate(date);

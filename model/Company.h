@@ -89,6 +89,10 @@ public:
     /// of the timer. Empty for an invalid date. Without a context: in the company's own.
     std::vector<DayEntry*> dayEntriesForDate(QDate date, store::Context& context) const;
     std::vector<DayEntry*> dayEntriesForDate(QDate date) const;
+    /// Those from a local day on, without the placeholder, in no guaranteed order.
+    std::vector<DayEntry*> dayEntriesSince(QDate first) const;
+    /// The one whose timer runs, on whatever day; the one started last if the cache has several. Null: none.
+    DayEntry* runningDayEntry() const;
     /// Hours.
     double numberTotalForDate(QDate date) const;
 

@@ -106,7 +106,32 @@ private slots:
         run.test.statusItem.standIn.toggleTimer();
         run.settle();
         QVERIFY(run.requested().first().startsWith(u"GET /daily/timer/"_s));
-        QCOMPARE(titles(run.menu()).size(), 15);
+        QCOMPARE(titles(run.menu()).at(4), u"Continue Website · Design"_s);
+    }
+
+    void continuesWhatWasBooked()
+    {
+        StartedRun run(u"Design"_s);
+        run.test.time.setNow(run.test.time.now() + 10min);
+        run.startTimer(u"Meetings"_s);
+        QCOMPARE(titles(run.menu()).mid(3, 3), QStringList({u"-"_s, u"Continue Website · Design"_s, u"-"_s}));
+        run.requested();
+        run.menu().continueMenuItems.front()->trigger();
+        run.settle();
+        // Today's entry goes on; it is looked at first, because it may have been started elsewhere.
+        QCOMPARE(run.requested().mid(0, 2), QStringList({u"GET /daily/15/2013?slim=1"_s, u"GET /daily/timer/1"_s}));
+        QCOMPARE(run.face(), u"0:10 running"_s);
+        QCOMPARE(titles(run.menu()).mid(3, 3), QStringList({u"-"_s, u"Continue Website · Meetings"_s, u"-"_s}));
+
+        // One of another day gets a new entry, and what fails is said.
+        run.test.time.setNow(run.test.time.now() + 24h);
+        run.refresh();
+        run.peer.answer("POST /daily/add", {Reply{500, "<error><kind>x</kind><message>No more</message></error>"}});
+        run.menu().continueMenuItems.front()->trigger();
+        run.settle();
+        QCOMPARE(run.test.alerts.shown.back().text, u"No more"_s);
+        run.menulet->networkUnReachable();
+        QVERIFY(!run.menu().continueMenuItems.front()->isEnabled());
     }
 
     void startsAndStopsByClick()
