@@ -360,6 +360,10 @@ def sign_in(program, email, password):
         window = find(root, "dialog", "Quillon Preferences")
         field = find(window, "password text", "Password:")
         until("the keyboard", lambda: "active" in states(window))
+        # At the first start it is on the button beside, for those without an account.
+        address = find(window, "text", "Secure Site:")
+        address.queryComponent().grabFocus()
+        until("the address", lambda: "focused" in states(address))
         for text in ("local", email):
             typed(text)
             keys("Tab")
