@@ -180,65 +180,58 @@ private slots:
         QVERIFY(!state.problem && state.latest->size == fs::file_size(folder / all.front().name));
     }
 
-    void aCopyThatCannotBeMadeIsTold_data()
-    {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("no folder") << u"file in its place"_s << u"Not a directory"_s;
-        QTest::newRow("full") << u"full disk"_s << u"cannot write"_s;
-        QTest::newRow("damaged") << u"damaged data"_s << u"the data file is damaged"_s;
-    }
-
     void aCopyThatCannotBeMadeIsTold()
     {
-        QFETCH(QString, kind);
-        QFETCH(QString, reason);
-        Scenario s;
-        for (int i = 0; i < 50; ++i)
-            s.add(u"hours=1 notes="_s + QString(500, u'x'));
-        s.service.reset();
-        const QByteArray file = QByteArray::fromStdString(s.file());
-        const fs::path folder = Backups(s.file()).folder();
-        fs::remove_all(folder);
-        if (kind == u"file in its place"_s)
-            QVERIFY(QFile(QString::fromStdString(folder.string())).open(QFile::WriteOnly));
-        if (kind == u"damaged data"_s) {
-            QVERIFY(QFile::copy(QString::fromUtf8(file), QString::fromUtf8(file + ".whole")));
-            QFile data(QString::fromUtf8(file));
-            QVERIFY(data.open(QFile::ReadWrite) && data.seek(data.size() - 4096));
-            data.write(QByteArray(4096, '?'));
-        }
-        std::vector<std::string> told;
-        Seconds now = s.now();
-        DailyBackups daily(
-            s.file(), [&] { return std::chrono::system_clock::from_time_t(now); },
-            [&](const std::string& sentence) { told.push_back(sentence); });
-        {
-            std::optional<support::Limit> disk;
-            if (kind == u"full disk"_s)
-                disk.emplace(RLIMIT_FSIZE, rlim_t{64} * 1024);
-            for (const int later : {0, 30, 600}) { // the second is too soon, the third fails like the first
-                now += later;
-                daily.look();
-                daily.finish();
+        for (const auto& [kind, reason] : {std::pair(u"file in its place"_s, u"Not a directory"_s),
+                                           {u"full disk"_s, u"cannot write"_s},
+                                           {u"damaged data"_s, u"the data file is damaged"_s}}) {
+            Scenario s;
+            for (int i = 0; i < 50; ++i)
+                s.add(u"hours=1 notes="_s + QString(500, u'x'));
+            s.service.reset();
+            const QByteArray file = QByteArray::fromStdString(s.file());
+            const fs::path folder = Backups(s.file()).folder();
+            fs::remove_all(folder);
+            if (kind == u"file in its place"_s)
+                QVERIFY(QFile(QString::fromStdString(folder.string())).open(QFile::WriteOnly));
+            if (kind == u"damaged data"_s) {
+                QVERIFY(QFile::copy(QString::fromUtf8(file), QString::fromUtf8(file + ".whole")));
+                QFile data(QString::fromUtf8(file));
+                QVERIFY(data.open(QFile::ReadWrite) && data.seek(data.size() - 4096));
+                data.write(QByteArray(4096, '?'));
             }
+            std::vector<std::string> told;
+            Seconds now = s.now();
+            DailyBackups daily(
+                s.file(), [&] { return std::chrono::system_clock::from_time_t(now); },
+                [&](const std::string& sentence) { told.push_back(sentence); });
+            {
+                std::optional<support::Limit> disk;
+                if (kind == u"full disk"_s)
+                    disk.emplace(RLIMIT_FSIZE, rlim_t{64} * 1024);
+                for (const int later : {0, 30, 600}) { // the second is too soon, the third fails like the first
+                    now += later;
+                    daily.look();
+                    daily.finish();
+                }
+            }
+            QCOMPARE(told.size(), 1U);
+            QVERIFY2(QString::fromStdString(told[0]).contains(reason), told[0].c_str());
+            QCOMPARE(daily.problem().value_or(""), told[0]);
+            QVERIFY(daily.copies().all().empty());
+            std::error_code none;
+            QCOMPARE(std::distance(fs::directory_iterator(folder, none), fs::directory_iterator()), 0);
+            // As soon as it works again, that is told, too.
+            if (!fs::is_directory(folder))
+                fs::remove(folder);
+            if (kind == u"damaged data"_s)
+                fs::rename(s.file() + ".whole", s.file());
+            now += 600;
+            daily.look();
+            daily.finish();
+            QCOMPARE(told.size(), 2U);
+            QVERIFY(told[1].empty() && !daily.problem() && daily.copies().all().size() == 1);
         }
-        QCOMPARE(told.size(), 1U);
-        QVERIFY2(QString::fromStdString(told[0]).contains(reason), told[0].c_str());
-        QCOMPARE(daily.problem().value_or(""), told[0]);
-        QVERIFY(daily.copies().all().empty());
-        std::error_code none;
-        QCOMPARE(std::distance(fs::directory_iterator(folder, none), fs::directory_iterator()), 0);
-        // As soon as it works again, that is told, too.
-        if (!fs::is_directory(folder))
-            fs::remove(folder);
-        if (kind == u"damaged data"_s)
-            fs::rename(s.file() + ".whole", s.file());
-        now += 600;
-        daily.look();
-        daily.finish();
-        QCOMPARE(told.size(), 2U);
-        QVERIFY(told[1].empty() && !daily.problem() && daily.copies().all().size() == 1);
     }
 
     void aCopyIsRestoredWhileTheServiceRuns()

@@ -267,15 +267,6 @@ private slots:
         QVERIFY(RawClient(echo.port).isServed());
     }
 
-    void protectsEveryReply()
-    {
-        Echo echo;
-        for (const QByteArray& sent : {Get, "hello\r\n\r\n"_ba}) {
-            const auto reply = RawClient(echo.port, sent).readUntil("\r\n\r\n");
-            QVERIFY2(reply.contains("\r\nX-Content-Type-Options: nosniff\r\n"), reply.constData());
-        }
-    }
-
     void clientsOfOneNetworkAreCountedTogether()
     {
         using localservice::networkOf;
@@ -322,33 +313,22 @@ private slots:
         QVERIFY(older.readAll().startsWith("HTTP/1.1 200"));
     }
 
-    void answersInPieces_data()
-    {
-        QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("isChunked");
-        const auto row = [](const char* name, const QByteArray& method, const QByteArray& target,
-                            const QByteArray& rest, const QByteArray& body, bool isChunked) {
-            QTest::newRow(name) << method + " " + target + " HTTP/1." + rest << body << isChunked;
-        };
-        const QByteArray last = "1\r\nHost: x\r\nConnection: close\r\n\r\n";
-        row("in chunks", "GET", "/pieces", last, "5\r\none, \r\n5\r\ntwo, \r\n5\r\nthree\r\n0\r\n\r\n", true);
-        row("older", "GET", "/pieces", "0\r\n\r\n", "one, two, three", false);
-        row("head", "HEAD", "/pieces", last, "", true);
-        // Without the last chunk, the client knows that something is missing.
-        row("broken", "GET", "/broken", last, "5\r\none, \r\n", true);
-    }
-
     void answersInPieces()
     {
-        QFETCH(QByteArray, request);
-        QFETCH(QByteArray, body);
-        QFETCH(bool, isChunked);
+        const QByteArray last = "1\r\nHost: x\r\nConnection: close\r\n\r\n";
+        const std::tuple<QByteArray, QByteArray, bool> rows[] = {
+            {"GET /pieces HTTP/1." + last, "5\r\none, \r\n5\r\ntwo, \r\n5\r\nthree\r\n0\r\n\r\n", true},
+            {"GET /pieces HTTP/1.0\r\n\r\n", "one, two, three", false},
+            {"HEAD /pieces HTTP/1." + last, "", true},
+            // Without the last chunk, the client knows that something is missing.
+            {"GET /broken HTTP/1." + last, "5\r\none, \r\n", true}};
         Echo echo;
-        const auto reply = RawClient(echo.port, request).readAll();
-        QVERIFY2(reply.startsWith("HTTP/1.1 200") && reply.endsWith("\r\n\r\n" + body), reply.constData());
-        QCOMPARE(reply.contains("\r\nTransfer-Encoding: chunked\r\n"), isChunked);
-        QVERIFY(!reply.contains("Content-Length"));
+        for (const auto& [request, body, isChunked] : rows) {
+            const auto reply = RawClient(echo.port, request).readAll();
+            QVERIFY2(reply.startsWith("HTTP/1.1 200") && reply.endsWith("\r\n\r\n" + body), reply.constData());
+            QCOMPARE(reply.contains("\r\nTransfer-Encoding: chunked\r\n"), isChunked);
+            QVERIFY(!reply.contains("Content-Length"));
+        }
     }
 
     void slowReadersOfPiecesHoldNothing()
@@ -396,42 +376,36 @@ private slots:
         QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
     }
 
-    void stopsAtOnce_data()
-    {
-        QTest::addColumn<bool>("isEncrypted");
-        QTest::newRow("plain") << false;
-        QTest::newRow("encrypted") << true;
-    }
-
     void stopsAtOnce()
     {
-        QFETCH(bool, isEncrypted);
-        Echo echo({}, isEncrypted);
-        RawClient silent(echo.port);
-        const RawClient stalled(echo.port, isEncrypted ? "\x16\x03\x01"_ba : Silence);
-        const auto kept = echo.client();
-        QCOMPARE(kept->get(u"/"_s).status, 200);
-        auto slow = std::async(std::launch::async, [client = echo.client()] {
-            client->speed = 8'000'000;
-            return client->get(u"/large"_s);
-        });
-        QTRY_COMPARE(echo.seen().back().target, "/large");
-        std::list<RawClient> waiting; // most of them for a worker
-        for (int i = 0; i < 8; ++i)
-            waiting.emplace_back(echo.port, "GET /held HTTP/1.1\r\nHost: x\r\n\r\n");
-        QVERIFY(isEncrypted || echo.hold(3));
-        QElapsedTimer timer;
-        timer.start();
-        auto stopped = std::async(std::launch::async, [&echo] { echo.stop(); });
-        QCOMPARE(silent.readAll(), QByteArray()); // it ends while workers are busy
-        QTest::qWait(20);                         // and so does what waits for one
-        echo.letGo();
-        stopped.get();
-        QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
-        QVERIFY(slow.get().error != CURLE_OK);
-        QCOMPARE(kept->get(u"/"_s).error, int(CURLE_COULDNT_CONNECT));
-        echo.start();
-        QCOMPARE(echo.client()->get(u"/"_s).status, 200);
+        for (const bool isEncrypted : {false, true}) {
+            Echo echo({}, isEncrypted);
+            RawClient silent(echo.port);
+            const RawClient stalled(echo.port, isEncrypted ? "\x16\x03\x01"_ba : Silence);
+            const auto kept = echo.client();
+            QCOMPARE(kept->get(u"/"_s).status, 200);
+            auto slow = std::async(std::launch::async, [client = echo.client()] {
+                client->speed = 8'000'000;
+                return client->get(u"/large"_s);
+            });
+            QTRY_COMPARE(echo.seen().back().target, "/large");
+            std::list<RawClient> waiting; // most of them for a worker
+            for (int i = 0; i < 8; ++i)
+                waiting.emplace_back(echo.port, "GET /held HTTP/1.1\r\nHost: x\r\n\r\n");
+            QVERIFY(isEncrypted || echo.hold(3));
+            QElapsedTimer timer;
+            timer.start();
+            auto stopped = std::async(std::launch::async, [&echo] { echo.stop(); });
+            QCOMPARE(silent.readAll(), QByteArray()); // it ends while workers are busy
+            QTest::qWait(20);                         // and so does what waits for one
+            echo.letGo();
+            stopped.get();
+            QVERIFY2(timer.elapsed() < 1000, QByteArray::number(timer.elapsed()));
+            QVERIFY(slow.get().error != CURLE_OK);
+            QCOMPARE(kept->get(u"/"_s).error, int(CURLE_COULDNT_CONNECT));
+            echo.start();
+            QCOMPARE(echo.client()->get(u"/"_s).status, 200);
+        }
     }
 
     void everyStepHasItsTime_data()
@@ -439,17 +413,15 @@ private slots:
         QTest::addColumn<bool>("isEncrypted");
         QTest::addColumn<QByteArray>("start");
         QTest::addColumn<QByteArray>("drops");
-        QTest::newRow("handshake") << true << "\x16\x03\x01\x02"_ba
-                                   << "x"_ba;
-        QTest::newRow("nothing") << false << ""_ba
-                                 << ""_ba;
-        QTest::newRow("head") << false << "GET / HTTP/1.1\r\n"_ba
-                              << "X: y\r\n"_ba;
-        QTest::newRow("body") << false << "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 9000\r\n\r\n"_ba
-                              << "x"_ba;
-        QTest::newRow("reply") << false << "GET /large HTTP/1.1\r\nHost: x\r\n\r\n"_ba
-                               << ""_ba;
-        QTest::newRow("idle") << false << Get << ""_ba;
+        const auto row = [](const char* name, const QByteArray& start, const QByteArray& drops = {}) {
+            QTest::newRow(name) << start.startsWith('\x16') << start << drops;
+        };
+        row("handshake", "\x16\x03\x01\x02", "x");
+        row("nothing", "");
+        row("head", "GET / HTTP/1.1\r\n", "X: y\r\n");
+        row("body", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 9000\r\n\r\n", "x");
+        row("reply", "GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
+        row("idle", Get);
     }
 
     void everyStepHasItsTime()
@@ -504,30 +476,21 @@ private slots:
         QTRY_COMPARE_LE(handles(), before);
     }
 
-    void floodsHarmNobodyElse_data()
-    {
-        QTest::addColumn<QByteArray>("says");
-        QTest::addColumn<int>("networks");
-        QTest::newRow("clients that say nothing") << Silence << 1;
-        QTest::newRow("clients that stay") << Get << 1;
-        QTest::newRow("clients that say nothing, from twenty addresses") << Silence << 20;
-        QTest::newRow("clients that stay, from twenty addresses") << Get << 20;
-    }
-
     void floodsHarmNobodyElse()
     {
-        QFETCH(QByteArray, says);
-        QFETCH(int, networks);
-        Echo echo({.clients = 128});
-        std::list<RawClient> kept;
-        for (std::uint32_t i = 0; i < 36; ++i) // three at the same address, and one each at others
-            QVERIFY(kept.emplace_back(echo.port, QByteArray(), 100 + std::max(3U, i)).isServed());
-        std::list<RawClient> flood;
-        for (int i = 0; i < 300; ++i)
-            flood.emplace_back(echo.port, says, 10 + static_cast<std::uint32_t>(i % networks));
-        QVERIFY(RawClient(echo.port, {}, 2).isServed());
-        for (auto& client : kept)
-            QVERIFY(client.isServed());
+        // Clients that say nothing, and those that stay; of one address, and of twenty.
+        for (const auto& [says, networks] : {std::pair(Silence, 1), {Get, 1}, {Silence, 20}, {Get, 20}}) {
+            Echo echo({.clients = 128});
+            std::list<RawClient> kept;
+            for (std::uint32_t i = 0; i < 36; ++i) // three at the same address, and one each at others
+                QVERIFY(kept.emplace_back(echo.port, QByteArray(), 100 + std::max(3U, i)).isServed());
+            std::list<RawClient> flood;
+            for (int i = 0; i < 300; ++i)
+                flood.emplace_back(echo.port, says, 10 + static_cast<std::uint32_t>(i % networks));
+            QVERIFY(RawClient(echo.port, {}, 2).isServed());
+            for (auto& client : kept)
+                QVERIFY(client.isServed());
+        }
     }
 
     void floodsOfHandshakesHarmNobodyElse()

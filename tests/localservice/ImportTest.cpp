@@ -166,40 +166,22 @@ private slots:
                  (QStringList{u"Design"_s, u"Support"_s, u"Paint"_s}));
     }
 
-    void refusesBrokenAccountFiles_data()
-    {
-        QTest::addColumn<QString>("records");
-        QTest::addColumn<QString>("says");
-        const auto row = [](const char* name, const QString& records, const QString& says) {
-            QTest::newRow(name) << records << says;
-        };
-        row("cut off", u"\"clients\": [\n{\"id\": 1, \"name\""_s, u"4: this is not JSON"_s);
-        row("nested", u"\"clients\": [\n[[[[[["_s, u"4: there is a list where none can be"_s);
-        row("deep record", u"\"clients\": [{\"id\": 1, \"name\": {\"a\": 1}}]}"_s,
-            u"3: there is a record where none can be"_s);
-        row("no name", u"\"clients\": [\n{\"id\": 1, \"name\": \" \"}]}"_s, u"4: a name is missing"_s);
-        row("two alike", u"\"tasks\": [\n{\"id\": 1, \"name\": \"a\"},\n{\"id\": 1, \"name\": \"b\"}]}"_s,
-            u"5: there are two of one number"_s);
-        row("negative",
-            u"\"entries\": [\n{\"person\": 1, \"project\": 1, \"task\": 1, \"day\": \"2024-03-05\", "
-            "\"seconds\": -1}]}"_s,
-            u"4: “seconds” is no number"_s);
-        row("no day",
-            u"\"entries\": [{\"person\": 1, \"project\": 1, \"task\": 1, \"day\": \"2024-02-30\", "
-            "\"seconds\": 1}]}"_s,
-            u"3: the day cannot be read"_s);
-        row("nobody's",
-            u"\"entries\": [\n\n{\"person\": 1, \"project\": 1, \"task\": 1, \"day\": \"2024-02-03\", "
-            "\"seconds\": 1}]}"_s,
-            u"5: there is no person 1"_s);
-    }
-
     void refusesBrokenAccountFiles()
     {
-        QFETCH(QString, records);
-        QFETCH(QString, says);
-        const auto file = u"{\"format\": \"quillon-timesheet\",\n\"version\": 1,\n"_s + records;
-        QCOMPARE(problem(readAccountFile(file.toStdString())), says);
+        const QString entry = u"\"entries\": [{\"person\": 1, \"project\": 1, \"task\": 1, "_s;
+        for (const auto& [records, says] :
+             {std::pair(u"\"clients\": [\n{\"id\": 1, \"name\""_s, u"4: this is not JSON"_s),
+              {u"\"clients\": [\n[[[[[["_s, u"4: there is a list where none can be"_s},
+              {u"\"clients\": [{\"id\": 1, \"name\": {\"a\": 1}}]}"_s, u"3: there is a record where none can be"_s},
+              {u"\"clients\": [\n{\"id\": 1, \"name\": \" \"}]}"_s, u"4: a name is missing"_s},
+              {u"\"tasks\": [\n{\"id\": 1, \"name\": \"a\"},\n{\"id\": 1, \"name\": \"b\"}]}"_s,
+               u"5: there are two of one number"_s},
+              {entry + u"\n\"day\": \"2024-03-05\", \"seconds\": -1}]}"_s, u"4: “seconds” is no number"_s},
+              {entry + u"\"day\": \"2024-02-30\", \"seconds\": 1}]}"_s, u"3: the day cannot be read"_s},
+              {u"\n\n"_s + entry + u"\"day\": \"2024-02-03\", \"seconds\": 1}]}"_s, u"5: there is no person 1"_s}}) {
+            const auto file = u"{\"format\": \"quillon-timesheet\",\n\"version\": 1,\n"_s + records;
+            QCOMPARE(problem(readAccountFile(file.toStdString())), says);
+        }
         QCOMPARE(problem(readAccountFile("{\"format\": \"quillon-timesheet\", \"version\": 2}")),
                  u"1: a newer version of Quillon wrote this file"_s);
         QCOMPARE(problem(readAccountFile("{}")), u"1: the file does not say which version it has"_s);

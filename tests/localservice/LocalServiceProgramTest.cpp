@@ -12,11 +12,8 @@
 #include <csignal>
 #include <curl/curl.h>
 #include <future>
-#include <mutex>
 #include <openssl/ssl.h>
-#include <set>
 #include <sys/socket.h>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -385,58 +382,6 @@ private slots:
                            u"sh"_s, u"-c"_s, u"ip address add 127.0.0.1/8 dev lo; exec \"$@\""_s, u"sh"_s});
         QVERIFY2(own.address().startsWith(u"http://127.0.0.1:4000"_s), qPrintable(own.address()));
         QVERIFY(own.address().last(1) != other.address().last(1));
-    }
-
-    void losesAtMostTheRequestInFlight()
-    {
-        constexpr int clients = 3;
-        constexpr int rounds = 3;
-        QTemporaryDir folder;
-        const auto first = std::make_unique<Program>(folder);
-        const auto email = first->email();
-        const auto password = first->password();
-        first->end(SIGTERM);
-        std::mutex mutex;
-        std::set<QString> acknowledged;
-        for (int round = 0; round < rounds; ++round) {
-            Program program(folder);
-            std::atomic<int> answers = 0;
-            std::vector<std::jthread> threads;
-            for (int n = 0; n < clients; ++n) {
-                threads.emplace_back([&, n] {
-                    HttpClient client(program.address(), email, password);
-                    for (int i = 0;; ++i) {
-                        const auto note = u"%1-%2-%3"_s.arg(round).arg(n).arg(i);
-                        const auto added = client.post(u"/daily/add"_s, hourWithNote(note));
-                        if (added.status == 200) {
-                            const std::lock_guard lock(mutex);
-                            acknowledged.insert(note);
-                        }
-                        // Timers on the way make transactions with several rows.
-                        if (client.get(u"/daily/timer/"_s + added.text(u"id"_s)).error != 0)
-                            return;
-                        ++answers;
-                    }
-                });
-            }
-            QTRY_VERIFY(answers >= 20 + 7 * round);
-            QCOMPARE(program.end(SIGKILL), -1);
-        }
-
-        Program last(folder);
-        const auto sheet = HttpClient(last.address(), email, password).get(u"/daily?slim=1"_s);
-        const auto kept = sheet.texts(u"notes"_s);
-        const std::set<QString> unique(kept.begin(), kept.end());
-        QCOMPARE(static_cast<qsizetype>(unique.size()), kept.size());
-        QVERIFY(std::includes(unique.begin(), unique.end(), acknowledged.begin(), acknowledged.end()));
-        QVERIFY2(unique.size() <= acknowledged.size() + clients * rounds, QByteArray::number(kept.size()));
-        QVERIFY(sheet.texts(u"timer_started_at"_s).size() <= 1);
-        const auto hours = sheet.texts(u"hours_without_timer"_s);
-        for (qsizetype i = 0; i < hours.size(); ++i) {
-            // The sample entry has no note and no time.
-            const double least = kept.at(i).isEmpty() ? 0.0 : 1.0;
-            QVERIFY2(hours.at(i).toDouble() >= least && hours.at(i).toDouble() < least + 0.02, qPrintable(hours.at(i)));
-        }
     }
 };
 

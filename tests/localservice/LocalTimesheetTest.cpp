@@ -26,16 +26,6 @@ class LocalTimesheetTest : public QObject
     Q_OBJECT
 
 private slots:
-    void describesTheSignedInPerson()
-    {
-        Scenario s;
-        const auto acme = s.get(u"/account/who_am_i"_s);
-        QCOMPARE(acme.root(), u"hash"_s);
-        QCOMPARE(acme.row(u"id admin timezone timestamp-timers"_s), u"1|true|Europe/Berlin|false"_s);
-        s.useTimestamps();
-        QCOMPARE(s.get(u"/account/who_am_i"_s).row(u"id timestamp-timers"_s), u"2|true"_s);
-    }
-
     void offersOnlyBookableProjects()
     {
         Scenario s;
@@ -243,6 +233,7 @@ private slots:
     {
         Scenario s;
         s.useTimestamps();
+        QCOMPARE(s.get(u"/account/who_am_i"_s).row(u"id timestamp-timers"_s), u"2|true"_s);
         const auto check = [&](const QString& fields, const QString& summary, bool running = false) {
             const auto answer = s.book(fields);
             QCOMPARE(times(answer), summary);
@@ -450,20 +441,6 @@ private slots:
         HttpClient second(QString::fromStdString(other.url("acme")), u"ann@example.com"_s, u"secret"_s);
         QCOMPARE(second.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s)).status, 200);
         QCOMPARE(s.today().texts(u"timer_started_at"_s), QStringList{});
-    }
-
-    void survivesARestart()
-    {
-        Scenario s;
-        const auto id = s.add(u"notes=kept"_s);
-        s.pass(10min);
-        s.restart();
-        s.pass(5min);
-        const auto day = s.today();
-        QCOMPARE(day.row(u"id hours notes"_s), id + u"|0.25|kept"_s);
-        s.get(u"/daily/delete/"_s + id);
-        s.restart();
-        QVERIFY(s.add().toInt() > id.toInt());
     }
 
     void readsDatesAndTimes()

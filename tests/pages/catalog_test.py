@@ -121,9 +121,6 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.host.data("SELECT p.active, t.active FROM projects p, tasks t WHERE p.id = t.id"
                                         " AND p.id = 1"), [(1, 0)])
 
-    def token(self):
-        return self.driver.find_element("name", "token").get_attribute("value")
-
     def test_a_client_takes_its_projects_along(self):
         self.sign_in(to="/clients/1")
         self.check_page()

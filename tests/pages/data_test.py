@@ -37,7 +37,7 @@ class Data(pages.PageTest):
         ben = self.another_browser()
         ben.sign_in("ben", to="/projects/2")
         self.assertEqual(ben.heading, "Not Found")
-        self.assertEqual(ben.request("POST", "/removed/2", {"token": ben.driver.find_element("name", "token").get_attribute("value")})[0], 404)
+        self.assertEqual(ben.request("POST", "/removed/2", {"token": ben.token()})[0], 404)
         self.open("/projects/2")
         self.assertEqual(self.heading, "This Project Was Deleted")
         self.check_page()
@@ -68,9 +68,8 @@ class Data(pages.PageTest):
         self.open("/daily/65/2024")
         self.assertIn("Then", self.words)
         # What is not in the folder is not there.
-        token = self.driver.find_element("name", "token").get_attribute("value")
         for name in ("../service.sqlite", self.host.file, "x", ""):
-            self.assertEqual(self.request("POST", "/data/restore", {"token": token, "copy": name})[0], 404)
+            self.assertEqual(self.request("POST", "/data/restore", {"token": self.token(), "copy": name})[0], 404)
 
     def test_with_several_accounts_nobody_restores_those_of_others(self):
         self.sign_in(to="/data")
@@ -156,7 +155,7 @@ class Data(pages.PageTest):
 
     def test_large_files_come_from_administrators_alone(self):
         self.sign_in(to="/data/import")
-        form = {"token": self.driver.find_element("name", "token").get_attribute("value")}
+        form = {"token": self.token()}
         ben = self.another_browser()
         ben.sign_in("ben", to="/data")
         rows = b"date,hours\n" + b"2024-03-05,1\n" * 100_000

@@ -21,8 +21,7 @@ class Day(pages.PageTest):
 
     def send(self, target, **fields):
         """A form that the page shown does not have."""
-        token = self.driver.execute_script("return document.querySelector('[name=token]').value")
-        return self.request("POST", target, {"token": token, **fields})
+        return self.request("POST", target, {"token": self.token(), **fields})
 
     def test_new_entries(self):
         self.assertEqual(self.heading, TODAY)

@@ -257,6 +257,10 @@ class Pages:
             "urls": [self.host.url("/", account).replace(".localhost", "." + self.domain, 1)]})
         return "; ".join(f"{cookie['name']}={cookie['value']}" for cookie in found["cookies"])
 
+    def token(self):
+        """That of the forms on the page."""
+        return self.driver.find_element("name", "token").get_attribute("value")
+
     def request(self, method, target, body=None, headers=None, account="acme", cookies=None):
         """Status, headers (names in lower case) and body. A dict as body is sent as a form. `cookies` are the browser's
         unless given; asking it takes a while."""

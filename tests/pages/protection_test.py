@@ -28,13 +28,13 @@ class Protection(pages.PageTest):
     def crawl(self, cookies=None):
         return crawl.Site(lambda target: self.get(target, cookies))
 
-    def token(self, cookies):
+    def token_of(self, cookies):
         return re.search(r'name="token" value="([^"]+)"', self.get("/daily", cookies)[2]).group(1)
 
     # Strangers' pages
 
     def test_forms_are_taken_from_pages_of_the_session_only(self):
-        foreign = self.token(self.ben)
+        foreign = self.token_of(self.ben)
         for form in self.crawl().posts():
             sent = form.values((form.buttons or [None])[0])
             self.assertTrue(dict(sent).get("token"), form)
@@ -67,7 +67,7 @@ class Protection(pages.PageTest):
         for page in closed + [page for page in admin.pages if page.startswith("/entries/")]:
             with self.subTest(page=page):
                 self.assertIn(self.get(page, self.ben)[0], (403, 404))
-        token = self.token(self.ben)
+        token = self.token_of(self.ben)
         before = self.host.everything()
         for form in admin.posts():
             if form.kind[:2] in kinds:

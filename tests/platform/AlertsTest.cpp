@@ -1,9 +1,10 @@
+#include "OpenBoxes.h"
+
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
 #include <QLabel>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -13,22 +14,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QList<QMessageBox*> openBoxes()
-{
-    QList<QMessageBox*> boxes;
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMessageBox*>(window); box && box->isVisible())
-            boxes << box;
-    }
-    return boxes;
-}
-
-QMessageBox* openBox()
-{
-    const auto boxes = openBoxes();
-    return boxes.size() == 1 ? boxes.first() : nullptr;
-}
 
 const platform::Alert Idle{u"You were away"_s, u"Keep <b>it</b> & go on?"_s, {u"Keep"_s, u"R&D"_s, u"Remove"_s}};
 

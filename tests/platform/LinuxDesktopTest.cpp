@@ -174,47 +174,43 @@ private slots:
         QCOMPARE(activeWindow(), question.winId());
     }
 
-    void withoutATokenTheWindowIsOpenedAnew_data()
-    {
-        QTest::addColumn<QByteArray>("token");
-        QTest::newRow("none") << QByteArray();
-        QTest::newRow("one that the desktop does not accept") << QByteArray("stale");
-    }
     void withoutATokenTheWindowIsOpenedAnew()
     {
-        QFETCH(QByteArray, token);
-        // The window manager here would not need one: nothing else is different.
-        platform::LinuxDesktop desktop(m_time, true);
-        QWidget window;
-        QLineEdit field(&window);
-        Openings openings(window);
-        desktop.bringForward(window);
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        field.setFocus();
-        field.setText(u"typed"_s);
-        desktop.bringForward(window); // in front already
-        QCOMPARE(openings.count, 1);
-
-        const Program other(QStringLiteral(OTHER_PROGRAM));
-        QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
-        qputenv("XDG_ACTIVATION_TOKEN", token);
-        desktop.activate(window);
-        if (!token.isEmpty()) {
+        // None, and one that the desktop does not accept.
+        for (const QByteArray token : {"", "stale"}) {
+            // The window manager here would not need one: nothing else is different.
+            platform::LinuxDesktop desktop(m_time, true);
+            QWidget window;
+            QLineEdit field(&window);
+            Openings openings(window);
+            desktop.bringForward(window);
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+            field.setFocus();
+            field.setText(u"typed"_s);
+            desktop.bringForward(window); // in front already
             QCOMPARE(openings.count, 1);
-            // As if it had not come to the front.
-            window.clearFocus();
-            QWidget another;
-            another.show();
-            QVERIFY(QTest::qWaitForWindowActive(&another));
-            m_time.advance(300ms);
+
+            const Program other(QStringLiteral(OTHER_PROGRAM));
+            QTRY_VERIFY(!QApplication::activeWindow() && activeWindow());
+            qputenv("XDG_ACTIVATION_TOKEN", token);
+            desktop.activate(window);
+            if (!token.isEmpty()) {
+                QCOMPARE(openings.count, 1);
+                // As if it had not come to the front.
+                window.clearFocus();
+                QWidget another;
+                another.show();
+                QVERIFY(QTest::qWaitForWindowActive(&another));
+                m_time.advance(300ms);
+            }
+            qunsetenv("XDG_ACTIVATION_TOKEN");
+            QCOMPARE(openings.count, 2);
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+            QCOMPARE(field.text(), u"typed"_s);
+            QCOMPARE(window.focusWidget(), &field);
+            m_time.advance(1s);
+            QCOMPARE(openings.count, 2);
         }
-        qunsetenv("XDG_ACTIVATION_TOKEN");
-        QCOMPARE(openings.count, 2);
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        QCOMPARE(field.text(), u"typed"_s);
-        QCOMPARE(window.focusWidget(), &field);
-        m_time.advance(1s);
-        QCOMPARE(openings.count, 2);
     }
 
     void endsTheBusyPointer()

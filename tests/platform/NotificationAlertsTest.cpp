@@ -1,3 +1,5 @@
+#include "OpenBoxes.h"
+
 #include "platform/linux/NotificationAlerts.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
@@ -5,7 +7,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QMessageBox>
 #include <QPushButton>
 
 using namespace Qt::StringLiterals;
@@ -15,15 +16,6 @@ namespace {
 
 const QString Service = u"org.freedesktop.Notifications"_s;
 const QString Path = u"/org/freedesktop/Notifications"_s;
-
-QMessageBox* openBox()
-{
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMessageBox*>(window); box && box->isVisible())
-            return box;
-    }
-    return nullptr;
-}
 
 platform::Alert question(int minutes = 10)
 {

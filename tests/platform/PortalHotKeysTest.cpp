@@ -162,52 +162,40 @@ private slots:
         QTRY_COMPARE(m_pressed, (QList<int>{2, 1}));
     }
 
-    void whatTheDesktopSays_data()
-    {
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<State>("timesheet");
-        QTest::addColumn<State>("newTimer");
-        QTest::addColumn<QString>("trigger");
-        QTest::newRow("keys of its own choice")
-            << u"choose"_s << State::Registered << State::Registered << u"Press Super+T"_s;
-        QTest::newRow("one of them") << u"partial"_s << State::Registered << State::Denied << u"Press CTRL+ALT+m"_s;
-        QTest::newRow("none of them") << u"refuse"_s << State::Denied << State::Denied << QString();
-        QTest::newRow("yes, but no keys") << u"unassigned"_s << State::Denied << State::Denied << QString();
-        QTest::newRow("not now") << u"fail"_s << State::Unavailable << State::Unavailable << QString();
-    }
     void whatTheDesktopSays()
     {
-        QFETCH(QString, answer);
-        QFETCH(State, newTimer);
-        QFETCH(QString, trigger);
-        Desktop desktop;
-        desktop.tell(u"Answer"_s, answer);
-        const auto first = add(Timesheet);
-        const auto second = add(NewTimer);
-        QTRY_COMPARE(second->status().state, newTimer);
-        QTEST(first->status().state, "timesheet");
-        QCOMPARE(first->status().trigger, trigger);
+        for (const auto& [answer, timesheet, newTimer, trigger] :
+             {std::tuple(u"choose"_s, State::Registered, State::Registered, u"Press Super+T"_s),
+              {u"partial"_s, State::Registered, State::Denied, u"Press CTRL+ALT+m"_s},
+              {u"refuse"_s, State::Denied, State::Denied, QString()},
+              {u"unassigned"_s, State::Denied, State::Denied, QString()},
+              {u"fail"_s, State::Unavailable, State::Unavailable, QString()}}) {
+            Desktop desktop;
+            desktop.tell(u"Answer"_s, answer);
+            const auto first = add(Timesheet);
+            const auto second = add(NewTimer);
+            QTRY_COMPARE(second->status().state, newTimer);
+            QCOMPARE(first->status().state, timesheet);
+            QCOMPARE(first->status().trigger, trigger);
+        }
     }
 
-    void desktopThatKeepsTheKeys_data()
-    {
-        QTest::addColumn<QStringList>("bound");
-        QTest::newRow("keeps") << QStringList{BindBoth};
-        QTest::newRow("keeps one") << QStringList{u"bind timesheet=CTRL+ALT+m"_s, u"bind new-timer=CTRL+ALT+n"_s};
-    }
     /// Binding what it has would open its settings.
     void desktopThatKeepsTheKeys()
     {
-        QFETCH(QStringList, bound);
-        Desktop desktop;
-        desktop.tell(u"Answer"_s, QString::fromLatin1(QTest::currentDataTag()));
-        const auto timesheet = add(Timesheet);
-        const auto newTimer = add(NewTimer);
-        QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
-        QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
-        QCOMPARE(desktop.log(), QStringList({Register, Create}) + bound);
-        desktop.tell(u"Press"_s, u"timesheet"_s);
-        QTRY_COMPARE(m_pressed, QList<int>{1});
+        for (const auto& [answer, bound] :
+             {std::pair(u"keeps"_s, QStringList{BindBoth}),
+              {u"keeps one"_s, {u"bind timesheet=CTRL+ALT+m"_s, u"bind new-timer=CTRL+ALT+n"_s}}}) {
+            Desktop desktop;
+            desktop.tell(u"Answer"_s, answer);
+            const auto timesheet = add(Timesheet);
+            const auto newTimer = add(NewTimer);
+            QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
+            QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
+            QCOMPARE(desktop.log(), QStringList({Register, Create}) + bound);
+            desktop.tell(u"Press"_s, u"timesheet"_s);
+            QTRY_COMPARE(m_pressed, QList<int>{1});
+        }
     }
 
     void desktopChangesItsMind()

@@ -27,43 +27,43 @@ class SingleInstanceTest final : public QObject
 private slots:
     void init() { m_runtime = std::make_unique<QTemporaryDir>(); }
 
-    void secondStartActivatesTheFirst_data() { ways(); }
     void secondStartActivatesTheFirst()
     {
-        QFETCH(bool, bus);
-        Program first(Probe, {}, environment(bus));
-        QTRY_COMPARE(said(first), QStringList{u"first"_s});
-        for (int starts = 1; starts <= 2; ++starts) {
-            Program second(Probe, {}, environment(bus));
-            QTRY_VERIFY(second.hasEnded());
-            QCOMPARE(said(second), QStringList{u"second"_s});
-            QCOMPARE(second.exitCode(), 0);
-            QTRY_COMPARE(said(first).count(u"activated"_s), starts);
+        for (const bool bus : {true, false}) {
+            Program first(Probe, {}, environment(bus));
+            QTRY_COMPARE(said(first), QStringList{u"first"_s});
+            for (int starts = 1; starts <= 2; ++starts) {
+                Program second(Probe, {}, environment(bus));
+                QTRY_VERIFY(second.hasEnded());
+                QCOMPARE(said(second), QStringList{u"second"_s});
+                QCOMPARE(second.exitCode(), 0);
+                QTRY_COMPARE(said(first).count(u"activated"_s), starts);
+            }
+            first.end();
+            Program next(Probe, {}, environment(bus));
+            QTRY_COMPARE(said(next), QStringList{u"first"_s});
+            // The one before was ended by a signal, and could not clear away.
+            Program after(Probe, {}, environment(bus));
+            QTRY_COMPARE(said(next).count(u"activated"_s), 1);
         }
-        first.end();
-        Program next(Probe, {}, environment(bus));
-        QTRY_COMPARE(said(next), QStringList{u"first"_s});
-        // The one before was ended by a signal, and could not clear away.
-        Program after(Probe, {}, environment(bus));
-        QTRY_COMPARE(said(next).count(u"activated"_s), 1);
     }
 
-    void threeAtOnce_data() { ways(); }
     void threeAtOnce()
     {
-        QFETCH(bool, bus);
-        std::vector<std::unique_ptr<Program>> probes;
-        for (int i = 0; i < 3; ++i)
-            probes.push_back(std::make_unique<Program>(Probe, QStringList(), environment(bus)));
-        const auto count = [&](const QString& word) {
-            qsizetype found = 0;
-            for (const auto& probe : probes)
-                found += said(*probe).count(word);
-            return found;
-        };
-        QTRY_COMPARE(count(u"second"_s), 2);
-        QTRY_COMPARE(count(u"activated"_s), 2);
-        QCOMPARE(count(u"first"_s), 1);
+        for (const bool bus : {true, false}) {
+            std::vector<std::unique_ptr<Program>> probes;
+            for (int i = 0; i < 3; ++i)
+                probes.push_back(std::make_unique<Program>(Probe, QStringList(), environment(bus)));
+            const auto count = [&](const QString& word) {
+                qsizetype found = 0;
+                for (const auto& probe : probes)
+                    found += said(*probe).count(word);
+                return found;
+            };
+            QTRY_COMPARE(count(u"second"_s), 2);
+            QTRY_COMPARE(count(u"activated"_s), 2);
+            QCOMPARE(count(u"first"_s), 1);
+        }
     }
 
     void othersActivateItOverTheBus()
@@ -88,12 +88,6 @@ private slots:
     }
 
 private:
-    static void ways()
-    {
-        QTest::addColumn<bool>("bus");
-        QTest::newRow("with a bus") << true;
-        QTest::newRow("without") << false;
-    }
     QProcessEnvironment environment(bool bus) const
     {
         auto environment = QProcessEnvironment::systemEnvironment();

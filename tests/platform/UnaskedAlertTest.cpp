@@ -1,11 +1,10 @@
+#include "OpenBoxes.h"
 #include "Program.h"
 
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/ManualTimeSource.h"
 #include "support/Pointer.h"
 
-#include <QApplication>
-#include <QMessageBox>
 #include <QPushButton>
 
 using namespace Qt::StringLiterals;
@@ -14,16 +13,6 @@ using support::at;
 using support::pointer;
 
 namespace {
-
-/// The open alert with that title.
-QMessageBox* openBox(const QString& title)
-{
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMessageBox*>(window); box && box->isVisible() && box->text() == title)
-            return box;
-    }
-    return nullptr;
-}
 
 QString clickOn(const QWidget* widget)
 {

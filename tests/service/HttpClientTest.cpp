@@ -373,37 +373,33 @@ private slots:
         setDesktopProxy(0);
     }
 
-    void goesThroughTheProxy_data()
-    {
-        QTest::addColumn<bool>("isDesktops");
-        QTest::newRow("of the environment") << false;
-        QTest::newRow("of the desktop") << true;
-    }
     void goesThroughTheProxy()
     {
-        QFETCH(bool, isDesktops);
-        Proxy proxy;
-        // The desktop's comes before the environment's, whose exceptions are its own.
-        const QByteArray named = isDesktops ? "http://127.0.0.1:1" : proxy.url();
-        const Variable http("http_proxy", named);
-        const Variable https("https_proxy", named);
-        const Variable exceptions("no_proxy", isDesktops ? "time.example" : "");
-        setDesktopProxy(isDesktops ? proxy.port : 0);
+        // Of the environment, and of the desktop.
+        for (const bool isDesktops : {false, true}) {
+            Proxy proxy;
+            // The desktop's comes before the environment's, whose exceptions are its own.
+            const QByteArray named = isDesktops ? "http://127.0.0.1:1" : proxy.url();
+            const Variable http("http_proxy", named);
+            const Variable https("https_proxy", named);
+            const Variable exceptions("no_proxy", isDesktops ? "time.example" : "");
+            setDesktopProxy(isDesktops ? proxy.port : 0);
 
-        ScriptedPeer peer;
-        peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
-        HttpClient client;
-        QCOMPARE(client.send(post(peer.url("/daily/add", "time.example")), {}).body, "<add/>");
-        QCOMPARE(peer.requests().at(0).body, "<request/>");
-        QCOMPARE(proxy.line(), u"POST http://time.example:%1/daily/add"_s.arg(peer.port()));
+            ScriptedPeer peer;
+            peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
+            HttpClient client;
+            QCOMPARE(client.send(post(peer.url("/daily/add", "time.example")), {}).body, "<add/>");
+            QCOMPARE(peer.requests().at(0).body, "<request/>");
+            QCOMPARE(proxy.line(), u"POST http://time.example:%1/daily/add"_s.arg(peer.port()));
 
-        const SecurePeer secure;
-        const Variable trusted("SSL_CERT_FILE", secure.certificate());
-        secure.serve(u"daily"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
-        const QByteArray origin = "time.example:" + QByteArray::number(secure.port);
-        QCOMPARE(client.send(get("https://" + origin + "/daily"), {}).body, "arrived");
-        QCOMPARE(proxy.line(), QString::fromUtf8("CONNECT " + origin));
-        setDesktopProxy(0);
+            const SecurePeer secure;
+            const Variable trusted("SSL_CERT_FILE", secure.certificate());
+            secure.serve(u"daily"_s, "HTTP/1.0 200 OK\r\n\r\narrived");
+            const QByteArray origin = "time.example:" + QByteArray::number(secure.port);
+            QCOMPARE(client.send(get("https://" + origin + "/daily"), {}).body, "arrived");
+            QCOMPARE(proxy.line(), QString::fromUtf8("CONNECT " + origin));
+            setDesktopProxy(0);
+        }
     }
 
     void aScriptNamesTheProxies()
