@@ -99,17 +99,21 @@ public:
         settle();
     }
 
+    /// A new entry on the website.
+    model::DayEntry& newEntry(const QString& task)
+    {
+        model::DayEntry& entry = *model::DayEntry::entryWithDefaults();
+        const auto& company = *menulet->company();
+        store::Context& cache = *menulet->managedObjectContext();
+        entry.setProject(company.findObject<model::Project>(QString::number(website), cache));
+        const localservice::Id id = task == QLatin1StringView("Design") ? design : meetings;
+        entry.setTask(company.findObject<model::Task>(QString::number(id), cache));
+        return entry;
+    }
     /// Starts a timer as the new-timer window does.
     void startTimer(const QString& task)
     {
-        model::DayEntry* entry = model::DayEntry::entryWithDefaults();
-        QVERIFY(entry);
-        entry->setProject(menulet->company()->projects().front());
-        for (model::Task* offered : menulet->company()->tasks()) {
-            if (offered->name() == task)
-                entry->setTask(offered);
-        }
-        service::QuillonApi::sharedApi().startNewTimer(*entry);
+        service::QuillonApi::sharedApi().startNewTimer(newEntry(task));
         settle();
     }
 

@@ -1,7 +1,5 @@
 #include "AppRun.h"
 
-#include "editing/NewTimerController.h"
-#include "editing/NewTimerPanel.h"
 #include "model/User.h"
 #include "skin/QuillonTextFieldCell.h"
 #include "store/Coordinator.h"
@@ -138,18 +136,6 @@ private slots:
         }
     }
 
-    void yesterdaysTimerIsStillTheCurrentOne()
-    {
-        StartedRun run(u"Design"_s);
-        run.test.time.setNow(run.test.time.now() + 16h);
-        run.menulet->downloadLatest();
-        run.settle();
-        QCOMPARE(run.face(), u"16:00 running"_s);
-        QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(10, 11));
-        run.settle();
-        QCOMPARE(run.face(), u"0:00"_s); // stopped, and today has no entry of its own
-    }
-
     void refusedCredentials()
     {
         AppRun run;
@@ -259,13 +245,10 @@ private slots:
     void changedSettingsClearTheAccount()
     {
         StartedRun run(u"Design"_s);
-        run.menulet->showNewTimerWindow(nullptr);
         support::TestData data = run.data();
         const auto other = data.addAccount({"other"}).value();
         QVERIFY(data.addPerson({other, "ann@example.com", "secret"}));
         timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
-        editing::NewTimerController& newTimer = *run.menulet->addTimerController();
-        QVERIFY(newTimer.hasValidSelections() && newTimer.window().notesText->isEnabled());
 
         auto& preferences = settings::QuillonPreferences::sharedPreferences();
         preferences.setUrl(u"http://other"_s);
@@ -273,14 +256,11 @@ private slots:
         preferences.save();
         emit preferences.preferencesChanged();
         QVERIFY(!timesheet.company() && timesheet.dayEntries().empty());
-        QVERIFY(!newTimer.hasValidSelections() && !newTimer.window().notesText->isEnabled());
         QVERIFY(timesheet.window().startNewTimerButton->text().endsWith("(Ctrl+F)"_L1));
         run.settle();
         QCOMPARE(run.menulet->company()->subdomain(), u"other"_s);
         QCOMPARE(run.face(), u"0:00"_s);
         QCOMPARE(timesheet.company(), run.menulet->company());
-        QVERIFY(newTimer.entry() && newTimer.entry()->company() == run.menulet->company());
-        QVERIFY(newTimer.window().notesText->isEnabled());
 
         // Nothing of the old account is left, on disk either.
         store::Context context(run.menulet->persistentStoreCoordinator(), store::MergePolicy::Overwrite);

@@ -63,12 +63,9 @@ def a_day(program):
             (["add", "1", "shop", "--day", "2026-02-30"], 2, "quillon: “2026-02-30” is no day: .*\n"),
             (["add", "1", "training"], 2, "quillon: which task of “Training”.\n  Learning\n  Meetings\n"),
             (["add", "1", "nothing"], 2, "quillon: there is no project “nothing”; the nearest are:\n.*"),
-            (["add", "1", "shop", "desing"], 2, "quillon: there is no task .*:\n  Design\n.*"),
             (["start", "jb"], 2, "quillon: “jb” could be more than one project:\n  .JB-01.*\n  .JB-02.*\n"),
             (["start", "shop", "design", "--at", "9:05", "--ago", "5m"], 2, "quillon: say either .*\n"),
             (["start", "shop", "design", "--at", "25:00"], 2, "quillon: “25:00” is no time of day: .*\n"),
-            (["start", "shop", "design", "--ago", "soon"], 2, "quillon: “soon” is no length .*\n"),
-            (["continue", "0"], 2, "quillon: .*\n"),
             (["continue", "99"], 2, "quillon: .*\n"),
             (["continue", "one"], 2, "quillon: “one” is no number: .*\n"),
             (["log", "sometime"], 2, "quillon: “sometime” names no days: .*\n"),
@@ -134,9 +131,7 @@ def hostile(client):
             ("Invalid", "Start", "(sssa{sv})", "Online Shop", "Design", "", {"ago": GLib.Variant("s", "-1")}),
             ("Invalid", "Start", "(sssa{sv})", "Online Shop", "Design", "", {"ago": GLib.Variant("s", "24h")}),
             ("NotFound", "Continue", "(u)", 2**32 - 1),
-            ("Invalid", "Add", "(sssss)", "1e308", "Online Shop", "Design", "", ""),
             ("Invalid", "Add", "(sssss)", "1", "Online Shop", "Design", "", "9999999999-01-01"),
-            ("Invalid", "Log", "(s)", "0000-00-00.."),
             ("UnknownMethod", "Continue", "(s)", "1"),
             ("UnknownMethod", "Nonsense", "()")):
         assert call(method, signature, *arguments) == wanted, (method, call(method, signature, *arguments))

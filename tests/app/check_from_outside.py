@@ -57,26 +57,15 @@ def files():
     return {path: path.read_bytes() for path in home.rglob("*") if path.is_file() and "keyrings" not in path.parts}
 
 
-HANGING = """
-import os, signal, sys
-from gi.repository import Gio, GLib
-bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
-              GLib.Variant("(su)", (sys.argv[1], 4)), None, Gio.DBusCallFlags.NONE, -1)
-print("owned", flush=True)
-os.kill(os.getpid(), signal.SIGSTOP)
-"""
-
-
 @contextlib.contextmanager
 def hanging(name, address):
     """A process that has the name on a bus and never answers."""
-    process = subprocess.Popen([sys.executable, "-c", HANGING, name], stdout=subprocess.PIPE,
-                               env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=address))
-    assert process.stdout.readline() == b"owned\n"
-    yield
-    process.kill()
-    process.wait(LONGEST)
+    with subprocess.Popen([sys.executable, "-m", "dbusmock", name, "/", name],
+                          env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=address)) as process:
+        subprocess.run(["gdbus", "wait", "--address", address, "--timeout", str(LONGEST), name], check=True)
+        process.send_signal(signal.SIGSTOP)
+        yield
+        process.kill()
 
 
 def main(program):
@@ -112,14 +101,12 @@ def main(program):
     assert all(text.startswith("ok") for text in found.values()), found
     assert files() == before, "something was recorded"
 
-    # Without a bus, without a display, with one that is not there, with a store that is none.
+    # Without a bus, without a display, with a store that is none.
     found = check(program, DBUS_SESSION_BUS_ADDRESS=None)
     assert found["Keyring"].startswith("!! there is none") and found["Idle time"].startswith("ok"), found
     found = check(program, DISPLAY=None, QT_QPA_PLATFORM=None)
     assert found["Status item"].startswith("!! there is no display") and found["Keyring"].startswith("ok"), found
     assert found["Hot keys"].startswith("!! not available") and found["Idle time"].startswith("!!"), found
-    found = check(program, DISPLAY=":nowhere")
-    assert found["Status item"].startswith("!! no display can be opened"), found
     with tempfile.TemporaryDirectory() as data:
         folder = pathlib.Path(data) / "Quillon"
         folder.write_text("a file")

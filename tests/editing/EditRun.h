@@ -50,11 +50,7 @@ public:
     /// Null: there is no such entry.
     model::DayEntry* entry(const QString& id)
     {
-        for (model::DayEntry* candidate : menulet->company()->dayEntries()) {
-            if (candidate->idString() == id)
-                return candidate;
-        }
-        return nullptr;
+        return menulet->company()->findObject<model::DayEntry>(id, *menulet->managedObjectContext());
     }
 
     // What is on the screen.
@@ -186,17 +182,9 @@ public:
 private:
     model::DayEntry* prepare(const QString& notes)
     {
-        model::DayEntry* entry = model::DayEntry::entryWithDefaults();
-        for (model::Project* project : menulet->company()->projects()) {
-            if (project->name() == QLatin1StringView("Website"))
-                entry->setProject(project);
-        }
-        for (model::Task* task : menulet->company()->tasks()) {
-            if (task->name() == QLatin1StringView("Design"))
-                entry->setTask(task);
-        }
-        entry->setNotes(notes);
-        return entry;
+        model::DayEntry& entry = newEntry(QStringLiteral("Design"));
+        entry.setNotes(notes);
+        return &entry;
     }
     QString send(model::DayEntry& entry)
     {

@@ -119,14 +119,6 @@ public:
         return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<request>\n" + inner + "</request>\n";
     }
 
-    void startTimerOfAnother()
-    {
-        model::DayEntry* entry = model::DayEntry::entryWithDefaults();
-        entry->setProject(menulet->company()->projects().front());
-        entry->setTask(menulet->company()->tasks().front());
-        service::QuillonApi::sharedApi().startNewTimer(*entry);
-    }
-
     localservice::Id garden = 0;
     localservice::Id attic = 0;
     editing::NewTimerPanel* window = nullptr;
@@ -495,7 +487,7 @@ private slots:
         run.choose(u"gard"_s, u"we"_s);
         run.type(u"second"_s);
         // A start of somebody else.
-        run.startTimerOfAnother();
+        service::QuillonApi::sharedApi().startNewTimer(run.newEntry(u"Design"_s));
         run.test.time.advance(std::chrono::seconds(300));
         run.settle();
         QCOMPARE(run.window->notesText->text(), u"second");

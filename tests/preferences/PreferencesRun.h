@@ -53,7 +53,8 @@ struct RecordingPreferencesOwner final : preferences::PreferencesOwner, preferen
 class PreferencesRun
 {
 public:
-    PreferencesRun() : service({.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString()})
+    explicit PreferencesRun(bool signedIn = false)
+        : service({.dataFile = test.folders.path(QStringLiteral("service.sqlite")).toStdString()})
     {
         settings::QuillonPreferences::setupDefaults();
         support::TestData data(*service.database().value());
@@ -62,16 +63,19 @@ public:
         test.info.set(QLatin1StringView("QuillonLocalDebug"), true);
         test.info.set(QLatin1StringView("QuillonDevelopmentDomain"), QStringLiteral(".localhost:%1").arg(peer.port()));
         settings::HotKeyManager::instance().setupHotKeys();
+        if (signedIn)
+            save();
     }
     ~PreferencesRun() { service::QuillonApi::sharedApi().stop(); }
 
     /// What an earlier run left behind.
-    void save(const QString& account, const QString& email, const QString& password)
+    void save()
     {
+        const QString email = QStringLiteral("ann@example.com");
         auto& defaults = settings::UserDefaults::standardUserDefaults();
-        defaults.setString(settings::SCQuillonUrlKey, account);
+        defaults.setString(settings::SCQuillonUrlKey, QStringLiteral("acme"));
         defaults.setString(settings::SCEmailKey, email);
-        test.secrets.store(settings::SCServiceName(), email, password.toUtf8(), {});
+        test.secrets.store(settings::SCServiceName(), email, "secret", {});
         settings::QuillonPreferences::sharedPreferences().loadSaved();
     }
 

@@ -29,6 +29,12 @@ void keepLog(QtMsgType, const QMessageLogContext&, const QString& text)
     logged << text;
 }
 
+/// With the window open.
+struct OpenRun : PreferencesRun
+{
+    explicit OpenRun(bool signedIn = false) : PreferencesRun(signedIn) { open(); }
+};
+
 } // namespace
 
 class PreferencesTest final : public QObject
@@ -40,8 +46,7 @@ private slots:
 
     void opensWithWhatIsStored()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        PreferencesRun run(true);
         auto& defaults = settings::UserDefaults::standardUserDefaults();
         defaults.setString(settings::SCCompanyKey, u"Acme Ltd"_s);
         defaults.setBool(settings::QuillonBlinkCursorKey, false);
@@ -57,18 +62,12 @@ private slots:
         QCOMPARE(run.text("companyField"), u"Acme Ltd"_s);
         QCOMPARE(run.text("idleTimerMinutesField"), u"25"_s);
         QCOMPARE(run.text("defaultRateField"), QString());
-        const auto isChecked = [&](const char* name) { return run.part<QAbstractButton>(name).isChecked(); };
-        QVERIFY(!isChecked("blinkColonButton"));
-        QVERIFY(!isChecked("startAtLoginButton"));
-        QVERIFY(!isChecked("showInDockButton"));
-        QVERIFY(!isChecked("checkForUpdatesButton"));
-        QVERIFY(isChecked("idleTimerEnabledButton"));
-
+        for (const char* name : {"blinkColonButton", "startAtLoginButton", "showInDockButton", "checkForUpdatesButton"})
+            QVERIFY2(!run.part<QAbstractButton>(name).isChecked(), name);
+        QVERIFY(run.part<QAbstractButton>("idleTimerEnabledButton").isChecked());
         const auto& tabs = run.part<QTabWidget>("tabView");
-        QStringList titles;
-        for (int i = 0; i < tabs.count(); ++i)
-            titles << tabs.tabText(i);
-        QCOMPARE(titles, QStringList({u"Account"_s, u"General"_s, u"Shortcuts"_s}));
+        QCOMPARE((QStringList{tabs.tabText(0), tabs.tabText(1), tabs.tabText(2)}),
+                 (QStringList{u"Account"_s, u"General"_s, u"Shortcuts"_s}));
         run.click("learnMoreLink");
         QCOMPARE(run.test.desktop.opened, QList<QUrl>{QUrl(u"https://wrenfold.example/quillon"_s)});
         QCOMPARE(run.test.desktop.activated, QList<QWidget*>{&run.controller->window()});
@@ -125,8 +124,7 @@ private slots:
               std::tuple{u"acme"_s, u"\t "_s, u""_s, several.arg(u"Email and Password"_s)},
               std::tuple{u""_s, u""_s, u""_s, several.arg(u"Email, Secure Site, and Password"_s)}}) {
             const support::InRow inRow(message);
-            PreferencesRun run;
-            run.open();
+            OpenRun run;
             run.part<QLineEdit>("quillonUrlField").setText(url);
             run.part<QLineEdit>("emailField").setText(email);
             run.part<QLineEdit>("passwordField").setText(password);
@@ -145,9 +143,7 @@ private slots:
 
     void options()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-        auto& controller = run.open();
+        OpenRun run(true);
         run.type("companyField", u"Acme Ltd"_s);
         run.part<QTabWidget>("tabView").setCurrentIndex(1);
         for (const char* name : {"startAtLoginButton", "blinkColonButton", "checkForUpdatesButton"})
@@ -160,7 +156,7 @@ private slots:
         run.key(Qt::Key_Space);
         run.click("doneButton");
         QCOMPARE(run.owner.asked, QStringList());
-        QTRY_VERIFY(!controller.window().isVisible());
+        QTRY_VERIFY(!run.controller->window().isVisible());
 
         const auto& saved = settingsOfRun();
         QCOMPARE(saved.companyName(), u"Acme Ltd"_s);
@@ -176,9 +172,7 @@ private slots:
 
     void proxyThatWantsAPassword()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-        run.open();
+        OpenRun run(true);
         run.peer.answer("GET /account/who_am_i", {support::Reply{407, "<!DOCTYPE html>"}});
         run.click("doneButton");
         QTRY_COMPARE(run.sheet(), u"The network's proxy asks for a name and a password that Quillon does not have."_s);
@@ -187,8 +181,7 @@ private slots:
     // The setting is kept for sessions in which it means something.
     void desktopWithoutAChoiceAboutTheTaskBar()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        PreferencesRun run(true);
         settings::UserDefaults::standardUserDefaults().setBool(settings::QuillonHideFromDockKey, true);
         settingsOfRun().loadSaved();
         run.test.desktop.hasTaskBarRequests = false;
@@ -204,16 +197,14 @@ private slots:
 
     void idleMinutes()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-        auto& controller = run.open();
+        OpenRun run(true);
         run.part<QTabWidget>("tabView").setCurrentIndex(1);
         for (const auto& [typed, stored, shown] :
              {std::tuple(u"0"_s, 10, u"10"_s), std::tuple(u"ten"_s, 10, u"10"_s), std::tuple(u""_s, 10, u"10"_s),
               std::tuple(u" 7 "_s, 7, u" 7 "_s), std::tuple(u"12 min"_s, 12, u"12 min"_s),
               std::tuple(u"99999999999999999999"_s, 999999, u"999999"_s)}) {
             run.type("idleTimerMinutesField", typed);
-            controller.saveCredentials();
+            run.controller->saveCredentials();
             QCOMPARE(settingsOfRun().idleMinutesThreshold(), stored);
             QCOMPARE(run.text("idleTimerMinutesField"), shown);
         }
@@ -221,68 +212,63 @@ private slots:
 
     void knowsChangedCredentials()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-        auto& controller = run.open();
+        OpenRun run(true);
         for (const char* name : {"quillonUrlField", "emailField", "passwordField"}) {
             auto& field = run.part<QLineEdit>(name);
             const QString before = field.text();
             field.setText(u"  "_s + before + u"\n"_s);
-            QVERIFY(!controller.credentialsChanged());
+            QVERIFY(!run.controller->credentialsChanged());
             field.setText(before + u"x"_s);
-            QVERIFY(controller.credentialsChanged());
+            QVERIFY(run.controller->credentialsChanged());
             field.setText(before);
         }
     }
 
     void closingIsDone()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
-        QVERIFY(!controller.window().close());
-        QVERIFY(controller.window().isVisible());
+        OpenRun run;
+        QVERIFY(!run.controller->window().close());
+        QVERIFY(run.controller->window().isVisible());
         QVERIFY(run.sheet().startsWith("Your Email, Secure Site, and Password"_L1));
         // The sheet comes first.
-        QVERIFY(!controller.window().close());
+        QVERIFY(!run.controller->window().close());
         run.key(Qt::Key_Escape);
         QTRY_COMPARE(run.sheet(), QString());
-        QVERIFY(controller.window().isVisible());
+        QVERIFY(run.controller->window().isVisible());
 
         run.type("quillonUrlField", u"acme"_s);
         run.type("emailField", u"ann@example.com"_s);
         run.type("passwordField", u"secret"_s);
         // Nothing is sent or saved before somebody says so.
         run.key(Qt::Key_Escape);
-        QVERIFY(controller.window().isVisible() && !controller.waitingForAuthenticationCheck());
+        QVERIFY(run.controller->window().isVisible() && !run.controller->waitingForAuthenticationCheck());
         QVERIFY(run.settingsFile().isEmpty() && run.requested().isEmpty());
-        QVERIFY(!controller.window().close());
-        QVERIFY(controller.waitingForAuthenticationCheck());
-        QTRY_VERIFY(!controller.window().isVisible());
+        QVERIFY(!run.controller->window().close());
+        QVERIFY(run.controller->waitingForAuthenticationCheck());
+        QTRY_VERIFY(!run.controller->window().isVisible());
 
         run.open();
-        QVERIFY(!controller.window().close());
-        QTRY_VERIFY(!controller.window().isVisible());
+        QVERIFY(!run.controller->window().close());
+        QTRY_VERIFY(!run.controller->window().isVisible());
     }
 
     void quitLeaves()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
+        OpenRun run;
         QEvent quit(QEvent::Quit);
         QCoreApplication::sendEvent(qApp, &quit);
-        QVERIFY(!controller.window().isVisible());
+        QVERIFY(!run.controller->window().isVisible());
     }
 
     void serviceThatDoesNotAnswer()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
+        OpenRun run;
         run.peer.stop();
         run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
         auto& api = service::QuillonApi::sharedApi();
         QTRY_COMPARE(api.operationCount(), 0);
         QCoreApplication::processEvents();
-        QVERIFY(controller.waitingForAuthenticationCheck());
+        QVERIFY(run.controller->waitingForAuthenticationCheck());
         QVERIFY(!run.part("doneButton").isEnabled());
         QVERIFY(!run.part("tryAgainButton").isVisible());
         run.test.time.advance(10s);
@@ -292,22 +278,21 @@ private slots:
         QTRY_COMPARE(api.operationCount(), 0);
 
         // Closing tries again as well. Now somebody is there.
-        controller.window().close();
-        controller.authenticationSucceeded();
-        QVERIFY(!controller.window().isVisible());
+        run.controller->window().close();
+        run.controller->authenticationSucceeded();
+        QVERIFY(!run.controller->window().isVisible());
         QVERIFY(run.part("doneButton").isEnabled());
         QCOMPARE(run.test.time.timers(), 0);
     }
 
     void outcomesThatNobodyAskedFor()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
+        OpenRun run;
         QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-        controller.authenticationFailed();
-        controller.authenticationSucceeded();
+        run.controller->authenticationFailed();
+        run.controller->authenticationSucceeded();
         QCOMPARE(run.sheet(), QString());
-        QVERIFY(controller.window().isVisible());
+        QVERIFY(run.controller->window().isVisible());
         QCOMPARE(changed.count(), 0);
         QCOMPARE(run.owner.asked, QStringList());
     }
@@ -334,8 +319,7 @@ private slots:
 
     void defaultRate()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
+        OpenRun run;
         auto& field = run.part<QLineEdit>("defaultRateField");
         for (const auto& [typed, shown] : {std::pair(u"75"_s, u"$75.00"_s), std::pair(u"1,234.5"_s, u"$1,234.50"_s),
                                            std::pair(u"12abc"_s, u"$12.00"_s), std::pair(u"a lot"_s, u"$0.00"_s)}) {
@@ -348,14 +332,13 @@ private slots:
         field.setFocus();
         run.key(Qt::Key_Tab);
         QCOMPARE(field.text(), QString());
-        controller.setUsingDefaultRate(false);
+        run.controller->setUsingDefaultRate(false);
         QVERIFY(!field.isEnabled());
     }
 
     void passwordIsNotSpoken()
     {
-        PreferencesRun run;
-        run.open();
+        OpenRun run;
         auto& field = run.part<QLineEdit>("passwordField");
         auto* const interface = QAccessible::queryAccessibleInterface(&field);
         const auto heard = [&] {
@@ -385,8 +368,7 @@ private slots:
         QClipboard& clipboard = *QGuiApplication::clipboard();
         if (!clipboard.supportsSelection())
             QSKIP("there is no primary selection here");
-        PreferencesRun run;
-        run.open();
+        OpenRun run;
         run.type("passwordField", u"Sesame"_s);
         run.click("showPasswordButton");
         run.type("emailField", u"ann@example.com"_s);
@@ -423,19 +405,18 @@ private slots:
 
     void keyringThatIsMissing()
     {
-        PreferencesRun run;
-        run.open();
-        QVERIFY(!run.part("keyringLabel").isVisible());
-        run.controller->window().hide();
+        OpenRun run;
         run.test.secrets.failure = platform::SecretStore::Failure::NoService;
-        run.controller->saveCredentials();
-        run.open();
-        QVERIFY(run.part("keyringLabel").isVisible());
-
-        // One that the person would not unlock is none either.
+        for (const bool missing : {false, true}) {
+            QCOMPARE(run.part("keyringLabel").isVisible(), missing);
+            run.controller->window().hide();
+            run.controller->saveCredentials();
+            run.open();
+        }
         run.test.secrets.failure.reset();
         run.controller->saveCredentials();
         QVERIFY(!run.part("keyringLabel").isVisible());
+        // One that the person would not unlock is none either.
         run.test.secrets.failure = platform::SecretStore::Failure::Locked;
         for (const bool unlocks : {false, true}) {
             run.controller->saveCredentials();
@@ -446,8 +427,7 @@ private slots:
 
     void passwordThatArrivesLate()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        PreferencesRun run(true);
         run.test.secrets.failure = platform::SecretStore::Failure::Locked;
         run.open();
         QCOMPARE(run.text("passwordField"), QString());
@@ -484,11 +464,10 @@ private slots:
 
     void labelsLeadToTheirFields()
     {
-        PreferencesRun run;
-        auto& controller = run.open();
+        OpenRun run;
         run.key(Qt::Key_W, Qt::AltModifier);
         QCOMPARE(run.focused(), u"passwordField"_s);
-        for (QLineEdit* field : controller.window().findChildren<QLineEdit*>()) {
+        for (QLineEdit* field : run.controller->window().findChildren<QLineEdit*>()) {
             const QString name = QAccessible::queryAccessibleInterface(field)->text(QAccessible::Name);
             QVERIFY2(!name.isEmpty(), qPrintable(field->objectName()));
         }
@@ -496,8 +475,7 @@ private slots:
 
     void shortcuts()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
+        PreferencesRun run(true);
         auto& keys = run.test.environment.keys;
         auto& controller = run.open();
         run.part<QTabWidget>("tabView").setCurrentIndex(2);
@@ -657,9 +635,7 @@ private slots:
 
     void backHereFromAnAccount()
     {
-        PreferencesRun run;
-        run.save(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
-        run.open();
+        OpenRun run(true);
         QVERIFY(run.part("keepHereBox").y() > run.part("accountFields").y());
         run.click("keepTimeHereButton");
         settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});

@@ -30,12 +30,12 @@ std::pair<int, int> inkRows(const QImage& image)
     return rows;
 }
 
-QImage drawn(const TextLines& lines, QSize size)
+QImage drawn(const TextLines& lines, QSize size, QPointF at = {}, const QRectF& clip = {})
 {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    lines.draw(painter, {0, 0});
+    lines.draw(painter, at, clip);
     return image;
 }
 
@@ -121,13 +121,7 @@ private slots:
         QCOMPARE(lines.height(), lines.count() * 14.0);
         QVERIFY(lines.usedWidth() <= NotesWidth);
         // A part from the middle is the same whether all or only that part is asked for.
-        const auto part = [&](const QRectF& clip) {
-            QImage image(300, 40, QImage::Format_ARGB32_Premultiplied);
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            lines.draw(painter, {0, -7000}, clip);
-            return image;
-        };
+        const auto part = [&](const QRectF& clip) { return drawn(lines, {300, 40}, {0, -7000}, clip); };
         QVERIFY(inkRows(part({})).first >= 0);
         QCOMPARE(part({0, 0, 300, 40}), part({}));
         QCOMPARE(inkRows(part({0, -9000, 300, 10})), std::pair(-1, -1));

@@ -26,6 +26,8 @@ public:
         resize(background.size());
         field.setGeometry(20, 50, 280, 24);
         move(200, 150);
+        show();
+        static_cast<void>(QTest::qWaitForWindowExposed(this));
     }
 
     QImage picture()
@@ -51,8 +53,6 @@ private slots:
     void opaqueUntilSomebodyComposites()
     {
         Panel panel;
-        panel.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&panel));
         QVERIFY(!panel.isTranslucent());
         const QRegion shape = panel.mask();
         QVERIFY(shape.contains(QPoint(160, 0)) && shape.contains(QPoint(0, 80)) &&
@@ -87,7 +87,6 @@ private slots:
     void takesTheKeyboard()
     {
         Panel panel;
-        panel.show();
         panel.raise();
         panel.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&panel));
@@ -99,7 +98,6 @@ private slots:
     void hintsLeaveTheKeyboardWhereItIs()
     {
         Panel panel;
-        panel.show();
         panel.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&panel));
         Callout callout;
@@ -113,8 +111,6 @@ private slots:
     void backgroundMovesIt()
     {
         Panel panel;
-        panel.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&panel));
         const QPoint start = panel.pos();
         const auto drag = [&](QPoint from) {
             const QPoint grip = panel.mapToGlobal(from);
@@ -136,8 +132,6 @@ private slots:
     void takesItsMenusAlong()
     {
         Panel panel;
-        panel.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&panel));
         QMenu menu(&panel.field);
         QMenu* below = menu.addMenu(u"More"_s);
         below->addAction(u"One"_s);
@@ -149,7 +143,6 @@ private slots:
 
         // Those of other windows are none of its business.
         Panel other;
-        other.show();
         panel.show();
         QMenu elsewhere(&other);
         elsewhere.addAction(u"One"_s);

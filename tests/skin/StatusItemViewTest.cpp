@@ -1,16 +1,83 @@
+#include "skin/BlinkTicker.h"
+#include "skin/QuillonStatusItemView.h"
+#include "skin/RunningButtonBackground.h"
+#include "skin/StatusItemOwner.h"
 #include "skin/StatusTile.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
 
-#include "RecordingOwner.h"
-
 #include <QAccessible>
 #include <QMenu>
+#include <QPaintEvent>
 
 using namespace skin;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
+
+/// Keeps what the view asked for, and how its highlight stood then.
+struct RecordingOwner final : StatusItemOwner
+{
+    void toggleStatusItemMenu() override
+    {
+        calls << u"menu, highlight %1"_s.arg(view && view->clicked() ? u"on" : u"off");
+        if (view && highlightOnMenu)
+            view->setClicked(true);
+    }
+    void toggleCurrentTimer(QObject* sender) override
+    {
+        calls << (sender == view ? u"toggle"_s : u"toggle by another"_s);
+    }
+
+    QuillonStatusItemView* view = nullptr;
+    /// Behave like the controller that opens the menu.
+    bool highlightOnMenu = false;
+    QStringList calls;
+};
+
+/// A shown view and the owner it talks to.
+struct ViewOnScreen
+{
+    ViewOnScreen() : view(QRectF(0, 0, 71, 22), owner)
+    {
+        owner.view = &view;
+        view.setWindowFlags(Qt::FramelessWindowHint);
+        view.setAttribute(Qt::WA_TranslucentBackground);
+        view.show();
+        static_cast<void>(QTest::qWaitForWindowExposed(&view));
+    }
+
+    /// The view as a screen of that ratio shows it.
+    QImage picture(double ratio = 1)
+    {
+        QImage image((QSizeF(view.size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(ratio);
+        image.fill(Qt::transparent);
+        view.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+        return image;
+    }
+
+    support::TestRun run;
+    RecordingOwner owner;
+    QuillonStatusItemView view;
+};
+
+/// Notes the area of each repaint of a widget.
+class PaintSpy final : public QObject
+{
+public:
+    explicit PaintSpy(QWidget& widget) { widget.installEventFilter(this); }
+
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint)
+            areas << static_cast<QPaintEvent*>(event)->region().boundingRect();
+        return false;
+    }
+
+    QList<QRect> areas;
+};
 
 QRgb at(const QImage& image, double x, double y)
 {
@@ -42,7 +109,6 @@ private slots:
     void blinkerLiesOnTheColon()
     {
         for (const auto& [scale, hours] : {std::pair(1.0, u"1:05"_s), std::pair(1.25, u"12:48"_s)}) {
-            support::TestRun run;
             ViewOnScreen on;
             on.view.setHours(hours, false);
             const QImage plain = on.picture(scale);
@@ -68,7 +134,6 @@ private slots:
 
     void faces()
     {
-        support::TestRun run;
         ViewOnScreen on;
         on.view.setBlinkWhenRunning(false);
         on.view.setHours(u"1:05"_s, false);
@@ -97,7 +162,6 @@ private slots:
 
     void highlightFillsTheView()
     {
-        support::TestRun run;
         ViewOnScreen on;
         on.view.setClicked(true);
         QCOMPARE(on.picture().pixel(70, 21), on.view.palette().color(QPalette::Highlight).rgb());
@@ -124,7 +188,6 @@ private slots:
                                                               {Qt::RightButton, beside, false, menuOn},
                                                               {Qt::RightButton, first, false, menuOn},
                                                               {Qt::MiddleButton, beside, false, QStringList()}}) {
-            support::TestRun run;
             ViewOnScreen on;
             on.view.setLoggedOut(loggedOut);
             QTest::mousePress(&on.view, button, {}, point);
@@ -137,7 +200,6 @@ private slots:
 
     void highlightAfterRelease()
     {
-        support::TestRun run;
         ViewOnScreen on;
         on.owner.highlightOnMenu = true;
         const auto isKept = [&](Qt::MouseButton button, Qt::KeyboardModifiers modifiers) {
@@ -154,7 +216,6 @@ private slots:
 
     void keys()
     {
-        support::TestRun run;
         ViewOnScreen on;
         QTest::keyClick(&on.view, Qt::Key_Space);
         QTest::keyClick(&on.view, Qt::Key_Return);
@@ -169,7 +230,6 @@ private slots:
 
     void hoverChangesTheButtonOnly()
     {
-        support::TestRun run;
         ViewOnScreen on;
         on.view.setHours(u"1:05"_s, false);
         const QImage plain = on.picture();
@@ -209,7 +269,6 @@ private slots:
 
     void assistiveActions()
     {
-        support::TestRun run;
         ViewOnScreen on;
         QMenu menu;
         on.view.setAccessibleDescription(u"Website relaunch"_s);
@@ -260,6 +319,102 @@ private slots:
             QCOMPARE(white.topLeft() + white.bottomRight(), QPoint(small - 1, small - 1));
             QVERIFY(white.width() == white.height() && white.width() >= small * 7 / 16);
         }
+    }
+
+    void blinksOnlyWhile()
+    {
+        ViewOnScreen on;
+        auto& view = on.view;
+        const auto blinks = [&] {
+            on.picture();
+            return BlinkTicker::sharedTicker().isActive();
+        };
+        view.setHours(u"1:05"_s, true);
+        QVERIFY(blinks());
+        // What blinks ends at the next draw, and begins again.
+        view.setHours(u"1:05"_s, false);
+        QVERIFY(!blinks());
+        view.setHours(u"1:05"_s, true);
+        using View = QuillonStatusItemView;
+        for (void (View::*set)(bool) : {&View::setOffline, &View::setLoggedOut, &View::setBlinkWhenRunning}) {
+            const bool stops = set != &View::setBlinkWhenRunning;
+            QVERIFY(blinks());
+            (view.*set)(stops);
+            QVERIFY(!blinks());
+            (view.*set)(!stops);
+        }
+        QVERIFY(blinks());
+    }
+
+    void sleepsOutOfSight()
+    {
+        ViewOnScreen on;
+        on.view.setHours(u"1:05"_s, true);
+        on.picture();
+        on.view.hide();
+        QVERIFY(!BlinkTicker::sharedTicker().isActive());
+        // Drawing a hidden view, for a picture of it, wakes nothing.
+        on.picture();
+        QVERIFY(!BlinkTicker::sharedTicker().isActive());
+        on.view.show();
+        QTRY_VERIFY(BlinkTicker::sharedTicker().isActive());
+    }
+
+    void oneTickerServesAll()
+    {
+        ViewOnScreen on;
+        BlinkTicker& ticker = BlinkTicker::sharedTicker();
+        {
+            RunningButtonBackground button;
+            button.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&button));
+            QVERIFY(!ticker.isActive());
+            button.setIsRunning(true);
+            button.grab();
+            QVERIFY(ticker.isActive());
+
+            on.view.setHours(u"1:05"_s, true);
+            on.picture();
+            button.setIsRunning(false);
+            QVERIFY(ticker.isActive());
+            on.view.hide();
+            QVERIFY(!ticker.isActive());
+
+            button.setIsRunning(true);
+            button.grab();
+            QVERIFY(ticker.isActive());
+        }
+        QVERIFY(!ticker.isActive());
+    }
+
+    void repaintsThePatchOnly()
+    {
+        ViewOnScreen on;
+        on.view.setHours(u"1:05"_s, true);
+        on.view.repaint();
+        const QRect patch = on.view.makeRectForBlinker().toAlignedRect();
+        QCoreApplication::processEvents();
+        PaintSpy spy(on.view);
+        QTRY_VERIFY(spy.areas.size() >= 4);
+        QCOMPARE(spy.areas, QList<QRect>(spy.areas.size(), patch));
+    }
+
+    void pulseIsTunable()
+    {
+        support::TestRun run;
+        run.info.set("QuillonPulsateTransparency"_L1, 0.25);
+        run.info.set("QuillonPulsateFrequency"_L1, 0.75);
+        const Wave wave = RunningButtonBackground::pulsatingTimerAnimation();
+        QCOMPARE(wave.opacityAt(0ms), 1.0);
+        QCOMPARE(wave.opacityAt(750ms), 0.25);
+        QCOMPARE(wave.opacityAt(1500ms), 1.0);
+
+        // Stretched into the widget, whole.
+        RunningButtonBackground button;
+        button.resize(56, 40);
+        const QImage image = button.grab().toImage();
+        const QColor rim = image.pixelColor(28, 37);
+        QVERIFY(rim.green() > rim.red() + 40 && rim.green() > rim.blue() + 40);
     }
 };
 
