@@ -8,6 +8,8 @@
 #include <QDBusMetaType>
 #include <QDBusServiceWatcher>
 #include <QGuiApplication>
+#include <QKeySequence>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -64,6 +66,21 @@ QString keyName(Qt::Key key)
         return u'F' + QString::number(key - Qt::Key_F1 + 1);
     const auto* found = std::ranges::find(Names, key, [](const auto& entry) { return entry.first; });
     return found != std::end(Names) ? QString(found->second) : QString();
+}
+
+/// GNOME describes keys in its own notation, as in "Press <Control><Alt>n".
+QString readable(const QString& trigger)
+{
+    static const QRegularExpression s_accelerator(u"((?:<\\w+>)+)(\\w+)$"_s);
+    const QRegularExpressionMatch match = s_accelerator.match(trigger);
+    if (!match.hasMatch())
+        return trigger;
+    QString modifiers = match.captured(1);
+    modifiers.replace("<Control>"_L1, "<Ctrl>"_L1).replace("<Super>"_L1, "<Meta>"_L1);
+    const QString key = match.captured(2);
+    const auto* found = std::ranges::find(Names, key, [](const auto& entry) { return entry.second; });
+    const QString name = found != std::end(Names) ? QKeySequence(found->first).toString() : key;
+    return QKeySequence(modifiers.remove(u'<').replace(u'>', u'+') + name).toString(QKeySequence::NativeText);
 }
 
 } // namespace
@@ -251,7 +268,8 @@ void PortalHotKeys::responded(const QDBusMessage& message)
     } else if (m_phase == Phase::Listing) {
         bindMissing(granted ? results.value(u"shortcuts"_s) : QVariant());
     } else if (m_phase == Phase::Binding) {
-        take(granted ? results.value(u"shortcuts"_s) : QVariant());
+        // Whatever the response: GNOME 48 calls a grant a failure, and a refusal names no shortcuts.
+        take(results.value(u"shortcuts"_s));
         settle(Phase::Bound);
     }
 }
@@ -263,7 +281,7 @@ void PortalHotKeys::take(const QVariant& shortcuts)
     for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(shortcuts)) {
         // One without keys is known to the desktop but never fires.
         if (!about.contains(described) || !about.value(described).toString().isEmpty())
-            m_granted[name] = about.value(described).toString();
+            m_granted[name] = readable(about.value(described).toString());
         else
             m_granted.erase(name);
     }

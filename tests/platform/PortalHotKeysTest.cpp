@@ -167,6 +167,7 @@ private slots:
         for (const auto& [answer, timesheet, newTimer, trigger] :
              {std::tuple(u"choose"_s, State::Registered, State::Registered, u"Press Super+T"_s),
               {u"partial"_s, State::Registered, State::Denied, u"Press CTRL+ALT+m"_s},
+              {u"gnome"_s, State::Registered, State::Registered, u"Ctrl+Alt+M"_s},
               {u"refuse"_s, State::Denied, State::Denied, QString()},
               {u"unassigned"_s, State::Denied, State::Denied, QString()},
               {u"fail"_s, State::Unavailable, State::Unavailable, QString()}}) {
