@@ -264,7 +264,6 @@ private slots:
                 place->setFocus();
                 return run.key(key);
             };
-            // Nothing is chosen yet.
             QCOMPARE(key(Qt::Key_E) + key(Qt::Key_S) + key(Qt::Key_Delete), QStringList());
             QVERIFY(run.edited().isNull() && !openMenu());
 
@@ -470,10 +469,7 @@ private slots:
             return QStringList{run.row(0).hoursLabel->text(), run.row(1).hoursLabel->text(), run.total()};
         };
         // The answers to the refreshes in between are not heard: what counts on does so by itself.
-        QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:05"_s, u"1:35"_s}));
-        run.test.time.advance(1min);
-        QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:06"_s, u"1:36"_s}));
-        run.test.time.advance(2min);
+        run.test.time.advance(3min);
         QCOMPARE(shown(), QStringList({u"0:30"_s, u"1:08"_s, u"1:38"_s}));
         QCOMPARE(QAccessible::queryAccessibleInterface(&run.row(1))->text(QAccessible::Name),
                  run.row(1).accessibleText());
