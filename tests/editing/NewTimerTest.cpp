@@ -351,6 +351,11 @@ private slots:
         QVERIFY(!defaults.boolForKey("QuillonDurationBoxOpen"_L1));
         run.key(Qt::Key_Escape);
         QVERIFY(settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1)); // on disk
+        {
+            const editing::NewTimerController next;
+            QVERIFY(!next.durationBoxClosed() && next.window().showDurationCheckButton->isChecked());
+            QCOMPARE(next.window().height(), before.height() + 29);
+        }
 
         // Its key leads into it, open or not, and what is typed at once is there.
         run.open();
@@ -392,16 +397,6 @@ private slots:
         QVERIFY(run.window->close()); // whoever ends the session is not held up
         QVERIFY(!settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1));
         QVERIFY(!run.window->isVisible());
-    }
-
-    void durationBoxIsRemembered()
-    {
-        NewTimerRun run;
-        settings::UserDefaults::standardUserDefaults().setBool("QuillonDurationBoxOpen"_L1, true);
-        editing::NewTimerController again;
-        QVERIFY(!again.durationBoxClosed());
-        QVERIFY(again.window().showDurationCheckButton->isChecked());
-        QCOMPARE(again.window().height(), run.window->height() + 29);
     }
 
     void oneTimerForADoubleClick()
