@@ -1,7 +1,5 @@
 #include "service/HttpClient.h"
 #include "DesktopProxy.h"
-#include "localservice/Service.h"
-#include "settings/QuillonPreferences.h"
 #include "support/ServiceRun.h"
 
 #include <QDBusConnection>
@@ -50,7 +48,7 @@ public:
     SecurePeer()
     {
         run(u"req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout key.pem -out certificate.pem "
-            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost,DNS:team.office.localhost,DNS:time.example"_s);
+            "-days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost,DNS:time.example"_s);
         m_server.waitForFinished(30'000);
         run(u"s_server -HTTP -accept 127.0.0.1:0 -cert certificate.pem -key key.pem"_s);
         QByteArray said;
@@ -69,7 +67,6 @@ public:
 
     QByteArray url(const char* path) const { return "https://localhost:" + QByteArray::number(port) + path; }
     QByteArray certificate() const { return m_folder.filePath(u"certificate.pem"_s).toLocal8Bit(); }
-    QByteArray key() const { return m_folder.filePath(u"key.pem"_s).toLocal8Bit(); }
     void serve(const QString& name, const QByteArray& reply) const
     {
         QFile file(m_folder.filePath(name));
@@ -485,29 +482,6 @@ private slots:
         open.answer("GET /up", {Reply::redirect(secure.url("/down").toStdString())});
         QCOMPARE(errorCode(client.send(get(open.url("/up")), {})), 1);
         QCOMPARE(open.asked(), QStringList(u"GET /up"_s));
-    }
-
-    void aTeamsOwnService()
-    {
-        const SecurePeer secure;
-        const Variable trusted("SSL_CERT_FILE", secure.certificate());
-        auto tls = localservice::Tls::open({secure.certificate().toStdString(), secure.key().toStdString()});
-        QVERIFY(tls);
-        support::TestRun run;
-        localservice::Service team(
-            {.dataFile = run.folders.path(u"team.sqlite"_s).toStdString(), .tls = std::move(*tls)});
-        const auto port = team.start();
-        QVERIFY(port);
-        QVERIFY((*team.database())->ensureSampleAccount("ann@example.com", "team"));
-        QVERIFY((*team.database())->setPassword("team", "ann@example.com", "sesame"));
-
-        run.environment.information.set("QuillonServiceDomain"_L1, u".office.localhost:%1"_s.arg(*port));
-        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
-        preferences.setUrl(u"https://team.office.localhost:%1"_s.arg(*port));
-        QCOMPARE(preferences.fullUrl(), u"https://team.office.localhost:%1"_s.arg(*port));
-        const HttpRequest request{.url = preferences.fullUrl().toUtf8() + "/account/who_am_i",
-                                  .authorization = "Basic " + QByteArray("ann@example.com:sesame").toBase64()};
-        QCOMPARE(HttpClient().send(request, {}).status, 200);
     }
 
     void stopEndsTheWait()

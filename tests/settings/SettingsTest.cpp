@@ -277,6 +277,11 @@ private slots:
             QCOMPARE(start.preferences().credentials().url, expected);
             QCOMPARE(start.preferences().url(), expected);
         }
+        Started team;
+        team.run.info.set("QuillonServiceDomain"_L1, u".office.localhost:8443"_s);
+        team.preferences().setUrl(u"https://team.office.localhost:8443"_s);
+        QCOMPARE(team.preferences().url(), u"team"_s);
+        QCOMPARE(team.preferences().fullUrl(), u"https://team.office.localhost:8443"_s);
     }
 
     void baseAddress()
