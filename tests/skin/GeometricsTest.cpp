@@ -95,8 +95,7 @@ private slots:
 
     void linesStandOnTheirPitch()
     {
-        // The same letter on each of four lines, among characters of other fonts, stands 14 points below the one before
-        // it.
+        // The same letter on each of four lines, among characters of other fonts.
         const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), NotesWidth), {300, 14});
         const auto [top, bottom] = inkRows(plain);
         QVERIFY(top >= 1 && bottom <= 12);
@@ -129,8 +128,7 @@ private slots:
 
     void wordWithoutEnd()
     {
-        // As many lines as its width asks for, within the few that places to break cost; and no character is torn
-        // apart.
+        // As many lines as its width asks for, and the few that places to break cost; no character is torn apart.
         const QString blob(100000, u'm');
         const TextAttributes style{interfaceFont(11), Qt::black};
         const double lines = style.sizeOf(blob.first(1000)).width() * 100 / NotesWidth;
