@@ -1,3 +1,4 @@
+#include "../support/InRow.h"
 #include "Scenario.h"
 
 #include <QFileInfo>
@@ -62,102 +63,99 @@ class LostFilesTest : public QObject
     Q_OBJECT
 
 private slots:
-    void whatIsSaidToBeSavedIsFoundAgain_data()
+    void whatIsSaidToBeSavedIsFoundAgain()
     {
-        QTest::addColumn<Deed>("deed");
-        const auto row = [](const char* name, const Deed& deed) { QTest::newRow(name) << deed; };
         const QString gone = u"the data file was moved, removed or replaced"_s;
         const QString changed = u"the data file was changed by something else"_s;
         const QString replaced = u"the journal beside the data file, which ends in -wal, was replaced"_s;
         const QString cut = u"overwritten or cut off"_s;
         constexpr const char* same = "deep/service.sqlite";
-        row("removed", {"ln $f kept; rm $f", false, gone, true, "kept"});
-        row("removed with all of it", {"ln $f kept; rm $f*", false, gone, true, "kept"});
-        row("moved", {"mv $f kept", false, gone, true, "kept"});
-        row("another in its place", {"ln $f kept; mv backup $f", false, gone, true, "kept"});
-        row("folder moved", {"mv deep moved", false, gone, true, "moved/service.sqlite"});
-        row("copied over", {"cp backup $f", false, changed, false});
-        row("journal removed", {"rm $f-wal", true, {}, true, same, true});
-        row("journal and index removed", {"rm $f-wal $f-shm", true, {}, true, same, true});
-        row("index removed", {"rm $f-shm", true, {}, true, same, true});
-        row("another journal in its place", {"cp $f-wal x; mv x $f-wal", false, replaced, true, same});
-        row("journal emptied", {": > $f-wal", false, cut, false});
-        row("journal cut", {"truncate -s 50K $f-wal", false, cut, false});
-    }
+        const std::tuple<const char*, Deed> rows[] = {
+            {"removed", {"ln $f kept; rm $f", false, gone, true, "kept"}},
+            {"removed with all of it", {"ln $f kept; rm $f*", false, gone, true, "kept"}},
+            {"moved", {"mv $f kept", false, gone, true, "kept"}},
+            {"another in its place", {"ln $f kept; mv backup $f", false, gone, true, "kept"}},
+            {"folder moved", {"mv deep moved", false, gone, true, "moved/service.sqlite"}},
+            {"copied over", {"cp backup $f", false, changed, false}},
+            {"journal removed", {"rm $f-wal", true, {}, true, same, true}},
+            {"journal and index removed", {"rm $f-wal $f-shm", true, {}, true, same, true}},
+            {"index removed", {"rm $f-shm", true, {}, true, same, true}},
+            {"another journal in its place", {"cp $f-wal x; mv x $f-wal", false, replaced, true, same}},
+            {"journal emptied", {": > $f-wal", false, cut, false}},
+            {"journal cut", {"truncate -s 50K $f-wal", false, cut, false}}};
+        for (const auto& [name, deed] : rows) {
+            const support::InRow row(name);
+            Scenario s;
+            const fs::path folder = s.folder.path().toStdString();
+            const fs::path file = folder / "deep/service.sqlite";
+            s.add(u"hours=1 notes=first"_s);
+            fs::copy_file(file, folder / "backup");
+            const std::string commands =
+                "cd " + folder.string() + " && f=deep/service.sqlite && { " + deed.commands + "; }";
 
-    void whatIsSaidToBeSavedIsFoundAgain()
-    {
-        QFETCH(Deed, deed);
-        Scenario s;
-        const fs::path folder = s.folder.path().toStdString();
-        const fs::path file = folder / "deep/service.sqlite";
-        s.add(u"hours=1 notes=first"_s);
-        fs::copy_file(file, folder / "backup");
-        const std::string commands =
-            "cd " + folder.string() + " && f=deep/service.sqlite && { " + deed.commands + "; }";
-
-        std::mutex mutex;
-        std::condition_variable progress;
-        int sent = 0;
-        bool done = false;
-        std::thread somebody([&] {
-            std::unique_lock lock(mutex);
-            progress.wait(lock, [&] { return sent >= 20; });
-            lock.unlock();
-            // While the next changes are on their way.
-            const int failed = std::system(commands.c_str());
-            lock.lock();
-            done = failed == 0;
-            progress.notify_all();
-        });
-        QStringList saved{u"first"_s};
-        QStringList savedAfter;
-        Answer refused;
-        for (int i = 0; i < 50; ++i) {
-            bool after = false;
-            {
+            std::mutex mutex;
+            std::condition_variable progress;
+            int sent = 0;
+            bool done = false;
+            std::thread somebody([&] {
                 std::unique_lock lock(mutex);
-                sent = i;
+                progress.wait(lock, [&] { return sent >= 20; });
+                lock.unlock();
+                // While the next changes are on their way.
+                const int failed = std::system(commands.c_str());
+                lock.lock();
+                done = failed == 0;
                 progress.notify_all();
-                // The last ones surely come after it.
-                if (i == 40)
-                    progress.wait(lock, [&] { return done; });
-                after = done;
+            });
+            QStringList saved{u"first"_s};
+            QStringList savedAfter;
+            Answer refused;
+            for (int i = 0; i < 50; ++i) {
+                bool after = false;
+                {
+                    std::unique_lock lock(mutex);
+                    sent = i;
+                    progress.notify_all();
+                    // The last ones surely come after it.
+                    if (i == 40)
+                        progress.wait(lock, [&] { return done; });
+                    after = done;
+                }
+                const QString note = u"entry-%1"_s.arg(i);
+                const auto answer = s.book(u"hours=0.5 notes="_s + note);
+                QVERIFY2(answer.status == 200 || answer.status == 500, answer.body.constData());
+                if (answer.status == 200)
+                    (after ? savedAfter : saved).append(note);
+                else
+                    refused = answer;
             }
-            const QString note = u"entry-%1"_s.arg(i);
-            const auto answer = s.book(u"hours=0.5 notes="_s + note);
-            QVERIFY2(answer.status == 200 || answer.status == 500, answer.body.constData());
-            if (answer.status == 200)
-                (after ? savedAfter : saved).append(note);
+            somebody.join();
+            QVERIFY(saved.size() >= 20);
+            if (deed.goesOn) {
+                QCOMPARE(refused.body, QByteArray());
+                QVERIFY(savedAfter.size() >= 10);
+            } else {
+                QCOMPARE(savedAfter, QStringList());
+                QCOMPARE(refused.text(u"kind"_s), u"Storage"_s);
+                QVERIFY2(refused.text(u"message"_s).contains(deed.told), refused.body.constData());
+            }
+            const auto day = s.today();
+            QCOMPARE(day.status, deed.reads ? 200 : 500);
+            if (deed.reads)
+                QCOMPARE(without(saved + savedAfter, day.texts(u"notes"_s)), QStringList());
             else
-                refused = answer;
-        }
-        somebody.join();
-        QVERIFY(saved.size() >= 20);
-        if (deed.goesOn) {
-            QCOMPARE(refused.body, QByteArray());
-            QVERIFY(savedAfter.size() >= 10);
-        } else {
-            QCOMPARE(savedAfter, QStringList());
-            QCOMPARE(refused.text(u"kind"_s), u"Storage"_s);
-            QVERIFY2(refused.text(u"message"_s).contains(deed.told), refused.body.constData());
-        }
-        const auto day = s.today();
-        QCOMPARE(day.status, deed.reads ? 200 : 500);
-        if (deed.reads)
-            QCOMPARE(without(saved + savedAfter, day.texts(u"notes"_s)), QStringList());
-        else
-            QVERIFY2(day.text(u"message"_s).contains(deed.told), day.body.constData());
+                QVERIFY2(day.text(u"message"_s).contains(deed.told), day.body.constData());
 
-        // At this moment, as after a power cut, and when the service has ended.
-        if (deed.where)
-            QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, deed.journal)), QStringList());
-        s.service.reset();
-        if (deed.where)
-            QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, true)), QStringList());
-        // Nothing was mixed into a file that somebody has put there.
-        if (deed.where && folder / deed.where != file && fs::exists(file))
-            QCOMPARE(without(notesIn(file, true), {u"first"_s, QString()}), QStringList());
+            // At this moment, as after a power cut, and when the service has ended.
+            if (deed.where)
+                QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, deed.journal)), QStringList());
+            s.service.reset();
+            if (deed.where)
+                QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, true)), QStringList());
+            // Nothing was mixed into a file that somebody has put there.
+            if (deed.where && folder / deed.where != file && fs::exists(file))
+                QCOMPARE(without(notesIn(file, true), {u"first"_s, QString()}), QStringList());
+        }
     }
 
     void goesOnWhenTheFileIsBack()

@@ -1,3 +1,4 @@
+#include "support/InRow.h"
 #include "support/ServiceRun.h"
 
 #include "model/DayEntry.h"
@@ -157,46 +158,43 @@ private slots:
                  "Basic w6RubkBleGFtcGxlLmNvbTpwOncg"_L1 + u"eHh4"_s.repeated(40));
     }
 
-    void outcomes_data()
-    {
-        QTest::addColumn<Reply>("reply");
-        QTest::addColumn<QStringList>("expected");
-        const auto row = [](const char* name, Reply reply, const QStringList& expected) {
-            QTest::newRow(name) << std::move(reply) << expected;
-        };
-        const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
-        const std::string refusal = "Authentication failed for API request.";
-        row("answer", {200, "<daily/>"}, {Succeeded, DayCame});
-        row("cache version", {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
-            {u"gotQuillonCompanyCacheVersion 12345678901"_s, Succeeded, DayCame});
-        row("error document", {500, error}, {Succeeded, DayFailed + "QuillonForMac 500 Not now."_L1, DayCame});
-        row("failure without XML", {500, "Oops"}, {Succeeded, DayFailed + "without an error"_L1, DayCame});
-        row("refused", {401, refusal}, {Failed});
-        row("refused with success", {200, refusal, {{"X-Company-Cache-Version", "7"}}},
-            {u"gotQuillonCompanyCacheVersion 7"_s, Failed});
-        row("refused and more", {401, refusal + "\n"}, {Succeeded, DayCame});
-        row("sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {Failed});
-        row("page of a proxy", {407, "<!DOCTYPE html><p>Sign in"},
-            {DayFailed +
-             "QuillonHttpErrorDomain 97 The network's proxy asks for a name and a password that Quillon does "
-             "not have."_L1});
-        row("page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {Succeeded, DayCame});
-        row("page after a blank", {200, " <!DOCTYPE html>"}, {Succeeded, DayCame});
-        row("error document, not found", {404, error}, {Succeeded, DayCame});
-        row("no UTF-8", {200, "<daily>\xff</daily>"}, {Succeeded, DayCame});
-        row("cut off", {200, "<daily><day_entr"}, {Succeeded, DayCame});
-    }
     void outcomes()
     {
-        QFETCH(Reply, reply);
-        QFETCH(QStringList, expected);
-        ServiceRun run;
-        run.peer.answer(Day, {reply});
-        run.api.requestDailyTimesheetForDate(NewYear);
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), expected);
-        QCOMPARE(run.peer.asked().size(), 1);
-        QCOMPARE(run.time.sleeps(), Sleeps());
+        const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
+        const std::string refusal = "Authentication failed for API request.";
+        const std::tuple<const char*, Reply, QStringList> rows[] = {
+            {"answer", {200, "<daily/>"}, {Succeeded, DayCame}},
+            {"cache version",
+             {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
+             {u"gotQuillonCompanyCacheVersion 12345678901"_s, Succeeded, DayCame}},
+            {"error document", {500, error}, {Succeeded, DayFailed + "QuillonForMac 500 Not now."_L1, DayCame}},
+            {"failure without XML", {500, "Oops"}, {Succeeded, DayFailed + "without an error"_L1, DayCame}},
+            {"refused", {401, refusal}, {Failed}},
+            {"refused with success",
+             {200, refusal, {{"X-Company-Cache-Version", "7"}}},
+             {u"gotQuillonCompanyCacheVersion 7"_s, Failed}},
+            {"refused and more", {401, refusal + "\n"}, {Succeeded, DayCame}},
+            {"sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {Failed}},
+            {"page of a proxy",
+             {407, "<!DOCTYPE html><p>Sign in"},
+             {DayFailed +
+              "QuillonHttpErrorDomain 97 The network's proxy asks for a name and a password that Quillon does "
+              "not have."_L1}},
+            {"page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {Succeeded, DayCame}},
+            {"page after a blank", {200, " <!DOCTYPE html>"}, {Succeeded, DayCame}},
+            {"error document, not found", {404, error}, {Succeeded, DayCame}},
+            {"no UTF-8", {200, "<daily>\xff</daily>"}, {Succeeded, DayCame}},
+            {"cut off", {200, "<daily><day_entr"}, {Succeeded, DayCame}}};
+        for (const auto& [name, reply, expected] : rows) {
+            const support::InRow row(name);
+            ServiceRun run;
+            run.peer.answer(Day, {reply});
+            run.api.requestDailyTimesheetForDate(NewYear);
+            QVERIFY(run.finish());
+            QCOMPARE(run.outcomes.calls(), expected);
+            QCOMPARE(run.peer.asked().size(), 1);
+            QCOMPARE(run.time.sleeps(), Sleeps());
+        }
     }
 
     void transportFailures()

@@ -1,3 +1,4 @@
+#include "../support/InRow.h"
 #include "../support/Limit.h"
 
 #include "store/Context.h"
@@ -177,57 +178,49 @@ private slots:
         QVERIFY(isNull(note->toOne("box")->value("size")));
     }
 
-    void queries_data()
-    {
-        QTest::addColumn<Predicate>("predicate");
-        QTest::addColumn<std::vector<SortKey>>("sortKeys");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* name, const Predicate& predicate, const std::vector<SortKey>& sortKeys,
-                            const char16_t* expected) {
-            QTest::newRow(name) << predicate << sortKeys << QString::fromUtf16(expected);
-        };
-        const std::vector<SortKey> byKey{{"key"}};
-        row("texts sort by code point", {}, byKey, u"100 99 a \uE000 😀");
-        row("descending, nulls last", {}, {{"weight", false}, {"key"}}, u"a 99 100 \uE000 😀");
-        row("range", where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0), byKey,
-            u"100 99");
-        row("not equal holds for null", where("open", Operator::NotEqual, true), byKey, u"99 a \uE000 😀");
-        row("null", where("weight", Value()), byKey, u"\uE000 😀");
-        row("a null string is null", where("box.label", QString()), byKey, u"\uE000 😀");
-        row("not null", where("weight", Operator::NotEqual, Value()), byKey, u"100 99 a");
-        row("through a relationship", where("box.label", u"B"_s), byKey, u"99 a");
-        row("sorted through a relationship", where("weight", Operator::Greater, 0.0), {{"box.label"}, {"key", false}},
-            u"100 a 99");
-        row("leads nowhere", where("box", static_cast<const Object*>(nullptr)), byKey, u"\uE000 😀");
-        row("hostile text", where("key", u"' OR 1=1 --"_s), byKey, u"");
-    }
-
     void queries()
     {
-        QFETCH(Predicate, predicate);
-        QFETCH(std::vector<SortKey>, sortKeys);
-        QFETCH(QString, expected);
+        const std::vector<SortKey> byKey{{"key"}};
+        const std::tuple<const char*, Predicate, std::vector<SortKey>, QString> rows[] = {
+            {"texts sort by code point", {}, byKey, u"100 99 a \uE000 😀"_s},
+            {"descending, nulls last", {}, {{"weight", false}, {"key"}}, u"a 99 100 \uE000 😀"_s},
+            {"range", where("weight", Operator::GreaterOrEqual, 1.0) && where("weight", Operator::Less, 3.0), byKey,
+             u"100 99"_s},
+            {"not equal holds for null", where("open", Operator::NotEqual, true), byKey, u"99 a \uE000 😀"_s},
+            {"null", where("weight", Value()), byKey, u"\uE000 😀"_s},
+            {"a null string is null", where("box.label", QString()), byKey, u"\uE000 😀"_s},
+            {"not null", where("weight", Operator::NotEqual, Value()), byKey, u"100 99 a"_s},
+            {"through a relationship", where("box.label", u"B"_s), byKey, u"99 a"_s},
+            {"sorted through a relationship",
+             where("weight", Operator::Greater, 0.0),
+             {{"box.label"}, {"key", false}},
+             u"100 a 99"_s},
+            {"leads nowhere", where("box", static_cast<const Object*>(nullptr)), byKey, u"\uE000 😀"_s},
+            {"hostile text", where("key", u"' OR 1=1 --"_s), byKey, u""_s}};
+        for (const auto& [name, predicate, sortKeys, expected] : rows) {
+            const support::InRow row(name);
 
-        Desk desk;
-        Object& a = Desk::box(desk.main, u"A"_s);
-        Object& b = Desk::box(desk.main, u"B"_s);
-        Object& first = Desk::note(desk.main, u"100"_s, &a);
-        first.setValue("weight", 1.0);
-        first.setValue("open", true);
-        Desk::note(desk.main, u"a"_s, &b).setValue("weight", 3.0);
-        Desk::note(desk.main, u"99"_s, &b).setValue("weight", 2.0);
-        Desk::note(desk.main, u"😀"_s);
-        Desk::note(desk.main, u"\uE000"_s);
+            Desk desk;
+            Object& a = Desk::box(desk.main, u"A"_s);
+            Object& b = Desk::box(desk.main, u"B"_s);
+            Object& first = Desk::note(desk.main, u"100"_s, &a);
+            first.setValue("weight", 1.0);
+            first.setValue("open", true);
+            Desk::note(desk.main, u"a"_s, &b).setValue("weight", 3.0);
+            Desk::note(desk.main, u"99"_s, &b).setValue("weight", 2.0);
+            Desk::note(desk.main, u"😀"_s);
+            Desk::note(desk.main, u"\uE000"_s);
 
-        // The same answer from memory alone, from the file alone, and from a mixture of both.
-        const FetchRequest request{"Note", predicate, sortKeys};
-        QCOMPARE(keys(desk.main.fetch(request)), expected);
-        QVERIFY(desk.main.save());
-        QCOMPARE(keys(desk.worker()->fetch(request)), expected);
-        const auto half = desk.worker();
-        Desk::byKey(*half, u"99"_s)->setValue("text", u"changed"_s);
-        half->fetchFirst("Box", where("label", u"B"_s))->setValue("size", std::int64_t(1));
-        QCOMPARE(keys(half->fetch(request)), expected);
+            // The same answer from memory alone, from the file alone, and from a mixture of both.
+            const FetchRequest request{"Note", predicate, sortKeys};
+            QCOMPARE(keys(desk.main.fetch(request)), expected);
+            QVERIFY(desk.main.save());
+            QCOMPARE(keys(desk.worker()->fetch(request)), expected);
+            const auto half = desk.worker();
+            Desk::byKey(*half, u"99"_s)->setValue("text", u"changed"_s);
+            half->fetchFirst("Box", where("label", u"B"_s))->setValue("size", std::int64_t(1));
+            QCOMPARE(keys(half->fetch(request)), expected);
+        }
     }
 
     void queriesSeeUnsavedChanges()
