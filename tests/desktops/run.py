@@ -9,7 +9,8 @@ import importlib
 import pathlib
 import sys
 
-sys.path[:0] = [str(pathlib.Path(__file__).parent), str(pathlib.Path(__file__).parent.parent / "support")]
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / folder) for folder in ("tests/desktops", "tests/support", "tools/desktops")]
 
 
 def main(what, name, pictures):
