@@ -2,7 +2,6 @@
 #include "HttpClient.h"
 
 #include "localservice/HttpServer.h"
-#include "localservice/Peer.h"
 #include "localservice/Tls.h"
 
 #include <QDir>
@@ -265,14 +264,6 @@ private slots:
         QCOMPARE(echo.seen().size(), 0U);
         // Whatever that was, others are served.
         QVERIFY(RawClient(echo.port).isServed());
-    }
-
-    void clientsOfOneNetworkAreCountedTogether()
-    {
-        using localservice::networkOf;
-        QCOMPARE(networkOf("2001:db8:1:2:3::4"), networkOf("2001:db8:1:2:ffff::"));
-        QVERIFY(networkOf("2001:db8:1:2:3::4") != networkOf("2001:db8:1:3:3::4"));
-        QCOMPARE(networkOf("192.0.2.7"), "192.0.2.7");
     }
 
     void readsWhatIsSentInPieces()

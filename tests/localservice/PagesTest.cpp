@@ -3,7 +3,6 @@
 #include "Scenario.h"
 
 #include "pages/Form.h"
-#include "pages/Html.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -98,17 +97,6 @@ private Q_SLOTS:
         QCOMPARE(form.text("twice"), std::string("="));
         QCOMPARE(localservice::Form::read("x=" + localservice::urlEncoded("&=+%\n ä\"")).text("x"),
                  std::string("&=+%\n ä\""));
-    }
-
-    void escapesTexts()
-    {
-        localservice::Html html;
-        html.leaf("textarea", {{"title", "\"><script>'&"}, {"lang", std::optional<std::string>()}, {"hidden", true}},
-                  "\n</textarea><script>");
-        const auto written = QByteArray::fromStdString(html.document());
-        QVERIFY2(written.endsWith("<textarea title=\"&quot;&gt;&lt;script&gt;&#39;&amp;\" hidden>"
-                                  "\n\n&lt;/textarea&gt;&lt;script&gt;</textarea>"),
-                 written.constData());
     }
 
     void signsIn()
