@@ -1,3 +1,4 @@
+#include "../support/InRow.h"
 #include "Certificate.h"
 #include "HttpClient.h"
 
@@ -399,50 +400,40 @@ private slots:
         }
     }
 
-    void everyStepHasItsTime_data()
-    {
-        QTest::addColumn<bool>("isEncrypted");
-        QTest::addColumn<QByteArray>("start");
-        QTest::addColumn<QByteArray>("drops");
-        const auto row = [](const char* name, const QByteArray& start, const QByteArray& drops = {}) {
-            QTest::newRow(name) << start.startsWith('\x16') << start << drops;
-        };
-        row("handshake", "\x16\x03\x01\x02", "x");
-        row("nothing", "");
-        row("head", "GET / HTTP/1.1\r\n", "X: y\r\n");
-        row("body", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 9000\r\n\r\n", "x");
-        row("reply", "GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
-        row("idle", Get);
-    }
-
     void everyStepHasItsTime()
     {
-        QFETCH(bool, isEncrypted);
-        QFETCH(QByteArray, start);
-        QFETCH(QByteArray, drops);
-        // The step that the row is about has little time, the others have much.
-        HttpServer::Limits limits{.handshake = 1h, .head = 1h, .body = 1h, .reply = 1h, .idle = 1h};
-        const auto name = QByteArray(QTest::currentDataTag());
-        (name == "handshake" ? limits.handshake
-         : name == "body"    ? limits.body
-         : name == "reply"   ? limits.reply
-         : name == "idle"    ? limits.idle
-                             : limits.head) = 200ms;
-        Echo echo(limits, isEncrypted);
-        QElapsedTimer timer;
-        timer.start();
-        RawClient client(echo.port, start);
-        // Something comes all the time, but never what is waited for.
-        while (!drops.isEmpty() && timer.elapsed() < 300) {
-            client.say(drops);
-            QTest::qWait(20);
+        const std::tuple<QByteArray, QByteArray, QByteArray> rows[] = {
+            {"handshake", "\x16\x03\x01\x02", "x"},
+            {"nothing", "", ""},
+            {"head", "GET / HTTP/1.1\r\n", "X: y\r\n"},
+            {"body", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 9000\r\n\r\n", "x"},
+            {"reply", "GET /large HTTP/1.1\r\nHost: x\r\n\r\n", ""},
+            {"idle", Get, ""}};
+        for (const auto& [name, start, drops] : rows) {
+            const support::InRow row(name.constData());
+            // The step that the row is about has little time, the others have much.
+            HttpServer::Limits limits{.handshake = 1h, .head = 1h, .body = 1h, .reply = 1h, .idle = 1h};
+            (name == "handshake" ? limits.handshake
+             : name == "body"    ? limits.body
+             : name == "reply"   ? limits.reply
+             : name == "idle"    ? limits.idle
+                                 : limits.head) = 200ms;
+            Echo echo(limits, name == "handshake");
+            QElapsedTimer timer;
+            timer.start();
+            RawClient client(echo.port, start);
+            // Something comes all the time, but never what is waited for.
+            while (!drops.isEmpty() && timer.elapsed() < 300) {
+                client.say(drops);
+                QTest::qWait(20);
+            }
+            QTest::qWait(name == "reply" ? 300 : 0);
+            const auto received = client.readAll();
+            QCOMPARE_GE(timer.elapsed(), 200);
+            QCOMPARE_LT(timer.elapsed(), 5000);
+            QCOMPARE(received.startsWith("HTTP/1.1 200"), name == "idle" || name == "reply");
+            QVERIFY(received.size() < 64'000'000);
         }
-        QTest::qWait(name == "reply" ? 300 : 0);
-        const auto received = client.readAll();
-        QCOMPARE_GE(timer.elapsed(), 200);
-        QCOMPARE_LT(timer.elapsed(), 5000);
-        QCOMPARE(received.startsWith("HTTP/1.1 200"), name == "idle" || name == "reply");
-        QVERIFY(received.size() < 64'000'000);
     }
 
     void idleClientsGiveWay()

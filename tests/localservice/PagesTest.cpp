@@ -286,65 +286,59 @@ private Q_SLOTS:
         QCOMPARE(s.service->signInLink("acme", "nobody@example.com", "/x"), s.service->url("acme") + "/x");
     }
 
-    void sessionsAreForTheirUser_data()
-    {
-        QTest::addColumn<Scenario::Over>("over");
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<bool>("byLink");
-        QTest::newRow("with a password") << Scenario::Over::Plain << u"127.0.0.1"_s << false;
-        QTest::newRow("with a password, [::1]") << Scenario::Over::Plain << u"::1"_s << false;
-        QTest::newRow("by a link") << Scenario::Over::Plain << u"127.0.0.1"_s << true;
-        QTest::newRow("by a link, [::1]") << Scenario::Over::Plain << u"::1"_s << true;
-        // Whoever comes over the network belongs to no user of this machine.
-        QTest::newRow("over TLS") << Scenario::Over::Tls << u"127.0.0.1"_s << false;
-    }
-
     void sessionsAreForTheirUser()
     {
-        QFETCH(Scenario::Over, over);
-        QFETCH(QString, source);
-        QFETCH(bool, byLink);
         if (::geteuid() != 0)
             QSKIP("only root can be two users");
-        Scenario s(over);
-        Browser own(s);
-        Browser other(s);
-        for (Browser* browser : {&own, &other}) {
-            browser->client.source = source;
-            browser->client.trusted = s.client(s.acme)->trusted;
-        }
-        if (own.get(u"/sign-in"_s).error == CURLE_INTERFACE_FAILED)
-            QSKIP("this machine has no [::1]");
-        QVERIFY(::seteuid(4242) == 0);
-        other.get(u"/sign-in"_s); // from here on it has a connection, which is that user's
-        QVERIFY(::seteuid(0) == 0);
-        const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
-        const auto link = address.mid(own.url.size());
-        QVERIFY(!byLink || where(other.get(link)) == u"303 /sign-in?to=%2Freports&why=user"_s);
-        QCOMPARE(where(byLink ? own.get(link) : own.signIn()), u"303 /reports"_s);
-        QVERIFY(own.isSignedIn());
-        const bool isAnybodys = over == Scenario::Over::Tls;
-        const QString token = own.token();
-        const QString stolen = own.cookie;
+        const std::tuple<const char*, Scenario::Over, QString, bool> rows[] = {
+            {"with a password", Scenario::Over::Plain, u"127.0.0.1"_s, false},
+            {"by a link", Scenario::Over::Plain, u"127.0.0.1"_s, true},
+            // Whoever comes over the network belongs to no user of this machine.
+            {"over TLS", Scenario::Over::Tls, u"127.0.0.1"_s, false},
+            {"with a password, [::1]", Scenario::Over::Plain, u"::1"_s, false},
+            {"by a link, [::1]", Scenario::Over::Plain, u"::1"_s, true}};
+        for (const auto& [name, over, source, byLink] : rows) {
+            const support::InRow row(name);
+            Scenario s(over);
+            Browser own(s);
+            Browser other(s);
+            for (Browser* browser : {&own, &other}) {
+                browser->client.source = source;
+                browser->client.trusted = s.client(s.acme)->trusted;
+            }
+            if (own.get(u"/sign-in"_s).error == CURLE_INTERFACE_FAILED)
+                QSKIP("this machine has no [::1]");
+            QVERIFY(::seteuid(4242) == 0);
+            other.get(u"/sign-in"_s); // from here on it has a connection, which is that user's
+            QVERIFY(::seteuid(0) == 0);
+            const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", "/reports"));
+            const auto link = address.mid(own.url.size());
+            QVERIFY(!byLink || where(other.get(link)) == u"303 /sign-in?to=%2Freports&why=user"_s);
+            QCOMPARE(where(byLink ? own.get(link) : own.signIn()), u"303 /reports"_s);
+            QVERIFY(own.isSignedIn());
+            const bool isAnybodys = over == Scenario::Over::Tls;
+            const QString token = own.token();
+            const QString stolen = own.cookie;
 
-        other.cookie = stolen;
-        QCOMPARE(other.isSignedIn(), isAnybodys);
-        if (isAnybodys)
-            return;
-        QCOMPARE(other.post(u"/sign-out"_s, {{u"token"_s, token}}).status, 303);
-        // Nor does one that begins take the place of the other's.
-        other.cookie = stolen;
-        QCOMPARE(where(other.signIn()), u"303 /reports"_s);
-        QVERIFY(other.isSignedIn() && own.isSignedIn());
-        own.cookie = other.cookie;
-        QVERIFY(!own.isSignedIn());
-        if (byLink || source != u"127.0.0.1"_s)
-            return;
-        // Who guesses is kept out, and nobody else.
-        for (int i = 0; i < 10; ++i)
-            QCOMPARE(other.signIn(QString::number(i)).status, 422);
-        QCOMPARE(other.signIn().status, 429);
-        QCOMPARE(where(own.signIn()), u"303 /reports"_s);
+            other.cookie = stolen;
+            QCOMPARE(other.isSignedIn(), isAnybodys);
+            if (isAnybodys)
+                continue;
+            QCOMPARE(other.post(u"/sign-out"_s, {{u"token"_s, token}}).status, 303);
+            // Nor does one that begins take the place of the other's.
+            other.cookie = stolen;
+            QCOMPARE(where(other.signIn()), u"303 /reports"_s);
+            QVERIFY(other.isSignedIn() && own.isSignedIn());
+            own.cookie = other.cookie;
+            QVERIFY(!own.isSignedIn());
+            if (byLink || source != u"127.0.0.1"_s)
+                continue;
+            // Who guesses is kept out, and nobody else.
+            for (int i = 0; i < 10; ++i)
+                QCOMPARE(other.signIn(QString::number(i)).status, 422);
+            QCOMPARE(other.signIn().status, 429);
+            QCOMPARE(where(own.signIn()), u"303 /reports"_s);
+        }
     }
 
     void saysWhenTheUserCannotBeTold()
