@@ -14,6 +14,7 @@ def text_of(accessible):
 def day(desktop):
     """`desktop` is fresh and has no settings of the program yet."""
     morning(desktop)
+    desktop.settle_in()
     item(desktop)
     new_timer(desktop)
     timesheet(desktop)
@@ -26,6 +27,7 @@ def morning(desktop):
     with desktop.step("the first start asks where to keep the time"):
         desktop.start_program()
         until("the preferences", lambda: desktop.shown("dialog", PREFERENCES) and desktop.has_keyboard(PREFERENCES))
+    desktop.permit_hot_keys()
     with desktop.step("a click keeps it here"):
         desktop.click(find(desktop.root, "push button", "Keep My Time on This Computer"))
         until("the sample entry", lambda: desktop.status()["State"] == "stopped" and desktop.status()["Project"])
@@ -77,7 +79,9 @@ def new_timer(desktop):
         until("the task", lambda: "focused" in states(task) and text_of(task) == "Learning")
         desktop.keys("alt+down")
     with desktop.step("a note and return start it"):
-        desktop.keys("esc", "tab")
+        desktop.keys("esc")
+        until("the keyboard", lambda: desktop.has_keyboard(NEW_TIMER))  # between the list and the window it is nobody's
+        desktop.keys("tab")
         desktop.type("Reading the news")
         desktop.keys("return")
         until("it runs", lambda: desktop.status()["Running"] and desktop.status()["Notes"] == "Reading the news")

@@ -61,6 +61,12 @@ class Desktop:
         """All that are visible, the lowest first."""
         raise NotImplementedError
 
+    def permit_hot_keys(self):
+        """A step where the desktop asks for them at the first start."""
+
+    def settle_in(self):
+        """Steps that this desktop needs once the timesheet is open."""
+
     def begin(self, *command, **environment):
         """Starts a part of the desktop, whose output goes into a file that `hold` can read."""
         log = open(f"{self.logs}/{os.path.basename(command[0])}.log", "ab")

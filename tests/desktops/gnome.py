@@ -7,13 +7,14 @@ import re
 import subprocess
 import time
 
+import pyatspi
 from gi.repository import Gio, GLib
 
 import day
 import eye
 import hand
 from desktop import Desktop, Window
-from outside import until
+from outside import find, states, until
 
 
 def settings(*words):
@@ -34,7 +35,8 @@ class Recipe(Desktop):
         self.hot_keys = release > 12  # GNOME 43 has no portal for them
 
     def start(self):
-        os.environ.update(self.environment)
+        # Before anything is activated: a portal that the shell starts chooses its back ends by this, once.
+        self.export(**self.environment)
         settings("org.gnome.shell", "welcome-dialog-last-shown-version", "99")
         settings("org.gnome.desktop.interface", "enable-hot-corners", "false")
         settings("org.gnome.desktop.interface", "enable-animations", "false")
@@ -47,7 +49,7 @@ class Recipe(Desktop):
         self.begin("gnome-shell", "--headless", "--virtual-monitor", "{}x{}".format(*self.size), "--wayland", "--unsafe-mode")
         until("GNOME Shell", lambda: self.evaluate("Main.layoutManager._startingUp") is False)
         authority = [name for name in os.listdir(self.logs) if name.startswith(".mutter-Xwaylandauth")]
-        self.export(**self.environment, WAYLAND_DISPLAY="wayland-0", DISPLAY=":0",
+        self.export(WAYLAND_DISPLAY="wayland-0", DISPLAY=":0",
                     **({"XAUTHORITY": f"{self.logs}/{authority[0]}"} if authority else {}))
         self.evaluate("Main.overview.hide()")
         self.hand_up()
@@ -98,9 +100,31 @@ class Recipe(Desktop):
 
     def tour(self):
         day.day(self)
+        self.leave()
         if not self.extension:
             self.strip_tour()
         self.listen()
+
+    def permit_hot_keys(self):
+        if not self.hot_keys:
+            return
+        with self.step("the desktop asks for the keys, and a click adds them"):
+            title = "Add Keyboard Shortcuts"
+            dialog = until("the question", lambda: self.window(title))
+            self.click((dialog.x + 4, dialog.y + dialog.height // 2))  # whatever is over its middle
+            until("the question in front", lambda: self.has_keyboard(title))
+            self.click((dialog.x + dialog.width - 40, dialog.y + 23))
+            granted = "Ctrl+Alt+N for the new timer, from"
+            until("the keys", lambda: not self.window(title) and granted in self.check()["Hot keys"][1])
+
+    def settle_in(self):
+        if self.release > 12 and not self.extension:
+            with self.step("the timesheet is moved off the strip"):
+                before = self.window(day.TIMESHEET)
+                middle = before.x + before.width // 2
+                self.hand.drag(middle, before.y + 12, middle - 400, before.y + 12)
+                strip = self.strip()
+                until("the strip beside it", lambda: (now := self.window(day.TIMESHEET)) and now.x + now.width < strip.x)
 
     def strip_tour(self):
         """What is particular about a strip that is an ordinary window."""
@@ -117,6 +141,66 @@ class Recipe(Desktop):
             self.keys("esc")
         self.end_program()
 
+    def notification(self):
+        """What the shell shows in its banner: the title, and the places of its parts. None without one."""
+        return self.evaluate(
+            "(() => { const tray = Main.messageTray, b = tray._banner; if (!b) return null;"
+            " const at = (actor) => { const [x, y] = actor.get_transformed_position();"
+            "  return [x + actor.width / 2, y + actor.height / 2]; };"
+            " return {title: tray._notification.title, close: at(b._closeButton),"
+            "  buttons: Object.fromEntries((b._buttonBox?.get_children() ?? []).map(c => [c.label, at(c)]))}; })()")
+
+    def leave(self):
+        """The person leaves for some minutes while the timer runs."""
+        settings_file = pathlib.Path.home() / ".config/Quillon/Quillon.conf"
+        settings_file.write_text(re.sub("(?m)^(IdleMinutesThreshold)=.*", r"\1=1", settings_file.read_text()))
+        self.start_program()
+        until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
+
+        def question(found, minutes=3):
+            end = time.monotonic() + 60 * minutes
+            while not (result := found()) and time.monotonic() < end:
+                time.sleep(1)
+            assert result, "not asked"
+            return result
+
+        def band():
+            shown = self.shown("notification")
+            return shown and shown.name
+
+        def start():
+            self.keys("shift")
+            if not self.status()["Running"]:
+                subprocess.run(["quillon", "toggle"], check=True)
+
+        with self.another_program() as title:
+            until("the other window", lambda: self.has_keyboard(title))
+            text = until("its text", lambda: pyatspi.findDescendant(
+                pyatspi.Registry.getDesktop(0), lambda a: a.getRole() == pyatspi.ROLE_TEXT and "focused" in states(a)))
+            with self.step("the question about idle time leaves the keyboard where it is"):
+                start()
+                question(self.notification)
+                self.type(" x")
+                until("what is typed", lambda: day.text_of(text) == " x")
+                assert self.has_keyboard(title) and self.notification()
+            with self.step("a click on an answer removes the idle time"):
+                self.click(tuple(self.notification()["buttons"]["Remove 1 Idle Minutes"]))
+                until("the answer", lambda: not self.status()["Running"] and not self.notification())
+                assert self.has_keyboard(title) and not band()
+            with self.step("put away, the question stands in the timesheet"):
+                start()
+                self.click(tuple(question(self.notification)["close"]))
+                until("the band", lambda: "idle for 1 min" in band())
+                assert self.has_keyboard(title) and not self.notification()
+            with self.step("there it grows"):
+                question(lambda: "idle for 2 min" in band())
+                assert not self.notification()
+            with self.step("a click answers it there"):
+                self.click(find(self.root, "push button", "Continue Timing"))
+                until("no band", lambda: not band())
+                assert self.status()["Running"]
+        self.end_program()
+
     def listen(self):
         """With the screen reader."""
         with self.step("the screen reader reads the list of a picker"):
@@ -128,30 +212,31 @@ class Recipe(Desktop):
                 GLib.Variant("(ssv)", ("org.a11y.Status", "ScreenReaderEnabled", GLib.Variant("b", True))), None,
                 Gio.DBusCallFlags.NONE, -1)
             log = self.pictures / "orca.log"
+            log.unlink(missing_ok=True)  # of an earlier tour
             orca = self.begin("orca", "--replace", f"--debug-file={log}")
 
-            def heard(*chords):
-                """What it says by the keys, until it says no more."""
-                before = log.stat().st_size
+            def spoken():
+                return re.findall(r"SPEECH OUTPUT: '(.*?)'", log.read_text(errors="replace"))
+
+            def hears(expected, *chords):
+                """What it says by the keys has `expected` in it."""
+                before = len(spoken())
                 self.keys(*chords)
-                size = -1
-                while size != log.stat().st_size:
-                    size = log.stat().st_size
-                    time.sleep(2)
-                said = re.findall(r"SPEECH OUTPUT: '(.*?)'", log.read_text(errors="replace")[before:])
-                print("       heard:", *chords, said, flush=True)
-                return " ".join(said)
+                try:
+                    until(f"{expected!r}, spoken after {chords}", lambda: expected in " ".join(spoken()[before:]))
+                finally:
+                    print("       heard:", *chords, spoken()[before:], flush=True)
 
             until("the screen reader", lambda: log.exists() and "SPEECH OUTPUT" in log.read_text(errors="replace"))
             self.start_program()
             until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
             subprocess.run(["quillon", "new"], check=True)
             until("the window", lambda: self.has_keyboard(day.NEW_TIMER))
-            heard()
-            heard("o")
-            assert "Suggestions" in heard("down"), "entering the list"
-            assert heard("down"), "moving in it"
-            assert "Project" in heard("esc"), "leaving it"
+            hears("New Timer")
+            hears("o", "o")
+            hears("Suggestions", "down")
+            hears("[JB-02]", "down")
+            hears("Project", "esc")
             self.keys("esc")
             self.end_program()
             orca.terminate()
