@@ -328,8 +328,8 @@ void PortalHotKeys::portalLost()
     m_session.clear();
     // Requesting a session starts the portal again. One that left without an answer is not called again: it would leave
     // each time.
-    if (m_phase == Phase::Bound)
-        createSession();
+    if (m_phase == Phase::Bound || m_keys.empty())
+        begin();
     else if (m_phase != Phase::Idle)
         settle(Phase::Failed);
 }
@@ -337,7 +337,7 @@ void PortalHotKeys::portalLost()
 void PortalHotKeys::portalCame()
 {
     if (m_phase == Phase::Failed)
-        createSession();
+        begin();
 }
 
 void PortalHotKeys::settle(Phase phase)
