@@ -54,7 +54,7 @@ public:
         painter->setFont(item->font);
         const QRect box = item->rect.adjusted(header ? HeaderIndent : ItemIndent, 0, -RightMargin / 2, 0);
         const QString title =
-            QFontMetrics(item->font).elidedText(item->text, Qt::ElideRight, box.width(), Qt::TextShowMnemonic);
+            QFontMetrics(item->font).elidedText(item->text, Qt::ElideMiddle, box.width(), Qt::TextShowMnemonic);
         painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine | Qt::TextHideMnemonic, title);
         if (item->checked) {
             const QPointF origin(item->rect.left() + 9, item->rect.center().y() + 0.5);

@@ -40,7 +40,7 @@ public:
         constexpr int margin = QuillonAutocompleterResultsWindow::TextMargin;
         const QRect box = option.rect.adjusted(margin, 0, -margin, 0);
         painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, box.width()));
+                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, box.width()));
     }
 };
 

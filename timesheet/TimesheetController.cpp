@@ -478,12 +478,12 @@ void TimesheetController::editTimer(model::DayEntry& entry)
     m_editTimerController->showEditTimer();
     for (QWidget* part : m_window->frameParts())
         part->raise();
-    m_window->totalHoursLabel->hide();
+    m_window->setTotalVisible(false);
 }
 
 void TimesheetController::dismissEditTimer()
 {
-    m_window->totalHoursLabel->show();
+    m_window->setTotalVisible(true);
     dayEntriesListView().reloadData();
     dayEntriesListView().setFocus();
     updateSelection();

@@ -45,6 +45,7 @@ constexpr int FooterHeight = 34;
 constexpr int TotalRight = 36;
 /// Aligns the total with the hours of the rows.
 constexpr int TotalPadding = 12;
+constexpr int TotalSpacing = 7;
 constexpr int DateSpacing = 10;
 constexpr int DateButtonBottom = 12;
 
@@ -118,6 +119,7 @@ TimesheetWindow::TimesheetWindow()
       bottomBarView(named(new skin::BottomBarView(&contentView()), u"bottomBarView"_s)),
       offlineIndicator(named(new QWidget(bottomBarView), u"offlineIndicator"_s)),
       loadingIndicator(named(new skin::Spinner(skin::Spinner::Look::Dark, bottomBarView), u"loadingIndicator"_s)),
+      totalLabel(label(11, QFont::Normal, "666666", u"totalLabel"_s, bottomBarView)),
       totalHoursLabel(label(14, QFont::Bold, "444444", u"totalHoursLabel"_s, bottomBarView))
 {
     setObjectName(u"Timesheet"_s);
@@ -131,6 +133,8 @@ TimesheetWindow::TimesheetWindow()
     signInButton->hide();
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
+    totalLabel->setText(tr("Total"));
+    totalLabel->setBuddy(totalHoursLabel);
     loadingIndicator->setAccessibleName(tr("Loading"));
 
     offlineIndicator->hide();
@@ -287,7 +291,17 @@ void TimesheetWindow::setStartNewTimerTitle(const QString& title)
 void TimesheetWindow::placeTotal()
 {
     const int width = totalHoursLabel->sizeHint().width();
-    totalHoursLabel->setGeometry(this->width() - width - TotalRight, 1, width, FooterHeight - 1);
+    const int left = this->width() - width - TotalRight;
+    totalHoursLabel->setGeometry(left, 1, width, FooterHeight - 1);
+    // On the same baseline.
+    const int titleWidth = totalLabel->sizeHint().width();
+    totalLabel->setGeometry(left - titleWidth - TotalSpacing, 2, titleWidth, FooterHeight - 1);
+}
+
+void TimesheetWindow::setTotalVisible(bool visible)
+{
+    totalLabel->setVisible(visible);
+    totalHoursLabel->setVisible(visible);
 }
 
 void TimesheetWindow::restoreFrame()

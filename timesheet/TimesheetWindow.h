@@ -51,6 +51,7 @@ public:
     skin::BottomBarView* bottomBarView;
     QWidget* offlineIndicator;
     skin::Spinner* loadingIndicator;
+    skin::QuillonTextFieldCell* totalLabel; ///< says what the hours beside it are
     skin::QuillonTextFieldCell* totalHoursLabel;
 
     /// Whether the keyboard focus is below the toolbar.
@@ -70,8 +71,9 @@ public:
     void setHint(const std::optional<skin::Hint>& hint) { setCard(m_hintCard, hint); }
     void setQuestion(const std::optional<skin::Hint>& question) { setCard(m_questionCard, question); }
     void setStartNewTimerTitle(const QString& title);
-    /// Right-aligned, as wide as its text.
+    /// Its hours right-aligned, as wide as their text.
     void placeTotal();
+    void setTotalVisible(bool visible);
 
     /// Restores the place and size that the window had when it was last hidden; the first time those of a new window.
     void restoreFrame();

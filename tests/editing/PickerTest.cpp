@@ -484,6 +484,27 @@ private slots:
         QCOMPARE(window.project.selectedValue(), nullptr);
     }
 
+    void longNamesCanBeToldApart()
+    {
+        Pickers window;
+        const QString name = u"Restoration of the northern harbour wall, berths 4 to 17 and the old lighthouse, part "_s;
+        window.run.offered = {{"50", u"Bank"_s, {}, name + u"B"_s}, {"51", u"Bank"_s, {}, name + u"W"_s}};
+        window.catalogChanges();
+        window.key(Qt::Key_Down);
+        window.key(Qt::Key_Up); // neither is drawn as the chosen one
+        QListView& list = *window.project.resultsController().resultsTableView();
+        list.clearSelection();
+        const auto drawn = [&](int row) { return list.viewport()->grab(list.visualRect(list.model()->index(row, 0))); };
+        QVERIFY(drawn(1).toImage() != drawn(2).toImage());
+        QVERIFY(list.model()->index(1, 0).data(Qt::ToolTipRole).toString().contains(u"harbour"_s));
+        QMenu& menu = window.project.popupMenu();
+        menu.ensurePolished();
+        const auto item = [&](int row) {
+            return menu.grab(menu.actionGeometry(menu.actions().at(row))).toImage();
+        };
+        QVERIFY(item(1) != item(2));
+    }
+
     void nothingIsUsedThatIsGone()
     {
         Pickers window;

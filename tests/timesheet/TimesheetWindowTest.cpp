@@ -215,6 +215,7 @@ private slots:
         QCOMPARE(run.edited(), u"work"_s);
         run.refresh();
         QVERIFY(!run.window().totalHoursLabel->isVisible());
+        QVERIFY(!run.window().totalLabel->isVisible());
         run.closeEditor();
         run.controller().toggleLoading(true);
         QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
