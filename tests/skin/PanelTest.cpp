@@ -76,7 +76,7 @@ private slots:
         const QImage translucent = panel.picture();
         QCOMPARE(qAlpha(translucent.pixel(0, 0)), 0);
         const int body = qAlpha(translucent.pixel(160, 100));
-        QVERIFY2(body > 180 && body < 250, qPrintable(QString::number(body)));
+        QVERIFY2(body > 245 && body < 255, qPrintable(QString::number(body)));
 
         compositor.terminate();
         QVERIFY(compositor.waitForFinished());
