@@ -312,10 +312,12 @@ void PreferenceController::doneClicked()
         return;
     saveCredentials();
     m_api.authenticateNewCredentialsAndNotify(this, [self = QPointer(this)](const service::Result& result) {
-        // Trying again does not help.
-        if (self && result.error && result.error->domain == service::HttpErrorDomain &&
-            result.error->code == service::ProxyErrorCode)
-            self->checkFailed(result.error->localizedDescription);
+        if (!self || !result.error || result.error->domain != service::HttpErrorDomain)
+            return;
+        if (result.error->code == service::ProxyErrorCode)
+            self->checkFailed(result.error->localizedDescription); // trying again does not help
+        else
+            self->showUnanswered(result.error->localizedDescription, true);
     });
     m_waitingForAuthenticationCheck = true;
     showChecking(true);
@@ -477,13 +479,17 @@ void PreferenceController::showChecking(bool checking)
 {
     showBusy(checking ? tr("Checking your account…") : QString());
     if (checking)
-        m_patience = environment().time().repeat(Patience, [this] { showUnanswered(); });
+        m_patience = environment().time().repeat(Patience, [this] { showUnanswered(tr("No answer yet"), false); });
 }
 
-void PreferenceController::showUnanswered()
+void PreferenceController::showUnanswered(const QString& reason, bool hasEnded)
 {
+    if (!m_waitingForAuthenticationCheck)
+        return;
+    if (hasEnded)
+        m_authenticatingIndicator->stopAnimation();
     m_patience.reset();
-    m_ui->checkingLabel->setText(tr("No answer yet"));
+    m_ui->checkingLabel->setText(reason);
     m_ui->checkingLabel->setToolTip(m_preferences.savedCredentials().fullUrl);
     m_ui->tryAgainButton->show();
 }

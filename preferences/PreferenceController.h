@@ -115,7 +115,7 @@ private:
     /// Shows what is in progress; a null string: nothing.
     void showBusy(const QString& what);
     void showChecking(bool checking);
-    void showUnanswered();
+    void showUnanswered(const QString& reason, bool hasEnded);
     void checkFailed(const QString& reason);
     void showKeyring();
     void setHintColors();
