@@ -35,7 +35,6 @@ QString thisVersion()
     return environment().info().string("CFBundleVersion"_L1);
 }
 
-/// An invalid one: no feed is set up.
 QUrl feedAddress()
 {
     return QUrl(environment().info().string("SUFeedURL"_L1));
@@ -67,6 +66,11 @@ AppcastFeed::AppcastFeed(std::chrono::milliseconds patience) : m_patience(patien
 
 AppcastFeed::~AppcastFeed() = default;
 
+bool AppcastFeed::isSetUp() const
+{
+    return !feedAddress().isEmpty();
+}
+
 bool AppcastFeed::automaticallyChecksForUpdates() const
 {
     return defaults().boolForKey(settings::SUEnableAutomaticChecksKey);
@@ -85,7 +89,7 @@ void AppcastFeed::setAutomaticallyChecksForUpdates(bool checks)
 
 void AppcastFeed::checkInBackground()
 {
-    if (feedAddress().isEmpty())
+    if (!isSetUp())
         return;
     m_timer = environment().time().repeat(m_interval, [this] { lookUnasked(); });
     lookUnasked();
@@ -99,9 +103,9 @@ void AppcastFeed::lookUnasked()
 
 void AppcastFeed::check()
 {
-    if (feedAddress().isEmpty()) {
-        showAlert(tr("Updates Not Set Up"),
-                  tr("No update feed is set up for this copy of Quillon, so it cannot look for newer versions."));
+    if (!isSetUp()) {
+        showAlert(tr("Updates Come From the Package Manager"),
+                  tr("Newer versions of Quillon come with those of the other programs on this computer."));
         return;
     }
     showProgress();

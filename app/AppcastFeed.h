@@ -28,6 +28,7 @@ public:
     explicit AppcastFeed(std::chrono::milliseconds patience = std::chrono::seconds(20));
     ~AppcastFeed() override;
 
+    bool isSetUp() const override;
     void setCheckIntervalSeconds(int seconds) override { m_interval = std::chrono::seconds(seconds); }
     /// On, until the person switches it off.
     bool automaticallyChecksForUpdates() const override;

@@ -14,6 +14,7 @@
 #include "platform/Alerts.h"
 #include "platform/Desktop.h"
 #include "platform/InfoDictionary.h"
+#include "platform/Paths.h"
 #include "platform/Run.h"
 #include "platform/StatusItem.h"
 #include "platform/UpdateFeed.h"
@@ -233,7 +234,12 @@ void WrenfoldMenulet::showNewTimerWindow(QObject* /*sender*/)
 
 void WrenfoldMenulet::showHelp(QObject* /*sender*/)
 {
-    environment().desktop().openUrl(QUrl(environment().info().string("QuillonHelpURL"_L1)));
+    const platform::InfoDictionary& info = environment().info();
+    const QString given = info.string("QuillonHelpURL"_L1);
+    const QString manual = given.isEmpty() ? platform::manualPage() : QString();
+    environment().desktop().openUrl(!given.isEmpty()    ? QUrl(given)
+                                    : !manual.isEmpty() ? QUrl::fromLocalFile(manual)
+                                                        : QUrl(info.string("QuillonLearnMoreURL"_L1)));
 }
 
 void WrenfoldMenulet::showFirstSteps(QObject* /*sender*/)

@@ -9,6 +9,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 # For programs that only our program starts.
 set(QUILLON_HELPER_DIR "${CMAKE_INSTALL_LIBEXECDIR}/quillon")
+# What the program reads: documentation proper may be left out of an installation.
+set(QUILLON_MANUAL_DIR "${CMAKE_INSTALL_DATADIR}/quillon/manual")
 
 option(QUILLON_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
 option(QUILLON_WERROR "Treat warnings as errors" OFF)

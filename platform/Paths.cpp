@@ -96,6 +96,17 @@ QString programPath()
     return found.isEmpty() ? QCoreApplication::applicationFilePath() : QFileInfo(found).canonicalFilePath();
 }
 
+QString manualPage()
+{
+    const QString here = QCoreApplication::applicationDirPath();
+    for (const auto folder : {"/" QUILLON_MANUAL_FOLDER ""_L1, "/manual"_L1}) {
+        const QFileInfo page(here + folder + "/using.html"_L1);
+        if (page.exists())
+            return page.canonicalFilePath();
+    }
+    return {};
+}
+
 bool makeFolder(const QString& folder)
 {
     const QString path = QDir::cleanPath(folder);

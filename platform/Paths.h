@@ -26,6 +26,9 @@ QString runtimeFolder();
 /// program in a build; the running executable itself where there is no such file (in a test).
 QString programPath();
 
+/// The first page of the manual that is installed, or in a build beside the program. Empty without one.
+QString manualPage();
+
 /// Makes the folder and any missing parents, accessible to the person alone (mode 0700, as XDG directories must be)
 /// whatever the umask. False when it is not there afterwards. Any thread.
 bool makeFolder(const QString& folder);

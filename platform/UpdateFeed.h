@@ -8,6 +8,9 @@ class UpdateFeed
 public:
     virtual ~UpdateFeed() = default;
 
+    /// Whether there is a feed to look in. Without one newer versions come from the package manager.
+    virtual bool isSetUp() const = 0;
+
     /// The time between two background checks.
     virtual void setCheckIntervalSeconds(int seconds) = 0;
 

@@ -109,7 +109,8 @@ void PreferenceController::awakeFromNib()
     const QStyle& style = *m_window.style();
     const int indent = style.pixelMetric(QStyle::PM_IndicatorWidth, nullptr, m_ui->showInDockButton) +
                        style.pixelMetric(QStyle::PM_CheckBoxLabelSpacing, nullptr, m_ui->showInDockButton);
-    m_ui->dockHint->setContentsMargins(indent, 0, 0, 0);
+    for (QLabel* hint : {m_ui->dockHint, m_ui->updatesHint})
+        hint->setContentsMargins(indent, 0, 0, 0);
     m_ui->idleRow->setContentsMargins(indent, 0, 0, 0);
 
     m_ui->learnMoreLink->setFont(m_window.font());
@@ -196,7 +197,11 @@ void PreferenceController::fill()
     m_ui->startAtLoginButton->setChecked(m_preferences.startAtLogin());
     m_ui->idleTimerEnabledButton->setChecked(m_preferences.idleTimerEnabled());
     m_ui->idleTimerMinutesField->setEnabled(m_preferences.idleTimerEnabled());
-    m_ui->checkForUpdatesButton->setChecked(updater().automaticallyChecksForUpdates());
+    const bool updatesAreSetUp = updater().isSetUp();
+    m_ui->checkForUpdatesButton->setChecked(updatesAreSetUp && updater().automaticallyChecksForUpdates());
+    m_ui->checkForUpdatesButton->setEnabled(updatesAreSetUp);
+    m_ui->updatesHint->setHidden(updatesAreSetUp);
+    m_ui->checkForUpdatesButton->setAccessibleDescription(updatesAreSetUp ? QString() : m_ui->updatesHint->text());
     const bool canLeaveTaskBar = environment().desktop().canLeaveTaskBar();
     m_ui->showInDockButton->setEnabled(canLeaveTaskBar);
     m_ui->showInDockButton->setChecked(!canLeaveTaskBar || !m_preferences.hideFromDock());
@@ -406,7 +411,8 @@ settings::QuillonPreferences& PreferenceController::saveCredentials()
     }
     m_preferences.setIdleMinutesThreshold(minutes);
 
-    updater().setAutomaticallyChecksForUpdates(m_ui->checkForUpdatesButton->isChecked());
+    if (updater().isSetUp())
+        updater().setAutomaticallyChecksForUpdates(m_ui->checkForUpdatesButton->isChecked());
     m_shortcutsPage->store(m_preferences);
     m_preferences.save();
     settings::HotKeyManager::instance().registerHotKeysFromPrefs();

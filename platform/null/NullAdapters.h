@@ -55,6 +55,7 @@ public:
 class NullUpdateFeed final : public UpdateFeed
 {
 public:
+    bool isSetUp() const override { return false; }
     void setCheckIntervalSeconds(int) override {}
     bool automaticallyChecksForUpdates() const override { return false; }
     void setAutomaticallyChecksForUpdates(bool) override {}

@@ -289,11 +289,12 @@ private slots:
         run.menu().openInBrowserMenuItem->trigger();
         run.menu().manageProjectsMenuItem->trigger();
         run.menu().manageTasksMenuItem->trigger();
+        run.test.info.set("QuillonHelpURL"_L1, u"https://wrenfold.example/help"_s);
         run.menu().helpMenuItem->trigger();
         const QString base = u"http://acme.localhost:%1"_s.arg(run.port);
         QCOMPARE(run.test.desktop.opened,
                  QList<QUrl>({QUrl(base + u"/daily"_s), QUrl(base + u"/projects"_s), QUrl(base + u"/tasks"_s),
-                              QUrl(u"https://wrenfold.example/quillon/help"_s)}));
+                              QUrl(u"https://wrenfold.example/help"_s)}));
         run.menu().checkForUpdatesMenuItem->trigger();
         QCOMPARE(run.test.updates.checks, 1);
     }

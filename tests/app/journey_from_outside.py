@@ -5,6 +5,7 @@ import os
 import pathlib
 import subprocess
 import sys
+import urllib.parse
 
 import pyatspi
 from gi.repository import Gio, GLib
@@ -85,8 +86,10 @@ def first_start(quillon):
         until("the hint is gone", lambda: "showing" not in states(hint))
         call("OpenInBrowser")
         call("ManageProjects")
-        pages = until("two pages", lambda: (lines := (HOME / "opened").read_text().split()) and len(lines) == 2 and lines)
-        assert all(page.startswith("http://local.localhost:") for page in pages), pages
+        call("ShowHelp")
+        pages = until("all pages", lambda: (lines := (HOME / "opened").read_text().split()) and len(lines) == 3 and lines)
+        assert all(page.startswith("http://local.localhost:") for page in pages[:2]), pages
+        assert pathlib.Path(urllib.parse.urlparse(pages[2]).path).samefile(pathlib.Path(quillon).parent / "manual/using.html"), pages
         starts_timers(root)
     settings = (config / "Quillon.conf").read_text()
     assert "KeepTimeHere=true" in settings and "localhost" not in settings, settings

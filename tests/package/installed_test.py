@@ -157,6 +157,25 @@ def check_desktop(prefix, version, helps):
     print("ok: desktop entry, AppStream metadata, icons")
 
 
+def check_help(prefix):
+    """Every page of the manual is reached from the first, and nothing that it links to or shows is missing."""
+    manual = prefix / "share/quillon/manual"
+    reached, left = set(), ["using.html"]
+    while left:
+        page = left.pop()
+        if page in reached:
+            continue
+        reached.add(page)
+        for link in re.findall(r'(?:href|src)="([^"]+)"', (manual / page).read_text()):
+            name, _, place = link.partition("#")
+            target = manual / (name or page)
+            assert target.is_file(), f"{page}: no {link}"
+            assert not place or f'id="{place}"' in target.read_text(), f"{page}: no {link}"
+            left += [name] if name.endswith(".html") else []
+    assert reached == {path.name for path in manual.glob("*.html")}, reached
+    print("ok: the manual")
+
+
 def check(prefix, version, zsh_folder="share/zsh/site-functions"):
     assert (prefix / "libexec/quillon/relaunch_quillon").exists() and not (prefix / "bin/relaunch_quillon").exists()
     helps = {}
@@ -166,6 +185,8 @@ def check(prefix, version, zsh_folder="share/zsh/site-functions"):
             helps[program] = run(prefix / "bin" / program, "--help")
     check_desktop(prefix, version, helps)
     check_manual(prefix, version, helps)
+    if "quillon" in helps:
+        check_help(prefix)
     check_completions(prefix, zsh_folder, helps)
 
 

@@ -178,20 +178,25 @@ private slots:
         QTRY_COMPARE(run.sheet(), u"The network's proxy asks for a name and a password that Quillon does not have."_s);
     }
 
-    // The setting is kept for sessions in which it means something.
-    void desktopWithoutAChoiceAboutTheTaskBar()
+    // The settings are kept for sessions in which they mean something.
+    void choicesThatThisDesktopDoesNotHave()
     {
         PreferencesRun run(true);
         settings::UserDefaults::standardUserDefaults().setBool(settings::QuillonHideFromDockKey, true);
         settingsOfRun().loadSaved();
         run.test.desktop.hasTaskBarRequests = false;
+        run.test.updates.setUp = false;
         auto& controller = run.open();
         const auto& box = run.part<QAbstractButton>("showInDockButton");
         QVERIFY(!box.isEnabled() && box.isChecked());
         QCOMPARE(run.part<QLabel>("dockHint").text(), u"Wayland desktops always show a program there."_s);
         QCOMPARE(box.accessibleDescription(), u"Wayland desktops always show a program there."_s);
+        const auto& updates = run.part<QAbstractButton>("checkForUpdatesButton");
+        QVERIFY(!updates.isEnabled() && !updates.isChecked());
+        QCOMPARE(updates.accessibleDescription(), u"They come from the package manager."_s);
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());
+        QVERIFY(run.test.updates.automatic);
         QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
     }
 

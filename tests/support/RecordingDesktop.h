@@ -45,12 +45,14 @@ public:
 class RecordingUpdateFeed final : public platform::UpdateFeed
 {
 public:
+    bool isSetUp() const override { return setUp; }
     void setCheckIntervalSeconds(int seconds) override { interval = seconds; }
     bool automaticallyChecksForUpdates() const override { return automatic; }
     void setAutomaticallyChecksForUpdates(bool checks) override { automatic = checks; }
     void checkInBackground() override { ++backgroundChecks; }
     void check() override { ++checks; }
 
+    bool setUp = true;
     int interval = 0;
     bool automatic = true;
     int backgroundChecks = 0;
