@@ -1,6 +1,7 @@
 #include "SystemEnvironment.h"
 
 #include "Compositing.h"
+#include "DirectPaint.h"
 #include "SystemTimeSource.h"
 #include "null/NullAdapters.h"
 
@@ -23,6 +24,7 @@
 #include "linux/X11.h"
 #include "linux/X11HotKeys.h"
 #include "linux/X11Idle.h"
+#include "linux/X11Paint.h"
 #endif
 
 #include <concepts>
@@ -159,6 +161,15 @@ bool isScreenComposited()
     return !x11::isRunning() || x11::isComposited();
 #else
     return true;
+#endif
+}
+
+std::unique_ptr<DirectPaint> makeDirectPaint([[maybe_unused]] QWindow& window)
+{
+#ifdef Q_OS_LINUX
+    return makeX11Paint(window);
+#else
+    return nullptr;
 #endif
 }
 

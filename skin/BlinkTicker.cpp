@@ -128,10 +128,12 @@ void BlinkTicker::schedule()
     auto wait = std::chrono::milliseconds::max();
     for (const Pulse* pulse : m_pulses)
         wait = std::min(wait, pulse->m_wave.untilNextChange(time));
-    m_timer.start(wait);
+    // When it is due, not when a tick may take it at the earliest: a timer that comes early must not come in vain.
+    m_timer.start(wait + LookAhead);
 }
 
-Pulse::Pulse(QWidget& widget, std::function<void()> repaint) : m_widget(widget), m_repaint(std::move(repaint))
+Pulse::Pulse(QWidget& widget, std::function<QRect()> area)
+    : m_widget(widget), m_findArea(std::move(area)), m_steps(widget)
 {
     widget.installEventFilter(this);
 }
@@ -164,6 +166,8 @@ bool Pulse::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::Hide)
         stop();
+    else if (event->type() == QEvent::Paint && m_steps.painted())
+        m_area.reset();
     return QObject::eventFilter(watched, event);
 }
 
@@ -179,7 +183,11 @@ void Pulse::advance(std::chrono::milliseconds time)
     if (opacity == m_opacity)
         return;
     m_opacity = opacity;
-    m_repaint();
+    // To find it may take measuring text.
+    if (!m_area)
+        m_area = m_findArea();
+    if (!m_steps.show(*m_area, opacity))
+        m_widget.update(*m_area);
 }
 
 } // namespace skin

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "skin/PreparedSteps.h"
+
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QObject>
@@ -8,6 +10,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <vector>
 
 class QWidget;
@@ -16,8 +19,8 @@ namespace skin {
 
 /// An opacity that goes from one value to another and back, forever, in a few visible steps.
 ///
-/// Steps instead of frames: a repaint costs three wake-ups, and near the turning points an eased opacity hardly
-/// changes. So each step is shown when it is due and nothing happens in between; there are at most eight a second.
+/// Steps instead of frames: each costs a wake-up at least, and near the turning points an eased opacity hardly changes.
+/// So each step is shown when it is due and nothing happens in between; there are at most eight a second.
 struct Wave
 {
     enum class Timing
@@ -78,8 +81,8 @@ class Pulse final : public QObject
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(Pulse)
 public:
-    /// `repaint` schedules the repaint of the pulsating part.
-    Pulse(QWidget& widget, std::function<void()> repaint);
+    /// `area`: the pulsating part, in points of the widget.
+    Pulse(QWidget& widget, std::function<QRect()> area);
     ~Pulse() override;
 
     /// No effect while the same wave runs, or while the widget is not visible.
@@ -98,7 +101,9 @@ private:
     void advance(std::chrono::milliseconds time);
 
     QWidget& m_widget;
-    std::function<void()> m_repaint;
+    const std::function<QRect()> m_findArea;
+    std::optional<QRect> m_area; ///< since the last repaint
+    PreparedSteps m_steps;
     Wave m_wave;
     double m_opacity = 1.0;
     QPointer<BlinkTicker> m_ticker;

@@ -28,7 +28,7 @@ constexpr double ButtonAndCap = 19;
 
 QuillonStatusItemView::QuillonStatusItemView(const QRectF& frame, StatusItemOwner& menulet)
     : m_menulet(menulet), m_hoursString(u"-:--"_s),
-      m_blink(*this, [this] { update(makeRectForBlinker().toAlignedRect()); })
+      m_blink(*this, [this] { return makeRectForBlinker().toAlignedRect(); })
 {
     installAccessible<QuillonStatusItemView, StatusItemAccessible>();
     setObjectName(u"statusItemView"_s);

@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 namespace skin {
 
 RunningButtonBackground::RunningButtonBackground(QWidget* parent)
-    : QWidget(parent), m_pulse(*this, [this] { update(); })
+    : QWidget(parent), m_pulse(*this, [this] { return rect(); })
 {
     setIsRunning(false);
 }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QPoint>
+
+#include <memory>
+
+class QImage;
+class QWindow;
+
+namespace platform {
+
+/// Puts pixels into a window on the screen, past the toolkit: at once, without a repaint, and without an answer that
+/// would wake the program. What the toolkit paints there later covers them. Main thread only.
+class DirectPaint
+{
+public:
+    virtual ~DirectPaint() = default;
+
+    /// Whether it is still for this very window on the screen; else make another.
+    virtual bool isFor(const QWindow& window) const = 0;
+
+    /// `corner` and `image` (premultiplied, 32 bits) in device pixels of the window.
+    virtual void put(QPoint corner, const QImage& image) = 0;
+};
+
+/// Null where the desktop has no such way. One round trip. `window` is on the screen.
+std::unique_ptr<DirectPaint> makeDirectPaint(QWindow& window);
+
+} // namespace platform

@@ -1,0 +1,79 @@
+#include "skin/PreparedSteps.h"
+
+#include <QPainter>
+#include <QScopedValueRollback>
+#include <QWidget>
+#include <QWindow>
+
+#include <cmath>
+
+namespace skin {
+namespace {
+
+/// The pixels that the rectangle touches.
+QRect pixelsOf(const QRect& points, double scale)
+{
+    return QRectF(points.x() * scale, points.y() * scale, points.width() * scale, points.height() * scale)
+        .toAlignedRect();
+}
+
+} // namespace
+
+bool PreparedSteps::show(const QRect& area, double opacity)
+{
+    QWidget* window = m_widget.internalWinId() ? &m_widget : m_widget.nativeParentWidget();
+    if (!window || !QRegion(area).subtracted(m_widget.visibleRegion()).isEmpty() || !prepareWindow(*window))
+        return false;
+    const QRect inWindow(m_widget.mapTo(window, area.topLeft()), area.size());
+    const double scale = window->devicePixelRatioF();
+    const QRect place = pixelsOf(inWindow, scale);
+    if (place != m_place || scale != m_scale)
+        m_steps.clear();
+    m_place = place;
+    m_scale = scale;
+    auto step = m_steps.find(opacity);
+    if (step == m_steps.end()) {
+        const QScopedValueRollback painting(m_isPainting, true);
+        step = m_steps.emplace(opacity, paint(*window, inWindow)).first;
+    }
+    m_paint->put(m_place.topLeft(), step->second);
+    return true;
+}
+
+bool PreparedSteps::painted()
+{
+    if (m_isPainting)
+        return false;
+    m_steps.clear();
+    return true;
+}
+
+bool PreparedSteps::prepareWindow(QWidget& window)
+{
+    QWindow* handle = window.windowHandle();
+    if (!handle)
+        return false;
+    if (m_paint && !m_paint->isFor(*handle))
+        m_paint.reset();
+    if (!m_paint)
+        m_paint = platform::makeDirectPaint(*handle);
+    return m_paint != nullptr;
+}
+
+QImage PreparedSteps::paint(QWidget& window, const QRect& area) const
+{
+    QImage image(m_place.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    // Moved by whole pixels, so that everything snaps as it does on the screen.
+    painter.translate(-m_place.topLeft());
+    painter.scale(m_scale, m_scale);
+    // One point more on each side: what is clipped there may end within a pixel.
+    const QRect whole = area.adjusted(-1, -1, 1, 1) & window.rect();
+    const bool translucent = window.testAttribute(Qt::WA_TranslucentBackground);
+    window.render(&painter, whole.topLeft(), whole,
+                  translucent ? QWidget::DrawChildren : QWidget::DrawWindowBackground | QWidget::DrawChildren);
+    return image;
+}
+
+} // namespace skin

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/DirectPaint.h"
+
+#include <QImage>
+#include <QRect>
+
+#include <map>
+
+class QWidget;
+
+namespace skin {
+
+/// The steps of a part of a widget that pulsates, as the screen shows them: with what lies below and above. Each is
+/// painted once and then put into the window past the toolkit, whose own repaint wakes this process three times more.
+/// Main thread only.
+class PreparedSteps
+{
+public:
+    /// `widget` is not owned and must outlive this.
+    explicit PreparedSteps(QWidget& widget) : m_widget(widget) {}
+
+    /// Shows `area`, in points of the widget, as the widget paints it now, which `opacity` stands for. False: not from
+    /// here, because the desktop has no way or something hides a part of it.
+    bool show(const QRect& area, double opacity);
+
+    /// To be called when the widget paints: it, or what is seen through it, has changed. False: it paints for this.
+    bool painted();
+
+private:
+    bool prepareWindow(QWidget& window);
+    QImage paint(QWidget& window, const QRect& area) const;
+
+    QWidget& m_widget;
+    std::unique_ptr<platform::DirectPaint> m_paint;
+    QRect m_place; ///< of all steps, in device pixels of the window
+    double m_scale = 0;
+    std::map<double, QImage> m_steps; ///< by opacity
+    bool m_isPainting = false;
+};
+
+} // namespace skin

@@ -1,0 +1,157 @@
+#include "skin/PreparedSteps.h"
+#include "skin/BlinkTicker.h"
+
+#include "support/TestEnvironment.h"
+
+#include <QApplication>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QTest>
+
+using namespace skin;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A part of a striped window, itself striped and translucent, that counts how often it is painted.
+class Part final : public QWidget
+{
+public:
+    using QWidget::QWidget;
+
+    double opacity = 1;
+    int paintings = 0;
+    bool opaque = false;
+    Qt::GlobalColor color = Qt::red;
+
+private:
+    void paintEvent(QPaintEvent*) override
+    {
+        ++paintings;
+        QPainter painter(this);
+        painter.setOpacity(opacity);
+        painter.fillRect(opaque ? QRectF(rect()) : QRectF(3, 0, width() - 6, height()), color);
+    }
+};
+
+struct Scene
+{
+    Scene() : part(&window)
+    {
+        window.setWindowFlags(Qt::X11BypassWindowManagerHint);
+        QPalette palette;
+        palette.setBrush(QPalette::Window, QBrush(QColor(0x40, 0x80, 0xc0), Qt::Dense4Pattern));
+        window.setPalette(palette);
+        window.setGeometry(41, 53, 90, 60);
+        part.setGeometry(21, 13, 28, 28);
+        window.show();
+        static_cast<void>(QTest::qWaitForWindowExposed(&window));
+        settle();
+    }
+
+    void settle()
+    {
+        window.repaint();
+        QCoreApplication::processEvents();
+    }
+
+    /// What the X server has of the window.
+    QImage onScreen() const { return window.screen()->grabWindow(window.winId()).toImage(); }
+    /// The same after the toolkit's own painting.
+    QImage repainted()
+    {
+        settle();
+        return onScreen();
+    }
+
+    QWidget window;
+    Part part;
+    PreparedSteps steps{part};
+};
+
+} // namespace
+
+/// Needs an X server.
+class PreparedStepsTest final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    /// Pixel by pixel, at any scale; and each is painted once.
+    void showsWhatARepaintWouldShow()
+    {
+        Scene scene;
+        const QImage first = scene.onScreen();
+        const int before = scene.part.paintings;
+        QList<QImage> shown;
+        for (const double opacity : {0.5, 0.25, 0.5}) {
+            scene.part.opacity = opacity;
+            QVERIFY(scene.steps.show(scene.part.rect(), opacity));
+            shown << scene.onScreen();
+        }
+        QCOMPARE(scene.part.paintings, before + 2);
+        QCOMPARE(shown.at(2), shown.at(0));
+        QVERIFY(shown.at(0) != shown.at(1) && shown.at(0) != first);
+        QCOMPARE(scene.repainted(), shown.at(2));
+    }
+
+    void paintsAnewWhatChanged()
+    {
+        Scene scene;
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+        scene.part.color = Qt::green;
+        scene.steps.painted();
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+        const QImage green = scene.onScreen();
+        QCOMPARE(scene.repainted(), green);
+        scene.part.move(30, 20);
+        scene.settle();
+        const QImage moved = scene.onScreen();
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+        QCOMPARE(scene.onScreen(), moved);
+    }
+
+    void leavesAloneWhatLiesOverIt()
+    {
+        Scene scene;
+        Part above(&scene.window);
+        above.setGeometry(30, 20, 50, 10);
+        above.opacity = 0.5;
+        above.color = Qt::blue;
+        above.show();
+        const QImage before = scene.repainted();
+        scene.steps.painted();
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+        QCOMPARE(scene.onScreen(), before);
+        above.opaque = true;
+        above.setAttribute(Qt::WA_OpaquePaintEvent);
+        QVERIFY(!scene.steps.show(scene.part.rect(), 1));
+        above.hide();
+        scene.part.setGeometry(-5, 0, 28, 28);
+        QVERIFY(!scene.steps.show(scene.part.rect(), 1));
+        scene.window.hide();
+        QVERIFY(!scene.steps.show(scene.part.rect(), 1));
+    }
+
+    void pulsatesWithoutRepaints()
+    {
+        support::TestRun run;
+        Scene scene;
+        Pulse pulse(scene.part, [&] { return scene.part.rect(); });
+        scene.part.paintings = 0;
+        pulse.start({.to = 0.5, .duration = std::chrono::milliseconds(250)});
+        QTRY_VERIFY(scene.part.paintings > 0);
+        QImage last = scene.onScreen();
+        scene.part.opacity = 0.5;
+        for (int change = 0; change < 6; ++change) {
+            QTRY_VERIFY(scene.onScreen() != last);
+            last = scene.onScreen();
+            scene.part.opacity = 1.5 - scene.part.opacity;
+        }
+        QCOMPARE(scene.part.paintings, 3);
+    }
+};
+
+QTEST_MAIN(PreparedStepsTest)
+#include "PreparedStepsTest.moc"
