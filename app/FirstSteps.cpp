@@ -117,6 +117,7 @@ skin::Hint FirstSteps::hint(const platform::StatusItem::Place& place)
 void FirstSteps::finish()
 {
     rememberDone(true);
+    environment().hotKeys().setMayAsk(true);
     hide();
 }
 

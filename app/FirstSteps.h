@@ -30,6 +30,7 @@ public:
     /// Shows them, unless they are shown or have been dismissed.
     void showOnce();
     void hide();
+    bool areShown() const { return m_timer != nullptr; }
 
 private:
     void place();

@@ -123,6 +123,7 @@ void WrenfoldMenulet::awakeFromNib()
     }
     environment().updateFeed().setCheckIntervalSeconds(UpdateCheckSeconds);
     environment().updateFeed().checkInBackground();
+    environment().hotKeys().setMayAsk(false); // before anybody is signed in they would be of no use
     settings::HotKeyManager::instance().setTarget(this);
     settings::HotKeyManager::instance().setupHotKeys();
     updateKeyEquivalents();

@@ -170,6 +170,8 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
         showTimesheetWindow(this);
     if (m_userPreferences->timeIsKeptHere())
         m_firstSteps->showOnce();
+    // A desktop that asks the person for the keys would do so over them.
+    platform::environment().hotKeys().setMayAsk(!m_firstSteps->areShown());
 }
 
 void WrenfoldMenulet::mergeRequired(std::shared_ptr<const store::ChangeSet> changes)

@@ -67,6 +67,10 @@ public:
     /// that records a combination.
     virtual void setPaused(bool paused) = 0;
 
+    /// Whether this is a good moment to ask the person, where the desktop asks before it grants keys. True at first.
+    /// Keys that need no question do not wait for it.
+    virtual void setMayAsk(bool /*may*/) {}
+
     /// Whether other programs leave the key free to register now. Does not register it. Empty: cannot be determined
     /// here.
     virtual std::optional<bool> couldBeHad(const HotKey& /*key*/) { return std::nullopt; }

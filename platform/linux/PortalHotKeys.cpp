@@ -122,6 +122,13 @@ void PortalHotKeys::setPaused(bool paused)
     m_paused = paused;
 }
 
+void PortalHotKeys::setMayAsk(bool may)
+{
+    m_mayAsk = may;
+    if (may && m_phase == Phase::Listed)
+        bindMissing();
+}
+
 QString PortalHotKeys::trigger(QKeyCombination keys)
 {
     const QString key = keyName(keys.key());
@@ -190,7 +197,7 @@ void PortalHotKeys::createSession()
     m_granted.clear();
     // Plasma's portal takes the keys from here, unlike others.
     request(u"CreateSession"_s, {},
-            {{u"session_handle_token"_s, SessionToken}, {u"shortcuts"_s, QVariant::fromValue(shortcuts({}))}});
+            {{u"session_handle_token"_s, SessionToken}, {u"shortcuts"_s, QVariant::fromValue(shortcuts())}});
 }
 
 void PortalHotKeys::listShortcuts()
@@ -199,28 +206,33 @@ void PortalHotKeys::listShortcuts()
     request(u"ListShortcuts"_s, {QVariant::fromValue(QDBusObjectPath(m_session))}, {});
 }
 
-void PortalHotKeys::bindMissing(const QVariant& listed)
+void PortalHotKeys::takeListed(const QVariant& listed)
 {
     std::set<QString> known;
     for (const auto& [name, about] : qdbus_cast<QList<Shortcut>>(listed))
         known.insert(name);
-    const QList<Shortcut> missing = shortcuts(known);
+    m_missing = shortcuts();
+    m_missing.removeIf([&known](const Shortcut& shortcut) { return known.contains(shortcut.first); });
     take(listed);
-    if (missing.isEmpty()) {
+    if (m_missing.isEmpty())
         settle(Phase::Bound);
-        return;
-    }
-    settle(Phase::Binding);
-    request(u"BindShortcuts"_s,
-            {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(missing), QString()}, {});
+    else if (m_mayAsk)
+        bindMissing();
+    else
+        settle(Phase::Listed);
 }
 
-QList<PortalHotKeys::Shortcut> PortalHotKeys::shortcuts(const std::set<QString>& known) const
+void PortalHotKeys::bindMissing()
+{
+    settle(Phase::Binding);
+    request(u"BindShortcuts"_s,
+            {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(m_missing), QString()}, {});
+}
+
+QList<PortalHotKeys::Shortcut> PortalHotKeys::shortcuts() const
 {
     QList<Shortcut> wanted;
     for (const auto& [id, key] : m_asked) {
-        if (known.contains(key.name))
-            continue;
         QVariantMap about{{u"description"_s, key.description}};
         if (const QString wish = trigger(key.keys); !wish.isEmpty())
             about.insert(u"preferred_trigger"_s, wish);
@@ -242,7 +254,7 @@ void PortalHotKeys::request(const QString& method, const QVariantList& arguments
         if (!answer.isError() || m_request != path)
             return;
         if (m_phase == Phase::Listing)
-            bindMissing({}); // there are desktops that cannot list
+            takeListed({}); // there are desktops that cannot list
         else
             settle(Phase::Failed);
     });
@@ -266,7 +278,7 @@ void PortalHotKeys::responded(const QDBusMessage& message)
             listShortcuts();
         }
     } else if (m_phase == Phase::Listing) {
-        bindMissing(granted ? results.value(u"shortcuts"_s) : QVariant());
+        takeListed(granted ? results.value(u"shortcuts"_s) : QVariant());
     } else if (m_phase == Phase::Binding) {
         // Whatever the response: GNOME 48 calls a grant a failure, and a refusal names no shortcuts.
         take(results.value(u"shortcuts"_s));
@@ -306,11 +318,11 @@ void PortalHotKeys::activated(const QDBusMessage& message)
 void PortalHotKeys::shortcutsChanged(const QDBusMessage& message)
 {
     const QVariantList arguments = message.arguments();
-    if (m_phase != Phase::Bound || arguments.size() != 2 ||
-        arguments.at(0).value<QDBusObjectPath>().path() != m_session)
+    const bool isAnswered = m_phase == Phase::Bound || m_phase == Phase::Listed;
+    if (!isAnswered || arguments.size() != 2 || arguments.at(0).value<QDBusObjectPath>().path() != m_session)
         return;
     take(arguments.at(1));
-    settle(Phase::Bound);
+    settle(m_phase);
 }
 
 void PortalHotKeys::sessionClosed(const QDBusMessage& message)
@@ -357,10 +369,13 @@ HotKeys::Status PortalHotKeys::statusOf(int id) const
         return {State::Unavailable, {}};
     const HotKey& key = m_keys.at(id);
     const auto asked = m_asked.find(id);
-    if (m_phase != Phase::Bound || asked == m_asked.end() || asked->second != key)
+    const bool isAnswered = m_phase == Phase::Bound || m_phase == Phase::Listed;
+    if (!isAnswered || asked == m_asked.end() || asked->second != key)
         return {State::Pending, {}};
     const auto granted = m_granted.find(key.name);
-    return granted == m_granted.end() ? Status{State::Denied, {}} : Status{State::Registered, granted->second};
+    if (granted != m_granted.end())
+        return {State::Registered, granted->second};
+    return {m_phase == Phase::Listed ? State::Pending : State::Denied, {}};
 }
 
 } // namespace platform

@@ -30,6 +30,7 @@ public:
 
     /// The desktop keeps the keys: they reach no window.
     void setPaused(bool paused) override;
+    void setMayAsk(bool may) override;
     QString way() const override { return QStringLiteral("from the desktop's portal"); }
 
     /// `keys` in the desktop's notation: "CTRL+ALT+m" (Shortcuts, XDG specifications). Empty when they have no name
@@ -51,6 +52,7 @@ private:
         Idle,     ///< nothing is requested
         Creating, ///< a session was asked for
         Listing,  ///< the keys that it has already were
+        Listed,   ///< the others are not, until the person may be asked
         Binding,  ///< the others were
         Bound,    ///< the desktop has answered
         Failed,   ///< there is no such portal, or not now
@@ -62,9 +64,9 @@ private:
     void begin();
     void createSession();
     void listShortcuts();
-    void bindMissing(const QVariant& listed);
-    /// Those wanted that are not among the `known`.
-    QList<Shortcut> shortcuts(const std::set<QString>& known) const;
+    void takeListed(const QVariant& listed);
+    void bindMissing();
+    QList<Shortcut> shortcuts() const;
     void settle(Phase phase);
     void portalLost();
     void portalCame();
@@ -77,12 +79,15 @@ private:
     std::map<int, HotKey> m_asked;
     /// What fires, by name: of those the desktop granted.
     std::map<QString, QString> m_granted;
+    /// Of those asked for, what the desktop has not listed.
+    QList<Shortcut> m_missing;
     Phase m_phase = Phase::Idle;
     QString m_request; ///< the path at which the next answer comes
     QString m_session; ///< the path of the session; empty: none
     int m_tokens = 0;
     bool m_updatePosted = false;
     bool m_paused = false;
+    bool m_mayAsk = true;
 };
 
 } // namespace platform

@@ -9,6 +9,7 @@
 #include "timesheet/TimesheetWindow.h"
 
 #include <QLabel>
+#include <QPushButton>
 
 #include <algorithm>
 
@@ -91,6 +92,11 @@ private slots:
         const auto* hint = run.menulet->timesheetController()->window().findChild<QLabel*>(u"hintText"_s);
         QVERIFY(hint && hint->isVisible());
         QVERIFY2(hint->text().contains("Others cover it."_L1), qPrintable(hint->text()));
+        // A desktop that asks for the keys waits until they have been read.
+        run.refresh();
+        QVERIFY(!run.test.hotKeys.mayAsk);
+        run.menulet->timesheetController()->window().findChild<QPushButton*>(u"hintButton"_s)->click();
+        QVERIFY(run.test.hotKeys.mayAsk);
     }
 
     void signedOut()
@@ -272,6 +278,7 @@ private slots:
     void hotKeys()
     {
         StartedRun run;
+        QVERIFY(run.test.hotKeys.mayAsk);
         run.shown();
         for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
             QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));

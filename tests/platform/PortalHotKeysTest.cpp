@@ -189,8 +189,12 @@ private slots:
               {u"keeps one"_s, {u"bind timesheet=CTRL+ALT+m"_s, u"bind new-timer=CTRL+ALT+n"_s}}}) {
             Desktop desktop;
             desktop.tell(u"Answer"_s, answer);
+            m_keys->setMayAsk(answer == u"keeps"_s);
             const auto timesheet = add(Timesheet);
             const auto newTimer = add(NewTimer);
+            QTRY_COMPARE(timesheet->status().state, State::Registered);
+            QCOMPARE(newTimer->status().state, answer == u"keeps"_s ? State::Registered : State::Pending);
+            m_keys->setMayAsk(true);
             QTRY_COMPARE(newTimer->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+n"_s}));
             QCOMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press CTRL+ALT+m"_s}));
             QCOMPARE(desktop.log(), QStringList({Register, Create}) + bound);

@@ -23,6 +23,7 @@ public:
     }
 
     void setPaused(bool now) override { paused = now; }
+    void setMayAsk(bool may) override { mayAsk = may; }
     std::optional<bool> couldBeHad(const HotKey& /*key*/) override { return free; }
 
     /// The person presses the combination. False when nobody has registered it.
@@ -49,6 +50,7 @@ public:
     /// How many registrations there have been.
     int registrations = 0;
     bool paused = false;
+    bool mayAsk = true;
     /// Whether another key could be had. Empty: nobody can tell.
     std::optional<bool> free;
     /// The status of every key for which nothing else was set.
