@@ -18,6 +18,7 @@ def day(desktop):
     item(desktop)
     new_timer(desktop)
     timesheet(desktop)
+    again(desktop)
     windows(desktop)
     with desktop.step("it quits"):
         desktop.end_program()
@@ -27,7 +28,6 @@ def morning(desktop):
     with desktop.step("the first start asks where to keep the time"):
         desktop.start_program()
         until("the preferences", lambda: desktop.shown("dialog", PREFERENCES) and desktop.has_keyboard(PREFERENCES))
-    desktop.permit_hot_keys()
     with desktop.step("a click keeps it here"):
         desktop.click(find(desktop.root, "push button", "Keep My Time on This Computer"))
         until("the sample entry", lambda: desktop.status()["State"] == "stopped" and desktop.status()["Project"])
@@ -38,6 +38,7 @@ def morning(desktop):
     with desktop.step("a click dismisses the hint"):
         desktop.click(find(desktop.root, "push button", "Got It"))
         until("no hint", lambda: not desktop.shown("notification"))
+    desktop.permit_hot_keys()
     with desktop.step("the hours are where this desktop has room for them"):
         carrier = desktop.check()["Status item"]
         assert desktop.carrier in carrier[1], carrier
@@ -109,6 +110,21 @@ def timesheet(desktop):
         middle = before.x + before.width // 2
         desktop.hand.drag(middle, before.y + 12, middle + 120, before.y + 72)
         until("its new place", lambda: (now := desktop.window(TIMESHEET)) and (now.x, now.y) != (before.x, before.y))
+
+
+def again(desktop):
+    entries = None
+    with desktop.step("the menu offers what was done before"):
+        desktop.open_menu()
+        entries = desktop.entries()
+        assert entries is None or any(entry.startswith("Continue ") for entry in entries), entries
+    if entries is None:
+        desktop.close_menu()
+        return
+    with desktop.step("a click continues it"):
+        other = next(entry for entry in entries if entry.startswith("Continue ") and "training" not in entry)
+        desktop.choose(other)
+        until("it runs", lambda: desktop.status()["Running"] and desktop.status()["Project"] in other)
 
 
 def windows(desktop):

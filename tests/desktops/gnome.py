@@ -90,20 +90,71 @@ class Recipe(Desktop):
     def menu(self):
         return self.drawn("i.menu.isOpen") if self.extension else super().menu()
 
+    def drawn_entries(self):
+        """Those of the shell's menu, with their places."""
+        return {item.pop("text"): item for item in self.drawn(
+            "i.menu._getMenuItems().filter(m => m.label && m.visible).map(m => ({text: m.label.text, ...at(m)}))")}
+
+    def entries(self):
+        return list(self.drawn_entries()) if self.extension else super().entries()
+
     def choose(self, text):
         if not self.extension:
             return super().choose(text)
-        items = {item.pop("text"): item for item in self.drawn(
-            "i.menu._getMenuItems().filter(m => m.label).map(m => ({text: m.label.text, ...at(m)}))")}
-        found = items[text]
+        found = self.drawn_entries()[text]
         self.click((found["x"] + found["width"] / 2, found["y"] + found["height"] / 2))
 
     def tour(self):
         day.day(self)
+        self.search()
         self.leave()
         if not self.extension:
             self.strip_tour()
         self.listen()
+
+    def search(self):
+        """The timer from the shell's search and from the right click on its icon."""
+        middles = "(() => { const middle = (a) => { const [x, y] = a.get_transformed_position(); return [x + a.width / 2, y + a.height / 2]; };"
+
+        def results():
+            return self.evaluate("Object.values(Main.overview.searchController._searchResults._providers.find("
+                                 "p => p.id === 'com.wrenfold.quillon.desktop').display._resultDisplays).map(d => d.metaInfo.name)")
+
+        def look_for(words, result):
+            self.keys("super")
+            until("the overview", lambda: self.evaluate("Main.overview.visible"))
+            self.type(words)
+            until(result, lambda: results() and result in results()[0])
+
+        def icon(what):
+            return self.evaluate(middles + " const all = (m) => m._getMenuItems().flatMap(i => i._getMenuItems ? all(i) : [i]);"
+                                 " const i = Main.overview.dash._box.get_children().map(c => c.child).find("
+                                 f"c => c?.app?.get_id() === 'com.wrenfold.quillon.desktop'); return {what}; }})()")
+
+        self.start_program()
+        until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
+        with self.step("the shell's search finds a project"):
+            look_for("bookk", "Start Bookkeeping")
+        with self.step("return starts its timer"):
+            self.keys("return")
+            until("it runs", lambda: self.status()["Running"] and self.status()["Project"] == "Bookkeeping")
+            until("no overview", lambda: not self.evaluate("Main.overview.visible"))
+        with self.step("while it runs the search offers to stop it"):
+            look_for("stop", "Stop the Timer")
+        with self.step("return stops it"):
+            self.keys("return")
+            until("it rests", lambda: not self.status()["Running"])
+        with self.step("the icon in the dash offers what the program does"):
+            self.keys("super")
+            until("the overview", lambda: self.evaluate("Main.overview.visible"))
+            self.click(tuple(until("the icon", lambda: icon("middle(i)"))), "right")
+            entries = until("its menu", lambda: icon("i._menu.isOpen && Object.fromEntries(all(i._menu).filter("
+                                                     "m => m.label && m.visible).map(m => [m.label.text, middle(m)]))"))
+            assert {"New Timer", "Continue Last", "Stop the Timer", "Timesheet", "Preferences"} <= set(entries), entries
+        with self.step("a click there continues the last"):
+            self.click(tuple(entries["Continue Last"]))
+            until("it runs", lambda: self.status()["Running"])
+        self.end_program()
 
     def permit_hot_keys(self):
         if not self.hot_keys:

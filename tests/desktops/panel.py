@@ -117,6 +117,9 @@ class Desktop(desktop.Desktop):
         gone = self.changed(self.with_menu, self.picture("last"), f"{width}x{height}+{left}+{top}")
         return not gone or gone[2] < width // 2 or gone[3] < height // 2  # what is chosen moves in it
 
+    def entries(self):
+        return None if self.icon else super().entries()
+
     def choose(self, text):
         if not self.icon:
             part = find(self.menu(), "menu item", text).queryComponent().getExtents(pyatspi.DESKTOP_COORDS)

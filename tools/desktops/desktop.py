@@ -144,6 +144,10 @@ class Desktop:
     def close_menu(self):
         self.keys("esc")
 
+    def entries(self):
+        """The texts of the open menu; None where nobody but the panel knows them."""
+        return [entry.name for entry in self.menu() if entry and "showing" in states(entry)]
+
     def choose(self, text):
         """An entry of the open menu, by a click."""
         menu = self.menu()
