@@ -105,12 +105,11 @@ PickerMenu& QuillonAutocompleter::popupMenu()
         m_menu = new PickerMenu(lookOf(m_style), m_container);
         m_menu->setObjectName(u"popupMenu"_s);
         m_menu->setAccessibleName(chooseText());
-        connect(m_menu, &QMenu::triggered, this, [this](const QAction* item) {
+        connect(m_menu, &PickerMenu::triggered, this, [this](qint64 tag) {
             m_textField->setFocus();
-            itemSelectedFromMenu(item->data().toLongLong());
-            updatePopupButtonAfterSelection(); // the menu has toggled the item's mark
+            itemSelectedFromMenu(tag);
         });
-        connect(m_menu, &QMenu::aboutToHide, m_popupButton, [this] { m_popupButton->setDown(false); });
+        connect(m_menu, &PickerMenu::aboutToHide, m_popupButton, [this] { m_popupButton->setDown(false); });
     }
     if (!m_menuFilled) {
         m_menuFilled = true;
@@ -398,8 +397,7 @@ void QuillonAutocompleter::updatePopupButtonAfterSelection()
     if (!m_menuFilled)
         return;
     const model::QuillonObject* value = selectedValue();
-    for (QAction* item : m_menu->actions())
-        item->setChecked(value && item->isEnabled() && item->data().toLongLong() == tag(*value));
+    m_menu->setChecked(value ? std::optional(tag(*value)) : std::nullopt);
 }
 
 void QuillonAutocompleter::updatePlaceholderText()
@@ -506,14 +504,7 @@ void QuillonAutocompleter::popUpMenu()
 {
     m_resultsController.closeResults();
     updatePlaceholderText();
-    PickerMenu& menu = popupMenu();
-    menu.setMinimumWidth(m_container->width());
-    // Walking through it with the keys starts at the choice.
-    QAction* checked = nullptr;
-    for (QAction* item : menu.actions())
-        checked = item->isChecked() ? item : checked;
-    menu.setActiveAction(checked);
-    menu.popup(m_container->mapToGlobal(QPoint(0, m_container->height())));
+    popupMenu().popUp(*m_container);
 }
 
 bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)

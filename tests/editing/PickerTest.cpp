@@ -10,10 +10,12 @@
 #include "support/TestMain.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QInputMethodEvent>
 #include <QLabel>
 #include <QListView>
 #include <QScrollBar>
+#include <QSignalSpy>
 
 using namespace editing;
 
@@ -111,17 +113,17 @@ public:
     QString menu(QuillonAutocompleter& picker)
     {
         QStringList items;
-        for (const QAction* item : picker.popupMenu().actions())
-            items << (item->isEnabled() ? u"  "_s : QString()) + item->text() +
-                         (item->isChecked() ? u"*"_s : QString());
+        for (const PickerMenu::Item& item : picker.popupMenu().items())
+            items << (item.tag ? u"  "_s : QString()) + item.title +
+                         (picker.popupMenu().isChecked(item) ? u"*"_s : QString());
         return items.join(u'/');
     }
     void pick(QuillonAutocompleter& picker, const QString& title)
     {
-        for (QAction* item : picker.popupMenu().actions()) {
-            if (item->text() == title)
-                item->trigger();
-        }
+        const auto& items = picker.popupMenu().items();
+        const auto item =
+            std::find_if(items.begin(), items.end(), [&](const auto& each) { return each.title == title; });
+        picker.popupMenu().trigger(static_cast<int>(item - items.begin()));
     }
     bool error(QuillonAutocompleter& picker) const { return picker.autocompleterContainerView()->error(); }
     bool prompt(QuillonAutocompleter& picker) const
@@ -329,6 +331,80 @@ private slots:
         QCOMPARE(window.presses, 1);
     }
 
+    void theMenuIsAMenu()
+    {
+        QWidget field;
+        field.resize(300, 26);
+        field.show();
+        PickerMenu menu(Look::Dark, &field);
+        for (int i = 0; i < 300; ++i) {
+            if (i % 100 == 0)
+                menu.addHeader(u"Client %1"_s.arg(i / 100));
+            menu.addItem(u"%1 %2"_s.arg(QStringList{u"Alp"_s, u"[B-7] Beta"_s, u"alto"_s}.at(i % 3)).arg(i), i);
+        }
+        menu.addItem(QString(200, u'x'), 300);
+        menu.setChecked(150);
+        const QSignalSpy chosen(&menu, &PickerMenu::triggered);
+        menu.popUp(field);
+        QVERIFY(menu.height() <= field.screen()->availableGeometry().height() / 2);
+        const auto isSeen = [&] { return menu.viewport()->rect().contains(menu.itemRect(menu.activeItem())); };
+        const auto active = [&] {
+            return menu.activeItem() < 0 ? u"-"_s : menu.items()[size_t(menu.activeItem())].title;
+        };
+        QCOMPARE(active(), u"Alp 150");
+        for (const auto& [key, expected] : {std::pair{Qt::Key_Home, u"Alp 0"_s},
+                                            {Qt::Key_Up, QString(200, u'x')},
+                                            {Qt::Key_Tab, u"Alp 0"_s},
+                                            {Qt::Key_Down, u"[B-7] Beta 1"_s},
+                                            {Qt::Key_End, QString(200, u'x')},
+                                            {Qt::Key_A, u"Alp 0"_s},
+                                            {Qt::Key_L, u"Alp 0"_s},
+                                            {Qt::Key_T, u"alto 2"_s},
+                                            {Qt::Key_Backtab, u"[B-7] Beta 1"_s}}) {
+            QTest::keyClick(&menu, key);
+            QCOMPARE(active(), expected);
+            QVERIFY(isSeen());
+        }
+        quint64 time = 5000; // a pause begins another word
+        for (const auto& [key, expected] : {std::pair{"b", u"[B-7] Beta 4"_s}, {"-", u"[B-7] Beta 4"_s}}) {
+            QKeyEvent typed(QEvent::KeyPress, 0, Qt::NoModifier, QString::fromLatin1(key));
+            typed.setTimestamp(time += 500);
+            QCoreApplication::sendEvent(&menu, &typed);
+            QCOMPARE(active(), expected);
+        }
+
+        // As a screen reader finds it.
+        QAccessibleInterface* shown = QAccessible::queryAccessibleInterface(&menu);
+        QCOMPARE(shown->role(), QAccessible::PopupMenu);
+        QCOMPARE(shown->childCount(), 304);
+        QCOMPARE(shown->focusChild()->text(QAccessible::Name), u"[B-7] Beta 4");
+        QCOMPARE(shown->indexOfChild(shown->child(7)), 7);
+        QCOMPARE(shown->child(7)->parent(), shown);
+        QVERIFY(shown->child(0)->role() == QAccessible::MenuItem && shown->child(0)->state().disabled);
+        QVERIFY(shown->child(152)->state().checked && shown->child(152)->state().checkable);
+
+        // The pointer: not while it just lies there; headers are nothing; dragged to an item and released.
+        const auto at = [&](int item) { return menu.itemRect(item).center(); };
+        QTest::keyClick(&menu, Qt::Key_Home);
+        QTest::mouseMove(menu.viewport(), at(3));
+        QTest::mouseClick(menu.viewport(), Qt::LeftButton, {}, at(0));
+        QVERIFY(menu.isVisible());
+        QCOMPARE(active(), u"-");
+        QTest::mousePress(menu.viewport(), Qt::LeftButton, {}, at(3));
+        QTest::mouseRelease(menu.viewport(), Qt::LeftButton, {}, at(2));
+        QVERIFY(!menu.isVisible());
+        menu.popUp(field);
+        shown->child(1)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QTRY_VERIFY(!menu.isVisible());
+        menu.popUp(field);
+        QTest::keyClick(&menu, Qt::Key_Space);
+        menu.popUp(field);
+        QTest::keyClick(&menu, Qt::Key_Escape);
+        QVERIFY(!menu.isVisible());
+        QCOMPARE(QVariantList(chosen[0] + chosen[1] + chosen[2]), QVariantList({qint64(1), qint64(0), qint64(150)}));
+        QCOMPARE(chosen.size(), 3);
+    }
+
     void choosesFromTheMenu()
     {
         Pickers window;
@@ -487,7 +563,8 @@ private slots:
     void longNamesCanBeToldApart()
     {
         Pickers window;
-        const QString name = u"Restoration of the northern harbour wall, berths 4 to 17 and the old lighthouse, part "_s;
+        const QString name =
+            u"Restoration of the northern harbour wall, berths 4 to 17 and the old lighthouse, part "_s;
         window.run.offered = {{"50", u"Bank"_s, {}, name + u"B"_s}, {"51", u"Bank"_s, {}, name + u"W"_s}};
         window.catalogChanges();
         window.key(Qt::Key_Down);
@@ -497,11 +574,9 @@ private slots:
         const auto drawn = [&](int row) { return list.viewport()->grab(list.visualRect(list.model()->index(row, 0))); };
         QVERIFY(drawn(1).toImage() != drawn(2).toImage());
         QVERIFY(list.model()->index(1, 0).data(Qt::ToolTipRole).toString().contains(u"harbour"_s));
-        QMenu& menu = window.project.popupMenu();
-        menu.ensurePolished();
-        const auto item = [&](int row) {
-            return menu.grab(menu.actionGeometry(menu.actions().at(row))).toImage();
-        };
+        PickerMenu& menu = window.project.popupMenu();
+        menu.popUp(window);
+        const auto item = [&](int row) { return menu.viewport()->grab(menu.itemRect(row)).toImage(); };
         QVERIFY(item(1) != item(2));
     }
 
