@@ -14,6 +14,7 @@
 #include "platform/Run.h"
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
+#include "platform/TextScaling.h"
 #include "skin/Fonts.h"
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
@@ -263,7 +264,9 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
         complain(noDisplay());
         _exit(ExitCannotRun);
     });
+    std::optional<platform::TextScaling> textScaling(std::in_place);
     const QApplication application(argc, argv);
+    textScaling.reset();
     guard.reset();
     QApplication::setFont(skin::widgetFont(QApplication::font()));
     const EndOnSignal endOnSignal;
