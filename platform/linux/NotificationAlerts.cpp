@@ -46,6 +46,12 @@ QDBusPendingCall call(const QString& method, const QVariantList& arguments = {})
     return QDBusConnection::sessionBus().asyncCall(message, LongestWaitMs);
 }
 
+/// GNOME Shell before version 46 takes the buttons of a notification away when it is replaced.
+bool losesButtons(const QVariantList& server)
+{
+    return server.value(0) == u"gnome-shell"_s && server.value(2).toString().section(u'.', 0, 0).toInt() < 46;
+}
+
 void close(uint number)
 {
     // Where it fails the notification is gone.
@@ -138,6 +144,9 @@ void NotificationAlerts::listen()
 
 void NotificationAlerts::ask(Asked& asked)
 {
+    whenAnswered(call(u"GetServerInformation"_s), this, [this](const QDBusPendingCall& answered) {
+        m_losesButtons = losesButtons(answered.reply().arguments());
+    });
     whenAnswered(call(u"GetCapabilities"_s), this, [this, id = asked.id](const QDBusPendingCall& answered) {
         Asked* const waiting = find(id);
         if (!waiting)
@@ -157,6 +166,8 @@ void NotificationAlerts::notify(Asked& asked)
         actions << QString::number(i) << asked.alert.buttons[i];
     const QVariantMap hints{
         {u"urgency"_s, QVariant::fromValue(Critical)}, {u"suppress-sound"_s, true}, {u"desktop-entry"_s, Entry}};
+    if (m_losesButtons && asked.number)
+        close(std::exchange(asked.number, 0));
     asked.changed = false;
     asked.minute = m_time.repeat(BetweenChanges, [this, id = asked.id] {
         Asked& due = *find(id);

@@ -63,6 +63,7 @@ private:
     TimeSource& m_time;
     MessageBoxAlerts m_boxes;
     quint64 m_count = 0;
+    bool m_losesButtons = false;              ///< a notification that is replaced
     std::list<Asked> m_asked;                 ///< in the order in which they were shown
     QDBusServiceWatcher* m_watcher = nullptr; ///< once something was asked
 };

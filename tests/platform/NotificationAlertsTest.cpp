@@ -59,9 +59,16 @@ public:
     QStringList said;  ///< the titles as they were sent
     QVariantList last; ///< all that was sent with the last one
     bool fails = false;
+    QString version = u"48.4"_s;
 
 public slots:
     QStringList GetCapabilities() { return m_capabilities; }
+    QString GetServerInformation(QString& vendor, QString& number, QString& specification)
+    {
+        vendor = specification = u"1"_s;
+        number = version;
+        return u"gnome-shell"_s;
+    }
     uint Notify(const QString& /*application*/, uint replaced, const QString& icon, const QString& title,
                 const QString& body, const QStringList& actions, const QVariantMap& hints, int expires,
                 const QDBusMessage& call)
@@ -146,6 +153,24 @@ private slots:
         settle();
         QCOMPARE(m_desktop->said.size(), 1);
         QCOMPARE(m_said.size(), 1);
+    }
+
+    void aDesktopThatLosesTheButtons()
+    {
+        for (const auto& [version, replaces] : {std::pair(u"43.9"_s, false), {u"48.4"_s, true}}) {
+            cleanup();
+            init();
+            m_desktop->version = version;
+            const auto id = ask();
+            const uint number = m_desktop->shown;
+            m_alerts->update(id, question(11));
+            m_time.advance(60s);
+            QTRY_COMPARE(m_desktop->said.size(), 2);
+            QCOMPARE(m_desktop->shown == number, replaces);
+            QVERIFY(m_desktop->shown && m_said.isEmpty());
+            m_alerts->dismiss(id);
+            QTRY_VERIFY(!m_desktop->shown);
+        }
     }
 
     void changesOnceAMinute()
