@@ -91,10 +91,10 @@ std::optional<int> FaceWatch::nextEvent(double until)
     }
 }
 
-bool FaceWatch::showsPicture(xcb_window_t window) const
+bool FaceWatch::showsPicture(xcb_window_t window, int leastWidth) const
 {
     const auto geometry = owned(xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, window), nullptr));
-    if (!geometry)
+    if (!geometry || geometry->width < leastWidth)
         return false;
     const auto width = static_cast<uint16_t>(geometry->width / 2);
     const auto height = static_cast<uint16_t>(geometry->height / 2);
@@ -110,11 +110,11 @@ bool FaceWatch::showsPicture(xcb_window_t window) const
     return std::set<uint32_t>(pixels, pixels + count).size() >= FewestColours;
 }
 
-bool FaceWatch::awaitFace(double patience)
+bool FaceWatch::awaitFace(double patience, int width)
 {
     const double until = now() + patience;
     while (const auto type = nextEvent(until)) {
-        if (*type == m_damageEvent && m_windows.contains(m_drawn) && showsPicture(m_drawn)) {
+        if (*type == m_damageEvent && m_windows.contains(m_drawn) && showsPicture(m_drawn, width)) {
             m_face = m_drawn;
             return true;
         }

@@ -21,8 +21,9 @@ public:
     /// Forgets the windows that came before this call.
     void expectNewProgram();
 
-    /// Waits until a new window's middle shows a picture of several colours; false when none does in time (seconds).
-    bool awaitFace(double patience);
+    /// Waits until the middle of a new window, at least that many pixels wide, shows a picture of several colours;
+    /// false when none does in time (seconds).
+    bool awaitFace(double patience, int width);
 
     /// Waits and counts the repaints meanwhile: changes of the window that are not of the same moment.
     int countRepaints(double seconds);
@@ -30,7 +31,7 @@ public:
 private:
     /// The next event within the time, else nothing.
     std::optional<int> nextEvent(double until);
-    bool showsPicture(xcb_window_t window) const;
+    bool showsPicture(xcb_window_t window, int leastWidth) const;
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;

@@ -12,8 +12,35 @@ struct Limits
     double aim;
 };
 
-/// One line: the value with its limits, each "ok" or "over", and how it came about.
+/// A line of the table.
+struct Row
+{
+    std::string figure;
+    double value = 0; ///< what the limits are for
+    std::string unit; ///< "x": the value is the ratio of ours to the bare program's
+    Limits limits{};
+    std::string today; ///< of a ratio: what ours took. May be empty
+    std::string detail;
+};
+
+/// Prints the names of the columns.
+void heading(bool withBefore);
+
+/// One line: today's value, its limits, and the ratio to a bare program where there is one; behind a limit it exceeds
+/// stands a mark. A program that quillon-bench has started hands the row over to it instead.
+void report(const Row& row);
 void report(const std::string& what, double value, const char* unit, Limits limits, const std::string& detail);
+
+/// From now on rows go there instead (null: to the output).
+void collectRows(std::vector<Row>* rows);
+/// Those of another build, to be shown beside rows of the same names from now on.
+void compareWith(std::vector<Row> before);
+
+/// What a program hands over: the row in one line. Other lines are no rows.
+std::string encoded(const Row& row);
+bool decode(const std::string& line, Row& row);
+/// In the environment of the programs that hand their rows over.
+inline constexpr const char* HandOver = "QUILLON_BENCH_ROWS";
 
 /// A line without limits.
 void note(const std::string& text);
@@ -32,8 +59,12 @@ struct Pairs
 
     /// The quotient of the medians.
     double ratio() const { return median(ours) / median(bare); }
+    /// Both medians, and the middle half of ours.
     std::string detail(const char* unit) const;
 };
+
+/// A row with the ratio, and what ours took.
+void report(const std::string& what, const Pairs& measured, const char* unit, Limits limits);
 
 template <class Ours, class Bare>
 Pairs pairs(int count, Ours ours, Bare bare)
