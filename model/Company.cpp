@@ -10,6 +10,7 @@
 #include "Xml.h"
 
 #include "settings/QuillonPreferences.h"
+#include "store/Utc.h"
 
 #include <algorithm>
 #include <numeric>
@@ -119,6 +120,16 @@ QuillonObject& Company::insertWithId(const QString& idString, store::Context& co
     return made;
 }
 
+namespace {
+
+/// As it is stored.
+QDateTime wallClockOf(QDate day)
+{
+    return {day, QTime(0, 0), store::Utc};
+}
+
+} // namespace
+
 std::vector<DayEntry*> Company::dayEntriesForDate(QDate date, store::Context& context) const
 {
     if (!date.isValid())
@@ -126,8 +137,8 @@ std::vector<DayEntry*> Company::dayEntriesForDate(QDate date, store::Context& co
     std::vector<DayEntry*> entries;
     for (store::Object* object : context.fetch(
              {DayEntry::EntityName,
-              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, startOfDay(date)) &&
-                  store::where("spentAt", Operator::Less, startOfDay(date.addDays(1))) &&
+              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(date)) &&
+                  store::where("spentAt", Operator::Less, wallClockOf(date.addDays(1))) &&
                   store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
               {{"idString"}, {"timerStarted"}}}))
         entries.push_back(static_cast<DayEntry*>(object));
@@ -144,7 +155,7 @@ std::vector<DayEntry*> Company::dayEntriesSince(QDate first) const
     std::vector<DayEntry*> entries;
     for (store::Object* object : context().fetch(
              {DayEntry::EntityName,
-              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, startOfDay(first)) &&
+              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(first)) &&
                   store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
               {}}))
         entries.push_back(static_cast<DayEntry*>(object));

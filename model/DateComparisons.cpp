@@ -32,4 +32,18 @@ bool sameDayAs(const QDateTime& date, const QDateTime& other)
     return date.isValid() && other.isValid() && localDay(date) == localDay(other);
 }
 
+QDateTime wallClock(const QDateTime& moment)
+{
+    const QDateTime local = moment.toLocalTime();
+    const bool begins = local.time() == QTime(0, 0) || moment == startOfDay(local.date());
+    return {local.date(), begins ? QTime(0, 0) : local.time(), store::Utc};
+}
+
+QDateTime momentOf(const QDateTime& wallClock)
+{
+    if (wallClock.time() == QTime(0, 0))
+        return startOfDay(wallClock.date());
+    return QDateTime(wallClock.date(), wallClock.time()).toUTC();
+}
+
 } // namespace model

@@ -20,4 +20,9 @@ QDateTime dateWithDayPrecision(const QDateTime& date);
 /// Both are in the same local calendar day.
 bool sameDayAs(const QDateTime& date, const QDateTime& other);
 
+/// The local date and time of a moment, written as if in UTC. Days and times of day are stored like this: they are the
+/// same in whatever time zone they are read, and `momentOf` finds their moment in the present one.
+QDateTime wallClock(const QDateTime& moment);
+QDateTime momentOf(const QDateTime& wallClock);
+
 } // namespace model

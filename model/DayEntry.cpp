@@ -1,7 +1,6 @@
 #include "DayEntry.h"
 
 #include "Company.h"
-#include "DateComparisons.h"
 #include "DateFormatting.h"
 #include "Host.h"
 #include "HoursMinutes.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/DateComparisons.h"
 #include "model/QuillonObject.h"
 
 #include <QDateTime>
@@ -38,16 +39,16 @@ public:
     double hoursWithoutTimer() const { return number("hoursWithoutTimer"); }
     void setHoursWithoutTimer(double hours) { setValue("hoursWithoutTimer", hours); }
     /// The start of the local day that the entry counts for.
-    QDateTime spentAt() const { return date("spentAt"); }
-    void setSpentAt(const QDateTime& spentAt) { setValue("spentAt", spentAt); }
+    QDateTime spentAt() const { return momentOf(date("spentAt")); }
+    void setSpentAt(const QDateTime& spentAt) { setValue("spentAt", wallClock(spentAt)); }
     /// Valid only while the timer runs.
     QDateTime timerStarted() const { return date("timerStarted"); }
     void setTimerStarted(const QDateTime& moment) { setValue("timerStarted", moment); }
     // Start and end by the clock, for accounts with timestamp timers.
-    QDateTime startedAt() const { return date("startedAt"); }
-    void setStartedAt(const QDateTime& moment) { setValue("startedAt", moment); }
-    QDateTime stoppedAt() const { return date("stoppedAt"); }
-    void setStoppedAt(const QDateTime& moment) { setValue("stoppedAt", moment); }
+    QDateTime startedAt() const { return momentOf(date("startedAt")); }
+    void setStartedAt(const QDateTime& moment) { setValue("startedAt", wallClock(moment)); }
+    QDateTime stoppedAt() const { return momentOf(date("stoppedAt")); }
+    void setStoppedAt(const QDateTime& moment) { setValue("stoppedAt", wallClock(moment)); }
     QDateTime updatedAt() const { return date("updatedAt"); }
     void setUpdatedAt(const QDateTime& moment) { setValue("updatedAt", moment); }
     /// May not be edited, for `lockedReason`.

@@ -157,6 +157,10 @@ private slots:
         QCOMPARE(run.company().numberTotalForDate(first), 1.5);
         QCOMPARE(run.company().numberTotalForDate(first.addDays(7)), 0.0);
         QVERIFY(run.company().dayEntriesForDate(QDate()).empty());
+
+        const Zone afterAJourney("Asia/Tokyo");
+        QCOMPARE(ids(run.company().dayEntriesForDate(first)), QStringList({u"100"_s, u"98"_s, u"99"_s}));
+        QCOMPARE(run.company().dayEntriesForDate(first).front()->spentAt(), startOfDay(first));
     }
 
     void choosesTheCurrentEntry()

@@ -117,9 +117,9 @@ private slots:
         QCOMPARE(values(&entry, "project task user hours hoursWithoutTimer isBilled isLocked lockedReason notes"),
                  u"11; 21; 7; 1.75; 0.5; yes; yes; Approved; Logo &amp; more");
         QCOMPARE(values(&entry, "timerStarted spentAt startedAt"),
-                 u"2024-03-05T14:00:00Z; 2024-03-05T05:00:00Z; 2024-03-05T14:00:00Z");
+                 u"2024-03-05T14:00:00Z; 2024-03-05T00:00:00Z; 2024-03-05T09:00:00Z");
         QCOMPARE(values(&entry, "stoppedAt updatedAt createdAt"),
-                 u"2024-03-05T18:30:00Z; 2024-03-05T15:00:01Z; 2024-03-05T14:00:02Z");
+                 u"2024-03-05T13:30:00Z; 2024-03-05T15:00:01Z; 2024-03-05T14:00:02Z");
 
         QVERIFY(run.import(xml));
         QCOMPARE(run.saves, 0);
@@ -131,7 +131,7 @@ private slots:
         QCOMPARE(values(&entry, "hours hoursWithoutTimer isBilled isLocked lockedReason notes timerStarted"),
                  u"0; 0.5; -; -; -; -; -");
         QCOMPARE(values(&entry, "spentAt startedAt updatedAt"),
-                 u"2024-03-05T05:00:00Z; 2024-03-05T14:00:00Z; 2024-03-05T15:00:01Z");
+                 u"2024-03-05T00:00:00Z; 2024-03-05T09:00:00Z; 2024-03-05T15:00:01Z");
         QCOMPARE(entry.description(), u"ID: 100 | Project ID: 11 | User ID: 7 | Task ID: 21 | Is Billed Flag: NO | "
                                       "Hours: 0.000000");
     }
