@@ -316,7 +316,9 @@ Reply add(Call& call)
 Reply update(Call& call)
 {
     const auto change = [&](const EntryFields& fields) {
-        return call.timesheet.update(call.numbers[0], fields).map_error([](const Refusal& refusal) {
+        EntryFields dated = fields;
+        dated.asOf = readMoment(call.request.header("Date"));
+        return call.timesheet.update(call.numbers[0], dated).map_error([](const Refusal& refusal) {
             return refusal.problem;
         });
     };

@@ -46,7 +46,7 @@ std::string hoursText(Seconds seconds);    ///< hours with up to four decimals, 
 
 /// Reads "Tue, 5 Mar 2024" (the weekday may be missing or wrong) and "2024-03-05".
 std::optional<Day> readDay(std::string_view text);
-/// Reads the form of momentText, with any offset.
+/// Reads the form of momentText, with any offset, and that of HTTP (RFC 9110, section 5.6.7).
 std::optional<Seconds> readMoment(std::string_view text);
 /// Reads "9:15am", "09:15 AM" and "21:15".
 std::optional<Minutes> readClock(std::string_view text);

@@ -25,6 +25,8 @@ struct EntryFields
     std::optional<Minutes> endedAt;
     /// Whether the person changed the hours, where the sender knows.
     std::optional<bool> hoursTouched = {};
+    /// When the person sent them, where the sender says: the request may have waited on the way.
+    std::optional<Seconds> asOf = {};
 
     /// The elements project_id, task_id, spent_at, notes, hours, started_at, ended_at.
     static tl::expected<EntryFields, Problem> read(const RequestBody& body);

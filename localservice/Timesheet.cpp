@@ -294,7 +294,9 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
     const Seconds typed = typedSeconds(fields.hours.value_or(0));
     const Seconds actual = entry.total(now);
     // A running timer's hours may be a minute old by the time they are sent back.
-    const bool justShown = entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60));
+    const bool justShown =
+        entry.timerStarted && (looksLike(typed, std::max(entry.base, actual - 60)) ||
+                               looksLike(typed, entry.total(std::min(fields.asOf.value_or(now), now))));
     if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
     if (auto allowed = checkLength(typed); !allowed)

@@ -207,8 +207,10 @@ void QuillonApi::release()
         m_userCredentials.password();
     {
         const std::lock_guard lock(m_queueMutex);
-        for (auto& operation : m_held)
+        for (auto& operation : m_held) {
+            operation->bindToAccount();
             m_queue.push_back(std::move(operation));
+        }
     }
     m_held.clear();
     m_queued.notify_one();

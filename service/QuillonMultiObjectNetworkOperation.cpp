@@ -24,6 +24,8 @@ void QuillonMultiObjectNetworkOperation::makeRequest()
         HttpReply reply = doRequest(sent);
         if (!retryIfUnavailable(sent, reply))
             return;
+        if (!isForAccountInUse())
+            break;
         processResponse(reply);
         if (reply.body == QuillonAuthenticationFailed) {
             tellDelegate(&OutcomeReceiver::authenticationFailed);

@@ -8,6 +8,10 @@
 #include "platform/Run.h"
 #include "platform/TimeSource.h"
 #include "store/Context.h"
+#include "store/Utc.h"
+
+#include <QDateTime>
+#include <QLocale>
 
 #include <algorithm>
 #include <charconv>
@@ -29,16 +33,33 @@ QuillonNetworkOperation::QuillonNetworkOperation(const QString& url, const std::
                                                  const settings::QuillonPreferences& usingCredentials,
                                                  const OperationServices& services)
     : m_url(url), m_postData(postData), m_credentials(usingCredentials), m_services(services), m_target(objectType),
-      m_httpMethod(postData ? "POST" : "GET")
+      m_madeAt(services.time.now()), m_httpMethod(postData ? "POST" : "GET")
 {
 }
 
 QuillonNetworkOperation::~QuillonNetworkOperation() = default;
 
+void QuillonNetworkOperation::bindToAccount()
+{
+    m_account = m_credentials.credentials();
+}
+
 void QuillonNetworkOperation::start()
 {
     m_snapshot = m_triesSavedAccount ? m_credentials.savedCredentials() : m_credentials.credentials();
+    if (!m_triesSavedAccount && m_account && !m_account->isSameAccount(m_snapshot)) {
+        if (!m_postData && !m_changesSomething) {
+            notifyComplete();
+            return;
+        }
+        m_snapshot = *m_account;
+    }
     main();
+}
+
+bool QuillonNetworkOperation::isForAccountInUse() const
+{
+    return m_triesSavedAccount || m_snapshot.isSameAccount(m_credentials.credentials());
 }
 
 void QuillonNetworkOperation::main()
@@ -84,6 +105,8 @@ void QuillonNetworkOperation::makeRequestWithPostData(const std::optional<QByteA
         tellFailure(reply.error);
         return;
     }
+    if (!isForAccountInUse())
+        return;
     processResponse(reply);
     if (isAuthenticationError(body)) {
         tellDelegate(&OutcomeReceiver::authenticationFailed);
@@ -105,6 +128,12 @@ HttpRequest QuillonNetworkOperation::request(const QString& path, const std::opt
     if (postData) {
         request.body = postData;
         request.method = m_httpMethod.isEmpty() ? QByteArray("GET") : m_httpMethod;
+        // It may wait for others: the hours in it are those of this moment.
+        const auto madeAt = std::chrono::floor<std::chrono::seconds>(m_madeAt).time_since_epoch().count();
+        request.headers.emplace_back("Date", QLocale::c()
+                                                 .toString(QDateTime::fromSecsSinceEpoch(madeAt, store::Utc),
+                                                           u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s)
+                                                 .toLatin1());
     }
     request.changesSomething = m_changesSomething;
     return request;

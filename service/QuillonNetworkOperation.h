@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -80,8 +81,13 @@ public:
     /// The request goes to the saved account, even while another one is in use.
     void setTriesSavedAccount(bool tries) { m_triesSavedAccount = tries; }
 
-    /// Runs the whole request, on the worker thread, with the present credentials. Nothing is sent, and nothing
-    /// reported, once a stop is requested.
+    /// The request is for the account that is in use now. Without this call: for the one at the start.
+    void bindToAccount();
+
+    /// Runs the whole request, on the worker thread, with the present credentials. If another account is in use by then
+    /// a request that only reads is dropped; one that changes something goes to the account it is for, and only a
+    /// failure on the way is reported. Replies for an account that is no longer in use are dropped whole. Nothing is
+    /// sent, and nothing reported, once a stop is requested.
     void start();
 
     /// Bytes of the largest reply so far.
@@ -115,6 +121,8 @@ protected:
     store::Context* managedObjectContext();
     void parseIntoCompany(QByteArray body);
     const settings::Credentials& credentials() const { return m_snapshot; }
+    /// Also true when the saved account is tried out.
+    bool isForAccountInUse() const;
     bool isStopped() const { return m_services.stop.stop_requested(); }
 
     /// Calls on the notification delegate, if one is set.
@@ -129,13 +137,15 @@ private:
     const std::optional<QByteArray> m_postData;
     const settings::QuillonPreferences& m_credentials;
     const OperationServices& m_services;
-    settings::Credentials m_snapshot; ///< as they were when the operation started
+    std::optional<settings::Credentials> m_account; ///< that the request is for
+    settings::Credentials m_snapshot;               ///< as they were when the operation started
     const model::XmlImport m_target;
     ReceiverHandle m_notificationDelegate;
     SuccessSelector m_notificationSelector = nullptr;
     FailureSelector m_errorNotificationSelector = nullptr;
     std::function<void(const Result&)> m_ended; ///< empty once it was called
     std::unique_ptr<store::Context> m_managedObjectContext;
+    const std::chrono::system_clock::time_point m_madeAt;
     QByteArray m_httpMethod;
     bool m_changesSomething = false;
     bool m_triesSavedAccount = false;

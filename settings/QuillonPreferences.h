@@ -18,6 +18,8 @@ struct Credentials
     platform::Secret<QString> password;
     QString url;     ///< the account's name
     QString fullUrl; ///< the account's base address, without a slash at the end
+
+    bool isSameAccount(const Credentials& other) const { return url == other.url && email == other.email; }
 };
 
 /// The user's account and options in memory, loaded from the settings file and the keyring.

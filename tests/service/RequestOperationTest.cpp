@@ -273,9 +273,26 @@ private slots:
         QVERIFY(run.finish());
         QCOMPARE(run.headerOfRequest(1, "Host"), run.headerOfRequest(0, "Host"));
         QCOMPARE(run.headerOfRequest(1, "Authorization"), run.headerOfRequest(0, "Authorization"));
-        const auto companies = run.context.fetch({"Company"});
-        QCOMPARE(companies.size(), 1U);
-        QCOMPARE(companies[0]->string("subdomain"), u"acme"_s);
+        QCOMPARE(run.outcomes.calls(), QStringList()); // of an account that is no longer in use
+        QVERIFY(run.context.fetch({"DayEntry"}).empty());
+    }
+
+    void requestsGoToTheAccountTheyAreFor()
+    {
+        ServiceRun run;
+        run.time.blockSleeps();
+        run.peer.answer(Day, {Reply{503}, Reply{200, sheet({u"1"_s})}});
+        run.peer.answer("POST /daily/add", {Reply{200, "<add/>"}});
+        run.api.requestDailyTimesheetForDate(NewYear);
+        QTRY_COMPARE(run.time.sleeping(), 1);
+        run.api.startNewTimer(run.entry(u"newEntry"_s));
+        run.api.requestUser(u"7"_s);
+        run.api.userCredentials().setUrl(u"globex"_s);
+        run.time.advance(300s);
+        QVERIFY(run.finish());
+        QCOMPARE(run.peer.asked().mid(2), QStringList{u"POST /daily/add"_s});
+        QCOMPARE(run.headerOfRequest(2, "Host"), run.headerOfRequest(0, "Host"));
+        QCOMPARE(run.outcomes.calls(), QStringList());
     }
 
     void mergeComesBeforeSuccess()
