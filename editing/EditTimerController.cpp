@@ -392,6 +392,16 @@ void EditTimerController::saveTimer()
         return;
     const TimesheetEditSheet& sheet = *m_editTimerSheet;
     model::DayEntry& entry = *m_entry.get();
+    const auto undo = [entry = m_entry, project = store::Ref(entry.project()), task = store::Ref(entry.task()),
+                       notes = entry.notes(), hours = entry.hours(), day = entry.spentAt()] {
+        if (model::DayEntry* unsaved = entry.get()) {
+            unsaved->setProject(project.get());
+            unsaved->setTask(task.get());
+            unsaved->setNotes(notes);
+            unsaved->setHours(hours);
+            unsaved->setSpentAt(day);
+        }
+    };
     entry.setProject(m_projectAutocompleter->selectedProject());
     entry.setTask(m_taskAutocompleter->selectedTask());
     // What was not edited goes back as it is by now: while the sheet was open the timer went on, and others may have
@@ -410,9 +420,16 @@ void EditTimerController::saveTimer()
     m_typed.push_back({number, &entry, entry.updatedAt(), m_projectAutocompleter->selectedProject(),
                        m_taskAutocompleter->selectedTask(), entry.notes(), sheet.datePicker->currentDate(),
                        sheet.hoursField->text(), sheet.startTimeField->text(), sheet.endTimeField->text()});
-    m_api.updateTimer(entry, [self = QPointer(this), number](bool succeeded) {
-        if (self && succeeded)
+    m_api.updateTimer(entry, [self = QPointer(this), number, undo](bool succeeded) {
+        // The windows show what the service has. What was typed comes back with the sheet.
+        if (!succeeded)
+            undo();
+        if (!self)
+            return;
+        if (succeeded)
             std::erase_if(self->m_typed, [number](const Typed& typed) { return typed.number == number; });
+        else if (self->m_timesheetController)
+            self->m_timesheetController->editTimerFailed();
     });
     endSheet();
 }

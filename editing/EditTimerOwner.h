@@ -16,6 +16,8 @@ public:
     virtual QWidgetList partsUsableWhileEditing() { return {}; }
     /// The sheet has closed: the entry was saved, or nothing was.
     virtual void dismissEditTimer() = 0;
+    /// What was saved last has not reached the service: the entry is again what it was before.
+    virtual void editTimerFailed() {}
 
 protected:
     ~EditTimerOwner() = default;

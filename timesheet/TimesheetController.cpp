@@ -483,6 +483,7 @@ void TimesheetController::editTimer(model::DayEntry& entry)
 
 void TimesheetController::dismissEditTimer()
 {
+    updateTotal();
     m_window->setTotalVisible(true);
     dayEntriesListView().reloadData();
     dayEntriesListView().setFocus();

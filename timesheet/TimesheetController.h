@@ -99,6 +99,7 @@ public:
 
     void editTimer(model::DayEntry& entry);
     void dismissEditTimer() override;
+    void editTimerFailed() override { reloadEntries(); }
     /// To be called after each merge that touched the catalog.
     void catalogDidChange();
 

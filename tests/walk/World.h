@@ -200,7 +200,6 @@ private:
     int m_typedMinutes = -1;
     bool m_typedNotes = false;
     Seconds m_clocksAgree = 0; ///< the uptime from which windows show the hours by the clock again
-    Seconds m_travelled = -2;  ///< the uptime at which the zone last changed
     std::size_t m_sleeps = 0;
     int m_handles = 0;
     std::string m_wrong;

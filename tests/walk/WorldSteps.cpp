@@ -163,8 +163,7 @@ void World::saveSheet(int, int)
     const Seconds there = kept == m_ledger.entries.end() ? shown : kept->second.total(now());
     const bool unclear =
         m_typedMinutes >= 0 ? near(m_typedMinutes * Seconds{60}, there) : there != shown && near(shown, there);
-    // An entry's day is kept as the moment at which it begins: after a journey it must be asked for first.
-    if (unclear || (told->second.edited && m_typedMinutes < 0) || told->second.uptime.value_or(-1) <= m_travelled) {
+    if (unclear || (told->second.edited && m_typedMinutes < 0)) {
         cancelSheet(0, 0);
         return;
     }
@@ -312,7 +311,6 @@ void World::toMidnight(int, int)
 void World::travel(int zone, int)
 {
     setZone(Zones[static_cast<std::size_t>(zone)]);
-    m_travelled = uptime();
     m_clocksAgree = uptime() + 61;
 }
 
