@@ -15,6 +15,7 @@
 #include "platform/SingleInstance.h"
 #include "platform/SystemEnvironment.h"
 #include "platform/TextScaling.h"
+#include "skin/DesktopAppearance.h"
 #include "skin/Fonts.h"
 #include "skin/Image.h"
 #include "skin/QuillonStatusItemView.h"
@@ -143,6 +144,7 @@ public:
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
         new FirstPaint(m_menulet->statusItemView(), [this, local] {
+            m_appearance.emplace();
             QApplication::setWindowIcon(applicationIcon());
             TimeHere& timeHere = m_menulet->timeHere();
             if (local || timeHere.isRemembered())
@@ -186,6 +188,7 @@ private:
     platform::SingleInstance m_instance;
     std::vector<std::pair<QString, SessionBus::Done>> m_waiting;
     bool m_background = false;
+    std::optional<skin::DesktopAppearance> m_appearance;
     std::optional<WrenfoldMenulet> m_menulet;
     std::optional<BookingBus> m_bookingBus;
     std::optional<SearchBus> m_searchBus;

@@ -2,6 +2,7 @@
 
 #include "editing/TextFields.h"
 #include "model/DateComparisons.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/ImageButton.h"
 
@@ -19,6 +20,8 @@
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
+using skin::color;
+using skin::Role;
 
 namespace editing {
 
@@ -26,12 +29,6 @@ namespace {
 
 constexpr int FontPoints = 13;
 constexpr QSize CalendarSize(238, 206);
-constexpr QColor Ink(0x22, 0x22, 0x22);
-constexpr QColor FaintInk(0xa4, 0xa8, 0xad);
-constexpr QColor HeaderInk(0x6c, 0x72, 0x7a);
-constexpr QColor Blue(0x3d, 0x7a, 0xb5);
-constexpr QColor Paper(0xfd, 0xfd, 0xfd);
-constexpr QColor Edge(0xa3, 0xa8, 0xae);
 
 /// As the locale writes a day, with long names shortened: "Tue, Mar 5, 2024".
 QString dayFormat(const QLocale& locale)
@@ -48,36 +45,18 @@ class DatePicker::Calendar final : public QCalendarWidget
 public:
     Calendar()
     {
-        QPalette palette(Paper, Paper);
-        palette.setColor(QPalette::Base, Paper);
-        palette.setColor(QPalette::AlternateBase, Paper);
-        for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-            palette.setColor(role, Ink);
-        palette.setColor(QPalette::Highlight, Blue);
-        palette.setColor(QPalette::HighlightedText, Qt::white);
-        setPalette(palette);
+        skin::dressed(*this, [this] { wearColors(); });
         setFont(skin::interfaceFont(12));
         setMinimumSize(CalendarSize);
         setGridVisible(false);
         setVerticalHeaderFormat(NoVerticalHeader);
         setDateEditEnabled(false); // typing belongs in the field
-        QTextCharFormat header;
-        header.setForeground(HeaderInk);
-        header.setBackground(Paper);
-        header.setFont(skin::interfaceFont(11));
-        setHeaderTextFormat(header);
-        for (int day = Qt::Monday; day <= Qt::Sunday; ++day) {
-            QTextCharFormat format;
-            format.setForeground(day >= Qt::Saturday ? HeaderInk : Ink);
-            setWeekdayTextFormat(static_cast<Qt::DayOfWeek>(day), format);
-        }
         if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s))
             bar->setAutoFillBackground(false);
         for (const auto& [name, picture, spoken] :
              {std::tuple{"qt_calendar_prevmonth", "tw-back.png", tr("Previous Month")},
               std::tuple{"qt_calendar_nextmonth", "tw-forward.png", tr("Next Month")}}) {
             if (auto* button = findChild<QToolButton*>(QLatin1StringView(name))) {
-                button->setIcon(skin::imageNamed(picture).pixmap(devicePixelRatioF()));
                 button->setIconSize({20, 20});
                 button->setAccessibleName(spoken);
                 button->setToolTip(spoken);
@@ -85,19 +64,6 @@ public:
         }
         if (auto* months = findChild<QMenu*>())
             months->setFont(font());
-        setStyleSheet(u"QToolButton { color: #222222; background: transparent; border: none; border-radius: 4px;"
-                      u" padding: 3px 6px; margin: 2px; font-weight: bold; }"
-                      u"QToolButton:hover, QToolButton:focus { background: #e4e9ef; }"
-                      u"QToolButton:pressed { background: #d3dae2; }"
-                      u"QToolButton::menu-indicator { image: none; }"
-                      u"QSpinBox { color: #222222; background: #ffffff; border: 1px solid #b0b5bb; border-radius: 3px;"
-                      u" selection-background-color: #b5d5f8; selection-color: #222222; }"
-                      u"QSpinBox::up-button, QSpinBox::down-button { width: 0; border: none; }"
-                      u"QMenu { color: #222222; background: #fdfdfd; border: 1px solid #a3a8ae; padding: 3px 0; }"
-                      u"QMenu::item { padding: 3px 24px 3px 14px; }"
-                      u"QMenu::item:selected { color: #ffffff; background: #3d7ab5; }"
-                      u"QAbstractItemView { background: #fdfdfd; border: none; outline: none;"
-                      u" selection-background-color: transparent; }"_s);
     }
 
 protected:
@@ -112,18 +78,60 @@ protected:
         disc.moveCenter(QRectF(rect).center());
         if (selected) {
             painter->setPen(Qt::NoPen);
-            painter->setBrush(Blue);
+            painter->setBrush(color(Role::ListHighlight));
             painter->drawEllipse(disc);
         } else if (today) {
-            painter->setPen(QPen(Blue, 1.2));
+            painter->setPen(QPen(color(Role::Today), 1.2));
             painter->drawEllipse(disc.adjusted(1, 1, -1, -1));
         }
         painter->setFont(skin::interfaceFont(12, selected || today ? QFont::DemiBold : QFont::Normal));
         const bool thisMonth = date.month() == monthShown() && date.year() == yearShown();
-        const QColor weekday = weekdayTextFormat(static_cast<Qt::DayOfWeek>(date.dayOfWeek())).foreground().color();
-        painter->setPen(selected ? QColor(Qt::white) : thisMonth ? weekday : FaintInk);
+        painter->setPen(color(selected                           ? Role::ListHighlightText
+                              : !thisMonth                       ? Role::OtherMonthText
+                              : date.dayOfWeek() >= Qt::Saturday ? Role::WeekendText
+                                                                 : Role::FieldText));
         painter->drawText(rect, Qt::AlignCenter, locale().toString(date.day()));
         painter->restore();
+    }
+
+private:
+    void wearColors()
+    {
+        const QColor paper = color(Role::List);
+        QPalette palette(paper, paper);
+        palette.setColor(QPalette::Base, paper);
+        palette.setColor(QPalette::AlternateBase, paper);
+        for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+            palette.setColor(role, color(Role::FieldText));
+        palette.setColor(QPalette::Highlight, color(Role::ListHighlight));
+        palette.setColor(QPalette::HighlightedText, color(Role::ListHighlightText));
+        setPalette(palette);
+        QTextCharFormat header;
+        header.setForeground(color(Role::WeekdayText));
+        header.setBackground(paper);
+        header.setFont(skin::interfaceFont(11));
+        setHeaderTextFormat(header);
+        for (int day = Qt::Monday; day <= Qt::Sunday; ++day)
+            setWeekdayTextFormat(static_cast<Qt::DayOfWeek>(day), header); // otherwise weekends are red
+        for (const auto& [name, picture] : {std::pair{"qt_calendar_prevmonth", "tw-back.png"},
+                                            std::pair{"qt_calendar_nextmonth", "tw-forward.png"}}) {
+            if (auto* button = findChild<QToolButton*>(QLatin1StringView(name)))
+                button->setIcon(skin::imageNamed(picture).pixmap(devicePixelRatioF()));
+        }
+        setStyleSheet(QString::fromLatin1(skin::withColors(
+            "QToolButton { color: $FieldText; background: transparent; border: none; border-radius: 4px;"
+            " padding: 3px 6px; margin: 2px; font-weight: bold; }"
+            "QToolButton:hover, QToolButton:focus { background: $CalendarHover; }"
+            "QToolButton:pressed { background: $CalendarPressed; }"
+            "QToolButton::menu-indicator { image: none; }"
+            "QSpinBox { color: $FieldText; background: $Field; border: 1px solid $FieldEdgeTop; border-radius: 3px;"
+            " selection-background-color: $FieldHighlight; selection-color: $FieldHighlightText; }"
+            "QSpinBox::up-button, QSpinBox::down-button { width: 0; border: none; }"
+            "QMenu { color: $ListText; background: $List; border: 1px solid $ListEdge; padding: 3px 0; }"
+            "QMenu::item { padding: 3px 24px 3px 14px; }"
+            "QMenu::item:selected { color: $ListHighlightText; background: $ListHighlight; }"
+            "QAbstractItemView { background: $List; border: none; outline: none;"
+            " selection-background-color: transparent; }")));
     }
 };
 
@@ -144,8 +152,8 @@ protected:
     void paintEvent(QPaintEvent* /*event*/) override
     {
         QPainter painter(this);
-        painter.fillRect(rect(), Edge);
-        painter.fillRect(rect().adjusted(1, 1, -1, -1), Paper);
+        painter.fillRect(rect(), color(Role::ListEdge));
+        painter.fillRect(rect().adjusted(1, 1, -1, -1), color(Role::List));
     }
 };
 
@@ -158,7 +166,7 @@ DatePicker::DatePicker(QWidget* parent)
     setButtonSymbols(NoButtons);
     setFrame(false);
     dress(*lineEdit(), Look::Light);
-    setPalette(lineEdit()->palette());
+    skin::dressed(*this, [this] { setPalette(fieldPalette(Look::Light)); });
     setFont(skin::interfaceFont(FontPoints));
     lineEdit()->setTextMargins(0, 0, m_button->sizeHint().width(), 0);
     setDisplayFormat(dayFormat(locale()));

@@ -1,6 +1,7 @@
 #include "editing/HintLabel.h"
 
 #include "skin/AccessibleRole.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 
 namespace editing {
@@ -17,12 +18,13 @@ HintLabel::HintLabel(Look look, QWidget* parent) : QLabel(parent), m_look(look)
     skin::installAccessibleRole<HintLabel, QAccessible::Notification>();
     setTextFormat(Qt::PlainText);
     setFont(skin::interfaceFont(FontPoints));
+    skin::dressed(*this, [this] { dress(); });
     hide();
 }
 
 void HintLabel::advise(const QString& text)
 {
-    put(text, m_look == Look::Dark ? QColor(0xa2, 0xa6, 0xab) : QColor(0x44, 0x44, 0x44));
+    put(text, false);
     if (text.isEmpty())
         hide();
 }
@@ -30,7 +32,7 @@ void HintLabel::advise(const QString& text)
 void HintLabel::warn(const QString& text)
 {
     const bool wasEmpty = this->text().isEmpty();
-    put(text, m_look == Look::Dark ? QColor(0xff, 0x9d, 0x96) : QColor(0xb0, 0x2f, 0x2a));
+    put(text, true);
     if (wasEmpty)
         show(); // which is announced
     else if (isVisible()) {
@@ -39,11 +41,21 @@ void HintLabel::warn(const QString& text)
     }
 }
 
-void HintLabel::put(const QString& text, const QColor& color)
+void HintLabel::dress()
 {
+    using skin::Role;
+    const bool onHud = m_look == Look::Dark;
     QPalette palette;
-    palette.setColor(QPalette::WindowText, color);
+    palette.setColor(QPalette::WindowText, skin::color(m_warns ? onHud ? Role::HudWarning : Role::Warning
+                                                       : onHud ? Role::HudAdvice
+                                                               : Role::Advice));
     setPalette(palette);
+}
+
+void HintLabel::put(const QString& text, bool warns)
+{
+    m_warns = warns;
+    dress();
     setText(text);
     setAccessibleName(text); // this is announced as well
 }

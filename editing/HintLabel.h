@@ -20,9 +20,11 @@ public:
     void warn(const QString& text);
 
 private:
-    void put(const QString& text, const QColor& color);
+    void dress();
+    void put(const QString& text, bool warns);
 
     const Look m_look;
+    bool m_warns = false;
 };
 
 } // namespace editing

@@ -10,6 +10,7 @@
 #include "platform/SystemEnvironment.h"
 #include "service/QuillonApi.h"
 #include "settings/UserDefaults.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/QuillonButtonCell.h"
 
@@ -94,9 +95,11 @@ void NewTimerController::setupCustomButtons()
 {
     HUDCheckBox& button = *m_window->showDurationCheckButton;
     button.setFont(skin::interfaceFont(11));
-    QPalette palette;
-    palette.setColor(QPalette::WindowText, QColor::fromRgbF(0.6F, 0.6F, 0.6F));
-    button.setPalette(palette);
+    skin::dressed(button, [&button] {
+        QPalette palette;
+        palette.setColor(QPalette::WindowText, skin::color(skin::Role::HudCheckTitle));
+        button.setPalette(palette);
+    });
 }
 
 void NewTimerController::show()

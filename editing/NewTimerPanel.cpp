@@ -6,6 +6,7 @@
 #include "editing/TextFields.h"
 #include "model/HoursMinutes.h"
 #include "skin/AccessibleRole.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
@@ -14,7 +15,6 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QStyle>
 
 namespace editing {
 
@@ -30,6 +30,7 @@ constexpr int PickersHeight = 78; ///< with what is above and below them
 constexpr int NotesHeight = 42;
 constexpr QSize DurationSize(74, 26);
 constexpr int ButtonWidth = 84;
+constexpr int GrowthMilliseconds = 200;
 constexpr int Glow = 4; ///< below a field that has the focus
 
 } // namespace
@@ -45,9 +46,11 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     title->setFont(skin::interfaceFont(12, QFont::DemiBold));
     title->setAlignment(Qt::AlignCenter);
     title->setAttribute(Qt::WA_TransparentForMouseEvents);
-    QPalette palette;
-    palette.setColor(QPalette::WindowText, QColor(0xe4, 0xe6, 0xe8));
-    title->setPalette(palette);
+    skin::dressed(*title, [title] {
+        QPalette palette;
+        palette.setColor(QPalette::WindowText, skin::color(skin::Role::HudTitle));
+        title->setPalette(palette);
+    });
     title->setFixedHeight(27);
 
     notesText = named("notesText", new NotesField(Look::Dark));
@@ -149,7 +152,7 @@ void NewTimerPanel::setHiddenDuration(const QString& duration)
 
 void NewTimerPanel::growBy(int points)
 {
-    const int duration = isVisible() ? style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) : 0;
+    const int duration = isVisible() ? skin::movingTime(*this, GrowthMilliseconds) : 0;
     m_growth.stop();
     if (duration == 0) {
         setFixedSize(PanelWidth, PanelHeight + points);

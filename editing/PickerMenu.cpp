@@ -1,6 +1,7 @@
 #include "editing/PickerMenu.h"
 
 #include "editing/PickerMenuAccessible.h"
+#include "skin/Appearance.h"
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
 #include "skin/ThinScroller.h"
@@ -49,10 +50,11 @@ PickerMenu::PickerMenu(Look look, QWidget* parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     verticalScrollBar()->setSingleStep(ItemHeight);
-    QPalette palette = listPalette(look);
-    palette.setColor(QPalette::WindowText, palette.color(QPalette::Mid));
-    palette.setColor(QPalette::Base, palette.color(QPalette::Window));
-    setPalette(palette);
+    skin::dressed(*this, [this, look] {
+        QPalette palette = listPalette(look);
+        palette.setColor(QPalette::WindowText, palette.color(QPalette::Mid));
+        setPalette(palette);
+    });
     setFont(skin::interfaceFont(13));
     viewport()->setMouseTracking(true);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { m_scroller->place(viewport()->rect()); });

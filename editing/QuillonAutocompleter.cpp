@@ -2,6 +2,7 @@
 
 #include "editing/HintLabel.h"
 #include "settings/QuillonPreferences.h"
+#include "skin/Colors.h"
 #include "skin/Geometrics.h"
 #include "skin/ImageButton.h"
 #include "skin/LinkButton.h"
@@ -87,7 +88,10 @@ QuillonAutocompleter::QuillonAutocompleter(const QString& label, const QString& 
                     readField();
             });
     connect(m_textField, &QLineEdit::textEdited, this, &QuillonAutocompleter::readField);
+    dress(*m_textField, Look::Dark);
+    m_fakePlaceholderField->setFont(m_textField->font());
     setStyle(0);
+    skin::dressed(*this, [this] { wearLook(); });
 }
 
 QuillonAutocompleter::~QuillonAutocompleter()
@@ -131,11 +135,7 @@ void QuillonAutocompleter::setStyle(int style)
 {
     m_style = style;
     const bool light = lookOf(style) == Look::Light;
-    dress(*m_textField, lookOf(style));
-    m_fakePlaceholderField->setFont(m_textField->font());
-    QPalette palette;
-    palette.setColor(QPalette::WindowText, m_textField->palette().color(QPalette::PlaceholderText));
-    m_fakePlaceholderField->setPalette(palette);
+    wearLook();
     static_cast<skin::ImageButton*>(m_popupButton)
         ->setImages(skin::imageNamed(light ? "tw-arrow.png" : "hud-arrow.png"),
                     skin::imageNamed(light ? "tw-arrow-active.png" : "hud-arrow-active.png"));
@@ -144,6 +144,21 @@ void QuillonAutocompleter::setStyle(int style)
     m_menuFilled = false;
     m_container->setUseHUDBackground(!light);
     layOut();
+}
+
+/// The colours of the style, as they are in the present appearance.
+void QuillonAutocompleter::wearLook()
+{
+    m_textField->setPalette(fieldPalette(lookOf(m_style)));
+    QPalette palette;
+    palette.setColor(QPalette::WindowText, m_textField->palette().color(QPalette::PlaceholderText));
+    m_fakePlaceholderField->setPalette(palette);
+    if (!m_manageLink)
+        return;
+    palette = m_manageLink->palette();
+    palette.setColor(QPalette::Window,
+                     skin::color(lookOf(m_style) == Look::Dark ? skin::Role::HudField : skin::Role::Field));
+    m_manageLink->setPalette(palette);
 }
 
 void QuillonAutocompleter::matchWidth(const QWidget& view)
@@ -459,9 +474,7 @@ void QuillonAutocompleter::updateUnknownNote()
         m_manageLink = new skin::LinkButton(manager().first, m_container);
         m_manageLink->setObjectName(u"manageLink"_s);
         m_manageLink->setFont(m_unknownNote->font());
-        QPalette palette = m_manageLink->palette();
-        palette.setColor(QPalette::Window, lookOf(m_style) == Look::Dark ? Qt::black : Qt::white);
-        m_manageLink->setPalette(palette);
+        wearLook();
     }
     const bool was = !m_manageLink->isHidden() && !m_unknownNote->text().isEmpty();
     if (unknown == was)

@@ -161,6 +161,7 @@ private:
     void readField();
     bool isUnknown() const;
     void updateUnknownNote();
+    void wearLook();
     void layOut();
     void popUpMenu();
 

@@ -1,5 +1,6 @@
 #include "editing/QuillonAutocompleterResultsWindow.h"
 
+#include "skin/Appearance.h"
 #include "skin/Fonts.h"
 #include "skin/ThinScroller.h"
 
@@ -47,7 +48,7 @@ public:
 class ResultsList final : public QListView
 {
 public:
-    ResultsList(Look look, QWidget* parent) : QListView(parent)
+    explicit ResultsList(QWidget* parent) : QListView(parent)
     {
         setObjectName(u"resultsTableView"_s);
         setAccessibleName(QuillonAutocompleterResultsWindow::tr("Suggestions"));
@@ -61,9 +62,6 @@ public:
         setMouseTracking(true);
         verticalScrollBar()->setSingleStep(QuillonAutocompleterResultsWindow::RowHeight);
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        QPalette palette = listPalette(look);
-        palette.setColor(QPalette::Base, palette.color(QPalette::Window));
-        setPalette(palette);
         setFont(skin::interfaceFont(13));
         setItemDelegate(new RowDelegate(this));
         // Scrolling moves the scroller along with the rows.
@@ -105,12 +103,15 @@ protected:
 
 // A tool tip is the one kind of window that every desktop puts where requested, without the focus.
 QuillonAutocompleterResultsWindow::QuillonAutocompleterResultsWindow(QWidget& above, Look look)
-    : QWidget(&above, Qt::ToolTip | Qt::FramelessWindowHint), m_resultsTableView(new ResultsList(look, this)),
+    : QWidget(&above, Qt::ToolTip | Qt::FramelessWindowHint), m_resultsTableView(new ResultsList(this)),
       m_border(new Border(this))
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::NoFocus);
-    setPalette(m_resultsTableView->palette());
+    skin::dressed(*this, [this, look] {
+        setPalette(listPalette(look));
+        m_resultsTableView->setPalette(palette());
+    });
 }
 
 void QuillonAutocompleterResultsWindow::resizeEvent(QResizeEvent*)

@@ -1,5 +1,6 @@
 #include "editing/TextFields.h"
 
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/QuillonTextFieldBackground.h"
 
@@ -16,6 +17,8 @@
 namespace editing {
 
 using namespace Qt::StringLiterals;
+using skin::color;
+using skin::Role;
 
 namespace {
 
@@ -25,23 +28,10 @@ constexpr qsizetype LongestWord = 200;
 /// Of a block's format: it continues the line of the previous one. Unlike a block's state, undo restores it.
 constexpr int Continued = QTextFormat::UserProperty;
 
-QPalette paletteFor(Look look)
-{
-    const bool dark = look == Look::Dark;
-    const QColor text = dark ? QColor(0xf4, 0xf5, 0xf6) : QColor(0x22, 0x22, 0x22);
-    QPalette palette;
-    palette.setColor(QPalette::Base, Qt::transparent);
-    palette.setColor(QPalette::Text, text);
-    palette.setColor(QPalette::PlaceholderText, dark ? QColor(0xa2, 0xa6, 0xab) : QColor(0x75, 0x75, 0x75));
-    palette.setColor(QPalette::Highlight, dark ? QColor(0x3b, 0x78, 0xb8) : QColor(0xb5, 0xd5, 0xf8));
-    palette.setColor(QPalette::HighlightedText, dark ? QColor(Qt::white) : text);
-    palette.setColor(QPalette::Disabled, QPalette::Text, dark ? QColor(0x8a, 0x8e, 0x93) : QColor(0x99, 0x99, 0x99));
-    return palette;
-}
-
 void makeSlim(QScrollBar& bar, Look look)
 {
-    const QString shade = look == Look::Dark ? u"255, 255, 255"_s : u"0, 0, 0"_s;
+    const bool light = look == Look::Light && color(Role::Field).lightnessF() > 0.5;
+    const QString shade = light ? u"0, 0, 0"_s : u"255, 255, 255"_s;
     bar.setStyleSheet(u"QScrollBar:vertical { background: transparent; width: 8px; margin: 1px; }"
                       "QScrollBar::handle:vertical { background: rgba(%1, 35%); border-radius: 3px; min-height: 14px; }"
                       "QScrollBar::handle:vertical:hover { background: rgba(%1, 55%); }"
@@ -51,10 +41,40 @@ void makeSlim(QScrollBar& bar, Look look)
 
 } // namespace
 
+QPalette fieldPalette(Look look)
+{
+    const bool hud = look == Look::Dark;
+    const QColor text = color(hud ? Role::HudFieldText : Role::FieldText);
+    QPalette palette;
+    palette.setColor(QPalette::Base, Qt::transparent);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::PlaceholderText, color(hud ? Role::HudFieldPrompt : Role::FieldPrompt));
+    palette.setColor(QPalette::Highlight, color(hud ? Role::HudFieldHighlight : Role::FieldHighlight));
+    palette.setColor(QPalette::HighlightedText, color(hud ? Role::HudFieldHighlightText : Role::FieldHighlightText));
+    palette.setColor(QPalette::Disabled, QPalette::Text,
+                     color(hud ? Role::HudFieldDisabledText : Role::FieldDisabledText));
+    return palette;
+}
+
+QPalette listPalette(Look look)
+{
+    const bool hud = look == Look::Dark;
+    QPalette palette;
+    palette.setColor(QPalette::Window, color(hud ? Role::HudList : Role::List));
+    palette.setColor(QPalette::Base, palette.color(QPalette::Window));
+    palette.setColor(QPalette::Mid, color(hud ? Role::HudListEdge : Role::ListEdge));
+    palette.setColor(QPalette::Midlight, color(hud ? Role::HudListHover : Role::ListHover));
+    palette.setColor(QPalette::Text, color(hud ? Role::HudListText : Role::ListText));
+    palette.setColor(QPalette::Disabled, QPalette::Text, color(hud ? Role::HudListLabel : Role::ListLabel));
+    palette.setColor(QPalette::Highlight, color(hud ? Role::HudListHighlight : Role::ListHighlight));
+    palette.setColor(QPalette::HighlightedText, color(hud ? Role::HudListHighlightText : Role::ListHighlightText));
+    return palette;
+}
+
 void dress(QLineEdit& field, Look look)
 {
     field.setFrame(false);
-    field.setPalette(paletteFor(look));
+    skin::dressed(field, [&field, look] { field.setPalette(fieldPalette(look)); });
     field.setFont(skin::interfaceFont(FontPoints));
 }
 
@@ -68,20 +88,6 @@ skin::QuillonTextFieldBackground* frame(QWidget& field, Look look, QMargins insi
     return background;
 }
 
-QPalette listPalette(Look look)
-{
-    const bool dark = look == Look::Dark;
-    QPalette palette;
-    palette.setColor(QPalette::Window, dark ? QColor(0x2b, 0x2e, 0x31) : QColor(0xfd, 0xfd, 0xfd));
-    palette.setColor(QPalette::Mid, dark ? QColor(0x0e, 0x0f, 0x10) : QColor(0xb0, 0xb0, 0xb0));
-    palette.setColor(QPalette::Midlight, dark ? QColor(0x38, 0x3c, 0x40) : QColor(0xea, 0xf0, 0xf7));
-    palette.setColor(QPalette::Text, dark ? QColor(0xf4, 0xf5, 0xf6) : QColor(0x22, 0x22, 0x22));
-    palette.setColor(QPalette::Disabled, QPalette::Text, dark ? QColor(0x9b, 0x9f, 0xa4) : QColor(0x72, 0x72, 0x72));
-    palette.setColor(QPalette::Highlight, dark ? QColor(0x3b, 0x78, 0xb8) : QColor(0x3d, 0x7a, 0xb5));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    return palette;
-}
-
 void setTabOrder(std::initializer_list<QWidget*> order)
 {
     for (auto next = std::next(order.begin()); next != order.end(); ++next)
@@ -91,12 +97,14 @@ void setTabOrder(std::initializer_list<QWidget*> order)
 NotesField::NotesField(Look look, QWidget* parent) : QPlainTextEdit(parent)
 {
     setFrameShape(QFrame::NoFrame);
-    setPalette(paletteFor(look));
+    skin::dressed(*this, [this, look] {
+        setPalette(fieldPalette(look));
+        makeSlim(*verticalScrollBar(), look);
+    });
     viewport()->setAutoFillBackground(false);
     setFont(skin::interfaceFont(FontPoints));
     setTabChangesFocus(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    makeSlim(*verticalScrollBar(), look);
     // The margin is around the lines, not in the text: there a line scrolled away would show.
     document()->setDocumentMargin(0);
 }

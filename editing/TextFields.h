@@ -22,9 +22,12 @@ Widget* named(const char* name, Widget* widget)
 /// Which skin a field is on.
 enum class Look
 {
-    Dark,
-    Light,
+    Dark,  ///< that of the dark panel
+    Light, ///< the timesheet's, light or dark as the person likes it
 };
+
+/// The colors of a field.
+QPalette fieldPalette(Look look);
 
 /// Makes a line edit transparent and sets its font and colors, to be placed in a frame.
 void dress(QLineEdit& field, Look look);
@@ -32,8 +35,8 @@ void dress(QLineEdit& field, Look look);
 /// A frame around the field, inset by that much. The field becomes its child.
 skin::QuillonTextFieldBackground* frame(QWidget& field, Look look, QMargins inside);
 
-/// The colors of lists and menus: Window, Mid for the border, Midlight under the pointer, Text, disabled Text for
-/// labels, Highlight and HighlightedText.
+/// The colors of lists and menus: Window and Base, Mid for the border, Midlight under the pointer, Text, disabled Text
+/// for labels, Highlight and HighlightedText.
 QPalette listPalette(Look look);
 
 /// Tab goes from each of them to the next.

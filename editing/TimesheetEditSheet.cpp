@@ -5,7 +5,7 @@
 #include "editing/HoursInput.h"
 #include "editing/TextFields.h"
 #include "skin/Backgrounds.h"
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/ImageButton.h"
 #include "skin/QuillonButtonCell.h"
@@ -36,13 +36,15 @@ constexpr int PickersHeight = 73; ///< with what is above and below them
 constexpr int Glow = 4;           ///< around a field that has the focus
 constexpr int BelowContainer = 7; ///< the room for the sheet's round corners
 
-/// Opaque, so that no dark desktop shows through the scroll bars.
-QPalette lightPalette()
+/// In the timesheet's colours, whatever the desktop's are.
+void dressBody(QWidget& body)
 {
-    const QColor background = skin::colorFromHexRGB(u"EEEEEE"_s);
-    QPalette palette(background, background);
-    palette.setColor(QPalette::WindowText, skin::colorFromHexRGB(u"444444"_s));
-    return palette;
+    skin::dressed(body, [&body] {
+        const QColor ground = skin::color(skin::Role::SheetGround);
+        QPalette palette(ground, ground);
+        palette.setColor(QPalette::WindowText, skin::color(skin::Role::LabelText));
+        body.setPalette(palette);
+    });
 }
 
 QLabel* label(const QString& text, int points, QFont::Weight weight = QFont::Normal)
@@ -93,7 +95,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
 {
     setObjectName(u"editTimerSheet"_s);
     setAccessibleName(tr("Edit Timer"));
-    body().setPalette(lightPalette());
+    dressBody(body());
     auto* layout = new QVBoxLayout(&body());
     layout->setContentsMargins(1, 0, 1, BelowContainer);
     layout->addWidget(containerView);
@@ -180,7 +182,7 @@ InvalidEntrySheet::InvalidEntrySheet(QWidget& window)
     : Sheet(window), invalidEntryErrorMessage(new QLabel), acknowledgeButton(new skin::QuillonButtonCell(tr("OK")))
 {
     setObjectName(u"invalidEntrySheet"_s);
-    body().setPalette(lightPalette());
+    dressBody(body());
     invalidEntryErrorMessage->setObjectName(u"invalidEntryErrorMessage"_s);
     invalidEntryErrorMessage->setTextFormat(Qt::PlainText);
     invalidEntryErrorMessage->setFont(skin::interfaceFont(13, QFont::DemiBold));

@@ -1,6 +1,7 @@
 #include "SystemEnvironment.h"
 
 #include "Compositing.h"
+#include "DesktopWishes.h"
 #include "DirectPaint.h"
 #include "SystemTimeSource.h"
 #include "null/NullAdapters.h"
@@ -18,6 +19,7 @@
 #include "linux/NetworkMonitorReachability.h"
 #include "linux/NotificationAlerts.h"
 #include "linux/PortalHotKeys.h"
+#include "linux/PortalWishes.h"
 #include "linux/SecretServiceStore.h"
 #include "linux/WaylandFrames.h"
 #include "linux/WaylandIdle.h"
@@ -153,6 +155,15 @@ std::unique_ptr<Environment> systemEnvironment(InfoDictionary info,
                                                std::function<std::unique_ptr<UpdateFeed>()> makeUpdateFeed)
 {
     return std::make_unique<SystemEnvironment>(std::move(info), std::move(makeUpdateFeed));
+}
+
+std::unique_ptr<WishWatch> watchDesktopWishes(std::function<void(const DesktopWishes&)> changed)
+{
+#ifdef Q_OS_LINUX
+    if (PortalWishes::available())
+        return std::make_unique<PortalWishes>(std::move(changed));
+#endif
+    return nullptr;
 }
 
 bool isScreenComposited()

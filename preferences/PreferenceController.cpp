@@ -121,8 +121,7 @@ void PreferenceController::awakeFromNib()
     QWidget::setTabOrder(m_ui->passwordField, &m_ui->passwordField->showButton());
     QWidget::setTabOrder(&m_ui->passwordField->showButton(), m_ui->companyField);
 
-    const bool dark = m_window.palette().window().color().lightness() < 128;
-    m_authenticatingIndicator = new skin::Spinner(dark ? skin::Spinner::Look::Light : skin::Spinner::Look::Dark);
+    m_authenticatingIndicator = new skin::Spinner;
     m_authenticatingIndicator->setObjectName(u"authenticatingIndicator"_s);
     m_ui->footer->insertWidget(m_ui->footer->indexOf(m_ui->checkingLabel), m_authenticatingIndicator);
 

@@ -1,12 +1,10 @@
 #include "skin/Backgrounds.h"
 
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Parts.h"
 
 #include <QEvent>
 #include <QPainter>
-
-using namespace Qt::StringLiterals;
 
 namespace skin {
 void BottomBarView::paintEvent(QPaintEvent*)
@@ -18,7 +16,12 @@ void BottomBarView::paintEvent(QPaintEvent*)
 
 void EditTimerBackground::paintEvent(QPaintEvent*)
 {
-    QPainter(this).fillRect(rect(), colorFromHexRGB(u"EEEEEE"_s));
+    QPainter(this).fillRect(rect(), color(Role::SheetGround));
+}
+
+void QuillonNoEntriesBackgroundView::paintEvent(QPaintEvent*)
+{
+    QPainter(this).fillRect(rect(), color(Role::Ground));
 }
 
 QuillonHoursBackgroundView::QuillonHoursBackgroundView(QWidget* parent) : QWidget(parent)
@@ -46,13 +49,13 @@ void QuillonHoursBackgroundView::paintEvent(QPaintEvent*)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     // Lighter, closer to the white of an editable field.
-    painter.setBrush(colorFromHexRGB(m_active || underMouse() ? u"EEEEEE"_s : u"DDDDDD"_s));
+    painter.setBrush(color(m_active || underMouse() ? Role::HoursFieldActive : Role::HoursField));
     painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -2), 4, 4);
 }
 
 void QuillonDebugBackgroundView::paintEvent(QPaintEvent*)
 {
-    QPainter(this).fillRect(rect(), QBrush(QColor(0xd0, 0x20, 0x90, 70), Qt::BDiagPattern));
+    QPainter(this).fillRect(rect(), QBrush(color(Role::Debug), Qt::BDiagPattern));
 }
 
 } // namespace skin

@@ -20,7 +20,7 @@ protected:
 };
 
 /// Behind the fields of the edit sheet.
-class EditTimerBackground : public QWidget
+class EditTimerBackground final : public QWidget
 {
     Q_OBJECT
 public:
@@ -30,12 +30,15 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
-/// The same behind the note on a day without entries.
-class QuillonNoEntriesBackgroundView final : public EditTimerBackground
+/// Behind the note on a day without entries.
+class QuillonNoEntriesBackgroundView final : public QWidget
 {
     Q_OBJECT
 public:
-    using EditTimerBackground::EditTimerBackground;
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 };
 
 /// Around the hours of an entry: quiet until hovered or focused.

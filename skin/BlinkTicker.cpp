@@ -1,6 +1,7 @@
 #include "skin/BlinkTicker.h"
 
 #include "platform/Run.h"
+#include "skin/Appearance.h"
 
 #include <QWidget>
 #include <QWindow>
@@ -145,6 +146,10 @@ Pulse::~Pulse()
 
 void Pulse::start(const Wave& wave)
 {
+    if (appearance().still) {
+        stop();
+        return;
+    }
     if ((isRunning() && wave == m_wave) || !inSight())
         return;
     stop();

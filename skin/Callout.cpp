@@ -1,5 +1,6 @@
 #include "skin/Callout.h"
 
+#include "skin/Colors.h"
 #include "skin/HintCard.h"
 
 #include "platform/Compositing.h"
@@ -106,7 +107,7 @@ void Callout::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(rect(), m_composited ? QColor(Qt::transparent) : HintCard::ground());
+    painter.fillRect(rect(), m_composited ? QColor(Qt::transparent) : color(Role::HintGround));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     painter.setRenderHint(QPainter::Antialiasing);
     const QPainterPath path = outline();
@@ -115,13 +116,13 @@ void Callout::paintEvent(QPaintEvent*)
         painter.save();
         painter.translate(0, 2);
         for (int ring = Shadow - 2; ring > 0; --ring) {
-            painter.setPen(QPen(QColor(0, 0, 0, 5), 2 * ring, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter.setPen(QPen(color(Role::SoftShadow), 2 * ring, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             painter.drawPath(path);
         }
         painter.restore();
     }
-    painter.setBrush(HintCard::ground());
-    painter.setPen(QPen(QColor(0x5c, 0x66, 0x70, 150), 1 / devicePixelRatioF()));
+    painter.setBrush(color(Role::HintGround));
+    painter.setPen(QPen(color(Role::CalloutEdge), 1 / devicePixelRatioF()));
     painter.drawPath(path);
 }
 

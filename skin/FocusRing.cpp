@@ -1,5 +1,8 @@
 #include "skin/FocusRing.h"
 
+#include "skin/Colors.h"
+#include "skin/HUDBorderlessWindow.h"
+
 #include <QFocusEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -29,11 +32,13 @@ protected:
         const QRectF control = QRectF(rect()).adjusted(Reach, Reach, -Reach, -Reach);
         const double radius = std::min(m_radius, control.height() / 2);
         // Two bands: a soft one all the way out, a clear one next to the control.
-        for (const auto& [width, alpha] : {std::pair{3.0, 70}, std::pair{2.0, 190}}) {
+        const bool onHud = qobject_cast<const HUDBorderlessWindow*>(window());
+        for (const auto& [width, role] : {std::pair{3.0, onHud ? Role::HudFocusGlow : Role::FocusGlow},
+                                          std::pair{2.0, onHud ? Role::HudFocus : Role::Focus}}) {
             QPainterPath band;
             band.addRoundedRect(control.adjusted(-width, -width, width, width), radius + width, radius + width);
             band.addRoundedRect(control.adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5, radius - 0.5);
-            painter.fillPath(band, QColor(0x5b, 0xa4, 0xf0, alpha));
+            painter.fillPath(band, color(role));
         }
     }
 

@@ -1,6 +1,7 @@
 #include "skin/HUDBorderlessWindow.h"
 
 #include "platform/Compositing.h"
+#include "skin/Colors.h"
 #include "skin/Popups.h"
 
 #include <QMouseEvent>
@@ -102,7 +103,7 @@ void HUDBorderlessView::paintEvent(QPaintEvent*)
     // The background shows through translucent pictures only where the panel itself does.
     const auto* panel = qobject_cast<const HUDBorderlessWindow*>(window());
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(rect(), panel && panel->isTranslucent() ? QColor(Qt::transparent) : QColor(0x22, 0x24, 0x27));
+    painter.fillRect(rect(), panel && panel->isTranslucent() ? QColor(Qt::transparent) : color(Role::HudOpaque));
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 
     const QSizeF top = topImage().size();
@@ -111,6 +112,12 @@ void HUDBorderlessView::paintEvent(QPaintEvent*)
     bottomImage().draw(painter, QRectF(QPointF(0, bottomEdge), bottom));
     topImage().draw(painter, QRectF(QPointF(0, 0), top));
     midImage().draw(painter, QRectF(QPointF(0, top.height()), QPointF(width(), bottomEdge)));
+    if (appearance().scheme < Scheme::ClearLight)
+        return;
+    // Where depth does not count, a plain line says where the panel ends.
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(color(Role::HudRim), 2));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), CornerRadius - 1, CornerRadius - 1);
 }
 
 } // namespace skin

@@ -1,7 +1,7 @@
 #include "skin/HintCard.h"
 
 #include "skin/AccessibleRole.h"
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/LinkButton.h"
 #include "skin/QuillonButtonCell.h"
@@ -24,7 +24,7 @@ constexpr int EdgeMargin = 14;   // above and below
 constexpr int ButtonSpacing = 8;
 constexpr int LinkMargin = 2; // of a link's letters, in line with those of the text
 
-QLabel* label(int points, QFont::Weight weight, const char* color, const char* name, QWidget* parent)
+QLabel* label(int points, QFont::Weight weight, Role role, const char* name, QWidget* parent)
 {
     auto* label = new QLabel(parent);
     label->setObjectName(QLatin1StringView(name));
@@ -32,27 +32,31 @@ QLabel* label(int points, QFont::Weight weight, const char* color, const char* n
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setContentsMargins(LinkMargin, 0, 0, 0);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, colorFromHexRGB(QLatin1StringView(color)));
-    label->setPalette(palette);
+    dressed(*label, [label, role] {
+        QPalette palette = label->palette();
+        palette.setColor(QPalette::WindowText, color(role));
+        label->setPalette(palette);
+    });
     return label;
 }
 
 } // namespace
 
 HintCard::HintCard(QWidget* parent)
-    : QWidget(parent), m_title(label(14, QFont::Bold, "222222", "hintTitle", this)),
-      m_text(label(13, QFont::Normal, "333333", "hintText", this)),
-      m_aside(label(12, QFont::Normal, "5A5F66", "hintAside", this)), m_link(new LinkButton({}, this)),
+    : QWidget(parent), m_title(label(14, QFont::Bold, Role::HintTitle, "hintTitle", this)),
+      m_text(label(13, QFont::Normal, Role::HintText, "hintText", this)),
+      m_aside(label(12, QFont::Normal, Role::HintAside, "hintAside", this)), m_link(new LinkButton({}, this)),
       m_otherButton(new QuillonButtonCell({}, this, QuillonButtonCell::Cancel)),
       m_button(new QuillonButtonCell({}, this))
 {
     // Read out when it appears, though it has no focus.
     installAccessibleRole<HintCard, QAccessible::Notification>();
-    // The ground is light on dark desktops, too.
-    QPalette palette = this->palette();
-    palette.setColor(QPalette::Window, ground());
-    setPalette(palette);
+    // What stands on it goes by its ground, not by the desktop's.
+    dressed(*this, [this] {
+        QPalette palette = this->palette();
+        palette.setColor(QPalette::Window, color(Role::HintGround));
+        setPalette(palette);
+    });
     m_link->setObjectName(u"hintLink"_s);
     m_otherButton->setObjectName(u"hintOtherButton"_s);
     m_button->setObjectName(u"hintButton"_s);
@@ -113,10 +117,10 @@ void HintCard::paintEvent(QPaintEvent*)
     // A question waits for its answer, and is warm.
     const bool isQuestion = !m_hint.otherButton.isEmpty();
     QPainter painter(this);
-    painter.fillRect(rect(), isQuestion ? colorFromHexRGB(u"FDF6E3"_s) : ground());
+    painter.fillRect(rect(), color(isQuestion ? Role::QuestionGround : Role::HintGround));
     const double line = 1 / devicePixelRatioF();
     painter.fillRect(QRectF(0, height() - line, width(), line),
-                     colorFromHexRGB(isQuestion ? u"D9C99A"_s : u"B9C4CF"_s));
+                     color(isQuestion ? Role::QuestionLine : Role::HintLine));
 }
 
 } // namespace skin

@@ -42,8 +42,6 @@ public:
     QSize sizeHint() const override;
     int heightForWidth(int width) const override { return layout()->totalHeightForWidth(width); }
 
-    static QColor ground() { return {0xf4, 0xf8, 0xfc}; }
-
 protected:
     void paintEvent(QPaintEvent* event) override;
 

@@ -1,8 +1,10 @@
 #include "skin/Image.h"
 
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
@@ -136,15 +138,18 @@ Slices allSlices()
     return slices;
 }
 
-/// The parsed sheets. They never change, so they are kept for the life of the process.
+/// The parsed sheets, a family of them for each look. They never change, so they are kept for the life of the process.
 QSvgRenderer& sheetOf(std::string_view family)
 {
-    static std::map<std::string_view, std::unique_ptr<QSvgRenderer>> sheets;
-    auto& sheet = sheets[family];
+    static std::map<std::pair<std::string_view, Scheme>, std::unique_ptr<QSvgRenderer>> sheets;
+    auto& sheet = sheets[{family, appearance().scheme}];
     if (!sheet) {
         initArtwork();
         const QString file = u":/artwork/%1.svg"_s.arg(QLatin1StringView(family.data(), qsizetype(family.size())));
-        sheet = std::make_unique<QSvgRenderer>(file);
+        QFile drawing(file);
+        const bool isThere = drawing.open(QFile::ReadOnly);
+        Q_ASSERT(isThere);
+        sheet = std::make_unique<QSvgRenderer>(isThere ? withColors(drawing.readAll()) : QByteArray());
         Q_ASSERT(sheet->isValid());
         sheet->setAspectRatioMode(Qt::IgnoreAspectRatio);
     }
@@ -196,7 +201,7 @@ void drawTitleText(QImage& image, QSizeF size)
     const QFontMetricsF metrics(font);
     QPainter painter(&image);
     painter.setFont(font);
-    painter.setPen(Qt::white);
+    painter.setPen(color(Role::StripText));
     painter.drawText(QPointF((image.width() - metrics.horizontalAdvance(title)) / 2,
                              std::round((image.height() + metrics.capHeight()) / 2)),
                      title);
@@ -204,7 +209,10 @@ void drawTitleText(QImage& image, QSizeF size)
 
 QPixmap rasterised(const Slice& slice, QSize pixels)
 {
-    const QString key = u"skin/%1/%2x%3"_s.arg(quintptr(&slice)).arg(pixels.width()).arg(pixels.height());
+    const QString key = u"skin/%1/%2/%3x%4"_s.arg(quintptr(&slice))
+                            .arg(int(appearance().scheme))
+                            .arg(pixels.width())
+                            .arg(pixels.height());
     QPixmap pixmap;
     if (QPixmapCache::find(key, &pixmap))
         return pixmap;

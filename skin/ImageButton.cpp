@@ -1,5 +1,7 @@
 #include "skin/ImageButton.h"
 
+#include "skin/Colors.h"
+
 #include <QPainter>
 
 namespace skin {
@@ -27,7 +29,7 @@ void ImageButton::paintEvent(QPaintEvent*)
         const QRectF area = m_normal.isNull() ? QRectF(rect()) : QRectF(QPointF(0, 0), m_normal.size());
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(128, 128, 128, 32));
+        painter.setBrush(color(Role::SymbolHover));
         painter.drawEllipse(area.adjusted(1, 1, -1, -1));
     }
 }

@@ -1,5 +1,6 @@
 #include "skin/LinkButton.h"
 
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 
 #include "platform/Desktop.h"
@@ -44,15 +45,15 @@ void LinkButton::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     const bool onDark = palette().color(QPalette::Window).lightness() < 128;
-    QColor color = onDark ? QColor(0x7f, 0xb8, 0xf2) : QColor(0x1f, 0x66, 0xb0);
+    QColor ink = color(onDark ? Role::LinkOnDark : Role::LinkOnLight);
     if (!isEnabled())
-        color = palette().color(QPalette::Disabled, QPalette::WindowText);
+        ink = palette().color(QPalette::Disabled, QPalette::WindowText);
     else if (isDown())
-        color = onDark ? color.lighter(120) : color.darker(140);
+        ink = onDark ? ink.lighter(120) : ink.darker(140);
     QFont shown = font();
     shown.setUnderline(isEnabled() && underMouse());
     painter.setFont(shown);
-    painter.setPen(color);
+    painter.setPen(ink);
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 

@@ -1,6 +1,6 @@
 #include "skin/QuillonButtonCell.h"
 
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
 #include "skin/Parts.h"
@@ -38,7 +38,7 @@ QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent, Purp
 
 QColor QuillonButtonCell::textColor() const
 {
-    return isDown() || isSubmitButton() ? QColor(Qt::white) : colorFromHexRGB(u"444444"_s);
+    return color(isDown() || isSubmitButton() ? Role::SubmitText : Role::CancelText);
 }
 
 std::string_view QuillonButtonCell::imagePrefix() const
@@ -60,7 +60,7 @@ void QuillonButtonCell::drawBezelWithFrame(QPainter& painter, const QRectF& fram
         painter.save();
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(255, 255, 255, isSubmitButton() || shouldShadowText() ? 24 : 110));
+        painter.setBrush(color(shouldShadowText() ? Role::SubmitHover : Role::CancelHover));
         painter.drawRoundedRect(frame.adjusted(1, 1, -1, -2), CornerRadius - 1, CornerRadius - 1);
         painter.restore();
     }
@@ -81,7 +81,7 @@ void QuillonButtonCell::drawTitle(QPainter& painter, const QString& title, const
                            box.center().y() + (metrics.ascent() - metrics.descent()) / 2);
     painter.setFont(font());
     if (shouldShadowText()) {
-        painter.setPen(QColor(0, 0, 0, isEnabled() ? 90 : 60));
+        painter.setPen(color(isEnabled() ? Role::TitleShadow : Role::FaintTitleShadow));
         painter.drawText(baseline - QPointF(0, 1), shown);
     }
     painter.setPen(textColor());
@@ -124,7 +124,7 @@ void QuillonButtonCell::paintEvent(QPaintEvent*)
 
 QColor QuillonHUDButtonCell::textColor() const
 {
-    return QColor::fromRgbF(1, 1, 1, isEnabled() ? 1.0f : 0.4f);
+    return color(isEnabled() ? Role::HudButtonText : Role::HudButtonFaintText);
 }
 
 std::string_view QuillonHUDButtonCell::imagePrefix() const

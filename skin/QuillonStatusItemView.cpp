@@ -1,7 +1,7 @@
 #include "skin/QuillonStatusItemView.h"
 
 #include "skin/AccessibleRole.h"
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/SpokenHours.h"
 #include "skin/StatusItemAccessible.h"
 #include "skin/StatusItemOwner.h"
@@ -87,7 +87,7 @@ double QuillonStatusItemView::computeWidthForHours(const QString& hours)
 
 const TextAttributes& QuillonStatusItemView::hoursAttributes()
 {
-    static const TextAttributes attributes{interfaceFont(11), Qt::white};
+    static const TextAttributes attributes{interfaceFont(11), color(Role::FaceText)};
     return attributes;
 }
 
@@ -142,9 +142,8 @@ void QuillonStatusItemView::paintEvent(QPaintEvent*)
     drawDevicePixmap(painter, QPointF(0, 0), m_face);
 
     if (m_blink.isRunning()) {
-        static const QColor field = colorFromHexRGB(u"2F2F2F"_s);
         painter.setOpacity(m_blink.opacity());
-        painter.fillRect(snapped(painter, makeRectForBlinker()), field);
+        painter.fillRect(snapped(painter, makeRectForBlinker()), color(Role::FaceField));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "skin/QuillonTextFieldCell.h"
 
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
 
@@ -82,7 +83,7 @@ void QuillonTextFieldCell::paintEvent(QPaintEvent*)
     const double y = std::round((box.height() + metrics.ascent() - metrics.descent()) / 2);
     const QPointF baseline = box.topLeft() + QPointF(x, y);
     if (m_style == BackgroundStyle::Raised) {
-        painter.setPen(QColor(255, 255, 255, 200));
+        painter.setPen(color(Role::TextRelief));
         painter.drawText(baseline + QPointF(0, 1), shown);
     }
     painter.setPen(palette().color(QPalette::WindowText));

@@ -1,6 +1,7 @@
 #include "skin/Sheet.h"
 
 #include "skin/AccessibleRole.h"
+#include "skin/Colors.h"
 
 #include <QAbstractButton>
 #include <QAccessibleWidget>
@@ -11,7 +12,6 @@
 #include <QPainterPath>
 #include <QPushButton>
 #include <QShortcut>
-#include <QStyle>
 
 #include <algorithm>
 #include <cmath>
@@ -25,7 +25,6 @@ constexpr int SlideMilliseconds = 180;
 constexpr int SideMargin = 16; ///< left free at each side of the body
 constexpr int Shadow = 10;
 constexpr int Radius = 8;
-constexpr int ShadeAlpha = 84;
 
 /// The sheet's look without the shade. Its top edge is the window's, so only the bottom has corners.
 class Body final : public QWidget
@@ -50,10 +49,10 @@ private:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        const bool dark = palette().window().color().lightness() < 128;
-        painter.fillPath(outline(rect()), dark ? QColor(0, 0, 0, 170) : QColor(0, 0, 0, 90));
-        painter.fillPath(outline(QRectF(rect()).adjusted(1, 0, -1, -1)),
-                         dark ? palette().window().color().lighter(118) : palette().window().color());
+        painter.fillPath(outline(rect()), color(Role::SheetEdge));
+        painter.fillPath(outline(QRectF(rect()).adjusted(1, 0, -1, -1)), color(Role::SheetRim));
+        const double line = 1 / devicePixelRatioF();
+        painter.fillPath(outline(QRectF(rect()).adjusted(1 + line, 0, -1 - line, -1 - line)), palette().window());
     }
 };
 
@@ -217,7 +216,7 @@ void Sheet::unblock()
 void Sheet::slide(bool out)
 {
     m_slide.setDirection(out ? QAbstractAnimation::Forward : QAbstractAnimation::Backward);
-    if (style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0) {
+    if (movingTime(*this, SlideMilliseconds) > 0) {
         if (m_slide.state() != QAbstractAnimation::Running)
             m_slide.start();
         return;
@@ -323,13 +322,15 @@ void Sheet::paintEvent(QPaintEvent* /*event*/)
 {
     const double out = m_slide.currentValue().toDouble();
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(0, 0, 0, static_cast<int>(out * ShadeAlpha)));
+    QColor shade = color(Role::SheetShade);
+    shade.setAlphaF(static_cast<float>(out) * shade.alphaF());
+    painter.fillRect(rect(), shade);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setClipRect(rect());
     // A soft shadow, from many outlines that each darken a little.
     const QRectF body(m_body->geometry());
     for (int i = Shadow; i > 0; --i)
-        painter.fillPath(Body::outline(body.adjusted(-i, 0, i, i)), QColor(0, 0, 0, 5));
+        painter.fillPath(Body::outline(body.adjusted(-i, 0, i, i)), color(Role::SoftShadow));
 }
 
 } // namespace skin

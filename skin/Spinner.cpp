@@ -1,5 +1,7 @@
 #include "skin/Spinner.h"
 
+#include "skin/Appearance.h"
+
 #include <QPainter>
 #include <QTimerEvent>
 #include <QWindow>
@@ -14,7 +16,7 @@ constexpr int StepMs = 90;
 
 } // namespace
 
-Spinner::Spinner(Look look, QWidget* parent) : QWidget(parent), m_look(look)
+Spinner::Spinner(QWidget* parent) : QWidget(parent)
 {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -42,7 +44,7 @@ void Spinner::timerEvent(QTimerEvent* event)
     }
     // Minimized or covered: the next paint event resumes.
     const QWindow* window = this->window()->windowHandle();
-    if (!window || !window->isExposed())
+    if (!window || !window->isExposed() || appearance().still)
         m_timer.stop();
     m_step = (m_step + 1) % Spokes;
     update();
@@ -52,7 +54,7 @@ void Spinner::paintEvent(QPaintEvent*)
 {
     if (!m_animating)
         return;
-    if (isVisible() && !m_timer.isActive())
+    if (isVisible() && !m_timer.isActive() && !appearance().still)
         m_timer.start(StepMs, Qt::CoarseTimer, this);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -60,7 +62,7 @@ void Spinner::paintEvent(QPaintEvent*)
     const qreal size = std::min(width(), height());
     painter.translate(QRectF(rect()).center());
     painter.scale(size / 16, size / 16);
-    QColor shade = m_look == Look::Dark ? QColor(0x3a, 0x3f, 0x46) : QColor(Qt::white);
+    QColor shade = palette().color(QPalette::WindowText);
     for (int i = 0; i < Spokes; ++i) {
         // The spoke at `m_step` leads; those behind it fade.
         const int behind = (m_step - i + Spokes) % Spokes;

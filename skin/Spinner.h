@@ -11,15 +11,7 @@ class Spinner final : public QWidget
 {
     Q_OBJECT
 public:
-    enum class Look
-    {
-        /// For light backgrounds.
-        Dark,
-        /// For dark ones.
-        Light
-    };
-
-    explicit Spinner(Look look = Look::Dark, QWidget* parent = nullptr);
+    explicit Spinner(QWidget* parent = nullptr);
 
     void startAnimation();
     void stopAnimation();
@@ -33,7 +25,6 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    Look m_look;
     bool m_animating = false;
     int m_step = 0;
     QBasicTimer m_timer;

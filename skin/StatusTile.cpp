@@ -1,6 +1,6 @@
 #include "skin/StatusTile.h"
 
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/Image.h"
 
@@ -10,8 +10,6 @@
 
 namespace skin {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 /// The length in pixels of that many 22nds of the tile.
@@ -20,11 +18,11 @@ int part(int side, double of22)
     return qMax(1, qRound(side * of22 / 22));
 }
 
-QLinearGradient gradient(double top, double bottom, const QString& from, const QString& to)
+QLinearGradient gradient(double top, double bottom, Role from, Role to)
 {
     QLinearGradient colors(0, top, 0, bottom);
-    colors.setColorAt(0, colorFromHexRGB(from));
-    colors.setColorAt(1, colorFromHexRGB(to));
+    colors.setColorAt(0, color(from));
+    colors.setColorAt(1, color(to));
     return colors;
 }
 
@@ -42,7 +40,7 @@ void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight, int len
 {
     const QPoint corner((side - length) / 2, (buttonHeight - length + 1) / 2);
     const QRectF box(corner, QSizeF(length, length));
-    painter.setBrush(Qt::white);
+    painter.setBrush(color(Role::FaceText));
     if (stop) {
         painter.drawRoundedRect(box, length / 8.0, length / 8.0);
         return;
@@ -61,7 +59,7 @@ void drawGlyph(QPainter& painter, bool stop, int side, int buttonHeight, int len
 void drawHours(QPainter& painter, const QString& hours, const QRectF& field)
 {
     constexpr double narrowest = 0.8;
-    TextAttributes attributes{interfaceFont(qRound(field.height() * 0.92), QFont::Bold), Qt::white};
+    TextAttributes attributes{interfaceFont(qRound(field.height() * 0.92), QFont::Bold), color(Role::FaceText)};
     while (attributes.sizeOf(hours).width() * narrowest > field.width() && attributes.font.pixelSize() > 5)
         attributes.font.setPixelSize(attributes.font.pixelSize() - 1);
     const QSizeF size = attributes.sizeOf(hours);
@@ -99,23 +97,24 @@ QImage statusTile(const platform::StatusItem::Description& description, int side
     const int line = part(side, 1);
     const int button = withHours ? part(side, 10) : side;
     painter.fillRect(0, 0, side, button,
-                     running ? gradient(0, side, u"14562c"_s, u"23794a"_s)
-                             : gradient(0, side, u"1d1f22"_s, u"4b4f54"_s));
+                     running ? gradient(0, side, Role::TileRunningEdgeTop, Role::TileRunningEdgeBottom)
+                             : gradient(0, side, Role::TileEdgeTop, Role::TileEdgeBottom));
     if (withHours)
-        painter.fillRect(0, button, side, side - button, gradient(0, side, u"121212"_s, u"5c5c5c"_s));
+        painter.fillRect(0, button, side, side - button,
+                         gradient(0, side, Role::TileFieldEdgeTop, Role::TileFieldEdgeBottom));
     QPainterPath inner;
     inner.addRoundedRect(line, line, side - 2 * line, side - 2 * line, radius - line, radius - line);
     painter.setClipPath(inner);
     painter.fillRect(0, 0, side, button,
-                     running ? gradient(line, button, u"45b970"_s, u"218348"_s)
-                             : gradient(line, button, u"7b8188"_s, u"53575d"_s));
+                     running ? gradient(line, button, Role::TileRunningTop, Role::TileRunningBottom)
+                             : gradient(line, button, Role::TileTop, Role::TileBottom));
     if (!withHours) {
         // As even as the side, so that its edges fall between pixels.
         const int length = part(side, 10);
         drawGlyph(painter, running, side, button, length + (side - length) % 2);
         return tile;
     }
-    painter.fillRect(0, button, side, side - button, colorFromHexRGB(u"2F2F2F"_s));
+    painter.fillRect(0, button, side, side - button, color(Role::FaceField));
     drawGlyph(painter, running, side, button, part(side, 5));
     drawHours(painter, description.hours, QRectF(line, button, side - 2 * line, side - button - line));
     return tile;

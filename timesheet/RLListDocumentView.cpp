@@ -1,5 +1,6 @@
 #include "timesheet/RLListDocumentView.h"
 
+#include "skin/Colors.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/RLListViewCell.h"
 
@@ -48,10 +49,14 @@ void RLListDocumentView::drawDropHighlight(QPainter& painter) const
     painter.fillRect(QRectF(0, below, width(), 2), strong);
 }
 
-void RLListDocumentView::drawFocusMark(QPainter& painter, const QRect& rect) const
+void RLListDocumentView::drawFocusMark(QPainter& painter, const QRect& row) const
 {
-    constexpr int thickness = 3;
-    painter.fillRect(QRect(rect.left(), rect.top(), thickness, rect.height()), palette().color(QPalette::Highlight));
+    constexpr int thickness = 2;
+    QRegion mark(row);
+    mark -= m_listView.selectedRows().empty() ? row.adjusted(thickness, 0, -thickness, 0)
+                                              : row.adjusted(thickness, thickness, -thickness, -thickness);
+    for (const QRect& part : mark)
+        painter.fillRect(part, skin::color(skin::Role::Focus));
 }
 
 void RLListDocumentView::paintEvent(QPaintEvent*)

@@ -26,8 +26,9 @@ public:
 
     /// Draws the drop highlight in this widget's coordinates. Cells cover the document, so each draws its part.
     void drawDropHighlight(QPainter& painter) const;
-    /// Draws the mark of the keyboard focus along the left edge of `rect`.
-    void drawFocusMark(QPainter& painter, const QRect& rect) const;
+    /// Draws the mark of the keyboard focus around `row`, or where none is chosen along the sides of all of them, which
+    /// scrolling leaves as they are.
+    void drawFocusMark(QPainter& painter, const QRect& row) const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;

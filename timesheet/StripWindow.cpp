@@ -2,6 +2,7 @@
 
 #include "platform/Compositing.h"
 #include "skin/AccessibleRole.h"
+#include "skin/Colors.h"
 #include "skin/Popups.h"
 #include "timesheet/TitleStrip.h"
 
@@ -70,7 +71,7 @@ protected:
         QPainter painter(this);
         const qreal pixel = 1 / devicePixelRatioF();
         const auto line = [&](QRectF rect) {
-            painter.fillRect(rect & QRectF(this->rect()), TitleStrip::outlineColor());
+            painter.fillRect(rect & QRectF(this->rect()), skin::color(skin::Role::Outline));
         };
         const QRectF below(mapFromParent(QPoint(0, TitleStrip::Height)), QSizeF(window()->size()));
         if (m_side != Qt::TopEdge)

@@ -3,7 +3,7 @@
 #include "model/Client.h"
 #include "model/Project.h"
 #include "model/Task.h"
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
 #include "skin/ImageButton.h"
@@ -19,12 +19,14 @@
 #include <QMenu>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QStyle>
 
 namespace timesheet {
 
 using namespace Qt::StringLiterals;
-using skin::colorFromHexRGB;
+using skin::color;
 using skin::imageNamed;
+using skin::Role;
 
 namespace {
 
@@ -68,10 +70,10 @@ skin::QuillonTextFieldCell* makeLabel(const QString& name, const QFont& font, QW
     return label;
 }
 
-void setTextColor(skin::QuillonTextFieldCell& label, const QColor& color)
+void setTextColor(skin::QuillonTextFieldCell& label, const QColor& wanted)
 {
-    if (label.palette().color(QPalette::WindowText) != color)
-        label.setTextColor(color);
+    if (label.palette().color(QPalette::WindowText) != wanted)
+        label.setTextColor(wanted);
 }
 
 } // namespace
@@ -113,8 +115,7 @@ TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
       hoursLabel(makeLabel(u"hoursLabel"_s, skin::interfaceFont(19), this)),
       notesLabel(new NotesView(notesFont(), this)), runningButtonView(new skin::RunningButtonBackground(this)),
       startStopButton(new skin::QuillonTimesheetButtonCell(this)), lockedButton(new LockedButton(this)),
-      m_commands(commands), m_normalColor(colorFromHexRGB(u"666666"_s)), m_lockedColor(colorFromHexRGB(u"AAAAAA"_s)),
-      m_normalProjectColor(colorFromHexRGB(u"212121"_s))
+      m_commands(commands)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
     hoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -180,12 +181,12 @@ void TimesheetListViewCell::updateImagesForButton()
 
 QColor TimesheetListViewCell::clientColor() const
 {
-    return isLocked() ? m_lockedColor : m_normalColor;
+    return color(isLocked() ? Role::RowLocked : Role::RowText);
 }
 
 QColor TimesheetListViewCell::projectColor() const
 {
-    return isLocked() ? m_lockedColor : m_normalProjectColor;
+    return color(isLocked() ? Role::RowLocked : Role::RowTitle);
 }
 
 void TimesheetListViewCell::updateTextColors()
@@ -200,23 +201,38 @@ void TimesheetListViewCell::updateTextColors()
 QGradientStops TimesheetListViewCell::computeGradient() const
 {
     const bool running = isRunning();
-    const auto stops = [](std::initializer_list<std::pair<qreal, const char16_t*>> list) {
+    const auto stops = [](std::initializer_list<std::pair<qreal, Role>> list) {
         QGradientStops stops;
-        for (const auto& [location, color] : list)
-            stops << QGradientStop(location, colorFromHexRGB(QString::fromUtf16(color)));
+        for (const auto& [location, role] : list)
+            stops << QGradientStop(location, color(role));
         return stops;
     };
     if (isSelected()) {
-        return running ? stops({{0.0, u"c1d7ec"}, {0.05, u"d7e7f7"}, {0.95, u"cbdff2"}, {1.0, u"b6cee4"}})
-                       : stops({{0.0, u"E8E8E8"}, {0.05, u"F4F4F4"}, {0.95, u"EAEAEA"}, {1.0, u"D8D8D8"}});
+        return running ? stops({{0.0, Role::RunningChosenLowest},
+                                {0.05, Role::RunningChosenLower},
+                                {0.95, Role::RunningChosenUpper},
+                                {1.0, Role::RunningChosenUppermost}})
+                       : stops({{0.0, Role::ChosenLowest},
+                                {0.05, Role::ChosenLower},
+                                {0.95, Role::ChosenUpper},
+                                {1.0, Role::ChosenUppermost}});
     }
-    return running ? stops({{0.0, u"d0e3f5"}, {1.0, u"e3eef8"}}) : stops({{0.0, u"F4F4F4"}, {1.0, u"FAFAFA"}});
+    return running ? stops({{0.0, Role::RunningLower}, {1.0, Role::RunningUpper}})
+                   : stops({{0.0, Role::RowLower}, {1.0, Role::RowUpper}});
 }
 
 void TimesheetListViewCell::drawBorders(QPainter& painter, const QRectF& rect) const
 {
-    painter.setPen(QPen(colorFromHexRGB(u"CCCCCC"_s), 0));
+    painter.setPen(QPen(color(Role::RowLine), 0));
     painter.drawLine(QLineF(rect.left(), rect.bottom() - 0.5, rect.right(), rect.bottom() - 0.5));
+}
+
+void TimesheetListViewCell::drawChosenMark(QPainter& painter) const
+{
+    // At the edge where reading begins: unlike the running row by its shape, not only by its shade.
+    constexpr int thickness = 4;
+    const QRect bar(0, 0, thickness, height() - 1);
+    painter.fillRect(QStyle::visualRect(layoutDirection(), rect(), bar), color(Role::ChosenMark));
 }
 
 void TimesheetListViewCell::viewWillDraw()
@@ -235,6 +251,8 @@ void TimesheetListViewCell::paintEvent(QPaintEvent* event)
     gradient.setStops(computeGradient());
     painter.fillRect(event->rect(), gradient);
     drawBorders(painter, rect());
+    if (isSelected())
+        drawChosenMark(painter);
 }
 
 void TimesheetListViewCell::layoutSubviews()

@@ -143,14 +143,12 @@ private:
     ButtonState buttonState() const;
     bool isRunning() const { return dayEntry() && dayEntry()->isRunning(); }
     bool isLocked() const { return dayEntry() && dayEntry()->isLocked(); }
+    void drawChosenMark(QPainter& painter) const;
     void viewWillDraw();
     void perform(Command command, int row);
 
     TimesheetRowCommands& m_commands;
     store::Ref<model::DayEntry> m_dayEntry;
-    const QColor m_normalColor;
-    const QColor m_lockedColor;
-    const QColor m_normalProjectColor;
     bool m_isHovered = false;
     ButtonState m_shownState = ButtonState::Stopped;
 };

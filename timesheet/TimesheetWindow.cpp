@@ -2,7 +2,7 @@
 
 #include "settings/UserDefaults.h"
 #include "skin/Backgrounds.h"
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Fonts.h"
 #include "skin/HintCard.h"
 #include "skin/ImageButton.h"
@@ -28,8 +28,9 @@
 namespace timesheet {
 
 using namespace Qt::StringLiterals;
-using skin::colorFromHexRGB;
+using skin::color;
 using skin::imageNamed;
+using skin::Role;
 
 namespace {
 
@@ -82,12 +83,12 @@ skin::ImageButton* imageButton(const char* image, const char* pressed, const QSt
     return button;
 }
 
-skin::QuillonTextFieldCell* label(int points, QFont::Weight weight, const char* color, const QString& objectName,
+skin::QuillonTextFieldCell* label(int points, QFont::Weight weight, Role role, const QString& objectName,
                                   QWidget* parent)
 {
     auto* label = named(new skin::QuillonTextFieldCell(parent), objectName);
     label->setFont(skin::interfaceFont(points, weight));
-    label->setTextColor(colorFromHexRGB(QLatin1StringView(color)));
+    skin::dressed(*label, [label, role] { label->setTextColor(color(role)); });
     label->setAlignment(Qt::AlignCenter);
     label->setBackgroundStyle(skin::QuillonTextFieldCell::BackgroundStyle::Raised);
     return label;
@@ -102,7 +103,7 @@ TimesheetWindow::TimesheetWindow()
       forwardButton(imageButton("tw-forward.png", "tw-forward-active.png", tr("Next Day"), tr("Next Day (Ctrl+Right)"),
                                 u"forwardButton"_s, toolbarView)),
       dateAndButtonContainer(named(new QWidget(toolbarView), u"dateAndButtonContainer"_s)),
-      currentDateLabel(label(14, QFont::Bold, "333333", u"currentDateLabel"_s, dateAndButtonContainer)),
+      currentDateLabel(label(14, QFont::Bold, Role::DateText, u"currentDateLabel"_s, dateAndButtonContainer)),
       goToTodayButton(imageButton("tw-today.png", "tw-today-active.png", tr("Today"), tr("Today (Ctrl+T)"),
                                   u"goToTodayButton"_s, dateAndButtonContainer)),
       newTimerButton(imageButton("tw-add-one.png", "tw-add-one-active.png", tr("New Timer"), tr("New Timer (Ctrl+N)"),
@@ -110,26 +111,33 @@ TimesheetWindow::TimesheetWindow()
       dailyTimesheetView(named(new QWidget(&contentView()), u"dailyTimesheetView"_s)),
       dayEntriesListView(named(new RLListView(dailyTimesheetView), u"dayEntriesListView"_s)),
       noEntriesYetView(named(new skin::QuillonNoEntriesBackgroundView(dailyTimesheetView), u"noEntriesYetView"_s)),
-      noEntriesLabel(label(14, QFont::Normal, "666666", u"noEntriesLabel"_s, noEntriesYetView)),
+      noEntriesLabel(label(14, QFont::Normal, Role::QuietText, u"noEntriesLabel"_s, noEntriesYetView)),
       startNewTimerButton(named(new skin::QuillonButtonCell({}, noEntriesYetView), u"startNewTimerButton"_s)),
       goToQuillonButton(
           named(new skin::QuillonButtonCell(tr("View in Quillon"), noEntriesYetView), u"goToQuillonButton"_s)),
-      emptyDayNote(label(12, QFont::Normal, "666666", u"emptyDayNote"_s, noEntriesYetView)),
+      emptyDayNote(label(12, QFont::Normal, Role::QuietText, u"emptyDayNote"_s, noEntriesYetView)),
       signInButton(named(new skin::QuillonButtonCell(tr("Open the Preferences"), noEntriesYetView), u"signInButton"_s)),
       bottomBarView(named(new skin::BottomBarView(&contentView()), u"bottomBarView"_s)),
       offlineIndicator(named(new QWidget(bottomBarView), u"offlineIndicator"_s)),
-      loadingIndicator(named(new skin::Spinner(skin::Spinner::Look::Dark, bottomBarView), u"loadingIndicator"_s)),
-      totalLabel(label(11, QFont::Normal, "666666", u"totalLabel"_s, bottomBarView)),
-      totalHoursLabel(label(14, QFont::Bold, "444444", u"totalHoursLabel"_s, bottomBarView))
+      loadingIndicator(named(new skin::Spinner(bottomBarView), u"loadingIndicator"_s)),
+      totalLabel(label(11, QFont::Normal, Role::QuietText, u"totalLabel"_s, bottomBarView)),
+      totalHoursLabel(label(14, QFont::Bold, Role::TotalText, u"totalHoursLabel"_s, bottomBarView))
 {
     setObjectName(u"Timesheet"_s);
     setWindowTitle(tr("Timesheet"));
     setMinimumSize(LeastSize);
     dayEntriesListView->setAccessibleName(tr("Timers"));
-    QPalette list = dayEntriesListView->palette();
-    list.setColor(QPalette::Base, colorFromHexRGB(u"EEEEEE"_s));
-    dayEntriesListView->setPalette(list);
+    skin::dressed(*dayEntriesListView, [this] {
+        QPalette list = dayEntriesListView->palette();
+        list.setColor(QPalette::Base, color(Role::Ground));
+        dayEntriesListView->setPalette(list);
+    });
     dayEntriesListView->setFocus();
+    skin::dressed(*loadingIndicator, [this] {
+        QPalette spokes = loadingIndicator->palette();
+        spokes.setColor(QPalette::WindowText, color(Role::TotalText));
+        loadingIndicator->setPalette(spokes);
+    });
     signInButton->hide();
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
@@ -182,7 +190,7 @@ void TimesheetWindow::layOut()
 
     auto* offline = new QHBoxLayout(offlineIndicator);
     auto* cloud = new Picture(imageNamed("tw-offline.png"));
-    auto* text = label(11, QFont::Normal, "666666", u"offlineLabel"_s, offlineIndicator);
+    auto* text = label(11, QFont::Normal, Role::QuietText, u"offlineLabel"_s, offlineIndicator);
     text->setText(tr("Offline"));
     offline->setContentsMargins(0, 0, 0, 2);
     offline->setSpacing(24 - cloud->width());

@@ -1,6 +1,6 @@
 #include "timesheet/TitleStrip.h"
 
-#include "skin/ColorHex.h"
+#include "skin/Colors.h"
 #include "skin/Image.h"
 
 #include <QAbstractButton>
@@ -17,7 +17,8 @@
 namespace timesheet {
 
 using namespace Qt::StringLiterals;
-using skin::colorFromHexRGB;
+using skin::color;
+using skin::Role;
 
 namespace {
 
@@ -35,7 +36,7 @@ constexpr QSizeF LetteringSize(46, TitleStrip::Height);
 
 QColor symbolColor(bool active)
 {
-    return active ? QColor(255, 255, 255, 190) : QColor(0, 0, 0, 120);
+    return color(active ? Role::StripSymbol : Role::CalmStripSymbol);
 }
 
 /// One of the strip's three buttons: a symbol of thin lines, highlighted while the pointer is over it.
@@ -69,17 +70,16 @@ private:
         const bool hovered = underMouse() && isEnabled();
         QPainter painter(this);
         if (hovered || isDown()) {
-            QColor patch = m_symbol == Symbol::Close ? QColor(0xd9, 0x53, 0x4f)
-                           : active                  ? QColor(255, 255, 255, 40)
-                                                     : QColor(0, 0, 0, 22);
+            const QColor patch = color(m_symbol == Symbol::Close ? Role::CloseHover
+                                       : active                  ? Role::StripHover
+                                                                 : Role::CalmStripHover);
             painter.fillRect(rect(), isDown() ? patch.darker(125) : patch);
         }
         const bool onRed = m_symbol == Symbol::Close && (hovered || isDown());
-        const QColor color = onRed || (hovered && active) ? QColor(Qt::white) : symbolColor(active);
-        drawSymbol(painter, color);
+        drawSymbol(painter, onRed || (hovered && active) ? color(Role::StripText) : symbolColor(active));
     }
 
-    void drawSymbol(QPainter& painter, const QColor& color) const
+    void drawSymbol(QPainter& painter, const QColor& ink) const
     {
         const QRectF box =
             skin::snapped(painter, {(width() - SymbolSize) / 2, (height() - SymbolSize) / 2, SymbolSize, SymbolSize});
@@ -87,14 +87,14 @@ private:
         const qreal pixel = 1 / devicePixelRatioF();
         const qreal line = std::max(1.0, std::round(devicePixelRatioF())) * pixel;
         const auto frame = [&](const QRectF& r) {
-            painter.fillRect(QRectF(r.left(), r.top(), r.width(), line), color);
-            painter.fillRect(QRectF(r.left(), r.bottom() - line, r.width(), line), color);
-            painter.fillRect(QRectF(r.left(), r.top() + line, line, r.height() - 2 * line), color);
-            painter.fillRect(QRectF(r.right() - line, r.top() + line, line, r.height() - 2 * line), color);
+            painter.fillRect(QRectF(r.left(), r.top(), r.width(), line), ink);
+            painter.fillRect(QRectF(r.left(), r.bottom() - line, r.width(), line), ink);
+            painter.fillRect(QRectF(r.left(), r.top() + line, line, r.height() - 2 * line), ink);
+            painter.fillRect(QRectF(r.right() - line, r.top() + line, line, r.height() - 2 * line), ink);
         };
         switch (m_symbol) {
         case Symbol::Minimize:
-            painter.fillRect(QRectF(box.left(), box.bottom() - 2 * line, box.width(), line), color);
+            painter.fillRect(QRectF(box.left(), box.bottom() - 2 * line, box.width(), line), ink);
             break;
         case Symbol::Maximize:
             frame(box);
@@ -102,13 +102,13 @@ private:
         case Symbol::Restore: {
             const qreal step = 2 * line;
             frame(box.adjusted(0, step, -step, 0));
-            painter.fillRect(QRectF(box.left() + step, box.top(), box.width() - step, line), color);
-            painter.fillRect(QRectF(box.right() - line, box.top() + line, line, box.height() - step - line), color);
+            painter.fillRect(QRectF(box.left() + step, box.top(), box.width() - step, line), ink);
+            painter.fillRect(QRectF(box.right() - line, box.top() + line, line, box.height() - step - line), ink);
             break;
         }
         case Symbol::Close:
             painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(QPen(color, line * 1.2, Qt::SolidLine, Qt::FlatCap));
+            painter.setPen(QPen(ink, line * 1.2, Qt::SolidLine, Qt::FlatCap));
             painter.drawLine(box.topLeft(), box.bottomRight());
             painter.drawLine(box.topRight(), box.bottomLeft());
             break;
@@ -125,7 +125,7 @@ void drawLettering(QPainter& painter, const QRectF& box, bool active)
         lettering.draw(painter, box);
         return;
     }
-    QPixmap inked = lettering.pixmap(painter.device()->devicePixelRatioF(), QColor(0, 0, 0, 130));
+    QPixmap inked = lettering.pixmap(painter.device()->devicePixelRatioF(), color(Role::CalmStripText));
     inked.setDevicePixelRatio(1);
     skin::drawDevicePixmap(painter, box.topLeft(), inked);
 }
@@ -165,15 +165,15 @@ QLinearGradient TitleStrip::gradient(bool active)
 {
     QLinearGradient gradient(0, 0, 0, Height);
     if (active) {
-        gradient.setStops({{0.0, colorFromHexRGB(u"666666"_s)},
-                           {0.01, colorFromHexRGB(u"444444"_s)},
-                           {0.95, colorFromHexRGB(u"222222"_s)},
-                           {1.0, colorFromHexRGB(u"000000"_s)}});
+        gradient.setStops({{0.0, color(Role::StripEdge)},
+                           {0.01, color(Role::StripTop)},
+                           {0.95, color(Role::StripBottom)},
+                           {1.0, color(Role::StripLine)}});
     } else {
-        gradient.setStops({{0.0, colorFromHexRGB(u"F6F6F6"_s)},
-                           {0.95, colorFromHexRGB(u"E6E6E6"_s)},
-                           {0.951, colorFromHexRGB(u"C4C4C4"_s)},
-                           {1.0, colorFromHexRGB(u"C4C4C4"_s)}});
+        gradient.setStops({{0.0, color(Role::CalmStripTop)},
+                           {0.95, color(Role::CalmStripBottom)},
+                           {0.951, color(Role::CalmStripLine)},
+                           {1.0, color(Role::CalmStripLine)}});
     }
     return gradient;
 }
@@ -205,7 +205,7 @@ void TitleStrip::paintEvent(QPaintEvent*)
             QPainterPath inner;
             inner.addRoundedRect(QRectF(rect()).adjusted(half, half, -half, CornerRadius * 2), CornerRadius - half,
                                  CornerRadius - half);
-            painter.strokePath(inner, QPen(outlineColor(), 2 * half));
+            painter.strokePath(inner, QPen(color(Role::Outline), 2 * half));
             painter.setRenderHint(QPainter::Antialiasing, false);
         }
     }

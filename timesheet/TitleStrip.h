@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QColor>
 #include <QPoint>
 #include <QWidget>
 
@@ -34,8 +33,6 @@ public:
     /// From the upper edge to the lower.
     static QLinearGradient gradient(bool active);
     static bool isProgramActive();
-    /// Of the hairline around the window.
-    static QColor outlineColor() { return QColor(0, 0, 0, 84); }
 
     /// What a window's menu offers. Owned by the caller.
     QMenu* makeWindowMenu();

@@ -1,5 +1,6 @@
 #include "ListOnScreen.h"
 
+#include "skin/Colors.h"
 #include "skin/ThinScroller.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
@@ -577,7 +578,7 @@ private slots:
     void focusMark()
     {
         auto screen = ListOnScreen::evenRows(2);
-        const QColor mark = screen.list.palette().color(QPalette::Highlight);
+        const QColor mark = skin::color(skin::Role::Focus);
         const auto markedAt = [&](int y) { return screen.seen().pixelColor(1, y) == mark; };
         screen.before.setFocus();
         QVERIFY(!markedAt(25));

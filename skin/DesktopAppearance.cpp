@@ -1,0 +1,111 @@
+#include "skin/DesktopAppearance.h"
+
+#include "skin/Colors.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QScopedValueRollback>
+#include <QToolTip>
+
+#include <algorithm>
+#include <cmath>
+
+namespace skin {
+
+namespace {
+
+/// https://www.w3.org/TR/WCAG22/#dfn-relative-luminance
+double luminance(const QColor& color)
+{
+    const auto part = [](double value) {
+        return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * part(color.redF()) + 0.7152 * part(color.greenF()) + 0.0722 * part(color.blueF());
+}
+
+bool isDark(const QPalette& palette)
+{
+    return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
+}
+
+/// Of high contrast are palettes of little else than black and white.
+bool isClear(const QPalette& palette)
+{
+    constexpr double least = 19;
+    for (const auto& [ground, text] :
+         {std::pair{QPalette::Window, QPalette::WindowText}, std::pair{QPalette::Base, QPalette::Text},
+          std::pair{QPalette::Button, QPalette::ButtonText}}) {
+        const double one = luminance(palette.color(ground)) + 0.05;
+        const double other = luminance(palette.color(text)) + 0.05;
+        if (std::max(one, other) / std::min(one, other) < least)
+            return false;
+    }
+    return true;
+}
+
+/// For ordinary windows, in the present look.
+QPalette ordinaryPalette()
+{
+    QPalette palette(color(Role::WindowText), color(Role::Button), color(Role::Bright), color(Role::Dim),
+                     color(Role::Mid), color(Role::WindowText), color(Role::HighlightText), color(Role::Base),
+                     color(Role::Window));
+    palette.setColor(QPalette::AlternateBase, color(Role::AlternateBase));
+    palette.setColor(QPalette::Midlight, color(Role::Button));
+    palette.setColor(QPalette::Shadow, color(Role::Shadow));
+    palette.setColor(QPalette::Highlight, color(Role::Highlight));
+    palette.setColor(QPalette::HighlightedText, color(Role::HighlightText));
+    const bool dark = isDark(palette);
+    palette.setColor(QPalette::Link, color(dark ? Role::LinkOnDark : Role::LinkOnLight));
+    palette.setColor(QPalette::LinkVisited, color(dark ? Role::LinkOnDark : Role::LinkOnLight));
+    palette.setColor(QPalette::PlaceholderText, color(Role::FieldPrompt));
+    palette.setColor(QPalette::ToolTipBase, color(Role::ToolTip));
+    palette.setColor(QPalette::ToolTipText, color(Role::WindowText));
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, color(Role::DisabledText));
+    return palette;
+}
+
+} // namespace
+
+DesktopAppearance::DesktopAppearance() : m_toolTips(QToolTip::palette())
+{
+    qApp->installEventFilter(this);
+    update();
+    m_watch = platform::watchDesktopWishes([this](const platform::DesktopWishes& wishes) { follow(wishes); });
+}
+
+DesktopAppearance::~DesktopAppearance() = default;
+
+void DesktopAppearance::follow(const platform::DesktopWishes& wishes)
+{
+    m_wishes = wishes;
+    update();
+}
+
+bool DesktopAppearance::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange && !m_isUpdating)
+        update();
+    return false;
+}
+
+void DesktopAppearance::update()
+{
+    const QScopedValueRollback updating(m_isUpdating, true);
+    // The desktop's own, as it is now.
+    if (m_hasOwnPalette)
+        QApplication::setPalette(QPalette());
+    const QPalette desktops = QApplication::palette();
+    const bool dark = m_wishes.dark.value_or(isDark(desktops));
+    const bool clear = m_wishes.highContrast.value_or(false) || isClear(desktops);
+    setAppearance({.scheme = clear  ? dark ? Scheme::ClearDark : Scheme::ClearLight
+                             : dark ? Scheme::Dark
+                                    : Scheme::Light,
+                   .still = m_wishes.reducedMotion.value_or(false)});
+    m_hasOwnPalette = dark != isDark(desktops) || clear != isClear(desktops);
+    if (m_hasOwnPalette)
+        QApplication::setPalette(ordinaryPalette());
+    QToolTip::setPalette(m_hasOwnPalette ? ordinaryPalette() : m_toolTips);
+}
+
+} // namespace skin
