@@ -124,7 +124,7 @@ def again(desktop):
     with desktop.step("a click continues it"):
         other = next(entry for entry in entries if entry.startswith("Continue ") and "training" not in entry)
         desktop.choose(other)
-        until("it runs", lambda: desktop.status()["Running"] and desktop.status()["Project"] in other)
+        until("it runs", lambda: desktop.status()["Running"] and desktop.status()["Project"].split("] ")[-1] in other)
 
 
 def windows(desktop):

@@ -116,15 +116,15 @@ class Recipe(Desktop):
         """The timer from the shell's search and from the right click on its icon."""
         middles = "(() => { const middle = (a) => { const [x, y] = a.get_transformed_position(); return [x + a.width / 2, y + a.height / 2]; };"
 
-        def results():
-            return self.evaluate("Object.values(Main.overview.searchController._searchResults._providers.find("
-                                 "p => p.id === 'com.wrenfold.quillon.desktop').display._resultDisplays).map(d => d.metaInfo.name)")
+        def result():
+            """What return would carry out."""
+            return self.evaluate("Main.overview._overview._controls._searchController._searchResults._defaultResult?.metaInfo?.name")
 
-        def look_for(words, result):
+        def look_for(words, expected):
             self.keys("super")
             until("the overview", lambda: self.evaluate("Main.overview.visible"))
             self.type(words)
-            until(result, lambda: results() and result in results()[0])
+            until(expected, lambda: result() == expected)
 
         def icon(what):
             return self.evaluate(middles + " const all = (m) => m._getMenuItems().flatMap(i => i._getMenuItems ? all(i) : [i]);"
@@ -134,7 +134,7 @@ class Recipe(Desktop):
         self.start_program()
         until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
         with self.step("the shell's search finds a project"):
-            look_for("bookk", "Start Bookkeeping")
+            look_for("bookk", "Start Bookkeeping · Administration")
         with self.step("return starts its timer"):
             self.keys("return")
             until("it runs", lambda: self.status()["Running"] and self.status()["Project"] == "Bookkeeping")
@@ -272,14 +272,18 @@ class Recipe(Desktop):
             def spoken():
                 return re.findall(r"SPEECH OUTPUT: '(.*?)'", log.read_text(errors="replace"))
 
+            heard = 0
+
             def hears(expected, *chords):
-                """What it says by the keys has `expected` in it."""
-                before = len(spoken())
+                """What it says from the last time to the answer to these keys has `expected` in it."""
+                nonlocal heard
                 self.keys(*chords)
                 try:
-                    until(f"{expected!r}, spoken after {chords}", lambda: expected in " ".join(spoken()[before:]))
+                    until(f"{expected!r}, spoken after {chords}", lambda: expected in " ".join(spoken()[heard:]))
                 finally:
-                    print("       heard:", *chords, spoken()[before:], flush=True)
+                    time.sleep(1)
+                    print("       heard:", *chords, spoken()[heard:], flush=True)
+                    heard = len(spoken())
 
             until("the screen reader", lambda: log.exists() and "SPEECH OUTPUT" in log.read_text(errors="replace"))
             self.start_program()

@@ -5,6 +5,7 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 
 import dbus.mainloop.glib
 import dbus.service
@@ -118,7 +119,30 @@ class Recipe(panel.Desktop):
 
     def tour(self):
         day.day(self)
+        self.search()
         self.again()
+
+    def search(self):
+        """The timer from KRunner."""
+        def look_for(words):
+            self.keys("alt+space")
+            until("KRunner", lambda: not any(window.focused for window in self.windows()))  # it counts as a panel
+            self.type(words)
+            time.sleep(3)  # it shows what it finds as that comes
+
+        self.start_program()
+        until("somebody signed in", lambda: self.status()["State"] in ("stopped", "running"))
+        with self.step("KRunner finds a project"):
+            look_for("bookk")
+        with self.step("return starts its timer"):
+            self.keys("return")
+            until("it runs", lambda: self.status()["Running"] and self.status()["Project"] == "Bookkeeping")
+        with self.step("while it runs KRunner offers to stop it"):
+            look_for("stop")
+        with self.step("return stops it"):
+            self.keys("return")
+            until("it rests", lambda: not self.status()["Running"])
+        self.end_program()
 
     def again(self):
         """What went wrong here once: each start opened the settings, and no key worked."""

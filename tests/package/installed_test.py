@@ -139,6 +139,8 @@ def check_desktop(prefix, version, helps):
     for action in filter(None, main["Actions"].split(";")):
         program, command = entry[f"Desktop Action {action}"]["Exec"].split()
         assert program == main["Exec"] and command in commands(helps["quillon"]), f"{action}: no such command"
+    # Return would open the program instead of carrying out what it offers in GNOME's search.
+    assert "stop" not in (main["Comment"] + main["Keywords"]).lower(), "who looks for “stop” finds the program first"
     activation = (share / f"dbus-1/services/{NAME}.service").read_text()
     assert f"Name={NAME}\n" in activation and "/bin/quillon\n" in activation, activation
 
