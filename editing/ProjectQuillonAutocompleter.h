@@ -21,6 +21,7 @@ public:
     model::QuillonObject* findSelectionFromCurrentText(const QString& text) override;
 
 protected:
+    void prepare() override { static_cast<void>(assignedProjects()); }
     void fillMenu(PickerMenu& menu) override;
     void itemSelectedFromMenu(qint64 tag) override;
     QString missingText() const override { return tr("No project chosen"); }

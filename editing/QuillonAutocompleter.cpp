@@ -227,6 +227,14 @@ void QuillonAutocompleter::reloadData()
 {
     m_menuFilled = m_menuFilled && m_menu->isVisible(); // an open one stays as it is
     m_suggestionsLoaded = false;
+    if (m_container->isVisible())
+        prepareSoon();
+}
+
+/// After the events that wait.
+void QuillonAutocompleter::prepareSoon()
+{
+    QMetaObject::invokeMethod(this, &QuillonAutocompleter::prepare, Qt::QueuedConnection);
 }
 
 void QuillonAutocompleter::catalogDidChange()
@@ -525,6 +533,8 @@ bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)
     if (watched == m_container) {
         if (event->type() == QEvent::Resize)
             layOut();
+        else if (event->type() == QEvent::Show)
+            prepareSoon();
         return false;
     }
     switch (event->type()) {

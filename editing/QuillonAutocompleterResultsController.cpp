@@ -47,16 +47,15 @@ public:
     }
     QVariant data(const QModelIndex& index, int role) const override
     {
-        const auto& row = m_controller.m_groupedResults[static_cast<std::size_t>(index.row())];
+        const QString& text = m_controller.text(index.row());
         switch (role) {
         case Qt::DisplayRole:
-            return row.text;
+            return text;
         case QuillonAutocompleterResultsWindow::LabelRole:
-            return row.isGrey;
+            return m_controller.m_groupedResults[static_cast<std::size_t>(index.row())].isGrey();
         case Qt::ToolTipRole: {
             const int room = m_view.viewport()->width() - 2 * QuillonAutocompleterResultsWindow::TextMargin;
-            return m_view.fontMetrics().horizontalAdvance(row.text) > room ? skin::toolTipFor(row.text.trimmed())
-                                                                           : QString();
+            return m_view.fontMetrics().horizontalAdvance(text) > room ? skin::toolTipFor(text.trimmed()) : QString();
         }
         default:
             return {};
@@ -108,19 +107,21 @@ void QuillonAutocompleterResultsController::setResults(const Results& results)
     m_groupedResults.clear();
     m_selectedRow = -1;
     for (const auto& [label, objects] : results) {
-        m_groupedResults.push_back({{}, skin::displayable(label), true, true});
-        std::vector<std::pair<QString, model::QuillonObject*>> named;
+        m_groupedResults.push_back({nullptr, true, skin::displayable(label)});
+        // The names stay where they are: no copy of thousands for each key.
+        std::vector<std::pair<QStringView, model::QuillonObject*>> named;
         named.reserve(objects.size());
-        for (model::QuillonObject* object : objects)
-            named.emplace_back(object->string("name"), object);
-        std::stable_sort(named.begin(), named.end(),
-                         [](const auto& left, const auto& right) { return left.first < right.first; });
+        for (model::QuillonObject* object : objects) {
+            const QString* name = std::get_if<QString>(&object->value("name"));
+            named.emplace_back(name ? QStringView(*name) : QStringView(), object);
+        }
+        const auto byName = [](const auto& left, const auto& right) { return left.first < right.first; };
+        if (!std::is_sorted(named.begin(), named.end(), byName))
+            std::stable_sort(named.begin(), named.end(), byName);
         for (const auto& [name, object] : named) {
-            const bool isClient = object->entity().name == model::Client::EntityName;
             if (object == selected)
                 m_selectedRow = rowCount();
-            const QString shown = skin::displayable(object->displayName());
-            m_groupedResults.push_back({object, isClient ? shown : u"  "_s + shown, false, isClient});
+            m_groupedResults.push_back({object, false, {}});
         }
     }
     if (visible()) {
@@ -202,6 +203,19 @@ model::QuillonObject* QuillonAutocompleterResultsController::selectedObject() co
                : nullptr;
 }
 
+bool QuillonAutocompleterResultsController::Row::isGrey() const
+{
+    return isLabel || (object && object.get()->entity().name == model::Client::EntityName);
+}
+
+const QString& QuillonAutocompleterResultsController::text(int row) const
+{
+    const Row& shown = m_groupedResults[static_cast<std::size_t>(row)];
+    if (const model::QuillonObject* object = shown.object.get(); object && shown.text.isNull())
+        shown.text = (shown.isGrey() ? u""_s : u"  "_s) + skin::displayable(object->displayName());
+    return shown.text;
+}
+
 bool QuillonAutocompleterResultsController::isLabelRow(int row) const
 {
     return row >= 0 && row < rowCount() && m_groupedResults[static_cast<std::size_t>(row)].isLabel;
@@ -244,7 +258,7 @@ void QuillonAutocompleterResultsController::select(int row)
 void QuillonAutocompleterResultsController::tellHighlight()
 {
     const bool any = m_selectedRow >= 0 && m_selectedRow < rowCount();
-    emit highlightChanged(any ? m_groupedResults[static_cast<std::size_t>(m_selectedRow)].text.trimmed() : QString());
+    emit highlightChanged(any ? text(m_selectedRow).trimmed() : QString());
     QAccessibleEvent event(resultsTableView(), QAccessible::Selection);
     event.setChild(m_selectedRow);
     QAccessible::updateAccessibility(&event);

@@ -87,11 +87,12 @@ private:
     friend class ResultsRows;
     struct Row
     {
-        store::Ref<model::QuillonObject> object; ///< empty: a label
-        QString text;
+        store::Ref<model::QuillonObject> object;
         bool isLabel;
-        bool isGrey; ///< drawn like a label
+        mutable QString text; ///< of an object: null until it is asked for, as few rows of thousands are ever seen
+        bool isGrey() const;  ///< drawn like a label
     };
+    const QString& text(int row) const;
 
     QuillonAutocompleterResultsWindow& window();
     bool isBeside(const QObject* pressed) const;

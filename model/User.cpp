@@ -7,6 +7,7 @@
 #include "UserAssignment.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 using namespace Qt::StringLiterals;
 
@@ -54,25 +55,52 @@ User* User::findByEmail(const QString& email, const Company& company)
 std::vector<Project*> User::assignedProjects() const
 {
     std::vector<Project*> projects;
-    projects.reserve(assigned().size());
-    for (const Listed& each : assigned())
-        projects.push_back(each.project);
+    for (const auto& [client, listed] : assigned()) {
+        for (const Listed& each : listed)
+            projects.push_back(each.project);
+    }
     return projects;
 }
 
 User::ProjectsByClient User::projectsWithMatchingNamesGroupedByClient(const QString& filter) const
 {
-    return grouped(assigned(), filter);
+    const QString searched = folded(filter);
+    ProjectsByClient groups;
+    for (const auto& [client, listed] : assigned()) {
+        std::vector<Project*> matching;
+        for (const Listed& each : listed) {
+            if (each.searched.contains(searched))
+                matching.push_back(each.project);
+        }
+        if (!matching.empty())
+            groups.try_emplace(groups.end(), client, std::move(matching));
+    }
+    return groups;
 }
 
 User::ProjectsByClient User::groupByClientName(const std::vector<Project*>& projects) const
 {
-    return grouped(sortedByClientName(projects), {});
+    ProjectsByClient groups;
+    // There are far fewer clients than projects.
+    std::unordered_map<const Client*, std::vector<Project*>*> groupOf;
+    for (Project* project : projects) {
+        const Client* client = project->client();
+        std::vector<Project*>*& group = groupOf[client];
+        if (!group) {
+            const QString name = client ? client->name() : QString();
+            group = &groups[name.isNull() ? u""_s : name];
+        }
+        group->push_back(project);
+    }
+    return groups;
 }
 
-const std::vector<User::Listed>& User::assigned() const
+const std::map<QString, std::vector<User::Listed>>& User::assigned() const
 {
-    if (m_assignedAt == context().revision())
+    const auto revision = [this] {
+        return context().revision({EntityName, UserAssignment::EntityName, Project::EntityName, Client::EntityName});
+    };
+    if (m_assignedAt == revision())
         return m_assigned;
     // All of them are loaded at once rather than one by one for their names.
     if (const Company* company = this->company()) {
@@ -84,38 +112,16 @@ const std::vector<User::Listed>& User::assigned() const
         if (Project* project = assignment->project())
             projects.push_back(project);
     }
-    m_assigned = sortedByClientName(projects);
-    m_assignedAt = context().revision();
+    m_assigned.clear();
+    for (const auto& [client, ofClient] : groupByClientName(projects)) {
+        auto& listed = m_assigned.try_emplace(m_assigned.end(), client)->second;
+        for (Project* project : ofClient)
+            listed.push_back({project, project->name(), folded(project->displayName())});
+        std::stable_sort(listed.begin(), listed.end(),
+                         [](const Listed& left, const Listed& right) { return left.name < right.name; });
+    }
+    m_assignedAt = revision();
     return m_assigned;
-}
-
-std::vector<User::Listed> User::sortedByClientName(const std::vector<Project*>& projects)
-{
-    std::vector<Listed> listed;
-    listed.reserve(projects.size());
-    for (Project* project : projects) {
-        const Client* client = project->client();
-        const QString name = client ? client->name() : QString();
-        listed.push_back({project, name.isNull() ? u""_s : name, folded(project->displayName())});
-    }
-    std::stable_sort(listed.begin(), listed.end(),
-                     [](const Listed& left, const Listed& right) { return left.client < right.client; });
-    return listed;
-}
-
-User::ProjectsByClient User::grouped(const std::vector<Listed>& listed, const QString& filter)
-{
-    const QString searched = folded(filter);
-    ProjectsByClient groups;
-    auto group = groups.end();
-    for (const Listed& each : listed) {
-        if (!each.searched.contains(searched))
-            continue;
-        if (group == groups.end() || group->first != each.client)
-            group = groups.try_emplace(groups.end(), each.client);
-        group->second.push_back(each.project);
-    }
-    return groups;
 }
 
 tl::expected<void, XmlError> User::parseXml(QByteArray utf8, Company& company, store::Context& context)

@@ -29,7 +29,7 @@ public:
     static User* findByEmail(const QString& email, const Company& company, store::Context& context);
     static User* findByEmail(const QString& email, const Company& company);
 
-    /// By the name of their client.
+    /// By the name of their client, then by their own.
     std::vector<Project*> assignedProjects() const;
     /// Name of the client → projects. Projects without a client, or with one without a name, stand under an empty name.
     using ProjectsByClient = std::map<QString, std::vector<Project*>>;
@@ -46,14 +46,13 @@ private:
     struct Listed
     {
         Project* project;
-        QString client;
+        QString name;
         QString searched; ///< the display name, folded
     };
-    static std::vector<Listed> sortedByClientName(const std::vector<Project*>& projects);
-    static ProjectsByClient grouped(const std::vector<Listed>& listed, const QString& filter);
-    const std::vector<Listed>& assigned() const;
+    /// By the name of their client, then by their own.
+    const std::map<QString, std::vector<Listed>>& assigned() const;
 
-    mutable std::vector<Listed> m_assigned;
+    mutable std::map<QString, std::vector<Listed>> m_assigned;
     mutable std::optional<std::uint64_t> m_assignedAt; ///< the context's revision they belong to
 };
 

@@ -12,7 +12,8 @@
 namespace store {
 
 Context::Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy)
-    : m_coordinator(std::move(coordinator)), m_policy(policy), m_changedCount(m_coordinator->model().entities().size())
+    : m_coordinator(std::move(coordinator)), m_policy(policy), m_changedCount(m_coordinator->model().entities().size()),
+      m_revisions(m_changedCount.size())
 {
 }
 
@@ -104,7 +105,7 @@ Object& Context::insert(std::string_view entityName)
 
 void Context::markChanged(Object& object, Object::State state)
 {
-    ++m_revision;
+    touch(object.m_entity->index);
     if (object.m_state == Object::State::Clean) {
         m_changed.push_back(&object);
         ++m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
@@ -173,7 +174,7 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
 
 std::unique_ptr<Object> Context::detach(Object& object)
 {
-    ++m_revision;
+    touch(object.m_entity->index);
     for (int i = 0; i < object.m_entity->toOneCount; ++i)
         moveInCollections(object, i, object.m_toOnes[static_cast<std::size_t>(i)], 0);
     for (std::size_t i = static_cast<std::size_t>(object.m_entity->toOneCount);
@@ -206,6 +207,14 @@ void Context::remove(Object& object)
         m_pendingDeletes.insert(object.id());
     }
     m_deleted.push_back(detach(object));
+}
+
+std::uint64_t Context::revision(std::initializer_list<std::string_view> entities) const
+{
+    std::uint64_t revision = 0;
+    for (const std::string_view name : entities)
+        revision += m_revisions[static_cast<std::size_t>(entityNamed(name).index)];
+    return revision;
 }
 
 bool Context::hasChangesOf(int entity) const
@@ -419,15 +428,17 @@ tl::expected<void, Error> Context::save()
 
 void Context::mergeChanges(const ChangeSet& changes)
 {
-    m_revision += changes.isEmpty() ? 0 : 1;
     const auto& entities = m_coordinator->model().entities();
 
     // Collections that gained or lost members unknown here are fetched again on next use.
     std::unordered_set<int> grown;
-    for (const ObjectId& id : changes.inserted)
+    for (const ObjectId& id : changes.inserted) {
+        touch(id.entity);
         grown.insert(id.entity);
+    }
 
     for (const ChangeSet::Change& change : changes.updated) {
+        touch(change.id.entity);
         Object* object = registered(change.id);
         if (!object) {
             if (change.changedToOnes)

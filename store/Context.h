@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <stop_token>
@@ -93,9 +94,9 @@ public:
               const std::vector<std::string>& toOnes, const std::function<void(const Glimpse&)>& show);
 
     bool hasChanges() const { return !m_changed.empty(); }
-    /// Changes whenever an object here is changed, inserted, deleted or merged: anything derived from objects holds
-    /// while it stays the same.
-    std::uint64_t revision() const { return m_revision; }
+    /// Changes whenever an object of one of these entities is changed, inserted, deleted or merged here: anything
+    /// derived from such objects holds while it stays the same.
+    std::uint64_t revision(std::initializer_list<std::string_view> entities) const;
 
     /// Notes that what is known of the object is current, for the next save to report: an import that finds nothing
     /// changed changes nothing.
@@ -124,6 +125,7 @@ private:
     Object* registered(ObjectId id) const;
     Object& adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row);
     void markChanged(Object& object, Object::State state);
+    void touch(int entity) { ++m_revisions[static_cast<std::size_t>(entity)]; }
     void setAttribute(Object& object, int attribute, Value value);
     void setToOneRow(Object& object, int relationship, std::int64_t row);
     std::vector<Object*>& collection(const Object& owner, int relationship);
@@ -161,9 +163,9 @@ private:
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<Connection> m_left; ///< to a file that failed; its statements may still be in use
     std::unordered_map<ObjectId, std::unique_ptr<Object>, ObjectIdHash> m_objects;
-    std::uint64_t m_revision = 0;
     std::vector<Object*> m_changed;                 ///< in the order of their first change
     std::vector<int> m_changedCount;                ///< of them, by entity
+    std::vector<std::uint64_t> m_revisions;         ///< by entity
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
     std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
     std::vector<ObjectId> m_confirmed;                         ///< since the last save

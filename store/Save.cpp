@@ -211,7 +211,8 @@ void Context::Save::takeOverRows()
         }
     }
     m_context.m_collections.clear();
-    ++m_context.m_revision;
+    for (const auto& [key, first] : m_takenOver)
+        m_context.touch(key.first);
 }
 
 std::shared_ptr<const ChangeSet> Context::Save::finish()
