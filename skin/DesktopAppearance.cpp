@@ -74,7 +74,12 @@ DesktopAppearance::DesktopAppearance() : m_toolTips(QToolTip::palette())
     m_watch = platform::watchDesktopWishes([this](const platform::DesktopWishes& wishes) { follow(wishes); });
 }
 
-DesktopAppearance::~DesktopAppearance() = default;
+DesktopAppearance::~DesktopAppearance()
+{
+    m_isUpdating = true;
+    if (m_hasOwnPalette)
+        QApplication::setPalette(QPalette());
+}
 
 void DesktopAppearance::follow(const platform::DesktopWishes& wishes)
 {

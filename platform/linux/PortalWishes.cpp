@@ -58,6 +58,7 @@ bool PortalWishes::available()
 
 void PortalWishes::readAll()
 {
+    m_settings.clear();
     auto call = QDBusMessage::createMethodCall(Service, Path, Interface, u"ReadAll"_s);
     call << QStringList{u"org.freedesktop.appearance"_s, u"org.gnome.desktop.a11y.interface"_s,
                         u"org.gnome.desktop.interface"_s, u"org.kde.kdeglobals.KDE"_s};
@@ -65,11 +66,14 @@ void PortalWishes::readAll()
         const QDBusMessage reply = answer.reply();
         if (answer.isError() || reply.signature() != "a{sa{sv}}"_L1)
             return; // no portal, or one without settings
-        m_settings.clear();
         const auto spaces = qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().constFirst());
         for (auto space = spaces.begin(); space != spaces.end(); ++space) {
-            for (auto entry = space->begin(); entry != space->end(); ++entry)
-                m_settings.insert(space.key() + u' ' + entry.key(), unwrapped(entry.value()));
+            for (auto entry = space->begin(); entry != space->end(); ++entry) {
+                // What has changed since the question may have been handled before its answer.
+                const QString name = space.key() + u' ' + entry.key();
+                if (!m_settings.contains(name))
+                    m_settings.insert(name, unwrapped(entry.value()));
+            }
         }
         tell();
     });
