@@ -13,6 +13,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
+#include <QStyle>
 #include <QTextCharFormat>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -54,8 +55,10 @@ public:
         if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s))
             bar->setAutoFillBackground(false);
         for (const auto& [name, picture, spoken] :
-             {std::tuple{"qt_calendar_prevmonth", "tw-back.png", tr("Previous Month")},
-              std::tuple{"qt_calendar_nextmonth", "tw-forward.png", tr("Next Month")}}) {
+             {std::tuple{"qt_calendar_prevmonth", isRightToLeft() ? "tw-forward.png" : "tw-back.png",
+                         tr("Previous Month")},
+              std::tuple{"qt_calendar_nextmonth", isRightToLeft() ? "tw-back.png" : "tw-forward.png",
+                         tr("Next Month")}}) {
             if (auto* button = findChild<QToolButton*>(QLatin1StringView(name))) {
                 button->setIconSize({20, 20});
                 button->setAccessibleName(spoken);
@@ -168,7 +171,8 @@ DatePicker::DatePicker(QWidget* parent)
     dress(*lineEdit(), Look::Light);
     skin::dressed(*this, [this] { setPalette(fieldPalette(Look::Light)); });
     setFont(skin::interfaceFont(FontPoints));
-    lineEdit()->setTextMargins(0, 0, m_button->sizeHint().width(), 0);
+    const int forButton = m_button->sizeHint().width();
+    lineEdit()->setTextMargins(isRightToLeft() ? forButton : 0, 0, isRightToLeft() ? 0 : forButton, 0);
     setDisplayFormat(dayFormat(locale()));
     setAccessibleName(tr("Date"));
 
@@ -210,8 +214,8 @@ void DatePicker::showCalendar()
     QPoint corner = below;
     if (below.y() + size.height() > available.bottom())
         corner.setY(std::max(available.top(), frame.mapToGlobal(QPoint()).y() - 3 - size.height()));
-    corner.setX(std::clamp(below.x() + frame.width() - size.width(), available.left(),
-                           std::max(available.left(), available.right() - size.width())));
+    const int left = isRightToLeft() ? below.x() : below.x() + frame.width() - size.width();
+    corner.setX(std::clamp(left, available.left(), std::max(available.left(), available.right() - size.width())));
     popup->setGeometry({corner, size});
     popup->show();
     calendar->setFocus();
@@ -283,7 +287,8 @@ void DatePicker::resizeEvent(QResizeEvent* event)
 {
     QDateEdit::resizeEvent(event);
     const QSize size = m_button->sizeHint();
-    m_button->setGeometry({{width() - size.width(), (height() - size.height()) / 2}, size});
+    m_button->setGeometry(QStyle::visualRect(layoutDirection(), rect(),
+                                             {{width() - size.width(), (height() - size.height()) / 2}, size}));
 }
 
 void DatePicker::wheelEvent(QWheelEvent* event)

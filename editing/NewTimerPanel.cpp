@@ -69,13 +69,18 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     m_durationBackground = named("durationBackground", frame(*durationTextField, Look::Dark, {5, 1, 5, 1}));
     m_durationBackground->setFixedSize(DurationSize);
     durationHint = named("durationHint", new HintLabel(Look::Dark));
+    durationHint->setWordWrap(true);
     // It stays in place while the panel grows and uncovers it from above.
     auto* uncovered = new QWidget;
     uncovered->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
     durationContainer = named("durationContainer", new QWidget(uncovered));
     durationContainer->resize(PanelWidth, 3 + DurationSize.height() + Glow);
     auto* duration = new QHBoxLayout(durationContainer);
-    duration->setContentsMargins(Margin + 23, 3, 0, Glow);
+    // As high as two lines of the hint, which is more than the field needs.
+    QMargins around(Margin + 23, 2, Margin, Glow - 1);
+    if (isRightToLeft())
+        around = {around.right(), around.top(), around.left(), around.bottom()};
+    duration->setContentsMargins(around);
     duration->setSpacing(8);
     duration->addWidget(m_durationBackground);
     duration->addWidget(durationHint, 1);

@@ -270,8 +270,7 @@ void PickerMenu::drawItem(QPainter& painter, int item) const
                                    selected ? QPalette::HighlightedText : QPalette::Text));
     const QRect box = QStyle::visualRect(layoutDirection(), row,
                                          row.adjusted(header ? HeaderIndent : ItemIndent, 0, -RightMargin / 2, 0));
-    painter.drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                     fontMetrics().elidedText(skin::displayable(at(item).title), Qt::ElideMiddle, box.width()));
+    skin::drawLine(painter, box, layoutDirection(), skin::displayable(at(item).title));
     if (!isChecked(at(item)))
         return;
     const QPointF origin((isRightToLeft() ? row.right() - 17 : row.left() + 9), row.center().y() + 0.5);

@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QStyle>
 
 #include <utility>
 
@@ -508,17 +509,20 @@ void QuillonAutocompleter::updateUnknownNote()
 void QuillonAutocompleter::layOut()
 {
     const QSize size = m_container->size();
-    m_popupButton->move(size.width() - ButtonSize.width() - 1,
-                        lookOf(m_style) == Look::Light ? LightButtonTop : DarkButtonTop);
-    int right = m_popupButton->x();
+    const auto place = [&](QWidget& part, const QRect& box) {
+        part.setGeometry(QStyle::visualRect(m_container->layoutDirection(), m_container->rect(), box));
+    };
+    const int buttonLeft = size.width() - ButtonSize.width() - 1;
+    place(*m_popupButton, {{buttonLeft, lookOf(m_style) == Look::Light ? LightButtonTop : DarkButtonTop}, ButtonSize});
+    int right = buttonLeft;
     if (m_manageLink && !m_manageLink->isHidden()) {
         for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {
             right -= part->sizeHint().width() + 4;
-            part->setGeometry(right, 1, part->sizeHint().width(), size.height() - 2);
+            place(*part, {right, 1, part->sizeHint().width(), size.height() - 2});
         }
     }
-    m_textField->setGeometry(LeftMargin - 2, 1, right - LeftMargin + 2, size.height() - 2);
-    m_fakePlaceholderField->setGeometry(LeftMargin, 1, m_popupButton->x() - LeftMargin, size.height() - 2);
+    place(*m_textField, {LeftMargin - 2, 1, right - LeftMargin + 2, size.height() - 2});
+    place(*m_fakePlaceholderField, {LeftMargin, 1, buttonLeft - LeftMargin, size.height() - 2});
 }
 
 void QuillonAutocompleter::popUpMenu()

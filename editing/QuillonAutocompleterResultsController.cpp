@@ -275,6 +275,8 @@ void QuillonAutocompleterResultsController::fixGeometry()
     const QRect screen = m_containerView->screen()->availableGeometry();
     if (frame.bottom() > screen.bottom() && container.top() - screen.top() >= frame.height())
         frame.moveBottom(container.top() - 1);
+    if (m_containerView->isRightToLeft())
+        frame.moveRight(container.right() - 1);
     m_window->setInitialLocation(frame.topLeft());
     m_window->setGeometry(frame);
 }

@@ -2,6 +2,7 @@
 
 #include "skin/Appearance.h"
 #include "skin/Fonts.h"
+#include "skin/Geometrics.h"
 #include "skin/ThinScroller.h"
 
 #include <QListView>
@@ -40,8 +41,11 @@ public:
                                       selected ? QPalette::HighlightedText : QPalette::Text));
         constexpr int margin = QuillonAutocompleterResultsWindow::TextMargin;
         const QRect box = option.rect.adjusted(margin, 0, -margin, 0);
-        painter->drawText(box, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                          option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, box.width()));
+        const QString text = index.data().toString();
+        const int indent =
+            label ? 0 : option.fontMetrics.horizontalAdvance(text.first(text.size() - text.trimmed().size()));
+        skin::drawLine(*painter, QStyle::visualRect(option.direction, box, box.adjusted(indent, 0, 0, 0)),
+                       option.direction, text.trimmed());
     }
 };
 

@@ -13,6 +13,7 @@
 #include "skin/QuillonTextFieldBackground.h"
 
 #include <QBoxLayout>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 
@@ -58,6 +59,9 @@ QLabel* label(const QString& text, int points, QFont::Weight weight = QFont::Nor
 QHBoxLayout* line(QMargins margins)
 {
     auto* made = new QHBoxLayout;
+    // Layouts mirror what is in them, but not their margins.
+    if (QGuiApplication::isRightToLeft())
+        margins = {margins.right(), margins.top(), margins.left(), margins.bottom()};
     made->setContentsMargins(margins);
     made->setSpacing(0);
     return made;
@@ -132,6 +136,7 @@ TimesheetEditSheet::TimesheetEditSheet(QWidget& window) : Sheet(window), contain
     auto* to = label(tr("to"), 13);
     to->setAlignment(Qt::AlignCenter);
     to->setMinimumWidth(22);
+    to->setContentsMargins(2, 0, 2, 0);
     timestampContainer = named("timestampContainer", row({startTimeBackground, to, endTimeBackground}, 0));
 
     timeHint = named("timeHint", new HintLabel(Look::Light));

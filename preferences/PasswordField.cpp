@@ -161,7 +161,7 @@ PasswordField::PasswordField(QWidget* parent) : QLineEdit(parent), m_show(new QT
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(2, 2, 2, 2);
     row->addWidget(m_show, 0, Qt::AlignRight);
-    setTextMargins(0, 0, ButtonSize + 2, 0);
+    setTextMargins(isRightToLeft() ? ButtonSize + 2 : 0, 0, isRightToLeft() ? 0 : ButtonSize + 2, 0);
     setDragEnabled(false);
     setShown(false);
     connect(m_show, &QToolButton::toggled, this, &PasswordField::setShown);

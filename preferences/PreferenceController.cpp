@@ -113,6 +113,9 @@ void PreferenceController::awakeFromNib()
         hint->setContentsMargins(indent, 0, 0, 0);
     m_ui->idleRow->setContentsMargins(indent, 0, 0, 0);
 
+    // An address reads from left to right in every language.
+    if (m_window.isRightToLeft())
+        m_ui->quillonUrlRow->setDirection(QBoxLayout::RightToLeft);
     m_ui->learnMoreLink->setFont(m_window.font());
     QFont title = m_window.font();
     title.setBold(true);

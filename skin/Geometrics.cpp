@@ -2,6 +2,7 @@
 
 #include <QFontInfo>
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QPainter>
 #include <QTextLayout>
 
@@ -92,6 +93,16 @@ QString toolTipFor(const QString& plainText)
     return QStringLiteral("<qt>%1</qt>").arg(text.replace(u'\n', QLatin1StringView("<br>")));
 }
 
+void drawLine(QPainter& painter, const QRect& box, Qt::LayoutDirection side, const QString& text)
+{
+    const Qt::LayoutDirection before = painter.layoutDirection();
+    painter.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    const Qt::Alignment edge = side == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft;
+    painter.drawText(box, int(Qt::AlignVCenter | Qt::AlignAbsolute | edge) | Qt::TextSingleLine,
+                     painter.fontMetrics().elidedText(text, Qt::ElideMiddle, box.width()));
+    painter.setLayoutDirection(before);
+}
+
 TextLines::TextLines(const QString& text, const QFont& font, double width) : m_pitch(linePitch(font))
 {
     QString shown = displayable(text);
@@ -104,7 +115,10 @@ TextLines::TextLines(const QString& text, const QFont& font, double width) : m_p
     const double baseline = std::round((m_pitch + metrics.ascent() - metrics.descent()) / 2);
     for (const QString& paragraph : shown.split(u'\n')) {
         auto layout = std::make_unique<QTextLayout>(breakable(paragraph), font);
-        QTextOption option(paragraph.isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft);
+        const bool fromRight = paragraph.isRightToLeft() || QGuiApplication::isRightToLeft();
+        QTextOption option(fromRight ? Qt::AlignRight : Qt::AlignLeft);
+        option.setTextDirection(paragraph.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+        option.setAlignment(option.alignment() | Qt::AlignAbsolute);
         option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         layout->setTextOption(option);
         layout->setCacheEnabled(true);

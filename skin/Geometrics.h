@@ -25,6 +25,10 @@ QString displayable(const QString& text);
 /// `plainText` as a tool tip: shown verbatim, wrapped when long, and cut where it would fill the screen.
 QString toolTipFor(const QString& plainText);
 
+/// One line, cut in the middle where it does not fit. It begins at the side where `side` begins, and reads in its own
+/// direction: a code before a name stays before it.
+void drawLine(QPainter& painter, const QRect& box, Qt::LayoutDirection side, const QString& text);
+
 /// Text of any length, broken into lines of a width: measured and drawn alike, each line `linePitch` points below the
 /// one before it, whatever characters it holds. Paragraphs that run from right to left begin at the right. Line breaks
 /// at the end open no line.

@@ -45,6 +45,25 @@ struct Slice
 
 namespace {
 
+QString titleText()
+{
+    return QCoreApplication::translate("skin::Image", "Timesheet");
+}
+
+QFont titleFont()
+{
+    return interfaceFont(11, QFont::DemiBold);
+}
+
+/// That of the English word, or what a longer one in the same letters needs.
+qreal titleWidth()
+{
+    constexpr qreal english = 46;
+    const QFontMetricsF metrics(titleFont());
+    const qreal longer = metrics.horizontalAdvance(titleText()) / metrics.horizontalAdvance(u"Timesheet"_s);
+    return std::ceil(english * std::max(1.0, longer));
+}
+
 using Slices = std::map<std::string, Slice, std::less<>>;
 
 /// The three pictures of a button: its ends, and what is stretched between them.
@@ -115,7 +134,7 @@ Slices allSlices()
         {"tw-edit-hours-active.png", {"symbols", {104, 52, 20, 20}}},
         {"tw-add-one.png", {"symbols", {128, 52, 20, 20}}},
         {"tw-add-one-active.png", {"symbols", {152, 52, 20, 20}}},
-        {"black-title-text.png", {{}, {0, 0, 46, 23}}},
+        {"black-title-text.png", {{}, {0, 0, titleWidth(), 23}}},
         {"quillon.png", {"quillon", {0, 0, 128, 128}}},
         {"prefs-account.png", {"preferences", {0, 0, 24, 24}}},
         {"prefs-general.png", {"preferences", {28, 0, 24, 24}}},
@@ -185,16 +204,14 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
     return result;
 }
 
-/// "Timesheet" in white, as large as fits the image's `size` in points. Letters this small are aligned to the device's
-/// pixels.
+/// The title in white, as large as fits the image. Letters this small are aligned to the device's pixels.
 void drawTitleText(QImage& image, QSizeF size)
 {
-    const QString title = QCoreApplication::translate("skin::Image", "Timesheet");
-    constexpr int points = 11;
-    QFont font = interfaceFont(points, QFont::DemiBold);
+    const QString title = titleText();
+    QFont font = titleFont();
     const qreal fit = std::min(1.0, size.width() / QFontMetricsF(font).horizontalAdvance(title));
     font.setHintingPreference(QFont::PreferVerticalHinting);
-    font.setPixelSize(std::max(1, qRound(points * fit * image.height() / size.height())));
+    font.setPixelSize(std::max(1, qRound(font.pixelSize() * fit * image.height() / size.height())));
     const qreal tooWide = QFontMetricsF(font).horizontalAdvance(title) - image.width();
     if (tooWide > 0)
         font.setLetterSpacing(QFont::AbsoluteSpacing, -tooWide / title.size());

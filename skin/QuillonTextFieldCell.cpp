@@ -77,8 +77,9 @@ void QuillonTextFieldCell::paintEvent(QPaintEvent*)
     const QRectF box = contentsRect();
     const QString shown = metrics.elidedText(whole, Qt::ElideRight, box.width());
     const double free = box.width() - metrics.horizontalAdvance(shown);
-    const Qt::Alignment side =
-        QStyle::visualAlignment(whole.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight, alignment());
+    const Qt::LayoutDirection reading = whole.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;
+    painter.setLayoutDirection(reading);
+    const Qt::Alignment side = QStyle::visualAlignment(isRightToLeft() ? Qt::RightToLeft : reading, alignment());
     const double x = side & Qt::AlignRight ? free : side & Qt::AlignHCenter ? std::round(free / 2) : 0;
     const double y = std::round((box.height() + metrics.ascent() - metrics.descent()) / 2);
     const QPointF baseline = box.topLeft() + QPointF(x, y);

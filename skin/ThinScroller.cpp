@@ -61,7 +61,8 @@ void ThinScroller::place()
     const int length = qBound(ShortestThumb, qRound(m_track.height() * shown), m_track.height());
     const double gone = double(m_bar.value() - m_bar.minimum()) / range;
     const int top = m_track.top() + qRound((m_track.height() - length) * gone);
-    const QRect thumb(m_track.right() + 1 - Margin - thickness, top, thickness, length);
+    const int left = isRightToLeft() ? m_track.left() + Margin : m_track.right() + 1 - Margin - thickness;
+    const QRect thumb(left, top, thickness, length);
     if (thumb.size() != size())
         setMask(pill(thumb.size()));
     setGeometry(thumb);

@@ -240,7 +240,7 @@ void TimesheetController::reloadEntries()
 
 void TimesheetController::updateDateLabel()
 {
-    m_window->currentDateLabel->setText(QLocale::c().toString(m_currentDate, u"dddd, MMMM d, yyyy"_s));
+    m_window->currentDateLabel->setText(QLocale().toString(m_currentDate, u"dddd, MMMM d, yyyy"_s));
 }
 
 void TimesheetController::updateTotal()

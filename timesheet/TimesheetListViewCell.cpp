@@ -105,7 +105,7 @@ QString TimesheetListViewCell::shownNotes(const QString& notes)
     if (notes.size() <= MostNotes)
         return notes;
     const qsizetype shown = MostNotes - (notes.at(MostNotes - 1).isHighSurrogate() ? 1 : 0);
-    return notes.first(shown) + tr("… (%1 more characters)").arg(QLocale::c().toString(notes.size() - shown));
+    return notes.first(shown) + tr("… (%1 more characters)").arg(QLocale().toString(notes.size() - shown));
 }
 
 TimesheetListViewCell::TimesheetListViewCell(TimesheetRowCommands& commands)
@@ -258,21 +258,22 @@ void TimesheetListViewCell::paintEvent(QPaintEvent* event)
 void TimesheetListViewCell::layoutSubviews()
 {
     const int buttonLeft = width() - ButtonRight - ButtonSize;
-    const QRect button(buttonLeft, (BaseHeight - ButtonSize) / 2, ButtonSize, ButtonSize);
-    runningButtonView->setGeometry(button);
-    startStopButton->setGeometry(button);
-    lockedButton->setGeometry(button);
+    const auto place = [this](QWidget& part, int left, int top, int width, int height) {
+        part.setGeometry(QStyle::visualRect(layoutDirection(), rect(), {left, top, width, height}));
+    };
+    for (QWidget* button : {static_cast<QWidget*>(runningButtonView), static_cast<QWidget*>(startStopButton),
+                            static_cast<QWidget*>(lockedButton)})
+        place(*button, buttonLeft, (BaseHeight - ButtonSize) / 2, ButtonSize, ButtonSize);
 
     const int hoursRight = buttonLeft - ColumnGap;
     const int hoursWidth = hoursLabel->sizeHint().width();
-    hoursLabel->setGeometry(hoursRight - hoursWidth, (BaseHeight - HoursLine) / 2, hoursWidth, HoursLine);
+    place(*hoursLabel, hoursRight - hoursWidth, (BaseHeight - HoursLine) / 2, hoursWidth, HoursLine);
 
     const int namesWidth = std::max(0, hoursRight - hoursWidth - 2 * ColumnGap - SideMargin);
-    clientLabel->setGeometry(SideMargin, ClientTop, namesWidth, SmallLine);
-    projectLabel->setGeometry(SideMargin, ProjectTop, namesWidth, ProjectLine);
-    taskLabel->setGeometry(SideMargin, TaskTop, namesWidth, SmallLine);
-    notesLabel->setGeometry(SideMargin, NotesTop, width() - SideMargins,
-                            std::max(0, height() - BaseHeight - NotesMargin));
+    place(*clientLabel, SideMargin, ClientTop, namesWidth, SmallLine);
+    place(*projectLabel, SideMargin, ProjectTop, namesWidth, ProjectLine);
+    place(*taskLabel, SideMargin, TaskTop, namesWidth, SmallLine);
+    place(*notesLabel, SideMargin, NotesTop, width() - SideMargins, std::max(0, height() - BaseHeight - NotesMargin));
 }
 
 void TimesheetListViewCell::resizeEvent(QResizeEvent*)

@@ -17,10 +17,12 @@
 #include <QBoxLayout>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScreen>
 #include <QShortcut>
+#include <QStyle>
 
 #include <cmath>
 #include <utility>
@@ -74,12 +76,32 @@ Widget* named(Widget* widget, const QString& name)
     return widget;
 }
 
-skin::ImageButton* imageButton(const char* image, const char* pressed, const QString& name, const QString& toolTip,
+/// Days go on in the direction in which people read.
+Qt::Key keyBack()
+{
+    return QGuiApplication::isRightToLeft() ? Qt::Key_Right : Qt::Key_Left;
+}
+
+Qt::Key keyForward()
+{
+    return QGuiApplication::isRightToLeft() ? Qt::Key_Left : Qt::Key_Right;
+}
+
+const char* arrow(Qt::Key key, bool pressed)
+{
+    if (key == Qt::Key_Left)
+        return pressed ? "tw-back-active.png" : "tw-back.png";
+    return pressed ? "tw-forward-active.png" : "tw-forward.png";
+}
+
+skin::ImageButton* imageButton(const char* image, const char* pressed, const QString& name, Qt::Key key,
                                const QString& objectName, QWidget* parent)
 {
     auto* button = named(new skin::ImageButton(imageNamed(image), imageNamed(pressed), parent), objectName);
     button->setAccessibleName(name);
-    button->setToolTip(toolTip);
+    //: What a button does, and its keys.
+    button->setToolTip(
+        TimesheetWindow::tr("%1 (%2)").arg(name, QKeySequence(Qt::CTRL | key).toString(QKeySequence::NativeText)));
     return button;
 }
 
@@ -98,15 +120,15 @@ skin::QuillonTextFieldCell* label(int points, QFont::Weight weight, Role role, c
 
 TimesheetWindow::TimesheetWindow()
     : toolbarView(named(new ToolbarView(&contentView()), u"toolbarView"_s)),
-      backButton(imageButton("tw-back.png", "tw-back-active.png", tr("Previous Day"), tr("Previous Day (Ctrl+Left)"),
+      backButton(imageButton(arrow(keyBack(), false), arrow(keyBack(), true), tr("Previous Day"), keyBack(),
                              u"backButton"_s, toolbarView)),
-      forwardButton(imageButton("tw-forward.png", "tw-forward-active.png", tr("Next Day"), tr("Next Day (Ctrl+Right)"),
+      forwardButton(imageButton(arrow(keyForward(), false), arrow(keyForward(), true), tr("Next Day"), keyForward(),
                                 u"forwardButton"_s, toolbarView)),
       dateAndButtonContainer(named(new QWidget(toolbarView), u"dateAndButtonContainer"_s)),
       currentDateLabel(label(14, QFont::Bold, Role::DateText, u"currentDateLabel"_s, dateAndButtonContainer)),
-      goToTodayButton(imageButton("tw-today.png", "tw-today-active.png", tr("Today"), tr("Today (Ctrl+T)"),
-                                  u"goToTodayButton"_s, dateAndButtonContainer)),
-      newTimerButton(imageButton("tw-add-one.png", "tw-add-one-active.png", tr("New Timer"), tr("New Timer (Ctrl+N)"),
+      goToTodayButton(imageButton("tw-today.png", "tw-today-active.png", tr("Today"), Qt::Key_T, u"goToTodayButton"_s,
+                                  dateAndButtonContainer)),
+      newTimerButton(imageButton("tw-add-one.png", "tw-add-one-active.png", tr("New Timer"), Qt::Key_N,
                                  u"newTimerButton"_s, toolbarView)),
       dailyTimesheetView(named(new QWidget(&contentView()), u"dailyTimesheetView"_s)),
       dayEntriesListView(named(new RLListView(dailyTimesheetView), u"dayEntriesListView"_s)),
@@ -140,7 +162,7 @@ TimesheetWindow::TimesheetWindow()
     });
     signInButton->hide();
     totalHoursLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    totalHoursLabel->setContentsMargins(0, 0, TotalPadding, 0);
+    totalHoursLabel->setContentsMargins(isRightToLeft() ? TotalPadding : 0, 0, isRightToLeft() ? 0 : TotalPadding, 0);
     totalLabel->setText(tr("Total"));
     totalLabel->setBuddy(totalHoursLabel);
     loadingIndicator->setAccessibleName(tr("Loading"));
@@ -215,9 +237,9 @@ void TimesheetWindow::layOut()
 void TimesheetWindow::addKeys()
 {
     const std::pair<QKeySequence, QAbstractButton*> keys[] = {
-        {Qt::CTRL | Qt::Key_Left, backButton},     {Qt::ALT | Qt::Key_Left, backButton},
-        {Qt::CTRL | Qt::Key_Right, forwardButton}, {Qt::ALT | Qt::Key_Right, forwardButton},
-        {Qt::CTRL | Qt::Key_T, goToTodayButton},   {Qt::CTRL | Qt::Key_N, newTimerButton}};
+        {Qt::CTRL | keyBack(), backButton},       {Qt::ALT | keyBack(), backButton},
+        {Qt::CTRL | keyForward(), forwardButton}, {Qt::ALT | keyForward(), forwardButton},
+        {Qt::CTRL | Qt::Key_T, goToTodayButton},  {Qt::CTRL | Qt::Key_N, newTimerButton}};
     for (const auto& [key, button] : keys) {
         auto* shortcut = new QShortcut(key, this);
         shortcut->setAutoRepeat(false); // each press is a request
@@ -252,14 +274,17 @@ void TimesheetWindow::focusContent()
 void TimesheetWindow::centreDate(bool withButton)
 {
     goToTodayButton->setVisible(withButton);
-    const QSize button = goToTodayButton->size();
+    const QSize button = goToTodayButton->sizeHint();
     const double text = std::ceil(QFontMetricsF(currentDateLabel->font()).horizontalAdvance(currentDateLabel->text()));
     const double labelWidth = text + (withButton ? DateSpacing : 0);
     const double groupWidth = labelWidth + (withButton ? button.width() : 0);
     const int left = qRound((toolbarView->width() - groupWidth) / 2);
     dateAndButtonContainer->setGeometry(left, 0, qRound(groupWidth), ToolbarView::Height);
-    currentDateLabel->setGeometry(0, 0, qRound(text), ToolbarView::Height - 1);
-    goToTodayButton->move(qRound(labelWidth), DateButtonBottom);
+    const auto place = [this](QWidget& part, const QRect& box) {
+        part.setGeometry(QStyle::visualRect(layoutDirection(), dateAndButtonContainer->rect(), box));
+    };
+    place(*currentDateLabel, {0, 0, qRound(text), ToolbarView::Height - 1});
+    place(*goToTodayButton, {{qRound(labelWidth), DateButtonBottom}, button});
 }
 
 void TimesheetWindow::setEmptyDayNote(const QString& text)
@@ -300,10 +325,12 @@ void TimesheetWindow::placeTotal()
 {
     const int width = totalHoursLabel->sizeHint().width();
     const int left = this->width() - width - TotalRight;
-    totalHoursLabel->setGeometry(left, 1, width, FooterHeight - 1);
-    // On the same baseline.
     const int titleWidth = totalLabel->sizeHint().width();
-    totalLabel->setGeometry(left - titleWidth - TotalSpacing, 2, titleWidth, FooterHeight - 1);
+    const QRect footer(0, 0, this->width(), FooterHeight);
+    totalHoursLabel->setGeometry(QStyle::visualRect(layoutDirection(), footer, {left, 1, width, FooterHeight - 1}));
+    // On the same baseline.
+    totalLabel->setGeometry(QStyle::visualRect(layoutDirection(), footer,
+                                               {left - titleWidth - TotalSpacing, 2, titleWidth, FooterHeight - 2}));
 }
 
 void TimesheetWindow::setTotalVisible(bool visible)

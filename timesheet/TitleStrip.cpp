@@ -209,7 +209,10 @@ void TitleStrip::paintEvent(QPaintEvent*)
             painter.setRenderHint(QPainter::Antialiasing, false);
         }
     }
-    drawLettering(painter, {QPointF((width() - LetteringSize.width()) / 2, 0), LetteringSize}, active);
+    // In another language as wide as it must be.
+    const QSizeF lettering(std::max(LetteringSize.width(), skin::imageNamed("black-title-text.png").size().width()),
+                           LetteringSize.height());
+    drawLettering(painter, {QPointF(std::round((width() - lettering.width()) / 2), 0), lettering}, active);
 }
 
 void TitleStrip::mousePressEvent(QMouseEvent* event)

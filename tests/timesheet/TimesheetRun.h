@@ -18,7 +18,7 @@
 class TimesheetRun : public AppRun
 {
 public:
-    TimesheetRun() = default;
+    explicit TimesheetRun(Timers timers = Timers::Hours) : AppRun(true, timers) {}
     /// With these entries, and open.
     TimesheetRun(std::initializer_list<seed::Entry> entries)
     {
