@@ -267,6 +267,7 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
         complain(noDisplay());
         _exit(ExitCannotRun);
     });
+    std::optional<skin::FontPreparation> fonts(std::in_place);
     std::optional<platform::TextScaling> textScaling(std::in_place);
     const QApplication application(argc, argv);
     textScaling.reset();
@@ -276,7 +277,9 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
 
     platform::Run run(platform::systemEnvironment(std::move(info), [] { return std::make_unique<AppcastFeed>(); }));
     Program program;
-    if (!program.isFirst(std::move(startedBy)))
+    const bool first = program.isFirst(std::move(startedBy));
+    fonts.reset();
+    if (!first)
         return 0;
     platform::makeOwnFolder(platform::configFolder());
     program.start(m_builtInService, arguments.local, arguments.background);

@@ -3,6 +3,10 @@
 #include <QFontMetricsF>
 #include <QPainter>
 
+#include <clocale>
+
+#include <fontconfig/fontconfig.h>
+
 using namespace Qt::StringLiterals;
 
 namespace skin {
@@ -33,6 +37,14 @@ QFont widgetFont(QFont ofDesktop)
     if (QStringList{u"sans"_s, u"sans serif"_s, u"sans-serif"_s}.contains(ofDesktop.family(), Qt::CaseInsensitive))
         ofDesktop.setFamilies(families());
     return ofDesktop;
+}
+
+FontPreparation::FontPreparation()
+{
+    // The application does the same, and not while the thread reads numbers.
+    std::setlocale(LC_ALL, "");
+    // What is read stays for the whole process, where the toolkit finds it.
+    m_thread = std::thread([] { FcInit(); });
 }
 
 QSizeF TextAttributes::sizeOf(const QString& text) const

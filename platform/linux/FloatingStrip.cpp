@@ -88,8 +88,6 @@ FloatingStrip::FloatingStrip(const ItemContent& content)
 {
     setAttribute(Qt::WA_TranslucentBackground);
     setFocusPolicy(Qt::NoFocus);
-    setCursor(Qt::OpenHandCursor);
-    m_view->setCursor(Qt::ArrowCursor);
 
     m_save.setSingleShot(true);
     m_save.setInterval(500);
@@ -280,6 +278,10 @@ void FloatingStrip::moveEvent(QMoveEvent* event)
 
 void FloatingStrip::enterEvent(QEnterEvent*)
 {
+    // Not before: the toolkit looks through the desktop's cursor themes for it, and asks the server about them.
+    setCursor(Qt::OpenHandCursor);
+    if (m_view)
+        m_view->setCursor(Qt::ArrowCursor);
     lookForCompositor();
 }
 
