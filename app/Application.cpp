@@ -24,6 +24,7 @@
 #include <QIcon>
 #include <QPainter>
 #include <QSocketNotifier>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <csignal>
@@ -272,6 +273,9 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
     const QApplication application(argc, argv);
     textScaling.reset();
     guard.reset();
+    // The toolkit paints larger gradients in parallel, in as many threads as there are processors. For pictures of our
+    // size that costs more than it gains: stacks, a heap for each, and their wake-ups.
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
     QApplication::setFont(skin::widgetFont(QApplication::font()));
     const EndOnSignal endOnSignal;
 

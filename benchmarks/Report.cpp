@@ -141,8 +141,8 @@ std::string Pairs::detail(const char* unit) const
     const auto at = [&sorted](std::size_t quarter) {
         return sorted.empty() ? 0 : sorted[(sorted.size() - 1) * quarter / 4];
     };
-    return text("%.2f / %.2f %s, half of ours %.2f-%.2f, %zu pairs", median(ours), median(bare), unit, at(1), at(3),
-                ours.size());
+    return text("%.2f / %.2f %s, half of ours %.2f-%.2f, best %.2f / %.2f, %zu pairs", median(ours), median(bare), unit,
+                at(1), at(3), at(0), bare.empty() ? 0 : *std::min_element(bare.begin(), bare.end()), ours.size());
 }
 
 double now()

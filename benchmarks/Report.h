@@ -59,7 +59,7 @@ struct Pairs
 
     /// The quotient of the medians.
     double ratio() const { return median(ours) / median(bare); }
-    /// Both medians, and the middle half of ours.
+    /// Both medians, the middle half of ours, and the best of both: what a busy machine disturbs least.
     std::string detail(const char* unit) const;
 };
 

@@ -76,8 +76,10 @@ void inTurns(const Builds& builds, const std::string& figure, Limits limits, Mea
         ours.bare.push_back(floor);
     }
     before.bare = ours.bare;
-    if (builds.before)
+    if (builds.before) {
         compareWith({{figure, before.ratio(), "x", limits, "", ""}});
+        note("  before: " + before.detail("ms"));
+    }
     report(figure, ours, "ms", limits);
 }
 

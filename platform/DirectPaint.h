@@ -2,6 +2,7 @@
 
 #include <QPoint>
 
+#include <functional>
 #include <memory>
 
 class QImage;
@@ -21,9 +22,13 @@ public:
 
     /// `corner` and `image` (premultiplied, 32 bits) in device pixels of the window.
     virtual void put(QPoint corner, const QImage& image) = 0;
+
+    /// Whether nothing of the window can be seen: other windows cover it, or a screen saver runs.
+    virtual bool isCovered() const = 0;
 };
 
-/// Null where the desktop has no such way. One round trip. `window` is on the screen.
-std::unique_ptr<DirectPaint> makeDirectPaint(QWindow& window);
+/// Null where the desktop has no such way. One round trip. `window` is on the screen; `uncovered` is called when it can
+/// be seen again.
+std::unique_ptr<DirectPaint> makeDirectPaint(QWindow& window, std::function<void()> uncovered);
 
 } // namespace platform

@@ -175,10 +175,11 @@ bool isScreenComposited()
 #endif
 }
 
-std::unique_ptr<DirectPaint> makeDirectPaint([[maybe_unused]] QWindow& window)
+std::unique_ptr<DirectPaint> makeDirectPaint([[maybe_unused]] QWindow& window,
+                                             [[maybe_unused]] std::function<void()> uncovered)
 {
 #ifdef Q_OS_LINUX
-    return makeX11Paint(window);
+    return makeX11Paint(window, std::move(uncovered));
 #else
     return nullptr;
 #endif

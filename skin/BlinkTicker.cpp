@@ -179,7 +179,8 @@ bool Pulse::eventFilter(QObject* watched, QEvent* event)
 bool Pulse::inSight() const
 {
     const QWindow* window = m_widget.window()->windowHandle();
-    return m_widget.isVisible() && window && window->isExposed();
+    return m_widget.isVisible() && window && window->isExposed() &&
+           !window->windowStates().testFlag(Qt::WindowMinimized) && !m_steps.isCovered();
 }
 
 void Pulse::advance(std::chrono::milliseconds time)

@@ -56,7 +56,7 @@ bool PreparedSteps::prepareWindow(QWidget& window)
     if (m_paint && !m_paint->isFor(*handle))
         m_paint.reset();
     if (!m_paint)
-        m_paint = platform::makeDirectPaint(*handle);
+        m_paint = platform::makeDirectPaint(*handle, [this] { m_widget.update(); });
     return m_paint != nullptr;
 }
 

@@ -16,6 +16,7 @@ namespace skin {
 /// Main thread only.
 class PreparedSteps
 {
+    Q_DISABLE_COPY_MOVE(PreparedSteps)
 public:
     /// `widget` is not owned and must outlive this.
     explicit PreparedSteps(QWidget& widget) : m_widget(widget) {}
@@ -23,6 +24,9 @@ public:
     /// Shows `area`, in points of the widget, as the widget paints it now, which `opacity` stands for. False: not from
     /// here, because the desktop has no way or something hides a part of it.
     bool show(const QRect& area, double opacity);
+
+    /// Whether nobody can see the widget's window, as far as the desktop says. The widget is repainted when that ends.
+    bool isCovered() const { return m_paint && m_paint->isCovered(); }
 
     /// To be called when the widget paints: it, or what is seen through it, has changed. False: it paints for this.
     bool painted();

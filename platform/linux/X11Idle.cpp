@@ -15,11 +15,20 @@ bool X11Idle::available()
     return extension && extension->present;
 }
 
+void X11Idle::Disconnect::operator()(xcb_connection_t* connection) const
+{
+    xcb_disconnect(connection);
+}
+
 std::optional<std::chrono::milliseconds> X11Idle::idleTime()
 {
-    xcb_connection_t* x = x11::connection();
+    if (!m_connection)
+        m_connection.reset(xcb_connect(nullptr, nullptr));
+    xcb_connection_t* x = m_connection.get();
     const x11::Reply<xcb_screensaver_query_info_reply_t> info(
-        xcb_screensaver_query_info_reply(x, xcb_screensaver_query_info(x, x11::root(x)), nullptr));
+        xcb_connection_has_error(x)
+            ? nullptr
+            : xcb_screensaver_query_info_reply(x, xcb_screensaver_query_info(x, x11::root(x)), nullptr));
     return info ? std::optional(std::chrono::milliseconds(info->ms_since_user_input)) : std::nullopt;
 }
 

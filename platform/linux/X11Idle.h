@@ -2,6 +2,10 @@
 
 #include "../SystemIdle.h"
 
+#include <memory>
+
+struct xcb_connection_t;
+
 namespace platform {
 
 /// The X server's own count (X11 Screen Saver Extension, version 1.0): exact to the millisecond, and cheap to read. An
@@ -13,6 +17,14 @@ public:
     static bool available();
 
     std::optional<std::chrono::milliseconds> idleTime() override;
+
+private:
+    struct Disconnect
+    {
+        void operator()(xcb_connection_t* connection) const;
+    };
+    /// Its own: an answer on the toolkit's wakes a second thread, which wakes this one.
+    std::unique_ptr<xcb_connection_t, Disconnect> m_connection;
 };
 
 } // namespace platform

@@ -2,8 +2,12 @@
 
 #include "Xcb.h"
 
+#include <QAbstractNativeEventFilter>
+#include <QCoreApplication>
 #include <QImage>
 #include <QWindow>
+
+#include <xcb/screensaver.h>
 
 #include <algorithm>
 
@@ -24,16 +28,28 @@ bool hasOurPixels(xcb_connection_t* x, int depth)
                        [depth](const auto& format) { return format.depth == depth && format.bits_per_pixel == 32; });
 }
 
-class X11Paint final : public DirectPaint
+class X11Paint final : public DirectPaint, public QAbstractNativeEventFilter
 {
 public:
-    X11Paint(xcb_connection_t* x, xcb_window_t window, std::uint8_t depth)
-        : m_x(x), m_window(window), m_depth(depth), m_context(xcb_generate_id(x))
+    X11Paint(xcb_connection_t* x, xcb_window_t window, std::uint8_t depth, std::uint32_t eventMask,
+             std::function<void()> uncovered)
+        : m_x(x), m_window(window), m_depth(depth), m_context(xcb_generate_id(x)), m_uncovered(std::move(uncovered))
     {
         xcb_create_gc(m_x, m_context, m_window, 0, nullptr);
+        // Where a compositing manager runs, windows are never reported as covered.
+        const std::uint32_t mask = eventMask | XCB_EVENT_MASK_VISIBILITY_CHANGE;
+        xcb_change_window_attributes(m_x, m_window, XCB_CW_EVENT_MASK, &mask);
+        const xcb_query_extension_reply_t* saver = xcb_get_extension_data(m_x, &xcb_screensaver_id);
+        if (saver && saver->present) {
+            m_saverEvent = saver->first_event + XCB_SCREENSAVER_NOTIFY;
+            xcb_screensaver_select_input(m_x, x11::root(m_x), XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
+        }
+        qApp->installNativeEventFilter(this);
     }
     ~X11Paint() override
     {
+        if (qApp)
+            qApp->removeNativeEventFilter(this);
         // The connection goes with the application, which may be before us.
         if (x11::connection() == m_x)
             xcb_free_gc(m_x, m_context);
@@ -52,25 +68,54 @@ public:
         xcb_flush(m_x);
     }
 
+    bool isCovered() const override { return m_isObscured || m_isSaved; }
+
+    bool nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/) override
+    {
+        constexpr int sentBit = 0x80;
+        const auto* event = static_cast<const xcb_generic_event_t*>(message);
+        const int type = event->response_type & ~sentBit;
+        const bool wasCovered = isCovered();
+        if (type == XCB_VISIBILITY_NOTIFY) {
+            const auto* change = reinterpret_cast<const xcb_visibility_notify_event_t*>(event);
+            if (change->window == m_window)
+                m_isObscured = change->state == XCB_VISIBILITY_FULLY_OBSCURED;
+        } else if (type == m_saverEvent) {
+            const auto* change = reinterpret_cast<const xcb_screensaver_notify_event_t*>(event);
+            m_isSaved = change->state == XCB_SCREENSAVER_STATE_ON || change->state == XCB_SCREENSAVER_STATE_CYCLE;
+        }
+        if (wasCovered && !isCovered())
+            m_uncovered();
+        return false;
+    }
+
 private:
     xcb_connection_t* const m_x;
     const xcb_window_t m_window;
     const std::uint8_t m_depth;
     const xcb_gcontext_t m_context;
+    const std::function<void()> m_uncovered;
+    int m_saverEvent = -1;
+    bool m_isObscured = false;
+    bool m_isSaved = false;
 };
 
 } // namespace
 
-std::unique_ptr<DirectPaint> makeX11Paint(QWindow& window)
+std::unique_ptr<DirectPaint> makeX11Paint(QWindow& window, std::function<void()> uncovered)
 {
     xcb_connection_t* x = x11::connection();
     if (!x)
         return nullptr;
     const auto id = static_cast<xcb_window_t>(window.winId());
-    const x11::Reply<xcb_get_geometry_reply_t> reply(xcb_get_geometry_reply(x, xcb_get_geometry(x, id), nullptr));
-    if (!reply || !hasOurPixels(x, reply->depth))
+    const xcb_get_geometry_cookie_t geometryAsked = xcb_get_geometry(x, id);
+    const xcb_get_window_attributes_cookie_t attributesAsked = xcb_get_window_attributes(x, id);
+    const x11::Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(x, geometryAsked, nullptr));
+    const x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(x, attributesAsked, nullptr));
+    if (!geometry || !attributes || !hasOurPixels(x, geometry->depth))
         return nullptr;
-    return std::make_unique<X11Paint>(x, id, reply->depth);
+    return std::make_unique<X11Paint>(x, id, geometry->depth, attributes->your_event_mask, std::move(uncovered));
 }
 
 } // namespace platform

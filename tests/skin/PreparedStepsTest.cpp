@@ -134,6 +134,24 @@ private slots:
         QVERIFY(!scene.steps.show(scene.part.rect(), 1));
     }
 
+    void restsWhileNobodyCanSeeIt()
+    {
+        Scene scene;
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+        QWidget above;
+        above.setWindowFlags(Qt::X11BypassWindowManagerHint);
+        above.setGeometry(scene.window.geometry().adjusted(0, 0, 0, -10));
+        above.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&above));
+        QVERIFY(!scene.steps.isCovered());
+        above.setGeometry(scene.window.geometry());
+        QTRY_VERIFY(scene.steps.isCovered());
+        const int before = scene.part.paintings;
+        above.hide();
+        QTRY_VERIFY(!scene.steps.isCovered());
+        QTRY_VERIFY(scene.part.paintings > before);
+    }
+
     void pulsatesWithoutRepaints()
     {
         support::TestRun run;
