@@ -120,9 +120,7 @@ void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entr
     m_menu->toggleCurrentTimerMenuItem->setText(entry && entry->isRunning() ? tr("Stop Current Timer")
                                                                             : tr("Start Current Timer"));
     std::vector<std::pair<QString, QString>> recent;
-    for (const booking::Booked& each : m_bookings.recentNow()) {
-        if (recent.size() == m_menu->continueMenuItems.size())
-            break;
+    for (const booking::Booked& each : m_bookings.recentNow(m_menu->continueMenuItems.size())) {
         // An ampersand would underline what follows it.
         recent.emplace_back(
             each.id, tr("Continue %1 · %2").arg(shortened(each.project), shortened(each.task)).replace(u'&', u"&&"_s));

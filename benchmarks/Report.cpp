@@ -150,11 +150,21 @@ double now()
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-double processorTime()
+static double secondsOf(clockid_t clock)
 {
     timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    clock_gettime(clock, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+double processorTime()
+{
+    return secondsOf(CLOCK_PROCESS_CPUTIME_ID);
+}
+
+double threadTime()
+{
+    return secondsOf(CLOCK_THREAD_CPUTIME_ID);
 }
 
 } // namespace bench

@@ -86,5 +86,7 @@ double now();
 /// Processor seconds used by this process. Where nothing waits, this is what a person would wait on an idle machine;
 /// and on a busy one it is still the same.
 double processorTime();
+/// The same of this thread alone.
+double threadTime();
 
 } // namespace bench

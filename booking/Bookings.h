@@ -9,6 +9,7 @@
 #include <QDate>
 #include <QObject>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -125,7 +126,7 @@ public:
     // The lists above from the store alone, at once; empty while the account has not arrived.
 
     std::vector<Offered> projectsNow() const;
-    std::vector<Booked> recentNow() const;
+    std::vector<Booked> recentNow(std::size_t most = SIZE_MAX) const;
     std::optional<Booked> runningNow() const;
 
     /// What can be booked may have changed.
