@@ -52,8 +52,6 @@ public:
         setGridVisible(false);
         setVerticalHeaderFormat(NoVerticalHeader);
         setDateEditEnabled(false); // typing belongs in the field
-        if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s))
-            bar->setAutoFillBackground(false);
         for (const auto& [name, picture, spoken] :
              {std::tuple{"qt_calendar_prevmonth", isRightToLeft() ? "tw-forward.png" : "tw-back.png",
                          tr("Previous Month")},
@@ -135,6 +133,10 @@ private:
             "QMenu::item:selected { color: $ListHighlightText; background: $ListHighlight; }"
             "QAbstractItemView { background: $List; border: none; outline: none;"
             " selection-background-color: transparent; }")));
+        if (auto* bar = findChild<QWidget*>(u"qt_calendar_navigationbar"_s)) {
+            bar->setBackgroundRole(QPalette::Window); // not the highlight
+            bar->setPalette(palette);
+        }
     }
 };
 

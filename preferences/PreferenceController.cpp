@@ -567,10 +567,11 @@ bool PreferenceController::shortcutRecorder(const SRRecorderControl& /*recorder*
 void PreferenceController::setHintColors()
 {
     // Few desktops have a colour for hints, and where they do it is pale.
-    const auto paint = [](QWidget& widget, QPalette::ColorRole role, QPalette::ColorRole text,
-                          QPalette::ColorRole ground) {
+    // After a change of the palette the window has it before what is in it.
+    const auto paint = [colors = m_window.palette()](QWidget& widget, QPalette::ColorRole role,
+                                                     QPalette::ColorRole text, QPalette::ColorRole ground) {
         QPalette palette = widget.palette();
-        const QColor hint = mixed(palette.color(QPalette::Active, text), palette.color(QPalette::Active, ground));
+        const QColor hint = mixed(colors.color(QPalette::Active, text), colors.color(QPalette::Active, ground));
         palette.setColor(QPalette::Active, role, hint);
         palette.setColor(QPalette::Inactive, role, hint);
         widget.setPalette(palette);

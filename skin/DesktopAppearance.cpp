@@ -4,13 +4,18 @@
 
 #include <QApplication>
 #include <QEvent>
+#include <QPainter>
+#include <QProxyStyle>
 #include <QScopedValueRollback>
+#include <QStyleOption>
 #include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
 
 namespace skin {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -43,6 +48,33 @@ bool isClear(const QPalette& palette)
     return true;
 }
 
+/// Draws the edges of fields and boxes, which Fusion makes darker than the window: on dark ones they cannot be seen.
+class EdgeStyle final : public QProxyStyle
+{
+public:
+    EdgeStyle() : QProxyStyle(u"fusion"_s) {}
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override
+    {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+        const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
+        const auto* frame = qstyleoption_cast<const QStyleOptionFrame*>(option);
+        const bool focused = option->state & State_HasFocus;
+        const bool isField = element == PE_PanelLineEdit && frame && frame->lineWidth > 0 && !focused;
+        const bool isButton = element == PE_PanelButtonCommand && appearance().scheme == Scheme::ClearDark;
+        if (!isDark(option->palette) || !(isBox || isField || isButton))
+            return;
+        const double radius = element == PE_IndicatorRadioButton ? option->rect.height() / 2.0 : isBox ? 1 : 2;
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(color(focused ? Role::Focus : Role::FieldEdgeTop));
+        painter->setBrush(Qt::NoBrush);
+        painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        painter->restore();
+    }
+};
+
 /// For ordinary windows, in the present look.
 QPalette ordinaryPalette()
 {
@@ -69,6 +101,8 @@ QPalette ordinaryPalette()
 
 DesktopAppearance::DesktopAppearance() : m_toolTips(QToolTip::palette())
 {
+    if (QApplication::style()->name().compare("fusion"_L1, Qt::CaseInsensitive) == 0)
+        QApplication::setStyle(new EdgeStyle);
     qApp->installEventFilter(this);
     update();
     m_watch = platform::watchDesktopWishes([this](const platform::DesktopWishes& wishes) { follow(wishes); });

@@ -25,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int Scale = 4; ///< so large that the strokes of letters have pixels of their own colour
+constexpr int Scale = 3; ///< so large that the strokes of letters have pixels of their own colour
 
 double luminance(QRgb pixel)
 {
@@ -54,6 +54,20 @@ public:
         window.render(&m_image);
     }
 
+    /// For people to look at.
+    void save(const QString& name) const
+    {
+        const QString folder = qEnvironmentVariable("LOOKS_SHOTS");
+        if (folder.isEmpty())
+            return;
+        for (const int scale : {1, 2}) {
+            QImage image(m_window.size() * scale, QImage::Format_RGB32);
+            image.setDevicePixelRatio(scale);
+            image.fill(Qt::white);
+            m_window.render(&image);
+            QVERIFY(image.save(u"%1/%2-%3.png"_s.arg(folder, name).arg(scale)));
+        }
+    }
     QRgb at(QPointF point) const { return m_image.pixel((point * Scale).toPoint()); }
     /// Of the strongest pixels of what is drawn in the area, with the weakest of those left of it in their lines.
     double in(const QRect& area) const
@@ -114,7 +128,12 @@ class ContrastTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { m_tooLow.clear(); }
+    void init()
+    {
+        m_tooLow.clear();
+        m_names.clear();
+        skin::setAppearance({.still = true}); // what opens is there at once
+    }
     void cleanup() { skin::setAppearance({}); }
 
     void day()
@@ -139,7 +158,7 @@ private slots:
             for (const QString& text : {u"client"_s, u"project"_s, u"task"_s, u"hours"_s, u"notes"_s})
                 m_tooLow.removeAll(u"Light %1 %2Label"_s.arg(state, text));
         }
-        compare();
+        compare({u"stopped chosen mark"_s, u"locked lockedButton"_s, u"totalHoursLabel"_s, u"backButton"_s});
     }
 
     void emptyDay()
@@ -153,7 +172,7 @@ private slots:
         run.window().resize(460, 760);
         run.window().offlineIndicator->show();
         inAllLooks([&] { look(run.window()); });
-        compare();
+        compare({u"hintAside"_s, u"hintLink"_s, u"startNewTimerButton"_s, u"offlineLabel"_s, u"emptyDayNote"_s});
     }
 
     void editSheet()
@@ -171,6 +190,7 @@ private slots:
         auto* days = popup->findChild<QTableView*>();
         inAllLooks([&] {
             const Picture picture(*popup);
+            picture.save(scene());
             for (int row = 0; row < days->model()->rowCount(); ++row) {
                 for (int column = 0; column < 7; ++column) {
                     const QRect cell = days->visualRect(days->model()->index(row, column)).adjusted(3, 3, -3, -3);
@@ -184,7 +204,8 @@ private slots:
         sheet.notesField->setText({});
         QTest::keyClicks(run.window().focusWidget(), u"nobody"_s);
         inAllLooks([&] { look(run.window()); });
-        compare();
+        compare({u"hoursField"_s, u"timeHint"_s, u"notesBackground"_s, u"saveButton"_s, u"cancelButton"_s,
+                 u"unknownNote"_s});
     }
 
     void newTimer()
@@ -195,7 +216,7 @@ private slots:
         panel.showDurationCheckButton->click();
         QTest::keyClicks(panel.durationTextField, u"1:x"_s);
         inAllLooks([&] { look(panel); });
-        compare();
+        compare({u"notesText"_s, u"durationHint"_s, u"saveButton"_s, u"durationBackground"_s});
     }
 
 private:
@@ -203,6 +224,7 @@ private:
     Picture look(QWidget& window)
     {
         Picture picture(window);
+        picture.save(scene());
         for (QWidget* part : window.findChildren<QWidget*>()) {
             if (!isShown(*part, window))
                 continue;
@@ -214,7 +236,7 @@ private:
             if ((label && !label->text().isEmpty()) || qobject_cast<timesheet::NotesView*>(part))
                 require(name, 4.5, picture.in(area));
             else if (line || qobject_cast<QPlainTextEdit*>(part))
-                require(name, 4.5, picture.in(area.adjusted(3, 2, -3, -2)));
+                require(name, 4.5, picture.in(area.adjusted(1, 2, -1, -2)));
             else if (qobject_cast<QCheckBox*>(part))
                 require(name, 4.5, picture.in(area.adjusted(20, 0, 0, 0)));
             else if (qobject_cast<QPushButton*>(part))
@@ -234,19 +256,25 @@ private:
     template <class Do>
     void inAllLooks(Do readThem)
     {
+        ++m_scene;
         for (const auto& [name, scheme] : {std::pair{"Light", skin::Scheme::Light},
                                            {"Dark", skin::Scheme::Dark},
                                            {"ClearLight", skin::Scheme::ClearLight},
                                            {"ClearDark", skin::Scheme::ClearDark}}) {
-            skin::setAppearance({.scheme = scheme});
+            skin::setAppearance({.scheme = scheme, .still = true});
             m_scheme = QLatin1StringView(name);
             readThem();
         }
     }
 
+    QString scene() const
+    {
+        return u"%1-%2-%3"_s.arg(QLatin1StringView(QTest::currentTestFunction())).arg(m_scene).arg(m_scheme);
+    }
+
     void require(const QString& what, double least, double seen)
     {
-        ++m_read;
+        m_names.insert(what);
         if (qEnvironmentVariableIsSet("CONTRAST_TABLE"))
             qInfo("%-12s %-40s %5.2f of %.1f", qPrintable(m_scheme), qPrintable(what), seen, least);
         const QString name = m_scheme + u' ' + what;
@@ -254,15 +282,18 @@ private:
             m_tooLow << name;
     }
 
-    void compare()
+    /// Everything could be seen, and these were among what was read.
+    void compare(const QStringList& names)
     {
-        QVERIFY(std::exchange(m_read, 0) > 40);
+        for (const QString& name : names)
+            QVERIFY2(m_names.contains(name), qPrintable(name));
         QCOMPARE(m_tooLow, QStringList());
     }
 
     QString m_scheme;
     QStringList m_tooLow;
-    int m_read = 0;
+    QSet<QString> m_names;
+    int m_scene = 0;
 };
 
 } // namespace
