@@ -201,11 +201,24 @@ private slots:
         });
         popup->close();
 
+        auto& project = *qobject_cast<QLineEdit*>(run.window().focusWidget());
+        project.selectAll();
+        QTest::keyClicks(&project, u"w"_s);
+        const auto* list = run.window().findChild<QListView*>(u"resultsTableView"_s);
+        QVERIFY(list && list->isVisible());
+        inAllLooks([&] {
+            const Picture picture(*list->window());
+            picture.save(scene());
+            for (int row = 0; row < list->model()->rowCount(); ++row) {
+                const QRect line = list->visualRect(list->model()->index(row, 0)).adjusted(5, 3, -20, -3);
+                require(u"suggestion %1"_s.arg(row), 4.5, picture.in(line));
+            }
+        });
         sheet.notesField->setText({});
-        QTest::keyClicks(run.window().focusWidget(), u"nobody"_s);
+        QTest::keyClicks(&project, u"nobody"_s);
         inAllLooks([&] { look(run.window()); });
         compare({u"hoursField"_s, u"timeHint"_s, u"notesBackground"_s, u"saveButton"_s, u"cancelButton"_s,
-                 u"unknownNote"_s});
+                 u"unknownNote"_s, u"focus"_s, u"suggestion 1"_s});
     }
 
     void newTimer()
@@ -248,6 +261,10 @@ private:
             else if (qobject_cast<skin::QuillonTextFieldBackground*>(part)) {
                 const QPointF side(area.left(), area.center().y());
                 require(name, 3, contrast(picture.at(side + QPointF(0.5, 0)), picture.at(side - QPointF(5, 0))));
+                const QPointF above(area.center().x(), area.top());
+                if (part->isAncestorOf(QApplication::focusWidget()))
+                    require(u"focus"_s, 3,
+                            contrast(picture.at(above - QPointF(0, 1)), picture.at(above - QPointF(0, 5))));
             }
         }
         return picture;
