@@ -125,8 +125,9 @@ class Recipe(panel.Desktop):
     def search(self):
         """The timer from KRunner."""
         def look_for(words):
+            until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
             self.keys("alt+space")
-            until("KRunner", lambda: not any(window.focused for window in self.windows()))  # it counts as a panel
+            until("KRunner", lambda: not self.has_keyboard(day.TIMESHEET))  # it has no title
             self.type(words)
             time.sleep(3)  # it shows what it finds as that comes
 
