@@ -207,6 +207,9 @@ public slots:
         return matches;
     }
     void Run(const QString& matchId, const QString& /*actionId*/) { carryOut(m_bookings, matchId); }
+    /// The search has been closed; nothing is kept for it. Plasma 6 says so.
+    // NOLINTNEXTLINE(readability-identifier-naming)
+    void Teardown() {}
 
 private:
     Bookings& m_bookings;

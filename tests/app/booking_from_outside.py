@@ -165,6 +165,7 @@ def desktop_search(client, program):
     stop = call(plasma, "Match", "(s)", "sto")[0]
     assert (stop[0][:2], stop[0][3]) == (("stop", "Stop the Timer"), 100), stop
     call(plasma, "Run", "(ss)", "stop", "")
+    call(plasma, "Teardown")
     until("it stands", lambda: " stopped, " in run(program, "status")[1])
     assert entries()[-1][1:3] == ("Boat Rental Booking", "Development") and not any(entry[5] for entry in entries())
     assert call(plasma, "Match", "(s)", "stop")[0] == [] == call(plasma, "Actions")[0]

@@ -295,6 +295,8 @@ class Recipe(Desktop):
             hears("Suggestions", "down")
             hears("[JB-02]", "down")
             hears("Project", "esc")
+            hears("Bookkeeping", "down")
+            hears("Project", "return")
             self.keys("esc")
             self.end_program()
             orca.terminate()

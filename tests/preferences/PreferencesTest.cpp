@@ -273,6 +273,7 @@ private slots:
         run.signIn(u"acme"_s, u"ann@example.com"_s, u"secret"_s);
         run.test.time.advance(9s);
         QCOMPARE(said.text(), u"Checking your account…"_s);
+        QTRY_VERIFY(!run.peer.asked().isEmpty());
         run.test.time.advance(1s);
         QCOMPARE(said.text(), u"No answer yet"_s);
         run.peer.stop();
