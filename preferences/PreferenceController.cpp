@@ -22,6 +22,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QPointer>
+#include <QScreen>
 #include <QShortcut>
 #include <QStyle>
 #include <QTabBar>
@@ -49,6 +50,8 @@ constexpr int IconSize = 48;
 constexpr int FolderWidth = 420;
 constexpr int ButtonWidth = 84;
 constexpr int ButtonPadding = 16;
+/// What a desktop puts around a window.
+constexpr QSize Frame(12, 40);
 
 /// The number at the beginning of `text`; 0 when there is none.
 template <class Number>
@@ -101,6 +104,7 @@ void PreferenceController::awakeFromNib()
 {
     if (m_ui->tabView->widget(1) == m_ui->favoritesPage)
         m_ui->tabView->removeTab(1);
+    m_ui->tabView->scrollPages();
     m_shortcutsPage = std::make_unique<ShortcutsPage>(*m_ui);
 
     for (QPushButton* button : m_window.findChildren<QPushButton*>())
@@ -184,8 +188,13 @@ void PreferenceController::show()
         fill();
         // A hidden tab view does not pass a page's new size on, and a resize right after the window is shown would move
         // it to where the window manager happens to have it while it frames it.
-        m_ui->accountPage->updateGeometry();
-        m_ui->tabView->updateGeometry();
+        const QRect screen = m_window.screen()->availableGeometry();
+        m_ui->tabView->setRoom(screen.size() - Frame - QSize(0, m_ui->footer->sizeHint().height()));
+        // A dialog centres itself without its frame: on a screen that it fills, its title would be above the edge.
+        const QSize size = m_window.sizeHint();
+        if (size.height() + 2 * Frame.height() > screen.height())
+            m_window.move(screen.topLeft() +
+                          QPoint((screen.width() - size.width()) / 2, Frame.height() - Frame.width() / 2));
         m_quitting = false;
     }
     m_ui->quitButton->setVisible(m_owner.loggedOut());
@@ -213,7 +222,7 @@ void PreferenceController::fill()
     m_ui->idleTimerMinutesField->setText(QString::number(m_preferences.idleMinutesThreshold()));
     m_shortcutsPage->fill(m_preferences);
 
-    m_ui->tabView->setCurrentWidget(m_ui->accountPage);
+    m_ui->tabView->setCurrentIndex(0);
     showAccountPage(isSignedInHere());
 }
 
@@ -374,7 +383,7 @@ void PreferenceController::showSheet(const QString& message)
 {
     m_secondaryErrorMessage->setText(message);
     m_invalidCredentialsSheet->setAccessibleName(message);
-    m_ui->tabView->setCurrentWidget(m_ui->accountPage);
+    m_ui->tabView->setCurrentIndex(0);
     m_invalidCredentialsSheet->open();
 }
 

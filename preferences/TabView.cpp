@@ -2,8 +2,11 @@
 
 #include "skin/Image.h"
 
+#include <QApplication>
+#include <QEvent>
 #include <QPainter>
 #include <QProxyStyle>
+#include <QScrollArea>
 #include <QTabBar>
 
 #include <algorithm>
@@ -89,6 +92,53 @@ private:
     TabView& m_view;
 };
 
+/// As large as its page, as long as there is room for that.
+class Scroller final : public QScrollArea
+{
+public:
+    Scroller(QWidget* page, QWidget* parent) : QScrollArea(parent) // whose window keeps the order of its fields
+    {
+        setProperty("picture", page->property("picture"));
+        setFrameShape(NoFrame);
+        setFocusPolicy(Qt::NoFocus);
+        setWidgetResizable(true);
+        setWidget(page);
+        page->setAutoFillBackground(false);
+        viewport()->setAutoFillBackground(false);
+        // Tab brings along what has the focus; the letters of labels do not.
+        connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+            if (now && widget()->isAncestorOf(now))
+                ensureWidgetVisible(now, 0, Margin);
+        });
+    }
+
+    void setRoom(QSize room)
+    {
+        m_room = room;
+        updateGeometry();
+    }
+    QSize sizeHint() const override
+    {
+        const QSize page = widget()->sizeHint();
+        // What scrolls one way needs its bar's room the other way.
+        const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        return (page + QSize(page.height() > m_room.height() ? bar : 0, page.width() > m_room.width() ? bar : 0))
+            .boundedTo(m_room);
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    bool viewportEvent(QEvent* event) override
+    {
+        if (event->type() == QEvent::LayoutRequest)
+            updateGeometry();
+        return QScrollArea::viewportEvent(event);
+    }
+
+private:
+    QSize m_room{QWIDGETSIZE_MAX, QWIDGETSIZE_MAX};
+};
+
 } // namespace
 
 TabView::TabView(QWidget* parent) : QTabWidget(parent)
@@ -97,6 +147,25 @@ TabView::TabView(QWidget* parent) : QTabWidget(parent)
     own->setParent(this);
     setStyle(own);
     setTabBar(new TabRow(*this));
+}
+
+void TabView::scrollPages()
+{
+    for (int i = 0; i < count(); ++i) {
+        const QString title = tabText(i);
+        QWidget* const page = widget(i);
+        removeTab(i);
+        insertTab(i, new Scroller(page, this), title);
+        page->show();
+    }
+    setCurrentIndex(0);
+}
+
+void TabView::setRoom(QSize room)
+{
+    for (int i = 0; i < count(); ++i)
+        static_cast<Scroller*>(widget(i))->setRoom(room - QSize(0, tabBar()->sizeHint().height()));
+    updateGeometry();
 }
 
 void TabView::paintEvent(QPaintEvent* /*event*/)

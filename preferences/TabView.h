@@ -12,6 +12,11 @@ class TabView final : public QTabWidget
 public:
     explicit TabView(QWidget* parent = nullptr);
 
+    /// From now on the pages, which are all there, scroll where there is no room for them.
+    void scrollPages();
+    /// How large it may become, in points.
+    void setRoom(QSize room);
+
 protected:
     void paintEvent(QPaintEvent* event) override;
 };

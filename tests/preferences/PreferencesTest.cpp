@@ -367,6 +367,26 @@ private slots:
         QCOMPARE(field.echoMode(), QLineEdit::Password);
     }
 
+    // Run by itself on a small screen with large text.
+    void fitsTheScreen()
+    {
+        OpenRun run;
+        QWidget& window = run.controller->window();
+        auto& tabs = run.part<QTabWidget>("tabView");
+        for (int i = tabs.count() - 1; i >= 0; --i) {
+            tabs.setCurrentIndex(i);
+            QVERIFY(QTest::qWaitForWindowExposed(&window));
+            QTRY_VERIFY(window.screen()->availableGeometry().contains(window.frameGeometry()));
+            for (const char* always : {"helpButton", "doneButton"})
+                QVERIFY(window.rect().contains(run.part(always).geometry()));
+        }
+        // What is out of sight is reached with the keyboard.
+        auto& last = run.part("learnMoreLink");
+        last.setFocus(Qt::TabFocusReason);
+        QTRY_VERIFY(tabs.currentWidget()->rect().contains(
+            QRect(last.mapTo(tabs.currentWidget(), QPoint()), last.size()).center()));
+    }
+
     // Run by itself on an X server: no other platform has a primary selection.
     void passwordIsNotOffered()
     {
