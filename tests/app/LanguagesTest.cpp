@@ -10,6 +10,7 @@
 #include "support/TestMain.h"
 
 #include <QAccessible>
+#include <QCalendarWidget>
 #include <QDir>
 #include <QLineEdit>
 #include <QListView>
@@ -115,6 +116,12 @@ QStringList faults(QWidget& window, const QString& picture)
     return found;
 }
 
+/// Whether they stand side by side as they are read.
+bool areInOrder(const QWidget& first, const QWidget& second)
+{
+    return first.isRightToLeft() ? first.x() > second.x() : first.x() < second.x();
+}
+
 QWidget* windowNamed(const QString& objectName)
 {
     for (QWidget* window : QApplication::topLevelWidgets()) {
@@ -190,6 +197,9 @@ private slots:
         window.resize(window.minimumSize());
         run.list().setSelectedRow(0);
         QStringList found = faults(window, u"timesheet"_s);
+        QVERIFY(areInOrder(*window.backButton, *window.forwardButton));
+        QVERIFY(areInOrder(*window.totalLabel, *window.totalHoursLabel));
+        QVERIFY(areInOrder(*run.row(0).hoursLabel, *run.row(0).startStopButton));
         for (const int row : {0, 1, 2}) {
             const auto menu = run.row(row).menuForEvent();
             found << faults(*menu, u"row-menu-%1"_s.arg(row));
@@ -201,7 +211,9 @@ private slots:
         run.test.time.advance(2s);
         found << faults(window, u"timesheet-hint"_s);
         run.controller().setHint(std::nullopt);
-        run.click(window.forwardButton);
+        run.key(window.isRightToLeft() ? Qt::Key_Left : Qt::Key_Right, Qt::ControlModifier);
+        QCOMPARE(run.controller().currentDate(), QDate(2013, 1, 16));
+        QVERIFY(areInOrder(*window.currentDateLabel, *window.goToTodayButton));
         found << faults(window, u"timesheet-other-day"_s);
         run.controller().setLoggedOut(true);
         found << faults(window, u"timesheet-signed-out"_s);
@@ -222,6 +234,11 @@ private slots:
             QWidget& window = run.window();
             window.resize(window.minimumSize());
             found << faults(window, u"edit-"_s + kind);
+            QTest::keyClick(window.findChild<QWidget*>(u"datePicker"_s), Qt::Key_Down, Qt::AltModifier);
+            QCOMPARE(QApplication::activePopupWidget()->findChild<QCalendarWidget*>()->firstDayOfWeek(),
+                     QLocale().firstDayOfWeek());
+            found << faults(*QApplication::activePopupWidget(), u"calendar"_s);
+            QApplication::activePopupWidget()->close();
             QLineEdit& project =
                 *window.findChild<QWidget*>(u"editTimerSheet"_s)->findChild<QLineEdit*>(u"textField"_s);
             project.setFocus();
@@ -249,6 +266,7 @@ private slots:
         QTest::keyClicks(&duration, u"."_s);
         found << faults(window, u"new-timer-refused"_s);
         auto& project = *window.findChild<QLineEdit*>(u"textField"_s);
+        QVERIFY(areInOrder(project, *window.findChild<QWidget*>(u"popupButton"_s)));
         project.setFocus();
         QTest::keyClick(&project, Qt::Key_Down);
         found << faults(*window.findChild<QListView*>(u"resultsTableView"_s)->window(), u"suggestions"_s);
