@@ -21,6 +21,8 @@ QRect pixelsOf(const QRect& points, double scale)
 
 bool PreparedSteps::show(const QRect& area, double opacity)
 {
+    if (m_widget.testAttribute(Qt::WA_WState_InPaintEvent))
+        return false; // a pulse that begins as its widget is painted must not paint it once more
     QWidget* window = m_widget.internalWinId() ? &m_widget : m_widget.nativeParentWidget();
     if (!window || !QRegion(area).subtracted(m_widget.visibleRegion()).isEmpty() || !prepareWindow(*window))
         return false;

@@ -3,19 +3,25 @@
 #include "editing/EditTimerController.h"
 #include "editing/NewTimerController.h"
 #include "model/Company.h"
+#include "platform/linux/CarrierSwitch.h"
 #include "service/QuillonApi.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
 #include "skin/QuillonStatusItemView.h"
 #include "support/TestData.h"
+#include "tests/platform/FakeTray.h"
 #include "timesheet/TimesheetWindow.h"
 
 #include <QApplication>
+#include <QEventLoop>
+#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -24,13 +30,36 @@ namespace {
 
 constexpr auto Chunk = 30s; ///< of longer times, after which the program gets to work
 
+/// A clock that counts what falls due.
+class Counting final : public platform::TimeSource
+{
+public:
+    explicit Counting(platform::TimeSource& clock) : m_clock(clock) {}
+    TimePoint now() const override { return m_clock.now(); }
+    Uptime uptime() const override { return m_clock.uptime(); }
+    bool sleepFor(Duration duration, std::stop_token stop) override { return m_clock.sleepFor(duration, stop); }
+    std::unique_ptr<Timer> repeat(Duration interval, std::function<void()> tick) override
+    {
+        return m_clock.repeat(interval, [tick = std::move(tick)] {
+            ++ticks;
+            tick();
+        });
+    }
+    static inline int ticks = 0;
+
+private:
+    platform::TimeSource& m_clock;
+};
+
 /// Surroundings that outlive the program.
 class Lent final : public platform::Environment
 {
 public:
-    explicit Lent(platform::Environment& owner) : m_owner(owner) {}
+    Lent(platform::Environment& owner, platform::StatusItem* item) : m_owner(owner), m_time(owner.time()), m_item(item)
+    {
+    }
     platform::InfoDictionary& info() override { return m_owner.info(); }
-    platform::TimeSource& time() override { return m_owner.time(); }
+    platform::TimeSource& time() override { return m_time; }
     platform::SecretStore& secretStore() override { return m_owner.secretStore(); }
     platform::Reachability& reachability() override { return m_owner.reachability(); }
     platform::AlertPresenter& alerts() override { return m_owner.alerts(); }
@@ -40,10 +69,12 @@ public:
     platform::LoginItems& loginItems() override { return m_owner.loginItems(); }
     platform::SystemIdle& systemIdle() override { return m_owner.systemIdle(); }
     platform::SleepMonitor& sleepMonitor() override { return m_owner.sleepMonitor(); }
-    platform::StatusItem& statusItem() override { return m_owner.statusItem(); }
+    platform::StatusItem& statusItem() override { return m_item ? *m_item : m_owner.statusItem(); }
 
 private:
     platform::Environment& m_owner;
+    Counting m_time;
+    platform::StatusItem* const m_item;
 };
 
 } // namespace
@@ -103,8 +134,10 @@ void World::setZone(const char* zone)
     ::tzset();
 }
 
-World::World()
+World::World(Item item)
 {
+    if (item == Item::InPanels)
+        m_item = std::make_unique<platform::CarrierSwitch>(m_environment.clock);
     setZone("UTC");
     startService();
     support::TestData data(*m_service->database().value());
@@ -125,7 +158,7 @@ World::World()
     m_environment.alertPresenter.answer.reset();
     m_environment.information.set("QuillonLocalDebug"_L1, true);
     m_environment.information.set("QuillonDevelopmentDomain"_L1, u".localhost:%1"_s.arg(m_peer->port()));
-    m_run = std::make_unique<platform::Run>(std::make_unique<Lent>(m_environment));
+    m_run = std::make_unique<platform::Run>(std::make_unique<Lent>(m_environment, m_item.get()));
     auto& defaults = settings::UserDefaults::standardUserDefaults();
     defaults.setString(settings::SCQuillonUrlKey, u"acme"_s);
     defaults.setString(settings::SCEmailKey, u"ann@example.com"_s);
@@ -155,6 +188,47 @@ std::string World::take(const Step& step)
     return m_wrong;
 }
 
+void World::changePanel(bool there)
+{
+    m_panel.reset();
+    if (there) {
+        m_panel = std::make_unique<FakeTray>();
+        const auto docked = [this] {
+            m_environment.clock.advance(50ms);
+            return m_panel->hasDocked();
+        };
+        if (!QTest::qWaitFor(docked, 20000))
+            fail("the item does not go into the panel");
+    }
+    settle();
+}
+
+double World::wakeUps()
+{
+    constexpr int Minutes = 10;
+    constexpr int Seconds = 6;
+    const auto switches = [] {
+        long sum = 0;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream status(task.path() / "status");
+            long count = 0;
+            for (std::string line; std::getline(status, line);) {
+                if (std::sscanf(line.c_str(), "voluntary_ctxt_switches: %ld", &count) == 1)
+                    sum += count;
+            }
+        }
+        return sum;
+    };
+    const int ticks = Counting::ticks;
+    wait(Minutes * 60, 0);
+    const double byClock = double(Counting::ticks - ticks) / Minutes;
+    const long before = switches();
+    QEventLoop loop;
+    QTimer::singleShot(std::chrono::seconds(Seconds), &loop, &QEventLoop::quit);
+    loop.exec();
+    return byClock + double(std::max(0L, switches() - before - 1)) * 60 / Seconds;
+}
+
 // The program
 
 void World::start()
@@ -165,7 +239,7 @@ void World::start()
     }
     m_changed.notify_all();
     if (!m_run)
-        m_run = std::make_unique<platform::Run>(std::make_unique<Lent>(m_environment));
+        m_run = std::make_unique<platform::Run>(std::make_unique<Lent>(m_environment, m_item.get()));
     m_menulet = std::make_unique<app::WrenfoldMenulet>();
     m_menulet->applicationWillFinishLaunching();
     m_menulet->awakeFromNib();

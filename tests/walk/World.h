@@ -13,6 +13,8 @@
 #include <mutex>
 #include <span>
 
+class FakeTray;
+
 /// A program with its windows, the service it talks to through a peer that does harm, and a second client of the same
 /// accounts. Time passes only in steps; after each of them everything that must always hold is compared.
 class World
@@ -48,11 +50,22 @@ public:
     };
     static std::span<const Command> commands();
 
-    World();
+    /// Where the status item is: in memory, or in panels that come and go.
+    enum class Item
+    {
+        InMemory,
+        InPanels
+    };
+    explicit World(Item item = Item::InMemory);
     ~World();
 
     /// Takes the step. What no longer holds afterwards; empty: all does.
     std::string take(const Step& step);
+
+    /// Another panel appears, or the one that is there goes.
+    void changePanel(bool there);
+    /// How often a minute something in the process gets to work, by the program's clock and by the machine's.
+    double wakeUps();
 
     int requests = 0; ///< of the program, so far
     int repeated = 0; ///< toggles that the retry has turned back
@@ -181,6 +194,8 @@ private:
     void fail(const std::string& what);
 
     support::TestEnvironment m_environment;
+    std::unique_ptr<platform::StatusItem> m_item; ///< null: in memory
+    std::unique_ptr<FakeTray> m_panel;
     std::vector<Account> m_accounts;
     std::unique_ptr<localservice::Service> m_service;
     std::uint16_t m_port = 0;

@@ -198,7 +198,28 @@ std::array<long, 3> figures()
     return {long(::mallinfo2().uordblks / 1024), count("/proc/self/fd"), count("/proc/self/task")};
 }
 
-/// Refreshes every half minute, seven timer commands a minute, windows that come and go.
+/// What the program may wake up for in a minute, by its state: refreshes, looks at the idle time, minutes that it
+/// shows. The pulse of a running timer takes eight steps a second as long as somebody may see it.
+constexpr std::pair<const char*, double> Budgets[] = {
+    {"start; calm", 600}, {"start; item; calm", 30}, {"network", 30}, {"account 2", 30}};
+
+/// Prints the wake-ups of each state. False when one has more than it may.
+bool keepsItsBudgets(World& world)
+{
+    bool keeps = true;
+    for (const auto& [steps, budget] : Budgets) {
+        for (const World::Step& step : read(steps))
+            world.take(step);
+        const double wakeUps = world.wakeUps();
+        keeps &= wakeUps <= budget;
+        std::cout << "# " << wakeUps << " wake-ups a minute after \"" << steps << "\"" << std::endl;
+        for (const World::Step& step : read("network 1; account; calm"))
+            world.take(step);
+    }
+    return keeps;
+}
+
+/// Refreshes every half minute, seven timer commands a minute, windows and panels that come and go.
 int soak(double hours)
 {
     constexpr int CommandsAnHour = 420;
@@ -207,11 +228,12 @@ int soak(double hours)
     char* arguments[] = {name, nullptr};
     const QApplication application(count, arguments);
     QApplication::setStyle(new support::StillStyle);
-    World world;
+    World world(World::Item::InPanels);
     for (const char* steps : {"start", "start 1", "start 0 1", "timesheet", "timesheet", "newtimer", "newtimer"}) {
         if (const std::string wrong = world.take(read(steps).front()); !wrong.empty())
             std::cerr << wrong << std::endl;
     }
+    bool keeps = keepsItsBudgets(world);
     int commands = 0;
     std::cout << "hours heap handles threads requests" << std::endl;
     for (int minute = 0; minute <= hours * 60; ++minute) {
@@ -228,6 +250,8 @@ int soak(double hours)
                                        {"timesheet"}});
         if (minute % 30 == 0)
             steps.insert(steps.end(), {{"day", 2}, {"delete"}, {"start"}, {"sleep", 4}, {"answer"}});
+        if (minute % 30 < 2)
+            world.changePanel(minute % 30 == 0);
         steps.push_back({"wait", 60});
         for (const World::Step& step : steps) {
             if (const std::string wrong = world.take(step); !wrong.empty()) {
@@ -242,16 +266,18 @@ int soak(double hours)
                       << std::endl;
         }
     }
+    keeps &= keepsItsBudgets(world);
     std::cout << "# " << commands << " commands, " << world.requests << " requests" << std::endl;
-    return 0;
+    return keeps ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    // Panels are of the desktop.
+    qputenv("QT_QPA_PLATFORM", !arguments.empty() && arguments[0] == "--soak" ? "xcb" : "offscreen");
     const auto number = [&](std::size_t index, double otherwise) {
         return index < arguments.size() ? std::atof(arguments[index].c_str()) : otherwise;
     };
