@@ -143,7 +143,7 @@ World::World(Item item)
     support::TestData data(*m_service->database().value());
     for (const char* name : {"acme", "other"}) {
         Account account{name};
-        const auto id = data.addAccount({.subdomain = name}).value();
+        const auto id = data.addAccount({.subdomain = name, .timestampTimers = !m_accounts.empty()}).value();
         const auto person = data.addPerson({id, "ann@example.com", "secret", "Ann", "Lee"}).value();
         account.project = data.addProject({data.addClient(id, "Harbour").value(), "Website"}).value();
         for (int i = 0; i < 2; ++i) {
@@ -195,7 +195,7 @@ void World::changePanel(bool there)
         m_panel = std::make_unique<FakeTray>();
         const auto docked = [this] {
             m_environment.clock.advance(50ms);
-            return m_panel->hasDocked();
+            return m_panel->hasDocked() && m_menulet->statusItemView().size() == m_panel->granted();
         };
         if (!QTest::qWaitFor(docked, 20000))
             fail("the item does not go into the panel");

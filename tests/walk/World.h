@@ -67,8 +67,9 @@ public:
     /// How often a minute something in the process gets to work, by the program's clock and by the machine's.
     double wakeUps();
 
-    int requests = 0; ///< of the program, so far
-    int repeated = 0; ///< toggles that the retry has turned back
+    int requests = 0;  ///< of the program, so far
+    int repeated = 0;  ///< toggles that the retry has turned back
+    int questions = 0; ///< about idle time, answered
 
 private:
     using Seconds = Ledger::Seconds;
@@ -85,6 +86,7 @@ private:
     static std::string str(const QString& text);
     static void setZone(const char* zone);
 
+    /// The second one records start and end times.
     struct Account
     {
         std::string name;
@@ -171,6 +173,7 @@ private:
     timesheet::TimesheetController* timesheet() const { return m_menulet->timesheetController(); }
     timesheet::TimesheetController& openTimesheet();
     bool isEditing() const;
+    bool recordsTimes() const { return m_account % 2 == 1; }
     model::DayEntry* rowAt(int row) const;
     bool asksAboutIdleTime() const;
 

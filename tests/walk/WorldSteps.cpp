@@ -66,14 +66,15 @@ void World::startTimer(int task, int minutes)
     if (controller.durationBoxClosed())
         window.showDurationCheckButton->click();
     window.durationTextField->clear();
-    if (minutes > 0)
+    const bool timed = minutes > 0 && !recordsTimes(); // the sheet would want its times
+    if (timed)
         type(*window.durationTextField, u"0:45"_s);
     if (!window.saveButton->isEnabled())
         return;
     const Account& account = m_accounts[m_account % 2];
     Wish wish{Wish::Add};
     wish.entry = {m_account % 2, account.project, account.tasks[task % 2], Ledger::dayOf(now()), "n"};
-    wish.minutes = minutes > 0 ? 45 : -1;
+    wish.minutes = timed ? 45 : -1;
     expect(wish);
     window.saveButton->click();
 }
@@ -135,7 +136,7 @@ void World::typeNotes(int letter, int)
 
 void World::typeHours(int minutes, int)
 {
-    if (!isEditing())
+    if (!isEditing() || recordsTimes())
         return;
     auto* field = timesheet()->window().findChild<QLineEdit*>(u"hoursField"_s);
     field->setFocus(Qt::TabFocusReason);
@@ -163,7 +164,9 @@ void World::saveSheet(int, int)
     const Seconds there = kept == m_ledger.entries.end() ? shown : kept->second.total(now());
     const bool unclear =
         m_typedMinutes >= 0 ? near(m_typedMinutes * Seconds{60}, there) : there != shown && near(shown, there);
-    if (unclear || (told->second.edited && m_typedMinutes < 0)) {
+    // Times that were changed elsewhere since go back as they were shown, too.
+    const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
+    if (unclear || outdated || (told->second.edited && m_typedMinutes < 0)) {
         cancelSheet(0, 0);
         return;
     }
@@ -256,6 +259,7 @@ void World::answer(int button, int)
     m_environment.idle.touch();
     if (!asksAboutIdleTime())
         return;
+    ++questions;
     const model::DayEntry* entry = m_menulet->runningTimerWhenIdleStarted();
     const Id id = entry ? entry->idString().toLongLong() : 0;
     const auto told = m_told.find(id);
@@ -350,7 +354,7 @@ void World::elsewhereStart(int minutes, int)
     const Account& account = m_accounts[m_account % 2];
     Wish wish{Wish::Add};
     wish.entry = {m_account % 2, account.project, account.tasks[0], Ledger::dayOf(now()), "there"};
-    wish.minutes = minutes % 2 ? minutes * 3 : 0;
+    wish.minutes = minutes % 2 && !recordsTimes() ? minutes * 3 : 0;
     doElsewhere(wish, u"/daily/add"_s,
                 u"project_id=%1 task_id=%2 notes=there hours=%3"_s.arg(account.project)
                     .arg(account.tasks[0])
@@ -367,7 +371,8 @@ void World::elsewhereEdit(int entry, int minutes)
     Wish wish{Wish::Update, entryAt(entry)};
     wish.minutes = (minutes + 1) * 3;
     const auto found = m_ledger.entries.find(wish.id);
-    if (found == m_ledger.entries.end() || std::abs(found->second.total(now()) - wish.minutes * 60) < 180)
+    if (found == m_ledger.entries.end() || recordsTimes() ||
+        std::abs(found->second.total(now()) - wish.minutes * 60) < 180)
         return;
     doElsewhere(wish, u"/daily/update/"_s, u"hours=%1"_s.arg(wish.minutes / 60.0, 0, 'f', 2));
 }
