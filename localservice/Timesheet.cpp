@@ -293,10 +293,14 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
 {
     const Seconds typed = typedSeconds(fields.hours.value_or(0));
     const Seconds actual = entry.total(now);
-    // A running timer's hours may be a minute old by the time they are sent back.
+    // A running timer's hours may be a minute old by the time they are sent back, or as old as the request says: then
+    // the timer may even have been stopped since.
+    const Seconds asOf = std::min(fields.asOf.value_or(now), now);
+    const Seconds shown = entry.timerStarted
+                              ? entry.total(asOf)
+                              : std::max<Seconds>(0, entry.base - std::max<Seconds>(0, entry.updated - asOf));
     const bool justShown =
-        entry.timerStarted && (looksLike(typed, std::max(entry.base, actual - 60)) ||
-                               looksLike(typed, entry.total(std::min(fields.asOf.value_or(now), now))));
+        looksLike(typed, shown) || (entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60)));
     if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
     if (auto allowed = checkLength(typed); !allowed)
