@@ -92,7 +92,7 @@ private Q_SLOTS:
         QCOMPARE(form.text("a"), std::string("1 2ä\nb"));
         QCOMPARE(form.trimmed("n"), std::string("1"));
         QCOMPARE(form.ids("n"), (std::vector<localservice::Id>{7}));
-        QVERIFY(form.has("flag") && form.has("") && !form.has("nothing"));
+        QCOMPARE(QList<bool>({form.has("flag"), form.has(""), form.has("nothing")}), QList<bool>({true, true, false}));
         QCOMPARE(form.text("bad"), std::string("%zz%4"));
         QCOMPARE(form.text("twice"), std::string("="));
         QCOMPARE(localservice::Form::read("x=" + localservice::urlEncoded("&=+%\n ä\"")).text("x"),
@@ -328,7 +328,7 @@ private Q_SLOTS:
             // Nor does one that begins take the place of the other's.
             other.cookie = stolen;
             QCOMPARE(where(other.signIn()), u"303 /reports"_s);
-            QVERIFY(other.isSignedIn() && own.isSignedIn());
+            QCOMPARE(QList<bool>({other.isSignedIn(), own.isSignedIn()}), QList<bool>({true, true}));
             own.cookie = other.cookie;
             QVERIFY(!own.isSignedIn());
             if (byLink || source != u"127.0.0.1"_s)

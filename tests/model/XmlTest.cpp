@@ -123,8 +123,8 @@ private slots:
             QVERIFY(root.child(name).text().isEmpty());
             QVERIFY(!root.child(name).isTrue());
         }
-        QVERIFY(root.child("t").isTrue() && root.child("cdata").isTrue());
-        QVERIFY(!root.child("T").isTrue() && !root.child("missing").isTrue());
+        QCOMPARE(QList<bool>({root.child("t").isTrue(), root.child("cdata").isTrue()}), QList<bool>({true, true}));
+        QCOMPARE(QList<bool>({root.child("T").isTrue(), root.child("missing").isTrue()}), QList<bool>({false, false}));
         QCOMPARE(root.child("n").number(), 12.5);
         QCOMPARE(root.child("missing").number(), 0.0);
         QCOMPARE(root.child("mixed").text(), u"R&D b<&");

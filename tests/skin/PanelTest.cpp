@@ -137,9 +137,9 @@ private slots:
         below->addAction(u"One"_s);
         menu.popup(panel.mapToGlobal(QPoint(10, 10)));
         below->popup(panel.mapToGlobal(QPoint(60, 10)));
-        QVERIFY(menu.isVisible() && below->isVisible());
+        QCOMPARE(QList<bool>({menu.isVisible(), below->isVisible()}), QList<bool>({true, true}));
         panel.hide();
-        QVERIFY(!menu.isVisible() && !below->isVisible());
+        QCOMPARE(QList<bool>({menu.isVisible(), below->isVisible()}), QList<bool>({false, false}));
 
         // Those of other windows are none of its business.
         Panel other;

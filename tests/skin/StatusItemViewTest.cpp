@@ -150,8 +150,8 @@ private slots:
 
         QVERIFY(greyish(at(stopped, 8, 16)));
         QVERIFY(greenish(at(running, 8, 16)));
-        QVERIFY(bluish(at(signedOut, 8, 16)) && bluish(at(signedOut, 63, 10)));
-        QVERIFY(greyish(at(offline, 8, 16)) && greyish(at(offline, 63, 10)));
+        QCOMPARE(QList<bool>({bluish(at(signedOut, 8, 16)), bluish(at(signedOut, 63, 10))}), QList<bool>({true, true}));
+        QCOMPARE(QList<bool>({greyish(at(offline, 8, 16)), greyish(at(offline, 63, 10))}), QList<bool>({true, true}));
         QCOMPARE(offlineAndSignedOut, offline);
         QCOMPARE(on.picture(), running);
         // The triangle and the square; only the button differs between stopped and running.

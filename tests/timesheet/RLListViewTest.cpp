@@ -276,7 +276,7 @@ private slots:
         RLListView& list = screen.list;
         const QSignalSpy spy(&list, &RLListView::selectionDidChange);
         list.selectAll();
-        QVERIFY(!list.validateSelectAll() && !list.validateDeselectAll());
+        QCOMPARE(QList<bool>({list.validateSelectAll(), list.validateDeselectAll()}), QList<bool>({false, false}));
         QCOMPARE(spy.count(), 0);
         // Rules about several and none are those of the mouse.
         list.selectRowIndexes({1, 3, 4, -1});
@@ -291,7 +291,7 @@ private slots:
         QCOMPARE(screen.calls.count(u"selection"_s), 4);
 
         list.setAllowsMultipleSelection(true);
-        QVERIFY(list.validateSelectAll() && list.validateDeselectAll());
+        QCOMPARE(QList<bool>({list.validateSelectAll(), list.validateDeselectAll()}), QList<bool>({true, true}));
         QTest::keyClick(&list, Qt::Key_A, Qt::ControlModifier);
         QCOMPARE(screen.selection(), Rows({0, 1, 2, 3}));
         QVERIFY(!list.validateSelectAll());
@@ -299,7 +299,7 @@ private slots:
         QVERIFY(!list.validateDeselectAll());
         list.setAllowsEmptySelection(true);
         list.deselectRows();
-        QVERIFY(screen.selection().isEmpty() && !list.validateDeselectAll());
+        QCOMPARE(QList<bool>({screen.selection().isEmpty(), list.validateDeselectAll()}), QList<bool>({true, false}));
         list.setSelectedRow(1);
         list.deselectAll();
         QVERIFY(screen.selection().isEmpty());
@@ -381,7 +381,7 @@ private slots:
         QCOMPARE(screen.list.visibleCells(), cells);
         QCOMPARE(screen.made, 0);
         QCOMPARE(screen.asked, Rows({6, 7, 8, 9, 10}));
-        QVERIFY(screen.calls.isEmpty() && screen.selection().isEmpty());
+        QCOMPARE(QList<bool>({screen.calls.isEmpty(), screen.selection().isEmpty()}), QList<bool>({true, true}));
         QCOMPARE(screen.seen().pixelColor(200, 65), Row::color(7, false));
 
         // Each row keeps its cell also while others wait for reuse.
@@ -539,13 +539,13 @@ private slots:
         screen.cell(1).setDropHighlight(RLDropHighlight::OnRow);
         QVERIFY(marked(50) && marked(99) && !marked(49) && !marked(75));
         screen.cell(1).setDropHighlight(RLDropHighlight::Below);
-        QVERIFY(marked(99) && !marked(50));
+        QCOMPARE(QList<bool>({marked(99), marked(50)}), QList<bool>({true, false}));
         screen.cell(1).setDropHighlight(RLDropHighlight::Above);
-        QVERIFY(marked(50) && !marked(99));
+        QCOMPARE(QList<bool>({marked(50), marked(99)}), QList<bool>({true, false}));
         screen.cell(1).setDropHighlight(RLDropHighlight::None);
-        QVERIFY(!marked(50) && !marked(99));
+        QCOMPARE(QList<bool>({marked(50), marked(99)}), QList<bool>({false, false}));
         screen.list.documentView().setDropHighlight(RLDropHighlight::Below);
-        QVERIFY(marked(100) && !marked(99));
+        QCOMPARE(QList<bool>({marked(100), marked(99)}), QList<bool>({true, false}));
         screen.list.documentView().setDropHighlight(RLDropHighlight::Above);
         QVERIFY(!marked(99));
         // The frame around the list is seen over the rows as well.
@@ -583,16 +583,16 @@ private slots:
         screen.before.setFocus();
         QVERIFY(!markedAt(25));
         QTest::keyClick(&screen.before, Qt::Key_Tab);
-        QVERIFY(markedAt(25) && markedAt(75) && markedAt(150));
+        QCOMPARE(QList<bool>({markedAt(25), markedAt(75), markedAt(150)}), QList<bool>({true, true, true}));
         QTest::keyClick(&screen.list, Qt::Key_End);
-        QVERIFY(!markedAt(25) && markedAt(75) && !markedAt(150));
+        QCOMPARE(QList<bool>({markedAt(25), markedAt(75), markedAt(150)}), QList<bool>({false, true, false}));
         QTest::mouseClick(&screen.after, On);
         screen.after.setFocus();
         QVERIFY(!markedAt(75));
         screen.list.setFocus(Qt::MouseFocusReason);
         QVERIFY(!markedAt(75));
         QTest::keyClick(&screen.list, Qt::Key_Up);
-        QVERIFY(markedAt(25) && !markedAt(75));
+        QCOMPARE(QList<bool>({markedAt(25), markedAt(75)}), QList<bool>({true, false}));
     }
 
     void contextMenuByKey()

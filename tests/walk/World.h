@@ -217,6 +217,7 @@ private:
     int m_account = 0;
     int m_typedMinutes = -1;
     bool m_typedNotes = false;
+    bool m_storeSpoilt = false; ///< what it knew may be gone with it
     Seconds m_clocksAgree = 0; ///< the uptime from which windows show the hours by the clock again
     std::size_t m_sleeps = 0;
     int m_handles = 0;

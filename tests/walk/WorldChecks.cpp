@@ -343,6 +343,8 @@ void World::compareFace()
     if (const Ledger::Entry* left = current ? nullptr : latest(Ledger::dayOf(yesterday), true)) {
         const auto same = [left](const auto& told) { return told.second.entry.updated == left->updated; };
         current = std::ranges::any_of(m_told, same) ? left : nullptr;
+        if (m_storeSpoilt)
+            return;
     }
     const skin::QuillonStatusItemView& view = m_menulet->statusItemView();
     const std::string shown = str(view.hoursString());

@@ -483,6 +483,7 @@ void World::spoilStore(int how, int)
 {
     const std::string file = str(app::WrenfoldMenulet::directoryForDataStore()) + "/QuillonX.sqlite";
     m_told.clear();
+    m_storeSpoilt = true;
     const auto remove = [&] {
         for (const char* part : {"", "-wal", "-shm"})
             std::filesystem::remove(file + part);

@@ -202,9 +202,9 @@ std::array<long, 3> figures()
 }
 
 /// What the program may wake up for in a minute, by its state: refreshes, looks at the idle time, minutes that it
-/// shows. The pulse of a running timer takes eight steps a second as long as somebody may see it.
+/// shows. The pulses of item and row take eight steps a second as long as somebody may see them.
 constexpr std::pair<const char*, double> Budgets[] = {
-    {"start; calm", 600}, {"start; item; calm", 30}, {"network", 30}, {"account 2", 30}};
+    {"start; calm", 1100}, {"start; item; calm", 30}, {"network", 30}, {"account 2", 30}};
 
 /// Prints the wake-ups of each state. False when one has more than it may.
 bool keepsItsBudgets(World& world)
