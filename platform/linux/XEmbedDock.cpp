@@ -123,6 +123,7 @@ bool XEmbedDock::nativeEventFilter(const QByteArray& /*type*/, void* message, qi
 void XEmbedDock::dockedOrPutOut()
 {
     setVisible(m_docked && m_view);
+    m_patience = 0;
     judgeLater();
 }
 
@@ -155,6 +156,11 @@ void XEmbedDock::judgeLater()
         m_trial.reset();
         if (fits())
             return;
+        // At login a panel may be busy for some time.
+        if (!m_docked && m_patience-- > 0) {
+            judgeLater();
+            return;
+        }
         hide();
         m_refused();
     });

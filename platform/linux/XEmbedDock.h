@@ -50,6 +50,7 @@ private:
     double m_length = 0;
     std::uint32_t m_id = 0; ///< of the window that asks to be docked
     bool m_docked = false;
+    int m_patience = 3; ///< trials more, while the panel has not taken the view yet
     std::unique_ptr<TimeSource::Timer> m_trial;
 };
 

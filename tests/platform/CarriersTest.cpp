@@ -246,6 +246,23 @@ private slots:
         }
     }
 
+    void busyPanel()
+    {
+        for (const int trials : {3, 4}) {
+            FakeTray tray;
+            tray.setBusy(true);
+            Item item;
+            item.show();
+            for (int trial = 0; trial < trials; ++trial)
+                item.time.advance(Trial);
+            tray.setBusy(false);
+            if (trials == 3)
+                QVERIFY(item.isIn(tray));
+            item.time.advance(Trial);
+            QVERIFY(item.becomes(trials == 3 ? Docked : Strip));
+        }
+    }
+
     void clicksAndMenuInThePanel()
     {
         for (const auto& [place, above] : {std::pair(QPoint(300, 0), false), {QPoint(700, 740), true}}) {

@@ -58,6 +58,8 @@ public:
         waitUntilOwner(false);
     }
 
+    /// While busy it serves nobody.
+    void setBusy(bool busy) { m_readable->setEnabled(!busy); }
     bool hasDocked() const { return m_docked != XCB_WINDOW_NONE; }
     QSize granted() const { return m_granted; }
 
