@@ -258,7 +258,7 @@ void measureTimerCommands(const std::string& port)
             measured.bare.push_back(bare);
         }
     }
-    report("start and stop to the merged store, of bare", measured.ratio(), "x", {25, 10}, measured.detail("ms"));
+    report("start and stop to the merged store, of bare", measured.ratio(), "x", {25, 1.8}, measured.detail("ms"));
 }
 
 } // namespace bench

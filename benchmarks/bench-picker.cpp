@@ -175,7 +175,7 @@ void measurePicker()
         const Pairs measured = pairs(
             Turns, [&] { return picker.press(typed); }, [&] { return searchTime(names, typed); });
         report(text("picker of %d projects: a key, %s, of a bare search", ProjectCount, what), measured.ratio(), "x",
-               {8, 5}, measured.detail("ms"));
+               {8, 3}, measured.detail("ms"));
         report("  until it is on the screen, at worst", largest(measured.ours), "ms", {16, 8}, "");
     }
     std::vector<double> changes;
@@ -186,7 +186,7 @@ void measurePicker()
             return picker.press(u"r"_s);
         },
         [&] { return searchTime(names, u"r"_s); });
-    report("  the first key after the catalog changed, at worst", largest(renewed.ours), "ms", {16, 8},
+    report("  the first key after the catalog changed, at worst", largest(renewed.ours), "ms", {16, 5},
            renewed.detail("ms") + text(", prepared in %.1f ms, %.1f at worst", median(changes), largest(changes)));
     std::vector<double> opened, reopened;
     for (int turn = 0; turn < Turns; ++turn) {
