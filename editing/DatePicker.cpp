@@ -52,11 +52,8 @@ public:
         setGridVisible(false);
         setVerticalHeaderFormat(NoVerticalHeader);
         setDateEditEnabled(false); // typing belongs in the field
-        for (const auto& [name, picture, spoken] :
-             {std::tuple{"qt_calendar_prevmonth", isRightToLeft() ? "tw-forward.png" : "tw-back.png",
-                         tr("Previous Month")},
-              std::tuple{"qt_calendar_nextmonth", isRightToLeft() ? "tw-back.png" : "tw-forward.png",
-                         tr("Next Month")}}) {
+        for (const auto& [name, spoken] : {std::pair{"qt_calendar_prevmonth", tr("Previous Month")},
+                                           std::pair{"qt_calendar_nextmonth", tr("Next Month")}}) {
             if (auto* button = findChild<QToolButton*>(QLatin1StringView(name))) {
                 button->setIconSize({20, 20});
                 button->setAccessibleName(spoken);
@@ -114,8 +111,9 @@ private:
         setHeaderTextFormat(header);
         for (int day = Qt::Monday; day <= Qt::Sunday; ++day)
             setWeekdayTextFormat(static_cast<Qt::DayOfWeek>(day), header); // otherwise weekends are red
-        for (const auto& [name, picture] : {std::pair{"qt_calendar_prevmonth", "tw-back.png"},
-                                            std::pair{"qt_calendar_nextmonth", "tw-forward.png"}}) {
+        for (const auto& [name, picture] :
+             {std::pair{"qt_calendar_prevmonth", isRightToLeft() ? "tw-forward.png" : "tw-back.png"},
+              std::pair{"qt_calendar_nextmonth", isRightToLeft() ? "tw-back.png" : "tw-forward.png"}}) {
             if (auto* button = findChild<QToolButton*>(QLatin1StringView(name)))
                 button->setIcon(skin::imageNamed(picture).pixmap(devicePixelRatioF()));
         }
