@@ -294,6 +294,15 @@ private slots:
         run.test.time.advance(2s);
         found << faults(*windowNamed(u"callout"_s), u"first-steps"_s);
         app::UpdateWindow update({u"2"_s, u"2"_s, u"1, 2, 3"_s, {}}, u"1"_s);
+        for (const auto failed :
+             {&app::WrenfoldMenulet::startNewTimerDidFailWithError, &app::WrenfoldMenulet::deleteTimerDidFailWithError,
+              &app::WrenfoldMenulet::toggleTimerDidFailWithError, &app::WrenfoldMenulet::updateTimerDidFailWithError})
+            ((*run.menulet).*failed)({});
+        for (const platform::Alert& alert : run.test.alerts.shown) {
+            for (const QString& text : QStringList{alert.title, alert.text} + alert.buttons)
+                found << (isPlain(text) ? u"alert: untranslated: "_s + text : QString());
+        }
+        found.removeAll(QString());
         update.present(true);
         found << faults(update, u"update"_s);
         QVERIFY2(found.isEmpty(), qUtf8Printable(found.join(u'\n')));
