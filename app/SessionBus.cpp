@@ -6,6 +6,7 @@
 #include "app/Text.h"
 #include "app/WrenfoldMenulet.h"
 #include "model/Client.h"
+#include "model/DateComparisons.h"
 #include "model/DayEntry.h"
 #include "model/Project.h"
 #include "model/Task.h"
@@ -78,6 +79,7 @@ QVariantMap statusOf(const WrenfoldMenulet& menulet)
         state = u"starting"_s;
     // Of somebody else, perhaps, when nobody is signed in.
     const model::DayEntry* entry = menulet.loggedOut() ? nullptr : menulet.currentEntry();
+    const model::DayEntry* elsewhere = menulet.loggedOut() ? nullptr : menulet.timerElsewhere();
     const model::Project* project = entry ? entry->project() : nullptr;
     const model::Client* client = project ? project->client() : nullptr;
     const model::Task* task = entry ? entry->task() : nullptr;
@@ -89,7 +91,8 @@ QVariantMap statusOf(const WrenfoldMenulet& menulet)
             {u"Project"_s, project ? project->displayName() : QString()},
             {u"Task"_s, task ? task->name() : QString()},
             {u"Client"_s, client ? client->name() : QString()},
-            {u"Notes"_s, entry ? entry->notes() : QString()}};
+            {u"Notes"_s, entry ? entry->notes() : QString()},
+            {u"RunningOn"_s, elsewhere ? model::localDay(elsewhere->spentAt()).toString(Qt::ISODate) : QString()}};
 }
 
 /// As a press on the button, and says when no timer came of it.
@@ -172,6 +175,7 @@ class StatusAdaptor final : public QDBusAbstractAdaptor
     Q_PROPERTY(QString Task READ task)
     Q_PROPERTY(QString Client READ client)
     Q_PROPERTY(QString Notes READ notes)
+    Q_PROPERTY(QString RunningOn READ runningOn)
 
 public:
     StatusAdaptor(WrenfoldMenulet& menulet, QObject* object)
@@ -192,6 +196,7 @@ public:
     QString task() const { return text("Task"); }
     QString client() const { return text("Client"); }
     QString notes() const { return text("Notes"); }
+    QString runningOn() const { return text("RunningOn"); }
 
 public slots:
     void Toggle(const QDBusMessage& call) { carryOut(u"toggle"_s, call); }

@@ -36,6 +36,12 @@ StatusMenu::StatusMenu()
 
     addActions({toggleCurrentTimerMenuItem, newTimerMenuItem, timesheetMenuItem});
     m_timerSeparator = addSeparator();
+    elsewhereIndicator = item("elsewhereIndicator", QString());
+    elsewhereIndicator->setEnabled(false);
+    showElsewhereMenuItem = item("showElsewhereMenuItem", tr("Show"));
+    stopElsewhereMenuItem = item("stopElsewhereMenuItem", tr("Stop"));
+    addActions({elsewhereIndicator, showElsewhereMenuItem, stopElsewhereMenuItem});
+    m_elsewhereSeparator = addSeparator();
     for (QAction*& action : continueMenuItems) {
         action = item("continueMenuItem", QString());
         addAction(action);
@@ -49,7 +55,7 @@ StatusMenu::StatusMenu()
     addActions({preferencesMenuItem, checkForUpdatesMenuItem, helpMenuItem, firstStepsMenuItem, aboutMenuItem});
     addSeparator();
     addAction(quitMenuItem);
-    showRecent();
+    updateVisibility();
     offlineIndicator->setVisible(false);
     offlineSeparatorItem->setVisible(false);
 }
@@ -69,7 +75,7 @@ void StatusMenu::setSignedOut(bool signedOut)
             item->setVisible(!signedOut);
     }
     m_signedOut = signedOut;
-    showRecent();
+    updateVisibility();
 }
 
 void StatusMenu::setRecent(const std::vector<std::pair<QString, QString>>& bookings)
@@ -79,11 +85,19 @@ void StatusMenu::setRecent(const std::vector<std::pair<QString, QString>>& booki
         continueMenuItems[i]->setData(id);
         continueMenuItems[i]->setText(title);
     }
-    showRecent();
+    updateVisibility();
 }
 
-void StatusMenu::showRecent()
+void StatusMenu::setElsewhere(const QString& text)
 {
+    elsewhereIndicator->setText(text);
+    updateVisibility();
+}
+
+void StatusMenu::updateVisibility()
+{
+    for (QAction* item : {elsewhereIndicator, showElsewhereMenuItem, stopElsewhereMenuItem, m_elsewhereSeparator})
+        item->setVisible(!m_signedOut && !elsewhereIndicator->text().isEmpty());
     for (QAction* item : continueMenuItems)
         item->setVisible(!m_signedOut && !item->text().isEmpty());
     m_continueSeparator->setVisible(continueMenuItems.front()->isVisible());

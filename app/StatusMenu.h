@@ -23,6 +23,9 @@ public:
     QAction* currentTaskMenuItem;    ///< likewise
     QAction* newTimerMenuItem;
     QAction* timesheetMenuItem;
+    QAction* elsewhereIndicator; ///< says that a timer runs on a day that the item does not show
+    QAction* showElsewhereMenuItem;
+    QAction* stopElsewhereMenuItem;
     std::array<QAction*, 5> continueMenuItems; ///< for the last bookings; visible as far as there are any
     QAction* offlineIndicator;
     QAction* offlineSeparatorItem;
@@ -41,6 +44,8 @@ public:
     bool needsAccount(const QAction* item) const;
     /// What can be continued, by the ids of entries and as the items say it, the most recent first.
     void setRecent(const std::vector<std::pair<QString, QString>>& bookings);
+    /// What the indicator of a timer on another day says; empty: there is none.
+    void setElsewhere(const QString& text);
 
     /// While signed out, only items that then work are visible.
     void setSignedOut(bool signedOut);
@@ -50,9 +55,10 @@ public:
     void insertItemAtIndex(QAction* item, int index);
 
 private:
-    void showRecent();
+    void updateVisibility();
 
     QAction* m_timerSeparator;
+    QAction* m_elsewhereSeparator;
     QAction* m_continueSeparator;
     bool m_signedOut = false;
     QAction* m_pagesSeparator;

@@ -147,6 +147,8 @@ void WrenfoldMenulet::wire()
     });
 
     connect(this, &WrenfoldMenulet::statusChanged, &m_bookings, &booking::Bookings::stateChanged);
+    connect(m_menu->showElsewhereMenuItem, &QAction::triggered, this, &WrenfoldMenulet::showTimerElsewhere);
+    connect(m_menu->stopElsewhereMenuItem, &QAction::triggered, this, &WrenfoldMenulet::stopTimerElsewhere);
     for (const QAction* item : m_menu->continueMenuItems)
         connect(item, &QAction::triggered, this, [this, item] { continueBooking(item->data().toString()); });
 

@@ -106,6 +106,10 @@ public:
     void setCompany(model::Company* company);
     /// The most recent one of the account; null: none.
     model::DayEntry* currentEntry() const;
+    /// The timer that runs on a day that the item does not show, as far as the store knows; null: none.
+    model::DayEntry* timerElsewhere() const;
+    /// That there is one, as a sentence; empty: none.
+    QString timerElsewhereText() const;
     bool loggedOut() const override { return m_connection.loggedOut; }
     bool offline() const override { return m_connection.offline; }
     /// Whether time can be booked now.
@@ -158,6 +162,8 @@ public:
     void hideCurrentTimerMenuItems(bool hide);
     /// Goes on with the booking whose entry has that id; tells by an alert if that fails.
     void continueBooking(const QString& entryId);
+    void showTimerElsewhere();
+    void stopTimerElsewhere();
     void updateKeyEquivalents();
     void toggleStatusItemMenu() override;
     void menuDidClose();
@@ -251,7 +257,7 @@ private:
     void withdrawIdleQuestionOfStoppedTimer();
     void withdrawIdleQuestion();
     void idleAlertEnded(int button);
-    void updateIdleQuestionInTimesheet();
+    void updateQuestionInTimesheet();
     void idleEpisodeIsOver();
 
     TimeHere m_timeHere;

@@ -107,7 +107,7 @@ void WrenfoldMenulet::idleAlertEnded(int button)
 {
     using platform::AlertPresenter;
     m_idleQuestionIsInTimesheet = button == AlertPresenter::Dismissed || button == AlertPresenter::Opened;
-    updateIdleQuestionInTimesheet();
+    updateQuestionInTimesheet();
     if (button == AlertPresenter::Opened)
         showTimesheetWindow(this);
     else if (button == RemoveButton)
@@ -116,7 +116,7 @@ void WrenfoldMenulet::idleAlertEnded(int button)
         idleEpisodeIsOver();
 }
 
-void WrenfoldMenulet::updateIdleQuestionInTimesheet()
+void WrenfoldMenulet::updateQuestionInTimesheet()
 {
     if (!m_timesheetController)
         return;
@@ -128,6 +128,13 @@ void WrenfoldMenulet::updateIdleQuestionInTimesheet()
                     .onButton = [this] { idleAlertEnded(ContinueButton); },
                     .otherButton = m_idleAlert.buttons[RemoveButton],
                     .onOtherButton = [this] { idleAlertEnded(RemoveButton); }};
+    } else if (const model::DayEntry* entry = timerElsewhere();
+               entry && model::localDay(entry->spentAt()) != m_timesheetController->currentDate()) {
+        question = {.title = timerElsewhereText(),
+                    .button = tr("Show"),
+                    .onButton = [this] { showTimerElsewhere(); },
+                    .otherButton = tr("Stop"),
+                    .onOtherButton = [this] { stopTimerElsewhere(); }};
     }
     m_timesheetController->setQuestion(question);
 }
@@ -136,7 +143,7 @@ void WrenfoldMenulet::withdrawIdleQuestion()
 {
     environment().alerts().dismiss(m_idleAlertId);
     m_idleQuestionIsInTimesheet = false;
-    updateIdleQuestionInTimesheet();
+    updateQuestionInTimesheet();
     idleEpisodeIsOver();
 }
 
@@ -159,7 +166,7 @@ void WrenfoldMenulet::updateIdleSheetLabels(double seconds)
     m_idleAlert.unasked = true;
     if (m_displayingIdleAlert)
         environment().alerts().update(m_idleAlertId, m_idleAlert);
-    updateIdleQuestionInTimesheet();
+    updateQuestionInTimesheet();
 }
 
 QString WrenfoldMenulet::idleAlertMessage(int minutes)

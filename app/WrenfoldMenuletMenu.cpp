@@ -7,6 +7,7 @@
 
 #include "editing/NewTimerController.h"
 #include "model/Company.h"
+#include "model/DateComparisons.h"
 #include "model/DayEntry.h"
 #include "model/HoursClock.h"
 #include "model/Project.h"
@@ -55,6 +56,22 @@ model::DayEntry* WrenfoldMenulet::currentEntry() const
     return account ? account->mostRecentDayEntry() : nullptr;
 }
 
+model::DayEntry* WrenfoldMenulet::timerElsewhere() const
+{
+    const model::DayEntry* shown = currentEntry();
+    if (!company() || (shown && shown->isRunning()))
+        return nullptr;
+    return company()->runningDayEntry();
+}
+
+QString WrenfoldMenulet::timerElsewhereText() const
+{
+    const model::DayEntry* entry = loggedOut() ? nullptr : timerElsewhere();
+    return entry ? tr("A timer is running on %1")
+                       .arg(timesheet::TimesheetController::dateLabel(model::localDay(entry->spentAt())))
+                 : QString();
+}
+
 void WrenfoldMenulet::updateTotal()
 {
     setIndicatorsToGood();
@@ -62,6 +79,7 @@ void WrenfoldMenulet::updateTotal()
     updateStatusItemForCurrentEntry(entry);
     updateMenuItemsForCurrentEntry(entry);
     withdrawIdleQuestionOfStoppedTimer();
+    updateQuestionInTimesheet();
     if (m_timesheetController)
         m_timesheetController->reloadEntries();
 }
@@ -103,8 +121,10 @@ void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
     }
     const QString joined = about.join(", "_L1);
     m_view->setAbout(joined);
-    m_statusItem->setDescription(
-        {m_view->hoursString(), m_view->spokenText(), m_view->isRunning(), offline(), loggedOut(), joined});
+    QString spoken = m_view->spokenText();
+    if (const QString elsewhere = timerElsewhereText(); !elsewhere.isEmpty())
+        spoken += u". "_s + elsewhere;
+    m_statusItem->setDescription({m_view->hoursString(), spoken, m_view->isRunning(), offline(), loggedOut(), joined});
     emit statusChanged();
 }
 
@@ -126,6 +146,7 @@ void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entr
             each.id, tr("Continue %1 · %2").arg(shortened(each.project), shortened(each.task)).replace(u'&', u"&&"_s));
     }
     m_menu->setRecent(recent);
+    m_menu->setElsewhere(timerElsewhereText());
     if (m_menu->indexOfItem(m_menu->toggleCurrentTimerMenuItem) != 0) {
         m_menu->removeAction(m_menu->toggleCurrentTimerMenuItem);
         m_menu->insertItemAtIndex(m_menu->toggleCurrentTimerMenuItem, 0);
@@ -203,7 +224,7 @@ timesheet::TimesheetController& WrenfoldMenulet::timesheet()
         TimesheetController* const made = m_timesheetController.get();
         made->windowHack();
         made->setLoggedOut(loggedOut());
-        updateIdleQuestionInTimesheet();
+        updateQuestionInTimesheet();
         connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, made, &TimesheetController::wentOffline);
         connect(this, &WrenfoldMenulet::quillonForMacNetworkReachable, made, &TimesheetController::wentOnline);
     }
@@ -286,6 +307,28 @@ void WrenfoldMenulet::continueBooking(const QString& entryId)
         if (!booked)
             showAlert(tr("Timer Failed"), booked.error().reason);
     });
+}
+
+void WrenfoldMenulet::showTimerElsewhere()
+{
+    const model::DayEntry* entry = timerElsewhere();
+    showTimesheetWindow(this);
+    if (entry)
+        m_timesheetController->goToDate(model::localDay(entry->spentAt()));
+}
+
+void WrenfoldMenulet::stopTimerElsewhere()
+{
+    const model::DayEntry* entry = timerElsewhere();
+    if (!entry)
+        return;
+    m_bookings.stop(
+        [this](const booking::Expected<booking::Booked>& booked) {
+            // One that somebody else has stopped meanwhile is no longer said to run.
+            if (!booked && booked.error().error != "NotRunning"_L1)
+                showAlert(tr("Timer Failed"), booked.error().reason);
+        },
+        entry->idString());
 }
 
 void WrenfoldMenulet::checkForUpdates(QObject* /*sender*/)

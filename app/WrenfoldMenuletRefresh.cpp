@@ -132,7 +132,10 @@ void WrenfoldMenulet::downloadLatest()
     const QDate now = today();
     if (m_timesheetController && m_timesheetController->currentDate() != now)
         m_api->requestDailyTimesheetForDate(m_timesheetController->currentDate(), m_cacheVersionChanged);
-    if (const model::DayEntry* entry = currentEntry()) {
+    // That of a timer elsewhere as well: somebody else may stop it.
+    for (const model::DayEntry* entry : {currentEntry(), timerElsewhere()}) {
+        if (!entry)
+            continue;
         const QDate day = entry->spentAt().toLocalTime().date();
         if (day != now)
             m_api->requestDailyTimesheetForDate(day, m_cacheVersionChanged);
@@ -307,6 +310,7 @@ void WrenfoldMenulet::enableTimerItems(bool enable)
 {
     m_menu->toggleCurrentTimerMenuItem->setEnabled(enable);
     m_menu->newTimerMenuItem->setEnabled(enable);
+    m_menu->stopElsewhereMenuItem->setEnabled(enable);
     for (QAction* item : m_menu->continueMenuItems)
         item->setEnabled(enable);
 }

@@ -394,27 +394,27 @@ void Bookings::toggle(DayEntry& entry, const Reply<Booked>& reply)
         QuillonApi::Failure::TellCaller);
 }
 
-void Bookings::stop(const Reply<Booked>& reply)
+void Bookings::stop(const Reply<Booked>& reply, const QString& id)
 {
-    whenReady(reply, [this, reply](model::User& user) {
+    whenReady(reply, [this, reply, id](model::User& user) {
         const DayEntry* entry = running(user);
         // A toggle of one that was stopped elsewhere would start it.
         std::vector<QDate> days{model::localDay(model::now())};
         if (entry && model::localDay(entry->spentAt()) != days.front())
             days.push_back(model::localDay(entry->spentAt()));
-        fetch(days, [this, reply](const Result& result) {
+        fetch(days, [this, reply, id](const Result& result) {
             if (result)
-                stopFetched(reply);
+                stopFetched(reply, id);
             else
                 reply(tl::unexpected(failed(result)));
         });
     });
 }
 
-void Bookings::stopFetched(const Reply<Booked>& reply)
+void Bookings::stopFetched(const Reply<Booked>& reply, const QString& id)
 {
     const model::User* user = currentUser();
-    if (DayEntry* entry = user ? running(*user) : nullptr)
+    if (DayEntry* entry = user ? running(*user) : nullptr; entry && (id.isEmpty() || entry->idString() == id))
         toggle(*entry, reply);
     else
         reply(tl::unexpected(notRunning()));

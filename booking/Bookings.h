@@ -81,8 +81,9 @@ public:
         QString ago; ///< or how long ago, as readHours
     };
     void start(const Start& start, const Reply<Booked>& reply);
-    /// Stops the timer that runs, on whatever day, unless that was done elsewhere meanwhile.
-    void stop(const Reply<Booked>& reply);
+    /// Stops the timer that runs, on whatever day, unless that was done elsewhere meanwhile; with an id only this
+    /// entry's.
+    void stop(const Reply<Booked>& reply, const QString& id = {});
     /// Goes on with the `which`-th most recent booking, from 1: see `recent`.
     void resume(int which, const Reply<Booked>& reply);
     /// The same, by the id of an entry of that list.
@@ -152,7 +153,7 @@ private:
     void fetch(std::vector<QDate> days, std::function<void(const service::Result&)> done);
     void resumeWith(std::function<Expected<model::DayEntry*>(const std::vector<model::DayEntry*>&)> choose,
                     const Reply<Booked>& reply);
-    void stopFetched(const Reply<Booked>& reply);
+    void stopFetched(const Reply<Booked>& reply, const QString& id);
     void toggle(model::DayEntry& entry, const Reply<Booked>& reply);
     void send(model::User& user, const Choice& choice, const QString& notes, double hours, QDate day,
               const QDateTime& startedAt, std::function<void(const Expected<model::DayEntry*>&)> done);

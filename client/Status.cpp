@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -36,6 +37,17 @@ std::string shown(const std::string& state, const std::string& hours)
     return hours;
 }
 
+/// As the timesheet writes a day; the text as it is when it is none.
+std::string day(const std::string& isoDate)
+{
+    std::tm date{};
+    if (!strptime(isoDate.c_str(), "%Y-%m-%d", &date))
+        return isoDate;
+    std::array<char, 64> words{};
+    std::strftime(words.data(), words.size(), "%A, %B ", &date);
+    return words.data() + std::to_string(date.tm_mday) + ", " + std::to_string(date.tm_year + 1900);
+}
+
 std::string symbol(const std::string& state)
 {
     if (state == "not-running")
@@ -49,8 +61,10 @@ Values values(const Map& properties)
     const auto one = [&](const char* property) { return simplified(text(properties, property)); };
     const std::string state = properties.empty() ? "not-running" : one("State");
     const std::string hours = one("Hours");
-    return {{"text", shown(state, hours)}, {"hours", hours},      {"state", state},          {"symbol", symbol(state)},
-            {"project", one("Project")},   {"task", one("Task")}, {"client", one("Client")}, {"notes", one("Notes")}};
+    return {
+        {"text", shown(state, hours)},   {"hours", hours},      {"state", state},          {"symbol", symbol(state)},
+        {"project", one("Project")},     {"task", one("Task")}, {"client", one("Client")}, {"notes", one("Notes")},
+        {"running-on", one("RunningOn")}};
 }
 
 std::string joined(std::initializer_list<std::string> texts, const char* separator)
@@ -222,7 +236,11 @@ std::string StatusText::line(const Map& properties) const
         return fill(*m_format, all).value_or("");
     const std::string& state = all.at("state");
     const bool timing = state == "running" || state == "stopped";
-    return joined({timing ? all.at("hours") + ' ' + state : all.at("text"), all.at("project"), all.at("task")}, ", ");
+    const std::string& elsewhere = all.at("running-on");
+    return joined(
+        {joined({timing ? all.at("hours") + ' ' + state : all.at("text"), all.at("project"), all.at("task")}, ", "),
+         elsewhere.empty() ? "" : filled(tr("a timer is running on %1"), {day(elsewhere)})},
+        "; ");
 }
 
 std::string StatusText::json(const Map& properties) const

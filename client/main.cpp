@@ -49,7 +49,7 @@ Commands for the running program:
   status         print the hours and what they are for
     --json         as JSON
     --follow       a line for each change, until nobody reads them
-    --format TEXT  in the form of TEXT: {text} {hours} {state} {symbol} {project} {task} {client} {notes}
+    --format TEXT  in the form of TEXT: {text} {hours} {state} {symbol} {project} {task} {client} {notes} {running-on}
 
 Commands that start the program if necessary, and wait for the service (--timeout SECONDS, 30):
   start PROJECT [TASK]      start a timer; names may be shortened, and in any case

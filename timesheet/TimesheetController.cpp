@@ -179,7 +179,12 @@ void TimesheetController::advanceDate(const QObject* sender)
 
 void TimesheetController::goToToday()
 {
-    m_currentDate = today();
+    goToDate(today());
+}
+
+void TimesheetController::goToDate(QDate date)
+{
+    m_currentDate = date;
     m_api.requestDailyTimesheetForDate(m_currentDate);
     toggleLoading(true);
     updateButtonsWhenNotToday();
@@ -240,7 +245,12 @@ void TimesheetController::reloadEntries()
 
 void TimesheetController::updateDateLabel()
 {
-    m_window->currentDateLabel->setText(QLocale().toString(m_currentDate, u"dddd, MMMM d, yyyy"_s));
+    m_window->currentDateLabel->setText(dateLabel(m_currentDate));
+}
+
+QString TimesheetController::dateLabel(QDate date)
+{
+    return QLocale().toString(date, u"dddd, MMMM d, yyyy"_s);
 }
 
 void TimesheetController::updateTotal()

@@ -89,6 +89,10 @@ public:
 
     void advanceDate(const QObject* sender);
     void goToToday();
+    /// Shows that day when its entries have come.
+    void goToDate(QDate date);
+    /// A day as the window writes it.
+    static QString dateLabel(QDate date);
     void newTimerClicked(QObject* sender);
     void goToQuillon(QObject* sender);
 
