@@ -30,8 +30,8 @@ void registerFindings();
 Findings findingsOfThisRun(bool loggedOut, const std::optional<store::Error>& storeFailure);
 
 /// Checks everything the program needs here, prints a report and ends this process: with 0 when all is well, else with
-/// 1. Asks the running program for what only it knows. Changes nothing, shows nothing, prints no secret, and takes
-/// three seconds at most, whatever hangs.
+/// 1. Asks the running program for what only it knows. Changes nothing, shows nothing, prints no secret, and
+/// ends when a part gives no answer within five seconds.
 [[noreturn]] void check(int argc, char** argv, platform::InfoDictionary info);
 
 } // namespace app
