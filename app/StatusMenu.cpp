@@ -63,8 +63,9 @@ StatusMenu::StatusMenu()
 bool StatusMenu::needsAccount(const QAction* item) const
 {
     // The first steps also show how to start a timer.
-    const std::array all{toggleCurrentTimerMenuItem, newTimerMenuItem,    timesheetMenuItem, openInBrowserMenuItem,
-                         manageProjectsMenuItem,     manageTasksMenuItem, firstStepsMenuItem};
+    const std::array all{toggleCurrentTimerMenuItem, newTimerMenuItem,       timesheetMenuItem,
+                         openInBrowserMenuItem,      manageProjectsMenuItem, manageTasksMenuItem,
+                         firstStepsMenuItem,         showElsewhereMenuItem,  stopElsewhereMenuItem};
     return std::ranges::find(all, item) != all.end();
 }
 

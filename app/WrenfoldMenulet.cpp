@@ -147,8 +147,6 @@ void WrenfoldMenulet::wire()
     });
 
     connect(this, &WrenfoldMenulet::statusChanged, &m_bookings, &booking::Bookings::stateChanged);
-    connect(m_menu->showElsewhereMenuItem, &QAction::triggered, this, &WrenfoldMenulet::showTimerElsewhere);
-    connect(m_menu->stopElsewhereMenuItem, &QAction::triggered, this, &WrenfoldMenulet::stopTimerElsewhere);
     for (const QAction* item : m_menu->continueMenuItems)
         connect(item, &QAction::triggered, this, [this, item] { continueBooking(item->data().toString()); });
 
@@ -164,6 +162,8 @@ void WrenfoldMenulet::wire()
     action(m_menu->toggleCurrentTimerMenuItem, &WrenfoldMenulet::toggleCurrentTimer);
     action(m_menu->newTimerMenuItem, &WrenfoldMenulet::showNewTimerWindow);
     action(m_menu->timesheetMenuItem, &WrenfoldMenulet::toggleTimesheetWindow);
+    action(m_menu->showElsewhereMenuItem, &WrenfoldMenulet::showTimerElsewhere);
+    action(m_menu->stopElsewhereMenuItem, &WrenfoldMenulet::stopTimerElsewhere);
     action(m_menu->openInBrowserMenuItem, &WrenfoldMenulet::openQuillonInBrowser);
     action(m_menu->manageProjectsMenuItem, &WrenfoldMenulet::manageProjects);
     action(m_menu->manageTasksMenuItem, &WrenfoldMenulet::manageTasks);

@@ -162,8 +162,8 @@ public:
     void hideCurrentTimerMenuItems(bool hide);
     /// Goes on with the booking whose entry has that id; tells by an alert if that fails.
     void continueBooking(const QString& entryId);
-    void showTimerElsewhere();
-    void stopTimerElsewhere();
+    void showTimerElsewhere(QObject* sender);
+    void stopTimerElsewhere(QObject* sender);
     void updateKeyEquivalents();
     void toggleStatusItemMenu() override;
     void menuDidClose();
@@ -247,6 +247,8 @@ private:
     void setupReachabilityTarget();
     void watchHours(const model::DayEntry* entry);
     void hoursDidChange();
+    /// What it is spent on: project, task.
+    static QString aboutEntry(const model::DayEntry& entry);
     void describeStatusItem(const model::DayEntry* entry);
     void showAlert(const QString& title, const QString& text);
     void openPage(const QString& path);

@@ -131,10 +131,11 @@ void WrenfoldMenulet::updateQuestionInTimesheet()
     } else if (const model::DayEntry* entry = timerElsewhere();
                entry && model::localDay(entry->spentAt()) != m_timesheetController->currentDate()) {
         question = {.title = timerElsewhereText(),
+                    .lines = {aboutEntry(*entry)},
                     .button = tr("Show"),
-                    .onButton = [this] { showTimerElsewhere(); },
+                    .onButton = [this] { showTimerElsewhere(this); },
                     .otherButton = tr("Stop"),
-                    .onOtherButton = [this] { stopTimerElsewhere(); }};
+                    .onOtherButton = [this] { stopTimerElsewhere(this); }};
     }
     m_timesheetController->setQuestion(question);
 }

@@ -110,21 +110,24 @@ void WrenfoldMenulet::hoursDidChange()
         updateStatusItemForCurrentEntry(currentEntry());
 }
 
-void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
+QString WrenfoldMenulet::aboutEntry(const model::DayEntry& entry)
 {
     QStringList about;
-    if (entry) {
-        if (const model::Project* project = entry->project())
-            about << project->displayName();
-        if (const model::Task* task = entry->task())
-            about << task->name();
-    }
-    const QString joined = about.join(", "_L1);
-    m_view->setAbout(joined);
+    if (const model::Project* project = entry.project())
+        about << project->displayName();
+    if (const model::Task* task = entry.task())
+        about << task->name();
+    return about.join(", "_L1);
+}
+
+void WrenfoldMenulet::describeStatusItem(const model::DayEntry* entry)
+{
+    const QString about = entry ? aboutEntry(*entry) : QString();
+    m_view->setAbout(about);
     QString spoken = m_view->spokenText();
     if (const QString elsewhere = timerElsewhereText(); !elsewhere.isEmpty())
         spoken += u". "_s + elsewhere;
-    m_statusItem->setDescription({m_view->hoursString(), spoken, m_view->isRunning(), offline(), loggedOut(), joined});
+    m_statusItem->setDescription({m_view->hoursString(), spoken, m_view->isRunning(), offline(), loggedOut(), about});
     emit statusChanged();
 }
 
@@ -309,7 +312,7 @@ void WrenfoldMenulet::continueBooking(const QString& entryId)
     });
 }
 
-void WrenfoldMenulet::showTimerElsewhere()
+void WrenfoldMenulet::showTimerElsewhere(QObject* /*sender*/)
 {
     const model::DayEntry* entry = timerElsewhere();
     showTimesheetWindow(this);
@@ -317,7 +320,7 @@ void WrenfoldMenulet::showTimerElsewhere()
         m_timesheetController->goToDate(model::localDay(entry->spentAt()));
 }
 
-void WrenfoldMenulet::stopTimerElsewhere()
+void WrenfoldMenulet::stopTimerElsewhere(QObject* /*sender*/)
 {
     const model::DayEntry* entry = timerElsewhere();
     if (!entry)

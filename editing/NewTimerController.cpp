@@ -9,9 +9,11 @@
 #include "platform/Run.h"
 #include "platform/SystemEnvironment.h"
 #include "service/QuillonApi.h"
+#include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
 #include "skin/Colors.h"
 #include "skin/Fonts.h"
+#include "skin/LinkButton.h"
 #include "skin/QuillonButtonCell.h"
 
 #include <QCursor>
@@ -25,10 +27,14 @@
 namespace editing {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr int DurationBoxHeight = 29;
+constexpr int NewProjectNameWidth = 180;
+constexpr auto NewProjectPoll = 1500ms;
+constexpr int MostNewProjectPolls = 200;
 
 } // namespace
 
@@ -62,7 +68,8 @@ void NewTimerController::awakeFromNib()
     m_projectAutocompleter.setNextKeyView(m_taskAutocompleter.textField());
     m_taskAutocompleter.setNextKeyView(window.notesText);
     setTabOrder({m_projectAutocompleter.textField(), m_taskAutocompleter.textField(), window.notesText,
-                 window.saveButton, window.cancelButton, window.showDurationCheckButton, window.durationTextField});
+                 window.saveButton, window.cancelButton, window.showDurationCheckButton, window.durationTextField,
+                 window.newProjectLink});
     m_projectAutocompleter.textField()->setFocus();
 
     for (QWidget* field : {static_cast<QWidget*>(window.notesText), static_cast<QWidget*>(window.durationTextField)})
@@ -72,6 +79,10 @@ void NewTimerController::awakeFromNib()
     connect(window.durationTextField, &QLineEdit::editingFinished, this, &NewTimerController::finishDuration);
     connect(window.saveButton, &QAbstractButton::clicked, this, &NewTimerController::save);
     connect(window.cancelButton, &QAbstractButton::clicked, this, &NewTimerController::hide);
+    m_projectAutocompleter.setOwnerOffersNewOne();
+    connect(&m_projectAutocompleter, &QuillonAutocompleter::unknownNameChanged, this,
+            &NewTimerController::offerProject);
+    connect(window.newProjectLink, &QAbstractButton::clicked, this, &NewTimerController::openProjectPage);
     connect(&window, &NewTimerPanel::closeAsked, this, &NewTimerController::hide);
     connect(&window, &NewTimerPanel::unblocked, this, [this] {
         // Back to what could not be started: the desktop has another window as the previously active one.
@@ -147,6 +158,7 @@ void NewTimerController::hide()
 
 void NewTimerController::orderOut()
 {
+    m_newProjectPoll.reset();
     m_window->hide();
     auto& defaults = settings::UserDefaults::standardUserDefaults();
     defaults.setBool(QuillonDurationBoxOpenKey, !durationBoxClosed());
@@ -203,6 +215,50 @@ void NewTimerController::catalogDidChange()
     m_taskAutocompleter.catalogDidChange();
     setSaveButtonState();
     m_state = state;
+    if (m_newProjectPoll)
+        takeNewProject();
+}
+
+void NewTimerController::offerProject(const QString& name)
+{
+    if (name.isEmpty()) {
+        m_window->offerNewProject({});
+        return;
+    }
+    settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
+    QUrl page(preferences.fullUrl() + u"/projects"_s);
+    if (preferences.timeIsKeptHere()) {
+        page.setPath(u"/projects/new"_s);
+        page.setQuery("name="_L1 + QString::fromLatin1(QUrl::toPercentEncoding(name)));
+    }
+    m_window->newProjectLink->setLink(page);
+    const QString shown =
+        m_window->newProjectLink->fontMetrics().elidedText(name, Qt::ElideMiddle, NewProjectNameWidth);
+    m_window->offerNewProject(preferences.timeIsKeptHere() ? tr("New project “%1”…").arg(shown)
+                                                           : tr("Manage Projects"));
+}
+
+void NewTimerController::openProjectPage()
+{
+    // The link has opened it. Whoever comes back from there finds what was made.
+    m_newProjectPoll =
+        platform::environment().time().repeat(NewProjectPoll, [this, left = MostNewProjectPolls]() mutable {
+            if (left-- > 0)
+                m_api.requestCompanyCacheVersion();
+            else
+                m_newProjectPoll.reset();
+        });
+}
+
+void NewTimerController::takeNewProject()
+{
+    if (m_projectAutocompleter.selectedValue())
+        return;
+    model::QuillonObject* made = m_projectAutocompleter.findSelectionFromCurrentText(m_projectAutocompleter.text());
+    if (!made)
+        return;
+    m_newProjectPoll.reset();
+    m_projectAutocompleter.setSelectedValue(made);
 }
 
 void NewTimerController::save()

@@ -3,6 +3,8 @@
 #include "editing/ProjectQuillonAutocompleter.h"
 #include "editing/TaskQuillonAutocompleter.h"
 
+#include "platform/TimeSource.h"
+
 #include <QObject>
 
 #include <array>
@@ -98,6 +100,9 @@ private:
     Timer timerOfFields() const;
     void put(const Timer& timer);
     void setSaveButtonState();
+    void offerProject(const QString& name);
+    void openProjectPage();
+    void takeNewProject();
     void showDurationBox(bool show);
     void focusDuration();
     void finishDuration();
@@ -112,7 +117,8 @@ private:
     State m_state = State::Idle; ///< of the fields
     std::vector<Start> m_starts;
     int m_lastStart = 0;
-    std::optional<Timer> m_notStarted; ///< waits until the fields are free for it
+    std::unique_ptr<platform::TimeSource::Timer> m_newProjectPoll; ///< while its page may be open
+    std::optional<Timer> m_notStarted;                             ///< waits until the fields are free for it
 };
 
 } // namespace editing

@@ -8,6 +8,7 @@
 #include "skin/AccessibleRole.h"
 #include "skin/Colors.h"
 #include "skin/Fonts.h"
+#include "skin/LinkButton.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
 
@@ -31,6 +32,8 @@ constexpr int NotesHeight = 42;
 constexpr QSize DurationSize(74, 26);
 constexpr int ButtonWidth = 84;
 constexpr int GrowthMilliseconds = 200;
+constexpr int MessageHeight = 26; ///< with the space below
+constexpr int MessageBottom = 8;
 constexpr int Glow = 4; ///< below a field that has the focus
 
 } // namespace
@@ -101,6 +104,13 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
         button->installEventFilter(this);
     }
 
+    newProjectLink = named("newProjectLink", new skin::LinkButton(nullptr));
+    QPalette dark = newProjectLink->palette();
+    dark.setColor(QPalette::Window, Qt::black);
+    newProjectLink->setPalette(dark);
+    newProjectLink->setFixedHeight(MessageHeight - MessageBottom);
+    newProjectLink->hide();
+
     auto* notes = new QHBoxLayout;
     notes->setContentsMargins(Margin, 0, Margin, 0);
     notes->addWidget(notesBackground);
@@ -122,6 +132,11 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     rows->addLayout(check);
     rows->addWidget(uncovered, 1);
     rows->addLayout(buttons);
+    auto* message = new QHBoxLayout;
+    message->setContentsMargins(Margin - 1, 0, Margin, MessageBottom);
+    message->addWidget(newProjectLink);
+    message->addStretch();
+    rows->addLayout(message);
     auto* whole = new QVBoxLayout(this);
     whole->setContentsMargins({});
     whole->addWidget(contentView);
@@ -130,7 +145,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     m_growth.setStartValue(0);
     m_growth.setEndValue(0);
     connect(&m_growth, &QVariantAnimation::valueChanged, this,
-            [this](const QVariant& points) { setFixedSize(PanelWidth, PanelHeight + points.toInt()); });
+            [this](const QVariant& points) { setHeight(points.toInt()); });
     setFixedSize(PanelWidth, PanelHeight);
     setHiddenDuration({});
     // The pickers take the width of the notes.
@@ -155,16 +170,32 @@ void NewTimerPanel::setHiddenDuration(const QString& duration)
                                                         : tr("Enter &duration (%1)").arg(duration));
 }
 
+void NewTimerPanel::offerNewProject(const QString& title)
+{
+    if (title.isEmpty() && newProjectLink->hasFocus())
+        focusPreviousChild();
+    newProjectLink->setText(title);
+    newProjectLink->setVisible(!title.isEmpty());
+    if (m_growth.state() == QVariantAnimation::Stopped)
+        setHeight(m_growth.endValue().toInt());
+}
+
+void NewTimerPanel::setHeight(int withDuration)
+{
+    setFixedSize(PanelWidth, PanelHeight + withDuration + (newProjectLink->isHidden() ? 0 : MessageHeight));
+}
+
 void NewTimerPanel::growBy(int points)
 {
     const int duration = isVisible() ? skin::movingTime(*this, GrowthMilliseconds) : 0;
     m_growth.stop();
     if (duration == 0) {
-        setFixedSize(PanelWidth, PanelHeight + points);
+        m_growth.setEndValue(points);
+        setHeight(points);
         return;
     }
     m_growth.setDuration(duration);
-    m_growth.setStartValue(height() - PanelHeight);
+    m_growth.setStartValue(height() - PanelHeight - (newProjectLink->isHidden() ? 0 : MessageHeight));
     m_growth.setEndValue(points);
     m_growth.start();
 }

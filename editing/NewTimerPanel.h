@@ -7,6 +7,7 @@
 class QLineEdit;
 
 namespace skin {
+class LinkButton;
 class QuillonHUDButtonCell;
 class QuillonTextFieldBackground;
 } // namespace skin
@@ -35,9 +36,13 @@ public:
     HUDCheckBox* showDurationCheckButton;
     skin::QuillonHUDButtonCell* saveButton;
     skin::QuillonHUDButtonCell* cancelButton;
+    skin::LinkButton* newProjectLink; ///< at the foot, shown by `offerNewProject`
 
     /// The check box shows this duration, which would be hidden otherwise. Empty: none.
     void setHiddenDuration(const QString& duration);
+
+    /// Offers a page at the foot for what is missing. Empty: nothing is.
+    void offerNewProject(const QString& title);
 
     /// Makes the panel this much higher than it is without the duration box, downwards, in a moment.
     void growBy(int points);
@@ -56,6 +61,7 @@ protected:
 
 private:
     void updateDurationHint();
+    void setHeight(int withDuration);
 
     skin::QuillonTextFieldBackground* m_durationBackground;
     QVariantAnimation m_growth;

@@ -475,6 +475,10 @@ bool QuillonAutocompleter::isUnknown() const
 void QuillonAutocompleter::updateUnknownNote()
 {
     const bool unknown = isUnknown() && !manager().first.isNull();
+    if (const QString name = unknown ? text().simplified() : QString(); name != m_unknownName) {
+        m_unknownName = name;
+        emit unknownNameChanged(name);
+    }
     if (!unknown && !m_unknownNote)
         return;
     if (!m_unknownNote) {
@@ -485,12 +489,12 @@ void QuillonAutocompleter::updateUnknownNote()
         m_manageLink->setFont(m_unknownNote->font());
         wearLook();
     }
-    const bool was = !m_manageLink->isHidden() && !m_unknownNote->text().isEmpty();
+    const bool was = !m_unknownNote->text().isEmpty();
     if (unknown == was)
         return;
     if (unknown) {
+        m_manageLink->setVisible(!m_ownerOffersNewOne);
         m_manageLink->setLink(QUrl(settings::QuillonPreferences::sharedPreferences().fullUrl() + manager().second));
-        m_manageLink->show();
         // Before the field: returning to it means typing something else.
         QWidget* before = m_textField->previousInFocusChain();
         while (before->focusProxy() || !(before->focusPolicy() & Qt::TabFocus) || before == m_manageLink)
@@ -515,8 +519,8 @@ void QuillonAutocompleter::layOut()
     const int buttonLeft = size.width() - ButtonSize.width() - 1;
     place(*m_popupButton, {{buttonLeft, lookOf(m_style) == Look::Light ? LightButtonTop : DarkButtonTop}, ButtonSize});
     int right = buttonLeft;
-    if (m_manageLink && !m_manageLink->isHidden()) {
-        for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {
+    for (QWidget* part : {static_cast<QWidget*>(m_manageLink), static_cast<QWidget*>(m_unknownNote)}) {
+        if (part && !part->isHidden()) {
             right -= part->sizeHint().width() + 4;
             place(*part, {right, 1, part->sizeHint().width(), size.height() - 2});
         }

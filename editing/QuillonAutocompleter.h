@@ -99,6 +99,9 @@ public:
     /// The catalog, or something chosen in it, was changed or deleted.
     virtual void catalogDidChange();
 
+    /// The owner offers what to do about an unknown name, by `unknownNameChanged`.
+    void setOwnerOffersNewOne() { m_ownerOffersNewOne = true; }
+
     /// What the prompt says.
     const QString& chooseText() const { return m_chooseText; }
     virtual QuillonAutocompleterResultsController::Results suggestionsForText(const QString& text);
@@ -106,6 +109,10 @@ public:
     virtual model::QuillonObject* findSelectionFromCurrentText(const QString& text);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
+
+signals:
+    /// What is typed is no choice's name, or no longer: empty.
+    void unknownNameChanged(const QString& name);
 
 protected:
     /// `label`: the purpose of the field, for screen readers.
@@ -189,8 +196,10 @@ private:
     QString m_userEnteredText;
     QString m_currentAutocompleteFragment;
     QString m_highlight;
+    QString m_unknownName;
     bool m_suggestionsLoaded = false; ///< the drop-down holds those for what is typed
     bool m_menuFilled = false;
+    bool m_ownerOffersNewOne = false;
     bool m_deletingBackward = false;
     bool m_initialDisplay = false;
     bool m_invalid = false;

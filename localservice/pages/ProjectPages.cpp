@@ -43,8 +43,10 @@ Reply projectPage(const Visit& visit, Id id, const std::optional<Problem>& probl
     const auto clients = views.clients(shown->fields.client);
     if (!clients)
         return problemPage(visit, clients.error());
-    if (fresh)
+    if (fresh) {
         shown->fields.client = visit.query.id("client");
+        shown->fields.name = visit.query.text("name");
+    }
     const std::string title = fresh ? "New Project" : projectText(shown->fields.code, shown->fields.name);
     return page(visit,
                 {.title = title,

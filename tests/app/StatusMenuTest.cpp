@@ -149,6 +149,42 @@ private slots:
         QVERIFY(!run.menu().continueMenuItems.front()->isEnabled());
     }
 
+    /// Since yesterday, from an old row or a browser.
+    void timerOfAnotherDay()
+    {
+        StartedRun run(u"Design"_s);
+        run.test.time.setNow(run.test.time.now() + 24h);
+        model::DayEntry& today = run.newEntry(u"Meetings"_s);
+        today.setHours(0.5);
+        service::QuillonApi::sharedApi().startNewTimer(today);
+        run.settle();
+        run.refresh();
+        QCOMPARE(run.face(), u"0:30"_s);
+        const QString said = u"A timer is running on Tuesday, January 15, 2013"_s;
+        QCOMPARE(titles(run.menu()).mid(3, 5), QStringList({u"-"_s, said + u" (off)"_s, u"Show"_s, u"Stop"_s, u"-"_s}));
+        QVERIFY(run.test.statusItem.description.spoken.endsWith(said));
+        timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
+        timesheet.goToToday();
+        run.settle();
+        const auto* card = timesheet.window().findChild<QWidget*>(u"questionCard"_s);
+        QVERIFY(card && !card->isHidden());
+        QVERIFY(card->accessibleName().startsWith(said));
+
+        run.menu().showElsewhereMenuItem->trigger();
+        run.settle();
+        QCOMPARE(timesheet.currentDate(), QDate(2013, 1, 15));
+        QVERIFY(card->isHidden());
+
+        // It may have been stopped meanwhile: a toggle alone would start it.
+        run.requested();
+        run.menu().stopElsewhereMenuItem->trigger();
+        run.settle();
+        QCOMPARE(run.requested().mid(0, 3), QStringList({u"GET /daily/16/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
+                                                         u"GET /daily/timer/1"_s}));
+        QVERIFY(!titles(run.menu()).contains(u"Show"_s));
+        QVERIFY(!run.test.statusItem.description.spoken.contains(said));
+    }
+
     void startsAndStopsByClick()
     {
         StartedRun run(u"Design"_s);

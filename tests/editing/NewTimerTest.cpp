@@ -5,6 +5,7 @@
 #include "editing/NewTimerController.h"
 #include "editing/NewTimerPanel.h"
 #include "editing/TextFields.h"
+#include "skin/LinkButton.h"
 #include "skin/QuillonButtonCell.h"
 #include "skin/QuillonTextFieldBackground.h"
 #include "support/InRow.h"
@@ -15,6 +16,7 @@
 #include <QTextBlock>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -132,6 +134,51 @@ class NewTimerTest : public QObject
     Q_OBJECT
 
 private slots:
+    /// Made on its page, it is chosen without typing it again.
+    void offersUnknownProject()
+    {
+        NewTimerRun run;
+        settings::QuillonPreferences& preferences = settings::QuillonPreferences::sharedPreferences();
+        preferences.keepTimeHere(preferences.credentials());
+        const int height = run.window->height();
+        skin::LinkButton& link = *run.window->newProjectLink;
+        run.project()->setFocus();
+        run.project()->selectAll();
+        run.type(u"Quay & Co"_s);
+        QVERIFY(link.isVisible());
+        QVERIFY(run.window->height() > height);
+        QCOMPARE(link.text(), u"New project “Quay & Co”…"_s);
+        QTest::keyClick(&link, Qt::Key_Space);
+        QCOMPARE(run.test.desktop.opened.size(), 1);
+        QCOMPARE(run.test.desktop.opened.front().path(), u"/projects/new"_s);
+        QCOMPARE(run.test.desktop.opened.front().query(QUrl::FullyDecoded), u"name=Quay & Co"_s);
+
+        support::TestData data = run.data();
+        const localservice::Id quay = data.addProject({run.client, "Quay & Co"}).value();
+        data.offerTask(quay, run.design, true).value();
+        data.assignPerson(quay, run.person).value();
+        run.test.time.advance(1500ms);
+        run.settle();
+        QCOMPARE(run.project()->text(), u"Quay & Co"_s);
+        QCOMPARE(run.task()->text(), u"Design"_s);
+        QVERIFY(!link.isVisible());
+        QCOMPARE(run.window->height(), height);
+
+        // Elsewhere only the list of projects is known; and once the window is closed nobody waits.
+        preferences.keepTimeElsewhere();
+        run.project()->selectAll();
+        run.type(u"q"_s);
+        run.type(u"x"_s);
+        QCOMPARE(link.text(), u"Manage Projects"_s);
+        link.click();
+        QCOMPARE(run.test.desktop.opened.back().path(), u"/projects"_s);
+        run.menulet->addTimerController()->hide();
+        run.requested();
+        run.test.time.advance(3s);
+        run.settle();
+        QCOMPARE(run.requested(), QStringList());
+    }
+
     void longNotesStayWhatTheyAre()
     {
         editing::NotesField field(editing::Look::Light);
