@@ -145,8 +145,9 @@ void WrenfoldMenulet::updateMenuItemsForCurrentEntry(const model::DayEntry* entr
     std::vector<std::pair<QString, QString>> recent;
     for (const booking::Booked& each : m_bookings.recentNow(m_menu->continueMenuItems.size())) {
         // An ampersand would underline what follows it.
-        recent.emplace_back(
-            each.id, tr("Continue %1 · %2").arg(shortened(each.project), shortened(each.task)).replace(u'&', u"&&"_s));
+        const QString about = tr("%1 · %2").arg(shortened(each.project), shortened(each.task)).replace(u'&', u"&&"_s);
+        // The first by a key: back to what was done before.
+        recent.emplace_back(each.id, (recent.empty() ? tr("&Continue %1") : tr("Continue %1")).arg(about));
     }
     m_menu->setRecent(recent);
     m_menu->setElsewhere(timerElsewhereText());

@@ -129,7 +129,8 @@ void TimesheetController::show()
 
 void TimesheetController::toggle()
 {
-    if (m_window->isActiveWindow())
+    // Hidden just now, it may still count as active.
+    if (m_window->isVisible() && m_window->isActiveWindow())
         m_window->close();
     else
         show();

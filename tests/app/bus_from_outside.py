@@ -101,7 +101,7 @@ def introspection(client):
     ours = node.lookup_interface(OURS)
     assert {p.name: p.signature for p in ours.properties} == {
         "Hours": "s", "State": "s", "Running": "b", "Offline": "b", "SignedOut": "b", "Project": "s", "Task": "s",
-        "Client": "s", "Notes": "s"}
+        "Client": "s", "Notes": "s", "RunningOn": "s"}
     assert all(p.flags == Gio.DBusPropertyInfoFlags.READABLE for p in ours.properties)
     assert {m.name for m in ours.methods} == {
         "Toggle", "NewTimer", "ToggleTimesheet", "OpenInBrowser", "ManageProjects", "ManageTasks", "ShowPreferences",
@@ -124,7 +124,8 @@ def signed_in(program):
     until("the first entry", lambda: client.properties().get("Project"))
     before = client.properties()
     assert before == {"Hours": "0:00", "State": "stopped", "Running": False, "Offline": False, "SignedOut": False,
-                      "Project": "[JB-01] Online Shop", "Task": "Design", "Client": "Juniper Bakery", "Notes": ""}
+                      "Project": "[JB-01] Online Shop", "Task": "Design", "Client": "Juniper Bakery", "Notes": "",
+                      "RunningOn": ""}
     introspection(client)
     until("the timesheet", lambda: "Timesheet" in windows())
 
@@ -138,7 +139,7 @@ def signed_in(program):
     assert (status, error) == (0, "") and json.loads(output) == {
         "text": "0:00", "alt": "running", "class": "running", "tooltip": "0:00 running, [JB-01] Online Shop, Design",
         "hours": "0:00", "state": "running", "running": True, "offline": False, "signedOut": False,
-        "project": "[JB-01] Online Shop", "task": "Design", "client": "Juniper Bakery", "notes": ""}
+        "project": "[JB-01] Online Shop", "task": "Design", "client": "Juniper Bakery", "notes": "", "running-on": ""}
     assert run(program, "status", "--format={client}: {task} {{{state}}}") == (0, "Juniper Bakery: Design {running}\n", "")
     assert run(program, "toggle") == (0, "", "")
     until("it stands", lambda: client.changes == [{"Running": True, "State": "running"},

@@ -58,8 +58,9 @@ class Catalog(pages.PageTest):
         records = ("SELECT (SELECT group_concat(name) FROM projects), (SELECT group_concat(seconds) FROM entries),"
                    " (SELECT count(*) FROM task_assignments)")
         before = self.host.data(records)
-        self.sign_in(to="/projects/new")
+        self.sign_in(to="/projects/new?name=Quay+%26+Co")
         self.assertEqual([self.value(name) for name in ("Billable", "Design", "Design is billable")], [True] * 3)
+        self.assertEqual(self.value("Name"), "Quay & Co")
         self.press("Cancel")
         self.assertIn("Online Shop and Bookkeeping are samples", self.texts(".samples")[0])
         self.check_page()

@@ -407,7 +407,9 @@ private slots:
         ScriptedPeer peer;
         peer.answer("POST /daily/add", {Reply{201, "<add/>"}});
         runner.answer = {u"http://127.0.0.1:1"_s, QString::fromUtf8(proxy.url()), u"direct://"_s};
-        QCOMPARE(sendElsewhere(post(peer.url("/daily/add", "time.example"))).body, "<add/>");
+        const HttpReply added = sendElsewhere(post(peer.url("/daily/add", "time.example")));
+        QVERIFY2(!added.error, qPrintable(added.error->localizedDescription));
+        QCOMPARE(added.body, "<add/>");
         QCOMPARE(runner.asked, QStringList{u"http://time.example:%1/"_s.arg(peer.port())});
         QCOMPARE(peer.asked().size(), 1);
 
