@@ -17,7 +17,7 @@ import time
 import xml.etree.ElementTree as xml
 
 NAME = "com.wrenfold.quillon"
-LONGEST = 20  # seconds; nothing waits longer than it must
+LONGEST = 60  # seconds; nothing waits longer than it must
 OPTION = re.compile(r"(?<![\w-])--[a-z]+(?:-[a-z]+)*")
 
 

@@ -279,18 +279,26 @@ class Pages:
 
     # Looking
 
+    def width(self):
+        return self.driver.execute_script("return innerWidth")
+
     @contextlib.contextmanager
     def seen(self, width=None, scale=1, dark=False):
         """The page as it is on such a screen."""
         command = self.driver.execute_cdp_cmd
+        # Otherwise what comes next would see the page as it was.
+        now_wide = lambda points: self.until(f"{points} points", lambda: self.width() == points)
+        before = self.width()
         if width or scale != 1:
             command("Emulation.setDeviceMetricsOverride",
                     {"width": width or WIDE, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+            now_wide(width or WIDE)
         if dark:
             command("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": "dark"}]})
         yield
         if width or scale != 1:
             command("Emulation.clearDeviceMetricsOverride", {})
+            now_wide(before)
         if dark:
             command("Emulation.setEmulatedMedia", {"features": []})
 

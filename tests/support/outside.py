@@ -13,7 +13,7 @@ import traceback
 import pyatspi
 from gi.repository import GLib
 
-LONGEST = 20  # seconds; nothing waits longer than it must
+LONGEST = 60  # seconds; nothing waits longer than it must
 
 
 def tell(kind, error, trace):
