@@ -230,6 +230,7 @@ COLOR(Bright,             0xFFFFFF, 0x4B4F55, 0xFFFFFF, 0x595959)
 COLOR(Mid,                0xB4B5B7, 0x1F2124, 0x000000, 0xFFFFFF)
 COLOR(Dim,                0x9FA2A6, 0x141618, 0x000000, 0xFFFFFF)
 COLOR(ToolTip,            0xFFFFFF, 0x3A3E43, 0xFFFFFF, 0x000000)
+COLOR(MenuEdge,           0xB0B0B0, 0x4B4F55, 0x000000, 0xFFFFFF)
 COLOR(Debug,              veil(0xD02090, 70), veil(0xD02090, 70), veil(0xD02090, 70), veil(0xD02090, 70))
 
 // NOLINTEND(llvm-header-guard)

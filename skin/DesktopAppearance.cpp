@@ -48,11 +48,18 @@ bool isClear(const QPalette& palette)
     return true;
 }
 
-/// Draws the edges of fields and boxes, which Fusion makes darker than the window: on dark ones they cannot be seen.
+/// Draws the edges of fields, boxes and menus, which Fusion makes darker than the window: on dark ones they cannot be
+/// seen.
 class EdgeStyle final : public QProxyStyle
 {
 public:
     EdgeStyle() : QProxyStyle(u"fusion"_s) {}
+
+    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
+    {
+        const int width = QProxyStyle::pixelMetric(metric, option, widget);
+        return metric == PM_MenuPanelWidth ? std::max(1, width) : width; // room for the edge
+    }
 
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override
@@ -63,12 +70,16 @@ public:
         const bool focused = option->state & State_HasFocus;
         const bool isField = element == PE_PanelLineEdit && frame && frame->lineWidth > 0 && !focused;
         const bool isButton = element == PE_PanelButtonCommand && appearance().scheme == Scheme::ClearDark;
-        if (!isDark(option->palette) || !(isBox || isField || isButton))
+        const bool isMenu = element == PE_FrameMenu;
+        if (!isDark(option->palette) || !(isBox || isField || isButton || isMenu))
             return;
-        const double radius = element == PE_IndicatorRadioButton ? option->rect.height() / 2.0 : isBox ? 1 : 2;
+        const double radius = element == PE_IndicatorRadioButton ? option->rect.height() / 2.0
+                              : isBox                            ? 1
+                              : isMenu                           ? 0
+                                                                 : 2;
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
-        painter->setPen(color(focused ? Role::Focus : Role::FieldEdgeTop));
+        painter->setPen(color(focused ? Role::Focus : isMenu ? Role::MenuEdge : Role::FieldEdgeTop));
         painter->setBrush(Qt::NoBrush);
         painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
         painter->restore();

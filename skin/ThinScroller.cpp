@@ -73,7 +73,7 @@ void ThinScroller::paintEvent(QPaintEvent*)
 {
     const QColor base = palette().color(QPalette::Base);
     const QColor ink = base.lightnessF() > 0.5 ? Qt::black : Qt::white;
-    const QColor color = mixed(base, ink, m_grip ? 0.6 : m_hovered ? 0.5 : 0.28);
+    const QColor color = mixed(base, ink, m_grip ? 0.7 : m_hovered ? 0.6 : 0.45);
     const int end = width() / 2;
     QPainter painter(this);
     painter.fillRect(0, end, width(), height() - 2 * end, color);
