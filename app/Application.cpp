@@ -268,10 +268,10 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
         complain(noDisplay());
         _exit(ExitCannotRun);
     });
-    std::optional<skin::FontPreparation> fonts(std::in_place);
+    // It changes the environment, which threads read: before the fonts', until after it.
     std::optional<platform::TextScaling> textScaling(std::in_place);
+    std::optional<skin::FontPreparation> fonts(std::in_place);
     const QApplication application(argc, argv);
-    textScaling.reset();
     guard.reset();
     // The toolkit paints larger gradients in parallel, in as many threads as there are processors. For pictures of our
     // size that costs more than it gains: stacks, a heap for each, and their wake-ups.
@@ -283,6 +283,7 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
     Program program;
     const bool first = program.isFirst(std::move(startedBy));
     fonts.reset();
+    textScaling.reset();
     if (!first)
         return 0;
     platform::makeOwnFolder(platform::configFolder());

@@ -48,10 +48,9 @@ TextScaling::TextScaling()
 {
     if (!willRunOnWayland() || qEnvironmentVariableIsSet(FontDpi) || qEnvironmentVariableIsSet("QT_WAYLAND_FORCE_DPI"))
         return;
-    const int dpi = qRound(PlainDpi * factorOfGnome());
-    if (dpi == PlainDpi)
-        return;
-    m_handed = qputenv(FontDpi, QByteArray::number(dpi));
+    // GLib reads settings with the help of threads, which read the environment: nothing moves in it from then on.
+    m_handed = qputenv(FontDpi, QByteArray::number(PlainDpi));
+    qputenv(FontDpi, QByteArray::number(qRound(PlainDpi * factorOfGnome())));
 }
 
 TextScaling::~TextScaling()
