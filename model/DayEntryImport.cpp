@@ -117,6 +117,7 @@ void DayEntry::parseDailyXml(const xml::Document& document, Import& import)
     const QDateTime day = DateFormatting::instance().dateFromLongDaydate(root.child("for_day").text());
     const std::vector<DayEntry*> before = import.company().dayEntriesForDate(localDay(day), context);
     std::unordered_set<DayEntry*> stale(before.begin(), before.end());
+    import.take(before);
     // Looked up before the catalog is imported: it costs least while the context has no changes.
     const xml::Element first = root.child("day_entries").child("day_entry");
     for (xml::Element element = first; element && !context.isStopped(); element = element.next("day_entry"))

@@ -29,6 +29,13 @@ public:
 
     /// Loads the company's clients, projects and tasks at once.
     void loadCatalog();
+    /// Takes what was fetched before, so that it need not be looked up one by one.
+    template <class T>
+    void take(const std::vector<T*>& fetched)
+    {
+        for (T* object : fetched)
+            std::get<Known<T>>(m_known).byId.insert(object->idString(), object);
+    }
 
     /// The company's object with that id; null: none.
     template <class T>
