@@ -109,7 +109,6 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     dark.setColor(QPalette::Window, Qt::black);
     newProjectLink->setPalette(dark);
     newProjectLink->setFixedHeight(MessageHeight - MessageBottom);
-    newProjectLink->hide();
 
     auto* notes = new QHBoxLayout;
     notes->setContentsMargins(Margin, 0, Margin, 0);
@@ -132,11 +131,13 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     rows->addLayout(check);
     rows->addWidget(uncovered, 1);
     rows->addLayout(buttons);
-    auto* message = new QHBoxLayout;
+    m_message = new QWidget;
+    auto* message = new QHBoxLayout(m_message);
     message->setContentsMargins(Margin - 1, 0, Margin, MessageBottom);
     message->addWidget(newProjectLink);
     message->addStretch();
-    rows->addLayout(message);
+    m_message->hide();
+    rows->addWidget(m_message);
     auto* whole = new QVBoxLayout(this);
     whole->setContentsMargins({});
     whole->addWidget(contentView);
@@ -175,14 +176,14 @@ void NewTimerPanel::offerNewProject(const QString& title)
     if (title.isEmpty() && newProjectLink->hasFocus())
         focusPreviousChild();
     newProjectLink->setText(title);
-    newProjectLink->setVisible(!title.isEmpty());
+    m_message->setVisible(!title.isEmpty());
     if (m_growth.state() == QVariantAnimation::Stopped)
         setHeight(m_growth.endValue().toInt());
 }
 
 void NewTimerPanel::setHeight(int withDuration)
 {
-    setFixedSize(PanelWidth, PanelHeight + withDuration + (newProjectLink->isHidden() ? 0 : MessageHeight));
+    setFixedSize(PanelWidth, PanelHeight + withDuration + (m_message->isHidden() ? 0 : MessageHeight));
 }
 
 void NewTimerPanel::growBy(int points)
@@ -195,7 +196,7 @@ void NewTimerPanel::growBy(int points)
         return;
     }
     m_growth.setDuration(duration);
-    m_growth.setStartValue(height() - PanelHeight - (newProjectLink->isHidden() ? 0 : MessageHeight));
+    m_growth.setStartValue(height() - PanelHeight - (m_message->isHidden() ? 0 : MessageHeight));
     m_growth.setEndValue(points);
     m_growth.start();
 }

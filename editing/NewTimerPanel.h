@@ -64,6 +64,7 @@ private:
     void setHeight(int withDuration);
 
     skin::QuillonTextFieldBackground* m_durationBackground;
+    QWidget* m_message; ///< the row of the link at the foot
     QVariantAnimation m_growth;
 };
 

@@ -163,9 +163,14 @@ private slots:
         QCOMPARE(run.task()->text(), u"Design"_s);
         QVERIFY(!link.isVisible());
         QCOMPARE(run.window->height(), height);
+        run.window->showDurationCheckButton->toggle();
+        const QLineEdit& duration = *run.window->durationTextField;
+        QTRY_COMPARE(duration.visibleRegion().boundingRect(), duration.rect());
+        run.window->showDurationCheckButton->toggle();
 
         // Elsewhere only the list of projects is known; and once the window is closed nobody waits.
         preferences.keepTimeElsewhere();
+        run.project()->setFocus();
         run.project()->selectAll();
         run.type(u"q"_s);
         run.type(u"x"_s);
