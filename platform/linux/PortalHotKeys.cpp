@@ -318,8 +318,7 @@ void PortalHotKeys::activated(const QDBusMessage& message)
 void PortalHotKeys::shortcutsChanged(const QDBusMessage& message)
 {
     const QVariantList arguments = message.arguments();
-    const bool isAnswered = m_phase == Phase::Bound || m_phase == Phase::Listed;
-    if (!isAnswered || arguments.size() != 2 || arguments.at(0).value<QDBusObjectPath>().path() != m_session)
+    if (!isAnswered() || arguments.size() != 2 || arguments.at(0).value<QDBusObjectPath>().path() != m_session)
         return;
     take(arguments.at(1));
     settle(m_phase);
@@ -340,7 +339,7 @@ void PortalHotKeys::portalLost()
     m_session.clear();
     // Requesting a session starts the portal again. One that left without an answer is not called again: it would leave
     // each time.
-    if (m_phase == Phase::Bound || m_keys.empty())
+    if (isAnswered() || m_keys.empty())
         begin();
     else if (m_phase != Phase::Idle)
         settle(Phase::Failed);
@@ -369,8 +368,7 @@ HotKeys::Status PortalHotKeys::statusOf(int id) const
         return {State::Unavailable, {}};
     const HotKey& key = m_keys.at(id);
     const auto asked = m_asked.find(id);
-    const bool isAnswered = m_phase == Phase::Bound || m_phase == Phase::Listed;
-    if (!isAnswered || asked == m_asked.end() || asked->second != key)
+    if (!isAnswered() || asked == m_asked.end() || asked->second != key)
         return {State::Pending, {}};
     const auto granted = m_granted.find(key.name);
     if (granted != m_granted.end())

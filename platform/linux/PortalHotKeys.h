@@ -68,6 +68,7 @@ private:
     void bindMissing();
     QList<Shortcut> shortcuts() const;
     void settle(Phase phase);
+    bool isAnswered() const { return m_phase == Phase::Bound || m_phase == Phase::Listed; }
     void portalLost();
     void portalCame();
 
