@@ -9,7 +9,8 @@ namespace model {
 QDateTime now()
 {
     const auto sinceEpoch = platform::Run::current().environment().time().now().time_since_epoch();
-    return QDateTime::fromMSecsSinceEpoch(std::chrono::floor<std::chrono::milliseconds>(sinceEpoch).count(), store::Utc);
+    return QDateTime::fromMSecsSinceEpoch(std::chrono::floor<std::chrono::milliseconds>(sinceEpoch).count(),
+                                          store::Utc);
 }
 
 QDate localDay(const QDateTime& date)
@@ -43,7 +44,9 @@ QDateTime momentOf(const QDateTime& wallClock)
 {
     if (wallClock.time() == QTime(0, 0))
         return startOfDay(wallClock.date());
-    return QDateTime(wallClock.date(), wallClock.time()).toUTC();
+    // Times that the clock leaves out in spring have a moment, too, but no UTC of their own.
+    const QDateTime local(wallClock.date(), wallClock.time());
+    return wallClock.isValid() ? QDateTime::fromMSecsSinceEpoch(local.toMSecsSinceEpoch(), store::Utc) : QDateTime();
 }
 
 } // namespace model

@@ -157,6 +157,11 @@ private slots:
         QVERIFY(!model::sameDayAs(QDateTime(), QDateTime()));
         QCOMPARE(utc(model::dateWithDayPrecision(local(day, QTime(18, 0)))), u"2018-11-04T03:00:00Z");
         QCOMPARE(utc(model::dateWithDayPrecision(local(day.addDays(1), QTime(18, 0)))), u"2018-11-05T02:00:00Z");
+        // Stored before a journey: the clocks here leave that half hour out.
+        const Zone journey("Europe/Berlin");
+        QCOMPARE(utc(model::momentOf(QDateTime(QDate(2024, 3, 31), QTime(2, 30), store::Utc))),
+                 u"2024-03-31T01:30:00Z");
+        QVERIFY(!model::momentOf(QDateTime()).isValid());
     }
 
     void writesHours()
