@@ -41,8 +41,14 @@ QFont widgetFont(QFont ofDesktop)
 
 FontPreparation::FontPreparation()
 {
-    // The application does the same, and not while the thread reads numbers.
+    // Before the thread reads numbers; that the application does the same then changes nothing.
     std::setlocale(LC_ALL, "");
+    // The toolkit removes this variable while the thread reads others, which must not move: it becomes the last one.
+    constexpr const char* startupId = "DESKTOP_STARTUP_ID";
+    if (const QByteArray id = qgetenv(startupId); !id.isNull()) {
+        qunsetenv(startupId);
+        qputenv(startupId, id);
+    }
     // What is read stays for the whole process, where the toolkit finds it.
     m_thread = std::thread([] { FcInit(); });
 }

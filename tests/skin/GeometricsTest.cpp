@@ -6,6 +6,8 @@
 #include <QImage>
 #include <QPainter>
 
+#include <unistd.h>
+
 using namespace skin;
 using namespace Qt::StringLiterals;
 
@@ -46,6 +48,22 @@ class GeometricsTest final : public QObject
     Q_OBJECT
 
 private slots:
+    /// The toolkit removes that variable while the thread reads others: none of them may move.
+    void fontsReadAnEnvironmentThatStays()
+    {
+        qputenv("DESKTOP_STARTUP_ID", "id");
+        qputenv("BEHIND_IT", "x");
+        {
+            const FontPreparation fonts;
+        }
+        char** last = environ;
+        while (last[1])
+            ++last;
+        QCOMPARE(QByteArray(*last), "DESKTOP_STARTUP_ID=id");
+        qunsetenv("DESKTOP_STARTUP_ID");
+        qunsetenv("BEHIND_IT");
+    }
+
     void fontOfTheDesktop()
     {
         for (const QString& open : {u"Sans Serif"_s, u"sans-serif"_s, u"Sans"_s}) {
