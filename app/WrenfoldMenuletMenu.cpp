@@ -316,9 +316,10 @@ void WrenfoldMenulet::continueBooking(const QString& entryId)
 void WrenfoldMenulet::showTimerElsewhere(QObject* /*sender*/)
 {
     const model::DayEntry* entry = timerElsewhere();
+    const QDate day = entry ? model::localDay(entry->spentAt()) : QDate();
     showTimesheetWindow(this);
-    if (entry)
-        m_timesheetController->goToDate(model::localDay(entry->spentAt()));
+    if (day.isValid())
+        m_timesheetController->goToDate(day);
 }
 
 void WrenfoldMenulet::stopTimerElsewhere(QObject* /*sender*/)
