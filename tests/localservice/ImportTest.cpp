@@ -1,3 +1,4 @@
+#include "../support/InRow.h"
 #include "Scenario.h"
 
 #include "localservice/AccountFile.h"
@@ -187,12 +188,14 @@ private slots:
         QCOMPARE(problem(readAccountFile("{}")), u"1: the file does not say which version it has"_s);
     }
 
-    void understandsFiles_data()
+    void understandsFiles()
     {
-        QTest::addColumn<QByteArray>("file");
-        QTest::addColumn<QStringList>("entries");
+        Scenario s; // its zone
         const auto row = [](const char* name, const QByteArray& file, const QStringList& entries) {
-            QTest::newRow(name) << file << entries;
+            const support::InRow inRow(name);
+            const auto text = utf8Of(file.toStdString());
+            const auto sheet = recognise(text);
+            QCOMPARE(sheet ? entriesOf(text, *sheet, guess(text, *sheet)) : QStringList{problem(sheet)}, entries);
         };
         row("commas, quotes, breaks",
             "Date,Project,Task,Hours,Notes\r\n2024-03-05,Web,Design,1:30,\"a, \"\"b\"\"\r\nc\"\r\n",
@@ -240,16 +243,6 @@ private slots:
             {u"2024-03-05|Imported|Web|Design|1:30|sketch\nx, y"_s, u"3: it has not ended"_s});
         row("deep JSON", "[\n{\"tags\":[[[[", {u"2: there is a list where none can be"_s});
         row("other JSON", "{\"a\":1}", {u"1: this JSON is neither from Quillon nor from “timew export”"_s});
-    }
-
-    void understandsFiles()
-    {
-        Scenario s; // its zone
-        QFETCH(QByteArray, file);
-        QFETCH(QStringList, entries);
-        const auto text = utf8Of(file.toStdString());
-        const auto sheet = recognise(text);
-        QCOMPARE(sheet ? entriesOf(text, *sheet, guess(text, *sheet)) : QStringList{problem(sheet)}, entries);
     }
 
     void saysWhenTheOrderOfDatesIsOpen()

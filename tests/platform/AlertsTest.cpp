@@ -1,6 +1,7 @@
 #include "OpenBoxes.h"
 
 #include "platform/linux/MessageBoxAlerts.h"
+#include "support/InRow.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
@@ -47,37 +48,31 @@ private slots:
         QTRY_VERIFY(openBoxes().isEmpty());
     }
 
-    void answers_data()
-    {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<QString>("click");
-        QTest::addColumn<int>("escapeButton");
-        QTest::addColumn<int>("answer");
-        QTest::newRow("Return presses the first") << int(Qt::Key_Return) << QString() << -1 << 0;
-        QTest::newRow("Escape presses the last") << int(Qt::Key_Escape) << QString() << -1 << 2;
-        QTest::newRow("closing presses the last") << 0 << QString() << -1 << 2;
-        QTest::newRow("Escape presses the named one") << int(Qt::Key_Escape) << QString() << 0 << 0;
-        QTest::newRow("closing presses the named one") << 0 << QString() << 0 << 0;
-        QTest::newRow("click on the middle one") << 0 << u"R&&D"_s << -1 << 1;
-    }
     void answers()
     {
-        QFETCH(int, key);
-        QFETCH(QString, click);
-        QFETCH(int, escapeButton);
-        QFETCH(int, answer);
-        platform::Alert alert = Idle;
-        alert.escapeButton = escapeButton;
-        m_alerts->show(alert, note(u"idle"_s));
-        QMessageBox* box = openBox();
-        QVERIFY(box && QTest::qWaitForWindowActive(box));
-        if (key)
-            QTest::keyClick(box, Qt::Key(key));
-        else if (click.isEmpty())
-            box->close();
-        else
-            press(click);
-        QTRY_COMPARE(m_said, QStringList{u"idle %1"_s.arg(answer)});
+        const QString closing;
+        for (const auto& [name, key, click, escapeButton, answer] :
+             {std::tuple("Return presses the first", Qt::Key_Return, closing, -1, 0),
+              {"Escape presses the last", Qt::Key_Escape, closing, -1, 2},
+              {"closing presses the last", Qt::Key(), closing, -1, 2},
+              {"Escape presses the named one", Qt::Key_Escape, closing, 0, 0},
+              {"closing presses the named one", Qt::Key(), closing, 0, 0},
+              {"click on the middle one", Qt::Key(), u"R&&D"_s, -1, 1}}) {
+            const support::InRow row(name);
+            init();
+            platform::Alert alert = Idle;
+            alert.escapeButton = escapeButton;
+            m_alerts->show(alert, note(u"idle"_s));
+            QMessageBox* box = openBox();
+            QVERIFY(box && QTest::qWaitForWindowActive(box));
+            if (key)
+                QTest::keyClick(box, key);
+            else if (click.isEmpty())
+                box->close();
+            else
+                press(click);
+            QTRY_COMPARE(m_said, QStringList{u"idle %1"_s.arg(answer)});
+        }
     }
 
     void changesWhileOpen()
@@ -120,34 +115,31 @@ private slots:
         QCOMPARE(m_said, QStringList{u"Three 0"_s});
     }
 
-    void unaskedOnesAreNotAnsweredByMistake_data()
+    void unaskedOnesAreNotAnsweredByMistake()
     {
         // When the window got the keyboard, and when the keys came, of which the last one answers: milliseconds after
         // it came up.
-        QTest::addColumn<int>("active");
-        QTest::addColumn<QList<int>>("keys");
-        QTest::newRow("somebody goes on typing") << 0 << QList<int>{10, 200, 600, 1200, 1950, 2700};
-        QTest::newRow("a key that wakes the screen") << 0 << QList<int>{3600'000, 3600'300, 3601'100};
-        QTest::newRow("somebody turns to it") << 3600'000 << QList<int>{3600'800};
-        QTest::newRow("somebody turns to it, typing") << 3600'000 << QList<int>{3600'010, 3600'800};
-    }
-    void unaskedOnesAreNotAnsweredByMistake()
-    {
-        QFETCH(int, active);
-        QFETCH(QList<int>, keys);
-        m_alerts->show(unasked(), note(u"idle"_s));
-        QVERIFY(openBox()->testAttribute(Qt::WA_ShowWithoutActivating));
-        int passed = active;
-        m_time.advance(std::chrono::milliseconds(active));
-        QEvent activation(QEvent::WindowActivate);
-        QCoreApplication::sendEvent(openBox(), &activation);
-        for (const int key : keys) {
-            m_time.advance(std::chrono::milliseconds(key - passed));
-            passed = key;
-            QVERIFY(m_said.isEmpty());
-            QTest::keyClick(openBox(), Qt::Key_Return);
+        for (const auto& [name, active, keys] :
+             {std::tuple("somebody goes on typing", 0, QList<int>{10, 200, 600, 1200, 1950, 2700}),
+              {"a key that wakes the screen", 0, {3600'000, 3600'300, 3601'100}},
+              {"somebody turns to it", 3600'000, {3600'800}},
+              {"somebody turns to it, typing", 3600'000, {3600'010, 3600'800}}}) {
+            const support::InRow row(name);
+            init();
+            m_alerts->show(unasked(), note(u"idle"_s));
+            QVERIFY(openBox()->testAttribute(Qt::WA_ShowWithoutActivating));
+            int passed = active;
+            m_time.advance(std::chrono::milliseconds(active));
+            QEvent activation(QEvent::WindowActivate);
+            QCoreApplication::sendEvent(openBox(), &activation);
+            for (const int key : keys) {
+                m_time.advance(std::chrono::milliseconds(key - passed));
+                passed = key;
+                QVERIFY(m_said.isEmpty());
+                QTest::keyClick(openBox(), Qt::Key_Return);
+            }
+            QCOMPARE(m_said, QStringList{u"idle 0"_s});
         }
-        QCOMPARE(m_said, QStringList{u"idle 0"_s});
     }
 
     void unaskedOnesBlockNothing()

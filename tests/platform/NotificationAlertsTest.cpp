@@ -1,6 +1,7 @@
 #include "OpenBoxes.h"
 
 #include "platform/linux/NotificationAlerts.h"
+#include "support/InRow.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
 
@@ -123,36 +124,34 @@ private slots:
         QVERIFY(!openBox());
     }
 
-    void answers_data()
-    {
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<int>("answer");
-        QTest::newRow("first button") << u"0"_s << 0;
-        QTest::newRow("second button") << u"1"_s << 1;
-        QTest::newRow("the notification itself") << u"default"_s << platform::AlertPresenter::Opened;
-        QTest::newRow("put away") << QString() << platform::AlertPresenter::Dismissed;
-        QTest::newRow("never offered") << u"7"_s << platform::AlertPresenter::Dismissed;
-    }
     void answers()
     {
-        QFETCH(QString, action);
-        QFETCH(int, answer);
-        const auto id = ask();
-        // Of other programs.
-        m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown + 1, u"1"_s});
-        m_desktop->closed(m_desktop->shown + 1, 2);
-        m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown, u"token"_s});
-        if (!action.isEmpty())
-            m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown, action});
-        m_desktop->closed(m_desktop->shown, 2);
-        QTRY_COMPARE(m_said, QList{answer});
-        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), QByteArray("token"));
-        qunsetenv("XDG_ACTIVATION_TOKEN");
-        m_alerts->update(id, question(12));
-        m_time.advance(2min);
-        settle();
-        QCOMPARE(m_desktop->said.size(), 1);
-        QCOMPARE(m_said.size(), 1);
+        using Alerts = platform::AlertPresenter;
+        for (const auto& [action, answer] : {std::pair(u"0"_s, 0),
+                                             {u"1"_s, 1},
+                                             {u"default"_s, Alerts::Opened}, // the notification itself
+                                             {QString(), Alerts::Dismissed}, // put away
+                                             {u"7"_s, Alerts::Dismissed}}) { // never offered
+            const support::InRow row(action);
+            cleanup();
+            init();
+            const auto id = ask();
+            // Of other programs.
+            m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown + 1, u"1"_s});
+            m_desktop->closed(m_desktop->shown + 1, 2);
+            m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown, u"token"_s});
+            if (!action.isEmpty())
+                m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown, action});
+            m_desktop->closed(m_desktop->shown, 2);
+            QTRY_COMPARE(m_said, QList<int>{answer});
+            QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), QByteArray("token"));
+            qunsetenv("XDG_ACTIVATION_TOKEN");
+            m_alerts->update(id, question(12));
+            m_time.advance(2min);
+            settle();
+            QCOMPARE(m_desktop->said.size(), 1);
+            QCOMPARE(m_said.size(), 1);
+        }
     }
 
     void aDesktopThatLosesTheButtons()
@@ -229,34 +228,30 @@ private slots:
         QCOMPARE(m_said, QList{platform::AlertPresenter::Dismissed});
     }
 
-    void boxesWhereThereAreNone_data()
-    {
-        QTest::addColumn<bool>("isThere");
-        QTest::addColumn<bool>("fails");
-        QTest::newRow("no actions") << true << false;
-        QTest::newRow("refused") << true << true;
-        QTest::newRow("nobody there") << false << false;
-    }
     void boxesWhereThereAreNone()
     {
-        QFETCH(bool, isThere);
-        QFETCH(bool, fails);
-        m_desktop.reset();
-        if (isThere)
-            m_desktop.emplace(fails ? QStringList{u"actions"_s} : QStringList{u"body"_s}).fails = fails;
-        const auto id = m_alerts->show(question(), note());
-        QTRY_VERIFY(openBox());
-        m_alerts->update(id, question(12));
-        QCOMPARE(openBox()->text(), u"Idle for 12 minutes"_s);
-        openBox()->buttons().last()->click();
-        QTRY_COMPARE(m_said, QList{1});
+        for (const auto& [name, isThere, fails] :
+             {std::tuple("no actions", true, false), {"refused", true, true}, {"nobody there", false, false}}) {
+            const support::InRow row(name);
+            cleanup();
+            init();
+            m_desktop.reset();
+            if (isThere)
+                m_desktop.emplace(fails ? QStringList{u"actions"_s} : QStringList{u"body"_s}).fails = fails;
+            const auto id = m_alerts->show(question(), note());
+            QTRY_VERIFY(openBox());
+            m_alerts->update(id, question(12));
+            QCOMPARE(openBox()->text(), u"Idle for 12 minutes"_s);
+            openBox()->buttons().last()->click();
+            QTRY_COMPARE(m_said, QList{1});
 
-        const auto other = m_alerts->show({u"Failed"_s, u"No."_s, {u"OK"_s}}, note()); // asked for
-        m_alerts->update(other, {u"Failed again"_s, u"No."_s, {u"OK"_s}});
-        QCOMPARE(openBox()->text(), u"Failed again"_s);
-        m_alerts->dismiss(other);
-        QVERIFY(!openBox());
-        QCOMPARE(m_said.size(), 1);
+            const auto other = m_alerts->show({u"Failed"_s, u"No."_s, {u"OK"_s}}, note()); // asked for
+            m_alerts->update(other, {u"Failed again"_s, u"No."_s, {u"OK"_s}});
+            QCOMPARE(openBox()->text(), u"Failed again"_s);
+            m_alerts->dismiss(other);
+            QVERIFY(!openBox());
+            QCOMPARE(m_said.size(), 1);
+        }
     }
 
     // What shows notifications ends: nobody has put the question away.
