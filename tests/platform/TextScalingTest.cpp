@@ -1,4 +1,5 @@
 #include "platform/TextScaling.h"
+#include "support/InRow.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,36 +36,28 @@ private slots:
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_folder.path()));
     }
 
-    void followsTheDesktop_data()
-    {
-        using Variables = QList<std::pair<const char*, const char*>>;
-        QTest::addColumn<Variables>("variables");
-        QTest::addColumn<QByteArray>("dpi");
-        QTest::newRow("Wayland") << Variables{{"XDG_SESSION_TYPE", "wayland"}} << QByteArray("120");
-        QTest::newRow("X11, where Qt knows") << Variables{{"XDG_SESSION_TYPE", "x11"}} << QByteArray();
-        QTest::newRow("X11 asked for") << Variables{{"XDG_SESSION_TYPE", "wayland"}, {"QT_QPA_PLATFORM", "xcb"}}
-                                       << QByteArray();
-        QTest::newRow("Plasma's") << Variables{{"XDG_SESSION_TYPE", "wayland"}, {"QT_WAYLAND_FORCE_DPI", "144"}}
-                                  << QByteArray();
-        QTest::newRow("the person's own")
-            << Variables{{"QT_QPA_PLATFORM", "wayland"}, {"QT_FONT_DPI", "110"}} << QByteArray();
-    }
     void followsTheDesktop()
     {
         using Variables = QList<std::pair<const char*, const char*>>;
-        QFETCH(const Variables, variables);
-        QFETCH(const QByteArray, dpi);
-        for (const char* each :
-             {"XDG_SESSION_TYPE", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_FONT_DPI", "QT_WAYLAND_FORCE_DPI"})
-            qunsetenv(each);
-        for (const auto& [name, value] : variables)
-            qputenv(name, value);
-        const QByteArray before = qgetenv("QT_FONT_DPI");
-        {
-            const platform::TextScaling scaling;
-            QCOMPARE(qgetenv("QT_FONT_DPI"), dpi.isEmpty() ? before : dpi);
+        for (const auto& [row, variables, dpi] :
+             {std::tuple("Wayland", Variables{{"XDG_SESSION_TYPE", "wayland"}}, "120"),
+              {"X11, where Qt knows", {{"XDG_SESSION_TYPE", "x11"}}, ""},
+              {"X11 asked for", {{"XDG_SESSION_TYPE", "wayland"}, {"QT_QPA_PLATFORM", "xcb"}}, ""},
+              {"Plasma's", {{"XDG_SESSION_TYPE", "wayland"}, {"QT_WAYLAND_FORCE_DPI", "144"}}, ""},
+              {"the person's own", {{"QT_QPA_PLATFORM", "wayland"}, {"QT_FONT_DPI", "110"}}, "110"}}) {
+            const support::InRow inRow(row);
+            for (const char* each :
+                 {"XDG_SESSION_TYPE", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_FONT_DPI", "QT_WAYLAND_FORCE_DPI"})
+                qunsetenv(each);
+            for (const auto& [name, value] : variables)
+                qputenv(name, value);
+            const QByteArray before = qgetenv("QT_FONT_DPI");
+            {
+                const platform::TextScaling scaling;
+                QCOMPARE(qgetenv("QT_FONT_DPI"), QByteArray(dpi));
+            }
+            QCOMPARE(qgetenv("QT_FONT_DPI"), before);
         }
-        QCOMPARE(qgetenv("QT_FONT_DPI"), before);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "platform/linux/X11HotKeys.h"
+#include "support/InRow.h"
 #include "support/Pointer.h"
 #include "support/TestEnvironment.h"
 
@@ -120,42 +121,39 @@ private slots:
         run(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, u""_s});
     }
 
-    void fireWhileAnotherProgramIsInFront_data()
-    {
-        QTest::addColumn<QList<Key>>("locks");
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QByteArray>("letter"); // of the key that is Q on a US keyboard
-        QTest::newRow("plainly") << QList<Key>() << u"us"_s << QByteArray("q");
-        QTest::newRow("with num lock") << QList<Key>{NumLock} << u"us"_s << QByteArray("q");
-        QTest::newRow("with caps lock") << QList<Key>{CapsLock} << u"us"_s << QByteArray("Q");
-        QTest::newRow("with both") << QList<Key>{NumLock, CapsLock} << u"us"_s << QByteArray("Q");
-        // There the key of M has a comma, and M is elsewhere.
-        QTest::newRow("in another layout") << QList<Key>() << u"fr"_s << QByteArray("a");
-        // The menu key goes from one to the other.
-        QTest::newRow("in the second of two") << QList<Key>{Menu} << u"us,fr"_s << QByteArray("a");
-    }
     void fireWhileAnotherProgramIsInFront()
     {
-        QFETCH(QList<Key>, locks);
-        QFETCH(QString, layout);
-        QFETCH(QByteArray, letter);
-        const auto timesheet = m_keys->registerHotKey(Timesheet);
-        const auto newTimer = m_keys->registerHotKey(NewTimer);
-        QCOMPARE(state(timesheet), HotKeys::State::Registered);
-        run(u"setxkbmap"_s, {u"-layout"_s, layout, u"-option"_s, u"grp:menu_toggle"_s});
-        OtherProgram other;
-        for (const Key lock : locks)
-            m_keyboard.press({lock});
+        const QString us = u"us"_s;
+        // The letter is that of the key that is Q on a US keyboard.
+        for (const auto& [name, locks, layout, letter] : {std::tuple("plainly", QList<Key>(), us, "q"),
+                                                          {"with num lock", {NumLock}, us, "q"},
+                                                          {"with caps lock", {CapsLock}, us, "Q"},
+                                                          {"with both", {NumLock, CapsLock}, us, "Q"},
+                                                          // There the key of M has a comma, and M is elsewhere.
+                                                          {"in another layout", {}, u"fr"_s, "a"},
+                                                          // The menu key goes from one to the other.
+                                                          {"in the second of two", {Menu}, u"us,fr"_s, "a"}}) {
+            const support::InRow row(name);
+            cleanup();
+            init();
+            const auto timesheet = m_keys->registerHotKey(Timesheet);
+            const auto newTimer = m_keys->registerHotKey(NewTimer);
+            QCOMPARE(state(timesheet), HotKeys::State::Registered);
+            run(u"setxkbmap"_s, {u"-layout"_s, layout, u"-option"_s, u"grp:menu_toggle"_s});
+            OtherProgram other;
+            for (const Key lock : locks)
+                m_keyboard.press({lock});
 
-        m_keyboard.press({Control, Alt, M});
-        QTRY_COMPARE(m_pressed, QList<int>{1});
-        m_keyboard.press({Control, Alt, N});
-        QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
-        m_keyboard.press({Q});
-        QTRY_COMPARE(other.text(), letter);
+            m_keyboard.press({Control, Alt, M});
+            QTRY_COMPARE(m_pressed, QList<int>{1});
+            m_keyboard.press({Control, Alt, N});
+            QTRY_COMPARE(m_pressed, (QList<int>{1, 2}));
+            m_keyboard.press({Q});
+            QTRY_COMPARE(other.text(), QByteArray(letter));
 
-        for (const Key lock : locks)
-            m_keyboard.press({lock});
+            for (const Key lock : locks)
+                m_keyboard.press({lock});
+        }
     }
 
     void neitherMoreNorFewerModifiers()
