@@ -45,7 +45,7 @@ using platform::environment;
 
 namespace {
 
-// For each part: what hangs is told apart from a machine that is slow throughout.
+// For each part, so that one that hangs is not confused with a machine that is slow throughout.
 constexpr auto Patience = 5s;
 constexpr int BusPatienceMilliseconds = 2000;
 constexpr auto LongestWaitForIdle = 1s;

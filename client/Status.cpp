@@ -37,7 +37,7 @@ std::string shown(const std::string& state, const std::string& hours)
     return hours;
 }
 
-/// As the timesheet writes a day; the text as it is when it is none.
+/// A day as the timesheet writes it; anything else unchanged.
 std::string day(const std::string& isoDate)
 {
     std::tm date{};

@@ -46,7 +46,7 @@ public:
     void popUp(const QWidget& field);
     /// What is highlighted; -1: nothing.
     int activeItem() const { return m_active; }
-    /// Closes, then tells. Nothing for a header.
+    /// Closes and emits `triggered`. No effect on a header.
     void trigger(int item);
 
     /// In the viewport's coordinates.

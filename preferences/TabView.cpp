@@ -92,7 +92,7 @@ private:
     TabView& m_view;
 };
 
-/// As large as its page, as long as there is room for that.
+/// Is as large as its page where there is room for that.
 class Scroller final : public QScrollArea
 {
 public:

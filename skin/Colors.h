@@ -18,8 +18,7 @@ enum class Role
 /// In the present look.
 QColor color(Role role);
 
-/// A text in which "$Name" names the role with that name, with all of them replaced by colours such as "#eeeeee". What
-/// is a veil elsewhere is opaque here.
+/// Replaces each "$Name" in `text` by the colour of that role, such as "#eeeeee". Veils come out opaque.
 QByteArray withColors(QByteArray text);
 
 } // namespace skin

@@ -33,7 +33,7 @@ bool isDark(const QPalette& palette)
     return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
 }
 
-/// Of high contrast are palettes of little else than black and white.
+/// Whether it is a palette of high contrast: little else than black and white.
 bool isClear(const QPalette& palette)
 {
     constexpr double least = 19;

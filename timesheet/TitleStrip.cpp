@@ -209,7 +209,7 @@ void TitleStrip::paintEvent(QPaintEvent*)
             painter.setRenderHint(QPainter::Antialiasing, false);
         }
     }
-    // In another language as wide as it must be.
+    // Other languages may need more room.
     const QSizeF lettering(std::max(LetteringSize.width(), skin::imageNamed("black-title-text.png").size().width()),
                            LetteringSize.height());
     drawLettering(painter, {QPointF(std::round((width() - lettering.width()) / 2), 0), lettering}, active);
