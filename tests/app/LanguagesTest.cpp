@@ -5,6 +5,7 @@
 #include "app/UpdateWindow.h"
 #include "preferences/PreferenceController.h"
 #include "skin/HintCard.h"
+#include "skin/Image.h"
 #include "support/PseudoLanguage.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
@@ -238,6 +239,10 @@ private slots:
             QCOMPARE(QApplication::activePopupWidget()->findChild<QCalendarWidget*>()->firstDayOfWeek(),
                      QLocale().firstDayOfWeek());
             found << faults(*QApplication::activePopupWidget(), u"calendar"_s);
+            const QIcon back =
+                QApplication::activePopupWidget()->findChild<QAbstractButton*>(u"qt_calendar_prevmonth"_s)->icon();
+            const skin::Image read = skin::imageNamed(window.isRightToLeft() ? "tw-forward.png" : "tw-back.png");
+            QCOMPARE(back.pixmap(40).toImage(), QIcon(read.pixmap(window.devicePixelRatioF())).pixmap(40).toImage());
             QApplication::activePopupWidget()->close();
             QLineEdit& project =
                 *window.findChild<QWidget*>(u"editTimerSheet"_s)->findChild<QLineEdit*>(u"textField"_s);
