@@ -94,20 +94,22 @@ private slots:
         QWidget ordinary;
         for (QWidget* widget : {static_cast<QWidget*>(&drawn), &ordinary})
             widget->resize(40, 40);
+        ordinary.show(); // since Qt 6.6 one that is hidden follows when it is shown
         const skin::DesktopAppearance appearance;
         const QRgb ordinaryBefore = middle(ordinary);
         QCOMPARE(middle(drawn), 0xffeeeeeeu);
         // Before the first question has been answered.
         QVERIFY(m_portal.change(Appearance, u"color-scheme"_s, 1U));
         QTRY_COMPARE(skin::appearance().scheme, Scheme::Dark);
-        QVERIFY(qGray(middle(drawn)) < 0x40 && qGray(middle(ordinary)) < 0x40);
+        QVERIFY2(qGray(middle(drawn)) < 0x40, QByteArray::number(middle(drawn), 16));
+        QTRY_VERIFY2(qGray(middle(ordinary)) < 0x40, QByteArray::number(middle(ordinary), 16));
         QVERIFY(m_portal.change(Appearance, u"contrast"_s, 1U));
         QTRY_COMPARE(middle(drawn), 0xff000000u);
         QVERIFY(m_portal.change(Appearance, u"color-scheme"_s, 2U) && m_portal.change(Appearance, u"contrast"_s, 0U));
         QTRY_COMPARE(skin::appearance().scheme, Scheme::Light);
         QCOMPARE(middle(drawn), 0xffeeeeeeu);
         // The desktop's own palette is back.
-        QCOMPARE(middle(ordinary), ordinaryBefore);
+        QTRY_COMPARE(middle(ordinary), ordinaryBefore);
     }
 
     void otherwiseThePaletteDecides()
