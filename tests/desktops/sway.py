@@ -20,6 +20,7 @@ exec_always waybar
 """
 BAR = """{"layer": "top", "position": "top", "height": 28, "modules-left": ["sway/workspaces"], "modules-right": ["tray", "clock"],
 "tray": {"icon-size": 22, "spacing": 8}}"""
+LINE = """{"layer": "top", "position": "bottom", "height": 28, "modules-center": ["custom/quillon"], "include": ["CONTRIB"]}"""
 
 
 class Recipe(panel.Desktop):
@@ -91,6 +92,25 @@ class Recipe(panel.Desktop):
             subprocess.run(["swaymsg", "workspace", "2"], check=True)
             until("an empty workspace", lambda: not self.window(day.TIMESHEET))
             subprocess.run(["quillon", "timesheet"], check=True)
+            until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
+        with self.step("the bar's own line starts and stops the timer, and opens both windows"):
+            config = pathlib.Path.home() / ".config/waybar/line"
+            contrib = pathlib.Path(__file__).resolve().parents[2] / "contrib/waybar/config.jsonc"
+            config.write_text(LINE.replace("CONTRIB", str(contrib)))
+            line = (self.size[0] // 2, self.size[1] - 14)
+            before = self.colour(line[0], self.size[1] - 3)
+            self.begin("waybar", "-c", str(config))
+            until("the line", lambda: self.colour(line[0], self.size[1] - 3) != before)
+            for state in ("running", "stopped"):
+                self.click(line)
+                until(state, lambda: self.status()["State"] == state)
+            self.click(line, "middle")
+            until("the window for a new timer", lambda: self.has_keyboard("New Timer"))
+            self.keys("esc")
+            until("no such window", lambda: not self.window("New Timer"))
+            self.click(line, "right")
+            until("the timesheet is put away", lambda: not self.window(day.TIMESHEET))
+            self.click(line, "right")
             until("the timesheet", lambda: self.has_keyboard(day.TIMESHEET))
         with self.step("idle time is measured"):
             until("its source", lambda: self.idle().startswith("ok"))
