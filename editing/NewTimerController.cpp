@@ -205,6 +205,7 @@ void NewTimerController::clearSelections()
     // Requests on their way belong to another account.
     m_starts.clear();
     m_notStarted.reset();
+    m_newProjectPoll.reset();
     m_state = State::Idle;
 }
 

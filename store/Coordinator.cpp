@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Increased when the tables change in a way that adding columns cannot express.
-constexpr int SchemaVersion = 1;
+constexpr int SchemaVersion = 2;
 
 constexpr auto OfOwner = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
@@ -100,7 +100,7 @@ void refuseForeign(SQLite::Database& database, const Model& model)
         if (!isOurs)
             break;
     }
-    if (isEmpty ? version != 0 : version != SchemaVersion || !isOurs)
+    if (isEmpty ? version != 0 : version < 1 || !isOurs)
         throw SQLite::Exception("it was made by another program");
 }
 
@@ -239,10 +239,13 @@ tl::expected<void, Error> Coordinator::examine(const QString& file) const
 void Coordinator::prepare(SQLite::Database& database)
 {
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    const int version = database.execAndGet("PRAGMA user_version").getInt();
     for (const Entity& entity : m_model.entities()) {
         database.exec("CREATE TABLE IF NOT EXISTS " + quotedName(entity.name) + " (pk INTEGER PRIMARY KEY)");
         addMissingColumns(database, entity);
         addIndexes(database, entity);
+        if (version == 1) // days were moments; all is fetched again
+            database.exec("DELETE FROM " + quotedName(entity.name));
     }
     // Rows are numbered here, never by SQLite; a number stays taken as long as anything refers to it.
     const auto takeUpTo = [&](int index, const std::string& column, const Entity& entity) {
@@ -260,7 +263,7 @@ void Coordinator::prepare(SQLite::Database& database)
             takeUpTo(relationship.destination, relationship.name, entity);
         }
     }
-    if (database.execAndGet("PRAGMA user_version").getInt() != SchemaVersion)
+    if (version != SchemaVersion)
         database.exec("PRAGMA user_version=" + std::to_string(SchemaVersion));
     transaction.commit();
 }

@@ -486,6 +486,24 @@ private slots:
         QVERIFY(context.save());
     }
 
+    /// Its days mean something else; the service has them all.
+    void storesOfTheFirstVersionAreEmptied()
+    {
+        QTemporaryDir folder;
+        const QString file = folder.filePath(u"s.sqlite"_s);
+        for (const bool kept : {true, false}) {
+            {
+                Context context(coordinator(file), MergePolicy::Overwrite);
+                Desk::box(context, u"box"_s);
+                QVERIFY(context.save());
+            }
+            if (!kept)
+                runSql(file, "PRAGMA user_version=1");
+            Context context(coordinator(file), MergePolicy::Overwrite);
+            QCOMPARE(context.fetchFirst("Box", {}) != nullptr, kept);
+        }
+    }
+
     void unusableStores_data()
     {
         using Arrange = std::function<void(const QString& file)>;
@@ -493,8 +511,8 @@ private slots:
         const std::pair<const char*, const char*> foreign[] = {
             {"newer", "CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999"},
             {"another program's", "CREATE TABLE bookmarks (url)"},
-            {"another program's, of the same version", "CREATE TABLE bookmarks (url); PRAGMA user_version=1"},
-            {"tables of another kind", "CREATE TABLE Box (label); PRAGMA user_version=1"}};
+            {"another program's, of the same version", "CREATE TABLE bookmarks (url); PRAGMA user_version=2"},
+            {"tables of another kind", "CREATE TABLE Box (label); PRAGMA user_version=2"}};
         for (const auto& [name, text] : foreign)
             QTest::newRow(name) << Arrange([sql = text](const QString& file) { runSql(file, sql); });
         QTest::newRow("no folder") << Arrange([](const QString& file) { QDir().rmdir(QFileInfo(file).path()); });
