@@ -499,16 +499,18 @@ private slots:
         QCOMPARE(window.field(), u"Des|igns");
         QCOMPARE(window.project.selectedProject()->name(), u"Designs");
 
-        // The highlighted row is pushed down by new ones, and stays the highlighted row.
+        // The highlighted row is pushed down by new ones, and stays the highlighted row. What is typed over a choice
+        // is not replaced by its new name.
         window.key(Qt::Key_End);
         window.key(Qt::Key_Backspace);
         window.project.textField()->selectAll();
         window.type(u"d"_s);
         window.key(Qt::Key_Down);
         QCOMPARE(window.list(), u"Bank/  Designs/*  destination guide");
+        window.run.offered[1].name = u"Depot"_s;
         window.run.offered.insert(window.run.offered.begin(), {"19", u"Abbey"_s, {}, u"Doors"_s});
         window.catalogChanges();
-        QCOMPARE(window.list(), u"Abbey/  Doors/Bank/  Designs/*  destination guide");
+        QCOMPARE(window.list(), u"Abbey/  Doors/Bank/  Depot/*  destination guide");
         QCOMPARE(window.field(), u"d|estination guide");
 
         // What was chosen goes: the owner is told, once; what is typed stays.
