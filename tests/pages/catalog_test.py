@@ -177,6 +177,7 @@ class Catalog(pages.PageTest):
         self.assertEqual(self.texts("tbody tr"), ["Design Yes 0:15", "Support No 0:00"])
         self.assertEqual(self.texts("main button"), [])
         self.assertEqual(self.request("GET", "/projects/2")[0], 404)
+        self.assertEqual([self.request("HEAD", f"/projects/{number}")[0] for number in (1, 2)], [200, 404])
 
     def test_many_projects_come_in_pages(self):
         for number in range(500):
