@@ -94,6 +94,8 @@ class People(pages.PageTest):
         self.shot("people")
         self.press(f"{HOSTILE} Okoro")
         self.press("Restore")
+        other.open("/account")
+        self.assertEqual(other.heading, "Sign In")  # what was open before stays ended
         other.sign_in("ben", to="/people")
         self.assertEqual(other.heading, "People")
         # The same page refuses what would leave nobody in charge.
