@@ -190,9 +190,10 @@ void PreferenceController::show()
         // it to where the window manager happens to have it while it frames it.
         const QRect screen = m_window.screen()->availableGeometry();
         m_ui->tabView->setRoom(screen.size() - Frame - QSize(0, m_ui->footer->sizeHint().height()));
-        // A dialog centres itself without its frame: on a screen that it fills, its title would be above the edge.
+        // A dialog centres itself without its frame, and a frame's height above that: where there is little room its
+        // title would be above the edge.
         const QSize size = m_window.sizeHint();
-        if (size.height() + 2 * Frame.height() > screen.height())
+        if (size.height() + 4 * Frame.height() > screen.height())
             m_window.move(screen.topLeft() +
                           QPoint((screen.width() - size.width()) / 2, Frame.height() - Frame.width() / 2));
         m_quitting = false;
