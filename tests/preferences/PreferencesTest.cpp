@@ -374,7 +374,7 @@ private slots:
         QWidget& window = run.controller->window();
         auto& tabs = run.part<QTabWidget>("tabView");
         // While the window manager frames it a change of its size would move it; nobody is as quick.
-        QTRY_VERIFY(window.frameGeometry() != window.geometry());
+        QVERIFY(QTest::qWaitForWindowActive(&window, 30000));
         for (int i = tabs.count() - 1; i >= 0; --i) {
             tabs.setCurrentIndex(i);
             QTRY_VERIFY(window.screen()->availableGeometry().contains(window.frameGeometry()));
