@@ -238,7 +238,15 @@ Object* Context::takeRow(const Entity& entity, StatementUse& statement)
         return known;
     if (m_pendingDeletes.contains({entity.index, row}))
         return nullptr;
+    return &adopt(readRow(entity, statement), entity, row);
+}
+
+/// An object of no context yet.
+std::unique_ptr<Object> Context::readRow(const Entity& entity, StatementUse& statement)
+{
     auto object = m_coordinator->instantiate(entity);
+    object->m_entity = &entity;
+    object->m_row = statement->getColumn(0).getInt64();
     object->m_values.reserve(entity.attributes.size());
     int column = 1;
     for (const Attribute& attribute : entity.attributes)
@@ -246,7 +254,7 @@ Object* Context::takeRow(const Entity& entity, StatementUse& statement)
     object->m_toOnes.reserve(static_cast<std::size_t>(entity.toOneCount));
     for (int i = 0; i < entity.toOneCount; ++i)
         object->m_toOnes.push_back(statement->getColumn(column++).getInt64());
-    return &adopt(std::move(object), entity, row);
+    return object;
 }
 
 std::vector<Object*> Context::fetch(const FetchRequest& request)

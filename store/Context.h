@@ -138,6 +138,7 @@ private:
     std::vector<Object*> fetchUpTo(std::size_t limit, const FetchRequest& request);
     std::vector<Object*> fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request);
     Object* takeRow(const Entity& entity, StatementUse& statement);
+    std::unique_ptr<Object> readRow(const Entity& entity, StatementUse& statement);
     Connection& connection();
     void offerAgain(Connection& store);
     template <class Work>

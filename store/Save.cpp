@@ -82,7 +82,7 @@ void Context::Save::bindToOne(SQLite::Statement& statement, int index, const Obj
     if (!m_takenOver.empty()) {
         const int destination = object.m_entity->relationships[relationship].destination;
         if (const auto taken = m_takenOver.find({destination, row}); taken != m_takenOver.end())
-            row = taken->second;
+            row = taken->second->m_row;
     }
     statement.bind(index, row);
 }
@@ -133,15 +133,15 @@ int Context::Save::tryUpdate(const Object& object, std::int64_t row, std::uint32
     return statement->exec();
 }
 
-std::int64_t Context::Save::rowWithSameKey(const Object& object)
+std::unique_ptr<Object> Context::Save::rowWithSameKey(const Object& object)
 {
     const Entity& entity = *object.m_entity;
     for (const auto& key : entity.uniqueKeys) {
         std::string conditions;
         for (const std::string& name : key)
             conditions += (conditions.empty() ? "" : " AND ") + quotedName(name) + " = ?";
-        StatementUse statement(
-            m_connection.statement("SELECT pk FROM " + quotedName(entity.name) + " WHERE " + conditions));
+        StatementUse statement(m_connection.statement("SELECT " + columnList(entity) + " FROM " +
+                                                      quotedName(entity.name) + " WHERE " + conditions));
         int column = 1;
         for (const std::string& name : key) {
             if (const int attribute = entity.attributeIndex(name); attribute >= 0)
@@ -150,9 +150,9 @@ std::int64_t Context::Save::rowWithSameKey(const Object& object)
                 bindToOne(*statement, column++, object, static_cast<std::size_t>(entity.relationshipIndex(name)));
         }
         if (statement->executeStep())
-            return statement->getColumn(0).getInt64();
+            return m_context.readRow(entity, statement);
     }
-    return 0;
+    return nullptr;
 }
 
 void Context::Save::insertRow(Object& object)
@@ -160,12 +160,12 @@ void Context::Save::insertRow(Object& object)
     if (tryInsert(object))
         return;
     // Another context has stored an object with the same key since this one was made. They are one: what was set here
-    // goes into the first one's row.
-    const std::int64_t first = rowWithSameKey(object);
-    if (first == 0)
+    // goes into the first one's row, and all else is as stored there.
+    auto first = rowWithSameKey(object);
+    if (!first)
         throw SQLite::Exception("a row was refused");
-    m_takenOver[{object.m_entity->index, object.m_row}] = first;
-    tryUpdate(object, first, object.m_changedAttributes, object.m_changedToOnes);
+    tryUpdate(object, first->m_row, object.m_changedAttributes, object.m_changedToOnes);
+    m_takenOver[{object.m_entity->index, object.m_row}] = std::move(first);
 }
 
 void Context::Save::updateRow(Object& object)
@@ -190,24 +190,40 @@ void Context::Save::takeOverRows()
 {
     if (m_takenOver.empty())
         return;
+    const auto completeFrom = [](Object& object, const Object& stored) {
+        for (std::size_t i = 0; i < object.m_values.size(); ++i) {
+            if (!(object.m_changedAttributes >> i & 1u))
+                object.m_values[i] = stored.m_values[i];
+        }
+        for (std::size_t i = 0; i < object.m_toOnes.size(); ++i) {
+            if (!(object.m_changedToOnes >> i & 1u))
+                object.m_toOnes[i] = stored.m_toOnes[i];
+        }
+    };
     for (const auto& [key, first] : m_takenOver) {
         const auto [entity, row] = key;
         const auto entry = m_context.m_objects.find({entity, row});
-        if (m_context.registered({entity, first})) {
+        Object& object = *entry->second;
+        completeFrom(object, *first);
+        if (Object* known = m_context.registered(first->id())) {
             // Both are in memory: the later one goes, and references to it move to the first.
-            m_context.drop(*entry->second);
+            completeFrom(*known, object);
+            m_context.markChanged(*known, Object::State::Updated);
+            known->m_changedAttributes |= object.m_changedAttributes;
+            known->m_changedToOnes |= object.m_changedToOnes;
+            m_context.drop(object);
             continue;
         }
         auto node = m_context.m_objects.extract(entry);
-        node.key().row = first;
-        node.mapped()->m_row = first;
+        node.key().row = first->m_row;
+        object.m_row = first->m_row;
         m_context.m_objects.insert(std::move(node));
     }
     for (const auto& [id, object] : m_context.m_objects) {
         for (std::size_t i = 0; i < object->m_toOnes.size(); ++i) {
             const auto taken = m_takenOver.find({object->m_entity->relationships[i].destination, object->m_toOnes[i]});
             if (taken != m_takenOver.end())
-                object->m_toOnes[i] = taken->second;
+                object->m_toOnes[i] = taken->second->m_row;
         }
     }
     m_context.m_collections.clear();
@@ -219,7 +235,7 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
 {
     std::vector<ObjectId> takenOver;
     for (const auto& [key, first] : m_takenOver)
-        takenOver.push_back({key.first, first});
+        takenOver.push_back(first->id());
     takeOverRows();
     for (Object* lost : m_lost)
         m_context.drop(*lost);
@@ -228,7 +244,7 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
     changes->confirmed = std::exchange(m_context.m_confirmed, {});
     for (ObjectId& id : changes->confirmed) {
         if (const auto taken = m_takenOver.find({id.entity, id.row}); taken != m_takenOver.end())
-            id.row = taken->second;
+            id.row = taken->second->m_row;
     }
     changes->inserted.reserve(m_context.m_changed.size());
     for (Object* object : m_context.m_changed) {

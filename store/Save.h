@@ -27,7 +27,7 @@ private:
     void deleteRow(Object& object);
     bool tryInsert(const Object& object);
     int tryUpdate(const Object& object, std::int64_t row, std::uint32_t attributes, std::uint32_t toOnes);
-    std::int64_t rowWithSameKey(const Object& object);
+    std::unique_ptr<Object> rowWithSameKey(const Object& object);
     void bindAttribute(SQLite::Statement& statement, int index, const Object& object, std::size_t attribute);
     void bindToOne(SQLite::Statement& statement, int index, const Object& object, std::size_t relationship);
     void takeOverRows();
@@ -35,8 +35,9 @@ private:
     Context& m_context;
     Connection& m_connection;
     std::vector<std::string> m_buffers;
-    std::map<std::pair<int, std::int64_t>, std::int64_t> m_takenOver; ///< (entity, new row) → the first object's row
-    std::vector<Object*> m_lost;                                      ///< deleted in the store meanwhile
+    /// By (entity, new row): the row of the object that was first, as it is with what was set here.
+    std::map<std::pair<int, std::int64_t>, std::unique_ptr<Object>> m_takenOver;
+    std::vector<Object*> m_lost; ///< deleted in the store meanwhile
 };
 
 } // namespace store

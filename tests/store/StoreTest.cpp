@@ -425,8 +425,10 @@ private slots:
         later.setValue("size", std::int64_t(7));
         Object& note = Desk::note(*second, u"1"_s, &later, &later);
         note.setValue("weight", 2.0);
-        QVERIFY(first->save() && second->save());
+        QVERIFY(first->save());
+        QVERIFY(second->save());
 
+        QCOMPARE(note.string("text"), u"first"_s); // what the first one set is known here, too
         QCOMPARE(note.toOne("box"), &later);
         QCOMPARE(second->find(later.id()), &later);
         const auto after = desk.worker();
@@ -441,6 +443,17 @@ private slots:
         Desk::box(*second, u"A"_s).setValue("size", std::int64_t(8));
         QVERIFY(second->save());
         QCOMPARE(desk.worker()->fetchFirst("Box", where("label", u"A"_s))->integer("size"), std::int64_t(8));
+        // Both may be in memory by then, and one stays.
+        const auto other = desk.worker();
+        Object& theirs = Desk::box(*other, u"B"_s);
+        theirs.setValue("size", std::int64_t(9));
+        QVERIFY(other->save());
+        Desk::box(*second, u"B"_s).setValue("size", std::int64_t(10));
+        Object* known = second->find(theirs.id());
+        QVERIFY(second->save());
+        QCOMPARE(known->integer("size"), std::int64_t(10));
+        other->mergeChanges(*desk.saved);
+        QCOMPARE(theirs.integer("size"), std::int64_t(10));
         // Without an owner the key is no key.
         Desk::note(*second, u"2"_s);
         Desk::note(*second, u"2"_s);
