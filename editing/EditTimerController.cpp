@@ -212,7 +212,8 @@ void EditTimerController::showTyped()
     showNotes(typed->notes);
     sheet.notesField->document()->setModified(typed->notes != entry->notes());
     sheet.datePicker->setDate(typed->day);
-    sheet.hoursInput->setText(typed->hours);
+    if (typed->hours)
+        sheet.hoursInput->setText(*typed->hours);
     sheet.startTimeField->setText(typed->start);
     if (sheet.endTimeField->isEnabled())
         sheet.endTimeField->setText(typed->end);
@@ -419,7 +420,8 @@ void EditTimerController::saveTimer()
     const int number = ++m_lastSaved;
     m_typed.push_back({number, &entry, entry.updatedAt(), m_projectAutocompleter->selectedProject(),
                        m_taskAutocompleter->selectedTask(), entry.notes(), sheet.datePicker->currentDate(),
-                       sheet.hoursField->text(), sheet.startTimeField->text(), sheet.endTimeField->text()});
+                       hours == m_hoursShown ? std::nullopt : std::optional(hours), sheet.startTimeField->text(),
+                       sheet.endTimeField->text()});
     m_api.updateTimer(entry, [self = QPointer(this), number, undo](bool succeeded) {
         // The windows show what the service has. What was typed comes back with the sheet.
         if (!succeeded)

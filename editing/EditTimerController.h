@@ -10,6 +10,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QLineEdit;
@@ -98,7 +99,7 @@ private:
         store::Ref<model::Task> task;
         QString notes;
         QDate day;
-        QString hours;
+        std::optional<QString> hours; ///< none: untouched, and running ones go on
         QString start;
         QString end;
     };

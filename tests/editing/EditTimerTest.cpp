@@ -601,9 +601,11 @@ private slots:
                                                           "  <ended_at>8:30AM</ended_at>\n"
                                                         : "  <hours>2.33</hours>\n",
                                              2, 3, "Mon, 14 Jan 2013"));
-                // The other one waits as well, by now the only one of its day.
+                // The other one waits as well, by now the only one of its day; its hours, not typed, have gone on.
+                run.entry(other)->setHours(1.75);
                 run.edit();
                 QCOMPARE(run.notes().text(), u"Another"_s);
+                QCOMPARE(run.hours().text(), u"1:45"_s);
             }
         }
     }

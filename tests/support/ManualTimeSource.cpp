@@ -85,10 +85,7 @@ void ManualTimeSource::advance(Duration duration)
         m_elapsed = elapsed;
         m_passed.notify_all();
     };
-    const auto next = [this] {
-        return std::min_element(m_timers.begin(), m_timers.end(),
-                                [](const ManualTimer* a, const ManualTimer* b) { return a->due < b->due; });
-    };
+    const auto next = [this] { return std::ranges::min_element(m_timers, {}, &ManualTimer::due); };
     for (auto timer = next(); timer != m_timers.end() && (*timer)->due <= end; timer = next()) {
         goTo((*timer)->due);
         (*timer)->due += (*timer)->interval;
@@ -129,6 +126,12 @@ int ManualTimeSource::sleeping() const
 int ManualTimeSource::timers() const
 {
     return static_cast<int>(m_timers.size());
+}
+
+std::optional<ManualTimeSource::Duration> ManualTimeSource::nextTimer() const
+{
+    const auto next = std::ranges::min_element(m_timers, {}, &ManualTimer::due);
+    return next == m_timers.end() ? std::nullopt : std::optional((*next)->due - m_elapsed);
 }
 
 } // namespace support

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace support {
@@ -41,6 +42,8 @@ public:
     /// How many threads are asleep.
     int sleeping() const;
     int timers() const;
+    /// Until the next timer falls due; nothing without one.
+    std::optional<Duration> nextTimer() const;
 
 private:
     class ManualTimer;

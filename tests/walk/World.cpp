@@ -28,8 +28,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto Chunk = 30s; ///< of longer times, after which the program gets to work
-
 /// A clock that counts what falls due.
 class Counting final : public platform::TimeSource
 {
@@ -277,6 +275,7 @@ void World::end(bool killed)
     m_last.reset();
     for (auto& [id, told] : m_told)
         told.uptime.reset();
+    m_typed.clear();
     m_typedMinutes = -1;
     m_typedNotes = false;
 }
@@ -321,9 +320,12 @@ bool World::asksAboutIdleTime() const
 
 void World::pass(std::chrono::milliseconds time)
 {
-    for (auto left = time; left > 0ms; left -= Chunk) {
-        m_environment.clock.advance(std::min<std::chrono::milliseconds>(left, Chunk));
+    // What a timer sends arrives before the clock goes on.
+    for (auto left = time; left > 0ms;) {
+        const auto step = std::clamp(m_environment.clock.nextTimer().value_or(left), 1ms, left);
+        m_environment.clock.advance(step);
         settle();
+        left -= step;
     }
 }
 

@@ -93,6 +93,13 @@ private:
         Id project = 0;
         Id tasks[2]{};
     };
+    /// What a save of the sheet sent, which is in the sheet again unless the service took it.
+    struct Typed
+    {
+        int minutes = -1;
+        bool notes = false;
+        Seconds updated = 0; ///< the entry, as it was known
+    };
     /// An entry as the service last reported it to the program.
     struct Told
     {
@@ -121,7 +128,7 @@ private:
     {
         std::optional<double> since;
         double reported = 0;
-        void report(double seconds);
+        std::size_t sleeps = 0; ///< of workers, until the first report
     };
 
     // Steps.
@@ -170,6 +177,7 @@ private:
     void pass(std::chrono::milliseconds time);
     void watchIdle();
     void checkIdle();
+    void reportIdle(double seconds);
     timesheet::TimesheetController* timesheet() const { return m_menulet->timesheetController(); }
     timesheet::TimesheetController& openTimesheet();
     bool isEditing() const;
@@ -217,8 +225,9 @@ private:
     int m_account = 0;
     int m_typedMinutes = -1;
     bool m_typedNotes = false;
+    std::map<Id, Typed> m_typed;
     bool m_storeSpoilt = false; ///< what it knew may be gone with it
-    Seconds m_clocksAgree = 0; ///< the uptime from which windows show the hours by the clock again
+    Seconds m_clocksAgree = 0;  ///< the uptime from which windows show the hours by the clock again
     std::size_t m_sleeps = 0;
     int m_handles = 0;
     std::string m_wrong;

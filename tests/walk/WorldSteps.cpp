@@ -121,8 +121,13 @@ void World::openSheet(int row, int)
     controller.dayEntriesListView().setSelectedRow(controller.rowOfEntry(*entry));
     controller.dayEntriesListView().setFocus();
     QTest::keyClick(&controller.dayEntriesListView(), Qt::Key_E);
-    m_typedMinutes = -1;
-    m_typedNotes = false;
+    const Id id = entry->idString().toLongLong();
+    const auto told = m_told.find(id);
+    const auto typed = m_typed.find(id);
+    const bool back =
+        told != m_told.end() && typed != m_typed.end() && typed->second.updated == told->second.entry.updated;
+    m_typedMinutes = back ? typed->second.minutes : -1;
+    m_typedNotes = back && typed->second.notes;
 }
 
 void World::typeNotes(int letter, int)
@@ -179,6 +184,7 @@ void World::saveSheet(int, int)
         wish.minutes = int((shown + 30) / 60);
     if (entry && !entry->isLocked())
         expect(wish);
+    m_typed[id] = {m_typedMinutes, m_typedNotes, told->second.entry.updated};
     const std::size_t expected = m_expected.size();
     QTest::mouseClick(window.findChild<QWidget*>(u"saveButton"_s), Qt::LeftButton);
     if (isEditing()) {
@@ -191,8 +197,11 @@ void World::saveSheet(int, int)
 
 void World::cancelSheet(int, int)
 {
-    if (isEditing())
-        QTest::mouseClick(timesheet()->window().findChild<QWidget*>(u"cancelButton"_s), Qt::LeftButton);
+    if (!isEditing())
+        return;
+    if (const model::DayEntry* entry = timesheet()->editTimerController()->entry())
+        m_typed.erase(entry->idString().toLongLong());
+    QTest::mouseClick(timesheet()->window().findChild<QWidget*>(u"cancelButton"_s), Qt::LeftButton);
 }
 
 void World::turnPage(int where, int)
@@ -226,10 +235,12 @@ void World::wait(int seconds, int)
 
 // Steps away from it
 
-void World::Absence::report(double seconds)
+void World::reportIdle(double seconds)
 {
+    if (m_absence.reported == 0)
+        m_absence.sleeps = m_sleeps;
     if (seconds >= IdleThreshold)
-        reported = std::max(reported, std::trunc(seconds));
+        m_absence.reported = std::max(m_absence.reported, std::trunc(seconds));
 }
 
 void World::watchIdle()
@@ -245,7 +256,7 @@ void World::checkIdle()
     const double computed = m_absence.since ? std::abs(now - *m_absence.since) : 0;
     if (computed <= 0 || computed > system)
         m_absence.since = now - system;
-    m_absence.report(now - *m_absence.since);
+    reportIdle(now - *m_absence.since);
 }
 
 void World::leave(int minutes, int)
@@ -272,7 +283,8 @@ void World::answer(int button, int)
         Wish wish{Wish::Correct, id};
         wish.known = m_menulet->runningTimerSavedAt().toSecsSinceEpoch();
         expect(wish);
-        if (!told->second.edited)
+        // While a worker slept, the program and we may have looked at different clocks.
+        if (!told->second.edited && m_absence.sleeps == m_sleeps)
             m_expected.back().hours = std::max(hours - m_absence.reported / 3600, 0.0);
         told->second.edited = true;
     }
@@ -288,7 +300,7 @@ void World::sleep(int minutes, int)
     m_environment.sleep.sleep(std::chrono::minutes(minutes + 1));
     const double after = std::chrono::duration<double>(m_environment.clock.uptime().total).count();
     if (after - *m_absence.since > IdleThreshold)
-        m_absence.report(after - *m_absence.since);
+        reportIdle(after - *m_absence.since);
     watchIdle();
     m_clocksAgree = uptime() + 61;
 }
@@ -515,5 +527,6 @@ void World::useAccount(int which, int)
     preferences.setPassword(which == 3 ? u"wrong"_s : u"secret"_s);
     preferences.save();
     emit preferences.preferencesChanged();
+    m_typed.clear();
     m_told.clear();
 }
