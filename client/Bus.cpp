@@ -1,5 +1,6 @@
 #include "Bus.h"
 
+#include "Place.h"
 #include "Text.h"
 
 #include <array>
@@ -60,7 +61,7 @@ std::optional<Value> readVariant(sd_bus_message& message)
 /// Starts the program where the bus cannot: it is not installed, but built.
 void startProgram()
 {
-    const std::string program = programPath();
+    const std::string program = fileOfProgram("quillon-desktop");
     const pid_t child = fork();
     if (child > 0)
         waitpid(child, nullptr, 0);
@@ -242,17 +243,6 @@ bool flag(const Map& map, const std::string& key)
     const auto found = map.find(key);
     const bool* boolean = found == map.end() ? nullptr : std::get_if<bool>(&found->second);
     return boolean && *boolean;
-}
-
-std::string programPath()
-{
-    std::array<char, 4096> self{};
-    const ssize_t length = readlink("/proc/self/exe", self.data(), self.size());
-    std::string folder(self.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-    folder.erase(folder.rfind('/') + 1);
-    // In a build it is beside this one.
-    const std::string beside = folder + "quillon-desktop";
-    return access(beside.c_str(), X_OK) == 0 ? beside : folder + QUILLON_HELPER_FOLDER "/quillon-desktop";
 }
 
 } // namespace client

@@ -80,7 +80,4 @@ std::vector<std::string> readStrings(sd_bus_message& message);
 std::string text(const Map& map, const std::string& key);
 bool flag(const Map& map, const std::string& key);
 
-/// The program that has the windows: in libexec, or beside this one in a build.
-std::string programPath();
-
 } // namespace client
