@@ -61,6 +61,16 @@ void FaceWatch::expectNewProgram()
     m_face = XCB_WINDOW_NONE;
 }
 
+void FaceWatch::watchWindow(xcb_window_t window, int width, int height)
+{
+    if (width < SmallestFace || height < SmallestFace || m_windows.contains(window))
+        return;
+    const xcb_damage_damage_t damage = xcb_generate_id(m_connection);
+    xcb_damage_create(m_connection, damage, window, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    xcb_flush(m_connection);
+    m_windows[window] = damage;
+}
+
 std::optional<int> FaceWatch::nextEvent(double until)
 {
     for (;;) {
@@ -68,12 +78,11 @@ std::optional<int> FaceWatch::nextEvent(double until)
             const int type = event->response_type & 0x7f;
             if (type == XCB_CREATE_NOTIFY) {
                 const auto* made = reinterpret_cast<const xcb_create_notify_event_t*>(event.get());
-                if (made->width >= SmallestFace && made->height >= SmallestFace) {
-                    const xcb_damage_damage_t damage = xcb_generate_id(m_connection);
-                    xcb_damage_create(m_connection, damage, made->window, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-                    xcb_flush(m_connection);
-                    m_windows[made->window] = damage;
-                }
+                watchWindow(made->window, made->width, made->height);
+            } else if (type == XCB_CONFIGURE_NOTIFY) {
+                // Some toolkits make their windows small, and give them their size before they show them.
+                const auto* sized = reinterpret_cast<const xcb_configure_notify_event_t*>(event.get());
+                watchWindow(sized->window, sized->width, sized->height);
             } else if (type == m_damageEvent) {
                 const auto* changed = reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
                 m_drawn = changed->drawable;

@@ -29,6 +29,7 @@ public:
     int countRepaints(double seconds);
 
 private:
+    void watchWindow(xcb_window_t window, int width, int height);
     /// The next event within the time, else nothing.
     std::optional<int> nextEvent(double until);
     bool showsPicture(xcb_window_t window, int leastWidth) const;

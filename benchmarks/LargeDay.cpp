@@ -11,10 +11,6 @@ namespace bench {
 
 namespace {
 
-// A company has one list of kinds of work, from which its projects choose.
-constexpr int TaskCount = 40;
-constexpr int ClientCount = 50;
-
 int insert(SQLite::Statement& statement)
 {
     statement.exec();
@@ -22,15 +18,15 @@ int insert(SQLite::Statement& statement)
     return 1;
 }
 
-void fill(SQLite::Database& database, std::int64_t account, std::int64_t person, bool running)
+void fill(SQLite::Database& database, std::int64_t account, std::int64_t person, const Amount& amount, bool running)
 {
     SQLite::Statement client(database, "INSERT INTO clients (id, account_id, name, active) VALUES (?, ?, ?, 1)");
-    for (int i = 1; i <= ClientCount; ++i) {
+    for (int i = 1; i <= amount.clients; ++i) {
         SQLite::bind(client, i, account, "Client & Sons " + std::to_string(i));
         insert(client);
     }
     SQLite::Statement task(database, "INSERT INTO tasks (id, account_id, name, rate) VALUES (?, ?, ?, 90)");
-    for (int i = 1; i <= TaskCount; ++i) {
+    for (int i = 1; i <= amount.tasks; ++i) {
         SQLite::bind(task, i, account, "Kind of work " + std::to_string(i));
         insert(task);
     }
@@ -42,14 +38,14 @@ void fill(SQLite::Database& database, std::int64_t account, std::int64_t person,
     SQLite::Statement offered(
         database,
         "INSERT INTO task_assignments (account_id, project_id, task_id, billable, rate) VALUES (?, ?, ?, ?, 0)");
-    for (int i = 1; i <= ProjectCount; ++i) {
-        SQLite::bind(project, i, account, i % ClientCount + 1, "Project number " + std::to_string(i),
+    for (int i = 1; i <= amount.projects; ++i) {
+        SQLite::bind(project, i, account, i % amount.clients + 1, "Project number " + std::to_string(i),
                      "P-" + std::to_string(i));
         insert(project);
         SQLite::bind(mine, account, i, person);
         insert(mine);
-        for (int k = 0; k < TasksOfProject; ++k) {
-            SQLite::bind(offered, account, i, (i + k) % TaskCount + 1, k % 2);
+        for (int k = 0; k < amount.tasksOfProject; ++k) {
+            SQLite::bind(offered, account, i, (i + k) % amount.tasks + 1, k % 2);
             insert(offered);
         }
     }
@@ -61,11 +57,11 @@ void fill(SQLite::Database& database, std::int64_t account, std::int64_t person,
     std::strftime(day, sizeof day, "%F", &local);
     SQLite::Statement entry(database, "INSERT INTO entries (person_id, project_id, task_id, spent_at, notes, seconds,"
                                       " timer_started, created_at, updated_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    for (int i = 1; i <= EntryCount; ++i) {
-        const auto written = static_cast<std::int64_t>(now) - 60 * (EntryCount - i + 1);
-        SQLite::bind(entry, person, i, (i + i % TasksOfProject) % TaskCount + 1, std::string(day),
+    for (int i = 1; i <= amount.entries; ++i) {
+        const auto written = static_cast<std::int64_t>(now) - 60 * (amount.entries - i + 1);
+        SQLite::bind(entry, person, i, (i + i % amount.tasksOfProject) % amount.tasks + 1, std::string(day),
                      "What was done, in a few words, for the " + std::to_string(i) + "th time", 60 * i);
-        if (running && i == EntryCount)
+        if (running && i == amount.entries)
             entry.bind(7, written);
         else
             entry.bind(7);
@@ -77,7 +73,7 @@ void fill(SQLite::Database& database, std::int64_t account, std::int64_t person,
 
 } // namespace
 
-bool fillWithLargeDay(localservice::Database& database, bool running)
+bool fillWithDay(localservice::Database& database, const Amount& amount, bool running)
 {
     using Filled = tl::expected<void, localservice::Problem>;
     support::TestData data(database);
@@ -85,7 +81,7 @@ bool fillWithLargeDay(localservice::Database& database, bool running)
         return data.addPerson({.account = account, .email = Email, .password = Password, .admin = true})
             .and_then([&](auto person) {
                 return database.storage().change([&](SQLite::Database& file) -> Filled {
-                    fill(file, account, person, running);
+                    fill(file, account, person, amount, running);
                     return {};
                 });
             });

@@ -6,12 +6,17 @@ class Database;
 
 namespace bench {
 
-/// Fills an empty data file with a company of many projects and a person with a full day of today. `running`: the timer
-/// of the last entry runs. False, with a message on standard error, on failure.
-bool fillWithLargeDay(localservice::Database& database, bool running);
+/// How much there is of a company and of a person's day.
+struct Amount
+{
+    int clients, tasks, projects, tasksOfProject, entries;
+};
+/// A company has one list of kinds of work, from which its projects choose.
+inline constexpr Amount Large{50, 40, 500, 20, 200};
+inline constexpr Amount Ordinary{5, 10, 20, 5, 8};
 
-inline constexpr int ProjectCount = 500;
-inline constexpr int TasksOfProject = 20;
-inline constexpr int EntryCount = 200;
+/// Fills an empty data file with a company and a person's entries of today. `running`: the timer of the last one runs.
+/// False, with a message on standard error, on failure.
+bool fillWithDay(localservice::Database& database, const Amount& amount, bool running);
 
 } // namespace bench

@@ -32,7 +32,7 @@ void forThreads(pid_t process, Use use)
 
 } // namespace
 
-Process::Process(std::vector<std::string> command, const std::map<std::string, std::string>& environment)
+Process::Process(std::vector<std::string> command, const std::map<std::string, std::string>& environment, Output output)
 {
     std::map<std::string, std::string> merged = environment;
     for (char** variable = environ; *variable; ++variable) {
@@ -57,7 +57,12 @@ Process::Process(std::vector<std::string> command, const std::map<std::string, s
         throw std::runtime_error("no pipe");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    if (output == Output::Dropped) {
+        for (const int stream : {STDOUT_FILENO, STDERR_FILENO})
+            posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
+    } else {
+        posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    }
     const int failure = posix_spawn(&m_id, words[0], &actions, nullptr, words.data(), variables.data());
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);

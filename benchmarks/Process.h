@@ -13,8 +13,15 @@ namespace bench {
 class Process
 {
 public:
+    enum class Output
+    {
+        Kept, ///< for readLine; what it writes to standard error is shown
+        Dropped,
+    };
+
     /// `environment` is added to that of this process.
-    Process(std::vector<std::string> command, const std::map<std::string, std::string>& environment = {});
+    explicit Process(std::vector<std::string> command, const std::map<std::string, std::string>& environment = {},
+                     Output output = Output::Kept);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;

@@ -30,7 +30,8 @@ struct Builds
     std::optional<Programs> before;
 };
 
-/// A service on a data file of its own: with the large day, its last timer "running", or with "years" of time.
+/// A service on a data file of its own: with the large day, its last timer "running", an "ordinary" day, or "years" of
+/// time.
 class ServiceProcess
 {
 public:

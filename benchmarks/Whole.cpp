@@ -24,10 +24,11 @@ void pause(double seconds)
     usleep(static_cast<useconds_t>(seconds * 1e6));
 }
 
-std::unique_ptr<Process> started(FaceWatch& watch, const std::string& program, const Home& home, int width = FaceWidth)
+std::unique_ptr<Process> started(FaceWatch& watch, const std::string& program, const Home& home, int width = FaceWidth,
+                                 Process::Output output = Process::Output::Kept)
 {
     watch.expectNewProgram();
-    auto process = std::make_unique<Process>(std::vector{program}, home.environment());
+    auto process = std::make_unique<Process>(std::vector{program}, home.environment(), output);
     if (!watch.awaitFace(LongestStart, width))
         throw std::runtime_error(program + " showed no window");
     return process;
@@ -85,10 +86,10 @@ void inTurns(const Builds& builds, const std::string& figure, Limits limits, Mea
 
 } // namespace
 
-double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width)
+double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width, Process::Output output)
 {
     const double before = now();
-    const auto process = started(watch, program, home, width);
+    const auto process = started(watch, program, home, width, output);
     return (now() - before) * 1000;
 }
 

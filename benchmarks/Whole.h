@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Process.h"
 #include "Programs.h"
 
 #include <string>
@@ -20,7 +21,8 @@ void measureWakeUps(const Builds& builds);
 void measureCommand(const Builds& builds);
 
 /// Milliseconds until a window of the program, at least that wide, shows a picture. The program is ended.
-double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width);
+double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width,
+                 Process::Output output = Process::Output::Kept);
 
 /// Until the program has had nothing to do for a while.
 void awaitQuiet(const Process& process);

@@ -1,7 +1,7 @@
-// bench-service FILE [running|years]
+// bench-service FILE [running|ordinary|years]
 //
-// The timesheet service with the large day or the time of many years, made on first use. Prints its port and serves
-// until stopped.
+// The timesheet service with the large day, an ordinary one or the time of many years, made on first use. Prints its
+// port and serves until stopped.
 #include "LargeDay.h"
 #include "ManyYears.h"
 
@@ -17,7 +17,7 @@
 int main(int argc, char** argv)
 {
     if (argc < 2) {
-        std::cerr << "usage: bench-service FILE [running|years]\n";
+        std::cerr << "usage: bench-service FILE [running|ordinary|years]\n";
         return 64;
     }
     sigset_t signals;
@@ -34,8 +34,11 @@ int main(int argc, char** argv)
     localservice::Service service({.dataFile = argv[1]});
     const auto database = service.database();
     const std::string_view content = argc > 2 ? argv[2] : "";
-    if (!database || (isNew && !(content == "years" ? bench::fillWithManyYears(**database)
-                                                    : bench::fillWithLargeDay(**database, content == "running"))))
+    if (!database ||
+        (isNew &&
+         !(content == "years" ? bench::fillWithManyYears(**database)
+                              : bench::fillWithDay(**database, content == "ordinary" ? bench::Ordinary : bench::Large,
+                                                   content == "running"))))
         return 1;
     const auto port = service.start();
     if (!port) {
