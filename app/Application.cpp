@@ -137,21 +137,24 @@ public:
         return first;
     }
 
-    /// The status item first: slow work starts once there is something to look at.
+    /// The status item first: slow work of this thread starts once there is something to look at.
     void start(const BuiltInService::Maker& builtInService, bool local, bool background)
     {
         m_background = background;
         m_menulet.emplace(builtInService);
+        if (!local && !m_menulet->timeHere().isRemembered())
+            WrenfoldMenulet::expectRequests();
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
         new FirstPaint(m_menulet->statusItemView(), [this, local] {
             m_appearance.emplace();
-            QApplication::setWindowIcon(applicationIcon());
             TimeHere& timeHere = m_menulet->timeHere();
             if (local || timeHere.isRemembered())
                 timeHere.startUp([this, local](const QString& failure) { builtInServiceDidStart(failure, local); });
             else
                 awake();
+            // While the service is asked.
+            QTimer::singleShot(0, &*m_menulet, [] { QApplication::setWindowIcon(applicationIcon()); });
         });
     }
 

@@ -60,6 +60,7 @@ WrenfoldMenulet::~WrenfoldMenulet()
     m_aboutController.reset();
     m_preferenceController.reset();
     m_timesheetController.reset();
+    m_preparedTimesheet.reset();
     m_addTimerController.reset();
     if (m_statusItem) {
         m_statusItem->setView(nullptr);
@@ -81,6 +82,13 @@ void WrenfoldMenulet::applicationWillFinishLaunching()
     // There is no window yet that could be brought to the front.
     environment().desktop().setShownInTaskBar(true);
     m_showingInDock = true;
+}
+
+void WrenfoldMenulet::expectRequests()
+{
+    settings::QuillonPreferences::setupDefaults();
+    if (!settings::QuillonPreferences::sharedPreferences().credentials().url.isEmpty())
+        service::QuillonApi::sharedApi().prepare();
 }
 
 void WrenfoldMenulet::showStatusItem()

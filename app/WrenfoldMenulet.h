@@ -76,7 +76,9 @@ public:
 
     /// Decides whether the program appears beside others or only in the bar.
     void applicationWillFinishLaunching();
-    /// Creates the status item, with placeholder hours. Nothing slow has happened by then.
+    /// Has what the first requests need made ready on other threads, if anybody is signed in.
+    static void expectRequests();
+    /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
     void showStatusItem();
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
@@ -254,6 +256,7 @@ private:
     void openPage(const QString& path);
     void enableTimerItems(bool enable);
     timesheet::TimesheetController& timesheet();
+    void prepareTimesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void forgetRunningTimer();
     void withdrawIdleQuestionOfStoppedTimer();
@@ -274,6 +277,7 @@ private:
     std::unique_ptr<skin::AboutController> m_aboutController;
     std::unique_ptr<preferences::PreferenceController> m_preferenceController;
     std::unique_ptr<timesheet::TimesheetController> m_timesheetController;
+    std::unique_ptr<timesheet::TimesheetController> m_preparedTimesheet; ///< until it is opened
     std::unique_ptr<editing::NewTimerController> m_addTimerController;
 
     std::unique_ptr<const store::Model> m_managedObjectModel;

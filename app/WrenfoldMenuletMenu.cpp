@@ -220,13 +220,26 @@ void WrenfoldMenulet::showPreferencePanel(QObject* /*sender*/)
     m_preferenceController->show();
 }
 
+void WrenfoldMenulet::prepareTimesheet()
+{
+    if (m_timesheetController || m_inBackground || loggedOut())
+        return;
+    m_preparedTimesheet = std::make_unique<timesheet::TimesheetController>(*this);
+    m_preparedTimesheet->windowHack();
+    m_preparedTimesheet->prepare();
+}
+
 timesheet::TimesheetController& WrenfoldMenulet::timesheet()
 {
     using timesheet::TimesheetController;
     if (!m_timesheetController) {
-        m_timesheetController = std::make_unique<TimesheetController>(*this);
+        m_timesheetController = std::exchange(m_preparedTimesheet, {});
+        // It shows the day on which it was made.
+        if (!m_timesheetController || m_timesheetController->currentDate() != model::localDay(model::now())) {
+            m_timesheetController = std::make_unique<TimesheetController>(*this);
+            m_timesheetController->windowHack();
+        }
         TimesheetController* const made = m_timesheetController.get();
-        made->windowHack();
         made->setLoggedOut(loggedOut());
         updateQuestionInTimesheet();
         connect(this, &WrenfoldMenulet::quillonForMacNetworkNotReachable, made, &TimesheetController::wentOffline);

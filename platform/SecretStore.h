@@ -29,6 +29,9 @@ public:
     /// Never prompts, and returns within two seconds. Empty when there is no such item.
     virtual Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) = 0;
 
+    /// The item will be looked up soon: what that takes may begin now. Returns immediately.
+    virtual void expectLookup(const QString& /*service*/, const QString& /*account*/) {}
+
     /// Whether there is a keyring for new items. Where there is none, storing one asks the person to make it. Never
     /// prompts, and returns within two seconds.
     virtual Result<bool> hasDefaultKeyring() { return true; }

@@ -1,5 +1,6 @@
 #include "QuillonApi.h"
 
+#include "CurlLibrary.h"
 #include "QuillonCacheVersionNetworkOperation.h"
 #include "QuillonCompanyNetworkOperation.h"
 #include "QuillonStopIdleTimerOperation.h"
@@ -25,11 +26,16 @@
 namespace service {
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 /// Bytes of a reply with a catalog in it; that of a day is a tenth of it.
 constexpr qsizetype LargeReply = qsizetype{256} * 1024;
+
+/// The C library holds its locks while it gives memory back: the main thread, which takes the catalog over and shows
+/// it at that moment, would wait ten milliseconds and more.
+constexpr auto CalmBeforeTrim = 500ms;
 
 /// Importing a catalog temporarily takes twenty times the reply's size, in so many pieces that the C library would keep
 /// it all for this thread, which never needs it again.
@@ -80,6 +86,12 @@ model::Company* QuillonApi::company()
     if (!m_company)
         m_company = model::Company::findOrCreateCompany(m_userCredentials.credentials().url);
     return m_company.get();
+}
+
+void QuillonApi::prepare()
+{
+    m_userCredentials.expectPassword();
+    startWorker();
 }
 
 void QuillonApi::requestCompany()
@@ -214,26 +226,38 @@ void QuillonApi::release()
     }
     m_held.clear();
     m_queued.notify_one();
-    if (!m_worker.joinable())
+    startWorker();
+}
+
+void QuillonApi::startWorker()
+{
+    if (!m_worker.joinable() && !m_stop.stop_requested())
         m_worker = std::jthread([this] { work(m_services.stop); });
 }
 
 void QuillonApi::work(const std::stop_token& stop)
 {
-    for (;;) {
+    if (model::Host* host = model::Host::current())
+        host->coordinator();
+    CurlLibrary::load(); // where it is missing, each request says so
+    const auto isCalled = [this] { return !m_queue.empty(); };
+    for (bool tookMuch = false;;) {
         std::unique_ptr<QuillonNetworkOperation> operation;
         {
             std::unique_lock lock(m_queueMutex);
-            if (!m_queued.wait(lock, stop, [this] { return !m_queue.empty(); }))
+            if (tookMuch && !m_queued.wait_for(lock, stop, CalmBeforeTrim, isCalled) && !stop.stop_requested()) {
+                tookMuch = false;
+                lock.unlock();
+                giveMemoryBack();
+                lock.lock();
+            }
+            if (!m_queued.wait(lock, stop, isCalled))
                 return;
             operation = std::move(m_queue.front());
             m_queue.pop_front();
         }
         operation->start();
-        const bool tookMuch = operation->largestReply() > LargeReply;
-        operation.reset();
-        if (tookMuch)
-            giveMemoryBack();
+        tookMuch = tookMuch || operation->largestReply() > LargeReply;
     }
 }
 

@@ -65,6 +65,8 @@ public:
 
     settings::QuillonPreferences& userCredentials() const { return m_userCredentials; }
 
+    /// There will be a request soon: the HTTP library, the store and the password are made ready on other threads.
+    void prepare();
     /// The account. Outcome: gotQuillonCompany.
     void requestCompany();
     /// Outcome: gotQuillonCompanyCacheVersion, once, if the service answers with well-formed XML.
@@ -121,6 +123,7 @@ private:
              SuccessSelector succeeded = nullptr, FailureSelector failed = nullptr, Ended ended = {});
     void startNewTimer(model::DayEntry& entry, OutcomeReceiver* andNotify, FailureSelector failed, Ended ended);
     void release();
+    void startWorker();
     void work(const std::stop_token& stop);
 
     platform::Run& m_run;

@@ -131,6 +131,12 @@ void QuillonPreferences::setEmail(const QString& email)
     m_email = email;
 }
 
+void QuillonPreferences::expectPassword()
+{
+    if (!isPasswordLoaded() && !m_savedEmail.isNull())
+        platform::Run::current().environment().secretStore().expectLookup(SCServiceName(), m_savedEmail);
+}
+
 QString QuillonPreferences::password()
 {
     if (!m_passwordLoaded)

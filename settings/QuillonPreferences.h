@@ -51,6 +51,8 @@ public:
     QString email() const { return m_email; }
     void setEmail(const QString& email);
 
+    /// The password will be needed soon: where it has to be looked up, that begins now. Returns immediately.
+    void expectPassword();
     /// Looked up in the keyring on first use, without a prompt: that takes 30 ms, or 2 s where the keyring hangs. If
     /// the keyring is locked the user is asked once, and `passwordArrived` announces the password.
     QString password();

@@ -116,6 +116,13 @@ void TimesheetController::windowHack()
     m_window->setOwnFrame(platform::mayDrawFrames());
 }
 
+void TimesheetController::prepare()
+{
+    static_cast<void>(m_window->winId());
+    // Draws, and keeps, pictures, letters and layouts.
+    static_cast<void>(m_window->grab());
+}
+
 void TimesheetController::show()
 {
     updateKeyEquivalents();

@@ -78,6 +78,8 @@ public:
     /// Replaces the desktop's frame by the window's own title strip.
     void windowHack();
 
+    /// Does what the first show would do before anything can be seen, and shows nothing.
+    void prepare();
     /// Raises the window above all others, on today if it was last opened on an earlier day and no displayed timer
     /// runs.
     void show();

@@ -40,6 +40,7 @@ struct Key
 {
     QByteArray service;
     QByteArray account;
+    bool operator==(const Key&) const = default;
 };
 
 template <auto function>
@@ -189,30 +190,45 @@ public:
         std::thread([self = shared_from_this()] { self->run(); }).detach();
     }
 
-    /// Starts `job` and waits a while for its result.
     template <class T>
-    Result<T> ask(std::chrono::milliseconds patience, std::function<Result<T>()> job)
+    struct Answer
     {
-        struct Answer
-        {
-            std::mutex mutex;
-            std::condition_variable came;
-            std::optional<Result<T>> value;
-        };
-        const auto answer = std::make_shared<Answer>();
-        const bool heldUp = isHeldUp();
+        explicit Answer(bool behindAbandoned) : isBehindAbandoned(behindAbandoned) {}
+        const bool isBehindAbandoned; ///< one that waits for a job that nobody waits for any more
+        std::mutex mutex;
+        std::condition_variable came;
+        std::optional<Result<T>> value;
+    };
+
+    template <class T>
+    std::shared_ptr<Answer<T>> begin(std::function<Result<T>()> job)
+    {
+        const auto answer = std::make_shared<Answer<T>>(isHeldUp());
         start([answer, job = std::move(job)] {
             auto value = job();
             const std::lock_guard lock(answer->mutex);
             answer->value = std::move(value);
             answer->came.notify_all();
         });
-        std::unique_lock lock(answer->mutex);
+        return answer;
+    }
+
+    template <class T>
+    Result<T> await(Answer<T>& answer, std::chrono::milliseconds patience)
+    {
+        std::unique_lock lock(answer.mutex);
         // One long wait for a hanging keyring is enough; later calls find out whether it has recovered.
-        if (!heldUp && answer->came.wait_for(lock, patience, [&] { return answer->value.has_value(); }))
-            return *std::move(answer->value);
+        if (!answer.isBehindAbandoned && answer.came.wait_for(lock, patience, [&] { return answer.value.has_value(); }))
+            return *std::move(answer.value);
         holdUp();
         return tl::unexpected(Failure::TimedOut);
+    }
+
+    /// Starts `job` and waits a while for its result.
+    template <class T>
+    Result<T> ask(std::chrono::milliseconds patience, std::function<Result<T>()> job)
+    {
+        return await(*begin(std::move(job)), patience);
     }
 
     /// Whether an abandoned job is still running.
@@ -256,6 +272,12 @@ struct SecretServiceStore::WayBack
     SecretServiceStore* store = nullptr;
 };
 
+struct SecretServiceStore::Expected
+{
+    Key key;
+    std::shared_ptr<Lane::Answer<std::optional<QByteArray>>> answer;
+};
+
 SecretServiceStore::SecretServiceStore(std::chrono::milliseconds patience)
     : m_patience(patience), m_reads(std::make_shared<Lane>()), m_writes(std::make_shared<Lane>()),
       m_prompts(std::make_shared<Lane>()), m_wayBack(std::make_shared<WayBack>())
@@ -275,7 +297,16 @@ SecretServiceStore::Result<std::optional<QByteArray>> SecretServiceStore::lookup
     if (m_reads->isHeldUp())
         return tl::unexpected(Failure::TimedOut);
     const Key key{service.toUtf8(), account.toUtf8()};
+    if (const auto expected = std::exchange(m_expected, {}); expected && expected->key == key)
+        return m_reads->await(*expected->answer, m_patience);
     return m_reads->ask<std::optional<QByteArray>>(m_patience, [key] { return search(key); });
+}
+
+void SecretServiceStore::expectLookup(const QString& service, const QString& account)
+{
+    const Key key{service.toUtf8(), account.toUtf8()};
+    auto answer = m_reads->begin<std::optional<QByteArray>>([key] { return search(key); });
+    m_expected.reset(new Expected{key, std::move(answer)});
 }
 
 SecretServiceStore::Result<bool> SecretServiceStore::hasDefaultKeyring()
@@ -324,6 +355,7 @@ void SecretServiceStore::unlockAndLookup(const QString& service, const QString& 
 SecretServiceStore::Result<void> SecretServiceStore::store(const QString& service, const QString& account,
                                                            const QByteArray& bytes, Stored later)
 {
+    m_expected.reset();
     const Secret<QByteArray> secret = bytes;
     const Key key{service.toUtf8(), account.toUtf8()};
     const auto stored = m_writes->ask<bool>(m_patience, [key, secret]() -> Result<bool> {
@@ -357,6 +389,7 @@ SecretServiceStore::Result<void> SecretServiceStore::store(const QString& servic
 
 SecretServiceStore::Result<void> SecretServiceStore::remove(const QString& service, const QString& account)
 {
+    m_expected.reset();
     const Key key{service.toUtf8(), account.toUtf8()};
     return m_writes->ask<void>(m_patience, [key] { return clear(key); });
 }

@@ -23,6 +23,7 @@ public:
     ~SecretServiceStore() override;
 
     Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
+    void expectLookup(const QString& service, const QString& account) override;
     Result<bool> hasDefaultKeyring() override;
     void unlockAndLookup(const QString& service, const QString& account,
                          std::function<void(Result<std::optional<QByteArray>>)> done) override;
@@ -32,6 +33,7 @@ public:
 private:
     class Lane;
     struct WayBack;
+    struct Expected;
 
     /// An item that waits until the person has unlocked the keyring.
     struct Waiting
@@ -53,6 +55,7 @@ private:
     std::shared_ptr<Lane> m_writes;
     std::shared_ptr<Lane> m_prompts;
     std::shared_ptr<WayBack> m_wayBack;
+    std::unique_ptr<Expected> m_expected; ///< a look-up that was begun for somebody who will ask for it
     std::map<int, std::function<void()>> m_waiting;
     std::list<Waiting> m_toStore;
     int m_asked = 0;

@@ -49,6 +49,19 @@ private slots:
         QCOMPARE(run.shown(), QStringList());
     }
 
+    void firstDayComesAfterMidnight()
+    {
+        AppRun run;
+        run.peer.answer("GET /daily/15/2013", {support::Reply::cut("<daily/>")});
+        run.start();
+        QCOMPARE(run.shown(), QStringList());
+        run.test.time.setNow(run.test.time.now() + 24h);
+        run.requested();
+        run.refresh();
+        QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
+        QCOMPARE(run.requested().filter(u"/daily/16/"_s).size(), 1); // the window was made for that day
+    }
+
     void refreshesQuietly()
     {
         StartedRun run(u"Design"_s);
