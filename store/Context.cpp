@@ -411,6 +411,21 @@ Object* Context::find(ObjectId id)
     }
 }
 
+/// The object as the store has it, of no context; null when it has none.
+tl::expected<std::unique_ptr<Object>, Error> Context::stored(ObjectId id)
+{
+    const Entity& entity = m_coordinator->model().entities()[static_cast<std::size_t>(id.entity)];
+    try {
+        return onStore([&](Connection& store) -> std::unique_ptr<Object> {
+            StatementUse statement(store.selectStatement(entity));
+            statement->bind(1, id.row);
+            return statement->executeStep() ? readRow(entity, statement) : nullptr;
+        });
+    } catch (const std::exception& failure) {
+        return tl::unexpected(Error{QString::fromUtf8(failure.what())});
+    }
+}
+
 tl::expected<void, Error> Context::save()
 {
     std::shared_ptr<const ChangeSet> changes;
@@ -437,6 +452,8 @@ tl::expected<void, Error> Context::save()
 void Context::mergeChanges(const ChangeSet& changes)
 {
     const auto& entities = m_coordinator->model().entities();
+    // Then what both saved is as it was saved here, and the change set does not say which that is.
+    const bool isOutdated = changes.number < m_lastSave;
 
     // Collections that gained or lost members unknown here are fetched again on next use.
     std::unordered_set<int> grown;
@@ -454,21 +471,24 @@ void Context::mergeChanges(const ChangeSet& changes)
             continue;
         }
         const Entity& entity = *object->m_entity;
+        const auto now = isOutdated ? stored(change.id).value_or(nullptr) : nullptr;
+        const auto& values = now ? now->m_values : change.values;
+        const auto& toOnes = now ? now->m_toOnes : change.toOnes;
         for (std::size_t i = 0; i < entity.attributes.size(); ++i) {
             if ((change.changedAttributes & ~object->m_changedAttributes) >> i & 1u)
-                object->m_values[i] = change.values[i];
+                object->m_values[i] = values[i];
         }
         for (int i = 0; i < entity.toOneCount; ++i) {
             if (!((change.changedToOnes & ~object->m_changedToOnes) >> i & 1u))
                 continue;
             std::int64_t& row = object->m_toOnes[static_cast<std::size_t>(i)];
-            moveInCollections(*object, i, row, change.toOnes[static_cast<std::size_t>(i)]);
-            row = change.toOnes[static_cast<std::size_t>(i)];
+            moveInCollections(*object, i, row, toOnes[static_cast<std::size_t>(i)]);
+            row = toOnes[static_cast<std::size_t>(i)];
         }
     }
 
     for (const ObjectId& id : changes.deleted) {
-        if (Object* object = registered(id))
+        if (Object* object = registered(id); object && !(isOutdated && stored(id).value_or(nullptr)))
             drop(*object);
     }
     std::erase_if(m_collections, [&](const auto& entry) {

@@ -42,6 +42,7 @@ struct ChangeSet
     std::vector<ObjectId> inserted; ///< ids only: no other context can know an older state of them
     std::vector<Change> updated;
     std::vector<ObjectId> deleted;
+    std::uint64_t number = 0;        ///< the larger one is of the later save
     std::vector<ObjectId> confirmed; ///< found to be current (see Context::confirm), changed or not
 
     /// Whether the store stayed as it was.
@@ -114,7 +115,7 @@ public:
     void setDidSave(std::function<void(std::shared_ptr<const ChangeSet>)> didSave) { m_didSave = std::move(didSave); }
 
     /// Merges what another context saved: properties unchanged here, new members of collections, and deletions. Deleted
-    /// objects are destroyed within the call.
+    /// objects are destroyed within the call. What has been saved here since that save stays.
     void mergeChanges(const ChangeSet& changes);
 
 private:
@@ -139,6 +140,7 @@ private:
     std::vector<Object*> fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request);
     Object* takeRow(const Entity& entity, StatementUse& statement);
     std::unique_ptr<Object> readRow(const Entity& entity, StatementUse& statement);
+    tl::expected<std::unique_ptr<Object>, Error> stored(ObjectId id);
     Connection& connection();
     void offerAgain(Connection& store);
     template <class Work>
@@ -170,6 +172,7 @@ private:
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
     std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
     std::vector<ObjectId> m_confirmed;                         ///< since the last save
+    std::uint64_t m_lastSave = 0;                              ///< that wrote something
     std::unordered_set<ObjectId, ObjectIdHash> m_offeredAgain; ///< inserted ones that other contexts may know
     std::unordered_map<CollectionKey, std::vector<Object*>, CollectionKeyHash> m_collections;
     std::function<void(std::shared_ptr<const ChangeSet>)> m_didSave;

@@ -76,6 +76,7 @@ private:
     QString m_file; ///< empty: none was usable
     std::chrono::milliseconds m_patience{};
     std::unique_ptr<std::atomic<std::int64_t>[]> m_lastRow;
+    std::atomic<std::uint64_t> m_lastSave = 0;
     std::function<void()> m_didLose;
 
     std::shared_mutex m_writers;

@@ -33,7 +33,9 @@ tl::expected<void, Error> Context::Save::write()
     if (!each(Object::State::Deleted, &Save::deleteRow) || !each(Object::State::Inserted, &Save::insertRow) ||
         !each(Object::State::Updated, &Save::updateRow))
         return tl::unexpected(Error{QStringLiteral("stopped")});
+    const std::uint64_t number = ++m_context.m_coordinator->m_lastSave;
     transaction.commit();
+    m_context.m_lastSave = m_number = number;
     return {};
 }
 
@@ -241,6 +243,7 @@ std::shared_ptr<const ChangeSet> Context::Save::finish()
         m_context.drop(*lost);
 
     auto changes = std::make_shared<ChangeSet>();
+    changes->number = m_number;
     changes->confirmed = std::exchange(m_context.m_confirmed, {});
     for (ObjectId& id : changes->confirmed) {
         if (const auto taken = m_takenOver.find({id.entity, id.row}); taken != m_takenOver.end())

@@ -34,6 +34,7 @@ private:
 
     Context& m_context;
     Connection& m_connection;
+    std::uint64_t m_number = 0;
     std::vector<std::string> m_buffers;
     /// By (entity, new row): the row of the object that was first, as it is with what was set here.
     std::map<std::pair<int, std::int64_t>, std::unique_ptr<Object>> m_takenOver;

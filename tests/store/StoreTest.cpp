@@ -7,6 +7,8 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
+#include "support/VerifyEach.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -385,12 +387,17 @@ private slots:
         theirs->setValue("text", u"new"_s);
         theirs->setValue("weight", 9.0);
         theirs->setValue("open", false);
-        QVERIFY(other->save() && trump->save() && overwrite.save());
+        QVERIFY(other->save());
+        const auto theirSave = desk.saved;
+        VERIFY_EACH(trump->save(), overwrite.save());
+        overwrite.mergeChanges(*theirSave); // late
         const auto after = desk.worker();
-        const Object* note = Desk::byKey(*after, u"1"_s);
-        QCOMPARE(note->string("text"), u"new"_s);
-        QCOMPARE(note->number("weight"), 1.0);
-        QVERIFY(note->boolean("open"));
+        for (Context* context : {after.get(), &overwrite}) {
+            const Object* note = Desk::byKey(*context, u"1"_s);
+            QCOMPARE(note->string("text"), u"new"_s);
+            QCOMPARE(note->number("weight"), 1.0);
+            QVERIFY(note->boolean("open"));
+        }
     }
 
     void deletedMeanwhile()
@@ -406,6 +413,7 @@ private slots:
         const auto other = desk.worker();
         other->remove(*Desk::byKey(*other, u"1"_s));
         QVERIFY(other->save());
+        const auto deleted = desk.saved;
         const ObjectId lost = Desk::byKey(*trump, u"1"_s)->id();
         QVERIFY(trump->save());
         QVERIFY(!Desk::byKey(*trump, u"1"_s));
@@ -413,6 +421,9 @@ private slots:
         QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
         QVERIFY(overwrite.save());
         QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);
+        const Ref<Object> kept(overwrite.find(lost));
+        overwrite.mergeChanges(*deleted); // late
+        QVERIFY(kept);
     }
 
     void sameKeyMadeTwice()
@@ -421,10 +432,12 @@ private slots:
         const auto first = desk.worker();
         const auto second = desk.worker();
         Desk::note(*first, u"1"_s, nullptr, &Desk::box(*first, u"A"_s)).setValue("text", u"first"_s);
-        Object& later = Desk::box(*second, u"A"_s);
-        later.setValue("size", std::int64_t(7));
-        Object& note = Desk::note(*second, u"1"_s, &later, &later);
+        Object& note = Desk::note(*second, u"1"_s);
         note.setValue("weight", 2.0);
+        Object& later = Desk::box(*second, u"A"_s); // saved before what refers to it
+        later.setValue("size", std::int64_t(7));
+        for (const char* whose : {"box", "owner"})
+            note.setToOne(whose, &later);
         QVERIFY(first->save());
         QVERIFY(second->save());
 
@@ -539,7 +552,7 @@ private slots:
             const QString made = file + u".made"_s;
             SQLite::Database writer(made.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
             writer.exec("PRAGMA journal_mode=WAL; CREATE TABLE Box (pk INTEGER PRIMARY KEY); PRAGMA user_version=999");
-            QVERIFY(QFile::copy(made, file) && QFile::copy(made + u"-wal"_s, file + u"-wal"_s));
+            VERIFY_EACH(QFile::copy(made, file), QFile::copy(made + u"-wal"_s, file + u"-wal"_s));
         });
         QTest::newRow("no log can be made") << Arrange([](const QString& file) {
             coordinator(file).reset();
@@ -575,7 +588,7 @@ private slots:
         auto shared = coordinator();
         QVERIFY(!QFile::exists(file) || !shared->examine(file));
         const auto added = shared->addStore(file, std::chrono::milliseconds(100));
-        QVERIFY(!added && !added.error().text.isEmpty());
+        VERIFY_EACH(!added, !added.error().text.isEmpty());
         QCOMPARE(shared->failure()->text, added.error().text);
 
         // Everything goes on in memory, which all contexts share.
@@ -611,7 +624,7 @@ private slots:
         other.exec("BEGIN IMMEDIATE");
         QVERIFY(!context.save());
         other.exec("ROLLBACK");
-        QVERIFY(context.save() && !shared->failure());
+        VERIFY_EACH(context.save(), !shared->failure());
     }
 
     void filesThatFailMeanwhile_data()
@@ -657,7 +670,7 @@ private slots:
         const bool lateSaw = Desk::byKey(*late, u"1"_s);
         QVERIFY(busy->save());
         desk.main.mergeChanges(*desk.saved);
-        QVERIFY(desk.main.save() && late->save());
+        VERIFY_EACH(desk.main.save(), late->save());
 
         QVERIFY(desk.shared->failure());
         QCOMPARE(told, int(loses));
