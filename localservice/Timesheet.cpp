@@ -294,13 +294,13 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
     const Seconds typed = typedSeconds(fields.hours.value_or(0));
     const Seconds actual = entry.total(now);
     // A running timer's hours may be a minute old by the time they are sent back, or as old as the request says: then
-    // the timer may even have been stopped since.
+    // the timer may even have been stopped since, and run again.
     const Seconds asOf = std::min(fields.asOf.value_or(now), now);
-    const Seconds shown = entry.timerStarted
-                              ? entry.total(asOf)
-                              : std::max<Seconds>(0, entry.base - std::max<Seconds>(0, entry.updated - asOf));
-    const bool justShown =
-        looksLike(typed, shown) || (entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60)));
+    const Seconds sinceThen = std::max<Seconds>(0, entry.updated - asOf);
+    const Seconds beforeStop = std::max<Seconds>(0, entry.base - sinceThen);
+    const bool runsAgain = entry.timerStarted && sinceThen > 0 && looksLike(typed, beforeStop);
+    const bool justShown = looksLike(typed, entry.timerStarted ? entry.total(asOf) : beforeStop) || runsAgain ||
+                           (entry.timerStarted && looksLike(typed, std::max(entry.base, actual - 60)));
     if (!fields.hoursTouched.value_or(!looksLike(typed, actual) && !justShown))
         return {};
     if (auto allowed = checkLength(typed); !allowed)

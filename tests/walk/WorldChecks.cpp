@@ -142,10 +142,12 @@ void World::absorb()
         if (wish.kind == Wish::Add ? wish.entry.account != account
                                    : mine != m_ledger.entries.end() && mine->second.account != account)
             continue; // another account has no such thing
+        const bool refused =
+            wish.kind == Wish::Correct && mine != m_ledger.entries.end() && mine->second.updated > wish.known;
         repeated += again && wish.kind == Wish::Toggle && sent.passedOn > 0;
         for (int i = 0; i < sent.passedOn; ++i)
             m_ledger.apply(wish, sent.when);
-        if (sent.delivered && wish.kind != Wish::Delete)
+        if (sent.delivered && !refused && wish.kind != Wish::Delete)
             tell(sent, wish.kind == Wish::Add && !m_ledger.archived ? m_ledger.entries.rbegin()->first : wish.id);
     }
 }
