@@ -4,6 +4,7 @@
 #include "skin/QuillonTextFieldCell.h"
 #include "store/Coordinator.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetListViewCell.h"
 #include "timesheet/TimesheetWindow.h"
@@ -268,7 +269,7 @@ private slots:
         preferences.setNewTimerWindowHotKeyCombo({settings::KeyCombo::Command, 3});
         preferences.save();
         emit preferences.preferencesChanged();
-        QVERIFY(!timesheet.company() && timesheet.dayEntries().empty());
+        VERIFY_EACH(!timesheet.company(), timesheet.dayEntries().empty());
         QVERIFY(timesheet.window().startNewTimerButton->text().endsWith("(Ctrl+F)"_L1));
         run.settle();
         QCOMPARE(run.menulet->company()->subdomain(), u"other"_s);
@@ -321,7 +322,7 @@ private slots:
             }
             QVERIFY(run.menulet->persistentStoreCoordinator()->failure());
             QCOMPARE(run.face(), u"0:00"_s);
-            QVERIFY(run.menulet->currentUser() && !run.menulet->company()->projects().empty());
+            VERIFY_EACH(run.menulet->currentUser(), !run.menulet->company()->projects().empty());
             run.startTimer(u"Design"_s);
             QCOMPARE(run.face(), u"0:00 running"_s);
             QCOMPARE(run.menulet->company()->mostRecentDayEntry()->project()->name(), u"Website"_s);

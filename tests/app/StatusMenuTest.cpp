@@ -6,6 +6,7 @@
 
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/TimesheetWindow.h"
 
 #include <QLabel>
@@ -91,7 +92,7 @@ private slots:
         run.menulet->showFirstSteps(nullptr);
         run.test.time.advance(2s);
         const auto* hint = run.menulet->timesheetController()->window().findChild<QLabel*>(u"hintText"_s);
-        QVERIFY(hint && hint->isVisible());
+        VERIFY_EACH(hint, hint->isVisible());
         QVERIFY2(hint->text().contains("Others cover it."_L1), qPrintable(hint->text()));
         // A desktop that asks for the keys waits until they have been read.
         run.refresh();
@@ -115,7 +116,7 @@ private slots:
             if (!item->isVisible())
                 item->trigger();
         }
-        QVERIFY(!run.menu().isVisible() && run.test.desktop.opened.isEmpty() && run.requested().isEmpty());
+        VERIFY_EACH(!run.menu().isVisible(), run.test.desktop.opened.isEmpty(), run.requested().isEmpty());
         QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
 
         // What is known is sent all the same, and an answer signs in.
@@ -171,7 +172,7 @@ private slots:
         timesheet.goToToday();
         run.settle();
         const auto* card = timesheet.window().findChild<QWidget*>(u"questionCard"_s);
-        QVERIFY(card && !card->isHidden());
+        VERIFY_EACH(card, !card->isHidden());
         QVERIFY(card->accessibleName().startsWith(said));
 
         run.menu().showElsewhereMenuItem->trigger();

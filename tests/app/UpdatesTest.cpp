@@ -6,6 +6,7 @@
 #include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -169,7 +170,7 @@ private slots:
               {u"<![CDATA[<style>p{color:red}</style><script>alert(1)</script><p>Text</p>]]>"_s, u"Text"_s},
               {QString(), QString()}}) {
             const auto newest = Appcast::newest(QByteArray::fromStdString(feed(item("1.3", written.toStdString()))));
-            QVERIFY(newest && *newest);
+            VERIFY_EACH(newest, *newest);
             QCOMPARE((*newest)->plainNotes(), read);
         }
     }

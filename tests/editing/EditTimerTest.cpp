@@ -2,6 +2,7 @@
 
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QCalendarWidget>
 #include <QMenu>
@@ -216,7 +217,8 @@ private slots:
         QCOMPARE(run.startTime().text(), u"9"_s);
         QVERIFY(run.find<skin::QuillonTextFieldBackground>("startTimeBackground")->error());
         // The look of the field stays the same: words say it.
-        QVERIFY(!run.find<QLabel>("timeHint")->text().isEmpty() && !run.startTime().accessibleDescription().isEmpty());
+        VERIFY_EACH(!run.find<QLabel>("timeHint")->text().isEmpty(),
+                    !run.startTime().accessibleDescription().isEmpty());
         run.type(run.startTime(), u"9:15"_s);
         // While a menu has the keyboard, nothing is over.
         QFocusEvent toMenu(QEvent::FocusOut, Qt::PopupFocusReason);
@@ -224,7 +226,7 @@ private slots:
         QCOMPARE(run.startTime().text(), u"9:15"_s);
         run.leave();
         QCOMPARE(run.startTime().text(), u"9:15AM"_s);
-        QVERIFY(run.find<QLabel>("timeHint")->text().isEmpty() && run.startTime().accessibleDescription().isEmpty());
+        VERIFY_EACH(run.find<QLabel>("timeHint")->text().isEmpty(), run.startTime().accessibleDescription().isEmpty());
         QCOMPARE(run.entry(run.id)->startedAt(), EditRun::moment(9, 15));
         QCOMPARE(message(u"9:00"_s, u"later"_s), u"Please enter a valid end time and try again."_s);
         QCOMPARE(run.window()->focusWidget(), &run.endTime());
@@ -363,7 +365,7 @@ private slots:
 
         QTest::keyClick(&date, Qt::Key_Down, Qt::AltModifier);
         auto* calendar = date.findChild<QCalendarWidget*>();
-        QVERIFY(calendar && calendar->isVisible());
+        VERIFY_EACH(calendar, calendar->isVisible());
         QCOMPARE(calendar->selectedDate(), QDate(2013, 2, 9));
         run.refresh();
         QVERIFY(calendar->isVisible());

@@ -10,6 +10,7 @@
 #include "skin/QuillonTextFieldBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -364,7 +365,7 @@ private slots:
         QCOMPARE(run.button(), u"Start (off)");
         QCOMPARE(run.task()->text(), u"Meetings");
         run.key(Qt::Key_Tab);
-        QVERIFY(run.error(run.task()) && !run.error(run.project()));
+        VERIFY_EACH(run.error(run.task()), !run.error(run.project()));
         QCOMPARE(run.task()->accessibleDescription(), u"No task chosen");
     }
 
@@ -380,7 +381,7 @@ private slots:
             run.key(Qt::Key_Escape);
             QVERIFY(!run.window->isVisible());
             run.open();
-            QVERIFY(!run.error(run.project()) && !run.error(run.task()));
+            VERIFY_EACH(!run.error(run.project()), !run.error(run.task()));
             QCOMPARE(run.focus(), u"Project");
         }
         // What is left of a text that was no choice does not look like one.
@@ -405,7 +406,7 @@ private slots:
         QVERIFY(settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1)); // on disk
         {
             const editing::NewTimerController next;
-            QVERIFY(!next.durationBoxClosed() && next.window().showDurationCheckButton->isChecked());
+            VERIFY_EACH(!next.durationBoxClosed(), next.window().showDurationCheckButton->isChecked());
             QCOMPARE(next.window().height(), before.height() + 29);
         }
 
@@ -596,12 +597,12 @@ private slots:
         run.type(u"notes"_s);
         run.menulet->clearAllData();
         QCOMPARE(run.project()->text() + run.task()->text() + run.window->notesText->text(), QString());
-        QVERIFY(!run.project()->isEnabled() && !run.task()->isEnabled() && !run.window->notesText->isEnabled());
+        VERIFY_EACH(!run.project()->isEnabled(), !run.task()->isEnabled(), !run.window->notesText->isEnabled());
         QCOMPARE(run.button(), u"Start (off)");
         run.menulet->initializeQuillonData();
         service::QuillonApi::sharedApi().requestDailyTimesheetForDate(QDate(2013, 1, 15), true);
         run.settle();
-        QVERIFY(run.project()->isEnabled() && run.window->notesText->isEnabled());
+        VERIFY_EACH(run.project()->isEnabled(), run.window->notesText->isEnabled());
         run.choose(u"web"_s, u"mee"_s);
         QCOMPARE(run.button(), u"Start");
     }

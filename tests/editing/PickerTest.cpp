@@ -8,6 +8,7 @@
 #include "skin/ThinScroller.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -172,7 +173,8 @@ private slots:
         window.type(u"x"_s);
         QCOMPARE(note(), u"Not found"_s);
         auto* link = window.project.autocompleterContainerView()->findChild<skin::LinkButton*>();
-        QVERIFY(link->isVisible() && link->link().path() == u"/projects"_s);
+        QVERIFY(link->isVisible());
+        QCOMPARE(link->link().path(), u"/projects"_s);
         QCOMPARE(link->text(), u"Manage Projects"_s);
         window.key(Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), window.task.textField());
@@ -380,8 +382,9 @@ private slots:
         QCOMPARE(shown->focusChild()->text(QAccessible::Name), u"[B-7] Beta 4");
         QCOMPARE(shown->indexOfChild(shown->child(7)), 7);
         QCOMPARE(shown->child(7)->parent(), shown);
-        QVERIFY(shown->child(0)->role() == QAccessible::MenuItem && shown->child(0)->state().disabled);
-        QVERIFY(shown->child(152)->state().checked && shown->child(152)->state().checkable);
+        QCOMPARE(shown->child(0)->role(), QAccessible::MenuItem);
+        QVERIFY(shown->child(0)->state().disabled);
+        VERIFY_EACH(shown->child(152)->state().checked, shown->child(152)->state().checkable);
 
         // The pointer: not while it just lies there; headers are nothing; dragged to an item and released.
         const auto at = [&](int item) { return menu.itemRect(item).center(); };
@@ -617,7 +620,7 @@ private slots:
         window.key(Qt::Key_Down);
         window.project.setEnabled(false);
         QCOMPARE(window.list(), QString());
-        QVERIFY(!window.project.textField()->isEnabled() && !window.project.popupButton()->isEnabled());
+        VERIFY_EACH(!window.project.textField()->isEnabled(), !window.project.popupButton()->isEnabled());
     }
 };
 

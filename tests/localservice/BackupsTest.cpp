@@ -5,6 +5,8 @@
 #include "localservice/Catalog.h"
 #include "localservice/Removals.h"
 
+#include "support/VerifyEach.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTest>
@@ -177,7 +179,8 @@ private slots:
         QCOMPARE(copy.execAndGet("SELECT COUNT(*) FROM entries").getInt(), 6);
         const auto state = s.service->backups();
         QCOMPARE(state.latest->name, all.front().name);
-        QVERIFY(!state.problem && state.latest->size == fs::file_size(folder / all.front().name));
+        QVERIFY(!state.problem);
+        QCOMPARE(state.latest->size, fs::file_size(folder / all.front().name));
     }
 
     void aCopyThatCannotBeMadeIsTold()
@@ -197,7 +200,7 @@ private slots:
             if (kind == u"damaged data"_s) {
                 QVERIFY(QFile::copy(QString::fromUtf8(file), QString::fromUtf8(file + ".whole")));
                 QFile data(QString::fromUtf8(file));
-                QVERIFY(data.open(QFile::ReadWrite) && data.seek(data.size() - 4096));
+                VERIFY_EACH(data.open(QFile::ReadWrite), data.seek(data.size() - 4096));
                 data.write(QByteArray(4096, '?'));
             }
             std::vector<std::string> told;
@@ -230,7 +233,8 @@ private slots:
             daily.look();
             daily.finish();
             QCOMPARE(told.size(), 2U);
-            QVERIFY(told[1].empty() && !daily.problem() && daily.copies().all().size() == 1);
+            VERIFY_EACH(told[1].empty(), !daily.problem());
+            QCOMPARE(daily.copies().all().size(), std::size_t(1));
         }
     }
 

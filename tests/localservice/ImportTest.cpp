@@ -8,6 +8,8 @@
 #include "localservice/Report.h"
 #include "localservice/Sheet.h"
 
+#include "support/VerifyEach.h"
+
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTest>
@@ -130,7 +132,7 @@ private slots:
         const auto again = planOf(s, *incoming, owner);
         QCOMPARE(again.entries, 0U);
         QCOMPARE(again.present, std::size_t{Many});
-        QVERIFY(again.clients.empty() && again.projects.empty() && again.tasks.empty() && again.people.empty());
+        VERIFY_EACH(again.clients.empty(), again.projects.empty(), again.tasks.empty(), again.people.empty());
         // All of it goes at once, and comes back.
         const auto removal =
             s.change([&](SQLite::Database& data) { return Importer::undo(data, owner, made, s.now()); });
@@ -277,7 +279,7 @@ private slots:
         const auto plan = planOf(s, readSheet(text, sheet, guess(text, sheet), false).value(), s.ann());
         QCOMPARE(plan.entries, 0U);
         QCOMPARE(plan.present, 6U);
-        QVERIFY(plan.clients.empty() && plan.projects.empty() && plan.tasks.empty());
+        VERIFY_EACH(plan.clients.empty(), plan.projects.empty(), plan.tasks.empty());
     }
 
     void leavesOutPeopleWhoAreNotHere()
@@ -288,7 +290,7 @@ private slots:
         const auto plan = planOf(s, readSheet(csv, sheet, guess(csv, sheet), false).value(), s.ann());
         QCOMPARE(plan.entries, 1U);
         QCOMPARE(plan.strangers, 1U);
-        QVERIFY(plan.projects.empty() && plan.people.empty()); // whosever project it is
+        VERIFY_EACH(plan.projects.empty(), plan.people.empty()); // whosever project it is
     }
 
     void writesCalendars()

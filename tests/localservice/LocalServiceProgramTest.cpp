@@ -1,6 +1,8 @@
 #include "Certificate.h"
 #include "HttpClient.h"
 
+#include "support/VerifyEach.h"
+
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -197,7 +199,8 @@ private slots:
         program.end(SIGTERM);
         // Data that cannot even be opened are put aside.
         QFile damaged(file);
-        QVERIFY(damaged.open(QFile::ReadWrite) && damaged.write(QByteArray(4096, '?')) == 4096);
+        QVERIFY(damaged.open(QFile::ReadWrite));
+        QCOMPARE(damaged.write(QByteArray(4096, '?')), qint64(4096));
         damaged.close();
         QVERIFY2(run({u"--restore"_s, replaced}).contains(file + u".damaged."_s), "");
         Program again(folder);
@@ -330,7 +333,7 @@ private slots:
         }
         TlsClient polite(program.address());
         for (int i = 0; i < 40; ++i) {
-            QVERIFY(polite.changeKey() && polite.say(request));
+            VERIFY_EACH(polite.changeKey(), polite.say(request));
             QVERIFY(polite.read().startsWith("HTTP/1.1 4"));
         }
 

@@ -2,6 +2,8 @@
 
 #include "localservice/SignInThrottle.h"
 
+#include "support/VerifyEach.h"
+
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QTest>
@@ -231,9 +233,10 @@ private slots:
         const auto database = service.database();
         QVERIFY(database);
         const auto first = (*database)->ensureSampleAccount("me@example.com");
-        QVERIFY(first && first->password && first->password->size() == 20);
+        VERIFY_EACH(first, first->password);
+        QCOMPARE(first->password->size(), std::size_t(20));
         const auto second = (*database)->ensureSampleAccount("other@example.com");
-        QVERIFY(second && !second->password);
+        VERIFY_EACH(second, !second->password);
         QCOMPARE(second->email, "me@example.com");
         QCOMPARE(second->account, first->account);
 
@@ -244,8 +247,8 @@ private slots:
         QCOMPARE(sheet.texts(u"code"_s).size(), 5);
         // And one entry without time, so that there is a timer to start.
         QCOMPARE(sheet.texts(u"hours"_s), QStringList{u"0.0"_s});
-        QVERIFY(sheet.texts(u"code"_s).contains(QString()) && sheet.texts(u"code"_s).contains(u"JB-01"_s));
-        QVERIFY(sheet.texts(u"billable"_s).contains(u"true"_s) && sheet.texts(u"billable"_s).contains(u"false"_s));
+        VERIFY_EACH(sheet.texts(u"code"_s).contains(QString()), sheet.texts(u"code"_s).contains(u"JB-01"_s));
+        VERIFY_EACH(sheet.texts(u"billable"_s).contains(u"true"_s), sheet.texts(u"billable"_s).contains(u"false"_s));
         // One account is told by its bare address too.
         QCOMPARE(client.send("GET", u"/daily"_s, {}, {u"Host: 127.0.0.1:1"_s}).status, 200);
         QVERIFY((*database)->setPassword("local", "me@example.com", "mine"));
@@ -261,9 +264,9 @@ private slots:
         QVERIFY(database);
         const auto sample =
             (*database)->ensureSampleAccount("me@localhost", "local", localservice::FirstPassword::None);
-        QVERIFY(sample && !sample->password && !sample->hasPassword);
+        VERIFY_EACH(sample, !sample->password, !sample->hasPassword);
         const auto bob = support::TestData(**database).addPerson({sample->account, "bob@localhost", "secret of bob"});
-        QVERIFY(bob && service.start());
+        VERIFY_EACH(bob, service.start());
         const auto who = [&](const QString& email, const QString& password) {
             HttpClient client(QString::fromStdString(service.url("local")), email, password);
             const auto answer = client.get(u"/account/who_am_i"_s);
@@ -289,7 +292,8 @@ private slots:
             return started ? QString() : QString::fromStdString(started.error());
         };
         QFile text(folder.filePath(u"text"_s));
-        QVERIFY(text.open(QFile::WriteOnly) && text.write(QByteArray(5000, 'x')) == 5000);
+        QVERIFY(text.open(QFile::WriteOnly));
+        QCOMPARE(text.write(QByteArray(5000, 'x')), qint64(5000));
         text.close();
         QCOMPARE(start(text.fileName()), u"cannot use %1: file is not a database"_s.arg(text.fileName()));
         QCOMPARE(start(folder.path()), u"cannot open %1: Is a directory"_s.arg(folder.path()));
@@ -298,7 +302,7 @@ private slots:
         QVERIFY(start(newer).isEmpty());
         QFile file(newer);
         // The version number of the schema stands at byte 60 of an SQLite file.
-        QVERIFY(file.open(QFile::ReadWrite) && file.seek(63) && file.putChar(99));
+        VERIFY_EACH(file.open(QFile::ReadWrite), file.seek(63), file.putChar(99));
         file.close();
         QCOMPARE(start(newer), u"cannot use %1: it was written by a newer version of the service"_s.arg(newer));
     }

@@ -3,6 +3,8 @@
 #include "localservice/DateText.h"
 #include "localservice/Timesheet.h"
 
+#include "support/VerifyEach.h"
+
 #include <QTest>
 
 #include <thread>
@@ -52,7 +54,7 @@ private slots:
                  id + u"|1|2024-02-29|1|Website|Bread <& Sons>|1|Design|1.5|0.0"_s);
         QCOMPARE(day.row(u"timer_started_at created_at updated_at notes is_locked is_billed"_s),
                  QStringList({moment, moment, moment, u"R&D <b>\nline – ü"_s, u"false"_s, u"false"_s}).join(u'|'));
-        QVERIFY(day.texts(u"started_at"_s).isEmpty() && day.texts(u"locked_reason"_s).isEmpty());
+        VERIFY_EACH(day.texts(u"started_at"_s).isEmpty(), day.texts(u"locked_reason"_s).isEmpty());
 
         QVERIFY(s.database().setBilled(id.toLongLong(), true));
         QVERIFY(s.database().lockEntry(id.toLongLong(), "Approved."));

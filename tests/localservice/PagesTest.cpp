@@ -4,6 +4,8 @@
 
 #include "pages/Form.h"
 
+#include "support/VerifyEach.h"
+
 #include <QDir>
 #include <QRegularExpression>
 #include <QTest>
@@ -117,7 +119,7 @@ private Q_SLOTS:
         QVERIFY(browser.isSignedIn());
 
         QCOMPARE(browser.signIn().status, 303);
-        QVERIFY(browser.cookie != first && browser.isSignedIn());
+        VERIFY_EACH(browser.cookie != first, browser.isSignedIn());
         const QString second = std::exchange(browser.cookie, first);
         QVERIFY(!browser.isSignedIn());
 
@@ -128,7 +130,7 @@ private Q_SLOTS:
             QVERIFY(file.open(QFile::ReadOnly));
             files += file.readAll();
         }
-        QVERIFY(files.contains("sessions") && !files.contains(second.section(u'=', 1).toUtf8()));
+        VERIFY_EACH(files.contains("sessions"), !files.contains(second.section(u'=', 1).toUtf8()));
     }
 
     void slowsGuessingDownOnceInside()
@@ -240,7 +242,7 @@ private Q_SLOTS:
         // A form of an earlier session is shown in the present one; passwords are never.
         const auto held =
             browser.post(u"/entries/1"_s, {{u"token"_s, old}, {u"notes"_s, u"Two <lines>\nand & more"_s}});
-        QVERIFY(held.body.contains("Not Saved Yet") && held.body.contains("Two &lt;lines&gt;"));
+        VERIFY_EACH(held.body.contains("Not Saved Yet"), held.body.contains("Two &lt;lines&gt;"));
         QVERIFY(Browser::inputs(held)[u"token"_s] != old);
         const auto secret =
             browser.post(u"/account/password"_s, {{u"token"_s, old}, {u"password"_s, u"typed-by-mistake"_s}});
@@ -249,7 +251,8 @@ private Q_SLOTS:
         // What is held leads to this site only.
         const auto led =
             browser.signIn(u"secret"_s, {{u"held_target"_s, u"//evil.example"_s}, {u"held_fields"_s, u"a=b"_s}});
-        QVERIFY(led.status == 200 && !led.body.contains("evil"));
+        QCOMPARE(led.status, 200);
+        QVERIFY(!led.body.contains("evil"));
     }
 
     void linksSignInOnce()
@@ -359,7 +362,8 @@ private Q_SLOTS:
             QCOMPARE(there, u"/sign-in?to=%2Freports&why=user"_s);
             QVERIFY(browser.get(there).body.contains("cannot tell whose browser"));
             const auto refused = browser.signIn();
-            QVERIFY(refused.status == 403 && refused.body.contains("cannot tell whose browser this is"));
+            QCOMPARE(refused.status, 403);
+            QVERIFY(refused.body.contains("cannot tell whose browser this is"));
         }
         // Nothing of it stays with the connection, and nothing was used up.
         QVERIFY(browser.isSignedIn());
@@ -373,13 +377,13 @@ private Q_SLOTS:
         localservice::Service service(
             {.dataFile = folder.filePath(u"x.sqlite"_s).toStdString(), .ownerPassword = "made for this run"});
         const auto database = service.database();
-        QVERIFY(database && (*database)->ensureSampleAccount("me@localhost") && service.start());
+        VERIFY_EACH(database, (*database)->ensureSampleAccount("me@localhost"), service.start());
         Browser browser(service.url("local"));
         const auto link = QString::fromStdString(service.signInLink("local", "me@localhost", "/account"));
         QCOMPARE(where(browser.get(link.mid(browser.url.size()))), u"303 /account"_s);
         const auto account = browser.get(u"/account"_s);
-        QVERIFY(account.body.contains("In a browser") && account.body.contains("Current password"));
-        QVERIFY(!account.body.contains("Info.json") && !account.body.contains("asks for it"));
+        VERIFY_EACH(account.body.contains("In a browser"), account.body.contains("Current password"));
+        VERIFY_EACH(!account.body.contains("Info.json"), !account.body.contains("asks for it"));
 
         Browser other(*m_shared);
         other.signIn();
@@ -423,8 +427,8 @@ private Q_SLOTS:
             };
             for (const auto& [header, value] : wanted.asKeyValueRange())
                 QCOMPARE(answer.headers.value(header), value);
-            QVERIFY(!answer.headers.contains(u"server"_s) &&
-                    !answer.headers.contains(u"access-control-allow-origin"_s));
+            VERIFY_EACH(!answer.headers.contains(u"server"_s),
+                        !answer.headers.contains(u"access-control-allow-origin"_s));
             QCOMPARE(answer.headers.contains(u"allow"_s), status == 405);
             QVERIFY(!answer.headers.contains(u"strict-transport-security"_s));
         }

@@ -2,6 +2,8 @@
 
 #include "localservice/ReportRange.h"
 
+#include "support/VerifyEach.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -180,7 +182,7 @@ private slots:
                 [&](SQLite::Database& database) -> tl::expected<std::string, localservice::Problem> {
                     return file.next(database);
                 });
-            QVERIFY(!piece->empty() && piece->size() < 160 * 1024);
+            VERIFY_EACH(!piece->empty(), piece->size() < 160 * 1024);
             csv += *piece;
         }
         QVERIFY(pieces > 5);

@@ -8,6 +8,8 @@
 #include "model/TaskAssignment.h"
 #include "model/UserAssignment.h"
 
+#include "support/VerifyEach.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -184,7 +186,7 @@ private slots:
                        "</day_entry></day_entries><projects><project><id>11</id><name>Web</name><client>Zoo</client>"
                        "<tasks><task><id>21</id><name>Design</name></task><task><id>22</id><name>admin</name></task>"
                        "</tasks></project></projects></daily>"));
-        QVERIFY(!books && !build);
+        VERIFY_EACH(!books, !build);
         QCOMPARE(names(run.all<Project>()), QStringList({u"Web"_s, u"Books"_s}));
         QCOMPARE(names(run.all<Task>()), QStringList({u"Design"_s, u"admin"_s}));
         QCOMPARE(run.all<UserAssignment>().size(), 1U);

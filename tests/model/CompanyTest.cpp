@@ -7,6 +7,8 @@
 #include "model/Task.h"
 #include "model/TaskAssignment.h"
 
+#include "support/VerifyEach.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -106,7 +108,7 @@ private slots:
         QVERIFY(run.import(&Client::parseXml, list));
         QCOMPARE(run.all<Client>().size(), 2U);
         QCOMPARE(run.byId<Client>("3")->name(), u"R&D");
-        QVERIFY(run.byId<Client>("3")->boolean("isActive") && !run.byId<Client>("4")->boolean("isActive"));
+        VERIFY_EACH(run.byId<Client>("3")->boolean("isActive"), !run.byId<Client>("4")->boolean("isActive"));
         QCOMPARE(run.byId<Client>("4")->company(), &run.company());
 
         QVERIFY(run.import(&Client::parseXml, list));
@@ -229,7 +231,7 @@ private slots:
         QVERIFY(run.main().save());
 
         QCOMPARE(run.company().cacheVersion(), 12);
-        QVERIFY(run.company().projects().empty() && run.company().clients().empty() && run.company().users().empty());
+        VERIFY_EACH(run.company().projects().empty(), run.company().clients().empty(), run.company().users().empty());
         for (const std::size_t left :
              {run.all<Project>().size(), run.all<Task>().size(), run.all<DayEntry>().size(), run.all<Client>().size()})
             QCOMPARE(left, 1U);

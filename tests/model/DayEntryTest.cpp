@@ -8,6 +8,8 @@
 #include "model/TaskAssignment.h"
 #include "model/UserAssignment.h"
 
+#include "support/VerifyEach.h"
+
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -213,13 +215,13 @@ private slots:
         theirs.setTimerStarted(moment("2024-03-05T08:00:00Z"));
         QVERIFY(run.main().save());
         // Of a sheet two may run: it is what the service says.
-        QVERIFY(run.byId<DayEntry>("1")->isRunning() && run.byId<DayEntry>("2")->isRunning());
+        VERIFY_EACH(run.byId<DayEntry>("1")->isRunning(), run.byId<DayEntry>("2")->isRunning());
 
         QVERIFY(run.import("<timer>" + dayEntry("3", "") + "</timer>"));
-        QVERIFY(run.byId<DayEntry>("1")->isRunning() && run.byId<DayEntry>("2")->isRunning());
+        VERIFY_EACH(run.byId<DayEntry>("1")->isRunning(), run.byId<DayEntry>("2")->isRunning());
         QVERIFY(run.import("<add>" + dayEntry("4", running) + dayEntry("5", running) + "</add>"));
-        QVERIFY(!run.byId<DayEntry>("1")->isRunning() && !run.byId<DayEntry>("2")->isRunning());
-        QVERIFY(run.byId<DayEntry>("4")->isRunning() && !run.byId<DayEntry>("5"));
+        VERIFY_EACH(!run.byId<DayEntry>("1")->isRunning(), !run.byId<DayEntry>("2")->isRunning());
+        VERIFY_EACH(run.byId<DayEntry>("4")->isRunning(), !run.byId<DayEntry>("5"));
         QVERIFY(theirs.isRunning());
         QVERIFY(run.import("<add><message>no entry</message></add>"));
         QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s, u"9"_s}));
@@ -294,7 +296,7 @@ private slots:
         QVERIFY(entry);
         QCOMPARE(entry->idString(), u"newEntry");
         QCOMPARE(entry->company(), &run.company());
-        QVERIFY(!entry->project() && !entry->hasRealId() && !entry->hours());
+        VERIFY_EACH(!entry->project(), !entry->hasRealId(), !entry->hours());
 
         QVERIFY(run.import(sheet(dayEntry("1", OfTheDay))));
         entry->setNotes(u"typed"_s);
@@ -307,8 +309,8 @@ private slots:
         QCOMPARE(entry->project(), run.byId<Project>("11"));
         QCOMPARE(entry->task(), run.byId<Task>("21"));
         QCOMPARE(entry->user(), run.currentUser());
-        QVERIFY(!entry->notes().isNull() && entry->notes().isEmpty());
-        QVERIFY(!entry->hours() && !entry->isRunning() && !entry->spentAt().isValid() && !entry->startedAt().isValid());
+        VERIFY_EACH(!entry->notes().isNull(), entry->notes().isEmpty());
+        VERIFY_EACH(!entry->hours(), !entry->isRunning(), !entry->spentAt().isValid(), !entry->startedAt().isValid());
         QCOMPARE(entry->lockedReason(), u"kept");
         QCOMPARE(run.all<DayEntry>().size(), 2U);
 

@@ -2,6 +2,8 @@
 
 #include "model/Xml.h"
 
+#include "support/VerifyEach.h"
+
 #include <QElapsedTimer>
 #include <QTemporaryFile>
 #include <QTest>
@@ -103,7 +105,7 @@ private slots:
         QCOMPARE(item.descendant("id").text(), u"1");
         QCOMPARE(item.firstChild().name(), "deep");
         QCOMPARE(item.next().name(), "other");
-        QVERIFY(item.next("item") && !item.next("item").next("item"));
+        VERIFY_EACH(item.next("item"), !item.next("item").next("item"));
         // Stays within the element.
         QVERIFY(!item.next("item").descendant("id"));
         QVERIFY(!item.child("deep").descendant("ids"));

@@ -4,6 +4,7 @@
 #include "support/InRow.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -64,7 +65,7 @@ private slots:
             alert.escapeButton = escapeButton;
             m_alerts->show(alert, note(u"idle"_s));
             QMessageBox* box = openBox();
-            QVERIFY(box && QTest::qWaitForWindowActive(box));
+            VERIFY_EACH(box, QTest::qWaitForWindowActive(box));
             if (key)
                 QTest::keyClick(box, key);
             else if (click.isEmpty())
@@ -108,7 +109,8 @@ private slots:
         m_alerts->dismiss(ids[1]);
         QCOMPARE(openBox()->text(), u"One"_s);
         m_alerts->dismiss(ids[0]);
-        QVERIFY(openBox() && openBox()->text() == u"Three"_s);
+        QVERIFY(openBox());
+        QCOMPARE(openBox()->text(), u"Three"_s);
         m_alerts->dismiss(ids[0]);
         openBox()->close();
         m_alerts->dismiss(ids[2]);
@@ -154,7 +156,8 @@ private slots:
         QCOMPARE(other.click(), 1); // waits, too
         m_alerts->dismiss(first);
         m_alerts->show(unasked(), note(u"question"_s));
-        QVERIFY(openBox() && openBox()->text() == u"Failed"_s);
+        QVERIFY(openBox());
+        QCOMPARE(openBox()->text(), u"Failed"_s);
         openBox()->close();
         QTRY_VERIFY(openBox() && openBox()->text() == Idle.title);
         openBox()->close();
@@ -185,10 +188,10 @@ private slots:
         const auto id = m_alerts->show({u"Timer Failed"_s, u"Short."_s, {u"OK"_s}}, note(u"failure"_s));
         m_alerts->update(id, {u"Timer Failed"_s, text, {u"OK"_s}});
         QMessageBox* box = openBox();
-        QVERIFY(box && QTest::qWaitForWindowActive(box));
+        VERIFY_EACH(box, QTest::qWaitForWindowActive(box));
 
         auto* shown = box->findChild<QPlainTextEdit*>();
-        QVERIFY(shown && shown->isVisible() && shown->hasFocus());
+        VERIFY_EACH(shown, shown->isVisible(), shown->hasFocus());
         QCOMPARE(shown->toPlainText().remove(u'\n').remove(u' '), QString(text).remove(u'\n').remove(u' '));
         QCOMPARE(shown->accessibleName(), u"Timer Failed"_s);
         const QRect screen = box->screen()->availableGeometry();
@@ -196,11 +199,11 @@ private slots:
         QVERIFY(box->width() < screen.width());
         const QWidget* button = box->buttons().first();
         const QRect place(button->mapTo(box, QPoint()), button->size());
-        QVERIFY(box->rect().contains(place) && !shown->geometry().intersects(place));
+        VERIFY_EACH(box->rect().contains(place), !shown->geometry().intersects(place));
 
         // The keys reach its end, and still answer.
         QTest::keyClick(shown, Qt::Key_End, Qt::ControlModifier);
-        QVERIFY(shown->textCursor().atEnd() && shown->viewport()->rect().contains(shown->cursorRect()));
+        VERIFY_EACH(shown->textCursor().atEnd(), shown->viewport()->rect().contains(shown->cursorRect()));
         QTest::keyClick(shown, Qt::Key_A, Qt::ControlModifier);
         QCOMPARE(shown->textCursor().selectedText().size(), shown->toPlainText().size());
         m_alerts->update(id, {u"Timer Failed again"_s, text, {u"OK"_s}});

@@ -4,6 +4,7 @@
 #include "support/InRow.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -166,7 +167,7 @@ private slots:
             m_time.advance(60s);
             QTRY_COMPARE(m_desktop->said.size(), 2);
             QCOMPARE(m_desktop->shown == number, replaces);
-            QVERIFY(m_desktop->shown && m_said.isEmpty());
+            VERIFY_EACH(m_desktop->shown, m_said.isEmpty());
             m_alerts->dismiss(id);
             QTRY_VERIFY(!m_desktop->shown);
         }

@@ -19,7 +19,8 @@ class TextScalingTest : public QObject
     {
         QDir(m_folder.path()).mkpath(QFileInfo(name).path());
         QFile file(m_folder.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(text), text.size());
     }
 
 private slots:

@@ -4,6 +4,7 @@
 #include "platform/linux/MessageBoxAlerts.h"
 #include "support/ManualTimeSource.h"
 #include "support/Pointer.h"
+#include "support/VerifyEach.h"
 
 #include <QPushButton>
 
@@ -37,7 +38,7 @@ private slots:
 
         m_alerts.show(Question, note(u"question"_s));
         QMessageBox* box = openBox(Question.title);
-        QVERIFY(box && QTest::qWaitForWindowExposed(box));
+        VERIFY_EACH(box, QTest::qWaitForWindowExposed(box));
         pointer(u"key --delay 0 a Return b space Escape c"_s);
         QVERIFY(other.says("\nab c\n"));
         QVERIFY(!box->isActiveWindow());
@@ -60,8 +61,8 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(&other));
         m_alerts.show(Question, note(u"question"_s));
         QMessageBox* box = openBox(Question.title);
-        QVERIFY(box && QTest::qWaitForWindowExposed(box));
-        QVERIFY(other.isActiveWindow() && !box->isActiveWindow());
+        VERIFY_EACH(box, QTest::qWaitForWindowExposed(box));
+        VERIFY_EACH(other.isActiveWindow(), !box->isActiveWindow());
         const QString click = clickOn(box->buttons().last());
         // Meant for what was there a moment before; the window gets the keyboard by it.
         pointer(click);
@@ -80,8 +81,8 @@ private slots:
         m_alerts.show(Warning, note(u"warning"_s));
         QMessageBox* question = openBox(Question.title);
         QMessageBox* warning = openBox(Warning.title);
-        QVERIFY(question && QTest::qWaitForWindowExposed(question));
-        QVERIFY(warning && QTest::qWaitForWindowExposed(warning));
+        VERIFY_EACH(question, QTest::qWaitForWindowExposed(question));
+        VERIFY_EACH(warning, QTest::qWaitForWindowExposed(warning));
         // What is asked for lies over both, and blocks them for as long as it is there.
         m_time.advance(1h);
         const platform::Alert failure{u"Timer Failed"_s, {}, {u"OK"_s}};

@@ -4,6 +4,7 @@
 #include "support/InRow.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -188,11 +189,11 @@ private slots:
         run.test.updates.setUp = false;
         auto& controller = run.open();
         const auto& box = run.part<QAbstractButton>("showInDockButton");
-        QVERIFY(!box.isEnabled() && box.isChecked());
+        VERIFY_EACH(!box.isEnabled(), box.isChecked());
         QCOMPARE(run.part<QLabel>("dockHint").text(), u"Wayland desktops always show a program there."_s);
         QCOMPARE(box.accessibleDescription(), u"Wayland desktops always show a program there."_s);
         const auto& updates = run.part<QAbstractButton>("checkForUpdatesButton");
-        QVERIFY(!updates.isEnabled() && !updates.isChecked());
+        VERIFY_EACH(!updates.isEnabled(), !updates.isChecked());
         QCOMPARE(updates.accessibleDescription(), u"They come from the package manager."_s);
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());
@@ -246,8 +247,8 @@ private slots:
         run.type("passwordField", u"secret"_s);
         // Nothing is sent or saved before somebody says so.
         run.key(Qt::Key_Escape);
-        QVERIFY(run.controller->window().isVisible() && !run.controller->waitingForAuthenticationCheck());
-        QVERIFY(run.settingsFile().isEmpty() && run.requested().isEmpty());
+        VERIFY_EACH(run.controller->window().isVisible(), !run.controller->waitingForAuthenticationCheck());
+        VERIFY_EACH(run.settingsFile().isEmpty(), run.requested().isEmpty());
         QVERIFY(!run.controller->window().close());
         QVERIFY(run.controller->waitingForAuthenticationCheck());
         QTRY_VERIFY(!run.controller->window().isVisible());
@@ -280,7 +281,7 @@ private slots:
         QTRY_COMPARE(said.text(), u"The connection to the service was lost."_s);
         run.click("tryAgainButton");
         QTRY_COMPARE(said.text(), u"The service could not be reached."_s); // without any wait
-        QVERIFY(run.part("tryAgainButton").isVisible() && !run.part("doneButton").isEnabled());
+        VERIFY_EACH(run.part("tryAgainButton").isVisible(), !run.part("doneButton").isEnabled());
 
         // Closing tries again as well. Now somebody is there.
         run.controller->window().close();
@@ -584,7 +585,7 @@ private slots:
         run.type("emailField", u"ann@"_s); // thought better of
         run.click("keepTimeHereButton");
         QCOMPARE(run.owner.asked, QStringList(u"here"_s));
-        QVERIFY(!run.part("keepTimeHereButton").isEnabled() && !run.part("doneButton").isEnabled());
+        VERIFY_EACH(!run.part("keepTimeHereButton").isEnabled(), !run.part("doneButton").isEnabled());
         run.owner.kept(false);
         QVERIFY(controller.window().isVisible());
         QVERIFY(run.part("doneButton").isEnabled());
@@ -599,7 +600,7 @@ private slots:
         QCOMPARE(changed.count(), 1);
         QCOMPARE(run.test.secrets.asked.filter(u"store"_s), QStringList());
         QVERIFY(run.settingsFile().contains("BlinkColon=false"));
-        QVERIFY(!run.settingsFile().contains("localhost") && !run.settingsFile().contains("ann@"));
+        VERIFY_EACH(!run.settingsFile().contains("localhost"), !run.settingsFile().contains("ann@"));
         QCOMPARE(run.requested(), QStringList());
         // It has its new size before it is on the screen.
         run.open();
@@ -614,7 +615,7 @@ private slots:
         settingsOfRun().keepTimeHere({u"you@localhost"_s, u"own"_s, u".local"_s, u"http://local.localhost:1"_s});
         auto& controller = run.open();
         QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
-        QVERIFY(run.part("herePage").isVisible() && !run.part("accountFields").isVisible());
+        VERIFY_EACH(run.part("herePage").isVisible(), !run.part("accountFields").isVisible());
         QVERIFY(run.part<QLabel>("hereText").toolTip().endsWith("/Quillon"_L1));
         QCOMPARE(run.part<QLabel>("hereCopies").text(), u"Copied daily."_s);
         run.click("openInBrowserButton");
@@ -622,10 +623,10 @@ private slots:
 
         // There and back, by Escape and by closing; nobody had to be asked for a password so far.
         run.click("signInButton");
-        QVERIFY(run.part("accountFields").isVisible() && run.part("cancelButton").isVisible());
+        VERIFY_EACH(run.part("accountFields").isVisible(), run.part("cancelButton").isVisible());
         QCOMPARE(run.focused(), u"quillonUrlField"_s);
         run.key(Qt::Key_Escape);
-        QVERIFY(run.part("herePage").isVisible() && controller.window().isVisible());
+        VERIFY_EACH(run.part("herePage").isVisible(), controller.window().isVisible());
         run.click("signInButton");
         QVERIFY(!controller.window().close());
         QVERIFY(!controller.window().isVisible());

@@ -1,5 +1,6 @@
 #include "support/InRow.h"
 #include "support/ServiceRun.h"
+#include "support/VerifyEach.h"
 
 #include "model/DayEntry.h"
 #include "service/Base64.h"
@@ -123,7 +124,7 @@ private slots:
             QCOMPARE(*parsed, (Error{u"QuillonForMac"_s, 500, QString::fromUtf8(told), u"locked"_s}));
         }
         const auto another = QuillonError::parseXml("<daily><message>a</message></daily>");
-        QVERIFY(another && !*another);
+        VERIFY_EACH(another, !*another);
         QVERIFY(!QuillonError::parseXml("Internal Server Error"));
     }
 

@@ -114,6 +114,7 @@ private slots:
                                    {"StartAtLogin=1", "StartAtLogin"_L1, true},
                                    {"IdleMinutesThreshold=15 minutes", "IdleMinutesThreshold"_L1, 10},
                                    {"IdleMinutesThreshold=0", "IdleMinutesThreshold"_L1, 10},
+                                   {"IdleMinutesThreshold=99999999999", "IdleMinutesThreshold"_L1, 10},
                                    {"IdleMinutesThreshold=99999999999999999999", "IdleMinutesThreshold"_L1, 10},
                                    {"IdleMinutesThreshold= 25 ", "IdleMinutesThreshold"_L1, 25},
                                    {"TimesheetHotKey=-1", "TimesheetHotKey"_L1, -1},

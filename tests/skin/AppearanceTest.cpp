@@ -3,6 +3,7 @@
 #include "support/StillStyle.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include "skin/Backgrounds.h"
 #include "skin/BlinkTicker.h"
@@ -105,7 +106,7 @@ private slots:
         QTRY_VERIFY2(qGray(middle(ordinary)) < 0x40, QByteArray::number(middle(ordinary), 16));
         QVERIFY(m_portal.change(Appearance, u"contrast"_s, 1U));
         QTRY_COMPARE(middle(drawn), 0xff000000u);
-        QVERIFY(m_portal.change(Appearance, u"color-scheme"_s, 2U) && m_portal.change(Appearance, u"contrast"_s, 0U));
+        VERIFY_EACH(m_portal.change(Appearance, u"color-scheme"_s, 2U), m_portal.change(Appearance, u"contrast"_s, 0U));
         QTRY_COMPARE(skin::appearance().scheme, Scheme::Light);
         QCOMPARE(middle(drawn), 0xffeeeeeeu);
         // The desktop's own palette is back.

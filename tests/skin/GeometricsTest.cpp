@@ -1,4 +1,5 @@
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
@@ -70,7 +71,7 @@ private slots:
             const QFont font = widgetFont(QFont(open, 11, QFont::Bold));
             QCOMPARE(font.families(), interfaceFont(11).families());
             QCOMPARE(font.pointSize(), 11);
-            QVERIFY(font.bold() && !QFontInfo(font).italic());
+            VERIFY_EACH(font.bold(), !QFontInfo(font).italic());
         }
         QCOMPARE(widgetFont(QFont(u"Cantarell"_s)).families(), QStringList{u"Cantarell"_s});
     }
@@ -116,7 +117,7 @@ private slots:
         // The same letter on each of four lines, among characters of other fonts.
         const QImage plain = drawn(TextLines(u"H"_s, interfaceFont(11), NotesWidth), {300, 14});
         const auto [top, bottom] = inkRows(plain);
-        QVERIFY(top >= 1 && bottom <= 12);
+        VERIFY_EACH(top >= 1, bottom <= 12);
         const QImage four =
             drawn(TextLines(u"H\nH \u05e9\nH\u0e20\u0e39\nH"_s, interfaceFont(11), NotesWidth), {300, 56});
         for (int line = 0; line < 4; ++line)
@@ -172,7 +173,7 @@ private slots:
         QCOMPARE(sizeForWidthHeight(text, 1000, 1000, style), QSizeF(oneLine, 14));
         const QSizeF cut = sizeForWidthHeight(text, threeLines, 30, style);
         QCOMPARE(cut.height(), 30.0);
-        QVERIFY(cut.width() <= threeLines && cut.width() > threeLines - 60);
+        VERIFY_EACH(cut.width() <= threeLines, cut.width() > threeLines - 60);
     }
 };
 

@@ -1,4 +1,5 @@
 #include "support/Pointer.h"
+#include "support/VerifyEach.h"
 
 #include "skin/Callout.h"
 #include "skin/HUDBorderlessWindow.h"
@@ -55,8 +56,8 @@ private slots:
         Panel panel;
         QVERIFY(!panel.isTranslucent());
         const QRegion shape = panel.mask();
-        QVERIFY(shape.contains(QPoint(160, 0)) && shape.contains(QPoint(0, 80)) &&
-                shape.contains(QPoint(319, 159 - 9)));
+        VERIFY_EACH(shape.contains(QPoint(160, 0)), shape.contains(QPoint(0, 80)),
+                    shape.contains(QPoint(319, 159 - 9)));
         for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 159), QPoint(319, 159)})
             QVERIFY(!shape.contains(corner));
         const QImage opaque = panel.picture();

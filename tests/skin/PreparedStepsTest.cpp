@@ -2,6 +2,7 @@
 #include "skin/BlinkTicker.h"
 
 #include "support/TestEnvironment.h"
+#include "support/VerifyEach.h"
 
 #include <QApplication>
 #include <QPaintEvent>
@@ -92,7 +93,7 @@ private slots:
         }
         QCOMPARE(scene.part.paintings, before + 2);
         QCOMPARE(shown.at(2), shown.at(0));
-        QVERIFY(shown.at(0) != shown.at(1) && shown.at(0) != first);
+        VERIFY_EACH(shown.at(0) != shown.at(1), shown.at(0) != first);
         QCOMPARE(scene.repainted(), shown.at(2));
     }
 

@@ -1,6 +1,7 @@
 #include "skin/Sheet.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QLineEdit>
@@ -200,7 +201,7 @@ private slots:
         QCOMPARE(window.focusWidget(), upper.name);
         upper.close();
         QCOMPARE(Sheet::openIn(window), nullptr);
-        QVERIFY(window.first->isEnabled() && !window.off->isEnabled() && lower.isEnabled());
+        VERIFY_EACH(window.first->isEnabled(), !window.off->isEnabled(), lower.isEnabled());
         QCOMPARE(window.focusWidget(), window.second);
     }
 

@@ -5,6 +5,7 @@
 #include "skin/StatusTile.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QMenu>
@@ -317,7 +318,8 @@ private slots:
                     white |= button.pixel(x, y) == 0xffffffff ? QRect(x, y, 1, 1) : QRect();
             }
             QCOMPARE(white.topLeft() + white.bottomRight(), QPoint(small - 1, small - 1));
-            QVERIFY(white.width() == white.height() && white.width() >= small * 7 / 16);
+            QCOMPARE(white.width(), white.height());
+            QVERIFY(white.width() >= small * 7 / 16);
         }
     }
 
@@ -358,6 +360,8 @@ private slots:
         QVERIFY(!BlinkTicker::sharedTicker().isActive());
         on.view.show();
         QTRY_VERIFY(BlinkTicker::sharedTicker().isActive());
+        on.view.window()->showMinimized();
+        QTRY_VERIFY(!BlinkTicker::sharedTicker().isActive());
     }
 
     void oneTickerServesAll()
@@ -414,7 +418,7 @@ private slots:
         button.resize(56, 40);
         const QImage image = button.grab().toImage();
         const QColor rim = image.pixelColor(28, 37);
-        QVERIFY(rim.green() > rim.red() + 40 && rim.green() > rim.blue() + 40);
+        VERIFY_EACH(rim.green() > rim.red() + 40, rim.green() > rim.blue() + 40);
     }
 };
 

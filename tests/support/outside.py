@@ -3,6 +3,9 @@
 For the distribution's python3 (pyatspi), in a desktop of its own (tests/support/session).
 """
 
+import ast
+import contextlib
+import linecache
 import os
 import re
 import subprocess
@@ -19,13 +22,22 @@ LONGEST = 60  # seconds; nothing waits longer than it must
 def tell(kind, error, trace):
     """How a test ends that has failed: with what it saw."""
     traceback.print_exception(kind, error, trace)
-    seen = {}
-    for frame, _ in traceback.walk_tb(trace):
+    seen = None
+    line = ""
+    for frame, number in traceback.walk_tb(trace):
         if frame.f_code.co_filename != __file__:
-            seen = frame.f_locals
-    for name, value in seen.items() if kind is AssertionError else ():
+            seen = frame
+            line = linecache.getline(frame.f_code.co_filename, number).strip()
+    if kind is not AssertionError:
+        return
+    for name, value in seen.f_locals.items():
         if not name.startswith("_") and not callable(value) and not isinstance(value, type(sys)):
             print(f"  {name} = {repr(value)[:1000]}", file=sys.stderr)
+    # What was compared may be in no variable: it is asked once more.
+    with contextlib.suppress(Exception):
+        for part in [node for node in ast.walk(ast.parse(line)) if isinstance(node, ast.Compare)]:
+            value = eval(ast.unparse(part.left), seen.f_globals, seen.f_locals)
+            print(f"  {ast.unparse(part.left)} is now {repr(value)[:1000]}", file=sys.stderr)
 
 
 sys.excepthook = tell

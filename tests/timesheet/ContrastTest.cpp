@@ -12,6 +12,7 @@
 #include "skin/QuillonTextFieldBackground.h"
 #include "skin/RunningButtonBackground.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/NotesView.h"
 
 #include <QCalendarWidget>
@@ -205,7 +206,7 @@ private slots:
         project.selectAll();
         QTest::keyClicks(&project, u"w"_s);
         const auto* list = run.window().findChild<QListView*>(u"resultsTableView"_s);
-        QVERIFY(list && list->isVisible());
+        VERIFY_EACH(list, list->isVisible());
         inAllLooks([&] {
             const Picture picture(*list->window());
             picture.save(scene());

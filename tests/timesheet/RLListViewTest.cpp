@@ -4,6 +4,7 @@
 #include "skin/ThinScroller.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/RLListDocumentView.h"
 
 #include <QAccessible>
@@ -88,11 +89,11 @@ private slots:
             QCOMPARE(screen.list.isScrollerVisible(), scrolls);
             QCOMPARE(screen.visibleRows(), visible);
             QCOMPARE(screen.list.rectOfRow(last).width(), heights.empty() ? 0.0 : 300.0);
-            QVERIFY(screen.list.rectOfRow(last + 1).isEmpty() && screen.list.rectOfRow(-1).isEmpty());
+            VERIFY_EACH(screen.list.rectOfRow(last + 1).isEmpty(), screen.list.rectOfRow(-1).isEmpty());
 
             screen.list.setDelegate(nullptr);
             QCOMPARE(screen.list.numberOfRows(), 0);
-            QVERIFY(screen.list.visibleCells().empty() && screen.list.rectOfRow(0).isEmpty());
+            VERIFY_EACH(screen.list.visibleCells().empty(), screen.list.rectOfRow(0).isEmpty());
         }
     }
 
@@ -527,7 +528,7 @@ private slots:
         screen.load(Heights(4, 50));
         QVERIFY(thumb->isHidden());
         screen.load(Heights(100000, 50));
-        QVERIFY(thumb->isVisible() && thumb->height() >= 24);
+        VERIFY_EACH(thumb->isVisible(), thumb->height() >= 24);
     }
 
     void dropHighlights()
@@ -537,7 +538,7 @@ private slots:
         // Row 1 of 50 points begins at 50.
         const auto marked = [&](int y) { return screen.seen().pixelColor(150, y) == color; };
         screen.cell(1).setDropHighlight(RLDropHighlight::OnRow);
-        QVERIFY(marked(50) && marked(99) && !marked(49) && !marked(75));
+        VERIFY_EACH(marked(50), marked(99), !marked(49), !marked(75));
         screen.cell(1).setDropHighlight(RLDropHighlight::Below);
         QCOMPARE(QList<bool>({marked(99), marked(50)}), QList<bool>({true, false}));
         screen.cell(1).setDropHighlight(RLDropHighlight::Above);
@@ -622,7 +623,7 @@ private slots:
         QCOMPARE(list->role(), QAccessible::List);
         QCOMPARE(list->text(QAccessible::Name), u"Entries"_s);
         QCOMPARE(list->childCount(), 4);
-        QVERIFY(!list->child(4) && !list->child(-1));
+        VERIFY_EACH(!list->child(4), !list->child(-1));
         QAccessibleInterface* row = list->child(1);
         QCOMPARE(row->role(), QAccessible::ListItem);
         QCOMPARE(row->text(QAccessible::Name), u"Row 3"_s);
@@ -631,7 +632,7 @@ private slots:
         QCOMPARE(list->childAt(row->rect().center().x(), row->rect().center().y())->object(), row->object());
         QCOMPARE(row->childCount(), 1);
         QCOMPARE(row->child(0)->text(QAccessible::Name), u"Start"_s);
-        QVERIFY(row->state().selectable && !row->state().selected && !row->state().disabled);
+        VERIFY_EACH(row->state().selectable, !row->state().selected, !row->state().disabled);
 
         row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
         QTRY_VERIFY(row->state().selected);
@@ -644,7 +645,7 @@ private slots:
         QTRY_COMPARE(screen.calls, QStringList({u"menu 3"_s}));
 
         screen.window.setEnabled(false);
-        QVERIFY(!row->state().disabled && !list->state().disabled);
+        VERIFY_EACH(!row->state().disabled, !list->state().disabled);
     }
 
     void longLists()

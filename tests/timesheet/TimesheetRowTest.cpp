@@ -6,6 +6,7 @@
 #include "skin/RunningButtonBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/NotesView.h"
 
 #include <QClipboard>
@@ -30,7 +31,7 @@ private slots:
         };
         QCOMPARE(texts(0), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Design"_s, u"1:05"_s, u"Some work"_s}));
         QCOMPARE(texts(1), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Meetings"_s, u"125:30"_s, QString()}));
-        QVERIFY(run.row(0).notesLabel->isVisible() && !run.row(1).notesLabel->isVisible());
+        VERIFY_EACH(run.row(0).notesLabel->isVisible(), !run.row(1).notesLabel->isVisible());
         QVERIFY(!run.row(1).hoursLabel->isElided());
         QCOMPARE(run.row(0).reusableIdentifier(), u"TimesheetListViewCell"_s);
     }
@@ -97,9 +98,11 @@ private slots:
         QCOMPARE(stopped.last(), u"#f7f7f7"_s);
         QCOMPARE(running.last(), u"#dae9f7"_s);
         run.list().setSelectedRow(0);
-        QVERIFY(colors(0) != stopped && colors(1) == running);
+        QVERIFY(colors(0) != stopped);
+        QCOMPARE(colors(1), running);
         run.list().setSelectedRow(1);
-        QVERIFY(colors(0) == stopped && colors(1) != running);
+        QCOMPARE(colors(0), stopped);
+        QVERIFY(colors(1) != running);
     }
 
     void notesAreDrawnAsMeasured()

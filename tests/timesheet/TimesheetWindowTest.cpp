@@ -5,6 +5,7 @@
 #include "skin/RunningButtonBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
@@ -22,7 +23,7 @@ private slots:
     void walksFromDayToDay()
     {
         TimesheetRun run{{.notes = "today", .minutes = 60}, {.notes = "yesterday", .minutes = 30, .day = "2013-01-14"}};
-        QVERIFY(!run.window().goToTodayButton->isVisible() && !run.window().noEntriesYetView->isVisible());
+        VERIFY_EACH(!run.window().goToTodayButton->isVisible(), !run.window().noEntriesYetView->isVisible());
         QCOMPARE(run.total(), u"1:00"_s);
         QTest::mouseClick(run.window().backButton, Qt::LeftButton);
         // The old day stays until the answer is there.
@@ -266,7 +267,7 @@ private slots:
                 return run.key(key);
             };
             QCOMPARE(key(Qt::Key_E) + key(Qt::Key_S) + key(Qt::Key_Delete), QStringList());
-            QVERIFY(run.edited().isNull() && !openMenu());
+            VERIFY_EACH(run.edited().isNull(), !openMenu());
 
             // Who walks through the list is in it from then on; a key that acts on a row leaves the focus.
             key(Qt::Key_Down);
@@ -354,7 +355,7 @@ private slots:
         run.settle();
         run.refresh();
         QCOMPARE(run.notesShown(), QStringList(u"second"_s));
-        QVERIFY(menu && menu->isVisible());
+        VERIFY_EACH(menu, menu->isVisible());
         run.requested();
         menu->actions().at(1)->trigger();
         run.settle();
@@ -432,7 +433,7 @@ private slots:
         QCOMPARE(&run.row(6), &cell);
         QCOMPARE(cell.dayEntry(), entry);
         QVERIFY(cell.startStopButton->isDown());
-        QVERIFY(menu && menu->isVisible());
+        VERIFY_EACH(menu, menu->isVisible());
         menu->close();
         run.requested();
         QTest::mouseRelease(cell.startStopButton, Qt::LeftButton);
