@@ -11,6 +11,13 @@
 
 namespace store {
 
+namespace {
+
+/// Two days and what is derived from them.
+constexpr std::size_t MostStanding = 6;
+
+} // namespace
+
 Context::Context(std::shared_ptr<Coordinator> coordinator, MergePolicy policy)
     : m_coordinator(std::move(coordinator)), m_policy(policy), m_changedCount(m_coordinator->model().entities().size()),
       m_revisions(m_changedCount.size())
@@ -105,13 +112,20 @@ Object& Context::insert(std::string_view entityName)
 
 void Context::markChanged(Object& object, Object::State state)
 {
-    touch(object.m_entity->index);
+    touch(object.id());
     if (object.m_state == Object::State::Clean) {
         m_changed.push_back(&object);
         ++m_changedCount[static_cast<std::size_t>(object.m_entity->index)];
     }
     if (object.m_state != Object::State::Inserted)
         object.m_state = state;
+}
+
+void Context::touch(ObjectId id)
+{
+    ++m_revisions[static_cast<std::size_t>(id.entity)];
+    for (StandingFetch& standing : m_standing)
+        standing.touch(id);
 }
 
 void Context::forgetChange(Object& object)
@@ -174,7 +188,13 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
 
 std::unique_ptr<Object> Context::detach(Object& object)
 {
-    touch(object.m_entity->index);
+    touch(object.id());
+    for (StandingFetch& standing : m_standing)
+        standing.forget(object);
+    std::erase_if(m_standing, [&object](const StandingFetch& standing) {
+        return std::ranges::any_of(standing.request().predicate.conditions(),
+                                   [&object](const Condition& condition) { return condition.object == &object; });
+    });
     for (int i = 0; i < object.m_entity->toOneCount; ++i)
         moveInCollections(object, i, object.m_toOnes[static_cast<std::size_t>(i)], 0);
     for (std::size_t i = static_cast<std::size_t>(object.m_entity->toOneCount);
@@ -278,6 +298,35 @@ std::vector<Object*> Context::fetchUpTo(std::size_t limit, const FetchRequest& r
     }
 }
 
+std::vector<Object*> Context::fetchStanding(const FetchRequest& request)
+{
+    auto found = std::ranges::find_if(m_standing, [&](const StandingFetch& each) { return each.isFor(request); });
+    if (found == m_standing.end())
+        found = m_standing.emplace(found, request, entityNamed(request.entity).index);
+    std::rotate(m_standing.begin(), found, found + 1);
+    if (m_standing.size() > MostStanding)
+        m_standing.pop_back();
+    StandingFetch& standing = m_standing.front();
+
+    if (!standing.isStale()) {
+        for (const ObjectId& id : standing.takeTouched()) {
+            if (Object* object = find(id))
+                standing.add(*object);
+            else if (!m_pendingDeletes.contains(id))
+                standing.makeStale(); // deleted elsewhere or not readable just now: the query tells
+        }
+    }
+    if (standing.isStale()) {
+        try {
+            standing.take(onStore([&](Connection& store) { return fetchFrom(&store, 0, request); }));
+        } catch (const std::exception&) {
+            ++m_revisions[static_cast<std::size_t>(entityNamed(request.entity).index)]; // nobody shall keep this
+            return fetchFrom(nullptr, 0, request);                                      // as in `fetch`
+        }
+    }
+    return standing.found();
+}
+
 std::vector<Object*> Context::fetchFrom(Connection* store, std::size_t limit, const FetchRequest& request)
 {
     const Entity& entity = entityNamed(request.entity);
@@ -314,12 +363,7 @@ std::vector<Object*> Context::fetchFrom(Connection* store, std::size_t limit, co
     std::erase_if(found, [&](const Object* object) { return !matches(*object, request.predicate); });
     if (!sorted && found.size() > 1) {
         std::stable_sort(found.begin(), found.end(), [&](const Object* left, const Object* right) {
-            for (const SortKey& key : request.sortKeys) {
-                const int result = order(valueAt(*left, key.keyPath), valueAt(*right, key.keyPath));
-                if (result != 0)
-                    return key.ascending ? result < 0 : result > 0;
-            }
-            return left->m_row < right->m_row;
+            return comesBefore(*left, *right, request.sortKeys);
         });
     }
     if (limit > 0 && found.size() > limit)
@@ -458,12 +502,12 @@ void Context::mergeChanges(const ChangeSet& changes)
     // Collections that gained or lost members unknown here are fetched again on next use.
     std::unordered_set<int> grown;
     for (const ObjectId& id : changes.inserted) {
-        touch(id.entity);
+        touch(id);
         grown.insert(id.entity);
     }
 
     for (const ChangeSet::Change& change : changes.updated) {
-        touch(change.id.entity);
+        touch(change.id);
         Object* object = registered(change.id);
         if (!object) {
             if (change.changedToOnes)

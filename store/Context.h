@@ -1,7 +1,7 @@
 #pragma once
 
 #include "store/Object.h"
-#include "store/Predicate.h"
+#include "store/StandingFetch.h"
 
 #include <QString>
 
@@ -77,6 +77,9 @@ public:
 
     /// The objects that match, unsaved changes of this context taken into account.
     std::vector<Object*> fetch(const FetchRequest& request);
+    /// The same for what is asked again and again: the answer is kept, and follows what changes and is merged here.
+    /// What others store is part of it once it has been merged. Conditions and order by own properties only.
+    std::vector<Object*> fetchStanding(const FetchRequest& request);
     /// The one made first; null: none.
     Object* fetchFirst(std::string_view entity, const Predicate& predicate);
     /// The object with that id, loaded when needed; null when there is none.
@@ -126,7 +129,7 @@ private:
     Object* registered(ObjectId id) const;
     Object& adopt(std::unique_ptr<Object> object, const Entity& entity, std::int64_t row);
     void markChanged(Object& object, Object::State state);
-    void touch(int entity) { ++m_revisions[static_cast<std::size_t>(entity)]; }
+    void touch(ObjectId id);
     void setAttribute(Object& object, int attribute, Value value);
     void setToOneRow(Object& object, int relationship, std::int64_t row);
     std::vector<Object*>& collection(const Object& owner, int relationship);
@@ -169,6 +172,7 @@ private:
     std::vector<Object*> m_changed;                 ///< in the order of their first change
     std::vector<int> m_changedCount;                ///< of them, by entity
     std::vector<std::uint64_t> m_revisions;         ///< by entity
+    std::vector<StandingFetch> m_standing;          ///< the one asked last first
     std::vector<std::unique_ptr<Object>> m_deleted; ///< detached, kept until they are gone from the store too
     std::unordered_set<ObjectId, ObjectIdHash> m_pendingDeletes;
     std::vector<ObjectId> m_confirmed;                         ///< since the last save

@@ -55,6 +55,16 @@ Value valueAt(const Object& object, const std::string& keyPath)
     return destination ? destination->value(std::string_view(keyPath).substr(dot + 1)) : Value();
 }
 
+bool comesBefore(const Object& one, const Object& other, const std::vector<SortKey>& sortKeys)
+{
+    for (const SortKey& key : sortKeys) {
+        const int result = order(valueAt(one, key.keyPath), valueAt(other, key.keyPath));
+        if (result != 0)
+            return key.ascending ? result < 0 : result > 0;
+    }
+    return one.id().row < other.id().row;
+}
+
 bool matches(const Object& object, const Predicate& predicate)
 {
     const auto& conditions = predicate.conditions();

@@ -69,7 +69,11 @@ struct SortKey
 {
     std::string keyPath;
     bool ascending = true; ///< null comes first when ascending; strings compare by code point
+    bool operator==(const SortKey&) const = default;
 };
+
+/// The order of a fetch; what is equal by the keys comes in the order in which it was made.
+bool comesBefore(const Object& one, const Object& other, const std::vector<SortKey>& sortKeys);
 
 /// What to look for. Objects with equal sort keys come in the order in which they were made.
 struct FetchRequest

@@ -230,7 +230,9 @@ void Context::Save::takeOverRows()
     }
     m_context.m_collections.clear();
     for (const auto& [key, first] : m_takenOver)
-        m_context.touch(key.first);
+        m_context.touch({key.first, first});
+    for (StandingFetch& standing : m_context.m_standing)
+        standing.makeStale();
 }
 
 std::shared_ptr<const ChangeSet> Context::Save::finish()

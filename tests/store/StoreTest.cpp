@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include <future>
+#include <random>
 #include <thread>
 
 #include <sys/fsuid.h>
@@ -354,6 +355,50 @@ private slots:
         QCOMPARE(keys(desk.b.toMany("notes")), u"1 2"_s);
         QVERIFY(desk.main.save());
         QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"mine"_s);
+    }
+
+    /// Whatever happens, on either side: 2,000 random steps, with bursts after which everything is fetched anew.
+    void standingFetchesAnswerAsFetchesDo()
+    {
+        std::mt19937 random(11);
+        Boxes desk;
+        const auto step = [&](Context& context, int number) {
+            const std::vector<Object*> boxes = context.fetch({"Box", {}, {}});
+            Object* box = random() % 3 ? boxes[random() % boxes.size()] : nullptr;
+            const std::vector<Object*> notes = context.fetch({"Note", {}, {}});
+            Object* note = notes.empty() ? nullptr : notes[random() % notes.size()];
+            const unsigned what = random() % 8;
+            if (!note || what < 3)
+                note = &Desk::note(context, QString::number(number), box, &*boxes.front());
+            else if (what == 3)
+                context.remove(*note);
+            else if (what == 4)
+                note->setToOne("box", box);
+            if (what > 4 || (what < 3 && random() % 2))
+                note->setValue("weight", random() % 5 ? Value(double(random() % 20)) : Value());
+            if (number % 97 == 0 && boxes.size() > 1)
+                context.remove(*boxes.back());
+            else if (number % 97 == 50)
+                Desk::box(context, u"Box %1"_s.arg(number));
+        };
+        for (int i = 0; i < 2000; ++i) {
+            if (i % 3) {
+                step(desk.main, i);
+                QVERIFY(i % 5 || desk.main.save());
+            } else {
+                const auto worker = desk.worker();
+                for (int burst = i % 200 ? 1 : 90; burst > 0; --burst)
+                    step(*worker, i + 10000 * burst);
+                QVERIFY(worker->save());
+                desk.main.mergeChanges(*desk.saved);
+            }
+            Object* box = desk.main.fetchFirst("Box", where("label", u"B"_s));
+            for (const FetchRequest& request :
+                 {FetchRequest{"Note", where("box", box), {{"weight"}, {"key", false}}},
+                  FetchRequest{"Note", where("weight", Operator::GreaterOrEqual, 5.0), {{"key"}}},
+                  FetchRequest{"Note", where("weight", Operator::NotEqual, Value()), {{"weight", false}}}})
+                QCOMPARE(keys(desk.main.fetchStanding(request)), keys(desk.main.fetch(request)));
+        }
     }
 
     void mergeDropsWhatWasDeleted()
