@@ -128,43 +128,48 @@ QDateTime wallClockOf(QDate day)
     return {day, QTime(0, 0), store::Utc};
 }
 
+std::vector<DayEntry*> asEntries(const std::vector<store::Object*>& objects)
+{
+    std::vector<DayEntry*> entries;
+    entries.reserve(objects.size());
+    for (store::Object* object : objects)
+        entries.push_back(static_cast<DayEntry*>(object));
+    return entries;
+}
+
+store::FetchRequest entriesOfDay(const Company& company, QDate date)
+{
+    return {DayEntry::EntityName,
+            store::where("company", &company) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(date)) &&
+                store::where("spentAt", Operator::Less, wallClockOf(date.addDays(1))) &&
+                store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
+            {{"idString"}, {"timerStarted"}}};
+}
+
 } // namespace
 
 std::vector<DayEntry*> Company::dayEntriesForDate(QDate date, store::Context& context) const
 {
-    if (!date.isValid())
-        return {};
-    std::vector<DayEntry*> entries;
-    for (store::Object* object : context.fetch(
-             {DayEntry::EntityName,
-              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(date)) &&
-                  store::where("spentAt", Operator::Less, wallClockOf(date.addDays(1))) &&
-                  store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
-              {{"idString"}, {"timerStarted"}}}))
-        entries.push_back(static_cast<DayEntry*>(object));
-    return entries;
+    return date.isValid() ? asEntries(context.fetch(entriesOfDay(*this, date))) : std::vector<DayEntry*>();
 }
 
 std::vector<DayEntry*> Company::dayEntriesForDate(QDate date) const
 {
-    return dayEntriesForDate(date, context());
+    return date.isValid() ? asEntries(context().fetchStanding(entriesOfDay(*this, date))) : std::vector<DayEntry*>();
 }
 
 std::vector<DayEntry*> Company::dayEntriesSince(QDate first) const
 {
-    std::vector<DayEntry*> entries;
-    for (store::Object* object : context().fetch(
-             {DayEntry::EntityName,
-              store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(first)) &&
-                  store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
-              {}}))
-        entries.push_back(static_cast<DayEntry*>(object));
-    return entries;
+    return asEntries(context().fetchStanding(
+        {DayEntry::EntityName,
+         store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(first)) &&
+             store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
+         {}}));
 }
 
 DayEntry* Company::runningDayEntry() const
 {
-    const std::vector<store::Object*> running = context().fetch(
+    const std::vector<store::Object*> running = context().fetchStanding(
         {DayEntry::EntityName,
          store::where("company", this) && store::where("timerStarted", Operator::NotEqual, store::Value()),
          {{"timerStarted", false}}});
@@ -191,7 +196,16 @@ DayEntry* firstRunning(const std::vector<DayEntry*>& entries)
 
 DayEntry* Company::mostRecentDayEntry() const
 {
-    const std::vector<DayEntry*> entries = dayEntriesForDate(localDay(now()));
+    const QDate today = localDay(now());
+    const std::uint64_t revision = context().revision({DayEntry::EntityName});
+    if (!m_mostRecent || m_mostRecent->day != today || m_mostRecent->revision != revision)
+        m_mostRecent = {today, revision, findMostRecentDayEntry(today)};
+    return m_mostRecent->entry;
+}
+
+DayEntry* Company::findMostRecentDayEntry(QDate today) const
+{
+    const std::vector<DayEntry*> entries = dayEntriesForDate(today);
     if (DayEntry* running = firstRunning(entries))
         return running;
     // The last of several equally recent ones; one without a date is the oldest.

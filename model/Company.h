@@ -104,6 +104,18 @@ public:
 
     /// Deletes projects, tasks, entries, users and clients; the company stays. Does not save.
     void clearAllData();
+
+private:
+    DayEntry* findMostRecentDayEntry(QDate today) const;
+
+    /// It is asked for several times after each change.
+    struct MostRecent
+    {
+        QDate day;
+        std::uint64_t revision; ///< of the entries in the context
+        DayEntry* entry;
+    };
+    mutable std::optional<MostRecent> m_mostRecent;
 };
 
 } // namespace model
