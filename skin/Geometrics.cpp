@@ -1,5 +1,7 @@
 #include "skin/Geometrics.h"
 
+#include "skin/LineCount.h"
+
 #include <QFontInfo>
 #include <QFontMetricsF>
 #include <QGuiApplication>
@@ -162,6 +164,8 @@ double heightForWidth(const QString& text, double width, const TextAttributes& a
 
 double heightForWidth(const QString& text, double width, const QFont& font)
 {
+    if (const auto count = knownLineCount(text, width, font))
+        return *count * linePitch(font);
     return TextLines(text, font, width).height();
 }
 

@@ -233,7 +233,8 @@ void TimesheetController::reloadEntries()
         for (model::DayEntry* entry : company->dayEntriesForDate(m_currentDate))
             m_dayEntries.emplace_back(entry);
     }
-    m_notesHeights.resize(m_dayEntries.size());
+    if (static_cast<std::size_t>(m_notesHeights.size()) > 2 * m_dayEntries.size() + 100)
+        m_notesHeights.clear(); // notes that are gone
     watchHours();
 
     updateTotal();
@@ -408,10 +409,12 @@ double TimesheetController::heightOfRow(RLListView&, int row)
     if (notes.isEmpty())
         return TimesheetListViewCell::BaseHeight;
     const int width = m_window->width() - TimesheetListViewCell::SideMargins;
-    NotesHeight& known = m_notesHeights[static_cast<std::size_t>(row)];
-    if (known.notes != notes || known.width != width)
-        known = {notes, width, skin::heightForWidth(notes, width, TimesheetListViewCell::notesFont())};
-    const auto height = static_cast<float>(known.height);
+    if (std::exchange(m_notesWidth, width) != width)
+        m_notesHeights.clear();
+    auto known = m_notesHeights.constFind(notes);
+    if (known == m_notesHeights.cend())
+        known = m_notesHeights.insert(notes, skin::heightForWidth(notes, width, TimesheetListViewCell::notesFont()));
+    const auto height = static_cast<float>(*known);
     const auto lines = std::ceil(height / static_cast<float>(LineHeight));
     return lines * static_cast<float>(LineHeight) + static_cast<float>(TimesheetListViewCell::NotesMargin) +
            TimesheetListViewCell::BaseHeight;

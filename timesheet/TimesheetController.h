@@ -143,14 +143,6 @@ public:
     void keyDown(RLListView& listView, QKeyEvent& event) override;
 
 private:
-    /// The height of a row's notes, kept between reloads.
-    struct NotesHeight
-    {
-        QString notes;
-        int width = 0;
-        double height = 0;
-    };
-
     QWidget& editTimerWindow() override;
     QWidget* editTimerTopEdge() override;
     QWidgetList partsUsableWhileEditing() override;
@@ -171,7 +163,8 @@ private:
     std::unique_ptr<editing::EditTimerController> m_editTimerController; ///< its sheet is in the window
     store::Ref<model::Company> m_company;
     std::vector<store::Ref<model::DayEntry>> m_dayEntries;
-    std::vector<NotesHeight> m_notesHeights;
+    QHash<QString, double> m_notesHeights; ///< at the width for which they were measured
+    int m_notesWidth = 0;
     QDate m_currentDate;
     QDateTime m_lastOpenedTime;
     int m_lastSelectedRow = -1;

@@ -3,9 +3,12 @@
 
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"
+#include "skin/LineCount.h"
 
 #include <QImage>
 #include <QPainter>
+
+#include <random>
 
 #include <unistd.h>
 
@@ -91,6 +94,28 @@ private slots:
             QCOMPARE(heightForWidth(text, NotesWidth, interfaceFont(11)), height);
             QCOMPARE(heightForWidth(text, NotesWidth, TextAttributes{interfaceFont(11), Qt::black}), height);
         }
+    }
+
+    void linesThatAreKnownAreThoseLaidOut()
+    {
+        const QString letters = u"abcdefghijklmnopqrstuvwxyzWATMVfij0123456789éßøŁž"_s;
+        const QStringList around{u""_s,   u"("_s,   u"#"_s,      u" "_s,    u". "_s,
+                                 u", "_s, u"): "_s, u"10:30 "_s, u"1.5 "_s, u"-"_s};
+        std::mt19937 random(7);
+        int known = 0;
+        for (int i = 0; i < 4000; ++i) {
+            QString text;
+            for (unsigned left = random() % 200; left > 0; --left)
+                text += random() % 5 ? QString(letters[random() % letters.size()])
+                                     : around[random() % (around.size() - (i % 9 ? 1 : 0))];
+            const QFont font = interfaceFont(i % 2 ? 11 : 14, i % 3 ? QFont::Normal : QFont::Bold);
+            const double width = 120 + random() % 300;
+            const auto count = knownLineCount(text.simplified(), width, font);
+            known += count.has_value();
+            if (count)
+                QCOMPARE(*count, TextLines(text.simplified(), font, width).count());
+        }
+        QVERIFY2(known > 250, qPrintable(QString::number(known)));
     }
 
     void displayableText()
