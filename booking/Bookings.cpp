@@ -15,6 +15,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -123,15 +124,23 @@ std::vector<model::Task*> tasksByName(const model::Project& project)
     return tasks;
 }
 
-/// Whether the first is the more recent one.
-bool isNewer(const DayEntry* one, const DayEntry* other)
+void sortNewestFirst(std::vector<DayEntry*>& entries)
 {
-    // As they are stored: to find the moment at which a day begins takes a hundred times as long.
-    const QDateTime day = one->date("spentAt");
-    const QDateTime otherDay = other->date("spentAt");
-    if (day != otherDay)
-        return day > otherDay;
-    return one->updatedAt() > other->updatedAt();
+    struct Dated
+    {
+        qint64 day, updated;
+        DayEntry* entry;
+    };
+    std::vector<Dated> dated;
+    dated.reserve(entries.size());
+    for (DayEntry* entry : entries) {
+        // As it is stored: to find the moment at which a day begins takes a hundred times as long.
+        const QDateTime day = entry->date("spentAt");
+        const QDateTime updated = entry->updatedAt();
+        dated.push_back({day.toMSecsSinceEpoch(), updated.isValid() ? updated.toMSecsSinceEpoch() : 0, entry});
+    }
+    std::ranges::sort(dated, std::greater(), [](const Dated& each) { return std::pair(each.day, each.updated); });
+    std::ranges::transform(dated, entries.begin(), &Dated::entry);
 }
 
 /// The newest entry of each project and task that can still be booked, the most recent first, and no more than `most`.
@@ -145,9 +154,9 @@ std::vector<DayEntry*> recentEntries(const model::User& user, std::size_t most =
     std::erase_if(entries, [today](const DayEntry* entry) {
         return !entry->hasRealId() || entry->date("spentAt").date() > today;
     });
-    std::ranges::sort(entries, isNewer);
-    const std::vector<model::Project*> assigned = user.assignedProjects();
-    const std::set<const model::Project*> offered(assigned.begin(), assigned.end());
+    sortNewestFirst(entries);
+    std::vector<model::Project*> offered = user.assignedProjects();
+    std::ranges::sort(offered);
     std::set<std::pair<const model::Project*, const model::Task*>> seen;
     if (const DayEntry* runs = running(user))
         seen.emplace(runs->project(), runs->task());
@@ -156,7 +165,7 @@ std::vector<DayEntry*> recentEntries(const model::User& user, std::size_t most =
         if (recent.size() == most)
             break;
         const model::Project* project = entry->project();
-        if (!offered.contains(project) || !seen.emplace(project, entry->task()).second)
+        if (!std::ranges::binary_search(offered, project) || !seen.emplace(project, entry->task()).second)
             continue;
         const std::vector<model::Task*> tasks = project->assignedTasks();
         if (std::ranges::find(tasks, entry->task()) != tasks.end())
@@ -262,8 +271,9 @@ Expected<Bookings::Choice> Bookings::choose(const model::User& user, const QStri
     std::erase_if(entries, [&](const DayEntry* entry) {
         return !entry->hasRealId() || std::ranges::find(tasks, entry->task()) == tasks.end();
     });
-    if (const auto last = std::ranges::min_element(entries, isNewer); last != entries.end())
-        return Choice{chosen, (*last)->task()};
+    sortNewestFirst(entries);
+    if (!entries.empty())
+        return Choice{chosen, entries.front()->task()};
     QString reason = tr("which task of “%1”?").arg(chosen->displayName());
     for (const model::Task* each : tasks)
         reason += u"\n  "_s + each->name();
