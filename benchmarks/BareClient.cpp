@@ -15,6 +15,8 @@ BareClient::BareClient(const std::string& port)
     curl_easy_setopt(m_easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
     curl_easy_setopt(m_easy, CURLOPT_USERPWD, credentials.c_str());
     curl_easy_setopt(m_easy, CURLOPT_PROXY, "");
+    // A change that goes over a kept connection may be sent twice: the library repeats it when that has just ended.
+    curl_easy_setopt(m_easy, CURLOPT_FRESH_CONNECT, 1L);
     using Write = size_t (*)(char*, size_t, size_t, void*);
     curl_easy_setopt(m_easy, CURLOPT_WRITEFUNCTION,
                      static_cast<Write>([](char* data, size_t, size_t size, void* where) {

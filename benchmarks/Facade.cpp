@@ -33,6 +33,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double LongestWait = 60;
+constexpr double RestTime = 0.03;
 
 template <class Condition>
 void waitUntil(Condition condition)
@@ -80,6 +81,12 @@ public:
     void settle()
     {
         waitUntil([this] { return api().operationCount() == 0; });
+    }
+    /// What came of it has been painted, too: as a click finds the program.
+    static void rest()
+    {
+        for (const double until = now() + RestTime; now() < until;)
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
     }
 
 private:
@@ -214,6 +221,7 @@ void measureTimerCommands(const std::string& port)
                              "</project_id><task_id>" + task->idString().toStdString() + "</task_id></request>";
 
     const auto timed = [&](auto command) {
+        Program::rest();
         relay.mergedAt = 0;
         const double before = now();
         command();
