@@ -230,7 +230,7 @@ void Context::Save::takeOverRows()
     }
     m_context.m_collections.clear();
     for (const auto& [key, first] : m_takenOver)
-        m_context.touch({key.first, first});
+        m_context.touch({key.first, first->m_row});
     for (StandingFetch& standing : m_context.m_standing)
         standing.makeStale();
 }
