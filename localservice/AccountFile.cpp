@@ -430,7 +430,7 @@ private:
             return 0;
         }
         return std::chrono::sys_seconds(std::chrono::sys_days(*day)).time_since_epoch().count() + Seconds{60} * *clock +
-               (seconds[0] - '0') * 10 + (seconds[1] - '0');
+               Seconds{seconds[0] - '0'} * 10 + (seconds[1] - '0');
     }
     std::optional<Minutes> minutes(std::string_view key)
     {

@@ -42,7 +42,7 @@ private:
 
 namespace {
 
-constexpr std::size_t PieceOfFile = 64 * 1024;
+constexpr std::size_t PieceOfFile = std::size_t{64} * 1024;
 constexpr int MostDaysOfPiece = 366;
 
 /// A pattern for LIKE ESCAPE '\\' that finds the text anywhere.

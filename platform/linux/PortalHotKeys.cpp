@@ -71,8 +71,8 @@ QString keyName(Qt::Key key)
 /// GNOME describes keys in its own notation, as in "Press <Control><Alt>n".
 QString readable(const QString& trigger)
 {
-    static const QRegularExpression s_accelerator(u"((?:<\\w+>)+)(\\w+)$"_s);
-    const QRegularExpressionMatch match = s_accelerator.match(trigger);
+    static const QRegularExpression accelerator(u"((?:<\\w+>)+)(\\w+)$"_s);
+    const QRegularExpressionMatch match = accelerator.match(trigger);
     if (!match.hasMatch())
         return trigger;
     QString modifiers = match.captured(1);
