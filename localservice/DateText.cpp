@@ -254,7 +254,7 @@ std::optional<Seconds> readMoment(std::string_view text)
 {
     constexpr std::string_view zone = "GMT";
     if (text.ends_with(zone))
-        return readMoment(std::string(text.substr(0, text.size() - Zone.size())) + "+0000");
+        return readMoment(std::string(text.substr(0, text.size() - zone.size())) + "+0000");
     const std::string upToSign = LongDay + std::string("n:n:n ");
     const auto east = scan(text, upToSign + "+n?:n ");
     const auto found = east ? east : scan(text, upToSign + "-n?:n ");
