@@ -21,12 +21,12 @@
 #include "skin/QuillonStatusItemView.h"
 
 #include <QApplication>
-#include <QIcon>
-#include <QPainter>
+#include <QIconEngine>
 #include <QSocketNotifier>
 #include <QThreadPool>
 #include <QTimer>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 
@@ -78,21 +78,25 @@ private:
     std::function<void()> m_done;
 };
 
-/// The program's icon for windows that have one in their frame or in a list of windows.
-QIcon applicationIcon()
+/// The program's icon for windows that have one in their frame or in a list of windows. Drawn when a window comes,
+/// which hands it to the desktop: nothing is kept here.
+class ProgramIcon final : public QIconEngine
 {
-    const skin::Image image = skin::imageNamed("quillon.png");
-    QIcon icon;
-    for (const int size : {16, 24, 32, 48, 64, 128}) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        image.draw(painter, QRectF(0, 0, size, size));
-        painter.end();
-        icon.addPixmap(pixmap);
+public:
+    QPixmap pixmap(const QSize& size, QIcon::Mode, QIcon::State) override
+    {
+        return skin::imageNamed("quillon.png").pixmapOnce(std::min(size.width(), size.height()));
     }
-    return icon;
-}
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode, QIcon::State) override
+    {
+        skin::imageNamed("quillon.png").draw(*painter, rect);
+    }
+    QIconEngine* clone() const override { return new ProgramIcon; }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override
+    {
+        return {{16, 16}, {24, 24}, {32, 32}, {48, 48}, {64, 64}, {128, 128}};
+    }
+};
 
 /// Ends the event loop on the signals with which a session or a terminal ends a program.
 class EndOnSignal
@@ -154,7 +158,7 @@ public:
             else
                 awake();
             // While the service is asked.
-            QTimer::singleShot(0, &*m_menulet, [] { QApplication::setWindowIcon(applicationIcon()); });
+            QTimer::singleShot(0, &*m_menulet, [] { QApplication::setWindowIcon(QIcon(new ProgramIcon)); });
         });
     }
 

@@ -10,6 +10,7 @@
 #include "model/Host.h"
 #include "model/User.h"
 #include "platform/InfoDictionary.h"
+#include "platform/Memory.h"
 #include "platform/Run.h"
 #include "platform/TimeSource.h"
 #include "settings/QuillonPreferences.h"
@@ -18,10 +19,6 @@
 
 #include <algorithm>
 #include <utility>
-
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 namespace service {
 
@@ -45,9 +42,7 @@ void giveMemoryBack()
         if (const auto coordinator = host->coordinator())
             coordinator->releaseMemory();
     }
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
+    platform::giveMemoryBack();
 }
 
 FailureSelector toldTo(QuillonApi::Failure whom, FailureSelector delegates)

@@ -3,6 +3,10 @@
 #include "skin/Colors.h"
 #include "skin/Fonts.h"
 
+#include "platform/Memory.h"
+#include "platform/Run.h"
+#include "platform/TimeSource.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QFontMetricsF>
@@ -13,6 +17,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -20,6 +25,7 @@
 #include <vector>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 // The resource lies in a static library: without this call the linker leaves it out. Needs the global namespace.
 static void initArtwork()
@@ -157,23 +163,96 @@ Slices allSlices()
     return slices;
 }
 
-/// The parsed sheets, a family of them for each look. They never change, so they are kept for the life of the process.
-QSvgRenderer& sheetOf(std::string_view family)
+/// The sheet of a family of pictures. Only the groups that a picture needs are drawn: the toolkit keeps a table of
+/// twelve kilobytes for each gradient that it has used, even for a shape that was clipped away.
+class Family
 {
-    static std::map<std::pair<std::string_view, Scheme>, std::unique_ptr<QSvgRenderer>> sheets;
-    auto& sheet = sheets[{family, appearance().scheme}];
-    if (!sheet) {
-        initArtwork();
-        const QString file = u":/artwork/%1.svg"_s.arg(QLatin1StringView(family.data(), qsizetype(family.size())));
-        QFile drawing(file);
-        const bool isThere = drawing.open(QFile::ReadOnly);
-        Q_ASSERT(isThere);
-        sheet = std::make_unique<QSvgRenderer>(isThere ? withColors(drawing.readAll()) : QByteArray());
-        Q_ASSERT(sheet->isValid());
-        sheet->setAspectRatioMode(Qt::IgnoreAspectRatio);
+public:
+    explicit Family(const QByteArray& drawing)
+    {
+        constexpr QByteArrayView begin = "<g id=\"";
+        constexpr QByteArrayView end = "</g>";
+        QSvgRenderer whole(drawing);
+        Q_ASSERT(whole.isValid());
+        const qsizetype first = drawing.indexOf(begin);
+        if (first < 0)
+            m_groups.push_back({whole.viewBoxF(), drawing, nullptr});
+        for (qsizetype at = first; at >= 0; at = drawing.indexOf(begin, at + 1)) {
+            const qsizetype word = at + begin.size();
+            const auto id = QString::fromUtf8(drawing.mid(word, drawing.indexOf('"', word) - word));
+            const qsizetype length = drawing.indexOf(end, at) + end.size() - at;
+            m_groups.push_back({whole.boundsOnElement(id).adjusted(-1, -1, 1, 1),
+                                drawing.left(first) + drawing.mid(at, length) + "</svg>", nullptr});
+        }
     }
-    return *sheet;
-}
+
+    /// Draws that part of the sheet.
+    void draw(QPainter& painter, const QRectF& part, const QRect& target)
+    {
+        for (Group& group : m_groups) {
+            if (!group.bounds.intersects(part))
+                continue;
+            if (!group.parsed) {
+                group.parsed = std::make_unique<QSvgRenderer>(group.drawing);
+                Q_ASSERT(group.parsed->isValid());
+                group.parsed->setAspectRatioMode(Qt::IgnoreAspectRatio);
+            }
+            group.parsed->setViewBox(part);
+            group.parsed->render(&painter, target);
+        }
+    }
+
+private:
+    struct Group
+    {
+        QRectF bounds;
+        QByteArray drawing; ///< of it alone, with the gradients
+        std::unique_ptr<QSvgRenderer> parsed;
+    };
+    std::vector<Group> m_groups;
+};
+
+/// The families, each in each look. Pictures are drawn in bursts, when windows come: afterwards what was
+/// parsed, and the paths that the toolkit made of it, would be half a megabyte, for a parse of less than a millisecond.
+class Families
+{
+public:
+    /// The run's; where nothing runs, they are kept.
+    static Families& current()
+    {
+        static Families outside;
+        return platform::Run::exists() ? platform::Run::current().shared<Families>() : outside;
+    }
+
+    Family& family(std::string_view name)
+    {
+        auto& family = m_families[{name, appearance().scheme}];
+        if (!family) {
+            initArtwork();
+            const QString file = u":/artwork/%1.svg"_s.arg(QLatin1StringView(name.data(), qsizetype(name.size())));
+            QFile drawing(file);
+            const bool isThere = drawing.open(QFile::ReadOnly);
+            Q_ASSERT(isThere);
+            family = std::make_unique<Family>(isThere ? withColors(drawing.readAll()) : QByteArray());
+            if (!m_end && platform::Run::exists())
+                m_end = platform::environment().time().repeat(Burst, [this] { drop(); });
+        }
+        return *family;
+    }
+
+private:
+    void drop()
+    {
+        m_families.clear();
+        m_end.reset();
+        platform::giveMemoryBack();
+    }
+
+    static constexpr auto Burst = 2s;
+
+    std::map<std::pair<std::string_view, Scheme>, std::unique_ptr<Family>> m_families;
+    std::unique_ptr<platform::TimeSource::Timer> m_end;
+};
 
 struct Band
 {
@@ -224,6 +303,33 @@ void drawTitleText(QImage& image, QSizeF size)
                      title);
 }
 
+QImage drawn(const Slice& slice, QSize pixels)
+{
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    if (slice.family.empty()) {
+        drawTitleText(image, slice.rect.size());
+        return image;
+    }
+    Family& family = Families::current().family(slice.family);
+    QPainter painter(&image);
+    const QSizeF size = slice.rect.size();
+    const bool whole = std::fmod(pixels.width(), size.width()) == 0 && std::fmod(pixels.height(), size.height()) == 0;
+    const Guides none{};
+    for (const Band& row : bands(size.height(), pixels.height(), whole ? none : slice.rows)) {
+        for (const Band& column : bands(size.width(), pixels.width(), whole ? none : slice.columns)) {
+            const QRect target(QPoint(column.fromPixel, row.fromPixel),
+                               QSize(column.toPixel - column.fromPixel, row.toPixel - row.fromPixel));
+            painter.setClipRect(target);
+            family.draw(painter,
+                        QRectF(slice.rect.topLeft() + QPointF(column.from, row.from),
+                               QSizeF(column.to - column.from, row.to - row.from)),
+                        target);
+        }
+    }
+    return image;
+}
+
 QPixmap rasterised(const Slice& slice, QSize pixels)
 {
     const QString key = u"skin/%1/%2/%3x%4"_s.arg(quintptr(&slice))
@@ -231,33 +337,10 @@ QPixmap rasterised(const Slice& slice, QSize pixels)
                             .arg(pixels.width())
                             .arg(pixels.height());
     QPixmap pixmap;
-    if (QPixmapCache::find(key, &pixmap))
-        return pixmap;
-
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    if (slice.family.empty()) {
-        drawTitleText(image, slice.rect.size());
-    } else {
-        QSvgRenderer& sheet = sheetOf(slice.family);
-        QPainter painter(&image);
-        const QSizeF size = slice.rect.size();
-        const bool whole =
-            std::fmod(pixels.width(), size.width()) == 0 && std::fmod(pixels.height(), size.height()) == 0;
-        const Guides none{};
-        for (const Band& row : bands(size.height(), pixels.height(), whole ? none : slice.rows)) {
-            for (const Band& column : bands(size.width(), pixels.width(), whole ? none : slice.columns)) {
-                const QRect target(QPoint(column.fromPixel, row.fromPixel),
-                                   QSize(column.toPixel - column.fromPixel, row.toPixel - row.fromPixel));
-                painter.setClipRect(target);
-                sheet.setViewBox(QRectF(slice.rect.topLeft() + QPointF(column.from, row.from),
-                                        QSizeF(column.to - column.from, row.to - row.from)));
-                sheet.render(&painter, target);
-            }
-        }
+    if (!QPixmapCache::find(key, &pixmap)) {
+        pixmap = QPixmap::fromImage(drawn(slice, pixels));
+        QPixmapCache::insert(key, pixmap);
     }
-    pixmap = QPixmap::fromImage(std::move(image));
-    QPixmapCache::insert(key, pixmap);
     return pixmap;
 }
 
@@ -298,6 +381,11 @@ QPixmap Image::pixmap(qreal devicePixelRatio) const
     QPixmap pixmap = rasterised(*m_slice, (size() * devicePixelRatio).toSize());
     pixmap.setDevicePixelRatio(devicePixelRatio);
     return pixmap;
+}
+
+QPixmap Image::pixmapOnce(int edge) const
+{
+    return m_slice ? QPixmap::fromImage(drawn(*m_slice, QSize(edge, edge))) : QPixmap();
 }
 
 QPixmap Image::pixmap(qreal devicePixelRatio, const QColor& color) const

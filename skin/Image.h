@@ -34,6 +34,8 @@ public:
     QPixmap pixmap(qreal devicePixelRatio) const;
     /// The same, all in one colour.
     QPixmap pixmap(qreal devicePixelRatio, const QColor& color) const;
+    /// A square of that many pixels, drawn now and kept nowhere.
+    QPixmap pixmapOnce(int edge) const;
 
 private:
     friend Image imageNamed(std::string_view name);

@@ -25,6 +25,7 @@
 
 using namespace skin;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -362,6 +363,17 @@ private slots:
         QTRY_VERIFY(picture(spinner) != hidden);
         spinner.stopAnimation();
         QCOMPARE(picture(spinner), nothing);
+    }
+
+    void sheetsOfPicturesAreReadAgain()
+    {
+        support::TestRun run;
+        const auto drawn = [] { return imageNamed("quillon.png").pixmapOnce(32).toImage(); };
+        const QImage first = drawn();
+        QCOMPARE(run.time.timers(), 1);
+        run.time.advance(2s);
+        QCOMPARE(run.time.timers(), 0);
+        QCOMPARE(drawn(), first);
     }
 
     void linkOpensItsPage()
