@@ -155,8 +155,6 @@ std::vector<DayEntry*> recentEntries(const model::User& user, std::size_t most =
         return !entry->hasRealId() || entry->date("spentAt").date() > today;
     });
     sortNewestFirst(entries);
-    std::vector<model::Project*> offered = user.assignedProjects();
-    std::ranges::sort(offered);
     std::set<std::pair<const model::Project*, const model::Task*>> seen;
     if (const DayEntry* runs = running(user))
         seen.emplace(runs->project(), runs->task());
@@ -165,7 +163,7 @@ std::vector<DayEntry*> recentEntries(const model::User& user, std::size_t most =
         if (recent.size() == most)
             break;
         const model::Project* project = entry->project();
-        if (!std::ranges::binary_search(offered, project) || !seen.emplace(project, entry->task()).second)
+        if (!project || !seen.emplace(project, entry->task()).second || !user.isAssignedTo(*project))
             continue;
         const std::vector<model::Task*> tasks = project->assignedTasks();
         if (std::ranges::find(tasks, entry->task()) != tasks.end())

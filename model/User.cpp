@@ -62,6 +62,11 @@ std::vector<Project*> User::assignedProjects() const
     return projects;
 }
 
+bool User::isAssignedTo(const Project& project) const
+{
+    return fetchFirst<UserAssignment>(context(), store::where("user", this) && store::where("project", &project));
+}
+
 User::ProjectsByClient User::projectsWithMatchingNamesGroupedByClient(const QString& filter) const
 {
     const QString searched = folded(filter);

@@ -31,6 +31,8 @@ public:
 
     /// By the name of their client, then by their own.
     std::vector<Project*> assignedProjects() const;
+    /// Whether it is one of those; reads no other.
+    bool isAssignedTo(const Project& project) const;
     /// Name of the client → projects. Projects without a client, or with one without a name, stand under an empty name.
     using ProjectsByClient = std::map<QString, std::vector<Project*>>;
     /// The assigned projects whose display name contains `filter`, ignoring case; all for an empty filter. Fast enough

@@ -152,6 +152,14 @@ private slots:
         QCOMPARE(run.test.alerts.shown.back().text, u"No more"_s);
         run.menulet->networkUnReachable();
         QVERIFY(!run.menu().continueMenuItems.front()->isEnabled());
+
+        // Nor is anything offered whose project is no longer the person's.
+        store::Context& context = *run.menulet->managedObjectContext();
+        for (store::Object* mine : context.fetch({"UserAssignment", {}, {}}))
+            context.remove(*mine);
+        run.menulet->networkReachable();
+        run.refresh();
+        QCOMPARE(titles(run.menu()).filter(u"Continue"_s), QStringList());
     }
 
     /// Since yesterday, from an old row or a browser.
