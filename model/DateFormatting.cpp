@@ -177,7 +177,7 @@ private:
     /// What strings were read as. A refresh brings nearly the same ones as the one before, and parsing one takes some
     /// ten microseconds. Holds in every time zone, as the formatters do.
     std::array<QHash<QString, QDateTime>, PatternCount> m_known;
-    static constexpr qsizetype KnownTexts = 1000;
+    static constexpr qsizetype KnownTexts = 512;
     static constexpr qsizetype LongestKnown = 64; ///< anything longer is not a date, and would waste space
 };
 

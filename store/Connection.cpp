@@ -66,6 +66,9 @@ SQLite::Statement& Connection::selectStatement(const Entity& entity)
 
 void Connection::releaseMemory()
 {
+    m_insertStatements.clear();
+    m_selectStatements.clear();
+    m_statements.clear();
     sqlite3_db_release_memory(m_database.getHandle());
 }
 

@@ -29,7 +29,8 @@ public:
     /// The prepared statement, reset and without bindings. A statement has only one user at a time.
     SQLite::Statement& statement(const std::string& sql);
 
-    /// Frees cached pages that are not in use, up to 2 MB; they are read again when needed.
+    /// Frees cached pages that are not in use, up to 2 MB, and all statements: only while nobody uses any. They are
+    /// read and prepared again when needed.
     void releaseMemory();
 
     // The statements used for every single row: of a whole object in the order of `columnList`, and of the object of a
