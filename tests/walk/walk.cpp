@@ -243,7 +243,7 @@ int soak(double hours)
         Steps steps;
         for (; commands < minute * CommandsAnHour / 60; ++commands)
             steps.push_back({commands % 2 ? "item" : "row", commands % 3});
-        if (minute % 5 == 0)
+        if (minute % 4 == 0)
             steps.insert(steps.end(), {{"timesheet"},
                                        {"newtimer"},
                                        {"open"},
