@@ -12,19 +12,6 @@ namespace platform {
 
 namespace {
 
-class SystemTimer final : public TimeSource::Timer
-{
-public:
-    SystemTimer(TimeSource::Duration interval, std::function<void()> tick)
-    {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, std::move(tick));
-        m_timer.start(interval);
-    }
-
-private:
-    QTimer m_timer;
-};
-
 TimeSource::Duration reading(clockid_t clock)
 {
     timespec time{};
@@ -33,7 +20,30 @@ TimeSource::Duration reading(clockid_t clock)
                                                             std::chrono::nanoseconds(time.tv_nsec));
 }
 
+class SystemTimer final : public TimeSource::Timer
+{
+public:
+    SystemTimer(TimeSource::Duration interval, const std::function<void()>& tick)
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this, interval, tick] {
+            if (m_timer.intervalAsDuration() != interval)
+                m_timer.setInterval(interval);
+            tick(); // may end this timer
+        });
+        m_timer.start(SystemTimeSource::firstInterval(interval, reading(CLOCK_MONOTONIC)));
+    }
+
+private:
+    QTimer m_timer;
+};
+
 } // namespace
+
+TimeSource::Duration SystemTimeSource::firstInterval(Duration interval, Duration uptime)
+{
+    constexpr Duration common = std::chrono::seconds(15);
+    return interval % common == Duration(0) ? interval - uptime % common : interval;
+}
 
 TimeSource::TimePoint SystemTimeSource::now() const
 {

@@ -12,6 +12,10 @@ public:
     Uptime uptime() const override;
     bool sleepFor(Duration duration, std::stop_token stop) override;
     std::unique_ptr<Timer> repeat(Duration interval, std::function<void()> tick) override;
+
+    /// The first of a timer's intervals, cut so that intervals of fifteen seconds and their multiples end together,
+    /// whenever they began: the machine wakes once for all of them.
+    static Duration firstInterval(Duration interval, Duration uptime);
 };
 
 } // namespace platform

@@ -169,6 +169,18 @@ private slots:
         QVERIFY(!timer);
     }
 
+    void longIntervalsEndTogether()
+    {
+        const auto first = platform::SystemTimeSource::firstInterval;
+        for (const auto uptime : {0ms, 1ms, 14999ms, 3600007ms}) {
+            QCOMPARE((uptime + first(15s, uptime)) % 15s, 0ms);
+            QCOMPARE((uptime + first(30s, uptime)) % 15s, 0ms);
+            QVERIFY(first(15s, uptime) > 0ms && first(15s, uptime) <= 15s && first(30s, uptime) > 15s);
+            QCOMPARE(first(300ms, uptime), 300ms);
+            QCOMPARE(first(59123ms, uptime), 59123ms); // when an hour shows its next minute
+        }
+    }
+
     void layers()
     {
         struct Case
