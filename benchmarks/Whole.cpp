@@ -18,6 +18,7 @@ constexpr double LongestStart = 20;
 constexpr int FaceWidth = 16;
 constexpr int WindowWidth = 300;
 constexpr int Turns = 25;
+constexpr double FirstLook = 16;
 
 void pause(double seconds)
 {
@@ -212,6 +213,9 @@ void measureWakeUps(const Builds& builds)
             // The window of the day opens by itself.
             if (!state.open)
                 Process({programs.quillon, "timesheet"}, home.environment()).wait();
+            // After the first look at the idle time, which makes a connection: what goes on all day.
+            if (!state.running)
+                pause(FirstLook);
             return rates(watch, *process);
         };
         const std::string wakeUps = std::string("wake-ups ") + state.name;
