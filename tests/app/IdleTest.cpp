@@ -233,8 +233,7 @@ private slots:
         run.work(Step);
         run.away(measured(12) + Step);
         QCOMPARE(run.alert(), NoAlert);
-        QVERIFY(run.menulet->idleTime() >= 720);
-        QVERIFY(!run.menulet->displayingIdleAlert());
+        VERIFY_EACH(run.menulet->idleTime() >= 720, !run.menulet->displayingIdleAlert());
         // A timer that somebody starts elsewhere is one to be asked about.
         run.menulet->resetIdleTimer();
         QCOMPARE(run.menulet->idleTime(), 0.0);
@@ -333,8 +332,7 @@ private slots:
 
         // Pressed to see what it is about.
         run.menulet->timesheetController()->window().hide();
-        QVERIFY(run.press(AlertPresenter::Opened));
-        QVERIFY(run.menulet->timesheetController()->window().isVisible());
+        VERIFY_EACH(run.press(AlertPresenter::Opened), run.menulet->timesheetController()->window().isVisible());
         QCOMPARE(run.question(), asksAboutMinutes(10));
     }
 
@@ -361,8 +359,7 @@ private slots:
         run.leaveWithATimer();
         QVERIFY(run.answer(0));
         QCOMPARE(run.menulet->idleTime(), 0.0);
-        QVERIFY(!run.menulet->runningTimerWhenIdleStarted());
-        QVERIFY(!run.menulet->runningTimerSavedAt().isValid());
+        VERIFY_EACH(!run.menulet->runningTimerWhenIdleStarted(), !run.menulet->runningTimerSavedAt().isValid());
         run.work(5min);
         QCOMPARE(run.alert(), NoAlert);
         QCOMPARE(run.corrections(), QStringList());
@@ -424,9 +421,7 @@ private slots:
             run.test.alerts.open()->text,
             u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
             "more recently edited it outside of Quillon for Mac."_s);
-        QVERIFY(run.menulet->displayingIdleAlert());
-        QVERIFY(run.answer(0));
-        QVERIFY(!run.menulet->displayingIdleAlert());
+        VERIFY_EACH(run.menulet->displayingIdleAlert(), run.answer(0), !run.menulet->displayingIdleAlert());
         QCOMPARE(run.menulet->idleTime(), 0.0);
         QCOMPARE(run.corrections(), QStringList());
     }

@@ -4,7 +4,6 @@
 #include "skin/QuillonTextFieldCell.h"
 #include "store/Coordinator.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetListViewCell.h"
 #include "timesheet/TimesheetWindow.h"
@@ -31,8 +30,7 @@ private slots:
         QCOMPARE(run.face(), u"-:--"_s);
         QCOMPARE(run.test.statusItem.view, &run.view());
         QCOMPARE(run.test.statusItem.toolTip, u"Wrenfold"_s);
-        QVERIFY(run.test.statusItem.enabled);
-        QVERIFY(run.peer.requests().empty());
+        VERIFY_EACH(run.test.statusItem.enabled, run.peer.requests().empty());
 
         run.menulet->awakeFromNib();
         run.settle();
@@ -163,8 +161,7 @@ private slots:
         // A press beside the button leads to where one signs in, never to the menu.
         QTest::mousePress(&run.view(), Qt::LeftButton, {}, QPoint(50, 11));
         QCOMPARE(run.shown(), QStringList{u"Quillon Preferences"_s});
-        QVERIFY(!run.menu().isVisible());
-        QVERIFY(!run.view().clicked());
+        VERIFY_EACH(!run.menu().isVisible(), !run.view().clicked());
 
         auto& preferences = settings::QuillonPreferences::sharedPreferences();
         preferences.setPassword(u"secret"_s);
@@ -239,19 +236,14 @@ private slots:
         QCOMPARE(run.face(), u"offline"_s);
         QVERIFY(run.menulet->offline());
         QCOMPARE(run.test.statusItem.length(), 71.0);
-        QVERIFY(run.menu().offlineIndicator->isVisible());
-        QVERIFY(run.menu().offlineSeparatorItem->isVisible());
-        QVERIFY(!run.menu().offlineIndicator->isEnabled());
-        QVERIFY(!run.menu().toggleCurrentTimerMenuItem->isEnabled());
-        QVERIFY(!run.menu().newTimerMenuItem->isEnabled());
-        QVERIFY(run.test.statusItem.description.offline);
+        VERIFY_EACH(run.menu().offlineIndicator->isVisible(), run.menu().offlineSeparatorItem->isVisible());
+        VERIFY_EACH(!run.menu().offlineIndicator->isEnabled(), !run.menu().toggleCurrentTimerMenuItem->isEnabled());
+        VERIFY_EACH(!run.menu().newTimerMenuItem->isEnabled(), run.test.statusItem.description.offline);
 
         run.test.network.setReachable(true);
         QCOMPARE(run.face(), u"0:00"_s);
-        QVERIFY(!run.menulet->offline());
-        QVERIFY(!run.menu().offlineIndicator->isVisible());
-        QVERIFY(run.menu().toggleCurrentTimerMenuItem->isEnabled());
-        QVERIFY(run.menu().newTimerMenuItem->isEnabled());
+        VERIFY_EACH(!run.menulet->offline(), !run.menu().offlineIndicator->isVisible());
+        VERIFY_EACH(run.menu().toggleCurrentTimerMenuItem->isEnabled(), run.menu().newTimerMenuItem->isEnabled());
         run.settle();
         QCOMPARE(run.requested().first(), u"GET /account/who_am_i"_s);
     }

@@ -6,7 +6,6 @@
 
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/TimesheetWindow.h"
 
 #include <QLabel>
@@ -63,19 +62,16 @@ private slots:
         StartedRun run;
         run.test.desktop.activated.clear();
         QTest::mousePress(&run.view(), Qt::LeftButton, {}, BesideTheButton);
-        QVERIFY(run.menu().isVisible());
-        QVERIFY(run.view().clicked());
+        VERIFY_EACH(run.menu().isVisible(), run.view().clicked());
         // Who opens the menu has not asked for any of the windows.
         QVERIFY(run.test.desktop.activated.isEmpty());
         run.menulet->toggleStatusItemMenu();
-        QVERIFY(!run.menu().isVisible());
-        QVERIFY(!run.view().clicked());
+        VERIFY_EACH(!run.menu().isVisible(), !run.view().clicked());
 
         QTest::mousePress(&run.view(), Qt::RightButton, {}, OnTheButton);
         QVERIFY(run.menu().isVisible());
         QTest::keyClick(&run.menu(), Qt::Key_Escape);
-        QVERIFY(!run.menu().isVisible());
-        QVERIFY(!run.view().clicked());
+        VERIFY_EACH(!run.menu().isVisible(), !run.view().clicked());
         run.menulet->toggleStatusItemMenu();
         QVERIFY(run.menu().isVisible());
     }
@@ -194,8 +190,7 @@ private slots:
         run.settle();
         QCOMPARE(run.requested().mid(0, 3), QStringList({u"GET /daily/16/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
                                                          u"GET /daily/timer/1"_s}));
-        QVERIFY(!titles(run.menu()).contains(u"Show"_s));
-        QVERIFY(!run.test.statusItem.description.spoken.contains(said));
+        VERIFY_EACH(!titles(run.menu()).contains(u"Show"_s), !run.test.statusItem.description.spoken.contains(said));
     }
 
     void startsAndStopsByClick()

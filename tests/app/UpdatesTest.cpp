@@ -6,7 +6,6 @@
 #include "support/ScriptedPeer.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>

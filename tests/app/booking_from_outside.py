@@ -72,6 +72,7 @@ def a_day(program):
             (["log", "2020-01-01..today"], 2, "quillon: that is too long: .*\n"),
             (["stop", "now"], 2, "quillon: usage: quillon stop .*\n"),
             (["stop", "--timeout", "soon"], 2, "quillon: “soon” is no number of seconds\n"),
+            (["stop", "--timeout", "-1"], 2, "quillon: “-1” is no number of seconds\n"),
             (["start"], 2, "quillon: usage: quillon start .*\n"),
             (["add", "1", "shop", "--notes", "x"], 2, "quillon: there is no option \"--notes\" .*\n")):
         says(program, *words, status=status, **{"output" if status == 0 else "error": said})

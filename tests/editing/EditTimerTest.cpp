@@ -2,7 +2,6 @@
 
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QCalendarWidget>
 #include <QMenu>
@@ -46,13 +45,11 @@ private slots:
         QWidget* const total = run.find("totalHoursLabel");
         for (const bool saving : {false, true}) {
             run.edit();
-            QVERIFY(run.isOpen());
-            QVERIFY(total->isHidden());
+            VERIFY_EACH(run.isOpen(), total->isHidden());
             QCOMPARE(run.window()->focusWidget(), &run.project());
             QCOMPARE(run.project().selectedText(), u"[W1] Website"_s);
             saving ? run.save() : run.cancel();
-            QVERIFY(!run.isOpen());
-            QVERIFY(!total->isHidden());
+            VERIFY_EACH(!run.isOpen(), !total->isHidden());
             QVERIFY(list->isAncestorOf(run.window()->focusWidget()) || list == run.window()->focusWidget());
             run.settle();
             // The row is selected again: Return's key opens it once more.
@@ -342,8 +339,7 @@ private slots:
         run.type(run.project(), u"intranet"_s);
         QTest::keyClick(run.window()->focusWidget(), Qt::Key_Escape);
         run.save();
-        QVERIFY(!run.isOpen());
-        QVERIFY(run.sent().contains("<project_id>2</project_id>"));
+        VERIFY_EACH(!run.isOpen(), run.sent().contains("<project_id>2</project_id>"));
     }
 
     void picksADay()
@@ -484,8 +480,7 @@ private slots:
             }
             run.answerDay({});
             run.refresh();
-            QVERIFY(!run.entry(run.id));
-            QVERIFY(run.isOpen());
+            VERIFY_EACH(!run.entry(run.id), run.isOpen());
             QCOMPARE(run.notes().text(), u"All that I did"_s);
             for (QLineEdit* field : {&run.hours(), &run.startTime(), &run.endTime()}) {
                 field->setFocus(Qt::TabFocusReason);

@@ -10,7 +10,6 @@
 #include "skin/QuillonTextFieldBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -146,8 +145,7 @@ private slots:
         run.project()->setFocus();
         run.project()->selectAll();
         run.type(u"Quay & Co"_s);
-        QVERIFY(link.isVisible());
-        QVERIFY(run.window->height() > height);
+        VERIFY_EACH(link.isVisible(), run.window->height() > height);
         QCOMPARE(link.text(), u"New project “Quay & Co”…"_s);
         QTest::keyClick(&link, Qt::Key_Space);
         QCOMPARE(run.test.desktop.opened.size(), 1);
@@ -448,8 +446,7 @@ private slots:
         QVERIFY(!run.window->durationHint->isVisible());
         QTRY_COMPARE(run.window->height(), before.height());
         QVERIFY(run.window->close()); // whoever ends the session is not held up
-        QVERIFY(!settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1));
-        QVERIFY(!run.window->isVisible());
+        VERIFY_EACH(!settings::UserDefaults().boolForKey("QuillonDurationBoxOpen"_L1), !run.window->isVisible());
     }
 
     void oneTimerForADoubleClick()

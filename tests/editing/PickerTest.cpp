@@ -8,7 +8,6 @@
 #include "skin/ThinScroller.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -280,8 +279,7 @@ private slots:
                 QCOMPARE(window.project.text(), none ? typed : chosen);
                 QCOMPARE(window.error(window.project), none);
                 QCOMPARE(window.project.textField()->accessibleDescription(), none ? u"No project chosen"_s : u""_s);
-                QVERIFY(!window.project.textField()->hasFocus());
-                QVERIFY(!window.project.resultsController().visible());
+                VERIFY_EACH(!window.project.textField()->hasFocus(), !window.project.resultsController().visible());
             }
         }
     }
@@ -313,8 +311,7 @@ private slots:
         // What can be pressed is.
         window.type(u"d"_s);
         press(window.after->geometry().center());
-        QVERIFY(window.after->hasFocus());
-        QVERIFY(!window.project.resultsController().visible());
+        VERIFY_EACH(window.after->hasFocus(), !window.project.resultsController().visible());
 
         window.focus(window.project);
         window.project.textField()->clear();
@@ -336,7 +333,8 @@ private slots:
     void theMenuIsAMenu()
     {
         QWidget field;
-        field.resize(300, 26);
+        const QRect screen = field.screen()->availableGeometry();
+        field.setGeometry(0, screen.bottom() - 40, 300, 26); // there is more room above
         field.show();
         PickerMenu menu(Look::Dark, &field);
         for (int i = 0; i < 300; ++i) {
@@ -348,7 +346,8 @@ private slots:
         menu.setChecked(150);
         const QSignalSpy chosen(&menu, &PickerMenu::triggered);
         menu.popUp(field);
-        QVERIFY(menu.height() <= field.screen()->availableGeometry().height() / 2);
+        QCOMPARE(menu.height(), screen.height() / 2);
+        QCOMPARE(menu.geometry().bottom(), field.mapToGlobal(QPoint(0, -1)).y());
         const auto isSeen = [&] { return menu.viewport()->rect().contains(menu.itemRect(menu.activeItem())); };
         const auto active = [&] {
             return menu.activeItem() < 0 ? u"-"_s : menu.items()[size_t(menu.activeItem())].title;
@@ -415,8 +414,7 @@ private slots:
         window.after->setFocus();
         window.pick(window.project, u"[ZW] Website"_s);
         QCOMPARE(window.told, QStringList({u"project [ZW] Website"_s, u"task Design"_s}));
-        QVERIFY(window.project.textField()->hasFocus());
-        QVERIFY(window.menu(window.project).endsWith(u"[ZW] Website*"));
+        VERIFY_EACH(window.project.textField()->hasFocus(), window.menu(window.project).endsWith(u"[ZW] Website*"));
         QCOMPARE(window.menu(window.task), u"Billable/  Design*/Non-Billable/  admin");
         window.pick(window.task, u"admin"_s);
         QCOMPARE(window.menu(window.task), u"Billable/  Design/Non-Billable/  admin*");

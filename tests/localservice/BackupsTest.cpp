@@ -285,8 +285,7 @@ private slots:
         s.add();
         Backups copies(s.file());
         s.pass(24h);
-        QVERIFY(copies.makeDaily(s.now()));
-        QVERIFY(copies.restore(copies.all().front().name, s.now()));
+        VERIFY_EACH(copies.makeDaily(s.now()), copies.restore(copies.all().front().name, s.now()));
         QCOMPARE(s.rows("SELECT timer_started FROM entries"), QStringList{QString::number(Scenario::Start)});
     }
 

@@ -339,8 +339,7 @@ private slots:
         const auto seen = s.today().text(u"updated_at"_s);
         // Two changes within the second that the client has seen.
         const auto changed = s.update(id, u"notes=elsewhere"_s).text(u"updated_at"_s);
-        QVERIFY(changed != seen);
-        QVERIFY(s.update(id, u"notes=again"_s).text(u"updated_at"_s) != changed);
+        VERIFY_EACH(changed != seen, s.update(id, u"notes=again"_s).text(u"updated_at"_s) != changed);
         for (const auto& stale : {seen, changed}) {
             const auto refused = s.sync(id, u"0.00"_s, u"stopped"_s, stale);
             QCOMPARE(refused.status, 409);

@@ -99,8 +99,7 @@ private slots:
         ModelRun run;
         const QByteArray tasks = "<tasks><task><id>21</id><name>R&amp;amp;D</name><default-hourly-rate>80"
                                  "</default-hourly-rate></task><task><id>22</id><name>b</name></task></tasks>";
-        QVERIFY(run.import(&Task::parseXml, tasks));
-        QVERIFY(run.import(&Task::parseXml, tasks));
+        VERIFY_EACH(run.import(&Task::parseXml, tasks), run.import(&Task::parseXml, tasks));
         QCOMPARE(run.saves, 0);
         QCOMPARE(names(run.all<Task>()), QStringList({u"R&D"_s, u"b"_s}));
         QCOMPARE(run.byId<Task>("21")->description(), u"Name: R&D | ID: 21 | rate: 80");
@@ -131,14 +130,12 @@ private slots:
             "<user-id>7</user-id><hourly-rate>5</hourly-rate></user-assignment></user-assignments>";
         const QByteArray tasks = "<task-assignments><task-assignment><id>42</id><project-id>11</project-id>"
                                  "<task-id>21</task-id></task-assignment></task-assignments>";
-        QVERIFY(run.import(&UserAssignment::parseXml, users));
-        QVERIFY(run.import(&TaskAssignment::parseXml, tasks));
+        VERIFY_EACH(run.import(&UserAssignment::parseXml, users), run.import(&TaskAssignment::parseXml, tasks));
         QCOMPARE(values(run.byId<UserAssignment>("41"), "user userId project projectId rate"), u"7; 7; -; 11; 5");
         QCOMPARE(values(run.byId<TaskAssignment>("42"), "task taskId project projectId"), u"-; 21; -; 11");
 
         // Linked once the rest is there.
-        QVERIFY(run.import(&DayEntry::parseXml, Sheet));
-        QVERIFY(run.import(&UserAssignment::parseXml, users));
+        VERIFY_EACH(run.import(&DayEntry::parseXml, Sheet), run.import(&UserAssignment::parseXml, users));
         QVERIFY(run.import(&TaskAssignment::parseXml, tasks));
         QCOMPARE(values(run.byId<UserAssignment>("41"), "project"), u"11");
         QCOMPARE(run.byId<TaskAssignment>("42")->name(), u"Design & more");

@@ -133,8 +133,7 @@ private slots:
         QVERIFY(run.main().save());
 
         const QByteArray list = "<clients><client><id>3</id></client></clients>";
-        QVERIFY(Client::parseXml(list, stale, worker));
-        QVERIFY(run.all<Client>().empty());
+        VERIFY_EACH(Client::parseXml(list, stale, worker), run.all<Client>().empty());
         QVERIFY(run.import(&Client::parseXml, list));
         QCOMPARE(run.all<Client>().size(), 1U);
         QCOMPARE(run.byId<Client>("3")->company(), &run.company());

@@ -173,8 +173,7 @@ private slots:
             QCOMPARE(entry.project()->client()->name(), ids.contains("99") ? u"C<"_s : u"Zoo"_s);
             QCOMPARE(entry.task()->name(), ids.contains("98") ? u"D>"_s : u"Design"_s);
             // The stand-by is there from now on.
-            QVERIFY(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"));
-            QVERIFY(!entry.isLocked());
+            VERIFY_EACH(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"), !entry.isLocked());
         }
     }
 
@@ -190,18 +189,14 @@ private slots:
 
         // Neither what cannot be read nor a sheet without a day says anything about entries.
         const QByteArray shorter = sheet(dayEntry("2", OfTheDay));
-        QVERIFY(!run.import(shorter.chopped(10)));
-        QVERIFY(!run.import(shorter + "<!DOCTYPE html>"));
-        QVERIFY(run.import("<daily><day_entries/></daily>"));
-        QVERIFY(run.import(sheet("Di., 5 M\xc3\xa4rz 2024", "")));
+        VERIFY_EACH(!run.import(shorter.chopped(10)), !run.import(shorter + "<!DOCTYPE html>"));
+        VERIFY_EACH(run.import("<daily><day_entries/></daily>"), run.import(sheet("Di., 5 M\xc3\xa4rz 2024", "")));
         QVERIFY(shown);
 
-        QVERIFY(run.import(shorter));
-        QVERIFY(!shown);
+        VERIFY_EACH(run.import(shorter), !shown);
         QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
         // One that was moved to another day since is not deleted with the day it left.
-        QVERIFY(run.import(dayEntry("2", "<spent_at>2024-03-06</spent_at>")));
-        QVERIFY(run.import(sheet("")));
+        VERIFY_EACH(run.import(dayEntry("2", "<spent_at>2024-03-06</spent_at>")), run.import(sheet("")));
         QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
     }
 
@@ -222,8 +217,7 @@ private slots:
         QVERIFY(run.import("<add>" + dayEntry("4", running) + dayEntry("5", running) + "</add>"));
         VERIFY_EACH(!run.byId<DayEntry>("1")->isRunning(), !run.byId<DayEntry>("2")->isRunning());
         VERIFY_EACH(run.byId<DayEntry>("4")->isRunning(), !run.byId<DayEntry>("5"));
-        QVERIFY(theirs.isRunning());
-        QVERIFY(run.import("<add><message>no entry</message></add>"));
+        VERIFY_EACH(theirs.isRunning(), run.import("<add><message>no entry</message></add>"));
         QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s, u"9"_s}));
     }
 

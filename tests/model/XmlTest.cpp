@@ -107,8 +107,7 @@ private slots:
         QCOMPARE(item.next().name(), "other");
         VERIFY_EACH(item.next("item"), !item.next("item").next("item"));
         // Stays within the element.
-        QVERIFY(!item.next("item").descendant("id"));
-        QVERIFY(!item.child("deep").descendant("ids"));
+        VERIFY_EACH(!item.next("item").descendant("id"), !item.child("deep").descendant("ids"));
         QVERIFY(!document->root().descendant("list"));
     }
 
@@ -121,8 +120,7 @@ private slots:
         const Element root = document->root();
         QVERIFY(root.child("missing").text().isNull());
         for (const char* name : {"empty", "short"}) {
-            QVERIFY(!root.child(name).text().isNull());
-            QVERIFY(root.child(name).text().isEmpty());
+            VERIFY_EACH(!root.child(name).text().isNull(), root.child(name).text().isEmpty());
             QVERIFY(!root.child(name).isTrue());
         }
         QCOMPARE(QList<bool>({root.child("t").isTrue(), root.child("cdata").isTrue()}), QList<bool>({true, true}));

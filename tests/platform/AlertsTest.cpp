@@ -4,7 +4,6 @@
 #include "support/InRow.h"
 #include "support/ManualTimeSource.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>

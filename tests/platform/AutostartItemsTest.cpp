@@ -1,5 +1,6 @@
 #include "platform/linux/AutostartItems.h"
 #include "support/TestEnvironment.h"
+#include "support/VerifyEach.h"
 
 #include <QDir>
 #include <QFile>
@@ -76,8 +77,7 @@ private slots:
                 QVERIFY(said.open(QIODevice::ReadOnly));
                 QCOMPARE(said.readAll(), QByteArray("--local|a $b% \"c\" \\|"));
             }
-            QVERIFY(items.remove({Ours}));
-            QVERIFY(folder.files().isEmpty());
+            VERIFY_EACH(items.remove({Ours}), folder.files().isEmpty());
         }
     }
 
@@ -90,8 +90,7 @@ private slots:
         umask(before);
         for (const QString& path : {folder.path(), folder.path() + u'/' + Ours})
             QVERIFY(!(QFile::permissions(path) & (QFile::WriteGroup | QFile::WriteOther)));
-        QVERIFY(items.insert(u"/opt/quillon"_s, {}));
-        QVERIFY(items.insert(u"/opt/quillon"_s, {}));
+        VERIFY_EACH(items.insert(u"/opt/quillon"_s, {}), items.insert(u"/opt/quillon"_s, {}));
         QCOMPARE(folder.files(), QStringList{Ours});
         QCOMPARE(items.resolve({Ours}), u"/opt/quillon"_s);
     }
@@ -165,8 +164,7 @@ private slots:
         QFile inTheWay(folder.path());
         QVERIFY(inTheWay.open(QIODevice::WriteOnly));
         QCOMPARE(items.snapshot(), std::nullopt);
-        QVERIFY(!items.insert(u"/opt/quillon"_s, {}));
-        QVERIFY(!items.remove({Ours}));
+        VERIFY_EACH(!items.insert(u"/opt/quillon"_s, {}), !items.remove({Ours}));
     }
 };
 

@@ -5,6 +5,7 @@
 #include "support/ManualTimeSource.h"
 #include "support/Pointer.h"
 #include "support/TestEnvironment.h"
+#include "support/VerifyEach.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -334,8 +335,7 @@ private slots:
                 return item.item.describe().startsWith(Docked);
             },
             20000));
-        QVERIFY(!strip);
-        QVERIFY(item.isIn(*tray));
+        VERIFY_EACH(!strip, item.isIn(*tray));
     }
 
     void refusedPanelIsTriedAgainWhenItIsAnother()
@@ -428,8 +428,7 @@ private slots:
 
         // Its name goes with it, by which the desktop knows.
         item.item.setFloating(true);
-        QVERIFY(item.becomes(Strip));
-        QVERIFY(!isOnTheBus(name));
+        VERIFY_EACH(item.becomes(Strip), !isOnTheBus(name));
     }
 
     void shellStartsAnew()
@@ -449,12 +448,10 @@ private slots:
         QCOMPARE(watcher.items.first(), watcher.items.last());
 
         watcher.disappear();
-        QVERIFY(item.settles());
-        QVERIFY(item.becomes(Strip));
+        VERIFY_EACH(item.settles(), item.becomes(Strip));
 
         watcher.appear();
-        QVERIFY(item.settles());
-        QVERIFY(item.becomes(Notifier));
+        VERIFY_EACH(item.settles(), item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 3);
     }
 
@@ -466,8 +463,7 @@ private slots:
             item.show();
             if (host == Watcher::Host::Refuses)
                 QVERIFY(item.becomes(Notifier));
-            QVERIFY(item.becomes(Strip));
-            QVERIFY(watcher.items.isEmpty());
+            VERIFY_EACH(item.becomes(Strip), watcher.items.isEmpty());
             watcher.disappear(); // the next one may show it
             watcher.appear();
             watcher.setHost(Watcher::Host::There);
@@ -485,19 +481,16 @@ private slots:
         QTRY_COMPARE(watcher.items.size(), 1);
 
         auto tray = std::make_unique<FakeTray>();
-        QVERIFY(item.settles());
-        QVERIFY(item.isIn(*tray));
+        VERIFY_EACH(item.settles(), item.isIn(*tray));
         item.time.advance(Trial);
         QVERIFY(item.becomes(Docked));
 
         tray.reset();
-        QVERIFY(item.settles());
-        QVERIFY(item.becomes(Notifier));
+        VERIFY_EACH(item.settles(), item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 2);
 
         tray = std::make_unique<FakeTray>(QSize(24, 24));
-        QVERIFY(item.settles());
-        QVERIFY(item.isIn(*tray));
+        VERIFY_EACH(item.settles(), item.isIn(*tray));
         item.time.advance(Trial);
         QVERIFY(item.becomes(Notifier));
         QTRY_COMPARE(watcher.items.size(), 3);

@@ -38,8 +38,7 @@ class ReachabilityTest final : public QObject
 private slots:
     void followsTheNetwork()
     {
-        QVERIFY(platform::NetworkMonitorReachability::available());
-        QVERIFY(setOnline(true));
+        VERIFY_EACH(platform::NetworkMonitorReachability::available(), setOnline(true));
         platform::NetworkMonitorReachability network;
         QList<bool> seen;
         auto first = network.watch(u"example.com"_s, [&](bool reachable) { seen << reachable; });
@@ -47,8 +46,7 @@ private slots:
         QCOMPARE(seen, QList<bool>{true});
         QVERIFY(setOnline(false));
         QTRY_COMPARE(seen, QList<bool>({true, false}));
-        QVERIFY(setOnline(false));
-        QVERIFY(setOnline(true));
+        VERIFY_EACH(setOnline(false), setOnline(true));
         QTRY_COMPARE(seen, QList<bool>({true, false, true}));
 
         // One that ended hears no more, and one may end within a call.
@@ -64,8 +62,7 @@ private slots:
         first.reset();
         QVERIFY(setOnline(true));
         QTRY_COMPARE(heard, QList<bool>({false, true}));
-        QVERIFY(!second);
-        QVERIFY(setOnline(false));
+        VERIFY_EACH(!second, setOnline(false));
         QList<bool> third;
         const auto last = network.watch(u"example.net"_s, [&](bool reachable) { third << reachable; });
         QTRY_COMPARE(third.last(), false);

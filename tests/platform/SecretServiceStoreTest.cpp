@@ -112,8 +112,7 @@ private slots:
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
-        QVERIFY(lockKeyring());
+        VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::Locked));
         QCOMPARE(store.lookup(ServiceName, u"nobody"_s), Secret(std::nullopt));
 
@@ -133,8 +132,7 @@ private slots:
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
-        QVERIFY(lockKeyring());
+        VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QList<Secret> answers;
         store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answers << secret; });
         QList<std::optional<Failure>> outcomes;
@@ -152,8 +150,7 @@ private slots:
     {
         const support::TestRun run;
         SecretServiceStore store;
-        QVERIFY(store.store(ServiceName, Ada, "secret", noOutcome));
-        QVERIFY(lockKeyring());
+        VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QList<std::optional<Failure>> outcomes;
         // Twice the same is asked once.
         QCOMPARE(store.store(ServiceName, Ada, "newer", into(outcomes)).error(), Failure::Locked);

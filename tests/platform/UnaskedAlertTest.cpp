@@ -40,9 +40,7 @@ private slots:
         QMessageBox* box = openBox(Question.title);
         VERIFY_EACH(box, QTest::qWaitForWindowExposed(box));
         pointer(u"key --delay 0 a Return b space Escape c"_s);
-        QVERIFY(other.says("\nab c\n"));
-        QVERIFY(!box->isActiveWindow());
-        QVERIFY(box->isVisible());
+        VERIFY_EACH(other.says("\nab c\n"), !box->isActiveWindow(), box->isVisible());
 
         m_time.advance(1h);
         pointer(at(box->mapToGlobal(QPoint(box->width() / 2, 8))) + u" click 1"_s);

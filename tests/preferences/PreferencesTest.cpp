@@ -4,7 +4,6 @@
 #include "support/InRow.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -84,12 +83,10 @@ private slots:
         QSignalSpy changed(&settingsOfRun(), &settings::QuillonPreferences::preferencesChanged);
 
         run.signIn(u"https://acme.quillon.example"_s, u"ann@example.com"_s, u" wrong-Pa55 "_s);
-        QVERIFY(controller.waitingForAuthenticationCheck());
-        QVERIFY(!run.part("doneButton").isEnabled());
+        VERIFY_EACH(controller.waitingForAuthenticationCheck(), !run.part("doneButton").isEnabled());
         QCOMPARE(run.part<QLabel>("checkingLabel").text(), u"Checking your account…"_s);
         QTRY_COMPARE(run.sheet(), Unverified);
-        QVERIFY(!controller.waitingForAuthenticationCheck());
-        QVERIFY(controller.window().isVisible());
+        VERIFY_EACH(!controller.waitingForAuthenticationCheck(), controller.window().isVisible());
         QCOMPARE(changed.count(), 0);
         QCOMPARE(run.part<QLabel>("checkingLabel").text(), QString());
         QVERIFY(run.settingsFile().contains("QuillonUrl=acme\n"));
@@ -110,8 +107,7 @@ private slots:
 
         qInstallMessageHandler(before);
         const QByteArray kept = run.settingsFile() + logged.join(u'\n').toUtf8();
-        QVERIFY(!kept.contains("secret"));
-        QVERIFY(!kept.contains("wrong-Pa55"));
+        VERIFY_EACH(!kept.contains("secret"), !kept.contains("wrong-Pa55"));
     }
 
     void emptyFields()
@@ -161,13 +157,9 @@ private slots:
 
         const auto& saved = settingsOfRun();
         QCOMPARE(saved.companyName(), u"Acme Ltd"_s);
-        QVERIFY(saved.startAtLogin());
-        QVERIFY(!saved.blinkColon());
-        QVERIFY(!saved.idleTimerEnabled());
-        QVERIFY(saved.hideFromDock());
+        VERIFY_EACH(saved.startAtLogin(), !saved.blinkColon(), !saved.idleTimerEnabled(), saved.hideFromDock());
         QCOMPARE(saved.idleMinutesThreshold(), 42);
-        QVERIFY(!run.test.updates.automatic);
-        QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
+        VERIFY_EACH(!run.test.updates.automatic, run.settingsFile().contains("HideInDock=true\n"));
         QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
     }
 
@@ -197,8 +189,7 @@ private slots:
         QCOMPARE(updates.accessibleDescription(), u"They come from the package manager."_s);
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());
-        QVERIFY(run.test.updates.automatic);
-        QVERIFY(run.settingsFile().contains("HideInDock=true\n"));
+        VERIFY_EACH(run.test.updates.automatic, run.settingsFile().contains("HideInDock=true\n"));
     }
 
     void idleMinutes()
@@ -233,8 +224,7 @@ private slots:
     void closingIsDone()
     {
         OpenRun run;
-        QVERIFY(!run.controller->window().close());
-        QVERIFY(run.controller->window().isVisible());
+        VERIFY_EACH(!run.controller->window().close(), run.controller->window().isVisible());
         QVERIFY(run.sheet().startsWith("Your Email, Secure Site, and Password"_L1));
         // The sheet comes first.
         QVERIFY(!run.controller->window().close());
@@ -249,8 +239,7 @@ private slots:
         run.key(Qt::Key_Escape);
         VERIFY_EACH(run.controller->window().isVisible(), !run.controller->waitingForAuthenticationCheck());
         VERIFY_EACH(run.settingsFile().isEmpty(), run.requested().isEmpty());
-        QVERIFY(!run.controller->window().close());
-        QVERIFY(run.controller->waitingForAuthenticationCheck());
+        VERIFY_EACH(!run.controller->window().close(), run.controller->waitingForAuthenticationCheck());
         QTRY_VERIFY(!run.controller->window().isVisible());
 
         run.open();
@@ -286,8 +275,7 @@ private slots:
         // Closing tries again as well. Now somebody is there.
         run.controller->window().close();
         run.controller->authenticationSucceeded();
-        QVERIFY(!run.controller->window().isVisible());
-        QVERIFY(run.part("doneButton").isEnabled());
+        VERIFY_EACH(!run.controller->window().isVisible(), run.part("doneButton").isEnabled());
         QCOMPARE(run.test.time.timers(), 0);
     }
 
@@ -539,8 +527,7 @@ private slots:
         run.click("newTimerShortcutControl");
         QVERIFY(keys.paused);
         controller.window().hide();
-        QVERIFY(!keys.paused);
-        QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M));
+        VERIFY_EACH(!keys.paused, keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M));
         QVERIFY(keys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_N));
         QCOMPARE(keys.registrations, 2);
         controller.saveCredentials();
@@ -587,8 +574,7 @@ private slots:
         QCOMPARE(run.owner.asked, QStringList(u"here"_s));
         VERIFY_EACH(!run.part("keepTimeHereButton").isEnabled(), !run.part("doneButton").isEnabled());
         run.owner.kept(false);
-        QVERIFY(controller.window().isVisible());
-        QVERIFY(run.part("doneButton").isEnabled());
+        VERIFY_EACH(controller.window().isVisible(), run.part("doneButton").isEnabled());
         QCOMPARE(changed.count(), 0);
 
         run.part<QAbstractButton>("blinkColonButton").setChecked(false);
@@ -628,8 +614,7 @@ private slots:
         run.key(Qt::Key_Escape);
         VERIFY_EACH(run.part("herePage").isVisible(), controller.window().isVisible());
         run.click("signInButton");
-        QVERIFY(!controller.window().close());
-        QVERIFY(!controller.window().isVisible());
+        VERIFY_EACH(!controller.window().close(), !controller.window().isVisible());
         QCOMPARE(changed.count(), 1);
 
         // What is tried is the other account, while the own one stays in use until it is accepted. An answer that comes

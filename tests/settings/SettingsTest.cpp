@@ -5,6 +5,7 @@
 #include "settings/TolvanKeychainUtils.h"
 #include "settings/UserDefaults.h"
 #include "support/TestEnvironment.h"
+#include "support/VerifyEach.h"
 
 #include <QDir>
 #include <QFile>
@@ -85,14 +86,9 @@ private slots:
     {
         Started start;
         QuillonPreferences& preferences = start.preferences();
-        QVERIFY(preferences.email().isNull());
-        QVERIFY(preferences.url().isNull());
-        QVERIFY(preferences.companyName().isNull());
-        QVERIFY(preferences.password().isNull());
-        QVERIFY(preferences.blinkColon());
-        QVERIFY(!preferences.startAtLogin());
-        QVERIFY(!preferences.hideFromDock());
-        QVERIFY(preferences.idleTimerEnabled());
+        VERIFY_EACH(preferences.email().isNull(), preferences.url().isNull(), preferences.companyName().isNull());
+        VERIFY_EACH(preferences.password().isNull(), preferences.blinkColon(), !preferences.startAtLogin());
+        VERIFY_EACH(!preferences.hideFromDock(), preferences.idleTimerEnabled());
         QCOMPARE(preferences.idleMinutesThreshold(), 10);
         QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{1572864, 46}));
         QCOMPARE(preferences.newTimerWindowHotKeyCombo(), (KeyCombo{1572864, 45}));
@@ -158,9 +154,7 @@ private slots:
         QCOMPARE(preferences.email(), u"änn@example.com"_s);
         QCOMPARE(preferences.url(), u"acme"_s);
         QCOMPARE(preferences.companyName(), u"Acme, \"Sons\" @ Co"_s);
-        QVERIFY(!preferences.blinkColon());
-        QVERIFY(preferences.startAtLogin());
-        QVERIFY(preferences.hideFromDock());
+        VERIFY_EACH(!preferences.blinkColon(), preferences.startAtLogin(), preferences.hideFromDock());
         QVERIFY(!preferences.idleTimerEnabled());
         QCOMPARE(preferences.idleMinutesThreshold(), 25);
         QCOMPARE(preferences.timesheetWindowHotKeyCombo(), (KeyCombo{0x120000, 17}));
@@ -176,8 +170,7 @@ private slots:
         writeSettings("[General]\nCompany=Acme\nBlinkColon=true\nFloatingStatusItem=true\n\n[Elsewhere]\nkey=2\n");
         start.defaults().setBool(QuillonBlinkCursorKey, false);
         start.defaults().setString(SCCompanyKey, QString());
-        QVERIFY(start.defaults().synchronize());
-        QVERIFY(start.defaults().boolForKey("FloatingStatusItem"_L1));
+        VERIFY_EACH(start.defaults().synchronize(), start.defaults().boolForKey("FloatingStatusItem"_L1));
         QVERIFY(start.defaults().stringForKey(SCCompanyKey).isNull());
 
         const QSettings file(settingsFile(), QSettings::IniFormat);
@@ -188,8 +181,7 @@ private slots:
         // Nor is what was written once written again.
         writeSettings("[General]\nBlinkColon=true\n");
         start.defaults().setString(SCCompanyKey, u"Bank"_s);
-        QVERIFY(start.defaults().synchronize());
-        QVERIFY(start.defaults().boolForKey(QuillonBlinkCursorKey));
+        VERIFY_EACH(start.defaults().synchronize(), start.defaults().boolForKey(QuillonBlinkCursorKey));
     }
 
     void unwritableFileLosesNothing()
@@ -203,8 +195,7 @@ private slots:
         QVERIFY(!start.defaults().synchronize());
         QCOMPARE(start.defaults().integerForKey(QuillonIdleMinutesThreshold), 20);
 
-        QVERIFY(obstacle.remove());
-        QVERIFY(start.defaults().synchronize());
+        VERIFY_EACH(obstacle.remove(), start.defaults().synchronize());
         QVERIFY(savedSettings().contains("IdleMinutesThreshold=20"));
     }
 
@@ -324,8 +315,7 @@ private slots:
         preferences.setPassword(u"nëw-sesame"_s);
         preferences.save();
         QCOMPARE(kept(start.run.secrets), QStringList(u"ann@example.com=nëw-sesame"_s));
-        QVERIFY(savedSettings().contains("ann@example.com"));
-        QVERIFY(!savedSettings().contains("sesame"));
+        VERIFY_EACH(savedSettings().contains("ann@example.com"), !savedSettings().contains("sesame"));
 
         preferences.setEmail(u"bob@example.com"_s);
         preferences.setPassword(u"two"_s);
@@ -386,8 +376,7 @@ private slots:
         preferences.setPassword(u"sesame"_s);
         preferences.save();
         QCOMPARE(preferences.password(), u"sesame"_s);
-        QVERIFY(preferences.passwordKeptForThisRunOnly());
-        QVERIFY(start.run.secrets.asked.filter(u"unlock"_s).isEmpty());
+        VERIFY_EACH(preferences.passwordKeptForThisRunOnly(), start.run.secrets.asked.filter(u"unlock"_s).isEmpty());
         QVERIFY(!savedSettings().contains("sesame"));
 
         start.run.secrets.failure.reset();
@@ -434,8 +423,7 @@ private slots:
         QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).value(), u"two"_s);
         QVERIFY(Utils::storeUsername(u"ann"_s, u""_s, Service, true));
         QCOMPARE(Utils::getPasswordForUsername(u"ann"_s, Service).value(), u""_s);
-        QVERIFY(Utils::deleteItemForUsername(u"ann"_s, Service));
-        QVERIFY(start.run.secrets.items.empty());
+        VERIFY_EACH(Utils::deleteItemForUsername(u"ann"_s, Service), start.run.secrets.items.empty());
     }
 
     void keychainFailures()

@@ -1,5 +1,4 @@
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include "skin/Fonts.h"
 #include "skin/Geometrics.h"

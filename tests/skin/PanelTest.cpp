@@ -80,9 +80,7 @@ private slots:
         QVERIFY2(body > 245 && body < 255, qPrintable(QString::number(body)));
 
         compositor.terminate();
-        QVERIFY(compositor.waitForFinished());
-        QVERIFY(!translucentWhenShown());
-        QVERIFY(!panel.mask().isEmpty());
+        VERIFY_EACH(compositor.waitForFinished(), !translucentWhenShown(), !panel.mask().isEmpty());
     }
 
     void takesTheKeyboard()
@@ -104,8 +102,7 @@ private slots:
         Callout callout;
         callout.setHint({.title = u"Your hours are here"_s});
         callout.pointAt(QRect(600, 0, 71, 22));
-        QVERIFY(QTest::qWaitForWindowExposed(&callout));
-        QVERIFY(!QTest::qWaitForWindowActive(&callout, 300));
+        VERIFY_EACH(QTest::qWaitForWindowExposed(&callout), !QTest::qWaitForWindowActive(&callout, 300));
         QVERIFY(panel.isActiveWindow());
     }
 

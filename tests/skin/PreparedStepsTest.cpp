@@ -143,8 +143,7 @@ private slots:
         above.setWindowFlags(Qt::X11BypassWindowManagerHint);
         above.setGeometry(scene.window.geometry().adjusted(0, 0, 0, -10));
         above.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&above));
-        QVERIFY(!scene.steps.isCovered());
+        VERIFY_EACH(QTest::qWaitForWindowExposed(&above), !scene.steps.isCovered());
         above.setGeometry(scene.window.geometry());
         QTRY_VERIFY(scene.steps.isCovered());
         const int before = scene.part.paintings;

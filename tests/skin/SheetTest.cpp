@@ -1,7 +1,6 @@
 #include "skin/Sheet.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QLineEdit>
@@ -86,8 +85,7 @@ private slots:
         QSignalSpy closed(&sheet, &Sheet::closed);
         sheet.open();
         QCOMPARE(window.focusWidget(), sheet.name);
-        QVERIFY(!window.first->isEnabled());
-        QVERIFY(!window.toolBar->isEnabled());
+        VERIFY_EACH(!window.first->isEnabled(), !window.toolBar->isEnabled());
         QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, window.first->geometry().center());
         press(window, Qt::Key_X);
         QCOMPARE(window.first->text(), QString());
@@ -97,9 +95,7 @@ private slots:
 
         sheet.close();
         QCOMPARE(closed.count(), 1);
-        QVERIFY(!sheet.isVisible());
-        QVERIFY(window.first->isEnabled());
-        QVERIFY(!window.off->isEnabled());
+        VERIFY_EACH(!sheet.isVisible(), window.first->isEnabled(), !window.off->isEnabled());
         QCOMPARE(window.focusWidget(), window.second);
         press(window, Qt::Key_K, Qt::ControlModifier);
         QCOMPARE(window.shortcuts, 1);
@@ -144,8 +140,7 @@ private slots:
         Window window;
         EditSheet sheet(window);
         sheet.open();
-        QVERIFY(window.height() > 150);
-        QVERIFY(sheet.body().geometry().bottom() < window.height());
+        VERIFY_EACH(window.height() > 150, sheet.body().geometry().bottom() < window.height());
         window.resize(700, 10);
         QVERIFY(sheet.body().geometry().bottom() < window.height());
         window.resize(700, 500);
@@ -191,8 +186,7 @@ private slots:
         QVERIFY(!lower.isEnabled());
         press(window, Qt::Key_Escape);
         QCOMPARE(Sheet::openIn(window), &lower);
-        QVERIFY(lower.isEnabled());
-        QVERIFY(!window.first->isEnabled());
+        VERIFY_EACH(lower.isEnabled(), !window.first->isEnabled());
         QCOMPARE(window.focusWidget(), lower.no);
         // Closed below another.
         upper.open();
@@ -214,8 +208,7 @@ private slots:
         QVERIFY(sheet.body().y() < 0);
         QTRY_COMPARE(sheet.body().y(), 0);
         sheet.close();
-        QVERIFY(sheet.isVisible());
-        QVERIFY(window.first->isEnabled());
+        VERIFY_EACH(sheet.isVisible(), window.first->isEnabled());
         // Opened again on its way out.
         sheet.open();
         QTRY_COMPARE(sheet.body().y(), 0);
@@ -233,8 +226,7 @@ private slots:
         QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(&sheet);
         QCOMPARE(spoken->role(), QAccessible::Dialog);
         QCOMPARE(spoken->text(QAccessible::Name), u"Edit"_s);
-        QVERIFY(spoken->state().modal);
-        QVERIFY(QAccessible::queryAccessibleInterface(window.first)->state().disabled);
+        VERIFY_EACH(spoken->state().modal, QAccessible::queryAccessibleInterface(window.first)->state().disabled);
         QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
     }
 };

@@ -5,7 +5,6 @@
 #include "skin/StatusTile.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QMenu>
@@ -149,8 +148,7 @@ private slots:
         const QImage offline = on.picture();
         on.view.setOffline(false);
 
-        QVERIFY(greyish(at(stopped, 8, 16)));
-        QVERIFY(greenish(at(running, 8, 16)));
+        VERIFY_EACH(greyish(at(stopped, 8, 16)), greenish(at(running, 8, 16)));
         QCOMPARE(QList<bool>({bluish(at(signedOut, 8, 16)), bluish(at(signedOut, 63, 10))}), QList<bool>({true, true}));
         QCOMPARE(QList<bool>({greyish(at(offline, 8, 16)), greyish(at(offline, 63, 10))}), QList<bool>({true, true}));
         QCOMPARE(offlineAndSignedOut, offline);
@@ -209,10 +207,8 @@ private slots:
             QTest::mouseRelease(&on.view, button, modifiers, {45, 11});
             return pressed && on.view.clicked();
         };
-        QVERIFY(!isKept(Qt::LeftButton, {}));
-        QVERIFY(!isKept(Qt::LeftButton, Qt::ControlModifier));
-        QVERIFY(!isKept(Qt::RightButton, Qt::AltModifier));
-        QVERIFY(isKept(Qt::LeftButton, Qt::AltModifier));
+        VERIFY_EACH(!isKept(Qt::LeftButton, {}), !isKept(Qt::LeftButton, Qt::ControlModifier));
+        VERIFY_EACH(!isKept(Qt::RightButton, Qt::AltModifier), isKept(Qt::LeftButton, Qt::AltModifier));
     }
 
     void keys()
@@ -371,8 +367,7 @@ private slots:
         {
             RunningButtonBackground button;
             button.show();
-            QVERIFY(QTest::qWaitForWindowExposed(&button));
-            QVERIFY(!ticker.isActive());
+            VERIFY_EACH(QTest::qWaitForWindowExposed(&button), !ticker.isActive());
             button.setIsRunning(true);
             button.grab();
             QVERIFY(ticker.isActive());

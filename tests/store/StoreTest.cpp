@@ -240,8 +240,7 @@ private slots:
         Desk::note(desk.main, u"new"_s, &a);
         const FetchRequest inA{"Note", where("box.label", u"A"_s), {{"key"}}};
         QCOMPARE(keys(desk.main.fetch(inA)), u"new renamed stays"_s);
-        QVERIFY(!Desk::byKey(desk.main, u"moved"_s));
-        QVERIFY(!Desk::byKey(desk.main, u"gone"_s));
+        VERIFY_EACH(!Desk::byKey(desk.main, u"moved"_s), !Desk::byKey(desk.main, u"gone"_s));
         // What comes first in the store may have stopped matching.
         QCOMPARE(desk.main.fetchFirst("Note", where("key", Operator::NotEqual, u"renamed"_s))->string("key"),
                  u"stays"_s);
@@ -321,10 +320,7 @@ private slots:
         const Ref<Object> box(&desk.a);
 
         desk.main.remove(desk.a);
-        QVERIFY(!box);
-        QVERIFY(!desk.one.toOne("box"));
-        QVERIFY(desk.main.fetch({"Sticker", {}, {}}).empty());
-        QVERIFY(desk.main.save());
+        VERIFY_EACH(!box, !desk.one.toOne("box"), desk.main.fetch({"Sticker", {}, {}}).empty(), desk.main.save());
         const auto other = desk.worker();
         QVERIFY(other->fetch({"Sticker", {}, {}}).empty());
         QCOMPARE(other->fetch({"Box", {}, {}}).size(), std::size_t(1));
@@ -410,10 +406,7 @@ private slots:
         worker->remove(*Desk::byKey(*worker, u"1"_s));
         QVERIFY(worker->save());
         desk.main.mergeChanges(*desk.saved);
-        QVERIFY(!held);
-        QVERIFY(desk.a.toMany("notes").empty());
-        QVERIFY(!Desk::byKey(desk.main, u"1"_s));
-        QVERIFY(!desk.main.hasChanges());
+        VERIFY_EACH(!held, desk.a.toMany("notes").empty(), !Desk::byKey(desk.main, u"1"_s), !desk.main.hasChanges());
     }
 
     void propertiesThatChangedHereWin()
@@ -460,11 +453,8 @@ private slots:
         QVERIFY(other->save());
         const auto deleted = desk.saved;
         const ObjectId lost = Desk::byKey(*trump, u"1"_s)->id();
-        QVERIFY(trump->save());
-        QVERIFY(!Desk::byKey(*trump, u"1"_s));
-        QVERIFY(!trump->find(lost));
-        QVERIFY(!Desk::byKey(*desk.worker(), u"1"_s));
-        QVERIFY(overwrite.save());
+        VERIFY_EACH(trump->save(), !Desk::byKey(*trump, u"1"_s), !trump->find(lost));
+        VERIFY_EACH(!Desk::byKey(*desk.worker(), u"1"_s), overwrite.save());
         QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"overwrite"_s);
         const Ref<Object> kept(overwrite.find(lost));
         overwrite.mergeChanges(*deleted); // late
@@ -483,8 +473,7 @@ private slots:
         later.setValue("size", std::int64_t(7));
         for (const char* whose : {"box", "owner"})
             note.setToOne(whose, &later);
-        QVERIFY(first->save());
-        QVERIFY(second->save());
+        VERIFY_EACH(first->save(), second->save());
 
         QCOMPARE(note.string("text"), u"first"_s); // what the first one set is known here, too
         QCOMPARE(note.toOne("box"), &later);
@@ -531,9 +520,7 @@ private slots:
         same->setValue("open", std::int64_t(1));
         same->setValue("key", u"1"_s);
         same->setValue("text", QString());
-        QVERIFY(!worker->hasChanges());
-        QVERIFY(worker->save());
-        QVERIFY(desk.saved->isEmpty());
+        VERIFY_EACH(!worker->hasChanges(), worker->save(), desk.saved->isEmpty());
     }
 
     void missingColumnsAreAdded()

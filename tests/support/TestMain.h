@@ -1,5 +1,7 @@
 #pragma once
 
+#include "VerifyEach.h"
+
 #include <QApplication>
 #include <QTest>
 

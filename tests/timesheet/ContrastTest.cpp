@@ -12,7 +12,6 @@
 #include "skin/QuillonTextFieldBackground.h"
 #include "skin/RunningButtonBackground.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/NotesView.h"
 
 #include <QCalendarWidget>

@@ -4,7 +4,6 @@
 #include "skin/ThinScroller.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/RLListDocumentView.h"
 
 #include <QAccessible>
@@ -517,8 +516,7 @@ private slots:
         const QPointF to(6, 10 - way / 2.0);
         QMouseEvent move(QEvent::MouseMove, to, thumb->mapToGlobal(to), Qt::NoButton, On, Qt::NoModifier);
         QCoreApplication::sendEvent(thumb, &move);
-        QVERIFY(qAbs(screen.list.scrollOffset() - 400) <= 3);
-        QVERIFY(qAbs(thumb->y() - top - way / 2) <= 1);
+        VERIFY_EACH(qAbs(screen.list.scrollOffset() - 400) <= 3, qAbs(thumb->y() - top - way / 2) <= 1);
         QTest::mouseRelease(thumb, On, {}, QPoint(6, 10));
         const int offset = screen.list.scrollOffset();
         QCoreApplication::sendEvent(thumb, &move);

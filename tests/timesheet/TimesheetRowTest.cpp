@@ -6,7 +6,6 @@
 #include "skin/RunningButtonBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/NotesView.h"
 
 #include <QClipboard>
@@ -184,8 +183,7 @@ private slots:
         cell.dayEntry()->setTimerStarted({});
         cell.dayEntry()->setValue("isLocked", true);
         cell.repaint();
-        QVERIFY(!cell.runningButtonView->isVisible());
-        QVERIFY(cell.lockedButton->isVisible());
+        VERIFY_EACH(!cell.runningButtonView->isVisible(), cell.lockedButton->isVisible());
         QCOMPARE(cell.projectLabel->palette().color(QPalette::WindowText).name(), u"#aaaaaa"_s);
     }
 

@@ -5,7 +5,6 @@
 #include "skin/RunningButtonBackground.h"
 #include "support/InRow.h"
 #include "support/TestMain.h"
-#include "support/VerifyEach.h"
 #include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
@@ -34,8 +33,7 @@ private slots:
         QCOMPARE(run.date(), u"Monday, January 14, 2013"_s);
         QCOMPARE(run.notesShown(), QStringList(u"yesterday"_s));
         QCOMPARE(run.total(), u"0:30"_s);
-        QVERIFY(!run.window().loadingIndicator->isVisible());
-        QVERIFY(run.window().goToTodayButton->isVisible());
+        VERIFY_EACH(!run.window().loadingIndicator->isVisible(), run.window().goToTodayButton->isVisible());
         QVERIFY(!run.window().newTimerButton->isEnabled());
 
         QCOMPARE(run.key(Qt::Key_Left, Qt::ControlModifier), QStringList(u"GET /daily/13/2013?slim=1"_s));
@@ -111,8 +109,7 @@ private slots:
         timesheet::TimesheetWindow& window = run.window();
         QCOMPARE(window.noEntriesLabel->text(), u"You have no timers yet today."_s);
         QCOMPARE(run.total(), u"0:00"_s);
-        QVERIFY(window.startNewTimerButton->isVisible());
-        QVERIFY(!window.goToQuillonButton->isVisible());
+        VERIFY_EACH(window.startNewTimerButton->isVisible(), !window.goToQuillonButton->isVisible());
         QVERIFY(!run.list().isVisible());
         const auto opensNewTimer = [&] {
             editing::NewTimerController* const newTimer = run.menulet->addTimerController();
@@ -141,8 +138,7 @@ private slots:
 
         run.click(window.goToTodayButton);
         run.menulet->authenticationFailed();
-        QVERIFY(window.signInButton->isVisible());
-        QVERIFY(!window.startNewTimerButton->isVisible());
+        VERIFY_EACH(window.signInButton->isVisible(), !window.startNewTimerButton->isVisible());
 
         // The built-in service's page of that day, ready for what was forgotten.
         const auto url = u"http://local.localhost:%1"_s.arg(run.port);
@@ -182,8 +178,7 @@ private slots:
         QCOMPARE(enabled(), QList({false, false, false, false}));
         QCOMPARE(run.key(Qt::Key_Left, Qt::ControlModifier), QStringList());
         run.controller().toggleLoading(true);
-        QVERIFY(!run.controller().loading());
-        QVERIFY(!window.loadingIndicator->isVisible());
+        VERIFY_EACH(!run.controller().loading(), !window.loadingIndicator->isVisible());
 
         run.test.network.setReachable(true);
         QVERIFY(!window.offlineIndicator->isVisible());
@@ -201,12 +196,10 @@ private slots:
         run.peer.answer("GET /daily/14/2013", {{503}, {503}});
         run.test.time.blockSleeps();
         QTest::mouseClick(run.window().backButton, Qt::LeftButton);
-        QVERIFY(run.controller().loading());
-        QVERIFY(run.window().loadingIndicator->isVisible());
+        VERIFY_EACH(run.controller().loading(), run.window().loadingIndicator->isVisible());
         QVERIFY(run.window().loadingIndicator->isAnimating());
         run.controller().reloadEntries();
-        QVERIFY(!run.controller().loading());
-        QVERIFY(!run.window().loadingIndicator->isVisible());
+        VERIFY_EACH(!run.controller().loading(), !run.window().loadingIndicator->isVisible());
     }
 
     void loadingHoldsBackEdits()
@@ -215,8 +208,7 @@ private slots:
         QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
         QCOMPARE(run.edited(), u"work"_s);
         run.refresh();
-        QVERIFY(!run.window().totalHoursLabel->isVisible());
-        QVERIFY(!run.window().totalLabel->isVisible());
+        VERIFY_EACH(!run.window().totalHoursLabel->isVisible(), !run.window().totalLabel->isVisible());
         run.closeEditor();
         run.controller().toggleLoading(true);
         QTest::mouseDClick(&run.row(0), Qt::LeftButton, {}, {40, 20});
