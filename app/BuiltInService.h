@@ -15,6 +15,17 @@ class BuiltInService
 public:
     using Maker = std::function<std::unique_ptr<BuiltInService>()>;
 
+    /// What it is given of the program.
+    struct Surroundings
+    {
+        QString dataFolder;   ///< for its data file; empty: there is none
+        QString configFolder; ///< for what it remembers of its last run
+        void (*complain)(const QString& what);
+    };
+    /// The function of that name in its module, which returns a new one.
+    static constexpr const char* ModuleFunction = "quillonMakeBuiltInService";
+    using ModuleMaker = BuiltInService* (*)(const Surroundings&);
+
     /// How the program signs in to it.
     struct Account
     {

@@ -1,10 +1,5 @@
 #include "LoopbackService.h"
 
-#include "app/WrenfoldMenulet.h"
-
-#include "app/Complaint.h"
-#include "platform/Paths.h"
-
 #include <localservice/Database.h>
 
 #include <QDateTime>
@@ -23,11 +18,6 @@ constexpr const char* Account = "local";
 constexpr auto PortKey = "OwnService/port"_L1;
 constexpr uint LowestFreePort = 1024;
 
-QSettings stateFile()
-{
-    return QSettings(platform::configFolder() + "/State.conf"_L1, QSettings::IniFormat);
-}
-
 tl::unexpected<QString> failed(const std::string& reason)
 {
     return tl::unexpected(QString::fromStdString(reason));
@@ -37,11 +27,11 @@ tl::unexpected<QString> failed(const std::string& reason)
 
 tl::expected<app::BuiltInService::Account, QString> LoopbackService::start(const QString& password, FileTrouble trouble)
 {
-    const QString folder = app::WrenfoldMenulet::directoryForDataStore();
+    const QString& folder = m_surroundings.dataFolder;
     if (folder.isEmpty())
         return tl::unexpected(QObject::tr("There is no folder to keep your time in."));
 
-    QSettings state = stateFile();
+    QSettings state(m_surroundings.configFolder + "/State.conf"_L1, QSettings::IniFormat);
     const uint lastPort = state.value(PortKey).toUInt();
     localservice::Service::Options options;
     options.dataFile = (folder + u"/LocalService.sqlite"_s).toStdString();
@@ -49,9 +39,9 @@ tl::expected<app::BuiltInService::Account, QString> LoopbackService::start(const
     options.tellTrouble = [trouble = std::move(trouble), file = options.dataFile](const std::string& sentence) {
         trouble(QString::fromStdString(sentence.empty() ? sentence : sentence + " The file is " + file + "."));
     };
-    options.tellBackupTrouble = [](const std::string& sentence) {
+    options.tellBackupTrouble = [complain = m_surroundings.complain](const std::string& sentence) {
         if (!sentence.empty())
-            app::complain(QString::fromStdString(sentence));
+            complain(QString::fromStdString(sentence));
     };
     if (lastPort >= LowestFreePort && lastPort <= std::numeric_limits<quint16>::max())
         options.port = static_cast<quint16>(lastPort);
@@ -99,4 +89,10 @@ QString LoopbackService::copiesInWords() const
         .arg(QFileInfo(QString::fromStdString(state.folder)).fileName(),
              locale.toString(QDateTime::fromSecsSinceEpoch(state.latest->made), QLocale::ShortFormat),
              locale.formattedDataSize(static_cast<qint64>(state.latest->size), 1, QLocale::DataSizeSIFormat));
+}
+
+extern "C" [[gnu::visibility("default")]] app::BuiltInService*
+quillonMakeBuiltInService(const app::BuiltInService::Surroundings& surroundings)
+{
+    return new LoopbackService(surroundings);
 }
