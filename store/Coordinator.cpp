@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <functional>
 #include <set>
 
 #include <sqlite3.h>
@@ -45,17 +46,30 @@ std::set<std::string> columnsOf(SQLite::Database& database, const Entity& entity
     return columns;
 }
 
+void forColumns(const Entity& entity, const std::function<void(const std::string& name, const std::string& type)>& use)
+{
+    for (const Attribute& attribute : entity.attributes)
+        use(attribute.name, columnType(attribute.type));
+    for (int i = 0; i < entity.toOneCount; ++i)
+        use(entity.relationships[static_cast<std::size_t>(i)].name, "INTEGER");
+}
+
+void addTable(SQLite::Database& database, const Entity& entity)
+{
+    std::string columns = "pk INTEGER PRIMARY KEY";
+    forColumns(entity, [&](const std::string& name, const std::string& type) {
+        columns += ", " + quotedName(name) + ' ' + type;
+    });
+    database.exec("CREATE TABLE IF NOT EXISTS " + quotedName(entity.name) + " (" + columns + ')');
+}
+
 void addMissingColumns(SQLite::Database& database, const Entity& entity)
 {
     const std::set<std::string> present = columnsOf(database, entity);
-    const auto add = [&](const std::string& name, const std::string& type) {
+    forColumns(entity, [&](const std::string& name, const std::string& type) {
         if (!present.contains(name))
             database.exec("ALTER TABLE " + quotedName(entity.name) + " ADD COLUMN " + quotedName(name) + ' ' + type);
-    };
-    for (const Attribute& attribute : entity.attributes)
-        add(attribute.name, columnType(attribute.type));
-    for (int i = 0; i < entity.toOneCount; ++i)
-        add(entity.relationships[static_cast<std::size_t>(i)].name, "INTEGER");
+    });
 }
 
 void addIndexes(SQLite::Database& database, const Entity& entity)
@@ -241,7 +255,7 @@ void Coordinator::prepare(SQLite::Database& database)
     SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
     const int version = database.execAndGet("PRAGMA user_version").getInt();
     for (const Entity& entity : m_model.entities()) {
-        database.exec("CREATE TABLE IF NOT EXISTS " + quotedName(entity.name) + " (pk INTEGER PRIMARY KEY)");
+        addTable(database, entity);
         addMissingColumns(database, entity);
         addIndexes(database, entity);
         if (version == 1) // days were moments; all is fetched again

@@ -107,11 +107,14 @@ void LinuxDesktop::activate(QWidget& window)
     open.removeIf([](const QWidget* each) {
         return !isOrdinary(*each) || !each->isVisible() || (each->windowFlags() & Qt::WindowDoesNotAcceptFocus);
     });
-    // Qt's list of them has no order.
-    const std::vector<std::uint32_t> stack = x11::stack();
-    std::ranges::sort(open, {}, [&](const QWidget* each) {
-        return std::ranges::find(stack, static_cast<std::uint32_t>(each->internalWinId())) - stack.begin();
-    });
+    // Qt's list of them has no order. The server may be busy with the window that was just shown: it is asked only
+    // where the order matters.
+    if (open.size() > 1) {
+        const std::vector<std::uint32_t> stack = x11::stack();
+        std::ranges::sort(open, {}, [&](const QWidget* each) {
+            return std::ranges::find(stack, static_cast<std::uint32_t>(each->internalWinId())) - stack.begin();
+        });
+    }
     for (QWidget* each : open)
         each->raise();
     // No other one is activated on the way: the window manager may take its time with each request.
