@@ -146,10 +146,14 @@ public:
     {
         m_background = background;
         m_menulet.emplace(builtInService);
-        if (!local && !m_menulet->timeHere().isRemembered())
-            WrenfoldMenulet::expectRequests();
+        const bool keepsElsewhere = !local && !m_menulet->timeHere().isRemembered();
+        if (keepsElsewhere)
+            WrenfoldMenulet::expectPassword();
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
+        // While the desktop makes room for it: before, that would take from the face.
+        if (keepsElsewhere)
+            m_menulet->expectRequests();
         new FirstPaint(m_menulet->statusItemView(), [this, local] {
             m_appearance.emplace();
             TimeHere& timeHere = m_menulet->timeHere();

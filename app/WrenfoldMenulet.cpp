@@ -84,11 +84,17 @@ void WrenfoldMenulet::applicationWillFinishLaunching()
     m_showingInDock = true;
 }
 
-void WrenfoldMenulet::expectRequests()
+void WrenfoldMenulet::expectPassword()
 {
     settings::QuillonPreferences::setupDefaults();
     if (!settings::QuillonPreferences::sharedPreferences().credentials().url.isEmpty())
-        service::QuillonApi::sharedApi().prepare();
+        settings::QuillonPreferences::sharedPreferences().expectPassword();
+}
+
+void WrenfoldMenulet::expectRequests()
+{
+    if (!m_userPreferences->credentials().url.isEmpty())
+        m_api->prepare();
 }
 
 void WrenfoldMenulet::showStatusItem()
@@ -136,6 +142,7 @@ void WrenfoldMenulet::awakeFromNib()
     settings::HotKeyManager::instance().setupHotKeys();
     updateKeyEquivalents();
     setupIdleTimer();
+    QMetaObject::invokeMethod(this, &WrenfoldMenulet::prepareTimesheet, Qt::QueuedConnection);
 }
 
 void WrenfoldMenulet::wire()

@@ -76,10 +76,12 @@ public:
 
     /// Decides whether the program appears beside others or only in the bar.
     void applicationWillFinishLaunching();
-    /// Has what the first requests need made ready on other threads, if anybody is signed in.
-    static void expectRequests();
+    /// Has the password looked up on another thread, if anybody is signed in.
+    static void expectPassword();
     /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
     void showStatusItem();
+    /// Has what else the first requests need made ready on other threads.
+    void expectRequests();
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
 
@@ -256,6 +258,7 @@ private:
     void openPage(const QString& path);
     void enableTimerItems(bool enable);
     timesheet::TimesheetController& timesheet();
+    /// The first day opens the timesheet: its window is made while the day is fetched.
     void prepareTimesheet();
     void bringHoursUpToDate(model::DayEntry& entry) const;
     void forgetRunningTimer();

@@ -224,9 +224,14 @@ void WrenfoldMenulet::prepareTimesheet()
 {
     if (m_timesheetController || m_inBackground || loggedOut())
         return;
-    m_preparedTimesheet = std::make_unique<timesheet::TimesheetController>(*this);
-    m_preparedTimesheet->windowHack();
-    m_preparedTimesheet->prepare();
+    if (!m_preparedTimesheet) {
+        m_preparedTimesheet = std::make_unique<timesheet::TimesheetController>(*this);
+        m_preparedTimesheet->windowHack();
+    } else if (!m_preparedTimesheet->prepareMore()) {
+        return;
+    }
+    // Behind all that waits: a reply that comes meanwhile has the next request made.
+    QMetaObject::invokeMethod(this, &WrenfoldMenulet::prepareTimesheet, Qt::QueuedConnection);
 }
 
 timesheet::TimesheetController& WrenfoldMenulet::timesheet()

@@ -18,8 +18,6 @@
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 
-#include <QTimer>
-
 namespace app {
 
 using namespace Qt::StringLiterals;
@@ -118,11 +116,8 @@ void WrenfoldMenulet::gotQuillonCompanyCacheVersion(qint64 version)
         // An error is left alone: the version is fetched again with the next reply.
         static_cast<void>(managedObjectContext()->save());
     }
-    if (!m_updateTimer) {
+    if (!m_updateTimer)
         setupUpdateTimer();
-        // The first day opens its window, which is made while the day is fetched.
-        QTimer::singleShot(0, this, &WrenfoldMenulet::prepareTimesheet);
-    }
 }
 
 void WrenfoldMenulet::setupUpdateTimer()

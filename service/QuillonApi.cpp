@@ -85,7 +85,6 @@ model::Company* QuillonApi::company()
 
 void QuillonApi::prepare()
 {
-    m_userCredentials.expectPassword();
     startWorker();
 }
 
@@ -232,9 +231,11 @@ void QuillonApi::startWorker()
 
 void QuillonApi::work(const std::stop_token& stop)
 {
-    if (model::Host* host = model::Host::current())
-        host->coordinator();
-    CurlLibrary::load(); // where it is missing, each request says so
+    {
+        const std::jthread loading([] { CurlLibrary::load(); }); // where it is missing, each request says so
+        if (model::Host* host = model::Host::current())
+            host->coordinator();
+    }
     const auto isCalled = [this] { return !m_queue.empty(); };
     for (bool tookMuch = false;;) {
         std::unique_ptr<QuillonNetworkOperation> operation;

@@ -65,7 +65,7 @@ public:
 
     settings::QuillonPreferences& userCredentials() const { return m_userCredentials; }
 
-    /// There will be a request soon: the HTTP library, the store and the password are made ready on other threads.
+    /// There will be a request soon: the HTTP library and the store are made ready on other threads.
     void prepare();
     /// The account. Outcome: gotQuillonCompany.
     void requestCompany();

@@ -116,11 +116,16 @@ void TimesheetController::windowHack()
     m_window->setOwnFrame(platform::mayDrawFrames());
 }
 
-void TimesheetController::prepare()
+bool TimesheetController::prepareMore()
 {
+    constexpr int parts = 3;
+    if (m_preparedParts == parts)
+        return false;
     static_cast<void>(m_window->winId());
     // Draws, and keeps, pictures, letters and layouts.
-    static_cast<void>(m_window->grab());
+    const int height = m_window->height() / parts + 1;
+    static_cast<void>(m_window->grab({0, m_preparedParts++ * height, m_window->width(), height}));
+    return true;
 }
 
 void TimesheetController::show()

@@ -78,8 +78,9 @@ public:
     /// Replaces the desktop's frame by the window's own title strip.
     void windowHack();
 
-    /// Does what the first show would do before anything can be seen, and shows nothing.
-    void prepare();
+    /// Does a part of what the first show would do before anything can be seen, a few milliseconds, and shows nothing.
+    /// False: nothing is left.
+    bool prepareMore();
     /// Raises the window above all others, on today if it was last opened on an earlier day and no displayed timer
     /// runs.
     void show();
@@ -166,6 +167,7 @@ private:
     QHash<QString, double> m_notesHeights; ///< at the width for which they were measured
     int m_notesWidth = 0;
     QDate m_currentDate;
+    int m_preparedParts = 0;
     QDateTime m_lastOpenedTime;
     int m_lastSelectedRow = -1;
     bool m_loading = false;
