@@ -100,18 +100,20 @@ std::optional<int> FaceWatch::nextEvent(double until)
     }
 }
 
-bool FaceWatch::showsPicture(xcb_window_t window, int leastWidth) const
+bool FaceWatch::showsPicture(xcb_window_t window, int leastWidth, Part part) const
 {
     const auto geometry = owned(xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, window), nullptr));
     if (!geometry || geometry->width < leastWidth)
         return false;
-    const auto width = static_cast<uint16_t>(geometry->width / 2);
-    const auto height = static_cast<uint16_t>(geometry->height / 2);
-    const auto image = owned(xcb_get_image_reply(m_connection,
-                                                 xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window,
-                                                               static_cast<int16_t>(width / 2),
-                                                               static_cast<int16_t>(height / 2), width, height, ~0u),
-                                                 nullptr));
+    const int share = part == Part::Middle ? 2 : 1;
+    const auto width = static_cast<uint16_t>(geometry->width / share);
+    const auto height = static_cast<uint16_t>(geometry->height / share);
+    const auto image = owned(
+        xcb_get_image_reply(m_connection,
+                            xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window,
+                                          static_cast<int16_t>((geometry->width - width) / 2),
+                                          static_cast<int16_t>((geometry->height - height) / 2), width, height, ~0u),
+                            nullptr));
     if (!image)
         return false;
     const auto* pixels = reinterpret_cast<const uint32_t*>(xcb_get_image_data(image.get()));
@@ -119,11 +121,11 @@ bool FaceWatch::showsPicture(xcb_window_t window, int leastWidth) const
     return std::set<uint32_t>(pixels, pixels + count).size() >= FewestColours;
 }
 
-bool FaceWatch::awaitFace(double patience, int width)
+bool FaceWatch::awaitFace(double patience, int width, Part part)
 {
     const double until = now() + patience;
     while (const auto type = nextEvent(until)) {
-        if (*type == m_damageEvent && m_windows.contains(m_drawn) && showsPicture(m_drawn, width)) {
+        if (*type == m_damageEvent && m_windows.contains(m_drawn) && showsPicture(m_drawn, width, part)) {
             m_face = m_drawn;
             return true;
         }

@@ -21,9 +21,16 @@ public:
     /// Forgets the windows that came before this call.
     void expectNewProgram();
 
-    /// Waits until the middle of a new window, at least that many pixels wide, shows a picture of several colours;
-    /// false when none does in time (seconds).
-    bool awaitFace(double patience, int width);
+    /// Where a window shows something when it is ready.
+    enum class Part
+    {
+        Middle,
+        Whole, ///< of one whose middle is a plain, empty list
+    };
+
+    /// Waits until that part of a new window, at least that many pixels wide, shows a picture of several colours; false
+    /// when none does in time (seconds).
+    bool awaitFace(double patience, int width, Part part = Part::Middle);
 
     /// Waits and counts the repaints meanwhile: changes of the window that are not of the same moment.
     int countRepaints(double seconds);
@@ -32,7 +39,7 @@ private:
     void watchWindow(xcb_window_t window, int width, int height);
     /// The next event within the time, else nothing.
     std::optional<int> nextEvent(double until);
-    bool showsPicture(xcb_window_t window, int leastWidth) const;
+    bool showsPicture(xcb_window_t window, int leastWidth, Part part) const;
 
     xcb_connection_t* m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;

@@ -23,15 +23,21 @@ struct Tracker
     const char* name;
     const char* program;
     const char* question; ///< the title of what a new person is asked before the main window comes. Null: nothing
+    FaceWatch::Part part; ///< of its main window
     Limits face, window;  ///< of ours to it; the quickest has the strictest
 };
 
 constexpr Limits Weight{1, 0.8};
 
 constexpr Tracker Trackers[]{
-    {"charmtimetracker", "/usr/bin/charmtimetracker", "Database Configuration", {1, 0.88}, {1, 0.7}},
-    {"ktimetracker", "/usr/bin/ktimetracker", nullptr, {1, 0.5}, {1, 0.5}},
-    {"hamster-time-tracker", "/usr/bin/hamster", nullptr, {1, 0.5}, {1, 0.5}},
+    {"charmtimetracker",
+     "/usr/bin/charmtimetracker",
+     "Database Configuration",
+     FaceWatch::Part::Middle,
+     {1, 0.88},
+     {1, 0.7}},
+    {"ktimetracker", "/usr/bin/ktimetracker", nullptr, FaceWatch::Part::Middle, {1, 0.5}, {1, 0.5}},
+    {"hamster-time-tracker", "/usr/bin/hamster", nullptr, FaceWatch::Part::Whole, {1, 0.5}, {1, 0.5}},
 };
 
 /// What a program costs that shows its window and runs no timer.
@@ -40,11 +46,12 @@ struct Weights
     double memory, wakeUps, processor;
 };
 
-Weights weigh(FaceWatch& watch, const std::string& program, const Home& home, Process::Output output)
+Weights weigh(FaceWatch& watch, const std::string& program, const Home& home, Process::Output output,
+              FaceWatch::Part part = FaceWatch::Part::Middle)
 {
     watch.expectNewProgram();
     const Process process({program}, home.environment(), output);
-    if (!watch.awaitFace(Patience, WindowWidth))
+    if (!watch.awaitFace(Patience, WindowWidth, part))
         throw std::runtime_error("it showed no window");
     awaitQuiet(process);
     const double memory = process.memory("Pss") / 1024;
@@ -80,7 +87,8 @@ void measureTracker(const Builds& builds, const Tracker& tracker)
     const auto theirs = [&](int width) {
         // What asks a question first has to have been started before.
         const Home fresh(service.port());
-        return startTime(watch, tracker.program, tracker.question ? known : fresh, width, Process::Output::Dropped);
+        return startTime(watch, tracker.program, tracker.question ? known : fresh, width, Process::Output::Dropped,
+                         tracker.part);
     };
     for (const auto& [figure, width, limits] : {std::tuple("start to the first face, of ", FaceWidth, tracker.face),
                                                 {"first start to the main window, of ", WindowWidth, tracker.window}}) {
@@ -92,7 +100,7 @@ void measureTracker(const Builds& builds, const Tracker& tracker)
     }
 
     const Weights us = weigh(watch, builds.ours.quillon, Home(service.port()), Process::Output::Kept);
-    const Weights them = weigh(watch, tracker.program, known, Process::Output::Dropped);
+    const Weights them = weigh(watch, tracker.program, known, Process::Output::Dropped, tracker.part);
     const auto row = [&](const char* figure, double Weights::*value, const char* unit) {
         report({figure + name, us.*value / them.*value, "x", Weight, text("%.2f %s", us.*value, unit),
                 text("theirs %.2f %s", them.*value, unit)});

@@ -26,11 +26,12 @@ void pause(double seconds)
 }
 
 std::unique_ptr<Process> started(FaceWatch& watch, const std::string& program, const Home& home, int width = FaceWidth,
-                                 Process::Output output = Process::Output::Kept)
+                                 Process::Output output = Process::Output::Kept,
+                                 FaceWatch::Part part = FaceWatch::Part::Middle)
 {
     watch.expectNewProgram();
     auto process = std::make_unique<Process>(std::vector{program}, home.environment(), output);
-    if (!watch.awaitFace(LongestStart, width))
+    if (!watch.awaitFace(LongestStart, width, part))
         throw std::runtime_error(program + " showed no window");
     return process;
 }
@@ -87,10 +88,11 @@ void inTurns(const Builds& builds, const std::string& figure, Limits limits, Mea
 
 } // namespace
 
-double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width, Process::Output output)
+double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width, Process::Output output,
+                 FaceWatch::Part part)
 {
     const double before = now();
-    const auto process = started(watch, program, home, width, output);
+    const auto process = started(watch, program, home, width, output, part);
     return (now() - before) * 1000;
 }
 

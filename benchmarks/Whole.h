@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FaceWatch.h"
 #include "Process.h"
 #include "Programs.h"
 
@@ -8,7 +9,6 @@
 
 namespace bench {
 
-class FaceWatch;
 class Home;
 
 // Figures of whole processes, as the X server and the kernel see them.
@@ -22,7 +22,7 @@ void measureCommand(const Builds& builds);
 
 /// Milliseconds until a window of the program, at least that wide, shows a picture. The program is ended.
 double startTime(FaceWatch& watch, const std::string& program, const Home& home, int width,
-                 Process::Output output = Process::Output::Kept);
+                 Process::Output output = Process::Output::Kept, FaceWatch::Part part = FaceWatch::Part::Middle);
 
 /// Until the program has had nothing to do for a while.
 void awaitQuiet(const Process& process);
