@@ -172,6 +172,9 @@ private slots:
         const QString said = u"A timer is running on Tuesday, January 15, 2013"_s;
         QCOMPARE(titles(run.menu()).mid(3, 5), QStringList({u"-"_s, said + u" (off)"_s, u"Show"_s, u"Stop"_s, u"-"_s}));
         QVERIFY(run.test.statusItem.description.spoken.endsWith(said));
+        QObject object;
+        const app::SessionBus bus(*run.menulet, &object);
+        QCOMPARE(object.children().constFirst()->property("RunningOn"), u"2013-01-15"_s);
         timesheet::TimesheetController& timesheet = *run.menulet->timesheetController();
         timesheet.goToToday();
         run.settle();

@@ -114,8 +114,11 @@ private slots:
 
     void otherwiseThePaletteDecides()
     {
-        QVERIFY(m_portal.has(u"'org.freedesktop.appearance': {'color-scheme': dbus.UInt32(0)}"_s)); // no preference
+        // Without a preference, too.
+        QVERIFY(m_portal.has(u"'org.freedesktop.appearance': {'color-scheme': dbus.UInt32(0), "
+                             "'reduced-motion': dbus.UInt32(1)}"_s));
         const skin::DesktopAppearance appearance;
+        QTRY_VERIFY(skin::appearance().still);
         const auto schemeOf = [](QRgb window, QRgb text) {
             QPalette palette{QColor(window)};
             for (const auto role : {QPalette::Base, QPalette::Button})
