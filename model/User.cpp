@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -64,7 +65,16 @@ std::vector<Project*> User::assignedProjects() const
 
 bool User::isAssignedTo(const Project& project) const
 {
-    return fetchFirst<UserAssignment>(context(), store::where("user", this) && store::where("project", &project));
+    // The menu asks for the same few after every merge; finding one goes through all of this person's.
+    const std::uint64_t revision = context().revision({UserAssignment::EntityName, Project::EntityName});
+    if (std::exchange(m_knownAt, revision) != revision)
+        m_known.clear();
+    const auto [known, isNew] = m_known.try_emplace(project.id().row);
+    if (isNew) {
+        known->second =
+            fetchFirst<UserAssignment>(context(), store::where("user", this) && store::where("project", &project));
+    }
+    return known->second;
 }
 
 User::ProjectsByClient User::projectsWithMatchingNamesGroupedByClient(const QString& filter) const

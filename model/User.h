@@ -56,6 +56,8 @@ private:
 
     mutable std::map<QString, std::vector<Listed>> m_assigned;
     mutable std::optional<std::uint64_t> m_assignedAt; ///< the context's revision they belong to
+    mutable std::map<std::int64_t, bool> m_known;      ///< whether a project is assigned, by its row
+    mutable std::optional<std::uint64_t> m_knownAt;
 };
 
 } // namespace model

@@ -293,7 +293,9 @@ std::vector<Object*> Context::fetchUpTo(std::size_t limit, const FetchRequest& r
     try {
         return onStore([&](Connection& store) { return fetchFrom(&store, limit, request); });
     } catch (const std::exception&) {
-        // A query that fails is answered from memory, as if the store were empty; the next one tries again.
+        // A query that fails is answered from memory, as if the store were empty; the next one tries again, and nobody
+        // shall keep this answer.
+        ++m_revisions[static_cast<std::size_t>(entityNamed(request.entity).index)];
         return fetchFrom(nullptr, limit, request);
     }
 }
@@ -320,8 +322,8 @@ std::vector<Object*> Context::fetchStanding(const FetchRequest& request)
         try {
             standing.take(onStore([&](Connection& store) { return fetchFrom(&store, 0, request); }));
         } catch (const std::exception&) {
-            ++m_revisions[static_cast<std::size_t>(entityNamed(request.entity).index)]; // nobody shall keep this
-            return fetchFrom(nullptr, 0, request);                                      // as in `fetch`
+            ++m_revisions[static_cast<std::size_t>(entityNamed(request.entity).index)]; // as in `fetchUpTo`
+            return fetchFrom(nullptr, 0, request);
         }
     }
     return standing.found();
