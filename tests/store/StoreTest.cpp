@@ -353,7 +353,7 @@ private slots:
         QCOMPARE(Desk::byKey(*desk.worker(), u"1"_s)->string("text"), u"mine"_s);
     }
 
-    /// Whatever happens, on either side: 2,000 random steps, with bursts after which everything is fetched anew.
+    /// Whatever happens, on either side: 1,000 random steps, with bursts after which everything is fetched anew.
     void standingFetchesAnswerAsFetchesDo()
     {
         std::mt19937 random(11);
@@ -377,7 +377,7 @@ private slots:
             else if (number % 97 == 50)
                 Desk::box(context, u"Box %1"_s.arg(number));
         };
-        for (int i = 0; i < 2000; ++i) {
+        for (int i = 0; i < 1000; ++i) {
             if (i % 3) {
                 step(desk.main, i);
                 QVERIFY(i % 5 || desk.main.save());
