@@ -102,6 +102,10 @@ void measureTracker(const Builds& builds, const Tracker& tracker)
     const Weights us = weigh(watch, builds.ours.quillon, Home(service.port()), Process::Output::Kept);
     const Weights them = weigh(watch, tracker.program, known, Process::Output::Dropped, tracker.part);
     const auto row = [&](const char* figure, double Weights::*value, const char* unit) {
+        if (them.*value < 0.002) {
+            note(text("  %s%s: %.2f %s, theirs too little to measure", figure, tracker.name, us.*value, unit));
+            return;
+        }
         report({figure + name, us.*value / them.*value, "x", Weight, text("%.2f %s", us.*value, unit),
                 text("theirs %.2f %s", them.*value, unit)});
     };
