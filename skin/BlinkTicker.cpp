@@ -15,8 +15,9 @@ using namespace std::chrono_literals;
 namespace skin {
 namespace {
 
-/// How far a tick looks ahead: a coarse timer may be that early, and changes this close together share a repaint.
-constexpr auto LookAhead = 12ms;
+/// How far a tick looks ahead: a coarse timer may be early, and changes this close together share a wake-up, which nobody
+/// sees. Every other step of a running row's button is 22 ms from one of the colon.
+constexpr auto LookAhead = 24ms;
 
 /// The fraction of the time after which the fraction `way` has been covered. Easing follows half a cosine.
 double timeOf(Wave::Timing timing, double way)
