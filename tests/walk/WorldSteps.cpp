@@ -167,8 +167,11 @@ void World::saveSheet(int, int)
     }
     const Seconds shown = told->second.entry.total(now());
     const Seconds there = kept == m_ledger.entries.end() ? shown : kept->second.total(now());
-    const bool unclear =
-        m_typedMinutes >= 0 ? near(m_typedMinutes * Seconds{60}, there) : there != shown && near(shown, there);
+    // Nor whether they are those of before a stop and a start.
+    const Seconds before =
+        kept == m_ledger.entries.end() ? there : kept->second.booked - (kept->second.updated - told->second.when);
+    const auto isNear = [&](Seconds hours) { return near(hours, there) || near(hours, std::max<Seconds>(before, 0)); };
+    const bool unclear = m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && isNear(shown);
     // Times that were changed elsewhere since go back as they were shown, too.
     const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
     if (unclear || outdated || (told->second.edited && m_typedMinutes < 0)) {
