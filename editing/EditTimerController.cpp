@@ -176,6 +176,7 @@ void EditTimerController::updateFields()
 
     if (entry->startedAt().isValid())
         sheet.startTimeField->setText(hoursMinutes(entry->startedAt()));
+    m_startShown = sheet.startTimeField->text();
     showEnd(*entry);
     for (QLineEdit* field : {sheet.startTimeField, sheet.endTimeField})
         markTime(*field, false, false);
@@ -230,8 +231,15 @@ void EditTimerController::entriesDidChange()
     const model::DayEntry* entry = m_entry.get();
     if (!entry || !m_editTimerSheet)
         return;
+    // Times that nobody typed go on as others change them: sent back as they were, they would change the hours, too.
+    QLineEdit& start = *m_editTimerSheet->startTimeField;
+    if (!start.isModified() && start.text() == m_startShown && entry->startedAt().isValid()) {
+        m_startShown = hoursMinutes(entry->startedAt());
+        setTextIfOther(start, m_startShown);
+    }
     QLineEdit& end = *m_editTimerSheet->endTimeField;
-    if (entry->isRunning() == end.isEnabled() && !end.isModified() && !end.hasFocus())
+    const bool turns = entry->isRunning() == end.isEnabled();
+    if (!end.isModified() && (turns ? !end.hasFocus() : end.text() == m_endShown))
         showEnd(*entry);
 }
 
@@ -239,7 +247,10 @@ void EditTimerController::showEnd(const model::DayEntry& entry)
 {
     QLineEdit& end = *m_editTimerSheet->endTimeField;
     const bool running = entry.isRunning();
-    end.setText(running ? QString() : hoursMinutes(entry.stoppedAt()));
+    m_endShown = running ? QString() : hoursMinutes(entry.stoppedAt());
+    if (end.isModified())
+        end.setModified(false);
+    setTextIfOther(end, m_endShown);
     end.setPlaceholderText(running ? tr("running") : tr("End"));
     end.setEnabled(!running);
 }

@@ -134,6 +134,9 @@ private:
     QPointer<InvalidEntrySheet> m_invalidEntrySheet;
     QPointer<QWidget> m_focusAfterMessage;
     QString m_hoursShown; ///< when the sheet was opened
+    // The entry's times as last shown; a field with another text was typed into.
+    QString m_startShown;
+    QString m_endShown;
     std::vector<Typed> m_typed;
     int m_lastSaved = 0;
 };

@@ -460,6 +460,21 @@ private slots:
         QVERIFY(run.endTime().isEnabled());
         QCOMPARE(run.endTime().text(), u"10:00AM"_s);
 
+        // Others correct it, until something is typed here.
+        const auto correct = [&](const QByteArray& from, const QByteArray& to) {
+            run.answerDay(EditRun::entryElement(id, "<hours>1.0</hours><started_at>" + from +
+                                                        "</started_at><ended_at>" + to + "</ended_at>"));
+            run.refresh();
+        };
+        correct("8:45am", "10:30am");
+        QCOMPARE(run.startTime().text(), u"8:45AM"_s);
+        QCOMPARE(run.endTime().text(), u"10:30AM"_s);
+        run.type(run.endTime(), u"11:00am"_s);
+        run.startTime().setFocus();
+        correct("8:50am", "10:40am");
+        QCOMPARE(run.startTime().text(), u"8:50AM"_s);
+        QCOMPARE(run.endTime().text(), u"11:00AM"_s);
+
         run.answerDay(EditRun::entryElement(
             id,
             "<hours>1.0</hours><hours_without_timer>1.0</hours_without_timer><started_at>9:00am</started_at><ended_at>"
