@@ -234,6 +234,12 @@ void World::compareWindows()
         return;
     double total = 0;
     const double now = double(m_environment.clock.now().time_since_epoch() / 1ms) / 1000;
+    const auto isCorrected = [this](const model::DayEntry* entry) {
+        const auto told = m_told.find(entry->idString().toLongLong());
+        return told != m_told.end() && told->second.edited;
+    };
+    if (std::ranges::any_of(rows, isCorrected))
+        return; // it shows when the service has it
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const model::DayEntry& entry = *rows[i];
         double hours = entry.hours().value_or(0);

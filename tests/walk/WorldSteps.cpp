@@ -386,7 +386,9 @@ void World::elsewhereEdit(int entry, int minutes)
     Wish wish{Wish::Update, entryAt(entry)};
     wish.minutes = (minutes + 1) * 3;
     const auto found = m_ledger.entries.find(wish.id);
-    if (found == m_ledger.entries.end() || recordsTimes() ||
+    // What the program has under way would bring its own hours after those.
+    absorb();
+    if (found == m_ledger.entries.end() || recordsTimes() || !m_expected.empty() ||
         std::abs(found->second.total(now()) - wish.minutes * 60) < 180)
         return;
     doElsewhere(wish, u"/daily/update/"_s, u"hours=%1"_s.arg(wish.minutes / 60.0, 0, 'f', 2));
