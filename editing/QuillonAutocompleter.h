@@ -119,8 +119,8 @@ protected:
     explicit QuillonAutocompleter(const QString& label, const QString& chooseText = QStringLiteral("choose"));
 
     void setEntryOnly(model::DayEntry* entry) { m_entry = entry; }
-    /// Reads what the suggestions come from, once its window is shown and again whenever the catalog has changed, so that
-    /// the next key need not.
+    /// Reads what the suggestions come from, once its window is shown and again whenever the catalog has changed, so
+    /// that the next key need not.
     virtual void prepare() {}
     /// Puts all choices into the empty menu.
     virtual void fillMenu(PickerMenu& /*menu*/) {}
