@@ -35,6 +35,8 @@ void Ledger::apply(const Wish& wish, Seconds now)
             run(wish.id, now);
         break;
     case Wish::Update:
+        if (wish.minutes > 24 * 60)
+            return; // more than an entry may have
         entry.notes = wish.notes.value_or(entry.notes);
         if (wish.minutes >= 0) {
             entry.booked = wish.minutes * Seconds{60};
