@@ -147,14 +147,20 @@ public:
         m_background = background;
         m_menulet.emplace(builtInService);
         const bool keepsElsewhere = !local && !m_menulet->timeHere().isRemembered();
-        if (keepsElsewhere)
+        // What the first requests need takes from the face while it is made. Whose hours are kept here sees them there;
+        // at the first start the day is what people wait for.
+        const bool isFirstStart = keepsElsewhere && !m_menulet->hasStore();
+        if (isFirstStart)
             WrenfoldMenulet::expectPassword();
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
-        // While the desktop makes room for it: before, that would take from the face.
-        if (keepsElsewhere)
+        if (isFirstStart)
             m_menulet->expectRequests();
-        new FirstPaint(m_menulet->statusItemView(), [this, local] {
+        new FirstPaint(m_menulet->statusItemView(), [this, local, isLater = keepsElsewhere && !isFirstStart] {
+            if (isLater) {
+                WrenfoldMenulet::expectPassword();
+                m_menulet->expectRequests();
+            }
             m_appearance.emplace();
             TimeHere& timeHere = m_menulet->timeHere();
             if (local || timeHere.isRemembered())

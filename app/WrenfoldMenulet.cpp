@@ -22,6 +22,7 @@
 #include "store/Coordinator.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QPointer>
 
 namespace app {
@@ -33,6 +34,12 @@ using platform::environment;
 namespace {
 
 constexpr int UpdateCheckSeconds = 3600;
+
+/// Empty without a folder.
+QString storeIn(const QString& folder)
+{
+    return folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s;
+}
 
 } // namespace
 
@@ -82,6 +89,11 @@ void WrenfoldMenulet::applicationWillFinishLaunching()
     // There is no window yet that could be brought to the front.
     environment().desktop().setShownInTaskBar(true);
     m_showingInDock = true;
+}
+
+bool WrenfoldMenulet::hasStore()
+{
+    return QFileInfo::exists(storeIn(applicationSupportFolder()));
 }
 
 void WrenfoldMenulet::expectPassword()
@@ -210,7 +222,6 @@ std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator(
     const std::lock_guard lock(m_storeMutex);
     if (!m_persistentStoreCoordinator) {
         auto coordinator = std::make_shared<store::Coordinator>(*managedObjectModel(), model::objectFactories());
-        const QString folder = directoryForDataStore();
         coordinator->setDidLose([self = QPointer(this)] {
             platform::Run::current().postToMain([self] {
                 if (self)
@@ -219,7 +230,7 @@ std::shared_ptr<store::Coordinator> WrenfoldMenulet::persistentStoreCoordinator(
         });
         // An unusable store is reported only by `--check`: the program works from memory, and everything is fetched
         // again at the next start.
-        static_cast<void>(coordinator->addStore(folder.isEmpty() ? QString() : folder + u"/QuillonX.sqlite"_s));
+        static_cast<void>(coordinator->addStore(storeIn(directoryForDataStore())));
         m_persistentStoreCoordinator = std::move(coordinator);
     }
     return m_persistentStoreCoordinator;

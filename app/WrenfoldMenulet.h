@@ -76,6 +76,8 @@ public:
 
     /// Decides whether the program appears beside others or only in the bar.
     void applicationWillFinishLaunching();
+    /// Whether an earlier start has left a store.
+    static bool hasStore();
     /// Has the password looked up on another thread, if anybody is signed in.
     static void expectPassword();
     /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
