@@ -147,8 +147,8 @@ public:
         m_background = background;
         m_menulet.emplace(builtInService);
         const bool keepsElsewhere = !local && !m_menulet->timeHere().isRemembered();
-        // What the first requests need takes from the face while it is made. Whose hours are kept here sees them there;
-        // at the first start the day is what people wait for.
+        // Making ready what the first requests need slows the face down. It comes first where it has hours to show; at
+        // the first start people wait for the day.
         const bool isFirstStart = keepsElsewhere && !m_menulet->hasStore();
         if (isFirstStart)
             WrenfoldMenulet::expectPassword();

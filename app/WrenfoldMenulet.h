@@ -78,11 +78,12 @@ public:
     void applicationWillFinishLaunching();
     /// Whether an earlier start has left a store.
     static bool hasStore();
-    /// Has the password looked up on another thread, if anybody is signed in.
+    /// Has the password looked up on another thread, if anybody is signed in. At the first start now, otherwise with
+    /// `expectRequests`, once the item is painted.
     static void expectPassword();
     /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
     void showStatusItem();
-    /// Has what else the first requests need made ready on other threads.
+    /// Has whatever else the first requests need made ready on other threads.
     void expectRequests();
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
