@@ -349,8 +349,12 @@ void World::compareFace()
         current = latest(today, false);
     // Of yesterday, whose sheet is not asked for, only what it was told.
     if (const Ledger::Entry* left = current ? nullptr : latest(Ledger::dayOf(yesterday), true)) {
-        const auto same = [left](const auto& told) { return told.second.entry.updated == left->updated; };
-        current = std::ranges::any_of(m_told, same) ? left : nullptr;
+        const auto wasTold = [&](const auto& told) {
+            const auto entry = m_ledger.entries.find(told.first);
+            return entry != m_ledger.entries.end() && &entry->second == left &&
+                   told.second.entry.updated == left->updated;
+        };
+        current = std::ranges::any_of(m_told, wasTold) ? left : nullptr;
         if (m_storeSpoilt)
             return;
     }
