@@ -267,6 +267,11 @@ Finding keyring()
         return amiss(Keyring, tr("is locked: unlock it when Quillon starts and asks"));
     case Failure::TimedOut:
         return amiss(Keyring, tr("does not answer: end it, or log in again"));
+    case Failure::NotInstalled:
+        return amiss(Keyring,
+                     tr("cannot be reached, and Quillon forgets the password when it quits: %1 is missing, install "
+                        "Quillon again")
+                         .arg(u"quillon-keyring"_s));
     case Failure::Other:
         break;
     }

@@ -1,4 +1,5 @@
-// The least program with the libraries of Quillon: initialises each and paints a face of 71×22 points.
+// The least program with the libraries of Quillon: initialises each and paints a face of 71×22 points. Those that Quillon
+// loads later, or in a process of its own for the keyring, are here from the start.
 #include <libsecret/secret.h>
 
 #include <QApplication>

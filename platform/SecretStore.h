@@ -16,9 +16,10 @@ class SecretStore
 public:
     enum class Failure
     {
-        NoService, ///< no secret service on the session bus
-        Locked,    ///< an item is there, or the collection is, and it is locked
-        TimedOut,  ///< no answer in time; the service may be hanging
+        NoService,    ///< no secret service on the session bus
+        Locked,       ///< an item is there, or the collection is, and it is locked
+        TimedOut,     ///< no answer in time; the service may be hanging
+        NotInstalled, ///< the part of this program that talks to the service is not there
         Other,
     };
     template <class T>

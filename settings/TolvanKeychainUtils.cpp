@@ -30,6 +30,7 @@ KeychainError error(platform::SecretStore::Failure failure)
 {
     switch (failure) {
     case platform::SecretStore::Failure::NoService:
+    case platform::SecretStore::Failure::NotInstalled: // as good as none: the password is kept for this run
         return error(KeychainError::ServiceAbsent);
     case platform::SecretStore::Failure::Locked:
         return error(KeychainError::Locked);

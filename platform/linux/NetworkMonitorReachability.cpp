@@ -1,5 +1,4 @@
-// GLib first: Qt's keywords would break its headers.
-#include <gio/gio.h>
+#include "GioLibrary.h"
 
 #include "NetworkMonitorReachability.h"
 
@@ -14,31 +13,35 @@ namespace platform {
 namespace {
 
 /// GIO ends a process whose system bus goes away. This one is timing, and needs that bus only here.
-void outliveSystemBus(GNetworkMonitor* monitor)
+void outliveSystemBus(const GioLibrary& gio, GNetworkMonitor* monitor)
 {
     // The other monitors do not use that bus, so do not connect to it for them.
-    if (QLatin1StringView(G_OBJECT_TYPE_NAME(monitor)) != QLatin1StringView("GNetworkMonitorNM"))
+    if (QLatin1StringView(gio.type_name(G_TYPE_FROM_INSTANCE(monitor))) != QLatin1StringView("GNetworkMonitorNM"))
         return;
     // The connection that the monitor holds, too.
-    if (GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr)) {
-        g_dbus_connection_set_exit_on_close(bus, FALSE);
-        g_object_unref(bus);
+    if (GDBusConnection* bus = gio.bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr)) {
+        gio.dbus_connection_set_exit_on_close(bus, FALSE);
+        gio.object_unref(bus);
     }
 }
 
 class MonitorWatch final : public Reachability::Watch
 {
 public:
-    explicit MonitorWatch(std::function<void(bool)> changed)
-        : m_monitor(g_network_monitor_get_default()), m_changed(std::move(changed))
+    MonitorWatch(const GioLibrary& gio, std::function<void(bool)> changed)
+        : m_gio(gio), m_monitor(gio.network_monitor_get_default()), m_changed(std::move(changed))
     {
-        outliveSystemBus(m_monitor);
+        outliveSystemBus(gio, m_monitor);
         // Not `network-changed`: it repeats equal values with one backend and stays silent with the other.
         for (const char* signal : {"notify::connectivity", "notify::network-available"})
-            g_signal_connect_swapped(m_monitor, signal, G_CALLBACK(&MonitorWatch::notified), this);
+            gio.signal_connect_data(m_monitor, signal, G_CALLBACK(&MonitorWatch::notified), this, nullptr,
+                                    G_CONNECT_SWAPPED);
         m_last = reachable();
     }
-    ~MonitorWatch() override { g_signal_handlers_disconnect_by_data(m_monitor, this); }
+    ~MonitorWatch() override
+    {
+        m_gio.signal_handlers_disconnect_matched(m_monitor, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, this);
+    }
     MonitorWatch(const MonitorWatch&) = delete;
     MonitorWatch& operator=(const MonitorWatch&) = delete;
 
@@ -50,7 +53,7 @@ public:
     }
 
 private:
-    bool reachable() const { return g_network_monitor_get_connectivity(m_monitor) == G_NETWORK_CONNECTIVITY_FULL; }
+    bool reachable() const { return m_gio.network_monitor_get_connectivity(m_monitor) == G_NETWORK_CONNECTIVITY_FULL; }
 
     static void notified(MonitorWatch* self)
     {
@@ -58,6 +61,7 @@ private:
             self->report();
     }
 
+    const GioLibrary& m_gio;
     GNetworkMonitor* m_monitor;
     std::function<void(bool)> m_changed;
     bool m_last = false;
@@ -78,7 +82,10 @@ std::unique_ptr<Reachability::Watch> NetworkMonitorReachability::watch(const QSt
         changed(true);
         return std::make_unique<Watch>();
     }
-    auto watch = std::make_unique<MonitorWatch>(std::move(changed));
+    const GioLibrary* const gio = GioLibrary::load();
+    if (!gio)
+        return nullptr;
+    auto watch = std::make_unique<MonitorWatch>(*gio, std::move(changed));
     watch->report();
     return watch;
 }

@@ -2,24 +2,26 @@
 
 #include "../Secret.h"
 #include "../SecretStore.h"
+#include "KeyringProcess.h"
 
 #include <chrono>
 #include <list>
-#include <map>
 #include <memory>
 #include <vector>
 
 namespace platform {
 
-/// The desktop's keyring through libsecret.
-///
-/// Every call runs on a helper thread, so that a keyring that hangs or prompts blocks neither the main thread nor a
-/// quit. A call that has begun is never cancelled: the keyring daemon does not survive that while it prompts.
+/// The desktop's keyring through libsecret, by processes of their own: a keyring that hangs or prompts blocks neither
+/// the main thread nor a quit, and the libraries are loaded only while they are needed.
 class SecretServiceStore final : public SecretStore
 {
 public:
+    /// The helper's file, beside the program.
+    static QString helper();
+
     /// `patience` is the timeout for a keyring that does not answer.
-    explicit SecretServiceStore(std::chrono::milliseconds patience = std::chrono::seconds(2));
+    explicit SecretServiceStore(std::chrono::milliseconds patience = std::chrono::seconds(2),
+                                const QString& helper = SecretServiceStore::helper());
     ~SecretServiceStore() override;
 
     Result<std::optional<QByteArray>> lookup(const QString& service, const QString& account) override;
@@ -31,8 +33,6 @@ public:
     Result<void> remove(const QString& service, const QString& account) override;
 
 private:
-    class Lane;
-    struct WayBack;
     struct Expected;
 
     /// An item that waits until the person has unlocked the keyring.
@@ -44,21 +44,12 @@ private:
         std::vector<Stored> told;
     };
 
-    /// Runs `job`, which may prompt, and then `done` on the main thread with its result.
-    template <class T>
-    void askPerson(std::function<Result<T>()> job, std::function<void(Result<T>)> done);
-    void answer(int number);
-
     const std::chrono::milliseconds m_patience;
-    // One after another in each lane. Shared with its thread, which may be abandoned.
-    std::shared_ptr<Lane> m_reads;
-    std::shared_ptr<Lane> m_writes;
-    std::shared_ptr<Lane> m_prompts;
-    std::shared_ptr<WayBack> m_wayBack;
+    KeyringProcess m_reads;
+    KeyringProcess m_writes;
+    KeyringProcess m_prompts;
     std::unique_ptr<Expected> m_expected; ///< a look-up that was begun for somebody who will ask for it
-    std::map<int, std::function<void()>> m_waiting;
     std::list<Waiting> m_toStore;
-    int m_asked = 0;
 };
 
 } // namespace platform

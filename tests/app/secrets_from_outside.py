@@ -4,6 +4,7 @@ import base64
 import json
 import os
 import pathlib
+import re
 import resource
 import signal
 import stat
@@ -80,6 +81,11 @@ def main(quillon, service):
             mode = stat.S_IMODE(path.stat().st_mode)
             assert mode == (0o700 if path.is_dir() else 0o600), f"{path}: {mode:o}"
         assert stat.S_IMODE((config / "Info.json").stat().st_mode) == 0o666, "the person's own file"
+
+        # Looking that up took a process and libraries of its own, and neither stays.
+        maps = pathlib.Path(f"/proc/{client.pid}/maps").read_text()
+        assert "/libQt6Core" in maps and not re.search(r"/lib(secret|gio|gobject)-", maps), maps
+        until("an end of the helper", lambda: not pathlib.Path(f"/proc/{client.pid}/task/{client.pid}/children").read_text())
 
         # What a program must remember, and what its libraries do not give back; it was sent more often than that.
         sent = base64.b64encode(f"{email}:{password}".encode())

@@ -179,7 +179,8 @@ def check_help(prefix):
 
 
 def check(prefix, version, zsh_folder="share/zsh/site-functions"):
-    assert (prefix / "libexec/quillon/relaunch_quillon").exists() and not (prefix / "bin/relaunch_quillon").exists()
+    for helper in ("quillon-keyring", "relaunch_quillon"):
+        assert (prefix / "libexec/quillon" / helper).exists() and not (prefix / "bin" / helper).exists()
     helps = {}
     for program in ("quillon", "quillon-service"):
         if (prefix / "bin" / program).exists():

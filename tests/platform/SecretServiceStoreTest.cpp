@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "platform/linux/SecretServiceStore.h"
+#include "support/InRow.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
 
@@ -10,6 +11,11 @@
 #include <QDBusObjectPath>
 #include <QDBusVirtualObject>
 #include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <csignal>
+
+#include <sys/wait.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -21,6 +27,8 @@ namespace {
 
 const QString ServiceName = u"com.example.test"_s;
 const QString Ada = u"ada@example.com"_s;
+const QString Helper = QStringLiteral(QUILLON_KEYRING);
+constexpr auto Patience = 2s;
 
 Secret failed(Failure failure)
 {
@@ -79,7 +87,7 @@ private slots:
     void initTestCase() { qDBusRegisterMetaType<QList<QDBusObjectPath>>(); }
     void keepsSecrets()
     {
-        SecretServiceStore store;
+        SecretServiceStore store(Patience, Helper);
         QCOMPARE(store.lookup(ServiceName, Ada), Secret(std::nullopt));
         QVERIFY(store.remove(ServiceName, Ada));
 
@@ -91,6 +99,7 @@ private slots:
         }
         // A look-up that was begun early finds what is there when it is asked for.
         store.expectLookup(ServiceName, Ada);
+        QVERIFY(store.hasDefaultKeyring()); // that look-up has ended, and is overtaken
         QVERIFY(store.store(ServiceName, Ada, "newer", noOutcome));
         QCOMPARE(store.lookup(ServiceName, Ada), Secret(QByteArray("newer")));
         store.expectLookup(ServiceName, Ada);
@@ -111,7 +120,7 @@ private slots:
     void locked()
     {
         const support::TestRun run;
-        SecretServiceStore store;
+        SecretServiceStore store(Patience, Helper);
         VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::Locked));
         QCOMPARE(store.lookup(ServiceName, u"nobody"_s), Secret(std::nullopt));
@@ -131,7 +140,7 @@ private slots:
     void unlocksWithAPrompt()
     {
         const support::TestRun run;
-        SecretServiceStore store;
+        SecretServiceStore store(Patience, Helper);
         VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QList<Secret> answers;
         store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answers << secret; });
@@ -149,7 +158,7 @@ private slots:
     void promptIsCancelled()
     {
         const support::TestRun run;
-        SecretServiceStore store;
+        SecretServiceStore store(Patience, Helper);
         VERIFY_EACH(store.store(ServiceName, Ada, "secret", noOutcome), lockKeyring());
         QList<std::optional<Failure>> outcomes;
         // Twice the same is asked once.
@@ -166,7 +175,7 @@ private slots:
     void nobodyKeepsSecrets()
     {
         const support::TestRun run;
-        SecretServiceStore store;
+        SecretServiceStore store(Patience, Helper);
         QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::NoService));
         QCOMPARE(store.store(ServiceName, Ada, "x", noOutcome).error(), Failure::NoService);
         QCOMPARE(store.remove(ServiceName, Ada).error(), Failure::NoService);
@@ -182,7 +191,7 @@ private slots:
         Silence silence;
         QVERIFY(bus.registerVirtualObject(u"/"_s, &silence, QDBusConnection::SubPath));
         QVERIFY(bus.registerService(u"org.freedesktop.secrets"_s));
-        SecretServiceStore store(1s);
+        SecretServiceStore store(1s, Helper);
         QElapsedTimer waited;
         waited.start();
         QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
@@ -198,14 +207,56 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(child.hasEnded(), 20000);
         QCOMPARE(child.exitCode(), 0);
         QVERIFY2(waited.elapsed() < 5000, qPrintable(QString::number(waited.elapsed())));
+        // Not even then is a helper left, which would hold the other end of the shell's pipe.
+        Program shell(u"bash"_s, {u"-c"_s, u"said=$(QUILLON_TEST_DIES=1 $0 leavesWhileItHangs 2>&1); echo gone"_s,
+                                  QCoreApplication::applicationFilePath()});
+        QVERIFY(shell.says("gone"));
     }
 
     void leavesWhileItHangs()
     {
         const support::TestRun run;
-        SecretServiceStore store(100ms);
-        store.unlockAndLookup(ServiceName, Ada, [](const Secret&) { QFAIL("called back after its end"); });
-        QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
+        {
+            SecretServiceStore store(100ms, Helper);
+            store.unlockAndLookup(ServiceName, Ada, [](const Secret&) { QFAIL("called back after its end"); });
+            QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::TimedOut));
+            if (qEnvironmentVariableIsSet("QUILLON_TEST_DIES"))
+                raise(SIGKILL);
+        }
+        QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
+    }
+
+    void helperFails()
+    {
+        const support::TestRun run;
+        const QTemporaryDir folder;
+        const QString helper = folder.filePath(u"helper"_s);
+        for (const auto& [row, script, failure] :
+             {std::tuple("missing", "", Failure::NotInstalled),
+              {"ends at once", "exit", Failure::Other},
+              {"ends in the head", "printf Done >&0", Failure::Other},
+              {"ends in the secret", R"(printf '\0\0\0\0\11\0\0\0\0\0\0\0\0\0\0\0pass' >&0)", Failure::Other},
+              {"says nonsense", "yes >&0", Failure::Other}}) {
+            const support::InRow inRow(row);
+            SecretServiceStore store(Patience, helper);
+            if (QFile file(helper); *script) {
+                QVERIFY(file.open(QIODevice::WriteOnly));
+                file.write(QByteArray("#!/bin/sh\nhead -c 16 >/dev/null\n") + script);
+                file.setPermissions(QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner);
+            }
+            store.expectLookup(ServiceName, Ada);
+            QCOMPARE(store.lookup(ServiceName, Ada), failed(failure));
+            QCOMPARE(store.remove(ServiceName, Ada).error(), failure);
+            QList<Secret> answers;
+            store.unlockAndLookup(ServiceName, Ada, [&](const Secret& secret) { answers << secret; });
+            QCOMPARE(store.store(ServiceName, Ada, "x", noOutcome).error(), failure);
+            QTRY_COMPARE(answers, QList<Secret>{failed(failure)});
+            // The next one may fare better.
+            QFile::remove(helper);
+            QVERIFY(QFile::link(Helper, helper));
+            QCOMPARE(store.lookup(ServiceName, Ada), failed(Failure::NoService));
+            QFile::remove(helper);
+        }
     }
 };
 

@@ -430,6 +430,7 @@ private slots:
     {
         using Utils = TolvanKeychainUtils;
         for (const auto& [failure, code] : {std::pair(Failure::NoService, -25291), std::pair(Failure::Locked, -25308),
+                                            std::pair(Failure::NotInstalled, -25291),
                                             std::pair(Failure::TimedOut, -25312), std::pair(Failure::Other, -25299)}) {
             Started start;
             start.run.secrets.items[{Service, u"ann"_s}] = "sesame";
