@@ -49,7 +49,7 @@ KeyringProcess::~KeyringProcess()
 std::shared_ptr<KeyringProcess::Exchange> KeyringProcess::begin(keyring::Wish wish, const Parts& parts,
                                                                 std::function<void(Exchange&)> done)
 {
-    const auto exchange = std::make_shared<Exchange>();
+    auto exchange = std::make_shared<Exchange>();
     exchange->isBehindAbandoned = isHeldUp();
     exchange->done = std::move(done);
     // One whose work is done is on its way out.

@@ -22,7 +22,7 @@ bool willRunOnWayland()
                               : platform.startsWith("wayland");
 }
 
-/// By the desktop's own program, which answers in six milliseconds: the library that it knows this from would stay in
+/// By the desktop's own program, which answers in three milliseconds: the library that it knows this from would stay in
 /// this one for good. 1 where nothing says otherwise.
 double factorOfGnome()
 {
