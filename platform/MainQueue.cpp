@@ -1,8 +1,12 @@
 #include "MainQueue.h"
 
+#include "PostTogether.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace platform {
@@ -11,17 +15,31 @@ namespace {
 
 const auto Wake = static_cast<QEvent::Type>(QEvent::registerEventType());
 
-/// A burst of calls must not hold up clicks and repaints for longer than this.
-constexpr qint64 BudgetMilliseconds = 8;
+/// A burst of calls must not hold up clicks and repaints: after that time no other begins in the same turn.
+constexpr qint64 BudgetMilliseconds = 4;
 
 } // namespace
 
 void MainQueue::post(std::function<void()> function)
 {
+    if (PostTogether* others = PostTogether::current()) {
+        others->take(*this, std::move(function));
+        return;
+    }
     const std::lock_guard lock(m_mutex);
     if (m_closed)
         return;
     m_waiting.push_back(std::move(function));
+    if (!m_woken)
+        wake();
+}
+
+void MainQueue::post(std::vector<std::function<void()>> functions)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_closed)
+        return;
+    std::ranges::move(functions, std::back_inserter(m_waiting));
     if (!m_woken)
         wake();
 }

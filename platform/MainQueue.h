@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 namespace platform {
 
@@ -14,8 +15,10 @@ class MainQueue final : public QObject
 public:
     MainQueue() = default;
 
-    /// Any thread. Never calls `function` itself; after `close` it is dropped.
+    /// Any thread. Never calls `function` itself; after `close` it is dropped. Waits for the thread's PostTogether.
     void post(std::function<void()> function);
+    /// One after the other, with no other in between.
+    void post(std::vector<std::function<void()>> functions);
 
     /// Drops what is waiting and all that comes later.
     void close();

@@ -11,6 +11,7 @@
 #include "model/User.h"
 #include "platform/InfoDictionary.h"
 #include "platform/Memory.h"
+#include "platform/PostTogether.h"
 #include "platform/Run.h"
 #include "platform/TimeSource.h"
 #include "settings/QuillonPreferences.h"
@@ -236,23 +237,27 @@ void QuillonApi::work(const std::stop_token& stop)
         if (model::Host* host = model::Host::current())
             host->coordinator();
     }
-    const auto isCalled = [this] { return !m_queue.empty(); };
+    const auto isCalled = [this, &stop] { return !m_queue.empty() || stop.stop_requested(); };
     for (bool tookMuch = false;;) {
         std::unique_ptr<QuillonNetworkOperation> operation;
         {
             std::unique_lock lock(m_queueMutex);
-            if (tookMuch && !m_queued.wait_for(lock, stop, CalmBeforeTrim, isCalled) && !stop.stop_requested()) {
+            if (tookMuch && !m_queued.wait_for(lock, CalmBeforeTrim, isCalled)) {
                 tookMuch = false;
                 lock.unlock();
                 giveMemoryBack();
                 lock.lock();
             }
-            if (!m_queued.wait(lock, stop, isCalled))
+            m_queued.wait(lock, isCalled);
+            if (stop.stop_requested())
                 return;
             operation = std::move(m_queue.front());
             m_queue.pop_front();
         }
-        operation->start();
+        {
+            const platform::PostTogether reports;
+            operation->start();
+        }
         tookMuch = tookMuch || operation->largestReply() > LargeReply;
     }
 }
@@ -260,6 +265,10 @@ void QuillonApi::work(const std::stop_token& stop)
 void QuillonApi::stop()
 {
     m_stop.request_stop();
+    {
+        const std::lock_guard lock(m_queueMutex); // so that the worker is not just about to wait
+    }
+    m_queued.notify_one();
     m_held.clear();
     if (m_worker.joinable())
         m_worker.join();

@@ -138,7 +138,8 @@ private:
     std::vector<std::unique_ptr<QuillonNetworkOperation>> m_held; ///< wait for the password
 
     std::mutex m_queueMutex; ///< guards the queue
-    std::condition_variable_any m_queued;
+    /// Of work, or of a stop. `condition_variable_any` holds a lock as it wakes the worker, which sleeps again for it.
+    std::condition_variable m_queued;
     std::deque<std::unique_ptr<QuillonNetworkOperation>> m_queue;
     std::jthread m_worker; ///< last: ends before what it uses
 };

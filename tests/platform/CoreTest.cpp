@@ -1,5 +1,6 @@
 #include "platform/InfoDictionary.h"
 #include "platform/Paths.h"
+#include "platform/PostTogether.h"
 #include "platform/Run.h"
 #include "platform/SystemTimeSource.h"
 #include "support/TestEnvironment.h"
@@ -9,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+#include <semaphore>
 #include <thread>
 #include <tuple>
 
@@ -82,6 +84,27 @@ private slots:
         odd.join();
         QCOMPARE(seen, expected);
         QVERIFY(allOnMain);
+    }
+
+    void whatIsPostedTogetherComesInOneGo()
+    {
+        const support::TestRun run;
+        platform::Run& current = platform::Run::current();
+        QStringList seen;
+        std::binary_semaphore posted{0}, looked{0};
+        std::thread other([&] {
+            const platform::PostTogether together;
+            current.postToMain([&] { seen << u"first"_s; });
+            current.postToMain([&] { seen << u"second"_s; });
+            posted.release();
+            looked.acquire();
+        });
+        posted.acquire();
+        current.postToMain([&] { seen << u"between"_s; });
+        QTRY_COMPARE(seen, QStringList(u"between"_s));
+        looked.release();
+        other.join();
+        QTRY_COMPARE(seen, QStringList({u"between"_s, u"first"_s, u"second"_s}));
     }
 
     void callsAreMadeLaterAndDroppedAtTheEnd()
