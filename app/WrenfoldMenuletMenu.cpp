@@ -81,7 +81,7 @@ void WrenfoldMenulet::updateTotal()
     withdrawIdleQuestionOfStoppedTimer();
     updateQuestionInTimesheet();
     if (m_timesheetController)
-        m_timesheetController->reloadEntries();
+        m_timesheetController->entriesDidChange();
 }
 
 void WrenfoldMenulet::updateStatusItemForCurrentEntry(const model::DayEntry* entry)

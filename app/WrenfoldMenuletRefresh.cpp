@@ -18,6 +18,8 @@
 #include "skin/QuillonStatusItemView.h"
 #include "store/Context.h"
 
+#include <algorithm>
+
 namespace app {
 
 using namespace Qt::StringLiterals;
@@ -130,17 +132,20 @@ void WrenfoldMenulet::setupUpdateTimer()
 void WrenfoldMenulet::downloadLatest()
 {
     const QDate now = today();
-    if (m_timesheetController && m_timesheetController->currentDate() != now)
-        m_api->requestDailyTimesheetForDate(m_timesheetController->currentDate(), m_cacheVersionChanged);
+    QList<QDate> days;
+    if (m_timesheetController)
+        days << m_timesheetController->currentDate();
     // That of a timer elsewhere as well: somebody else may stop it.
     for (const model::DayEntry* entry : {currentEntry(), timerElsewhere()}) {
-        if (!entry)
-            continue;
-        const QDate day = entry->spentAt().toLocalTime().date();
-        if (day != now)
-            m_api->requestDailyTimesheetForDate(day, m_cacheVersionChanged);
+        if (entry)
+            days << entry->spentAt().toLocalTime().date();
     }
-    m_api->requestDailyTimesheetForDate(now, m_cacheVersionChanged);
+    days.removeAll(now);
+    days << now;
+    for (auto day = days.cbegin(); day != days.cend(); ++day) {
+        if (std::find(days.cbegin(), day, *day) == day)
+            m_api->requestDailyTimesheetForDate(*day, m_cacheVersionChanged);
+    }
 }
 
 void WrenfoldMenulet::fetchEverything()
@@ -156,7 +161,7 @@ void WrenfoldMenulet::requestDailyTimesheetDidSucceed()
     if (m_clearingCompanyData && currentUser()) {
         if (m_timesheetController) {
             m_timesheetController->setCompany(company());
-            m_timesheetController->reloadEntries();
+            m_timesheetController->entriesDidChange();
         }
         if (m_addTimerController) {
             m_addTimerController->setEntry(model::DayEntry::entryWithDefaults());

@@ -18,6 +18,7 @@
 #include "settings/QuillonPreferences.h"
 #include "settings/UserDefaults.h"
 #include "store/Context.h"
+#include "timesheet/TimesheetWindow.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -70,7 +71,7 @@ public:
         menulet.emplace();
         menulet->showStatusItem();
         menulet->showTimesheetWindow(nullptr);
-        menulet->toggleTimesheetWindow(nullptr);
+        menulet->timesheetController()->window().close(); // its key hides it only once it has the keyboard
         menulet->awakeFromNib();
     }
 

@@ -131,6 +131,8 @@ bool TimesheetController::prepareMore()
 void TimesheetController::show()
 {
     updateKeyEquivalents();
+    if (m_isBehind)
+        reloadEntries();
     checkShouldGoToToday();
     m_lastOpenedTime = model::now();
     m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
@@ -238,6 +240,7 @@ void TimesheetController::reloadEntries()
         for (model::DayEntry* entry : company->dayEntriesForDate(m_currentDate))
             m_dayEntries.emplace_back(entry);
     }
+    m_isBehind = false;
     if (static_cast<std::size_t>(m_notesHeights.size()) > 2 * m_dayEntries.size() + 100)
         m_notesHeights.clear(); // notes that are gone
     watchHours();
@@ -254,6 +257,15 @@ void TimesheetController::reloadEntries()
     if (contentFocused)
         m_window->focusContent();
     if (m_editTimerController)
+        m_editTimerController->entriesDidChange();
+}
+
+void TimesheetController::entriesDidChange()
+{
+    m_isBehind = true;
+    if (m_window->isVisible())
+        reloadEntries();
+    else if (m_editTimerController)
         m_editTimerController->entriesDidChange();
 }
 
@@ -383,6 +395,8 @@ bool TimesheetController::eventFilter(QObject* watched, QEvent* event)
         if (event->type() == QEvent::Resize)
             fixTotalPosition();
     } else if (event->type() == QEvent::Show) {
+        if (m_isBehind)
+            reloadEntries();
         updateHours();
     } else if (event->type() == QEvent::Hide || event->type() == QEvent::WindowStateChange) {
         watchHours();

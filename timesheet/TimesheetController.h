@@ -89,6 +89,8 @@ public:
     void updateKeyEquivalents();
     /// Shows the day as stored. Ends the loading state.
     void reloadEntries();
+    /// The store has changed: reloads at once or, while the window is hidden, when it is shown.
+    void entriesDidChange();
 
     void advanceDate(const QObject* sender);
     void goToToday();
@@ -171,6 +173,7 @@ private:
     QDateTime m_lastOpenedTime;
     int m_lastSelectedRow = -1;
     bool m_loading = false;
+    bool m_isBehind = false; ///< the store has changed since the last reload
     bool m_offline = false;
     bool m_loggedOut = false;
 };

@@ -130,11 +130,12 @@ private slots:
     {
         const QString today = u"GET /daily/15/2013?slim=1"_s;
         const QString tomorrow = u"GET /daily/16/2013?slim=1"_s;
-        // Today; another day on screen; a timer that runs since yesterday; both.
+        // Today; another day on screen; a timer that runs since yesterday; both, on one day or two.
         for (const auto& [onScreen, hoursLater, expected] :
              {std::tuple(QDate(2013, 1, 15), 1, QStringList{today}),
               {QDate(2012, 12, 31), 1, QStringList{u"GET /daily/366/2012?slim=1"_s, today}},
               {QDate(2013, 1, 16), 20, QStringList{today, tomorrow}},
+              {QDate(2013, 1, 15), 20, QStringList{today, tomorrow}},
               {QDate(2013, 1, 1), 20, QStringList{u"GET /daily/1/2013?slim=1"_s, today, tomorrow}}}) {
             StartedRun run;
             run.menulet->timesheetController()->setCurrentDate(onScreen);

@@ -202,6 +202,17 @@ private slots:
         VERIFY_EACH(!run.controller().loading(), !run.window().loadingIndicator->isVisible());
     }
 
+    void aHiddenWindowReloadsWhenItIsShown()
+    {
+        TimesheetRun run{{.notes = "one", .minutes = 5}};
+        run.window().hide();
+        run.add({.notes = "two", .minutes = 10});
+        run.refresh();
+        VERIFY_EACH(run.notesShown() == QStringList(u"one"_s), run.total() == u"0:05"_s);
+        run.window().show();
+        VERIFY_EACH(run.notesShown() == QStringList({u"one"_s, u"two"_s}), run.total() == u"0:15"_s);
+    }
+
     void loadingHoldsBackEdits()
     {
         TimesheetRun run{{.notes = "work", .minutes = 5}};
