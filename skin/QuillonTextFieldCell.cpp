@@ -39,16 +39,22 @@ QString QuillonTextFieldCell::line() const
     return displayable(text()).replace(u'\n', u' ');
 }
 
+double QuillonTextFieldCell::widthOfLine() const
+{
+    if (text() != m_measured.text || font() != m_measured.font)
+        m_measured = {text(), font(), QFontMetricsF(font()).horizontalAdvance(line())};
+    return m_measured.width;
+}
+
 bool QuillonTextFieldCell::isElided() const
 {
-    return QFontMetricsF(font()).horizontalAdvance(line()) > contentsRect().width();
+    return widthOfLine() > contentsRect().width();
 }
 
 QSize QuillonTextFieldCell::sizeHint() const
 {
     const QMargins margins = contentsMargins();
-    const double width = QFontMetricsF(font()).horizontalAdvance(line());
-    return {static_cast<int>(std::ceil(width)) + margins.left() + margins.right(), minimumSizeHint().height()};
+    return {static_cast<int>(std::ceil(widthOfLine())) + margins.left() + margins.right(), minimumSizeHint().height()};
 }
 
 QSize QuillonTextFieldCell::minimumSizeHint() const

@@ -35,8 +35,16 @@ protected:
 private:
     /// Line breaks and other invisible characters become spaces.
     QString line() const;
+    double widthOfLine() const;
 
     BackgroundStyle m_style = BackgroundStyle::Normal;
+    struct Measured
+    {
+        QString text;
+        QFont font;
+        double width = 0;
+    };
+    mutable Measured m_measured; ///< last: rows are laid out again after each merge, mostly as they were
 };
 
 } // namespace skin

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <utility>
 
 namespace store {
 
@@ -27,8 +28,13 @@ std::optional<AttributeType> attributeType(const QString& name)
     return std::nullopt;
 }
 
-// Bits of a 32-bit mask mark what changed.
-constexpr std::size_t MaxProperties = 32;
+/// Spreads names of a few dozen attributes. Not empty ones.
+std::size_t hash(std::string_view name)
+{
+    constexpr std::size_t odd = 7, other = 11;
+    return name.size() + odd * static_cast<unsigned char>(name.front()) +
+           other * static_cast<unsigned char>(name.back());
+}
 
 std::vector<std::string> strings(const QJsonArray& texts)
 {
@@ -47,9 +53,8 @@ std::optional<Entity> readEntity(const QJsonObject& description, int index)
     const QJsonObject attributes = description["attributes"_L1].toObject();
     for (auto it = attributes.begin(); it != attributes.end(); ++it) {
         const auto type = attributeType(it.value().toString());
-        if (!type)
+        if (!type || !entity.addAttribute({it.key().toStdString(), *type}))
             return std::nullopt;
-        entity.attributes.push_back({it.key().toStdString(), *type});
     }
     for (const auto& [kind, toMany] : {std::pair("toOne"_L1, false), std::pair("toMany"_L1, true)}) {
         const QJsonObject relationships = description[kind].toObject();
@@ -75,7 +80,7 @@ std::optional<Entity> readEntity(const QJsonObject& description, int index)
     }
     for (const QJsonValue key : description["unique"_L1].toArray())
         entity.uniqueKeys.push_back(strings(key.toArray()));
-    if (entity.name.empty() || entity.attributes.size() > MaxProperties || entity.relationships.size() > MaxProperties)
+    if (entity.name.empty() || entity.relationships.size() > Entity::MaxProperties)
         return std::nullopt;
     return entity;
 }
@@ -93,11 +98,27 @@ bool connect(Relationship& relationship, const QJsonObject& description, const M
 
 } // namespace
 
+bool Entity::addAttribute(Attribute attribute)
+{
+    if (attribute.name.empty() || attributes.size() == MaxProperties)
+        return false;
+    std::size_t slot = hash(attribute.name) % m_slots.size();
+    while (m_slots[slot] != 0)
+        slot = (slot + 1) % m_slots.size();
+    attributes.push_back(std::move(attribute));
+    m_slots[slot] = static_cast<std::uint8_t>(attributes.size());
+    return true;
+}
+
 int Entity::attributeIndex(std::string_view attribute) const
 {
-    for (std::size_t i = 0; i < attributes.size(); ++i) {
-        if (attributes[i].name == attribute)
-            return static_cast<int>(i);
+    if (attribute.empty())
+        return -1;
+    // Half of the slots are free.
+    for (std::size_t slot = hash(attribute) % m_slots.size(); m_slots[slot] != 0; slot = (slot + 1) % m_slots.size()) {
+        const int index = m_slots[slot] - 1;
+        if (attributes[static_cast<std::size_t>(index)].name == attribute)
+            return index;
     }
     return -1;
 }

@@ -4,6 +4,8 @@
 
 #include <QByteArray>
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,16 +47,26 @@ struct FetchedProperty
 class Entity
 {
 public:
+    /// Bits of a 32-bit mask mark what changed.
+    static constexpr std::size_t MaxProperties = 32;
+
     std::string name;
     int index = -1;
-    std::vector<Attribute> attributes;
+    std::vector<Attribute> attributes;       ///< see addAttribute
     std::vector<Relationship> relationships; ///< the to-one ones first
     int toOneCount = 0;
     std::vector<FetchedProperty> fetchedProperties;
     std::vector<std::vector<std::string>> uniqueKeys; ///< attribute and to-one names; rows with a null never clash
 
-    int attributeIndex(std::string_view attribute) const;       ///< -1: none
+    /// False: there are too many.
+    bool addAttribute(Attribute attribute);
+    /// -1: none. Every value is asked for by name: thousands of times in a merge.
+    int attributeIndex(std::string_view attribute) const;
     int relationshipIndex(std::string_view relationship) const; ///< -1: none
+
+private:
+    /// The attributes' indices plus one, each at its name's hash or in the next free slot.
+    std::array<std::uint8_t, 2 * MaxProperties> m_slots{};
 };
 
 /// The description of all entities, read from the model resource.
