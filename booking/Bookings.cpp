@@ -422,10 +422,17 @@ void Bookings::stop(const Reply<Booked>& reply, const QString& id)
 void Bookings::stopFetched(const Reply<Booked>& reply, const QString& id)
 {
     const model::User* user = currentUser();
-    if (DayEntry* entry = user ? running(*user) : nullptr; entry && (id.isEmpty() || entry->idString() == id))
-        toggle(*entry, reply);
-    else
+    DayEntry* const entry = user ? running(*user) : nullptr;
+    // A second toggle would start it again.
+    if (!entry || (!id.isEmpty() && entry->idString() != id) || entry->idString() == m_stopping) {
         reply(tl::unexpected(notRunning()));
+        return;
+    }
+    m_stopping = entry->idString();
+    toggle(*entry, [this, reply](const Expected<Booked>& stopped) {
+        m_stopping.clear();
+        reply(stopped);
+    });
 }
 
 void Bookings::resume(int which, const Reply<Booked>& reply)

@@ -162,6 +162,7 @@ private:
 
     std::function<State()> m_state;
     std::vector<Waiting> m_waiting;
+    QString m_stopping; ///< the entry of which the service is asked to stop the timer
 };
 
 } // namespace booking

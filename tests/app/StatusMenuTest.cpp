@@ -1,6 +1,7 @@
 #include "AppRun.h"
 
 #include "app/Check.h"
+#include "app/SearchBus.h"
 #include "app/SessionBus.h"
 #include "app/TimeHere.h"
 
@@ -90,6 +91,7 @@ private slots:
         const auto* hint = run.menulet->timesheetController()->window().findChild<QLabel*>(u"hintText"_s);
         VERIFY_EACH(hint, hint->isVisible());
         QVERIFY2(hint->text().contains("Others cover it."_L1), qPrintable(hint->text()));
+        QVERIFY(hint->parentWidget()->accessibleName().contains("Others cover it."_L1));
         // A desktop that asks for the keys waits until they have been read.
         run.refresh();
         QVERIFY(!run.test.hotKeys.mayAsk);
@@ -139,6 +141,18 @@ private slots:
         QCOMPARE(run.face(), u"0:10 running"_s);
         QCOMPARE(titles(run.menu()).mid(3, 3), QStringList({u"-"_s, u"Continue Website · Meetings"_s, u"-"_s}));
 
+        // What is planned is not what was done last.
+        model::DayEntry& planned = run.newEntry(u"Meetings"_s);
+        planned.setSpentAt(model::startOfDay(QDate(2013, 1, 17)));
+        planned.setHours(1);
+        service::QuillonApi::sharedApi().startNewTimer(planned);
+        run.settle();
+        run.menulet->toggleCurrentTimer(nullptr);
+        run.settle();
+        QCOMPARE(titles(run.menu()).at(4), u"Continue Website · Design"_s);
+        run.menulet->toggleCurrentTimer(nullptr);
+        run.settle();
+
         // One of another day gets a new entry, and what fails is said.
         run.test.time.setNow(run.test.time.now() + 24h);
         run.refresh();
@@ -146,6 +160,12 @@ private slots:
         run.menu().continueMenuItems.front()->trigger();
         run.settle();
         QCOMPARE(run.test.alerts.shown.back().text, u"No more"_s);
+        QObject object;
+        const app::SearchBus search(&object, run.menulet->bookings());
+        QVERIFY(QMetaObject::invokeMethod(object.children().constFirst(), "ActivateResult", Q_ARG(QString, u"1/99"_s),
+                                          Q_ARG(QStringList, {}), Q_ARG(uint, 0)));
+        run.settle();
+        QCOMPARE(run.test.alerts.shown.size(), std::size_t(2));
         run.menulet->networkUnReachable();
         QVERIFY(!run.menu().continueMenuItems.front()->isEnabled());
 
@@ -182,17 +202,27 @@ private slots:
         VERIFY_EACH(card, !card->isHidden());
         QVERIFY(card->accessibleName().startsWith(said));
 
+        card->findChild<QWidget*>(u"hintButton"_s)->setFocus();
         run.menu().showElsewhereMenuItem->trigger();
         run.settle();
         QCOMPARE(timesheet.currentDate(), QDate(2013, 1, 15));
-        QVERIFY(card->isHidden());
+        VERIFY_EACH(card->isHidden(), timesheet.window().isContentFocused());
 
-        // It may have been stopped meanwhile: a toggle alone would start it.
+        // It is nobody's business once nobody is signed in.
+        run.peer.answer("GET /daily/16/2013?slim=1", {Reply{401, "Authentication failed for API request."}});
+        run.refresh();
+        QCOMPARE(run.test.statusItem.description.spoken, u"Sign in"_s);
+        run.refresh();
+        QVERIFY(run.test.statusItem.description.spoken.endsWith(said));
+
+        // It may have been stopped meanwhile: a toggle alone would start it, and so would that of a double click.
         run.requested();
         run.menu().stopElsewhereMenuItem->trigger();
+        run.menu().stopElsewhereMenuItem->trigger();
         run.settle();
-        QCOMPARE(run.requested().mid(0, 3), QStringList({u"GET /daily/16/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s,
-                                                         u"GET /daily/timer/1"_s}));
+        const QStringList days{u"GET /daily/16/2013?slim=1"_s, u"GET /daily/15/2013?slim=1"_s};
+        QCOMPARE(run.requested().mid(0, 6), days + days + QStringList({u"GET /daily/timer/1"_s, days.at(1)}));
+        QVERIFY(run.test.alerts.shown.empty());
         VERIFY_EACH(!titles(run.menu()).contains(u"Show"_s), !run.test.statusItem.description.spoken.contains(said));
     }
 
@@ -264,6 +294,9 @@ private slots:
             run.test.desktop.openUrl(QUrl(page));
             QCOMPARE(run.test.desktop.opened.last(), QUrl(opened));
         }
+        timeHere.end();
+        run.test.desktop.openUrl(QUrl(u"http://local.localhost:4000/"_s));
+        QCOMPARE(run.test.desktop.opened.last(), QUrl(u"http://local.localhost:4000/"_s));
     }
 
     void leavesNothingInTheItem()
