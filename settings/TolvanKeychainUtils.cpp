@@ -8,6 +8,8 @@
 
 #include <QStringDecoder>
 
+#include <algorithm>
+
 namespace settings {
 
 using namespace Qt::StringLiterals;
@@ -113,15 +115,9 @@ TolvanKeychainUtils::Result<void> TolvanKeychainUtils::deleteItemForUsername(con
 
 QString TolvanKeychainUtils::passwordText(const QByteArray& stored)
 {
-    qsizetype end = stored.size();
-    if (end > LongestPassword) {
-        end = LongestPassword;
-        // A byte of the form 10xxxxxx continues the previous character.
-        while (end > 0 && (static_cast<unsigned char>(stored[end]) & 0xC0) == 0x80)
-            --end;
-    }
     QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(QByteArrayView(stored).first(end));
+    // It leaves out a character that is cut.
+    const QString text = decoder(QByteArrayView(stored).first(std::min(stored.size(), LongestPassword)));
     if (decoder.hasError())
         return {};
     return text.isNull() ? u""_s : text;
