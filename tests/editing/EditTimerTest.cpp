@@ -103,6 +103,7 @@ private slots:
     {
         EditRun run(EditRun::Timers::Timestamps);
         run.startTimer();
+        run.menulet->currentEntry()->setStoppedAt(EditRun::moment(8, 0)); // of an earlier stop
         run.edit();
         QCOMPARE(run.startTime().text(), u"7:30PM"_s);
         QCOMPARE(run.endTime().text(), QString());
@@ -110,7 +111,8 @@ private slots:
         run.type(run.startTime(), u"8:45"_s);
         run.save();
         QVERIFY(!run.isOpen());
-        QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"));
+        QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"
+                                                "  <ended_at>8:00AM</ended_at>\n"));
     }
 
     void readsTypedHours()
@@ -369,6 +371,7 @@ private slots:
         QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
         QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
         QCOMPARE(date.date(), QDate(2013, 2, 10));
+        QCOMPARE(run.window()->focusWidget(), &date);
         // Who scrolls by means something else.
         run.notes().setFocus();
         const QPointF middle(date.rect().center());

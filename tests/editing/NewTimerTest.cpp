@@ -167,7 +167,7 @@ private slots:
         QTRY_COMPARE(duration.visibleRegion().boundingRect(), duration.rect());
         run.window->showDurationCheckButton->toggle();
 
-        // Elsewhere only the list of projects is known; and once the window is closed nobody waits.
+        // Elsewhere only the list of projects is known. Nobody waits for ever, nor once the window is closed.
         preferences.keepTimeElsewhere();
         run.project()->setFocus();
         run.project()->selectAll();
@@ -176,6 +176,13 @@ private slots:
         QCOMPARE(link.text(), u"Manage Projects"_s);
         link.click();
         QCOMPARE(run.test.desktop.opened.back().path(), u"/projects"_s);
+        for (int quarter = 0; quarter < 21; ++quarter) {
+            run.requested();
+            run.test.time.advance(15s);
+            run.settle();
+        }
+        QVERIFY(!run.requested().contains(u"GET /daily?slim=1"_s));
+        link.click();
         run.menulet->addTimerController()->hide();
         run.requested();
         run.test.time.advance(3s);
@@ -574,7 +581,10 @@ private slots:
         run.key(Qt::Key_Return, Qt::AltModifier);
         run.key(Qt::Key_Enter, Qt::ShiftModifier | Qt::KeypadModifier);
         run.type(u"a th"_s);
+        const QPoint chosen = run.window->pos() + QPoint(20, 10);
+        run.window->move(chosen);
         run.open();
+        QCOMPARE(run.window->pos(), chosen);
         QCOMPARE(run.focus(), u"Notes");
         run.type(u"ought"_s);
         QCOMPARE(run.window->notesText->text(), u"half\n\na thought");

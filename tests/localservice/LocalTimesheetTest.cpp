@@ -140,6 +140,7 @@ private slots:
         const auto stopped = s.toggle(id);
         QCOMPARE(stopped.row(u"spent_at hours"_s), u"2024-03-05|14.7417"_s);
         QCOMPARE(s.toggle(id).text(u"spent_at"_s), u"2024-03-05"_s);
+        QCOMPARE(s.book(u""_s).text(u"spent_at"_s), u"2024-03-06"_s);
     }
 
     void aClockSetBackTakesNothingAway()

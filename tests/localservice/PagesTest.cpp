@@ -257,8 +257,8 @@ private Q_SLOTS:
     {
         Scenario s;
         Browser browser(s);
-        const auto link = [&](const char* target = "/reports?from=1") {
-            const auto address = QString::fromStdString(s.service->signInLink("acme", "ann@example.com", target));
+        const auto link = [&](const char* target = "/reports?from=1", const char* who = "ann@example.com") {
+            const auto address = QString::fromStdString(s.service->signInLink("acme", who, target));
             return address.startsWith(browser.url) ? address.mid(browser.url.size()) : QString();
         };
         const QString first = link();
@@ -284,6 +284,10 @@ private Q_SLOTS:
         QCOMPARE(where(browser.get(known)), u"303 /reports?from=1"_s);
         QCOMPARE(browser.cookie, cookie);
         QVERIFY(where(Browser(s).get(known)).endsWith(u"why=link"_s));
+        // One of somebody else makes the browser theirs.
+        QVERIFY(s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone"}));
+        QCOMPARE(where(browser.get(link("/account", "bob@example.com"))), u"303 /account"_s);
+        QVERIFY(browser.get(u"/account"_s).body.contains("bob@example.com"));
         QCOMPARE(s.service->signInLink("acme", "nobody@example.com", "/x"), s.service->url("acme") + "/x");
     }
 

@@ -33,6 +33,8 @@ const QByteArray Sheet = R"(<daily>
       <name>Books</name><code></code><id>12</id><client>Bank</client>
       <tasks><task><name>admin</name><id>22</id></task></tasks>
     </project>
+  </projects>
+  <projects>
     <project><name>Attic</name><id>13</id><client>Zoo</client></project>
   </projects>
 </daily>)";

@@ -194,6 +194,9 @@ private slots:
         QCOMPARE(id(company.mostRecentRunningDayEntryFromToday()), u"10");
         overnight.setTimerStarted({});
         QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"none");
+        // Days pass without a reply.
+        run.setNow("2024-03-08T03:30:00Z");
+        QCOMPARE(id(company.mostRecentDayEntry()), u"none");
     }
 
     void findsObjectsOfAnyCompany()

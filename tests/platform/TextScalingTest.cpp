@@ -31,7 +31,8 @@ private slots:
               R"(<schemalist><schema id="org.gnome.desktop.interface" path="/org/gnome/desktop/interface/">
                  <key name="text-scaling-factor" type="d"><default>1.0</default></key></schema></schemalist>)");
         QCOMPARE(QProcess::execute(u"glib-compile-schemas"_s, {m_folder.filePath(u"schemas"_s)}), 0);
-        write(u"glib-2.0/settings/keyfile"_s, "[org/gnome/desktop/interface]\ntext-scaling-factor=1.25\n");
+        write(u"glib-2.0/settings/keyfile"_s,
+              "[org/gnome/desktop/interface]\ntext-scaling-factor=" + qgetenv("FACTOR") + '\n');
         qputenv("GSETTINGS_SCHEMA_DIR", QFile::encodeName(m_folder.filePath(u"schemas"_s)));
         qputenv("GSETTINGS_BACKEND", "keyfile");
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_folder.path()));
@@ -41,7 +42,7 @@ private slots:
     {
         using Variables = QList<std::pair<const char*, const char*>>;
         for (const auto& [row, variables, dpi] :
-             {std::tuple("Wayland", Variables{{"XDG_SESSION_TYPE", "wayland"}}, "120"),
+             {std::tuple("Wayland", Variables{{"XDG_SESSION_TYPE", "wayland"}}, qgetenv("DPI")),
               {"X11, where Qt knows", {{"XDG_SESSION_TYPE", "x11"}}, ""},
               {"X11 asked for", {{"XDG_SESSION_TYPE", "wayland"}, {"QT_QPA_PLATFORM", "xcb"}}, ""},
               {"Plasma's", {{"XDG_SESSION_TYPE", "wayland"}, {"QT_WAYLAND_FORCE_DPI", "144"}}, ""},
@@ -55,7 +56,7 @@ private slots:
             const QByteArray before = qgetenv("QT_FONT_DPI");
             {
                 const platform::TextScaling scaling;
-                QCOMPARE(qgetenv("QT_FONT_DPI"), QByteArray(dpi));
+                QCOMPARE(qgetenv("QT_FONT_DPI"), dpi);
             }
             QCOMPARE(qgetenv("QT_FONT_DPI"), before);
         }

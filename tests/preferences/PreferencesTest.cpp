@@ -175,7 +175,9 @@ private slots:
     void choicesThatThisDesktopDoesNotHave()
     {
         PreferencesRun run(true);
-        settings::UserDefaults::standardUserDefaults().setBool(settings::QuillonHideFromDockKey, true);
+        auto& defaults = settings::UserDefaults::standardUserDefaults();
+        defaults.setBool(settings::QuillonHideFromDockKey, true);
+        defaults.setBool(settings::QuillonIdleTimerEnabled, false);
         settingsOfRun().loadSaved();
         run.test.desktop.hasTaskBarRequests = false;
         run.test.updates.setUp = false;
@@ -185,7 +187,7 @@ private slots:
         QCOMPARE(run.part<QLabel>("dockHint").text(), u"Wayland desktops always show a program there."_s);
         QCOMPARE(box.accessibleDescription(), u"Wayland desktops always show a program there."_s);
         const auto& updates = run.part<QAbstractButton>("checkForUpdatesButton");
-        VERIFY_EACH(!updates.isEnabled(), !updates.isChecked());
+        VERIFY_EACH(!updates.isEnabled(), !updates.isChecked(), !run.part("idleTimerMinutesField").isEnabled());
         QCOMPARE(updates.accessibleDescription(), u"They come from the package manager."_s);
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());

@@ -137,7 +137,12 @@ private slots:
 
     void restsWhileNobodyCanSeeIt()
     {
+        const support::TestRun run;
         Scene scene;
+        Pulse pulse(scene.part, [&] { return scene.part.rect(); });
+        pulse.start({.to = 0.5, .duration = std::chrono::milliseconds(100)});
+        const int still = scene.part.paintings;
+        QTRY_VERIFY(scene.part.paintings > still); // by its own preparation, from when on it hears who covers it
         QVERIFY(scene.steps.show(scene.part.rect(), 1));
         QWidget above;
         above.setWindowFlags(Qt::X11BypassWindowManagerHint);
@@ -146,6 +151,7 @@ private slots:
         VERIFY_EACH(QTest::qWaitForWindowExposed(&above), !scene.steps.isCovered());
         above.setGeometry(scene.window.geometry());
         QTRY_VERIFY(scene.steps.isCovered());
+        QTRY_VERIFY(!pulse.isRunning());
         const int before = scene.part.paintings;
         above.hide();
         QTRY_VERIFY(!scene.steps.isCovered());

@@ -83,7 +83,9 @@ private slots:
         Window window;
         EditSheet sheet(window);
         QSignalSpy closed(&sheet, &Sheet::closed);
+        window.toolBar->setDefault(true);
         sheet.open();
+        VERIFY_EACH(!window.toolBar->isDefault(), sheet.yes->isDefault());
         QCOMPARE(window.focusWidget(), sheet.name);
         VERIFY_EACH(!window.first->isEnabled(), !window.toolBar->isEnabled());
         QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, window.first->geometry().center());
@@ -97,6 +99,7 @@ private slots:
         QCOMPARE(closed.count(), 1);
         VERIFY_EACH(!sheet.isVisible(), window.first->isEnabled(), !window.off->isEnabled());
         QCOMPARE(window.focusWidget(), window.second);
+        VERIFY_EACH(window.toolBar->isDefault(), !sheet.yes->isDefault());
         press(window, Qt::Key_K, Qt::ControlModifier);
         QCOMPARE(window.shortcuts, 1);
     }
