@@ -154,8 +154,10 @@ private slots:
         run.settle();
 
         // One of another day gets a new entry, and what fails is said.
+        QVERIFY(run.data().renameProject(run.website, "R&D"));
         run.test.time.setNow(run.test.time.now() + 24h);
         run.refresh();
+        QCOMPARE(run.menu().continueMenuItems.front()->text(), u"&Continue R&&D · Meetings"_s);
         run.peer.answer("POST /daily/add", {Reply{500, "<error><kind>x</kind><message>No more</message></error>"}});
         run.menu().continueMenuItems.front()->trigger();
         run.settle();
