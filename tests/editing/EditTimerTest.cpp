@@ -584,6 +584,7 @@ private slots:
             run.date().setDate(QDate(2013, 1, 14));
             run.save();
             run.settle();
+            QCOMPARE(model::localDay(run.entry(id)->spentAt()).day(), then == u"404" ? 14 : 15);
             run.edit(1);
             run.type(run.notes(), u"Another"_s);
             run.save();

@@ -125,7 +125,10 @@ private slots:
             run.part<QLineEdit>("quillonUrlField").setText(url);
             run.part<QLineEdit>("emailField").setText(email);
             run.part<QLineEdit>("passwordField").setText(password);
+            auto& tabs = run.part<QTabWidget>("tabView");
+            tabs.setCurrentIndex(1);
             run.click("doneButton");
+            QCOMPARE(tabs.currentIndex(), 0); // where the fields are
             QCOMPARE(run.sheet(), message);
             // Below the sheet nothing can be reached.
             run.click("doneButton");

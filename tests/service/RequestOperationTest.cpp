@@ -293,6 +293,7 @@ private slots:
         QVERIFY(run.finish());
         QCOMPARE(run.peer.asked().mid(2), QStringList{u"POST /daily/add"_s});
         QCOMPARE(run.headerOfRequest(2, "Host"), run.headerOfRequest(0, "Host"));
+        QCOMPARE(run.headerOfRequest(2, "Date"), "Tue, 15 Jan 2013 09:00:00 GMT"); // when it was made
         QCOMPARE(run.outcomes.calls(), QStringList());
     }
 

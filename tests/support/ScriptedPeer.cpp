@@ -41,13 +41,15 @@ std::string headOf(const Reply& reply)
 {
     std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " \r\n";
     bool hasType = false;
+    bool isChunked = false; // the body is written so
     for (const auto& [name, value] : reply.headers) {
         head += name + ": " + value + "\r\n";
         hasType |= name == "Content-Type";
+        isChunked |= name == "Transfer-Encoding";
     }
     if (!hasType)
         head += "Content-Type: application/xml; charset=utf-8\r\n";
-    return head + "Content-Length: " + std::to_string(reply.body.size()) + "\r\n\r\n";
+    return head + (isChunked ? "" : "Content-Length: " + std::to_string(reply.body.size()) + "\r\n") + "\r\n";
 }
 
 } // namespace

@@ -610,6 +610,10 @@ private slots:
         QTest::keyClick(&screen.list, Qt::Key_F10, Qt::ShiftModifier);
         QCOMPARE(screen.calls, QStringList({u"menu 1"_s, u"menu 1"_s}));
         QCOMPARE(screen.list.scrollOffset(), 50);
+        ListOnScreen tall({50, 400, 50});
+        tall.list.setSelectedRow(1);
+        QTest::keyClick(&tall.list, Qt::Key_F10, Qt::ShiftModifier);
+        QCOMPARE(tall.list.scrollOffset(), 50);
     }
 
     void assistiveTechnology()
