@@ -78,6 +78,7 @@ private slots:
         s.run("UPDATE task_assignments SET rate = 0.1 + 0.2; UPDATE clients SET active = 1");
         const QString id = s.add(u"notes=\"q\"_ü hours=1.5"_s);
         const auto before = everything(s);
+        const auto updated = s.rows("SELECT updated_at FROM entries");
         QCOMPARE(s.get(u"/daily/delete/"_s + id).status, 200);
         QCOMPARE(s.today().texts(u"id"_s), QStringList());
         // What is free now may go.
@@ -90,6 +91,7 @@ private slots:
         QCOMPARE(bringBack(s, s.ann(), "tasks"), QString());
         QCOMPARE(bringBack(s, s.ann()), QString());
         QCOMPARE(everything(s), before);
+        QVERIFY(s.rows("SELECT updated_at FROM entries") > updated); // who has an old copy must see that it is one
         QCOMPARE(s.today().texts(u"id"_s), QStringList{id});
         QCOMPARE(bringBack(s, s.ann()), u"None"_s);
     }

@@ -279,6 +279,9 @@ private slots:
         const auto plan = planOf(s, readSheet(text, sheet, guess(text, sheet), false).value(), s.ann());
         QCOMPARE(plan.entries, 0U);
         QCOMPARE(plan.present, 6U);
+        const auto twice = text + text.substr(text.find('\n') + 1); // of two that are alike one is there
+        const auto planOfBoth = planOf(s, readSheet(twice, sheet, guess(twice, sheet), false).value(), s.ann());
+        QCOMPARE(std::pair(planOfBoth.entries, planOfBoth.present), std::pair(std::size_t{6}, std::size_t{6}));
         VERIFY_EACH(plan.clients.empty(), plan.projects.empty(), plan.tasks.empty());
     }
 

@@ -250,6 +250,8 @@ private slots:
         check(u"started_at=9:00AM ended_at=8:59AM"_s, u"The end time is before the start time."_s);
         check(u"started_at=9:16AM"_s, u"The start time is later than now."_s);
         check(u"started_at=25:00"_s, u"The start time cannot be read."_s);
+        s.pass(24h * 120); // to a quarter past ten in summer
+        check(u"started_at=9:45AM"_s, u"9:45am||0.5111"_s, true);
     }
 
     void editsTimestampEntries()
