@@ -291,6 +291,22 @@ private Q_SLOTS:
         QCOMPARE(s.service->signInLink("acme", "nobody@example.com", "/x"), s.service->url("acme") + "/x");
     }
 
+    void pagesShowAndCarryWhatWasBooked()
+    {
+        Scenario s;
+        s.add(u"hours=1.5"_s);
+        s.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=2 hours=1"_s));
+        Browser browser(s);
+        browser.signIn();
+        // The shares of a bar lie side by side.
+        const auto day = browser.get(u"/daily"_s);
+        QVERIFY2(day.body.contains(R"(<rect class="other" x="60.00" width="40.00")"), day.body);
+        // Who searches among all projects keeps the one chosen before.
+        const auto search = browser.post(
+            u"/entries/projects"_s, {{u"token"_s, browser.token()}, {u"booking"_s, u"1-2"_s}, {u"words"_s, u"w"_s}});
+        QCOMPARE(Browser::inputs(search).value(u"booking"_s), u"1-2"_s);
+    }
+
     void sessionsAreForTheirUser()
     {
         if (::geteuid() != 0)

@@ -112,6 +112,12 @@ private slots:
         FloatingStrip strip(view.content());
         QVERIFY(shown(view));
         QTRY_COMPARE(strip.pos(), kept);
+        // There, too, the side nearer to the screen's edge stays.
+        const QRect before = strip.frameGeometry();
+        platform::ItemContent content = view.content();
+        content.length = 81;
+        strip.setContent(content);
+        QTRY_COMPARE(strip.frameGeometry(), before.adjusted(-10, 0, 0, 0));
     }
 
     void lengthGrowsAwayFromTheEdge()
