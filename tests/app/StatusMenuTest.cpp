@@ -130,6 +130,12 @@ private slots:
         run.test.time.setNow(run.test.time.now() + 10min);
         run.startTimer(u"Meetings"_s);
         QCOMPARE(titles(run.menu()).mid(3, 3), QStringList({u"-"_s, u"Continue Website · Design"_s, u"-"_s}));
+        // Without a task: that of the project's last entry.
+        QString booked;
+        run.menulet->bookings().add({.hours = u"1"_s, .project = u"website"_s},
+                                    [&](const auto& added) { booked = added ? added->task : added.error().reason; });
+        run.settle();
+        QCOMPARE(booked, u"Meetings"_s);
         run.requested();
         // Two keys: the one that opens the menu, and its own.
         run.menulet->toggleStatusItemMenu();

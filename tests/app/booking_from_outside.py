@@ -56,7 +56,7 @@ def a_day(program):
             (["stop"], 0, "Stopped 0:00 .JB-01. Online Shop, Design: Front page <2>\n"),
             (["stop"], 1, "quillon: no timer is running\n"),
             (["note", "x"], 1, "quillon: no timer is running\n"),
-            (["add", "1:30", "juniper bakery/online shop", "meet", "--day", "yesterday", "-nWeekly"], 0, "Added 1:30 .*Weekly\n"),
+            (["add", "1:30", "juniper bakery/online shop", "meet", "--day", "yesterday", "-nWeekly \"4\""], 0, "Added 1:30 .*Weekly \"4\"\n"),
             (["add", "45m", "bookkeeping", "-d", "monday"], 0, "Added 0:45 Bookkeeping, Administration\n"),
             (["add", "1,5", "shop"], 0, "Added 1:30 .JB-01. Online Shop, Design\n"),
             (["add", "25", "shop"], 2, "quillon: “25” is no length of time: .*\n"),
@@ -80,7 +80,7 @@ def a_day(program):
     assert entries()[before:] == [
         (day(0), "Online Shop", "Design", entries()[before][3], "Front page <2>", 0),
         (day(0), "Boat Rental Booking", "Development", entries()[before + 1][3], "", 0),
-        (day(-1), "Online Shop", "Meetings", 5400, "Weekly", 0),
+        (day(-1), "Online Shop", "Meetings", 5400, "Weekly \"4\"", 0),
         (monday.isoformat(), "Bookkeeping", "Administration", 2700, "", 0),
         (day(0), "Online Shop", "Design", 5400, "", 0)], entries()[before:]
 
@@ -96,10 +96,10 @@ def a_day(program):
 def lists(program):
     listed = json.loads(run(program, "log", "yesterday..", "--json")[1])
     assert {"day": day(-1), "hours": 1.5, "time": "1:30", "project": "Online Shop", "code": "JB-01", "task": "Meetings",
-            "client": "Juniper Bakery", "notes": "Weekly", "running": False, "started": "", "ended": ""}.items() <= listed[0].items()
-    assert f"{day(-1)},1:30,Juniper Bakery,JB-01,Online Shop,Meetings,Weekly,,,false\r\n" in subprocess.run(
+            "client": "Juniper Bakery", "notes": "Weekly \"4\"", "running": False, "started": "", "ended": ""}.items() <= listed[0].items()
+    assert f"{day(-1)},1:30,Juniper Bakery,JB-01,Online Shop,Meetings,\"Weekly \"\"4\"\"\",,,false\r\n" in subprocess.run(
         [program, "log", "yesterday", "--csv"], capture_output=True, check=True).stdout.decode()
-    assert f"{day(-1)}\t1:30\t\t[JB-01] Online Shop\tMeetings\tWeekly\n" == run(program, "log", "yesterday")[1]
+    assert f"{day(-1)}\t1:30\t\t[JB-01] Online Shop\tMeetings\tWeekly \"4\"\n" == run(program, "log", "yesterday")[1]
     assert "\033" not in run(program, "log")[1]
     # On a terminal it is aligned, and coloured unless somebody minds.
     for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False)):
