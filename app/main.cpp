@@ -3,13 +3,13 @@
 #include "app/Complaint.h"
 #include "app/WrenfoldMenulet.h"
 #include "localservice/CoreDumps.h"
+#include "platform/Memory.h"
 #include "platform/Paths.h"
 
 #include <QCoreApplication>
 #include <QFile>
 
 #include <dlfcn.h>
-#include <malloc.h>
 
 namespace {
 
@@ -48,9 +48,6 @@ std::unique_ptr<app::BuiltInService> builtInService()
 int main(int argc, char** argv)
 {
     localservice::keepOutOfCoreDumps();
-    // One heap for the main thread and one for all others, which seldom work at the same time. Before any thread.
-    mallopt(M_ARENA_MAX, 2);
-    // Freed pieces are joined at once, not all together at the next large one: 0.2 ms, often as a click waits for it.
-    mallopt(M_MXFAST, 0);
+    platform::setUpHeap();
     return app::Application(&builtInService).run(argc, argv);
 }

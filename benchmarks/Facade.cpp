@@ -222,7 +222,7 @@ void measureTimerCommands(const std::string& port)
                              "</project_id><task_id>" + task->idString().toStdString() + "</task_id></request>";
 
     const auto timed = [&](auto command) {
-        Program::rest();
+        Program::rest(); // for both sides alike: the service sleeps by then
         relay.mergedAt = 0;
         const double before = now();
         command();
@@ -243,6 +243,7 @@ void measureTimerCommands(const std::string& port)
             entry->setNotes(u"Ours"_s);
             program.api().startNewTimer(*entry);
         });
+        Program::rest();
         double before = now();
         std::string reply = client.send("/daily/add", body);
         store.storeEntry(reply);
@@ -259,6 +260,7 @@ void measureTimerCommands(const std::string& port)
             throw std::runtime_error("no timer runs");
         ours = timed([&] { program.api().toggleTimer(*running); });
         const std::string path = "/daily/timer/" + between(reply, "<id>", "</id>");
+        Program::rest();
         before = now();
         store.storeEntry(client.send(path));
         bare = (now() - before) * 1000;

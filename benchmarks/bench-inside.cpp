@@ -5,6 +5,8 @@
 #include "Facade.h"
 #include "Imports.h"
 
+#include "platform/Memory.h"
+
 #include <QApplication>
 
 #include <cstdio>
@@ -15,6 +17,7 @@
 
 int main(int argc, char** argv)
 {
+    platform::setUpHeap();
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     if (argc < 2) {

@@ -6,4 +6,7 @@ namespace platform {
 /// the next. Takes about a millisecond; from any thread.
 void giveMemoryBack();
 
+/// How the program shares out its heap. Before any thread is started.
+void setUpHeap();
+
 } // namespace platform
