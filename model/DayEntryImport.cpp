@@ -215,8 +215,8 @@ DayEntry& DayEntry::parseDayEntry(xml::Element element, Import& import, bool fro
         entry.setTimerStarted(formatting.dateFromDatetime(timerStarted));
 
     // An unreadable date leaves the previous one.
-    if (const QDateTime day = formatting.dateFromDaydate(element.child(names.spentAt).text()); day.isValid())
-        entry.setSpentAt(day);
+    if (const QDateTime day = import.wallClockOfDay(element.child(names.spentAt).text()); day.isValid())
+        entry.setValue("spentAt", day);
     const auto clockTime = [&](std::string_view name) {
         const QString time = element.child(name).text();
         return time.isEmpty() ? QDateTime() : buildTimestampWithTime(time, entry.spentAt());

@@ -1,6 +1,8 @@
 #include "Import.h"
 
 #include "Client.h"
+#include "DateComparisons.h"
+#include "DateFormatting.h"
 #include "Project.h"
 #include "Task.h"
 #include "TaskAssignment.h"
@@ -37,6 +39,16 @@ Client& Import::findOrCreateByName(const QString& name)
     if (!client)
         client = &m_company.findOrCreateByName<Client>(name, m_context);
     return *client;
+}
+
+QDateTime Import::wallClockOfDay(const QString& text)
+{
+    if (text != m_dayText) {
+        const QDateTime day = DateFormatting::instance().dateFromDaydate(text);
+        m_wallClockOfDay = day.isValid() ? wallClock(day) : QDateTime();
+        m_dayText = text;
+    }
+    return m_wallClockOfDay;
 }
 
 Import::Assignment& Import::assignment(const User& user, const Project& project)

@@ -3,6 +3,7 @@
 #include "Company.h"
 #include "Xml.h"
 
+#include <QDateTime>
 #include <QHash>
 
 #include <functional>
@@ -62,6 +63,9 @@ public:
         return own ? own : m_company.findObject<T>(idString, m_context);
     }
     Client& findOrCreateByName(const QString& name);
+    /// The `spentAt` of an entry of that day, as sheets write it; invalid: unreadable. Keeps the last one: entries of a
+    /// sheet share their day, and each question to the time zone looks for a change of the system's.
+    QDateTime wallClockOfDay(const QString& text);
 
     /// Deletes the object.
     template <class T>
@@ -103,6 +107,8 @@ private:
         m_known;
     /// A hash takes an empty name for a null one: the difference is part of the key.
     QHash<std::pair<bool, QString>, Client*> m_clientsByName;
+    QString m_dayText;
+    QDateTime m_wallClockOfDay;
     // Loaded on first use.
     std::optional<Assignments> m_userAssignments;
     std::optional<Assignments> m_taskAssignments;
