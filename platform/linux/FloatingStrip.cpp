@@ -156,14 +156,21 @@ void FloatingStrip::followScreen(QScreen* screen)
 
 void FloatingStrip::setVisible(bool visible)
 {
-    if (visible)
-        lookForCompositor();
-    QWidget::setVisible(visible);
-    if (visible)
-        m_shown.start();
-    // After it is mapped: the window manager takes this as a request about a window that it knows.
-    if (visible && windowHandle())
-        x11::skipTaskBar(*windowHandle());
+    if (!visible) {
+        QWidget::setVisible(false);
+        return;
+    }
+    lookForCompositor();
+    // Before it is mapped: of a mapped one each is a change that comes back, about which the toolkit asks the server.
+    winId();
+    x11::skipTaskBar(*windowHandle());
+    // Windows that are shown disabled get no cursor. For the arrow, which the screen has anyway, the toolkit would look
+    // through the desktop's themes now.
+    const bool disabled = testAttribute(Qt::WA_Disabled);
+    setAttribute(Qt::WA_Disabled);
+    QWidget::setVisible(true);
+    setAttribute(Qt::WA_Disabled, disabled);
+    m_shown.start();
 }
 
 StatusItem::Place FloatingStrip::place() const
