@@ -6,6 +6,12 @@
 #include <cstdio>
 #include <ctime>
 
+namespace {
+
+constexpr int MostHours = 24; // that an entry may have
+
+}
+
 void Ledger::apply(const Wish& wish, Seconds now)
 {
     if (wish.kind == Wish::Add) {
@@ -35,8 +41,8 @@ void Ledger::apply(const Wish& wish, Seconds now)
             run(wish.id, now);
         break;
     case Wish::Update:
-        if (wish.minutes > 24 * 60)
-            return; // more than an entry may have
+        if (wish.minutes > MostHours * 60)
+            return;
         entry.notes = wish.notes.value_or(entry.notes);
         if (wish.minutes >= 0) {
             entry.booked = wish.minutes * Seconds{60};
@@ -46,8 +52,8 @@ void Ledger::apply(const Wish& wish, Seconds now)
         touch(entry, now);
         break;
     case Wish::Correct:
-        if (entry.updated > wish.known)
-            return; // changed by someone else since
+        if (entry.updated > wish.known || wish.hours > MostHours)
+            return; // changed by someone else since, or too much
         entry.booked = std::llround(wish.hours * 3600);
         entry.runsSince.reset();
         touch(entry, now);

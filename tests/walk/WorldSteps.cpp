@@ -170,7 +170,13 @@ void World::saveSheet(int, int)
     // Nor whether they are those of before a stop and a start.
     const Seconds before =
         kept == m_ledger.entries.end() ? there : kept->second.booked - (kept->second.updated - told->second.when);
-    const auto isNear = [&](Seconds hours) { return near(hours, there) || near(hours, std::max<Seconds>(before, 0)); };
+    const auto isNear = [&](Seconds hours) {
+        const auto waits = [&](const Expected& expected) {
+            return expected.wish.id == id && near(hours, expected.wish.minutes * Seconds{60});
+        };
+        return near(hours, there) || near(hours, std::max<Seconds>(before, 0)) ||
+               std::ranges::any_of(m_expected, waits);
+    };
     const bool unclear = m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && isNear(shown);
     // Times that were changed elsewhere since go back as they were shown, too.
     const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
