@@ -48,6 +48,8 @@ constexpr int ExitUsage = 2;
 // A covered window is never painted; what waits for it must not wait for that.
 constexpr auto LongestWaitForFace = 500ms;
 
+constexpr auto IconDelay = 1s;
+
 /// Calls back once when the widget has been painted for the first time, or after a while.
 class FirstPaint final : public QObject
 {
@@ -155,11 +157,11 @@ public:
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
         if (isFirstStart)
-            m_menulet->expectRequests();
-        new FirstPaint(m_menulet->statusItemView(), [this, local, isLater = keepsElsewhere && !isFirstStart] {
+            WrenfoldMenulet::expectRequests();
+        const auto goOn = [this, local, isLater = keepsElsewhere && !isFirstStart] {
             if (isLater) {
                 WrenfoldMenulet::expectPassword();
-                m_menulet->expectRequests();
+                WrenfoldMenulet::expectRequests();
             }
             m_appearance.emplace();
             TimeHere& timeHere = m_menulet->timeHere();
@@ -167,9 +169,13 @@ public:
                 timeHere.startUp([this, local](const QString& failure) { builtInServiceDidStart(failure, local); });
             else
                 awake();
-            // While the service is asked.
-            QTimer::singleShot(0, &*m_menulet, [] { QApplication::setWindowIcon(QIcon(new ProgramIcon)); });
-        });
+        };
+        if (isFirstStart)
+            QTimer::singleShot(0, &*m_menulet, goOn); // while the desktop makes room for the face
+        else
+            new FirstPaint(m_menulet->statusItemView(), goOn);
+        // For lists of windows, which have it from the desktop's files, too: drawn once nobody waits for a window.
+        QTimer::singleShot(IconDelay, &*m_menulet, [] { QApplication::setWindowIcon(QIcon(new ProgramIcon)); });
     }
 
 private:

@@ -105,8 +105,8 @@ void WrenfoldMenulet::expectPassword()
 
 void WrenfoldMenulet::expectRequests()
 {
-    if (!m_userPreferences->credentials().url.isEmpty())
-        m_api->prepare();
+    if (!settings::QuillonPreferences::sharedPreferences().credentials().url.isEmpty())
+        service::QuillonApi::sharedApi().prepare();
 }
 
 void WrenfoldMenulet::showStatusItem()

@@ -84,7 +84,7 @@ public:
     /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
     void showStatusItem();
     /// Has whatever else the first requests need made ready on other threads.
-    void expectRequests();
+    static void expectRequests();
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
 

@@ -55,7 +55,7 @@ TimesheetController::TimesheetController(TimesheetOwner& owner)
     updateKeyEquivalents();
     updateDateLabel();
     updateTotal();
-    updateForNoEntries();
+    m_window->noEntriesYetView->hide(); // until it is known
     updateGoToTodayButton();
     updateButtonsWhenNotToday();
     m_window->restoreFrame();
@@ -118,14 +118,26 @@ void TimesheetController::windowHack()
 
 bool TimesheetController::prepareMore()
 {
-    constexpr int parts = 3;
-    if (m_preparedParts == parts)
-        return false;
+    // What is drawn keeps its pictures, letters and layouts.
     static_cast<void>(m_window->winId());
-    // Draws, and keeps, pictures, letters and layouts.
-    const int height = m_window->height() / parts + 1;
-    static_cast<void>(m_window->grab({0, m_preparedParts++ * height, m_window->width(), height}));
-    return true;
+    const int width = m_window->width();
+    const int half = m_window->height() / 2;
+    switch (m_preparedParts++) {
+    case 0:
+    case 1:
+        static_cast<void>(m_window->grab({0, (m_preparedParts - 1) * half, width, half}));
+        return true;
+    case 2: {
+        TimesheetListViewCell row(*this);
+        row.resize(width, TimesheetListViewCell::BaseHeight);
+        row.hoursLabel->setText(u"0123456789:"_s);
+        row.projectLabel->setText(u"abcdefghijklmnopqrstuvwxyz"_s);
+        static_cast<void>(row.grab());
+        return true;
+    }
+    default:
+        return false;
+    }
 }
 
 void TimesheetController::show()
