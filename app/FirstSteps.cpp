@@ -22,6 +22,9 @@ namespace {
 
 // How often the item's position is checked while the first steps are shown.
 constexpr auto Look = 1s;
+// Each look wakes the program twice: once it has stayed where it is for a while, it seldom moves.
+constexpr auto LaterLook = 5s;
+constexpr int LooksUntilLater = 10;
 
 /// The keys for a new timer, null when there are none that work.
 QString newTimerKeys()
@@ -54,11 +57,17 @@ void FirstSteps::show()
     rememberDone(false);
     hide();
     m_place = {};
-    m_timer = environment().time().repeat(Look, [this] { place(); });
+    lookEvery(Look);
     if (!m_callout) {
         m_callout = std::make_unique<skin::Callout>();
         connect(m_callout.get(), &skin::Callout::escaped, this, &FirstSteps::finish);
     }
+}
+
+void FirstSteps::lookEvery(std::chrono::milliseconds interval)
+{
+    m_looks = 0;
+    m_timer = environment().time().repeat(interval, [this] { place(); });
 }
 
 void FirstSteps::showOnce()
@@ -71,8 +80,12 @@ void FirstSteps::place()
 {
     const platform::StatusItem::Place place = environment().statusItem().place();
     // A panel takes a while to place it, and a person to move it.
-    if (std::exchange(m_place, place) != place)
+    if (std::exchange(m_place, place) != place) {
+        lookEvery(Look);
         return;
+    }
+    if (++m_looks == LooksUntilLater)
+        lookEvery(LaterLook);
     timesheet::TimesheetController* const timesheet = m_menulet.timesheetController();
     const bool shownBeside = m_callout->isVisible();
     if (place.onScreen) {

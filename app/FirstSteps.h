@@ -33,6 +33,7 @@ public:
     bool areShown() const { return m_timer != nullptr; }
 
 private:
+    void lookEvery(std::chrono::milliseconds interval);
     void place();
     skin::Hint hint(const platform::StatusItem::Place& place);
     void finish();
@@ -42,6 +43,7 @@ private:
     std::unique_ptr<skin::Callout> m_callout;
     bool m_inTimesheet = false;
     std::unique_ptr<platform::TimeSource::Timer> m_timer; ///< while they are shown
+    int m_looks = 0;                                      ///< since the timer's start
 };
 
 } // namespace app

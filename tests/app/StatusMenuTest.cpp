@@ -269,6 +269,16 @@ private slots:
         const QWidgetList all = QApplication::topLevelWidgets();
         const auto callout = std::ranges::find_if(all, isThere);
         QVERIFY(callout != all.end());
+        // They follow it, also when nobody has moved it for long: within five seconds then, and soon after a first
+        // move.
+        const QPoint before = (*callout)->pos();
+        run.test.time.advance(1min);
+        place = QRect(200, 0, 71, 22);
+        run.test.time.advance(6s);
+        QVERIFY((*callout)->x() > before.x());
+        place = QRect(100, 0, 71, 22);
+        run.test.time.advance(2s);
+        QCOMPARE((*callout)->pos(), before);
         QTest::mouseClick((*callout)->findChild<QWidget*>(u"hintButton"_s), Qt::LeftButton);
         QVERIFY(!(*callout)->isVisible());
         // Nor do they come along when the panel moves.

@@ -177,6 +177,16 @@ private slots:
         }
     }
 
+    void keepsTheDayOfEachEntry()
+    {
+        EntryRun run("Asia/Tokyo");
+        const QByteArray next = dayEntry("2", "<spent_at>2024-03-06</spent_at>");
+        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay) + next + dayEntry("3", "<spent_at>soon</spent_at>"))));
+        QCOMPARE(run.byId<DayEntry>("1")->spentAt(), startOfDay(QDate(2024, 3, 5)));
+        QCOMPARE(run.byId<DayEntry>("2")->spentAt(), startOfDay(QDate(2024, 3, 6)));
+        QVERIFY(!run.byId<DayEntry>("3")->spentAt().isValid());
+    }
+
     void dropsWhatASheetLeavesOut()
     {
         EntryRun run("Asia/Tokyo");
