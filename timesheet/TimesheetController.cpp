@@ -17,6 +17,7 @@
 #include "skin/Spinner.h"
 #include "timesheet/RLListView.h"
 #include "timesheet/TimesheetWindow.h"
+#include "timesheet/TitleStrip.h"
 #include "timesheet/ToolbarView.h"
 
 #include <QEvent>
@@ -121,13 +122,19 @@ bool TimesheetController::prepareMore()
     // What is drawn keeps its pictures, letters and layouts.
     static_cast<void>(m_window->winId());
     const int width = m_window->width();
-    const int half = m_window->height() / 2;
+    const auto draw = [&](int top, int bottom) {
+        static_cast<void>(m_window->grab({0, top, width, bottom - top}));
+        return true;
+    };
+    const int middle = m_window->height() / 2;
     switch (m_preparedParts++) {
     case 0:
+        return draw(0, TitleStrip::Height);
     case 1:
-        static_cast<void>(m_window->grab({0, (m_preparedParts - 1) * half, width, half}));
-        return true;
-    case 2: {
+        return draw(TitleStrip::Height, middle);
+    case 2:
+        return draw(middle, m_window->height());
+    case 3: {
         TimesheetListViewCell row(*this);
         row.resize(width, TimesheetListViewCell::BaseHeight);
         row.hoursLabel->setText(u"0123456789:"_s);
