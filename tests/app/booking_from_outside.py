@@ -106,9 +106,14 @@ def lists(program):
         shown = subprocess.run(["script", "-qec", f"{program} log yesterday", "/dev/null"], capture_output=True, text=True,
                                check=True, stdin=subprocess.DEVNULL, env={**os.environ, "TERM": "xterm", **environment}).stdout
         assert ("\033" in shown) == coloured and "1:30  " in shown and "\t" not in shown, (environment, shown)
+    days = subprocess.run(["script", "-qec", f"{program} log yesterday..", "/dev/null"], capture_output=True, text=True,
+                          check=True, stdin=subprocess.DEVNULL).stdout
+    minutes = round(sum(each["hours"] for each in listed) * 60)
+    assert f"Total {minutes // 60}:{minutes % 60:02}" in days, (minutes, days)
     projects = {each["project"]: each["tasks"] for each in json.loads(run(program, "projects", "--json")[1])}
     assert projects["Training"] == ["Learning", "Meetings"], projects
     recent = [(each["project"], each["task"]) for each in json.loads(run(program, "recent", "--json")[1])]
+    assert [line[:2] for line in run(program, "recent")[1].splitlines()[:2]] == ["1\t", "2\t"]
     assert recent[0] == ("Online Shop", "Design") and len(set(recent)) == len(recent), recent
     says(program, "complete", "start", output=".*Online Shop\n.*")
     says(program, "complete", "add", "1:30", "training", output="Learning\nMeetings\n")

@@ -371,7 +371,6 @@ private slots:
         QTest::keyClick(calendar->focusWidget() ? calendar->focusWidget() : calendar, Qt::Key_Return);
         QTRY_VERIFY(!date.findChild<QCalendarWidget*>());
         QCOMPARE(date.date(), QDate(2013, 2, 10));
-        QCOMPARE(run.window()->focusWidget(), &date);
         // Who scrolls by means something else.
         run.notes().setFocus();
         const QPointF middle(date.rect().center());

@@ -305,6 +305,10 @@ private Q_SLOTS:
         const auto search = browser.post(
             u"/entries/projects"_s, {{u"token"_s, browser.token()}, {u"booking"_s, u"1-2"_s}, {u"words"_s, u"w"_s}});
         QCOMPARE(Browser::inputs(search).value(u"booking"_s), u"1-2"_s);
+        // What is archived is offered apart.
+        QVERIFY(!browser.get(u"/reports"_s).body.contains("Archived"));
+        s.run("UPDATE tasks SET active = 0 WHERE id = 2");
+        QVERIFY(browser.get(u"/reports"_s).body.contains(R"(<optgroup label="Archived")"));
     }
 
     void sessionsAreForTheirUser()

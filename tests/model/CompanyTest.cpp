@@ -195,6 +195,7 @@ private slots:
         overnight.setTimerStarted({});
         QCOMPARE(id(company.mostRecentRunningDayEntryFromYesterday()), u"none");
         // Days pass without a reply.
+        QCOMPARE(id(company.mostRecentDayEntry()), u"10");
         run.setNow("2024-03-08T03:30:00Z");
         QCOMPARE(id(company.mostRecentDayEntry()), u"none");
     }

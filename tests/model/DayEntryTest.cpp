@@ -226,6 +226,8 @@ private slots:
         VERIFY_EACH(run.byId<DayEntry>("1")->isRunning(), run.byId<DayEntry>("2")->isRunning());
         QVERIFY(run.import("<add>" + dayEntry("4", running) + dayEntry("5", running) + "</add>"));
         VERIFY_EACH(!run.byId<DayEntry>("1")->isRunning(), !run.byId<DayEntry>("2")->isRunning());
+        // With the hours of this moment, not those last reported.
+        QCOMPARE(run.byId<DayEntry>("2")->hours().value(), run.byId<DayEntry>("2")->hoursWithoutTimer());
         VERIFY_EACH(run.byId<DayEntry>("4")->isRunning(), !run.byId<DayEntry>("5"));
         VERIFY_EACH(theirs.isRunning(), run.import("<add><message>no entry</message></add>"));
         QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s, u"9"_s}));
