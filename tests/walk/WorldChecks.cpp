@@ -225,6 +225,8 @@ void World::compareWindows()
     }
     if (!controller || !controller->company() || controller->loading() || uptime() < m_clocksAgree)
         return;
+    if (!controller->window().isVisible())
+        return; // it reloads when it is shown
     const auto rows = controller->dayEntries();
     if (rows != company->dayEntriesForDate(controller->currentDate())) {
         fail("the timesheet has other rows than the store");
