@@ -118,7 +118,10 @@ bool FaceWatch::showsPicture(xcb_window_t window, int leastWidth, Part part) con
         return false;
     const auto* pixels = reinterpret_cast<const uint32_t*>(xcb_get_image_data(image.get()));
     const auto count = static_cast<std::size_t>(xcb_get_image_data_length(image.get())) / sizeof(uint32_t);
-    return std::set<uint32_t>(pixels, pixels + count).size() >= FewestColours;
+    std::set<uint32_t> colours;
+    for (std::size_t i = 0; i < count && colours.size() < FewestColours; ++i)
+        colours.insert(pixels[i]);
+    return colours.size() >= FewestColours;
 }
 
 bool FaceWatch::awaitFace(double patience, int width, Part part)

@@ -1,6 +1,6 @@
 #include "X11Paint.h"
 
-#include "Xcb.h"
+#include "X11Cover.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
@@ -33,10 +33,10 @@ class X11Paint final : public DirectPaint, public QAbstractNativeEventFilter
 public:
     X11Paint(xcb_connection_t* x, xcb_window_t window, std::uint8_t depth, std::uint32_t eventMask,
              std::function<void()> uncovered)
-        : m_x(x), m_window(window), m_depth(depth), m_context(xcb_generate_id(x)), m_uncovered(std::move(uncovered))
+        : m_x(x), m_window(window), m_depth(depth), m_context(xcb_generate_id(x)), m_uncovered(std::move(uncovered)),
+          m_cover(x, window, [this] { tellUncovered(); })
     {
         xcb_create_gc(m_x, m_context, m_window, 0, nullptr);
-        // Where a compositing manager runs, windows are never reported as covered.
         const std::uint32_t mask = eventMask | XCB_EVENT_MASK_VISIBILITY_CHANGE;
         xcb_change_window_attributes(m_x, m_window, XCB_CW_EVENT_MASK, &mask);
         const xcb_query_extension_reply_t* saver = xcb_get_extension_data(m_x, &xcb_screensaver_id);
@@ -68,14 +68,15 @@ public:
         xcb_flush(m_x);
     }
 
-    bool isCovered() const override { return m_isObscured || m_isSaved; }
+    bool isCovered() const override { return m_isObscured || m_isSaved || m_cover.isHidden(); }
 
     bool nativeEventFilter(const QByteArray& /*type*/, void* message, qintptr* /*result*/) override
     {
         constexpr int sentBit = 0x80;
         const auto* event = static_cast<const xcb_generic_event_t*>(message);
         const int type = event->response_type & ~sentBit;
-        const bool wasCovered = isCovered();
+        const bool wasCovered = m_isObscured || m_isSaved;
+        m_cover.see(*event);
         if (type == XCB_VISIBILITY_NOTIFY) {
             const auto* change = reinterpret_cast<const xcb_visibility_notify_event_t*>(event);
             if (change->window == m_window)
@@ -84,18 +85,25 @@ public:
             const auto* change = reinterpret_cast<const xcb_screensaver_notify_event_t*>(event);
             m_isSaved = change->state == XCB_SCREENSAVER_STATE_ON || change->state == XCB_SCREENSAVER_STATE_CYCLE;
         }
-        if (wasCovered && !isCovered())
-            m_uncovered();
+        if (wasCovered)
+            tellUncovered();
         return false;
     }
 
 private:
+    void tellUncovered()
+    {
+        if (!isCovered())
+            m_uncovered();
+    }
+
     xcb_connection_t* const m_x;
     const xcb_window_t m_window;
     const std::uint8_t m_depth;
     const xcb_gcontext_t m_context;
     const std::function<void()> m_uncovered;
     int m_saverEvent = -1;
+    mutable X11Cover m_cover; ///< looks when it is asked
     bool m_isObscured = false;
     bool m_isSaved = false;
 };

@@ -1,12 +1,14 @@
 #include "skin/PreparedSteps.h"
 #include "skin/BlinkTicker.h"
 
+#include "platform/Compositing.h"
 #include "support/TestEnvironment.h"
 #include "support/VerifyEach.h"
 
 #include <QApplication>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QProcess>
 #include <QScreen>
 #include <QTest>
 
@@ -38,9 +40,9 @@ private:
 
 struct Scene
 {
-    Scene() : part(&window)
+    explicit Scene(Qt::WindowFlags flags = Qt::X11BypassWindowManagerHint) : part(&window)
     {
-        window.setWindowFlags(Qt::X11BypassWindowManagerHint);
+        window.setWindowFlags(flags);
         QPalette palette;
         palette.setBrush(QPalette::Window, QBrush(QColor(0x40, 0x80, 0xc0), Qt::Dense4Pattern));
         window.setPalette(palette);
@@ -156,6 +158,55 @@ private slots:
         above.hide();
         QTRY_VERIFY(!scene.steps.isCovered());
         QTRY_VERIFY(scene.part.paintings > before);
+    }
+
+    void restsBehindAnotherWindowUnderACompositor()
+    {
+        QProcess compositor;
+        compositor.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
+        QTRY_VERIFY(platform::isScreenComposited());
+        const support::TestRun run;
+        Scene scene(Qt::Window);
+        Pulse pulse(scene.part, [&] { return scene.part.rect(); });
+        pulse.start({.to = 0.5, .duration = std::chrono::milliseconds(100)});
+        const int still = scene.part.paintings;
+        QTRY_VERIFY(scene.part.paintings > still);
+        QVERIFY(scene.steps.show(scene.part.rect(), 1));
+
+        const QRect place = scene.window.geometry();
+        const auto hides = [&](const QRect& geometry, double opacity, bool translucent, int wait) {
+            QWidget above;
+            above.setAttribute(Qt::WA_TranslucentBackground, translucent);
+            above.setWindowOpacity(opacity);
+            above.setGeometry(geometry);
+            above.show();
+            above.raise();
+            above.activateWindow();
+            if (!QTest::qWaitForWindowActive(&above))
+                qWarning("the window above is not active");
+            return QTest::qWaitFor([&] { return scene.steps.isCovered(); }, wait);
+        };
+        const QRect all = place.adjusted(-60, -60, 60, 60);
+        constexpr int moment = 300;
+        QVERIFY(!hides(place.adjusted(0, 0, 0, -10), 1, false, moment));
+        QVERIFY(!hides(all, 0.9, false, moment));
+        QVERIFY(!hides(all, 1, true, moment));
+        QVERIFY(hides(all, 1, false, 20000));
+        QTRY_VERIFY(!scene.steps.isCovered()); // that one has gone
+
+        QWidget above;
+        above.setGeometry(all);
+        above.show();
+        above.activateWindow();
+        QTRY_VERIFY(scene.steps.isCovered());
+        QTRY_VERIFY(!pulse.isRunning());
+        const int before = scene.part.paintings;
+        above.move(400, 300);
+        QTRY_VERIFY(!scene.steps.isCovered());
+        QTRY_VERIFY(scene.part.paintings > before);
+        compositor.terminate();
+        QVERIFY(compositor.waitForFinished());
+        QTRY_VERIFY(!platform::isScreenComposited());
     }
 
     void pulsatesWithoutRepaints()
