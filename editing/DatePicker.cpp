@@ -82,7 +82,7 @@ protected:
             painter->setPen(QPen(color(Role::Today), 1.2));
             painter->drawEllipse(disc.adjusted(1, 1, -1, -1));
         }
-        painter->setFont(skin::interfaceFont(12, selected || today ? QFont::DemiBold : QFont::Normal));
+        painter->setFont(skin::interfaceFont(12, selected || today ? QFont::Bold : QFont::Normal));
         const bool thisMonth = date.month() == monthShown() && date.year() == yearShown();
         painter->setPen(color(selected                           ? Role::ListHighlightText
                               : !thisMonth                       ? Role::OtherMonthText

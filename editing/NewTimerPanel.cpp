@@ -46,7 +46,7 @@ NewTimerPanel::NewTimerPanel() : contentView(new skin::HUDBorderlessView(this))
     contentView->setObjectName(u"contentView"_s);
 
     auto* title = new QLabel(windowTitle());
-    title->setFont(skin::interfaceFont(12, QFont::DemiBold));
+    title->setFont(skin::interfaceFont(12, QFont::Bold));
     title->setAlignment(Qt::AlignCenter);
     title->setAttribute(Qt::WA_TransparentForMouseEvents);
     skin::dressed(*title, [title] {

@@ -190,7 +190,7 @@ InvalidEntrySheet::InvalidEntrySheet(QWidget& window)
     dressBody(body());
     invalidEntryErrorMessage->setObjectName(u"invalidEntryErrorMessage"_s);
     invalidEntryErrorMessage->setTextFormat(Qt::PlainText);
-    invalidEntryErrorMessage->setFont(skin::interfaceFont(13, QFont::DemiBold));
+    invalidEntryErrorMessage->setFont(skin::interfaceFont(13, QFont::Bold));
     invalidEntryErrorMessage->setWordWrap(true);
     invalidEntryErrorMessage->setMinimumWidth(280);
     acknowledgeButton->setObjectName(u"acknowledgeButton"_s);

@@ -58,7 +58,7 @@ QString titleText()
 
 QFont titleFont()
 {
-    return interfaceFont(11, QFont::DemiBold);
+    return interfaceFont(11, QFont::Bold);
 }
 
 /// That of the English word, or what a longer one in the same letters needs.

@@ -29,7 +29,7 @@ constexpr int LeastWidth = 76;
 QuillonButtonCell::QuillonButtonCell(const QString& title, QWidget* parent, Purpose purpose)
     : QPushButton(title, parent), m_isCancelButton(purpose == Cancel), m_ring(*this, CornerRadius)
 {
-    setFont(interfaceFont(12, QFont::DemiBold));
+    setFont(interfaceFont(12, QFont::Bold));
     setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     setAttribute(Qt::WA_Hover);
     // Return presses it, in any window.
