@@ -8,7 +8,7 @@
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 
-#include <QHash>
+#include <QCache>
 
 #include <array>
 #include <ctime>
@@ -86,19 +86,24 @@ class DateFormatting::Formatters
     static_assert(std::size(Patterns) == PatternCount);
 
 public:
+    Formatters()
+    {
+        for (auto& known : m_known)
+            known.setMaxCost(KnownTexts);
+    }
+
     QDateTime read(Pattern index, const QString& text)
     {
         if (text.isEmpty())
             return {};
         const std::lock_guard lock(m_mutex);
-        QHash<QString, QDateTime>& known = m_known[index];
-        if (const auto found = known.constFind(text); found != known.cend())
+        QCache<QString, QDateTime>& known = m_known[index];
+        if (const QDateTime* found = known.object(text))
             return *found;
-        if (text.size() > LongestKnown)
-            return readAnew(index, text);
-        if (known.size() >= KnownTexts)
-            known.clear();
-        return *known.insert(text, readAnew(index, text));
+        const QDateTime moment = readAnew(index, text);
+        if (text.size() <= LongestKnown)
+            known.insert(text, new QDateTime(moment));
+        return moment;
     }
 
     QString write(Pattern index, const QDateTime& moment)
@@ -176,7 +181,7 @@ private:
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
     /// What strings were read as. A refresh brings nearly the same ones as the one before, and parsing one takes some
     /// ten microseconds. Holds in every time zone, as the formatters do.
-    std::array<QHash<QString, QDateTime>, PatternCount> m_known;
+    std::array<QCache<QString, QDateTime>, PatternCount> m_known;
     static constexpr qsizetype KnownTexts = 512;
     static constexpr qsizetype LongestKnown = 64; ///< anything longer is not a date, and would waste space
 };
