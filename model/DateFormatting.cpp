@@ -8,12 +8,13 @@
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 
-#include <QCache>
+#include <QHash>
 
 #include <array>
 #include <ctime>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace model {
 
@@ -86,24 +87,22 @@ class DateFormatting::Formatters
     static_assert(std::size(Patterns) == PatternCount);
 
 public:
-    Formatters()
-    {
-        for (auto& known : m_known)
-            known.setMaxCost(KnownTexts);
-    }
-
     QDateTime read(Pattern index, const QString& text)
     {
         if (text.isEmpty())
             return {};
         const std::lock_guard lock(m_mutex);
-        QCache<QString, QDateTime>& known = m_known[index];
-        if (const QDateTime* found = known.object(text))
+        if (text.size() > LongestKnown)
+            return readAnew(index, text);
+        Known& known = m_known[index];
+        if (++known.reads > ReadsBeforeForgetting) {
+            known.before = std::exchange(known.lately, {});
+            known.reads = 0;
+        }
+        if (const auto found = known.lately.constFind(text); found != known.lately.cend())
             return *found;
-        const QDateTime moment = readAnew(index, text);
-        if (text.size() <= LongestKnown)
-            known.insert(text, new QDateTime(moment));
-        return moment;
+        const auto before = known.before.constFind(text);
+        return *known.lately.insert(text, before != known.before.cend() ? *before : readAnew(index, text));
     }
 
     QString write(Pattern index, const QDateTime& moment)
@@ -181,9 +180,14 @@ private:
     std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
     /// What strings were read as. A refresh brings nearly the same ones as the one before, and parsing one takes some
     /// ten microseconds. Holds in every time zone, as the formatters do.
-    std::array<QCache<QString, QDateTime>, PatternCount> m_known;
-    static constexpr qsizetype KnownTexts = 512;
-    static constexpr qsizetype LongestKnown = 64; ///< anything longer is not a date, and would waste space
+    struct Known
+    {
+        QHash<QString, QDateTime> lately, before;
+        int reads = 0;
+    };
+    std::array<Known, PatternCount> m_known;
+    static constexpr int ReadsBeforeForgetting = 1024; ///< what was not read since the last time is forgotten
+    static constexpr qsizetype LongestKnown = 64;      ///< anything longer is not a date, and would waste space
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}

@@ -1,7 +1,7 @@
 // walk [SEED [MINUTES]]      walks from that seed on, each in a process of its own
 // walk --seconds N           the walks that are kept, then those of the first seeds, for about so long
 // walk --play "start; item"  one walk
-// walk --soak HOURS          a working day of so many hours: a line of figures for each quarter of an hour
+// walk --soak HOURS          a working day of so many hours: a line of figures for each five minutes
 //
 // A walk that goes wrong is shrunk and printed in the form of tests/walk/kept.
 
@@ -262,7 +262,7 @@ int soak(double hours)
                 return 1;
             }
         }
-        if (minute % 15 == 0) {
+        if (minute % 5 == 0) {
             world.take({"calm"});
             const auto [heap, handles, threads] = figures();
             std::cout << minute / 60.0 << ' ' << heap << ' ' << handles << ' ' << threads << ' ' << world.requests
