@@ -2,6 +2,10 @@
 
 #include <QLabel>
 
+#include <memory>
+
+class QTextLayout;
+
 namespace skin {
 
 /// A line of plain text in a window: elided if it does not fit, with the full text as tool tip. Its colour is that of
@@ -18,6 +22,7 @@ public:
     };
 
     explicit QuillonTextFieldCell(QWidget* parent = nullptr);
+    ~QuillonTextFieldCell() override;
 
     void setBackgroundStyle(BackgroundStyle style);
     void setTextColor(const QColor& color);
@@ -35,16 +40,28 @@ protected:
 private:
     /// Line breaks and other invisible characters become spaces.
     QString line() const;
-    double widthOfLine() const;
+    double widthOfLine() const { return shapedLine().width; }
+    int heightOfLine() const;
 
-    BackgroundStyle m_style = BackgroundStyle::Normal;
-    struct Measured
+    /// Letters in their places, without a colour. To shape them is most of the work of measuring and of drawing them.
+    struct Shaped
     {
-        QString text;
-        QFont font;
+        std::unique_ptr<QTextLayout> layout;
         double width = 0;
     };
-    mutable Measured m_measured; ///< last: rows are laid out again after each merge, mostly as they were
+    Qt::LayoutDirection reading() const;
+    Shaped shaped(const QString& line) const;
+    const Shaped& shapedLine() const;
+    /// As much of the line as fits.
+    const Shaped& shapedIn(double space);
+
+    BackgroundStyle m_style = BackgroundStyle::Normal;
+    // What was measured or drawn last: rows are laid out and drawn again after each merge, mostly as they were.
+    mutable QString m_text;
+    mutable QFont m_font;
+    mutable Shaped m_line;
+    mutable Shaped m_elided;
+    double m_space = 0; ///< of the elided line
 };
 
 } // namespace skin

@@ -1,8 +1,11 @@
+#include "support/InRow.h"
 #include "support/TestEnvironment.h"
 #include "support/TestMain.h"
 
 #include "skin/AboutController.h"
+#include "skin/Appearance.h"
 #include "skin/ColorHex.h"
+#include "skin/Fonts.h"
 #include "skin/Image.h"
 #include "skin/ImageButton.h"
 #include "skin/LinkButton.h"
@@ -327,6 +330,39 @@ private slots:
         QVERIFY(text.isElided());
         QCOMPARE(toolTip(), u"<qt>Harbour &lt;b&gt;Lights&lt;/b&gt;<br>and more</qt>"_s);
         QToolTip::hideText();
+    }
+
+    void textIsDrawnAsItIsNow()
+    {
+        // After each change like one that was never drawn before.
+        using Change = void (*)(QuillonTextFieldCell&);
+        const std::vector<std::pair<const char*, Change>> changes{
+            {"text", [](auto& text) { text.setText(u"Annual report "_s); }},
+            {"font", [](auto& text) { text.setFont(interfaceFont(14, QFont::Bold)); }},
+            {"relief", [](auto& text) { text.setBackgroundStyle(QuillonTextFieldCell::BackgroundStyle::Raised); }},
+            {"colour", [](auto& text) { text.setTextColor(Qt::red); }},
+            {"side", [](auto& text) { text.setAlignment(Qt::AlignRight | Qt::AlignVCenter); }},
+            {"narrower", [](auto& text) { text.resize(60, 30); }},
+            {"narrower still", [](auto& text) { text.resize(45, 30); }},
+            {"text that does not fit", [](auto& text) { text.setText(u"Quarterly report"_s); }},
+            {"wider", [](auto& text) { text.resize(180, 30); }},
+            {"look", [](auto&) { setAppearance({.scheme = Scheme::Dark}); }},
+            {"direction", [](auto& text) { text.setLayoutDirection(Qt::RightToLeft); }},
+            {"other script", [](auto& text) { text.setText(u"ملاحظات "_s); }}};
+        QuillonTextFieldCell known;
+        known.resize(200, 30);
+        for (std::size_t done = 0; done < changes.size(); ++done) {
+            const support::InRow inRow(changes[done].first);
+            const QImage before = picture(known);
+            changes[done].second(known);
+            QuillonTextFieldCell fresh;
+            fresh.resize(200, 30);
+            for (std::size_t i = 0; i <= done; ++i)
+                changes[i].second(fresh);
+            QVERIFY(picture(known) != before);
+            QCOMPARE(picture(known), picture(fresh));
+        }
+        setAppearance({});
     }
 
     void rightClickOnTextReachesItsRow()
