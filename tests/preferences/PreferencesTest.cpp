@@ -64,7 +64,8 @@ private slots:
         QCOMPARE(run.text("defaultRateField"), QString());
         for (const char* name : {"blinkColonButton", "startAtLoginButton", "showInDockButton", "checkForUpdatesButton"})
             QVERIFY2(!run.part<QAbstractButton>(name).isChecked(), name);
-        QVERIFY(run.part<QAbstractButton>("idleTimerEnabledButton").isChecked());
+        VERIFY_EACH(run.part<QAbstractButton>("idleTimerEnabledButton").isChecked(),
+                    run.part("updatesHint").isHidden());
         const auto& tabs = run.part<QTabWidget>("tabView");
         QCOMPARE((QStringList{tabs.tabText(0), tabs.tabText(1), tabs.tabText(2)}),
                  (QStringList{u"Account"_s, u"General"_s, u"Shortcuts"_s}));
@@ -190,7 +191,8 @@ private slots:
         QCOMPARE(run.part<QLabel>("dockHint").text(), u"Wayland desktops always show a program there."_s);
         QCOMPARE(box.accessibleDescription(), u"Wayland desktops always show a program there."_s);
         const auto& updates = run.part<QAbstractButton>("checkForUpdatesButton");
-        VERIFY_EACH(!updates.isEnabled(), !updates.isChecked(), !run.part("idleTimerMinutesField").isEnabled());
+        VERIFY_EACH(!updates.isEnabled(), !updates.isChecked(), !run.part("updatesHint").isHidden(),
+                    !run.part("idleTimerMinutesField").isEnabled());
         QCOMPARE(updates.accessibleDescription(), u"They come from the package manager."_s);
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());

@@ -323,6 +323,15 @@ private slots:
         QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=nëw-sesame"_s, u"bob@example.com=two"_s}));
     }
 
+    void passwordNotSeenYetGoesWithTheAccount()
+    {
+        Started start(SignedIn);
+        start.run.secrets.items[{Service, u"ann@example.com"_s}] = "old";
+        start.preferences().setEmail(u"bob@example.com"_s);
+        start.preferences().save();
+        QCOMPARE(kept(start.run.secrets), QStringList({u"ann@example.com=old"_s, u"bob@example.com=old"_s}));
+    }
+
     void lockedKeyringIsAskedForOnce()
     {
         Started start(SignedIn);
