@@ -226,6 +226,11 @@ private slots:
             QCOMPARE(window.list(), u"Zoo/*  [ZW] Website");
             window.type(u"q"_s);
             QCOMPARE(window.list(), QString());
+            // A deletion that finds nothing does not count.
+            window.project.clear();
+            window.key(Qt::Key_Backspace);
+            window.type(u"d"_s);
+            QCOMPARE(window.field(), u"d|esign");
             QVERIFY(window.told.isEmpty());
         }
     }
