@@ -161,15 +161,20 @@ void FloatingStrip::setVisible(bool visible)
         return;
     }
     lookForCompositor();
-    // Before it is mapped: of a mapped one each is a change that comes back, about which the toolkit asks the server.
+    // At first before it is mapped: of a mapped one each is a change that comes back, about which the toolkit asks the
+    // server. Of one that has been hidden the window manager may be about to remove what it knew.
+    const bool isFirst = !m_shown.isValid();
     winId();
-    x11::skipTaskBar(*windowHandle());
+    if (isFirst)
+        x11::skipTaskBar(*windowHandle());
     // Windows that are shown disabled get no cursor. For the arrow, which the screen has anyway, the toolkit would look
     // through the desktop's themes now.
     const bool disabled = testAttribute(Qt::WA_Disabled);
     setAttribute(Qt::WA_Disabled);
     QWidget::setVisible(true);
     setAttribute(Qt::WA_Disabled, disabled);
+    if (!isFirst)
+        x11::skipTaskBar(*windowHandle());
     m_shown.start();
 }
 
