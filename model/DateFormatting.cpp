@@ -21,24 +21,27 @@ namespace model {
 namespace {
 
 // In the order of `DateFormatting::Pattern`.
-constexpr const char* Patterns[] = {
-    "EEE, d MMM yyyy HH:mm:ss ZZ",
-    "yyyy-MM-dd'T'HH:mm:ss'Z'",
-    "yyyy-MM-dd",
-    "EEE, d MMM yyyy",
-    "HH:mma",
-    "h:mma",
-    "MMM d, yyyy",
-    "yyyy-MM-dd hh:mma",
-    "yyyy-MM-dd h:mma",
-    "yyyy-MM-dd hmm",
-    "yyyy-MM-dd h:mm",
-    "yyyy-MM-dd H:mma",
-    "yyyy-MM-dd HHmm",
-    "yyyy-MM-dd Hmma",
+constexpr const char16_t* Patterns[] = {
+    u"EEE, d MMM yyyy HH:mm:ss ZZ",
+    u"yyyy-MM-dd'T'HH:mm:ss'Z'",
+    u"yyyy-MM-dd",
+    u"EEE, d MMM yyyy",
+    u"HH:mma",
+    u"h:mma",
+    u"MMM d, yyyy",
+    u"yyyy-MM-dd hh:mma",
+    u"yyyy-MM-dd h:mma",
+    u"yyyy-MM-dd hmm",
+    u"yyyy-MM-dd h:mm",
+    u"yyyy-MM-dd H:mma",
+    u"yyyy-MM-dd HHmm",
+    u"yyyy-MM-dd Hmma",
 };
 
-// The formatters all work in GMT. A local time is read and written as if it were GMT, and the C library converts
+/// How `Datetime` is written, and as a rule read. ICU's own way with zones takes half a megabyte.
+constexpr const char16_t* DatetimeInGmt = u"EEE, d MMM yyyy HH:mm:ss '+0000'";
+
+// The formatter works in GMT. A local time is read and written as if it were GMT, and the C library converts
 // between it and the moment: so the program has one source of time zone rules, and follows a change of the system's
 // zone at once. (ICU has rules of its own, of another age.)
 
@@ -110,7 +113,7 @@ public:
         if (!moment.isValid())
             return {};
         const std::lock_guard lock(m_mutex);
-        icu::SimpleDateFormat* formatter = get(index);
+        icu::SimpleDateFormat* formatter = get(index == Datetime ? DatetimeInGmt : Patterns[index]);
         if (!formatter)
             return {};
         icu::UnicodeString text;
@@ -124,12 +127,16 @@ private:
         // A hyphen where a zone follows may be the zone's sign.
         if (index != Datetime && hasLoneDigit(text))
             return {};
-        const std::optional<QDateTime> moment = parse(get(index), text, true);
+        std::optional<QDateTime> moment;
+        if (index == Datetime && text.endsWith(u"+0000"))
+            moment = parse(get(DatetimeInGmt), text, true);
+        if (!moment)
+            moment = parse(get(Patterns[index], index == Lenient), text, true);
         if (!moment)
             return {};
         if (index == Lenient) {
             // The hour may overflow, the day may not.
-            const std::optional<QDateTime> day = parse(get(Daydate), text, false);
+            const std::optional<QDateTime> day = parse(get(Patterns[Daydate]), text, false);
             if (!day || day->date() != moment->date())
                 return {};
         }
@@ -152,34 +159,37 @@ private:
         return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date), store::Utc);
     }
 
-    /// Null when ICU has no data.
-    icu::SimpleDateFormat* get(Pattern index)
+    /// Null when ICU has no data. One formatter takes each pattern in turn: every one has month names, number formats
+    /// and a number parser of its own, thirty kilobytes.
+    icu::SimpleDateFormat* get(const char16_t* pattern, bool mayOverflow = false)
     {
-        std::unique_ptr<icu::SimpleDateFormat>& formatter = m_formatters[index];
-        if (!formatter) {
+        if (!m_formatter) {
             UErrorCode status = U_ZERO_ERROR;
             // For the bare region "US" ICU would use an unknown language and fall back to the person's own, in which no
             // date of the wire could be read.
-            auto made = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(Patterns[index]),
-                                                                icu::Locale::getUS(), status);
+            auto made =
+                std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(pattern), icu::Locale::getUS(), status);
             if (U_FAILURE(status))
                 return nullptr;
             made->adoptTimeZone(icu::TimeZone::getGMT()->clone());
             made->setLenient(false);
-            if (index == Lenient)
-                made->setCalendarLenient(true);
-            formatter = std::move(made);
+            m_formatter = std::move(made);
+            m_pattern = pattern;
         }
-        return formatter.get();
+        if (std::exchange(m_pattern, pattern) != pattern)
+            m_formatter->applyPattern(icu::UnicodeString(pattern));
+        m_formatter->setCalendarLenient(mayOverflow);
+        return m_formatter.get();
     }
 
     /// For "yyyy-MM-dd h:mm": 24-hour values are also read in a 12-hour field.
     static constexpr int Lenient = FirstTyped + 2;
 
     std::mutex m_mutex; ///< a formatter is not thread-safe
-    std::array<std::unique_ptr<icu::SimpleDateFormat>, PatternCount> m_formatters;
+    std::unique_ptr<icu::SimpleDateFormat> m_formatter;
+    const char16_t* m_pattern = nullptr; ///< that it has
     /// What strings were read as. A refresh brings nearly the same ones as the one before, and parsing one takes some
-    /// ten microseconds. Holds in every time zone, as the formatters do.
+    /// ten microseconds. Holds in every time zone, as the formatter does.
     struct Known
     {
         QHash<QString, QDateTime> lately, before;
