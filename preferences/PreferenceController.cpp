@@ -98,7 +98,11 @@ PreferenceController::PreferenceController(PreferencesOwner& owner, TimeHereOwne
     windowDidLoad();
 }
 
-PreferenceController::~PreferenceController() = default;
+PreferenceController::~PreferenceController()
+{
+    // A field that has the focus ends its editing as the window goes, after all that it would be told to.
+    m_ui->defaultRateField->disconnect(this);
+}
 
 void PreferenceController::awakeFromNib()
 {

@@ -98,7 +98,7 @@ void HintCard::setHint(const Hint& hint)
     m_button->setText(hint.button.isEmpty() ? tr("Got It") : hint.button);
     m_otherButton->setText(hint.otherButton);
     m_otherButton->setVisible(!hint.otherButton.isEmpty());
-    const QString name = QStringList{hint.title, hint.lines.join(u' '), hint.aside}.join(". "_L1);
+    const QString name = (hint.title + u". "_s + hint.lines.join(u' ') + u' ' + hint.aside).simplified();
     if (name != accessibleName()) // each change is announced
         setAccessibleName(name);
     updateGeometry();

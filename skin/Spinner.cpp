@@ -20,12 +20,12 @@ Spinner::Spinner(QWidget* parent) : QWidget(parent)
 {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setAttribute(Qt::WA_TransparentForMouseEvents);
-    setAccessibleName(tr("Loading"));
 }
 
 void Spinner::startAnimation()
 {
     m_animating = true;
+    setAccessibleName(tr("Loading")); // one that stands still has nothing to say
     update();
 }
 
@@ -33,6 +33,7 @@ void Spinner::stopAnimation()
 {
     m_animating = false;
     m_timer.stop();
+    setAccessibleName({});
     update();
 }
 

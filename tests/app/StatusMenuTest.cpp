@@ -49,15 +49,6 @@ class StatusMenuTest : public QObject
 {
     Q_OBJECT
 private slots:
-    void layout()
-    {
-        StartedRun run;
-        QCOMPARE(titles(run.menu()), QStringList({u"Start Current Timer"_s, u"New Timer…"_s, u"Timesheet"_s, u"-"_s,
-                                                  u"Open Quillon in Browser"_s, u"Manage Projects"_s, u"Manage Tasks"_s,
-                                                  u"-"_s, u"Preferences…"_s, u"Check for Updates…"_s, u"Quillon Help"_s,
-                                                  u"First Steps"_s, u"About Quillon"_s, u"-"_s, u"Quit Quillon"_s}));
-    }
-
     void openingAndClosing()
     {
         StartedRun run;
@@ -386,22 +377,6 @@ private slots:
         // A press that is still on its way meets nobody.
         run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | Qt::Key_M);
         QCoreApplication::processEvents();
-    }
-
-    void pages()
-    {
-        StartedRun run;
-        run.menu().openInBrowserMenuItem->trigger();
-        run.menu().manageProjectsMenuItem->trigger();
-        run.menu().manageTasksMenuItem->trigger();
-        run.test.info.set("QuillonHelpURL"_L1, u"https://wrenfold.example/help"_s);
-        run.menu().helpMenuItem->trigger();
-        const QString base = u"http://acme.localhost:%1"_s.arg(run.port);
-        QCOMPARE(run.test.desktop.opened,
-                 QList<QUrl>({QUrl(base + u"/daily"_s), QUrl(base + u"/projects"_s), QUrl(base + u"/tasks"_s),
-                              QUrl(u"https://wrenfold.example/help"_s)}));
-        run.menu().checkForUpdatesMenuItem->trigger();
-        QCOMPARE(run.test.updates.checks, 1);
     }
 
     void timesheetWhileOffline()

@@ -37,29 +37,6 @@ class EditTimerTest : public QObject
     Q_OBJECT
 
 private slots:
-    void opensAndCloses()
-    {
-        EditRun run;
-        run.book();
-        QWidget* const list = run.find("dayEntriesListView");
-        QWidget* const total = run.find("totalHoursLabel");
-        for (const bool saving : {false, true}) {
-            run.edit();
-            VERIFY_EACH(run.isOpen(), total->isHidden());
-            QCOMPARE(run.window()->focusWidget(), &run.project());
-            QCOMPARE(run.project().selectedText(), u"[W1] Website"_s);
-            saving ? run.save() : run.cancel();
-            VERIFY_EACH(!run.isOpen(), !total->isHidden());
-            QVERIFY(list->isAncestorOf(run.window()->focusWidget()) || list == run.window()->focusWidget());
-            run.settle();
-            // The row is selected again: Return's key opens it once more.
-            QTest::keyClick(run.window()->focusWidget(), Qt::Key_E);
-            QVERIFY(run.isOpen());
-            run.press(Qt::Key_Escape);
-            QVERIFY(!run.isOpen());
-        }
-    }
-
     void sendsAnEntryOfHours()
     {
         BookedRun run;

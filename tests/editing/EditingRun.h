@@ -56,7 +56,7 @@ public:
                     escaped(task.name), QLatin1StringView(task.id), task.billable ? u"true"_s : u"false"_s);
             xml += u"</tasks></project>"_s;
         }
-        Q_ASSERT(import(&model::DayEntry::parseXml, (xml + u"</projects></daily>"_s).toUtf8()));
+        static_cast<void>(import(&model::DayEntry::parseXml, (xml + u"</projects></daily>"_s).toUtf8()));
     }
     void remove(const char* id)
     {

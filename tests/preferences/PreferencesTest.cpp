@@ -457,44 +457,6 @@ private slots:
         QTRY_COMPARE(run.text("passwordField"), u"secret"_s);
     }
 
-    void tabOrderIsTheVisualOrder()
-    {
-        PreferencesRun run;
-        run.owner.isLoggedOut = true;
-        run.open();
-        const auto order = [&](const char* first, int count) {
-            run.part(first).setFocus();
-            QStringList names;
-            for (int i = 0; i < count; ++i) {
-                names << run.focused();
-                run.key(Qt::Key_Tab);
-            }
-            return names.join(u' ');
-        };
-        QCOMPARE(
-            order("quillonUrlField", 10),
-            u"quillonUrlField emailField passwordField showPasswordButton companyField defaultRateField learnMoreLink "
-            "helpButton quitButton doneButton"_s);
-        run.part<QTabWidget>("tabView").setCurrentIndex(1);
-        QCOMPARE(order("startAtLoginButton", 7),
-                 u"startAtLoginButton showInDockButton blinkColonButton idleTimerEnabledButton idleTimerMinutesField "
-                 "checkForUpdatesButton helpButton"_s);
-        run.part<QTabWidget>("tabView").setCurrentIndex(2);
-        QCOMPARE(order("toggleTimesheetShortcutControl", 3),
-                 u"toggleTimesheetShortcutControl newTimerShortcutControl helpButton"_s);
-    }
-
-    void labelsLeadToTheirFields()
-    {
-        OpenRun run;
-        run.key(Qt::Key_W, Qt::AltModifier);
-        QCOMPARE(run.focused(), u"passwordField"_s);
-        for (QLineEdit* field : run.controller->window().findChildren<QLineEdit*>()) {
-            const QString name = QAccessible::queryAccessibleInterface(field)->text(QAccessible::Name);
-            QVERIFY2(!name.isEmpty(), qPrintable(field->objectName()));
-        }
-    }
-
     void shortcuts()
     {
         PreferencesRun run(true);

@@ -428,30 +428,6 @@ private slots:
         link.setLink(QUrl());
         QVERIFY(!link.isEnabled());
     }
-
-    void about()
-    {
-        const support::TestRun run;
-        run.info.set("CFBundleVersion"_L1, u"2.7.1"_s);
-        run.info.set("QuillonTermsURL"_L1, u"https://wrenfold.example/terms"_s);
-        run.info.set("QuillonPrivacyURL"_L1, u"https://wrenfold.example/privacy"_s);
-        AboutController about;
-        QDialog& window = about.window();
-        QVERIFY(!window.isVisible());
-        about.show();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        QCOMPARE(window.findChild<QLabel*>(u"versionField"_s)->text(), u"Version 2.7.1"_s);
-        QTest::keyClick(&window, Qt::Key_Tab);
-        QVERIFY(window.findChild<LinkButton*>(u"tosButton"_s)->hasFocus());
-        QTest::mouseClick(window.findChild<LinkButton*>(u"tosButton"_s), Qt::LeftButton);
-        QTest::mouseClick(window.findChild<LinkButton*>(u"ppButton"_s), Qt::LeftButton);
-        QCOMPARE(run.desktop.opened,
-                 (QList<QUrl>{QUrl(u"https://wrenfold.example/terms"_s), QUrl(u"https://wrenfold.example/privacy"_s)}));
-        QTest::keyClick(&window, Qt::Key_Escape);
-        QVERIFY(!window.isVisible());
-        about.show();
-        QVERIFY(window.isVisible());
-    }
 };
 
 QUILLON_OFFSCREEN_TEST_MAIN(ControlsTest)

@@ -219,19 +219,6 @@ private slots:
         sheet.close();
         QTRY_VERIFY(!sheet.isVisible());
     }
-
-    void isADialogForAssistiveTechnology()
-    {
-        Window window;
-        EditSheet sheet(window);
-        sheet.setAccessibleName(u"Edit"_s);
-        sheet.open();
-        QAccessibleInterface* const spoken = QAccessible::queryAccessibleInterface(&sheet);
-        QCOMPARE(spoken->role(), QAccessible::Dialog);
-        QCOMPARE(spoken->text(QAccessible::Name), u"Edit"_s);
-        VERIFY_EACH(spoken->state().modal, QAccessible::queryAccessibleInterface(window.first)->state().disabled);
-        QVERIFY(!QAccessible::queryAccessibleInterface(sheet.name)->state().disabled);
-    }
 };
 
 QUILLON_OFFSCREEN_TEST_MAIN(SheetTest)

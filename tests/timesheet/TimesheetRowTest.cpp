@@ -17,24 +17,6 @@ class TimesheetRowTest : public QObject
     Q_OBJECT
 
 private slots:
-    void showsTheEntry()
-    {
-        TimesheetRun run;
-        run.add({.notes = "Some work", .minutes = 65});
-        run.add({.task = run.meetings, .minutes = 7530});
-        run.open();
-        const auto texts = [&](int row) {
-            auto& cell = run.row(row);
-            return QStringList{cell.clientLabel->text(), cell.projectLabel->text(), cell.taskLabel->text(),
-                               cell.hoursLabel->text(), cell.notesLabel->text()};
-        };
-        QCOMPARE(texts(0), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Design"_s, u"1:05"_s, u"Some work"_s}));
-        QCOMPARE(texts(1), QStringList({u"Harbour"_s, u"[W1] Website"_s, u"Meetings"_s, u"125:30"_s, QString()}));
-        VERIFY_EACH(run.row(0).notesLabel->isVisible(), !run.row(1).notesLabel->isVisible());
-        QVERIFY(!run.row(1).hoursLabel->isElided());
-        QCOMPARE(run.row(0).reusableIdentifier(), u"TimesheetListViewCell"_s);
-    }
-
     void looksAndMenuFollowTheState()
     {
         const QStringList both{u"runningButtonView"_s, u"startStopButton"_s};
