@@ -4,6 +4,7 @@
 #include "app/BookingBus.h"
 #include "app/Check.h"
 #include "app/Complaint.h"
+#include "app/Preparation.h"
 #include "app/SearchBus.h"
 #include "app/SessionBus.h"
 #include "app/Text.h"
@@ -22,6 +23,7 @@
 
 #include <QApplication>
 #include <QIconEngine>
+#include <QScopeGuard>
 #include <QSocketNotifier>
 #include <QThreadPool>
 #include <QTimer>
@@ -144,25 +146,15 @@ public:
     }
 
     /// The status item first: slow work of this thread starts once there is something to look at.
-    void start(const BuiltInService::Maker& builtInService, bool local, bool background)
+    void start(const BuiltInService::Maker& builtInService, const Preparation& preparation, const Arguments& arguments)
     {
-        m_background = background;
+        m_background = arguments.background;
         m_menulet.emplace(builtInService);
-        const bool keepsElsewhere = !local && !m_menulet->timeHere().isRemembered();
-        // Making ready what the first requests need slows the face down. It comes first where it has hours to show; at
-        // the first start people wait for the day.
-        const bool isFirstStart = keepsElsewhere && !m_menulet->hasStore();
-        if (isFirstStart)
-            WrenfoldMenulet::expectPassword();
+        preparation.beforeFace();
         m_menulet->applicationWillFinishLaunching();
         m_menulet->showStatusItem();
-        if (isFirstStart)
-            WrenfoldMenulet::expectRequests();
-        const auto goOn = [this, local, isLater = keepsElsewhere && !isFirstStart] {
-            if (isLater) {
-                WrenfoldMenulet::expectPassword();
-                WrenfoldMenulet::expectRequests();
-            }
+        const auto goOn = [this, preparation, local = arguments.local] {
+            preparation.afterFace();
             m_appearance.emplace();
             TimeHere& timeHere = m_menulet->timeHere();
             if (local || timeHere.isRemembered())
@@ -170,7 +162,7 @@ public:
             else
                 awake();
         };
-        if (isFirstStart)
+        if (preparation.isFirstStart())
             QTimer::singleShot(0, &*m_menulet, goOn); // while the desktop makes room for the face
         else
             new FirstPaint(m_menulet->statusItemView(), goOn);
@@ -291,10 +283,15 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
         complain(noDisplay());
         _exit(ExitCannotRun);
     });
+    std::optional<platform::Run> run(
+        std::in_place, platform::systemEnvironment(std::move(info), [] { return std::make_unique<AppcastFeed>(); }));
+    const Preparation preparation(arguments.local || (m_builtInService && TimeHere::wasChosen()));
+    preparation.beforeApplication();
     // It changes the environment, which threads read: before the fonts', until after it.
     std::optional<platform::TextScaling> textScaling(std::in_place);
     std::optional<skin::FontPreparation> fonts(std::in_place);
     const QApplication application(argc, argv);
+    const QScopeGuard endOfRun([&] { run.reset(); });
     guard.reset();
     // The toolkit paints larger gradients in parallel, in as many threads as there are processors. For pictures of our
     // size that costs more than it gains: stacks, a heap for each, and their wake-ups.
@@ -302,7 +299,6 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
     QApplication::setFont(skin::widgetFont(QApplication::font()));
     const EndOnSignal endOnSignal;
 
-    platform::Run run(platform::systemEnvironment(std::move(info), [] { return std::make_unique<AppcastFeed>(); }));
     Program program;
     const bool first = program.isFirst(std::move(startedBy));
     fonts.reset();
@@ -310,7 +306,7 @@ int Application::show(int argc, char** argv, platform::InfoDictionary info, cons
     if (!first)
         return 0;
     platform::makeOwnFolder(platform::configFolder());
-    program.start(m_builtInService, arguments.local, arguments.background);
+    program.start(m_builtInService, preparation, arguments);
     return QApplication::exec();
 }
 

@@ -57,10 +57,9 @@ TimeHere::~TimeHere()
     end();
 }
 
-bool TimeHere::isRemembered() const
+bool TimeHere::wasChosen()
 {
-    return canKeepTimeHere() &&
-           settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonKeepTimeHereKey);
+    return settings::UserDefaults::standardUserDefaults().boolForKey(settings::QuillonKeepTimeHereKey);
 }
 
 void TimeHere::startUp(std::function<void(const QString&)> done)

@@ -23,7 +23,8 @@ public:
 
     bool canKeepTimeHere() const override { return static_cast<bool>(m_maker); }
     /// Whether the person chose it, in an earlier run or this one.
-    bool isRemembered() const;
+    static bool wasChosen();
+    bool isRemembered() const { return canKeepTimeHere() && wasChosen(); }
     /// For the start of the program: nobody is signed in until `done` is called, later, nor if it gets an error, a
     /// sentence for people.
     void startUp(std::function<void(const QString& failure)> done);

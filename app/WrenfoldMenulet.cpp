@@ -96,19 +96,6 @@ bool WrenfoldMenulet::hasStore()
     return QFileInfo::exists(storeIn(applicationSupportFolder()));
 }
 
-void WrenfoldMenulet::expectPassword()
-{
-    settings::QuillonPreferences::setupDefaults();
-    if (!settings::QuillonPreferences::sharedPreferences().credentials().url.isEmpty())
-        settings::QuillonPreferences::sharedPreferences().expectPassword();
-}
-
-void WrenfoldMenulet::expectRequests()
-{
-    if (!settings::QuillonPreferences::sharedPreferences().credentials().url.isEmpty())
-        service::QuillonApi::sharedApi().prepare();
-}
-
 void WrenfoldMenulet::showStatusItem()
 {
     if (m_view)

@@ -78,13 +78,8 @@ public:
     void applicationWillFinishLaunching();
     /// Whether an earlier start has left a store.
     static bool hasStore();
-    /// Has the password looked up on another thread, if anybody is signed in. At the first start now, otherwise with
-    /// `expectRequests`, once the item is painted.
-    static void expectPassword();
     /// Creates the status item, with placeholder hours. This thread has done nothing slow by then.
     void showStatusItem();
-    /// Has whatever else the first requests need made ready on other threads.
-    static void expectRequests();
     /// Everything else: signs in, watches the network, checks for updates. Creates the status item if necessary.
     void awakeFromNib();
 

@@ -3,6 +3,7 @@
 #include "../Run.h"
 #include "../Secret.h"
 
+#include <QAbstractEventDispatcher>
 #include <QDeadlineTimer>
 #include <QFile>
 
@@ -66,6 +67,7 @@ std::shared_ptr<KeyringProcess::Exchange> KeyringProcess::begin(keyring::Wish wi
 Outcome KeyringProcess::await(Exchange& exchange, std::chrono::milliseconds patience)
 {
     // One long wait for a hanging keyring is enough; later calls find out whether it has recovered.
+    watch();
     const QDeadlineTimer end(exchange.isBehindAbandoned ? std::chrono::milliseconds(0) : patience, Qt::PreciseTimer);
     for (receive(); !exchange.outcome && !end.hasExpired(); receive()) {
         pollfd incoming{m_socket, POLLIN, 0};
@@ -105,8 +107,15 @@ bool KeyringProcess::start()
     }
     m_socket = ends[0];
     m_notifier.setSocket(m_socket);
-    m_notifier.setEnabled(true);
+    watch();
     return true;
+}
+
+/// Needs an event loop. A process that was started before there was one is watched when it is awaited.
+void KeyringProcess::watch()
+{
+    if (m_socket >= 0 && QAbstractEventDispatcher::instance())
+        m_notifier.setEnabled(true);
 }
 
 bool KeyringProcess::send(keyring::Wish wish, const Parts& parts)

@@ -52,6 +52,7 @@ public:
 
 private:
     bool start();
+    void watch();
     bool send(keyring::Wish wish, const Parts& parts);
     void receive();
     bool read(void* place, std::size_t size, std::size_t& taken);

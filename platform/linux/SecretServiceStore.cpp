@@ -1,6 +1,6 @@
 #include "SecretServiceStore.h"
 
-#include <QCoreApplication>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <utility>
@@ -67,7 +67,8 @@ struct SecretServiceStore::Expected
 
 QString SecretServiceStore::helper()
 {
-    return QCoreApplication::applicationDirPath() + "/quillon-keyring"_L1;
+    // The toolkit knows this folder too, but not before there is an application.
+    return QFileInfo(u"/proc/self/exe"_s).canonicalPath() + "/quillon-keyring"_L1;
 }
 
 SecretServiceStore::SecretServiceStore(std::chrono::milliseconds patience, const QString& helper)
