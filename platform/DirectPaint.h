@@ -6,6 +6,7 @@
 #include <memory>
 
 class QImage;
+class QWidget;
 class QWindow;
 
 namespace platform {
@@ -30,5 +31,9 @@ public:
 /// Null where the desktop has no such way. One round trip. `window` is on the screen; `uncovered` is called when it can
 /// be seen again.
 std::unique_ptr<DirectPaint> makeDirectPaint(QWindow& window, std::function<void()> uncovered);
+
+/// Draws a window that was shown and waits for the desktop to make room for it: once there is room, it only has to be
+/// put there. Does nothing elsewhere than on an X server. Main thread only.
+void paintAhead(QWidget& window);
 
 } // namespace platform

@@ -7,6 +7,7 @@
 #include "null/NullAdapters.h"
 
 #include <QGuiApplication>
+#include <QWidget>
 
 #ifdef Q_OS_LINUX
 #include "IdleSources.h"
@@ -182,6 +183,22 @@ std::unique_ptr<DirectPaint> makeDirectPaint([[maybe_unused]] QWindow& window,
     return makeX11Paint(window, std::move(uncovered));
 #else
     return nullptr;
+#endif
+}
+
+void paintAhead([[maybe_unused]] QWidget& window)
+{
+#ifdef Q_OS_LINUX
+    // A Wayland compositor takes no picture before it has said how large the window is.
+    if (!x11::isRunning() || !window.isVisible() || window.testAttribute(Qt::WA_Mapped))
+        return;
+    // Whatever is shown waits for its place, and for being drawn later: that would be all of it, once more.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateLater);
+    // The toolkit draws only what it believes to be on the screen.
+    window.setAttribute(Qt::WA_Mapped);
+    window.repaint();
+    window.setAttribute(Qt::WA_Mapped, false);
 #endif
 }
 

@@ -6,6 +6,7 @@
 #include "model/HoursMinutes.h"
 #include "platform/Compositing.h"
 #include "platform/Desktop.h"
+#include "platform/DirectPaint.h"
 #include "platform/Run.h"
 #include "service/QuillonApi.h"
 #include "settings/KeyCodes.h"
@@ -23,7 +24,9 @@
 #include <QEvent>
 #include <QKeyEvent>
 #include <QLocale>
+#include <QPixmap>
 #include <QShortcut>
+#include <QWindow>
 
 #include <algorithm>
 #include <cmath>
@@ -123,18 +126,26 @@ bool TimesheetController::prepareMore()
     static_cast<void>(m_window->winId());
     const int width = m_window->width();
     const auto draw = [&](int top, int bottom) {
-        static_cast<void>(m_window->grab({0, top, width, bottom - top}));
+        const qreal scale = m_window->devicePixelRatioF();
+        QPixmap picture((QSizeF(width, bottom - top) * scale).toSize());
+        picture.setDevicePixelRatio(scale);
+        // Unlike a grab it leaves hidden parts alone: an empty day is laid out when it is empty.
+        m_window->render(&picture, {}, QRegion(0, top, width, bottom - top));
         return true;
     };
     const int middle = m_window->height() / 2;
     switch (m_preparedParts++) {
     case 0:
-        return draw(0, TitleStrip::Height);
+        // Which takes a look through the desktop's themes. It would be set when the window is shown.
+        m_window->windowHandle()->setCursor(Qt::ArrowCursor);
+        return true;
     case 1:
-        return draw(TitleStrip::Height, middle);
+        return draw(0, TitleStrip::Height);
     case 2:
+        return draw(TitleStrip::Height, middle);
+    case 3:
         return draw(middle, m_window->height());
-    case 3: {
+    case 4: {
         TimesheetListViewCell row(*this);
         row.resize(width, TimesheetListViewCell::BaseHeight);
         row.hoursLabel->setText(u"0123456789:"_s);
@@ -158,6 +169,7 @@ void TimesheetController::show()
     environment().desktop().activate(*m_window);
     reloadEntries();
     updateScrolling();
+    platform::paintAhead(*m_window);
 }
 
 void TimesheetController::toggle()
