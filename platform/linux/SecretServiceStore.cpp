@@ -1,5 +1,6 @@
 #include "SecretServiceStore.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -67,8 +68,9 @@ struct SecretServiceStore::Expected
 
 QString SecretServiceStore::helper()
 {
-    // The toolkit knows this folder too, but not before there is an application.
-    return QFileInfo(u"/proc/self/exe"_s).canonicalPath() + "/quillon-keyring"_L1;
+    // The toolkit knows this folder too, but not before there is an application. Read as a plain string: an upgrade may
+    // have replaced our file, and the folder is the same.
+    return QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path() + "/quillon-keyring"_L1;
 }
 
 SecretServiceStore::SecretServiceStore(std::chrono::milliseconds patience, const QString& helper)
