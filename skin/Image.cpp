@@ -167,47 +167,42 @@ Slices allSlices()
 class Family
 {
 public:
-    explicit Family(const QByteArray& drawing)
+    explicit Family(const QByteArray& drawing) : m_sheet(drawing)
     {
+        Q_ASSERT(m_sheet.isValid());
+        m_sheet.setAspectRatioMode(Qt::IgnoreAspectRatio);
         constexpr QByteArrayView begin = "<g id=\"";
-        constexpr QByteArrayView end = "</g>";
-        QSvgRenderer whole(drawing);
-        Q_ASSERT(whole.isValid());
-        const qsizetype first = drawing.indexOf(begin);
-        if (first < 0)
-            m_groups.push_back({whole.viewBoxF(), drawing, nullptr});
-        for (qsizetype at = first; at >= 0; at = drawing.indexOf(begin, at + 1)) {
+        for (qsizetype at = drawing.indexOf(begin); at >= 0; at = drawing.indexOf(begin, at + 1)) {
             const qsizetype word = at + begin.size();
             const auto id = QString::fromUtf8(drawing.mid(word, drawing.indexOf('"', word) - word));
-            const qsizetype length = drawing.indexOf(end, at) + end.size() - at;
-            m_groups.push_back({whole.boundsOnElement(id).adjusted(-1, -1, 1, 1),
-                                drawing.left(first) + drawing.mid(at, length) + "</svg>", nullptr});
+            m_groups.push_back({id, m_sheet.boundsOnElement(id)});
         }
     }
 
     /// Draws that part of the sheet.
     void draw(QPainter& painter, const QRectF& part, const QRect& target)
     {
-        for (Group& group : m_groups) {
-            if (!group.bounds.intersects(part))
-                continue;
-            if (!group.parsed) {
-                group.parsed = std::make_unique<QSvgRenderer>(group.drawing);
-                Q_ASSERT(group.parsed->isValid());
-                group.parsed->setAspectRatioMode(Qt::IgnoreAspectRatio);
-            }
-            group.parsed->setViewBox(part);
-            group.parsed->render(&painter, target);
+        if (m_groups.empty()) {
+            m_sheet.setViewBox(part);
+            m_sheet.render(&painter, target);
+            return;
+        }
+        const QTransform place = QTransform::fromTranslate(target.x(), target.y())
+                                     .scale(target.width() / part.width(), target.height() / part.height())
+                                     .translate(-part.x(), -part.y());
+        for (const Group& group : m_groups) {
+            if (group.bounds.adjusted(-1, -1, 1, 1).intersects(part))
+                m_sheet.render(&painter, group.id, place.mapRect(group.bounds));
         }
     }
 
 private:
     struct Group
     {
+        QString id;
         QRectF bounds;
-        QByteArray drawing; ///< of it alone, with the gradients
-        std::unique_ptr<QSvgRenderer> parsed;
     };
+    QSvgRenderer m_sheet;
     std::vector<Group> m_groups;
 };
 
