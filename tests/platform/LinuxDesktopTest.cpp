@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include "platform/DirectPaint.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/Xcb.h"
 #include "support/ManualTimeSource.h"
@@ -8,6 +9,9 @@
 #include <QApplication>
 #include <QDialog>
 #include <QLineEdit>
+#include <QPainter>
+#include <QScreen>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -135,6 +139,25 @@ private slots:
                 }
             }
         }
+    }
+
+    void aWindowIsDrawnOnceWhileItWaits()
+    {
+        struct Drawn final : QWidget
+        {
+            int times = 0;
+            void paintEvent(QPaintEvent*) override
+            {
+                QPainter(this).fillRect(rect(), ++times == 1 ? Qt::red : Qt::blue);
+            }
+        } window;
+        window.resize(200, 100);
+        window.show();
+        platform::paintAhead(window);
+        QCOMPARE(window.times, 1);
+        QVERIFY(!window.windowHandle()->isExposed());
+        QTRY_VERIFY(window.testAttribute(Qt::WA_Mapped));
+        QCOMPARE(window.screen()->grabWindow(window.winId()).toImage().pixelColor(50, 50), QColor(Qt::red));
     }
 
     void windowAskedForComesToTheFront()
