@@ -277,6 +277,20 @@ std::vector<Band> bands(qreal length, int pixels, const Guides& guides)
     return result;
 }
 
+/// Draws `pixmap`, whose rows are those of the device, that many pixels wide, with its corner on the device pixel
+/// nearest to `topLeft`.
+void drawOnDevice(QPainter& painter, QPointF topLeft, const QPixmap& pixmap, int width)
+{
+    const QTransform toDevice = painter.deviceTransform();
+    const QPointF corner = toDevice.map(topLeft);
+    const QTransform world = painter.worldTransform();
+    const QTransform device = world.inverted() * toDevice;
+    painter.setWorldTransform(QTransform::fromTranslate(std::round(corner.x()), std::round(corner.y())) *
+                              device.inverted());
+    painter.drawPixmap(QRect(0, 0, width, pixmap.height()), pixmap);
+    painter.setWorldTransform(world);
+}
+
 /// The title in white, as large as fits the image. Letters this small are aligned to the device's pixels.
 void drawTitleText(QImage& image, QSizeF size)
 {
@@ -363,6 +377,18 @@ void Image::draw(QPainter& painter, const QRectF& target) const
         drawDevicePixmap(painter, target.topLeft(), rasterised(*m_slice, pixels));
 }
 
+void Image::drawWide(QPainter& painter, const QRectF& target) const
+{
+    if (!m_slice)
+        return;
+    const QSize pixels = snappedOnDevice(painter.deviceTransform(), target).size().toSize();
+    if (pixels.isEmpty())
+        return;
+    const QSizeF natural = size();
+    const int columns = std::max(1, qRound(natural.width() * pixels.height() / natural.height()));
+    drawOnDevice(painter, target.topLeft(), rasterised(*m_slice, {columns, pixels.height()}), pixels.width());
+}
+
 void Image::drawAtPoint(QPainter& painter, QPointF topLeft) const
 {
     draw(painter, QRectF(topLeft, size()));
@@ -411,14 +437,7 @@ QRectF snapped(const QPainter& painter, const QRectF& rect)
 
 void drawDevicePixmap(QPainter& painter, QPointF topLeft, const QPixmap& pixmap)
 {
-    const QTransform toDevice = painter.deviceTransform();
-    const QPointF corner = toDevice.map(topLeft);
-    const QTransform world = painter.worldTransform();
-    const QTransform device = world.inverted() * toDevice;
-    painter.setWorldTransform(QTransform::fromTranslate(std::round(corner.x()), std::round(corner.y())) *
-                              device.inverted());
-    painter.drawPixmap(QPointF(0, 0), pixmap);
-    painter.setWorldTransform(world);
+    drawOnDevice(painter, topLeft, pixmap, pixmap.width());
 }
 
 } // namespace skin

@@ -27,6 +27,8 @@ public:
     /// Draws the whole picture stretched into `target`, over existing content. Its edges fall on whole device pixels,
     /// so that pictures that share an edge meet without a gap.
     void draw(QPainter& painter, const QRectF& target) const;
+    /// The same for a picture that is alike from left to right, however wide: what is kept of it is a few columns.
+    void drawWide(QPainter& painter, const QRectF& target) const;
     /// In its natural size.
     void drawAtPoint(QPainter& painter, QPointF topLeft) const;
 

@@ -43,7 +43,7 @@ void drawThreePartImage(QPainter& painter, const QRectF& frame, const Image& lef
     const auto x = cuts(painter, whole.left(), whole.width(), left.size().width(), right.size().width());
     const std::array<qreal, 4> y{whole.top(), whole.bottom()};
     left.draw(painter, between(x, y, 0, 0));
-    mid.draw(painter, between(x, y, 1, 0));
+    mid.drawWide(painter, between(x, y, 1, 0));
     right.draw(painter, between(x, y, 2, 0));
 }
 

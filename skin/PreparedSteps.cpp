@@ -75,7 +75,8 @@ QImage PreparedSteps::paint(QWidget& window, const QRect& area) const
     const bool translucent = window.testAttribute(Qt::WA_TranslucentBackground);
     window.render(&painter, whole.topLeft(), whole,
                   translucent ? QWidget::DrawChildren : QWidget::DrawWindowBackground | QWidget::DrawChildren);
-    return image;
+    painter.end();
+    return image.copy(); // without the four kilobytes with which it was painted
 }
 
 } // namespace skin

@@ -133,6 +133,24 @@ private slots:
         }
     }
 
+    void wideOnesAreAlikeFromLeftToRight()
+    {
+        for (const char* name : {"tw-bg-header", "tw-bg-footer", "m-right-bg-mid", "btn-tw-submit-mid",
+                                 "btn-tw-cancel-mid", "btn-tw-active-mid", "btn-hud-submit-mid", "btn-hud-cancel-mid",
+                                 "btn-hud-active-mid", "btn-big-submit-mid", "btn-big-active-mid"}) {
+            for (const qreal scale : {1.0, 1.25, 2.0}) {
+                QImage stretched = canvas({300, 100}), wide = stretched;
+                for (QImage* image : {&stretched, &wide}) {
+                    QPainter painter(image);
+                    painter.scale(scale, scale);
+                    const auto draw = image == &wide ? &Image::drawWide : &Image::draw;
+                    (imageNamed(std::string(name) + ".png").*draw)(painter, QRectF(3, 2, 101, 25));
+                }
+                QVERIFY2(stretched == wide, name);
+            }
+        }
+    }
+
     void colours()
     {
         for (const auto& [text, colour] : {std::pair(u"EEEEEE"_s, QColor(238, 238, 238)),
