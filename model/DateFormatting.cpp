@@ -108,6 +108,12 @@ public:
         return *known.lately.insert(text, before != known.before.cend() ? *before : readAnew(index, text));
     }
 
+    void releaseMemory()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_known = {};
+    }
+
     QString write(Pattern index, const QDateTime& moment)
     {
         if (!moment.isValid())
@@ -207,6 +213,11 @@ DateFormatting::~DateFormatting() = default;
 DateFormatting& DateFormatting::instance()
 {
     return platform::Run::current().shared<DateFormatting>();
+}
+
+void DateFormatting::releaseMemory()
+{
+    m_formatters->releaseMemory();
 }
 
 QDateTime DateFormatting::read(Pattern pattern, const QString& text)

@@ -50,6 +50,9 @@ public:
     /// "9:13AM", local
     QString hoursMinutesStringFromDate(const QDateTime& date) { return writeLocal(HoursMinutes, date); }
 
+    /// Forgets what strings were read as, which makes reading them again quick.
+    void releaseMemory();
+
 private:
     friend class platform::Run;
     class Formatters;

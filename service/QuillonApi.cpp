@@ -6,6 +6,7 @@
 #include "QuillonStopIdleTimerOperation.h"
 
 #include "model/Company.h"
+#include "model/DateFormatting.h"
 #include "model/DayEntry.h"
 #include "model/Host.h"
 #include "model/User.h"
@@ -43,6 +44,8 @@ void giveMemoryBack()
         if (const auto coordinator = host->coordinator())
             coordinator->releaseMemory();
     }
+    // Its strings lie between what the import made and dropped, one in each page.
+    model::DateFormatting::instance().releaseMemory();
     platform::giveMemoryBack();
 }
 
@@ -242,11 +245,18 @@ void QuillonApi::work(const std::stop_token& stop)
         std::unique_ptr<QuillonNetworkOperation> operation;
         {
             std::unique_lock lock(m_queueMutex);
-            if (tookMuch && !m_queued.wait_for(lock, CalmBeforeTrim, isCalled)) {
-                tookMuch = false;
-                lock.unlock();
-                giveMemoryBack();
-                lock.lock();
+            const auto isCalm = [&] { return !m_queued.wait_for(lock, CalmBeforeTrim, isCalled); };
+            if (tookMuch && isCalm()) {
+                m_run.postToMain([] {
+                    if (store::Context* shown = model::Host::currentContext())
+                        shown->releaseMemory();
+                });
+                if (isCalm()) {
+                    tookMuch = false;
+                    lock.unlock();
+                    giveMemoryBack();
+                    lock.lock();
+                }
             }
             m_queued.wait(lock, isCalled);
             if (stop.stop_requested())

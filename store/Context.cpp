@@ -35,6 +35,12 @@ Context::~Context()
         m_coordinator->giveBack(std::move(m_connection));
 }
 
+void Context::releaseMemory()
+{
+    if (m_connection)
+        m_connection->releaseMemory();
+}
+
 Connection& Context::connection()
 {
     if (m_connection && m_coordinator->hasLeft(*m_connection))

@@ -121,6 +121,9 @@ public:
     /// objects are destroyed within the call. What has been saved here since that save stays.
     void mergeChanges(const ChangeSet& changes);
 
+    /// Frees what its connection has cached, as `Coordinator::releaseMemory` does for those that no context uses.
+    void releaseMemory();
+
 private:
     friend class Object;
     class Save;

@@ -6,6 +6,7 @@
 #include "store/Utc.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
 
 #include "support/VerifyEach.h"
 
@@ -505,6 +506,18 @@ private slots:
         Desk::note(*second, u"2"_s);
         Desk::note(*second, u"2"_s);
         QVERIFY(second->save());
+    }
+
+    void releasedMemoryIsReadAgain()
+    {
+        Boxes desk;
+        const std::int64_t before = sqlite3_memory_used();
+        desk.main.releaseMemory();
+        QVERIFY(sqlite3_memory_used() < before);
+        QCOMPARE(keys(desk.main.fetch({"Note", {}, {}})), u"1"_s);
+        desk.note(desk.main, u"2"_s, &desk.a);
+        QVERIFY(desk.main.save());
+        QCOMPARE(desk.byKey(*desk.worker(), u"2"_s)->string("key"), u"2"_s);
     }
 
     void nothingChangedWritesNothing()
