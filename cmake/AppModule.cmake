@@ -1,10 +1,11 @@
-# app_module(NAME SOURCES … [USES module …] [LIBS target …] [PRIVATE_LIBS target …])
+# app_module(NAME SOURCES … [USES module …] [LIBS target …] [PRIVATE_LIBS target …] [SMALL])
 #
 # One line makes the library `quillon_NAME` from the sources in the current folder. Its headers are published under an
 # include root of their own, so `#include "NAME/Thing.h"` resolves only in targets that say `USES NAME` (or use a
-# module that does): a forbidden include does not compile.
+# module that does): a forbidden include does not compile. SMALL is for modules whose code mostly waits for others:
+# compiled for size, for a program that stays in memory all day.
 function(app_module name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FOLDER" "SOURCES;USES;LIBS;PRIVATE_LIBS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SMALL" "FOLDER" "SOURCES;USES;LIBS;PRIVATE_LIBS")
   set(folder "${name}")
   if(arg_FOLDER)
     set(folder "${arg_FOLDER}")
@@ -22,6 +23,9 @@ function(app_module name)
   target_include_directories(quillon_${name} PUBLIC "${root}")
   list(TRANSFORM arg_USES PREPEND quillon_)
   target_link_libraries(quillon_${name} PUBLIC ${arg_USES} ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
+  if(arg_SMALL)
+    target_compile_options(quillon_${name} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
+  endif()
   set_property(GLOBAL APPEND PROPERTY QUILLON_MODULES ${name})
 endfunction()
 
