@@ -1,9 +1,6 @@
 #include "../timesheet/TimesheetRun.h"
 
-#include "app/AppcastFeed.h"
-#include "app/UpdateWindow.h"
-#include "editing/NewTimerController.h"
-#include "editing/NewTimerPanel.h"
+#include "booking/Bookings.h"
 #include "skin/Appearance.h"
 #include "support/Described.h"
 #include "support/StillStyle.h"
@@ -23,6 +20,15 @@ struct Scene
     std::unique_ptr<AppRun> run;
     QPointer<QWidget> window;
 };
+
+QStringList asked(AppRun& run)
+{
+    QStringList lines;
+    for (const support::Request& request : run.peer.requests())
+        lines << u"asked: "_s +
+                     QString::fromStdString(request.method + ' ' + request.target + ' ' + request.body).simplified();
+    return lines;
+}
 
 /// What a command has done, a line for each thing that is other than before.
 class Outcome
@@ -257,9 +263,9 @@ void menuSignedOut(Scene& scene)
 
 } // namespace
 
-/// Every control and every key of every window: what it asks of the service and the desktop, what it writes and what
-/// can be seen afterwards, by hand and, where that differs, by key. That is compared with the files in
-/// tests/app/windows.
+/// Every control, key and menu item of every window, and every command from outside: what it asks of the service and
+/// the desktop, what it writes and what can be seen afterwards, by hand and, where that differs, by key. That is
+/// compared with the files in tests/app/windows.
 class EveryControlTest : public QObject
 {
     Q_OBJECT
@@ -346,6 +352,124 @@ private slots:
     }
 
     void keys_data() { controls_data(); }
+    void bookings_data()
+    {
+        QTest::addColumn<AppRun::Timers>("timers");
+        QTest::newRow("hours") << AppRun::Timers::Hours;
+        QTest::newRow("times") << AppRun::Timers::Timestamps;
+    }
+    /// What other programs may ask for, and what they are told.
+    void bookings()
+    {
+        QFETCH(const AppRun::Timers, timers);
+        TimesheetRun run(timers);
+        support::TestData data = run.data();
+        const localservice::Id garden = data.addProject({run.client, "Garden"}).value();
+        data.offerTask(garden, run.meetings, true).value();
+        data.offerTask(garden, data.addTask(run.account, "Weeding").value(), true).value();
+        data.offerTask(data.addProject({run.client, "Attic"}).value(), run.design, true).value(); // not this person's
+        data.assignPerson(garden, run.person).value();
+        run.add({.notes = "draft", .minutes = 83, .day = "2013-01-14"});
+
+        QStringList seen;
+        const auto tell = [&seen](const auto& reply) {
+            if (reply)
+                say(*reply, seen);
+            else
+                seen << u"refused: "_s + reply.error().error + u": "_s + reply.error().reason;
+        };
+        booking::Bookings& bookings = run.menulet->bookings();
+        const auto ask = [&](
+                             const QStringList& words, const std::function<void()>& before = [] {}) {
+            run.test.time.advance(7min);
+            run.settle();
+            before();
+            run.requested();
+            seen << u"== "_s + words.join(u" | "_s);
+            const auto word = [&words](qsizetype i) { return words.value(i); };
+            if (word(0) == "start"_L1)
+                bookings.start({word(1), word(2), word(3), word(4), word(5)}, tell);
+            else if (word(0) == "add"_L1)
+                bookings.add({word(1), word(2), word(3), word(4), word(5)}, tell);
+            else if (word(0) == "stop"_L1)
+                bookings.stop(tell, word(1));
+            else if (word(0) == "resume"_L1)
+                bookings.resume(word(1).toInt(), tell);
+            else if (word(0) == "note"_L1)
+                bookings.setNotes(word(1), tell);
+            else if (word(0) == "log"_L1)
+                bookings.log(word(1), tell);
+            else if (word(0) == "projects"_L1)
+                bookings.projects(tell);
+            else if (word(0) == "recent"_L1)
+                bookings.recent(tell);
+            else if (word(0) == "search"_L1)
+                std::ranges::transform(
+                    bookings.search(words.mid(1), 3), std::back_inserter(seen), [](const auto& found) {
+                        return QStringList{found.id, found.project, found.task, found.client}.join(u", "_s);
+                    });
+            run.settle();
+            seen << asked(run);
+        };
+        bookings.projects(tell); // waits for the account
+        run.start();
+        for (const char* line : {"stop",
+                                 "note|x",
+                                 "recent",
+                                 "resume|1",
+                                 "stop|77",
+                                 "stop",
+                                 "start|web",
+                                 "start|website|meet|Minutes",
+                                 "note|Minutes <2>",
+                                 "stop",
+                                 "note|x",
+                                 "resume|9",
+                                 "resume|0",
+                                 "resume|2",
+                                 "start|garden",
+                                 "start|Garden|weed||18:00",
+                                 "start|garden|weeding|||25m",
+                                 "start|w1|des|||10h",
+                                 "start|garden|weeding|||20h",
+                                 "start|website|design||23:59",
+                                 "start|website|design||later",
+                                 "start|website|design||9:00|5m",
+                                 "start|website|design|||long",
+                                 "start|nothing",
+                                 "start|attic",
+                                 "start|a",
+                                 "start|website|weeding",
+                                 "start||design",
+                                 "add|1:30|garden|meet|Weekly|yesterday",
+                                 "add|90m|website",
+                                 "add|0|website",
+                                 "add|25|website",
+                                 "add|x|website",
+                                 "add|1|website|design||someday",
+                                 "add|1|website|design||2013-01-31",
+                                 "log|today",
+                                 "log|2013-01-14..today",
+                                 "log|never",
+                                 "log|2012-01-01..today",
+                                 "projects",
+                                 "recent",
+                                 "search|we",
+                                 "search|des|har",
+                                 "search|x",
+                                 "search|zz",
+                                 "stop"})
+            ask(QString::fromLatin1(line).split(u'|'));
+        run.peer.answer("POST /daily/add", {{500, "<error><kind>x</kind><message>No more</message></error>"}});
+        ask({u"add"_s, u"1"_s, u"website"_s});
+        for (const QString& word : {u"projects"_s, u"log"_s, u"stop"_s}) {
+            ask({word}, [&run] { run.test.network.setReachable(false); });
+            run.test.network.setReachable(true);
+            ask({word}, [&run] { run.menulet->authenticationFailed(); });
+        }
+        compare(seen);
+    }
+
     /// Whatever the window does by a key that no control has.
     void keys()
     {
@@ -371,6 +495,27 @@ private slots:
     }
 
 private:
+    static void say(const booking::Booked& entry, QStringList& seen)
+    {
+        seen << QStringList{entry.id,      entry.day.toString(Qt::ISODate),
+                            entry.client,  entry.code,
+                            entry.project, entry.task,
+                            entry.notes,   QString::number(entry.hours, 'f', 3),
+                            entry.time,    entry.running ? u"running"_s : QString(),
+                            entry.started, entry.ended}
+                    .join(u", "_s);
+    }
+    static void say(const booking::Offered& offered, QStringList& seen)
+    {
+        seen << QStringList{offered.client, offered.code, offered.project, offered.tasks.join(u'/')}.join(u", "_s);
+    }
+    template <class T>
+    static void say(const std::vector<T>& list, QStringList& seen)
+    {
+        for (const T& each : list)
+            say(each, seen);
+    }
+
     static QList<QWidget*> controlsOf(QWidget& window)
     {
         QList<QWidget*> controls;

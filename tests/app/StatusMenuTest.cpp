@@ -379,16 +379,6 @@ private slots:
         QCoreApplication::processEvents();
     }
 
-    void timesheetWhileOffline()
-    {
-        StartedRun run;
-        run.shown();
-        run.test.network.setReachable(false);
-        run.menu().timesheetMenuItem->trigger();
-        QCOMPARE(run.shown(), QStringList{u"Timesheet"_s});
-        QVERIFY(run.menulet->timesheetController()->offline());
-    }
-
     void startedAgainWhileItRuns()
     {
         StartedRun run;

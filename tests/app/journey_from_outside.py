@@ -11,7 +11,7 @@ import pyatspi
 from gi.repository import Gio, GLib
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from outside import Heard, Program, account_of, actions, find, handle_events, press, role_of, states, until
+from outside import Heard, Program, account_of, actions, description_of, find, handle_events, press, role_of, states, until
 
 NAME, PATH, INTERFACE = "com.wrenfold.quillon", "/com/wrenfold/quillon", "com.wrenfold.Quillon1"
 HOME = pathlib.Path(os.environ["HOME"])
@@ -108,7 +108,7 @@ def starts_timers(root):
     pyatspi.Registry.registerEventListener(lambda event: event.detail1 and read.append(event.source.name.strip()),
                                            "object:state-changed:focused")
     typed("train")
-    until("the suggestion said", lambda: project.description == "Training" and text_of(project) == "training")
+    until("the suggestion said", lambda: description_of(project) == "Training" and text_of(project) == "training")
     keys("Down")
     until("the suggestion read", lambda: read[-1:] == ["Training"])
     keys("Escape")
@@ -120,7 +120,7 @@ def starts_timers(root):
     until("the task focused", lambda: "focused" in states(task) and text_of(task) == "Learning")
     typed("nothing")
     keys("Tab")
-    until("the error said", lambda: task.description == "No task chosen")
+    until("the error said", lambda: description_of(task) == "No task chosen")
     keys("shift+Tab")
     typed("me")
     keys("Tab")
@@ -139,7 +139,7 @@ def starts_timers(root):
     until("the box open", lambda: {"showing", "focused"} <= states(duration))
     duration.queryEditableText().setTextContents("90m")
     refused = "digits and colons only, like 1:30"
-    until("the refusal said", lambda: heard.hears("notification", refused) and duration.description == refused)
+    until("the refusal said", lambda: heard.hears("notification", refused) and description_of(duration) == refused)
     # What the service refuses comes back below the alert, and has the keyboard afterwards.
     duration.queryEditableText().setTextContents("99:00")
     press(find(window, "push button", "Save"))
@@ -309,7 +309,7 @@ def edit(quillon, seed):
         keys("Tab", "Tab")
         typed("9")
         keys("Tab")
-        until("the end explained", lambda: "not a time" in end.description)
+        until("the end explained", lambda: "not a time" in description_of(end))
         keys("shift+Tab", "ctrl+a")
         typed("1130")
         keys("Return")

@@ -287,14 +287,6 @@ private slots:
         QTest::keyClicks(&run.notes(), u"two"_s);
         run.press(Qt::Key_Enter, Qt::AltModifier | Qt::KeypadModifier);
         QVERIFY(run.isOpen());
-        QStringList order;
-        for (int i = 0; i < 7; ++i) {
-            order << run.window()->focusWidget()->objectName();
-            run.press(Qt::Key_Tab);
-        }
-        QCOMPARE(order, QStringList({u"notesField"_s, u"hoursField"_s, u"saveButton"_s, u"cancelButton"_s,
-                                     u"datePicker"_s, u"textField"_s, u"textField"_s}));
-        QCOMPARE(run.window()->focusWidget(), &run.notes());
         // One that is held down since something else was under the finger saves nothing.
         QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, {}, u"\r"_s, true);
         QApplication::sendEvent(&run.notes(), &held);

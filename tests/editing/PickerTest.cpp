@@ -475,6 +475,7 @@ private slots:
         window.key(Qt::Key_Backspace);
         window.type(u"attic"_s);
         QCOMPARE(drop.height(), 2 * 26);
+        QCOMPARE(static_cast<const QuillonAutocompleterResultsWindow&>(drop).initialLocation(), drop.pos());
 
         // More rows than there is room for: a thumb over them goes along, and takes no width.
         for (const char* id : {"40", "41", "42", "43", "44", "45"})

@@ -173,19 +173,6 @@ private slots:
         QTest::keyClick(window.windowHandle(), Qt::Key_B, Qt::ControlModifier);
         QCOMPARE(triggered.count(), 1);
     }
-
-    void isSpoken()
-    {
-        Window window;
-        window.recorder->setAccessibleName(u"Timesheet"_s);
-        auto* const interface = QAccessible::queryAccessibleInterface(window.recorder);
-        QCOMPARE(interface->role(), QAccessible::HotkeyField);
-        QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Ctrl+Alt+M"_s);
-        interface->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-        QVERIFY(window.recorder->isRecording());
-        QCOMPARE(interface->text(QAccessible::Name), u"Timesheet: Type a shortcut"_s);
-        QVERIFY(interface->text(QAccessible::Description).startsWith("Recording"_L1));
-    }
 };
 
 QUILLON_OFFSCREEN_TEST_MAIN(RecorderTest)

@@ -104,22 +104,6 @@ private slots:
         QCOMPARE(window.shortcuts, 1);
     }
 
-    void tabStaysInside()
-    {
-        Window window;
-        EditSheet sheet(window);
-        sheet.open();
-        QWidgetList seen;
-        for (int i = 0; i < 4; ++i) {
-            seen << window.focusWidget();
-            press(window, Qt::Key_Tab);
-        }
-        QCOMPARE(seen, (QWidgetList{sheet.name, sheet.no, sheet.yes, sheet.name}));
-        press(window, Qt::Key_Backtab);
-        press(window, Qt::Key_Backtab);
-        QCOMPARE(window.focusWidget(), sheet.yes);
-    }
-
     void escapeAndReturn()
     {
         Window window;

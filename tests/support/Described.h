@@ -184,8 +184,9 @@ private:
 };
 
 /// What differs from the file of that name, with the line before each; it is written anew where WRITE_DESCRIBED is set.
-inline QStringList differences(const QString& file, const QStringList& seen)
+inline QStringList differences(const QString& file, const QStringList& blocks)
 {
+    const QStringList seen = blocks.join(u'\n').split(u'\n');
     QFile stored(file);
     if (qEnvironmentVariableIsSet("WRITE_DESCRIBED")) {
         if (stored.open(QIODevice::WriteOnly))

@@ -74,6 +74,12 @@ def role_of(accessible):
     return "push button" if name == "button" else name
 
 
+def description_of(accessible):
+    """Asked of the program: what the library keeps goes out of date where a change was told before it listened."""
+    accessible.clear_cache()
+    return accessible.description
+
+
 def find(root, role, name=None):
     """The first below `root` with that role, such as "push button", and name, as soon as it is there."""
     return until(f"{role} {name or ''}", lambda: pyatspi.findDescendant(

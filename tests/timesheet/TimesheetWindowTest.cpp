@@ -121,29 +121,19 @@ private slots:
         TimesheetRun run;
         run.open();
         timesheet::TimesheetWindow& window = run.window();
-        const QList<QAbstractButton*> buttons{window.backButton, window.forwardButton, window.goToTodayButton,
-                                              window.newTimerButton};
-        const auto enabled = [&] {
-            QList<bool> list;
-            for (const QAbstractButton* button : buttons)
-                list << button->isEnabled();
-            return list;
-        };
         run.test.network.setReachable(false);
-        QVERIFY(window.offlineIndicator->isVisible());
-        QCOMPARE(enabled(), QList({false, false, false, false}));
         QCOMPARE(run.key(Qt::Key_Left, Qt::ControlModifier), QStringList());
         run.controller().toggleLoading(true);
         VERIFY_EACH(!run.controller().loading(), !window.loadingIndicator->isVisible());
 
         run.test.network.setReachable(true);
-        QVERIFY(!window.offlineIndicator->isVisible());
-        QCOMPARE(enabled(), QList({true, true, true, true}));
         run.settle();
         run.click(window.backButton);
         run.test.network.setReachable(false);
         run.test.network.setReachable(true);
-        QCOMPARE(enabled(), QList({true, true, true, false}));
+        for (const QAbstractButton* button : {window.backButton, window.forwardButton, window.goToTodayButton})
+            QVERIFY2(button->isEnabled(), qPrintable(button->objectName()));
+        VERIFY_EACH(!window.offlineIndicator->isVisible(), !window.newTimerButton->isEnabled());
     }
 
     void loadingEndsWithTheNextReload()
