@@ -133,6 +133,7 @@ private:
             facts << QStringLiteral("off");
         if (widget.contextMenuPolicy() != Qt::DefaultContextMenu)
             facts << QStringLiteral("menu %1").arg(widget.contextMenuPolicy());
+        looks(widget, facts);
         if (m_window.focusWidget() == &widget)
             facts << QStringLiteral("FOCUS");
         // What only holds others has nothing to say.
@@ -140,6 +141,24 @@ private:
             add(depth, facts.join(u' '));
         for (const QAction* action : widget.actions())
             add(depth + 1, action->isSeparator() ? QStringLiteral("-") : described(*action));
+    }
+
+    /// Only what the program sets by itself: the rest is the toolkit's and the desktop's.
+    static void looks(const QWidget& widget, QStringList& facts)
+    {
+        if (const QFont& font = widget.font(); widget.testAttribute(Qt::WA_SetFont))
+            facts << QStringLiteral("font %1 of %2").arg(font.weight()).arg(font.pixelSize());
+        for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::Window, QPalette::Base,
+                                               QPalette::ButtonText, QPalette::Highlight, QPalette::PlaceholderText}) {
+            if (widget.testAttribute(Qt::WA_SetPalette) && widget.palette().isBrushSet(QPalette::Active, role))
+                facts << widget.palette().color(QPalette::Active, role).name(QColor::HexArgb);
+        }
+        if (const auto* label = qobject_cast<const QLabel*>(&widget))
+            facts << QStringLiteral("format %1 %2").arg(label->textFormat()).arg(label->alignment());
+        if (const auto* area = qobject_cast<const QAbstractScrollArea*>(&widget))
+            facts << QStringLiteral("bars %1 %2")
+                         .arg(area->horizontalScrollBarPolicy())
+                         .arg(area->verticalScrollBarPolicy());
     }
 
     void walk(QWidget& widget, int depth)
@@ -183,7 +202,7 @@ private:
     QStringList m_lines;
 };
 
-/// What differs from the file of that name, with the line before each; it is written anew where WRITE_DESCRIBED is set.
+/// Where it first differs from the file of that name, which is written anew where WRITE_DESCRIBED is set.
 inline QStringList differences(const QString& file, const QStringList& blocks)
 {
     const QStringList seen = blocks.join(u'\n').split(u'\n');
@@ -195,30 +214,16 @@ inline QStringList differences(const QString& file, const QStringList& blocks)
     }
     QStringList expected;
     if (stored.open(QIODevice::ReadOnly))
-        expected = QString::fromUtf8(stored.readAll()).split(u'\n').mid(0, -1);
-    if (!expected.isEmpty() && expected.last().isEmpty())
-        expected.removeLast();
-    QStringList found;
+        expected = QString::fromUtf8(stored.readAll()).chopped(1).split(u'\n');
     QString title;
-    qsizetype at = 0;
-    // Line by line, from where both agree again.
-    for (const QString& line : seen) {
-        if (line.startsWith(QLatin1StringView("== ")))
-            title = line;
-        const qsizetype next = expected.indexOf(line, at);
-        if (at < expected.size() && expected[at] == line) {
-            ++at;
-        } else if (next >= 0 && next < at + 30) {
-            for (; at < next; ++at)
-                found << title + QStringLiteral("\n  missing: ") + expected[at].trimmed();
-            ++at;
-        } else {
-            found << title + QStringLiteral("\n  new: ") + line.trimmed();
-        }
+    for (qsizetype i = 0; i < std::max(seen.size(), expected.size()); ++i) {
+        if (seen.value(i).startsWith(QLatin1StringView("== ")))
+            title = seen[i];
+        if (i >= seen.size() || seen[i] != expected.value(i))
+            return QStringList{title, QStringLiteral("expected:")} + expected.mid(i, 8) +
+                   QStringList(QStringLiteral("seen:")) + seen.mid(i, 8);
     }
-    for (; at < expected.size(); ++at)
-        found << QStringLiteral("at the end, missing: ") + expected[at].trimmed();
-    return found;
+    return {};
 }
 
 } // namespace support
