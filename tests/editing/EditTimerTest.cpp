@@ -156,11 +156,7 @@ private slots:
         BookedRun run;
         run.type(run.project(), u"nothing of the kind"_s);
         run.save();
-        QCOMPARE(run.message(), ChooseBoth);
-        QCOMPARE(run.window()->focusWidget()->objectName(), u"acknowledgeButton"_s);
         run.press(Qt::Key_Escape);
-        QCOMPARE(run.message(), QString());
-        QVERIFY(run.isOpen());
         QCOMPARE(run.window()->focusWidget(), &run.project());
         QCOMPARE(run.project().text(), u"nothing of the kind"_s);
 

@@ -179,13 +179,10 @@ private slots:
     void keysActOnTheSelectedRow()
     {
         TimesheetRun run;
-        const auto first = run.add({.notes = "first", .minutes = 5});
+        run.add({.notes = "first", .minutes = 5});
         run.add({.notes = "locked", .minutes = 5, .lockedReason = "Approved"});
         run.open();
         run.key(Qt::Key_Down);
-        const QString toggle = u"GET /daily/timer/%1"_s.arg(first);
-        QCOMPARE(run.key(Qt::Key_S), QStringList({toggle, u"GET /daily/15/2013?slim=1"_s}));
-        QVERIFY(run.row(0).runningButtonView->isVisible());
         for (const Qt::Key held : {Qt::Key_S, Qt::Key_E, Qt::Key_Return}) {
             QKeyEvent again(QEvent::KeyPress, held, {}, QKeySequence(held).toString().toLower(), true);
             QApplication::sendEvent(&run.list(), &again);
