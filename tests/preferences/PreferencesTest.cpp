@@ -524,8 +524,6 @@ private slots:
         // First in the window, for the eye and for the keys; below, what nobody needs says so.
         QCOMPARE(run.focused(), u"keepTimeHereButton"_s);
         QVERIFY(run.part("keepHereBox").y() < run.part("accountFields").y());
-        for (const char* field : {"companyField", "defaultRateField"})
-            QCOMPARE(run.part<QLineEdit>(field).placeholderText(), u"Optional"_s);
         run.key(Qt::Key_Tab);
         QCOMPARE(run.focused(), u"quillonUrlField"_s);
 
@@ -569,8 +567,6 @@ private slots:
 
         // There and back, by Escape and by closing; nobody had to be asked for a password so far.
         run.click("signInButton");
-        VERIFY_EACH(run.part("accountFields").isVisible(), run.part("cancelButton").isVisible());
-        QCOMPARE(run.focused(), u"quillonUrlField"_s);
         run.key(Qt::Key_Escape);
         VERIFY_EACH(run.part("herePage").isVisible(), controller.window().isVisible());
         run.click("signInButton");

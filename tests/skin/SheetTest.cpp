@@ -108,16 +108,14 @@ private slots:
     {
         Window window;
         EditSheet sheet(window);
-        QStringList pressed;
-        connect(sheet.no, &QPushButton::clicked, this, [&] { pressed << u"no"_s; });
-        connect(sheet.yes, &QPushButton::clicked, this, [&] { pressed << u"yes"_s; });
+        const QSignalSpy no(sheet.no, &QPushButton::clicked);
+        const QSignalSpy yes(sheet.yes, &QPushButton::clicked);
         sheet.open();
         press(window, Qt::Key_Return);
-        QTRY_COMPARE(pressed, QStringList{u"yes"_s});
+        QTRY_COMPARE(yes.count(), 1);
         press(window, Qt::Key_Tab);
         press(window, Qt::Key_Enter);
-        QTRY_COMPARE(pressed, (QStringList{u"yes"_s, u"no"_s}));
-        QVERIFY(sheet.isOpen());
+        QTRY_COMPARE(no.count(), 1);
         press(window, Qt::Key_Escape);
         QVERIFY(!sheet.isOpen());
     }
