@@ -30,10 +30,9 @@ double factorOfGnome()
     if (!answer)
         return 1;
     char words[32] = "";
-    static_cast<void>(std::fgets(words, sizeof words, answer));
+    bool isNumber = std::fgets(words, sizeof words, answer) != nullptr;
     pclose(answer);
-    bool isNumber = false;
-    const double factor = QByteArray(words).trimmed().toDouble(&isNumber);
+    const double factor = isNumber ? QByteArray(words).trimmed().toDouble(&isNumber) : 1;
     return isNumber ? std::clamp(factor, Least, Greatest) : 1;
 }
 

@@ -97,8 +97,8 @@ Outcome play(const Steps& steps, bool quietly)
         return {"no pipe"};
     const pid_t child = ::fork();
     if (child == 0) {
-        if (quietly)
-            static_cast<void>(std::freopen("/dev/null", "w", stderr));
+        if (quietly && !std::freopen("/dev/null", "w", stderr))
+            ::_exit(EXIT_FAILURE);
         int count = 1;
         char name[] = "walk";
         char* arguments[] = {name, nullptr};
@@ -109,7 +109,8 @@ Outcome play(const Steps& steps, bool quietly)
             const std::string line = std::to_string(step) + ' ' + std::to_string(world.requests) + ' ' +
                                      std::to_string(world.repeated) + ' ' + std::to_string(world.questions) + ' ' +
                                      wrong + '\n';
-            static_cast<void>(::write(report[1], line.data(), line.size()));
+            if (::write(report[1], line.data(), line.size()) < 0)
+                ::_exit(EXIT_FAILURE); // whoever listened is gone
         };
         for (std::size_t i = 0; i < steps.size(); ++i) {
             say(int(i), {});
