@@ -64,8 +64,10 @@ def hanging(name, address):
                           env=dict(os.environ, DBUS_SESSION_BUS_ADDRESS=address)) as process:
         subprocess.run(["gdbus", "wait", "--address", address, "--timeout", str(LONGEST), name], check=True)
         process.send_signal(signal.SIGSTOP)
-        yield
-        process.kill()
+        try:
+            yield
+        finally:
+            process.kill()  # a stopped one would be waited for
 
 
 def main(program):

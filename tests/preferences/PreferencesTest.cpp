@@ -4,6 +4,7 @@
 #include "support/InRow.h"
 #include "support/StillStyle.h"
 #include "support/TestMain.h"
+#include "support/VerifyEach.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -345,6 +346,18 @@ private slots:
         QCOMPARE(heard(), u"••••••/••••••"_s);
         interface->editableTextInterface()->insertText(6, u"!"_s);
         QCOMPARE(field.text(), u"Sesame!"_s);
+        auto* const text = interface->textInterface();
+        text->setSelection(0, 2, 4);
+        QCOMPARE(field.selectedText(), u"sa"_s);
+        text->removeSelection(0);
+        VERIFY_EACH(!field.hasSelectedText(), text->selectionCount() == 0);
+        text->addSelection(1, 6);
+        QCOMPARE(field.selectedText(), u"esame"_s);
+        int start = -1, end = -1;
+        text->selection(0, &start, &end);
+        VERIFY_EACH(start == 1, end == 6, text->selectionCount() == 1);
+        text->setCursorPosition(3);
+        VERIFY_EACH(field.cursorPosition() == 3, text->cursorPosition() == 3);
         QVERIFY(interface->state().passwordEdit);
         QCOMPARE(QAccessible::queryAccessibleInterface(&run.part("showPasswordButton"))->text(QAccessible::Name),
                  u"Show Password"_s);

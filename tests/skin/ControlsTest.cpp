@@ -225,7 +225,7 @@ private slots:
     {
         auto button = std::make_unique<QuillonButtonCell>(u"Save"_s);
         Window window(*button);
-        const QPoint place = button->geometry().topLeft() + QPoint(20, -1);
+        QPoint place = button->geometry().topLeft() + QPoint(20, -1);
         const auto beside = [&] { return window.grab().toImage().pixelColor(place); };
         const QColor before = beside();
         button->setFocus(Qt::TabFocusReason);
@@ -248,6 +248,9 @@ private slots:
         button->show();
         button->setFocus(Qt::TabFocusReason);
         QVERIFY(beside() != before);
+        button->resize(button->width() - 20, button->height()); // at the same corner
+        place = button->geometry().topRight() + QPoint(1, 10);
+        QVERIFY(beside().blue() > beside().red() + 30);
         button.reset();
         QCOMPARE(beside(), before);
     }
