@@ -375,6 +375,7 @@ def sign_in(program, email, password):
         secret(root)
         find(window, "check box", "Show Password").queryAction().doAction(0)
         keys("BackSpace")
+        until("one dot less", lambda: field.queryText().characterCount == len(WRONG) - 1)
         typed(WRONG[-1])
         until("the last character again", lambda: field.queryText().characterCount == len(WRONG))
         assert text_of(field) == "•" * len(WRONG), text_of(field)
