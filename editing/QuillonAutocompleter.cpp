@@ -565,6 +565,10 @@ bool QuillonAutocompleter::eventFilter(QObject* watched, QEvent* event)
         if (m_resultsController.visible() && textCommand(*static_cast<QKeyEvent*>(event)))
             event->accept();
         break;
+    case QEvent::WindowActivate:
+        // The toolkit looks a turn later whether the field has the keyboard, and drops the selection otherwise: when
+        // the window lost it again at once, what is typed next would be appended instead of replacing.
+        return m_textField->window()->focusWidget() == m_textField;
     case QEvent::FocusOut: {
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
         // A deactivated window, or a menu, leaves the field as it is.

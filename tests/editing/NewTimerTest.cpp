@@ -244,6 +244,12 @@ private slots:
         QCOMPARE(run.project()->selectedText(), u"Garden");
         QCOMPARE(run.window->notesText->text(), QString());
         QCOMPARE(run.button(), u"Start");
+        // It stays selected where the window gets the keyboard only for a moment.
+        run.window->hide();
+        QEvent activated(QEvent::WindowActivate);
+        QApplication::sendEvent(run.project(), &activated);
+        QApplication::processEvents();
+        QCOMPARE(run.project()->selectedText(), u"Garden");
     }
 
     void booksDurations()
