@@ -203,7 +203,7 @@ private slots:
             "Date,Project,Task,Hours,Notes\r\n2024-03-05,Web,Design,1:30,\"a, \"\"b\"\"\r\nc\"\r\n",
             {u"2024-03-05|Imported|Web|Design|1:30|a, \"b\"\nc"_s});
         row("semicolons, Latin-1, comma",
-            "Datum;Kunde;Projekt;T\xe4tigkeit;Stunden\n13.3.24;B\xe4r & S\xf6hne;Netz;Planung;1,25\n",
+            "Datum;Kunde;Projekt;T\xe4tigkeit;Stunden\n13. 3. 24;B\xe4r & S\xf6hne;Netz;Planung;1,25\n",
             {u"2024-03-13|Bär & Söhne|Netz|Planung|1:15|"_s});
         const auto utf16 = [](const QString& text) {
             return "\xff\xfe" + QByteArray(reinterpret_cast<const char*>(text.utf16()), 2 * text.size());
