@@ -369,7 +369,7 @@ private slots:
         run.shown();
         for (const Qt::Key key : {Qt::Key_M, Qt::Key_N})
             QVERIFY(run.test.hotKeys.press(Qt::ControlModifier | Qt::AltModifier | key));
-        QCoreApplication::processEvents();
+        QTRY_COMPARE(std::ranges::count_if(QApplication::topLevelWidgets(), &QWidget::isVisible), 2);
         QCOMPARE(run.shown(), QStringList({u"New Timer"_s, u"Timesheet"_s}));
         run.menulet.reset();
         // A press that is still on its way meets nobody.
