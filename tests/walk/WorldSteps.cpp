@@ -177,7 +177,10 @@ void World::saveSheet(int, int)
         return near(hours, there) || near(hours, std::max<Seconds>(before, 0)) ||
                std::ranges::any_of(m_expected, waits);
     };
-    const bool unclear = m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && isNear(shown);
+    // A timer that starts later than it is now, since the clock went back, takes from the hours that the sheet shows.
+    const bool ahead = told->second.entry.runsSince.value_or(0) > now();
+    const bool unclear =
+        m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && (ahead || isNear(shown));
     // Times that were changed elsewhere since go back as they were shown, too.
     const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
     if (unclear || outdated || (told->second.edited && m_typedMinutes < 0)) {
