@@ -210,11 +210,9 @@ private slots:
     void timesheet()
     {
         speak();
-        TimesheetRun run;
-        run.add({.notes = "1, 2, 3: 4", .minutes = 83});
-        run.add({.minutes = 5, .lockedReason = "-"});
-        run.add({.minutes = 125, .running = true});
-        run.open();
+        TimesheetRun run{{.notes = "1, 2, 3: 4", .minutes = 83},
+                         {.minutes = 5, .lockedReason = "-"},
+                         {.minutes = 125, .running = true}};
         timesheet::TimesheetWindow& window = run.window();
         window.resize(window.minimumSize());
         run.list().setSelectedRow(0);

@@ -65,13 +65,10 @@ private slots:
 
     void notesAreDrawnAsMeasured()
     {
-        TimesheetRun run;
         QString notes;
         for (int i = 0; i < 60; ++i)
             notes += u"word%1 "_s.arg(i);
-        run.add({.notes = notes.toStdString(), .minutes = 5});
-        run.add({.minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = notes.toStdString(), .minutes = 5}, {.minutes = 5}};
         QCOMPARE(run.list().rectOfRow(1).height(), 65.0);
         QCOMPARE(run.controller().heightOfRow(run.list(), 2), 0.0);
         for (const int width : {440, 461, 530, 700}) {

@@ -178,10 +178,8 @@ private slots:
 
     void keysActOnTheSelectedRow()
     {
-        TimesheetRun run;
-        run.add({.notes = "first", .minutes = 5});
-        run.add({.notes = "locked", .minutes = 5, .lockedReason = "Approved"});
-        run.open();
+        TimesheetRun run{{.notes = "first", .minutes = 5},
+                         {.notes = "locked", .minutes = 5, .lockedReason = "Approved"}};
         run.key(Qt::Key_Down);
         for (const Qt::Key held : {Qt::Key_S, Qt::Key_E, Qt::Key_Return}) {
             QKeyEvent again(QEvent::KeyPress, held, {}, QKeySequence(held).toString().toLower(), true);
@@ -199,12 +197,10 @@ private slots:
 
     void keysWorkWhereverTheFocusIs()
     {
-        TimesheetRun run;
-        run.add({.notes = "first", .minutes = 5});
-        const auto last = run.add({.notes = "last", .minutes = 5});
-        run.open();
+        TimesheetRun run{{.notes = "first", .minutes = 5}, {.notes = "last", .minutes = 5}};
         timesheet::TimesheetWindow& window = run.window();
-        const QStringList toggled{u"GET /daily/timer/%1"_s.arg(last), u"GET /daily/15/2013?slim=1"_s};
+        const QStringList toggled{u"GET /daily/timer/"_s + run.row(1).dayEntry()->idString(),
+                                  u"GET /daily/15/2013?slim=1"_s};
         for (QWidget* place : {static_cast<QWidget*>(window.backButton), static_cast<QWidget*>(window.forwardButton),
                                static_cast<QWidget*>(window.newTimerButton), window.dailyTimesheetView}) {
             run.list().deselectAll();
@@ -265,12 +261,9 @@ private slots:
 
     void deletesOnlyWhatWasChosen()
     {
-        TimesheetRun run;
-        run.add({.notes = "first", .minutes = 5});
-        const auto second = run.add({.notes = "second", .minutes = 5});
-        run.open();
-        run.key(Qt::Key_Down);
-        run.key(Qt::Key_Down);
+        TimesheetRun run{{.notes = "first", .minutes = 5}, {.notes = "second", .minutes = 5}};
+        run.key(Qt::Key_End);
+        const QString second = run.row(1).dayEntry()->idString();
         // The key alone loses nothing: it opens the menu, ready to.
         QCOMPARE(run.key(Qt::Key_Delete), QStringList());
         QVERIFY(openMenu());
@@ -286,12 +279,9 @@ private slots:
 
     void menuActsOnItsEntryWhereverThatIs()
     {
-        TimesheetRun run;
-        run.add({.notes = "first", .minutes = 5});
-        const auto second = run.add({.notes = "second", .minutes = 5});
-        run.open();
-        run.key(Qt::Key_Down);
-        run.key(Qt::Key_Down);
+        TimesheetRun run{{.notes = "first", .minutes = 5}, {.notes = "second", .minutes = 5}};
+        run.key(Qt::Key_End);
+        const QString second = run.row(1).dayEntry()->idString();
         QTest::keyClick(&run.list(), Qt::Key_F10, Qt::ShiftModifier);
         QVERIFY(openMenu());
         const QPointer<QMenu> menu = openMenu();
