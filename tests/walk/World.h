@@ -181,6 +181,7 @@ private:
     timesheet::TimesheetController* timesheet() const { return m_menulet->timesheetController(); }
     timesheet::TimesheetController& openTimesheet();
     bool isEditing() const;
+    bool isStillTyped(Id id) const; ///< by a save that has not been answered, or failed
     bool recordsTimes() const { return m_account % 2 == 1; }
     model::DayEntry* rowAt(int row) const;
     bool asksAboutIdleTime() const;
@@ -225,6 +226,7 @@ private:
     int m_account = 0;
     int m_typedMinutes = -1;
     bool m_typedNotes = false;
+    bool m_cameBack = false; ///< both, with the sheet
     std::map<Id, Typed> m_typed;
     bool m_storeSpoilt = false; ///< what it knew may be gone with it
     Seconds m_clocksAgree = 0;  ///< the uptime from which windows show the hours by the clock again

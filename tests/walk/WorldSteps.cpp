@@ -122,12 +122,16 @@ void World::openSheet(int row, int)
     controller.dayEntriesListView().setFocus();
     QTest::keyClick(&controller.dayEntriesListView(), Qt::Key_E);
     const Id id = entry->idString().toLongLong();
+    m_cameBack = isStillTyped(id);
+    m_typedMinutes = m_cameBack ? m_typed[id].minutes : -1;
+    m_typedNotes = m_cameBack && m_typed[id].notes;
+}
+
+bool World::isStillTyped(Id id) const
+{
     const auto told = m_told.find(id);
     const auto typed = m_typed.find(id);
-    const bool back =
-        told != m_told.end() && typed != m_typed.end() && typed->second.updated == told->second.entry.updated;
-    m_typedMinutes = back ? typed->second.minutes : -1;
-    m_typedNotes = back && typed->second.notes;
+    return told != m_told.end() && typed != m_typed.end() && typed->second.updated == told->second.entry.updated;
 }
 
 void World::typeNotes(int letter, int)
@@ -146,6 +150,7 @@ void World::typeHours(int minutes, int)
     auto* field = timesheet()->window().findChild<QLineEdit*>(u"hoursField"_s);
     field->setFocus(Qt::TabFocusReason);
     field->selectAll();
+    m_cameBack = false;
     m_typedMinutes = minutes + 1;
     type(*field, QString::asprintf("%d:%02d", m_typedMinutes / 60, m_typedMinutes % 60));
 }
@@ -183,7 +188,9 @@ void World::saveSheet(int, int)
         m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && (ahead || isNear(shown));
     // Times that were changed elsewhere since go back as they were shown, too.
     const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
-    if (unclear || outdated || (told->second.edited && m_typedMinutes < 0)) {
+    // What had come back with the sheet may have been taken since: then it is no longer what was typed.
+    const bool taken = m_cameBack && !isStillTyped(id);
+    if (unclear || outdated || taken || (told->second.edited && m_typedMinutes < 0)) {
         cancelSheet(0, 0);
         return;
     }
