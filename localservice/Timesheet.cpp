@@ -50,13 +50,12 @@ Seconds typedSeconds(double hours)
 /// some clients show an hour that is only just not full without its last minutes ("1:00" for 1:59:45).
 bool looksLike(Seconds typed, Seconds actual)
 {
+    const Seconds rounded = (actual + 30) / 60 * 60;
+    const Seconds uncarried = rounded % 3600 == 0 && rounded > actual ? rounded - 3600 : rounded;
     // Hours go out with four decimals, which may take half a minute down to the minute below.
-    const auto rounds = [typed](Seconds seconds) {
-        const Seconds rounded = (seconds + 30) / 60 * 60;
-        const Seconds uncarried = rounded % 3600 == 0 && rounded > seconds ? rounded - 3600 : rounded;
-        return typed == rounded || typed == uncarried;
-    };
-    return rounds(actual) || rounds(actual - 1) || typed == typedSeconds(std::round(actual / 36.0) / 100);
+    const Seconds below = (actual + 29) / 60 * 60;
+    return typed == rounded || typed == uncarried || typed == below ||
+           typed == typedSeconds(std::round(actual / 36.0) / 100);
 }
 
 constexpr const char* SelectEntry =
@@ -296,7 +295,7 @@ tl::expected<void, Problem> setHours(Entry& entry, const EntryFields& fields, Se
     // A running timer's hours may be a minute old by the time they are sent back, or as old as the request says: then
     // the timer may even have been stopped since, and run again.
     const Seconds asOf = std::min(fields.asOf.value_or(now), now);
-    const Seconds sinceThen = std::max<Seconds>(0, entry.updated - asOf);
+    const Seconds sinceThen = fields.asOf ? std::max<Seconds>(0, entry.updated - asOf) : 0;
     const Seconds beforeStop = std::max<Seconds>(0, entry.base - sinceThen);
     const bool runsAgain = entry.timerStarted && sinceThen > 0 && looksLike(typed, beforeStop);
     const bool justShown = looksLike(typed, entry.timerStarted ? entry.total(asOf) : beforeStop) || runsAgain ||
