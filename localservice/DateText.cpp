@@ -205,12 +205,15 @@ std::string dayInWords(Day day)
 
 std::string daysInWords(Day first, Day last)
 {
+    const std::string end = dayNumber(last) + " " + monthName(last) + " " + yearNumber(last);
+    if (first == last)
+        return end;
     std::string text = dayNumber(first);
     if (first.year() != last.year() || first.month() != last.month())
         text += " " + monthName(first);
     if (first.year() != last.year())
         text += " " + yearNumber(first);
-    return text + " – " + dayNumber(last) + " " + monthName(last) + " " + yearNumber(last);
+    return text + " – " + end;
 }
 
 std::string momentText(Seconds moment)

@@ -37,7 +37,7 @@ std::string yearNumber(Day day);  ///< "2024"
 std::string isoDayText(Day day);  ///< "2024-03-05"
 std::string longDayText(Day day); ///< "Tue, 5 Mar 2024"
 std::string dayInWords(Day day);  ///< "Tuesday, 5 March 2024", for people
-/// "4 – 10 March 2024", "26 February – 3 March 2024": what both days have in common is said once.
+/// "4 – 10 March 2024", "26 February – 3 March 2024", "5 March 2024": what both days have in common is said once.
 std::string daysInWords(Day first, Day last);
 std::string momentText(Seconds moment);    ///< "Tue, 5 Mar 2024 08:15:00 +0000"
 std::string clockText(Minutes minutes);    ///< "9:15am"

@@ -134,7 +134,7 @@ std::string nameOf(const DayRange& range)
         return yearNumber(from);
     if (range == whole(monthOf(from)))
         return monthName(from) + " " + yearNumber(from);
-    return from == to ? dayNumber(from) + " " + monthName(from) + " " + yearNumber(from) : daysInWords(from, to);
+    return daysInWords(from, to);
 }
 
 StepLength stepLengthOf(const DayRange& range, const Report& report)
