@@ -1,5 +1,7 @@
 #include "Credentials.h"
 
+#include "Http.h"
+
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
@@ -112,7 +114,7 @@ std::optional<std::string> hashOfPassword(std::string_view password)
 std::optional<BasicCredentials> BasicCredentials::fromHeader(std::string_view authorization)
 {
     constexpr std::string_view prefix = "Basic ";
-    if (authorization.substr(0, prefix.size()) != prefix || authorization.size() > 4096)
+    if (!isSameName(authorization.substr(0, prefix.size()), prefix) || authorization.size() > 4096)
         return {};
     std::string encoded(authorization.substr(prefix.size()));
     while (!encoded.empty() && encoded.back() == ' ')
