@@ -93,20 +93,6 @@ private slots:
         QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.offerTaskEverywhere(s.acme.design, true); }), u""_s);
         QCOMPARE(s.get(u"/task_assignments"_s).texts(u"id"_s).size(), 3);
     }
-
-    void archivedTasksAreNamesOnly()
-    {
-        Scenario s;
-        s.add();
-        QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.setActive(Kind::Task, s.acme.design, false); }),
-                 u""_s);
-        QCOMPARE(s.get(u"/daily"_s).texts(u"name"_s),
-                 (QStringList{u"Internal"_s, u"Support"_s, u"Website"_s, u"Support"_s}));
-        QCOMPARE(s.get(u"/task_assignments"_s).texts(u"task-id"_s), (QStringList{u"2"_s, u"2"_s}));
-        QCOMPARE(s.get(u"/tasks"_s).texts(u"name"_s), (QStringList{u"Design"_s, u"Support"_s}));
-        const auto refused = s.post(u"/daily/add"_s, requestBody(u"project_id=1 task_id=1"_s));
-        QCOMPARE(refused.text(u"message"_s), u"This task has been archived."_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(LocalCatalogTest)

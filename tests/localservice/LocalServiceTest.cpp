@@ -42,30 +42,6 @@ class LocalServiceTest : public QObject
     Q_OBJECT
 
 private slots:
-    void refusesStrangers()
-    {
-        Scenario s;
-        const auto check = [&](const QString& host, const QString& email, const QString& password, bool welcome) {
-            const auto answer = s.client(s.acme, password, email)->send("GET", u"/nowhere"_s, {}, {u"Host: "_s + host});
-            const auto who = host + u' ' + email + u' ' + password + u' ';
-            QCOMPARE(who + QString::number(answer.status), who + (welcome ? u"404"_s : u"401"_s));
-            QCOMPARE(answer.body == "Authentication failed for API request.", !welcome);
-            QCOMPARE(answer.headers.contains(u"x-company-cache-version"_s), welcome);
-            QVERIFY(!answer.headers.contains(u"www-authenticate"_s));
-        };
-        check(u"acme.localhost"_s, u"ann@example.com"_s, u"secret"_s, true);
-        check(u"acme.localhost"_s, u"Ann@Example.com"_s, u"secret"_s, true);
-        check(u"ACME.localhost:99"_s, u"ann@example.com"_s, u"secret"_s, true);
-        check(u"acme.localhost"_s, u"ann@example.com"_s, u"Secret"_s, false);
-        check(u"acme.localhost"_s, u"ann@example.com"_s, u""_s, false);
-        check(u"acme.localhost"_s, u"bob@example.com"_s, u"secret"_s, false);
-        check(u"other.localhost"_s, u"ann@example.com"_s, u"secret"_s, false);
-        check(u"127.0.0.1"_s, u"ann@example.com"_s, u"secret"_s, false); // no account, and two to choose from
-        for (const auto& value : {u"Basic !!!!"_s, u"Basic "_s, u"Bearer x"_s})
-            QCOMPARE(s.client(s.acme, {}, {})->send("GET", u"/daily"_s, {}, {u"Authorization: "_s + value}).status,
-                     401);
-    }
-
     void passwordsChangeAtOnce()
     {
         Scenario s;

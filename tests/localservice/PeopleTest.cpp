@@ -2,7 +2,6 @@
 
 #include "localservice/People.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -160,93 +159,6 @@ private slots:
         QCOMPARE(Acme::told(s.people([&](People people) { return people.setProjects(stranger, {}); })), unknown);
         // The same address in another account is another person.
         QCOMPARE(s.changed(s.add("bob@example.com"), {"bob@example.com", "Bob", "", false}), u"done"_s);
-    }
-
-    void programsOfMembersReadOnlyTheirOwn()
-    {
-        Acme s;
-        auto data = s.database();
-        const Id member = data.addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone", false, 55}).value();
-        data.assignPerson(s.acme.website, member, 45).value();
-        const Id cages =
-            data.addProject({.client = data.addClient(s.acme.id, "Zoo").value(), .name = "Cages", .rate = 70}).value();
-        data.offerTask(cages, data.addTask(s.acme.id, "Feeding", 20).value(), true, 30).value();
-        s.Scenario::add(u"hours=1 notes=private"_s);
-        const auto client = s.client(s.acme, u"secret"_s, u"bob@example.com"_s);
-
-        static const QRegularExpression leaf(u"<([\\w-]+)>([^<\n]*)</"_s);
-        const auto told = [](const Answer& answer) {
-            QStringList texts;
-            for (auto all = leaf.globalMatch(QString::fromUtf8(answer.body)); all.hasNext();) {
-                const auto next = all.next();
-                texts.append(next.captured(1) + u'=' + next.captured(2));
-            }
-            return (answer.root() + u' ' + texts.join(u' ')).trimmed().toUtf8();
-        };
-        const QByteArray nothing = "error kind=NotFound message=There is nothing at this address.";
-        const auto row = [&](const QByteArray& target, const QByteArray& root, const QByteArray& administrator,
-                             const QByteArray& member) {
-            const auto expected = [&](const QByteArray& records) {
-                return target + ": " + (records == nothing ? nothing : (root + ' ' + records).trimmed());
-            };
-            QCOMPARE(target + ": " + told(s.get(QString::fromUtf8(target))), expected(administrator));
-            QCOMPARE(target + ": " + told(client->get(QString::fromUtf8(target))), expected(member));
-        };
-
-        const QByteArray ann = "id=1 email=ann@example.com first-name=Ann last-name=Lee is-admin=true is-active=true"
-                               " default-hourly-rate=80.00";
-        const QByteArray bob = "id=3 email=bob@example.com first-name=Bob last-name=Stone is-admin=false is-active=true"
-                               " default-hourly-rate=55.00";
-        const QByteArray cost = "id=1 name=Website code=WEB billable=true bill-by=Tasks hourly-rate=0.00 active=true"
-                                " client-id=1";
-        const QByteArray noCost = "id=1 name=Website code=WEB billable=true bill-by=Tasks active=true client-id=1";
-        row("/people", "users", ann + ' ' + bob, bob);
-        row("/people/1", "user", ann, nothing);
-        row("/people/3", "user", bob, bob);
-        row("/people/2", "user", nothing, nothing);
-        const QByteArray onWebsite = "id=1 project-id=1 user-id=1 hourly-rate=0.00";
-        const QByteArray onInternal = "id=2 project-id=2 user-id=1 hourly-rate=0.00";
-        const QByteArray own = "id=5 project-id=1 user-id=3 hourly-rate=45.00";
-        row("/user_assignments", "user-assignments", onWebsite + ' ' + onInternal + ' ' + own, own);
-        row("/projects/1/user_assignments", "user-assignments", onWebsite + ' ' + own, own);
-        row("/projects/2/user_assignments", "user-assignments", onInternal, "");
-        row("/projects", "projects",
-            cost + " id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1"
-                   " id=5 name=Cages code= billable=true bill-by=Tasks hourly-rate=70.00 active=true client-id=3",
-            noCost);
-        row("/projects/1", "project", cost, noCost);
-        row("/projects/2", "project",
-            "id=2 name=Internal code= billable=false bill-by=Tasks hourly-rate=0.00 active=true client-id=1", nothing);
-        row("/clients", "clients", "id=1 name=Bread &lt;&amp; Sons&gt; active=true id=3 name=Zoo active=true",
-            "id=1 name=Bread &lt;&amp; Sons&gt; active=true");
-        row("/clients/3", "client", "id=3 name=Zoo active=true", nothing);
-        row("/tasks", "tasks",
-            "id=1 name=Design default-hourly-rate=90.00 id=2 name=Support default-hourly-rate=0.00"
-            " id=5 name=Feeding default-hourly-rate=20.00",
-            "id=1 name=Design id=2 name=Support");
-        row("/tasks/1", "task", "id=1 name=Design default-hourly-rate=90.00", "id=1 name=Design");
-        row("/tasks/5", "task", "id=5 name=Feeding default-hourly-rate=20.00", nothing);
-        row("/task_assignments", "task-assignments",
-            "id=1 project-id=1 task-id=1 billable=true hourly-rate=0.00 id=2 project-id=1 task-id=2 billable=false"
-            " hourly-rate=0.00 id=3 project-id=2 task-id=2 billable=false hourly-rate=0.00"
-            " id=7 project-id=5 task-id=5 billable=true hourly-rate=30.00",
-            "id=1 project-id=1 task-id=1 billable=true id=2 project-id=1 task-id=2 billable=false");
-        row("/projects/5/task_assignments", "task-assignments",
-            "id=7 project-id=5 task-id=5 billable=true hourly-rate=30.00", "");
-        row("/daily/65/2024?slim=1&user_id=1", "daily",
-            "for_day=Tue, 5 Mar 2024 id=1 user_id=1 spent_at=2024-03-05 project_id=1 project=Website"
-            " client=Bread &lt;&amp; Sons&gt; task_id=1 task=Design hours=1.0 hours_without_timer=1.0 notes=private"
-            " is_locked=false is_billed=false created_at=Tue, 5 Mar 2024 08:15:40 +0000"
-            " updated_at=Tue, 5 Mar 2024 08:15:40 +0000",
-            "for_day=Tue, 5 Mar 2024");
-        row("/account/who_am_i?id=1", "hash",
-            "name=Acme &amp; Co active=true id=1 email=ann@example.com first-name=Ann last-name=Lee admin=true"
-            " timezone=Europe/Berlin timestamp-timers=false",
-            "name=Acme &amp; Co active=true id=3 email=bob@example.com first-name=Bob last-name=Stone admin=false"
-            " timezone=Europe/Berlin timestamp-timers=false");
-        for (const char* unknown : {"/people/1/assignments", "/people/1/daily", "/people/1/entries", "/reports",
-                                    "/reports.csv?person=1", "/projects/1/entries", "/company", "/people.xml"})
-            row(unknown, "error", nothing, nothing);
     }
 };
 

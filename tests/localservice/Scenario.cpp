@@ -159,10 +159,3 @@ Answer Scenario::update(const QString& id, const QString& fields)
 {
     return post(u"/daily/update/"_s + id, requestBody(fields));
 }
-
-Answer Scenario::sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt)
-{
-    const auto fields = u"id=%1 hours=%2 timer_state=%3 updated_at=%4"_s;
-    const auto moment = QString(updatedAt).replace(u' ', u'_');
-    return post(u"/hc/day_entry/"_s + id, requestBody(fields.arg(id, hours, state, moment), u"day_entry"_s));
-}

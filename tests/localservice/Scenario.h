@@ -52,7 +52,6 @@ public:
     Answer book(const QString& fields);
     Answer update(const QString& id, const QString& fields);
     Answer toggle(const QString& id) { return get(QStringLiteral("/daily/timer/") + id); }
-    Answer sync(const QString& id, const QString& hours, const QString& state, const QString& updatedAt);
     Answer today() { return get(QStringLiteral("/daily?slim=1")); }
 
     /// From now on the client speaks for the other account.

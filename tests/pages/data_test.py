@@ -1,6 +1,5 @@
 """What comes in and goes out, copies, and what was deleted."""
 
-import json
 import pathlib
 import shutil
 import tempfile
@@ -132,26 +131,6 @@ class Data(pages.PageTest):
                          [(0, 0)])
         self.press("Bring It Back", self.find(".note"))
         self.assertEqual(self.host.data("SELECT COUNT(*) FROM entries"), [(2,)])
-
-    def test_everything_goes_out_and_comes_back(self):
-        for day in range(1, 20):
-            self.host.book(1800 * day, f"2024-02-{day:02}", notes=f"“{day}” & more")
-        self.sign_in(to="/data")
-        status, headers, text = self.request("GET", "/data/everything.json")
-        self.assertEqual((status, headers["content-disposition"]), (200, 'attachment; filename="quillon-2024-03-05.json"'))
-        self.assertNotIn("password", text)
-        self.host.data("DELETE FROM entries WHERE spent_at > '2024-02-10'")
-        self.choose("quillon.json", text)
-        self.assertEqual(self.figures(), {"New entries": "9", "Hours": "67:30", "There already": "10"})
-        self.press("Import 9 Entries")
-        self.assertEqual(json.loads(self.request("GET", "/data/everything.json")[2])["entries"].__len__(), 19)
-        self.choose("quillon.json", text)
-        self.assertIn("There is nothing new in this file.", self.words)
-        self.choose("broken.json", text[:-40])
-        self.assertIn("This file cannot be read. Line ", self.texts("[role=alert]")[0])
-        self.check_page()
-        calendar = self.request("GET", "/data/calendar.ics")
-        self.assertEqual((calendar[1]["content-type"], calendar[2].count("BEGIN:VEVENT")), ("text/calendar; charset=utf-8", 19))
 
     def test_large_files_come_from_administrators_alone(self):
         self.sign_in(to="/data/import")
