@@ -112,10 +112,10 @@ User::ProjectsByClient User::groupByClientName(const std::vector<Project*>& proj
 
 const std::map<QString, std::vector<User::Listed>>& User::assigned() const
 {
-    const auto revision = [this] {
-        return context().revision({EntityName, UserAssignment::EntityName, Project::EntityName, Client::EntityName});
-    };
-    if (m_assignedAt == revision())
+    // Before anything is read: what fails is not kept.
+    const std::uint64_t revision =
+        context().revision({EntityName, UserAssignment::EntityName, Project::EntityName, Client::EntityName});
+    if (std::exchange(m_assignedAt, revision) == revision)
         return m_assigned;
     // All of them are loaded at once rather than one by one for their names.
     if (const Company* company = this->company()) {
@@ -135,7 +135,6 @@ const std::map<QString, std::vector<User::Listed>>& User::assigned() const
         std::stable_sort(listed.begin(), listed.end(),
                          [](const Listed& left, const Listed& right) { return left.name < right.name; });
     }
-    m_assignedAt = revision();
     return m_assigned;
 }
 

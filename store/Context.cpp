@@ -179,7 +179,7 @@ void Context::moveInCollections(Object& object, int relationship, std::int64_t f
         next->second.push_back(&object);
 }
 
-std::vector<Object*>& Context::collection(const Object& owner, int relationship)
+std::vector<Object*> Context::collection(const Object& owner, int relationship)
 {
     const CollectionKey key{owner.id(), relationship};
     if (const auto known = m_collections.find(key); known != m_collections.end())
@@ -187,9 +187,12 @@ std::vector<Object*>& Context::collection(const Object& owner, int relationship)
     const Relationship& own = owner.m_entity->relationships[static_cast<std::size_t>(relationship)];
     const Entity& members = m_coordinator->model().entities()[static_cast<std::size_t>(own.destination)];
     // Fetched before it is noted: a fetch may fill other collections.
+    const std::uint64_t before = m_revisions[static_cast<std::size_t>(members.index)];
     std::vector<Object*> found =
         fetch({members.name, where(members.relationships[static_cast<std::size_t>(own.inverse)].name, &owner), {}});
-    return m_collections.insert_or_assign(key, std::move(found)).first->second;
+    if (m_revisions[static_cast<std::size_t>(members.index)] == before) // else it failed
+        m_collections.insert_or_assign(key, found);
+    return found;
 }
 
 std::unique_ptr<Object> Context::detach(Object& object)
@@ -219,7 +222,7 @@ void Context::remove(Object& object)
     const Entity& entity = object.entity();
     for (std::size_t i = static_cast<std::size_t>(entity.toOneCount); i < entity.relationships.size(); ++i) {
         const Relationship& relationship = entity.relationships[i];
-        for (Object* member : std::vector<Object*>(collection(object, static_cast<int>(i)))) {
+        for (Object* member : collection(object, static_cast<int>(i))) {
             if (relationship.deleteRule == DeleteRule::Cascade)
                 remove(*member);
             else
@@ -459,7 +462,8 @@ Object* Context::find(ObjectId id)
             return statement->executeStep() ? takeRow(entity, statement) : nullptr;
         });
     } catch (const std::exception&) {
-        return nullptr; // as in `fetch`
+        ++m_revisions[static_cast<std::size_t>(id.entity)]; // as in `fetchUpTo`
+        return nullptr;
     }
 }
 

@@ -135,7 +135,7 @@ private:
     void touch(ObjectId id);
     void setAttribute(Object& object, int attribute, Value value);
     void setToOneRow(Object& object, int relationship, std::int64_t row);
-    std::vector<Object*>& collection(const Object& owner, int relationship);
+    std::vector<Object*> collection(const Object& owner, int relationship);
     void moveInCollections(Object& object, int relationship, std::int64_t from, std::int64_t to);
     void forgetChange(Object& object);
     std::unique_ptr<Object> detach(Object& object);

@@ -51,6 +51,7 @@ std::unique_ptr<SleepMonitor::Watch> LogindSleepMonitor::watch(std::function<voi
         return nullptr;
     m_goingToSleep = std::move(goingToSleep);
     m_woke = std::move(woke);
+    m_asleep = false;
     m_manager.setConnection(bus);
     takeLock();
     return std::make_unique<Held>(*this);
@@ -81,6 +82,8 @@ void LogindSleepMonitor::takeLock()
 
 void LogindSleepMonitor::prepareForSleep(bool asleep)
 {
+    if (!m_goingToSleep)
+        return; // it was on its way when the watch ended
     m_asleep = asleep;
     if (asleep) {
         m_goingToSleep();

@@ -179,10 +179,10 @@ void NotificationAlerts::notify(Asked& asked)
     const QDBusPendingCall call =
         platform::call(u"Notify"_s, {u"Quillon"_s, asked.number, Entry, asked.alert.title,
                                      asked.alert.text.toHtmlEscaped(), actions, hints, NeverExpires});
-    whenAnswered(call, this, [this, id = asked.id](const QDBusPendingCall& answered) {
+    whenAnswered(call, this, [this, id = asked.id, losses = asked.losses](const QDBusPendingCall& answered) {
         const QDBusReply<uint> number = answered.reply();
         Asked* const waiting = find(id);
-        if (!waiting) {
+        if (!waiting || waiting->losses != losses) {
             if (number.isValid())
                 close(number.value());
         } else if (number.isValid()) {
@@ -210,7 +210,7 @@ void NotificationAlerts::askAgain()
         if (!std::exchange(asked.number, 0))
             continue;
         asked.minute.reset();
-        if (std::exchange(asked.wasLost, true))
+        if (asked.losses++ > 0)
             showBox(asked);
         else
             ask(asked);

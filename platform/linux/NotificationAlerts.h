@@ -46,7 +46,7 @@ private:
         std::function<void(int)> done;
         uint number = 0;                                ///< the desktop's for the notification; 0: none yet
         bool changed = false;                           ///< since the texts were sent
-        bool wasLost = false;                           ///< once already, with whatever showed it
+        int losses = 0;                                 ///< with whatever showed it
         std::unique_ptr<TimeSource::Timer> minute = {}; ///< until the texts may change again
         std::optional<AlertId> box = {};                ///< instead of a notification
     };

@@ -8,6 +8,7 @@
 #include "model/TaskAssignment.h"
 #include "model/UserAssignment.h"
 
+#include "support/UnreadableStore.h"
 #include "support/VerifyEach.h"
 
 #include <QTest>
@@ -230,6 +231,7 @@ private slots:
 
     void filtersProjects()
     {
+        support::UnreadableStore unreadable;
         ModelRun run;
         run.signIn();
         QVERIFY(run.import(&DayEntry::parseXml, Sheet));
@@ -260,6 +262,14 @@ private slots:
         QCOMPARE(matching(u"OO"_s), u"Bank: Zoology; Zoo: Room");
         run.main().remove(*run.byId<Project>("12"));
         QCOMPARE(matching(u"OO"_s), u"Zoo: Room");
+        // Nothing is kept of a store that fails for a moment.
+        QVERIFY(run.main().save());
+        store::Context context(run.coordinator(), store::MergePolicy::Overwrite);
+        const User& other = *run.currentUserInContext(context);
+        for (const bool fails : {true, false}) {
+            unreadable.fails = fails;
+            QCOMPARE(other.assignedProjects().size(), fails ? 0U : 3U);
+        }
     }
 
     void filtersTasks()

@@ -5,6 +5,8 @@
 #include "model/HoursMinutes.h"
 #include "model/QuillonHoursFormatter.h"
 #include "store/Utc.h"
+#include "support/InRow.h"
+#include "support/Table.h"
 
 #include <QTest>
 
@@ -16,83 +18,28 @@ using model::DateFormatting;
 
 using Reader = QDateTime (DateFormatting::*)(const QString&);
 using Writer = QString (DateFormatting::*)(const QDateTime&);
-Q_DECLARE_METATYPE(Reader)
 
 class FormatsTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void reads_data()
-    {
-        QTest::addColumn<Reader>("reader");
-        QTest::addColumn<QByteArray>("zone");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("moment"); // empty: refused
-        const auto row = [](Reader reader, const char* zone, const char* text, const char* moment) {
-            QTest::addRow("%s %s", zone, text)
-                << reader << QByteArray(zone) << QString::fromUtf8(text) << QString::fromLatin1(moment);
-        };
-        const Reader datetime = &DateFormatting::dateFromDatetime;
-        row(datetime, "Asia/Tokyo", "Tue, 5 Mar 2024 09:13:00 +0000", "2024-03-05T09:13:00Z");
-        row(datetime, "Asia/Tokyo", "Tue, 05 Mar 2024 09:13:07 +0100", "2024-03-05T08:13:07Z");
-        row(datetime, "UTC", "Tue, 5 Mar 2024 09:13:00 +0000 and more", "");
-        row(datetime, "UTC", "Sat, 31 Feb 2024 09:13:00 +0000", "");
-        row(datetime, "UTC", "Di., 5 März 2024 09:13:00 +0000", "");
-        row(datetime, "UTC", "Tue, 5 Mar 2024 09:13:00", "");
-        const Reader rails = &DateFormatting::dateFromRailsDatetime;
-        row(rails, "America/New_York", "2024-03-05T09:15:00Z", "2024-03-05T09:15:00Z");
-        row(rails, "America/New_York", "2024-03-05T09:15:00GMT", "");
-        const Reader day = &DateFormatting::dateFromDaydate;
-        row(day, "America/New_York", "2024-03-05", "2024-03-05T05:00:00Z");
-        row(day, "America/New_York", "2024-03-05T00", "");
-        row(day, "UTC", "2024-3-5", "");
-        row(day, "UTC", "2024- 3-05", "");
-        const Reader longDay = &DateFormatting::dateFromLongDaydate;
-        row(longDay, "Asia/Tokyo", "Tue, 5 Mar 2024", "2024-03-04T15:00:00Z");
-        row(longDay, "Asia/Tokyo", "5 Mar 2024", "");
-        // Days that begin at one in the morning.
-        row(day, "America/Sao_Paulo", "2018-11-04", "2018-11-04T03:00:00Z");
-        row(longDay, "America/Sao_Paulo", "Sun, 4 Nov 2018", "2018-11-04T03:00:00Z");
-        row(day, "Asia/Beirut", "2022-03-27", "2022-03-26T22:00:00Z");
-        row(longDay, "Asia/Beirut", "Sun, 27 Mar 2022", "2022-03-26T22:00:00Z");
-        const Reader clock = &DateFormatting::dateFromStartedStoppedString;
-        row(clock, "Europe/Berlin", "2024-07-05 09:15am", "2024-07-05T07:15:00Z");
-        row(clock, "Europe/Berlin", "2024-07-05 12:00am", "2024-07-04T22:00:00Z");
-        row(clock, "Europe/Berlin", "2024-07-05 17:00", "");
-        // A time that the spring change skips, and the later of the two that the autumn change gives.
-        row(clock, "America/New_York", "2024-03-10 02:30am", "");
-        row(clock, "America/New_York", "2024-11-03 01:30am", "2024-11-03T06:30:00Z");
-        row(clock, "UTC", "2024-3-05 09:15am", "");
-        // Typed: no later pattern may read what the change skips as another time.
-        const Reader typed = &DateFormatting::dateFromUnvalidatedStartedStoppedString;
-        for (const char* skipped : {"2:30AM", "2:30 a", "2:30", "230", "0230", "2:00AM", "2:59AM"})
-            row(typed, "Europe/Berlin", qPrintable("2026-03-29 "_L1 + QLatin1StringView(skipped)), "");
-        row(typed, "Europe/Berlin", "2026-03-29 3:00AM", "2026-03-29T01:00:00Z");
-        const std::pair<const char*, const char*> times[] = {
-            {"9:15AM", "09:15"}, {"9:15 am", "09:15"}, {"9:15a", "09:15"}, {"915", "09:15"},
-            {"9:15", "09:15"},   {"0915", "09:15"},    {"1700", "17:00"},  {"17:00", "17:00"},
-            {"13:30", "13:30"},  {"0015", "00:15"},    {"1200", "12:00"},  {"12:00", "00:00"},
-            {"5:00pm", "17:00"}, {"17:00pm", "12:00"}, {"500pm", "12:00"}, {"24:00", ""},
-            {"25:00", ""},       {"9:75", ""},         {"9:5", ""},        {"9", ""},
-            {"9am", ""},         {"0500PM", ""},       {"noon", ""},       {"", ""},
-            {"9:15 uhr", ""}};
-        for (const auto& [text, time] : times) {
-            row(typed, "UTC", qPrintable("2024-03-05 "_L1 + QLatin1StringView(text)),
-                *time ? qPrintable("2024-03-05T"_L1 + QLatin1StringView(time) + ":00Z"_L1) : "");
-            row(typed, "UTC", qPrintable("2024-02-30 "_L1 + QLatin1StringView(text)), "");
-        }
-        row(typed, "America/Sao_Paulo", "2018-11-04 12:30AM", "");
-        row(typed, "America/Sao_Paulo", "2018-11-04 1:00AM", "2018-11-04T03:00:00Z");
-    }
     void reads()
     {
-        QFETCH(Reader, reader);
-        QFETCH(QByteArray, zone);
-        QFETCH(QString, text);
+        const QHash<QString, Reader> readers{{u"datetime"_s, &DateFormatting::dateFromDatetime},
+                                             {u"rails"_s, &DateFormatting::dateFromRailsDatetime},
+                                             {u"day"_s, &DateFormatting::dateFromDaydate},
+                                             {u"long day"_s, &DateFormatting::dateFromLongDaydate},
+                                             {u"clock"_s, &DateFormatting::dateFromStartedStoppedString},
+                                             {u"typed"_s, &DateFormatting::dateFromUnvalidatedStartedStoppedString}};
+        const QList<QStringList> rows = support::table(QFINDTESTDATA("dates.txt"));
+        QVERIFY(rows.size() > 60);
         support::TestRun run;
-        const Zone here(zone.constData());
-        QTEST(utc((DateFormatting::instance().*reader)(text)), "moment");
+        for (const QStringList& row : rows) {
+            const support::InRow named(row.join(u' '));
+            const Zone here(row[1].toUtf8().constData());
+            QCOMPARE(utc((DateFormatting::instance().*readers[row[0]])(row[2])), row[3]);
+        }
     }
 
     void writes()

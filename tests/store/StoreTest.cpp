@@ -1,5 +1,6 @@
 #include "../support/InRow.h"
 #include "../support/Limit.h"
+#include "../support/UnreadableStore.h"
 
 #include "store/Context.h"
 #include "store/Coordinator.h"
@@ -727,6 +728,31 @@ private slots:
         QCOMPARE(keys(notes), u"1 2"_s);
         QCOMPARE(notes.front()->string("text"), u"mine"_s);
         QCOMPARE(notes.front()->toOne("box")->integer("size"), std::int64_t(2));
+    }
+
+    // Whoever keeps what it has read sees by the revision that there may be more.
+    void failsForAMoment()
+    {
+        support::UnreadableStore store;
+        Boxes desk;
+        Context context(desk.shared, MergePolicy::Overwrite);
+        Object* const box = context.find(desk.a.id());
+        const FetchRequest all{"Note", {}, {}};
+        const std::pair<const char*, std::function<bool()>> reads[] = {
+            {"collection", [&] { return !box->toMany("notes").empty(); }},
+            {"object", [&] { return context.find(desk.one.id()) != nullptr; }},
+            {"fetch", [&] { return !context.fetch(all).empty(); }},
+            {"standing fetch", [&] { return !context.fetchStanding(all).empty(); }}};
+        for (const bool fails : {true, false}) {
+            store.fails = fails;
+            for (const auto& [name, finds] : reads) {
+                const support::InRow row(name);
+                const auto before = context.revision({"Note"});
+                QCOMPARE(finds(), !fails);
+                QCOMPARE(context.revision({"Note"}) != before, fails);
+            }
+        }
+        QVERIFY(!desk.shared->failure());
     }
 
     void twoThreadsSave()
