@@ -6,7 +6,6 @@
 #include "service/RequestThrottle.h"
 #include "settings/Keys.h"
 #include "settings/QuillonPreferences.h"
-#include "store/Utc.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -19,16 +18,8 @@ using service::RequestThrottle;
 using support::Reply;
 using support::ServiceRun;
 using Sleeps = std::vector<std::chrono::milliseconds>;
-using Request = std::function<void(ServiceRun&)>;
 
 namespace {
-
-model::DayEntry& newYearsEntry(ServiceRun& run)
-{
-    model::DayEntry& entry = run.entry(u"12"_s);
-    entry.setSpentAt(QDate(2013, 1, 1).startOfDay());
-    return entry;
-}
 
 /// `throttled`: the throttle or the facade.
 void start(auto& throttled, int requests)
@@ -44,72 +35,6 @@ class QuillonApiTest final : public QObject
     Q_OBJECT
 
 private slots:
-    void requestsAndTheirOutcomes()
-    {
-        const auto day = [](QDate date, bool refresh) {
-            return [=](ServiceRun& run) { run.api.requestDailyTimesheetForDate(date, refresh); };
-        };
-        const auto person = [](ServiceRun& run) { run.api.requestUser(u"7"_s); };
-        const auto newTimer = [](ServiceRun& run) { run.api.startNewTimer(newYearsEntry(run)); };
-        const auto update = [](ServiceRun& run) { run.api.updateTimer(newYearsEntry(run)); };
-        const auto remove = [](ServiceRun& run) { run.api.deleteTimer(newYearsEntry(run)); };
-        const auto idleTime = [](ServiceRun& run) { run.api.correctIdleTimer(newYearsEntry(run), 60, {}); };
-        const auto credentials = [](ServiceRun& run) { run.api.authenticateNewCredentialsAndNotify(&run.outcomes); };
-        const std::tuple<Request, const char*, QString, bool> rows[] = {
-            {day(QDate(2013, 1, 1), false), "GET /daily/1/2013?slim=1", u"requestDailyTimesheet"_s, true},
-            {day(QDate(2012, 12, 31), false), "GET /daily/366/2012?slim=1", u"requestDailyTimesheet"_s, true},
-            {day(QDate(2013, 3, 1), true), "GET /daily/60/2013", u"requestDailyTimesheet"_s, true},
-            {person, "GET /people/7", u"requestUser"_s, false},
-            {newTimer, "POST /daily/add", u"startNewTimer"_s, true},
-            {update, "POST /daily/update/12", u"updateTimer"_s, true},
-            {remove, "GET /daily/delete/12", u"deleteTimer"_s, true},
-            {idleTime, "POST /hc/day_entry/12", u"correctIdleTimer"_s, true},
-            {credentials, "GET /account/who_am_i", {}, false}};
-        for (const auto& [request, sent, outcome, tellsFailure] : rows) {
-            ServiceRun run;
-            run.peer.answer(sent, {Reply{200, "<nothing/>"},
-                                   Reply{500, "<error><kind>k</kind><message>Not now.</message></error>"}});
-            request(run);
-            QVERIFY(run.finish());
-            QCOMPARE(run.peer.asked(), QStringList(QString::fromLatin1(sent)));
-            const QStringList success(outcome.isEmpty() ? QStringList() : QStringList(outcome + "DidSucceed"_L1));
-            QStringList told(u"authenticationSucceeded"_s);
-            QCOMPARE(run.outcomes.calls(), told + success);
-
-            run.outcomes.forgetCalls();
-            request(run);
-            QVERIFY(run.finish());
-            if (tellsFailure)
-                told << outcome + "DidFailWithError QuillonForMac 500 Not now."_L1;
-            QCOMPARE(run.outcomes.calls(), told + success);
-        }
-    }
-
-    void changingRequestsAreSentOnce()
-    {
-        ServiceRun run;
-        run.peer.answer("GET /people/7", {Reply{200, "<leaves-a-connection-open/>"}});
-        // The library would repeat them of itself, and finds the second reply then.
-        const std::vector<Reply> replies{Reply::closed(), Reply{200, "<repeated/>"}};
-        for (const char* key : {"POST /daily/add", "POST /daily/update/12", "GET /daily/timer/12",
-                                "GET /daily/delete/12", "POST /hc/day_entry/12"})
-            run.peer.answer(key, replies);
-        run.peer.answer("GET /daily/1/2013?slim=1", {Reply{200, "<daily/>"}});
-
-        model::DayEntry& entry = newYearsEntry(run);
-        run.api.requestUser(u"7"_s);
-        run.api.startNewTimer(entry);
-        run.api.updateTimer(entry);
-        run.api.toggleTimer(entry);
-        run.api.deleteTimer(entry);
-        run.api.correctIdleTimer(entry, 60, {});
-        QVERIFY(run.finish());
-        QCOMPARE(run.peer.asked(), QStringList({u"GET /people/7"_s, u"POST /daily/add"_s, u"POST /daily/update/12"_s,
-                                                u"GET /daily/timer/12"_s, u"GET /daily/1/2013?slim=1"_s,
-                                                u"GET /daily/delete/12"_s, u"POST /hc/day_entry/12"_s}));
-        QCOMPARE(run.outcomes.calls().filter(u"QuillonHttpErrorDomain 52"_s).size(), 5);
-    }
-
     void requestsRunInOrder()
     {
         ServiceRun run;
@@ -127,37 +52,6 @@ private slots:
         QCOMPARE(run.peer.asked(), expected);
         QCOMPARE(run.outcomes.calls(), calls);
         QCOMPARE(run.outcomes.everyCall().count(u"allRequestsProcessed"_s), 1);
-    }
-
-    void newCredentialsAreTriedForTheReceiver()
-    {
-        ServiceRun run;
-        support::RecordingReceiver window;
-        run.peer.answer("GET /account/who_am_i", {Reply{401, "Authentication failed for API request."},
-                                                  Reply{200, "<hash/>", {{"X-Company-Cache-Version", "7"}}}});
-        run.api.authenticateNewCredentialsAndNotify(&window);
-        run.api.authenticateNewCredentialsAndNotify(&window);
-        QVERIFY(run.finish());
-        QCOMPARE(window.calls(), QStringList({u"authenticationFailed"_s, u"gotQuillonCompanyCacheVersion 7"_s,
-                                              u"authenticationSucceeded"_s}));
-        QCOMPARE(run.outcomes.calls(), QStringList());
-        QVERIFY(run.outcomes.everyCall().contains(u"mergeRequired"_s)); // the account
-    }
-
-    void idleTimeIsTakenOff()
-    {
-        ServiceRun run;
-        run.peer.answer("POST /hc/day_entry/12", {Reply{200, "no XML"}});
-        model::DayEntry& entry = newYearsEntry(run);
-        entry.setHours(2);
-        entry.setTimerStarted(QDateTime(QDate(2013, 1, 1), QTime(8, 0), store::Utc));
-        run.api.correctIdleTimer(entry, 2700, QDateTime(QDate(2013, 1, 1), QTime(9, 0), store::Utc));
-        QCOMPARE(entry.hours(), 1.25); // at once, not when the service answers
-        QVERIFY(!entry.isRunning());
-        QVERIFY(run.finish());
-        const QByteArray body = QByteArray::fromStdString(run.bodyOfRequest(0));
-        QVERIFY2(body.contains("<hours>1.25</hours>"), body.constData());
-        QVERIFY(body.contains("<timer_state>stopped</timer_state>"));
     }
 
     void thirtySixRequestsInFifteenSeconds()

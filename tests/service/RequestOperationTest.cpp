@@ -141,63 +141,6 @@ private slots:
         QVERIFY((*parsed)->localizedDescription == u"x"_s.repeated(300'000) + u'>' + u"<"_s.repeated(300'000));
     }
 
-    void headers()
-    {
-        ServiceRun run;
-        settings::QuillonPreferences& preferences = run.api.userCredentials();
-        preferences.setEmail(u"änn@example.com"_s);
-        preferences.setPassword(u"p:w "_s + QString(120, u'x'));
-        run.peer.answer(Day, {Reply{200, "<daily/>"}});
-        run.api.requestDailyTimesheetForDate(NewYear);
-        QVERIFY(run.finish());
-        QCOMPARE(run.headerOfRequest(0, "Content-Type"), "application/xml");
-        QCOMPARE(run.headerOfRequest(0, "Accept"), "application/xml");
-        QCOMPARE(run.headerOfRequest(0, "User-Agent"), "QuillonX 4.2");
-        QVERIFY(run.headerOfRequest(0, "Host").starts_with("acme.localhost:"));
-        // "änn@example.com:p:w xxx…"
-        QCOMPARE(QString::fromStdString(run.headerOfRequest(0, "Authorization")),
-                 "Basic w6RubkBleGFtcGxlLmNvbTpwOncg"_L1 + u"eHh4"_s.repeated(40));
-    }
-
-    void outcomes()
-    {
-        const std::string error = "<error><kind>k</kind><message>Not now.</message></error>";
-        const std::string refusal = "Authentication failed for API request.";
-        const std::tuple<const char*, Reply, QStringList> rows[] = {
-            {"answer", {200, "<daily/>"}, {Succeeded, DayCame}},
-            {"cache version",
-             {200, "<daily/>", {{"X-Company-Cache-Version", "12345678901"}}},
-             {u"gotQuillonCompanyCacheVersion 12345678901"_s, Succeeded, DayCame}},
-            {"error document", {500, error}, {Succeeded, DayFailed + "QuillonForMac 500 Not now."_L1, DayCame}},
-            {"failure without XML", {500, "Oops"}, {Succeeded, DayFailed + "without an error"_L1, DayCame}},
-            {"refused", {401, refusal}, {Failed}},
-            {"refused with success",
-             {200, refusal, {{"X-Company-Cache-Version", "7"}}},
-             {u"gotQuillonCompanyCacheVersion 7"_s, Failed}},
-            {"refused and more", {401, refusal + "\n"}, {Succeeded, DayCame}},
-            {"sign-in page", {200, "<!DOCTYPE html><p>Sign in"}, {Failed}},
-            {"page of a proxy",
-             {407, "<!DOCTYPE html><p>Sign in"},
-             {DayFailed +
-              "QuillonHttpErrorDomain 97 The network's proxy asks for a name and a password that Quillon does "
-              "not have."_L1}},
-            {"page in a sheet", {200, "<daily><!-- <!DOCTYPE html> --></daily>"}, {Succeeded, DayCame}},
-            {"page after a blank", {200, " <!DOCTYPE html>"}, {Succeeded, DayCame}},
-            {"error document, not found", {404, error}, {Succeeded, DayCame}},
-            {"no UTF-8", {200, "<daily>\xff</daily>"}, {Succeeded, DayCame}},
-            {"cut off", {200, "<daily><day_entr"}, {Succeeded, DayCame}}};
-        for (const auto& [name, reply, expected] : rows) {
-            const support::InRow row(name);
-            ServiceRun run;
-            run.peer.answer(Day, {reply});
-            run.api.requestDailyTimesheetForDate(NewYear);
-            QVERIFY(run.finish());
-            QCOMPARE(run.outcomes.calls(), expected);
-            QCOMPARE(run.peer.asked().size(), 1);
-            QCOMPARE(run.time.sleeps(), Sleeps());
-        }
-    }
-
     void transportFailures()
     {
         const std::pair<QByteArray, QString> rows[] = {{"", DayFailed + "transport 56 Gone."_L1},
@@ -209,37 +152,6 @@ private slots:
                 run, HttpReply{status, {}, body, Error{u"transport"_s, 56, u"Gone."_s, {}}}));
             QVERIFY(run.finish());
             QCOMPARE(run.outcomes.calls(), QStringList(told));
-        }
-    }
-
-    void retriesOnceAfterFiveMinutes()
-    {
-        const Reply good{200, "<daily/>"};
-        const QStringList fine{Succeeded, DayCame};
-        const QString lost = DayFailed + "QuillonHttpErrorDomain 52 The connection to the service was lost."_L1;
-        const std::tuple<int, Reply, QStringList, bool> rows[] = {{502, good, fine, true},
-                                                                  {503, good, fine, true},
-                                                                  {503, Reply{503}, fine, true},
-                                                                  {503, Reply::closed(), {lost}, true},
-                                                                  {504, good, fine, false}};
-        for (const auto& [first, second, expected, waits] : rows) {
-            ServiceRun run;
-            run.peer.answer("POST /hc/day_entry/12", {Reply{first}, second});
-            // A request with a body, which must be there again in the second attempt.
-            auto operation = std::make_unique<QuillonStopIdleTimerOperation>(
-                run.entry(u"12"_s), QDateTime(), run.api.userCredentials(), run.api.services());
-            operation->setNotificationDelegate(&run.outcomes);
-            operation->setNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidSucceed);
-            operation->setErrorNotificationSelector(&OutcomeReceiver::requestDailyTimesheetDidFailWithError);
-            run.api.addOperation(std::move(operation));
-            QVERIFY(run.finish());
-            QCOMPARE(run.outcomes.calls(), expected);
-            QCOMPARE(run.time.sleeps(), waits ? Sleeps{300s} : Sleeps{});
-            QCOMPARE(run.peer.asked().size(), waits ? 2 : 1);
-            if (waits) {
-                QCOMPARE(run.bodyOfRequest(1), run.bodyOfRequest(0));
-                QVERIFY(run.bodyOfRequest(1).starts_with("<?xml"));
-            }
         }
     }
 
@@ -297,28 +209,6 @@ private slots:
         QCOMPARE(run.outcomes.calls(), QStringList());
     }
 
-    void mergeComesBeforeSuccess()
-    {
-        ServiceRun run;
-        const store::Ref<model::DayEntry> entry(&run.entry(u"1"_s));
-        QHash<QString, QString> seenAt;
-        run.outcomes.whenCalled = [&](const QString& call) {
-            seenAt[call] = !entry ? u"gone"_s : QString::number(entry.get()->hours().value_or(0));
-        };
-        run.peer.answer(Day, {Reply{200, sheet({u"1"_s, u"2"_s})}, Reply{200, sheet({u"2"_s})}});
-        run.api.requestDailyTimesheetForDate(NewYear);
-        QVERIFY(run.finish());
-        QCOMPARE(seenAt.value(Succeeded), u"0"_s);
-        QCOMPARE(seenAt.value(DayCame), u"1.5"_s);
-        QCOMPARE(run.outcomes.everyCall().last(), u"allRequestsProcessed"_s);
-
-        // What is gone from the sheet is gone here, too.
-        run.api.requestDailyTimesheetForDate(NewYear);
-        QVERIFY(run.finish());
-        QCOMPARE(seenAt.value(Succeeded), u"1.5"_s);
-        QCOMPARE(seenAt.value(DayCame), u"gone"_s);
-    }
-
     void receiverMayGoAway()
     {
         ServiceRun run;
@@ -332,71 +222,6 @@ private slots:
         QVERIFY(run.finish());
         QCOMPARE(run.outcomes.calls(), QStringList());
         QCOMPARE(run.peer.asked().size(), 2);
-    }
-
-    void account()
-    {
-        ServiceRun run;
-        run.peer.answer("GET /account/who_am_i", {Reply{200, "<hash><user><id>7</id><email>ann@example.com</email>"
-                                                             "<timezone>London</timezone></user></hash>"},
-                                                  Reply{200, "no XML"}});
-        std::size_t companiesThen = 0;
-        run.outcomes.whenCalled = [&](const QString& call) {
-            if (call.startsWith("gotQuillonCompany "_L1))
-                companiesThen = run.context.fetch({"Company"}).size();
-        };
-        run.api.requestCompany();
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, u"gotQuillonCompany acme"_s}));
-        QCOMPARE(companiesThen, 1U);
-        QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
-
-        run.outcomes.forgetCalls();
-        run.api.requestCompany();
-        QVERIFY(run.finish());
-        QCOMPARE(run.outcomes.calls(), QStringList({Succeeded, u"gotQuillonCompany acme"_s}));
-        QCOMPARE(run.context.fetch({"Company"}).at(0)->string("timezone"), u"London"_s);
-    }
-
-    void cacheVersionProbe()
-    {
-        const support::Headers version{{"x-company-cache-version", "7"}};
-        const std::pair<Reply, QStringList> rows[] = {
-            {{200, "<daily/>", version}, {Succeeded, u"gotQuillonCompanyCacheVersion 7"_s}},
-            {{200, "<daily/>"}, {Succeeded}},
-            {{200, "<daily>", version}, {Succeeded}},
-            {{401, "Authentication failed for API request.", version}, {Failed}},
-            {{500, "Oops", version}, {Succeeded}}, // no failure is told
-            {Reply::closed(), {}}};
-        for (const auto& [reply, expected] : rows) {
-            ServiceRun run;
-            run.peer.answer("GET /daily?slim=1", {reply});
-            run.api.requestCompanyCacheVersion();
-            QVERIFY(run.finish());
-            QCOMPARE(run.outcomes.calls(), expected);
-            QVERIFY(run.context.fetch({"DayEntry"}).empty());
-        }
-    }
-
-    void staleIdleCorrection()
-    {
-        const QString success = u"correctIdleTimerDidSucceed"_s;
-        const QString failure =
-            u"correctIdleTimerDidFailWithError QuillonForMac 409 The entry was updated while Quillon "
-            "for Mac was idle. It looks like your idle time does not need to be removed after all."_s;
-        const std::pair<int, QStringList> rows[] = {
-            {200, {Succeeded, success}}, {409, {failure, Succeeded, success}}, {410, {failure, Succeeded, success}}};
-        for (const auto& [status, expected] : rows) {
-            ServiceRun run;
-            const std::string fresh = "<day_entry><id>12</id><hours>3.25</hours></day_entry>";
-            run.peer.answer("POST /hc/day_entry/12", {Reply{status, fresh, {{"X-Company-Cache-Version", "7"}}}});
-            model::DayEntry& entry = run.entry(u"12"_s);
-            run.api.correctIdleTimer(entry, 60, QDateTime(QDate(2013, 1, 15), QTime(8, 0), store::Utc));
-            QVERIFY(run.finish());
-            QCOMPARE(run.outcomes.calls(), expected);
-            QVERIFY(run.bodyOfRequest(0).find("<updated_at>Tue, 15 Jan 2013 08:00:00 +0000</updated_at>") !=
-                    std::string::npos);
-        }
     }
 
     void objectsOneByOne()
