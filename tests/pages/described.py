@@ -140,7 +140,7 @@ class Node:
 
 
 class Page(html.parser.HTMLParser):
-    """A page as it would be there for a person; secrets go by that name."""
+    """A page as it would be there for a person."""
 
     def __init__(self, address, text):
         super().__init__()
@@ -149,10 +149,10 @@ class Page(html.parser.HTMLParser):
         self._open = [self.root]
         self.feed(text)
         body = next(self.root.all("body"))
-        header = next(body.all("header"))
-        self.frame = masked(list(header.lines()))
-        self.lines = masked([line for part in (next(self.root.all("title")), *body.children) if part is not header
-                             for line in part.lines()])
+        around = [part for part in body.children if part.tag == "header" or "skip" in part.attrs.get("class", "")]
+        self.frame = [line for part in around for line in part.lines()]
+        self.lines = [line for part in (next(self.root.all("title")), *body.children) if part not in around
+                      for line in part.lines()]
 
     def handle_starttag(self, tag, attrs):
         node = Node(tag, attrs)
@@ -195,5 +195,6 @@ def fields_of(form):
             yield field.attrs["name"], value
 
 
-def masked(lines):
-    return [re.sub(r"/assets/\w+-", "/assets/", re.sub(r"\b[0-9a-f]{64}\b", "SECRET", line)) for line in lines]
+def masked(line):
+    """Secrets and digests go by other names."""
+    return re.sub(r"/assets/\w+-", "/assets/", re.sub(r"\b[0-9a-f]{64}\b", "SECRET", line))

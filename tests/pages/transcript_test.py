@@ -7,6 +7,7 @@ differs the difference is shown; with WRITE_DESCRIBED=1 they are written anew.
   > ann opens /daily                                    a page as text; only what differs from when its path was seen last
   > ann sends "Add Entry" @/entries hours=2 -notes      a form of the page that ann is on, by button and, if need be, address
   > ann uploads "Look at It" hours.csv                  the same with a file: that of ">> |", or the one that came last
+  > ann comes                                           afresh: the next page is one for which the program signs in
   > ann crawls                                          every kind of page that links lead to
   > pass 90m                                            the clock goes on
   > await copy                                          of the day, which is made beside all else
@@ -82,7 +83,7 @@ class Player:
 
     def masked(self, line):
         """Without what is another each time."""
-        line = line.replace(f":{self.host.port}", ":PORT").replace(str(pathlib.Path(self.host.file).parent), "FOLDER")
+        line = described.masked(line).replace(f":{self.host.port}", ":PORT").replace(str(pathlib.Path(self.host.file).parent), "FOLDER")
         return re.sub(r"copy, [\d.]+ [kM]B", "copy, SIZE", line)
 
     def obey(self, command, more):
@@ -133,8 +134,8 @@ class Player:
         yield f"  {status}" + (f" version {version}" if version else "") + (f", goes to {there}" if there else "")
         before = self.headers.get((kind, there is None), {})
         self.headers[kind, there is None] = headers
-        yield from described.masked([f"  {name}: {headers.get(name, 'not now')}".replace(str(self.host.port), "PORT")
-                                     for name in sorted({*before, *headers}) if before.get(name) != headers.get(name)])
+        yield from (f"  {name}: {headers.get(name, 'not now')}".replace(f"-{self.host.port}=", "-PORT=")
+                    for name in sorted({*before, *headers}) if before.get(name) != headers.get(name))
 
     # A program
 
@@ -153,7 +154,10 @@ class Player:
         plainly = headers.pop("as it is", None)
         yield from self.answer("program", *self.exchange(who, method, target, {**usual, **headers}, body))
         text = self.body.decode()
-        yield from ("  " + line for line in text.split("\n")) if plainly else described.xml_lines(text)
+        if text.startswith("<!DOCTYPE html"):
+            yield from ("    " + line for line in described.Page(target, text).lines)
+        else:
+            yield from ("  " + line for line in text.split("\n")) if plainly else described.xml_lines(text)
 
     # A browser
 
@@ -191,6 +195,10 @@ class Player:
         self.seen[path] = lines
         self.before = []
 
+    def comes(self, who, rest, headers, body):
+        self.cookies.pop(who, None)
+        return []
+
     def opens(self, who, rest, headers, body):
         yield from self.goes(who, "GET", rest, headers)
 
@@ -199,13 +207,17 @@ class Player:
         _, button = given.pop(0)
         action = given.pop(0)[1][1:] if given and given[0][1].startswith("@") else None
         found = [form for form in self.on[who].forms(button) if action in (None, form[0])]
-        assert len(found) == 1, f"{len(found)} forms with “{button}”"
+        if len(found) != 1:
+            return None, "", [f"  {len(found)} such buttons: {[form[0] for form in found]}"]
         self.before = self.on[who].lines
         return found[0]
 
     def sends(self, who, rest, headers, body):
         given = list(arguments(rest))
         action, method, fields = self.pressed(who, given)
+        if not action:
+            yield from fields
+            return
         for name, value in given:
             if not name.startswith("+"):
                 fields = [field for field in fields if field[0] != (name or value).lstrip("-")]
@@ -240,7 +252,7 @@ class Player:
             kinds[kind] = kinds.get(kind, 0) + 1
             yield f"  {target}"
             yield from self.goes(who, "GET", target, {})
-            if self.on.get(who):
+            if self.on.get(who) and len(names) < 3:  # a report can be narrowed without end
                 waiting += [self.on[who].there(link.attrs["href"]) for link in self.on[who].root.all("a")]
 
 
