@@ -49,79 +49,6 @@ class CompanyTest : public QObject
     Q_OBJECT
 
 private slots:
-    void describesTheAccount()
-    {
-        ModelRun run;
-        QVERIFY(run.stored);
-        store::Context context(run.coordinator(), store::MergePolicy::PropertyObjectTrump);
-        const auto company = Company::buildCompanyWithSubdomain(
-            u"acme"_s,
-            "<hash><company><id>99</id></company><user><more><id>7</id></more><admin>true</admin>"
-            "<timezone>Berlin &amp;amp; "
-            "more</timezone><timestamp-timers>true</timestamp-timers><id>8</id></user></hash>",
-            context);
-        QVERIFY(company);
-        const char* all = "subdomain userId timezone isAdminUser timestampTimers cacheVersion";
-        QCOMPARE(values(*company, all), u"acme; 7; Berlin &amp; more; yes; yes; -");
-        // Saved: the main context reads it.
-        QVERIFY(run.currentUser());
-        QCOMPARE(run.currentUser()->idString(), u"7");
-
-        const auto less =
-            Company::buildCompanyWithSubdomain(u"acme"_s, "<hash><user><id>7</id></user></hash>", context);
-        QCOMPARE(*less, *company);
-        QCOMPARE(values(*less, all), u"acme; 7; -; no; no; -");
-    }
-
-    void keepsAKnownEmail()
-    {
-        ModelRun run;
-        run.signIn();
-        QCOMPARE(run.byId<User>("7")->email(), ModelRun::email);
-        QVERIFY(run.import(&User::parseXml, "<users><user><id>7</id><email>other@example.com</email></user></users>"));
-        run.signIn();
-        QCOMPARE(run.byId<User>("7")->email(), u"other@example.com");
-    }
-
-    void staysWithoutADescription()
-    {
-        ModelRun run;
-        run.signIn(true);
-        store::Context context(run.coordinator(), store::MergePolicy::PropertyObjectTrump);
-        for (const auto& [text, wellFormed] : {std::pair("<hash><user>", false),
-                                               {"<error><kind>x</kind><id>3</id></error>", true},
-                                               {"<hash><id>3</id></hash>", true}}) {
-            QCOMPARE(Company::buildCompanyWithSubdomain(u"acme"_s, text, context).has_value(), wellFormed);
-            QVERIFY(!context.hasChanges());
-            QCOMPARE(Company::findBySubdomain(u"acme"_s, context)->userId(), u"7");
-            QCOMPARE(run.all<User>().size(), 1U);
-        }
-        QVERIFY(!Company::buildCompanyWithSubdomain(u"new"_s, "no", context));
-        QVERIFY(!Company::findBySubdomain(u"new"_s, context));
-    }
-
-    void importsClients()
-    {
-        ModelRun run;
-        const QByteArray list = "<clients><client><details><name>R&amp;amp;D</name></details><id>3</id>"
-                                "<active>true</active></client><client><id>4</id><name>Zoo</name></client></clients>";
-        QVERIFY(run.import(&Client::parseXml, list));
-        QCOMPARE(run.all<Client>().size(), 2U);
-        QCOMPARE(run.byId<Client>("3")->name(), u"R&D");
-        VERIFY_EACH(run.byId<Client>("3")->boolean("isActive"), !run.byId<Client>("4")->boolean("isActive"));
-        QCOMPARE(run.byId<Client>("4")->company(), &run.company());
-
-        QVERIFY(run.import(&Client::parseXml, list));
-        QCOMPARE(run.saves, 0);
-        // What a list leaves out stays.
-        QVERIFY(run.import(&Client::parseXml, "<clients><client><id>4</id><name>Zoo 2</name></client></clients>"));
-        QCOMPARE(run.all<Client>().size(), 2U);
-        QCOMPARE(run.byId<Client>("4")->name(), u"Zoo 2");
-        QVERIFY(!run.import(&Client::parseXml, "<clients><client><id>5</id></client>"));
-        QVERIFY(run.import(&Client::parseXml, "<nil-classes type=\"array\"/>"));
-        QCOMPARE(run.all<Client>().size(), 2U);
-    }
-
     void importsNothingIntoAnAccountThatIsGone()
     {
         ModelRun run;
@@ -155,6 +82,7 @@ private slots:
 
         QCOMPARE(ids(run.company().dayEntriesForDate(first)), QStringList({u"100"_s, u"98"_s, u"99"_s}));
         QCOMPARE(ids(run.company().dayEntriesForDate(first.addDays(1))), QStringList{u"2"_s});
+        QCOMPARE(ids(run.company().dayEntriesSince(first)), QStringList({u"99"_s, u"100"_s, u"2"_s, u"98"_s}));
         QCOMPARE(run.company().numberTotalForDate(first), 1.5);
         QCOMPARE(run.company().numberTotalForDate(first.addDays(7)), 0.0);
         QVERIFY(run.company().dayEntriesForDate(QDate()).empty());
@@ -222,6 +150,7 @@ private slots:
         ModelRun run;
         run.signIn();
         Company& other = *Company::findOrCreateCompany(u"other"_s);
+        VERIFY_EACH(User::findByEmail(ModelRun::email, run.company()), !User::findByEmail(ModelRun::email, other));
         for (Company* company : {&run.company(), &other}) {
             auto& project = company->findOrCreateById<Project>(u"1"_s, run.main());
             project.setClient(&company->findOrCreateById<Client>(u"2"_s, run.main()));

@@ -103,90 +103,6 @@ private slots:
         QVERIFY2(run.bytesAtSave - before < 3 * xml.size(),
                  qPrintable(u"%1 of %2"_s.arg(run.bytesAtSave - before).arg(xml.size())));
     }
-    void readsAnEntryOfASheet()
-    {
-        EntryRun run("America/New_York");
-        const QByteArray xml = sheet(dayEntry("100", R"(
-            <hours>1.75</hours><hours_without_timer>0.5</hours_without_timer>
-            <timer_started_at>Tue, 05 Mar 2024 14:00:00 +0000</timer_started_at>
-            <spent_at>2024-03-05</spent_at><started_at>9:00am</started_at><ended_at>1:30pm</ended_at>
-            <updated_at>Tue, 5 Mar 2024 15:00:01 +0000</updated_at><created_at>Tue, 5 Mar 2024 14:00:02 +0000</created_at>
-            <is_billed>true</is_billed><is_locked>true</is_locked><locked_reason>Approved</locked_reason>
-            <notes>Logo &amp;amp; more</notes>)"));
-        QVERIFY(run.import(xml));
-        const DayEntry& entry = *run.byId<DayEntry>("100");
-        QCOMPARE(entry.company(), &run.company());
-        QCOMPARE(values(&entry, "project task user hours hoursWithoutTimer isBilled isLocked lockedReason notes"),
-                 u"11; 21; 7; 1.75; 0.5; yes; yes; Approved; Logo &amp; more");
-        QCOMPARE(values(&entry, "timerStarted spentAt startedAt"),
-                 u"2024-03-05T14:00:00Z; 2024-03-05T00:00:00Z; 2024-03-05T09:00:00Z");
-        QCOMPARE(values(&entry, "stoppedAt updatedAt createdAt"),
-                 u"2024-03-05T13:30:00Z; 2024-03-05T15:00:01Z; 2024-03-05T14:00:02Z");
-
-        QVERIFY(run.import(xml));
-        QCOMPARE(run.saves, 0);
-
-        // Absent: stopped, unlocked, no hours, no notes; dates and the hours without the timer stay.
-        QVERIFY(run.import(sheet(dayEntry("100", "<locked_reason>Approved</locked_reason><spent_at>soon</spent_at>"
-                                                 "<started_at>17:00</started_at><updated_at/>"))));
-        QVERIFY(!entry.isRunning());
-        QCOMPARE(values(&entry, "hours hoursWithoutTimer isBilled isLocked lockedReason notes timerStarted"),
-                 u"0; 0.5; -; -; -; -; -");
-        QCOMPARE(values(&entry, "spentAt startedAt updatedAt"),
-                 u"2024-03-05T00:00:00Z; 2024-03-05T09:00:00Z; 2024-03-05T15:00:01Z");
-        QCOMPARE(entry.description(), u"ID: 100 | Project ID: 11 | User ID: 7 | Task ID: 21 | Is Billed Flag: NO | "
-                                      "Hours: 0.000000");
-    }
-
-    void readsAReport()
-    {
-        EntryRun run;
-        QVERIFY(run.import(R"(<day-entries type="array"><day-entry><id>100</id><project-id>11</project-id>
-            <task-id>21</task-id><user-id>7</user-id><hours>2</hours><spent-at>2024-03-05</spent-at>
-            <timer-started-at>2024-03-05T09:15:00Z</timer-started-at><is-billed>false</is-billed>
-            <is-locked>true</is-locked><locked-reason>Approved</locked-reason><notes>n</notes></day-entry>
-            <day-entry><id>101</id><project_id>11</project_id></day-entry></day-entries>)"));
-        // Its spelling of the start is not understood.
-        QCOMPARE(values(run.byId<DayEntry>("100"), "projectId hours spentAt lockedReason timerStarted isBilled notes"),
-                 u"11; 2; 2024-03-05T00:00:00Z; Approved; -; no; n");
-        QVERIFY(run.byId<DayEntry>("101")->projectId().isNull());
-        QVERIFY(run.import("<error><message>no</message></error>"));
-        QCOMPARE(run.ids(), QStringList({u"100"_s, u"101"_s}));
-    }
-
-    void standsInForWhatIsUnknown()
-    {
-        const QString archived = u"Project has been archived."_s, unassigned = u"Task has been unassigned."_s;
-        const std::pair<QByteArray, QString> rows[] = {
-            {"<project_id>99</project_id><task_id>21</task_id>", archived},
-            {"<project_id>11</project_id><task_id>98</task_id>", unassigned},
-            {"<project_id>99</project_id><task_id>98</task_id>", unassigned}};
-        for (const auto& [ids, reason] : rows) {
-            EntryRun run;
-            QVERIFY(run.import("<add><day_entry><id>100</id>" + ids +
-                               "<is_locked>false</is_locked><project>A&amp;amp;B</project><client>C&amp;lt;</client>"
-                               "<task>D&amp;gt;</task></day_entry></add>"));
-            const DayEntry& entry = *run.byId<DayEntry>("100");
-            QVERIFY(entry.isLocked());
-            QCOMPARE(entry.lockedReason(), reason);
-            QCOMPARE(entry.project()->name(), ids.contains("99") ? u"A&B"_s : u"Website"_s);
-            QCOMPARE(entry.project()->client()->name(), ids.contains("99") ? u"C<"_s : u"Zoo"_s);
-            QCOMPARE(entry.task()->name(), ids.contains("98") ? u"D>"_s : u"Design"_s);
-            // The stand-by is there from now on.
-            VERIFY_EACH(run.import("<day_entry><id>100</id>" + ids + "</day_entry>"), !entry.isLocked());
-        }
-    }
-
-    void keepsTheDayOfEachEntry()
-    {
-        EntryRun run("Asia/Tokyo");
-        const QByteArray next = dayEntry("2", "<spent_at>2024-03-06</spent_at>");
-        QVERIFY(run.import(sheet(dayEntry("1", OfTheDay) + next + dayEntry("3", "<spent_at>soon</spent_at>"))));
-        QCOMPARE(run.byId<DayEntry>("1")->spentAt(), startOfDay(QDate(2024, 3, 5)));
-        QCOMPARE(run.byId<DayEntry>("2")->spentAt(), startOfDay(QDate(2024, 3, 6)));
-        QVERIFY(!run.byId<DayEntry>("3")->spentAt().isValid());
-    }
-
     void dropsWhatASheetLeavesOut()
     {
         EntryRun run("Asia/Tokyo");
@@ -375,35 +291,6 @@ private slots:
 </request>
 )"));
         QCOMPARE(utc(entry.spentAt()), u"2024-03-06T03:00:00Z");
-    }
-
-    void writesTheCorrection()
-    {
-        EntryRun run("America/New_York", true);
-        DayEntry& entry = run.entry("100");
-        entry.setNotes(u""_s);
-        entry.setSpentAt(moment("2024-03-05T05:00:00Z"));
-        entry.setHours(0);
-        entry.setStartedAt(moment("2024-03-05T14:00:00Z"));
-        entry.setStoppedAt(moment("2024-03-05T17:05:00Z"));
-        QCOMPARE(entry.toSyncXml(moment("2024-03-05T18:00:01Z")), QByteArray(R"(<?xml version="1.0" encoding="UTF-8"?>
-<day_entry>
-  <id>100</id>
-  <notes></notes>
-  <project_id>11</project_id>
-  <task_id>21</task_id>
-  <spent_at>Tue, 5 Mar 2024</spent_at>
-  <hours>0.00</hours>
-  <started_at>9:00AM</started_at>
-  <ended_at>12:05PM</ended_at>
-  <timer_state>stopped</timer_state>
-  <updated_at>Tue, 5 Mar 2024 18:00:01 +0000</updated_at>
-</day_entry>
-)"));
-        entry.setStoppedAt({});
-        entry.setTimerStarted(moment("2024-03-05T14:00:00Z"));
-        const QByteArray running = entry.toSyncXml(moment("2024-03-05T18:00:01Z"));
-        QVERIFY(running.contains("<started_at>9:00AM</started_at>\n  <timer_state>running</timer_state>"));
     }
 };
 

@@ -394,8 +394,14 @@ private slots:
             for (const FetchRequest& request :
                  {FetchRequest{"Note", where("box", box), {{"weight"}, {"key", false}}},
                   FetchRequest{"Note", where("weight", Operator::GreaterOrEqual, 5.0), {{"key"}}},
+                  FetchRequest{"Note", where("weight", Operator::GreaterOrEqual, 5.0), {{"key", false}}},
+                  FetchRequest{"Note", where("weight", Operator::Less, 5.0), {{"key"}}},
                   FetchRequest{"Note", where("weight", Operator::NotEqual, Value()), {{"weight", false}}}})
                 QCOMPARE(keys(desk.main.fetchStanding(request)), keys(desk.main.fetch(request)));
+        }
+        for (int weight = 0; weight < 10; ++weight) { // more than are kept
+            const FetchRequest request{"Note", where("weight", double(weight)), {{"key"}}};
+            QCOMPARE(keys(desk.main.fetchStanding(request)), keys(desk.main.fetch(request)));
         }
     }
 
@@ -475,9 +481,11 @@ private slots:
         later.setValue("size", std::int64_t(7));
         for (const char* whose : {"box", "owner"})
             note.setToOne(whose, &later);
+        second->confirm(note);
         VERIFY_EACH(first->save(), second->save());
 
-        QCOMPARE(note.string("text"), u"first"_s); // what the first one set is known here, too
+        QCOMPARE(desk.saved->confirmed.front().row, note.id().row); // that of the first
+        QCOMPARE(note.string("text"), u"first"_s);                  // what the first one set is known here, too
         QCOMPARE(note.toOne("box"), &later);
         QCOMPARE(second->find(later.id()), &later);
         const auto after = desk.worker();
@@ -507,6 +515,53 @@ private slots:
         Desk::note(*second, u"2"_s);
         Desk::note(*second, u"2"_s);
         QVERIFY(second->save());
+    }
+
+    // Of a box that is gone the number is not given again while a note still has it as its owner.
+    void rowsThatAreReferredToStayTaken()
+    {
+        Desk desk;
+        Object& box = Desk::box(desk.main, u"A"_s);
+        Desk::note(desk.main, u"1"_s, nullptr, &box);
+        QVERIFY(desk.main.save());
+        desk.main.remove(box);
+        QVERIFY(desk.main.save());
+        Context again(coordinator(desk.file), MergePolicy::Overwrite);
+        Desk::box(again, u"B"_s);
+        VERIFY_EACH(again.save(), !Desk::byKey(again, u"1"_s)->toOne("owner"));
+    }
+
+    // By what SQLite says when a note is inserted.
+    void failuresThatEndTheUseOfAFile()
+    {
+        static int s_code;
+        const auto provide = [](sqlite3* connection, const char**, const void*) {
+            return sqlite3_create_function(
+                connection, "fails", 0, SQLITE_UTF8, nullptr,
+                [](sqlite3_context* call, int, sqlite3_value**) {
+                    if (s_code)
+                        sqlite3_result_error_code(call, s_code);
+                },
+                nullptr, nullptr);
+        };
+        const auto entry = reinterpret_cast<void (*)()>(+provide);
+        sqlite3_auto_extension(entry);
+        const QList<int> stay{SQLITE_BUSY, SQLITE_LOCKED, SQLITE_INTERRUPT, SQLITE_NOMEM};
+        for (const int code : QList<int>{SQLITE_ERROR, SQLITE_PERM, SQLITE_READONLY, SQLITE_IOERR, SQLITE_CORRUPT,
+                                         SQLITE_FULL, SQLITE_CANTOPEN, SQLITE_NOLFS, SQLITE_NOTADB} +
+                                  stay) {
+            const support::InRow row(QString::fromLatin1(sqlite3_errstr(code)));
+            Desk desk;
+            runSql(desk.file, "CREATE TRIGGER inserts BEFORE INSERT ON Note BEGIN SELECT fails(); END");
+            s_code = code;
+            Desk::note(desk.main, u"1"_s);
+            QCOMPARE(desk.main.save().has_value(), !stay.contains(code));
+            QCOMPARE(desk.shared->failure().has_value(), !stay.contains(code));
+            s_code = 0;
+            QVERIFY(desk.main.save());
+            QVERIFY(Desk::byKey(*desk.worker(), u"1"_s));
+        }
+        sqlite3_cancel_auto_extension(entry);
     }
 
     void releasedMemoryIsReadAgain()
