@@ -24,6 +24,7 @@ struct Deed
     bool reads = true;           ///< what is there can still be read
     const char* where = nullptr; ///< the file that has all that was saved; none where the deed destroyed it
     bool journal = false;        ///< belongs to it
+    const char* same = nullptr;  ///< the file has its bytes now, and keeps them
 };
 
 /// The notes in the files as they are on the disk at this moment: what a power cut leaves.
@@ -48,6 +49,12 @@ QStringList notesIn(const fs::path& file, bool journal)
             return found;
         });
     return notes.value_or(QStringList{u"unreadable"_s});
+}
+
+QByteArray bytesOf(const fs::path& path)
+{
+    QFile file(path);
+    return file.open(QFile::ReadOnly) ? file.readAll() : "unreadable";
 }
 
 QStringList without(QStringList some, const QStringList& others)
@@ -76,7 +83,7 @@ private slots:
             {"moved", {"mv $f kept", false, gone, true, "kept"}},
             {"another in its place", {"ln $f kept; mv backup $f", false, gone, true, "kept"}},
             {"folder moved", {"mv deep moved", false, gone, true, "moved/service.sqlite"}},
-            {"copied over", {"cp backup $f", false, changed, false}},
+            {"copied over", {"cp backup $f", false, changed, false, nullptr, false, "backup"}},
             {"journal removed", {"rm $f-wal", true, {}, true, same, true}},
             {"journal and index removed", {"rm $f-wal $f-shm", true, {}, true, same, true}},
             {"index removed", {"rm $f-shm", true, {}, true, same, true}},
@@ -153,6 +160,8 @@ private slots:
             if (deed.where)
                 QCOMPARE(without(saved + savedAfter, notesIn(folder / deed.where, true)), QStringList());
             // Nothing was mixed into a file that somebody has put there.
+            if (deed.same)
+                QVERIFY(bytesOf(file) == bytesOf(folder / deed.same));
             if (deed.where && folder / deed.where != file && fs::exists(file))
                 QCOMPARE(without(notesIn(file, true), {u"first"_s, QString()}), QStringList());
         }

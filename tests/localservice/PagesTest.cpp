@@ -2,6 +2,7 @@
 #include "../support/Limit.h"
 #include "Scenario.h"
 
+#include "PeerUser.h"
 #include "pages/Form.h"
 
 #include "support/VerifyEach.h"
@@ -11,7 +12,17 @@
 #include <QTest>
 #include <QUrlQuery>
 
+#include <arpa/inet.h>
+#include <bit>
 #include <curl/curl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <netinet/in.h>
+#include <sys/fsuid.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -80,6 +91,50 @@ QString where(const Answer& answer)
     return QString::number(answer.status) + u' ' + answer.headers.value(u"location"_s);
 }
 
+/// From now on the kernel has no netlink for this thread.
+bool refuseNetlink()
+{
+    constexpr std::uint32_t low = std::endian::native == std::endian::little ? 0 : 4;
+    sock_filter code[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args) + low),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_NETLINK, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAFNOSUPPORT),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{std::size(code), code};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// Who is said to be at the other end of a connection from that address to that one, and after that end was closed.
+QString userOfConnection(const in6_addr& server, int family)
+{
+    const auto isFour = family == AF_INET;
+    sockaddr_in6 address{AF_INET6, 0, 0, server, 0};
+    if (IN6_IS_ADDR_V4MAPPED(&server)) // nothing but a socket for both versions of IP gets there
+        address.sin6_addr = in6addr_any;
+    socklen_t length = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    const int listener = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int client = ::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (::bind(listener, generic, length) != 0 || ::listen(listener, 1) != 0 ||
+        ::getsockname(listener, generic, &length) != 0)
+        return u"no such address"_s;
+    address.sin6_addr = server;
+    const sockaddr_in four{AF_INET, address.sin6_port, {htonl(INADDR_LOOPBACK)}, {}};
+    if (::connect(client, isFour ? reinterpret_cast<const sockaddr*>(&four) : generic,
+                  isFour ? sizeof four : sizeof address) != 0)
+        return u"no connection"_s;
+    const int accepted = ::accept(listener, nullptr, nullptr);
+    const auto user = localservice::userAtOtherEnd(accepted);
+    ::close(client);
+    const auto after = localservice::userAtOtherEnd(accepted);
+    ::close(accepted);
+    ::close(listener);
+    return QString::number(user ? int(*user) : -1) + (after ? u" still"_s : QString());
+}
+
 } // namespace
 
 class PagesTest : public QObject
@@ -88,6 +143,27 @@ class PagesTest : public QObject
 private Q_SLOTS:
     void initTestCase() { m_shared.emplace(); }
     void cleanupTestCase() { m_shared.reset(); }
+    void theUserOfAConnectionIsKnown()
+    {
+        const auto expected = QString::number(::geteuid() == 0 ? 4242 : ::geteuid());
+        in6_addr mapped{};
+        ::inet_pton(AF_INET6, "::ffff:127.0.0.1", &mapped);
+        QStringList known;
+        // Also where the kernel answers no such questions, but has its tables.
+        for (const bool netlink : {true, false})
+            std::thread([&] {
+                if (::geteuid() == 0)
+                    ::setfsuid(4242); // of this thread alone
+                if (!netlink && !refuseNetlink())
+                    known += u"no filter"_s;
+                known += userOfConnection(mapped, AF_INET);
+                known += userOfConnection(mapped, AF_INET6);
+                known += userOfConnection(in6addr_loopback, AF_INET6);
+            }).join();
+        if (known.contains(u"no such address"_s))
+            QSKIP("this machine has no [::1]");
+        QCOMPARE(known, QStringList(6, expected));
+    }
     void readsForms()
     {
         const auto form = localservice::Form::read("a=1+2%C3%A4%0D%0Ab&&n=%201%20&n=7&n=x&flag&=3&bad=%zz%4&twice==");
