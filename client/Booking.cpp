@@ -118,7 +118,8 @@ Parsed parse(const std::string& command, const std::vector<std::string>& words, 
 {
     auto parsed = Arguments::parse(command, words, options);
     if (parsed && (parsed->words.size() < takes.least || parsed->words.size() > takes.most))
-        return tl::unexpected(filled(tr("usage: quillon %1 %2"), {command, takes.named}));
+        return tl::unexpected(
+            filled(*takes.named ? tr("usage: quillon %1 %2") : tr("usage: quillon %1"), {command, takes.named}));
     return parsed;
 }
 

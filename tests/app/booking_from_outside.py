@@ -60,12 +60,7 @@ def a_day(program):
             (["add", "45m", "bookkeeping", "-d", "monday"], 0, "Added 0:45 Bookkeeping, Administration\n"),
             (["add", "1,5", "shop"], 0, "Added 1:30 .JB-01. Online Shop, Design\n"),
             (["add", "1", "training"], 2, "quillon: which task of “Training”.\n  Learning\n  Meetings\n"),
-            (["continue", "one"], 2, "quillon: “one” is no number: .*\n"),
-            (["stop", "now"], 2, "quillon: usage: quillon stop .*\n"),
-            (["stop", "--timeout", "soon"], 2, "quillon: “soon” is no number of seconds\n"),
-            (["stop", "--timeout", "-1"], 2, "quillon: “-1” is no number of seconds\n"),
-            (["start"], 2, "quillon: usage: quillon start .*\n"),
-            (["add", "1", "shop", "--notes", "x"], 2, "quillon: there is no option \"--notes\" .*\n")):
+            (["continue", "99"], 2, "quillon: .*\n")):
         says(program, *words, status=status, **{"output" if status == 0 else "error": said})
     now = datetime.datetime.now()
     assert entries()[before:] == [

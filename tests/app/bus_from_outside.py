@@ -83,12 +83,8 @@ def while_it_does_not_run(program):
     for command in ("status", "toggle", "timesheet", "new", "preferences", "quit"):
         assert run(program, command) == (1, "", "quillon: the program is not running\n"), command
     assert run(program, "status", "--json")[:2] == (1, "")
-    for wrong, about in ((["stauts"], 'no command "stauts"'), (["status", "toggle"], 'no command "toggle"'),
-                         (["toggle", "--json"], '"--json" of toggle'), (["--follow"], '"--follow"'),
-                         (["status", "--format"], "needs a string"), (["status", "--format", "{hour}"], '"{hour}"'),
-                         (["status", "--format", "{hours"], '"{hours"'), (["toggle", "--local"], "--local")):
-        status, output, error = run(program, *wrong)
-        assert (status, output) == (2, "") and about in error and error.count("\n") == 1, (wrong, error)
+    status, output, error = run(program, "--follow")
+    assert (status, output) == (2, "") and '"--follow"' in error and error.count("\n") == 1, error
     # A command that looks must not start what it looks for; nor does a session without a bus hang one.
     environment = dict(os.environ)
     del environment["DBUS_SESSION_BUS_ADDRESS"]
