@@ -228,6 +228,10 @@ def started_by_the_bus(program):
     until("the end", lambda: follower.lines()[-1] == " ")
     follower.process.terminate()
     follower.process.wait(LONGEST)
+    # Nor does one that books: it asks for no window.
+    assert "Online Shop" in run(program, "projects")[1]
+    assert run(program, "toggle") == (0, "", "") and not windows()
+    assert run(program, "quit") == (0, "", "")
 
 
 def main(program):

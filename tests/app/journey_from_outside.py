@@ -86,10 +86,12 @@ def first_start(quillon):
         until("the hint is gone", lambda: "showing" not in states(hint))
         call("OpenInBrowser")
         call("ManageProjects")
+        call("ManageTasks")
         call("ShowHelp")
-        pages = until("all pages", lambda: (lines := (HOME / "opened").read_text().split()) and len(lines) == 3 and lines)
-        assert all(page.startswith("http://local.localhost:") for page in pages[:2]), pages
-        assert pathlib.Path(urllib.parse.urlparse(pages[2]).path).samefile(pathlib.Path(quillon).parent / "manual/using.html"), pages
+        pages = until("all pages", lambda: (lines := (HOME / "opened").read_text().split()) and len(lines) == 4 and lines)
+        assert [page.startswith("http://local.localhost:") and page.rpartition("%2F")[2] for page in pages[:3]] == [
+            "daily", "projects", "tasks"], pages
+        assert pathlib.Path(urllib.parse.urlparse(pages[3]).path).samefile(pathlib.Path(quillon).parent / "manual/using.html"), pages
         starts_timers(root)
     settings = (config / "Quillon.conf").read_text()
     assert "KeepTimeHere=true" in settings and "localhost" not in settings, settings

@@ -212,6 +212,9 @@ private slots:
         field.undo();
         field.undo();
         QVERIFY(field.text() == notes);
+        // However their lines end, in a long piece and in a short one.
+        field.setText(QString(notes).replace(u'\n', u"\r\n"_s) + u"\r\n\r\n1\r2\n"_s);
+        QVERIFY(field.text() == notes + u"\n\n1\n2\n"_s);
     }
 
     void startsAKnownTaskInAFewKeys()

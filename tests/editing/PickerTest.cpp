@@ -389,6 +389,7 @@ private slots:
         QCOMPARE(shown->role(), QAccessible::PopupMenu);
         QCOMPARE(shown->childCount(), 304);
         QCOMPARE(shown->focusChild()->text(QAccessible::Name), u"[B-7] Beta 4");
+        VERIFY_EACH(shown->focusChild()->state().focused, !shown->child(7)->state().focused);
         QCOMPARE(shown->indexOfChild(shown->child(7)), 7);
         QCOMPARE(shown->child(7)->parent(), shown);
         QCOMPARE(shown->child(0)->role(), QAccessible::MenuItem);

@@ -142,6 +142,7 @@ private slots:
             m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown + 1, u"1"_s});
             m_desktop->closed(m_desktop->shown + 1, 2);
             m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown, u"token"_s});
+            m_desktop->emitSignal(u"ActivationToken"_s, {m_desktop->shown + 1, u"another's"_s});
             if (!action.isEmpty())
                 m_desktop->emitSignal(u"ActionInvoked"_s, {m_desktop->shown, action});
             m_desktop->closed(m_desktop->shown, 2);
