@@ -89,7 +89,7 @@ def first_start(quillon):
         call("ManageTasks")
         call("ShowHelp")
         pages = until("all pages", lambda: (lines := (HOME / "opened").read_text().split()) and len(lines) == 4 and lines)
-        pages.sort(key=lambda page: page.rpartition("%2F")[2])  # each by a program of its own
+        pages.sort(key=lambda page: (page.startswith("file"), page.rpartition("%2F")[2]))  # each by a program of its own
         assert [page.startswith("http://local.localhost:") and page.rpartition("%2F")[2] for page in pages[:3]] == [
             "daily", "projects", "tasks"], pages
         assert pathlib.Path(urllib.parse.urlparse(pages[3]).path).samefile(pathlib.Path(quillon).parent / "manual/using.html"), pages
