@@ -77,7 +77,12 @@ private:
 
 std::string atLine(const LineRemark& remark)
 {
-    return (remark.line > 0 ? "Line " + std::to_string(remark.line) + ": " : std::string()) + remark.text + ".";
+    return "Line " + std::to_string(remark.line) + ": " + remark.text + ".";
+}
+
+std::string unreadable(const LineRemark& remark)
+{
+    return "This file cannot be read" + (remark.line > 0 ? ". " + atLine(remark) : ": " + remark.text + ".");
 }
 
 Reply askForFile(const Visit& visit, const std::string& problem = {})
@@ -122,11 +127,11 @@ Reply takeFile(const Visit& visit, Drafts& drafts)
     if (!draft.isAccountFile) {
         auto sheet = recognise(draft.file);
         if (!sheet)
-            return askForFile(visit, "This file cannot be read. " + atLine(sheet.error()));
+            return askForFile(visit, unreadable(sheet.error()));
         draft.sheet = std::move(*sheet);
         draft.meaning = guess(draft.file, draft.sheet);
     } else if (const auto read = readAccountFile(draft.file); !read) {
-        return askForFile(visit, "This file cannot be read. " + atLine(read.error()));
+        return askForFile(visit, unreadable(read.error()));
     }
     return goTo(Here + "/" + std::to_string(drafts.keep(std::move(draft))));
 }
@@ -301,7 +306,7 @@ Reply previewPage(const Visit& visit, const Draft& draft, const std::string& pro
 {
     const auto incoming = read(visit, draft);
     if (!incoming)
-        return askForFile(visit, "This file cannot be read. " + atLine(incoming.error()));
+        return askForFile(visit, unreadable(incoming.error()));
     const auto plan = visit.storage.look([&](SQLite::Database& database) -> tl::expected<Importer::Plan, Problem> {
         return Importer(database, visit.person, *incoming).plan();
     });
@@ -369,7 +374,7 @@ Reply import(const Visit& visit, Drafts& drafts, Id number)
         return gone(visit);
     const auto incoming = read(visit, *draft);
     if (!incoming)
-        return askForFile(visit, "This file cannot be read. " + atLine(incoming.error()));
+        return askForFile(visit, unreadable(incoming.error()));
     if (!incoming->unreadable.empty() && !visit.form.has("leave-out"))
         return previewPage(visit, *draft, "Nothing was imported: some lines cannot be read. They are listed below.");
     const auto made = visit.storage.change([&](SQLite::Database& database) -> tl::expected<Id, Problem> {
