@@ -10,7 +10,7 @@ VOID = ("input", "br", "img", "rect", "meta", "link", "hr")
 INLINE = ("a", "abbr", "b", "bdi", "br", "button", "code", "em", "img", "input", "label", "select", "small", "span",
           "strong", "svg", "textarea", "time", "legend", "td", "th", "#text")
 UNTOLD = ("for", "id", "class", "href", "type", "name", "value", "method", "action", "selected", "scope", "colspan",
-          "tabindex", "enctype", "autocomplete", "inputmode", "aria-labelledby", "aria-describedby", "aria-hidden",
+          "tabindex", "enctype", "autocomplete", "inputmode", "aria-hidden",
           "focusable", "viewBox", "preserveAspectRatio", "viewbox", "preserveaspectratio", "width", "height", "src")
 
 

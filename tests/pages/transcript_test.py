@@ -207,7 +207,7 @@ class Player:
         _, button = given.pop(0)
         action = given.pop(0)[1][1:] if given and given[0][1].startswith("@") else None
         found = [form for form in self.on[who].forms(button) if action in (None, form[0])]
-        if len(found) != 1:
+        if not found or any(form != found[0] for form in found):
             return None, "", [f"  {len(found)} such buttons: {[form[0] for form in found]}"]
         self.before = self.on[who].lines
         return found[0]
