@@ -20,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 namespace editing {
 class NewTimerController;
@@ -246,6 +247,8 @@ private:
     void wire();
     void setConnection(Connection connection);
     void askUntilAnswered();
+    /// Once the day has turned or another one is shown.
+    void forgetOtherDays();
     void setupReachabilityTarget();
     void watchHours(const model::DayEntry* entry);
     void hoursDidChange();
@@ -292,6 +295,7 @@ private:
     std::unique_ptr<platform::Reachability::Watch> m_reachabilityTarget;
     std::unique_ptr<platform::TimeSource::Timer> m_updateTimer;
     std::unique_ptr<platform::TimeSource::Timer> m_firstAnswer; ///< tries again until the service has answered once
+    std::pair<QDate, QDate> m_days; ///< today and the one shown, as of the last refresh
     /// When the service last reported the hours of an entry, in this run: the uptime.
     std::unordered_map<store::ObjectId, platform::TimeSource::Duration, store::ObjectIdHash> m_hoursAsOf;
 

@@ -125,8 +125,21 @@ void WrenfoldMenulet::gotQuillonCompanyCacheVersion(qint64 version)
 void WrenfoldMenulet::setupUpdateTimer()
 {
     m_firstAnswer.reset();
-    m_updateTimer = platform::environment().time().repeat(RefreshInterval, [this] { downloadLatest(); });
+    m_updateTimer = platform::environment().time().repeat(RefreshInterval, [this] {
+        forgetOtherDays();
+        downloadLatest();
+    });
     downloadLatest();
+}
+
+void WrenfoldMenulet::forgetOtherDays()
+{
+    // A program that runs for weeks would keep every day that was ever today or looked at.
+    const std::pair days(today(), m_timesheetController ? m_timesheetController->currentDate() : QDate());
+    if (std::exchange(m_days, days) == days)
+        return;
+    if (store::Context* context = managedObjectContext())
+        context->forgetUnused(model::DayEntry::EntityName);
 }
 
 void WrenfoldMenulet::downloadLatest()

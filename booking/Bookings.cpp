@@ -150,25 +150,28 @@ std::vector<DayEntry*> recentEntries(const model::User& user, std::size_t most =
     if (!company)
         return {};
     const QDate today = model::localDay(model::now());
-    std::vector<DayEntry*> entries = company->dayEntriesSince(today.addDays(-RecentDays));
-    std::erase_if(entries, [today](const DayEntry* entry) {
-        return !entry->hasRealId() || entry->date("spentAt").date() > today;
-    });
-    sortNewestFirst(entries);
     std::set<std::pair<const model::Project*, const model::Task*>> seen;
     if (const DayEntry* runs = running(user))
         seen.emplace(runs->project(), runs->task());
     std::vector<DayEntry*> recent;
-    for (DayEntry* entry : entries) {
-        if (recent.size() == most)
-            break;
-        const model::Project* project = entry->project();
-        if (!project || !seen.emplace(project, entry->task()).second || !user.isAssignedTo(*project))
-            continue;
-        const std::vector<model::Task*> tasks = project->assignedTasks();
-        if (std::ranges::find(tasks, entry->task()) != tasks.end())
-            recent.push_back(entry);
-    }
+    const auto take = [&](const std::vector<DayEntry*>& entries) {
+        for (DayEntry* entry : entries) {
+            if (recent.size() == most)
+                return;
+            const model::Project* project = entry->project();
+            if (!project || !seen.emplace(project, entry->task()).second || !user.isAssignedTo(*project))
+                continue;
+            const std::vector<model::Task*> tasks = project->assignedTasks();
+            if (std::ranges::find(tasks, entry->task()) != tasks.end())
+                recent.push_back(entry);
+        }
+    };
+    std::vector<DayEntry*> ofToday = company->dayEntriesForDate(today);
+    std::erase_if(ofToday, [](const DayEntry* entry) { return !entry->hasRealId(); });
+    sortNewestFirst(ofToday);
+    take(ofToday);
+    if (recent.size() < most)
+        take(company->newestDayEntries(today.addDays(-RecentDays), today));
     return recent;
 }
 

@@ -13,6 +13,8 @@
 #include "store/Utc.h"
 
 #include <algorithm>
+#include <functional>
+#include <map>
 #include <numeric>
 
 namespace model {
@@ -158,13 +160,43 @@ std::vector<DayEntry*> Company::dayEntriesForDate(QDate date) const
     return date.isValid() ? asEntries(context().fetchStanding(entriesOfDay(*this, date))) : std::vector<DayEntry*>();
 }
 
-std::vector<DayEntry*> Company::dayEntriesSince(QDate first) const
+std::vector<DayEntry*> Company::newestDayEntries(QDate first, QDate end) const
 {
-    return asEntries(context().fetchStanding(
-        {DayEntry::EntityName,
-         store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(first)) &&
-             store::where("idString", Operator::NotEqual, DayEntry::NewEntryId),
-         {}}));
+    struct Newest
+    {
+        qint64 day, updated;
+        store::ObjectId id;
+    };
+    const auto age = [](const Newest& each) { return std::pair(each.day, each.updated); };
+    // As it is stored: to find the moment at which a day begins takes a hundred times as long.
+    const auto moment = [](const store::Value& value) {
+        const QDateTime* date = std::get_if<QDateTime>(&value);
+        return date && date->isValid() ? date->toMSecsSinceEpoch() : 0;
+    };
+    std::map<std::pair<std::int64_t, std::int64_t>, Newest> newest;
+    context().scan(
+        DayEntry::EntityName,
+        store::where("company", this) && store::where("spentAt", Operator::GreaterOrEqual, wallClockOf(first)) &&
+            store::where("spentAt", Operator::Less, wallClockOf(end)),
+        {"idString", "spentAt", "updatedAt"}, {"project", "task"}, [&](const store::Context::Glimpse& entry) {
+            const QString* id = std::get_if<QString>(&entry.attributes[0]);
+            if (!id || !DayEntry::isRealId(*id))
+                return;
+            Newest& known = newest[{entry.toOnes[0], entry.toOnes[1]}];
+            const Newest found{moment(entry.attributes[1]), moment(entry.attributes[2]), entry.id};
+            if (!known.id || age(known) < age(found))
+                known = found;
+        });
+    std::vector<Newest> sorted;
+    for (const auto& [booked, each] : newest)
+        sorted.push_back(each);
+    std::ranges::sort(sorted, std::greater(), age);
+    std::vector<DayEntry*> entries;
+    for (const Newest& each : sorted) {
+        if (store::Object* entry = context().find(each.id))
+            entries.push_back(static_cast<DayEntry*>(entry));
+    }
+    return entries;
 }
 
 DayEntry* Company::runningDayEntry() const

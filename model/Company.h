@@ -89,8 +89,9 @@ public:
     /// of the timer. Empty for an invalid date. Without a context: in the company's own.
     std::vector<DayEntry*> dayEntriesForDate(QDate date, store::Context& context) const;
     std::vector<DayEntry*> dayEntriesForDate(QDate date) const;
-    /// Those from a local day on, without the placeholder, in no guaranteed order.
-    std::vector<DayEntry*> dayEntriesSince(QDate first) const;
+    /// The newest of each project and task that the service knows, from the first local day on and before the end, the
+    /// newest first. Makes objects of no others: weeks of entries would stay in memory.
+    std::vector<DayEntry*> newestDayEntries(QDate first, QDate end) const;
     /// The one whose timer runs, on whatever day; the one started last if the cache has several. Null: none.
     DayEntry* runningDayEntry() const;
     /// Hours.

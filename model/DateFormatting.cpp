@@ -98,7 +98,8 @@ public:
         if (text.size() > LongestKnown)
             return readAnew(index, text);
         Known& known = m_known[index];
-        if (++known.reads > ReadsBeforeForgetting) {
+        // A refresh of a large day reads hundreds again and again, of a small one five: by then all have come once more.
+        if (++known.reads > 2 * known.lately.size() + LeastReads) {
             known.before = std::exchange(known.lately, {});
             known.reads = 0;
         }
@@ -199,11 +200,11 @@ private:
     struct Known
     {
         QHash<QString, QDateTime> lately, before;
-        int reads = 0;
+        qsizetype reads = 0; ///< since what was not read meanwhile has been forgotten
     };
     std::array<Known, PatternCount> m_known;
-    static constexpr int ReadsBeforeForgetting = 1024; ///< what was not read since the last time is forgotten
-    static constexpr qsizetype LongestKnown = 64;      ///< anything longer is not a date, and would waste space
+    static constexpr qsizetype LeastReads = 64;
+    static constexpr qsizetype LongestKnown = 64; ///< anything longer is not a date, and would waste space
 };
 
 DateFormatting::DateFormatting() : m_formatters(std::make_unique<Formatters>()) {}

@@ -94,9 +94,8 @@ void DayEntry::resetToDefaults()
     setNotes(u""_s);
 }
 
-bool DayEntry::hasRealId() const
+bool DayEntry::isRealId(const QString& id)
 {
-    const QString id = idString();
     return !id.isEmpty() && std::all_of(id.begin(), id.end(), [](QChar character) { return character.isDigit(); });
 }
 

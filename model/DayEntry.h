@@ -78,7 +78,8 @@ public:
     void updateHoursFromTimestamps();
     void resetToDefaults();
     /// The service knows the entry.
-    bool hasRealId() const;
+    bool hasRealId() const { return isRealId(idString()); }
+    static bool isRealId(const QString& id);
 
     // By the ids, in the main context, of any company; null: none.
     TaskAssignment* taskAssignment() const;

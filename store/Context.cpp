@@ -35,6 +35,24 @@ Context::~Context()
         m_coordinator->giveBack(std::move(m_connection));
 }
 
+void Context::forgetUnused(std::string_view entityName)
+{
+    const int entity = entityNamed(entityName).index;
+    const auto& entities = m_coordinator->model().entities();
+    std::erase_if(m_standing, [entity](const StandingFetch& standing) { return standing.entity() == entity; });
+    std::erase_if(m_collections, [&](const auto& entry) {
+        const Entity& owner = entities[static_cast<std::size_t>(entry.first.owner.entity)];
+        return owner.relationships[static_cast<std::size_t>(entry.first.relationship)].destination == entity;
+    });
+    std::vector<Object*> unused;
+    for (const auto& [id, object] : m_objects) {
+        if (id.entity == entity && object->m_state == Object::State::Clean && object->m_handle.use_count() <= 1)
+            unused.push_back(object.get());
+    }
+    for (Object* object : unused)
+        detach(*object).reset();
+}
+
 void Context::releaseMemory()
 {
     if (m_connection)

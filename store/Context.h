@@ -121,6 +121,9 @@ public:
     /// objects are destroyed within the call. What has been saved here since that save stays.
     void mergeChanges(const ChangeSet& changes);
 
+    /// Frees the objects of the entity that nothing needs to be kept for: no `Ref`, no unsaved change. They are read
+    /// again when they are asked for, and so are the standing fetches of the entity. Not while a call uses any of them.
+    void forgetUnused(std::string_view entity);
     /// Frees what its connection has cached, as `Coordinator::releaseMemory` does for those that no context uses.
     void releaseMemory();
 

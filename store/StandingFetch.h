@@ -14,6 +14,7 @@ public:
     StandingFetch(FetchRequest request, int entity) : m_request(std::move(request)), m_entity(entity) {}
 
     const FetchRequest& request() const { return m_request; }
+    int entity() const { return m_entity; }
     bool isFor(const FetchRequest& request) const;
 
     /// An object was changed, inserted, merged or deleted.

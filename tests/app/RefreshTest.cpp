@@ -80,6 +80,25 @@ private slots:
         QVERIFY(run.test.alerts.shown.empty());
     }
 
+    /// What is read from the file again, which says something else by then, was forgotten.
+    void daysThatHavePassedAreForgotten()
+    {
+        StartedRun run;
+        model::DayEntry& made = run.newEntry(u"Design"_s);
+        made.setSpentAt(model::startOfDay({2013, 1, 14}));
+        made.setHours(1);
+        service::QuillonApi::sharedApi().startNewTimer(made);
+        run.refresh();
+        const auto notes = [&] { return run.menulet->company()->dayEntriesForDate({2013, 1, 14}).front()->notes(); };
+        QCOMPARE(notes(), u""_s);
+        SQLite::Database((run.menulet->directoryForDataStore() + u"/QuillonX.sqlite"_s).toStdString(),
+                         SQLite::OPEN_READWRITE)
+            .exec("UPDATE DayEntry SET notes = 'stored'");
+        run.test.time.setNow(run.test.time.now() + 24h);
+        run.refresh();
+        QCOMPARE(notes(), u"stored"_s);
+    }
+
     void itemAndRowChangeTogether()
     {
         StartedRun run;

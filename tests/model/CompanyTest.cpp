@@ -82,10 +82,20 @@ private slots:
 
         QCOMPARE(ids(run.company().dayEntriesForDate(first)), QStringList({u"100"_s, u"98"_s, u"99"_s}));
         QCOMPARE(ids(run.company().dayEntriesForDate(first.addDays(1))), QStringList{u"2"_s});
-        QCOMPARE(ids(run.company().dayEntriesSince(first)), QStringList({u"99"_s, u"100"_s, u"2"_s, u"98"_s}));
         QCOMPARE(run.company().numberTotalForDate(first), 1.5);
         QCOMPARE(run.company().numberTotalForDate(first.addDays(7)), 0.0);
         QVERIFY(run.company().dayEntriesForDate(QDate()).empty());
+
+        auto& project = run.company().findOrCreateById<Project>(u"7"_s, run.main());
+        for (const auto& [id, minute] : {std::pair("1", 9), {"98", 1}, {"99", 3}, {"100", 2}, {"newEntry", 8}}) {
+            auto* each = run.byId<DayEntry>(id);
+            each->setUpdatedAt(now().addSecs(minute));
+            each->setProject(minute % 3 ? nullptr : &project);
+        }
+        QVERIFY(run.main().save());
+        run.main().forgetUnused(DayEntry::EntityName);
+        QCOMPARE(ids(run.company().newestDayEntries(first.addDays(-1), first.addDays(1))),
+                 QStringList({u"98"_s, u"99"_s}));
 
         const Zone afterAJourney("Asia/Tokyo");
         QCOMPARE(ids(run.company().dayEntriesForDate(first)), QStringList({u"100"_s, u"98"_s, u"99"_s}));

@@ -390,6 +390,8 @@ private slots:
                 QVERIFY(worker->save());
                 desk.main.mergeChanges(*desk.saved);
             }
+            if (i % 37 == 0)
+                desk.main.forgetUnused("Note");
             Object* box = desk.main.fetchFirst("Box", where("label", u"B"_s));
             for (const FetchRequest& request :
                  {FetchRequest{"Note", where("box", box), {{"weight"}, {"key", false}}},
@@ -403,6 +405,25 @@ private slots:
             const FetchRequest request{"Note", where("weight", double(weight)), {{"key"}}};
             QCOMPARE(keys(desk.main.fetchStanding(request)), keys(desk.main.fetch(request)));
         }
+    }
+
+    void onlyWhatIsNeededIsKept()
+    {
+        Boxes desk;
+        const Ref<Object> held(&Desk::note(desk.main, u"2"_s, &desk.a));
+        Object& changed = Desk::note(desk.main, u"3"_s, &desk.a);
+        QVERIFY(desk.main.save());
+        changed.setValue("text", u"mine"_s);
+        const auto worker = desk.worker();
+        for (Object* note : worker->fetch({"Note", {}, {}}))
+            note->setValue("weight", 7.0);
+        QVERIFY(worker->save()); // and not merged: only what is read again is as it was stored
+        desk.main.forgetUnused("Note");
+        QString weights;
+        for (const Object* note : desk.main.fetchStanding({"Note", where("box", &desk.a), {{"key"}}}))
+            weights += QString::number(note->number("weight")) + note->string("text") + u' ';
+        QCOMPARE(weights, u"7 0 0mine "_s);
+        VERIFY_EACH(held.get()->number("weight") == 0, keys(desk.a.toMany("notes")) == u"1 2 3"_s);
     }
 
     void mergeDropsWhatWasDeleted()
