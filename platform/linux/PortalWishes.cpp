@@ -62,9 +62,10 @@ void PortalWishes::readAll()
     auto call = QDBusMessage::createMethodCall(Service, Path, Interface, u"ReadAll"_s);
     call << QStringList{u"org.freedesktop.appearance"_s, u"org.gnome.desktop.a11y.interface"_s,
                         u"org.gnome.desktop.interface"_s, u"org.kde.kdeglobals.KDE"_s};
-    whenAnswered(QDBusConnection::sessionBus().asyncCall(call), this, [this](const QDBusPendingCall& answer) {
+    const QDBusPendingCall asked = QDBusConnection::sessionBus().asyncCall(call);
+    whenAnswered(asked, this, [this, reading = ++m_readings](const QDBusPendingCall& answer) {
         const QDBusMessage reply = answer.reply();
-        if (answer.isError() || reply.signature() != "a{sa{sv}}"_L1)
+        if (reading != m_readings || answer.isError() || reply.signature() != "a{sa{sv}}"_L1)
             return; // no portal, or one without settings
         const auto spaces = qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().constFirst());
         for (auto space = spaces.begin(); space != spaces.end(); ++space) {

@@ -30,6 +30,7 @@ private:
     std::function<void(const DesktopWishes&)> m_changed;
     QDBusServiceWatcher m_portal;
     QHash<QString, QVariant> m_settings; ///< by "namespace key"
+    int m_readings = 0;                  ///< an answer to an earlier one counts no more
     std::optional<DesktopWishes> m_told;
 };
 

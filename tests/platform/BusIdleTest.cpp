@@ -2,6 +2,8 @@
 
 #include "platform/linux/BusIdle.h"
 
+#include <QDir>
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using platform::BusIdle;
@@ -40,6 +42,23 @@ private slots:
     {
         QVERIFY(!BusIdle::mutter().idleTime());
         QVERIFY(!BusIdle::screenSaver().idleTime());
+    }
+
+    // In a session with a folder of its own.
+    void nobodyIsStarted()
+    {
+        QVERIFY(qEnvironmentVariableIsSet("XDG_DATA_HOME"));
+        const QString folder = qEnvironmentVariable("XDG_DATA_HOME") + u"/dbus-1/services/"_s;
+        QVERIFY(QDir().mkpath(folder));
+        for (const QString& name : {u"org.gnome.Mutter.IdleMonitor"_s, u"org.freedesktop.ScreenSaver"_s}) {
+            QFile file(folder + name + u".service"_s);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(u"[D-BUS Service]\nName=%1\nExec=/usr/bin/touch %2started\n"_s.arg(name, folder).toUtf8());
+        }
+        const QString bus = u"org.freedesktop.DBus"_s;
+        QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(bus, u"/"_s, bus, u"ReloadConfig"_s));
+        nobodyThere();
+        QVERIFY(!QFile::exists(folder + u"started"_s));
     }
 
 private:

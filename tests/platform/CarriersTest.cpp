@@ -1,5 +1,6 @@
 #include "FakeTray.h"
 #include "Program.h"
+#include "SlowPeer.h"
 
 #include "platform/linux/CarrierSwitch.h"
 #include "support/ManualTimeSource.h"
@@ -11,7 +12,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDBusVirtualObject>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -107,46 +107,6 @@ signals:
 };
 
 namespace {
-
-/// One that answers when the test wants it.
-class SlowWatcher final : public QDBusVirtualObject
-{
-public:
-    SlowWatcher()
-    {
-        bus.registerVirtualObject(u"/StatusNotifierWatcher"_s, this);
-        bus.registerService(u"org.kde.StatusNotifierWatcher"_s);
-    }
-    ~SlowWatcher() override { QDBusConnection::disconnectFromBus(bus.name()); }
-
-    bool isAskedAgain()
-    {
-        const qsizetype before = questions.size();
-        bus.send(QDBusMessage::createSignal(u"/StatusNotifierWatcher"_s, u"org.kde.StatusNotifierWatcher"_s,
-                                            u"StatusNotifierHostRegistered"_s));
-        return QTest::qWaitFor([&] { return questions.size() > before; }, 20000);
-    }
-    /// Returns when the program has heard it and whatever it asks the bus thereupon.
-    void answer(int question, bool there)
-    {
-        bus.send(questions[question].createReply(QVariant::fromValue(QDBusVariant(there))));
-        for (int times = 0; times < 3; ++times) {
-            for (const QDBusConnection& side : {bus, QDBusConnection::sessionBus()})
-                side.interface()->isServiceRegistered(u"org.gnome.Shell"_s);
-            QCoreApplication::processEvents();
-        }
-    }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection&) override
-    {
-        message.setDelayedReply(true);
-        questions << message;
-        return true;
-    }
-    QString introspect(const QString&) const override { return {}; }
-
-    QList<QDBusMessage> questions;
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"slow watcher"_s);
-};
 
 /// The item with all that a program gives it.
 class Item
@@ -486,19 +446,28 @@ private slots:
 
     void overtakenAnswerDoesNotCount()
     {
-        SlowWatcher watcher;
+        SlowPeer watcher(u"org.kde.StatusNotifierWatcher"_s, u"/StatusNotifierWatcher"_s);
+        const auto isAskedAgain = [&] {
+            const qsizetype before = watcher.questions.size();
+            watcher.bus.send(QDBusMessage::createSignal(u"/StatusNotifierWatcher"_s, u"org.kde.StatusNotifierWatcher"_s,
+                                                        u"StatusNotifierHostRegistered"_s));
+            return QTest::qWaitFor([&] { return watcher.questions.size() > before; }, 20000);
+        };
+        const auto answer = [&](int question, bool there) {
+            watcher.answer(question, QVariant::fromValue(QDBusVariant(there)));
+        };
         QList<bool> told;
         platform::NotifierHost host([&] { told << host.isThere(); });
         host.begin();
         QTRY_COMPARE(watcher.questions.size(), 1);
-        QVERIFY(watcher.isAskedAgain());
-        watcher.answer(1, true);
+        QVERIFY(isAskedAgain());
+        answer(1, true);
         QTRY_COMPARE(told, QList<bool>{true});
-        watcher.answer(0, false);
-        QVERIFY(watcher.isAskedAgain());
+        answer(0, false);
+        QVERIFY(isAskedAgain());
         watcher.bus.unregisterService(u"org.kde.StatusNotifierWatcher"_s);
         QTRY_VERIFY(!host.isThere());
-        watcher.answer(2, true);
+        answer(2, true);
         QCOMPARE(told, (QList<bool>{true, false}));
     }
 
