@@ -105,6 +105,8 @@ class Node:
                     len(size) > 1 for size in sizes) else ""
             case "td" | "th":
                 return f"{inner.strip()}{self.told()} | "
+        if "unseen" in self.attrs.get("class", ""):  # but heard
+            inner = f"‹{inner}›"
         told = self.told().strip()
         inner = f"{inner}({told}) " if told else inner
         return inner if self.tag in INLINE else f" {inner} "
