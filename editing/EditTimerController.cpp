@@ -412,6 +412,7 @@ void EditTimerController::saveTimer()
             unsaved->setNotes(notes);
             unsaved->setHours(hours);
             unsaved->setSpentAt(day);
+            model::QuillonObject::saveWithErrorReporting(unsaved->context());
         }
     };
     entry.setProject(m_projectAutocompleter->selectedProject());
@@ -427,6 +428,8 @@ void EditTimerController::saveTimer()
         entry.setHours(static_cast<double>(
             model::numberFomStringInHoursMinutesFormat(hours == m_hoursShown ? entry.hoursMinutes() : hours)));
     entry.setSpentAt(model::startOfDay(sheet.datePicker->currentDate()));
+    // At once: saved later, it would replace what the service has answered by then.
+    model::QuillonObject::saveWithErrorReporting(entry.context());
     forgetTyped();
     const int number = ++m_lastSaved;
     m_typed.push_back({number, &entry, entry.updatedAt(), m_projectAutocompleter->selectedProject(),

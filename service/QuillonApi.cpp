@@ -167,6 +167,8 @@ void QuillonApi::correctIdleTimer(model::DayEntry& entry, double withIdleTime, c
 {
     entry.setHours(std::max(entry.hours().value_or(0) - withIdleTime / 60 / 60, 0.0));
     entry.setTimerStarted({});
+    // At once: saved later, it would replace what the service has answered by then.
+    model::QuillonObject::saveWithErrorReporting(entry.context());
     add(std::make_unique<QuillonStopIdleTimerOperation>(entry, andUpdatedAt, m_userCredentials, m_services), delegate(),
         &OutcomeReceiver::correctIdleTimerDidSucceed, &OutcomeReceiver::correctIdleTimerDidFailWithError);
 }

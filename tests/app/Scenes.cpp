@@ -35,6 +35,8 @@ QStringList surroundings(AppRun& run)
         lines << u"hot-key-%1 "_s.arg(id) + QKeySequence(key.keys).toString();
     for (const auto& [place, secret] : test.secrets.items)
         lines << u"keyring "_s + place.first + u' ' + place.second + u' ' + QString::fromUtf8(secret);
+    if (const auto question = test.alerts.open())
+        lines << u"question "_s + question->title + u' ' + question->buttons.join(u'|');
     if (!test.loginItems.programs().isEmpty())
         lines << u"starts-at-login"_s;
     for (const QAction* action : run.menu().actions()) {
@@ -130,6 +132,34 @@ void newTimer(Scene& scene)
     run.window().hide();
 }
 
+/// Of several clients, with names that are alike, long or strange.
+template <AppRun::Timers Timers>
+void office(Scene& scene)
+{
+    TimesheetRun& run = made(scene, Timers);
+    support::TestData data = run.data();
+    const auto offer = [&](localservice::Id client, const char* name, const char* code,
+                           std::initializer_list<localservice::Id> tasks) {
+        const localservice::Id project = data.addProject({client, name, code}).value();
+        for (const localservice::Id task : tasks)
+            data.offerTask(project, task, task != run.meetings).value();
+        data.assignPerson(project, run.person).value();
+        return project;
+    };
+    const auto quay = data.addClient(run.account, "Café <Quay> & Sons").value();
+    const auto support = data.addTask(run.account, "Support").value();
+    const auto garden = offer(run.client, "Garden", "", {run.meetings, support});
+    offer(quay, "Website", "Q-7", {run.design, support});
+    offer(quay, "Überarbeitung der sehr langen Bezeichnungen, zweiter Teil", "", {support});
+    data.setProjectActive(offer(quay, "Wharf", "", {run.design}), false).value();
+    run.add({.notes = "first <b>line</b>\nsecond & last", .minutes = 90});
+    run.add({.project = garden, .task = support, .notes = "\u05e9\u05dc\u05d5\u05dd", .minutes = 61});
+    run.add({.project = garden, .task = run.meetings, .minutes = 725, .day = "2013-01-14"});
+    run.open();
+    run.list().setSelectedRow(0);
+    scene.window = &run.window();
+}
+
 template <int Tab>
 void preferencesTab(Scene& scene)
 {
@@ -199,6 +229,8 @@ std::span<const NamedScene> scenes()
                                          {"preferences-of-nobody", preferencesOfNobody},
                                          {"preferences-here", preferencesHere},
                                          {"about", about},
+                                         {"office", office<AppRun::Timers::Hours>},
+                                         {"office-with-times", office<AppRun::Timers::Timestamps>},
                                          {"menu", menu},
                                          {"menu-offline", menuOffline},
                                          {"menu-signed-out", menuSignedOut}};
