@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QPoint>
+#include <QRect>
 
 #include <functional>
 #include <memory>
@@ -12,7 +12,7 @@ class QWindow;
 namespace platform {
 
 /// Puts pixels into a window on the screen, past the toolkit: at once, without a repaint, and without an answer that
-/// would wake the program. What the toolkit paints there later covers them. Main thread only.
+/// would wake the program. Main thread only. Places are in device pixels of the window.
 class DirectPaint
 {
 public:
@@ -21,8 +21,16 @@ public:
     /// Whether it is still for this very window on the screen; else make another.
     virtual bool isFor(const QWindow& window) const = 0;
 
-    /// `corner` and `image` (premultiplied, 32 bits) in device pixels of the window.
-    virtual void put(QPoint corner, const QImage& image) = 0;
+    /// What was put goes as the toolkit shows what it paints next; `place` is where there may be pictures from then on.
+    /// To be called before the toolkit shows anything else there.
+    virtual void giveWay(QRect place) = 0;
+
+    /// Whether pictures can be put there. Else the toolkit has to paint first, and this to give way to it.
+    virtual bool reaches(QRect place) const = 0;
+
+    /// `image` is premultiplied and has 32 bits; what was put once is known by its `cacheKey`. False: it cannot be put
+    /// there, and the toolkit has to paint.
+    virtual bool put(QPoint corner, const QImage& image) = 0;
 
     /// Whether nothing of the window can be seen: other windows cover it, or a screen saver runs.
     virtual bool isCovered() const = 0;

@@ -24,6 +24,7 @@
 #include "linux/SecretServiceStore.h"
 #include "linux/WaylandFrames.h"
 #include "linux/WaylandIdle.h"
+#include "linux/WaylandPaint.h"
 #include "linux/X11.h"
 #include "linux/X11HotKeys.h"
 #include "linux/X11Idle.h"
@@ -180,7 +181,8 @@ std::unique_ptr<DirectPaint> makeDirectPaint([[maybe_unused]] QWindow& window,
                                              [[maybe_unused]] std::function<void()> uncovered)
 {
 #ifdef Q_OS_LINUX
-    return makeX11Paint(window, std::move(uncovered));
+    return x11::isRunning() ? makeX11Paint(window, std::move(uncovered))
+                            : makeWaylandPaint(window, std::move(uncovered));
 #else
     return nullptr;
 #endif

@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 namespace skin {
 namespace {
 
-/// How far a tick looks ahead: a coarse timer may be early, and changes this close together share a wake-up, which nobody
-/// sees. Every other step of a running row's button is 22 ms from one of the colon.
+/// How far a tick looks ahead: a coarse timer may be early, and changes this close together share a wake-up, which
+/// nobody sees. Every other step of a running row's button is 22 ms from one of the colon.
 constexpr auto LookAhead = 24ms;
 
 /// The fraction of the time after which the fraction `way` has been covered. Easing follows half a cosine.
@@ -170,11 +170,20 @@ void Pulse::stop()
 
 bool Pulse::eventFilter(QObject* watched, QEvent* event)
 {
-    if (event->type() == QEvent::Hide)
+    if (watched == m_window && event->type() == QEvent::UpdateRequest)
+        m_steps.windowIsPainted();
+    // In sight again, and nothing else may ask for a repaint.
+    if (watched == m_handle && event->type() == QEvent::Expose && !isRunning())
+        m_widget.update();
+    if (watched != &m_widget)
+        return false;
+    if (event->type() == QEvent::Hide) {
         stop();
-    else if (event->type() == QEvent::Paint && m_steps.painted())
+        m_steps.giveWay();
+    } else if (event->type() == QEvent::Paint && m_steps.painted()) {
         m_area.reset();
-    return QObject::eventFilter(watched, event);
+    }
+    return false;
 }
 
 bool Pulse::inSight() const
@@ -182,6 +191,20 @@ bool Pulse::inSight() const
     const QWindow* window = m_widget.window()->windowHandle();
     return m_widget.isVisible() && window && window->isExposed() &&
            !window->windowStates().testFlag(Qt::WindowMinimized) && !m_steps.isCovered();
+}
+
+void Pulse::watch(QWidget& window)
+{
+    if (m_handle && m_handle == window.windowHandle())
+        return;
+    if (m_handle)
+        m_handle->removeEventFilter(this);
+    if (m_window && m_window != &m_widget)
+        m_window->removeEventFilter(this);
+    m_window = &window;
+    m_handle = window.windowHandle();
+    m_window->installEventFilter(this);
+    m_handle->installEventFilter(this);
 }
 
 void Pulse::advance(std::chrono::milliseconds time)
@@ -193,8 +216,11 @@ void Pulse::advance(std::chrono::milliseconds time)
     // To find it may take measuring text.
     if (!m_area)
         m_area = m_findArea();
-    if (!m_steps.show(*m_area, opacity))
+    if (!m_steps.show(*m_area, opacity)) {
         m_widget.update(*m_area);
+        return;
+    }
+    watch(*m_widget.window());
 }
 
 } // namespace skin

@@ -14,6 +14,7 @@
 #include <vector>
 
 class QWidget;
+class QWindow;
 
 namespace skin {
 
@@ -99,10 +100,13 @@ private:
 
     bool inSight() const;
     void advance(std::chrono::milliseconds time);
+    void watch(QWidget& window);
 
     QWidget& m_widget;
     const std::function<QRect()> m_findArea;
     std::optional<QRect> m_area; ///< since the last repaint
+    QPointer<QWidget> m_window;  ///< that shows it, and whose repaints are watched
+    QPointer<QWindow> m_handle;  ///< of that window
     PreparedSteps m_steps;
     Wave m_wave;
     double m_opacity = 1.0;

@@ -23,8 +23,8 @@ bool PreparedSteps::show(const QRect& area, double opacity)
 {
     if (m_widget.testAttribute(Qt::WA_WState_InPaintEvent))
         return false; // a pulse that begins as its widget is painted must not paint it once more
-    QWidget* window = m_widget.internalWinId() ? &m_widget : m_widget.nativeParentWidget();
-    if (!window || !QRegion(area).subtracted(m_widget.visibleRegion()).isEmpty() || !prepareWindow(*window))
+    QWidget* window = nativeWindow();
+    if (!window || !isInSight(area) || !prepareWindow(*window))
         return false;
     const QRect inWindow(m_widget.mapTo(window, area.topLeft()), area.size());
     const double scale = window->devicePixelRatioF();
@@ -33,13 +33,16 @@ bool PreparedSteps::show(const QRect& area, double opacity)
         m_steps.clear();
     m_place = place;
     m_scale = scale;
+    if (!m_paint->reaches(place))
+        return false;
     auto step = m_steps.find(opacity);
     if (step == m_steps.end()) {
         const QScopedValueRollback painting(m_isPainting, true);
         step = m_steps.emplace(opacity, paint(*window, inWindow)).first;
     }
-    m_paint->put(m_place.topLeft(), step->second);
-    return true;
+    m_area = area;
+    m_isShown = m_paint->put(m_place.topLeft(), step->second);
+    return m_isShown;
 }
 
 bool PreparedSteps::painted()
@@ -47,7 +50,36 @@ bool PreparedSteps::painted()
     if (m_isPainting)
         return false;
     m_steps.clear();
+    giveWay();
     return true;
+}
+
+void PreparedSteps::windowIsPainted()
+{
+    if (!m_isShown)
+        return;
+    const QWidget* window = nativeWindow();
+    if (!window || !isInSight(m_area) ||
+        pixelsOf(QRect(m_widget.mapTo(window, m_area.topLeft()), m_area.size()), window->devicePixelRatioF()) !=
+            m_place)
+        giveWay();
+}
+
+void PreparedSteps::giveWay()
+{
+    m_isShown = false;
+    if (m_paint)
+        m_paint->giveWay(m_place);
+}
+
+QWidget* PreparedSteps::nativeWindow() const
+{
+    return m_widget.internalWinId() ? &m_widget : m_widget.nativeParentWidget();
+}
+
+bool PreparedSteps::isInSight(const QRect& area) const
+{
+    return QRegion(area).subtracted(m_widget.visibleRegion()).isEmpty();
 }
 
 bool PreparedSteps::prepareWindow(QWidget& window)

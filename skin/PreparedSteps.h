@@ -31,16 +31,27 @@ public:
     /// To be called when the widget paints: it, or what is seen through it, has changed. False: it paints for this.
     bool painted();
 
+    /// To be called when the window is about to be painted: what is shown gives way where the widget has moved, or
+    /// something came to lie over it.
+    void windowIsPainted();
+
+    /// What is shown goes as the window is painted next.
+    void giveWay();
+
 private:
+    QWidget* nativeWindow() const;
+    bool isInSight(const QRect& area) const;
     bool prepareWindow(QWidget& window);
     QImage paint(QWidget& window, const QRect& area) const;
 
     QWidget& m_widget;
     std::unique_ptr<platform::DirectPaint> m_paint;
+    QRect m_area;  ///< of what is shown, in points of the widget
     QRect m_place; ///< of all steps, in device pixels of the window
     double m_scale = 0;
     std::map<double, QImage> m_steps; ///< by opacity
     bool m_isPainting = false;
+    bool m_isShown = false;
 };
 
 } // namespace skin

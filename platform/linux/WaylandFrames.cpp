@@ -1,10 +1,11 @@
 #include "WaylandFrames.h"
 
+#include "WaylandOwned.h"
+
 #include <xdg-decoration-unstable-v1-client-header.h>
 #include <xdg-shell-client-header.h>
 
 #include <cstring>
-#include <memory>
 
 #include <wayland-client.h>
 
@@ -15,13 +16,8 @@ namespace {
 /// KWin answers only after the turn of its loop in which it was asked.
 constexpr int MostRoundTrips = 5;
 
-template <auto function>
-struct EndBy
-{
-    void operator()(auto* thing) const { function(thing); }
-};
 template <class T, auto function>
-using Owned = std::unique_ptr<T, EndBy<function>>;
+using Owned = WaylandOwned<T, function>;
 
 struct Globals
 {

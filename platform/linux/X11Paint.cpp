@@ -58,7 +58,10 @@ public:
 
     bool isFor(const QWindow& window) const override { return window.handle() && window.winId() == m_window; }
 
-    void put(QPoint corner, const QImage& image) override
+    void giveWay(QRect) override {} // what the toolkit paints covers it
+    bool reaches(QRect) const override { return true; }
+
+    bool put(QPoint corner, const QImage& image) override
     {
         const QImage pixels = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
         xcb_put_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, m_window, m_context, static_cast<std::uint16_t>(pixels.width()),
@@ -66,6 +69,7 @@ public:
                       static_cast<std::int16_t>(corner.y()), 0, m_depth,
                       static_cast<std::uint32_t>(pixels.sizeInBytes()), pixels.constBits());
         xcb_flush(m_x);
+        return true;
     }
 
     bool isCovered() const override { return m_isObscured || m_isSaved || m_cover.isHidden(); }

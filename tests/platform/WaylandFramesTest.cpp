@@ -1,6 +1,5 @@
-#include "WaylandCompositor.h"
-
 #include "platform/linux/WaylandFrames.h"
+#include "support/WaylandCompositor.h"
 
 #include <QTemporaryDir>
 #include <QTest>

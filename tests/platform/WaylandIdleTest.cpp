@@ -1,7 +1,6 @@
-#include "WaylandCompositor.h"
-
 #include "platform/linux/WaylandIdle.h"
 #include "support/ManualTimeSource.h"
+#include "support/WaylandCompositor.h"
 
 #include <QSocketNotifier>
 #include <QTemporaryDir>
