@@ -353,20 +353,6 @@ private slots:
         QCOMPARE(run.alert(), NoAlert);
     }
 
-    void continueTiming()
-    {
-        IdleRun run;
-        run.leaveWithATimer();
-        QVERIFY(run.answer(0));
-        QCOMPARE(run.menulet->idleTime(), 0.0);
-        VERIFY_EACH(!run.menulet->runningTimerWhenIdleStarted(), !run.menulet->runningTimerSavedAt().isValid());
-        run.work(5min);
-        QCOMPARE(run.alert(), NoAlert);
-        QCOMPARE(run.corrections(), QStringList());
-        run.away(measured(10) + Step);
-        QCOMPARE(run.alert(), asksAboutMinutes(10));
-    }
-
     void removesIdleTime()
     {
         IdleRun run;
@@ -403,59 +389,6 @@ private slots:
         QVERIFY(run.press(1));
         QCOMPARE(run.dayTotal(), 0.0);
         QVERIFY(run.corrections().value(0).startsWith("0.00 stopped"_L1));
-    }
-
-    void deletedElsewhereBeforeTheAnswer()
-    {
-        IdleRun run;
-        run.leaveWithATimer();
-        run.deleteElsewhere();
-        run.menulet->downloadLatest();
-        run.settle();
-        run.startTimer(u"Meetings"_s);
-        run.menulet->downloadLatest();
-        run.settle();
-        QVERIFY(run.press(1));
-        QCOMPARE(run.alert(), u"Running Timer Stopped Elsewhere|OK"_s);
-        QCOMPARE(
-            run.test.alerts.open()->text,
-            u"This timer has been stopped since you became idle.  We will not attempt to update it, since you have "
-            "more recently edited it outside of Quillon for Mac."_s);
-        VERIFY_EACH(run.menulet->displayingIdleAlert(), run.answer(0), !run.menulet->displayingIdleAlert());
-        QCOMPARE(run.menulet->idleTime(), 0.0);
-        QCOMPARE(run.corrections(), QStringList());
-    }
-
-    void failures()
-    {
-        using Arrange = std::function<void(IdleRun&)>;
-        const auto answers = [](const Reply& reply) -> Arrange {
-            return [reply](IdleRun& run) {
-                run.peer.answer("POST /hc/day_entry/" + run.currentId().toStdString(), {reply});
-            };
-        };
-        const QString changed = u"The entry was updated while Quillon for Mac was idle. It looks like your idle time "
-                                "does not need to be removed after all."_s;
-        const QString because = u"Your idle time could not be removed due to an error: "_s;
-        for (const auto& [arrange, text] :
-             {std::pair(Arrange(&IdleRun::toggleElsewhere), changed),
-              {&IdleRun::deleteElsewhere, changed},
-              {answers({500, "<error><kind>Validation</kind><message>No more.</message></error>"}), u"No more."_s},
-              {answers({500, "oops"}), because + u"The service did not say why."_s},
-              {answers(Reply::closed()), because}}) {
-            const support::InRow inRow(text);
-            IdleRun run;
-            run.leaveWithATimer();
-            arrange(run);
-            QVERIFY(run.answer(1));
-            QCOMPARE(run.alert(), u"Could Not Remove Idle Time|OK"_s);
-            const QString told = run.test.alerts.open()->text;
-            QVERIFY2(text == because ? told.size() > text.size() && told.startsWith(text) : told == text,
-                     qPrintable(told));
-            QVERIFY(run.press(0));
-            QCOMPARE(run.alert(), NoAlert);
-            QCOMPARE(run.corrections().size(), 1);
-        }
     }
 
     void sleepCounts()
