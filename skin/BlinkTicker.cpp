@@ -41,6 +41,19 @@ double phaseOf(const Wave& wave, std::chrono::milliseconds time)
     return static_cast<double>(time.count() % (2 * wave.duration.count()));
 }
 
+/// How many steps have been taken within the period.
+int stepsTaken(const Wave& wave, double phase)
+{
+    const double turn = phase / static_cast<double>(wave.duration.count());
+    const double way =
+        wave.timing == Wave::Timing::Linear ? std::min(turn, 2 - turn) : (1 - std::cos(turn * std::numbers::pi)) / 2;
+    // One too few at least, so that the loop decides: each time that it looks at is an arc cosine.
+    int taken = std::max(0, static_cast<int>((turn < 1 ? way : 2 - way) * wave.steps() + 0.5) - 1);
+    while (taken < 2 * wave.steps() && changeTime(wave, taken) <= phase)
+        ++taken;
+    return taken;
+}
+
 } // namespace
 
 int Wave::steps() const
@@ -53,10 +66,7 @@ double Wave::opacityAt(std::chrono::milliseconds time) const
 {
     if (duration <= 0ms)
         return from;
-    const double phase = phaseOf(*this, time);
-    int taken = 0;
-    while (taken < 2 * steps() && changeTime(*this, taken) <= phase)
-        ++taken;
+    const int taken = stepsTaken(*this, phaseOf(*this, time));
     const int level = taken <= steps() ? taken : 2 * steps() - taken;
     return from + (to - from) * level / steps();
 }
@@ -66,9 +76,7 @@ std::chrono::milliseconds Wave::untilNextChange(std::chrono::milliseconds time) 
     if (duration <= 0ms)
         return 24h;
     const double phase = phaseOf(*this, time);
-    int next = 0;
-    while (next < 2 * steps() && changeTime(*this, next) <= phase)
-        ++next;
+    const int next = stepsTaken(*this, phase);
     const double period = 2 * static_cast<double>(duration.count());
     const double due = next < 2 * steps() ? changeTime(*this, next) : changeTime(*this, 0) + period;
     return std::chrono::milliseconds(static_cast<qint64>(std::ceil(due - phase)));
