@@ -389,45 +389,6 @@ private slots:
         QCOMPARE(run.test.statusItem.presented, 1);
     }
 
-    void failedCommands()
-    {
-        const QString advice = u"Please make sure you have an internet connection and try again."_s;
-        const QString notAdded = u"The timer could not be added. "_s;
-        const std::string said = "<error><kind>k</kind><message>No such project.</message></error>";
-        for (const auto& [command, title, text, reply] :
-             {std::tuple("POST /daily/add", u"Timer Failed"_s, notAdded + u"No such project."_s, said),
-              {"POST /daily/add", u"Timer Failed"_s, notAdded + advice, "oops"},
-              {"POST /daily/add", u"Timer Failed"_s, notAdded + advice,
-               "<error><kind>k</kind><message></message></error>"},
-              {"GET /daily/timer/1", u"Toggle Timer Failed"_s,
-               u"The timer could not be toggled at this time. "_s + advice, said},
-              {"POST /daily/update/1", u"Update Timer Failed"_s, u"The timer could not be updated. "_s + advice, said},
-              {"GET /daily/delete/1", u"Delete Timer Failed"_s, u"The timer could not be deleted. "_s + advice,
-               said}}) {
-            const support::InRow inRow(command);
-            StartedRun run(u"Design"_s);
-            run.refresh();
-            model::DayEntry* entry = run.menulet->company()->mostRecentDayEntry();
-            auto& api = service::QuillonApi::sharedApi();
-            run.peer.answer(command, {Reply{500, reply}});
-            if (title == u"Timer Failed"_s)
-                run.startTimer(u"Meetings"_s);
-            else if (title.startsWith("Toggle"_L1))
-                api.toggleTimer(*entry);
-            else if (title.startsWith("Update"_L1))
-                api.updateTimer(*entry);
-            else
-                api.deleteTimer(*entry);
-            run.settle();
-            QTRY_COMPARE(run.test.alerts.shown.size(), std::size_t(1));
-            const platform::Alert& alert = run.test.alerts.shown.front();
-            QCOMPARE(alert.title, title);
-            QCOMPARE(alert.text, text);
-            QCOMPARE(alert.buttons, QStringList{u"OK"_s});
-            QCOMPARE(run.face(), u"0:01 running"_s);
-        }
-    }
-
     void aChangeIsFollowedByALook()
     {
         StartedRun run(u"Design"_s);

@@ -103,37 +103,6 @@ private slots:
         VERIFY_EACH(!kept.contains("secret"), !kept.contains("wrong-Pa55"));
     }
 
-    void emptyFields()
-    {
-        const QString one = u"Your %1 is invalid. Please enter a valid %1 before continuing."_s;
-        const QString several = u"Your %1 are invalid. Please enter valid values before continuing."_s;
-        for (const auto& [url, email, password, message] :
-             {std::tuple{u""_s, u"ann"_s, u"x"_s, one.arg(u"Secure Site"_s)},
-              std::tuple{u"acme"_s, u""_s, u"x"_s, one.arg(u"Email"_s)},
-              std::tuple{u"acme"_s, u"ann"_s, u"   "_s, one.arg(u"Password"_s)},
-              std::tuple{u"acme"_s, u"\t "_s, u""_s, several.arg(u"Email and Password"_s)},
-              std::tuple{u""_s, u""_s, u""_s, several.arg(u"Email, Secure Site, and Password"_s)}}) {
-            const support::InRow inRow(message);
-            OpenRun run;
-            run.part<QLineEdit>("quillonUrlField").setText(url);
-            run.part<QLineEdit>("emailField").setText(email);
-            run.part<QLineEdit>("passwordField").setText(password);
-            auto& tabs = run.part<QTabWidget>("tabView");
-            tabs.setCurrentIndex(1);
-            run.click("doneButton");
-            QCOMPARE(tabs.currentIndex(), 0); // where the fields are
-            QCOMPARE(run.sheet(), message);
-            // Below the sheet nothing can be reached.
-            run.click("doneButton");
-            QVERIFY(!run.part("emailField").isEnabled());
-            run.click("acknowledgeButton");
-            QTRY_COMPARE(run.sheet(), QString());
-            QVERIFY(run.part("emailField").isEnabled());
-            QCOMPARE(run.requested(), QStringList());
-            QCOMPARE(run.settingsFile(), QByteArray());
-        }
-    }
-
     void options()
     {
         OpenRun run(true);
@@ -159,14 +128,6 @@ private slots:
         QCOMPARE(run.owner.asked, QStringList{u"relaunch"_s});
     }
 
-    void proxyThatWantsAPassword()
-    {
-        OpenRun run(true);
-        run.peer.answer("GET /account/who_am_i", {support::Reply{407, "<!DOCTYPE html>"}});
-        run.click("doneButton");
-        QTRY_COMPARE(run.sheet(), u"The network's proxy asks for a name and a password that Quillon does not have."_s);
-    }
-
     // The settings are kept for sessions in which they mean something.
     void choicesThatThisDesktopDoesNotHave()
     {
@@ -189,21 +150,6 @@ private slots:
         run.click("doneButton");
         QTRY_VERIFY(!controller.window().isVisible());
         VERIFY_EACH(run.test.updates.automatic, run.settingsFile().contains("HideInDock=true\n"));
-    }
-
-    void idleMinutes()
-    {
-        OpenRun run(true);
-        run.part<QTabWidget>("tabView").setCurrentIndex(1);
-        for (const auto& [typed, stored, shown] :
-             {std::tuple(u"0"_s, 10, u"10"_s), std::tuple(u"ten"_s, 10, u"10"_s), std::tuple(u""_s, 10, u"10"_s),
-              std::tuple(u" 7 "_s, 7, u" 7 "_s), std::tuple(u"12 min"_s, 12, u"12 min"_s),
-              std::tuple(u"99999999999999999999"_s, 999999, u"999999"_s)}) {
-            run.type("idleTimerMinutesField", typed);
-            run.controller->saveCredentials();
-            QCOMPARE(settingsOfRun().idleMinutesThreshold(), stored);
-            QCOMPARE(run.text("idleTimerMinutesField"), shown);
-        }
     }
 
     void knowsChangedCredentials()
@@ -314,12 +260,6 @@ private slots:
     {
         OpenRun run;
         auto& field = run.part<QLineEdit>("defaultRateField");
-        for (const auto& [typed, shown] : {std::pair(u"75"_s, u"$75.00"_s), std::pair(u"1,234.5"_s, u"$1,234.50"_s),
-                                           std::pair(u"12abc"_s, u"$12.00"_s), std::pair(u"a lot"_s, u"$0.00"_s)}) {
-            run.type("defaultRateField", typed);
-            run.key(Qt::Key_Tab);
-            QCOMPARE(field.text(), shown);
-        }
         // Passing through writes nothing into it.
         field.clear();
         field.setFocus();
