@@ -224,6 +224,7 @@ private slots:
         entry->setNotes(u"typed"_s);
         entry->setHours(2);
         entry->setStartedAt(moment("2024-03-05T09:00:00Z"));
+        entry->setStoppedAt(moment("2024-03-05T10:00:00Z"));
         entry->setSpentAt(moment("2024-03-05T00:00:00Z"));
         entry->setTimerStarted(moment("2024-03-05T09:00:00Z"));
         entry->setValue("lockedReason", u"kept"_s);
@@ -233,9 +234,13 @@ private slots:
         QCOMPARE(entry->user(), run.currentUser());
         VERIFY_EACH(!entry->notes().isNull(), entry->notes().isEmpty());
         VERIFY_EACH(!entry->hours(), !entry->isRunning(), !entry->spentAt().isValid(), !entry->startedAt().isValid());
+        QVERIFY(!entry->stoppedAt().isValid());
         QCOMPARE(entry->lockedReason(), u"kept");
         QCOMPARE(run.all<DayEntry>().size(), 2U);
 
+        QVERIFY(run.main().save());
+        QVERIFY(run.import(sheet("")));
+        VERIFY_EACH(!DayEntry::entryWithDefaults()->project(), !entry->task());
         run.currentUser()->setEmail(u"other@example.com"_s);
         QVERIFY(!DayEntry::entryWithDefaults());
     }

@@ -144,6 +144,18 @@ private slots:
         QCOMPARE(run.outcomes.everyCall(), QStringList());
     }
 
+    void newCredentialsAreTheSavedOnes()
+    {
+        ServiceRun run;
+        const QString here = QString::fromUtf8(run.peer.url({}, "local.localhost"));
+        run.api.userCredentials().keepTimeHere({u"you@localhost"_s, u"secret"_s, u".local"_s, here});
+        run.api.requestUser(u"7"_s);
+        run.api.authenticateNewCredentialsAndNotify(&run.outcomes);
+        QVERIFY(run.finish());
+        QVERIFY(run.headerOfRequest(0, "Host").starts_with("local."));
+        QVERIFY(run.headerOfRequest(1, "Host").starts_with("acme."));
+    }
+
     void company()
     {
         ServiceRun run;

@@ -196,6 +196,8 @@ private slots:
             {"a null string is null", where("box.label", QString()), byKey, u"\uE000 😀"_s},
             {"not null", where("weight", Operator::NotEqual, Value()), byKey, u"100 99 a"_s},
             {"through a relationship", where("box.label", u"B"_s), byKey, u"99 a"_s},
+            {"through one twice", where("box.label", Operator::NotEqual, u"A"_s) && where("box.label", u"B"_s), byKey,
+             u"99 a"_s},
             {"sorted through a relationship",
              where("weight", Operator::Greater, 0.0),
              {{"box.label"}, {"key", false}},
@@ -250,6 +252,12 @@ private slots:
         a.setValue("label", u"Z"_s);
         QVERIFY(desk.main.fetch(inA).empty());
         QCOMPARE(desk.worker()->fetch(inA).size(), std::size_t(3));
+        // Nor is the first of all notes the first in a box that has just got this label.
+        Object& b = Desk::box(desk.main, u"B"_s);
+        Desk::note(desk.main, u"last"_s, &b);
+        QVERIFY(desk.main.save());
+        b.setValue("label", u"Y"_s);
+        QCOMPARE(desk.main.fetchFirst("Note", where("box.label", u"Y"_s))->string("key"), u"last"_s);
     }
 
     void scansShowWhatFetchesFind()
@@ -282,6 +290,7 @@ private slots:
         QVERIFY(desk.main.save());
         Object* first = Desk::byKey(*context, u"a"_s);
         QCOMPARE(first->string("text"), u"beside"_s);
+        QCOMPARE(scanned(), QStringList({u"a 1 10"_s, u"b - 10"_s}));
         first->setValue("open", false);
         context->remove(*Desk::byKey(*context, u"b"_s));
         Desk::byKey(*context, u"c"_s)->setToOne("box", context->find(box.id()));
@@ -398,6 +407,7 @@ private slots:
                   FetchRequest{"Note", where("weight", Operator::GreaterOrEqual, 5.0), {{"key"}}},
                   FetchRequest{"Note", where("weight", Operator::GreaterOrEqual, 5.0), {{"key", false}}},
                   FetchRequest{"Note", where("weight", Operator::Less, 5.0), {{"key"}}},
+                  FetchRequest{"Note", where("box", &desk.a), {{"weight"}, {"key", false}}},
                   FetchRequest{"Note", where("weight", Operator::NotEqual, Value()), {{"weight", false}}}})
                 QCOMPARE(keys(desk.main.fetchStanding(request)), keys(desk.main.fetch(request)));
         }
@@ -583,6 +593,20 @@ private slots:
             QVERIFY(Desk::byKey(*desk.worker(), u"1"_s));
         }
         sqlite3_cancel_auto_extension(entry);
+    }
+
+    void nothingIsLeftOfAContextThatEnds()
+    {
+        Boxes desk;
+        std::stop_source stop;
+        auto worker = desk.worker();
+        worker->setStop(stop.get_token());
+        const Ref<Object> held(Desk::byKey(*worker, u"1"_s));
+        Desk::note(*worker, u"2"_s);
+        stop.request_stop();
+        QVERIFY(!worker->save());
+        worker.reset();
+        VERIFY_EACH(!held, !Desk::byKey(desk.main, u"2"_s));
     }
 
     void releasedMemoryIsReadAgain()
