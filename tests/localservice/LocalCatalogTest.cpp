@@ -84,15 +84,6 @@ private slots:
         QCOMPARE(s.get(u"/task_assignments"_s).texts(u"id"_s).size(), 3);
         QCOMPARE(s.get(u"/user_assignments"_s).texts(u"id"_s).size(), 2);
     }
-
-    void tasksAreOfferedOnActiveProjectsOnly()
-    {
-        Scenario s;
-        QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.setActive(Kind::Project, s.acme.internal, false); }),
-                 u""_s);
-        QCOMPARE(problem(s, s.acme.id, [&](Catalog& c) { return c.offerTaskEverywhere(s.acme.design, true); }), u""_s);
-        QCOMPARE(s.get(u"/task_assignments"_s).texts(u"id"_s).size(), 3);
-    }
 };
 
 QTEST_GUILESS_MAIN(LocalCatalogTest)

@@ -34,26 +34,15 @@ QString textOf(const DayRange& range)
     return QString::fromStdString(localservice::isoDayText(range.from) + " " + localservice::isoDayText(range.to));
 }
 
-Report reportOf(Scenario& s, const QString& days, Id person = 0, seconds passed = 0s)
+Report reportOf(Scenario& s, const QString& days)
 {
     const auto range = rangeOf(days);
     return s.database()
         .storage()
         .look([&](SQLite::Database& database) -> tl::expected<Report, localservice::Problem> {
-            return Report::of(database, {s.acme.id, person, range.from, range.to, Scenario::Start + passed.count()});
+            return Report::of(database, {s.acme.id, 0, range.from, range.to, Scenario::Start});
         })
         .value();
-}
-
-/// "Website 1.5/1.5": all hours and the billable ones.
-QStringList linesOf(const std::vector<localservice::ReportLine>& lines)
-{
-    QStringList result;
-    for (const auto& line : lines)
-        result.append(u"%1 %2/%3"_s.arg(QString::fromStdString(line.name))
-                          .arg(static_cast<double>(line.amount.all) / 3600)
-                          .arg(static_cast<double>(line.amount.billable) / 3600));
-    return result;
 }
 
 } // namespace
@@ -63,47 +52,6 @@ class ReportTest : public QObject
     Q_OBJECT
 
 private slots:
-    void sumsUpDaysAndPeople()
-    {
-        Scenario s;
-        const Id bob = s.database().addPerson({s.acme.id, "bob@example.com", "secret", "Bob", "Stone"}).value();
-        s.database().assignPerson(s.acme.website, bob).value();
-        const auto add = [](HttpClient& client, Id project, Id task, const QString& date, const QString& hours) {
-            const auto fields = u"project_id=%1 task_id=%2 spent_at=%3 hours=%4"_s;
-            QCOMPARE(client.post(u"/daily/add"_s, requestBody(fields.arg(project).arg(task).arg(date, hours))).status,
-                     200);
-        };
-        const auto ann = s.client(s.acme);
-        add(*ann, s.acme.website, s.acme.design, u"2024-03-03"_s, u"8"_s);
-        add(*ann, s.acme.website, s.acme.design, u"2024-03-04"_s, u"2"_s);
-        add(*ann, s.acme.website, s.acme.support, u"2024-03-04"_s, u"0.5"_s);
-        add(*ann, s.acme.internal, s.acme.support, u"2024-03-06"_s, u"3"_s);
-        add(*ann, s.acme.website, s.acme.design, u"2024-03-07"_s, u"8"_s);
-        add(*s.client(s.acme, u"secret"_s, u"bob@example.com"_s), s.acme.website, s.acme.design, u"2024-03-05"_s,
-            u"0"_s); // runs
-        // The other account's hours are nobody's business.
-        add(*s.client(s.clock), s.clock.website, s.clock.design, u"2024-03-05"_s, u"5"_s);
-
-        const auto all = reportOf(s, u"2024-03-04 2024-03-06"_s, 0, 30min);
-        QCOMPARE(linesOf(all.projects), (QStringList{u"Internal 3/0"_s, u"Website 3/2.5"_s}));
-        QCOMPARE(linesOf(all.tasks), (QStringList{u"Support 3.5/0"_s, u"Design 2.5/2.5"_s}));
-        QCOMPARE(linesOf(all.people), (QStringList{u"Ann Lee 5.5/2"_s, u"Bob Stone 0.5/0.5"_s}));
-        QCOMPARE(linesOf(all.clients), QStringList{u"Bread <& Sons> 6/2.5"_s});
-        QVERIFY(all.total == (Amount{6 * 3600, 9000}));
-        QCOMPARE(all.runningTimers, 1);
-        QCOMPARE(all.running, 1800);
-        QCOMPARE(all.days.size(), 3U);
-        QVERIFY(all.days.at(dayOf(u"2024-03-04"_s)) == (Amount{9000, 7200}));
-
-        // What has been withdrawn from a project stays billable as the project is.
-        QVERIFY(s.database().withdrawTask(s.acme.website, s.acme.design));
-        const auto own = reportOf(s, u"2024-03-04 2024-03-06"_s, s.acme.person);
-        QVERIFY(own.total == (Amount{19800, 7200}));
-        QCOMPARE(linesOf(own.people), QStringList{u"Ann Lee 5.5/2"_s});
-        QCOMPARE(own.runningTimers, 0);
-        QVERIFY(reportOf(s, u"2024-03-04 2024-03-06"_s, s.clock.person).days.empty());
-    }
-
     void narrows()
     {
         Scenario s;
