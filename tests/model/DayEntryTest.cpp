@@ -103,50 +103,26 @@ private slots:
         QVERIFY2(run.bytesAtSave - before < 3 * xml.size(),
                  qPrintable(u"%1 of %2"_s.arg(run.bytesAtSave - before).arg(xml.size())));
     }
-    void dropsWhatASheetLeavesOut()
+    void sheetsLeaveThePlaceholderAlone()
     {
         EntryRun run("Asia/Tokyo");
         QVERIFY(run.import(sheet(dayEntry("1", OfTheDay) + dayEntry("2", OfTheDay))));
-        QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("3", "<spent_at>2024-03-04</spent_at>"))));
-        QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s}));
         run.entry("newEntry").setSpentAt(startOfDay(QDate(2024, 3, 5)));
         QVERIFY(run.main().save());
         const store::Ref<DayEntry> shown = run.byId<DayEntry>("1");
-
-        // Neither what cannot be read nor a sheet without a day says anything about entries.
-        const QByteArray shorter = sheet(dayEntry("2", OfTheDay));
-        VERIFY_EACH(!run.import(shorter.chopped(10)), !run.import(shorter + "<!DOCTYPE html>"));
-        VERIFY_EACH(run.import("<daily><day_entries/></daily>"), run.import(sheet("Di., 5 M\xc3\xa4rz 2024", "")));
-        QVERIFY(shown);
-
-        VERIFY_EACH(run.import(shorter), !shown);
-        QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
-        // One that was moved to another day since is not deleted with the day it left.
-        VERIFY_EACH(run.import(dayEntry("2", "<spent_at>2024-03-06</spent_at>")), run.import(sheet("")));
-        QCOMPARE(run.ids(), QStringList({u"2"_s, u"3"_s, u"newEntry"_s}));
+        VERIFY_EACH(run.import(sheet(dayEntry("2", OfTheDay))), !shown);
+        QCOMPARE(run.ids(), QStringList({u"2"_s, u"newEntry"_s}));
     }
 
-    void runsOneTimerOnly()
+    void timersOfOtherAccountsRunOn()
     {
         EntryRun run;
-        const QByteArray running = "<timer_started_at>Tue, 5 Mar 2024 08:00:00 +0000</timer_started_at>";
-        QVERIFY(run.import(sheet("Mon, 4 Mar 2024", dayEntry("1", running + "<spent_at>2024-03-04</spent_at>"))));
-        QVERIFY(run.import(sheet(dayEntry("2", running + OfTheDay))));
         DayEntry& theirs = Company::findOrCreateCompany(u"other"_s)->findOrCreateById<DayEntry>(u"9"_s, run.main());
         theirs.setTimerStarted(moment("2024-03-05T08:00:00Z"));
         QVERIFY(run.main().save());
-        // Of a sheet two may run: it is what the service says.
-        VERIFY_EACH(run.byId<DayEntry>("1")->isRunning(), run.byId<DayEntry>("2")->isRunning());
-
-        QVERIFY(run.import("<timer>" + dayEntry("3", "") + "</timer>"));
-        VERIFY_EACH(run.byId<DayEntry>("1")->isRunning(), run.byId<DayEntry>("2")->isRunning());
-        QVERIFY(run.import("<add>" + dayEntry("4", running) + dayEntry("5", running) + "</add>"));
-        VERIFY_EACH(!run.byId<DayEntry>("1")->isRunning(), !run.byId<DayEntry>("2")->isRunning());
-        // With the hours of this moment, not those last reported.
-        QCOMPARE(run.byId<DayEntry>("2")->hours().value(), run.byId<DayEntry>("2")->hoursWithoutTimer());
-        VERIFY_EACH(run.byId<DayEntry>("4")->isRunning(), !run.byId<DayEntry>("5"));
-        VERIFY_EACH(theirs.isRunning(), run.import("<add><message>no entry</message></add>"));
-        QCOMPARE(run.ids(), QStringList({u"1"_s, u"2"_s, u"3"_s, u"4"_s, u"9"_s}));
+        QVERIFY(run.import(
+            "<add>" + dayEntry("4", "<timer_started_at>Tue, 5 Mar 2024 08:00:00 +0000</timer_started_at>") + "</add>"));
+        VERIFY_EACH(run.byId<DayEntry>("4")->isRunning(), theirs.isRunning());
     }
 
     void keepsWhatIsTypedMeanwhile()
