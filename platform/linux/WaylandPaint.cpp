@@ -148,8 +148,8 @@ public:
     /// Into the cell `n`, clear around it.
     void draw(int n, QPoint corner, const QImage& image)
     {
-        uchar* first = m_pixels + n * m_cell.height() * lineLength();
-        std::memset(first, 0, m_cell.height() * lineLength());
+        uchar* first = m_pixels + lineLength() * m_cell.height() * n;
+        std::memset(first, 0, lineLength() * m_cell.height());
         for (int y = 0; y < image.height(); ++y) {
             std::memcpy(first + (corner.y() + y) * lineLength() + corner.x() * sizeof(QRgb), image.constScanLine(y),
                         image.width() * sizeof(QRgb));
