@@ -2,10 +2,13 @@
 
 #include "timesheet/RLListView.h"
 #include "timesheet/RLListViewCell.h"
+#include "timesheet/RLListViewDelegate.h"
 
 #include <QAccessibleWidget>
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 namespace timesheet {
 namespace {
@@ -114,6 +117,11 @@ QAccessibleInterface* makeInterface(const QString&, QObject* object)
     return nullptr;
 }
 
+const void* objectOf(RLListView& list, int row)
+{
+    return list.delegate() ? list.delegate()->objectOfRow(list, row) : nullptr;
+}
+
 } // namespace
 
 void installRLListAccessible()
@@ -121,26 +129,36 @@ void installRLListAccessible()
     QAccessible::installFactory(makeInterface);
 }
 
-void RLListNotices::selectionChanged(const std::vector<RLListViewCell*>& cells)
+void RLListNotices::selectionChanged(RLListView& list)
 {
     if (!QAccessible::isActive())
         return;
-    for (RLListViewCell* cell : cells) {
+    std::vector<Row> selection;
+    for (const int row : list.selectedRows())
+        selection.emplace_back(row, objectOf(list, row));
+    std::vector<Row> changed;
+    std::ranges::set_symmetric_difference(selection, m_toldSelection, std::back_inserter(changed));
+    m_toldSelection = std::move(selection);
+    std::set<int> rows;
+    for (const Row& row : changed)
+        rows.insert(row.first);
+    for (RLListViewCell* cell : list.visibleCellsForRowIndexes(rows)) {
         QAccessibleEvent event(cell, QAccessible::Selection);
         QAccessible::updateAccessibility(&event);
     }
 }
 
-void RLListNotices::focusMoved(const RLListView& list)
+void RLListNotices::focusMoved(RLListView& list)
 {
     if (!QAccessible::isActive() || !list.hasFocus())
         return;
-    RLListViewCell* current = list.visibleCellForRow(list.currentRow());
-    if (!current || current->row() == m_toldRow)
+    RLListViewCell* cell = list.visibleCellForRow(list.currentRow());
+    if (!cell)
         return;
-    m_toldRow = current->row();
-    QAccessibleEvent event(current, QAccessible::Focus);
-    QAccessible::updateAccessibility(&event);
+    if (const Row current(cell->row(), objectOf(list, cell->row())); std::exchange(m_toldCurrent, current) != current) {
+        QAccessibleEvent event(cell, QAccessible::Focus);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 } // namespace timesheet

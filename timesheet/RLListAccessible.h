@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 namespace timesheet {
@@ -11,20 +12,22 @@ class RLListViewCell;
 /// be pressed as with the mouse. May be called any number of times.
 void installRLListAccessible();
 
-/// Notifies assistive technology of changes in one list.
+/// Notifies assistive technology of changes in one list. What a reload leaves as it was is not announced.
 class RLListNotices final
 {
 public:
-    /// Of visible rows.
-    static void selectionChanged(const std::vector<RLListViewCell*>& cells);
+    /// Other rows may be selected now, or the same numbers stand for others. Of those in sight.
+    void selectionChanged(RLListView& list);
     /// The list has gained the keyboard focus.
-    void focusCame() { m_toldRow = -1; }
-    /// Another row may have the focus now. Announced once per row: a reload that selects the same row again is not
-    /// announced.
-    void focusMoved(const RLListView& list);
+    void focusCame() { m_toldCurrent = {-1, nullptr}; }
+    /// Another row may have the focus now.
+    void focusMoved(RLListView& list);
 
 private:
-    int m_toldRow = -1;
+    using Row = std::pair<int, const void*>; ///< and what stands in it
+
+    std::vector<Row> m_toldSelection;
+    Row m_toldCurrent{-1, nullptr};
 };
 
 } // namespace timesheet

@@ -421,7 +421,7 @@ void RLListView::selectionChanged(const std::set<int>& redisplayed)
     // Without a selection the whole list is marked.
     if (marksFocus())
         m_documentView->redisplay();
-    m_notices.selectionChanged(cells);
+    m_notices.selectionChanged(*this);
     m_notices.focusMoved(*this);
     if (m_delegate)
         m_delegate->selectionDidChange(*this);

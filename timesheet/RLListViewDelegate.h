@@ -23,6 +23,9 @@ public:
     /// In points. Less than 0 counts as 0.
     virtual double heightOfRow(RLListView& listView, int row) = 0;
 
+    /// What stands in a row. As long as that stays where it is, assistive technology does not hear of the row again.
+    virtual const void* objectOfRow(RLListView&, int /*row*/) { return nullptr; }
+
     virtual void selectionDidChange(RLListView&) {}
 
     /// A double click, or Return on the only selected row.

@@ -470,6 +470,11 @@ double TimesheetController::heightOfRow(RLListView&, int row)
            TimesheetListViewCell::BaseHeight;
 }
 
+const void* TimesheetController::objectOfRow(RLListView&, int row)
+{
+    return entryAt(row);
+}
+
 void TimesheetController::selectionDidChange(RLListView& listView)
 {
     m_lastSelectedRow = listView.selectedRow();

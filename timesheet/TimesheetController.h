@@ -141,6 +141,7 @@ public:
     int numberOfRowsInListView(RLListView& listView) override;
     RLListViewCell& cellForRow(RLListView& listView, int row) override;
     double heightOfRow(RLListView& listView, int row) override;
+    const void* objectOfRow(RLListView& listView, int row) override;
     void selectionDidChange(RLListView& listView) override;
     void rowDoubleClicked(RLListView& listView, int row) override;
     void keyDown(RLListView& listView, QKeyEvent& event) override;

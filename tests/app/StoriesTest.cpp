@@ -10,8 +10,31 @@
 #include <QDir>
 #include <QWheelEvent>
 
+#include <private/qguiapplication_p.h>
+#include <qpa/qplatformaccessibility.h>
+#include <qpa/qplatformintegration.h>
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+namespace {
+
+QStringList s_heard;
+
+/// What a screen reader would hear, as far as it is our doing and not the toolkit's.
+void hear(QAccessibleEvent* event)
+{
+    static const QMap<QAccessible::Event, QString> Ours{{QAccessible::Selection, u"selects"_s},
+                                                        {QAccessible::Focus, u"goes to"_s},
+                                                        {QAccessible::Alert, u"alert"_s},
+                                                        {QAccessible::PopupMenuStart, u"list"_s},
+                                                        {QAccessible::PopupMenuEnd, u"end of list"_s}};
+    QAccessibleInterface* part = Ours.contains(event->type()) ? event->accessibleInterface() : nullptr;
+    if (part && part->object() && QByteArray(part->object()->metaObject()->className()).contains("::"))
+        s_heard << u"heard: "_s + Ours[event->type()] + u' ' + part->text(QAccessible::Name).replace(u'\n', u'|');
+}
+
+} // namespace
 
 /// Stories of people and their windows, the files in tests/app/stories: "@" a state to begin in, ">" what somebody does
 /// or what happens, and below it what comes of it. The words for what can be done are the rows of `steps`. With
@@ -21,7 +44,13 @@ class StoriesTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QApplication::setStyle(new support::StillStyle); }
+    void initTestCase()
+    {
+        QApplication::setStyle(new support::StillStyle);
+        // Off screen nobody asks for it.
+        QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
+        QAccessible::installUpdateHandler(hear);
+    }
     void init() { skin::setAppearance({.still = true}); }
     void cleanup()
     {
@@ -109,11 +138,12 @@ private:
                                           u"reply"_s, u"elsewhere"_s, u"locks"_s, u"renames"_s};
         if (!OfOthers.contains(line.section(u' ', 0, 0)))
             run().test.idle.touch();
+        s_heard.clear();
         Outcome outcome(*m_scene);
         m_problem.clear();
         (this->*step)(line.section(u' ', 1));
         settle();
-        return m_problem.isEmpty() ? inShort(outcome.lines()) : QStringList(m_problem);
+        return m_problem.isEmpty() ? inShort(outcome.lines() + s_heard) : QStringList(m_problem);
     }
 
     /// Without looks and what only holds others, which are compared elsewhere; how often, where it was again and again.
