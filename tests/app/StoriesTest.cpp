@@ -106,6 +106,7 @@ private:
             {u"wait"_s, &StoriesTest::wait},           // seconds at work; nobody is idle
             {u"leave"_s, &StoriesTest::leave},         // seconds without a touch
             {u"sleep"_s, &StoriesTest::sleep},         // of the machine, seconds
+            {u"clock"_s, &StoriesTest::clock},         // put right by so many seconds
             {u"answer"_s, &StoriesTest::answer},       // the button of the question that stands there
             {u"network"_s, &StoriesTest::network},     // "on" or "off"
             {u"reply"_s, &StoriesTest::reply},         // "500 GET /daily", then its body; "0" hangs, "-1" is closed
@@ -134,7 +135,7 @@ private:
         const Step step = steps().value(line.section(u' ', 0, 0));
         if (!step || !m_scene)
             return {u"nothing that could be done"_s};
-        static const QStringList OfOthers{u"wait"_s,  u"leave"_s,     u"sleep"_s, u"network"_s,
+        static const QStringList OfOthers{u"wait"_s,  u"leave"_s,     u"sleep"_s, u"clock"_s,  u"network"_s,
                                           u"reply"_s, u"elsewhere"_s, u"locks"_s, u"renames"_s};
         if (!OfOthers.contains(line.section(u' ', 0, 0)))
             run().test.idle.touch();
@@ -326,6 +327,10 @@ private:
     void wait(const QString& seconds) { pass(seconds, true); }
     void leave(const QString& seconds) { pass(seconds, false); }
     void sleep(const QString& seconds) { run().test.sleep.sleep(std::chrono::seconds(seconds.toInt())); }
+    void clock(const QString& seconds)
+    {
+        run().test.time.setNow(run().test.time.now() + std::chrono::seconds(seconds.toInt()));
+    }
     void answer(const QString& title)
     {
         const auto open = run().test.alerts.open();

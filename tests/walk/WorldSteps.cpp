@@ -182,10 +182,12 @@ void World::saveSheet(int, int)
         return near(hours, there) || near(hours, std::max<Seconds>(before, 0)) ||
                std::ranges::any_of(m_expected, waits);
     };
-    // A timer that starts later than it is now, since the clock went back, takes from the hours that the sheet shows.
+    // A timer that starts later than it is now, since the clock went back, counts differently here and there; and an
+    // hour that is only just not full is shown without its minutes.
     const bool ahead = told->second.entry.runsSince.value_or(0) > now();
-    const bool unclear =
-        m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60}) : there != shown && (ahead || isNear(shown));
+    const bool uncarried = (shown + 30) / 60 % 60 == 0 && shown % 3600 != 0;
+    const bool unclear = m_typedMinutes >= 0 ? isNear(m_typedMinutes * Seconds{60})
+                                             : ahead || (there != shown && (uncarried || isNear(shown)));
     // Times that were changed elsewhere since go back as they were shown, too.
     const bool outdated = recordsTimes() && kept != m_ledger.entries.end() && kept->second != told->second.entry;
     // What had come back with the sheet may have been taken since: then it is no longer what was typed.
