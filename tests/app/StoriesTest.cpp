@@ -271,7 +271,8 @@ private:
         if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
             for (QAction* action : menu->actions()) {
                 if (action->text().remove(u'&') == title) {
-                    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+                    menu->setActiveAction(action); // of a press so soon after it opened each version thinks otherwise
+                    QTest::keyClick(menu, Qt::Key_Return);
                     return;
                 }
             }
