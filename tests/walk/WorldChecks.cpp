@@ -343,6 +343,8 @@ void World::compareFace()
         return found;
     };
     const std::string today = Ledger::dayOf(now());
+    if (Ledger::dayOf(now() - 30) != today)
+        return; // the refresh that will show it has not been
     Seconds yesterday = now();
     while (Ledger::dayOf(yesterday) == today)
         yesterday -= 3600;
