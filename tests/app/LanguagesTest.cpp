@@ -82,6 +82,19 @@ bool isCut(const QWidget& widget)
            (widget.sizeHint().width() > widget.width() || widget.sizeHint().height() > widget.height() + 4);
 }
 
+/// The widget without its children, painted in as many parts each way.
+QImage painted(QWidget& widget, int parts)
+{
+    QImage image(widget.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    const QSize part(widget.width() / parts + 1, widget.height() / parts + 1);
+    for (int i = 0; i < parts * parts; ++i) {
+        const QRect piece(QPoint(i % parts * part.width(), i / parts * part.height()), part);
+        widget.render(&image, piece.topLeft(), piece & widget.rect(), {});
+    }
+    return image;
+}
+
 QString nameOf(const QWidget& widget)
 {
     return QLatin1StringView(widget.metaObject()->className()) + u' ' + widget.objectName();
@@ -101,9 +114,11 @@ QStringList faults(QWidget& window, const QString& picture)
     }
     QList<QWidget*> all = window.findChildren<QWidget*>();
     all.prepend(&window);
-    for (const QWidget* widget : all) {
+    for (QWidget* widget : all) {
         if (!widget->isVisibleTo(&window) || (widget->isWindow() && widget != &window))
             continue;
+        if (painted(*widget, 1) != painted(*widget, 3))
+            found << picture + u": other when only a part is painted: "_s + nameOf(*widget);
         for (const QString& text : textsOf(*widget)) {
             if (isPlain(text))
                 found << picture + u": untranslated: "_s + nameOf(*widget) + u": "_s + text;

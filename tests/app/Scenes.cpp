@@ -46,6 +46,15 @@ QStringList surroundings(AppRun& run)
     return lines;
 }
 
+/// What programs are told of the entry; its hours are the item's.
+QStringList toldOnBus(const QObject& object)
+{
+    QStringList lines;
+    for (const char* property : {"State", "Project", "Task", "Client", "Notes", "RunningOn"})
+        lines << QLatin1StringView(property) + u": "_s + object.children().constFirst()->property(property).toString();
+    return lines.filter(QRegularExpression(u": ."_s));
+}
+
 TimesheetRun& made(Scene& scene, AppRun::Timers timers = AppRun::Timers::Hours)
 {
     scene.run = std::make_unique<TimesheetRun>(timers);
@@ -237,7 +246,8 @@ std::span<const NamedScene> scenes()
     return All;
 }
 
-Outcome::Outcome(Scene& scene) : m_run(*scene.run), m_before(state()), m_focus(focus())
+Outcome::Outcome(Scene& scene)
+    : m_run(*scene.run), m_bus(*m_run.menulet, &m_onBus), m_before(state()), m_focus(focus())
 {
     m_run.requested();
     m_run.test.desktop.opened.clear();
@@ -291,7 +301,7 @@ Outcome::State Outcome::state() const
     State state;
     state[u"settings"_s] =
         QStringList(QString()) + settingsIn(m_run.test.folders.path(u"XDG_CONFIG_HOME/Quillon/Quillon.conf"_s));
-    state[u"surroundings"_s] = surroundings(m_run);
+    state[u"surroundings"_s] = surroundings(m_run) + toldOnBus(m_onBus);
     for (QWidget* window : QApplication::topLevelWidgets()) {
         if (!window->isVisible() || window->windowType() == Qt::Desktop)
             continue;

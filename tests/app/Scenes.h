@@ -2,6 +2,7 @@
 
 #include "../timesheet/TimesheetRun.h"
 
+#include "app/SessionBus.h"
 #include "support/Described.h"
 
 #include <QMap>
@@ -40,6 +41,8 @@ private:
     static QString focus();
 
     AppRun& m_run;
+    QObject m_onBus;
+    const app::SessionBus m_bus;
     const State m_before;
     const QString m_focus;
 };

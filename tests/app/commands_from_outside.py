@@ -4,9 +4,11 @@ In the file a line that begins with ">" is what the program does when it is aske
 behind it are what comes of it, and are written anew with WRITE_DESCRIBED=1. The program is played by this test.
 """
 
+import contextlib
 import difflib
 import os
 import pathlib
+import pty
 import shlex
 import subprocess
 import sys
@@ -28,7 +30,7 @@ def entry(**more):
         "Front\n\"page\" " + HOSTILE, "started": "9:00", "ended": "10:30", "hours": 1.5, "running": False} | more, signature="sv")
 
 
-ENTRIES = [entry(running=True), entry(day="2026-11-22", code="", started="", ended="", notes="=1+1"), entry(day="soon", task="-x")]
+ENTRIES = [entry(running=True), entry(day="2026-11-22", time="12:05", code="", started="", ended="", notes="=1+1"), entry(day="soon", task="-x")]
 ANSWERS = {
     "Log": ("aa{sv}", ENTRIES), "Recent": ("aa{sv}", ENTRIES), "Names": ("as", ["One", "Two " + HOSTILE]), "Wait": ("u", 3500),
     "Projects": ("aa{sv}", [entry(tasks=dbus.Array(["Design", "Meet\x1b"], "s")), entry(client="", tasks=dbus.Array([], "s"))]),
@@ -73,7 +75,9 @@ class Played:
         environment = dict(os.environ)
         while words and words[0].partition("=")[0].isupper():
             name, _, environment[name] = words.pop(0).partition("=")
-        with subprocess.Popen([program, *words], stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment) as command:
+        ours, theirs = pty.openpty() if mode == "on a terminal" else os.pipe()
+        with subprocess.Popen([program, *words], stdout=theirs, stderr=subprocess.PIPE, env=environment) as command:
+            os.close(theirs)
             while command.poll() is None:
                 if not GLib.MainContext.default().iteration(False):
                     time.sleep(0.002)
@@ -81,9 +85,17 @@ class Played:
             while GLib.MainContext.default().iteration(False):
                 pass
             lines = [*self.asked]
-            for sign, stream in (("", command.stdout), ("! ", command.stderr)):
-                lines += [sign + repr(line)[1:-1] for line in stream.read().decode().split("\n")[:-1]]
+            for sign, text in (("", rest(ours)), ("! ", command.stderr.read())):
+                lines += [sign + repr(line)[1:-1] for line in text.decode().split("\n")[:-1]]
             return [*lines, f"= {command.returncode}"]
+
+
+def rest(end):
+    text = b""
+    with open(end, "rb", buffering=0) as output, contextlib.suppress(OSError):  # a terminal's end
+        while piece := output.read(65536):
+            text += piece
+    return text.replace(b"\r\n", b"\n")
 
 
 def plain(value):

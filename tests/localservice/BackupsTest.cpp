@@ -277,6 +277,8 @@ private slots:
         // And back.
         QVERIFY(copies.restore(*replaced, s.now() + 1));
         QCOMPARE(everything(s), late);
+        QVERIFY(copies.all().front().replaced);
+        QVERIFY(!s.service->backups().latest->replaced);
         QCOMPARE(s.rows("PRAGMA integrity_check"), QStringList{u"ok"_s});
         QVERIFY(there != late);
     }
