@@ -276,6 +276,7 @@ private slots:
         QCOMPARE(alert.title == u"Looking for Updates Failed"_s, text.isEmpty());
         QVERIFY2(alert.text == text || (text.isEmpty() && alert.text.endsWith(u'.') && !alert.text.contains(u". "_s)),
                  qPrintable(alert.text));
+        QCOMPARE(alert.text.contains(u" status "_s), reply.status >= 400);
 
         // Nothing is said of it to who has not asked.
         run.updates->checkInBackground();

@@ -1,5 +1,6 @@
 """The real program on a session bus, as a client that is not Qt and as the command line see it."""
 
+import itertools
 import json
 import os
 import pathlib
@@ -157,6 +158,15 @@ def signed_in(program):
         until("the timesheet in front", lambda: active() == "Timesheet")
         assert run(program, "preferences") == (0, "", "")
     assert client.activate("no-such-action") == OURS + ".Error.NoSuchAction"
+
+    # A second start passes on what the desktop gave it to come to the front with.
+    with subprocess.Popen(["dbus-monitor", "member=Activate", "member=GetAll"], stdout=subprocess.PIPE) as monitor:
+        next(line for line in monitor.stdout if b"NameLost" in line)  # from now on it listens
+        assert subprocess.run([program], env={**os.environ, "DESKTOP_STARTUP_ID": "id_TIME1"}, check=False).returncode == 0
+        client.properties()
+        asked = list(itertools.takewhile(lambda line: b"GetAll" not in line, monitor.stdout))
+        monitor.terminate()
+    assert any(b'"id_TIME1"' in line for line in asked), asked
 
     # Every line once, each a change.
     steps = ["0:00 stopped, [JB-01] Online Shop, Design", "0:00 running, [JB-01] Online Shop, Design"]

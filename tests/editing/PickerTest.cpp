@@ -363,6 +363,7 @@ private slots:
             return menu.activeItem() < 0 ? u"-"_s : menu.items()[size_t(menu.activeItem())].title;
         };
         QCOMPARE(active(), u"Alp 150");
+        QVERIFY(isSeen());
         for (const auto& [key, expected] : {std::pair{Qt::Key_Home, u"Alp 0"_s},
                                             {Qt::Key_Up, QString(200, u'x')},
                                             {Qt::Key_Tab, u"Alp 0"_s},
@@ -414,6 +415,10 @@ private slots:
         menu.popUp(field);
         QTest::keyClick(&menu, Qt::Key_Escape);
         QVERIFY(!menu.isVisible());
+        menu.addItem(u"newer"_s, 301);
+        menu.popUp(field);
+        QTest::keyClick(&menu, Qt::Key_End);
+        QVERIFY(isSeen());
         QCOMPARE(QVariantList(chosen[0] + chosen[1] + chosen[2]), QVariantList({qint64(1), qint64(0), qint64(150)}));
         QCOMPARE(chosen.size(), 3);
     }
