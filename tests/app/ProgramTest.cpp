@@ -126,8 +126,7 @@ private slots:
         for (const bool byVariable : {false, true}) {
             const QString name = u"/nowhere/info.json"_s;
             Program program(byVariable ? QStringList() : QStringList({u"--info"_s, name}));
-            if (byVariable)
-                program.environment.insert(u"QUILLON_INFO"_s, name);
+            program.environment.insert(u"QUILLON_INFO"_s, byVariable ? name : u"/elsewhere.json"_s);
             QCOMPARE(program.run(), 2);
             const QByteArray complaint = program.process.readAllStandardError();
             QCOMPARE(complaint.count('\n'), 1);

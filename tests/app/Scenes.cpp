@@ -46,12 +46,13 @@ QStringList surroundings(AppRun& run)
     return lines;
 }
 
-/// What programs are told of the entry; its hours are the item's.
+/// What programs are told of the entry; state and hours are the item's.
 QStringList toldOnBus(const QObject& object)
 {
     QStringList lines;
-    for (const char* property : {"State", "Project", "Task", "Client", "Notes", "RunningOn"})
-        lines << QLatin1StringView(property) + u": "_s + object.children().constFirst()->property(property).toString();
+    for (const char* property : {"Project", "Task", "Client", "Notes", "RunningOn"})
+        lines << QLatin1StringView(property) + u": "_s +
+                     object.children().constFirst()->property(property).toString().replace(u'\n', u'|');
     return lines.filter(QRegularExpression(u": ."_s));
 }
 
@@ -163,7 +164,7 @@ void office(Scene& scene)
     data.setProjectActive(offer(quay, "Wharf", "", {run.design}), false).value();
     run.add({.notes = "first <b>line</b>\nsecond & last", .minutes = 90});
     run.add({.project = garden, .task = support, .notes = "\u05e9\u05dc\u05d5\u05dd", .minutes = 61});
-    run.add({.project = garden, .task = run.meetings, .minutes = 725, .day = "2013-01-14"});
+    run.add({.project = garden, .task = run.meetings, .notes = "once", .minutes = 725, .day = "2013-01-14"});
     run.open();
     run.list().setSelectedRow(0);
     scene.window = &run.window();

@@ -87,7 +87,7 @@ private slots:
         run.refresh();
         QVERIFY(!run.test.hotKeys.mayAsk);
         run.menulet->timesheetController()->window().findChild<QPushButton*>(u"hintButton"_s)->click();
-        QVERIFY(run.test.hotKeys.mayAsk);
+        VERIFY_EACH(!hint->isVisible(), run.test.hotKeys.mayAsk);
     }
 
     void signedOut()
@@ -270,6 +270,15 @@ private slots:
         place = QRect(100, 0, 71, 22);
         run.test.time.advance(2s);
         QCOMPARE((*callout)->pos(), before);
+        // Into the timesheet while it is nowhere, and back.
+        run.menulet->showTimesheetWindow(nullptr);
+        const QWidget& window = run.menulet->timesheetController()->window();
+        for (const bool isBack : {false, true}) {
+            place = isBack ? std::optional(QRect(100, 0, 71, 22)) : std::nullopt;
+            run.test.time.advance(2s);
+            QCOMPARE((*callout)->isVisible(), isBack);
+            QCOMPARE(window.findChild<QWidget*>(u"hintText"_s)->isVisible(), !isBack);
+        }
         QTest::mouseClick((*callout)->findChild<QWidget*>(u"hintButton"_s), Qt::LeftButton);
         QVERIFY(!(*callout)->isVisible());
         // Nor do they come along when the panel moves.

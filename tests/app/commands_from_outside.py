@@ -30,7 +30,7 @@ def entry(**more):
         "Front\n\"page\" " + HOSTILE, "started": "9:00", "ended": "10:30", "hours": 1.5, "running": False} | more, signature="sv")
 
 
-ENTRIES = [entry(running=True), entry(day="2026-11-22", time="12:05", code="", started="", ended="", notes="=1+1"), entry(day="soon", task="-x")]
+ENTRIES = [entry(running=True), entry(day="2026-11-22", time="12:05", code="", started="", ended="", notes="=1+1"), entry(day="soon", task="-x", notes="one\ntwo")]
 ANSWERS = {
     "Log": ("aa{sv}", ENTRIES), "Recent": ("aa{sv}", ENTRIES), "Names": ("as", ["One", "Two " + HOSTILE]), "Wait": ("u", 3500),
     "Projects": ("aa{sv}", [entry(tasks=dbus.Array(["Design", "Meet\x1b"], "s")), entry(client="", tasks=dbus.Array([], "s"))]),
