@@ -294,6 +294,23 @@ private slots:
         Pickers window;
         window.type(u"d"_s);
         QListView& view = *window.project.resultsController().resultsTableView();
+        // Those of a client stand under it.
+        const QImage picture = view.viewport()->grab().toImage();
+        for (int row = 0; row < view.model()->rowCount(); ++row) {
+            const QModelIndex index = view.model()->index(row, 0);
+            const QRect box = view.visualRect(index);
+            int ink = 2;
+            const auto isBlank = [&](int x) {
+                for (int y = box.top() + 4; y < box.bottom() - 4; ++y) {
+                    if (picture.pixel(x, y) != picture.pixel(1, y))
+                        return false;
+                }
+                return true;
+            };
+            while (ink < 40 && isBlank(ink))
+                ++ink;
+            QCOMPARE(ink > QuillonAutocompleterResultsWindow::TextMargin + 4, index.data().toString().startsWith(u' '));
+        }
         const auto click = [&](int row) {
             QTest::mouseClick(view.viewport(), Qt::LeftButton, {},
                               view.visualRect(view.model()->index(row, 0)).center());

@@ -65,6 +65,9 @@ private slots:
         VERIFY_EACH(run.part<QAbstractButton>("idleTimerEnabledButton").isChecked(),
                     run.part("updatesHint").isHidden());
         QCOMPARE(run.test.desktop.activated, QList<QWidget*>{&run.controller->window()});
+        run.controller->window().showMinimized();
+        run.controller->show();
+        QVERIFY(!run.controller->window().isMinimized());
     }
 
     void signsIn()
@@ -388,6 +391,10 @@ private slots:
             run.controller->saveCredentials();
             run.test.secrets.answerPrompts(unlocks);
             QTRY_COMPARE(run.part("keyringLabel").isVisible(), !unlocks);
+            // The window grows with its page.
+            const QWidget& label = run.part("keyringLabel");
+            if (!unlocks)
+                QTRY_COMPARE(label.visibleRegion().boundingRect(), label.rect());
         }
     }
 

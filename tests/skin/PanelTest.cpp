@@ -104,6 +104,8 @@ private slots:
         callout.pointAt(QRect(600, 0, 71, 22));
         VERIFY_EACH(QTest::qWaitForWindowExposed(&callout), !QTest::qWaitForWindowActive(&callout, 300));
         QVERIFY(panel.isActiveWindow());
+        // Nobody composites here: what is not the callout is cut off.
+        QVERIFY(!callout.mask().isEmpty() && !callout.mask().contains(QPoint(1, 1)));
     }
 
     void backgroundMovesIt()
