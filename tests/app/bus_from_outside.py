@@ -132,12 +132,6 @@ def signed_in(program):
     until("it runs", lambda: client.changes == [{"Running": True, "State": "running"}])
     status, output, error = run(program, "status")
     assert (status, output, error) == (0, "0:00 running, [JB-01] Online Shop, Design\n", "")
-    status, output, error = run(program, "status", "--json")
-    assert (status, error) == (0, "") and json.loads(output) == {
-        "text": "0:00", "alt": "running", "class": "running", "tooltip": "0:00 running, [JB-01] Online Shop, Design",
-        "hours": "0:00", "state": "running", "running": True, "offline": False, "signedOut": False,
-        "project": "[JB-01] Online Shop", "task": "Design", "client": "Juniper Bakery", "notes": "", "running-on": ""}
-    assert json.loads(run(program, "status", "--json", "--format={task}")[1])["tooltip"].startswith("0:00 running, ")
     assert run(program, "status", "--format={client}: {task} {{{state}}}") == (0, "Juniper Bakery: Design {running}\n", "")
     assert run(program, "toggle") == (0, "", "")
     until("it stands", lambda: client.changes == [{"Running": True, "State": "running"},

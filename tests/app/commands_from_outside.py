@@ -72,7 +72,7 @@ class Played:
         """A line for each that was asked, each of what was printed, and how the command ended."""
         self.asked, self.mode = [], mode
         (self.bus.release_name if mode == "nobody" else self.bus.request_name)(NAME)
-        environment = dict(os.environ)
+        environment = dict(os.environ, TERM="xterm")
         while words and words[0].partition("=")[0].isupper():
             name, _, environment[name] = words.pop(0).partition("=")
         ours, theirs = pty.openpty() if mode == "on a terminal" else os.pipe()

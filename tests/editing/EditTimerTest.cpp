@@ -59,39 +59,6 @@ private slots:
         QCOMPARE(run.target, u"/daily/update/1"_s);
     }
 
-    void sendsAnEntryOfTimes()
-    {
-        BookedRun run(EditRun::Timers::Timestamps);
-        QVERIFY(run.find("durationContainerAndHoursBackground")->isHidden());
-        QCOMPARE(run.startTime().text(), u"7:00AM"_s);
-        QCOMPARE(run.endTime().text(), u"8:30AM"_s);
-        run.type(run.startTime(), u"0630"_s);
-        run.leave();
-        QCOMPARE(run.startTime().text(), u"6:30AM"_s);
-        run.type(run.endTime(), u"8:15am"_s);
-        run.save();
-        QCOMPARE(run.sent(), request("First draft", "  <hours>1.75</hours>\n"
-                                                    "  <started_at>6:30AM</started_at>\n"
-                                                    "  <ended_at>8:15AM</ended_at>\n"));
-        QCOMPARE(run.entry(run.id)->hours(), 1.75);
-    }
-
-    void sendsARunningEntry()
-    {
-        EditRun run(EditRun::Timers::Timestamps);
-        run.startTimer();
-        run.menulet->currentEntry()->setStoppedAt(EditRun::moment(8, 0)); // of an earlier stop
-        run.edit();
-        QCOMPARE(run.startTime().text(), u"7:30PM"_s);
-        QCOMPARE(run.endTime().text(), QString());
-        QVERIFY(!run.endTime().isEnabled());
-        run.type(run.startTime(), u"8:45"_s);
-        run.save();
-        QVERIFY(!run.isOpen());
-        QCOMPARE(run.sent(), request("Running", "  <started_at>8:45AM</started_at>\n"
-                                                "  <ended_at>8:00AM</ended_at>\n"));
-    }
-
     void readsTypedHours()
     {
         BookedRun run;
