@@ -5,6 +5,7 @@
 #include "app/UpdateWindow.h"
 #include "preferences/PreferenceController.h"
 #include "skin/HintCard.h"
+#include "skin/Colors.h"
 #include "skin/Image.h"
 #include "support/Described.h"
 #include "support/PseudoLanguage.h"
@@ -90,7 +91,7 @@ QImage painted(QWidget& widget, int parts)
     const QSize part(widget.width() / parts + 1, widget.height() / parts + 1);
     for (int i = 0; i < parts * parts; ++i) {
         const QRect piece(QPoint(i % parts * part.width(), i / parts * part.height()), part);
-        widget.render(&image, piece.topLeft(), piece & widget.rect(), {});
+        widget.render(&image, piece.topLeft(), piece & widget.rect(), QWidget::IgnoreMask);
     }
     return image;
 }
@@ -244,6 +245,9 @@ private slots:
         QVERIFY(areInOrder(*window.backButton, *window.forwardButton));
         QVERIFY(areInOrder(*window.totalLabel, *window.totalHoursLabel));
         QVERIFY(areInOrder(*run.row(0).hoursLabel, *run.row(0).startStopButton));
+        QWidget& chosen = run.row(0);
+        QCOMPARE(painted(chosen, 1).pixelColor(chosen.isRightToLeft() ? chosen.width() - 2 : 1, 9),
+                 skin::color(skin::Role::ChosenMark));
         for (const int row : {0, 1, 2}) {
             const auto menu = run.row(row).menuForEvent();
             found << faults(*menu, u"row-menu-%1"_s.arg(row));

@@ -86,7 +86,6 @@ def lists(program):
     assert f"{day(-1)},1:30,Juniper Bakery,JB-01,Online Shop,Meetings,\"Weekly \"\"4\"\"\",,,false\r\n" in subprocess.run(
         [program, "log", "yesterday", "--csv"], capture_output=True, check=True).stdout.decode()
     assert f"{day(-1)}\t1:30\t\t[JB-01] Online Shop\tMeetings\tWeekly \"4\"\n" == run(program, "log", "yesterday")[1]
-    assert "\033" not in run(program, "log")[1]
     days = subprocess.run(["script", "-qec", f"{program} log yesterday..", "/dev/null"], capture_output=True, text=True,
                           check=True, stdin=subprocess.DEVNULL).stdout
     minutes = round(sum(each["hours"] for each in listed) * 60)
@@ -94,7 +93,6 @@ def lists(program):
     projects = {each["project"]: each["tasks"] for each in json.loads(run(program, "projects", "--json")[1])}
     assert projects["Training"] == ["Learning", "Meetings"], projects
     recent = [(each["project"], each["task"]) for each in json.loads(run(program, "recent", "--json")[1])]
-    assert [line[:2] for line in run(program, "recent")[1].splitlines()[:2]] == ["1\t", "2\t"]
     assert recent[0] == ("Online Shop", "Design") and len(set(recent)) == len(recent), recent
     says(program, "complete", "start", output=".*Online Shop\n.*")
     says(program, "complete", "add", "1:30", "training", output="Learning\nMeetings\n")

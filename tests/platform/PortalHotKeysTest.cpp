@@ -211,6 +211,8 @@ private slots:
         QTRY_COMPARE(timesheet->status().state, State::Denied);
         desktop.tell(u"Change"_s, u"timesheet"_s, u"Press Super+Z"_s);
         QTRY_COMPARE(timesheet->status(), (HotKeys::Status{State::Registered, u"Press Super+Z"_s}));
+        desktop.tell(u"Change"_s, u"timesheet"_s, QString());
+        QTRY_COMPARE(timesheet->status().state, State::Denied);
     }
 
     void changesBindAnew()
