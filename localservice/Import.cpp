@@ -303,9 +303,13 @@ Id Importer::apply(const std::string& name, Seconds now)
                                      : rows.add("clients", "account_id, name, active", account, m_incoming.homeless, 1);
                 m_homeless = client;
             }
+            const Id client = isHomeless ? m_homeless : m_clients[project.client];
+            // Those of an archived client are archived, too.
+            const bool active =
+                project.active && number(m_database, "SELECT active FROM clients WHERE id = ?", client) != 0;
             return rows.add("projects", "account_id, client_id, name, code, billable, bill_by, rate, active", account,
-                            isHomeless ? m_homeless : m_clients[project.client], project.name, project.code,
-                            int{project.billable}, project.billBy, project.rate, int{project.active});
+                            client, project.name, project.code, int{project.billable}, project.billBy, project.rate,
+                            int{active});
         });
     }
     addOffersAndAssignments(rows);

@@ -590,6 +590,9 @@ private slots:
         QVERIFY(!markedAt(75));
         screen.list.setFocus(Qt::MouseFocusReason);
         QVERIFY(!markedAt(75));
+        screen.after.setFocus();
+        QTest::keyClick(&screen.after, Qt::Key_Backtab);
+        QVERIFY(markedAt(75));
         QTest::keyClick(&screen.list, Qt::Key_Up);
         QCOMPARE(QList<bool>({markedAt(25), markedAt(75)}), QList<bool>({true, false}));
     }
