@@ -23,20 +23,33 @@ function(app_module name)
   target_include_directories(quillon_${name} PUBLIC "${root}")
   list(TRANSFORM arg_USES PREPEND quillon_)
   target_link_libraries(quillon_${name} PUBLIC ${arg_USES} ${arg_LIBS} PRIVATE ${arg_PRIVATE_LIBS})
+  if("${arg_LIBS}" MATCHES "Qt6::Test")
+    use_precompiled(quillon_${name} precompiled_test)
+  elseif("${arg_LIBS}" MATCHES "Qt6::")
+    use_precompiled(quillon_${name} precompiled_core)
+  endif()
   if(arg_SMALL)
     target_compile_options(quillon_${name} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
   endif()
   set_property(GLOBAL APPEND PROPERTY QUILLON_MODULES ${name})
 endfunction()
 
-# app_test(NAME SOURCES … USES module …)
+# test_program(NAME SOURCES … [USES module …] [LIBS target …])
 #
-# A QtTest program `NAME` under ctest, linked with the test support library.
-function(app_test name)
+# A QtTest program, linked with the test support library.
+function(test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES;LIBS")
   add_executable(${name} ${arg_SOURCES})
+  use_precompiled(${name} precompiled_test)
   list(TRANSFORM arg_USES PREPEND quillon_)
   target_link_libraries(${name} PRIVATE quillon_test_support ${arg_USES} ${arg_LIBS} Qt6::Test)
+endfunction()
+
+# app_test(NAME SOURCES … [USES module …] [LIBS target …])
+#
+# A test_program under ctest.
+function(app_test name)
+  test_program(${name} ${ARGN})
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 120)
 endfunction()

@@ -18,6 +18,12 @@ function(wayland_protocol target protocol)
     add_custom_command(OUTPUT "${file}"
       COMMAND "${WAYLAND_SCANNER}" ${product} "${protocol}.xml" "${file}"
       DEPENDS "${protocol}.xml" VERBATIM)
+    if(product STREQUAL "private-code")
+      # Apart from the target, whose precompiled headers are C++.
+      add_library(${target}_${name} OBJECT "${file}")
+      set_target_properties(${target}_${name} PROPERTIES AUTOMOC OFF AUTORCC OFF POSITION_INDEPENDENT_CODE ON)
+      set(file $<TARGET_OBJECTS:${target}_${name}>)
+    endif()
     target_sources(${target} PRIVATE "${file}")
   endforeach()
   target_include_directories(${target} SYSTEM PRIVATE "${made}")
