@@ -115,6 +115,7 @@ struct Cell
     std::string text;
     Look look = Look::Plain;
     bool right = false;
+    std::string mark = {}; ///< behind the text; a space keeps its place
 };
 
 /// Rows in columns that are as wide as their widest cell; the last one is not filled up. In a pipe: with tabs.
@@ -123,7 +124,7 @@ std::string table(std::vector<std::vector<Cell>> rows)
     std::vector<int> widths;
     for (auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            row[i].text = printable(simplified(row[i].text));
+            row[i].text = printable(simplified(row[i].text)) + row[i].mark;
             widths.resize(std::max(widths.size(), i + 1));
             widths[i] = std::max(widths[i], columns(row[i].text));
         }
@@ -133,7 +134,7 @@ std::string table(std::vector<std::vector<Cell>> rows)
         while (isTerminal() && !row.empty() && row.back().text.empty())
             row.pop_back();
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const auto& [text, look, right] = row[i];
+            const auto& [text, look, right, mark] = row[i];
             if (!isTerminal()) {
                 lines += (i == 0 ? "" : "\t") + text;
                 continue;
@@ -159,13 +160,14 @@ std::string dayName(const std::string& iso)
     return std::string(tr(Weekdays[name.c_encoding()])) + ' ' + iso;
 }
 
-std::vector<Cell> cells(const Map& entry)
+std::vector<Cell> cells(const Map& entry, const std::string& unmarked)
 {
-    const Look look = flag(entry, "running") ? Look::Running : Look::Plain;
+    const bool runs = flag(entry, "running");
+    const Look look = runs ? Look::Running : Look::Plain;
     std::string span = text(entry, "started");
     if (!span.empty())
         span += "–" + text(entry, "ended");
-    return {{text(entry, "time") + (flag(entry, "running") ? "*" : ""), look, true},
+    return {{text(entry, "time"), look, true, runs ? "*" : unmarked},
             {span, Look::Faint},
             {project(entry), look},
             {text(entry, "task"), look},
@@ -180,9 +182,11 @@ std::string entries(const std::vector<Map>& entries, Format format)
         return json(entries);
     if (format == Format::Csv)
         return csv(entries);
+    const bool isMarked =
+        std::any_of(entries.begin(), entries.end(), [](const Map& entry) { return flag(entry, "running"); });
     std::vector<std::vector<Cell>> rows;
     for (const Map& entry : entries) {
-        std::vector<Cell> row = cells(entry);
+        std::vector<Cell> row = cells(entry, isMarked && isTerminal() ? " " : "");
         if (!isTerminal())
             row.insert(row.begin(), Cell{text(entry, "day")});
         rows.push_back(std::move(row));
