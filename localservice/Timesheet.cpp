@@ -316,9 +316,14 @@ tl::expected<void, Problem> changeTimes(Entry& entry, const EntryFields& fields,
 {
     if (entry.timerStarted) {
         // The end of a running timer is in the future; one sent by a client is left over from an earlier stop.
-        if (!fields.startedAt || !entry.startedAt || *fields.startedAt == *entry.startedAt)
+        if (!fields.startedAt || fields.startedAt == entry.startedAt)
             return {};
-        const Seconds earlier = Seconds{60} * (*entry.startedAt - *fields.startedAt);
+        // A timer that is older than the account's recording of times has no start. Clients demand one all the same;
+        // what a page sends was typed.
+        if (!entry.startedAt && !fields.hoursTouched)
+            return {};
+        const Minutes start = entry.startedAt.value_or(localMinutes(now - entry.total(now)));
+        const Seconds earlier = Seconds{60} * (start - *fields.startedAt);
         if (entry.total(now) + earlier < 0)
             return invalid("The start time is later than now.", "started");
         entry.base += earlier;
